@@ -1,0 +1,19 @@
+# Compile settings that everything in this tree shares.
+
+function(ombrel_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+        $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual>)
+    if(OMBREL_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+endfunction()
+
+# The library's own dialect: no exceptions, no run-time types, no hidden start-up code, nothing from the C++
+# run-time library.
+function(ombrel_library_dialect target)
+    target_compile_features(${target} PRIVATE cxx_std_20)
+    target_compile_options(${target} PRIVATE -fvisibility=hidden
+        $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>
+        -fno-semantic-interposition)
+    target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY _FILE_OFFSET_BITS=64)
+endfunction()

@@ -1,0 +1,33 @@
+/*
+ * What the status service tells about the library and its process, as text.
+ */
+#ifndef STATUS_REPORT_H
+#define STATUS_REPORT_H
+
+#include <ombrel_tuk.h>
+
+#include "http_server.h"
+
+enum { history_size = 300 };
+
+/* The heap's figures, taken once a second. */
+typedef struct {
+    size_t count[history_size];
+    size_t size[history_size];
+    size_t taken; /* samples so far; the newest stands at (taken - 1) % history_size */
+} heap_history_t;
+
+void report_sample(heap_history_t* history);
+
+/* The status as JSON into a buffer; -1 when memory runs out. */
+int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t uptime_msec,
+                  http_counts_t counts, ombrel_event_base_t* base);
+
+/* The list of live allocations as text; -1 when memory runs out. */
+int report_heap(ombrel_buffer_t* out);
+
+/* The page that shows the status. */
+extern const unsigned char status_page[];
+extern const size_t status_page_size;
+
+#endif

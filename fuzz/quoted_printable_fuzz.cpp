@@ -1,0 +1,49 @@
+// Quoted-printable: a program of pushes against a model, one call against the stream, and the way there and
+// back.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "support/coder_program.h"
+
+namespace {
+
+using ombrel_test::take_string;
+
+void require(bool holds, const char* what) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "quoted-printable differs: %s\n", what);
+    std::abort();
+}
+
+std::string decode_in_pieces(const uint8_t* data, size_t size) {
+    ombrel_quoted_printable_t* coder = ombrel_open_quoted_printable();
+    for (size_t at = 0; at < size;) {
+        const size_t piece = std::min<size_t>(size - at, 1 + data[at] % 5);
+        ombrel_push_decode_quoted_printable(coder, data + at, piece);
+        at += piece;
+    }
+    ombrel_push_decode_quoted_printable(coder, nullptr, 0);
+    char* text = ombrel_get_quoted_printable(coder, &size);
+    ombrel_close_quoted_printable(coder);
+    return take_string(text, size);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const char* fault = ombrel_test::coder_program<ombrel_test::quoted_printable_functions>(data, size).run();
+    require(fault == nullptr, fault);
+
+    size_t length = 0;
+    char* block = ombrel_encode_quoted_printable(data, size, &length);
+    const std::string text = take_string(block, length);
+    block = ombrel_decode_quoted_printable(text.data(), text.size(), &length);
+    require(take_string(block, length) == std::string(reinterpret_cast<const char*>(data), size), "way back");
+    block = ombrel_decode_quoted_printable(data, size, &length);
+    require(take_string(block, length) == decode_in_pieces(data, size), "decoding in pieces");
+    return 0;
+}

@@ -1,0 +1,29 @@
+/**
+ * @file export.h
+ * @brief What every public header needs: linkage and visibility.
+ */
+#ifndef OMBREL_EXPORT_H
+#define OMBREL_EXPORT_H
+
+#if defined(_WIN32)
+#if defined(OMBREL_BUILDING_LIBRARY)
+#define OMBREL_API __declspec(dllexport)
+#else
+#define OMBREL_API __declspec(dllimport)
+#endif
+#else
+/** Marks a function or variable that the dynamic library exports. */
+#define OMBREL_API __attribute__((visibility("default")))
+#endif
+
+#if defined(__cplusplus)
+#define OMBREL_BEGIN_C extern "C" {
+#define OMBREL_END_C }
+#else
+/** Opens the part of a header that has C linkage. */
+#define OMBREL_BEGIN_C
+/** Closes the part of a header that has C linkage. */
+#define OMBREL_END_C
+#endif
+
+#endif

@@ -1,0 +1,87 @@
+/**
+ * @file sha256.h
+ * @brief The message digest SHA-256 (FIPS 180-2), over bytes as they come.
+ *
+ * A context is initialised, takes bytes in pieces of any size, and gives the digest as bytes and as
+ * upper-case hexadecimal text. Messages may have any length below 2^64 bits. A context has no lock: one
+ * thread at a time. Unlike with MD5, taking the digest ends the message: initialise the context before its
+ * next use.
+ */
+#ifndef OMBREL_SHA256_H
+#define OMBREL_SHA256_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <ombrel/export.h>
+
+OMBREL_BEGIN_C
+
+/** Bytes of a digest. */
+#define def_ombrel_sha256_size 32
+
+/** The context: 176 bytes on every platform. */
+typedef struct {
+    uint64_t m_bits;            /**< bits fed */
+    uint32_t m_state[8];        /**< H0 to H7 */
+    uint32_t m_waiting;         /**< bytes in the buffer */
+    unsigned char m_buffer[64]; /**< the block that is being filled */
+    char m_text[65];            /**< the digest as text, once it was taken */
+    unsigned char m_padding[3]; /**< not used */
+} ombrel_sha256_t;
+
+/**
+ * @brief Starts a message: sets the initial state and clears counters, buffer and text.
+ * @param ctx the context, or null
+ * @return `ctx`
+ */
+OMBREL_API ombrel_sha256_t* ombrel_init_sha256(ombrel_sha256_t* ctx);
+
+/**
+ * @brief Feeds bytes.
+ * @param ctx  the context; with null nothing happens
+ * @param data the bytes, of any alignment; null does nothing
+ * @param size how many; 0 does nothing
+ * @return `data`
+ */
+OMBREL_API const void* ombrel_sha256_push(ombrel_sha256_t* ctx, const void* data, size_t size);
+
+/**
+ * @brief Feeds the whole of a file, from its beginning.
+ *
+ * It needs 32,768 bytes of heap for the time of the call, however large the file is.
+ * @param ctx  the context
+ * @param path the file's path; pipes and devices are read until they end
+ * @return 0; -1 when an argument is null, the file cannot be opened or is a directory, memory runs out, or
+ *         reading fails (what was read up to then is part of the message)
+ */
+OMBREL_API int ombrel_sha256_push_file(ombrel_sha256_t* ctx, const char* path);
+
+/**
+ * @brief The digest of what was fed.
+ *
+ * The padding goes into the context itself, which is finished then: a second call gives another, meaningless
+ * value. (MD5 differs in this.)
+ * @param ctx the context
+ * @param out receives the 32 bytes; may be null
+ * @return the 64 digits of `ctx->m_text`, terminated; null for a null context
+ */
+OMBREL_API const char* ombrel_sha256_digest(ombrel_sha256_t* ctx, void* out);
+
+/**
+ * @brief A new context on the tagged heap, initialised.
+ * @return the context, to be closed by ombrel_close_sha256(); null when memory runs out
+ */
+OMBREL_API ombrel_sha256_t* ombrel_open_sha256(void);
+
+/**
+ * @brief Takes the digest and frees a context of ombrel_open_sha256().
+ * @param ctx the context, or null
+ * @param out receives the 32 bytes; may be null
+ * @return 0
+ */
+OMBREL_API int ombrel_close_sha256(ombrel_sha256_t* ctx, void* out);
+
+OMBREL_END_C
+
+#endif

@@ -1,0 +1,62 @@
+// What the files of the buffer chain share: its records and the operations on its front and end.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <ombrel/buffer.h>
+#include <ombrel/lock.h>
+#include <ombrel/service.h>
+
+namespace ombrel {
+
+struct buffer_node {
+    buffer_node* m_next;
+    uint32_t m_flags; // of the push that made it
+    size_t m_capacity;
+    size_t m_used;         // bytes written
+    size_t m_read;         // bytes taken; a node in a chain always has some left
+    unsigned char* m_data; // behind this record, or the caller's block
+
+    unsigned char* front() const { return m_data + m_read; }
+    size_t unread() const { return m_used - m_read; }
+};
+static_assert(sizeof(void*) != 4 || sizeof(buffer_node) == 24);
+
+/// Queues a copy of the bytes (zeros for null `data`), whatever the buffer's flags; gives the bytes queued.
+size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size);
+
+/// take_front() for any number of nodes.
+void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size);
+
+} // namespace ombrel
+
+struct ombrel_buffer_ts {
+    ombrel::buffer_node* m_head;
+    ombrel::buffer_node* m_tail; // meaningless while m_head is null
+    uint32_t m_flags;
+    size_t m_unit_size;
+    uint64_t m_offset;
+    size_t m_size;
+    ombrel_lock_t m_lock;
+    ombrel_service_t* m_service;
+    void* m_context;
+    ombrel_buffer_handler_t m_handler;
+};
+
+namespace ombrel {
+
+/// Takes `size` bytes, which must be queued, into `dest` or, when it is null, away.
+inline void take_front(ombrel_buffer_t& buffer, void* dest, size_t size) {
+    buffer_node* head = buffer.m_head;
+    if (head == nullptr || size >= head->unread())
+        return take_nodes(buffer, dest, size);
+    if (dest != nullptr)
+        memcpy(dest, head->front(), size);
+    head->m_read += size;
+    buffer.m_size -= size;
+    buffer.m_offset += size;
+}
+
+} // namespace ombrel

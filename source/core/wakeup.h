@@ -1,0 +1,42 @@
+// What the waiters of locks and conditions share: a short look before they sleep, and the byte that wakes
+// them.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/thread.h"
+
+namespace ombrel {
+
+/// Who called: what reports name.
+struct call_site {
+    const char* tag;
+    unsigned long line;
+};
+
+/// An operation that fails for want of memory or room is tried so often before its caller gives up.
+inline constexpr int attempt_limit = 64;
+
+/// Writes the byte that ends a sleep on the pipe: false when every attempt failed.
+bool send_wakeup_byte(int write_end);
+
+/// The read limit for a wait with so much time left.
+int read_slice(uint64_t remaining_milliseconds, int longest);
+
+/// A wait is light at first: so many milliseconds of sleep on a word, as most waits end within them and a
+/// pipe costs more than a switch of threads. A limit below the scheduler's tick would cost a turn of the
+/// hardware timer each time.
+inline constexpr int light_sleep_limit = 20;
+
+/// Looks a few times whether the wait is over already, as a thread that hands over may just be doing so.
+template<typename Ready>
+bool ready_soon(int looks, Ready ready) {
+    for (int i = 0; i < looks; i++) {
+        if (ready())
+            return true;
+        platform::relax_processor();
+    }
+    return false;
+}
+
+} // namespace ombrel

@@ -1,0 +1,300 @@
+#include <ombrel/event.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include <ombrel/event_base.h>
+#include <ombrel/heap.h>
+#include <ombrel/output.h>
+#include <ombrel/time.h>
+
+#include "event/event_internal.h"
+
+using namespace ombrel;
+
+namespace {
+
+// The record's own address in it tells an earlier assignment from whatever the caller's memory held.
+bool holds_resources(const ombrel_event_t& event) {
+    return event.m_self == &event;
+}
+
+void release_resources(ombrel_event_t& event) {
+    detach_signal(event);
+    release_buffers(event);
+    ombrel_check_free_tag(event.m_bind_address, "ombrel_unassign_event", __LINE__);
+    ombrel_check_free_tag(event.m_resolver_name, "ombrel_unassign_event", __LINE__);
+    if (event.m_resolver_info != nullptr)
+        ombrel_close_resolver(event.m_resolver_info);
+    event.m_bind_address = event.m_resolver_name = nullptr;
+    event.m_resolver_info = nullptr;
+    event.m_connect_address = nullptr;
+}
+
+bool copy_text(char*& copy, const char* text, const char* tag) {
+    if (text == nullptr)
+        return true;
+    const size_t size = strlen(text) + 1;
+    copy = static_cast<char*>(ombrel_alloc_tag(size, tag, __LINE__));
+    if (copy != nullptr)
+        memcpy(copy, text, size);
+    return copy != nullptr;
+}
+
+int valid_port(int port) {
+    return port >= 0 && port <= 65535 ? port : -1;
+}
+
+void fill(ombrel_event_t& event, const event_assignment& wanted, uint32_t kept_state) {
+    event = {};
+    event.m_self = &event;
+    event.m_state = kept_state;
+    event.m_base = wanted.base;
+    event.m_priority = wanted.base != nullptr ? wanted.base->m_max_priority / 2 : 0;
+    event.m_timeout = -1;
+    event.m_flags = (wanted.flags & def_ombrel_event_assignable) | def_ombrel_event_assigned;
+    event.m_fd = wanted.fd;
+    event.m_handler = wanted.handler;
+    event.m_context = wanted.context;
+    event.m_bind_port = valid_port(wanted.bind_port);
+    event.m_resolver_port = valid_port(wanted.resolver_port);
+    event.m_output_watermark = 1;
+}
+
+bool copy_texts(ombrel_event_t& event, const event_assignment& wanted) {
+    const char* missing = nullptr;
+    if (!copy_text(event.m_bind_address, wanted.bind_address, wanted.function))
+        missing = "bind_address";
+    else if (!copy_text(event.m_resolver_name, wanted.resolver_name, wanted.function))
+        missing = "resolver_name";
+    if (missing != nullptr)
+        ombrel_error_printf("%s: [ERROR] not enough memory for %s ! %s event failed !\n", wanted.function,
+                            missing, wanted.verb);
+    return missing == nullptr;
+}
+
+ombrel_event_t* new_event(event_assignment wanted) {
+    auto* event =
+        static_cast<ombrel_event_t*>(ombrel_calloc_tag(1, sizeof(ombrel_event_t), wanted.function, __LINE__));
+    if (event == nullptr) {
+        print_line(severity::error, wanted.function, "not enough memory !");
+        return nullptr;
+    }
+    wanted.flags |= def_ombrel_event_new;
+    event->m_self = event;
+    event->m_state = state_on_heap;
+    if (assign_event(event, wanted) == 0)
+        return event;
+    print_line(severity::error, wanted.function, "ombrel_assign_event failed !");
+    ombrel_free(event);
+    return nullptr;
+}
+
+} // namespace
+
+int ombrel::assign_event(ombrel_event_t* event, const event_assignment& wanted) {
+    if (event == nullptr) {
+        ombrel_error_printf("%s: [ERROR] event is null !\n", wanted.function);
+        return -1;
+    }
+    const bool reused = holds_resources(*event);
+    if (reused && is_in_loop(*event)) {
+        print_line(severity::error, wanted.function, "s_event is already added !");
+        return -1;
+    }
+    if (reused)
+        release_resources(*event);
+    fill(*event, wanted, reused ? event->m_state & state_on_heap : 0);
+    if (!copy_texts(*event, wanted)) {
+        unassign_event(event, wanted.function);
+        return -1;
+    }
+    if (is_tracing())
+        ombrel_printf("%s: [MESSAGE] %s event%s. (event=%p, fd=%d, flags=%08x)\n", wanted.function,
+                      wanted.verb,
+                      (wanted.flags & def_ombrel_event_with_resolver) != 0 ? " with resolver" : "",
+                      static_cast<void*>(event), event->m_fd, event->m_flags);
+    if (event->m_handler != nullptr)
+        event->m_handler(event, event->m_fd, def_ombrel_event_assigned, event->m_context);
+    return 0;
+}
+
+namespace {
+
+// The base that the event is part of, or null: an idle event may outlive its base.
+ombrel_event_base_t* base_in_use(const ombrel_event_t& event) {
+    const bool in_use = is_in_loop(event) || event.m_signal != nullptr || (event.m_state & state_timed) != 0;
+    return in_use ? event.m_base : nullptr;
+}
+
+} // namespace
+
+int ombrel::unassign_event(ombrel_event_t* event, const char* function) {
+    if (!is_assigned(function, event))
+        return -1;
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
+    if (ombrel_event_base_t* base = base_in_use(*event)) {
+        const base_guard guard(*base);
+        unregister_event(*base, *event);
+    }
+    release_resources(*event);
+    const bool on_heap = (event->m_state & state_on_heap) != 0;
+    event->m_flags = event->m_result_flags = 0;
+    event->m_state = on_heap ? static_cast<uint32_t>(state_on_heap) : 0;
+    event->m_self = on_heap ? event : nullptr;
+    return 0;
+}
+
+int ombrel_assign_event(ombrel_event_base_t* base, ombrel_event_t* event, int fd, uint32_t flags,
+                        ombrel_event_handler_t handler, void* context) {
+    return assign_event(event, {"ombrel_assign_event", "assign", base, fd, flags, handler, context, nullptr,
+                                -1, nullptr, -1});
+}
+
+int ombrel_assign_event_with_resolver(ombrel_event_base_t* base, ombrel_event_t* event, int fd,
+                                      uint32_t flags, ombrel_event_handler_t handler, void* context,
+                                      const char* bind_address, int bind_port, const char* resolver_name,
+                                      int resolver_port) {
+    return assign_event(event, {"ombrel_assign_event_with_resolver", "assign", base, fd, flags, handler,
+                                context, bind_address, bind_port, resolver_name, resolver_port});
+}
+
+ombrel_event_t* ombrel_new_event(ombrel_event_base_t* base, int fd, uint32_t flags,
+                                 ombrel_event_handler_t handler, void* context) {
+    return new_event(
+        {"ombrel_new_event", "new", base, fd, flags, handler, context, nullptr, -1, nullptr, -1});
+}
+
+ombrel_event_t* ombrel_new_event_with_resolver(ombrel_event_base_t* base, int fd, uint32_t flags,
+                                               ombrel_event_handler_t handler, void* context,
+                                               const char* bind_address, int bind_port,
+                                               const char* resolver_name, int resolver_port) {
+    return new_event({"ombrel_new_event_with_resolver", "new", base, fd, flags, handler, context,
+                      bind_address, bind_port, resolver_name, resolver_port});
+}
+
+int ombrel_set_event(ombrel_event_t* event, int fd, uint32_t flags, ombrel_event_handler_t handler,
+                     void* context) {
+    return assign_event(event, {"ombrel_set_event", "set", __g_ombrel_current_event_base, fd, flags, handler,
+                                context, nullptr, -1, nullptr, -1});
+}
+
+int ombrel_set_event_with_resolver(ombrel_event_t* event, int fd, uint32_t flags,
+                                   ombrel_event_handler_t handler, void* context, const char* bind_address,
+                                   int bind_port, const char* resolver_name, int resolver_port) {
+    return assign_event(event,
+                        {"ombrel_set_event_with_resolver", "set", __g_ombrel_current_event_base, fd, flags,
+                         handler, context, bind_address, bind_port, resolver_name, resolver_port});
+}
+
+int ombrel_free_event(ombrel_event_t* event) {
+    // One that was unassigned before is still the library's memory.
+    const bool only_memory = event != nullptr && (flags_of(*event) & def_ombrel_event_assigned) == 0 &&
+                             holds_resources(*event) && (event->m_state & state_on_heap) != 0;
+    if (!only_memory && unassign_event(event, "ombrel_free_event") != 0)
+        return -1;
+    if ((event->m_state & state_on_heap) != 0)
+        ombrel_free(event);
+    return 0;
+}
+
+int ombrel_unassign_event(ombrel_event_t* event) {
+    return unassign_event(event, "ombrel_unassign_event");
+}
+
+int ombrel_event_set_base(ombrel_event_t* event, ombrel_event_base_t* base) {
+    if (!is_assigned("ombrel_event_set_base", event) || !is_base("ombrel_event_set_base", base))
+        return -1;
+    if (is_in_loop(*event)) {
+        print_line(severity::error, "ombrel_event_set_base", "s_event is already added !");
+        return -1;
+    }
+    event->m_base = base;
+    event->m_priority = base->m_max_priority / 2;
+    return 0;
+}
+
+int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priority) {
+    if (!is_usable("ombrel_event_set_priority", event))
+        return -1;
+    ombrel_event_base_t& base = *event->m_base;
+    const base_guard guard(base);
+    const char* refusal = nullptr;
+    if ((event->m_flags & def_ombrel_event_active) != 0)
+        refusal = "already active event !";
+    else if (priority >= base.m_max_priority)
+        refusal = "s_priority >= max_priority !";
+    if (refusal != nullptr) {
+        log_line(base, severity::error, "ombrel_event_set_priority", refusal);
+        return -1;
+    }
+    event->m_priority = priority;
+    return 0;
+}
+
+int ombrel::add_event(ombrel_event_t* event, int timeout_ms, const char* function) {
+    if (!is_usable(function, event))
+        return -1;
+    const base_guard guard(*event->m_base);
+    return register_event(*event->m_base, *event, timeout_ms, function) ? 0 : -1;
+}
+
+int ombrel_add_event(ombrel_event_t* event, int timeout_ms) {
+    return add_event(event, timeout_ms, "ombrel_add_event");
+}
+
+int ombrel_del_event(ombrel_event_t* event) {
+    if (!is_usable("ombrel_del_event", event))
+        return -1;
+    ombrel_event_base_t& base = *event->m_base;
+    const base_guard guard(base);
+    if (!is_in_loop(*event)) {
+        log_line(base, severity::warning, "ombrel_del_event", "already deleted.");
+        return -1;
+    }
+    unregister_event(base, *event);
+    return 0;
+}
+
+int ombrel_active_event(ombrel_event_t* event, uint32_t result_flags) {
+    if (!is_usable("ombrel_active_event", event))
+        return -1;
+    const base_guard guard(*event->m_base);
+    if ((event->m_flags & def_ombrel_event_active) != 0) {
+        event->m_result_flags |= result_flags;
+        return 0;
+    }
+    event->m_result_flags = result_flags;
+    activate(*event->m_base, *event);
+    return 0;
+}
+
+namespace {
+
+int remaining_time(const ombrel_event_t& event) {
+    const uint64_t now = ombrel_time_stamp_msec();
+    const uint64_t left = event.m_expiry > now ? event.m_expiry - now : 0;
+    return static_cast<int>(std::min<uint64_t>(left, INT_MAX));
+}
+
+} // namespace
+
+int ombrel_event_pending(ombrel_event_t* event, uint32_t flags, int* timeout_ms_out) {
+    if (!is_usable("ombrel_event_pending", event))
+        return -1;
+    constexpr uint32_t kinds = event_io_kinds | def_ombrel_event_signal | def_ombrel_event_with_resolver |
+                               def_ombrel_event_managed_connect;
+    const base_guard guard(*event->m_base);
+    uint32_t pending = 0;
+    if ((event->m_flags & def_ombrel_event_registered) != 0)
+        pending |= event->m_flags & kinds;
+    if ((event->m_flags & def_ombrel_event_active) != 0)
+        pending |= event->m_result_flags;
+    const bool timed = (event->m_state & state_timed) != 0;
+    if (timed)
+        pending |= def_ombrel_event_timeout;
+    if (timeout_ms_out != nullptr)
+        *timeout_ms_out = timed ? remaining_time(*event) : -1;
+    return static_cast<int>(pending & flags);
+}

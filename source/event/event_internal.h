@@ -1,0 +1,237 @@
+// What the files of the event loop share: the base's record and the work that is done with its gate held.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include <ombrel/event.h>
+#include <ombrel/event_base.h>
+#include <ombrel/resolver_cache.h>
+#include <ombrel/service.h>
+
+#include "event/descriptor_table.h"
+#include "event/fair_gate.h"
+#include "event/timer_order.h"
+
+namespace ombrel {
+
+inline constexpr uint32_t event_io_kinds =
+    def_ombrel_event_read | def_ombrel_event_write | def_ombrel_event_exception;
+
+// The three kinds double as the poll set's bits.
+static_assert(def_ombrel_event_read == platform::poll_read &&
+              def_ombrel_event_write == platform::poll_write &&
+              def_ombrel_event_exception == platform::poll_exception);
+
+/// Bits of m_state.
+enum event_state : uint32_t {
+    state_on_heap = 1u << 0,      ///< the record was allocated by the library
+    state_timed = 1u << 1,        ///< in the timer order
+    state_candidate = 1u << 2,    ///< to be examined in this iteration
+    state_waiting = 1u << 3,      ///< its name or connection needs the loop
+    state_owns_socket = 1u << 4,  ///< the loop opened the socket and has not handed it over
+    state_answered = 1u << 5,     ///< the answer of its name is still to be told
+    state_bound = 1u << 6,        ///< the caller's socket was bound to the bind address
+    state_input_ended = 1u << 7,  ///< the input buffer gets no more bytes
+    state_output_ended = 1u << 8, ///< the output buffer is not sent any more
+    state_buffered = 1u << 9,     ///< has an input or an output buffer
+};
+
+enum class severity { message, warning, error };
+
+/// A line that waits until the gate is open: printing under it would lock up with an output handler that uses
+/// the base.
+struct pending_line {
+    pending_line* next;
+    severity level;
+    const char* function;
+    const char* phrase;
+    const ombrel_event_t* event; ///< null for a line about the base
+    int fd;
+};
+
+struct run_queue {
+    ombrel_event_t* head;
+    ombrel_event_t* tail;
+};
+
+} // namespace ombrel
+
+struct ombrel_event_base_ts {
+    ombrel::fair_gate m_gate; ///< guards everything below that is not atomic
+    uint64_t m_thread_id;
+    uint32_t m_running;
+    uint32_t m_exit;
+    uint32_t m_break;
+    int m_max_wait;
+    ombrel::descriptor_table m_descriptors;
+    size_t m_event_count;
+    size_t m_timer_event_count;
+    size_t m_active_event_count;
+    ombrel_event_t* m_head;
+    ombrel_event_t* m_tail;
+    ombrel::timer_order m_timers;
+    uint32_t m_max_priority;
+    ombrel::run_queue* m_queues;
+    int m_notify_pipe[2];
+    ombrel_event_t m_notify_event;
+    ombrel_resolver_cache_t* m_resolver_cache;
+    ombrel_service_t* m_service;
+
+    uint64_t m_last_order;         ///< of the event registered last
+    ombrel_event_t* m_run_last;    ///< the last event that this iteration is to run
+    ombrel_event_t** m_candidates; ///< room for every registered event
+    size_t m_candidate_room;
+    size_t m_candidate_count;
+    size_t m_ready_left;             ///< pairs of a socket and a kind that no event took yet
+    ombrel_event_t* m_waiting;       ///< events whose name or connection needs the loop
+    ombrel_signal_node_t* m_signals; ///< attached signal events
+    uint64_t m_resolver_retry;       ///< when unanswered names are asked again, 0 for never
+    uint64_t m_wait_until;           ///< when a sleeping loop wakes by itself
+    bool m_sleeping;
+    ombrel::pending_line* m_lines;
+    ombrel::pending_line* m_last_line;
+    std::atomic<bool> m_wakeup_posted;
+    std::atomic<bool> m_signal_news;
+    std::atomic<bool> m_resolver_news;
+    std::atomic<bool> m_resolver_failed;
+};
+
+namespace ombrel {
+
+/// Prints a line; not with a gate held.
+void print_line(severity level, const char* function, const char* phrase,
+                const ombrel_event_t* event = nullptr, int fd = -1);
+bool is_tracing();
+/// Queues a line until the gate is left. Messages are dropped unless the debug mode is on.
+void log_line(ombrel_event_base_t& base, severity level, const char* function, const char* phrase,
+              const ombrel_event_t* event = nullptr);
+
+/// Reports an event that cannot be used, by null, by not being assigned or for lack of a base.
+bool is_usable(const char* function, const ombrel_event_t* event);
+bool is_assigned(const char* function, const ombrel_event_t* event);
+bool is_base(const char* function, const ombrel_event_base_t* base);
+
+inline void enter_base(ombrel_event_base_t& base) {
+    base.m_gate.enter();
+}
+/// Wakes the loop if what changed concerns its wait, opens the gate and prints the lines that were queued.
+/// `to_sleep` is said by the loop itself when it is about to wait.
+void leave_base_slowly(ombrel_event_base_t& base, bool to_sleep);
+inline void leave_base(ombrel_event_base_t& base, bool to_sleep = false) {
+    if (to_sleep || base.m_sleeping || base.m_lines != nullptr)
+        leave_base_slowly(base, to_sleep);
+    else
+        base.m_gate.leave();
+}
+
+class base_guard {
+public:
+    explicit base_guard(ombrel_event_base_t& base) : base_(base) { enter_base(base_); }
+    ~base_guard() { leave_base(base_); }
+    base_guard(const base_guard&) = delete;
+    base_guard& operator=(const base_guard&) = delete;
+
+private:
+    ombrel_event_base_t& base_;
+};
+
+/// Wakes the loop from any context, signal handlers included; needs no gate.
+void post_wakeup(ombrel_event_base_t& base);
+
+// The flags change with the gate held but are also read before it is taken, to tell an event that cannot be
+// used.
+
+inline uint32_t flags_of(const ombrel_event_t& event) {
+    return __atomic_load_n(&event.m_flags, __ATOMIC_RELAXED);
+}
+inline void add_flags(ombrel_event_t& event, uint32_t flags) {
+    __atomic_store_n(&event.m_flags, event.m_flags | flags, __ATOMIC_RELAXED);
+}
+inline void remove_flags(ombrel_event_t& event, uint32_t flags) {
+    __atomic_store_n(&event.m_flags, event.m_flags & ~flags, __ATOMIC_RELAXED);
+}
+
+inline bool is_in_loop(const ombrel_event_t& event) {
+    return (flags_of(event) & (def_ombrel_event_registered | def_ombrel_event_active)) != 0;
+}
+
+/// Whether the event is of a socket; a managed connection is one even before it has it.
+inline bool is_io_event(const ombrel_event_t& event) {
+    return (event.m_flags & (event_io_kinds | def_ombrel_event_managed_connect)) != 0 ||
+           (event.m_state & state_buffered) != 0;
+}
+
+/// Whether the loop still has to make the event's connection.
+inline bool is_connect_pending(const ombrel_event_t& event) {
+    return (event.m_flags & (def_ombrel_event_managed_connect | def_ombrel_event_connected |
+                             def_ombrel_event_connect_failed)) == def_ombrel_event_managed_connect;
+}
+
+inline bool needs_answer(const ombrel_event_t& event) {
+    return (event.m_flags & (def_ombrel_event_with_resolver | def_ombrel_event_managed_connect)) != 0 &&
+           event.m_resolver_name != nullptr && event.m_resolver_info == nullptr;
+}
+
+/// The kinds for which the event wants its descriptor watched now.
+unsigned interest_of(const ombrel_event_t& event);
+
+// All of the following need the gate.
+
+bool register_event(ombrel_event_base_t& base, ombrel_event_t& event, int timeout_ms, const char* function);
+void unregister_event(ombrel_event_base_t& base, ombrel_event_t& event);
+void arm_timer(ombrel_event_base_t& base, ombrel_event_t& event);
+void disarm_timer(ombrel_event_base_t& base, ombrel_event_t& event);
+void activate(ombrel_event_base_t& base, ombrel_event_t& event);
+void deactivate(ombrel_event_base_t& base, ombrel_event_t& event);
+void await_loop(ombrel_event_base_t& base, ombrel_event_t& event);
+void stop_awaiting_loop(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Brings the descriptor's interest up to date after a change of a registered event.
+bool refresh_interest(ombrel_event_base_t& base, ombrel_event_t& event);
+
+/// Asks for the name of an event that waits for it; stores the answer when there is one.
+void ask_resolver(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Goes on with a managed connection, whose socket is ready for `ready`. Returns the result for the handler.
+uint32_t progress_connect(ombrel_event_base_t& base, ombrel_event_t& event, unsigned ready);
+/// Closes a socket that the loop opened and has not handed over.
+void drop_socket(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Moves bytes between a ready socket and the event's buffers. Returns what the handler is to be told.
+uint32_t move_bytes(ombrel_event_base_t& base, ombrel_event_t& event, uint32_t ready);
+void release_buffers(ombrel_event_t& event);
+
+// The rest takes the gate itself or needs none.
+
+struct event_assignment {
+    const char* function; ///< for messages
+    const char* verb;     ///< "new", "set" or "assign"
+    ombrel_event_base_t* base;
+    int fd;
+    uint32_t flags;
+    ombrel_event_handler_t handler;
+    void* context;
+    const char* bind_address;
+    int bind_port;
+    const char* resolver_name;
+    int resolver_port;
+};
+int assign_event(ombrel_event_t* event, const event_assignment& wanted);
+int add_event(ombrel_event_t* event, int timeout_ms, const char* function);
+int unassign_event(ombrel_event_t* event, const char* function);
+
+void free_once_event(ombrel_event_t& event);
+bool is_once_event(const ombrel_event_t& event);
+
+enum class loop_end { ended, interrupted, failed };
+loop_end run_loop(ombrel_event_base_t& base, uint32_t loop_flags);
+
+/// The signal registry. A held signal stays caught although no event is attached to it.
+bool attach_signal(ombrel_event_t& event);
+void detach_signal(ombrel_event_t& event);
+bool is_signal_number(int signum);
+uint32_t take_signal_count(ombrel_event_t& event);
+ombrel_event_t* next_signal_event(ombrel_signal_node_t*& node);
+void hold_signal(int signum);
+void release_signal(int signum);
+
+} // namespace ombrel

@@ -1,0 +1,81 @@
+#include <ombrel/socket.h>
+
+#include <ombrel/address.h>
+#include <ombrel/select.h>
+
+#include "platform/socket.h"
+
+using namespace ombrel;
+
+int ombrel_open_socket(int family, int type, int protocol) {
+    return platform::open_socket(family, type, protocol);
+}
+
+int ombrel_close_socket(int s) {
+    if (s != def_ombrel_invalid_socket)
+        platform::close_socket(s);
+    // Never 0, so that "s = ombrel_close_socket(s)" leaves the variable invalid.
+    return -1;
+}
+
+int ombrel_shutdown_socket(int s, int how) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    using platform::shutdown_side;
+    return platform::shutdown_socket(s, how == def_ombrel_shutdown_send   ? shutdown_side::send
+                                        : how == def_ombrel_shutdown_both ? shutdown_side::both
+                                                                          : shutdown_side::receive);
+}
+
+int ombrel_bind(int s, const struct sockaddr* addr, int size) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    return platform::bind_socket(s, addr, ombrel_sockaddr_size(addr, size));
+}
+
+int ombrel_listen(int s, int backlog) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::listen_socket(s, backlog);
+}
+
+int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int timeout_ms) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    if (timeout_ms >= 0 && ombrel_single_select(s, def_ombrel_select_read, timeout_ms) <= 0)
+        return -1;
+    return platform::accept_socket(s, addr, size_in_out);
+}
+
+int ombrel_getsockname(int s, struct sockaddr* addr, int* size_in_out) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::own_address(s, addr, size_in_out);
+}
+
+int ombrel_getpeername(int s, struct sockaddr* addr, int* size_in_out) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::peer_address(s, addr, size_in_out);
+}
+
+int ombrel_getsockopt(int s, int level, int name, void* value, int* size_in_out) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::get_option(s, level, name, value, size_in_out);
+}
+
+int ombrel_setsockopt(int s, int level, int name, const void* value, int size) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::set_option(s, level, name, value, size);
+}
+
+int ombrel_sys_recv(int s, void* buf, size_t size, int flags) {
+    return ombrel_sys_recvfrom(s, buf, size, flags, nullptr, nullptr);
+}
+
+int ombrel_sys_recvfrom(int s, void* buf, size_t size, int flags, struct sockaddr* from, int* from_size) {
+    return s == def_ombrel_invalid_socket ? -1 : platform::receive(s, buf, size, flags, from, from_size);
+}
+
+int ombrel_sys_send(int s, const void* buf, size_t size, int flags) {
+    return ombrel_sys_sendto(s, buf, size, flags, nullptr, 0);
+}
+
+int ombrel_sys_sendto(int s, const void* buf, size_t size, int flags, const struct sockaddr* to,
+                      int to_size) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    return platform::send(s, buf, size, flags, to, ombrel_sockaddr_size(to, to_size));
+}

@@ -1,0 +1,141 @@
+#include <ombrel/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstring>
+
+#include <ombrel/printf.h>
+#include <ombrel/select.h>
+#include <ombrel/short_lock.h>
+#include <ombrel/timer.h>
+
+#include "core/heap_ptr.h"
+#include "platform/socket.h"
+
+using namespace ombrel;
+
+namespace {
+
+/// Where a receive puts the sender's address; both null when nobody asks.
+struct sender {
+    sockaddr* address;
+    int* size;
+};
+
+int time_left(const ombrel_timer_t& timer, int timeout_ms) {
+    uint64_t left = 0;
+    ombrel_check_timer_ex(&timer, &left);
+    return timeout_ms > 0 ? static_cast<int>(left) : timeout_ms;
+}
+
+/// Waits before each attempt. A readable socket may still have nothing: another thread was faster, or the
+/// datagram was damaged. A receive that waited then would not keep to its limit.
+int wait_and_receive(int s, void* buffer, size_t size, sender from, int timeout_ms) {
+    ombrel_timer_t timer;
+    ombrel_init_timer(&timer, static_cast<uint64_t>(std::max(timeout_ms, 0)));
+    for (int left = timeout_ms;; left = time_left(timer, timeout_ms)) {
+        const int ready = ombrel_single_select(s, def_ombrel_select_read, left);
+        if (ready <= 0)
+            return ready == 0 ? def_ombrel_recv_timeout : -1;
+        const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
+        if (result != platform::would_wait)
+            return result;
+        ombrel_load_balance_short();
+    }
+}
+
+int receive_within(int s, void* buffer, size_t size, sender from, int timeout_ms) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    // What already arrived needs no wait; an empty request does, because receiving nothing always succeeds.
+    if (size > 0) {
+        const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
+        // A listening socket waits like one that has nothing.
+        if (result != platform::would_wait && !(result == -1 && errno == ENOTCONN))
+            return result;
+    }
+    return wait_and_receive(s, buffer, size, from, timeout_ms);
+}
+
+int send_within(int s, const void* data, size_t size, const sockaddr* to, int to_size, int timeout_ms) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    const int ready = ombrel_single_select(s, def_ombrel_select_write, timeout_ms);
+    // A time-out is 0 here although a receive reports -2: the difference is meant.
+    if (ready <= 0)
+        return ready == 0 ? def_ombrel_send_timeout : -1;
+    return ombrel_sys_sendto(s, data, size, 0, to, to_size);
+}
+
+int fill(int s, void* buffer, size_t size, sender from, int timeout_ms) {
+    const int wanted = static_cast<int>(std::min<size_t>(size, INT_MAX));
+    const int sender_room = from.size != nullptr ? *from.size : 0;
+    int count = 0;
+    while (count < wanted) {
+        // Time-outs can take the count below zero; the buffer still starts at its start.
+        const int offset = std::max(count, 0);
+        if (from.size != nullptr)
+            *from.size = sender_room;
+        const int result = receive_within(s, static_cast<char*>(buffer) + offset,
+                                          static_cast<size_t>(wanted - offset), from, timeout_ms);
+        if (result == -1)
+            return -1;
+        if (result == 0)
+            return count;
+        // The time-out code is added like a length; this is meant.
+        count = std::max(count, INT_MIN + 2) + result;
+    }
+    return count;
+}
+
+int send_text(int s, const sockaddr* to, int to_size, int timeout_ms, const char* format, va_list args) {
+    const heap_ptr<char> text(format != nullptr ? ombrel_alloc_vsprintf(format, args) : nullptr);
+    return text ? send_within(s, text.get(), std::strlen(text.get()), to, to_size, timeout_ms) : -1;
+}
+
+} // namespace
+
+int ombrel_recv(int s, void* buf, size_t size, int timeout_ms) {
+    return receive_within(s, buf, size, {nullptr, nullptr}, timeout_ms);
+}
+
+int ombrel_recvfrom(int s, void* buf, size_t size, struct sockaddr* from, int* from_size, int timeout_ms) {
+    return receive_within(s, buf, size, {from, from_size}, timeout_ms);
+}
+
+int ombrel_send(int s, const void* buf, size_t size, int timeout_ms) {
+    return send_within(s, buf, size, nullptr, 0, timeout_ms);
+}
+
+int ombrel_sendto(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size,
+                  int timeout_ms) {
+    return send_within(s, buf, size, to, to_size, timeout_ms);
+}
+
+int ombrel_recv_fill(int s, void* buf, size_t size, int timeout_ms) {
+    return s == def_ombrel_invalid_socket ? -1 : fill(s, buf, size, {nullptr, nullptr}, timeout_ms);
+}
+
+int ombrel_recvfrom_fill(int s, void* buf, size_t size, struct sockaddr* from, int* from_size,
+                         int timeout_ms) {
+    return s == def_ombrel_invalid_socket ? -1 : fill(s, buf, size, {from, from_size}, timeout_ms);
+}
+
+int ombrel_send_message(int s, int timeout_ms, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = send_text(s, nullptr, 0, timeout_ms, format, args);
+    va_end(args);
+    return result;
+}
+
+int ombrel_sendto_message(int s, const struct sockaddr* to, int to_size, int timeout_ms, const char* format,
+                          ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = send_text(s, to, to_size, timeout_ms, format, args);
+    va_end(args);
+    return result;
+}

@@ -1,0 +1,15 @@
+// The process environment. The platform does not guard it against changes by other threads.
+#pragma once
+
+namespace ombrel::platform {
+
+/// The array of assignments "NAME=text", ended by a null pointer.
+char** environment();
+
+/// The value of a variable, null when it is not set; valid until the variable changes.
+const char* environment_variable(const char* name);
+
+/// Sets a variable to a copy of `value`, or removes it when `value` is null: 0, or -1 with errno set.
+int set_environment_variable(const char* name, const char* value);
+
+} // namespace ombrel::platform

@@ -1,0 +1,16 @@
+// What the platform knows of protocols, services and its own name.
+#pragma once
+
+#include <cstddef>
+
+namespace ombrel::platform {
+
+/// Not reentrant: callers take turns. False when unknown.
+bool find_protocol(const char* name, int& number);
+/// Not reentrant: callers take turns. The port is in host order; false when unknown.
+bool find_service(const char* name, const char* protocol, int& port);
+
+/// The host's own name, terminated; false when it does not fit.
+bool host_name(char* buffer, size_t size);
+
+} // namespace ombrel::platform

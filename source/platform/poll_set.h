@@ -1,0 +1,58 @@
+// Waiting for many descriptors at a cost that follows what is ready.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ombrel::platform {
+
+inline constexpr unsigned poll_read = 1, poll_write = 2, poll_exception = 4;
+
+struct poll_set;
+
+/// Null when the host has no more descriptors or memory.
+poll_set* open_poll_set();
+void close_poll_set(poll_set* set);
+
+enum class watch_result {
+    watched,
+    always_ready, ///< the host cannot wait for it, as for a regular file: it never blocks
+    failed,
+};
+
+struct watch_request {
+    unsigned bits;       ///< exactly what is watched
+    uint32_t generation; ///< comes back with the readiness
+    bool once;           ///< the host may stop at the first report, until the descriptor is watched again
+    bool known;          ///< a guess that the set holds it already; a wrong one costs a second system call
+};
+watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request& wanted);
+
+/// Whether the number is that of a descriptor.
+bool is_open_descriptor(int descriptor);
+
+/// A descriptor that was closed meanwhile does no harm.
+void forget_descriptor(poll_set& set, int descriptor);
+
+/// Makes room for the readiness of `watched` descriptors. Not while a thread waits.
+void prepare_wait(poll_set& set, size_t watched);
+
+inline constexpr int wait_failed = -1, wait_interrupted = -2;
+
+/// The number of ready descriptors, `wait_failed` or `wait_interrupted`; a negative limit waits for ever.
+/// Other threads may watch and forget meanwhile.
+int wait_for_descriptors(poll_set& set, int timeout_milliseconds);
+
+/// Whether a wait under way notices what other threads watch; else it must be woken and begun again.
+bool wait_sees_changes();
+
+struct ready_descriptor {
+    int descriptor;
+    uint32_t generation;
+    unsigned bits;
+};
+
+/// One of the results of the last wait. Its bits may go beyond what is watched.
+ready_descriptor ready_at(const poll_set& set, int index);
+
+} // namespace ombrel::platform

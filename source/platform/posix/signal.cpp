@@ -1,0 +1,72 @@
+#include "platform/signal.h"
+
+#include <cerrno>
+#include <cstring>
+#include <signal.h>
+#include <unistd.h>
+
+namespace ombrel::platform {
+
+namespace {
+
+struct caught_signal {
+    signal_handler handler;
+    struct sigaction before;
+};
+caught_signal caught[signal_limit];
+
+bool is_fault(int number, const siginfo_t* info) {
+    const bool can_be = number == SIGSEGV || number == SIGBUS || number == SIGFPE || number == SIGILL;
+    return can_be && info != nullptr && info->si_code > 0;
+}
+
+void on_signal(int number, siginfo_t* info, void*) {
+    const int error = errno;
+    const bool fault = is_fault(number, info);
+    caught[number].handler(number, fault);
+    if (fault)
+        signal(number, SIG_DFL);
+    errno = error;
+}
+
+} // namespace
+
+bool catch_signal(int number, signal_handler handler) {
+    if (number < 1 || number >= signal_limit)
+        return false;
+    struct sigaction action = {};
+    action.sa_sigaction = on_signal;
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    sigfillset(&action.sa_mask);
+    caught[number].handler = handler;
+    return sigaction(number, &action, &caught[number].before) == 0;
+}
+
+void restore_signal(int number) {
+    sigaction(number, &caught[number].before, nullptr);
+}
+
+const char* signal_name(int number) {
+    static constexpr struct {
+        int number;
+        const char* name;
+    } names[] = {{SIGHUP, "SIGHUP"},   {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"}, {SIGILL, "SIGILL"},
+                 {SIGABRT, "SIGABRT"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"},   {SIGSEGV, "SIGSEGV"},
+                 {SIGPIPE, "SIGPIPE"}, {SIGALRM, "SIGALRM"}, {SIGTERM, "SIGTERM"}, {SIGUSR1, "SIGUSR1"},
+                 {SIGUSR2, "SIGUSR2"}, {SIGCHLD, "SIGCHLD"}};
+    for (const auto& entry : names)
+        if (entry.number == number)
+            return entry.name;
+    return "signal";
+}
+
+bool is_segment_fault(int number) {
+    return number == SIGSEGV;
+}
+
+void write_error_text(const char* text) {
+    const ssize_t written = write(STDERR_FILENO, text, strlen(text));
+    static_cast<void>(written);
+}
+
+} // namespace ombrel::platform

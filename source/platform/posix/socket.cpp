@@ -1,0 +1,224 @@
+#include "platform/socket.h"
+
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace ombrel::platform {
+
+namespace {
+
+#if defined(MSG_NOSIGNAL)
+constexpr int no_signal = MSG_NOSIGNAL;
+#else
+constexpr int no_signal = 0;
+#endif
+
+/// Results are ints, so one call moves no more than an int can count.
+size_t countable(size_t size) {
+    return size > INT_MAX ? INT_MAX : size;
+}
+
+/// Lends an int as the size that a platform call reads and writes.
+class size_exchange {
+public:
+    explicit size_exchange(int* size)
+        : size_(size), value_(size != nullptr ? static_cast<socklen_t>(*size) : 0) {}
+    ~size_exchange() {
+        if (size_ != nullptr)
+            *size_ = static_cast<int>(value_);
+    }
+    size_exchange(const size_exchange&) = delete;
+    size_exchange& operator=(const size_exchange&) = delete;
+
+    socklen_t* get() { return size_ != nullptr ? &value_ : nullptr; }
+
+private:
+    int* size_;
+    socklen_t value_;
+};
+
+#if !defined(__linux__)
+/// For platforms that cannot do this while they open the socket.
+int prepare(int s) {
+    if (s < 0)
+        return s;
+    fcntl(s, F_SETFD, FD_CLOEXEC);
+#if defined(SO_NOSIGPIPE)
+    const int on = 1;
+    setsockopt(s, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+#endif
+    return s;
+}
+#endif
+
+struct option_place {
+    int level, name;
+};
+
+option_place place_of(socket_option option) {
+    switch (option) {
+    case socket_option::pending_error:
+        return {SOL_SOCKET, SO_ERROR};
+    case socket_option::send_buffer:
+        return {SOL_SOCKET, SO_SNDBUF};
+    case socket_option::receive_buffer:
+        return {SOL_SOCKET, SO_RCVBUF};
+    case socket_option::reuse_address:
+        return {SOL_SOCKET, SO_REUSEADDR};
+    case socket_option::broadcast:
+        return {SOL_SOCKET, SO_BROADCAST};
+    case socket_option::ipv4_hops:
+        return {IPPROTO_IP, IP_TTL};
+    case socket_option::ipv4_multicast_hops:
+        return {IPPROTO_IP, IP_MULTICAST_TTL};
+    case socket_option::ipv6_hops:
+        return {IPPROTO_IPV6, IPV6_UNICAST_HOPS};
+    case socket_option::ipv6_multicast_hops:
+        return {IPPROTO_IPV6, IPV6_MULTICAST_HOPS};
+    case socket_option::ipv6_only:
+        return {IPPROTO_IPV6, IPV6_V6ONLY};
+    }
+    return {-1, -1};
+}
+
+} // namespace
+
+bool start_sockets() {
+    return true;
+}
+
+void stop_sockets() {}
+
+int open_socket(int family, int type, int protocol) {
+#if defined(__linux__)
+    return socket(family, type | SOCK_CLOEXEC, protocol);
+#else
+    return prepare(socket(family, type, protocol));
+#endif
+}
+
+void close_socket(int s) {
+    close(s);
+}
+
+int shutdown_socket(int s, shutdown_side side) {
+    switch (side) {
+    case shutdown_side::send:
+        return shutdown(s, SHUT_WR);
+    case shutdown_side::both:
+        return shutdown(s, SHUT_RDWR);
+    default:
+        return shutdown(s, SHUT_RD);
+    }
+}
+
+int bind_socket(int s, const sockaddr* address, int size) {
+    return bind(s, address, static_cast<socklen_t>(size));
+}
+
+int listen_socket(int s, int backlog) {
+    return listen(s, backlog);
+}
+
+int accept_socket(int s, sockaddr* address, int* size) {
+    size_exchange exchange(size);
+#if defined(__linux__)
+    return accept4(s, address, exchange.get(), SOCK_CLOEXEC);
+#else
+    return prepare(accept(s, address, exchange.get()));
+#endif
+}
+
+int own_address(int s, sockaddr* address, int* size) {
+    size_exchange exchange(size);
+    return getsockname(s, address, exchange.get());
+}
+
+int peer_address(int s, sockaddr* address, int* size) {
+    size_exchange exchange(size);
+    return getpeername(s, address, exchange.get());
+}
+
+connect_state connect_socket(int s, const sockaddr* address, int size) {
+    if (connect(s, address, static_cast<socklen_t>(size)) == 0)
+        return connect_state::connected;
+    switch (errno) {
+    case EINPROGRESS:
+    case EALREADY:
+        return connect_state::in_progress;
+    case EINTR:
+        return connect_state::interrupted;
+    default:
+        return connect_state::failed;
+    }
+}
+
+int set_non_blocking(int s, bool on) {
+    int value = on ? 1 : 0;
+    return ioctl(s, FIONBIO, &value);
+}
+
+int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size) {
+    size_exchange exchange(address_size);
+    return static_cast<int>(recvfrom(s, buffer, countable(size), flags, address, exchange.get()));
+}
+
+int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size) {
+    const int result = receive(s, buffer, size, MSG_DONTWAIT, address, address_size);
+    return result < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? would_wait : result;
+}
+
+int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size) {
+    return static_cast<int>(
+        sendto(s, data, countable(size), flags | no_signal, address, static_cast<socklen_t>(address_size)));
+}
+
+int get_option(int s, int level, int name, void* value, int* size) {
+    size_exchange exchange(size);
+    return getsockopt(s, level, name, value, exchange.get());
+}
+
+int set_option(int s, int level, int name, const void* value, int size) {
+    return setsockopt(s, level, name, value, static_cast<socklen_t>(size));
+}
+
+int get_option(int s, socket_option option, int& value) {
+    const option_place place = place_of(option);
+    int size = sizeof value;
+    return get_option(s, place.level, place.name, &value, &size);
+}
+
+int set_option(int s, socket_option option, int value) {
+    const option_place place = place_of(option);
+    return set_option(s, place.level, place.name, &value, sizeof value);
+}
+
+int set_linger(int s, bool on, uint16_t seconds) {
+    const linger value{on ? 1 : 0, seconds};
+    return set_option(s, SOL_SOCKET, SO_LINGER, &value, sizeof value);
+}
+
+int set_path_mtu_discovery(int s, int family, bool on) {
+#if defined(IP_MTU_DISCOVER)
+    const bool is_ipv6 = family == AF_INET6;
+    const int value =
+        is_ipv6 ? (on ? IPV6_PMTUDISC_DO : IPV6_PMTUDISC_DONT) : (on ? IP_PMTUDISC_DO : IP_PMTUDISC_DONT);
+    return is_ipv6 ? set_option(s, IPPROTO_IPV6, IPV6_MTU_DISCOVER, &value, sizeof value)
+                   : set_option(s, IPPROTO_IP, IP_MTU_DISCOVER, &value, sizeof value);
+#elif defined(IP_DONTFRAG)
+    const int value = on ? 1 : 0;
+    return family == AF_INET6 ? set_option(s, IPPROTO_IPV6, IPV6_DONTFRAG, &value, sizeof value)
+                              : set_option(s, IPPROTO_IP, IP_DONTFRAG, &value, sizeof value);
+#else
+    static_cast<void>(s), static_cast<void>(family), static_cast<void>(on);
+    errno = ENOTSUP;
+    return -1;
+#endif
+}
+
+} // namespace ombrel::platform

@@ -1,0 +1,27 @@
+// Catching signals.
+#pragma once
+
+namespace ombrel::platform {
+
+/// Signal numbers are 1 to signal_limit - 1.
+inline constexpr int signal_limit = 65;
+
+/// Called in the context of the signal; only what is safe there may be done. `fault` tells that the program
+/// itself did it and cannot go on: the default action follows the call.
+using signal_handler = void (*)(int number, bool fault);
+
+/// Hands deliveries of the signal to `handler` and remembers the earlier disposition.
+bool catch_signal(int number, signal_handler handler);
+
+/// Puts the earlier disposition back.
+void restore_signal(int number);
+
+/// The name such as "SIGTERM", or "signal" for one without.
+const char* signal_name(int number);
+
+bool is_segment_fault(int number);
+
+/// Writes a text to standard error. May be called from signal handlers.
+void write_error_text(const char* text);
+
+} // namespace ombrel::platform

@@ -1,0 +1,68 @@
+// Sockets. Addresses, families and types are the platform's own; failures leave the platform's error number
+// in errno.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct sockaddr;
+
+namespace ombrel::platform {
+
+bool start_sockets();
+void stop_sockets();
+
+/// A descriptor that child processes do not inherit, or -1.
+int open_socket(int family, int type, int protocol);
+void close_socket(int s);
+
+enum class shutdown_side { receive, send, both };
+int shutdown_socket(int s, shutdown_side side);
+
+int bind_socket(int s, const sockaddr* address, int size);
+int listen_socket(int s, int backlog);
+int accept_socket(int s, sockaddr* address, int* size);
+int own_address(int s, sockaddr* address, int* size);
+int peer_address(int s, sockaddr* address, int* size);
+
+enum class connect_state { connected, in_progress, interrupted, failed };
+connect_state connect_socket(int s, const sockaddr* address, int size);
+
+int set_non_blocking(int s, bool on);
+
+/// Bytes received, 0 at the end, -1 on an error; `address` and `address_size` may be null.
+int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size);
+
+inline constexpr int would_wait = -2;
+
+/// As receive(), but never waits: `would_wait` when nothing is there.
+int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size);
+
+/// Bytes sent or -1; a peer that went away raises no signal. `address` may be null.
+int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size);
+
+int get_option(int s, int level, int name, void* value, int* size);
+int set_option(int s, int level, int name, const void* value, int size);
+
+enum class socket_option {
+    pending_error,
+    send_buffer,
+    receive_buffer,
+    reuse_address,
+    broadcast,
+    ipv4_hops,
+    ipv4_multicast_hops,
+    ipv6_hops,
+    ipv6_multicast_hops,
+    ipv6_only,
+};
+int get_option(int s, socket_option option, int& value);
+int set_option(int s, socket_option option, int value);
+
+int set_linger(int s, bool on, uint16_t seconds);
+
+/// Never lets datagrams of an IPv4 or IPv6 socket be fragmented, or lets them; -1 where there is no such
+/// switch.
+int set_path_mtu_discovery(int s, int family, bool on);
+
+} // namespace ombrel::platform

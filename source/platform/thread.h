@@ -1,0 +1,40 @@
+// Threads of the host, and the pauses of loops that wait for them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ombrel::platform {
+
+/// The calling thread's id, never 0.
+uint64_t thread_id();
+
+/// Sleeps at least so long, interrupted or not.
+void sleep_milliseconds(uint32_t milliseconds);
+
+void yield_processor();
+
+/// Tells the processor that the caller spins.
+inline void relax_processor() {
+#if defined(__i386__) || defined(__x86_64__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__ARM_ARCH_7A__)
+    asm volatile("yield" ::: "memory");
+#endif
+}
+
+/// Runs `entry(argument)` on a new detached thread; `stack_size` 0 means the host's default.
+bool start_detached_thread(void (*entry)(void*), void* argument, size_t stack_size);
+
+/// Has `before` called before each fork of the process and `after` behind it, in the parent and in the child.
+/// Nothing to do where processes do not fork.
+void surround_forks(void (*before)(), void (*after)());
+
+/// Scheduling policy and priority of the calling thread, with the policy's range.
+struct thread_priority {
+    int policy, priority, lowest, highest;
+};
+bool get_thread_priority(thread_priority& result);
+bool set_thread_priority(int policy, int priority);
+
+} // namespace ombrel::platform

@@ -1,0 +1,158 @@
+// The buffer chain, the stack and file loading.
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include <ombrel/buffer.h>
+#include <ombrel/stack.h>
+
+#include "alloc_failure/injection.h"
+
+namespace ombrel_test {
+namespace {
+
+/// An open buffer with a short text queued.
+class queue : no_copy {
+public:
+    explicit queue(const char* text = "") : buffer_(ombrel_open_buffer_ex(0)) {
+        ombrel_push_puts_ex(buffer_, text, 0);
+    }
+    ~queue() { ombrel_close_buffer(buffer_); }
+
+    operator ombrel_buffer_t*() const { return buffer_; }
+
+    std::string text() const {
+        std::string result(ombrel_get_buffer_size(buffer_), '\0');
+        EXPECT_EQ(result.size(), ombrel_peek_buffer_ex(buffer_, result.data(), result.size(), 0, 1));
+        return result;
+    }
+
+private:
+    ombrel_buffer_t* buffer_;
+};
+
+int ignore_data(void*, const void*, size_t, uint32_t, uint32_t, size_t) {
+    return 0;
+}
+
+OMBREL_FAILURES(Container, open_buffer) {
+    null_when_hit(fail, ombrel_close_buffer, [] { return ombrel_open_buffer_ex(0); });
+}
+
+OMBREL_FAILURE_ONCE(Container, open_buffer_with_handler) {
+    opened_or_hit(fail, ombrel_close_buffer, [] { return ombrel_open_buffer_ex2(0, ignore_data, nullptr); });
+}
+
+// What is told to be queued is queued, and it is the beginning of the data.
+template<typename Push>
+void queues_what_it_tells(injection& fail, const std::string& data, Push push) {
+    queue buffer("start ");
+    const auto pushed = static_cast<size_t>(fail.during([&] { return push(buffer); }));
+    EXPECT_EQ("start " + data.substr(0, pushed), buffer.text());
+    EXPECT_TRUE(fail.hit() ? pushed <= data.size() : pushed == data.size()) << pushed;
+}
+
+OMBREL_FAILURES(Container, push) {
+    const std::string data(10'000, 'x');
+    for (const uint32_t flags : {0u, 2u}) // copied and referenced
+        queues_what_it_tells(fail, data, [&](ombrel_buffer_t* buffer) {
+            return ombrel_push_buffer_ex(buffer, data.data(), data.size(), flags);
+        });
+    queues_what_it_tells(
+        fail, "7 of 9", [](ombrel_buffer_t* buffer) { return ombrel_push_printf(buffer, "%d of %d", 7, 9); });
+}
+
+// A block that could not be queued stays the caller's.
+OMBREL_FAILURES(Container, push_owned) {
+    auto* block = static_cast<char*>(ombrel_alloc(4));
+    memcpy(block, "1234", 4);
+    {
+        queue buffer;
+        const size_t pushed = fail.during([&] { return ombrel_push_buffer_ex(buffer, block, 4, 2 | 4); });
+        EXPECT_EQ(fail.hit() ? 0u : 4u, pushed);
+        EXPECT_EQ(pushed, ombrel_get_buffer_size(buffer));
+    }
+    if (fail.hit())
+        ombrel_free(block);
+}
+
+/// A file with 1000 bytes, removed at the end of the scope.
+class thousand_bytes : no_copy {
+public:
+    thousand_bytes() {
+        const int file = mkstemp(path);
+        EXPECT_EQ(1000, write(file, contents.data(), contents.size()));
+        close(file);
+    }
+    ~thousand_bytes() { unlink(path); }
+
+    char path[32] = "/tmp/ombrel_failure_XXXXXX";
+    const std::string contents = std::string(1000, 'f');
+};
+
+OMBREL_FAILURES(Container, push_from_file) {
+    const thousand_bytes file;
+    queue buffer;
+    const ptrdiff_t pushed =
+        fail.during([&] { return ombrel_push_buffer_from_file(buffer, file.path, 0, 0); });
+    EXPECT_TRUE(fail.hit() || pushed == 1000) << pushed;
+    EXPECT_EQ(pushed < 0 ? 0u : static_cast<size_t>(pushed), ombrel_get_buffer_size(buffer));
+}
+
+OMBREL_FAILURES(Container, load_file) {
+    const thousand_bytes file;
+    size_t size = 0;
+    char* bytes = static_cast<char*>(fail.during([&] { return ombrel_load_file(file.path, 0, 0, &size); }));
+    EXPECT_TRUE(fail.hit() || bytes != nullptr);
+    if (bytes != nullptr) {
+        EXPECT_TRUE(fail.hit() || size == 1000) << size;
+        EXPECT_EQ(file.contents.substr(0, size), std::string(bytes, size));
+    }
+    ombrel_check_free(bytes);
+}
+
+// Taking without memory takes nothing.
+template<typename Take>
+void takes_or_leaves(injection& fail, const char* expected, Take take) {
+    queue buffer("first line\nsecond line\n");
+    char* taken = fail.during([&] { return take(buffer); });
+    EXPECT_EQ(fail.hit(), taken == nullptr);
+    if (taken != nullptr) {
+        EXPECT_EQ(0, memcmp(taken, expected, strlen(expected)));
+    } else {
+        EXPECT_EQ("first line\nsecond line\n", buffer.text());
+        EXPECT_EQ(0u, ombrel_get_buffer_offset(buffer));
+    }
+    ombrel_check_free(taken);
+}
+
+OMBREL_FAILURES(Container, take) {
+    takes_or_leaves(fail, "first", [](ombrel_buffer_t* buffer) {
+        return static_cast<char*>(ombrel_alloc_pop_buffer_ex(buffer, 5, 0));
+    });
+    takes_or_leaves(fail, "first line",
+                    [](ombrel_buffer_t* buffer) { return ombrel_pop_buffer_line(buffer); });
+    takes_or_leaves(fail, "first line\nsecond line\n", [](ombrel_buffer_t* buffer) {
+        size_t size = 0;
+        return static_cast<char*>(ombrel_get_buffer_node(buffer, &size));
+    });
+}
+
+void free_stack(ombrel_stack_t* stack) {
+    while (stack != nullptr)
+        stack = ombrel_pop_stack(stack, nullptr, 4096);
+}
+
+OMBREL_FAILURES(Container, push_stack) {
+    null_when_hit(fail, free_stack, [] { return ombrel_push_stack(nullptr, "bottom", 6); });
+    const std::string data = std::string(6000, 's') + "end";
+    ombrel_stack_t* stack = ombrel_push_stack(nullptr, "bottom", 6);
+    stack = fail.during([&] { return ombrel_push_stack(stack, data.data(), data.size()); });
+    std::string taken(fail.hit() ? 6 : data.size(), '\0');
+    stack = ombrel_pop_stack(stack, taken.data(), taken.size());
+    EXPECT_EQ(fail.hit() ? "bottom" : data, taken);
+    free_stack(stack);
+}
+
+} // namespace
+} // namespace ombrel_test

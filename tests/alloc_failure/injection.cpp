@@ -1,0 +1,144 @@
+#include "alloc_failure/injection.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using ombrel_test::injection;
+
+// The state that the replaced allocation functions look at.
+std::atomic<bool> armed;
+std::atomic<bool> all_threads;
+std::atomic<bool> goes_on;
+std::atomic<unsigned> left; // allocations before the one that fails; 0 when it was reached
+std::atomic<bool> reached;
+thread_local bool armed_thread;
+
+bool fails_now() {
+    if (!armed || (!all_threads && !armed_thread))
+        return false;
+    if (reached)
+        return goes_on;
+    if (left.fetch_sub(1) != 1)
+        return false;
+    reached = true;
+    return true;
+}
+
+template<typename Allocate>
+void* allocate_unless_failing(Allocate allocate) {
+    if (!fails_now())
+        return allocate();
+    errno = ENOMEM;
+    return nullptr;
+}
+
+} // namespace
+
+// The linker puts these in place of the C library's functions in the library's own objects.
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* block, size_t size);
+
+void* __wrap_malloc(size_t size) {
+    return allocate_unless_failing([=] { return __real_malloc(size); });
+}
+void* __wrap_calloc(size_t count, size_t size) {
+    return allocate_unless_failing([=] { return __real_calloc(count, size); });
+}
+void* __wrap_realloc(void* block, size_t size) {
+    return allocate_unless_failing([=] { return __real_realloc(block, size); });
+}
+}
+
+namespace ombrel_test {
+
+namespace {
+
+constexpr int streams[] = {STDOUT_FILENO, STDERR_FILENO};
+
+void flush_streams() {
+    fflush(stdout);
+    fflush(stderr);
+}
+
+} // namespace
+
+injection::armed_scope::armed_scope(injection& owner, bool everywhere) : owner_(owner) {
+    flush_streams();
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (size_t i = 0; i < 2; i++) {
+        saved_[i] = fcntl(streams[i], F_DUPFD_CLOEXEC, 3);
+        if (getenv("OMBREL_TEST_LOUD") == nullptr)
+            dup2(nowhere, streams[i]);
+    }
+    close(nowhere);
+    left = owner.nth_;
+    goes_on = owner.mode_ == failing::from_then_on;
+    reached = false;
+    all_threads = everywhere;
+    armed_thread = true;
+    armed = true;
+}
+
+injection::armed_scope::~armed_scope() {
+    armed = false;
+    armed_thread = false;
+    owner_.hit_ = reached;
+    owner_.ever_hit_ |= reached;
+    flush_streams();
+    for (size_t i = 0; i < 2; i++) {
+        dup2(saved_[i], streams[i]);
+        close(saved_[i]);
+    }
+}
+
+namespace {
+
+// The heap keeps some freed blocks for the next request; with blocks of a size that nothing asks for in their
+// places, every request reaches the platform's allocator.
+void displace_kept_blocks() {
+    constexpr size_t unusual_size = 8188;
+    void* blocks[64];
+    for (void*& block : blocks)
+        block = ombrel_alloc(unusual_size);
+    for (void* block : blocks)
+        ombrel_free(block);
+}
+
+// Runs the scenario until its last allocation was made to fail; gives how many there are.
+unsigned count_failures(void (*scenario)(injection& fail), injection::failing mode) {
+    constexpr unsigned most = 5000;
+    for (unsigned nth = 1; nth < most; nth++) {
+        SCOPED_TRACE("allocation " + std::to_string(nth) +
+                     (mode == injection::failing::once ? " fails" : " and all after it fail"));
+        displace_kept_blocks();
+        const size_t blocks = ombrel_get_alloc_count();
+        injection fail(nth, mode);
+        scenario(fail);
+        EXPECT_EQ(blocks, ombrel_get_alloc_count()) << "blocks were leaked or freed twice";
+        if (!fail.ever_hit() || ::testing::Test::HasFailure())
+            return nth - 1;
+    }
+    ADD_FAILURE() << "the scenario never ends";
+    return most;
+}
+
+} // namespace
+
+void fail_each_allocation(void (*scenario)(injection& fail), bool once_only) {
+    const unsigned single = count_failures(scenario, injection::failing::once);
+    if (::testing::Test::HasFailure())
+        return;
+    EXPECT_LT(0u, single) << "nothing was allocated, so nothing was tested";
+    if (!once_only)
+        count_failures(scenario, injection::failing::from_then_on);
+}
+
+} // namespace ombrel_test

@@ -1,0 +1,137 @@
+// Names, sockets, the selection record, the resolver and its cache.
+#include <ombrel/multicast.h>
+#include <ombrel/network_interface.h>
+#include <ombrel/resolver.h>
+#include <ombrel/resolver_cache.h>
+#include <ombrel/select.h>
+#include <ombrel/socket_open.h>
+
+#include "alloc_failure/injection.h"
+#include "network/loopback.h"
+
+namespace ombrel_test {
+namespace {
+
+OMBREL_FAILURES(Network, open_records) {
+    null_when_hit(fail, free_block, [] { return ombrel_get_hostname_alloc(); });
+    null_when_hit(fail, ombrel_close_network_interface, ombrel_open_network_interface);
+    null_when_hit(fail, ombrel_close_select, ombrel_open_select);
+    null_when_hit(fail, ombrel_close_resolver, [] { return ombrel_open_resolver("127.0.0.1", 80); });
+}
+
+size_t count_answers(const ombrel_resolver_t* list) {
+    size_t count = 0;
+    for (; list != nullptr; list = list->m_next)
+        count++;
+    return count;
+}
+
+// Answers that find no memory are left out, one by one.
+OMBREL_FAILURES(Network, duplicate_resolver) {
+    ombrel_resolver_t* list = ombrel_open_resolver("127.0.0.1", 80);
+    ASSERT_EQ(1u, count_answers(list));
+    list->m_next = ombrel_open_resolver("127.0.0.2", 80);
+    ombrel_resolver_t* copy = fail.during([list] { return ombrel_duplicate_resolver(list); });
+    if (fail.mode() == injection::failing::once || !fail.hit()) {
+        EXPECT_EQ(fail.hit() ? 1u : 2u, count_answers(copy));
+    } else
+        EXPECT_GT(2u, count_answers(copy));
+    ombrel_close_resolver(copy);
+    ombrel_close_resolver(list);
+}
+
+// A record that cannot grow stays as it was.
+OMBREL_FAILURES(Network, grow_select) {
+    for (const auto add : {ombrel_add_select, ombrel_set_select}) {
+        ombrel_select_t* record = ombrel_open_select();
+        ombrel_add_select(record, 5, def_ombrel_select_read);
+        const int result = fail.during([&] { return add(record, 1000, def_ombrel_select_read); });
+        EXPECT_EQ(fail.hit() ? -1 : 0, result);
+        EXPECT_EQ(def_ombrel_select_read, ombrel_get_select_flags(record, 5));
+        EXPECT_EQ(fail.hit() ? 0 : def_ombrel_select_read, ombrel_get_select_flags(record, 1000));
+        EXPECT_EQ(fail.hit(), record->m_capacity == 264u);
+        EXPECT_EQ(fail.hit() ? 5 : 1000, record->m_highest_socket);
+        EXPECT_EQ(fail.hit() ? 1 : 2, record->m_read_count);
+        ombrel_close_select(record);
+    }
+}
+
+bool is_sent_or_refused(const injection& fail, int sent) {
+    return sent == 9 || (sent == -1 && fail.hit());
+}
+
+OMBREL_FAILURES(Network, send_message) {
+    connected_pair pair;
+    const int sent = fail.during([&] { return ombrel_send_message(pair.a, 1000, "%d things", 12); });
+    EXPECT_TRUE(is_sent_or_refused(fail, sent)) << sent;
+    pair.a.close();
+    char text[16];
+    EXPECT_EQ(sent == 9 ? 9 : 0, ombrel_recv(pair.b, text, sizeof text, 1000));
+}
+
+OMBREL_FAILURES(Network, sendto_message) {
+    const owned_socket s = bound(AF_INET, SOCK_DGRAM);
+    socket_address own = own_address(s);
+    const int sent =
+        fail.during([&] { return ombrel_sendto_message(s, own.get(), own.size, 1000, "%d things", 12); });
+    EXPECT_TRUE(is_sent_or_refused(fail, sent)) << sent;
+}
+
+template<typename Open>
+void opens_or_leaves_nothing(injection& fail, Open open) {
+    const descriptor_balance descriptors;
+    const int s = fail.during(open);
+    EXPECT_EQ(fail.hit(), s == -1);
+    ombrel_close_socket(s);
+}
+
+OMBREL_FAILURES(Network, open_sockets) {
+    opens_or_leaves_nothing(fail, [] { return ombrel_open_listen_socket("127.0.0.1", 0); });
+    opens_or_leaves_nothing(fail, [] { return ombrel_open_udp_socket("127.0.0.1", 0); });
+    const owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
+    const int port = own_port(listener);
+    opens_or_leaves_nothing(fail, [port] { return ombrel_open_connect_socket("127.0.0.1", port, 1000); });
+}
+
+OMBREL_FAILURES(Network, send_udp_packet) {
+    const descriptor_balance descriptors;
+    const int sent = fail.during([] { return ombrel_send_udp_packet("127.0.0.1", 9, "x", 1, 1000); });
+    EXPECT_TRUE(sent == 1 || (sent == -1 && fail.hit())) << sent;
+}
+
+// Without the list of interfaces the system chooses one; either way is good or fails as a whole.
+OMBREL_FAILURES(Network, join_everywhere) {
+    const owned_socket s(ombrel_open_udp_socket("0.0.0.0", 0));
+    socket_address group(AF_INET, "239.255.1.2", 0);
+    const int result = fail.during([&] { return ombrel_multicast_join_all(s, group.get(), 1); });
+    EXPECT_TRUE(result == 0 || result == -1) << result;
+}
+
+OMBREL_FAILURE_ONCE(Network, open_resolver_cache) {
+    opened_or_hit(fail, ombrel_close_resolver_cache, ombrel_open_resolver_cache);
+}
+
+OMBREL_FAILURES(Network, request_resolver_cache) {
+    ombrel_resolver_cache_t* cache = ombrel_open_resolver_cache();
+    const int result = fail.during([cache] { return ombrel_request_resolver_cache(cache, "127.0.0.1", 80); });
+    EXPECT_TRUE(result == 0 || (result == -1 && fail.hit())) << result;
+    ombrel_close_resolver_cache(cache);
+}
+
+// A look-up that cannot be queued is made at once, so a waiting get has its answer unless memory runs out for
+// that too.
+OMBREL_FAILURE_ONCE(Network, get_resolver_cache) {
+    ombrel_resolver_cache_t* cache = ombrel_open_resolver_cache();
+    ombrel_resolver_t* answer = fail.during_on_all_threads(
+        [cache] { return ombrel_get_resolver_cache(cache, "127.0.0.1", 80, 2000); });
+    EXPECT_TRUE(answer != nullptr || fail.hit());
+    if (answer != nullptr) {
+        EXPECT_STREQ("127.0.0.1", answer->m_address_text);
+        EXPECT_EQ(80, answer->m_port);
+    }
+    ombrel_close_resolver(answer);
+    ombrel_close_resolver_cache(cache);
+}
+
+} // namespace
+} // namespace ombrel_test

@@ -1,0 +1,355 @@
+#include <ombrel/buffer.h>
+
+#include <atomic>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/buffer_program.h"
+#include "support/capture.h"
+#include "support/heap_balance.h"
+#include "support/threads.h"
+
+using namespace ombrel_test;
+
+// Requests that cannot be served are part of the tests here.
+extern "C" const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
+namespace {
+
+class buffer : public balanced_test {
+protected:
+    void open(uint32_t flags = 0) { buffer_.reset(ombrel_open_buffer_ex(flags)); }
+    size_t push(const std::string& text, uint32_t flags = 0) {
+        return ombrel_push_buffer_ex(buffer_.get(), text.data(), text.size(), flags);
+    }
+    // The next line, or "<none>".
+    std::string line() {
+        const heap_block<char> text(ombrel_pop_buffer_line(buffer_.get()));
+        return text ? text.get() : "<none>";
+    }
+    std::string node() {
+        size_t size;
+        const heap_block<char> data(static_cast<char*>(ombrel_get_buffer_node(buffer_.get(), &size)));
+        return std::string(data.get(), size);
+    }
+    std::string all() {
+        std::string text(ombrel_get_buffer_size(buffer_.get()), '\0');
+        ombrel_pop_buffer(buffer_.get(), text.data(), text.size());
+        return text;
+    }
+    ombrel_buffer_t* get() { return buffer_.get(); }
+
+private:
+    buffer_ptr buffer_;
+};
+
+TEST_F(buffer, fills_the_tail_and_then_adds_one_node) {
+    open();
+    push(std::string(10, 'a'));
+    EXPECT_EQ(5000u, push(std::string(5000, 'b')));
+    EXPECT_EQ(5010u, ombrel_get_buffer_size(get()));
+    EXPECT_EQ(std::string(10, 'a') + std::string(4086, 'b'), node());
+    push(std::string(3182, 'c')); // exactly the second node's free room
+    push("d");
+    EXPECT_EQ(std::string(914, 'b') + std::string(3182, 'c'), node());
+    EXPECT_EQ("d", node());
+    EXPECT_EQ(5010u + 3183u, ombrel_get_buffer_offset(get()));
+}
+
+TEST_F(buffer, exact_pushes_stay_apart) {
+    open(def_ombrel_buffer_flag_exact);
+    push("first");
+    push("second");
+    EXPECT_EQ("first", node());
+    ombrel_end_buffer(get());
+    push("a");
+    push("b");
+    EXPECT_EQ("second", node());
+    EXPECT_EQ("ab", node());
+}
+
+TEST_F(buffer, a_null_or_empty_buffer_gives_nothing) {
+    char byte;
+    size_t size = 1;
+    open();
+    for (ombrel_buffer_t* which : {static_cast<ombrel_buffer_t*>(nullptr), get()}) {
+        EXPECT_EQ(0u, ombrel_pop_buffer(which, &byte, 1));
+        EXPECT_EQ(0u, ombrel_peek_buffer(which, &byte, 1, 0));
+        EXPECT_EQ(nullptr, ombrel_alloc_pop_buffer(which, 1));
+        EXPECT_EQ(nullptr, ombrel_get_buffer_node(which, &size));
+        EXPECT_EQ(0u, std::exchange(size, 1));
+        EXPECT_EQ(-1, ombrel_pop_buffer_uint8(which));
+        EXPECT_EQ(-1, ombrel_peek_buffer_uint8(which, 0));
+        EXPECT_EQ(nullptr, ombrel_pop_buffer_line(which));
+        EXPECT_EQ(0u, ombrel_flush_buffer(which));
+        EXPECT_EQ(0u, ombrel_push_puts(which, nullptr));
+    }
+    EXPECT_EQ(0u, ombrel_push_buffer(nullptr, "a", 1));
+    EXPECT_EQ(0u, ombrel_push_printf(nullptr, "a"));
+    EXPECT_EQ(-1, ombrel_push_buffer_from_file(nullptr, "/dev/null", 0, 0));
+    EXPECT_EQ(0u, ombrel_set_buffer_offset(nullptr, 5));
+    EXPECT_EQ(nullptr, ombrel_close_buffer(nullptr));
+    EXPECT_EQ(0, ombrel_end_buffer(nullptr));
+}
+
+TEST_F(buffer, sizes_that_cannot_be_are_refused) {
+    open();
+    capture errors(stderr);
+    push("abc");
+    EXPECT_EQ(0u, ombrel_push_buffer(get(), "a", SIZE_MAX));
+    EXPECT_EQ(4093u, ombrel_push_buffer(get(), nullptr, SIZE_MAX - 8)); // what the tail can take
+    EXPECT_EQ(0u, ombrel_peek_buffer_ex(get(), nullptr, SIZE_MAX, 1, 1));
+    EXPECT_EQ(0u, ombrel_pop_buffer_ex(get(), nullptr, SIZE_MAX, 1));
+    EXPECT_EQ(4096u, ombrel_flush_buffer(get()));
+}
+
+TEST_F(buffer, referenced_blocks_are_not_copied_and_are_wiped_when_asked) {
+    open();
+    char kept[] = "kept", wiped[] = "wiped";
+    ombrel_push_buffer_ex(get(), kept, 4, def_ombrel_buffer_flag_reference);
+    ombrel_push_buffer_ex(get(), wiped, 5, def_ombrel_buffer_flag_reference | def_ombrel_buffer_flag_wipe);
+    kept[0] = 'K';
+    EXPECT_EQ("Keptwiped", all());
+    EXPECT_STREQ("Kept", kept);
+    EXPECT_EQ(std::string(5, '\0'), std::string(wiped, 5));
+}
+
+TEST_F(buffer, an_ended_buffer_forgets_its_options_but_nodes_keep_theirs) {
+    open(def_ombrel_buffer_flag_wipe | def_ombrel_buffer_flag_reference);
+    char before[] = "before", after[] = "after";
+    ombrel_push_buffer(get(), before, 6);
+    EXPECT_EQ(0, ombrel_end_buffer(get()));
+    ombrel_push_buffer(get(), after, 5);
+    after[0] = 'A';
+    EXPECT_EQ("beforeafter", all());
+    EXPECT_EQ('\0', before[0]);
+    EXPECT_STREQ("After", after);
+}
+
+TEST_F(buffer, an_owned_block_comes_back_as_it_is) {
+    open(def_ombrel_buffer_flag_own);
+    const auto make = [](const char* text) { return strcpy(static_cast<char*>(ombrel_alloc(8)), text); };
+    char* const first = make("first");
+    ombrel_push_buffer(get(), first, 5);
+    ombrel_push_buffer(get(), make("second"), 6);
+    const heap_block<void> same(ombrel_alloc_pop_buffer_ex(get(), 5, 1));
+    EXPECT_EQ(first, same.get());
+    EXPECT_EQ(5u, ombrel_get_buffer_offset(get()));
+    EXPECT_EQ('s', ombrel_pop_buffer_uint8(get()));
+    EXPECT_EQ("econd", node()); // touched, so copied, and the block is freed with its node
+    // A block is never split over the free room of a copied tail: its address is what is freed.
+    ombrel_push_printf(get(), "%d", 7);
+    ombrel_push_buffer(get(), make("tail"), 4);
+    ombrel_push_buffer(get(), nullptr, 2);
+    EXPECT_EQ(std::string("7tail\0\0", 7), all());
+}
+
+TEST_F(buffer, formatted_text_is_copied_into_a_referencing_buffer) {
+    open(def_ombrel_buffer_flag_reference);
+    EXPECT_EQ(9u, ombrel_push_printf(get(), "%s=%d", "count", 123));
+    EXPECT_EQ(0u, ombrel_push_printf(get(), "%s", ""));
+    EXPECT_EQ("count=123", all());
+}
+
+TEST_F(buffer, line_ends) {
+    const struct {
+        std::vector<std::string> pushes; // a line is asked for after each, until there is none
+        std::vector<std::string> lines;
+        std::string left;
+    } cases[] = {
+        {{"a\r\nb\n"}, {"a", "b"}, ""},
+        {{"a\r", "\nb\n"}, {"a", "b"}, ""},
+        {{"a\r", "\n", "b\n"}, {"a", "b"}, ""},
+        {{"a\n\rb\r\r\n\nc"}, {"a", "b", "", ""}, "c"},
+        {{"\n\n"}, {"", ""}, ""},
+        {{"\n\r\n\r"}, {"", ""}, ""},
+        {{"a\n", "\xC3", "\n", "\n"}, {"a", "\xC3\n"}, ""},
+        {{"\xEA\xB0\x80\n-\n"}, {"\xEA\xB0\x80\n-"}, ""}, // the third byte of three takes the line feed
+        {{"\xEA\xB0\n"}, {"\xEA\xB0"}, ""},
+        {{"half", "\xC3", "\xA4", "\r"}, {"half\xC3\xA4"}, ""},
+        {{"a\r", "x\n"}, {"a", "x"}, ""},
+    };
+    for (const auto& c : cases) {
+        open();
+        std::vector<std::string> got;
+        for (const std::string& text : c.pushes) {
+            push(text);
+            for (std::string found; (found = line()) != "<none>";)
+                got.push_back(found);
+        }
+        EXPECT_EQ(c.lines, got) << c.pushes[0];
+        EXPECT_EQ(c.left, all());
+    }
+}
+
+TEST_F(buffer, a_last_line_without_its_end_stays) {
+    open();
+    push("unfinished");
+    ombrel_end_buffer(get());
+    EXPECT_EQ("<none>", line());
+    EXPECT_EQ("unfinished", all());
+}
+
+// Long lines are searched in blocks: a line end at every place of a block, behind every kind of byte, and
+// with the line spread over nodes of every size.
+TEST_F(buffer, line_ends_at_every_place_of_a_long_line) {
+    for (const std::string fill : {"x", "\t", "\xC3\xA4", "\x0E\x7F"}) {
+        for (size_t length = 0; length <= 200; length++) {
+            open(length % 2 != 0 ? def_ombrel_buffer_flag_exact : 0);
+            std::string text;
+            while (text.size() + fill.size() <= length)
+                text += fill;
+            push(text.substr(0, length % 90));
+            push(text.substr(std::min(length % 90, text.size())) + "\nrest");
+            EXPECT_EQ(text, line());
+            EXPECT_EQ("rest", all());
+        }
+    }
+}
+
+TEST_F(buffer, random_programs_match_a_string) {
+    std::mt19937 random(20);
+    std::vector<uint8_t> code(600);
+    for (int i = 0; i < 400; i++) {
+        for (uint8_t& byte : code)
+            byte = static_cast<uint8_t>(random());
+        ASSERT_STREQ(nullptr, buffer_program(code.data(), code.size()).run()) << "program " << i;
+    }
+}
+
+// What a handler was given, in its order. The lock of the service's close makes it safe to read afterwards.
+struct deliveries {
+    std::vector<std::string> nodes;
+    std::vector<uint64_t> offsets;
+    std::atomic<size_t> bytes{0};
+
+    static int receive(void* context, const void* data, size_t size, uint32_t low, uint32_t high, size_t) {
+        auto& self = *static_cast<deliveries*>(context);
+        self.nodes.emplace_back(static_cast<const char*>(data), size);
+        self.offsets.push_back(static_cast<uint64_t>(high) << 32 | low);
+        self.bytes += size;
+        return 0;
+    }
+    void wait_for(size_t wanted) const {
+        while (bytes < wanted)
+            std::this_thread::yield();
+    }
+};
+
+TEST_F(buffer, a_handler_gets_every_push_whole_and_in_order) {
+    constexpr int threads = 4, pushes = 400;
+    deliveries got;
+    buffer_ptr shared(ombrel_open_buffer_ex2(0, deliveries::receive, &got));
+    std::atomic<size_t> pushed{0};
+    in_threads(threads, [&](int thread) {
+        for (int i = 0; i < pushes; i++) {
+            const std::string text = std::to_string(thread) + " " + std::to_string(i);
+            pushed += ombrel_push_buffer_ex(shared.get(), text.data(), text.size(), 0);
+        }
+    });
+    got.wait_for(pushed);
+    shared.reset();
+    ASSERT_EQ(static_cast<size_t>(threads * pushes), got.nodes.size());
+    int next[threads] = {};
+    uint64_t offset = 0;
+    for (size_t i = 0; i < got.nodes.size(); i++) {
+        const size_t thread = static_cast<size_t>(got.nodes[i][0] - '0');
+        EXPECT_EQ(std::to_string(thread) + " " + std::to_string(next[thread]++), got.nodes[i]);
+        EXPECT_EQ(std::exchange(offset, offset + got.nodes[i].size()), got.offsets[i]);
+    }
+}
+
+TEST_F(buffer, a_handler_gets_owned_blocks_and_is_gone_after_the_close) {
+    deliveries got;
+    buffer_ptr shared(ombrel_open_buffer_ex2(def_ombrel_buffer_flag_wipe, deliveries::receive, &got));
+    void* block = ombrel_calloc(1, 9000);
+    ombrel_push_buffer_ex(shared.get(), block, 9000, def_ombrel_buffer_flag_own);
+    ombrel_push_printf(shared.get(), "%d", 12);
+    got.wait_for(9002);
+    for (int i = 0; i < 1000; i++)
+        ombrel_push_buffer(shared.get(), nullptr, 1); // some are dropped by the close
+    shared.reset();
+    ASSERT_LE(2u, got.nodes.size());
+    EXPECT_EQ(std::string(9000, '\0'), got.nodes[0]);
+    EXPECT_EQ("12", got.nodes[1]);
+}
+
+class temporary_file {
+public:
+    explicit temporary_file(const std::string& text) {
+        const int descriptor = mkstemp(name_);
+        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(descriptor, text.data(), text.size()));
+        close(descriptor);
+    }
+    ~temporary_file() { unlink(name_); }
+    const char* name() const { return name_; }
+
+private:
+    char name_[32] = "/tmp/ombrel_buffer_XXXXXX";
+};
+
+std::string counting_text(size_t size) {
+    std::string text;
+    while (text.size() < size)
+        text += std::to_string(text.size()) + ",";
+    text.resize(size);
+    return text;
+}
+
+TEST_F(buffer, reads_parts_of_files) {
+    const std::string text = counting_text(300001);
+    const temporary_file file(text);
+    const struct {
+        int64_t offset;
+        size_t limit;
+        ptrdiff_t result;
+        size_t start;
+    } cases[] = {
+        {0, 0, 300001, 0},  {0, 1, 1, 0},        {0, 8193, 8193, 0},     {5, 257, 257, 5},
+        {-7, 0, 7, 299994}, {-7, 3, 3, 299994},  {-300001, 300, 300, 0}, {300000, 10, 1, 300000},
+        {400000, 0, 0, 0},  {-300002, 0, -1, 0}, {INT64_MIN, 0, -1, 0},  {0, SIZE_MAX, 300001, 0},
+    };
+    for (const auto& c : cases) {
+        open(def_ombrel_buffer_flag_reference);
+        EXPECT_EQ(c.result, ombrel_push_buffer_from_file(get(), file.name(), c.offset, c.limit));
+        const std::string expected = c.result > 0 ? text.substr(c.start, static_cast<size_t>(c.result)) : "";
+        EXPECT_EQ(expected, all()) << c.offset << " " << c.limit;
+        size_t size = 1;
+        const heap_block<char> block(
+            static_cast<char*>(ombrel_load_file(file.name(), c.offset, c.limit, &size)));
+        EXPECT_EQ(expected, std::string(block.get(), size));
+        EXPECT_EQ(block == nullptr, c.result <= 0);
+    }
+}
+
+TEST_F(buffer, a_file_is_pushed_in_units) {
+    const temporary_file file(counting_text(8192 + 600));
+    open(def_ombrel_buffer_flag_exact);
+    EXPECT_EQ(8000, ombrel_push_buffer_from_file(get(), file.name(), 0, 8000));
+    EXPECT_EQ(256u, node().size());
+    EXPECT_EQ(8000u - 256u, ombrel_flush_buffer(get()));
+    ombrel_push_buffer_from_file(get(), file.name(), -90, 0);
+    EXPECT_EQ(90u, node().size());
+}
+
+TEST_F(buffer, files_that_cannot_be_read) {
+    open();
+    size_t size = 1;
+    for (const char* path : {"/nonexistent/file", "/tmp", "", static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(-1, ombrel_push_buffer_from_file(get(), path, 0, 0));
+        EXPECT_EQ(nullptr, ombrel_load_file(path, 0, 0, &size));
+        EXPECT_EQ(0u, std::exchange(size, 1));
+    }
+    EXPECT_EQ(nullptr, ombrel_load_file("/dev/null", 0, 0, nullptr));
+    EXPECT_EQ(100, ombrel_push_buffer_from_file(get(), "/dev/zero", 0, 100));
+}
+
+} // namespace

@@ -1,0 +1,374 @@
+#include <atomic>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ombrel/heap.h>
+
+#include "support/capture.h"
+#include "support/heap_balance.h"
+#include "support/matches.h"
+#include "support/threads.h"
+
+// Requests that no machine can meet must come back as null from the sanitizers' allocators too.
+extern "C" const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
+namespace {
+
+using ombrel_test::capture;
+using ombrel_test::matches;
+
+constexpr size_t overhead = sizeof(void*) == 8 ? 52 : 28;
+constexpr size_t header_size = 6 * sizeof(void*);
+
+struct figures {
+    size_t count, size, peak;
+};
+
+figures read_figures() {
+    figures result;
+    EXPECT_EQ(0, ombrel_get_alloc_info(&result.count, &result.size, &result.peak));
+    EXPECT_EQ(result.count, ombrel_get_alloc_count());
+    EXPECT_EQ(result.size, ombrel_get_alloc_size());
+    EXPECT_EQ(result.peak, ombrel_get_alloc_peak_size());
+    return result;
+}
+
+ombrel_heap_block_t* header_of(void* ptr) {
+    return reinterpret_cast<ombrel_heap_block_t*>(static_cast<char*>(ptr) - header_size);
+}
+
+uint32_t trailer_of(void* ptr) {
+    uint32_t word;
+    memcpy(&word, static_cast<char*>(ptr) + header_of(ptr)->m_size, sizeof word);
+    return word;
+}
+
+using Heap = ombrel_test::balanced_test;
+
+TEST_F(Heap, CountsEachBlockWithItsOverhead) {
+    for (const size_t request : {1, 4, 5, 956, 960, 4144, 8192, 8196, 200'001}) {
+        const size_t rounded = (request + 3) / 4 * 4;
+        const figures before = read_figures();
+        void* ptr = ombrel_alloc_tag(request, "tester", 7);
+        ASSERT_NE(nullptr, ptr);
+        const figures held = read_figures();
+        EXPECT_EQ(before.count + 1, held.count);
+        EXPECT_EQ(before.size + rounded + overhead, held.size);
+        EXPECT_GE(held.peak, held.size);
+        EXPECT_EQ(0, ombrel_free_tag(ptr, "tester", 8));
+        const figures after = read_figures();
+        EXPECT_EQ(before.count, after.count);
+        EXPECT_EQ(before.size, after.size);
+        EXPECT_EQ(held.peak, after.peak);
+    }
+    EXPECT_EQ(0, ombrel_get_alloc_info(nullptr, nullptr, nullptr));
+}
+
+TEST_F(Heap, LaysOutHeaderDataAndTrailer) {
+    static const char tag[] = "owner";
+    void* older = ombrel_alloc_tag(8, "older", 1);
+    void* ptr = ombrel_alloc_tag(5, tag, 123);
+    void* newer = ombrel_alloc_tag(8, "newer", 2);
+    const ombrel_heap_block_t* block = header_of(ptr);
+    EXPECT_EQ(header_of(newer), block->m_newer);
+    EXPECT_EQ(header_of(older), block->m_older);
+    EXPECT_EQ(tag, block->m_tag);
+    EXPECT_EQ(123u, block->m_line);
+    EXPECT_EQ(block, block->m_self);
+    EXPECT_EQ(8u, block->m_size);
+    EXPECT_EQ(0xA55A55AAu, trailer_of(ptr));
+    EXPECT_EQ(nullptr, header_of(newer)->m_newer);
+    ombrel_free(ptr);
+    EXPECT_EQ(header_of(older), header_of(newer)->m_older);
+    EXPECT_EQ(header_of(newer), header_of(older)->m_newer);
+    ombrel_free(newer);
+    EXPECT_EQ(nullptr, header_of(older)->m_newer);
+    ombrel_free(older);
+}
+
+TEST_F(Heap, ZeroSizeIsReportedAndAllocated) {
+    capture errors(stderr);
+    void* ptr = ombrel_alloc_tag(0, "nobody", 9);
+    ASSERT_NE(nullptr, ptr);
+    EXPECT_EQ(0u, header_of(ptr)->m_size);
+    EXPECT_EQ(0, ombrel_free_tag(ptr, "nobody", 10));
+    EXPECT_EQ("zero size allocation ? (at \"nobody\":9)\n", errors.text());
+}
+
+TEST_F(Heap, FreeOfNullIsReportedExceptForOperatorDelete) {
+    capture errors(stderr);
+    EXPECT_EQ(0, ombrel_free_tag(nullptr, "operator delete", 0));
+    EXPECT_EQ(0, ombrel_check_free_tag(nullptr, "somebody", 3));
+    EXPECT_EQ(0, ombrel_free_tag(nullptr, "operator delete[]", 4));
+    EXPECT_EQ("null pointer free ? (at \"operator delete[]\":4)\n", errors.text());
+}
+
+TEST_F(Heap, AnswersRequestsThatNoMachineCanMeet) {
+    void* kept = ombrel_calloc_tag(3, 4, "kept", 1);
+    capture errors(stderr);
+    EXPECT_EQ(nullptr, ombrel_alloc_tag(SIZE_MAX, "wrap", 1));
+    EXPECT_EQ(nullptr, ombrel_alloc_tag(SIZE_MAX - overhead, "wrap", 2));
+    EXPECT_EQ(nullptr, ombrel_realloc_tag(kept, SIZE_MAX / 2, "huge", 3));
+    const std::string text = errors.text();
+    // A sanitizer adds a line of its own.
+    EXPECT_TRUE(matches(text, "not enough memory \\(overflow size, at \"wrap\":1\\)\n"
+                              "not enough memory \\(overflow size, at \"wrap\":2\\)\n"
+                              "(==[0-9]+==[^\n]*\n)?not enough memory \\(at \"huge\":3\\)\n"
+                              "ombrel \\[ASSERT:source/heap:ombrel_heap_tag:210\\] "
+                              "<s_size < \\(\\(size_t\\)\\(4u << 20\\)\\)> [^\n]*\n"));
+    EXPECT_EQ(std::string(12, '\0'), std::string(static_cast<char*>(kept), 12));
+    ombrel_free(kept);
+}
+
+TEST_F(Heap, ResizesByTheStoredSize) {
+    auto* first = static_cast<char*>(ombrel_alloc(5));
+    memcpy(first, "1234567", 8);
+    EXPECT_EQ(first, ombrel_realloc(first, 8)) << "8 is the stored size";
+    auto* same = static_cast<char*>(ombrel_realloc_tag(first, 5, "again", 1));
+    EXPECT_NE(first, same) << "the unrounded request differs from the stored size";
+    EXPECT_EQ(0, memcmp(same, "12345", 5));
+    auto* grown = static_cast<char*>(ombrel_heap_tag(same, 100'000, "grown", 77));
+    EXPECT_EQ(0, memcmp(grown, "12345", 5));
+    EXPECT_STREQ("grown", header_of(grown)->m_tag);
+    EXPECT_EQ(77u, header_of(grown)->m_line);
+    auto* shrunk = static_cast<char*>(ombrel_heap_notag(grown, 4));
+    EXPECT_EQ(0, memcmp(shrunk, "1234", 4));
+    EXPECT_STREQ("<NOTAG>", header_of(shrunk)->m_tag);
+    EXPECT_EQ(0u, header_of(shrunk)->m_line);
+    EXPECT_EQ(nullptr, ombrel_heap_tag(shrunk, 0, "freed", 1));
+}
+
+TEST_F(Heap, CheckPtrFallsBack) {
+    int here, there;
+    EXPECT_EQ(&here, ombrel_check_ptr(&here, &there));
+    EXPECT_EQ(&there, ombrel_check_ptr(nullptr, &there));
+}
+
+struct walk_record {
+    std::vector<const ombrel_heap_block_t*> seen;
+    size_t stop_at = SIZE_MAX;
+};
+
+int record_block(const ombrel_heap_block_t* block, void* context) {
+    auto* walk = static_cast<walk_record*>(context);
+    if (walk->seen.size() == walk->stop_at)
+        return 1;
+    walk->seen.push_back(block);
+    return 0;
+}
+
+TEST_F(Heap, WalksLiveBlocksNewestFirst) {
+    void* blocks[] = {ombrel_alloc(1), ombrel_alloc(2), ombrel_alloc(3)};
+    walk_record all, bounded, stopped;
+    stopped.stop_at = 2;
+    EXPECT_EQ(ombrel_get_alloc_count(), ombrel_get_alloc_list(0, record_block, &all));
+    EXPECT_EQ(1u, ombrel_get_alloc_list(1, record_block, &bounded));
+    EXPECT_EQ(2u, ombrel_get_alloc_list(-1, record_block, &stopped));
+    ASSERT_LE(3u, all.seen.size());
+    for (size_t i = 0; i < 3; i++)
+        EXPECT_EQ(header_of(blocks[2 - i]), all.seen[i]);
+    EXPECT_EQ(1u, bounded.seen.size());
+    for (void* block : blocks)
+        ombrel_free(block);
+}
+
+// A damage to a block of 4 bytes, undone afterwards so that the block can be freed.
+struct damage {
+    const char* name;
+    void (*inflict)(ombrel_heap_block_t* block);
+    const char* magic; // the trailer in the message
+    bool dumps_data;   // whether the size word bounds the dump sensibly
+};
+
+using victim = ombrel_heap_block_t*;
+const damage damages[] = {
+    {"trailer", [](victim block) { reinterpret_cast<char*>(block + 1)[4] = 'X'; }, "A55A5558", true},
+    {"self", [](victim block) { block->m_self = nullptr; }, "A55A55AA", true},
+    {"size within the block", [](victim block) { block->m_size = 0; }, "64636261", true},
+    {"size far away", [](victim block) { block->m_size = SIZE_MAX / 2; }, "[0-9A-F]{8}", false},
+    {"size that wraps", [](victim block) { block->m_size = SIZE_MAX - 3; }, "[0-9A-F]{8}", false},
+    {"size and self",
+     [](victim block) {
+         block->m_size = SIZE_MAX - 0xFFF;
+         block->m_self = block + 1;
+     },
+     "[0-9A-F]{8}", false},
+};
+
+std::string hex_label(const void* address) {
+    char text[32];
+    snprintf(text, sizeof text, "%08llX ",
+             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
+    return text;
+}
+
+size_t count_lines(const std::string& text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// The whole report of one damaged block; what is on standard error and what on standard output.
+void expect_report(const damage& which, const ombrel_heap_block_t* block, const std::string& errors,
+                   const std::string& output) {
+    const std::string expected =
+        "fatal error: invalid magic code \\(free, magic_code=" + std::string(which.magic) +
+        "H, size=" + std::to_string(static_cast<unsigned long>(block->m_size)) +
+        ", caller=\"breaker:44\", pid=" + std::to_string(getpid()) +
+        "\\)\n=> REVERSE DUMP\n"
+        "CONSOLE # dump exception at source/heap:ombrel_heap_tag:272 \\(section=0, [^\n]*\\)\\.\n"
+        "(CONSOLE # \\[ALLOCATED:[^\n]*\n)+";
+    EXPECT_TRUE(matches(errors, expected));
+    EXPECT_EQ(0u, output.find(hex_label(block))) << output;
+    const size_t dumped = which.dumps_data ? block->m_size + overhead : header_size;
+    const size_t forward = (dumped + 15) / 16;
+    EXPECT_LE(forward, count_lines(output));
+    EXPECT_GE(forward + 32, count_lines(output)) << "32 lines below the header, as far as they can be read";
+    const std::string below = hex_label(reinterpret_cast<const char*>(block) - 16);
+    EXPECT_NE(std::string::npos, output.find("\n" + below)) << output;
+}
+
+TEST_F(Heap, ReportsAndKeepsDamagedBlocks) {
+    // A neighbour below, so that there is something to see there.
+    void* below = ombrel_alloc(1024);
+    for (const damage& which : damages) {
+        SCOPED_TRACE(which.name);
+        void* ptr = ombrel_alloc_tag(4, "victim", 1);
+        memcpy(ptr, "abcd", 4);
+        ombrel_heap_block_t* block = header_of(ptr);
+        std::string saved(reinterpret_cast<char*>(block), header_size + 4 + sizeof(uint32_t));
+        const figures before = read_figures();
+        which.inflict(block);
+        {
+            capture errors(stderr), output(stdout);
+            EXPECT_EQ(0, ombrel_free_tag(ptr, "breaker", 44));
+            expect_report(which, block, errors.text(), output.text());
+        }
+        EXPECT_EQ(before.count, read_figures().count);
+        EXPECT_EQ(before.size, read_figures().size);
+        memcpy(static_cast<void*>(block), saved.data(), saved.size());
+        ombrel_free(ptr);
+    }
+    ombrel_free(below);
+}
+
+// A false size of a few kilobytes leads out of memory only from a block near its end.
+TEST_F(Heap, LooksAtNoTrailerBeyondTheMemoryThatThereIs) {
+    const auto end_of_heap = [] { return reinterpret_cast<uintptr_t>(sbrk(0)); };
+    std::vector<void*> blocks;
+    size_t room = SIZE_MAX;
+    for (uintptr_t last = 0; room > 16 * 1024 && blocks.size() < 1000; room = end_of_heap() - last) {
+        blocks.push_back(ombrel_alloc(1000));
+        last = reinterpret_cast<uintptr_t>(blocks.back());
+    }
+    auto* block = header_of(blocks.back());
+    block->m_size = 60'000;
+    {
+        capture errors(stderr), output(stdout);
+        EXPECT_EQ(0, ombrel_free_tag(blocks.back(), "breaker", 44));
+        EXPECT_NE(std::string::npos, errors.text().find("fatal error: invalid magic code"));
+    }
+    block->m_size = 1000;
+    for (void* each : blocks)
+        ombrel_free(each);
+}
+
+TEST_F(Heap, ResizingADamagedBlockNeverFaults) {
+    auto* ptr = static_cast<char*>(ombrel_alloc(16));
+    memcpy(ptr, "0123456789abcdef", 16);
+    header_of(ptr)->m_size = SIZE_MAX - 3;
+    capture errors(stderr), output(stdout);
+    auto* moved = static_cast<char*>(ombrel_realloc(ptr, 16));
+    ASSERT_NE(nullptr, moved);
+    EXPECT_EQ(0, memcmp(moved, "0123456789abcdef", 16));
+    EXPECT_NE(std::string::npos, errors.text().find("fatal error: invalid magic code"));
+    ombrel_free(moved);
+    header_of(ptr)->m_size = 16;
+    ombrel_free(ptr);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they end the program instead
+TEST_F(Heap, ASecondFreeIsReportedAndHarmless) {
+    for (const size_t size : {24, 4000}) {
+        capture errors(stderr), output(stdout);
+        void* block = ombrel_alloc(size);
+        ombrel_free(block);
+        ombrel_free(block);
+        EXPECT_NE(std::string::npos, errors.text().find("invalid magic code"));
+        void* again[] = {ombrel_alloc(size), ombrel_alloc(size)};
+        EXPECT_NE(again[0], again[1]);
+        for (void* each : again)
+            ombrel_free(each);
+    }
+}
+#endif
+
+void churn(unsigned seed, std::atomic<unsigned>& faults) {
+    constexpr size_t slots = 16;
+    unsigned char* blocks[slots] = {};
+    size_t sizes[slots] = {};
+    for (unsigned round = 0; round < 3000; round++) {
+        seed = seed * 1664525u + 1013904223u;
+        const size_t slot = seed >> 8 & (slots - 1);
+        const size_t size = 1 + (seed >> 16 & 31) * 300; // few sizes, so that freed blocks are used again
+        const auto mark = static_cast<unsigned char>(slot);
+        for (size_t i = 0; i < std::min(size, sizes[slot]); i++)
+            faults += blocks[slot][i] != mark;
+        blocks[slot] = static_cast<unsigned char*>(ombrel_heap_tag(blocks[slot], size, "churn", round));
+        memset(blocks[slot], mark, size);
+        sizes[slot] = size;
+    }
+    for (unsigned char* block : blocks)
+        ombrel_check_free(block);
+}
+
+TEST_F(Heap, KeepsItsListUnderManyThreads) {
+    std::atomic<unsigned> faults = 0;
+    ombrel_test::in_threads(5, [&faults](int thread) {
+        if (thread != 0)
+            return churn(static_cast<unsigned>(thread), faults);
+        for (int i = 0; i < 50; i++) {
+            walk_record walk;
+            walk.seen.reserve(4096);
+            ombrel_get_alloc_list(1000, record_block, &walk);
+        }
+    });
+    EXPECT_EQ(0u, faults.load());
+}
+
+#if !defined(__SANITIZE_THREAD__) // it does not follow a fork among threads
+TEST_F(Heap, IsWholeInAChildForkedAmongBusyThreads) {
+    std::atomic<bool> stop = false;
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 3; i++)
+        threads.emplace_back([&stop] {
+            while (!stop)
+                ombrel_free(ombrel_alloc(1000));
+        });
+    int failed = 0;
+    for (int i = 0; i < 60 && failed == 0; i++) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(10);
+            ombrel_free(ombrel_alloc(1000));
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        failed += status != 0;
+    }
+    EXPECT_EQ(0, failed) << "a lock of the heap stayed held";
+    stop = true;
+}
+#endif
+
+} // namespace

@@ -1,0 +1,225 @@
+#include <algorithm>
+#include <iterator>
+#include <list>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/linked_list.h>
+
+namespace {
+
+struct item {
+    item* prev;
+    int key;
+    int arrival;
+    item* next;
+};
+
+constexpr size_t prev_at = offsetof(item, prev);
+constexpr size_t next_at = offsetof(item, next);
+
+int by_key(const void* left, const void* right) {
+    return static_cast<const item*>(left)->key - static_cast<const item*>(right)->key;
+}
+
+/// The operations of both kinds of list, so that they run through the same tests.
+struct singly {
+    static constexpr bool has_prev = false;
+    static constexpr auto prepend = ombrel_singly_linked_list_prepend_tag;
+    static constexpr auto append = ombrel_singly_linked_list_append_tag;
+    static constexpr auto remove = ombrel_singly_linked_list_delete_tag;
+    static constexpr auto replace = ombrel_singly_linked_list_replace_tag;
+    static constexpr auto insert = ombrel_singly_linked_list_insert_tag;
+    static constexpr auto sort_insert = ombrel_singly_linked_list_sort_insert_tag;
+    static constexpr auto sort = ombrel_singly_linked_list_sort_tag;
+};
+
+struct doubly {
+    static constexpr bool has_prev = true;
+    static constexpr auto prepend = ombrel_doubly_linked_list_prepend_tag;
+    static constexpr auto append = ombrel_doubly_linked_list_append_tag;
+    static constexpr auto remove = ombrel_doubly_linked_list_delete_tag;
+    static constexpr auto replace = ombrel_doubly_linked_list_replace_tag;
+    static constexpr auto insert = ombrel_doubly_linked_list_insert_tag;
+    static constexpr auto sort_insert = ombrel_doubly_linked_list_sort_insert_tag;
+    static constexpr auto sort = ombrel_doubly_linked_list_sort_tag;
+};
+
+/// Calls an operation with the offsets that the kind needs; `More` may give the comparison.
+template<typename Kind, typename... More>
+int run(auto operation, const auto&... lists_and_nodes) {
+    if constexpr (Kind::has_prev)
+        return operation(lists_and_nodes..., prev_at, next_at, More::value..., "test", 1ul);
+    else
+        return operation(lists_and_nodes..., next_at, More::value..., "test", 1ul);
+}
+using sorted = std::integral_constant<ombrel_linked_list_compare_t, by_key>;
+
+/// A list beside its model; every change is made to both and compared.
+template<typename Kind>
+class modelled_list {
+public:
+    explicit modelled_list(bool keep_tail) : tail_address_(keep_tail ? &tail_ : nullptr) {
+        for (item& i : items_)
+            free_.push_back(&i);
+    }
+
+    void step(std::mt19937& random) {
+        switch (random() % 8) {
+        case 0:
+            if (item* node = take())
+                run<Kind>(Kind::prepend, &head_, tail_address_, node), model_.push_front(node);
+            break;
+        case 1:
+            if (item* node = take())
+                run<Kind>(Kind::append, &head_, tail_address_, node), model_.push_back(node);
+            break;
+        case 2:
+            if (item* node = take()) {
+                const auto position = any(random);
+                run<Kind>(Kind::insert, &head_, tail_address_, position == model_.end() ? nullptr : *position,
+                          node);
+                model_.insert(position, node);
+            }
+            break;
+        case 3:
+            if (item* node = take()) {
+                run<Kind, sorted>(Kind::sort_insert, &head_, tail_address_, node);
+                model_.insert(std::find_if(model_.begin(), model_.end(),
+                                           [&](const item* other) { return by_key(node, other) < 0; }),
+                              node);
+            }
+            break;
+        case 4:
+        case 5:
+            if (const auto position = any(random); position != model_.end()) {
+                run<Kind>(Kind::remove, &head_, tail_address_, *position);
+                release(*position);
+                model_.erase(position);
+            }
+            break;
+        case 6:
+            if (const auto position = any(random); position != model_.end())
+                if (item* node = take()) {
+                    run<Kind>(Kind::replace, &head_, tail_address_, *position, node);
+                    release(*position);
+                    *position = node;
+                }
+            break;
+        case 7:
+            run<Kind, sorted>(Kind::sort, &head_, tail_address_);
+            model_.sort([](const item* a, const item* b) { return by_key(a, b) < 0; });
+        }
+        check();
+    }
+
+private:
+    item* take() {
+        if (free_.empty())
+            return nullptr;
+        item* node = free_.front();
+        free_.pop_front();
+        node->prev = node->next = node; // what stood in the links before must not matter
+        node->key = arrivals_++ % 7;
+        return node;
+    }
+    void release(item* node) {
+        EXPECT_EQ(node->next, nullptr);
+        if (Kind::has_prev) {
+            EXPECT_EQ(node->prev, nullptr);
+        }
+        free_.push_back(node);
+    }
+    std::list<item*>::iterator any(std::mt19937& random) {
+        return std::next(model_.begin(), static_cast<long>(random() % (model_.size() + 1)));
+    }
+    void check() {
+        item* at = head_;
+        item* before = nullptr;
+        for (item* expected : model_) {
+            ASSERT_EQ(at, expected);
+            if (Kind::has_prev) {
+                ASSERT_EQ(at->prev, before);
+            }
+            before = at;
+            at = at->next;
+        }
+        ASSERT_EQ(at, nullptr);
+        if (tail_address_ != nullptr) {
+            ASSERT_EQ(tail_, before);
+        }
+        ASSERT_EQ(ombrel_linked_list_count(&head_, next_at), model_.size());
+        ASSERT_EQ(ombrel_linked_list_get_tail(&head_, tail_address_, next_at), before);
+    }
+
+    item* head_ = nullptr;
+    item* tail_ = nullptr;
+    item** tail_address_;
+    item items_[40] = {};
+    std::list<item*> free_;
+    std::list<item*> model_;
+    int arrivals_ = 0;
+};
+
+template<typename Kind>
+class LinkedListTest : public ::testing::Test {};
+using kinds = ::testing::Types<singly, doubly>;
+TYPED_TEST_SUITE(LinkedListTest, kinds);
+
+TYPED_TEST(LinkedListTest, FollowsItsModel) {
+    for (const bool keep_tail : {false, true}) {
+        std::mt19937 random(keep_tail ? 1 : 2);
+        modelled_list<TypeParam> list(keep_tail);
+        for (int i = 0; i < 3000 && !this->HasFatalFailure(); i++)
+            list.step(random);
+    }
+}
+
+TYPED_TEST(LinkedListTest, SortsManyNodesKeepingEqualOnesInOrder) {
+    std::vector<item> items(5000);
+    item *head = nullptr, *tail = nullptr;
+    std::mt19937 random(3);
+    for (int i = 0; i < 5000; i++) {
+        items[static_cast<size_t>(i)] = {nullptr, static_cast<int>(random() % 50), i, nullptr};
+        run<TypeParam>(TypeParam::append, &head, &tail, &items[static_cast<size_t>(i)]);
+    }
+    EXPECT_EQ((run<TypeParam, sorted>(TypeParam::sort, &head, &tail)), 0);
+    size_t count = 1;
+    for (const item* at = head; at->next != nullptr; at = at->next, count++)
+        ASSERT_TRUE(at->key < at->next->key || (at->key == at->next->key && at->arrival < at->next->arrival));
+    EXPECT_EQ(count, items.size());
+}
+
+TYPED_TEST(LinkedListTest, LeavesTheListAloneWithoutTheNode) {
+    item a{}, b{}, stranger{};
+    item *head = nullptr, *tail = nullptr;
+    run<TypeParam>(TypeParam::append, &head, &tail, &a);
+    EXPECT_EQ(run<TypeParam>(TypeParam::remove, &head, &tail, &stranger), 0);
+    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &head, &tail, &stranger, &b), 0);
+    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &head, &tail, &a, &a), 0);
+    EXPECT_EQ(head, &a);
+    EXPECT_EQ(tail, &a);
+    run<TypeParam>(TypeParam::insert, &head, &tail, &stranger, &b);
+    EXPECT_EQ(a.next, &b) << "an absent position means the end";
+    EXPECT_EQ(tail, &b);
+    EXPECT_EQ(run<TypeParam>(TypeParam::append, nullptr, &tail, &a), -1);
+    EXPECT_EQ(run<TypeParam>(TypeParam::append, &head, &tail, nullptr), -1);
+}
+
+TEST(LinkedListSearchTest, FindsByNodeAndByMatch) {
+    item a{nullptr, 1, 0, nullptr}, b{nullptr, 2, 0, nullptr}, key{nullptr, 2, 0, nullptr};
+    item* head = nullptr;
+    ombrel_singly_linked_list_append(&head, nullptr, &a, next_at);
+    ombrel_singly_linked_list_append(&head, nullptr, &b, next_at);
+    EXPECT_EQ(ombrel_linked_list_search(&head, &key, next_at, by_key), &b);
+    EXPECT_EQ(ombrel_linked_list_search(&head, &key, next_at, nullptr), nullptr);
+    EXPECT_EQ(ombrel_linked_list_search(&head, &a, next_at, nullptr), &a);
+    EXPECT_EQ(ombrel_linked_list_index(&head, &b, next_at), 1);
+    EXPECT_EQ(ombrel_linked_list_index(&head, &key, next_at), -1);
+    item* empty = nullptr;
+    EXPECT_EQ(ombrel_linked_list_get_tail(&empty, nullptr, next_at), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/lock_condition.h>
+#include <ombrel/short_lock.h>
+#include <ombrel/time.h>
+
+#include "support/descriptor_balance.h"
+#include "support/heap_balance.h"
+#include "support/threads.h"
+
+namespace {
+
+class lock_condition_test : public ombrel_test::balanced_test {
+protected:
+    lock_condition_test() {
+        ombrel_init_lock(&lock);
+        ombrel_init_lock_condition(&condition);
+    }
+    ~lock_condition_test() override {
+        EXPECT_EQ(ombrel_uninit_lock_condition(&condition), 0);
+        EXPECT_EQ(ombrel_uninit_lock(&lock), 0);
+    }
+
+    // Starts a thread that waits once, counting itself in and out under the lock.
+    std::thread waiter() {
+        const int before = counts(waiting);
+        std::thread thread([this] {
+            ombrel_lock(&lock);
+            waiting++;
+            EXPECT_EQ(ombrel_lock_condition_wait(&condition, &lock), 0);
+            left++;
+            ombrel_unlock(&lock);
+        });
+        while (counts(waiting) == before)
+            std::this_thread::yield();
+        return thread;
+    }
+
+    int counts(const int& counter) {
+        ombrel_lock(&lock);
+        const int value = counter;
+        ombrel_unlock(&lock);
+        return value;
+    }
+
+    ombrel_lock_t lock;
+    ombrel_lock_condition_t condition;
+    int waiting = 0, left = 0;
+
+private:
+    ombrel_test::descriptor_balance descriptors_;
+};
+
+} // namespace
+
+TEST(lock_condition_record, starts_with_the_documented_values) {
+    const ombrel_lock_condition_t fresh = def_ombrel_lock_condition_initializer;
+    EXPECT_EQ(fresh.m_waiters_head, nullptr);
+    EXPECT_STREQ(fresh.m_tag, "ombrel_init_lock_condition_tag");
+    EXPECT_EQ(fresh.m_line, 822u);
+    if (sizeof(void*) == 4) {
+        EXPECT_EQ(sizeof fresh, 20u);
+    }
+}
+
+TEST_F(lock_condition_test, time_out_is_no_failure_and_gives_the_lock_back) {
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    for (const uint32_t timeout : {0u, 50u}) {
+        const uint64_t start = ombrel_time_stamp_msec();
+        EXPECT_EQ(ombrel_lock_condition_wait_timeout(&condition, &lock, timeout), 0);
+        EXPECT_GE(ombrel_time_stamp_msec() - start + 1, timeout);
+        EXPECT_EQ(ombrel_try_lock(&lock), 0) << "held again";
+        EXPECT_EQ(condition.m_waiters_head, nullptr);
+    }
+    EXPECT_EQ(ombrel_lock_condition_wait_timeout(&condition, nullptr, 1), 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+}
+
+TEST_F(lock_condition_test, nobody_to_wake_is_a_failure) {
+    EXPECT_EQ(ombrel_lock_condition_wakeup(&condition), -1);
+    EXPECT_EQ(ombrel_lock_condition_wakeup_broadcast(&condition), -1);
+    EXPECT_EQ(ombrel_lock_condition_wakeup(nullptr), -1);
+    EXPECT_EQ(ombrel_lock_condition_wait(nullptr, nullptr), -1);
+}
+
+TEST_F(lock_condition_test, a_second_wakeup_goes_to_the_same_waiter) {
+    std::thread first = waiter(), second = waiter();
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    EXPECT_EQ(ombrel_lock_condition_wakeup(&condition), 0);
+    ombrel_unlock(&lock);
+    first.join();
+    EXPECT_EQ(counts(left), 1);
+    EXPECT_EQ(ombrel_lock_condition_wakeup(&condition), 0);
+    second.join();
+}
+
+TEST_F(lock_condition_test, broadcast_wakes_more_than_one_batch) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 40; i++)
+        threads.push_back(waiter());
+    std::this_thread::sleep_for(std::chrono::milliseconds(40)); // all sleep on their pipes by then
+    EXPECT_EQ(ombrel_lock_condition_wakeup_broadcast(&condition), 0);
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(left, 40);
+}
+
+TEST_F(lock_condition_test, ending_a_condition_sends_its_waiters_away) {
+    ombrel_lock_condition_t* allocated = ombrel_new_lock_condition();
+    std::thread threads[3];
+    for (std::thread& thread : threads)
+        thread = std::thread([allocated] { EXPECT_EQ(ombrel_lock_condition_wait(allocated, nullptr), 0); });
+    ombrel_load_balance();
+    EXPECT_EQ(ombrel_uninit_lock_condition(allocated), 0);
+    for (std::thread& thread : threads) {
+        while (ombrel_lock_condition_wakeup_broadcast(allocated) == 0)
+            std::this_thread::yield();
+        thread.join();
+    }
+    EXPECT_EQ(ombrel_free_lock_condition(allocated), 0);
+    EXPECT_EQ(ombrel_free_lock_condition(nullptr), 0);
+}
+
+// A bounded queue of one: no hand-over may get lost, whoever sleeps and whoever spins.
+TEST_F(lock_condition_test, no_handover_is_lost) {
+    constexpr int threads = 3, rounds = 3000;
+    int turn = 0;
+    ombrel_test::in_threads(threads, [&](int i) {
+        for (int round = 0; round < rounds; round++) {
+            ASSERT_EQ(ombrel_lock(&lock), 0);
+            while (turn % threads != i)
+                ASSERT_EQ(ombrel_lock_condition_wait(&condition, &lock), 0);
+            turn++;
+            ombrel_lock_condition_wakeup_broadcast(&condition);
+            ASSERT_EQ(ombrel_unlock(&lock), 0);
+        }
+    });
+    EXPECT_EQ(turn, threads * rounds);
+}

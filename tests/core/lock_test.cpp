@@ -1,0 +1,329 @@
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <ombrel/lock.h>
+#include <ombrel/short_lock.h>
+#include <ombrel/thread.h>
+#include <ombrel/time.h>
+
+#include "support/descriptor_balance.h"
+#include "support/error_output.h"
+#include "support/heap_balance.h"
+#include "support/threads.h"
+
+using ombrel_test::error_output;
+
+namespace {
+
+#define RED(text) "\033[1;31m" text "\033[0m"
+constexpr const char initialized[] = "initialized by \"init_here:7\")\n";
+
+class lock_test : public ombrel_test::balanced_test {
+protected:
+    lock_test() { ombrel_init_lock_tag(&lock, "init_here", 7); }
+    ~lock_test() override { EXPECT_EQ(ombrel_uninit_lock(&lock), 0); }
+
+    // Live claims, as the heap lists them.
+    static size_t claim_count() {
+        size_t count = 0;
+        const auto is_claim = [](const ombrel_heap_block_t* block, void* context) {
+            *static_cast<size_t*>(context) += std::strcmp(block->m_tag, "__ombrel_new_lock_claim") == 0;
+            return 0;
+        };
+        ombrel_get_alloc_list(0, is_claim, &count);
+        return count;
+    }
+
+    // A claim becomes live just before it stands in line.
+    static void await_claims(size_t count) {
+        while (claim_count() < count)
+            std::this_thread::yield();
+        ombrel_load_balance_short();
+    }
+
+    // A waiter's sleep is light at first, and on a pipe after some milliseconds.
+    static void outlast_light_sleep() { std::this_thread::sleep_for(std::chrono::milliseconds(40)); }
+
+    ombrel_lock_t lock;
+
+private:
+    ombrel_test::descriptor_balance descriptors_;
+};
+
+struct descriptor_shortage {
+    descriptor_shortage() {
+        getrlimit(RLIMIT_NOFILE, &before);
+        rlimit none = before;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~descriptor_shortage() { setrlimit(RLIMIT_NOFILE, &before); }
+    rlimit before;
+};
+
+} // namespace
+
+TEST(lock_record, starts_with_the_documented_values) {
+    const ombrel_lock_t fresh = def_ombrel_lock_initializer;
+    EXPECT_EQ(fresh.m_flags, 0x80u);
+    EXPECT_EQ(fresh.m_dead_lock_duration, 0xFFFFFFFFu);
+    EXPECT_EQ(fresh.m_owners, nullptr);
+    EXPECT_STREQ(fresh.m_tag, "ombrel_init_lock_tag");
+    EXPECT_EQ(fresh.m_line, 141u);
+    if (sizeof(void*) == 4) {
+        EXPECT_EQ(sizeof fresh, 32u);
+    }
+}
+
+TEST_F(lock_test, trying_takes_a_free_lock_once) {
+    EXPECT_EQ(ombrel_try_lock(&lock), 1);
+    EXPECT_EQ(claim_count(), 1u);
+    EXPECT_EQ(ombrel_try_lock(&lock), 0) << "not thread-aware, so the same thread cannot take it again";
+    EXPECT_EQ(claim_count(), 1u);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(claim_count(), 0u);
+}
+
+TEST_F(lock_test, null_is_refused) {
+    EXPECT_EQ(ombrel_lock(nullptr), -1);
+    EXPECT_EQ(ombrel_try_lock(nullptr), 0);
+    EXPECT_EQ(ombrel_unlock(nullptr), -1);
+    EXPECT_EQ(ombrel_free_lock(nullptr), 0);
+}
+
+TEST_F(lock_test, allocated_locks_are_marked_and_freed) {
+    ombrel_lock_t* allocated = ombrel_new_lock();
+    EXPECT_EQ(allocated->m_flags, 0x8080u);
+    EXPECT_EQ(ombrel_free_lock(allocated), 0);
+    EXPECT_EQ(ombrel_free_lock(&lock), 0) << "an embedded lock is left where it is";
+}
+
+TEST_F(lock_test, thread_aware_lock_needs_as_many_unlocks_as_locks) {
+    lock.m_flags |= def_ombrel_lock_flag_thread_aware;
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    const auto try_elsewhere = [this] {
+        int taken = -1;
+        std::thread([&] { taken = ombrel_try_lock(&lock); }).join();
+        return taken;
+    };
+    EXPECT_EQ(try_elsewhere(), 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(try_elsewhere(), 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(try_elsewhere(), 1);
+    EXPECT_EQ(ombrel_unlock(&lock), 0) << "any thread may release";
+}
+
+TEST_F(lock_test, finite_wait_gives_up_and_leaves_the_line) {
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    const uint64_t start = ombrel_time_stamp_msec();
+    EXPECT_EQ(ombrel_lock_timeout(&lock, 60), -1);
+    EXPECT_GE(ombrel_time_stamp_msec() - start, 59u);
+    EXPECT_EQ(lock.m_waiters_head, nullptr);
+    EXPECT_EQ(lock.m_waiters_tail, nullptr);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+}
+
+TEST_F(lock_test, waiters_get_the_lock_in_the_order_they_came) {
+    for (const bool long_wait : {false, true}) {
+        ASSERT_EQ(ombrel_lock(&lock), 0);
+        std::string order;
+        std::vector<std::jthread> threads;
+        for (char name = 'A'; name <= 'E'; name++) {
+            threads.emplace_back([this, name, &order] {
+                ASSERT_EQ(ombrel_lock(&lock), 0);
+                order += name;
+                ASSERT_EQ(ombrel_unlock(&lock), 0);
+            });
+            await_claims(static_cast<size_t>(name - 'A') + 2);
+        }
+        if (long_wait)
+            outlast_light_sleep();
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        threads.clear();
+        EXPECT_EQ(order, "ABCDE");
+    }
+}
+
+TEST_F(lock_test, a_waiter_that_gives_up_leaves_the_others_in_line) {
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    std::thread impatient([this] { EXPECT_EQ(ombrel_lock_timeout(&lock, 30), -1); });
+    await_claims(2);
+    std::thread patient([this] {
+        EXPECT_EQ(ombrel_lock(&lock), 0);
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+    });
+    await_claims(3);
+    impatient.join();
+    EXPECT_EQ(ombrel_try_lock(&lock), 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    patient.join();
+}
+
+TEST_F(lock_test, contended_lock_admits_one_at_a_time) {
+    constexpr int threads = 4, rounds = 2000;
+    int counter = 0;
+    ombrel_test::in_threads(threads, [&](int i) {
+        for (int round = 0; round < rounds; round++) {
+            while (ombrel_lock_timeout(&lock, i % 2 == 0 ? def_ombrel_infinite : 1) != 0)
+                std::this_thread::yield();
+            counter++;
+            ombrel_unlock(&lock);
+        }
+    });
+    EXPECT_EQ(counter, threads * rounds);
+}
+
+TEST_F(lock_test, a_lock_may_end_right_after_the_last_holder_got_it) {
+    for (int round = 0; round < 100; round++) {
+        ombrel_lock_t* shared = ombrel_new_lock();
+        ASSERT_EQ(ombrel_lock(shared), 0);
+        std::thread last([shared] {
+            EXPECT_EQ(ombrel_lock(shared), 0);
+            EXPECT_EQ(ombrel_unlock(shared), 0);
+            EXPECT_EQ(ombrel_free_lock(shared), 0);
+        });
+        await_claims(2);
+        if (round % 20 == 0)
+            outlast_light_sleep();
+        ombrel_unlock(shared);
+        last.join();
+    }
+}
+
+TEST_F(lock_test, waiter_without_a_pipe_polls) {
+    lock.m_flags |= def_ombrel_lock_flag_error;
+    const error_output output;
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    std::atomic<bool> go{false};
+    std::thread waiter([&] {
+        while (!go)
+            std::this_thread::yield();
+        EXPECT_EQ(ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9), 0);
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+    });
+    {
+        const descriptor_shortage shortage;
+        go = true;
+        while (output.text().empty())
+            std::this_thread::yield();
+        ombrel_load_balance_short();
+        EXPECT_EQ(ombrel_unlock_tag(&lock, "holder", 8), 0);
+    }
+    waiter.join();
+    EXPECT_EQ(output.text(), std::string("ombrel_lock: [ERROR] " RED("pipe for claim failed !")) +
+                                 " (caller=\"waiter:9\", " + initialized + "ombrel_lock: [ERROR] " +
+                                 RED("__ombrel_wakeup_lock_claim failed by unlock !") +
+                                 " (caller=\"holder:8\", wakeup_claim=\"waiter:9\", recursive_count=0, "
+                                 "wait_count=1, " +
+                                 initialized);
+}
+
+TEST_F(lock_test, trouble_with_the_pipe_is_reported_when_warnings_are_wanted) {
+    struct claim_record { // the documented part of a claim
+        claim_record *previous, *next;
+        uint64_t thread_id;
+        int read_end, write_end;
+    };
+    struct sigaction ignore {};
+    ignore.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &ignore, nullptr);
+    const std::string pending = "ombrel_lock: [WARNING] " RED("lock pending !") " (";
+    const std::string caller = std::string(", caller=\"waiter:9\", ") + initialized;
+    for (const uint32_t flags : {0x40u, 0x20u}) {
+        lock.m_flags = def_ombrel_lock_flag_initialized | flags;
+        const error_output output;
+        ASSERT_EQ(ombrel_lock(&lock), 0);
+        std::thread waiter([this] {
+            EXPECT_EQ(ombrel_lock_timeout_tag(&lock, 10'000, "waiter", 9), 0);
+            EXPECT_EQ(ombrel_unlock(&lock), 0);
+        });
+        await_claims(2);
+        outlast_light_sleep();
+        ombrel_short_lock(&lock.m_guard);
+        const int write_end = reinterpret_cast<const claim_record*>(lock.m_waiters_head)->write_end;
+        ombrel_short_unlock(&lock.m_guard);
+        pthread_kill(waiter.native_handle(), SIGUSR1);
+        ombrel_load_balance();
+        const int other = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(other, write_end);
+        close(other);
+        ombrel_load_balance();
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        waiter.join();
+        for (const char* reason : {"interrupted or error", "broken pipe"})
+            EXPECT_EQ(output.text().find(pending + reason + caller) != std::string::npos, flags == 0x20)
+                << output.text();
+    }
+}
+
+TEST_F(lock_test, unlocking_a_free_lock_is_reported_when_errors_are_wanted) {
+    const struct {
+        uint32_t flags;
+        bool printed;
+    } cases[] = {{0, false}, {0x10, true}, {0x20, true}, {0x40, true}, {0x100, false}};
+    for (const auto& [flags, printed] : cases) {
+        const error_output output;
+        lock.m_flags = def_ombrel_lock_flag_initialized | flags;
+        EXPECT_EQ(ombrel_unlock_tag(&lock, "caller", 5), -1);
+        const std::string expected = std::string("ombrel_lock: [ERROR] " RED("unlock failed !")) +
+                                     " (no-owner, recursive_count=0, wait_count=0, caller=\"caller:5\", " +
+                                     initialized;
+        EXPECT_EQ(output.text(), printed ? expected : "") << flags;
+    }
+}
+
+TEST_F(lock_test, endless_wait_reports_every_claim_of_the_holder) {
+    lock.m_flags |= def_ombrel_lock_flag_thread_aware;
+    lock.m_dead_lock_duration = 30;
+    const error_output output;
+    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "first", 1), 0);
+    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "second", 2), 0);
+    std::thread waiter([this] {
+        EXPECT_EQ(ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9), 0);
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+    });
+    while (output.text().find("first") == std::string::npos)
+        ombrel_load_balance();
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    waiter.join();
+    const std::string owner = " (thread_id=" + std::to_string(ombrel_get_thread_id()) + ", " + initialized;
+    EXPECT_EQ(output.text(), std::string("ombrel_lock: [WARNING] " RED("dead-lock !")) +
+                                 " (duration=30, caller=\"waiter:9\", recursive_count=2, wait_count=1, " +
+                                 initialized + "  - locked by \"second:2\"" + owner +
+                                 "  - locked by \"first:1\"" + owner);
+}
+
+TEST_F(lock_test, ending_a_held_lock_waits_and_reports) {
+    lock.m_flags |= def_ombrel_lock_flag_warning;
+    lock.m_dead_lock_duration = 5;
+    const error_output output;
+    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "holder", 1), 0);
+    std::thread ender([this] { EXPECT_EQ(ombrel_uninit_lock_tag(&lock, "ender", 3), 0); });
+    while (output.text().find("  - locked by") == std::string::npos)
+        ombrel_load_balance();
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    ender.join();
+    const std::string text = output.text();
+    const std::string counts = "recursive_count=1, wait_count=0, caller=\"ender:3\", ";
+    EXPECT_EQ(text.find("ombrel_lock: [WARNING] pending lock wait... (locked by \"holder:1\", " + counts +
+                        initialized),
+              0u)
+        << text;
+    EXPECT_NE(text.find("ombrel_lock: [ERROR] " RED("pending lock wait !") " (" + counts + initialized +
+                        "  - locked by \"holder:1\" (thread_id=0, " + initialized),
+              std::string::npos)
+        << text;
+}

@@ -1,0 +1,83 @@
+#include <ombrel/slab.h>
+
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/heap.h>
+
+#include "support/heap_balance.h"
+
+namespace {
+
+constexpr size_t header = sizeof(ombrel_slab_t);
+
+class Slab : public ombrel_test::balanced_test {};
+
+TEST_F(Slab, HoldsWhatFits) {
+    const struct {
+        size_t area_size, object_size, count;
+    } cases[] = {
+        {header + 48, 12, 3}, // the first estimate of 4 does not leave room for the indices
+        {header, 1, 0},
+        {header + 4, 1, 0},
+        {header + 5, 1, 1},
+        {header + 100, 96, 1},
+        {header + 99, 96, 0},
+        {header + 64, SIZE_MAX, 0},
+        {header + 64, SIZE_MAX - 3, 0},
+    };
+    for (const auto& c : cases) {
+        std::vector<size_t> area(1 + c.area_size / sizeof(size_t));
+        ombrel_slab_t* slab = ombrel_init_slab(area.data(), c.area_size, c.object_size);
+        ASSERT_EQ(static_cast<void*>(slab), area.data());
+        EXPECT_EQ(slab->m_object_count, c.count) << c.area_size << " bytes for objects of " << c.object_size;
+        for (size_t i = 0; i < c.count; i++) {
+            auto* object = static_cast<unsigned char*>(ombrel_slab_alloc(slab));
+            ASSERT_EQ(object, static_cast<unsigned char*>(slab->m_objects) + i * c.object_size);
+            ASSERT_LE(object + c.object_size, reinterpret_cast<unsigned char*>(area.data()) + c.area_size);
+            memset(object, 0xFF, c.object_size);
+        }
+        EXPECT_EQ(ombrel_slab_alloc(slab), nullptr);
+    }
+    size_t area[16];
+    EXPECT_EQ(ombrel_init_slab(nullptr, sizeof area, 4), nullptr);
+    EXPECT_EQ(ombrel_init_slab(area, header - 1, 4), nullptr);
+    EXPECT_EQ(ombrel_init_slab(area, sizeof area, 0), nullptr);
+}
+
+TEST_F(Slab, HandsTheLastFreedOutFirst) {
+    size_t area[32];
+    ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, 16);
+    auto* first = static_cast<char*>(ombrel_slab_alloc(slab));
+    auto* second = static_cast<char*>(ombrel_slab_alloc(slab));
+    EXPECT_EQ(ombrel_slab_free(slab, first), nullptr);
+    EXPECT_EQ(ombrel_slab_free(slab, second + 7), nullptr); // the middle of an object is that object
+    EXPECT_EQ(ombrel_slab_alloc(slab), second);
+    EXPECT_EQ(ombrel_slab_alloc(slab), first);
+}
+
+TEST_F(Slab, FallsBackToTheHeapOnRequest) {
+    size_t area[header / sizeof(size_t) + 3];
+    ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, 8);
+    void* object = ombrel_slab_alloc(slab);
+    EXPECT_EQ(ombrel_is_slab_object(slab, object), 1);
+    while (ombrel_slab_alloc(slab) != nullptr) {
+    }
+    const size_t before = ombrel_get_alloc_count();
+    void* block = ombrel_slab_alloc_ex(slab, 1);
+    EXPECT_EQ(ombrel_get_alloc_count(), before + 1);
+    EXPECT_EQ(ombrel_is_slab_object(slab, block), 0);
+    EXPECT_EQ(ombrel_slab_free(slab, block), block);
+    EXPECT_EQ(ombrel_slab_free_ex(slab, block, 1), nullptr);
+    EXPECT_EQ(ombrel_get_alloc_count(), before);
+
+    EXPECT_EQ(ombrel_slab_free_ex(slab, nullptr, 1), nullptr);
+    EXPECT_EQ(ombrel_slab_alloc_ex(nullptr, 1), nullptr);
+    EXPECT_EQ(ombrel_slab_free(nullptr, object), nullptr);
+    EXPECT_EQ(ombrel_slab_free_ex(nullptr, ombrel_alloc(4), 1), nullptr);
+    EXPECT_EQ(ombrel_is_slab_object(nullptr, object), 0);
+}
+
+} // namespace

@@ -1,0 +1,207 @@
+#include <ombrel/event_base.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+
+#include <ombrel/global_break.h>
+#include <ombrel/time.h>
+
+#include "event/event_fixture.h"
+#include "support/capture.h"
+
+namespace {
+
+using namespace ombrel_test;
+
+class EventBase : public event_test {};
+
+TEST_F(EventBase, NullBases) {
+    const std::vector<std::pair<const char*, int (*)(ombrel_event_base_t*)>> operations = {
+        {"ombrel_event_base_loop", [](ombrel_event_base_t* none) { return ombrel_event_base_loop(none, 0); }},
+        {"ombrel_event_base_break_loop", ombrel_event_base_break_loop},
+        {"ombrel_event_base_get_exit", ombrel_event_base_get_exit},
+        {"ombrel_event_base_once",
+         [](ombrel_event_base_t* none) { return ombrel_event_base_once(none, -1, 0, nullptr, nullptr, 0); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        capture errors(stderr);
+        EXPECT_EQ(-1, operation(nullptr));
+        EXPECT_EQ(std::string(name) + ": [ERROR] s_base is null !\n", errors.text());
+    }
+    capture errors(stderr);
+    ombrel_free_event_base(nullptr);
+    EXPECT_EQ("ombrel_free_event_base: [WARNING] no base to free !\n", errors.text());
+}
+
+TEST_F(EventBase, PriorityCounts) {
+    for (uint32_t wrong : {0u, 65536u, 0xFFFFFFFFu})
+        EXPECT_EQ(-1, ombrel_event_base_init_priority(base, wrong));
+    for (uint32_t right : {65535u, 1u, 5u})
+        EXPECT_EQ(0, ombrel_event_base_init_priority(base, right));
+}
+
+TEST_F(EventBase, OneLevelOfPriorityRunsInAnIteration) {
+    ASSERT_EQ(0, ombrel_event_base_init_priority(base, 3));
+    std::string log;
+    recorder low(base, -1, 0), urgent(base, -1, 0), second(base, -1, 0);
+    low.name = "low ", urgent.name = "urgent ", second.name = "second ";
+    for (recorder* event : {&low, &urgent, &second}) {
+        event->log = &log;
+        EXPECT_EQ(0, ombrel_event_set_priority(&event->event, event == &low ? 2 : 0));
+        EXPECT_EQ(0, ombrel_active_event(&event->event, def_ombrel_event_read));
+    }
+    second.then = [&](recorder&) { ombrel_event_base_break_loop(base); };
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+    EXPECT_EQ("urgent second ", log);
+    EXPECT_EQ(0, once());
+    EXPECT_EQ("urgent second low ", log);
+}
+
+TEST_F(EventBase, APriorityBeyondTheCountIsWarnedOfAndRunsLast) {
+    ASSERT_EQ(0, ombrel_event_base_init_priority(base, 8));
+    recorder event(base, -1, 0);
+    EXPECT_EQ(0, ombrel_event_set_priority(&event.event, 7));
+    EXPECT_EQ(0, ombrel_event_base_init_priority(base, 2));
+    capture warnings(stderr);
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ("ombrel_add_event: [WARNING] s_event->m_priority >= s_base->m_max_priority !\n",
+              warnings.text());
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(1u, event.results.size());
+}
+
+TEST_F(EventBase, BreakLeavesTheRestActive) {
+    recorder first(base, -1, 0, [&](recorder&) { EXPECT_EQ(0, ombrel_event_base_break_loop(base)); });
+    recorder second(base, -1, 0);
+    for (recorder* event : {&first, &second})
+        EXPECT_EQ(0, ombrel_active_event(&event->event, 1));
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+    EXPECT_TRUE(second.results.empty());
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(1u, second.results.size());
+}
+
+TEST_F(EventBase, ASecondLoopIsRefused) {
+    recorder event(base, -1, 0, [&](recorder&) {
+        capture errors(stderr);
+        EXPECT_EQ(-1, ombrel_event_base_dispatch(base));
+        EXPECT_EQ("ombrel_event_base_loop: [ERROR] reentrant invocation ! only one loop !\n", errors.text());
+    });
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(1u, event.results.size());
+}
+
+TEST_F(EventBase, ExitAfterATime) {
+    const uint64_t start = ombrel_time_stamp_msec();
+    EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 20));
+    EXPECT_EQ(0, ombrel_event_base_get_exit(base));
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base)); // the notify event alone keeps it waiting
+    EXPECT_GE(ombrel_time_stamp_msec() - start, 20u);
+    EXPECT_EQ(1, ombrel_event_base_get_exit(base));
+    EXPECT_EQ(0, poll());
+    EXPECT_EQ(0, ombrel_event_base_get_exit(base)) << "a new loop begins without requests";
+}
+
+TEST_F(EventBase, GlobalBreakEndsTheLoopThatAsksForIt) {
+    recorder event(base, -1, def_ombrel_event_persist, [&](recorder& self) {
+        if (self.results.size() == 3)
+            ombrel_set_global_break();
+        ASSERT_LT(self.results.size(), 100u);
+    });
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ(0, ombrel_event_base_loop(base, def_ombrel_event_loop_global_break));
+    ombrel_clear_global_break();
+    EXPECT_EQ(3u, event.results.size());
+    EXPECT_EQ(1, ombrel_event_base_get_exit(base));
+}
+
+TEST_F(EventBase, OnceCallsTheUserOnceWithoutNotice) {
+    socket_pair pair;
+    std::vector<uint32_t> told;
+    const auto handler = [](ombrel_event_t* event, int, uint32_t result, void* context) {
+        EXPECT_NE(nullptr, event);
+        static_cast<std::vector<uint32_t>*>(context)->push_back(result);
+    };
+    const uint32_t flags = def_ombrel_event_read | def_ombrel_event_persist;
+    EXPECT_EQ(0, ombrel_event_base_once(base, pair.near(), flags, handler, &told, -1));
+    EXPECT_TRUE(told.empty());
+    pair.send("x");
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(0, poll());
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_read}, told);
+    // What has not fired is freed with the base, which the heap balance checks.
+    EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, handler, &told, 60000));
+}
+
+TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
+    ombrel_event_base_t* other = ombrel_new_event_base();
+    recorder event(other, -1, 0);
+    EXPECT_EQ(0, event.add(1000));
+    capture errors(stderr);
+    EXPECT_EQ(0, ombrel_free_event_base(other));
+    const std::string text = errors.text();
+    EXPECT_NE(std::string::npos, text.find("<s_base->m_event_count == ((size_t)0u)>"));
+    EXPECT_NE(std::string::npos, text.find("<s_base->m_timer_event_count == ((size_t)0u)>"));
+    EXPECT_EQ(std::string::npos, text.find("m_active_event_count"));
+    EXPECT_EQ(0, ombrel_unassign_event(&event.event));
+}
+
+TEST_F(EventBase, ProcessWideBase) {
+    capture errors(stderr);
+    EXPECT_EQ(-1, ombrel_event_dispatch());
+    EXPECT_EQ("ombrel_event_base_dispatch: [ERROR] s_base is null !\n", errors.text());
+    ombrel_event_base_t* global = ombrel_init_event_base();
+    ASSERT_NE(nullptr, global);
+    EXPECT_EQ(global, ombrel_init_event_base());
+    EXPECT_EQ(global, __g_ombrel_current_event_base);
+    EXPECT_EQ(0, ombrel_event_init_priority(4));
+    recorder event;
+    EXPECT_EQ(0, ombrel_set_event(&event.event, -1, 0, recorder::handle, &event));
+    EXPECT_EQ(2u, event.event.m_priority);
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ(0, ombrel_event_exit_loop(5));
+    EXPECT_EQ(0, ombrel_event_dispatch());
+    EXPECT_EQ(1u, event.results.size());
+    EXPECT_EQ(0, ombrel_free_event_base(global));
+    EXPECT_EQ(nullptr, __g_ombrel_current_event_base);
+}
+
+TEST_F(EventBase, TenThousandSocketsAndDescriptorsAbove1024) {
+    rlimit limit{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
+    const rlimit before = limit;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const size_t count = std::min<size_t>(10000, limit.rlim_max > 200 ? limit.rlim_max - 100 : 100);
+    socket_pair pair;
+    std::vector<int> copies;
+    std::vector<std::unique_ptr<recorder>> events;
+    for (size_t i = 0; i < count; i++) {
+        copies.push_back(::dup(pair.near()));
+        ASSERT_GE(copies.back(), 0);
+        events.push_back(std::make_unique<recorder>(base, copies.back(), def_ombrel_event_read));
+        ASSERT_EQ(0, events.back()->add());
+    }
+    std::string order;
+    events.front()->log = events.back()->log = &order;
+    events.front()->name = "first ", events.back()->name = "last ";
+    pair.send("x");
+    EXPECT_EQ(0, once());
+    for (const auto& event : events)
+        ASSERT_EQ(std::vector<uint32_t>{def_ombrel_event_read}, event->results);
+    EXPECT_EQ("first last ", order);
+    for (int fd : copies)
+        ::close(fd);
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST_F(EventBase, WorkerTokens) {
+    ombrel_worker_t* worker = ombrel_open_worker();
+    ASSERT_NE(nullptr, worker);
+    worker->m_word = 1;
+    EXPECT_EQ(0, ombrel_close_worker(worker));
+}
+
+} // namespace

@@ -1,0 +1,256 @@
+// Names that events wait for and connections that the loop makes.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include <ombrel/event_buffer.h>
+#include <ombrel/socket.h>
+#include <ombrel/time.h>
+
+#include "event/event_fixture.h"
+#include "support/capture.h"
+
+namespace {
+
+using namespace ombrel_test;
+
+constexpr uint32_t managed = def_ombrel_event_managed_connect | def_ombrel_event_with_resolver;
+constexpr uint32_t connected = managed | def_ombrel_event_connected | def_ombrel_event_write;
+constexpr uint32_t refused = managed | def_ombrel_event_connect_failed | def_ombrel_event_exception;
+
+class listener {
+public:
+    listener() : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(0, ::bind(socket_, reinterpret_cast<sockaddr*>(&address), size));
+        EXPECT_EQ(0, ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size));
+        port = ntohs(address.sin_port);
+        EXPECT_EQ(0, ::listen(socket_, 64));
+    }
+    ~listener() { refuse(); }
+    listener(const listener&) = delete;
+    listener& operator=(const listener&) = delete;
+    void refuse() {
+        if (socket_ >= 0)
+            ::close(socket_);
+        socket_ = -1;
+    }
+    int descriptor() const { return socket_; }
+    int accept(sockaddr_in* peer = nullptr) const {
+        socklen_t size = sizeof *peer;
+        return ::accept(socket_, reinterpret_cast<sockaddr*>(peer), peer != nullptr ? &size : nullptr);
+    }
+    int port = 0;
+
+private:
+    int socket_;
+};
+
+class EventConnect : public event_test {
+protected:
+    void assign(recorder& event, int fd, uint32_t flags, const char* name, int port,
+                const char* bind = nullptr) {
+        ASSERT_EQ(0, ombrel_assign_event_with_resolver(base, &event.event, fd, flags, recorder::handle,
+                                                       &event, bind, -1, name, port));
+    }
+    listener server;
+};
+
+TEST_F(EventConnect, NamesAreAnswered) {
+    for (const char* name : {"127.0.0.1", "::1", "localhost"}) {
+        recorder event;
+        assign(event, -1, def_ombrel_event_with_resolver, name, 80);
+        EXPECT_EQ(0, event.add(10000));
+        EXPECT_EQ(0, once());
+        ASSERT_EQ(std::vector<uint32_t>{def_ombrel_event_with_resolver}, event.results) << name;
+        ASSERT_NE(nullptr, event.event.m_resolver_info);
+        EXPECT_EQ(80, event.event.m_resolver_info->m_port);
+    }
+}
+
+TEST_F(EventConnect, ANameWithoutAnswerEndsWithItsTimeLimit) {
+    recorder event;
+    assign(event, -1, def_ombrel_event_with_resolver, "no such name", 80);
+    EXPECT_EQ(0, event.add(60));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_timeout}, event.results);
+}
+
+TEST_F(EventConnect, TheLoopOpensTheSocketAndHandsItOver) {
+    recorder event;
+    assign(event, -1, managed, "localhost", server.port);
+    EXPECT_EQ(0, event.add());
+    EXPECT_EQ(0, once());
+    ASSERT_EQ(std::vector<uint32_t>{connected}, event.results);
+    const int socket = event.fds[0], accepted = server.accept();
+    ASSERT_GE(socket, 0);
+    EXPECT_EQ(1, ::send(socket, "x", 1, 0));
+    char byte = 0;
+    EXPECT_EQ(1, ::recv(accepted, &byte, 1, 0));
+    EXPECT_EQ(0, ombrel_unassign_event(&event.event));
+    EXPECT_EQ(0, ::close(socket)) << "it belongs to the caller";
+    ::close(accepted);
+}
+
+TEST_F(EventConnect, AfterASuccessItIsAnOrdinaryEvent) {
+    recorder event;
+    assign(event, -1, managed | def_ombrel_event_read | def_ombrel_event_persist, "127.0.0.1", server.port,
+           "127.0.0.2");
+    EXPECT_EQ(0, event.add(5000));
+    EXPECT_EQ(0, once());
+    ASSERT_EQ(std::vector<uint32_t>{connected}, event.results);
+    sockaddr_in peer{};
+    const int accepted = server.accept(&peer);
+    EXPECT_EQ(0x7F000002u, ntohl(peer.sin_addr.s_addr));
+    EXPECT_EQ(1, ::send(accepted, "x", 1, 0));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(def_ombrel_event_read, event.results.back());
+    ::close(accepted);
+    const int socket = event.event.m_fd;
+    EXPECT_EQ(0, event.del());
+    ::close(socket);
+}
+
+TEST_F(EventConnect, RefusedConnectionsFailAndMayBeTriedAgain) {
+    server.refuse();
+    recorder event;
+    assign(event, -1, managed, "127.0.0.1", server.port);
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(0, event.add(5000));
+        capture errors(stderr);
+        EXPECT_EQ(0, once());
+        EXPECT_NE(std::string::npos, errors.text().find("connect failed !"));
+        EXPECT_EQ(-1, event.fds.back());
+    }
+    // The answer came with the first try.
+    EXPECT_EQ((std::vector<uint32_t>{refused, refused & ~def_ombrel_event_with_resolver}), event.results);
+}
+
+TEST_F(EventConnect, TheCallersSocketStaysTheCallers) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    recorder event;
+    assign(event, socket, managed, "127.0.0.1", server.port);
+    EXPECT_EQ(0, event.add(5000));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(std::vector<uint32_t>{connected}, event.results);
+    EXPECT_EQ(std::vector<int>{socket}, event.fds);
+    EXPECT_EQ(0, ::close(socket));
+}
+
+TEST_F(EventConnect, AConnectionThatTheCallerBeganIsFinished) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(server.port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    static_cast<void>(::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address));
+    recorder event(base, socket, def_ombrel_event_managed_connect);
+    EXPECT_EQ(0, event.add(5000));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(std::vector<uint32_t>{connected & ~def_ombrel_event_with_resolver}, event.results);
+    ::close(socket);
+
+    const int idle = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+    recorder never(base, idle, def_ombrel_event_managed_connect);
+    EXPECT_EQ(0, never.add(5000));
+    capture errors(stderr);
+    EXPECT_EQ(0, once());
+    EXPECT_NE("", errors.text());
+    EXPECT_EQ(std::vector<uint32_t>{refused & ~def_ombrel_event_with_resolver}, never.results);
+    ::close(idle);
+}
+
+TEST_F(EventConnect, DeletingAnUnfinishedConnectionClosesItsSocket) {
+    const int probe = ::dup(0);
+    ::close(probe);
+    {
+        recorder event;
+        // An address that answers neither way; a host without a route refuses at once, which is as good here.
+        assign(event, -1, managed, "192.0.2.1", 9);
+        EXPECT_EQ(0, event.add(30));
+        capture errors(stderr);
+        EXPECT_EQ(0, once());
+        ASSERT_EQ(1u, event.results.size());
+        EXPECT_EQ(-1, event.event.m_fd);
+    }
+    const int again = ::dup(0);
+    EXPECT_GE(probe + 16, again);
+    ::close(again);
+}
+
+/// An echo service and its clients on one loop; every connection is opened, used and closed by handlers.
+struct echo_soak {
+    ombrel_event_base_t* base;
+    int port;
+    int to_start, open = 0, done = 0;
+
+    void connect() {
+        to_start--;
+        open++;
+        const uint32_t flags = managed | def_ombrel_event_persist;
+        ombrel_event_t* client =
+            ombrel_new_event_with_resolver(base, -1, flags, on_client, this, nullptr, -1, "127.0.0.1", port);
+        EXPECT_EQ(0, ombrel_event_enable_buffer(client, def_ombrel_event_buffer_both));
+        EXPECT_EQ(0, ombrel_add_event(client, 10000));
+    }
+    void close(ombrel_event_t* event, int fd) {
+        EXPECT_EQ(0, ombrel_free_event(event));
+        ::close(fd);
+        if (--open == 0 && to_start == 0)
+            ombrel_event_base_break_loop(base);
+    }
+    static void on_accept(ombrel_event_t*, int fd, uint32_t result, void* context) {
+        auto& self = *static_cast<echo_soak*>(context);
+        if (result != def_ombrel_event_read)
+            return;
+        const int accepted = ::accept(fd, nullptr, nullptr);
+        ASSERT_GE(accepted, 0);
+        self.open++;
+        ombrel_event_t* server =
+            ombrel_new_event(self.base, accepted, def_ombrel_event_persist, on_server, context);
+        EXPECT_EQ(0, ombrel_event_enable_buffer(server, def_ombrel_event_buffer_both));
+        EXPECT_EQ(0, ombrel_add_event(server, 10000));
+    }
+    static void on_server(ombrel_event_t* event, int fd, uint32_t result, void* context) {
+        char bytes[64];
+        if (result == def_ombrel_event_assigned)
+            return;
+        const ptrdiff_t size =
+            ombrel_event_pop_buffer(event, def_ombrel_event_buffer_input, bytes, sizeof bytes);
+        if (size > 0)
+            ombrel_event_push_buffer(event, def_ombrel_event_buffer_output, bytes, static_cast<size_t>(size));
+        else if ((result & (def_ombrel_event_exception | def_ombrel_event_timeout)) != 0)
+            static_cast<echo_soak*>(context)->close(event, fd);
+    }
+    static void on_client(ombrel_event_t* event, int fd, uint32_t result, void* context) {
+        auto& self = *static_cast<echo_soak*>(context);
+        if (result == def_ombrel_event_assigned)
+            return;
+        if ((result & def_ombrel_event_connected) != 0) {
+            EXPECT_EQ(4, ombrel_event_push_puts(event, def_ombrel_event_buffer_output, "ping"));
+        } else if (ombrel_event_get_buffer_size(event, def_ombrel_event_buffer_input) >= 4 ||
+                   (result & ~def_ombrel_event_write) != 0) {
+            self.done += (result & def_ombrel_event_read) != 0 ? 1 : 0;
+            if (self.to_start > 0)
+                self.connect();
+            self.close(event, fd);
+        }
+    }
+};
+
+TEST_F(EventConnect, ConnectionsComeAndGoWithoutATrace) {
+    echo_soak soak{base, server.port, 1000};
+    recorder acceptor;
+    ASSERT_EQ(0, ombrel_assign_event(base, &acceptor.event, server.descriptor(),
+                                     def_ombrel_event_read | def_ombrel_event_persist, echo_soak::on_accept,
+                                     &soak));
+    EXPECT_EQ(0, acceptor.add());
+    for (int i = 0; i < 20; i++)
+        soak.connect();
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+    EXPECT_EQ(1000, soak.done);
+}
+
+} // namespace

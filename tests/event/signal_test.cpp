@@ -1,0 +1,162 @@
+#include <ombrel/signal.h>
+
+#include <csignal>
+#include <thread>
+
+#include "event/event_fixture.h"
+#include "support/capture.h"
+
+namespace {
+
+using namespace ombrel_test;
+
+class Signal : public event_test {
+protected:
+    void SetUp() override {
+        event_test::SetUp();
+        ombrel_reset_all_signal_count();
+    }
+};
+
+TEST_F(Signal, DeliveriesFireTheEventsOfTheirSignal) {
+    recorder first(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
+    recorder second(base, SIGUSR1, def_ombrel_event_signal), other(base, SIGUSR2, def_ombrel_event_signal);
+    for (recorder* event : {&first, &second, &other})
+        EXPECT_EQ(0, event->add());
+    ::raise(SIGUSR1);
+    ::raise(SIGUSR1);
+    EXPECT_EQ(2, ombrel_get_signal_node_count(&first.event));
+    EXPECT_EQ(0, once()); // a signal before the wait is not lost
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_signal}, first.results);
+    EXPECT_EQ(std::vector<int>{SIGUSR1}, first.fds);
+    EXPECT_EQ(1u, second.results.size());
+    EXPECT_TRUE(other.results.empty());
+    EXPECT_EQ(0, ombrel_get_signal_node_count(&first.event));
+    EXPECT_EQ(2, ombrel_get_signal_count(SIGUSR1));
+    EXPECT_EQ(SIGUSR1, ombrel_get_last_signum());
+    EXPECT_EQ(0, ombrel_reset_signal_count(SIGUSR1));
+    EXPECT_EQ(0, ombrel_get_signal_count(SIGUSR1));
+    for (int wrong : {0, -1, 65, 1000})
+        EXPECT_EQ(-1, ombrel_get_signal_count(wrong));
+}
+
+volatile sig_atomic_t heard;
+
+TEST_F(Signal, TheEarlierDispositionComesBack) {
+    ::signal(SIGUSR1, [](int) { heard = heard + 1; });
+    heard = 0;
+    recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
+    EXPECT_EQ(0, event.add());
+    ::raise(SIGUSR1);
+    EXPECT_EQ(0, heard);
+    EXPECT_EQ(0, ombrel_restore_signal(SIGUSR1));
+    EXPECT_EQ(-1, ombrel_restore_signal(SIGUSR1));
+    ::raise(SIGUSR1);
+    EXPECT_EQ(1, heard);
+    EXPECT_EQ(0, event.del());
+    EXPECT_EQ(0, event.add());
+    ::raise(SIGUSR1);
+    EXPECT_EQ(1, heard);
+    EXPECT_EQ(0, event.del());
+    ::raise(SIGUSR1);
+    EXPECT_EQ(2, heard);
+    ::signal(SIGUSR1, SIG_DFL);
+}
+
+TEST_F(Signal, AOneShotEventAddedAgainMissesNothing) {
+    ::signal(SIGUSR2, [](int) { heard = heard + 1; });
+    heard = 0;
+    recorder event(base, SIGUSR2, def_ombrel_event_signal, [](recorder& self) {
+        ::raise(SIGUSR2); // still caught, though the event is not registered now
+        EXPECT_EQ(0, self.add());
+    });
+    EXPECT_EQ(0, event.add());
+    ::raise(SIGUSR2);
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(0, heard);
+    ::raise(SIGUSR2);
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(2u, event.results.size());
+    ::signal(SIGUSR2, SIG_DFL);
+}
+
+TEST_F(Signal, OnlyItsOwnSignalsLetAnInterruptedLoopGoOn) {
+    // Without a restart flag, to the calling thread alone.
+    struct sigaction action = {}, before = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR2, &action, &before);
+    const pthread_t loop_thread = pthread_self();
+    const auto send_later = [&](int signum) {
+        return std::thread([=] {
+            ::usleep(20000);
+            pthread_kill(loop_thread, signum);
+        });
+    };
+    std::thread foreign = send_later(SIGUSR2);
+    capture errors(stderr);
+    EXPECT_EQ(-1, ombrel_event_base_dispatch(base));
+    EXPECT_EQ("", errors.text());
+    foreign.join();
+
+    recorder event(base, SIGUSR1, def_ombrel_event_signal);
+    EXPECT_EQ(0, event.add());
+    std::thread own = send_later(SIGUSR1);
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(1u, event.results.size());
+    own.join();
+    sigaction(SIGUSR2, &before, nullptr);
+}
+
+TEST_F(Signal, EventsAttachedByHandCount) {
+    recorder event(base, SIGUSR1, 0);
+    EXPECT_EQ(-1, ombrel_del_signal(&event.event));
+    EXPECT_EQ(0, ombrel_add_signal(&event.event));
+    EXPECT_EQ(0, ombrel_add_signal(&event.event));
+    ::raise(SIGUSR1);
+    EXPECT_EQ(1, ombrel_get_signal_node_count(&event.event));
+    EXPECT_EQ(0, ombrel_reset_signal_node_count(&event.event));
+    EXPECT_EQ(0, ombrel_get_signal_node_count(&event.event));
+    EXPECT_EQ(0, ombrel_del_signal(&event.event));
+    recorder impossible(base, SIGKILL, def_ombrel_event_signal);
+    capture errors(stderr);
+    EXPECT_EQ(-1, impossible.add());
+    EXPECT_EQ("ombrel_add_event: [ERROR] ombrel_add_signal failed !\n", errors.text());
+}
+
+TEST_F(Signal, StormFromManyThreads) {
+    std::atomic<bool> stop{false};
+    recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist, [&](recorder& self) {
+        if (self.results.size() == 200)
+            ombrel_event_base_break_loop(base);
+    });
+    EXPECT_EQ(0, event.add());
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 2; i++)
+        senders.emplace_back([&] {
+            while (!stop.load()) {
+                pthread_kill(pthread_self(), SIGUSR1);
+                ::usleep(50);
+            }
+        });
+    recorder churn(base, SIGUSR1, def_ombrel_event_signal, [](recorder& self) { EXPECT_EQ(0, self.add()); });
+    EXPECT_EQ(0, churn.add());
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+    stop.store(true);
+    for (std::thread& sender : senders)
+        sender.join();
+}
+
+TEST_F(Signal, DefaultHandlerExitsTheLoop) {
+    ombrel_event_t event{};
+    EXPECT_EQ(0, ombrel_assign_event(base, &event, SIGSEGV, def_ombrel_event_signal,
+                                     ombrel_event_default_handler_exit, nullptr));
+    EXPECT_EQ(0, ombrel_add_event(&event, -1));
+    capture errors(stderr);
+    ::raise(SIGSEGV); // sent, not a fault of the program
+    EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+    EXPECT_EQ("ombrel_event_default_handler_exit: SIGSEGV - [SIGNAL] segment fault.\n", errors.text());
+    EXPECT_EQ(1, ombrel_event_base_get_exit(base));
+    EXPECT_EQ(0, ombrel_unassign_event(&event));
+}
+
+} // namespace

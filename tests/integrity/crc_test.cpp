@@ -1,0 +1,74 @@
+#include <ombrel/crc.h>
+
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using checksum = uint64_t (*)(int raw, uint64_t crc, const void* data, size_t size);
+
+uint64_t crc16_ibm(int raw, uint64_t crc, const void* data, size_t size) {
+    return ombrel_crc16_ibm(raw, static_cast<uint16_t>(crc), data, size);
+}
+uint64_t crc16_ccitt(int raw, uint64_t crc, const void* data, size_t size) {
+    return ombrel_crc16_ccitt(raw, static_cast<uint16_t>(crc), data, size);
+}
+uint64_t crc32(int raw, uint64_t crc, const void* data, size_t size) {
+    return ombrel_crc32_ieee_802_3(raw, static_cast<uint32_t>(crc), data, size);
+}
+
+struct known {
+    const char* name;
+    checksum run;
+    int raw;
+    uint64_t start;
+    const char* text;
+    uint64_t result;
+};
+
+const known published[] = {
+    {"ARC", crc16_ibm, 0, 0, "123456789", 0xBB3D},
+    {"ARC, flag without effect", crc16_ibm, 1, 0, "123456789", 0xBB3D},
+    {"MODBUS", crc16_ibm, 0, 0xFFFF, "123456789", 0x4B37},
+    {"KERMIT", crc16_ccitt, 0, 0, "123456789", 0x2189},
+    {"MCRF4XX", crc16_ccitt, 1, 0xFFFF, "123456789", 0x6F91},
+    {"CRC-32", crc32, 0, 0, "123456789", 0xCBF43926},
+    {"CRC-32, register as is", crc32, 1, 0xFFFFFFFF, "123456789", 0xCBF43926},
+    {"CRC-32, no bytes", crc32, 0, 0x12345678, "", 0x12345678},
+    {"CRC-32, no bytes, inverted", crc32, 1, 0x12345678, "", 0xEDCBA987},
+    {"CRC-32, longer", crc32, 0, 0, "The quick brown fox jumps over the lazy dog", 0x414FA339},
+    {"GO-ISO", ombrel_crc64_iso, 0, 0, "123456789", 0xB90956C775A41001},
+    {"GO-ISO, register as is", ombrel_crc64_iso, 1, UINT64_MAX, "123456789", 0xB90956C775A41001},
+};
+
+TEST(crc, gives_the_published_values_in_one_call) {
+    for (const known& k : published)
+        EXPECT_EQ(k.run(k.raw, k.start, k.text, strlen(k.text)), k.result) << k.name;
+}
+
+TEST(crc, chains_over_every_split) {
+    for (const known& k : published) {
+        const size_t size = strlen(k.text);
+        for (size_t split = 0; split <= size; split++) {
+            const uint64_t first = k.run(k.raw, k.start, k.text, split);
+            EXPECT_EQ(k.run(0, first, k.text + split, size - split), k.result) << k.name << " at " << split;
+        }
+    }
+}
+
+TEST(crc, leaves_the_value_for_no_data) {
+    for (const known& k : published)
+        for (int raw : {0, 1})
+            EXPECT_EQ(k.run(raw, 0x1234, nullptr, 100), 0x1234u) << k.name;
+}
+
+TEST(reverse_bit_order, turns_words_round) {
+    EXPECT_EQ(ombrel_reverse_bit_order_uint16(0x8005), 0xA001);
+    EXPECT_EQ(ombrel_reverse_bit_order_uint16(0x1021), 0x8408);
+    EXPECT_EQ(ombrel_reverse_bit_order_uint32(0x04C11DB7), 0xEDB88320u);
+    EXPECT_EQ(ombrel_reverse_bit_order_uint64(0x1B), 0xD800000000000000u);
+    EXPECT_EQ(ombrel_reverse_bit_order_uint64(0xD8000000000000F0), 0x0F0000000000001Bu);
+}
+
+} // namespace

@@ -1,0 +1,163 @@
+#include <ombrel/multicast.h>
+
+#include <string>
+
+#include <ombrel/network_interface.h>
+#include <ombrel/socket_open.h>
+
+#include "loopback.h"
+#include "support/heap_balance.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+constexpr int quiet_limit = 20, limit = 1000;
+
+/// An interface that can take IPv6 multicast: mostly not the loop-back one.
+std::string multicast_interface() {
+    std::string name = "lo";
+    ombrel_network_interface_t* const all = ombrel_open_network_interface();
+    for (const auto* one = all; one != nullptr; one = one->m_next) {
+        constexpr uint32_t wanted = def_ombrel_interface_up | def_ombrel_interface_multicast;
+        if ((one->m_flags & wanted) == wanted && one->m_address != nullptr)
+            name = one->m_name;
+    }
+    ombrel_close_network_interface(all);
+    return name;
+}
+
+/// A receiver and a sender of multicast that never leaves this machine: IPv4 goes by the loop-back interface,
+/// IPv6 has the interface-local scope, and both have no hops.
+class MulticastTest : public balanced_test, public ::testing::WithParamInterface<int> {
+protected:
+    void SetUp() override {
+        if (is_ipv6() && !has_ipv6())
+            GTEST_SKIP() << "no IPv6";
+        name = is_ipv6() ? multicast_interface() : "lo";
+        index = ombrel_interface_name_to_index(name.c_str());
+        receiver = owned_socket(ombrel_open_udp_socket_ex(GetParam(), "", 0, nullptr));
+        sender = owned_socket(ombrel_open_socket(GetParam(), SOCK_DGRAM, 0));
+        ASSERT_EQ(0, ombrel_hops_socket(sender, 0, 1));
+        group = socket_address(GetParam(), is_ipv6() ? "ff01::4f4d" : "239.255.79.77", own_port(receiver));
+        if (is_ipv6()) {
+            ASSERT_EQ(0, ombrel_setsockopt(sender, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index));
+        } else {
+            const in_addr loopback{htonl(INADDR_LOOPBACK)};
+            ASSERT_EQ(0, ombrel_setsockopt(sender, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof loopback));
+        }
+    }
+    bool is_ipv6() const { return GetParam() == AF_INET6; }
+    bool arrives() {
+        char text[8];
+        if (ombrel_sendto(sender, "tick", 4, group.get(), group.size, limit) != 4)
+            return false;
+        socket_address from;
+        const int size = ombrel_recvfrom(receiver, text, sizeof text, from.get(), &from.size, quiet_limit);
+        if (size == 4)
+            source = from;
+        return size == 4;
+    }
+    int join(int on) { return ombrel_multicast_join(receiver, group.get(), index, nullptr, on); }
+
+    std::string name;
+    uint32_t index = 0;
+    owned_socket receiver, sender;
+    socket_address group, source;
+};
+
+INSTANTIATE_TEST_SUITE_P(Families, MulticastTest, ::testing::Values(AF_INET, AF_INET6));
+
+TEST_P(MulticastTest, JoinsAndLeavesByIndexAndByName) {
+    if (join(1) != 0 || !arrives())
+        GTEST_SKIP() << "no multicast inside this machine";
+    EXPECT_EQ(0, join(0));
+    EXPECT_FALSE(arrives());
+    EXPECT_EQ(0, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 1));
+    EXPECT_TRUE(arrives());
+    EXPECT_EQ(0, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 0));
+    EXPECT_EQ(-1, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 0)) << "already left";
+    EXPECT_EQ(-1, ombrel_multicast_join(receiver, group.get(), 0, "no-such-interface", 1));
+}
+
+TEST_P(MulticastTest, JoinsByRawAddresses) {
+    const in_addr loopback{htonl(INADDR_LOOPBACK)};
+    const auto change = [&](int join) {
+        if (is_ipv6()) {
+            const in6_addr raw = reinterpret_cast<sockaddr_in6*>(&group.storage)->sin6_addr;
+            return ombrel_inet6_multicast_join(receiver, &raw, static_cast<int>(index), join);
+        }
+        const in_addr raw = reinterpret_cast<sockaddr_in*>(&group.storage)->sin_addr;
+        return ombrel_inet_multicast_join(receiver, &raw, &loopback, join);
+    };
+    if (change(1) != 0 || !arrives())
+        GTEST_SKIP() << "no multicast inside this machine";
+    EXPECT_EQ(0, change(0));
+    EXPECT_FALSE(arrives());
+}
+
+TEST_P(MulticastTest, SourcesAreJoinedAndBlocked) {
+    if (join(1) != 0 || !arrives())
+        GTEST_SKIP() << "no multicast inside this machine";
+    EXPECT_EQ(0, ombrel_multicast_block_source_group(receiver, group.get(), source.get(), index, nullptr, 1));
+    EXPECT_FALSE(arrives());
+    EXPECT_EQ(0, ombrel_multicast_block_source_group(receiver, group.get(), source.get(), index, nullptr, 0));
+    EXPECT_TRUE(arrives());
+    EXPECT_EQ(0, ombrel_multicast_join_source_group(receiver, group.get(), nullptr, index, nullptr, 0));
+
+    socket_address other(GetParam(), is_ipv6() ? "fe80::1" : "127.9.9.9", 0);
+    EXPECT_EQ(0, ombrel_multicast_join_source_group(receiver, group.get(), other.get(), index, nullptr, 1));
+    EXPECT_FALSE(arrives()) << "not the sender that was joined";
+    EXPECT_EQ(0, ombrel_multicast_join_source_group(receiver, group.get(), other.get(), index, nullptr, 0));
+
+    const auto join_source = [&](int on) {
+        return ombrel_multicast_join_source_group(receiver, group.get(), source.get(), 0, name.c_str(), on);
+    };
+    EXPECT_EQ(0, join_source(1));
+    EXPECT_TRUE(arrives());
+    EXPECT_EQ(0, join_source(0));
+    EXPECT_FALSE(arrives());
+}
+
+// Groups for which hosts send no reports: all systems, and one of the interface-local scope.
+TEST_P(MulticastTest, JoiningAllFollowsTheInterfaceFlags) {
+    bool suitable = false;
+    ombrel_network_interface_t* const all = ombrel_open_network_interface();
+    for (const auto* one = all; one != nullptr; one = one->m_next) {
+        const auto* address = one->m_address;
+        while (address != nullptr && address->m_address.ss_family != GetParam())
+            address = address->m_next;
+        suitable |= address != nullptr && (one->m_flags & def_ombrel_interface_up) != 0 &&
+                    (one->m_flags & def_ombrel_interface_multicast) != 0;
+    }
+    ombrel_close_network_interface(all);
+    socket_address silent(GetParam(), is_ipv6() ? "ff01::4f4e" : "224.0.0.1", 0);
+    EXPECT_EQ(suitable ? 0 : -1, ombrel_multicast_join_all(receiver, silent.get(), 1));
+    EXPECT_EQ(suitable ? 0 : -1, ombrel_multicast_join_source_group_all(receiver, silent.get(), nullptr, 0));
+    EXPECT_EQ(-1, ombrel_multicast_join_all(receiver, silent.get(), 0)) << "nothing left to leave";
+    owned_socket joined(ombrel_open_udp_socket_ex(0, "", 0, silent.text().c_str()));
+    ASSERT_NE(-1, joined);
+    EXPECT_EQ(GetParam(), own_address(joined).storage.ss_family) << "the group decides the family";
+    EXPECT_EQ(suitable ? 0 : -1, ombrel_multicast_join_all(joined, silent.get(), 0)) << "joined when opened";
+}
+
+TEST(MulticastArguments, MissingAndForeignAddressesAreRefused) {
+    heap_balance balance;
+    owned_socket s(ombrel_open_socket(AF_INET, SOCK_DGRAM, 0));
+    socket_address group(AF_INET, "239.255.79.77", 0), plain(AF_INET, "127.0.0.1", 0),
+        other(AF_INET6, "::1", 0);
+    socket_address unknown;
+    const int results[] = {
+        ombrel_multicast_join(-1, group.get(), 1, nullptr, 1),
+        ombrel_multicast_join(s, unknown.get(), 1, nullptr, 1),
+        ombrel_multicast_join(s, plain.get(), 1, nullptr, 1),
+        ombrel_multicast_join_source_group(s, group.get(), other.get(), 1, nullptr, 1),
+        ombrel_multicast_block_source_all(s, group.get(), nullptr, 1),
+        ombrel_inet_multicast_join(s, nullptr, nullptr, 1),
+        ombrel_inet6_multicast_join(s, nullptr, 1, 1),
+    };
+    for (size_t i = 0; i < std::size(results); i++)
+        EXPECT_EQ(-1, results[i]) << i;
+}
+
+} // namespace

@@ -1,0 +1,158 @@
+#include <ombrel/socket_open.h>
+
+#include <string>
+
+#include <ombrel/resolver.h>
+
+#include "loopback.h"
+#include "support/descriptor_balance.h"
+#include "support/heap_balance.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class SocketOpenTest : public balanced_test {
+    descriptor_balance descriptors_;
+};
+
+constexpr int limit = 2000;
+
+/// Whether a connection to the address reaches the listener.
+bool reaches(const char* host, int port, int listener) {
+    owned_socket client(ombrel_open_connect_socket(host, port, limit));
+    if (client == -1)
+        return false;
+    owned_socket accepted(ombrel_accept(listener, nullptr, nullptr, limit));
+    return accepted != -1;
+}
+
+std::string received(int s) {
+    char text[32] = {};
+    return ombrel_recv(s, text, sizeof text - 1, limit) > 0 ? text : "";
+}
+
+TEST_F(SocketOpenTest, ListenersTakeConnections) {
+    const struct {
+        int family;
+        const char *address, *host;
+        bool reached;
+    } cases[] = {
+        {0, "127.0.0.1", "127.0.0.1", true},
+        {AF_INET, "127.0.0.1", "localhost", true},
+        {AF_INET, "", "127.0.0.1", true},
+        {AF_INET, nullptr, "127.0.0.1", true},
+        {0, "[127.0.0.1]", "127.0.0.1", true},
+        {0, "[::1]", "::1", true},
+        {0, "::", "::1", true},
+        {0, "::", "127.0.0.1", true},
+        {AF_INET6, "::", "127.0.0.1", false},
+        {AF_INET6, nullptr, "::1", true},
+    };
+    const bool ipv6 = has_ipv6();
+    for (const auto& one : cases) {
+        SCOPED_TRACE(std::string(one.address ? one.address : "null") + " from " + one.host);
+        const bool needs_ipv6 = one.family == AF_INET6 ||
+                                (one.address && std::string(one.address).find(':') != std::string::npos);
+        if (needs_ipv6 && !ipv6)
+            continue;
+        owned_socket listener(ombrel_open_listen_socket_ex(one.family, one.address, 0));
+        ASSERT_NE(-1, listener);
+        EXPECT_EQ(one.reached, reaches(one.host, own_port(listener), listener));
+    }
+}
+
+TEST_F(SocketOpenTest, APortInTheTextReplacesTheOneGiven) {
+    const int free_port = own_port(bound(AF_INET, SOCK_STREAM));
+    const std::string text = "127.0.0.1:" + std::to_string(free_port);
+    owned_socket listener(ombrel_open_listen_socket(text.c_str(), 1));
+    ASSERT_NE(-1, listener);
+    EXPECT_EQ(free_port, own_port(listener));
+    EXPECT_TRUE(reaches(text.c_str(), 1, listener));
+
+    const int own = own_port(bound(AF_INET, SOCK_STREAM));
+    const std::string local = "[127.0.0.1]:" + std::to_string(own);
+    owned_socket client(ombrel_open_connect_socket_ex(0, local.c_str(), 0, text.c_str(), 1, limit));
+    ASSERT_NE(-1, client);
+    EXPECT_EQ(own, own_port(client));
+}
+
+TEST_F(SocketOpenTest, ConnectingTriesEveryAnswer) {
+    owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    ASSERT_EQ(0, ombrel_listen(listener, 4));
+    EXPECT_TRUE(reaches("localhost", own_port(listener), listener));
+    listener.close();
+    EXPECT_EQ(-1, ombrel_open_connect_socket("localhost", own_port(bound(AF_INET, SOCK_STREAM)), limit));
+}
+
+TEST_F(SocketOpenTest, ConnectingUsesTheOwnAddress) {
+    owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
+    const int port = own_port(listener);
+    const int own = own_port(bound(AF_INET, SOCK_STREAM));
+    owned_socket client(ombrel_open_connect_socket_ex(AF_INET, "127.0.0.2", own, "127.0.0.1", port, limit));
+    ASSERT_NE(-1, client);
+    EXPECT_EQ("127.0.0.2", own_address(client).text());
+    EXPECT_EQ(own, own_port(client));
+    owned_socket wildcard(ombrel_open_connect_socket_ex(0, "not numeric", 0, "127.0.0.1", port, limit));
+    ASSERT_NE(-1, wildcard);
+    EXPECT_EQ("127.0.0.1", own_address(wildcard).text());
+    EXPECT_EQ(-1, ombrel_open_connect_socket_ex(AF_INET6, nullptr, 0, "127.0.0.1", port, limit));
+}
+
+TEST_F(SocketOpenTest, BadArgumentsAreRefused) {
+    const int results[] = {
+        ombrel_open_connect_socket(nullptr, 80, 0),
+        ombrel_open_connect_socket("127.0.0.1", 0, 0),
+        ombrel_open_connect_socket_ex(0, nullptr, -1, "127.0.0.1", 80, 0),
+        ombrel_open_listen_socket("127.0.0.1", -1),
+        ombrel_open_listen_socket("127.0.0.1", 65536),
+        ombrel_open_listen_socket("localhost", 0),
+        ombrel_open_udp_socket("127.0.0.1", -2),
+        ombrel_open_udp_socket("127.0.0.1", 65536),
+        ombrel_open_udp_socket_ex(0, "", 0, "127.0.0.1"),
+        ombrel_open_udp_socket_ex(AF_INET6, "", 0, "224.0.0.1"),
+        ombrel_open_udp_socket_ex(AF_INET, "", 0, "ff01::1"),
+        ombrel_send_udp_packet(nullptr, 9, "x", 1, 0),
+        ombrel_send_udp_packet("127.0.0.1", 0, "x", 1, 0),
+        ombrel_send_udp_packet_ex(AF_INET6, nullptr, 0, "127.0.0.1", 9, -1, "x", 1, 0),
+    };
+    for (size_t i = 0; i < std::size(results); i++)
+        EXPECT_EQ(-1, results[i]) << i;
+}
+
+TEST_F(SocketOpenTest, DatagramSocketsShareTheirAddress) {
+    for (const char* address : {"127.0.0.1", "::1"}) {
+        owned_socket first(ombrel_open_udp_socket(address, -1));
+        if (first == -1 && !has_ipv6())
+            continue;
+        ASSERT_NE(-1, first);
+        owned_socket second(ombrel_open_udp_socket(address, own_port(first)));
+        EXPECT_NE(-1, second);
+        EXPECT_EQ(address, own_address(first).text());
+    }
+}
+
+TEST_F(SocketOpenTest, APacketGoesToEveryAnswer) {
+    owned_socket ipv4 = bound(AF_INET, SOCK_DGRAM);
+    const int port = own_port(ipv4);
+    owned_socket ipv6 = bound(AF_INET6, SOCK_DGRAM, port);
+    bool expect_ipv6 = false;
+    ombrel_resolver_t* const all = ombrel_open_resolver("localhost", port);
+    for (const auto* one = all; one != nullptr; one = one->m_next)
+        expect_ipv6 |= one->m_family == AF_INET6 && ipv6 != -1;
+    ombrel_close_resolver(all);
+
+    EXPECT_EQ(4, ombrel_send_udp_packet("localhost", port, "ping", 4, limit));
+    EXPECT_EQ("ping", received(ipv4));
+    if (expect_ipv6) {
+        EXPECT_EQ("ping", received(ipv6));
+    }
+    const int own = own_port(bound(AF_INET, SOCK_DGRAM));
+    EXPECT_EQ(2, ombrel_send_udp_packet_ex(AF_INET, "127.0.0.1", own, "localhost", port, 3, "hi", 2, limit));
+    socket_address from;
+    char text[8];
+    EXPECT_EQ(2, ombrel_recvfrom(ipv4, text, sizeof text, from.get(), &from.size, limit));
+    EXPECT_EQ(own, from.port());
+}
+
+} // namespace

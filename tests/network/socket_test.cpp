@@ -1,0 +1,325 @@
+#include <ombrel/socket.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <thread>
+#include <vector>
+
+#include <ombrel/heap.h>
+
+#include "loopback.h"
+#include "support/capture.h"
+#include "support/heap_balance.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class SocketTest : public balanced_test {};
+
+int int_option(int s, int level, int name) {
+    int value = -1, size = sizeof value;
+    EXPECT_EQ(0, ombrel_getsockopt(s, level, name, &value, &size));
+    return value;
+}
+
+/// Sends without waiting until the other side takes no more.
+void fill_up(int s) {
+    std::vector<char> block(65536);
+    while (ombrel_sys_send(s, block.data(), block.size(), MSG_DONTWAIT) > 0) {
+    }
+}
+
+// Those that would otherwise sleep, print or read nothing before the platform refuses.
+TEST_F(SocketTest, NoSocketIsRefusedAtOnce) {
+    char byte = 0;
+    EXPECT_EQ(-1, ombrel_recv(-1, &byte, 1, -1));
+    EXPECT_EQ(-1, ombrel_send(-1, &byte, 1, -1));
+    EXPECT_EQ(-1, ombrel_accept(-1, nullptr, nullptr, 0));
+    EXPECT_EQ(-1, ombrel_recv_fill(-1, &byte, 0, 0));
+    EXPECT_EQ(-1, ombrel_hops_socket(-1, -1, 0));
+}
+
+TEST_F(SocketTest, ClosingGivesNoSocketAndDescriptorsAreNotInherited) {
+    const int s = ombrel_open_socket(AF_INET, SOCK_STREAM, 6);
+    ASSERT_GE(s, 0);
+    EXPECT_NE(0, fcntl(s, F_GETFD) & FD_CLOEXEC);
+    EXPECT_EQ(-1, ombrel_close_socket(s));
+    EXPECT_EQ(-1, fcntl(s, F_GETFD)) << "closed";
+}
+
+TEST_F(SocketTest, AReceiveThatTimesOutIsMinusTwoAndASendZero) {
+    connected_pair pair;
+    char byte;
+    EXPECT_EQ(-2, ombrel_recv(pair.a, &byte, 1, 0));
+    EXPECT_EQ(-2, ombrel_recv(pair.a, &byte, 1, 10));
+    EXPECT_EQ(-2, ombrel_recvfrom(pair.a, &byte, 1, nullptr, nullptr, 0));
+    EXPECT_EQ(-2, ombrel_recv(pair.a, &byte, 0, 0)) << "an empty request waits too";
+    fill_up(pair.a);
+    EXPECT_EQ(0, ombrel_send(pair.a, "x", 1, 0));
+    EXPECT_EQ(0, ombrel_send(pair.a, "x", 1, 10));
+    EXPECT_EQ(0, ombrel_sendto(pair.a, "x", 1, nullptr, 0, 10));
+}
+
+TEST_F(SocketTest, TransferEndsWithThePeer) {
+    connected_pair pair;
+    char text[16] = {};
+    EXPECT_EQ(5, ombrel_send(pair.a, "hello", 5, 1000));
+    EXPECT_EQ(5, ombrel_recv(pair.b, text, sizeof text, -1));
+    EXPECT_STREQ("hello", text);
+    EXPECT_EQ(9, ombrel_send_message(pair.a, 1000, "%s %d!", "count", 42));
+    EXPECT_EQ(9, ombrel_recv(pair.b, text, sizeof text, 1000));
+    EXPECT_STREQ("count 42!", text);
+    EXPECT_EQ(-1, ombrel_send_message(pair.a, 0, nullptr));
+    EXPECT_EQ(0, ombrel_shutdown_socket(pair.a, 1));
+    EXPECT_EQ(0, ombrel_recv(pair.b, text, sizeof text, 1000));
+    EXPECT_EQ(1, ombrel_send(pair.b, "x", 1, 1000)) << "the other way is still open";
+    EXPECT_EQ(1, ombrel_recv(pair.a, text, 1, 1000));
+    EXPECT_EQ(0, ombrel_shutdown_socket(pair.a, 99)) << "any other value is the receive side";
+    EXPECT_EQ(0, ombrel_recv(pair.a, text, 1, 1000));
+}
+
+TEST_F(SocketTest, APeerThatWentAwayRaisesNoSignal) {
+    connected_pair pair;
+    pair.b.close();
+    int result = 1;
+    for (int i = 0; i < 100 && result > 0; i++)
+        result = ombrel_send(pair.a, "x", 1, 1000);
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(-1, ombrel_sys_send(pair.a, "x", 1, 0));
+}
+
+TEST_F(SocketTest, DatagramsCarryTheirSender) {
+    for (const int family : {AF_INET, AF_INET6}) {
+        owned_socket a = bound(family, SOCK_DGRAM), b = bound(family, SOCK_DGRAM);
+        if (a == -1)
+            continue;
+        socket_address to = own_address(b), from;
+        char text[8] = {};
+        EXPECT_EQ(3, ombrel_sendto(a, "one", 3, to.get(), 200, 1000)) << "the size is put right";
+        EXPECT_EQ(3, ombrel_recvfrom(b, text, sizeof text, from.get(), &from.size, 1000));
+        EXPECT_STREQ("one", text);
+        EXPECT_EQ(own_port(a), from.port());
+        EXPECT_EQ(2, ombrel_sendto_message(a, to.get(), 0, 1000, "%02d", 7));
+        std::array<char, 4> pair{};
+        EXPECT_EQ(1, ombrel_sys_sendto(a, "8", 1, 0, to.get(), to.size));
+        from = socket_address();
+        EXPECT_EQ(3, ombrel_recvfrom_fill(b, pair.data(), 3, from.get(), &from.size, 1000));
+        EXPECT_STREQ("078", pair.data());
+        EXPECT_EQ(own_port(a), from.port());
+    }
+}
+
+TEST_F(SocketTest, FillingGoesOnUntilTheBufferIsFullOrThePeerCloses) {
+    connected_pair pair;
+    char buffer[12];
+    std::memset(buffer, '#', sizeof buffer);
+    std::thread sender([&] {
+        for (const char* part : {"abc", "defg", "hij"}) {
+            ombrel_send(pair.a, part, std::strlen(part), 1000);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    });
+    EXPECT_EQ(10, ombrel_recv_fill(pair.b, buffer, 10, -1));
+    sender.join();
+    EXPECT_EQ(0, std::memcmp(buffer, "abcdefghij##", 12));
+    ombrel_send(pair.a, "xyz", 3, 1000);
+    ombrel_shutdown_socket(pair.a, 1);
+    EXPECT_EQ(3, ombrel_recv_fill(pair.b, buffer, 10, -1));
+    EXPECT_EQ(0, ombrel_recv_fill(pair.b, buffer, 0, 0));
+}
+
+// Each time-out takes two from the count; the bytes around the buffer must not notice.
+TEST_F(SocketTest, FillingCountsTimeOutsAndStaysInsideTheBuffer) {
+    connected_pair pair;
+    char guarded[40];
+    std::memset(guarded, '#', sizeof guarded);
+    std::thread sender([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        ombrel_send(pair.a, "abcdefghijklmnopqrst", 20, 1000);
+        ombrel_shutdown_socket(pair.a, 1);
+    });
+    const int count = ombrel_recv_fill(pair.b, guarded + 16, 8, 5);
+    sender.join();
+    EXPECT_LE(count, 8);
+    const std::string around(guarded, 16), behind(guarded + 24, 16);
+    EXPECT_EQ(std::string(16, '#'), around);
+    EXPECT_EQ(std::string(16, '#'), behind);
+    if (count < 8) {
+        EXPECT_EQ(0, count % 2) << "twenty bytes, less two for each time-out";
+    }
+}
+
+// A datagram wakes all readers; those that find it gone still keep to their limit.
+TEST_F(SocketTest, ReadersOfOneSocketKeepToTheirLimit) {
+    owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
+    socket_address to = own_address(receiver);
+    std::atomic<bool> done = false;
+    std::atomic<int> reading = 4;
+    std::vector<std::thread> readers;
+    for (int i = reading; i > 0; i--) {
+        readers.emplace_back([&] {
+            char byte;
+            while (!done)
+                ombrel_recv(receiver, &byte, 1, 5);
+            reading--;
+        });
+    }
+    for (int i = 0; i < 5000; i++)
+        ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000);
+    done = true;
+    for (int i = 0; i < 2000 && reading > 0; i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(0, reading);
+    while (reading > 0)
+        ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000);
+    for (std::thread& reader : readers)
+        reader.join();
+}
+
+TEST_F(SocketTest, OptionsReachThePlatform) {
+    owned_socket s(ombrel_open_socket(AF_INET, SOCK_DGRAM, 17));
+    for (const int on : {5, 0}) {
+        EXPECT_EQ(0, ombrel_set_reuse_address_socket(s, on));
+        EXPECT_EQ(on != 0, int_option(s, SOL_SOCKET, SO_REUSEADDR));
+        EXPECT_EQ(0, ombrel_set_broadcast_socket(s, on));
+        EXPECT_EQ(on != 0, int_option(s, SOL_SOCKET, SO_BROADCAST));
+        EXPECT_EQ(0, ombrel_set_non_block_socket(s, on));
+        EXPECT_EQ(on != 0, (fcntl(s, F_GETFL) & O_NONBLOCK) != 0);
+        EXPECT_EQ(0, ombrel_set_pmtud_socket(s, on));
+        EXPECT_EQ(on != 0 ? IP_PMTUDISC_DO : IP_PMTUDISC_DONT, int_option(s, IPPROTO_IP, IP_MTU_DISCOVER));
+        EXPECT_EQ(0, ombrel_set_linger_socket(s, on, 0x10003));
+        linger value{-1, -1};
+        int size = sizeof value;
+        EXPECT_EQ(0, ombrel_getsockopt(s, SOL_SOCKET, SO_LINGER, &value, &size));
+        EXPECT_EQ(on != 0, value.l_onoff);
+        EXPECT_EQ(3, on != 0 ? value.l_linger : 3);
+    }
+    EXPECT_EQ(0, ombrel_set_tx_socket_buffer_size(s, 20000));
+    EXPECT_GE(int_option(s, SOL_SOCKET, SO_SNDBUF), 20000);
+    EXPECT_EQ(0, ombrel_set_rx_socket_buffer_size(s, 30000));
+    EXPECT_GE(int_option(s, SOL_SOCKET, SO_RCVBUF), 30000);
+}
+
+TEST_F(SocketTest, HopsAreSetAndReadByFamilyAndKind) {
+    const struct {
+        int family, multicast, level, name;
+    } cases[] = {{AF_INET, 0, IPPROTO_IP, IP_TTL},
+                 {AF_INET, 1, IPPROTO_IP, IP_MULTICAST_TTL},
+                 {AF_INET6, 0, IPPROTO_IPV6, IPV6_UNICAST_HOPS},
+                 {AF_INET6, 1, IPPROTO_IPV6, IPV6_MULTICAST_HOPS}};
+    for (const auto& one : cases) {
+        owned_socket s(ombrel_open_socket(one.family, SOCK_DGRAM, 0));
+        if (s == -1)
+            continue;
+        EXPECT_EQ(int_option(s, one.level, one.name), ombrel_hops_socket(s, -1, one.multicast));
+        for (const int hops : {1, 37, 255}) {
+            EXPECT_EQ(0, ombrel_hops_socket(s, hops, one.multicast));
+            EXPECT_EQ(hops, int_option(s, one.level, one.name));
+            EXPECT_EQ(hops, ombrel_hops_socket(s, -1, one.multicast));
+        }
+        EXPECT_EQ(-1, ombrel_hops_socket(s, 256, one.multicast));
+        EXPECT_EQ(-1, ombrel_hops_socket(s, -2, one.multicast));
+    }
+    owned_socket local(ombrel_open_socket(AF_UNIX, SOCK_STREAM, 0));
+    EXPECT_EQ(-1, ombrel_hops_socket(local, -1, 0));
+}
+
+TEST_F(SocketTest, AcceptWaitsWithinItsLimit) {
+    owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    ASSERT_EQ(0, ombrel_listen(listener, 4));
+    EXPECT_EQ(-1, ombrel_accept(listener, nullptr, nullptr, 0));
+    EXPECT_EQ(-1, ombrel_accept(listener, nullptr, nullptr, 10));
+    char byte;
+    EXPECT_EQ(-2, ombrel_recv(listener, &byte, 1, 5));
+    owned_socket client(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+    socket_address address = own_address(listener), peer;
+    ASSERT_EQ(0, ombrel_connect(client, address.get(), 999, 1000));
+    EXPECT_EQ(0, fcntl(client, F_GETFL) & O_NONBLOCK) << "blocking again";
+    owned_socket accepted(ombrel_accept(listener, peer.get(), &peer.size, 1000));
+    ASSERT_NE(-1, accepted);
+    EXPECT_NE(0, fcntl(accepted, F_GETFD) & FD_CLOEXEC);
+    EXPECT_EQ(own_port(client), peer.port());
+    EXPECT_EQ(static_cast<int>(sizeof(sockaddr_in)), peer.size);
+    socket_address remote;
+    EXPECT_EQ(0, ombrel_getpeername(client, remote.get(), &remote.size));
+    EXPECT_EQ(address.port(), remote.port());
+}
+
+TEST_F(SocketTest, AConnectThatIsRefusedFails) {
+    for (const int family : {AF_INET, AF_INET6}) {
+        owned_socket nobody = bound(family, SOCK_STREAM);
+        if (nobody == -1)
+            continue;
+        socket_address address = own_address(nobody);
+        for (const int limit : {-1, 0, 1, 1000}) {
+            owned_socket s(ombrel_open_socket(family, SOCK_STREAM, 0));
+            EXPECT_EQ(-1, ombrel_connect(s, address.get(), address.size, limit)) << limit;
+        }
+    }
+    owned_socket s(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+    socket_address nowhere(AF_INET6, "::1", 1);
+    EXPECT_EQ(-1, ombrel_connect(s, nowhere.get(), nowhere.size, 1000))
+        << "an error at once is no connection";
+}
+
+TEST_F(SocketTest, AConnectThatNobodyAnswersTimesOut) {
+    owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    ASSERT_EQ(0, ombrel_listen(listener, 0));
+    socket_address address = own_address(listener);
+    std::vector<owned_socket> waiting;
+    bool timed_out = false;
+    for (int i = 0; i < 8 && !timed_out; i++) {
+        waiting.emplace_back(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+        const uint64_t start = ombrel_time_stamp_msec();
+        timed_out = ombrel_connect(waiting.back(), address.get(), address.size, 30) == -1;
+        if (timed_out) {
+            EXPECT_GE(ombrel_time_stamp_msec() - start, 30u);
+        }
+    }
+    EXPECT_TRUE(timed_out);
+}
+
+TEST_F(SocketTest, PairsNeedAFamilyAndTypeThatConnect) {
+    if (has_ipv6()) {
+        int ends[2];
+        ASSERT_EQ(0, ombrel_socket_pair(AF_INET6, SOCK_STREAM, 6, ends));
+        owned_socket a(ends[0]), b(ends[1]);
+        char byte = 0;
+        EXPECT_EQ(1, ombrel_send(a, "a", 1, 1000));
+        EXPECT_EQ(1, ombrel_recv(b, &byte, 1, 1000));
+    }
+    const struct {
+        int family, type, protocol;
+    } refused[] = {
+        {0, SOCK_STREAM, 0}, {AF_UNIX, SOCK_STREAM, 0}, {AF_INET, SOCK_DGRAM, 0}, {AF_INET, SOCK_STREAM, 17}};
+    for (const auto& one : refused) {
+        int ends[2] = {0, 0};
+        EXPECT_EQ(-1, ombrel_socket_pair(one.family, one.type, one.protocol, ends));
+        EXPECT_EQ(-1, ends[0]);
+        EXPECT_EQ(-1, ends[1]);
+    }
+}
+
+TEST_F(SocketTest, APipeThatCannotBeHadIsAsserted) {
+    capture errors(stderr);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    int ends[2] = {0, 0};
+    const int result = ombrel_socket_pipe(ends);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(-1, ends[0]);
+    EXPECT_EQ(-1, ends[1]);
+    const std::string text = errors.text();
+    EXPECT_NE(std::string::npos, text.find("<s_socket[0] != def_ombrel_invalid_socket>")) << text;
+    EXPECT_NE(std::string::npos, text.find("<s_socket[1] != def_ombrel_invalid_socket>")) << text;
+}
+
+} // namespace

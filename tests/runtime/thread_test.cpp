@@ -1,0 +1,69 @@
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ombrel/heap.h>
+#include <ombrel/thread.h>
+
+namespace {
+
+std::atomic<uint64_t> id_of_thread{0};
+
+void keep_id(void* argument) {
+    EXPECT_EQ(argument, &id_of_thread);
+    id_of_thread = ombrel_get_thread_id();
+}
+
+uint64_t await_id() {
+    while (id_of_thread == 0)
+        std::this_thread::yield();
+    return id_of_thread.exchange(0);
+}
+
+} // namespace
+
+TEST(thread, id_belongs_to_the_thread) {
+    const uint64_t own = ombrel_get_thread_id();
+    EXPECT_NE(own, 0u);
+    EXPECT_EQ(ombrel_get_thread_id(), own);
+    uint64_t other = 0;
+    std::thread([&] { other = ombrel_get_thread_id(); }).join();
+    EXPECT_NE(other, own);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(ombrel_get_thread_id() == static_cast<uint64_t>(getpid()) ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << "a child's thread is not its parent's";
+}
+
+TEST(thread, detached_thread_runs_whatever_stack_was_asked_for) {
+    const size_t blocks = ombrel_get_alloc_count();
+    for (const size_t stack : {size_t{0}, size_t{1}, size_t{256 * 1024}, SIZE_MAX / 2}) {
+        EXPECT_EQ(ombrel_detached_thread_ex(keep_id, &id_of_thread, stack), 0);
+        EXPECT_NE(await_id(), ombrel_get_thread_id()) << stack;
+    }
+    EXPECT_EQ(_ombrel_internal_detached_thread_ex(keep_id, &id_of_thread, 3, 4), 0);
+    EXPECT_NE(await_id(), 0u);
+    EXPECT_EQ(ombrel_detached_thread_ex(nullptr, nullptr, 0), -1);
+    while (ombrel_get_alloc_count() != blocks)
+        std::this_thread::yield();
+}
+
+TEST(thread, priority_lies_in_the_range_of_its_policy) {
+    int policy, priority, min, max;
+    ASSERT_EQ(ombrel_get_thread_schedule_priority_self(&policy, &priority, &min, &max), 0);
+    EXPECT_EQ(policy, sched_getscheduler(0));
+    EXPECT_EQ(min, sched_get_priority_min(policy));
+    EXPECT_EQ(max, sched_get_priority_max(policy));
+    EXPECT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, priority), 0);
+    EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, max + 1), -1);
+    EXPECT_EQ(ombrel_set_thread_schedule_priority_min_self(), 0);
+    EXPECT_EQ(ombrel_set_thread_schedule_priority_normal_self(), 0);
+}

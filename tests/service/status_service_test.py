@@ -1,0 +1,371 @@
+"""Drives the status service over loopback: curl for the good requests, raw sockets for the bad ones.
+
+usage: status_service_test.py STATUS_SERVICE [TEST ...]
+"""
+import json
+import os
+import re
+import resource
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import xml.dom.minidom
+
+SERVICE = ""
+CROWD = 500
+
+
+class Service:
+    """The service on a free port, ended by a signal, with its output kept."""
+
+    def __init__(self, *arguments, descriptors=None, number=signal.SIGTERM):
+        def limit():
+            if descriptors is not None:
+                resource.setrlimit(resource.RLIMIT_NOFILE, (descriptors, descriptors))
+
+        self.number = number
+        arguments = arguments or ("127.0.0.1", "0")
+        self.process = subprocess.Popen(
+            [SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, preexec_fn=limit
+        )
+        line = self.process.stdout.readline()
+        found = re.search(r"http://localhost:(\d+)/", line)
+        if found is None:
+            raise AssertionError(f"the service did not start: {line}{self.process.stdout.read()}")
+        self.port = int(found.group(1))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def stop(self):
+        """Ends it; the output and the seconds that took."""
+        if self.process.poll() is not None:
+            return "", 0
+        begin = time.monotonic()
+        self.process.send_signal(self.number)
+        output, _ = self.process.communicate(timeout=20)
+        return output, time.monotonic() - begin
+
+    def connect(self, host="127.0.0.1"):
+        return socket.create_connection((host, self.port), timeout=20)
+
+    def raw(self, data, end_input=False):
+        """What the service says to these bytes until it closes."""
+        with self.connect() as client:
+            client.sendall(data)
+            if end_input:
+                client.shutdown(socket.SHUT_WR)
+            return read_all(client)
+
+    def curl(self, path, *options):
+        result = subprocess.run(
+            ["curl", "-sS", "--max-time", "30", *options, f"http://127.0.0.1:{self.port}{path}"],
+            stdout=subprocess.PIPE, check=True,
+        )
+        return result.stdout
+
+    def status(self, path, *options):
+        return self.curl(path, "-o", os.devnull, "-w", "%{http_code}", *options).decode()
+
+
+def read_all(client):
+    parts = []
+    try:
+        while part := client.recv(65536):
+            parts.append(part)
+    except ConnectionResetError:
+        pass
+    return b"".join(parts)
+
+
+def request(path, *headers, method="GET"):
+    return "\r\n".join([f"{method} {path} HTTP/1.1", "Host: test", *headers, "", ""]).encode()
+
+
+class Pages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.service = Service()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.service.stop()
+
+    def test_page_and_its_figures(self):
+        self.assertIn(b"<title>libombrel_tuk", self.service.curl("/"))
+        first = json.loads(self.service.curl("/status.json"))
+        time.sleep(1.2)
+        second = json.loads(self.service.curl("/status.json"))
+        self.assertEqual(first["version"], "5.0.1.3")
+        self.assertGreater(second["uptime"], first["uptime"])
+        self.assertEqual(second["requests"], first["requests"] + 1)
+        self.assertGreater(len(second["size_history"]), len(first["size_history"]))
+        self.assertEqual(sum(site["blocks"] for site in second["sites"]), second["blocks"])
+
+    def test_documents(self):
+        document = xml.dom.minidom.parseString(self.service.curl("/version.xml"))
+        self.assertEqual(document.documentElement.tagName, "application")
+        lines = self.service.curl("/heap").decode().splitlines()
+        self.assertRegex(lines[0], r"^\d+ live blocks, \d+ bytes, peak \d+$")
+        self.assertRegex(lines[1], r"^ *\d+  \w+:\d+$")
+
+    def test_head_has_no_body(self):
+        answer = self.service.raw(request("/heap", "Connection: close", method="HEAD"))
+        head, _, body = answer.partition(b"\r\n\r\n")
+        self.assertIn(b"200 OK", head)
+        self.assertGreater(int(re.search(rb"Content-Length: (\d+)", head).group(1)), 0)
+        self.assertEqual(body, b"")
+
+    def test_echo(self):
+        for size in (0, 1, 4096, 8192, 8193, 1024 * 1024):
+            sent = os.urandom(size)
+            with tempfile.NamedTemporaryFile() as file:
+                file.write(sent)
+                file.flush()
+                for options in ([], ["-H", "Transfer-Encoding: chunked"]):
+                    echoed = self.service.curl("/echo", "--data-binary", f"@{file.name}", *options)
+                    self.assertEqual(echoed, sent, f"{size} bytes {options}")
+
+    def test_statuses(self):
+        for expected, path, options in (
+            ("404", "/nothing", []),
+            ("404", "/heap/", []),
+            ("405", "/heap", ["-X", "DELETE"]),
+            ("405", "/heap", ["-d", "x"]),
+            ("405", "/echo", []),
+            ("400", "/lookup", []),
+            ("400", "/slow?ms=x", []),
+            ("400", "/slow?ms=99999", []),
+            ("200", "/%68eap", []),
+        ):
+            self.assertEqual(self.service.status(path, *options), expected, path)
+
+    def test_names(self):
+        self.assertIn(b"127.0.0.1", self.service.curl("/lookup?name=localhost"))
+        self.assertEqual(self.service.curl("/lookup?name=192.0.2.7"), b"192.0.2.7\n")
+        self.assertIn(self.service.status("/lookup?name=no.such.name.invalid"), ("404", "504"))
+
+    def test_slow_answers_hold_up_nobody(self):
+        slow = [self.service.connect() for _ in range(20)]
+        begin = time.monotonic()
+        for client in slow:
+            client.sendall(request("/slow?ms=700", "Connection: close"))
+        self.assertIn(b"live blocks", self.service.curl("/heap"))
+        self.assertLess(time.monotonic() - begin, 0.6)
+        for client in slow:
+            self.assertIn(b"waited 700 ms", read_all(client))
+            client.close()
+        self.assertGreater(time.monotonic() - begin, 0.69)
+
+    def test_pipeline_keeps_its_order(self):
+        paths = ["/slow?ms=150", "/heap", "/nothing", "/version.xml"] * 3
+        data = b"".join(request(path) for path in paths) + request("/echo", "Connection: close")
+        answer = self.service.raw(data)
+        codes = re.findall(rb"HTTP/1.1 (\d+)", answer)
+        self.assertEqual(codes, [b"200", b"200", b"404", b"200"] * 3 + [b"405"])
+
+    def test_versions_and_connection_headers(self):
+        old = self.service.raw(b"GET /heap HTTP/1.0\r\n\r\n")
+        self.assertIn(b"200 OK", old)
+        self.assertIn(b"Connection: close", old)
+        self.assertIn(b" 505 ", self.service.raw(b"GET / HTTP/3.7\r\nHost: x\r\n\r\n"))
+
+
+class BadClients(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.service = Service(number=signal.SIGINT)
+
+    @classmethod
+    def tearDownClass(cls):
+        output, _ = cls.service.stop()
+        assert "heap: 0 live blocks" in output, output
+
+    def test_bad_requests(self):
+        head_limit, body_limit = 8192, 1024 * 1024
+        for expected, data in (
+            (b"400", b"\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03garbage\r\n\r\n"),
+            (b"400", b"GET\r\n\r\n"),
+            (b"400", b"GET / HTTP/1.1\r\n\r\n"),
+            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n"),
+            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\n folded: b\r\n\r\n"),
+            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\nName : b\r\n\r\n"),
+            (b"400", b"GET /%zz HTTP/1.1\r\nHost: a\r\n\r\n"),
+            (b"400", b"GET /\x00 HTTP/1.1\r\nHost: a\r\n\r\n"),
+            (b"400", request("/echo", "Content-Length: -1", method="POST")),
+            (b"400", request("/echo", "Content-Length: 3", "Content-Length: 4", method="POST")),
+            (b"400", request("/echo", "Content-Length: 3", "Transfer-Encoding: chunked", method="POST")),
+            (b"400", request("/echo", "Transfer-Encoding: chunked", method="POST") + b"-5\r\nabcde\r\n0\r\n\r\n"),
+            (b"400", request("/echo", "Transfer-Encoding: chunked", method="POST") + b"2\r\nabcde\r\n0\r\n\r\n"),
+            (b"501", request("/echo", "Transfer-Encoding: gzip", method="POST")),
+            (b"200", request("/echo", "Transfer-Encoding: chunked", "Connection: close", method="POST")
+                + b"1\r\nx\r\n0\r\nTrailer: " + b"t" * 100 + b"\r\n\r\n"),
+            (b"413", b"GET / HTTP/1.1\r\nX: " + b"a" * head_limit + b"\r\n\r\n"),
+            (b"413", request("/echo", f"Content-Length: {body_limit + 1}", method="POST")),
+            (b"413", request("/echo", "Content-Length: 99999999999999999999", method="POST")),
+            (b"413", request("/echo", "Transfer-Encoding: chunked", method="POST")
+                + (b"80000\r\n" + b"x" * 0x80000 + b"\r\n") * 3),
+        ):
+            answer = self.service.raw(data)
+            self.assertEqual(answer[9:12], expected, (data[:60], answer[:80]))
+            self.assertEqual(answer.count(b"HTTP/1.1 "), 1, data[:60])
+
+    def test_half_requests(self):
+        for data in (b"GET / HT", request("/echo", "Content-Length: 10", method="POST") + b"abc"):
+            self.assertEqual(self.service.raw(data, end_input=True)[9:12], b"400", data)
+        self.assertEqual(self.service.raw(b"", end_input=True), b"")
+        self.assertEqual(self.service.raw(request("/heap"), end_input=True)[9:12], b"200")
+
+    def test_answers_to_a_client_that_does_not_read(self):
+        """Many pipelined requests, nothing read: the service keeps a bound and goes on with the others."""
+        with self.service.connect() as client:
+            client.settimeout(1)
+            try:
+                for _ in range(4000):
+                    client.sendall(request("/") * 8)
+            except (TimeoutError, socket.timeout):
+                pass
+            figures = json.loads(self.service.curl("/status.json"))
+            self.assertLess(figures["bytes"], 4 * 1024 * 1024)
+
+    def test_vanishing_clients(self):
+        for data in (request("/slow?ms=300"), request("/lookup?name=localhost"), b"GET /", request("/") * 50):
+            for _ in range(20):
+                client = self.service.connect()
+                client.sendall(data)
+                client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
+                client.close()
+        time.sleep(0.5)
+        self.assertEqual(json.loads(self.service.curl("/status.json"))["open"], 1)
+
+    def test_a_flood_of_names_keeps_a_bound(self):
+        with Service() as service:
+            clients = [service.connect() for _ in range(CROWD)]
+            for number, client in enumerate(clients):
+                client.sendall(request(f"/lookup?name=n{number}.invalid", "Connection: close"))
+            self.assertIn(read_all(clients[-1])[9:12], (b"404", b"503"))
+            self.assertLess(service.stop()[1], 1)
+            self.assertEqual(service.process.returncode, 0)
+            for client in clients:
+                client.close()
+
+    def test_stalled_clients_get_408(self):
+        def stall(data, answers):
+            with self.service.connect() as client:
+                client.sendall(data)
+                answers.append(read_all(client))
+
+        def drip_empty_lines():
+            with self.service.connect() as client, self.assertRaises(ConnectionError):
+                while time.monotonic() - begin < 15:
+                    client.sendall(b"\r\n")
+                    time.sleep(0.2)
+
+        answers = []
+        stalls = [b"GET / HTTP/1.1\r\nHost:", request("/echo", "Content-Length: 10", method="POST") + b"abc"]
+        threads = [threading.Thread(target=stall, args=(data, answers)) for data in stalls]
+        threads.append(threading.Thread(target=drip_empty_lines))
+        begin = time.monotonic()
+        for thread in threads:
+            thread.start()
+        self.assertEqual(self.service.status("/heap"), "200")
+        for thread in threads:
+            thread.join()
+        self.assertEqual([answer[9:12] for answer in answers], [b"408", b"408"])
+        self.assertLess(time.monotonic() - begin, 15)
+
+
+class Crowds(unittest.TestCase):
+    def test_many_at_once(self):
+        with Service() as service:
+            clients = [service.connect() for _ in range(CROWD)]
+            for client in clients:
+                client.sendall(request("/slow?ms=500"))
+            self.assertEqual(json.loads(service.curl("/status.json"))["open"], CROWD + 1)
+            for client in clients:
+                self.assertIn(b"200 OK", client.recv(4096))
+                client.sendall(request("/heap", "Connection: close"))
+            for client in clients:
+                self.assertIn(b"live blocks", read_all(client))
+                client.close()
+            output, seconds = service.stop()
+            self.assertIn("heap: 0 live blocks", output)
+            self.assertLess(seconds, 1)
+
+    def test_nobody_is_refused_while_there_is_room(self):
+        """Clients that arrive while others are being accepted."""
+        with Service() as service:
+            def come_and_go():
+                for _ in range(300):
+                    with service.connect() as client:
+                        client.sendall(request("/heap", "Connection: close"))
+                        self.assertIn(b"200 OK", read_all(client))
+
+            threads = [threading.Thread(target=come_and_go) for _ in range(4)]
+            for thread in threads:
+                thread.start()
+            for thread in threads:
+                thread.join()
+            self.assertEqual(json.loads(service.curl("/status.json"))["refused"], 0)
+
+    def test_more_clients_than_descriptors(self):
+        with Service(descriptors=64) as service:
+            clients = [service.connect() for _ in range(100)]
+            for client in clients:
+                client.sendall(request("/heap", "Connection: close"))
+            answers = [read_all(client)[9:12] for client in clients]
+            for client in clients:
+                client.close()
+            self.assertIn(b"200", answers)
+            self.assertIn(b"503", answers)
+            self.assertEqual(set(answers), {b"200", b"503"})
+            self.assertEqual(service.status("/heap"), "200")
+            self.assertIn("heap: 0 live blocks", service.stop()[0])
+
+    def test_ends_at_once_with_clients_waiting(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with Service(number=number) as service:
+                waiting = [service.connect() for _ in range(10)]
+                for client in waiting:
+                    client.sendall(request("/slow?ms=60000"))
+                time.sleep(0.1)
+                output, seconds = service.stop()
+                self.assertEqual(service.process.returncode, 0, output)
+                self.assertIn("heap: 0 live blocks", output)
+                self.assertLess(seconds, 1)
+                for client in waiting:
+                    client.close()
+
+    def test_addresses(self):
+        if not socket.has_ipv6:
+            self.skipTest("no IPv6 here")
+        with Service("[::1]:0") as service:
+            with service.connect("::1") as client:
+                client.sendall(request("/heap", "Connection: close"))
+                self.assertIn(b"200 OK", read_all(client))
+        with Service("[::1]:39181", "0") as service:
+            self.assertEqual(service.port, 39181)
+        for arguments, code, message in (
+            (("256.1.1.1", "0"), 1, "cannot listen"),
+            (("127.0.0.1", "65536"), 2, "usage"),
+            (("127.0.0.1", "8080x"), 2, "usage"),
+            (("127.0.0.1", ""), 2, "usage"),
+            (("--help",), 2, "usage"),
+        ):
+            failed = subprocess.run([SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                                    timeout=20, check=False)
+            self.assertEqual(failed.returncode, code, arguments)
+            self.assertIn(message, failed.stdout)
+
+
+if __name__ == "__main__":
+    SERVICE = sys.argv.pop(1)
+    unittest.main(verbosity=1)

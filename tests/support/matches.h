@@ -1,0 +1,22 @@
+// Whole-text matching against a POSIX extended regular expression.
+#pragma once
+
+#include <regex.h>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace ombrel_test {
+
+inline ::testing::AssertionResult matches(const std::string& text, const std::string& expression) {
+    regex_t compiled;
+    if (regcomp(&compiled, ("^(" + expression + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+        return ::testing::AssertionFailure() << "bad expression: " << expression;
+    const bool found = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&compiled);
+    if (found)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the text\n" << text << "does not match\n" << expression;
+}
+
+} // namespace ombrel_test

@@ -1,0 +1,19 @@
+// The same work in several threads at once.
+#pragma once
+
+#include <thread>
+#include <vector>
+
+namespace ombrel_test {
+
+/// Runs work(0) to work(count - 1), each in a thread of its own, and waits for all.
+template<typename Work>
+void in_threads(int count, const Work& work) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; i++)
+        threads.emplace_back([&work, i] { work(i); });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+} // namespace ombrel_test

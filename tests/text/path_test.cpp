@@ -1,0 +1,139 @@
+#include <string>
+
+#include <ombrel/path.h>
+
+#include "support/heap_balance.h"
+
+namespace {
+
+class PathTest : public ombrel_test::balanced_test {};
+
+std::string take(char* s) {
+    std::string text = s != nullptr ? s : "(null)";
+    ombrel_free(s);
+    return text;
+}
+
+// Every link is checked on the way.
+std::string flags_of(const ombrel_string_node_t* list) {
+    std::string flags;
+    for (const ombrel_string_node_t* before = nullptr; list != nullptr; before = list, list = list->m_next) {
+        EXPECT_EQ(list->m_prev, before);
+        flags += list->m_ignore != 0 ? 'x' : '.';
+    }
+    return flags;
+}
+
+TEST_F(PathTest, ResolvesPaths) {
+    const struct {
+        const char *path, *flags, *joined;
+    } cases[] = {
+        {"/a/./b//../c", "..xxxx.", "/a/c"},
+        {"/..", ".x", "/"},
+        {"/", ".", "/"},
+        {"a/..", "xx", ""},
+        {"../a", "x.", "a"},
+        {"a\\b/c", "...", "a/b/c"},
+        {"a/b/", "..", "a/b"},
+        {"a/b/../../c", "xxxx.", "c"},
+        {"/a/../../b", ".xxx.", "/b"},
+        {"a/b/../c/../..", "xxxxxx", ""},
+        {"//", ".x", "/"},
+        {".", "x", ""},
+        {"a/b/c/../d/../../e", ".xxxxxx.", "a/e"},
+    };
+    for (const auto& c : cases) {
+        ombrel_string_node_t* list = ombrel_path_to_node(c.path);
+        EXPECT_EQ(flags_of(list), c.flags) << c.path;
+        EXPECT_EQ(take(ombrel_node_to_path(list, 1)), c.joined) << c.path;
+        ombrel_string_node_t* copy = ombrel_copy_path_node(list);
+        EXPECT_EQ(flags_of(copy), c.flags) << c.path;
+        ombrel_free_path_node(copy);
+        ombrel_free_path_node(list);
+    }
+    EXPECT_EQ(ombrel_path_to_node(""), nullptr);
+    EXPECT_EQ(ombrel_path_to_node(nullptr), nullptr);
+    EXPECT_EQ(ombrel_node_to_path(nullptr, 1), nullptr);
+}
+
+TEST_F(PathTest, JoinsStrings) {
+    ombrel_string_node_t* list = ombrel_string_to_node("a,,..,b", ",");
+    EXPECT_EQ(flags_of(list), "....") << "not resolved";
+    EXPECT_EQ(take(ombrel_node_to_string(list, "::", 1)), "a::::..::b");
+    EXPECT_EQ(take(ombrel_node_to_string(list, nullptr, 0)), "a..b");
+    ombrel_free_string_node(list);
+    list = ombrel_string_to_node("a,b", nullptr);
+    EXPECT_STREQ(list->m_text, "a,b");
+    EXPECT_EQ(list->m_next, nullptr);
+    ombrel_free_string_node(list);
+}
+
+TEST_F(PathTest, AppendsPaths) {
+    const struct {
+        const char *base, *added;
+        int restart;
+        const char* expected;
+    } cases[] = {
+        {"/usr/lib", "../share", 1, "/usr/share"},
+        {"/usr", "/etc", 1, "/etc"},
+        {"/usr", "/etc", 0, "/usr/etc"},
+        {nullptr, "a/b", 1, "a/b"},
+        {"a", nullptr, 1, "a"},
+        {"a", "../../b", 0, "b"},
+    };
+    for (const auto& c : cases) {
+        ombrel_string_node_t* list =
+            ombrel_append_path_node(ombrel_path_to_node(c.base), ombrel_path_to_node(c.added), c.restart);
+        flags_of(list);
+        EXPECT_EQ(take(ombrel_node_to_path(list, 1)), c.expected);
+        ombrel_free_path_node(list);
+    }
+    ombrel_string_node_t* list =
+        ombrel_append_string_node(ombrel_string_to_node("a", ","), ombrel_string_to_node("..", ","), 0);
+    EXPECT_EQ(flags_of(list), "..");
+    ombrel_free_string_node(list);
+}
+
+TEST_F(PathTest, NamesBasesAndDirectories) {
+    const struct {
+        const char *path, *base, *base_kept, *directory;
+    } cases[] = {
+        {"/usr/lib/", "lib", "lib/", "/usr"},
+        {"/", "/", "/", "/"},
+        {"//", "/", "//", "/"},
+        {"file", "file", "file", "."},
+        {"/a", "a", "a", "/"},
+        {"//a", "a", "a", "/"},
+        {"a/", "a", "a/", "."},
+        {"a//b//", "b", "b//", "a"},
+        {"c:\\d\\e", "e", "e", "c:\\d"},
+        {"\\a", "a", "a", "\\"},
+        {"", "", "", "."},
+        {nullptr, ".", ".", "."},
+        {"/a/b", "b", "b", "/a"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path != nullptr ? c.path : "(null)");
+        EXPECT_EQ(take(ombrel_alloc_basename(c.path)), c.base);
+        EXPECT_STREQ(ombrel_basename_c(c.path), c.base_kept);
+        EXPECT_EQ(take(ombrel_alloc_dirname(c.path)), c.directory);
+    }
+    std::string cut = "a/b//";
+    EXPECT_STREQ(ombrel_basename(cut.data()), "b");
+    EXPECT_STREQ(cut.c_str(), "a/b");
+}
+
+TEST_F(PathTest, ResolvesLongHostilePathsAtOnce) {
+    std::string path;
+    for (int i = 0; i < 20000; i++)
+        path += "a/";
+    for (int i = 0; i < 20000; i++)
+        path += "../b/c/../../";
+    ombrel_string_node_t* list = ombrel_path_to_node(path.c_str());
+    char* joined = ombrel_node_to_path(list, 1);
+    EXPECT_STREQ(joined, "");
+    ombrel_free(joined);
+    ombrel_free_path_node(list);
+}
+
+} // namespace

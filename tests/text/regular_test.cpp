@@ -1,0 +1,229 @@
+#include <ombrel/regular.h>
+
+#include <cstring>
+#include <regex.h>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/heap_balance.h"
+
+namespace {
+
+class Regular : public ombrel_test::balanced_test {};
+
+int match(const std::string& pattern, const std::string& subject, unsigned flags = 0) {
+    return ombrel_regular_match(flags, pattern.c_str(), subject.data(), static_cast<int>(subject.size()),
+                                nullptr, 0);
+}
+
+TEST_F(Regular, Matches) {
+    const struct {
+        const char* pattern;
+        const char* subject;
+        const char* whole; // null: no match
+    } cases[] = {
+        {"ab*c", "ac", "ac"},
+        {"ab*c", "xabbbcx", "abbbc"},
+        {"ab*c", "ababc", "abc"},
+        {"ab+c", "ac", nullptr},
+        {"ab?c", "abbc", nullptr},
+        {"a.c", "a\nc", "a\nc"},
+        {".", "", nullptr},
+        {"", "x", ""},
+        {"", "", nullptr},
+        {"^$", "", ""},
+        {"^$", "x", nullptr},
+        {"^b", "ab", nullptr},
+        {"b$", "abb", "b"},
+        {"a|b", "xb", "b"},
+        {"ab|cd|ef", "zef", "ef"},
+        {"(ab|cd)+", "xcdabcdy", "cdabcd"},
+        {"x(a|b|c)y", "xby", "xby"},
+        {"(a|ab)c", "abc", nullptr}, // the alternative that matched is kept
+        {"[a-z]+", "m-az", "-az"},
+        {"[^ab]", "abc", "c"},
+        {"[^a]", "a", nullptr},
+        {"[]", "x", nullptr},
+        {"[\\]]", "]", "]"},
+        {"[\\d]", "5", nullptr},
+        {"\\d+", "ab123", "123"},
+        {"\\s\\S", "a b", " b"},
+        {"\\.\\*\\\\", "x.*\\", ".*\\"},
+        {"\\n\\t\\r", "\n\t\r", "\n\t\r"},
+        {"<.*>", "<a><b>", "<a><b>"},
+        {"<.*?>", "<a><b>", "<a>"},
+        {"a+?", "aaa", "a"},
+        {"a+?b", "aab", "aab"},
+        {"*a", "x*a", "*a"},
+        {"(+)", "+", "+"},
+        {"a\\", "a\\", "a\\"},
+        {"(a*)*b", "aaab", "aaab"},
+        {"(a*)*", "b", ""},
+        {"(|a)b", "ab", "b"},
+        {"(^)*a", "a", "a"},
+    };
+    for (const auto& c : cases) {
+        ombrel_regular_capture_t captures[8];
+        const int result =
+            ombrel_regular_match(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), captures, 8);
+        if (c.whole == nullptr) {
+            EXPECT_EQ(result, def_ombrel_regular_no_match) << c.pattern << " on " << c.subject;
+            continue;
+        }
+        ASSERT_EQ(result, 0) << c.pattern << " on " << c.subject;
+        EXPECT_EQ(std::string(captures[0].m_start, static_cast<size_t>(captures[0].m_length)), c.whole)
+            << c.pattern << " on " << c.subject;
+    }
+}
+
+TEST_F(Regular, IgnoresCaseOfLiteralsAlone) {
+    EXPECT_EQ(match("ABC", "xabcx", 1), 0);
+    EXPECT_EQ(match("ABC", "xabcx"), -6);
+    EXPECT_EQ(match("[A]", "a", 1), -6);
+}
+
+TEST_F(Regular, ReportsWhatIsWrongWithAPattern) {
+    const std::string many(300, 'a');
+    const std::string dots(300, '.');
+    const struct {
+        std::string pattern;
+        int error;
+    } cases[] = {
+        {many, -3},
+        {dots, -2},
+        {"(a", -4},
+        {"[a", -4},
+        {"[", -4},
+        {"[^", -4},
+        {"a)", -5},
+        {")", -5},
+        {"(a))b", -5},
+        {"((((", -4},
+        {"[\\", -4},
+        {"a|b)", -5},
+        {std::string(256, 'a') + "b", -3},
+        {std::string(200, '('), -2},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(match(c.pattern, "aaaa"), c.error) << c.pattern;
+    EXPECT_EQ(match(std::string(256, 'a'), std::string(256, 'a')), 0); // exactly full
+    EXPECT_EQ(match(std::string(250, '.'), std::string(250, 'x')), 0);
+}
+
+TEST_F(Regular, TakesGroupsOut) {
+    int first = 0;
+    int64_t second = 0;
+    char text[4];
+    const char subject[] = "12-345";
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 2, 8, &second), 0);
+    EXPECT_EQ(first, 12);
+    EXPECT_EQ(second, 345);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 4, text, 1, 4, text), 0);
+    EXPECT_STREQ(text, "345");
+    // Only the last result counts.
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 2, text, 2, 4, &first), 0);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 1, 3, text), -10);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 2, &first), -9);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 1, &first), -9);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 3, &first), -8);
+    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 3, 4, &first), -11);
+    EXPECT_EQ(ombrel_regular(0, "(b)", "abc", 3, 2, 4, &first), -9);
+    // The digits behind the capture do not belong to it, nor do those behind the subject.
+    EXPECT_EQ(ombrel_regular(0, "(\\d\\d)", "98765", 3, 2, 4, &first), 0);
+    EXPECT_EQ(first, 98);
+    // A group that took no part is an empty string.
+    EXPECT_EQ(ombrel_regular(0, "a(b)?", "a", 1, 1, 4, text), 0);
+    EXPECT_STREQ(text, "");
+}
+
+TEST_F(Regular, NeedsASlotForEachGroupAndOneMore) {
+    ombrel_regular_capture_t captures[4];
+    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xab", 3, captures, 3), 0);
+    EXPECT_EQ(captures[1].m_start[0], 'b');
+    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xab", 3, captures, 2), -7);
+    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xxx", 3, captures, 2), -6);
+    EXPECT_EQ(ombrel_regular_match(0, "a", "a", 1, captures, 1), -7);
+}
+
+// What a repetition that fails half-way has opened must not reach out of the subject.
+TEST_F(Regular, KeepsTheLastWholeRepetitionOfAGroup) {
+    const struct {
+        const char *pattern, *subject, *group;
+    } cases[] = {{"(aa)*X", "aaX", "aa"},
+                 {"(\\d+,)*", "1,345,x", "345,"},
+                 {"(ab|c)+", "cabaX", "ab"},
+                 {"x(ab)?", "xa", ""}};
+    for (const auto& c : cases) {
+        char text[8] = "unset";
+        EXPECT_EQ(ombrel_regular(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), 1, 8, text),
+                  0);
+        EXPECT_STREQ(text, c.group) << c.pattern;
+    }
+}
+
+// Groups that no slot could hold do no harm where no match comes to them.
+TEST_F(Regular, TakesOutGroupsOfAnAlternativeNotTried) {
+    std::string pattern = "a|";
+    for (int i = 0; i < 24; i++)
+        pattern += "()";
+    char text[4] = "set";
+#define TWELVE_TEXTS                                                                                         \
+    1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4,    \
+        text, 1, 4, text, 1, 4, text, 1, 4, text
+    EXPECT_EQ(ombrel_regular(0, pattern.c_str(), "a", 1, TWELVE_TEXTS, TWELVE_TEXTS), 0);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(ombrel_regular(0, pattern.c_str(), "b", 1, TWELVE_TEXTS, TWELVE_TEXTS), -7);
+}
+
+TEST_F(Regular, SearchesLongSubjectsToTheirEnd) {
+    std::string subject(10'000'000, 'a');
+    subject += "b5";
+    EXPECT_EQ(match("b\\d", subject), 0);
+}
+
+TEST_F(Regular, EndsOnEveryPattern) {
+    const std::string subject(20000, 'a');
+    for (const char* pattern :
+         {"(a*)*b", "(((a+)+)+)+$b", "a*a*a*a*a*a*a*a*b", "(a|a)*b", "(a*?)*?b", "(a?)*b"})
+        EXPECT_EQ(match(pattern, subject), -6) << pattern;
+    std::string nested;
+    for (int i = 0; i < 40; i++)
+        nested = "(" + nested + "a*)*";
+    EXPECT_LE(match(nested, subject), 0);
+}
+
+// Where both engines have the same rules they must agree: no alternation, no group, no class.
+TEST_F(Regular, AgreesWithTheSystemsEngine) {
+    unsigned seed = 7;
+    const auto random = [&](unsigned limit) { return (seed = seed * 1103515245u + 12345u) / 65536u % limit; };
+    for (int round = 0; round < 3000; round++) {
+        std::string pattern, subject;
+        for (unsigned atoms = 1 + random(4); atoms > 0; atoms--) {
+            pattern += "ab.b"[random(4)];
+            pattern += std::string("*+?    ").substr(random(7), 1);
+            if (pattern.back() == ' ')
+                pattern.pop_back();
+        }
+        for (unsigned i = 1 + random(8); i > 0; i--)
+            subject += "abc"[random(3)];
+        // A "?" is kept when it matched, which the other engine reconsiders.
+        if (pattern.find('?') != std::string::npos)
+            continue;
+        regex_t peer;
+        ASSERT_EQ(regcomp(&peer, pattern.c_str(), REG_EXTENDED), 0);
+        regmatch_t expected;
+        const bool matches = regexec(&peer, subject.c_str(), 1, &expected, 0) == 0;
+        regfree(&peer);
+        ombrel_regular_capture_t captures[2];
+        const int result = ombrel_regular_match(0, pattern.c_str(), subject.c_str(),
+                                                static_cast<int>(subject.size()), captures, 2);
+        ASSERT_EQ(result == 0, matches) << pattern << " on " << subject;
+        if (matches) {
+            EXPECT_EQ(captures[0].m_start - subject.c_str(), expected.rm_so) << pattern << " on " << subject;
+            EXPECT_EQ(captures[0].m_length, expected.rm_eo - expected.rm_so) << pattern << " on " << subject;
+        }
+    }
+}
+
+} // namespace

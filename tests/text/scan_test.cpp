@@ -1,0 +1,308 @@
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+#include <ombrel/printf.h>
+#include <ombrel/scan.h>
+
+namespace {
+
+// A stream of its own, so that the callbacks are not the library's pair for memory.
+struct stream {
+    std::string text;
+    size_t at = 0;
+};
+
+int peek_stream(void* context) {
+    auto* from = static_cast<stream*>(context);
+    return from->at < from->text.size() ? static_cast<unsigned char>(from->text[from->at]) : 0;
+}
+
+int pop_stream(void* context) {
+    const int c = peek_stream(context);
+    static_cast<stream*>(context)->at++;
+    return c;
+}
+
+int scan_stream(stream& from, const char* format, ...) {
+    va_list ap;
+    va_start(ap, format);
+    const int fields = ombrel_context_scanf(peek_stream, pop_stream, &from, format, ap);
+    va_end(ap);
+    return fields;
+}
+
+TEST(scan, memory_pair) {
+    const char* cursor = "a\xff";
+    EXPECT_EQ(ombrel_scan_peek_mem(&cursor), 'a');
+    EXPECT_EQ(ombrel_scan_pop_mem(&cursor), 'a');
+    EXPECT_EQ(ombrel_scan_pop_mem(&cursor), 255);
+    EXPECT_EQ(ombrel_scan_peek_mem(&cursor), 0);
+}
+
+TEST(scan, primitives_count_and_keep_their_limit) {
+    for (bool memory : {true, false}) {
+        const char* cursor = " \t\n word\xe9 next";
+        stream other{cursor};
+        const auto peek = memory ? ombrel_scan_peek_mem : peek_stream;
+        const auto pop = memory ? ombrel_scan_pop_mem : pop_stream;
+        void* context = memory ? static_cast<void*>(&cursor) : &other;
+        char out[16];
+        EXPECT_EQ(ombrel_scan_skip_space_limit(peek, pop, context, 1), 1);
+        EXPECT_EQ(ombrel_scan_skip_space(peek, pop, context), 3);
+        EXPECT_EQ(ombrel_scan_until_space_limit(peek, pop, context, 2, out), 2);
+        EXPECT_STREQ(out, "wo");
+        EXPECT_EQ(ombrel_scan_until_space(peek, pop, context, out), 3);
+        EXPECT_STREQ(out, "rd\xe9");
+        EXPECT_EQ(ombrel_scan_until_space(peek, pop, context, out), 0);
+        EXPECT_STREQ(out, "");
+        unsigned char table[256] = {};
+        table[0x78] = 7;
+        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 100, table, 7, out), 3);
+        EXPECT_STREQ(out, " ne");
+        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 1, nullptr, 7, nullptr), 1);
+        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 100, nullptr, 0, out), 1);
+        EXPECT_STREQ(out, "t");
+        EXPECT_EQ(peek(context), 0);
+    }
+}
+
+TEST(scan, numbers) {
+    struct {
+        const char* text;
+        int base;
+        size_t limit;
+        int consumed;
+        int64_t value;
+    } const cases[] = {
+        {"123", 10, 100, 3, 123},
+        {"  \n-12abc", 10, 100, 3, -12},
+        {"+7", 10, 100, 2, 7},
+        {"0x1F", 0, 100, 4, 31},
+        {"0X1fg", -1, 100, 4, 31},
+        {"0x1F", 16, 100, 1, 0},
+        {"-ff", 16, 100, 3, 255},
+        {"-0x10", 0, 100, 5, 16},
+        {"-010", 0, 100, 4, -10},
+        {"0", 0, 100, 1, 0},
+        {"0x", 0, 100, 2, 0},
+        {"-", 10, 100, 1, 0},
+        {"+-5", 10, 100, 1, 0},
+        {"", 10, 100, 0, 0},
+        {"   ", 10, 100, 0, 0},
+        {"abc", 10, 100, 0, 0},
+        {"12345", 10, 3, 3, 123},
+        {"  -12", 10, 2, 2, -1},
+        {"0x1F", 0, 2, 2, 0},
+        {"0x1F", 0, 1, 1, 0},
+        {"-5", 10, 0, 0, 0},
+        {"1012", 2, 100, 3, 5},
+        {"778", 8, 100, 2, 63},
+        {"9a", 10, 100, 1, 9},
+        {"-9223372036854775808", 10, 100, 20, INT64_MIN},
+        {"18446744073709551617", 10, 100, 20, 1},
+    };
+    for (const auto& c : cases) {
+        const char* cursor = c.text;
+        stream other{c.text};
+        const auto check = [&](auto scan, auto number) {
+            other.at = 0;
+            EXPECT_EQ(scan(peek_stream, pop_stream, &other, c.limit, &number, c.base), c.consumed) << c.text;
+            EXPECT_EQ(number, static_cast<decltype(number)>(c.value)) << c.text;
+        };
+        check(ombrel_scan_atox_limit, 99);
+        check(ombrel_scan_atolx_limit, 99L);
+        check(ombrel_scan_atollx_limit, int64_t{99});
+        int64_t number = 99;
+        ombrel_scan_atollx_limit(ombrel_scan_peek_mem, ombrel_scan_pop_mem, &cursor, c.limit, &number,
+                                 c.base);
+        EXPECT_EQ(number, c.value) << c.text;
+        EXPECT_EQ(other.at, static_cast<size_t>(cursor - c.text)) << c.text;
+    }
+    stream zeros{std::string(5000, '0') + "7"};
+    EXPECT_EQ(ombrel_scan_atox(peek_stream, pop_stream, &zeros, nullptr, 10), 4096);
+    EXPECT_EQ(ombrel_scan_atollx(peek_stream, pop_stream, &zeros, nullptr, 10), 905);
+    EXPECT_EQ(ombrel_scan_atolx(peek_stream, pop_stream, &zeros, nullptr, 10), 0);
+}
+
+TEST(scan, parsers_of_strings) {
+    EXPECT_EQ(ombrel_atox("0x1F", 0), 31);
+    EXPECT_EQ(ombrel_atoi("4294967295"), -1);
+    EXPECT_EQ(ombrel_atoi(nullptr), 0);
+    EXPECT_EQ(ombrel_atolx("-7f", 8), 7);
+    EXPECT_EQ(ombrel_atol("-2147483648"), -2147483647L - 1);
+    EXPECT_EQ(ombrel_atollx("deadBEEFcafe", 16), 0xdeadbeefcafe);
+    EXPECT_EQ(ombrel_atoll("-9223372036854775807"), -INT64_MAX);
+    const char* text = "  42 rest";
+    char* end = nullptr;
+    EXPECT_EQ(ombrel_strtol(text, &end, 10), 42);
+    EXPECT_STREQ(end, " rest");
+    EXPECT_EQ(ombrel_strtoll(text + 4, &end, 10), 0);
+    EXPECT_STREQ(end, "rest");
+    EXPECT_EQ(ombrel_strtoll("99", nullptr, 0), 99);
+}
+
+TEST(scan, fractions) {
+    struct {
+        const char* text;
+        double value;
+    } const cases[] = {{"3.25", 3.25}, {" -0.5x", -0.5}, {"+2.", 2}, {".75", 0.75},  {"1e5", 1},
+                       {"", 0},        {"-", 0},         {"x", 0},   {"1.2.3", 1.2}, {"--1", 0}};
+    for (const auto& [text, value] : cases)
+        EXPECT_DOUBLE_EQ(ombrel_atof(text), value) << text;
+    EXPECT_DOUBLE_EQ(ombrel_atof(("0.125" + std::string(400, '0') + "9").c_str()), 0.125);
+    EXPECT_DOUBLE_EQ(ombrel_atof("3.14159265358979323846264338327950288"), 3.14159265358979323846);
+
+    struct {
+        const char* text;
+        int digits;
+        uint64_t value, scale;
+    } const fixed[] = {
+        {"3.14159", 2, 314, 100},
+        {"3.1", 3, 3100, 1000},
+        {"1.5", 0, 6, 1},
+        {"1.59", 0, 6, 1},
+        {" -2.50", 1, 25, 10},
+        {"+7", 2, 700, 100},
+        {"7.", 2, 700, 100},
+        {".999", 2, 99, 100},
+        {"", 3, 0, 1000},
+        {"12abc", 1, 120, 10},
+        {"1.x", 2, 100, 100},
+        {"4.5", -3, 9, 1},
+        {"1", 19, 10000000000000000000u, 10000000000000000000u},
+        {"0.5", INT_MAX, 0, 0},
+    };
+    for (const auto& [text, digits, value, scale] : fixed) {
+        uint64_t unit = 0;
+        EXPECT_EQ(ombrel_atof_uintmax(text, digits, &unit), value) << text;
+        EXPECT_EQ(unit, scale) << text;
+    }
+    EXPECT_EQ(ombrel_atof_uintmax("1.25", 1, nullptr), 12u);
+}
+
+TEST(scanf, numbers_of_every_size) {
+    int a = -1, b = -1;
+    EXPECT_EQ(ombrel_sscanf("a=10 b=0x20", "a=%d b=%x", &a, &b), 2);
+    EXPECT_EQ(a, 10);
+    EXPECT_EQ(b, 0) << "%x takes no 0x";
+    struct {
+        int8_t tiny = 1, tiny_guard = 2;
+        int16_t small = 1, small_guard = 2;
+        long middle = 1;
+        int64_t wide = 1;
+    } s;
+    EXPECT_EQ(ombrel_sscanf("-300 70000 -5 -6 -ff", "%hhd%hd%ld%lld%llx", &s.tiny, &s.small, &s.middle,
+                            &s.wide, &s.wide),
+              5);
+    EXPECT_EQ(s.tiny, static_cast<int8_t>(-300));
+    EXPECT_EQ(s.small, static_cast<int16_t>(70000));
+    EXPECT_EQ(s.tiny_guard + s.small_guard, 4);
+    EXPECT_EQ(s.middle, -5);
+    EXPECT_EQ(s.wide, 255);
+    EXPECT_EQ(ombrel_sscanf("-3", "%hhhhhd", &s.tiny), 1);
+    EXPECT_EQ(ombrel_sscanf("-4", "%lllld", &s.wide), 1);
+    EXPECT_EQ(s.tiny + s.wide, -7);
+    EXPECT_EQ(ombrel_sscanf("123456", "%2d%*2d%u", &a, &b), 2);
+    EXPECT_EQ(a * 100 + b, 1256);
+    EXPECT_EQ(ombrel_sscanf("1 x 2", "%d%d%d", &a, &b, &b), 1) << "a number of no characters ends the scan";
+    EXPECT_EQ(ombrel_sscanf("-", "%d", &a), 1) << "a lone sign is a number of one character";
+    EXPECT_EQ(a, 0);
+    EXPECT_EQ(ombrel_sscanf("5", "%0d", &a), 0);
+}
+
+TEST(scanf, literals_never_fail) {
+    int a = 0, at = 0;
+    EXPECT_EQ(ombrel_sscanf("7", "abc %d", &a), 1);
+    EXPECT_EQ(ombrel_sscanf("  a \n = 9 %q8", " a=%d%%%q%d%n", &a, &a, &at), 3);
+    EXPECT_EQ(a, 8);
+    EXPECT_EQ(at, 13);
+    EXPECT_EQ(ombrel_sscanf("12", "%d%", &a), 1);
+    EXPECT_EQ(ombrel_sscanf("12", "%d%5", &a), 1);
+    EXPECT_EQ(ombrel_sscanf("12", "%*n%*d%n", &at), 1);
+    EXPECT_EQ(at, 2);
+    EXPECT_EQ(ombrel_sscanf("\xe9 5", "\xe9%d", &a), 1);
+    EXPECT_EQ(a, 5);
+    EXPECT_EQ(ombrel_sscanf(nullptr, "%d", &a), 0);
+}
+
+TEST(scanf, words) {
+    char first[16], second[16];
+    EXPECT_EQ(ombrel_sscanf("  one two", "%s%s", first, second), 2);
+    EXPECT_STREQ(first, "one");
+    EXPECT_STREQ(second, "two");
+    EXPECT_EQ(ombrel_sscanf("abcdef", "%2s%*1s%s", first, second), 2);
+    EXPECT_STREQ(first, "ab");
+    EXPECT_STREQ(second, "def");
+    EXPECT_EQ(ombrel_sscanf(" ", "%s", first), 1) << "an empty text counts";
+    EXPECT_STREQ(first, "");
+    char longest[4200];
+    EXPECT_EQ(ombrel_sscanf(std::string(5000, 'x').c_str(), "%s", longest), 1);
+    EXPECT_EQ(strlen(longest), 4096u);
+}
+
+TEST(scanf, sets) {
+    struct {
+        const char* text;
+        const char* format;
+        const char* found;
+    } const cases[] = {
+        {"  abc-def", "%[a-z]", "abc"}, {"xyz", "%[a-z]", "xy"},
+        {"abc", "%[^b]", "a"},          {"]]a", "%[]]", "]]"},
+        {"a]b", "%[^]]", "a"},          {"-a-b", "%[-a]", "-a-"},
+        {"a-z", "%[a-]", "a-"},         {"b-a", "%[b-a]", "b-a"},
+        {"abcde", "%[a-c-e]", "abcd"},  {"a b\tc", "%[a b]", "a b"},
+        {"abcdef", "%3[a-z]", "abc"},   {"123", "%[a-z]", ""},
+        {"aa", "%[a-a]", "aa"},         {"^a", "%[a^]", "^a"},
+        {"-b", "%[^-a]", ""},           {"\xe9\xff", "%[\xe0-\xff\xff]", "\xe9\xff"},
+    };
+    for (const auto& [text, format, found] : cases) {
+        char out[16] = "unset";
+        EXPECT_EQ(ombrel_sscanf(text, format, out), 1) << format;
+        EXPECT_STREQ(out, found) << format;
+        stream other{text};
+        EXPECT_EQ(scan_stream(other, format, out), 1) << format;
+        EXPECT_STREQ(out, found) << format;
+    }
+    int a = 0;
+    char out[16] = "unset";
+    EXPECT_EQ(ombrel_sscanf("abc5", "%*[a-d]%d", &a), 1);
+    EXPECT_EQ(a, 5);
+    for (const char* open : {"%d%[", "%d%[a-", "%d%[^", "%d%[]"})
+        EXPECT_EQ(ombrel_sscanf("5abc", open, &a, out), 1) << open;
+    EXPECT_STREQ(out, "unset");
+}
+
+TEST(scanf, reads_no_further_than_it_must) {
+    stream input{"12,rest"};
+    int a = 0;
+    EXPECT_EQ(scan_stream(input, "%d", &a), 1);
+    EXPECT_EQ(input.at, 2u);
+    const char* cursor = "12,rest";
+    EXPECT_EQ(ombrel_scan_atox(ombrel_scan_peek_mem, ombrel_scan_pop_mem, &cursor, &a, 10), 2);
+    EXPECT_STREQ(cursor, ",rest");
+}
+
+TEST(scanf, reads_back_what_the_formatter_wrote) {
+    std::mt19937_64 random(11);
+    for (int round = 0; round < 5000; round++) {
+        const auto wide = static_cast<int64_t>(random() >> (random() % 64));
+        const auto narrow = static_cast<int>(random());
+        char line[128], name[16];
+        ombrel_snprintf(line, sizeof line, "%s:%lld|%08llX %-12d;", "worker", wide, wide, narrow);
+        int64_t decimal = 0, hexadecimal = 0;
+        int back = 0;
+        ASSERT_EQ(ombrel_sscanf(line, "%[^:]:%lld|%llx%d;", name, &decimal, &hexadecimal, &back), 4) << line;
+        ASSERT_STREQ(name, "worker");
+        ASSERT_EQ(decimal, wide);
+        ASSERT_EQ(hexadecimal, wide);
+        ASSERT_EQ(back, narrow);
+        ASSERT_EQ(ombrel_atoll(line + 7), strtoll(line + 7, nullptr, 10));
+    }
+}
+
+} // namespace
