@@ -12,10 +12,14 @@
 #include <ombrel/atomic.h>
 #include <ombrel/base64.h>
 #include <ombrel/buffer.h>
+#include <ombrel/builtin_plugin.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/crc.h>
+#include <ombrel/ctx.h>
+#include <ombrel/ctx_interface.h>
 #include <ombrel/ctype.h>
 #include <ombrel/des.h>
+#include <ombrel/dl.h>
 #include <ombrel/dump.h>
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
@@ -38,6 +42,7 @@
 #include <ombrel/pattern.h>
 #include <ombrel/percent.h>
 #include <ombrel/pipe.h>
+#include <ombrel/plugin.h>
 #include <ombrel/printf.h>
 #include <ombrel/progress.h>
 #include <ombrel/quoted_printable.h>

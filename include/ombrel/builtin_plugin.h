@@ -1,0 +1,36 @@
+/**
+ * @file builtin_plugin.h
+ * @brief The plug-in that the library carries itself.
+ *
+ * It is loaded by each new context and needs no file: ombrel_load_plugin() with a null path or with its base
+ * name gives it.
+ */
+#ifndef OMBREL_BUILTIN_PLUGIN_H
+#define OMBREL_BUILTIN_PLUGIN_H
+
+#include <stddef.h>
+
+#include <ombrel/export.h>
+
+OMBREL_BEGIN_C
+
+/** The base name of the built-in plug-in; a null path selects it too. */
+#define def_ombrel_builtin_plugin_name "ombrel_plugin_builtin"
+
+/**
+ * @brief The built-in plug-in's initialise function, as ombrel_plugin_initialize_t says; the registry calls
+ * it.
+ * @param hint            receives the MIME types it serves, a static text; may be null
+ * @param interface_table receives its table, an ombrel_ctx0_v1_interface_t
+ * @param size            receives the bytes of the table
+ * @return 0; -1 when `interface_table` or `size` is null
+ */
+OMBREL_API int ombrel_plugin_initialize_builtin_plugin(const char** hint, const void** interface_table,
+                                                       size_t* size);
+
+/** @brief The built-in plug-in's uninitialise function; the registry calls it. @return 0 */
+OMBREL_API int ombrel_plugin_uninitialize_builtin_plugin(void);
+
+OMBREL_END_C
+
+#endif
