@@ -70,6 +70,7 @@
 #include <ombrel/time.h>
 #include <ombrel/timer.h>
 #include <ombrel/trivial.h>
+#include <ombrel/uri.h>
 #include <ombrel/value.h>
 #include <ombrel/version.h>
 #include <ombrel/word.h>
