@@ -26,6 +26,7 @@
 #include <ombrel/event_buffer.h>
 #include <ombrel/exception.h>
 #include <ombrel/export.h>
+#include <ombrel/fbmap.h>
 #include <ombrel/file_lock.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>

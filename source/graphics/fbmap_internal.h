@@ -1,0 +1,101 @@
+// What the sources of frame-buffer maps share: the lock, rectangles, the update region and the slots.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include <ombrel/fbmap.h>
+
+#include "core/lock_guard.h"
+
+namespace ombrel::fbmap {
+
+/// Where a function reports from.
+struct place {
+    const char* source;
+    const char* function;
+    unsigned long line;
+};
+
+/// Reports an assertion of the given text. Gives -1.
+int fail(const place& where, const char* text);
+
+/// The lock of all maps. A thread that holds it may take it again.
+ombrel_lock_t& global_lock();
+
+/// What every public function of a map does: refuses null, and works with the lock held.
+template<typename Result, typename Work>
+Result locked(const ombrel_fbmap_t* fbmap, const place& where, Result failure, Work work) {
+    if (fbmap == nullptr) {
+        fail(where, "s_fbmap is null !");
+        return failure;
+    }
+    const lock_guard guard(global_lock(), where.function, where.line);
+    return guard ? work() : failure;
+}
+
+// --- rectangles -----------------------------------------------------------------------------------------
+
+using rectangle = ombrel_fbmap_rectangle_t;
+
+constexpr bool is_empty(const rectangle& area) {
+    return area.m_w == 0 || area.m_h == 0;
+}
+constexpr int64_t right_of(const rectangle& area) {
+    return int64_t{area.m_x} + area.m_w;
+}
+constexpr int64_t bottom_of(const rectangle& area) {
+    return int64_t{area.m_y} + area.m_h;
+}
+
+/// The rectangle between the edges, as much of it as coordinates and sizes can tell.
+rectangle between(int64_t left, int64_t top, int64_t right, int64_t bottom);
+
+/// Cuts off what lies outside of 0 ... resx, 0 ... resy.
+void clip(rectangle& area, uint32_t resx, uint32_t resy);
+
+/// Makes `area` cover `more`, too.
+void unite(rectangle& area, const rectangle& more);
+
+/// Adds what a drawing function has touched to the map's update region; a hidden map has none.
+void grow_update_region(ombrel_fbmap_t& fbmap, const rectangle& touched);
+
+constexpr rectangle whole(const ombrel_fbmap_t& fbmap) {
+    return {0, 0, fbmap.m_resx, fbmap.m_resy};
+}
+
+// --- pixels and slots -----------------------------------------------------------------------------------
+
+/// The address of a pixel inside the map.
+inline unsigned char* pixel_at(const ombrel_fbmap_t& fbmap, uint32_t x, uint32_t y) {
+    return static_cast<unsigned char*>(fbmap.m_map) + size_t{y} * fbmap.m_line_length +
+           size_t{x} * (fbmap.m_bits_per_pixel / 8);
+}
+
+/// One operation's functions for 8, 16, 24 and 32 bits.
+template<typename Function>
+using by_depth = std::array<Function, 4>;
+
+/// The place of a depth in by_depth; beyond the end for a depth that is not supported.
+constexpr size_t depth_index(uint32_t bits_per_pixel) {
+    return bits_per_pixel % 8 == 0 ? size_t{bits_per_pixel / 8} - 1 : SIZE_MAX;
+}
+
+/// The function in a slot, filled first if it is null or holds the public function of the operation. Null,
+/// after the report, for a depth that is not supported.
+template<typename Function>
+Function operation(ombrel_fbmap_t& fbmap, Function ombrel_fbmap_t::*slot, Function public_function,
+                   const by_depth<Function>& functions, const place& where) {
+    Function& present = fbmap.*slot;
+    if (present != nullptr && present != public_function)
+        return present;
+    const size_t index = depth_index(fbmap.m_bits_per_pixel);
+    if (index >= functions.size()) {
+        fail(where, "not supported");
+        return nullptr;
+    }
+    return present = functions[index];
+}
+
+} // namespace ombrel::fbmap
