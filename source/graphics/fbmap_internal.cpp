@@ -12,11 +12,16 @@ int fail(const place& where, const char* text) {
 }
 
 ombrel_lock_t& global_lock() {
-    static constinit ombrel_lock_t lock = [] {
-        ombrel_lock_t made = def_ombrel_lock_initializer;
-        made.m_flags |= def_ombrel_lock_flag_thread_aware;
-        return made;
-    }();
+    static constinit ombrel_lock_t lock = {
+        def_ombrel_lock_flag_initialized | def_ombrel_lock_flag_thread_aware,
+        def_ombrel_infinite,
+        {0},
+        nullptr,
+        nullptr,
+        nullptr,
+        "ombrel_fbmap_lock",
+        __LINE__,
+    };
     return lock;
 }
 
