@@ -11,9 +11,11 @@
 #include <ombrel/assert.h>
 #include <ombrel/atomic.h>
 #include <ombrel/base64.h>
+#include <ombrel/bitmap.h>
 #include <ombrel/buffer.h>
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/cipher_mode.h>
+#include <ombrel/color.h>
 #include <ombrel/crc.h>
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
