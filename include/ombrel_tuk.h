@@ -30,6 +30,7 @@
 #include <ombrel/export.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/file_lock.h>
+#include <ombrel/font.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/linked_list.h>

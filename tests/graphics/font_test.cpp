@@ -1,0 +1,119 @@
+#include <ombrel/font.h>
+
+#include <array>
+#include <cstring>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using glyph = std::array<uint8_t, def_ombrel_bitmap_font_glyph_size>;
+constexpr uint8_t untouched = 0xA5;
+
+// A font in which the first bytes of a glyph tell its number within its bank, one place for each bank.
+const std::array<uint8_t, def_ombrel_bitmap_font_16x16_ko_size> numbered = [] {
+    std::array<uint8_t, def_ombrel_bitmap_font_16x16_ko_size> font{};
+    const size_t banks[] = {0, 4864, 7552, font.size()};
+    for (size_t bank = 0; bank < 3; bank++)
+        for (size_t at = banks[bank]; at < banks[bank + 1]; at += 32)
+            font[at + bank] = static_cast<uint8_t>((at - banks[bank]) / 32 + 1);
+    return font;
+}();
+
+glyph get(uint32_t code, const uint8_t* font = nullptr) {
+    glyph buffer;
+    buffer.fill(untouched);
+    EXPECT_EQ(buffer.data(), ombrel_get_bitmap_font(nullptr, nullptr, buffer.data(), font, code));
+    return buffer;
+}
+
+TEST(font, every_range_has_its_glyph_its_size_and_its_copy) {
+    const uint8_t* latin = ombrel_get_default_bitmap_font_8x16_en_entry();
+    const uint8_t* hangul = ombrel_get_default_bitmap_font_16x16_ko_entry();
+    const uint8_t* narrow_box = ombrel_get_bitmap_font(nullptr, nullptr, nullptr, nullptr, 200);
+    const uint8_t* wide_box = ombrel_get_bitmap_font(nullptr, nullptr, nullptr, nullptr, 0x3130);
+    EXPECT_EQ(0, memcmp(narrow_box, "\xFF\x81\x81\x81\x81\x81\x81\x81\x81\x81\x81\x81\x81\x81\x81\xFF", 16));
+    for (size_t row = 0; row < 16; row++)
+        EXPECT_EQ(row % 15 == 0 ? 0xFFFF : 0x8001, wide_box[2 * row] << 8 | wide_box[2 * row + 1]) << row;
+
+    const struct {
+        uint32_t code;
+        unsigned width;
+        const uint8_t* where;
+        size_t copied;
+    } cases[] = {
+        {0, 8, latin, 16},
+        {'A', 8, latin + 16 * 65, 16},
+        {127, 8, latin + 16 * 127, 16},
+        {128, 8, narrow_box, 16},
+        {255, 8, narrow_box, 16},
+        {256, 16, wide_box, 16},
+        {0x3131, 16, hangul, 32},
+        {0x3133, 16, wide_box, 16},
+        {0x3134, 16, hangul + 2 * 32, 32},
+        {0x3139, 16, hangul + 5 * 32, 32},
+        {0x313A, 16, wide_box, 16},
+        {0x3141, 16, hangul + 6 * 32, 32},
+        {0x3143, 16, hangul + 8 * 32, 32},
+        {0x3144, 16, wide_box, 16},
+        {0x3145, 16, hangul + 9 * 32, 32},
+        {0x314E, 16, hangul + 18 * 32, 32},
+        {0x314F, 16, hangul + 4864, 32},
+        {0x3163, 16, hangul + 4864 + 20 * 32, 32},
+        {0x3164, 16, wide_box, 16},
+        {0xABFF, 16, wide_box, 16},
+        {0xD7A4, 16, wide_box, 16},
+        {0xFFFFFFFF, 16, wide_box, 16},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.code);
+        unsigned width = 0, height = 0;
+        EXPECT_EQ(c.where, ombrel_get_bitmap_font(&width, &height, nullptr, nullptr, c.code));
+        EXPECT_EQ(c.width, width);
+        EXPECT_EQ(16u, height);
+        const glyph copy = get(c.code);
+        EXPECT_EQ(0, memcmp(copy.data(), c.where, c.copied));
+        for (size_t i = c.copied; i < copy.size(); i++)
+            EXPECT_EQ(untouched, copy[i]) << i;
+    }
+    unsigned width = 0, height = 0;
+    EXPECT_EQ(wide_box, ombrel_get_bitmap_font(&width, &height, nullptr, nullptr, 0xAC00));
+    EXPECT_EQ(16u, width * (height == 16));
+}
+
+TEST(font, a_given_font_replaces_both_and_no_box) {
+    const uint8_t* own = numbered.data();
+    EXPECT_EQ(own + 16 * 'B', ombrel_get_bitmap_font(nullptr, nullptr, nullptr, own, 'B'));
+    EXPECT_EQ(own + 32, ombrel_get_bitmap_font(nullptr, nullptr, nullptr, own, 0x3132));
+    EXPECT_EQ(own + 4864 + 32, ombrel_get_bitmap_font(nullptr, nullptr, nullptr, own, 0x3150));
+    for (const uint32_t code : {200u, 0x3133u, 0x4E00u})
+        EXPECT_EQ(get(code), get(code, own));
+}
+
+TEST(font, syllables_join_the_variants_that_belong_together) {
+    const std::string closed = "555555556777667776675", open = "000000001333124442130";
+    const std::string finals = "020212123021331213311";
+    for (uint32_t s = 0; s < 11172; s++) {
+        const uint32_t initial = s / 588, medial = s / 28 % 21, f = s % 28;
+        const bool has_final = f != 0 && f != 27;
+        const uint32_t beside = initial != 0 && initial != 15;
+        glyph expected{};
+        expected[0] = static_cast<uint8_t>(((has_final ? closed : open)[medial] - '0') * 19u + initial + 1);
+        expected[1] = static_cast<uint8_t>((has_final * 2u + beside) * 21 + medial + 1);
+        if (has_final)
+            expected[2] = static_cast<uint8_t>((finals[medial] - '0') * 27u + (f == 26 ? 26 : f - 1) + 1);
+        ASSERT_EQ(expected, get(0xAC00 + s, numbered.data())) << s;
+    }
+}
+
+TEST(font, built_in_letters_are_told_apart) {
+    std::set<glyph> seen;
+    for (uint32_t code = 1; code < 128; code++)
+        EXPECT_TRUE(seen.insert(get(code)).second) << code;
+    for (uint32_t s = 0; s < 11172; s++)
+        EXPECT_EQ(s % 28 != 27, seen.insert(get(0xAC00 + s)).second) << s;
+}
+
+} // namespace
