@@ -317,7 +317,9 @@ TEST_F(Event, TimersOfManyLengthsFireAtTheirTime) {
     size_t deleted = 0;
     for (size_t i = 0; i < timers.size(); i += 3, deleted++)
         EXPECT_EQ(0, timers[i]->del());
-    EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 60));
+    recorder last(base, -1, 0,
+                  [](recorder& self) { EXPECT_EQ(0, ombrel_event_base_break_loop(self.event.m_base)); });
+    EXPECT_EQ(0, last.add(60));
     EXPECT_EQ(0, ombrel_event_base_dispatch(base));
     EXPECT_EQ(timers.size() - deleted, fired);
 }

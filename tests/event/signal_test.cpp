@@ -86,21 +86,26 @@ TEST_F(Signal, OnlyItsOwnSignalsLetAnInterruptedLoopGoOn) {
     action.sa_handler = [](int) {};
     sigaction(SIGUSR2, &action, &before);
     const pthread_t loop_thread = pthread_self();
-    const auto send_later = [&](int signum) {
-        return std::thread([=] {
+    std::atomic<bool> ended{false};
+    // Again and again, as one that comes before the loop waits interrupts nothing.
+    std::thread foreign([&] {
+        while (!ended) {
             ::usleep(20000);
-            pthread_kill(loop_thread, signum);
-        });
-    };
-    std::thread foreign = send_later(SIGUSR2);
+            pthread_kill(loop_thread, SIGUSR2);
+        }
+    });
     capture errors(stderr);
     EXPECT_EQ(-1, ombrel_event_base_dispatch(base));
     EXPECT_EQ("", errors.text());
+    ended = true;
     foreign.join();
 
     recorder event(base, SIGUSR1, def_ombrel_event_signal);
     EXPECT_EQ(0, event.add());
-    std::thread own = send_later(SIGUSR1);
+    std::thread own([=] {
+        ::usleep(20000);
+        pthread_kill(loop_thread, SIGUSR1);
+    });
     EXPECT_EQ(0, once());
     EXPECT_EQ(1u, event.results.size());
     own.join();

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -29,9 +30,22 @@ struct slow_handler {
     }
 };
 
-// The waiting thread looks at least every 100 ms.
-void let_it_look() {
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+// Time for the waiting thread to begin its wait, before the clock is put forward.
+void let_it_wait() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+}
+
+constexpr size_t lines_of_a_banner = 4;
+
+// The waiting thread looks at least every 100 ms of the machine's own time.
+void await_banners(const ombrel_test::capture& output, size_t count) {
+    const auto complete = [&] {
+        const std::string text = output.so_far();
+        return std::count(text.begin(), text.end(), '\n') >=
+               static_cast<ptrdiff_t>(count * lines_of_a_banner);
+    };
+    for (int i = 0; i < 600 && !complete(); i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
 // Takes a banner off the front of the text: its seconds, or -1 when something else stands there.
@@ -61,19 +75,19 @@ TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seco
     ombrel_test::capture output(stderr);
 
     std::thread opener([&] { service = ombrel_open_service_ex(nullptr, slow_handler::run, &handler, 0); });
-    let_it_look();
+    let_it_wait();
     clock.skip_seconds(60);
-    let_it_look();
+    await_banners(output, 1);
     clock.skip_seconds(4);
-    let_it_look();
+    await_banners(output, 2);
     handler.starts = true;
     opener.join();
     ASSERT_NE(service, nullptr);
 
     std::thread closer([&] { ombrel_close_service(service); });
-    let_it_look();
+    let_it_wait();
     clock.skip_seconds(63);
-    let_it_look();
+    await_banners(output, 3);
     handler.stops = true;
     closer.join();
 

@@ -65,6 +65,16 @@ class Service:
                 client.shutdown(socket.SHUT_WR)
             return read_all(client)
 
+    def status_when(self, holds):
+        """The first status that holds; a busy machine may take its time."""
+        end = time.monotonic() + 30
+        while time.monotonic() < end:
+            status = json.loads(self.curl("/status.json"))
+            if holds(status):
+                return status
+            time.sleep(0.1)
+        raise AssertionError(status)
+
     def curl(self, path, *options):
         result = subprocess.run(
             ["curl", "-sS", "--max-time", "30", *options, f"http://127.0.0.1:{self.port}{path}"],
@@ -102,13 +112,11 @@ class Pages(unittest.TestCase):
     def test_page_and_its_figures(self):
         self.assertIn(b"<title>libombrel_tuk", self.service.curl("/"))
         first = json.loads(self.service.curl("/status.json"))
-        time.sleep(1.2)
-        second = json.loads(self.service.curl("/status.json"))
+        later = self.service.status_when(lambda status: len(status["size_history"]) > len(first["size_history"]))
         self.assertEqual(first["version"], "5.0.1.3")
-        self.assertGreater(second["uptime"], first["uptime"])
-        self.assertEqual(second["requests"], first["requests"] + 1)
-        self.assertGreater(len(second["size_history"]), len(first["size_history"]))
-        self.assertEqual(sum(site["blocks"] for site in second["sites"]), second["blocks"])
+        self.assertGreater(later["uptime"], first["uptime"])
+        self.assertGreater(later["requests"], first["requests"])
+        self.assertEqual(sum(site["blocks"] for site in later["sites"]), later["blocks"])
 
     def test_documents(self):
         document = xml.dom.minidom.parseString(self.service.curl("/version.xml"))
@@ -157,13 +165,13 @@ class Pages(unittest.TestCase):
         slow = [self.service.connect() for _ in range(20)]
         begin = time.monotonic()
         for client in slow:
-            client.sendall(request("/slow?ms=700", "Connection: close"))
+            client.sendall(request("/slow?ms=2000", "Connection: close"))
         self.assertIn(b"live blocks", self.service.curl("/heap"))
-        self.assertLess(time.monotonic() - begin, 0.6)
+        self.assertLess(time.monotonic() - begin, 1.9)
         for client in slow:
-            self.assertIn(b"waited 700 ms", read_all(client))
+            self.assertIn(b"waited 2000 ms", read_all(client))
             client.close()
-        self.assertGreater(time.monotonic() - begin, 0.69)
+        self.assertGreater(time.monotonic() - begin, 1.99)
 
     def test_pipeline_keeps_its_order(self):
         paths = ["/slow?ms=150", "/heap", "/nothing", "/version.xml"] * 3
@@ -243,8 +251,7 @@ class BadClients(unittest.TestCase):
                 client.sendall(data)
                 client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, b"\1\0\0\0\0\0\0\0")
                 client.close()
-        time.sleep(0.5)
-        self.assertEqual(json.loads(self.service.curl("/status.json"))["open"], 1)
+        self.service.status_when(lambda status: status["open"] == 1)
 
     def test_a_flood_of_names_keeps_a_bound(self):
         with Service() as service:
@@ -252,7 +259,7 @@ class BadClients(unittest.TestCase):
             for number, client in enumerate(clients):
                 client.sendall(request(f"/lookup?name=n{number}.invalid", "Connection: close"))
             self.assertIn(read_all(clients[-1])[9:12], (b"404", b"503"))
-            self.assertLess(service.stop()[1], 1)
+            self.assertLess(service.stop()[1], 10)
             self.assertEqual(service.process.returncode, 0)
             for client in clients:
                 client.close()
@@ -265,7 +272,7 @@ class BadClients(unittest.TestCase):
 
         def drip_empty_lines():
             with self.service.connect() as client, self.assertRaises(ConnectionError):
-                while time.monotonic() - begin < 15:
+                while time.monotonic() - begin < 60:
                     client.sendall(b"\r\n")
                     time.sleep(0.2)
 
@@ -280,7 +287,7 @@ class BadClients(unittest.TestCase):
         for thread in threads:
             thread.join()
         self.assertEqual([answer[9:12] for answer in answers], [b"408", b"408"])
-        self.assertLess(time.monotonic() - begin, 15)
+        self.assertLess(time.monotonic() - begin, 60)
 
 
 class Crowds(unittest.TestCase):
@@ -298,7 +305,7 @@ class Crowds(unittest.TestCase):
                 client.close()
             output, seconds = service.stop()
             self.assertIn("heap: 0 live blocks", output)
-            self.assertLess(seconds, 1)
+            self.assertLess(seconds, 10)
 
     def test_nobody_is_refused_while_there_is_room(self):
         """Clients that arrive while others are being accepted."""
@@ -340,7 +347,7 @@ class Crowds(unittest.TestCase):
                 output, seconds = service.stop()
                 self.assertEqual(service.process.returncode, 0, output)
                 self.assertIn("heap: 0 live blocks", output)
-                self.assertLess(seconds, 1)
+                self.assertLess(seconds, 10)
                 for client in waiting:
                     client.close()
 
@@ -351,8 +358,10 @@ class Crowds(unittest.TestCase):
             with service.connect("::1") as client:
                 client.sendall(request("/heap", "Connection: close"))
                 self.assertIn(b"200 OK", read_all(client))
-        with Service("[::1]:39181", "0") as service:
-            self.assertEqual(service.port, 39181)
+        with socket.create_server(("::1", 0), family=socket.AF_INET6) as server:
+            free_port = server.getsockname()[1]
+        with Service(f"[::1]:{free_port}", "0") as service:
+            self.assertEqual(service.port, free_port)
         for arguments, code, message in (
             (("256.1.1.1", "0"), 1, "cannot listen"),
             (("127.0.0.1", "65536"), 2, "usage"),

@@ -22,6 +22,15 @@ public:
         std::fclose(file_);
     }
 
+    /// What was written so far without a buffer; catching goes on.
+    std::string so_far() const {
+        std::string result;
+        char part[4096];
+        for (ssize_t n; (n = pread(fileno(file_), part, sizeof part, static_cast<off_t>(result.size()))) > 0;)
+            result.append(part, static_cast<size_t>(n));
+        return result;
+    }
+
     std::string text() {
         restore();
         std::string result;
