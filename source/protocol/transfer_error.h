@@ -1,0 +1,58 @@
+// Why a transfer failed: the kind for programs, a text for people.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace ombrel::protocol {
+
+enum class transfer_fault {
+    none,
+    invalid_name,  ///< a name that cannot be asked for
+    no_memory,
+    unreachable,   ///< the host has no address or does not take the connection
+    timed_out,
+    lost,          ///< the connection ended or was refused half-way
+    violation,     ///< the peer does not keep to the protocol
+    not_found,
+    no_access,
+    no_space,
+    exists,
+    refused,       ///< the peer said no for another reason
+};
+
+/// The first failure of a transfer; later ones follow from it.
+class transfer_error {
+public:
+    transfer_fault fault() const { return fault_; }
+    explicit operator bool() const { return fault_ != transfer_fault::none; }
+    /// The TFTP error or FTP reply that the peer gave; 0 for failures noticed on this side.
+    int peer_code() const { return peer_code_; }
+    const char* text() const { return text_; }
+
+    /// Keeps the printable characters of the text, which may be the peer's, as far as they fit.
+    /// @return false, for the caller to return
+    bool set(transfer_fault fault, std::string_view text, int peer_code = 0) {
+        if (fault_ != transfer_fault::none)
+            return false;
+        fault_ = fault;
+        peer_code_ = peer_code;
+        size_t length = 0;
+        for (const char c : text) {
+            if (length + 1 == sizeof text_)
+                break;
+            const unsigned char byte = static_cast<unsigned char>(c);
+            text_[length++] = byte < ' ' || byte == 0x7f ? '?' : c;
+        }
+        text_[length] = '\0';
+        return false;
+    }
+    void clear() { *this = transfer_error(); }
+
+private:
+    transfer_fault fault_ = transfer_fault::none;
+    int peer_code_ = 0;
+    char text_[160] = "";
+};
+
+} // namespace ombrel::protocol
