@@ -52,10 +52,14 @@ transfer_fault fault_of(uint16_t error_code) {
 }
 
 const char* text_of(uint16_t error_code) {
-    constexpr const char* texts[] = {"the server ended the transfer", "file not found",
-                                     "access violation",              "disk full",
-                                     "illegal operation",             "unknown transfer",
-                                     "file exists",                   "no such user",
+    constexpr const char* texts[] = {"the server ended the transfer",
+                                     "file not found",
+                                     "access violation",
+                                     "disk full",
+                                     "illegal operation",
+                                     "unknown transfer",
+                                     "file exists",
+                                     "no such user",
                                      "options refused"};
     return texts[error_code < std::size(texts) ? error_code : 0];
 }
@@ -131,9 +135,9 @@ bool tftp_client::open_at(const tftp_request& request, const sockaddr* address, 
 
 bool tftp_client::ask(const tftp_request& request, bool with_options) {
     asked_ = with_options ? options_of(request) : tftp_options();
-    const size_t size =
-        write_tftp_request({outgoing_, most_tftp_request},
-                           writing_ ? tftp_opcode::write_request : tftp_opcode::read_request, request.name, asked_);
+    const size_t size = write_tftp_request({outgoing_, most_tftp_request},
+                                           writing_ ? tftp_opcode::write_request : tftp_opcode::read_request,
+                                           request.name, asked_);
     if (size == 0)
         return error_.set(transfer_fault::invalid_name, "the name cannot be asked for");
     outstanding_ = true;
@@ -218,7 +222,8 @@ void tftp_client::take_data(const tftp_packet& packet) {
     if (stage_ == stage::asking)
         begin(plain_tftp_block);
     if (packet.body.size() > block_size_)
-        return fail_and_tell(transfer_fault::violation, tftp_error_code::illegal_operation, "the block is too long");
+        return fail_and_tell(transfer_fault::violation, tftp_error_code::illegal_operation,
+                             "the block is too long");
     block_++;
     position_ = 0;
     filled_ = packet.body.size();
@@ -329,32 +334,37 @@ void tftp_client::fail_and_tell(transfer_fault fault, tftp_error_code code, cons
     fail(fault, text);
 }
 
-ptrdiff_t tftp_client::read(void* buffer, size_t size) {
-    if (writing_ || wait(-1) != 1)
-        return -1;
+ptrdiff_t tftp_client::read(void* buffer, size_t size, int timeout_ms) {
+    const int ready = writing_ ? -1 : wait(timeout_ms);
+    if (ready != 1)
+        return ready == 0 ? transfer_waited : -1;
     const size_t taken = std::min(size, filled_ - position_);
-    std::memcpy(buffer, incoming_ + tftp_header_size + position_, taken);
+    if (taken > 0)
+        std::memcpy(buffer, incoming_ + tftp_header_size + position_, taken);
     position_ += taken;
     return static_cast<ptrdiff_t>(taken);
 }
 
-ptrdiff_t tftp_client::write(const void* data, size_t size) {
+ptrdiff_t tftp_client::write(const void* data, size_t size, int timeout_ms) {
     if (!writing_ || stage_ != stage::moving)
         return -1;
-    const uint8_t* at = static_cast<const uint8_t*>(data);
-    for (size_t left = size; left > 0;) {
+    const deadline limit(timeout_ms);
+    size_t done = 0;
+    while (done < size) {
         // The block may still have to be sent again until it is acknowledged.
-        if (wait(-1) != 1)
+        const int ready = wait(limit.left());
+        if (ready == -1)
             return -1;
-        const size_t taken = std::min(left, block_size_ - filled_);
-        std::memcpy(outgoing_ + tftp_header_size + filled_, at, taken);
+        if (ready == 0)
+            break;
+        const size_t taken = std::min(size - done, block_size_ - filled_);
+        std::memcpy(outgoing_ + tftp_header_size + filled_, static_cast<const uint8_t*>(data) + done, taken);
         filled_ += taken;
-        at += taken;
-        left -= taken;
+        done += taken;
         if (filled_ == block_size_)
             send_block();
     }
-    return static_cast<ptrdiff_t>(size);
+    return done > 0 || size == 0 ? static_cast<ptrdiff_t>(done) : transfer_waited;
 }
 
 /// Answers the last block once more where its acknowledgement was lost, without waiting for that.

@@ -17,11 +17,11 @@ namespace ombrel::protocol {
 struct tftp_request {
     const char* host = nullptr;
     int port = 69;
-    const char* name = nullptr;  ///< the file's name as the server is to see it
-    bool write = false;          ///< to the server
-    size_t block_size = 1428;    ///< asked for, 8 to 65464; this one is not fragmented on an Ethernet
-    int interval_ms = 1000;      ///< the wait before a packet is sent again; doubled up to four times as long
-    unsigned tries = 6;          ///< how often a packet is sent before the peer counts as gone
+    const char* name = nullptr; ///< the file's name as the server is to see it
+    bool write = false;         ///< to the server
+    size_t block_size = 1428;   ///< asked for, 8 to 65464; this one is not fragmented on an Ethernet
+    int interval_ms = 1000;     ///< the wait before a packet is sent again; doubled up to four times as long
+    unsigned tries = 6;         ///< how often a packet is sent before the peer counts as gone
     std::optional<uint64_t> size; ///< of the file to write, where it is known
 };
 
@@ -40,11 +40,13 @@ public:
     /// @return 1 when it can (at the end of the file too), 0 when the time ran out, -1 after a failure
     int wait(int timeout_ms);
 
-    /// Waits for the next block when none is left. @return bytes, 0 at the end, -1 on a failure
-    ptrdiff_t read(void* buffer, size_t size);
+    /// Waits for the next block when none is left.
+    /// @return bytes, 0 at the end, -1 after a failure, transfer_waited
+    ptrdiff_t read(void* buffer, size_t size, int timeout_ms);
 
-    /// Sends every block that the data fill; the rest waits for more. @return `size` or -1
-    ptrdiff_t write(const void* data, size_t size);
+    /// Sends every block that the data fill; the rest waits for more.
+    /// @return bytes taken, fewer when the time ran out; -1 after a failure; transfer_waited
+    ptrdiff_t write(const void* data, size_t size, int timeout_ms);
 
     /// Ends the transfer: sends the last block and waits for its acknowledgement, or tells the server that no
     /// more is wanted. False when a failure, now or before, kept the file from being transferred in full.
@@ -86,22 +88,22 @@ private:
     stage stage_ = stage::closed;
     bool writing_ = false;
     bool peer_known_ = false;
-    bool outstanding_ = false;   ///< writing: the last packet waits for its acknowledgement
+    bool outstanding_ = false; ///< writing: the last packet waits for its acknowledgement
     int socket_ = -1;
     int interval_ms_ = 0;
     unsigned tries_ = 0;
     unsigned times_sent_ = 0;
     tftp_options asked_;
-    endpoint peer_;              ///< its port is the transfer's once the peer is known
+    endpoint peer_; ///< its port is the transfer's once the peer is known
     deadline next_sending_;
     uint8_t* outgoing_ = nullptr; ///< the packet that is sent until it is answered
     size_t outgoing_room_ = 0, outgoing_size_ = 0;
     uint8_t* incoming_ = nullptr; ///< the last packet that came
     size_t incoming_room_ = 0;
     size_t block_size_ = plain_tftp_block;
-    uint64_t block_ = 0;         ///< number of the last block taken or sent, not reduced to 16 bits
-    size_t position_ = 0;        ///< of the next byte in the block
-    size_t filled_ = 0;          ///< bytes in the block
+    uint64_t block_ = 0;  ///< number of the last block taken or sent, not reduced to 16 bits
+    size_t position_ = 0; ///< of the next byte in the block
+    size_t filled_ = 0;   ///< bytes in the block
     std::optional<uint64_t> size_;
     transfer_error error_;
 };

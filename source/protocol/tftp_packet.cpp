@@ -30,9 +30,8 @@ bool take_text(std::span<const uint8_t>& bytes, std::string_view& text) {
 
 /// Option names are compared without regard to case, as requests and answers may differ in it.
 bool is_option(std::string_view name, std::string_view expected) {
-    return std::equal(name.begin(), name.end(), expected.begin(), expected.end(), [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b;
-    });
+    return std::equal(name.begin(), name.end(), expected.begin(), expected.end(),
+                      [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b; });
 }
 
 template<typename Number>

@@ -8,18 +8,21 @@ namespace ombrel::protocol {
 
 enum class transfer_fault {
     none,
-    invalid_name,  ///< a name that cannot be asked for
+    invalid_name, ///< a name that cannot be asked for
     no_memory,
-    unreachable,   ///< the host has no address or does not take the connection
+    unreachable, ///< the host has no address or does not take the connection
     timed_out,
-    lost,          ///< the connection ended or was refused half-way
-    violation,     ///< the peer does not keep to the protocol
+    lost,      ///< the connection ended or was refused half-way
+    violation, ///< the peer does not keep to the protocol
     not_found,
     no_access,
     no_space,
     exists,
-    refused,       ///< the peer said no for another reason
+    refused, ///< the peer said no for another reason
 };
+
+/// The result of a transferring call whose own time ran out; the transfer goes on.
+inline constexpr int transfer_waited = -2;
 
 /// The first failure of a transfer; later ones follow from it.
 class transfer_error {
