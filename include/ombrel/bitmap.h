@@ -30,18 +30,18 @@ typedef struct ombrel_bitmap_ts {
     uint32_t m_resx;            /**< pixels in a row */
     uint32_t m_resy;            /**< rows */
     uint32_t m_line_length;     /**< bytes from one row to the next */
-    uint32_t m_flags;  /**< how the blending mode takes it as the upper one: 0x8000 skips the pixels of
-                            `m_ccolor`, 0x10000 applies `m_alpha`, 0x20000 each pixel's own alpha */
-    uint32_t m_ccolor; /**< the colour that is skipped, in `m_color_interface` */
-    uint32_t m_alpha;  /**< 0 (invisible) to 255 (opaque); more counts as 255 */
+    uint32_t m_flags;           /**< how the blend mode takes it as the upper one: #def_ombrel_fbmap_ccolor,
+                                     #def_ombrel_fbmap_alpha_window and #def_ombrel_fbmap_alpha_pixel count */
+    uint32_t m_ccolor;          /**< the colour key, in `m_color_interface` */
+    uint32_t m_alpha_window;    /**< 0 (invisible) to 255 (opaque); more counts as 255 */
 } ombrel_bitmap_t;
 
 /**
  * @brief Copies a rectangle byte by byte, whatever the colours mean.
  *
- * The rectangle is cut to both bitmaps. They may share their memory: the result is as if the rectangle had
- * been copied aside first. Depths that do not fill bytes work where rows of pixels begin and end with a byte;
- * a row's last bits beyond its last whole byte stay as they are.
+ * The rectangle is cut to both bitmaps. They may be views of the same memory with the same line length: the
+ * result is as if the rectangle had been copied aside first. Depths that do not fill bytes work where rows of
+ * pixels begin and end with a byte; a row's last bits beyond its last whole byte stay as they are.
  * @param to     the bitmap to write to
  * @param to_x   column there of the rectangle's left edge; any value
  * @param to_y   row there of the rectangle's upper edge; any value
@@ -96,9 +96,9 @@ OMBREL_API int ombrel_copy_raw_bitmap_scale(ombrel_bitmap_t* to, int32_t to_x, i
  * it. The upper alpha channel counts as full there, so that opaque pixels stay opaque. Palette and grey
  * fields become the upper ones where a is 128 or more. Without both alpha flags the pixels are copied.
  *
- * The rectangle is cut to the map and to the bitmap. When both share memory, the plain mode without
- * conversion works as if the rectangle had been copied aside first; otherwise what is read may have been
- * written by the call.
+ * The rectangle is cut to the map and to the bitmap. When both are the same memory with the same line length,
+ * the plain mode without conversion works as if the rectangle had been copied aside first; otherwise what is
+ * read may have been written by the call.
  * @param fbmap    the map
  * @param bitmap   receives the pixels; see ombrel_bitmap_t for when it is valid
  * @param bitmap_x column there of the rectangle's left edge; any value

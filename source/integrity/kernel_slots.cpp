@@ -1,10 +1,6 @@
-#include <atomic>
-#include <cstdlib>
-
-#include "core/short_lock_guard.h"
+#include "core/kernel_table.h"
 #include "integrity/aes_kernel.h"
 #include "integrity/kernels/kernels.h"
-#include "platform/processor.h"
 
 namespace ombrel::integrity {
 
@@ -18,24 +14,12 @@ kernel_slots choose_all(uint32_t features) {
             choose(all_kernels.base64_encode, features), choose(all_kernels.base64_decode, features)};
 }
 
-constinit kernel_slots slots{};
-constinit std::atomic<bool> chosen{false};
-constinit ombrel_short_lock_t choosing{};
-
-void choose_once() {
-    const short_lock_guard guard(choosing);
-    if (chosen.load(std::memory_order_relaxed))
-        return;
-    slots = choose_all(features_to_use(getenv("OMBREL_PLAIN_KERNELS"), platform::processor_features()));
-    chosen.store(true, std::memory_order_release);
-}
+constinit kernel_table<kernel_slots, choose_all> table;
 
 } // namespace
 
 const kernel_slots& kernels() {
-    if (!chosen.load(std::memory_order_acquire))
-        choose_once();
-    return slots;
+    return table.get();
 }
 
 } // namespace ombrel::integrity

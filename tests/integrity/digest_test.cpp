@@ -180,8 +180,8 @@ TEST(digest_end, finishes_the_sha_contexts) {
 
 // The value is that of coreutils. Without instructions for it this takes too long for every run.
 TEST(digest_length, passes_4_gib) {
-    const uint32_t features = ombrel::integrity::features_to_use(getenv("OMBREL_PLAIN_KERNELS"),
-                                                                 ombrel::platform::processor_features());
+    const uint32_t features =
+        ombrel::features_to_use(getenv("OMBREL_PLAIN_KERNELS"), ombrel::platform::processor_features());
     if (sizeof(void*) < 8 || (features & (ombrel::platform::x86_sha | ombrel::platform::arm_sha256)) == 0)
         GTEST_SKIP() << "this processor or build is too slow for gigabytes";
     const std::vector<unsigned char> zeros(size_t{1} << 20);

@@ -1,5 +1,3 @@
-#include <string_view>
-
 #include "integrity/kernels/arm/arm.h"
 #include "integrity/kernels/base64.h"
 #include "integrity/kernels/generic/plain.h"
@@ -80,11 +78,6 @@ constexpr candidate<base64_decode_kernel> base64_decode_list[] = {
 };
 
 } // namespace
-
-uint32_t features_to_use(const char* plain_kernels_setting, uint32_t present) {
-    const std::string_view setting = plain_kernels_setting != nullptr ? plain_kernels_setting : "0";
-    return setting.empty() || setting == "0" ? present : 0;
-}
 
 constinit const kernel_candidates all_kernels = {crc_list<crc16_ibm_model>,
                                                  crc_list<crc16_ccitt_model>,

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <span>
 
+#include "core/kernel_choice.h"
+
 namespace ombrel::integrity {
 
 struct aes_kernel;
@@ -26,26 +28,6 @@ using base64_encode_kernel = void (*)(char* text, const unsigned char* bytes, si
 /// Makes 3 bytes out of 4 characters, for at most `groups` groups and as far as they have characters of the
 /// standard alphabet only; gives the groups made. Nothing is written beyond 3 times `groups` bytes.
 using base64_decode_kernel = size_t (*)(unsigned char* bytes, const unsigned char* text, size_t groups);
-
-template<typename Kernel>
-struct candidate {
-    const char* name;
-    uint32_t needs; ///< bits of platform::processor_feature that must all be there
-    Kernel run;
-};
-
-/// The first one that the processor can run. Every list ends with the plain kernel, which needs nothing.
-template<typename Kernel>
-Kernel choose(std::span<const candidate<Kernel>> list, uint32_t features) {
-    size_t i = 0;
-    while ((list[i].needs & ~features) != 0)
-        i++;
-    return list[i].run;
-}
-
-/// The features to choose by: none when the setting asks for the plain kernels, which it does unless it is
-/// null, empty or "0".
-uint32_t features_to_use(const char* plain_kernels_setting, uint32_t present);
 
 /// All kernels of this build, the fastest of each list first.
 struct kernel_candidates {

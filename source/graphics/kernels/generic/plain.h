@@ -1,0 +1,17 @@
+// The kernels that every processor runs.
+#pragma once
+
+#include "graphics/kernels/kernels.h"
+
+namespace ombrel::graphics {
+
+void fill16_plain(unsigned char* to, uint32_t color, size_t count);
+void fill24_plain(unsigned char* to, uint32_t color, size_t count);
+void fill32_plain(unsigned char* to, uint32_t color, size_t count);
+
+void widen_plain(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
+void narrow_plain(unsigned char* to, const unsigned char* from, size_t count);
+
+void blend_plain(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
+
+} // namespace ombrel::graphics

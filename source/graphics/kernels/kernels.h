@@ -1,0 +1,57 @@
+// The inner loops of graphics: the plain ones, and beside them those for particular processors. Pixels lie at
+// any alignment.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "core/kernel_choice.h"
+
+namespace ombrel::graphics {
+
+/// Writes `count` times the same pixel; the kernel stands for the size of one.
+using fill_kernel = void (*)(unsigned char* to, uint32_t color, size_t count);
+
+/// Makes 32-bit pixels of 5, 6 and 5 bits, with `top` as what stands above red. The rows do not overlap.
+using widen_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
+
+/// Makes pixels of 5, 6 and 5 bits of 32-bit ones. The rows do not overlap.
+using narrow_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count);
+
+/// How 32-bit pixels with 8-bit channels are put upon others of the same order.
+struct blend_settings {
+    uint32_t window_alpha = 255; ///< 0 to 255
+    bool pixel_alpha = false;    ///< whether the top byte's value counts as well
+    bool keyed = false;          ///< whether pixels are skipped that are `key` in the bits of `key_mask`
+    uint32_t key = 0;            ///< 0 in other bits
+    uint32_t key_mask = 0;
+    uint32_t keep = ~uint32_t{0}; ///< the bits of the upper pixel that are blended
+    uint32_t set = 0;             ///< and those set in it before, which are none of `keep`
+};
+
+/// Blends `from` upon `to`. The rows are the same or do not overlap.
+using blend_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count,
+                              const blend_settings& settings);
+
+/// All kernels of this build, the fastest of each list first.
+struct kernel_candidates {
+    std::span<const candidate<fill_kernel>> fill16, fill24, fill32;
+    std::span<const candidate<widen_kernel>> widen;
+    std::span<const candidate<narrow_kernel>> narrow;
+    std::span<const candidate<blend_kernel>> blend;
+};
+extern const kernel_candidates all_kernels;
+
+/// The kernels in use.
+struct kernel_slots {
+    fill_kernel fill16, fill24, fill32;
+    widen_kernel widen;
+    narrow_kernel narrow;
+    blend_kernel blend;
+};
+
+/// Chosen on the first call.
+const kernel_slots& kernels();
+
+} // namespace ombrel::graphics
