@@ -9,9 +9,11 @@
 
 #include "core/heap_ptr.h"
 #include "text/ctype_table.h"
+#include "text/slice.h"
 
 using ombrel::is_class;
 using ombrel::is_digit;
+using ombrel::slice;
 
 namespace {
 
@@ -49,16 +51,16 @@ struct parts {
 /// character included.
 std::string_view take_until(std::string_view& text, const char* characters) {
     const size_t size = std::min(text.find_first_of(characters), text.size());
-    const std::string_view taken = text.substr(0, size);
+    const std::string_view taken = slice(text, 0, size);
     text.remove_prefix(size);
     return taken;
 }
 
 void split_user_information(std::string_view text, parts& found) {
     const size_t colon = text.find(':');
-    found.user = text.substr(0, colon);
+    found.user = slice(text, 0, colon);
     if (colon != text.npos)
-        found.password = text.substr(colon + 1);
+        found.password = slice(text, colon + 1);
 }
 
 bool parse_port(std::string_view text, int& port) {
@@ -89,7 +91,7 @@ bool is_future_address(std::string_view text) {
 
 /// The shape of an IPv6 address; whether it is one, and its zone exists, the resolver will see.
 bool is_ipv6_shape(std::string_view text) {
-    const std::string_view address = text.substr(0, text.find('%'));
+    const std::string_view address = slice(text, 0, text.find('%'));
     const auto is_address_character = [](char c) {
         return is_digit(c) || is_class(c, def_ombrel_ctype_hex_letter) || c == ':' || c == '.';
     };
@@ -101,10 +103,10 @@ bool split_bracketed_host(std::string_view text, parts& found) {
     const size_t end = text.find(']');
     if (end == text.npos)
         return false;
-    found.host = text.substr(1, end - 1);
+    found.host = slice(text, 1, end - 1);
     found.is_ip_literal = true;
-    const std::string_view behind = text.substr(end + 1);
-    const bool ends_well = behind.empty() || (behind[0] == ':' && parse_port(behind.substr(1), found.port));
+    const std::string_view behind = slice(text, end + 1);
+    const bool ends_well = behind.empty() || (behind[0] == ':' && parse_port(slice(behind, 1), found.port));
     return ends_well && (is_ipv6_shape(found.host) || is_future_address(found.host));
 }
 
@@ -112,19 +114,19 @@ bool split_authority(std::string_view text, parts& found) {
     // The last "@" counts, so that one in a password need not be encoded.
     const size_t at = text.rfind('@');
     if (at != text.npos) {
-        split_user_information(text.substr(0, at), found);
+        split_user_information(slice(text, 0, at), found);
         text.remove_prefix(at + 1);
     }
     if (!text.empty() && text[0] == '[')
         return split_bracketed_host(text, found);
     const size_t colon = text.find(':');
-    found.host = text.substr(0, colon);
+    found.host = slice(text, 0, colon);
     const bool has_brackets = found.host.find_first_of("[]") != text.npos;
-    return !has_brackets && (colon == text.npos || parse_port(text.substr(colon + 1), found.port));
+    return !has_brackets && (colon == text.npos || parse_port(slice(text, colon + 1), found.port));
 }
 
 bool split_hierarchy(std::string_view text, parts& found) {
-    if (text.substr(0, 2) == "//") {
+    if (slice(text, 0, 2) == "//") {
         text.remove_prefix(2);
         if (!split_authority(take_until(text, "/?#"), found))
             return false;
@@ -135,7 +137,7 @@ bool split_hierarchy(std::string_view text, parts& found) {
         found.query = take_until(text, "#");
     }
     if (!text.empty())
-        found.fragment = text.substr(1);
+        found.fragment = slice(text, 1);
     return true;
 }
 
@@ -149,7 +151,7 @@ bool split(std::string_view text, parts& found) {
         found.path = text;
         return true;
     }
-    found.scheme = text.substr(0, scheme);
+    found.scheme = slice(text, 0, scheme);
     found.rest.remove_prefix(scheme + 1);
     return split_hierarchy(found.rest, found);
 }
