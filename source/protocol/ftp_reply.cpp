@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "protocol/decimal.h"
+#include "text/slice.h"
 
 namespace ombrel::protocol {
 
@@ -19,7 +20,7 @@ bool find_bracketed(std::string_view text, std::string_view& inside) {
     const size_t close = text.find(')', open == text.npos ? text.size() : open);
     if (close == text.npos)
         return false;
-    inside = text.substr(open + 1, close - open - 1);
+    inside = slice(text, open + 1, close - open - 1);
     return true;
 }
 
@@ -83,7 +84,7 @@ bool parse_ftp_extended_passive(std::string_view text, int& port) {
         inside.back() != mark)
         return false;
     uint64_t number = 0;
-    if (!parse_decimal(inside.substr(3, inside.size() - 4), 65535, number) || number == 0)
+    if (!parse_decimal(slice(inside, 3, inside.size() - 4), 65535, number) || number == 0)
         return false;
     port = static_cast<int>(number);
     return true;
@@ -97,7 +98,7 @@ bool parse_ftp_passive(std::string_view text, int& port) {
     for (size_t i = 0; i < 6; i++) {
         const size_t length =
             static_cast<size_t>(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
-        if (!parse_decimal(text.substr(0, length), 255, numbers[i]))
+        if (!parse_decimal(slice(text, 0, length), 255, numbers[i]))
             return false;
         text.remove_prefix(length);
         if (i < 5 && (text.empty() || text[0] != ','))

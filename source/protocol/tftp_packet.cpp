@@ -6,6 +6,7 @@
 #include <ombrel/printf.h>
 
 #include "protocol/decimal.h"
+#include "text/slice.h"
 
 namespace ombrel::protocol {
 
@@ -116,7 +117,7 @@ bool parse_tftp_packet(std::span<const uint8_t> bytes, tftp_packet& packet) {
     case tftp_opcode::error:
         // Some servers leave the final zero out.
         packet.text = {reinterpret_cast<const char*>(packet.body.data()), packet.body.size()};
-        packet.text = packet.text.substr(0, packet.text.find('\0'));
+        packet.text = slice(packet.text, 0, packet.text.find('\0'));
         return true;
     default:
         return false;
