@@ -1,0 +1,215 @@
+#include "graphics/row_writer.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <ombrel/color.h>
+
+#include "graphics/mix.h"
+#include "graphics/pixel.h"
+
+namespace ombrel::graphics {
+
+namespace {
+
+constexpr uint32_t colors_of_bytes = 0x00FFFFFF;
+
+unsigned bytes_of(uint32_t color_interface) {
+    return ombrel_color_interface_to_bits_per_pixel(color_interface) / 8;
+}
+
+// Three channels of a byte each in the low bytes, with or without something above them.
+constexpr bool has_byte_channels(uint32_t color_interface) {
+    const uint32_t colors = color_interface & colors_of_bytes, top = color_interface >> 24;
+    return (colors == def_ombrel_color_interface_rgb888 || colors == def_ombrel_color_interface_bgr888) &&
+           (top == 0x00 || top == 0x08 || top == 0x18);
+}
+
+constexpr bool has_alpha(uint32_t color_interface) {
+    for (int i = 0; i < 4; i++) {
+        const uint32_t field = color_interface >> (8 * i) & 0xFF;
+        if (field >> 4 == def_ombrel_color_channel_alpha && (field & 0xF) != 0)
+            return true;
+    }
+    return false;
+}
+
+// The bits of a pixel that mean something.
+uint32_t meaningful_bits(uint32_t color_interface) {
+    uint64_t mask = 0;
+    unsigned shift = 0;
+    for (int i = 0; i < 4; i++) {
+        const uint32_t field = color_interface >> (8 * i) & 0xFF, bits = field & 0xF;
+        if (field >> 4 != def_ombrel_color_channel_none)
+            mask |= ((uint64_t{1} << bits) - 1) << shift;
+        shift += bits;
+    }
+    return static_cast<uint32_t>(mask);
+}
+
+uint32_t load(const unsigned char* from, unsigned bytes) {
+    switch (bytes) {
+    case 1:
+        return load_pixel<1>(from);
+    case 2:
+        return load_pixel<2>(from);
+    case 3:
+        return load_pixel<3>(from);
+    default:
+        return load_pixel<4>(from);
+    }
+}
+
+void store(unsigned char* to, uint32_t pixel, unsigned bytes) {
+    switch (bytes) {
+    case 1:
+        return store_pixel<1>(to, pixel);
+    case 2:
+        return store_pixel<2>(to, pixel);
+    case 3:
+        return store_pixel<3>(to, pixel);
+    default:
+        return store_pixel<4>(to, pixel);
+    }
+}
+
+} // namespace
+
+row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, uint32_t mode)
+    : to_interface_(to.m_color_interface), from_interface_(from.m_color_interface),
+      to_bytes_(bytes_of(to_interface_)), from_bytes_(bytes_of(from_interface_)) {
+    const bool blends = mode == def_ombrel_fbmap_blend && (from.m_flags & def_ombrel_fbmap_transparent) != 0;
+    write_ = blends ? choose_blending(from) : choose_plain();
+}
+
+row_writer::write_function row_writer::choose_plain() const {
+    if (to_interface_ == from_interface_)
+        return &row_writer::copy;
+    const auto is_rgb32 = [](uint32_t color_interface) {
+        return color_interface == def_ombrel_color_interface_argb8888 ||
+               color_interface == def_ombrel_color_interface_xrgb8888;
+    };
+    if (from_interface_ == def_ombrel_color_interface_rgb565 && is_rgb32(to_interface_))
+        return &row_writer::widen;
+    if (is_rgb32(from_interface_) && to_interface_ == def_ombrel_color_interface_rgb565)
+        return &row_writer::narrow;
+    return &row_writer::convert;
+}
+
+row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& from) {
+    settings_.keyed = (from.m_flags & def_ombrel_fbmap_ccolor) != 0;
+    settings_.key_mask = meaningful_bits(from_interface_);
+    settings_.key = from.m_ccolor & settings_.key_mask;
+    if ((from.m_flags & def_ombrel_fbmap_alpha_window) != 0)
+        settings_.window_alpha = std::min(from.m_alpha_window, uint32_t{255});
+    settings_.pixel_alpha = (from.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && has_alpha(from_interface_);
+    const bool only_key =
+        (from.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0;
+    const bool of_one_order = to_bytes_ == 4 && from_bytes_ == 4 &&
+                              ((to_interface_ ^ from_interface_) & colors_of_bytes) == 0 &&
+                              has_byte_channels(to_interface_) && has_byte_channels(from_interface_);
+    if (only_key)
+        return of_one_order && to_interface_ == from_interface_ ? &row_writer::blend_directly
+                                                                : &row_writer::convert_but_key;
+    if (has_byte_channels(to_interface_)) {
+        // What is blended is opaque but for its alpha, so that it stays opaque where it is.
+        settings_.keep = colors_of_bytes;
+        settings_.set = has_alpha(to_interface_) ? ~colors_of_bytes : 0;
+        return of_one_order ? &row_writer::blend_directly : &row_writer::blend_bytes;
+    }
+    find_fields();
+    return &row_writer::blend_fields;
+}
+
+void row_writer::find_fields() {
+    unsigned shift = 0;
+    for (size_t i = 0; i < fields_.size(); i++) {
+        const uint32_t code = to_interface_ >> (8 * i) & 0xFF, bits = code & 0xF, kind = code >> 4;
+        fields_[i] = {(1u << bits) - 1, shift, kind == def_ombrel_color_channel_alpha,
+                      kind == def_ombrel_color_channel_packed_palette ||
+                          kind == def_ombrel_color_channel_grey || kind == def_ombrel_color_channel_palette};
+        shift += bits;
+    }
+}
+
+void row_writer::copy(unsigned char* to, const unsigned char* from, size_t count) const {
+    memmove(to, from, count * to_bytes_);
+}
+
+void row_writer::widen(unsigned char* to, const unsigned char* from, size_t count) const {
+    kernels().widen(to, from, count, has_alpha(to_interface_) ? ~colors_of_bytes : 0);
+}
+
+void row_writer::narrow(unsigned char* to, const unsigned char* from, size_t count) const {
+    kernels().narrow(to, from, count);
+}
+
+void row_writer::convert(unsigned char* to, const unsigned char* from, size_t count) const {
+    for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_)
+        store(to, ombrel_convert_color(to_interface_, from_interface_, load(from, from_bytes_)), to_bytes_);
+}
+
+void row_writer::convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const {
+    for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_) {
+        const uint32_t pixel = load(from, from_bytes_);
+        if (!is_key(pixel))
+            store(to, ombrel_convert_color(to_interface_, from_interface_, pixel), to_bytes_);
+    }
+}
+
+void row_writer::blend_directly(unsigned char* to, const unsigned char* from, size_t count) const {
+    kernels().blend(to, from, count, settings_);
+}
+
+uint32_t row_writer::alpha_of(uint32_t pixel) const {
+    constexpr uint32_t alpha_alone = 0x18;
+    if (is_key(pixel))
+        return 0;
+    if (!settings_.pixel_alpha)
+        return settings_.window_alpha;
+    return divide_by_255(ombrel_convert_color(alpha_alone, from_interface_, pixel) * settings_.window_alpha);
+}
+
+void row_writer::blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const {
+    blend_settings by_pixel = settings_;
+    by_pixel.window_alpha = 255;
+    by_pixel.pixel_alpha = true;
+    by_pixel.keyed = false;
+    alignas(32) std::array<unsigned char, 4 * chunk> upper, lower;
+    while (count > 0) {
+        const size_t now = std::min(count, chunk);
+        for (size_t i = 0; i < now; i++, from += from_bytes_) {
+            const uint32_t pixel = load(from, from_bytes_);
+            const uint32_t color = ombrel_convert_color(to_interface_, from_interface_, pixel);
+            store_pixel<4>(&upper[4 * i], (color & colors_of_bytes) | alpha_of(pixel) << 24);
+            store_pixel<4>(&lower[4 * i], load(to + i * to_bytes_, to_bytes_));
+        }
+        kernels().blend(lower.data(), upper.data(), now, by_pixel);
+        for (size_t i = 0; i < now; i++, to += to_bytes_)
+            store(to, load_pixel<4>(&lower[4 * i]), to_bytes_);
+        count -= now;
+    }
+}
+
+uint32_t row_writer::mix_fields(uint32_t upper, uint32_t lower, uint32_t alpha) const {
+    uint32_t result = 0;
+    for (const color_field& field : fields_) {
+        if (field.mask == 0)
+            continue;
+        const uint32_t above = field.is_alpha ? field.mask : upper >> field.shift & field.mask;
+        const uint32_t below = lower >> field.shift & field.mask;
+        const uint32_t mixed = field.is_index ? (alpha >= 128 ? above : below) : mix(above, below, alpha);
+        result |= mixed << field.shift;
+    }
+    return result;
+}
+
+void row_writer::blend_fields(unsigned char* to, const unsigned char* from, size_t count) const {
+    for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_) {
+        const uint32_t pixel = load(from, from_bytes_);
+        const uint32_t color = ombrel_convert_color(to_interface_, from_interface_, pixel);
+        store(to, mix_fields(color, load(to, to_bytes_), alpha_of(pixel)), to_bytes_);
+    }
+}
+
+} // namespace ombrel::graphics
