@@ -10,7 +10,9 @@
  * - Each takes the context's handle first, which serves as an argument of any function of ctx.h. An operation
  *   that changes to another operation of the same context calls its own function directly.
  * - A slot may be null: the operation is not supported, and the caller gets -1 or null and that error.
- * - Operations that fail set the error by ombrel_ctx_set_last_error().
+ * - Operations that fail set the error by ombrel_ctx_set_last_error(). A plug-in's own last-error operations
+ *   serve during its open operation too, and once more after a refusal.
+ * - An operation neither closes nor destroys its own context.
  * - No operation is called for an unknown handle or a closed context, nor with a null name or query, nor with
  * a null buffer whose size is above 0.
  *

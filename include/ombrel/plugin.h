@@ -129,7 +129,10 @@ OMBREL_API int ombrel_load_plugin(const char* path, const char* search_list);
 OMBREL_API int ombrel_unload_plugin(int handle);
 
 /**
- * @brief Drops every use of every plug-in, those of open contexts' base plug-ins included.
+ * @brief Drops every use of every plug-in, those that contexts have in the built-in one included.
+ *
+ * As with ombrel_unload_plugin(), a plug-in to which contexts are bound goes when the last of them is closed.
+ * A context that exists finds no plug-in to open until one is loaded.
  * @return 0
  */
 OMBREL_API int ombrel_unload_all_plugin(void);
@@ -162,7 +165,7 @@ OMBREL_API ombrel_plugin_main_t ombrel_plugin_get_main_entry(int handle);
 OMBREL_API int ombrel_plugin_is_executable_main(int handle);
 /**
  * @brief Runs the main entry.
- * @param handle the plug-in; it is not unloaded while its entry runs, unless all plug-ins are
+ * @param handle the plug-in, which stays loaded while its entry runs
  * @param argc   number of arguments
  * @param argv   the arguments, handed over as they are
  * @return the entry's result; 1 when there is none
@@ -192,7 +195,7 @@ OMBREL_API int ombrel_compare_mime_type(const char* a, const char* b);
  * "application/tuk_stream*" covers every type that begins so.
  * @param hint      the patterns; null covers every type
  * @param mime_type the type; null is the empty text
- * @return 0 when a pattern matches; -1 when none does, or when memory runs out
+ * @return 0 when a pattern matches; -1 when none does
  */
 OMBREL_API int ombrel_compare_mime_type_hint(const char* hint, const char* mime_type);
 

@@ -82,6 +82,17 @@ OMBREL_API ombrel_sha256_t* ombrel_open_sha256(void);
  */
 OMBREL_API int ombrel_close_sha256(ombrel_sha256_t* ctx, void* out);
 
+/**
+ * @brief Digests whatever a stream gives, from its opening to its end.
+ *
+ * It needs 32,768 bytes of heap and a context for the time of the call, which may come from any thread.
+ * @param source what to open, as by ombrel_open_ctx_stream() in mode "rb": a path or a URI
+ * @param ctx    initialised and fed, its digest being left to ombrel_sha256_digest(); null only reads
+ * @return 0 at the end of the stream; -1 when it cannot be opened, memory runs out, reading fails, or it has
+ *         nothing to read for 16 seconds later than 60 seconds after the start
+ */
+OMBREL_API int ombrel_simple_sha256(const char* source, ombrel_sha256_t* ctx);
+
 OMBREL_END_C
 
 #endif

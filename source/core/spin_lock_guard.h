@@ -1,0 +1,34 @@
+// Holds a reference on a spin lock for a scope.
+#pragma once
+
+#include <ombrel/spin_lock.h>
+
+namespace ombrel {
+
+/// Takes a reference, however long it takes.
+class spin_lock_guard {
+public:
+    spin_lock_guard(ombrel_spin_lock_t& lock, uint32_t mode, const char* tag, unsigned long line)
+        : lock_(lock), tag_(tag), line_(line) {
+        if (!take_at_once(mode))
+            ombrel_reference_spin_lock_tag(&lock_, mode, tag_, line_);
+    }
+    ~spin_lock_guard() { ombrel_reference_spin_unlock_tag(&lock_, tag_, line_); }
+    spin_lock_guard(const spin_lock_guard&) = delete;
+    spin_lock_guard& operator=(const spin_lock_guard&) = delete;
+
+private:
+    // A lock that is held for a moment only should not cost a sleep.
+    bool take_at_once(uint32_t mode) {
+        for (int attempt = 0; attempt < 100; attempt++)
+            if (ombrel_reference_try_spin_lock_tag(&lock_, mode, tag_, line_) == 1)
+                return true;
+        return false;
+    }
+
+    ombrel_spin_lock_t& lock_;
+    const char* tag_;
+    unsigned long line_;
+};
+
+} // namespace ombrel

@@ -1,0 +1,23 @@
+#include "platform/library_loader.h"
+
+#include <dlfcn.h>
+
+namespace ombrel::platform {
+
+void* open_library(const char* path, int flags) {
+    return dlopen(path, flags != 0 ? flags : RTLD_NOW | RTLD_LOCAL);
+}
+
+int close_library(void* library) {
+    return dlclose(library);
+}
+
+void* library_symbol(void* library, const char* name) {
+    return dlsym(library, name);
+}
+
+const char* library_error() {
+    return dlerror();
+}
+
+} // namespace ombrel::platform

@@ -1,0 +1,134 @@
+// Databases and frame-buffer information.
+#include <cstring>
+
+#include <ombrel/printf.h>
+
+#include "plugin/ctx_internal.h"
+
+using namespace ombrel;
+using namespace ombrel::plugin;
+
+namespace {
+
+using result_t = ombrel_ctx_db_result_t;
+
+// Calls work(text) with the formatted text.
+template<typename Work>
+auto with_formatted(int handle, const char* format, va_list args, Work work) {
+    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+    return text ? work(text.get()) : fail<decltype(work(text.get()))>(handle, def_ombrel_ctx_error_no_memory);
+}
+
+bool are_valid(const char* query, const ombrel_ctx_db_value_t* parameters, size_t count) {
+    return query != nullptr && (parameters != nullptr || count == 0);
+}
+
+// Calls an operation on a result, which null is not.
+template<typename Slot, typename... Arguments>
+auto forward_result(int handle, Slot slot, result_t* result, Arguments... arguments) {
+    using answer = decltype(forward(handle, slot, result, arguments...));
+    return result != nullptr ? forward(handle, slot, result, arguments...)
+                             : fail<answer>(handle, def_ombrel_ctx_error_invalid_argument);
+}
+
+} // namespace
+
+result_t* ombrel_ctx_db_get_query_ex(int handle, const char* query, const ombrel_ctx_db_value_t* parameters,
+                                     size_t count) {
+    if (!are_valid(query, parameters, count))
+        return fail<result_t*>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward(handle, &v1_interface::m_db_get_query, query, parameters, count);
+}
+
+result_t* ombrel_ctx_db_get_query_puts(int handle, const char* query) {
+    return ombrel_ctx_db_get_query_ex(handle, query, nullptr, 0);
+}
+
+result_t* ombrel_ctx_db_get_vquery(int handle, const char* format, va_list args) {
+    return with_formatted(handle, format, args,
+                          [=](const char* query) { return ombrel_ctx_db_get_query_puts(handle, query); });
+}
+
+result_t* ombrel_ctx_db_get_query(int handle, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    result_t* result = ombrel_ctx_db_get_vquery(handle, format, args);
+    va_end(args);
+    return result;
+}
+
+int64_t ombrel_ctx_db_set_query_ex(int handle, const char* query, const ombrel_ctx_db_value_t* parameters,
+                                   size_t count) {
+    if (!are_valid(query, parameters, count))
+        return fail<int64_t>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward(handle, &v1_interface::m_db_set_query, query, parameters, count);
+}
+
+int64_t ombrel_ctx_db_set_query_puts(int handle, const char* query) {
+    return ombrel_ctx_db_set_query_ex(handle, query, nullptr, 0);
+}
+
+int64_t ombrel_ctx_db_set_vquery(int handle, const char* format, va_list args) {
+    return with_formatted(handle, format, args,
+                          [=](const char* query) { return ombrel_ctx_db_set_query_puts(handle, query); });
+}
+
+int64_t ombrel_ctx_db_set_query(int handle, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int64_t changed = ombrel_ctx_db_set_vquery(handle, format, args);
+    va_end(args);
+    return changed;
+}
+
+int ombrel_ctx_db_free_result(int handle, result_t* result) {
+    return result != nullptr ? forward(handle, &v1_interface::m_db_free_result, result) : 0;
+}
+
+const ombrel_ctx_db_value_t* ombrel_ctx_db_fetch_row(int handle, result_t* result) {
+    // So that the end can be told from a failure.
+    ombrel_ctx_set_last_error(handle, def_ombrel_ctx_error_none);
+    return forward_result(handle, &v1_interface::m_db_fetch_row, result);
+}
+
+int64_t ombrel_ctx_db_get_row_count(int handle, result_t* result) {
+    return forward_result(handle, &v1_interface::m_db_get_row_count, result);
+}
+
+int ombrel_ctx_db_get_field_count(int handle, result_t* result) {
+    return forward_result(handle, &v1_interface::m_db_get_field_count, result);
+}
+
+int ombrel_ctx_db_get_field_index(int handle, result_t* result, const char* name) {
+    if (name == nullptr)
+        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward_result(handle, &v1_interface::m_db_get_field_index, result, name);
+}
+
+int ombrel_ctx_db_get_field_index_v(int handle, result_t* result, const char* format, va_list args) {
+    return with_formatted(handle, format, args, [=](const char* name) {
+        return ombrel_ctx_db_get_field_index(handle, result, name);
+    });
+}
+
+int ombrel_ctx_db_get_field_index_f(int handle, result_t* result, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int index = ombrel_ctx_db_get_field_index_v(handle, result, format, args);
+    va_end(args);
+    return index;
+}
+
+const char* ombrel_ctx_db_get_field_name(int handle, result_t* result, int index) {
+    return forward_result(handle, &v1_interface::m_db_get_field_name, result, index);
+}
+
+int ombrel_ctx_get_fbinfo(int handle, ombrel_ctx_fbinfo_t* info) {
+    if (info == nullptr)
+        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
+    memset(info, 0, sizeof *info);
+    const int result = forward(handle, &v1_interface::m_get_fbinfo, info);
+    if (result != 0)
+        memset(info, 0, sizeof *info);
+    return result;
+}

@@ -1,0 +1,91 @@
+// The context's record, and how its operations reach the plug-in.
+#pragma once
+
+#include <atomic>
+#include <type_traits>
+
+#include <ombrel/ctx.h>
+#include <ombrel/ctx_interface.h>
+#include <ombrel/value.h>
+
+#include "core/heap_ptr.h"
+#include "plugin/plugin_binding.h"
+#include "runtime/instance.h"
+
+namespace ombrel::plugin {
+
+struct context {
+    int32_t handle = -1;
+    int base_plugin = -1;
+    plugin_binding bound;
+    const ombrel_ctx0_v0_interface_t* table = nullptr; // the bound plug-in's
+    ombrel_value_t options{};
+    heap_ptr<char> mime_type;
+    intptr_t descriptor = -1;
+    void* data = nullptr;
+    int error = def_ombrel_ctx_error_none;
+    uintptr_t state[def_ombrel_ctx_state_words]{};
+    std::atomic<bool> is_changing; // being opened, closed or destroyed
+
+    /// The bound plug-in's operation; null when it has none, or the context is closed.
+    template<typename Slot>
+    Slot operation(Slot ombrel_ctx0_v0_interface_t::*slot) const {
+        return table != nullptr ? table->*slot : nullptr;
+    }
+    template<typename Slot>
+    Slot operation(Slot ombrel_ctx0_v1_interface_t::*slot) const {
+        if (table == nullptr || table->m_version == 0)
+            return nullptr;
+        return reinterpret_cast<const ombrel_ctx0_v1_interface_t*>(table)->*slot;
+    }
+
+    /// The error word, unless the bound plug-in keeps one of its own.
+    int last_error() const;
+    int set_last_error(int code);
+};
+
+extern const instance_type ctx_type;
+
+class ctx_pin : public instance_pin<context> {
+public:
+    explicit ctx_pin(int handle) : instance_pin(ctx_type, handle) {}
+};
+
+/// What an operation gives when it fails.
+template<typename Result>
+Result failure() {
+    if constexpr (std::is_pointer_v<Result>)
+        return nullptr;
+    else
+        return -1;
+}
+
+template<typename Result>
+Result fail(context& ctx, int code) {
+    ctx.set_last_error(code);
+    return failure<Result>();
+}
+
+/// The same by handle, which may be unknown.
+template<typename Result>
+Result fail(int handle, int code) {
+    const ctx_pin ctx(handle);
+    return ctx ? fail<Result>(*ctx, code) : failure<Result>();
+}
+
+/// Calls the bound plug-in's operation in a slot of its table.
+template<typename Table, typename Result, typename... Parameters>
+Result forward(int handle, Result (*Table::*slot)(int, Parameters...),
+               std::type_identity_t<Parameters>... arguments) {
+    const ctx_pin ctx(handle);
+    if (!ctx)
+        return failure<Result>();
+    const auto operation = ctx->operation(slot);
+    return operation != nullptr ? operation(handle, arguments...)
+                                : fail<Result>(*ctx, def_ombrel_ctx_error_not_supported);
+}
+
+using v0_interface = ombrel_ctx0_v0_interface_t;
+using v1_interface = ombrel_ctx0_v1_interface_t;
+
+} // namespace ombrel::plugin

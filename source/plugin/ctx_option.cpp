@@ -1,0 +1,65 @@
+#include <ombrel/printf.h>
+
+#include "plugin/ctx_internal.h"
+
+using namespace ombrel;
+using namespace ombrel::plugin;
+
+namespace {
+
+constexpr int any_case = 0;
+
+int set_option(int handle, const char* name, const char* value) {
+    const ctx_pin ctx(handle);
+    if (!ctx)
+        return -1;
+    if (name == nullptr || *name == '\0')
+        return fail<int>(*ctx, def_ombrel_ctx_error_invalid_argument);
+    if (value == nullptr)
+        return ombrel_remove_value_by_name(&ctx->options, any_case, name);
+    if (ombrel_set_value_string(&ctx->options, def_ombrel_value_replace_by_name, any_case, name, value) != 0)
+        return fail<int>(*ctx, def_ombrel_ctx_error_no_memory);
+    return 0;
+}
+
+} // namespace
+
+int ombrel_ctx_set_option(int handle, const char* name, const char* value) {
+    return set_option(handle, name, value);
+}
+
+int ombrel_ctx_set_option_string(int handle, const char* name, const char* text) {
+    return set_option(handle, name, text != nullptr ? text : "");
+}
+
+int ombrel_ctx_set_option_vfstring(int handle, const char* name, const char* format, va_list args) {
+    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+    return text ? set_option(handle, name, text.get()) : fail<int>(handle, def_ombrel_ctx_error_no_memory);
+}
+
+int ombrel_ctx_set_option_fstring(int handle, const char* name, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = ombrel_ctx_set_option_vfstring(handle, name, format, args);
+    va_end(args);
+    return result;
+}
+
+int ombrel_ctx_set_option_int_string(int handle, const char* name, int number) {
+    char text[16];
+    ombrel_snprintf(text, sizeof text, "%d", number);
+    return set_option(handle, name, text);
+}
+
+const char* ombrel_ctx_get_option(int handle, const char* name) {
+    return ombrel_ctx_get_option_string_ex(handle, name, nullptr);
+}
+
+const char* ombrel_ctx_get_option_string(int handle, const char* name) {
+    return ombrel_ctx_get_option_string_ex(handle, name, nullptr);
+}
+
+const char* ombrel_ctx_get_option_string_ex(int handle, const char* name, const char* fallback) {
+    const ctx_pin ctx(handle);
+    return ctx ? ombrel_get_value_string_ex(&ctx->options, any_case, name, fallback) : fallback;
+}

@@ -1,0 +1,114 @@
+// Reading, writing and positions.
+#include <climits>
+#include <cstring>
+
+#include <ombrel/printf.h>
+
+#include "plugin/ctx_internal.h"
+
+using namespace ombrel;
+using namespace ombrel::plugin;
+
+namespace {
+
+constexpr size_t most_bytes = INT_MAX;
+
+size_t clip(size_t size) {
+    return size < most_bytes ? size : most_bytes;
+}
+
+int open_stream(int handle, const char* mode, int debug) {
+    if ((mode != nullptr && ombrel_ctx_set_option(handle, "mode", mode) != 0) ||
+        ombrel_ctx_set_option_int_string(handle, "debug", debug) != 0)
+        return -1;
+    return ombrel_open_ctx(handle, "application/tuk_stream");
+}
+
+// Options are those of the next opening; an open context keeps its own.
+bool can_be_opened(int handle) {
+    const ctx_pin ctx(handle);
+    if (!ctx)
+        return false;
+    if (ctx->bound)
+        ctx->set_last_error(def_ombrel_ctx_error_already_open);
+    return !ctx->bound;
+}
+
+// Writes until all is written or nothing more is taken.
+int write_all(int handle, const char* text, size_t size) {
+    size_t written = 0;
+    while (written < size) {
+        const int now = ombrel_ctx_write(handle, text + written, size - written);
+        if (now <= 0 || static_cast<size_t>(now) > size - written)
+            return written > 0 ? static_cast<int>(written) : -1;
+        written += static_cast<size_t>(now);
+    }
+    return static_cast<int>(written);
+}
+
+} // namespace
+
+// Of the options "source" and "fd" each of these sets its own and takes the other's away.
+int ombrel_open_ctx_stream(int handle, const char* source, const char* mode, int debug) {
+    if (!can_be_opened(handle) || ombrel_ctx_set_option(handle, "fd", nullptr) != 0 ||
+        (source != nullptr && ombrel_ctx_set_option(handle, "source", source) != 0))
+        return -1;
+    return open_stream(handle, mode, debug);
+}
+
+int ombrel_open_ctx_stream_fd(int handle, int fd, const char* mode, int debug) {
+    if (!can_be_opened(handle) || ombrel_ctx_set_option(handle, "source", nullptr) != 0 ||
+        ombrel_ctx_set_option_int_string(handle, "fd", fd) != 0)
+        return -1;
+    return open_stream(handle, mode, debug);
+}
+
+int ombrel_ctx_is_readable(int handle, int timeout_ms) {
+    return forward(handle, &v0_interface::m_is_readable, timeout_ms);
+}
+
+int ombrel_ctx_read(int handle, void* buffer, size_t size) {
+    if (buffer == nullptr && size != 0)
+        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward(handle, &v0_interface::m_read, buffer, clip(size));
+}
+
+int ombrel_ctx_is_writable(int handle, int timeout_ms) {
+    return forward(handle, &v0_interface::m_is_writable, timeout_ms);
+}
+
+int ombrel_ctx_write(int handle, const void* buffer, size_t size) {
+    if (buffer == nullptr && size != 0)
+        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward(handle, &v0_interface::m_write, buffer, clip(size));
+}
+
+int ombrel_ctx_puts(int handle, const char* text) {
+    const char* bytes = text != nullptr ? text : "";
+    return write_all(handle, bytes, clip(strlen(bytes)));
+}
+
+int ombrel_ctx_vprintf(int handle, const char* format, va_list args) {
+    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+    return text ? ombrel_ctx_puts(handle, text.get()) : fail<int>(handle, def_ombrel_ctx_error_no_memory);
+}
+
+int ombrel_ctx_printf(int handle, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = ombrel_ctx_vprintf(handle, format, args);
+    va_end(args);
+    return result;
+}
+
+int64_t ombrel_ctx_seek(int handle, int64_t offset, int whence) {
+    return forward(handle, &v0_interface::m_seek, offset, whence);
+}
+
+int ombrel_ctx_rewind(int handle) {
+    return ombrel_ctx_seek(handle, 0, def_ombrel_ctx_seek_set) == 0 ? 0 : -1;
+}
+
+int ombrel_ctx_sync(int handle) {
+    return forward(handle, &v0_interface::m_sync);
+}

@@ -1,0 +1,49 @@
+// The registry of plug-ins: the life of their records.
+#pragma once
+
+#include <atomic>
+
+#include <ombrel/ctx_interface.h>
+#include <ombrel/plugin.h>
+
+#include "runtime/instance.h"
+
+namespace ombrel::plugin {
+
+/// What is being done with a plug-in.
+enum class plugin_stage { loading, ready, failed, leaving };
+
+/// A plug-in is removed when it has neither uses, which loads and unloads count, nor bindings, which keep it
+/// in place for a context, a caller of its main entry, or a loader that waits for it.
+struct plugin_record : ombrel_plugin_t {
+    std::atomic<plugin_stage> stage;
+};
+
+extern const instance_type plugin_type;
+
+using plugin_pin = instance_pin<plugin_record>;
+
+int load_plugin(const char* path, const char* search_list, const char* initialize_name,
+                const char* uninitialize_name);
+
+enum class use_drop { dropped, unknown, none_left };
+
+use_drop drop_plugin_use(int handle);
+void drop_all_plugin_uses();
+
+const ombrel_plugin_t* newest_plugin();
+
+/// The newest plug-in, older than `after` unless that is null, that contexts can bind to for a MIME type;
+/// bound for the caller. `after` is one that the caller has bound. Null when there is no other.
+plugin_record* bind_plugin_for(const char* mime_type, const plugin_record* after);
+
+/// Binds a plug-in that is known by its handle; null for an unknown one, and one without uses.
+plugin_record* bind_plugin(int handle);
+
+/// Ends a binding: the last one of a plug-in without uses removes it.
+void unbind_plugin(plugin_record* plugin);
+
+/// The main entry of a plug-in's table, null for none; a table too small for one is reported under the names.
+ombrel_plugin_main_t main_entry(const ombrel_plugin_t& plugin, const char* source, const char* function);
+
+} // namespace ombrel::plugin
