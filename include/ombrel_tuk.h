@@ -29,6 +29,7 @@
 #include <ombrel/exception.h>
 #include <ombrel/export.h>
 #include <ombrel/fbmap.h>
+#include <ombrel/fbmap_draw.h>
 #include <ombrel/file_lock.h>
 #include <ombrel/font.h>
 #include <ombrel/global_break.h>
@@ -75,6 +76,7 @@
 #include <ombrel/timer.h>
 #include <ombrel/trivial.h>
 #include <ombrel/uri.h>
+#include <ombrel/utf8.h>
 #include <ombrel/value.h>
 #include <ombrel/version.h>
 #include <ombrel/word.h>

@@ -116,7 +116,9 @@ TEST_F(drawing, spans_and_boxes_equal_the_model) {
 }
 
 TEST_F(drawing, lines_and_circles_equal_the_model) {
-    const auto inside = [&](int64_t size) { return static_cast<int>(random_() % static_cast<uint32_t>(size)); };
+    const auto inside = [&](int64_t size) {
+        return static_cast<int>(random_() % static_cast<uint32_t>(size));
+    };
     for (int round = 0; round < 500; round++) {
         const int x1 = inside(width), y1 = inside(height), x2 = inside(width), y2 = inside(height);
         compare([&](drawing_board& board, model& expected) {
@@ -162,7 +164,8 @@ TEST_F(drawing, far_coordinates_end_soon) {
         EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, centre, 11, radius, 0), radius == INT_MAX ? 0 : -1);
         EXPECT_EQ(board.rows(ink)[0].find('#'), radius == INT_MAX ? 0 : std::string::npos);
         EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, centre, 11, radius, 1), 0);
-        EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, INT_MIN, INT_MIN, radius, 1), radius == INT_MAX ? -1 : 0);
+        EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, INT_MIN, INT_MIN, radius, 1),
+                  radius == INT_MAX ? -1 : 0);
     }
 }
 
@@ -170,7 +173,7 @@ TEST_F(drawing, a_fill_goes_on_from_column_0_to_the_row_above) {
     drawing_board board(16, 5, 4);
     const uint16_t wall = 7;
     auto* pixels = static_cast<uint16_t*>(board->m_map);
-    std::copy_n(std::vector<uint16_t>{0, 0, wall, 0, 0, //
+    std::copy_n(std::vector<uint16_t>{0,    0,    wall, 0,    0, //
                                       wall, wall, wall, wall, 0, 0, 0, wall, 0, 0, wall, 0, 0, wall, wall}
                     .begin(),
                 20, pixels);
@@ -205,7 +208,9 @@ TEST_F(drawing, what_is_hidden_or_impossible) {
 
 TEST_F(drawing, an_installed_function_is_called) {
     drawing_board board(32, 4, 4);
-    board->m_draw_box = [](ombrel_fbmap_t*, uint32_t, int32_t, int32_t, uint32_t, uint32_t, int) { return 42; };
+    board->m_draw_box = [](ombrel_fbmap_t*, uint32_t, int32_t, int32_t, uint32_t, uint32_t, int) {
+        return 42;
+    };
     board->m_draw_clear = ombrel_fbmap_draw_clear;
     EXPECT_EQ(ombrel_fbmap_draw_box(board, ink, 0, 0, 1, 1, 1), 42);
     EXPECT_EQ(ombrel_fbmap_draw_clear(board, ink), 0);
@@ -228,7 +233,9 @@ TEST_F(drawing, pixels_are_read_into_bitmaps) {
 }
 
 TEST_F(drawing, color_bars_lie_as_documented) {
-    const auto at = [](drawing_board& board, int x, int y) { return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, x, y); };
+    const auto at = [](drawing_board& board, int x, int y) {
+        return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, x, y);
+    };
     drawing_board board(32, 72, 40); // bars of 10 columns, 36 rows: 24, 6 and 6
     EXPECT_EQ(ombrel_fbmap_draw_color_bar(board, 1, 0x80, 1, 2, 71, 36), 0);
     const uint32_t bars[] = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00, 0xFF00FF, 0xFF0000, 0x0000FF};

@@ -42,7 +42,8 @@ TEST_F(text, draws_the_colors_in_use_at_all_depths_and_edges) {
     const auto shape = glyph(0xD55C); // a syllable, 16 pixels wide
     for (const unsigned bits : {8u, 16u, 24u, 32u})
         for (const auto& [x, y] : {std::pair{9, 4}, {-3, -5}, {20, 11}, {100, 3}, {INT_MIN, INT_MAX}})
-            for (const uint32_t use : {0u, def_ombrel_fbmap_brush_fcolor, def_ombrel_fbmap_brush_bcolor, 0x3000u}) {
+            for (const uint32_t use :
+                 {0u, def_ombrel_fbmap_brush_fcolor, def_ombrel_fbmap_brush_bcolor, 0x3000u}) {
                 drawing_board board(bits, 27, 21);
                 use_brush(board, use);
                 // The right edge has room for the glyph, so that it stays on its line.
@@ -59,7 +60,8 @@ TEST_F(text, draws_the_colors_in_use_at_all_depths_and_edges) {
                             if (use & (set ? def_ombrel_fbmap_brush_fcolor : def_ombrel_fbmap_brush_bcolor))
                                 expected = set ? ink : paper;
                         }
-                        ASSERT_EQ(pixels[static_cast<size_t>(row * 27 + column)], expected) << column << ' ' << row;
+                        ASSERT_EQ(pixels[static_cast<size_t>(row * 27 + column)], expected)
+                            << column << ' ' << row;
                     }
             }
 }
