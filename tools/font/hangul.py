@@ -1,4 +1,18 @@
-"""The Hangul letters, drawn from strokes, each in the box that its variant set leaves to it."""
+"""The Hangul letters, drawn from strokes, each in the box that its variant set leaves to it.
+
+A syllable joins an initial, a medial and perhaps a final; which sets it takes depends on its medial and on whether
+it has a final, as the library's lookup says. The sets share 15 rows and columns of a glyph:
+
+  initial 0     left of an upright vowel, full height
+  initial 1, 2  above ㅗ ㅛ ㅡ, and above ㅜ ㅠ, which hang lower
+  initial 3, 4  in the upper left corner, for vowels with both a lying and an upright part
+  initial 5-7   as 0, 1 and 3, in the upper two thirds or less
+  medial 0, 1   full height, for ㄱ and ㅋ, which are open below, and for all others
+  medial 2, 3   the same above a final
+  final 0-3     the lower third
+"""
+
+from typing import NamedTuple
 
 INITIALS = "ㄱㄲㄴㄷㄸㄹㅁㅂㅃㅅㅆㅇㅈㅉㅊㅋㅌㅍㅎ"
 MEDIALS = "ㅏㅐㅑㅒㅓㅔㅕㅖㅗㅘㅙㅚㅛㅜㅝㅞㅟㅠㅡㅢㅣ"
@@ -7,81 +21,94 @@ FINALS = "ㄱㄲㄳㄴㄵㄶㄷㄹㄺㄻㄼㄽㄾㄿㅀㅁㅂㅄㅅㅆㅇㅈㅊ�
 PAIRS = {"ㄲ": "ㄱㄱ", "ㄸ": "ㄷㄷ", "ㅃ": "ㅂㅂ", "ㅆ": "ㅅㅅ", "ㅉ": "ㅈㅈ", "ㄳ": "ㄱㅅ", "ㄵ": "ㄴㅈ", "ㄶ": "ㄴㅎ",
          "ㄺ": "ㄹㄱ", "ㄻ": "ㄹㅁ", "ㄼ": "ㄹㅂ", "ㄽ": "ㄹㅅ", "ㄾ": "ㄹㅌ", "ㄿ": "ㄹㅍ", "ㅀ": "ㄹㅎ", "ㅄ": "ㅂㅅ"}
 
+# Left, top, right and bottom pixel.
+INITIAL_BOXES = ((0, 2, 7, 12), (3, 1, 12, 7), (3, 0, 12, 6), (1, 1, 8, 6), (1, 0, 8, 5), (0, 0, 7, 7), (3, 0, 12, 4),
+                 (1, 0, 8, 4))
+FINAL_BOX = (2, 10, 13, 14)  # every vowel leaves the same room
 
-class Canvas:
-    """Pixels of one 16×16 glyph; the first row and column are at the top left."""
 
-    def __init__(self):
-        self.rows = [0] * 16
+def initial_box(number, letter):
+    left, top, right, bottom = INITIAL_BOXES[number]
+    if letter == "ㅇ" and right - left > 7:
+        return left + 1, top, right - 1, bottom
+    if letter in "ㅁㅇ" and number == 0:
+        return left, top + 1, right, bottom - 1
+    # Doubles are 9 wide in place of 8, but for ㅃ where it would touch the tick of ㅓ.
+    doubles = "ㄲㄸㅆㅉ" if left == 0 else "ㄲㄸㅃㅆㅉ"
+    return left, top, right + (letter in doubles and right - left == 7), bottom
 
-    def dot(self, x, y):
-        if not (0 <= x < 16 and 0 <= y < 16):
-            raise ValueError(f"outside the glyph: {x}, {y}")
-        self.rows[y] |= 0x8000 >> x
 
-    def across(self, y, x1, x2):
-        for x in range(x1, x2 + 1):
-            self.dot(x, y)
-
-    def down(self, x, y1, y2):
-        for y in range(y1, y2 + 1):
-            self.dot(x, y)
+def final_box(letter):
+    left, top, right, bottom = FINAL_BOX
+    if letter in PAIRS:
+        return left - 1, top, right, bottom
+    inset = {"ㅅ": 1, "ㅈ": 1, "ㅊ": 1, "ㅎ": 1, "ㅇ": 2}.get(letter, 0)
+    return left + inset, top, right - inset, bottom
 
 
 class Box:
-    """The part of a glyph that a letter fills; strokes are in its own pixels."""
+    """The part of a glyph that a letter fills. Strokes are in its own pixels, upright ones `pen` pixels wide."""
 
-    def __init__(self, canvas, left, top, right, bottom):
-        self.canvas, self.left, self.top = canvas, left, top
+    def __init__(self, rows, pen, left, top, right, bottom):
+        self.rows, self.pen, self.left, self.top = rows, pen, left, top
         self.right, self.bottom = right - left, bottom - top
 
     def part(self, left, top, right, bottom):
-        return Box(self.canvas, self.left + left, self.top + top, self.left + right, self.top + bottom)
+        return Box(self.rows, self.pen, self.left + left, self.top + top, self.left + right, self.top + bottom)
+
+    def dot(self, x, y):
+        x, y = x + self.left, y + self.top
+        if not (0 <= x < 15 and 0 <= y < 15):
+            raise ValueError(f"outside the glyph: {x}, {y}")
+        self.rows[y] |= 0x8000 >> x
 
     def across(self, y, x1=0, x2=None):
-        self.canvas.across(self.top + y, self.left + x1, self.left + (self.right if x2 is None else x2))
+        for x in range(x1, (self.right if x2 is None else x2) + 1):
+            self.dot(x, y)
 
     def down(self, x, y1=0, y2=None):
-        self.canvas.down(self.left + x, self.top + y1, self.top + (self.bottom if y2 is None else y2))
+        """A wide pen grows towards the middle of the box."""
+        inwards = self.pen - 1 if x > self.right / 2 else 0
+        for y in range(y1, (self.bottom if y2 is None else y2) + 1):
+            self.across(y, x - inwards, x - inwards + self.pen - 1)
 
     @property
     def middle(self):
         return self.bottom // 2
 
     def legs(self):
-        """Two legs that part from the middle of the top, the wider the lower."""
-        centres = {self.right // 2, (self.right + 1) // 2}
-        half = self.right // 2
+        """Two legs that part from the middle of the top."""
+        left = reach = self.right // 2
+        right = self.right - left
         before = 0
         for y in range(self.bottom + 1):
-            spread = round(half * (y / self.bottom) ** 1.4) if self.bottom else 0
-            for step in range(min(before + 1, spread), spread + 1):
-                self.canvas.dot(self.left + min(centres) - step, self.top + y)
-                self.canvas.dot(self.left + max(centres) + step, self.top + y)
+            spread = round(reach * (y / self.bottom) ** 1.15)
+            gap = max(0, spread - before - self.pen)
+            self.across(y, left - spread, left - spread + self.pen - 1 + gap)
+            self.across(y, right + spread - self.pen + 1 - gap, right + spread)
             before = spread
 
     def ring(self):
         """An ellipse that touches the four sides."""
-        across, down = self.right / 2, self.bottom / 2
-        before = None
+        corner = [2, 1] if min(self.right, self.bottom) >= 4 and self.right >= 5 else [1]
         for y in range(self.bottom + 1):
-            mirrored = min(y, self.bottom - y)
-            height = (down - mirrored) / (down + 0.35)
-            edge = round(across - across * (1 - height * height) ** 0.5)
-            if before is None:
-                self.across(0, edge, self.right - edge)
-                self.across(self.bottom, edge, self.right - edge)
-            elif mirrored == y:
-                for x in range(edge, max(edge + 1, before)):
-                    for row in (y, self.bottom - y):
-                        self.canvas.dot(self.left + x, self.top + row)
-                        self.canvas.dot(self.left + self.right - x, self.top + row)
-            before = edge
+            from_edge = min(y, self.bottom - y)
+            inset = corner[from_edge] if from_edge < len(corner) else 0
+            if from_edge == 0:
+                self.across(y, inset, self.right - inset)
+            else:
+                self.across(y, inset, inset + self.pen - 1)
+                self.across(y, self.right - inset - self.pen + 1, self.right - inset)
 
 
 def kiyeok(box):
     box.across(0)
-    box.down(box.right)
+    if box.bottom <= box.right:
+        box.down(box.right)
+        return
+    for y in range(1, box.bottom + 1):
+        slant = int((box.right - 2) * (y / box.bottom) ** (2.2 if box.right > 4 else 1) + 0.5)
+        box.across(y, box.right - slant - box.pen + 1, box.right - slant)
 
 
 def nieun(box):
@@ -102,8 +129,10 @@ def rieul(box):
 
 
 def mieum(box):
-    kiyeok(box)
-    nieun(box)
+    box.across(0)
+    box.across(box.bottom)
+    box.down(0)
+    box.down(box.right)
 
 
 def pieup(box):
@@ -128,11 +157,11 @@ def cieuc(box):
 
 def tick(box):
     """The short stroke on top; gives the row of the long one."""
-    centre = box.right // 2
+    half = (box.right - 1) // 2
     if box.bottom >= 7:
-        box.across(0, centre - 1, box.right - centre + 1)
+        box.across(0, half - 1, box.right - half + 1)
         return 2
-    box.across(0, centre, box.right - centre)
+    box.across(0, half, box.right - half)
     return 1
 
 
@@ -142,7 +171,7 @@ def chieuch(box):
 
 def khieukh(box):
     kiyeok(box)
-    box.across(box.middle)
+    box.across(box.middle, 0, box.right - 1)
 
 
 def thieuth(box):
@@ -162,85 +191,99 @@ def hieuh(box):
     row = tick(box)
     box.across(row)
     inset = 1 if box.right > 6 else 0
-    box.part(inset, row + 1, box.right - inset, box.bottom).ring()
+    box.part(inset, row + 1 + (box.bottom >= 7), box.right - inset, box.bottom).ring()
 
 
-CONSONANTS = dict(zip("ㄱㄴㄷㄹㅁㅂㅅㅇㅈㅊㅋㅌㅍㅎ", (
-    kiyeok, nieun, tikeut, rieul, mieum, pieup, sios, ieung, cieuc, chieuch, khieukh, thieuth, phieuph, hieuh)))
+CONSONANTS = {"ㄱ": kiyeok, "ㄴ": nieun, "ㄷ": tikeut, "ㄹ": rieul, "ㅁ": mieum, "ㅂ": pieup, "ㅅ": sios, "ㅇ": ieung,
+              "ㅈ": cieuc, "ㅊ": chieuch, "ㅋ": khieukh, "ㅌ": thieuth, "ㅍ": phieuph, "ㅎ": hieuh}
 
 
-def consonant(letter, box):
+def draw_consonant(letter, box):
     if letter not in PAIRS:
         CONSONANTS[letter](box)
         return
+    width = box.right + 1
+    if letter == "ㄿ" or width < 11 and letter not in "ㄲㄸ":
+        box.pen = 1  # wide strokes would run together
+    gap = {8: 0, 10: 2}.get(width, 1)
+    left_width = (width - gap) // 2
     first, second = PAIRS[letter]
-    width = (box.right - 1) // 2
-    consonant(first, box.part(0, 0, width, box.bottom))
-    consonant(second, box.part(box.right - width, 0, box.right, box.bottom))
+    draw_consonant(first, box.part(0, 0, left_width - 1, box.bottom))
+    draw_consonant(second, box.part(left_width + gap, 0, box.right, box.bottom))
 
 
-# Left, top, right and bottom pixel of each set's letters.
-INITIAL_BOXES = ((0, 2, 8, 12), (2, 1, 12, 7), (2, 0, 12, 6), (0, 1, 8, 6), (0, 0, 8, 5), (0, 0, 8, 7), (2, 0, 12, 4),
-                 (0, 0, 8, 4))
-FINAL_BOXES = ((2, 10, 12, 14),) * 4
+class Heights(NamedTuple):
+    """The rows of a vowel's strokes."""
+
+    bottom: int    # where upright stems end, and those below ㅜ
+    bars: dict
+    rise: int      # where the stems above ㅗ begin
+    single: tuple  # ticks
+    double: tuple
+    low: tuple     # below the bar of ㅜ
 
 
-def medial(letter, closed):
-    canvas = Canvas()
-    bottom = 8 if closed else 14
-    middle = bottom // 2
-    shape = {"ㅏ": (("r", 1, 1),)}
-    draw_vertical(canvas, letter, bottom, middle)
-    draw_horizontal(canvas, letter, closed)
-    return canvas.rows
+OPEN = Heights(bottom=14, bars={"ㅗ": 12, "ㅡ": 10, "ㅜ": 8}, rise=9, single=(7,), double=(5, 9), low=(11,))
+CLOSED = Heights(bottom=8, bars={"ㅗ": 8, "ㅡ": 7, "ㅜ": 6}, rise=6, single=(4,), double=(2, 6), low=(8,))
 
-
-UPRIGHT = {  # stems, and the ticks' sides and number
-    "ㅏ": ((11,), (12, 14), 1), "ㅐ": ((11, 14), (12, 13), 1), "ㅑ": ((11,), (12, 14), 2), "ㅒ": ((11, 14), (12, 13), 2),
-    "ㅓ": ((13,), (10, 12), 1), "ㅔ": ((12, 14), (10, 11), 1), "ㅕ": ((13,), (10, 12), 2), "ㅖ": ((12, 14), (10, 11), 2),
-    "ㅣ": ((13,), None, 0)}
-LYING = {"ㅗ": (-1, (7,)), "ㅛ": (-1, (4, 10)), "ㅜ": (1, (7,)), "ㅠ": (1, (4, 10)), "ㅡ": (0, ())}
+# The columns of stems, and the first and last column of ticks.
+UPRIGHT = {"ㅏ": ((11, 12), (13, 14)), "ㅐ": ((10, 11, 13, 14), (12, 12)), "ㅓ": ((12, 13), (9, 11)),
+           "ㅔ": ((11, 13, 14), (9, 10)), "ㅣ": ((12, 13), (12, 12))}
+UPRIGHT_AFTER_BAR = {**UPRIGHT, "ㅐ": ((11, 13, 14), (12, 12))}
+TWICE = {"ㅑ": "ㅏ", "ㅒ": "ㅐ", "ㅕ": "ㅓ", "ㅖ": "ㅔ"}
+# The columns where stems of two pixels begin: alone, and in the corner below an initial.
+LYING = {"ㅗ": ((7,), (4,)), "ㅛ": ((4, 10), ()), "ㅜ": ((7,), (4,)), "ㅠ": ((4, 10), ()), "ㅡ": ((), ())}
 COMPOUND = {"ㅘ": "ㅗㅏ", "ㅙ": "ㅗㅐ", "ㅚ": "ㅗㅣ", "ㅝ": "ㅜㅓ", "ㅞ": "ㅜㅔ", "ㅟ": "ㅜㅣ", "ㅢ": "ㅡㅣ"}
 
 
-def draw_vertical(canvas, letter, bottom, middle):
-    upright = COMPOUND[letter][1] if letter in COMPOUND else letter
-    if upright not in UPRIGHT:
-        return
-    stems, ticks, count = UPRIGHT[upright]
+def draw_upright(box, shape, rows):
+    stems, ticks = shape
     for x in stems:
-        canvas.down(x, 0, bottom)
-    rows = {0: (), 1: (middle,), 2: (middle - 2 + (bottom < 10), middle + 2 - (bottom < 10))}[count]
-    if letter in ("ㅝ", "ㅞ"):
-        rows = (8,) if bottom == 8 else (11,)
+        box.down(x)
     for y in rows:
-        canvas.across(y, *ticks)
+        box.across(y, *ticks)
 
 
-def draw_horizontal(canvas, letter, closed):
-    lying = COMPOUND[letter][0] if letter in COMPOUND else letter
-    if lying not in LYING:
-        return
-    way, stems = LYING[lying]
-    narrow = letter in COMPOUND
-    bar = {-1: 8, 0: 7, 1: 6}[way] if closed else {-1: 12, 0: 10, 1: 8}[way]
-    canvas.across(bar, 0, 9 if narrow else 14)
-    for x in ((4,) if narrow else stems):
-        if way < 0:
-            canvas.down(x, bar - (2 if closed else 3), bar)
-        if way > 0:
-            canvas.down(x, bar, 8 if closed else 14)
+def draw_lying(box, letter, left, right, stems, heights):
+    kind = {"ㅛ": "ㅗ", "ㅠ": "ㅜ"}.get(letter, letter)
+    bar = heights.bars[kind]
+    box.across(bar, left, right)
+    first, last = (heights.rise, bar) if kind == "ㅗ" else (bar, box.bottom)
+    for x in stems:
+        for y in range(first, last + 1):
+            box.across(y, x, x + 1)
+
+
+def draw_medial(letter, box, heights):
+    if letter in COMPOUND:
+        lying, upright = COMPOUND[letter]
+        draw_lying(box, lying, 0, 9, LYING[lying][1], heights)
+        draw_upright(box, UPRIGHT_AFTER_BAR[upright], heights.low if lying == "ㅜ" else heights.single)
+    elif letter in LYING:
+        draw_lying(box, letter, 1, 14, LYING[letter][0], heights)
+    elif letter in TWICE:
+        draw_upright(box, UPRIGHT[TWICE[letter]], heights.double)
+    else:
+        draw_upright(box, UPRIGHT[letter], heights.single)
+
+
+def consonant(letter, corners):
+    rows = [0] * 16
+    draw_consonant(letter, Box(rows, 2, *corners))
+    return letter, rows
+
+
+def medial(letter, number):
+    rows = [0] * 16
+    heights = CLOSED if number >= 2 else OPEN
+    if number % 2 == 0 and letter != "ㅛ":  # of which a stem would meet the arm of ㄱ and ㅋ
+        heights = heights._replace(rise=heights.rise - 1)
+    draw_medial(letter, Box(rows, 1, 0, 0, 14, heights.bottom), heights)
+    return letter, rows
 
 
 def banks():
-    def initials(box):
-        return [(letter, drawn(letter, box)) for letter in INITIALS]
-
-    def drawn(letter, box):
-        canvas = Canvas()
-        consonant(letter, Box(canvas, *box))
-        return canvas.rows
-
-    yield "initials", [initials(box) for box in INITIAL_BOXES]
-    yield "medials", [[(letter, medial(letter, closed)) for letter in MEDIALS] for closed in (0, 0, 1, 1)]
-    yield "finals", [[(letter, drawn(letter, box)) for letter in FINALS] for box in FINAL_BOXES]
+    """Name, and for each set its letters with their 16 rows."""
+    yield "initials", [[consonant(c, initial_box(number, c)) for c in INITIALS] for number in range(8)]
+    yield "medials", [[medial(v, number) for v in MEDIALS] for number in range(4)]
+    yield "finals", [[consonant(c, final_box(c)) for c in FINALS]] * 4
