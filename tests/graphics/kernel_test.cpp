@@ -1,0 +1,80 @@
+#include "graphics/kernels/kernels.h"
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/processor.h"
+
+namespace {
+
+using namespace ombrel;
+using namespace ombrel::graphics;
+
+std::mt19937 generator{20250302};
+
+size_t below(size_t limit) {
+    return generator() % limit;
+}
+
+// Random bytes in a block that ends with them, at any alignment.
+class bytes {
+public:
+    explicit bytes(size_t size) : shift_(below(64)), block_(shift_ + size) {
+        std::generate(block_.begin(), block_.end(), [] { return static_cast<unsigned char>(generator()); });
+    }
+    unsigned char* data() { return block_.data() + shift_; }
+    bool operator==(const bytes& other) const { return block_ == other.block_; }
+
+private:
+    size_t shift_;
+    std::vector<unsigned char> block_;
+};
+
+// Runs every kernel of a list that this processor has, and the plain one, on the same target.
+template<typename Kernel, typename Run>
+void check(std::span<const candidate<Kernel>> list, size_t pixel_bytes, Run run) {
+    const uint32_t features = platform::processor_features();
+    for (const auto& kernel : list)
+        for (size_t round = 0; round < 3000 && (kernel.needs & ~features) == 0; round++) {
+            const size_t count = round < 300 ? round : below(2000);
+            bytes plain(count * pixel_bytes), tested = plain;
+            const auto seed = generator();
+            for (auto [to, use] : {std::pair{&plain, list.back().run}, std::pair{&tested, kernel.run}}) {
+                generator.seed(seed);
+                run(use, to->data(), count);
+            }
+            ASSERT_TRUE(tested == plain) << kernel.name << ", " << count << " pixels";
+        }
+}
+
+TEST(kernels, agree) {
+    const auto fill = [](fill_kernel run, unsigned char* to, size_t count) {
+        run(to, static_cast<uint32_t>(generator()), count);
+    };
+    check(all_kernels.fill16, 2, fill);
+    check(all_kernels.fill24, 3, fill);
+    check(all_kernels.fill32, 4, fill);
+    check(all_kernels.widen, 4, [](widen_kernel run, unsigned char* to, size_t count) {
+        run(to, bytes(2 * count).data(), count, below(2) == 0 ? 0 : 0xFF000000);
+    });
+    check(all_kernels.narrow, 2, [](narrow_kernel run, unsigned char* to, size_t count) {
+        run(to, bytes(4 * count).data(), count);
+    });
+    check(all_kernels.blend, 4, [](blend_kernel run, unsigned char* to, size_t count) {
+        bytes from(4 * count);
+        blend_settings settings;
+        settings.window_alpha = static_cast<uint32_t>(below(3) == 0 ? 255 : below(256));
+        settings.pixel_alpha = below(2) == 0;
+        settings.keyed = below(2) == 0;
+        settings.key_mask = below(2) == 0 ? 0x03000003 : 0x00FF0000; // met by many a pixel
+        settings.key = static_cast<uint32_t>(generator()) & settings.key_mask;
+        settings.keep = below(2) == 0 ? 0x00FFFFFF : 0xFFFFFFFF;
+        settings.set = below(2) == 0 ? 0 : ~settings.keep;
+        run(to, from.data(), count, settings);
+    });
+}
+
+} // namespace
