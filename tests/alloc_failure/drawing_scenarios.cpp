@@ -1,0 +1,30 @@
+// Drawing into maps: the lock, the pixels that a fill puts aside, and formatted text.
+#include "alloc_failure/injection.h"
+#include "graphics/drawing_board.h"
+
+namespace ombrel_test {
+namespace {
+
+OMBREL_FAILURES(Drawing, shapes_are_drawn_or_refused) {
+    drawing_board board(32, 8, 8);
+    const int result = fail.during([&] { return ombrel_fbmap_draw_box(board, 7, 0, 0, 8, 8, 1); });
+    EXPECT_TRUE(result == 0 || (result == -1 && fail.hit())) << result;
+    EXPECT_EQ(board.pixels(), picture(64, result == 0 ? 7 : 0));
+}
+
+OMBREL_FAILURES(Drawing, a_fill_tells_that_it_is_not_complete) {
+    drawing_board board(16, 200, 200); // with more pixels put aside than a chunk of the stack has room for
+    const int result = fail.during([&] { return ombrel_fbmap_draw_fill(board, 7, 100, 100); });
+    EXPECT_TRUE(result == 0 || (result == -1 && fail.hit())) << result;
+    EXPECT_EQ(result == 0, board.pixels() == picture(40000, 7));
+}
+
+OMBREL_FAILURES(Drawing, text_is_drawn_or_refused) {
+    drawing_board board(8, 100, 20);
+    const int result = fail.during([&] { return ombrel_fbmap_draw_printf(board, "%d %s", 12, "text"); });
+    // An exact copy of the formatted text is no must.
+    EXPECT_TRUE(result == 7 || (result == -1 && fail.hit())) << result;
+}
+
+} // namespace
+} // namespace ombrel_test
