@@ -146,8 +146,8 @@ OMBREL_API int ombrel_fbmap_draw_circle(ombrel_fbmap_t* fbmap, uint32_t color, i
  * @param color the new colour
  * @param x     column of a pixel of the area
  * @param y     its row
- * @return 0, also when the pixel has the colour already; -1 also when memory ran out, with part of the area
- *         filled
+ * @return 0, also when the pixel has the colour already; -1 also when memory ran out, so that part of the
+ *         area may be left
  */
 OMBREL_API int ombrel_fbmap_draw_fill(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y);
 
