@@ -86,7 +86,7 @@ TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seco
 
     std::thread closer([&] { ombrel_close_service(service); });
     let_it_wait();
-    clock.skip_seconds(63);
+    clock.skip_seconds(61);
     await_banners(output, 3);
     handler.stops = true;
     closer.join();
@@ -96,6 +96,8 @@ TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seco
     const int first = take_banner(text, "start"), second = take_banner(text, "start");
     EXPECT_GE(first, 60) << all;
     EXPECT_GE(second, first + 4) << all;
-    EXPECT_GE(take_banner(text, "stop"), 63) << all;
+    EXPECT_GE(take_banner(text, "stop"), 61) << all;
+    while (take_banner(text, "stop") >= 0) // when the machine was slow to stop it
+        ;
     EXPECT_EQ(text, "") << all;
 }
