@@ -94,8 +94,8 @@ wide_glyph compose(const uint8_t* font, uint32_t syllable) {
 
     const variant_sets& sets = sets_of_medial[medial];
     const bool closed = final != none;
-    const bool long_armed = initial == 0 || initial == 15; // ㄱ and ㅋ reach into the vowel's side
-    const uint32_t medial_set = (closed ? 2u : 0u) + (long_armed ? 0u : 1u);
+    const bool open_below = initial == 0 || initial == 15; // ㄱ and ㅋ
+    const uint32_t medial_set = (closed ? 2u : 0u) + (open_below ? 0u : 1u);
 
     wide_glyph glyph{};
     join(glyph, initial_glyph(font, closed ? sets.initial_closed : sets.initial_open, initial));

@@ -1,6 +1,7 @@
 #include <ombrel/font.h>
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <set>
 #include <string>
@@ -11,11 +12,11 @@ namespace {
 
 using glyph = std::array<uint8_t, def_ombrel_bitmap_font_glyph_size>;
 constexpr uint8_t untouched = 0xA5;
+constexpr size_t banks[] = {0, 4864, 7552, def_ombrel_bitmap_font_16x16_ko_size};
 
 // A font in which the first bytes of a glyph tell its number within its bank, one place for each bank.
 const std::array<uint8_t, def_ombrel_bitmap_font_16x16_ko_size> numbered = [] {
     std::array<uint8_t, def_ombrel_bitmap_font_16x16_ko_size> font{};
-    const size_t banks[] = {0, 4864, 7552, font.size()};
     for (size_t bank = 0; bank < 3; bank++)
         for (size_t at = banks[bank]; at < banks[bank + 1]; at += 32)
             font[at + bank] = static_cast<uint8_t>((at - banks[bank]) / 32 + 1);
@@ -27,6 +28,13 @@ glyph get(uint32_t code, const uint8_t* font = nullptr) {
     buffer.fill(untouched);
     EXPECT_EQ(buffer.data(), ombrel_get_bitmap_font(nullptr, nullptr, buffer.data(), font, code));
     return buffer;
+}
+
+int ink(const uint8_t* rows) {
+    int pixels = 0;
+    for (size_t i = 0; i < def_ombrel_bitmap_font_glyph_size; i++)
+        pixels += std::popcount(rows[i]);
+    return pixels;
 }
 
 TEST(font, every_range_has_its_glyph_its_size_and_its_copy) {
@@ -92,6 +100,10 @@ TEST(font, a_given_font_replaces_both_and_no_box) {
         EXPECT_EQ(get(code), get(code, own));
 }
 
+uint32_t set_in(const std::string& digits, uint32_t medial) {
+    return static_cast<uint32_t>(digits[medial] - '0');
+}
+
 TEST(font, syllables_join_the_variants_that_belong_together) {
     const std::string closed = "555555556777667776675", open = "000000001333124442130";
     const std::string finals = "020212123021331213311";
@@ -100,11 +112,22 @@ TEST(font, syllables_join_the_variants_that_belong_together) {
         const bool has_final = f != 0 && f != 27;
         const uint32_t beside = initial != 0 && initial != 15;
         glyph expected{};
-        expected[0] = static_cast<uint8_t>(((has_final ? closed : open)[medial] - '0') * 19u + initial + 1);
+        expected[0] = static_cast<uint8_t>(set_in(has_final ? closed : open, medial) * 19 + initial + 1);
         expected[1] = static_cast<uint8_t>((has_final * 2u + beside) * 21 + medial + 1);
         if (has_final)
-            expected[2] = static_cast<uint8_t>((finals[medial] - '0') * 27u + (f == 26 ? 26 : f - 1) + 1);
+            expected[2] = static_cast<uint8_t>(set_in(finals, medial) * 27 + (f == 26 ? 26 : f - 1) + 1);
         ASSERT_EQ(expected, get(0xAC00 + s, numbered.data())) << s;
+    }
+}
+
+TEST(font, letters_of_a_syllable_do_not_overlap) {
+    const uint8_t* font = ombrel_get_default_bitmap_font_16x16_ko_entry();
+    for (uint32_t code = 0xAC00; code < 0xD7A4; code++) {
+        const glyph numbers = get(code, numbered.data());
+        int letters = 0;
+        for (size_t bank = 0; bank < 3; bank++)
+            letters += numbers[bank] == 0 ? 0 : ink(font + banks[bank] + (numbers[bank] - 1u) * 32);
+        EXPECT_EQ(letters, ink(get(code).data())) << code;
     }
 }
 
