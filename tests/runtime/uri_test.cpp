@@ -69,6 +69,7 @@ constexpr uri_case cases[] = {
     {"./ab:c", "file|-|-|-|-1|./ab:c|-|-|./ab:c"},
     {"1a:b", "file|-|-|-|-1|1a:b|-|-|1a:b"},
     {"//h/p", "file|-|-|-|-1|//h/p|-|-|//h/p"},
+    {"a\nb", "file|-|-|-|-1|a\nb|-|-|a\nb"},
     {":", "file|-|-|-|-1|:|-|-|:"},
     // Refused.
     {"", "refused"},
@@ -86,7 +87,7 @@ constexpr uri_case cases[] = {
     {"file:a%00b", "refused"},
     {"ftp://u%00@h", "refused"},
     {"file:a\nb", "refused"},
-    {"a\x7f", "refused"},
+    {"ab:\x7f", "refused"},
 };
 
 TEST_F(UriTest, takes_names_apart) {
