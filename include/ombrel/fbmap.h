@@ -52,8 +52,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_fbmap_append 0x00000200u       /**< for creation: below its siblings instead of above */
 #define def_ombrel_fbmap_brush_fcolor 0x00001000u /**< text has its foreground colour */
 #define def_ombrel_fbmap_brush_bcolor 0x00002000u /**< text has its background colour */
-#define def_ombrel_fbmap_brush_ocolor 0x00004000u /**< text has its outline colour, and 2 pixels more space  \
-                                                   */
+#define def_ombrel_fbmap_brush_ocolor 0x00004000u /**< text has its outline colour and wider spaces */
 #define def_ombrel_fbmap_ccolor 0x00008000u       /**< pixels of the colour key are transparent */
 #define def_ombrel_fbmap_alpha_window 0x00010000u /**< the whole window has an alpha value */
 #define def_ombrel_fbmap_alpha_pixel 0x00020000u  /**< each pixel has its own alpha value */
@@ -355,7 +354,7 @@ OMBREL_API int ombrel_fbmap_use_ccolor(ombrel_fbmap_t* fbmap, int on);
 OMBREL_API int ombrel_fbmap_set_ccolor(ombrel_fbmap_t* fbmap, uint32_t color);
 /** @brief Whether (`on` not 0) the window alpha is used. */
 OMBREL_API int ombrel_fbmap_use_alpha_window(ombrel_fbmap_t* fbmap, int on);
-/** @brief Sets the window alpha, 0 (invisible) to 255 (opaque); the lowest 8 bits count. */
+/** @brief Sets the window alpha, 0 (invisible) to 255 (opaque); more counts as 255. */
 OMBREL_API int ombrel_fbmap_set_alpha_window(ombrel_fbmap_t* fbmap, uint32_t alpha);
 /** @brief Whether (`on` not 0) the alpha of each pixel is used. */
 OMBREL_API int ombrel_fbmap_use_alpha_pixel(ombrel_fbmap_t* fbmap, int on);

@@ -71,13 +71,45 @@ void unite(rectangle& area, const rectangle& more) {
 }
 
 void grow_update_region(ombrel_fbmap_t& fbmap, const rectangle& touched) {
-    if ((fbmap.m_flags & def_ombrel_fbmap_hidden) == 0)
+    if (!is_hidden(fbmap))
         unite(fbmap.m_update_region, touched);
+}
+
+placement locate(ombrel_fbmap_t& fbmap, rectangle area) {
+    ombrel_fbmap_t* at = &fbmap;
+    int64_t x = 0;
+    int64_t y = 0;
+    if (at->m_parent == nullptr)
+        clip(area, at->m_resx, at->m_resy);
+    for (; at->m_parent != nullptr; at = at->m_parent) {
+        x += at->m_x;
+        y += at->m_y;
+        const int64_t left = int64_t{area.m_x} + at->m_x;
+        const int64_t top = int64_t{area.m_y} + at->m_y;
+        area = between(left, top, left + area.m_w, top + area.m_h);
+        clip(area, at->m_parent->m_resx, at->m_parent->m_resy);
+    }
+    return {at, area, x, y};
+}
+
+bool measure(ombrel_fbmap_t& fbmap) {
+    const uint64_t line_length = uint64_t{fbmap.m_resx} * fbmap.m_bits_per_pixel / 8;
+    if (line_length > UINT32_MAX || line_length * fbmap.m_resy > UINT32_MAX)
+        return false;
+    fbmap.m_line_length = static_cast<uint32_t>(line_length);
+    fbmap.m_map_size = static_cast<uint32_t>(line_length * fbmap.m_resy);
+    return true;
 }
 
 } // namespace ombrel::fbmap
 
 using namespace ombrel::fbmap;
+
+namespace {
+
+constexpr const char source_name[] = "source/fbmap_internal";
+
+} // namespace
 
 int ombrel_sep_overlap_window(const ombrel_fbmap_rectangle_t* a, const ombrel_fbmap_rectangle_t* b,
                               ombrel_fbmap_rectangle_t* overlap_out, ombrel_fbmap_rectangle_t* rest_out) {
@@ -99,4 +131,23 @@ int ombrel_sep_overlap_window(const ombrel_fbmap_rectangle_t* a, const ombrel_fb
     if (overlap_out != nullptr)
         *overlap_out = between(left, top, right, bottom);
     return 1;
+}
+
+ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t* fbmap,
+                                                       ombrel_fbmap_rectangle_t* out_rect,
+                                                       const ombrel_fbmap_rectangle_t* in_rect,
+                                                       int32_t* x_out, int32_t* y_out) {
+    if (fbmap == nullptr) {
+        fail({source_name, __func__, __LINE__}, "s_fbmap is null !");
+        return nullptr;
+    }
+    const placement place = locate(*fbmap, in_rect != nullptr ? *in_rect : whole(*fbmap));
+    const rectangle origin = between(place.x, place.y, place.x, place.y);
+    if (out_rect != nullptr)
+        *out_rect = place.visible;
+    if (x_out != nullptr)
+        *x_out = origin.m_x;
+    if (y_out != nullptr)
+        *y_out = origin.m_y;
+    return place.root;
 }

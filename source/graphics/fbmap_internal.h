@@ -49,6 +49,16 @@ constexpr int64_t bottom_of(const rectangle& area) {
     return int64_t{area.m_y} + area.m_h;
 }
 
+/// A window's place in its root.
+struct placement {
+    ombrel_fbmap_t* root;
+    rectangle visible; ///< what its ancestors leave of a rectangle of it
+    int64_t x, y;      ///< where its own left column and top row are
+};
+
+/// Follows a rectangle of a window, given in its own coordinates, up to the root.
+placement locate(ombrel_fbmap_t& fbmap, rectangle area);
+
 /// The rectangle between the edges, as much of it as coordinates and sizes can tell.
 rectangle between(int64_t left, int64_t top, int64_t right, int64_t bottom);
 
@@ -61,16 +71,28 @@ void unite(rectangle& area, const rectangle& more);
 /// Adds what a drawing function has touched to the map's update region; a hidden map has none.
 void grow_update_region(ombrel_fbmap_t& fbmap, const rectangle& touched);
 
+/// The map's rectangle in its own coordinates.
 constexpr rectangle whole(const ombrel_fbmap_t& fbmap) {
     return {0, 0, fbmap.m_resx, fbmap.m_resy};
 }
 
 // --- pixels and slots -----------------------------------------------------------------------------------
 
+/// Sets line length and map size for the map's resolution and depth. False, with both as they were, when the
+/// pixels would have 2^32 bytes or more.
+bool measure(ombrel_fbmap_t& fbmap);
+
 /// The address of a pixel inside the map.
 inline unsigned char* pixel_at(const ombrel_fbmap_t& fbmap, uint32_t x, uint32_t y) {
     return static_cast<unsigned char*>(fbmap.m_map) + size_t{y} * fbmap.m_line_length +
            size_t{x} * (fbmap.m_bits_per_pixel / 8);
+}
+
+constexpr bool is_hidden(const ombrel_fbmap_t& fbmap) {
+    return (fbmap.m_flags & def_ombrel_fbmap_hidden) != 0;
+}
+constexpr bool is_transparent(const ombrel_fbmap_t& fbmap) {
+    return (fbmap.m_flags & def_ombrel_fbmap_transparent) != 0;
 }
 
 /// One operation's functions for 8, 16, 24 and 32 bits.

@@ -1,0 +1,223 @@
+#include "graphics/fbmap_composite.h"
+
+#include <cstring>
+
+#include <ombrel/bitmap.h>
+#include <ombrel/heap.h>
+#include <ombrel/memory.h>
+#include <ombrel/output.h>
+
+namespace ombrel::fbmap {
+
+namespace {
+
+constexpr const char source_name[] = "source/fbmap_update";
+
+/// What a root's m_composite_map points to, followed by the two pixel buffers and the marks.
+///
+/// The root's own pixels have no other place than its map, in which windows are shown. So what transparent
+/// windows are blended onto is kept beside the result. As long as the map still holds that result, the next
+/// blend starts from what was kept, not from its own traces; a pixel that was drawn anew since is what lies
+/// below from then on.
+struct composite_map {
+    uint32_t resx;
+    uint32_t resy;
+    uint32_t line_length;
+    uint32_t pixel_size;
+
+    size_t map_size() const { return size_t{line_length} * resy; }
+    unsigned char* blended() { return reinterpret_cast<unsigned char*>(this + 1); }
+    unsigned char* below() { return blended() + map_size(); }
+    /// A byte for each pixel: 1 where both buffers have been written and no opaque window has been shown
+    /// since.
+    unsigned char* marks() { return below() + map_size(); }
+
+    bool fits(const ombrel_fbmap_t& root) const {
+        return resx == root.m_resx && resy == root.m_resy && line_length == root.m_line_length &&
+               pixel_size == root.m_bits_per_pixel / 8;
+    }
+    size_t pixel_offset(uint32_t x, uint32_t y) const {
+        return size_t{y} * line_length + size_t{x} * pixel_size;
+    }
+    ombrel_bitmap_t bitmap(unsigned char* pixels, uint32_t color_interface) const {
+        return {pixels, color_interface, resx, resy, line_length, 0, 0, 0};
+    }
+    void copy(unsigned char* to, const unsigned char* from, const rectangle& area) const {
+        const size_t offset = pixel_offset(area.m_x, area.m_y);
+        ombrel_memcpy_blit(to + offset, from + offset, size_t{area.m_w} * pixel_size, line_length,
+                           line_length, area.m_h);
+    }
+    void mark(const rectangle& area, int value) {
+        for (uint32_t row = 0; row < area.m_h; ++row)
+            memset(marks() + size_t{area.m_y + row} * resx + area.m_x, value, area.m_w);
+    }
+};
+
+composite_map* existing_composite(ombrel_fbmap_t& root) {
+    auto* composite = static_cast<composite_map*>(root.m_composite_map);
+    if (composite == nullptr || composite->fits(root))
+        return composite;
+    // A plug-in has given the root another resolution.
+    ombrel_free_tag(composite, "ombrel_fbmap_update", __LINE__);
+    root.m_composite_map = nullptr;
+    return nullptr;
+}
+
+composite_map* new_composite(ombrel_fbmap_t& root) {
+    const uint64_t size = sizeof(composite_map) + uint64_t{root.m_line_length} * root.m_resy * 2 +
+                          uint64_t{root.m_resx} * root.m_resy;
+    if (size > PTRDIFF_MAX)
+        return nullptr;
+    auto* made = static_cast<composite_map*>(
+        ombrel_calloc_tag(1, static_cast<size_t>(size), "ombrel_fbmap_update", __LINE__));
+    if (made != nullptr)
+        *made = {root.m_resx, root.m_resy, root.m_line_length, root.m_bits_per_pixel / 8};
+    return made;
+}
+
+composite_map* composite_for(ombrel_fbmap_t& root) {
+    if (composite_map* present = existing_composite(root))
+        return present;
+    if (root.m_color_interface == 0) {
+        fail({source_name, __func__, __LINE__}, "master-fbmap's color-interface not defined !");
+        return nullptr;
+    }
+    composite_map* const made = new_composite(root);
+    if (made == nullptr)
+        fail({source_name, __func__, __LINE__}, "not enough memory ! (for composite_map)");
+    else if ((root.m_flags & def_ombrel_fbmap_debug) != 0)
+        ombrel_printf("fbmap: [DEBUG] composite map allocated.\n");
+    root.m_composite_map = made;
+    return made;
+}
+
+/// One recomposition of a root.
+class painter {
+public:
+    explicit painter(ombrel_fbmap_t& root)
+        : root_(root), pixels_(static_cast<unsigned char*>(root.m_map)),
+          composite_(existing_composite(root)) {}
+
+    void compose(const rectangle_node& node) {
+        if (node.m_owner == nullptr)
+            uncover(node.m_rectangle);
+        else if ((node.m_flags & needs_blending) == 0)
+            show(*node.m_owner, node.m_rectangle);
+        else if (composite_ != nullptr || (composite_ = composite_for(root_)) != nullptr)
+            blend(node);
+    }
+
+    /// To be called for all nodes once all are composed.
+    void finish(const rectangle_node& node) {
+        if (composite_ != nullptr && node.m_owner != nullptr && is_lowest_blended(node)) {
+            composite_->copy(pixels_, composite_->blended(), node.m_rectangle);
+            unite(root_.m_update_region, node.m_rectangle);
+        }
+    }
+
+private:
+    static bool is_lowest_blended(const rectangle_node& node) {
+        return (node.m_flags & (needs_blending | settled)) == needs_blending;
+    }
+
+    static void get_box(ombrel_fbmap_t& owner, ombrel_bitmap_t to, const rectangle& area, uint32_t mode) {
+        const placement place = locate(owner, whole(owner));
+        const int64_t x = area.m_x - place.x;
+        const int64_t y = area.m_y - place.y;
+        if (x <= INT32_MAX && y <= INT32_MAX)
+            __ombrel_fbmap_get_box_internal(&owner, &to, area.m_x, area.m_y, static_cast<int32_t>(x),
+                                            static_cast<int32_t>(y), area.m_w, area.m_h, mode);
+    }
+
+    void show(ombrel_fbmap_t& owner, const rectangle& area) {
+        get_box(owner,
+                {pixels_, root_.m_color_interface, root_.m_resx, root_.m_resy, root_.m_line_length, 0, 0, 0},
+                area, def_ombrel_fbmap_plain);
+        if (composite_ != nullptr)
+            composite_->mark(area, 0);
+        unite(root_.m_update_region, area);
+    }
+
+    void blend(const rectangle_node& node) {
+        const rectangle& area = node.m_rectangle;
+        const bool transparent = is_transparent(*node.m_owner);
+        if (is_lowest_blended(node)) {
+            if (transparent)
+                keep_root_pixels(area);
+            else
+                get_box(*node.m_owner, bitmap(composite_->below()), area, def_ombrel_fbmap_plain);
+            composite_->mark(area, 1);
+            composite_->copy(composite_->blended(), composite_->below(), area);
+        }
+        if (transparent)
+            get_box(*node.m_owner, bitmap(composite_->blended()), area, def_ombrel_fbmap_blend);
+    }
+
+    ombrel_bitmap_t bitmap(unsigned char* pixels) const {
+        return composite_->bitmap(pixels, root_.m_color_interface);
+    }
+
+    bool is_marked(uint32_t x, uint32_t y) const {
+        return composite_->marks()[size_t{y} * composite_->resx + x] != 0;
+    }
+
+    // Whether the root shows there what was blended for it last.
+    bool shows_blended(uint32_t x, uint32_t y) const {
+        const size_t offset = composite_->pixel_offset(x, y);
+        return is_marked(x, y) &&
+               memcmp(pixels_ + offset, composite_->blended() + offset, composite_->pixel_size) == 0;
+    }
+
+    template<typename Work>
+    void for_each_pixel(const rectangle& area, Work work) const {
+        for (uint32_t y = area.m_y; y < area.m_y + area.m_h; ++y)
+            for (uint32_t x = area.m_x; x < area.m_x + area.m_w; ++x)
+                work(x, y);
+    }
+
+    void keep_root_pixels(const rectangle& area) {
+        for_each_pixel(area, [&](uint32_t x, uint32_t y) {
+            if (!shows_blended(x, y))
+                copy_pixel(composite_->below(), pixels_, x, y);
+        });
+    }
+
+    // Where no window is any more the root keeps what it shows, without what was blended onto it.
+    void uncover(const rectangle& area) {
+        if (composite_ == nullptr)
+            return;
+        bool changed = false;
+        for_each_pixel(area, [&](uint32_t x, uint32_t y) {
+            if (!shows_blended(x, y))
+                return;
+            copy_pixel(pixels_, composite_->below(), x, y);
+            changed = true;
+        });
+        composite_->mark(area, 0);
+        if (changed)
+            unite(root_.m_update_region, area);
+    }
+
+    void copy_pixel(unsigned char* to, const unsigned char* from, uint32_t x, uint32_t y) const {
+        const size_t offset = composite_->pixel_offset(x, y);
+        memcpy(to + offset, from + offset, composite_->pixel_size);
+    }
+
+    ombrel_fbmap_t& root_;
+    unsigned char* pixels_;
+    composite_map* composite_;
+};
+
+} // namespace
+
+void paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
+    if (root.m_map == nullptr)
+        return;
+    painter to(root);
+    for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
+        to.compose(*node);
+    for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
+        to.finish(*node);
+}
+
+} // namespace ombrel::fbmap

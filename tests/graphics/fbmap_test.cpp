@@ -1,0 +1,427 @@
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/bitmap.h>
+#include <ombrel/fbmap.h>
+
+#include "support/heap_balance.h"
+#include "support/threads.h"
+
+namespace ombrel_test {
+namespace {
+
+using rectangle = ombrel_fbmap_rectangle_t;
+using pixels = std::vector<uint32_t>;
+
+constexpr uint32_t own = def_ombrel_fbmap_own_map, hidden = def_ombrel_fbmap_hidden;
+constexpr uint32_t argb8888 = 0x18485868, rgb888 = 0x00485868, rgb565 = 0x00455665, palette8 = 0xF8;
+
+uint32_t pixel(const ombrel_fbmap_t& map, size_t x, size_t y) {
+    const auto* bytes = static_cast<const unsigned char*>(map.m_map) + y * map.m_line_length;
+    uint32_t value = 0;
+    for (uint32_t i = 0, size = map.m_bits_per_pixel / 8; i < size; i++)
+        value |= uint32_t{bytes[x * size + i]} << 8 * i;
+    return value;
+}
+
+// Sets what of the area is inside the map, and has it updated.
+void fill(ombrel_fbmap_t& map, rectangle area, uint32_t color) {
+    area.m_w = std::min(area.m_w, map.m_resx - area.m_x);
+    area.m_h = std::min(area.m_h, map.m_resy - area.m_y);
+    const uint32_t size = map.m_bits_per_pixel / 8;
+    for (size_t y = area.m_y; y < area.m_y + area.m_h; y++)
+        for (size_t x = area.m_x; x < area.m_x + area.m_w; x++)
+            for (uint32_t i = 0; i < size; i++)
+                static_cast<unsigned char*>(map.m_map)[y * map.m_line_length + x * size + i] =
+                    static_cast<unsigned char>(color >> 8 * i);
+    if ((map.m_flags & hidden) == 0) {
+        map.m_update_region = area;
+        EXPECT_EQ(0, ombrel_fbmap_update(&map));
+    }
+}
+
+void fill(ombrel_fbmap_t& map, uint32_t color) {
+    fill(map, {0, 0, map.m_resx, map.m_resy}, color);
+}
+
+/// A root whose device has received what was transferred and nothing else.
+class screen : no_copy {
+public:
+    screen(uint32_t color_interface, uint32_t resx, uint32_t resy) {
+        ombrel_init_fbmap(&root, nullptr, own, color_interface, 0, 0, resx, resy);
+        root.m_transfer = receive;
+        device.resize(size_t{resx} * resy);
+    }
+    ~screen() { ombrel_destroy_fbmap(&root); }
+
+    ombrel_fbmap_t* window(ombrel_fbmap_t* parent, int32_t x, int32_t y, uint32_t w, uint32_t h,
+                           uint32_t color, uint32_t flags = 0) {
+        ombrel_fbmap_t* made = ombrel_new_fbmap(parent, own | flags, 0, x, y, w, h);
+        fill(*made, color);
+        return made;
+    }
+    uint32_t at(size_t x, size_t y) const { return device[y * root.m_resx + x]; }
+
+    ombrel_fbmap_t root;
+    pixels device;
+    size_t transferred = 0;
+
+private:
+    static int receive(ombrel_fbmap_t* map) {
+        auto& self = *reinterpret_cast<screen*>(map); // the root is its first member
+        const rectangle area = map->m_update_region;
+        self.transferred += size_t{area.m_w} * area.m_h;
+        for (size_t y = area.m_y; y < area.m_y + area.m_h; y++)
+            for (size_t x = area.m_x; x < area.m_x + area.m_w; x++)
+                self.device[y * map->m_resx + x] = pixel(*map, x, y);
+        return 0;
+    }
+};
+
+/// What a screen shows when every window that is not hidden is painted from the lowest to the topmost,
+/// clipped to all that contain it.
+class model {
+public:
+    explicit model(const screen& display)
+        : root_(display.root), shown_(display.device), below_(shown_.size()), blended_(shown_.size()) {}
+
+    const pixels& shown() {
+        // Where no opaque window is, the root shows what it did without the transparent ones.
+        for (size_t i = 0; i < shown_.size(); i++)
+            if (blended_[i])
+                shown_[i] = below_[i];
+        below_ = shown_;
+        blended_.assign(shown_.size(), false);
+        paint_children(root_, 0, 0, {0, 0, int64_t{root_.m_resx}, int64_t{root_.m_resy}});
+        return shown_;
+    }
+
+private:
+    struct edges {
+        int64_t left, top, right, bottom;
+    };
+
+    void paint_children(const ombrel_fbmap_t& parent, int64_t x, int64_t y, const edges& clip) {
+        const ombrel_fbmap_t* child = parent.m_children;
+        while (child != nullptr && child->m_next != nullptr)
+            child = child->m_next;
+        for (; child != nullptr; child = child->m_prev) {
+            const int64_t left = x + child->m_x, top = y + child->m_y;
+            const edges inside = {std::max(clip.left, left), std::max(clip.top, top),
+                                  std::min(clip.right, left + child->m_resx),
+                                  std::min(clip.bottom, top + child->m_resy)};
+            if ((child->m_flags & hidden) == 0)
+                paint(*child, left, top, inside);
+            paint_children(*child, left, top, inside);
+        }
+    }
+
+    void paint(const ombrel_fbmap_t& window, int64_t left, int64_t top, const edges& inside) {
+        const bool opaque = (window.m_flags & def_ombrel_fbmap_transparent) == 0;
+        for (int64_t y = inside.top; y < inside.bottom; y++)
+            for (int64_t x = inside.left; x < inside.right; x++) {
+                const size_t i = static_cast<size_t>(y) * root_.m_resx + static_cast<size_t>(x);
+                const uint32_t upper =
+                    pixel(window, static_cast<size_t>(x - left), static_cast<size_t>(y - top));
+                shown_[i] = opaque ? upper : blend(window, upper, shown_[i]);
+                if (opaque)
+                    below_[i] = upper;
+                blended_[i] = !opaque;
+            }
+    }
+
+    static uint32_t blend(const ombrel_fbmap_t& window, uint32_t upper, uint32_t lower) {
+        if ((window.m_flags & def_ombrel_fbmap_ccolor) != 0 && upper == window.m_ccolor)
+            return lower;
+        uint32_t alpha = 255;
+        if ((window.m_flags & def_ombrel_fbmap_alpha_window) != 0)
+            alpha = window.m_alpha_window;
+        if ((window.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && window.m_bits_per_pixel == 32)
+            alpha = (alpha * (upper >> 24) + 127) / 255;
+        if ((window.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0)
+            return upper;
+        uint32_t mixed = 0;
+        for (uint32_t field = window.m_color_interface, shift = 0; field != 0; field >>= 8) {
+            const uint32_t limit = (1u << (field & 15)) - 1;
+            const uint32_t over = (field & 0xF0) == 0x10 ? limit : upper >> shift & limit;
+            mixed |= (over * alpha + (lower >> shift & limit) * (255 - alpha) + 127) / 255 << shift;
+            shift += field & 15;
+        }
+        return mixed;
+    }
+
+    const ombrel_fbmap_t& root_;
+    pixels shown_, below_;
+    std::vector<bool> blended_;
+};
+
+using numbers = std::mt19937;
+
+uint32_t below(numbers& random, uint32_t limit) {
+    return static_cast<uint32_t>(random() % limit);
+}
+
+// A few colours, so that colour keys meet.
+uint32_t random_color(numbers& random) {
+    static constexpr uint32_t colors[] = {0, 0xFFFFFFFF, 0x80FF4001, 0x12345678, 0xC00F81F3};
+    return colors[below(random, 5)];
+}
+
+void collect(ombrel_fbmap_t& map, std::vector<ombrel_fbmap_t*>& windows) {
+    for (ombrel_fbmap_t* child = map.m_children; child != nullptr; child = child->m_next) {
+        windows.push_back(child);
+        collect(*child, windows);
+    }
+}
+
+void add_window(screen& display, ombrel_fbmap_t* parent, numbers& random) {
+    const auto place = [&] { return static_cast<int32_t>(below(random, 40)) - 12; };
+    const uint32_t flags = random() % 4 == 0 ? def_ombrel_fbmap_append : 0;
+    ombrel_fbmap_t* made = display.window(parent, place(), place(), 1 + below(random, 25),
+                                          1 + below(random, 25), random_color(random), flags | hidden);
+    fill(*made, {0, 0, 5, 5}, random_color(random));
+    ombrel_fbmap_show(made);
+}
+
+void change(screen& display, numbers& random) {
+    std::vector<ombrel_fbmap_t*> windows;
+    collect(display.root, windows);
+    const uint32_t kind = windows.size() > 12 ? 0 : below(random, 14);
+    if (windows.empty() || kind > 11) {
+        const bool nested = kind == 13 && !windows.empty();
+        return add_window(display, nested ? windows[random() % windows.size()] : &display.root, random);
+    }
+    ombrel_fbmap_t* window = windows[random() % windows.size()];
+    const auto within = [&](uint32_t limit) { return static_cast<int32_t>(below(random, limit)); };
+    const int32_t x = within(60) - 20, y = within(50) - 20;
+    const uint32_t color = random_color(random);
+    if (kind == 0) {
+        while (window->m_children != nullptr)
+            window = window->m_children;
+        ombrel_free_fbmap(window);
+    } else if (kind <= 3) {
+        ombrel_fbmap_resize(window, x, y, kind < 3 ? window->m_resx : 1 + below(random, 30),
+                            kind < 3 ? window->m_resy : 1 + below(random, 30));
+    } else if (kind <= 5) {
+        (kind == 4 ? ombrel_fbmap_hide : ombrel_fbmap_show)(window);
+    } else if (kind <= 8) {
+        fill(*window,
+             {within(window->m_resx), within(window->m_resy), 1 + below(random, 9), 1 + below(random, 9)},
+             color);
+    } else if (kind == 9) {
+        ombrel_fbmap_set_ccolor(window, pixel(*window, 0, 0));
+        ombrel_fbmap_use_ccolor(window, color & 1);
+    } else if (kind == 10) {
+        ombrel_fbmap_set_alpha_window(window, below(random, 256));
+        ombrel_fbmap_use_alpha_window(window, color & 1);
+    } else {
+        ombrel_fbmap_use_alpha_pixel(window, color & 1);
+    }
+}
+
+class FbmapTree : public balanced_test, public ::testing::WithParamInterface<uint32_t> {};
+
+TEST_P(FbmapTree, device_shows_what_a_plain_model_paints) {
+    for (uint32_t seed = 0; seed < 300; seed++) {
+        numbers random(seed);
+        screen display(GetParam(), 32, 24);
+        fill(display.root, random_color(random));
+        model expected(display);
+        for (int step = 0; step < 40; step++) {
+            change(display, random);
+            ASSERT_TRUE(expected.shown() == display.device) << "seed " << seed << ", step " << step;
+        }
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Depths, FbmapTree, ::testing::Values(rgb565, rgb888, argb8888));
+
+class Fbmap : public balanced_test {};
+
+TEST_F(Fbmap, rectangles_overlap_and_leave_four_pieces) {
+    constexpr int32_t low = INT32_MIN, high = INT32_MAX;
+    constexpr uint32_t most = UINT32_MAX;
+    const struct {
+        rectangle a, b;
+        int result;
+        rectangle overlap, rest[4];
+    } table[] = {
+        {{0, 0, 4, 4}, {4, 0, 4, 4}, 0, {}, {}},
+        {{0, 0, 4, 4}, {0, 4, 4, 4}, 0, {}, {}},
+        {{0, 0, 4, 4}, {1, 1, 0, 2}, 0, {}, {}},
+        {{0, 0, 9, 9},
+         {3, 2, 4, 5},
+         1,
+         {3, 2, 4, 5},
+         {{0, 0, 7, 2}, {7, 0, 2, 7}, {3, 7, 6, 2}, {0, 2, 3, 7}}},
+        {{2, 2, 3, 3},
+         {0, 0, 9, 9},
+         1,
+         {2, 2, 3, 3},
+         {{2, 2, 3, 0}, {5, 2, 0, 3}, {2, 5, 3, 0}, {2, 2, 0, 3}}},
+        {{low, low, most, most},
+         {-1, -1, 2, 2},
+         1,
+         {-1, -1, 2, 2},
+         {{low, low, 0x80000001, high},
+          {1, low, high - 1, 0x80000001},
+          {-1, 1, 0x80000000, high - 1},
+          {low, -1, high, 0x80000000}}},
+        {{high, high, most, most},
+         {high, high, 1, 1},
+         1,
+         {high, high, 1, 1},
+         {{high, high, 1, 0}, {high, high, 0, 1}, {high, high, most, 0}, {high, high, 0, most}}},
+    };
+    const auto same = [](const rectangle& a, const rectangle& b) { return memcmp(&a, &b, sizeof a) == 0; };
+    for (const auto& row : table) {
+        rectangle overlap = {}, rest[4] = {};
+        EXPECT_EQ(row.result, ombrel_sep_overlap_window(&row.a, &row.b, &overlap, rest)) << &row - table;
+        EXPECT_TRUE(same(row.overlap, overlap)) << &row - table;
+        for (int i = 0; i < 4; i++)
+            EXPECT_TRUE(same(row.rest[i], rest[i])) << &row - table << ", piece " << i;
+    }
+    EXPECT_EQ(-1, ombrel_sep_overlap_window(nullptr, &table[0].b, nullptr, nullptr));
+}
+
+// How many pixels reach the device when a 6 x 4 window does something on a screen of 40 x 30.
+TEST_F(Fbmap, only_what_changed_is_transferred) {
+    screen display(rgb565, 40, 30);
+    display.window(&display.root, 0, 0, 40, 30, 1);
+    ombrel_fbmap_t* const window = display.window(&display.root, 10, 10, 6, 4, 2);
+    const auto count = [&](auto work) {
+        display.transferred = 0;
+        work();
+        return display.transferred;
+    };
+    EXPECT_EQ(6u, count([&] { fill(*window, {1, 1, 3, 2}, 3); }));
+    EXPECT_EQ(8u * 4, count([&] { ombrel_fbmap_move(window, 12, 10); }));
+    EXPECT_EQ(0u, count([&] { ombrel_fbmap_move(window, 12, 10); }));
+    EXPECT_EQ(24u, count([&] { ombrel_fbmap_hide(window); }));
+    EXPECT_EQ(0u, count([&] { ombrel_fbmap_hide(window); }));
+    EXPECT_EQ(24u, count([&] { ombrel_fbmap_show(window); }));
+    display.window(&display.root, 12, 10, 6, 3, 4);
+    EXPECT_EQ(6u, count([&] { fill(*window, 5); })) << "the part that is covered does not change";
+    EXPECT_EQ(6u, count([&] { ombrel_fbmap_move(window, INT32_MIN, INT32_MAX); }));
+    EXPECT_EQ(0u, count([&] { fill(*window, 6); })) << "a window outside is left alone";
+}
+
+TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
+    screen display(rgb888, 8, 8);
+    ombrel_fbmap_t* const glass = display.window(&display.root, 2, 2, 4, 4, 0xFFFFFF, hidden);
+    ombrel_fbmap_set_alpha_window(glass, 51);
+    ombrel_fbmap_use_alpha_window(glass, 1);
+    ombrel_fbmap_show(glass);
+    EXPECT_EQ(0x333333u, display.at(3, 3));
+    fill(*glass, 0xFF0000);
+    EXPECT_EQ(0x330000u, display.at(3, 3)) << "not onto its own traces";
+    fill(display.root, 0x646464);
+    fill(*glass, 0xFF0000);
+    EXPECT_EQ(0x835050u, display.at(3, 3));
+    ombrel_fbmap_move(glass, 6, 6);
+    EXPECT_EQ(0x646464u, display.at(3, 3)) << "it leaves none either";
+}
+
+TEST_F(Fbmap, resizing_keeps_the_top_left_part) {
+    screen display(rgb565, 10, 10);
+    ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 4, 4, 7);
+    EXPECT_EQ(0, ombrel_fbmap_resize(window, 1, 1, 6, 3));
+    for (size_t y = 0; y < 3; y++)
+        for (size_t x = 0; x < 6; x++)
+            EXPECT_EQ(x < 4 ? 7u : 0u, display.at(x + 1, y + 1)) << x << ' ' << y;
+    EXPECT_EQ(std::make_tuple(12u, 36u), std::make_tuple(window->m_line_length, window->m_map_size));
+    EXPECT_EQ(-1, ombrel_fbmap_resize(window, 2, 2, UINT32_MAX, UINT32_MAX));
+    EXPECT_EQ(6u, window->m_resx);
+    EXPECT_EQ(7u, display.at(2, 2)) << "at its new place with the old size";
+    EXPECT_EQ(0, ombrel_fbmap_resize(window, 2, 2, 0, 5));
+    EXPECT_EQ(nullptr, window->m_map);
+    EXPECT_EQ(nullptr, ombrel_new_fbmap(&display.root, own, 0, 0, 0, UINT32_MAX, UINT32_MAX));
+    EXPECT_EQ(0, ombrel_fbmap_resize(&display.root, 0, 0, 5, 5)) << "a root keeps its size";
+    EXPECT_EQ(10u, display.root.m_resx);
+}
+
+TEST_F(Fbmap, a_new_window_is_topmost_and_takes_after_its_parent) {
+    screen display(rgb565, 10, 9);
+    ombrel_fbmap_t* const first = display.window(&display.root, 0, 0, 0, 0, 1);
+    ombrel_fbmap_t* const second = display.window(&display.root, 0, 0, 5, 0, 2, 0x20 | 0x40);
+    ombrel_fbmap_t* const last = display.window(&display.root, 0, 0, 0, 0, 3, def_ombrel_fbmap_append);
+    EXPECT_EQ(second, display.root.m_children);
+    EXPECT_EQ(last, first->m_next);
+    EXPECT_EQ(std::make_tuple(rgb565, 5u, 9u, 16u, 10u, 90u),
+              std::make_tuple(second->m_color_interface, second->m_resx, second->m_resy,
+                              second->m_bits_per_pixel, second->m_line_length, second->m_map_size));
+    EXPECT_EQ(own | def_ombrel_fbmap_new | def_ombrel_fbmap_initialized, second->m_flags);
+    EXPECT_EQ(0xFFFFu, second->m_brush_fcolor);
+    EXPECT_EQ(2u, display.at(4, 8));
+    EXPECT_EQ(nullptr, ombrel_free_fbmap(second));
+    EXPECT_EQ(1u, display.at(4, 8)) << "what lay below shows";
+}
+
+// Neither painting nor freeing may take stack by how deep windows nest.
+TEST_F(Fbmap, windows_nest_deeply) {
+    screen display(palette8, 4, 4);
+    ombrel_fbmap_t* innermost = &display.root;
+    for (int i = 0; i < 50'000; i++)
+        innermost = ombrel_new_fbmap(innermost, own | def_ombrel_fbmap_keep_shown, 0, 0, 0, 2, 2);
+    fill(*innermost, 9);
+    EXPECT_EQ(9u, display.at(1, 1));
+}
+
+TEST_F(Fbmap, unsupported_depths_and_null_are_refused) {
+    ombrel_fbmap_t grey;
+    ombrel_init_fbmap(&grey, nullptr, own, 0x31, 0, 0, 16, 4);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(-1, ombrel_fbmap_transfer(&grey));
+    EXPECT_EQ(-1, ombrel_fbmap_move(nullptr, 1, 1));
+    EXPECT_EQ(-1, ombrel_destroy_fbmap(nullptr));
+    EXPECT_EQ(0u, ombrel_fbmap_get_resx(nullptr));
+    const std::string report = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(std::string::npos, report.find("<not supported>"));
+    for (const char* name :
+         {"fbmap:ombrel_fbmap_move", "fbmap:ombrel_destroy_fbmap", "fbmap_get:ombrel_fbmap_get_resx"})
+        EXPECT_NE(std::string::npos, report.find(std::string("source/") + name)) << name;
+    ombrel_destroy_fbmap(&grey);
+    EXPECT_EQ(0, ombrel_destroy_fbmap(&grey)) << "once destroyed it is left alone";
+}
+
+TEST_F(Fbmap, setters_tell_what_they_are_told) {
+    screen display(argb8888, 4, 4);
+    ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 0, 0, 1, hidden);
+    EXPECT_EQ(1, ombrel_fbmap_is_visible(window)) << "the hidden bit, meant so";
+    ombrel_fbmap_show(window);
+    EXPECT_EQ(0, ombrel_fbmap_is_visible(window));
+    ombrel_fbmap_use_alpha_transfer(window, 0);
+    ombrel_fbmap_use_brush_color(window, 1);
+    ombrel_fbmap_use_brush_bcolor(window, 0);
+    EXPECT_EQ(0x45000u, window->m_flags & 0xFFF000);
+    ombrel_fbmap_set_brush_xy_scale(window, 1, 2, 3, 4);
+    ombrel_fbmap_set_brush_xy_delta(window, -5, 6);
+    EXPECT_EQ(std::make_tuple(2u, 3u, -5, 6),
+              std::make_tuple(window->m_brush_x_scale.m_denominator, window->m_brush_y_scale.m_numerator,
+                              window->m_brush_x_delta, window->m_brush_y_delta));
+    display.root.m_flags |= def_ombrel_fbmap_closed;
+    EXPECT_EQ(1, ombrel_fbmap_is_closed(window));
+}
+
+TEST_F(Fbmap, threads_share_one_tree_and_have_their_own) {
+    screen shared(rgb565, 64, 64);
+    in_threads(4, [&](int i) {
+        screen display(argb8888, 32, 32);
+        for (screen* target : {&shared, &display})
+            for (int round = 0; round < 50; round++) {
+                ombrel_fbmap_t* const window = ombrel_new_fbmap(&target->root, own, 0, round, i * 9, 20, 20);
+                ombrel_fbmap_set_alpha_window(window, 99);
+                ombrel_fbmap_use_alpha_window(window, round & 1);
+                ombrel_fbmap_move(window, i * 9, round);
+                ombrel_free_fbmap(window);
+            }
+    });
+    EXPECT_EQ(nullptr, shared.root.m_children);
+}
+
+} // namespace
+} // namespace ombrel_test
