@@ -42,8 +42,9 @@ public:
         if (type == def_ombrel_ctx_db_null)
             cell_.text = "NULL";
         else if (type == def_ombrel_ctx_db_blob)
-            cell_.text = {size_text_, static_cast<size_t>(ombrel_snprintf(size_text_, sizeof size_text_,
-                                                                          "(%zu bytes)", value.m_size))};
+            cell_.text = {size_text_, static_cast<size_t>(
+                                          ombrel_snprintf(size_text_, sizeof size_text_, "(%llu bytes)",
+                                                          static_cast<unsigned long long>(value.m_size)))};
         else if (value.m_data != nullptr)
             cell_.text = {static_cast<const char*>(value.m_data), value.m_size};
     }

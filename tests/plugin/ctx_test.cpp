@@ -1,0 +1,296 @@
+#include <cstdarg>
+#include <cstring>
+
+#include <ombrel/ctx_interface.h>
+#include <ombrel/heap.h>
+#include <ombrel/md5.h>
+#include <ombrel/sha1.h>
+#include <ombrel/sha256.h>
+
+#include "plugin/probe_library.h"
+#include "support/capture.h"
+#include "support/heap_balance.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+constexpr int not_supported = def_ombrel_ctx_error_not_supported;
+constexpr int unknown = 12345;
+
+class ctx_test : public balanced_test {
+protected:
+    ~ctx_test() override { ombrel_destroy_ctx(ctx); }
+
+    int open(const char* source) {
+        ombrel_ctx_set_option(ctx, "source", source);
+        return ombrel_open_ctx(ctx, "test/text");
+    }
+
+    const int ctx = ombrel_new_ctx();
+};
+
+/// A result with so many rows, freed with the scope.
+class query : no_copy {
+public:
+    query(int ctx, int rows) : ctx_(ctx), result_(ombrel_ctx_db_get_query(ctx, "%d", rows)) {}
+    ~query() { ombrel_ctx_db_free_result(ctx_, result_); }
+    operator ombrel_ctx_db_result_t*() const { return result_; }
+
+private:
+    int ctx_;
+    ombrel_ctx_db_result_t* result_;
+};
+
+} // namespace
+
+TEST_F(ctx_test, opening_binds_to_the_newest_plugin_that_accepts) {
+    const loaded_probe a("probe_a"), b("probe_b");
+    EXPECT_EQ(ombrel_open_ctx(ctx, "nobody/serves"), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
+    EXPECT_EQ(ombrel_get_ctx_plugin_name(ctx), nullptr);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "Test/Shared/1"), 0);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 0);
+    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so");
+    EXPECT_STREQ(ombrel_get_ctx_mime_type_hint(ctx), "test/other|test/shared*");
+    EXPECT_STREQ(ombrel_get_ctx_mime_type(ctx), "Test/Shared/1");
+    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/other"), 0);
+    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/text"), -1);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_already_open);
+    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so") << "bound as before";
+    EXPECT_EQ(ombrel_ctx_get_plugin_descriptor(ctx), 7);
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(b->closed, 1);
+    EXPECT_EQ(ombrel_ctx_get_plugin_descriptor(ctx), -1);
+    EXPECT_EQ(ombrel_ctx_get_plugin_data(ctx), nullptr);
+    EXPECT_EQ(ombrel_get_ctx_mime_type(ctx), nullptr);
+    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/other"), -1);
+}
+
+TEST_F(ctx_test, a_refusal_goes_on_to_the_next_plugin_only_when_not_supported) {
+    const loaded_probe a("probe_a"), b("probe_b");
+    const struct {
+        const char* refusal;
+        int error;
+    } cases[] = {{"3", not_supported}, {"5", def_ombrel_ctx_error_not_found}, {"0", not_supported}};
+    for (const auto& c : cases) {
+        ombrel_ctx_set_option(ctx, "refuse", c.refusal);
+        EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), -3) << "the result of the last one asked";
+        EXPECT_EQ(ombrel_ctx_get_last_error(ctx), c.error);
+        EXPECT_EQ(ombrel_get_ctx_plugin_name(ctx), nullptr);
+    }
+    EXPECT_EQ(a->opened + b->opened + a->closed + b->closed, 0);
+    const int bare = ombrel_load_plugin(module_path("bare").c_str(), nullptr);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/bare"), 0);
+    EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 0), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported) << "a null slot";
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(ombrel_unload_plugin(bare), 0);
+}
+
+TEST_F(ctx_test, an_open_operation_may_use_contexts_but_not_close_its_own) {
+    const loaded_probe a("probe_a");
+    ombrel_ctx_set_option(ctx, "nested", "1");
+    ombrel_ctx_set_option(ctx, "close", "1");
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_busy);
+    EXPECT_EQ(a->opened, 2);
+}
+
+TEST_F(ctx_test, options_are_found_in_either_case_until_the_context_is_closed) {
+    EXPECT_EQ(ombrel_ctx_get_option(ctx, "mode"), nullptr);
+    EXPECT_STREQ(ombrel_ctx_get_option_string_ex(ctx, "mode", "none"), "none");
+    EXPECT_EQ(ombrel_ctx_set_option(ctx, "Mode", "rb"), 0);
+    EXPECT_EQ(ombrel_ctx_set_option_string(ctx, "mode", "r+b"), 0);
+    EXPECT_STREQ(ombrel_ctx_get_option_string(ctx, "MODE"), "r+b");
+    EXPECT_EQ(ombrel_ctx_set_option_fstring(ctx, "xywh", "%d,%s", 5, "a"), 0);
+    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "xywh"), "5,a");
+    EXPECT_EQ(ombrel_ctx_set_option_int_string(ctx, "debug", INT32_MIN), 0);
+    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "debug"), "-2147483648");
+    EXPECT_EQ(ombrel_ctx_set_option(ctx, "mode", ombrel_ctx_get_option(ctx, "debug")), 0) << "another's text";
+    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "mode"), "-2147483648");
+    EXPECT_EQ(ombrel_ctx_set_option(ctx, "debug", nullptr), 0);
+    EXPECT_EQ(ombrel_ctx_get_option(ctx, "debug"), nullptr);
+    EXPECT_EQ(ombrel_ctx_set_option_string(ctx, "debug", nullptr), 0);
+    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "debug"), "");
+    for (const char* name : {static_cast<const char*>(nullptr), ""})
+        EXPECT_EQ(ombrel_ctx_set_option(ctx, name, "x"), -1);
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(ombrel_ctx_get_option(ctx, "mode"), nullptr);
+}
+
+TEST_F(ctx_test, operations_reach_the_plugin) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open("hello world"), 0);
+    char text[32] = "";
+    int number = 0;
+    EXPECT_EQ(ombrel_ctx_control(ctx, 0x10002, &number, sizeof number), 0);
+    EXPECT_EQ(number, 42);
+    EXPECT_EQ(ombrel_ctx_xcontrol(ctx, "get", &number, sizeof number), 0);
+    EXPECT_EQ(number, 41);
+    EXPECT_EQ(ombrel_ctx_bcontrol(ctx, 0x10001, "abcd", size_t{5}, text, sizeof text), 5);
+    EXPECT_STREQ(text, "abcd");
+    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 0), 0);
+    EXPECT_EQ(ombrel_ctx_is_writable(ctx, -1), 1);
+    EXPECT_EQ(ombrel_ctx_read(ctx, text, SIZE_MAX), 5);
+    EXPECT_EQ(ombrel_ctx_seek(ctx, 6, def_ombrel_ctx_seek_set), 6);
+    EXPECT_EQ(ombrel_ctx_printf(ctx, "%s%d", "WOR", 1), 4) << "in pieces of 3";
+    EXPECT_EQ(ombrel_ctx_puts(ctx, "!"), -1);
+    EXPECT_EQ(ombrel_ctx_rewind(ctx), 0);
+    EXPECT_EQ(ombrel_ctx_puts(ctx, "HEL!O"), 3) << "what was written before it stopped";
+    EXPECT_EQ(ombrel_ctx_puts(ctx, nullptr), 0);
+    EXPECT_STREQ(static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)), "HELlo WOR1d");
+    EXPECT_EQ(ombrel_ctx_get_env(ctx, "peer", text, 4), 5);
+    EXPECT_STREQ(text, "pee");
+    EXPECT_EQ(ombrel_ctx_set_env(ctx, "a", "a"), 0);
+    EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 77);
+    EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 1), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
+    ombrel_ctx_fbinfo_t info;
+    EXPECT_EQ(ombrel_ctx_get_fbinfo(ctx, &info), 0);
+    EXPECT_EQ(info.m_resx, 640);
+    char argument[] = "5";
+    char* argv[] = {argument, nullptr};
+    EXPECT_EQ(ombrel_ctx_is_executable_main(ctx), 1);
+    EXPECT_EQ(ombrel_ctx_execute_main(ctx, 1, argv), 15);
+}
+
+TEST_F(ctx_test, what_is_missing_is_not_supported) {
+    const loaded_probe old("probe_old");
+    char byte;
+    const auto missing = [this](int result, int expected) {
+        EXPECT_EQ(result, expected);
+        EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
+        EXPECT_EQ(ombrel_ctx_set_last_error(ctx, 0), 0);
+    };
+    missing(ombrel_ctx_read(ctx, &byte, 1), -1);
+    missing(ombrel_ctx_execute_main(ctx, 0, nullptr), 1);
+    ASSERT_EQ(open("x"), 0);
+    missing(ombrel_ctx_is_executable_main(ctx), 0);
+    missing(ombrel_ctx_db_get_query_puts(ctx, "1") != nullptr, 0);
+    missing(static_cast<int>(ombrel_ctx_db_set_query_puts(ctx, "1")), -1);
+    for (const int handle : {unknown, 0, -1, old.handle}) {
+        EXPECT_EQ(ombrel_ctx_read(handle, &byte, 1), -1);
+        EXPECT_EQ(ombrel_open_ctx(handle, "test/text"), -1);
+        EXPECT_EQ(ombrel_ctx_get_last_error(handle), -1);
+        EXPECT_EQ(ombrel_ctx_set_option(handle, "a", "b"), -1);
+        EXPECT_EQ(ombrel_destroy_ctx(handle), -1);
+    }
+    EXPECT_EQ(ombrel_plugin_get_name(ctx), nullptr) << "the handle of another type";
+}
+
+TEST_F(ctx_test, a_plugin_may_keep_its_own_error_word) {
+    const loaded_probe own("probe_errors");
+    ASSERT_EQ(open("x"), 0);
+    EXPECT_EQ(ombrel_ctx_set_last_error(ctx, 12), 0);
+    EXPECT_EQ(own->own_error, 12);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 12);
+    EXPECT_EQ(ombrel_ctx_get_error_word(ctx), 0);
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 12) << "it stays with the context";
+    ombrel_ctx_set_option(ctx, "refuse", "3");
+    const loaded_probe newest("probe_errors");
+    EXPECT_EQ(open("x"), -3);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
+}
+
+TEST(ctx_handle_test, a_stale_handle_reaches_nothing) {
+    const heap_balance balance;
+    const int keep = ombrel_new_ctx(), stale = ombrel_new_ctx();
+    EXPECT_EQ(ombrel_destroy_ctx(stale), 0);
+    for (int i = 0; i < 20000; i++) {
+        const int next = ombrel_new_ctx();
+        ASSERT_GT(next, 0);
+        ASSERT_NE(next, stale);
+        ASSERT_EQ(ombrel_ctx_set_last_error(stale, 1), -1);
+        ASSERT_EQ(ombrel_destroy_ctx(next), 0);
+    }
+    ombrel_destroy_ctx(keep);
+}
+
+TEST_F(ctx_test, queries_give_rows_by_name_and_place) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open(""), 0);
+    EXPECT_EQ(ombrel_ctx_db_set_query(ctx, "%d", 4), 4);
+    const ombrel_ctx_db_value_t parameter{def_ombrel_ctx_db_integer, 8, 0, nullptr, 0};
+    EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, "4", &parameter, 1), 5);
+    EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, "4", nullptr, 1), -1);
+    const query result(ctx, 1);
+    EXPECT_EQ(ombrel_ctx_db_get_row_count(ctx, result), 1);
+    EXPECT_EQ(ombrel_ctx_db_get_field_count(ctx, result), 4);
+    EXPECT_STREQ(ombrel_ctx_db_get_field_name(ctx, result, 2), "text");
+    EXPECT_EQ(ombrel_ctx_db_get_field_index(ctx, result, "TEXT"), 2);
+    EXPECT_EQ(ombrel_ctx_db_get_field_index_f(ctx, result, "%cl%s", 'b', "ob"), 3);
+    const ombrel_ctx_db_value_t* row = ombrel_ctx_db_fetch_row(ctx, result);
+    ASSERT_NE(row, nullptr);
+    EXPECT_STREQ(static_cast<const char*>(row[1].m_data), "7");
+    ombrel_ctx_set_last_error(ctx, 5);
+    EXPECT_EQ(ombrel_ctx_db_fetch_row(ctx, result), nullptr);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 0) << "the end is no failure";
+    EXPECT_EQ(ombrel_ctx_db_fetch_row(ctx, nullptr), nullptr);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
+}
+
+TEST_F(ctx_test, a_result_is_printed_as_an_aligned_table) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open(""), 0);
+    capture output(stdout);
+    const query two(ctx, 2), none(ctx, 0);
+    EXPECT_EQ(ombrel_ctx_db_dump_result(ctx, two), 2);
+    EXPECT_EQ(ombrel_ctx_db_dump_result(ctx, none), 0);
+    EXPECT_EQ(output.text(), "none | n  | text | blob\n"
+                             "-----+----+------+----------\n"
+                             "NULL |  7 | \xC3\xA9.0  | (9 bytes)\n"
+                             "NULL | 12 | \xC3\xA9.0  | (9 bytes)\n"
+                             "none | n | text | blob\n"
+                             "-----+---+------+-----\n");
+}
+
+TEST(simple_digest_test, whatever_a_stream_gives_is_digested) {
+    const int builtin = ombrel_load_plugin(nullptr, nullptr); // first, so that the probe is asked before it
+    const loaded_probe stream("probe_stream");
+    ombrel_md5_t md5;
+    ombrel_sha1_t sha1;
+    ombrel_sha256_t sha256;
+    EXPECT_EQ(ombrel_simple_md5("123456789", &md5), 0);
+    EXPECT_STREQ(ombrel_md5_digest(&md5, nullptr), "25F9E794323B453885F5181F1B624D0B");
+    EXPECT_EQ(ombrel_simple_sha1("123456789", &sha1), 0);
+    EXPECT_STREQ(ombrel_sha1_digest(&sha1, nullptr), "F7C3BC1D808E04732ADF679965CCC34CA7AE3441");
+    EXPECT_EQ(ombrel_simple_sha256("123456789", &sha256), 0);
+    EXPECT_STREQ(ombrel_sha256_digest(&sha256, nullptr),
+                 "15E2B0D3C33891EBB0F1EF609EC419420C20E320CE94C65FBC8C3312448EB225");
+    EXPECT_EQ(ombrel_simple_md5("12345678!", nullptr), 0);
+    EXPECT_EQ(ombrel_simple_md5("12345!", &md5), -1) << "reading gives -2 there";
+    EXPECT_EQ(ombrel_simple_md5(nullptr, &md5), -1);
+    size_t size = 1;
+    void* body = ombrel_ctx_simple_http_get("123456789", "Accept: text/plain", 0, &size);
+    EXPECT_EQ(size, 9u);
+    EXPECT_STREQ(static_cast<char*>(body), "123456789");
+    ombrel_check_free(body);
+    EXPECT_EQ(ombrel_ctx_simple_http_get("12345!", nullptr, 0, &size), nullptr);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(stream->opened, stream->closed);
+    EXPECT_EQ(ombrel_unload_plugin(builtin), 0);
+}
+
+#if defined(OMBREL_EXAMPLE_PLUGIN)
+TEST_F(ctx_test, the_example_plugin_works_as_its_page_says) {
+    const int handle = ombrel_load_plugin(OMBREL_EXAMPLE_PLUGIN, nullptr);
+    ASSERT_GT(handle, 0);
+    ASSERT_EQ(ombrel_open_ctx(ctx, "application/example_hex"), 0);
+    char text[16] = "";
+    EXPECT_EQ(ombrel_ctx_puts(ctx, "Hex\xFF"), 4);
+    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 0), 1);
+    EXPECT_EQ(ombrel_ctx_read(ctx, text, 3), 2);
+    EXPECT_STREQ(text, "48");
+    EXPECT_EQ(ombrel_ctx_set_option(ctx, "case", "upper"), 0);
+    EXPECT_EQ(ombrel_ctx_read(ctx, text, sizeof text), 6);
+    EXPECT_STREQ(text, "6578FF");
+    EXPECT_EQ(ombrel_ctx_read(ctx, text, 1), -1);
+    EXPECT_EQ(ombrel_ctx_seek(ctx, 0, 0), -1);
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+}
+#endif

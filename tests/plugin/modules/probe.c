@@ -1,0 +1,244 @@
+/* A plug-in for tests. PROBE_HINT and PROBE_VERSION are given by the build; PROBE_HALF gives a function
+ * another name, and PROBE_OWN_ERRORS adds the last-error operations. */
+#include <string.h>
+
+#include <ombrel/ctx_interface.h>
+#include <ombrel/heap.h>
+#include <ombrel/printf.h>
+#include <ombrel/short_lock.h>
+#include <ombrel/string.h>
+
+#include "probe.h"
+
+OMBREL_API probe_state_t probe_state;
+
+/* The option "refuse" is the error to refuse with; "nested" opens another context meanwhile; "close" tries to
+ * close the context that is being opened. */
+static int probe_open(int ctx, const char* mime_type) {
+    const char* refuse = ombrel_ctx_get_option(ctx, "refuse");
+    if (mime_type == NULL || ombrel_ctx_get_plugin_descriptor(ctx) != -1 ||
+        ombrel_ctx_get_plugin_data(ctx) != NULL || ombrel_ctx_get_plugin_state(ctx)[0] != 0)
+        return -2;
+    ombrel_ctx_set_plugin_descriptor(ctx, 7);
+    ombrel_ctx_get_plugin_state(ctx)[0] = 1;
+    if (refuse != NULL) {
+        ombrel_ctx_set_last_error(ctx, refuse[0] - '0');
+        return -3;
+    }
+    if (ombrel_ctx_get_option(ctx, "nested") != NULL) {
+        const int inner = ombrel_new_ctx();
+        const int result = ombrel_open_ctx(inner, mime_type);
+        ombrel_destroy_ctx(inner);
+        if (result != 0)
+            return result;
+    }
+    if (ombrel_ctx_get_option(ctx, "close") != NULL &&
+        (ombrel_close_ctx(ctx) != -1 || ombrel_destroy_ctx(ctx) != -1))
+        return -4;
+    ombrel_ctx_set_plugin_data(ctx, ombrel_strdup(ombrel_ctx_get_option_string_ex(ctx, "source", "")));
+    PROBE_COUNT(probe_state.opened);
+    return 0;
+}
+
+static int probe_close(int ctx) {
+    ombrel_check_free(ombrel_ctx_get_plugin_data(ctx));
+    PROBE_COUNT(probe_state.closed);
+    return 0;
+}
+
+static int probe_vbcontrol(int ctx, uint32_t code, va_list args) {
+    const void* in = va_arg(args, const void*);
+    const size_t in_size = va_arg(args, size_t);
+    void* out = va_arg(args, void*);
+    const size_t room = va_arg(args, size_t);
+    memcpy(out, in, in_size < room ? in_size : room);
+    return ctx > 0 && code == 0x10001 ? (int)in_size : -1;
+}
+
+static int probe_vxcontrol(int ctx, const char* name, va_list args) {
+    int* number = va_arg(args, int*);
+    return ctx > 0 && strcmp(name, "get") == 0 && va_arg(args, size_t) == sizeof(*number) ? (*number = 41, 0)
+                                                                                          : -1;
+}
+
+static int probe_vcontrol(int ctx, uint32_t code, va_list args) {
+    int* number = va_arg(args, int*);
+    return ctx > 0 && code == 0x10002 && va_arg(args, size_t) == sizeof(*number) ? (*number = 42, 0) : -1;
+}
+
+static int probe_ready(int ctx, int timeout_ms) {
+    (void)ctx;
+    return timeout_ms != 0;
+}
+
+/* At most 5 bytes of the source from the position in a state word. */
+static int probe_read(int ctx, void* buffer, size_t size) {
+    const char* source = ombrel_ctx_get_plugin_data(ctx);
+    uintptr_t* at = &ombrel_ctx_get_plugin_state(ctx)[1];
+    const size_t left = strlen(source) - *at, room = size < 5 ? size : 5, now = left < room ? left : room;
+    if (left != 0 && source[*at] == '!')
+        return -2;
+    memcpy(buffer, source + *at, now);
+    *at += now;
+    return (int)now;
+}
+
+/* At most 3 bytes at a time, into the source; none from a "!" on. */
+static int probe_write(int ctx, const void* buffer, size_t size) {
+    char* source = ombrel_ctx_get_plugin_data(ctx);
+    uintptr_t* at = &ombrel_ctx_get_plugin_state(ctx)[1];
+    const size_t left = strlen(source + *at), now = size < 3 ? size : 3;
+    if (now > left || memchr(buffer, '!', now) != NULL)
+        return -1;
+    memcpy(source + *at, buffer, now);
+    *at += now;
+    return (int)now;
+}
+
+static int64_t probe_seek(int ctx, int64_t offset, int whence) {
+    ombrel_ctx_get_plugin_state(ctx)[1] = (uintptr_t)offset;
+    return whence == def_ombrel_ctx_seek_set ? offset : -1;
+}
+
+static int probe_sync(int ctx) {
+    return ombrel_ctx_set_error_word(ctx, 77);
+}
+
+static int probe_get_env(int ctx, const char* name, char* text, size_t size) {
+    (void)ctx;
+    ombrel_snprintf(text, size, "%s!", name);
+    return (int)strlen(name) + 1;
+}
+
+static int probe_set_env(int ctx, const char* name, const char* text) {
+    return ctx > 0 && strcmp(name, text) == 0 ? 0 : -1;
+}
+
+#if PROBE_OWN_ERRORS
+static int probe_get_last_error(int ctx) {
+    (void)ctx;
+    return probe_state.own_error;
+}
+
+static int probe_set_last_error(int ctx, int error) {
+    (void)ctx;
+    probe_state.own_error = error;
+    return 0;
+}
+#define PROBE_ERRORS probe_get_last_error, probe_set_last_error
+#else
+#define PROBE_ERRORS NULL, NULL
+#endif
+
+static int probe_main(int argc, char** argv) {
+    return argc * 10 + argv[0][0] - '0';
+}
+
+/* The database: its result is the number of rows that the query says, each being NULL, that number, a text
+ * with the first parameter, and a blob. */
+struct ombrel_ctx_db_result_ts {
+    int rows, taken;
+    int64_t parameter;
+    char text[2][40];
+    ombrel_ctx_db_value_t row[4];
+};
+
+static ombrel_ctx_db_result_t* probe_get_query(int ctx, const char* query,
+                                               const ombrel_ctx_db_value_t* parameters, size_t count) {
+    ombrel_ctx_db_result_t* result = ombrel_calloc(1, sizeof(*result));
+    (void)ctx;
+    if (result != NULL) {
+        result->rows = query[0] - '0';
+        result->parameter = count > 0 ? parameters[0].m_integer : 0;
+    }
+    return result;
+}
+
+static int64_t probe_set_query(int ctx, const char* query, const ombrel_ctx_db_value_t* parameters,
+                               size_t count) {
+    (void)ctx, (void)parameters;
+    return query[0] - '0' + (int64_t)count;
+}
+
+static int probe_free_result(int ctx, ombrel_ctx_db_result_t* result) {
+    (void)ctx;
+    return ombrel_free(result);
+}
+
+static const ombrel_ctx_db_value_t* probe_fetch_row(int ctx, ombrel_ctx_db_result_t* r) {
+    int n, t;
+    (void)ctx;
+    if (r->taken == r->rows)
+        return NULL;
+    n = ombrel_snprintf(r->text[0], sizeof(r->text[0]), "%d", r->taken * 5 + 7);
+    t = ombrel_snprintf(r->text[1], sizeof(r->text[1]), "\xC3\xA9\n%d", (int)r->parameter);
+    r->row[0].m_type = def_ombrel_ctx_db_null;
+    r->row[1].m_type = def_ombrel_ctx_db_integer, r->row[1].m_data = r->text[0], r->row[1].m_size = (size_t)n;
+    r->row[2].m_type = def_ombrel_ctx_db_text, r->row[2].m_data = r->text[1], r->row[2].m_size = (size_t)t;
+    r->row[3].m_type = def_ombrel_ctx_db_blob, r->row[3].m_size = 9;
+    r->taken++;
+    return r->row;
+}
+
+static int64_t probe_get_row_count(int ctx, ombrel_ctx_db_result_t* result) {
+    (void)ctx;
+    return result->rows;
+}
+
+static int probe_get_field_count(int ctx, ombrel_ctx_db_result_t* result) {
+    (void)ctx, (void)result;
+    return 4;
+}
+
+static const char* probe_get_field_name(int ctx, ombrel_ctx_db_result_t* result, int index) {
+    static const char* const names[] = {"none", "n", "text", "blob"};
+    (void)ctx, (void)result;
+    return index >= 0 && index < 4 ? names[index] : NULL;
+}
+
+static int probe_get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name) {
+    int i;
+    for (i = 0; i < 4; i++)
+        if (ombrel_strcasecmp(probe_get_field_name(ctx, result, i), name) == 0)
+            return i;
+    return -1;
+}
+
+static int probe_get_fbinfo(int ctx, ombrel_ctx_fbinfo_t* info) {
+    info->m_resx = 640;
+    return ombrel_ctx_get_option(ctx, "no map") != NULL ? -1 : 0;
+}
+
+static ombrel_ctx0_v1_interface_t table = {
+    {def_ombrel_interface_kind_ctx, 0, PROBE_VERSION, 0, probe_open, probe_close, probe_vbcontrol,
+     probe_vxcontrol, probe_vcontrol, probe_ready, probe_read, probe_ready, probe_write, probe_seek,
+     probe_sync, probe_get_env, probe_set_env, PROBE_ERRORS, probe_main},
+    probe_get_query,
+    probe_set_query,
+    probe_free_result,
+    probe_fetch_row,
+    probe_get_row_count,
+    probe_get_field_count,
+    probe_get_field_index,
+    probe_get_field_name,
+    probe_get_fbinfo};
+
+OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
+    PROBE_WRITE(probe_state.entered, 1);
+    while (PROBE_READ(probe_state.gate))
+        ombrel_load_balance_short();
+    probe_state.initialized++;
+    *size = PROBE_VERSION == 0 ? sizeof(table.m_v0) : sizeof(table);
+    table.m_v0.m_size = probe_state.table_size != 0 ? probe_state.table_size : (uint32_t)*size;
+    *hint = PROBE_HINT;
+    *interface_table = &table;
+    return probe_state.initialize_result;
+}
+
+#if PROBE_HALF
+#define ombrel_plugin_uninitialize probe_finish
+#endif
+OMBREL_API int ombrel_plugin_uninitialize(void) {
+    probe_state.uninitialized++;
+    return 0;
+}

@@ -1,0 +1,20 @@
+/* What the tests see of a probe: a plug-in whose behaviour they choose, and that counts its calls. */
+#ifndef PROBE_H
+#define PROBE_H
+
+/* Found in a probe under the name "probe_state". */
+typedef struct {
+    int initialized, uninitialized; /* calls */
+    int opened, closed;             /* contexts accepted and released; atomic */
+    int gate;                       /* while it is 1, the initialise function waits; atomic */
+    int entered;                    /* the initialise function has been entered; atomic */
+    int initialize_result;          /* what it returns */
+    unsigned table_size;            /* what the table says of its size, if not 0 */
+    int own_error;                  /* the error word of a probe that keeps its own */
+} probe_state_t;
+
+#define PROBE_READ(word) __atomic_load_n(&(word), __ATOMIC_ACQUIRE)
+#define PROBE_WRITE(word, value) __atomic_store_n(&(word), (value), __ATOMIC_RELEASE)
+#define PROBE_COUNT(word) __atomic_fetch_add(&(word), 1, __ATOMIC_RELAXED)
+
+#endif

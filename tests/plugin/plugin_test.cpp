@@ -1,0 +1,225 @@
+#include <atomic>
+#include <cstring>
+
+#include <ombrel/builtin_plugin.h>
+#include <ombrel/ctx.h>
+#include <ombrel/ctx_interface.h>
+#include <ombrel/short_lock.h>
+
+#include "plugin/probe_library.h"
+#include "support/capture.h"
+#include "support/heap_balance.h"
+#include "support/threads.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class plugin_test : public balanced_test {
+protected:
+    ~plugin_test() override { EXPECT_EQ(ombrel_get_plugin_info(), nullptr) << "a plug-in was left behind"; }
+};
+
+} // namespace
+
+TEST(dl_test, a_library_is_found_by_its_path_or_in_the_search_list) {
+    const std::string list = std::string("/nonexistent::") + OMBREL_TEST_MODULES;
+    EXPECT_EQ(ombrel_open_dl("nowhere/bare.so"), nullptr);
+    EXPECT_NE(ombrel_dl_error(), nullptr);
+    EXPECT_EQ(ombrel_open_dl_ex("nowhere/bare.so", "/nonexistent:", 0), nullptr);
+    void* library = ombrel_open_dl_ex("nowhere/bare.so", list.c_str(), 0);
+    ASSERT_NE(library, nullptr);
+    EXPECT_NE(ombrel_import_dl(library, "ombrel_plugin_initialize"), nullptr);
+    EXPECT_EQ(ombrel_import_dl(library, "no_such_symbol"), nullptr);
+    EXPECT_EQ(ombrel_close_dl(library), 0);
+    EXPECT_EQ(ombrel_close_dl(nullptr), -1);
+}
+
+TEST(mime_test, a_hint_covers_what_one_of_its_patterns_matches_in_either_case) {
+    const struct {
+        const char *hint, *type;
+        int result;
+    } cases[] = {{"text/*|application/tuk_fb", "TEXT/plain", 0},
+                 {"text/*;application/tuk_fb", "application/tuk_fb", 0},
+                 {"text/*|application/tuk_fb", "application/tuk_fbx", -1},
+                 {nullptr, "any/thing", 0},
+                 {nullptr, nullptr, 0},
+                 {"", "any/thing", -1},
+                 {"*", nullptr, 0},
+                 {"text/*", nullptr, -1},
+                 {"a/?;b", "A/b", 0},
+                 {"a b;c", "c", 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(ombrel_compare_mime_type_hint(c.hint, c.type), c.result)
+            << (c.hint != nullptr ? c.hint : "null");
+    EXPECT_EQ(ombrel_compare_mime_type("a/b", "a/b"), 0);
+    EXPECT_NE(ombrel_compare_mime_type("a/b", "A/b"), 0);
+    EXPECT_EQ(ombrel_compare_mime_type(nullptr, ""), 0);
+}
+
+TEST_F(plugin_test, the_record_says_what_was_loaded) {
+    loaded_probe probe("probe_a");
+    const ombrel_plugin_t* record = ombrel_get_plugin_info();
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(std::memcmp(&record->m_magic, "WULP", 4), 0);
+    EXPECT_EQ(record->m_flags, def_ombrel_plugin_flag_initialized | def_ombrel_plugin_flag_ctx_interface);
+    EXPECT_EQ(record->m_handle, probe.handle);
+    EXPECT_STREQ(record->m_path, probe.path());
+    EXPECT_STREQ(record->m_name, "probe_a.so");
+    EXPECT_EQ(record->m_interface_size, sizeof(ombrel_ctx0_v1_interface_t));
+    EXPECT_STREQ(ombrel_plugin_get_name(probe.handle), "probe_a.so");
+    EXPECT_STREQ(ombrel_plugin_get_mime_type_hint(probe.handle), "test/text|test/shared*");
+    EXPECT_EQ(ombrel_plugin_get_interface(probe.handle), record->m_interface);
+}
+
+TEST_F(plugin_test, each_load_is_a_use_and_the_last_unload_ends_it) {
+    const probe_library probe("probe_a");
+    const int handle = probe.load();
+    EXPECT_EQ(probe.load(), handle);
+    EXPECT_EQ(ombrel_load_plugin(module_path("other/probe_a").c_str(), nullptr), handle) << "same base name";
+    EXPECT_EQ(ombrel_get_plugin_info()->m_used_count, 3u);
+    for (int uses = 3; uses > 0; uses--) {
+        EXPECT_EQ(probe->uninitialized, 0);
+        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    }
+    EXPECT_EQ(probe->initialized, 1);
+    EXPECT_EQ(probe->uninitialized, 1);
+    const int next = probe.load();
+    EXPECT_NE(next, handle);
+    EXPECT_EQ(ombrel_unload_plugin(handle), -1) << "a stale handle";
+    EXPECT_EQ(ombrel_plugin_get_name(handle), nullptr);
+    EXPECT_EQ(ombrel_plugin_execute_main(handle, 0, nullptr), 1);
+    EXPECT_EQ(ombrel_unload_plugin(next), 0);
+}
+
+TEST_F(plugin_test, a_load_that_fails_leaves_nothing) {
+    const probe_library probe("probe_a");
+    for (const auto& [result, expected] : {std::pair{5, -1}, std::pair{-7, -7}}) {
+        probe->initialize_result = result;
+        EXPECT_EQ(probe.load(), expected);
+    }
+    EXPECT_EQ(probe->initialized, 2);
+    EXPECT_EQ(probe->uninitialized, 0);
+    EXPECT_EQ(ombrel_load_plugin(module_path("probe_half").c_str(), nullptr), -1);
+    EXPECT_EQ(ombrel_load_plugin_ex(probe.path(), nullptr, "no_such_symbol", nullptr), -1);
+    EXPECT_EQ(ombrel_load_plugin("/nonexistent.so", nullptr), -1);
+    EXPECT_EQ(ombrel_load_plugin("", nullptr), -1);
+    const int half =
+        ombrel_load_plugin_ex(module_path("probe_half").c_str(), nullptr, nullptr, "probe_finish");
+    EXPECT_GT(half, 0);
+    EXPECT_EQ(ombrel_unload_plugin(half), 0);
+}
+
+TEST_F(plugin_test, the_builtin_plugin_has_a_name_and_no_library) {
+    const int handle = ombrel_load_plugin(nullptr, nullptr);
+    EXPECT_GT(handle, 0);
+    EXPECT_EQ(ombrel_load_plugin("some/where/" def_ombrel_builtin_plugin_name, nullptr), handle);
+    EXPECT_STREQ(ombrel_plugin_get_name(handle), def_ombrel_builtin_plugin_name);
+    ombrel_unload_all_plugin();
+    EXPECT_EQ(ombrel_unload_plugin(handle), -1);
+}
+
+TEST_F(plugin_test, the_main_entry_runs_the_plugin_as_a_program) {
+    char number[] = "4";
+    char* argv[] = {number, nullptr};
+    {
+        const loaded_probe probe("probe_a"), old("probe_old");
+        EXPECT_EQ(ombrel_plugin_is_executable_main(probe.handle), 1);
+        EXPECT_EQ(ombrel_plugin_execute_main(probe.handle, 1, argv), 14);
+        EXPECT_EQ(ombrel_plugin_is_executable_main(old.handle), 0);
+        EXPECT_EQ(ombrel_plugin_execute_main(old.handle, 1, argv), 1);
+    }
+    EXPECT_EQ(ombrel_plugin_execute_main_by_plugin_name(module_path("probe_a").c_str(), 1, argv), 14);
+    EXPECT_EQ(ombrel_plugin_execute_main_by_plugin_name("/nonexistent.so", 1, argv), 1);
+}
+
+TEST_F(plugin_test, a_table_too_small_for_what_it_claims_is_reported) {
+    probe_library probe("probe_a");
+    probe->table_size = 16;
+    const int handle = probe.load(), ctx = ombrel_new_ctx();
+    capture output(stderr);
+    EXPECT_EQ(ombrel_plugin_get_main_entry(handle), nullptr);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
+    const std::string text = output.text();
+    EXPECT_NE(text.find("<s_interface_header->m_size >= sizeof(ombrel_ctx0_v1_interface_t)>"),
+              std::string::npos);
+    EXPECT_NE(
+        text.find("<s_interface_header->m_size >= ((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))>"),
+        std::string::npos);
+    ombrel_destroy_ctx(ctx);
+    ombrel_unload_plugin(handle);
+}
+
+TEST_F(plugin_test, a_plugin_stays_while_a_context_is_bound_to_it) {
+    const probe_library probe("probe_a");
+    const int handle = probe.load(), ctx = ombrel_new_ctx(), other = ombrel_new_ctx();
+    ASSERT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    EXPECT_EQ(probe->uninitialized, 0);
+    EXPECT_EQ(ombrel_open_ctx(other, "test/text"), -1) << "it takes no new contexts";
+    {
+        capture output(stderr);
+        EXPECT_EQ(ombrel_unload_plugin(handle), -1);
+        EXPECT_NE(output.text().find("<s_plugin->m_used_count > ((ombrel_uintmax_t)0u)>"), std::string::npos);
+    }
+    EXPECT_EQ(probe.load(), handle) << "taken up again";
+    EXPECT_EQ(ombrel_open_ctx(other, "test/text"), 0);
+    ombrel_unload_all_plugin();
+    ombrel_destroy_ctx(other);
+    EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
+    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    EXPECT_EQ(probe->uninitialized, 1);
+    EXPECT_EQ(probe->initialized, 1);
+    ombrel_destroy_ctx(ctx);
+}
+
+TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
+    for (const int initialize_result : {0, -7}) {
+        const probe_library probe("probe_a");
+        PROBE_WRITE(probe->gate, 1);
+        probe->initialize_result = initialize_result;
+        std::atomic<int> started{0}, returned{0};
+        int handles[4];
+        in_threads(5, [&](int i) {
+            if (i < 4) {
+                started++;
+                handles[i] = probe.load();
+                returned++;
+                return;
+            }
+            while (PROBE_READ(probe->entered) == 0 || started != 4)
+                ombrel_load_balance_short();
+            EXPECT_EQ(returned, 0);
+            PROBE_WRITE(probe->gate, 0);
+        });
+        for (const int handle : handles) {
+            // Who comes when the first has failed already is a first loader too.
+            EXPECT_TRUE(initialize_result == 0 ? handle == handles[0] && handle > 0
+                                               : handle == -1 || handle == -7);
+            EXPECT_EQ(ombrel_unload_plugin(handle), initialize_result == 0 ? 0 : -1);
+        }
+        EXPECT_EQ(probe->uninitialized, initialize_result == 0 ? 1 : 0);
+        EXPECT_EQ(ombrel_get_plugin_info(), nullptr);
+    }
+}
+
+TEST_F(plugin_test, loaders_openers_and_unloaders_may_meet) {
+    const probe_library a("probe_a"), b("probe_b");
+    in_threads(6, [&](int i) {
+        for (int round = 0; round < 60; round++) {
+            const int handle = ((i + round) % 2 == 0 ? a : b).load();
+            const int ctx = ombrel_new_ctx();
+            EXPECT_GT(handle, 0);
+            EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0);
+            if (round % 3 == 0) {
+                EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+            }
+            EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+            EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+        }
+    });
+    for (const probe_library* probe : {&a, &b}) {
+        EXPECT_EQ((*probe)->initialized, (*probe)->uninitialized);
+        EXPECT_EQ((*probe)->opened, (*probe)->closed);
+    }
+}
