@@ -42,7 +42,8 @@ void widen_neon(unsigned char* to, const unsigned char* from, size_t count, uint
         const uint8x8_t red = vand_u8(vshrn_n_u16(pixels, 8), vdup_n_u8(0xF8));
         const uint8x8_t green = vand_u8(vshrn_n_u16(pixels, 3), vdup_n_u8(0xFC));
         const uint8x8_t blue = vmovn_u16(vshlq_n_u16(pixels, 3));
-        vst4_u8(to, {{blue, green, red, above}});
+        const uint8x8x4_t wide = {{blue, green, red, above}};
+        vst4_u8(to, wide);
     }
     widen_plain(to, from, count, top);
 }
