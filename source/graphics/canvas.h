@@ -68,12 +68,7 @@ public:
     void set(uint32_t color, int64_t x, int64_t y) const { graphics::store_pixel<Bytes>(at(x, y), color); }
 
     void fill(uint32_t color, const rectangle& part) const {
-        if (size_t{part.m_w} * Bytes == line_length_) {
-            graphics::fill_row(at(part.m_x, part.m_y), color, size_t{part.m_w} * part.m_h, Bytes);
-            return;
-        }
-        for (int64_t y = part.m_y; y < bottom_of(part); y++)
-            graphics::fill_row(at(part.m_x, y), color, part.m_w, Bytes);
+        graphics::fill_rows(at(part.m_x, part.m_y), line_length_, color, part.m_w, part.m_h, Bytes);
     }
 
 private:

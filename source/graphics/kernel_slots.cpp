@@ -22,21 +22,37 @@ const kernel_slots& kernels() {
     return table.get();
 }
 
-void fill_row(unsigned char* to, uint32_t color, size_t count, unsigned bytes_per_pixel) {
+namespace {
+
+void fill8(const fill_area& area, uint32_t color) {
+    for (size_t row = 0; row < area.height; row++)
+        memset(area.to + row * area.line_length, static_cast<unsigned char>(color), area.width);
+}
+
+fill_kernel fill_for(unsigned bytes_per_pixel) {
     switch (bytes_per_pixel) {
     case 1:
-        memset(to, static_cast<unsigned char>(color), count);
-        break;
+        return fill8;
     case 2:
-        kernels().fill16(to, color, count);
-        break;
+        return kernels().fill16;
     case 3:
-        kernels().fill24(to, color, count);
-        break;
+        return kernels().fill24;
     default:
-        kernels().fill32(to, color, count);
-        break;
+        return kernels().fill32;
     }
+}
+
+} // namespace
+
+void fill_row(unsigned char* to, uint32_t color, size_t count, unsigned bytes_per_pixel) {
+    fill_for(bytes_per_pixel)({to, 0, count, 1}, color);
+}
+
+void fill_rows(unsigned char* to, size_t line_length, uint32_t color, size_t width, size_t height,
+               unsigned bytes_per_pixel) {
+    if (line_length == width * bytes_per_pixel)
+        return fill_row(to, color, width * height, bytes_per_pixel);
+    fill_for(bytes_per_pixel)({to, line_length, width, height}, color);
 }
 
 } // namespace ombrel::graphics

@@ -10,8 +10,15 @@
 
 namespace ombrel::graphics {
 
-/// Writes `count` times the same pixel; the kernel stands for the size of one.
-using fill_kernel = void (*)(unsigned char* to, uint32_t color, size_t count);
+/// Pixels of one colour that are to be written.
+struct fill_area {
+    unsigned char* to;
+    size_t line_length; ///< bytes from a row to the next
+    size_t width, height;
+};
+
+/// Writes the same pixel everywhere; the kernel stands for the size of one.
+using fill_kernel = void (*)(const fill_area& area, uint32_t color);
 
 /// Makes 32-bit pixels of 5, 6 and 5 bits, with `top` as what stands above red. The rows do not overlap.
 using widen_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -9,31 +8,37 @@ namespace ombrel::graphics {
 
 namespace {
 
+constexpr size_t pattern_pixels = 16;
+
 // Writes whole patterns of pixels, so that a store carries many of them.
 template<unsigned bytes>
-void fill(unsigned char* to, uint32_t color, size_t count) {
-    constexpr size_t pattern_pixels = 16;
+void fill_row(unsigned char* to, const unsigned char* pattern, size_t count) {
+    for (; count >= pattern_pixels; count -= pattern_pixels, to += pattern_pixels * bytes)
+        memcpy(to, pattern, pattern_pixels * bytes);
+    memcpy(to, pattern, count * bytes);
+}
+
+template<unsigned bytes>
+void fill(const fill_area& area, uint32_t color) {
     std::array<unsigned char, pattern_pixels * bytes> pattern;
-    const size_t used = std::min(count, pattern_pixels);
-    for (size_t i = 0; i < used; i++)
+    for (size_t i = 0; i < pattern_pixels; i++)
         store_pixel<bytes>(pattern.data() + i * bytes, color);
-    for (; count >= pattern_pixels; count -= pattern_pixels, to += pattern.size())
-        memcpy(to, pattern.data(), pattern.size());
-    memcpy(to, pattern.data(), count * bytes);
+    for (size_t row = 0; row < area.height; row++)
+        fill_row<bytes>(area.to + row * area.line_length, pattern.data(), area.width);
 }
 
 } // namespace
 
-void fill16_plain(unsigned char* to, uint32_t color, size_t count) {
-    fill<2>(to, color, count);
+void fill16_plain(const fill_area& area, uint32_t color) {
+    fill<2>(area, color);
 }
 
-void fill24_plain(unsigned char* to, uint32_t color, size_t count) {
-    fill<3>(to, color, count);
+void fill24_plain(const fill_area& area, uint32_t color) {
+    fill<3>(area, color);
 }
 
-void fill32_plain(unsigned char* to, uint32_t color, size_t count) {
-    fill<4>(to, color, count);
+void fill32_plain(const fill_area& area, uint32_t color) {
+    fill<4>(area, color);
 }
 
 } // namespace ombrel::graphics

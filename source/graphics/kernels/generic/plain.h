@@ -5,9 +5,9 @@
 
 namespace ombrel::graphics {
 
-void fill16_plain(unsigned char* to, uint32_t color, size_t count);
-void fill24_plain(unsigned char* to, uint32_t color, size_t count);
-void fill32_plain(unsigned char* to, uint32_t color, size_t count);
+void fill16_plain(const fill_area& area, uint32_t color);
+void fill24_plain(const fill_area& area, uint32_t color);
+void fill32_plain(const fill_area& area, uint32_t color);
 
 void widen_plain(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 void narrow_plain(unsigned char* to, const unsigned char* from, size_t count);

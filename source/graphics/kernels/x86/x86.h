@@ -8,8 +8,8 @@
 
 namespace ombrel::graphics {
 
-void fill16_avx2(unsigned char* to, uint32_t color, size_t count);
-void fill32_avx2(unsigned char* to, uint32_t color, size_t count);
+void fill16_avx2(const fill_area& area, uint32_t color);
+void fill32_avx2(const fill_area& area, uint32_t color);
 void widen_avx2(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 void narrow_avx2(unsigned char* to, const unsigned char* from, size_t count);
 
