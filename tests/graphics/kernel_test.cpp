@@ -38,7 +38,7 @@ template<typename Kernel, typename Run>
 void check(std::span<const candidate<Kernel>> list, size_t pixel_bytes, Run run) {
     const uint32_t features = platform::processor_features();
     for (const auto& kernel : list)
-        for (size_t round = 0; round < 3000 && (kernel.needs & ~features) == 0; round++) {
+        for (size_t round = 0; round < 1500 && (kernel.needs & ~features) == 0; round++) {
             const size_t count = round < 300 ? round : below(below(100) == 0 ? 60000 : 2000);
             bytes plain(count * pixel_bytes), tested = plain;
             const auto seed = generator();
