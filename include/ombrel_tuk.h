@@ -39,6 +39,7 @@
 #include <ombrel/lock_condition.h>
 #include <ombrel/md5.h>
 #include <ombrel/memory.h>
+#include <ombrel/multicall.h>
 #include <ombrel/multicast.h>
 #include <ombrel/network.h>
 #include <ombrel/network_interface.h>
@@ -48,6 +49,8 @@
 #include <ombrel/percent.h>
 #include <ombrel/pipe.h>
 #include <ombrel/plugin.h>
+#include <ombrel/plugin_curl.h>
+#include <ombrel/plugin_sqlite.h>
 #include <ombrel/printf.h>
 #include <ombrel/progress.h>
 #include <ombrel/quoted_printable.h>

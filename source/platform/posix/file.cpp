@@ -21,6 +21,7 @@ int open_file_for_reading(const char* path) {
     if (fstat(descriptor, &status) == 0 && !S_ISDIR(status.st_mode))
         return descriptor;
     close(descriptor);
+    errno = EISDIR;
     return -1;
 }
 

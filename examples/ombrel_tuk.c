@@ -1,0 +1,43 @@
+/*
+ * ombrel_tuk COMMAND [ARGUMENT...]: the library's commands as one program.
+ *
+ * Linked or renamed to the name of a command ("ln -s ombrel_tuk digest"), it is that command. Beside the
+ * library's own there is "count", to show how a program adds one.
+ */
+#include <signal.h>
+#include <stdio.h>
+
+#include <ombrel/multicall.h>
+
+static int count_input(int argc, char** argv);
+
+static const ombrel_multicall_command_t count_command = {
+    "count", count_input, NULL, "Counts the lines and bytes of standard input.", NULL};
+
+static int count_input(int argc, char** argv) {
+    static char block[64 * 1024];
+    unsigned long long lines = 0, bytes = 0;
+    size_t size;
+    (void)argv;
+    if (argc != 1)
+        return ombrel_refuse_multicall_arguments(&count_command);
+    while ((size = fread(block, 1, sizeof block, stdin)) > 0) {
+        bytes += size;
+        for (size_t i = 0; i < size; i++)
+            lines += block[i] == '\n';
+    }
+    printf("%llu %llu\n", lines, bytes);
+    return ferror(stdin) ? def_ombrel_multicall_exit_failed : def_ombrel_multicall_exit_good;
+}
+
+int main(int argc, char** argv) {
+    int result;
+#ifdef SIGPIPE
+    signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
+#endif
+    if (ombrel_register_multicall_command(&count_command) != 0)
+        return def_ombrel_multicall_exit_failed;
+    result = ombrel_execute_multicall(argc, argv);
+    ombrel_unregister_multicall_command(&count_command);
+    return result;
+}

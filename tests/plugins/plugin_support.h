@@ -1,0 +1,54 @@
+// A loaded plug-in library, and contexts, for the scope of a test.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/ctx.h>
+
+#include "support/heap_balance.h"
+
+namespace ombrel_test {
+
+class loaded_plugin : no_copy {
+public:
+    explicit loaded_plugin(const char* path) : handle_(ombrel_load_plugin(path, nullptr)) {
+        EXPECT_GT(handle_, 0);
+    }
+    ~loaded_plugin() { EXPECT_EQ(ombrel_unload_plugin(handle_), 0); }
+
+private:
+    int handle_;
+};
+
+using options = std::initializer_list<std::pair<const char*, std::string>>;
+
+class context : no_copy {
+public:
+    context() : handle_(ombrel_new_ctx()) { EXPECT_GT(handle_, 0); }
+    ~context() { ombrel_destroy_ctx(handle_); }
+
+    operator int() const { return handle_; }
+
+    /// The error; 0 for success.
+    int open(const char* mime_type, const options& given) {
+        for (const auto& [name, value] : given)
+            EXPECT_EQ(ombrel_ctx_set_option(handle_, name, value.c_str()), 0);
+        return ombrel_open_ctx(handle_, mime_type) == 0 ? 0 : error();
+    }
+
+    int error() const { return ombrel_ctx_get_last_error(handle_); }
+
+    std::string env(const char* name) const {
+        char text[4096];
+        return ombrel_ctx_get_env(handle_, name, text, sizeof text) < 0 ? "(none)" : text;
+    }
+
+private:
+    int handle_;
+};
+
+} // namespace ombrel_test

@@ -1,0 +1,97 @@
+"""A web server for tests: prints its port, and serves until its standard input ends."""
+import hashlib
+import sys
+import threading
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+
+def body_of(size):
+    return bytes(i * 7 % 251 for i in range(size))
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+
+    def answer(self, status, body, **headers):
+        self.send_response(status)
+        self.send_header("Content-Length", len(body))
+        for name, value in headers.items():
+            self.send_header(name.replace("_", "-"), value)
+        self.end_headers()
+        self.wfile.write(body)
+
+    def wait_for_disconnection(self):
+        self.close_connection = True
+        while self.connection.recv(4096):
+            pass
+
+    def do_GET(self):
+        kind, _, argument = self.path[1:].partition("/")
+        getattr(self, "get_" + kind)(argument)
+
+    def get_bytes(self, size):
+        self.answer(200, body_of(int(size)), Content_Type="application/x-test", X_Mark="  one two ")
+
+    def get_chunked(self, size):
+        body = body_of(int(size))
+        self.send_response(200)
+        self.send_header("Transfer-Encoding", "chunked")
+        self.end_headers()
+        for at in range(0, len(body), 5000):
+            part = body[at:at + 5000]
+            self.wfile.write(b"%x\r\n%s\r\n" % (len(part), part))
+        self.wfile.write(b"0\r\n\r\n")
+
+    def get_status(self, status):
+        self.answer(int(status), b"body of " + status.encode())
+
+    def get_redirect(self, target):
+        self.answer(302, b"elsewhere", Location="/" + target)
+
+    def get_echo(self, _):
+        self.answer(200, str(self.headers).encode())
+
+    def get_stall(self, _):
+        self.send_response(200)
+        self.end_headers()
+        self.wfile.write(b"abc")
+        self.wait_for_disconnection()
+
+    def get_mute(self, _):
+        self.wait_for_disconnection()
+
+    def get_cut(self, _):
+        self.send_response(200)
+        self.send_header("Content-Length", 100)
+        self.end_headers()
+        self.wfile.write(b"0123456789")
+        self.close_connection = True
+
+    def read_body(self):
+        if "Content-Length" in self.headers:
+            return self.rfile.read(int(self.headers["Content-Length"]))
+        body = b""
+        while size := int(self.rfile.readline(), 16):
+            body += self.rfile.read(size)
+            self.rfile.readline()
+        self.rfile.readline()
+        return body
+
+    def do_PUT(self):
+        body = self.read_body()
+        status = 403 if self.path == "/refuse" else 201
+        text = f"{self.command} {len(body)} {hashlib.sha256(body).hexdigest()}"
+        self.answer(status, text.encode())
+
+    do_POST = do_PUT
+
+    def log_message(self, *_):
+        pass
+
+
+if __name__ == "__main__":
+    server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+    server.daemon_threads = True
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    print(server.server_port, flush=True)
+    sys.stdin.read()
