@@ -1,0 +1,6 @@
+file(READ ${PAGE} page)
+file(READ ${SOURCE} source)
+string(FIND "${page}" "${source}" place)
+if(place EQUAL -1)
+    message(FATAL_ERROR "the page does not show ${SOURCE} as it is")
+endif()
