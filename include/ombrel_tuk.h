@@ -14,6 +14,7 @@
 #include <ombrel/bitmap.h>
 #include <ombrel/buffer.h>
 #include <ombrel/builtin_plugin.h>
+#include <ombrel/builtin_stream.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/color.h>
 #include <ombrel/crc.h>

@@ -9,6 +9,9 @@ char** environment();
 /// The value of a variable, null when it is not set; valid until the variable changes.
 const char* environment_variable(const char* name);
 
+/// The same, but null in a program that runs with more rights than whoever started it and set the variable.
+const char* trusted_environment_variable(const char* name);
+
 /// Sets a variable to a copy of `value`, or removes it when `value` is null: 0, or -1 with errno set.
 int set_environment_variable(const char* name, const char* value);
 

@@ -6,6 +6,18 @@ namespace ombrel::platform {
 /// Between a search directory and a library's name.
 inline constexpr char directory_separator[] = "/";
 
+/// What names of plug-in libraries end with.
+#if defined(_WIN32)
+#define OMBREL_LIBRARY_SUFFIX ".dll"
+#elif defined(__APPLE__)
+#define OMBREL_LIBRARY_SUFFIX ".dylib"
+#else
+#define OMBREL_LIBRARY_SUFFIX ".so"
+#endif
+
+/// The file that this code was loaded from, as the loader was given it; null when it cannot tell.
+const char* own_library_path();
+
 /// The library's handle or null; flags of 0 bind everything at once, for the library alone. A null path is
 /// the program itself.
 void* open_library(const char* path, int flags);

@@ -10,6 +10,12 @@ namespace ombrel::platform {
 /// Sets the interface by which an IPv4 socket's multicast leaves, by its address.
 bool set_ipv4_multicast_interface(int s, const sockaddr* interface_address);
 
+/// Sets the interface by which multicast of an IPv4 or IPv6 socket leaves, by its index.
+bool set_multicast_interface(int s, int family, uint32_t interface_index);
+
+/// Keeps away multicast that only other sockets of this machine asked for, where the system would let it in.
+void take_own_groups_only(int s, int family);
+
 /// A null interface address leaves the choice to the system. Both addresses are IPv4.
 bool change_ipv4_membership(int s, const sockaddr* group, const sockaddr* interface_address, bool join);
 

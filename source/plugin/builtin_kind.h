@@ -19,8 +19,10 @@ struct builtin_ctx {
     void* state; ///< the kind's own record, zeroed before open()
     const char* mime_type;
     const char* source;      ///< the option "source", empty when it was not set
-    const ombrel_uri_t* uri; ///< the source taken apart; null where the kind does not ask for that
-    unsigned mode;           ///< the option "mode" as `mode_…` bits; `mode_read` when it was not set
+    bool has_scheme;         ///< the source begins with a scheme of the kind; else it is a plain one
+    const ombrel_uri_t* uri; ///< the source taken apart, as if the scheme stood before a plain one; null
+                             ///< where the kind does not ask for that
+    unsigned mode;           ///< the option "mode" as `mode_…` bits, or the kind's default
     bool debug, verbose;     ///< the options of these names are not 0
     int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
     int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
@@ -34,24 +36,25 @@ inline constexpr unsigned mode_read = 1, mode_write = 2, mode_append = 4, mode_c
 /// The operations. Those of ctx.h mean what is said there; a null one is not supported, with that error.
 /// A failing operation gives -1 and leaves its error by fail().
 struct builtin_kind {
-    size_t state_size;
-    int timeout;    ///< the default of builtin_ctx::timeout
-    bool needs_uri; ///< open() is called with a `uri` alone; a source that is none is refused before
+    size_t state_size = 0;
+    int timeout = 0;           ///< the default of builtin_ctx::timeout
+    unsigned mode = mode_read; ///< the default of builtin_ctx::mode
+    bool needs_uri = false; ///< open() is called with a `uri` alone; a source that is none is refused before
     /// 0, or -1: then it has closed what it opened itself, and close() is not called.
-    int (*open)(builtin_ctx&);
+    int (*open)(builtin_ctx&) = nullptr;
     /// 0, or -1 when something that was written could not be handed on; everything is released all the same.
-    int (*close)(builtin_ctx&);
-    int (*is_readable)(builtin_ctx&, int timeout_ms);
-    int (*read)(builtin_ctx&, void* buffer, size_t size);
-    int (*is_writable)(builtin_ctx&, int timeout_ms);
-    int (*write)(builtin_ctx&, const void* data, size_t size);
-    int64_t (*seek)(builtin_ctx&, int64_t offset, int whence);
-    int (*sync)(builtin_ctx&);
+    int (*close)(builtin_ctx&) = nullptr;
+    int (*is_readable)(builtin_ctx&, int timeout_ms) = nullptr;
+    int (*read)(builtin_ctx&, void* buffer, size_t size) = nullptr;
+    int (*is_writable)(builtin_ctx&, int timeout_ms) = nullptr;
+    int (*write)(builtin_ctx&, const void* data, size_t size) = nullptr;
+    int64_t (*seek)(builtin_ctx&, int64_t offset, int whence) = nullptr;
+    int (*sync)(builtin_ctx&) = nullptr;
     /// A command by number with one record; the kind refuses what it does not know by refuse_control().
-    int (*control)(builtin_ctx&, uint32_t code, void* record, size_t size);
+    int (*control)(builtin_ctx&, uint32_t code, void* record, size_t size) = nullptr;
     /// The text of a property, for ombrel_ctx_get_env(): false when there is none of the name.
-    bool (*get_property)(builtin_ctx&, const char* name, char* text, size_t room);
-    int (*get_fbinfo)(builtin_ctx&, ombrel_ctx_fbinfo_t* info);
+    bool (*get_property)(builtin_ctx&, const char* name, char* text, size_t room) = nullptr;
+    int (*get_fbinfo)(builtin_ctx&, ombrel_ctx_fbinfo_t* info) = nullptr;
 };
 
 /// The kind's own record.
@@ -60,6 +63,9 @@ State& state_of(builtin_ctx& ctx) {
     static_assert(std::is_trivially_copyable_v<State>, "the record comes as zeroed memory");
     return *static_cast<State*>(ctx.state);
 }
+
+/// Leaves an error where there is no record yet, and gives -1.
+int refuse(int handle, int error);
 
 /// Leaves an error (def_ombrel_ctx_error_…) and gives -1.
 int fail(const builtin_ctx& ctx, int error);
@@ -96,6 +102,13 @@ int option_number(const builtin_ctx& ctx, const char* name, int fallback);
 inline const char* option_text(const builtin_ctx& ctx, const char* name) {
     return ombrel_ctx_get_option(ctx.handle, name);
 }
+
+inline bool is_given(const char* text) {
+    return text != nullptr && text[0] != '\0';
+}
+
+/// What a call to the other side of a network waits at most where the options say nothing.
+inline constexpr int network_timeout_ms = 30000;
 
 /// The length of a result as operations give it, cut to what an int can count.
 inline size_t countable(size_t size) {

@@ -8,6 +8,7 @@
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
+#include "runtime/uri_scheme.h"
 #include "text/ctype_table.h"
 #include "text/slice.h"
 
@@ -22,14 +23,6 @@ constexpr int highest_port = 65535;
 
 bool is_scheme_character(char c) {
     return is_class(c, letter) || is_digit(c) || c == '+' || c == '-' || c == '.';
-}
-
-/// Bytes of the scheme that a text begins with; 0 for a plain path.
-size_t scheme_size(std::string_view text) {
-    const auto end = std::find_if_not(text.begin(), text.end(), is_scheme_character);
-    const size_t size = static_cast<size_t>(end - text.begin());
-    const bool is_scheme = size > 1 && end != text.end() && *end == ':' && is_class(text[0], letter);
-    return is_scheme ? size : 0;
 }
 
 bool has_control_character(std::string_view text) {
@@ -142,18 +135,16 @@ bool split_hierarchy(std::string_view text, parts& found) {
 }
 
 bool split(std::string_view text, parts& found) {
-    if (text.empty() || has_control_character(text))
-        return false;
-    const size_t scheme = scheme_size(text);
+    const size_t scheme = ombrel::uri_scheme_size(text);
     found.rest = text;
     if (scheme == 0) {
         found.is_plain_path = true;
         found.path = text;
-        return true;
+        return !text.empty();
     }
     found.scheme = slice(text, 0, scheme);
     found.rest.remove_prefix(scheme + 1);
-    return split_hierarchy(found.rest, found);
+    return !has_control_character(text) && split_hierarchy(found.rest, found);
 }
 
 int hex_value(char c) {
@@ -253,6 +244,13 @@ size_t block_size(size_t text_size) {
 }
 
 } // namespace
+
+size_t ombrel::uri_scheme_size(std::string_view text) {
+    const auto end = std::find_if_not(text.begin(), text.end(), is_scheme_character);
+    const size_t size = static_cast<size_t>(end - text.begin());
+    const bool is_scheme = size > 1 && end != text.end() && *end == ':' && is_class(text[0], letter);
+    return is_scheme ? size : 0;
+}
 
 ombrel_uri_t* ombrel_parse_uri_tag(const char* text, const char* caller, unsigned long line) {
     if (text == nullptr)

@@ -1,5 +1,5 @@
-// Parts of a text. std::string_view::substr() checks its start by a function of the C++ run-time library, which
-// this library does without.
+// Parts of a text. std::string_view::substr() checks its start by a function of the C++ run-time library,
+// which this library does without.
 #pragma once
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "platform/environment.h"
 
 #include <cstdlib>
+#include <unistd.h>
 
 extern "C" char** environ;
 
@@ -12,6 +13,11 @@ char** environment() {
 
 const char* environment_variable(const char* name) {
     return getenv(name);
+}
+
+const char* trusted_environment_variable(const char* name) {
+    const bool is_privileged = getuid() != geteuid() || getgid() != getegid();
+    return is_privileged ? nullptr : getenv(name);
 }
 
 int set_environment_variable(const char* name, const char* value) {

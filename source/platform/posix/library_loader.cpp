@@ -4,6 +4,11 @@
 
 namespace ombrel::platform {
 
+const char* own_library_path() {
+    Dl_info found;
+    return dladdr(reinterpret_cast<void*>(&own_library_path), &found) != 0 ? found.dli_fname : nullptr;
+}
+
 void* open_library(const char* path, int flags) {
     return dlopen(path, flags != 0 ? flags : RTLD_NOW | RTLD_LOCAL);
 }

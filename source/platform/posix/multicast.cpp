@@ -58,6 +58,27 @@ bool set_ipv4_multicast_interface(int s, const sockaddr* interface_address) {
     return set(s, IPPROTO_IP, IP_MULTICAST_IF, ipv4_of(interface_address));
 }
 
+bool set_multicast_interface(int s, int family, uint32_t interface_index) {
+    const int index = static_cast<int>(interface_index);
+    if (family == AF_INET6)
+        return set(s, IPPROTO_IPV6, IPV6_MULTICAST_IF, index);
+    ip_mreqn request{};
+    request.imr_ifindex = index;
+    return set(s, IPPROTO_IP, IP_MULTICAST_IF, request);
+}
+
+void take_own_groups_only(int s, int family) {
+#if defined(IP_MULTICAST_ALL)
+    if (family == AF_INET)
+        set(s, IPPROTO_IP, IP_MULTICAST_ALL, 0);
+#endif
+#if defined(IPV6_MULTICAST_ALL)
+    if (family == AF_INET6)
+        set(s, IPPROTO_IPV6, IPV6_MULTICAST_ALL, 0);
+#endif
+    static_cast<void>(s), static_cast<void>(family);
+}
+
 bool change_ipv4_membership(int s, const sockaddr* group, const sockaddr* interface_address, bool join) {
     ip_mreq request{};
     request.imr_multiaddr = ipv4_of(group);

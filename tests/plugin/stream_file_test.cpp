@@ -1,0 +1,187 @@
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "stream_support.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class FileStreamTest : public stream_test {
+protected:
+    FileStreamTest() {
+        char name[] = "/tmp/ombrel_stream_XXXXXX";
+        directory_ = mkdtemp(name);
+        path_ = directory_ + "/a b%41;é";
+    }
+    ~FileStreamTest() override {
+        unlink(path_.c_str());
+        rmdir(directory_.c_str());
+    }
+    void store(const char* text) const { std::ofstream(path_) << text; }
+    std::string stored() const {
+        std::ostringstream text;
+        text << std::ifstream(path_).rdbuf();
+        return text.str();
+    }
+
+    std::string directory_, path_;
+};
+
+/// What a mode does to a file "old" or to none: opening, writing "X", reading all from the start.
+std::string behaviour_of_stream(const std::string& path, const char* mode) {
+    stream s(path, mode);
+    if (!s.is_open())
+        return "refused";
+    const bool wrote = s.write("X") == 1;
+    ombrel_ctx_rewind(s.handle());
+    return s.read_to_end() + (wrote ? " written" : " not written");
+}
+
+std::string behaviour_of_stdio(const std::string& path, const char* mode) {
+    std::FILE* const file = std::fopen(path.c_str(), mode);
+    if (file == nullptr)
+        return "refused";
+    const bool wrote = std::fwrite("X", 1, 1, file) == 1;
+    std::rewind(file);
+    char text[16];
+    std::string result(text, std::fread(text, 1, sizeof text, file));
+    result += wrote ? " written" : " not written";
+    std::fclose(file);
+    return result;
+}
+
+TEST_F(FileStreamTest, modes_are_those_of_stdio) {
+    for (const char* mode : {"r", "rb", "r+", "rb+", "r+b", "w", "wt", "w+", "wb+", "a", "a+", "ab+", "wx",
+                             "w+x", "wbx", "we", "re"}) {
+        for (const bool exists : {false, true}) {
+            std::array<std::string, 2> behaviour, left;
+            for (size_t i = 0; i < 2; i++) {
+                unlink(path_.c_str());
+                if (exists)
+                    store("old");
+                behaviour[i] = i == 0 ? behaviour_of_stream(path_, mode) : behaviour_of_stdio(path_, mode);
+                left[i] = stored();
+            }
+            EXPECT_EQ(behaviour[1], behaviour[0]) << mode << (exists ? " of a file" : " of none");
+            EXPECT_EQ(left[1], left[0]) << mode << (exists ? " of a file" : " of none");
+        }
+    }
+    for (const char* mode : {"", "x", "rw", "r ", "+r", "wq"})
+        EXPECT_FALSE(stream(path_, mode).is_open()) << mode;
+}
+
+TEST_F(FileStreamTest, reaches_files_by_path_and_uri) {
+    store("old");
+    const std::string encoded = directory_ + "/a%20b%2541;é";
+    for (const std::string& source :
+         {path_, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded}) {
+        EXPECT_EQ("old", stream(source, "r").read()) << source;
+        EXPECT_EQ("old", stream(source, "r", {}, "application/tuk_stream_file").read()) << source;
+    }
+}
+
+TEST_F(FileStreamTest, refusals_say_why) {
+    store("old");
+    const struct {
+        std::string source;
+        const char* mode;
+        int error;
+        const char* mime_type = "application/tuk_stream";
+    } cases[] = {
+        {directory_ + "/none", "r", def_ombrel_ctx_error_not_found},
+        {path_ + "/x", "w", def_ombrel_ctx_error_not_found},
+        {directory_, "r", def_ombrel_ctx_error_invalid_argument},
+        {path_, "wx", def_ombrel_ctx_error_busy},
+        {"", "r", def_ombrel_ctx_error_syntax},
+        {"file:", "r", def_ombrel_ctx_error_syntax},
+        {"file://elsewhere/a", "r", def_ombrel_ctx_error_syntax},
+        {"file:a%00b", "r", def_ombrel_ctx_error_syntax},
+        {"fd:9999", "r", def_ombrel_ctx_error_invalid_argument},
+        {"fd:1x", "r", def_ombrel_ctx_error_invalid_argument},
+        {"fd:99999999999", "r", def_ombrel_ctx_error_invalid_argument},
+        {"tcp://127.0.0.1:1", "r", def_ombrel_ctx_error_syntax, "application/tuk_stream_file"},
+        {"gopher://a", "r", def_ombrel_ctx_error_not_supported},
+        {path_, "r", def_ombrel_ctx_error_not_supported, "application/tuk_stream_none"},
+        {path_, "r", def_ombrel_ctx_error_not_supported, "Application/tuk_stream"},
+    };
+    for (const auto& one : cases) {
+        const stream s(one.source, one.mode, {}, one.mime_type);
+        EXPECT_FALSE(s.is_open()) << one.source;
+        EXPECT_EQ(one.error, s.error()) << one.source << " as " << one.mime_type;
+    }
+    stream s(path_, "r");
+    EXPECT_EQ(-1, s.write("x"));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+}
+
+TEST_F(FileStreamTest, large_files_have_64_bit_positions) {
+    constexpr int64_t place = int64_t{5} << 30;
+    stream s(path_, "w+");
+    ASSERT_TRUE(s.is_open());
+    EXPECT_EQ(place, ombrel_ctx_seek(s.handle(), place, def_ombrel_ctx_seek_set));
+    EXPECT_EQ(3, s.write("end"));
+    EXPECT_EQ(0, ombrel_ctx_sync(s.handle()));
+    EXPECT_EQ(std::to_string(place + 3), s.property("size"));
+    EXPECT_EQ(place - 1, ombrel_ctx_seek(s.handle(), -4, def_ombrel_ctx_seek_end));
+    EXPECT_EQ(std::string("\0end", 4), s.read());
+    EXPECT_EQ(place + 1, ombrel_ctx_seek(s.handle(), -2, def_ombrel_ctx_seek_current));
+    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), -1, def_ombrel_ctx_seek_set));
+    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, 3));
+    EXPECT_EQ(std::to_string(place + 1), s.property("position"));
+    ombrel_stream_size_t size{2};
+    EXPECT_EQ(0, ombrel_ctx_xcontrol(s.handle(), "SET_SIZE", &size, sizeof size));
+    EXPECT_EQ("2", s.property("size"));
+}
+
+TEST_F(FileStreamTest, descriptors_are_taken_over_or_copied) {
+    store("old");
+    const int fd = open(path_.c_str(), O_RDWR | O_CLOEXEC);
+    {
+        stream copy("fd:" + std::to_string(fd), "r");
+        EXPECT_EQ("ol", copy.read(2));
+    }
+    EXPECT_FALSE(stream("", "r", {{"fd", "9999"}}).is_open());
+    const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(0, ombrel_open_ctx_stream_fd(ctx, fd, "a", 0));
+    EXPECT_EQ(3, ombrel_ctx_puts(ctx, "new"));
+    ombrel_destroy_ctx(ctx);
+    EXPECT_EQ(-1, fcntl(fd, F_GETFD)) << "closed with the context";
+    EXPECT_EQ("oldnew", stored());
+}
+
+TEST_F(FileStreamTest, descriptors_that_wait_keep_to_the_limit) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    {
+        stream s("fd:" + std::to_string(ends[0]), "r", {{"timeout", "20"}});
+        EXPECT_EQ(0, ombrel_ctx_is_readable(s.handle(), 0));
+        EXPECT_EQ("", s.read());
+        EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
+        EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
+        EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+        ASSERT_EQ(2, ::write(ends[1], "ab", 2));
+        EXPECT_EQ(1, ombrel_ctx_is_readable(s.handle(), patience_ms));
+        EXPECT_EQ("ab", s.read());
+    }
+    {
+        stream s("fd:" + std::to_string(ends[1]), "w", {{"timeout", "20"}});
+        const std::string much(1 << 20, 'x');
+        const int written = s.write(much);
+        EXPECT_TRUE(written > 0 && written < 1 << 20) << written;
+        EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
+        close(ends[0]);
+        EXPECT_EQ(-1, s.write("x")) << "and no signal";
+        EXPECT_EQ(def_ombrel_ctx_error_disconnected, s.error());
+    }
+    close(ends[1]);
+}
+
+} // namespace

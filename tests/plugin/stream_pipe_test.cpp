@@ -1,0 +1,144 @@
+#include <chrono>
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "stream_support.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class PipeStreamTest : public stream_test {
+protected:
+    /// No child is left, neither running nor ended.
+    ~PipeStreamTest() override { EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)); }
+};
+
+ombrel_stream_exit_t exit_of(stream& s) {
+    ombrel_stream_exit_t status{patience_ms, 99, 99};
+    EXPECT_EQ(
+        0, ombrel_ctx_control(s.handle(), def_ombrel_stream_control_get_exit_status, &status, sizeof status));
+    return status;
+}
+
+int close_write(stream& s) {
+    return ombrel_ctx_control(s.handle(), def_ombrel_stream_control_close_write, nullptr, size_t{0});
+}
+
+TEST_F(PipeStreamTest, reads_what_a_command_prints) {
+    stream s("pipe:printf '%s?#%%41' \"$0\"; cat; exit 7", "r");
+    ASSERT_TRUE(s.is_open());
+    EXPECT_NE(std::string::npos, s.read_to_end().find("?#%41"));
+    EXPECT_EQ(7, exit_of(s).m_exit_code);
+    EXPECT_EQ("7", s.property("exit_code"));
+    EXPECT_EQ(-1, s.write("x")) << "mode r feeds nothing";
+}
+
+TEST_F(PipeStreamTest, talks_both_ways) {
+    stream s("tr a-z A-Z", "r+", {}, "application/tuk_stream_pipe");
+    ASSERT_TRUE(s.is_open());
+    EXPECT_EQ(5, s.write("hello"));
+    EXPECT_EQ(0, close_write(s));
+    EXPECT_EQ(1, ombrel_ctx_is_readable(s.handle(), patience_ms));
+    EXPECT_EQ("HELLO", s.read_to_end());
+    EXPECT_EQ(-1, close_write(s));
+    EXPECT_EQ(0, exit_of(s).m_exit_code);
+}
+
+TEST_F(PipeStreamTest, feeds_a_program_without_an_interpreter) {
+    stream s("pipe:sh", "w", {{"args", "-c 'read x; test \"$x\" = \"a b\" && exit \"$0\"' 5 \"\""}});
+    ASSERT_TRUE(s.is_open());
+    EXPECT_EQ(4, s.write("a b\n"));
+    EXPECT_EQ(5, exit_of(s).m_exit_code);
+    EXPECT_EQ("", s.read()) << "mode w reads nothing";
+}
+
+TEST_F(PipeStreamTest, refusals_say_why) {
+    const struct {
+        const char *source, *args;
+        int error;
+    } cases[] = {
+        {"pipe:", nullptr, def_ombrel_ctx_error_syntax},
+        {"pipe:true", "'open", def_ombrel_ctx_error_syntax},
+        {"pipe:/no/such/program", "", def_ombrel_ctx_error_not_found},
+        {"pipe:/etc", "", def_ombrel_ctx_error_access_denied},
+    };
+    for (const auto& one : cases) {
+        const stream s(one.source, "r", {{"args", one.args}});
+        EXPECT_FALSE(s.is_open()) << one.source;
+        EXPECT_EQ(one.error, s.error()) << one.source;
+    }
+}
+
+TEST_F(PipeStreamTest, a_program_that_has_gone_raises_no_signal) {
+    stream s("pipe:exit 0", "w");
+    exit_of(s);
+    EXPECT_EQ(-1, s.write("x"));
+    EXPECT_EQ(def_ombrel_ctx_error_disconnected, s.error());
+}
+
+TEST_F(PipeStreamTest, large_data_come_through_whole) {
+    std::string much(3 << 20, '\0');
+    for (size_t i = 0; i < much.size(); i++)
+        much[i] = static_cast<char>(i * 2654435761u >> 13);
+    stream s("cat > /dev/null; echo done", "r+", {}, "application/tuk_stream_pipe");
+    EXPECT_EQ(static_cast<int>(much.size()), s.write(much));
+    close_write(s);
+    EXPECT_EQ("done\n", s.read_to_end());
+}
+
+TEST_F(PipeStreamTest, limits_end_calls_and_closing) {
+    stream s("pipe:trap '' TERM; echo up; sleep 1000 & wait; sleep 1000", "r+",
+             {{"timeout", "20"}, {"close_timeout", "0"}});
+    EXPECT_EQ(1, ombrel_ctx_is_readable(s.handle(), patience_ms));
+    EXPECT_EQ("up\n", s.read());
+    EXPECT_EQ("", s.read());
+    EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
+    ombrel_stream_exit_t status{1, 0, 0};
+    EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), def_ombrel_stream_control_get_exit_status, &status,
+                                     sizeof status));
+    EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
+    EXPECT_EQ(0, s.close()) << "though it ignores the polite request";
+}
+
+TEST_F(PipeStreamTest, a_signal_is_told) {
+    stream s("pipe:kill -9 $$", "r");
+    const ombrel_stream_exit_t status = exit_of(s);
+    EXPECT_EQ(-1, status.m_exit_code);
+    EXPECT_EQ(SIGKILL, status.m_signal);
+}
+
+TEST_F(PipeStreamTest, the_child_gets_no_descriptor_and_fresh_signals) {
+    const int careless = dup(0);
+    stream other("pipe:cat", "r+");
+    signal(SIGPIPE, SIG_IGN);
+    stream s("pipe:ls /proc/self/fd | tr '\\n' ' '; grep SigIgn: /proc/self/status", "r");
+    const std::string text = s.read_to_end();
+    signal(SIGPIPE, SIG_DFL);
+    close(careless);
+    EXPECT_EQ(0u, text.find("0 1 2 3 S")) << "3 is the listed directory: " << text;
+    EXPECT_EQ(std::string::npos, text.find("1000\n")) << text;
+}
+
+TEST_F(PipeStreamTest, a_wrong_record_is_an_assertion) {
+    stream s("pipe:true", "r");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), def_ombrel_stream_control_get_fd, nullptr, size_t{1}));
+    const std::string report = testing::internal::GetCapturedStderr();
+    EXPECT_NE(std::string::npos, report.find("s_arg_size == sizeof(*s_arg)")) << report;
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error());
+    EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "no_such_thing", nullptr, size_t{0}));
+    ombrel_stream_timeout_t before{-5}, after{};
+    EXPECT_EQ(static_cast<int>(sizeof before),
+              ombrel_ctx_bcontrol(s.handle(), def_ombrel_stream_control_set_timeout, &before, sizeof before,
+                                  nullptr, size_t{0}));
+    EXPECT_EQ(static_cast<int>(sizeof after),
+              ombrel_ctx_bcontrol(s.handle(), def_ombrel_stream_control_get_timeout, nullptr, size_t{0},
+                                  &after, sizeof after));
+    EXPECT_EQ(-5, after.m_timeout_ms);
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+// A stream of the built-in plug-in, for tests.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/builtin_stream.h>
+
+#include "support/descriptor_balance.h"
+#include "support/heap_balance.h"
+
+namespace ombrel_test {
+
+/// Long enough for any machine; nothing waits so long unless the test fails.
+constexpr int patience_ms = 60000;
+
+class stream : no_copy {
+public:
+    using option = std::pair<const char*, const char*>;
+
+    stream(const std::string& source, const char* mode, std::initializer_list<option> options = {},
+           const char* mime_type = "application/tuk_stream")
+        : handle_(ombrel_new_ctx()) {
+        ombrel_ctx_set_option(handle_, "Source", source.c_str());
+        ombrel_ctx_set_option(handle_, "mode", mode);
+        for (const option& one : options)
+            ombrel_ctx_set_option(handle_, one.first, one.second);
+        is_open_ = ombrel_open_ctx(handle_, mime_type) == 0;
+    }
+    ~stream() { ombrel_destroy_ctx(handle_); }
+
+    int handle() const { return handle_; }
+    bool is_open() const { return is_open_; }
+    int error() const { return ombrel_ctx_get_last_error(handle_); }
+    int close() { return ombrel_close_ctx(handle_); }
+
+    int write(const std::string& text) { return ombrel_ctx_write(handle_, text.data(), text.size()); }
+    /// One read.
+    std::string read(size_t most = 65536) {
+        std::string text(most, '\0');
+        const int size = ombrel_ctx_read(handle_, text.data(), most);
+        text.resize(size > 0 ? static_cast<size_t>(size) : 0);
+        return text;
+    }
+    std::string read_to_end() {
+        std::string whole;
+        for (std::string part = read(); !part.empty(); part = read())
+            whole += part;
+        return whole;
+    }
+    std::string property(const char* name) const {
+        char text[256] = "";
+        return ombrel_ctx_get_env(handle_, name, text, sizeof text) >= 0 ? text : "none";
+    }
+
+private:
+    int handle_;
+    bool is_open_ = false;
+};
+
+class stream_test : public balanced_test {
+    descriptor_balance descriptors_;
+};
+
+} // namespace ombrel_test
