@@ -7,9 +7,9 @@
  * a single letter, because that is a drive ("c:\data"). Write "./a:b" for a file whose name looks like a URI.
  *
  * What people type is read kindly: bytes that the standard wants encoded (spaces, quotes, anything above
- * 0x7E) stand for themselves, and so does a "%" that two hexadecimal digits do not follow. Refused in a URI are
- * control characters (below 0x20, and 0x7F), a "%00" in a component that is decoded, an unclosed bracket, a
- * bracketed host that is no IPv6 (or later) address, and a port that is not a number up to 65535.
+ * 0x7E) stand for themselves, and so does a "%" that two hexadecimal digits do not follow. Refused in a URI
+ * are control characters (below 0x20, and 0x7F), a "%00" in a component that is decoded, an unclosed bracket,
+ * a bracketed host that is no IPv6 (or later) address, and a port that is not a number up to 65535.
  *
  * The functions may be called from any thread; a record is read by any number of threads at a time.
  */

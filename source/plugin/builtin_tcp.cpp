@@ -7,7 +7,7 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
-#include "network/socket_guard.h"
+#include "network/endpoint.h"
 #include "platform/stream_socket.h"
 #include "plugin/stream_control.h"
 #include "plugin/stream_transfer.h"
@@ -41,8 +41,13 @@ int listen(builtin_ctx& ctx) {
     return 0;
 }
 
+/// Whether the option "interface" is an address, if it is set at all.
+bool is_own_address(const char* text) {
+    return text == nullptr || endpoint().parse(0, text, 0);
+}
+
 int connect(builtin_ctx& ctx) {
-    if (!is_given(ctx.uri->m_host) || ctx.uri->m_port <= 0)
+    if (!is_given(ctx.uri->m_host) || ctx.uri->m_port <= 0 || !is_own_address(option_text(ctx, "interface")))
         return fail(ctx, def_ombrel_ctx_error_syntax);
     constexpr int any_family = 0, any_port = 0;
     // A resolver that knows no such host leaves no error number.

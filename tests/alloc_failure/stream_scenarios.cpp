@@ -1,0 +1,75 @@
+// Resource names, and streams of the built-in plug-in.
+#include <ombrel/builtin_stream.h>
+#include <ombrel/socket_open.h>
+#include <ombrel/uri.h>
+
+#include "alloc_failure/injection.h"
+#include "network/loopback.h"
+
+namespace ombrel_test {
+namespace {
+
+OMBREL_FAILURES(Stream, parse_uri) {
+    null_when_hit(
+        fail, [](ombrel_uri_t* uri) { ombrel_free_uri(uri); },
+        [] { return ombrel_parse_uri("ftp://u:p@h:21/a?b#c"); });
+    text_or_null(fail, "a/b", [] { return ombrel_decode_uri("a%2fb", 5); });
+}
+
+/// Opens a stream while memory runs out: it is open, or refused with that error and nothing is left of it.
+void opened_or_refused(injection& fail, const std::string& source, const char* mode, const char* mime_type,
+                       const char* name = "timeout", const char* value = "1000") {
+    const descriptor_balance descriptors;
+    const int ctx = ombrel_new_ctx();
+    ombrel_ctx_set_option(ctx, "source", source.c_str());
+    ombrel_ctx_set_option(ctx, "mode", mode);
+    ombrel_ctx_set_option(ctx, name, value);
+    const int result = fail.during([&] { return ombrel_open_ctx(ctx, mime_type); });
+    EXPECT_TRUE(result == 0 || fail.hit()) << source;
+    if (result != 0) {
+        EXPECT_NE(def_ombrel_ctx_error_none, ombrel_ctx_get_last_error(ctx)) << source;
+    }
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+}
+
+OMBREL_FAILURES(Stream, open_files_and_programs) {
+    opened_or_refused(fail, "file:///dev/null", "r+", "application/tuk_stream");
+    opened_or_refused(fail, "/dev/null", "r", "application/tuk_stream_file");
+    opened_or_refused(fail, "stdin:", "r", "application/tuk_stream");
+    opened_or_refused(fail, "pipe:true", "r+", "application/tuk_stream");
+    opened_or_refused(fail, "true", "r+", "application/tuk_stream_pipe", "args", "one 'and two'");
+}
+
+OMBREL_FAILURES(Stream, open_sockets) {
+    const owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
+    const std::string host = "127.0.0.1:" + std::to_string(own_port(listener));
+    opened_or_refused(fail, "tcp://" + host, "r", "application/tuk_stream");
+    opened_or_refused(fail, host, "r", "application/tuk_stream_tcp");
+    opened_or_refused(fail, "tcp://127.0.0.1:0", "r", "application/tuk_stream", "listen", "1");
+    opened_or_refused(fail, "udp://" + host, "w", "application/tuk_stream");
+    opened_or_refused(fail, "udp://239.255.79.80:" + std::to_string(own_port(listener)), "w",
+                      "application/tuk_stream", "interface", "127.0.0.1");
+}
+
+// An interface that cannot be looked up, or a group that cannot be joined, refuses.
+OMBREL_FAILURES(Stream, join_group) {
+    const std::string source = "udp://239.255.79.80:" + std::to_string(own_port(bound(AF_INET, SOCK_DGRAM)));
+    if (const int probe = ombrel_new_ctx(); ombrel_open_ctx_stream(probe, source.c_str(), "r", 0) != 0) {
+        ombrel_destroy_ctx(probe);
+        GTEST_SKIP() << "no multicast inside this machine";
+    } else {
+        ombrel_destroy_ctx(probe);
+    }
+    opened_or_refused(fail, source, "r", "application/tuk_stream");
+}
+
+// The plug-in is initialised whether those that it would bring are found or memory runs out.
+OMBREL_FAILURES(Stream, initialise_builtin_plugin) {
+    const int ctx = fail.during([] { return ombrel_new_ctx(); });
+    EXPECT_TRUE(ctx > 0 || fail.hit());
+    if (ctx > 0)
+        ombrel_destroy_ctx(ctx);
+}
+
+} // namespace
+} // namespace ombrel_test

@@ -1,0 +1,168 @@
+#include <thread>
+
+#include <ombrel/network_interface.h>
+#include <ombrel/socket_open.h>
+
+#include "network/loopback.h"
+#include "stream_support.h"
+#include "support/error_output.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class TcpStreamTest : public stream_test {};
+class UdpStreamTest : public stream_test {};
+
+std::string url(const char* scheme, const char* host, int port) {
+    return std::string(scheme) + host + ":" + std::to_string(port);
+}
+
+int port_of(const stream& s) {
+    ombrel_stream_address_t address{};
+    EXPECT_EQ(0, ombrel_ctx_xcontrol(s.handle(), "get_local_address", &address, sizeof address));
+    return address.m_port;
+}
+
+int close_write(stream& s) {
+    return ombrel_ctx_xcontrol(s.handle(), "close_write", nullptr, size_t{0});
+}
+
+TEST_F(TcpStreamTest, two_streams_talk) {
+    for (const char* host : {"127.0.0.1", "[::1]"}) {
+        if (host[0] == '[' && !has_ipv6())
+            continue;
+        stream server(url("tcp://", host, 0), "r", {{"listen", "1"}});
+        ASSERT_TRUE(server.is_open());
+        EXPECT_EQ(0, ombrel_ctx_is_readable(server.handle(), 0)) << "nobody has come";
+        stream client(url("", host, port_of(server)), "w", {}, "application/tuk_stream_tcp");
+        ASSERT_TRUE(client.is_open());
+        EXPECT_EQ(1, ombrel_ctx_is_writable(client.handle(), patience_ms));
+        EXPECT_EQ(4, client.write("ping"));
+        EXPECT_EQ(1, ombrel_ctx_is_readable(server.handle(), patience_ms));
+        EXPECT_EQ("ping", server.read());
+        EXPECT_EQ(client.property("local"), server.property("peer"));
+        EXPECT_EQ(url("", host, port_of(server)), client.property("peer"));
+        EXPECT_EQ(0, close_write(client));
+        EXPECT_EQ("", server.read());
+        EXPECT_EQ(4, server.write("pong"));
+        EXPECT_EQ("pong", client.read());
+        const stream late(url("tcp://", host, port_of(server)), "r");
+        EXPECT_EQ(def_ombrel_ctx_error_disconnected, late.error()) << "it takes one peer";
+    }
+}
+
+TEST_F(TcpStreamTest, large_data_come_through_whole) {
+    const std::string much(8 << 20, 'x');
+    stream server("tcp://127.0.0.1:0", "r", {{"listen", "1"}});
+    stream client(url("tcp://", "127.0.0.1", port_of(server)), "r");
+    std::thread sender([&] {
+        EXPECT_EQ(static_cast<int>(much.size()), client.write(much));
+        close_write(client);
+    });
+    EXPECT_TRUE(much == server.read_to_end());
+    sender.join();
+}
+
+TEST_F(TcpStreamTest, a_silent_peer_ends_no_call_late) {
+    stream server("tcp://127.0.0.1:0", "r", {{"listen", "1"}, {"timeout", "30"}});
+    EXPECT_EQ("", server.read()) << "nobody has come";
+    EXPECT_EQ(def_ombrel_ctx_error_timed_out, server.error());
+    stream client(url("tcp://", "127.0.0.1", port_of(server)), "r");
+    EXPECT_EQ(1, ombrel_ctx_is_writable(server.handle(), patience_ms)) << "now it has its peer";
+    ombrel_ctx_set_last_error(server.handle(), 0);
+    EXPECT_EQ("", server.read());
+    EXPECT_EQ(def_ombrel_ctx_error_timed_out, server.error());
+    const std::string much(64 << 20, 'x');
+    const int written = server.write(much);
+    EXPECT_TRUE(written > 0 && written < static_cast<int>(much.size())) << written;
+    EXPECT_EQ(0, ombrel_ctx_set_env(server.handle(), "timeout", std::to_string(patience_ms).c_str()));
+    EXPECT_EQ(0, client.close());
+    EXPECT_EQ(-1, server.write(much)) << "and no signal";
+    EXPECT_EQ(def_ombrel_ctx_error_disconnected, server.error());
+}
+
+TEST_F(TcpStreamTest, refusals_say_why) {
+    const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
+    const struct {
+        std::string source;
+        int error;
+    } cases[] = {
+        {url("tcp://", "127.0.0.1", own_port(deaf)), def_ombrel_ctx_error_disconnected},
+        {"tcp://127.0.0.1", def_ombrel_ctx_error_syntax},
+        {"tcp://127.0.0.1:0", def_ombrel_ctx_error_syntax},
+        {"tcp://:80", def_ombrel_ctx_error_syntax},
+        {"tcp://127.0.0.1:65536", def_ombrel_ctx_error_syntax},
+        {"tcp:127.0.0.1:80", def_ombrel_ctx_error_syntax},
+        {"tcp://[1:2:3]:80", def_ombrel_ctx_error_not_found},
+        {"udp://127.0.0.1", def_ombrel_ctx_error_syntax},
+        {"udp://[1:2:3]:80", def_ombrel_ctx_error_not_found},
+    };
+    for (const auto& one : cases) {
+        const error_output output;
+        const stream s(one.source, "r", {{"debug", "1"}});
+        EXPECT_FALSE(s.is_open()) << one.source;
+        EXPECT_EQ(one.error, s.error()) << one.source;
+        EXPECT_NE(std::string::npos, output.text().find("open failed !")) << one.source;
+    }
+}
+
+TEST_F(UdpStreamTest, sends_datagrams_and_refuses_to_read_them) {
+    const owned_socket receiver = bound(AF_INET, SOCK_DGRAM);
+    const std::string source = url("udp://", "127.0.0.1", own_port(receiver));
+    stream s(source, "w", {{"ttl", "1"}});
+    ASSERT_TRUE(s.is_open());
+    EXPECT_EQ(1, ombrel_ctx_is_writable(s.handle(), patience_ms));
+    EXPECT_EQ(4, s.write("tick"));
+    EXPECT_EQ(3, s.write("tac"));
+    char text[16];
+    EXPECT_EQ(4, ombrel_recv(receiver, text, sizeof text, patience_ms));
+    EXPECT_EQ(3, ombrel_recv(receiver, text, sizeof text, patience_ms));
+    EXPECT_EQ(-1, s.write(std::string(70000, 'x')));
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error());
+    const error_output output;
+    EXPECT_EQ(-1, ombrel_ctx_read(s.handle(), text, sizeof text));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+    EXPECT_EQ(
+        "need multicast stream ! (mime_type=\"\x1b[1;37mapplication/tuk_stream\x1b[0m\", url=\"\x1b[1;32m" +
+            source + "\x1b[0m\")\n",
+        output.text());
+    EXPECT_FALSE(stream(source, "w", {{"interface", "no-such-interface"}}).is_open());
+    EXPECT_FALSE(stream(source, "w", {{"ttl", "256"}}).is_open());
+}
+
+TEST_F(UdpStreamTest, receives_multicast) {
+    // A port that was free a moment ago.
+    const int port = own_port(bound(AF_INET, SOCK_DGRAM));
+    const std::string source = url("udp://", "239.255.79.78", port);
+    for (const char* interface : {"127.0.0.1", "lo"}) {
+        stream receiver(source, "r", {{"interface", interface}, {"timeout", "0"}});
+        stream sender(source, "w", {{"interface", interface}, {"ttl", "0"}});
+        if (!receiver.is_open() || sender.write("tick") != 4 ||
+            ombrel_ctx_is_readable(receiver.handle(), 1000) != 1)
+            GTEST_SKIP() << "no multicast inside this machine";
+        EXPECT_EQ("tick", receiver.read());
+        // An empty datagram is no end of the stream.
+        socket_address to(AF_INET, "127.0.0.1", port);
+        EXPECT_EQ(0, ombrel_sys_sendto(bound(AF_INET, SOCK_DGRAM), "", 0, 0, to.get(), to.size));
+        EXPECT_EQ("", receiver.read());
+        EXPECT_EQ(def_ombrel_ctx_error_timed_out, receiver.error());
+    }
+}
+
+TEST_F(UdpStreamTest, tells_what_it_waits_for) {
+    const std::string source = url("udp://", "239.255.79.79", own_port(bound(AF_INET, SOCK_DGRAM)));
+    stream s(source, "r", {{"interface", "lo"}, {"timeout", "60"}, {"missed_time", "20"}});
+    if (!s.is_open())
+        GTEST_SKIP() << "no multicast inside this machine";
+    const error_output output;
+    EXPECT_EQ("", s.read());
+    const std::string text = output.text();
+    const std::string start =
+        "wait udp stream ! (mime_type=\"\x1b[1;37mapplication/tuk_stream\x1b[0m\", url=\"\x1b[1;32m" +
+        source + "\x1b[0m\", ";
+    EXPECT_EQ(0u, text.find(start)) << text;
+    EXPECT_EQ(" sec)\n", text.substr(text.size() - 6));
+}
+
+} // namespace
