@@ -1,6 +1,6 @@
 #include "graphics/glyph_painter.h"
 
-#include "graphics/glyph_row.h"
+#include "graphics/kernels/kernels.h"
 
 namespace ombrel::fbmap {
 
@@ -70,16 +70,11 @@ bool same_rectangle(const rectangle& a, const rectangle& b) {
     return a.m_x == b.m_x && a.m_y == b.m_y && a.m_w == b.m_w && a.m_h == b.m_h;
 }
 
-template<unsigned Bytes, bool Ink, bool Paper>
-void paint_rows(const canvas<Bytes>& pixels, const glyph& shape, const rectangle& box,
-                const text_style& style) {
-    const glyph_row<Bytes, Ink, Paper> row(style.ink, style.paper);
-    const uint8_t* bits = shape.rows;
-    for (int y = 0; y < shape.height; y++) {
-        uint8_t* to = pixels.at(box.m_x, int64_t{box.m_y} + y);
-        for (int x = 0; x < shape.width; x += 8)
-            row.paint(to + static_cast<size_t>(x) * Bytes, *bits++);
-    }
+template<unsigned Bytes>
+graphics::glyph_kernel kernel() {
+    const graphics::kernel_slots& slots = graphics::kernels();
+    const graphics::glyph_kernel kernels[] = {slots.glyph8, slots.glyph16, slots.glyph24, slots.glyph32};
+    return kernels[Bytes - 1];
 }
 
 } // namespace
@@ -107,12 +102,9 @@ void glyph_painter<Bytes>::paint(const glyph& shape, int64_t x, int64_t y) {
 
 template<unsigned Bytes>
 void glyph_painter<Bytes>::paint_plain(const glyph& shape, const rectangle& box) {
-    if (style_.ink_used && style_.paper_used)
-        paint_rows<Bytes, true, true>(pixels_, shape, box, style_);
-    else if (style_.ink_used)
-        paint_rows<Bytes, true, false>(pixels_, shape, box, style_);
-    else
-        paint_rows<Bytes, false, true>(pixels_, shape, box, style_);
+    kernel<Bytes>()({pixels_.at(box.m_x, box.m_y), map_.m_line_length, shape.rows,
+                     static_cast<size_t>(shape.width), static_cast<size_t>(shape.height)},
+                    {style_.ink_used, style_.paper_used, style_.ink, style_.paper});
 }
 
 template<unsigned Bytes>

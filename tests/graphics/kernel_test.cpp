@@ -58,7 +58,22 @@ void run_fill(fill_kernel run, unsigned char* to, size_t count) {
     run({to, (width + gap) * pixel_bytes, width, height}, static_cast<uint32_t>(generator()));
 }
 
+// A glyph of any size in the target.
+template<size_t pixel_bytes>
+void run_glyph(glyph_kernel run, unsigned char* to, size_t count) {
+    const size_t width = 8 << below(2), line = width + below(9);
+    bytes bits(width / 8 * 16);
+    const auto used = below(3);
+    if (count >= width)
+        run({to, line * pixel_bytes, bits.data(), width, std::min<size_t>(16, (count - width) / line + 1)},
+            {used != 0, used != 1, static_cast<uint32_t>(generator()), static_cast<uint32_t>(generator())});
+}
+
 TEST(kernels, agree) {
+    check(all_kernels.glyph8, 1, run_glyph<1>);
+    check(all_kernels.glyph16, 2, run_glyph<2>);
+    check(all_kernels.glyph24, 3, run_glyph<3>);
+    check(all_kernels.glyph32, 4, run_glyph<4>);
     check(all_kernels.fill16, 2, run_fill<2>);
     check(all_kernels.fill24, 3, run_fill<3>);
     check(all_kernels.fill32, 4, run_fill<4>);

@@ -41,6 +41,24 @@ constexpr candidate<narrow_kernel> narrow_list[] = {
 #endif
     {"plain", 0, narrow_plain},
 };
+constexpr candidate<glyph_kernel> glyph8_list[] = {
+    {"plain", 0, glyph8_plain},
+};
+constexpr candidate<glyph_kernel> glyph16_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, glyph16_avx2},
+#endif
+    {"plain", 0, glyph16_plain},
+};
+constexpr candidate<glyph_kernel> glyph24_list[] = {
+    {"plain", 0, glyph24_plain},
+};
+constexpr candidate<glyph_kernel> glyph32_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, glyph32_avx2},
+#endif
+    {"plain", 0, glyph32_plain},
+};
 constexpr candidate<blend_kernel> blend_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, blend_avx2},
@@ -53,7 +71,8 @@ constexpr candidate<blend_kernel> blend_list[] = {
 
 } // namespace
 
-constinit const kernel_candidates all_kernels = {fill16_list, fill24_list, fill32_list,
-                                                 widen_list,  narrow_list, blend_list};
+constinit const kernel_candidates all_kernels = {fill16_list,  fill24_list, fill32_list,  widen_list,
+                                                 narrow_list,  glyph8_list, glyph16_list, glyph24_list,
+                                                 glyph32_list, blend_list};
 
 } // namespace ombrel::graphics

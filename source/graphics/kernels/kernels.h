@@ -26,6 +26,23 @@ using widen_kernel = void (*)(unsigned char* to, const unsigned char* from, size
 /// Makes pixels of 5, 6 and 5 bits of 32-bit ones. The rows do not overlap.
 using narrow_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count);
 
+/// A glyph of 8 or 16 columns and where all of it goes.
+struct glyph_area {
+    unsigned char* to;
+    size_t line_length;        ///< bytes from a row of pixels to the next
+    const unsigned char* rows; ///< of bits, the most significant one leftmost
+    size_t width, height;
+};
+
+/// Colours for set and for clear bits; what is not used leaves its pixels as they are. One of them is used.
+struct glyph_colors {
+    bool ink_used, paper_used;
+    uint32_t ink, paper;
+};
+
+/// Paints a glyph; the kernel stands for the size of a pixel.
+using glyph_kernel = void (*)(const glyph_area& area, const glyph_colors& colors);
+
 /// How 32-bit pixels with 8-bit channels are put upon others of the same order.
 struct blend_settings {
     uint32_t window_alpha = 255; ///< 0 to 255
@@ -46,6 +63,7 @@ struct kernel_candidates {
     std::span<const candidate<fill_kernel>> fill16, fill24, fill32;
     std::span<const candidate<widen_kernel>> widen;
     std::span<const candidate<narrow_kernel>> narrow;
+    std::span<const candidate<glyph_kernel>> glyph8, glyph16, glyph24, glyph32;
     std::span<const candidate<blend_kernel>> blend;
 };
 extern const kernel_candidates all_kernels;
@@ -55,6 +73,7 @@ struct kernel_slots {
     fill_kernel fill16, fill24, fill32;
     widen_kernel widen;
     narrow_kernel narrow;
+    glyph_kernel glyph8, glyph16, glyph24, glyph32;
     blend_kernel blend;
 };
 

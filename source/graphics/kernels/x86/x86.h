@@ -13,6 +13,9 @@ void fill32_avx2(const fill_area& area, uint32_t color);
 void widen_avx2(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 void narrow_avx2(unsigned char* to, const unsigned char* from, size_t count);
 
+void glyph16_avx2(const glyph_area& area, const glyph_colors& colors);
+void glyph32_avx2(const glyph_area& area, const glyph_colors& colors);
+
 void blend_avx2(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
 void blend_ssse3(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
 
