@@ -52,7 +52,7 @@ static void draw_boxes(ombrel_fbmap_t* map, int x, int y) {
 static void draw_circles(ombrel_fbmap_t* map, int x, int y) {
     for (unsigned radius = 60; radius >= 12; radius -= 12)
         ombrel_fbmap_draw_circle(map, paint(map, 0x203040 + radius * 0x020101), x, y, radius, 1);
-    for (unsigned radius = 66; radius <= 78; radius += 4)
+    for (unsigned radius = 64; radius <= 72; radius += 4)
         ombrel_fbmap_draw_circle(map, paint(map, 0x4B5FA8), x, y, radius, 0);
 }
 
@@ -90,7 +90,7 @@ static void draw_dots(ombrel_fbmap_t* map, int x, int y) {
 static void draw_spans(ombrel_fbmap_t* map, int x, int y) {
     for (int i = 0; i < 120; i += 6) {
         ombrel_fbmap_draw_hline(map, paint(map, 0x4B5FA8), x, y + i, (uint32_t)(120 - i));
-        ombrel_fbmap_draw_vline(map, paint(map, 0xB4562B), x + 120 - i, y + i, (uint32_t)i);
+        ombrel_fbmap_draw_vline(map, paint(map, 0xB4562B), x + 124 - i, y + i, (uint32_t)(120 - i));
     }
 }
 
@@ -100,7 +100,7 @@ static ombrel_fbmap_t* shapes(void) {
         void (*draw)(ombrel_fbmap_t* map, int x, int y);
         int x, y;
     } cells[] = {{"lines", draw_line_fan, 20, 40},    {"boxes", draw_boxes, 200, 40},
-                 {"circles", draw_circles, 440, 105}, {"filled fields", draw_filled_fields, 80, 265},
+                 {"circles", draw_circles, 452, 108}, {"filled fields", draw_filled_fields, 80, 265},
                  {"pixels", draw_dots, 200, 210},     {"spans", draw_spans, 380, 210}};
     ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb888, 0, 0, 540, 350);
     ombrel_fbmap_draw_clear(map, paint(map, 0xF6F4EF));
@@ -157,12 +157,12 @@ static ombrel_fbmap_t* hangul_text(void) {
              "키스의 고유조건은 입술끼리 만나야 하고 특별한 기술은 필요치 않다.\n"
              "동해물과 백두산이 마르고 닳도록 하느님이 보우하사 우리나라 만세.\n"
              "값 닭 삶 뷁 괜찮아요 꿇앉아 읊조리다 넓적한 밟다 싫어 핥다\n"
-             "ㄱㄲㄴㄷㄸㄹㅁㅂㅃㅅㅆㅇㅈㅉㅊㅋㅌㅍㅎ ㅏㅐㅑㅒㅓㅔㅕㅖㅗㅘㅙㅚㅛㅜㅝㅞㅟㅠㅡㅢㅣ\n");
+             "ㄱㄲㄴㄷㄸㄹㅁㅂㅃㅅㅆㅇㅈㅉㅊㅋㅌㅍㅎ\nㅏㅐㅑㅒㅓㅔㅕㅖㅗㅘㅙㅚㅛㅜㅝㅞㅟㅠㅡㅢㅣ\n");
     ombrel_fbmap_set_brush_xy_scale(map, 3, 1, 3, 1);
-    write_in(map, 0x0B7A75, margin, 136, "한글 글꼴");
+    write_in(map, 0x0B7A75, margin, 164, "한글 글꼴");
     ombrel_fbmap_use_brush_ocolor(map, 1);
     ombrel_fbmap_set_brush_ocolor(map, paint(map, 0xB4562B));
-    write_in(map, 0xFFFFFF, margin + 3, 200, "외곽선");
+    write_in(map, 0xFFE9A8, margin + 3, 236, "외곽선");
     reset_brush(map);
     ombrel_fbmap_set_brush_xy_scale(map, 2, 1, 2, 1);
     ombrel_fbmap_set_brush_angle(map, -20);
@@ -287,6 +287,8 @@ static ombrel_fbmap_t* windows(void) {
     ombrel_fbmap_move(moved, 430, 230);
     ombrel_fbmap_t* resized = open_window(root, 0xE8E6E1, 470, 320, 150, 90, "resized");
     ombrel_fbmap_resize(resized, 400, 310, 110, 60);
+    ombrel_fbmap_draw_box(resized, paint(resized, 0x22262B), 0, 0, 110, 60, 0);
+    ombrel_fbmap_update(resized);
     ombrel_fbmap_hide(open_window(root, 0xFF0000, 300, 150, 300, 200, "hidden"));
     return root;
 }

@@ -4,7 +4,7 @@
  *   /             a page that updates itself      /echo              POST: returns the body
  *   /status.json  the page's figures              /lookup?name=NAME  the addresses of a name
  *   /version.xml  the version document            /slow?ms=TIME      answers after a while
- *   /heap         the live allocations
+ *   /heap         the live allocations            /screen            a page with a live frame buffer
  *
  * SIGINT and SIGTERM end it; it prints then what is left on the heap.
  */
@@ -14,6 +14,7 @@
 
 #include "http_server.h"
 #include "status_report.h"
+#include "status_screen.h"
 
 enum {
     default_port = 8080,
@@ -34,6 +35,7 @@ typedef struct service {
     int ends;
     uint64_t start;
     heap_history_t history;
+    status_screen_t screen;
     char* heap_text; /* the list of live allocations as it was at heap_text_time */
     size_t heap_text_size;
     uint64_t heap_text_time;
@@ -61,6 +63,23 @@ static void answer_page(service_t* service, http_connection_t* connection, const
     (void)service;
     (void)request;
     http_respond(connection, 200, "text/html; charset=utf-8", status_page, status_page_size);
+}
+
+static void answer_screen(service_t* service, http_connection_t* connection, const http_request_t* request) {
+    (void)service;
+    (void)request;
+    http_respond(connection, 200, "text/html; charset=utf-8", screen_page, screen_page_size);
+}
+
+static void answer_screen_picture(service_t* service, http_connection_t* connection,
+                                  const http_request_t* request) {
+    size_t size = 0;
+    const unsigned char* picture = look_at_status_screen(&service->screen, &size);
+    (void)request;
+    if (picture != NULL)
+        http_respond(connection, 200, "image/png", picture, size);
+    else
+        http_respond_text(connection, 503, "no memory for the picture");
 }
 
 static void answer_status(service_t* service, http_connection_t* connection, const http_request_t* request) {
@@ -321,8 +340,14 @@ typedef void (*answer_t)(service_t* service, http_connection_t* connection, cons
 static const struct {
     const char* path;
     answer_t answer;
-} routes[] = {{"/", answer_page},     {"/status.json", answer_status}, {"/version.xml", answer_version},
-              {"/heap", answer_heap}, {"/slow", answer_slow},          {"/lookup", answer_lookup}};
+} routes[] = {{"/", answer_page},
+              {"/status.json", answer_status},
+              {"/version.xml", answer_version},
+              {"/heap", answer_heap},
+              {"/slow", answer_slow},
+              {"/lookup", answer_lookup},
+              {"/screen", answer_screen},
+              {"/screen.png", answer_screen_picture}};
 
 static void on_request(http_connection_t* connection, const http_request_t* request, const char* body,
                        size_t body_size, void* context) {
@@ -377,7 +402,8 @@ static int begin_events(service_t* service) {
         ombrel_assign_event(base, &service->terminate_event, SIGTERM, signal_flags, on_signal, service) !=
             0 ||
         ombrel_assign_event(base, &service->second_event, -1, 0, on_second, service) != 0 ||
-        ombrel_assign_event(base, &service->lookup_event, -1, 0, on_lookup_event, service) != 0)
+        ombrel_assign_event(base, &service->lookup_event, -1, 0, on_lookup_event, service) != 0 ||
+        begin_status_screen(&service->screen, base, &service->history) != 0)
         return -1;
     report_sample(&service->history);
     return ombrel_add_event(&service->interrupt_event, -1) == 0 &&
@@ -430,6 +456,7 @@ static void end_service(service_t* service) {
     for (size_t i = 0; i < sizeof events / sizeof *events; i++)
         if ((events[i]->m_flags & def_ombrel_event_assigned) != 0)
             ombrel_unassign_event(events[i]);
+    end_status_screen(&service->screen);
     if (service->base != NULL)
         ombrel_free_event_base(service->base);
     ombrel_check_free(service->heap_text);

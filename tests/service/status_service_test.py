@@ -6,6 +6,7 @@ import json
 import os
 import re
 import resource
+import shutil
 import signal
 import socket
 import subprocess
@@ -16,7 +17,11 @@ import time
 import unittest
 import xml.dom.minidom
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import png  # noqa: E402
+
 SERVICE = ""
+CHROMIUM = shutil.which("chromium") or shutil.which("chromium-browser") or shutil.which("google-chrome")
 CROWD = 500
 
 
@@ -185,6 +190,52 @@ class Pages(unittest.TestCase):
         self.assertIn(b"200 OK", old)
         self.assertIn(b"Connection: close", old)
         self.assertIn(b" 505 ", self.service.raw(b"GET / HTTP/3.7\r\nHost: x\r\n\r\n"))
+
+
+class Screen(unittest.TestCase):
+    def test_the_picture_changes(self):
+        with Service() as service:
+            self.assertIn(b'src="/screen.png"', service.curl("/screen"))
+            first = service.curl("/screen.png")
+            width, height, pixel = png.decode(first)
+            self.assertEqual((width, height), (800, 480))
+            # The colour bars and the desktop.
+            self.assertEqual([pixel(x, 60) for x in (570, 770)], [(255, 255, 255), (0, 0, 255)])
+            self.assertEqual(pixel(0, 0), (16, 52, 72))
+            deadline = time.monotonic() + 60
+            while (now := service.curl("/screen.png")) == first and time.monotonic() < deadline:
+                time.sleep(0.05)
+            self.assertNotEqual(now, first)
+            png.decode(now)
+            self.assertIn("heap: 0 live blocks", service.stop()[0])
+
+    def test_its_memory_is_given_back(self):
+        """Once nobody looks any more."""
+        with Service() as service:
+            service.curl("/screen.png")
+            figures = json.loads(service.curl("/status.json"))
+            self.assertGreater(figures["bytes"], 800 * 480 * 4)
+            deadline = time.monotonic() + 60
+            while figures["bytes"] > 800 * 480 * 4 and time.monotonic() < deadline:
+                time.sleep(0.1)
+                figures = json.loads(service.curl("/status.json"))
+            self.assertLess(figures["bytes"], 800 * 480 * 4)
+
+    @unittest.skipUnless(CHROMIUM, "no Chromium is installed: the page is not looked at in a browser")
+    def test_in_a_browser(self):
+        with Service() as service, tempfile.TemporaryDirectory() as folder:
+            shot = os.path.join(folder, "screen.png")
+            command = [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
+                       f"--user-data-dir={folder}/profile", "--window-size=910,700", f"--screenshot={shot}",
+                       f"http://127.0.0.1:{service.port}/screen"]
+            begin = json.loads(service.curl("/status.json"))["requests"]
+            try:
+                subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=100, check=True)
+            except (subprocess.TimeoutExpired, subprocess.CalledProcessError) as error:
+                self.skipTest(f"Chromium does not work here: {error}")
+            self.assertGreater(os.path.getsize(shot), 20000, "a page with a picture")
+            asked_for = json.loads(service.curl("/status.json"))["requests"] - begin - 1
+            self.assertGreaterEqual(asked_for, 2, "the page and its picture")
 
 
 class BadClients(unittest.TestCase):

@@ -1,0 +1,50 @@
+"""Runs the gallery and looks at its pictures.
+
+usage: ombrel_gallery_test.py OMBREL_GALLERY [TEST ...]
+"""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import png  # noqa: E402
+
+GALLERY = ""
+
+PICTURES = {
+    "shapes": (540, 350, {(300, 140): (0x4B, 0x5F, 0xA8), (80, 265): (0xF4, 0xD3, 0x5E), (20, 160): (0xB4, 0x56, 0x2B)}),
+    "latin_text": (560, 420, {(13, 235): (8, 120, 112), (2, 2): (16, 20, 24)}),
+    "hangul_text": (560, 330, {(2, 2): (0xF6, 0xF4, 0xEF)}),
+    "color_bars": (640, 260, {(10, 10): (255, 255, 255), (315 - 1, 10): (0, 0, 255), (97, 170): (255, 127, 63),
+                              (10, 249): (0, 0, 127), (629, 249): (0, 0, 255)}),
+    "ruler": (440, 240, {(100, 14): (0x8A, 0x4B, 0x14), (101, 10): (0xFF, 0xFD, 0xF4), (4, 230): (0x8A, 0x4B, 0x14)}),
+    "color_interfaces": (540, 576, {(529, 64 * row + 4): (248 if row == 1 else 255, 0, 0) for row in range(1, 8)}),
+    # Opaque, cut off at the parent, through the colour key, half clear; shown in 5, 6 and 5 bits.
+    "windows": (640, 400, {(40, 100): (248, 252, 248), (275, 160): (160, 88, 88), (541, 125): (40, 92, 120),
+                           (400, 80): (120, 180, 128), (435, 260): (232, 228, 224)}),
+}
+
+
+class Gallery(unittest.TestCase):
+    def test_pictures(self):
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run([GALLERY, folder], check=True, timeout=60)
+            self.assertEqual(sorted(os.listdir(folder)), sorted(name + ".png" for name in PICTURES))
+            for name, (width, height, pixels) in PICTURES.items():
+                with open(os.path.join(folder, name + ".png"), "rb") as file:
+                    *size, pixel = png.decode(file.read())
+                self.assertEqual(size, [width, height], name)
+                for place, color in pixels.items():
+                    self.assertEqual(pixel(*place), color, (name, place))
+
+    def test_a_folder_that_is_not_there(self):
+        failed = subprocess.run([GALLERY, "/nowhere/at/all"], stderr=subprocess.PIPE, text=True, timeout=60, check=False)
+        self.assertEqual(failed.returncode, 1)
+        self.assertIn("cannot write", failed.stderr)
+
+
+if __name__ == "__main__":
+    GALLERY = sys.argv.pop(1)
+    unittest.main(verbosity=1)
