@@ -59,7 +59,8 @@ bool ftp_control::lose(transfer_error& error, transfer_fault fault, const char* 
 }
 
 bool ftp_control::refuse(transfer_error& error) const {
-    return error.set(fault_of(code()), text(), code());
+    const bool says_no = kind() == ftp_reply_kind::failed_now || kind() == ftp_reply_kind::failed;
+    return error.set(says_no ? fault_of(code()) : transfer_fault::violation, text(), code());
 }
 
 bool ftp_control::send(std::string_view verb, std::string_view argument, const deadline& limit,

@@ -37,7 +37,7 @@ public:
     ftp_reply_kind kind() const { return reply_.kind(); }
     std::string_view text() const { return reply_.text(); }
 
-    /// Makes the last reply, which says no, the error.
+    /// Makes the last reply the error: it says no, or something that does not belong here.
     bool refuse(transfer_error& error) const;
 
     /// A connection to another port of the same server; -1, with the error set, on failure.

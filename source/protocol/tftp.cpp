@@ -91,7 +91,7 @@ bool tftp_client::open(const tftp_request& request) {
         return error_.set(transfer_fault::no_memory, "out of memory");
     const answer_list answers(request.host, request.port);
     if (answers.first() == nullptr)
-        return error_.set(transfer_fault::unreachable, "the host has no address");
+        return error_.set(transfer_fault::unknown_host, "the host has no address");
     for (const ombrel_resolver_t* answer = answers.first(); answer != nullptr; answer = answer->m_next) {
         const unsigned tries = std::max(request.tries, 1u);
         tries_ = answer->m_next != nullptr ? std::min(tries, passing_tries) : tries;

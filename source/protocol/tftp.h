@@ -52,6 +52,7 @@ public:
     /// more is wanted. False when a failure, now or before, kept the file from being transferred in full.
     bool close();
 
+    bool is_writing() const { return writing_; }
     /// Bytes of the file, where the server told them.
     std::optional<uint64_t> size() const { return size_; }
     const transfer_error& error() const { return error_; }

@@ -10,7 +10,8 @@ enum class transfer_fault {
     none,
     invalid_name, ///< a name that cannot be asked for
     no_memory,
-    unreachable, ///< the host has no address or does not take the connection
+    unknown_host,
+    unreachable, ///< no connection to the host, or no way to it
     timed_out,
     lost,      ///< the connection ended or was refused half-way
     violation, ///< the peer does not keep to the protocol

@@ -1,0 +1,208 @@
+#include <map>
+
+#include <netinet/in.h>
+
+#include "protocol/ftp.h"
+#include "protocol/transfer_server.h"
+#include "support/descriptor_balance.h"
+#include "support/heap_balance.h"
+
+namespace ombrel_test {
+namespace {
+
+using namespace ombrel::protocol;
+
+constexpr int patience_ms = 60000;
+
+class FtpClient : public balanced_test {
+protected:
+    FtpClient() {
+        request_.host = "127.0.0.1";
+        request_.path = "file";
+        request_.limit_ms = patience_ms;
+    }
+    ~FtpClient() override { client_.close(); }
+
+    bool open(int port, ftp_direction direction = ftp_direction::retrieve, uint64_t offset = 0) {
+        client_ = ftp_client();
+        request_.port = port;
+        request_.direction = direction;
+        request_.offset = offset;
+        return client_.open(request_);
+    }
+    /// What comes from here to the end; "failed" when that is not confirmed.
+    std::string rest() {
+        std::string bytes;
+        char part[1000];
+        ptrdiff_t count = 0;
+        while ((count = client_.read(part, sizeof part, patience_ms)) > 0)
+            bytes.append(part, static_cast<size_t>(count));
+        return count == 0 ? bytes : "failed";
+    }
+    bool store(int port, const std::string& bytes, ftp_direction direction, uint64_t offset = 0) {
+        if (!open(port, direction, offset))
+            return client_.close();
+        for (size_t done = 0; done < bytes.size();) {
+            const ptrdiff_t count = client_.write(bytes.data() + done, bytes.size() - done, patience_ms);
+            if (count <= 0)
+                return false;
+            done += static_cast<size_t>(count);
+        }
+        return client_.close();
+    }
+
+    descriptor_balance descriptors_;
+    ftp_request request_;
+    ftp_client client_;
+};
+
+TEST_F(FtpClient, moves_files_there_and_back) {
+    OMBREL_NEEDS_SERVER("vsftpd");
+    const ftp_server server;
+    const std::string bytes = varied_bytes(3000000);
+    ASSERT_TRUE(store(server.port(), bytes, ftp_direction::store)) << client_.error().text();
+    EXPECT_EQ(bytes, server.directory.read("file"));
+    ASSERT_TRUE(store(server.port(), "tail", ftp_direction::append)) << client_.error().text();
+    ASSERT_TRUE(store(server.port(), "HEAD", ftp_direction::store, 5)) << client_.error().text();
+    std::string changed = bytes + "tail";
+    changed.replace(5, 4, "HEAD");
+
+    ASSERT_TRUE(open(server.port())) << client_.error().text();
+    EXPECT_EQ(changed.size(), client_.size());
+    EXPECT_EQ(1, client_.wait(patience_ms));
+    EXPECT_EQ(changed, rest());
+    // The end costs nothing, and another place begins the transfer again, after it and in its middle.
+    ASSERT_TRUE(client_.restart(changed.size() - 10));
+    EXPECT_EQ(changed.substr(changed.size() - 10), rest());
+    ASSERT_TRUE(client_.restart(0));
+    ASSERT_TRUE(client_.restart(3)) << client_.error().text();
+    EXPECT_EQ(changed.substr(3), rest());
+    ASSERT_TRUE(client_.restart(0));
+    EXPECT_TRUE(client_.close());
+}
+
+TEST_F(FtpClient, tells_what_the_server_refuses) {
+    OMBREL_NEEDS_SERVER("vsftpd");
+    const ftp_server server;
+    request_.path = "missing";
+    EXPECT_FALSE(open(server.port()));
+    EXPECT_EQ(transfer_fault::not_found, client_.error().fault());
+    EXPECT_EQ(550, client_.error().peer_code());
+    client_.close();
+    request_.user = "nobody";
+    EXPECT_FALSE(open(server.port()));
+    EXPECT_EQ(transfer_fault::no_access, client_.error().fault());
+}
+
+/// Answers each command with its reply, and sends "hello" over the data connection for RETR.
+class scripted_server : no_copy {
+public:
+    explicit scripted_server(const std::map<std::string, std::string>& changes)
+        : listener_(ombrel_open_listen_socket("127.0.0.1", 0)),
+          data_(ombrel_open_listen_socket("127.0.0.1", 0)) {
+        const int port = own_port(data_);
+        const std::string low = std::to_string(port / 256) + "," + std::to_string(port % 256);
+        replies_ = {{"", "220-hello\r\n 220 there\r\n220 all\r\n"},
+                    {"USER", "331 more\r\n"},
+                    {"PASS", "230 in\r\n"},
+                    {"TYPE", "200 fine\r\n"},
+                    {"SIZE", "213 5\r\n"},
+                    {"EPSV", "229 there (|||" + std::to_string(port) + "|)\r\n"},
+                    // Nobody answers at this address; it is for documentation.
+                    {"PASV", "227 there (192,0,2,1," + low + ")\r\n"},
+                    {"REST", "350 good\r\n"},
+                    {"RETR", "150 now\r\n226 done\r\n"},
+                    {"QUIT", "221 bye\r\n"}};
+        for (const auto& [verb, reply] : changes)
+            replies_[verb] = reply;
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~scripted_server() {
+        ombrel_shutdown_socket(listener_, def_ombrel_shutdown_both);
+        ombrel_shutdown_socket(data_, def_ombrel_shutdown_both);
+        thread_.join();
+    }
+    int port() const { return own_port(listener_); }
+
+private:
+    void serve() {
+        const owned_socket control(ombrel_accept(listener_, nullptr, nullptr, -1));
+        reply(control, "");
+        std::string line;
+        for (char c = 0; ombrel_recv(control, &c, 1, -1) == 1;) {
+            line += c;
+            if (c != '\n')
+                continue;
+            const std::string verb = line.substr(0, 4);
+            if (verb == "RETR")
+                ombrel_send(owned_socket(ombrel_accept(data_, nullptr, nullptr, -1)), "hello", 5, -1);
+            reply(control, verb);
+            line.clear();
+        }
+    }
+    void reply(int control, const std::string& verb) {
+        const std::string text = replies_[verb];
+        if (!text.empty())
+            ombrel_send(control, text.data(), text.size(), -1);
+    }
+
+    owned_socket listener_, data_;
+    std::map<std::string, std::string> replies_;
+    std::thread thread_;
+};
+
+struct script_case {
+    const char* name;
+    std::map<std::string, std::string> changes;
+    transfer_fault fault;
+};
+
+class FtpScript : public FtpClient, public ::testing::WithParamInterface<script_case> {};
+
+TEST_P(FtpScript, ends_as_it_should) {
+    bool stalls = false;
+    for (const auto& [verb, reply] : GetParam().changes)
+        stalls = stalls || reply.empty();
+    if (stalls)
+        request_.limit_ms = 200;
+    const scripted_server server(GetParam().changes);
+    const bool read = open(server.port()) && rest() == "hello";
+    EXPECT_EQ(GetParam().fault, client_.error().fault()) << client_.error().text();
+    EXPECT_EQ(GetParam().fault == transfer_fault::none, read);
+    client_.close();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FtpScript,
+    ::testing::Values(
+        script_case{"as_usual", {}, transfer_fault::none},
+        script_case{"foreign_address", {{"EPSV", "500 what\r\n"}}, transfer_fault::none},
+        script_case{"no_brackets", {{"EPSV", "229 fine\r\n"}}, transfer_fault::violation},
+        script_case{"port_zero", {{"EPSV", "229 (|||0|)\r\n"}}, transfer_fault::violation},
+        script_case{"short_address",
+                    {{"EPSV", "500 \r\n"}, {"PASV", "227 (1,2,3,4,5)\r\n"}},
+                    transfer_fault::violation},
+        script_case{"busy", {{"", "421 come later\r\n"}}, transfer_fault::lost},
+        script_case{"no_code", {{"", "hello\r\n"}}, transfer_fault::violation},
+        script_case{"long_line", {{"", "220 " + std::string(5000, 'x')}}, transfer_fault::violation},
+        script_case{"many_lines", {{"", "220-\r\n" + std::string(5000, '\n')}}, transfer_fault::violation},
+        script_case{"wrong_password", {{"PASS", "530 no\r\n"}}, transfer_fault::no_access},
+        script_case{"account", {{"PASS", "332 who\r\n"}}, transfer_fault::no_access},
+        script_case{"no_size", {{"SIZE", "502 what\r\n"}}, transfer_fault::none},
+        script_case{"broken_off", {{"RETR", "150 now\r\n426 cut\r\n"}}, transfer_fault::lost},
+        script_case{"no_preliminary", {{"RETR", "226 done\r\n"}}, transfer_fault::violation},
+        script_case{"silent_greeting", {{"", ""}}, transfer_fault::timed_out},
+        script_case{"silent_end", {{"RETR", "150 now\r\n"}, {"QUIT", ""}}, transfer_fault::timed_out}),
+    [](const auto& each) { return each.param.name; });
+
+TEST_F(FtpClient, a_name_cannot_carry_a_command) {
+    for (const char* path : {"a\r\nDELE b", "a\nb", "a\rb", ""}) {
+        request_.path = path;
+        // The name is refused before anybody is asked.
+        EXPECT_FALSE(open(1));
+        EXPECT_EQ(transfer_fault::invalid_name, client_.error().fault());
+    }
+}
+
+} // namespace
+} // namespace ombrel_test

@@ -1,0 +1,172 @@
+// Real TFTP and FTP servers on free ports of the loop-back address, each with a directory of its own.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ombrel/socket.h>
+#include <ombrel/socket_open.h>
+
+#include "network/loopback.h"
+#include "support/no_copy.h"
+
+namespace ombrel_test {
+
+class scratch_directory : no_copy {
+public:
+    scratch_directory() {
+        std::string name = (std::filesystem::temp_directory_path() / "ombrel_transfer_XXXXXX").string();
+        EXPECT_NE(nullptr, mkdtemp(name.data()));
+        path_ = name;
+    }
+    ~scratch_directory() { std::filesystem::remove_all(path_); }
+    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path_ / name, std::ios::binary) << bytes;
+    }
+    std::string read(const std::string& name) const {
+        std::ifstream file(path_ / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// The path of a server program, where scripts/bootstrap or an administrator put it; empty when it is
+/// missing.
+inline std::string find_server(const std::string& name) {
+    for (const std::string directory : {OMBREL_TEST_SERVERS, "/usr/sbin", "/usr/local/sbin"}) {
+        if (access((directory + "/" + name).c_str(), X_OK) == 0)
+            return directory + "/" + name;
+    }
+    return "";
+}
+
+#define OMBREL_NEEDS_SERVER(name)                                                                            \
+    if (ombrel_test::find_server(name).empty())                                                              \
+    GTEST_SKIP() << "the server " << name << " is not there; scripts/bootstrap test brings it"
+
+/// in.tftpd sets its groups first, which ordinary users may not.
+#define OMBREL_NEEDS_TFTP_SERVER()                                                                           \
+    OMBREL_NEEDS_SERVER("in.tftpd");                                                                         \
+    if (geteuid() != 0)                                                                                      \
+    GTEST_SKIP() << "the server in.tftpd runs for root alone"
+
+inline std::string user_name() {
+    const passwd* const user = getpwuid(getuid());
+    return user != nullptr ? user->pw_name : "";
+}
+
+/// A program with a socket as its standard input and output; it ends, with its children, at the latest with
+/// the scope.
+class child_process : no_copy {
+public:
+    child_process(std::vector<std::string> arguments, int socket) {
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_adddup2(&files, socket, 0);
+        posix_spawn_file_actions_adddup2(&files, socket, 1);
+        posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        EXPECT_EQ(0, posix_spawn(&process_, argv[0], &files, &attributes, argv.data(), environ)) << argv[0];
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&files);
+    }
+    child_process(child_process&& other) noexcept : process_(std::exchange(other.process_, -1)) {}
+    ~child_process() {
+        if (process_ <= 0)
+            return;
+        kill(-process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+
+private:
+    pid_t process_ = -1;
+};
+
+class tftp_server : no_copy {
+public:
+    explicit tftp_server(std::vector<std::string> options = {})
+        : socket_(bound(AF_INET, SOCK_DGRAM)), process_(command(std::move(options)), socket_) {}
+    int port() const { return own_port(socket_); }
+    const scratch_directory directory;
+
+private:
+    std::vector<std::string> command(std::vector<std::string> options) const {
+        std::vector<std::string> all = {
+            find_server("in.tftpd"), "--create", "--permissive", "--user", user_name(), "--umask", "022",
+            "--retransmit",          "200000"};
+        all.insert(all.end(), options.begin(), options.end());
+        all.push_back(directory / "");
+        return all;
+    }
+
+    owned_socket socket_;
+    child_process process_;
+};
+
+/// Takes anonymous logins alone, into its directory.
+class ftp_server : no_copy {
+public:
+    ftp_server() : socket_(ombrel_open_listen_socket("127.0.0.1", 0)), thread_([this] { accept_all(); }) {
+        configuration_.write("conf", "run_as_launching_user=YES\nanonymous_enable=YES\nno_anon_password=NO\n"
+                                     "write_enable=YES\nanon_upload_enable=YES\nanon_other_write_enable=YES\n"
+                                     "anon_world_readable_only=NO\nanon_umask=022\nseccomp_sandbox=NO\n"
+                                     "isolate=NO\nisolate_network=NO\nlisten=NO\nftp_username=" +
+                                         user_name() + "\nanon_root=" + (directory / "") +
+                                         "\nsecure_chroot_dir=" + (directory / "") + "\n");
+    }
+    ~ftp_server() {
+        ombrel_shutdown_socket(socket_, def_ombrel_shutdown_both);
+        thread_.join();
+    }
+    int port() const { return own_port(socket_); }
+    const scratch_directory directory;
+
+private:
+    void accept_all() {
+        for (;;) {
+            const owned_socket connection(ombrel_accept(socket_, nullptr, nullptr, -1));
+            if (connection == -1)
+                return;
+            sessions_.emplace_back(std::vector{find_server("vsftpd"), configuration_ / "conf"}, connection);
+        }
+    }
+
+    scratch_directory configuration_;
+    owned_socket socket_;
+    std::vector<child_process> sessions_;
+    std::thread thread_;
+};
+
+/// Bytes in which every block differs from the others.
+inline std::string varied_bytes(size_t size) {
+    std::string bytes(size, 0);
+    uint32_t state = 1;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+} // namespace ombrel_test
