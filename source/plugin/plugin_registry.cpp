@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <ombrel/assert.h>
 #include <ombrel/dl.h>

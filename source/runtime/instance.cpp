@@ -3,6 +3,7 @@
 #include <atomic>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include <ombrel/heap.h>
 
@@ -11,7 +12,16 @@
 
 using namespace ombrel;
 
+struct ombrel::instance_slot {
+    std::atomic<uint32_t> state;
+    uint32_t place; // its own index; without an object, the next slot in one of the lists
+    const instance_type* type;
+    void* object;
+};
+
 namespace {
+
+using slot = instance_slot;
 
 // A handle is the index of a slot with the generation of the slot's use above it. Each slot serves its
 // generations once; only when all slots have, and a handle's number is two thousand million handles old, do
@@ -30,13 +40,6 @@ constexpr unsigned generation_at = live_at + 1;
 static_assert(last_generation <= UINT32_MAX >> generation_at);
 
 constexpr uint32_t no_slot = UINT32_MAX;
-
-struct slot {
-    std::atomic<uint32_t> state;
-    uint32_t next; // in one of the lists of slots without an object
-    const instance_type* type;
-    void* object;
-};
 
 // Slots never move, so that they can be read without a lock: they are in chunks, each as large as all before
 // it.
@@ -77,7 +80,7 @@ public:
     void give_back(uint32_t index, bool spent) {
         const short_lock_guard guard(lock_);
         uint32_t& list = spent ? spent_ : free_;
-        find(index)->next = std::exchange(list, index);
+        find(index)->place = std::exchange(list, index);
     }
 
 private:
@@ -96,7 +99,7 @@ private:
     uint32_t take_from(uint32_t& list) {
         const uint32_t index = list;
         if (index != no_slot)
-            list = find(index)->next;
+            list = find(index)->place;
         return index;
     }
 
@@ -155,6 +158,7 @@ int32_t ombrel::register_instance(const instance_type& type, void* object) {
     if (index == no_slot)
         return -1;
     slot* at = table.find(index);
+    at->place = index;
     at->type = &type;
     at->object = object;
     const uint32_t used = generation_of(at->state.load(std::memory_order_relaxed));
@@ -163,32 +167,31 @@ int32_t ombrel::register_instance(const instance_type& type, void* object) {
     return static_cast<int32_t>(generation << index_bits | index);
 }
 
-void* ombrel::pin_instance(const instance_type& type, int32_t handle) {
+pinned_instance ombrel::pin_instance(const instance_type& type, int32_t handle) {
     slot* at = pin_slot(handle);
     if (at == nullptr)
-        return nullptr;
+        return {};
     if (is_type(*at, type))
-        return at->object;
-    unpin_instance(handle);
-    return nullptr;
+        return {at, at->object};
+    unpin_instance(at);
+    return {};
 }
 
-void ombrel::unpin_instance(int32_t handle) {
-    slot* at = table.find(index_of(handle));
+void ombrel::unpin_instance(instance_slot* at) {
     const uint32_t state = at->state.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if ((state & (live_bit | pin_mask)) != 0)
         return;
     const auto destroy = at->type->destroy;
     void* object = at->object;
-    table.give_back(index_of(handle), generation_of(state) == last_generation);
+    table.give_back(at->place, generation_of(state) == last_generation);
     destroy(object);
 }
 
 bool ombrel::retire_instance(const instance_type& type, int32_t handle) {
-    if (pin_instance(type, handle) == nullptr)
+    const pinned_instance pinned = pin_instance(type, handle);
+    if (pinned.object == nullptr)
         return false;
-    const uint32_t before =
-        table.find(index_of(handle))->state.fetch_and(~live_bit, std::memory_order_acq_rel);
-    unpin_instance(handle);
+    const uint32_t before = pinned.slot->state.fetch_and(~live_bit, std::memory_order_acq_rel);
+    unpin_instance(pinned.slot);
     return (before & live_bit) != 0;
 }

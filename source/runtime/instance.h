@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
 namespace ombrel {
 
@@ -19,31 +18,35 @@ int32_t register_instance(const instance_type& type, void* object);
 /// here if there is none. False when the handle leads to no object of the type.
 bool retire_instance(const instance_type& type, int32_t handle);
 
-/// The object, which lives until it is unpinned; null when the handle leads to none of the type.
-void* pin_instance(const instance_type& type, int32_t handle);
-void unpin_instance(int32_t handle);
+struct instance_slot;
+
+/// An object that lives until it is unpinned; null when the handle leads to none of the type.
+struct pinned_instance {
+    instance_slot* slot;
+    void* object;
+};
+pinned_instance pin_instance(const instance_type& type, int32_t handle);
+void unpin_instance(instance_slot* slot);
 
 /// Keeps an object alive for a scope.
 template<typename T>
 class instance_pin {
 public:
-    instance_pin(const instance_type& type, int32_t handle)
-        : handle_(handle), object_(static_cast<T*>(pin_instance(type, handle))) {}
+    instance_pin(const instance_type& type, int32_t handle) : pinned_(pin_instance(type, handle)) {}
     ~instance_pin() {
-        if (object_ != nullptr)
-            unpin_instance(handle_);
+        if (pinned_.object != nullptr)
+            unpin_instance(pinned_.slot);
     }
     instance_pin(const instance_pin&) = delete;
     instance_pin& operator=(const instance_pin&) = delete;
 
-    explicit operator bool() const { return object_ != nullptr; }
-    T* get() const { return object_; }
-    T* operator->() const { return object_; }
-    T& operator*() const { return *object_; }
+    explicit operator bool() const { return pinned_.object != nullptr; }
+    T* get() const { return static_cast<T*>(pinned_.object); }
+    T* operator->() const { return get(); }
+    T& operator*() const { return *get(); }
 
 private:
-    int32_t handle_;
-    T* object_;
+    pinned_instance pinned_;
 };
 
 } // namespace ombrel
