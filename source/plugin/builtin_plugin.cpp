@@ -8,6 +8,7 @@
 
 #include <ombrel/builtin_stream.h>
 #include <ombrel/ctx_interface.h>
+#include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 #include <ombrel/scan.h>
 #include <ombrel/string.h>
@@ -196,7 +197,7 @@ constexpr ombrel_ctx0_v1_interface_t table{
              .m_set_env = set_env,
              .m_get_last_error = ombrel_ctx_get_error_word,
              .m_set_last_error = ombrel_ctx_set_error_word,
-             .m_main = nullptr},
+             .m_main = ombrel_execute_multicall},
     .m_db_get_query = nullptr,
     .m_db_set_query = nullptr,
     .m_db_free_result = nullptr,
