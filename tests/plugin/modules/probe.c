@@ -134,30 +134,18 @@ static int probe_main(int argc, char** argv) {
     return argc * 10 + argv[0][0] - '0';
 }
 
-/* The database: its result is the number of rows that the query says, each being NULL, that number, a text
- * with the first parameter, and a blob. */
+/* The database: a result has the number of rows that the query says, each with nothing, a number, a text and
+ * a blob. */
 struct ombrel_ctx_db_result_ts {
     int rows, taken;
-    int64_t parameter;
-    char text[2][40];
-    ombrel_ctx_db_value_t row[4];
 };
 
 static ombrel_ctx_db_result_t* probe_get_query(int ctx, const char* query,
                                                const ombrel_ctx_db_value_t* parameters, size_t count) {
     ombrel_ctx_db_result_t* result = ombrel_calloc(1, sizeof(*result));
-    (void)ctx;
-    if (result != NULL) {
-        result->rows = query[0] - '0';
-        result->parameter = count > 0 ? parameters[0].m_integer : 0;
-    }
+    (void)ctx, (void)parameters, (void)count;
+    result->rows = query[0] - '0';
     return result;
-}
-
-static int64_t probe_set_query(int ctx, const char* query, const ombrel_ctx_db_value_t* parameters,
-                               size_t count) {
-    (void)ctx, (void)parameters;
-    return query[0] - '0' + (int64_t)count;
 }
 
 static int probe_free_result(int ctx, ombrel_ctx_db_result_t* result) {
@@ -165,24 +153,15 @@ static int probe_free_result(int ctx, ombrel_ctx_db_result_t* result) {
     return ombrel_free(result);
 }
 
-static const ombrel_ctx_db_value_t* probe_fetch_row(int ctx, ombrel_ctx_db_result_t* r) {
-    int n, t;
+static const ombrel_ctx_db_value_t* probe_fetch_row(int ctx, ombrel_ctx_db_result_t* result) {
+    static const ombrel_ctx_db_value_t rows[2][4] = {
+        {{0},
+         {def_ombrel_ctx_db_integer, 7, 0, "7", 1},
+         {def_ombrel_ctx_db_text, 0, 0, "\xC3\xA9\n0", 4},
+         {def_ombrel_ctx_db_blob, 0, 0, NULL, 9}},
+        {{0}, {def_ombrel_ctx_db_real, 0, 12, "12", 2}, {0}, {0}}};
     (void)ctx;
-    if (r->taken == r->rows)
-        return NULL;
-    n = ombrel_snprintf(r->text[0], sizeof(r->text[0]), "%d", r->taken * 5 + 7);
-    t = ombrel_snprintf(r->text[1], sizeof(r->text[1]), "\xC3\xA9\n%d", (int)r->parameter);
-    r->row[0].m_type = def_ombrel_ctx_db_null;
-    r->row[1].m_type = def_ombrel_ctx_db_integer, r->row[1].m_data = r->text[0], r->row[1].m_size = (size_t)n;
-    r->row[2].m_type = def_ombrel_ctx_db_text, r->row[2].m_data = r->text[1], r->row[2].m_size = (size_t)t;
-    r->row[3].m_type = def_ombrel_ctx_db_blob, r->row[3].m_size = 9;
-    r->taken++;
-    return r->row;
-}
-
-static int64_t probe_get_row_count(int ctx, ombrel_ctx_db_result_t* result) {
-    (void)ctx;
-    return result->rows;
+    return result->taken < result->rows ? rows[result->taken++] : NULL;
 }
 
 static int probe_get_field_count(int ctx, ombrel_ctx_db_result_t* result) {
@@ -193,20 +172,12 @@ static int probe_get_field_count(int ctx, ombrel_ctx_db_result_t* result) {
 static const char* probe_get_field_name(int ctx, ombrel_ctx_db_result_t* result, int index) {
     static const char* const names[] = {"none", "n", "text", "blob"};
     (void)ctx, (void)result;
-    return index >= 0 && index < 4 ? names[index] : NULL;
-}
-
-static int probe_get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name) {
-    int i;
-    for (i = 0; i < 4; i++)
-        if (ombrel_strcasecmp(probe_get_field_name(ctx, result, i), name) == 0)
-            return i;
-    return -1;
+    return names[index];
 }
 
 static int probe_get_fbinfo(int ctx, ombrel_ctx_fbinfo_t* info) {
     info->m_resx = 640;
-    return ombrel_ctx_get_option(ctx, "no map") != NULL ? -1 : 0;
+    return ctx > 0 ? 0 : -1;
 }
 
 static ombrel_ctx0_v1_interface_t table = {
@@ -214,12 +185,12 @@ static ombrel_ctx0_v1_interface_t table = {
      probe_vxcontrol, probe_vcontrol, probe_ready, probe_read, probe_ready, probe_write, probe_seek,
      probe_sync, probe_get_env, probe_set_env, PROBE_ERRORS, probe_main},
     probe_get_query,
-    probe_set_query,
+    NULL,
     probe_free_result,
     probe_fetch_row,
-    probe_get_row_count,
+    NULL,
     probe_get_field_count,
-    probe_get_field_index,
+    NULL,
     probe_get_field_name,
     probe_get_fbinfo};
 
