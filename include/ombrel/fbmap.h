@@ -18,6 +18,11 @@
  * topmost. A window is clipped to all its ancestors. A map whose flags hold any of
  * #def_ombrel_fbmap_transparent is blended onto what lies below it.
  *
+ * The root's map is what the device shows. Where no window is any more, an opaque window's pixels stay until
+ * something else is drawn there: a desktop is a window of the root's size. Transparent windows leave no
+ * traces: where no opaque one lies below them they are blended onto what the root shows without them, and
+ * that comes back when they leave.
+ *
  * Coordinates are pixels, x to the right and y downwards; they may have any value, and what lies outside a
  * map is cut off.
  *

@@ -33,6 +33,15 @@ bool is_without_gaps(const ombrel_bitmap_t& bitmap, size_t row_bytes) {
     return bitmap.m_line_length == row_bytes;
 }
 
+// Short rows that lie far apart are beyond what processors look ahead by themselves.
+enum use { for_reading, for_writing };
+template<use how>
+void prefetch(const unsigned char* bytes, size_t size) {
+    constexpr size_t cache_line = 64, soon_seen = 2048;
+    for (size_t i = 0; i < std::min(size, soon_seen); i += cache_line)
+        __builtin_prefetch(bytes + i, how);
+}
+
 template<unsigned bytes>
 void gather(unsigned char* to, const unsigned char* row, scaled_stretch::walk& column, size_t count) {
     for (size_t i = 0; i < count; i++, column.next())
@@ -111,6 +120,11 @@ void put_rows(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, const stre
     const bool upwards = writer.is_copy() && std::greater<const unsigned char*>()(target, source);
     for (int64_t i = 0; i < rows.length; i++) {
         const auto row = static_cast<size_t>(upwards ? rows.length - 1 - i : i);
+        if (writer.is_copy() && i + 1 < rows.length) {
+            const size_t next = upwards ? row - 1 : row + 1;
+            prefetch<for_writing>(target + next * to.m_line_length, width * writer.to_bytes());
+            prefetch<for_reading>(source + next * from.m_line_length, width * writer.from_bytes());
+        }
         writer.write(target + row * to.m_line_length, source + row * from.m_line_length, width);
     }
 }

@@ -261,9 +261,12 @@ int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
     const placement place = locate(*fbmap, *region);
     if (is_empty(place.visible))
         return 0;
+    const rectangle asked = *region;
     *region = {};
-    if (recompose(*fbmap, place.visible, mode) != 0)
+    if (recompose(*fbmap, place.visible, mode) != 0) {
+        *region = asked; // so that the caller may try again
         return -1;
+    }
     return __ombrel_fbmap_transfer_internal(place.root);
 }
 

@@ -1,0 +1,69 @@
+// Trees of windows.
+#include <cstring>
+
+#include <ombrel/fbmap.h>
+
+#include "alloc_failure/injection.h"
+
+namespace ombrel_test {
+namespace {
+
+constexpr uint32_t own = def_ombrel_fbmap_own_map, argb8888 = 0x18485868;
+
+/// A desktop of 0x33 bytes below a translucent window of 0xFF bytes.
+class desktop : no_copy {
+public:
+    desktop() : root(ombrel_new_fbmap(nullptr, own, argb8888, 0, 0, 16, 16)) {
+        ombrel_fbmap_t* const background = ombrel_new_fbmap(root, own, 0, 0, 0, 0, 0);
+        memset(background->m_map, 0x33, background->m_map_size);
+        background->m_update_region = {0, 0, 16, 16};
+        ombrel_fbmap_update(background);
+        glass = ombrel_new_fbmap(root, own | def_ombrel_fbmap_hidden, 0, 4, 4, 4, 4);
+        memset(glass->m_map, 0xFF, glass->m_map_size);
+        glass->m_alpha_window = 51;
+        glass->m_flags |= def_ombrel_fbmap_alpha_window;
+    }
+    ~desktop() { ombrel_free_fbmap(root); }
+
+    uint32_t at(uint32_t x, uint32_t y) const { return static_cast<uint32_t*>(root->m_map)[y * 16 + x]; }
+
+    ombrel_fbmap_t *root, *glass;
+};
+
+OMBREL_FAILURES(Graphics, new_fbmap) {
+    opened_or_hit(fail, ombrel_free_fbmap,
+                  [] { return ombrel_new_fbmap(nullptr, own, argb8888, 0, 0, 4, 4); });
+}
+
+// What could not be painted is left as it was, and painted by the next try.
+OMBREL_FAILURES(Graphics, show_transparent_window) {
+    desktop screen;
+    fail.during([&] { return ombrel_fbmap_show(screen.glass); });
+    const bool complete = !fail.hit();
+    for (uint32_t y = 0; y < 16; y++)
+        for (uint32_t x = 0; x < 16; x++) {
+            const bool inside = x >= 4 && x < 8 && y >= 4 && y < 8;
+            EXPECT_TRUE(screen.at(x, y) == 0x33333333 || (inside && screen.at(x, y) == 0x5C5C5C5C))
+                << x << ' ' << y;
+        }
+    EXPECT_TRUE(!complete || screen.at(5, 5) == 0x5C5C5C5C);
+    EXPECT_EQ(0, ombrel_fbmap_show(screen.glass)) << "if not even the lock could be had";
+    screen.glass->m_update_region = {0, 0, 4, 4};
+    EXPECT_EQ(0, ombrel_fbmap_update(screen.glass));
+    EXPECT_EQ(0x5C5C5C5Cu, screen.at(4, 7));
+}
+
+OMBREL_FAILURES(Graphics, resize_window) {
+    desktop screen;
+    ombrel_fbmap_show(screen.glass);
+    const int result = fail.during([&] { return ombrel_fbmap_resize(screen.glass, 6, 6, 8, 8); });
+    EXPECT_TRUE(result == 0 || fail.hit());
+    EXPECT_EQ(screen.glass->m_resx * screen.glass->m_resy * 4, screen.glass->m_map_size);
+    EXPECT_EQ(0xFFu, static_cast<unsigned char*>(screen.glass->m_map)[0]);
+    screen.glass->m_update_region = {0, 0, screen.glass->m_resx, screen.glass->m_resy};
+    EXPECT_EQ(0, ombrel_fbmap_update(screen.glass));
+    EXPECT_EQ(0x5C5C5C5Cu, screen.at(6, 6));
+}
+
+} // namespace
+} // namespace ombrel_test
