@@ -86,17 +86,20 @@ string_view scheme_of(const char* source) {
     return slice(text, 0, uri_scheme_size(text));
 }
 
+bool has_descriptor(int handle) {
+    return ombrel_ctx_get_option(handle, "fd") != nullptr;
+}
+
 /// The stream that a source names; an open descriptor goes before it.
 const served_type* choose_stream(int handle, const char* source) {
     const string_view scheme = scheme_of(source);
-    const bool is_file = scheme.empty() || ombrel_ctx_get_option(handle, "fd") != nullptr;
-    return find_stream(is_file ? string_view("file") : scheme);
+    return find_stream(scheme.empty() || has_descriptor(handle) ? string_view("file") : scheme);
 }
 
 /// A source that names another kind. One with a colon but no "//" may as well be a host or a file.
-bool is_foreign(const char* source, const served_type& type) {
+bool is_foreign(int handle, const char* source, const served_type& type) {
     const string_view scheme = scheme_of(source);
-    if (type.scheme.empty() || scheme.empty() || is_scheme_of(scheme, type))
+    if (type.scheme.empty() || scheme.empty() || is_scheme_of(scheme, type) || has_descriptor(handle))
         return false;
     return slice(source, scheme.size() + 1, 2) == "//";
 }
@@ -180,11 +183,12 @@ const served_type* choose_type(int handle, const char* mime_type, const char* so
         type = choose_stream(handle, source);
     if (type == nullptr) {
         refuse(handle, def_ombrel_ctx_error_not_supported);
-    } else if (is_foreign(source, *type)) {
-        refuse(handle, def_ombrel_ctx_error_syntax);
         return nullptr;
     }
-    return type;
+    if (!is_foreign(handle, source, *type))
+        return type;
+    refuse(handle, def_ombrel_ctx_error_syntax);
+    return nullptr;
 }
 
 } // namespace

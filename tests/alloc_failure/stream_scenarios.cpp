@@ -51,18 +51,6 @@ OMBREL_FAILURES(Stream, open_sockets) {
                       "application/tuk_stream", "interface", "127.0.0.1");
 }
 
-// An interface that cannot be looked up, or a group that cannot be joined, refuses.
-OMBREL_FAILURES(Stream, join_group) {
-    const std::string source = "udp://239.255.79.80:" + std::to_string(own_port(bound(AF_INET, SOCK_DGRAM)));
-    if (const int probe = ombrel_new_ctx(); ombrel_open_ctx_stream(probe, source.c_str(), "r", 0) != 0) {
-        ombrel_destroy_ctx(probe);
-        GTEST_SKIP() << "no multicast inside this machine";
-    } else {
-        ombrel_destroy_ctx(probe);
-    }
-    opened_or_refused(fail, source, "r", "application/tuk_stream");
-}
-
 // The plug-in is initialised whether those that it would bring are found or memory runs out.
 OMBREL_FAILURES(Stream, initialise_builtin_plugin) {
     const int ctx = fail.during([] { return ombrel_new_ctx(); });

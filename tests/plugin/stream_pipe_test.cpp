@@ -80,16 +80,6 @@ TEST_F(PipeStreamTest, a_program_that_has_gone_raises_no_signal) {
     EXPECT_EQ(def_ombrel_ctx_error_disconnected, s.error());
 }
 
-TEST_F(PipeStreamTest, large_data_come_through_whole) {
-    std::string much(3 << 20, '\0');
-    for (size_t i = 0; i < much.size(); i++)
-        much[i] = static_cast<char>(i * 2654435761u >> 13);
-    stream s("cat > /dev/null; echo done", "r+", {}, "application/tuk_stream_pipe");
-    EXPECT_EQ(static_cast<int>(much.size()), s.write(much));
-    close_write(s);
-    EXPECT_EQ("done\n", s.read_to_end());
-}
-
 TEST_F(PipeStreamTest, limits_end_calls_and_closing) {
     stream s("pipe:trap '' TERM; echo up; sleep 1000 & wait; sleep 1000", "r+",
              {{"timeout", "20"}, {"close_timeout", "0"}});
