@@ -141,16 +141,10 @@ TEST_F(ctx_test, operations_reach_the_plugin) {
     EXPECT_EQ(ombrel_ctx_puts(ctx, "HEL!O"), 3) << "what was written before it stopped";
     EXPECT_EQ(ombrel_ctx_puts(ctx, nullptr), 0);
     EXPECT_STREQ(static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)), "HELlo WOR1d");
-    EXPECT_EQ(ombrel_ctx_get_env(ctx, "peer", text, 4), 5);
-    EXPECT_STREQ(text, "pee");
-    EXPECT_EQ(ombrel_ctx_set_env(ctx, "a", "a"), 0);
     EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 77);
     EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 1), -1);
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
-    ombrel_ctx_fbinfo_t info;
-    EXPECT_EQ(ombrel_ctx_get_fbinfo(ctx, &info), 0);
-    EXPECT_EQ(info.m_resx, 640);
     char argument[] = "5";
     char* argv[] = {argument, nullptr};
     EXPECT_EQ(ombrel_ctx_is_executable_main(ctx), 1);

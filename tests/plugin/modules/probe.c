@@ -104,16 +104,6 @@ static int probe_sync(int ctx) {
     return ombrel_ctx_set_error_word(ctx, 77);
 }
 
-static int probe_get_env(int ctx, const char* name, char* text, size_t size) {
-    (void)ctx;
-    ombrel_snprintf(text, size, "%s!", name);
-    return (int)strlen(name) + 1;
-}
-
-static int probe_set_env(int ctx, const char* name, const char* text) {
-    return ctx > 0 && strcmp(name, text) == 0 ? 0 : -1;
-}
-
 #if PROBE_OWN_ERRORS
 static int probe_get_last_error(int ctx) {
     (void)ctx;
@@ -175,24 +165,19 @@ static const char* probe_get_field_name(int ctx, ombrel_ctx_db_result_t* result,
     return names[index];
 }
 
-static int probe_get_fbinfo(int ctx, ombrel_ctx_fbinfo_t* info) {
-    info->m_resx = 640;
-    return ctx > 0 ? 0 : -1;
-}
-
-static ombrel_ctx0_v1_interface_t table = {
-    {def_ombrel_interface_kind_ctx, 0, PROBE_VERSION, 0, probe_open, probe_close, probe_vbcontrol,
-     probe_vxcontrol, probe_vcontrol, probe_ready, probe_read, probe_ready, probe_write, probe_seek,
-     probe_sync, probe_get_env, probe_set_env, PROBE_ERRORS, probe_main},
-    probe_get_query,
-    NULL,
-    probe_free_result,
-    probe_fetch_row,
-    NULL,
-    probe_get_field_count,
-    NULL,
-    probe_get_field_name,
-    probe_get_fbinfo};
+static ombrel_ctx0_v1_interface_t table = {{def_ombrel_interface_kind_ctx, 0, PROBE_VERSION, 0, probe_open,
+                                            probe_close, probe_vbcontrol, probe_vxcontrol, probe_vcontrol,
+                                            probe_ready, probe_read, probe_ready, probe_write, probe_seek,
+                                            probe_sync, NULL, NULL, PROBE_ERRORS, probe_main},
+                                           probe_get_query,
+                                           NULL,
+                                           probe_free_result,
+                                           probe_fetch_row,
+                                           NULL,
+                                           probe_get_field_count,
+                                           NULL,
+                                           probe_get_field_name,
+                                           NULL};
 
 OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
     PROBE_WRITE(probe_state.entered, 1);
