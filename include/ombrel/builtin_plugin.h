@@ -3,7 +3,13 @@
  * @brief The plug-in that the library carries itself.
  *
  * It is loaded by each new context and needs no file: ombrel_load_plugin() with a null path or with its base
- * name gives it.
+ * name gives it. builtin_stream.h tells of its streams, multicall.h of its commands.
+ *
+ * While it is loaded so is "ombrel_plugin_curl" (with the platform's suffix for libraries), where it is
+ * installed: it is looked for as the platform's loader does, then in the directories of the environment
+ * variable OMBREL_PLUGIN_PATH, which are separated by ":", or, where that is not set, in "ombrel_tuk/plugins"
+ * beside the library's own file. Programs that run with more rights than their caller pass over the variable.
+ * That there is no such plug-in is no error and is not told.
  */
 #ifndef OMBREL_BUILTIN_PLUGIN_H
 #define OMBREL_BUILTIN_PLUGIN_H
