@@ -68,13 +68,38 @@
  * multicast is sent and the group is joined, instead of the system's choice and all interfaces; "ttl" is how
  * many hops datagrams may take.
  *
+ * @par TFTP
+ * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" behind the name is accepted.
+ * The slash that ends the host is no part of the name: write "tftp://host//name" for "/name". Other modes are
+ * the error "invalid argument". The server is asked for blocks of "block_size" bytes (8 to 65464, default
+ * 1428), the size of the file, and a time limit; one that grants nothing of this is used as it is. A packet
+ * that is not answered is sent again after "interval" milliseconds (default 1000), then after twice and four
+ * times as long, and "tries" times altogether (default 6); then the transfer fails with "timed out". No call
+ * waits longer than that for each block. When writing, the option "size" tells the server the file's bytes
+ * beforehand; the rest of the last block is sent by closing, whose result says whether the file arrived.
+ * Closing a file that was not read to its end ends the transfer. There is no seeking.
+ *
+ * @par FTP
+ * One file, read ("r"), written ("w") or appended to ("a"), as it is, over passive connections to the host of
+ * the control connection. The path is relative to the directory of the login; "ftp://host//name" or
+ * "ftp://host/%2Fname" is "/name", and ";type=i" behind it is accepted. Other modes are the error "invalid
+ * argument", and so are names with line ends. User and password are those of the source, else of the options
+ * "user" and "password", else an anonymous user's. "offset" begins that many bytes into the file, when
+ * writing too, which leaves what stands before it. Seeking begins the transfer again with the next read or
+ * write; what was written before is confirmed by the server first. Seeking from the end needs a server that
+ * tells the size. Each step of the dialogue and each connection waits no longer than "timeout". A file that
+ * is read ends when the server confirms that it was sent whole, and closing after writing waits for the
+ * confirmation and fails without it; closing in the middle of a file that is read ends the transfer.
+ *
  * @par Errors
- * Besides those above: "syntax" for a source or option that makes no sense, "not found" for a file, program
- * or host that is not there, "access denied", "busy", "no memory", "disconnected", "timed out", "io".
+ * Besides those above: "protocol" for a server that breaks it or refuses, "syntax" for a source or option
+ * that makes no sense, "not found" for a file, program or host that is not there, "access denied", "busy",
+ * "no memory", "disconnected", "timed out", "io".
  *
  * @par Properties
  * ombrel_ctx_get_env() gives "source", "mime_type", "timeout", and where there are such "size", "position",
- * "fd", "local" and "peer" (as "ADDRESS:PORT") and "exit_code" as texts; ombrel_ctx_set_env() sets "timeout".
+ * "fd", "local" and "peer" (as "ADDRESS:PORT") and "exit_code" as texts, of TFTP and FTP streams "error" (the
+ * server's own words on the last failure); ombrel_ctx_set_env() sets "timeout".
  *
  * @par Threads
  * One thread may read a pipe, TCP or UDP stream while another writes to it, once a listening stream has its

@@ -40,6 +40,8 @@ constexpr std::array served_types{
     served_type{"application/tuk_stream", nullptr, {}},
     served_type{"application/tuk_stream_file", &builtin_file, "file"},
     served_type{"application/tuk_stream_pipe", &builtin_pipe, "pipe"},
+    served_type{"application/tuk_stream_tftp", &builtin_tftp, "tftp"},
+    served_type{"application/tuk_stream_ftp", &builtin_ftp, "ftp"},
     served_type{"application/tuk_stream_udp", &builtin_udp, "udp"},
     served_type{"application/tuk_stream_tcp", &builtin_tcp, "tcp"},
 };

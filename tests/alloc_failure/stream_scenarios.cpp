@@ -5,6 +5,7 @@
 
 #include "alloc_failure/injection.h"
 #include "network/loopback.h"
+#include "protocol/scripted_ftp_server.h"
 
 namespace ombrel_test {
 namespace {
@@ -57,6 +58,37 @@ OMBREL_FAILURES(Stream, initialise_builtin_plugin) {
     EXPECT_TRUE(ctx > 0 || fail.hit());
     if (ctx > 0)
         ombrel_destroy_ctx(ctx);
+}
+
+/// Opens a stream beside its server, which ends before the descriptors are counted.
+void opened_or_refused_by_server(injection& fail, int port, const char* mime_type) {
+    const int ctx = ombrel_new_ctx();
+    ombrel_ctx_set_option_fstring(ctx, "source", "127.0.0.1:%d/file", port);
+    ombrel_ctx_set_option(ctx, "timeout", "60000");
+    ombrel_ctx_set_option(ctx, "interval", "60000");
+    EXPECT_TRUE(fail.during([&] { return ombrel_open_ctx(ctx, mime_type); }) == 0 || fail.hit());
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+}
+
+OMBREL_FAILURES(Stream, open_ftp) {
+    const descriptor_balance descriptors;
+    const scripted_ftp_server server({});
+    opened_or_refused_by_server(fail, server.port(), "application/tuk_stream_ftp");
+}
+
+OMBREL_FAILURES(Stream, open_tftp) {
+    const owned_socket socket = bound(AF_INET, SOCK_DGRAM);
+    std::thread server([&] {
+        char packet[600] = "";
+        socket_address client;
+        ombrel_recvfrom(socket, packet, sizeof packet, client.get(), &client.size, -1);
+        ombrel_sendto(socket, "\0\3\0\1", 4, client.get(), client.size, 0);
+    });
+    opened_or_refused_by_server(fail, own_port(socket), "application/tuk_stream_tftp");
+    // In case nobody asked.
+    socket_address own = own_address(socket);
+    ombrel_sendto(socket, "", 1, own.get(), own.size, 0);
+    server.join();
 }
 
 } // namespace
