@@ -19,7 +19,6 @@ namespace ombrel::plugin {
 
 namespace {
 
-constexpr const char source_name[] = "source/plugin";
 constexpr const char load_tag[] = "ombrel_load_plugin_ex";
 constexpr const char unload_tag[] = "ombrel_unload_plugin";
 constexpr const char open_tag[] = "ombrel_open_ctx";

@@ -48,7 +48,7 @@ constexpr unsigned first_chunk_bits = std::bit_width(first_chunk_slots) - 1;
 constexpr unsigned chunk_count = index_bits - first_chunk_bits + 1;
 
 // Apart from the table, which is not all zero, so that it takes no room in the library's file.
-constinit slot first_chunk[first_chunk_slots];
+constinit slot first_chunk[first_chunk_slots]{};
 
 class slot_table {
 public:
