@@ -33,6 +33,7 @@
 #include <ombrel/fbmap_draw.h>
 #include <ombrel/file_lock.h>
 #include <ombrel/font.h>
+#include <ombrel/framebuffer.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/linked_list.h>

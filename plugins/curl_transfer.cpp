@@ -287,10 +287,12 @@ const char* transfer::error_text() const {
 }
 
 int transfer::read(char* to, size_t room) {
+    if (room == 0)
+        return 0;
     if (const int error = end_sending())
         return -error;
     const size_t stored = std::min(room, waiting_to_ - waiting_from_);
-    if (stored > 0 || room == 0) {
+    if (stored > 0) {
         memcpy(to, waiting_ + waiting_from_, stored);
         waiting_from_ += stored;
         return static_cast<int>(stored);

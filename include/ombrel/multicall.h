@@ -61,9 +61,10 @@ typedef struct ombrel_multicall_execute_ts {
     int m_exit_code; /**< receives the exit code */
 } ombrel_multicall_execute_t;
 
-/** Control operation of multi-call contexts (ombrel_ctx_control()): runs a command; the record is an
- *  ombrel_multicall_execute_t. A context that was opened with the option "source" runs the command of that
- * name, whatever the first argument says; opening fails with "not found" when there is none. */
+/** Control operation of multi-call contexts (ombrel_ctx_control(); "execute" for ombrel_ctx_xcontrol()): runs
+ * a command; the record is an ombrel_multicall_execute_t. A context that was opened with the option "source"
+ * runs the command of that name, whatever the first argument says; opening fails with "not found" when there
+ * is none. */
 #define def_ombrel_multicall_control_execute 0x300u
 
 /**

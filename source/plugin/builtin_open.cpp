@@ -44,6 +44,11 @@ constexpr std::array served_types{
     served_type{"application/tuk_stream_ftp", &builtin_ftp, "ftp"},
     served_type{"application/tuk_stream_udp", &builtin_udp, "udp"},
     served_type{"application/tuk_stream_tcp", &builtin_tcp, "tcp"},
+    served_type{"application/tuk_fb", &builtin_fb, {}},
+    served_type{"application/tuk_linuxfb", &builtin_linuxfb, {}},
+    served_type{"application/tuk_windows_dib", &builtin_windows_dib, {}},
+    served_type{"application/tuk_multicall", &builtin_multicall, {}},
+    served_type{"application/tuk_multicall_builtin", &builtin_multicall, {}},
 };
 
 struct scheme_alias {

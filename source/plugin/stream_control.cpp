@@ -4,6 +4,8 @@
 
 #include <ombrel/address.h>
 #include <ombrel/builtin_stream.h>
+#include <ombrel/framebuffer.h>
+#include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 #include <ombrel/socket.h>
 #include <ombrel/string.h>
@@ -29,6 +31,11 @@ constexpr std::array named_controls{
     named_control{"get_peer_address", def_ombrel_stream_control_get_peer_address},
     named_control{"close_write", def_ombrel_stream_control_close_write},
     named_control{"get_exit_status", def_ombrel_stream_control_get_exit_status},
+    named_control{"get_root", def_ombrel_fb_control_get_root},
+    named_control{"get_info", def_ombrel_fb_control_get_info},
+    named_control{"get_display", def_ombrel_fb_control_get_display},
+    named_control{"pan", def_ombrel_fb_control_pan},
+    named_control{"execute", def_ombrel_multicall_control_execute},
 };
 
 /// Asks for a record; false when the stream does not have it.

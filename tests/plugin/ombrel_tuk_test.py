@@ -100,6 +100,28 @@ class MulticallTest(unittest.TestCase):
         status, output, errors = run(TOOL, "plugins", "./missing.so")
         self.assertEqual((1, True, True), (status, b"ombrel_plugin_builtin" in output, "missing.so" in errors))
 
+    def test_get(self):
+        for source in ("one", "long", "file://" + os.path.abspath("long")):
+            self.assertEqual(run("cat", source.removeprefix("file://")), run(TOOL, "get", source))
+        self.assertEqual((0, b"", ""), run(TOOL, "get", "-o", "copy", "long"))
+        self.assertEqual(0, run("cmp", "copy", "long")[0])
+        self.assertEqual((1, b"", "get: missing: not found\n"), run(TOOL, "get", "missing"))
+        self.assertEqual((1, b"", "get: xyz://y: not supported by any plug-in\n"), run(TOOL, "get", "xyz://y"))
+        self.assertEqual(1, run(TOOL, "get", "-o", "missing/copy", "one")[0])
+
+    def test_get_by_the_plugin_that_is_found(self):
+        if not PLUGIN:
+            self.skipTest("ombrel_plugin_curl is not built")
+        found = dict(os.environ, OMBREL_PLUGIN_PATH=os.path.dirname(PLUGIN), no_proxy="*")
+        with subprocess.Popen([sys.executable, SERVER], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as server:
+            url = f"http://127.0.0.1:{int(server.stdout.readline())}/"
+            status, output, errors = run(TOOL, "get", url + "bytes/300000", env=found)
+            self.assertEqual((0, 300000, ""), (status, len(output), errors))
+            self.assertIn(b"X-One: 1\nX-Two: 2", run(TOOL, "get", "-H", "X-One: 1", "-H", "X-Two: 2", url + "echo", env=found)[1])
+            self.assertEqual((1, b"", f"get: {url}status/404: not found\n"), run(TOOL, "get", url + "status/404", env=found))
+            self.assertIn(b"ombrel_plugin_curl.so", run(TOOL, "plugins", env=found)[1])
+            server.stdin.close()
+
 
 if __name__ == "__main__":
     TOOL = os.path.abspath(sys.argv.pop(1))

@@ -1,0 +1,10 @@
+// No host of this family has such windows.
+#include "platform/host_window.h"
+
+namespace ombrel::platform {
+
+int open_host_window(const host_window_wish&) {
+    return -1;
+}
+
+} // namespace ombrel::platform
