@@ -8,9 +8,9 @@
 
 enum { own_map = def_ombrel_fbmap_own_map, margin = 12, line = 16 };
 
-static const uint32_t rgb565 = 0x00455665;
-static const uint32_t rgb888 = 0x00485868;
-static const uint32_t argb8888 = 0x18485868;
+static const uint32_t rgb565 = def_ombrel_color_interface_rgb565;
+static const uint32_t rgb888 = def_ombrel_color_interface_rgb888;
+static const uint32_t argb8888 = def_ombrel_color_interface_argb8888;
 
 /* ---- drawing in colours of any map ---- */
 

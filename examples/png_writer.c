@@ -118,7 +118,8 @@ static unsigned char* encode(const ombrel_bitmap_t* picture, size_t* size) {
 
 unsigned char* png_encode(ombrel_fbmap_t* map, size_t* size) {
     ombrel_bitmap_t picture = {0};
-    picture.m_color_interface = 0x18485868; /* whose bytes are blue, green, red and alpha */
+    picture.m_color_interface =
+        def_ombrel_color_interface_argb8888; /* whose bytes are blue, green, red and alpha */
     picture.m_resx = ombrel_fbmap_get_resx(map);
     picture.m_resy = ombrel_fbmap_get_resy(map);
     if (picture.m_resx - 1 >= picture_limit || picture.m_resy - 1 >= picture_limit)

@@ -15,7 +15,8 @@ enum {
     glass_alpha = 165
 };
 
-static const uint32_t rgb8888 = 0x08485868; /* of all windows: a colour is 0xRRGGBB */
+/* Of all windows: a colour is 0xRRGGBB. */
+static const uint32_t rgb8888 = def_ombrel_color_interface_xrgb8888;
 
 static const uint32_t ink = 0x22262B, paper = 0xFBF9F4, soft = 0x6D7480, rule = 0xE3DFD6, accent = 0x0B7A75,
                       second = 0xB4562B;

@@ -6,8 +6,8 @@
  * unless the map is hidden, and ombrel_fbmap_update() makes it visible:
  *
  * @code
- * ombrel_fbmap_draw_clear(window, ombrel_fbmap_convert_color(window, 0, 0x18485868, 0xFF203040));
- * ombrel_fbmap_use_brush_fcolor(window, 1);
+ * const uint32_t blue = ombrel_fbmap_convert_color(window, 0, def_ombrel_color_interface_argb8888,
+ * 0xFF203040); ombrel_fbmap_draw_clear(window, blue); ombrel_fbmap_use_brush_fcolor(window, 1);
  * ombrel_fbmap_set_brush_xy(window, 8, 8);
  * ombrel_fbmap_draw_puts(window, "Hello, 한글");
  * ombrel_fbmap_update(window);
@@ -17,9 +17,9 @@
  * nothing is blended. Coordinates are pixels of the map and may have any value, as may sizes, lengths and
  * radii: what lies outside the map is cut off, and a call costs no more than what lies inside.
  *
- * Every function has a form with "__" before its name and "_internal" behind it. That one wants the lock of
- * all maps to be held, from ombrel_fbmap_lock(); the others take it and may be called from any thread. Each
- * operation is done by the function in the map's slot, see ombrel/fbmap.h.
+ * Functions with "__" before the name and "_internal" behind it want the lock of all maps to be held, from
+ * ombrel_fbmap_lock(); the others take it and may be called from any thread. All but text, ruler and colour
+ * bars are done by the function in the map's slot, see ombrel/fbmap.h.
  *
  * Results are 0, or -1 when nothing was drawn: everything lies outside the map or is empty, the map has no
  * pixels, it is null ("s_fbmap is null !" is reported), its depth is not 8, 16, 24 or 32 bits ("not

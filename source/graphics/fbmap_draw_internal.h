@@ -4,7 +4,6 @@
 #include <ombrel/fbmap_draw.h>
 
 #include "graphics/fbmap_internal.h"
-#include "graphics/text_frame.h"
 
 /// Where a drawing function reports from.
 #define OMBREL_DRAW_PLACE                                                                                    \

@@ -1,16 +1,15 @@
 // The colour bars and the ruler.
+#include <array>
+#include <span>
+
 #include <ombrel/color.h>
 #include <ombrel/printf.h>
-
-#include <span>
 
 #include "graphics/fbmap_draw_internal.h"
 #include "graphics/glyph_painter.h"
 
 namespace ombrel::fbmap {
 namespace {
-
-constexpr uint32_t argb8888 = 0x18485868;
 
 constexpr std::array<uint32_t, 7> bars = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00,
                                           0xFF00FF, 0xFF0000, 0x0000FF};
@@ -43,7 +42,8 @@ private:
         // What begins beyond the coordinates is in no map.
         if (x > INT32_MAX || y > INT32_MAX)
             return;
-        const uint32_t own = ombrel_convert_color(map_.m_color_interface, argb8888, alpha_ | color);
+        const uint32_t own =
+            ombrel_convert_color(map_.m_color_interface, def_ombrel_color_interface_argb8888, alpha_ | color);
         drawn_ |= __ombrel_fbmap_draw_box_internal(&map_, own, static_cast<int32_t>(x),
                                                    static_cast<int32_t>(y), w, h, 1) == 0;
     }

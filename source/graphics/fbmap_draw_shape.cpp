@@ -1,6 +1,4 @@
 // Pixels, lines, boxes and circles.
-#include <array>
-
 #include "graphics/canvas.h"
 #include "graphics/circle_walk.h"
 #include "graphics/drawing_operations.h"
@@ -40,7 +38,7 @@ struct point {
 class line_course {
 public:
     line_course(point from, point to)
-        : from_(from), x_({from.x, to.x}), y_({from.y, to.y}), steps_(std::max(x_.distance, y_.distance)) {}
+        : from_(from), x_(from.x, to.x), y_(from.y, to.y), steps_(std::max(x_.distance, y_.distance)) {}
 
     /// The first and the last pixel of the line that the map shows.
     bool clip(const ombrel_fbmap_t& map, point& first, point& last) const {
@@ -66,9 +64,8 @@ public:
 
 private:
     struct axis {
-        axis(std::array<int64_t, 2> ends)
-            : start(ends[0]), sign(ends[1] < ends[0] ? -1 : 1),
-              distance(static_cast<uint64_t>(ends[1] < ends[0] ? ends[0] - ends[1] : ends[1] - ends[0])) {}
+        axis(int64_t from, int64_t to)
+            : start(from), sign(to < from ? -1 : 1), distance(static_cast<uint64_t>((to - from) * sign)) {}
 
         int64_t at(uint64_t step, uint64_t steps) const {
             return steps == 0 ? start : start + sign * static_cast<int64_t>(step * distance / steps);
