@@ -39,9 +39,9 @@ public:
 
 private:
     static const uint32_t* color_of(const glyph& shape, const text_style& style, int x, int y) {
-        if (style.ink_used && shape.has_ink(x, y))
-            return &style.ink;
-        if (style.rim_used && !shape.has_ink(x, y) && touches_ink(shape, x, y))
+        if (shape.has_ink(x, y))
+            return style.ink_used ? &style.ink : nullptr;
+        if (style.rim_used && touches_ink(shape, x, y))
             return &style.rim;
         const bool in_box = x >= 0 && x < shape.width && y >= 0 && y < shape.height;
         return style.paper_used && in_box ? &style.paper : nullptr;

@@ -109,16 +109,21 @@ TEST_F(text, scales_turns_and_outlines) {
             for (int x = 0; x < 8; x++)
                 check(x, y, shape[static_cast<size_t>(y)][static_cast<size_t>(x)] == '#' ? ink : paper);
     };
-    drawing_board scaled(32, 100, 100);
-    use_brush(scaled, 0x3000);
-    scaled->m_brush_x_scale = {6, 2};
-    scaled->m_brush_y_scale = {2, 0};
-    const auto scaled_at = colors_of(scaled);
-    for_each_cell([&](int x, int y, uint32_t color) {
-        for (int i = 0; i < 6; i++)
-            ASSERT_EQ(scaled_at(3 * x + i % 3, 2 * y + i / 3), color) << x << ' ' << y;
-    });
-    EXPECT_EQ(scaled->m_update_region, (ombrel_fbmap_rectangle_t{0, 0, 24, 32}));
+    for (const uint32_t use : {def_ombrel_fbmap_brush_fcolor, def_ombrel_fbmap_brush_bcolor, 0x3000u}) {
+        drawing_board scaled(32, 100, 100);
+        use_brush(scaled, use);
+        scaled->m_brush_x_scale = {6, 2};
+        scaled->m_brush_y_scale = {2, 0};
+        const auto scaled_at = colors_of(scaled);
+        for_each_cell([&](int x, int y, uint32_t color) {
+            const bool used =
+                use & (color == ink ? def_ombrel_fbmap_brush_fcolor : def_ombrel_fbmap_brush_bcolor);
+            for (int i = 0; i < 6; i++)
+                ASSERT_EQ(scaled_at(3 * x + i % 3, 2 * y + i / 3), used ? color : 0) << x << ' ' << y;
+        });
+        const ombrel_fbmap_rectangle_t region = scaled->m_update_region;
+        EXPECT_TRUE(use != 0x3000 || region == (ombrel_fbmap_rectangle_t{0, 0, 24, 32})) << region;
+    }
 
     for (const int quarter : {-3, -2, -1, 1, 2, 3, 5}) {
         drawing_board turned(24, 100, 100);
