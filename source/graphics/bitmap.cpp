@@ -3,23 +3,13 @@
 #include <ombrel/color.h>
 
 #include "graphics/bitmap_box.h"
+#include "graphics/row_copy.h"
+#include "graphics/stretch.h"
 
 using namespace ombrel;
 using namespace ombrel::graphics;
 
-namespace {
-
-constexpr const char source_name[] = "source/fbmap";
-
-// The same rows as pixels of a byte.
-ombrel_bitmap_t bytes_of(const ombrel_bitmap_t& bitmap) {
-    ombrel_bitmap_t bytes = bitmap;
-    bytes.m_color_interface = def_ombrel_color_interface_palette8;
-    bytes.m_resx = bitmap.m_line_length;
-    return bytes;
-}
-
-} // namespace
+static constexpr char source_name[] = "source/fbmap";
 
 int ombrel_copy_raw_bitmap(ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, const ombrel_bitmap_t* from,
                            int32_t from_x, int32_t from_y, uint32_t width, uint32_t height) {
@@ -32,9 +22,10 @@ int ombrel_copy_raw_bitmap(ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, cons
         return -1;
     if (depth_of(*from) != depth || columns.to * depth % 8 != 0 || columns.from * depth % 8 != 0)
         return fbmap::fail({source_name, "ombrel_copy_raw_bitmap", __LINE__}, "not supported");
-    const ombrel_bitmap_t target = bytes_of(*to), source = bytes_of(*from);
-    put_rows(target, source, {columns.to * depth / 8, columns.from * depth / 8, columns.length * depth / 8},
-             rows, row_writer(target, source, def_ombrel_fbmap_plain));
+    const auto bytes = [&](int64_t pixels) { return static_cast<size_t>(pixels * depth / 8); };
+    copy_rows({row_at(*to, rows.to) + bytes(columns.to), to->m_line_length,
+               row_at(*from, rows.from) + bytes(columns.from), from->m_line_length, bytes(columns.length),
+               static_cast<size_t>(rows.length)});
     return 0;
 }
 

@@ -1,11 +1,13 @@
 #include "graphics/bitmap_box.h"
 
 #include <array>
-#include <functional>
 
 #include <ombrel/color.h>
 
 #include "graphics/pixel.h"
+#include "graphics/row_copy.h"
+#include "graphics/row_writer.h"
+#include "graphics/stretch.h"
 
 namespace ombrel::graphics {
 
@@ -19,27 +21,22 @@ bool is_supported(const ombrel_bitmap_t& bitmap) {
     return depth == 8 || depth == 16 || depth == 24 || depth == 32;
 }
 
-unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row) {
-    return static_cast<unsigned char*>(bitmap.m_map) + static_cast<size_t>(row) * bitmap.m_line_length;
-}
-
 rectangle touched_by(const stretch& columns, const stretch& rows) {
     return {static_cast<int32_t>(columns.to), static_cast<int32_t>(rows.to),
             static_cast<uint32_t>(columns.length), static_cast<uint32_t>(rows.length)};
 }
 
-// Rows without gaps on both sides are one long row.
-bool is_without_gaps(const ombrel_bitmap_t& bitmap, size_t row_bytes) {
-    return bitmap.m_line_length == row_bytes;
-}
-
-// Short rows that lie far apart are beyond what processors look ahead by themselves.
-enum use { for_reading, for_writing };
-template<use how>
-void prefetch(const unsigned char* bytes, size_t size) {
-    constexpr size_t cache_line = 64, soon_seen = 2048;
-    for (size_t i = 0; i < std::min(size, soon_seen); i += cache_line)
-        __builtin_prefetch(bytes + i, how);
+void put_rows(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, const stretch& columns,
+              const stretch& rows, const row_writer& writer) {
+    const auto width = static_cast<size_t>(columns.length), height = static_cast<size_t>(rows.length);
+    unsigned char* target = row_at(to, rows.to) + static_cast<size_t>(columns.to) * writer.to_bytes();
+    const unsigned char* source =
+        row_at(from, rows.from) + static_cast<size_t>(columns.from) * writer.from_bytes();
+    if (writer.is_copy())
+        return copy_rows(
+            {target, to.m_line_length, source, from.m_line_length, width * writer.to_bytes(), height});
+    for (size_t row = 0; row < height; row++)
+        writer.write(target + row * to.m_line_length, source + row * from.m_line_length, width);
 }
 
 template<unsigned bytes>
@@ -97,36 +94,16 @@ unsigned depth_of(const ombrel_bitmap_t& bitmap) {
     return ombrel_color_interface_to_bits_per_pixel(bitmap.m_color_interface);
 }
 
+unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row) {
+    return static_cast<unsigned char*>(bitmap.m_map) + static_cast<size_t>(row) * bitmap.m_line_length;
+}
+
 bool is_valid(const ombrel_bitmap_t& bitmap) {
     if (bitmap.m_map == nullptr || bitmap.m_resx == 0 || bitmap.m_resy == 0)
         return false;
     const uint64_t row_bytes = uint64_t{bitmap.m_resx} * depth_of(bitmap) / 8;
     return row_bytes <= bitmap.m_line_length &&
            uint64_t{bitmap.m_line_length} * bitmap.m_resy <= static_cast<uint64_t>(PTRDIFF_MAX);
-}
-
-void put_rows(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, const stretch& columns,
-              const stretch& rows, const row_writer& writer) {
-    const auto width = static_cast<size_t>(columns.length);
-    unsigned char* target = row_at(to, rows.to) + static_cast<size_t>(columns.to) * writer.to_bytes();
-    const unsigned char* source =
-        row_at(from, rows.from) + static_cast<size_t>(columns.from) * writer.from_bytes();
-    if (is_without_gaps(to, width * writer.to_bytes()) &&
-        is_without_gaps(from, width * writer.from_bytes())) {
-        writer.write(target, source, width * static_cast<size_t>(rows.length));
-        return;
-    }
-    // Within one bitmap, rows that are still to be read must not be written first.
-    const bool upwards = writer.is_copy() && std::greater<const unsigned char*>()(target, source);
-    for (int64_t i = 0; i < rows.length; i++) {
-        const auto row = static_cast<size_t>(upwards ? rows.length - 1 - i : i);
-        if (writer.is_copy() && i + 1 < rows.length) {
-            const size_t next = upwards ? row - 1 : row + 1;
-            prefetch<for_writing>(target + next * to.m_line_length, width * writer.to_bytes());
-            prefetch<for_reading>(source + next * from.m_line_length, width * writer.from_bytes());
-        }
-        writer.write(target + row * to.m_line_length, source + row * from.m_line_length, width);
-    }
 }
 
 box_outcome put_box(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,

@@ -4,12 +4,13 @@
 #include <ombrel/bitmap.h>
 
 #include "graphics/fbmap_internal.h"
-#include "graphics/row_writer.h"
-#include "graphics/stretch.h"
 
 namespace ombrel::graphics {
 
 unsigned depth_of(const ombrel_bitmap_t& bitmap);
+
+/// Where a row of a valid bitmap begins.
+unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row);
 
 /// Whether the bitmap has pixels, and its rows lie within its memory.
 bool is_valid(const ombrel_bitmap_t& bitmap);
@@ -23,10 +24,6 @@ struct box_outcome {
 /// Both are cut to their bitmaps; they may lie anywhere. Bitmaps that are not valid are not touched.
 box_outcome put_box(const ombrel_bitmap_t& to, const fbmap::rectangle& target, const ombrel_bitmap_t& from,
                     const fbmap::rectangle& source, uint32_t mode);
-
-/// Puts what lies inside both bitmaps.
-void put_rows(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, const stretch& columns,
-              const stretch& rows, const row_writer& writer);
 
 /// The result of a function that did this: 0 or -1. Reports what is not supported.
 int result_of(const box_outcome& outcome, const fbmap::place& where);

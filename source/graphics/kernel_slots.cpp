@@ -10,10 +10,11 @@ namespace {
 
 kernel_slots choose_all(uint32_t features) {
     return {choose(all_kernels.fill16, features),  choose(all_kernels.fill24, features),
-            choose(all_kernels.fill32, features),  choose(all_kernels.widen, features),
-            choose(all_kernels.narrow, features),  choose(all_kernels.glyph8, features),
-            choose(all_kernels.glyph16, features), choose(all_kernels.glyph24, features),
-            choose(all_kernels.glyph32, features), choose(all_kernels.blend, features)};
+            choose(all_kernels.fill32, features),  choose(all_kernels.copy, features),
+            choose(all_kernels.widen, features),   choose(all_kernels.narrow, features),
+            choose(all_kernels.glyph8, features),  choose(all_kernels.glyph16, features),
+            choose(all_kernels.glyph24, features), choose(all_kernels.glyph32, features),
+            choose(all_kernels.blend, features)};
 }
 
 constinit kernel_table<kernel_slots, choose_all> table;

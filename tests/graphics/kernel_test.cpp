@@ -38,7 +38,7 @@ template<typename Kernel, typename Run>
 void check(std::span<const candidate<Kernel>> list, size_t pixel_bytes, Run run) {
     const uint32_t features = platform::processor_features();
     for (const auto& kernel : list)
-        for (size_t round = 0; round < 1500 && (kernel.needs & ~features) == 0; round++) {
+        for (size_t round = 0; round < 600 && (kernel.needs & ~features) == 0; round++) {
             const size_t count = round < 300 ? round : below(below(100) == 0 ? 60000 : 2000);
             bytes plain(count * pixel_bytes), tested = plain;
             const auto seed = generator();
@@ -77,6 +77,13 @@ TEST(kernels, agree) {
     check(all_kernels.fill16, 2, run_fill<2>);
     check(all_kernels.fill24, 3, run_fill<3>);
     check(all_kernels.fill32, 4, run_fill<4>);
+    check(all_kernels.copy, 1, [](copy_kernel run, unsigned char* to, size_t count) {
+        const size_t line = 1 + below(below(2) == 0 ? 40 : 30000);
+        const copy_area area{to, line, nullptr, line + below(70), below(line + 1), count / line};
+        bytes from(area.from_line_length * area.height);
+        if (area.height > 0)
+            run({to, line, from.data(), area.from_line_length, area.width, area.height});
+    });
     check(all_kernels.widen, 4, [](widen_kernel run, unsigned char* to, size_t count) {
         run(to, bytes(2 * count).data(), count, below(2) == 0 ? 0 : 0xFF000000);
     });

@@ -25,6 +25,12 @@ constexpr candidate<fill_kernel> fill32_list[] = {
 #endif
     {"plain", 0, fill32_plain},
 };
+constexpr candidate<copy_kernel> copy_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, copy_avx2},
+#endif
+    {"plain", 0, copy_plain},
+};
 constexpr candidate<widen_kernel> widen_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, widen_avx2},
@@ -71,8 +77,8 @@ constexpr candidate<blend_kernel> blend_list[] = {
 
 } // namespace
 
-constinit const kernel_candidates all_kernels = {fill16_list,  fill24_list, fill32_list,  widen_list,
-                                                 narrow_list,  glyph8_list, glyph16_list, glyph24_list,
-                                                 glyph32_list, blend_list};
+constinit const kernel_candidates all_kernels = {fill16_list,  fill24_list,  fill32_list, copy_list,
+                                                 widen_list,   narrow_list,  glyph8_list, glyph16_list,
+                                                 glyph24_list, glyph32_list, blend_list};
 
 } // namespace ombrel::graphics

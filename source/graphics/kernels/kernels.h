@@ -20,6 +20,18 @@ struct fill_area {
 /// Writes the same pixel everywhere; the kernel stands for the size of one.
 using fill_kernel = void (*)(const fill_area& area, uint32_t color);
 
+/// Rows of bytes, one at least, that are to be copied.
+struct copy_area {
+    unsigned char* to;
+    size_t to_line_length; ///< bytes from a row to the next
+    const unsigned char* from;
+    size_t from_line_length;
+    size_t width, height; ///< bytes, and rows
+};
+
+/// Copies rows to where none of them is read.
+using copy_kernel = void (*)(const copy_area& area);
+
 /// Makes 32-bit pixels of 5, 6 and 5 bits, with `top` as what stands above red. The rows do not overlap.
 using widen_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 
@@ -61,6 +73,7 @@ using blend_kernel = void (*)(unsigned char* to, const unsigned char* from, size
 /// All kernels of this build, the fastest of each list first.
 struct kernel_candidates {
     std::span<const candidate<fill_kernel>> fill16, fill24, fill32;
+    std::span<const candidate<copy_kernel>> copy;
     std::span<const candidate<widen_kernel>> widen;
     std::span<const candidate<narrow_kernel>> narrow;
     std::span<const candidate<glyph_kernel>> glyph8, glyph16, glyph24, glyph32;
@@ -71,6 +84,7 @@ extern const kernel_candidates all_kernels;
 /// The kernels in use.
 struct kernel_slots {
     fill_kernel fill16, fill24, fill32;
+    copy_kernel copy;
     widen_kernel widen;
     narrow_kernel narrow;
     glyph_kernel glyph8, glyph16, glyph24, glyph32;

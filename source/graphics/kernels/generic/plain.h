@@ -9,6 +9,8 @@ void fill16_plain(const fill_area& area, uint32_t color);
 void fill24_plain(const fill_area& area, uint32_t color);
 void fill32_plain(const fill_area& area, uint32_t color);
 
+void copy_plain(const copy_area& area);
+
 void widen_plain(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 void narrow_plain(unsigned char* to, const unsigned char* from, size_t count);
 

@@ -10,6 +10,7 @@ namespace ombrel::graphics {
 
 void fill16_avx2(const fill_area& area, uint32_t color);
 void fill32_avx2(const fill_area& area, uint32_t color);
+void copy_avx2(const copy_area& area);
 void widen_avx2(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
 void narrow_avx2(unsigned char* to, const unsigned char* from, size_t count);
 
