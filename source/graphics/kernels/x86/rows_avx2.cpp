@@ -5,7 +5,7 @@
 
 #include <immintrin.h>
 
-#define OMBREL_TARGET [[gnu::target("avx2")]]
+#define OMBREL_TARGET [[gnu::target("avx2,prfchw")]]
 
 namespace ombrel::graphics {
 
@@ -28,7 +28,8 @@ void repeat_word(unsigned char* to, int word, size_t count) {
 
 // Writes `size` bytes, a vector at least, of a pattern in which pixels follow each other. Stores that cross
 // cache lines cost twice, so all but the first and the last are aligned, where whole pixels can be.
-OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t size, size_t pixel) {
+OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t size, size_t pixel,
+                                   size_t next_row) {
     const size_t ahead = vector_size - reinterpret_cast<uintptr_t>(to) % vector_size;
     const size_t last = size - vector_size;
     store(to, pattern);
@@ -38,6 +39,8 @@ OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t si
         done = last;
     }
     for (; done + 3 * vector_size < last; done += 4 * vector_size) {
+        __builtin_prefetch(to + next_row + done, 1);
+        __builtin_prefetch(to + next_row + done + 2 * vector_size, 1);
         store(to + done, pattern);
         store(to + done + vector_size, pattern);
         store(to + done + 2 * vector_size, pattern);
@@ -51,7 +54,8 @@ OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t si
 template<size_t pixel>
 OMBREL_TARGET inline void fill(const fill_area& area, __m256i pattern) {
     for (size_t row = 0; row < area.height; row++)
-        fill_row(area.to + row * area.line_length, pattern, area.width * pixel, pixel);
+        fill_row(area.to + row * area.line_length, pattern, area.width * pixel, pixel,
+                 row + 1 < area.height ? area.line_length : 0);
 }
 
 } // namespace
