@@ -166,8 +166,8 @@ private:
         const auto& region = map_.m_update_region;
         if (region.m_w == 0 || region.m_h == 0)
             return;
-        if (region.m_x < 0 || region.m_y < 0 || region.m_x + uint64_t{region.m_w} > map_.m_resx ||
-            region.m_y + uint64_t{region.m_h} > map_.m_resy)
+        if (region.m_x < 0 || region.m_y < 0 || int64_t{region.m_x} + region.m_w > map_.m_resx ||
+            int64_t{region.m_y} + region.m_h > map_.m_resy)
             abort();
     }
 
