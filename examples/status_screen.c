@@ -22,6 +22,7 @@ static const uint32_t ink = 0x22262B, paper = 0xFBF9F4, soft = 0x6D7480, rule = 
                       second = 0xB4562B;
 
 struct screen_windows {
+    int ctx;
     ombrel_fbmap_t* root;
     ombrel_fbmap_t* clock;
     ombrel_fbmap_t* heap;
@@ -225,16 +226,20 @@ static ombrel_fbmap_t* open_glass(ombrel_fbmap_t* root) {
 
 /* ---- the screen ---- */
 
-/* What the windows are composed in. */
-static ombrel_fbmap_t* open_root(void) {
-    return ombrel_new_fbmap(NULL, own_map, rgb8888, 0, 0, screen_width, screen_height);
+/* A frame buffer in memory, in which the windows are composed: its root, or null. */
+static ombrel_fbmap_t* open_root(int ctx) {
+    ombrel_ctx_fbinfo_t info;
+    ombrel_ctx_set_option_fstring(ctx, "xywh", "0,0,%d,%d", screen_width, screen_height);
+    ombrel_ctx_set_option_fstring(ctx, "color_interface", "%lu", (unsigned long)rgb8888);
+    if (ombrel_open_ctx(ctx, "application/tuk_fb") != 0 || ombrel_ctx_get_fbinfo(ctx, &info) != 0)
+        return NULL;
+    return info.m_root;
 }
 
 static void close_windows(status_screen_t* screen) {
     if (screen->windows == NULL)
         return;
-    if (screen->windows->root != NULL)
-        ombrel_free_fbmap(screen->windows->root);
+    ombrel_destroy_ctx(screen->windows->ctx); /* with all windows */
     ombrel_free(screen->windows);
     screen->windows = NULL;
 }
@@ -246,7 +251,11 @@ static void drop_picture(status_screen_t* screen) {
 
 static int open_windows(status_screen_t* screen) {
     struct screen_windows* windows = screen->windows = ombrel_calloc(1, sizeof *windows);
-    if (windows == NULL || (windows->root = open_root()) == NULL)
+    if (windows == NULL)
+        return -1;
+    windows->ctx = ombrel_new_ctx();
+    windows->root = open_root(windows->ctx);
+    if (windows->root == NULL)
         return -1;
     const int has_desktop = open_desktop(windows->root) != NULL;
     windows->clock = open_window(windows->root, accent, 28, 28, 206, 232, "clock");
