@@ -64,8 +64,9 @@
  * to the port and join the group unless the mode only writes. Reading another stream reports "need multicast
  * stream !" and gives the error "not supported". Once a read has waited for "missed_time" (1000 ms under
  * "debug" or "verbose" where it is not set), and again each time as much has passed, it reports "wait udp
- * stream !" with the time so far. The option "interface" (a name, an index, or an IPv4 address) chooses where
- * multicast is sent and the group is joined, instead of the system's choice and all interfaces; "ttl" is how
+ * stream !" with the time so far. The option "interface" (a name, an index, or an address of
+ * its own) chooses where multicast is sent and the group is joined, instead of the system's choice and all
+ * interfaces, or the loop-back one on a machine that has no interface for multicast; "ttl" is how
  * many hops datagrams may take.
  *
  * @par TFTP

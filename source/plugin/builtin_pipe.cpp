@@ -24,6 +24,8 @@ namespace {
 constexpr int two_way_timeout_ms = 30000;
 constexpr int close_timeout_ms = 3000;
 constexpr int grace_ms = 1000;
+/// Only the system itself can delay the end of a program that was ended.
+constexpr int killed_ms = 10000;
 
 struct pipe_state {
     int input;  ///< the end that feeds the program, or -1
@@ -172,7 +174,7 @@ int close(builtin_ctx& ctx) {
     if (has_ended(state, grace_ms))
         return 0;
     platform::stop_process(state.process, platform::process_stop::at_once);
-    has_ended(state, grace_ms);
+    has_ended(state, killed_ms);
     return 0;
 }
 

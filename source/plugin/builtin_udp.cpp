@@ -85,6 +85,22 @@ uint32_t find_interface(const char* text) {
     return index != 0 ? index : interface_with_address(text);
 }
 
+/// 0, for the system's choice; on a machine whose interfaces take no multicast the loop-back one, by which it
+/// goes all the same.
+uint32_t default_interface() {
+    constexpr uint32_t wanted = def_ombrel_interface_up | def_ombrel_interface_multicast;
+    uint32_t loopback = 0;
+    bool has_multicast = false;
+    ombrel_network_interface_t* const list = ombrel_open_network_interface();
+    for (const auto* one = list; one != nullptr; one = one->m_next) {
+        has_multicast = has_multicast || (one->m_flags & wanted) == wanted;
+        if (loopback == 0 && (one->m_flags & def_ombrel_interface_loopback) != 0)
+            loopback = one->m_index;
+    }
+    ombrel_close_network_interface(list);
+    return has_multicast ? 0 : loopback;
+}
+
 bool join(const udp_state& state, int s, uint32_t interface_index) {
     platform::take_own_groups_only(s, peer_of(state)->sa_family);
     if (interface_index == 0)
@@ -92,38 +108,36 @@ bool join(const udp_state& state, int s, uint32_t interface_index) {
     return ombrel_multicast_join(s, peer_of(state), interface_index, nullptr, 1) == 0;
 }
 
-bool use_interface(const builtin_ctx& ctx, const udp_state& state, int s, uint32_t& index) {
+/// The interface that the options name, or the default one; false, with the error set, when there is none of
+/// the name.
+bool choose_interface(const builtin_ctx& ctx, uint32_t& index) {
     const char* const text = option_text(ctx, "interface");
-    if (text == nullptr)
-        return true;
-    index = find_interface(text);
-    if (index == 0) {
+    index = text != nullptr ? find_interface(text) : default_interface();
+    if (text != nullptr && index == 0)
         fail(ctx, def_ombrel_ctx_error_not_found);
+    return text == nullptr || index != 0;
+}
+
+bool prepare_multicast(const builtin_ctx& ctx, const udp_state& state, int s) {
+    uint32_t index = 0;
+    if (!choose_interface(ctx, index))
         return false;
-    }
-    if (state.is_multicast && !platform::set_multicast_interface(s, peer_of(state)->sa_family, index)) {
-        fail_by_system(ctx);
-        return false;
-    }
-    return true;
+    const bool is_set = index == 0 || platform::set_multicast_interface(s, peer_of(state)->sa_family, index);
+    if (is_set && (!state.is_receiving || join(state, s, index)))
+        return true;
+    fail_by_system(ctx);
+    return false;
 }
 
 /// Everything but opening the socket: hops, interface, membership.
 bool prepare(const builtin_ctx& ctx, const udp_state& state, int s) {
-    uint32_t interface_index = 0;
     const int hops = option_number(ctx, "ttl", -1);
     ombrel_set_broadcast_socket(s, 1);
     if (hops > 255 || (hops >= 0 && ombrel_hops_socket(s, hops, state.is_multicast) != 0)) {
         fail(ctx, def_ombrel_ctx_error_invalid_argument);
         return false;
     }
-    if (!use_interface(ctx, state, s, interface_index))
-        return false;
-    if (state.is_receiving && !join(state, s, interface_index)) {
-        fail_by_system(ctx);
-        return false;
-    }
-    return true;
+    return !state.is_multicast || prepare_multicast(ctx, state, s);
 }
 
 int open(builtin_ctx& ctx) {

@@ -36,7 +36,7 @@ void opened_or_refused(injection& fail, const std::string& source, const char* m
 OMBREL_FAILURES(Stream, open_files_and_programs) {
     opened_or_refused(fail, "file:///dev/null", "r+", "application/tuk_stream");
     opened_or_refused(fail, "/dev/null", "r", "application/tuk_stream_file");
-    opened_or_refused(fail, "stdin:", "r", "application/tuk_stream");
+    opened_or_refused(fail, "stderr:", "w", "application/tuk_stream");
     opened_or_refused(fail, "pipe:true", "r+", "application/tuk_stream");
     opened_or_refused(fail, "true", "r+", "application/tuk_stream_pipe", "args", "one 'and two'");
 }

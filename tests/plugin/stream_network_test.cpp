@@ -127,7 +127,7 @@ TEST_F(UdpStreamTest, sends_datagrams_and_refuses_to_read_them) {
         "need multicast stream ! (mime_type=\"\x1b[1;37mapplication/tuk_stream\x1b[0m\", url=\"\x1b[1;32m" +
             source + "\x1b[0m\")\n",
         output.text());
-    EXPECT_FALSE(stream(source, "w", {{"interface", "no-such-interface"}}).is_open());
+    EXPECT_FALSE(stream("udp://239.255.79.77:9", "w", {{"interface", "no-such-interface"}}).is_open());
     EXPECT_FALSE(stream(source, "w", {{"ttl", "256"}}).is_open());
 }
 
