@@ -13,6 +13,14 @@ namespace {
 
 constexpr const char source_name[] = "source/fbmap_update";
 
+// Of areas inside the root.
+size_t first_column(const rectangle& area) {
+    return static_cast<size_t>(area.m_x);
+}
+size_t first_row(const rectangle& area) {
+    return static_cast<size_t>(area.m_y);
+}
+
 /// What a root's m_composite_map points to, followed by the two pixel buffers and the marks.
 ///
 /// The root's own pixels have no other place than its map, in which windows are shown. So what transparent
@@ -36,20 +44,18 @@ struct composite_map {
         return resx == root.m_resx && resy == root.m_resy && line_length == root.m_line_length &&
                pixel_size == root.m_bits_per_pixel / 8;
     }
-    size_t pixel_offset(uint32_t x, uint32_t y) const {
-        return size_t{y} * line_length + size_t{x} * pixel_size;
-    }
+    size_t pixel_offset(size_t x, size_t y) const { return y * line_length + x * pixel_size; }
     ombrel_bitmap_t bitmap(unsigned char* pixels, uint32_t color_interface) const {
         return {pixels, color_interface, resx, resy, line_length, 0, 0, 0};
     }
     void copy(unsigned char* to, const unsigned char* from, const rectangle& area) const {
-        const size_t offset = pixel_offset(area.m_x, area.m_y);
+        const size_t offset = pixel_offset(first_column(area), first_row(area));
         ombrel_memcpy_blit(to + offset, from + offset, size_t{area.m_w} * pixel_size, line_length,
                            line_length, area.m_h);
     }
     void mark(const rectangle& area, int value) {
         for (uint32_t row = 0; row < area.m_h; ++row)
-            memset(marks() + size_t{area.m_y + row} * resx + area.m_x, value, area.m_w);
+            memset(marks() + (first_row(area) + row) * resx + first_column(area), value, area.m_w);
     }
 };
 
@@ -157,12 +163,10 @@ private:
         return composite_->bitmap(pixels, root_.m_color_interface);
     }
 
-    bool is_marked(uint32_t x, uint32_t y) const {
-        return composite_->marks()[size_t{y} * composite_->resx + x] != 0;
-    }
+    bool is_marked(size_t x, size_t y) const { return composite_->marks()[y * composite_->resx + x] != 0; }
 
     // Whether the root shows there what was blended for it last.
-    bool shows_blended(uint32_t x, uint32_t y) const {
+    bool shows_blended(size_t x, size_t y) const {
         const size_t offset = composite_->pixel_offset(x, y);
         return is_marked(x, y) &&
                memcmp(pixels_ + offset, composite_->blended() + offset, composite_->pixel_size) == 0;
@@ -170,13 +174,13 @@ private:
 
     template<typename Work>
     void for_each_pixel(const rectangle& area, Work work) const {
-        for (uint32_t y = area.m_y; y < area.m_y + area.m_h; ++y)
-            for (uint32_t x = area.m_x; x < area.m_x + area.m_w; ++x)
+        for (size_t y = first_row(area); y < first_row(area) + area.m_h; ++y)
+            for (size_t x = first_column(area); x < first_column(area) + area.m_w; ++x)
                 work(x, y);
     }
 
     void keep_root_pixels(const rectangle& area) {
-        for_each_pixel(area, [&](uint32_t x, uint32_t y) {
+        for_each_pixel(area, [&](size_t x, size_t y) {
             if (!shows_blended(x, y))
                 copy_pixel(composite_->below(), pixels_, x, y);
         });
@@ -187,7 +191,7 @@ private:
         if (composite_ == nullptr)
             return;
         bool changed = false;
-        for_each_pixel(area, [&](uint32_t x, uint32_t y) {
+        for_each_pixel(area, [&](size_t x, size_t y) {
             if (!shows_blended(x, y))
                 return;
             copy_pixel(pixels_, composite_->below(), x, y);
@@ -198,7 +202,7 @@ private:
             unite(root_.m_update_region, area);
     }
 
-    void copy_pixel(unsigned char* to, const unsigned char* from, uint32_t x, uint32_t y) const {
+    void copy_pixel(unsigned char* to, const unsigned char* from, size_t x, size_t y) const {
         const size_t offset = composite_->pixel_offset(x, y);
         memcpy(to + offset, from + offset, composite_->pixel_size);
     }
