@@ -141,7 +141,7 @@ OMBREL_API int ombrel_fbmap_draw_circle(ombrel_fbmap_t* fbmap, uint32_t color, i
  * @brief Fills the area of one colour around a pixel.
  *
  * The area goes on to pixels above, below and beside, and from a row's first pixel also to the last pixel of
- * the row above. It takes up to 8 bytes of heap for each of its pixels.
+ * the row above. It takes 8 bytes of heap for each run of pixels in a row that it has met and not filled yet.
  * @param fbmap the map
  * @param color the new colour
  * @param x     column of a pixel of the area

@@ -1,4 +1,6 @@
 // Filling a connected area of one colour.
+#include <utility>
+
 #include <ombrel/stack.h>
 
 #include "graphics/canvas.h"
@@ -7,7 +9,7 @@
 namespace ombrel::fbmap {
 namespace {
 
-struct filled_pixel {
+struct pixel {
     int32_t x, y;
 };
 
@@ -20,15 +22,15 @@ public:
     pixel_stack& operator=(const pixel_stack&) = delete;
     ~pixel_stack() { ombrel_pop_stack(stack_, nullptr, SIZE_MAX); }
 
-    void push(const filled_pixel& pixel) {
-        stack_ = ombrel_push_stack(stack_, &pixel, sizeof pixel);
+    void push(const pixel& aside) {
+        stack_ = ombrel_push_stack(stack_, &aside, sizeof aside);
         pushed_++;
     }
 
-    bool pop(filled_pixel& pixel) {
-        pixel.x = -1; // stays when the stack is empty
-        stack_ = ombrel_pop_stack(stack_, &pixel, sizeof pixel);
-        if (pixel.x < 0)
+    bool pop(pixel& aside) {
+        aside.x = -1; // stays when the stack is empty
+        stack_ = ombrel_pop_stack(stack_, &aside, sizeof aside);
+        if (aside.x < 0)
             return false;
         popped_++;
         return true;
@@ -51,33 +53,43 @@ public:
           touched_(map) {}
 
     int fill_from(int32_t x, int32_t y) {
-        take(x, y);
-        for (filled_pixel pixel; pending_.pop(pixel);)
-            take_neighbours(pixel);
+        pending_.push({x, y});
+        for (pixel now; pending_.pop(now);)
+            if (is_old(now.x, now.y))
+                fill_run(now.x, now.y);
         return pending_.lost_some() ? -1 : 0;
     }
 
 private:
-    // A pixel is coloured when it is put aside, and so put aside once only.
-    void take(int32_t x, int32_t y) {
-        if (pixels_.get(x, y) != old_color_)
-            return;
-        pixels_.set(color_, x, y);
-        touched_.add_pixel(x, y);
-        pending_.push({x, y});
+    bool is_old(int32_t x, int32_t y) const { return pixels_.get(x, y) == old_color_; }
+
+    // Fills the whole run of the row around a pixel, and puts aside what it borders on.
+    void fill_run(int32_t x, int32_t y) {
+        int32_t first = x, last = x;
+        while (first > 0 && is_old(first - 1, y))
+            first--;
+        while (last < last_column_ && is_old(last + 1, y))
+            last++;
+        const rectangle run = {first, y, static_cast<uint32_t>(last - first) + 1, 1};
+        pixels_.fill(color_, run);
+        touched_.add(run);
+        // Left of column 0 is the pixel before it in the map, the last of the row above: meant so.
+        if (first == 0 && y > 0)
+            put_aside(last_column_, last_column_, y - 1);
+        if (y > 0)
+            put_aside(first, last, y - 1);
+        if (y < last_row_)
+            put_aside(first, last, y + 1);
     }
 
-    void take_neighbours(const filled_pixel& pixel) {
-        if (pixel.x > 0)
-            take(pixel.x - 1, pixel.y);
-        else if (pixel.y > 0)
-            take(last_column_, pixel.y - 1); // the pixel before it in the map, on the row above: meant so
-        if (pixel.y > 0)
-            take(pixel.x, pixel.y - 1);
-        if (pixel.x < last_column_)
-            take(pixel.x + 1, pixel.y);
-        if (pixel.y < last_row_)
-            take(pixel.x, pixel.y + 1);
+    // One pixel of each run between two columns.
+    void put_aside(int32_t first, int32_t last, int32_t y) {
+        bool in_run = false;
+        for (int32_t x = first; x <= last; x++) {
+            const bool was_in_run = std::exchange(in_run, is_old(x, y));
+            if (in_run && !was_in_run)
+                pending_.push({x, y});
+        }
     }
 
     canvas<Bytes> pixels_;

@@ -169,6 +169,30 @@ TEST_F(drawing, far_coordinates_end_soon) {
     }
 }
 
+TEST_F(drawing, fills_equal_the_model) {
+    for (int round = 0; round < 300; round++) {
+        drawing_board board(32, width, height);
+        auto* pixels = static_cast<uint32_t*>(board->m_map);
+        for (size_t i = 0; i < width * height; i++)
+            pixels[i] = random_() % 100 < 20u + static_cast<unsigned>(round) / 10 ? 3 : 0;
+        picture expected = board.pixels();
+        const int x = static_cast<int>(random_() % width), y = static_cast<int>(random_() % height);
+        const uint32_t old = expected[static_cast<size_t>(y * width + x)];
+        std::vector<int64_t> pending = {y * width + x}; // places, so that left of a row is the row above
+        while (!pending.empty()) {
+            const int64_t place = pending.back();
+            pending.pop_back();
+            if (place < 0 || place >= width * height || expected[static_cast<size_t>(place)] != old)
+                continue;
+            expected[static_cast<size_t>(place)] = ink;
+            for (const int64_t step : {int64_t{-1}, -width, width, int64_t{place % width < width - 1}})
+                pending.push_back(place + step);
+        }
+        ASSERT_EQ(ombrel_fbmap_draw_fill(board, ink, x, y), 0);
+        ASSERT_EQ(board.pixels(), expected);
+    }
+}
+
 TEST_F(drawing, a_fill_goes_on_from_column_0_to_the_row_above) {
     drawing_board board(16, 5, 4);
     const uint16_t wall = 7;

@@ -214,7 +214,7 @@ class Screen(unittest.TestCase):
         with Service() as service:
             service.curl("/screen.png")
             figures = json.loads(service.curl("/status.json"))
-            self.assertGreater(figures["bytes"], 800 * 480 * 4)
+            self.assertGreater(figures["peak"], 800 * 480 * 4)
             deadline = time.monotonic() + 60
             while figures["bytes"] > 800 * 480 * 4 and time.monotonic() < deadline:
                 time.sleep(0.1)
