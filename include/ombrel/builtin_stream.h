@@ -43,6 +43,9 @@
  * for along the search path, and "args" has its arguments, separated by spaces; single or double quotes hold
  * together what has spaces, and have no other meaning.
  *
+ * @warning A source that comes from outside the program can name a command with "pipe:". Check its scheme, or
+ * open it with the type of the one kind that is wanted.
+ *
  * Mode "r" reads the program's output; its input is empty. "w" feeds its input; its output is that of this
  * process. With "+" both go through the stream; whoever writes much to a program that answers must read in
  * between. The program inherits standard error, the environment, and no descriptor. A program that has gone
