@@ -1,5 +1,7 @@
 #include "protocol/ftp_control.h"
 
+#include <cerrno>
+
 #include <ombrel/address.h>
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
@@ -37,12 +39,26 @@ transfer_fault fault_of(int code) {
     }
 }
 
+transfer_fault connect_fault(int number) {
+    switch (number) {
+    case 0:
+        return transfer_fault::unknown_host;
+    case EINPROGRESS:
+    case ETIMEDOUT:
+        return transfer_fault::timed_out;
+    default:
+        return transfer_fault::unreachable;
+    }
+}
+
 } // namespace
 
 bool ftp_control::open(const char* host, int port, int limit_ms, transfer_error& error) {
+    // A resolver that knows no such host leaves no error number.
+    errno = 0;
     socket_ = ombrel_open_connect_socket(host, port, limit_ms);
     if (socket_ == def_ombrel_invalid_socket)
-        return error.set(transfer_fault::unreachable, "no connection to the server");
+        return error.set(connect_fault(errno), "no connection to the server");
     ombrel_set_non_block_socket(socket_, 1);
     if (!read_final_reply(deadline(limit_ms), error))
         return false;
