@@ -114,7 +114,7 @@ void put_window_by_pixman(benchmark::State& state) {
     const image_ptr from = make_image(from_format, window_w, window_h), to = make_image(to_format);
     const size_t size = static_cast<size_t>(pixman_image_get_stride(from.get())) * window_h;
     fill_with_noise(pixman_image_get_data(from.get()), size);
-    if (operation == PIXMAN_OP_OVER)
+    if (operation == PIXMAN_OP_OVER && from_format == PIXMAN_a8r8g8b8)
         multiply_by_alpha(pixman_image_get_data(from.get()), size / 4);
     const pixman_color_t alpha = {0, 0, 0, 160 * 257};
     const image_ptr mask(pixman_image_create_solid_fill(&alpha));
@@ -208,6 +208,10 @@ BENCHMARK(put_window_by_pixman<PIXMAN_x8r8g8b8, PIXMAN_a8r8g8b8, PIXMAN_OP_OVER,
 BENCHMARK(put_window<argb8888, argb8888, def_ombrel_fbmap_alpha_pixel>)->Name("per-pixel alpha|ombrel");
 BENCHMARK(put_window_by_pixman<PIXMAN_a8r8g8b8, PIXMAN_a8r8g8b8, PIXMAN_OP_OVER, false>)
     ->Name("per-pixel alpha|pixman OVER");
+BENCHMARK(put_window<rgb565, rgb565, def_ombrel_fbmap_alpha_window>)
+    ->Name("translucent window, 16 bits|ombrel");
+BENCHMARK(put_window_by_pixman<PIXMAN_r5g6b5, PIXMAN_r5g6b5, PIXMAN_OP_OVER, true>)
+    ->Name("translucent window, 16 bits|pixman OVER");
 BENCHMARK(put_window<rgb565, argb8888, 0>)->Name("box 565 to 8888|ombrel");
 BENCHMARK(put_window_by_pixman<PIXMAN_r5g6b5, PIXMAN_a8r8g8b8, PIXMAN_OP_SRC, false>)
     ->Name("box 565 to 8888|pixman SRC");

@@ -79,7 +79,8 @@ row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, u
     : to_interface_(to.m_color_interface), from_interface_(from.m_color_interface),
       to_bytes_(bytes_of(to_interface_)), from_bytes_(bytes_of(from_interface_)) {
     const bool blends = mode == def_ombrel_fbmap_blend && (from.m_flags & def_ombrel_fbmap_transparent) != 0;
-    write_ = blends ? choose_blending(from) : choose_plain();
+    convert_ = choose_plain();
+    write_ = blends ? choose_blending(from) : convert_;
 }
 
 row_writer::write_function row_writer::choose_plain() const {
@@ -117,6 +118,8 @@ row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& fr
         settings_.set = has_alpha(to_interface_) ? ~colors_of_bytes : 0;
         return of_one_order ? &row_writer::blend_directly : &row_writer::blend_bytes;
     }
+    if (to_interface_ == def_ombrel_color_interface_rgb565)
+        return &row_writer::blend_565;
     find_fields();
     return &row_writer::blend_fields;
 }
@@ -167,7 +170,10 @@ uint32_t row_writer::alpha_of(uint32_t pixel) const {
         return 0;
     if (!settings_.pixel_alpha)
         return settings_.window_alpha;
-    return divide_by_255(ombrel_convert_color(alpha_alone, from_interface_, pixel) * settings_.window_alpha);
+    const uint32_t own = from_bytes_ == 4 && from_interface_ >> 24 == alpha_alone
+                             ? pixel >> 24
+                             : ombrel_convert_color(alpha_alone, from_interface_, pixel);
+    return divide_by_255(own * settings_.window_alpha);
 }
 
 void row_writer::blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const {
@@ -187,6 +193,52 @@ void row_writer::blend_bytes(unsigned char* to, const unsigned char* from, size_
         kernels().blend(lower.data(), upper.data(), now, by_pixel);
         for (size_t i = 0; i < now; i++, to += to_bytes_)
             store(to, load_pixel<4>(&lower[4 * i]), to_bytes_);
+        count -= now;
+    }
+}
+
+namespace {
+
+constexpr size_t chunk_565 = 64;
+using pixels_565 = std::array<uint16_t, chunk_565>;
+
+template<unsigned shift, unsigned mask>
+uint16_t mix_565(uint16_t upper, uint16_t lower, uint16_t alpha) {
+    const auto above = static_cast<uint16_t>(upper >> shift & mask);
+    const auto below = static_cast<uint16_t>(lower >> shift & mask);
+    const auto sum = static_cast<uint16_t>(above * alpha + below * (255 - alpha) + 128);
+    return static_cast<uint16_t>(static_cast<uint16_t>(sum + (sum >> 8)) >> 8 << shift);
+}
+
+// All of them, used or not, so that the compiler makes vectors of it.
+void mix_565(const pixels_565& upper, pixels_565& lower, const pixels_565& alpha) {
+    for (size_t i = 0; i < chunk_565; i++)
+        lower[i] = static_cast<uint16_t>(mix_565<11, 0x1F>(upper[i], lower[i], alpha[i]) |
+                                         mix_565<5, 0x3F>(upper[i], lower[i], alpha[i]) |
+                                         mix_565<0, 0x1F>(upper[i], lower[i], alpha[i]));
+}
+
+} // namespace
+
+void row_writer::blend_565(unsigned char* to, const unsigned char* from, size_t count) const {
+    const bool varies = settings_.keyed || settings_.pixel_alpha;
+    std::array<unsigned char, 2 * chunk_565> converted{};
+    pixels_565 upper, lower{}, alpha;
+    alpha.fill(static_cast<uint16_t>(settings_.window_alpha));
+    while (count > 0) {
+        const size_t now = std::min(count, chunk_565);
+        (this->*convert_)(converted.data(), from, now);
+        for (size_t i = 0; i < chunk_565; i++)
+            upper[i] = static_cast<uint16_t>(load_pixel<2>(&converted[2 * i]));
+        for (size_t i = 0; i < now; i++)
+            lower[i] = static_cast<uint16_t>(load_pixel<2>(to + 2 * i));
+        for (size_t i = 0; varies && i < now; i++)
+            alpha[i] = static_cast<uint16_t>(alpha_of(load(from + i * from_bytes_, from_bytes_)));
+        mix_565(upper, lower, alpha);
+        for (size_t i = 0; i < now; i++)
+            store_pixel<2>(to + 2 * i, lower[i]);
+        to += 2 * now;
+        from += now * from_bytes_;
         count -= now;
     }
 }

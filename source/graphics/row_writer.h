@@ -50,6 +50,7 @@ private:
     void convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_directly(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const;
+    void blend_565(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_fields(unsigned char* to, const unsigned char* from, size_t count) const;
 
     bool is_key(uint32_t pixel) const {
@@ -62,7 +63,7 @@ private:
     unsigned to_bytes_, from_bytes_;
     blend_settings settings_;
     std::array<color_field, 4> fields_{}; // of the lower bitmap
-    write_function write_;
+    write_function convert_, write_;      // the first one without what `from` skips or lets through
 };
 
 } // namespace ombrel::graphics

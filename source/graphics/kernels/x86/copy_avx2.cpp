@@ -12,6 +12,7 @@ namespace ombrel::graphics {
 namespace {
 
 constexpr size_t cache_line = 64;
+constexpr int for_reading = 0, for_writing = 1, second_cache = 2; // as the compiler numbers them
 
 // Longer rows would be driven out of the cache before their turn comes.
 constexpr size_t longest_row = 16384;
@@ -42,12 +43,12 @@ OMBREL_TARGET void copy_avx2(const copy_area& area) {
         const unsigned char* const next_from = from + fetched * area.from_line_length;
         unsigned char* const next_to = to + fetched * area.to_line_length;
         for (size_t i = 0; i < last_line; i += cache_line) {
-            __builtin_prefetch(next_from + i, 0);
-            __builtin_prefetch(next_to + i, 1);
+            __builtin_prefetch(next_from + i, for_reading, second_cache);
+            __builtin_prefetch(next_to + i, for_writing);
             copy_line(to + i, from + i);
         }
-        __builtin_prefetch(next_from + area.width - 1, 0);
-        __builtin_prefetch(next_to + area.width - 1, 1);
+        __builtin_prefetch(next_from + area.width - 1, for_reading, second_cache);
+        __builtin_prefetch(next_to + area.width - 1, for_writing);
         copy_line(to + last_line, from + last_line);
     }
 }
