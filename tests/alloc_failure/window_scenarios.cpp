@@ -1,6 +1,7 @@
 // Trees of windows.
 #include <cstring>
 
+#include <ombrel/bitmap.h>
 #include <ombrel/fbmap.h>
 
 #include "alloc_failure/injection.h"
@@ -63,6 +64,18 @@ OMBREL_FAILURES(Graphics, resize_window) {
     screen.glass->m_update_region = {0, 0, screen.glass->m_resx, screen.glass->m_resy};
     EXPECT_EQ(0, ombrel_fbmap_update(screen.glass));
     EXPECT_EQ(0x5C5C5C5Cu, screen.at(6, 6));
+}
+
+// Only the lock can fail.
+OMBREL_FAILURES(Graphics, get_box) {
+    desktop screen;
+    unsigned char pixels[4 * 4 * 4] = {};
+    ombrel_bitmap_t bitmap = {pixels, argb8888, 4, 4, 16, 0, 0, 0};
+    const int result = fail.during([&] {
+        return ombrel_fbmap_get_box(screen.glass, &bitmap, 0, 0, 0, 0, 4, 4, def_ombrel_fbmap_plain);
+    });
+    EXPECT_TRUE(result == 0 || fail.hit());
+    EXPECT_EQ(result == 0 ? 0xFF : 0, pixels[63]);
 }
 
 } // namespace
