@@ -21,8 +21,8 @@ OMBREL_BEGIN_C
 /** Bytes of an 8×16 Latin font: 128 glyphs (codes 0 to 127) of 16 bytes; that of code c is at byte 16·c. */
 #define def_ombrel_bitmap_font_8x16_en_size 2048u
 /**
- * Bytes of a 16×16 Hangul font: 344 glyphs of 32 bytes in three banks. Letters are in the order of Unicode, but for
- * final glyph 25, which is ㅎ and never used, and 26, which is ㅍ.
+ * Bytes of a 16×16 Hangul font: 344 glyphs of 32 bytes in three banks. Letters are in the order of Unicode,
+ * but for final glyph 25, which is ㅎ and never used, and 26, which is ㅍ.
  * - 8 sets of 19 initial consonants: (set·19 + initial)·32
  * - 4 sets of 21 medial vowels: (set·21 + medial)·32 + 4864
  * - 4 sets of 27 final consonants: (set·27 + final)·32 + 7552

@@ -1,4 +1,5 @@
 // Filling a connected area of one colour.
+#include <algorithm>
 #include <utility>
 
 #include <ombrel/stack.h>
@@ -48,9 +49,8 @@ template<unsigned Bytes>
 class area_filler {
 public:
     area_filler(ombrel_fbmap_t& map, uint32_t old_color, uint32_t color)
-        : pixels_(map), last_column_(static_cast<int32_t>(map.m_resx - 1)),
-          last_row_(static_cast<int32_t>(map.m_resy - 1)), old_color_(old_color), color_(color),
-          touched_(map) {}
+        : pixels_(map), last_column_(last_of(map.m_resx)), last_row_(last_of(map.m_resy)),
+          old_color_(old_color), color_(color), touched_(map) {}
 
     int fill_from(int32_t x, int32_t y) {
         pending_.push({x, y});
@@ -61,6 +61,11 @@ public:
     }
 
 private:
+    // Columns and rows that no coordinate can name are left out.
+    static int32_t last_of(uint32_t size) {
+        return static_cast<int32_t>(std::min(size, uint32_t{INT32_MAX}) - 1);
+    }
+
     bool is_old(int32_t x, int32_t y) const { return pixels_.get(x, y) == old_color_; }
 
     // Fills the whole run of the row around a pixel, and puts aside what it borders on.
