@@ -408,11 +408,14 @@ bool transfer::take_header(std::string_view line) {
     return true;
 }
 
+// Now and then, and when all is there.
 void transfer::show_progress(curl_off_t total, curl_off_t done) {
     const uint64_t now = ombrel_time_stamp_msec();
-    if (!options_.shows_progress || total <= 0 || now - drawn_at_ < bar_interval_ms)
+    const bool is_due = done == total ? done != drawn_ : now - drawn_at_ >= bar_interval_ms;
+    if (!options_.shows_progress || total <= 0 || !is_due)
         return;
     drawn_at_ = now;
+    drawn_ = done;
     ombrel_progress_bar(static_cast<uint64_t>(done), static_cast<uint64_t>(total), nullptr, nullptr,
                         " %llu KiB", static_cast<unsigned long long>(done) >> 10);
     ombrel_puts(nullptr);

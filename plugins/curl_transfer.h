@@ -96,6 +96,7 @@ private:
     uint64_t moved_at_ = 0;
     int64_t received_ = 0, sent_ = 0;
     uint64_t drawn_at_ = 0;
+    curl_off_t drawn_ = -1;
 
     // Where a read in progress wants its bytes, and what came when none was.
     char* wanted_ = nullptr;

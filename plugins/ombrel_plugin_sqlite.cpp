@@ -71,10 +71,12 @@ int error_of(const database& of, int result) {
     return def_ombrel_ctx_error_failed;
 }
 
-// Keeps what SQLite says of a failure; `text` is said instead where it knows nothing of it.
+// Keeps what SQLite says of a failure; `text` is said instead where SQLite does not know of it.
 int refuse(int ctx, database& of, int result, const char* text = nullptr) {
     if (text == nullptr)
-        text = sqlite3_errcode(of.db) != SQLITE_OK ? sqlite3_errmsg(of.db) : sqlite3_errstr(result);
+        text = sqlite3_extended_errcode(of.db) == result || sqlite3_errcode(of.db) == result
+                   ? sqlite3_errmsg(of.db)
+                   : sqlite3_errstr(result);
     ombrel_snprintf(of.error, sizeof of.error, "%s", text);
     if (of.tells_errors)
         ombrel_error_printf("sqlite: %s\n", of.error);
@@ -164,7 +166,7 @@ ombrel_ctx_db_result_t* get_query(int ctx, const char* query, const ombrel_ctx_d
     tell_query(of, query);
     void* const block = ombrel_alloc(sizeof(ombrel_ctx_db_result_t));
     if (block == nullptr) {
-        refuse(ctx, of, SQLITE_NOMEM, sqlite3_errstr(SQLITE_NOMEM));
+        refuse(ctx, of, SQLITE_NOMEM);
         return nullptr;
     }
     auto* const made = std::construct_at(static_cast<ombrel_ctx_db_result_t*>(block));

@@ -114,7 +114,7 @@ class MulticallTest(unittest.TestCase):
             self.skipTest("ombrel_plugin_curl is not built")
         found = dict(os.environ, OMBREL_PLUGIN_PATH=os.path.dirname(PLUGIN), no_proxy="*")
         with subprocess.Popen([sys.executable, SERVER], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as server:
-            url = f"http://127.0.0.1:{int(server.stdout.readline())}/"
+            url = f"http://127.0.0.1:{int(server.stdout.readline().split()[0])}/"
             status, output, errors = run(TOOL, "get", url + "bytes/300000", env=found)
             self.assertEqual((0, 300000, ""), (status, len(output), errors))
             self.assertIn(b"X-One: 1\nX-Two: 2", run(TOOL, "get", "-H", "X-One: 1", "-H", "X-Two: 2", url + "echo", env=found)[1])

@@ -9,6 +9,8 @@
 #include <ombrel/sha256.h>
 
 #include "plugins/plugin_support.h"
+#include "protocol/transfer_server.h"
+#include "support/capture.h"
 
 namespace ombrel_test {
 namespace {
@@ -35,7 +37,7 @@ public:
         close(output[1]);
         life_ = input[1];
         FILE* const lines = fdopen(output[0], "r");
-        if (fscanf(lines, "%d", &port_) != 1)
+        if (fscanf(lines, "%d %d", &port_, &secure_port_) != 2)
             abort();
         fclose(lines);
         setenv("no_proxy", "*", 1);
@@ -48,11 +50,14 @@ public:
     std::string url(const std::string& path) const {
         return "http://127.0.0.1:" + std::to_string(port_) + "/" + path;
     }
+    std::string secure_url(const std::string& path) const {
+        return "https://127.0.0.1:" + std::to_string(secure_port_) + "/" + path;
+    }
 
 private:
     pid_t child_;
     int life_;
-    int port_ = 0;
+    int port_ = 0, secure_port_ = 0;
 };
 
 const web_server& server() {
@@ -188,9 +193,10 @@ TEST_F(CurlPlugin, sends_bodies_and_reads_the_answer) {
     for (const char* const method : {"", "PUT", "POST"}) {
         context ctx;
         // With no method given the size is announced.
-        const options given = {{"source", server().url("store")},
-                               {"mode", "wb"},
-                               {*method != '\0' ? "method" : "size", *method != '\0' ? method : "700001"}};
+        const option_texts given = {
+            {"source", server().url("store")},
+            {"mode", "wb"},
+            {*method != '\0' ? "method" : "size", *method != '\0' ? method : "700001"}};
         ASSERT_EQ(ctx.open(stream, given), 0);
         EXPECT_EQ(ombrel_ctx_is_writable(ctx, -1), 1);
         for (size_t at = 0; at < body.size();) {
@@ -242,6 +248,47 @@ TEST_F(CurlPlugin, no_wait_is_for_ever) {
     EXPECT_EQ(all, 10);
     EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_disconnected);
     EXPECT_NE(ctx.env("error"), "");
+}
+
+TEST_F(CurlPlugin, certificates_are_checked) {
+    const std::string source = server().secure_url("bytes/1000");
+    context ctx;
+    EXPECT_EQ(ctx.open(stream, {{"source", source}}), def_ombrel_ctx_error_access_denied);
+    ASSERT_EQ(ctx.open(stream, {{"source", source}, {"cainfo", OMBREL_TEST_CERTIFICATE}}), 0);
+    EXPECT_EQ(read_all(ctx), body_of(1000));
+    ombrel_close_ctx(ctx);
+    ASSERT_EQ(ctx.open(stream, {{"source", source}, {"insecure", "1"}}), 0);
+    EXPECT_EQ(read_all(ctx), body_of(1000));
+}
+
+TEST_F(CurlPlugin, ftp_by_its_own_type) {
+    OMBREL_NEEDS_SERVER("vsftpd");
+    const ftp_server ftp;
+    const std::string source = "ftp://127.0.0.1:" + std::to_string(ftp.port()) + "/file";
+    context ctx;
+    EXPECT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}),
+              def_ombrel_ctx_error_not_found);
+    for (const char* const mode : {"w", "a"}) {
+        ASSERT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}, {"mode", mode}}), 0);
+        EXPECT_EQ(ombrel_ctx_puts(ctx, "text"), 4);
+        EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+    }
+    ASSERT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}), 0);
+    EXPECT_EQ(read_all(ctx), "texttext");
+}
+
+TEST_F(CurlPlugin, tells_what_happens) {
+    capture output(stdout), errors(stderr);
+    {
+        context ctx;
+        ASSERT_EQ(
+            ctx.open(stream, {{"source", server().url("bytes/9000")}, {"debug", "1"}, {"progress", "1"}}), 0);
+        read_all(ctx);
+    }
+    EXPECT_NE(output.text().find(" 8 KiB"), std::string::npos);
+    const std::string told = errors.text();
+    EXPECT_NE(told.find("curl: > GET /bytes/9000 HTTP/1.1\n"), told.npos) << told;
+    EXPECT_NE(told.find("curl: < HTTP/1.1 200 OK\n"), told.npos) << told;
 }
 
 TEST_F(CurlPlugin, serves_the_simple_get) {

@@ -24,7 +24,7 @@ private:
     int handle_;
 };
 
-using options = std::initializer_list<std::pair<const char*, std::string>>;
+using option_texts = std::initializer_list<std::pair<const char*, std::string>>;
 
 class context : no_copy {
 public:
@@ -34,7 +34,7 @@ public:
     operator int() const { return handle_; }
 
     /// The error; 0 for success.
-    int open(const char* mime_type, const options& given) {
+    int open(const char* mime_type, const option_texts& given) {
         for (const auto& [name, value] : given)
             EXPECT_EQ(ombrel_ctx_set_option(handle_, name, value.c_str()), 0);
         return ombrel_open_ctx(handle_, mime_type) == 0 ? 0 : error();

@@ -1,5 +1,6 @@
-"""A web server for tests: prints its port, and serves until its standard input ends."""
+"""A web server for tests: prints its ports for http and https, and serves until its standard input ends."""
 import hashlib
+import ssl
 import sys
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -89,9 +90,24 @@ class Handler(BaseHTTPRequestHandler):
         pass
 
 
-if __name__ == "__main__":
-    server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+
+    def handle_error(self, *_):
+        """Clients that go away are part of the tests."""
+
+
+def serve(certificate=None):
+    """The port."""
+    server = Server(("127.0.0.1", 0), Handler)
+    if certificate:
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate)
+        server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
     threading.Thread(target=server.serve_forever, daemon=True).start()
-    print(server.server_port, flush=True)
+    return server.server_port
+
+
+if __name__ == "__main__":
+    print(serve(), serve(__file__.removesuffix("py") + "pem"), flush=True)
     sys.stdin.read()
