@@ -61,7 +61,7 @@ void run_fill(fill_kernel run, unsigned char* to, size_t count) {
 // A glyph of any size in the target.
 template<size_t pixel_bytes>
 void run_glyph(glyph_kernel run, unsigned char* to, size_t count) {
-    const size_t width = 8 << below(2), line = width + below(9);
+    const size_t width = size_t{8} << below(2), line = width + below(9);
     bytes bits(width / 8 * 16);
     const auto used = below(3);
     if (count >= width)
