@@ -1,6 +1,6 @@
+// Replies of all kinds; real servers answer the streams of the built-in plug-in.
 #include "protocol/ftp.h"
 #include "protocol/scripted_ftp_server.h"
-#include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 
@@ -20,14 +20,11 @@ protected:
     }
     ~FtpClient() override { client_.close(); }
 
-    bool open(int port, ftp_direction direction = ftp_direction::retrieve, uint64_t offset = 0) {
-        client_ = ftp_client();
+    bool open(int port) {
         request_.port = port;
-        request_.direction = direction;
-        request_.offset = offset;
         return client_.open(request_);
     }
-    /// What comes from here to the end; "failed" when that is not confirmed.
+    /// What comes up to the end; "failed" when that is not confirmed.
     std::string rest() {
         std::string bytes;
         char part[1000];
@@ -36,60 +33,11 @@ protected:
             bytes.append(part, static_cast<size_t>(count));
         return count == 0 ? bytes : "failed";
     }
-    bool store(int port, const std::string& bytes, ftp_direction direction, uint64_t offset = 0) {
-        if (!open(port, direction, offset))
-            return client_.close();
-        for (size_t done = 0; done < bytes.size();) {
-            const ptrdiff_t count = client_.write(bytes.data() + done, bytes.size() - done, patience_ms);
-            if (count <= 0)
-                return false;
-            done += static_cast<size_t>(count);
-        }
-        return client_.close();
-    }
 
     descriptor_balance descriptors_;
     ftp_request request_;
     ftp_client client_;
 };
-
-TEST_F(FtpClient, moves_files_there_and_back) {
-    OMBREL_NEEDS_SERVER("vsftpd");
-    const ftp_server server;
-    const std::string bytes = varied_bytes(3000000);
-    ASSERT_TRUE(store(server.port(), bytes, ftp_direction::store)) << client_.error().text();
-    EXPECT_EQ(bytes, server.directory.read("file"));
-    ASSERT_TRUE(store(server.port(), "tail", ftp_direction::append)) << client_.error().text();
-    ASSERT_TRUE(store(server.port(), "HEAD", ftp_direction::store, 5)) << client_.error().text();
-    std::string changed = bytes + "tail";
-    changed.replace(5, 4, "HEAD");
-
-    ASSERT_TRUE(open(server.port())) << client_.error().text();
-    EXPECT_EQ(changed.size(), client_.size());
-    EXPECT_EQ(1, client_.wait(patience_ms));
-    EXPECT_EQ(changed, rest());
-    // The end costs nothing, and another place begins the transfer again, after it and in its middle.
-    ASSERT_TRUE(client_.restart(changed.size() - 10));
-    EXPECT_EQ(changed.substr(changed.size() - 10), rest());
-    ASSERT_TRUE(client_.restart(0));
-    ASSERT_TRUE(client_.restart(3)) << client_.error().text();
-    EXPECT_EQ(changed.substr(3), rest());
-    ASSERT_TRUE(client_.restart(0));
-    EXPECT_TRUE(client_.close());
-}
-
-TEST_F(FtpClient, tells_what_the_server_refuses) {
-    OMBREL_NEEDS_SERVER("vsftpd");
-    const ftp_server server;
-    request_.path = "missing";
-    EXPECT_FALSE(open(server.port()));
-    EXPECT_EQ(transfer_fault::not_found, client_.error().fault());
-    EXPECT_EQ(550, client_.error().peer_code());
-    client_.close();
-    request_.user = "nobody";
-    EXPECT_FALSE(open(server.port()));
-    EXPECT_EQ(transfer_fault::no_access, client_.error().fault());
-}
 
 struct script_case {
     const char* name;
@@ -137,6 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(FtpClient, a_name_cannot_carry_a_command) {
     for (const char* path : {"a\r\nDELE b", "a\nb", "a\rb", ""}) {
+        client_ = ftp_client();
         request_.path = path;
         // The name is refused before anybody is asked.
         EXPECT_FALSE(open(1));

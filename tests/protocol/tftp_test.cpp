@@ -113,15 +113,6 @@ TEST_F(TftpClient, makes_up_for_losses) {
     EXPECT_LT(10u, proxy.disturbed());
 }
 
-TEST_F(TftpClient, tells_what_the_server_refuses) {
-    OMBREL_NEEDS_TFTP_SERVER();
-    const tftp_server server;
-    EXPECT_FALSE(open(server.port(), server.directory / "missing"));
-    EXPECT_EQ(transfer_fault::not_found, client_.error().fault());
-    EXPECT_EQ(1, client_.error().peer_code());
-    EXPECT_STREQ("File not found", client_.error().text());
-}
-
 TEST_F(TftpClient, gives_up_on_a_silent_host) {
     const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
     request_.interval_ms = 1;
