@@ -56,7 +56,8 @@ private:
     uint32_t size() { return static_cast<uint32_t>(number()); }
 
     std::string text() {
-        const size_t length = std::min<size_t>(next(), static_cast<size_t>(end_ - code_));
+        const size_t wanted = next(); // before the rest is looked at
+        const size_t length = std::min(wanted, static_cast<size_t>(end_ - code_));
         std::string result(reinterpret_cast<const char*>(code_), length);
         code_ += length;
         return result;
