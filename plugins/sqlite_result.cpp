@@ -172,8 +172,11 @@ bool ombrel_ctx_db_result_ts::store_blobs() {
             __builtin_add_overflow(size, row_[i].m_size + 1, &size))
             return false;
     ombrel_check_free(blobs_);
-    blobs_ = size > 0 ? static_cast<char*>(ombrel_alloc(size)) : nullptr;
-    if (size > 0 && blobs_ == nullptr)
+    blobs_ = nullptr;
+    if (size == 0)
+        return true;
+    blobs_ = static_cast<char*>(ombrel_alloc(size));
+    if (blobs_ == nullptr)
         return false;
     char* to = blobs_;
     for (int i = 0; i < fields_; i++) {

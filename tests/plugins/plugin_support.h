@@ -1,9 +1,9 @@
 // A loaded plug-in library, and contexts, for the scope of a test.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ private:
     int handle_;
 };
 
-using option_texts = std::initializer_list<std::pair<const char*, std::string>>;
+using option_texts = std::vector<std::pair<const char*, std::string>>;
 
 class context : no_copy {
 public:

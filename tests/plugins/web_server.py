@@ -1,7 +1,7 @@
-"""A web server for tests: prints its ports for http and https, and serves until its standard input ends."""
+"""A web server for tests: prints its ports for http and https, and serves until nobody could read more."""
 import hashlib
+import select
 import ssl
-import sys
 import threading
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
@@ -21,7 +21,7 @@ class Handler(BaseHTTPRequestHandler):
         self.end_headers()
         self.wfile.write(body)
 
-    def wait_for_disconnection(self):
+    def get_mute(self, _):
         self.close_connection = True
         while self.connection.recv(4096):
             pass
@@ -56,10 +56,7 @@ class Handler(BaseHTTPRequestHandler):
         self.send_response(200)
         self.end_headers()
         self.wfile.write(b"abc")
-        self.wait_for_disconnection()
-
-    def get_mute(self, _):
-        self.wait_for_disconnection()
+        self.get_mute(_)
 
     def get_cut(self, _):
         self.send_response(200)
@@ -110,4 +107,6 @@ def serve(certificate=None):
 
 if __name__ == "__main__":
     print(serve(), serve(__file__.removesuffix("py") + "pem"), flush=True)
-    sys.stdin.read()
+    reader = select.poll()
+    reader.register(1, 0)
+    reader.poll()
