@@ -7,6 +7,7 @@
 #include <ombrel/global_break.h>
 #include <ombrel/output.h>
 #include <ombrel/progress.h>
+#include <ombrel/string.h>
 #include <ombrel/time.h>
 #include <ombrel/version.h>
 
@@ -136,7 +137,11 @@ int transfer::set_request_lines(const char* lines) {
 }
 
 int transfer::set_direction(int ctx) {
-    if (const int error = set_text(CURLOPT_CUSTOMREQUEST, ombrel_ctx_get_option(ctx, "method")))
+    const char* const method = ombrel_ctx_get_option(ctx, "method");
+    // libcurl would wait for the body that an answer to this one announces and does not have.
+    if (method != nullptr && ombrel_strcasecmp(method, "HEAD") == 0)
+        return set(CURLOPT_NOBODY, 1L);
+    if (const int error = set_text(CURLOPT_CUSTOMREQUEST, method))
         return error;
     if (!options_.sends)
         return set_text(CURLOPT_RANGE, ombrel_ctx_get_option(ctx, "range"));

@@ -124,6 +124,10 @@ TEST_F(CurlPlugin, refuses_with_a_reason) {
     context ctx;
     ASSERT_EQ(ctx.open(stream, {{"source", server().url("status/404")}, {"any_status", "1"}}), 0);
     EXPECT_EQ(read_all(ctx), "body of 404");
+    ombrel_close_ctx(ctx);
+    ASSERT_EQ(ctx.open(stream, {{"source", server().url("bytes/9")}, {"method", "head"}}), 0);
+    EXPECT_EQ(read_all(ctx), "");
+    EXPECT_EQ(ctx.env("content_length"), "9");
 }
 
 TEST_F(CurlPlugin, sends_and_shows_headers) {

@@ -19,7 +19,8 @@ class Handler(BaseHTTPRequestHandler):
         for name, value in headers.items():
             self.send_header(name.replace("_", "-"), value)
         self.end_headers()
-        self.wfile.write(body)
+        if self.command != "HEAD":
+            self.wfile.write(body)
 
     def get_mute(self, _):
         self.close_connection = True
@@ -29,6 +30,8 @@ class Handler(BaseHTTPRequestHandler):
     def do_GET(self):
         kind, _, argument = self.path[1:].partition("/")
         getattr(self, "get_" + kind)(argument)
+
+    do_HEAD = do_GET
 
     def get_bytes(self, size):
         self.answer(200, body_of(int(size)), Content_Type="application/x-test", X_Mark="  one two ")
