@@ -57,7 +57,7 @@ uint32_t trailer_of(void* ptr) {
 using Heap = ombrel_test::balanced_test;
 
 TEST_F(Heap, CountsEachBlockWithItsOverhead) {
-    for (const size_t request : {1, 4, 5, 956, 960, 4144, 8192, 8196, 200'001}) {
+    for (const size_t request : std::initializer_list<size_t>{1, 4, 5, 956, 960, 4144, 8192, 8196, 200'001}) {
         const size_t rounded = (request + 3) / 4 * 4;
         const figures before = read_figures();
         void* ptr = ombrel_alloc_tag(request, "tester", 7);
@@ -298,7 +298,7 @@ TEST_F(Heap, ResizingADamagedBlockNeverFaults) {
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they end the program instead
 TEST_F(Heap, ASecondFreeIsReportedAndHarmless) {
-    for (const size_t size : {24, 4000}) {
+    for (const size_t size : std::initializer_list<size_t>{24, 4000}) {
         capture errors(stderr), output(stdout);
         void* block = ombrel_alloc(size);
         ombrel_free(block);
