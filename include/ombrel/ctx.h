@@ -16,8 +16,8 @@
  * @par Errors
  * Functions that fail with -1 or null leave a code that ombrel_ctx_get_last_error() gives. An operation that
  * the bound plug-in lacks, and every forwarded operation of a closed context, leaves
- * ::def_ombrel_ctx_error_not_supported. Success does not clear an earlier code, except in ombrel_open_ctx(),
- * and ombrel_ctx_db_fetch_row() at the end of a result.
+ * ::def_ombrel_ctx_error_not_supported, whatever its other arguments are. Success does not clear an earlier
+ * code, except in ombrel_open_ctx(), and ombrel_ctx_db_fetch_row() at the end of a result.
  *
  * @par Threads
  * Different contexts may be used by different threads at any time. One context is used by one thread at a
@@ -355,7 +355,7 @@ OMBREL_API int64_t ombrel_ctx_db_set_query(int ctx, const char* format, ...);
 /** @brief ombrel_ctx_db_set_query() with the arguments as a list. */
 OMBREL_API int64_t ombrel_ctx_db_set_vquery(int ctx, const char* format, va_list args);
 
-/** @brief Frees a result. @return 0; -1 on failure; null is accepted */
+/** @brief Frees a result. @return 0, for null too; -1 on failure */
 OMBREL_API int ombrel_ctx_db_free_result(int ctx, ombrel_ctx_db_result_t* result);
 /**
  * @brief Takes the next row.

@@ -16,9 +16,7 @@ int ombrel_ctx_control(int handle, uint32_t code, ...) {
 }
 
 int ombrel_ctx_vxcontrol(int handle, const char* name, va_list args) {
-    if (name == nullptr)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v0_interface::m_vxcontrol, name, args);
+    return forward_if(name != nullptr, handle, &v0_interface::m_vxcontrol, name, args);
 }
 
 int ombrel_ctx_xcontrol(int handle, const char* name, ...) {
@@ -42,13 +40,10 @@ int ombrel_ctx_bcontrol(int handle, uint32_t code, ...) {
 }
 
 int ombrel_ctx_get_env(int handle, const char* name, char* text, size_t size) {
-    if (name == nullptr || (text == nullptr && size != 0))
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v0_interface::m_get_env, name, text, size);
+    const bool valid = name != nullptr && (text != nullptr || size == 0);
+    return forward_if(valid, handle, &v0_interface::m_get_env, name, text, size);
 }
 
 int ombrel_ctx_set_env(int handle, const char* name, const char* text) {
-    if (name == nullptr)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v0_interface::m_set_env, name, text);
+    return forward_if(name != nullptr, handle, &v0_interface::m_set_env, name, text);
 }

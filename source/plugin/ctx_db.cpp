@@ -1,6 +1,4 @@
 // Databases and frame-buffer information.
-#include <cstring>
-
 #include <ombrel/printf.h>
 
 #include "plugin/ctx_internal.h"
@@ -26,18 +24,15 @@ bool are_valid(const char* query, const ombrel_ctx_db_value_t* parameters, size_
 // Calls an operation on a result, which null is not.
 template<typename Slot, typename... Arguments>
 auto forward_result(int handle, Slot slot, result_t* result, Arguments... arguments) {
-    using answer = decltype(forward(handle, slot, result, arguments...));
-    return result != nullptr ? forward(handle, slot, result, arguments...)
-                             : fail<answer>(handle, def_ombrel_ctx_error_invalid_argument);
+    return forward_if(result != nullptr, handle, slot, result, arguments...);
 }
 
 } // namespace
 
 result_t* ombrel_ctx_db_get_query_ex(int handle, const char* query, const ombrel_ctx_db_value_t* parameters,
                                      size_t count) {
-    if (!are_valid(query, parameters, count))
-        return fail<result_t*>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v1_interface::m_db_get_query, query, parameters, count);
+    return forward_if(are_valid(query, parameters, count), handle, &v1_interface::m_db_get_query, query,
+                      parameters, count);
 }
 
 result_t* ombrel_ctx_db_get_query_puts(int handle, const char* query) {
@@ -59,9 +54,8 @@ result_t* ombrel_ctx_db_get_query(int handle, const char* format, ...) {
 
 int64_t ombrel_ctx_db_set_query_ex(int handle, const char* query, const ombrel_ctx_db_value_t* parameters,
                                    size_t count) {
-    if (!are_valid(query, parameters, count))
-        return fail<int64_t>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v1_interface::m_db_set_query, query, parameters, count);
+    return forward_if(are_valid(query, parameters, count), handle, &v1_interface::m_db_set_query, query,
+                      parameters, count);
 }
 
 int64_t ombrel_ctx_db_set_query_puts(int handle, const char* query) {
@@ -82,7 +76,9 @@ int64_t ombrel_ctx_db_set_query(int handle, const char* format, ...) {
 }
 
 int ombrel_ctx_db_free_result(int handle, result_t* result) {
-    return result != nullptr ? forward(handle, &v1_interface::m_db_free_result, result) : 0;
+    return with_operation(handle, &v1_interface::m_db_free_result, [=](context&, auto operation) {
+        return result != nullptr ? operation(handle, result) : 0;
+    });
 }
 
 const ombrel_ctx_db_value_t* ombrel_ctx_db_fetch_row(int handle, result_t* result) {
@@ -100,9 +96,8 @@ int ombrel_ctx_db_get_field_count(int handle, result_t* result) {
 }
 
 int ombrel_ctx_db_get_field_index(int handle, result_t* result, const char* name) {
-    if (name == nullptr)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward_result(handle, &v1_interface::m_db_get_field_index, result, name);
+    return forward_if(result != nullptr && name != nullptr, handle, &v1_interface::m_db_get_field_index,
+                      result, name);
 }
 
 int ombrel_ctx_db_get_field_index_v(int handle, result_t* result, const char* format, va_list args) {
@@ -124,11 +119,9 @@ const char* ombrel_ctx_db_get_field_name(int handle, result_t* result, int index
 }
 
 int ombrel_ctx_get_fbinfo(int handle, ombrel_ctx_fbinfo_t* info) {
-    if (info == nullptr)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    memset(info, 0, sizeof *info);
-    const int result = forward(handle, &v1_interface::m_get_fbinfo, info);
-    if (result != 0)
-        memset(info, 0, sizeof *info);
+    ombrel_ctx_fbinfo_t given{};
+    const int result = forward_if(info != nullptr, handle, &v1_interface::m_get_fbinfo, &given);
+    if (info != nullptr)
+        *info = result == 0 ? given : ombrel_ctx_fbinfo_t{};
     return result;
 }

@@ -73,16 +73,31 @@ Result fail(int handle, int code) {
     return ctx ? fail<Result>(*ctx, code) : failure<Result>();
 }
 
-/// Calls the bound plug-in's operation in a slot of its table.
-template<typename Table, typename Result, typename... Parameters>
-Result forward(int handle, Result (*Table::*slot)(int, Parameters...),
-               std::type_identity_t<Parameters>... arguments) {
+/// Calls use(ctx, operation) with the bound plug-in's operation in a slot of its table.
+template<typename Table, typename Result, typename... Parameters, typename Use>
+Result with_operation(int handle, Result (*Table::*slot)(int, Parameters...), Use use) {
     const ctx_pin ctx(handle);
     if (!ctx)
         return failure<Result>();
     const auto operation = ctx->operation(slot);
-    return operation != nullptr ? operation(handle, arguments...)
+    return operation != nullptr ? use(*ctx, operation)
                                 : fail<Result>(*ctx, def_ombrel_ctx_error_not_supported);
+}
+
+/// Calls the operation with arguments that are valid. What is not supported is so whatever the arguments.
+template<typename Table, typename Result, typename... Parameters>
+Result forward_if(bool valid, int handle, Result (*Table::*slot)(int, Parameters...),
+                  std::type_identity_t<Parameters>... arguments) {
+    return with_operation(handle, slot, [&](context& ctx, auto operation) {
+        return valid ? operation(handle, arguments...)
+                     : fail<Result>(ctx, def_ombrel_ctx_error_invalid_argument);
+    });
+}
+
+template<typename Table, typename Result, typename... Parameters>
+Result forward(int handle, Result (*Table::*slot)(int, Parameters...),
+               std::type_identity_t<Parameters>... arguments) {
+    return forward_if(true, handle, slot, arguments...);
 }
 
 using v0_interface = ombrel_ctx0_v0_interface_t;

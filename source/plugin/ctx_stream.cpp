@@ -17,6 +17,10 @@ size_t clip(size_t size) {
     return size < most_bytes ? size : most_bytes;
 }
 
+bool is_block(const void* bytes, size_t size) {
+    return bytes != nullptr || size == 0;
+}
+
 int open_stream(int handle, const char* mode, int debug) {
     if ((mode != nullptr && ombrel_ctx_set_option(handle, "mode", mode) != 0) ||
         ombrel_ctx_set_option_int_string(handle, "debug", debug) != 0)
@@ -34,15 +38,16 @@ bool can_be_opened(int handle) {
     return !ctx->bound;
 }
 
-// Writes until all is written or nothing more is taken.
+// Writes until all is written or nothing more is taken. An empty text is written too, so that it fails where
+// others do.
 int write_all(int handle, const char* text, size_t size) {
     size_t written = 0;
-    while (written < size) {
+    do {
         const int now = ombrel_ctx_write(handle, text + written, size - written);
-        if (now <= 0 || static_cast<size_t>(now) > size - written)
+        if (now < 0 || (now == 0 && size != 0) || static_cast<size_t>(now) > size - written)
             return written > 0 ? static_cast<int>(written) : -1;
         written += static_cast<size_t>(now);
-    }
+    } while (written < size);
     return static_cast<int>(written);
 }
 
@@ -68,9 +73,7 @@ int ombrel_ctx_is_readable(int handle, int timeout_ms) {
 }
 
 int ombrel_ctx_read(int handle, void* buffer, size_t size) {
-    if (buffer == nullptr && size != 0)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v0_interface::m_read, buffer, clip(size));
+    return forward_if(is_block(buffer, size), handle, &v0_interface::m_read, buffer, clip(size));
 }
 
 int ombrel_ctx_is_writable(int handle, int timeout_ms) {
@@ -78,9 +81,7 @@ int ombrel_ctx_is_writable(int handle, int timeout_ms) {
 }
 
 int ombrel_ctx_write(int handle, const void* buffer, size_t size) {
-    if (buffer == nullptr && size != 0)
-        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
-    return forward(handle, &v0_interface::m_write, buffer, clip(size));
+    return forward_if(is_block(buffer, size), handle, &v0_interface::m_write, buffer, clip(size));
 }
 
 int ombrel_ctx_puts(int handle, const char* text) {
