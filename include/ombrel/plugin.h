@@ -14,8 +14,9 @@
  * A handle is a positive number. Handles of plug-ins that are gone are not found; a number comes back only
  * after some two thousand million others.
  *
- * All functions may be called from any thread, and by initialise functions and the open operations of
- * plug-ins too, save that a plug-in's initialise function cannot load that plug-in: it would wait for itself.
+ * All functions may be called from any thread, and by plug-ins in whatever function of theirs is called, save
+ * that a plug-in's initialise and uninitialise functions cannot load that plug-in: they would wait for
+ * themselves.
  */
 #ifndef OMBREL_PLUGIN_H
 #define OMBREL_PLUGIN_H
@@ -132,7 +133,8 @@ OMBREL_API int ombrel_unload_plugin(int handle);
  * @brief Drops every use of every plug-in, those that contexts have in the built-in one included.
  *
  * As with ombrel_unload_plugin(), a plug-in to which contexts are bound goes when the last of them is closed.
- * A context that exists finds no plug-in to open until one is loaded.
+ * A context that exists finds no plug-in to open until one is loaded. Whoever loaded a plug-in before must
+ * not unload it after this: its use is gone, and the drop would be another's.
  * @return 0
  */
 OMBREL_API int ombrel_unload_all_plugin(void);

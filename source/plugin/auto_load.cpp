@@ -3,25 +3,25 @@
 #include <utility>
 
 #include <ombrel/path.h>
-#include <ombrel/plugin.h>
 #include <ombrel/printf.h>
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
 #include "platform/environment.h"
 #include "platform/library_loader.h"
+#include "plugin/plugin_registry.h"
 
 namespace ombrel::plugin {
 
 namespace {
 
-constexpr int not_loaded = -1;
+constexpr plugin_use not_loaded{-1, 0};
 
 struct auto_load_entry {
     const char* path;
     const char* search_list; ///< null for the usual places
     unsigned flags;          ///< none is in use
-    int handle;
+    plugin_use use;
 };
 
 auto_load_entry table[] = {
@@ -45,16 +45,15 @@ heap_ptr<char> usual_places() {
 void auto_load() {
     const heap_ptr<char> places = usual_places();
     for (auto_load_entry* entry = table; entry->path != nullptr; entry++) {
-        if (entry->handle == not_loaded)
-            entry->handle = ombrel_load_plugin(entry->path, entry->search_list != nullptr ? entry->search_list
-                                                                                          : places.get());
+        if (entry->use.handle < 0)
+            entry->use =
+                load_plugin(entry->path, entry->search_list != nullptr ? entry->search_list : places.get());
     }
 }
 
 void auto_unload() {
     for (auto_load_entry* entry = table; entry->path != nullptr; entry++) {
-        if (entry->handle != not_loaded)
-            ombrel_unload_plugin(std::exchange(entry->handle, not_loaded));
+        drop_plugin_use(std::exchange(entry->use, not_loaded));
     }
 }
 

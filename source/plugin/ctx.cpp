@@ -119,8 +119,8 @@ context* make_context() {
         return nullptr;
     auto* ctx = new (block) context;
     ombrel_init_value(&ctx->options);
-    ctx->base_plugin = ombrel_load_plugin(nullptr, nullptr);
-    if (ctx->base_plugin >= 0)
+    ctx->base_plugin = load_plugin(nullptr, nullptr);
+    if (ctx->base_plugin.handle >= 0)
         return ctx;
     destroy_context(ctx);
     return nullptr;

@@ -15,9 +15,11 @@ constexpr const char source_name[] = "source/plugin";
 
 int ombrel_load_plugin_ex(const char* path, const char* search_list, const char* initialize_name,
                           const char* uninitialize_name) {
-    return load_plugin(
-        path, search_list, initialize_name != nullptr ? initialize_name : def_ombrel_plugin_initialize_name,
-        uninitialize_name != nullptr ? uninitialize_name : def_ombrel_plugin_uninitialize_name);
+    if (initialize_name == nullptr)
+        initialize_name = def_ombrel_plugin_initialize_name;
+    if (uninitialize_name == nullptr)
+        uninitialize_name = def_ombrel_plugin_uninitialize_name;
+    return load_plugin(path, search_list, initialize_name, uninitialize_name).handle;
 }
 
 int ombrel_load_plugin(const char* path, const char* search_list) {

@@ -137,16 +137,17 @@ plugin_record* find_same(const plugin_record& wanted) {
 struct entry {
     plugin_record* record;
     bool is_new;
+    unsigned era;
 };
 
 entry add_record(unlisted_record& made) {
     plugin_record& record = *made;
     record.m_handle = register_instance(plugin_type, &record);
     if (record.m_handle == -1)
-        return {nullptr, true};
+        return {nullptr, true, 0};
     record.m_bound_count = 1;
     link(record);
-    return {made.release(), true};
+    return {made.release(), true, record.era};
 }
 
 // Adds the record, or one use to that of the same plug-in.
@@ -161,7 +162,7 @@ entry enter_registry(unlisted_record& made) {
             continue;
         same->m_used_count++;
         same->m_bound_count++;
-        return {same, false};
+        return {same, false, same->era};
     }
 }
 
@@ -246,6 +247,23 @@ void dismiss(plugin_record& record) {
     retire_instance(plugin_type, record.m_handle);
 }
 
+template<typename Condition>
+use_drop drop_use_if(int handle, Condition holds) {
+    const plugin_pin record(plugin_type, handle);
+    if (!record)
+        return use_drop::unknown;
+    {
+        const spin_lock_guard guard(registry_lock, exclusive, unload_tag, __LINE__);
+        if (record->m_used_count == 0 || !holds(*record))
+            return use_drop::none_left;
+        record->m_used_count--;
+        if (!claim_unused(*record))
+            return use_drop::dropped;
+    }
+    dismiss(*record);
+    return use_drop::dropped;
+}
+
 plugin_record* claim_any_unused() {
     const spin_lock_guard guard(registry_lock, exclusive, unload_tag, __LINE__);
     plugin_record* at = newest;
@@ -276,41 +294,35 @@ bool serves(plugin_record& record, const char* mime_type) {
 
 const instance_type plugin_type{"application/tuk_base_plugin", free_record};
 
-int load_plugin(const char* path, const char* search_list, const char* initialize_name,
-                const char* uninitialize_name) {
+plugin_use load_plugin(const char* path, const char* search_list, const char* initialize_name,
+                       const char* uninitialize_name) {
     unlisted_record made(path != nullptr ? path : def_ombrel_builtin_plugin_name);
     if (!made ||
         !(take_builtin(*made) || import_functions(*made, search_list, initialize_name, uninitialize_name)))
-        return -1;
+        return {-1, 0};
     const entry entered = enter_registry(made);
     if (entered.record == nullptr)
-        return -1;
+        return {-1, 0};
     const int handle = entered.is_new ? initialize(*entered.record) : wait_until_initialized(*entered.record);
     unbind_plugin(entered.record);
-    return handle;
+    return {handle, entered.era};
 }
 
 use_drop drop_plugin_use(int handle) {
-    const plugin_pin record(plugin_type, handle);
-    if (!record)
-        return use_drop::unknown;
-    {
-        const spin_lock_guard guard(registry_lock, exclusive, unload_tag, __LINE__);
-        if (record->m_used_count == 0)
-            return use_drop::none_left;
-        record->m_used_count--;
-        if (!claim_unused(*record))
-            return use_drop::dropped;
-    }
-    dismiss(*record);
-    return use_drop::dropped;
+    return drop_use_if(handle, [](const plugin_record&) { return true; });
+}
+
+void drop_plugin_use(const plugin_use& use) {
+    drop_use_if(use.handle, [&](const plugin_record& record) { return record.era == use.era; });
 }
 
 void drop_all_plugin_uses() {
     {
         const spin_lock_guard guard(registry_lock, exclusive, unload_tag, __LINE__);
-        for (plugin_record* at = newest; at != nullptr; at = next_of(*at))
+        for (plugin_record* at = newest; at != nullptr; at = next_of(*at)) {
             at->m_used_count = 0;
+            at->era++;
+        }
     }
     while (plugin_record* unused = claim_any_unused())
         dismiss(*unused);

@@ -17,18 +17,29 @@ enum class plugin_stage { loading, ready, failed, leaving };
 /// in place for a context, a caller of its main entry, or a loader that waits for it.
 struct plugin_record : ombrel_plugin_t {
     std::atomic<plugin_stage> stage;
+    unsigned era; ///< how often all its uses have been dropped at once
 };
 
 extern const instance_type plugin_type;
 
 using plugin_pin = instance_pin<plugin_record>;
 
-int load_plugin(const char* path, const char* search_list, const char* initialize_name,
-                const char* uninitialize_name);
+/// A use that the library itself has: dropping all uses of a plug-in takes it away, and uses that are made
+/// later are not its.
+struct plugin_use {
+    int handle; ///< below 0 for none
+    unsigned era;
+};
+
+plugin_use load_plugin(const char* path, const char* search_list,
+                       const char* initialize_name = def_ombrel_plugin_initialize_name,
+                       const char* uninitialize_name = def_ombrel_plugin_uninitialize_name);
 
 enum class use_drop { dropped, unknown, none_left };
 
 use_drop drop_plugin_use(int handle);
+/// Nothing when it is gone already.
+void drop_plugin_use(const plugin_use& use);
 void drop_all_plugin_uses();
 
 const ombrel_plugin_t* newest_plugin();

@@ -173,6 +173,18 @@ TEST_F(plugin_test, a_plugin_stays_while_a_context_is_bound_to_it) {
     ombrel_destroy_ctx(ctx);
 }
 
+TEST_F(plugin_test, a_context_whose_use_was_dropped_does_not_drop_another) {
+    const int old = ombrel_new_ctx(), ctx = ombrel_new_ctx();
+    ASSERT_EQ(ombrel_open_ctx(old, "application/tuk_base"), 0);
+    ASSERT_EQ(ombrel_open_ctx(ctx, "application/tuk_base"), 0);
+    ombrel_unload_all_plugin();
+    const int handle = ombrel_load_plugin(nullptr, nullptr);
+    ombrel_destroy_ctx(old);
+    ombrel_destroy_ctx(ctx);
+    EXPECT_STREQ(ombrel_plugin_get_name(handle), def_ombrel_builtin_plugin_name);
+    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+}
+
 TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
     for (const int initialize_result : {0, -7}) {
         const probe_library probe("probe_a");
