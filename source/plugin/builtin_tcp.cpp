@@ -88,10 +88,10 @@ int accept_waiting(builtin_ctx& ctx, tcp_state& state) {
 }
 
 /// Waits for the peer of a listening stream: 1, 0 when the time ran out, -1 with the error set.
-int wait_for_peer(builtin_ctx& ctx, int timeout_ms) {
+int wait_for_peer(builtin_ctx& ctx, const time_limit& limit) {
     tcp_state& state = state_of<tcp_state>(ctx);
     while (!has_peer(state)) {
-        const int ready = wait_for(ctx, state.listener, platform::readiness::read, timeout_ms);
+        const int ready = wait_for(ctx, state.listener, platform::readiness::read, limit.left());
         const int accepted = ready > 0 ? accept_waiting(ctx, state) : ready;
         if (ready <= 0 || accepted < 0)
             return accepted;
@@ -101,15 +101,16 @@ int wait_for_peer(builtin_ctx& ctx, int timeout_ms) {
 
 /// The peer's socket within the stream's time limit, or none with the error set.
 int need_peer(builtin_ctx& ctx) {
-    const int result = wait_for_peer(ctx, ctx.timeout);
+    const int result = wait_for_peer(ctx, time_limit(ctx.timeout));
     if (result == 0)
         fail(ctx, def_ombrel_ctx_error_timed_out);
     return result > 0 ? state_of<tcp_state>(ctx).socket : none;
 }
 
 int is_ready(builtin_ctx& ctx, platform::readiness kind, int timeout_ms) {
-    const int result = wait_for_peer(ctx, timeout_ms);
-    return result > 0 ? wait_for(ctx, state_of<tcp_state>(ctx).socket, kind, timeout_ms) : result;
+    const time_limit limit(timeout_ms);
+    const int result = wait_for_peer(ctx, limit);
+    return result > 0 ? wait_for(ctx, state_of<tcp_state>(ctx).socket, kind, limit.left()) : result;
 }
 
 int is_readable(builtin_ctx& ctx, int timeout_ms) {

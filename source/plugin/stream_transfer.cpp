@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include <ombrel/timer.h>
-
 #include "platform/file.h"
 #include "platform/pipe.h"
 #include "platform/stream_socket.h"
@@ -22,12 +20,6 @@ int attempt_result(ptrdiff_t result) {
     return would_block ? platform::transfer_would_block : platform::transfer_failed;
 }
 
-int time_left(const ombrel_timer_t& timer, int timeout_ms) {
-    uint64_t left = 0;
-    ombrel_check_timer_ex(&timer, &left);
-    return timeout_ms > 0 ? static_cast<int>(left) : timeout_ms;
-}
-
 /// After an attempt that moved nothing: waits for the descriptor within the stream's limit, or leaves the
 /// error.
 bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int result) {
@@ -43,10 +35,19 @@ bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness k
 
 } // namespace
 
+time_limit::time_limit(int milliseconds) : milliseconds_(milliseconds) {
+    ombrel_init_timer(&timer_, static_cast<uint64_t>(std::max(milliseconds, 0)));
+}
+
+int time_limit::left() const {
+    uint64_t left = 0;
+    ombrel_check_timer_ex(&timer_, &left);
+    return milliseconds_ > 0 ? static_cast<int>(left) : milliseconds_;
+}
+
 int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int timeout_ms) {
-    ombrel_timer_t timer;
-    ombrel_init_timer(&timer, static_cast<uint64_t>(std::max(timeout_ms, 0)));
-    for (int left = timeout_ms;; left = time_left(timer, timeout_ms)) {
+    const time_limit limit(timeout_ms);
+    for (int left = timeout_ms;; left = limit.left()) {
         platform::poll_request request{descriptor, kind, false};
         const int ready = platform::poll_descriptors(&request, 1, left);
         if (ready >= 0)
