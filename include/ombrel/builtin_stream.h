@@ -68,9 +68,9 @@
  * stream !" and gives the error "not supported". Once a read has waited for "missed_time" (1000 ms under
  * "debug" or "verbose" where it is not set), and again each time as much has passed, it reports "wait udp
  * stream !" with the time so far. The option "interface" (a name, an index, or an address of
- * its own) chooses where multicast is sent and the group is joined, instead of the system's choice and all
- * interfaces, or the loop-back one on a machine that has no interface for multicast; "ttl" is how
- * many hops datagrams may take.
+ * its own) chooses where multicast is sent and the group is joined. Without it datagrams go where the system
+ * sends them, and the group is joined on all interfaces, the loop-back one included; a machine that has no
+ * interface for multicast sends by the loop-back one. "ttl" is how many hops datagrams may take.
  *
  * @par TFTP
  * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" behind the name is accepted.

@@ -85,27 +85,46 @@ uint32_t find_interface(const char* text) {
     return index != 0 ? index : interface_with_address(text);
 }
 
+/// The interfaces of this machine, as far as multicast is concerned.
+struct multicast_interfaces {
+    uint32_t loopback = 0; ///< its index; 0 for none
+    bool has_others = false;
+};
+
+multicast_interfaces list_interfaces() {
+    constexpr uint32_t wanted = def_ombrel_interface_up | def_ombrel_interface_multicast;
+    multicast_interfaces found;
+    ombrel_network_interface_t* const list = ombrel_open_network_interface();
+    for (const auto* one = list; one != nullptr; one = one->m_next) {
+        found.has_others = found.has_others || (one->m_flags & wanted) == wanted;
+        if (found.loopback == 0 && (one->m_flags & def_ombrel_interface_loopback) != 0)
+            found.loopback = one->m_index;
+    }
+    ombrel_close_network_interface(list);
+    return found;
+}
+
 /// 0, for the system's choice; on a machine whose interfaces take no multicast the loop-back one, by which it
 /// goes all the same.
 uint32_t default_interface() {
-    constexpr uint32_t wanted = def_ombrel_interface_up | def_ombrel_interface_multicast;
-    uint32_t loopback = 0;
-    bool has_multicast = false;
-    ombrel_network_interface_t* const list = ombrel_open_network_interface();
-    for (const auto* one = list; one != nullptr; one = one->m_next) {
-        has_multicast = has_multicast || (one->m_flags & wanted) == wanted;
-        if (loopback == 0 && (one->m_flags & def_ombrel_interface_loopback) != 0)
-            loopback = one->m_index;
-    }
-    ombrel_close_network_interface(list);
-    return has_multicast ? 0 : loopback;
+    const multicast_interfaces found = list_interfaces();
+    return found.has_others ? 0 : found.loopback;
+}
+
+/// What programs of this machine send by the loop-back interface is for the group too. It is not among those
+/// that claim to take multicast, and may be joined already.
+void join_loopback(const udp_state& state, int s) {
+    const uint32_t loopback = list_interfaces().loopback;
+    if (loopback != 0)
+        ombrel_multicast_join(s, peer_of(state), loopback, nullptr, 1);
 }
 
 bool join(const udp_state& state, int s, uint32_t interface_index) {
     platform::take_own_groups_only(s, peer_of(state)->sa_family);
-    if (interface_index == 0)
-        return ombrel_multicast_join_all(s, peer_of(state), 1) == 0;
-    return ombrel_multicast_join(s, peer_of(state), interface_index, nullptr, 1) == 0;
+    if (interface_index != 0)
+        return ombrel_multicast_join(s, peer_of(state), interface_index, nullptr, 1) == 0;
+    join_loopback(state, s);
+    return ombrel_multicast_join_all(s, peer_of(state), 1) == 0;
 }
 
 /// The interface that the options name, or the default one; false, with the error set, when there is none of
@@ -201,18 +220,11 @@ private:
     uint64_t next_;
 };
 
-/// Milliseconds of a limit that are left; below 0 for no limit.
-int time_left(int timeout_ms, uint64_t waited) {
-    if (timeout_ms < 0)
-        return -1;
-    const auto limit = static_cast<uint64_t>(timeout_ms);
-    return waited >= limit ? 0 : static_cast<int>(limit - waited);
-}
-
 /// An empty datagram would look like the end of the stream, so it is passed over.
 int receive_datagram(builtin_ctx& ctx, void* buffer, size_t size) {
     const int s = state_of<udp_state>(ctx).socket;
     const uint64_t start = ombrel_time_stamp_msec();
+    const time_limit limit(ctx.timeout);
     waiting_report report(ctx);
     for (uint64_t waited = 0;; waited = ombrel_time_stamp_msec() - start) {
         const int result = platform::receive_at_once(s, buffer, size, nullptr, nullptr);
@@ -220,7 +232,7 @@ int receive_datagram(builtin_ctx& ctx, void* buffer, size_t size) {
             return result;
         if (result == -1 && errno != EINTR)
             return fail_by_system(ctx);
-        const int left = time_left(ctx.timeout, waited);
+        const int left = limit.left();
         const int step = report.pace(waited, left);
         if (left == 0)
             return fail(ctx, def_ombrel_ctx_error_timed_out);
