@@ -16,7 +16,8 @@
  *
  * The children of a map are above it and above its pixels; among siblings the head of the list is the
  * topmost. A window is clipped to all its ancestors. A map whose flags hold any of
- * #def_ombrel_fbmap_transparent is blended onto what lies below it.
+ * #def_ombrel_fbmap_transparent is blended onto what lies below it. A map without pixels covers nothing; it
+ * may hold windows together.
  *
  * The root's map is what the device shows. Where no window is any more, an opaque window's pixels stay until
  * something else is drawn there: a desktop is a window of the root's size. Transparent windows leave no

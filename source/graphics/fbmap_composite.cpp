@@ -12,6 +12,7 @@ namespace ombrel::fbmap {
 namespace {
 
 constexpr const char source_name[] = "source/fbmap_update";
+constexpr const char pass[] = "__ombrel_fbmap_redraw_region_recursive_internal";
 
 // Of areas inside the root.
 size_t first_column(const rectangle& area) {
@@ -85,12 +86,14 @@ composite_map* composite_for(ombrel_fbmap_t& root) {
     if (composite_map* present = existing_composite(root))
         return present;
     if (root.m_color_interface == 0) {
-        fail({source_name, __func__, __LINE__}, "master-fbmap's color-interface not defined !");
+        fail({source_name, pass, __LINE__}, "master-fbmap's color-interface not defined !");
         return nullptr;
     }
+    if (root.m_map == nullptr)
+        return nullptr;
     composite_map* const made = new_composite(root);
     if (made == nullptr)
-        fail({source_name, __func__, __LINE__}, "not enough memory ! (for composite_map)");
+        fail({source_name, pass, __LINE__}, "not enough memory ! (for composite_map)");
     else if ((root.m_flags & def_ombrel_fbmap_debug) != 0)
         ombrel_printf("fbmap: [DEBUG] composite map allocated.\n");
     root.m_composite_map = made;
@@ -100,16 +103,16 @@ composite_map* composite_for(ombrel_fbmap_t& root) {
 /// One recomposition of a root.
 class painter {
 public:
-    explicit painter(ombrel_fbmap_t& root)
-        : root_(root), pixels_(static_cast<unsigned char*>(root.m_map)),
-          composite_(existing_composite(root)) {}
+    /// `composite` is null when there is none; nothing is blended then.
+    painter(ombrel_fbmap_t& root, composite_map* composite)
+        : root_(root), pixels_(static_cast<unsigned char*>(root.m_map)), composite_(composite) {}
 
     void compose(const rectangle_node& node) {
         if (node.m_owner == nullptr)
             uncover(node.m_rectangle);
         else if ((node.m_flags & needs_blending) == 0)
             show(*node.m_owner, node.m_rectangle);
-        else if (composite_ != nullptr || (composite_ = composite_for(root_)) != nullptr)
+        else if (composite_ != nullptr)
             blend(node);
     }
 
@@ -212,12 +215,19 @@ private:
     composite_map* composite_;
 };
 
+bool need_blending(const rectangle_node* nodes) {
+    while (nodes != nullptr && (nodes->m_flags & needs_blending) == 0)
+        nodes = nodes->m_next;
+    return nodes != nullptr;
+}
+
 } // namespace
 
 void paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
+    composite_map* const composite = need_blending(nodes) ? composite_for(root) : existing_composite(root);
     if (root.m_map == nullptr)
         return;
-    painter to(root);
+    painter to(root, composite);
     for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
         to.compose(*node);
     for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)

@@ -91,8 +91,10 @@ inline unsigned char* pixel_at(const ombrel_fbmap_t& fbmap, uint32_t x, uint32_t
 constexpr bool is_hidden(const ombrel_fbmap_t& fbmap) {
     return (fbmap.m_flags & def_ombrel_fbmap_hidden) != 0;
 }
+/// Whether what lies below the window may show through. One without pixels, which may hold others together,
+/// covers nothing.
 constexpr bool is_transparent(const ombrel_fbmap_t& fbmap) {
-    return (fbmap.m_flags & def_ombrel_fbmap_transparent) != 0;
+    return fbmap.m_map == nullptr || (fbmap.m_flags & def_ombrel_fbmap_transparent) != 0;
 }
 
 /// One operation's functions for 8, 16, 24 and 32 bits.

@@ -179,7 +179,7 @@ int recompose(ombrel_fbmap_t& target, const rectangle& area, uint32_t mode) {
         return 0;
     rectangle_node* list = new_rectangle_node(area, nullptr, 0);
     if (list == nullptr)
-        return fail({source_name, __func__, __LINE__},
+        return fail({source_name, "__ombrel_fbmap_redraw_region_with_transfer_internal", __LINE__},
                     "not enough memory ! __ombrel_fbmap_new_rectangle_node_internal failed !");
     __ombrel_fbmap_redraw_region_recursive_internal(root_of(target).m_children, &target, &list,
                                                     mode & def_ombrel_fbmap_redraw_reached);

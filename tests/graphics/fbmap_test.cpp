@@ -311,6 +311,16 @@ TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
     EXPECT_EQ(0x646464u, display.at(3, 3)) << "it leaves none either";
 }
 
+TEST_F(Fbmap, a_window_without_pixels_covers_nothing) {
+    screen display(rgb565, 8, 8);
+    display.window(&display.root, 0, 0, 0, 0, 1);
+    ombrel_fbmap_t* const group = ombrel_new_fbmap(&display.root, 0, 0, 0, 0, 6, 6);
+    display.window(group, 1, 1, 2, 2, 2);
+    ombrel_fbmap_move(group, 1, 0);
+    EXPECT_EQ(std::make_tuple(1u, 2u, 2u, 1u),
+              std::make_tuple(display.at(1, 1), display.at(2, 1), display.at(3, 1), display.at(4, 1)));
+}
+
 TEST_F(Fbmap, resizing_keeps_the_top_left_part) {
     screen display(rgb565, 10, 10);
     ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 4, 4, 7);
@@ -364,8 +374,13 @@ TEST_F(Fbmap, unsupported_depths_and_null_are_refused) {
     EXPECT_EQ(-1, ombrel_fbmap_move(nullptr, 1, 1));
     EXPECT_EQ(-1, ombrel_destroy_fbmap(nullptr));
     EXPECT_EQ(0u, ombrel_fbmap_get_resx(nullptr));
+    ombrel_fbmap_t bare;
+    ombrel_init_fbmap(&bare, nullptr, own, 0, 0, 0, 4, 4);
+    ombrel_fbmap_use_alpha_window(ombrel_new_fbmap(&bare, own, rgb565, 0, 0, 0, 0), 1);
+    ombrel_destroy_fbmap(&bare);
     const std::string report = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(std::string::npos, report.find("<not supported>"));
+    EXPECT_NE(std::string::npos, report.find("<master-fbmap's color-interface not defined !>"));
     for (const char* name :
          {"fbmap:ombrel_fbmap_move", "fbmap:ombrel_destroy_fbmap", "fbmap_get:ombrel_fbmap_get_resx"})
         EXPECT_NE(std::string::npos, report.find(std::string("source/") + name)) << name;
