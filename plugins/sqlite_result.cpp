@@ -7,8 +7,17 @@
 
 namespace {
 
+// Callers may give a number that is none of the types, which an enumeration must not hold.
+unsigned type_number(const ombrel_ctx_db_value_t& value) {
+    unsigned number;
+    static_assert(sizeof number == sizeof value.m_type);
+    std::memcpy(&number, &value.m_type, sizeof number);
+    return number;
+}
+
 bool has_bytes(const ombrel_ctx_db_value_t& value) {
-    return value.m_type == def_ombrel_ctx_db_text || value.m_type == def_ombrel_ctx_db_blob;
+    const unsigned type = type_number(value);
+    return type == def_ombrel_ctx_db_text || type == def_ombrel_ctx_db_blob;
 }
 
 // A null pointer would bind a null value.
@@ -17,7 +26,7 @@ const char* bytes_of(const ombrel_ctx_db_value_t& value) {
 }
 
 int bind_value(sqlite3_stmt* to, int index, const ombrel_ctx_db_value_t& value) {
-    switch (value.m_type) {
+    switch (type_number(value)) {
     case def_ombrel_ctx_db_null:
         return sqlite3_bind_null(to, index);
     case def_ombrel_ctx_db_integer:

@@ -43,8 +43,6 @@ int for_each_input(const option_walk& options, Work work) {
     return exit_code(good);
 }
 
-// ---- base64 ----
-
 struct base64_closer {
     ombrel_base64_t* coder;
     ~base64_closer() { ombrel_close_base64(coder); }
@@ -66,11 +64,11 @@ bool read_number(const char* text, uint32_t& number) {
 
 bool read_base64_options(option_walk& arguments, base64_options& options) {
     while (arguments.next()) {
-        if (arguments.is("-d", "--decode"))
+        if (arguments.is('d', "decode"))
             options.decode = true;
-        else if (arguments.is("-i", "--ignore-garbage"))
+        else if (arguments.is('i', "ignore-garbage"))
             options.lenient = true;
-        else if (!arguments.is("-w", "--wrap") || !read_number(arguments.value(), options.columns))
+        else if (!arguments.takes('w', "wrap") || !read_number(arguments.value(), options.columns))
             return false;
     }
     return arguments.only_operand() != nullptr;
@@ -127,16 +125,12 @@ int run_base64(int argc, char** argv) {
     return convert_base64(options, arguments.only_operand());
 }
 
-// ---- cat ----
-
 int run_cat(int argc, char** argv) {
     option_walk arguments(argc, argv);
-    if (arguments.next() && !arguments.is("--", "--"))
+    if (arguments.next())
         return refuse("cat");
     return for_each_input(arguments, [](const char* name) { return read_input("cat", name, put_bytes); });
 }
-
-// ---- digest ----
 
 bool print_digest(const digest_algorithm& algorithm, const char* name) {
     digest_state state;
@@ -158,15 +152,13 @@ int run_digest(int argc, char** argv) {
     option_walk arguments(argc, argv);
     const digest_algorithm* algorithm = &digest_algorithms[0];
     while (arguments.next()) {
-        const char* const name = arguments.is("-a", "--algorithm") ? arguments.value() : nullptr;
+        const char* const name = arguments.takes('a', "algorithm") ? arguments.value() : nullptr;
         algorithm = name != nullptr ? find_digest_algorithm(name) : nullptr;
         if (algorithm == nullptr)
             return refuse("digest");
     }
     return for_each_input(arguments, [=](const char* name) { return print_digest(*algorithm, name); });
 }
-
-// ---- help ----
 
 int run_help(int argc, char** argv) {
     if (argc == 1) {
@@ -180,8 +172,6 @@ int run_help(int argc, char** argv) {
         complain("help", argv[1], "no such command");
     return ombrel_execute_multicall_command(command, 2, arguments);
 }
-
-// ---- plugins ----
 
 const char* text_or(const char* text, const char* otherwise) {
     return text != nullptr ? text : otherwise;
@@ -220,7 +210,7 @@ private:
 
 int run_plugins(int argc, char** argv) {
     option_walk arguments(argc, argv);
-    if (arguments.next() && !arguments.is("--", "--"))
+    if (arguments.next())
         return refuse("plugins");
     loaded_plugins loaded(static_cast<size_t>(argc));
     bool good = loaded.add(nullptr);
@@ -233,8 +223,6 @@ int run_plugins(int argc, char** argv) {
     list_plugins();
     return exit_code(good);
 }
-
-// ---- version ----
 
 void print_version() {
     const uint32_t compiler = ombrel_get_compiler_version();
@@ -255,7 +243,7 @@ int run_version(int argc, char** argv) {
     option_walk arguments(argc, argv);
     bool as_xml = false;
     while (arguments.next()) {
-        if (!arguments.is("-x", "--xml"))
+        if (!arguments.is('x', "xml"))
             return refuse("version");
         as_xml = true;
     }

@@ -66,15 +66,27 @@ public:
     sink& operator=(const sink&) = delete;
 
     bool is_open() const { return file_ != nullptr; }
-    bool put(const char* bytes, size_t size) { return fwrite(bytes, 1, size, file_) == size; }
+    bool put(const char* bytes, size_t size) {
+        const bool good = fwrite(bytes, 1, size, file_) == size;
+        if (!good)
+            error_ = errno;
+        return good;
+    }
     /// False when what was written has not arrived. Of standard output the caller of the command tells.
     bool close() {
         FILE* const file = std::exchange(file_, nullptr);
-        return file == nullptr || file == stdout || fclose(file) == 0;
+        if (file == nullptr || file == stdout)
+            return true;
+        if (fclose(file) != 0 && error_ == 0)
+            error_ = errno;
+        return error_ == 0;
     }
+    /// Why.
+    int error() const { return error_; }
 
 private:
     FILE* file_;
+    int error_ = 0;
 };
 
 bool add_header(get_options& options, const char* line) {
@@ -93,13 +105,13 @@ bool is_number(const char* text) {
 bool read_options(option_walk& arguments, get_options& options) {
     bool good = true;
     while (good && arguments.next()) {
-        if (arguments.is("-v", "--verbose"))
+        if (arguments.is('v', "verbose"))
             options.verbose = true;
-        else if (arguments.is("-o", "--output"))
+        else if (arguments.takes('o', "output"))
             good = (options.output = arguments.value()) != nullptr;
-        else if (arguments.is("-H", "--header"))
+        else if (arguments.takes('H', "header"))
             good = add_header(options, arguments.value());
-        else if (arguments.is("-t", "--timeout"))
+        else if (arguments.takes('t', "timeout"))
             good = is_number(options.seconds = arguments.value());
         else
             good = false;
@@ -153,7 +165,7 @@ bool get(const get_options& options) {
     const bool copied = copy(from, options, to);
     if (to.close())
         return copied;
-    complain("get", name, strerror(errno));
+    complain("get", name, strerror(to.error()));
     return false;
 }
 

@@ -52,7 +52,7 @@ class MulticallTest(unittest.TestCase):
         for arguments, expected in ((["nothing"], 127), (["help", "nothing"], 127), (["--nothing"], 2), (["cat", "-x"], 2),
                                     (["digest", "-a"], 2), (["digest", "-a", "md6"], 2), (["base64", "-w", "x"], 2),
                                     (["base64", "-w", "9999999999"], 2), (["base64", "one", "long"], 2), (["get"], 2),
-                                    (["get", "-t", "1s", "a:"], 2), (["version", "x"], 2), (["count", "x"], 2)):
+                                    (["get", "-t", "1s", "a:"], 2), (["version", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
             status, output, errors = run(TOOL, *arguments)
             self.assertEqual((expected, b""), (status, output), arguments)
             self.assertIn("usage: " + arguments[0] if expected == 2 and arguments[0][0] != "-" else "nothing", errors)
@@ -78,7 +78,9 @@ class MulticallTest(unittest.TestCase):
                 coded = run(TOOL, "base64", "-w", wrap, name)
                 self.assertEqual(run("base64", "-w", wrap, name), coded)
                 self.assertEqual(run("cat", name), run(TOOL, "base64", "-d", data=coded[1]))
-        self.assertEqual((0, b"abc", ""), run(TOOL, "base64", "-d", "-i", data=b"Y-W\xffJj!"))
+        for wrap in ("-w5", "--wrap=5"):
+            self.assertEqual(run("base64", wrap, "long"), run(TOOL, "base64", wrap, "long"))
+        self.assertEqual((0, b"abc", ""), run(TOOL, "base64", "-di", data=b"Y-W\xffJj!"))
         for bad in (b"YW?Jj", b"YWJ"):
             status, _, errors = run(TOOL, "base64", "-d", data=bad)
             self.assertEqual((1, "base64: -: invalid input\n"), (status, errors))
@@ -101,6 +103,7 @@ class MulticallTest(unittest.TestCase):
         self.assertEqual((0, b"", ""), run(TOOL, "get", "-o", "copy", "long"))
         self.assertEqual(0, run("cmp", "copy", "long")[0])
         self.assertEqual((1, b"", "get: missing: not found\n"), run(TOOL, "get", "missing"))
+        self.assertEqual((1, b"", "get: /dev/full: No space left on device\n"), run(TOOL, "get", "-o", "/dev/full", "long"))
         self.assertEqual((1, b"", "get: xyz://y: not supported by any plug-in\n"), run(TOOL, "get", "xyz://y"))
 
     def test_get_by_the_plugin_that_is_found(self):
