@@ -26,7 +26,7 @@ int push_stream(int stream, unsigned char* buffer, Push push) {
         // A test for readability that fails counts as one without success.
         if (ombrel_ctx_is_readable(stream, readable_wait_ms) > 0) {
             const int got = ombrel_ctx_read(stream, buffer, read_size);
-            if (got <= 0)
+            if (got <= 0 || static_cast<size_t>(got) > read_size)
                 return got == 0 ? 0 : -1;
             push(buffer, static_cast<size_t>(got));
         } else if (ombrel_time_stamp_msec() - start > stalled_ms) {
