@@ -261,10 +261,8 @@ constexpr ombrel_ctx0_v0_interface_t table = {
 
 } // namespace
 
-extern "C" {
-
-OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size);
-OMBREL_API int ombrel_plugin_uninitialize(void);
+OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size);
+OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void);
 
 int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
     if (hint == nullptr || interface_table == nullptr || size == nullptr ||
@@ -280,5 +278,3 @@ int ombrel_plugin_uninitialize(void) {
     curl_global_cleanup();
     return 0;
 }
-
-} // extern "C"

@@ -387,10 +387,8 @@ constexpr ombrel_ctx0_v1_interface_t table = {
 
 } // namespace
 
-extern "C" {
-
-OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size);
-OMBREL_API int ombrel_plugin_uninitialize(void);
+OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size);
+OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void);
 
 int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
     if (hint == nullptr || interface_table == nullptr || size == nullptr || sqlite3_initialize() != SQLITE_OK)
@@ -405,5 +403,3 @@ int ombrel_plugin_initialize(const char** hint, const void** interface_table, si
 int ombrel_plugin_uninitialize(void) {
     return 0;
 }
-
-} // extern "C"

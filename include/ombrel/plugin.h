@@ -29,6 +29,19 @@
 
 OMBREL_BEGIN_C
 
+#if defined(_WIN32)
+#define OMBREL_PLUGIN_EXPORT __declspec(dllexport)
+#else
+/** Marks what a plug-in's library exports. */
+#define OMBREL_PLUGIN_EXPORT __attribute__((visibility("default")))
+#endif
+#if defined(__cplusplus)
+#define OMBREL_PLUGIN_API extern "C" OMBREL_PLUGIN_EXPORT
+#else
+/** Begins the two functions of a plug-in, in C and C++: exported under their plain names. */
+#define OMBREL_PLUGIN_API OMBREL_PLUGIN_EXPORT
+#endif
+
 /** The name of the initialise function unless the loader gives another. */
 #define def_ombrel_plugin_initialize_name "ombrel_plugin_initialize"
 /** The name of the uninitialise function unless the loader gives another. */

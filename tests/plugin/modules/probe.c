@@ -10,7 +10,7 @@
 
 #include "probe.h"
 
-OMBREL_API probe_state_t probe_state;
+OMBREL_PLUGIN_EXPORT probe_state_t probe_state;
 
 /* The option "refuse" is the error to refuse with; "nested" opens another context meanwhile; "close" tries to
  * close the context that is being opened. */
@@ -179,7 +179,8 @@ static ombrel_ctx0_v1_interface_t table = {{def_ombrel_interface_kind_ctx, 0, PR
                                            probe_get_field_name,
                                            NULL};
 
-OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
+OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table,
+                                               size_t* size) {
     PROBE_WRITE(probe_state.entered, 1);
     while (PROBE_READ(probe_state.gate))
         ombrel_load_balance_short();
@@ -194,7 +195,7 @@ OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interfac
 #if PROBE_HALF
 #define ombrel_plugin_uninitialize probe_finish
 #endif
-OMBREL_API int ombrel_plugin_uninitialize(void) {
+OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void) {
     probe_state.uninitialized++;
     return 0;
 }
