@@ -29,9 +29,10 @@ static int hex_write(int ctx, const void* data, size_t size) {
     return -1;
 }
 
-static int hex_is_readable(int ctx, int timeout_ms) {
-    (void)timeout_ms; /* No other thread writes: there is nothing to wait for. */
-    return ombrel_get_buffer_size(ombrel_ctx_get_plugin_data(ctx)) > 0;
+static int hex_is_ready(int ctx, int timeout_ms) {
+    (void)ctx;
+    (void)timeout_ms; /* There is nothing to wait for: an empty buffer is the end. */
+    return 1;
 }
 
 static int hex_read(int ctx, void* buffer, size_t size) {
@@ -41,7 +42,7 @@ static int hex_read(int ctx, void* buffer, size_t size) {
     unsigned char byte;
     char* text = buffer;
     size_t length = 0;
-    if (size < 2) {
+    if (size == 1) {
         ombrel_ctx_set_last_error(ctx, def_ombrel_ctx_error_invalid_argument);
         return -1;
     }
@@ -57,17 +58,19 @@ static const ombrel_ctx0_v0_interface_t table = {.m_kind = def_ombrel_interface_
                                                  .m_version = 0,
                                                  .m_open = hex_open,
                                                  .m_close = hex_close,
-                                                 .m_write = hex_write,
+                                                 .m_is_readable = hex_is_ready,
                                                  .m_read = hex_read,
-                                                 .m_is_readable = hex_is_readable};
+                                                 .m_is_writable = hex_is_ready,
+                                                 .m_write = hex_write};
 
-OMBREL_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size) {
+OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table,
+                                               size_t* size) {
     *hint = "application/example_hex";
     *interface_table = &table;
     *size = sizeof(table);
     return 0;
 }
 
-OMBREL_API int ombrel_plugin_uninitialize(void) {
+OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void) {
     return 0;
 }
