@@ -7,6 +7,7 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
+#include "core/deadline.h"
 #include "network/endpoint.h"
 #include "platform/stream_socket.h"
 #include "plugin/stream_control.h"
@@ -88,7 +89,7 @@ int accept_waiting(builtin_ctx& ctx, tcp_state& state) {
 }
 
 /// Waits for the peer of a listening stream: 1, 0 when the time ran out, -1 with the error set.
-int wait_for_peer(builtin_ctx& ctx, const time_limit& limit) {
+int wait_for_peer(builtin_ctx& ctx, const deadline& limit) {
     tcp_state& state = state_of<tcp_state>(ctx);
     while (!has_peer(state)) {
         const int ready = wait_for(ctx, state.listener, platform::readiness::read, limit.left());
@@ -101,14 +102,14 @@ int wait_for_peer(builtin_ctx& ctx, const time_limit& limit) {
 
 /// The peer's socket within the stream's time limit, or none with the error set.
 int need_peer(builtin_ctx& ctx) {
-    const int result = wait_for_peer(ctx, time_limit(ctx.timeout));
+    const int result = wait_for_peer(ctx, deadline(ctx.timeout));
     if (result == 0)
         fail(ctx, def_ombrel_ctx_error_timed_out);
     return result > 0 ? state_of<tcp_state>(ctx).socket : none;
 }
 
 int is_ready(builtin_ctx& ctx, platform::readiness kind, int timeout_ms) {
-    const time_limit limit(timeout_ms);
+    const deadline limit(timeout_ms);
     const int result = wait_for_peer(ctx, limit);
     return result > 0 ? wait_for(ctx, state_of<tcp_state>(ctx).socket, kind, limit.left()) : result;
 }

@@ -16,6 +16,7 @@
 #include <ombrel/string.h>
 #include <ombrel/time.h>
 
+#include "core/deadline.h"
 #include "network/endpoint.h"
 #include "network/socket_guard.h"
 #include "platform/multicast.h"
@@ -224,7 +225,7 @@ private:
 int receive_datagram(builtin_ctx& ctx, void* buffer, size_t size) {
     const int s = state_of<udp_state>(ctx).socket;
     const uint64_t start = ombrel_time_stamp_msec();
-    const time_limit limit(ctx.timeout);
+    const deadline limit(ctx.timeout);
     waiting_report report(ctx);
     for (uint64_t waited = 0;; waited = ombrel_time_stamp_msec() - start) {
         const int result = platform::receive_at_once(s, buffer, size, nullptr, nullptr);

@@ -1,8 +1,8 @@
 #include "plugin/stream_transfer.h"
 
-#include <algorithm>
 #include <cerrno>
 
+#include "core/deadline.h"
 #include "platform/file.h"
 #include "platform/pipe.h"
 #include "platform/stream_socket.h"
@@ -35,21 +35,11 @@ bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness k
 
 } // namespace
 
-time_limit::time_limit(int milliseconds) : milliseconds_(milliseconds) {
-    ombrel_init_timer(&timer_, static_cast<uint64_t>(std::max(milliseconds, 0)));
-}
-
-int time_limit::left() const {
-    uint64_t left = 0;
-    ombrel_check_timer_ex(&timer_, &left);
-    return milliseconds_ > 0 ? static_cast<int>(left) : milliseconds_;
-}
-
 int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int timeout_ms) {
-    const time_limit limit(timeout_ms);
-    for (int left = timeout_ms;; left = limit.left()) {
+    const deadline limit(timeout_ms);
+    while (true) {
         platform::poll_request request{descriptor, kind, false};
-        const int ready = platform::poll_descriptors(&request, 1, left);
+        const int ready = platform::poll_descriptors(&request, 1, limit.left());
         if (ready >= 0)
             return ready;
         if (errno != EINTR)

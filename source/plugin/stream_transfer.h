@@ -1,26 +1,10 @@
 // Reading and writing descriptors within the time limit of a stream.
 #pragma once
 
-#include <ombrel/timer.h>
-
 #include "platform/poll.h"
 #include "plugin/builtin_kind.h"
 
 namespace ombrel {
-
-/// Milliseconds that several waits share.
-class time_limit {
-public:
-    /// Negative for no limit.
-    explicit time_limit(int milliseconds);
-
-    /// What is left of them, 0 once they have passed; negative for no limit.
-    int left() const;
-
-private:
-    int milliseconds_;
-    ombrel_timer_t timer_;
-};
 
 /// Waits for a descriptor, however often a signal interrupts: 1 when it is ready, 0 when the time ran out, -1
 /// with the error set.

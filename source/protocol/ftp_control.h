@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/deadline.h"
 #include "network/endpoint.h"
-#include "protocol/deadline.h"
 #include "protocol/ftp_reply.h"
 #include "protocol/transfer_error.h"
 

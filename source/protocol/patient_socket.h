@@ -7,7 +7,7 @@
 #include <ombrel/select.h>
 #include <ombrel/socket.h>
 
-#include "protocol/deadline.h"
+#include "core/deadline.h"
 
 namespace ombrel::protocol {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <span>
 
+#include "core/deadline.h"
 #include "network/endpoint.h"
-#include "protocol/deadline.h"
 #include "protocol/tftp_packet.h"
 #include "protocol/transfer_error.h"
 
