@@ -1,5 +1,6 @@
 #include "graphics/fbmap_composite.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <ombrel/bitmap.h>
@@ -107,26 +108,50 @@ public:
     painter(ombrel_fbmap_t& root, composite_map* composite)
         : root_(root), pixels_(static_cast<unsigned char*>(root.m_map)), composite_(composite) {}
 
-    void compose(const rectangle_node& node) {
+    /// What shows one window, or none any more.
+    void replace(const rectangle_node& node) {
         if (node.m_owner == nullptr)
             uncover(node.m_rectangle);
-        else if ((node.m_flags & needs_blending) == 0)
+        else
             show(*node.m_owner, node.m_rectangle);
-        else if (composite_ != nullptr)
-            blend(node);
     }
 
-    /// To be called for all nodes once all are composed.
-    void finish(const rectangle_node& node) {
-        if (composite_ != nullptr && node.m_owner != nullptr && is_lowest_blended(node)) {
-            composite_->copy(pixels_, composite_->blended(), node.m_rectangle);
-            unite(root_.m_update_region, node.m_rectangle);
+    /// What shows several windows, of all nodes within `area`, by bands of rows that stay in the cache.
+    void blend_all(const rectangle_node* nodes, const rectangle& area) {
+        if (composite_ == nullptr || is_empty(area))
+            return;
+        // A pixel has no whole byte at some depths that are not supported.
+        const int64_t row_bytes = int64_t{area.m_w} * std::max(composite_->pixel_size, 1u);
+        const int64_t rows = 1 + band_bytes / row_bytes;
+        for (int64_t top = area.m_y; top < bottom_of(area); top += rows) {
+            const rectangle band =
+                between(area.m_x, top, right_of(area), std::min(top + rows, bottom_of(area)));
+            for_each_blended(nodes, band, [&](auto& node, auto& part) { blend(node, part); });
+            for_each_blended(nodes, band, [&](auto& node, auto& part) { finish(node, part); });
         }
     }
 
 private:
+    static constexpr int64_t band_bytes = 65536;
+
     static bool is_lowest_blended(const rectangle_node& node) {
         return (node.m_flags & (needs_blending | settled)) == needs_blending;
+    }
+
+    template<typename Work>
+    static void for_each_blended(const rectangle_node* node, const rectangle& band, Work work) {
+        rectangle part;
+        for (; node != nullptr; node = node->m_next)
+            if ((node->m_flags & needs_blending) != 0 &&
+                ombrel_sep_overlap_window(&node->m_rectangle, &band, &part, nullptr) == 1)
+                work(*node, part);
+    }
+
+    void finish(const rectangle_node& node, const rectangle& area) {
+        if (!is_lowest_blended(node))
+            return;
+        composite_->copy(pixels_, composite_->blended(), area);
+        unite(root_.m_update_region, area);
     }
 
     static void get_box(ombrel_fbmap_t& owner, ombrel_bitmap_t to, const rectangle& area, uint32_t mode) {
@@ -147,8 +172,7 @@ private:
         unite(root_.m_update_region, area);
     }
 
-    void blend(const rectangle_node& node) {
-        const rectangle& area = node.m_rectangle;
+    void blend(const rectangle_node& node, const rectangle& area) {
         const bool transparent = is_transparent(*node.m_owner);
         if (is_lowest_blended(node)) {
             if (transparent)
@@ -166,26 +190,37 @@ private:
         return composite_->bitmap(pixels, root_.m_color_interface);
     }
 
-    bool is_marked(size_t x, size_t y) const { return composite_->marks()[y * composite_->resx + x] != 0; }
-
-    // Whether the root shows there what was blended for it last.
-    bool shows_blended(size_t x, size_t y) const {
-        const size_t offset = composite_->pixel_offset(x, y);
-        return is_marked(x, y) &&
-               memcmp(pixels_ + offset, composite_->blended() + offset, composite_->pixel_size) == 0;
-    }
-
+    // Calls work(offset, bytes, shown) for all of an area; `shown` is whether the root shows there what was
+    // blended for it last.
     template<typename Work>
-    void for_each_pixel(const rectangle& area, Work work) const {
-        for (size_t y = first_row(area); y < first_row(area) + area.m_h; ++y)
-            for (size_t x = first_column(area); x < first_column(area) + area.m_w; ++x)
-                work(x, y);
+    void sort_out(const rectangle& area, Work work) const {
+        const size_t left = first_column(area), right = left + area.m_w;
+        for (size_t y = first_row(area); y < first_row(area) + area.m_h; ++y) {
+            const unsigned char* const marks = composite_->marks() + y * composite_->resx;
+            for (size_t x = left, end; x < right; x = end) {
+                const void* const other = memchr(marks + x, marks[x] ^ 1, right - x);
+                end = other != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(other) - marks)
+                                       : right;
+                const size_t offset = composite_->pixel_offset(x, y), bytes = (end - x) * pixel_size();
+                if (marks[x] == 0)
+                    work(offset, bytes, false);
+                else if (is_same(offset, bytes))
+                    work(offset, bytes, true);
+                else
+                    for (size_t i = 0; i < bytes; i += pixel_size())
+                        work(offset + i, pixel_size(), is_same(offset + i, pixel_size()));
+            }
+        }
     }
+    bool is_same(size_t offset, size_t bytes) const {
+        return memcmp(pixels_ + offset, composite_->blended() + offset, bytes) == 0;
+    }
+    size_t pixel_size() const { return composite_->pixel_size; }
 
     void keep_root_pixels(const rectangle& area) {
-        for_each_pixel(area, [&](size_t x, size_t y) {
-            if (!shows_blended(x, y))
-                copy_pixel(composite_->below(), pixels_, x, y);
+        sort_out(area, [&](size_t offset, size_t bytes, bool shown) {
+            if (!shown)
+                memcpy(composite_->below() + offset, pixels_ + offset, bytes);
         });
     }
 
@@ -194,10 +229,10 @@ private:
         if (composite_ == nullptr)
             return;
         bool changed = false;
-        for_each_pixel(area, [&](size_t x, size_t y) {
-            if (!shows_blended(x, y))
+        sort_out(area, [&](size_t offset, size_t bytes, bool shown) {
+            if (!shown)
                 return;
-            copy_pixel(pixels_, composite_->below(), x, y);
+            memcpy(pixels_ + offset, composite_->below() + offset, bytes);
             changed = true;
         });
         composite_->mark(area, 0);
@@ -205,33 +240,32 @@ private:
             unite(root_.m_update_region, area);
     }
 
-    void copy_pixel(unsigned char* to, const unsigned char* from, size_t x, size_t y) const {
-        const size_t offset = composite_->pixel_offset(x, y);
-        memcpy(to + offset, from + offset, composite_->pixel_size);
-    }
-
     ombrel_fbmap_t& root_;
     unsigned char* pixels_;
     composite_map* composite_;
 };
 
-bool need_blending(const rectangle_node* nodes) {
-    while (nodes != nullptr && (nodes->m_flags & needs_blending) == 0)
-        nodes = nodes->m_next;
-    return nodes != nullptr;
+// The rectangle around all that needs blending.
+rectangle blended_area(const rectangle_node* nodes) {
+    rectangle area = {};
+    for (; nodes != nullptr; nodes = nodes->m_next)
+        if ((nodes->m_flags & needs_blending) != 0)
+            unite(area, nodes->m_rectangle);
+    return area;
 }
 
 } // namespace
 
 void paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
-    composite_map* const composite = need_blending(nodes) ? composite_for(root) : existing_composite(root);
+    const rectangle area = blended_area(nodes);
+    composite_map* const composite = is_empty(area) ? existing_composite(root) : composite_for(root);
     if (root.m_map == nullptr)
         return;
     painter to(root, composite);
     for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
-        to.compose(*node);
-    for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
-        to.finish(*node);
+        if ((node->m_flags & needs_blending) == 0)
+            to.replace(*node);
+    to.blend_all(nodes, area);
 }
 
 } // namespace ombrel::fbmap

@@ -49,6 +49,7 @@ private:
     void convert(unsigned char* to, const unsigned char* from, size_t count) const;
     void convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_directly(unsigned char* to, const unsigned char* from, size_t count) const;
+    void blend_packed(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_565(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_fields(unsigned char* to, const unsigned char* from, size_t count) const;

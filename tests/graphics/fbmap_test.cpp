@@ -311,6 +311,19 @@ TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
     EXPECT_EQ(0x646464u, display.at(3, 3)) << "it leaves none either";
 }
 
+TEST_F(Fbmap, large_windows_are_blended_throughout) {
+    screen display(argb8888, 190, 300);
+    display.window(&display.root, 0, 0, 0, 0, 0xFF8899AA);
+    model expected(display);
+    ombrel_fbmap_t* const glass = display.window(&display.root, -5, 0, 190, 290, 0x33445566);
+    for (int32_t i = 0; i < 10; i++)
+        fill(*glass, {i * 11, i * 27, 90, 45}, 0xFF000000 + static_cast<uint32_t>(i) * 1234567);
+    ombrel_fbmap_use_alpha_pixel(glass, 1);
+    EXPECT_TRUE(expected.shown() == display.device);
+    ombrel_fbmap_move(glass, 20, 7);
+    EXPECT_TRUE(expected.shown() == display.device);
+}
+
 TEST_F(Fbmap, a_window_without_pixels_covers_nothing) {
     screen display(rgb565, 8, 8);
     display.window(&display.root, 0, 0, 0, 0, 1);
