@@ -58,7 +58,7 @@ protected:
             size_t found = 0;
             for (const claim_record* claim = head; claim != nullptr; claim = claim->next)
                 found++;
-            const int write_end = head != nullptr ? head->write_end : -1;
+            const int write_end = head != nullptr ? __atomic_load_n(&head->write_end, __ATOMIC_RELAXED) : -1;
             ombrel_short_unlock(&lock.m_guard);
             if (found >= count)
                 return write_end;

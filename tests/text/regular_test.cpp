@@ -183,7 +183,7 @@ TEST_F(Regular, SearchesLongSubjectsToTheirEnd) {
 }
 
 TEST_F(Regular, EndsOnEveryPattern) {
-    const std::string subject(20000, 'a');
+    const std::string subject(5000, 'a');
     for (const char* pattern :
          {"(a*)*b", "(((a+)+)+)+$b", "a*a*a*a*a*a*a*a*b", "(a|a)*b", "(a*?)*?b", "(a?)*b"})
         EXPECT_EQ(match(pattern, subject), -6) << pattern;

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-extern "C" char** environ;
+extern "C" char** environ; // NOLINT(readability-redundant-declaration): not every unistd.h has it
 
 namespace ombrel::platform {
 
