@@ -207,7 +207,7 @@ OMBREL_API int ombrel_compare_mime_type(const char* a, const char* b);
  * @brief Whether a hint covers a MIME type.
  *
  * The hint's patterns are separated by ";" or "|" and matched in either case with the wildcards of pattern.h:
- * "application/tuk_stream*" covers every type that begins so.
+ * "application/tuk_stream*" covers every type that begins so. A space is a character like any other.
  * @param hint      the patterns; null covers every type
  * @param mime_type the type; null is the empty text
  * @return 0 when a pattern matches; -1 when none does

@@ -15,7 +15,7 @@ namespace ombrel::plugin {
 
 namespace {
 
-constexpr plugin_use not_loaded{-1, 0};
+constexpr const char tag[] = "ombrel_plugin_initialize_builtin_plugin";
 
 struct auto_load_entry {
     const char* path;
@@ -25,17 +25,16 @@ struct auto_load_entry {
 };
 
 auto_load_entry table[] = {
-    {"ombrel_plugin_curl" OMBREL_LIBRARY_SUFFIX, nullptr, 0, not_loaded},
-    {nullptr, nullptr, 0, not_loaded},
+    {"ombrel_plugin_curl" OMBREL_LIBRARY_SUFFIX, nullptr, 0, {}},
+    {nullptr, nullptr, 0, {}},
 };
 
 /// The directories of OMBREL_PLUGIN_PATH; where it is not set, that of the installed plug-ins beside this
 /// library.
 heap_ptr<char> usual_places() {
     if (const char* const given = platform::trusted_environment_variable("OMBREL_PLUGIN_PATH"))
-        return heap_ptr<char>(ombrel_strdup_tag(given, "usual_places", __LINE__));
-    const heap_ptr<char> directory(
-        ombrel_alloc_dirname_tag(platform::own_library_path(), "usual_places", __LINE__));
+        return heap_ptr<char>(ombrel_strdup_tag(given, tag, __LINE__));
+    const heap_ptr<char> directory(ombrel_alloc_dirname_tag(platform::own_library_path(), tag, __LINE__));
     return heap_ptr<char>(directory ? ombrel_alloc_sprintf("%s/ombrel_tuk/plugins", directory.get())
                                     : nullptr);
 }
@@ -52,9 +51,8 @@ void auto_load() {
 }
 
 void auto_unload() {
-    for (auto_load_entry* entry = table; entry->path != nullptr; entry++) {
-        drop_plugin_use(std::exchange(entry->use, not_loaded));
-    }
+    for (auto_load_entry* entry = table; entry->path != nullptr; entry++)
+        drop_plugin_use(std::exchange(entry->use, {}));
 }
 
 } // namespace ombrel::plugin

@@ -16,7 +16,7 @@ namespace ombrel::plugin {
 
 struct context {
     int32_t handle = -1;
-    plugin_use base_plugin{-1, 0};
+    plugin_use base_plugin;
     plugin_binding bound;
     const ombrel_ctx0_v0_interface_t* table = nullptr; // the bound plug-in's
     ombrel_value_t options{};

@@ -144,7 +144,7 @@ entry add_record(unlisted_record& made) {
     plugin_record& record = *made;
     record.m_handle = register_instance(plugin_type, &record);
     if (record.m_handle == -1)
-        return {nullptr, true, 0};
+        return {};
     record.m_bound_count = 1;
     link(record);
     return {made.release(), true, record.era};
@@ -299,10 +299,10 @@ plugin_use load_plugin(const char* path, const char* search_list, const char* in
     unlisted_record made(path != nullptr ? path : def_ombrel_builtin_plugin_name);
     if (!made ||
         !(take_builtin(*made) || import_functions(*made, search_list, initialize_name, uninitialize_name)))
-        return {-1, 0};
+        return {};
     const entry entered = enter_registry(made);
     if (entered.record == nullptr)
-        return {-1, 0};
+        return {};
     const int handle = entered.is_new ? initialize(*entered.record) : wait_until_initialized(*entered.record);
     unbind_plugin(entered.record);
     return {handle, entered.era};

@@ -27,8 +27,8 @@ using plugin_pin = instance_pin<plugin_record>;
 /// A use that the library itself has: dropping all uses of a plug-in takes it away, and uses that are made
 /// later are not its.
 struct plugin_use {
-    int handle; ///< below 0 for none
-    unsigned era;
+    int handle = -1; ///< below 0 for none
+    unsigned era = 0;
 };
 
 plugin_use load_plugin(const char* path, const char* search_list,
