@@ -15,10 +15,12 @@ constexpr double sine_of(double radians) {
 
 constexpr std::array<int64_t, 91> make_quarter() {
     std::array<int64_t, 91> sines{};
-    for (int degree = 0; degree <= 90; degree++)
-        // NOLINTNEXTLINE(bugprone-incorrect-roundings): none is negative, and this rounds at compile time
-        sines[static_cast<size_t>(degree)] = static_cast<int64_t>(
-            sine_of(degree * 3.14159265358979323846 / 180) * (int64_t{1} << text_turn::fraction_bits) + 0.5);
+    for (int degree = 0; degree <= 90; degree++) {
+        const double scaled =
+            sine_of(degree * 3.14159265358979323846 / 180) * (int64_t{1} << text_turn::fraction_bits);
+        // None is negative, and this rounds at compile time. NOLINTNEXTLINE(bugprone-incorrect-roundings)
+        sines[static_cast<size_t>(degree)] = static_cast<int64_t>(scaled + 0.5);
+    }
     return sines;
 }
 
