@@ -24,6 +24,28 @@ OMBREL_BEGIN_C
 #define def_ombrel_builtin_plugin_name "ombrel_plugin_builtin"
 
 /**
+ * @name Kinds
+ * What the built-in plug-in took an open context for, by its MIME type. ombrel_ctx_get_plugin_descriptor()
+ * gives it while the context is bound to this plug-in.
+ * @{
+ */
+#define def_ombrel_builtin_kind_none (-1) /**< a type that it does not serve */
+#define def_ombrel_builtin_kind_base 0    /**< application/tuk_base */
+#define def_ombrel_builtin_kind_multicall                                                                    \
+    1 /**< application/tuk_multicall, application/tuk_multicall_builtin */
+#define def_ombrel_builtin_kind_stream 100 /**< application/tuk_stream, whichever stream the source names */
+#define def_ombrel_builtin_kind_stream_file 101 /**< application/tuk_stream_file */
+#define def_ombrel_builtin_kind_stream_tftp 102 /**< application/tuk_stream_tftp */
+#define def_ombrel_builtin_kind_stream_ftp 103  /**< application/tuk_stream_ftp */
+#define def_ombrel_builtin_kind_stream_pipe 104 /**< application/tuk_stream_pipe */
+#define def_ombrel_builtin_kind_stream_udp 105  /**< application/tuk_stream_udp */
+#define def_ombrel_builtin_kind_stream_tcp 106  /**< application/tuk_stream_tcp */
+#define def_ombrel_builtin_kind_fb 200          /**< application/tuk_fb */
+#define def_ombrel_builtin_kind_linuxfb 201     /**< application/tuk_linuxfb */
+#define def_ombrel_builtin_kind_windows_dib 202 /**< application/tuk_windows_dib */
+/** @} */
+
+/**
  * @brief The built-in plug-in's initialise function, as ombrel_plugin_initialize_t says; the registry calls
  * it.
  * @param hint            receives the MIME types it serves, a static text; may be null

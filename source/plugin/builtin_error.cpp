@@ -43,6 +43,7 @@ constexpr std::array meanings{
     meaning{ENETDOWN, def_ombrel_ctx_error_disconnected},
     meaning{EINVAL, def_ombrel_ctx_error_invalid_argument},
     meaning{EISDIR, def_ombrel_ctx_error_invalid_argument},
+    meaning{ENOTTY, def_ombrel_ctx_error_invalid_argument},
     meaning{EMSGSIZE, def_ombrel_ctx_error_invalid_argument},
     meaning{ENAMETOOLONG, def_ombrel_ctx_error_invalid_argument},
     meaning{EOVERFLOW, def_ombrel_ctx_error_invalid_argument},

@@ -27,6 +27,6 @@ int open_fb(builtin_ctx& ctx) {
 
 } // namespace
 
-const builtin_kind builtin_fb = fb_kind<fb_root>(open_fb);
+constinit const builtin_kind builtin_fb = fb_kind<fb_root>(open_fb);
 
 } // namespace ombrel

@@ -188,6 +188,6 @@ int control_linuxfb(builtin_ctx& ctx, uint32_t code, void* record, size_t size) 
 
 } // namespace
 
-const builtin_kind builtin_linuxfb = fb_kind<linuxfb>(open_linuxfb, close_linuxfb, control_linuxfb);
+constinit const builtin_kind builtin_linuxfb = fb_kind<linuxfb>(open_linuxfb, close_linuxfb, control_linuxfb);
 
 } // namespace ombrel

@@ -33,7 +33,7 @@ int control_multicall(builtin_ctx& ctx, uint32_t code, void* record, size_t size
 
 } // namespace
 
-const builtin_kind builtin_multicall = {
+constinit const builtin_kind builtin_multicall = {
     .open = open_multicall,
     .control = control_multicall,
 };

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include <ombrel/builtin_plugin.h>
 #include <ombrel/ctx_interface.h>
 #include <ombrel/heap.h>
 #include <ombrel/output.h>
@@ -31,24 +32,26 @@ constinit const builtin_kind base{.open = accept};
 
 struct served_type {
     const char* mime_type;
+    int code;                 ///< def_ombrel_builtin_kind_…
     const builtin_kind* kind; ///< null for a stream of any kind
     string_view scheme;       ///< of a stream's URI
 };
 
 constexpr std::array served_types{
-    served_type{"application/tuk_base", &base, {}},
-    served_type{"application/tuk_stream", nullptr, {}},
-    served_type{"application/tuk_stream_file", &builtin_file, "file"},
-    served_type{"application/tuk_stream_pipe", &builtin_pipe, "pipe"},
-    served_type{"application/tuk_stream_tftp", &builtin_tftp, "tftp"},
-    served_type{"application/tuk_stream_ftp", &builtin_ftp, "ftp"},
-    served_type{"application/tuk_stream_udp", &builtin_udp, "udp"},
-    served_type{"application/tuk_stream_tcp", &builtin_tcp, "tcp"},
-    served_type{"application/tuk_fb", &builtin_fb, {}},
-    served_type{"application/tuk_linuxfb", &builtin_linuxfb, {}},
-    served_type{"application/tuk_windows_dib", &builtin_windows_dib, {}},
-    served_type{"application/tuk_multicall", &builtin_multicall, {}},
-    served_type{"application/tuk_multicall_builtin", &builtin_multicall, {}},
+    served_type{"application/tuk_base", def_ombrel_builtin_kind_base, &base, {}},
+    served_type{"application/tuk_stream", def_ombrel_builtin_kind_stream, nullptr, {}},
+    served_type{"application/tuk_stream_file", def_ombrel_builtin_kind_stream_file, &builtin_file, "file"},
+    served_type{"application/tuk_stream_pipe", def_ombrel_builtin_kind_stream_pipe, &builtin_pipe, "pipe"},
+    served_type{"application/tuk_stream_tftp", def_ombrel_builtin_kind_stream_tftp, &builtin_tftp, "tftp"},
+    served_type{"application/tuk_stream_ftp", def_ombrel_builtin_kind_stream_ftp, &builtin_ftp, "ftp"},
+    served_type{"application/tuk_stream_udp", def_ombrel_builtin_kind_stream_udp, &builtin_udp, "udp"},
+    served_type{"application/tuk_stream_tcp", def_ombrel_builtin_kind_stream_tcp, &builtin_tcp, "tcp"},
+    served_type{"application/tuk_fb", def_ombrel_builtin_kind_fb, &builtin_fb, {}},
+    served_type{"application/tuk_linuxfb", def_ombrel_builtin_kind_linuxfb, &builtin_linuxfb, {}},
+    served_type{"application/tuk_windows_dib", def_ombrel_builtin_kind_windows_dib, &builtin_windows_dib, {}},
+    served_type{"application/tuk_multicall", def_ombrel_builtin_kind_multicall, &builtin_multicall, {}},
+    served_type{
+        "application/tuk_multicall_builtin", def_ombrel_builtin_kind_multicall, &builtin_multicall, {}},
 };
 
 struct scheme_alias {
@@ -211,8 +214,10 @@ builtin_ctx* open_builtin(int handle, const char* mime_type) {
         return nullptr;
     }
     ctx->handle = handle;
-    if (open_kind(*ctx, *type) == 0)
+    if (open_kind(*ctx, *type) == 0) {
+        ombrel_ctx_set_plugin_descriptor(handle, find_type(mime_type)->code);
         return ctx;
+    }
     free_builtin(ctx);
     return nullptr;
 }

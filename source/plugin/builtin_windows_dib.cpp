@@ -26,6 +26,6 @@ int open_windows_dib(builtin_ctx& ctx) {
 
 } // namespace
 
-const builtin_kind builtin_windows_dib = {.open = open_windows_dib};
+constinit const builtin_kind builtin_windows_dib = {.open = open_windows_dib};
 
 } // namespace ombrel

@@ -41,6 +41,20 @@ TEST_F(BuiltinPluginTest, gives_its_table) {
     EXPECT_NE(nullptr, table->m_v0.m_main);
 }
 
+TEST_F(BuiltinPluginTest, tells_the_kind_of_a_context) {
+    const struct {
+        const char* mime_type;
+        intptr_t kind;
+    } cases[] = {{"application/tuk_base", 0},     {"application/tuk_multicall", 1},
+                 {"application/tuk_stream", 100}, {"application/tuk_stream_file", 101},
+                 {"application/tuk_fb", 200},     {"application/TUK_fb", -1}};
+    for (const auto& one : cases) {
+        const bool is_multicall = one.kind == 1;
+        const stream s(is_multicall ? "cat" : "/dev/null", "r", {}, one.mime_type);
+        EXPECT_EQ(one.kind, ombrel_ctx_get_plugin_descriptor(s.handle())) << one.mime_type;
+    }
+}
+
 TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {
     const stream s("", "r", {}, "application/tuk_base");
     EXPECT_TRUE(s.is_open());
