@@ -5,14 +5,13 @@
 
 #include <ombrel/color.h>
 
+#include "graphics/byte_channels.h"
 #include "graphics/mix.h"
 #include "graphics/pixel.h"
 
 namespace ombrel::graphics {
 
 namespace {
-
-constexpr uint32_t colors_of_bytes = 0x00FFFFFF;
 
 unsigned bytes_of(uint32_t color_interface) {
     return ombrel_color_interface_to_bits_per_pixel(color_interface) / 8;
@@ -83,7 +82,7 @@ row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, u
     write_ = blends ? choose_blending(from) : convert_;
 }
 
-row_writer::write_function row_writer::choose_plain() const {
+row_writer::write_function row_writer::choose_plain() {
     if (to_interface_ == from_interface_)
         return &row_writer::copy;
     const auto is_rgb32 = [](uint32_t color_interface) {
@@ -94,7 +93,10 @@ row_writer::write_function row_writer::choose_plain() const {
         return &row_writer::widen;
     if (is_rgb32(from_interface_) && to_interface_ == def_ombrel_color_interface_rgb565)
         return &row_writer::narrow;
-    return &row_writer::convert;
+    if (!has_byte_channels(to_interface_) || !has_byte_channels(from_interface_))
+        return &row_writer::convert;
+    find_order();
+    return &row_writer::reorder;
 }
 
 row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& from) {
@@ -106,25 +108,50 @@ row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& fr
     settings_.pixel_alpha = (from.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && has_alpha(from_interface_);
     const bool only_key =
         (from.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0;
-    const bool of_one_order = to_bytes_ == 4 && from_bytes_ == 4 &&
-                              ((to_interface_ ^ from_interface_) & colors_of_bytes) == 0 &&
-                              has_byte_channels(to_interface_) && has_byte_channels(from_interface_);
+    if (has_byte_channels(to_interface_) && has_byte_channels(from_interface_))
+        return choose_blending_of_bytes(only_key);
     if (only_key)
-        return of_one_order && to_interface_ == from_interface_ ? &row_writer::blend_directly
-                                                                : &row_writer::convert_but_key;
-    if (to_interface_ == from_interface_ && to_bytes_ == 3 && has_byte_channels(to_interface_) &&
-        !settings_.keyed)
-        return &row_writer::blend_packed;
+        return &row_writer::convert_but_key;
     if (has_byte_channels(to_interface_)) {
-        // What is blended is opaque but for its alpha, so that it stays opaque where it is.
-        settings_.keep = colors_of_bytes;
-        settings_.set = has_alpha(to_interface_) ? ~colors_of_bytes : 0;
-        return of_one_order ? &row_writer::blend_directly : &row_writer::blend_bytes;
+        make_opaque();
+        return &row_writer::blend_bytes;
     }
     if (to_interface_ == def_ombrel_color_interface_rgb565)
         return &row_writer::blend_565;
     find_fields();
     return &row_writer::blend_fields;
+}
+
+row_writer::write_function row_writer::choose_blending_of_bytes(bool only_key) {
+    find_order();
+    if (only_key) {
+        settings_.keep = kept_;
+        settings_.set = set_;
+    } else {
+        make_opaque();
+    }
+    if (swapped_) {
+        settings_.key = swap_outer_channels(settings_.key);
+        settings_.key_mask = swap_outer_channels(settings_.key_mask);
+    }
+    if (!swapped_ && to_bytes_ == 4 && from_bytes_ == 4)
+        return &row_writer::blend_directly;
+    if (!swapped_ && to_bytes_ == 3 && from_bytes_ == 3 && !settings_.keyed)
+        return &row_writer::blend_packed;
+    return &row_writer::blend_reordered;
+}
+
+// What is blended is opaque but for its alpha, so that it stays opaque where it is.
+void row_writer::make_opaque() {
+    settings_.keep = colors_of_bytes;
+    settings_.set = has_alpha(to_interface_) ? ~colors_of_bytes : 0;
+}
+
+// What lies above the channels is kept or replaced by one value.
+void row_writer::find_order() {
+    swapped_ = ((to_interface_ ^ from_interface_) & colors_of_bytes) != 0;
+    set_ = ombrel_convert_color(to_interface_, from_interface_, 0);
+    kept_ = colors_of_bytes | (ombrel_convert_color(to_interface_, from_interface_, ~colors_of_bytes) ^ set_);
 }
 
 void row_writer::find_fields() {
@@ -150,6 +177,10 @@ void row_writer::narrow(unsigned char* to, const unsigned char* from, size_t cou
     kernels().narrow(to, from, count);
 }
 
+void row_writer::reorder(unsigned char* to, const unsigned char* from, size_t count) const {
+    mover_for(to_bytes_, from_bytes_, swapped_)(to, from, count, kept_, set_);
+}
+
 void row_writer::convert(unsigned char* to, const unsigned char* from, size_t count) const {
     for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_)
         store(to, ombrel_convert_color(to_interface_, from_interface_, load(from, from_bytes_)), to_bytes_);
@@ -170,12 +201,35 @@ void row_writer::blend_directly(unsigned char* to, const unsigned char* from, si
 // Three bytes a pixel, all treated alike: as well four of them at once.
 void row_writer::blend_packed(unsigned char* to, const unsigned char* from, size_t count) const {
     const size_t bytes = 3 * count, tail = bytes % 4, whole = bytes - tail;
+    blend_settings bytewise;
+    bytewise.window_alpha = settings_.window_alpha;
     unsigned char upper[4] = {}, lower[4] = {};
     memcpy(upper, from + whole, tail);
     memcpy(lower, to + whole, tail);
-    kernels().blend(to, from, whole / 4, settings_);
-    kernels().blend(lower, upper, 1, settings_);
+    kernels().blend(to, from, whole / 4, bytewise);
+    kernels().blend(lower, upper, 1, bytewise);
     memcpy(to + whole, lower, tail);
+}
+
+void row_writer::blend_reordered(unsigned char* to, const unsigned char* from, size_t count) const {
+    const channel_mover spread = mover_for(4, from_bytes_, swapped_);
+    alignas(32) std::array<unsigned char, 4 * chunk> upper;
+    for (size_t now; count > 0; count -= now, to += now * to_bytes_, from += now * from_bytes_) {
+        now = std::min(count, chunk);
+        spread(upper.data(), from, now, ~uint32_t{0}, 0);
+        blend_spread(to, upper.data(), now, settings_);
+    }
+}
+
+// Blends pixels of four bytes.
+void row_writer::blend_spread(unsigned char* to, const unsigned char* upper, size_t count,
+                              const blend_settings& settings) const {
+    if (to_bytes_ == 4)
+        return kernels().blend(to, upper, count, settings);
+    alignas(32) std::array<unsigned char, 4 * chunk> lower;
+    move_channels<4, 3, false>(lower.data(), to, count, ~uint32_t{0}, 0);
+    kernels().blend(lower.data(), upper, count, settings);
+    move_channels<3, 4, false>(to, lower.data(), count, ~uint32_t{0}, 0);
 }
 
 uint32_t row_writer::alpha_of(uint32_t pixel) const {
@@ -195,19 +249,17 @@ void row_writer::blend_bytes(unsigned char* to, const unsigned char* from, size_
     by_pixel.window_alpha = 255;
     by_pixel.pixel_alpha = true;
     by_pixel.keyed = false;
-    alignas(32) std::array<unsigned char, 4 * chunk> upper, lower;
-    while (count > 0) {
-        const size_t now = std::min(count, chunk);
-        for (size_t i = 0; i < now; i++, from += from_bytes_) {
-            const uint32_t pixel = load(from, from_bytes_);
-            const uint32_t color = ombrel_convert_color(to_interface_, from_interface_, pixel);
-            store_pixel<4>(&upper[4 * i], (color & colors_of_bytes) | alpha_of(pixel) << 24);
-            store_pixel<4>(&lower[4 * i], load(to + i * to_bytes_, to_bytes_));
-        }
-        kernels().blend(lower.data(), upper.data(), now, by_pixel);
-        for (size_t i = 0; i < now; i++, to += to_bytes_)
-            store(to, load_pixel<4>(&lower[4 * i]), to_bytes_);
-        count -= now;
+    const bool varies = settings_.keyed || settings_.pixel_alpha;
+    std::array<unsigned char, 4 * chunk> converted;
+    alignas(32) std::array<unsigned char, 4 * chunk> upper;
+    for (size_t now; count > 0; count -= now, to += now * to_bytes_, from += now * from_bytes_) {
+        now = std::min(count, chunk);
+        (this->*convert_)(converted.data(), from, now);
+        mover_for(4, to_bytes_, false)(upper.data(), converted.data(), now, colors_of_bytes, 0);
+        for (size_t i = 0; varies && i < now; i++)
+            upper[4 * i + 3] =
+                static_cast<unsigned char>(alpha_of(load(from + i * from_bytes_, from_bytes_)));
+        blend_spread(to, upper.data(), now, varies ? by_pixel : settings_);
     }
 }
 

@@ -39,17 +39,24 @@ private:
         bool is_alpha, is_index; ///< an index is one colour or the other, never something between
     };
 
-    write_function choose_plain() const;
+    write_function choose_plain();
     write_function choose_blending(const ombrel_bitmap_t& from);
+    write_function choose_blending_of_bytes(bool only_key);
+    void make_opaque();
+    void find_order();
     void find_fields();
 
     void copy(unsigned char* to, const unsigned char* from, size_t count) const;
     void widen(unsigned char* to, const unsigned char* from, size_t count) const;
     void narrow(unsigned char* to, const unsigned char* from, size_t count) const;
+    void reorder(unsigned char* to, const unsigned char* from, size_t count) const;
     void convert(unsigned char* to, const unsigned char* from, size_t count) const;
     void convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_directly(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_packed(unsigned char* to, const unsigned char* from, size_t count) const;
+    void blend_reordered(unsigned char* to, const unsigned char* from, size_t count) const;
+    void blend_spread(unsigned char* to, const unsigned char* upper, size_t count,
+                      const blend_settings& settings) const;
     void blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_565(unsigned char* to, const unsigned char* from, size_t count) const;
     void blend_fields(unsigned char* to, const unsigned char* from, size_t count) const;
@@ -63,6 +70,8 @@ private:
     uint32_t to_interface_, from_interface_;
     unsigned to_bytes_, from_bytes_;
     blend_settings settings_;
+    bool swapped_ = false;        // with byte channels on both sides: whether red and blue change places,
+    uint32_t kept_ = 0, set_ = 0; // and what a conversion does with the byte above them
     std::array<color_field, 4> fields_{}; // of the lower bitmap
     write_function convert_, write_;      // the first one without what `from` skips or lets through
 };
