@@ -110,8 +110,6 @@ transfer::~transfer() {
     curl_slist_free_all(request_lines_);
 }
 
-// ---- setting up ----
-
 template<typename Value>
 int transfer::set(CURLoption option, Value value) {
     return ctx_error_of(curl_easy_setopt(easy_, option, value));
@@ -225,8 +223,6 @@ int transfer::start(int ctx) {
     // What went wrong behind the beginning of the body is told when that has been read.
     return received_ > 0 ? refusal() : outcome();
 }
-
-// ---- moving ----
 
 void transfer::step() {
     int running = 0;
@@ -355,8 +351,6 @@ int transfer::end_sending() {
         return def_ombrel_ctx_error_timed_out;
     return outcome();
 }
-
-// ---- what libcurl calls ----
 
 size_t transfer::take_body(const char* bytes, size_t size) {
     if (waiting_from_ < waiting_to_) {

@@ -29,8 +29,6 @@ transfer& transfer_of(int ctx) {
     return *static_cast<transfer*>(ombrel_ctx_get_plugin_data(ctx));
 }
 
-// ---- open and close ----
-
 struct scheme {
     std::string_view name;
     bool is_http;
@@ -110,8 +108,6 @@ int close_stream(int ctx) {
     return error != 0 ? fail(ctx, error) : 0;
 }
 
-// ---- reading and writing ----
-
 int is_readable(int ctx, int timeout_ms) {
     return give(ctx, transfer_of(ctx).wait_readable(timeout_ms));
 }
@@ -132,8 +128,6 @@ int write_stream(int ctx, const void* buffer, size_t size) {
 int sync_stream(int) {
     return 0;
 }
-
-// ---- what is known of the answer ----
 
 template<typename Value>
 Value info_of(const transfer& from, CURLINFO info, Value otherwise) {

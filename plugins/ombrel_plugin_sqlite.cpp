@@ -83,8 +83,6 @@ int refuse(int ctx, database& of, int result, const char* text = nullptr) {
     return fail(ctx, error_of(of, result));
 }
 
-// ---- open and close ----
-
 void free_result(ombrel_ctx_db_result_t* result) {
     std::destroy_at(result);
     ombrel_free(result);
@@ -153,8 +151,6 @@ int close_ctx(int ctx) {
     return close_database(&database_of(ctx)) == SQLITE_OK ? 0 : fail(ctx, def_ombrel_ctx_error_failed);
 }
 
-// ---- queries ----
-
 void tell_query(const database& of, const char* query) {
     if (of.tells_queries)
         ombrel_error_printf("sqlite: query: %s\n", query);
@@ -222,8 +218,6 @@ int64_t set_query(int ctx, const char* query, const ombrel_ctx_db_value_t* param
                   result == SQLITE_RANGE ? "another number of parameters is wanted" : nullptr);
 }
 
-// ---- results ----
-
 int free_query(int ctx, ombrel_ctx_db_result_t* result) {
     ombrel_ctx_db_result_t** link = &database_of(ctx).results;
     while (*link != nullptr && *link != result)
@@ -272,8 +266,6 @@ int get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name) {
             return i;
     return fail(ctx, def_ombrel_ctx_error_not_found);
 }
-
-// ---- control and environment ----
 
 struct command {
     uint32_t code;

@@ -74,8 +74,6 @@ bool read_column(sqlite3_stmt* from, int index, ombrel_ctx_db_value_t& value) {
 
 } // namespace
 
-// ---- statement ----
-
 int statement::prepare(sqlite3* db, const char* query, const char** rest) {
     return sqlite3_prepare_v2(db, query, -1, &handle_, rest);
 }
@@ -88,8 +86,6 @@ int statement::bind(const ombrel_ctx_db_value_t* values, size_t count) {
             return result;
     return SQLITE_OK;
 }
-
-// ---- parameter_copy ----
 
 parameter_copy::~parameter_copy() {
     ombrel_check_free(values_);
@@ -119,8 +115,6 @@ bool parameter_copy::make(const ombrel_ctx_db_value_t* values, size_t count) {
     }
     return true;
 }
-
-// ---- result ----
 
 ombrel_ctx_db_result_ts::~ombrel_ctx_db_result_ts() {
     ombrel_check_free(row_);

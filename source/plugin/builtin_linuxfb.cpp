@@ -19,8 +19,6 @@ struct linuxfb {
     platform::framebuffer device;
 };
 
-// ---- the device's pixels as a colour interface ----
-
 struct field {
     uint32_t kind;
     platform::framebuffer_channel channel;
@@ -73,8 +71,6 @@ void set_palette(platform::framebuffer& device) {
     platform::set_framebuffer_palette(device, colors);
 }
 
-// ---- transfer ----
-
 // The part of a span from `start` on that lies within `limit`.
 struct span {
     uint32_t from, size;
@@ -106,8 +102,6 @@ int copy_region(ombrel_fbmap_t* map) {
     }
     return 0;
 }
-
-// ---- operations ----
 
 // The root begins with what the device shows, so that nothing changes before something is drawn.
 void copy_from_device(linuxfb& fb) {

@@ -164,13 +164,15 @@ int start_command(const char* command_line, const process_streams& streams) {
 }
 
 bool wait_process(int process, int timeout_milliseconds, process_end& end) {
-    constexpr uint32_t longest_pause = 32;
+    constexpr uint64_t longest_pause = 32;
+    const uint64_t limit =
+        timeout_milliseconds >= 0 ? static_cast<uint64_t>(timeout_milliseconds) : UINT64_MAX;
     const uint64_t start = monotonic_nanoseconds();
-    for (uint32_t pause = 1; !has_ended(process, end); pause = std::min(pause * 2, longest_pause)) {
+    for (uint64_t pause = 1; !has_ended(process, end); pause = std::min(pause * 2, longest_pause)) {
         const uint64_t waited = (monotonic_nanoseconds() - start) / 1'000'000u;
-        if (timeout_milliseconds >= 0 && waited >= static_cast<uint64_t>(timeout_milliseconds))
+        if (waited >= limit)
             return false;
-        sleep_milliseconds(pause);
+        sleep_milliseconds(static_cast<uint32_t>(std::min(pause, limit - waited)));
     }
     return true;
 }
