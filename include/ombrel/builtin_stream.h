@@ -26,7 +26,7 @@
  * no limit.
  * - "debug", "verbose": a number other than 0 lets the stream report why it could not be opened, and UDP
  *   streams what they wait for, through the error printer.
- * - "missed_time": milliseconds without data after which a reading UDP stream reports that it waits.
+ * - "missed_time": milliseconds without data after which a UDP stream reports that it waits.
  *
  * @par Files
  * Reads and writes go to the system at once, nothing is held back; sync hands the data to the device. Sizes
@@ -65,12 +65,13 @@
  * Each write is one datagram, each read takes one; what a read has no room for is lost, and empty datagrams
  * are passed over. Only multicast streams (those whose host is a multicast address) are read: they are bound
  * to the port and join the group unless the mode only writes. Reading another stream reports "need multicast
- * stream !" and gives the error "not supported". Once a read has waited for "missed_time" (1000 ms under
- * "debug" or "verbose" where it is not set), and again each time as much has passed, it reports "wait udp
- * stream !" with the time so far. The option "interface" (a name, an index, or an address of
- * its own) chooses where multicast is sent and the group is joined. Without it datagrams go where the system
- * sends them, and the group is joined on all interfaces, the loop-back one included; a machine that has no
- * interface for multicast sends by the loop-back one. "ttl" is how many hops datagrams may take.
+ * stream !" and gives the error "not supported". Once a read or ombrel_ctx_is_readable() has waited for
+ * "missed_time" (1000 ms under "debug" or "verbose" where it is not set), and again each time as much has
+ * passed, it reports "wait udp stream !" with the time so far. The option "interface" (a name, an index, or
+ * an address of its own) chooses where multicast is sent and the group is joined. Without it datagrams go
+ * where the system sends them, and the group is joined on all interfaces, the loop-back one included; a
+ * machine that has no interface for multicast sends by the loop-back one. "ttl" is how many hops datagrams
+ * may take.
  *
  * @par TFTP
  * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" behind the name is accepted.

@@ -221,24 +221,38 @@ private:
     uint64_t next_;
 };
 
+/// Waits for a datagram and reports that: 1 when there is one, 0 when the time ran out, -1 with the error
+/// set.
+int wait_for_datagram(const builtin_ctx& ctx, int s, int timeout_ms) {
+    const uint64_t start = ombrel_time_stamp_msec();
+    const deadline limit(timeout_ms);
+    waiting_report report(ctx);
+    while (true) {
+        const int left = limit.left();
+        const uint64_t waited = ombrel_time_stamp_msec() - start;
+        const int ready = wait_for(ctx, s, platform::readiness::read, report.pace(waited, left));
+        if (ready != 0 || left == 0)
+            return ready;
+    }
+}
+
 /// An empty datagram would look like the end of the stream, so it is passed over.
 int receive_datagram(builtin_ctx& ctx, void* buffer, size_t size) {
     const int s = state_of<udp_state>(ctx).socket;
-    const uint64_t start = ombrel_time_stamp_msec();
     const deadline limit(ctx.timeout);
-    waiting_report report(ctx);
-    for (uint64_t waited = 0;; waited = ombrel_time_stamp_msec() - start) {
+    while (true) {
         const int result = platform::receive_at_once(s, buffer, size, nullptr, nullptr);
         if (result > 0)
             return result;
         if (result == -1 && errno != EINTR)
             return fail_by_system(ctx);
         const int left = limit.left();
-        const int step = report.pace(waited, left);
-        if (left == 0)
-            return fail(ctx, def_ombrel_ctx_error_timed_out);
-        if (wait_for(ctx, s, platform::readiness::read, step) < 0)
+        const int ready = wait_for_datagram(ctx, s, left);
+        if (ready < 0)
             return -1;
+        // Empty ones that keep coming hold nobody longer than that.
+        if (ready == 0 || left == 0)
+            return fail(ctx, def_ombrel_ctx_error_timed_out);
     }
 }
 
@@ -256,9 +270,7 @@ int read(builtin_ctx& ctx, void* buffer, size_t size) {
 }
 
 int is_readable(builtin_ctx& ctx, int timeout_ms) {
-    return is_receiving(ctx)
-               ? wait_for(ctx, state_of<udp_state>(ctx).socket, platform::readiness::read, timeout_ms)
-               : -1;
+    return is_receiving(ctx) ? wait_for_datagram(ctx, state_of<udp_state>(ctx).socket, timeout_ms) : -1;
 }
 
 int is_writable(builtin_ctx& ctx, int timeout_ms) {
