@@ -46,6 +46,8 @@ uint32_t meaningful_bits(uint32_t color_interface) {
     return static_cast<uint32_t>(mask);
 }
 
+constexpr uint32_t alpha_alone = 0x18; // a byte of alpha and nothing else
+
 uint32_t load(const unsigned char* from, unsigned bytes) {
     switch (bytes) {
     case 1:
@@ -85,18 +87,14 @@ row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, u
 row_writer::write_function row_writer::choose_plain() {
     if (to_interface_ == from_interface_)
         return &row_writer::copy;
-    const auto is_rgb32 = [](uint32_t color_interface) {
-        return color_interface == def_ombrel_color_interface_argb8888 ||
-               color_interface == def_ombrel_color_interface_xrgb8888;
-    };
-    if (from_interface_ == def_ombrel_color_interface_rgb565 && is_rgb32(to_interface_))
-        return &row_writer::widen;
-    if (is_rgb32(from_interface_) && to_interface_ == def_ombrel_color_interface_rgb565)
-        return &row_writer::narrow;
-    if (!has_byte_channels(to_interface_) || !has_byte_channels(from_interface_))
-        return &row_writer::convert;
+    const bool to_channels = has_byte_channels(to_interface_),
+               from_channels = has_byte_channels(from_interface_);
     find_order();
-    return &row_writer::reorder;
+    if (from_interface_ == def_ombrel_color_interface_rgb565 && to_channels)
+        return !swapped_ && to_bytes_ == 4 ? &row_writer::widen : &row_writer::widen_reordered;
+    if (from_channels && to_interface_ == def_ombrel_color_interface_rgb565)
+        return !swapped_ && from_bytes_ == 4 ? &row_writer::narrow : &row_writer::narrow_reordered;
+    return from_channels && to_channels ? &row_writer::reorder : &row_writer::convert;
 }
 
 row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& from) {
@@ -110,7 +108,10 @@ row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& fr
         (from.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0;
     if (has_byte_channels(to_interface_) && has_byte_channels(from_interface_))
         return choose_blending_of_bytes(only_key);
-    if (only_key)
+    // Opaque blending is the same as copying from or to this one.
+    const bool of_565 = to_interface_ == def_ombrel_color_interface_rgb565 ||
+                        from_interface_ == def_ombrel_color_interface_rgb565;
+    if (only_key && !of_565)
         return &row_writer::convert_but_key;
     if (has_byte_channels(to_interface_)) {
         make_opaque();
@@ -149,7 +150,10 @@ void row_writer::make_opaque() {
 
 // What lies above the channels is kept or replaced by one value.
 void row_writer::find_order() {
-    swapped_ = ((to_interface_ ^ from_interface_) & colors_of_bytes) != 0;
+    const auto is_bgr = [](uint32_t color_interface) {
+        return (color_interface & colors_of_bytes) == def_ombrel_color_interface_bgr888;
+    };
+    swapped_ = is_bgr(to_interface_) != is_bgr(from_interface_);
     set_ = ombrel_convert_color(to_interface_, from_interface_, 0);
     kept_ = colors_of_bytes | (ombrel_convert_color(to_interface_, from_interface_, ~colors_of_bytes) ^ set_);
 }
@@ -177,6 +181,26 @@ void row_writer::narrow(unsigned char* to, const unsigned char* from, size_t cou
     kernels().narrow(to, from, count);
 }
 
+void row_writer::widen_reordered(unsigned char* to, const unsigned char* from, size_t count) const {
+    const channel_mover put = mover_for(to_bytes_, 4, swapped_);
+    alignas(32) std::array<unsigned char, 4 * chunk> wide;
+    for (size_t now; count > 0; count -= now, to += now * to_bytes_, from += now * from_bytes_) {
+        now = std::min(count, chunk);
+        widen(wide.data(), from, now);
+        put(to, wide.data(), now, ~uint32_t{0}, 0);
+    }
+}
+
+void row_writer::narrow_reordered(unsigned char* to, const unsigned char* from, size_t count) const {
+    const channel_mover get = mover_for(4, from_bytes_, swapped_);
+    alignas(32) std::array<unsigned char, 4 * chunk> wide;
+    for (size_t now; count > 0; count -= now, to += now * to_bytes_, from += now * from_bytes_) {
+        now = std::min(count, chunk);
+        get(wide.data(), from, now, ~uint32_t{0}, 0);
+        narrow(to, wide.data(), now);
+    }
+}
+
 void row_writer::reorder(unsigned char* to, const unsigned char* from, size_t count) const {
     mover_for(to_bytes_, from_bytes_, swapped_)(to, from, count, kept_, set_);
 }
@@ -196,6 +220,20 @@ void row_writer::convert_but_key(unsigned char* to, const unsigned char* from, s
 
 void row_writer::blend_directly(unsigned char* to, const unsigned char* from, size_t count) const {
     kernels().blend(to, from, count, settings_);
+}
+
+void row_writer::find_alphas(uint16_t* alphas, const unsigned char* from, size_t count) const {
+    if (from_bytes_ != 4 || (settings_.pixel_alpha && from_interface_ >> 24 != alpha_alone)) {
+        for (size_t i = 0; i < count; i++)
+            alphas[i] = static_cast<uint16_t>(alpha_of(load(from + i * from_bytes_, from_bytes_)));
+        return;
+    }
+    const uint32_t opaque = settings_.pixel_alpha ? 0 : 255;
+    for (size_t i = 0; i < count; i++) {
+        const uint32_t pixel = load_pixel<4>(from + 4 * i);
+        const uint32_t alpha = divide_by_255((pixel >> 24 | opaque) * settings_.window_alpha);
+        alphas[i] = static_cast<uint16_t>(is_key(pixel) ? 0 : alpha);
+    }
 }
 
 // Three bytes a pixel, all treated alike: as well four of them at once.
@@ -233,14 +271,11 @@ void row_writer::blend_spread(unsigned char* to, const unsigned char* upper, siz
 }
 
 uint32_t row_writer::alpha_of(uint32_t pixel) const {
-    constexpr uint32_t alpha_alone = 0x18;
     if (is_key(pixel))
         return 0;
     if (!settings_.pixel_alpha)
         return settings_.window_alpha;
-    const uint32_t own = from_bytes_ == 4 && from_interface_ >> 24 == alpha_alone
-                             ? pixel >> 24
-                             : ombrel_convert_color(alpha_alone, from_interface_, pixel);
+    const uint32_t own = ombrel_convert_color(alpha_alone, from_interface_, pixel);
     return divide_by_255(own * settings_.window_alpha);
 }
 
@@ -298,8 +333,8 @@ void row_writer::blend_565(unsigned char* to, const unsigned char* from, size_t 
             upper[i] = static_cast<uint16_t>(load_pixel<2>(&converted[2 * i]));
         for (size_t i = 0; i < now; i++)
             lower[i] = static_cast<uint16_t>(load_pixel<2>(to + 2 * i));
-        for (size_t i = 0; varies && i < now; i++)
-            alpha[i] = static_cast<uint16_t>(alpha_of(load(from + i * from_bytes_, from_bytes_)));
+        if (varies)
+            find_alphas(alpha.data(), from, now);
         mix_565(upper, lower, alpha);
         for (size_t i = 0; i < now; i++)
             store_pixel<2>(to + 2 * i, lower[i]);

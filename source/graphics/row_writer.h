@@ -49,6 +49,8 @@ private:
     void copy(unsigned char* to, const unsigned char* from, size_t count) const;
     void widen(unsigned char* to, const unsigned char* from, size_t count) const;
     void narrow(unsigned char* to, const unsigned char* from, size_t count) const;
+    void widen_reordered(unsigned char* to, const unsigned char* from, size_t count) const;
+    void narrow_reordered(unsigned char* to, const unsigned char* from, size_t count) const;
     void reorder(unsigned char* to, const unsigned char* from, size_t count) const;
     void convert(unsigned char* to, const unsigned char* from, size_t count) const;
     void convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const;
@@ -65,6 +67,7 @@ private:
         return settings_.keyed && (pixel & settings_.key_mask) == settings_.key;
     }
     uint32_t alpha_of(uint32_t pixel) const;
+    void find_alphas(uint16_t* alphas, const unsigned char* from, size_t count) const;
     uint32_t mix_fields(uint32_t upper, uint32_t lower, uint32_t alpha) const;
 
     uint32_t to_interface_, from_interface_;
