@@ -274,6 +274,8 @@ OMBREL_API int ombrel_fbmap_unlock(void);
 
 /**
  * @name Windows
+ * Where a result is "0 or -1", -1 says that the map is null, that memory for the recomposition ran out, or
+ * that the root's transfer gave -1. Another result of the transfer is passed on.
  * @{
  */
 /** @brief Shows a hidden window; a visible one or a root is left alone. @return 0 or -1 */
@@ -317,6 +319,8 @@ OMBREL_API int ombrel_fbmap_transfer(ombrel_fbmap_t* fbmap);
 
 /**
  * @name Getters
+ * What the map's record holds. For a null map they give, after the assertion, 0 (or null), where nothing else
+ * is said.
  * @{
  */
 /** @brief Whether the device behind the map's tree has been closed. @return 1 or 0; -1 for null */
@@ -339,9 +343,9 @@ OMBREL_API uint32_t ombrel_fbmap_get_color_interface(ombrel_fbmap_t* fbmap);
 OMBREL_API uint32_t ombrel_fbmap_get_bits_per_pixel(ombrel_fbmap_t* fbmap);
 /** @brief The bytes of a row. */
 OMBREL_API uint32_t ombrel_fbmap_get_line_length(ombrel_fbmap_t* fbmap);
-/** @brief Where the left column is in the parent; 0 for null. */
+/** @brief Where the left column is in the parent. */
 OMBREL_API int32_t ombrel_fbmap_get_x(ombrel_fbmap_t* fbmap);
-/** @brief Where the top row is in the parent; 0 for null. */
+/** @brief Where the top row is in the parent. */
 OMBREL_API int32_t ombrel_fbmap_get_y(ombrel_fbmap_t* fbmap);
 /** @brief The columns. */
 OMBREL_API uint32_t ombrel_fbmap_get_resx(ombrel_fbmap_t* fbmap);
@@ -351,7 +355,8 @@ OMBREL_API uint32_t ombrel_fbmap_get_resy(ombrel_fbmap_t* fbmap);
 
 /**
  * @name Transparency
- * A visible window is recomposed after each of these. They give 0, or -1 when that failed.
+ * A visible window is recomposed as a whole after each of these, and a root transferred. They give 0, or what
+ * ombrel_fbmap_update() gives when that is something else.
  * @{
  */
 /** @brief Whether (`on` not 0) pixels of the colour key are transparent. */
