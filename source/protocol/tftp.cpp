@@ -269,7 +269,10 @@ bool tftp_client::grant(const tftp_options& options) {
     return true;
 }
 
+/// A file that came whole stays so, whatever the server says when it missed the last acknowledgement.
 void tftp_client::take_error(const tftp_packet& packet) {
+    if (stage_ == stage::ended)
+        return;
     const std::string_view text = packet.text.empty() ? text_of(packet.number) : packet.text;
     fail(fault_of(packet.number), text, packet.number);
 }
