@@ -26,6 +26,9 @@ const char* bytes_of(const ombrel_ctx_db_value_t& value) {
 }
 
 int bind_value(sqlite3_stmt* to, int index, const ombrel_ctx_db_value_t& value) {
+    // SQLite takes a size of more than 63 bits for a negative one: "up to the terminator".
+    if (has_bytes(value) && value.m_size > INT_MAX)
+        return SQLITE_TOOBIG;
     switch (type_number(value)) {
     case def_ombrel_ctx_db_null:
         return sqlite3_bind_null(to, index);

@@ -157,6 +157,10 @@ TEST_F(SqlitePlugin, bad_queries_are_refused_with_a_text) {
         EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, test.query, &one, test.parameters), -1) << test.query;
         EXPECT_EQ(ctx.error(), test.error) << test.query;
     }
+    value endless = {def_ombrel_ctx_db_text, 0, 0, "text", 0};
+    endless.m_size = SIZE_MAX;
+    EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, "SELECT ?", &endless, 1), -1);
+    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_invalid_argument);
     EXPECT_EQ(ombrel_ctx_db_get_query_puts(ctx, "SELECT 1; SELECT 2"), nullptr);
     EXPECT_EQ(ctx.env("error"), "there is more than one statement");
 }
