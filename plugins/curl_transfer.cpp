@@ -310,10 +310,11 @@ int transfer::read(char* to, size_t room) {
 }
 
 int transfer::wait_readable(int timeout_ms) {
-    if (const int error = end_sending())
-        return -error;
+    const deadline limit{timeout_ms, false};
+    if (const int error = end_sending(limit))
+        return error == def_ombrel_ctx_error_timed_out && !has_ended_ ? 0 : -error;
     resume();
-    return run_until([this] { return waiting_from_ < waiting_to_; }, deadline{timeout_ms, false}) ? 1 : 0;
+    return run_until([this] { return waiting_from_ < waiting_to_; }, limit) ? 1 : 0;
 }
 
 int transfer::write(const char* from, size_t size) {
@@ -343,11 +344,15 @@ int transfer::wait_writable(int timeout_ms) {
 }
 
 int transfer::end_sending() {
+    return end_sending(deadline{options_.timeout_ms, true});
+}
+
+int transfer::end_sending(const deadline& limit) {
     if (!options_.sends)
         return 0;
     sending_has_ended_ = true;
     resume();
-    if (!run_until([this] { return is_answered(); }, deadline{options_.timeout_ms, true}))
+    if (!run_until([this] { return is_answered(); }, limit))
         return def_ombrel_ctx_error_timed_out;
     return outcome();
 }

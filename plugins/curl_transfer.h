@@ -53,6 +53,7 @@ public:
 private:
     struct deadline;
 
+    int end_sending(const deadline& limit);
     int set_up(int ctx);
     int set_direction(int ctx);
     int set_connection(int ctx);
