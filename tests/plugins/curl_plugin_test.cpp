@@ -18,7 +18,7 @@ constexpr const char* stream = "application/tuk_stream";
 /// The web server beside the tests, for the time of the program.
 class web_server : no_copy {
 public:
-    web_server() : output_(popen(OMBREL_TEST_PYTHON " " OMBREL_TEST_WEB_SERVER, "r")) {
+    web_server() : output_(popen(OMBREL_TEST_PYTHON " " OMBREL_TEST_WEB_SERVER, "re")) {
         if (output_ == nullptr || fscanf(output_, "%d %d", &port_, &secure_port_) != 2)
             abort();
         setenv("no_proxy", "*", 1);
@@ -96,6 +96,8 @@ TEST_F(CurlPlugin, reads_bodies_whole_and_in_pieces) {
 }
 
 TEST_F(CurlPlugin, refuses_with_a_reason) {
+    const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
+    const std::string nobody = "127.0.0.1:" + std::to_string(own_port(deaf)) + "/";
     struct {
         const char* mime_type;
         std::string source;
@@ -106,11 +108,11 @@ TEST_F(CurlPlugin, refuses_with_a_reason) {
         {stream, server().url("status/401"), "r", def_ombrel_ctx_error_access_denied},
         {stream, server().url("mute"), "r", def_ombrel_ctx_error_timed_out},
         {stream, server().url("bytes/1"), "a", def_ombrel_ctx_error_invalid_argument},
-        {stream, "http://127.0.0.1:1/", "r", def_ombrel_ctx_error_disconnected},
+        {stream, "http://" + nobody, "r", def_ombrel_ctx_error_disconnected},
         {stream, "http://[::1/", "r", def_ombrel_ctx_error_syntax},
         {stream, "gopher://127.0.0.1/", "r", def_ombrel_ctx_error_not_supported},
         {def_ombrel_plugin_curl_mime_type, "file:///etc/passwd", "r", def_ombrel_ctx_error_not_supported},
-        {def_ombrel_plugin_curl_mime_type, "FTP://127.0.0.1:1/", "r", def_ombrel_ctx_error_disconnected},
+        {def_ombrel_plugin_curl_mime_type, "FTP://" + nobody, "r", def_ombrel_ctx_error_disconnected},
     };
     for (const auto& test : cases) {
         context ctx;
