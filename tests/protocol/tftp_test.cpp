@@ -169,6 +169,18 @@ TEST_F(TftpScript, an_unknown_transfer_is_told_so_and_ignored) {
     EXPECT_EQ(std::string(512, 1) + std::string(1, 2), fetched);
 }
 
+TEST_F(TftpScript, a_late_error_takes_nothing_back) {
+    std::string fetched;
+    play([&] { fetched = fetch(own_port(server_), "file"); },
+         [&] {
+             give(block(1, 3));
+             EXPECT_EQ(acknowledged(1), take());
+             give(std::string("\0\5\0\0late", 9));
+         });
+    EXPECT_EQ(std::string(3, 1), fetched);
+    EXPECT_TRUE(client_.close());
+}
+
 TEST_F(TftpScript, repeated_acknowledgements_double_nothing) {
     bool stored = false;
     play([&] { stored = store(own_port(server_), "file", std::string(1024, 'x')); },
