@@ -1,5 +1,6 @@
 #include "http_server.h"
 
+#include <errno.h>
 #include <string.h>
 
 enum {
@@ -48,12 +49,18 @@ struct http_connection {
     char head[http_head_area + 1];
 };
 
+typedef struct {
+    http_server_t* server;
+    int socket;
+    int rests; /* the accept event is not registered */
+    ombrel_event_t accept_event;
+} http_listener_t;
+
 struct http_server {
     ombrel_event_base_t* base;
-    int socket;
     int reserve; /* a descriptor kept to answer with when no other is left */
-    int rests;   /* the accept event is not registered */
-    ombrel_event_t accept_event;
+    size_t listener_count;
+    http_listener_t listeners[http_listener_limit];
     ombrel_event_t sweep_event;
     http_handler_t handler;
     void* context;
@@ -474,13 +481,13 @@ static int has_descriptors(void) {
 }
 
 /* No descriptor is left: the reserve is spent on telling one client so. */
-static void refuse_connection(http_server_t* server) {
+static void refuse_connection(http_server_t* server, int listener) {
     static const char answer[] =
         "HTTP/1.1 503 Service Unavailable\r\nServer: libombrel_tuk\r\nRetry-After: 1\r\n"
         "Content-Type: text/plain\r\nContent-Length: 32\r\nConnection: close\r\n\r\n"
         "503 Service Unavailable: full up";
     ombrel_close_socket(server->reserve);
-    const int socket = ombrel_accept(server->socket, NULL, NULL, 0);
+    const int socket = ombrel_accept(listener, NULL, NULL, 0);
     if (socket != def_ombrel_invalid_socket) {
         char request[1024];
         server->counts.refused++;
@@ -494,38 +501,43 @@ static void refuse_connection(http_server_t* server) {
 
 /* Without a descriptor, not even the reserve, waiting clients have to wait on: looking at them again and
  * again would take the processor. */
-static void rest_accepting(http_server_t* server) {
-    ombrel_del_event(&server->accept_event);
-    server->rests = 1;
+static void rest_accepting(http_listener_t* listener) {
+    ombrel_del_event(&listener->accept_event);
+    listener->rests = 1;
 }
 
 static void resume_accepting(http_server_t* server) {
     if (server->reserve == def_ombrel_invalid_socket)
         server->reserve = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
-    if (server->rests && ombrel_add_event(&server->accept_event, -1) == 0)
-        server->rests = 0;
+    for (size_t i = 0; i < server->listener_count; i++) {
+        http_listener_t* listener = &server->listeners[i];
+        if (listener->rests && ombrel_add_event(&listener->accept_event, -1) == 0)
+            listener->rests = 0;
+    }
 }
 
-static void on_accept(ombrel_event_t* event, int listener, uint32_t ready, void* context) {
-    http_server_t* server = context;
+static void on_accept(ombrel_event_t* event, int descriptor, uint32_t ready, void* context) {
+    http_listener_t* listener = context;
+    http_server_t* server = listener->server;
     (void)event;
+    (void)descriptor;
     if ((ready & def_ombrel_event_read) == 0)
         return;
     for (int i = 0; i < accepts_at_once; i++) {
-        const int socket = ombrel_accept(listener, NULL, NULL, -1); /* the listener does not block */
+        const int socket = ombrel_accept(listener->socket, NULL, NULL, -1); /* the listener does not block */
         if (socket != def_ombrel_invalid_socket) {
             add_connection(server, socket);
             continue;
         }
-        if (ombrel_single_select(listener, def_ombrel_select_read, 0) == 0)
+        if (ombrel_single_select(listener->socket, def_ombrel_select_read, 0) == 0)
             return;
         if (has_descriptors())
             continue;
         if (server->reserve == def_ombrel_invalid_socket) {
-            rest_accepting(server);
+            rest_accepting(listener);
             return;
         }
-        refuse_connection(server);
+        refuse_connection(server, listener->socket);
     }
 }
 
@@ -557,34 +569,53 @@ static void on_sweep(ombrel_event_t* event, int socket, uint32_t ready, void* co
     ombrel_add_event(event, sweep_msec);
 }
 
-static int begin_serving(http_server_t* server, const char* address, int port) {
-    server->socket = ombrel_open_listen_socket(address, port);
-    if (server->socket == def_ombrel_invalid_socket || ombrel_set_non_block_socket(server->socket, 1) != 0)
-        return -1;
-    server->reserve = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
-    if (ombrel_assign_event(server->base, &server->accept_event, server->socket,
-                            def_ombrel_event_read | def_ombrel_event_persist, on_accept, server) != 0 ||
-        ombrel_assign_event(server->base, &server->sweep_event, -1, 0, on_sweep, server) != 0)
-        return -1;
-    return ombrel_add_event(&server->accept_event, -1) == 0 &&
-                   ombrel_add_event(&server->sweep_event, sweep_msec) == 0
-               ? 0
-               : -1;
-}
-
-http_server_t* http_open_server(ombrel_event_base_t* base, const char* address, int port,
-                                http_handler_t handler, void* context) {
+http_server_t* http_open_server(ombrel_event_base_t* base, http_handler_t handler, void* context) {
     http_server_t* server = ombrel_calloc(1, sizeof *server);
     if (server == NULL)
         return NULL;
     server->base = base;
-    server->socket = server->reserve = def_ombrel_invalid_socket;
     server->handler = handler;
     server->context = context;
-    if (begin_serving(server, address, port) == 0)
+    server->reserve = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
+    if (ombrel_assign_event(base, &server->sweep_event, -1, 0, on_sweep, server) == 0 &&
+        ombrel_add_event(&server->sweep_event, sweep_msec) == 0)
         return server;
     http_close_server(server);
     return NULL;
+}
+
+static int port_of(int socket, char numeric[http_address_size]) {
+    struct sockaddr_storage address;
+    int size = (int)sizeof address;
+    int port = -1;
+    if (ombrel_getsockname(socket, (struct sockaddr*)&address, &size) == 0)
+        ombrel_inet_stopp((struct sockaddr*)&address, numeric, http_address_size, &port);
+    return port;
+}
+
+static int watch_listener(http_listener_t* listener) {
+    return ombrel_set_non_block_socket(listener->socket, 1) == 0 &&
+                   ombrel_assign_event(listener->server->base, &listener->accept_event, listener->socket,
+                                       def_ombrel_event_read | def_ombrel_event_persist, on_accept,
+                                       listener) == 0 &&
+                   ombrel_add_event(&listener->accept_event, -1) == 0
+               ? 0
+               : -1;
+}
+
+int http_listen(http_server_t* server, const char* address, int port, char numeric[http_address_size]) {
+    char unwanted[http_address_size];
+    http_listener_t* listener = &server->listeners[server->listener_count];
+    errno = 0;
+    if (server->listener_count == http_listener_limit)
+        return -1;
+    listener->server = server;
+    listener->socket = ombrel_open_listen_socket(address, port);
+    if (listener->socket == def_ombrel_invalid_socket)
+        return -1;
+    server->listener_count++; /* from here on the server closes it */
+    return watch_listener(listener) == 0 ? port_of(listener->socket, numeric != NULL ? numeric : unwanted)
+                                         : -1;
 }
 
 void http_close_server(http_server_t* server) {
@@ -592,21 +623,13 @@ void http_close_server(http_server_t* server) {
         return;
     while (server->connections != NULL)
         close_connection(server->connections);
-    end_event(&server->accept_event);
+    for (size_t i = 0; i < server->listener_count; i++) {
+        end_event(&server->listeners[i].accept_event);
+        ombrel_close_socket(server->listeners[i].socket);
+    }
     end_event(&server->sweep_event);
-    ombrel_close_socket(server->socket);
     ombrel_close_socket(server->reserve);
     ombrel_free(server);
-}
-
-int http_server_port(const http_server_t* server) {
-    struct sockaddr_storage address;
-    int size = (int)sizeof address;
-    char text[128];
-    int port = 0;
-    if (ombrel_getsockname(server->socket, (struct sockaddr*)&address, &size) == 0)
-        ombrel_inet_stopp((struct sockaddr*)&address, text, sizeof text, &port);
-    return port;
 }
 
 http_counts_t http_server_counts(const http_server_t* server) {

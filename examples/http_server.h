@@ -31,15 +31,22 @@ typedef struct {
     size_t open;      /* connections now */
 } http_counts_t;
 
-/* Listens on an address and serves on the base; null when that fails. */
-http_server_t* http_open_server(ombrel_event_base_t* base, const char* address, int port,
-                                http_handler_t handler, void* context);
+/* Makes a server on the base that listens nowhere yet; null when that fails. */
+http_server_t* http_open_server(ombrel_event_base_t* base, http_handler_t handler, void* context);
+
+enum { http_listener_limit = 4, http_address_size = 64 };
+
+/*
+ * Lets the server listen on one more numeric address, on http_listener_limit of them at most; port 0 takes a
+ * free one. Gives the port, and in `numeric`, unless that is null, the address as it is written. -1 when it
+ * fails: `errno` then tells why, as far as the host told; else it is 0.
+ */
+int http_listen(http_server_t* server, const char* address, int port, char numeric[http_address_size]);
 
 /* Ends all connections and the server. */
 void http_close_server(http_server_t* server);
 
-/* The port it listens on, and its counts. */
-int http_server_port(const http_server_t* server);
+/* What it has done since it was opened. */
 http_counts_t http_server_counts(const http_server_t* server);
 
 /* Answers the request in hand. */

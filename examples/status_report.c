@@ -1,5 +1,6 @@
 #include "status_report.h"
 
+#include <stdarg.h>
 #include <string.h>
 
 enum { site_limit = 128 };
@@ -38,61 +39,78 @@ void report_sample(heap_history_t* history) {
     ombrel_get_alloc_info(&history->count[at], &history->size[at], NULL);
 }
 
-static void push_history(ombrel_buffer_t* out, const char* name, const size_t* values, size_t taken) {
+/* A document in the making: whole, or failed from the first piece on that could not be queued. */
+typedef struct {
+    ombrel_buffer_t* out;
+    int failed;
+} document_t;
+
+static void add(document_t* document, const char* format, ...) {
+    va_list arguments;
+    if (document->failed)
+        return;
+    va_start(arguments, format);
+    char* text = ombrel_alloc_vsprintf(format, arguments);
+    va_end(arguments);
+    const size_t size = text != NULL ? strlen(text) : 0;
+    document->failed = text == NULL || ombrel_push_buffer_ex(document->out, text, size, 0) != size;
+    ombrel_check_free(text);
+}
+
+static void add_history(document_t* document, const char* name, const size_t* values, size_t taken) {
     const size_t first = taken > history_size ? taken - history_size : 0;
-    ombrel_push_printf(out, "\"%s\":[", name);
+    add(document, "\"%s\":[", name);
     for (size_t i = first; i < taken; i++)
-        ombrel_push_printf(out, "%s%llu", i > first ? "," : "", (unsigned long long)values[i % history_size]);
-    ombrel_push_puts_ex(out, "],", 0);
+        add(document, "%s%llu", i > first ? "," : "", (unsigned long long)values[i % history_size]);
+    add(document, "],");
 }
 
-static void push_sites(ombrel_buffer_t* out, const sites_t* sites) {
-    ombrel_push_puts_ex(out, "\"sites\":[", 0);
+static void add_sites(document_t* document, const sites_t* sites) {
+    add(document, "\"sites\":[");
     for (size_t i = 0; i < sites->count; i++)
-        ombrel_push_printf(out, "%s{\"site\":\"%s:%lu\",\"blocks\":%llu,\"bytes\":%llu}", i > 0 ? "," : "",
-                           sites->sites[i].tag, sites->sites[i].line,
-                           (unsigned long long)sites->sites[i].blocks,
-                           (unsigned long long)sites->sites[i].bytes);
-    ombrel_push_puts_ex(out, "],", 0);
+        add(document, "%s{\"site\":\"%s:%lu\",\"blocks\":%llu,\"bytes\":%llu}", i > 0 ? "," : "",
+            sites->sites[i].tag, sites->sites[i].line, (unsigned long long)sites->sites[i].blocks,
+            (unsigned long long)sites->sites[i].bytes);
+    add(document, "],");
 }
 
-static void push_build(ombrel_buffer_t* out) {
+static void add_build(document_t* document) {
     const uint32_t compiler = ombrel_get_compiler_version();
-    ombrel_push_printf(out,
-                       "\"version\":\"%s\",\"profile\":\"%s\",\"built\":\"%s %s\",\"host\":\"%s\","
-                       "\"compiler\":\"%s %lu.%lu.%lu\",\"libc\":\"%s\",\"os\":\"%s %s\",",
-                       ombrel_get_tuk_version_string(), ombrel_get_target_build_profile(),
-                       ombrel_get_tuk_build_date(), ombrel_get_tuk_build_time(), ombrel_get_build_hostname(),
-                       ombrel_get_compiler_name(), (unsigned long)(compiler >> 24),
-                       (unsigned long)(compiler >> 16 & 255), (unsigned long)(compiler >> 8 & 255),
-                       ombrel_get_libc_name(), ombrel_get_os_name(), ombrel_get_os_version_string());
+    add(document,
+        "\"version\":\"%s\",\"profile\":\"%s\",\"built\":\"%s %s\",\"host\":\"%s\","
+        "\"compiler\":\"%s %lu.%lu.%lu\",\"libc\":\"%s\",\"os\":\"%s %s\",",
+        ombrel_get_tuk_version_string(), ombrel_get_target_build_profile(), ombrel_get_tuk_build_date(),
+        ombrel_get_tuk_build_time(), ombrel_get_build_hostname(), ombrel_get_compiler_name(),
+        (unsigned long)(compiler >> 24), (unsigned long)(compiler >> 16 & 255),
+        (unsigned long)(compiler >> 8 & 255), ombrel_get_libc_name(), ombrel_get_os_name(),
+        ombrel_get_os_version_string());
 }
 
 int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t uptime_msec,
                   http_counts_t counts, ombrel_event_base_t* base) {
     static sites_t sites; /* one loop, one thread */
+    document_t document = {out, 0};
     size_t blocks, bytes, peak;
     ombrel_event_counts_t events;
-    /* The figures and the sites come before the first push, which may allocate. */
+    /* The figures and the sites come before the first addition, which may allocate. */
     sites.count = 0;
     ombrel_get_alloc_list(0, count_site, &sites);
     ombrel_get_alloc_info(&blocks, &bytes, &peak);
     ombrel_event_base_get_counts(base, &events);
-    ombrel_push_puts_ex(out, "{", 0);
-    push_build(out);
-    ombrel_push_printf(out, "\"uptime\":%llu,\"blocks\":%llu,\"bytes\":%llu,\"peak\":%llu,",
-                       (unsigned long long)uptime_msec, (unsigned long long)blocks, (unsigned long long)bytes,
-                       (unsigned long long)peak);
-    ombrel_push_printf(out, "\"requests\":%llu,\"accepted\":%llu,\"refused\":%llu,\"open\":%llu,",
-                       (unsigned long long)counts.requests, (unsigned long long)counts.accepted,
-                       (unsigned long long)counts.refused, (unsigned long long)counts.open);
-    push_sites(out, &sites);
-    push_history(out, "count_history", history->count, history->taken);
-    push_history(out, "size_history", history->size, history->taken);
-    const size_t pushed = ombrel_push_printf(
-        out, "\"events\":%llu,\"timers\":%llu,\"active\":%llu}\n", (unsigned long long)events.m_events,
+    add(&document, "{");
+    add_build(&document);
+    add(&document, "\"uptime\":%llu,\"blocks\":%llu,\"bytes\":%llu,\"peak\":%llu,",
+        (unsigned long long)uptime_msec, (unsigned long long)blocks, (unsigned long long)bytes,
+        (unsigned long long)peak);
+    add(&document, "\"requests\":%llu,\"accepted\":%llu,\"refused\":%llu,\"open\":%llu,",
+        (unsigned long long)counts.requests, (unsigned long long)counts.accepted,
+        (unsigned long long)counts.refused, (unsigned long long)counts.open);
+    add_sites(&document, &sites);
+    add_history(&document, "count_history", history->count, history->taken);
+    add_history(&document, "size_history", history->size, history->taken);
+    add(&document, "\"events\":%llu,\"timers\":%llu,\"active\":%llu}\n", (unsigned long long)events.m_events,
         (unsigned long long)events.m_timers, (unsigned long long)events.m_active);
-    return pushed > 0 ? 0 : -1;
+    return document.failed ? -1 : 0;
 }
 
 typedef struct {
@@ -123,18 +141,19 @@ int report_heap(ombrel_buffer_t* out) {
     if (live.blocks == NULL)
         return -1;
     ombrel_get_alloc_list(0, note_block, &live);
-    ombrel_push_printf(out, "%llu live blocks, %llu bytes, peak %llu\n", (unsigned long long)count,
-                       (unsigned long long)size, (unsigned long long)peak);
-    for (size_t i = 0; i < live.count; i++) {
-        char line[160];
-        const int length =
-            ombrel_snprintf(line, sizeof line, "%8llu  %s:%lu\n", (unsigned long long)live.blocks[i].size,
-                            live.blocks[i].tag, live.blocks[i].line);
-        if (ombrel_push_buffer_ex(out, line, (size_t)length, 0) != (size_t)length) {
-            ombrel_free(live.blocks);
-            return -1;
-        }
-    }
+    document_t document = {out, 0};
+    add(&document, "%llu live blocks, %llu bytes, peak %llu\n", (unsigned long long)count,
+        (unsigned long long)size, (unsigned long long)peak);
+    for (size_t i = 0; i < live.count; i++)
+        add(&document, "%8llu  %s:%lu\n", (unsigned long long)live.blocks[i].size, live.blocks[i].tag,
+            live.blocks[i].line);
     ombrel_free(live.blocks);
-    return 0;
+    return document.failed ? -1 : 0;
+}
+
+int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers) {
+    document_t document = {out, 0};
+    for (; answers != NULL; answers = answers->m_next)
+        add(&document, "%s\n", answers->m_address_text);
+    return document.failed ? -1 : 0;
 }

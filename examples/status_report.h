@@ -26,6 +26,9 @@ int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t 
 /* The list of live allocations as text; -1 when memory runs out. */
 int report_heap(ombrel_buffer_t* out);
 
+/* The addresses of a name as text, one a line; -1 when memory runs out. */
+int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers);
+
 /* The page that shows the status. */
 extern const unsigned char status_page[];
 extern const size_t status_page_size;

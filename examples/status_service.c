@@ -1,5 +1,6 @@
 /*
- * status_service [ADDRESS [PORT]]: shows the library at work in one process with one event loop.
+ * status_service [ADDRESS [PORT]]: shows the library at work in one process with one event loop. It listens
+ * on this machine's loop-back addresses, port 8080, unless an address is given.
  *
  *   /             a page that updates itself      /echo              POST: returns the body
  *   /status.json  the page's figures              /lookup?name=NAME  the addresses of a name
@@ -13,6 +14,7 @@
 #include <string.h>
 
 #include "http_server.h"
+#include "status_listen.h"
 #include "status_report.h"
 #include "status_screen.h"
 
@@ -196,9 +198,8 @@ typedef struct lookup {
 
 static void respond_addresses(http_connection_t* connection, const ombrel_resolver_t* answers) {
     ombrel_buffer_t* out = ombrel_open_buffer_ex(0);
-    for (; out != NULL && answers != NULL; answers = answers->m_next)
-        ombrel_push_printf(out, "%s\n", answers->m_address_text);
-    respond_buffer(connection, "text/plain; charset=utf-8", out, out == NULL);
+    const int failed = out == NULL || report_addresses(out, answers) != 0;
+    respond_buffer(connection, "text/plain; charset=utf-8", out, failed);
     ombrel_close_buffer(out);
 }
 
@@ -472,15 +473,13 @@ static int run_service(service_t* service, const char* address, int port) {
         ombrel_error_printf("status_service: [ERROR] not enough memory or descriptors\n");
         return 1;
     }
-    service->server = http_open_server(service->base, address, port, on_request, service);
+    service->server = http_open_server(service->base, on_request, service);
     if (service->server == NULL) {
-        ombrel_error_printf("status_service: [ERROR] cannot listen on %s port %d\n",
-                            address != NULL ? address : "any address", port);
+        ombrel_error_printf("status_service: [ERROR] not enough memory or descriptors\n");
         return 1;
     }
-    ombrel_printf("status service: http://localhost:%d/ (Ctrl+C ends it)\n",
-                  http_server_port(service->server));
-    ombrel_puts(NULL);
+    if (listen_and_tell(service->server, address, port) != 0)
+        return 1;
     /* A signal that is none of ours interrupts the loop: it goes on. */
     while (!service->ends && ombrel_event_base_dispatch(service->base) != 0)
         ombrel_load_balance_short();
@@ -494,12 +493,23 @@ static int parse_port(const char* text) {
     return port <= 65535 ? port : -1;
 }
 
+static const char usage[] =
+    "usage: status_service [ADDRESS [PORT]]\n"
+    "  ADDRESS  a numeric address of this machine; 0.0.0.0 or :: opens the service to other machines\n"
+    "           (default localhost: both loop-back addresses)\n"
+    "  PORT     0 (any that is free) to 65535 (default 8080)\n";
+
 int main(int argc, char** argv) {
     static service_t service;
     const char* address = argc > 1 ? argv[1] : NULL;
     const int port = argc > 2 ? parse_port(argv[2]) : default_port;
+    if (argc == 2 && (strcmp(address, "--help") == 0 || strcmp(address, "-h") == 0)) {
+        ombrel_puts(usage);
+        ombrel_puts(NULL);
+        return 0;
+    }
     if (argc > 3 || port < 0 || (address != NULL && *address == '-')) {
-        ombrel_error_printf("usage: status_service [ADDRESS [PORT]], with a port of 0 (any) to 65535\n");
+        ombrel_error_puts(usage);
         return 2;
     }
     if (ombrel_init_network() != 0)

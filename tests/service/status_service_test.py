@@ -39,7 +39,8 @@ class Service:
             [SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, preexec_fn=limit
         )
         line = self.process.stdout.readline()
-        found = re.search(r"http://localhost:(\d+)/", line)
+        self.greeting = line
+        found = re.search(r"http://.*:(\d+)/", line)
         if found is None:
             raise AssertionError(f"the service did not start: {line}{self.process.stdout.read()}")
         self.port = int(found.group(1))
@@ -420,12 +421,35 @@ class Crowds(unittest.TestCase):
             (("127.0.0.1", "65536"), 2, "usage"),
             (("127.0.0.1", "8080x"), 2, "usage"),
             (("127.0.0.1", ""), 2, "usage"),
-            (("--help",), 2, "usage"),
+            (("--help",), 0, "usage"),
+            (("192.0.2.1", "0"), 1, "an address of this machine"),
         ):
             failed = subprocess.run([SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                                     timeout=20, check=False)
             self.assertEqual(failed.returncode, code, arguments)
             self.assertIn(message, failed.stdout)
+
+    def test_it_is_open_to_others_only_when_asked(self):
+        for arguments, url, everybody in (
+            (("localhost", "0"), "http://localhost:", False),
+            (("127.0.0.2", "0"), "http://127.0.0.2:", False),
+            (("0.0.0.0", "0"), "http://localhost:", True),
+        ):
+            with Service(*arguments) as service:
+                self.assertIn(url, service.greeting)
+                # Loop-back addresses that it was not given stand for the addresses of the other machines.
+                with socket.socket() as stranger:
+                    self.assertEqual(stranger.connect_ex(("127.0.0.3", service.port)) == 0, everybody, arguments)
+                if everybody or arguments[0] == "localhost":
+                    self.assertEqual(service.status("/heap"), "200")
+
+    def test_a_port_in_use_is_said(self):
+        with Service("127.0.0.1", "0") as service:
+            second = subprocess.run([SERVICE, "localhost", str(service.port)], stdout=subprocess.PIPE,
+                                    stderr=subprocess.STDOUT, text=True, timeout=20, check=False)
+            self.assertEqual(second.returncode, 1)
+            self.assertIn(f"port {service.port}: Address already in use", second.stdout)
+            self.assertIn("another port: localhost ", second.stdout)
 
 
 if __name__ == "__main__":
