@@ -1,19 +1,24 @@
 // Holds a lock for a scope.
 #pragma once
 
+#include <utility>
+
 #include <ombrel/lock.h>
 
 namespace ombrel {
 
-/// Takes a lock without time limit. Taking it can fail for want of memory: look before going on.
-class lock_guard {
+/// Takes a lock without time limit. Taking it can fail for want of memory: look before going on, or let
+/// with_lock() look.
+class [[nodiscard]] lock_guard {
 public:
-    lock_guard(ombrel_lock_t& lock, const char* tag, unsigned long line)
+    lock_guard(ombrel_lock_t& lock, const char* tag, unsigned long line) : lock_guard(&lock, tag, line) {}
+    /// Null is no lock, which is always had.
+    lock_guard(ombrel_lock_t* lock, const char* tag, unsigned long line)
         : lock_(lock), tag_(tag), line_(line),
-          held_(ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, tag, line) == 0) {}
+          held_(lock == nullptr || ombrel_lock_timeout_tag(lock, def_ombrel_infinite, tag, line) == 0) {}
     ~lock_guard() {
-        if (held_)
-            ombrel_unlock_tag(&lock_, tag_, line_);
+        if (held_ && lock_ != nullptr)
+            ombrel_unlock_tag(lock_, tag_, line_);
     }
     lock_guard(const lock_guard&) = delete;
     lock_guard& operator=(const lock_guard&) = delete;
@@ -21,10 +26,17 @@ public:
     explicit operator bool() const { return held_; }
 
 private:
-    ombrel_lock_t& lock_;
+    ombrel_lock_t* lock_;
     const char* tag_;
     unsigned long line_;
     bool held_;
 };
+
+/// The result of `work` with the lock held, or `refused`, with nothing done, when it cannot be had.
+template<typename Lock, typename Result, typename Work>
+Result with_lock(Lock&& lock, const char* tag, unsigned long line, Result refused, Work work) {
+    const lock_guard guard(lock, tag, line);
+    return guard ? work() : std::move(refused);
+}
 
 } // namespace ombrel
