@@ -29,7 +29,10 @@ OMBREL_BEGIN_C
 /** A byte queue; opaque. */
 typedef struct ombrel_buffer_ts ombrel_buffer_t;
 
-/** A node's bytes are overwritten with zeros before the node is freed (a referenced block's too). */
+/**
+ * A node's bytes are overwritten with zeros before the node is freed (a referenced block's too), and so are
+ * the library's own copies on their way in and to a handler. What is taken out is the taker's to wipe.
+ */
 #define def_ombrel_buffer_flag_wipe 0x1u
 /** A push keeps the caller's pointer instead of copying; the bytes must stay until they are taken. */
 #define def_ombrel_buffer_flag_reference 0x2u
@@ -112,7 +115,9 @@ OMBREL_API int ombrel_end_buffer(ombrel_buffer_t* buffer);
  * @param data   `size` bytes; null queues `size` zero bytes
  * @param size   bytes to queue
  * @param flags  flags for this push, added to the buffer's
- * @return bytes queued: less than `size` when memory ran out, 0 for a null buffer
+ * @return bytes queued: when memory runs out, or the queued size would pass SIZE_MAX, those that went into
+ * the free room of the last node; 0 for a null buffer and, with nothing changed, when the lock of a buffer
+ *         with a handler cannot be had for want of memory
  * @par Threads any thread when the buffer has a handler, else the buffer's
  */
 OMBREL_API size_t ombrel_push_buffer_ex(ombrel_buffer_t* buffer, const void* data, size_t size,
@@ -240,8 +245,9 @@ OMBREL_API int ombrel_peek_buffer_uint8(ombrel_buffer_t* buffer, size_t position
  *
  * A line ends at CR, LF, CR LF or LF CR; the second half of a pair is dropped even when it is pushed later.
  * The byte that follows a non-ASCII byte belongs to it and never ends a line. Bytes behind the last line end
- * stay queued, also after ombrel_end_buffer(). A call that finds no line end looks at all queued bytes again
- * the next time.
+ * stay queued, also after ombrel_end_buffer(). A call that finds no line end leaves off where the queue ends,
+ * and the next one goes on from there unless bytes were taken meanwhile: referenced blocks must not change
+ * while they are queued.
  * @param buffer the buffer
  * @return the line without its end, terminated, possibly empty, as a tagged-heap block that the caller frees;
  *         null when no complete line is queued or memory runs out (the line stays queued then)
@@ -257,8 +263,9 @@ OMBREL_API char* ombrel_pop_buffer_line(ombrel_buffer_t* buffer);
  * @param path   the file; a directory cannot be read
  * @param offset first byte to read, from the start when positive, from the end when negative
  * @param limit  most bytes to read; 0 reads to the end
- * @return bytes queued, or -1 when the buffer or path is null, the file cannot be opened or the offset cannot
- *         be reached (it lies before the start, or the file cannot seek)
+ * @return bytes queued (more than PTRDIFF_MAX of them, which takes a 32-bit process, as the negative number
+ * that a cast to size_t makes right), or -1 when the buffer or path is null, the file cannot be opened or the
+ * offset cannot be reached (it lies before the start, or the file cannot seek)
  * @par Threads as ombrel_push_buffer_ex()
  */
 OMBREL_API ptrdiff_t ombrel_push_buffer_from_file(ombrel_buffer_t* buffer, const char* path, int64_t offset,
@@ -270,8 +277,9 @@ OMBREL_API ptrdiff_t ombrel_push_buffer_from_file(ombrel_buffer_t* buffer, const
  * @param offset   as for ombrel_push_buffer_from_file()
  * @param limit    most bytes to read; 0 reads to the end
  * @param size_out receives the number of bytes, 0 with a null result; may be null
- * @return a tagged-heap block that the caller frees, not terminated; null when nothing could be read or
- * memory runs out
+ * @return a tagged-heap block that the caller frees, not terminated: never a part of what was asked for. Null
+ *         when the file or the part is empty, cannot be opened or reached, fails to be read to its end, or
+ *         memory runs out
  * @par Threads any thread
  */
 OMBREL_API void* ombrel_load_file(const char* path, int64_t offset, size_t limit, size_t* size_out);

@@ -8,6 +8,8 @@
 
 #include "container/buffer_internal.h"
 #include "core/heap_ptr.h"
+#include "core/lock_guard.h"
+#include "core/wipe.h"
 
 using namespace ombrel;
 
@@ -17,25 +19,6 @@ constexpr uint32_t uncopied = def_ombrel_buffer_flag_reference | def_ombrel_buff
 
 constexpr const char push_tag[] = "ombrel_push_buffer_ex";
 constexpr const char handler_tag[] = "buffer handler";
-
-// Holds a buffer's lock for a scope; null holds none.
-class chain_guard {
-public:
-    chain_guard(ombrel_lock_t* lock, const char* tag) : lock_(lock), tag_(tag) {
-        if (lock_ != nullptr)
-            ombrel_lock_timeout_tag(lock_, def_ombrel_infinite, tag_, __LINE__);
-    }
-    ~chain_guard() {
-        if (lock_ != nullptr)
-            ombrel_unlock_tag(lock_, tag_, __LINE__);
-    }
-    chain_guard(const chain_guard&) = delete;
-    chain_guard& operator=(const chain_guard&) = delete;
-
-private:
-    ombrel_lock_t* lock_;
-    const char* tag_;
-};
 
 // Pushes exclude each other and the handler's thread; a buffer without a handler takes no lock.
 ombrel_lock_t* push_lock(ombrel_buffer_t& buffer) {
@@ -47,12 +30,6 @@ void write_bytes(unsigned char* to, const unsigned char* bytes, size_t size) {
         memcpy(to, bytes, size);
     else
         memset(to, 0, size);
-}
-
-// The barrier keeps a compiler that sees the free behind it from dropping the store.
-void wipe(unsigned char* bytes, size_t size) {
-    memset(bytes, 0, size);
-    asm volatile("" : : "r"(bytes) : "memory");
 }
 
 void free_node(buffer_node* node) {
@@ -100,7 +77,7 @@ size_t fill_tail(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t siz
     if (buffer.m_head == nullptr)
         return 0;
     buffer_node& tail = *buffer.m_tail;
-    const size_t now = std::min(size, tail.m_capacity - tail.m_used);
+    const size_t now = std::min({size, tail.m_capacity - tail.m_used, SIZE_MAX - buffer.m_size});
     write_bytes(tail.m_data + tail.m_used, bytes, now);
     tail.m_used += now;
     return now;
@@ -120,13 +97,12 @@ bool append_new_node(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t
     return true;
 }
 
-// `may_fill` lets the bytes start in the free room of the last node.
+// `may_fill` lets the bytes start in the free room of the last node. A node that would make the size overflow
+// cannot be had, as one without memory.
 size_t push(ombrel_buffer_t& buffer, const void* data, size_t size, uint32_t flags, bool may_fill) {
-    if (size == 0 || size > SIZE_MAX - buffer.m_size)
-        return 0;
     const auto* bytes = static_cast<const unsigned char*>(data);
     size_t queued = may_fill ? fill_tail(buffer, bytes, size) : 0;
-    if (queued < size) {
+    if (queued < size && size <= SIZE_MAX - buffer.m_size) {
         const unsigned char* rest = bytes != nullptr ? bytes + queued : nullptr;
         if (append_new_node(buffer, rest, size - queued, flags))
             queued = size;
@@ -165,14 +141,25 @@ struct delivery {
     size_t size;
     uint64_t offset;
     size_t queued; // behind it
+    bool secret;   // wiped when the handler is done with it, as its node is
 };
 
 delivery take_delivery(ombrel_buffer_t& buffer) {
-    const chain_guard guard(&buffer.m_lock, handler_tag);
-    delivery taken{{}, 0, buffer.m_offset, 0};
-    taken.data.reset(static_cast<unsigned char*>(ombrel_get_buffer_node(&buffer, &taken.size)));
-    taken.queued = buffer.m_size;
-    return taken;
+    return with_lock(buffer.m_lock, handler_tag, __LINE__, delivery{}, [&] {
+        delivery taken{{}, 0, buffer.m_offset, 0, false};
+        taken.secret =
+            buffer.m_head != nullptr && (buffer.m_head->m_flags & def_ombrel_buffer_flag_wipe) != 0;
+        taken.data.reset(static_cast<unsigned char*>(ombrel_get_buffer_node(&buffer, &taken.size)));
+        taken.queued = buffer.m_size;
+        return taken;
+    });
+}
+
+void deliver(const ombrel_buffer_t& buffer, const delivery& node) {
+    buffer.m_handler(buffer.m_context, node.data.get(), node.size, static_cast<uint32_t>(node.offset),
+                     static_cast<uint32_t>(node.offset >> 32), node.queued);
+    if (node.secret)
+        wipe(node.data.get(), node.size);
 }
 
 int run_handler(ombrel_service_t* service, void* context) {
@@ -181,8 +168,7 @@ int run_handler(ombrel_service_t* service, void* context) {
     while (ombrel_break_service(service) == 0) {
         const delivery node = take_delivery(buffer);
         if (node.data)
-            buffer.m_handler(buffer.m_context, node.data.get(), node.size, static_cast<uint32_t>(node.offset),
-                             static_cast<uint32_t>(node.offset >> 32), node.queued);
+            deliver(buffer, node);
         else
             ombrel_load_balance();
     }
@@ -194,8 +180,8 @@ int run_handler(ombrel_service_t* service, void* context) {
 namespace ombrel {
 
 size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size) {
-    const chain_guard guard(push_lock(buffer), push_tag);
-    return push(buffer, data, size, buffer.m_flags & ~uncopied, true);
+    return with_lock(push_lock(buffer), push_tag, __LINE__, size_t{0},
+                     [&] { return push(buffer, data, size, buffer.m_flags & ~uncopied, true); });
 }
 
 void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size) {
@@ -260,20 +246,23 @@ ombrel_buffer_t* ombrel_close_buffer(ombrel_buffer_t* buffer) {
 
 int ombrel_end_buffer(ombrel_buffer_t* buffer) {
     // The options given at open are lost with the rest of the word: meant so.
-    if (buffer != nullptr)
+    if (buffer != nullptr) {
         buffer->m_flags = def_ombrel_buffer_flag_ended;
+        buffer->m_search = {};
+    }
     return 0;
 }
 
 size_t ombrel_push_buffer_ex(ombrel_buffer_t* buffer, const void* data, size_t size, uint32_t flags) {
     if (buffer == nullptr)
         return 0;
-    const chain_guard guard(push_lock(*buffer), push_tag);
-    const uint32_t combined = buffer->m_flags | flags;
-    // A block to be owned goes into its node whole, also on account of the buffer's flag: its address is what
-    // is freed.
-    const bool owns = data != nullptr && (combined & def_ombrel_buffer_flag_own) != 0;
-    return push(*buffer, data, size, combined, (flags & uncopied) == 0 && !owns);
+    return with_lock(push_lock(*buffer), push_tag, __LINE__, size_t{0}, [&] {
+        const uint32_t combined = buffer->m_flags | flags;
+        // A block to be owned goes into its node whole, also on account of the buffer's flag: its address is
+        // what is freed.
+        const bool owns = data != nullptr && (combined & def_ombrel_buffer_flag_own) != 0;
+        return push(*buffer, data, size, combined, (flags & uncopied) == 0 && !owns);
+    });
 }
 
 size_t ombrel_push_puts_ex(ombrel_buffer_t* buffer, const char* text, uint32_t flags) {
@@ -284,7 +273,13 @@ size_t ombrel_push_vprintf(ombrel_buffer_t* buffer, const char* format, va_list 
     if (buffer == nullptr)
         return 0;
     const heap_ptr text(ombrel_alloc_vsprintf(format, args));
-    return text ? push_copy(*buffer, text.get(), strlen(text.get())) : 0;
+    if (!text)
+        return 0;
+    const size_t size = strlen(text.get());
+    const size_t queued = push_copy(*buffer, text.get(), size);
+    if ((buffer->m_flags & def_ombrel_buffer_flag_wipe) != 0)
+        wipe(text.get(), size);
+    return queued;
 }
 
 size_t ombrel_push_printf(ombrel_buffer_t* buffer, const char* format, ...) {
@@ -348,7 +343,10 @@ uint64_t ombrel_get_buffer_offset(ombrel_buffer_t* buffer) {
 }
 
 uint64_t ombrel_set_buffer_offset(ombrel_buffer_t* buffer, uint64_t offset) {
-    return buffer != nullptr ? buffer->m_offset = offset : 0;
+    if (buffer == nullptr)
+        return 0;
+    buffer->m_search = {};
+    return buffer->m_offset = offset;
 }
 
 size_t ombrel_get_buffer_size(ombrel_buffer_t* buffer) {

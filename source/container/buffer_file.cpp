@@ -5,6 +5,7 @@
 #include <ombrel/assert.h>
 
 #include "container/buffer_internal.h"
+#include "core/wipe.h"
 #include "platform/file_reader.h"
 
 using namespace ombrel;
@@ -31,19 +32,36 @@ size_t push_units(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t si
     return done;
 }
 
-size_t push_file(ombrel_buffer_t& buffer, const file_reader& file, size_t limit) {
+struct file_part {
+    size_t queued;
+    bool complete; // up to the limit or the end of the file
+};
+
+file_part push_file(ombrel_buffer_t& buffer, const file_reader& file, size_t limit) {
     unsigned char bytes[read_size];
-    size_t total = 0;
-    while (total < limit) {
-        // An error ends it as the end does.
-        const auto got = static_cast<size_t>(
-            std::max<ptrdiff_t>(file.read(bytes, std::min(sizeof bytes, limit - total)), 0));
-        const size_t queued = push_units(buffer, bytes, got);
-        total += queued;
-        if (got == 0 || queued < got)
+    const bool secret = (buffer.m_flags & def_ombrel_buffer_flag_wipe) != 0;
+    const wipe_guard wiping(bytes, secret ? sizeof bytes : 0);
+    file_part done{0, true};
+    while (done.queued < limit && done.complete) {
+        const ptrdiff_t got = file.read(bytes, std::min(sizeof bytes, limit - done.queued));
+        if (got == 0)
             break;
+        const size_t queued = got > 0 ? push_units(buffer, bytes, static_cast<size_t>(got)) : 0;
+        done.queued += queued;
+        done.complete = got > 0 && queued == static_cast<size_t>(got);
     }
-    return total;
+    return done;
+}
+
+// False when the part cannot even be begun.
+bool push_part(ombrel_buffer_t* buffer, const char* path, int64_t offset, size_t limit, file_part& done) {
+    if (buffer == nullptr)
+        return false;
+    const file_reader file(path);
+    if (!file.is_open() || !file.seek(offset))
+        return false;
+    done = push_file(*buffer, file, limit != 0 ? limit : SIZE_MAX);
+    return true;
 }
 
 class buffer_guard {
@@ -60,25 +78,22 @@ private:
 
 } // namespace
 
+// What ends a file early, an error as well as missing memory, leaves what was read before.
 ptrdiff_t ombrel_push_buffer_from_file(ombrel_buffer_t* buffer, const char* path, int64_t offset,
                                        size_t limit) {
-    if (buffer == nullptr)
-        return -1;
-    const file_reader file(path);
-    if (!file.is_open() || !file.seek(offset))
-        return -1;
-    return static_cast<ptrdiff_t>(push_file(*buffer, file, limit != 0 ? limit : PTRDIFF_MAX));
+    file_part part{};
+    return push_part(buffer, path, offset, limit, part) ? static_cast<ptrdiff_t>(part.queued) : -1;
 }
 
 void* ombrel_load_file(const char* path, int64_t offset, size_t limit, size_t* size_out) {
     if (size_out != nullptr)
         *size_out = 0;
     const buffer_guard buffer;
-    if (ombrel_push_buffer_from_file(buffer.get(), path, offset, limit) <= 0)
+    file_part part{};
+    if (!push_part(buffer.get(), path, offset, limit, part) || !part.complete)
         return nullptr;
-    const size_t size = ombrel_get_buffer_size(buffer.get());
-    void* block = ombrel_alloc_pop_buffer_ex(buffer.get(), size, 1);
+    void* block = ombrel_alloc_pop_buffer_ex(buffer.get(), part.queued, 1);
     if (block != nullptr && size_out != nullptr)
-        *size_out = size;
+        *size_out = part.queued;
     return block;
 }

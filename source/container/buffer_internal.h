@@ -30,6 +30,16 @@ size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size);
 /// take_front() for any number of nodes.
 void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size);
 
+/// How far the search for a line end has come: where the next one goes on, so that no byte is looked at
+/// twice.
+struct line_search {
+    uint64_t m_offset;         // the buffer's when it was made: a search ends with a change of the front
+    const buffer_node* m_node; // null before the first one
+    size_t m_seen;             // bytes of the node's data
+    size_t m_before;           // queued bytes before the node
+    bool m_trail;              // the next byte is a trail byte
+};
+
 } // namespace ombrel
 
 struct ombrel_buffer_ts {
@@ -43,6 +53,7 @@ struct ombrel_buffer_ts {
     ombrel_service_t* m_service;
     void* m_context;
     ombrel_buffer_handler_t m_handler;
+    ombrel::line_search m_search;
 };
 
 namespace ombrel {

@@ -115,16 +115,27 @@ const unsigned char* find_line_end(const unsigned char* at, const unsigned char*
     return nullptr;
 }
 
+// The search that a call goes on with.
+line_search search_of(const ombrel_buffer_t& buffer) {
+    const line_search& last = buffer.m_search;
+    if (last.m_node != nullptr && last.m_offset == buffer.m_offset)
+        return last;
+    const buffer_node* head = buffer.m_head;
+    const bool trail = (buffer.m_flags & def_ombrel_buffer_flag_trail_byte) != 0;
+    return {buffer.m_offset, head, head != nullptr ? head->m_read : 0, 0, trail};
+}
+
 // Bytes of the first line with its end, or 0 when no whole line is queued.
-size_t first_line_length(const ombrel_buffer_t& buffer) {
-    bool trail = (buffer.m_flags & def_ombrel_buffer_flag_trail_byte) != 0;
-    size_t before = 0;
-    for (const buffer_node* node = buffer.m_head; node != nullptr; node = node->m_next) {
-        const unsigned char* front = node->front();
-        const unsigned char* end = find_line_end(front, front + node->unread(), trail);
+size_t first_line_length(ombrel_buffer_t& buffer) {
+    line_search search = search_of(buffer);
+    while (const buffer_node* node = search.m_node) {
+        const unsigned char* end =
+            find_line_end(node->m_data + search.m_seen, node->m_data + node->m_used, search.m_trail);
         if (end != nullptr)
-            return before + static_cast<size_t>(end - front);
-        before += node->unread();
+            return search.m_before + static_cast<size_t>(end - node->front());
+        search.m_seen = node->m_used;
+        buffer.m_search = search;
+        search = {search.m_offset, node->m_next, 0, search.m_before + node->unread(), search.m_trail};
     }
     return 0;
 }

@@ -2,10 +2,13 @@
 
 #include <atomic>
 #include <cstdio>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/mman.h>
 
 #include "support/buffer_program.h"
 #include "support/capture.h"
@@ -101,14 +104,29 @@ TEST_F(buffer, a_null_or_empty_buffer_gives_nothing) {
 }
 
 TEST_F(buffer, sizes_that_cannot_be_are_refused) {
-    open();
+    const std::string bytes(4096, 'b');
     capture errors(stderr);
-    push("abc");
-    EXPECT_EQ(0u, ombrel_push_buffer(get(), "a", SIZE_MAX));
-    EXPECT_EQ(4093u, ombrel_push_buffer(get(), nullptr, SIZE_MAX - 8)); // what the tail can take
-    EXPECT_EQ(0u, ombrel_peek_buffer_ex(get(), nullptr, SIZE_MAX, 1, 1));
-    EXPECT_EQ(0u, ombrel_pop_buffer_ex(get(), nullptr, SIZE_MAX, 1));
-    EXPECT_EQ(4096u, ombrel_flush_buffer(get()));
+    // What the tail can take is queued first: when there is no memory, and when the size would overflow.
+    for (const size_t size : {SIZE_MAX - 8, SIZE_MAX - 2, SIZE_MAX})
+        for (const char* data : {bytes.data(), static_cast<const char*>(nullptr)}) {
+            open();
+            push("abc");
+            EXPECT_EQ(4093u, ombrel_push_buffer(get(), data, size));
+            EXPECT_EQ(0u, ombrel_peek_buffer_ex(get(), nullptr, SIZE_MAX, 1, 1));
+            EXPECT_EQ(0u, ombrel_pop_buffer_ex(get(), nullptr, SIZE_MAX, 1));
+            EXPECT_TRUE(std::string("abc").append(4093, data != nullptr ? 'b' : '\0') == all());
+        }
+    // Referenced bytes are only counted here: no tail takes so many that the count would overflow.
+    open();
+    constexpr uint32_t reference = def_ombrel_buffer_flag_reference;
+    EXPECT_EQ(SIZE_MAX - 5, ombrel_push_buffer_ex(get(), "r", SIZE_MAX - 5, reference));
+    EXPECT_EQ(0u, ombrel_push_buffer_ex(get(), "r", 6, reference));
+    EXPECT_EQ(3u, push("abc"));
+    EXPECT_EQ(2u, push("def"));
+    EXPECT_EQ(0u, push("g") + ombrel_push_buffer_ex(get(), "r", 1, reference));
+    EXPECT_EQ(SIZE_MAX, ombrel_get_buffer_size(get()));
+    EXPECT_EQ(SIZE_MAX - 5, ombrel_pop_buffer(get(), nullptr, SIZE_MAX - 5));
+    EXPECT_EQ("abcde", all());
 }
 
 TEST_F(buffer, referenced_blocks_are_not_copied_and_are_wiped_when_asked) {
@@ -212,6 +230,37 @@ TEST_F(buffer, line_ends_at_every_place_of_a_long_line) {
             EXPECT_EQ(text, line());
             EXPECT_EQ("rest", all());
         }
+    }
+}
+
+// A byte that was looked at may be changed behind the search's back: what is referenced shows whether it is
+// looked at again.
+TEST_F(buffer, the_search_for_a_line_end_goes_on_where_it_stopped) {
+    std::vector<std::string> pieces(300, std::string(100, 'x'));
+    const auto begin = [&](int64_t taken) {
+        open(def_ombrel_buffer_flag_reference);
+        for (std::string& piece : pieces) {
+            push(piece = std::string(100, 'x'));
+            ombrel_pop_buffer(get(), nullptr, static_cast<size_t>(std::exchange(taken, 0)));
+            EXPECT_EQ("<none>", line());
+            piece[50] = '\n';
+        }
+    };
+    begin(10);
+    ombrel_push_printf(get(), "end\n\n");
+    EXPECT_EQ(300u * 100u - 10u + 3u, line().size());
+    EXPECT_EQ("", line());
+    // A front that has changed is looked at from its beginning.
+    const std::function<void()> changes[] = {
+        [&] { ombrel_pop_buffer_uint8(get()); },
+        [&] { ombrel_set_buffer_offset(get(), 0); },
+        [&] { ombrel_end_buffer(get()); },
+        [&] { ombrel_flush_buffer(get()), ombrel_set_buffer_offset(get(), 0), push(pieces[0]); },
+    };
+    for (const auto& change : changes) {
+        begin(0);
+        change();
+        EXPECT_NE("<none>", line());
     }
 }
 
@@ -338,6 +387,26 @@ TEST_F(buffer, a_file_is_pushed_in_units) {
     EXPECT_EQ(8000u - 256u, ombrel_flush_buffer(get()));
     ombrel_push_buffer_from_file(get(), file.name(), -90, 0);
     EXPECT_EQ(90u, node().size());
+}
+
+// A process's own memory is a file whose reading fails behind the end of a mapping.
+TEST_F(buffer, a_file_that_fails_half_way) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    void* const memory = mmap(nullptr, 3 * page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, memory);
+    munmap(static_cast<char*>(memory) + page, page);
+    const auto offset = static_cast<int64_t>(reinterpret_cast<uintptr_t>(memory));
+    open();
+    const auto whole = static_cast<ptrdiff_t>(page);
+    EXPECT_EQ(whole, ombrel_push_buffer_from_file(get(), "/proc/self/mem", offset, 0));
+    size_t size = 1;
+    EXPECT_EQ(nullptr, ombrel_load_file("/proc/self/mem", offset, 0, &size));
+    EXPECT_EQ(0u, size);
+    const heap_block<void> block(ombrel_load_file("/proc/self/mem", offset, page, &size));
+    EXPECT_EQ(block == nullptr ? 0u : page, size);
+    EXPECT_NE(nullptr, block);
+    munmap(memory, page);
+    munmap(static_cast<char*>(memory) + 2 * page, page);
 }
 
 TEST_F(buffer, files_that_cannot_be_read) {
