@@ -15,6 +15,11 @@
  *
  * Nothing here allocates or frees. A list is used by one thread at a time; different lists at will.
  *
+ * What deletes, replaces or inserts before a node finds that node by walking from the head, in both kinds of
+ * list: it takes time in proportion to the node's position. A node that the walk does not meet changes
+ * nothing and is not touched, whatever its link fields hold: it may never have been linked, and it may stand
+ * in another list. A node that is added must be in no list; its link fields need not be initialised.
+ *
  * The functions return 0 unless stated otherwise, and -1 when the address of the head pointer or a node that
  * is needed is null. The functions ending in `_tag` take the name of the calling function (a static string)
  * and its source line; the macros without `_tag` pass the caller's own.
@@ -75,10 +80,11 @@ OMBREL_API void* ombrel_linked_list_search_tag(const void* head, const void* nod
                                                ombrel_linked_list_match_t match, const char* caller,
                                                unsigned long line);
 
-/** @brief Makes `node`, which is in no list, the first one. */
+/** @brief Makes `node`, which is in no list, the first one. Takes constant time. */
 OMBREL_API int ombrel_singly_linked_list_prepend_tag(void* head, void* tail, void* node, size_t next_offset,
                                                      const char* caller, unsigned long line);
-/** @brief Makes `node`, which is in no list, the last one; walks the list when no tail is kept. */
+/** @brief Makes `node`, which is in no list, the last one, in constant time; walks the list when no tail is
+ * kept. */
 OMBREL_API int ombrel_singly_linked_list_append_tag(void* head, void* tail, void* node, size_t next_offset,
                                                     const char* caller, unsigned long line);
 /** @brief Takes `node` out and clears its next field; a node that is absent changes nothing. */
@@ -89,7 +95,8 @@ OMBREL_API int ombrel_singly_linked_list_delete_tag(void* head, void* tail, void
 OMBREL_API int ombrel_singly_linked_list_replace_tag(void* head, void* tail, void* old_node, void* new_node,
                                                      size_t next_offset, const char* caller,
                                                      unsigned long line);
-/** @brief Inserts `node` before the node `position`; at the end when that is null or absent. */
+/** @brief Inserts `node` before the node `position`, or at the end when that is null; a `position` that is
+ * absent, or `node` itself, changes nothing. */
 OMBREL_API int ombrel_singly_linked_list_insert_tag(void* head, void* tail, void* position, void* node,
                                                     size_t next_offset, const char* caller,
                                                     unsigned long line);
@@ -112,22 +119,17 @@ OMBREL_API int ombrel_doubly_linked_list_prepend_tag(void* head, void* tail, voi
 OMBREL_API int ombrel_doubly_linked_list_append_tag(void* head, void* tail, void* node, size_t prev_offset,
                                                     size_t next_offset, const char* caller,
                                                     unsigned long line);
-/**
- * @brief Takes `node` out, in constant time, and clears both of its link fields.
- *
- * A node that is in no list and whose links are null changes nothing; nor does one whose neighbours or whose
- * list's ends do not know it. A node in the middle of another list must not be given.
- */
+/** @brief ombrel_singly_linked_list_delete_tag() for nodes with a previous field at `prev_offset`, which is
+ * cleared too. */
 OMBREL_API int ombrel_doubly_linked_list_delete_tag(void* head, void* tail, void* node, size_t prev_offset,
                                                     size_t next_offset, const char* caller,
                                                     unsigned long line);
-/** @brief Puts `new_node` into the place of `old_node`, whose link fields are cleared; else as
- *         ombrel_doubly_linked_list_delete_tag(). */
+/** @brief ombrel_singly_linked_list_replace_tag() for nodes with a previous field at `prev_offset`, which is
+ * cleared too. */
 OMBREL_API int ombrel_doubly_linked_list_replace_tag(void* head, void* tail, void* old_node, void* new_node,
                                                      size_t prev_offset, size_t next_offset,
                                                      const char* caller, unsigned long line);
-/** @brief Inserts `node` before the node `position`, in constant time; at the end when that is null or absent
- * as ombrel_doubly_linked_list_delete_tag() can tell it. */
+/** @brief ombrel_singly_linked_list_insert_tag() for nodes with a previous field at `prev_offset`. */
 OMBREL_API int ombrel_doubly_linked_list_insert_tag(void* head, void* tail, void* position, void* node,
                                                     size_t prev_offset, size_t next_offset,
                                                     const char* caller, unsigned long line);

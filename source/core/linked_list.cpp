@@ -50,9 +50,11 @@ public:
     void* next(const void* node) const { return next_of(node, next_); }
     void* last() const { return last_of(head_, tail_, next_); }
 
-    // The node before `position`, which is null for the list's end; false when `position` is not in the list.
+    // The node before `position`; false when `position` is not in the list. Its own links tell nothing: it
+    // may stand in another list, or in none with anything in them, so the walk from the head decides.
     bool find_before(const void* position, void*& before) const;
     void insert_between(void* before, void* node, void* after) const;
+    void append(void* node) const { insert_between(last(), node, nullptr); }
     void insert_before(void* position, void* node) const;
     void remove(void* node) const;
     void replace(void* old_node, void* new_node) const;
@@ -60,10 +62,8 @@ public:
     void sort(ombrel_linked_list_compare_t compare) const;
 
 private:
-    bool doubly() const { return prev_ != no_offset; }
-    void* prev(const void* node) const { return next_of(node, prev_); }
     void set_prev(void* node, const void* value) const {
-        if (doubly())
+        if (prev_ != no_offset)
             store(field(node, prev_), value);
     }
     // Links two neighbours; null stands for the list's ends.
@@ -72,8 +72,6 @@ private:
         store(field(node, next_), nullptr);
         set_prev(node, nullptr);
     }
-    bool walk_before(const void* position, void*& before) const;
-    bool is_linked(const void* node) const;
     void* merge(void* left, void* right, ombrel_linked_list_compare_t compare) const;
     void relink(void* first) const;
 
@@ -91,32 +89,12 @@ void list::link(void* before, void* after) const {
         store(tail_, before);
 }
 
-bool list::walk_before(const void* position, void*& before) const {
+bool list::find_before(const void* position, void*& before) const {
     before = nullptr;
     void* node = first();
     for (; node != nullptr && node != position; node = next(node))
         before = node;
     return node != nullptr;
-}
-
-// Whether the neighbours of a node with a previous field, or the list's ends, know it.
-bool list::is_linked(const void* node) const {
-    const void* before = prev(node);
-    const void* after = next(node);
-    if ((before != nullptr ? next(before) : first()) != node)
-        return false;
-    if (after != nullptr)
-        return prev(after) == node;
-    return tail_ == nullptr || load(tail_) == node;
-}
-
-bool list::find_before(const void* position, void*& before) const {
-    if (!doubly())
-        return walk_before(position, before);
-    if (!is_linked(position))
-        return false;
-    before = prev(position);
-    return true;
 }
 
 void list::insert_between(void* before, void* node, void* after) const {
@@ -126,10 +104,8 @@ void list::insert_between(void* before, void* node, void* after) const {
 
 void list::insert_before(void* position, void* node) const {
     void* before = nullptr;
-    if (position != nullptr && find_before(position, before))
+    if (node != position && find_before(position, before))
         insert_between(before, node, position);
-    else
-        insert_between(last(), node, nullptr);
 }
 
 void list::remove(void* node) const {
@@ -210,7 +186,7 @@ int prepend(const list& to, void* node) {
 int append(const list& to, void* node) {
     if (!to || node == nullptr)
         return -1;
-    to.insert_before(nullptr, node);
+    to.append(node);
     return 0;
 }
 
@@ -229,6 +205,8 @@ int replace(const list& in, void* old_node, void* new_node) {
 }
 
 int insert(const list& to, void* position, void* node) {
+    if (position == nullptr)
+        return append(to, node);
     if (!to || node == nullptr)
         return -1;
     to.insert_before(position, node);

@@ -11,6 +11,7 @@
 #include <ombrel/pipe.h>
 #include <ombrel/timer.h>
 
+#include "core/node_list.h"
 #include "core/short_lock_guard.h"
 #include "core/wakeup.h"
 #include "platform/wait_word.h"
@@ -42,17 +43,20 @@ bool is_woken(const condition_waiter& waiter) {
     return __atomic_load_n(&waiter.woken, __ATOMIC_RELAXED) == woken;
 }
 
+using waiter_list = node_list<condition_waiter, &condition_waiter::previous, &condition_waiter::next>;
+
+waiter_list waiters_of(ombrel_lock_condition_t& condition) {
+    return waiter_list(condition.m_waiters_head, &condition.m_waiters_tail);
+}
+
 void append(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
     const short_lock_guard guard(condition.m_guard);
-    waiter.previous = condition.m_waiters_tail;
-    (waiter.previous != nullptr ? waiter.previous->next : condition.m_waiters_head) = &waiter;
-    condition.m_waiters_tail = &waiter;
+    waiters_of(condition).append(waiter);
 }
 
 void remove(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
     const short_lock_guard guard(condition.m_guard);
-    (waiter.previous != nullptr ? waiter.previous->next : condition.m_waiters_head) = waiter.next;
-    (waiter.next != nullptr ? waiter.next->previous : condition.m_waiters_tail) = waiter.previous;
+    waiters_of(condition).unlink(waiter);
 }
 
 /// How to end the sleep of a waiter that was marked as woken. The waiter may see the mark and be gone at any

@@ -7,6 +7,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/linked_list.h>
 
+#include "core/node_list.h"
 #include "graphics/fbmap_internal.h"
 
 using namespace ombrel;
@@ -29,8 +30,7 @@ void link(ombrel_fbmap_t& fbmap, ombrel_fbmap_t& parent) {
 
 void unlink(ombrel_fbmap_t& fbmap) {
     if (fbmap.m_parent != nullptr)
-        ombrel_doubly_linked_list_delete(&fbmap.m_parent->m_children, nullptr, &fbmap,
-                                         offsetof(ombrel_fbmap_t, m_prev), offsetof(ombrel_fbmap_t, m_next));
+        node_list<ombrel_fbmap_t>(fbmap.m_parent->m_children).unlink(fbmap);
     fbmap.m_parent = nullptr;
 }
 

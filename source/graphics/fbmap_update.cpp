@@ -1,12 +1,11 @@
 #include <ombrel/fbmap.h>
 
 #include <algorithm>
-#include <cstddef>
 
 #include <ombrel/heap.h>
-#include <ombrel/linked_list.h>
 #include <ombrel/memory.h>
 
+#include "core/node_list.h"
 #include "graphics/fbmap_composite.h"
 
 using namespace ombrel::fbmap;
@@ -17,8 +16,7 @@ constexpr const char source_name[] = "source/fbmap_update";
 
 // --- rectangle lists ------------------------------------------------------------------------------------
 
-constexpr size_t prev_offset = offsetof(rectangle_node, m_prev);
-constexpr size_t next_offset = offsetof(rectangle_node, m_next);
+using rectangle_list = ombrel::node_list<rectangle_node>;
 
 rectangle_node* new_rectangle_node(const rectangle& area, ombrel_fbmap_t* owner, uint32_t flags) {
     auto* node = static_cast<rectangle_node*>(
@@ -29,11 +27,11 @@ rectangle_node* new_rectangle_node(const rectangle& area, ombrel_fbmap_t* owner,
 }
 
 void remove(rectangle_node** list, rectangle_node* node) {
-    ombrel_doubly_linked_list_delete(list, nullptr, node, prev_offset, next_offset);
+    rectangle_list(*list).unlink(*node);
 }
 
 void put_first(rectangle_node** list, rectangle_node* node) {
-    ombrel_doubly_linked_list_prepend(list, nullptr, node, prev_offset, next_offset);
+    rectangle_list(*list).prepend(*node);
 }
 
 void drop(rectangle_node** list, rectangle_node* node) {
@@ -43,11 +41,11 @@ void drop(rectangle_node** list, rectangle_node* node) {
 
 // Puts what of the node is outside the overlap behind it. A piece for which memory has run out is lost, and
 // not repainted.
-void keep_rest(rectangle_node** list, const rectangle_node& node, const rectangle (&rest)[4]) {
+void keep_rest(rectangle_node** list, rectangle_node& node, const rectangle (&rest)[4]) {
     for (const rectangle& piece : rest)
         if (!is_empty(piece))
             if (rectangle_node* kept = new_rectangle_node(piece, node.m_owner, node.m_flags))
-                ombrel_doubly_linked_list_insert(list, nullptr, node.m_next, kept, prev_offset, next_offset);
+                rectangle_list(*list).insert_behind(node, *kept);
 }
 
 void cut_out(rectangle_node** list, const rectangle& area) {

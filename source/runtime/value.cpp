@@ -4,21 +4,20 @@
 #include <cstring>
 
 #include <ombrel/heap.h>
-#include <ombrel/linked_list.h>
 #include <ombrel/memory.h>
 #include <ombrel/printf.h>
 #include <ombrel/string.h>
 #include <ombrel/word.h>
 
 #include "core/heap_ptr.h"
+#include "core/node_list.h"
 
 namespace {
 
 using list = ombrel_value_t;
 using node = ombrel_value_node_t;
+using chain = ombrel::node_list<node>;
 
-constexpr size_t prev_at = offsetof(node, m_prev);
-constexpr size_t next_at = offsetof(node, m_next);
 constexpr const char name_separator[] = "|";
 
 /// Bytes to store or to compare with; null stands for zero bytes.
@@ -132,7 +131,7 @@ void free_one(node* which) {
 int append(list* head, node* added) {
     if (added == nullptr)
         return -1;
-    ombrel_doubly_linked_list_append(&head->m_head, &head->m_tail, added, prev_at, next_at);
+    chain(head->m_head, &head->m_tail).append(*added);
     mark_changed(head);
     return 0;
 }
@@ -140,7 +139,7 @@ int append(list* head, node* added) {
 int exchange(list* head, node* old_node, node* new_node) {
     if (new_node == nullptr)
         return -1;
-    ombrel_doubly_linked_list_replace(&head->m_head, &head->m_tail, old_node, new_node, prev_at, next_at);
+    chain(head->m_head, &head->m_tail).replace(*old_node, *new_node);
     free_one(old_node);
     mark_changed(head);
     return 0;
@@ -154,8 +153,8 @@ int remove_all(list* head, Matches matches) {
     node* removed = nullptr;
     for (node* found = search(head->m_head, matches); found != nullptr;) {
         node* rest = found->m_next;
-        ombrel_doubly_linked_list_delete(&head->m_head, &head->m_tail, found, prev_at, next_at);
-        ombrel_doubly_linked_list_prepend(&removed, nullptr, found, prev_at, next_at);
+        chain(head->m_head, &head->m_tail).unlink(*found);
+        chain(removed).prepend(*found);
         mark_changed(head);
         found = search(rest, matches);
     }

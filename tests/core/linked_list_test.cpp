@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <list>
 #include <random>
@@ -192,20 +193,89 @@ TYPED_TEST(LinkedListTest, SortsManyNodesKeepingEqualOnesInOrder) {
     EXPECT_EQ(count, items.size());
 }
 
-TYPED_TEST(LinkedListTest, LeavesTheListAloneWithoutTheNode) {
-    item a{}, b{}, stranger{};
+/// A list of `size` nodes.
+template<typename Kind>
+struct chain {
+    chain(size_t size, bool keep_tail) : items(size), tail_address(keep_tail ? &tail : nullptr) {
+        for (item& node : items)
+            run<Kind>(Kind::append, &head, tail_address, &node);
+    }
+
+    void expect_whole() const {
+        std::vector<const item*> expected, found;
+        for (const item& node : items)
+            expected.push_back(&node);
+        for (const item* at = head; at != nullptr && found.size() <= items.size(); at = at->next) {
+            EXPECT_EQ(at->prev, Kind::has_prev && !found.empty() ? found.back() : nullptr);
+            found.push_back(at);
+        }
+        EXPECT_EQ(found, expected);
+        EXPECT_EQ(tail, tail_address == nullptr || items.empty() ? nullptr : expected.back());
+    }
+
+    std::vector<item> items;
     item *head = nullptr, *tail = nullptr;
-    run<TypeParam>(TypeParam::append, &head, &tail, &a);
-    EXPECT_EQ(run<TypeParam>(TypeParam::remove, &head, &tail, &stranger), 0);
-    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &head, &tail, &stranger, &b), 0);
-    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &head, &tail, &a, &a), 0);
-    EXPECT_EQ(head, &a);
-    EXPECT_EQ(tail, &a);
-    run<TypeParam>(TypeParam::insert, &head, &tail, &stranger, &b);
-    EXPECT_EQ(a.next, &b) << "an absent position means the end";
-    EXPECT_EQ(tail, &b);
-    EXPECT_EQ(run<TypeParam>(TypeParam::append, nullptr, &tail, &a), -1);
-    EXPECT_EQ(run<TypeParam>(TypeParam::append, &head, &tail, nullptr), -1);
+    item** tail_address;
+};
+
+template<typename Kind>
+void expect_ignored(chain<Kind>& list, item* absent) {
+    item** const head = &list.head;
+    item** const tail = list.tail_address;
+    item added{};
+    added.next = added.prev = &added;
+    const item before = *absent;
+    EXPECT_EQ(run<Kind>(Kind::remove, head, tail, absent), 0);
+    EXPECT_EQ(run<Kind>(Kind::replace, head, tail, absent, &added), 0);
+    EXPECT_EQ(run<Kind>(Kind::insert, head, tail, absent, &added), 0);
+    EXPECT_EQ(run<Kind>(Kind::insert, head, tail, absent, absent), 0);
+    EXPECT_EQ(memcmp(absent, &before, sizeof before), 0);
+    EXPECT_TRUE(added.next == &added && added.prev == &added);
+    list.expect_whole();
+}
+
+// Whatever the links of an absent node hold, and wherever else it stands, only the list itself tells.
+TYPED_TEST(LinkedListTest, LeavesAbsentNodesAlone) {
+    item* const wild = reinterpret_cast<item*>(uintptr_t{3});
+    for (const size_t size : {0u, 1u, 2u, 3u})
+        for (const bool keep_tail : {false, true}) {
+            chain<TypeParam> list(size, keep_tail);
+            item* const first = list.head;
+            item* const last = size > 0 ? &list.items.back() : nullptr;
+            item stranger{};
+            item* const values[] = {nullptr, wild, &stranger, first, last};
+            for (item* const prev : values)
+                for (item* const next : values) {
+                    stranger = {prev, 0, 0, next};
+                    expect_ignored(list, &stranger);
+                }
+            for (const size_t other_size : {1u, 2u, 3u})
+                for (const bool other_tail : {false, true}) {
+                    chain<TypeParam> other(other_size, other_tail);
+                    for (item& node : other.items)
+                        expect_ignored(list, &node);
+                    other.expect_whole();
+                }
+        }
+}
+
+TYPED_TEST(LinkedListTest, TakesNullAndTheNodeItself) {
+    chain<TypeParam> list(2, true);
+    item added{};
+    EXPECT_EQ(run<TypeParam>(TypeParam::append, nullptr, &list.tail, &added), -1);
+    EXPECT_EQ(run<TypeParam>(TypeParam::append, &list.head, &list.tail, nullptr), -1);
+    for (const auto two_nodes : {TypeParam::replace, TypeParam::insert}) {
+        EXPECT_EQ(run<TypeParam>(two_nodes, nullptr, &list.tail, list.head, &added), -1);
+        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, nullptr), -1);
+        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, list.head), 0);
+        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.tail, list.tail), 0);
+    }
+    EXPECT_EQ(run<TypeParam>(TypeParam::remove, nullptr, &list.tail, list.head), -1);
+    EXPECT_EQ(run<TypeParam>(TypeParam::remove, &list.head, &list.tail, nullptr), -1);
+    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &list.head, &list.tail, nullptr, &added), -1);
+    list.expect_whole();
+    EXPECT_EQ(run<TypeParam>(TypeParam::insert, &list.head, &list.tail, nullptr, &added), 0);
+    EXPECT_EQ(list.tail, &added) << "no position means the end";
 }
 
 TEST(LinkedListSearchTest, FindsByNodeAndByMatch) {
