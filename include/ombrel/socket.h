@@ -8,7 +8,8 @@
  * away raises no signal.
  *
  * Time limits are signed milliseconds: negative waits without limit, 0 polls once. A signal that interrupts a
- * wait ends it with -1 and EINTR.
+ * wait ends it with -1 and EINTR. A limit holds for blocking sockets too, whoever else uses them: what a wait
+ * found and another thread or process took is waited for anew, for the rest of the time.
  *
  * All functions may be called from any thread.
  */
@@ -79,8 +80,9 @@ OMBREL_API int ombrel_listen(int s, int backlog);
 /**
  * @brief Takes a waiting connection.
  *
- * Of several threads that accept from one blocking socket, one may find the connection taken by another and
- * then waits beyond its limit: make such a socket non-blocking.
+ * A limited accept keeps to its limit although another thread or process takes the connection first. For that
+ * a blocking socket is made non-blocking while the connection is taken; a call of the platform's own accept
+ * that begins in this moment may give EAGAIN.
  * @param s the socket
  * @param addr        receives the peer's address; may be null
  * @param size_in_out holds the room in `addr`, receives the address's size; null when `addr` is null
@@ -234,15 +236,16 @@ OMBREL_API int ombrel_recvfrom(int s, void* buf, size_t size, struct sockaddr* f
                                int timeout_ms);
 
 /**
- * @brief Sends once the socket takes data.
+ * @brief Sends all of the data, or what the socket takes of it within the time limit.
  *
- * The limit is for the wait: a blocking socket then takes all of the data, however long that is.
+ * A stream takes long data in pieces, as the peer reads; a datagram is sent whole or not at all. With a limit
+ * of 0 there is one attempt.
  * @param s the socket
  * @param buf        the bytes to send
  * @param size       how many
  * @param timeout_ms milliseconds to wait at most
- * @return bytes sent; -1 on an error; def_ombrel_send_timeout (0, where receiving gives -2) when the time ran
- *         out
+ * @return bytes sent, fewer than asked when the time ran out or an error came in between; -1 on an error;
+ *         def_ombrel_send_timeout (0, where receiving gives -2) when the time ran out before the first byte
  */
 OMBREL_API int ombrel_send(int s, const void* buf, size_t size, int timeout_ms);
 

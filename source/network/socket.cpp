@@ -1,11 +1,55 @@
 #include <ombrel/socket.h>
 
+#include <cerrno>
+
 #include <ombrel/address.h>
 #include <ombrel/select.h>
+#include <ombrel/short_lock.h>
 
+#include "core/short_lock_guard.h"
+#include "network/deadline.h"
 #include "platform/socket.h"
 
 using namespace ombrel;
+
+namespace {
+
+/// One attempt that does not wait must not end while another relies on it.
+ombrel_short_lock_t accept_lock;
+
+/// A listener that polls ready may have nobody any more: another thread was faster, or the peer has gone.
+int accept_within(int s, sockaddr* address, int* size, int timeout_ms) {
+    const deadline limit(timeout_ms);
+    while (ombrel_single_select(s, def_ombrel_select_read, limit.left()) > 0) {
+        int accepted;
+        {
+            const short_lock_guard guard(accept_lock);
+            accepted = platform::accept_at_once(s, address, size);
+        }
+        if (accepted != platform::would_wait)
+            return accepted;
+        if (limit.is_over())
+            return -1;
+        ombrel_load_balance_short();
+    }
+    return -1;
+}
+
+/// A limited accept of another thread may have kept this one from waiting for a moment.
+int accept_without_limit(int s, sockaddr* address, int* size) {
+    for (;;) {
+        const int accepted = platform::accept_socket(s, address, size);
+        if (accepted != -1 || (errno != EAGAIN && errno != EWOULDBLOCK))
+            return accepted;
+        const short_lock_guard guard(accept_lock);
+        if (!platform::is_blocking(s)) {
+            errno = EAGAIN;
+            return -1;
+        }
+    }
+}
+
+} // namespace
 
 int ombrel_open_socket(int family, int type, int protocol) {
     return platform::open_socket(family, type, protocol);
@@ -40,9 +84,8 @@ int ombrel_listen(int s, int backlog) {
 int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int timeout_ms) {
     if (s == def_ombrel_invalid_socket)
         return -1;
-    if (timeout_ms >= 0 && ombrel_single_select(s, def_ombrel_select_read, timeout_ms) <= 0)
-        return -1;
-    return platform::accept_socket(s, addr, size_in_out);
+    return timeout_ms < 0 ? accept_without_limit(s, addr, size_in_out)
+                          : accept_within(s, addr, size_in_out, timeout_ms);
 }
 
 int ombrel_getsockname(int s, struct sockaddr* addr, int* size_in_out) {

@@ -9,9 +9,9 @@
 #include <ombrel/printf.h>
 #include <ombrel/select.h>
 #include <ombrel/short_lock.h>
-#include <ombrel/timer.h>
 
 #include "core/heap_ptr.h"
+#include "network/deadline.h"
 #include "platform/socket.h"
 
 using namespace ombrel;
@@ -24,24 +24,20 @@ struct sender {
     int* size;
 };
 
-int time_left(const ombrel_timer_t& timer, int timeout_ms) {
-    uint64_t left = 0;
-    ombrel_check_timer_ex(&timer, &left);
-    return timeout_ms > 0 ? static_cast<int>(left) : timeout_ms;
-}
-
-/// Waits before each attempt. A readable socket may still have nothing: another thread was faster, or the
-/// datagram was damaged. A receive that waited then would not keep to its limit.
+/// Waits before each attempt. A socket that polls ready may still have nothing: another thread was faster,
+/// the datagram was damaged, or an error waits that a receive does not fetch. An attempt that waited then
+/// would not keep to the limit.
 int wait_and_receive(int s, void* buffer, size_t size, sender from, int timeout_ms) {
-    ombrel_timer_t timer;
-    ombrel_init_timer(&timer, static_cast<uint64_t>(std::max(timeout_ms, 0)));
-    for (int left = timeout_ms;; left = time_left(timer, timeout_ms)) {
-        const int ready = ombrel_single_select(s, def_ombrel_select_read, left);
+    const deadline limit(timeout_ms);
+    for (;;) {
+        const int ready = ombrel_single_select(s, def_ombrel_select_read, limit.left());
         if (ready <= 0)
             return ready == 0 ? def_ombrel_recv_timeout : -1;
         const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
         if (result != platform::would_wait)
             return result;
+        if (limit.is_over())
+            return def_ombrel_recv_timeout;
         ombrel_load_balance_short();
     }
 }
@@ -59,14 +55,35 @@ int receive_within(int s, void* buffer, size_t size, sender from, int timeout_ms
     return wait_and_receive(s, buffer, size, from, timeout_ms);
 }
 
+/// A stream takes the data in pieces as it finds room. What was taken when an error comes or the time runs
+/// out is the result; when that is nothing, a time-out is 0 although a receive reports -2: the difference is
+/// meant.
+int send_pieces(int s, const char* data, size_t size, const sockaddr* to, int to_size, int timeout_ms) {
+    const deadline limit(timeout_ms);
+    const int wanted = static_cast<int>(std::min<size_t>(size, INT_MAX));
+    for (int sent = 0;;) {
+        const int ready = ombrel_single_select(s, def_ombrel_select_write, limit.left());
+        if (ready <= 0)
+            return sent > 0 || ready == 0 ? sent : -1;
+        const int result =
+            platform::send_at_once(s, data + sent, size - static_cast<size_t>(sent), to, to_size);
+        if (result == 0 || result == -1)
+            return sent > 0 ? sent : result;
+        if (result == platform::would_wait)
+            ombrel_load_balance_short();
+        else
+            sent += result;
+        if (sent == wanted || limit.is_over())
+            return sent;
+    }
+}
+
 int send_within(int s, const void* data, size_t size, const sockaddr* to, int to_size, int timeout_ms) {
     if (s == def_ombrel_invalid_socket)
         return -1;
-    const int ready = ombrel_single_select(s, def_ombrel_select_write, timeout_ms);
-    // A time-out is 0 here although a receive reports -2: the difference is meant.
-    if (ready <= 0)
-        return ready == 0 ? def_ombrel_send_timeout : -1;
-    return ombrel_sys_sendto(s, data, size, 0, to, to_size);
+    static_assert(def_ombrel_send_timeout == 0);
+    return send_pieces(s, static_cast<const char*>(data), size, to, ombrel_sockaddr_size(to, to_size),
+                       timeout_ms);
 }
 
 int fill(int s, void* buffer, size_t size, sender from, int timeout_ms) {

@@ -28,6 +28,7 @@ int peer_address(int s, sockaddr* address, int* size);
 enum class connect_state { connected, in_progress, interrupted, failed };
 connect_state connect_socket(int s, const sockaddr* address, int size);
 
+bool is_blocking(int s);
 int set_non_blocking(int s, bool on);
 
 /// Bytes received, 0 at the end, -1 on an error; `address` and `address_size` may be null.
@@ -35,11 +36,18 @@ int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int*
 
 inline constexpr int would_wait = -2;
 
+/// As accept_socket(), but never waits: `would_wait` when nobody is there. It makes a blocking listener
+/// non-blocking meanwhile, so at most one thread may be in it.
+int accept_at_once(int s, sockaddr* address, int* size);
+
 /// As receive(), but never waits: `would_wait` when nothing is there.
 int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size);
 
 /// Bytes sent or -1; a peer that went away raises no signal. `address` may be null.
 int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size);
+
+/// As send() without flags, but never waits: `would_wait` when there is no room.
+int send_at_once(int s, const void* data, size_t size, const sockaddr* address, int address_size);
 
 int get_option(int s, int level, int name, void* value, int* size);
 int set_option(int s, int level, int name, const void* value, int size);

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <sys/ioctl.h>
 #include <thread>
 #include <vector>
@@ -154,31 +155,50 @@ TEST_F(SocketTest, FillingCountsTimeOutsAndStaysInsideTheBuffer) {
     }
 }
 
-// A datagram wakes all readers; those that find it gone still keep to their limit.
-TEST_F(SocketTest, ReadersOfOneSocketKeepToTheirLimit) {
-    owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
-    socket_address to = own_address(receiver);
+/// Several threads `take` what `give` offers until all of it was given; each must come back by its limit.
+void all_come_back(const std::function<void()>& take, const std::function<void()>& give, int gifts) {
     std::atomic<bool> done = false;
-    std::atomic<int> reading = 4;
-    std::vector<std::thread> readers;
-    for (int i = reading; i > 0; i--) {
-        readers.emplace_back([&] {
-            char byte;
+    std::atomic<int> taking = 4;
+    std::vector<std::thread> takers;
+    for (int i = taking; i > 0; i--) {
+        takers.emplace_back([&] {
             while (!done)
-                ombrel_recv(receiver, &byte, 1, 5);
-            reading--;
+                take();
+            taking--;
         });
     }
-    for (int i = 0; i < 5000; i++)
-        ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000);
+    for (int i = 0; i < gifts; i++)
+        give();
     done = true;
-    for (int i = 0; i < 30000 && reading > 0; i++)
+    for (int i = 0; i < 30000 && taking > 0; i++)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_EQ(0, reading);
-    while (reading > 0)
-        ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000);
-    for (std::thread& reader : readers)
-        reader.join();
+    EXPECT_EQ(0, taking);
+    while (taking > 0)
+        give();
+    for (std::thread& taker : takers)
+        taker.join();
+}
+
+// What arrives wakes all who wait; those that find it gone still keep to their limit.
+TEST_F(SocketTest, ThreadsThatShareASocketKeepToTheirLimit) {
+    owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
+    socket_address to = own_address(receiver);
+    all_come_back(
+        [&] {
+            char byte;
+            ombrel_recv(receiver, &byte, 1, 5);
+        },
+        [&] { ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000); }, 5000);
+    owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    ASSERT_EQ(0, ombrel_listen(listener, 64));
+    to = own_address(listener);
+    all_come_back([&] { owned_socket(ombrel_accept(listener, nullptr, nullptr, 5)); },
+                  [&] {
+                      owned_socket client(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+                      EXPECT_EQ(0, ombrel_connect(client, to.get(), to.size, -1));
+                  },
+                  500);
+    EXPECT_EQ(0, fcntl(listener, F_GETFL) & O_NONBLOCK);
 }
 
 TEST_F(SocketTest, OptionsReachThePlatform) {

@@ -56,6 +56,10 @@ int prepare(int s) {
 }
 #endif
 
+int or_would_wait(int result) {
+    return result < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? would_wait : result;
+}
+
 struct option_place {
     int level, name;
 };
@@ -158,9 +162,31 @@ connect_state connect_socket(int s, const sockaddr* address, int size) {
     }
 }
 
+bool is_blocking(int s) {
+    return (fcntl(s, F_GETFL) & O_NONBLOCK) == 0;
+}
+
 int set_non_blocking(int s, bool on) {
     int value = on ? 1 : 0;
     return ioctl(s, FIONBIO, &value);
+}
+
+// No flag of the call keeps it from waiting. A listener that the caller made non-blocking stays so.
+int accept_at_once(int s, sockaddr* address, int* size) {
+    const bool blocking = is_blocking(s);
+    if (blocking)
+        set_non_blocking(s, true);
+    const int accepted = accept_socket(s, address, size);
+    const int error = errno;
+    if (blocking) {
+        set_non_blocking(s, false);
+#if !defined(__linux__)
+        if (accepted >= 0) // it took the mode over from the listener
+            set_non_blocking(accepted, false);
+#endif
+    }
+    errno = error;
+    return or_would_wait(accepted);
 }
 
 int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size) {
@@ -170,12 +196,16 @@ int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int*
 
 int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size) {
     const int result = receive(s, buffer, size, MSG_DONTWAIT, address, address_size);
-    return result < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? would_wait : result;
+    return or_would_wait(result);
 }
 
 int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size) {
     return static_cast<int>(
         sendto(s, data, countable(size), flags | no_signal, address, static_cast<socklen_t>(address_size)));
+}
+
+int send_at_once(int s, const void* data, size_t size, const sockaddr* address, int address_size) {
+    return or_would_wait(send(s, data, size, MSG_DONTWAIT, address, address_size));
 }
 
 int get_option(int s, int level, int name, void* value, int* size) {
