@@ -30,7 +30,9 @@ public:
     stretch cut(uint32_t to_limit, uint32_t from_limit) const {
         const int64_t first = std::max({int64_t{0}, -to_, first_from(-from_)});
         const int64_t last = std::min({int64_t{to_length_}, to_limit - to_, first_from(from_limit - from_)});
-        return {to_ + first, from_ + position_of(first).column, std::max<int64_t>(last - first, 0)};
+        // Beyond the target's end a column may come from farther away than can be counted.
+        return last <= first ? stretch{}
+                             : stretch{to_ + first, from_ + position_of(first).column, last - first};
     }
 
     /// Goes along the target, knowing where each column comes from.
