@@ -90,8 +90,9 @@ OMBREL_API int ombrel_copy_raw_bitmap_scale(ombrel_bitmap_t* to, int32_t to_x, i
  * - with #def_ombrel_fbmap_ccolor, pixels of its colour key are skipped (bits without meaning are not
  * compared);
  * - a pixel's alpha a is its window alpha with #def_ombrel_fbmap_alpha_window (more than 255 counts as 255),
- * its own alpha channel with #def_ombrel_fbmap_alpha_pixel (255 where its interface has none), the product of
- * both divided by 255 and rounded with both, and 255 with neither;
+ * its own alpha channel with #def_ombrel_fbmap_alpha_pixel (255 where its interface has none; one of fewer
+ * than 8 bits is widened by repeating them, so that all ones are 255), the product of both divided by 255 and
+ * rounded with both, and 255 with neither;
  * - each channel becomes (upper × a + lower × (255 - a)) / 255, rounded, in the bits that the bitmap has for
  * it. The upper alpha channel counts as full there, so that opaque pixels stay opaque. Palette and grey
  * fields become the upper ones where a is 128 or more. Without both alpha flags the pixels are copied.

@@ -24,13 +24,30 @@ constexpr bool has_byte_channels(uint32_t color_interface) {
            (top == 0x00 || top == 0x08 || top == 0x18);
 }
 
-constexpr bool has_alpha(uint32_t color_interface) {
-    for (int i = 0; i < 4; i++) {
-        const uint32_t field = color_interface >> (8 * i) & 0xFF;
-        if (field >> 4 == def_ombrel_color_channel_alpha && (field & 0xF) != 0)
-            return true;
+// Of several alpha channels the topmost counts, as in a conversion.
+constexpr bit_range alpha_range(uint32_t color_interface) {
+    bit_range found = {0, 0};
+    for (uint32_t i = 0, shift = 0; i < 4; i++) {
+        const uint32_t field = color_interface >> (8 * i) & 0xFF, bits = field & 0xF;
+        if (field >> 4 == def_ombrel_color_channel_alpha && bits != 0)
+            found = {shift, bits};
+        shift += bits;
     }
-    return false;
+    return found;
+}
+
+constexpr bool has_alpha(uint32_t color_interface) {
+    return alpha_range(color_interface).bits != 0;
+}
+
+// Eight bits of any number of them: the upper ones of more, fewer repeated, so that all ones are opaque.
+constexpr uint32_t to_byte(uint32_t value, uint32_t bits) {
+    if (bits >= 8)
+        return value >> (bits - 8);
+    uint32_t byte = value << (8 - bits);
+    for (uint32_t known = bits; known < 8; known *= 2)
+        byte |= byte >> known;
+    return byte;
 }
 
 // The bits of a pixel that mean something.
@@ -45,8 +62,6 @@ uint32_t meaningful_bits(uint32_t color_interface) {
     }
     return static_cast<uint32_t>(mask);
 }
-
-constexpr uint32_t alpha_alone = 0x18; // a byte of alpha and nothing else
 
 uint32_t load(const unsigned char* from, unsigned bytes) {
     switch (bytes) {
@@ -103,7 +118,8 @@ row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& fr
     settings_.key = from.m_ccolor & settings_.key_mask;
     if ((from.m_flags & def_ombrel_fbmap_alpha_window) != 0)
         settings_.window_alpha = std::min(from.m_alpha_window, uint32_t{255});
-    settings_.pixel_alpha = (from.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && has_alpha(from_interface_);
+    alpha_ = alpha_range(from_interface_);
+    settings_.pixel_alpha = (from.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && alpha_.bits != 0;
     const bool only_key =
         (from.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0;
     if (has_byte_channels(to_interface_) && has_byte_channels(from_interface_))
@@ -223,7 +239,8 @@ void row_writer::blend_directly(unsigned char* to, const unsigned char* from, si
 }
 
 void row_writer::find_alphas(uint16_t* alphas, const unsigned char* from, size_t count) const {
-    if (from_bytes_ != 4 || (settings_.pixel_alpha && from_interface_ >> 24 != alpha_alone)) {
+    const bool is_top_byte = alpha_.shift == 24 && alpha_.bits == 8;
+    if (from_bytes_ != 4 || (settings_.pixel_alpha && !is_top_byte)) {
         for (size_t i = 0; i < count; i++)
             alphas[i] = static_cast<uint16_t>(alpha_of(load(from + i * from_bytes_, from_bytes_)));
         return;
@@ -275,8 +292,8 @@ uint32_t row_writer::alpha_of(uint32_t pixel) const {
         return 0;
     if (!settings_.pixel_alpha)
         return settings_.window_alpha;
-    const uint32_t own = ombrel_convert_color(alpha_alone, from_interface_, pixel);
-    return divide_by_255(own * settings_.window_alpha);
+    const uint32_t own = pixel >> alpha_.shift & ((1u << alpha_.bits) - 1);
+    return divide_by_255(to_byte(own, alpha_.bits) * settings_.window_alpha);
 }
 
 void row_writer::blend_bytes(unsigned char* to, const unsigned char* from, size_t count) const {

@@ -11,6 +11,10 @@
 
 namespace ombrel::graphics {
 
+struct bit_range {
+    uint32_t shift, bits;
+};
+
 /// The way from one bitmap's pixels to another's, chosen once for any number of rows. Both have 8, 16, 24 or
 /// 32 bits a pixel.
 class row_writer {
@@ -75,6 +79,7 @@ private:
     blend_settings settings_;
     bool swapped_ = false;        // with byte channels on both sides: whether red and blue change places,
     uint32_t kept_ = 0, set_ = 0; // and what a conversion does with the byte above them
+    bit_range alpha_{};           // of the upper bitmap
     std::array<color_field, 4> fields_{}; // of the lower bitmap
     write_function convert_, write_;      // the first one without what `from` skips or lets through
 };

@@ -13,9 +13,12 @@
 
 namespace {
 
-constexpr uint32_t interfaces[] = {0x000000F8, 0x00425363, 0x00455665, 0x00485868, 0x08485868,
-                                   0x18485868, 0x00685848, 0x08685848, 0x18685848, 0x14445464,
-                                   0x11455565, 0x0000F3F5, 0x00788898};
+constexpr uint32_t interfaces[] = {0x000000F8, 0x00425363, 0x00455665, 0x00485868, 0x08485868, 0x18485868,
+                                   0x00685848, 0x08685848, 0x18685848, 0x14445464, 0x11455565, 0x0000F3F5,
+                                   0x00788898,
+                                   // Alpha of 1 to 7 and of 9 bits, at the bottom, in the middle and on top.
+                                   0x45556511, 0x124A5A6A, 0x12425262, 0x13445465, 0x44145464, 0x15435464,
+                                   0x16465666, 0x68175948, 0x19485768};
 
 std::mt19937 generator{20250301};
 
@@ -66,14 +69,15 @@ uint32_t laid_upon(const ombrel_bitmap_t& upper, uint32_t pixel, uint32_t to_int
     const uint32_t color = ombrel_convert_color(to_interface, upper.m_color_interface, pixel);
     if (mode == def_ombrel_fbmap_plain)
         return color;
-    uint32_t meaning = 0, alpha = 255;
-    bool has_alpha = false;
+    uint32_t meaning = 0, alpha = 255, own_alpha = 255;
     for (unsigned i = 0, shift = 0; i < 4; shift += upper.m_color_interface >> (8 * i++) & 0xF) {
         const uint32_t kind = upper.m_color_interface >> (8 * i + 4) & 0xF;
         const uint32_t bits = upper.m_color_interface >> (8 * i) & 0xF;
         if (kind != 0)
             meaning |= ((1u << bits) - 1) << (shift % 32);
-        has_alpha = has_alpha || (kind == 1 && bits > 0);
+        // The bits of the field again and again, from its topmost on.
+        for (uint32_t k = 0; kind == 1 && bits > 0 && k < 8; k++)
+            own_alpha = (own_alpha << 1 | (pixel >> (shift + bits - 1 - k % bits) & 1)) & 0xFF;
     }
     if ((upper.m_flags & def_ombrel_fbmap_ccolor) != 0 && ((pixel ^ upper.m_ccolor) & meaning) == 0)
         return lower;
@@ -82,9 +86,8 @@ uint32_t laid_upon(const ombrel_bitmap_t& upper, uint32_t pixel, uint32_t to_int
         return color;
     if ((upper.m_flags & def_ombrel_fbmap_alpha_window) != 0)
         alpha = window;
-    if ((upper.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && has_alpha)
-        alpha = (alpha * (ombrel_convert_color(0x18485868, upper.m_color_interface, pixel) >> 24) * 2 + 255) /
-                510;
+    if ((upper.m_flags & def_ombrel_fbmap_alpha_pixel) != 0)
+        alpha = (alpha * own_alpha * 2 + 255) / 510;
     uint32_t result = 0;
     for (unsigned i = 0, shift = 0; i < 4; shift += to_interface >> (8 * i++) & 0xF) {
         const uint32_t kind = to_interface >> (8 * i + 4) & 0xF,
@@ -200,6 +203,24 @@ TEST(boxes, are_those_of_a_plain_model) {
     }
 }
 
+// Only a sanitizer sees a sum that is too large and not used.
+TEST(boxes, lie_anywhere) {
+    constexpr int32_t places[] = {INT_MIN, -1, INT_MAX};
+    constexpr uint32_t lengths[] = {1, 3, UINT_MAX};
+    picture from(0xF8, 3, 3, 0), to(0xF8, 3, 3, 0);
+    for (const int32_t to_x : places)
+        for (const int32_t from_x : places)
+            for (const uint32_t to_w : lengths)
+                for (const uint32_t from_w : lengths) {
+                    picture wanted = to;
+                    const bool any = put_model(wanted, {to_x, -1, to_w, 2}, from, {from_x, -1, from_w, 2}, 0);
+                    EXPECT_EQ(ombrel_copy_raw_bitmap_scale(&to.record, to_x, -1, to_w, 2, &from.record,
+                                                           from_x, -1, from_w, 2),
+                              any ? 0 : -1);
+                    EXPECT_EQ(to.memory, wanted.memory);
+                }
+}
+
 TEST(boxes, within_one_map_move_as_if_copied_aside) {
     for (int round = 0; round < 2000; round++) {
         picture one(interfaces[below(6)], 1 + below(40), 1 + below(20), below(3)), wanted = one, aside = one;
@@ -248,14 +269,12 @@ TEST(boxes, refuse_what_they_cannot_copy) {
     EXPECT_EQ(box(&map, nullptr), -1);
 
     ombrel_test::capture errors(stderr);
-    EXPECT_EQ(box(nullptr, &good.record), -1);
     EXPECT_EQ(ombrel_copy_raw_bitmap(&good.record, 0, 0, &odd, 0, 0, 1, 1), -1);
     map = {};
     map.m_bits_per_pixel = 4;
     EXPECT_EQ(box(&map, &good.record), -1);
     const std::string text = errors.text();
-    EXPECT_NE(text.find(":ombrel_fbmap_get_box:"), text.npos) << text;
-    for (const char* part : {"s_fbmap is null !", ":ombrel_copy_raw_bitmap:", "_get_box_internal:"})
+    for (const char* part : {"<not supported>", ":ombrel_copy_raw_bitmap:", "_get_box_internal:"})
         EXPECT_NE(text.find(part), text.npos) << text;
 }
 
