@@ -33,7 +33,7 @@
  * memory for the lock's claim runs out, nothing is done and the result is that of a failure.
  *
  * A null map is reported as the assertion "s_fbmap is null !", and the result is -1 (null for pointers, 0 for
- * unsigned numbers).
+ * unsigned numbers), where nothing else is said. The functions with "_internal" do so, too.
  */
 #ifndef OMBREL_FBMAP_H
 #define OMBREL_FBMAP_H
@@ -62,7 +62,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_fbmap_ccolor 0x00008000u       /**< pixels of the colour key are transparent */
 #define def_ombrel_fbmap_alpha_window 0x00010000u /**< the whole window has an alpha value */
 #define def_ombrel_fbmap_alpha_pixel 0x00020000u  /**< each pixel has its own alpha value */
-#define def_ombrel_fbmap_no_alpha_transfer 0x00040000u /**< the alpha transfer is disabled */
+#define def_ombrel_fbmap_no_alpha_transfer 0x00040000u /**< for the device: alpha values are not wanted */
 #define def_ombrel_fbmap_debug 0x80000000u             /**< of a root: messages on its tree's work */
 /** What makes a window transparent: any of colour key, window alpha and pixel alpha. */
 #define def_ombrel_fbmap_transparent 0x00038000u
@@ -307,7 +307,8 @@ OMBREL_API int ombrel_fbmap_resize(ombrel_fbmap_t* fbmap, int32_t x, int32_t y, 
  *         transferred, a root is just transferred. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_update(ombrel_fbmap_t* fbmap);
 /**
- * @brief Calls the installed transfer function of the map, and empties the update region unless that gave -1.
+ * @brief Calls the installed transfer function of the map, and empties a root's update region unless that
+ * gave -1. A window's region stays, as ombrel_fbmap_update() has still to recompose it.
  *
  * Without one the library's own, which does nothing, is installed; a map whose depth is not 8, 16, 24 or 32
  * bits is then the assertion "not supported".
@@ -335,21 +336,21 @@ OMBREL_API int ombrel_fbmap_is_visible(ombrel_fbmap_t* fbmap);
  * @return the pixels, which stay the map's and are replaced by a resize
  */
 OMBREL_API void* ombrel_fbmap_get_map(ombrel_fbmap_t* fbmap, uint32_t* size_out);
-/** @brief The bytes of the pixels. */
+/** @brief The bytes of the pixels. @return them; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_map_size(ombrel_fbmap_t* fbmap);
-/** @brief The colour interface. */
+/** @brief The colour interface. @return it; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_color_interface(ombrel_fbmap_t* fbmap);
-/** @brief The bits of a pixel. */
+/** @brief The bits of a pixel. @return them; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_bits_per_pixel(ombrel_fbmap_t* fbmap);
-/** @brief The bytes of a row. */
+/** @brief The bytes of a row. @return them; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_line_length(ombrel_fbmap_t* fbmap);
-/** @brief Where the left column is in the parent. */
+/** @brief Where the left column is in the parent. @return it; 0 for null */
 OMBREL_API int32_t ombrel_fbmap_get_x(ombrel_fbmap_t* fbmap);
-/** @brief Where the top row is in the parent. */
+/** @brief Where the top row is in the parent. @return it; 0 for null */
 OMBREL_API int32_t ombrel_fbmap_get_y(ombrel_fbmap_t* fbmap);
-/** @brief The columns. */
+/** @brief The columns. @return them; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_resx(ombrel_fbmap_t* fbmap);
-/** @brief The rows. */
+/** @brief The rows. @return them; 0 for null */
 OMBREL_API uint32_t ombrel_fbmap_get_resy(ombrel_fbmap_t* fbmap);
 /** @} */
 
@@ -359,17 +360,25 @@ OMBREL_API uint32_t ombrel_fbmap_get_resy(ombrel_fbmap_t* fbmap);
  * ombrel_fbmap_update() gives when that is something else.
  * @{
  */
-/** @brief Whether (`on` not 0) pixels of the colour key are transparent. */
+/** @brief Whether (`on` not 0) pixels of the colour key are transparent. @return 0, or what the update gives
+ */
 OMBREL_API int ombrel_fbmap_use_ccolor(ombrel_fbmap_t* fbmap, int on);
-/** @brief Sets the colour key, in the map's interface. */
+/** @brief Sets the colour key, in the map's interface. @return 0, or what the update gives */
 OMBREL_API int ombrel_fbmap_set_ccolor(ombrel_fbmap_t* fbmap, uint32_t color);
-/** @brief Whether (`on` not 0) the window alpha is used. */
+/** @brief Whether (`on` not 0) the window alpha is used. @return 0, or what the update gives */
 OMBREL_API int ombrel_fbmap_use_alpha_window(ombrel_fbmap_t* fbmap, int on);
-/** @brief Sets the window alpha, 0 (invisible) to 255 (opaque); more counts as 255. */
+/** @brief Sets the window alpha, 0 (invisible) to 255 (opaque); more counts as 255. @return 0, or what the
+ * update gives */
 OMBREL_API int ombrel_fbmap_set_alpha_window(ombrel_fbmap_t* fbmap, uint32_t alpha);
-/** @brief Whether (`on` not 0) the alpha of each pixel is used. */
+/** @brief Whether (`on` not 0) the alpha of each pixel is used. @return 0, or what the update gives */
 OMBREL_API int ombrel_fbmap_use_alpha_pixel(ombrel_fbmap_t* fbmap, int on);
-/** @brief Whether (`on` not 0) alpha values are transferred, too; at first they are. */
+/**
+ * @brief Clears (`on` not 0) or sets the flag #def_ombrel_fbmap_no_alpha_transfer.
+ *
+ * The flag is for the transfer function of a device, which may leave out alpha values where it is set. The
+ * library itself neither looks at it nor changes pixels for it.
+ * @return 0, or what the update gives
+ */
 OMBREL_API int ombrel_fbmap_use_alpha_transfer(ombrel_fbmap_t* fbmap, int on);
 /** @} */
 
@@ -378,53 +387,53 @@ OMBREL_API int ombrel_fbmap_use_alpha_transfer(ombrel_fbmap_t* fbmap, int on);
  * How text is drawn from now on. Nothing is recomposed. They give 0, or -1 for null.
  * @{
  */
-/** @brief Whether (`on` not 0) text has its foreground colour. */
+/** @brief Whether (`on` not 0) text has its foreground colour. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_use_brush_fcolor(ombrel_fbmap_t* fbmap, int on);
-/** @brief Whether (`on` not 0) text has its background colour. */
+/** @brief Whether (`on` not 0) text has its background colour. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_use_brush_bcolor(ombrel_fbmap_t* fbmap, int on);
-/** @brief Whether (`on` not 0) text has its outline colour. */
+/** @brief Whether (`on` not 0) text has its outline colour. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_use_brush_ocolor(ombrel_fbmap_t* fbmap, int on);
-/** @brief Whether (`on` not 0) text has all three colours. */
+/** @brief Whether (`on` not 0) text has all three colours. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_use_brush_color(ombrel_fbmap_t* fbmap, int on);
-/** @brief Sets the foreground colour, in the map's interface. */
+/** @brief Sets the foreground colour, in the map's interface. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_fcolor(ombrel_fbmap_t* fbmap, uint32_t color);
-/** @brief Sets the background colour, in the map's interface. */
+/** @brief Sets the background colour, in the map's interface. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_bcolor(ombrel_fbmap_t* fbmap, uint32_t color);
-/** @brief Sets the outline colour, in the map's interface. */
+/** @brief Sets the outline colour, in the map's interface. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_ocolor(ombrel_fbmap_t* fbmap, uint32_t color);
-/** @brief Sets all three colours, in the map's interface. */
+/** @brief Sets all three colours, in the map's interface. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_color(ombrel_fbmap_t* fbmap, uint32_t fcolor, uint32_t bcolor,
                                             uint32_t ocolor);
-/** @brief Sets how wide text is. */
+/** @brief Sets how wide text is. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_x_scale(ombrel_fbmap_t* fbmap, uint32_t numerator,
                                               uint32_t denominator);
-/** @brief Sets how high text is. */
+/** @brief Sets how high text is. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_y_scale(ombrel_fbmap_t* fbmap, uint32_t numerator,
                                               uint32_t denominator);
-/** @brief Sets how wide and how high text is. */
+/** @brief Sets how wide and how high text is. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_xy_scale(ombrel_fbmap_t* fbmap, uint32_t x_numerator,
                                                uint32_t x_denominator, uint32_t y_numerator,
                                                uint32_t y_denominator);
-/** @brief Sets the pixels between characters. */
+/** @brief Sets the pixels between characters. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_x_interval(ombrel_fbmap_t* fbmap, int32_t interval);
-/** @brief Sets the pixels between lines. */
+/** @brief Sets the pixels between lines. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_y_interval(ombrel_fbmap_t* fbmap, int32_t interval);
-/** @brief Sets the pixels between characters and between lines. */
+/** @brief Sets the pixels between characters and between lines. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_xy_interval(ombrel_fbmap_t* fbmap, int32_t x_interval,
                                                   int32_t y_interval);
-/** @brief Sets by how many degrees text is turned, clockwise about its origin; any value. */
+/** @brief Sets by how many degrees text is turned, clockwise about its origin; any value. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_angle(ombrel_fbmap_t* fbmap, int32_t angle);
-/** @brief Sets the left column of text. */
+/** @brief Sets the left column of text. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_x(ombrel_fbmap_t* fbmap, int32_t x);
-/** @brief Sets the top row of text. */
+/** @brief Sets the top row of text. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_y(ombrel_fbmap_t* fbmap, int32_t y);
-/** @brief Sets the origin of text. */
+/** @brief Sets the origin of text. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_xy(ombrel_fbmap_t* fbmap, int32_t x, int32_t y);
-/** @brief Sets where the next character is, from the left column of text on. */
+/** @brief Sets where the next character is, from the left column of text on. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_x_delta(ombrel_fbmap_t* fbmap, int32_t x_delta);
-/** @brief Sets where the next character is, from the top row of text on. */
+/** @brief Sets where the next character is, from the top row of text on. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_y_delta(ombrel_fbmap_t* fbmap, int32_t y_delta);
-/** @brief Sets where the next character is, from the origin of text on. */
+/** @brief Sets where the next character is, from the origin of text on. @return 0 or -1 */
 OMBREL_API int ombrel_fbmap_set_brush_xy_delta(ombrel_fbmap_t* fbmap, int32_t x_delta, int32_t y_delta);
 /** @} */
 
@@ -471,7 +480,7 @@ OMBREL_API int __ombrel_fbmap_transfer_internal(ombrel_fbmap_t* fbmap);
  * @param in_rect  a rectangle of the window, in its own coordinates; null is the whole window
  * @param x_out    receives the window's left column in the root, unless null
  * @param y_out    receives the window's top row in the root, unless null; both are kept within their range
- * @return the root
+ * @return the root; null for a null window
  */
 OMBREL_API ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t* fbmap,
                                                                   ombrel_fbmap_rectangle_t* out_rect,
@@ -482,7 +491,8 @@ OMBREL_API ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t
  *
  * A region of which nothing is visible is left alone.
  * @param fbmap  the window
- * @param region the region, in coordinates of the window; emptied when something of it is visible
+ * @param region the region, in coordinates of the window; emptied when something of it is visible; null is a
+ * failure
  * @param mode   #def_ombrel_fbmap_redraw_reached when windows above may have changed, too, else 0
  * @return 0; -1 when memory for the first rectangle ran out, which is the assertion "not enough memory !
  *         __ombrel_fbmap_new_rectangle_node_internal failed !", or when the transfer failed
@@ -498,7 +508,8 @@ OMBREL_API int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_
  * call that was not nested
  * @param state         bits of the recomposition pass: nested for finding owners alone, reached when windows
  * above the target may have changed, too
- * @return the state in the end: exhausted and reached
+ * @return the state in the end: exhausted and reached; all-ones (-1) when the target, which is reported, or
+ * `list` is null
  */
 OMBREL_API uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_sibling,
                                                                     ombrel_fbmap_t* target,

@@ -6,8 +6,9 @@
  * unless the map is hidden, and ombrel_fbmap_update() makes it visible:
  *
  * @code
- * const uint32_t blue = ombrel_fbmap_convert_color(window, 0, def_ombrel_color_interface_argb8888,
- * 0xFF203040); ombrel_fbmap_draw_clear(window, blue); ombrel_fbmap_use_brush_fcolor(window, 1);
+ * const uint32_t argb = def_ombrel_color_interface_argb8888;
+ * ombrel_fbmap_draw_clear(window, ombrel_fbmap_convert_color(window, 0, argb, 0xFF203040));
+ * ombrel_fbmap_use_brush_fcolor(window, 1);
  * ombrel_fbmap_set_brush_xy(window, 8, 8);
  * ombrel_fbmap_draw_puts(window, "Hello, 한글");
  * ombrel_fbmap_update(window);
@@ -184,7 +185,8 @@ OMBREL_API int ombrel_fbmap_draw_puts(ombrel_fbmap_t* fbmap, const char* text);
  */
 OMBREL_API int ombrel_fbmap_draw_vprintf(ombrel_fbmap_t* fbmap, const char* format, va_list ap);
 
-/** @brief ombrel_fbmap_draw_vprintf() with the arguments in the call. @return the characters handled or -1 */
+/** @brief ombrel_fbmap_draw_vprintf() with the arguments in the call. @param fbmap the map @param format the
+ * format @return the characters handled or -1 */
 OMBREL_API int ombrel_fbmap_draw_printf(ombrel_fbmap_t* fbmap, const char* format, ...);
 
 /**

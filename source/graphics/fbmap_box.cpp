@@ -69,6 +69,8 @@ constexpr fbmap::by_depth<Function> for_every_depth(Function function) {
 template<typename Function, typename... Arguments>
 int call(ombrel_fbmap_t* map, Function ombrel_fbmap_t::*slot, Function public_function, Function own,
          const fbmap::place& where, Arguments... arguments) {
+    if (fbmap::is_refused(map, where))
+        return -1;
     const Function function = fbmap::operation(*map, slot, public_function, for_every_depth(own), where);
     return function != nullptr ? function(map, arguments...) : -1;
 }

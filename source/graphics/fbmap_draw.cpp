@@ -21,10 +21,8 @@ struct slot {
 template<typename Function, typename Result, typename... Arguments>
 Result perform(ombrel_fbmap_t* fbmap, const slot<Function>& slot, const place& where, Result failure,
                Arguments... arguments) {
-    if (fbmap == nullptr) {
-        fail(where, "s_fbmap is null !");
+    if (is_refused(fbmap, where))
         return failure;
-    }
     const Function function = operation(*fbmap, slot.place, slot.public_function, slot.functions, where);
     return function != nullptr ? function(fbmap, arguments...) : failure;
 }

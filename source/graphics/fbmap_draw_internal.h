@@ -15,9 +15,8 @@ namespace ombrel::fbmap {
 
 /// Refuses null and depths that are not supported, with a report.
 inline bool is_drawable(const ombrel_fbmap_t* fbmap, const place& where) {
-    if (fbmap == nullptr)
-        return fail(where, "s_fbmap is null !") == 0;
-    return depth_index(fbmap->m_bits_per_pixel) < by_depth<int>().size() || fail(where, "not supported") == 0;
+    return !is_refused(fbmap, where) && (depth_index(fbmap->m_bits_per_pixel) < by_depth<int>().size() ||
+                                         fail(where, "not supported") == 0);
 }
 
 struct text_style;

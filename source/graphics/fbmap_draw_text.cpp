@@ -150,10 +150,25 @@ void draw_label(ombrel_fbmap_t& map, const text_style& style, const char* text) 
 
 using namespace ombrel::fbmap;
 
-int __ombrel_fbmap_draw_puts_internal(ombrel_fbmap_t* fbmap, const char* text) {
-    if (!is_drawable(fbmap, OMBREL_DRAW_PLACE) || fbmap->m_map == nullptr || text == nullptr)
+namespace {
+
+int draw_text(ombrel_fbmap_t* fbmap, const char* text, const place& where) {
+    if (!is_drawable(fbmap, where) || fbmap->m_map == nullptr || text == nullptr)
         return -1;
     return put_functions[depth_index(fbmap->m_bits_per_pixel)](*fbmap, text);
+}
+
+int draw_formatted(ombrel_fbmap_t* fbmap, const char* format, va_list ap, const place& where) {
+    if (is_refused(fbmap, where))
+        return -1;
+    const ombrel::heap_ptr<char> text(format != nullptr ? ombrel_alloc_vsprintf(format, ap) : nullptr);
+    return locked(fbmap, where, -1, [&] { return draw_text(fbmap, text.get(), where); });
+}
+
+} // namespace
+
+int __ombrel_fbmap_draw_puts_internal(ombrel_fbmap_t* fbmap, const char* text) {
+    return draw_text(fbmap, text, OMBREL_DRAW_PLACE);
 }
 
 int ombrel_fbmap_draw_puts(ombrel_fbmap_t* fbmap, const char* text) {
@@ -162,16 +177,13 @@ int ombrel_fbmap_draw_puts(ombrel_fbmap_t* fbmap, const char* text) {
 }
 
 int ombrel_fbmap_draw_vprintf(ombrel_fbmap_t* fbmap, const char* format, va_list ap) {
-    if (format == nullptr)
-        return ombrel_fbmap_draw_puts(fbmap, nullptr);
-    const ombrel::heap_ptr<char> text(ombrel_alloc_vsprintf(format, ap));
-    return ombrel_fbmap_draw_puts(fbmap, text.get());
+    return draw_formatted(fbmap, format, ap, OMBREL_DRAW_PLACE);
 }
 
 int ombrel_fbmap_draw_printf(ombrel_fbmap_t* fbmap, const char* format, ...) {
     va_list ap;
     va_start(ap, format);
-    const int handled = ombrel_fbmap_draw_vprintf(fbmap, format, ap);
+    const int handled = draw_formatted(fbmap, format, ap, OMBREL_DRAW_PLACE);
     va_end(ap);
     return handled;
 }

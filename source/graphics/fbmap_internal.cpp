@@ -11,6 +11,10 @@ int fail(const place& where, const char* text) {
     return -1;
 }
 
+bool is_refused(const ombrel_fbmap_t* fbmap, const place& where) {
+    return fbmap == nullptr && fail(where, "s_fbmap is null !") != 0;
+}
+
 ombrel_lock_t& global_lock() {
     static constinit ombrel_lock_t lock = {
         def_ombrel_lock_flag_initialized | def_ombrel_lock_flag_thread_aware,
@@ -137,10 +141,8 @@ ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t* fbmap,
                                                        ombrel_fbmap_rectangle_t* out_rect,
                                                        const ombrel_fbmap_rectangle_t* in_rect,
                                                        int32_t* x_out, int32_t* y_out) {
-    if (fbmap == nullptr) {
-        fail({source_name, __func__, __LINE__}, "s_fbmap is null !");
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
         return nullptr;
-    }
     const placement place = locate(*fbmap, in_rect != nullptr ? *in_rect : whole(*fbmap));
     const rectangle origin = between(place.x, place.y, place.x, place.y);
     if (out_rect != nullptr)

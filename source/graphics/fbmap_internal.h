@@ -21,16 +21,17 @@ struct place {
 /// Reports an assertion of the given text. Gives -1.
 int fail(const place& where, const char* text);
 
+/// Whether the map is null, which is reported.
+bool is_refused(const ombrel_fbmap_t* fbmap, const place& where);
+
 /// The lock of all maps. A thread that holds it may take it again.
 ombrel_lock_t& global_lock();
 
 /// What every public function of a map does: refuses null, and works with the lock held.
 template<typename Result, typename Work>
 Result locked(const ombrel_fbmap_t* fbmap, const place& where, Result failure, Work work) {
-    if (fbmap == nullptr) {
-        fail(where, "s_fbmap is null !");
+    if (is_refused(fbmap, where))
         return failure;
-    }
     const lock_guard guard(global_lock(), where.function, where.line);
     return guard ? work() : failure;
 }

@@ -235,6 +235,8 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
                                                          ombrel_fbmap_t* target,
                                                          ombrel_fbmap_rectangle_node_t** list,
                                                          uint32_t state) {
+    if (is_refused(target, {source_name, __func__, __LINE__}) || list == nullptr)
+        return UINT32_MAX;
     descent walk(first_sibling, target, state);
     for (; walk.at() != nullptr; walk.go_on()) {
         // The children of a hidden window are shown: each is hidden by itself alone, meant so.
@@ -246,8 +248,7 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
         }
     }
     if ((state & def_ombrel_fbmap_redraw_nested) == 0) {
-        if (target != nullptr)
-            paint(root_of(*target), *list);
+        paint(root_of(*target), *list);
         while (*list != nullptr)
             drop(list, *list);
     }
@@ -256,6 +257,8 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
 
 int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
                                                         ombrel_fbmap_rectangle_t* region, uint32_t mode) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}) || region == nullptr)
+        return -1;
     const placement place = locate(*fbmap, *region);
     if (is_empty(place.visible))
         return 0;
@@ -269,6 +272,8 @@ int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
 }
 
 int __ombrel_fbmap_transfer_internal(ombrel_fbmap_t* fbmap) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     const by_depth<ombrel_fbmap_transfer_t> none = {transfer_nothing, transfer_nothing, transfer_nothing,
                                                     transfer_nothing};
     const ombrel_fbmap_transfer_t transfer = operation(
@@ -276,12 +281,15 @@ int __ombrel_fbmap_transfer_internal(ombrel_fbmap_t* fbmap) {
     if (transfer == nullptr)
         return -1;
     const int result = transfer(fbmap);
-    if (result != -1)
+    // A window's region is what is still to be recomposed, which no transfer does.
+    if (result != -1 && fbmap->m_parent == nullptr)
         fbmap->m_update_region = {};
     return result;
 }
 
 int __ombrel_fbmap_update_internal(ombrel_fbmap_t* fbmap) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     if (is_empty(fbmap->m_update_region))
         return 0;
     if (fbmap->m_parent == nullptr)
@@ -290,6 +298,8 @@ int __ombrel_fbmap_update_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_show_internal(ombrel_fbmap_t* fbmap) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     if (!is_hidden(*fbmap) || fbmap->m_parent == nullptr)
         return 0;
     fbmap->m_flags &= ~def_ombrel_fbmap_hidden;
@@ -297,6 +307,8 @@ int __ombrel_fbmap_show_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_hide_internal(ombrel_fbmap_t* fbmap) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     if (is_hidden(*fbmap) || fbmap->m_parent == nullptr)
         return 0;
     fbmap->m_flags |= def_ombrel_fbmap_hidden;
@@ -304,11 +316,15 @@ int __ombrel_fbmap_hide_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_move_internal(ombrel_fbmap_t* fbmap, int32_t x, int32_t y) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     return __ombrel_fbmap_resize_internal(fbmap, x, y, fbmap->m_resx, fbmap->m_resy);
 }
 
 int __ombrel_fbmap_resize_internal(ombrel_fbmap_t* fbmap, int32_t x, int32_t y, uint32_t resx,
                                    uint32_t resy) {
+    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+        return -1;
     const bool same_size = resx == fbmap->m_resx && resy == fbmap->m_resy;
     if (fbmap->m_parent == nullptr || (same_size && x == fbmap->m_x && y == fbmap->m_y))
         return 0;
