@@ -65,8 +65,10 @@ bool descriptor_table::attach(ombrel_event_t& event, unsigned interest) {
     if (!reserve(fd))
         return false;
     entry& of = entries_[fd];
-    if (of.first == nullptr)
+    if (of.first == nullptr) {
         of.generation++;
+        of.quiet = false;
+    }
     const uint8_t before = of.interest;
     link_last(of, event);
     of.interest = static_cast<uint8_t>(interest);
@@ -121,17 +123,19 @@ bool descriptor_table::apply(int fd, bool fresh) {
         end_interest(fd);
         return true;
     }
-    if (!fresh && (of.always_ready || (of.known && of.told == of.interest)))
+    if (!fresh && of.known && of.told == of.interest && of.told_quiet == of.quiet)
         return true;
-    const bool once = is_one_shot(*of.first);
-    const auto result = platform::watch_descriptor(*set_, fd, {of.interest, of.generation, once, of.known});
+    const bool once = !of.quiet && is_one_shot(*of.first);
+    const auto result =
+        platform::watch_descriptor(*set_, fd, {of.interest, of.generation, once, of.quiet, of.known});
     clear_always_ready(fd);
     known_ -= of.known ? 1 : 0;
     of.known = result == platform::watch_result::watched;
     known_ += of.known ? 1 : 0;
     of.told = of.known ? of.interest : 0;
+    of.told_quiet = of.quiet;
     of.once = once;
-    if (result == platform::watch_result::always_ready)
+    if (result == platform::watch_result::always_ready && (of.interest & always_ready_kinds) != 0)
         set_always_ready(fd);
     return result != platform::watch_result::failed;
 }
@@ -154,7 +158,8 @@ void descriptor_table::forget(int fd) {
 
 void descriptor_table::note_report(int fd) {
     entry& of = entries_[fd];
-    of.told = 0;
+    if (of.once)
+        of.told = 0;
     if (of.reported)
         return;
     of.reported = true;

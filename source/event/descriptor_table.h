@@ -41,12 +41,13 @@ public:
         for (int i = 0; i < count; i++)
             pairs += mark_ready(platform::ready_at(*set_, i), visit);
         for (int fd = always_ready_; fd != none; fd = entries_[fd].next_always)
-            pairs += mark(entries_[fd], platform::poll_read | platform::poll_write, visit);
+            pairs += mark(entries_[fd], always_ready_kinds, visit);
         return pairs;
     }
 
 private:
     static constexpr int none = -1;
+    static constexpr unsigned always_ready_kinds = platform::poll_read | platform::poll_write;
 
     /// What each report needs comes first, so that it lies in one cache line.
     struct entry {
@@ -55,7 +56,8 @@ private:
         uint8_t interest;
         uint8_t told; ///< 0 when the host does not watch it now
         bool known : 1, once : 1, reported : 1, always_ready : 1;
-        ombrel_event_t* last; ///< sets the interest
+        bool quiet : 1, told_quiet : 1; ///< a hang-up stands that is not of interest
+        ombrel_event_t* last;           ///< sets the interest
         int next_reported, next_always;
     };
 
@@ -75,13 +77,15 @@ private:
         entry& of = entries_[found.descriptor];
         if (of.generation != found.generation || !of.known)
             return 0;
-        if ((found.bits & of.interest) == 0) {
-            // A hang-up is reported whether that is of interest or not, again and again.
+        if (of.interest == 0 || found.bits == 0) {
             forget(found.descriptor);
             return 0;
         }
-        if (of.once)
+        // The host would report a hang-up that is not of interest again and again.
+        const bool quiet = (found.bits & of.interest) == 0;
+        if (of.once || of.quiet != quiet)
             note_report(found.descriptor);
+        of.quiet = quiet;
         return mark(of, found.bits, visit);
     }
 

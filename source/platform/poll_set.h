@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace ombrel::platform {
+#include "platform/poll.h"
 
-inline constexpr unsigned poll_read = 1, poll_write = 2, poll_exception = 4;
+namespace ombrel::platform {
 
 struct poll_set;
 
@@ -24,7 +24,9 @@ struct watch_request {
     unsigned bits;       ///< exactly what is watched
     uint32_t generation; ///< comes back with the readiness
     bool once;           ///< the host may stop at the first report, until the descriptor is watched again
-    bool known;          ///< a guess that the set holds it already; a wrong one costs a second system call
+    bool quiet; ///< a hang-up that is not asked for may be reported when something changes, not again and
+                ///< again
+    bool known; ///< a guess that the set holds it already; a wrong one costs a second system call
 };
 watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request& wanted);
 
@@ -52,7 +54,8 @@ struct ready_descriptor {
     unsigned bits;
 };
 
-/// One of the results of the last wait. Its bits may go beyond what is watched.
+/// One of the results of the last wait. Its bits may go beyond what is watched, as a hang-up does; none are
+/// set for a descriptor that was closed while it was watched.
 ready_descriptor ready_at(const poll_set& set, int index);
 
 } // namespace ombrel::platform

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -97,6 +98,13 @@ inline void drain(int fd) {
     char part[4096];
     while (::recv(fd, part, sizeof part, MSG_DONTWAIT) > 0) {
     }
+}
+
+/// What this thread has used; a loop that spins shows in it, however busy the machine is.
+inline int processor_milliseconds() {
+    timespec used{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+    return static_cast<int>(used.tv_sec * 1000 + used.tv_nsec / 1000000);
 }
 
 class event_test : public balanced_test {

@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cstring>
-#include <ctime>
 
 #include <ombrel/time.h>
 
@@ -203,12 +202,6 @@ TEST_F(Event, ADescriptorNumberUsedAgainIsWatchedAnew) {
     EXPECT_EQ(0, once());
     EXPECT_EQ(0, once());
     EXPECT_EQ((results{def_ombrel_event_read, def_ombrel_event_read}), event.results);
-}
-
-int processor_milliseconds() {
-    timespec used{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return static_cast<int>(used.tv_sec * 1000 + used.tv_nsec / 1000000);
 }
 
 // A child process or a duplicate keeps the socket alive and readable after its number was closed.

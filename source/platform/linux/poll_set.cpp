@@ -9,6 +9,8 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include "platform/posix/poll_kinds.h"
+
 namespace ombrel::platform {
 
 struct poll_set {
@@ -21,15 +23,13 @@ namespace {
 
 constexpr size_t least_room = 64;
 
-uint32_t to_epoll(unsigned bits) {
-    return ((bits & poll_read) ? EPOLLIN : 0u) | ((bits & poll_write) ? EPOLLOUT : 0u) |
-           ((bits & poll_exception) ? EPOLLPRI : 0u);
-}
+// So that the mapping of the kinds is that of poll().
+static_assert(EPOLLIN == POLLIN && EPOLLOUT == POLLOUT && EPOLLPRI == POLLPRI && EPOLLHUP == POLLHUP &&
+              EPOLLERR == POLLERR);
 
-unsigned from_epoll(uint32_t events) {
-    return ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) ? poll_read : 0u) |
-           ((events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) ? poll_write : 0u) |
-           ((events & (EPOLLPRI | EPOLLERR)) ? poll_exception : 0u);
+uint32_t events_for(const watch_request& wanted) {
+    return to_poll(wanted.bits) | (wanted.once ? static_cast<uint32_t>(EPOLLONESHOT) : 0u) |
+           (wanted.quiet ? static_cast<uint32_t>(EPOLLET) : 0u);
 }
 
 } // namespace
@@ -57,7 +57,7 @@ void close_poll_set(poll_set* set) {
 
 watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request& wanted) {
     epoll_event event{};
-    event.events = to_epoll(wanted.bits) | (wanted.once ? static_cast<uint32_t>(EPOLLONESHOT) : 0u);
+    event.events = events_for(wanted);
     event.data.u64 = (static_cast<uint64_t>(wanted.generation) << 32) | static_cast<uint32_t>(descriptor);
     int operation = wanted.known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
     if (epoll_ctl(set.epoll, operation, descriptor, &event) == 0)
@@ -108,7 +108,7 @@ ready_descriptor ready_at(const poll_set& set, int index) {
     const epoll_event& event = set.ready[index];
     const uint64_t data = event.data.u64;
     return {static_cast<int>(static_cast<uint32_t>(data)), static_cast<uint32_t>(data >> 32),
-            from_epoll(event.events)};
+            from_poll(event.events)};
 }
 
 } // namespace ombrel::platform

@@ -9,7 +9,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <limits.h>
-#include <poll.h>
+
+#include "platform/posix/poll_kinds.h"
 
 namespace ombrel::platform {
 
@@ -23,17 +24,6 @@ struct poll_set {
 };
 
 namespace {
-
-short to_poll(unsigned bits) {
-    return static_cast<short>(((bits & poll_read) ? POLLIN : 0) | ((bits & poll_write) ? POLLOUT : 0) |
-                              ((bits & poll_exception) ? POLLPRI : 0));
-}
-
-unsigned from_poll(short events) {
-    return ((events & (POLLIN | POLLHUP | POLLERR)) ? poll_read : 0u) |
-           ((events & (POLLOUT | POLLHUP | POLLERR)) ? poll_write : 0u) |
-           ((events & (POLLPRI | POLLERR)) ? poll_exception : 0u);
-}
 
 size_t find(const poll_set& set, int descriptor) {
     size_t i = 0;
@@ -87,7 +77,7 @@ watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request
             return watch_result::failed;
         set.count++;
     }
-    set.watched[i] = {descriptor, to_poll(wanted.bits), 0};
+    set.watched[i] = {descriptor, static_cast<short>(to_poll(wanted.bits)), 0};
     set.generations[i] = wanted.generation;
     return watch_result::watched;
 }
@@ -111,8 +101,7 @@ void prepare_wait(poll_set& set, size_t) {
 }
 
 int wait_for_descriptors(poll_set& set, int timeout_milliseconds) {
-    const int count = poll(set.wait_on, static_cast<nfds_t>(set.waiting),
-                           timeout_milliseconds < 0 ? -1 : timeout_milliseconds);
+    const int count = poll_for_kinds(set.wait_on, set.waiting, timeout_milliseconds);
     if (count < 0)
         return errno == EINTR ? wait_interrupted : wait_failed;
     int kept = 0;
@@ -130,7 +119,7 @@ bool wait_sees_changes() {
 }
 
 ready_descriptor ready_at(const poll_set& set, int index) {
-    return {set.wait_on[index].fd, set.wait_generations[index], from_poll(set.wait_on[index].revents)};
+    return {set.wait_on[index].fd, set.wait_generations[index], kinds_at(set.wait_on[index])};
 }
 
 } // namespace ombrel::platform
