@@ -21,8 +21,19 @@
  *
  * @par Threads
  * Different contexts may be used by different threads at any time. One context is used by one thread at a
- * time, and its handle may pass from thread to thread. Whether one thread may read while another writes is
- * for the plug-in to say; no call, whenever it comes, touches memory of a context that has been destroyed.
+ * time, and its handle may pass from thread to thread; whether one thread may read while another writes is
+ * for the plug-in to say. Should calls on one context meet all the same, then
+ * - destroying it succeeds at once: calls that come later find no context. Calls that are inside finish, and
+ *   the last of them closes the context and frees it, in its thread;
+ * - closing it while another call is inside fails with ::def_ombrel_ctx_error_busy, and changes nothing;
+ *   opening it then fails as on any open context;
+ * - while one thread opens or closes it, calls of the others that need the plug-in fail with
+ *   ::def_ombrel_ctx_error_busy, and the functions that ask what is bound find nothing;
+ * - options and the error code may be set and asked for at any time. A text that was returned stays for as
+ *   long as its function says, so another thread may take it away.
+ *
+ * No call, whenever it comes, touches memory of a context that has been destroyed, or code of a plug-in that
+ * has been unloaded: what is inside an operation or a main entry keeps the plug-in in place.
  */
 #ifndef OMBREL_CTX_H
 #define OMBREL_CTX_H
@@ -54,19 +65,29 @@ struct ombrel_fbmap_ts;
 #define def_ombrel_ctx_error_disconnected 8     /**< the other side is gone */
 #define def_ombrel_ctx_error_already_open 9     /**< the context is open already */
 #define def_ombrel_ctx_error_io 10              /**< reading, writing or positioning failed */
-#define def_ombrel_ctx_error_busy 11        /**< in use by another: locked, or just being opened or closed */
+#define def_ombrel_ctx_error_busy 11            /**< in use by another: locked, or with another call inside */
 #define def_ombrel_ctx_error_protocol 12    /**< the other side broke its protocol, or refused a request */
 #define def_ombrel_ctx_error_corrupt 13     /**< the data are damaged */
 #define def_ombrel_ctx_error_syntax 14      /**< a query or address cannot be understood */
 #define def_ombrel_ctx_error_plugin 0x10000 /**< the first code that plug-ins may define */
 /** @} */
 
-/** @brief Makes a closed context without options; it holds one use of the built-in plug-in.
- *  @return the handle, above 0, to be destroyed by ombrel_destroy_ctx(); -1 when memory runs out or the
- * built-in plug-in cannot be loaded */
+/**
+ * @brief Makes a closed context without options; it holds one use of the built-in plug-in.
+ * @return the handle, above 0, to be destroyed by ombrel_destroy_ctx(); -1 when memory runs out, when the
+ *         built-in plug-in cannot be loaded, or, which an error line says, when there are
+ *         ::def_ombrel_plugin_most_handles handles already
+ */
 OMBREL_API int ombrel_new_ctx(void);
-/** @brief Closes the context if it is open and frees it. @return 0; -1 for an unknown handle, or for a
- * context that is being opened or closed: a plug-in cannot destroy the context that it is opening */
+/**
+ * @brief Ends the context: closes it if it is open and frees it, here or, while calls of it are inside, when
+ *        the last of them leaves.
+ *
+ * Plug-ins too may do so in an operation of the context, save opening and closing.
+ * @param ctx the context
+ * @return 0, the handle being unknown from then on; -1 for an unknown handle, and with the error "busy" for
+ *         a plug-in that would destroy the context that it is just opening or closing
+ */
 OMBREL_API int ombrel_destroy_ctx(int ctx);
 
 /**
@@ -87,8 +108,10 @@ OMBREL_API int ombrel_open_ctx(int ctx, const char* mime_type);
  * @brief Ends the binding: calls the plug-in's close operation and frees options and MIME type.
  *
  * On a closed context it frees the options alone.
+ * @param ctx the context
  * @return 0; the result of the plug-in's close operation if that failed, the context being closed all the
- * same; -1 for an unknown handle or a context that is just being opened or closed
+ *         same; -1 for an unknown handle, and with the error "busy" while another call is inside: an
+ *         operation, or opening or closing. Then nothing has changed.
  */
 OMBREL_API int ombrel_close_ctx(int ctx);
 
@@ -283,7 +306,13 @@ OMBREL_API int ombrel_ctx_set_last_error(int ctx, int error);
 OMBREL_API ombrel_plugin_main_t ombrel_ctx_get_main_entry(int ctx);
 /** @brief Whether the bound plug-in has a main entry. @return 1 or 0 */
 OMBREL_API int ombrel_ctx_is_executable_main(int ctx);
-/** @brief Runs the bound plug-in's main entry. @return its result; 1 when there is none */
+/**
+ * @brief Runs the bound plug-in's main entry.
+ * @param ctx  the open context; it may be closed and destroyed meanwhile
+ * @param argc number of arguments
+ * @param argv the arguments, handed over as they are
+ * @return the entry's result; 1 when there is none. The plug-in stays loaded while its entry runs.
+ */
 OMBREL_API int ombrel_ctx_execute_main(int ctx, int argc, char** argv);
 /** @} */
 

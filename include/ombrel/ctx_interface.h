@@ -12,7 +12,8 @@
  * - A slot may be null: the operation is not supported, and the caller gets -1 or null and that error.
  * - Operations that fail set the error by ombrel_ctx_set_last_error(). A plug-in's own last-error operations
  *   serve during its open operation too, and once more after a refusal.
- * - An operation neither closes nor destroys its own context.
+ * - An operation does not close its own context; that fails with "busy". One other than open and close may
+ *   destroy it, which comes true when the operation has returned.
  * - No operation is called for an unknown handle or a closed context, nor with a null name or query, nor with
  * a null buffer whose size is above 0.
  *
@@ -27,8 +28,9 @@
  *
  * @par Threads
  * Operations of different contexts come from different threads at the same time. Those of one context come
- * from one thread at a time unless the plug-in allows more to its users. Open and close run while the
- * plug-in's record lock is held shared; both may load and unload plug-ins, and use other contexts.
+ * from one thread at a time unless the plug-in allows more to its users. Close comes when no operation of the
+ * context runs, from whichever thread left last if the context was destroyed meanwhile. Open and close run
+ * while the plug-in's record lock is held shared; both may load and unload plug-ins, and use other contexts.
  */
 #ifndef OMBREL_CTX_INTERFACE_H
 #define OMBREL_CTX_INTERFACE_H

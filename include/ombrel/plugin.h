@@ -57,6 +57,10 @@ OMBREL_BEGIN_C
 /** Record flag: the interface is a context interface that contexts can bind to. */
 #define def_ombrel_plugin_flag_ctx_interface 0x10000u
 
+/** How many handles live at a time, those of plug-ins and of contexts (ctx.h) together. One more than that is
+ * refused with an error line that says so, which tells it from a want of memory. */
+#define def_ombrel_plugin_most_handles 262144
+
 /** Kind of an interface table: none. */
 #define def_ombrel_interface_kind_none 0u
 /** Kind of an interface table: operations for contexts, see ctx_interface.h. */
@@ -106,7 +110,7 @@ typedef struct ombrel_plugin_ts {
     const char* m_mime_type_hint;                /**< what the initialise function gave; may be null */
     size_t m_interface_size;                     /**< bytes of the table */
     const void* m_interface;                     /**< the table, or null */
-    size_t m_bound_count;                        /**< contexts bound to it */
+    size_t m_bound_count;                        /**< contexts bound to it, and calls that keep it */
 } ombrel_plugin_t;
 
 /**
@@ -121,7 +125,8 @@ typedef struct ombrel_plugin_ts {
  * @param initialize_name the initialise function's name; null is ::def_ombrel_plugin_initialize_name
  * @param uninitialize_name the other's; null is ::def_ombrel_plugin_uninitialize_name
  * @return the handle, above 0, to be given back by ombrel_unload_plugin(); -1 when the library cannot be
- *         opened, lacks one of the functions, or memory runs out. What a failing initialise function returned
+ *         opened, lacks one of the functions, memory runs out, or, which an error line says, there are
+ *         ::def_ombrel_plugin_most_handles handles already. What a failing initialise function returned
  *         comes back to its caller if it is negative, and -1 if it is above 0 and so could be taken for a
  *         handle, and to those who waited for it.
  */

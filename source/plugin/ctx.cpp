@@ -19,24 +19,31 @@ void destroy_context(void* object) {
     ombrel_free_tag(ctx, "ombrel_destroy_ctx", __LINE__);
 }
 
-/// The sole right to bind and unbind a context, for a scope.
-class change_guard {
-public:
-    explicit change_guard(context& ctx) : ctx_(ctx), held_(!ctx.is_changing.exchange(true)) {}
-    ~change_guard() {
-        if (held_)
-            ctx_.is_changing = false;
-    }
-    change_guard(const change_guard&) = delete;
-    change_guard& operator=(const change_guard&) = delete;
+// Its address stands for the thread.
+thread_local char own_mark;
 
-    explicit operator bool() const { return held_; }
-    /// The context stays as it is from now on.
-    void keep() { held_ = false; }
+/// Has a context alone, to bind or unbind it, for a scope.
+class ctx_change {
+public:
+    explicit ctx_change(int handle) : held_(enter_instance(ctx_type, handle, instance_call::alone)) {
+        if (held_.object != nullptr)
+            operator->()->changer = &own_mark;
+    }
+    ~ctx_change() {
+        if (held_.object == nullptr)
+            return;
+        operator->()->changer = nullptr;
+        leave_instance(held_.slot);
+    }
+    ctx_change(const ctx_change&) = delete;
+    ctx_change& operator=(const ctx_change&) = delete;
+
+    explicit operator bool() const { return held_.object != nullptr; }
+    context* operator->() const { return static_cast<context*>(held_.object); }
+    context& operator*() const { return *operator->(); }
 
 private:
-    context& ctx_;
-    bool held_;
+    pinned_instance held_;
 };
 
 /// Holds a plug-in's record shared while its open or close operation runs.
@@ -108,8 +115,25 @@ int close(context& ctx) {
     const int result = ctx.bound ? call_close(ctx) : 0;
     unbind(ctx);
     ctx.mime_type.reset();
-    ombrel_reset_value(&ctx.options);
+    ctx.options.clear();
     return result;
+}
+
+void finish_context(void* object) {
+    auto* ctx = static_cast<context*>(object);
+    ctx->changer = &own_mark;
+    close(*ctx);
+}
+
+// From a thread that is not inside, while another opens or closes it: the code of that one goes before.
+void set_error_outside(context& ctx, int code) {
+    int none = def_ombrel_ctx_error_none;
+    ctx.error.compare_exchange_strong(none, code);
+}
+
+bool is_bound(int handle) {
+    const ctx_call ctx(handle, instance_call::query);
+    return ctx && ctx->bound;
 }
 
 // Null when memory runs out or the built-in plug-in cannot be loaded.
@@ -118,7 +142,6 @@ context* make_context() {
     if (block == nullptr)
         return nullptr;
     auto* ctx = new (block) context;
-    ombrel_init_value(&ctx->options);
     ctx->base_plugin = load_plugin(nullptr, nullptr);
     if (ctx->base_plugin.handle >= 0)
         return ctx;
@@ -128,11 +151,15 @@ context* make_context() {
 
 } // namespace
 
-const instance_type ctx_type{"application/tuk_base_ctx", destroy_context};
+const instance_type ctx_type{"application/tuk_base_ctx", destroy_context, finish_context};
+
+bool context::is_changed_here() const {
+    return changer == &own_mark;
+}
 
 int context::last_error() const {
     const auto own = operation(&v0_interface::m_get_last_error);
-    return own != nullptr ? own(handle) : error;
+    return own != nullptr ? own(handle) : error.load();
 }
 
 int context::set_last_error(int code) {
@@ -142,8 +169,24 @@ int context::set_last_error(int code) {
     return 0;
 }
 
+void ctx_call::enter_own_change(int handle, instance_call call) {
+    const pinned_instance pinned = pin_instance(ctx_type, handle);
+    if (pinned.object == nullptr)
+        return;
+    auto& ctx = *static_cast<context*>(pinned.object);
+    is_in_change_ = ctx.is_changed_here();
+    if (is_in_change_) {
+        held_ = pinned;
+        return;
+    }
+    if (call != instance_call::query)
+        set_error_outside(ctx, def_ombrel_ctx_error_busy);
+    unpin_instance(pinned.slot);
+}
+
 } // namespace ombrel::plugin
 
+using namespace ombrel;
 using namespace ombrel::plugin;
 
 int ombrel_new_ctx(void) {
@@ -151,68 +194,68 @@ int ombrel_new_ctx(void) {
     if (ctx == nullptr)
         return -1;
     const int handle = register_instance(ctx_type, ctx);
-    if (handle == -1)
-        destroy_context(ctx);
-    else
-        ctx->handle = handle;
-    return handle;
+    if (handle > 0)
+        return ctx->handle = handle;
+    destroy_context(ctx);
+    if (handle == no_instance_left)
+        report_no_handle("ombrel_new_ctx");
+    return -1;
 }
 
 int ombrel_destroy_ctx(int handle) {
     const ctx_pin ctx(handle);
-    if (!ctx)
-        return -1;
-    change_guard change(*ctx);
-    if (!change)
-        return fail<int>(*ctx, def_ombrel_ctx_error_busy);
-    close(*ctx);
-    change.keep();
-    retire_instance(ctx_type, handle);
-    return 0;
+    if (ctx && ctx->is_changed_here())
+        return fail<int>(handle, def_ombrel_ctx_error_busy);
+    return end_instance(ctx_type, handle) ? 0 : -1;
 }
 
 int ombrel_open_ctx(int handle, const char* mime_type) {
-    const ctx_pin ctx(handle);
-    if (!ctx)
-        return -1;
-    const change_guard change(*ctx);
-    return change ? open(*ctx, mime_type) : fail<int>(*ctx, def_ombrel_ctx_error_busy);
+    const ctx_change ctx(handle);
+    if (ctx)
+        return open(*ctx, mime_type);
+    return fail<int>(handle,
+                     is_bound(handle) ? def_ombrel_ctx_error_already_open : def_ombrel_ctx_error_busy);
 }
 
 int ombrel_close_ctx(int handle) {
-    const ctx_pin ctx(handle);
-    if (!ctx)
-        return -1;
-    const change_guard change(*ctx);
-    return change ? close(*ctx) : fail<int>(*ctx, def_ombrel_ctx_error_busy);
+    const ctx_change ctx(handle);
+    return ctx ? close(*ctx) : fail<int>(handle, def_ombrel_ctx_error_busy);
 }
 
 int ombrel_ctx_get_last_error(int handle) {
-    const ctx_pin ctx(handle);
-    return ctx ? ctx->last_error() : -1;
+    const ctx_call ctx(handle, instance_call::query);
+    if (ctx)
+        return ctx->last_error();
+    const ctx_pin outside(handle);
+    return outside ? outside->error.load() : -1;
 }
 
 int ombrel_ctx_set_last_error(int handle, int error) {
-    const ctx_pin ctx(handle);
-    return ctx ? ctx->set_last_error(error) : -1;
+    const ctx_call ctx(handle, instance_call::query);
+    if (ctx)
+        return ctx->set_last_error(error);
+    const ctx_pin outside(handle);
+    if (outside)
+        set_error_outside(*outside, error);
+    return outside ? 0 : -1;
 }
 
 const char* ombrel_get_ctx_plugin_name(int handle) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle, instance_call::query);
     return ctx && ctx->bound ? ctx->bound->m_name : nullptr;
 }
 
 const char* ombrel_get_ctx_mime_type_hint(int handle) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle, instance_call::query);
     return ctx && ctx->bound ? ctx->bound->m_mime_type_hint : nullptr;
 }
 
 int ombrel_check_ctx_mime_type(int handle, const char* mime_type) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle, instance_call::query);
     return ctx && ctx->bound ? ombrel_compare_mime_type_hint(ctx->bound->m_mime_type_hint, mime_type) : -1;
 }
 
 const char* ombrel_get_ctx_mime_type(int handle) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle, instance_call::query);
     return ctx ? ctx->mime_type.get() : nullptr;
 }

@@ -6,26 +6,28 @@
 
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
-#include <ombrel/value.h>
 
 #include "core/heap_ptr.h"
+#include "plugin/ctx_options.h"
 #include "plugin/plugin_binding.h"
 #include "runtime/instance.h"
 
 namespace ombrel::plugin {
 
+/// What is bound is changed by a call alone inside, and read by those inside; the words may be asked for and
+/// set by any thread.
 struct context {
     int32_t handle = -1;
     plugin_use base_plugin;
     plugin_binding bound;
     const ombrel_ctx0_v0_interface_t* table = nullptr; // the bound plug-in's
-    ombrel_value_t options{};
+    ctx_options options;
     heap_ptr<char> mime_type;
-    intptr_t descriptor = -1;
-    void* data = nullptr;
-    int error = def_ombrel_ctx_error_none;
+    std::atomic<intptr_t> descriptor = -1;
+    std::atomic<void*> data = nullptr;
+    std::atomic<int> error = def_ombrel_ctx_error_none;
     uintptr_t state[def_ombrel_ctx_state_words]{};
-    std::atomic<bool> is_changing; // being opened, closed or destroyed
+    std::atomic<const void*> changer = nullptr; // the thread that opens or closes it
 
     /// The bound plug-in's operation; null when it has none, or the context is closed.
     template<typename Slot>
@@ -39,16 +41,47 @@ struct context {
         return reinterpret_cast<const ombrel_ctx0_v1_interface_t*>(table)->*slot;
     }
 
-    /// The error word, unless the bound plug-in keeps one of its own.
+    /// Whether this thread is just opening or closing it: what it calls meanwhile comes from the plug-in.
+    bool is_changed_here() const;
+
+    /// The error word, unless the bound plug-in keeps one of its own. For those inside.
     int last_error() const;
     int set_last_error(int code);
 };
 
 extern const instance_type ctx_type;
 
+/// Keeps a context's record in place, for what does not reach the plug-in.
 class ctx_pin : public instance_pin<context> {
 public:
     explicit ctx_pin(int handle) : instance_pin(ctx_type, handle) {}
+};
+
+/// A call inside a context, which is neither opened, closed nor destroyed meanwhile, save by the thread
+/// itself. One that is refused because another thread opens or closes the context leaves the error "busy".
+class ctx_call {
+public:
+    explicit ctx_call(int handle, instance_call call = instance_call::use)
+        : held_(enter_instance(ctx_type, handle, call)) {
+        if (held_.object == nullptr)
+            enter_own_change(handle, call);
+    }
+    ~ctx_call() {
+        if (held_.object != nullptr)
+            (is_in_change_ ? unpin_instance : leave_instance)(held_.slot);
+    }
+    ctx_call(const ctx_call&) = delete;
+    ctx_call& operator=(const ctx_call&) = delete;
+
+    explicit operator bool() const { return held_.object != nullptr; }
+    context* operator->() const { return static_cast<context*>(held_.object); }
+    context& operator*() const { return *operator->(); }
+
+private:
+    void enter_own_change(int handle, instance_call call);
+
+    pinned_instance held_;
+    bool is_in_change_ = false;
 };
 
 /// What an operation gives when it fails.
@@ -69,14 +102,14 @@ Result fail(context& ctx, int code) {
 /// The same by handle, which may be unknown.
 template<typename Result>
 Result fail(int handle, int code) {
-    const ctx_pin ctx(handle);
-    return ctx ? fail<Result>(*ctx, code) : failure<Result>();
+    ombrel_ctx_set_last_error(handle, code);
+    return failure<Result>();
 }
 
 /// Calls use(ctx, operation) with the bound plug-in's operation in a slot of its table.
 template<typename Table, typename Result, typename... Parameters, typename Use>
 Result with_operation(int handle, Result (*Table::*slot)(int, Parameters...), Use use) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle);
     if (!ctx)
         return failure<Result>();
     const auto operation = ctx->operation(slot);

@@ -7,18 +7,16 @@ using namespace ombrel::plugin;
 
 namespace {
 
-constexpr int any_case = 0;
-
 int set_option(int handle, const char* name, const char* value) {
     const ctx_pin ctx(handle);
     if (!ctx)
         return -1;
     if (name == nullptr || *name == '\0')
-        return fail<int>(*ctx, def_ombrel_ctx_error_invalid_argument);
+        return fail<int>(handle, def_ombrel_ctx_error_invalid_argument);
     if (value == nullptr)
-        return ombrel_remove_value_by_name(&ctx->options, any_case, name);
-    if (ombrel_set_value_string(&ctx->options, def_ombrel_value_replace_by_name, any_case, name, value) != 0)
-        return fail<int>(*ctx, def_ombrel_ctx_error_no_memory);
+        ctx->options.remove(name);
+    else if (!ctx->options.set(name, value))
+        return fail<int>(handle, def_ombrel_ctx_error_no_memory);
     return 0;
 }
 
@@ -61,5 +59,6 @@ const char* ombrel_ctx_get_option_string(int handle, const char* name) {
 
 const char* ombrel_ctx_get_option_string_ex(int handle, const char* name, const char* fallback) {
     const ctx_pin ctx(handle);
-    return ctx ? ombrel_get_value_string_ex(&ctx->options, any_case, name, fallback) : fallback;
+    const char* text = ctx ? ctx->options.get(name) : nullptr;
+    return text != nullptr ? text : fallback;
 }

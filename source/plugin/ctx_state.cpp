@@ -6,7 +6,7 @@ using namespace ombrel::plugin;
 namespace {
 
 template<typename Word>
-int set_word(int handle, Word context::*word, Word value) {
+int set_word(int handle, std::atomic<Word> context::*word, Word value) {
     const ctx_pin ctx(handle);
     if (!ctx)
         return -1;
@@ -18,7 +18,7 @@ int set_word(int handle, Word context::*word, Word value) {
 
 intptr_t ombrel_ctx_get_plugin_descriptor(int handle) {
     const ctx_pin ctx(handle);
-    return ctx ? ctx->descriptor : -1;
+    return ctx ? ctx->descriptor.load() : -1;
 }
 
 int ombrel_ctx_set_plugin_descriptor(int handle, intptr_t descriptor) {
@@ -27,7 +27,7 @@ int ombrel_ctx_set_plugin_descriptor(int handle, intptr_t descriptor) {
 
 void* ombrel_ctx_get_plugin_data(int handle) {
     const ctx_pin ctx(handle);
-    return ctx ? ctx->data : nullptr;
+    return ctx ? ctx->data.load() : nullptr;
 }
 
 int ombrel_ctx_set_plugin_data(int handle, void* data) {
@@ -41,7 +41,7 @@ uintptr_t* ombrel_ctx_get_plugin_state(int handle) {
 
 int ombrel_ctx_get_error_word(int handle) {
     const ctx_pin ctx(handle);
-    return ctx ? ctx->error : -1;
+    return ctx ? ctx->error.load() : -1;
 }
 
 int ombrel_ctx_set_error_word(int handle, int error) {

@@ -30,7 +30,7 @@ int open_stream(int handle, const char* mode, int debug) {
 
 // Options are those of the next opening; an open context keeps its own.
 bool can_be_opened(int handle) {
-    const ctx_pin ctx(handle);
+    const ctx_call ctx(handle);
     if (!ctx)
         return false;
     if (ctx->bound)

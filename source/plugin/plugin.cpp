@@ -11,6 +11,12 @@ namespace {
 
 constexpr const char source_name[] = "source/plugin";
 
+// The entry for a public function.
+ombrel_plugin_main_t find_entry(int handle, const char* function) {
+    const plugin_pin plugin(plugin_type, handle);
+    return plugin ? main_entry(*plugin, source_name, function) : nullptr;
+}
+
 } // namespace
 
 int ombrel_load_plugin_ex(const char* path, const char* search_list, const char* initialize_name,
@@ -59,17 +65,16 @@ const void* ombrel_plugin_get_interface(int handle) {
 }
 
 ombrel_plugin_main_t ombrel_plugin_get_main_entry(int handle) {
-    const plugin_pin plugin(plugin_type, handle);
-    return plugin ? main_entry(*plugin, source_name, "ombrel_plugin_get_main_entry") : nullptr;
+    return find_entry(handle, "ombrel_plugin_get_main_entry");
 }
 
 int ombrel_plugin_is_executable_main(int handle) {
-    return ombrel_plugin_get_main_entry(handle) != nullptr ? 1 : 0;
+    return find_entry(handle, "ombrel_plugin_is_executable_main") != nullptr ? 1 : 0;
 }
 
 int ombrel_plugin_execute_main(int handle, int argc, char** argv) {
     const plugin_binding bound(bind_plugin(handle));
-    const auto entry = bound ? ombrel_plugin_get_main_entry(handle) : nullptr;
+    const auto entry = bound ? find_entry(handle, "ombrel_plugin_execute_main") : nullptr;
     return entry != nullptr ? entry(argc, argv) : 1;
 }
 

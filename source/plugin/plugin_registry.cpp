@@ -9,6 +9,7 @@
 #include <ombrel/dl.h>
 #include <ombrel/heap.h>
 #include <ombrel/linked_list.h>
+#include <ombrel/output.h>
 #include <ombrel/path.h>
 #include <ombrel/short_lock.h>
 
@@ -138,16 +139,18 @@ struct entry {
     plugin_record* record;
     bool is_new;
     unsigned era;
+    bool is_table_full;
 };
 
 entry add_record(unlisted_record& made) {
     plugin_record& record = *made;
-    record.m_handle = register_instance(plugin_type, &record);
-    if (record.m_handle == -1)
-        return {};
+    const int32_t handle = register_instance(plugin_type, &record);
+    if (handle < 0)
+        return {nullptr, false, 0, handle == no_instance_left};
+    record.m_handle = handle;
     record.m_bound_count = 1;
     link(record);
-    return {made.release(), true, record.era};
+    return {made.release(), true, record.era, false};
 }
 
 // Adds the record, or one use to that of the same plug-in.
@@ -162,7 +165,7 @@ entry enter_registry(unlisted_record& made) {
             continue;
         same->m_used_count++;
         same->m_bound_count++;
-        return {same, false, same->era};
+        return {same, false, same->era, false};
     }
 }
 
@@ -272,6 +275,12 @@ plugin_record* claim_any_unused() {
     return at;
 }
 
+// Under the registry's lock; others that share it may bind the plug-in at the same moment.
+plugin_record* add_binding(plugin_record& record) {
+    __atomic_fetch_add(&record.m_bound_count, size_t{1}, __ATOMIC_RELAXED);
+    return &record;
+}
+
 // Under the registry's lock.
 bool serves(plugin_record& record, const char* mime_type) {
     const spin_lock_guard guard(record.m_lock, shared, open_tag, __LINE__);
@@ -283,7 +292,7 @@ bool serves(plugin_record& record, const char* mime_type) {
         return false;
     if (table->m_size < sizeof(ombrel_ctx0_v0_interface_t)) {
         ombrel_assert_fail_tag(
-            "source/ctx", open_tag, __LINE__,
+            "source/interface", open_tag, __LINE__,
             "s_interface_header->m_size >= ((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))");
         return false;
     }
@@ -292,7 +301,13 @@ bool serves(plugin_record& record, const char* mime_type) {
 
 } // namespace
 
-const instance_type plugin_type{"application/tuk_base_plugin", free_record};
+const instance_type plugin_type{"application/tuk_base_plugin", free_record, nullptr};
+
+void report_no_handle(const char* function) {
+    static_assert(def_ombrel_plugin_most_handles == most_instances);
+    ombrel_error_printf("%s: [ERROR] \x1b[1;31mno handle left !\x1b[0m (limit=%d)\n", function,
+                        def_ombrel_plugin_most_handles);
+}
 
 plugin_use load_plugin(const char* path, const char* search_list, const char* initialize_name,
                        const char* uninitialize_name) {
@@ -301,6 +316,8 @@ plugin_use load_plugin(const char* path, const char* search_list, const char* in
         !(take_builtin(*made) || import_functions(*made, search_list, initialize_name, uninitialize_name)))
         return {};
     const entry entered = enter_registry(made);
+    if (entered.is_table_full)
+        report_no_handle(load_tag);
     if (entered.record == nullptr)
         return {};
     const int handle = entered.is_new ? initialize(*entered.record) : wait_until_initialized(*entered.record);
@@ -338,10 +355,12 @@ plugin_record* bind_plugin_for(const char* mime_type, const plugin_record* after
     plugin_record* at = after != nullptr ? next_of(*after) : newest;
     while (at != nullptr && !serves(*at, mime_type))
         at = next_of(*at);
-    // Others that share the lock may bind it at the same moment.
-    if (at != nullptr)
-        __atomic_fetch_add(&at->m_bound_count, size_t{1}, __ATOMIC_RELAXED);
-    return at;
+    return at != nullptr ? add_binding(*at) : nullptr;
+}
+
+plugin_record* bind_again(plugin_record& bound) {
+    const spin_lock_guard guard(registry_lock, shared, "ombrel_ctx_execute_main", __LINE__);
+    return add_binding(bound);
 }
 
 plugin_record* bind_plugin(int handle) {

@@ -35,6 +35,9 @@ plugin_use load_plugin(const char* path, const char* search_list,
                        const char* initialize_name = def_ombrel_plugin_initialize_name,
                        const char* uninitialize_name = def_ombrel_plugin_uninitialize_name);
 
+/// Tells that the table of handles is full.
+void report_no_handle(const char* function);
+
 enum class use_drop { dropped, unknown, none_left };
 
 use_drop drop_plugin_use(int handle);
@@ -47,6 +50,9 @@ const ombrel_plugin_t* newest_plugin();
 /// The newest plug-in, older than `after` unless that is null, that contexts can bind to for a MIME type;
 /// bound for the caller. `after` is one that the caller has bound. Null when there is no other.
 plugin_record* bind_plugin_for(const char* mime_type, const plugin_record* after);
+
+/// Binds once more what the caller has bound, or keeps from being unbound meanwhile.
+plugin_record* bind_again(plugin_record& bound);
 
 /// Binds a plug-in that is known by its handle; null for an unknown one, and one without uses.
 plugin_record* bind_plugin(int handle);

@@ -9,9 +9,17 @@ namespace ombrel {
 struct instance_type {
     const char* name;
     void (*destroy)(void* object);
+    /// What end_instance() does before the object is destroyed; null for a type whose objects are retired.
+    void (*finish)(void* object);
 };
 
-/// A handle above 0 for the object; -1 when memory runs out, or too many objects live.
+/// How many objects of all types can live at a time.
+inline constexpr uint32_t most_instances = 1u << 18;
+
+/// What register_instance() gives when there are so many.
+inline constexpr int32_t no_instance_left = -2;
+
+/// A handle above 0 for the object; -1 when memory runs out, or `no_instance_left`.
 int32_t register_instance(const instance_type& type, void* object);
 
 /// Ends a handle: nobody finds the object by it any more. The object is destroyed when its last pin is gone,
@@ -27,6 +35,21 @@ struct pinned_instance {
 };
 pinned_instance pin_instance(const instance_type& type, int32_t handle);
 void unpin_instance(instance_slot* slot);
+
+/// What a call does inside an object.
+enum class instance_call {
+    query, ///< looks at it: refused while another call has it alone
+    use,   ///< uses it: refused too once it is ending
+    alone  ///< has it for itself: refused too while another call is inside
+};
+
+/// Goes inside an object that lives until the call leaves it; null when it is refused, or as pin_instance().
+pinned_instance enter_instance(const instance_type& type, int32_t handle, instance_call call);
+void leave_instance(instance_slot* slot);
+
+/// Ends an object as soon as no call is inside: here, or where the last one leaves it, it is finished, alone,
+/// and then retired. False when the handle leads to no object of the type, or to one that is ending.
+bool end_instance(const instance_type& type, int32_t handle);
 
 /// Keeps an object alive for a scope.
 template<typename T>

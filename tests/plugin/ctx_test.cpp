@@ -1,15 +1,20 @@
+#include <atomic>
 #include <cstring>
 #include <set>
+#include <thread>
+#include <vector>
 
 #include <ombrel/ctx_interface.h>
 #include <ombrel/heap.h>
 #include <ombrel/md5.h>
 #include <ombrel/sha1.h>
 #include <ombrel/sha256.h>
+#include <ombrel/short_lock.h>
 
 #include "plugin/probe_library.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
+#include "support/threads.h"
 
 using namespace ombrel_test;
 
@@ -211,6 +216,89 @@ TEST_F(ctx_test, a_stale_handle_reaches_nothing) {
         ASSERT_EQ(ombrel_ctx_set_last_error(stale, 1), -1);
         ASSERT_EQ(ombrel_destroy_ctx(next), 0);
     }
+}
+
+TEST_F(ctx_test, all_handles_can_be_in_use_and_come_back) {
+    capture output(stderr);
+    std::vector<int> living;
+    for (int next = ombrel_new_ctx(); next > 0; next = ombrel_new_ctx())
+        living.push_back(next);
+    EXPECT_EQ(living.size(), def_ombrel_plugin_most_handles - 2u)
+        << "beside the built-in plug-in and the fixture";
+    EXPECT_EQ(ombrel_load_plugin(module_path("bare").c_str(), nullptr), -1);
+    for (const int handle : living)
+        ombrel_destroy_ctx(handle);
+    const int next = ombrel_new_ctx();
+    EXPECT_GT(next, 0);
+    ombrel_destroy_ctx(next);
+    EXPECT_EQ(output.text(), "ombrel_new_ctx: [ERROR] no handle left ! (limit=262144)\n"
+                             "ombrel_load_plugin_ex: [ERROR] no handle left ! (limit=262144)\n");
+}
+
+TEST_F(ctx_test, a_context_in_use_goes_when_the_last_call_leaves_it) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open("hello"), 0);
+    PROBE_WRITE(a->hold, 1);
+    char text[8] = "";
+    std::thread reader([&] { EXPECT_EQ(ombrel_ctx_read(ctx, text, sizeof text), 5); });
+    while (PROBE_READ(a->inside) == 0)
+        ombrel_load_balance_short();
+    EXPECT_EQ(ombrel_close_ctx(ctx), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_busy);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_already_open);
+    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    EXPECT_EQ(ombrel_destroy_ctx(ctx), -1);
+    EXPECT_EQ(ombrel_ctx_sync(ctx), -1);
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
+    EXPECT_EQ(a->closed, 0);
+    PROBE_WRITE(a->hold, 0);
+    reader.join();
+    EXPECT_STREQ(text, "hello");
+    EXPECT_EQ(a->closed, 1);
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), -1);
+}
+
+// For the sanitizers: whatever comes at the same moment as opening, closing and destroying.
+TEST_F(ctx_test, calls_may_meet_the_end_of_their_context) {
+    const loaded_probe a("probe_a");
+    using call = void (*)(int ctx);
+    static constexpr call calls[] = {
+        [](int c) { ombrel_open_ctx(c, "test/text"); },
+        [](int c) { ombrel_open_ctx_stream(c, "/dev/null", "r+", 0); },
+        [](int c) { ombrel_close_ctx(c); },
+        [](int c) { ombrel_ctx_set_option(c, "name", "text"), ombrel_ctx_set_option(c, "name", nullptr); },
+        [](int c) { ombrel_ctx_get_option_string_ex(c, "name", ""); },
+        [](int c) { ombrel_ctx_set_last_error(c, ombrel_ctx_get_last_error(c)); },
+        [](int c) { ombrel_ctx_is_readable(c, 0), ombrel_ctx_is_writable(c, 0); },
+        [](int c) { ombrel_ctx_sync(c); },
+        [](int c) { ombrel_ctx_xcontrol(c, "none", nullptr, size_t{0}); },
+        [](int c) { ombrel_ctx_control(c, 0x10003, nullptr, size_t{0}); },
+        [](int c) { ombrel_ctx_get_env(c, "size", nullptr, 0), ombrel_ctx_set_env(c, "none", ""); },
+        [](int c) { ombrel_ctx_db_get_field_count(c, reinterpret_cast<ombrel_ctx_db_result_t*>(&c)); },
+        [](int c) { ombrel_ctx_get_fbinfo(c, nullptr); },
+        [](int c) { ombrel_get_ctx_plugin_name(c), ombrel_get_ctx_mime_type_hint(c); },
+        [](int c) { ombrel_check_ctx_mime_type(c, "a/b"), ombrel_get_ctx_mime_type(c); },
+        [](int c) { ombrel_ctx_is_executable_main(c); },
+        [](int c) { ombrel_ctx_get_plugin_descriptor(c), ombrel_ctx_get_plugin_data(c); },
+    };
+    for (int round = 0; round < 60; round++) {
+        const int shared = ombrel_new_ctx();
+        std::atomic<bool> is_over{false};
+        in_threads(4, [&](int i) {
+            for (size_t next = static_cast<size_t>(i) * 5; i < 3 && !is_over; next++)
+                calls[next % std::size(calls)](shared);
+            if (i < 3)
+                return;
+            for (int wait = 0; wait < round; wait++)
+                ombrel_ctx_sync(shared);
+            while (ombrel_destroy_ctx(shared) != 0)
+                ombrel_load_balance_short();
+            is_over = true;
+        });
+        EXPECT_EQ(ombrel_ctx_get_last_error(shared), -1);
+    }
+    EXPECT_EQ(a->opened, a->closed);
 }
 
 TEST_F(ctx_test, a_result_is_printed_as_an_aligned_table) {

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cstring>
+#include <thread>
 
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/ctx.h>
@@ -134,20 +135,88 @@ TEST_F(plugin_test, the_main_entry_runs_the_plugin_as_a_program) {
 }
 
 TEST_F(plugin_test, a_table_too_small_for_what_it_claims_is_reported) {
-    probe_library probe("probe_a");
-    probe->table_size = 16;
-    const int handle = probe.load(), ctx = ombrel_new_ctx();
-    capture output(stderr);
-    EXPECT_EQ(ombrel_plugin_get_main_entry(handle), nullptr);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
-    const std::string text = output.text();
-    EXPECT_NE(text.find("<s_interface_header->m_size >= sizeof(ombrel_ctx0_v1_interface_t)>"),
-              std::string::npos);
-    EXPECT_NE(
-        text.find("<s_interface_header->m_size >= ((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))>"),
-        std::string::npos);
-    ombrel_destroy_ctx(ctx);
-    ombrel_unload_plugin(handle);
+    constexpr char main_text[] = "<s_interface_header->m_size >= sizeof(ombrel_ctx0_v1_interface_t)>",
+                   open_text[] = "<s_interface_header->m_size >= "
+                                 "((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))>";
+    const struct {
+        const char *place, *text;
+        unsigned size;
+        int (*call)(int plugin, int ctx);
+        int result;
+    } cases[] = {
+        {"source/plugin:ombrel_plugin_get_main_entry", main_text, 16,
+         [](int plugin, int) { return ombrel_plugin_get_main_entry(plugin) != nullptr ? 1 : 0; }, 0},
+        {"source/plugin:ombrel_plugin_is_executable_main", main_text, 16,
+         [](int plugin, int) { return ombrel_plugin_is_executable_main(plugin); }, 0},
+        {"source/plugin:ombrel_plugin_execute_main", main_text, 16,
+         [](int plugin, int) { return ombrel_plugin_execute_main(plugin, 0, nullptr); }, 1},
+        {"source/interface:ombrel_open_ctx", open_text, 16,
+         [](int, int ctx) { return ombrel_open_ctx(ctx, "test/text"); }, -1},
+        {"source/interface:ombrel_ctx_get_main_entry", main_text, sizeof(ombrel_ctx0_v0_interface_t),
+         [](int, int ctx) { return ombrel_ctx_get_main_entry(ctx) != nullptr ? 1 : 0; }, 0},
+        {"source/interface:ombrel_ctx_is_executable_main", main_text, sizeof(ombrel_ctx0_v0_interface_t),
+         [](int, int ctx) { return ombrel_ctx_is_executable_main(ctx); }, 0},
+        {"source/interface:ombrel_ctx_execute_main", main_text, sizeof(ombrel_ctx0_v0_interface_t),
+         [](int, int ctx) { return ombrel_ctx_execute_main(ctx, 0, nullptr); }, 1},
+    };
+    for (const auto& c : cases) {
+        probe_library probe("probe_a");
+        probe->table_size = c.size;
+        const int handle = probe.load(), ctx = ombrel_new_ctx();
+        if (c.size != 16) {
+            EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+        }
+        capture output(stderr);
+        EXPECT_EQ(c.call(handle, ctx), c.result) << c.place;
+        const std::string text = output.text();
+        EXPECT_EQ(text.find(std::string("ombrel [ASSERT:") + c.place + ":"), 0u) << text;
+        EXPECT_NE(text.find(c.text), std::string::npos) << text;
+        ombrel_destroy_ctx(ctx);
+        ombrel_unload_plugin(handle);
+    }
+}
+
+TEST_F(plugin_test, a_plugin_stays_while_its_main_entry_runs) {
+    char number[] = "4";
+    char* argv[] = {number, nullptr};
+    for (const bool by_ctx : {false, true}) {
+        const probe_library probe("probe_a");
+        const int handle = probe.load(), ctx = ombrel_new_ctx();
+        ASSERT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+        PROBE_WRITE(probe->hold, 1);
+        std::thread program([&] {
+            EXPECT_EQ(by_ctx ? ombrel_ctx_execute_main(ctx, 1, argv)
+                             : ombrel_plugin_execute_main(handle, 1, argv),
+                      14);
+        });
+        while (PROBE_READ(probe->inside) == 0)
+            ombrel_load_balance_short();
+        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+        EXPECT_EQ(ombrel_close_ctx(ctx), 0) << "the program does not need it";
+        EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+        EXPECT_EQ(probe->uninitialized, 0);
+        PROBE_WRITE(probe->hold, 0);
+        program.join();
+        EXPECT_EQ(probe->uninitialized, 1);
+    }
+}
+
+TEST_F(plugin_test, contexts_open_while_a_plugin_is_being_initialised) {
+    const loaded_probe b("probe_b");
+    const probe_library a("probe_a");
+    PROBE_WRITE(a->gate, 1);
+    int handle = -1;
+    std::thread loader([&] { handle = a.load(); });
+    while (PROBE_READ(a->entered) == 0)
+        ombrel_load_balance_short();
+    const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1) << "it is not there yet";
+    EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0);
+    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so");
+    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    PROBE_WRITE(a->gate, 0);
+    loader.join();
+    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
 }
 
 TEST_F(plugin_test, a_plugin_stays_while_a_context_is_bound_to_it) {

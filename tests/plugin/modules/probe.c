@@ -71,8 +71,15 @@ static int probe_ready(int ctx, int timeout_ms) {
     return timeout_ms != 0;
 }
 
+static void stay_inside(void) {
+    PROBE_COUNT(probe_state.inside);
+    while (PROBE_READ(probe_state.hold))
+        ombrel_load_balance_short();
+}
+
 /* At most 5 bytes of the source from the position in a state word. */
 static int probe_read(int ctx, void* buffer, size_t size) {
+    stay_inside();
     const char* source = ombrel_ctx_get_plugin_data(ctx);
     uintptr_t* at = &ombrel_ctx_get_plugin_state(ctx)[1];
     const size_t left = strlen(source) - *at, room = size < 5 ? size : 5, now = left < room ? left : room;
@@ -121,6 +128,7 @@ static int probe_set_last_error(int ctx, int error) {
 #endif
 
 static int probe_main(int argc, char** argv) {
+    stay_inside();
     return argc * 10 + argv[0][0] - '0';
 }
 

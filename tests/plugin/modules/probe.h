@@ -11,6 +11,8 @@ typedef struct {
     int initialize_result;          /* what it returns */
     unsigned table_size;            /* what the table says of its size, if not 0 */
     int own_error;                  /* the error word of a probe that keeps its own */
+    int hold;                       /* while it is 1, a read and the main entry wait inside; atomic */
+    int inside;                     /* how often they have been entered; atomic */
 } probe_state_t;
 
 #define PROBE_READ(word) __atomic_load_n(&(word), __ATOMIC_ACQUIRE)

@@ -1,0 +1,35 @@
+// The options of a context.
+#pragma once
+
+#include <ombrel/short_lock.h>
+
+namespace ombrel::plugin {
+
+/// Names, in either case, with their texts. Each function is one step for other threads.
+class ctx_options {
+public:
+    ctx_options() = default;
+    ~ctx_options() { clear(); }
+    ctx_options(const ctx_options&) = delete;
+    ctx_options& operator=(const ctx_options&) = delete;
+
+    /// The text, which stays until the option is set again or goes; null when it is not set.
+    const char* get(const char* name) const;
+
+    /// Copies both, which may be those of an option that goes. False when memory runs out.
+    bool set(const char* name, const char* text);
+    void remove(const char* name);
+    void clear();
+
+private:
+    struct option;
+
+    static void free_one(option* which);
+    option** find(const char* name) const;
+    option* exchange(const char* name, option* made);
+
+    mutable ombrel_short_lock_t lock_{};
+    mutable option* first_ = nullptr;
+};
+
+} // namespace ombrel::plugin
