@@ -4,6 +4,7 @@
 #include <ombrel/multicall.h>
 
 #include "support/heap_balance.h"
+#include "support/threads.h"
 
 namespace ombrel_test {
 namespace {
@@ -30,6 +31,23 @@ TEST_F(Multicall, names_are_taken_once_and_make_sense) {
     }
     EXPECT_EQ(ombrel_find_multicall_command("remember"), &command);
     EXPECT_EQ(ombrel_get_multicall_command(SIZE_MAX), nullptr);
+}
+
+// For the sanitizers.
+TEST_F(Multicall, commands_are_found_while_others_come_and_go) {
+    static constexpr ombrel_multicall_command_t other = {"other", remember, nullptr, nullptr, nullptr};
+    in_threads(3, [](int i) {
+        for (int round = 0; round < 2000; round++) {
+            if (i == 0) {
+                EXPECT_EQ(ombrel_register_multicall_command(&other), 0);
+                EXPECT_EQ(ombrel_unregister_multicall_command(&other), 0);
+            } else {
+                EXPECT_EQ(ombrel_find_multicall_command("remember"), &command);
+                EXPECT_EQ(ombrel_find_multicall_command("none"), nullptr);
+                EXPECT_EQ(ombrel_get_multicall_command(100), nullptr);
+            }
+        }
+    });
 }
 
 TEST_F(Multicall, contexts_run_commands) {
