@@ -9,6 +9,7 @@
 
 #include "core/lock_claim.h"
 #include "core/lock_report.h"
+#include "core/report_interval.h"
 #include "core/short_lock_guard.h"
 
 using namespace ombrel;
@@ -16,17 +17,11 @@ using namespace ombrel;
 namespace {
 
 constexpr const char source_name[] = "source/lock";
-constexpr uint32_t report_interval = 4000;
 constexpr int longest_slice = 30'000;
 
 uint32_t dead_lock_duration(const ombrel_lock_t& lock) {
     return lock.m_dead_lock_duration == def_ombrel_infinite ? def_ombrel_lock_default_duration
                                                             : lock.m_dead_lock_duration;
-}
-
-void lengthen_into_future(ombrel_timer_t& timer) {
-    while (ombrel_check_timer(&timer) == 1)
-        ombrel_update_timer(&timer, report_interval);
 }
 
 enum class entry { taken, busy, queued, queued_first };
@@ -42,7 +37,7 @@ entry enter(ombrel_lock_t& lock, lock_claim* claim, bool may_wait) {
     }
     if (!may_wait)
         return entry::busy;
-    claim->pipe[1] = write_end_pending;
+    claim->bell.hang();
     const bool first = lock.m_waiters_head == nullptr;
     append_waiter(lock, claim);
     return first ? entry::queued_first : entry::queued;
@@ -65,7 +60,7 @@ public:
             ready_soon(looks, [this] { return is_turn_of(lock_, claim_); });
         state now = look();
         if (now == state::waiting) {
-            sleep_lightly(claim_, std::min(slice_, light_sleep_limit));
+            claim_->bell.sleep(std::min(slice_, light_sleep_limit));
             now = look();
         }
         if (now == state::waiting || now == state::overdue) {
@@ -86,9 +81,17 @@ private:
         int ends[2];
         if (ombrel_pipe(ends) != 0)
             report_pipe_failure(lock_, caller_);
+        if (connect(ends))
+            return;
+        ombrel_destroy_pipe(ends); // the bell has been rung meanwhile
+    }
+
+    bool connect(const int (&ends)[2]) {
         const short_lock_guard guard(lock_.m_guard);
-        claim_->pipe[0] = read_end_ = ends[0];
-        __atomic_store_n(&claim_->pipe[1], ends[1], __ATOMIC_RELAXED);
+        if (!claim_->bell.connect(ends[1]))
+            return false;
+        claim_->read_end = ends[0];
+        return true;
     }
 
     state look() {
@@ -99,8 +102,6 @@ private:
         if (is_turn_of(lock_, claim_)) {
             remove_waiter(lock_, claim_);
             push_owner(lock_, claim_);
-            if (read_end_ < 0)
-                claim_->pipe[1] = no_end;
             return state::taken;
         }
         if (!expired)
@@ -114,10 +115,10 @@ private:
     state sleep_and_look() {
         unsigned char byte;
         int received = 1;
-        if (read_end_ < 0)
+        if (claim_->read_end < 0)
             ombrel_load_balance();
         else
-            received = ombrel_pipe_read(read_end_, &byte, 1, slice_);
+            received = ombrel_pipe_read(claim_->read_end, &byte, 1, slice_);
         const state now = look();
         if (now == state::overdue)
             complain();
@@ -141,7 +142,6 @@ private:
     call_site caller_;
     bool endless_;
     ombrel_timer_t timer_;
-    int read_end_ = -1;
     int slice_ = 0;
 };
 
@@ -165,9 +165,11 @@ private:
     const call_site initializer = initializer_of(lock);
     const bool reports = prints_errors(lock);
     const claim_counts counts = reports ? count_all_claims(lock) : claim_counts{};
-    claim_wakeup wakeup;
+    lock_claim* heir = lock.m_waiters_head;
+    const call_site waiter = heir != nullptr ? call_site{heir->tag, heir->line} : call_site{};
+    ringing wakeup;
     if (claim != nullptr)
-        wakeup = claim_wakeup(lock.m_waiters_head);
+        wakeup = heir->bell.ring();
     release(lock.m_guard);
     if (claim == nullptr) {
         if (reports)
@@ -175,7 +177,7 @@ private:
         return -1;
     }
     if (!wakeup.send() && reports)
-        report_wakeup_failure(initializer, caller, wakeup.waiter(), counts);
+        report_wakeup_failure(initializer, caller, waiter, counts);
     free_claim(claim);
     return 0;
 }
@@ -185,7 +187,7 @@ struct pending_claim {
     const char* relation = nullptr; ///< "locked" or "wait"; null when nothing does
     call_site caller{};
     claim_counts counts{};
-    claim_wakeup wakeup;
+    ringing wakeup;
 };
 
 pending_claim find_pending_claim(ombrel_lock_t& lock) {
@@ -196,7 +198,7 @@ pending_claim find_pending_claim(ombrel_lock_t& lock) {
         found.relation = "locked";
     } else if ((claim = lock.m_waiters_head) != nullptr) {
         found.relation = "wait";
-        found.wakeup = claim_wakeup(claim);
+        found.wakeup = claim->bell.ring();
     } else {
         return found;
     }

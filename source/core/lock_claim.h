@@ -5,6 +5,7 @@
 
 #include <ombrel/lock.h>
 
+#include "core/bell.h"
 #include "core/block.h"
 #include "core/wakeup.h"
 
@@ -13,7 +14,8 @@ struct ombrel_lock_claim_ts {
     ombrel_lock_claim_ts* previous;
     ombrel_lock_claim_ts* next;
     uint64_t thread_id; ///< 0 when the lock is not thread-aware
-    int pipe[2];        ///< read and write end, -1 until made; the write end may be a `write_end_state`
+    int read_end;       ///< of the waiter's pipe, -1 until made
+    ombrel::bell bell;  ///< what the waiter is woken by: in the end the pipe's write end
     const char* tag;
     unsigned long line;
 };
@@ -21,19 +23,6 @@ struct ombrel_lock_claim_ts {
 namespace ombrel {
 
 using lock_claim = ombrel_lock_claim_ts;
-
-/// What stands in the place of a claim's write end. A waiter sleeps on this word before it makes a pipe. A
-/// thread that wakes a waiter does so after it has released the guard, so that the waiter does not run into
-/// the held guard; meanwhile the write end is lent, and the claim must outlive the write even if the woken
-/// thread is done with it first.
-enum write_end_state {
-    no_end = -1,
-    write_end_pending = -2,   ///< the waiter is awake and will look at the lock again before it sleeps
-    write_end_asleep = -3,    ///< the waiter sleeps on this word
-    write_end_called = -4,    ///< the waiter was told to look
-    write_end_lent = -5,      ///< another thread is writing
-    write_end_abandoned = -6, ///< the claim is done with while its write end is lent: the writer frees it
-};
 
 /// A claim of the calling thread, on no list; null when memory cannot be had.
 inline lock_claim* new_claim(const ombrel_lock_t& lock, call_site caller);
@@ -54,33 +43,12 @@ inline bool is_turn_of(const ombrel_lock_t& lock, const lock_claim* claim) {
            __atomic_load_n(&lock.m_waiters_head, __ATOMIC_RELAXED) == claim;
 }
 
-/// Sleeps for a short time, unless the waiter was called, until it is.
-void sleep_lightly(lock_claim* claim, int milliseconds);
-
-/// A wake-up of a lock's longest waiter: decided with the guard held, sent without it.
-class claim_wakeup {
-public:
-    claim_wakeup() = default;
-    explicit claim_wakeup(lock_claim* waiter);
-
-    /// Wakes the waiter if there is one: false when it cannot be woken. To be called once.
-    bool send();
-
-    /// The waiter's call, for reports.
-    call_site waiter() const { return waiter_; }
-
-private:
-    lock_claim* claim_ = nullptr; ///< alive only while its write end is lent
-    int found_ = write_end_pending;
-    call_site waiter_{};
-};
-
 // What an uncontended lock does stands here, to be inlined.
 
 /// Repeated attempts after the first one failed.
 lock_claim* allocate_claim_patiently();
 
-/// Frees a claim that has a pipe, or leaves that to the thread that its write end is lent to.
+/// Frees a claim that has a pipe.
 void free_claim_with_pipe(lock_claim* claim);
 
 inline lock_claim* allocate_claim() {
@@ -94,15 +62,15 @@ inline lock_claim* new_claim(const ombrel_lock_t& lock, call_site caller) {
     const bool thread_aware =
         (__atomic_load_n(&lock.m_flags, __ATOMIC_RELAXED) & def_ombrel_lock_flag_thread_aware) != 0;
     claim->thread_id = thread_aware ? platform::thread_id() : 0;
-    claim->pipe[0] = no_end;
-    claim->pipe[1] = no_end;
+    claim->read_end = -1;
+    claim->bell.unhang();
     claim->tag = caller.tag;
     claim->line = caller.line;
     return claim;
 }
 
 inline void free_claim(lock_claim* claim) {
-    if (claim->pipe[0] < 0)
+    if (claim->read_end < 0)
         free_block(claim, "__ombrel_free_lock_claim", __LINE__);
     else
         free_claim_with_pipe(claim);

@@ -3,8 +3,8 @@
 
 namespace ombrel {
 
-/// The ends of a doubly linked list of records with the given link fields. Unlike the public functions it looks
-/// for nothing: a node that is said to be in the list must be.
+/// The ends of a doubly linked list of records with the given link fields. Unlike the public functions it
+/// looks for nothing: a node that is said to be in the list must be.
 template<typename Node, Node* Node::*prev = &Node::m_prev, Node* Node::*next = &Node::m_next>
 class node_list {
 public:

@@ -1,7 +1,7 @@
-// What the waiters of locks and conditions share: a short look before they sleep, and the byte that wakes
-// them.
+// What the waiters of locks and conditions share.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "platform/thread.h"
@@ -17,11 +17,10 @@ struct call_site {
 /// An operation that fails for want of memory or room is tried so often before its caller gives up.
 inline constexpr int attempt_limit = 64;
 
-/// Writes the byte that ends a sleep on the pipe: false when every attempt failed.
-bool send_wakeup_byte(int write_end);
-
 /// The read limit for a wait with so much time left.
-int read_slice(uint64_t remaining_milliseconds, int longest);
+inline int read_slice(uint64_t remaining_milliseconds, int longest) {
+    return static_cast<int>(std::min(remaining_milliseconds, static_cast<uint64_t>(longest)));
+}
 
 /// A wait is light at first: so many milliseconds of sleep on a word, as most waits end within them and a
 /// pipe costs more than a switch of threads. A limit below the scheduler's tick would cost a turn of the

@@ -12,6 +12,7 @@
 #include <ombrel/timer.h>
 
 #include "core/banner.h"
+#include "core/report_interval.h"
 #include "core/short_lock_guard.h"
 #include "runtime/thread_start.h"
 
@@ -29,7 +30,6 @@ enum service_status : uint32_t {
 
 constexpr const char default_name[] = "no service name";
 constexpr uint32_t report_duration = 60'000;
-constexpr uint32_t report_interval = 4000;
 constexpr uint32_t no_limit = 0xFFFFFFFFu;
 
 } // namespace
@@ -84,8 +84,7 @@ public:
         fprintf(stderr, "\n%s\nombrel_tuk: [WARNING] wait for %s service (name=\"%s\", %lu.%03lu sec)\n%s\n",
                 rule_line, what, name, static_cast<unsigned long>(elapsed / 1000),
                 static_cast<unsigned long>(elapsed % 1000), rule_line);
-        while (is_over())
-            ombrel_update_timer(&timer_, report_interval);
+        lengthen_into_future(timer_);
     }
 
 private:
