@@ -454,4 +454,4 @@ class Crowds(unittest.TestCase):
 
 if __name__ == "__main__":
     SERVICE = sys.argv.pop(1)
-    unittest.main(verbosity=1)
+    unittest.main(verbosity=2)
