@@ -24,7 +24,13 @@ int parse_entry(char* line, list_entry_t* entry);
 /* Whether a name must be written with escapes, which a backslash before the line's first character tells. */
 int needs_escapes(const char* name);
 
-/* Writes a name, with its escapes where it needs them. */
+/* Writes a name as lists have it, with their escapes where it needs them. */
 void print_name(FILE* stream, const char* name);
+
+/* Whether a text can be shown as it is: no control character, nothing that is no UTF-8. */
+int is_plain_text(const char* text);
+
+/* Writes a name for people: what a terminal would obey, and the backslash, as \n, \r, \\ and \xHH. */
+void show_name(FILE* stream, const char* name);
 
 #endif

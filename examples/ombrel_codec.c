@@ -10,6 +10,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <ombrel/base64.h>
 #include <ombrel/ctype.h>
@@ -157,15 +158,24 @@ static int convert_input(conversion_t* conversion) {
     return result;
 }
 
+static const char usage[] =
+    "usage: ombrel_codec [-d] [-q] [-i] [-w COLUMNS]\n"
+    "Encodes standard input to standard output in base64.\n"
+    "  -d          decode\n"
+    "  -q          quoted-printable instead\n"
+    "  -i          skip foreign characters when base64 is decoded\n"
+    "  -w COLUMNS  break lines of base64 after so many (default 76; 0 for no breaks)\n";
+
 int main(int count, char** arguments) {
     conversion_t conversion = {.columns = 76};
     int result;
-    (void)count;
+    if (count == 2 && (strcmp(arguments[1], "--help") == 0 || strcmp(arguments[1], "-h") == 0))
+        return fputs(usage, stdout) < 0 || fflush(stdout) != 0 ? exit_failed : 0;
 #ifdef SIGPIPE
     signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
 #endif
     if (read_arguments(&conversion, arguments + 1) != 0) {
-        fprintf(stderr, "usage: ombrel_codec [-d] [-q] [-i] [-w COLUMNS]\n");
+        fputs(usage, stderr);
         return exit_usage;
     }
     result = open_coder(&conversion) == 0 ? convert_input(&conversion) : fail("out of memory");

@@ -26,7 +26,7 @@ typedef struct {
 static void complain(const char* name, const char* what) {
     fflush(stdout);
     fputs("ombrel_digest: ", stderr);
-    print_name(stderr, name);
+    show_name(stderr, name);
     fprintf(stderr, ": %s\n", what);
 }
 
@@ -130,14 +130,14 @@ static int same_digits(const char* text, const char* digits, size_t count) {
     return i == count;
 }
 
-/* A name that fits on its line is shown as it is. */
+/* Other names have a backslash before the line, as in a list. */
 static void print_outcome(const char* name, const char* outcome) {
-    if (strpbrk(name, "\n\r") == NULL) {
+    if (is_plain_text(name)) {
         printf("%s: %s\n", name, outcome);
         return;
     }
     putchar('\\');
-    print_name(stdout, name);
+    show_name(stdout, name);
     printf(": %s\n", outcome);
 }
 

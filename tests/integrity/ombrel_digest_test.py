@@ -90,6 +90,21 @@ class DigestTest(unittest.TestCase):
             "ombrel_digest: WARNING: 2 listed files could not be read",
             "ombrel_digest: WARNING: 1 computed checksum did NOT match"], errors.splitlines())
 
+    def test_no_name_reaches_the_terminal_as_a_command(self):
+        digits = b"ab" * 32
+        for name, shown in (
+            (b"\x1b]0;title\x07", rb"\x1B]0;title\x07"),
+            (b"\x7f\t", rb"\x7F\x09"),
+            (b"\xc2\x9b2J", rb"\xC2\x9B2J"),
+            (b"\x9b2J", rb"\x9B2J"),
+            ("größer".encode() + b"\x08", "größer".encode() + rb"\x08"),
+        ):
+            status, output, errors = run(TOOL, "-c", data=digits + b"  " + name + b"\n")
+            self.assertEqual((1, b"\\" + shown + b": FAILED open or read\n"), (status, output))
+            self.assertIn(f"ombrel_digest: {shown.decode()}: No such file", errors)
+        status, output, _ = run(TOOL, "-c", data=digits + "  größer\n".encode())
+        self.assertEqual("größer: FAILED open or read\n".encode(), output)
+
     def test_one_digit_off(self):
         line = bytearray(run("sha256sum", "long")[1])
         for at in range(64):
