@@ -15,5 +15,9 @@ function(ombrel_library_dialect target)
     target_compile_options(${target} PRIVATE -fvisibility=hidden
         $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>
         -fno-semantic-interposition)
+    # Clang's check of called functions' types needs its C++ run-time library, which C programs do not link.
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=function>)
+    endif()
     target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY _FILE_OFFSET_BITS=64)
 endfunction()
