@@ -228,19 +228,21 @@ long http_decode_chunks(http_chunks_t* chunks, const char* data, size_t size, ch
     return (long)used;
 }
 
-char* http_query_value(const char* query, const char* name) {
+int http_query_value(const char* query, const char* name, char** value) {
     const size_t name_size = strlen(name);
+    *value = NULL;
     for (const char* cursor = query; *cursor != '\0';) {
         const char* word = ombrel_get_word_sep_c(0, "&", &cursor);
         if (strncmp(word, name, name_size) == 0 && word[name_size] == '=') {
             const size_t size = (size_t)(cursor - word) - name_size - 1;
             char* raw = ombrel_strndup(word + name_size + 1, size);
-            char* value = raw != NULL ? ombrel_decode_percent_string(raw) : NULL;
+            if (raw != NULL)
+                *value = ombrel_decode_percent_string(raw);
             ombrel_check_free(raw);
-            return value;
+            return *value != NULL ? 0 : -1;
         }
         if (*cursor != '\0')
             cursor++;
     }
-    return NULL;
+    return 0;
 }

@@ -44,7 +44,8 @@ typedef struct {
  */
 long http_decode_chunks(http_chunks_t* chunks, const char* data, size_t size, char* body, size_t* room);
 
-/* A copy of a query's value, decoded, on the tagged heap; null when the name is not there. */
-char* http_query_value(const char* query, const char* name);
+/* A copy of a query's value, decoded, on the tagged heap; null when the name is not there. -1 without memory.
+ */
+int http_query_value(const char* query, const char* name, char** value);
 
 #endif

@@ -132,6 +132,19 @@ static void answer_heap(service_t* service, http_connection_t* connection, const
 
 /* ---- answers after a while ---- */
 
+/* A value out of the query, for the caller to free; null when the request has been answered for want of it.
+ */
+static char* take_query_value(http_connection_t* connection, const http_request_t* request,
+                              const char* name) {
+    char* value;
+    const int failed = http_query_value(request->query, name, &value);
+    if (failed)
+        http_respond_text(connection, 503, "no memory for the query");
+    else if (value == NULL)
+        http_respond_text(connection, 400, "the query lacks a value");
+    return value;
+}
+
 typedef struct {
     ombrel_event_t* timer;
     http_connection_t* connection;
@@ -158,12 +171,14 @@ static void on_pause_over(ombrel_event_t* event, int socket, uint32_t ready, voi
 }
 
 static void answer_slow(service_t* service, http_connection_t* connection, const http_request_t* request) {
-    char* value = http_query_value(request->query, "ms");
-    const size_t digits = value != NULL ? strspn(value, "0123456789") : 0;
+    char* value = take_query_value(connection, request, "ms");
+    if (value == NULL)
+        return;
+    const size_t digits = strspn(value, "0123456789");
     const int usable =
         digits > 0 && digits < 6 && value[digits] == '\0' && ombrel_atoi(value) <= slow_limit_msec;
     const int msec = usable ? ombrel_atoi(value) : 0;
-    ombrel_check_free(value);
+    ombrel_free(value);
     if (!usable) {
         http_respond_text(connection, 400, "ms is a number of milliseconds, at most 60000");
         return;
@@ -303,9 +318,11 @@ static lookup_t* queue_lookup(service_t* service, http_connection_t* connection,
 }
 
 static void answer_lookup(service_t* service, http_connection_t* connection, const http_request_t* request) {
-    char* name = http_query_value(request->query, "name");
-    if (name == NULL || *name == '\0' || strlen(name) > name_limit) {
-        ombrel_check_free(name);
+    char* name = take_query_value(connection, request, "name");
+    if (name == NULL)
+        return;
+    if (*name == '\0' || strlen(name) > name_limit) {
+        ombrel_free(name);
         http_respond_text(connection, 400, "name is the name to look up");
         return;
     }

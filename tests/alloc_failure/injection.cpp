@@ -1,5 +1,6 @@
 #include "alloc_failure/injection.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -17,11 +18,24 @@ std::atomic<bool> all_threads;
 std::atomic<bool> goes_on;
 std::atomic<unsigned> left; // allocations before the one that fails; 0 when it was reached
 std::atomic<bool> reached;
+std::atomic<unsigned> one_in; // so many allocations have one at random that fails; 0 when they are counted
+std::atomic<unsigned> dice;
 thread_local bool armed_thread;
+
+bool throw_dice() {
+    unsigned value = dice.fetch_add(1) * 2654435761u;
+    value ^= value >> 15;
+    return value * 2246822519u >> 16 < 65536 / one_in;
+}
 
 bool fails_now() {
     if (!armed || (!all_threads && !armed_thread))
         return false;
+    if (one_in > 0) {
+        const bool fails = throw_dice();
+        reached = reached || fails;
+        return fails;
+    }
     if (reached)
         return goes_on;
     if (left.fetch_sub(1) != 1)
@@ -80,6 +94,9 @@ injection::armed_scope::armed_scope(injection& owner, bool everywhere) : owner_(
     }
     close(nowhere);
     left = owner.nth_;
+    one_in = owner.one_in_;
+    if (owner.one_in_ > 0)
+        dice = owner.nth_ + owner.throws_;
     goes_on = owner.mode_ == failing::from_then_on;
     reached = false;
     all_threads = everywhere;
@@ -90,6 +107,7 @@ injection::armed_scope::armed_scope(injection& owner, bool everywhere) : owner_(
 injection::armed_scope::~armed_scope() {
     armed = false;
     armed_thread = false;
+    owner_.throws_ = dice - owner_.nth_;
     owner_.hit_ = reached;
     owner_.ever_hit_ |= reached;
     flush_streams();
@@ -112,22 +130,38 @@ void displace_kept_blocks() {
         ombrel_free(block);
 }
 
+void run_scenario(void (*scenario)(injection& fail), injection& fail, const std::string& what) {
+    SCOPED_TRACE(what);
+    displace_kept_blocks();
+    const size_t blocks = ombrel_get_alloc_count();
+    scenario(fail);
+    EXPECT_EQ(blocks, ombrel_get_alloc_count()) << "blocks were leaked or freed twice";
+}
+
 // Runs the scenario until its last allocation was made to fail; gives how many there are.
 unsigned count_failures(void (*scenario)(injection& fail), injection::failing mode) {
     constexpr unsigned most = 5000;
     for (unsigned nth = 1; nth < most; nth++) {
-        SCOPED_TRACE("allocation " + std::to_string(nth) +
-                     (mode == injection::failing::once ? " fails" : " and all after it fail"));
-        displace_kept_blocks();
-        const size_t blocks = ombrel_get_alloc_count();
         injection fail(nth, mode);
-        scenario(fail);
-        EXPECT_EQ(blocks, ombrel_get_alloc_count()) << "blocks were leaked or freed twice";
+        run_scenario(scenario, fail,
+                     "allocation " + std::to_string(nth) +
+                         (mode == injection::failing::once ? " fails" : " and all after it fail"));
         if (!fail.ever_hit() || ::testing::Test::HasFailure())
             return nth - 1;
     }
     ADD_FAILURE() << "the scenario never ends";
     return most;
+}
+
+// One in fifty allocations fails, or, where a scenario has few, so many that two can be expected to.
+void fail_at_random(void (*scenario)(injection& fail), unsigned allocations) {
+    constexpr unsigned passes = 20;
+    const unsigned chance = std::clamp(allocations / 2, 2u, 50u);
+    for (unsigned pass = 0; pass < passes && !::testing::Test::HasFailure(); pass++) {
+        injection fail(pass * 1000, injection::failing::at_random, chance);
+        run_scenario(scenario, fail,
+                     "random pass " + std::to_string(pass) + ", one in " + std::to_string(chance));
+    }
 }
 
 } // namespace
@@ -139,6 +173,7 @@ void fail_each_allocation(void (*scenario)(injection& fail), bool once_only) {
     EXPECT_LT(0u, single) << "nothing was allocated, so nothing was tested";
     if (!once_only)
         count_failures(scenario, injection::failing::from_then_on);
+    fail_at_random(scenario, single);
 }
 
 } // namespace ombrel_test

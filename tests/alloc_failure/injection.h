@@ -13,12 +13,13 @@
 
 namespace ombrel_test {
 
-/// The n-th allocation that the library makes during a call fails, or all from the n-th on.
+/// The n-th allocation that the library makes during a call fails, or all from the n-th on, or at random one
+/// in `one_in` with `nth` as the seed.
 class injection {
 public:
-    enum class failing { once, from_then_on };
+    enum class failing { once, from_then_on, at_random };
 
-    injection(unsigned nth, failing mode) : nth_(nth), mode_(mode) {}
+    injection(unsigned nth, failing mode, unsigned one_in = 0) : nth_(nth), one_in_(one_in), mode_(mode) {}
 
     /// Runs the call with the failure armed for allocations of the calling thread, and the standard streams
     /// silenced: reports of missing memory are expected.
@@ -52,13 +53,14 @@ private:
         int saved_[2];
     };
 
-    unsigned nth_;
+    unsigned nth_, one_in_;
+    unsigned throws_ = 0; ///< of the dice, over all calls
     failing mode_;
     bool hit_ = false, ever_hit_ = false;
 };
 
 /// Runs the scenario with each of its allocations failing in turn, once alone and, unless `once_only`, with
-/// all after it.
+/// all after it; then with several at random.
 void fail_each_allocation(void (*scenario)(injection& fail), bool once_only);
 
 /// Defines a scenario as a test: a use of the library, or several calls in each of which the failure is armed
