@@ -10,6 +10,16 @@
  * variable OMBREL_PLUGIN_PATH, which are separated by ":", or, where that is not set, in "ombrel_tuk/plugins"
  * beside the library's own file. Programs that run with more rights than their caller pass over the variable.
  * That there is no such plug-in is no error and is not told.
+ *
+ * The directories are looked into each time the built-in plug-in is loaded, so that the variable, the working
+ * directory and what is installed may change; the platform's loader, whose search takes long and whose places
+ * are those of the process's start, is asked again only when there is a file or when it has found one before.
+ *
+ * Loading and unloading it happens once the built-in plug-in is in place, or gone, and holds no lock: its
+ * initialise and uninitialise functions may make, open and destroy contexts. A context that it keeps keeps
+ * the built-in plug-in loaded, and with that itself. Another thread that makes contexts meanwhile does not
+ * wait; one that opens a type which nobody serves yet does, so the initialise function must not wait for such
+ * a one.
  */
 #ifndef OMBREL_BUILTIN_PLUGIN_H
 #define OMBREL_BUILTIN_PLUGIN_H

@@ -12,6 +12,9 @@ int open_file_for_reading(const char* path);
 /// Bytes read, 0 at the end, -1 on an error; an interrupted read is taken up again.
 ptrdiff_t read_file(int descriptor, void* buffer, size_t size);
 
+/// Whether there is a file of any kind.
+bool file_exists(const char* path);
+
 /// Moves to a byte counted from the start, or from the end when `offset` is negative; false when it cannot.
 bool seek_file(int descriptor, int64_t offset);
 

@@ -1,15 +1,22 @@
 #include "plugin/auto_load.h"
 
+#include <atomic>
+#include <string_view>
 #include <utility>
 
 #include <ombrel/path.h>
 #include <ombrel/printf.h>
+#include <ombrel/short_lock.h>
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
+#include "core/short_lock_guard.h"
+#include "core/thread_mark.h"
 #include "platform/environment.h"
+#include "platform/file.h"
 #include "platform/library_loader.h"
 #include "plugin/plugin_registry.h"
+#include "text/word_list.h"
 
 namespace ombrel::plugin {
 
@@ -22,37 +29,134 @@ struct auto_load_entry {
     const char* search_list; ///< null for the usual places
     unsigned flags;          ///< none is in use
     plugin_use use;
+    bool is_absent; ///< the platform's own search, which takes long, has not found it
 };
 
+// For the thread that settles alone.
 auto_load_entry table[] = {
-    {"ombrel_plugin_curl" OMBREL_LIBRARY_SUFFIX, nullptr, 0, {}},
-    {nullptr, nullptr, 0, {}},
+    {"ombrel_plugin_curl" OMBREL_LIBRARY_SUFFIX, nullptr, 0, {}, false},
+    {nullptr, nullptr, 0, {}, false},
 };
 
-/// The directories of OMBREL_PLUGIN_PATH; where it is not set, that of the installed plug-ins beside this
-/// library.
-heap_ptr<char> usual_places() {
-    if (const char* const given = platform::trusted_environment_variable("OMBREL_PLUGIN_PATH"))
-        return heap_ptr<char>(ombrel_strdup_tag(given, tag, __LINE__));
+ombrel_short_lock_t count_lock;
+uint64_t initializations;
+std::atomic<const void*> settler; // the thread that is at it
+
+/// The installed plug-ins, beside this library; empty when that cannot be told.
+const char* installed_place() {
+    static char place[1024];
+    if (place[0] != '\0')
+        return place;
     const heap_ptr<char> directory(ombrel_alloc_dirname_tag(platform::own_library_path(), tag, __LINE__));
-    return heap_ptr<char>(directory ? ombrel_alloc_sprintf("%s/ombrel_tuk/plugins", directory.get())
-                                    : nullptr);
+    if (directory && ombrel_strlen(directory.get()) < sizeof place / 2)
+        ombrel_snprintf(place, sizeof place, "%s/ombrel_tuk/plugins", directory.get());
+    return place;
+}
+
+/// The directories of OMBREL_PLUGIN_PATH or, where it is not set, that of the installed plug-ins.
+const char* usual_places() {
+    const char* const given = platform::trusted_environment_variable("OMBREL_PLUGIN_PATH");
+    return given != nullptr ? given : installed_place();
+}
+
+bool is_in(std::string_view directory, std::string_view name) {
+    char path[1024];
+    const std::string_view separator = platform::directory_separator;
+    const size_t size = directory.size() + separator.size() + name.size();
+    // What is too long for this is left to the loader.
+    if (size >= sizeof path)
+        return true;
+    size_t length = 0;
+    for (const std::string_view part : {directory, separator, name})
+        length += part.copy(path + length, part.size());
+    path[length] = '\0';
+    return platform::file_exists(path);
+}
+
+bool is_in_list(const char* places, const char* name) {
+    word_list directories(places, ":");
+    for (std::string_view directory; directories.next(directory);)
+        if (!directory.empty() && is_in(directory, name))
+            return true;
+    return false;
+}
+
+bool is_unknown_to_platform(const char* path) {
+    void* const library = platform::open_library(path, 0);
+    if (library != nullptr)
+        platform::close_library(library);
+    return library == nullptr;
+}
+
+void load(auto_load_entry& entry) {
+    const char* const places = entry.search_list != nullptr ? entry.search_list : usual_places();
+    if (entry.use.handle >= 0 || (entry.is_absent && !is_in_list(places, entry.path)))
+        return;
+    // Loading may change the environment.
+    const heap_ptr<char> kept(ombrel_strdup_tag(places, tag, __LINE__));
+    entry.use = load_plugin(entry.path, kept.get());
+    entry.is_absent = entry.use.handle < 0 && is_unknown_to_platform(entry.path);
+}
+
+void unload(auto_load_entry& entry) {
+    drop_plugin_use(std::exchange(entry.use, {}));
+}
+
+void settle(bool is_wanted) {
+    for (auto_load_entry* entry = table; entry->path != nullptr; entry++)
+        (is_wanted ? load : unload)(*entry);
+}
+
+bool begin_settling() {
+    const short_lock_guard guard(count_lock);
+    if (settler != nullptr)
+        return false;
+    settler = &thread_mark;
+    return true;
+}
+
+bool is_wanted() {
+    const short_lock_guard guard(count_lock);
+    return initializations > 0;
+}
+
+/// False when what is wanted has changed meanwhile.
+bool end_settling(bool was_wanted) {
+    const short_lock_guard guard(count_lock);
+    if ((initializations > 0) != was_wanted)
+        return false;
+    settler = nullptr;
+    return true;
 }
 
 } // namespace
 
-void auto_load() {
-    const heap_ptr<char> places = usual_places();
-    for (auto_load_entry* entry = table; entry->path != nullptr; entry++) {
-        if (entry->use.handle < 0)
-            entry->use =
-                load_plugin(entry->path, entry->search_list != nullptr ? entry->search_list : places.get());
-    }
+void count_initialization() {
+    const short_lock_guard guard(count_lock);
+    initializations++;
 }
 
-void auto_unload() {
-    for (auto_load_entry* entry = table; entry->path != nullptr; entry++)
-        drop_plugin_use(std::exchange(entry->use, {}));
+void count_uninitialization() {
+    const short_lock_guard guard(count_lock);
+    initializations -= initializations > 0 ? 1 : 0;
+}
+
+void settle_auto_loads() {
+    if (!begin_settling())
+        return;
+    bool wanted;
+    do
+        settle(wanted = is_wanted());
+    while (!end_settling(wanted));
+}
+
+bool wait_for_auto_loads() {
+    bool has_waited = false;
+    for (const void* at = settler; at != nullptr && at != &thread_mark; at = settler) {
+        ombrel_load_balance_short();
+        has_waited = true;
+    }
+    return has_waited;
 }
 
 } // namespace ombrel::plugin

@@ -13,10 +13,10 @@
 #include <ombrel/scan.h>
 #include <ombrel/string.h>
 
-#include "core/short_lock_guard.h"
 #include "plugin/auto_load.h"
 #include "plugin/builtin_kind.h"
 #include "plugin/builtin_open.h"
+#include "plugin/builtin_table.h"
 #include "plugin/stream_control.h"
 
 namespace ombrel {
@@ -216,32 +216,41 @@ constexpr ombrel_ctx0_v1_interface_t table{
     .m_get_fbinfo = get_fbinfo,
 };
 
-ombrel_short_lock_t count_lock;
-uint64_t initialisations;
-
 } // namespace
 
-} // namespace ombrel
+namespace plugin {
 
-using namespace ombrel;
-
-int ombrel_plugin_initialize_builtin_plugin(const char** hint, const void** interface_table, size_t* size) {
+int initialize_builtin(const char** hint, const void** interface_table, size_t* size) {
     if (interface_table == nullptr || size == nullptr)
         return -1;
     if (hint != nullptr)
         *hint = mime_type_hint;
     *interface_table = &table;
     *size = sizeof table;
-    const short_lock_guard guard(count_lock);
-    initialisations++;
-    plugin::auto_load();
+    count_initialization();
     return 0;
 }
 
+int uninitialize_builtin() {
+    count_uninitialization();
+    return 0;
+}
+
+} // namespace plugin
+
+} // namespace ombrel
+
+using namespace ombrel::plugin;
+
+int ombrel_plugin_initialize_builtin_plugin(const char** hint, const void** interface_table, size_t* size) {
+    const int result = initialize_builtin(hint, interface_table, size);
+    if (result == 0)
+        settle_auto_loads();
+    return result;
+}
+
 int ombrel_plugin_uninitialize_builtin_plugin(void) {
-    const short_lock_guard guard(count_lock);
-    if (initialisations == 0 || --initialisations > 0)
-        return 0;
-    plugin::auto_unload();
+    uninitialize_builtin();
+    settle_auto_loads();
     return 0;
 }

@@ -6,6 +6,8 @@
 #include <ombrel/string.h>
 
 #include "core/spin_lock_guard.h"
+#include "core/thread_mark.h"
+#include "plugin/auto_load.h"
 #include "plugin/ctx_internal.h"
 
 namespace ombrel::plugin {
@@ -19,15 +21,12 @@ void destroy_context(void* object) {
     ombrel_free_tag(ctx, "ombrel_destroy_ctx", __LINE__);
 }
 
-// Its address stands for the thread.
-thread_local char own_mark;
-
 /// Has a context alone, to bind or unbind it, for a scope.
 class ctx_change {
 public:
     explicit ctx_change(int handle) : held_(enter_instance(ctx_type, handle, instance_call::alone)) {
         if (held_.object != nullptr)
-            operator->()->changer = &own_mark;
+            operator->()->changer = &thread_mark;
     }
     ~ctx_change() {
         if (held_.object == nullptr)
@@ -88,6 +87,17 @@ int open_first_willing(context& ctx) {
     return result;
 }
 
+// The same, unbound again when it is refused.
+int try_to_open(context& ctx) {
+    const int result = open_first_willing(ctx);
+    if (result == 0)
+        return 0;
+    unbind(ctx);
+    if (ctx.error == def_ombrel_ctx_error_none)
+        ctx.error = def_ombrel_ctx_error_not_supported;
+    return result;
+}
+
 int open(context& ctx, const char* mime_type) {
     ctx.set_last_error(def_ombrel_ctx_error_none);
     if (ctx.bound)
@@ -96,13 +106,14 @@ int open(context& ctx, const char* mime_type) {
                                              : nullptr);
     if (mime_type != nullptr && !ctx.mime_type)
         return fail<int>(ctx, def_ombrel_ctx_error_no_memory);
-    const int result = open_first_willing(ctx);
-    if (result == 0)
-        return 0;
-    unbind(ctx);
-    if (ctx.error == def_ombrel_ctx_error_none)
-        ctx.error = def_ombrel_ctx_error_not_supported;
-    ctx.mime_type.reset();
+    int result = try_to_open(ctx);
+    // Another thread may just be bringing the plug-in for it.
+    if (result != 0 && ctx.error == def_ombrel_ctx_error_not_supported && wait_for_auto_loads()) {
+        ctx.error = def_ombrel_ctx_error_none;
+        result = try_to_open(ctx);
+    }
+    if (result != 0)
+        ctx.mime_type.reset();
     return result;
 }
 
@@ -121,7 +132,7 @@ int close(context& ctx) {
 
 void finish_context(void* object) {
     auto* ctx = static_cast<context*>(object);
-    ctx->changer = &own_mark;
+    ctx->changer = &thread_mark;
     close(*ctx);
 }
 
@@ -154,7 +165,7 @@ context* make_context() {
 const instance_type ctx_type{"application/tuk_base_ctx", destroy_context, finish_context};
 
 bool context::is_changed_here() const {
-    return changer == &own_mark;
+    return changer == &thread_mark;
 }
 
 int context::last_error() const {

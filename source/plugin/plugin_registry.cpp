@@ -105,6 +105,7 @@ bool take_builtin(plugin_record& record) {
         record.m_flags |= def_ombrel_plugin_flag_builtin;
         record.m_initialize = entry.initialize;
         record.m_uninitialize = entry.uninitialize;
+        record.settle = entry.settle;
         return true;
     }
     return false;
@@ -211,6 +212,8 @@ int initialize(plugin_record& record) {
         return result < 0 ? result : -1;
     }
     publish(record, given);
+    if (record.settle != nullptr)
+        record.settle();
     return record.m_handle;
 }
 
@@ -242,12 +245,15 @@ bool claim_unused(plugin_record& record) {
 
 // What was claimed goes; loaders of the same plug-in wait until it is out of the list.
 void dismiss(plugin_record& record) {
+    const auto settle = record.settle;
     if (record.stage == plugin_stage::leaving) {
         record.m_uninitialize();
         const spin_lock_guard guard(registry_lock, exclusive, unload_tag, __LINE__);
         unlink(record);
     }
     retire_instance(plugin_type, record.m_handle);
+    if (settle != nullptr)
+        settle();
 }
 
 template<typename Condition>

@@ -17,7 +17,8 @@ enum class plugin_stage { loading, ready, failed, leaving };
 /// in place for a context, a caller of its main entry, or a loader that waits for it.
 struct plugin_record : ombrel_plugin_t {
     std::atomic<plugin_stage> stage;
-    unsigned era; ///< how often all its uses have been dropped at once
+    unsigned era;     ///< how often all its uses have been dropped at once
+    void (*settle)(); ///< see builtin_entry; null for a library's
 };
 
 extern const instance_type plugin_type;

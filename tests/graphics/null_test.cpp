@@ -34,9 +34,13 @@ struct call {
     std::function<long long()> perform;
 };
 
-#define CALL(function, expected, ...) {#function, expected, [] { return number(function(__VA_ARGS__)); }}
+#define CALL(function, expected, ...)                                                                        \
+    {                                                                                                        \
+#function, expected, [] { return number(function(__VA_ARGS__)); }                                    \
+    }
 #define LOCKED_AND_INTERNAL(function, expected, ...)                                                         \
-    CALL(ombrel_##function, expected, __VA_ARGS__), CALL(__ombrel_##function##_internal, expected, __VA_ARGS__)
+    CALL(ombrel_##function, expected, __VA_ARGS__),                                                          \
+        CALL(__ombrel_##function##_internal, expected, __VA_ARGS__)
 
 constexpr auto none = nullptr;
 ombrel_fbmap_rectangle_t area = {1, 2, 3, 4};

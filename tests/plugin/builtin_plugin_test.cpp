@@ -1,10 +1,12 @@
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include <unistd.h>
 
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/ctx_interface.h>
+#include <ombrel/short_lock.h>
 
 #include "plugin/probe_library.h"
 #include "plugin/stream_support.h"
@@ -62,21 +64,83 @@ TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
 }
 
+/// A probe where auto-loading looks, or nothing there yet.
+class installed_probe : no_copy {
+public:
+    installed_probe() {
+        EXPECT_NE(nullptr, mkdtemp(directory_));
+        path_ = std::string(directory_) + "/" + name;
+        setenv("OMBREL_PLUGIN_PATH", (std::string("/nowhere:") + directory_).c_str(), 1);
+    }
+    ~installed_probe() {
+        unsetenv("OMBREL_PLUGIN_PATH");
+        unlink(path_.c_str());
+        rmdir(directory_);
+    }
+    void install() { EXPECT_EQ(0, symlink(module_path("probe_a").c_str(), path_.c_str())); }
+
+    static constexpr char name[] = "ombrel_plugin_curl.so";
+
+private:
+    char directory_[sizeof "/tmp/ombrel_plugins_XXXXXX"] = "/tmp/ombrel_plugins_XXXXXX";
+    std::string path_;
+};
+
 TEST_F(BuiltinPluginTest, brings_another_where_it_is_installed) {
-    char directory[] = "/tmp/ombrel_plugins_XXXXXX";
-    ASSERT_NE(nullptr, mkdtemp(directory));
-    const std::string name = "ombrel_plugin_curl.so", path = std::string(directory) + "/" + name;
-    ASSERT_EQ(0, symlink(module_path("probe_a").c_str(), path.c_str()));
-    setenv("OMBREL_PLUGIN_PATH", (std::string("/nowhere:") + directory).c_str(), 1);
-    const int first = ombrel_new_ctx(), second = ombrel_new_ctx();
-    EXPECT_TRUE(is_loaded(name));
-    ombrel_destroy_ctx(first);
-    EXPECT_TRUE(is_loaded(name)) << "while a context is there";
-    ombrel_destroy_ctx(second);
-    EXPECT_FALSE(is_loaded(name));
-    unsetenv("OMBREL_PLUGIN_PATH");
-    unlink(path.c_str());
-    rmdir(directory);
+    installed_probe installed;
+    for (const bool is_there : {false, true, true}) {
+        const int first = ombrel_new_ctx(), second = ombrel_new_ctx();
+        EXPECT_EQ(is_there, is_loaded(installed.name));
+        ombrel_destroy_ctx(first);
+        EXPECT_EQ(is_there, is_loaded(installed.name)) << "while a context is there";
+        ombrel_destroy_ctx(second);
+        EXPECT_FALSE(is_loaded(installed.name));
+        if (!is_there)
+            installed.install();
+    }
+}
+
+TEST_F(BuiltinPluginTest, asks_the_loader_once_for_what_is_nowhere) {
+    const installed_probe nothing;
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    ombrel_dl_error();
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    EXPECT_EQ(nullptr, ombrel_dl_error()) << "it has been asked again";
+}
+
+TEST_F(BuiltinPluginTest, what_it_brings_may_use_contexts) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a");
+    probe->makes_ctx = 1;
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    const void* table;
+    size_t size;
+    EXPECT_EQ(0, ombrel_plugin_initialize_builtin_plugin(nullptr, &table, &size));
+    EXPECT_EQ(0, ombrel_plugin_uninitialize_builtin_plugin());
+    EXPECT_EQ(2, probe->initialized);
+    EXPECT_EQ(2, probe->uninitialized);
+    EXPECT_EQ(4, probe->opened);
+    EXPECT_EQ(4, probe->closed);
+}
+
+TEST_F(BuiltinPluginTest, opening_waits_for_what_another_thread_brings) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a");
+    PROBE_WRITE(probe->gate, 1);
+    std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
+    while (PROBE_READ(probe->entered) == 0)
+        ombrel_load_balance_short();
+    const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "application/tuk_base")) << "what needs nothing of it does not wait";
+    ombrel_close_ctx(ctx);
+    std::thread opening([=] { EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text")); });
+    ombrel_load_balance(); // so that it is there as a rule
+    PROBE_WRITE(probe->gate, 0);
+    opening.join();
+    first.join();
+    ombrel_destroy_ctx(ctx);
 }
 
 } // namespace

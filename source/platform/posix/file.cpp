@@ -47,6 +47,10 @@ int open_file_for_reading(const char* path) {
     return open_file(path, access);
 }
 
+bool file_exists(const char* path) {
+    return access(path, F_OK) == 0;
+}
+
 ptrdiff_t read_file(int descriptor, void* buffer, size_t size) {
     ssize_t bytes;
     do

@@ -187,11 +187,23 @@ static ombrel_ctx0_v1_interface_t table = {{def_ombrel_interface_kind_ctx, 0, PR
                                            probe_get_field_name,
                                            NULL};
 
+static void use_ctx(void) {
+    if (probe_state.makes_ctx) {
+        const int ctx = ombrel_new_ctx();
+        PROBE_COUNT(probe_state.opened);
+        if (ombrel_open_ctx(ctx, "application/tuk_base") == 0 &&
+            ombrel_open_ctx_stream(ctx, "x:", "r", 0) != 0)
+            PROBE_COUNT(probe_state.closed);
+        ombrel_destroy_ctx(ctx);
+    }
+}
+
 OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table,
                                                size_t* size) {
     PROBE_WRITE(probe_state.entered, 1);
     while (PROBE_READ(probe_state.gate))
         ombrel_load_balance_short();
+    use_ctx();
     probe_state.initialized++;
     *size = PROBE_VERSION == 0 ? sizeof(table.m_v0) : sizeof(table);
     table.m_v0.m_size = probe_state.table_size != 0 ? probe_state.table_size : (uint32_t)*size;
@@ -204,6 +216,7 @@ OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** i
 #define ombrel_plugin_uninitialize probe_finish
 #endif
 OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void) {
+    use_ctx();
     probe_state.uninitialized++;
     return 0;
 }

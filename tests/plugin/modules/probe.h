@@ -12,6 +12,7 @@ typedef struct {
     unsigned table_size;            /* what the table says of its size, if not 0 */
     int own_error;                  /* the error word of a probe that keeps its own */
     int hold;                       /* while it is 1, a read and the main entry wait inside; atomic */
+    int makes_ctx;                  /* whether initialise and uninitialise make and open a context */
     int inside;                     /* how often they have been entered; atomic */
 } probe_state_t;
 
