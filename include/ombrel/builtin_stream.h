@@ -99,7 +99,8 @@
  * @par Errors
  * Besides those above: "protocol" for a server that breaks it or refuses, "syntax" for a source or option
  * that makes no sense, "not found" for a file, program or host that is not there, "access denied", "busy",
- * "no memory", "disconnected", "timed out", "io".
+ * "no memory", "no descriptor", "disconnected", "timed out", "io". Reading or writing nothing succeeds where
+ * the stream can be read or written, and is "not supported" where it cannot, by its kind or by its mode.
  *
  * @par Properties
  * ombrel_ctx_get_env() gives "source", "mime_type", "timeout", and where there are such "size", "position",

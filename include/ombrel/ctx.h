@@ -66,10 +66,11 @@ struct ombrel_fbmap_ts;
 #define def_ombrel_ctx_error_already_open 9     /**< the context is open already */
 #define def_ombrel_ctx_error_io 10              /**< reading, writing or positioning failed */
 #define def_ombrel_ctx_error_busy 11            /**< in use by another: locked, or with another call inside */
-#define def_ombrel_ctx_error_protocol 12    /**< the other side broke its protocol, or refused a request */
-#define def_ombrel_ctx_error_corrupt 13     /**< the data are damaged */
-#define def_ombrel_ctx_error_syntax 14      /**< a query or address cannot be understood */
-#define def_ombrel_ctx_error_plugin 0x10000 /**< the first code that plug-ins may define */
+#define def_ombrel_ctx_error_protocol 12      /**< the other side broke its protocol, or refused a request */
+#define def_ombrel_ctx_error_corrupt 13       /**< the data are damaged */
+#define def_ombrel_ctx_error_syntax 14        /**< a query or address cannot be understood */
+#define def_ombrel_ctx_error_no_descriptor 15 /**< the process or the system has no descriptor left */
+#define def_ombrel_ctx_error_plugin 0x10000   /**< the first code that plug-ins may define */
 /** @} */
 
 /**
@@ -154,7 +155,7 @@ OMBREL_API int ombrel_open_ctx_stream_fd(int ctx, int fd, const char* mode, int 
 OMBREL_API int ombrel_ctx_set_option(int ctx, const char* name, const char* value);
 /** @brief ombrel_ctx_set_option() with null standing for the empty text. */
 OMBREL_API int ombrel_ctx_set_option_string(int ctx, const char* name, const char* text);
-/** @brief ombrel_ctx_set_option() with a text formatted as by ombrel_alloc_vsprintf(). */
+/** @brief ombrel_ctx_set_option() with a text formatted by the rules of printf.h. */
 OMBREL_API int ombrel_ctx_set_option_fstring(int ctx, const char* name, const char* format, ...);
 /** @brief ombrel_ctx_set_option_fstring() with the arguments as a list. */
 OMBREL_API int ombrel_ctx_set_option_vfstring(int ctx, const char* name, const char* format, va_list args);
@@ -253,7 +254,9 @@ OMBREL_API int ombrel_ctx_write(int ctx, const void* buffer, size_t size);
 /** @brief Writes the whole of a text, without adding to it. @return its bytes; fewer when writing stopped on
  * the way; -1 when nothing could be written; null is the empty text */
 OMBREL_API int ombrel_ctx_puts(int ctx, const char* text);
-/** @brief ombrel_ctx_puts() with a text formatted as by ombrel_alloc_vsprintf(); -1 when memory runs out. */
+/** @brief ombrel_ctx_puts() with a text formatted by the rules of printf.h. Formatted texts of contexts may
+ * have up to 1 GiB. @return as ombrel_ctx_puts(); -1 with the error "no memory" when the text is longer or
+ * memory runs out */
 OMBREL_API int ombrel_ctx_printf(int ctx, const char* format, ...);
 /** @brief ombrel_ctx_printf() with the arguments as a list. */
 OMBREL_API int ombrel_ctx_vprintf(int ctx, const char* format, va_list args);
@@ -362,7 +365,7 @@ OMBREL_API ombrel_ctx_db_result_t*
 ombrel_ctx_db_get_query_ex(int ctx, const char* query, const ombrel_ctx_db_value_t* parameters, size_t count);
 /** @brief ombrel_ctx_db_get_query_ex() with a text and no parameters. */
 OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_query_puts(int ctx, const char* query);
-/** @brief ombrel_ctx_db_get_query_puts() with a text formatted as by ombrel_alloc_vsprintf(). */
+/** @brief ombrel_ctx_db_get_query_puts() with a text formatted by the rules of printf.h. */
 OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_query(int ctx, const char* format, ...);
 /** @brief ombrel_ctx_db_get_query() with the arguments as a list. */
 OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_vquery(int ctx, const char* format, va_list args);
@@ -379,7 +382,7 @@ OMBREL_API int64_t ombrel_ctx_db_set_query_ex(int ctx, const char* query,
                                               const ombrel_ctx_db_value_t* parameters, size_t count);
 /** @brief ombrel_ctx_db_set_query_ex() with a text and no parameters. */
 OMBREL_API int64_t ombrel_ctx_db_set_query_puts(int ctx, const char* query);
-/** @brief ombrel_ctx_db_set_query_puts() with a text formatted as by ombrel_alloc_vsprintf(). */
+/** @brief ombrel_ctx_db_set_query_puts() with a text formatted by the rules of printf.h. */
 OMBREL_API int64_t ombrel_ctx_db_set_query(int ctx, const char* format, ...);
 /** @brief ombrel_ctx_db_set_query() with the arguments as a list. */
 OMBREL_API int64_t ombrel_ctx_db_set_vquery(int ctx, const char* format, va_list args);
@@ -405,7 +408,7 @@ OMBREL_API int ombrel_ctx_db_get_field_count(int ctx, ombrel_ctx_db_result_t* re
  * @return the place, from 0; -1 when there is none
  */
 OMBREL_API int ombrel_ctx_db_get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name);
-/** @brief ombrel_ctx_db_get_field_index() with a name formatted as by ombrel_alloc_vsprintf(). */
+/** @brief ombrel_ctx_db_get_field_index() with a name formatted by the rules of printf.h. */
 OMBREL_API int ombrel_ctx_db_get_field_index_f(int ctx, ombrel_ctx_db_result_t* result, const char* format,
                                                ...);
 /** @brief ombrel_ctx_db_get_field_index_f() with the arguments as a list. */
@@ -454,10 +457,20 @@ OMBREL_API int ombrel_ctx_get_fbinfo(int ctx, ombrel_ctx_fbinfo_t* info);
  * @param url    the address
  * @param header additional header lines, separated by a line feed; null for none
  * @param debug  0, or another number for messages
+ * @param limit  the most bytes that are taken; 0 stands for ::def_ombrel_ctx_simple_http_get_limit, SIZE_MAX
+ * for no limit
  * @param size   receives the bytes fetched, 0 on failure; may be null
  * @return the bytes, with a 0 byte after them that is not counted, freed by the caller with ombrel_free();
- * null when it cannot be fetched whole, when nothing comes for 60 seconds, or memory runs out
+ * null when it cannot be fetched whole, when it has more than `limit` bytes, when nothing comes for 60
+ * seconds, or memory runs out
  */
+OMBREL_API void* ombrel_ctx_simple_http_get_ex(const char* url, const char* header, int debug, size_t limit,
+                                               size_t* size);
+
+/** The bytes that ombrel_ctx_simple_http_get() takes at most: 64 MiB. */
+#define def_ombrel_ctx_simple_http_get_limit 0x4000000u
+
+/** @brief ombrel_ctx_simple_http_get_ex() with the limit ::def_ombrel_ctx_simple_http_get_limit. */
 OMBREL_API void* ombrel_ctx_simple_http_get(const char* url, const char* header, int debug, size_t* size);
 
 /** @brief The bound plug-in's base name. @return the text, valid while the context is open; null when it is

@@ -29,8 +29,8 @@ constexpr std::array meanings{
     meaning{EADDRINUSE, def_ombrel_ctx_error_busy},
     meaning{ENOMEM, def_ombrel_ctx_error_no_memory},
     meaning{ENOBUFS, def_ombrel_ctx_error_no_memory},
-    meaning{EMFILE, def_ombrel_ctx_error_no_memory},
-    meaning{ENFILE, def_ombrel_ctx_error_no_memory},
+    meaning{EMFILE, def_ombrel_ctx_error_no_descriptor},
+    meaning{ENFILE, def_ombrel_ctx_error_no_descriptor},
     meaning{ETIMEDOUT, def_ombrel_ctx_error_timed_out},
     meaning{EINPROGRESS, def_ombrel_ctx_error_timed_out},
     meaning{EPIPE, def_ombrel_ctx_error_disconnected},
@@ -77,10 +77,17 @@ int error_of_system(int number) {
     return def_ombrel_ctx_error_failed;
 }
 
+bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction) {
+    if (!ctx.kind->is_bound_by_mode || (ctx.mode & direction) != 0)
+        return true;
+    fail(ctx, def_ombrel_ctx_error_not_supported);
+    return false;
+}
+
 bool is_control_record(const builtin_ctx& ctx, size_t size, size_t wanted) {
     if (size == wanted)
         return true;
-    ombrel_assert_fail_tag("source/builtin_plugin", "ombrel_ctx_control", __LINE__,
+    ombrel_assert_fail_tag("source/builtin_plugin", ctx.control_function, __LINE__,
                            "s_arg_size == sizeof(*s_arg)");
     fail(ctx, def_ombrel_ctx_error_invalid_argument);
     return false;

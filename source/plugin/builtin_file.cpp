@@ -134,25 +134,15 @@ int close(builtin_ctx& ctx) {
     return 0;
 }
 
-bool goes(builtin_ctx& ctx, unsigned direction) {
-    if ((ctx.mode & direction) == 0)
-        fail(ctx, def_ombrel_ctx_error_not_supported);
-    return (ctx.mode & direction) != 0;
-}
-
 int is_readable(builtin_ctx& ctx, int timeout_ms) {
-    return goes(ctx, mode_read) ? wait_for(ctx, descriptor_of(ctx), platform::readiness::read, timeout_ms)
-                                : -1;
+    return wait_for(ctx, descriptor_of(ctx), platform::readiness::read, timeout_ms);
 }
 
 int is_writable(builtin_ctx& ctx, int timeout_ms) {
-    return goes(ctx, mode_write) ? wait_for(ctx, descriptor_of(ctx), platform::readiness::write, timeout_ms)
-                                 : -1;
+    return wait_for(ctx, descriptor_of(ctx), platform::readiness::write, timeout_ms);
 }
 
 int read(builtin_ctx& ctx, void* buffer, size_t size) {
-    if (!goes(ctx, mode_read))
-        return -1;
     const file_state& state = state_of<file_state>(ctx);
     // What may block is asked in a way that never does, unless it may take as long as it likes.
     const bool is_limited = !state.is_regular && ctx.timeout >= 0;
@@ -160,8 +150,6 @@ int read(builtin_ctx& ctx, void* buffer, size_t size) {
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
-    if (!goes(ctx, mode_write))
-        return -1;
     const file_state& state = state_of<file_state>(ctx);
     const write_attempt attempt = state.is_regular   ? write_file_now
                                   : ctx.timeout >= 0 ? platform::send_now
@@ -192,7 +180,7 @@ int get_size(builtin_ctx& ctx, ombrel_stream_size_t* record) {
 }
 
 int set_size(builtin_ctx& ctx, const ombrel_stream_size_t* record) {
-    if (record == nullptr || !goes(ctx, mode_write))
+    if (record == nullptr || !keeps_to_mode(ctx, mode_write))
         return -1;
     if (record->m_size > INT64_MAX)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
@@ -218,6 +206,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 constinit const builtin_kind builtin_file{
     .state_size = sizeof(file_state),
     .timeout = -1,
+    .is_bound_by_mode = true,
     .open = open,
     .close = close,
     .is_readable = is_readable,

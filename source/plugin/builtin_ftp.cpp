@@ -157,6 +157,7 @@ bool get_property(builtin_ctx& ctx, const char* name, char* text, size_t room) {
 constinit const builtin_kind builtin_ftp{
     .state_size = sizeof(ftp_stream),
     .timeout = network_timeout_ms,
+    .is_bound_by_mode = true,
     .needs_uri = true,
     .open = open,
     .close = close,

@@ -27,6 +27,7 @@ struct builtin_ctx {
     int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
     int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
                              ///< operation changes; negative for no limit
+    const char* control_function; ///< the public function of the last control operation
 };
 
 /// Open flags that a mode in the manner of fopen() stands for.
@@ -37,8 +38,9 @@ inline constexpr unsigned mode_read = 1, mode_write = 2, mode_append = 4, mode_c
 /// A failing operation gives -1 and leaves its error by fail().
 struct builtin_kind {
     size_t state_size = 0;
-    int timeout = 0;           ///< the default of builtin_ctx::timeout
-    unsigned mode = mode_read; ///< the default of builtin_ctx::mode
+    int timeout = 0;               ///< the default of builtin_ctx::timeout
+    unsigned mode = mode_read;     ///< the default of builtin_ctx::mode
+    bool is_bound_by_mode = false; ///< what goes against the mode is not supported, and is refused before
     bool needs_uri = false; ///< open() is called with a `uri` alone; a source that is none is refused before
     /// 0, or -1: then it has closed what it opened itself, and close() is not called.
     int (*open)(builtin_ctx&) = nullptr;
@@ -75,6 +77,10 @@ int fail_by_system(const builtin_ctx& ctx);
 
 /// The error that stands for an error number of the platform.
 int error_of_system(int number);
+
+/// Whether the mode allows a direction (`mode_read` or `mode_write`), where it binds; false with the error
+/// set.
+bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction);
 
 /// A control operation that the kind does not have.
 inline int refuse_control(const builtin_ctx& ctx) {

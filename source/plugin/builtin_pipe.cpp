@@ -240,6 +240,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 constinit const builtin_kind builtin_pipe{
     .state_size = sizeof(pipe_state),
     .timeout = -1,
+    .is_bound_by_mode = true,
     .open = open,
     .close = close,
     .is_readable = is_readable,

@@ -37,6 +37,14 @@ Result pass_on(int handle, Result (*builtin_kind::*operation)(builtin_ctx&, Para
     return fail(ctx, def_ombrel_ctx_error_not_supported);
 }
 
+/// The same in a direction that the mode may forbid.
+template<typename Result, typename... Parameters>
+Result pass_on_towards(unsigned direction, int handle,
+                       Result (*builtin_kind::*operation)(builtin_ctx&, Parameters...),
+                       std::type_identity_t<Parameters>... arguments) {
+    return keeps_to_mode(opened(handle), direction) ? pass_on(handle, operation, arguments...) : -1;
+}
+
 int open(int handle, const char* mime_type) {
     builtin_ctx* const ctx = open_builtin(handle, ombrel_check_string(mime_type));
     if (ctx == nullptr)
@@ -63,8 +71,9 @@ int set_timeout(builtin_ctx& ctx, const ombrel_stream_timeout_t* record) {
     return 0;
 }
 
-int control(int handle, uint32_t code, void* record, size_t size) {
+int control(int handle, const char* function, uint32_t code, void* record, size_t size) {
     builtin_ctx& ctx = opened(handle);
+    ctx.control_function = function;
     switch (code) {
     case def_ombrel_stream_control_get_timeout:
         return get_timeout(ctx, control_record<ombrel_stream_timeout_t>(ctx, record, size));
@@ -75,15 +84,19 @@ int control(int handle, uint32_t code, void* record, size_t size) {
     }
 }
 
-int vcontrol(int handle, uint32_t code, va_list args) {
+int control_by_list(int handle, const char* function, uint32_t code, va_list args) {
     void* const record = va_arg(args, void*);
     const size_t size = va_arg(args, size_t);
-    return control(handle, code, record, size);
+    return control(handle, function, code, record, size);
+}
+
+int vcontrol(int handle, uint32_t code, va_list args) {
+    return control_by_list(handle, "ombrel_ctx_control", code, args);
 }
 
 int vxcontrol(int handle, const char* name, va_list args) {
     const uint32_t code = control_code(name);
-    return code != 0 ? vcontrol(handle, code, args)
+    return code != 0 ? control_by_list(handle, "ombrel_ctx_xcontrol", code, args)
                      : fail(opened(handle), def_ombrel_ctx_error_not_supported);
 }
 
@@ -99,26 +112,33 @@ int vbcontrol(int handle, uint32_t code, va_list args) {
         (answer == nullptr && answer_size != 0))
         return fail(opened(handle), def_ombrel_ctx_error_invalid_argument);
     std::copy_n(static_cast<const unsigned char*>(given), given_size, record.begin());
-    if (control(handle, code, size != 0 ? record.data() : nullptr, size) == -1)
+    if (control(handle, "ombrel_ctx_bcontrol", code, size != 0 ? record.data() : nullptr, size) == -1)
         return -1;
     std::copy_n(record.begin(), answer_size, static_cast<unsigned char*>(answer));
     return static_cast<int>(size);
 }
 
 int is_readable(int handle, int timeout_ms) {
-    return pass_on(handle, &builtin_kind::is_readable, timeout_ms);
-}
-
-int read(int handle, void* buffer, size_t size) {
-    return size != 0 ? pass_on(handle, &builtin_kind::read, buffer, size) : 0;
+    return pass_on_towards(mode_read, handle, &builtin_kind::is_readable, timeout_ms);
 }
 
 int is_writable(int handle, int timeout_ms) {
-    return pass_on(handle, &builtin_kind::is_writable, timeout_ms);
+    return pass_on_towards(mode_write, handle, &builtin_kind::is_writable, timeout_ms);
+}
+
+// To read or write nothing is to ask whether it could be done: no kind is asked for it, but may lack it.
+int read(int handle, void* buffer, size_t size) {
+    const builtin_ctx& ctx = opened(handle);
+    if (size == 0 && ctx.kind->read != nullptr)
+        return keeps_to_mode(ctx, mode_read) ? 0 : -1;
+    return pass_on_towards(mode_read, handle, &builtin_kind::read, buffer, size);
 }
 
 int write(int handle, const void* data, size_t size) {
-    return size != 0 ? pass_on(handle, &builtin_kind::write, data, size) : 0;
+    const builtin_ctx& ctx = opened(handle);
+    if (size == 0 && ctx.kind->write != nullptr)
+        return keeps_to_mode(ctx, mode_write) ? 0 : -1;
+    return pass_on_towards(mode_write, handle, &builtin_kind::write, data, size);
 }
 
 int64_t seek(int handle, int64_t offset, int whence) {

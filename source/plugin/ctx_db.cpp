@@ -1,6 +1,4 @@
 // Databases and frame-buffer information.
-#include <ombrel/printf.h>
-
 #include "plugin/ctx_internal.h"
 
 using namespace ombrel;
@@ -12,8 +10,8 @@ using result_t = ombrel_ctx_db_result_t;
 
 // Calls work(text) with the formatted text.
 template<typename Work>
-auto with_formatted(int handle, const char* format, va_list args, Work work) {
-    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+auto with_formatted(int handle, const char* tag, const char* format, va_list args, Work work) {
+    const heap_ptr<char> text = format_text(format, args, tag);
     return text ? work(text.get()) : fail<decltype(work(text.get()))>(handle, def_ombrel_ctx_error_no_memory);
 }
 
@@ -40,7 +38,7 @@ result_t* ombrel_ctx_db_get_query_puts(int handle, const char* query) {
 }
 
 result_t* ombrel_ctx_db_get_vquery(int handle, const char* format, va_list args) {
-    return with_formatted(handle, format, args,
+    return with_formatted(handle, "ombrel_ctx_db_get_vquery", format, args,
                           [=](const char* query) { return ombrel_ctx_db_get_query_puts(handle, query); });
 }
 
@@ -63,7 +61,7 @@ int64_t ombrel_ctx_db_set_query_puts(int handle, const char* query) {
 }
 
 int64_t ombrel_ctx_db_set_vquery(int handle, const char* format, va_list args) {
-    return with_formatted(handle, format, args,
+    return with_formatted(handle, "ombrel_ctx_db_set_vquery", format, args,
                           [=](const char* query) { return ombrel_ctx_db_set_query_puts(handle, query); });
 }
 
@@ -101,7 +99,7 @@ int ombrel_ctx_db_get_field_index(int handle, result_t* result, const char* name
 }
 
 int ombrel_ctx_db_get_field_index_v(int handle, result_t* result, const char* format, va_list args) {
-    return with_formatted(handle, format, args, [=](const char* name) {
+    return with_formatted(handle, "ombrel_ctx_db_get_field_index_v", format, args, [=](const char* name) {
         return ombrel_ctx_db_get_field_index(handle, result, name);
     });
 }

@@ -50,8 +50,9 @@ private:
     size_t size_ = 0, capacity_ = 0;
 };
 
-bool read_to_end(int ctx, growing_text& body) {
-    for (;;) {
+// False too for more than `limit` bytes, of which no more than room was made for are read.
+bool read_to_end(int ctx, growing_text& body, size_t limit) {
+    while (body.size() <= limit) {
         size_t room;
         char* at = body.make_room(room);
         if (at == nullptr || ombrel_ctx_is_readable(ctx, longest_silence_ms) != 1)
@@ -63,20 +64,27 @@ bool read_to_end(int ctx, growing_text& body) {
         if (got == 0)
             return true;
     }
+    return false;
 }
 
 } // namespace
 
-void* ombrel_ctx_simple_http_get(const char* url, const char* header, int debug, size_t* size) {
+void* ombrel_ctx_simple_http_get_ex(const char* url, const char* header, int debug, size_t limit,
+                                    size_t* size) {
     if (size != nullptr)
         *size = 0;
     const ctx_guard ctx;
     growing_text body;
     if (url == nullptr ||
         (header != nullptr && ombrel_ctx_set_option(ctx.handle(), "httpheader", header) != 0) ||
-        ombrel_open_ctx_stream(ctx.handle(), url, "rb", debug) != 0 || !read_to_end(ctx.handle(), body))
+        ombrel_open_ctx_stream(ctx.handle(), url, "rb", debug) != 0 ||
+        !read_to_end(ctx.handle(), body, limit != 0 ? limit : def_ombrel_ctx_simple_http_get_limit))
         return nullptr;
     if (size != nullptr)
         *size = body.size();
     return body.release();
+}
+
+void* ombrel_ctx_simple_http_get(const char* url, const char* header, int debug, size_t* size) {
+    return ombrel_ctx_simple_http_get_ex(url, header, debug, 0, size);
 }

@@ -106,6 +106,9 @@ Result fail(int handle, int code) {
     return failure<Result>();
 }
 
+/// A formatted text of up to 1 GiB under the tag of a function; null when it is longer or memory runs out.
+heap_ptr<char> format_text(const char* format, va_list args, const char* tag);
+
 /// Calls use(ctx, operation) with the bound plug-in's operation in a slot of its table.
 template<typename Table, typename Result, typename... Parameters, typename Use>
 Result with_operation(int handle, Result (*Table::*slot)(int, Parameters...), Use use) {

@@ -31,7 +31,7 @@ int ombrel_ctx_set_option_string(int handle, const char* name, const char* text)
 }
 
 int ombrel_ctx_set_option_vfstring(int handle, const char* name, const char* format, va_list args) {
-    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+    const heap_ptr<char> text = format_text(format, args, "ombrel_ctx_set_option_vfstring");
     return text ? set_option(handle, name, text.get()) : fail<int>(handle, def_ombrel_ctx_error_no_memory);
 }
 

@@ -2,8 +2,6 @@
 #include <climits>
 #include <cstring>
 
-#include <ombrel/printf.h>
-
 #include "plugin/ctx_internal.h"
 
 using namespace ombrel;
@@ -90,7 +88,7 @@ int ombrel_ctx_puts(int handle, const char* text) {
 }
 
 int ombrel_ctx_vprintf(int handle, const char* format, va_list args) {
-    const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
+    const heap_ptr<char> text = format_text(format, args, "ombrel_ctx_vprintf");
     return text ? ombrel_ctx_puts(handle, text.get()) : fail<int>(handle, def_ombrel_ctx_error_no_memory);
 }
 

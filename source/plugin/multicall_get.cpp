@@ -36,7 +36,8 @@ const char* text_of(int error) {
                                             "busy",
                                             "protocol error, or the request was refused",
                                             "the data are damaged",
-                                            "the address cannot be understood"};
+                                            "the address cannot be understood",
+                                            "no descriptor left"};
     return error > 0 && static_cast<size_t>(error) < std::size(texts) ? texts[error] : "it failed";
 }
 

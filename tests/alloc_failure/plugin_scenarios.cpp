@@ -47,6 +47,10 @@ OMBREL_FAILURES(Plugin, open_and_options) {
     const int set = fail.during([&] { return ombrel_ctx_set_option_fstring(ctx.handle, "Name", "%d", 100); });
     EXPECT_TRUE(set == 0 || fail.hit());
     EXPECT_STREQ(ombrel_ctx_get_option(ctx.handle, "name"), set == 0 ? "100" : "before");
+    ombrel_ctx_set_last_error(ctx.handle, 0);
+    const int long_set =
+        fail.during([&] { return ombrel_ctx_set_option_fstring(ctx.handle, "a", "%300d", 1); });
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx.handle), long_set == 0 ? 0 : def_ombrel_ctx_error_no_memory);
     fail.during([&] { return ombrel_ctx_printf(ctx.handle, "%d", 1); });
     fail.during([&] { return ombrel_ctx_simple_http_get("http://127.0.0.1:1/", "a: b", 0, nullptr); });
     EXPECT_EQ(ombrel_unload_plugin(handle), 0);

@@ -2,6 +2,7 @@
 #include <string>
 #include <thread>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <ombrel/builtin_plugin.h>
@@ -62,6 +63,62 @@ TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {
     EXPECT_TRUE(s.is_open());
     EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+}
+
+TEST_F(BuiltinPluginTest, a_wrong_record_is_reported_under_the_function_that_was_called) {
+    const stream s("/dev/null", "r");
+    constexpr uint32_t code = def_ombrel_stream_control_get_timeout;
+    ombrel_stream_timeout_t record;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), code, &record, size_t{1}));
+    EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "get_timeout", &record, size_t{1}));
+    EXPECT_EQ(-1, ombrel_ctx_bcontrol(s.handle(), code, nullptr, size_t{0}, &record, size_t{1}));
+    const std::string report = testing::internal::GetCapturedStderr();
+    for (const char* function : {"ombrel_ctx_control:", "ombrel_ctx_xcontrol:", "ombrel_ctx_bcontrol:"})
+        EXPECT_NE(std::string::npos, report.find(std::string("ASSERT:source/builtin_plugin:") + function))
+            << report;
+}
+
+TEST_F(BuiltinPluginTest, nothing_is_read_and_written_where_something_could_be) {
+    const struct {
+        const char *source, *mode, *mime_type;
+        int read, write;
+    } cases[] = {{"/dev/null", "r", "application/tuk_stream", 0, -1},
+                 {"/dev/null", "w", "application/tuk_stream", -1, 0},
+                 {"/dev/null", "r+", "application/tuk_stream", 0, 0},
+                 {"pipe:true", "r", "application/tuk_stream", 0, -1},
+                 {"udp://127.0.0.1:9", "w", "application/tuk_stream", 0, 0},
+                 {"", "r", "application/tuk_multicall", -1, -1}};
+    for (const auto& one : cases) {
+        const stream s(one.source, one.mode, {}, one.mime_type);
+        EXPECT_EQ(one.read, ombrel_ctx_read(s.handle(), nullptr, 0)) << one.source;
+        EXPECT_EQ(one.read == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+        ombrel_ctx_set_last_error(s.handle(), 0);
+        EXPECT_EQ(one.write, ombrel_ctx_puts(s.handle(), "")) << one.source;
+        EXPECT_EQ(one.write == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+    }
+}
+
+TEST_F(BuiltinPluginTest, formatted_texts_may_be_long) {
+    const std::string text(100000, 'x');
+    const stream s("/dev/null", "w");
+    EXPECT_EQ(100003, ombrel_ctx_printf(s.handle(), "%s%d", text.c_str(), 123));
+    EXPECT_EQ(0, ombrel_ctx_set_option_fstring(s.handle(), "name", "%s", text.c_str()));
+    EXPECT_EQ(text, ombrel_ctx_get_option(s.handle(), "name"));
+}
+
+TEST_F(BuiltinPluginTest, a_want_of_descriptors_has_its_own_error) {
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int next = dup(0);
+    close(next);
+    const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
+    for (const char* source : {"/dev/null", "fd:0", "pipe:true", "tcp://127.0.0.1:1", "udp://127.0.0.1:9"}) {
+        setrlimit(RLIMIT_NOFILE, &none);
+        const stream s(source, "r");
+        setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ(def_ombrel_ctx_error_no_descriptor, s.error()) << source;
+    }
 }
 
 /// A probe where auto-loading looks, or nothing there yet.

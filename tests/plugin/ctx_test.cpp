@@ -341,6 +341,10 @@ TEST(simple_digest_test, whatever_a_stream_gives_is_digested) {
     EXPECT_EQ(size, 9u);
     EXPECT_STREQ(static_cast<char*>(body), "123456789");
     ombrel_check_free(body);
+    ombrel_check_free(ombrel_ctx_simple_http_get_ex("123456789", nullptr, 0, 9, &size));
+    EXPECT_EQ(size, 9u);
+    EXPECT_EQ(ombrel_ctx_simple_http_get_ex("123456789", nullptr, 0, 8, &size), nullptr);
+    EXPECT_EQ(size, 0u);
     EXPECT_EQ(ombrel_ctx_simple_http_get("12345!", nullptr, 0, &size), nullptr);
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(stream->opened, stream->closed);
