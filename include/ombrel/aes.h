@@ -5,8 +5,12 @@
  * Nothing is padded: ECB works on whole blocks, the byte modes (CFB-8 and output feedback) on any number of
  * bytes. All functions work in place and may be called from any thread; threads may share round keys.
  *
- * Neither time nor memory access depends on keys or data: the processor's AES instructions do the work where
- * it has them, else a form without table look-ups.
+ * Neither time nor memory access depends on keys or data, also when round keys are made: the processor's AES
+ * instructions do the work where it has them, else logic on bit planes without table look-ups or branches.
+ *
+ * The functions keep no copy of keys or data and wipe what they had on the stack. Round keys and vectors are
+ * the caller's to wipe: memset() before a free may be left out by compilers; making the round keys of a key
+ * of zeros over them is not, and no more is explicit_bzero() or memset_s() where the platform has it.
  */
 #ifndef OMBREL_AES_H
 #define OMBREL_AES_H

@@ -8,7 +8,8 @@
  *
  * The ciphers of this library have their own forms of these functions (ombrel_encrypt_aes128_cfb8() and so
  * on), which give the same bytes and are much faster. All functions may be called from any thread, for
- * different buffers.
+ * different buffers. Their time depends on sizes and on the cipher's function alone, and their work block is
+ * wiped; the vector is the caller's to wipe.
  */
 #ifndef OMBREL_CIPHER_MODE_H
 #define OMBREL_CIPHER_MODE_H

@@ -8,7 +8,14 @@
  * Nothing is padded: ECB works on whole blocks, the byte modes (CFB-8 and output feedback) on any number of
  * bytes. All functions work in place and may be called from any thread; threads may share round keys.
  *
- * Both look up tables by secret bytes, and DES keys can be found by trial: they are here for old data.
+ * Encryption and decryption look up tables by secret bits, so that others on the same processor may learn
+ * keys from its use of the cache; making round keys and the modes' own work depend on no secret. DES keys can
+ * be found by trial: both are here for old data.
+ *
+ * The functions keep no copy of keys or data and wipe what they had on the stack. Round keys and vectors are
+ * the caller's to wipe: memset() before a free may be left out by compilers; making the round keys of a key
+ * of zeros over them is not, and no more is explicit_bzero() or memset_s() where the platform has it. The
+ * print-outs of round keys are keys, too.
  */
 #ifndef OMBREL_DES_H
 #define OMBREL_DES_H

@@ -5,7 +5,12 @@
  * Nothing is padded: ECB works on whole blocks, the byte modes (CFB-8 and output feedback) on any number of
  * bytes. All functions work in place and may be called from any thread; threads may share round keys.
  *
- * The cipher looks up tables by secret bytes: where others can time its use of the cache, prefer AES.
+ * Encryption, decryption and the making of round keys look up tables by secret bytes, so that others on the
+ * same processor may learn keys from its use of the cache: where that matters, prefer AES.
+ *
+ * The functions keep no copy of keys or data and wipe what they had on the stack. Round keys and vectors are
+ * the caller's to wipe: memset() before a free may be left out by compilers; making the round keys of a key
+ * of zeros over them is not, and no more is explicit_bzero() or memset_s() where the platform has it.
  */
 #ifndef OMBREL_SEED_H
 #define OMBREL_SEED_H

@@ -8,6 +8,10 @@
  * next use.
  *
  * SHA-1 no longer protects against forgery. Use it where its value is asked for, and SHA-256 elsewhere.
+ *
+ * Time and memory access depend on the number of bytes alone. ombrel_close_sha1() wipes its context, and
+ * taking the digest what was on the stack; a context of the caller's own is wiped by ombrel_init_sha1(),
+ * which compilers cannot leave out as they may a memset().
  */
 #ifndef OMBREL_SHA1_H
 #define OMBREL_SHA1_H

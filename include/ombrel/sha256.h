@@ -6,6 +6,10 @@
  * upper-case hexadecimal text. Messages may have any length below 2^64 bits. A context has no lock: one
  * thread at a time. Unlike with MD5, taking the digest ends the message: initialise the context before its
  * next use.
+ *
+ * Time and memory access depend on the number of bytes alone. ombrel_close_sha256() wipes its context, and
+ * taking the digest what was on the stack; a context of the caller's own is wiped by ombrel_init_sha256(),
+ * which compilers cannot leave out as they may a memset().
  */
 #ifndef OMBREL_SHA256_H
 #define OMBREL_SHA256_H

@@ -39,8 +39,6 @@ struct file_part {
 
 file_part push_file(ombrel_buffer_t& buffer, const file_reader& file, size_t limit) {
     unsigned char bytes[read_size];
-    const bool secret = (buffer.m_flags & def_ombrel_buffer_flag_wipe) != 0;
-    const wipe_guard wiping(bytes, secret ? sizeof bytes : 0);
     file_part done{0, true};
     while (done.queued < limit && done.complete) {
         const ptrdiff_t got = file.read(bytes, std::min(sizeof bytes, limit - done.queued));
@@ -60,7 +58,11 @@ bool push_part(ombrel_buffer_t* buffer, const char* path, int64_t offset, size_t
     const file_reader file(path);
     if (!file.is_open() || !file.seek(offset))
         return false;
-    done = push_file(*buffer, file, limit != 0 ? limit : SIZE_MAX);
+    const auto push = [&] { done = push_file(*buffer, file, limit != 0 ? limit : SIZE_MAX); };
+    if ((buffer->m_flags & def_ombrel_buffer_flag_wipe) != 0)
+        without_trace<2 * read_size>(push);
+    else
+        push();
     return true;
 }
 

@@ -39,4 +39,24 @@ private:
     size_t size_;
 };
 
+// Out of line, so that what its callee leaves lies below the caller's frame.
+template<typename Work>
+[[gnu::noinline]] void call_apart(Work& work) {
+    work();
+}
+
+/// Overwrites what calls before this one used of the stack, registers included that were put aside there.
+template<size_t depth>
+[[gnu::noinline]] void wipe_used_stack() {
+    unsigned char used[depth];
+    wipe(used, sizeof used);
+}
+
+/// Does work on secrets that needs at most `depth` bytes of stack, and leaves nothing of them there.
+template<size_t depth = 2048, typename Work>
+void without_trace(Work work) {
+    call_apart(work);
+    wipe_used_stack<depth>();
+}
+
 } // namespace ombrel

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "core/wipe.h"
 #include "integrity/aes_kernel.h"
 
 namespace ombrel::integrity {
@@ -14,8 +15,10 @@ void* apply_ecb(aes_kernel::blocks_function aes_kernel::*work, void* data, size_
                 const void* round_key) {
     if (data == nullptr || round_key == nullptr)
         return nullptr;
-    (kernels().aes->*work)({static_cast<const uint8_t*>(round_key), rounds}, static_cast<uint8_t*>(data),
-                           size / aes_block_size);
+    without_trace([=] {
+        (kernels().aes->*work)({static_cast<const uint8_t*>(round_key), rounds}, static_cast<uint8_t*>(data),
+                               size / aes_block_size);
+    });
     return data;
 }
 
@@ -24,8 +27,10 @@ void* apply_mode(aes_kernel::bytes_function aes_kernel::*work, void* data, size_
                  void* iv) {
     if (data == nullptr || round_key == nullptr || iv == nullptr)
         return nullptr;
-    (kernels().aes->*work)({static_cast<const uint8_t*>(round_key), rounds}, static_cast<uint8_t*>(data),
-                           size, static_cast<uint8_t*>(iv));
+    without_trace([=] {
+        (kernels().aes->*work)({static_cast<const uint8_t*>(round_key), rounds}, static_cast<uint8_t*>(data),
+                               size, static_cast<uint8_t*>(iv));
+    });
     return data;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/wipe.h"
 #include "integrity/aes_kernel.h"
 #include "integrity/kernels/byte_order.h"
 #include "integrity/kernels/generic/aes_planes.h"
@@ -33,17 +34,21 @@ uint32_t changed_word(uint32_t word, size_t index, size_t key_words, uint32_t& r
     return word;
 }
 
-void* expand_key(void* round_key, const void* key, size_t key_size, size_t round_key_size) {
-    if (round_key == nullptr || key == nullptr)
-        return nullptr;
-    auto* bytes = static_cast<uint8_t*>(round_key);
-    memmove(bytes, key, key_size);
+void add_words(uint8_t* bytes, size_t key_size, size_t round_key_size) {
     uint32_t round_constant = 1;
     for (size_t at = key_size; at < round_key_size; at += word_size) {
         const uint32_t previous = load_little(bytes + at - word_size);
         const uint32_t word = changed_word(previous, at / word_size, key_size / word_size, round_constant);
         store_little(bytes + at, load_little(bytes + at - key_size) ^ word);
     }
+}
+
+void* expand_key(void* round_key, const void* key, size_t key_size, size_t round_key_size) {
+    if (round_key == nullptr || key == nullptr)
+        return nullptr;
+    auto* bytes = static_cast<uint8_t*>(round_key);
+    memmove(bytes, key, key_size);
+    without_trace([=] { add_words(bytes, key_size, round_key_size); });
     return round_key;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/wipe.h"
 #include "integrity/base64_decoding.h"
 #include "integrity/coder.h"
 #include "integrity/kernels/kernels.h"
@@ -42,6 +43,7 @@ void encode_padded(char* text, const unsigned char* bytes, size_t size, const ba
     if (left == 0)
         return;
     unsigned char last[3] = {};
+    const wipe_guard wiping(last);
     memcpy(last, bytes + 3 * groups, left);
     char* end = text + 4 * groups;
     kernels().base64_encode(end, last, 1, alphabet);

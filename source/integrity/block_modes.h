@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/wipe.h"
+
 namespace ombrel::integrity {
 
 enum class direction { encrypt, decrypt };
@@ -82,8 +84,10 @@ template<typename Cipher>
 void* apply_ecb(void* data, size_t size, const void* round_key) {
     if (data == nullptr || round_key == nullptr)
         return nullptr;
-    const Cipher cipher(static_cast<const uint8_t*>(round_key));
-    run_ecb(cipher, static_cast<uint8_t*>(data), size / Cipher::block_size);
+    without_trace([=] {
+        const Cipher cipher(static_cast<const uint8_t*>(round_key));
+        run_ecb(cipher, static_cast<uint8_t*>(data), size / Cipher::block_size);
+    });
     return data;
 }
 
@@ -94,8 +98,10 @@ template<typename Cipher, byte_mode<Cipher> run>
 void* apply_mode(void* data, size_t size, const void* round_key, void* iv) {
     if (data == nullptr || round_key == nullptr || iv == nullptr)
         return nullptr;
-    const Cipher cipher(static_cast<const uint8_t*>(round_key));
-    run(cipher, static_cast<uint8_t*>(data), size, static_cast<uint8_t*>(iv));
+    without_trace([=] {
+        const Cipher cipher(static_cast<const uint8_t*>(round_key));
+        run(cipher, static_cast<uint8_t*>(data), size, static_cast<uint8_t*>(iv));
+    });
     return data;
 }
 

@@ -7,6 +7,7 @@
 #include <ombrel/short_lock.h>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "integrity/block_modes.h"
 
 namespace {
@@ -14,16 +15,20 @@ namespace {
 // A block's worth of scratch memory, which is always there in the end: a mode has no way to fail half-way.
 class work_block {
 public:
-    work_block(size_t size, const char* tag) {
+    work_block(size_t size, const char* tag) : size_(size) {
         while (size > sizeof small_ && !large_) {
             large_.reset(static_cast<uint8_t*>(ombrel_alloc_tag(size, tag, __LINE__)));
             if (!large_)
                 ombrel_load_balance();
         }
     }
+    ~work_block() { ombrel::wipe(bytes(), size_); }
+    work_block(const work_block&) = delete;
+    work_block& operator=(const work_block&) = delete;
     uint8_t* bytes() { return large_ ? large_.get() : small_; }
 
 private:
+    size_t size_;
     uint8_t small_[32];
     ombrel::heap_ptr<uint8_t> large_;
 };

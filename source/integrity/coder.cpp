@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "core/wipe.h"
+
 namespace ombrel::integrity {
 
 namespace {
@@ -26,9 +28,10 @@ result_text::result_text(size_t room, const char* tag)
 char* result_text::finish(size_t size, size_t* size_out) {
     // Worth a copy only when a large block is mostly air.
     if (text_ && size + 64 < room_ / 2) {
-        if (void* smaller = ombrel_realloc_tag(text_.get(), size + 1, tag_, __LINE__)) {
-            text_.release();
-            text_.reset(static_cast<char*>(smaller));
+        if (char* smaller = allocate_text(size, tag_)) {
+            memcpy(smaller, text_.get(), size);
+            wipe(text_.get(), size);
+            text_.reset(smaller);
         }
     }
     return hand_out(text_.release(), size, size_out);

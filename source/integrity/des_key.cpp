@@ -6,6 +6,7 @@
 #include <ombrel/output.h>
 #include <ombrel/printf.h>
 
+#include "core/wipe.h"
 #include "integrity/des_tables.h"
 #include "integrity/kernels/byte_order.h"
 
@@ -39,6 +40,7 @@ void make_schedule(uint8_t* round_key, const uint8_t* key) {
 // A line of 48 subkey bits in groups of eight after its label, printed in one piece.
 void print_row(const char* label, const uint8_t* bits) {
     char line[256];
+    const wipe_guard wiping(line);
     size_t used = static_cast<size_t>(ombrel_snprintf(line, sizeof line, "%s", label));
     for (const uint8_t* const end = bits + round_bytes; bits != end; bits += 8)
         used += static_cast<size_t>(ombrel_snprintf(line + used, sizeof line - used, "%u%u%u%u%u%u%u%ub ",
@@ -56,17 +58,20 @@ using namespace ombrel::integrity;
 void* ombrel_make_round_key_des(void* round_key, const void* key) {
     if (round_key == nullptr || key == nullptr)
         return nullptr;
-    make_schedule(static_cast<uint8_t*>(round_key), static_cast<const uint8_t*>(key));
+    ombrel::without_trace(
+        [=] { make_schedule(static_cast<uint8_t*>(round_key), static_cast<const uint8_t*>(key)); });
     return round_key;
 }
 
 void* ombrel_make_round_key_3des(void* round_key, const void* key) {
     if (round_key == nullptr || key == nullptr)
         return nullptr;
-    // Last first, so that the keys may stand at the start of the buffer.
-    for (unsigned schedule = 3; schedule-- > 0;)
-        make_schedule(static_cast<uint8_t*>(round_key) + schedule * def_ombrel_des_round_key_size,
-                      static_cast<const uint8_t*>(key) + schedule * def_ombrel_des_key_size);
+    ombrel::without_trace([=] {
+        // Last first, so that the keys may stand at the start of the buffer.
+        for (unsigned schedule = 3; schedule-- > 0;)
+            make_schedule(static_cast<uint8_t*>(round_key) + schedule * def_ombrel_des_round_key_size,
+                          static_cast<const uint8_t*>(key) + schedule * def_ombrel_des_key_size);
+    });
     return round_key;
 }
 

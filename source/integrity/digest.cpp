@@ -33,8 +33,8 @@ padding pad(uint64_t message_bits) {
     return result;
 }
 
-const char* hand_out(void (*store)(unsigned char*, uint32_t), const uint32_t* state, size_t words, char* text,
-                     void* out) {
+void hand_out(void (*store)(unsigned char*, uint32_t), const uint32_t* state, size_t words, char* text,
+              void* out) {
     constexpr char upper_digits[] = "0123456789ABCDEF";
     unsigned char digest[most_words * sizeof(uint32_t)];
     for (size_t i = 0; i < words; i++)
@@ -47,7 +47,6 @@ const char* hand_out(void (*store)(unsigned char*, uint32_t), const uint32_t* st
     text[2 * size] = '\0';
     if (out != nullptr)
         memcpy(out, digest, size);
-    return text;
 }
 
 } // namespace
@@ -66,12 +65,12 @@ padding pad_big(uint64_t message_bits) {
     return result;
 }
 
-const char* hand_out_little(const uint32_t* state, size_t words, char* text, void* out) {
-    return hand_out(store_little, state, words, text, out);
+void hand_out_little(const uint32_t* state, size_t words, char* text, void* out) {
+    hand_out(store_little, state, words, text, out);
 }
 
-const char* hand_out_big(const uint32_t* state, size_t words, char* text, void* out) {
-    return hand_out(store_big, state, words, text, out);
+void hand_out_big(const uint32_t* state, size_t words, char* text, void* out) {
+    hand_out(store_big, state, words, text, out);
 }
 
 } // namespace ombrel::integrity

@@ -25,9 +25,9 @@ padding pad_little(uint64_t message_bits);
 padding pad_big(uint64_t message_bits);
 
 /// The state words as digest bytes in the order of the digest: to `text` in upper-case hexadecimal,
-/// terminated, and as they are to `out` unless that is null. Gives `text`.
-const char* hand_out_little(const uint32_t* state, size_t words, char* text, void* out);
-const char* hand_out_big(const uint32_t* state, size_t words, char* text, void* out);
+/// terminated, and as they are to `out` unless that is null.
+void hand_out_little(const uint32_t* state, size_t words, char* text, void* out);
+void hand_out_big(const uint32_t* state, size_t words, char* text, void* out);
 
 /// Clears a context and sets its first state; null stays null.
 template<typename Context, size_t words>

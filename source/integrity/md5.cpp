@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "integrity/digest_internal.h"
 
 using namespace ombrel;
@@ -54,10 +55,13 @@ int ombrel_md5_push_file(ombrel_md5_t* ctx, const char* path) {
 const char* ombrel_md5_digest(ombrel_md5_t* ctx, void* out) {
     if (ctx == nullptr)
         return nullptr;
-    ombrel_md5_t copy = *ctx;
-    const padding end = pad_little(message_bits(*ctx));
-    ombrel_md5_push(&copy, end.bytes, end.size);
-    return hand_out_little(copy.m_state, std::size(first_state), ctx->m_text, out);
+    without_trace([=] {
+        ombrel_md5_t copy = *ctx;
+        const padding end = pad_little(message_bits(*ctx));
+        ombrel_md5_push(&copy, end.bytes, end.size);
+        hand_out_little(copy.m_state, std::size(first_state), ctx->m_text, out);
+    });
+    return ctx->m_text;
 }
 
 ombrel_md5_t* ombrel_open_md5(void) {
@@ -68,5 +72,6 @@ int ombrel_close_md5(ombrel_md5_t* ctx, void* out) {
     if (ctx == nullptr)
         return 0;
     ombrel_md5_digest(ctx, out);
+    wipe(ctx, sizeof *ctx);
     return ombrel_free_tag(ctx, "ombrel_close_md5", __LINE__);
 }

@@ -75,16 +75,8 @@ private:
 using seed_encryptor = seed_cipher<direction::encrypt>;
 using seed_decryptor = seed_cipher<direction::decrypt>;
 
-} // namespace
-} // namespace ombrel::integrity
-
-using namespace ombrel::integrity;
-
-void* ombrel_make_round_key_seed(void* round_key, const void* key) {
-    if (round_key == nullptr || key == nullptr)
-        return nullptr;
-    seed_block halves = seed_encryptor::load(static_cast<const uint8_t*>(key));
-    auto* words = static_cast<uint8_t*>(round_key);
+void make_schedule(uint8_t* words, const uint8_t* key) {
+    seed_block halves = seed_encryptor::load(key);
     constexpr uint32_t golden_ratio = 0x9E3779B9;
     for (unsigned round = 0; round < rounds; ++round, words += 8) {
         const uint32_t constant = std::rotl(golden_ratio, static_cast<int>(round));
@@ -97,6 +89,18 @@ void* ombrel_make_round_key_seed(void* round_key, const void* key) {
         else
             halves.right = std::rotl(halves.right, 8);
     }
+}
+
+} // namespace
+} // namespace ombrel::integrity
+
+using namespace ombrel::integrity;
+
+void* ombrel_make_round_key_seed(void* round_key, const void* key) {
+    if (round_key == nullptr || key == nullptr)
+        return nullptr;
+    ombrel::without_trace(
+        [=] { make_schedule(static_cast<uint8_t*>(round_key), static_cast<const uint8_t*>(key)); });
     return round_key;
 }
 

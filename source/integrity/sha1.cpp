@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "integrity/digest_internal.h"
 
 using namespace ombrel;
@@ -43,9 +44,12 @@ int ombrel_sha1_push_file(ombrel_sha1_t* ctx, const char* path) {
 const char* ombrel_sha1_digest(ombrel_sha1_t* ctx, void* out) {
     if (ctx == nullptr)
         return nullptr;
-    const padding end = pad_big(ctx->m_bytes * 8);
-    ombrel_sha1_push(ctx, end.bytes, end.size);
-    return hand_out_big(ctx->m_state, std::size(first_state), ctx->m_text, out);
+    without_trace([=] {
+        const padding end = pad_big(ctx->m_bytes * 8);
+        ombrel_sha1_push(ctx, end.bytes, end.size);
+        hand_out_big(ctx->m_state, std::size(first_state), ctx->m_text, out);
+    });
+    return ctx->m_text;
 }
 
 ombrel_sha1_t* ombrel_open_sha1(void) {
@@ -56,5 +60,6 @@ int ombrel_close_sha1(ombrel_sha1_t* ctx, void* out) {
     if (ctx == nullptr)
         return 0;
     ombrel_sha1_digest(ctx, out);
+    wipe(ctx, sizeof *ctx);
     return ombrel_free_tag(ctx, "ombrel_close_sha1", __LINE__);
 }

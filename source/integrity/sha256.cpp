@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "integrity/digest_internal.h"
 
 using namespace ombrel;
@@ -45,9 +46,12 @@ int ombrel_sha256_push_file(ombrel_sha256_t* ctx, const char* path) {
 const char* ombrel_sha256_digest(ombrel_sha256_t* ctx, void* out) {
     if (ctx == nullptr)
         return nullptr;
-    const padding end = pad_big(ctx->m_bits);
-    ombrel_sha256_push(ctx, end.bytes, end.size);
-    return hand_out_big(ctx->m_state, std::size(first_state), ctx->m_text, out);
+    without_trace([=] {
+        const padding end = pad_big(ctx->m_bits);
+        ombrel_sha256_push(ctx, end.bytes, end.size);
+        hand_out_big(ctx->m_state, std::size(first_state), ctx->m_text, out);
+    });
+    return ctx->m_text;
 }
 
 ombrel_sha256_t* ombrel_open_sha256(void) {
@@ -58,5 +62,6 @@ int ombrel_close_sha256(ombrel_sha256_t* ctx, void* out) {
     if (ctx == nullptr)
         return 0;
     ombrel_sha256_digest(ctx, out);
+    wipe(ctx, sizeof *ctx);
     return ombrel_free_tag(ctx, "ombrel_close_sha256", __LINE__);
 }

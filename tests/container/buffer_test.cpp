@@ -13,6 +13,7 @@
 #include "support/buffer_program.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
+#include "support/own_stack.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -52,6 +53,20 @@ protected:
 
 private:
     buffer_ptr buffer_;
+};
+
+class temporary_file {
+public:
+    explicit temporary_file(const std::string& text) {
+        const int descriptor = mkstemp(name_);
+        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(descriptor, text.data(), text.size()));
+        close(descriptor);
+    }
+    ~temporary_file() { unlink(name_); }
+    const char* name() const { return name_; }
+
+private:
+    char name_[32] = "/tmp/ombrel_buffer_XXXXXX";
 };
 
 TEST_F(buffer, fills_the_tail_and_then_adds_one_node) {
@@ -138,6 +153,18 @@ TEST_F(buffer, referenced_blocks_are_not_copied_and_are_wiped_when_asked) {
     EXPECT_EQ("Keptwiped", all());
     EXPECT_STREQ("Kept", kept);
     EXPECT_EQ(std::string(5, '\0'), std::string(wiped, 5));
+}
+
+TEST_F(buffer, copies_for_a_wiping_buffer_are_wiped) {
+    const std::string secrets[] = {std::string(1000, 's'), std::string(1000, 't')};
+    open(def_ombrel_buffer_flag_wipe);
+    EXPECT_EQ(1000u, ombrel_push_printf(get(), "%s", secrets[0].c_str()));
+    EXPECT_EQ(std::string::npos, freed_bytes(1001).find("ssss"));
+    const temporary_file first(secrets[0]), second(secrets[1]);
+    const std::string paths[] = {first.name(), second.name()};
+    EXPECT_EQ(0u, bytes_left_on_stack(paths[0], paths[1], [&](const std::string& path) {
+                  ombrel_push_buffer_from_file(get(), path.c_str(), 0, 0);
+              }));
 }
 
 TEST_F(buffer, an_ended_buffer_forgets_its_options_but_nodes_keep_theirs) {
@@ -330,20 +357,6 @@ TEST_F(buffer, a_handler_gets_owned_blocks_and_is_gone_after_the_close) {
     EXPECT_EQ(std::string(9000, '\0'), got.nodes[0]);
     EXPECT_EQ("12", got.nodes[1]);
 }
-
-class temporary_file {
-public:
-    explicit temporary_file(const std::string& text) {
-        const int descriptor = mkstemp(name_);
-        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(descriptor, text.data(), text.size()));
-        close(descriptor);
-    }
-    ~temporary_file() { unlink(name_); }
-    const char* name() const { return name_; }
-
-private:
-    char name_[32] = "/tmp/ombrel_buffer_XXXXXX";
-};
 
 std::string counting_text(size_t size) {
     std::string text;
