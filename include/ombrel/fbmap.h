@@ -244,6 +244,9 @@ OMBREL_API ombrel_fbmap_t* ombrel_init_fbmap(ombrel_fbmap_t* fbmap, ombrel_fbmap
 /**
  * @brief Frees all children, hides the map unless #def_ombrel_fbmap_keep_shown is set, unlinks it, and frees
  * what it owns but the record.
+ *
+ * The root looks then as if the windows had been hidden one by one, the topmost first, but it is recomposed
+ * and transferred once for a window with all that it holds.
  * @param fbmap the map; one that is not initialised is left alone
  * @return 0, or -1 for null
  */
@@ -494,8 +497,9 @@ OMBREL_API ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t
  * @param region the region, in coordinates of the window; emptied when something of it is visible; null is a
  * failure
  * @param mode   #def_ombrel_fbmap_redraw_reached when windows above may have changed, too, else 0
- * @return 0; -1 when memory for the first rectangle ran out, which is the assertion "not enough memory !
- *         __ombrel_fbmap_new_rectangle_node_internal failed !", or when the transfer failed
+ * @return 0; -1 when memory ran out for some of it, which is the assertion "not enough memory !
+ *         __ombrel_fbmap_new_rectangle_node_internal failed !" and keeps the region for another try, or when
+ * the transfer failed
  */
 OMBREL_API int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
                                                                    ombrel_fbmap_rectangle_t* region,

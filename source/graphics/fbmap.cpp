@@ -8,7 +8,7 @@
 #include <ombrel/linked_list.h>
 
 #include "core/node_list.h"
-#include "graphics/fbmap_internal.h"
+#include "graphics/fbmap_recompose.h"
 
 using namespace ombrel;
 using namespace ombrel::fbmap;
@@ -62,10 +62,49 @@ bool take_pixels(ombrel_fbmap_t& fbmap) {
     return fbmap.m_map != nullptr;
 }
 
-void destroy(ombrel_fbmap_t& fbmap);
+bool stays_shown(const ombrel_fbmap_t& fbmap) {
+    return (fbmap.m_flags & def_ombrel_fbmap_keep_shown) != 0;
+}
+
+// All that a root holds, unless some of it stays.
+void take_down_all(ombrel_fbmap_t& root) {
+    bool any_shown = false, any_stays = false;
+    for_each_within(root, [&](const ombrel_fbmap_t& window) {
+        any_shown |= window.m_parent != nullptr && is_shown(window);
+        any_stays |= window.m_parent != nullptr && stays_shown(window);
+    });
+    if (any_shown && !any_stays)
+        conceal(root);
+}
+
+// Shows what lies below a window that is to be destroyed with all that it holds.
+void take_down(ombrel_fbmap_t& top) {
+    if (top.m_parent == nullptr)
+        take_down_all(top);
+    for (ombrel_fbmap_t* window = &top; window != nullptr;) {
+        const bool leaves = is_shown(*window) && window->m_parent != nullptr && !stays_shown(*window);
+        if (leaves)
+            conceal(*window);
+        window = !leaves && window->m_children != nullptr
+                     ? window->m_children
+                     : next_outside(*window, top, &ombrel_fbmap_t::m_next);
+    }
+}
+
+void dismantle(ombrel_fbmap_t& fbmap) {
+    if ((fbmap.m_flags & def_ombrel_fbmap_initialized) == 0)
+        return;
+    ombrel_check_free_tag(fbmap.m_composite_map, "ombrel_destroy_fbmap", __LINE__);
+    fbmap.m_composite_map = nullptr;
+    if ((fbmap.m_flags & def_ombrel_fbmap_own_map) != 0) {
+        ombrel_check_free_tag(fbmap.m_map, "ombrel_destroy_fbmap", __LINE__);
+        fbmap.m_map = nullptr;
+    }
+    fbmap.m_flags &= ~def_ombrel_fbmap_initialized;
+}
 
 void release(ombrel_fbmap_t& fbmap) {
-    destroy(fbmap);
+    dismantle(fbmap);
     unlink(fbmap);
     if ((fbmap.m_flags & def_ombrel_fbmap_new) != 0)
         ombrel_free_tag(&fbmap, "ombrel_free_fbmap", __LINE__);
@@ -88,17 +127,10 @@ void release_children(ombrel_fbmap_t& fbmap) {
 void destroy(ombrel_fbmap_t& fbmap) {
     if ((fbmap.m_flags & def_ombrel_fbmap_initialized) == 0)
         return;
+    take_down(fbmap);
     release_children(fbmap);
-    if ((fbmap.m_flags & def_ombrel_fbmap_keep_shown) == 0)
-        __ombrel_fbmap_hide_internal(&fbmap);
     unlink(fbmap);
-    ombrel_check_free_tag(fbmap.m_composite_map, "ombrel_destroy_fbmap", __LINE__);
-    fbmap.m_composite_map = nullptr;
-    if ((fbmap.m_flags & def_ombrel_fbmap_own_map) != 0) {
-        ombrel_check_free_tag(fbmap.m_map, "ombrel_destroy_fbmap", __LINE__);
-        fbmap.m_map = nullptr;
-    }
-    fbmap.m_flags &= ~def_ombrel_fbmap_initialized;
+    dismantle(fbmap);
 }
 
 ombrel_fbmap_t* initialize(ombrel_fbmap_t& fbmap, ombrel_fbmap_t* parent, uint32_t flags,
@@ -153,6 +185,7 @@ ombrel_fbmap_t* ombrel_new_fbmap(ombrel_fbmap_t* parent, uint32_t flags, uint32_
 
 ombrel_fbmap_t* ombrel_free_fbmap(ombrel_fbmap_t* fbmap) {
     return locked<ombrel_fbmap_t*>(fbmap, {source_name, __func__, __LINE__}, nullptr, [&] {
+        destroy(*fbmap);
         release(*fbmap);
         return nullptr;
     });

@@ -256,16 +256,17 @@ rectangle blended_area(const rectangle_node* nodes) {
 
 } // namespace
 
-void paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
+bool paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
     const rectangle area = blended_area(nodes);
     composite_map* const composite = is_empty(area) ? existing_composite(root) : composite_for(root);
     if (root.m_map == nullptr)
-        return;
+        return true;
     painter to(root, composite);
     for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
         if ((node->m_flags & needs_blending) == 0)
             to.replace(*node);
     to.blend_all(nodes, area);
+    return is_empty(area) || composite != nullptr;
 }
 
 } // namespace ombrel::fbmap

@@ -12,7 +12,7 @@ constexpr uint32_t needs_blending = 1;
 constexpr uint32_t settled = 2; ///< what lies below its transparent owner is in the list, too
 
 /// Paints the rectangles of a list, in which what is lower comes first, and adds them to the root's update
-/// region.
-void paint(ombrel_fbmap_t& root, const rectangle_node* nodes);
+/// region. False when some of them cannot be blended.
+bool paint(ombrel_fbmap_t& root, const rectangle_node* nodes);
 
 } // namespace ombrel::fbmap

@@ -29,6 +29,21 @@ ombrel_lock_t& global_lock() {
     return lock;
 }
 
+ombrel_fbmap_t& root_of(ombrel_fbmap_t& fbmap) {
+    ombrel_fbmap_t* root = &fbmap;
+    while (root->m_parent != nullptr)
+        root = root->m_parent;
+    return *root;
+}
+
+ombrel_fbmap_t* next_outside(ombrel_fbmap_t& window, const ombrel_fbmap_t& top,
+                             ombrel_fbmap_t* ombrel_fbmap_t::*link) {
+    ombrel_fbmap_t* from = &window;
+    while (from != &top && from->*link == nullptr)
+        from = from->m_parent;
+    return from != &top ? from->*link : nullptr;
+}
+
 namespace {
 
 struct span {

@@ -36,6 +36,25 @@ Result locked(const ombrel_fbmap_t* fbmap, const place& where, Result failure, W
     return guard ? work() : failure;
 }
 
+// --- the tree -------------------------------------------------------------------------------------------
+
+ombrel_fbmap_t& root_of(ombrel_fbmap_t& fbmap);
+
+/// Where a walk through all that `top` holds, parents first, goes on behind a window and all that this one
+/// holds; null at the end. Siblings come in the order of the link.
+ombrel_fbmap_t* next_outside(ombrel_fbmap_t& window, const ombrel_fbmap_t& top,
+                             ombrel_fbmap_t* ombrel_fbmap_t::*link);
+
+/// Calls work(window) for the window and all that it holds, parents first.
+template<typename Work>
+void for_each_within(ombrel_fbmap_t& top, Work work) {
+    for (ombrel_fbmap_t* window = &top; window != nullptr;) {
+        work(*window);
+        window = window->m_children != nullptr ? window->m_children
+                                               : next_outside(*window, top, &ombrel_fbmap_t::m_next);
+    }
+}
+
 // --- rectangles -----------------------------------------------------------------------------------------
 
 using rectangle = ombrel_fbmap_rectangle_t;
@@ -92,10 +111,13 @@ inline unsigned char* pixel_at(const ombrel_fbmap_t& fbmap, uint32_t x, uint32_t
 constexpr bool is_hidden(const ombrel_fbmap_t& fbmap) {
     return (fbmap.m_flags & def_ombrel_fbmap_hidden) != 0;
 }
-/// Whether what lies below the window may show through. One without pixels, which may hold others together,
-/// covers nothing.
+/// Whether the window has pixels to show. One without any may hold others together.
+constexpr bool is_shown(const ombrel_fbmap_t& fbmap) {
+    return !is_hidden(fbmap) && fbmap.m_map != nullptr;
+}
+/// Whether what lies below the window may show through.
 constexpr bool is_transparent(const ombrel_fbmap_t& fbmap) {
-    return fbmap.m_map == nullptr || (fbmap.m_flags & def_ombrel_fbmap_transparent) != 0;
+    return (fbmap.m_flags & def_ombrel_fbmap_transparent) != 0;
 }
 
 /// One operation's functions for 8, 16, 24 and 32 bits.

@@ -66,6 +66,30 @@ OMBREL_FAILURES(Graphics, resize_window) {
     EXPECT_EQ(0x5C5C5C5Cu, screen.at(6, 6));
 }
 
+// So many that they are sorted by place, and nested so deeply that the way there takes memory.
+OMBREL_FAILURES(Graphics, update_below_many_windows) {
+    desktop screen;
+    ombrel_fbmap_t* innermost = screen.root;
+    for (int i = 0; i < 20; i++)
+        innermost = ombrel_new_fbmap(innermost, 0, 0, 0, 0, 16, 16);
+    for (int32_t i = 0; i < 70; i++) {
+        ombrel_fbmap_t* const dot = ombrel_new_fbmap(innermost, own, 0, i % 10, i / 10, 1, 1);
+        dot->m_flags |= def_ombrel_fbmap_alpha_window;
+        dot->m_alpha_window = 51;
+        memset(dot->m_map, 0xFF, 4);
+    }
+    ombrel_fbmap_t* background = screen.root->m_children;
+    while (background->m_next != nullptr)
+        background = background->m_next;
+    background->m_update_region = {0, 0, 16, 16};
+    const int result = fail.during([&] { return ombrel_fbmap_update(background); });
+    EXPECT_TRUE(result == 0 || (result == -1 && fail.hit())) << result;
+    EXPECT_EQ(result == 0 ? 0u : 16u, background->m_update_region.m_w) << "it can be tried again";
+    EXPECT_EQ(0, ombrel_fbmap_update(background));
+    for (uint32_t i = 0; i < 256; i++)
+        EXPECT_EQ(i % 16 < 10 && i / 16 < 7 ? 0x5C5C5C5Cu : 0x33333333u, screen.at(i % 16, i / 16)) << i;
+}
+
 // Only the lock can fail.
 OMBREL_FAILURES(Graphics, get_box) {
     desktop screen;

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ombrel/bitmap.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_draw.h>
 
@@ -230,6 +231,58 @@ TEST_P(FbmapTree, device_shows_what_a_plain_model_paints) {
 }
 INSTANTIATE_TEST_SUITE_P(Depths, FbmapTree, ::testing::Values(rgb565, rgb888, argb8888));
 
+// So many windows that they are sorted by their places before they are painted.
+TEST_P(FbmapTree, device_shows_many_windows_as_a_plain_model_paints_them) {
+    numbers random(1);
+    screen display(GetParam(), 160, 120);
+    fill(display.root, random_color(random));
+    ombrel_fbmap_t* parent = &display.root;
+    model expected(display);
+    for (uint32_t i = 0; i < 400; i++) {
+        const auto place = [&](uint32_t limit) { return static_cast<int32_t>(below(random, limit)) - 20; };
+        ombrel_fbmap_t* const made = display.window(parent, place(180), place(140), 1 + below(random, 15),
+                                                    1 + below(random, 15), random_color(random), hidden);
+        made->m_alpha_window = below(random, 256);
+        made->m_flags |= i % 3 != 0 ? def_ombrel_fbmap_alpha_window : 0;
+        if (i % 5 != 0)
+            ombrel_fbmap_show(made);
+        if (i % 100 == 99) // the next ones inside of a large one
+            parent = display.window(&display.root, place(40), place(40), 150, 100, random_color(random));
+    }
+    std::vector<ombrel_fbmap_t*> windows;
+    collect(display.root, windows);
+    ombrel_fbmap_t* const desktop =
+        display.window(&display.root, 0, 0, 0, 0, random_color(random), def_ombrel_fbmap_append);
+    ASSERT_TRUE(expected.shown() == display.device);
+    for (int i = 0; i < 10; i++)
+        fill(*windows[below(random, 400)], random_color(random));
+    ombrel_fbmap_move(desktop, 50, 30);
+    ASSERT_TRUE(expected.shown() == display.device);
+}
+
+// Each of the windows alone, from the topmost on.
+void free_one_by_one(ombrel_fbmap_t& top) {
+    while (top.m_children != nullptr)
+        free_one_by_one(*top.m_children);
+    ombrel_free_fbmap(&top);
+}
+
+TEST_P(FbmapTree, leaves_as_if_its_windows_left_one_by_one) {
+    for (uint32_t seed = 0; seed < 200; seed++) {
+        numbers random(seed), same(seed);
+        screen display(GetParam(), 32, 24), other(GetParam(), 32, 24);
+        for (int step = 0; step < 30; step++) {
+            change(display, random);
+            change(other, same);
+        }
+        while (display.root.m_children != nullptr) {
+            ombrel_free_fbmap(display.root.m_children);
+            free_one_by_one(*other.root.m_children);
+            ASSERT_TRUE(display.device == other.device) << seed;
+        }
+    }
+}
+
 class Fbmap : public balanced_test {};
 
 TEST_F(Fbmap, rectangles_overlap_and_leave_four_pieces) {
@@ -339,10 +392,12 @@ TEST_F(Fbmap, large_windows_are_blended_throughout) {
 
 TEST_F(Fbmap, a_window_without_pixels_covers_nothing) {
     screen display(rgb565, 8, 8);
-    display.window(&display.root, 0, 0, 0, 0, 1);
+    ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 1);
     ombrel_fbmap_t* const group = ombrel_new_fbmap(&display.root, 0, 0, 0, 0, 6, 6);
     display.window(group, 1, 1, 2, 2, 2);
     ombrel_fbmap_move(group, 1, 0);
+    fill(*desktop, 1);
+    EXPECT_EQ(nullptr, display.root.m_composite_map) << "nothing needs blending";
     EXPECT_EQ(std::make_tuple(1u, 2u, 2u, 1u),
               std::make_tuple(display.at(1, 1), display.at(2, 1), display.at(3, 1), display.at(4, 1)));
 }
@@ -380,6 +435,69 @@ TEST_F(Fbmap, a_new_window_is_topmost_and_takes_after_its_parent) {
     EXPECT_EQ(2u, display.at(4, 8));
     EXPECT_EQ(nullptr, ombrel_free_fbmap(second));
     EXPECT_EQ(1u, display.at(4, 8)) << "what lay below shows";
+}
+
+/// Counts the pixels that windows of one tree are asked for.
+class painted_pixels : no_copy {
+public:
+    painted_pixels() { count = 0; }
+    static void watch(ombrel_fbmap_t& window) {
+        ombrel_bitmap_t nothing = {};
+        ombrel_fbmap_get_box(&window, &nothing, 0, 0, 0, 0, 1, 1, 0); // fills the slot
+        own_function = window.m_get_box;
+        window.m_get_box = [](ombrel_fbmap_t* map, ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, int32_t x,
+                              int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
+            count += size_t{w} * h;
+            return own_function(map, to, to_x, to_y, x, y, w, h, mode);
+        };
+    }
+    static inline size_t count;
+
+private:
+    static inline ombrel_fbmap_get_box_t own_function;
+};
+
+// Such a tree once took time by the cube of its depth.
+TEST_F(Fbmap, nested_windows_leave_at_once) {
+    constexpr size_t depth = 3000, area = 60 * 40;
+    for (const uint32_t transparency : {0u, def_ombrel_fbmap_alpha_window}) {
+        screen display(argb8888, 64, 48);
+        display.window(&display.root, 0, 0, 0, 0, 1);
+        ombrel_fbmap_t* window = &display.root;
+        for (size_t i = 0; i < depth; i++) {
+            window = ombrel_new_fbmap(window, own | transparency, 0, 0, 0, 60, 40);
+            window->m_alpha_window = 100;
+            painted_pixels::watch(*window);
+        }
+        const painted_pixels painted;
+        window->m_update_region = {0, 0, 60, 40};
+        ombrel_fbmap_update(window);
+        EXPECT_EQ(transparency != 0 ? depth * area : area, painted.count);
+        display.transferred = painted.count = 0;
+        ombrel_free_fbmap(display.root.m_children);
+        EXPECT_EQ(area, display.transferred);
+        EXPECT_LE(painted.count, area);
+        EXPECT_EQ(1u, display.at(5, 5));
+    }
+}
+
+// What lies below was once cut to pieces that were each looked at for each window: minutes of work.
+TEST_F(Fbmap, many_small_windows_are_painted_by_their_places) {
+    constexpr uint32_t columns = 160, rows = 100;
+    screen display(palette8, 8 * columns, 8 * rows);
+    ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 3);
+    for (uint32_t i = 0; i < columns * rows; i++) {
+        const auto x = static_cast<int32_t>(i % columns * 8), y = static_cast<int32_t>(i / columns * 8);
+        ombrel_fbmap_t* const window =
+            ombrel_new_fbmap(&display.root, own | def_ombrel_fbmap_ccolor, 0, x + 1, y + 1, 5, 5);
+        *static_cast<unsigned char*>(window->m_map) = 9;
+        painted_pixels::watch(*window);
+    }
+    const painted_pixels painted;
+    fill(*desktop, 4);
+    EXPECT_EQ(size_t{25} * columns * rows, painted.count) << "each of them once";
+    EXPECT_EQ(std::make_tuple(9u, 4u),
+              std::make_tuple(display.at(8 * 80 + 1, 8 * 50 + 1), display.at(700, 400)));
 }
 
 // Neither painting nor freeing may take stack by how deep windows nest.
