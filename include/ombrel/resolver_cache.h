@@ -4,8 +4,9 @@
  *
  * A cache keeps the answers to each name and port until they have not been used for its expiry time. New
  * names are resolved one after the other on the cache's service thread "resolver_cache", so that nobody else
- * waits for a name server unless he wants to. Names are compared as they are written. Any thread may call
- * these functions; closing a cache must be the last of them, and not on its own service thread.
+ * waits for a name server unless he wants to. Names are compared as they are written; finding one takes the
+ * same time however many there are, whoever chose them. Any thread may call these functions; closing a cache
+ * must be the last of them, and not on its own service thread.
  *
  * Answers that are handed out are copies and belong to the caller.
  */
@@ -45,8 +46,12 @@ OMBREL_API ombrel_resolver_cache_t* ombrel_open_resolver_cache_ex(int expiry_ms)
 OMBREL_API ombrel_resolver_cache_t* ombrel_open_resolver_cache(void);
 
 /**
- * @brief Stops the service thread, waiting for a resolution under way, and frees the cache with all answers.
- * Requests that are still pending are dropped; their handlers are not called.
+ * @brief Stops the service thread and frees the cache with all answers.
+ *
+ * Requests that are still pending are dropped; their handlers are not called. A resolution under way is
+ * waited for, but a look-up that asks a name server half a second at most: then it is left behind, which a
+ * warning on the error output says. What its thread stands on (the cache's own record, the name, the service)
+ * stays on the heap until the look-up ends, and is freed then; no handler is called any more.
  * @param cache the cache, or null
  * @return 0
  */

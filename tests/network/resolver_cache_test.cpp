@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/error_output.h"
+#include "support/fake_names.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
 
@@ -185,10 +187,44 @@ TEST_F(ResolverCache, ResolvesDirectlyWithoutCacheOrName) {
     EXPECT_EQ(0, ombrel_close_resolver_cache(nullptr));
 }
 
-TEST_F(ResolverCache, ClosesWithRequestsPending) {
-    const cache_holder cache(ombrel_open_resolver_cache(), ombrel_close_resolver_cache);
-    for (int port = 0; port < 2000; port++)
-        ASSERT_EQ(0, ombrel_request_resolver_cache(cache.get(), "127.0.0.1", port));
+// The close comes back although nothing ends the look-up, and says what is left until something does.
+TEST_F(ResolverCache, LeavesALookUpThatHangsBehind) {
+    const ombrel_test::error_output errors;
+    ombrel_test::hanging_names names;
+    const size_t before = ombrel_get_alloc_count();
+    journal seen;
+    {
+        const cache_holder cache = open_cache();
+        EXPECT_EQ(nullptr, get(cache, "slow.test", 80, 0));
+        ASSERT_TRUE(names.wait_for_one());
+        for (int port = 0; port < 100; port++)
+            ombrel_request_resolver_cache_with_handler(cache.get(), "slow.test", port, journal::note, &seen);
+    }
+    EXPECT_EQ("ombrel_close_resolver_cache: [WARNING] a look-up does not end and is left behind ! "
+              "(name=\"slow.test\", port=80, its thread and memory go when it ends)\n",
+              errors.text());
+    EXPECT_LT(before, ombrel_get_alloc_count());
+    EXPECT_GE(before + 8, ombrel_get_alloc_count()) << "what nobody uses is freed at once";
+    names.release();
+    EXPECT_TRUE(ombrel_test::wait_until([=] { return ombrel_get_alloc_count() == before; }));
+    EXPECT_EQ(lines{}, seen.wait_for(0));
+    EXPECT_EQ(1, ombrel_test::names_asked) << "no look-up begins after the close";
+}
+
+// A table that names of one kind fill must find them all, and so it must when it shrinks.
+TEST_F(ResolverCache, FindsEachOfManyNames) {
+    const cache_holder cache = open_cache();
+    const auto name_of = [](int i) {
+        return "127.0." + std::to_string(i % 50) + "." + std::to_string(i / 50);
+    };
+    for (int i = 0; i < 600; i++)
+        ASSERT_EQ(0, ombrel_request_resolver_cache(cache.get(), name_of(i).c_str(), i % 3));
+    for (int i = 0; i < 600; i++) {
+        const answers list = get(cache, name_of(i).c_str(), i % 3, -1);
+        ASSERT_NE(nullptr, list) << i;
+        EXPECT_EQ(name_of(i), list->m_address_text);
+        EXPECT_EQ(nullptr, get(cache, name_of(i).c_str(), 3 + i % 3, 0));
+    }
 }
 
 TEST_F(ResolverCache, ServesManyThreads) {

@@ -190,7 +190,7 @@ TEST_F(SocketTest, ThreadsThatShareASocketKeepToTheirLimit) {
         },
         [&] { ombrel_sendto(sender, "x", 1, to.get(), to.size, 1000); }, 5000);
     owned_socket listener = bound(AF_INET, SOCK_STREAM);
-    ASSERT_EQ(0, ombrel_listen(listener, 64));
+    ASSERT_EQ(0, ombrel_listen(listener, 1000));
     to = own_address(listener);
     all_come_back([&] { owned_socket(ombrel_accept(listener, nullptr, nullptr, 5)); },
                   [&] {
