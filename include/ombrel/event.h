@@ -38,10 +38,10 @@
  * that it asked for.
  *
  * @par Names
- * With def_ombrel_event_with_resolver and a resolver name the loop asks its resolver cache and calls the
- * handler with def_ombrel_event_with_resolver once the answer is in m_resolver_info. A name that has no
- * answer is asked again each second, until the event's time limit: give one. An event with neither socket nor
- * time limit fires at the next iteration, whether its name is answered or not.
+ * With def_ombrel_event_with_resolver and a resolver name, adding the event asks the base's resolver cache,
+ * and the loop calls the handler with def_ombrel_event_with_resolver once the answer is in m_resolver_info. A
+ * name that has no answer is asked again each second, until the event's time limit: give one. An event with
+ * neither socket nor time limit fires at the next iteration, whether its name is answered or not.
  */
 #ifndef OMBREL_EVENT_H
 #define OMBREL_EVENT_H
@@ -129,12 +129,12 @@ struct ombrel_event_ts {
     size_t m_input_watermark;         /**< bytes at which reading pauses, 0 for never */
     size_t m_output_watermark;        /**< bytes from which on the output is sent; 1 after assignment */
     /* The loop's own again. */
-    ombrel_event_t* m_fd_prev;            /**< events of one descriptor */
-    ombrel_event_t* m_timer_child;        /**< timer order */
-    uint64_t m_timer_key;                 /**< timer order: an expiry that it was armed with */
-    ombrel_event_t* m_self;               /**< this record's address while it holds resources */
-    ombrel_event_t* m_waiting_prev;       /**< events whose connection or name needs the loop */
-    ombrel_event_t* m_waiting_next;       /**< events whose connection or name needs the loop */
+    ombrel_event_t* m_fd_prev;       /**< events of one descriptor */
+    ombrel_event_t* m_timer_child;   /**< timer order */
+    uint64_t m_timer_key;            /**< timer order: an expiry that it was armed with */
+    ombrel_event_t* m_self;          /**< this record's address while it holds resources */
+    ombrel_event_t** m_waiting_link; /**< where events that wait for a name or the loop lead to this one */
+    ombrel_event_t* m_waiting_next;  /**< the next event that waits like this one */
     ombrel_resolver_t* m_connect_address; /**< the answer that is being tried */
 };
 

@@ -96,9 +96,7 @@ void close_notify(ombrel_event_base_t& base) {
 
 void destroy(ombrel_event_base_t* base) {
     free_once_events(*base);
-    // Its thread calls into the base until it is closed.
-    if (base->m_resolver_cache != nullptr)
-        ombrel_close_resolver_cache(base->m_resolver_cache);
+    close_names(*base);
     close_notify(*base);
     assert_none(base->m_event_count, "s_base->m_event_count == ((size_t)0u)");
     assert_none(base->m_timer_event_count, "s_base->m_timer_event_count == ((size_t)0u)");

@@ -5,6 +5,7 @@
 #include <ombrel/time.h>
 
 #include "event/event_internal.h"
+#include "network/resolver_cache_internal.h"
 #include "platform/stream_socket.h"
 
 namespace ombrel {
@@ -13,37 +14,70 @@ namespace {
 
 constexpr const char* loop_name = "ombrel_event_base_loop";
 
-// Runs on the cache's thread. A name without an answer is left to the loop's retry, as asking again at once
-// would ask without end.
-void on_resolver_answer(ombrel_resolver_cache_t*, int is_new, const char*, int, void* context) {
-    auto& base = *static_cast<ombrel_event_base_t*>(context);
-    (is_new < 0 ? base.m_resolver_failed : base.m_resolver_news).store(true);
-    post_wakeup(base);
+constexpr uint64_t resolver_retry_milliseconds = 1000;
+
+// Asking again at once would ask without end.
+void ask_later(ombrel_event_base_t& base, ombrel_event_t& event) {
+    start_waiting(base.m_unanswered, event);
+    if (base.m_resolver_retry == 0)
+        base.m_resolver_retry = ombrel_time_stamp_msec() + resolver_retry_milliseconds;
 }
 
-ombrel_resolver_cache_t* cache_of(ombrel_event_base_t& base) {
+// Runs on the cache's thread. Only the events that wait for this name are touched.
+void on_resolved(cache_entry& entry, bool has_answer, void* context) {
+    auto& base = *static_cast<ombrel_event_base_t*>(context);
+    const base_guard guard(base);
+    while (ombrel_event_t* event = entry.waiting) {
+        if (has_answer)
+            start_waiting(base.m_waiting, *event);
+        else
+            ask_later(base, *event);
+    }
+}
+
+cached_name ask_cache(ombrel_event_base_t& base, const ombrel_event_t& event) {
     if (base.m_resolver_cache == nullptr)
-        base.m_resolver_cache = ombrel_open_resolver_cache();
-    return base.m_resolver_cache;
+        base.m_resolver_cache = open_resolver_cache({on_resolved, &base});
+    if (base.m_resolver_cache == nullptr)
+        return {};
+    return ask_resolver_cache(base.m_resolver_cache, {event.m_resolver_name, event.m_resolver_port}, {});
 }
 
 } // namespace
 
-void ask_resolver(ombrel_event_base_t& base, ombrel_event_t& event) {
-    ombrel_resolver_cache_t* cache = cache_of(base);
-    if (cache == nullptr) {
-        base.m_resolver_failed.store(true);
-        post_wakeup(base);
-        return;
+bool ask_resolver(ombrel_event_base_t& base, ombrel_event_t& event) {
+    const cached_name name = ask_cache(base, event);
+    if (name.answer == nullptr) {
+        if (name.pending != nullptr)
+            start_waiting(name.pending->waiting, event);
+        else
+            ask_later(base, event);
+        return false;
     }
-    event.m_resolver_info = ombrel_get_resolver_cache_with_handler(
-        cache, event.m_resolver_name, event.m_resolver_port, 0, on_resolver_answer, &base);
-    if (event.m_resolver_info == nullptr)
-        return;
+    event.m_resolver_info = name.answer;
     if ((event.m_flags & def_ombrel_event_with_resolver) != 0)
         event.m_state |= state_answered;
-    if (!is_connect_pending(event))
-        stop_awaiting_loop(base, event);
+    return true;
+}
+
+void retry_names(ombrel_event_base_t& base, uint64_t now) {
+    if (base.m_resolver_retry == 0 || base.m_resolver_retry > now)
+        return;
+    base.m_resolver_retry = 0;
+    while (base.m_unanswered != nullptr)
+        start_waiting(base.m_waiting, *base.m_unanswered);
+}
+
+void close_names(ombrel_event_base_t& base) {
+    if (base.m_resolver_cache == nullptr)
+        return;
+    {
+        const base_guard guard(base);
+        for (ombrel_event_t* event = base.m_head; event != nullptr; event = event->m_next)
+            stop_waiting(*event);
+    }
+    ombrel_close_resolver_cache(base.m_resolver_cache);
+    base.m_resolver_cache = nullptr;
 }
 
 void drop_socket(ombrel_event_base_t& base, ombrel_event_t& event) {
@@ -101,7 +135,7 @@ uint32_t answered_result(ombrel_event_t& event) {
 uint32_t end_connect(ombrel_event_base_t& base, ombrel_event_t& event, bool connected) {
     remove_flags(event, def_ombrel_event_connecting);
     add_flags(event, connected ? def_ombrel_event_connected : def_ombrel_event_connect_failed);
-    stop_awaiting_loop(base, event);
+    stop_waiting(event);
     if (!connected)
         drop_socket(base, event);
     refresh_interest(base, event);
@@ -112,7 +146,7 @@ uint32_t end_connect(ombrel_event_base_t& base, ombrel_event_t& event, bool conn
 
 uint32_t begin_waiting(ombrel_event_base_t& base, ombrel_event_t& event) {
     add_flags(event, def_ombrel_event_connecting);
-    stop_awaiting_loop(base, event);
+    stop_waiting(event);
     if (refresh_interest(base, event))
         return 0;
     return end_connect(base, event, false);

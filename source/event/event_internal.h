@@ -29,7 +29,7 @@ enum event_state : uint32_t {
     state_on_heap = 1u << 0,      ///< the record was allocated by the library
     state_timed = 1u << 1,        ///< in the timer order
     state_candidate = 1u << 2,    ///< to be examined in this iteration
-    state_waiting = 1u << 3,      ///< its name or connection needs the loop
+    state_waiting = 1u << 3,      ///< in a list of events that wait for a name or for the loop
     state_owns_socket = 1u << 4,  ///< the loop opened the socket and has not handed it over
     state_answered = 1u << 5,     ///< the answer of its name is still to be told
     state_bound = 1u << 6,        ///< the caller's socket was bound to the bind address
@@ -85,7 +85,8 @@ struct ombrel_event_base_ts {
     size_t m_candidate_room;
     size_t m_candidate_count;
     size_t m_ready_left;             ///< pairs of a socket and a kind that no event took yet
-    ombrel_event_t* m_waiting;       ///< events whose name or connection needs the loop
+    ombrel_event_t* m_waiting;       ///< events to be examined: their name was answered, or they connect
+    ombrel_event_t* m_unanswered;    ///< events whose name had no answer, to be asked again
     ombrel_signal_node_t* m_signals; ///< attached signal events
     uint64_t m_resolver_retry;       ///< when unanswered names are asked again, 0 for never
     uint64_t m_wait_until;           ///< when a sleeping loop wakes by itself
@@ -94,8 +95,6 @@ struct ombrel_event_base_ts {
     ombrel::pending_line* m_last_line;
     std::atomic<bool> m_wakeup_posted;
     std::atomic<bool> m_signal_news;
-    std::atomic<bool> m_resolver_news;
-    std::atomic<bool> m_resolver_failed;
 };
 
 namespace ombrel {
@@ -185,13 +184,16 @@ void arm_timer(ombrel_event_base_t& base, ombrel_event_t& event);
 void disarm_timer(ombrel_event_base_t& base, ombrel_event_t& event);
 void activate(ombrel_event_base_t& base, ombrel_event_t& event);
 void deactivate(ombrel_event_base_t& base, ombrel_event_t& event);
-void await_loop(ombrel_event_base_t& base, ombrel_event_t& event);
-void stop_awaiting_loop(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Puts an event first into one of the lists of those that wait; it leaves the one that it stands in.
+void start_waiting(ombrel_event_t*& list, ombrel_event_t& event);
+void stop_waiting(ombrel_event_t& event);
 /// Brings the descriptor's interest up to date after a change of a registered event.
 bool refresh_interest(ombrel_event_base_t& base, ombrel_event_t& event);
 
-/// Asks for the name of an event that waits for it; stores the answer when there is one.
-void ask_resolver(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Stores the answer to the event's name if it is there, or has the event wait for it.
+bool ask_resolver(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Has names without answers asked again once it is time. The events come to be examined.
+void retry_names(ombrel_event_base_t& base, uint64_t now);
 /// Goes on with a managed connection, whose socket is ready for `ready`. Returns the result for the handler.
 uint32_t progress_connect(ombrel_event_base_t& base, ombrel_event_t& event, unsigned ready);
 /// Closes a socket that the loop opened and has not handed over.
@@ -199,6 +201,8 @@ void drop_socket(ombrel_event_base_t& base, ombrel_event_t& event);
 /// Moves bytes between a ready socket and the event's buffers. Returns what the handler is to be told.
 uint32_t move_bytes(ombrel_event_base_t& base, ombrel_event_t& event, uint32_t ready);
 void release_buffers(ombrel_event_t& event);
+/// When the next time limit passes or names are asked again, UINT64_MAX for never.
+uint64_t next_expiry(ombrel_event_base_t& base);
 
 // The rest takes the gate itself or needs none.
 
@@ -218,6 +222,9 @@ struct event_assignment {
 int assign_event(ombrel_event_t* event, const event_assignment& wanted);
 int add_event(ombrel_event_t* event, int timeout_ms, const char* function);
 int unassign_event(ombrel_event_t* event, const char* function);
+
+/// Closes the resolver cache; its thread, which enters the gate, does not come back to the base.
+void close_names(ombrel_event_base_t& base);
 
 void free_once_event(ombrel_event_t& event);
 bool is_once_event(const ombrel_event_t& event);

@@ -15,17 +15,10 @@ namespace ombrel {
 namespace {
 
 constexpr const char* loop_name = "ombrel_event_base_loop";
-constexpr uint64_t resolver_retry_milliseconds = 1000;
-
-uint64_t next_expiry(ombrel_event_base_t& base) {
-    const ombrel_event_t* timer = base.m_timers.first();
-    const uint64_t expiry = timer != nullptr ? timer->m_expiry : UINT64_MAX;
-    return base.m_resolver_retry != 0 ? std::min(expiry, base.m_resolver_retry) : expiry;
-}
 
 bool has_work(const ombrel_event_base_t& base) {
-    return base.m_active_event_count != 0 || base.m_signal_news.load() || base.m_resolver_news.load() ||
-           base.m_resolver_failed.load() || base.m_descriptors.has_always_ready();
+    return base.m_active_event_count != 0 || base.m_signal_news.load() || base.m_waiting != nullptr ||
+           base.m_descriptors.has_always_ready();
 }
 
 int wait_time(ombrel_event_base_t& base, uint32_t loop_flags) {
@@ -95,15 +88,11 @@ void collect_signalled(ombrel_event_base_t& base) {
 }
 
 void collect_waiting(ombrel_event_base_t& base, uint64_t now) {
-    if (base.m_resolver_failed.exchange(false) && base.m_resolver_retry == 0)
-        base.m_resolver_retry = now + resolver_retry_milliseconds;
-    const bool retry = base.m_resolver_retry != 0 && base.m_resolver_retry <= now;
-    if (retry)
-        base.m_resolver_retry = 0;
-    if (!base.m_resolver_news.exchange(false) && !retry)
-        return;
-    for (ombrel_event_t* event = base.m_waiting; event != nullptr; event = event->m_waiting_next)
+    retry_names(base, now);
+    while (ombrel_event_t* event = base.m_waiting) {
+        stop_waiting(*event);
         collect(base, *event);
+    }
 }
 
 bool in_list_order(const ombrel_event_t* a, const ombrel_event_t* b) {
@@ -135,7 +124,8 @@ uint32_t take_answer(ombrel_event_t& event) {
 }
 
 uint32_t new_results(ombrel_event_base_t& base, ombrel_event_t& event) {
-    if (needs_answer(event))
+    // One that waits for its answer is told of it.
+    if (needs_answer(event) && (event.m_state & state_waiting) == 0)
         ask_resolver(base, event);
     uint32_t result = take_answer(event);
     if (!is_io_event(event))
@@ -285,6 +275,12 @@ loop_end run_loop(ombrel_event_base_t& base, uint32_t loop_flags) {
     const loop_end end = iterate(base, loop_flags);
     base.m_running = 0;
     return end;
+}
+
+uint64_t next_expiry(ombrel_event_base_t& base) {
+    const ombrel_event_t* timer = base.m_timers.first();
+    const uint64_t expiry = timer != nullptr ? timer->m_expiry : UINT64_MAX;
+    return base.m_resolver_retry != 0 ? std::min(expiry, base.m_resolver_retry) : expiry;
 }
 
 void post_wakeup(ombrel_event_base_t& base) {

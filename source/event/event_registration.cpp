@@ -73,8 +73,8 @@ bool join(ombrel_event_base_t& base, ombrel_event_t& event, const char* function
         return false;
     }
     link_event(base, event);
-    if (needs_answer(event) || is_connect_pending(event))
-        await_loop(base, event);
+    if (needs_answer(event) ? ask_resolver(base, event) : is_connect_pending(event))
+        start_waiting(base.m_waiting, event);
     return true;
 }
 
@@ -95,7 +95,7 @@ bool register_event(ombrel_event_base_t& base, ombrel_event_t& event, int timeou
 void unregister_event(ombrel_event_base_t& base, ombrel_event_t& event) {
     deactivate(base, event);
     disarm_timer(base, event);
-    stop_awaiting_loop(base, event);
+    stop_waiting(event);
     drop_socket(base, event);
     detach_signal(event);
     if ((event.m_flags & def_ombrel_event_registered) == 0)
@@ -160,26 +160,24 @@ void deactivate(ombrel_event_base_t& base, ombrel_event_t& event) {
     base.m_active_event_count--;
 }
 
-void await_loop(ombrel_event_base_t& base, ombrel_event_t& event) {
-    if ((event.m_state & state_waiting) != 0)
-        return;
-    event.m_waiting_prev = nullptr;
-    event.m_waiting_next = base.m_waiting;
-    if (base.m_waiting != nullptr)
-        base.m_waiting->m_waiting_prev = &event;
-    base.m_waiting = &event;
+void start_waiting(ombrel_event_t*& list, ombrel_event_t& event) {
+    stop_waiting(event);
+    event.m_waiting_next = list;
+    if (list != nullptr)
+        list->m_waiting_link = &event.m_waiting_next;
+    list = &event;
+    event.m_waiting_link = &list;
     event.m_state |= state_waiting;
-    base.m_resolver_news.store(true);
 }
 
-void stop_awaiting_loop(ombrel_event_base_t& base, ombrel_event_t& event) {
+void stop_waiting(ombrel_event_t& event) {
     if ((event.m_state & state_waiting) == 0)
         return;
-    (event.m_waiting_prev != nullptr ? event.m_waiting_prev->m_waiting_next : base.m_waiting) =
-        event.m_waiting_next;
+    *event.m_waiting_link = event.m_waiting_next;
     if (event.m_waiting_next != nullptr)
-        event.m_waiting_next->m_waiting_prev = event.m_waiting_prev;
-    event.m_waiting_prev = event.m_waiting_next = nullptr;
+        event.m_waiting_next->m_waiting_link = event.m_waiting_link;
+    event.m_waiting_link = nullptr;
+    event.m_waiting_next = nullptr;
     event.m_state &= ~state_waiting;
 }
 

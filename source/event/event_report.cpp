@@ -77,10 +77,9 @@ namespace {
 
 // Whether a loop that sleeps has to look at the base again.
 bool concerns_wait(ombrel_event_base_t& base) {
-    const ombrel_event_t* timer = base.m_timers.first();
     return base.m_break != 0 || base.m_exit != 0 || base.m_active_event_count != 0 ||
-           base.m_resolver_news.load() || base.m_descriptors.has_always_ready() ||
-           (timer != nullptr && timer->m_expiry < base.m_wait_until) || !platform::wait_sees_changes();
+           base.m_waiting != nullptr || base.m_descriptors.has_always_ready() ||
+           next_expiry(base) < base.m_wait_until || !platform::wait_sees_changes();
 }
 
 } // namespace

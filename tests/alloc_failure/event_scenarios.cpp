@@ -184,6 +184,22 @@ OMBREL_FAILURE_ONCE(Event, loop_with_name) {
     wait_for_blocks(blocks);
 }
 
+// A name that cannot be queued is asked for later, not by whoever adds the event.
+OMBREL_FAILURE_ONCE(Event, add_event_with_resolver) {
+    const size_t blocks = ombrel_get_alloc_count();
+    {
+        loop_with_pair loop;
+        ombrel_event_t event{};
+        ombrel_assign_event_with_resolver(loop.base, &event, -1, def_ombrel_event_with_resolver, count_call,
+                                          nullptr, nullptr, -1, "127.0.0.1", 80);
+        const int result = fail.during([&] { return ombrel_add_event(&event, 10'000); });
+        EXPECT_TRUE(is_done_or_refused(fail, result));
+        EXPECT_EQ(nullptr, event.m_resolver_info);
+        ombrel_unassign_event(&event);
+    }
+    wait_for_blocks(blocks);
+}
+
 OMBREL_FAILURE_ONCE(Event, start_service) {
     const size_t blocks = ombrel_get_alloc_count();
     {

@@ -8,6 +8,8 @@
 
 #include "event/event_fixture.h"
 #include "support/capture.h"
+#include "support/fake_names.h"
+#include "support/time_travel.h"
 
 namespace {
 
@@ -76,6 +78,89 @@ TEST_F(EventConnect, ANameWithoutAnswerEndsWithItsTimeLimit) {
     EXPECT_EQ(0, event.add(60));
     EXPECT_EQ(0, once());
     EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_timeout}, event.results);
+}
+
+TEST_F(EventConnect, AddingAsksForTheName) {
+    recorder event;
+    names_asked = 0;
+    assign(event, -1, def_ombrel_event_with_resolver, "added.test", 80);
+    EXPECT_EQ(0, event.add(60000));
+    EXPECT_TRUE(wait_until([] { return names_asked > 0; })) << "no loop runs";
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_with_resolver}, event.results);
+    // What the cache knows needs no look-up and no second iteration.
+    recorder known;
+    assign(known, -1, def_ombrel_event_with_resolver, "added.test", 80);
+    EXPECT_EQ(0, known.add(60000));
+    EXPECT_EQ(0, poll());
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_with_resolver}, known.results);
+    EXPECT_EQ(1, names_asked);
+}
+
+TEST_F(EventConnect, ANameWithoutAnswerIsAskedAgain) {
+    names_to_fail = 2; // a failed look-up is tried once more at once
+    recorder first, second;
+    for (recorder* event : {&first, &second}) {
+        assign(*event, -1, managed, "late.test", server.port);
+        EXPECT_EQ(0, event->add(60000));
+    }
+    while (first.results.empty() || second.results.empty())
+        ASSERT_EQ(0, once());
+    for (const recorder* event : {&first, &second}) {
+        EXPECT_EQ(std::vector<uint32_t>{connected}, event->results);
+        ::close(event->fds[0]);
+    }
+}
+
+TEST_F(EventConnect, EventsThatShareANameMayGoWhileItIsAsked) {
+    hanging_names names;
+    std::array<recorder, 5> events;
+    for (recorder& event : events) {
+        assign(event, -1, def_ombrel_event_with_resolver, "shared.test", 80);
+        EXPECT_EQ(0, event.add(60000));
+    }
+    ASSERT_TRUE(names.wait_for_one());
+    for (const size_t gone : {4u, 0u, 2u}) // the first, the last and one between in whatever order
+        EXPECT_EQ(0, ombrel_unassign_event(&events[gone].event));
+    names.release();
+    while (events[1].results.empty() || events[3].results.empty())
+        ASSERT_EQ(0, once());
+    EXPECT_EQ(1, names_asked);
+}
+
+TEST_F(EventConnect, ABaseMayGoWhileANameIsAsked) {
+    const size_t before = ombrel_get_alloc_count();
+    {
+        hanging_names names;
+        ombrel_event_base_t* other = ombrel_new_event_base();
+        recorder event;
+        ASSERT_EQ(0,
+                  ombrel_assign_event_with_resolver(other, &event.event, -1, def_ombrel_event_with_resolver,
+                                                    recorder::handle, &event, nullptr, -1, "gone.test", 80));
+        EXPECT_EQ(0, event.add(60000));
+        ASSERT_TRUE(names.wait_for_one());
+        const capture errors(stderr);
+        EXPECT_EQ(0, ombrel_free_event_base(other));
+    }
+    EXPECT_TRUE(wait_until([=] { return ombrel_get_alloc_count() == before; }));
+}
+
+// Each answer is a matter of the events that wait for it, however many wait for others.
+TEST_F(EventConnect, ManyNamesCostWorkInProportion) {
+    constexpr int count = 500;
+    std::vector<recorder> events(count);
+    hanging_names names;
+    for (int i = 0; i < count; i++) {
+        assign(events[i], -1, def_ombrel_event_with_resolver, (std::to_string(i) + ".test").c_str(), 80);
+        EXPECT_EQ(0, events[i].add(600000));
+    }
+    clock_looks = 0;
+    names_in_steps = true;
+    for (int i = 0; i < count; i++) {
+        names.release();
+        ASSERT_EQ(0, once());
+    }
+    EXPECT_GT(50u * count, clock_looks);
 }
 
 TEST_F(EventConnect, TheLoopOpensTheSocketAndHandsItOver) {
