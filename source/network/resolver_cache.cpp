@@ -12,8 +12,8 @@
 #include <ombrel/short_lock.h>
 #include <ombrel/time.h>
 
+#include "core/deadline.h"
 #include "core/lock_guard.h"
-#include "network/deadline.h"
 #include "network/resolver_cache_internal.h"
 
 using namespace ombrel;
@@ -118,7 +118,7 @@ public:
     ombrel_resolver_t* run(int timeout_ms) {
         const deadline limit(timeout_ms);
         for (;;) {
-            const bool last_look = limit.is_over();
+            const bool last_look = limit.passed();
             if (look() || last_look)
                 return answer_;
             sleep_on(cache_, cache_->progress, get_name,
@@ -303,7 +303,7 @@ bool take_over(ombrel_resolver_cache_t* cache) {
     const deadline farewell(longest_farewell);
     cache->closing.store(true);
     while (!change_stage(cache, stage::idle, stage::closed)) {
-        if (farewell.is_over() && change_stage(cache, stage::asking, stage::being_left))
+        if (farewell.passed() && change_stage(cache, stage::asking, stage::being_left))
             return false;
         sleep_on(cache, cache->progress, close_name,
                  [cache] { return cache->thread_stage.load() == stage::idle ? 0u : slice; });

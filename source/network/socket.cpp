@@ -6,8 +6,8 @@
 #include <ombrel/select.h>
 #include <ombrel/short_lock.h>
 
+#include "core/deadline.h"
 #include "core/short_lock_guard.h"
-#include "network/deadline.h"
 #include "platform/socket.h"
 
 using namespace ombrel;
@@ -28,7 +28,7 @@ int accept_within(int s, sockaddr* address, int* size, int timeout_ms) {
         }
         if (accepted != platform::would_wait)
             return accepted;
-        if (limit.is_over())
+        if (limit.passed())
             return -1;
         ombrel_load_balance_short();
     }

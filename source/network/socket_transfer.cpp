@@ -10,8 +10,8 @@
 #include <ombrel/select.h>
 #include <ombrel/short_lock.h>
 
+#include "core/deadline.h"
 #include "core/heap_ptr.h"
-#include "network/deadline.h"
 #include "platform/socket.h"
 
 using namespace ombrel;
@@ -36,7 +36,7 @@ int wait_and_receive(int s, void* buffer, size_t size, sender from, int timeout_
         const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
         if (result != platform::would_wait)
             return result;
-        if (limit.is_over())
+        if (limit.passed())
             return def_ombrel_recv_timeout;
         ombrel_load_balance_short();
     }
@@ -73,7 +73,7 @@ int send_pieces(int s, const char* data, size_t size, const sockaddr* to, int to
             ombrel_load_balance_short();
         else
             sent += result;
-        if (sent == wanted || limit.is_over())
+        if (sent == wanted || limit.passed())
             return sent;
     }
 }
