@@ -12,9 +12,9 @@ const byte_string secrets[] = {byte_source().bytes(200), byte_string(200, 0x5A)}
 TEST(secrets, ciphers_leave_no_key_on_the_stack) {
     for (const cipher& c : ciphers) {
         byte_string room(c.round_key_size), data, iv;
-        EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const byte_string& key) {
-                      c.make_round_key(room.data(), key.data());
-                  }))
+        EXPECT_EQ(0u, bytes_left_on_stack(
+                          secrets[0], secrets[1],
+                          [&](const byte_string& key) { c.make_round_key(room.data(), key.data()); }))
             << c.name;
         const byte_string round_keys[] = {c.round_key(secrets[0]), c.round_key(secrets[1])};
         const auto left_by = [&](auto work) {
@@ -35,11 +35,12 @@ TEST(secrets, ciphers_leave_no_key_on_the_stack) {
 template<typename Family>
 void leaves_no_message() {
     uint8_t digest[Family::size];
-    EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const byte_string& message) {
-                  typename Family::context* const ctx = Family::open();
-                  Family::push(ctx, message.data(), message.size());
-                  Family::close(ctx, digest);
-              }))
+    EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1],
+                                      [&](const byte_string& message) {
+                                          typename Family::context* const ctx = Family::open();
+                                          Family::push(ctx, message.data(), message.size());
+                                          Family::close(ctx, digest);
+                                      }))
         << Family::name;
     typename Family::context* const ctx = Family::open();
     Family::push(ctx, std::string(60, 's').data(), 60);

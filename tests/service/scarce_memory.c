@@ -1,4 +1,5 @@
-/* Preloaded: one allocation in fifty fails, chosen by the seed that SCARCE_MEMORY_SEED gives. Without it none does. */
+/* Preloaded: one allocation in fifty fails, chosen by the seed that SCARCE_MEMORY_SEED gives. Without it none
+ * does. */
 #include <errno.h>
 #include <stdatomic.h>
 #include <stddef.h>

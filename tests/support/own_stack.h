@@ -1,5 +1,5 @@
-// Finds what calls leave behind of their secrets: on a stack of their own, whose memory is looked at afterwards,
-// and on the heap.
+// Finds what calls leave behind of their secrets: on a stack of their own, whose memory is looked at
+// afterwards, and on the heap.
 #pragma once
 
 #include <algorithm>
@@ -30,7 +30,8 @@ public:
         pthread_attr_init(&attributes);
         EXPECT_EQ(0, pthread_attr_setstack(&attributes, aligned(), size));
         pthread_t thread;
-        EXPECT_EQ(0, pthread_create(&thread, &attributes, run<decltype(call)>, const_cast<void*>(static_cast<const void*>(&call))));
+        EXPECT_EQ(0, pthread_create(&thread, &attributes, run<decltype(call)>,
+                                    const_cast<void*>(static_cast<const void*>(&call))));
         pthread_join(thread, nullptr);
         pthread_attr_destroy(&attributes);
         return {memory_.begin(), memory_.begin() + static_cast<ptrdiff_t>(used_)};
