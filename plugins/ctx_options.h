@@ -10,11 +10,13 @@
 #include <ombrel/ctx.h>
 #include <ombrel/heap.h>
 
-/// One or two texts as a terminated block for a scope; false without memory.
+/// One or two texts as a terminated block for a scope; false without memory. It is overwritten at the end,
+/// since it may hold a password.
 class heap_text {
 public:
     explicit heap_text(std::string_view text, std::string_view more = {})
-        : text_(static_cast<char*>(ombrel_alloc_tag(text.size() + more.size() + 1, "heap_text", __LINE__))) {
+        : text_(static_cast<char*>(ombrel_alloc_tag(text.size() + more.size() + 1, "heap_text", __LINE__))),
+          size_(text.size() + more.size()) {
         if (text_ == nullptr)
             return;
         memcpy(text_, text.data(), text.size());
@@ -22,7 +24,13 @@ public:
             memcpy(text_ + text.size(), more.data(), more.size());
         text_[text.size() + more.size()] = '\0';
     }
-    ~heap_text() { ombrel_check_free(text_); }
+    ~heap_text() {
+        if (text_ == nullptr)
+            return;
+        memset(text_, 0, size_);
+        asm volatile("" : : "r"(text_) : "memory"); // the stores stay, though nobody looks at them
+        ombrel_free(text_);
+    }
     heap_text(const heap_text&) = delete;
     heap_text& operator=(const heap_text&) = delete;
 
@@ -31,6 +39,7 @@ public:
 
 private:
     char* text_;
+    size_t size_;
 };
 
 /// The number that a whole text is in decimal.

@@ -80,9 +80,10 @@
  * 1428), the size of the file, and a time limit; one that grants nothing of this is used as it is. A packet
  * that is not answered is sent again after "interval" milliseconds (default 1000), then after twice and four
  * times as long, and "tries" times altogether (default 6); then the transfer fails with "timed out". No call
- * waits longer than that for each block. When writing, the option "size" tells the server the file's bytes
- * beforehand; the rest of the last block is sent by closing, whose result says whether the file arrived.
- * Closing a file that was not read to its end ends the transfer. There is no seeking.
+ * waits longer than that for each block; opening and closing, all their packets together, end within
+ * "timeout" as well. When writing, the option "size" tells the server the file's bytes beforehand; the rest
+ * of the last block is sent by closing, whose result says whether the file arrived. Closing a file that was
+ * not read to its end ends the transfer. There is no seeking.
  *
  * @par FTP
  * One file, read ("r"), written ("w") or appended to ("a"), as it is, over passive connections to the host of
@@ -93,7 +94,8 @@
  * writing too, which leaves what stands before it. Seeking begins the transfer again with the next read or
  * write; what was written before is confirmed by the server first. Seeking from the end needs a server that
  * tells the size. Each step of the dialogue and each connection waits no longer than "timeout". A file that
- * is read ends when the server confirms that it was sent whole, and closing after writing waits for the
+ * is read ends when the server confirms that it was sent whole; when it came shorter than the server had told
+ * its size, that is "disconnected". Closing after writing waits for the
  * confirmation and fails without it; closing in the middle of a file that is read ends the transfer.
  *
  * @par Errors

@@ -29,6 +29,7 @@ tftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {
     request.interval_ms = option_number(ctx, "interval", request.interval_ms);
     request.tries =
         static_cast<unsigned>(std::max(option_number(ctx, "tries", static_cast<int>(request.tries)), 1));
+    request.limit_ms = ctx.timeout;
     uint64_t size = 0;
     const char* const size_text = option_text(ctx, "size");
     if (size_text != nullptr && protocol::parse_decimal(size_text, INT64_MAX, size))

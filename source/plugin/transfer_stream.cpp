@@ -21,6 +21,8 @@ int error_of(transfer_fault fault) {
         return def_ombrel_ctx_error_invalid_argument;
     case transfer_fault::no_memory:
         return def_ombrel_ctx_error_no_memory;
+    case transfer_fault::no_descriptor:
+        return def_ombrel_ctx_error_no_descriptor;
     case transfer_fault::unreachable:
     case transfer_fault::lost:
         return def_ombrel_ctx_error_disconnected;

@@ -76,6 +76,7 @@ void ftp_client::ask_size() {
 bool ftp_client::begin(uint64_t offset) {
     if (!open_passive())
         return false;
+    position_ = offset;
     const deadline limit(limit_ms_);
     if (offset > 0) {
         char text[24];
@@ -139,11 +140,15 @@ ptrdiff_t ftp_client::read(void* buffer, size_t size, int timeout_ms) {
     const int result = receive_until(data_, buffer, size, deadline(timeout_ms));
     if (result == def_ombrel_recv_timeout)
         return transfer_waited;
-    if (result > 0)
-        return result;
     if (result == -1)
         return lose_data(), -1;
-    return finish() ? 0 : -1;
+    position_ += static_cast<uint64_t>(result);
+    return result > 0 ? result : finish() && has_come_whole() ? 0 : -1;
+}
+
+/// A server that ends early may call that complete. What grew while it was read is none of its faults.
+bool ftp_client::has_come_whole() {
+    return !size_ || position_ >= *size_ || error_.set(transfer_fault::lost, "the file came short");
 }
 
 ptrdiff_t ftp_client::write(const void* data, size_t size, int timeout_ms) {

@@ -38,7 +38,7 @@ public:
     /// @return 1 when it can (at the end of the file too), 0 when the time ran out, -1 after a failure
     int wait(int timeout_ms);
 
-    /// The end counts when the server has confirmed it.
+    /// The end counts when the server has confirmed it, and when as much has come as the server told before.
     /// @return bytes, 0 at the end, -1 after a failure, transfer_waited
     ptrdiff_t read(void* buffer, size_t size, int timeout_ms);
 
@@ -65,6 +65,7 @@ private:
     bool command(std::string_view verb, std::string_view argument);
     bool end_transfer();
     bool finish();
+    bool has_come_whole();
     void abandon();
     void close_data();
     bool lose_data();
@@ -77,6 +78,7 @@ private:
     bool transferring_ = false; ///< the server still has to say how the transfer ended
     char* path_ = nullptr;
     std::optional<uint64_t> size_;
+    uint64_t position_ = 0; ///< of the next byte to come
     transfer_error error_;
 };
 

@@ -6,6 +6,7 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
+#include "core/wipe.h"
 #include "network/socket_guard.h"
 #include "protocol/patient_socket.h"
 
@@ -46,6 +47,9 @@ transfer_fault connect_fault(int number) {
     case EINPROGRESS:
     case ETIMEDOUT:
         return transfer_fault::timed_out;
+    case EMFILE:
+    case ENFILE:
+        return transfer_fault::no_descriptor;
     default:
         return transfer_fault::unreachable;
     }
@@ -84,6 +88,7 @@ bool ftp_control::send(std::string_view verb, std::string_view argument, const d
     if (!is_open())
         return error.set(transfer_fault::lost, "the control connection is closed");
     char command[most_ftp_command];
+    const wipe_guard guard(command); // it may hold a password
     const size_t size = write_ftp_command(command, verb, argument);
     if (size == 0)
         return error.set(transfer_fault::invalid_name, "a name that no command can carry");
@@ -144,6 +149,7 @@ int ftp_control::open_data(int port, const deadline& limit, transfer_error& erro
     // The host is always the control connection's: an address in a reply could send the client anywhere.
     endpoint peer;
     int size = endpoint::room();
+    errno = 0;
     if (ombrel_getpeername(socket_, peer.get(), &size) == 0 &&
         ombrel_sockaddr_set_port(peer.get(), port) == 0) {
         socket_guard data(ombrel_open_socket(peer.family(), SOCK_STREAM, 0));
@@ -152,7 +158,7 @@ int ftp_control::open_data(int port, const deadline& limit, transfer_error& erro
             return data.release();
         }
     }
-    error.set(limit.passed() ? transfer_fault::timed_out : transfer_fault::unreachable, "no data connection");
+    error.set(limit.passed() ? transfer_fault::timed_out : socket_fault(), "no data connection");
     return def_ombrel_invalid_socket;
 }
 

@@ -83,8 +83,10 @@ tftp_options options_of(const tftp_request& request) {
 } // namespace
 
 bool tftp_client::open(const tftp_request& request) {
+    const deadline limit(request.limit_ms);
     writing_ = request.write;
     interval_ms_ = std::max(request.interval_ms, 1);
+    limit_ms_ = request.limit_ms;
     if (request.block_size < least_tftp_block || request.block_size > most_tftp_block)
         return error_.set(transfer_fault::refused, "the block size is out of range");
     if (!allocate(request))
@@ -95,17 +97,19 @@ bool tftp_client::open(const tftp_request& request) {
     for (const ombrel_resolver_t* answer = answers.first(); answer != nullptr; answer = answer->m_next) {
         const unsigned tries = std::max(request.tries, 1u);
         tries_ = answer->m_next != nullptr ? std::min(tries, passing_tries) : tries;
-        error_.clear();
-        bool opened = open_at(request, answer->m_address, answer->m_address_size, true);
-        if (!opened && is_dislike_of_options(error_)) {
-            error_.clear();
-            opened = open_at(request, answer->m_address, answer->m_address_size, false);
-        }
+        const bool opened = open_at(request, answer->m_address, answer->m_address_size, limit);
         tries_ = tries;
-        if (opened || peer_known_ || error_.fault() == transfer_fault::invalid_name)
+        if (opened || peer_known_ || limit.passed() || error_.fault() == transfer_fault::invalid_name)
             return opened;
     }
     return false;
+}
+
+bool tftp_client::open_at(const tftp_request& request, const sockaddr* address, int address_size,
+                          const deadline& limit) {
+    if (open_once(request, address, address_size, true, limit))
+        return true;
+    return is_dislike_of_options(error_) && open_once(request, address, address_size, false, limit);
 }
 
 bool tftp_client::allocate(const tftp_request& request) {
@@ -120,17 +124,26 @@ bool tftp_client::allocate(const tftp_request& request) {
     return true;
 }
 
-bool tftp_client::open_at(const tftp_request& request, const sockaddr* address, int address_size,
-                          bool with_options) {
+bool tftp_client::open_once(const tftp_request& request, const sockaddr* address, int address_size,
+                            bool with_options, const deadline& limit) {
+    error_.clear();
     ombrel_close_socket(socket_);
     // A number of its own for each attempt keeps answers to earlier ones away.
     socket_ = ombrel_open_socket(address->sa_family, SOCK_DGRAM, 0);
     if (socket_ == def_ombrel_invalid_socket)
-        return error_.set(transfer_fault::unreachable, "no socket");
+        return error_.set(socket_fault(), "no socket");
     std::memcpy(peer_.get(), address, static_cast<size_t>(address_size));
     peer_known_ = false;
     stage_ = stage::asking;
-    return ask(request, with_options) && wait(-1) == 1;
+    return ask(request, with_options) && wait_for_peer(limit);
+}
+
+/// The tries end the wait too, where they are through before the limit.
+bool tftp_client::wait_for_peer(const deadline& limit) {
+    const int ready = wait(limit.left());
+    if (ready == 0)
+        fail_and_tell(transfer_fault::timed_out, tftp_error_code::not_defined, "no answer in time");
+    return ready == 1;
 }
 
 bool tftp_client::ask(const tftp_request& request, bool with_options) {
@@ -378,10 +391,13 @@ void tftp_client::look_back() {
 
 bool tftp_client::close() {
     if (!error_ && stage_ == stage::moving) {
-        if (writing_ && wait(-1) == 1) {
-            send_block();
-            wait(-1);
-        } else if (!writing_) {
+        if (writing_) {
+            const deadline limit(limit_ms_);
+            if (wait_for_peer(limit)) {
+                send_block();
+                wait_for_peer(limit);
+            }
+        } else {
             tell_error(peer_, tftp_error_code::not_defined, "no more is wanted");
         }
     } else if (!error_ && stage_ == stage::ended) {

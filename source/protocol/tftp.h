@@ -22,6 +22,7 @@ struct tftp_request {
     size_t block_size = 1428;   ///< asked for, 8 to 65464; this one is not fragmented on an Ethernet
     int interval_ms = 1000;     ///< the wait before a packet is sent again; doubled up to four times as long
     unsigned tries = 6;         ///< how often a packet is sent before the peer counts as gone
+    int limit_ms = -1;          ///< for open() in all, and for close(); negative: as long as the tries take
     std::optional<uint64_t> size; ///< of the file to write, where it is known
 };
 
@@ -29,7 +30,7 @@ struct tftp_request {
 ///
 /// Trivially copyable, so that a record on the heap can hold it; close() is to be called by hand, once for
 /// each open() whether that succeeded or not. One thread uses it at a time. No call waits longer than the
-/// tries of one packet take.
+/// tries of one packet take, but open() for the host's name as long as the platform's resolver.
 class tftp_client {
 public:
     /// Asks for the file and waits until the transfer has begun: for the first block when reading.
@@ -60,13 +61,17 @@ public:
 private:
     enum class stage { closed, asking, moving, ended };
 
-    bool open_at(const tftp_request& request, const sockaddr* address, int address_size, bool with_options);
+    bool open_at(const tftp_request& request, const sockaddr* address, int address_size,
+                 const deadline& limit);
+    bool open_once(const tftp_request& request, const sockaddr* address, int address_size, bool with_options,
+                   const deadline& limit);
     bool ask(const tftp_request& request, bool with_options);
     bool allocate(const tftp_request& request);
     void look_back();
     void release();
 
     bool is_ready() const;
+    bool wait_for_peer(const deadline& limit);
     bool fail(transfer_fault fault, std::string_view text, int peer_code = 0);
     void fail_and_tell(transfer_fault fault, tftp_error_code code, const char* text);
 
@@ -92,6 +97,7 @@ private:
     bool outstanding_ = false; ///< writing: the last packet waits for its acknowledgement
     int socket_ = -1;
     int interval_ms_ = 0;
+    int limit_ms_ = -1;
     unsigned tries_ = 0;
     unsigned times_sent_ = 0;
     tftp_options asked_;

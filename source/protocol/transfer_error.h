@@ -1,6 +1,7 @@
 // Why a transfer failed: the kind for programs, a text for people.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <string_view>
 
@@ -10,6 +11,7 @@ enum class transfer_fault {
     none,
     invalid_name, ///< a name that cannot be asked for
     no_memory,
+    no_descriptor, ///< the process or the system has none left
     unknown_host,
     unreachable, ///< no connection to the host, or no way to it
     timed_out,
@@ -21,6 +23,11 @@ enum class transfer_fault {
     exists,
     refused, ///< the peer said no for another reason
 };
+
+/// What kept a socket from being opened, by the error number that the platform left.
+inline transfer_fault socket_fault() {
+    return errno == EMFILE || errno == ENFILE ? transfer_fault::no_descriptor : transfer_fault::unreachable;
+}
 
 /// The result of a transferring call whose own time ran out; the transfer goes on.
 inline constexpr int transfer_waited = -2;

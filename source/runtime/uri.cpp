@@ -8,6 +8,7 @@
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "runtime/uri_scheme.h"
 #include "text/ctype_table.h"
 #include "text/slice.h"
@@ -267,6 +268,9 @@ ombrel_uri_t* ombrel_parse_uri_tag(const char* text, const char* caller, unsigne
 }
 
 int ombrel_free_uri_tag(ombrel_uri_t* uri, const char* caller, unsigned long line) {
+    if (uri != nullptr && uri->m_password != nullptr)
+        for (const char* text : {uri->m_user, uri->m_password, uri->m_rest})
+            ombrel::wipe_text(const_cast<char*>(text));
     return ombrel_check_free_tag(uri, caller, line);
 }
 

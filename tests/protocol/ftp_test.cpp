@@ -77,11 +77,35 @@ INSTANTIATE_TEST_SUITE_P(
         script_case{"wrong_password", {{"PASS", "530 no\r\n"}}, transfer_fault::no_access},
         script_case{"account", {{"PASS", "332 who\r\n"}}, transfer_fault::no_access},
         script_case{"no_size", {{"SIZE", "502 what\r\n"}}, transfer_fault::none},
+        script_case{"comes_short", {{"SIZE", "213 6\r\n"}}, transfer_fault::lost},
+        script_case{"has_grown", {{"SIZE", "213 4\r\n"}}, transfer_fault::none},
         script_case{"broken_off", {{"RETR", "150 now\r\n426 cut\r\n"}}, transfer_fault::lost},
         script_case{"no_preliminary", {{"RETR", "226 done\r\n"}}, transfer_fault::violation},
         script_case{"silent_greeting", {{"", ""}}, transfer_fault::timed_out},
         script_case{"silent_end", {{"RETR", "150 now\r\n"}, {"QUIT", ""}}, transfer_fault::timed_out}),
     [](const auto& each) { return each.param.name; });
+
+TEST_F(FtpClient, goes_on_where_it_was_asked_to_or_not_at_all) {
+    struct {
+        std::map<std::string, std::string> changes;
+        transfer_fault fault;
+    } const cases[] = {
+        {{{"SIZE", "213 7\r\n"}}, transfer_fault::none},
+        {{{"SIZE", "213 8\r\n"}}, transfer_fault::lost},
+        // What comes then is the file from its beginning, which is not to be taken for its end.
+        {{{"REST", "502 what\r\n"}}, transfer_fault::refused},
+        {{{"REST", "226 done\r\n"}}, transfer_fault::violation},
+    };
+    request_.offset = 2;
+    for (const auto& each : cases) {
+        client_ = ftp_client();
+        const scripted_ftp_server server(each.changes);
+        const bool read = open(server.port()) && rest() == "hello";
+        EXPECT_EQ(each.fault, client_.error().fault()) << client_.error().text();
+        EXPECT_EQ(each.fault == transfer_fault::none, read);
+        client_.close();
+    }
+}
 
 TEST_F(FtpClient, a_name_cannot_carry_a_command) {
     for (const char* path : {"a\r\nDELE b", "a\nb", "a\rb", ""}) {

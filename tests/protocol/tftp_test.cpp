@@ -122,6 +122,14 @@ TEST_F(TftpClient, gives_up_on_a_silent_host) {
     EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
 }
 
+// With the tries of the fixture these would take minutes.
+TEST_F(TftpClient, opens_within_its_limit) {
+    const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
+    request_.limit_ms = 50;
+    EXPECT_FALSE(open(own_port(silent), "file"));
+    EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+}
+
 // Plays the server of one transfer, packet by packet.
 class TftpScript : public TftpClient {
 protected:
@@ -179,6 +187,16 @@ TEST_F(TftpScript, a_late_error_takes_nothing_back) {
          });
     EXPECT_EQ(std::string(3, 1), fetched);
     EXPECT_TRUE(client_.close());
+}
+
+TEST_F(TftpScript, closes_within_its_limit) {
+    request_.limit_ms = 2000;
+    play(
+        [&] {
+            EXPECT_FALSE(store(own_port(server_), "file", "bytes"));
+            EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+        },
+        [&] { give(acknowledged(0)); });
 }
 
 TEST_F(TftpScript, repeated_acknowledgements_double_nothing) {
