@@ -12,6 +12,15 @@
  * checked. The functions ending in `_tag` take the name of the calling function (a static string: the pointer
  * is kept, not the text) and its source line, which appear in reports; the macros without `_tag` pass the
  * caller's own.
+ *
+ * A child process has the thread that forked and no other. In the child:
+ * - Every call on a lock works, whatever other threads were doing with that lock at the fork.
+ * - A lock that was free is free. One that the forking thread held is held, to be released there as in the
+ *   parent. Its thread id is a new one, though: it must not take a thread-aware lock once more before it has
+ *   released it.
+ * - A lock that another thread held stays held, by nobody who could release it: attempts wait. The child may
+ *   release it with ombrel_unlock(), once a level, if it knows that what the lock guards is in order.
+ * - Nobody waits for any lock. The blocks of the threads that are gone stay live.
  */
 #ifndef OMBREL_LOCK_H
 #define OMBREL_LOCK_H

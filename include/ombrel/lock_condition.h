@@ -4,6 +4,8 @@
  *
  * A condition remembers nothing: a wake-up without a waiter is lost. Keep the predicate under the lock,
  * change it there, and look at it again after every wait, which may end without a wake-up. Any thread.
+ *
+ * In a child process nobody waits on any condition: the parent's waiters are not there.
  */
 #ifndef OMBREL_LOCK_CONDITION_H
 #define OMBREL_LOCK_CONDITION_H

@@ -5,6 +5,9 @@
  * A short lock is not recursive and keeps no owner: any thread may release it. Hold it for a few instructions
  * only, never across a call that may sleep. A zero-filled record is a free lock, so static ones need no
  * initialiser call.
+ *
+ * A lock that is held at a fork is held in the child, too: hold it over the fork yourself if the child is to
+ * release it.
  */
 #ifndef OMBREL_SHORT_LOCK_H
 #define OMBREL_SHORT_LOCK_H

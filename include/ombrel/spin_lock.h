@@ -6,6 +6,8 @@
  * order. A zero-filled record is a free lock. Any thread may call these functions, and any thread may drop a
  * reference. `tag` is the name of the calling function (a static string: the pointer is kept) and `line` its
  * source line; the macros without `_tag` pass the caller's own.
+ *
+ * In a child process the references that were held at the fork are held, to be dropped by the child alone.
  */
 #ifndef OMBREL_SPIN_LOCK_H
 #define OMBREL_SPIN_LOCK_H

@@ -39,7 +39,9 @@ void release_trail_and_heap() {
 }
 
 const struct fork_guard {
-    fork_guard() { platform::surround_forks(hold_trail_and_heap, release_trail_and_heap); }
+    fork_guard() {
+        platform::surround_forks(hold_trail_and_heap, release_trail_and_heap, release_trail_and_heap);
+    }
 } guard_of_forks;
 
 size_t link_entry(ombrel_exception_t* entry) {

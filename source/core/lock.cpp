@@ -11,6 +11,7 @@
 #include "core/lock_report.h"
 #include "core/report_interval.h"
 #include "core/short_lock_guard.h"
+#include "core/wait_registry.h"
 
 using namespace ombrel;
 
@@ -24,39 +25,51 @@ uint32_t dead_lock_duration(const ombrel_lock_t& lock) {
                                                             : lock.m_dead_lock_duration;
 }
 
-enum class entry { taken, busy, queued, queued_first };
-
-// A claim that finds somebody waiting goes behind, whether the lock is free or not: nobody overtakes.
-entry enter(ombrel_lock_t& lock, lock_claim* claim, bool may_wait) {
-    const short_lock_guard guard(lock.m_guard);
+// Called with the guard held. A claim that finds somebody waiting must wait, too, whether the lock is free or
+// not: nobody overtakes.
+bool take_if_free(ombrel_lock_t& lock, lock_claim* claim) {
     const lock_claim* owner = lock.m_owners;
     const bool again = owner != nullptr && claim->thread_id != 0 && claim->thread_id == owner->thread_id;
-    if (again || (owner == nullptr && lock.m_waiters_head == nullptr)) {
-        push_owner(lock, claim);
+    if (!again && (owner != nullptr || lock.m_waiters_head != nullptr))
+        return false;
+    push_owner(lock, claim);
+    return true;
+}
+
+bool try_enter(ombrel_lock_t& lock, lock_claim* claim) {
+    const short_lock_guard guard(lock.m_guard);
+    return take_if_free(lock, claim);
+}
+
+enum class entry { taken, queued, queued_first };
+
+entry enter_or_queue(ombrel_lock_t& lock, lock_claim* claim) {
+    const short_lock_guard guard(lock.m_guard);
+    if (take_if_free(lock, claim))
         return entry::taken;
-    }
-    if (!may_wait)
-        return entry::busy;
     claim->bell.hang();
     const bool first = lock.m_waiters_head == nullptr;
     append_waiter(lock, claim);
     return first ? entry::queued_first : entry::queued;
 }
 
-/// The wait of a claim that stands in line.
+/// The wait of a claim for which the lock was not free.
 class lock_wait {
 public:
     lock_wait(ombrel_lock_t& lock, lock_claim* claim, uint32_t timeout_ms)
-        : lock_(lock), claim_(claim), caller_{claim->tag, claim->line},
+        : registration_(nullptr, &lock), lock_(lock), claim_(claim), caller_{claim->tag, claim->line},
           endless_(timeout_ms == def_ombrel_infinite) {
         ombrel_init_timer(&timer_, endless_ ? dead_lock_duration(lock) : timeout_ms);
     }
 
     /// Whether the lock was taken; else the claim is in no list any more.
-    bool run(bool first_in_line) {
+    bool run() {
         // Critical sections are short, and their end often near.
         constexpr int looks = 50;
-        if (first_in_line)
+        const entry entered = enter_or_queue(lock_, claim_);
+        if (entered == entry::taken)
+            return true;
+        if (entered == entry::queued_first)
             ready_soon(looks, [this] { return is_turn_of(lock_, claim_); });
         state now = look();
         if (now == state::waiting) {
@@ -137,6 +150,7 @@ private:
         slice_ = read_slice(remaining, longest_slice);
     }
 
+    registered_wait registration_;
     ombrel_lock_t& lock_;
     lock_claim* claim_;
     call_site caller_;
@@ -151,9 +165,8 @@ private:
     return -1;
 }
 
-[[gnu::noinline]] int wait_or_leave(ombrel_lock_t& lock, lock_claim* claim, uint32_t timeout_ms,
-                                    entry entered) {
-    if (entered != entry::busy && lock_wait(lock, claim, timeout_ms).run(entered == entry::queued_first))
+[[gnu::noinline]] int wait_or_leave(ombrel_lock_t& lock, lock_claim* claim, uint32_t timeout_ms) {
+    if (timeout_ms != 0 && lock_wait(lock, claim, timeout_ms).run())
         return 0;
     free_claim(claim);
     return -1;
@@ -265,8 +278,7 @@ int ombrel_lock_timeout_tag(ombrel_lock_t* lock, uint32_t timeout_ms, const char
     lock_claim* claim = new_claim(*lock, {tag, line});
     if (claim == nullptr)
         return refuse(*lock, {tag, line});
-    const entry entered = enter(*lock, claim, timeout_ms != 0);
-    return entered == entry::taken ? 0 : wait_or_leave(*lock, claim, timeout_ms, entered);
+    return try_enter(*lock, claim) ? 0 : wait_or_leave(*lock, claim, timeout_ms);
 }
 
 int ombrel_try_lock_tag(ombrel_lock_t* lock, const char* tag, unsigned long line) {

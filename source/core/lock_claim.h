@@ -77,8 +77,9 @@ inline void free_claim(lock_claim* claim) {
 }
 
 // Waiters look at the owners and at the head of their line without the guard.
+// A fork may take place between any two steps, so the claim is in order before.
 inline void set_owners(ombrel_lock_t& lock, lock_claim* claim) {
-    __atomic_store_n(&lock.m_owners, claim, __ATOMIC_RELAXED);
+    __atomic_store_n(&lock.m_owners, claim, __ATOMIC_RELEASE);
 }
 
 inline void push_owner(ombrel_lock_t& lock, lock_claim* claim) {

@@ -14,6 +14,7 @@
 #include "core/node_list.h"
 #include "core/report_interval.h"
 #include "core/short_lock_guard.h"
+#include "core/wait_registry.h"
 #include "core/wakeup.h"
 
 /// A waiting thread's record, on that thread's stack.
@@ -55,7 +56,8 @@ void remove(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
 class condition_wait {
 public:
     condition_wait(ombrel_lock_condition_t& condition, uint32_t timeout_ms, call_site caller)
-        : condition_(condition), waiter_{nullptr, nullptr, {}, -1, caller.tag, caller.line},
+        : registration_(&condition, nullptr),
+          condition_(condition), waiter_{nullptr, nullptr, {}, -1, caller.tag, caller.line},
           endless_(timeout_ms == def_ombrel_infinite) {
         ombrel_init_timer(&timer_, endless_ ? one_hour : timeout_ms);
         waiter_.bell.hang();
@@ -120,6 +122,7 @@ private:
         return false;
     }
 
+    registered_wait registration_;
     ombrel_lock_condition_t& condition_;
     condition_waiter waiter_;
     bool endless_;

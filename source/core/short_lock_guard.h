@@ -5,15 +5,21 @@
 
 namespace ombrel {
 
-inline bool try_take(ombrel_short_lock_t& lock) {
-    return __atomic_exchange_n(&lock.m_word, 1u, __ATOMIC_ACQUIRE) == 0;
+/// What the library's own locks hold while they are held: 1, and in a child process one more than in its
+/// parent. A lock with another number was held at the fork, by a thread that the child does not have. What
+/// the library does under its short locks leaves data in order at each step, so that such a lock counts as
+/// free. The locks of users, who may hold theirs over a fork, are another matter: they hold 1 everywhere.
+extern uint32_t held_mark;
+
+inline bool was_free(uint32_t found) {
+    return found == 0 || found != held_mark;
 }
 
-/// Waits for a lock that the first attempt found held.
+/// Waits for a lock that is held.
 void wait_and_take(ombrel_short_lock_t& lock);
 
 inline void take(ombrel_short_lock_t& lock) {
-    if (!try_take(lock))
+    if (!was_free(__atomic_exchange_n(&lock.m_word, held_mark, __ATOMIC_ACQUIRE)))
         wait_and_take(lock);
 }
 

@@ -9,6 +9,7 @@
 #include <ombrel/timer.h>
 
 #include "core/banner.h"
+#include "core/short_lock_guard.h"
 
 using namespace ombrel;
 
@@ -29,7 +30,7 @@ public:
     guard_word(const guard_word&) = delete;
     guard_word& operator=(const guard_word&) = delete;
 
-    bool try_take() { return held_ = ombrel_atomic_exchange(word_, 1) == 0; }
+    bool try_take() { return held_ = was_free(ombrel_atomic_exchange(word_, held_mark)); }
 
 private:
     volatile uint32_t* word_;

@@ -26,9 +26,9 @@ inline void relax_processor() {
 /// Runs `entry(argument)` on a new detached thread; `stack_size` 0 means the host's default.
 bool start_detached_thread(void (*entry)(void*), void* argument, size_t stack_size);
 
-/// Has `before` called before each fork of the process and `after` behind it, in the parent and in the child.
-/// Nothing to do where processes do not fork.
-void surround_forks(void (*before)(), void (*after)());
+/// Has `before` called before each fork of the process and, behind it, one function in the parent and another
+/// in the child. Null calls nothing. Nothing to do where processes do not fork.
+void surround_forks(void (*before)(), void (*in_parent)(), void (*in_child)());
 
 /// Scheduling policy and priority of the calling thread, with the policy's range.
 struct thread_priority {

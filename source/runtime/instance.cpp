@@ -88,7 +88,9 @@ public:
     void give_back(uint32_t index, bool spent) {
         const short_lock_guard guard(lock_);
         uint32_t& list = spent ? spent_ : free_;
-        find(index)->place = std::exchange(list, index);
+        slot* given = find(index);
+        __atomic_store_n(&given->place, list, __ATOMIC_RELAXED);
+        __atomic_store_n(&list, index, __ATOMIC_RELEASE); // a fork in between finds the list whole
     }
 
 private:

@@ -274,8 +274,10 @@ template<typename Change>
 uint32_t change_flags(ombrel_service_t* service, Change change) {
     if (service == nullptr)
         return 0;
-    const short_lock_guard guard(service->flags_lock);
-    return service->flags = change(service->flags);
+    ombrel_short_lock(&service->flags_lock);
+    const uint32_t changed = service->flags = change(service->flags);
+    ombrel_short_unlock(&service->flags_lock);
+    return changed;
 }
 
 } // namespace

@@ -97,8 +97,8 @@ bool start_detached_thread(void (*entry)(void*), void* argument, size_t stack_si
     return started;
 }
 
-void surround_forks(void (*before)(), void (*after)()) {
-    pthread_atfork(before, after, after);
+void surround_forks(void (*before)(), void (*in_parent)(), void (*in_child)()) {
+    pthread_atfork(before, in_parent, in_child);
 }
 
 bool get_thread_priority(thread_priority& result) {

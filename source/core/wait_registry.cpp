@@ -1,0 +1,58 @@
+#include "core/wait_registry.h"
+
+#include "core/node_list.h"
+#include "core/short_lock_guard.h"
+#include "platform/thread.h"
+
+namespace ombrel {
+
+namespace {
+
+using wait_list = node_list<registered_wait>;
+
+struct {
+    ombrel_short_lock_t lock;
+    registered_wait* first;
+} waits;
+
+void hold_waits() {
+    take(waits.lock);
+}
+
+void release_waits() {
+    release(waits.lock);
+}
+
+void forget_waits() {
+    while (registered_wait* wait = waits.first) {
+        wait->empty_lines();
+        wait_list(waits.first).unlink(*wait);
+    }
+    release_waits();
+}
+
+const struct fork_guard {
+    fork_guard() { platform::surround_forks(hold_waits, release_waits, forget_waits); }
+} guard_of_forks;
+
+} // namespace
+
+registered_wait::registered_wait(ombrel_lock_condition_t* condition, ombrel_lock_t* lock)
+    : condition_(condition), lock_(lock) {
+    const short_lock_guard guard(waits.lock);
+    wait_list(waits.first).prepend(*this);
+}
+
+registered_wait::~registered_wait() {
+    const short_lock_guard guard(waits.lock);
+    wait_list(waits.first).unlink(*this);
+}
+
+void registered_wait::empty_lines() const {
+    if (condition_ != nullptr)
+        condition_->m_waiters_head = condition_->m_waiters_tail = nullptr;
+    if (lock_ != nullptr)
+        lock_->m_waiters_head = lock_->m_waiters_tail = nullptr;
+}
+
+} // namespace ombrel

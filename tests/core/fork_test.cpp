@@ -1,0 +1,118 @@
+// What locks and conditions are in a child process.
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ombrel/lock.h>
+#include <ombrel/lock_condition.h>
+#include <ombrel/short_lock.h>
+#include <ombrel/spin_lock.h>
+
+namespace {
+
+// The thread sanitizer does not follow a fork among threads, and an allocator of the address sanitizer may be
+// held by one of them.
+#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
+
+// The status of a child that does the work, 0 when that gave true; a child that hangs is ended.
+template<typename Work>
+int in_child(const Work& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        _exit(work() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+struct monitor {
+    ombrel_lock_t lock = def_ombrel_lock_initializer;
+    ombrel_lock_condition_t condition = def_ombrel_lock_condition_initializer;
+    ombrel_spin_lock_t spin_lock{};
+
+    // One turn of what threads do with it. All three contend for the guards.
+    void use() {
+        if (ombrel_lock_timeout(&lock, 1) == 0) {
+            ombrel_lock_condition_wakeup_broadcast(&condition);
+            ombrel_unlock(&lock);
+        }
+        ombrel_lock_condition_wait_timeout(&condition, nullptr, 0);
+        if (ombrel_reference_try_spin_lock(&spin_lock, def_ombrel_spin_lock_shared) == 1)
+            ombrel_reference_spin_unlock(&spin_lock);
+    }
+
+    // A holder of the parent that is not in the child is released; then the lock serves as ever.
+    bool serves_in_child() {
+        const bool nobody_waits = ombrel_lock_condition_wakeup(&condition) == -1;
+        ombrel_try_lock(&lock);
+        while (lock.m_owners != nullptr)
+            ombrel_unlock(&lock);
+        const bool taken = ombrel_lock(&lock) == 0;
+        ombrel_lock_condition_wait_timeout(&condition, &lock, 1);
+        while (spin_lock.m_reference_count != 0)
+            ombrel_reference_spin_unlock(&spin_lock);
+        return nobody_waits && taken && ombrel_unlock(&lock) == 0 && ombrel_spin_lock(&spin_lock) == 1;
+    }
+};
+
+TEST(fork_test, no_guard_stays_held_in_a_child) {
+    monitor shared;
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; i++)
+        threads.emplace_back([&] {
+            while (!stop)
+                shared.use();
+        });
+    int failed = 0;
+    for (int i = 0; i < 200 && failed == 0; i++)
+        failed = in_child([&] { return shared.serves_in_child(); });
+    EXPECT_EQ(failed, 0);
+    stop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(shared.lock.m_owners, nullptr);
+}
+
+// The holder forks while others wait for its lock and on its condition, who are not in the child.
+TEST(fork_test, the_forking_threads_lock_is_its_own_in_the_child) {
+    monitor held;
+    ombrel_short_lock_t short_lock{};
+    ASSERT_EQ(ombrel_short_lock(&short_lock), 0);
+    ASSERT_EQ(ombrel_lock(&held.lock), 0);
+    std::thread waiting([&] {
+        ombrel_lock(&held.lock);
+        ombrel_unlock(&held.lock);
+    });
+    std::thread sleeping([&] { ombrel_lock_condition_wait(&held.condition, nullptr); });
+    const auto both_wait = [&] {
+        return *const_cast<void* volatile*>(reinterpret_cast<void**>(&held.lock.m_waiters_head)) != nullptr &&
+               *const_cast<void* volatile*>(reinterpret_cast<void**>(&held.condition.m_waiters_head)) !=
+                   nullptr;
+    };
+    while (!both_wait())
+        std::this_thread::yield();
+    EXPECT_EQ(in_child([&] {
+                  return ombrel_try_short_lock(&short_lock) == 0 && ombrel_short_unlock(&short_lock) == 0 &&
+                         ombrel_try_lock(&held.lock) == 0 && ombrel_unlock(&held.lock) == 0 &&
+                         ombrel_lock_condition_wakeup(&held.condition) == -1 &&
+                         ombrel_uninit_lock_condition(&held.condition) == 0 && ombrel_lock(&held.lock) == 0 &&
+                         ombrel_unlock(&held.lock) == 0 && ombrel_uninit_lock(&held.lock) == 0;
+              }),
+              0);
+    EXPECT_EQ(ombrel_unlock(&held.lock), 0);
+    waiting.join();
+    EXPECT_EQ(ombrel_lock_condition_wakeup(&held.condition), 0);
+    sleeping.join();
+}
+
+#endif
+
+} // namespace
