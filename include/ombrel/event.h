@@ -11,7 +11,12 @@
  * free any event of its base, its own and others that are already active included.
  *
  * Every function here may be called from any thread, while the loop sleeps or runs. An event itself belongs
- * to its user: do not free it on one thread while another uses it or while its handler runs.
+ * to its user: do not assign, unassign or free it on one thread while another uses it or, on another thread
+ * than the loop's, while its handler runs.
+ *
+ * An event that outlives its base has none: one that was added, active or attached to a signal when the base
+ * was freed was let go by it, any other one notices when it is used next. ombrel_event_set_base() gives it
+ * another.
  *
  * Failures common to all functions that take an event; each prints a line by the error printer and gives -1:
  * - null: "%s: [ERROR] event is null !"
@@ -120,10 +125,10 @@ struct ombrel_event_ts {
     ombrel_resolver_t* m_resolver_info; /**< the answer, owned by the event; null until it arrives */
     ombrel_signal_node_t* m_signal;     /**< registration with the signal, or null */
     /* The loop's own; what each iteration needs stands together. */
-    ombrel_event_t* m_fd_next;        /**< events of one descriptor */
-    uint64_t m_order;                 /**< place in the list of all events */
-    uint32_t m_state;                 /**< private state bits */
-    uint32_t m_ready;                 /**< the kinds that the last wait found ready */
+    ombrel_event_t* m_fd_next; /**< events of one descriptor */
+    uint64_t m_order;          /**< place in the list of all events */
+    uint32_t m_state;          /**< private state bits */
+    uint32_t m_ready;          /**< the kinds that the last wait found ready; not in a loop, the loop's own */
     ombrel_buffer_t* m_input_buffer;  /**< see event_buffer.h; null while not enabled */
     ombrel_buffer_t* m_output_buffer; /**< see event_buffer.h; null while not enabled */
     size_t m_input_watermark;         /**< bytes at which reading pauses, 0 for never */
@@ -211,6 +216,8 @@ OMBREL_API int ombrel_set_event_with_resolver(ombrel_event_t* event, int fd, uin
 
 /**
  * @brief Moves an assigned event to another base; its priority becomes half of that base's count.
+ *
+ * One that ombrel_add_signal() attached stays attached; what was delivered is not lost.
  * @param event the event
  * @param base the new base; null fails with "s_base is null !"
  * @return 0; -1 also for a registered or active event ("s_event is already added !")

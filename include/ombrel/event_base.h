@@ -46,10 +46,12 @@ OMBREL_API ombrel_event_base_t* ombrel_new_event_base(void);
 /**
  * @brief Frees a base whose loop does not run; stops its background service first.
  *
- * Delete the events first: one that is left is reported by an assertion and then detached from the base.
- * One-shot events of ombrel_event_base_once() that have not fired are freed.
- * @param base the base; null gives the warning "no base to free !"
- * @return 0, or -1 for null and for a base whose loop runs
+ * Delete the events first: one that is left in the loop is reported by an assertion. All are detached from
+ * the base, those that ombrel_add_signal() alone attached from their signal too. One-shot events of
+ * ombrel_event_base_once() that have not fired are freed.
+ * @param base the base; null and one that is freed already give the warning "no base to free !"
+ * @return 0, or -1 for those and for a base whose loop runs, as it does in its handlers, or whose service is
+ * being started or stopped ("the loop is running !")
  */
 OMBREL_API int ombrel_free_event_base(ombrel_event_base_t* base);
 
@@ -105,7 +107,7 @@ typedef struct {
  * @brief Counts the events of a base. The base's own event for wake-ups is not counted.
  * @param base the base
  * @param counts receives the figures
- * @return 0, or -1 for null
+ * @return 0, or -1 for null of either
  */
 OMBREL_API int ombrel_event_base_get_counts(ombrel_event_base_t* base, ombrel_event_counts_t* counts);
 
@@ -135,18 +137,20 @@ OMBREL_API int ombrel_event_base_once_with_resolver(ombrel_event_base_t* base, i
  * @brief Runs the loop on a background thread, the service "event_base_dispatch service".
  *
  * It runs until ombrel_event_base_stop_service() or until its loop ends.
- * @return 0; -1 when it runs already ("already started service !") or cannot be started
+ * @return 0; -1 when it runs, starts or stops already ("already started service !") or cannot be started
  */
 OMBREL_API int ombrel_event_base_start_service(ombrel_event_base_t* base);
 
 /**
- * @brief Breaks the background loop and waits for its thread. Not from a handler of this base.
- * @return 0; -1 with the warning "already stopped service !" when there is none
+ * @brief Breaks the background loop and waits for its thread.
+ * @return 0; -1 with the warning "already stopped service !" when there is none or another thread starts or
+ * stops it, and with "the loop is running !" in a handler of the background loop, which cannot wait for
+ * itself
  */
 OMBREL_API int ombrel_event_base_stop_service(ombrel_event_base_t* base);
 
 /**
- * @brief The process-wide base, made by the first call.
+ * @brief The process-wide base, made once by the first call, however many threads make it.
  * @return the base, or null with "unable to construct event_base !"
  */
 OMBREL_API ombrel_event_base_t* ombrel_init_event_base(void);

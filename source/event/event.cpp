@@ -9,7 +9,7 @@
 #include <ombrel/output.h>
 #include <ombrel/time.h>
 
-#include "event/event_internal.h"
+#include "event/event_guard.h"
 
 using namespace ombrel;
 
@@ -60,6 +60,7 @@ void fill(ombrel_event_t& event, const event_assignment& wanted, uint32_t kept_s
     event.m_bind_port = valid_port(wanted.bind_port);
     event.m_resolver_port = valid_port(wanted.resolver_port);
     event.m_output_watermark = 1;
+    note_base_lives(event, freed_bases());
 }
 
 bool copy_texts(ombrel_event_t& event, const event_assignment& wanted) {
@@ -72,6 +73,22 @@ bool copy_texts(ombrel_event_t& event, const event_assignment& wanted) {
         ombrel_error_printf("%s: [ERROR] not enough memory for %s ! %s event failed !\n", wanted.function,
                             missing, wanted.verb);
     return missing == nullptr;
+}
+
+bool refuse_added(ombrel_event_base_t& base, const char* function) {
+    log_line(base, severity::error, function, "s_event is already added !");
+    return false;
+}
+
+bool empty_and_fill(ombrel_event_t& event, const event_assignment& wanted) {
+    const bool reused = holds_resources(event);
+    const home_guard home(reused ? &event : nullptr);
+    if (home && is_in_loop(event))
+        return refuse_added(home.base(), wanted.function);
+    if (reused)
+        release_resources(event);
+    fill(event, wanted, reused ? event.m_state & state_on_heap : 0);
+    return true;
 }
 
 ombrel_event_t* new_event(event_assignment wanted) {
@@ -98,14 +115,8 @@ int ombrel::assign_event(ombrel_event_t* event, const event_assignment& wanted) 
         ombrel_error_printf("%s: [ERROR] event is null !\n", wanted.function);
         return -1;
     }
-    const bool reused = holds_resources(*event);
-    if (reused && is_in_loop(*event)) {
-        print_line(severity::error, wanted.function, "s_event is already added !");
+    if (!empty_and_fill(*event, wanted))
         return -1;
-    }
-    if (reused)
-        release_resources(*event);
-    fill(*event, wanted, reused ? event->m_state & state_on_heap : 0);
     if (!copy_texts(*event, wanted)) {
         unassign_event(event, wanted.function);
         return -1;
@@ -120,27 +131,17 @@ int ombrel::assign_event(ombrel_event_t* event, const event_assignment& wanted) 
     return 0;
 }
 
-namespace {
-
-// The base that the event is part of, or null: an idle event may outlive its base.
-ombrel_event_base_t* base_in_use(const ombrel_event_t& event) {
-    const bool in_use = is_in_loop(event) || event.m_signal != nullptr || (event.m_state & state_timed) != 0;
-    return in_use ? event.m_base : nullptr;
-}
-
-} // namespace
-
 int ombrel::unassign_event(ombrel_event_t* event, const char* function) {
     if (!is_assigned(function, event))
         return -1;
     // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
-    if (ombrel_event_base_t* base = base_in_use(*event)) {
-        const base_guard guard(*base);
-        unregister_event(*base, *event);
-    }
+    const home_guard home(event);
+    if (home)
+        unregister_event(home.base(), *event);
     release_resources(*event);
     const bool on_heap = (event->m_state & state_on_heap) != 0;
-    event->m_flags = event->m_result_flags = 0;
+    remove_flags(*event, ~0u);
+    event->m_result_flags = 0;
     event->m_state = on_heap ? static_cast<uint32_t>(state_on_heap) : 0;
     event->m_self = on_heap ? event : nullptr;
     return 0;
@@ -148,44 +149,83 @@ int ombrel::unassign_event(ombrel_event_t* event, const char* function) {
 
 int ombrel_assign_event(ombrel_event_base_t* base, ombrel_event_t* event, int fd, uint32_t flags,
                         ombrel_event_handler_t handler, void* context) {
-    return assign_event(event, {"ombrel_assign_event", "assign", base, fd, flags, handler, context, nullptr,
-                                -1, nullptr, -1});
+    return assign_event(event, {.function = "ombrel_assign_event",
+                                .base = base,
+                                .fd = fd,
+                                .flags = flags,
+                                .handler = handler,
+                                .context = context});
 }
 
 int ombrel_assign_event_with_resolver(ombrel_event_base_t* base, ombrel_event_t* event, int fd,
                                       uint32_t flags, ombrel_event_handler_t handler, void* context,
                                       const char* bind_address, int bind_port, const char* resolver_name,
                                       int resolver_port) {
-    return assign_event(event, {"ombrel_assign_event_with_resolver", "assign", base, fd, flags, handler,
-                                context, bind_address, bind_port, resolver_name, resolver_port});
+    return assign_event(event, {.function = "ombrel_assign_event_with_resolver",
+                                .base = base,
+                                .fd = fd,
+                                .flags = flags,
+                                .handler = handler,
+                                .context = context,
+                                .bind_address = bind_address,
+                                .bind_port = bind_port,
+                                .resolver_name = resolver_name,
+                                .resolver_port = resolver_port});
 }
 
 ombrel_event_t* ombrel_new_event(ombrel_event_base_t* base, int fd, uint32_t flags,
                                  ombrel_event_handler_t handler, void* context) {
-    return new_event(
-        {"ombrel_new_event", "new", base, fd, flags, handler, context, nullptr, -1, nullptr, -1});
+    return new_event({.function = "ombrel_new_event",
+                      .verb = "new",
+                      .base = base,
+                      .fd = fd,
+                      .flags = flags,
+                      .handler = handler,
+                      .context = context});
 }
 
 ombrel_event_t* ombrel_new_event_with_resolver(ombrel_event_base_t* base, int fd, uint32_t flags,
                                                ombrel_event_handler_t handler, void* context,
                                                const char* bind_address, int bind_port,
                                                const char* resolver_name, int resolver_port) {
-    return new_event({"ombrel_new_event_with_resolver", "new", base, fd, flags, handler, context,
-                      bind_address, bind_port, resolver_name, resolver_port});
+    return new_event({.function = "ombrel_new_event_with_resolver",
+                      .verb = "new",
+                      .base = base,
+                      .fd = fd,
+                      .flags = flags,
+                      .handler = handler,
+                      .context = context,
+                      .bind_address = bind_address,
+                      .bind_port = bind_port,
+                      .resolver_name = resolver_name,
+                      .resolver_port = resolver_port});
 }
 
 int ombrel_set_event(ombrel_event_t* event, int fd, uint32_t flags, ombrel_event_handler_t handler,
                      void* context) {
-    return assign_event(event, {"ombrel_set_event", "set", __g_ombrel_current_event_base, fd, flags, handler,
-                                context, nullptr, -1, nullptr, -1});
+    return assign_event(event, {.function = "ombrel_set_event",
+                                .verb = "set",
+                                .base = current_base(),
+                                .fd = fd,
+                                .flags = flags,
+                                .handler = handler,
+                                .context = context});
 }
 
 int ombrel_set_event_with_resolver(ombrel_event_t* event, int fd, uint32_t flags,
                                    ombrel_event_handler_t handler, void* context, const char* bind_address,
                                    int bind_port, const char* resolver_name, int resolver_port) {
-    return assign_event(event,
-                        {"ombrel_set_event_with_resolver", "set", __g_ombrel_current_event_base, fd, flags,
-                         handler, context, bind_address, bind_port, resolver_name, resolver_port});
+    return assign_event(event, {.function = "ombrel_set_event_with_resolver",
+                                .verb = "set",
+                                .base = current_base(),
+                                .fd = fd,
+                                .flags = flags,
+                                .handler = handler,
+                                .context = context,
+                                .bind_address = bind_address,
+                                .bind_port = bind_port,
+                                .resolver_name = resolver_name,
+                                .resolver_port = resolver_port});
 }
 
 int ombrel_free_event(ombrel_event_t* event) {
@@ -203,23 +243,45 @@ int ombrel_unassign_event(ombrel_event_t* event) {
     return unassign_event(event, "ombrel_unassign_event");
 }
 
+namespace {
+
+uint32_t middle_priority(ombrel_event_base_t& base) {
+    const base_guard guard(base);
+    return base.m_max_priority / 2;
+}
+
+// One gate at a time: in between an event that is attached to a signal is counted for but wakes nobody.
+bool leave_old_base(ombrel_event_t& event, ombrel_event_base_t& base) {
+    const uint32_t priority = middle_priority(base);
+    const home_guard home(&event);
+    if (home && is_in_loop(event))
+        return refuse_added(home.base(), "ombrel_event_set_base");
+    unlink_signal_from_base(event);
+    set_base_of(event, &base);
+    note_base_lives(event, freed_bases());
+    event.m_priority = priority;
+    return true;
+}
+
+} // namespace
+
 int ombrel_event_set_base(ombrel_event_t* event, ombrel_event_base_t* base) {
     if (!is_assigned("ombrel_event_set_base", event) || !is_base("ombrel_event_set_base", base))
         return -1;
-    if (is_in_loop(*event)) {
-        print_line(severity::error, "ombrel_event_set_base", "s_event is already added !");
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
+    if (!leave_old_base(*event, *base))
         return -1;
-    }
-    event->m_base = base;
-    event->m_priority = base->m_max_priority / 2;
+    const home_guard home(event);
+    if (home)
+        link_signal_to_base(*event, home.base());
     return 0;
 }
 
 int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priority) {
-    if (!is_usable("ombrel_event_set_priority", event))
+    const event_guard home("ombrel_event_set_priority", event);
+    if (!home)
         return -1;
-    ombrel_event_base_t& base = *event->m_base;
-    const base_guard guard(base);
+    ombrel_event_base_t& base = home.base();
     const char* refusal = nullptr;
     if ((event->m_flags & def_ombrel_event_active) != 0)
         refusal = "already active event !";
@@ -234,10 +296,8 @@ int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priority) {
 }
 
 int ombrel::add_event(ombrel_event_t* event, int timeout_ms, const char* function) {
-    if (!is_usable(function, event))
-        return -1;
-    const base_guard guard(*event->m_base);
-    return register_event(*event->m_base, *event, timeout_ms, function) ? 0 : -1;
+    const event_guard home(function, event);
+    return home && register_event(home.base(), *event, timeout_ms, function) ? 0 : -1;
 }
 
 int ombrel_add_event(ombrel_event_t* event, int timeout_ms) {
@@ -245,28 +305,27 @@ int ombrel_add_event(ombrel_event_t* event, int timeout_ms) {
 }
 
 int ombrel_del_event(ombrel_event_t* event) {
-    if (!is_usable("ombrel_del_event", event))
+    const event_guard home("ombrel_del_event", event);
+    if (!home)
         return -1;
-    ombrel_event_base_t& base = *event->m_base;
-    const base_guard guard(base);
     if (!is_in_loop(*event)) {
-        log_line(base, severity::warning, "ombrel_del_event", "already deleted.");
+        log_line(home.base(), severity::warning, "ombrel_del_event", "already deleted.");
         return -1;
     }
-    unregister_event(base, *event);
+    unregister_event(home.base(), *event);
     return 0;
 }
 
 int ombrel_active_event(ombrel_event_t* event, uint32_t result_flags) {
-    if (!is_usable("ombrel_active_event", event))
+    const event_guard home("ombrel_active_event", event);
+    if (!home)
         return -1;
-    const base_guard guard(*event->m_base);
     if ((event->m_flags & def_ombrel_event_active) != 0) {
         event->m_result_flags |= result_flags;
         return 0;
     }
     event->m_result_flags = result_flags;
-    activate(*event->m_base, *event);
+    activate(home.base(), *event);
     return 0;
 }
 
@@ -281,11 +340,11 @@ int remaining_time(const ombrel_event_t& event) {
 } // namespace
 
 int ombrel_event_pending(ombrel_event_t* event, uint32_t flags, int* timeout_ms_out) {
-    if (!is_usable("ombrel_event_pending", event))
+    const event_guard home("ombrel_event_pending", event);
+    if (!home)
         return -1;
     constexpr uint32_t kinds = event_io_kinds | def_ombrel_event_signal | def_ombrel_event_with_resolver |
                                def_ombrel_event_managed_connect;
-    const base_guard guard(*event->m_base);
     uint32_t pending = 0;
     if ((event->m_flags & def_ombrel_event_registered) != 0)
         pending |= event->m_flags & kinds;

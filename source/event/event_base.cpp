@@ -15,6 +15,10 @@ using namespace ombrel;
 
 ombrel_event_base_t* __g_ombrel_current_event_base = nullptr;
 
+ombrel_event_base_t* ombrel::current_base() {
+    return __atomic_load_n(&__g_ombrel_current_event_base, __ATOMIC_ACQUIRE);
+}
+
 namespace {
 
 constexpr const char* source_name = "source/event";
@@ -58,11 +62,19 @@ const char* build(ombrel_event_base_t& base) {
     return nullptr;
 }
 
+// Lets an event go, so that it does not reach for the base later.
+void forget_base(ombrel_event_base_t& base, ombrel_event_t& event) {
+    unregister_event(base, event);
+    set_base_of(event, nullptr);
+}
+
 void free_once_events(ombrel_event_base_t& base) {
     for (ombrel_event_t* event = base.m_head; event != nullptr;) {
         ombrel_event_t* next = event->m_next;
-        if (is_once_event(*event))
+        if (is_once_event(*event)) {
+            forget_base(base, *event);
             free_once_event(*event);
+        }
         event = next;
     }
 }
@@ -72,18 +84,15 @@ void assert_none(size_t count, const char* condition) {
         ombrel_assert_fail_tag(source_name, "ombrel_free_event_base", __LINE__, condition);
 }
 
-void forget_base(ombrel_event_base_t& base, ombrel_event_t& event) {
-    unregister_event(base, event);
-    event.m_base = nullptr;
-}
-
-// So that events freed after their base do not reach for it.
 void detach_left_events(ombrel_event_base_t& base) {
     while (base.m_head != nullptr)
         forget_base(base, *base.m_head);
     for (uint32_t priority = 0; priority < base.m_max_priority; priority++)
         while (base.m_queues[priority].head != nullptr)
             forget_base(base, *base.m_queues[priority].head);
+    // Those that ombrel_add_signal() alone attached.
+    while (ombrel_signal_node_t* node = base.m_signals)
+        forget_base(base, *next_signal_event(node));
 }
 
 void close_notify(ombrel_event_base_t& base) {
@@ -95,8 +104,8 @@ void close_notify(ombrel_event_base_t& base) {
 }
 
 void destroy(ombrel_event_base_t* base) {
-    free_once_events(*base);
     close_names(*base);
+    free_once_events(*base);
     close_notify(*base);
     assert_none(base->m_event_count, "s_base->m_event_count == ((size_t)0u)");
     assert_none(base->m_timer_event_count, "s_base->m_timer_event_count == ((size_t)0u)");
@@ -110,44 +119,93 @@ void destroy(ombrel_event_base_t* base) {
 
 } // namespace
 
-ombrel_event_base_t* ombrel_new_event_base(void) {
+namespace {
+
+// What failed is left to the caller to tell, in a place where it may print.
+ombrel_event_base_t* make_base(const char*& failure) {
     auto* base = static_cast<ombrel_event_base_t*>(ombrel_calloc(1, sizeof(ombrel_event_base_t)));
     if (base == nullptr) {
-        print_line(severity::error, "ombrel_new_event_base", "not enough memory !");
+        failure = "not enough memory !";
         return nullptr;
     }
     base->m_thread_id = ombrel_get_thread_id();
     base->m_max_wait = -1;
     base->m_notify_pipe[0] = base->m_notify_pipe[1] = -1;
-    if (const char* failure = build(*base)) {
-        print_line(severity::error, "ombrel_new_event_base", failure);
-        destroy(base);
-        return nullptr;
-    }
-    if (is_tracing())
-        print_line(severity::message, "ombrel_new_event_base", "new event_base.");
+    enlist_base(*base);
+    failure = build(*base);
+    if (failure == nullptr)
+        return base;
+    delist_base(base);
+    destroy(base);
+    return nullptr;
+}
+
+fair_gate current_base_gate;
+
+// The first thread makes it, and those that come meanwhile wait for that.
+ombrel_event_base_t* make_current_base(bool& made, const char*& failure) {
+    current_base_gate.enter();
+    ombrel_event_base_t* base = current_base();
+    made = base == nullptr;
+    if (made)
+        __atomic_store_n(&__g_ombrel_current_event_base, base = make_base(failure), __ATOMIC_RELEASE);
+    current_base_gate.leave();
     return base;
 }
 
-int ombrel_free_event_base(ombrel_event_base_t* base) {
-    if (base == nullptr) {
-        print_line(severity::warning, "ombrel_free_event_base", "no base to free !");
-        return -1;
-    }
-    if (base->m_service != nullptr)
-        ombrel_event_base_stop_service(base);
-    enter_base(*base);
-    const bool running = base->m_running != 0;
+void forget_current_base(ombrel_event_base_t* base) {
+    __atomic_compare_exchange_n(&__g_ombrel_current_event_base, &base, nullptr, false, __ATOMIC_RELAXED,
+                                __ATOMIC_RELAXED);
+}
+
+void tell_outcome(const char* failure) {
+    if (failure != nullptr)
+        print_line(severity::error, "ombrel_new_event_base", failure);
+    else if (is_tracing())
+        print_line(severity::message, "ombrel_new_event_base", "new event_base.");
+}
+
+} // namespace
+
+ombrel_event_base_t* ombrel_new_event_base(void) {
+    const char* failure = nullptr;
+    ombrel_event_base_t* base = make_base(failure);
+    tell_outcome(failure);
+    return base;
+}
+
+namespace {
+
+// Whether there is a base at all; its service is stopped, unless it is the service's own thread that asks.
+bool stop_service_of(ombrel_event_base_t* base) {
+    if (!enter_living_base(base))
+        return false;
+    const bool stop = base->m_service != nullptr && !is_own_loop(*base);
     leave_base(*base);
-    if (running) {
-        print_line(severity::error, "ombrel_free_event_base", "the loop is running !");
+    if (stop)
+        ombrel_event_base_stop_service(base);
+    return true;
+}
+
+delisting delist_stopped(ombrel_event_base_t* base) {
+    return stop_service_of(base) ? delist_base(base) : delisting::gone;
+}
+
+} // namespace
+
+int ombrel_free_event_base(ombrel_event_base_t* base) {
+    constexpr const char* name = "ombrel_free_event_base";
+    const delisting result = delist_stopped(base);
+    if (result == delisting::gone)
+        print_line(severity::warning, name, "no base to free !");
+    if (result == delisting::in_use)
+        print_line(severity::error, name, "the loop is running !");
+    if (result != delisting::done)
         return -1;
-    }
-    if (base == __g_ombrel_current_event_base)
-        __g_ombrel_current_event_base = nullptr;
+    forget_current_base(base);
     destroy(base);
     if (is_tracing())
-        print_line(severity::message, "ombrel_free_event_base", "free event_base.");
+        print_line(severity::message, name, "free event_base.");
     return 0;
 }
 
@@ -203,7 +261,7 @@ int ombrel_event_base_get_exit(ombrel_event_base_t* base) {
 }
 
 int ombrel_event_base_get_counts(ombrel_event_base_t* base, ombrel_event_counts_t* counts) {
-    if (!is_base("ombrel_event_base_get_counts", base))
+    if (!is_base("ombrel_event_base_get_counts", base) || counts == nullptr)
         return -1;
     const base_guard guard(*base);
     *counts = {base->m_event_count - 1, base->m_timer_event_count, base->m_active_event_count};
@@ -211,35 +269,40 @@ int ombrel_event_base_get_counts(ombrel_event_base_t* base, ombrel_event_counts_
 }
 
 ombrel_event_base_t* ombrel_init_event_base(void) {
-    if (__g_ombrel_current_event_base == nullptr)
-        __g_ombrel_current_event_base = ombrel_new_event_base();
-    if (__g_ombrel_current_event_base == nullptr)
+    if (ombrel_event_base_t* base = current_base())
+        return base;
+    const char* failure = nullptr;
+    bool made = false;
+    ombrel_event_base_t* base = make_current_base(made, failure);
+    if (made)
+        tell_outcome(failure);
+    if (base == nullptr)
         print_line(severity::error, "ombrel_init_event_base", "unable to construct event_base !");
-    return __g_ombrel_current_event_base;
+    return base;
 }
 
 int ombrel_event_once(int fd, uint32_t flags, ombrel_event_handler_t handler, void* context, int timeout_ms) {
-    return ombrel_event_base_once(__g_ombrel_current_event_base, fd, flags, handler, context, timeout_ms);
+    return ombrel_event_base_once(current_base(), fd, flags, handler, context, timeout_ms);
 }
 
 int ombrel_event_loop(uint32_t loop_flags) {
-    return ombrel_event_base_loop(__g_ombrel_current_event_base, loop_flags);
+    return ombrel_event_base_loop(current_base(), loop_flags);
 }
 
 int ombrel_event_dispatch(void) {
-    return ombrel_event_base_dispatch(__g_ombrel_current_event_base);
+    return ombrel_event_base_dispatch(current_base());
 }
 
 int ombrel_event_break_loop(void) {
-    return ombrel_event_base_break_loop(__g_ombrel_current_event_base);
+    return ombrel_event_base_break_loop(current_base());
 }
 
 int ombrel_event_exit_loop(int timeout_ms) {
-    return ombrel_event_base_exit_loop(__g_ombrel_current_event_base, timeout_ms);
+    return ombrel_event_base_exit_loop(current_base(), timeout_ms);
 }
 
 int ombrel_event_init_priority(uint32_t count) {
-    return ombrel_event_base_init_priority(__g_ombrel_current_event_base, count);
+    return ombrel_event_base_init_priority(current_base(), count);
 }
 
 ombrel_worker_t* ombrel_open_worker(void) {

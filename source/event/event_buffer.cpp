@@ -7,7 +7,7 @@
 #include <ombrel/printf.h>
 
 #include "core/heap_ptr.h"
-#include "event/event_internal.h"
+#include "event/event_guard.h"
 #include "platform/stream_socket.h"
 
 using namespace ombrel;
@@ -135,12 +135,12 @@ ombrel_buffer_t* buffer_to_take(const ombrel_event_t& event, int which) {
 // Runs `change(event)` with the gate held and then adapts the interest of a registered event.
 template<typename Change>
 ptrdiff_t change_buffers(const char* function, ombrel_event_t* event, Change&& change) {
-    if (!is_usable(function, event))
+    const event_guard home(function, event);
+    if (!home)
         return -1;
-    const base_guard guard(*event->m_base);
     const ptrdiff_t result = change(*event);
-    if (!refresh_interest(*event->m_base, *event))
-        log_line(*event->m_base, severity::error, function, "ombrel_set_select failed !");
+    if (!refresh_interest(home.base(), *event))
+        log_line(home.base(), severity::error, function, "ombrel_set_select failed !");
     return result;
 }
 
@@ -158,7 +158,7 @@ ptrdiff_t push(const char* function, ombrel_event_t* event, int which, const voi
 
 ptrdiff_t push_formatted(const char* function, ombrel_event_t* event, int which, const char* format,
                          va_list args) {
-    if (!is_usable(function, event))
+    if (!is_assigned(function, event))
         return -1;
     const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
     return text ? push(function, event, which, text.get(), strlen(text.get())) : -1;
@@ -192,9 +192,9 @@ int ombrel_event_set_buffer_watermark(ombrel_event_t* event, int which, size_t o
 }
 
 ptrdiff_t ombrel_event_get_buffer_size(ombrel_event_t* event, int which) {
-    if (!is_usable("ombrel_event_get_buffer_size", event))
+    const event_guard home("ombrel_event_get_buffer_size", event);
+    if (!home)
         return -1;
-    const base_guard guard(*event->m_base);
     size_t held = 0;
     if (is_chosen(which, def_ombrel_event_buffer_input))
         held += ombrel_get_buffer_size(event->m_input_buffer);
@@ -234,9 +234,9 @@ ptrdiff_t ombrel_event_pop_buffer(ombrel_event_t* event, int which, void* data, 
 
 ptrdiff_t ombrel_event_peek_buffer(ombrel_event_t* event, int which, void* data, size_t size,
                                    size_t position) {
-    if (!is_usable("ombrel_event_peek_buffer", event))
+    const event_guard home("ombrel_event_peek_buffer", event);
+    if (!home)
         return -1;
-    const base_guard guard(*event->m_base);
     ombrel_buffer_t* buffer = buffer_to_take(*event, which);
     return buffer != nullptr ? static_cast<ptrdiff_t>(ombrel_peek_buffer_ex(buffer, data, size, position, 0))
                              : -1;

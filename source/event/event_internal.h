@@ -10,6 +10,7 @@
 #include <ombrel/resolver_cache.h>
 #include <ombrel/service.h>
 
+#include "event/base_registry.h"
 #include "event/descriptor_table.h"
 #include "event/fair_gate.h"
 #include "event/timer_order.h"
@@ -78,6 +79,8 @@ struct ombrel_event_base_ts {
     ombrel_event_t m_notify_event;
     ombrel_resolver_cache_t* m_resolver_cache;
     ombrel_service_t* m_service;
+    bool m_service_changing;          ///< a thread starts or stops it
+    ombrel_event_base_t* m_next_base; ///< the registry's
 
     uint64_t m_last_order;         ///< of the event registered last
     ombrel_event_t* m_run_last;    ///< the last event that this iteration is to run
@@ -107,9 +110,10 @@ bool is_tracing();
 void log_line(ombrel_event_base_t& base, severity level, const char* function, const char* phrase,
               const ombrel_event_t* event = nullptr);
 
-/// Reports an event that cannot be used, by null, by not being assigned or for lack of a base.
-bool is_usable(const char* function, const ombrel_event_t* event);
+/// Reports an event that cannot be used, by null or by not being assigned.
 bool is_assigned(const char* function, const ombrel_event_t* event);
+/// Reports an event without a base.
+void report_homeless(const char* function, const ombrel_event_t& event);
 bool is_base(const char* function, const ombrel_event_base_t* base);
 
 inline void enter_base(ombrel_event_base_t& base) {
@@ -150,6 +154,28 @@ inline void add_flags(ombrel_event_t& event, uint32_t flags) {
 }
 inline void remove_flags(ombrel_event_t& event, uint32_t flags) {
     __atomic_store_n(&event.m_flags, event.m_flags & ~flags, __ATOMIC_RELAXED);
+}
+
+// So do the base, the registration with a signal and, outside the list of all events, the word of the ready
+// kinds, which then tells how many bases had been freed when the event's was seen to exist.
+
+inline ombrel_event_base_t* base_of(const ombrel_event_t& event) {
+    return __atomic_load_n(&event.m_base, __ATOMIC_RELAXED);
+}
+inline void set_base_of(ombrel_event_t& event, ombrel_event_base_t* base) {
+    __atomic_store_n(&event.m_base, base, __ATOMIC_RELAXED);
+}
+inline ombrel_signal_node_t* signal_of(const ombrel_event_t& event) {
+    return __atomic_load_n(&event.m_signal, __ATOMIC_RELAXED);
+}
+inline void set_signal_of(ombrel_event_t& event, ombrel_signal_node_t* node) {
+    __atomic_store_n(&event.m_signal, node, __ATOMIC_RELAXED);
+}
+inline void set_ready(ombrel_event_t& event, uint32_t kinds) {
+    __atomic_store_n(&event.m_ready, kinds, __ATOMIC_RELAXED);
+}
+inline void note_base_lives(ombrel_event_t& event, uint32_t freed) {
+    set_ready(event, freed);
 }
 
 inline bool is_in_loop(const ombrel_event_t& event) {
@@ -207,17 +233,17 @@ uint64_t next_expiry(ombrel_event_base_t& base);
 // The rest takes the gate itself or needs none.
 
 struct event_assignment {
-    const char* function; ///< for messages
-    const char* verb;     ///< "new", "set" or "assign"
+    const char* function;        ///< for messages
+    const char* verb = "assign"; ///< or "new" or "set"
     ombrel_event_base_t* base;
     int fd;
     uint32_t flags;
     ombrel_event_handler_t handler;
     void* context;
-    const char* bind_address;
-    int bind_port;
-    const char* resolver_name;
-    int resolver_port;
+    const char* bind_address = nullptr;
+    int bind_port = -1;
+    const char* resolver_name = nullptr;
+    int resolver_port = -1;
 };
 int assign_event(ombrel_event_t* event, const event_assignment& wanted);
 int add_event(ombrel_event_t* event, int timeout_ms, const char* function);
@@ -225,6 +251,9 @@ int unassign_event(ombrel_event_t* event, const char* function);
 
 /// Closes the resolver cache; its thread, which enters the gate, does not come back to the base.
 void close_names(ombrel_event_base_t& base);
+
+/// The process-wide base, or null.
+ombrel_event_base_t* current_base();
 
 void free_once_event(ombrel_event_t& event);
 bool is_once_event(const ombrel_event_t& event);
@@ -235,9 +264,14 @@ loop_end run_loop(ombrel_event_base_t& base, uint32_t loop_flags);
 /// The signal registry. A held signal stays caught although no event is attached to it.
 bool attach_signal(ombrel_event_t& event);
 void detach_signal(ombrel_event_t& event);
+/// The first half of a move to another base, with the gate of the present one, and the second half.
+void unlink_signal_from_base(ombrel_event_t& event);
+void link_signal_to_base(ombrel_event_t& event, ombrel_event_base_t& base);
 bool is_signal_number(int signum);
 uint32_t take_signal_count(ombrel_event_t& event);
 ombrel_event_t* next_signal_event(ombrel_signal_node_t*& node);
+/// Whether the calling thread runs the base's loop. Needs the gate.
+bool is_own_loop(const ombrel_event_base_t& base);
 void hold_signal(int signum);
 void release_signal(int signum);
 

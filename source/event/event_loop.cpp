@@ -60,7 +60,7 @@ void collect_ready(ombrel_event_base_t& base, int count) {
     size_t taken = 0;
     const size_t pairs = base.m_descriptors.take_ready(count, [&](ombrel_event_t& event, unsigned ready) {
         if (&event != &base.m_notify_event) {
-            event.m_ready = ready;
+            set_ready(event, ready);
             collect(base, event);
             return;
         }
@@ -103,7 +103,7 @@ bool in_list_order(const ombrel_event_t* a, const ombrel_event_t* b) {
 // share a socket and stand further down the list may find nothing left, on purpose.
 unsigned take_ready_bits(ombrel_event_base_t& base, ombrel_event_t& event) {
     const unsigned ready = event.m_ready;
-    event.m_ready = 0;
+    set_ready(event, 0);
     if (ready == 0)
         return 0;
     unsigned taken = 0;
@@ -281,6 +281,10 @@ uint64_t next_expiry(ombrel_event_base_t& base) {
     const ombrel_event_t* timer = base.m_timers.first();
     const uint64_t expiry = timer != nullptr ? timer->m_expiry : UINT64_MAX;
     return base.m_resolver_retry != 0 ? std::min(expiry, base.m_resolver_retry) : expiry;
+}
+
+bool is_own_loop(const ombrel_event_base_t& base) {
+    return base.m_running != 0 && base.m_thread_id == ombrel_get_thread_id();
 }
 
 void post_wakeup(ombrel_event_base_t& base) {

@@ -76,16 +76,28 @@ int once(const event_assignment& wanted, int timeout_ms) {
 
 int ombrel_event_base_once(ombrel_event_base_t* base, int fd, uint32_t flags, ombrel_event_handler_t handler,
                            void* context, int timeout_ms) {
-    return once(
-        {"ombrel_event_base_once", "assign", base, fd, flags, handler, context, nullptr, -1, nullptr, -1},
-        timeout_ms);
+    return once({.function = "ombrel_event_base_once",
+                 .base = base,
+                 .fd = fd,
+                 .flags = flags,
+                 .handler = handler,
+                 .context = context},
+                timeout_ms);
 }
 
 int ombrel_event_base_once_with_resolver(ombrel_event_base_t* base, int fd, uint32_t flags,
                                          ombrel_event_handler_t handler, void* context, int timeout_ms,
                                          const char* bind_address, int bind_port, const char* resolver_name,
                                          int resolver_port) {
-    return once({"ombrel_event_base_once_with_resolver", "assign", base, fd, flags, handler, context,
-                 bind_address, bind_port, resolver_name, resolver_port},
+    return once({.function = "ombrel_event_base_once_with_resolver",
+                 .base = base,
+                 .fd = fd,
+                 .flags = flags,
+                 .handler = handler,
+                 .context = context,
+                 .bind_address = bind_address,
+                 .bind_port = bind_port,
+                 .resolver_name = resolver_name,
+                 .resolver_port = resolver_port},
                 timeout_ms);
 }

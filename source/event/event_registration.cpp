@@ -32,6 +32,7 @@ void link_event(ombrel_event_base_t& base, ombrel_event_t& event) {
     (base.m_tail != nullptr ? base.m_tail->m_next : base.m_head) = &event;
     base.m_tail = &event;
     event.m_order = ++base.m_last_order;
+    set_ready(event, 0);
     add_flags(event, def_ombrel_event_registered);
     base.m_event_count++;
 }
@@ -40,6 +41,7 @@ void unlink_event(ombrel_event_base_t& base, ombrel_event_t& event) {
     (event.m_prev != nullptr ? event.m_prev->m_next : base.m_head) = event.m_next;
     (event.m_next != nullptr ? event.m_next->m_prev : base.m_tail) = event.m_prev;
     event.m_prev = event.m_next = nullptr;
+    note_base_lives(event, freed_bases());
     remove_flags(event, def_ombrel_event_registered);
     base.m_event_count--;
 }

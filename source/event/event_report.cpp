@@ -56,15 +56,9 @@ bool is_assigned(const char* function, const ombrel_event_t* event) {
     return true;
 }
 
-bool is_usable(const char* function, const ombrel_event_t* event) {
-    if (!is_assigned(function, event))
-        return false;
-    if (event->m_base == nullptr) {
-        ombrel_error_printf("%s: [ERROR] event->m_base is null ! (event=%p)\n", function,
-                            static_cast<const void*>(event));
-        return false;
-    }
-    return true;
+void report_homeless(const char* function, const ombrel_event_t& event) {
+    ombrel_error_printf("%s: [ERROR] event->m_base is null ! (event=%p)\n", function,
+                        static_cast<const void*>(&event));
 }
 
 bool is_base(const char* function, const ombrel_event_base_t* base) {

@@ -7,7 +7,7 @@
 
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
-#include "event/event_internal.h"
+#include "event/event_guard.h"
 #include "platform/signal.h"
 
 using namespace ombrel;
@@ -17,7 +17,7 @@ struct ombrel_signal_node_ts {
     std::atomic<ombrel_signal_node_t*> next; ///< of the same signal
     std::atomic<uint32_t> count;
     ombrel_event_t* event;
-    ombrel_event_base_t* base; ///< null for an event without one
+    std::atomic<ombrel_event_base_t*> base; ///< null for an event without one
     int signum;
     ombrel_signal_node_t* base_prev;
     ombrel_signal_node_t* base_next;
@@ -42,6 +42,17 @@ void report_fault() {
     platform::write_error_text("ombrel_event_default_handler_exit: SIGSEGV - [SIGNAL] segment fault.\n");
 }
 
+void tell(ombrel_event_base_t& base) {
+    base.m_signal_news.store(true);
+    post_wakeup(base);
+}
+
+// A handler on another thread may still stand on a node or a base that was taken from it.
+void await_walkers() {
+    while (walkers.load() != 0)
+        platform::yield_processor();
+}
+
 // Runs as a signal handler.
 void on_signal(int signum, bool fault) {
     walkers.fetch_add(1);
@@ -49,10 +60,8 @@ void on_signal(int signum, bool fault) {
     registry[signum].count.fetch_add(1);
     for (auto* node = registry[signum].nodes.load(); node != nullptr; node = node->next.load()) {
         node->count.fetch_add(1);
-        if (node->base != nullptr) {
-            node->base->m_signal_news.store(true);
-            post_wakeup(*node->base);
-        }
+        if (ombrel_event_base_t* base = node->base.load())
+            tell(*base);
     }
     walkers.fetch_sub(1);
     if (fault && platform::is_segment_fault(signum))
@@ -79,16 +88,20 @@ void remove_user(int signum) {
         stop_catching(signum);
 }
 
-void link_to_base(ombrel_signal_node_t& node) {
+void link_to_base(ombrel_signal_node_t& node, ombrel_event_base_t& base) {
     node.base_prev = nullptr;
-    node.base_next = node.base->m_signals;
+    node.base_next = base.m_signals;
     if (node.base_next != nullptr)
         node.base_next->base_prev = &node;
-    node.base->m_signals = &node;
+    base.m_signals = &node;
+    node.base.store(&base);
 }
 
 void unlink_from_base(ombrel_signal_node_t& node) {
-    (node.base_prev != nullptr ? node.base_prev->base_next : node.base->m_signals) = node.base_next;
+    ombrel_event_base_t* base = node.base.exchange(nullptr);
+    if (base == nullptr)
+        return;
+    (node.base_prev != nullptr ? node.base_prev->base_next : base->m_signals) = node.base_next;
     if (node.base_next != nullptr)
         node.base_next->base_prev = node.base_prev;
 }
@@ -107,7 +120,7 @@ bool ombrel::is_signal_number(int signum) {
 }
 
 bool ombrel::attach_signal(ombrel_event_t& event) {
-    if (event.m_signal != nullptr)
+    if (signal_of(event) != nullptr)
         return true;
     if (!is_signal_number(event.m_fd))
         return false;
@@ -116,7 +129,6 @@ bool ombrel::attach_signal(ombrel_event_t& event) {
     if (!node)
         return false;
     node->event = &event;
-    node->base = event.m_base;
     node->signum = event.m_fd;
     const short_lock_guard guard(registry_lock);
     if (!add_user(node->signum))
@@ -124,25 +136,37 @@ bool ombrel::attach_signal(ombrel_event_t& event) {
     registered_signal& of = registry[node->signum];
     node->next.store(of.nodes.load());
     of.nodes.store(node.get());
-    if (node->base != nullptr)
-        link_to_base(*node);
-    event.m_signal = node.release();
+    if (event.m_base != nullptr)
+        link_to_base(*node, *event.m_base);
+    set_signal_of(event, node.release());
     return true;
 }
 
 void ombrel::detach_signal(ombrel_event_t& event) {
-    if (event.m_signal == nullptr)
+    const heap_ptr<ombrel_signal_node_t> node(signal_of(event));
+    if (!node)
         return;
-    const heap_ptr<ombrel_signal_node_t> node(event.m_signal);
-    event.m_signal = nullptr;
-    if (node->base != nullptr)
-        unlink_from_base(*node);
+    set_signal_of(event, nullptr);
+    unlink_from_base(*node);
     const short_lock_guard guard(registry_lock);
     unlink_from_signal(*node);
     remove_user(node->signum);
-    // A handler on another thread may still stand on the node.
-    while (walkers.load() != 0)
-        platform::yield_processor();
+    await_walkers();
+}
+
+void ombrel::unlink_signal_from_base(ombrel_event_t& event) {
+    if (event.m_signal == nullptr)
+        return;
+    unlink_from_base(*event.m_signal);
+    await_walkers();
+}
+
+void ombrel::link_signal_to_base(ombrel_event_t& event, ombrel_event_base_t& base) {
+    if (event.m_signal == nullptr || event.m_signal->base.load() != nullptr)
+        return;
+    link_to_base(*event.m_signal, base);
+    if (event.m_signal->count.load() != 0)
+        tell(base);
 }
 
 uint32_t ombrel::take_signal_count(ombrel_event_t& event) {
@@ -204,39 +228,17 @@ int ombrel_restore_all_signal(void) {
     return 0;
 }
 
-namespace {
-
-/// Holds the gate of an event's base, if it has one.
-class optional_base_guard {
-public:
-    explicit optional_base_guard(ombrel_event_base_t* base) : base_(base) {
-        if (base_ != nullptr)
-            enter_base(*base_);
-    }
-    ~optional_base_guard() {
-        if (base_ != nullptr)
-            leave_base(*base_);
-    }
-    optional_base_guard(const optional_base_guard&) = delete;
-    optional_base_guard& operator=(const optional_base_guard&) = delete;
-
-private:
-    ombrel_event_base_t* base_;
-};
-
-} // namespace
-
 int ombrel_add_signal(ombrel_event_t* event) {
     if (!is_assigned("ombrel_add_signal", event))
         return -1;
-    const optional_base_guard guard(event->m_base);
+    const home_guard home(event);
     return attach_signal(*event) ? 0 : -1;
 }
 
 int ombrel_del_signal(ombrel_event_t* event) {
     if (!is_assigned("ombrel_del_signal", event))
         return -1;
-    const optional_base_guard guard(event->m_base);
+    const home_guard home(event);
     if (event->m_signal == nullptr)
         return -1;
     detach_signal(*event);
@@ -246,24 +248,25 @@ int ombrel_del_signal(ombrel_event_t* event) {
 int ombrel_get_signal_node_count(ombrel_event_t* event) {
     if (!is_assigned("ombrel_get_signal_node_count", event))
         return -1;
-    const optional_base_guard guard(event->m_base);
+    const home_guard home(event);
     return event->m_signal != nullptr ? static_cast<int>(event->m_signal->count.load() & INT32_MAX) : 0;
 }
 
 int ombrel_reset_signal_node_count(ombrel_event_t* event) {
     if (!is_assigned("ombrel_reset_signal_node_count", event))
         return -1;
-    const optional_base_guard guard(event->m_base);
+    const home_guard home(event);
     take_signal_count(*event);
     return 0;
 }
 
 void ombrel_event_default_handler_exit(ombrel_event_t* event, int fd, uint32_t result_flags, void*) {
-    if (event == nullptr || event->m_base == nullptr || (result_flags & def_ombrel_event_assigned) != 0)
+    if (event == nullptr || (result_flags & def_ombrel_event_assigned) != 0)
         return;
     if ((result_flags & def_ombrel_event_signal) != 0 && platform::is_segment_fault(fd))
         ombrel_error_printf("%s: %s - [SIGNAL] segment fault.\n", "ombrel_event_default_handler_exit",
                             platform::signal_name(fd));
-    const base_guard guard(*event->m_base);
-    event->m_base->m_exit = 1;
+    const home_guard home(event);
+    if (home)
+        home.base().m_exit = 1;
 }

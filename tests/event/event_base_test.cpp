@@ -1,10 +1,13 @@
 #include <ombrel/event_base.h>
 
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 
+#include <ombrel/event_buffer.h>
 #include <ombrel/global_break.h>
+#include <ombrel/signal.h>
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
@@ -29,9 +32,14 @@ TEST_F(EventBase, NullBases) {
         EXPECT_EQ(-1, operation(nullptr));
         EXPECT_EQ(std::string(name) + ": [ERROR] s_base is null !\n", errors.text());
     }
-    capture errors(stderr);
-    ombrel_free_event_base(nullptr);
-    EXPECT_EQ("ombrel_free_event_base: [WARNING] no base to free !\n", errors.text());
+    EXPECT_EQ(-1, ombrel_event_base_get_counts(base, nullptr));
+    ombrel_event_base_t* gone = ombrel_new_event_base();
+    EXPECT_EQ(0, ombrel_free_event_base(gone));
+    for (ombrel_event_base_t* none : {static_cast<ombrel_event_base_t*>(nullptr), gone}) {
+        capture errors(stderr);
+        EXPECT_EQ(-1, ombrel_free_event_base(none));
+        EXPECT_EQ("ombrel_free_event_base: [WARNING] no base to free !\n", errors.text());
+    }
 }
 
 TEST_F(EventBase, PriorityCounts) {
@@ -135,17 +143,65 @@ TEST_F(EventBase, OnceCallsTheUserOnceWithoutNotice) {
     EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, handler, &told, 60000));
 }
 
+// Every way in which an event may hang on a base that goes: it is let go, and lives on with another one.
 TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
-    ombrel_event_base_t* other = ombrel_new_event_base();
-    recorder event(other, -1, 0);
-    EXPECT_EQ(0, event.add(1000));
-    capture errors(stderr);
-    EXPECT_EQ(0, ombrel_free_event_base(other));
-    const std::string text = errors.text();
-    EXPECT_NE(std::string::npos, text.find("<s_base->m_event_count == ((size_t)0u)>"));
-    EXPECT_NE(std::string::npos, text.find("<s_base->m_timer_event_count == ((size_t)0u)>"));
-    EXPECT_EQ(std::string::npos, text.find("m_active_event_count"));
-    EXPECT_EQ(0, ombrel_unassign_event(&event.event));
+    const struct {
+        const char* reported; ///< the initials of the counts
+        uint32_t flags;
+        void (*hang)(recorder&);
+    } ways[] = {
+        {"et", 0, [](recorder& event) { event.add(1000); }},
+        {"e", def_ombrel_event_signal, [](recorder& event) { event.add(-1); }},
+        {"a", 0, [](recorder& event) { ombrel_active_event(&event.event, 1); }},
+        {"ta", 0, [](recorder& event) { ombrel_active_event(&event.event, 1), event.add(1000); }},
+        {"", 0, [](recorder& event) { ombrel_add_signal(&event.event); }},
+        {"", 0, [](recorder& event) { ombrel_event_enable_buffer(&event.event, 3); }},
+        {"", 0, [](recorder& event) { event.add(1000), event.del(); }},
+        {"", 0, [](recorder&) {}},
+    };
+    for (const auto& way : ways) {
+        SCOPED_TRACE(&way - ways);
+        ombrel_event_base_t* other = ombrel_new_event_base();
+        recorder event(other, SIGUSR1, way.flags);
+        way.hang(event);
+        capture errors(stderr);
+        EXPECT_EQ(0, ombrel_free_event_base(other));
+        const std::string text = errors.text();
+        std::string reported;
+        for (const std::string count : {"event", "timer_event", "active_event"})
+            if (text.find("<s_base->m_" + count + "_count == ((size_t)0u)>") != std::string::npos)
+                reported += count[0];
+        EXPECT_EQ(way.reported, reported);
+        capture homeless(stderr);
+        EXPECT_EQ(-1, event.add(0));
+        EXPECT_EQ(0u, homeless.text().find("ombrel_add_event: [ERROR] event->m_base is null ! (event="));
+        EXPECT_EQ(0, ombrel_add_signal(&event.event));
+        EXPECT_EQ(0, ombrel_event_set_base(&event.event, base));
+        EXPECT_EQ(0, event.add(0));
+        EXPECT_EQ(0, once());
+        EXPECT_EQ(1u, event.results.size());
+    }
+}
+
+TEST_F(EventBase, ABaseIsNotFreedByItsOwnHandlers) {
+    std::atomic<int> calls{0};
+    recorder event(base, -1, 0, [&](recorder&) {
+        capture errors(stderr);
+        EXPECT_EQ(-1, ombrel_free_event_base(base));
+        EXPECT_EQ("ombrel_free_event_base: [ERROR] the loop is running !\n", errors.text());
+        if (calls.fetch_add(1) == 1) {
+            capture refused(stderr);
+            EXPECT_EQ(-1, ombrel_event_base_stop_service(base));
+            EXPECT_EQ("ombrel_event_base_stop_service: [ERROR] the loop is running !\n", refused.text());
+        }
+    });
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(0, event.add(0));
+    EXPECT_EQ(0, ombrel_event_base_start_service(base));
+    while (calls.load() < 2)
+        ::usleep(1000);
+    EXPECT_EQ(0, ombrel_event_base_stop_service(base));
 }
 
 TEST_F(EventBase, ProcessWideBase) {

@@ -1,8 +1,11 @@
 // The base used by other threads while its loop runs.
+#include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <thread>
 
 #include <ombrel/event_buffer.h>
+#include <ombrel/signal.h>
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
@@ -126,6 +129,87 @@ TEST_F(EventThread, BuffersAreFilledFromAnotherThread) {
         received += pair.receive();
     EXPECT_EQ(1000u, received.size());
     stop();
+}
+
+/// Runs the same work on four threads at once.
+void at_once(const std::function<void(size_t)>& work) {
+    std::atomic<size_t> ready{0};
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < 4; i++)
+        threads.emplace_back([&, i] {
+            for (ready.fetch_add(1); ready.load() < 4;)
+                std::this_thread::yield();
+            work(i);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST_F(EventThread, TheProcessWideBaseIsMadeAndFreedOnce) {
+    for (int round = 0; round < 50; round++) {
+        std::array<ombrel_event_base_t*, 4> made{};
+        at_once([&](size_t i) { made[i] = ombrel_init_event_base(); });
+        EXPECT_EQ(4, std::count(made.begin(), made.end(), __g_ombrel_current_event_base));
+        std::atomic<int> freed{0};
+        capture refused(stderr);
+        at_once([&](size_t i) { freed.fetch_add(ombrel_free_event_base(made[i]) == 0); });
+        EXPECT_EQ(1, freed.load());
+        EXPECT_EQ(nullptr, __g_ombrel_current_event_base);
+    }
+}
+
+// An event wanders between bases while other threads add it, delete it and have its signal delivered.
+TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
+    start();
+    ombrel_event_base_t* other = ombrel_new_event_base();
+    EXPECT_EQ(0, ombrel_event_base_start_service(other));
+    ::signal(SIGUSR1, SIG_IGN); // which comes back whenever the event is detached
+    ombrel_event_t event{}, attached{};
+    EXPECT_EQ(0, ombrel_assign_event(base, &event, -1, 0, nullptr, nullptr));
+    capture refused(stderr);
+    at_once([&](size_t i) {
+        for (int round = 0; round < 300; round++) {
+            ombrel_event_base_t* target = (round & 1) != 0 ? base : other;
+            if (i == 0) {
+                ombrel_event_set_base(&event, target);
+            } else if (i == 1) {
+                ombrel_event_set_base(&attached, target);
+                ombrel_assign_event(target, &attached, SIGUSR1, 0, nullptr, nullptr);
+                ombrel_add_signal(&attached);
+                ombrel_event_set_base(&attached, (round & 2) != 0 ? base : other);
+            } else if (i == 2) {
+                ::raise(SIGUSR1);
+                ombrel_event_base_break_loop(other);
+            } else {
+                ombrel_add_event(&event, round % 3 - 1);
+                ombrel_active_event(&event, 1);
+                ombrel_del_event(&event);
+            }
+        }
+    });
+    EXPECT_EQ(0, ombrel_unassign_event(&event));
+    EXPECT_EQ(0, ombrel_unassign_event(&attached));
+    ombrel_event_counts_t counts;
+    EXPECT_EQ(0, ombrel_event_base_get_counts(base, &counts));
+    EXPECT_EQ(0u, counts.m_events + counts.m_timers + counts.m_active);
+    EXPECT_EQ(0, ombrel_free_event_base(other));
+    ::signal(SIGUSR1, SIG_DFL);
+    stop();
+}
+
+TEST_F(EventThread, TheServiceIsStartedAndStoppedByAny) {
+    std::atomic<int> started{0}, stopped{0};
+    capture refused(stderr);
+    at_once([&](size_t i) {
+        for (int round = 0; round < 25; round++)
+            if (i % 2 == 0)
+                started.fetch_add(ombrel_event_base_start_service(base) == 0);
+            else
+                stopped.fetch_add(ombrel_event_base_stop_service(base) == 0);
+    });
+    stopped.fetch_add(ombrel_event_base_stop_service(base) == 0);
+    EXPECT_EQ(started.load(), stopped.load());
+    EXPECT_GT(started.load(), 0);
 }
 
 TEST_F(EventThread, BackgroundService) {
