@@ -15,6 +15,7 @@
 namespace {
 
 using namespace ombrel::integrity;
+using ombrel_test::decode_in_pieces;
 using ombrel_test::take_string;
 
 void require(bool holds, const char* what) {
@@ -22,19 +23,6 @@ void require(bool holds, const char* what) {
         return;
     std::fprintf(stderr, "base64 differs: %s\n", what);
     std::abort();
-}
-
-std::string decode_in_pieces(const uint8_t* data, size_t size) {
-    ombrel_base64_t* coder = ombrel_open_base64();
-    for (size_t at = 0; at < size;) {
-        const size_t piece = std::min<size_t>(size - at, 1 + data[at] % 7);
-        ombrel_push_decode_base64(coder, data + at, piece);
-        at += piece;
-    }
-    ombrel_push_decode_base64(coder, nullptr, 0);
-    char* text = ombrel_get_base64(coder, &size);
-    ombrel_close_base64(coder);
-    return take_string(text, size);
 }
 
 void check_one_call(const uint8_t* data, size_t size) {
@@ -45,7 +33,8 @@ void check_one_call(const uint8_t* data, size_t size) {
     block = ombrel_decode_base64(text.data(), text.size(), &length);
     require(take_string(block, length) == std::string(reinterpret_cast<const char*>(data), size), "way back");
     block = ombrel_decode_base64(data, size, &length);
-    require(take_string(block, length) == decode_in_pieces(data, size), "decoding in pieces");
+    require(take_string(block, length) == decode_in_pieces<ombrel_test::base64_functions>(data, size, 7),
+            "decoding in pieces");
 }
 
 // Exactly as much memory as the kernels may touch, so that a sanitizer sees more.

@@ -1,7 +1,6 @@
 // Quoted-printable: a program of pushes against a model, one call against the stream, and the way there and
 // back.
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -10,6 +9,7 @@
 
 namespace {
 
+using ombrel_test::decode_in_pieces;
 using ombrel_test::take_string;
 
 void require(bool holds, const char* what) {
@@ -17,19 +17,6 @@ void require(bool holds, const char* what) {
         return;
     std::fprintf(stderr, "quoted-printable differs: %s\n", what);
     std::abort();
-}
-
-std::string decode_in_pieces(const uint8_t* data, size_t size) {
-    ombrel_quoted_printable_t* coder = ombrel_open_quoted_printable();
-    for (size_t at = 0; at < size;) {
-        const size_t piece = std::min<size_t>(size - at, 1 + data[at] % 5);
-        ombrel_push_decode_quoted_printable(coder, data + at, piece);
-        at += piece;
-    }
-    ombrel_push_decode_quoted_printable(coder, nullptr, 0);
-    char* text = ombrel_get_quoted_printable(coder, &size);
-    ombrel_close_quoted_printable(coder);
-    return take_string(text, size);
 }
 
 } // namespace
@@ -44,6 +31,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     block = ombrel_decode_quoted_printable(text.data(), text.size(), &length);
     require(take_string(block, length) == std::string(reinterpret_cast<const char*>(data), size), "way back");
     block = ombrel_decode_quoted_printable(data, size, &length);
-    require(take_string(block, length) == decode_in_pieces(data, size), "decoding in pieces");
+    require(take_string(block, length) ==
+                decode_in_pieces<ombrel_test::quoted_printable_functions>(data, size, 5),
+            "decoding in pieces");
     return 0;
 }

@@ -12,6 +12,8 @@
 #include <ombrel/buffer.h>
 #include <ombrel/heap.h>
 
+#include "program_bytes.h"
+
 namespace ombrel_test {
 
 struct heap_free {
@@ -76,7 +78,7 @@ public:
         flags_ = next() & 0xF;
         buffer_.reset(ombrel_open_buffer_ex(flags_));
         const char* fault = nullptr;
-        while (fault == nullptr && code_ < end_) {
+        while (fault == nullptr && code_ < end_ && limit_.allows_step()) {
             fault = step();
             if (fault == nullptr && ombrel_get_buffer_size(buffer_.get()) != queue_.size())
                 fault = "size";
@@ -96,15 +98,9 @@ private:
 
     // Bytes that make line ends, pairs and trail bytes likely.
     std::string make_bytes(size_t size) {
-        static const char alphabet[] = "\n\r\xC3\x0A\x0D text \t";
-        unsigned state = next() | next() << 8;
-        const unsigned plain = next(); // how many bytes out of 256 are ordinary
-        std::string bytes(size, '\0');
-        for (char& byte : bytes) {
-            state = state * 1664525u + 1013904223u;
-            byte = (state >> 24) < plain ? 'x' : alphabet[(state >> 16 & 0xFF) % (sizeof alphabet - 1)];
-        }
-        return bytes;
+        const unsigned state = next() | next() << 8, plain = next();
+        return make_mixture(limit_.of_bytes(size), state, plain, "\n\r\xC3\x0A\x0D text \t",
+                            [](unsigned) { return 'x'; });
     }
 
     const char* step() {
@@ -149,7 +145,7 @@ private:
         return memcpy(ombrel_alloc(bytes.size()), bytes.data(), bytes.size());
     }
     const char* push_zeros() {
-        const size_t size = next_size();
+        const size_t size = limit_.of_bytes(next_size());
         if (ombrel_push_buffer_ex(buffer_.get(), nullptr, size, next() & 0xF) != size)
             return "push of zeros";
         queue_.append(size, '\0');
@@ -233,6 +229,7 @@ private:
     }
 
     const uint8_t *code_, *end_;
+    work_limit limit_{64 * 1024};
     unsigned flags_ = 0;
     std::deque<std::string> kept_; // before the buffer: a wiping one writes to it when it is closed
     buffer_ptr buffer_;

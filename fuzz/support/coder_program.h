@@ -12,6 +12,8 @@
 #include <ombrel/heap.h>
 #include <ombrel/quoted_printable.h>
 
+#include "program_bytes.h"
+
 namespace ombrel_test {
 
 /// A block of the heap as a string; the block is freed.
@@ -19,6 +21,25 @@ inline std::string take_string(char* block, size_t size) {
     std::string text(block != nullptr ? block : "", block != nullptr ? size : 0);
     ombrel_check_free(block);
     return text;
+}
+
+/// What decoding gives when the text comes in pieces: short ones, of at most `longest` bytes, and then the
+/// rest.
+template<typename Coder>
+std::string decode_in_pieces(const uint8_t* data, size_t size, size_t longest) {
+    auto* coder = Coder::open();
+    const auto push = [&](size_t piece) {
+        Coder::decode(coder, data, piece);
+        data += piece, size -= piece;
+    };
+    for (int i = 0; i < 100 && size > 0; i++)
+        push(std::min<size_t>(size, 1 + *data % longest));
+    while (size > 0)
+        push(size);
+    push(0);
+    char* text = Coder::get(coder, &size);
+    Coder::close(coder);
+    return take_string(text, size);
 }
 
 /// What both models share: limits, input that waits, output, and the end.
@@ -137,10 +158,13 @@ struct quoted_printable_model : coder_model {
                 return 0;
             if (!has_room(1))
                 return -1;
-            const size_t high = left() < 3 ? std::string::npos : digits.find(input[taken + 1]);
-            const size_t low = left() < 3 ? std::string::npos : digits.find(input[taken + 2]);
-            const bool valid = escape && high != std::string::npos && low != std::string::npos;
-            output += valid ? static_cast<char>(high << 4 | low) : input[taken];
+            if (!escape || left() < 3) {
+                output += input[taken++];
+                continue;
+            }
+            const size_t high = digits.find(input[taken + 1]), low = digits.find(input[taken + 2]);
+            const bool valid = high != std::string::npos && low != std::string::npos;
+            output += valid ? static_cast<char>(high << 4 | low) : '=';
             taken += valid ? 3 : 1;
         }
         done = final;
@@ -165,7 +189,7 @@ public:
         model_.output_limit = coder->m_output_limit = next_limit();
         Coder::set_options(*coder, model_, next(), next());
         const char* fault = nullptr;
-        while (fault == nullptr && code_ < end_)
+        while (fault == nullptr && code_ < end_ && limit_.allows_step())
             fault = step(coder);
         for (int i = 0; fault == nullptr && i < 3; i++)
             fault = push(coder, "");
@@ -184,18 +208,10 @@ private:
 
     // Characters that make groups, escapes and what is between them likely.
     std::string make_text(size_t size) {
-        static constexpr std::string_view between = "=\n\r \t-_=3D=0A=zz\xC3\\";
-        unsigned state = next() | next() << 8;
-        const unsigned plain = next(); // how many characters out of 256 are of the alphabet
-        std::string text(size, '\0');
-        for (char& character : text) {
-            state = state * 1664525u + 1013904223u;
-            const unsigned choice = state >> 8 & 0xFF;
-            character = (state >> 24) < plain || plain == 255
-                            ? static_cast<char>('A' + choice % 26 + choice / 128 * 32)
-                            : between[choice % between.size()];
-        }
-        return text;
+        const unsigned state = next() | next() << 8, plain = next();
+        return make_mixture(
+            limit_.of_bytes(size), state, plain, "=\n\r \t-_=3D=0A=zz\xC3\\",
+            [](unsigned choice) { return static_cast<char>('A' + choice % 26 + choice / 128 * 32); });
     }
 
     const char* step(typename Coder::record* coder) {
@@ -237,6 +253,7 @@ private:
     }
 
     const uint8_t *code_, *end_;
+    work_limit limit_{12 * 1024};
     bool decodes_ = false;
     typename Coder::model model_;
 };
