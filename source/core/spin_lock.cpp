@@ -25,7 +25,7 @@ public:
     explicit guard_word(ombrel_spin_lock_t& lock) : word_(&lock.m_guard) {}
     ~guard_word() {
         if (held_)
-            ombrel_atomic_release(word_);
+            __atomic_store_n(word_, 0u, __ATOMIC_RELEASE);
     }
     guard_word(const guard_word&) = delete;
     guard_word& operator=(const guard_word&) = delete;

@@ -28,8 +28,9 @@ struct file_access {
     bool truncate;
 };
 
-/// As open_file_for_reading(), for any access. A named pipe waits for its other side.
-int open_file(const char* path, const file_access& access);
+/// As open_file_for_reading(), for any access, and tells what is_regular_file() would. A named pipe waits for
+/// its other side.
+int open_file(const char* path, const file_access& access, bool& is_regular);
 
 /// A second descriptor for what a descriptor stands for, which child processes do not inherit; or -1.
 int duplicate_file(int descriptor);

@@ -71,7 +71,7 @@ bool allows(int descriptor, const file_access& wanted) {
            (!wanted.write || given.write);
 }
 
-/// Makes a descriptor of the process fit for the mode.
+/// Makes a descriptor of the process fit for the mode, and sees what it is.
 bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
     const file_access wanted = access_of(ctx.mode);
     if (descriptor < 0 || !allows(descriptor, wanted) ||
@@ -79,6 +79,7 @@ bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
         fail(ctx, def_ombrel_ctx_error_invalid_argument);
         return false;
     }
+    state_of<file_state>(ctx).is_regular = platform::is_regular_file(descriptor);
     return true;
 }
 
@@ -89,8 +90,9 @@ int open_own_copy(builtin_ctx& ctx, int descriptor) {
     return copy >= 0 ? copy : fail_by_system(ctx);
 }
 
-int open_path(const builtin_ctx& ctx, const char* path) {
-    const int descriptor = platform::open_file(path, access_of(ctx.mode));
+int open_path(builtin_ctx& ctx, const char* path) {
+    bool& is_regular = state_of<file_state>(ctx).is_regular;
+    const int descriptor = platform::open_file(path, access_of(ctx.mode), is_regular);
     return descriptor >= 0 ? descriptor : fail_by_system(ctx);
 }
 
@@ -121,12 +123,9 @@ int open_descriptor(builtin_ctx& ctx) {
 }
 
 int open(builtin_ctx& ctx) {
-    file_state& state = state_of<file_state>(ctx);
-    state.descriptor = open_descriptor(ctx);
-    if (state.descriptor < 0)
-        return -1;
-    state.is_regular = platform::is_regular_file(state.descriptor);
-    return 0;
+    const int descriptor = open_descriptor(ctx);
+    state_of<file_state>(ctx).descriptor = descriptor;
+    return descriptor >= 0 ? 0 : -1;
 }
 
 int close(builtin_ctx& ctx) {

@@ -8,6 +8,8 @@
 #include <ombrel/ctx.h>
 #include <ombrel/uri.h>
 
+#include "plugin/ctx_options.h"
+
 namespace ombrel {
 
 struct builtin_kind;
@@ -15,6 +17,7 @@ struct builtin_kind;
 /// A context that the built-in plug-in has opened or is opening. All texts live as long as it does.
 struct builtin_ctx {
     int handle;
+    const plugin::ctx_options* options; ///< the context's
     const builtin_kind* kind;
     void* state; ///< the kind's own record, zeroed before open()
     const char* mime_type;
@@ -106,7 +109,7 @@ int option_number(const builtin_ctx& ctx, const char* name, int fallback);
 
 /// Another option's text, or null when it is not set; valid until the context is closed.
 inline const char* option_text(const builtin_ctx& ctx, const char* name) {
-    return ombrel_ctx_get_option(ctx.handle, name);
+    return ctx.options->get(name);
 }
 
 inline bool is_given(const char* text) {

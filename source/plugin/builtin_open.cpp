@@ -14,6 +14,7 @@
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
+#include "core/wipe.h"
 #include "runtime/uri_scheme.h"
 #include "text/slice.h"
 
@@ -96,22 +97,27 @@ string_view scheme_of(const char* source) {
     return slice(text, 0, uri_scheme_size(text));
 }
 
-bool has_descriptor(int handle) {
-    return ombrel_ctx_get_option(handle, "fd") != nullptr;
-}
+/// What a context is opened with.
+struct opening {
+    int handle;
+    const plugin::ctx_options& options;
+    const char* mime_type;
+    const char* source;
+    bool has_descriptor; ///< an open one, which goes before the source
+};
 
-/// The stream that a source names; an open descriptor goes before it.
-const served_type* choose_stream(int handle, const char* source) {
-    const string_view scheme = scheme_of(source);
-    return find_stream(scheme.empty() || has_descriptor(handle) ? string_view("file") : scheme);
+/// The stream that the source names.
+const served_type* choose_stream(const opening& wanted) {
+    const string_view scheme = scheme_of(wanted.source);
+    return find_stream(scheme.empty() || wanted.has_descriptor ? string_view("file") : scheme);
 }
 
 /// A source that names another kind. One with a colon but no "//" may as well be a host or a file.
-bool is_foreign(int handle, const char* source, const served_type& type) {
-    const string_view scheme = scheme_of(source);
-    if (type.scheme.empty() || scheme.empty() || is_scheme_of(scheme, type) || has_descriptor(handle))
+bool is_foreign(const opening& wanted, const served_type& type) {
+    const string_view scheme = scheme_of(wanted.source);
+    if (type.scheme.empty() || scheme.empty() || is_scheme_of(scheme, type) || wanted.has_descriptor)
         return false;
-    return slice(source, scheme.size() + 1, 2) == "//";
+    return slice(wanted.source, scheme.size() + 1, 2) == "//";
 }
 
 ombrel_uri_t* parse_source(const char* source, bool has_scheme, const served_type& type) {
@@ -127,10 +133,10 @@ constexpr size_t aligned(size_t size) {
 }
 
 /// The record, the kind's state and both texts in one zeroed block.
-builtin_ctx* allocate(const served_type& type, const char* mime_type, const char* source) {
+builtin_ctx* allocate(const opening& wanted, const served_type& type) {
     const size_t state_place = aligned(sizeof(builtin_ctx));
     const size_t text_place = state_place + type.kind->state_size;
-    const string_view mime_text = mime_type, source_text = source;
+    const string_view mime_text = wanted.mime_type, source_text = wanted.source;
     const size_t size = text_place + mime_text.size() + 1 + source_text.size() + 1;
     auto* const block = static_cast<char*>(ombrel_calloc_tag(1, size, "ombrel_open_ctx", __LINE__));
     if (block == nullptr)
@@ -140,6 +146,8 @@ builtin_ctx* allocate(const served_type& type, const char* mime_type, const char
     char* const source_copy = mime_copy + mime_text.size() + 1;
     mime_text.copy(mime_copy, mime_text.size());
     source_text.copy(source_copy, source_text.size());
+    ctx->handle = wanted.handle;
+    ctx->options = &wanted.options;
     ctx->kind = type.kind;
     ctx->state = block + state_place;
     ctx->mime_type = mime_copy;
@@ -148,6 +156,8 @@ builtin_ctx* allocate(const served_type& type, const char* mime_type, const char
 }
 
 void free_builtin(builtin_ctx* ctx) {
+    // A source may have a password in it.
+    wipe_text(const_cast<char*>(ctx->source));
     ombrel_free_uri_tag(const_cast<ombrel_uri_t*>(ctx->uri), "ombrel_close_ctx", __LINE__);
     ombrel_free_tag(ctx, "ombrel_close_ctx", __LINE__);
 }
@@ -187,35 +197,36 @@ int open_kind(builtin_ctx& ctx, const served_type& type) {
     return result;
 }
 
-const served_type* choose_type(int handle, const char* mime_type, const char* source) {
-    const served_type* type = find_type(mime_type);
-    if (type != nullptr && type->kind == nullptr)
-        type = choose_stream(handle, source);
-    if (type == nullptr) {
-        refuse(handle, def_ombrel_ctx_error_not_supported);
-        return nullptr;
-    }
-    if (!is_foreign(handle, source, *type))
+/// The type of the MIME type, or that of the stream; null, with the error set, when it is refused.
+const served_type* choose_type(const opening& wanted, const served_type* named) {
+    const bool is_any_stream = named != nullptr && named->kind == nullptr;
+    const served_type* const type = is_any_stream ? choose_stream(wanted) : named;
+    if (type != nullptr && !is_foreign(wanted, *type))
         return type;
-    refuse(handle, def_ombrel_ctx_error_syntax);
+    refuse(wanted.handle, type == nullptr ? def_ombrel_ctx_error_not_supported : def_ombrel_ctx_error_syntax);
     return nullptr;
+}
+
+opening read_opening(int handle, const plugin::ctx_options& options, const char* mime_type) {
+    const char* const source = options.get("source");
+    return {handle, options, mime_type, source != nullptr ? source : "", options.get("fd") != nullptr};
 }
 
 } // namespace
 
-builtin_ctx* open_builtin(int handle, const char* mime_type) {
-    const char* const source = ombrel_ctx_get_option_string_ex(handle, "source", "");
-    const served_type* const type = choose_type(handle, mime_type, source);
+builtin_ctx* open_builtin(int handle, const plugin::ctx_options& options, const char* mime_type) {
+    const opening wanted = read_opening(handle, options, mime_type);
+    const served_type* const named = find_type(mime_type);
+    const served_type* const type = choose_type(wanted, named);
     if (type == nullptr)
         return nullptr;
-    builtin_ctx* const ctx = allocate(*type, mime_type, source);
+    builtin_ctx* const ctx = allocate(wanted, *type);
     if (ctx == nullptr) {
         refuse(handle, def_ombrel_ctx_error_no_memory);
         return nullptr;
     }
-    ctx->handle = handle;
     if (open_kind(*ctx, *type) == 0) {
-        ombrel_ctx_set_plugin_descriptor(handle, find_type(mime_type)->code);
+        ombrel_ctx_set_plugin_descriptor(handle, named->code);
         return ctx;
     }
     free_builtin(ctx);

@@ -17,6 +17,7 @@
 #include "plugin/builtin_kind.h"
 #include "plugin/builtin_open.h"
 #include "plugin/builtin_table.h"
+#include "plugin/ctx_internal.h"
 #include "plugin/stream_control.h"
 
 namespace ombrel {
@@ -46,11 +47,11 @@ Result pass_on_towards(unsigned direction, int handle,
 }
 
 int open(int handle, const char* mime_type) {
-    builtin_ctx* const ctx = open_builtin(handle, ombrel_check_string(mime_type));
-    if (ctx == nullptr)
+    const plugin::ctx_pin context(handle);
+    if (!context)
         return -1;
-    ombrel_ctx_set_plugin_data(handle, ctx);
-    return 0;
+    context->data = open_builtin(handle, context->options, ombrel_check_string(mime_type));
+    return context->data != nullptr ? 0 : -1;
 }
 
 int close(int handle) {

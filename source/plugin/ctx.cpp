@@ -6,7 +6,6 @@
 #include <ombrel/string.h>
 
 #include "core/spin_lock_guard.h"
-#include "core/thread_mark.h"
 #include "plugin/auto_load.h"
 #include "plugin/ctx_internal.h"
 
@@ -20,30 +19,6 @@ void destroy_context(void* object) {
     ctx->~context();
     ombrel_free_tag(ctx, "ombrel_destroy_ctx", __LINE__);
 }
-
-/// Has a context alone, to bind or unbind it, for a scope.
-class ctx_change {
-public:
-    explicit ctx_change(int handle) : held_(enter_instance(ctx_type, handle, instance_call::alone)) {
-        if (held_.object != nullptr)
-            operator->()->changer = &thread_mark;
-    }
-    ~ctx_change() {
-        if (held_.object == nullptr)
-            return;
-        operator->()->changer = nullptr;
-        leave_instance(held_.slot);
-    }
-    ctx_change(const ctx_change&) = delete;
-    ctx_change& operator=(const ctx_change&) = delete;
-
-    explicit operator bool() const { return held_.object != nullptr; }
-    context* operator->() const { return static_cast<context*>(held_.object); }
-    context& operator*() const { return *operator->(); }
-
-private:
-    pinned_instance held_;
-};
 
 /// Holds a plug-in's record shared while its open or close operation runs.
 class operation_guard : spin_lock_guard {
@@ -98,25 +73,6 @@ int try_to_open(context& ctx) {
     return result;
 }
 
-int open(context& ctx, const char* mime_type) {
-    ctx.set_last_error(def_ombrel_ctx_error_none);
-    if (ctx.bound)
-        return fail<int>(ctx, def_ombrel_ctx_error_already_open);
-    ctx.mime_type.reset(mime_type != nullptr ? ombrel_strdup_tag(mime_type, "ombrel_open_ctx", __LINE__)
-                                             : nullptr);
-    if (mime_type != nullptr && !ctx.mime_type)
-        return fail<int>(ctx, def_ombrel_ctx_error_no_memory);
-    int result = try_to_open(ctx);
-    // Another thread may just be bringing the plug-in for it.
-    if (result != 0 && ctx.error == def_ombrel_ctx_error_not_supported && wait_for_auto_loads()) {
-        ctx.error = def_ombrel_ctx_error_none;
-        result = try_to_open(ctx);
-    }
-    if (result != 0)
-        ctx.mime_type.reset();
-    return result;
-}
-
 int call_close(context& ctx) {
     const operation_guard guard(*ctx.bound, "ombrel_close_ctx");
     return ctx.table->m_close != nullptr ? ctx.table->m_close(ctx.handle) : 0;
@@ -163,6 +119,28 @@ context* make_context() {
 } // namespace
 
 const instance_type ctx_type{"application/tuk_base_ctx", destroy_context, finish_context};
+
+int open(context& ctx, const char* mime_type) {
+    ctx.set_last_error(def_ombrel_ctx_error_none);
+    if (ctx.bound)
+        return fail<int>(ctx, def_ombrel_ctx_error_already_open);
+    if (!ctx.mime_type.set(mime_type, "ombrel_open_ctx"))
+        return fail<int>(ctx, def_ombrel_ctx_error_no_memory);
+    int result = try_to_open(ctx);
+    // Another thread may just be bringing the plug-in for it.
+    if (result != 0 && ctx.error == def_ombrel_ctx_error_not_supported && wait_for_auto_loads()) {
+        ctx.error = def_ombrel_ctx_error_none;
+        result = try_to_open(ctx);
+    }
+    if (result != 0)
+        ctx.mime_type.reset();
+    return result;
+}
+
+int refuse_opening(int handle) {
+    return fail<int>(handle,
+                     is_bound(handle) ? def_ombrel_ctx_error_already_open : def_ombrel_ctx_error_busy);
+}
 
 bool context::is_changed_here() const {
     return changer == &thread_mark;

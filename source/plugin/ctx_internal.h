@@ -2,17 +2,45 @@
 #pragma once
 
 #include <atomic>
+#include <cstring>
 #include <type_traits>
 
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
 
 #include "core/heap_ptr.h"
+#include "core/thread_mark.h"
 #include "plugin/ctx_options.h"
 #include "plugin/plugin_binding.h"
 #include "runtime/instance.h"
 
 namespace ombrel::plugin {
+
+/// A copy of a text, on the heap only when it is long.
+class short_text {
+public:
+    /// False when memory runs out, with the text null as after null.
+    bool set(const char* text, const char* tag) {
+        reset();
+        const size_t size = text != nullptr ? strlen(text) + 1 : 0;
+        if (size > sizeof near_)
+            far_.reset(static_cast<char*>(ombrel_alloc_tag(size, tag, __LINE__)));
+        char* const place = size > sizeof near_ ? far_.get() : near_;
+        if (text != nullptr && place != nullptr)
+            text_ = static_cast<char*>(memmove(place, text, size));
+        return text == nullptr || text_ != nullptr;
+    }
+    void reset() {
+        text_ = nullptr;
+        far_.reset();
+    }
+    const char* get() const { return text_; }
+
+private:
+    const char* text_ = nullptr;
+    heap_ptr<char> far_;
+    char near_[48];
+};
 
 /// What is bound is changed by a call alone inside, and read by those inside; the words may be asked for and
 /// set by any thread.
@@ -22,7 +50,7 @@ struct context {
     plugin_binding bound;
     const ombrel_ctx0_v0_interface_t* table = nullptr; // the bound plug-in's
     ctx_options options;
-    heap_ptr<char> mime_type;
+    short_text mime_type; // of the last opening
     std::atomic<intptr_t> descriptor = -1;
     std::atomic<void*> data = nullptr;
     std::atomic<int> error = def_ombrel_ctx_error_none;
@@ -83,6 +111,34 @@ private:
     pinned_instance held_;
     bool is_in_change_ = false;
 };
+
+/// Has a context alone, to bind or unbind it, for a scope.
+class ctx_change {
+public:
+    explicit ctx_change(int handle) : held_(enter_instance(ctx_type, handle, instance_call::alone)) {
+        if (held_.object != nullptr)
+            operator->()->changer = &thread_mark;
+    }
+    ~ctx_change() {
+        if (held_.object == nullptr)
+            return;
+        operator->()->changer = nullptr;
+        leave_instance(held_.slot);
+    }
+    ctx_change(const ctx_change&) = delete;
+    ctx_change& operator=(const ctx_change&) = delete;
+
+    explicit operator bool() const { return held_.object != nullptr; }
+    context* operator->() const { return static_cast<context*>(held_.object); }
+    context& operator*() const { return *operator->(); }
+
+private:
+    pinned_instance held_;
+};
+
+/// ombrel_open_ctx() of a context that is had alone, and when it could not be had.
+int open(context& ctx, const char* mime_type);
+int refuse_opening(int handle);
 
 /// What an operation gives when it fails.
 template<typename Result>

@@ -1,5 +1,3 @@
-#include <ombrel/printf.h>
-
 #include "plugin/ctx_internal.h"
 
 using namespace ombrel;
@@ -44,9 +42,7 @@ int ombrel_ctx_set_option_fstring(int handle, const char* name, const char* form
 }
 
 int ombrel_ctx_set_option_int_string(int handle, const char* name, int number) {
-    char text[16];
-    ombrel_snprintf(text, sizeof text, "%d", number);
-    return set_option(handle, name, text);
+    return set_option(handle, name, number_text(number).get());
 }
 
 const char* ombrel_ctx_get_option(int handle, const char* name) {

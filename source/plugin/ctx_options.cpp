@@ -7,34 +7,28 @@
 #include <ombrel/string.h>
 
 #include "core/short_lock_guard.h"
+#include "core/wipe.h"
 
 namespace ombrel::plugin {
 
 /// The name and then the text stand behind it, in one block.
 struct ctx_options::option {
     option* next;
-    char* text;
-    size_t text_size;
+    size_t name_size; ///< with the terminator
 
     char* name() { return reinterpret_cast<char*>(this + 1); }
+    char* text() { return name() + name_size; }
+    bool is_called(const char* other, size_t other_size) {
+        return name_size == other_size && ombrel_strcasecmp(name(), other) == 0;
+    }
 };
-
-namespace {
-
-// Through volatile, so that it is not left out as a store that nobody reads: the text may be a password.
-void wipe(char* text, size_t size) {
-    for (volatile char* at = text; size > 0; size--)
-        *at++ = '\0';
-}
-
-} // namespace
 
 const char* ctx_options::get(const char* name) const {
     if (name == nullptr)
         return nullptr;
     const short_lock_guard guard(lock_);
-    const option* found = *find(name);
-    return found != nullptr ? found->text : nullptr;
+    option* found = *find(name);
+    return found != nullptr ? found->text() : nullptr;
 }
 
 bool ctx_options::set(const char* name, const char* text) {
@@ -43,9 +37,9 @@ bool ctx_options::set(const char* name, const char* text) {
         ombrel_alloc_tag(sizeof(option) + name_size + text_size, "ombrel_ctx_set_option", __LINE__));
     if (made == nullptr)
         return false;
-    *made = {nullptr, made->name() + name_size, text_size};
+    *made = {nullptr, name_size};
     memcpy(made->name(), name, name_size);
-    memcpy(made->text, text, text_size);
+    memcpy(made->text(), text, text_size);
     free_one(exchange(made->name(), made));
     return true;
 }
@@ -67,14 +61,16 @@ void ctx_options::clear() {
 void ctx_options::free_one(option* which) {
     if (which == nullptr)
         return;
-    wipe(which->text, which->text_size);
+    // It may be a password.
+    wipe_text(which->text());
     ombrel_free_tag(which, "ombrel_ctx_set_option", __LINE__);
 }
 
 // The link that holds the option, or the null link at the end.
 ctx_options::option** ctx_options::find(const char* name) const {
+    const size_t size = strlen(name) + 1;
     option** link = &first_;
-    while (*link != nullptr && ombrel_strcasecmp((*link)->name(), name) != 0)
+    while (*link != nullptr && !(*link)->is_called(name, size))
         link = &(*link)->next;
     return link;
 }

@@ -1,6 +1,7 @@
 // The options of a context.
 #pragma once
 
+#include <ombrel/printf.h>
 #include <ombrel/short_lock.h>
 
 namespace ombrel::plugin {
@@ -30,6 +31,16 @@ private:
 
     mutable ombrel_short_lock_t lock_{};
     mutable option* first_ = nullptr;
+};
+
+/// A number in decimal, as options have it.
+class number_text {
+public:
+    explicit number_text(int number) { ombrel_snprintf(text_, sizeof text_, "%d", number); }
+    const char* get() const { return text_; }
+
+private:
+    char text_[16];
 };
 
 } // namespace ombrel::plugin

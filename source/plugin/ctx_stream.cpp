@@ -19,21 +19,24 @@ bool is_block(const void* bytes, size_t size) {
     return bytes != nullptr || size == 0;
 }
 
-int open_stream(int handle, const char* mode, int debug) {
-    if ((mode != nullptr && ombrel_ctx_set_option(handle, "mode", mode) != 0) ||
-        ombrel_ctx_set_option_int_string(handle, "debug", debug) != 0)
-        return -1;
-    return ombrel_open_ctx(handle, "application/tuk_stream");
+// Of the options "source" and "fd" the one that is set takes the other away; false when memory runs out.
+bool set_options(ctx_options& options, const char* name, const char* value, const char* mode, int debug) {
+    const number_text debug_text(debug);
+    options.remove(strcmp(name, "fd") == 0 ? "source" : "fd");
+    return (value == nullptr || options.set(name, value)) && (mode == nullptr || options.set("mode", mode)) &&
+           options.set("debug", debug_text.get());
 }
 
 // Options are those of the next opening; an open context keeps its own.
-bool can_be_opened(int handle) {
-    const ctx_call ctx(handle);
+int open_stream(int handle, const char* name, const char* value, const char* mode, int debug) {
+    const ctx_change ctx(handle);
     if (!ctx)
-        return false;
+        return refuse_opening(handle);
     if (ctx->bound)
-        ctx->set_last_error(def_ombrel_ctx_error_already_open);
-    return !ctx->bound;
+        return fail<int>(*ctx, def_ombrel_ctx_error_already_open);
+    if (!set_options(ctx->options, name, value, mode, debug))
+        return fail<int>(*ctx, def_ombrel_ctx_error_no_memory);
+    return open(*ctx, "application/tuk_stream");
 }
 
 // Writes until all is written or nothing more is taken. An empty text is written too, so that it fails where
@@ -51,19 +54,12 @@ int write_all(int handle, const char* text, size_t size) {
 
 } // namespace
 
-// Of the options "source" and "fd" each of these sets its own and takes the other's away.
 int ombrel_open_ctx_stream(int handle, const char* source, const char* mode, int debug) {
-    if (!can_be_opened(handle) || ombrel_ctx_set_option(handle, "fd", nullptr) != 0 ||
-        (source != nullptr && ombrel_ctx_set_option(handle, "source", source) != 0))
-        return -1;
-    return open_stream(handle, mode, debug);
+    return open_stream(handle, "source", source, mode, debug);
 }
 
 int ombrel_open_ctx_stream_fd(int handle, int fd, const char* mode, int debug) {
-    if (!can_be_opened(handle) || ombrel_ctx_set_option(handle, "source", nullptr) != 0 ||
-        ombrel_ctx_set_option_int_string(handle, "fd", fd) != 0)
-        return -1;
-    return open_stream(handle, mode, debug);
+    return open_stream(handle, "fd", number_text(fd).get(), mode, debug);
 }
 
 int ombrel_ctx_is_readable(int handle, int timeout_ms) {

@@ -10,6 +10,10 @@
 
 namespace {
 
+// As types, so that each walk has its folding inline.
+constexpr auto keep_case = [](unsigned char c) { return ombrel::keep_case(c); };
+constexpr auto to_lower = [](unsigned char c) { return ombrel::to_lower(c); };
+
 /// One walk of a pattern along a string; neither index ever goes back, which is meant so.
 template<typename Fold>
 class pattern_walk {
@@ -96,17 +100,17 @@ int check_list(const char* patterns, const char* separators, const char* s, Fold
 } // namespace
 
 int ombrel_check_pattern(const char* pattern, const char* s) {
-    return check(pattern, s, ombrel::keep_case);
+    return check(pattern, s, keep_case);
 }
 
 int ombrel_check_case_pattern(const char* pattern, const char* s) {
-    return check(pattern, s, ombrel::to_lower);
+    return check(pattern, s, to_lower);
 }
 
 int ombrel_check_pattern_list(const char* patterns, const char* separators, const char* s) {
-    return check_list(patterns, separators, s, ombrel::keep_case);
+    return check_list(patterns, separators, s, keep_case);
 }
 
 int ombrel_check_case_pattern_list(const char* patterns, const char* separators, const char* s) {
-    return check_list(patterns, separators, s, ombrel::to_lower);
+    return check_list(patterns, separators, s, to_lower);
 }

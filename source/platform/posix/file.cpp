@@ -22,9 +22,13 @@ int flags_of(const file_access& access) {
     return flags | O_CLOEXEC | O_NOCTTY;
 }
 
+bool never_waits(const struct stat& status) {
+    return S_ISREG(status.st_mode) || S_ISBLK(status.st_mode);
+}
+
 } // namespace
 
-int open_file(const char* path, const file_access& access) {
+int open_file(const char* path, const file_access& access, bool& is_regular) {
     constexpr mode_t for_all = 0666;
     int descriptor;
     do
@@ -34,8 +38,10 @@ int open_file(const char* path, const file_access& access) {
         return -1;
     // A directory opens for reading but gives no bytes.
     struct stat status;
-    if (fstat(descriptor, &status) == 0 && !S_ISDIR(status.st_mode))
+    if (fstat(descriptor, &status) == 0 && !S_ISDIR(status.st_mode)) {
+        is_regular = never_waits(status);
         return descriptor;
+    }
     close(descriptor);
     errno = EISDIR;
     return -1;
@@ -44,7 +50,8 @@ int open_file(const char* path, const file_access& access) {
 int open_file_for_reading(const char* path) {
     file_access access{};
     access.read = true;
-    return open_file(path, access);
+    bool is_regular;
+    return open_file(path, access, is_regular);
 }
 
 bool file_exists(const char* path) {
@@ -90,7 +97,7 @@ bool set_file_append(int descriptor) {
 
 bool is_regular_file(int descriptor) {
     struct stat status;
-    return fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
+    return fstat(descriptor, &status) == 0 && never_waits(status);
 }
 
 ptrdiff_t write_file(int descriptor, const void* data, size_t size) {
