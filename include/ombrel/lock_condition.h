@@ -5,6 +5,9 @@
  * A condition remembers nothing: a wake-up without a waiter is lost. Keep the predicate under the lock,
  * change it there, and look at it again after every wait, which may end without a wake-up. Any thread.
  *
+ * A thread that is woken while its lock is held leaves the condition at once and goes to the end of the
+ * lock's line. It runs when its turn comes.
+ *
  * In a child process nobody waits on any condition: the parent's waiters are not there.
  */
 #ifndef OMBREL_LOCK_CONDITION_H

@@ -64,12 +64,27 @@ public:
 
     /// Whether the lock was taken; else the claim is in no list any more.
     bool run() {
+        const entry entered = enter_or_queue(lock_, claim_);
+        return entered == entry::taken || wait(entered == entry::queued_first);
+    }
+
+    /// As run(), from a place that stands in the line already.
+    bool run_from(lock_claim* place) {
+        {
+            const short_lock_guard guard(lock_.m_guard);
+            claim_->bell.hang();
+            replace_waiter(lock_, place, claim_);
+        }
+        return wait(false);
+    }
+
+private:
+    enum class state { waiting, overdue, taken, given_up };
+
+    bool wait(bool first_in_line) {
         // Critical sections are short, and their end often near.
         constexpr int looks = 50;
-        const entry entered = enter_or_queue(lock_, claim_);
-        if (entered == entry::taken)
-            return true;
-        if (entered == entry::queued_first)
+        if (first_in_line)
             ready_soon(looks, [this] { return is_turn_of(lock_, claim_); });
         state now = look();
         if (now == state::waiting) {
@@ -85,9 +100,6 @@ public:
                 return false;
         return true;
     }
-
-private:
-    enum class state { waiting, overdue, taken, given_up };
 
     // Whoever releases the lock before the pipe is known counts on a look after this.
     void open_pipe() {
@@ -195,6 +207,18 @@ private:
     return 0;
 }
 
+// The turn goes to the next one in the line, if it was this one's.
+void leave_line(ombrel_lock_t& lock, lock_claim* place) {
+    ringing wakeup;
+    {
+        const short_lock_guard guard(lock.m_guard);
+        remove_waiter(lock, place);
+        if (lock.m_owners == nullptr && lock.m_waiters_head != nullptr)
+            wakeup = lock.m_waiters_head->bell.ring();
+    }
+    wakeup.send();
+}
+
 /// What stands between a lock and its end.
 struct pending_claim {
     const char* relation = nullptr; ///< "locked" or "wait"; null when nothing does
@@ -221,6 +245,16 @@ pending_claim find_pending_claim(ombrel_lock_t& lock) {
 }
 
 } // namespace
+
+int ombrel::take_from_place(ombrel_lock_t& lock, lock_claim* place, call_site caller) {
+    lock_claim* claim = new_claim(lock, caller);
+    if (claim == nullptr) {
+        leave_line(lock, place);
+        return refuse(lock, caller);
+    }
+    lock_wait(lock, claim, def_ombrel_infinite).run_from(place);
+    return 0;
+}
 
 int ombrel_init_lock_tag(ombrel_lock_t* lock, const char* tag, unsigned long line) {
     if (lock == nullptr) {

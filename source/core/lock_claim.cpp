@@ -49,6 +49,19 @@ void remove_waiter(ombrel_lock_t& lock, lock_claim* claim) {
         lock.m_waiters_tail = claim->previous;
 }
 
+void replace_waiter(ombrel_lock_t& lock, lock_claim* old_claim, lock_claim* new_claim) {
+    new_claim->previous = old_claim->previous;
+    new_claim->next = old_claim->next;
+    if (new_claim->next != nullptr)
+        new_claim->next->previous = new_claim;
+    else
+        lock.m_waiters_tail = new_claim;
+    if (new_claim->previous != nullptr)
+        new_claim->previous->next = new_claim;
+    else
+        set_waiters_head(lock, new_claim);
+}
+
 long count_claims(const lock_claim* head) {
     long count = 0;
     for (; head != nullptr; head = head->next)

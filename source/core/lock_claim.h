@@ -35,7 +35,19 @@ inline void push_owner(ombrel_lock_t& lock, lock_claim* claim);
 inline lock_claim* pop_owner(ombrel_lock_t& lock);
 void append_waiter(ombrel_lock_t& lock, lock_claim* claim);
 void remove_waiter(ombrel_lock_t& lock, lock_claim* claim);
+void replace_waiter(ombrel_lock_t& lock, lock_claim* old_claim, lock_claim* new_claim);
 long count_claims(const lock_claim* head);
+
+/// Whether a thread that wants the lock would have to wait. A thread-aware lock never counts as busy here, as
+/// the thread itself may hold it.
+inline bool is_busy(const ombrel_lock_t& lock) {
+    return (__atomic_load_n(&lock.m_flags, __ATOMIC_RELAXED) & def_ombrel_lock_flag_thread_aware) == 0 &&
+           (lock.m_owners != nullptr || lock.m_waiters_head != nullptr);
+}
+
+/// Goes on from a place in the line, without limit, until the lock is taken: 0, or -1 without memory for the
+/// claim. The place is in the line no more.
+int take_from_place(ombrel_lock_t& lock, lock_claim* place, call_site caller);
 
 /// Whether the claim may take the lock. Without the guard this is only a hint.
 inline bool is_turn_of(const ombrel_lock_t& lock, const lock_claim* claim) {

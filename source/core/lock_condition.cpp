@@ -1,6 +1,7 @@
 #include <ombrel/lock_condition.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <iterator>
 
@@ -10,21 +11,42 @@
 #include <ombrel/pipe.h>
 #include <ombrel/timer.h>
 
-#include "core/bell.h"
+#include "core/lock_claim.h"
 #include "core/node_list.h"
 #include "core/report_interval.h"
 #include "core/short_lock_guard.h"
 #include "core/wait_registry.h"
 #include "core/wakeup.h"
 
+/// Where a waiter is. Who changes it from the first value decides.
+enum class waiter_place {
+    on_condition, ///< it may be moved to the line of its lock
+    settled,      ///< it stays until it removes itself
+    in_line       ///< it is in the line of its lock, and the condition may be gone
+};
+
 /// A waiting thread's record, on that thread's stack.
 struct ombrel_lock_condition_waiter_ts {
-    ombrel_lock_condition_waiter_ts* previous;
-    ombrel_lock_condition_waiter_ts* next;
-    ombrel::bell bell; ///< rung when the waiter is woken
-    int read_end;      ///< of the waiter's pipe, -1 until made
-    const char* tag;
-    unsigned long line;
+    ombrel_lock_condition_waiter_ts(ombrel_lock_condition_t& condition, ombrel_lock_t* next_lock,
+                                    ombrel::call_site caller)
+        : lock(next_lock), registration(&condition, next_lock) {
+        claim.read_end = -1;
+        claim.tag = caller.tag;
+        claim.line = caller.line;
+        claim.bell.hang();
+    }
+
+    bool settle() {
+        waiter_place found = waiter_place::on_condition;
+        return place.compare_exchange_strong(found, waiter_place::settled) || found == waiter_place::settled;
+    }
+
+    ombrel_lock_condition_waiter_ts* previous = nullptr;
+    ombrel_lock_condition_waiter_ts* next = nullptr;
+    ombrel::lock_claim claim{}; ///< its bell is rung when the waiter is woken
+    ombrel_lock_t* lock;        ///< taken after the wait, or null
+    std::atomic<waiter_place> place = waiter_place::on_condition;
+    ombrel::registered_wait registration;
 };
 
 using namespace ombrel;
@@ -55,17 +77,15 @@ void remove(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
 /// One wait on a condition, from its place in the line to its pipe.
 class condition_wait {
 public:
-    condition_wait(ombrel_lock_condition_t& condition, uint32_t timeout_ms, call_site caller)
-        : registration_(&condition, nullptr),
-          condition_(condition), waiter_{nullptr, nullptr, {}, -1, caller.tag, caller.line},
+    condition_wait(ombrel_lock_condition_t& condition, ombrel_lock_t* lock, uint32_t timeout_ms,
+                   call_site caller)
+        : condition_(condition), waiter_(condition, lock, caller),
           endless_(timeout_ms == def_ombrel_infinite) {
         ombrel_init_timer(&timer_, endless_ ? one_hour : timeout_ms);
-        waiter_.bell.hang();
         append(condition_, waiter_);
     }
     ~condition_wait() {
-        remove(condition_, waiter_);
-        int ends[2] = {waiter_.read_end, waiter_.bell.disconnect()};
+        int ends[2] = {waiter_.claim.read_end, waiter_.claim.bell.disconnect()};
         ombrel_destroy_pipe(ends);
     }
     condition_wait(const condition_wait&) = delete;
@@ -73,20 +93,29 @@ public:
 
     void run() {
         constexpr int looks = 10; // what the other thread does first takes longer than this pays for
-        if (ready_soon(looks, [this] { return waiter_.bell.is_rung(); }) || out_of_time())
+        if (ready_soon(looks, [this] { return waiter_.claim.bell.is_rung(); }) || out_of_time())
             return;
-        waiter_.bell.sleep(std::min(slice_, light_sleep_limit));
-        if (waiter_.bell.is_rung() || out_of_time())
+        waiter_.claim.bell.sleep(std::min(slice_, light_sleep_limit));
+        if (waiter_.claim.bell.is_rung() || out_of_time() || !waiter_.settle())
             return;
         open_pipe();
         while (!is_woken() && !out_of_time()) {
             unsigned char byte;
-            const int received = ombrel_pipe_read(waiter_.read_end, &byte, 1, slice_);
+            const int received = ombrel_pipe_read(waiter_.claim.read_end, &byte, 1, slice_);
             if (received == 1)
                 return;
             if ((received == 0 || received == -1) && !is_woken())
                 received == 0 ? ombrel_load_balance_short() : ombrel_load_balance();
         }
+    }
+
+    /// Leaves the condition, and takes the lock if it has a place in that one's line.
+    bool has_taken_lock() {
+        if (!waiter_.settle())
+            return take_from_place(*waiter_.lock, &waiter_.claim, {waiter_.claim.tag, waiter_.claim.line}) ==
+                   0;
+        remove(condition_, waiter_);
+        return false;
     }
 
 private:
@@ -100,15 +129,15 @@ private:
 
     bool connect(const int (&ends)[2]) {
         const short_lock_guard guard(condition_.m_guard);
-        if (!waiter_.bell.connect(ends[1]))
+        if (!waiter_.claim.bell.connect(ends[1]))
             return false;
-        waiter_.read_end = ends[0];
+        waiter_.claim.read_end = ends[0];
         return true;
     }
 
     bool is_woken() {
         const short_lock_guard guard(condition_.m_guard);
-        return waiter_.bell.is_rung();
+        return waiter_.claim.bell.is_rung();
     }
 
     bool out_of_time() {
@@ -122,7 +151,6 @@ private:
         return false;
     }
 
-    registered_wait registration_;
     ombrel_lock_condition_t& condition_;
     condition_waiter waiter_;
     bool endless_;
@@ -137,6 +165,22 @@ int take_again(ombrel_lock_t* lock, call_site caller) {
     return -1;
 }
 
+// A waiter whose lock is held would be woken to wait again. It goes into the lock's line as it is, and is
+// woken when its turn comes.
+bool move_to_lock(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
+    ombrel_lock_t* lock = waiter.lock;
+    if (lock == nullptr)
+        return false;
+    const short_lock_guard guard(lock->m_guard);
+    waiter_place found = waiter_place::on_condition;
+    if (!is_busy(*lock) || !waiter.place.compare_exchange_strong(found, waiter_place::in_line))
+        return false;
+    waiters_of(condition).unlink(waiter);
+    waiter.registration.leave_condition();
+    append_waiter(*lock, &waiter.claim);
+    return true;
+}
+
 int wake_head(ombrel_lock_condition_t& condition) {
     ringing wakeup;
     {
@@ -145,9 +189,9 @@ int wake_head(ombrel_lock_condition_t& condition) {
         if (head == nullptr)
             return -1;
         // The next waiter is left alone even so: meant so, one wake-up goes to the head or to nobody.
-        if (head->bell.is_rung())
+        if (head->claim.bell.is_rung() || move_to_lock(condition, *head))
             return 0;
-        wakeup = head->bell.ring();
+        wakeup = head->claim.bell.ring();
     }
     return wakeup.send() ? 0 : -1;
 }
@@ -160,14 +204,17 @@ size_t count_waiters(ombrel_lock_condition_t& condition) {
     return count;
 }
 
-// Rings for the longest waiting ones whose bells have not been rung yet.
+// Rings for the longest waiting ones whose bells have not been rung yet; those that are moved need no ring.
 size_t ring_some(ombrel_lock_condition_t& condition, ringing* wakeups, size_t limit) {
     const short_lock_guard guard(condition.m_guard);
     size_t count = 0;
-    for (condition_waiter* waiter = condition.m_waiters_head; waiter != nullptr && count < limit;
-         waiter = waiter->next)
-        if (!waiter->bell.is_rung())
-            wakeups[count++] = waiter->bell.ring();
+    for (condition_waiter *waiter = condition.m_waiters_head, *rest = nullptr;
+         waiter != nullptr && count < limit; waiter = rest) {
+        rest = waiter->next;
+        if (waiter->claim.bell.is_rung())
+            continue;
+        wakeups[count++] = move_to_lock(condition, *waiter) ? ringing() : waiter->claim.bell.ring();
+    }
     return count;
 }
 
@@ -239,10 +286,12 @@ int ombrel_lock_condition_wait_timeout_tag(ombrel_lock_condition_t* condition, o
         return -1;
     const call_site caller{tag, line};
     {
-        condition_wait wait(*condition, timeout_ms, caller);
+        condition_wait wait(*condition, lock, timeout_ms, caller);
         if (lock != nullptr)
             ombrel_unlock_tag(lock, tag, line);
         wait.run();
+        if (wait.has_taken_lock())
+            return 0;
     }
     // Nothing tells a time-out from a wake-up: meant so, the caller looks at its predicate again.
     return lock != nullptr ? take_again(lock, caller) : 0;

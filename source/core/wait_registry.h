@@ -17,6 +17,9 @@ public:
 
     void empty_lines() const;
 
+    /// The wait is in its lock's line alone from now on, and its condition may be gone.
+    void leave_condition() { __atomic_store_n(&condition_, nullptr, __ATOMIC_RELEASE); }
+
     registered_wait *m_prev, *m_next;
 
 private:

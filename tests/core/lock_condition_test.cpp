@@ -1,3 +1,4 @@
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -96,6 +97,34 @@ TEST_F(lock_condition_test, a_second_wakeup_goes_to_the_same_waiter) {
     EXPECT_EQ(counts(left), 1);
     EXPECT_EQ(ombrel_lock_condition_wakeup(&condition), 0);
     second.join();
+}
+
+// They would be woken to wait for the lock; they stand in its line at once and leave the condition to its
+// end.
+TEST_F(lock_condition_test, waiters_woken_under_the_lock_wait_in_its_line) {
+    ombrel_lock_condition_t* allocated = ombrel_new_lock_condition();
+    constexpr int threads = 3;
+    std::vector<std::thread> waiters;
+    std::atomic<int> entered = 0;
+    for (int i = 0; i < threads; i++)
+        waiters.emplace_back([&] {
+            ombrel_lock(&lock);
+            entered++;
+            EXPECT_EQ(ombrel_lock_condition_wait(allocated, &lock), 0);
+            left++;
+            ombrel_unlock(&lock);
+        });
+    while (entered < threads)
+        std::this_thread::yield();
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    EXPECT_EQ(ombrel_lock_condition_wakeup(allocated), 0);
+    EXPECT_EQ(ombrel_lock_condition_wakeup_broadcast(allocated), 0);
+    EXPECT_EQ(ombrel_free_lock_condition(allocated), 0) << "nobody is on it, though the lock is held";
+    EXPECT_EQ(left, 0);
+    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    for (std::thread& thread : waiters)
+        thread.join();
+    EXPECT_EQ(left, threads);
 }
 
 TEST_F(lock_condition_test, broadcast_wakes_more_than_one_batch) {
