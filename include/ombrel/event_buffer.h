@@ -72,12 +72,12 @@ OMBREL_API ptrdiff_t ombrel_event_push_buffer(ombrel_event_t* event, int which, 
 OMBREL_API ptrdiff_t ombrel_event_push_puts(ombrel_event_t* event, int which, const char* text);
 
 /** @brief Queues a text made by the library's formatter. @return as ombrel_event_push_buffer(), -1 when it
- * fails */
+ * fails, as it does for null */
 OMBREL_API ptrdiff_t ombrel_event_push_vprintf(ombrel_event_t* event, int which, const char* format,
                                                va_list args);
 
 /** @brief Queues a text made by the library's formatter. @return as ombrel_event_push_buffer(), -1 when it
- * fails */
+ * fails, as it does for null */
 OMBREL_API ptrdiff_t ombrel_event_push_printf(ombrel_event_t* event, int which, const char* format, ...);
 
 /**

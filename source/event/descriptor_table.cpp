@@ -12,6 +12,7 @@ namespace ombrel {
 bool descriptor_table::open() {
     entries_ = nullptr;
     size_ = known_ = 0;
+    stale_reports_ = 0;
     reported_ = always_ready_ = none;
     set_ = platform::open_poll_set();
     return set_ != nullptr;
@@ -167,7 +168,24 @@ void descriptor_table::note_report(int fd) {
     reported_ = fd;
 }
 
+// A descriptor that was closed before its event was deleted, while a child process holds a copy, is reported
+// for ever, and nobody can name it to the host any more.
+void descriptor_table::renew() {
+    stale_reports_ = 0;
+    if (!platform::renew_poll_set(*set_))
+        return;
+    known_ = 0;
+    for (size_t fd = 0; fd < size_; fd++)
+        if (entries_[fd].known) {
+            entries_[fd].known = false;
+            entries_[fd].told = 0;
+            apply(static_cast<int>(fd), true);
+        }
+}
+
 void descriptor_table::settle() {
+    if (stale_reports_ > most_stale_reports)
+        renew();
     while (reported_ != none) {
         const int fd = reported_;
         reported_ = entries_[fd].next_reported;

@@ -47,6 +47,8 @@ public:
 
 private:
     static constexpr int none = -1;
+    /// Some are late, as a thread may forget a descriptor while the loop wakes for it.
+    static constexpr unsigned most_stale_reports = 16;
     static constexpr unsigned always_ready_kinds = platform::poll_read | platform::poll_write;
 
     /// What each report needs comes first, so that it lies in one cache line.
@@ -75,8 +77,10 @@ private:
         if (static_cast<size_t>(found.descriptor) >= size_)
             return 0;
         entry& of = entries_[found.descriptor];
-        if (of.generation != found.generation || !of.known)
+        if (of.generation != found.generation || !of.known) {
+            stale_reports_++;
             return 0;
+        }
         if (of.interest == 0 || found.bits == 0) {
             forget(found.descriptor);
             return 0;
@@ -94,6 +98,7 @@ private:
     void unlink(entry& of, ombrel_event_t& event);
     bool apply(int fd, bool fresh);
     void forget(int fd);
+    void renew();
     void note_report(int fd);
     void end_interest(int fd);
     void set_always_ready(int fd);
@@ -103,6 +108,7 @@ private:
     entry* entries_;
     size_t size_;
     size_t known_;
+    unsigned stale_reports_; ///< of descriptors that nobody watches
     int reported_, always_ready_;
 };
 

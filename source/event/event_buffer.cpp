@@ -158,7 +158,7 @@ ptrdiff_t push(const char* function, ombrel_event_t* event, int which, const voi
 
 ptrdiff_t push_formatted(const char* function, ombrel_event_t* event, int which, const char* format,
                          va_list args) {
-    if (!is_assigned(function, event))
+    if (!is_assigned(function, event) || format == nullptr)
         return -1;
     const heap_ptr<char> text(ombrel_alloc_vsprintf(format, args));
     return text ? push(function, event, which, text.get(), strlen(text.get())) : -1;

@@ -36,6 +36,10 @@ bool is_open_descriptor(int descriptor);
 /// A descriptor that was closed meanwhile does no harm.
 void forget_descriptor(poll_set& set, int descriptor);
 
+/// Begins anew with nothing watched: the host may hold on to a descriptor that can no longer be forgotten, as
+/// it was closed but lives on elsewhere. False when there is no memory for that.
+bool renew_poll_set(poll_set& set);
+
 /// Makes room for the readiness of `watched` descriptors. Not while a thread waits.
 void prepare_wait(poll_set& set, size_t watched);
 

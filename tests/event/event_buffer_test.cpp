@@ -30,6 +30,7 @@ TEST_F(EventBuffer, HoldsBytesWithoutALoop) {
     EXPECT_EQ(10, ombrel_event_push_buffer(&event.event, 3, "hello", 5));
     EXPECT_EQ(3, ombrel_event_push_puts(&event.event, 1, "abc"));
     EXPECT_EQ(4, ombrel_event_push_printf(&event.event, 2, "%s-%d", "n", 42));
+    EXPECT_EQ(-1, ombrel_event_push_printf(&event.event, 2, nullptr));
     EXPECT_EQ(8, ombrel_event_get_buffer_size(&event.event, 1));
     EXPECT_EQ(9, ombrel_event_get_buffer_size(&event.event, 2));
     EXPECT_EQ(17, ombrel_event_get_buffer_size(&event.event, 3));

@@ -204,26 +204,37 @@ TEST_F(Event, ADescriptorNumberUsedAgainIsWatchedAnew) {
     EXPECT_EQ((results{def_ombrel_event_read, def_ombrel_event_read}), event.results);
 }
 
-// A child process or a duplicate keeps the socket alive and readable after its number was closed.
+// A child process or a duplicate keeps the socket alive and readable after its number was closed, be it
+// before or after its event was deleted.
 TEST_F(Event, AClosedDescriptorThatLivesOnElsewhereDoesNotSpinTheLoop) {
-    for (uint32_t persist : {0u, def_ombrel_event_persist}) {
-        socket_pair pair;
-        const int copy = ::dup(pair.near());
-        recorder event(base, pair.near(), def_ombrel_event_read | persist, [&](recorder& self) {
-            if (persist != 0) {
-                EXPECT_EQ(0, self.del());
-            }
-            pair.close_near();
-        });
-        EXPECT_EQ(0, event.add());
-        pair.send("x");
-        EXPECT_EQ(0, once());
-        EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 200));
-        const int before = processor_milliseconds();
-        EXPECT_EQ(0, ombrel_event_base_dispatch(base));
-        EXPECT_LT(processor_milliseconds() - before, 100);
-        ::close(copy);
-    }
+    socket_pair other;
+    recorder bystander(base, other.near(), def_ombrel_event_read | def_ombrel_event_persist);
+    EXPECT_EQ(0, bystander.add());
+    for (uint32_t persist : {0u, def_ombrel_event_persist})
+        for (bool closed_first : {false, true}) {
+            socket_pair pair;
+            const int copy = ::dup(pair.near());
+            recorder event(base, pair.near(), def_ombrel_event_read | persist, [&](recorder& self) {
+                if (closed_first)
+                    pair.close_near();
+                if (persist != 0) {
+                    EXPECT_EQ(0, self.del());
+                }
+                pair.close_near();
+            });
+            EXPECT_EQ(0, event.add());
+            pair.send("x");
+            EXPECT_EQ(0, once());
+            EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 200));
+            const int before = processor_milliseconds();
+            EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+            EXPECT_LT(processor_milliseconds() - before, 25);
+            EXPECT_TRUE(bystander.results.empty());
+            ::close(copy);
+        }
+    other.send("x");
+    EXPECT_EQ(0, once());
+    EXPECT_EQ(results{def_ombrel_event_read}, bystander.results);
 }
 
 TEST_F(Event, AReportThatNoHandlerSawComesAgain) {

@@ -81,6 +81,15 @@ void forget_descriptor(poll_set& set, int descriptor) {
     epoll_ctl(set.epoll, EPOLL_CTL_DEL, descriptor, &unused);
 }
 
+bool renew_poll_set(poll_set& set) {
+    const int fresh = epoll_create1(EPOLL_CLOEXEC);
+    if (fresh < 0)
+        return false;
+    close(set.epoll);
+    set.epoll = fresh;
+    return true;
+}
+
 void prepare_wait(poll_set& set, size_t watched) {
     if (watched <= set.room || watched > INT_MAX / 2 / sizeof(epoll_event))
         return;

@@ -91,6 +91,11 @@ void forget_descriptor(poll_set& set, int descriptor) {
     set.generations[i] = set.generations[set.count];
 }
 
+bool renew_poll_set(poll_set& set) {
+    set.count = 0;
+    return true;
+}
+
 void prepare_wait(poll_set& set, size_t) {
     set.waiting = 0;
     if (set.count == 0 || !grow(set.wait_on, set.wait_generations, set.wait_room, set.count))
