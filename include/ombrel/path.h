@@ -33,7 +33,8 @@ OMBREL_API void ombrel_free_path_node(ombrel_string_node_t* list);
 
 /**
  * @brief The last component of a path.
- * @param path cut in place: separators at its end are removed, but never its first character
+ * @param path cut in place: separators at its end are removed, but never its first character. Nothing is
+ * written where nothing is removed, so a path that ends in a name may be a constant
  * @return a place inside `path`: the part behind the last separator left, the whole of an empty path or of
  * one that is a single character; "." (not to be written to) for null
  */
@@ -43,7 +44,7 @@ OMBREL_API const char* ombrel_basename_c(const char* path);
 
 /**
  * @brief The directory of a path: what stands before its last component, without separators at the end.
- * @param path cut in place
+ * @param path cut in place; nothing is written where nothing is cut
  * @return `path`; its first separator alone where the directory is the root or the path is only separators;
  * "." (not to be written to) when there is no directory, and for null or an empty path
  */

@@ -152,7 +152,8 @@ OMBREL_API int64_t ombrel_strtoll(const char* s, char** end, int base);
 /**
  * @brief The decimal number with optional fraction at the start of a string. There is no exponent.
  *
- * The integer part wraps around at 64 bits; decimals after the 19th do not count.
+ * The integer part wraps around at 64 bits. Decimals count for as long as the value of all of them fits into
+ * 64 bits, however many they are; those behind do not.
  * @param s the string; null counts as empty
  * @return the number; 0 when there is none
  */

@@ -4,7 +4,8 @@
  *
  * Strings are NUL-terminated bytes; case and white space follow the ASCII classes of ctype.h, whatever the
  * locale. A null string is never a fault here: it counts as empty where it is read, and functions that change
- * a string in place hand the null back. All functions may be called from any thread.
+ * a string in place hand the null back; they write nothing where nothing changes. All functions may be called
+ * from any thread.
  *
  * The functions ending in `_tag` take the name of the calling function (a static string: the pointer is kept,
  * not the text) and its source line for the tagged heap. The macros without `_tag` pass the caller's own.
@@ -43,13 +44,19 @@ OMBREL_API char* ombrel_strlower(char* s);
  */
 OMBREL_API int ombrel_is_charlist(int c, const char* charlist);
 
-/** @brief Removes leading characters of a set in place. @param charlist as in ombrel_is_charlist() @return
- * @param s the string; null gives null
- * `s` */
+/**
+ * @brief Removes leading characters of a set in place.
+ * @param s        the string; null gives null
+ * @param charlist the characters of the set, as in ombrel_is_charlist(); null stands for white space
+ * @return `s`
+ */
 OMBREL_API char* ombrel_trim_charlist_left(char* s, const char* charlist);
-/** @brief Removes trailing characters of a set in place. @param charlist as in ombrel_is_charlist() @return
- * @param s the string; null gives null
- * `s` */
+/**
+ * @brief Removes trailing characters of a set in place.
+ * @param s        the string; null gives null
+ * @param charlist the characters of the set, as in ombrel_is_charlist(); null stands for white space
+ * @return `s`
+ */
 OMBREL_API char* ombrel_trim_charlist_right(char* s, const char* charlist);
 /** @brief Removes leading and trailing characters of a set in place. @return `s` */
 OMBREL_API char* ombrel_trim_charlist(char* s, const char* charlist);

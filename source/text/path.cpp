@@ -46,6 +46,12 @@ size_t base_offset(const char* path) {
     return end > 1 ? skip_name_back(path, end) : 0;
 }
 
+// A path that has no more than that is not written to, so that it may be a constant.
+void cut_at(char* path, size_t length) {
+    if (path[length] != '\0')
+        path[length] = '\0';
+}
+
 using cutter = char* (*)(char*);
 
 char* cut_copy(cutter cut, const char* path, const char* caller, unsigned long line) {
@@ -84,7 +90,7 @@ char* ombrel_basename(char* path) {
         return current_directory();
     if (*path == '\0')
         return path;
-    path[trimmed_length(path)] = '\0';
+    cut_at(path, trimmed_length(path));
     return path + base_offset(path);
 }
 
@@ -100,7 +106,7 @@ char* ombrel_dirname(char* path) {
     if (name_end > 0 && name == 0)
         return current_directory();
     const size_t end = skip_separators_back(path, name);
-    path[end > 0 ? end : 1] = '\0';
+    cut_at(path, end > 0 ? end : 1);
     return path;
 }
 

@@ -36,14 +36,17 @@ char* append(char* to, std::string_view text) {
 }
 
 // Serves in place too: the output never overtakes the input when the new text is not the longer one.
+// Without an occurrence nothing is written in place, so that the string may be a constant.
 void replace_into(char* to, const char* from, const replacement& change) {
     while (const char* found = change.find(from)) {
         const auto kept = static_cast<size_t>(found - from);
-        memmove(to, from, kept);
+        if (to != from)
+            memmove(to, from, kept);
         to = append(to + kept, change.new_text);
         from = found + change.old_text.size();
     }
-    memmove(to, from, strlen(from) + 1);
+    if (to != from)
+        memmove(to, from, strlen(from) + 1);
 }
 
 // Bytes of the result with its terminator; 0 when they cannot be counted.

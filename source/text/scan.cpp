@@ -57,6 +57,20 @@ int read_digits(memory_reader& reader, int limit, uint64_t& value) {
     return count;
 }
 
+// Reads decimals for as long as the value of all of them fits into 64 bits: one more would spoil those before
+// it and tell a double nothing. Returns ten to the power of their number.
+double read_decimals(memory_reader& reader, uint64_t& value) {
+    double scale = 1;
+    for (; is_digit(reader.peek()); reader.pop()) {
+        const auto digit = static_cast<unsigned>(reader.peek() - '0');
+        if (value > (UINT64_MAX - digit) / 10)
+            break;
+        value = value * 10 + digit;
+        scale = plain_double(scale * 10);
+    }
+    return scale;
+}
+
 } // namespace
 
 int ombrel_scan_peek_mem(void* ctx) {
@@ -156,14 +170,10 @@ double ombrel_atof(const char* s) {
     const bool negative = skip_sign(reader);
     uint64_t whole = 0;
     read_digits(reader, INT_MAX, whole);
-    // More decimals than 64 bits hold would spoil those before them and tell a double nothing.
-    constexpr int decimals = 19;
     uint64_t fraction = 0;
     double scale = 1;
-    if (accept(reader, '.')) {
-        for (int count = read_digits(reader, decimals, fraction); count > 0; count--)
-            scale *= 10;
-    }
+    if (accept(reader, '.'))
+        scale = read_decimals(reader, fraction);
     const double part = plain_double(plain_double(static_cast<double>(fraction)) / scale);
     const double value = plain_double(plain_double(static_cast<double>(whole)) + part);
     return negative ? -value : value;

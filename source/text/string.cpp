@@ -13,11 +13,14 @@ namespace {
 constexpr char escape = '\x1b';
 constexpr const char decimal_digits[] = "0123456789";
 
+// A character that stays is not written, so that a string without any to fold may be a constant.
 template<typename Fold>
 char* fold_in_place(char* s, Fold fold) {
-    if (s != nullptr)
-        for (char* at = s; *at != '\0'; at++)
-            *at = static_cast<char>(fold(static_cast<unsigned char>(*at)));
+    for (char* at = s; at != nullptr && *at != '\0'; at++) {
+        const auto folded = static_cast<char>(fold(static_cast<unsigned char>(*at)));
+        if (folded != *at)
+            *at = folded;
+    }
     return s;
 }
 

@@ -1,6 +1,8 @@
 #include <string>
 
 #include <ombrel/path.h>
+#include <ombrel/replace_string.h>
+#include <ombrel/string.h>
 
 #include "support/heap_balance.h"
 
@@ -121,6 +123,20 @@ TEST_F(PathTest, NamesBasesAndDirectories) {
     std::string cut = "a/b//";
     EXPECT_STREQ(ombrel_basename(cut.data()), "b");
     EXPECT_STREQ(cut.c_str(), "a/b");
+}
+
+// A string constant lies in memory that cannot be written to.
+TEST_F(PathTest, WritesNothingWhereNothingIsCut) {
+    const auto constant = [](const char* s) { return const_cast<char*>(s); };
+    for (const char* path : {"file", "/", "/a", "a/b", ""})
+        EXPECT_STREQ(ombrel_basename(constant(path)), ombrel_basename_c(path));
+    for (const char* path : {"/", "\\", "file", "file//", ""})
+        EXPECT_STREQ(ombrel_dirname(constant(path)), *path == '/' || *path == '\\' ? path : ".");
+    EXPECT_STREQ(ombrel_strupper(constant("A1")), "A1");
+    EXPECT_STREQ(ombrel_strlower(constant("a1")), "a1");
+    EXPECT_STREQ(ombrel_trim_string(constant("a b")), "a b");
+    EXPECT_STREQ(ombrel_strip_ansi_code(constant("[1m")), "[1m");
+    EXPECT_STREQ(ombrel_replace_all_string(constant("abc"), "x", "y"), "abc");
 }
 
 TEST_F(PathTest, ResolvesLongHostilePathsAtOnce) {
