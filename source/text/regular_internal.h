@@ -30,6 +30,7 @@ enum opcode : uint8_t {
 
 inline constexpr size_t code_capacity = 256;
 inline constexpr size_t data_capacity = 256;
+inline constexpr size_t most_captures = code_capacity / 4; // each takes two bytes to open and two to close
 inline constexpr const char source_name[] = "regular";
 
 /// A compiled expression. Offsets count from the opcode of their instruction.
