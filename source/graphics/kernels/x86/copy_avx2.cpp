@@ -12,13 +12,13 @@ namespace ombrel::graphics {
 namespace {
 
 constexpr size_t cache_line = 64;
-constexpr int for_reading = 0, for_writing = 1, second_cache = 2; // as the compiler numbers them
+constexpr int for_reading = 0, for_writing = 1, first_cache = 3; // as the compiler numbers them
 
 // Longer rows would be driven out of the cache before their turn comes.
 constexpr size_t longest_row = 16384;
 
 // Bytes that are copied while memory answers.
-constexpr size_t bytes_ahead = 2048;
+constexpr size_t bytes_ahead = 4096;
 
 OMBREL_TARGET inline void copy_line(unsigned char* to, const unsigned char* from) {
     const auto* source = reinterpret_cast<const __m256i*>(from);
@@ -43,11 +43,11 @@ OMBREL_TARGET void copy_avx2(const copy_area& area) {
         const unsigned char* const next_from = from + fetched * area.from_line_length;
         unsigned char* const next_to = to + fetched * area.to_line_length;
         for (size_t i = 0; i < last_line; i += cache_line) {
-            __builtin_prefetch(next_from + i, for_reading, second_cache);
+            __builtin_prefetch(next_from + i, for_reading, first_cache);
             __builtin_prefetch(next_to + i, for_writing);
             copy_line(to + i, from + i);
         }
-        __builtin_prefetch(next_from + area.width - 1, for_reading, second_cache);
+        __builtin_prefetch(next_from + area.width - 1, for_reading, first_cache);
         __builtin_prefetch(next_to + area.width - 1, for_writing);
         copy_line(to + last_line, from + last_line);
     }
