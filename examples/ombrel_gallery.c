@@ -3,6 +3,7 @@
  * folder.
  */
 #include <stdio.h>
+#include <stdlib.h>
 
 #include "png_writer.h"
 
@@ -14,46 +15,69 @@ static const uint32_t argb8888 = def_ombrel_color_interface_argb8888;
 
 /* ---- drawing in colours of any map ---- */
 
+/* All that is drawn lies inside its map, so that it can fail only for want of memory. The library's own
+ * printing may want some, too. */
+static void must(int result) {
+    if (result >= 0)
+        return;
+    fputs("ombrel_gallery: [ERROR] memory has run out\n", stderr);
+    exit(1);
+}
+
+static ombrel_fbmap_t* new_map(ombrel_fbmap_t* parent, uint32_t interface, int x, int y, uint32_t w,
+                               uint32_t h) {
+    ombrel_fbmap_t* map = ombrel_new_fbmap(parent, own_map, interface, x, y, w, h);
+    must(map != NULL ? 0 : -1);
+    return map;
+}
+
 /* A colour as 0xRRGGBB in the map's own interface. */
-static uint32_t paint(ombrel_fbmap_t* map, uint32_t rgb) {
-    return ombrel_fbmap_convert_color(map, 0, argb8888, 0xFF000000 | rgb);
+static uint32_t paint(const ombrel_fbmap_t* map, uint32_t rgb) {
+    return ombrel_convert_color(map->m_color_interface, argb8888, 0xFF000000 | rgb);
+}
+
+/* A root that has one colour. */
+static ombrel_fbmap_t* new_picture(uint32_t interface, uint32_t w, uint32_t h, uint32_t rgb) {
+    ombrel_fbmap_t* map = new_map(NULL, interface, 0, 0, w, h);
+    must(ombrel_fbmap_draw_clear(map, paint(map, rgb)));
+    return map;
 }
 
 static void write_in(ombrel_fbmap_t* map, uint32_t rgb, int x, int y, const char* text) {
-    ombrel_fbmap_use_brush_fcolor(map, 1);
-    ombrel_fbmap_set_brush_fcolor(map, paint(map, rgb));
-    ombrel_fbmap_set_brush_xy(map, x, y);
-    ombrel_fbmap_set_brush_xy_delta(map, 0, 0);
-    ombrel_fbmap_draw_puts(map, text);
+    must(ombrel_fbmap_use_brush_fcolor(map, 1));
+    must(ombrel_fbmap_set_brush_fcolor(map, paint(map, rgb)));
+    must(ombrel_fbmap_set_brush_xy(map, x, y));
+    must(ombrel_fbmap_set_brush_xy_delta(map, 0, 0));
+    must(ombrel_fbmap_draw_puts(map, text));
 }
 
 static void reset_brush(ombrel_fbmap_t* map) {
-    ombrel_fbmap_use_brush_color(map, 0);
-    ombrel_fbmap_set_brush_xy_scale(map, 1, 1, 1, 1);
-    ombrel_fbmap_set_brush_xy_interval(map, 0, 0);
-    ombrel_fbmap_set_brush_angle(map, 0);
+    must(ombrel_fbmap_use_brush_color(map, 0));
+    must(ombrel_fbmap_set_brush_xy_scale(map, 1, 1, 1, 1));
+    must(ombrel_fbmap_set_brush_xy_interval(map, 0, 0));
+    must(ombrel_fbmap_set_brush_angle(map, 0));
 }
 
 /* ---- shapes ---- */
 
 static void draw_line_fan(ombrel_fbmap_t* map, int x, int y) {
     for (int i = 0; i <= 120; i += 8)
-        ombrel_fbmap_draw_line(map, paint(map, 0x2E7D6B + (uint32_t)i * 0x10001), x, y, x + 120, y + i);
+        must(ombrel_fbmap_draw_line(map, paint(map, 0x2E7D6B + (uint32_t)i * 0x10001), x, y, x + 120, y + i));
     for (int i = 0; i <= 120; i += 8)
-        ombrel_fbmap_draw_line(map, paint(map, 0xB4562B + (uint32_t)i), x, y, x + i, y + 120);
+        must(ombrel_fbmap_draw_line(map, paint(map, 0xB4562B + (uint32_t)i), x, y, x + i, y + 120));
 }
 
 static void draw_boxes(ombrel_fbmap_t* map, int x, int y) {
     static const uint32_t colors[] = {0x0B7A75, 0xD9A441, 0xB4562B, 0x4B5FA8};
     for (int i = 0; i < 4; i++)
-        ombrel_fbmap_draw_box(map, paint(map, colors[i]), x + 15 * i, y + 15 * i, 75, 75, i % 2);
+        must(ombrel_fbmap_draw_box(map, paint(map, colors[i]), x + 15 * i, y + 15 * i, 75, 75, i % 2));
 }
 
 static void draw_circles(ombrel_fbmap_t* map, int x, int y) {
     for (unsigned radius = 60; radius >= 12; radius -= 12)
-        ombrel_fbmap_draw_circle(map, paint(map, 0x203040 + radius * 0x020101), x, y, radius, 1);
+        must(ombrel_fbmap_draw_circle(map, paint(map, 0x203040 + radius * 0x020101), x, y, radius, 1));
     for (unsigned radius = 64; radius <= 72; radius += 4)
-        ombrel_fbmap_draw_circle(map, paint(map, 0x4B5FA8), x, y, radius, 0);
+        must(ombrel_fbmap_draw_circle(map, paint(map, 0x4B5FA8), x, y, radius, 0));
 }
 
 /* A flower of outlines; each of its fields gets another colour. */
@@ -66,16 +90,16 @@ static void draw_filled_fields(ombrel_fbmap_t* map, int x, int y) {
                   {30, -30, 0x7FB685}, {-30, 30, 0x7FB685}, {30, 30, 0x7FB685}};
     const uint32_t ink = paint(map, 0x22262B);
     for (int i = 0; i < 4; i++)
-        ombrel_fbmap_draw_circle(map, ink,
-                                 x + (i == 0   ? -24
-                                      : i == 1 ? 24
-                                               : 0),
-                                 y + (i == 2   ? -24
-                                      : i == 3 ? 24
-                                               : 0),
-                                 34, 0);
+        must(ombrel_fbmap_draw_circle(map, ink,
+                                      x + (i == 0   ? -24
+                                           : i == 1 ? 24
+                                                    : 0),
+                                      y + (i == 2   ? -24
+                                           : i == 3 ? 24
+                                                    : 0),
+                                      34, 0));
     for (size_t i = 0; i < sizeof fields / sizeof *fields; i++)
-        ombrel_fbmap_draw_fill(map, paint(map, fields[i].color), x + fields[i].x, y + fields[i].y);
+        must(ombrel_fbmap_draw_fill(map, paint(map, fields[i].color), x + fields[i].x, y + fields[i].y));
 }
 
 static void draw_dots(ombrel_fbmap_t* map, int x, int y) {
@@ -83,14 +107,14 @@ static void draw_dots(ombrel_fbmap_t* map, int x, int y) {
     for (int i = 0; i < 1500; i++) {
         state = state * 1664525 + 1013904223;
         const int dx = (int)(state >> 24) % 120, dy = (int)(state >> 12 & 0xFFF) % 120;
-        ombrel_fbmap_draw_pixel(map, paint(map, dx > dy ? 0x0B7A75 : 0xD9A441), x + dx, y + dy);
+        must(ombrel_fbmap_draw_pixel(map, paint(map, dx > dy ? 0x0B7A75 : 0xD9A441), x + dx, y + dy));
     }
 }
 
 static void draw_spans(ombrel_fbmap_t* map, int x, int y) {
     for (int i = 0; i < 120; i += 6) {
-        ombrel_fbmap_draw_hline(map, paint(map, 0x4B5FA8), x, y + i, (uint32_t)(120 - i));
-        ombrel_fbmap_draw_vline(map, paint(map, 0xB4562B), x + 124 - i, y + i, (uint32_t)(120 - i));
+        must(ombrel_fbmap_draw_hline(map, paint(map, 0x4B5FA8), x, y + i, (uint32_t)(120 - i)));
+        must(ombrel_fbmap_draw_vline(map, paint(map, 0xB4562B), x + 124 - i, y + i, (uint32_t)(120 - i)));
     }
 }
 
@@ -102,8 +126,7 @@ static ombrel_fbmap_t* shapes(void) {
     } cells[] = {{"lines", draw_line_fan, 20, 40},    {"boxes", draw_boxes, 200, 40},
                  {"circles", draw_circles, 452, 108}, {"filled fields", draw_filled_fields, 80, 265},
                  {"pixels", draw_dots, 200, 210},     {"spans", draw_spans, 380, 210}};
-    ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb888, 0, 0, 540, 350);
-    ombrel_fbmap_draw_clear(map, paint(map, 0xF6F4EF));
+    ombrel_fbmap_t* map = new_picture(rgb888, 540, 350, 0xF6F4EF);
     for (size_t i = 0; i < sizeof cells / sizeof *cells; i++) {
         const int column = (int)(i % 3), row = (int)(i / 3);
         cells[i].draw(map, cells[i].x, cells[i].y);
@@ -115,57 +138,55 @@ static ombrel_fbmap_t* shapes(void) {
 /* ---- text ---- */
 
 static ombrel_fbmap_t* latin_text(void) {
-    ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb565, 0, 0, 560, 420);
-    ombrel_fbmap_draw_clear(map, paint(map, 0x14171B));
+    ombrel_fbmap_t* map = new_picture(rgb565, 560, 420, 0x14171B);
     for (int code = 32; code < 127; code++) {
         const char text[2] = {(char)code, '\0'};
         write_in(map, 0xE8E6E1, margin + 17 * ((code - 32) % 32), margin + 20 * ((code - 32) / 32), text);
     }
     write_in(map, 0x41C7BD, margin, 84,
              "The quick brown fox jumps over the lazy dog.\n0O 1lI \"quotes\" [brackets] {braces}");
-    ombrel_fbmap_set_brush_xy_scale(map, 2, 1, 2, 1);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 2, 1, 2, 1));
     write_in(map, 0xF0945F, margin, 130, "twice as large");
-    ombrel_fbmap_set_brush_xy_scale(map, 3, 2, 3, 1);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 3, 2, 3, 1));
     write_in(map, 0xD9A441, 270, 124, "3/2 wide, 3 high");
-    ombrel_fbmap_set_brush_xy_scale(map, 1, 1, 1, 1);
-    ombrel_fbmap_set_brush_xy_interval(map, 6, 4);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 1, 1, 1, 1));
+    must(ombrel_fbmap_set_brush_xy_interval(map, 6, 4));
     write_in(map, 0x98A0AB, margin, 178, "an interval of 6 pixels\nand of 4 between lines");
     reset_brush(map);
-    ombrel_fbmap_use_brush_bcolor(map, 1);
-    ombrel_fbmap_set_brush_bcolor(map, paint(map, 0x0B7A75));
+    must(ombrel_fbmap_use_brush_bcolor(map, 1));
+    must(ombrel_fbmap_set_brush_bcolor(map, paint(map, 0x0B7A75)));
     write_in(map, 0xFFFFFF, margin, 234, " foreground on background ");
     reset_brush(map);
-    ombrel_fbmap_use_brush_ocolor(map, 1);
-    ombrel_fbmap_set_brush_ocolor(map, paint(map, 0xB4562B));
+    must(ombrel_fbmap_use_brush_ocolor(map, 1));
+    must(ombrel_fbmap_set_brush_ocolor(map, paint(map, 0xB4562B)));
     write_in(map, 0xFFFFFF, margin + 1, 262, "with an outline");
-    ombrel_fbmap_set_brush_xy_scale(map, 3, 1, 3, 1);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 3, 1, 3, 1));
     write_in(map, 0xFFE9A8, margin + 3, 290, "Outline");
     reset_brush(map);
     for (int angle = 0; angle < 360; angle += 30) {
-        ombrel_fbmap_set_brush_angle(map, angle);
+        must(ombrel_fbmap_set_brush_angle(map, angle));
         write_in(map, angle % 90 == 0 ? 0xFFFFFF : 0x41C7BD, 430, 300, "     turned");
     }
     return map;
 }
 
 static ombrel_fbmap_t* hangul_text(void) {
-    ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb888, 0, 0, 560, 330);
-    ombrel_fbmap_draw_clear(map, paint(map, 0xF6F4EF));
-    ombrel_fbmap_set_brush_y_interval(map, 6);
+    ombrel_fbmap_t* map = new_picture(rgb888, 560, 330, 0xF6F4EF);
+    must(ombrel_fbmap_set_brush_y_interval(map, 6));
     write_in(map, 0x22262B, margin, margin,
              "다람쥐 헌 쳇바퀴에 타고파.\n"
              "키스의 고유조건은 입술끼리 만나야 하고 특별한 기술은 필요치 않다.\n"
              "동해물과 백두산이 마르고 닳도록 하느님이 보우하사 우리나라 만세.\n"
              "값 닭 삶 뷁 괜찮아요 꿇앉아 읊조리다 넓적한 밟다 싫어 핥다\n"
              "ㄱㄲㄴㄷㄸㄹㅁㅂㅃㅅㅆㅇㅈㅉㅊㅋㅌㅍㅎ\nㅏㅐㅑㅒㅓㅔㅕㅖㅗㅘㅙㅚㅛㅜㅝㅞㅟㅠㅡㅢㅣ\n");
-    ombrel_fbmap_set_brush_xy_scale(map, 3, 1, 3, 1);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 3, 1, 3, 1));
     write_in(map, 0x0B7A75, margin, 164, "한글 글꼴");
-    ombrel_fbmap_use_brush_ocolor(map, 1);
-    ombrel_fbmap_set_brush_ocolor(map, paint(map, 0xB4562B));
+    must(ombrel_fbmap_use_brush_ocolor(map, 1));
+    must(ombrel_fbmap_set_brush_ocolor(map, paint(map, 0xB4562B)));
     write_in(map, 0xFFE9A8, margin + 3, 236, "외곽선");
     reset_brush(map);
-    ombrel_fbmap_set_brush_xy_scale(map, 2, 1, 2, 1);
-    ombrel_fbmap_set_brush_angle(map, -20);
+    must(ombrel_fbmap_set_brush_xy_scale(map, 2, 1, 2, 1));
+    must(ombrel_fbmap_set_brush_angle(map, -20));
     write_in(map, 0x4B5FA8, 250, 300, "기울어진 글자");
     return map;
 }
@@ -173,25 +194,24 @@ static ombrel_fbmap_t* hangul_text(void) {
 /* ---- patterns ---- */
 
 static ombrel_fbmap_t* color_bars(void) {
-    ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb888, 0, 0, 640, 260);
-    ombrel_fbmap_draw_clear(map, paint(map, 0x20242A));
-    ombrel_fbmap_draw_color_bar(map, def_ombrel_fbmap_color_bar_full, 255, 10, 10, 305, 240);
-    ombrel_fbmap_draw_color_bar(map, 0, 255, 325, 10, 305, 240);
+    ombrel_fbmap_t* map = new_picture(rgb888, 640, 260, 0x20242A);
+    must(ombrel_fbmap_draw_color_bar(map, def_ombrel_fbmap_color_bar_full, 255, 10, 10, 305, 240));
+    must(ombrel_fbmap_draw_color_bar(map, 0, 255, 325, 10, 305, 240));
     return map;
 }
 
 static ombrel_fbmap_t* ruler(void) {
-    ombrel_fbmap_t* map = ombrel_new_fbmap(NULL, own_map, rgb888, 0, 0, 440, 240);
-    ombrel_fbmap_draw_clear(map, paint(map, 0xFFFDF4));
-    ombrel_fbmap_set_brush_fcolor(map, paint(map, 0x8A4B14));
-    ombrel_fbmap_draw_ruler(map);
+    ombrel_fbmap_t* map = new_picture(rgb888, 440, 240, 0xFFFDF4);
+    must(ombrel_fbmap_set_brush_fcolor(map, paint(map, 0x8A4B14)));
+    must(ombrel_fbmap_draw_ruler(map));
     return map;
 }
 
 /* ---- colour interfaces ---- */
 
-static const uint32_t interfaces[] = {0x00425363, 0x00455665, 0x00485868, 0x08485868,
-                                      0x18485868, 0x00685848, 0x08685848, 0x18685848};
+static const uint32_t interfaces[] = {0x00425363, 0x00455665, 0x00485868,
+                                      0x08485868, 0x18485868, 0x00685848,
+                                      0x08685848, 0x18685848, def_ombrel_color_interface_palette8};
 enum { strip_height = 64 };
 
 static void draw_hues(ombrel_fbmap_t* map, int x, int w) {
@@ -200,37 +220,39 @@ static void draw_hues(ombrel_fbmap_t* map, int x, int w) {
         const uint32_t colors[] = {level << 16, level << 8, level, level * 0x10101,
                                    level << 16 | (255 - level) << 8 | 0x80};
         for (int band = 0; band < 5; band++)
-            ombrel_fbmap_draw_vline(map, paint(map, colors[band]), x + i, 2 + 12 * band, 12);
+            must(ombrel_fbmap_draw_vline(map, paint(map, colors[band]), x + i, 2 + 12 * band, 12));
     }
 }
 
 static void draw_palette(ombrel_fbmap_t* map) {
     for (uint32_t index = 0; index < 256; index++)
-        ombrel_fbmap_draw_box(map, index, 210 + (int)(index % 64) * 5, 2 + (int)(index / 64) * 15, 5, 15, 1);
+        must(ombrel_fbmap_draw_box(map, index, 210 + (int)(index % 64) * 5, 2 + (int)(index / 64) * 15, 5, 15,
+                                   1));
+}
+
+static void draw_strip(ombrel_fbmap_t* root, uint32_t interface, int y) {
+    const int has_palette = interface == def_ombrel_color_interface_palette8;
+    ombrel_fbmap_t* strip = new_map(root, interface, 0, y, 540, strip_height);
+    char name[9];
+    reset_brush(strip);
+    if (has_palette)
+        draw_palette(strip);
+    else
+        draw_hues(strip, 210, 320);
+    must(ombrel_fbmap_use_brush_fcolor(strip, 1));
+    must(ombrel_fbmap_set_brush_fcolor(strip, has_palette ? 15 : paint(strip, 0xFFFFFF)));
+    must(ombrel_fbmap_set_brush_xy(strip, margin, 24));
+    must(ombrel_fbmap_draw_printf(strip, "%s  %2u bits", ombrel_color_interface_name(name, interface),
+                                  ombrel_color_interface_to_bits_per_pixel(interface)));
+    must(ombrel_fbmap_update(strip));
 }
 
 /* A window for each interface on a root of yet another one, so that each is converted. */
 static ombrel_fbmap_t* color_interfaces(void) {
     const uint32_t count = sizeof interfaces / sizeof *interfaces;
-    ombrel_fbmap_t* root = ombrel_new_fbmap(NULL, own_map, argb8888, 0, 0, 540, (count + 1) * strip_height);
-    for (uint32_t i = 0; i <= count; i++) {
-        const int has_palette = i == count;
-        const uint32_t interface = has_palette ? 0xF8 : interfaces[i];
-        char name[9];
-        ombrel_fbmap_t* strip =
-            ombrel_new_fbmap(root, own_map, interface, 0, (int)(i * strip_height), 540, strip_height);
-        ombrel_color_interface_name(name, interface);
-        reset_brush(strip);
-        if (has_palette)
-            draw_palette(strip);
-        else
-            draw_hues(strip, 210, 320);
-        ombrel_fbmap_use_brush_fcolor(strip, 1);
-        ombrel_fbmap_set_brush_fcolor(strip, has_palette ? 15 : paint(strip, 0xFFFFFF));
-        ombrel_fbmap_set_brush_xy(strip, margin, 24);
-        ombrel_fbmap_draw_printf(strip, "%s  %2u bits", name, ombrel_fbmap_get_bits_per_pixel(strip));
-        ombrel_fbmap_update(strip);
-    }
+    ombrel_fbmap_t* root = new_map(NULL, argb8888, 0, 0, 540, count * strip_height);
+    for (uint32_t i = 0; i < count; i++)
+        draw_strip(root, interfaces[i], (int)(i * strip_height));
     return root;
 }
 
@@ -238,78 +260,108 @@ static ombrel_fbmap_t* color_interfaces(void) {
 
 static ombrel_fbmap_t* open_window(ombrel_fbmap_t* parent, uint32_t rgb, int x, int y, uint32_t w, uint32_t h,
                                    const char* title) {
-    ombrel_fbmap_t* window = ombrel_new_fbmap(parent, own_map, argb8888, x, y, w, h);
-    ombrel_fbmap_draw_clear(window, paint(window, rgb));
-    ombrel_fbmap_draw_box(window, paint(window, 0x22262B), 0, 0, w, 20, 1);
-    ombrel_fbmap_draw_box(window, paint(window, 0x22262B), 0, 0, w, h, 0);
+    ombrel_fbmap_t* window = new_map(parent, argb8888, x, y, w, h);
+    must(ombrel_fbmap_draw_clear(window, paint(window, rgb)));
+    must(ombrel_fbmap_draw_box(window, paint(window, 0x22262B), 0, 0, w, 20, 1));
+    must(ombrel_fbmap_draw_box(window, paint(window, 0x22262B), 0, 0, w, h, 0));
     write_in(window, 0xFFFFFF, 6, 2, title);
-    ombrel_fbmap_update(window);
+    must(ombrel_fbmap_update(window));
     return window;
 }
 
+static void draw_desktop(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* desktop = new_map(root, rgb565, 0, 0, 640, 400);
+    for (int y = 0; y < 400; y++)
+        must(ombrel_fbmap_draw_hline(desktop, paint(desktop, 0x1D4E5F + (uint32_t)(y / 8) * 0x010102), 0, y,
+                                     640));
+    must(ombrel_fbmap_update(desktop));
+}
+
+static void draw_bars_with_child(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* bars = open_window(root, 0xFFFFFF, 30, 30, 240, 180, "opaque");
+    must(ombrel_fbmap_draw_color_bar(bars, 1, 255, 1, 20, 238, 159));
+    must(ombrel_fbmap_update(bars));
+    ombrel_fbmap_t* child = open_window(bars, 0xF4D35E, 150, 110, 140, 100, "a child");
+    write_in(child, 0x22262B, 6, 30, "cut off at\nits parent");
+    must(ombrel_fbmap_update(child));
+}
+
+static void draw_glass(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* glass = open_window(root, 0xF95738, 180, 120, 200, 140, "window alpha");
+    must(ombrel_fbmap_set_alpha_window(glass, 140));
+    must(ombrel_fbmap_use_alpha_window(glass, 1));
+}
+
 /* Shades from clear to full. */
-static void draw_fading(ombrel_fbmap_t* window, uint32_t rgb) {
-    const int width = (int)ombrel_fbmap_get_resx(window), height = (int)ombrel_fbmap_get_resy(window);
-    for (int x = 1; x < width - 1; x++)
-        ombrel_fbmap_draw_vline(window, (uint32_t)(x * 255 / width) << 24 | rgb, x, 20,
-                                (uint32_t)(height - 21));
+static void draw_fading(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* fading = open_window(root, 0, 60, 230, 240, 130, "pixel alpha");
+    for (uint32_t x = 1; x < 239; x++)
+        must(ombrel_fbmap_draw_vline(fading, (x * 255 / 240) << 24 | 0xFFFFFF, (int)x, 20, 109));
+    must(ombrel_fbmap_use_alpha_pixel(fading, 1));
+}
+
+static void draw_holes(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* holes = open_window(root, 0x7FB685, 350, 40, 250, 150, "colour key");
+    for (int i = 0; i < 6; i++)
+        must(ombrel_fbmap_draw_circle(holes, paint(holes, 0xFF00FF), 35 + 36 * i, 85, (unsigned)(8 + 4 * i),
+                                      1));
+    must(ombrel_fbmap_set_ccolor(holes, paint(holes, 0xFF00FF)));
+    must(ombrel_fbmap_use_ccolor(holes, 1));
+}
+
+static void draw_moved(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* moved = open_window(root, 0xE8E6E1, 0, 0, 100, 60, "moved");
+    must(ombrel_fbmap_move(moved, 430, 230));
+}
+
+static void draw_resized(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* resized = open_window(root, 0xE8E6E1, 470, 320, 150, 90, "resized");
+    must(ombrel_fbmap_resize(resized, 400, 310, 110, 60));
+    must(ombrel_fbmap_draw_box(resized, paint(resized, 0x22262B), 0, 0, 110, 60, 0));
+    must(ombrel_fbmap_update(resized));
+}
+
+static void draw_hidden(ombrel_fbmap_t* root) {
+    ombrel_fbmap_t* hidden = open_window(root, 0xFF0000, 300, 150, 300, 200, "hidden");
+    must(ombrel_fbmap_hide(hidden));
 }
 
 static ombrel_fbmap_t* windows(void) {
-    ombrel_fbmap_t* root = ombrel_new_fbmap(NULL, own_map, rgb565, 0, 0, 640, 400);
-    ombrel_fbmap_t* desktop = ombrel_new_fbmap(root, own_map, rgb565, 0, 0, 640, 400);
-    for (int y = 0; y < 400; y++)
-        ombrel_fbmap_draw_hline(desktop, paint(desktop, 0x1D4E5F + (uint32_t)(y / 8) * 0x010102), 0, y, 640);
-    ombrel_fbmap_update(desktop);
-
-    ombrel_fbmap_t* bars = open_window(root, 0xFFFFFF, 30, 30, 240, 180, "opaque");
-    ombrel_fbmap_draw_color_bar(bars, 1, 255, 1, 20, 238, 159);
-    ombrel_fbmap_update(bars);
-    ombrel_fbmap_t* child = open_window(bars, 0xF4D35E, 150, 110, 140, 100, "a child");
-    write_in(child, 0x22262B, 6, 30, "cut off at\nits parent");
-    ombrel_fbmap_update(child);
-
-    ombrel_fbmap_t* glass = open_window(root, 0xF95738, 180, 120, 200, 140, "window alpha");
-    ombrel_fbmap_set_alpha_window(glass, 140);
-    ombrel_fbmap_use_alpha_window(glass, 1);
-
-    ombrel_fbmap_t* fading = open_window(root, 0, 60, 230, 240, 130, "pixel alpha");
-    draw_fading(fading, 0xFFFFFF);
-    ombrel_fbmap_use_alpha_pixel(fading, 1);
-
-    ombrel_fbmap_t* holes = open_window(root, 0x7FB685, 350, 40, 250, 150, "colour key");
-    for (int i = 0; i < 6; i++)
-        ombrel_fbmap_draw_circle(holes, paint(holes, 0xFF00FF), 35 + 36 * i, 85, (unsigned)(8 + 4 * i), 1);
-    ombrel_fbmap_set_ccolor(holes, paint(holes, 0xFF00FF));
-    ombrel_fbmap_use_ccolor(holes, 1);
-
-    ombrel_fbmap_t* moved = open_window(root, 0xE8E6E1, 0, 0, 100, 60, "moved");
-    ombrel_fbmap_move(moved, 430, 230);
-    ombrel_fbmap_t* resized = open_window(root, 0xE8E6E1, 470, 320, 150, 90, "resized");
-    ombrel_fbmap_resize(resized, 400, 310, 110, 60);
-    ombrel_fbmap_draw_box(resized, paint(resized, 0x22262B), 0, 0, 110, 60, 0);
-    ombrel_fbmap_update(resized);
-    ombrel_fbmap_hide(open_window(root, 0xFF0000, 300, 150, 300, 200, "hidden"));
+    static void (*const all[])(ombrel_fbmap_t * root) = {draw_desktop, draw_bars_with_child, draw_glass,
+                                                         draw_fading,  draw_holes,           draw_moved,
+                                                         draw_resized, draw_hidden};
+    ombrel_fbmap_t* root = new_map(NULL, rgb565, 0, 0, 640, 400);
+    for (size_t i = 0; i < sizeof all / sizeof *all; i++)
+        all[i](root);
     return root;
 }
 
 /* ---- storing ---- */
 
+/* Leaves no file behind that is not complete. Gives 0 or -1. */
+static int write_file(const char* path, const unsigned char* document, size_t size) {
+    FILE* file = fopen(path, "wb");
+    if (file == NULL)
+        return -1;
+    const int written = fwrite(document, 1, size, file) == size;
+    if (fclose(file) == 0 && written)
+        return 0;
+    remove(path);
+    return -1;
+}
+
 static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
     size_t size = 0;
-    unsigned char* document = map != NULL ? png_encode(map, &size) : NULL;
+    unsigned char* document = png_encode(map, &size);
     char* path = ombrel_alloc_sprintf("%s/%s.png", folder, name);
-    FILE* file = document != NULL && path != NULL ? fopen(path, "wb") : NULL;
-    int stored = file != NULL && fwrite(document, 1, size, file) == size;
-    if (file != NULL && fclose(file) != 0)
-        stored = 0;
-    if (!stored)
-        ombrel_error_printf("ombrel_gallery: [ERROR] cannot write %s/%s.png\n", folder, name);
-    ombrel_check_free(path);
-    ombrel_check_free(document);
-    if (map != NULL)
-        ombrel_free_fbmap(map);
-    return stored ? 0 : -1;
+    must(document != NULL && path != NULL ? 0 : -1);
+    const int result = write_file(path, document, size);
+    if (result != 0)
+        fprintf(stderr, "ombrel_gallery: [ERROR] cannot write %s\n", path);
+    ombrel_free(path);
+    ombrel_free(document);
+    ombrel_free_fbmap(map);
+    return result;
 }
 
 int main(int argc, char** argv) {

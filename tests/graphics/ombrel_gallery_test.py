@@ -1,6 +1,6 @@
 """Runs the gallery and looks at its pictures.
 
-usage: ombrel_gallery_test.py OMBREL_GALLERY [TEST ...]
+usage: ombrel_gallery_test.py OMBREL_GALLERY PRELOADED [TEST ...]
 """
 import os
 import subprocess
@@ -11,7 +11,7 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
 import png  # noqa: E402
 
-GALLERY = ""
+GALLERY = PRELOADED = ""
 
 PICTURES = {
     "shapes": (540, 350, {(300, 140): (0x4B, 0x5F, 0xA8), (80, 265): (0xF4, 0xD3, 0x5E), (20, 160): (0xB4, 0x56, 0x2B)}),
@@ -45,6 +45,33 @@ class Gallery(unittest.TestCase):
         self.assertIn("cannot write", failed.stderr)
 
 
+class ScarceMemory(unittest.TestCase):
+    def run_gallery(self, **scarce):
+        """The exit code, the messages and the pictures when memory is as scarce as the variables say."""
+        with tempfile.TemporaryDirectory() as folder:
+            done = subprocess.run([GALLERY, folder], stderr=subprocess.PIPE, text=True, timeout=60, check=False,
+                                  env={**os.environ, "LD_PRELOAD": PRELOADED, **scarce})
+            pictures = {}
+            for name in os.listdir(folder):
+                with open(os.path.join(folder, name), "rb") as file:
+                    pictures[name] = file.read()
+            return done.returncode, done.stderr, pictures
+
+    def test_whole_pictures_or_a_message(self):
+        _, _, whole = self.run_gallery()
+        self.assertEqual(len(whole), len(PICTURES))
+        refusals = 0
+        for scarce in [{"SCARCE_MEMORY_NTH": str(i)} for i in range(1, 30)] + [{"SCARCE_MEMORY_SEED": str(i)} for i in range(1, 20)]:
+            code, message, pictures = self.run_gallery(**scarce)
+            for name, picture in pictures.items():
+                self.assertTrue(picture == whole[name], (scarce, name))
+            if code != 0 or len(pictures) != len(whole):
+                refusals += 1
+                self.assertEqual(code, 1, (scarce, message))
+                self.assertIn("ombrel_gallery: [ERROR] ", message, scarce)
+        self.assertGreater(refusals, 10)
+
+
 if __name__ == "__main__":
-    GALLERY = sys.argv.pop(1)
+    GALLERY, PRELOADED = sys.argv.pop(1), sys.argv.pop(1)
     unittest.main(verbosity=1)
