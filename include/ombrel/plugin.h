@@ -8,8 +8,8 @@
  * one.
  *
  * Every load is one use, every unload drops one. A plug-in whose last use is dropped is uninitialised and its
- * library closed, at once or, while contexts are bound to it, when the last of them is closed; until then no
- * new context binds to it, and loading it again takes it up as it is.
+ * library closed, at once or, while contexts are bound to it or its main entry runs, when that is over; until
+ * then no new context binds to it, and loading it again takes it up as it is.
  *
  * A handle is a positive number. Handles of plug-ins that are gone are not found; a number comes back only
  * after some two thousand million others.

@@ -242,14 +242,19 @@ void ombrel::unpin_instance(instance_slot* at) {
 }
 
 pinned_instance ombrel::enter_instance(const instance_type& type, int32_t handle, instance_call call) {
-    constexpr uint32_t refusing[] = {alone_bit, alone_bit | ending_bit, alone_bit | ending_bit | call_mask};
-    const auto which = static_cast<size_t>(call);
+    const uint32_t refusing = alone_bit | (call != instance_call::query ? ending_bit : 0) |
+                              (call == instance_call::alone ? call_mask : 0);
     const uint32_t unit = call == instance_call::alone ? alone_bit | call_unit : call_unit;
-    return object_of(hold(handle, unit, call_mask, refusing[which]), type, handle, leave_instance);
+    return object_of(hold(handle, unit, call_mask, refusing), type, handle, leave_instance);
 }
 
 void ombrel::leave_instance(instance_slot* at) {
-    leave(*at);
+    // As a rule the object lives on.
+    uint32_t state = at->state.load(std::memory_order_relaxed);
+    const bool lives_on = (state & (live_bit | ending_bit | alone_bit)) == live_bit;
+    if (!lives_on || !at->state.compare_exchange_strong(state, state - call_unit, std::memory_order_acq_rel,
+                                                        std::memory_order_relaxed))
+        leave(*at);
 }
 
 bool ombrel::end_instance(const instance_type& type, int32_t handle) {

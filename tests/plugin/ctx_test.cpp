@@ -259,6 +259,15 @@ TEST_F(ctx_test, a_context_in_use_goes_when_the_last_call_leaves_it) {
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), -1);
 }
 
+TEST_F(ctx_test, an_operation_may_destroy_its_own_context) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open("hello"), 0);
+    ombrel_ctx_set_option(ctx, "destroy", "1");
+    EXPECT_EQ(ombrel_ctx_sync(ctx), 5);
+    EXPECT_EQ(a->closed, 1);
+    EXPECT_EQ(ombrel_ctx_get_plugin_data(ctx), nullptr);
+}
+
 // For the sanitizers: whatever comes at the same moment as opening, closing and destroying.
 TEST_F(ctx_test, calls_may_meet_the_end_of_their_context) {
     const loaded_probe a("probe_a");

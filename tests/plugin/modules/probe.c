@@ -107,7 +107,13 @@ static int64_t probe_seek(int ctx, int64_t offset, int whence) {
     return whence == def_ombrel_ctx_seek_set ? offset : -1;
 }
 
+/* With the option "destroy" it ends its own context. */
 static int probe_sync(int ctx) {
+    if (ombrel_ctx_get_option(ctx, "destroy") != NULL)
+        return ombrel_close_ctx(ctx) == -1 && ombrel_destroy_ctx(ctx) == 0 &&
+                       ombrel_ctx_get_plugin_data(ctx) != NULL
+                   ? 5
+                   : -1;
     return ombrel_ctx_set_error_word(ctx, 77);
 }
 
