@@ -1,5 +1,5 @@
-// Reads any text as the host of the resolver and as a multicast group. Names are answered by nobody: what would
-// leave the program fails the target.
+// Reads any text as the host of the resolver and as a multicast group. Names are answered by nobody: what
+// would leave the program fails the target.
 
 #include <cstdint>
 #include <cstdio>

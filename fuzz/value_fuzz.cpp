@@ -99,7 +99,8 @@ public:
         list_.m_flags &= ~def_ombrel_value_flag_dirty;
         changed_ = false;
         require(act(action) == 0, "a list takes every change");
-        require(((list_.m_flags & def_ombrel_value_flag_dirty) != 0) == changed_, "the dirty bit tells a change");
+        require(((list_.m_flags & def_ombrel_value_flag_dirty) != 0) == changed_,
+                "the dirty bit tells a change");
         compare();
         search();
     }
@@ -178,11 +179,13 @@ private:
         const ombrel_value_node_t* before = nullptr;
         for (const entry& one : model_) {
             require(at != nullptr && at->m_prev == before, "each entry is there, linked both ways");
-            require(one.name ? at->m_name != nullptr && *one.name == at->m_name : at->m_name == nullptr, "name");
+            require(one.name ? at->m_name != nullptr && *one.name == at->m_name : at->m_name == nullptr,
+                    "name");
             const size_t size = one.data.size();
             require(at->m_size == size && (at->m_data == nullptr) == (size == 0), "size");
             require(size == 0 || std::memcmp(at->m_data, one.data.data(), size) == 0, "data");
-            require(size == 0 || one.data.back() == '\0' || static_cast<const char*>(at->m_data)[size] == '\0',
+            require(size == 0 || one.data.back() == '\0' ||
+                        static_cast<const char*>(at->m_data)[size] == '\0',
                     "readable as a string");
             before = at;
             at = at->m_next;

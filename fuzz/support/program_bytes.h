@@ -7,7 +7,8 @@
 
 namespace ombrel_test {
 
-/// Keeps one input from taking the time of a thousand: enough for many operations and several nodes and blocks.
+/// Keeps one input from taking the time of a thousand: enough for many operations and several nodes and
+/// blocks.
 class work_limit {
 public:
     explicit work_limit(size_t bytes) : bytes_(bytes) {}
@@ -22,8 +23,8 @@ private:
     size_t bytes_, steps_ = 200;
 };
 
-/// Bytes of which `plain` out of 256 are made by ordinary(choice), the others taken from a set. Long texts repeat
-/// a beginning that fits no block, as making them takes longer than what is tested.
+/// Bytes of which `plain` out of 256 are made by ordinary(choice), the others taken from a set. Long texts
+/// repeat a beginning that fits no block, as making them takes longer than what is tested.
 template<typename Ordinary>
 std::string make_mixture(size_t size, unsigned state, unsigned plain, std::string_view others,
                          Ordinary ordinary) {
@@ -32,7 +33,8 @@ std::string make_mixture(size_t size, unsigned state, unsigned plain, std::strin
     for (char& byte : bytes) {
         state = state * 1664525u + 1013904223u;
         const unsigned choice = state >> 8 & 0xFFFF;
-        byte = (state >> 24) < plain || plain == 255 ? ordinary(choice & 0xFF) : others[choice % others.size()];
+        byte =
+            (state >> 24) < plain || plain == 255 ? ordinary(choice & 0xFF) : others[choice % others.size()];
     }
     bytes.reserve(size);
     while (bytes.size() < size)

@@ -20,6 +20,8 @@ public:
     ombrel_heap_block_t* take(size_t size) {
         for (size_t age = 1; age <= places; age++) {
             const size_t found = (next_ - age) % places;
+            if (sizes_[found] == 0)
+                break; // there are no gaps: nothing older is held
             if (sizes_[found] != size)
                 continue;
             ombrel_heap_block_t* block = blocks_[found];
@@ -29,6 +31,7 @@ public:
             blocks_[found] = blocks_[next_];
             sizes_[next_] = 0;
             blocks_[next_] = nullptr;
+            count(held_ - 1);
             return block;
         }
         return nullptr;
@@ -40,8 +43,13 @@ public:
         sizes_[next_] = block->m_size;
         blocks_[next_] = block;
         next_ = (next_ + 1) % places;
+        if (displaced == nullptr)
+            count(held_ + 1);
         return displaced;
     }
+
+    /// Whether take() is worth the lock: a hint without it.
+    bool may_hold(size_t size) const { return wants(size) && __atomic_load_n(&held_, __ATOMIC_RELAXED) != 0; }
 
     static bool wants(size_t size) {
         return size >= smallest && size <= largest && platform::has_slow_middle_blocks();
@@ -50,9 +58,11 @@ public:
 private:
     static constexpr size_t smallest = 960, largest = 8192, places = 16;
 
+    void count(size_t held) { __atomic_store_n(&held_, held, __ATOMIC_RELAXED); }
+
     size_t sizes_[places]; // 0 where there is no block
     ombrel_heap_block_t* blocks_[places];
-    size_t next_;
+    size_t next_, held_;
 };
 
 } // namespace ombrel

@@ -142,7 +142,7 @@ inline void* allocate_silently(size_t size, const char* tag, unsigned long line)
     const size_t total = rounded + overhead;
     if (total < size)
         return refuse("overflow size, ", tag, line);
-    if (block_cache::wants(rounded))
+    if (heap.freed.may_hold(rounded))
         if (ombrel_heap_block_t* block = reuse(rounded, tag, line))
             return data_of(block);
     auto* block = static_cast<ombrel_heap_block_t*>(malloc(total));
