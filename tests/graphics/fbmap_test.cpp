@@ -10,6 +10,7 @@
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_draw.h>
 
+#include "fbmap_model.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
 
@@ -17,18 +18,11 @@ namespace ombrel_test {
 namespace {
 
 using rectangle = ombrel_fbmap_rectangle_t;
-using pixels = std::vector<uint32_t>;
+
+using model = fbmap_model;
 
 constexpr uint32_t own = def_ombrel_fbmap_own_map, hidden = def_ombrel_fbmap_hidden;
 constexpr uint32_t argb8888 = 0x18485868, rgb888 = 0x00485868, rgb565 = 0x00455665, palette8 = 0xF8;
-
-uint32_t pixel(const ombrel_fbmap_t& map, size_t x, size_t y) {
-    const auto* bytes = static_cast<const unsigned char*>(map.m_map) + y * map.m_line_length;
-    uint32_t value = 0;
-    for (uint32_t i = 0, size = map.m_bits_per_pixel / 8; i < size; i++)
-        value |= uint32_t{bytes[x * size + i]} << 8 * i;
-    return value;
-}
 
 void fill(ombrel_fbmap_t& map, const rectangle& area, uint32_t color) {
     EXPECT_EQ(0, ombrel_fbmap_draw_box(&map, color, area.m_x, area.m_y, area.m_w, area.m_h, 1));
@@ -72,83 +66,6 @@ private:
                 self.device[y * map->m_resx + x] = pixel(*map, x, y);
         return 0;
     }
-};
-
-/// What a screen shows when every window that is not hidden is painted from the lowest to the topmost,
-/// clipped to all that contain it.
-class model {
-public:
-    explicit model(const screen& display)
-        : root_(display.root), shown_(display.device), below_(shown_.size()), blended_(shown_.size()) {}
-
-    const pixels& shown() {
-        // Where no opaque window is, the root shows what it did without the transparent ones.
-        for (size_t i = 0; i < shown_.size(); i++)
-            if (blended_[i])
-                shown_[i] = below_[i];
-        below_ = shown_;
-        blended_.assign(shown_.size(), false);
-        paint_children(root_, 0, 0, {0, 0, int64_t{root_.m_resx}, int64_t{root_.m_resy}});
-        return shown_;
-    }
-
-private:
-    struct edges {
-        int64_t left, top, right, bottom;
-    };
-
-    void paint_children(const ombrel_fbmap_t& parent, int64_t x, int64_t y, const edges& clip) {
-        const ombrel_fbmap_t* child = parent.m_children;
-        while (child != nullptr && child->m_next != nullptr)
-            child = child->m_next;
-        for (; child != nullptr; child = child->m_prev) {
-            const int64_t left = x + child->m_x, top = y + child->m_y;
-            const edges inside = {std::max(clip.left, left), std::max(clip.top, top),
-                                  std::min(clip.right, left + child->m_resx),
-                                  std::min(clip.bottom, top + child->m_resy)};
-            if ((child->m_flags & hidden) == 0)
-                paint(*child, left, top, inside);
-            paint_children(*child, left, top, inside);
-        }
-    }
-
-    void paint(const ombrel_fbmap_t& window, int64_t left, int64_t top, const edges& inside) {
-        const bool opaque = (window.m_flags & def_ombrel_fbmap_transparent) == 0;
-        for (int64_t y = inside.top; y < inside.bottom; y++)
-            for (int64_t x = inside.left; x < inside.right; x++) {
-                const size_t i = static_cast<size_t>(y) * root_.m_resx + static_cast<size_t>(x);
-                const uint32_t upper =
-                    pixel(window, static_cast<size_t>(x - left), static_cast<size_t>(y - top));
-                shown_[i] = opaque ? upper : blend(window, upper, shown_[i]);
-                if (opaque)
-                    below_[i] = upper;
-                blended_[i] = !opaque;
-            }
-    }
-
-    static uint32_t blend(const ombrel_fbmap_t& window, uint32_t upper, uint32_t lower) {
-        if ((window.m_flags & def_ombrel_fbmap_ccolor) != 0 && upper == window.m_ccolor)
-            return lower;
-        uint32_t alpha = 255;
-        if ((window.m_flags & def_ombrel_fbmap_alpha_window) != 0)
-            alpha = window.m_alpha_window;
-        if ((window.m_flags & def_ombrel_fbmap_alpha_pixel) != 0 && window.m_bits_per_pixel == 32)
-            alpha = (alpha * (upper >> 24) + 127) / 255;
-        if ((window.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0)
-            return upper;
-        uint32_t mixed = 0;
-        for (uint32_t field = window.m_color_interface, shift = 0; field != 0; field >>= 8) {
-            const uint32_t limit = (1u << (field & 15)) - 1;
-            const uint32_t over = (field & 0xF0) == 0x10 ? limit : upper >> shift & limit;
-            mixed |= (over * alpha + (lower >> shift & limit) * (255 - alpha) + 127) / 255 << shift;
-            shift += field & 15;
-        }
-        return mixed;
-    }
-
-    const ombrel_fbmap_t& root_;
-    pixels shown_, below_;
-    std::vector<bool> blended_;
 };
 
 using numbers = std::mt19937;
@@ -222,7 +139,7 @@ TEST_P(FbmapTree, device_shows_what_a_plain_model_paints) {
         numbers random(seed);
         screen display(GetParam(), 32, 24);
         fill(display.root, random_color(random));
-        model expected(display);
+        model expected(display.root, display.device);
         for (int step = 0; step < 40; step++) {
             change(display, random);
             ASSERT_TRUE(expected.shown() == display.device) << "seed " << seed << ", step " << step;
@@ -237,7 +154,7 @@ TEST_P(FbmapTree, device_shows_many_windows_as_a_plain_model_paints_them) {
     screen display(GetParam(), 160, 120);
     fill(display.root, random_color(random));
     ombrel_fbmap_t* parent = &display.root;
-    model expected(display);
+    model expected(display.root, display.device);
     for (uint32_t i = 0; i < 400; i++) {
         const auto place = [&](uint32_t limit) { return static_cast<int32_t>(below(random, limit)) - 20; };
         ombrel_fbmap_t* const made = display.window(parent, place(180), place(140), 1 + below(random, 15),
@@ -380,7 +297,7 @@ TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
 TEST_F(Fbmap, large_windows_are_blended_throughout) {
     screen display(argb8888, 190, 300);
     display.window(&display.root, 0, 0, 0, 0, 0xFF8899AA);
-    model expected(display);
+    model expected(display.root, display.device);
     ombrel_fbmap_t* const glass = display.window(&display.root, -5, 0, 190, 290, 0x33445566);
     for (int32_t i = 0; i < 10; i++)
         fill(*glass, {i * 11, i * 27, 90, 45}, 0xFF000000 + static_cast<uint32_t>(i) * 1234567);
