@@ -17,7 +17,7 @@ using ombrel_test::fbmap_model;
 using ombrel_test::pixels;
 
 constexpr uint32_t interfaces[] = {0x00455665, 0x00485868, 0x18485868};
-constexpr uint32_t width = 24, height = 16;
+constexpr uint32_t width = 16, height = 12;
 constexpr unsigned operation_limit = 60;
 constexpr size_t window_limit = 60;
 
@@ -42,8 +42,8 @@ public:
 
 private:
     unsigned next() { return code_ < end_ ? *code_++ : 0; }
-    int32_t place() { return static_cast<int32_t>(next() % 64) - 20; }
-    uint32_t size() { return 1 + next() % 32; }
+    int32_t place() { return static_cast<int32_t>(next() % 32) - 8; }
+    uint32_t size() { return 1 + next() % 12; }
 
     // Mostly small, and now and then any.
     int32_t number() {
