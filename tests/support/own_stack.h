@@ -54,13 +54,14 @@ private:
     std::vector<uint8_t> memory_ = std::vector<uint8_t>(size + page);
 };
 
-// What sanitizers and debuggers need on the stack is more than the library reckons with.
+// What sanitizers and debuggers need on the stack is more than the library reckons with, or not to be looked
+// at.
 #if defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define OMBREL_TEST_LARGE_FRAMES 1
 #endif
 #endif
-#if defined(__SANITIZE_ADDRESS__) || !defined(__OPTIMIZE__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
 #define OMBREL_TEST_LARGE_FRAMES 1
 #endif
 
