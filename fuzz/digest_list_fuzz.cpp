@@ -9,16 +9,13 @@
 
 #include <ombrel_tuk.h>
 
+#include "support/byte_source.h"
+
 extern "C" {
 #include "../examples/digest_list.h"
 }
 
 namespace {
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 /// What a function writes to a stream.
 template<typename Write>

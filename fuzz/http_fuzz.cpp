@@ -10,16 +10,13 @@
 
 #include <ombrel_tuk.h>
 
+#include "support/byte_source.h"
+
 extern "C" {
 #include "../examples/http_request.h"
 }
 
 namespace {
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 struct decoded {
     std::string body;

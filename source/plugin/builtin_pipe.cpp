@@ -10,10 +10,10 @@
 #include <ombrel/socket.h>
 #include <ombrel/string.h>
 
-#include "core/heap_ptr.h"
 #include "platform/file.h"
 #include "platform/pipe.h"
 #include "platform/process.h"
+#include "plugin/argument_words.h"
 #include "plugin/stream_control.h"
 #include "plugin/stream_transfer.h"
 
@@ -62,56 +62,20 @@ private:
     int ends_[2] = {-1, -1};
 };
 
-/// The words of an argument list: separated by spaces, held together by quotes.
-class argument_words {
-public:
-    /// False when memory runs out, or a quote stays open (the error tells which).
-    bool split(const builtin_ctx& ctx, const char* program, const char* text) {
-        const size_t size = ombrel_strlen(text) + 1;
-        // Each word but the last takes at least one character and a separator.
-        const size_t most_words = size / 2 + 1;
-        words_.reset(static_cast<const char**>(
-            ombrel_calloc_tag(most_words + 2, sizeof(const char*), "builtin_pipe", __LINE__)));
-        text_.reset(static_cast<char*>(ombrel_alloc_tag(size, "builtin_pipe", __LINE__)));
-        if (!words_ || !text_) {
-            fail(ctx, def_ombrel_ctx_error_no_memory);
-            return false;
-        }
-        words_.get()[0] = program;
-        if (!copy_words(text))
-            fail(ctx, def_ombrel_ctx_error_syntax);
-        return is_complete_;
+/// False, with the error told, when the text has no such words.
+bool split_arguments(const builtin_ctx& ctx, const char* program, const char* text, argument_words& words) {
+    switch (words.split(program, text)) {
+    case argument_words::outcome::good:
+        return true;
+    case argument_words::outcome::no_memory:
+        fail(ctx, def_ombrel_ctx_error_no_memory);
+        return false;
+    case argument_words::outcome::open_quote:
+        break;
     }
-    const char* const* get() const { return words_.get(); }
-
-private:
-    bool copy_words(const char* text) {
-        char* to = text_.get();
-        size_t count = 1;
-        char quote = '\0';
-        bool in_word = false;
-        for (; *text != '\0'; text++) {
-            const bool is_space = *text == ' ' && quote == '\0';
-            if (!is_space && !in_word)
-                words_.get()[count++] = to;
-            if (is_space && in_word)
-                *to++ = '\0';
-            in_word = !is_space;
-            if (*text == quote)
-                quote = '\0';
-            else if (quote == '\0' && (*text == '"' || *text == '\''))
-                quote = *text;
-            else if (!is_space)
-                *to++ = *text;
-        }
-        *to = '\0';
-        return is_complete_ = quote == '\0';
-    }
-
-    heap_ptr<const char*> words_;
-    heap_ptr<char> text_;
-    bool is_complete_ = false;
-};
+    fail(ctx, def_ombrel_ctx_error_syntax);
+    return false;
+}
 
 /// The command line or program: what stands behind "pipe:", or all of the source.
 const char* command_of(const builtin_ctx& ctx) {
@@ -123,7 +87,7 @@ int start(const builtin_ctx& ctx, const platform::process_streams& streams) {
     const char* const command = command_of(ctx);
     const char* const arguments = option_text(ctx, "args");
     argument_words words;
-    if (arguments != nullptr && !words.split(ctx, command, arguments))
+    if (arguments != nullptr && !split_arguments(ctx, command, arguments, words))
         return -1;
     const int process = arguments != nullptr ? platform::start_process(words.get(), streams)
                                              : platform::start_command(command, streams);
