@@ -4,10 +4,10 @@
 
 #include <ombrel/address.h>
 #include <ombrel/socket.h>
-#include <ombrel/socket_open.h>
 
 #include "core/wipe.h"
 #include "network/socket_guard.h"
+#include "protocol/patient_resolver.h"
 #include "protocol/patient_socket.h"
 
 namespace ombrel::protocol {
@@ -42,8 +42,6 @@ transfer_fault fault_of(int code) {
 
 transfer_fault connect_fault(int number) {
     switch (number) {
-    case 0:
-        return transfer_fault::unknown_host;
     case EINPROGRESS:
     case ETIMEDOUT:
         return transfer_fault::timed_out;
@@ -55,13 +53,24 @@ transfer_fault connect_fault(int number) {
     }
 }
 
+/// A connected socket; -1, with the platform's error number, when there is none.
+int connect_to(const sockaddr& address, int size, const deadline& limit) {
+    errno = 0;
+    socket_guard made(ombrel_open_socket(address.sa_family, SOCK_STREAM, 0));
+    return made && ombrel_connect(made.get(), &address, size, limit.left()) == 0 ? made.release()
+                                                                                 : def_ombrel_invalid_socket;
+}
+
 } // namespace
 
 bool ftp_control::open(const char* host, int port, int limit_ms, transfer_error& error) {
-    // A resolver that knows no such host leaves no error number.
-    errno = 0;
-    socket_ = ombrel_open_connect_socket(host, port, limit_ms);
-    if (socket_ == def_ombrel_invalid_socket)
+    const patient_answers answers(host, port, deadline(limit_ms));
+    if (answers.first() == nullptr)
+        return answers.refuse(error);
+    for (const ombrel_resolver_t* answer = answers.first(); answer != nullptr && !is_open();
+         answer = answer->m_next)
+        socket_ = connect_to(*answer->m_address, answer->m_address_size, deadline(limit_ms));
+    if (!is_open())
         return error.set(connect_fault(errno), "no connection to the server");
     ombrel_set_non_block_socket(socket_, 1);
     if (!read_final_reply(deadline(limit_ms), error))
@@ -149,14 +158,13 @@ int ftp_control::open_data(int port, const deadline& limit, transfer_error& erro
     // The host is always the control connection's: an address in a reply could send the client anywhere.
     endpoint peer;
     int size = endpoint::room();
-    errno = 0;
+    int data = def_ombrel_invalid_socket;
     if (ombrel_getpeername(socket_, peer.get(), &size) == 0 &&
-        ombrel_sockaddr_set_port(peer.get(), port) == 0) {
-        socket_guard data(ombrel_open_socket(peer.family(), SOCK_STREAM, 0));
-        if (data && ombrel_connect(data.get(), peer.get(), peer.size(), limit.left()) == 0) {
-            ombrel_set_non_block_socket(data.get(), 1);
-            return data.release();
-        }
+        ombrel_sockaddr_set_port(peer.get(), port) == 0)
+        data = connect_to(*peer.get(), peer.size(), limit);
+    if (data != def_ombrel_invalid_socket) {
+        ombrel_set_non_block_socket(data, 1);
+        return data;
     }
     error.set(limit.passed() ? transfer_fault::timed_out : socket_fault(), "no data connection");
     return def_ombrel_invalid_socket;

@@ -6,8 +6,9 @@
 #include <type_traits>
 
 #include <ombrel/heap.h>
-#include <ombrel/resolver.h>
 #include <ombrel/socket.h>
+
+#include "protocol/patient_resolver.h"
 
 namespace ombrel::protocol {
 
@@ -19,18 +20,6 @@ constexpr size_t small_packet = 1024;
 /// Tries at an address that another one follows.
 constexpr unsigned passing_tries = 2;
 constexpr int longest_interval_factor = 4;
-
-class answer_list {
-public:
-    answer_list(const char* host, int port) : first_(ombrel_open_resolver(host, port)) {}
-    ~answer_list() { ombrel_close_resolver(first_); }
-    answer_list(const answer_list&) = delete;
-    answer_list& operator=(const answer_list&) = delete;
-    const ombrel_resolver_t* first() const { return first_; }
-
-private:
-    ombrel_resolver_t* first_;
-};
 
 transfer_fault fault_of(uint16_t error_code) {
     switch (static_cast<tftp_error_code>(error_code)) {
@@ -91,9 +80,9 @@ bool tftp_client::open(const tftp_request& request) {
         return error_.set(transfer_fault::refused, "the block size is out of range");
     if (!allocate(request))
         return error_.set(transfer_fault::no_memory, "out of memory");
-    const answer_list answers(request.host, request.port);
+    const patient_answers answers(request.host, request.port, limit);
     if (answers.first() == nullptr)
-        return error_.set(transfer_fault::unknown_host, "the host has no address");
+        return answers.refuse(error_);
     for (const ombrel_resolver_t* answer = answers.first(); answer != nullptr; answer = answer->m_next) {
         const unsigned tries = std::max(request.tries, 1u);
         tries_ = answer->m_next != nullptr ? std::min(tries, passing_tries) : tries;

@@ -30,7 +30,7 @@ struct tftp_request {
 ///
 /// Trivially copyable, so that a record on the heap can hold it; close() is to be called by hand, once for
 /// each open() whether that succeeded or not. One thread uses it at a time. No call waits longer than the
-/// tries of one packet take, but open() for the host's name as long as the platform's resolver.
+/// tries of one packet take, but open() without a limit for the host's name as long as the platform does.
 class tftp_client {
 public:
     /// Asks for the file and waits until the transfer has begun: for the first block when reading.

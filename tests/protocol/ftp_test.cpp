@@ -2,6 +2,8 @@
 #include "protocol/ftp.h"
 #include "protocol/scripted_ftp_server.h"
 #include "support/descriptor_balance.h"
+#include "support/error_output.h"
+#include "support/fake_names.h"
 #include "support/heap_balance.h"
 
 namespace ombrel_test {
@@ -105,6 +107,26 @@ TEST_F(FtpClient, goes_on_where_it_was_asked_to_or_not_at_all) {
         EXPECT_EQ(each.fault == transfer_fault::none, read);
         client_.close();
     }
+}
+
+// Without a limit for the look-up this would never end.
+TEST_F(FtpClient, waits_for_a_name_within_its_limit) {
+    const size_t blocks = ombrel_get_alloc_count();
+    hanging_names names;
+    const error_output warning; // of a look-up that is left behind
+    request_.host = "slow.test";
+    request_.limit_ms = 50;
+    EXPECT_FALSE(open(21));
+    EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+    client_.close();
+    const scripted_ftp_server server({});
+    names.release();
+    client_ = ftp_client();
+    request_.limit_ms = patience_ms;
+    EXPECT_TRUE(open(server.port()) && rest() == "hello") << client_.error().text();
+    client_.close();
+    // The look-up that was left behind frees what it had when it ends.
+    EXPECT_TRUE(wait_until([=] { return ombrel_get_alloc_count() == blocks; }));
 }
 
 TEST_F(FtpClient, a_name_cannot_carry_a_command) {
