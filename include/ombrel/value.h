@@ -199,8 +199,10 @@ OMBREL_API char** ombrel_environ(void);
 OMBREL_API char* ombrel_alloc_getenv(const char* names);
 /**
  * @brief Sets an environment variable.
- * @param assignment "NAME=text", copied; a name alone removes the variable
- * @return 0; -1 for null; else the platform's result
+ * @param assignment "NAME=text", copied; a name alone removes the variable; what a text without a name ("" or
+ *                   "=text") does is the platform's choice
+ * @return the platform's result of putenv(), 0 when it has done something; -1 for null or when memory runs
+ * out
  */
 OMBREL_API int ombrel_putenv(const char* assignment);
 

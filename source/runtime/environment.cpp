@@ -31,8 +31,8 @@ int ombrel_putenv(const char* assignment) {
     if (assignment == nullptr)
         return -1;
     const char* equals = strchr(assignment, '=');
-    if (equals == nullptr)
-        return ombrel::platform::set_environment_variable(assignment, nullptr);
+    if (equals == nullptr || equals == assignment)
+        return ombrel::platform::put_environment(assignment);
     const ombrel::heap_ptr<char> name(
         ombrel_strndup_tag(assignment, static_cast<size_t>(equals - assignment), "ombrel_putenv", __LINE__));
     return name ? ombrel::platform::set_environment_variable(name.get(), equals + 1) : -1;

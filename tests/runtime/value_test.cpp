@@ -175,6 +175,10 @@ TEST_F(ValueTest, ReadsAndSetsTheEnvironment) {
     EXPECT_EQ(ombrel_alloc_getenv("OMBREL_TEST_B"), nullptr);
     EXPECT_EQ(ombrel_putenv(nullptr), -1);
     EXPECT_EQ(ombrel_alloc_getenv(nullptr), nullptr);
+    for (const char* text : {"OMBREL_TEST_NEVER_SET", "OMBREL_TEST_EMPTY=", "OMBREL_TEST_EMPTY", "", "=x"}) {
+        const int expected = putenv(const_cast<char*>(text));
+        EXPECT_EQ(ombrel_putenv(text), expected) << '"' << text << '"';
+    }
 }
 
 } // namespace

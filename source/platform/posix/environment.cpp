@@ -1,6 +1,7 @@
 #include "platform/environment.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 extern "C" char** environ; // NOLINT(readability-redundant-declaration): not every unistd.h has it
@@ -21,7 +22,19 @@ const char* trusted_environment_variable(const char* name) {
 }
 
 int set_environment_variable(const char* name, const char* value) {
-    return value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+    return setenv(name, value, 1);
+}
+
+// An assignment becomes part of the environment itself, so a copy of it stays for good; a name alone does
+// not.
+int put_environment(const char* text) {
+    char* kept = strdup(text);
+    if (kept == nullptr)
+        return -1;
+    const int result = putenv(kept);
+    if (result != 0 || strchr(text, '=') == nullptr)
+        free(kept);
+    return result;
 }
 
 } // namespace ombrel::platform
