@@ -28,12 +28,14 @@ void count_block(bool added) {
     live.count += added ? size_t{1} : ~size_t{0};
 }
 
-uintptr_t frame_address() {
+[[gnu::always_inline]] inline uintptr_t frame_address() {
     return reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
 }
 
+// 0 when this call has no frame of its own, so that nothing was measured.
 [[gnu::noinline]] int compare_with_outer_frame(uintptr_t outer) {
-    return outer < reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) ? 1 : -1;
+    const uintptr_t inner = frame_address();
+    return (outer < inner ? 1 : 0) - (outer > inner ? 1 : 0);
 }
 
 bool is_dead(const chain_block* block, uintptr_t marker) {
@@ -43,7 +45,9 @@ bool is_dead(const chain_block* block, uintptr_t marker) {
 } // namespace
 
 [[gnu::noinline]] int ombrel_detect_stack_direction(void) {
-    return compare_with_outer_frame(reinterpret_cast<uintptr_t>(__builtin_frame_address(0)));
+    // Kept in this frame after the call, which could be a jump otherwise, out of a frame that is gone.
+    const volatile int direction = compare_with_outer_frame(frame_address());
+    return direction;
 }
 
 void* ombrel_alloca(size_t size) {
