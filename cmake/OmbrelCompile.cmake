@@ -19,5 +19,6 @@ function(ombrel_library_dialect target)
     if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
         target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=function>)
     endif()
-    target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY _FILE_OFFSET_BITS=64)
+    target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY
+        _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 endfunction()

@@ -1,10 +1,17 @@
+#include <atomic>
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <ombrel/assert.h>
 #include <ombrel/time.h>
+
+#include "support/time_travel.h"
 
 namespace {
 
@@ -50,6 +57,64 @@ TEST(Asctime, FormatsTheLocalTime) {
             << text << " is neither " << before << " nor " << after;
     }
 }
+
+// Half a minute past the minute, so that a slow machine does not come to the next.
+const struct {
+    int64_t moment;
+    const char *weekday, *minute;
+} moments[] = {{30, "Thu Jan 01", "1970-01-01 05:45"},
+               {951'780'630, "Tue Feb 29", "2000-02-29 05:15"},
+               {2'147'483'670, "Tue Jan 19", "2038-01-19 08:59"},
+               {3'981'291'330, "Wed Feb 29", "2096-02-29 00:00"},
+               {4'107'517'230, "Sun Feb 28", "2100-02-28 22:45"},
+               {13'569'465'630, "Sat Jan 01", "2400-01-01 05:45"}};
+
+int count_wrong_moments() {
+    ombrel_test::time_travel clock;
+    int wrong = 0;
+    for (const auto& expected : moments) {
+        char text[32], day[32];
+        clock.go_to(expected.moment);
+        ombrel_asctime(text, sizeof text, def_ombrel_asctime_date_time);
+        ombrel_asctime(day, sizeof day, def_ombrel_asctime_standard);
+        wrong += strncmp(text, expected.minute, 16) != 0 || strncmp(day, expected.weekday, 10) != 0;
+    }
+    return wrong;
+}
+
+struct time_zone {
+    explicit time_zone(const char* name) { setenv("TZ", name, 1), tzset(); }
+    ~time_zone() { unsetenv("TZ"), tzset(); }
+};
+
+TEST(Asctime, KnowsEveryYear) {
+    const time_zone east("XXX-5:45");
+    EXPECT_EQ(0, count_wrong_moments());
+}
+
+#if !defined(__SANITIZE_THREAD__) // it does not follow a fork among threads
+TEST(Asctime, NeedsNoLockOfTheCLibraryInAForkedChild) {
+    const time_zone east("XXX-5:45");
+    std::atomic<bool> stop = false;
+    std::jthread busy([&stop] {
+        tm fields;
+        for (time_t now = 0; !stop; now++)
+            localtime_r(&now, &fields);
+    });
+    int status = 0;
+    for (int i = 0; i < 100 && status == 0; i++) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            close(STDERR_FILENO);
+            _exit(ombrel_assert_fail_tag("s", "f", 1, "x") + count_wrong_moments());
+        }
+        waitpid(child, &status, 0);
+    }
+    EXPECT_EQ(0, status) << "ended by " << (WIFSIGNALED(status) ? "a signal" : "a wrong text");
+    stop = true;
+}
+#endif
 
 TEST(Asctime, StaysInsideTheBuffer) {
     char text[8] = "#######";
