@@ -7,15 +7,19 @@
 
 namespace ombrel {
 
-/// Frees its block at the end of the scope unless it was released.
+/// Frees its block at the end of the scope unless it was released. Reports of the heap name the function and
+/// line where the guard was given the block.
 template<typename T>
 class heap_ptr {
 public:
     heap_ptr() = default;
-    explicit heap_ptr(T* block) : block_(block) {}
-    heap_ptr(heap_ptr&& other) noexcept : block_(other.release()) {}
+    explicit heap_ptr(T* block, const char* function = __builtin_FUNCTION(),
+                      unsigned long line = __builtin_LINE())
+        : block_(block), function_(function), line_(line) {}
+    heap_ptr(heap_ptr&& other) noexcept
+        : block_(other.release()), function_(other.function_), line_(other.line_) {}
     heap_ptr& operator=(heap_ptr&& other) noexcept {
-        reset(other.release());
+        reset(other.release(), other.function_, other.line_);
         return *this;
     }
     ~heap_ptr() { reset(); }
@@ -25,13 +29,18 @@ public:
     T& operator*() const { return *block_; }
     explicit operator bool() const { return block_ != nullptr; }
     T* release() { return std::exchange(block_, nullptr); }
-    void reset(T* block = nullptr) {
+    void reset(T* block = nullptr, const char* function = __builtin_FUNCTION(),
+               unsigned long line = __builtin_LINE()) {
         if (T* old = std::exchange(block_, block))
-            ombrel_free_tag(const_cast<void*>(static_cast<const void*>(old)), "heap_ptr", 0);
+            ombrel_free_tag(const_cast<void*>(static_cast<const void*>(old)), function_, line_);
+        function_ = function;
+        line_ = line;
     }
 
 private:
     T* block_ = nullptr;
+    const char* function_ = nullptr;
+    unsigned long line_ = 0;
 };
 
 /// A block for one record of type T, not initialised.
