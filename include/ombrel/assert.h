@@ -2,7 +2,8 @@
  * @file assert.h
  * @brief Assertion reports: one line on standard error, and the program goes on.
  *
- * The reports never abort: a library must not end its host process. They may be called from any thread.
+ * The reports never abort: a library must not end its host process. They may be called from any thread, and
+ * in a child forked from a threaded program.
  */
 #ifndef OMBREL_ASSERT_H
 #define OMBREL_ASSERT_H

@@ -5,7 +5,8 @@
  * Code that wants to appear in a report opens a section on entry and closes it on exit. A report lists the
  * open sections, newest first, and up to 128 live heap blocks. All functions may be called from any thread.
  * The trail takes its memory from the platform, never from the tagged heap, so that it does not disturb the
- * figures it reports.
+ * figures it reports. Texts that cannot be read or printed are shown as ombrel_get_alloc_list() shows tags,
+ * and overwritten links end a list with one line.
  */
 #ifndef OMBREL_EXCEPTION_H
 #define OMBREL_EXCEPTION_H
@@ -37,7 +38,8 @@ OMBREL_API void* ombrel_add_exception_tag(const char* file, const char* function
 
 /**
  * @brief Closes a section.
- * @param entry what ombrel_add_exception_tag() returned; null is reported as an assertion
+ * @param entry what ombrel_add_exception_tag() returned; null, a section that is not open and one whose links
+ *              were overwritten are reported as an assertion and left alone
  * @return 0
  */
 OMBREL_API int ombrel_del_exception_tag(void* entry);

@@ -22,6 +22,9 @@ OMBREL_API uint64_t ombrel_time_stamp_msec(void);
 
 /**
  * @brief Formats the current local time.
+ *
+ * In a child forked from a process with several threads it is the time at the offset to UTC of the fork: the
+ * C library's rules stand behind a lock that may be held there for good.
  * @param buffer receives the text, always terminated; 32 bytes hold every style
  * @param size   bytes of the buffer
  * @param style  one of the styles above; others act as the first

@@ -4,6 +4,7 @@
 
 #include <ombrel/heap.h>
 
+#include "core/block.h"
 #include "core/short_lock_guard.h"
 
 using namespace ombrel;
@@ -38,6 +39,13 @@ void count_block(bool added) {
     return (outer < inner ? 1 : 0) - (outer > inner ? 1 : 0);
 }
 
+// The chain ends where an overwritten link leads to no block of the heap; what hung there is lost to it.
+chain_block* newest_block() {
+    if (chain != nullptr && !is_live_block(chain))
+        chain = nullptr;
+    return chain;
+}
+
 bool is_dead(const chain_block* block, uintptr_t marker) {
     return stack_direction < 0 ? block->marker < marker : block->marker > marker;
 }
@@ -54,8 +62,7 @@ void* ombrel_alloca(size_t size) {
     const uintptr_t marker = frame_address();
     if (stack_direction == 0)
         stack_direction = ombrel_detect_stack_direction();
-    while (chain != nullptr && is_dead(chain, marker)) {
-        chain_block* dead = chain;
+    for (chain_block* dead; (dead = newest_block()) != nullptr && is_dead(dead, marker);) {
         chain = dead->next;
         ombrel_free_tag(dead, "ombrel_alloca", __LINE__);
         count_block(false);
@@ -66,7 +73,7 @@ void* ombrel_alloca(size_t size) {
         static_cast<chain_block*>(ombrel_alloc_tag(size + sizeof(chain_block), "ombrel_alloca", __LINE__));
     if (block == nullptr)
         return nullptr;
-    *block = {chain, marker};
+    *block = {newest_block(), marker};
     chain = block;
     count_block(true);
     return block + 1;

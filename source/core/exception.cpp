@@ -8,7 +8,10 @@
 #include <ombrel/time.h>
 
 #include "core/block.h"
+#include "core/live_list.h"
+#include "core/readable.h"
 #include "core/short_lock_guard.h"
+#include "platform/allocator.h"
 #include "platform/thread.h"
 
 using namespace ombrel;
@@ -22,9 +25,8 @@ constexpr int block_limit = 128;
 
 struct {
     ombrel_short_lock_t lock;
-    ombrel_exception_t* newest;
-    size_t count;
     int force_dump = -1;
+    live_list<ombrel_exception_t, block_kind::exception> sections;
 } trail;
 
 // A child process has one thread only: a lock that another thread held at the fork would stay held in it.
@@ -44,43 +46,48 @@ const struct fork_guard {
     }
 } guard_of_forks;
 
+// The number of sections with this one; 0 when there is no memory to remember it.
 size_t link_entry(ombrel_exception_t* entry) {
     const short_lock_guard guard(trail.lock);
-    entry->m_newer = nullptr;
-    entry->m_older = trail.newest;
-    if (trail.newest != nullptr)
-        trail.newest->m_newer = entry;
-    trail.newest = entry;
-    return ++trail.count;
+    return trail.sections.add(entry) ? trail.sections.count() : 0;
 }
 
-void unlink_entry(ombrel_exception_t* entry) {
+// What a report says of a section that is not there, or of one whose links are damaged.
+const char* unlink_entry(ombrel_exception_t* entry) {
     const short_lock_guard guard(trail.lock);
-    if (entry->m_newer != nullptr)
-        entry->m_newer->m_older = entry->m_older;
-    else
-        trail.newest = entry->m_older;
-    if (entry->m_older != nullptr)
-        entry->m_older->m_newer = entry->m_newer;
-    trail.count--;
+    if (!trail.sections.holds(entry))
+        return "invalid argument";
+    return trail.sections.remove(entry) ? nullptr : "broken exception node";
+}
+
+void print_entry(const ombrel_exception_t* entry, uint64_t now) {
+    const uint64_t age = now > entry->m_time_stamp ? now - entry->m_time_stamp : 0;
+    const readable_text file(entry->m_file), function(entry->m_function);
+    fprintf(stderr, "%s     %s:%s():%lu (-%lu msec)\n", label, file.get(), function.get(), entry->m_line,
+            static_cast<unsigned long>(age));
 }
 
 void print_entries() {
     const uint64_t now = ombrel_time_stamp_msec();
-    for (const ombrel_exception_t* entry = trail.newest; entry != nullptr; entry = entry->m_older) {
-        const uint64_t age = now > entry->m_time_stamp ? now - entry->m_time_stamp : 0;
-        fprintf(stderr, "%s     %s:%s():%lu (-%lu msec)\n", label, entry->m_file, entry->m_function,
-                entry->m_line, static_cast<unsigned long>(age));
+    const ombrel_exception_t* entry = trail.sections.newest();
+    for (size_t left = trail.sections.count(); left > 0; left--) {
+        if (entry == nullptr) {
+            fprintf(stderr, "%s     broken section list (%lu more)\n", label,
+                    static_cast<unsigned long>(left));
+            return;
+        }
+        print_entry(entry, now);
         if (entry->m_older == entry) {
             ombrel_assert_fail_tag(source_name, "ombrel_dump_exception_tag", 240, "broken exception node");
             return;
         }
+        entry = trail.sections.older_than(entry);
     }
 }
 
 int print_block(const ombrel_heap_block_t* block, void*) {
     fprintf(stderr, "%s [ALLOCATED:%s():%lu] %lu bytes at %p\n", label, block->m_tag, block->m_line,
-            static_cast<unsigned long>(block->m_size), static_cast<const void*>(block + 1));
+            static_cast<unsigned long>(block->m_size), static_cast<const void*>(block->m_self + 1));
     return 0;
 }
 
@@ -88,15 +95,15 @@ int print_block(const ombrel_heap_block_t* block, void*) {
 
 void* ombrel_add_exception_tag(const char* file, const char* function, unsigned long line) {
     auto* entry = static_cast<ombrel_exception_t*>(malloc(sizeof(ombrel_exception_t)));
-    if (entry == nullptr) {
+    if (entry != nullptr)
+        *entry = {nullptr, nullptr, ombrel_time_stamp_msec(), file, function, line};
+    const size_t count = entry != nullptr ? link_entry(entry) : 0;
+    if (count == 0) {
+        free(entry);
         ombrel_assert_fail_tag(source_name, "ombrel_add_exception_tag", 84, "not enough memory");
         return nullptr;
     }
-    entry->m_time_stamp = ombrel_time_stamp_msec();
-    entry->m_file = file;
-    entry->m_function = function;
-    entry->m_line = line;
-    if (link_entry(entry) > entry_limit)
+    if (count > entry_limit)
         ombrel_assert_fail_tag(source_name, "ombrel_add_exception_tag", 120, "too many exception entry");
     return entry;
 }
@@ -106,8 +113,10 @@ int ombrel_del_exception_tag(void* entry) {
         ombrel_assert_fail_tag(source_name, "ombrel_del_exception_tag", 133, "invalid argument");
         return 0;
     }
-    unlink_entry(static_cast<ombrel_exception_t*>(entry));
-    free(entry);
+    if (const char* mistake = unlink_entry(static_cast<ombrel_exception_t*>(entry)))
+        ombrel_assert_fail_tag(source_name, "ombrel_del_exception_tag", 133, mistake);
+    else if (platform::can_be_freed(entry, sizeof(ombrel_exception_t), platform::look::near))
+        free(entry);
     return 0;
 }
 
@@ -117,13 +126,13 @@ int ombrel_dump_exception_tag(int force, const char* file, const char* function,
     const short_lock_guard guard(trail.lock); // before the heap's, which the list below takes
     if (trail.force_dump == 0)
         return 0;
-    if (force == 0 && trail.newest == nullptr && count == 0 && size == 0)
+    if (force == 0 && trail.sections.count() == 0 && count == 0 && size == 0)
         return 0;
     fprintf(stderr, "%s dump exception at %s:%s:%lu (section=%lu, heap size/count/peak=%lu/%lu/%lu)%s\n",
-            label, file, function, line, static_cast<unsigned long>(trail.count),
+            label, file, function, line, static_cast<unsigned long>(trail.sections.count()),
             static_cast<unsigned long>(size), static_cast<unsigned long>(count),
-            static_cast<unsigned long>(peak), trail.newest != nullptr ? " {" : ".");
-    if (trail.newest != nullptr) {
+            static_cast<unsigned long>(peak), trail.sections.count() != 0 ? " {" : ".");
+    if (trail.sections.count() != 0) {
         print_entries();
         fprintf(stderr, "%s }\n", label);
     }

@@ -5,13 +5,18 @@
 #include <cstring>
 
 #include <ombrel/assert.h>
-#include <ombrel/dump.h>
-#include <ombrel/exception.h>
 
 #include "core/block.h"
 #include "core/block_cache.h"
+#include "core/block_view.h"
+#include "core/live_list.h"
+#include "core/readable.h"
+#include "core/report_reserve.h"
 #include "core/short_lock_guard.h"
+#include "platform/allocator.h"
+#include "platform/single_thread.h"
 #include "platform/system.h"
+#include "platform/thread.h"
 
 using namespace ombrel;
 
@@ -19,55 +24,77 @@ namespace {
 
 constexpr const char source_name[] = "source/heap";
 constexpr size_t overhead = def_ombrel_heap_overhead;
+constexpr uint32_t magic = def_ombrel_heap_magic;
 constexpr size_t large_size = size_t{4}
                               << 20; // a failed request of this size is reported as an assertion too
 
 // The accounts stand in cache lines of their own.
 struct alignas(64) {
     ombrel_short_lock_t lock;
-    ombrel_heap_block_t* newest;
-    size_t count, size, peak;
+    bool was_damaged;
+    size_t size, peak;
+    live_list<ombrel_heap_block_t, block_kind::heap> blocks;
     block_cache freed;
+    report_reserve reserve;
 } heap;
 
-unsigned char* data_of(ombrel_heap_block_t* block) {
-    return reinterpret_cast<unsigned char*>(block + 1);
+// Holds the heap for a scope. A locked exchange costs more than all else that an allocation does, and without
+// another thread there is nobody to lock out.
+class heap_guard {
+public:
+    heap_guard() : is_locked_(!platform::has_one_thread()) {
+        if (is_locked_)
+            take(heap.lock);
+    }
+    ~heap_guard() {
+        if (is_locked_)
+            release(heap.lock);
+    }
+    heap_guard(const heap_guard&) = delete;
+    heap_guard& operator=(const heap_guard&) = delete;
+
+private:
+    const bool is_locked_;
+};
+
+bool is_magic(const void* trailer) {
+    return memcmp(trailer, &magic, sizeof magic) == 0;
 }
 
-ombrel_heap_block_t* header_of(void* ptr) {
-    return static_cast<ombrel_heap_block_t*>(ptr) - 1;
+// Once there was damage in a process, more is looked for.
+inline platform::look range_of_looks() {
+    if (platform::has_one_thread())
+        return platform::look::far;
+    return __atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED) ? platform::look::far_and_checked
+                                                                : platform::look::near;
 }
 
-void write_trailer(ombrel_heap_block_t* block) {
-    constexpr uint32_t magic = def_ombrel_heap_magic;
-    memcpy(data_of(block) + block->m_size, &magic, sizeof magic);
+// The usual case, in which the platform's own words vouch for the size word, so that the trailer can be read.
+// Nothing is read before the header is known to be a live one.
+inline bool is_plainly_sound(const ombrel_heap_block_t* block) {
+    return heap.blocks.holds(block) && block->m_self == block &&
+           platform::check_size(block, block->m_size + overhead) == platform::verdict::good &&
+           is_magic(trailer_of(block, block->m_size)) &&
+           platform::has_whole_neighbours(block, range_of_looks());
 }
 
-bool is_magic_at(const unsigned char* address) {
-    constexpr uint32_t magic = def_ombrel_heap_magic;
-    return memcmp(address, &magic, sizeof magic) == 0;
-}
-
-// Whatever its size word says: that must lie within what the platform allocated, or the trailer is read
-// through the checked copy, which is slow.
-bool is_sound(ombrel_heap_block_t* block) {
-    if (block->m_self != block)
-        return false;
-    const unsigned char* address = data_of(block) + block->m_size;
-    if (platform::allocated_size(block) >= block->m_size + overhead)
-        return is_magic_at(address);
-    unsigned char trailer[sizeof(uint32_t)];
-    return platform::copy_if_readable(trailer, address, sizeof trailer) && is_magic_at(trailer);
-}
-
-// An underrun reaches the size word first, and a false size can point anywhere. What lies on the header's own
-// page can be read in any case.
-bool is_sound_on_one_page(ombrel_heap_block_t* block) {
+// For a size word of which nothing is known: what lies on the header's last page can be read in any case,
+// whatever memory checkers think of a false one, and for the rest there is the checked copy, which is slow.
+__attribute__((no_sanitize("address"))) bool has_trailer(const ombrel_heap_block_t* block) {
     constexpr uintptr_t page_size = 4096; // the smallest there is
-    const auto header = reinterpret_cast<uintptr_t>(block);
-    const uintptr_t trailer = header + sizeof *block + block->m_size;
-    return block->m_self == block && (header ^ (trailer + sizeof(uint32_t) - 1)) < page_size &&
-           is_magic_at(reinterpret_cast<const unsigned char*>(trailer));
+    const void* trailer = trailer_of(block, block->m_size);
+    const auto readable = (reinterpret_cast<uintptr_t>(block + 1) - 1) / page_size;
+    const auto first = reinterpret_cast<uintptr_t>(trailer), last = first + sizeof magic - 1;
+    uint32_t found = 0;
+    if (first / page_size == readable && last / page_size == readable)
+        __builtin_memcpy(&found, trailer, sizeof found);
+    else
+        platform::copy_if_readable(&found, trailer, sizeof found);
+    return found == magic;
+}
+
+[[gnu::noinline]] bool is_sound(const ombrel_heap_block_t* block) {
+    return heap.blocks.holds(block) && block->m_self == block && has_trailer(block);
 }
 
 void prepare(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned long line) {
@@ -75,47 +102,38 @@ void prepare(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned 
     block->m_line = line;
     block->m_self = block;
     block->m_size = size;
-    write_trailer(block);
+    memcpy(trailer_of(block, size), &magic, sizeof magic);
 }
 
-// Under the heap's lock.
-void link_block(ombrel_heap_block_t* block) {
-    const size_t total = block->m_size + overhead;
-    heap.size += total;
+// Under the heap's lock; false when there is no memory for the accounts.
+inline bool enter(ombrel_heap_block_t* block) {
+    if (!heap.blocks.add(block))
+        return false;
+    heap.size += block->m_size + overhead;
     if (heap.size > heap.peak)
         heap.peak = heap.size;
-    heap.count++;
-    block->m_newer = nullptr;
-    block->m_older = heap.newest;
-    if (heap.newest != nullptr)
-        heap.newest->m_newer = block;
-    heap.newest = block;
+    return true;
 }
 
-// Takes a block out of the accounts; gives what is to go back to the platform, if anything.
-inline ombrel_heap_block_t* unlink_block(ombrel_heap_block_t* block) {
-    const short_lock_guard guard(heap.lock);
-    // A second free is seen as damage. Atomic, as compilers leave out plain stores just before a free().
+// Takes a block that was looked at out of the accounts. False for one with damaged links, and for one that
+// another thread has just freed.
+inline bool withdraw(ombrel_heap_block_t* block) {
+    if (!heap.blocks.remove(block))
+        return false;
+    // For whoever follows a stale pointer. Atomic, as compilers leave out plain stores just before a free().
     __atomic_store_n(&block->m_self, nullptr, __ATOMIC_RELAXED);
-    if (block->m_newer != nullptr)
-        block->m_newer->m_older = block->m_older;
-    else
-        heap.newest = block->m_older;
-    if (block->m_older != nullptr)
-        block->m_older->m_newer = block->m_newer;
-    heap.count--;
     heap.size -= block->m_size + overhead;
-    return block_cache::wants(block->m_size) ? heap.freed.exchange(block) : block;
+    return true;
 }
 
 // A live block from the cache, or null.
 [[gnu::noinline]] ombrel_heap_block_t* reuse(size_t size, const char* tag, unsigned long line) {
-    const short_lock_guard guard(heap.lock);
+    const heap_guard guard;
     ombrel_heap_block_t* block = heap.freed.take(size);
     if (block == nullptr)
         return nullptr;
     prepare(block, size, tag, line);
-    link_block(block);
+    enter(block);
     return block;
 }
 
@@ -137,6 +155,20 @@ inline ombrel_heap_block_t* unlink_block(ombrel_heap_block_t* block) {
     return nullptr;
 }
 
+[[gnu::noinline]] void* obtain_beside_damage(size_t total) {
+    void* spare = heap.reserve.take(total);
+    return spare != nullptr ? spare : malloc(total);
+}
+
+inline void* obtain(size_t total) {
+    return __atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED) ? obtain_beside_damage(total) : malloc(total);
+}
+
+inline bool enter_locked(ombrel_heap_block_t* block) {
+    const heap_guard guard;
+    return enter(block);
+}
+
 inline void* allocate_silently(size_t size, const char* tag, unsigned long line) {
     const size_t rounded = (size + 3) & ~size_t{3};
     const size_t total = rounded + overhead;
@@ -145,13 +177,15 @@ inline void* allocate_silently(size_t size, const char* tag, unsigned long line)
     if (heap.freed.may_hold(rounded))
         if (ombrel_heap_block_t* block = reuse(rounded, tag, line))
             return data_of(block);
-    auto* block = static_cast<ombrel_heap_block_t*>(malloc(total));
+    auto* block = static_cast<ombrel_heap_block_t*>(obtain(total));
     if (block == nullptr)
         return refuse_for_want_of_memory(rounded, tag, line);
     prepare(block, rounded, tag, line);
-    const short_lock_guard guard(heap.lock);
-    link_block(block);
-    return data_of(block);
+    if (enter_locked(block))
+        return data_of(block);
+    if (!heap.reserve.give_back(block))
+        free(block);
+    return refuse_for_want_of_memory(rounded, tag, line);
 }
 
 [[gnu::noinline]] void* allocate_nothing(const char* tag, unsigned long line) {
@@ -163,72 +197,85 @@ void* allocate(size_t size, const char* tag, unsigned long line) {
     return size != 0 ? allocate_silently(size, tag, line) : allocate_nothing(tag, line);
 }
 
-// Shows what can be read of [address, address + size), 16 bytes at a time, so that no read can fault.
-void dump_readable(const unsigned char* address, size_t size) {
-    for (size_t position = 0; position < size; position += 16) {
-        unsigned char line[16];
-        const size_t bytes = size - position < sizeof line ? size - position : sizeof line;
-        if (!platform::copy_if_readable(line, address + position, bytes))
-            return;
-        ombrel_dump_ex(0, 0, line, bytes, reinterpret_cast<uintptr_t>(address) + position);
+[[gnu::noinline]] void note_damage() {
+    __atomic_store_n(&heap.was_damaged, true, __ATOMIC_RELAXED);
+}
+
+// A damaged block is leaked, meant so: the platform ends the process when it finds its own words overwritten.
+[[gnu::noinline]] void give_back_if_whole(ombrel_heap_block_t* block) {
+    if (heap.reserve.give_back(block))
+        return;
+    // Another thread may be at work on the words of a free neighbour, so that one look is no proof.
+    for (int looks = platform::has_one_thread() ? 1 : 10; looks > 0; looks--) {
+        if (platform::can_be_freed(block, block->m_size + overhead, range_of_looks()))
+            return free(block);
+        if (looks > 1)
+            platform::sleep_milliseconds(1);
     }
+    note_damage();
+    fprintf(stderr, "fatal error: damage around a freed block (size=%lu, pid=%d), which is not given back\n",
+            static_cast<unsigned long>(block->m_size), platform::process_id());
 }
 
-void report_damage(ombrel_heap_block_t* block, uint32_t trailer, const char* tag, unsigned long line) {
-    fprintf(
-        stderr,
-        "fatal error: invalid magic code (free, magic_code=%08lXH, size=%lu, caller=\"%s:%lu\", pid=%d)\n",
-        static_cast<unsigned long>(trailer), static_cast<unsigned long>(block->m_size), tag, line,
-        platform::process_id());
-    // No block can be larger than all live ones together: a greater size word is damaged, and the dump ends
-    // with the header.
-    const auto* start = reinterpret_cast<const unsigned char*>(block);
-    const size_t live = ombrel_get_alloc_size();
-    dump_readable(start, block->m_size <= live ? block->m_size + overhead : sizeof *block);
-    fputs("=> REVERSE DUMP\n", stderr);
-    for (uintptr_t i = 1; i <= 32; i++)
-        dump_readable(start - i * 16, 16);
-    ombrel_dump_exception_tag(1, source_name, "ombrel_heap_tag", 272);
+// Withdraws a block; `leaving` is what is to go back to the platform in its place, or null.
+inline bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
+    const heap_guard guard;
+    if (!withdraw(block))
+        return false;
+    leaving = block_cache::wants(block->m_size) ? heap.freed.exchange(block) : block;
+    return true;
 }
 
-// A damaged block is leaked, meant so: it must not reach the platform's free().
-[[gnu::noinline]] void release_long_or_damaged(ombrel_heap_block_t* block, const char* tag,
-                                               unsigned long line) {
-    if (is_sound(block))
-        return free(unlink_block(block));
-    uint32_t trailer = 0;
-    platform::copy_if_readable(&trailer, data_of(block) + block->m_size, sizeof trailer);
-    report_damage(block, trailer, tag, line);
+// A damaged block stays in the accounts and is leaked, meant so.
+[[gnu::noinline]] void release_carefully(ombrel_heap_block_t* block, const char* tag, unsigned long line) {
+    ombrel_heap_block_t* leaving;
+    if (is_sound(block) && retire(block, leaving)) {
+        if (leaving != nullptr)
+            give_back_if_whole(leaving);
+        return;
+    }
+    note_damage();
+    const report_reserve::user opens_reserve;
+    report_damaged_block(block, tag, line);
 }
 
 void release_block(void* ptr, const char* tag, unsigned long line) {
-    ombrel_heap_block_t* block = header_of(ptr);
-    if (is_sound_on_one_page(block))
-        free(unlink_block(block));
-    else
-        release_long_or_damaged(block, tag, line);
+    ombrel_heap_block_t *block = header_of(ptr), *leaving;
+    if (!is_plainly_sound(block) || !retire(block, leaving))
+        return release_carefully(block, tag, line);
+    if (leaving == block)
+        free(block);
+    else if (leaving != nullptr) // it was out of sight in the cache
+        give_back_if_whole(leaving);
 }
 
-// A size word above all live blocks together is damaged, and must not lead the copy out of readable memory.
-void copy_contents(void* to, const void* from, size_t stored_size, size_t size) {
-    const size_t bytes = size < stored_size ? size : stored_size;
-    if (stored_size > ombrel_get_alloc_size())
-        platform::copy_if_readable(to, from, bytes);
-    else
-        memcpy(to, from, bytes);
+// Of a block whose header may be false or gone: as many bytes as both sizes and the memory there allow.
+void copy_damaged(void* to, const ombrel_heap_block_t* block, size_t size) {
+    ombrel_heap_block_t seen{};
+    platform::copy_if_readable(&seen, block, sizeof seen);
+    memset(to, 0, size);
+    copy_readable(to, trailer_of(block, 0), size < seen.m_size ? size : seen.m_size);
 }
 
 void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
-    const size_t old_size = header_of(ptr)->m_size;
+    const ombrel_heap_block_t* block = header_of(ptr);
     // The stored size is compared with the request as it came, not rounded: meant so.
-    if (old_size == size)
+    if (heap.blocks.holds(block) && block->m_size == size)
         return ptr;
     void* moved = allocate(size, tag, line);
     if (moved == nullptr)
         return nullptr;
-    copy_contents(moved, ptr, old_size, size);
+    if (is_plainly_sound(block) || is_sound(block))
+        memcpy(moved, ptr, size < block->m_size ? size : block->m_size);
+    else
+        copy_damaged(moved, block, size);
     release_block(ptr, tag, line);
     return moved;
+}
+
+void report_broken_list(size_t seen) {
+    fprintf(stderr, "fatal error: broken block list (%lu of %lu blocks can be reached)\n",
+            static_cast<unsigned long>(seen), static_cast<unsigned long>(heap.blocks.count()));
 }
 
 } // namespace
@@ -239,6 +286,10 @@ void* ombrel::allocate_block(size_t size, const char* tag, unsigned long line) {
 
 void ombrel::free_block(void* block, const char* tag, unsigned long line) {
     release_block(block, tag, line);
+}
+
+bool ombrel::is_live_block(const void* data) {
+    return heap.blocks.holds(header_of(data));
 }
 
 void ombrel::hold_heap() {
@@ -294,9 +345,9 @@ void* ombrel_calloc_tag(size_t count, size_t size, const char* tag, unsigned lon
 }
 
 int ombrel_get_alloc_info(size_t* count, size_t* size, size_t* peak) {
-    const short_lock_guard guard(heap.lock);
+    const heap_guard guard;
     if (count != nullptr)
-        *count = heap.count;
+        *count = heap.blocks.count();
     if (size != nullptr)
         *size = heap.size;
     if (peak != nullptr)
@@ -326,12 +377,18 @@ size_t ombrel_get_alloc_list(int max, ombrel_alloc_list_callback_t callback, voi
     if (callback == nullptr)
         return 0;
     const short_lock_guard guard(heap.lock);
+    block_view view;
     size_t count = 0;
-    for (const ombrel_heap_block_t* block = heap.newest; block != nullptr; block = block->m_older) {
+    for (auto* block = heap.blocks.newest(); count < heap.blocks.count();
+         block = heap.blocks.older_than(block)) {
         if (max > 0 && count >= static_cast<size_t>(max))
-            break;
-        if (callback(block, context) != 0)
-            break;
+            return count;
+        if (block == nullptr) {
+            report_broken_list(count);
+            return count;
+        }
+        if (callback(view.of(block), context) != 0)
+            return count;
         count++;
     }
     return count;

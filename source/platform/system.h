@@ -11,7 +11,7 @@ int process_id();
 /// Copies `size` bytes from an address that may not be readable: false, and nothing copied, when it is not.
 bool copy_if_readable(void* destination, const void* source, size_t size);
 
-/// Bytes that malloc() set aside for a block, at least those asked for; 0 where the host does not tell.
-size_t allocated_size(void* block);
+/// Zeroed memory that takes room only where it is written; it stays for good. Null when there is none.
+void* sparse_zeros(size_t size);
 
 } // namespace ombrel::platform

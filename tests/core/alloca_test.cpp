@@ -48,6 +48,17 @@ TEST_F(Alloca, ReleasesBlocksOfFramesThatReturned) {
     EXPECT_EQ(0u, ombrel_alloca_count());
 }
 
+[[gnu::noinline]] void overwrite_link() {
+    auto** data = static_cast<void**>(ombrel_alloca(8));
+    data[-2] = reinterpret_cast<void*>(static_cast<uintptr_t>(0x4141414141414141u));
+}
+
+TEST_F(Alloca, EndsItsChainAtAnOverwrittenLink) {
+    overwrite_link();
+    EXPECT_EQ(nullptr, ombrel_alloca(0));
+    EXPECT_EQ(0u, ombrel_alloca_count());
+}
+
 #if defined(__i386__) || defined(__x86_64__) || defined(__arm__) || defined(__aarch64__)
 [[gnu::noinline]] int direction_from_depth(unsigned depth) {
     volatile int direction = depth > 0 ? direction_from_depth(depth - 1) : ombrel_detect_stack_direction();

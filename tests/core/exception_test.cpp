@@ -113,6 +113,37 @@ TEST_F(ExceptionTrail, ReportsBadArgumentsAndBrokenNodes) {
     ombrel_del_exception(entry);
 }
 
+TEST_F(ExceptionTrail, StandsDamagedSections) {
+    auto* const unreadable = reinterpret_cast<char*>(static_cast<uintptr_t>(0x4141414141414141u));
+    auto* const wild = reinterpret_cast<ombrel_exception_t*>(unreadable);
+    void* oldest = ombrel_add_exception_tag("a.c", "oldest", 1);
+    auto* middle = static_cast<ombrel_exception_t*>(ombrel_add_exception_tag("b.c", unreadable, 2));
+    void* newest = ombrel_add_exception_tag("c.c", "newest", 3);
+    const ombrel_exception_t before = *middle;
+    middle->m_newer = middle->m_older = wild;
+    const std::string text = report(1);
+    EXPECT_EQ(1u, occurrences(text, "b.c:<unreadable>():2 (-"));
+    EXPECT_EQ(1u, occurrences(text, "CONSOLE #     broken section list (1 more)\n"));
+    const struct {
+        void* entry;
+        const char* mistake;
+    } cases[] = {{middle, "<broken exception node>"},
+                 {wild, "<invalid argument>"},
+                 {const_cast<ombrel_exception_t*>(&before), "<invalid argument>"},
+                 {newest, ""},
+                 {newest, "<invalid argument>"},
+                 {oldest, ""}};
+    for (const auto& c : cases) {
+        capture errors(stderr);
+        EXPECT_EQ(0, ombrel_del_exception_tag(c.entry));
+        const std::string said = errors.text();
+        EXPECT_TRUE(*c.mistake != '\0' ? said.find(c.mistake) != std::string::npos : said.empty()) << said;
+    }
+    middle->m_newer = middle->m_older = nullptr;
+    ombrel_del_exception(middle);
+    EXPECT_EQ("", report(0));
+}
+
 // Reports walk the heap with the trail locked while other threads use both.
 TEST_F(ExceptionTrail, WorksFromManyThreads) {
     std::atomic<bool> stop = false;

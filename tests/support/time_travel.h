@@ -57,7 +57,8 @@ extern "C" __attribute__((weak)) int clock_gettime(clockid_t clock, timespec* no
 
 #if defined(SYS_clock_gettime64)
 extern "C" int __clock_gettime64(clockid_t clock, ombrel_test::wide_time* now) noexcept;
-extern "C" __attribute__((weak)) int __clock_gettime64(clockid_t clock, ombrel_test::wide_time* now) noexcept {
+extern "C" __attribute__((weak)) int __clock_gettime64(clockid_t clock,
+                                                       ombrel_test::wide_time* now) noexcept {
     return ombrel_test::read_clock(SYS_clock_gettime64, clock, now);
 }
 #endif

@@ -4,9 +4,7 @@
 #include <pthread.h>
 #include <time.h>
 
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#endif
+#include "platform/single_thread.h"
 
 namespace ombrel::platform {
 
@@ -23,16 +21,8 @@ std::atomic<bool> is_child_of_threads;
 std::atomic<bool> forks_among_threads;
 std::atomic<long> offset_at_fork; // seconds east of UTC
 
-bool has_threads() {
-#if __has_include(<sys/single_threaded.h>)
-    return __libc_single_threaded == 0;
-#else
-    return true;
-#endif
-}
-
 void before_fork() {
-    forks_among_threads = has_threads();
+    forks_among_threads = !has_one_thread();
     if (!forks_among_threads || is_child_of_threads)
         return;
     const timespec now = read_clock(CLOCK_REALTIME);

@@ -1,8 +1,6 @@
 #include "platform/system.h"
 
-#if defined(__linux__)
-#include <malloc.h>
-#endif
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace ombrel::platform {
@@ -11,12 +9,18 @@ int process_id() {
     return static_cast<int>(getpid());
 }
 
-size_t allocated_size([[maybe_unused]] void* block) {
-#if defined(__linux__)
-    return malloc_usable_size(block);
-#else
-    return 0;
+void* sparse_zeros(size_t size) {
+    int flags = MAP_PRIVATE | MAP_ANONYMOUS;
+#if defined(MAP_NORESERVE)
+    flags |= MAP_NORESERVE;
 #endif
+    void* area = mmap(nullptr, size, PROT_READ | PROT_WRITE, flags, -1, 0);
+    if (area == MAP_FAILED)
+        return nullptr;
+#if defined(MADV_NOHUGEPAGE)
+    madvise(area, size, MADV_NOHUGEPAGE); // a huge page would be written whole for its first byte
+#endif
+    return area;
 }
 
 } // namespace ombrel::platform

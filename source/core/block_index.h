@@ -1,0 +1,81 @@
+// Where live blocks begin.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/system.h"
+
+namespace ombrel {
+
+/// The kinds of blocks that are remembered.
+enum class block_kind : uint8_t { none, heap, exception };
+
+/// A set of addresses, by which any pointer is judged without a look at what it points to.
+///
+/// There is a byte for each window of memory that is so short that two blocks cannot begin in it: it tells
+/// the place in the window where one does. The bytes stand in leaves of a fixed span, made when first needed.
+/// As every change writes one byte, each kind of blocks can have a lock of its own, and holds() needs none.
+class block_index {
+public:
+    bool holds(const void* block, block_kind kind) const {
+        const place at(block);
+        if (at.leaf >= leaf_count)
+            return false;
+        const uint8_t* leaf = __atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE);
+        return leaf != nullptr && __atomic_load_n(&leaf[at.window], __ATOMIC_RELAXED) == at.mark(kind);
+    }
+
+    /// False when the host has no memory for the leaf.
+    bool add(const void* block, block_kind kind) {
+        const place at(block);
+        if (at.leaf >= leaf_count ||
+            (__atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE) == nullptr && !grow(at.leaf)))
+            return false;
+        __atomic_store_n(&leaves_[at.leaf][at.window], at.mark(kind), __ATOMIC_RELAXED);
+        return true;
+    }
+
+    /// The block must be in the set.
+    void remove(const void* block) {
+        const place at(block);
+        __atomic_store_n(&leaves_[at.leaf][at.window], uint8_t{0}, __ATOMIC_RELAXED);
+    }
+
+private:
+    static constexpr bool is_wide = sizeof(void*) == 8;
+    static constexpr int address_bits = is_wide ? 47 : 32; // of a program's own memory
+    static constexpr int leaf_bits = is_wide ? 30 : 24;
+    static constexpr int window_bits = 5; // the smallest block has 28 bytes, and every allocator aligns to 8
+    static constexpr size_t leaf_count = size_t{1} << (address_bits - leaf_bits);
+    static constexpr size_t windows = size_t{1} << (leaf_bits - window_bits);
+
+    struct place {
+        explicit place(const void* block)
+            : address(reinterpret_cast<uintptr_t>(block)), leaf(address >> leaf_bits),
+              window((address >> window_bits) % windows) {}
+
+        uint8_t mark(block_kind kind) const {
+            constexpr uintptr_t window_size = uintptr_t{1} << window_bits;
+            return static_cast<uint8_t>(static_cast<uintptr_t>(kind) * window_size + address % window_size);
+        }
+
+        uintptr_t address;
+        size_t leaf, window;
+    };
+
+    // Two threads with different locks may come here at once; then one leaf is forgotten.
+    [[gnu::noinline]] bool grow(size_t leaf) {
+        uint8_t* none = nullptr;
+        auto* made = static_cast<uint8_t*>(platform::sparse_zeros(windows));
+        return made != nullptr && (__atomic_compare_exchange_n(&leaves_[leaf], &none, made, false,
+                                                               __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE) ||
+                                   none != nullptr);
+    }
+
+    uint8_t* leaves_[leaf_count];
+};
+
+inline block_index index_of_blocks;
+
+} // namespace ombrel

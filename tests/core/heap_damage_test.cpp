@@ -1,0 +1,399 @@
+// What the heap says of damaged memory, and that it lives on.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <ombrel/exception.h>
+#include <ombrel/heap.h>
+#include <ombrel/output.h>
+
+#include "support/capture.h"
+#include "support/heap_balance.h"
+#include "support/matches.h"
+#include "support/no_copy.h"
+
+namespace {
+
+using ombrel_test::capture;
+using ombrel_test::matches;
+using HeapDamage = ombrel_test::balanced_test;
+
+constexpr size_t header_size = sizeof(ombrel_heap_block_t);
+constexpr size_t overhead = header_size + sizeof(uint32_t);
+constexpr uintptr_t garbage = static_cast<uintptr_t>(0x4141414141414141u);
+
+ombrel_heap_block_t* header_of(void* ptr) {
+    return reinterpret_cast<ombrel_heap_block_t*>(static_cast<char*>(ptr) - header_size);
+}
+
+size_t occurrences(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        count++;
+    return count;
+}
+
+size_t reports_in(const std::string& errors) {
+    return occurrences(errors, "fatal error: invalid magic code (free, ");
+}
+
+// A damage to a block of 4 bytes, undone afterwards so that the block can be freed.
+struct damage {
+    const char* name;
+    void (*inflict)(ombrel_heap_block_t* block);
+    const char* magic; // the trailer in the message
+    bool dumps_data;   // whether the size word bounds the dump sensibly
+};
+
+using victim = ombrel_heap_block_t*;
+const damage damages[] = {
+    {"trailer", [](victim block) { reinterpret_cast<char*>(block + 1)[4] = 'X'; }, "A55A5558", true},
+    {"self", [](victim block) { block->m_self = nullptr; }, "A55A55AA", true},
+    {"size within the block", [](victim block) { block->m_size = 0; }, "64636261", true},
+    {"size far away", [](victim block) { block->m_size = SIZE_MAX / 2; }, "[0-9A-F]{8}", false},
+    {"size that wraps", [](victim block) { block->m_size = SIZE_MAX - 3; }, "[0-9A-F]{8}", false},
+    {"size and self",
+     [](victim block) {
+         block->m_size = SIZE_MAX - 0xFFF;
+         block->m_self = block + 1;
+     },
+     "[0-9A-F]{8}", false},
+};
+
+std::string hex_label(const void* address) {
+    char text[32];
+    snprintf(text, sizeof text, "%08llX ",
+             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
+    return text;
+}
+
+size_t count_lines(const std::string& text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// The whole report of one damaged block; what is on standard error and what on standard output.
+void expect_report(const damage& which, const ombrel_heap_block_t* block, const std::string& errors,
+                   const std::string& output) {
+    const std::string expected =
+        "fatal error: invalid magic code \\(free, magic_code=" + std::string(which.magic) +
+        "H, size=" + std::to_string(static_cast<unsigned long>(block->m_size)) +
+        ", caller=\"breaker:44\", pid=" + std::to_string(getpid()) +
+        "\\)\n=> REVERSE DUMP\n"
+        "CONSOLE # dump exception at source/heap:ombrel_heap_tag:272 \\(section=0, [^\n]*\\)\\.\n"
+        "(CONSOLE # \\[ALLOCATED:[^\n]*\n)+";
+    EXPECT_TRUE(matches(errors, expected));
+    EXPECT_EQ(0u, output.find(hex_label(block))) << output;
+    const size_t dumped = which.dumps_data ? block->m_size + overhead : header_size;
+    const size_t forward = (dumped + 15) / 16;
+    EXPECT_LE(forward, count_lines(output));
+    EXPECT_GE(forward + 32, count_lines(output)) << "32 lines below the header, as far as they can be read";
+    const std::string below = hex_label(reinterpret_cast<const char*>(block) - 16);
+    EXPECT_NE(std::string::npos, output.find("\n" + below)) << output;
+}
+
+TEST_F(HeapDamage, ReportsAndKeepsDamagedBlocks) {
+    // A neighbour below, so that there is something to see there.
+    void* below = ombrel_alloc(1024);
+    for (const damage& which : damages) {
+        SCOPED_TRACE(which.name);
+        void* ptr = ombrel_alloc_tag(4, "victim", 1);
+        memcpy(ptr, "abcd", 4);
+        ombrel_heap_block_t* block = header_of(ptr);
+        std::string saved(reinterpret_cast<char*>(block), header_size + 4 + sizeof(uint32_t));
+        const size_t count = ombrel_get_alloc_count(), size = ombrel_get_alloc_size();
+        which.inflict(block);
+        {
+            capture errors(stderr), output(stdout);
+            EXPECT_EQ(0, ombrel_free_tag(ptr, "breaker", 44));
+            expect_report(which, block, errors.text(), output.text());
+        }
+        EXPECT_EQ(count, ombrel_get_alloc_count());
+        EXPECT_EQ(size, ombrel_get_alloc_size());
+        memcpy(static_cast<void*>(block), saved.data(), saved.size());
+        ombrel_free(ptr);
+    }
+    ombrel_free(below);
+}
+
+// Pointers that lead to no live block, given to each function that takes one.
+TEST_F(HeapDamage, ReportsPointersToNothing) {
+    auto* live = static_cast<char*>(ombrel_alloc(100));
+    static char image[256];
+    const auto freed = [](size_t size) {
+        void* block = ombrel_alloc(size);
+        ombrel_free(block);
+        return block;
+    };
+    void* const pointers[] = {freed(24),
+                              freed(1000),
+                              freed(4000),
+                              freed(200'000),
+                              freed(1 << 20),
+                              live + 3,
+                              live + 48,
+                              live - 16,
+                              image + 64,
+                              &live,
+                              reinterpret_cast<void*>(8),
+                              reinterpret_cast<void*>(4096),
+                              reinterpret_cast<void*>(garbage),
+                              reinterpret_cast<void*>(UINTPTR_MAX - 7)};
+    const size_t count = ombrel_get_alloc_count(), size = ombrel_get_alloc_size();
+    for (void* pointer : pointers) {
+        capture errors(stderr), output(stdout);
+        EXPECT_EQ(0, ombrel_free_tag(pointer, "breaker", 1));
+        EXPECT_EQ(0, ombrel_check_free_tag(pointer, "breaker", 1));
+        void* moved = ombrel_realloc_tag(pointer, 5001, "breaker", 1);
+        EXPECT_NE(nullptr, moved);
+        ombrel_free(moved);
+        EXPECT_EQ(3u, reports_in(errors.text())) << pointer;
+    }
+    EXPECT_EQ(count, ombrel_get_alloc_count());
+    EXPECT_EQ(size, ombrel_get_alloc_size());
+    void* again[] = {ombrel_alloc(1000), ombrel_alloc(1000)};
+    EXPECT_NE(again[0], again[1]) << "a block was put into the cache twice";
+    for (void* block : again)
+        ombrel_free(block);
+    ombrel_free(live);
+}
+
+TEST_F(HeapDamage, ResizesWhatItCanRead) {
+    auto* ptr = static_cast<char*>(ombrel_alloc(16));
+    memcpy(ptr, "0123456789abcdef", 16);
+    for (const size_t false_size : {SIZE_MAX - 3, size_t{60'000}, size_t{8}}) {
+        header_of(ptr)->m_size = false_size;
+        capture errors(stderr), output(stdout);
+        auto* moved = static_cast<char*>(ombrel_realloc(ptr, 16));
+        ASSERT_NE(nullptr, moved);
+        EXPECT_EQ(0, memcmp(moved, "0123456789abcdef", std::min<size_t>(false_size, 16)));
+        EXPECT_EQ(1u, reports_in(errors.text()));
+        ombrel_free(moved);
+    }
+    header_of(ptr)->m_size = 16;
+    ombrel_free(ptr);
+}
+
+struct shown_block {
+    std::string tag;
+    const ombrel_heap_block_t* self;
+};
+
+int show_newest(const ombrel_heap_block_t* block, void* context) {
+    *static_cast<shown_block*>(context) = {block->m_tag, block->m_self};
+    return 0;
+}
+
+// A tag may be overwritten, or have gone with the library that it stood in.
+TEST_F(HeapDamage, ShowsNoTagThatCannotBeRead) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    auto* pages = static_cast<char*>(
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(MAP_FAILED, static_cast<void*>(pages));
+    memcpy(pages + page - 3, "end", 3);
+    ASSERT_EQ(0, munmap(pages + page, page));
+    const std::string endless(1000, 'x');
+    const struct {
+        const char *tag, *shown;
+    } cases[] = {{"plain()", "plain()"},
+                 {pages + page - 3, "end"},
+                 {pages + page, "<unreadable>"},
+                 {reinterpret_cast<const char*>(garbage), "<unreadable>"},
+                 {nullptr, "(null)"},
+                 {"\x1b[1m\n\x80%s", ".[1m..%s"},
+                 {endless.c_str(), endless.c_str() + endless.size() - 255}};
+    for (const auto& c : cases) {
+        void* ptr = ombrel_alloc_tag(4, c.tag, 1);
+        shown_block shown;
+        EXPECT_EQ(1u, ombrel_get_alloc_list(1, show_newest, &shown));
+        EXPECT_EQ(c.shown, shown.tag);
+        EXPECT_EQ(header_of(ptr), shown.self);
+        capture errors(stderr);
+        ombrel_dump_exception(1);
+        EXPECT_NE(std::string::npos,
+                  errors.text().find("CONSOLE # [ALLOCATED:" + std::string(c.shown) + "():1] 4 bytes at "));
+        ombrel_free(ptr);
+    }
+    munmap(pages, page);
+}
+
+TEST_F(HeapDamage, SaysWhereAWalkEnds) {
+    void* blocks[] = {ombrel_alloc(4), ombrel_alloc(4), ombrel_alloc(4)};
+    ombrel_heap_block_t* middle = header_of(blocks[1]);
+    const size_t count = ombrel_get_alloc_count();
+    for (const uintptr_t link : {uintptr_t{0}, garbage, reinterpret_cast<uintptr_t>(header_of(blocks[2]))}) {
+        ombrel_heap_block_t* older = middle->m_older;
+        middle->m_older = reinterpret_cast<ombrel_heap_block_t*>(link);
+        capture errors(stderr);
+        shown_block shown;
+        EXPECT_GE(count, ombrel_get_alloc_list(0, show_newest, &shown)) << "it goes round in circles";
+        if (link == 0 || link == garbage) {
+            EXPECT_EQ("fatal error: broken block list (2 of " + std::to_string(count) +
+                          " blocks can be reached)\n",
+                      errors.text());
+        }
+        middle->m_older = older;
+    }
+    for (void* block : blocks)
+        ombrel_free(block);
+}
+
+char* damaged_text;
+
+unsigned damage_text(const char* text) {
+    if (text == nullptr || strcmp(text, "victim") != 0)
+        return 0;
+    damaged_text = const_cast<char*>(text);
+    header_of(damaged_text)->m_size += 4;
+    return 0;
+}
+
+TEST_F(HeapDamage, NamesTheFunctionWhoseGuardFreesABlock) {
+    ombrel_puts_handler_t old;
+    ombrel_set_puts_handler(damage_text, &old);
+    capture errors(stderr);
+    ombrel_printf("%s", "victim");
+    ombrel_set_puts_handler(old, nullptr);
+    header_of(damaged_text)->m_size -= 4;
+    ombrel_free(damaged_text);
+    const std::string text = errors.text();
+    EXPECT_TRUE(matches(text.substr(0, text.find('\n')), ".*, caller=\"[a-z_]+:[1-9][0-9]*\", .*"));
+    EXPECT_EQ(std::string::npos, text.find("heap_ptr")) << text;
+}
+
+#if !defined(__SANITIZE_ADDRESS__) &&                                                                        \
+    !defined(__SANITIZE_THREAD__) // their allocators keep words of their own there
+// Blocks that lie side by side, of which the middle one is damaged in a child process.
+class side_by_side : ombrel_test::no_copy {
+public:
+    explicit side_by_side(size_t size) {
+        for (int i = 0; i < 400; i++)
+            all_.push_back(static_cast<char*>(ombrel_alloc_tag(size, "neighbour", 1)));
+        std::sort(all_.begin(), all_.end());
+        for (size_t i = all_.size() - 2; i > 1 && blocks_.size() < 17; i--) {
+            if (static_cast<size_t>(all_[i + 1] - all_[i]) > size + overhead + 32)
+                blocks_.clear();
+            blocks_.push_back(all_[i]);
+        }
+        for (char* block : blocks_)
+            before_.push_back(*header_of(block));
+    }
+
+    ~side_by_side() {
+        for (char* block : all_)
+            ombrel_free(block);
+    }
+
+    bool is_complete() const { return blocks_.size() == 17; }
+    char* middle() const { return blocks_[blocks_.size() / 2]; }
+
+    // What must be reported: a changed guard, size word or link.
+    size_t count_damaged() const {
+        size_t damaged = 0;
+        for (size_t i = 0; i < blocks_.size(); i++) {
+            const ombrel_heap_block_t &now = *header_of(blocks_[i]), &then = before_[i];
+            damaged += now.m_self != then.m_self || now.m_size != then.m_size ||
+                       now.m_newer != then.m_newer || now.m_older != then.m_older ||
+                       memcmp(blocks_[i] + then.m_size, "\xAA\x55\x5A\xA5", sizeof(uint32_t)) != 0;
+        }
+        return damaged;
+    }
+
+    // From the middle outwards on both sides, so that the neighbours of damaged blocks are freed before and
+    // after.
+    void free_all() const {
+        for (size_t i = 0; i < blocks_.size(); i++)
+            ombrel_free(blocks_[(i * 5 + 3) % blocks_.size()]);
+    }
+
+private:
+    std::vector<char*> all_, blocks_;
+    std::vector<ombrel_heap_block_t> before_;
+};
+
+int read_tag(const ombrel_heap_block_t* block, void* context) {
+    *static_cast<size_t*>(context) += strlen(block->m_tag);
+    return 0;
+}
+
+// 0 when all that the heap does after a damage is right.
+template<typename Damage>
+int live_through(const side_by_side& blocks, const Damage& inflict) {
+    capture errors(stderr), output(stdout);
+    const size_t count = ombrel_get_alloc_count();
+    inflict(blocks.middle());
+    const size_t damaged = blocks.count_damaged();
+    size_t letters = 0;
+    ombrel_get_alloc_list(0, read_tag, &letters);
+    ombrel_dump_exception(1);
+    blocks.free_all();
+    ombrel_get_alloc_list(0, read_tag, &letters);
+    for (int i = 0; i < 20; i++)
+        ombrel_free(ombrel_alloc(1000));
+    const size_t reports = reports_in(errors.so_far()), left = ombrel_get_alloc_count();
+    return (reports != damaged) + 2 * (left != count - 17 + damaged);
+}
+
+template<typename Damage>
+void expect_life_after(const side_by_side& blocks, const std::string& name, const Damage& inflict) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(live_through(blocks, inflict));
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status) << name << (WIFSIGNALED(status) ? ": died" : ": wrong reports (1) or counts (2)");
+}
+
+// The C library's own memory follows, in which it would not allocate any more.
+TEST_F(HeapDamage, IsReportedAtTheEndOfTheMemoryInUse) {
+    const pid_t child = fork();
+    if (child == 0) {
+        capture errors(stderr), output(stdout);
+        char* block = static_cast<char*>(ombrel_alloc(70'000));
+        memset(block + 70'000, 'x', 36);
+        ombrel_free(block);
+        _exit(static_cast<int>(ombrel_get_alloc_count()) - 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+}
+
+struct HeapNeighbours : testing::TestWithParam<size_t> {
+    const side_by_side blocks{GetParam()};
+    void SetUp() override { ASSERT_TRUE(blocks.is_complete()); }
+};
+
+TEST_P(HeapNeighbours, SurviveWritesBeyondABlock) {
+    const size_t size = (GetParam() + 3) / 4 * 4;
+    for (const int byte : {0, 0x41, 0xFF})
+        for (const size_t length :
+             std::initializer_list<size_t>{1, 4, 8, 13, 17, 20, 24, 28, 32, 36, 49, 56, 64, 80, 200}) {
+            const std::string name = std::to_string(length) + " bytes of " + std::to_string(byte);
+            expect_life_after(blocks, name + " behind",
+                              [=](char* block) { memset(block + size, byte, length); });
+            expect_life_after(blocks, name + " before",
+                              [=](char* block) { memset(block - length, byte, length); });
+        }
+}
+
+TEST_P(HeapNeighbours, SurviveEachWordOfTheHeader) {
+    const auto middle = reinterpret_cast<uintptr_t>(blocks.middle());
+    for (size_t word = 0; word < 6; word++)
+        for (const uintptr_t value : {uintptr_t{0}, uintptr_t{1}, uintptr_t{60'000}, garbage, UINTPTR_MAX,
+                                      UINTPTR_MAX - 7, middle, middle - header_size, middle + 1})
+            expect_life_after(blocks, "word " + std::to_string(word) + " = " + std::to_string(value),
+                              [=](char* block) {
+                                  memcpy(block - header_size + word * sizeof value, &value, sizeof value);
+                              });
+}
+
+INSTANTIATE_TEST_SUITE_P(EachSize, HeapNeighbours, testing::Values(4, 40, 100, 200, 1000, 4000, 9000));
+#endif
+
+} // namespace
