@@ -124,7 +124,9 @@ ombrel_uri_t* parse_source(const char* source, bool has_scheme, const served_typ
     if (has_scheme)
         return ombrel_parse_uri_tag(source, "ombrel_open_ctx", __LINE__);
     const heap_ptr<char> text(ombrel_alloc_sprintf("%s://%s", type.scheme.data(), source));
-    return text ? ombrel_parse_uri_tag(text.get(), "ombrel_open_ctx", __LINE__) : nullptr;
+    ombrel_uri_t* const uri = text ? ombrel_parse_uri_tag(text.get(), "ombrel_open_ctx", __LINE__) : nullptr;
+    wipe_text(text.get()); // it may hold a password
+    return uri;
 }
 
 constexpr size_t aligned(size_t size) {
