@@ -14,7 +14,7 @@
  * says so. Reports read no memory that cannot be read. What is written over memory that the platform holds
  * free is beyond them.
  *
- * Memory comes from malloc() and goes back by free(). With the C library's own malloc(), up to 16 freed
+ * Memory comes from malloc() and goes back by free(). With the C library's own malloc(), up to 64 freed
  * blocks of 960 to 8,192 bytes are kept for the next requests of the same sizes; they are not in the figures.
  * A program that brings a malloc() of its own, a sanitizer or a counting one, sees each request and each free
  * at once. The heap also keeps a byte for every 32 bytes of address space that blocks begin in, which free()

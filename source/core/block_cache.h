@@ -18,7 +18,7 @@ class block_cache {
 public:
     /// A block of exactly `size` bytes of user data, or null.
     ombrel_heap_block_t* take(size_t size) {
-        for (size_t age = 1; age <= places; age++) {
+        for (size_t age = 1; age <= looks; age++) {
             const size_t found = (next_ - age) % places;
             if (sizes_[found] == 0)
                 break; // there are no gaps: nothing older is held
@@ -56,7 +56,9 @@ public:
     }
 
 private:
-    static constexpr size_t smallest = 960, largest = 8192, places = 16;
+    static constexpr size_t smallest = 960, largest = 8192;
+    static constexpr size_t places = 64; // a queue of 256 KiB in nodes of 4
+    static constexpr size_t looks = 16;  // at the newest, so that sizes which differ cost no long search
 
     void count(size_t held) { __atomic_store_n(&held_, held, __ATOMIC_RELAXED); }
 

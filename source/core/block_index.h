@@ -18,13 +18,27 @@ enum class block_kind : uint8_t { none, heap, exception };
 /// As every change writes one byte, each kind of blocks can have a lock of its own, and holds() needs none.
 class block_index {
 public:
-    bool holds(const void* block, block_kind kind) const {
+    /// The byte for a block of a kind.
+    class entry {
+    public:
+        bool is_held() const { return byte_ != nullptr && __atomic_load_n(byte_, __ATOMIC_RELAXED) == mark_; }
+        void clear() const { __atomic_store_n(byte_, uint8_t{0}, __ATOMIC_RELAXED); }
+
+    private:
+        friend block_index;
+        entry(uint8_t* byte, uint8_t mark) : byte_(byte), mark_(mark) {}
+
+        uint8_t* byte_; // null where no block has ever been
+        uint8_t mark_;
+    };
+
+    entry find(const void* block, block_kind kind) const {
         const place at(block);
-        if (at.leaf >= leaf_count)
-            return false;
-        const uint8_t* leaf = __atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE);
-        return leaf != nullptr && __atomic_load_n(&leaf[at.window], __ATOMIC_RELAXED) == at.mark(kind);
+        uint8_t* leaf = at.leaf < leaf_count ? __atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE) : nullptr;
+        return {leaf != nullptr ? leaf + at.window : nullptr, at.mark(kind)};
     }
+
+    bool holds(const void* block, block_kind kind) const { return find(block, kind).is_held(); }
 
     /// False when the host has no memory for the leaf.
     bool add(const void* block, block_kind kind) {
@@ -34,12 +48,6 @@ public:
             return false;
         __atomic_store_n(&leaves_[at.leaf][at.window], at.mark(kind), __ATOMIC_RELAXED);
         return true;
-    }
-
-    /// The block must be in the set.
-    void remove(const void* block) {
-        const place at(block);
-        __atomic_store_n(&leaves_[at.leaf][at.window], uint8_t{0}, __ATOMIC_RELAXED);
     }
 
 private:

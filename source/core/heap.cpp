@@ -63,16 +63,15 @@ bool is_magic(const void* trailer) {
 
 // Once there was damage in a process, more is looked for.
 inline platform::look range_of_looks() {
-    if (platform::has_one_thread())
-        return platform::look::far;
-    return __atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED) ? platform::look::far_and_checked
-                                                                : platform::look::near;
+    if (!__atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED))
+        return platform::look::near;
+    return platform::has_one_thread() ? platform::look::far : platform::look::far_and_checked;
 }
 
 // The usual case, in which the platform's own words vouch for the size word, so that the trailer can be read.
 // Nothing is read before the header is known to be a live one.
-inline bool is_plainly_sound(const ombrel_heap_block_t* block) {
-    return heap.blocks.holds(block) && block->m_self == block &&
+inline bool is_plainly_sound(const ombrel_heap_block_t* block, const block_index::entry& entry) {
+    return entry.is_held() && block->m_self == block &&
            platform::check_size(block, block->m_size + overhead) == platform::verdict::good &&
            is_magic(trailer_of(block, block->m_size)) &&
            platform::has_whole_neighbours(block, range_of_looks());
@@ -117,8 +116,8 @@ inline bool enter(ombrel_heap_block_t* block) {
 
 // Takes a block that was looked at out of the accounts. False for one with damaged links, and for one that
 // another thread has just freed.
-inline bool withdraw(ombrel_heap_block_t* block) {
-    if (!heap.blocks.remove(block))
+inline bool withdraw(ombrel_heap_block_t* block, const block_index::entry& entry) {
+    if (!heap.blocks.remove(block, entry))
         return false;
     // For whoever follows a stale pointer. Atomic, as compilers leave out plain stores just before a free().
     __atomic_store_n(&block->m_self, nullptr, __ATOMIC_RELAXED);
@@ -218,9 +217,10 @@ void* allocate(size_t size, const char* tag, unsigned long line) {
 }
 
 // Withdraws a block; `leaving` is what is to go back to the platform in its place, or null.
-inline bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
+inline bool retire(ombrel_heap_block_t* block, const block_index::entry& entry,
+                   ombrel_heap_block_t*& leaving) {
     const heap_guard guard;
-    if (!withdraw(block))
+    if (!withdraw(block, entry))
         return false;
     leaving = block_cache::wants(block->m_size) ? heap.freed.exchange(block) : block;
     return true;
@@ -229,7 +229,7 @@ inline bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
 // A damaged block stays in the accounts and is leaked, meant so.
 [[gnu::noinline]] void release_carefully(ombrel_heap_block_t* block, const char* tag, unsigned long line) {
     ombrel_heap_block_t* leaving;
-    if (is_sound(block) && retire(block, leaving)) {
+    if (is_sound(block) && retire(block, heap.blocks.find(block), leaving)) {
         if (leaving != nullptr)
             give_back_if_whole(leaving);
         return;
@@ -241,7 +241,8 @@ inline bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
 
 void release_block(void* ptr, const char* tag, unsigned long line) {
     ombrel_heap_block_t *block = header_of(ptr), *leaving;
-    if (!is_plainly_sound(block) || !retire(block, leaving))
+    const block_index::entry entry = heap.blocks.find(block);
+    if (!is_plainly_sound(block, entry) || !retire(block, entry, leaving))
         return release_carefully(block, tag, line);
     if (leaving == block)
         free(block);
@@ -265,7 +266,7 @@ void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
     void* moved = allocate(size, tag, line);
     if (moved == nullptr)
         return nullptr;
-    if (is_plainly_sound(block) || is_sound(block))
+    if (is_plainly_sound(block, heap.blocks.find(block)) || is_sound(block))
         memcpy(moved, ptr, size < block->m_size ? size : block->m_size);
     else
         copy_damaged(moved, block, size);

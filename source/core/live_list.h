@@ -13,6 +13,7 @@ template<typename Node, block_kind kind>
 class live_list {
 public:
     bool holds(const Node* node) const { return index_of_blocks.holds(node, kind); }
+    block_index::entry find(const Node* node) const { return index_of_blocks.find(node, kind); }
     size_t count() const { return count_; }
     Node* newest() const { return newest_; }
 
@@ -37,10 +38,13 @@ public:
     }
 
     /// False for a node that is not there, or whose own links are damaged.
-    bool remove(Node* node) {
-        if (!holds(node) || (!(newer_agrees(node) && older_agrees(node)) && is_misled(node)))
+    bool remove(Node* node) { return remove(node, find(node)); }
+
+    /// The same with what find() gave for the node.
+    bool remove(Node* node, const block_index::entry& entry) {
+        if (!entry.is_held() || (!(newer_agrees(node) && older_agrees(node)) && is_misled(node)))
             return false;
-        index_of_blocks.remove(node);
+        entry.clear();
         count_--;
         bypass(node, node->m_newer, node->m_older);
         return true;

@@ -114,9 +114,15 @@ struct c_library_block {
         const size_t next = word_at(block - word + total);
         if ((next & previous_is_live) == 0 || next <= 2 * word || next > largest)
             return false;
-        return range == look::near ||
-               (((own & previous_is_live) != 0 || has_whole_predecessor(block, range)) &&
-                has_whole_successor(block + total, next & ~flags, range));
+        return range == look::near || is_whole_afar(block, range);
+    }
+
+    /// What lies beyond the nearest words.
+    [[gnu::noinline]] static bool is_whole_afar(const char* block, look range) {
+        const size_t own = word_at(block - word), total = own & ~flags;
+        const size_t next = word_at(block - word + total);
+        return ((own & previous_is_live) != 0 || has_whole_predecessor(block, range)) &&
+               has_whole_successor(block + total, next & ~flags, range);
     }
 };
 
