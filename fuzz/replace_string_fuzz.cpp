@@ -54,11 +54,8 @@ void check_replacement(const std::string& s, const std::string& from, const std:
 
 void check_escaping(const std::string& s) {
     std::string expected = s;
-    for (const auto& [special, entity] : {std::pair{"<", "&lt;"},
-                                          {">", "&gt;"},
-                                          {"&", "&amp;"},
-                                          {"'", "&apos;"},
-                                          {"\"", "&quot;"}})
+    for (const auto& [special, entity] :
+         {std::pair{"<", "&lt;"}, {">", "&gt;"}, {"&", "&amp;"}, {"'", "&apos;"}, {"\"", "&quot;"}})
         expected = replaced(expected, special, entity);
     require(take(ombrel_replace_to_xml_entity_reference_alloc(s.c_str())) == expected);
     require(take(ombrel_replace_to_xml_entity_reference_realloc(ombrel_strdup(s.c_str()))) == expected);
