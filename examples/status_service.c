@@ -10,7 +10,6 @@
  * SIGINT and SIGTERM end it; it prints then what is left on the heap.
  */
 #include <signal.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "http_server.h"
@@ -24,8 +23,7 @@ enum {
     lookup_limit_msec = 10000,
     lookups_at_once = 64, /* names that the resolver has in hand; more clients are asked to come again */
     name_limit = 253,
-    names_kept_msec = 60000,
-    farewell_msec = 700
+    names_kept_msec = 60000
 };
 
 typedef struct service {
@@ -41,8 +39,8 @@ typedef struct service {
     char* heap_text; /* the list of live allocations as it was at heap_text_time */
     size_t heap_text_size;
     uint64_t heap_text_time;
-    ombrel_resolver_cache_t* cache; /* while it ends, under the lock */
-    ombrel_lock_t lookup_lock;      /* guards the marks of the lookups, which the resolver's thread sets */
+    ombrel_resolver_cache_t* cache;
+    ombrel_lock_t lookup_lock; /* guards the marks of the lookups, which the resolver's thread sets */
     struct lookup* lookups;
     int lookup_count;
     ombrel_event_t lookup_event;
@@ -431,44 +429,23 @@ static int begin_events(service_t* service) {
                : -1;
 }
 
-static int close_cache(ombrel_service_t* closer, void* context) {
-    service_t* service = context;
-    ombrel_ack_service(closer);
-    ombrel_close_resolver_cache(service->cache);
-    if (ombrel_lock(&service->lookup_lock) == 0) {
-        service->cache = NULL;
-        ombrel_unlock(&service->lookup_lock);
-    }
-    return 0;
-}
-
-/* The host's resolver cannot be interrupted, so its end is awaited for a while only: -1 if it does not come.
- */
+/* Whether a look-up was still under way: the resolver may have left it behind, with the memory that it stands
+ * on. */
 static int end_lookups(service_t* service) {
-    ombrel_service_t* closer = ombrel_open_service_ex("end of the resolver", close_cache, service, 0);
-    if (closer == NULL)
-        return -1;
-    ombrel_close_service_ex(closer, farewell_msec);
-    if (ombrel_lock(&service->lookup_lock) != 0)
-        return -1;
-    const int ended = service->cache == NULL;
-    for (lookup_t* lookup = service->lookups; ended && lookup != NULL; lookup = lookup->next)
+    int was_waiting = 0;
+    ombrel_close_resolver_cache(service->cache);
+    for (lookup_t* lookup = service->lookups; lookup != NULL; lookup = lookup->next) {
+        was_waiting |= lookup->state == lookup_waits;
         lookup->state = lookup_failed;
-    ombrel_unlock(&service->lookup_lock);
-    if (!ended)
-        return -1;
+    }
     finish_lookups(service);
-    return 0;
+    return was_waiting;
 }
 
-static void end_service(service_t* service) {
+/* What end_lookups() tells. */
+static int end_service(service_t* service) {
     http_close_server(service->server);
-    if (service->cache != NULL && end_lookups(service) != 0) {
-        ombrel_error_printf(
-            "status_service: [WARNING] a name is still being looked up: not waiting for it\n");
-        ombrel_error_puts(NULL);
-        _Exit(0);
-    }
+    const int was_waiting = service->cache != NULL && end_lookups(service);
     ombrel_event_t* events[] = {&service->interrupt_event, &service->terminate_event, &service->second_event,
                                 &service->lookup_event};
     for (size_t i = 0; i < sizeof events / sizeof *events; i++)
@@ -479,6 +456,7 @@ static void end_service(service_t* service) {
         ombrel_free_event_base(service->base);
     ombrel_check_free(service->heap_text);
     ombrel_uninit_lock(&service->lookup_lock);
+    return was_waiting;
 }
 
 static int run_service(service_t* service, const char* address, int port) {
@@ -532,7 +510,7 @@ int main(int argc, char** argv) {
     if (ombrel_init_network() != 0)
         return 1;
     const int result = run_service(&service, address, port);
-    end_service(&service);
+    const int was_waiting = end_service(&service);
     ombrel_uninit_network();
     const size_t live = ombrel_get_alloc_count();
     const size_t peak = ombrel_get_alloc_peak_size();
@@ -540,5 +518,5 @@ int main(int argc, char** argv) {
                   (unsigned long long)peak);
     if (live > 0)
         ombrel_dump_exception(1);
-    return result != 0 || live == 0 ? result : 2;
+    return result != 0 || live == 0 || was_waiting ? result : 2;
 }
