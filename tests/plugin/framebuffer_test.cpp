@@ -57,17 +57,34 @@ device_answers* stand_in;
 } // namespace
 } // namespace ombrel_test
 
-/// Takes the C library's place for the library under test.
-extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
-    va_list args;
-    va_start(args, request);
-    void* const record = va_arg(args, void*);
-    va_end(args);
+namespace {
+
+int answer_ioctl(int descriptor, unsigned long request, void* record) {
     struct stat status;
     if (ombrel_test::stand_in != nullptr && fstat(descriptor, &status) == 0 &&
         status.st_ino == ombrel_test::stand_in->inode)
         return ombrel_test::stand_in->answer(request, record);
     return static_cast<int>(syscall(SYS_ioctl, descriptor, request, record));
+}
+
+} // namespace
+
+/// Take the C library's place for the library under test; the second is what a 32-bit one with calendar time
+/// of 64 bits calls.
+extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    va_list args;
+    va_start(args, request);
+    void* const record = va_arg(args, void*);
+    va_end(args);
+    return answer_ioctl(descriptor, request, record);
+}
+extern "C" int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept;
+extern "C" int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept {
+    va_list args;
+    va_start(args, request);
+    void* const record = va_arg(args, void*);
+    va_end(args);
+    return answer_ioctl(descriptor, request, record);
 }
 
 namespace ombrel_test {
