@@ -52,7 +52,7 @@ public:
 
 private:
     static constexpr bool is_wide = sizeof(void*) == 8;
-    static constexpr int address_bits = is_wide ? 47 : 32; // of a program's own memory
+    static constexpr int address_bits = is_wide ? 48 : 32; // of a program's own memory, on any processor
     static constexpr int leaf_bits = is_wide ? 30 : 24;
     static constexpr int window_bits = 5; // the smallest block has 28 bytes, and every allocator aligns to 8
     static constexpr size_t leaf_count = size_t{1} << (address_bits - leaf_bits);

@@ -125,7 +125,7 @@ private:
         slice_ = read_slice(remaining, longest_slice);
         const short_lock_guard guard(lock_.m_guard);
         if (is_turn_of(lock_, claim_)) {
-            remove_waiter(lock_, claim_);
+            leave_line();
             push_owner(lock_, claim_);
             return state::taken;
         }
@@ -133,8 +133,13 @@ private:
             return state::waiting;
         if (endless_)
             return state::overdue;
-        remove_waiter(lock_, claim_);
+        leave_line();
         return state::given_up;
+    }
+
+    void leave_line() {
+        remove_waiter(lock_, claim_);
+        registration_.leave_lock();
     }
 
     state sleep_and_look() {

@@ -72,6 +72,7 @@ void append(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
 void remove(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
     const short_lock_guard guard(condition.m_guard);
     waiters_of(condition).unlink(waiter);
+    waiter.registration.leave_condition();
 }
 
 /// One wait on a condition, from its place in the line to its pipe.

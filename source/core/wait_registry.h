@@ -17,8 +17,10 @@ public:
 
     void empty_lines() const;
 
-    /// The wait is in its lock's line alone from now on, and its condition may be gone.
+    /// To be called with the guard of the line held, behind the wait's way out of it: once the guard is
+    /// released, the condition or lock may be gone.
     void leave_condition() { __atomic_store_n(&condition_, nullptr, __ATOMIC_RELEASE); }
+    void leave_lock() { __atomic_store_n(&lock_, nullptr, __ATOMIC_RELEASE); }
 
     registered_wait *m_prev, *m_next;
 

@@ -1,5 +1,7 @@
 // The heap and the modules that stand directly on it.
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include <ombrel/alloca.h>
 #include <ombrel/assert.h>
@@ -129,6 +131,47 @@ OMBREL_FAILURE_ONCE(Core, lock_condition_wait) {
     EXPECT_EQ(0, ombrel_unlock(&lock));
     ombrel_uninit_lock_condition_tag(&condition, "t", 3);
     ombrel_uninit_lock(&lock);
+}
+
+// A waiter that was woken under the held lock stands in its line. Without memory for its claim it gives that
+// place up, and the next one has its turn.
+TEST(AllocationFailureCore, lock_after_condition_wait) {
+    const size_t blocks = ombrel_get_alloc_count();
+    ombrel_lock_t lock = def_ombrel_lock_initializer;
+    ombrel_lock_condition_t condition = def_ombrel_lock_condition_initializer;
+    std::atomic<bool> waits = false, had_turn = false;
+    injection fail(1, injection::failing::from_then_on);
+    std::thread waiter([&] {
+        ombrel_lock(&lock);
+        waits = true;
+        EXPECT_EQ(0, fail.during([&] { return ombrel_lock_condition_wait(&condition, &lock); }));
+        EXPECT_TRUE(fail.hit() && had_turn);
+        EXPECT_EQ(0, ombrel_unlock(&lock));
+    });
+    while (!waits)
+        std::this_thread::yield();
+    ombrel_lock(&lock);
+    EXPECT_EQ(0, ombrel_lock_condition_wakeup(&condition));
+    std::thread next([&] {
+        EXPECT_EQ(0, ombrel_lock(&lock));
+        had_turn = true;
+        injection::relent();
+        EXPECT_EQ(0, ombrel_unlock(&lock));
+    });
+    const auto both_in_line = [&] {
+        ombrel_short_lock(&lock.m_guard);
+        const bool both = lock.m_waiters_head != lock.m_waiters_tail;
+        return ombrel_short_unlock(&lock.m_guard) == 0 && both;
+    };
+    while (!both_in_line())
+        std::this_thread::yield();
+    EXPECT_EQ(0, ombrel_unlock(&lock));
+    for (int i = 0; i < 2000 && !had_turn; i++)
+        ombrel_load_balance();
+    EXPECT_TRUE(had_turn) << "it was not told that its turn has come";
+    next.join();
+    waiter.join();
+    EXPECT_EQ(blocks, ombrel_get_alloc_count());
 }
 
 OMBREL_FAILURES(Core, slab_fallback) {

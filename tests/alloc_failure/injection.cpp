@@ -104,8 +104,12 @@ injection::armed_scope::armed_scope(injection& owner, bool everywhere) : owner_(
     armed = true;
 }
 
-injection::armed_scope::~armed_scope() {
+void injection::relent() {
     armed = false;
+}
+
+injection::armed_scope::~armed_scope() {
+    relent();
     armed_thread = false;
     owner_.throws_ = dice - owner_.nth_;
     owner_.hit_ = reached;

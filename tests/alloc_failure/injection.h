@@ -36,6 +36,9 @@ public:
         return call();
     }
 
+    /// Ends the failures of the call that is under way, on whichever thread.
+    static void relent();
+
     /// Whether an allocation of the last call was made to fail; of any call.
     bool hit() const { return hit_; }
     bool ever_hit() const { return ever_hit_; }
