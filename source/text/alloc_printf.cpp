@@ -4,6 +4,8 @@
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
+#include "core/wipe.h"
+
 namespace {
 
 constexpr size_t first_size = 256;
@@ -14,13 +16,19 @@ struct heap_tag {
     unsigned long line;
 };
 
+// What was formatted may be secret: only the caller's copy of it remains.
+void free_wiped(char* text, size_t size, heap_tag tag) {
+    ombrel::wipe(text, size);
+    ombrel_free_tag(text, tag.name, tag.line);
+}
+
 // An exactly sized copy of a formatted text, which it replaces; without memory for it the text itself.
 char* shrink(char* text, size_t length, heap_tag tag) {
     auto* exact = static_cast<char*>(ombrel_alloc_tag(length + 1, tag.name, tag.line));
     if (exact == nullptr)
         return text;
     memcpy(exact, text, length + 1);
-    ombrel_free_tag(text, tag.name, tag.line);
+    free_wiped(text, length, tag);
     return exact;
 }
 
@@ -36,7 +44,7 @@ char* format_new(const char* format, va_list ap, heap_tag tag) {
         va_end(attempt);
         if (stored < size - 1)
             return shrink(buffer, stored, tag);
-        ombrel_free_tag(buffer, tag.name, tag.line);
+        free_wiped(buffer, size, tag);
         if (size == last_size)
             return nullptr;
     }
