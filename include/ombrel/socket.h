@@ -80,9 +80,10 @@ OMBREL_API int ombrel_listen(int s, int backlog);
 /**
  * @brief Takes a waiting connection.
  *
- * A limited accept keeps to its limit although another thread or process takes the connection first. For that
- * a blocking socket is made non-blocking while the connection is taken; a call of the platform's own accept
- * that begins in this moment may give EAGAIN.
+ * A limited accept keeps to its limit although another thread takes the connection first. For that a blocking
+ * socket is made non-blocking while the connection is taken; a call of the platform's own accept that begins
+ * in this moment may give EAGAIN. Processes that share a blocking socket may meet in this moment as well, and
+ * one then waits beyond its limit or does not wait: make such a socket non-blocking.
  * @param s the socket
  * @param addr        receives the peer's address; may be null
  * @param size_in_out holds the room in `addr`, receives the address's size; null when `addr` is null

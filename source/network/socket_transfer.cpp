@@ -66,14 +66,14 @@ int send_pieces(int s, const char* data, size_t size, const sockaddr* to, int to
         if (ready <= 0)
             return sent > 0 || ready == 0 ? sent : -1;
         const int result =
-            platform::send_at_once(s, data + sent, size - static_cast<size_t>(sent), to, to_size);
+            platform::send_at_once(s, data + sent, static_cast<size_t>(wanted - sent), to, to_size);
         if (result == 0 || result == -1)
             return sent > 0 ? sent : result;
         if (result == platform::would_wait)
             ombrel_load_balance_short();
-        else
-            sent += result;
-        if (sent == wanted || limit.passed())
+        else if ((sent += result) == wanted)
+            return sent;
+        if (limit.passed())
             return sent;
     }
 }

@@ -1,8 +1,10 @@
 // Time limits of sockets that poll ready and then have nothing, or no room.
 #include <ombrel/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -64,6 +66,9 @@ void drain(int s) {
     while (ombrel_sys_recv(s, block.data(), block.size(), MSG_DONTWAIT) > 0) {
     }
 }
+
+/// Takes two thirds of what an int can count each time, without a look at it.
+int greedy_socket = -1;
 
 // A round that had nothing sleeps for a millisecond, so that more rounds than milliseconds are too many.
 constexpr int limit_ms = 20, most_rounds_in_limit = limit_ms + 5;
@@ -186,6 +191,22 @@ TEST(SocketLimit, AFullQueueOfDatagramsIsNoRoomAlthoughTheSocketPollsReady) {
         EXPECT_EQ(0, ombrel_sendto(sender, "x", 1, to, sizeof name, timeout));
     EXPECT_GE(1 + most_rounds_in_limit, rounds.rounds);
     EXPECT_LT(0, sent);
+    // An empty datagram waits for room like any other.
+    interference reader([](int) {},
+                        [&](int round) {
+                            if (round == 3)
+                                drain(receiver);
+                        });
+    EXPECT_EQ(0, ombrel_sendto(sender, "", 0, to, sizeof name, 60'000));
+    EXPECT_EQ(0, ombrel_sys_recv(receiver, nullptr, 0, MSG_DONTWAIT)) << "it arrived";
+}
+
+TEST(SocketLimit, NoMoreIsSentThanAResultCounts) {
+    connected_pair pair;
+    static const char data = 'x';
+    greedy_socket = pair.a;
+    EXPECT_EQ(INT_MAX, ombrel_send(pair.a, &data, size_t{INT_MAX} + 10, -1));
+    greedy_socket = -1;
 }
 
 TEST(SocketLimit, LongDataAreSentAsFarAsTheLimitAllows) {
@@ -211,4 +232,11 @@ extern "C" int poll(pollfd* asked, nfds_t count, int timeout) {
     const auto wait = [&] { return host(asked, count, timeout); };
     interference* const around = interference::current;
     return around != nullptr && count != 0 ? around->around(wait) : wait();
+}
+
+extern "C" ssize_t sendto(int s, const void* data, size_t size, int flags, const sockaddr* to,
+                          socklen_t room) {
+    static const auto host = reinterpret_cast<decltype(&sendto)>(dlsym(RTLD_NEXT, "sendto"));
+    return s == greedy_socket ? static_cast<ssize_t>(std::min<size_t>(size, INT_MAX / 3 * 2))
+                              : host(s, data, size, flags, to, room);
 }
