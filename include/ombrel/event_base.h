@@ -66,12 +66,15 @@ OMBREL_API int ombrel_event_base_init_priority(ombrel_event_base_t* base, uint32
 /**
  * @brief Runs the loop on the calling thread.
  *
- * Requests to break or exit that were made before the call are forgotten. A signal that interrupts the wait
- * ends the loop, unless an event of this base is registered for it.
+ * The base's own event for wake-ups is always registered, so a loop without other events does not end but
+ * waits for what another thread or a handler adds. A program ends it by ombrel_event_base_exit_loop(), whose
+ * request is an event and may be made beforehand, by ombrel_event_base_break_loop() while it runs, or by a
+ * loop flag. Requests to break that were made before the call are forgotten. A signal that interrupts the
+ * wait ends the loop, unless an event of this base is registered for it.
  * @param base the base
  * @param loop_flags def_ombrel_event_loop_*
- * @return 0 when the loop ended as asked or because nothing is registered; -1 when it was interrupted
- * (silently), when waiting failed ("ombrel_select_dispatch failed !") or when a loop runs on the base already
+ * @return 0 when the loop ended as asked; -1 when it was interrupted (silently), when waiting failed
+ * ("ombrel_select_dispatch failed !") or when a loop runs on the base already
  *         ("reentrant invocation ! only one loop !")
  */
 OMBREL_API int ombrel_event_base_loop(ombrel_event_base_t* base, uint32_t loop_flags);

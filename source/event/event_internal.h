@@ -73,7 +73,7 @@ struct ombrel_event_base_ts {
     ombrel_event_t* m_head;
     ombrel_event_t* m_tail;
     ombrel::timer_order m_timers;
-    uint32_t m_max_priority;
+    std::atomic<uint32_t> m_max_priority; ///< an assignment reads it without the gate
     ombrel::run_queue* m_queues;
     int m_notify_pipe[2];
     ombrel_event_t m_notify_event;
@@ -267,6 +267,8 @@ void detach_signal(ombrel_event_t& event);
 /// The first half of a move to another base, with the gate of the present one, and the second half.
 void unlink_signal_from_base(ombrel_event_t& event);
 void link_signal_to_base(ombrel_event_t& event, ombrel_event_base_t& base);
+/// Has the loop look at what was delivered while it did not watch the event. Needs the gate.
+void recall_deliveries(ombrel_event_t& event);
 bool is_signal_number(int signum);
 uint32_t take_signal_count(ombrel_event_t& event);
 ombrel_event_t* next_signal_event(ombrel_signal_node_t*& node);

@@ -75,6 +75,7 @@ bool join(ombrel_event_base_t& base, ombrel_event_t& event, const char* function
         return false;
     }
     link_event(base, event);
+    recall_deliveries(event);
     if (needs_answer(event) ? ask_resolver(base, event) : is_connect_pending(event))
         start_waiting(base.m_waiting, event);
     return true;

@@ -165,8 +165,12 @@ void ombrel::link_signal_to_base(ombrel_event_t& event, ombrel_event_base_t& bas
     if (event.m_signal == nullptr || event.m_signal->base.load() != nullptr)
         return;
     link_to_base(*event.m_signal, base);
-    if (event.m_signal->count.load() != 0)
-        tell(base);
+    recall_deliveries(event);
+}
+
+void ombrel::recall_deliveries(ombrel_event_t& event) {
+    if (event.m_signal != nullptr && event.m_signal->count.load() != 0)
+        tell(*event.m_base);
 }
 
 uint32_t ombrel::take_signal_count(ombrel_event_t& event) {

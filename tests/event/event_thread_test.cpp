@@ -180,6 +180,7 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
             } else if (i == 2) {
                 ::raise(SIGUSR1);
                 ombrel_event_base_break_loop(other);
+                ombrel_event_base_init_priority(other, static_cast<uint32_t>(round % 3 + 1));
             } else {
                 ombrel_add_event(&event, round % 3 - 1);
                 ombrel_active_event(&event, 1);

@@ -121,7 +121,13 @@ TEST_F(Signal, EventsAttachedByHandCount) {
     EXPECT_EQ(1, ombrel_get_signal_node_count(&event.event));
     EXPECT_EQ(0, ombrel_reset_signal_node_count(&event.event));
     EXPECT_EQ(0, ombrel_get_signal_node_count(&event.event));
-    EXPECT_EQ(0, ombrel_del_signal(&event.event));
+    ::raise(SIGUSR1);
+    EXPECT_EQ(0, poll());
+    EXPECT_EQ(0, event.add());
+    EXPECT_EQ(0, poll());
+    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_signal}, event.results)
+        << "delivered before it was added";
+    EXPECT_EQ(-1, ombrel_del_signal(&event.event)) << "a one-shot event lets go of its signal";
     recorder impossible(base, SIGKILL, def_ombrel_event_signal);
     capture errors(stderr);
     EXPECT_EQ(-1, impossible.add());
