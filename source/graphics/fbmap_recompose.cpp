@@ -133,7 +133,7 @@ private:
         int64_t sum = 0;
         for (size_t i = first; i < layers_.size(); i++) {
             const rectangle& visible = layers_[i].visible;
-            sum += across ? visible.m_x + visible.m_w / 2 : visible.m_y + visible.m_h / 2;
+            sum += int64_t{across ? visible.m_x : visible.m_y} + (across ? visible.m_w : visible.m_h) / 2;
         }
         const int64_t middle = sum / static_cast<int64_t>(count);
         const int64_t x = across ? middle : right_of(area), y = across ? bottom_of(area) : middle;

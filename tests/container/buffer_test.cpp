@@ -159,7 +159,7 @@ TEST_F(buffer, copies_for_a_wiping_buffer_are_wiped) {
     const std::string secrets[] = {std::string(1000, 's'), std::string(1000, 't')};
     open(def_ombrel_buffer_flag_wipe);
     EXPECT_EQ(1000u, ombrel_push_printf(get(), "%s", secrets[0].c_str()));
-    for (const size_t size : {256, 512, 1024, 1001}) // the formatter's attempts, and their exact copy
+    for (const unsigned size : {256u, 512u, 1024u, 1001u}) // the formatter's attempts, and their exact copy
         EXPECT_EQ(std::string::npos, freed_bytes(size).find("ssss")) << size;
     const temporary_file first(secrets[0]), second(secrets[1]);
     const std::string paths[] = {first.name(), second.name()};
