@@ -87,8 +87,8 @@ bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction) {
 bool is_control_record(const builtin_ctx& ctx, size_t size, size_t wanted) {
     if (size == wanted)
         return true;
-    ombrel_assert_fail_tag("source/builtin_plugin", ctx.control_function, __LINE__,
-                           "s_arg_size == sizeof(*s_arg)");
+    ombrel_assert_fail_tag("source/builtin_plugin", ctx.control_function.load(std::memory_order_relaxed),
+                           __LINE__, "s_arg_size == sizeof(*s_arg)");
     fail(ctx, def_ombrel_ctx_error_invalid_argument);
     return false;
 }

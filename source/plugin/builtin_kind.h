@@ -1,6 +1,7 @@
 // What a kind of the built-in plug-in supplies: a record of functions, one file for each kind.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -30,7 +31,8 @@ struct builtin_ctx {
     int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
     int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
                              ///< operation changes; negative for no limit
-    const char* control_function; ///< the public function of the last control operation
+    /// The public function of the last control operation, for reports; threads may control a context at once.
+    std::atomic<const char*> control_function;
 };
 
 /// Open flags that a mode in the manner of fopen() stands for.

@@ -74,7 +74,7 @@ int set_timeout(builtin_ctx& ctx, const ombrel_stream_timeout_t* record) {
 
 int control(int handle, const char* function, uint32_t code, void* record, size_t size) {
     builtin_ctx& ctx = opened(handle);
-    ctx.control_function = function;
+    ctx.control_function.store(function, std::memory_order_relaxed);
     switch (code) {
     case def_ombrel_stream_control_get_timeout:
         return get_timeout(ctx, control_record<ombrel_stream_timeout_t>(ctx, record, size));

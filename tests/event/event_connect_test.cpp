@@ -147,16 +147,16 @@ TEST_F(EventConnect, ABaseMayGoWhileANameIsAsked) {
 
 // Each answer is a matter of the events that wait for it, however many wait for others.
 TEST_F(EventConnect, ManyNamesCostWorkInProportion) {
-    constexpr int count = 500;
+    constexpr size_t count = 500;
     std::vector<recorder> events(count);
     hanging_names names;
-    for (int i = 0; i < count; i++) {
+    for (size_t i = 0; i < count; i++) {
         assign(events[i], -1, def_ombrel_event_with_resolver, (std::to_string(i) + ".test").c_str(), 80);
         EXPECT_EQ(0, events[i].add(600000));
     }
     clock_looks = 0;
     names_in_steps = true;
-    for (int i = 0; i < count; i++) {
+    for (size_t i = 0; i < count; i++) {
         names.release();
         ASSERT_EQ(0, once());
     }
