@@ -31,10 +31,10 @@
  *
  * Every call ends, and allocates nothing: a repetition that does not move on stops, and what has been found
  * out about a place is remembered, so that the time is in proportion to the subject's length for all patterns
- * known, the hostile ones included; 64 KiB take well below a second. A search of 4,294,967,296 steps and 256
- * more for each byte of the subject, a hundred times what the worst patterns known take for 64 KiB, ends as
- * not matching. Captures of attempts that failed are followed back for 4,194,304 steps; one not found by then
- * is left empty.
+ * known, the hostile ones included: the worst of them takes 0.8 seconds for 64 KiB on a server's processor of
+ * 2023. A search of 4,294,967,296 steps and 256 more for each byte of the subject, which none of them comes
+ * near, ends as not matching. Captures of attempts that failed are followed back for 4,194,304 steps; one not
+ * found by then is left empty.
  *
  * All functions may be called from any thread; they use at most 64 KiB of stack.
  */
