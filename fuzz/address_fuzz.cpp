@@ -10,14 +10,9 @@
 
 #include <ombrel/address.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool condition, const char* what) {
-    if (condition)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::abort();
-}
+namespace {
 
 void check_printed_form(const sockaddr_storage& address) {
     const sockaddr* const record = reinterpret_cast<const sockaddr*>(&address);

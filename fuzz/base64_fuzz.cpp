@@ -11,19 +11,13 @@
 #include "integrity/kernels/kernels.h"
 #include "platform/processor.h"
 #include "support/coder_program.h"
+#include "support/require.h"
 
 namespace {
 
 using namespace ombrel::integrity;
 using ombrel_test::decode_in_pieces;
 using ombrel_test::take_string;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "base64 differs: %s\n", what);
-    std::abort();
-}
 
 void check_one_call(const uint8_t* data, size_t size) {
     size_t length = 0;

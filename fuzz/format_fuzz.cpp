@@ -9,6 +9,8 @@
 
 #include <ombrel/printf.h>
 
+#include "support/require.h"
+
 namespace {
 
 class bytes {
@@ -40,11 +42,6 @@ private:
     const uint8_t* data_;
     size_t left_;
 };
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 // Whatever the room, the result is a beginning of the text that more room gives, and stays inside its area.
 template<typename... Arguments>

@@ -14,21 +14,13 @@
 
 #include "protocol/ftp.h"
 #include "support/byte_source.h"
+#include "support/own_port.h"
 
 namespace {
 
 using namespace ombrel::protocol;
 
 constexpr int limit_ms = 50;
-
-int port_of(int s) {
-    sockaddr_storage address;
-    int size = sizeof address, port = 0;
-    char text[64];
-    ombrel_getsockname(s, reinterpret_cast<sockaddr*>(&address), &size);
-    ombrel_inet_stopp(reinterpret_cast<sockaddr*>(&address), text, sizeof text, &port);
-    return port;
-}
 
 /// One for all inputs; each dialogue is a connection.
 class server {
@@ -38,7 +30,7 @@ public:
           data_(ombrel_open_listen_socket("127.0.0.1", 0)) {
         require(control_ >= 0 && data_ >= 0);
     }
-    int port() const { return port_of(control_); }
+    int port() const { return own_port(control_); }
 
     /// Says all at once; what the client asks is of no interest.
     void play(const std::string& replies, const std::string& file) {
@@ -60,7 +52,7 @@ public:
 
 private:
     std::string with_ports(const std::string& replies) const {
-        const int port = port_of(data_);
+        const int port = own_port(data_);
         std::string text;
         for (size_t i = 0; i < replies.size(); i++) {
             if (replies[i] != '#')

@@ -5,15 +5,11 @@
 #include <cstring>
 
 #include "protocol/ftp_reply.h"
+#include "support/require.h"
 
 namespace {
 
 using namespace ombrel::protocol;
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 void check_reply(const ftp_reply_parser& reply) {
     require(reply.code() >= 100 && reply.code() <= 599);

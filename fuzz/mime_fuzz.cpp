@@ -9,12 +9,9 @@
 #include <ombrel/plugin.h>
 #include <ombrel/string.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
+namespace {
 
 // Whether any of the hint's patterns matches, one by one; no pattern comes after a separator at the end.
 bool covers(const std::string& hint, const std::string& type) {

@@ -10,12 +10,9 @@
 #include <ombrel/path.h>
 #include <ombrel/string.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
+namespace {
 
 std::string take(char* s) {
     require(s != nullptr);

@@ -7,12 +7,9 @@
 #include <ombrel/pattern.h>
 #include <ombrel/string.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
+namespace {
 
 std::string lower(std::string text) {
     return ombrel_strlower(text.data());

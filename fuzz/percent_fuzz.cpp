@@ -7,14 +7,9 @@
 #include <ombrel/heap.h>
 #include <ombrel/percent.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
+namespace {} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = std::string(reinterpret_cast<const char*>(data), size).c_str();

@@ -6,18 +6,12 @@
 #include <string>
 
 #include "support/coder_program.h"
+#include "support/require.h"
 
 namespace {
 
 using ombrel_test::decode_in_pieces;
 using ombrel_test::take_string;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "quoted-printable differs: %s\n", what);
-    std::abort();
-}
 
 } // namespace
 

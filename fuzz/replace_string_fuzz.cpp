@@ -14,12 +14,9 @@
 #include <ombrel/string_node.h>
 #include <ombrel/word.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool holds) {
-    if (!holds)
-        abort();
-}
+namespace {
 
 std::string take(char* s) {
     require(s != nullptr);

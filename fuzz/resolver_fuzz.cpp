@@ -17,16 +17,11 @@
 #include <ombrel/resolver.h>
 #include <ombrel/socket_open.h>
 
+#include "support/require.h"
+
 namespace {
 
 bool address_text;
-
-void require(bool condition, const char* what) {
-    if (condition)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::abort();
-}
 
 /// What the text says as an address, read by the public reader.
 struct expected {

@@ -8,6 +8,8 @@
 
 #include <ombrel/scan.h>
 
+#include "support/require.h"
+
 namespace {
 
 constexpr size_t most_fields = 8;
@@ -30,11 +32,6 @@ int scan_stream(stream& from, const char* format, ...) {
     const int fields = ombrel_context_scanf(peek, pop, &from, format, ap);
     va_end(ap);
     return fields;
-}
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
 }
 
 // Each conversion takes one pointer at most, and any of them fits into an area as large as the whole text.

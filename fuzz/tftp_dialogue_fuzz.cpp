@@ -12,6 +12,7 @@
 
 #include "protocol/tftp.h"
 #include "support/byte_source.h"
+#include "support/own_port.h"
 
 namespace {
 
@@ -24,14 +25,7 @@ class server {
 public:
     server() : socket_(ombrel_open_udp_socket("127.0.0.1", 0)) { require(socket_ >= 0); }
 
-    int port() const {
-        sockaddr_storage address;
-        int size = sizeof address, port = 0;
-        char text[64];
-        ombrel_getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-        ombrel_inet_stopp(reinterpret_cast<sockaddr*>(&address), text, sizeof text, &port);
-        return port;
-    }
+    int port() const { return own_port(socket_); }
     void play(const std::vector<std::string>& packets) {
         size_t next = 0;
         while (!is_over_) {

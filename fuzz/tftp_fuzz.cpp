@@ -4,15 +4,11 @@
 #include <cstdlib>
 
 #include "protocol/tftp_packet.h"
+#include "support/require.h"
 
 namespace {
 
 using namespace ombrel::protocol;
-
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 void check_options(const tftp_options& options) {
     require(!options.block_size ||

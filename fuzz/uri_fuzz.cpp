@@ -10,14 +10,9 @@
 #include <ombrel/heap.h>
 #include <ombrel/uri.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool condition, const char* what) {
-    if (condition)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::abort();
-}
+namespace {
 
 const regex_t& published_expression() {
     static const regex_t expression = [] {

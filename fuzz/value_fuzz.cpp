@@ -12,14 +12,9 @@
 #include <ombrel/heap.h>
 #include <ombrel/value.h>
 
-namespace {
+#include "support/require.h"
 
-void require(bool condition, const char* what) {
-    if (condition)
-        return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::abort();
-}
+namespace {
 
 /// The input, taken apart; it gives zeros at its end.
 class source {

@@ -1,15 +1,11 @@
-// What the fuzz targets share: a check that ends the process, and the input taken piece by piece.
+// The input of a fuzz target, taken piece by piece.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
-inline void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
+#include "support/require.h"
 
 /// Zeros and empty texts follow the end.
 class byte_source {

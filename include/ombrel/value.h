@@ -199,6 +199,9 @@ OMBREL_API char** ombrel_environ(void);
 OMBREL_API char* ombrel_alloc_getenv(const char* names);
 /**
  * @brief Sets an environment variable.
+ *
+ * It takes the C library's lock on the environment: in a child that was forked while another thread was
+ * changing variables it may wait for ever.
  * @param assignment "NAME=text", copied; a name alone removes the variable; what a text without a name ("" or
  *                   "=text") does is the platform's choice
  * @return the platform's result of putenv(), 0 when it has done something; -1 for null or when memory runs

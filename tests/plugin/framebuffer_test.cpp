@@ -57,9 +57,12 @@ device_answers* stand_in;
 } // namespace
 } // namespace ombrel_test
 
-namespace {
-
-int answer_ioctl(int descriptor, unsigned long request, void* record) {
+/// Takes the C library's place for the library under test.
+extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    va_list args;
+    va_start(args, request);
+    void* const record = va_arg(args, void*);
+    va_end(args);
     struct stat status;
     if (ombrel_test::stand_in != nullptr && fstat(descriptor, &status) == 0 &&
         status.st_ino == ombrel_test::stand_in->inode)
@@ -67,25 +70,8 @@ int answer_ioctl(int descriptor, unsigned long request, void* record) {
     return static_cast<int>(syscall(SYS_ioctl, descriptor, request, record));
 }
 
-} // namespace
-
-/// Take the C library's place for the library under test; the second is what a 32-bit one with calendar time
-/// of 64 bits calls.
-extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
-    va_list args;
-    va_start(args, request);
-    void* const record = va_arg(args, void*);
-    va_end(args);
-    return answer_ioctl(descriptor, request, record);
-}
-extern "C" int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept;
-extern "C" int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept {
-    va_list args;
-    va_start(args, request);
-    void* const record = va_arg(args, void*);
-    va_end(args);
-    return answer_ioctl(descriptor, request, record);
-}
+/// What a 32-bit library with calendar time of 64 bits calls.
+extern "C" [[gnu::alias("ioctl")]] int __ioctl_time64(int descriptor, unsigned long request, ...) noexcept;
 
 namespace ombrel_test {
 namespace {
