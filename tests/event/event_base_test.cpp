@@ -145,6 +145,9 @@ TEST_F(EventBase, OnceCallsTheUserOnceWithoutNotice) {
 
 // Every way in which an event may hang on a base that goes: it is let go, and lives on with another one.
 TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
+    socket_pair pair;
+    const int number = ::fcntl(pair.near(), F_DUPFD, SIGRTMIN); // both an open descriptor and a signal
+    ASSERT_LE(number, SIGRTMAX);
     const struct {
         const char* reported; ///< the initials of the counts
         uint32_t flags;
@@ -162,7 +165,7 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
     for (const auto& way : ways) {
         SCOPED_TRACE(&way - ways);
         ombrel_event_base_t* other = ombrel_new_event_base();
-        recorder event(other, SIGUSR1, way.flags);
+        recorder event(other, number, way.flags);
         way.hang(event);
         capture errors(stderr);
         EXPECT_EQ(0, ombrel_free_event_base(other));
@@ -177,10 +180,11 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
         EXPECT_EQ(0u, homeless.text().find("ombrel_add_event: [ERROR] event->m_base is null ! (event="));
         EXPECT_EQ(0, ombrel_add_signal(&event.event));
         EXPECT_EQ(0, ombrel_event_set_base(&event.event, base));
-        EXPECT_EQ(0, event.add(0));
+        ASSERT_EQ(0, event.add(0));
         EXPECT_EQ(0, once());
         EXPECT_EQ(1u, event.results.size());
     }
+    ::close(number);
 }
 
 TEST_F(EventBase, ABaseIsNotFreedByItsOwnHandlers) {
