@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin/argument_words.h"
+#include "builtin/argument_words.h"
 #include "support/byte_source.h"
 
 namespace {

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "integrity/kernels/base64.h"
-#include "integrity/kernels/kernels.h"
+#include "encoding/kernels/base64.h"
+#include "encoding/kernels/kernels.h"
 #include "platform/processor.h"
 #include "support/coder_program.h"
 #include "support/require.h"
 
 namespace {
 
-using namespace ombrel::integrity;
+using namespace ombrel::encoding;
 using ombrel_test::decode_in_pieces;
 using ombrel_test::take_string;
 
@@ -39,13 +39,13 @@ void check_kernels(const uint8_t* data, size_t size) {
     std::vector<uint8_t> bytes(size / 4 * 3), plain_bytes(size / 4 * 3);
     encode_base64_plain(plain_text.data(), input.data(), size / 3, base64_url_safe);
     const size_t groups = decode_base64_plain(plain_bytes.data(), input.data(), size / 4);
-    for (const auto& kernel : all_kernels.base64_encode) {
+    for (const auto& kernel : all_kernels.encode) {
         if ((kernel.needs & ~features) != 0)
             continue;
         kernel.run(text.data(), input.data(), size / 3, base64_url_safe);
         require(text == plain_text, kernel.name);
     }
-    for (const auto& kernel : all_kernels.base64_decode) {
+    for (const auto& kernel : all_kernels.decode) {
         if ((kernel.needs & ~features) != 0)
             continue;
         require(kernel.run(bytes.data(), input.data(), size / 4) == groups, kernel.name);

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "protocol/ftp_reply.h"
+#include "protocol/ftp/ftp_reply.h"
 #include "support/require.h"
 
 namespace {

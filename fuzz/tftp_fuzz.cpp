@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "protocol/tftp_packet.h"
+#include "protocol/tftp/tftp_packet.h"
 #include "support/require.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #include <ombrel/path.h>
 #include <ombrel/short_lock.h>
 
+#include "builtin/builtin_table.h"
 #include "core/spin_lock_guard.h"
-#include "plugin/builtin_table.h"
 
 namespace ombrel::plugin {
 

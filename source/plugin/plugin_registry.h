@@ -6,7 +6,7 @@
 #include <ombrel/ctx_interface.h>
 #include <ombrel/plugin.h>
 
-#include "runtime/instance.h"
+#include "thread/instance.h"
 
 namespace ombrel::plugin {
 

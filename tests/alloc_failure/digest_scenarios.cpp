@@ -1,6 +1,6 @@
 // The digests: contexts on the heap, and the buffer that files are read through.
 #include "alloc_failure/injection.h"
-#include "integrity/digest_family.h"
+#include "crypto/digest_family.h"
 
 namespace ombrel_test {
 namespace {

@@ -1,4 +1,4 @@
-#include "graphics/kernels/kernels.h"
+#include "graphics/pixel/kernels/kernels.h"
 
 #include <algorithm>
 #include <random>

@@ -10,11 +10,11 @@ sys.dont_write_bytecode = True
 import hangul
 
 HERE = pathlib.Path(__file__).resolve().parent
-GRAPHICS = HERE.parent.parent / "source" / "graphics"
+GRAPHICS = HERE.parent.parent / "source" / "graphics" / "font"
 
 HEAD = """// The {title}, written by tools/font/generate.py.
 // clang-format off
-#include "graphics/font_data.h"
+#include "graphics/font/font_data.h"
 
 namespace ombrel::graphics {{
 

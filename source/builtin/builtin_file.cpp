@@ -1,0 +1,220 @@
+// Streams over files and over descriptors of the process.
+#include "builtin/builtin_kind.h"
+
+#include <array>
+#include <climits>
+
+#include <ombrel/builtin_stream.h>
+#include <ombrel/scan.h>
+#include <ombrel/string.h>
+
+#include "builtin/stream_control.h"
+#include "builtin/stream_transfer.h"
+#include "core/heap_ptr.h"
+#include "platform/file.h"
+#include "platform/stream_socket.h"
+
+namespace ombrel {
+
+namespace {
+
+using platform::file_access;
+
+struct file_state {
+    int descriptor;
+    bool is_regular;
+};
+
+int descriptor_of(builtin_ctx& ctx) {
+    return state_of<file_state>(ctx).descriptor;
+}
+
+file_access access_of(unsigned mode) {
+    file_access access{};
+    access.read = (mode & mode_read) != 0;
+    access.write = (mode & mode_write) != 0;
+    access.append = (mode & mode_append) != 0;
+    access.create = (mode & mode_create) != 0;
+    access.exclusive = (mode & mode_exclusive) != 0;
+    access.truncate = (mode & mode_truncate) != 0;
+    return access;
+}
+
+/// A descriptor's number in decimal, or -1.
+int parse_descriptor(const char* text) {
+    if (text[0] == '\0' || ombrel_strspn(text, "0123456789") != ombrel_strlen(text))
+        return -1;
+    const int64_t number = ombrel_atoll(text);
+    return ombrel_strlen(text) <= 10 && number <= INT_MAX ? static_cast<int>(number) : -1;
+}
+
+struct standard_stream {
+    const char* scheme;
+    int descriptor;
+};
+
+constexpr std::array standard_streams{standard_stream{"stdin", 0}, standard_stream{"stdout", 1},
+                                      standard_stream{"stderr", 2}};
+
+/// The process's descriptor that a URI names, or -1.
+int named_descriptor(const ombrel_uri_t& uri) {
+    for (const standard_stream& one : standard_streams) {
+        if (ombrel_strcmp(uri.m_scheme, one.scheme) == 0)
+            return one.descriptor;
+    }
+    return ombrel_strcmp(uri.m_scheme, "fd") == 0 ? parse_descriptor(uri.m_rest) : -1;
+}
+
+bool allows(int descriptor, const file_access& wanted) {
+    file_access given;
+    return platform::get_file_access(descriptor, given) && (!wanted.read || given.read) &&
+           (!wanted.write || given.write);
+}
+
+/// Makes a descriptor of the process fit for the mode, and sees what it is.
+bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
+    const file_access wanted = access_of(ctx.mode);
+    if (descriptor < 0 || !allows(descriptor, wanted) ||
+        (wanted.append && !platform::set_file_append(descriptor))) {
+        fail(ctx, def_ombrel_ctx_error_invalid_argument);
+        return false;
+    }
+    state_of<file_state>(ctx).is_regular = platform::is_regular_file(descriptor);
+    return true;
+}
+
+int open_own_copy(builtin_ctx& ctx, int descriptor) {
+    if (!prepare_descriptor(ctx, descriptor))
+        return -1;
+    const int copy = platform::duplicate_file(descriptor);
+    return copy >= 0 ? copy : fail_by_system(ctx);
+}
+
+int open_path(builtin_ctx& ctx, const char* path) {
+    bool& is_regular = state_of<file_state>(ctx).is_regular;
+    const int descriptor = platform::open_file(path, access_of(ctx.mode), is_regular);
+    return descriptor >= 0 ? descriptor : fail_by_system(ctx);
+}
+
+/// A file is on this machine: its URI may name that, but no other.
+bool is_local(const ombrel_uri_t& uri) {
+    return !is_given(uri.m_host) || ombrel_strcasecmp(uri.m_host, "localhost") == 0;
+}
+
+int open_uri(builtin_ctx& ctx) {
+    const heap_ptr<ombrel_uri_t> uri(ombrel_parse_uri_tag(ctx.source, "builtin_file", __LINE__));
+    if (!uri)
+        return fail(ctx, def_ombrel_ctx_error_syntax);
+    if (ombrel_strcmp(uri->m_scheme, "file") != 0)
+        return open_own_copy(ctx, named_descriptor(*uri));
+    if (!is_local(*uri) || !is_given(uri->m_path))
+        return fail(ctx, def_ombrel_ctx_error_syntax);
+    return open_path(ctx, uri->m_path);
+}
+
+int open_descriptor(builtin_ctx& ctx) {
+    if (const char* number = option_text(ctx, "fd")) {
+        const int descriptor = parse_descriptor(number);
+        return prepare_descriptor(ctx, descriptor) ? descriptor : -1;
+    }
+    if (!is_given(ctx.source))
+        return fail(ctx, def_ombrel_ctx_error_syntax);
+    return ctx.has_scheme ? open_uri(ctx) : open_path(ctx, ctx.source);
+}
+
+int open(builtin_ctx& ctx) {
+    const int descriptor = open_descriptor(ctx);
+    state_of<file_state>(ctx).descriptor = descriptor;
+    return descriptor >= 0 ? 0 : -1;
+}
+
+int close(builtin_ctx& ctx) {
+    platform::close_file(descriptor_of(ctx));
+    return 0;
+}
+
+int is_readable(builtin_ctx& ctx, int timeout_ms) {
+    return wait_for(ctx, descriptor_of(ctx), platform::readiness::read, timeout_ms);
+}
+
+int is_writable(builtin_ctx& ctx, int timeout_ms) {
+    return wait_for(ctx, descriptor_of(ctx), platform::readiness::write, timeout_ms);
+}
+
+int read(builtin_ctx& ctx, void* buffer, size_t size) {
+    const file_state& state = state_of<file_state>(ctx);
+    // What may block is asked in a way that never does, unless it may take as long as it likes.
+    const bool is_limited = !state.is_regular && ctx.timeout >= 0;
+    return read_some(ctx, state.descriptor, is_limited ? platform::receive_now : read_now, buffer, size);
+}
+
+int write(builtin_ctx& ctx, const void* data, size_t size) {
+    const file_state& state = state_of<file_state>(ctx);
+    const write_attempt attempt = state.is_regular   ? write_file_now
+                                  : ctx.timeout >= 0 ? platform::send_now
+                                                     : write_now;
+    return write_all(ctx, state.descriptor, attempt, data, size);
+}
+
+int64_t seek(builtin_ctx& ctx, int64_t offset, int whence) {
+    const auto origin = whence == def_ombrel_ctx_seek_set       ? platform::file_origin::start
+                        : whence == def_ombrel_ctx_seek_current ? platform::file_origin::current
+                                                                : platform::file_origin::end;
+    const int64_t position = platform::move_file(descriptor_of(ctx), offset, origin);
+    return position >= 0 ? position : fail_by_system(ctx);
+}
+
+int sync(builtin_ctx& ctx) {
+    return platform::sync_file(descriptor_of(ctx)) ? 0 : fail_by_system(ctx);
+}
+
+int get_size(builtin_ctx& ctx, ombrel_stream_size_t* record) {
+    if (record == nullptr)
+        return -1;
+    const int64_t size = platform::file_size(descriptor_of(ctx));
+    if (size < 0)
+        return fail_by_system(ctx);
+    record->m_size = static_cast<uint64_t>(size);
+    return 0;
+}
+
+int set_size(builtin_ctx& ctx, const ombrel_stream_size_t* record) {
+    if (record == nullptr || !keeps_to_mode(ctx, mode_write))
+        return -1;
+    if (record->m_size > INT64_MAX)
+        return fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    const bool is_set = platform::set_file_size(descriptor_of(ctx), static_cast<int64_t>(record->m_size));
+    return is_set ? 0 : fail_by_system(ctx);
+}
+
+int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
+    switch (code) {
+    case def_ombrel_stream_control_get_size:
+        return get_size(ctx, control_record<ombrel_stream_size_t>(ctx, record, size));
+    case def_ombrel_stream_control_set_size:
+        return set_size(ctx, control_record<ombrel_stream_size_t>(ctx, record, size));
+    case def_ombrel_stream_control_get_fd:
+        return give_descriptor(ctx, descriptor_of(ctx), record, size);
+    default:
+        return refuse_control(ctx);
+    }
+}
+
+} // namespace
+
+constinit const builtin_kind builtin_file{
+    .state_size = sizeof(file_state),
+    .timeout = -1,
+    .is_bound_by_mode = true,
+    .open = open,
+    .close = close,
+    .is_readable = is_readable,
+    .read = read,
+    .is_writable = is_writable,
+    .write = write,
+    .seek = seek,
+    .sync = sync,
+    .control = control,
+};
+
+} // namespace ombrel

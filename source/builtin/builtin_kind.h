@@ -1,0 +1,133 @@
+// What a kind of the built-in plug-in supplies: a record of functions, one file for each kind.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include <ombrel/ctx.h>
+#include <ombrel/uri.h>
+
+#include "context/ctx_options.h"
+
+namespace ombrel {
+
+struct builtin_kind;
+
+/// A context that the built-in plug-in has opened or is opening. All texts live as long as it does.
+struct builtin_ctx {
+    int handle;
+    const plugin::ctx_options* options; ///< the context's
+    const builtin_kind* kind;
+    void* state; ///< the kind's own record, zeroed before open()
+    const char* mime_type;
+    const char* source;      ///< the option "source", empty when it was not set
+    bool has_scheme;         ///< the source begins with a scheme of the kind; else it is a plain one
+    const ombrel_uri_t* uri; ///< the source taken apart, as if the scheme stood before a plain one; null
+                             ///< where the kind does not ask for that
+    unsigned mode;           ///< the option "mode" as `mode_…` bits, or the kind's default
+    bool debug, verbose;     ///< the options of these names are not 0
+    int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
+    int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
+                             ///< operation changes; negative for no limit
+    /// The public function of the last control operation, for reports; threads may control a context at once.
+    std::atomic<const char*> control_function;
+};
+
+/// Open flags that a mode in the manner of fopen() stands for.
+inline constexpr unsigned mode_read = 1, mode_write = 2, mode_append = 4, mode_create = 8, mode_truncate = 16,
+                          mode_exclusive = 32;
+
+/// The operations. Those of ctx.h mean what is said there; a null one is not supported, with that error.
+/// A failing operation gives -1 and leaves its error by fail().
+struct builtin_kind {
+    size_t state_size = 0;
+    int timeout = 0;               ///< the default of builtin_ctx::timeout
+    unsigned mode = mode_read;     ///< the default of builtin_ctx::mode
+    bool is_bound_by_mode = false; ///< what goes against the mode is not supported, and is refused before
+    bool needs_uri = false; ///< open() is called with a `uri` alone; a source that is none is refused before
+    /// 0, or -1: then it has closed what it opened itself, and close() is not called.
+    int (*open)(builtin_ctx&) = nullptr;
+    /// 0, or -1 when something that was written could not be handed on; everything is released all the same.
+    int (*close)(builtin_ctx&) = nullptr;
+    int (*is_readable)(builtin_ctx&, int timeout_ms) = nullptr;
+    int (*read)(builtin_ctx&, void* buffer, size_t size) = nullptr;
+    int (*is_writable)(builtin_ctx&, int timeout_ms) = nullptr;
+    int (*write)(builtin_ctx&, const void* data, size_t size) = nullptr;
+    int64_t (*seek)(builtin_ctx&, int64_t offset, int whence) = nullptr;
+    int (*sync)(builtin_ctx&) = nullptr;
+    /// A command by number with one record; the kind refuses what it does not know by refuse_control().
+    int (*control)(builtin_ctx&, uint32_t code, void* record, size_t size) = nullptr;
+    /// The text of a property, for ombrel_ctx_get_env(): false when there is none of the name.
+    bool (*get_property)(builtin_ctx&, const char* name, char* text, size_t room) = nullptr;
+    int (*get_fbinfo)(builtin_ctx&, ombrel_ctx_fbinfo_t* info) = nullptr;
+};
+
+/// The kind's own record.
+template<typename State>
+State& state_of(builtin_ctx& ctx) {
+    static_assert(std::is_trivially_copyable_v<State>, "the record comes as zeroed memory");
+    return *static_cast<State*>(ctx.state);
+}
+
+/// Leaves an error where there is no record yet, and gives -1.
+int refuse(int handle, int error);
+
+/// Leaves an error (def_ombrel_ctx_error_…) and gives -1.
+int fail(const builtin_ctx& ctx, int error);
+
+/// fail() with the error that stands for the platform's last one (errno).
+int fail_by_system(const builtin_ctx& ctx);
+
+/// The error that stands for an error number of the platform.
+int error_of_system(int number);
+
+/// Whether the mode allows a direction (`mode_read` or `mode_write`), where it binds; false with the error
+/// set.
+bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction);
+
+/// A control operation that the kind does not have.
+inline int refuse_control(const builtin_ctx& ctx) {
+    return fail(ctx, def_ombrel_ctx_error_not_supported);
+}
+
+/// Reports a record of another size than `wanted` as an assertion; false for it, with the error set.
+bool is_control_record(const builtin_ctx& ctx, size_t size, size_t wanted);
+
+/// The argument record of a control operation; null, with the error set, when it is missing or of another
+/// size.
+template<typename Record>
+Record* control_record(const builtin_ctx& ctx, void* record, size_t size) {
+    if (!is_control_record(ctx, size, sizeof(Record)))
+        return nullptr;
+    if (record == nullptr)
+        fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    return static_cast<Record*>(record);
+}
+
+/// The number that an option stands for, or the default when it is not set.
+int option_number(const builtin_ctx& ctx, const char* name, int fallback);
+
+/// Another option's text, or null when it is not set; valid until the context is closed.
+inline const char* option_text(const builtin_ctx& ctx, const char* name) {
+    return ctx.options->get(name);
+}
+
+inline bool is_given(const char* text) {
+    return text != nullptr && text[0] != '\0';
+}
+
+/// What a call to the other side of a network waits at most where the options say nothing.
+inline constexpr int network_timeout_ms = 30000;
+
+/// The length of a result as operations give it, cut to what an int can count.
+inline size_t countable(size_t size) {
+    constexpr size_t most = 0x7fffffff;
+    return size < most ? size : most;
+}
+
+extern const builtin_kind builtin_file, builtin_pipe, builtin_tcp, builtin_udp, builtin_tftp, builtin_ftp;
+extern const builtin_kind builtin_multicall, builtin_fb, builtin_linuxfb, builtin_windows_dib;
+
+} // namespace ombrel

@@ -1,0 +1,120 @@
+// The kind "application/tuk_stream_tftp": one file read from or written to a TFTP server.
+#include <algorithm>
+
+#include "builtin/transfer_stream.h"
+#include "protocol/decimal.h"
+#include "protocol/tftp/tftp.h"
+
+namespace ombrel {
+
+namespace {
+
+using protocol::tftp_client;
+using protocol::tftp_request;
+
+constexpr int tftp_port = 69;
+
+tftp_client& client_of(builtin_ctx& ctx) {
+    return state_of<tftp_client>(ctx);
+}
+
+tftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {
+    tftp_request request;
+    request.host = place.host;
+    request.port = place.port;
+    request.name = place.path.get();
+    request.write = (ctx.mode & mode_write) != 0;
+    const int block_size = option_number(ctx, "block_size", static_cast<int>(request.block_size));
+    request.block_size = static_cast<size_t>(std::max(block_size, 0));
+    request.interval_ms = option_number(ctx, "interval", request.interval_ms);
+    request.tries =
+        static_cast<unsigned>(std::max(option_number(ctx, "tries", static_cast<int>(request.tries)), 1));
+    request.limit_ms = ctx.timeout;
+    uint64_t size = 0;
+    const char* const size_text = option_text(ctx, "size");
+    if (size_text != nullptr && protocol::parse_decimal(size_text, INT64_MAX, size))
+        request.size = size;
+    return request;
+}
+
+int open(builtin_ctx& ctx) {
+    // The protocol replaces files as a whole.
+    if ((ctx.mode & mode_append) != 0)
+        return fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    transfer_place place{};
+    if (check_transfer_mode(ctx) != 0 || find_transfer_place(ctx, tftp_port, "mode", "octet", place) != 0)
+        return -1;
+    tftp_client& client = client_of(ctx);
+    client = tftp_client();
+    if (client.open(request_for(ctx, place)))
+        return 0;
+    client.close();
+    return fail_by_transfer(ctx, client.error());
+}
+
+int close(builtin_ctx& ctx) {
+    tftp_client& client = client_of(ctx);
+    return client.close() ? 0 : fail_by_transfer(ctx, client.error());
+}
+
+int wait(builtin_ctx& ctx, int timeout_ms) {
+    tftp_client& client = client_of(ctx);
+    const int ready = client.wait(timeout_ms);
+    return ready == -1 ? fail_by_transfer(ctx, client.error()) : ready;
+}
+
+int is_readable(builtin_ctx& ctx, int timeout_ms) {
+    return client_of(ctx).is_writing() ? fail(ctx, def_ombrel_ctx_error_not_supported)
+                                       : wait(ctx, timeout_ms);
+}
+
+int is_writable(builtin_ctx& ctx, int timeout_ms) {
+    return client_of(ctx).is_writing() ? wait(ctx, timeout_ms)
+                                       : fail(ctx, def_ombrel_ctx_error_not_supported);
+}
+
+int read(builtin_ctx& ctx, void* buffer, size_t size) {
+    tftp_client& client = client_of(ctx);
+    return transfer_result(ctx, client.read(buffer, size, ctx.timeout), client.error());
+}
+
+int write(builtin_ctx& ctx, const void* data, size_t size) {
+    tftp_client& client = client_of(ctx);
+    return transfer_result(ctx, client.write(data, size, ctx.timeout), client.error());
+}
+
+/// Only a full block can be sent before the end, so this waits for the last of these to arrive.
+int sync(builtin_ctx& ctx) {
+    if (!client_of(ctx).is_writing())
+        return 0;
+    const int ready = wait(ctx, ctx.timeout);
+    return ready == 0 ? fail(ctx, def_ombrel_ctx_error_timed_out) : ready - 1;
+}
+
+int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
+    return control_transfer(ctx, code, record, size, client_of(ctx).size());
+}
+
+bool get_property(builtin_ctx& ctx, const char* name, char* text, size_t room) {
+    return get_transfer_error(name, client_of(ctx).error(), text, room);
+}
+
+} // namespace
+
+constinit const builtin_kind builtin_tftp{
+    .state_size = sizeof(tftp_client),
+    .timeout = network_timeout_ms,
+    .is_bound_by_mode = true,
+    .needs_uri = true,
+    .open = open,
+    .close = close,
+    .is_readable = is_readable,
+    .read = read,
+    .is_writable = is_writable,
+    .write = write,
+    .sync = sync,
+    .control = control,
+    .get_property = get_property,
+};
+
+} // namespace ombrel

@@ -1,0 +1,25 @@
+// Options of the frame-buffer kinds.
+#pragma once
+
+#include <cstdint>
+
+#include "builtin/builtin_kind.h"
+
+namespace ombrel {
+
+struct fb_rectangle {
+    int32_t x, y;
+    uint32_t w, h;
+};
+
+/// "x,y,width,height", separated by commas, blanks or both: false when the text is not that.
+bool parse_rectangle(const char* text, fb_rectangle& rectangle);
+
+/// The option "xywh", the default when it is not set: false, with the error set, when it makes no sense.
+bool read_rectangle(const builtin_ctx& ctx, fb_rectangle& rectangle);
+
+/// A number in decimal or with "0x" that fits 32 bits; the value stays when the option is not set. False,
+/// with the error set, when it makes no sense.
+bool read_unsigned(const builtin_ctx& ctx, const char* name, uint32_t& value);
+
+} // namespace ombrel

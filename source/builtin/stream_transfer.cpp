@@ -1,0 +1,85 @@
+#include "builtin/stream_transfer.h"
+
+#include <cerrno>
+
+#include "core/deadline.h"
+#include "platform/file.h"
+#include "platform/pipe.h"
+#include "platform/stream_socket.h"
+
+namespace ombrel {
+
+using platform::transfer_would_block;
+
+namespace {
+
+int attempt_result(ptrdiff_t result) {
+    if (result >= 0)
+        return static_cast<int>(result);
+    const bool would_block = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+    return would_block ? platform::transfer_would_block : platform::transfer_failed;
+}
+
+/// After an attempt that moved nothing: waits for the descriptor within the stream's limit, or leaves the
+/// error.
+bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int result) {
+    if (result != transfer_would_block) {
+        fail_by_system(ctx);
+        return false;
+    }
+    const int ready = wait_for(ctx, descriptor, kind, ctx.timeout);
+    if (ready == 0)
+        fail(ctx, def_ombrel_ctx_error_timed_out);
+    return ready > 0;
+}
+
+} // namespace
+
+int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int timeout_ms) {
+    const deadline limit(timeout_ms);
+    while (true) {
+        platform::poll_request request{descriptor, kind, false};
+        const int ready = platform::poll_descriptors(&request, 1, limit.left());
+        if (ready >= 0)
+            return ready;
+        if (errno != EINTR)
+            return fail_by_system(ctx);
+    }
+}
+
+int read_now(int descriptor, void* buffer, size_t size) {
+    return attempt_result(platform::read_file(descriptor, buffer, size));
+}
+
+int write_now(int descriptor, const void* data, size_t size) {
+    return attempt_result(platform::write_descriptor(descriptor, data, size));
+}
+
+int write_file_now(int descriptor, const void* data, size_t size) {
+    return attempt_result(platform::write_file(descriptor, data, size));
+}
+
+int read_some(const builtin_ctx& ctx, int descriptor, read_attempt attempt, void* buffer, size_t size) {
+    while (true) {
+        const int result = attempt(descriptor, buffer, size);
+        if (result >= 0)
+            return result;
+        if (!can_try_again(ctx, descriptor, platform::readiness::read, result))
+            return -1;
+    }
+}
+
+int write_all(const builtin_ctx& ctx, int descriptor, write_attempt attempt, const void* data, size_t size) {
+    const auto* const bytes = static_cast<const char*>(data);
+    size_t done = 0;
+    while (done < size) {
+        const int result = attempt(descriptor, bytes + done, size - done);
+        if (result > 0)
+            done += static_cast<size_t>(result);
+        else if (!can_try_again(ctx, descriptor, platform::readiness::write, result))
+            return done > 0 ? static_cast<int>(done) : -1;
+    }
+    return static_cast<int>(done);
+}
+
+} // namespace ombrel

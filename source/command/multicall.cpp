@@ -1,0 +1,189 @@
+#include <ombrel/multicall.h>
+
+#include <cstdio>
+#include <iterator>
+#include <string_view>
+
+#include <ombrel/output.h>
+#include <ombrel/path.h>
+#include <ombrel/string.h>
+
+#include "command/multicall_commands.h"
+#include "core/heap_ptr.h"
+#include "core/short_lock_guard.h"
+
+using namespace ombrel;
+
+namespace {
+
+struct registration {
+    registration* next;
+    const ombrel_multicall_command_t* command;
+};
+
+ombrel_short_lock_t registry_lock;
+registration* registered;
+
+// The link that holds the first registration for which `is_wanted`, or the null link at the end.
+template<typename Test>
+registration** find_registration(Test is_wanted) {
+    registration** link = &registered;
+    while (*link != nullptr && !is_wanted(*(*link)->command))
+        link = &(*link)->next;
+    return link;
+}
+
+const ombrel_multicall_command_t* command_of(const registration* found) {
+    return found != nullptr ? found->command : nullptr;
+}
+
+const ombrel_multicall_command_t* find_own(std::string_view name) {
+    for (const ombrel_multicall_command_t& command : plugin::own_multicall_commands())
+        if (name == command.m_name)
+            return &command;
+    return nullptr;
+}
+
+const ombrel_multicall_command_t* find(std::string_view name) {
+    if (const auto* own = find_own(name))
+        return own;
+    const short_lock_guard guard(registry_lock);
+    return command_of(*find_registration([&](const auto& command) { return name == command.m_name; }));
+}
+
+bool can_be_named(const char* name) {
+    return name != nullptr && *name != '\0' &&
+           std::string_view(name).find_first_of("/\\") == std::string_view::npos;
+}
+
+// The name by which a program was called, as commands are named.
+std::string_view called_name(const char* path) {
+    constexpr std::string_view suffix = ".exe";
+    std::string_view name = ombrel_basename_c(path);
+    if (name.size() > suffix.size() &&
+        ombrel_strcasecmp(name.data() + name.size() - suffix.size(), suffix.data()) == 0)
+        name.remove_suffix(suffix.size());
+    return name;
+}
+
+// Texts and bytes have both gone through the C stream by now.
+int finish(const char* name, int exit_code) {
+    ombrel_puts(nullptr);
+    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+        return exit_code;
+    clearerr(stdout);
+    ombrel_error_printf("%s: standard output: write error\n", name);
+    return exit_code != def_ombrel_multicall_exit_good ? exit_code : def_ombrel_multicall_exit_failed;
+}
+
+using puts_function = unsigned (*)(const char* format, ...);
+
+void print_usage(const ombrel_multicall_command_t& command, puts_function print) {
+    const char* const arguments = command.m_arguments != nullptr ? command.m_arguments : "";
+    print("usage: %s%s%s\n", command.m_name, *arguments != '\0' ? " " : "", arguments);
+    if (command.m_summary != nullptr)
+        print("%s\n", command.m_summary);
+    if (command.m_help != nullptr)
+        print("%s", command.m_help);
+}
+
+struct general_option {
+    const char* name;
+    void (*act)();
+};
+
+constexpr general_option general_options[] = {
+    {"--help", plugin::print_multicall_commands},
+    {"-h", plugin::print_multicall_commands},
+    {"--list", plugin::print_multicall_names},
+    {"--version", [] { ombrel_execute_multicall_command(find_own("version"), 0, nullptr); }},
+};
+
+int execute_option(std::string_view argument) {
+    for (const general_option& option : general_options) {
+        if (argument != option.name)
+            continue;
+        option.act();
+        return finish("ombrel_tuk", def_ombrel_multicall_exit_good);
+    }
+    ombrel_error_printf("%s: unknown option; try \"--help\"\n", argument.data());
+    return def_ombrel_multicall_exit_usage;
+}
+
+} // namespace
+
+int ombrel_register_multicall_command(const ombrel_multicall_command_t* command) {
+    if (command == nullptr || command->m_main == nullptr || !can_be_named(command->m_name) ||
+        find_own(command->m_name) != nullptr)
+        return -1;
+    heap_ptr<registration> made(allocate_record<registration>("ombrel_register_multicall_command", __LINE__));
+    if (!made)
+        return -1;
+    const std::string_view name = command->m_name;
+    const short_lock_guard guard(registry_lock);
+    registration** const end = find_registration([&](const auto& other) { return name == other.m_name; });
+    if (*end != nullptr)
+        return -1;
+    *made = {nullptr, command};
+    *end = made.release();
+    return 0;
+}
+
+int ombrel_unregister_multicall_command(const ombrel_multicall_command_t* command) {
+    heap_ptr<registration> taken;
+    const short_lock_guard guard(registry_lock);
+    registration** const link = find_registration([&](const auto& other) { return &other == command; });
+    if (*link == nullptr)
+        return -1;
+    taken.reset(*link);
+    *link = taken->next;
+    return 0;
+}
+
+const ombrel_multicall_command_t* ombrel_find_multicall_command(const char* name) {
+    return name != nullptr ? find(name) : nullptr;
+}
+
+const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t index) {
+    const auto own = plugin::own_multicall_commands();
+    if (index < own.size())
+        return &own[index];
+    const short_lock_guard guard(registry_lock);
+    size_t left = index - own.size();
+    return command_of(*find_registration([&](const auto&) { return left-- == 0; }));
+}
+
+int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, int argc, char** argv) {
+    if (command == nullptr)
+        return def_ombrel_multicall_exit_unknown;
+    char* name_alone[] = {const_cast<char*>(command->m_name), nullptr};
+    if (argv == nullptr || argc < 1) {
+        argc = 1;
+        argv = name_alone;
+    }
+    if (argc == 2 && std::string_view(argv[1]) == "--help") {
+        print_usage(*command, ombrel_printf);
+        return finish(command->m_name, def_ombrel_multicall_exit_good);
+    }
+    return finish(command->m_name, command->m_main(argc, argv));
+}
+
+int ombrel_execute_multicall(int argc, char** argv) {
+    if (argv != nullptr && argc >= 1 && argv[0] != nullptr)
+        if (const auto* command = find(called_name(argv[0])))
+            return ombrel_execute_multicall_command(command, argc, argv);
+    if (argv == nullptr || argc < 2)
+        return execute_option("--help");
+    if (argv[1][0] == '-')
+        return execute_option(argv[1]);
+    if (const auto* command = find(argv[1]))
+        return ombrel_execute_multicall_command(command, argc - 1, argv + 1);
+    ombrel_error_printf("%s: no such command; try \"--help\"\n", argv[1]);
+    return def_ombrel_multicall_exit_unknown;
+}
+
+int ombrel_refuse_multicall_arguments(const ombrel_multicall_command_t* command) {
+    if (command != nullptr)
+        print_usage(*command, ombrel_error_printf);
+    return def_ombrel_multicall_exit_usage;
+}

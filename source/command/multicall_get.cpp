@@ -1,0 +1,183 @@
+#include "command/multicall_get.h"
+
+#include <cstdio>
+
+#include <ombrel/ctx.h>
+#include <ombrel/multicall.h>
+#include <ombrel/printf.h>
+
+#include "command/multicall_input.h"
+#include "command/multicall_options.h"
+
+namespace ombrel::plugin {
+
+namespace {
+
+struct get_options {
+    const char* output = nullptr;
+    heap_ptr<char> headers; // one a line
+    const char* seconds = nullptr;
+    bool verbose = false;
+    const char* uri = nullptr;
+};
+
+const char* text_of(int error) {
+    static constexpr const char* texts[] = {"",
+                                            "it failed",
+                                            "invalid argument",
+                                            "not supported by any plug-in",
+                                            "out of memory",
+                                            "not found",
+                                            "access denied",
+                                            "timed out",
+                                            "the other side is gone",
+                                            "already open",
+                                            "input or output error",
+                                            "busy",
+                                            "protocol error, or the request was refused",
+                                            "the data are damaged",
+                                            "the address cannot be understood",
+                                            "no descriptor left"};
+    return error > 0 && static_cast<size_t>(error) < std::size(texts) ? texts[error] : "it failed";
+}
+
+class context {
+public:
+    context() : handle_(ombrel_new_ctx()) {}
+    ~context() { ombrel_destroy_ctx(handle_); }
+    context(const context&) = delete;
+    context& operator=(const context&) = delete;
+
+    int handle() const { return handle_; }
+    const char* error() const {
+        return handle_ < 0 ? text_of(def_ombrel_ctx_error_no_memory)
+                           : text_of(ombrel_ctx_get_last_error(handle_));
+    }
+
+private:
+    int handle_;
+};
+
+// The end of a scope closes the file; standard output stays.
+class sink {
+public:
+    explicit sink(const char* path) : file_(path != nullptr ? fopen(path, "wb") : stdout) {}
+    ~sink() { close(); }
+    sink(const sink&) = delete;
+    sink& operator=(const sink&) = delete;
+
+    bool is_open() const { return file_ != nullptr; }
+    bool put(const char* bytes, size_t size) {
+        const bool good = fwrite(bytes, 1, size, file_) == size;
+        if (!good)
+            error_ = errno;
+        return good;
+    }
+    /// False when what was written has not arrived. Of standard output the caller of the command tells.
+    bool close() {
+        FILE* const file = std::exchange(file_, nullptr);
+        if (file == nullptr || file == stdout)
+            return true;
+        if (fclose(file) != 0 && error_ == 0)
+            error_ = errno;
+        return error_ == 0;
+    }
+    /// Why.
+    int error() const { return error_; }
+
+private:
+    FILE* file_;
+    int error_ = 0;
+};
+
+bool add_header(get_options& options, const char* line) {
+    if (line == nullptr)
+        return false;
+    const char* const before = options.headers ? options.headers.get() : "";
+    options.headers.reset(ombrel_alloc_sprintf("%s%s%s", before, *before != '\0' ? "\n" : "", line));
+    return static_cast<bool>(options.headers);
+}
+
+bool is_number(const char* text) {
+    return text != nullptr && *text != '\0' && strspn(text, "0123456789") == strlen(text) &&
+           strlen(text) <= 6;
+}
+
+bool read_options(option_walk& arguments, get_options& options) {
+    bool good = true;
+    while (good && arguments.next()) {
+        if (arguments.is('v', "verbose"))
+            options.verbose = true;
+        else if (arguments.takes('o', "output"))
+            good = (options.output = arguments.value()) != nullptr;
+        else if (arguments.takes('H', "header"))
+            good = add_header(options, arguments.value());
+        else if (arguments.takes('t', "timeout"))
+            good = is_number(options.seconds = arguments.value());
+        else
+            good = false;
+    }
+    if (!good || arguments.operand_count() != 1)
+        return false;
+    options.uri = arguments.operand(0);
+    return true;
+}
+
+bool open_stream(const context& from, const get_options& options) {
+    const int ctx = from.handle();
+    if (options.headers && ombrel_ctx_set_option(ctx, "httpheader", options.headers.get()) != 0)
+        return false;
+    if (options.seconds != nullptr &&
+        ombrel_ctx_set_option_fstring(ctx, "timeout", "%s000", options.seconds) != 0)
+        return false;
+    if (options.verbose && ombrel_ctx_set_option(ctx, "verbose", "1") != 0)
+        return false;
+    return ombrel_open_ctx_stream(ctx, options.uri, "rb", 0) == 0;
+}
+
+bool copy(const context& from, const get_options& options, sink& to) {
+    const heap_ptr<char> block(
+        static_cast<char*>(ombrel_alloc_tag(input_block_size, "ombrel_multicall_get", __LINE__)));
+    if (!block) {
+        complain("get", options.uri, strerror(ENOMEM));
+        return false;
+    }
+    int got;
+    while ((got = ombrel_ctx_read(from.handle(), block.get(), input_block_size)) > 0)
+        if (!to.put(block.get(), static_cast<size_t>(got)))
+            break;
+    if (got < 0)
+        complain("get", options.uri, from.error());
+    return got == 0;
+}
+
+bool get(const get_options& options) {
+    const context from;
+    if (!open_stream(from, options)) {
+        complain("get", options.uri, from.error());
+        return false;
+    }
+    sink to(options.output);
+    const char* const name = options.output != nullptr ? options.output : "standard output";
+    if (!to.is_open()) {
+        complain("get", name, strerror(errno));
+        return false;
+    }
+    const bool copied = copy(from, options, to);
+    if (to.close())
+        return copied;
+    complain("get", name, strerror(to.error()));
+    return false;
+}
+
+} // namespace
+
+int run_get(int argc, char** argv) {
+    option_walk arguments(argc, argv);
+    get_options options;
+    if (!read_options(arguments, options))
+        return ombrel_refuse_multicall_arguments(ombrel_find_multicall_command("get"));
+    return get(options) ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
+}
+
+} // namespace ombrel::plugin

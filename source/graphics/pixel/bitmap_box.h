@@ -1,0 +1,31 @@
+// Rectangles of pixels put from one bitmap upon another.
+#pragma once
+
+#include <ombrel/bitmap.h>
+
+#include "graphics/window/fbmap_internal.h"
+
+namespace ombrel::graphics {
+
+unsigned depth_of(const ombrel_bitmap_t& bitmap);
+
+/// Where a row of a valid bitmap begins.
+unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row);
+
+/// Whether the bitmap has pixels, and its rows lie within its memory.
+bool is_valid(const ombrel_bitmap_t& bitmap);
+
+struct box_outcome {
+    bool supported;             ///< whether both depths are
+    fbmap::rectangle touched{}; ///< what was written to
+};
+
+/// Puts the source rectangle of one bitmap upon the target rectangle of another, which may have another size.
+/// Both are cut to their bitmaps; they may lie anywhere. Bitmaps that are not valid are not touched.
+box_outcome put_box(const ombrel_bitmap_t& to, const fbmap::rectangle& target, const ombrel_bitmap_t& from,
+                    const fbmap::rectangle& source, uint32_t mode);
+
+/// The result of a function that did this: 0 or -1. Reports what is not supported.
+int result_of(const box_outcome& outcome, const fbmap::place& where);
+
+} // namespace ombrel::graphics

@@ -1,0 +1,24 @@
+// The kernels that every processor runs.
+#pragma once
+
+#include "graphics/pixel/kernels/kernels.h"
+
+namespace ombrel::graphics {
+
+void fill16_plain(const fill_area& area, uint32_t color);
+void fill24_plain(const fill_area& area, uint32_t color);
+void fill32_plain(const fill_area& area, uint32_t color);
+
+void copy_plain(const copy_area& area);
+
+void widen_plain(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
+void narrow_plain(unsigned char* to, const unsigned char* from, size_t count);
+
+void glyph8_plain(const glyph_area& area, const glyph_colors& colors);
+void glyph16_plain(const glyph_area& area, const glyph_colors& colors);
+void glyph24_plain(const glyph_area& area, const glyph_colors& colors);
+void glyph32_plain(const glyph_area& area, const glyph_colors& colors);
+
+void blend_plain(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
+
+} // namespace ombrel::graphics

@@ -1,0 +1,24 @@
+// The kernels for x86 processors, 64-bit and 32-bit. The names say what they need.
+#pragma once
+
+#if defined(__x86_64__) || defined(__i386__)
+#define OMBREL_X86_GRAPHICS 1
+
+#include "graphics/pixel/kernels/kernels.h"
+
+namespace ombrel::graphics {
+
+void fill16_avx2(const fill_area& area, uint32_t color);
+void fill32_avx2(const fill_area& area, uint32_t color);
+void copy_avx2(const copy_area& area);
+void widen_avx2(unsigned char* to, const unsigned char* from, size_t count, uint32_t top);
+void narrow_avx2(unsigned char* to, const unsigned char* from, size_t count);
+
+void glyph16_avx2(const glyph_area& area, const glyph_colors& colors);
+void glyph32_avx2(const glyph_area& area, const glyph_colors& colors);
+
+void blend_avx2(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
+void blend_ssse3(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
+
+} // namespace ombrel::graphics
+#endif

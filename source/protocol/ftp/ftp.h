@@ -1,0 +1,85 @@
+// An FTP client (RFC 959, RFC 2428) that streams one file in image type over passive connections.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "protocol/ftp/ftp_control.h"
+#include "protocol/transfer_error.h"
+
+namespace ombrel::protocol {
+
+enum class ftp_direction { retrieve, store, append };
+
+/// What to transfer and how.
+struct ftp_request {
+    const char* host = nullptr;
+    int port = 21;
+    const char* user = nullptr;     ///< null: an anonymous user
+    const char* password = nullptr; ///< null: none, or what anonymous users give
+    const char* path = nullptr;     ///< as the server is to see it; relative to the user's directory
+    ftp_direction direction = ftp_direction::retrieve;
+    uint64_t offset = 0;  ///< where the transfer begins; not for append
+    int limit_ms = 30000; ///< for each step of the dialogue; negative for no limit
+};
+
+/// One file. Nothing of it is held in memory.
+///
+/// Trivially copyable, so that a record on the heap can hold it; close() is to be called by hand, once for
+/// each open() whether that succeeded or not. One thread uses it at a time.
+class ftp_client {
+public:
+    /// Connects, logs in, asks for the size and begins the transfer.
+    bool open(const ftp_request& request);
+
+    /// Waits until read() or write() can do something without waiting.
+    /// @param timeout_ms negative for no limit
+    /// @return 1 when it can (at the end of the file too), 0 when the time ran out, -1 after a failure
+    int wait(int timeout_ms);
+
+    /// The end counts when the server has confirmed it, and when as much has come as the server told before.
+    /// @return bytes, 0 at the end, -1 after a failure, transfer_waited
+    ptrdiff_t read(void* buffer, size_t size, int timeout_ms);
+
+    /// @return bytes taken, which may be fewer; -1 after a failure; transfer_waited
+    ptrdiff_t write(const void* data, size_t size, int timeout_ms);
+
+    /// Ends the transfer and begins it again at another place of the file. Not for append.
+    bool restart(uint64_t offset);
+
+    /// Waits until the server confirms what was written; a file that was not read to its end is left.
+    /// False when a failure, now or before, kept the file from being transferred.
+    bool close();
+
+    /// Bytes of the file when it was opened, where the server told them.
+    std::optional<uint64_t> size() const { return size_; }
+    const transfer_error& error() const { return error_; }
+
+private:
+    bool log_in(const ftp_request& request);
+    void ask_size();
+    bool begin(uint64_t offset);
+    bool open_passive();
+    bool ask_passive(const deadline& limit, int& port);
+    bool command(std::string_view verb, std::string_view argument);
+    bool end_transfer();
+    bool finish();
+    bool has_come_whole();
+    void abandon();
+    void close_data();
+    bool lose_data();
+
+    ftp_control control_;
+    int data_ = -1;
+    int limit_ms_ = 0;
+    ftp_direction direction_ = ftp_direction::retrieve;
+    bool extended_ = true;      ///< EPSV has not been refused
+    bool transferring_ = false; ///< the server still has to say how the transfer ended
+    char* path_ = nullptr;
+    std::optional<uint64_t> size_;
+    uint64_t position_ = 0; ///< of the next byte to come
+    transfer_error error_;
+};
+
+} // namespace ombrel::protocol

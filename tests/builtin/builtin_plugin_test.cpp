@@ -1,0 +1,203 @@
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <ombrel/builtin_plugin.h>
+#include <ombrel/ctx_interface.h>
+#include <ombrel/short_lock.h>
+
+#include "builtin/stream_support.h"
+#include "plugin/probe_library.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+class BuiltinPluginTest : public stream_test {};
+
+bool is_loaded(const std::string& name) {
+    for (const ombrel_plugin_t* one = ombrel_get_plugin_info(); one != nullptr; one = one->m_next) {
+        if (name == one->m_name)
+            return true;
+    }
+    return false;
+}
+
+TEST_F(BuiltinPluginTest, gives_its_table) {
+    const char* hint = nullptr;
+    const void* address = nullptr;
+    size_t size = 0;
+    EXPECT_EQ(-1, ombrel_plugin_initialize_builtin_plugin(&hint, nullptr, &size));
+    EXPECT_EQ(-1, ombrel_plugin_initialize_builtin_plugin(&hint, &address, nullptr));
+    ASSERT_EQ(0, ombrel_plugin_initialize_builtin_plugin(&hint, &address, &size));
+    EXPECT_EQ(0, ombrel_plugin_uninitialize_builtin_plugin());
+    EXPECT_STREQ("application/tuk_base;application/tuk_stream*;application/tuk_fb;application/tuk_linuxfb;"
+                 "application/tuk_windows_dib;application/tuk_multicall*",
+                 hint);
+    const auto* const table = static_cast<const ombrel_ctx0_v1_interface_t*>(address);
+    EXPECT_EQ(sizeof *table, size);
+    EXPECT_EQ(size, table->m_v0.m_size);
+    EXPECT_EQ(1u, table->m_v0.m_version);
+    EXPECT_NE(nullptr, table->m_v0.m_main);
+}
+
+TEST_F(BuiltinPluginTest, tells_the_kind_of_a_context) {
+    const struct {
+        const char* mime_type;
+        intptr_t kind;
+    } cases[] = {{"application/tuk_base", 0},     {"application/tuk_multicall", 1},
+                 {"application/tuk_stream", 100}, {"application/tuk_stream_file", 101},
+                 {"application/tuk_fb", 200},     {"application/TUK_fb", -1}};
+    for (const auto& one : cases) {
+        const bool is_multicall = one.kind == 1;
+        const stream s(is_multicall ? "cat" : "/dev/null", "r", {}, one.mime_type);
+        EXPECT_EQ(one.kind, ombrel_ctx_get_plugin_descriptor(s.handle())) << one.mime_type;
+    }
+}
+
+TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {
+    const stream s("", "r", {}, "application/tuk_base");
+    EXPECT_TRUE(s.is_open());
+    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+}
+
+TEST_F(BuiltinPluginTest, a_wrong_record_is_reported_under_the_function_that_was_called) {
+    const stream s("/dev/null", "r");
+    constexpr uint32_t code = def_ombrel_stream_control_get_timeout;
+    ombrel_stream_timeout_t record;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), code, &record, size_t{1}));
+    EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "get_timeout", &record, size_t{1}));
+    EXPECT_EQ(-1, ombrel_ctx_bcontrol(s.handle(), code, nullptr, size_t{0}, &record, size_t{1}));
+    const std::string report = testing::internal::GetCapturedStderr();
+    for (const char* function : {"ombrel_ctx_control:", "ombrel_ctx_xcontrol:", "ombrel_ctx_bcontrol:"})
+        EXPECT_NE(std::string::npos, report.find(std::string("ASSERT:source/builtin_plugin:") + function))
+            << report;
+}
+
+TEST_F(BuiltinPluginTest, nothing_is_read_and_written_where_something_could_be) {
+    const struct {
+        const char *source, *mode, *mime_type;
+        int read, write;
+    } cases[] = {{"/dev/null", "r", "application/tuk_stream", 0, -1},
+                 {"/dev/null", "w", "application/tuk_stream", -1, 0},
+                 {"/dev/null", "r+", "application/tuk_stream", 0, 0},
+                 {"pipe:true", "r", "application/tuk_stream", 0, -1},
+                 {"udp://127.0.0.1:9", "w", "application/tuk_stream", 0, 0},
+                 {"", "r", "application/tuk_multicall", -1, -1}};
+    for (const auto& one : cases) {
+        const stream s(one.source, one.mode, {}, one.mime_type);
+        EXPECT_EQ(one.read, ombrel_ctx_read(s.handle(), nullptr, 0)) << one.source;
+        EXPECT_EQ(one.read == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+        ombrel_ctx_set_last_error(s.handle(), 0);
+        EXPECT_EQ(one.write, ombrel_ctx_puts(s.handle(), "")) << one.source;
+        EXPECT_EQ(one.write == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+    }
+}
+
+TEST_F(BuiltinPluginTest, formatted_texts_may_be_long) {
+    const std::string text(100000, 'x');
+    const stream s("/dev/null", "w");
+    EXPECT_EQ(100003, ombrel_ctx_printf(s.handle(), "%s%d", text.c_str(), 123));
+    EXPECT_EQ(0, ombrel_ctx_set_option_fstring(s.handle(), "name", "%s", text.c_str()));
+    EXPECT_EQ(text, ombrel_ctx_get_option(s.handle(), "name"));
+}
+
+TEST_F(BuiltinPluginTest, a_want_of_descriptors_has_its_own_error) {
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int next = dup(0);
+    close(next);
+    const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
+    for (const char* source : {"/dev/null", "fd:0", "pipe:true", "tcp://127.0.0.1:1", "udp://127.0.0.1:9"}) {
+        setrlimit(RLIMIT_NOFILE, &none);
+        const stream s(source, "r");
+        setrlimit(RLIMIT_NOFILE, &before);
+        EXPECT_EQ(def_ombrel_ctx_error_no_descriptor, s.error()) << source;
+    }
+}
+
+/// A probe where auto-loading looks, or nothing there yet.
+class installed_probe : no_copy {
+public:
+    installed_probe() {
+        EXPECT_NE(nullptr, mkdtemp(directory_));
+        path_ = std::string(directory_) + "/" + name;
+        setenv("OMBREL_PLUGIN_PATH", (std::string("/nowhere:") + directory_).c_str(), 1);
+    }
+    ~installed_probe() {
+        unsetenv("OMBREL_PLUGIN_PATH");
+        unlink(path_.c_str());
+        rmdir(directory_);
+    }
+    void install() { EXPECT_EQ(0, symlink(module_path("probe_a").c_str(), path_.c_str())); }
+
+    static constexpr char name[] = "ombrel_plugin_curl.so";
+
+private:
+    char directory_[sizeof "/tmp/ombrel_plugins_XXXXXX"] = "/tmp/ombrel_plugins_XXXXXX";
+    std::string path_;
+};
+
+TEST_F(BuiltinPluginTest, brings_another_where_it_is_installed) {
+    installed_probe installed;
+    for (const bool is_there : {false, true, true}) {
+        const int first = ombrel_new_ctx(), second = ombrel_new_ctx();
+        EXPECT_EQ(is_there, is_loaded(installed.name));
+        ombrel_destroy_ctx(first);
+        EXPECT_EQ(is_there, is_loaded(installed.name)) << "while a context is there";
+        ombrel_destroy_ctx(second);
+        EXPECT_FALSE(is_loaded(installed.name));
+        if (!is_there)
+            installed.install();
+    }
+}
+
+TEST_F(BuiltinPluginTest, asks_the_loader_once_for_what_is_nowhere) {
+    const installed_probe nothing;
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    ombrel_dl_error();
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    EXPECT_EQ(nullptr, ombrel_dl_error()) << "it has been asked again";
+}
+
+TEST_F(BuiltinPluginTest, what_it_brings_may_use_contexts) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a");
+    probe->makes_ctx = 1;
+    ombrel_destroy_ctx(ombrel_new_ctx());
+    const void* table;
+    size_t size;
+    EXPECT_EQ(0, ombrel_plugin_initialize_builtin_plugin(nullptr, &table, &size));
+    EXPECT_EQ(0, ombrel_plugin_uninitialize_builtin_plugin());
+    EXPECT_EQ(2, probe->initialized);
+    EXPECT_EQ(2, probe->uninitialized);
+    EXPECT_EQ(4, probe->opened);
+    EXPECT_EQ(4, probe->closed);
+}
+
+TEST_F(BuiltinPluginTest, opening_waits_for_what_another_thread_brings) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a");
+    PROBE_WRITE(probe->gate, 1);
+    std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
+    while (PROBE_READ(probe->entered) == 0)
+        ombrel_load_balance_short();
+    const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "application/tuk_base")) << "what needs nothing of it does not wait";
+    ombrel_close_ctx(ctx);
+    std::thread opening([=] { EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text")); });
+    ombrel_load_balance(); // so that it is there as a rule
+    PROBE_WRITE(probe->gate, 0);
+    opening.join();
+    first.join();
+    ombrel_destroy_ctx(ctx);
+}
+
+} // namespace

@@ -1,0 +1,96 @@
+#include "crypto/cipher_support.h"
+
+#include "crypto/aes_kernel.h"
+#include "platform/processor.h"
+
+using namespace ombrel_test;
+using namespace ombrel;
+
+namespace {
+
+constexpr const char key_128[] = "2b7e151628aed2a6abf7158809cf4f3c";
+constexpr const char key_192[] = "8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b";
+constexpr const char key_256[] = "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4";
+
+} // namespace
+
+TEST(aes, fips_197_examples) {
+    constexpr const char plain[] = "00112233445566778899aabbccddeeff";
+    const ecb_example examples[] = {
+        {"aes128", "000102030405060708090a0b0c0d0e0f", plain, "69c4e0d86a7b0430d8cdb78070b4c55a"},
+        {"aes192", "000102030405060708090a0b0c0d0e0f1011121314151617", plain,
+         "dda97ca4864cdfe06eaf70a0ec0d7191"},
+        {"aes256", "000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f", plain,
+         "8ea2b7ca516745bfeafc49904b496089"},
+    };
+    for (const ecb_example& example : examples)
+        expect_ecb(example);
+}
+
+TEST(aes, keys_expand_as_in_fips_197) {
+    const struct {
+        const char *cipher, *key, *last;
+    } examples[] = {
+        {"aes128", key_128, "d014f9a8c9ee2589e13f0cc8b6630ca6"},
+        {"aes192", key_192, "e98ba06f448c773c8ecc720401002202"},
+        {"aes256", key_256, "fe4890d1e6188d0b046df344706c631e"},
+    };
+    for (const auto& example : examples) {
+        const byte_string key = from_hex(example.key), keys = find_cipher(example.cipher).round_key(key);
+        EXPECT_EQ(byte_string(keys.begin(), keys.begin() + static_cast<ptrdiff_t>(key.size())), key);
+        EXPECT_EQ(byte_string(keys.end() - 16, keys.end()), from_hex(example.last));
+    }
+}
+
+TEST(aes, sp_800_38a_cfb8_examples) {
+    const struct {
+        const char *cipher, *key, *coded;
+    } examples[] = {
+        {"aes128", key_128, "3b79424c9c0dd436bace9e0ed4586a4f32b9"},
+        {"aes192", key_192, "cda2521ef0a905ca44cd057cbf0d47a0678a"},
+        {"aes256", key_256, "dc1f1a8520a64db55fcc8ac554844e889700"},
+    };
+    const byte_string plain = from_hex("6bc1bee22e409f96e93d7e117393172aae2d");
+    for (const auto& example : examples) {
+        const cipher& c = find_cipher(example.cipher);
+        const byte_string keys = c.round_key(from_hex(example.key));
+        byte_string data = plain, iv = from_hex("000102030405060708090a0b0c0d0e0f");
+        c.encrypt_cfb8(data.data(), data.size(), keys.data(), iv.data());
+        EXPECT_EQ(data, from_hex(example.coded));
+        iv = from_hex("000102030405060708090a0b0c0d0e0f");
+        c.decrypt_cfb8(data.data(), data.size(), keys.data(), iv.data());
+        EXPECT_EQ(data, plain);
+    }
+}
+
+// The library uses one of the kernels; all of them must give the same bytes.
+TEST(aes, kernels_agree_with_the_plain_one) {
+    byte_source source;
+    const crypto::aes_kernel& plain = crypto::aes_plain;
+    for (const auto& candidate : crypto::aes_kernels) {
+        if ((candidate.needs & ~platform::processor_features()) != 0)
+            continue;
+        const crypto::aes_kernel* const kernel = candidate.run;
+        SCOPED_TRACE(candidate.name);
+        for (int turn = 0; turn < 150; ++turn) {
+            const byte_string keys = source.bytes(240);
+            const crypto::aes_key key{keys.data(), 10 + 2 * static_cast<unsigned>(source.number(3))};
+            const size_t shift = source.number(17), blocks = source.number(70);
+            const byte_string start = source.bytes(shift + 16 * blocks), start_iv = source.bytes(16);
+            for (const auto work : {&crypto::aes_kernel::encrypt_ecb, &crypto::aes_kernel::decrypt_ecb}) {
+                byte_string expected = start, data = start;
+                (plain.*work)(key, expected.data() + shift, blocks);
+                (kernel->*work)(key, data.data() + shift, blocks);
+                EXPECT_EQ(data, expected) << blocks << " blocks at " << shift;
+            }
+            for (const auto work : {&crypto::aes_kernel::encrypt_cfb8, &crypto::aes_kernel::decrypt_cfb8,
+                                    &crypto::aes_kernel::run_ofb8}) {
+                byte_string expected = start, data = start, expected_iv = start_iv, iv = start_iv;
+                (plain.*work)(key, expected.data() + shift, blocks, expected_iv.data());
+                (kernel->*work)(key, data.data() + shift, blocks, iv.data());
+                EXPECT_EQ(data, expected) << blocks << " bytes at " << shift;
+                EXPECT_EQ(iv, expected_iv);
+            }
+        }
+    }
+}

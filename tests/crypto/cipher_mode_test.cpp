@@ -1,0 +1,185 @@
+#include "crypto/cipher_support.h"
+
+#include <cstring>
+
+#include <ombrel/heap.h>
+
+#include "support/heap_balance.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+// A cipher of any block size that is no more than different for each key, place and byte.
+void* toy_ecb(void* data, size_t size, const void* round_key) {
+    auto* bytes = static_cast<uint8_t*>(data);
+    uint8_t carry = *static_cast<const uint8_t*>(round_key);
+    for (size_t i = size; i-- > 0;)
+        bytes[i] = carry = static_cast<uint8_t>(bytes[i] * 5 + carry + i);
+    return data;
+}
+
+const char* newest_tag = nullptr;
+void* noting_ecb(void* data, size_t size, const void* round_key) {
+    ombrel_get_alloc_list(
+        1, [](const ombrel_heap_block_t* block, void*) { return newest_tag = block->m_tag, 0; }, nullptr);
+    return toy_ecb(data, size, round_key);
+}
+
+// CFB-8 by its definition.
+void feed_back(bool encrypt, size_t block_size, byte_string& data, const void* key, byte_string& iv) {
+    for (uint8_t& byte : data) {
+        byte_string work = iv;
+        toy_ecb(work.data(), block_size, key);
+        const uint8_t before = byte;
+        byte ^= work[0];
+        iv.erase(iv.begin());
+        iv.push_back(encrypt ? byte : before);
+    }
+}
+
+struct mode_pair {
+    const char* name;
+    mode_function cipher::*own;
+    void* (*generic)(ombrel_ecb_t, size_t, void*, size_t, const void*, void*);
+};
+const mode_pair modes[] = {
+    {"encrypt_cfb8", &cipher::encrypt_cfb8, ombrel_encrypt_mode_cfb8},
+    {"decrypt_cfb8", &cipher::decrypt_cfb8, ombrel_decrypt_mode_cfb8},
+    {"encrypt_ofb8", &cipher::encrypt_ofb8, ombrel_encrypt_mode_ofb8},
+    {"decrypt_ofb8", &cipher::decrypt_ofb8, ombrel_decrypt_mode_ofb8},
+};
+
+} // namespace
+
+using cipher_mode = balanced_test;
+
+TEST_F(cipher_mode, cfb8_over_any_block_size) {
+    byte_source source;
+    for (const size_t block_size : {1u, 2u, 8u, 32u, 33u, 500u}) {
+        SCOPED_TRACE(block_size);
+        const byte_string key = source.bytes(1), plain = source.bytes(700), start = source.bytes(block_size);
+        byte_string expected = plain, expected_iv = start, data = plain, iv = start;
+        feed_back(true, block_size, expected, key.data(), expected_iv);
+        EXPECT_EQ(
+            ombrel_encrypt_mode_cfb8(toy_ecb, block_size, data.data(), data.size(), key.data(), iv.data()),
+            data.data());
+        EXPECT_EQ(data, expected);
+        EXPECT_EQ(iv, expected_iv);
+        iv = start;
+        ombrel_decrypt_mode_cfb8(toy_ecb, block_size, data.data(), data.size(), key.data(), iv.data());
+        EXPECT_EQ(data, plain);
+        EXPECT_EQ(iv, expected_iv);
+    }
+}
+
+TEST_F(cipher_mode, ofb8_feeds_the_whole_block_back) {
+    byte_source source;
+    const byte_string key = source.bytes(1), plain = source.bytes(100), start = source.bytes(40);
+    byte_string data = plain, iv = start, model = start;
+    ombrel_encrypt_mode_ofb8(toy_ecb, iv.size(), data.data(), data.size(), key.data(), iv.data());
+    for (size_t i = 0; i < plain.size(); ++i) {
+        toy_ecb(model.data(), model.size(), key.data());
+        EXPECT_EQ(data[i], plain[i] ^ model[0]);
+    }
+    EXPECT_EQ(iv, model);
+}
+
+TEST_F(cipher_mode, large_work_block_carries_the_name_of_its_driver) {
+    byte_string data(1), key(1), iv(33);
+    ombrel_encrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
+    EXPECT_STREQ(newest_tag, "ombrel_encrypt_mode_cfb8");
+    ombrel_decrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
+    EXPECT_STREQ(newest_tag, "ombrel_decrypt_mode_cfb8");
+}
+
+TEST_F(cipher_mode, own_forms_give_what_the_drivers_give_in_any_pieces) {
+    byte_source source;
+    for (const cipher& c : ciphers)
+        for (const mode_pair& mode : modes) {
+            SCOPED_TRACE(std::string(c.name) + " " + mode.name);
+            byte_string keys = c.round_key(source.bytes(c.key_size));
+            keys.insert(keys.begin(), 0); // an odd address
+            const byte_string plain = source.bytes(400), start = source.bytes(c.block_size);
+            byte_string expected = plain, expected_iv = start, data = plain, iv = start;
+            mode.generic(c.encrypt_ecb, c.block_size, expected.data(), expected.size(), keys.data() + 1,
+                         expected_iv.data());
+            for (size_t at = 0, part; at < data.size(); at += part) {
+                part = std::min(data.size() - at, source.number(50));
+                EXPECT_EQ((c.*mode.own)(data.data() + at, part, keys.data() + 1, iv.data()),
+                          data.data() + at);
+            }
+            EXPECT_EQ(data, expected);
+            EXPECT_EQ(iv, expected_iv);
+        }
+}
+
+TEST_F(cipher_mode, modes_undo_each_other) {
+    byte_source source;
+    for (const cipher& c : ciphers) {
+        const byte_string keys = c.round_key(source.bytes(c.key_size)), plain = source.bytes(333),
+                          start = source.bytes(c.block_size);
+        byte_string data = plain, iv = start;
+        c.encrypt_cfb8(data.data(), data.size(), keys.data(), iv.data());
+        c.decrypt_cfb8(data.data(), data.size(), keys.data(), (iv = start).data());
+        EXPECT_EQ(data, plain) << c.name;
+        c.encrypt_ofb8(data.data(), data.size(), keys.data(), (iv = start).data());
+        c.encrypt_ofb8(data.data(), data.size(), keys.data(), (iv = start).data());
+        EXPECT_EQ(data, plain) << c.name;
+    }
+}
+
+// Any number of blocks gives each the same as alone, at any address, and nothing beyond them changes.
+TEST_F(cipher_mode, ecb_works_block_by_block_and_leaves_the_rest) {
+    byte_source source;
+    for (const cipher& c : ciphers)
+        for (size_t size = 0; size < 20 * c.block_size; size += 1 + source.number(c.block_size)) {
+            SCOPED_TRACE(std::string(c.name) + " " + std::to_string(size));
+            const byte_string keys = c.round_key(source.bytes(c.key_size)), plain = source.bytes(size + 3);
+            byte_string expected = plain, data = plain;
+            for (size_t at = 1; at + c.block_size <= size + 1; at += c.block_size)
+                c.encrypt_ecb(expected.data() + at, c.block_size, keys.data());
+            c.encrypt_ecb(data.data() + 1, size, keys.data());
+            EXPECT_EQ(data, expected);
+            c.decrypt_ecb(data.data() + 1, size, keys.data());
+            EXPECT_EQ(data, plain);
+        }
+}
+
+TEST_F(cipher_mode, keys_may_stand_where_their_round_keys_go) {
+    byte_source source;
+    for (const cipher& c : ciphers) {
+        const byte_string key = source.bytes(c.key_size);
+        byte_string buffer(c.round_key_size);
+        std::copy(key.begin(), key.end(), buffer.begin());
+        EXPECT_EQ(c.make_round_key(buffer.data(), buffer.data()), buffer.data());
+        EXPECT_EQ(buffer, c.round_key(key)) << c.name;
+    }
+}
+
+TEST_F(cipher_mode, null_arguments_do_nothing) {
+    byte_string data(32, 'x'), key(32), iv(16, 'v');
+    const byte_string before = data;
+    for (const cipher& c : ciphers) {
+        EXPECT_EQ(c.make_round_key(nullptr, key.data()), nullptr);
+        EXPECT_EQ(c.make_round_key(data.data(), nullptr), nullptr);
+        for (const ombrel_ecb_t ecb : {c.encrypt_ecb, c.decrypt_ecb}) {
+            EXPECT_EQ(ecb(nullptr, 32, key.data()), nullptr);
+            EXPECT_EQ(ecb(data.data(), 32, nullptr), nullptr);
+        }
+        for (const mode_pair& mode : modes) {
+            EXPECT_EQ((c.*mode.own)(nullptr, 32, key.data(), iv.data()), nullptr);
+            EXPECT_EQ((c.*mode.own)(data.data(), 32, nullptr, iv.data()), nullptr);
+            EXPECT_EQ((c.*mode.own)(data.data(), 32, key.data(), nullptr), nullptr);
+        }
+    }
+    for (const mode_pair& mode : modes) {
+        EXPECT_EQ(mode.generic(nullptr, 16, data.data(), 32, key.data(), iv.data()), nullptr);
+        EXPECT_EQ(mode.generic(toy_ecb, 0, data.data(), 32, key.data(), iv.data()), nullptr);
+        EXPECT_EQ(mode.generic(toy_ecb, 16, nullptr, 32, key.data(), iv.data()), nullptr);
+        EXPECT_EQ(mode.generic(toy_ecb, 16, data.data(), 32, key.data(), nullptr), nullptr);
+        EXPECT_EQ(mode.generic(toy_ecb, 16, data.data(), 0, key.data(), iv.data()), data.data());
+    }
+    EXPECT_EQ(data, before);
+    EXPECT_EQ(iv, byte_string(16, 'v'));
+}

@@ -1,0 +1,126 @@
+#include "crypto/kernels/kernels.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/processor.h"
+
+namespace {
+
+using namespace ombrel;
+using namespace ombrel::crypto;
+
+constexpr size_t longest = 5000;
+
+class input {
+public:
+    input() : pool_(longest + 64) {
+        std::generate(pool_.begin(), pool_.end(), [this] { return static_cast<unsigned char>(random_()); });
+    }
+    // Random bytes at any alignment, until the next call. Their block ends with them, so that a sanitizer
+    // sees a kernel that reaches too far.
+    const unsigned char* bytes(size_t size) {
+        const size_t shift = below(64);
+        bytes_ = std::make_unique<unsigned char[]>(shift + size);
+        std::copy_n(pool_.data() + shift, size, bytes_.get() + shift);
+        return bytes_.get() + shift;
+    }
+    size_t below(size_t limit) { return static_cast<size_t>(random_() % limit); }
+    uint64_t word() { return random_(); }
+
+private:
+    std::mt19937_64 random_{20240611};
+    std::vector<unsigned char> pool_;
+    std::unique_ptr<unsigned char[]> bytes_;
+};
+
+template<typename Kernel>
+std::vector<candidate<Kernel>> runnable(std::span<const candidate<Kernel>> list) {
+    const uint32_t features = platform::processor_features();
+    std::vector<candidate<Kernel>> found;
+    std::copy_if(list.begin(), list.end(), std::back_inserter(found),
+                 [&](const candidate<Kernel>& one) { return (one.needs & ~features) == 0; });
+    return found;
+}
+
+template<typename Register>
+Register bitwise(Register polynomial, Register crc, const unsigned char* data, size_t size) {
+    for (size_t i = 0; i < size * 8; i++) {
+        const bool bit = ((crc ^ (data[i / 8] >> (i % 8))) & 1) != 0;
+        crc = static_cast<Register>(crc >> 1 ^ (bit ? polynomial : 0));
+    }
+    return crc;
+}
+
+template<typename Register>
+void check_crc(std::span<const candidate<crc_kernel<Register>>> list, Register polynomial) {
+    input data;
+    for (const auto& kernel : runnable(list))
+        for (size_t round = 0; round < 6000; round++) {
+            // Every short length in turn, then any length.
+            const size_t size = round < 1200 ? round : data.below(longest + 1);
+            const size_t split = data.below(size + 1);
+            const unsigned char* bytes = data.bytes(size);
+            const auto start = static_cast<Register>(data.word());
+            const Register reference =
+                round < 1500 ? bitwise(polynomial, start, bytes, size) : list.back().run(start, bytes, size);
+            ASSERT_EQ(kernel.run(start, bytes, size), reference) << kernel.name << ", " << size << " bytes";
+            ASSERT_EQ(kernel.run(kernel.run(start, bytes, split), bytes + split, size - split), reference)
+                << kernel.name << ", " << size << " bytes, split at " << split;
+        }
+}
+
+TEST(crc_kernels, agree) {
+    check_crc<uint16_t>(all_kernels.crc16_ibm, 0xA001);
+    check_crc<uint16_t>(all_kernels.crc16_ccitt, 0x8408);
+    check_crc<uint32_t>(all_kernels.crc32, 0xEDB88320);
+    check_crc<uint64_t>(all_kernels.crc64, 0xD800000000000000);
+}
+
+void check_blocks(std::span<const candidate<block_kernel>> list) {
+    input data;
+    for (const auto& kernel : runnable(list))
+        for (size_t round = 0; round < 2000; round++) {
+            const size_t count = data.below(longest / 64 + 1), split = data.below(count + 1);
+            const unsigned char* bytes = data.bytes(64 * count);
+            std::array<uint32_t, 8> start;
+            std::generate(start.begin(), start.end(), [&] { return static_cast<uint32_t>(data.word()); });
+            auto plain = start, whole = start, parts = start;
+            list.back().run(plain.data(), bytes, count);
+            kernel.run(whole.data(), bytes, count);
+            kernel.run(parts.data(), bytes, split);
+            kernel.run(parts.data(), bytes + 64 * split, count - split);
+            ASSERT_EQ(whole, plain) << kernel.name << ", " << count << " blocks";
+            ASSERT_EQ(parts, plain) << kernel.name << ", " << count << " blocks, split at " << split;
+        }
+}
+
+TEST(block_kernels, agree) {
+    check_blocks(all_kernels.md5);
+    check_blocks(all_kernels.sha1);
+    check_blocks(all_kernels.sha256);
+}
+
+TEST(kernel_choice, takes_the_first_that_can_run) {
+    const candidate<int> list[] = {{"both", 3, 30}, {"one", 1, 10}, {"plain", 0, 0}};
+    const struct {
+        uint32_t features;
+        int chosen;
+    } cases[] = {{7, 30}, {3, 30}, {1, 10}, {2, 0}, {0, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(choose(std::span<const candidate<int>>(list), c.features), c.chosen) << c.features;
+}
+
+TEST(kernel_choice, can_be_forced_to_the_plain_ones) {
+    for (const char* ordinary : {static_cast<const char*>(nullptr), "", "0"})
+        EXPECT_EQ(features_to_use(ordinary, 5), 5u);
+    for (const char* forced : {"1", "yes", "00"})
+        EXPECT_EQ(features_to_use(forced, 5), 0u) << forced;
+}
+
+} // namespace
