@@ -146,8 +146,8 @@ builtin_ctx* allocate(const opening& wanted, const served_type& type) {
     auto* const ctx = reinterpret_cast<builtin_ctx*>(block);
     char* const mime_copy = block + text_place;
     char* const source_copy = mime_copy + mime_text.size() + 1;
-    mime_text.copy(mime_copy, mime_text.size());
-    source_text.copy(source_copy, source_text.size());
+    put_text(mime_copy, mime_text);
+    put_text(source_copy, source_text);
     ctx->handle = wanted.handle;
     ctx->options = &wanted.options;
     ctx->kind = type.kind;

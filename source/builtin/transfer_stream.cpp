@@ -52,7 +52,7 @@ bool take_parameter(std::string_view& path, std::string_view parameter, std::str
     if (at == path.npos)
         return true;
     const std::string_view found = slice(path, at + 1);
-    if (!found.starts_with(parameter) || !slice(found, parameter.size()).starts_with('='))
+    if (!starts_with(found, parameter) || !slice(found, parameter.size()).starts_with('='))
         return true;
     path = slice(path, 0, at);
     return slice(found, parameter.size() + 1) == value;

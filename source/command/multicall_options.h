@@ -4,6 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "text/slice.h"
+
 namespace ombrel::plugin {
 
 /// Walks the arguments that begin with "-", up to the first that does not or to "--". Letters may cluster,
@@ -27,7 +29,7 @@ public:
 
     /// Whether the present option is one that needs a value.
     bool takes(char letter, std::string_view word) const {
-        return is_word() ? word_.substr(0, word_.find('=')) == word : letter_ == letter;
+        return is_word() ? slice(word_, 0, word_.find('=')) == word : letter_ == letter;
     }
 
     /// The value of the present option; null when there is none.

@@ -16,6 +16,7 @@
 #include "platform/file.h"
 #include "platform/library_loader.h"
 #include "plugin/plugin_registry.h"
+#include "text/slice.h"
 #include "text/word_list.h"
 
 namespace ombrel::plugin {
@@ -66,10 +67,10 @@ bool is_in(std::string_view directory, std::string_view name) {
     // What is too long for this is left to the loader.
     if (size >= sizeof path)
         return true;
-    size_t length = 0;
+    char* to = path;
     for (const std::string_view part : {directory, separator, name})
-        length += part.copy(path + length, part.size());
-    path[length] = '\0';
+        to = put_text(to, part);
+    *to = '\0';
     return platform::file_exists(path);
 }
 
