@@ -61,7 +61,8 @@ OMBREL_API int ombrel_sockaddr_set_port(struct sockaddr* addr, int port);
 
 /**
  * @brief Compares the addresses proper; ports and scopes do not count.
- * @param a, b socket addresses, or null
+ * @param a a socket address, or null
+ * @param b another, or null
  * @return 0 when both are null or both are of one known family with equal addresses, else -1
  */
 OMBREL_API int ombrel_compare_sockaddr_address(const struct sockaddr* a, const struct sockaddr* b);
@@ -102,7 +103,8 @@ OMBREL_API int ombrel_inet6_is_multicast(const struct in6_addr* in6);
 
 /**
  * @brief Compares two IPv6 addresses byte by byte.
- * @param a, b 16 bytes each; null comes before every address
+ * @param a 16 bytes; null comes before every address
+ * @param b 16 bytes, or null likewise
  * @return 0 when they are equal, -1 when `a` comes first, 1 when `b` does
  */
 OMBREL_API int ombrel_in6addr_compare(const struct in6_addr* a, const struct in6_addr* b);

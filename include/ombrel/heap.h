@@ -86,9 +86,9 @@ OMBREL_API void* ombrel_alloc_tag(size_t size, const char* tag, unsigned long li
 
 /**
  * @brief Frees a block.
+ * @param ptr a block of this heap; null is reported, unless the tag is "operator delete"
  * @param tag the calling function; a static string
  * @param line its source line
- * @param ptr a block of this heap; null is reported, unless the tag is "operator delete"
  * @return 0
  */
 OMBREL_API int ombrel_free_tag(void* ptr, const char* tag, unsigned long line);

@@ -50,11 +50,11 @@ typedef int (*ombrel_linked_list_compare_t)(const void* left, const void* right)
 
 /**
  * @brief The last node.
- * @param caller the calling function; a static string
- * @param line its source line
  * @param head        address of the head pointer
  * @param tail        address of the tail pointer, whose value is the answer; null walks the list
  * @param next_offset bytes from a node to its next field
+ * @param caller the calling function; a static string
+ * @param line its source line
  * @return the node; null for an empty list
  */
 OMBREL_API void* ombrel_linked_list_get_tail_tag(const void* head, const void* tail, size_t next_offset,
@@ -67,13 +67,13 @@ OMBREL_API size_t ombrel_linked_list_count_tag(const void* head, size_t next_off
                                                unsigned long line);
 /**
  * @brief Looks for a node.
- * @param caller the calling function; a static string
- * @param line its source line
  * @param head        address of the head pointer
  * @param node        ends the search when it is reached itself; handed to `match`, so that it may be a mere
  * key
  * @param next_offset bytes from a node to its next field
  * @param match       called for each node; null looks for `node` itself alone
+ * @param caller the calling function; a static string
+ * @param line its source line
  * @return the first node that is `node` or that `match` accepts; null when there is none
  */
 OMBREL_API void* ombrel_linked_list_search_tag(const void* head, const void* node, size_t next_offset,

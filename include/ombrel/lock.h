@@ -99,9 +99,9 @@ OMBREL_API int ombrel_uninit_lock_tag(ombrel_lock_t* lock, const char* tag, unsi
 
 /**
  * @brief ombrel_uninit_lock_tag(), and frees a lock that ombrel_new_lock_tag() allocated.
+ * @param lock the lock; null is accepted
  * @param tag the calling function; a static string
  * @param line its source line
- * @param lock the lock; null is accepted
  * @return 0
  */
 OMBREL_API int ombrel_free_lock_tag(ombrel_lock_t* lock, const char* tag, unsigned long line);

@@ -63,9 +63,9 @@ OMBREL_API int ombrel_uninit_lock_condition_tag(ombrel_lock_condition_t* conditi
 
 /**
  * @brief ombrel_uninit_lock_condition_tag(), and frees a condition of ombrel_new_lock_condition_tag().
+ * @param condition the condition; null is accepted
  * @param tag the calling function; a static string
  * @param line its source line
- * @param condition the condition; null is accepted
  * @return 0
  */
 OMBREL_API int ombrel_free_lock_condition_tag(ombrel_lock_condition_t* condition, const char* tag,

@@ -25,6 +25,7 @@ OMBREL_BEGIN_C
  * @param interface_index the interface's index, or 0
  * @param interface_name  the interface's name, or null
  * @param join            nonzero joins, 0 leaves
+ * @return 0 or -1
  */
 OMBREL_API int ombrel_multicast_join(int s, const struct sockaddr* group_addr, uint32_t interface_index,
                                      const char* interface_name, int join);
@@ -32,11 +33,12 @@ OMBREL_API int ombrel_multicast_join(int s, const struct sockaddr* group_addr, u
 /**
  * @brief Joins or leaves a group for one sender on one interface.
  * @param s the socket
- * @param interface_index the interface, 0 for none named
- * @param interface_name its name, or null
  * @param group  the group
  * @param source the sender, of the group's family; null acts as ombrel_multicast_join()
+ * @param interface_index the interface, 0 for none named
+ * @param interface_name its name, or null
  * @param join   nonzero joins, 0 leaves
+ * @return 0 or -1
  */
 OMBREL_API int ombrel_multicast_join_source_group(int s, const struct sockaddr* group,
                                                   const struct sockaddr* source, uint32_t interface_index,
@@ -45,11 +47,12 @@ OMBREL_API int ombrel_multicast_join_source_group(int s, const struct sockaddr* 
 /**
  * @brief Shuts out one sender of a joined group on one interface, or lets it in again.
  * @param s the socket
- * @param interface_index the interface, 0 for none named
- * @param interface_name its name, or null
  * @param group  the group
  * @param source the sender, of the group's family; required
+ * @param interface_index the interface, 0 for none named
+ * @param interface_name its name, or null
  * @param block  nonzero blocks, 0 unblocks
+ * @return 0 or -1
  */
 OMBREL_API int ombrel_multicast_block_source_group(int s, const struct sockaddr* group,
                                                    const struct sockaddr* source, uint32_t interface_index,
@@ -78,6 +81,7 @@ OMBREL_API int ombrel_multicast_block_source_all(int s, const struct sockaddr* g
  * @param group_in4     the group
  * @param interface_in4 the interface's address; null acts as ombrel_multicast_join_all()
  * @param join          nonzero joins, 0 leaves
+ * @return 0 or -1
  */
 OMBREL_API int ombrel_inet_multicast_join(int s, const struct in_addr* group_in4,
                                           const struct in_addr* interface_in4, int join);
@@ -89,6 +93,7 @@ OMBREL_API int ombrel_inet_multicast_join(int s, const struct in_addr* group_in4
  * @param interface_index the interface's index, 0 for the system's choice; -1 acts as
  *                        ombrel_multicast_join_all()
  * @param join            nonzero joins, 0 leaves
+ * @return 0 or -1
  */
 OMBREL_API int ombrel_inet6_multicast_join(int s, const struct in6_addr* group_in6, int interface_index,
                                            int join);

@@ -28,11 +28,11 @@ OMBREL_API char* ombrel_replace_all_string(char* s, const char* old_string, cons
 
 /**
  * @brief Replaces into a new string of exactly the size needed.
- * @param caller the calling function; a static string
- * @param line its source line
  * @param s          the string to read
  * @param old_string what to look for; null or empty gives a plain duplicate
  * @param new_string what to put there; null deletes
+ * @param caller the calling function; a static string
+ * @param line its source line
  * @return the new string; null for a null `s` or when memory runs out
  */
 OMBREL_API char* ombrel_replace_all_string_alloc_tag(const char* s, const char* old_string,
@@ -41,11 +41,11 @@ OMBREL_API char* ombrel_replace_all_string_alloc_tag(const char* s, const char* 
 
 /**
  * @brief Replaces and consumes the string.
- * @param caller the calling function; a static string
- * @param line its source line
  * @param s          a string of the tagged heap; `old_string` and `new_string` must not point into it
  * @param old_string what to look for
  * @param new_string what to put there; null deletes
+ * @param caller the calling function; a static string
+ * @param line its source line
  * @return the new string, `s` being freed; `s` itself, unchanged, when there is nothing to replace or memory
  *         runs out
  */

@@ -213,6 +213,7 @@ OMBREL_API int ombrel_context_scanf(ombrel_scan_peek_t peek, ombrel_scan_pop_t p
  * @param s the string; null counts as empty
  * @param format the format
  * @param ap its arguments
+ * @return the fields assigned
  */
 OMBREL_API int ombrel_vsscanf(const char* s, const char* format, va_list ap);
 

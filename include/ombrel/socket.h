@@ -71,8 +71,8 @@ OMBREL_API int ombrel_bind(int s, const struct sockaddr* addr, int size);
 
 /**
  * @brief Waits for connections from now on.
- * @param backlog connections that may wait
  * @param s the socket
+ * @param backlog connections that may wait
  * @return 0 or -1
  */
 OMBREL_API int ombrel_listen(int s, int backlog);
@@ -229,9 +229,10 @@ OMBREL_API int ombrel_recv(int s, void* buf, size_t size, int timeout_ms);
  * @param s the socket
  * @param buf receives the bytes
  * @param size its room in bytes
- * @param timeout_ms milliseconds to wait at most; negative for no limit, 0 looks once
  * @param from      receives the sender's address; may be null
  * @param from_size room in `from`, then the address's size; null when `from` is null
+ * @param timeout_ms milliseconds to wait at most; negative for no limit, 0 looks once
+ * @return as ombrel_recv()
  */
 OMBREL_API int ombrel_recvfrom(int s, void* buf, size_t size, struct sockaddr* from, int* from_size,
                                int timeout_ms);
@@ -255,9 +256,10 @@ OMBREL_API int ombrel_send(int s, const void* buf, size_t size, int timeout_ms);
  * @param s the socket
  * @param buf the bytes
  * @param size their number
- * @param timeout_ms milliseconds to wait at most; negative for no limit, 0 looks once
  * @param to      the receiver; may be null for a connected socket
  * @param to_size its size in bytes, normalised with ombrel_sockaddr_size()
+ * @param timeout_ms milliseconds to wait at most; negative for no limit, 0 looks once
+ * @return as ombrel_send()
  */
 OMBREL_API int ombrel_sendto(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size,
                              int timeout_ms);

@@ -74,9 +74,9 @@ OMBREL_API int ombrel_reference_spin_lock_tag(ombrel_spin_lock_t* lock, uint32_t
  * @brief Takes a reference, trying for a limited time.
  * @param lock the lock
  * @param mode 1 shared, 2 or 3 exclusive
+ * @param timeout_ms milliseconds; all-ones sets no limit, 0 makes one attempt
  * @param tag the calling function; a static string
  * @param line its source line
- * @param timeout_ms milliseconds; all-ones sets no limit, 0 makes one attempt
  * @return 1 when taken, 0 when the time ran out or for a null lock
  */
 OMBREL_API int ombrel_reference_spin_lock_timeout_tag(ombrel_spin_lock_t* lock, uint32_t mode,

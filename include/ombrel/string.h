@@ -102,10 +102,10 @@ OMBREL_API char* ombrel_strdup_tag(const char* s, const char* caller, unsigned l
 OMBREL_API char* ombrel_strndup_tag(const char* s, size_t n, const char* caller, unsigned long line);
 /**
  * @brief Frees a string and duplicates another.
- * @param caller the calling function; a static string
- * @param line its source line
  * @param old freed first; may be null
  * @param s   the string to copy; must not point into `old`
+ * @param caller the calling function; a static string
+ * @param line its source line
  * @return the copy; null for a null `s` or when memory runs out (`old` is freed all the same)
  */
 OMBREL_API char* ombrel_realloc_strdup_tag(char* old, const char* s, const char* caller, unsigned long line);
