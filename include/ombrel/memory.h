@@ -89,7 +89,7 @@ OMBREL_API int ombrel_is_data_fill(const void* data, size_t bytes, int value);
 /**
  * @brief Compares two blocks with their sizes.
  *
- * A null `b` deliberately equals any `a` of the same size; a null `a` equals a `b` that is all zero.
+ * A null `b` equals, by design, any `a` of the same size; a null `a` equals a `b` that is all zero.
  * @return -1 when the sizes differ, 0 when equal, else non-zero
  */
 OMBREL_API int ombrel_compare_data(const void* a, size_t a_size, const void* b, size_t b_size);

@@ -16,7 +16,7 @@
  * | `\` before another character | that character |
  *
  * A quantifier with nothing before it and a backslash at the very end stand for themselves. A set has no
- * ranges, `[a-z]` has three members, and in it `\s`, `\S` and `\d` are deliberately no classes. An
+ * ranges, `[a-z]` has three members, and in it `\s`, `\S` and `\d` are by design no classes. An
  * alternative or repetition that was chosen is kept: the matcher looks whether the rest of its own sequence
  * matches when it chooses how often to repeat, and does not come back later.
  *
@@ -69,7 +69,7 @@ OMBREL_BEGIN_C
 
 /** Type of a destination: `char` array of `size` bytes; receives the group, terminated. */
 #define def_ombrel_regular_type_string 1
-/** Type of a destination: signed integer of `size` bytes: 4 or 8 (1 and 2 always fail, deliberately). */
+/** Type of a destination: signed integer of `size` bytes: 4 or 8 (1 and 2 always fail, by design). */
 #define def_ombrel_regular_type_integer 2
 
 /** A captured part of the subject. */
@@ -97,8 +97,8 @@ OMBREL_API int ombrel_regular_match(unsigned flags, const char* pattern, const c
  *
  * The variable arguments are three for each group: int type, int size, and a pointer to the destination.
  * The match has 20 slots, so that at most 18 groups can take part in it; one that takes no part is empty.
- * @return 0, or the error of the match, or that of the last group: earlier failures are deliberately
- * overwritten
+ * @return 0, or the error of the match, or that of the last group: earlier failures are overwritten,
+ * by design
  */
 OMBREL_API int ombrel_regular(unsigned flags, const char* pattern, const char* subject, int length, ...);
 

@@ -74,7 +74,7 @@ char* ombrel_decode_percent_string(const char* s) {
     while (*s != '\0') {
         char c = *s++;
         if (c == '%') {
-            // Without a digit behind it a "%" is meant to become a NUL byte.
+            // Without a digit behind it a "%" becomes a NUL byte, by design.
             int value = 0;
             ombrel_scan_atox_limit(ombrel_scan_peek_mem, ombrel_scan_pop_mem, &s, 2, &value, 16);
             c = static_cast<char>(value);

@@ -100,7 +100,7 @@ bool in_list_order(const ombrel_event_t* a, const ombrel_event_t* b) {
 }
 
 // The kinds for which an event's socket is ready, each counted off from what the wait reported: events that
-// share a socket and stand further down the list may find nothing left, on purpose.
+// share a socket and stand further down the list may find nothing left, by design.
 unsigned take_ready_bits(ombrel_event_base_t& base, ombrel_event_t& event) {
     const unsigned ready = event.m_ready;
     set_ready(event, 0);

@@ -87,7 +87,7 @@ bool register_event(ombrel_event_base_t& base, ombrel_event_t& event, int timeou
     if (event.m_priority >= base.m_max_priority)
         log_line(base, severity::warning, function, "s_event->m_priority >= s_base->m_max_priority !");
     const bool makes_socket = is_connect_pending(event) && event.m_resolver_name != nullptr;
-    // An event with neither socket nor time limit fires at the next iteration, on purpose.
+    // An event with neither socket nor time limit fires at the next iteration, by design.
     event.m_timeout = event.m_fd >= 0 || timeout_ms >= 0 || makes_socket ? timeout_ms : 0;
     if (!is_in_loop(event) && !join(base, event, function))
         return false;

@@ -48,7 +48,7 @@ bool is_assigned(const char* function, const ombrel_event_t* event) {
         return false;
     }
     if ((flags_of(*event) & def_ombrel_event_assigned) == 0) {
-        // The line has no closing parenthesis, on purpose.
+        // The line has no closing parenthesis, by design.
         ombrel_error_printf("%s: [ERROR] event is not initialized ! (event=%p\n", function,
                             static_cast<const void*>(event));
         return false;

@@ -40,7 +40,7 @@ struct zero_run {
 };
 
 // The longest run of set bits in every mask of zero groups, the first of equals. A run of one counts: a
-// single zero group is meant to become "::".
+// single zero group becomes "::", by design.
 constexpr std::array<zero_run, 256> make_zero_runs() {
     std::array<zero_run, 256> table{};
     for (unsigned mask = 0; mask < table.size(); mask++) {

@@ -150,7 +150,7 @@ bool add(ombrel_select_t& record, int s, int flags, const char* tag) {
         if ((flags & place.flag) == 0 || contains(set, s))
             continue;
         insert(set, s);
-        // Counted even when the set was full; this is meant.
+        // Counted even when the set was full, by design.
         record.*place.count += 1;
     }
     return true;

@@ -188,7 +188,7 @@ int ombrel_open_udp_socket_ex(int family, const char* address, int port, const c
     const int s = open_first(all, [&](const ombrel_resolver_t& answer) {
         return bind_datagram_socket(answer.m_family, address, port);
     });
-    // The socket is of use without the group, so a join that fails is not reported; this is meant.
+    // The socket is of use without the group, so by design a join that fails is not reported.
     if (s != def_ombrel_invalid_socket && multicast_group != nullptr)
         ombrel_multicast_join_all(s, group.get(), 1);
     return s;

@@ -101,7 +101,7 @@ int fill(int s, void* buffer, size_t size, sender from, int timeout_ms) {
             return -1;
         if (result == 0)
             return count;
-        // The time-out code is added like a length; this is meant.
+        // The time-out code is added like a length, by design.
         count = std::max(count, INT_MIN + 2) + result;
     }
     return count;

@@ -14,7 +14,7 @@ namespace {
 constexpr auto keep_case = [](unsigned char c) { return ombrel::keep_case(c); };
 constexpr auto to_lower = [](unsigned char c) { return ombrel::to_lower(c); };
 
-/// One walk of a pattern along a string; neither index ever goes back, which is meant so.
+/// One walk of a pattern along a string; neither index ever goes back, by design.
 template<typename Fold>
 class pattern_walk {
 public:

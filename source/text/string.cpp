@@ -46,10 +46,6 @@ const char* skip_escape_sequence(const char* s) {
 
 } // namespace
 
-const char* ombrel_check_string(const char* s) {
-    return s != nullptr ? s : "";
-}
-
 const char* ombrel_check_string_ex(const char* s, const char* fallback) {
     return s != nullptr ? s : fallback;
 }

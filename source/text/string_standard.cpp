@@ -12,7 +12,7 @@ void copy_terminated(char* to, const char* from, size_t length) {
     to[length] = '\0';
 }
 
-// One pass over the haystack: after a mismatch the current character is deliberately not tried again as the
+// One pass over the haystack: after a mismatch the current character is by design not tried again as the
 // start of the needle, so that "aab" does not contain "ab".
 template<typename Fold>
 char* find_in_one_pass(const char* haystack, const char* needle, Fold fold) {
@@ -29,6 +29,10 @@ char* find_in_one_pass(const char* haystack, const char* needle, Fold fold) {
 }
 
 } // namespace
+
+const char* ombrel_check_string(const char* s) {
+    return s != nullptr ? s : "";
+}
 
 size_t ombrel_strlen(const char* s) {
     return s != nullptr ? strlen(s) : 0;

@@ -114,7 +114,7 @@ private:
     }
 
     bool add_chunk(unsigned chunk) {
-        // It stays for good, so it is none of the tagged heap's, whose report would call it a leak.
+        // From the C library: a chunk stays for good, and the tagged heap's report would call it a leak.
         auto* slots = static_cast<slot*>(calloc(size_of(chunk), sizeof(slot)));
         if (slots == nullptr)
             return false;

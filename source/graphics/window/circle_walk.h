@@ -24,7 +24,7 @@ constexpr uint64_t ceiling_root(uint64_t value) {
  * y, and then either 2y + 1 to d if d was below 0, or takes 1 from x and adds 2(y - x) + 2 to d. It ends when
  * y passes x.
  *
- * The 2 in the second case is meant, where the midpoint method has 1. With it d is
+ * The 2 in the second case is by design, where the midpoint method has 1. With it d is
  * x² - 2x + radius + (y + 1)² - radius² at every step, so x goes on unchanged exactly if
  * (x - 1)² < radius² - radius + 1 - (y + 1)²: x(y) is the least column whose square is not below
  * radius² - radius + 1 - y². So the walk can be entered at any step, and a circle costs no more than the part
