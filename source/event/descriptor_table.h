@@ -6,7 +6,7 @@
 
 #include <ombrel/event.h>
 
-#include "platform/poll_set.h"
+#include "platform/poll.h"
 
 namespace ombrel {
 

@@ -1,10 +1,9 @@
 #if !defined(OMBREL_PLAIN_POLL)
 
-#include "platform/poll_set.h"
+#include "platform/poll.h"
 
 #include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
 #include <limits.h>
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -70,10 +69,6 @@ watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request
     if (epoll_ctl(set.epoll, operation, descriptor, &event) == 0)
         return watch_result::watched;
     return errno == EPERM ? watch_result::always_ready : watch_result::failed;
-}
-
-bool is_open_descriptor(int descriptor) {
-    return fcntl(descriptor, F_GETFD) >= 0;
 }
 
 void forget_descriptor(poll_set& set, int descriptor) {

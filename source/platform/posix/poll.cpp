@@ -3,12 +3,82 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 
+#include "platform/clock.h"
 #include "platform/posix/poll_kinds.h"
 
 namespace ombrel::platform {
 
 namespace {
+
+/// The time until a limit, in what poll() takes; rounded up, so that a wait never ends early.
+class time_limit {
+public:
+    explicit time_limit(int milliseconds)
+        : milliseconds_(milliseconds),
+          end_(milliseconds > 0 ? monotonic_nanoseconds() + to_nanoseconds(milliseconds) : 0) {}
+
+    int left() const {
+        if (milliseconds_ <= 0)
+            return milliseconds_ < 0 ? -1 : 0;
+        const uint64_t now = monotonic_nanoseconds();
+        return now >= end_ ? 0 : static_cast<int>((end_ - now + 999'999u) / 1'000'000u);
+    }
+
+private:
+    static uint64_t to_nanoseconds(int milliseconds) {
+        return static_cast<uint64_t>(milliseconds) * 1'000'000u;
+    }
+
+    int milliseconds_;
+    uint64_t end_;
+};
+
+/// How long a descriptor with nothing but a hang-up that nobody asked for is left out of the wait.
+constexpr int pause_milliseconds = 5;
+
+int shorter_pause(int left) {
+    return left < 0 ? pause_milliseconds : std::min(left, pause_milliseconds);
+}
+
+/// A record of which poll() takes no notice.
+void set_aside(pollfd& one) {
+    one.fd = ~one.fd;
+    one.revents = 0;
+}
+
+/// Counts the records with something that was asked for; sets the other ones that were reported aside.
+int take_wanted(pollfd* records, size_t count) {
+    int wanted = 0;
+    for (pollfd* one = records; one != records + count; one++) {
+        if (one->revents == 0)
+            continue;
+        if (kinds_at(*one) != 0 || (one->revents & POLLNVAL) != 0)
+            wanted++;
+        else
+            set_aside(*one);
+    }
+    return wanted;
+}
+
+/// The same records as before in the end, whatever was set aside.
+class taking_back {
+public:
+    taking_back(pollfd* records, size_t count) : records_(records), count_(count) {}
+    ~taking_back() { now(); }
+    taking_back(const taking_back&) = delete;
+    taking_back& operator=(const taking_back&) = delete;
+
+    void now() {
+        for (pollfd* one = records_; one != records_ + count_; one++)
+            one->fd = std::max(one->fd, ~one->fd);
+    }
+
+private:
+    pollfd* records_;
+    size_t count_;
+};
 
 bool is_closed(const pollfd& one) {
     return (one.revents & POLLNVAL) != 0;
@@ -24,6 +94,30 @@ int mark_ready(poll_request* requests, const pollfd* found, size_t count) {
 }
 
 } // namespace
+
+bool is_open_descriptor(int descriptor) {
+    return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+int poll_for_kinds(pollfd* records, size_t count, int timeout_milliseconds) {
+    taking_back aside(records, count);
+    const time_limit limit(timeout_milliseconds);
+    int wait = std::max(timeout_milliseconds, -1);
+    while (true) {
+        const int reported = poll(records, static_cast<nfds_t>(count), wait);
+        if (reported < 0)
+            return -1;
+        const int wanted = take_wanted(records, count);
+        const int left = limit.left();
+        if (wanted != 0 || left == 0)
+            return wanted;
+        wait = left;
+        if (reported != 0)
+            wait = shorter_pause(left);
+        else
+            aside.now();
+    }
+}
 
 int poll_descriptors(poll_request* requests, size_t count, int timeout_milliseconds) {
     std::array<pollfd, most_poll_requests> waiting;

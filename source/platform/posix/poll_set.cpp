@@ -2,12 +2,11 @@
 // into a build for testing.
 #if !defined(__linux__) || defined(OMBREL_PLAIN_POLL)
 
-#include "platform/poll_set.h"
+#include "platform/poll.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <limits.h>
 
 #include "platform/posix/poll_kinds.h"
@@ -62,10 +61,6 @@ void close_poll_set(poll_set* set) {
     free(set->wait_on);
     free(set->wait_generations);
     free(set);
-}
-
-bool is_open_descriptor(int descriptor) {
-    return fcntl(descriptor, F_GETFD) >= 0;
 }
 
 watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request& wanted) {
