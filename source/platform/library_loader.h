@@ -3,9 +3,6 @@
 
 namespace ombrel::platform {
 
-/// Between a search directory and a library's name.
-inline constexpr char directory_separator[] = "/";
-
 /// What names of plug-in libraries end with.
 #if defined(_WIN32)
 #define OMBREL_LIBRARY_SUFFIX ".dll"

@@ -3,10 +3,11 @@
 
 namespace ombrel::platform {
 
+/// Between a directory and what is in it.
 #if defined(_WIN32)
-inline constexpr const char path_separator[] = "\\";
+inline constexpr char path_separator[] = "\\";
 #else
-inline constexpr const char path_separator[] = "/";
+inline constexpr char path_separator[] = "/";
 #endif
 
 } // namespace ombrel::platform

@@ -15,6 +15,7 @@
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "platform/library_loader.h"
+#include "platform/path.h"
 #include "plugin/plugin_registry.h"
 #include "text/slice.h"
 #include "text/word_list.h"
@@ -62,7 +63,7 @@ const char* usual_places() {
 
 bool is_in(std::string_view directory, std::string_view name) {
     char path[1024];
-    const std::string_view separator = platform::directory_separator;
+    const std::string_view separator = platform::path_separator;
     const size_t size = directory.size() + separator.size() + name.size();
     // What is too long for this is left to the loader.
     if (size >= sizeof path)

@@ -8,6 +8,7 @@
 
 #include "core/heap_ptr.h"
 #include "platform/library_loader.h"
+#include "platform/path.h"
 #include "text/word_list.h"
 
 using namespace ombrel;
@@ -30,7 +31,7 @@ void* open_in_directory(std::string_view directory, const char* name, int flags)
     if (!terminated)
         return nullptr;
     const heap_ptr<char> path(
-        ombrel_alloc_sprintf("%s%s%s", terminated.get(), platform::directory_separator, name));
+        ombrel_alloc_sprintf("%s%s%s", terminated.get(), platform::path_separator, name));
     return path ? platform::open_library(path.get(), flags) : nullptr;
 }
 
