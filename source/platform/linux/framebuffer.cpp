@@ -96,14 +96,6 @@ void close_framebuffer(framebuffer& open) {
     close(open.descriptor);
 }
 
-bool framebuffer_has(const framebuffer& open, uint32_t x_offset, uint32_t y_offset) {
-    const uint64_t rows = uint64_t{y_offset} + open.resy;
-    const uint64_t columns = uint64_t{x_offset} + open.resx;
-    const uint64_t row_bytes = (columns * open.bits_per_pixel + 7) / 8;
-    return rows > 0 && columns > 0 && row_bytes <= open.line_length &&
-           (rows - 1) * open.line_length + row_bytes <= open.memory_size;
-}
-
 int pan_framebuffer(const framebuffer& open) {
     fb_var_screeninfo variable = {};
     if (call(open.descriptor, FBIOGET_VSCREENINFO, &variable) < 0)

@@ -1,4 +1,6 @@
-// No host of this family has such windows.
+// For hosts without such windows.
+#if !defined(_WIN32)
+
 #include "platform/host_window.h"
 
 namespace ombrel::platform {
@@ -8,3 +10,5 @@ int open_host_window(const host_window_wish&) {
 }
 
 } // namespace ombrel::platform
+
+#endif
