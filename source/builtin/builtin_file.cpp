@@ -12,7 +12,6 @@
 #include "builtin/stream_transfer.h"
 #include "core/heap_ptr.h"
 #include "platform/file.h"
-#include "platform/stream_socket.h"
 
 namespace ombrel {
 
@@ -86,7 +85,7 @@ bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
 int open_own_copy(builtin_ctx& ctx, int descriptor) {
     if (!prepare_descriptor(ctx, descriptor))
         return -1;
-    const int copy = platform::duplicate_file(descriptor);
+    const int copy = platform::duplicate_descriptor(descriptor);
     return copy >= 0 ? copy : fail_by_system(ctx);
 }
 
@@ -129,7 +128,7 @@ int open(builtin_ctx& ctx) {
 }
 
 int close(builtin_ctx& ctx) {
-    platform::close_file(descriptor_of(ctx));
+    platform::close_descriptor(descriptor_of(ctx));
     return 0;
 }
 
@@ -145,13 +144,13 @@ int read(builtin_ctx& ctx, void* buffer, size_t size) {
     const file_state& state = state_of<file_state>(ctx);
     // What may block is asked in a way that never does, unless it may take as long as it likes.
     const bool is_limited = !state.is_regular && ctx.timeout >= 0;
-    return read_some(ctx, state.descriptor, is_limited ? platform::receive_now : read_now, buffer, size);
+    return read_some(ctx, state.descriptor, is_limited ? platform::read_at_once : read_now, buffer, size);
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
     const file_state& state = state_of<file_state>(ctx);
     const write_attempt attempt = state.is_regular   ? write_file_now
-                                  : ctx.timeout >= 0 ? platform::send_now
+                                  : ctx.timeout >= 0 ? platform::write_at_once
                                                      : write_now;
     return write_all(ctx, state.descriptor, attempt, data, size);
 }

@@ -14,7 +14,6 @@
 #include "builtin/stream_control.h"
 #include "builtin/stream_transfer.h"
 #include "platform/file.h"
-#include "platform/pipe.h"
 #include "platform/process.h"
 
 namespace ombrel {

@@ -11,7 +11,7 @@
 #include "builtin/stream_transfer.h"
 #include "core/deadline.h"
 #include "network/endpoint.h"
-#include "platform/stream_socket.h"
+#include "platform/file.h"
 
 namespace ombrel {
 
@@ -124,12 +124,12 @@ int is_writable(builtin_ctx& ctx, int timeout_ms) {
 
 int read(builtin_ctx& ctx, void* buffer, size_t size) {
     const int s = need_peer(ctx);
-    return s != none ? read_some(ctx, s, platform::receive_now, buffer, size) : -1;
+    return s != none ? read_some(ctx, s, platform::read_at_once, buffer, size) : -1;
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
     const int s = need_peer(ctx);
-    return s != none ? write_all(ctx, s, platform::send_now, data, size) : -1;
+    return s != none ? write_all(ctx, s, platform::write_at_once, data, size) : -1;
 }
 
 int sync(builtin_ctx&) {

@@ -4,8 +4,6 @@
 
 #include "core/deadline.h"
 #include "platform/file.h"
-#include "platform/pipe.h"
-#include "platform/stream_socket.h"
 
 namespace ombrel {
 
@@ -48,7 +46,7 @@ int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, i
 }
 
 int read_now(int descriptor, void* buffer, size_t size) {
-    return attempt_result(platform::read_file(descriptor, buffer, size));
+    return attempt_result(platform::read_descriptor(descriptor, buffer, size));
 }
 
 int write_now(int descriptor, const void* data, size_t size) {

@@ -7,7 +7,7 @@
 #include <ombrel/output.h>
 
 #include "core/heap_ptr.h"
-#include "platform/file_reader.h"
+#include "platform/file.h"
 
 namespace ombrel::plugin {
 
@@ -38,7 +38,7 @@ bool read_input(const char* command, const char* name, Use use) {
     ptrdiff_t got;
     do {
         got = is_file ? file.read(block.get(), input_block_size)
-                      : platform::read_file(standard_input, block.get(), input_block_size);
+                      : platform::read_descriptor(standard_input, block.get(), input_block_size);
     } while (got > 0 && use(block.get(), static_cast<size_t>(got)));
     if (got < 0)
         complain(command, name, strerror(errno));

@@ -6,7 +6,7 @@
 
 #include "container/buffer_internal.h"
 #include "core/wipe.h"
-#include "platform/file_reader.h"
+#include "platform/file.h"
 
 using namespace ombrel;
 using platform::file_reader;

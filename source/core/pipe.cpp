@@ -1,6 +1,6 @@
 #include <ombrel/pipe.h>
 
-#include "platform/pipe.h"
+#include "platform/file.h"
 
 using namespace ombrel;
 
@@ -18,7 +18,7 @@ int ombrel_pipe(int ends[2]) {
 int ombrel_pipe_read(int fd, void* buffer, size_t size, int timeout_msec) {
     if (fd < 0 || buffer == nullptr)
         return -1;
-    return platform::read_descriptor(fd, buffer, size, timeout_msec);
+    return platform::read_within(fd, buffer, size, timeout_msec);
 }
 
 int ombrel_pipe_write(int fd, const void* data, size_t size) {

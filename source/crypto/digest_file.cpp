@@ -1,6 +1,6 @@
 #include "core/heap_ptr.h"
 #include "crypto/digest_internal.h"
-#include "platform/file_reader.h"
+#include "platform/file.h"
 
 namespace ombrel::crypto {
 

@@ -9,7 +9,7 @@
 
 #include "core/heap_ptr.h"
 #include "event/event_internal.h"
-#include "platform/stream_socket.h"
+#include "platform/socket.h"
 
 using namespace ombrel;
 

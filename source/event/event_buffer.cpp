@@ -8,7 +8,7 @@
 
 #include "core/heap_ptr.h"
 #include "event/event_guard.h"
-#include "platform/stream_socket.h"
+#include "platform/file.h"
 
 using namespace ombrel;
 
@@ -31,7 +31,7 @@ uint32_t receive_input(ombrel_event_t& event) {
     uint32_t result = 0;
     for (size_t room = room_for_input(event); room > 0;) {
         const size_t wanted = std::min(room, sizeof part);
-        const int received = platform::receive_now(event.m_fd, part, wanted);
+        const int received = platform::read_at_once(event.m_fd, part, wanted);
         if (received == platform::transfer_would_block)
             break;
         const size_t size = received > 0 ? static_cast<size_t>(received) : 0;
@@ -53,7 +53,7 @@ uint32_t send_output(ombrel_event_t& event) {
         const size_t size = ombrel_peek_buffer_ex(event.m_output_buffer, part, sizeof part, 0, 0);
         if (size == 0)
             break;
-        const int taken = platform::send_now(event.m_fd, part, size);
+        const int taken = platform::write_at_once(event.m_fd, part, size);
         if (taken == platform::transfer_failed) {
             event.m_state |= state_output_ended;
             return def_ombrel_event_write | def_ombrel_event_exception;

@@ -6,7 +6,7 @@
 
 #include "event/event_internal.h"
 #include "network/resolver_cache_internal.h"
-#include "platform/stream_socket.h"
+#include "platform/socket.h"
 
 namespace ombrel {
 

@@ -8,7 +8,7 @@
 #include <ombrel/time.h>
 
 #include "event/event_internal.h"
-#include "platform/stream_socket.h"
+#include "platform/socket.h"
 
 namespace ombrel {
 

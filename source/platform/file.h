@@ -1,24 +1,11 @@
-// Files and other descriptors that are read and written. Failures leave the platform's error number in errno.
+// Files, pipes and other descriptors that are read and written. Failures leave the platform's error number in
+// errno.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 namespace ombrel::platform {
-
-/// A descriptor that child processes do not inherit, or -1; directories are refused.
-int open_file_for_reading(const char* path);
-
-/// Bytes read, 0 at the end, -1 on an error; an interrupted read is taken up again.
-ptrdiff_t read_file(int descriptor, void* buffer, size_t size);
-
-/// Whether there is a file of any kind.
-bool file_exists(const char* path);
-
-/// Moves to a byte counted from the start, or from the end when `offset` is negative; false when it cannot.
-bool seek_file(int descriptor, int64_t offset);
-
-void close_file(int descriptor);
 
 struct file_access {
     bool read, write;
@@ -28,12 +15,46 @@ struct file_access {
     bool truncate;
 };
 
-/// As open_file_for_reading(), for any access, and tells what is_regular_file() would. A named pipe waits for
+/// A descriptor that child processes do not inherit, or -1; directories are refused. A named pipe waits for
 /// its other side.
+/// @param is_regular what is_regular_file() would tell
 int open_file(const char* path, const file_access& access, bool& is_regular);
+int open_file_for_reading(const char* path);
+
+/// Makes a pipe that child processes do not inherit: read end first.
+bool open_pipe(int ends[2]);
 
 /// A second descriptor for what a descriptor stands for, which child processes do not inherit; or -1.
-int duplicate_file(int descriptor);
+int duplicate_descriptor(int descriptor);
+
+/// Of files and pipes; sockets have a call of their own.
+void close_descriptor(int descriptor);
+
+/// Bytes read, 0 at the end, -1 on an error; an interrupted read is taken up again.
+ptrdiff_t read_descriptor(int descriptor, void* buffer, size_t size);
+
+inline constexpr int read_timed_out = -2;
+
+/// Bytes read, 0 at the end, -1 on an error, an interruption too, `read_timed_out`; a negative limit waits
+/// for ever.
+int read_within(int descriptor, void* buffer, size_t size, int timeout_milliseconds);
+
+/// Bytes written, which may be fewer, or -1; an interrupted write is taken up again. Pipes without a reader
+/// raise their signal: use write_descriptor() for what is no regular file.
+ptrdiff_t write_file(int descriptor, const void* data, size_t size);
+
+/// Bytes written or -1, after an interruption too; a closed reader raises no signal.
+int write_descriptor(int descriptor, const void* data, size_t size);
+
+inline constexpr int transfer_failed = -1, transfer_would_block = -2;
+
+/// Bytes read from a descriptor of any kind, sockets among them, without a wait (0 at the end), or one of the
+/// codes above; an interruption is no failure.
+int read_at_once(int descriptor, void* buffer, size_t size);
+
+/// Bytes written to a descriptor of any kind without a wait, or one of the codes above; a peer that is gone
+/// raises no signal.
+int write_at_once(int descriptor, const void* data, size_t size);
 
 /// What a descriptor was opened for (only `read`, `write` and `append` are set); false when it is not open.
 bool get_file_access(int descriptor, file_access& access);
@@ -44,9 +65,8 @@ bool set_file_append(int descriptor);
 /// Whether it is a file whose calls never wait for another side: no pipe, socket, terminal or the like.
 bool is_regular_file(int descriptor);
 
-/// Bytes written, which may be fewer, or -1; an interrupted write is taken up again. Pipes without a reader
-/// raise their signal: use write_descriptor() of pipe.h for what is no regular file.
-ptrdiff_t write_file(int descriptor, const void* data, size_t size);
+/// Whether there is a file of any kind.
+bool file_exists(const char* path);
 
 enum class file_origin { start, current, end };
 
@@ -61,5 +81,31 @@ bool set_file_size(int descriptor, int64_t size);
 
 /// Hands everything that was written to the device; what has no device succeeds.
 bool sync_file(int descriptor);
+
+/// Opens a file for reading, which may fail, and closes it at the end of the scope.
+class file_reader {
+public:
+    explicit file_reader(const char* path)
+        : descriptor_(path != nullptr ? open_file_for_reading(path) : -1) {}
+    ~file_reader() {
+        if (is_open())
+            close_descriptor(descriptor_);
+    }
+    file_reader(const file_reader&) = delete;
+    file_reader& operator=(const file_reader&) = delete;
+
+    bool is_open() const { return descriptor_ >= 0; }
+    /// Moves to a byte counted from the start, or from the end when `offset` is negative. The start itself is
+    /// not sought, so that pipes can be read.
+    bool seek(int64_t offset) const {
+        const file_origin origin = offset < 0 ? file_origin::end : file_origin::start;
+        return offset == 0 || move_file(descriptor_, offset, origin) >= 0;
+    }
+    /// Bytes read, 0 at the end, -1 on an error.
+    ptrdiff_t read(void* bytes, size_t size) const { return read_descriptor(descriptor_, bytes, size); }
+
+private:
+    int descriptor_;
+};
 
 } // namespace ombrel::platform

@@ -25,8 +25,20 @@ int accept_socket(int s, sockaddr* address, int* size);
 int own_address(int s, sockaddr* address, int* size);
 int peer_address(int s, sockaddr* address, int* size);
 
-enum class connect_state { connected, in_progress, interrupted, failed };
+enum class connect_state {
+    connected,
+    in_progress, ///< it goes on by itself; the socket becomes ready when it has ended
+    interrupted, ///< by a signal; it goes on by itself
+    failed,
+};
 connect_state connect_socket(int s, const sockaddr* address, int size);
+
+/// Makes the socket non-blocking and begins to connect it. One that is connected already counts as that, and
+/// an interrupted attempt is in progress.
+connect_state start_connect(int s, const sockaddr* address, int size);
+
+/// Whether a connection that was begun stands, once the socket has become ready.
+bool is_connected(int s);
 
 bool is_blocking(int s);
 int set_non_blocking(int s, bool on);
@@ -72,5 +84,14 @@ int set_linger(int s, bool on, uint16_t seconds);
 /// Never lets datagrams of an IPv4 or IPv6 socket be fragmented, or lets them; -1 where there is no such
 /// switch.
 int set_path_mtu_discovery(int s, int family, bool on);
+
+/// Lets single bytes through at once: two wake-ups in a row must not wait for an acknowledgement.
+void prepare_wakeup_socket(int s);
+
+/// Sends one byte through a wake-up socket unless it is full. May be called from signal handlers.
+void post_wakeup(int s);
+
+/// Takes all bytes out of the other end.
+void drain_wakeups(int s);
 
 } // namespace ombrel::platform

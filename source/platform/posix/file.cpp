@@ -1,9 +1,16 @@
 #include "platform/file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/posix/pipe_signal_block.h"
+#include "platform/socket.h"
 
 namespace ombrel::platform {
 
@@ -20,6 +27,23 @@ int flags_of(const file_access& access) {
     if (access.truncate)
         flags |= O_TRUNC;
     return flags | O_CLOEXEC | O_NOCTTY;
+}
+
+/// Some results are ints, so one call moves no more than an int can count.
+size_t countable(size_t size) {
+    return std::min<size_t>(size, INT_MAX);
+}
+
+int wait_for(int descriptor, short events, int timeout_milliseconds) {
+    pollfd waiting{descriptor, events, 0};
+    return poll(&waiting, 1, std::max(timeout_milliseconds, -1));
+}
+
+int transfer_result(ssize_t result) {
+    if (result >= 0)
+        return static_cast<int>(result);
+    const bool would_block = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+    return would_block ? transfer_would_block : transfer_failed;
 }
 
 bool never_waits(const struct stat& status) {
@@ -54,11 +78,27 @@ int open_file_for_reading(const char* path) {
     return open_file(path, access, is_regular);
 }
 
-bool file_exists(const char* path) {
-    return access(path, F_OK) == 0;
+bool open_pipe(int ends[2]) {
+#if defined(__linux__)
+    return pipe2(ends, O_CLOEXEC) == 0;
+#else
+    if (pipe(ends) != 0)
+        return false;
+    fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+    return true;
+#endif
 }
 
-ptrdiff_t read_file(int descriptor, void* buffer, size_t size) {
+int duplicate_descriptor(int descriptor) {
+    return fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+}
+
+void close_descriptor(int descriptor) {
+    close(descriptor);
+}
+
+ptrdiff_t read_descriptor(int descriptor, void* buffer, size_t size) {
     ssize_t bytes;
     do
         bytes = read(descriptor, buffer, size);
@@ -66,16 +106,44 @@ ptrdiff_t read_file(int descriptor, void* buffer, size_t size) {
     return bytes;
 }
 
-bool seek_file(int descriptor, int64_t offset) {
-    return lseek(descriptor, offset, offset < 0 ? SEEK_END : SEEK_SET) >= 0;
+int read_within(int descriptor, void* buffer, size_t size, int timeout_milliseconds) {
+    const int ready = wait_for(descriptor, POLLIN, timeout_milliseconds);
+    if (ready <= 0)
+        return ready == 0 ? read_timed_out : -1;
+    return static_cast<int>(read(descriptor, buffer, countable(size)));
 }
 
-void close_file(int descriptor) {
-    close(descriptor);
+ptrdiff_t write_file(int descriptor, const void* data, size_t size) {
+    ssize_t bytes;
+    do
+        bytes = write(descriptor, data, size);
+    while (bytes < 0 && errno == EINTR);
+    return bytes;
 }
 
-int duplicate_file(int descriptor) {
-    return fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+int write_descriptor(int descriptor, const void* data, size_t size) {
+    const pipe_signal_block guard;
+    errno = 0;
+    return static_cast<int>(write(descriptor, data, countable(size)));
+}
+
+int read_at_once(int descriptor, void* buffer, size_t size) {
+    const int result = receive(descriptor, buffer, size, MSG_DONTWAIT, nullptr, nullptr);
+    if (result >= 0 || errno != ENOTSOCK)
+        return transfer_result(result);
+    if (wait_for(descriptor, POLLIN, 0) <= 0)
+        return transfer_would_block;
+    return transfer_result(read(descriptor, buffer, countable(size)));
+}
+
+int write_at_once(int descriptor, const void* data, size_t size) {
+    const int result = send(descriptor, data, size, MSG_DONTWAIT, nullptr, 0);
+    if (result >= 0 || errno != ENOTSOCK)
+        return transfer_result(result);
+    if (wait_for(descriptor, POLLOUT, 0) <= 0)
+        return transfer_would_block;
+    // A pipe that is ready takes this much without waiting, whether it is blocking or not.
+    return transfer_result(write_descriptor(descriptor, data, std::min<size_t>(size, _POSIX_PIPE_BUF)));
 }
 
 bool get_file_access(int descriptor, file_access& access) {
@@ -100,12 +168,8 @@ bool is_regular_file(int descriptor) {
     return fstat(descriptor, &status) == 0 && never_waits(status);
 }
 
-ptrdiff_t write_file(int descriptor, const void* data, size_t size) {
-    ssize_t bytes;
-    do
-        bytes = write(descriptor, data, size);
-    while (bytes < 0 && errno == EINTR);
-    return bytes;
+bool file_exists(const char* path) {
+    return access(path, F_OK) == 0;
 }
 
 int64_t move_file(int descriptor, int64_t offset, file_origin origin) {

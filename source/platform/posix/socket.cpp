@@ -4,6 +4,7 @@
 #include <climits>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -162,6 +163,24 @@ connect_state connect_socket(int s, const sockaddr* address, int size) {
     }
 }
 
+connect_state start_connect(int s, const sockaddr* address, int size) {
+    if (set_non_blocking(s, true) != 0)
+        return connect_state::failed;
+    const connect_state state = connect_socket(s, address, size);
+    if (state == connect_state::interrupted)
+        return connect_state::in_progress;
+    return state == connect_state::failed && errno == EISCONN ? connect_state::connected : state;
+}
+
+bool is_connected(int s) {
+    int error = 0;
+    if (get_option(s, socket_option::pending_error, error) != 0 || error != 0)
+        return false;
+    sockaddr_storage peer;
+    int size = sizeof peer;
+    return peer_address(s, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+}
+
 bool is_blocking(int s) {
     return (fcntl(s, F_GETFL) & O_NONBLOCK) == 0;
 }
@@ -249,6 +268,26 @@ int set_path_mtu_discovery(int s, int family, bool on) {
     errno = ENOTSUP;
     return -1;
 #endif
+}
+
+void prepare_wakeup_socket(int s) {
+    const int on = 1;
+    set_option(s, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+void post_wakeup(int s) {
+    const int error = errno;
+    const char byte = 0;
+    while (send_at_once(s, &byte, 1, nullptr, 0) == -1 && errno == EINTR) {
+    }
+    errno = error;
+}
+
+void drain_wakeups(int s) {
+    constexpr int size = 64;
+    char bytes[size];
+    while (receive_at_once(s, bytes, size, nullptr, nullptr) == size) {
+    }
 }
 
 } // namespace ombrel::platform
