@@ -24,6 +24,7 @@
 #include <ombrel/des.h>
 #include <ombrel/dl.h>
 #include <ombrel/dump.h>
+#include <ombrel/environment.h>
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
 #include <ombrel/event_buffer.h>

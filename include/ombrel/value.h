@@ -1,6 +1,6 @@
 /**
  * @file value.h
- * @brief The value list: a property bag of name and data pairs, and the process environment.
+ * @brief The value list: a property bag of name and data pairs.
  *
  * Names are optional, data are any bytes, and several entries may share a name. Where a function takes a list
  * of names, they are separated by "|" as by ombrel_compare_string_ex().
@@ -16,6 +16,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <ombrel/environment.h> /* stood here once */
 #include <ombrel/export.h>
 
 OMBREL_BEGIN_C
@@ -183,31 +184,6 @@ OMBREL_API int ombrel_multiple_set_value_string(ombrel_value_t* head, int mode, 
 /** @brief ombrel_multiple_set_value_string() with a number in decimal. */
 OMBREL_API int ombrel_multiple_set_value_int_string(ombrel_value_t* head, int mode, int case_sensitive,
                                                     const char* names, int number);
-
-/**
- * @brief The process environment: assignments "NAME=text", ended by a null pointer.
- *
- * As on every platform, the environment must not be read while another thread changes it.
- * @return the platform's own array, not to be freed; null when the environment is empty on some platforms
- */
-OMBREL_API char** ombrel_environ(void);
-/**
- * @brief The value of the first environment variable of a list that is set.
- * @param names the variables' names, separated by "|"
- * @return a copy, freed by the caller with ombrel_free(); null when none is set or memory runs out
- */
-OMBREL_API char* ombrel_alloc_getenv(const char* names);
-/**
- * @brief Sets an environment variable.
- *
- * It takes the C library's lock on the environment: in a child that was forked while another thread was
- * changing variables it may wait for ever.
- * @param assignment "NAME=text", copied; a name alone removes the variable; what a text without a name ("" or
- *                   "=text") does is the platform's choice
- * @return the platform's result of putenv(), 0 when it has done something; -1 for null or when memory runs
- * out
- */
-OMBREL_API int ombrel_putenv(const char* assignment);
 
 OMBREL_END_C
 

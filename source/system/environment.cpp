@@ -1,8 +1,9 @@
+#include <ombrel/environment.h>
+
 #include <cstring>
 
 #include <ombrel/heap.h>
 #include <ombrel/string.h>
-#include <ombrel/value.h>
 #include <ombrel/word.h>
 
 #include "core/heap_ptr.h"
