@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include <ombrel/mime.h>
 #include <ombrel/pattern.h>
-#include <ombrel/plugin.h>
 #include <ombrel/string.h>
 
 #include "support/require.h"

@@ -42,6 +42,7 @@
 #include <ombrel/lock_condition.h>
 #include <ombrel/md5.h>
 #include <ombrel/memory.h>
+#include <ombrel/mime.h>
 #include <ombrel/multicall.h>
 #include <ombrel/multicast.h>
 #include <ombrel/network.h>

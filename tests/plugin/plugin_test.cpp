@@ -36,28 +36,6 @@ TEST(dl_test, a_library_is_found_by_its_path_or_in_the_search_list) {
     EXPECT_EQ(ombrel_close_dl(nullptr), -1);
 }
 
-TEST(mime_test, a_hint_covers_what_one_of_its_patterns_matches_in_either_case) {
-    const struct {
-        const char *hint, *type;
-        int result;
-    } cases[] = {{"text/*|application/tuk_fb", "TEXT/plain", 0},
-                 {"text/*;application/tuk_fb", "application/tuk_fb", 0},
-                 {"text/*|application/tuk_fb", "application/tuk_fbx", -1},
-                 {nullptr, "any/thing", 0},
-                 {nullptr, nullptr, 0},
-                 {"", "any/thing", -1},
-                 {"*", nullptr, 0},
-                 {"text/*", nullptr, -1},
-                 {"a/?;b", "A/b", 0},
-                 {"a b;c", "c", 0}};
-    for (const auto& c : cases)
-        EXPECT_EQ(ombrel_compare_mime_type_hint(c.hint, c.type), c.result)
-            << (c.hint != nullptr ? c.hint : "null");
-    EXPECT_EQ(ombrel_compare_mime_type("a/b", "a/b"), 0);
-    EXPECT_NE(ombrel_compare_mime_type("a/b", "A/b"), 0);
-    EXPECT_EQ(ombrel_compare_mime_type(nullptr, ""), 0);
-}
-
 TEST_F(plugin_test, the_record_says_what_was_loaded) {
     loaded_probe probe("probe_a");
     const ombrel_plugin_t* record = ombrel_get_plugin_info();

@@ -1,8 +1,8 @@
+#include <ombrel/mime.h>
+
 #include <cstring>
 
 #include <ombrel/pattern.h>
-#include <ombrel/plugin.h>
-#include <ombrel/string.h>
 
 namespace {
 
