@@ -40,9 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text = std::string(reinterpret_cast<const char*>(data), size).c_str();
     std::vector<std::string> expected{"program"};
     const bool is_good = model_split(text, expected);
-    ombrel::argument_words words;
+    ombrel::builtin::argument_words words;
     const auto outcome = words.split("program", text.c_str());
-    require((outcome == ombrel::argument_words::outcome::good) == is_good);
+    require((outcome == ombrel::builtin::argument_words::outcome::good) == is_good);
     if (!is_good)
         return 0;
     const char* const* word = words.get();

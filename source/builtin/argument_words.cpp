@@ -3,7 +3,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/string.h>
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 argument_words::outcome argument_words::split(const char* program, const char* text) {
     const size_t size = ombrel_strlen(text) + 1;
@@ -41,4 +41,4 @@ bool argument_words::copy_words(const char* text) {
     return quote == '\0';
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

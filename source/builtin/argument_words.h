@@ -3,7 +3,7 @@
 
 #include "core/heap_ptr.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 /// Words separated by spaces; single or double quotes hold what they enclose together and are left out.
 class argument_words {
@@ -23,4 +23,4 @@ private:
     heap_ptr<char> text_;
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

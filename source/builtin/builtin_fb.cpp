@@ -4,7 +4,7 @@
 #include "builtin/fb_options.h"
 #include "builtin/fb_root.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -29,4 +29,4 @@ int open_fb(builtin_ctx& ctx) {
 
 constinit const builtin_kind builtin_fb = fb_kind<fb_root>(open_fb);
 
-} // namespace ombrel
+} // namespace ombrel::builtin

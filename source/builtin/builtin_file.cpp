@@ -8,12 +8,11 @@
 #include <ombrel/scan.h>
 #include <ombrel/string.h>
 
-#include "builtin/stream_control.h"
-#include "builtin/stream_transfer.h"
+#include "builtin/descriptor_stream.h"
 #include "core/heap_ptr.h"
 #include "platform/file.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -216,4 +215,4 @@ constinit const builtin_kind builtin_file{
     .control = control,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -1,9 +1,9 @@
 // The kind "application/tuk_stream_ftp": one file read from, written to or appended to on an FTP server.
-#include "builtin/transfer_stream.h"
+#include "builtin/remote_file.h"
 #include "protocol/decimal.h"
 #include "protocol/ftp/ftp.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -171,4 +171,4 @@ constinit const builtin_kind builtin_ftp{
     .get_property = get_property,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -9,16 +9,16 @@
 #include <ombrel/ctx.h>
 #include <ombrel/uri.h>
 
-#include "context/ctx_options.h"
+#include "context/option_list.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 struct builtin_kind;
 
 /// A context that the built-in plug-in has opened or is opening. All texts live as long as it does.
 struct builtin_ctx {
     int handle;
-    const plugin::ctx_options* options; ///< the context's
+    const context::option_list* options; ///< the context's
     const builtin_kind* kind;
     void* state; ///< the kind's own record, zeroed before open()
     const char* mime_type;
@@ -130,4 +130,4 @@ inline size_t countable(size_t size) {
 extern const builtin_kind builtin_file, builtin_pipe, builtin_tcp, builtin_udp, builtin_tftp, builtin_ftp;
 extern const builtin_kind builtin_multicall, builtin_fb, builtin_linuxfb, builtin_windows_dib;
 
-} // namespace ombrel
+} // namespace ombrel::builtin

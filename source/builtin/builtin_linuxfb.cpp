@@ -10,7 +10,7 @@
 #include "builtin/fb_root.h"
 #include "platform/framebuffer.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -184,4 +184,4 @@ int control_linuxfb(builtin_ctx& ctx, uint32_t code, void* record, size_t size) 
 
 constinit const builtin_kind builtin_linuxfb = fb_kind<linuxfb>(open_linuxfb, close_linuxfb, control_linuxfb);
 
-} // namespace ombrel
+} // namespace ombrel::builtin

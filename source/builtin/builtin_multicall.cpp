@@ -3,7 +3,7 @@
 
 #include "builtin/builtin_kind.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -38,4 +38,4 @@ constinit const builtin_kind builtin_multicall = {
     .control = control_multicall,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

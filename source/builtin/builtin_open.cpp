@@ -18,7 +18,7 @@
 #include "text/slice.h"
 #include "text/uri_scheme.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -100,7 +100,7 @@ string_view scheme_of(const char* source) {
 /// What a context is opened with.
 struct opening {
     int handle;
-    const plugin::ctx_options& options;
+    const context::option_list& options;
     const char* mime_type;
     const char* source;
     bool has_descriptor; ///< an open one, which goes before the source
@@ -209,14 +209,14 @@ const served_type* choose_type(const opening& wanted, const served_type* named) 
     return nullptr;
 }
 
-opening read_opening(int handle, const plugin::ctx_options& options, const char* mime_type) {
+opening read_opening(int handle, const context::option_list& options, const char* mime_type) {
     const char* const source = options.get("source");
     return {handle, options, mime_type, source != nullptr ? source : "", options.get("fd") != nullptr};
 }
 
 } // namespace
 
-builtin_ctx* open_builtin(int handle, const plugin::ctx_options& options, const char* mime_type) {
+builtin_ctx* open_builtin(int handle, const context::option_list& options, const char* mime_type) {
     const opening wanted = read_opening(handle, options, mime_type);
     const served_type* const named = find_type(mime_type);
     const served_type* const type = choose_type(wanted, named);
@@ -266,9 +266,4 @@ bool parse_mode(const char* text, unsigned& mode) {
     return true;
 }
 
-int option_number(const builtin_ctx& ctx, const char* name, int fallback) {
-    const char* const text = option_text(ctx, name);
-    return text != nullptr ? ombrel_atoi(text) : fallback;
-}
-
-} // namespace ombrel
+} // namespace ombrel::builtin

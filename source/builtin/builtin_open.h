@@ -3,11 +3,11 @@
 
 #include "builtin/builtin_kind.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 /// The kind that serves a context of a MIME type with its options, open; null, with the error set, when it is
 /// refused. Closed by close_builtin().
-builtin_ctx* open_builtin(int handle, const plugin::ctx_options& options, const char* mime_type);
+builtin_ctx* open_builtin(int handle, const context::option_list& options, const char* mime_type);
 
 /// Closes it and frees it: 0, or -1 when something that was written is lost.
 int close_builtin(builtin_ctx* ctx);
@@ -15,4 +15,4 @@ int close_builtin(builtin_ctx* ctx);
 /// Reads a mode in the manner of fopen(); false when it is none.
 bool parse_mode(const char* text, unsigned& mode);
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -11,12 +11,11 @@
 #include <ombrel/string.h>
 
 #include "builtin/argument_words.h"
-#include "builtin/stream_control.h"
-#include "builtin/stream_transfer.h"
+#include "builtin/descriptor_stream.h"
 #include "platform/file.h"
 #include "platform/process.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -214,4 +213,4 @@ constinit const builtin_kind builtin_pipe{
     .control = control,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -15,12 +15,12 @@
 
 #include "builtin/builtin_kind.h"
 #include "builtin/builtin_open.h"
-#include "builtin/builtin_table.h"
-#include "builtin/stream_control.h"
+#include "builtin/named_controls.h"
 #include "context/ctx_internal.h"
 #include "plugin/auto_load.h"
+#include "plugin/builtin_plugins.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -47,7 +47,7 @@ Result pass_on_towards(unsigned direction, int handle,
 }
 
 int open(int handle, const char* mime_type) {
-    const plugin::ctx_pin context(handle);
+    const context::ctx_pin context(handle);
     if (!context)
         return -1;
     context->data = open_builtin(handle, context->options, ombrel_check_string(mime_type));
@@ -237,10 +237,7 @@ constexpr ombrel_ctx0_v1_interface_t table{
     .m_get_fbinfo = get_fbinfo,
 };
 
-} // namespace
-
-namespace plugin {
-
+/// The public functions without the settling.
 int initialize_builtin(const char** hint, const void** interface_table, size_t* size) {
     if (interface_table == nullptr || size == nullptr)
         return -1;
@@ -248,30 +245,36 @@ int initialize_builtin(const char** hint, const void** interface_table, size_t* 
         *hint = mime_type_hint;
     *interface_table = &table;
     *size = sizeof table;
-    count_initialization();
+    plugin::count_initialization();
     return 0;
 }
 
 int uninitialize_builtin() {
-    count_uninitialization();
+    plugin::count_uninitialization();
     return 0;
 }
 
-} // namespace plugin
+} // namespace
 
-} // namespace ombrel
+} // namespace ombrel::builtin
 
-using namespace ombrel::plugin;
+using namespace ombrel;
+using namespace ombrel::builtin;
+
+constinit const plugin::builtin_plugin plugin::builtin_plugins[] = {
+    {def_ombrel_builtin_plugin_name, initialize_builtin, uninitialize_builtin, plugin::settle_auto_loads},
+    {nullptr, nullptr, nullptr, nullptr},
+};
 
 int ombrel_plugin_initialize_builtin_plugin(const char** hint, const void** interface_table, size_t* size) {
     const int result = initialize_builtin(hint, interface_table, size);
     if (result == 0)
-        settle_auto_loads();
+        plugin::settle_auto_loads();
     return result;
 }
 
 int ombrel_plugin_uninitialize_builtin_plugin(void) {
     uninitialize_builtin();
-    settle_auto_loads();
+    plugin::settle_auto_loads();
     return 0;
 }

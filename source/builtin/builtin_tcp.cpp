@@ -7,13 +7,12 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
-#include "builtin/stream_control.h"
-#include "builtin/stream_transfer.h"
+#include "builtin/descriptor_stream.h"
 #include "core/deadline.h"
 #include "network/endpoint.h"
 #include "platform/file.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -178,4 +177,4 @@ constinit const builtin_kind builtin_tcp{
     .control = control,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -1,11 +1,11 @@
 // The kind "application/tuk_stream_tftp": one file read from or written to a TFTP server.
 #include <algorithm>
 
-#include "builtin/transfer_stream.h"
+#include "builtin/remote_file.h"
 #include "protocol/decimal.h"
 #include "protocol/tftp/tftp.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -117,4 +117,4 @@ constinit const builtin_kind builtin_tftp{
     .get_property = get_property,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

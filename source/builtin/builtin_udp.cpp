@@ -16,15 +16,14 @@
 #include <ombrel/string.h>
 #include <ombrel/time.h>
 
-#include "builtin/stream_control.h"
-#include "builtin/stream_transfer.h"
+#include "builtin/descriptor_stream.h"
 #include "core/deadline.h"
 #include "network/endpoint.h"
 #include "network/socket_guard.h"
 #include "platform/multicast.h"
 #include "platform/socket.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -329,4 +328,4 @@ constinit const builtin_kind builtin_udp{
     .control = control,
 };
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -2,7 +2,7 @@
 #include "builtin/fb_options.h"
 #include "platform/host_window.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -28,4 +28,4 @@ int open_windows_dib(builtin_ctx& ctx) {
 
 constinit const builtin_kind builtin_windows_dib = {.open = open_windows_dib};
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -67,4 +67,4 @@ bool read_unsigned(const builtin_ctx& ctx, const char* name, uint32_t& value) {
     return true;
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -5,7 +5,7 @@
 
 #include "builtin/builtin_kind.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 struct fb_rectangle {
     int32_t x, y;
@@ -22,4 +22,4 @@ bool read_rectangle(const builtin_ctx& ctx, fb_rectangle& rectangle);
 /// with the error set, when it makes no sense.
 bool read_unsigned(const builtin_ctx& ctx, const char* name, uint32_t& value);
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -6,7 +6,7 @@
 #include <ombrel/color.h>
 #include <ombrel/framebuffer.h>
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -156,4 +156,4 @@ int control_fb(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
     return info != nullptr ? get_fb_info(ctx, info) : -1;
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

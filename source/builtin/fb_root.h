@@ -5,7 +5,7 @@
 
 #include "builtin/builtin_kind.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 /// Begins the record of every frame-buffer kind, so that a transfer function finds the record by its map.
 struct fb_root {
@@ -50,4 +50,4 @@ constexpr builtin_kind fb_kind(int (*open)(builtin_ctx&), int (*close)(builtin_c
     };
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -38,7 +38,7 @@ const ombrel_multicall_command_t* command_of(const registration* found) {
 }
 
 const ombrel_multicall_command_t* find_own(std::string_view name) {
-    for (const ombrel_multicall_command_t& command : plugin::own_multicall_commands())
+    for (const ombrel_multicall_command_t& command : command::own_multicall_commands())
         if (name == command.m_name)
             return &command;
     return nullptr;
@@ -93,9 +93,9 @@ struct general_option {
 };
 
 constexpr general_option general_options[] = {
-    {"--help", plugin::print_multicall_commands},
-    {"-h", plugin::print_multicall_commands},
-    {"--list", plugin::print_multicall_names},
+    {"--help", command::print_multicall_commands},
+    {"-h", command::print_multicall_commands},
+    {"--list", command::print_multicall_names},
     {"--version", [] { ombrel_execute_multicall_command(find_own("version"), 0, nullptr); }},
 };
 
@@ -145,7 +145,7 @@ const ombrel_multicall_command_t* ombrel_find_multicall_command(const char* name
 }
 
 const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t index) {
-    const auto own = plugin::own_multicall_commands();
+    const auto own = command::own_multicall_commands();
     if (index < own.size())
         return &own[index];
     const short_lock_guard guard(registry_lock);

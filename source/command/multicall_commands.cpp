@@ -11,11 +11,10 @@
 #include <ombrel/version.h>
 
 #include "command/multicall_digest.h"
-#include "command/multicall_get.h"
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
 
-namespace ombrel::plugin {
+namespace ombrel::command {
 
 namespace {
 
@@ -296,4 +295,4 @@ void print_multicall_names() {
         ombrel_printf("%s\n", command->m_name);
 }
 
-} // namespace ombrel::plugin
+} // namespace ombrel::command

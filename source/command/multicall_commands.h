@@ -5,7 +5,7 @@
 
 #include <ombrel/multicall.h>
 
-namespace ombrel::plugin {
+namespace ombrel::command {
 
 /// By name.
 std::span<const ombrel_multicall_command_t> own_multicall_commands();
@@ -14,4 +14,7 @@ std::span<const ombrel_multicall_command_t> own_multicall_commands();
 void print_multicall_commands();
 void print_multicall_names();
 
-} // namespace ombrel::plugin
+/// The command "get": writes what a URI names to standard output or to a file.
+int run_get(int argc, char** argv);
+
+} // namespace ombrel::command

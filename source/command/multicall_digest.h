@@ -9,7 +9,7 @@
 #include <ombrel/sha1.h>
 #include <ombrel/sha256.h>
 
-namespace ombrel::plugin {
+namespace ombrel::command {
 
 union digest_state {
     ombrel_md5_t md5;
@@ -66,4 +66,4 @@ inline const digest_algorithm* find_digest_algorithm(std::string_view name) {
     return nullptr;
 }
 
-} // namespace ombrel::plugin
+} // namespace ombrel::command

@@ -1,15 +1,17 @@
-#include "command/multicall_get.h"
-
 #include <cstdio>
 
 #include <ombrel/ctx.h>
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 
+#include "command/multicall_commands.h"
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
+#include "context/ctx_guard.h"
 
-namespace ombrel::plugin {
+namespace ombrel::command {
+
+using context::ctx_guard;
 
 namespace {
 
@@ -41,22 +43,10 @@ const char* text_of(int error) {
     return error > 0 && static_cast<size_t>(error) < std::size(texts) ? texts[error] : "it failed";
 }
 
-class context {
-public:
-    context() : handle_(ombrel_new_ctx()) {}
-    ~context() { ombrel_destroy_ctx(handle_); }
-    context(const context&) = delete;
-    context& operator=(const context&) = delete;
-
-    int handle() const { return handle_; }
-    const char* error() const {
-        return handle_ < 0 ? text_of(def_ombrel_ctx_error_no_memory)
-                           : text_of(ombrel_ctx_get_last_error(handle_));
-    }
-
-private:
-    int handle_;
-};
+const char* error_of(const ctx_guard& from) {
+    return from.handle() < 0 ? text_of(def_ombrel_ctx_error_no_memory)
+                             : text_of(ombrel_ctx_get_last_error(from.handle()));
+}
 
 // The end of a scope closes the file; standard output stays.
 class sink {
@@ -123,7 +113,7 @@ bool read_options(option_walk& arguments, get_options& options) {
     return true;
 }
 
-bool open_stream(const context& from, const get_options& options) {
+bool open_stream(const ctx_guard& from, const get_options& options) {
     const int ctx = from.handle();
     if (options.headers && ombrel_ctx_set_option(ctx, "httpheader", options.headers.get()) != 0)
         return false;
@@ -135,7 +125,7 @@ bool open_stream(const context& from, const get_options& options) {
     return ombrel_open_ctx_stream(ctx, options.uri, "rb", 0) == 0;
 }
 
-bool copy(const context& from, const get_options& options, sink& to) {
+bool copy(const ctx_guard& from, const get_options& options, sink& to) {
     const heap_ptr<char> block(
         static_cast<char*>(ombrel_alloc_tag(input_block_size, "ombrel_multicall_get", __LINE__)));
     if (!block) {
@@ -147,14 +137,14 @@ bool copy(const context& from, const get_options& options, sink& to) {
         if (!to.put(block.get(), static_cast<size_t>(got)))
             break;
     if (got < 0)
-        complain("get", options.uri, from.error());
+        complain("get", options.uri, error_of(from));
     return got == 0;
 }
 
 bool get(const get_options& options) {
-    const context from;
+    const ctx_guard from;
     if (!open_stream(from, options)) {
-        complain("get", options.uri, from.error());
+        complain("get", options.uri, error_of(from));
         return false;
     }
     sink to(options.output);
@@ -180,4 +170,4 @@ int run_get(int argc, char** argv) {
     return get(options) ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
 }
 
-} // namespace ombrel::plugin
+} // namespace ombrel::command

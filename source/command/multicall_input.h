@@ -9,7 +9,7 @@
 #include "core/heap_ptr.h"
 #include "platform/file.h"
 
-namespace ombrel::plugin {
+namespace ombrel::command {
 
 constexpr size_t input_block_size = 32768;
 
@@ -45,4 +45,4 @@ bool read_input(const char* command, const char* name, Use use) {
     return got >= 0;
 }
 
-} // namespace ombrel::plugin
+} // namespace ombrel::command

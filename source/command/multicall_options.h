@@ -6,7 +6,7 @@
 
 #include "text/slice.h"
 
-namespace ombrel::plugin {
+namespace ombrel::command {
 
 /// Walks the arguments that begin with "-", up to the first that does not or to "--". Letters may cluster,
 /// and values stand in the same argument ("-w5", "--wrap=5") or in the next.
@@ -75,4 +75,4 @@ private:
     std::string_view word_;
 };
 
-} // namespace ombrel::plugin
+} // namespace ombrel::command

@@ -1,7 +1,7 @@
 // Control forms and the environment.
 #include "context/ctx_internal.h"
 
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 int ombrel_ctx_vcontrol(int handle, uint32_t code, va_list args) {
     return forward(handle, &v0_interface::m_vcontrol, code, args);

@@ -2,7 +2,7 @@
 #include "context/ctx_internal.h"
 
 using namespace ombrel;
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 namespace {
 
@@ -74,7 +74,7 @@ int64_t ombrel_ctx_db_set_query(int handle, const char* format, ...) {
 }
 
 int ombrel_ctx_db_free_result(int handle, result_t* result) {
-    return with_operation(handle, &v1_interface::m_db_free_result, [=](context&, auto operation) {
+    return with_operation(handle, &v1_interface::m_db_free_result, [=](ctx_record&, auto operation) {
         return result != nullptr ? operation(handle, result) : 0;
     });
 }

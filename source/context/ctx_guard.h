@@ -3,7 +3,7 @@
 
 #include <ombrel/ctx.h>
 
-namespace ombrel::plugin {
+namespace ombrel::context {
 
 /// Makes a context, which may fail, and destroys it at the end.
 class ctx_guard {
@@ -19,4 +19,4 @@ private:
     int handle_ = ombrel_new_ctx();
 };
 
-} // namespace ombrel::plugin
+} // namespace ombrel::context

@@ -8,13 +8,13 @@
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
 
-#include "context/ctx_options.h"
+#include "context/option_list.h"
 #include "core/heap_ptr.h"
 #include "core/thread_mark.h"
-#include "plugin/plugin_binding.h"
+#include "plugin/plugin_registry.h"
 #include "thread/instance.h"
 
-namespace ombrel::plugin {
+namespace ombrel::context {
 
 /// A copy of a text, on the heap only when it is long.
 class short_text {
@@ -44,12 +44,12 @@ private:
 
 /// What is bound is changed by a call alone inside, and read by those inside; the words may be asked for and
 /// set by any thread.
-struct context {
+struct ctx_record {
     int32_t handle = -1;
-    plugin_use base_plugin;
-    plugin_binding bound;
+    plugin::plugin_use base_plugin;
+    plugin::plugin_binding bound;
     const ombrel_ctx0_v0_interface_t* table = nullptr; // the bound plug-in's
-    ctx_options options;
+    option_list options;
     short_text mime_type; // of the last opening
     std::atomic<intptr_t> descriptor = -1;
     std::atomic<void*> data = nullptr;
@@ -79,8 +79,11 @@ struct context {
 
 extern const instance_type ctx_type;
 
+/// From a thread that is not inside, while another opens or closes it: the code of that one goes before.
+void set_error_outside(ctx_record& ctx, int code);
+
 /// Keeps a context's record in place, for what does not reach the plug-in.
-class ctx_pin : public instance_pin<context> {
+class ctx_pin : public instance_pin<ctx_record> {
 public:
     explicit ctx_pin(int handle) : instance_pin(ctx_type, handle) {}
 };
@@ -102,8 +105,8 @@ public:
     ctx_call& operator=(const ctx_call&) = delete;
 
     explicit operator bool() const { return held_.object != nullptr; }
-    context* operator->() const { return static_cast<context*>(held_.object); }
-    context& operator*() const { return *operator->(); }
+    ctx_record* operator->() const { return static_cast<ctx_record*>(held_.object); }
+    ctx_record& operator*() const { return *operator->(); }
 
 private:
     void enter_own_change(int handle, instance_call call);
@@ -129,16 +132,21 @@ public:
     ctx_change& operator=(const ctx_change&) = delete;
 
     explicit operator bool() const { return held_.object != nullptr; }
-    context* operator->() const { return static_cast<context*>(held_.object); }
-    context& operator*() const { return *operator->(); }
+    ctx_record* operator->() const { return static_cast<ctx_record*>(held_.object); }
+    ctx_record& operator*() const { return *operator->(); }
 
 private:
     pinned_instance held_;
 };
 
-/// ombrel_open_ctx() of a context that is had alone, and when it could not be had.
-int open(context& ctx, const char* mime_type);
+/// ombrel_close_ctx() and ombrel_open_ctx() of a context that is had alone, and opening when it could not be
+/// had.
+int close(ctx_record& ctx);
+int open(ctx_record& ctx, const char* mime_type);
 int refuse_opening(int handle);
+
+/// Sets the error of a context that is known by its handle: 0, or -1 for an unknown one.
+int set_last_error(int handle, int code);
 
 /// What an operation gives when it fails.
 template<typename Result>
@@ -150,7 +158,7 @@ Result failure() {
 }
 
 template<typename Result>
-Result fail(context& ctx, int code) {
+Result fail(ctx_record& ctx, int code) {
     ctx.set_last_error(code);
     return failure<Result>();
 }
@@ -158,7 +166,7 @@ Result fail(context& ctx, int code) {
 /// The same by handle, which may be unknown.
 template<typename Result>
 Result fail(int handle, int code) {
-    ombrel_ctx_set_last_error(handle, code);
+    set_last_error(handle, code);
     return failure<Result>();
 }
 
@@ -180,7 +188,7 @@ Result with_operation(int handle, Result (*Table::*slot)(int, Parameters...), Us
 template<typename Table, typename Result, typename... Parameters>
 Result forward_if(bool valid, int handle, Result (*Table::*slot)(int, Parameters...),
                   std::type_identity_t<Parameters>... arguments) {
-    return with_operation(handle, slot, [&](context& ctx, auto operation) {
+    return with_operation(handle, slot, [&](ctx_record& ctx, auto operation) {
         return valid ? operation(handle, arguments...)
                      : fail<Result>(ctx, def_ombrel_ctx_error_invalid_argument);
     });
@@ -195,4 +203,4 @@ Result forward(int handle, Result (*Table::*slot)(int, Parameters...),
 using v0_interface = ombrel_ctx0_v0_interface_t;
 using v1_interface = ombrel_ctx0_v1_interface_t;
 
-} // namespace ombrel::plugin
+} // namespace ombrel::context

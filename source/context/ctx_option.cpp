@@ -1,7 +1,7 @@
 #include "context/ctx_internal.h"
 
 using namespace ombrel;
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 namespace {
 

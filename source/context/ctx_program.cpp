@@ -1,20 +1,21 @@
 // The main entry of the bound plug-in.
 #include "context/ctx_internal.h"
 
-using namespace ombrel::plugin;
+using namespace ombrel;
+using namespace ombrel::context;
 
 namespace {
 
 // The entry for a public function; `in_place`, unless it is null, receives what keeps the plug-in loaded.
-ombrel_plugin_main_t find_entry(int handle, const char* function, plugin_binding* in_place) {
+ombrel_plugin_main_t find_entry(int handle, const char* function, plugin::plugin_binding* in_place) {
     const ctx_call ctx(handle);
     if (!ctx)
         return nullptr;
-    const auto entry = ctx->bound ? main_entry(*ctx->bound, "source/interface", function) : nullptr;
+    const auto entry = ctx->bound ? plugin::main_entry(*ctx->bound, "source/interface", function) : nullptr;
     if (entry == nullptr)
         return fail<ombrel_plugin_main_t>(*ctx, def_ombrel_ctx_error_not_supported);
     if (in_place != nullptr)
-        in_place->reset(bind_again(*ctx->bound));
+        in_place->reset(plugin::bind_again(*ctx->bound));
     return entry;
 }
 
@@ -30,7 +31,7 @@ int ombrel_ctx_is_executable_main(int handle) {
 
 // Inside the context only until the entry is found, so that the program may close and destroy it.
 int ombrel_ctx_execute_main(int handle, int argc, char** argv) {
-    plugin_binding in_place;
+    plugin::plugin_binding in_place;
     const auto entry = find_entry(handle, "ombrel_ctx_execute_main", &in_place);
     return entry != nullptr ? entry(argc, argv) : 1;
 }

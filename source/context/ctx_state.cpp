@@ -1,12 +1,12 @@
 // What a context keeps for its plug-in.
 #include "context/ctx_internal.h"
 
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 namespace {
 
 template<typename Word>
-int set_word(int handle, std::atomic<Word> context::*word, Word value) {
+int set_word(int handle, std::atomic<Word> ctx_record::*word, Word value) {
     const ctx_pin ctx(handle);
     if (!ctx)
         return -1;
@@ -22,7 +22,7 @@ intptr_t ombrel_ctx_get_plugin_descriptor(int handle) {
 }
 
 int ombrel_ctx_set_plugin_descriptor(int handle, intptr_t descriptor) {
-    return set_word(handle, &context::descriptor, descriptor);
+    return set_word(handle, &ctx_record::descriptor, descriptor);
 }
 
 void* ombrel_ctx_get_plugin_data(int handle) {
@@ -31,7 +31,7 @@ void* ombrel_ctx_get_plugin_data(int handle) {
 }
 
 int ombrel_ctx_set_plugin_data(int handle, void* data) {
-    return set_word(handle, &context::data, data);
+    return set_word(handle, &ctx_record::data, data);
 }
 
 uintptr_t* ombrel_ctx_get_plugin_state(int handle) {
@@ -45,5 +45,5 @@ int ombrel_ctx_get_error_word(int handle) {
 }
 
 int ombrel_ctx_set_error_word(int handle, int error) {
-    return set_word(handle, &context::error, error);
+    return set_word(handle, &ctx_record::error, error);
 }

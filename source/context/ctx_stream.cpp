@@ -5,7 +5,7 @@
 #include "context/ctx_internal.h"
 
 using namespace ombrel;
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 namespace {
 
@@ -20,7 +20,7 @@ bool is_block(const void* bytes, size_t size) {
 }
 
 // Of the options "source" and "fd" the one that is set takes the other away; false when memory runs out.
-bool set_options(ctx_options& options, const char* name, const char* value, const char* mode, int debug) {
+bool set_options(option_list& options, const char* name, const char* value, const char* mode, int debug) {
     const number_text debug_text(debug);
     options.remove(strcmp(name, "fd") == 0 ? "source" : "fd");
     return (value == nullptr || options.set(name, value)) && (mode == nullptr || options.set("mode", mode)) &&

@@ -9,7 +9,7 @@
 #include "core/heap_ptr.h"
 
 using namespace ombrel;
-using namespace ombrel::plugin;
+using namespace ombrel::context;
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include <ombrel/assert.h>
 
-#include "plugin/plugin_binding.h"
 #include "plugin/plugin_registry.h"
 
 using namespace ombrel::plugin;

@@ -13,8 +13,8 @@
 #include <ombrel/path.h>
 #include <ombrel/short_lock.h>
 
-#include "builtin/builtin_table.h"
 #include "core/spin_lock_guard.h"
+#include "plugin/builtin_plugins.h"
 
 namespace ombrel::plugin {
 
@@ -99,16 +99,16 @@ private:
 };
 
 bool take_builtin(plugin_record& record) {
-    for (const builtin_entry& entry : builtin_table) {
-        if (strcmp(entry.name, record.m_name) != 0)
-            continue;
-        record.m_flags |= def_ombrel_plugin_flag_builtin;
-        record.m_initialize = entry.initialize;
-        record.m_uninitialize = entry.uninitialize;
-        record.settle = entry.settle;
-        return true;
-    }
-    return false;
+    const builtin_plugin* entry = builtin_plugins;
+    while (entry->name != nullptr && strcmp(entry->name, record.m_name) != 0)
+        entry++;
+    if (entry->name == nullptr)
+        return false;
+    record.m_flags |= def_ombrel_plugin_flag_builtin;
+    record.m_initialize = entry->initialize;
+    record.m_uninitialize = entry->uninitialize;
+    record.settle = entry->settle;
+    return true;
 }
 
 bool import_functions(plugin_record& record, const char* search_list, const char* initialize_name,
@@ -317,7 +317,7 @@ void report_no_handle(const char* function) {
 
 plugin_use load_plugin(const char* path, const char* search_list, const char* initialize_name,
                        const char* uninitialize_name) {
-    unlisted_record made(path != nullptr ? path : def_ombrel_builtin_plugin_name);
+    unlisted_record made(path != nullptr ? path : builtin_plugins[0].name);
     if (!made ||
         !(take_builtin(*made) || import_functions(*made, search_list, initialize_name, uninitialize_name)))
         return {};

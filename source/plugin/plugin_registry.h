@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <utility>
 
 #include <ombrel/ctx_interface.h>
 #include <ombrel/plugin.h>
@@ -18,7 +19,7 @@ enum class plugin_stage { loading, ready, failed, leaving };
 struct plugin_record : ombrel_plugin_t {
     std::atomic<plugin_stage> stage;
     unsigned era;     ///< how often all its uses have been dropped at once
-    void (*settle)(); ///< see builtin_entry; null for a library's
+    void (*settle)(); ///< see builtin_plugin; null for a library's
 };
 
 extern const instance_type plugin_type;
@@ -60,6 +61,32 @@ plugin_record* bind_plugin(int handle);
 
 /// Ends a binding: the last one of a plug-in without uses removes it.
 void unbind_plugin(plugin_record* plugin);
+
+/// A binding that ends with a scope.
+class plugin_binding {
+public:
+    plugin_binding() = default;
+    explicit plugin_binding(plugin_record* plugin) : plugin_(plugin) {}
+    plugin_binding(plugin_binding&& other) noexcept : plugin_(other.release()) {}
+    plugin_binding& operator=(plugin_binding&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~plugin_binding() { reset(); }
+
+    explicit operator bool() const { return plugin_ != nullptr; }
+    plugin_record* get() const { return plugin_; }
+    plugin_record* operator->() const { return plugin_; }
+    plugin_record& operator*() const { return *plugin_; }
+    plugin_record* release() { return std::exchange(plugin_, nullptr); }
+    void reset(plugin_record* plugin = nullptr) {
+        if (plugin_record* old = std::exchange(plugin_, plugin))
+            unbind_plugin(old);
+    }
+
+private:
+    plugin_record* plugin_ = nullptr;
+};
 
 /// The main entry of a plug-in's table, null for none; a table too small for one is reported under the names.
 ombrel_plugin_main_t main_entry(const ombrel_plugin_t& plugin, const char* source, const char* function);

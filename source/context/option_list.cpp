@@ -1,4 +1,4 @@
-#include "context/ctx_options.h"
+#include "context/option_list.h"
 
 #include <cstring>
 #include <utility>
@@ -9,10 +9,10 @@
 #include "core/short_lock_guard.h"
 #include "core/wipe.h"
 
-namespace ombrel::plugin {
+namespace ombrel::context {
 
 /// The name and then the text stand behind it, in one block.
-struct ctx_options::option {
+struct option_list::option {
     option* next;
     size_t name_size; ///< with the terminator
 
@@ -23,7 +23,7 @@ struct ctx_options::option {
     }
 };
 
-const char* ctx_options::get(const char* name) const {
+const char* option_list::get(const char* name) const {
     if (name == nullptr)
         return nullptr;
     const short_lock_guard guard(lock_);
@@ -31,7 +31,7 @@ const char* ctx_options::get(const char* name) const {
     return found != nullptr ? found->text() : nullptr;
 }
 
-bool ctx_options::set(const char* name, const char* text) {
+bool option_list::set(const char* name, const char* text) {
     const size_t name_size = strlen(name) + 1, text_size = strlen(text) + 1;
     auto* made = static_cast<option*>(
         ombrel_alloc_tag(sizeof(option) + name_size + text_size, "ombrel_ctx_set_option", __LINE__));
@@ -44,11 +44,11 @@ bool ctx_options::set(const char* name, const char* text) {
     return true;
 }
 
-void ctx_options::remove(const char* name) {
+void option_list::remove(const char* name) {
     free_one(exchange(name, nullptr));
 }
 
-void ctx_options::clear() {
+void option_list::clear() {
     option* at;
     {
         const short_lock_guard guard(lock_);
@@ -58,7 +58,7 @@ void ctx_options::clear() {
         free_one(std::exchange(at, at->next));
 }
 
-void ctx_options::free_one(option* which) {
+void option_list::free_one(option* which) {
     if (which == nullptr)
         return;
     // It may be a password.
@@ -67,7 +67,7 @@ void ctx_options::free_one(option* which) {
 }
 
 // The link that holds the option, or the null link at the end.
-ctx_options::option** ctx_options::find(const char* name) const {
+option_list::option** option_list::find(const char* name) const {
     const size_t size = strlen(name) + 1;
     option** link = &first_;
     while (*link != nullptr && !(*link)->is_called(name, size))
@@ -76,7 +76,7 @@ ctx_options::option** ctx_options::find(const char* name) const {
 }
 
 // Puts an option, or none, in the place of that of the name, which the caller frees.
-ctx_options::option* ctx_options::exchange(const char* name, option* made) {
+option_list::option* option_list::exchange(const char* name, option* made) {
     const short_lock_guard guard(lock_);
     option** link = find(name);
     option* old = *link;
@@ -87,4 +87,4 @@ ctx_options::option* ctx_options::exchange(const char* name, option* made) {
     return old;
 }
 
-} // namespace ombrel::plugin
+} // namespace ombrel::context

@@ -6,7 +6,7 @@ using namespace ombrel_test;
 
 namespace {
 
-class TransferStreamTest : public stream_test {};
+class RemoteFileTest : public stream_test {};
 
 std::string url(const char* scheme, int port, const std::string& path) {
     return std::string(scheme) + "://127.0.0.1:" + std::to_string(port) + "/" + path;
@@ -16,7 +16,7 @@ int64_t seek(stream& s, int64_t offset, int whence) {
     return ombrel_ctx_seek(s.handle(), offset, whence);
 }
 
-TEST_F(TransferStreamTest, a_tftp_stream_writes_and_reads) {
+TEST_F(RemoteFileTest, a_tftp_stream_writes_and_reads) {
     OMBREL_NEEDS_TFTP_SERVER();
     const tftp_server server;
     const std::string bytes = varied_bytes(100000);
@@ -38,7 +38,7 @@ TEST_F(TransferStreamTest, a_tftp_stream_writes_and_reads) {
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, reader.error());
 }
 
-TEST_F(TransferStreamTest, an_ftp_stream_writes_seeks_and_reads) {
+TEST_F(RemoteFileTest, an_ftp_stream_writes_seeks_and_reads) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server server;
     const std::string bytes = varied_bytes(3000000);
@@ -71,7 +71,7 @@ TEST_F(TransferStreamTest, an_ftp_stream_writes_seeks_and_reads) {
     EXPECT_EQ(0, reader.close());
 }
 
-TEST_F(TransferStreamTest, failures_have_their_errors) {
+TEST_F(RemoteFileTest, failures_have_their_errors) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server server;
     server.directory.write("file", "x");

@@ -1,18 +1,14 @@
-#include "builtin/stream_control.h"
+#include "builtin/named_controls.h"
 
 #include <array>
 
-#include <ombrel/address.h>
 #include <ombrel/builtin_stream.h>
 #include <ombrel/framebuffer.h>
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
-#include <ombrel/socket.h>
 #include <ombrel/string.h>
 
-#include "network/endpoint.h"
-
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -116,29 +112,6 @@ const typename Table::value_type* find(const Table& table, const char* name) {
 
 } // namespace
 
-int give_descriptor(const builtin_ctx& ctx, int descriptor, void* record, size_t size) {
-    auto* const answer = control_record<ombrel_stream_fd_t>(ctx, record, size);
-    if (answer == nullptr)
-        return -1;
-    answer->m_fd = descriptor;
-    return 0;
-}
-
-int give_socket_address(const builtin_ctx& ctx, int socket, uint32_t code, void* record, size_t size) {
-    auto* const answer = control_record<ombrel_stream_address_t>(ctx, record, size);
-    if (answer == nullptr)
-        return -1;
-    const auto ask_socket =
-        code == def_ombrel_stream_control_get_local_address ? ombrel_getsockname : ombrel_getpeername;
-    endpoint address;
-    int address_size = endpoint::room();
-    if (ask_socket(socket, address.get(), &address_size) != 0)
-        return fail_by_system(ctx);
-    const char* const text =
-        ombrel_inet_stopp(address.get(), answer->m_address, sizeof answer->m_address, &answer->m_port);
-    return text != nullptr ? 0 : fail(ctx, def_ombrel_ctx_error_failed);
-}
-
 uint32_t control_code(const char* name) {
     const named_control* const found = find(named_controls, name);
     return found != nullptr ? found->code : 0;
@@ -149,4 +122,4 @@ bool stream_property(builtin_ctx& ctx, const char* name, char* text, size_t room
     return found != nullptr && found->print(ctx, text, room);
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

@@ -8,7 +8,7 @@
 #include "core/heap_ptr.h"
 #include "protocol/transfer_error.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 /// Where a transfer goes.
 struct transfer_place {
@@ -40,4 +40,4 @@ int control_transfer(const builtin_ctx& ctx, uint32_t code, void* record, size_t
 /// The property "error": the server's own words, empty when nothing failed.
 bool get_transfer_error(const char* name, const protocol::transfer_error& error, char* text, size_t room);
 
-} // namespace ombrel
+} // namespace ombrel::builtin

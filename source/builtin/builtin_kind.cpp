@@ -1,13 +1,13 @@
-// The errors that operations of the built-in plug-in leave.
+#include "builtin/builtin_kind.h"
+
 #include <array>
 #include <cerrno>
 
 #include <ombrel/assert.h>
 #include <ombrel/ctx_interface.h>
+#include <ombrel/scan.h>
 
-#include "builtin/builtin_kind.h"
-
-namespace ombrel {
+namespace ombrel::builtin {
 
 namespace {
 
@@ -93,4 +93,9 @@ bool is_control_record(const builtin_ctx& ctx, size_t size, size_t wanted) {
     return false;
 }
 
-} // namespace ombrel
+int option_number(const builtin_ctx& ctx, const char* name, int fallback) {
+    const char* const text = option_text(ctx, name);
+    return text != nullptr ? ombrel_atoi(text) : fallback;
+}
+
+} // namespace ombrel::builtin

@@ -1,4 +1,4 @@
-#include "builtin/transfer_stream.h"
+#include "builtin/remote_file.h"
 
 #include <string_view>
 
@@ -9,7 +9,7 @@
 
 #include "text/slice.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 using protocol::transfer_fault;
 
@@ -118,4 +118,4 @@ bool get_transfer_error(const char* name, const protocol::transfer_error& error,
     return true;
 }
 
-} // namespace ombrel
+} // namespace ombrel::builtin

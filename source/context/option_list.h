@@ -4,15 +4,15 @@
 #include <ombrel/printf.h>
 #include <ombrel/short_lock.h>
 
-namespace ombrel::plugin {
+namespace ombrel::context {
 
 /// Names, in either case, with their texts. Each function is one step for other threads.
-class ctx_options {
+class option_list {
 public:
-    ctx_options() = default;
-    ~ctx_options() { clear(); }
-    ctx_options(const ctx_options&) = delete;
-    ctx_options& operator=(const ctx_options&) = delete;
+    option_list() = default;
+    ~option_list() { clear(); }
+    option_list(const option_list&) = delete;
+    option_list& operator=(const option_list&) = delete;
 
     /// The text, which stays until the option is set again or goes; null when it is not set.
     const char* get(const char* name) const;
@@ -43,4 +43,4 @@ private:
     char text_[16];
 };
 
-} // namespace ombrel::plugin
+} // namespace ombrel::context

@@ -1,11 +1,16 @@
-#include "builtin/stream_transfer.h"
+#include "builtin/descriptor_stream.h"
 
 #include <cerrno>
 
+#include <ombrel/address.h>
+#include <ombrel/builtin_stream.h>
+#include <ombrel/socket.h>
+
 #include "core/deadline.h"
+#include "network/endpoint.h"
 #include "platform/file.h"
 
-namespace ombrel {
+namespace ombrel::builtin {
 
 using platform::transfer_would_block;
 
@@ -80,4 +85,27 @@ int write_all(const builtin_ctx& ctx, int descriptor, write_attempt attempt, con
     return static_cast<int>(done);
 }
 
-} // namespace ombrel
+int give_descriptor(const builtin_ctx& ctx, int descriptor, void* record, size_t size) {
+    auto* const answer = control_record<ombrel_stream_fd_t>(ctx, record, size);
+    if (answer == nullptr)
+        return -1;
+    answer->m_fd = descriptor;
+    return 0;
+}
+
+int give_socket_address(const builtin_ctx& ctx, int socket, uint32_t code, void* record, size_t size) {
+    auto* const answer = control_record<ombrel_stream_address_t>(ctx, record, size);
+    if (answer == nullptr)
+        return -1;
+    const auto ask_socket =
+        code == def_ombrel_stream_control_get_local_address ? ombrel_getsockname : ombrel_getpeername;
+    endpoint address;
+    int address_size = endpoint::room();
+    if (ask_socket(socket, address.get(), &address_size) != 0)
+        return fail_by_system(ctx);
+    const char* const text =
+        ombrel_inet_stopp(address.get(), answer->m_address, sizeof answer->m_address, &answer->m_port);
+    return text != nullptr ? 0 : fail(ctx, def_ombrel_ctx_error_failed);
+}
+
+} // namespace ombrel::builtin
