@@ -354,10 +354,10 @@ TEST_F(Fbmap, a_new_window_is_topmost_and_takes_after_its_parent) {
     EXPECT_EQ(1u, display.at(4, 8)) << "what lay below shows";
 }
 
-/// Counts the pixels that windows of one tree are asked for.
+/// Counts the pixels that windows of one tree are asked for, and the rows in which they are.
 class painted_pixels : no_copy {
 public:
-    painted_pixels() { count = 0; }
+    painted_pixels() { count = rows = 0; }
     static void watch(ombrel_fbmap_t& window) {
         ombrel_bitmap_t nothing = {};
         ombrel_fbmap_get_box(&window, &nothing, 0, 0, 0, 0, 1, 1, 0); // fills the slot
@@ -365,10 +365,11 @@ public:
         window.m_get_box = [](ombrel_fbmap_t* map, ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, int32_t x,
                               int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
             count += size_t{w} * h;
+            rows += h;
             return own_function(map, to, to_x, to_y, x, y, w, h, mode);
         };
     }
-    static inline size_t count;
+    static inline size_t count, rows;
 
 private:
     static inline ombrel_fbmap_get_box_t own_function;
@@ -415,6 +416,25 @@ TEST_F(Fbmap, many_small_windows_are_painted_by_their_places) {
     EXPECT_EQ(size_t{25} * columns * rows, painted.count) << "each of them once";
     EXPECT_EQ(std::make_tuple(9u, 4u),
               std::make_tuple(display.at(8 * 80 + 1, 8 * 50 + 1), display.at(700, 400)));
+}
+
+// Each row that begins in the middle of a map costs time of its own.
+TEST_F(Fbmap, what_shows_of_a_window_is_copied_by_rows_as_long_as_they_can_be) {
+    screen display(palette8, 64, 48);
+    ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 1);
+    for (int32_t i = 0; i < 12; i++)
+        display.window(&display.root, i * 37 % 56, i * 29 % 40, 5 + 7 * (i % 3), 6 + 5 * (i % 4), 2);
+    painted_pixels::watch(*desktop);
+    const painted_pixels painted;
+    fill(*desktop, 1);
+    size_t shown = 0, runs = 0;
+    for (size_t y = 0; y < 48; y++)
+        for (size_t x = 0; x < 64; x++) {
+            const bool here = display.at(x, y) == 1;
+            shown += here;
+            runs += here && (x == 0 || display.at(x - 1, y) != 1);
+        }
+    EXPECT_EQ(std::make_tuple(shown, runs), std::make_tuple(painted.count, painted.rows));
 }
 
 // Neither painting nor freeing may take stack by how deep windows nest.

@@ -142,8 +142,7 @@ private:
     static void for_each_blended(const rectangle_node* node, const rectangle& band, Work work) {
         rectangle part;
         for (; node != nullptr; node = node->m_next)
-            if ((node->m_flags & needs_blending) != 0 &&
-                ombrel_sep_overlap_window(&node->m_rectangle, &band, &part, nullptr) == 1)
+            if ((node->m_flags & needs_blending) != 0 && overlap(node->m_rectangle, band, part))
                 work(*node, part);
     }
 

@@ -30,7 +30,7 @@ descent::level descent::inside(const level& parent, const ombrel_fbmap_t& window
     const bool is_root = window.m_parent == nullptr;
     level found = {parent.x + (is_root ? 0 : window.m_x), parent.y + (is_root ? 0 : window.m_y), {}};
     const rectangle area = between(found.x, found.y, found.x + window.m_resx, found.y + window.m_resy);
-    ombrel_sep_overlap_window(&parent.visible, &area, &found.visible, nullptr);
+    overlap(parent.visible, area, found.visible);
     return found;
 }
 

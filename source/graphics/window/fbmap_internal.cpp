@@ -44,26 +44,19 @@ ombrel_fbmap_t* next_outside(ombrel_fbmap_t& window, const ombrel_fbmap_t& top,
     return from != &top ? from->*link : nullptr;
 }
 
-namespace {
-
-struct span {
-    int32_t start;
-    uint32_t length;
-};
-
-// What begins beyond the coordinates has no length; what begins before them is cut.
-span span_between(int64_t from, int64_t to) {
-    const int64_t start = std::clamp<int64_t>(from, INT32_MIN, INT32_MAX);
-    const int64_t length = from > INT32_MAX ? 0 : std::clamp<int64_t>(to - start, 0, UINT32_MAX);
-    return {static_cast<int32_t>(start), static_cast<uint32_t>(length)};
+surroundings tile_by_turns(const rectangle& area, const rectangle& hole) {
+    const int64_t right = right_of(hole), bottom = bottom_of(hole);
+    return {between(area.m_x, area.m_y, right, hole.m_y), between(right, area.m_y, right_of(area), bottom),
+            between(hole.m_x, bottom, right_of(area), bottom_of(area)),
+            between(area.m_x, hole.m_y, hole.m_x, bottom_of(area))};
 }
 
-} // namespace
-
-rectangle between(int64_t left, int64_t top, int64_t right, int64_t bottom) {
-    const span columns = span_between(left, right);
-    const span rows = span_between(top, bottom);
-    return {columns.start, rows.start, columns.length, rows.length};
+surroundings tile_by_rows(const rectangle& area, const rectangle& hole) {
+    const int64_t bottom = bottom_of(hole);
+    return {between(area.m_x, area.m_y, right_of(area), hole.m_y),
+            between(area.m_x, hole.m_y, hole.m_x, bottom),
+            between(right_of(hole), hole.m_y, right_of(area), bottom),
+            between(area.m_x, bottom, right_of(area), bottom_of(area))};
 }
 
 namespace {
@@ -134,21 +127,14 @@ int ombrel_sep_overlap_window(const ombrel_fbmap_rectangle_t* a, const ombrel_fb
                               ombrel_fbmap_rectangle_t* overlap_out, ombrel_fbmap_rectangle_t* rest_out) {
     if (a == nullptr || b == nullptr)
         return -1;
-    const int64_t left = std::max(a->m_x, b->m_x);
-    const int64_t top = std::max(a->m_y, b->m_y);
-    const int64_t right = std::min(right_of(*a), right_of(*b));
-    const int64_t bottom = std::min(bottom_of(*a), bottom_of(*b));
-    if (right <= left || bottom <= top)
+    rectangle common;
+    if (!overlap(*a, *b, common))
         return 0;
-    const rectangle whole = *a; // either result may be one of the arguments
-    if (rest_out != nullptr) {
-        rest_out[0] = between(whole.m_x, whole.m_y, right, top);
-        rest_out[1] = between(right, whole.m_y, right_of(whole), bottom);
-        rest_out[2] = between(left, bottom, right_of(whole), bottom_of(whole));
-        rest_out[3] = between(whole.m_x, top, left, bottom_of(whole));
-    }
+    const surroundings rest = tile_by_turns(*a, common); // either result may be one of the arguments
+    if (rest_out != nullptr)
+        std::copy(rest.begin(), rest.end(), rest_out);
     if (overlap_out != nullptr)
-        *overlap_out = between(left, top, right, bottom);
+        *overlap_out = common;
     return 1;
 }
 

@@ -1,6 +1,7 @@
 // What the sources of frame-buffer maps share: the lock, rectangles, the update region and the slots.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -79,8 +80,37 @@ struct placement {
 /// Follows a rectangle of a window, given in its own coordinates, up to the root.
 placement locate(ombrel_fbmap_t& fbmap, rectangle area);
 
-/// The rectangle between the edges, as much of it as coordinates and sizes can tell.
-rectangle between(int64_t left, int64_t top, int64_t right, int64_t bottom);
+/// The rectangle between the edges, as much of it as coordinates and sizes can tell: what begins before them
+/// is cut, and what begins beyond them is empty.
+constexpr rectangle between(int64_t left, int64_t top, int64_t right, int64_t bottom) {
+    const auto start = [](int64_t edge) { return std::clamp<int64_t>(edge, INT32_MIN, INT32_MAX); };
+    const auto length = [&](int64_t from, int64_t to) {
+        return from > INT32_MAX ? 0 : std::clamp<int64_t>(to - start(from), 0, UINT32_MAX);
+    };
+    return {static_cast<int32_t>(start(left)), static_cast<int32_t>(start(top)),
+            static_cast<uint32_t>(length(left, right)), static_cast<uint32_t>(length(top, bottom))};
+}
+
+/// Whether the rectangles share a pixel; what they share is in `common` then, which may be one of them.
+inline bool overlap(const rectangle& a, const rectangle& b, rectangle& common) {
+    const int64_t left = std::max(a.m_x, b.m_x), right = std::min(right_of(a), right_of(b));
+    const int64_t top = std::max(a.m_y, b.m_y), bottom = std::min(bottom_of(a), bottom_of(b));
+    if (right <= left || bottom <= top)
+        return false;
+    common = {static_cast<int32_t>(left), static_cast<int32_t>(top), static_cast<uint32_t>(right - left),
+              static_cast<uint32_t>(bottom - top)};
+    return true;
+}
+
+/// The rest of an area around a hole in it: four rectangles, any of which may be empty.
+using surroundings = std::array<rectangle, 4>;
+using tiling = surroundings (*)(const rectangle& area, const rectangle& hole);
+
+/// Above the hole, right of it, below and left of it, each from one of its corners to an edge of the area.
+surroundings tile_by_turns(const rectangle& area, const rectangle& hole);
+
+/// Above, left, right and below, with rows as long as they can be.
+surroundings tile_by_rows(const rectangle& area, const rectangle& hole);
 
 /// Cuts off what lies outside of 0 ... resx, 0 ... resy.
 void clip(rectangle& area, uint32_t resx, uint32_t resy);

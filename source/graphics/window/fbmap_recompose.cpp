@@ -89,8 +89,7 @@ private:
 
     bool put(const layer& found, const rectangle& area) {
         layer part = found;
-        return ombrel_sep_overlap_window(&found.visible, &area, &part.visible, nullptr) != 1 ||
-               layers_.push(part);
+        return !overlap(found.visible, area, part.visible) || layers_.push(part);
     }
 
     // Of the layers from the first on.
@@ -143,8 +142,9 @@ private:
                     true};
         for (const rectangle& part : made.parts) {
             size_t inside = 0;
+            rectangle common;
             for (size_t i = first; i < layers_.size(); i++)
-                inside += ombrel_sep_overlap_window(&layers_[i].visible, &part, nullptr, nullptr) == 1;
+                inside += overlap(layers_[i].visible, part, common);
             made.copies += inside;
             made.helps = made.helps && inside < count;
         }
@@ -154,7 +154,7 @@ private:
 
     bool paint_at_once(size_t first, const rectangle& area) {
         rectangle_node* list = nullptr;
-        region shown(list);
+        region shown(list, tile_by_rows);
         if (!shown.add(area))
             return false;
         for (size_t i = first; i < layers_.size(); i++) {
@@ -217,7 +217,7 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
                                                          uint32_t state) {
     if (is_refused(target, {source_name, __func__, __LINE__}) || list == nullptr)
         return UINT32_MAX;
-    region shown(*list);
+    region shown(*list, tile_by_turns);
     descent walk(first_sibling, target, state);
     for (; walk.at() != nullptr; walk.go_on()) {
         if (is_shown(*walk.at()))

@@ -42,26 +42,34 @@ void region::clear() {
         drop(*head_);
 }
 
-// Puts what of the node is outside the overlap behind it.
-void region::keep_rest(rectangle_node& node, const rectangle (&rest)[4]) {
-    for (const rectangle& piece : rest) {
-        if (is_empty(piece))
-            continue;
-        if (rectangle_node* kept = new_rectangle_node(piece, node.m_owner, node.m_flags))
-            rectangle_list(head_).insert_behind(node, *kept);
-        else
-            lost_ = true;
-    }
+// Puts a piece of the node behind it.
+void region::keep(rectangle_node& node, const rectangle& piece) {
+    if (rectangle_node* kept = new_rectangle_node(piece, node.m_owner, node.m_flags))
+        rectangle_list(head_).insert_behind(node, *kept);
+    else
+        lost_ = true;
 }
 
+// The node becomes the last of the pieces that are left.
 void region::cut_out(const rectangle& area) {
     for (rectangle_node *node = head_, *next = nullptr; node != nullptr; node = next) {
         next = node->m_next;
-        rectangle rest[4];
-        if (ombrel_sep_overlap_window(&node->m_rectangle, &area, nullptr, rest) == 1) {
-            keep_rest(*node, rest);
-            drop(*node);
+        rectangle common;
+        if (!overlap(node->m_rectangle, area, common))
+            continue;
+        const rectangle* last = nullptr;
+        const surroundings rest = rest_of_(node->m_rectangle, common);
+        for (const rectangle& piece : rest) {
+            if (is_empty(piece))
+                continue;
+            if (last != nullptr)
+                keep(*node, *last);
+            last = &piece;
         }
+        if (last != nullptr)
+            node->m_rectangle = *last;
+        else
+            drop(*node);
     }
 }
 
@@ -87,17 +95,17 @@ bool region::adopt(rectangle_node& node, ombrel_fbmap_t& window) {
 void region::own(ombrel_fbmap_t& window, const rectangle& visible) {
     for (rectangle_node *node = head_, *next = nullptr; node != nullptr; node = next) {
         next = node->m_next;
-        rectangle overlap;
-        rectangle rest[4];
-        if (!is_open(*node) || node->m_owner == &window ||
-            ombrel_sep_overlap_window(&node->m_rectangle, &visible, &overlap, rest) != 1)
+        rectangle common;
+        if (!is_open(*node) || node->m_owner == &window || !overlap(node->m_rectangle, visible, common))
             continue;
-        keep_rest(*node, rest);
-        node->m_rectangle = overlap;
+        for (const rectangle& piece : rest_of_(node->m_rectangle, common))
+            if (!is_empty(piece))
+                keep(*node, piece);
+        node->m_rectangle = common;
         if (!adopt(*node, window)) {
             // The windows above cannot be shown either without what is below them.
             lost_ = true;
-            cut_out(overlap);
+            cut_out(common);
             next = head_;
         }
     }

@@ -9,7 +9,7 @@ namespace ombrel::fbmap {
 /// runs out are lost, and not repainted.
 class region {
 public:
-    explicit region(rectangle_node*& head) : head_(head) {}
+    region(rectangle_node*& head, tiling rest_of) : head_(head), rest_of_(rest_of) {}
 
     /// False when memory has run out.
     bool add(const rectangle& area);
@@ -28,10 +28,11 @@ private:
     void own(ombrel_fbmap_t& window, const rectangle& visible);
     bool adopt(rectangle_node& node, ombrel_fbmap_t& window);
     void cut_out(const rectangle& area);
-    void keep_rest(rectangle_node& node, const rectangle (&rest)[4]);
+    void keep(rectangle_node& node, const rectangle& piece);
     void drop(rectangle_node& node);
 
     rectangle_node*& head_;
+    tiling rest_of_;
     bool lost_ = false;
 };
 

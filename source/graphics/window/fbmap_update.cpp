@@ -50,8 +50,9 @@ bool take_size(ombrel_fbmap_t& fbmap, uint32_t resx, uint32_t resy) {
 int recompose_moved(ombrel_fbmap_t& fbmap, const rectangle& before, uint32_t mode) {
     const rectangle after = locate(fbmap, whole(fbmap)).visible;
     int result = recompose(fbmap, after, mode);
-    rectangle uncovered[4] = {before, {}, {}, {}};
-    ombrel_sep_overlap_window(&before, &after, nullptr, uncovered);
+    surroundings uncovered = {before};
+    if (rectangle common; overlap(before, after, common))
+        uncovered = tile_by_rows(before, common);
     for (const rectangle& piece : uncovered)
         if (recompose(fbmap, piece, mode) != 0)
             result = -1;

@@ -30,8 +30,18 @@ OMBREL_TARGET inline void copy_line(unsigned char* to, const unsigned char* from
 
 } // namespace
 
+namespace {
+
+OMBREL_TARGET inline void fetch(unsigned char* to, const unsigned char* from) {
+    __builtin_prefetch(from, for_reading, first_cache);
+    __builtin_prefetch(to, for_writing);
+}
+
+} // namespace
+
 // The processor foresees a row once it is in it. As it starts anew with each, rows further on are fetched by
-// hand, on both sides.
+// hand, on both sides. Stores that cross cache lines cost twice, so all but the first and the last are
+// aligned.
 OMBREL_TARGET void copy_avx2(const copy_area& area) {
     if (area.width < cache_line || area.width > longest_row)
         return copy_plain(area);
@@ -42,13 +52,14 @@ OMBREL_TARGET void copy_avx2(const copy_area& area) {
         const size_t fetched = row + rows_ahead < area.height ? rows_ahead : 0;
         const unsigned char* const next_from = from + fetched * area.from_line_length;
         unsigned char* const next_to = to + fetched * area.to_line_length;
-        for (size_t i = 0; i < last_line; i += cache_line) {
-            __builtin_prefetch(next_from + i, for_reading, first_cache);
-            __builtin_prefetch(next_to + i, for_writing);
+        fetch(next_to, next_from);
+        copy_line(to, from);
+        for (size_t i = cache_line - reinterpret_cast<uintptr_t>(to) % cache_line; i < last_line;
+             i += cache_line) {
+            fetch(next_to + i, next_from + i);
             copy_line(to + i, from + i);
         }
-        __builtin_prefetch(next_from + area.width - 1, for_reading, first_cache);
-        __builtin_prefetch(next_to + area.width - 1, for_writing);
+        fetch(next_to + area.width - 1, next_from + area.width - 1);
         copy_line(to + last_line, from + last_line);
     }
 }
