@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 
 #include "platform/clock.h"
@@ -13,34 +12,28 @@ namespace ombrel {
 class deadline {
 public:
     deadline() = default;
-    /// @param limit_ms negative for none
-    explicit deadline(int limit_ms)
-        : end_(limit_ms < 0 ? never : now() + static_cast<uint64_t>(limit_ms) * nanoseconds_each) {}
+    /// @param limit_ms milliseconds from now; negative for none, 0 has passed already
+    explicit deadline(int limit_ms) : end_(platform::moment_after(limit_ms)) {}
 
-    bool passed() const { return end_ != never && now() >= end_; }
-
-    /// Milliseconds left, the last begun one counted, so that nobody who waits for them is early; 0 when it
-    /// has passed, -1 without a limit.
-    int left() const {
-        if (end_ == never)
-            return -1;
-        const uint64_t time = now();
-        if (time >= end_)
-            return 0;
-        return static_cast<int>(std::min<uint64_t>((end_ - time - 1) / nanoseconds_each + 1, INT_MAX));
+    /// A moment in ombrel_time_stamp_msec(); what that clock does not reach is no limit.
+    static deadline at(uint64_t stamp) {
+        deadline result;
+        if (stamp <= platform::never / platform::nanoseconds_per_millisecond)
+            result.end_ = stamp * platform::nanoseconds_per_millisecond;
+        return result;
     }
 
+    bool passed() const { return left() == 0; }
+
+    /// Milliseconds left, the last begun one counted, so that nobody who waits for them is early, and INT_MAX
+    /// at most; 0 when it has passed, -1 without a limit.
+    int left() const { return platform::milliseconds_until(end_); }
+
 private:
-    static constexpr uint64_t never = UINT64_MAX;
-
-    static constexpr uint64_t nanoseconds_each = 1'000'000;
-
-    static uint64_t now() { return platform::monotonic_nanoseconds(); }
-
-    uint64_t end_ = never;
+    uint64_t end_ = platform::never;
 };
 
-/// The shorter of two results of deadline::left().
+/// The shorter of two waits in milliseconds, where negative is one without end.
 inline int shorter_wait(int a, int b) {
     return a < 0 ? b : b < 0 ? a : std::min(a, b);
 }

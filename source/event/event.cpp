@@ -1,14 +1,12 @@
 #include <ombrel/event.h>
 
-#include <algorithm>
-#include <climits>
 #include <cstring>
 
 #include <ombrel/event_base.h>
 #include <ombrel/heap.h>
 #include <ombrel/output.h>
-#include <ombrel/time.h>
 
+#include "core/deadline.h"
 #include "event/event_guard.h"
 
 using namespace ombrel;
@@ -329,16 +327,6 @@ int ombrel_active_event(ombrel_event_t* event, uint32_t result_flags) {
     return 0;
 }
 
-namespace {
-
-int remaining_time(const ombrel_event_t& event) {
-    const uint64_t now = ombrel_time_stamp_msec();
-    const uint64_t left = event.m_expiry > now ? event.m_expiry - now : 0;
-    return static_cast<int>(std::min<uint64_t>(left, INT_MAX));
-}
-
-} // namespace
-
 int ombrel_event_pending(ombrel_event_t* event, uint32_t flags, int* timeout_ms_out) {
     const event_guard home("ombrel_event_pending", event);
     if (!home)
@@ -354,6 +342,6 @@ int ombrel_event_pending(ombrel_event_t* event, uint32_t flags, int* timeout_ms_
     if (timed)
         pending |= def_ombrel_event_timeout;
     if (timeout_ms_out != nullptr)
-        *timeout_ms_out = timed ? remaining_time(*event) : -1;
+        *timeout_ms_out = timed ? deadline::at(event->m_expiry).left() : -1;
     return static_cast<int>(pending & flags);
 }

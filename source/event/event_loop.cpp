@@ -1,12 +1,12 @@
 // The iterations of a loop: wait, find out which events have something, run the handlers of one priority.
 #include <algorithm>
-#include <climits>
 
 #include <ombrel/event_base.h>
 #include <ombrel/global_break.h>
 #include <ombrel/thread.h>
 #include <ombrel/time.h>
 
+#include "core/deadline.h"
 #include "event/event_internal.h"
 #include "platform/socket.h"
 
@@ -24,15 +24,7 @@ bool has_work(const ombrel_event_base_t& base) {
 int wait_time(ombrel_event_base_t& base, uint32_t loop_flags) {
     if (has_work(base) || (loop_flags & def_ombrel_event_loop_non_block) != 0)
         return 0;
-    int wait = -1;
-    const uint64_t expiry = next_expiry(base);
-    if (expiry != UINT64_MAX) {
-        const uint64_t now = ombrel_time_stamp_msec();
-        wait = expiry <= now ? 0 : static_cast<int>(std::min<uint64_t>(expiry - now, INT_MAX));
-    }
-    if (base.m_max_wait >= 0 && (wait < 0 || wait > base.m_max_wait))
-        wait = base.m_max_wait;
-    return wait;
+    return shorter_wait(deadline::at(next_expiry(base)).left(), base.m_max_wait);
 }
 
 // The gate is open while the loop sleeps: what other threads add is told to the host by themselves, and they

@@ -47,8 +47,11 @@ namespace {
 
 constexpr int default_expiry = 3'600'000;
 
-// The longest time between two looks for expired entries, and so the longest sleep of the service thread.
+// The longest time between two looks for expired entries.
 constexpr uint64_t check_interval = 1000;
+
+// In milliseconds, as all here.
+constexpr int longest_sleep = 1000;
 
 // How long a close waits for a look-up before it leaves it behind.
 constexpr int longest_farewell = 500;
@@ -67,18 +70,19 @@ public:
     }
 };
 
-// Sleeps until the condition is woken, for as long as `slice_until_news()`, asked with the lock held, gives
-// milliseconds; 0 does not sleep, so that no wake-up is missed.
-template<typename Slice>
+// Sleeps until the condition is woken, for as long as `wait_for_news()`, asked with the lock held, gives
+// milliseconds; 0 does not sleep, so that no wake-up is missed. One who wakes others without the lock, for
+// want of memory, is missed: therefore no sleep is endless.
+template<typename Wait>
 void sleep_on(ombrel_resolver_cache_t* cache, ombrel_lock_condition_t& condition, const char* function,
-              Slice slice_until_news) {
+              Wait wait_for_news) {
     if (ombrel_lock_timeout_tag(&cache->lock, def_ombrel_infinite, function, __LINE__) != 0) {
         ombrel_load_balance_short();
         return;
     }
-    const uint32_t slice = slice_until_news();
-    const bool held = slice == 0 || ombrel_lock_condition_wait_timeout_tag(&condition, &cache->lock, slice,
-                                                                           function, __LINE__) == 0;
+    const auto wait = static_cast<uint32_t>(shorter_wait(wait_for_news(), longest_sleep));
+    const bool held = wait == 0 || ombrel_lock_condition_wait_timeout_tag(&condition, &cache->lock, wait,
+                                                                          function, __LINE__) == 0;
     if (held)
         ombrel_unlock_tag(&cache->lock, function, __LINE__);
 }
@@ -122,17 +126,11 @@ public:
             if (look() || last_look)
                 return answer_;
             sleep_on(cache_, cache_->progress, get_name,
-                     [&] { return is_over(cache_->names.find(key_)) ? 0u : slice_of(limit); });
+                     [&] { return is_over(cache_->names.find(key_)) ? 0 : limit.left(); });
         }
     }
 
 private:
-    // Wake-ups need no memory, but a sleep that ends by itself loses nothing either way.
-    static uint32_t slice_of(const deadline& limit) {
-        constexpr int longest_sleep = 100;
-        const int left = limit.left();
-        return static_cast<uint32_t>(left < 0 ? longest_sleep : std::min(left, longest_sleep));
-    }
     // One that is gone was answered and has expired already.
     bool is_over(const cache_entry* entry) const {
         return entry == nullptr || entry->answer != nullptr || entry->resolution > seen_;
@@ -198,12 +196,16 @@ bool may_hang(const char* name) {
     return *name != '\0' && ombrel_inet_pton(0, name, nullptr) != 0;
 }
 
-// Whether the cache is still somebody's. A closer that leaves it behind is let finish first.
+// Whether the cache is still somebody's. A closer that leaves it behind is let finish first: it has when the
+// stage is seen with the lock held.
 bool end_look_up(ombrel_resolver_cache_t* cache, stage from) {
     if (change_stage(cache, from, stage::idle))
         return true;
-    while (cache->thread_stage.load() != stage::left_behind)
-        ombrel_load_balance_short();
+    for (bool is_own = false; !is_own;)
+        sleep_on(cache, cache->progress, service_name, [&] {
+            is_own = cache->thread_stage.load() == stage::left_behind;
+            return is_own ? 0 : longest_sleep;
+        });
     return false;
 }
 
@@ -260,9 +262,8 @@ const cache_entry* first_request(ombrel_resolver_cache_t* cache) {
 // Sleeps until there is a request, an entry expires or the service is asked to stop.
 void await_request(ombrel_resolver_cache_t* cache, ombrel_service_t* service) {
     sleep_on(cache, cache->work, service_name, [cache, service] {
-        const uint64_t now = ombrel_time_stamp_msec();
         const bool idle = cache->pending.first == nullptr && ombrel_break_service(service) == 0;
-        return idle && now < cache->next_check ? static_cast<uint32_t>(cache->next_check - now) : 0u;
+        return idle ? deadline::at(cache->next_check).left() : 0;
     });
 }
 
@@ -299,16 +300,27 @@ int end_sleep(void* argument) {
 
 // Takes the cache from its thread, unless that is in a look-up that does not end: then false.
 bool take_over(ombrel_resolver_cache_t* cache) {
-    constexpr uint32_t slice = 10;
     const deadline farewell(longest_farewell);
     cache->closing.store(true);
     while (!change_stage(cache, stage::idle, stage::closed)) {
         if (farewell.passed() && change_stage(cache, stage::asking, stage::being_left))
             return false;
-        sleep_on(cache, cache->progress, close_name,
-                 [cache] { return cache->thread_stage.load() == stage::idle ? 0u : slice; });
+        sleep_on(cache, cache->progress, close_name, [&] {
+            if (cache->thread_stage.load() == stage::idle)
+                return 0;
+            return farewell.passed() ? longest_sleep : farewell.left();
+        });
     }
     return true;
+}
+
+// The closer's last touch of a cache that it leaves behind: its thread may free it as soon as it has the
+// lock.
+void hand_over(ombrel_resolver_cache_t* cache) {
+    const cache_guard guard(cache, close_name, __LINE__);
+    cache->thread_stage.store(stage::left_behind);
+    if (guard)
+        ombrel_lock_condition_wakeup_broadcast_tag(&cache->progress);
 }
 
 // All but what the thread stands on is freed now; the rest by the thread, whenever its look-up ends.
@@ -321,7 +333,7 @@ int leave_behind(ombrel_resolver_cache_t* cache) {
         close_name, kept->key.name, kept->key.port);
     ombrel_service_register_close_notify_handler(cache->service, nullptr, nullptr);
     ombrel_close_service_ex(cache->service, 0);
-    cache->thread_stage.store(stage::left_behind);
+    hand_over(cache);
     return 0;
 }
 

@@ -7,8 +7,8 @@
 
 #include <ombrel/heap.h>
 
+#include "core/deadline.h"
 #include "core/heap_ptr.h"
-#include "platform/clock.h"
 #include "platform/poll.h"
 
 using namespace ombrel;
@@ -196,18 +196,12 @@ void store_results(ombrel_select_t& record, const request_table& all, size_t cou
 
 /// Waits again after interruptions, within the time limit and the limit of calls.
 int wait_again(poll_request* requests, size_t count, int timeout_ms) {
-    const uint64_t start = platform::monotonic_nanoseconds();
-    int left = timeout_ms, result = -1;
+    const deadline limit(timeout_ms);
+    int result = -1;
     for (int calls = 0; calls < most_calls; calls++) {
-        result = platform::poll_descriptors(requests, count, left);
-        if (result >= 0 || errno != EINTR)
+        result = platform::poll_descriptors(requests, count, limit.left());
+        if (result >= 0 || errno != EINTR || limit.passed())
             break;
-        if (timeout_ms < 0)
-            continue;
-        const uint64_t passed = (platform::monotonic_nanoseconds() - start) / 1'000'000u;
-        if (passed >= static_cast<uint64_t>(timeout_ms))
-            break;
-        left = timeout_ms - static_cast<int>(passed);
     }
     return result;
 }

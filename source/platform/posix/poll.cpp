@@ -12,29 +12,6 @@ namespace ombrel::platform {
 
 namespace {
 
-/// The time until a limit, in what poll() takes; rounded up, so that a wait never ends early.
-class time_limit {
-public:
-    explicit time_limit(int milliseconds)
-        : milliseconds_(milliseconds),
-          end_(milliseconds > 0 ? monotonic_nanoseconds() + to_nanoseconds(milliseconds) : 0) {}
-
-    int left() const {
-        if (milliseconds_ <= 0)
-            return milliseconds_ < 0 ? -1 : 0;
-        const uint64_t now = monotonic_nanoseconds();
-        return now >= end_ ? 0 : static_cast<int>((end_ - now + 999'999u) / 1'000'000u);
-    }
-
-private:
-    static uint64_t to_nanoseconds(int milliseconds) {
-        return static_cast<uint64_t>(milliseconds) * 1'000'000u;
-    }
-
-    int milliseconds_;
-    uint64_t end_;
-};
-
 /// How long a descriptor with nothing but a hang-up that nobody asked for is left out of the wait.
 constexpr int pause_milliseconds = 5;
 
@@ -101,14 +78,14 @@ bool is_open_descriptor(int descriptor) {
 
 int poll_for_kinds(pollfd* records, size_t count, int timeout_milliseconds) {
     taking_back aside(records, count);
-    const time_limit limit(timeout_milliseconds);
+    const uint64_t end = moment_after(timeout_milliseconds);
     int wait = std::max(timeout_milliseconds, -1);
     while (true) {
         const int reported = poll(records, static_cast<nfds_t>(count), wait);
         if (reported < 0)
             return -1;
         const int wanted = take_wanted(records, count);
-        const int left = limit.left();
+        const int left = milliseconds_until(end);
         if (wanted != 0 || left == 0)
             return wanted;
         wait = left;
