@@ -98,15 +98,12 @@ static size_t unsent(const http_connection_t* connection) {
 static long send_now(int socket, const char* data, size_t size) {
     size_t sent = 0;
     while (sent < size) {
-        const int count = ombrel_sys_send(socket, data + sent, size - sent, 0);
-        if (count > 0)
-            sent += (size_t)count;
-        else if (ombrel_single_select(socket, def_ombrel_select_write, 0) == 0)
+        const int count = ombrel_send_now(socket, data + sent, size - sent);
+        if (count == def_ombrel_socket_would_block)
             break;
-        else if (ombrel_sys_send(socket, data + sent, 1, 0) == 1)
-            sent++; /* it became writable between the two looks */
-        else
+        if (count < 0)
             return -1;
+        sent += (size_t)count;
     }
     return (long)sent;
 }
@@ -424,7 +421,7 @@ static void receive(http_connection_t* connection) {
     if (room == 0)
         return;
     char* end = connection->head + connection->received;
-    const int count = ombrel_sys_recv(connection->socket, end, room, 0);
+    const int count = ombrel_recv_now(connection->socket, end, room);
     if (count > 0) {
         if (connection->state == state_head && !connection->begun) {
             connection->begun = 1;
@@ -433,7 +430,7 @@ static void receive(http_connection_t* connection) {
         connection->received += (size_t)count;
     } else if (count == 0) {
         connection->saw_end = 1;
-    } else if (ombrel_single_select(connection->socket, def_ombrel_select_read, 0) != 0) {
+    } else if (count != def_ombrel_socket_would_block) {
         connection->broken = 1;
     }
 }
@@ -453,8 +450,7 @@ static void on_ready(ombrel_event_t* event, int socket, uint32_t ready, void* co
 
 static void add_connection(http_server_t* server, int socket) {
     http_connection_t* connection = ombrel_alloc(sizeof *connection);
-    if (connection == NULL || ombrel_set_non_block_socket(socket, 1) != 0) {
-        ombrel_check_free(connection);
+    if (connection == NULL) {
         ombrel_close_socket(socket);
         return;
     }
@@ -473,7 +469,7 @@ static void add_connection(http_server_t* server, int socket) {
         close_connection(connection);
 }
 
-/* A refused accept may also mean that the next client came in between; a probe tells. */
+/* A failed accept may also mean that the client has gone again; a probe tells. */
 static int has_descriptors(void) {
     const int probe = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
     ombrel_close_socket(probe);
@@ -487,13 +483,13 @@ static void refuse_connection(http_server_t* server, int listener) {
         "Content-Type: text/plain\r\nContent-Length: 32\r\nConnection: close\r\n\r\n"
         "503 Service Unavailable: full up";
     ombrel_close_socket(server->reserve);
-    const int socket = ombrel_accept(listener, NULL, NULL, 0);
-    if (socket != def_ombrel_invalid_socket) {
+    const int socket = ombrel_accept_now(listener, NULL, NULL);
+    if (socket >= 0) {
         char request[1024];
         server->counts.refused++;
-        ombrel_sys_send(socket, answer, sizeof answer - 1, 0);
-        ombrel_shutdown_socket(socket, 1);
-        ombrel_recv(socket, request, sizeof request, 0);
+        ombrel_send_now(socket, answer, sizeof answer - 1);
+        ombrel_shutdown_socket(socket, def_ombrel_shutdown_send);
+        ombrel_recv_now(socket, request, sizeof request);
         ombrel_close_socket(socket);
     }
     server->reserve = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
@@ -524,13 +520,13 @@ static void on_accept(ombrel_event_t* event, int descriptor, uint32_t ready, voi
     if ((ready & def_ombrel_event_read) == 0)
         return;
     for (int i = 0; i < accepts_at_once; i++) {
-        const int socket = ombrel_accept(listener->socket, NULL, NULL, -1); /* the listener does not block */
+        const int socket = ombrel_accept_now(listener->socket, NULL, NULL);
+        if (socket == def_ombrel_socket_would_block)
+            return;
         if (socket != def_ombrel_invalid_socket) {
             add_connection(server, socket);
             continue;
         }
-        if (ombrel_single_select(listener->socket, def_ombrel_select_read, 0) == 0)
-            return;
         if (has_descriptors())
             continue;
         if (server->reserve == def_ombrel_invalid_socket) {

@@ -11,6 +11,10 @@
  * wait ends it with -1 and EINTR. A limit holds for blocking sockets too, whoever else uses them: what a wait
  * found and another thread or process took is waited for anew, for the rest of the time.
  *
+ * The functions ending in `_now` make one attempt that never waits, on blocking sockets too. They are for
+ * event loops: def_ombrel_socket_would_block says "wait until the socket is ready and try again", -1 that it
+ * has failed.
+ *
  * All functions may be called from any thread.
  */
 #ifndef OMBREL_SOCKET_H
@@ -31,6 +35,8 @@ OMBREL_BEGIN_C
 #define def_ombrel_recv_timeout (-2)
 /** The result of a sending function whose time ran out. */
 #define def_ombrel_send_timeout 0
+/** The result of a function ending in `_now` that would have to wait. */
+#define def_ombrel_socket_would_block (-2)
 
 /** Sides of a connection for ombrel_shutdown_socket(). */
 #define def_ombrel_shutdown_receive 0 /**< no more receiving */
@@ -92,6 +98,18 @@ OMBREL_API int ombrel_listen(int s, int backlog);
  * @return the connection's descriptor; -1 on an error or when the time ran out
  */
 OMBREL_API int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int timeout_ms);
+
+/**
+ * @brief Takes a connection that waits already; it never waits for one.
+ *
+ * What ombrel_accept() says of a limited accept of a blocking socket is true of this one.
+ * @param s the socket
+ * @param addr        receives the peer's address; may be null
+ * @param size_in_out holds the room in `addr`, receives the address's size; null when `addr` is null
+ * @return the connection's descriptor; def_ombrel_socket_would_block when nobody waits; -1 on an error, such
+ *         as no descriptor being left or the connection being gone again
+ */
+OMBREL_API int ombrel_accept_now(int s, struct sockaddr* addr, int* size_in_out);
 
 /**
  * @brief Reads the socket's own address.
@@ -263,6 +281,49 @@ OMBREL_API int ombrel_send(int s, const void* buf, size_t size, int timeout_ms);
  */
 OMBREL_API int ombrel_sendto(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size,
                              int timeout_ms);
+
+/**
+ * @brief Receives what is there and never waits.
+ * @param s the socket
+ * @param buf  receives at most `size` bytes
+ * @param size bytes wanted, 1 or more: of none it cannot be told whether the peer closed
+ * @return bytes received; 0 when the peer closed, and for an empty datagram; def_ombrel_socket_would_block
+ *         when nothing has come; -1 on an error
+ */
+OMBREL_API int ombrel_recv_now(int s, void* buf, size_t size);
+
+/**
+ * @brief ombrel_recv_now() with the sender's address.
+ * @param s the socket
+ * @param buf receives the bytes
+ * @param size its room in bytes, 1 or more
+ * @param from      receives the sender's address; may be null
+ * @param from_size room in `from`, then the address's size; null when `from` is null
+ * @return as ombrel_recv_now()
+ */
+OMBREL_API int ombrel_recvfrom_now(int s, void* buf, size_t size, struct sockaddr* from, int* from_size);
+
+/**
+ * @brief Sends what the socket takes at once and never waits.
+ *
+ * A stream may take less than all of it, whatever comes after; a datagram is sent whole or not at all.
+ * @param s the socket
+ * @param buf  the bytes to send
+ * @param size how many
+ * @return bytes sent; def_ombrel_socket_would_block when there is room for none; -1 on an error
+ */
+OMBREL_API int ombrel_send_now(int s, const void* buf, size_t size);
+
+/**
+ * @brief ombrel_send_now() to an address.
+ * @param s the socket
+ * @param buf the bytes
+ * @param size their number
+ * @param to      the receiver; may be null for a connected socket
+ * @param to_size its size in bytes, normalised with ombrel_sockaddr_size()
+ * @return as ombrel_send_now()
+ */
+OMBREL_API int ombrel_sendto_now(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size);
 
 /**
  * @brief Receives until the buffer is full.

@@ -17,15 +17,17 @@ namespace {
 /// One attempt that does not wait must not end while another relies on it.
 ombrel_short_lock_t accept_lock;
 
+/// `platform::would_wait` when nobody waits to be accepted.
+int accept_at_once(int s, sockaddr* address, int* size) {
+    const short_lock_guard guard(accept_lock);
+    return platform::accept_at_once(s, address, size);
+}
+
 /// A listener that polls ready may have nobody any more: another thread was faster, or the peer has gone.
 int accept_within(int s, sockaddr* address, int* size, int timeout_ms) {
     const deadline limit(timeout_ms);
     while (ombrel_single_select(s, def_ombrel_select_read, limit.left()) > 0) {
-        int accepted;
-        {
-            const short_lock_guard guard(accept_lock);
-            accepted = platform::accept_at_once(s, address, size);
-        }
+        const int accepted = accept_at_once(s, address, size);
         if (accepted != platform::would_wait)
             return accepted;
         if (limit.passed())
@@ -86,6 +88,11 @@ int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int timeout_ms
         return -1;
     return timeout_ms < 0 ? accept_without_limit(s, addr, size_in_out)
                           : accept_within(s, addr, size_in_out, timeout_ms);
+}
+
+int ombrel_accept_now(int s, struct sockaddr* addr, int* size_in_out) {
+    static_assert(def_ombrel_socket_would_block == platform::would_wait);
+    return s == def_ombrel_invalid_socket ? -1 : accept_at_once(s, addr, size_in_out);
 }
 
 int ombrel_getsockname(int s, struct sockaddr* addr, int* size_in_out) {

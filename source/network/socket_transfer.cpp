@@ -131,6 +131,25 @@ int ombrel_sendto(int s, const void* buf, size_t size, const struct sockaddr* to
     return send_within(s, buf, size, to, to_size, timeout_ms);
 }
 
+int ombrel_recv_now(int s, void* buf, size_t size) {
+    return ombrel_recvfrom_now(s, buf, size, nullptr, nullptr);
+}
+
+int ombrel_recvfrom_now(int s, void* buf, size_t size, struct sockaddr* from, int* from_size) {
+    static_assert(def_ombrel_socket_would_block == platform::would_wait);
+    return s == def_ombrel_invalid_socket ? -1 : platform::receive_at_once(s, buf, size, from, from_size);
+}
+
+int ombrel_send_now(int s, const void* buf, size_t size) {
+    return ombrel_sendto_now(s, buf, size, nullptr, 0);
+}
+
+int ombrel_sendto_now(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size) {
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    return platform::send_at_once(s, buf, size, to, ombrel_sockaddr_size(to, to_size));
+}
+
 int ombrel_recv_fill(int s, void* buf, size_t size, int timeout_ms) {
     return s == def_ombrel_invalid_socket ? -1 : fill(s, buf, size, {nullptr, nullptr}, timeout_ms);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <ombrel/heap.h>
+#include <ombrel/select.h>
 
 #include "loopback.h"
 #include "support/capture.h"
@@ -35,6 +36,12 @@ void fill_up(int s) {
     }
 }
 
+/// What a receive that never waits gives once something has come.
+int receive_now(int s, std::vector<char>& room) {
+    EXPECT_EQ(def_ombrel_select_read, ombrel_single_select(s, def_ombrel_select_read, 20000));
+    return ombrel_recv_now(s, room.data(), room.size());
+}
+
 // Those that would otherwise sleep, print or read nothing before the platform refuses.
 TEST_F(SocketTest, NoSocketIsRefusedAtOnce) {
     char byte = 0;
@@ -42,6 +49,9 @@ TEST_F(SocketTest, NoSocketIsRefusedAtOnce) {
     EXPECT_EQ(-1, ombrel_send(-1, &byte, 1, -1));
     EXPECT_EQ(-1, ombrel_accept(-1, nullptr, nullptr, 0));
     EXPECT_EQ(-1, ombrel_recv_fill(-1, &byte, 0, 0));
+    EXPECT_EQ(-1, ombrel_accept_now(-1, nullptr, nullptr));
+    EXPECT_EQ(-1, ombrel_recv_now(-1, &byte, 1));
+    EXPECT_EQ(-1, ombrel_send_now(-1, &byte, 1));
     EXPECT_EQ(-1, ombrel_hops_socket(-1, -1, 0));
 }
 
@@ -64,6 +74,27 @@ TEST_F(SocketTest, AReceiveThatTimesOutIsMinusTwoAndASendZero) {
     EXPECT_EQ(0, ombrel_send(pair.a, "x", 1, 0));
     EXPECT_EQ(0, ombrel_send(pair.a, "x", 1, 10));
     EXPECT_EQ(0, ombrel_sendto(pair.a, "x", 1, nullptr, 0, 10));
+}
+
+TEST_F(SocketTest, AnAttemptThatNeverWaitsSaysThatItWould) {
+    connected_pair pair;
+    std::vector<char> room(65536);
+    EXPECT_EQ(def_ombrel_socket_would_block, ombrel_recv_now(pair.b, room.data(), room.size()));
+    EXPECT_EQ(5, ombrel_send_now(pair.a, "hello", 5));
+    EXPECT_EQ(5, receive_now(pair.b, room));
+    EXPECT_STREQ("hello", room.data());
+    fill_up(pair.a);
+    EXPECT_EQ(def_ombrel_socket_would_block, ombrel_send_now(pair.a, "x", 1));
+    EXPECT_EQ(0, fcntl(pair.a, F_GETFL) & O_NONBLOCK) << "the socket's own mode stays";
+    pair.a.close();
+    int result;
+    while ((result = receive_now(pair.b, room)) > 0) {
+    }
+    EXPECT_EQ(0, result) << "the end of the stream";
+    const owned_socket unconnected(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+    EXPECT_EQ(-1, ombrel_recv_now(unconnected, room.data(), 1));
+    EXPECT_EQ(-1, ombrel_send_now(unconnected, room.data(), 1));
+    EXPECT_EQ(-1, ombrel_accept_now(unconnected, nullptr, nullptr));
 }
 
 TEST_F(SocketTest, TransferEndsWithThePeer) {
@@ -92,6 +123,7 @@ TEST_F(SocketTest, APeerThatWentAwayRaisesNoSignal) {
         result = ombrel_send(pair.a, "x", 1, 1000);
     EXPECT_EQ(-1, result);
     EXPECT_EQ(-1, ombrel_sys_send(pair.a, "x", 1, 0));
+    EXPECT_EQ(-1, ombrel_send_now(pair.a, "x", 1));
 }
 
 TEST_F(SocketTest, DatagramsCarryTheirSender) {
@@ -104,6 +136,13 @@ TEST_F(SocketTest, DatagramsCarryTheirSender) {
         EXPECT_EQ(3, ombrel_sendto(a, "one", 3, to.get(), 200, 1000)) << "the size is put right";
         EXPECT_EQ(3, ombrel_recvfrom(b, text, sizeof text, from.get(), &from.size, 1000));
         EXPECT_STREQ("one", text);
+        EXPECT_EQ(own_port(a), from.port());
+        EXPECT_EQ(-2, ombrel_recvfrom_now(b, text, sizeof text, nullptr, nullptr));
+        EXPECT_EQ(3, ombrel_sendto_now(a, "two", 3, to.get(), 0));
+        from = socket_address();
+        EXPECT_EQ(def_ombrel_select_read, ombrel_single_select(b, def_ombrel_select_read, 20000));
+        EXPECT_EQ(3, ombrel_recvfrom_now(b, text, sizeof text, from.get(), &from.size));
+        EXPECT_STREQ("two", text);
         EXPECT_EQ(own_port(a), from.port());
         EXPECT_EQ(2, ombrel_sendto_message(a, to.get(), 0, 1000, "%02d", 7));
         std::array<char, 4> pair{};
@@ -254,6 +293,7 @@ TEST_F(SocketTest, AcceptWaitsWithinItsLimit) {
     ASSERT_EQ(0, ombrel_listen(listener, 4));
     EXPECT_EQ(-1, ombrel_accept(listener, nullptr, nullptr, 0));
     EXPECT_EQ(-1, ombrel_accept(listener, nullptr, nullptr, 10));
+    EXPECT_EQ(def_ombrel_socket_would_block, ombrel_accept_now(listener, nullptr, nullptr));
     char byte;
     EXPECT_EQ(-2, ombrel_recv(listener, &byte, 1, 5));
     owned_socket client(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
@@ -265,6 +305,12 @@ TEST_F(SocketTest, AcceptWaitsWithinItsLimit) {
     EXPECT_NE(0, fcntl(accepted, F_GETFD) & FD_CLOEXEC);
     EXPECT_EQ(own_port(client), peer.port());
     EXPECT_EQ(static_cast<int>(sizeof(sockaddr_in)), peer.size);
+    owned_socket second(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+    ASSERT_EQ(0, ombrel_connect(second, address.get(), address.size, 1000));
+    peer = socket_address();
+    EXPECT_EQ(def_ombrel_select_read, ombrel_single_select(listener, def_ombrel_select_read, 20000));
+    const owned_socket taken(ombrel_accept_now(listener, peer.get(), &peer.size));
+    EXPECT_EQ(own_port(second), peer.port());
     socket_address remote;
     EXPECT_EQ(0, ombrel_getpeername(client, remote.get(), &remote.size));
     EXPECT_EQ(address.port(), remote.port());
