@@ -148,9 +148,11 @@ void ombrel::detach_signal(ombrel_event_t& event) {
         return;
     set_signal_of(event, nullptr);
     unlink_from_base(*node);
-    const short_lock_guard guard(registry_lock);
-    unlink_from_signal(*node);
-    remove_user(node->signum);
+    {
+        const short_lock_guard guard(registry_lock);
+        unlink_from_signal(*node);
+        remove_user(node->signum);
+    }
     await_walkers();
 }
 

@@ -42,13 +42,22 @@ struct support_cache {
     int supported; ///< -1 until probed, then 1 or 0
 };
 
-int probe_once(support_cache& cache, int family) {
+/// What the cache holds; a new answer is stored first.
+int use_cache(support_cache& cache, int answer = -1) {
     const short_lock_guard guard(cache.lock);
-    if (cache.supported < 0) {
+    if (cache.supported < 0)
+        cache.supported = answer;
+    return cache.supported;
+}
+
+/// Threads that come while the first one probes do so as well: a socket is not opened under a short lock.
+int probe_once(support_cache& cache, int family) {
+    int supported = use_cache(cache);
+    if (supported < 0) {
         const int protocol = ombrel_get_protocol_by_name("udp");
-        cache.supported = ombrel_check_socket_support(family, SOCK_DGRAM, protocol) == 0;
+        supported = use_cache(cache, ombrel_check_socket_support(family, SOCK_DGRAM, protocol) == 0);
     }
-    return cache.supported == 1 ? 0 : -1;
+    return supported == 1 ? 0 : -1;
 }
 
 struct protocol_number {
@@ -112,8 +121,6 @@ int ombrel_get_protocol_by_name(const char* name) {
         if (std::strcmp(known.name, name) == 0)
             return known.number;
     }
-    static ombrel_short_lock_t lock;
-    const short_lock_guard guard(lock);
     int number = 0;
     return platform::find_protocol(name, number) ? number : 0;
 }
@@ -121,8 +128,6 @@ int ombrel_get_protocol_by_name(const char* name) {
 int ombrel_get_service_by_name(const char* name, const char* protocol_name) {
     if (name == nullptr)
         return -1;
-    static ombrel_short_lock_t lock;
-    const short_lock_guard guard(lock);
     int port = 0;
     return platform::find_service(name, protocol_name != nullptr ? protocol_name : "tcp", port) ? port : 0;
 }

@@ -5,9 +5,11 @@
 
 namespace ombrel::platform {
 
-/// Not reentrant: callers take turns. False when unknown.
+// Any thread may ask; the host may look into files or ask servers.
+
+/// False when unknown.
 bool find_protocol(const char* name, int& number);
-/// Not reentrant: callers take turns. The port is in host order; false when unknown.
+/// The port is in host order; false when unknown.
 bool find_service(const char* name, const char* protocol, int& port);
 
 /// The host's own name, terminated; false when it does not fit.

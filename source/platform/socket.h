@@ -9,6 +9,7 @@ struct sockaddr;
 
 namespace ombrel::platform {
 
+/// Called under a short lock, so neither may wait for anything.
 bool start_sockets();
 void stop_sockets();
 

@@ -1,12 +1,34 @@
 #include <ombrel/network.h>
 
+#include <atomic>
+#include <cstring>
+#include <dlfcn.h>
 #include <netdb.h>
 #include <ombrel/network_interface.h>
+#include <thread>
 
 #include "loopback.h"
+#include "support/fake_names.h"
 #include "support/heap_balance.h"
 
 using namespace ombrel_test;
+
+namespace {
+
+std::atomic<bool> services_held, service_asked;
+
+} // namespace
+
+// The host's function, which hangs for one name.
+extern "C" int getservbyname_r(const char* name, const char* protocol, servent* record, char* line,
+                               size_t room, servent** found) {
+    static const auto real =
+        reinterpret_cast<decltype(&getservbyname_r)>(dlsym(RTLD_NEXT, "getservbyname_r"));
+    service_asked = service_asked || std::strcmp(name, "slow") == 0;
+    while (services_held && std::strcmp(name, "slow") == 0)
+        std::this_thread::yield();
+    return real(name, protocol, record, line, room, found);
+}
 
 namespace {
 
@@ -40,6 +62,15 @@ TEST_F(NetworkTest, ProtocolsAndServicesHaveNumbers) {
         GTEST_SKIP() << "no service database";
     EXPECT_EQ(80, ombrel_get_service_by_name("http", nullptr));
     EXPECT_EQ(69, ombrel_get_service_by_name("tftp", "udp"));
+}
+
+TEST_F(NetworkTest, ALookUpThatHangsHoldsNobodyElseUp) {
+    services_held = true;
+    std::thread slow([] { EXPECT_EQ(0, ombrel_get_service_by_name("slow", nullptr)); });
+    EXPECT_TRUE(wait_until([] { return service_asked.load(); }));
+    EXPECT_EQ(0, ombrel_get_service_by_name("no-such-service", nullptr));
+    services_held = false;
+    slow.join();
 }
 
 TEST_F(NetworkTest, SupportIsWhatSocketsSay) {
