@@ -5,12 +5,12 @@
 #include <climits>
 
 #include <ombrel/builtin_stream.h>
-#include <ombrel/scan.h>
 #include <ombrel/string.h>
 
 #include "builtin/descriptor_stream.h"
 #include "core/heap_ptr.h"
 #include "platform/file.h"
+#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -40,10 +40,8 @@ file_access access_of(unsigned mode) {
 
 /// A descriptor's number in decimal, or -1.
 int parse_descriptor(const char* text) {
-    if (text[0] == '\0' || ombrel_strspn(text, "0123456789") != ombrel_strlen(text))
-        return -1;
-    const int64_t number = ombrel_atoll(text);
-    return ombrel_strlen(text) <= 10 && number <= INT_MAX ? static_cast<int>(number) : -1;
+    int number;
+    return parse_number(text, 0, INT_MAX, number) ? number : -1;
 }
 
 struct standard_stream {

@@ -1,7 +1,7 @@
 // The kind "application/tuk_stream_ftp": one file read from, written to or appended to on an FTP server.
 #include "builtin/remote_file.h"
-#include "protocol/decimal.h"
 #include "protocol/ftp/ftp.h"
+#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -46,7 +46,8 @@ int find_offset(const builtin_ctx& ctx, uint64_t& offset) {
     const char* const text = option_text(ctx, "offset");
     if (text == nullptr)
         return 0;
-    if (!protocol::parse_decimal(text, INT64_MAX, offset) || direction_of(ctx) == ftp_direction::append)
+    if (!parse_number(text, uint64_t{0}, uint64_t{INT64_MAX}, offset) ||
+        direction_of(ctx) == ftp_direction::append)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
     return 0;
 }

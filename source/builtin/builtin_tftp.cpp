@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "builtin/remote_file.h"
-#include "protocol/decimal.h"
 #include "protocol/tftp/tftp.h"
+#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -32,7 +32,7 @@ tftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {
     request.limit_ms = ctx.timeout;
     uint64_t size = 0;
     const char* const size_text = option_text(ctx, "size");
-    if (size_text != nullptr && protocol::parse_decimal(size_text, INT64_MAX, size))
+    if (size_text != nullptr && parse_number(size_text, uint64_t{0}, uint64_t{INT64_MAX}, size))
         request.size = size;
     return request;
 }

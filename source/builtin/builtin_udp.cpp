@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include <ombrel/builtin_stream.h>
@@ -10,7 +11,6 @@
 #include <ombrel/network_interface.h>
 #include <ombrel/output.h>
 #include <ombrel/resolver.h>
-#include <ombrel/scan.h>
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 #include <ombrel/string.h>
@@ -22,6 +22,7 @@
 #include "network/socket_guard.h"
 #include "platform/multicast.h"
 #include "platform/socket.h"
+#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -79,9 +80,10 @@ uint32_t interface_with_address(const char* text) {
 
 /// The index of an interface that is given by its index, its name or one of its addresses; 0 when unknown.
 uint32_t find_interface(const char* text) {
-    if (ombrel_strspn(text, "0123456789") == ombrel_strlen(text))
-        return static_cast<uint32_t>(std::clamp<int64_t>(ombrel_atoll(text), 0, INT32_MAX));
-    const uint32_t index = ombrel_interface_name_to_index(text);
+    uint32_t index;
+    if (parse_number(text, 0u, unsigned{INT_MAX}, index))
+        return index;
+    index = ombrel_interface_name_to_index(text);
     return index != 0 ? index : interface_with_address(text);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "builtin/builtin_kind.h"
 
@@ -13,7 +14,7 @@ struct fb_rectangle {
 };
 
 /// "x,y,width,height", separated by commas, blanks or both: false when the text is not that.
-bool parse_rectangle(const char* text, fb_rectangle& rectangle);
+bool parse_rectangle(std::string_view text, fb_rectangle& rectangle);
 
 /// The option "xywh", the default when it is not set: false, with the error set, when it makes no sense.
 bool read_rectangle(const builtin_ctx& ctx, fb_rectangle& rectangle);

@@ -1,6 +1,5 @@
 #include "command/multicall_commands.h"
 
-#include <charconv>
 #include <cstdio>
 #include <iterator>
 
@@ -13,6 +12,7 @@
 #include "command/multicall_digest.h"
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
+#include "text/number.h"
 
 namespace ombrel::command {
 
@@ -53,12 +53,8 @@ struct base64_options {
     uint32_t columns = 76;
 };
 
-bool read_number(const char* text, uint32_t& number) {
-    if (text == nullptr)
-        return false;
-    const char* const end = text + strlen(text);
-    const auto [stop, error] = std::from_chars(text, end, number);
-    return error == std::errc{} && stop == end && stop != text;
+bool read_columns(const char* text, uint32_t& columns) {
+    return text != nullptr && parse_number(text, columns);
 }
 
 bool read_base64_options(option_walk& arguments, base64_options& options) {
@@ -67,7 +63,7 @@ bool read_base64_options(option_walk& arguments, base64_options& options) {
             options.decode = true;
         else if (arguments.is('i', "ignore-garbage"))
             options.lenient = true;
-        else if (!arguments.takes('w', "wrap") || !read_number(arguments.value(), options.columns))
+        else if (!arguments.takes('w', "wrap") || !read_columns(arguments.value(), options.columns))
             return false;
     }
     return arguments.only_operand() != nullptr;

@@ -1,3 +1,4 @@
+#include <climits>
 #include <cstdio>
 
 #include <ombrel/ctx.h>
@@ -8,6 +9,7 @@
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
 #include "context/ctx_guard.h"
+#include "text/number.h"
 
 namespace ombrel::command {
 
@@ -18,7 +20,7 @@ namespace {
 struct get_options {
     const char* output = nullptr;
     heap_ptr<char> headers; // one a line
-    const char* seconds = nullptr;
+    int timeout_ms = -1;    // that of the stream, when there is none
     bool verbose = false;
     const char* uri = nullptr;
 };
@@ -88,9 +90,13 @@ bool add_header(get_options& options, const char* line) {
     return static_cast<bool>(options.headers);
 }
 
-bool is_number(const char* text) {
-    return text != nullptr && *text != '\0' && strspn(text, "0123456789") == strlen(text) &&
-           strlen(text) <= 6;
+bool read_seconds(const char* text, int& timeout_ms) {
+    constexpr int most = INT_MAX / 1000;
+    int seconds;
+    if (text == nullptr || !parse_number(text, 0, most, seconds))
+        return false;
+    timeout_ms = seconds * 1000;
+    return true;
 }
 
 bool read_options(option_walk& arguments, get_options& options) {
@@ -103,7 +109,7 @@ bool read_options(option_walk& arguments, get_options& options) {
         else if (arguments.takes('H', "header"))
             good = add_header(options, arguments.value());
         else if (arguments.takes('t', "timeout"))
-            good = is_number(options.seconds = arguments.value());
+            good = read_seconds(arguments.value(), options.timeout_ms);
         else
             good = false;
     }
@@ -117,8 +123,7 @@ bool open_stream(const ctx_guard& from, const get_options& options) {
     const int ctx = from.handle();
     if (options.headers && ombrel_ctx_set_option(ctx, "httpheader", options.headers.get()) != 0)
         return false;
-    if (options.seconds != nullptr &&
-        ombrel_ctx_set_option_fstring(ctx, "timeout", "%s000", options.seconds) != 0)
+    if (options.timeout_ms >= 0 && ombrel_ctx_set_option_int_string(ctx, "timeout", options.timeout_ms) != 0)
         return false;
     if (options.verbose && ombrel_ctx_set_option(ctx, "verbose", "1") != 0)
         return false;

@@ -3,6 +3,7 @@
 
 #include "crypto/digest_internal.h"
 #include "crypto/kernels/byte_order.h"
+#include "text/digits.h"
 
 namespace ombrel::crypto {
 
@@ -35,16 +36,13 @@ padding pad(uint64_t message_bits) {
 
 void hand_out(void (*store)(unsigned char*, uint32_t), const uint32_t* state, size_t words, char* text,
               void* out) {
-    constexpr char upper_digits[] = "0123456789ABCDEF";
     unsigned char digest[most_words * sizeof(uint32_t)];
     for (size_t i = 0; i < words; i++)
         store(digest + sizeof(uint32_t) * i, state[i]);
     const size_t size = words * sizeof(uint32_t);
-    for (size_t i = 0; i < size; i++) {
-        text[2 * i] = upper_digits[digest[i] >> 4];
-        text[2 * i + 1] = upper_digits[digest[i] & 15];
-    }
-    text[2 * size] = '\0';
+    for (size_t i = 0; i < size; i++)
+        text = put_hex(text, digest[i]);
+    *text = '\0';
     if (out != nullptr)
         memcpy(out, digest, size);
 }

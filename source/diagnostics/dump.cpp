@@ -6,6 +6,7 @@
 #include <ombrel/printf.h>
 
 #include "core/heap_ptr.h"
+#include "text/digits.h"
 
 using namespace ombrel;
 
@@ -21,13 +22,6 @@ char* append(char* to, const char* text) {
     return to + length;
 }
 
-char* append_hex(char* to, unsigned char byte) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    *to++ = digits[byte >> 4];
-    *to++ = digits[byte & 15];
-    return to;
-}
-
 char printable(unsigned char byte) {
     return byte < 32 || byte > 126 ? '.' : static_cast<char>(byte);
 }
@@ -37,7 +31,7 @@ void write_run(char* line, const unsigned char* bytes, size_t count, uint64_t ad
     char text[run_size + 1];
     for (size_t i = 0; i < run_size; i++) {
         if (i < count) {
-            to = append_hex(append(to, i == 8 ? " | " : " "), bytes[i]);
+            to = put_hex(append(to, i == 8 ? " | " : " "), bytes[i]);
             text[i] = printable(bytes[i]);
         } else {
             to = append(to, i == 8 ? "     " : "   ");

@@ -8,6 +8,7 @@
 #include <ombrel/string.h>
 
 #include "text/ctype_table.h"
+#include "text/digits.h"
 
 namespace {
 
@@ -30,15 +31,13 @@ size_t encoded_size(const char* s, const char* keep) {
 }
 
 char* encode_byte(char* to, unsigned char c, const char* keep) {
-    static constexpr const char digits[] = "0123456789ABCDEF";
     if (c == ' ') {
         *to++ = '+';
     } else if (stays(c, keep)) {
         *to++ = static_cast<char>(c);
     } else {
         *to++ = '%';
-        *to++ = digits[c >> 4];
-        *to++ = digits[c & 15];
+        to = ombrel::put_hex(to, c);
     }
     return to;
 }

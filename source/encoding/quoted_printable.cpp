@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "encoding/coder.h"
+#include "text/digits.h"
 
 using namespace ombrel;
 using namespace ombrel::encoding;
@@ -23,8 +24,6 @@ int push(ombrel_quoted_printable_t* coder, const void* data, size_t size,
     return take_in(*coder, coder->m_input->m_size, data, size) ? convert(*coder) : -1;
 }
 
-constexpr char digits[] = "0123456789ABCDEF";
-
 constexpr bool is_plain(unsigned char byte) {
     return byte >= 33 && byte <= 126 && byte != '=';
 }
@@ -40,7 +39,7 @@ constexpr std::array<encoded_byte, 256> encoded_bytes = [] {
         if (is_plain(static_cast<unsigned char>(byte)))
             all[byte] = {{static_cast<char>(byte)}, 1};
         else
-            all[byte] = {{'=', digits[byte >> 4], digits[byte & 15]}, 3};
+            all[byte] = {{'=', upper_digits[byte >> 4], upper_digits[byte & 15]}, 3};
     return all;
 }();
 
@@ -85,22 +84,17 @@ int encode_waiting(ombrel_quoted_printable_t& coder) {
     return ombrel_end_buffer(coder.m_output);
 }
 
-constexpr uint8_t no_digit = 0xFF;
-
 // Upper case only: meant so.
-constexpr std::array<uint8_t, 256> digit_values = [] {
-    std::array<uint8_t, 256> values{};
-    values.fill(no_digit);
-    for (uint8_t value = 0; value < 16; value++)
-        values[static_cast<unsigned char>(digits[value])] = value;
-    return values;
-}();
+unsigned escape_digit(unsigned char c) {
+    return c < 'a' ? digit_value(static_cast<char>(c)) : no_digit;
+}
 
 // The byte that a text of `size` characters, the first of them "=", stands for; -1 for none.
 int escaped_byte(const unsigned char* text, size_t size) {
-    if (size < 3 || digit_values[text[1]] == no_digit || digit_values[text[2]] == no_digit)
+    if (size < 3)
         return -1;
-    return digit_values[text[1]] << 4 | digit_values[text[2]];
+    const unsigned high = escape_digit(text[1]), low = escape_digit(text[2]);
+    return high == no_digit || low == no_digit ? -1 : static_cast<int>(high << 4 | low);
 }
 
 struct decoded {

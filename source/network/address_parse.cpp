@@ -8,6 +8,8 @@
 #include <ombrel/network_interface.h>
 
 #include "network/address_internal.h"
+#include "text/digits.h"
+#include "text/number.h"
 
 using namespace ombrel;
 
@@ -18,40 +20,19 @@ constexpr unsigned group_count = 8;
 // Interface names are shorter on every platform.
 constexpr size_t interface_name_size = 256;
 
-constexpr uint8_t no_digit = 0xff;
-
-constexpr std::array<uint8_t, 256> make_hex_values() {
-    std::array<uint8_t, 256> table{};
-    table.fill(no_digit);
-    for (uint8_t i = 0; i < 10; i++)
-        table[static_cast<uint8_t>('0' + i)] = i;
-    for (uint8_t i = 0; i < 6; i++)
-        table[static_cast<uint8_t>('a' + i)] = table[static_cast<uint8_t>('A' + i)] =
-            static_cast<uint8_t>(10 + i);
-    return table;
-}
-
-constexpr std::array<uint8_t, 256> hex_values = make_hex_values();
-
-unsigned hex_value(char c) {
-    return hex_values[static_cast<uint8_t>(c)];
-}
-
 /// 0 to 9 for a decimal digit, more for any other character.
 unsigned decimal_value(char c) {
     return static_cast<uint8_t>(c) - unsigned{'0'};
 }
 
 // One to `max_digits` decimal digits up to `limit`.
-const char* read_number(const char* at, unsigned max_digits, unsigned limit, unsigned& value) {
-    value = 0;
-    unsigned digits = 0;
-    for (; digits < max_digits && decimal_value(at[digits]) <= 9; digits++)
-        value = value * 10 + decimal_value(at[digits]);
-    return digits > 0 && value <= limit ? at + digits : nullptr;
+const char* read_number(const char* at, size_t max_digits, unsigned limit, unsigned& value) {
+    std::string_view text(at, strnlen(at, max_digits));
+    return take_number(text, 0u, limit, value) ? text.data() : nullptr;
 }
 
-// Shifts one byte of a dotted address into the word.
+// Shifts one byte of a dotted address, three digits at most, into the word: by hand, as no number is read
+// more often.
 const char* read_byte(const char* at, uint32_t& word) {
     unsigned value = decimal_value(at[0]);
     if (value > 9)
@@ -89,7 +70,7 @@ const char* read_ipv4(const char* at, uint8_t* bytes) {
 const char* read_group(const char* at, unsigned& group) {
     group = 0;
     for (int digits = 0; digits < 4; digits++) {
-        const unsigned digit = hex_value(*at);
+        const unsigned digit = digit_value(*at);
         if (digit == no_digit)
             break;
         group = group << 4 | digit;
@@ -170,13 +151,14 @@ bool ends_scope(char c, bool bracketed) {
 }
 
 const char* read_scope_number(const char* at, bool bracketed, uint32_t& scope_id) {
-    uint64_t value = 0;
-    const char* end = at;
-    for (; decimal_value(*end) <= 9 && value <= UINT32_MAX; end++)
-        value = value * 10 + decimal_value(*end);
-    if (end == at || value > UINT32_MAX || (*end != ':' && !ends_scope(*end, bracketed)))
+    uint32_t value;
+    std::string_view text = at;
+    if (!take_number(text, uint32_t{0}, UINT32_MAX, value))
         return nullptr;
-    scope_id = static_cast<uint32_t>(value);
+    const char* const end = text.data();
+    if (*end != ':' && !ends_scope(*end, bracketed))
+        return nullptr;
+    scope_id = value;
     return end;
 }
 

@@ -8,6 +8,7 @@
 #include <ombrel/printf.h>
 
 #include "network/address_internal.h"
+#include "text/digits.h"
 
 using namespace ombrel;
 
@@ -76,14 +77,13 @@ char* put_ipv4(char* out, const uint8_t* bytes) {
 }
 
 char* put_group(char* out, unsigned group) {
-    static constexpr char digits[] = "0123456789abcdef";
     if (group >= 0x1000)
-        *out++ = digits[group >> 12];
+        *out++ = lower_digits[group >> 12];
     if (group >= 0x100)
-        *out++ = digits[group >> 8 & 15];
+        *out++ = lower_digits[group >> 8 & 15];
     if (group >= 0x10)
-        *out++ = digits[group >> 4 & 15];
-    *out++ = digits[group & 15];
+        *out++ = lower_digits[group >> 4 & 15];
+    *out++ = lower_digits[group & 15];
     return out;
 }
 

@@ -3,15 +3,13 @@
 
 #include <cstdint>
 
+#include "text/digits.h"
 #include "text/text_sink.h"
 
 namespace ombrel {
 
-inline constexpr char upper_digits[] = "0123456789ABCDEF";
-inline constexpr char lower_digits[] = "0123456789abcdef";
-
-/// Writes `value` as ombrel_xtoa_limit() documents; `digits` is one of the two tables above or the caller's
-/// own.
+/// Writes `value` as ombrel_xtoa_limit() documents; `digits` is upper_digits, lower_digits or the
+/// caller's own.
 void write_integer(text_sink& sink, uint32_t value, unsigned base, uint32_t flags_width, const char* digits);
 void write_integer(text_sink& sink, uint64_t value, unsigned base, uint32_t flags_width, const char* digits);
 

@@ -9,6 +9,7 @@
 #include <ombrel/scan.h>
 
 #include "text/ctype_table.h"
+#include "text/digits.h"
 
 namespace ombrel {
 
@@ -82,12 +83,11 @@ size_t until_space(Reader& reader, size_t limit, char* out) {
     return consume_while(reader, limit, out, [](int c) { return !is_space(c); });
 }
 
-constexpr unsigned no_digit = UINT_MAX;
-
-constexpr unsigned digit_value(int c) {
+/// Of what a reader gave, which may be no character at all.
+constexpr unsigned scanned_digit(int c) {
     if (is_digit(c))
         return static_cast<unsigned>(c - '0');
-    return is_class(c, def_ombrel_ctype_hex_letter) ? static_cast<unsigned>((c | 32) - 87) : no_digit;
+    return is_class(c, def_ombrel_ctype_hex_letter) ? digit_value(static_cast<char>(c)) : no_digit;
 }
 
 /// A number scan that has passed its leading white space. Numbers of every width come from one accumulator:
@@ -138,7 +138,7 @@ private:
         size_t count = count_;
         uint64_t value = 0;
         for (; count < limit_; count++, reader.pop()) {
-            const unsigned digit = digit_value(reader.peek());
+            const unsigned digit = scanned_digit(reader.peek());
             if (digit >= base)
                 break;
             value = value * base + digit;

@@ -10,17 +10,22 @@
 #include "core/heap_ptr.h"
 #include "core/wipe.h"
 #include "text/ctype_table.h"
+#include "text/digits.h"
+#include "text/number.h"
 #include "text/slice.h"
 #include "text/uri_scheme.h"
 
+using ombrel::digit_value;
 using ombrel::is_class;
 using ombrel::is_digit;
+using ombrel::no_digit;
+using ombrel::parse_number;
 using ombrel::slice;
 
 namespace {
 
 constexpr unsigned letter = def_ombrel_ctype_upper | def_ombrel_ctype_lower;
-constexpr int highest_port = 65535;
+constexpr unsigned highest_port = 65535;
 
 bool is_scheme_character(char c) {
     return is_class(c, letter) || is_digit(c) || c == '+' || c == '-' || c == '.';
@@ -58,17 +63,12 @@ void split_user_information(std::string_view text, parts& found) {
 }
 
 bool parse_port(std::string_view text, int& port) {
+    unsigned number;
     if (text.empty())
         return true;
-    int value = 0;
-    for (const char c : text) {
-        if (!is_digit(c))
-            return false;
-        value = value * 10 + (c - '0');
-        if (value > highest_port)
-            return false;
-    }
-    port = value;
+    if (!parse_number(text, 0u, highest_port, number))
+        return false;
+    port = static_cast<int>(number);
     return true;
 }
 
@@ -80,14 +80,14 @@ bool is_future_address(std::string_view text) {
     if (dot == text.npos || dot < 2 || dot + 1 == text.size())
         return false;
     return std::all_of(text.begin() + 1, text.begin() + static_cast<ptrdiff_t>(dot),
-                       [](char c) { return is_digit(c) || is_class(c, def_ombrel_ctype_hex_letter); });
+                       [](char c) { return digit_value(c) != no_digit; });
 }
 
 /// The shape of an IPv6 address; whether it is one, and its zone exists, the resolver will see.
 bool is_ipv6_shape(std::string_view text) {
     const std::string_view address = slice(text, 0, text.find('%'));
     const auto is_address_character = [](char c) {
-        return is_digit(c) || is_class(c, def_ombrel_ctype_hex_letter) || c == ':' || c == '.';
+        return digit_value(c) != no_digit || c == ':' || c == '.';
     };
     return std::count(address.begin(), address.end(), ':') >= 2 &&
            std::all_of(address.begin(), address.end(), is_address_character);
@@ -148,18 +148,12 @@ bool split(std::string_view text, parts& found) {
     return !has_control_character(text) && split_hierarchy(found.rest, found);
 }
 
-int hex_value(char c) {
-    if (is_digit(c))
-        return c - '0';
-    return is_class(c, def_ombrel_ctype_hex_letter) ? (c | 0x20) - 'a' + 10 : -1;
-}
-
 /// The byte that an encoding at the start of the text stands for, or -1 when there is none.
 int encoded_byte(std::string_view text) {
     if (text.size() < 3 || text[0] != '%')
         return -1;
-    const int high = hex_value(text[1]), low = hex_value(text[2]);
-    return high < 0 || low < 0 ? -1 : high << 4 | low;
+    const unsigned high = digit_value(text[1]), low = digit_value(text[2]);
+    return high == no_digit || low == no_digit ? -1 : static_cast<int>(high << 4 | low);
 }
 
 /// Writes at most as many bytes as the text has, and a zero; null for an encoded zero.

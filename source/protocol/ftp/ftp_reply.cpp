@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "protocol/decimal.h"
+#include "text/ctype_table.h"
+#include "text/number.h"
 #include "text/slice.h"
 
 namespace ombrel::protocol {
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 /// The text between the first pair of brackets.
 bool find_bracketed(std::string_view text, std::string_view& inside) {
@@ -47,9 +44,10 @@ ftp_reply_parser::state ftp_reply_parser::feed(char byte) {
 }
 
 bool ftp_reply_parser::read_code(int& code) const {
-    if (length_ < 3 || !std::all_of(line_, line_ + 3, is_digit))
+    unsigned number;
+    if (length_ < 3 || !parse_number({line_, 3}, number))
         return false;
-    code = (line_[0] - '0') * 100 + (line_[1] - '0') * 10 + (line_[2] - '0');
+    code = static_cast<int>(number);
     return true;
 }
 
@@ -83,8 +81,8 @@ bool parse_ftp_extended_passive(std::string_view text, int& port) {
     if (!is_printable(mark) || is_digit(mark) || inside[1] != mark || inside[2] != mark ||
         inside.back() != mark)
         return false;
-    uint64_t number = 0;
-    if (!parse_decimal(slice(inside, 3, inside.size() - 4), 65535, number) || number == 0)
+    unsigned number;
+    if (!parse_number(slice(inside, 3, inside.size() - 4), 1u, 65535u, number))
         return false;
     port = static_cast<int>(number);
     return true;
@@ -94,13 +92,10 @@ bool parse_ftp_passive(std::string_view text, int& port) {
     // Some servers leave the brackets out, so the numbers begin at the first digit.
     const auto first = std::find_if(text.begin(), text.end(), is_digit);
     text.remove_prefix(static_cast<size_t>(first - text.begin()));
-    uint64_t numbers[6];
+    unsigned numbers[6];
     for (size_t i = 0; i < 6; i++) {
-        const size_t length =
-            static_cast<size_t>(std::find_if_not(text.begin(), text.end(), is_digit) - text.begin());
-        if (!parse_decimal(slice(text, 0, length), 255, numbers[i]))
+        if (!take_number(text, 0u, 255u, numbers[i]))
             return false;
-        text.remove_prefix(length);
         if (i < 5 && (text.empty() || text[0] != ','))
             return false;
         if (i < 5)
@@ -113,7 +108,7 @@ bool parse_ftp_passive(std::string_view text, int& port) {
 bool parse_ftp_size(std::string_view text, uint64_t& size) {
     while (!text.empty() && text.back() == ' ')
         text.remove_suffix(1);
-    return parse_decimal(text, INT64_MAX, size);
+    return parse_number(text, uint64_t{0}, uint64_t{INT64_MAX}, size);
 }
 
 bool is_ftp_argument(std::string_view text) {

@@ -5,7 +5,7 @@
 
 #include <ombrel/printf.h>
 
-#include "protocol/decimal.h"
+#include "text/number.h"
 #include "text/slice.h"
 
 namespace ombrel::protocol {
@@ -37,8 +37,8 @@ bool is_option(std::string_view name, std::string_view expected) {
 
 template<typename Number>
 bool take_option(std::string_view value, uint64_t least, uint64_t most, std::optional<Number>& option) {
-    uint64_t number = 0;
-    if (option || !parse_decimal(value, most, number) || number < least)
+    uint64_t number;
+    if (option || !parse_number(value, least, most, number))
         return false;
     option = static_cast<Number>(number);
     return true;
