@@ -21,14 +21,17 @@ public:
     /// The byte for a block of a kind.
     class entry {
     public:
-        bool is_held() const { return byte_ != nullptr && __atomic_load_n(byte_, __ATOMIC_RELAXED) == mark_; }
+        /// False where no block has ever been, until make() was asked.
+        bool exists() const { return byte_ != nullptr; }
+        bool is_held() const { return exists() && __atomic_load_n(byte_, __ATOMIC_RELAXED) == mark_; }
+        void set() const { __atomic_store_n(byte_, mark_, __ATOMIC_RELAXED); }
         void clear() const { __atomic_store_n(byte_, uint8_t{0}, __ATOMIC_RELAXED); }
 
     private:
         friend block_index;
         entry(uint8_t* byte, uint8_t mark) : byte_(byte), mark_(mark) {}
 
-        uint8_t* byte_; // null where no block has ever been
+        uint8_t* byte_;
         uint8_t mark_;
     };
 
@@ -40,14 +43,12 @@ public:
 
     bool holds(const void* block, block_kind kind) const { return find(block, kind).is_held(); }
 
-    /// False when the host has no memory for the leaf.
-    bool add(const void* block, block_kind kind) {
+    /// find() with the leaf made; still nothing when the host has no memory for that.
+    entry make(const void* block, block_kind kind) {
         const place at(block);
-        if (at.leaf >= leaf_count ||
-            (__atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE) == nullptr && !grow(at.leaf)))
-            return false;
-        __atomic_store_n(&leaves_[at.leaf][at.window], at.mark(kind), __ATOMIC_RELAXED);
-        return true;
+        if (at.leaf < leaf_count && __atomic_load_n(&leaves_[at.leaf], __ATOMIC_ACQUIRE) == nullptr)
+            grow(at.leaf);
+        return find(block, kind);
     }
 
 private:
@@ -73,12 +74,10 @@ private:
     };
 
     // Two threads with different locks may come here at once; then one leaf is forgotten.
-    [[gnu::noinline]] bool grow(size_t leaf) {
+    [[gnu::noinline]] void grow(size_t leaf) {
         uint8_t* none = nullptr;
         auto* made = static_cast<uint8_t*>(platform::sparse_zeros(windows));
-        return made != nullptr && (__atomic_compare_exchange_n(&leaves_[leaf], &none, made, false,
-                                                               __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE) ||
-                                   none != nullptr);
+        __atomic_compare_exchange_n(&leaves_[leaf], &none, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
     }
 
     uint8_t* leaves_[leaf_count];

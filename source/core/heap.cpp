@@ -28,14 +28,18 @@ constexpr uint32_t magic = def_ombrel_heap_magic;
 constexpr size_t large_size = size_t{4}
                               << 20; // a failed request of this size is reported as an assertion too
 
-// The accounts stand in cache lines of their own.
+// What is known of the allocator below: whether its words tell of damage, and whether they did.
+enum class knowledge : uint8_t { none, of_its_words, of_damage };
+
+// The accounts stand in cache lines of their own. What every call reads without the lock does not share one
+// with what changes under it.
 struct alignas(64) {
     ombrel_short_lock_t lock;
-    bool was_damaged;
     size_t size, peak;
     live_list<ombrel_heap_block_t, block_kind::heap> blocks;
     block_cache freed;
     report_reserve reserve;
+    alignas(64) knowledge known;
 } heap;
 
 // Holds the heap for a scope. A locked exchange costs more than all else that an allocation does, and without
@@ -57,21 +61,48 @@ private:
     const bool is_locked_;
 };
 
+// The same without a wait, for the usual path: it makes no call for which registers would have to be saved.
+class heap_attempt {
+public:
+    heap_attempt() : has_others_(!platform::has_one_thread()), holds_(!has_others_ || try_take(heap.lock)) {}
+    ~heap_attempt() {
+        if (has_others_ && holds_)
+            release(heap.lock);
+    }
+    heap_attempt(const heap_attempt&) = delete;
+    heap_attempt& operator=(const heap_attempt&) = delete;
+
+    bool holds() const { return holds_; }
+
+private:
+    const bool has_others_, holds_;
+};
+
 bool is_magic(const void* trailer) {
     return memcmp(trailer, &magic, sizeof magic) == 0;
 }
 
+inline bool is_known(knowledge what) {
+    return __atomic_load_n(&heap.known, __ATOMIC_RELAXED) == what;
+}
+
 // Once there was damage in a process, more is looked for.
 inline platform::look range_of_looks() {
-    if (!__atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED))
+    if (!is_known(knowledge::of_damage))
         return platform::look::near;
     return platform::has_one_thread() ? platform::look::far : platform::look::far_and_checked;
 }
 
-// The usual case, in which the platform's own words vouch for the size word, so that the trailer can be read.
-// Nothing is read before the header is known to be a live one.
-inline bool is_plainly_sound(const ombrel_heap_block_t* block, const block_index::entry& entry) {
-    return entry.is_held() && block->m_self == block &&
+// The platform's own words vouch for the size word, so that the trailer can be read. Nothing is read before
+// the header is known to be a live one.
+inline bool is_usual(const ombrel_heap_block_t* block, const block_index::entry& entry) {
+    return is_known(knowledge::of_its_words) && entry.is_held() && block->m_self == block &&
+           platform::is_usual(block, block->m_size + overhead) && is_magic(trailer_of(block, block->m_size));
+}
+
+// The same for blocks of any size, and after damage.
+bool is_plainly_sound(const ombrel_heap_block_t* block) {
+    return heap.blocks.holds(block) && block->m_self == block &&
            platform::check_size(block, block->m_size + overhead) == platform::verdict::good &&
            is_magic(trailer_of(block, block->m_size)) &&
            platform::has_whole_neighbours(block, range_of_looks());
@@ -104,35 +135,30 @@ void prepare(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned 
     memcpy(trailer_of(block, size), &magic, sizeof magic);
 }
 
-// Under the heap's lock; false when there is no memory for the accounts.
-inline bool enter(ombrel_heap_block_t* block) {
-    if (!heap.blocks.add(block))
-        return false;
+// For a block that has come on the list.
+inline void count_in(const ombrel_heap_block_t* block) {
     heap.size += block->m_size + overhead;
     if (heap.size > heap.peak)
         heap.peak = heap.size;
-    return true;
 }
 
-// Takes a block that was looked at out of the accounts. False for one with damaged links, and for one that
-// another thread has just freed.
-inline bool withdraw(ombrel_heap_block_t* block, const block_index::entry& entry) {
-    if (!heap.blocks.remove(block, entry))
-        return false;
+// For one that has left it: gives what is to go back to the platform in its place, or null.
+inline ombrel_heap_block_t* count_out(ombrel_heap_block_t* block) {
     // For whoever follows a stale pointer. Atomic, as compilers leave out plain stores just before a free().
     __atomic_store_n(&block->m_self, nullptr, __ATOMIC_RELAXED);
     heap.size -= block->m_size + overhead;
-    return true;
+    return block_cache::wants(block->m_size) ? heap.freed.exchange(block) : block;
 }
 
 // A live block from the cache, or null.
-[[gnu::noinline]] ombrel_heap_block_t* reuse(size_t size, const char* tag, unsigned long line) {
+inline ombrel_heap_block_t* reuse(size_t size, const char* tag, unsigned long line) {
     const heap_guard guard;
     ombrel_heap_block_t* block = heap.freed.take(size);
     if (block == nullptr)
         return nullptr;
     prepare(block, size, tag, line);
-    enter(block);
+    heap.blocks.add(block); // there is memory for it, as it was there before
+    count_in(block);
     return block;
 }
 
@@ -154,37 +180,64 @@ inline bool withdraw(ombrel_heap_block_t* block, const block_index::entry& entry
     return nullptr;
 }
 
-[[gnu::noinline]] void* obtain_beside_damage(size_t total) {
-    void* spare = heap.reserve.take(total);
-    return spare != nullptr ? spare : malloc(total);
-}
-
-inline void* obtain(size_t total) {
-    return __atomic_load_n(&heap.was_damaged, __ATOMIC_RELAXED) ? obtain_beside_damage(total) : malloc(total);
-}
-
-inline bool enter_locked(ombrel_heap_block_t* block) {
+inline bool enlist(ombrel_heap_block_t* block) {
     const heap_guard guard;
-    return enter(block);
+    if (!heap.blocks.add(block))
+        return false;
+    count_in(block);
+    return true;
+}
+
+// Waits for the heap; gives the user data, or null when there is no memory for the accounts.
+[[gnu::noinline]] void* enlist_patiently(ombrel_heap_block_t* block) {
+    if (enlist(block))
+        return data_of(block);
+    const ombrel_heap_block_t lost = *block;
+    if (!heap.reserve.give_back(block))
+        free(block);
+    return refuse_for_want_of_memory(lost.m_size, lost.m_tag, lost.m_line);
+}
+
+// The header is written under the lock: a locked exchange waits for every store before it.
+inline bool enlist_at_once(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned long line) {
+    const heap_attempt attempt;
+    prepare(block, size, tag, line);
+    if (!attempt.holds() || !heap.blocks.add(block, heap.blocks.find(block))) [[unlikely]]
+        return false;
+    count_in(block);
+    return true;
+}
+
+[[gnu::noinline]] void* obtain_beside_damage(size_t size, const char* tag, unsigned long line) {
+    void* spare = heap.reserve.take(size + overhead);
+    auto* block = static_cast<ombrel_heap_block_t*>(spare != nullptr ? spare : malloc(size + overhead));
+    if (block == nullptr)
+        return refuse_for_want_of_memory(size, tag, line);
+    prepare(block, size, tag, line);
+    return enlist_patiently(block);
+}
+
+inline void* obtain(size_t size, const char* tag, unsigned long line) {
+    if (is_known(knowledge::of_damage)) [[unlikely]]
+        return obtain_beside_damage(size, tag, line);
+    auto* block = static_cast<ombrel_heap_block_t*>(malloc(size + overhead));
+    if (block == nullptr) [[unlikely]]
+        return refuse_for_want_of_memory(size, tag, line);
+    if (!enlist_at_once(block, size, tag, line)) [[unlikely]]
+        return enlist_patiently(block);
+    return data_of(block);
+}
+
+[[gnu::noinline]] void* reuse_or_obtain(size_t size, const char* tag, unsigned long line) {
+    ombrel_heap_block_t* block = reuse(size, tag, line);
+    return block != nullptr ? data_of(block) : obtain(size, tag, line);
 }
 
 inline void* allocate_silently(size_t size, const char* tag, unsigned long line) {
     const size_t rounded = (size + 3) & ~size_t{3};
-    const size_t total = rounded + overhead;
-    if (total < size)
+    if (rounded + overhead < size) [[unlikely]]
         return refuse("overflow size, ", tag, line);
-    if (heap.freed.may_hold(rounded))
-        if (ombrel_heap_block_t* block = reuse(rounded, tag, line))
-            return data_of(block);
-    auto* block = static_cast<ombrel_heap_block_t*>(obtain(total));
-    if (block == nullptr)
-        return refuse_for_want_of_memory(rounded, tag, line);
-    prepare(block, rounded, tag, line);
-    if (enter_locked(block))
-        return data_of(block);
-    if (!heap.reserve.give_back(block))
-        free(block);
-    return refuse_for_want_of_memory(rounded, tag, line);
+    return heap.freed.may_hold(rounded) ? reuse_or_obtain(rounded, tag, line) : obtain(rounded, tag, line);
 }
 
 [[gnu::noinline]] void* allocate_nothing(const char* tag, unsigned long line) {
@@ -197,7 +250,13 @@ void* allocate(size_t size, const char* tag, unsigned long line) {
 }
 
 [[gnu::noinline]] void note_damage() {
-    __atomic_store_n(&heap.was_damaged, true, __ATOMIC_RELAXED);
+    __atomic_store_n(&heap.known, knowledge::of_damage, __ATOMIC_RELAXED);
+}
+
+void note_sound_words() {
+    knowledge none = knowledge::none;
+    __atomic_compare_exchange_n(&heap.known, &none, knowledge::of_its_words, false, __ATOMIC_RELAXED,
+                                __ATOMIC_RELAXED);
 }
 
 // A damaged block is leaked, meant so: the platform ends the process when it finds its own words overwritten.
@@ -216,20 +275,23 @@ void* allocate(size_t size, const char* tag, unsigned long line) {
             static_cast<unsigned long>(block->m_size), platform::process_id());
 }
 
-// Withdraws a block; `leaving` is what is to go back to the platform in its place, or null.
-inline bool retire(ombrel_heap_block_t* block, const block_index::entry& entry,
-                   ombrel_heap_block_t*& leaving) {
+// `leaving` is what is to go back to the platform in the block's place, or null. False for a block with
+// damaged links, and for one that another thread has just freed.
+bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
     const heap_guard guard;
-    if (!withdraw(block, entry))
+    if (!heap.blocks.remove(block))
         return false;
-    leaving = block_cache::wants(block->m_size) ? heap.freed.exchange(block) : block;
+    leaving = count_out(block);
     return true;
 }
 
 // A damaged block stays in the accounts and is leaked, meant so.
 [[gnu::noinline]] void release_carefully(ombrel_heap_block_t* block, const char* tag, unsigned long line) {
     ombrel_heap_block_t* leaving;
-    if (is_sound(block) && retire(block, heap.blocks.find(block), leaving)) {
+    const bool is_plain = is_plainly_sound(block);
+    if ((is_plain || is_sound(block)) && retire(block, leaving)) {
+        if (is_plain)
+            note_sound_words();
         if (leaving != nullptr)
             give_back_if_whole(leaving);
         return;
@@ -239,15 +301,29 @@ inline bool retire(ombrel_heap_block_t* block, const block_index::entry& entry,
     report_damaged_block(block, tag, line);
 }
 
-void release_block(void* ptr, const char* tag, unsigned long line) {
+// False, too, when another thread holds the heap.
+inline bool retire_at_once(ombrel_heap_block_t* block, const block_index::entry& entry,
+                           ombrel_heap_block_t*& leaving) {
+    const heap_attempt attempt;
+    if (!attempt.holds() || !heap.blocks.remove_agreed(block, entry)) [[unlikely]]
+        return false;
+    leaving = count_out(block);
+    return true;
+}
+
+[[gnu::always_inline]] inline void release_at_once(void* ptr, const char* tag, unsigned long line) {
     ombrel_heap_block_t *block = header_of(ptr), *leaving;
     const block_index::entry entry = heap.blocks.find(block);
-    if (!is_plainly_sound(block, entry) || !retire(block, entry, leaving))
+    if (!is_usual(block, entry) || !retire_at_once(block, entry, leaving)) [[unlikely]]
         return release_carefully(block, tag, line);
-    if (leaving == block)
+    if (leaving == block) [[likely]]
         free(block);
     else if (leaving != nullptr) // it was out of sight in the cache
         give_back_if_whole(leaving);
+}
+
+[[gnu::noinline]] void release_block(void* ptr, const char* tag, unsigned long line) {
+    release_at_once(ptr, tag, line);
 }
 
 // Of a block whose header may be false or gone: as many bytes as both sizes and the memory there allow.
@@ -266,7 +342,7 @@ void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
     void* moved = allocate(size, tag, line);
     if (moved == nullptr)
         return nullptr;
-    if (is_plainly_sound(block, heap.blocks.find(block)) || is_sound(block))
+    if (is_plainly_sound(block) || is_sound(block))
         memcpy(moved, ptr, size < block->m_size ? size : block->m_size);
     else
         copy_damaged(moved, block, size);
@@ -319,8 +395,8 @@ void* ombrel_alloc_tag(size_t size, const char* tag, unsigned long line) {
 }
 
 int ombrel_free_tag(void* ptr, const char* tag, unsigned long line) {
-    if (ptr != nullptr)
-        release_block(ptr, tag, line);
+    if (ptr != nullptr) [[likely]]
+        release_at_once(ptr, tag, line);
     else
         report_null_free(tag, line);
     return 0;

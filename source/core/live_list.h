@@ -23,9 +23,13 @@ public:
     }
 
     /// False when there is no memory to remember the node.
-    bool add(Node* node) {
-        if (!index_of_blocks.add(node, kind))
+    bool add(Node* node) { return add(node, index_of_blocks.make(node, kind)); }
+
+    /// The same with what find() gave for the node: false, too, when that memory is still to be had.
+    bool add(Node* node, const block_index::entry& entry) {
+        if (!entry.exists()) [[unlikely]]
             return false;
+        entry.set();
         count_++;
         node->m_newer = nullptr;
         node->m_older = newest_;
@@ -38,36 +42,67 @@ public:
     }
 
     /// False for a node that is not there, or whose own links are damaged.
-    bool remove(Node* node) { return remove(node, find(node)); }
+    bool remove(const Node* node) {
+        const block_index::entry entry = find(node);
+        return remove_agreed(node, entry) ||
+               (entry.is_held() && !is_misled(node) && remove_beside_damage(node, entry));
+    }
 
-    /// The same with what find() gave for the node.
-    bool remove(Node* node, const block_index::entry& entry) {
-        if (!entry.is_held() || (!(newer_agrees(node) && older_agrees(node)) && is_misled(node)))
+    /// The usual case of it, with what find() gave for the node: false, too, when a neighbour does not point
+    /// back, whichever of them is damaged.
+    bool remove_agreed(const Node* node, const block_index::entry& entry) {
+        if (!entry.is_held()) [[unlikely]]
+            return false;
+        Node** const from_newer = link_from_newer(node);
+        if (from_newer == nullptr || *from_newer != node) [[unlikely]]
+            return false;
+        Node** const from_older = link_from_older(node);
+        if (from_older == nullptr || *from_older != node) [[unlikely]]
             return false;
         entry.clear();
         count_--;
-        bypass(node, node->m_newer, node->m_older);
+        Node *newer = node->m_newer, *older = node->m_older;
+        *from_newer = older;
+        *from_older = newer;
         return true;
     }
 
 private:
-    bool newer_agrees(const Node* node) const {
-        const Node* newer = node->m_newer;
-        return newer == nullptr ? newest_ == node : holds(newer) && newer->m_older == node;
+    // The word that leads to the node from its newer side; null when its own link there leads nowhere.
+    Node** link_from_newer(const Node* node) {
+        Node* newer = node->m_newer;
+        return newer == nullptr ? &newest_ : holds(newer) ? &newer->m_older : nullptr;
     }
 
-    bool older_agrees(const Node* node) const {
-        const Node* older = node->m_older;
-        return older == nullptr ? oldest_ == node : holds(older) && older->m_newer == node;
+    Node** link_from_older(const Node* node) {
+        Node* older = node->m_older;
+        return older == nullptr ? &oldest_ : holds(older) ? &older->m_newer : nullptr;
+    }
+
+    bool newer_agrees(const Node* node) {
+        Node* const* link = link_from_newer(node);
+        return link != nullptr && *link == node;
+    }
+
+    bool older_agrees(const Node* node) {
+        Node* const* link = link_from_older(node);
+        return link != nullptr && *link == node;
     }
 
     // Of a node and a neighbour that does not point back, the one whose word a third node confirms is right.
-    [[gnu::noinline]] bool is_misled(const Node* node) const {
+    [[gnu::noinline]] bool is_misled(const Node* node) {
         const Node *newer = node->m_newer, *older = node->m_older;
         return (!newer_agrees(node) &&
                 (newer == nullptr || node == newest_ || !holds(newer) || older_agrees(newer))) ||
                (!older_agrees(node) &&
                 (older == nullptr || node == oldest_ || !holds(older) || newer_agrees(older)));
+    }
+
+    bool remove_beside_damage(const Node* node, const block_index::entry& entry) {
+        entry.clear();
+        count_--;
+        bypass(node, node->m_newer, node->m_older);
+        return true;
     }
 
     void bypass(const Node* node, Node* newer, Node* older) {

@@ -18,8 +18,12 @@ inline bool was_free(uint32_t found) {
 /// Waits for a lock that is held.
 void wait_and_take(ombrel_short_lock_t& lock);
 
+inline bool try_take(ombrel_short_lock_t& lock) {
+    return was_free(__atomic_exchange_n(&lock.m_word, held_mark, __ATOMIC_ACQUIRE));
+}
+
 inline void take(ombrel_short_lock_t& lock) {
-    if (!was_free(__atomic_exchange_n(&lock.m_word, held_mark, __ATOMIC_ACQUIRE)))
+    if (!try_take(lock))
         wait_and_take(lock);
 }
 

@@ -38,6 +38,10 @@ verdict check_size(const void* block, size_t size);
 /// may give their memory back, so that beside them only a checked look, which is slow, can go far.
 enum class look { near, far, far_and_checked };
 
+/// Both at once for the usual block, where check_size() once knew an answer: false, too, for a block with
+/// pages of its own.
+bool is_usual(const void* block, size_t size);
+
 /// For a block of good size: whether the words around it, too, are as the allocator left them. Its free()
 /// ends the process, at once or later, when they are not.
 bool has_whole_neighbours(const void* block, look range);
@@ -106,6 +110,16 @@ struct c_library_block {
         return total - (size + word) <= most_spare && total % (2 * word) == 0;
     }
 
+    /// fits() and has_whole_neighbours() for a near look, but for a block with pages of its own.
+    static bool is_usual(const char* block, size_t size) {
+        constexpr size_t uneven = (2 * word - 1) & ~flags;
+        const size_t own = word_at(block - word), total = own & ~flags;
+        if ((own & (is_mapped | uneven)) != 0 || total - (size + word) > most_spare)
+            return false;
+        const size_t next = word_at(block - word + total);
+        return (next & previous_is_live) != 0 && next > 2 * word && next <= largest;
+    }
+
     /// free() joins a block with its free neighbours, some time later if it is small.
     static bool has_whole_neighbours(const char* block, look range) {
         const size_t own = word_at(block - word), total = own & ~flags;
@@ -132,6 +146,10 @@ inline verdict check_size(const void* block, size_t size) {
     return c_library_block::fits(static_cast<const char*>(block), size) ? verdict::good : verdict::bad;
 }
 
+inline bool is_usual(const void* block, size_t size) {
+    return c_library_block::is_usual(static_cast<const char*>(block), size);
+}
+
 inline bool has_whole_neighbours(const void* block, look range) {
     return c_library_block::has_whole_neighbours(static_cast<const char*>(block), range);
 }
@@ -140,6 +158,10 @@ inline bool has_whole_neighbours(const void* block, look range) {
 
 inline verdict check_size(const void*, size_t) {
     return verdict::unknown;
+}
+
+inline bool is_usual(const void*, size_t) {
+    return false;
 }
 
 inline bool has_whole_neighbours(const void*, look) {
