@@ -2,7 +2,7 @@
 
 #include "graphics/pixel/kernels/kernels.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// What each pixel of a glyph and of the border around it is, and where its edges lie from the origin on.
 template<unsigned Bytes>
@@ -28,9 +28,9 @@ public:
     }
 
     /// The cell between whose edges the place lies, or null.
-    const uint32_t* at_place(const text_turn::place& place) const {
-        const int column = index_between(column_edges, columns, place.x);
-        const int row = index_between(row_edges, rows, place.y);
+    const uint32_t* at_place(const place& spot) const {
+        const int column = index_between(column_edges, columns, spot.x);
+        const int row = index_between(row_edges, rows, spot.y);
         return column < 0 || row < 0 ? nullptr : at(column, row);
     }
 
@@ -55,9 +55,9 @@ private:
         return false;
     }
 
-    static int index_between(const std::array<int64_t, limit + 1>& edges, int count, int64_t place) {
+    static int index_between(const std::array<int64_t, limit + 1>& edges, int count, int64_t where) {
         const auto end = edges.begin() + count + 1;
-        const auto above = std::upper_bound(edges.begin(), end, place);
+        const auto above = std::upper_bound(edges.begin(), end, where);
         return above == end ? -1 : static_cast<int>(above - edges.begin()) - 1;
     }
 
@@ -71,9 +71,9 @@ bool same_rectangle(const rectangle& a, const rectangle& b) {
 }
 
 template<unsigned Bytes>
-graphics::glyph_kernel kernel() {
-    const graphics::kernel_slots& slots = graphics::kernels();
-    const graphics::glyph_kernel kernels[] = {slots.glyph8, slots.glyph16, slots.glyph24, slots.glyph32};
+glyph_kernel kernel() {
+    const kernel_slots& slots = kernels();
+    const glyph_kernel kernels[] = {slots.glyph8, slots.glyph16, slots.glyph24, slots.glyph32};
     return kernels[Bytes - 1];
 }
 
@@ -97,12 +97,12 @@ void glyph_painter<Bytes>::paint(const glyph& shape, int64_t x, int64_t y) {
         paint_plain(shape, box);
     else
         paint_cut(shape, box);
-    touched_.add(visible);
+    painter_.touched().add(visible);
 }
 
 template<unsigned Bytes>
 void glyph_painter<Bytes>::paint_plain(const glyph& shape, const rectangle& box) {
-    kernel<Bytes>()({pixels_.at(box.m_x, box.m_y), map_.m_line_length, shape.rows,
+    kernel<Bytes>()({painter_.pixels().at(box.m_x, box.m_y), map_.m_line_length, shape.rows,
                      static_cast<size_t>(shape.width), static_cast<size_t>(shape.height)},
                     {style_.ink_used, style_.paper_used, style_.ink, style_.paper});
 }
@@ -112,9 +112,9 @@ void glyph_painter<Bytes>::paint_cut(const glyph& shape, const rectangle& box) {
     for (int y = 0; y < shape.height; y++)
         for (int x = 0; x < shape.width; x++) {
             const bool set = shape.has_ink(x, y);
-            if ((set ? style_.ink_used : style_.paper_used) &&
-                is_inside(map_, int64_t{box.m_x} + x, int64_t{box.m_y} + y))
-                pixels_.set(set ? style_.ink : style_.paper, int64_t{box.m_x} + x, int64_t{box.m_y} + y);
+            if (set ? style_.ink_used : style_.paper_used)
+                painter_.paint_pixel(set ? style_.ink : style_.paper, int64_t{box.m_x} + x,
+                                     int64_t{box.m_y} + y);
         }
 }
 
@@ -128,14 +128,10 @@ void glyph_painter<Bytes>::paint_scaled(const cell_grid& cells) {
             if (color == nullptr)
                 continue;
             const auto edge = [](const auto& edges, int i) { return edges[static_cast<size_t>(i)]; };
-            const rectangle part = visible_part(map_, between(style_.x + edge(cells.column_edges, column),
-                                                              style_.y + edge(cells.row_edges, row),
-                                                              style_.x + edge(cells.column_edges, next),
-                                                              style_.y + edge(cells.row_edges, row + 1)));
-            if (is_empty(part))
-                continue;
-            pixels_.fill(*color, part);
-            touched_.add(part);
+            painter_.paint(*color, between(style_.x + edge(cells.column_edges, column),
+                                           style_.y + edge(cells.row_edges, row),
+                                           style_.x + edge(cells.column_edges, next),
+                                           style_.y + edge(cells.row_edges, row + 1)));
         }
 }
 
@@ -146,7 +142,7 @@ void glyph_painter<Bytes>::paint_turned(const cell_grid& cells) {
     int64_t left = far_away, top = far_away, right = -far_away, bottom = -far_away;
     for (const int64_t x : {cells.column_edges[0], cells.column_edges[static_cast<size_t>(cells.columns)]})
         for (const int64_t y : {cells.row_edges[0], cells.row_edges[static_cast<size_t>(cells.rows)]}) {
-            const text_turn::place corner = style_.turn.turned({x, y});
+            const place corner = style_.turn.turned({x, y});
             left = std::min(left, corner.x - 1);
             top = std::min(top, corner.y - 1);
             right = std::max(right, corner.x + 2);
@@ -156,11 +152,8 @@ void glyph_painter<Bytes>::paint_turned(const cell_grid& cells) {
         visible_part(map_, between(style_.x + left, style_.y + top, style_.x + right, style_.y + bottom));
     for (int64_t y = part.m_y; y < bottom_of(part); y++)
         for (int64_t x = part.m_x; x < right_of(part); x++)
-            if (const uint32_t* color =
-                    cells.at_place(style_.turn.turned_back({x - style_.x, y - style_.y}))) {
-                pixels_.set(*color, x, y);
-                touched_.add_pixel(x, y);
-            }
+            if (const uint32_t* color = cells.at_place(style_.turn.turned_back({x - style_.x, y - style_.y})))
+                painter_.paint_pixel(*color, x, y);
 }
 
 template class glyph_painter<1>;
@@ -168,4 +161,4 @@ template class glyph_painter<2>;
 template class glyph_painter<3>;
 template class glyph_painter<4>;
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -6,7 +6,7 @@
 #include "graphics/font/text_frame.h"
 #include "graphics/pixel/canvas.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// How text looks and where it begins.
 struct text_style {
@@ -35,13 +35,12 @@ struct glyph {
 template<unsigned Bytes>
 class glyph_painter {
 public:
-    glyph_painter(ombrel_fbmap_t& map, const text_style& style)
-        : map_(map), style_(style), pixels_(map), touched_(map) {}
+    glyph_painter(ombrel_fbmap_t& map, const text_style& style) : map_(map), style_(style), painter_(map) {}
 
     /// Draws a glyph at a distance from the origin, which is scaled and turned as the glyph is.
     void paint(const glyph& shape, int64_t x, int64_t y);
 
-    bool drew_nothing() const { return touched_.empty(); }
+    bool drew_nothing() const { return painter_.drew_nothing(); }
 
 private:
     class cell_grid;
@@ -53,8 +52,7 @@ private:
 
     ombrel_fbmap_t& map_;
     const text_style& style_;
-    canvas<Bytes> pixels_;
-    touched_area touched_;
+    painter<Bytes> painter_;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -6,7 +6,9 @@
 
 #include <ombrel/fbmap.h>
 
-namespace ombrel::fbmap {
+#include "graphics/pixel/rectangle.h"
+
+namespace ombrel::graphics {
 
 /// What lies farther from the origin than this is in no map; nearer values can be multiplied by a
 /// fixed_cosine.
@@ -45,9 +47,6 @@ public:
 
     bool is_none() const { return sine_ == 0 && cosine_ > 0; }
 
-    struct place {
-        int64_t x, y;
-    };
     /// The pixel nearest to the turned place. Coordinates are not farther than far_away.
     place turned(place from) const {
         return {nearest(from.x * cosine_ - from.y * sine_), nearest(from.x * sine_ + from.y * cosine_)};
@@ -66,4 +65,4 @@ private:
     int64_t sine_ = 0, cosine_ = int64_t{1} << fraction_bits;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -5,16 +5,13 @@
 #include <ombrel/color.h>
 
 #include "graphics/pixel/pixel.h"
-#include "graphics/pixel/row_copy.h"
 #include "graphics/pixel/row_writer.h"
+#include "graphics/pixel/rows.h"
 #include "graphics/pixel/stretch.h"
 
 namespace ombrel::graphics {
 
 namespace {
-
-using fbmap::is_empty;
-using fbmap::rectangle;
 
 bool is_supported(const ombrel_bitmap_t& bitmap) {
     const unsigned depth = depth_of(bitmap);
@@ -117,9 +114,9 @@ box_outcome put_box(const ombrel_bitmap_t& to, const rectangle& target, const om
     return {true, (is_scaled ? put_scaled : put_unscaled)(to, target, from, source, writer)};
 }
 
-int result_of(const box_outcome& outcome, const fbmap::place& where) {
+int result_of(const box_outcome& outcome, const report_site& site) {
     if (!outcome.supported)
-        return fbmap::fail(where, "not supported");
+        return fail(site, "not supported");
     return is_empty(outcome.touched) ? -1 : 0;
 }
 

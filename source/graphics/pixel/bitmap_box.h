@@ -3,7 +3,8 @@
 
 #include <ombrel/bitmap.h>
 
-#include "graphics/window/fbmap_internal.h"
+#include "graphics/pixel/rectangle.h"
+#include "graphics/pixel/report.h"
 
 namespace ombrel::graphics {
 
@@ -16,16 +17,16 @@ unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row);
 bool is_valid(const ombrel_bitmap_t& bitmap);
 
 struct box_outcome {
-    bool supported;             ///< whether both depths are
-    fbmap::rectangle touched{}; ///< what was written to
+    bool supported;      ///< whether both depths are
+    rectangle touched{}; ///< what was written to
 };
 
 /// Puts the source rectangle of one bitmap upon the target rectangle of another, which may have another size.
 /// Both are cut to their bitmaps; they may lie anywhere. Bitmaps that are not valid are not touched.
-box_outcome put_box(const ombrel_bitmap_t& to, const fbmap::rectangle& target, const ombrel_bitmap_t& from,
-                    const fbmap::rectangle& source, uint32_t mode);
+box_outcome put_box(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,
+                    const rectangle& source, uint32_t mode);
 
 /// The result of a function that did this: 0 or -1. Reports what is not supported.
-int result_of(const box_outcome& outcome, const fbmap::place& where);
+int result_of(const box_outcome& outcome, const report_site& site);
 
 } // namespace ombrel::graphics

@@ -1,13 +1,26 @@
 // The pixels of a map while something is drawn into them, and what was touched.
 #pragma once
 
-#include <algorithm>
-
 #include "graphics/pixel/pixel.h"
-#include "graphics/pixel/row_fill.h"
-#include "graphics/window/fbmap_internal.h"
+#include "graphics/pixel/rectangle.h"
+#include "graphics/pixel/rows.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
+
+constexpr bool is_hidden(const ombrel_fbmap_t& fbmap) {
+    return (fbmap.m_flags & def_ombrel_fbmap_hidden) != 0;
+}
+
+/// The map's rectangle in its own coordinates.
+constexpr rectangle whole(const ombrel_fbmap_t& fbmap) {
+    return {0, 0, fbmap.m_resx, fbmap.m_resy};
+}
+
+/// Adds what was drawn to the map's update region; a hidden map has none.
+inline void grow_update_region(ombrel_fbmap_t& fbmap, const rectangle& touched) {
+    if (!is_hidden(fbmap))
+        unite(fbmap.m_update_region, touched);
+}
 
 /// What of the rectangle lies in the map; nothing lies in one without pixels.
 inline rectangle visible_part(const ombrel_fbmap_t& map, rectangle area) {
@@ -64,11 +77,11 @@ public:
     /// What is read from a pixel that was set to the colour.
     static constexpr uint32_t stored(uint32_t color) { return color & (0xFFFFFFFFu >> (32 - 8 * Bytes)); }
 
-    uint32_t get(int64_t x, int64_t y) const { return graphics::load_pixel<Bytes>(at(x, y)); }
-    void set(uint32_t color, int64_t x, int64_t y) const { graphics::store_pixel<Bytes>(at(x, y), color); }
+    uint32_t get(int64_t x, int64_t y) const { return load_pixel<Bytes>(at(x, y)); }
+    void set(uint32_t color, int64_t x, int64_t y) const { store_pixel<Bytes>(at(x, y), color); }
 
     void fill(uint32_t color, const rectangle& part) const {
-        graphics::fill_rows(at(part.m_x, part.m_y), line_length_, color, part.m_w, part.m_h, Bytes);
+        fill_rows(at(part.m_x, part.m_y), line_length_, color, part.m_w, part.m_h, Bytes);
     }
 
 private:
@@ -76,35 +89,39 @@ private:
     size_t line_length_;
 };
 
-/// Draws in one colour what of it lies in the map.
+/// Draws what of it lies in the map.
 template<unsigned Bytes>
 class painter {
 public:
-    painter(ombrel_fbmap_t& map, uint32_t color) : map_(map), color_(color), pixels_(map), touched_(map) {}
+    explicit painter(ombrel_fbmap_t& map) : map_(map), pixels_(map), touched_(map) {}
 
-    void paint(const rectangle& area) {
+    void paint(uint32_t color, const rectangle& area) {
         const rectangle visible = visible_part(map_, area);
         if (is_empty(visible))
             return;
-        pixels_.fill(color_, visible);
+        pixels_.fill(color, visible);
         touched_.add(visible);
     }
 
-    void paint_pixel(int64_t x, int64_t y) {
+    void paint_pixel(uint32_t color, int64_t x, int64_t y) {
         if (!is_inside(map_, x, y))
             return;
-        pixels_.set(color_, x, y);
+        pixels_.set(color, x, y);
         touched_.add_pixel(x, y);
     }
 
+    /// For what the caller has clipped: it says what it touches.
+    const canvas<Bytes>& pixels() const { return pixels_; }
+    touched_area& touched() { return touched_; }
+
+    bool drew_nothing() const { return touched_.empty(); }
     /// What a drawing function gives: 0, or -1 when there was nothing to draw.
-    int result() const { return touched_.empty() ? -1 : 0; }
+    int result() const { return drew_nothing() ? -1 : 0; }
 
 private:
     ombrel_fbmap_t& map_;
-    uint32_t color_;
     canvas<Bytes> pixels_;
     touched_area touched_;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// The least root whose square is not below the value.
 constexpr uint64_t ceiling_root(uint64_t value) {
@@ -58,4 +58,4 @@ private:
     uint64_t radius_, base_;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -3,7 +3,7 @@
 
 #include <ombrel/fbmap.h>
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 template<unsigned Bytes>
 int draw_clear(ombrel_fbmap_t* map, uint32_t color);
@@ -25,4 +25,4 @@ template<unsigned Bytes>
 uint32_t get_pixel(ombrel_fbmap_t* map, ombrel_bitmap_ts* bitmap, int32_t bitmap_x, int32_t bitmap_y,
                    int32_t x, int32_t y);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -11,7 +11,7 @@
 #include "graphics/window/fbmap_recompose.h"
 
 using namespace ombrel;
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 

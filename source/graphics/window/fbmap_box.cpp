@@ -1,6 +1,7 @@
 #include <ombrel/bitmap.h>
 
 #include "graphics/pixel/bitmap_box.h"
+#include "graphics/window/fbmap_internal.h"
 
 using namespace ombrel;
 using namespace ombrel::graphics;
@@ -9,9 +10,6 @@ namespace {
 
 constexpr const char source_name[] = "source/fbmap";
 
-using fbmap::locked;
-using fbmap::rectangle;
-
 // The map as the bitmap that its flags, key and alpha describe.
 ombrel_bitmap_t view_of(const ombrel_fbmap_t& map) {
     return {map.m_map,         map.m_color_interface, map.m_resx,   map.m_resy,
@@ -19,17 +17,17 @@ ombrel_bitmap_t view_of(const ombrel_fbmap_t& map) {
 }
 
 int get(const ombrel_fbmap_t& map, ombrel_bitmap_t* bitmap, const rectangle& target, const rectangle& source,
-        uint32_t mode, const fbmap::place& where) {
-    return bitmap != nullptr ? result_of(put_box(*bitmap, target, view_of(map), source, mode), where) : -1;
+        uint32_t mode, const report_site& site) {
+    return bitmap != nullptr ? result_of(put_box(*bitmap, target, view_of(map), source, mode), site) : -1;
 }
 
 int set(ombrel_fbmap_t& map, const ombrel_bitmap_t* bitmap, const rectangle& source, const rectangle& target,
-        uint32_t mode, const fbmap::place& where) {
+        uint32_t mode, const report_site& site) {
     if (bitmap == nullptr)
         return -1;
     const box_outcome outcome = put_box(view_of(map), target, *bitmap, source, mode);
-    fbmap::grow_update_region(map, outcome.touched);
-    return result_of(outcome, where);
+    grow_update_region(map, outcome.touched);
+    return result_of(outcome, site);
 }
 
 // The functions for a map's slots.
@@ -61,17 +59,17 @@ int set_scale_box(ombrel_fbmap_t* map, const ombrel_bitmap_t* bitmap, int32_t bi
 }
 
 template<typename Function>
-constexpr fbmap::by_depth<Function> for_every_depth(Function function) {
+constexpr by_depth<Function> for_every_depth(Function function) {
     return {function, function, function, function};
 }
 
 // Calls the function in a slot, filling it first.
 template<typename Function, typename... Arguments>
 int call(ombrel_fbmap_t* map, Function ombrel_fbmap_t::*slot, Function public_function, Function own,
-         const fbmap::place& where, Arguments... arguments) {
-    if (fbmap::is_refused(map, where))
+         const report_site& site, Arguments... arguments) {
+    if (is_refused(map, site))
         return -1;
-    const Function function = fbmap::operation(*map, slot, public_function, for_every_depth(own), where);
+    const Function function = operation(*map, slot, public_function, for_every_depth(own), site);
     return function != nullptr ? function(map, arguments...) : -1;
 }
 

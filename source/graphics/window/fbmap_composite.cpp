@@ -8,7 +8,7 @@
 #include <ombrel/memory.h>
 #include <ombrel/output.h>
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 namespace {
 
@@ -102,10 +102,10 @@ composite_map* composite_for(ombrel_fbmap_t& root) {
 }
 
 /// One recomposition of a root.
-class painter {
+class recomposition {
 public:
     /// `composite` is null when there is none; nothing is blended then.
-    painter(ombrel_fbmap_t& root, composite_map* composite)
+    recomposition(ombrel_fbmap_t& root, composite_map* composite)
         : root_(root), pixels_(static_cast<unsigned char*>(root.m_map)), composite_(composite) {}
 
     /// What shows one window, or none any more.
@@ -154,9 +154,9 @@ private:
     }
 
     static void get_box(ombrel_fbmap_t& owner, ombrel_bitmap_t to, const rectangle& area, uint32_t mode) {
-        const placement place = locate(owner, whole(owner));
-        const int64_t x = area.m_x - place.x;
-        const int64_t y = area.m_y - place.y;
+        const placement at = locate(owner, whole(owner));
+        const int64_t x = area.m_x - at.origin.x;
+        const int64_t y = area.m_y - at.origin.y;
         if (x <= INT32_MAX && y <= INT32_MAX)
             __ombrel_fbmap_get_box_internal(&owner, &to, area.m_x, area.m_y, static_cast<int32_t>(x),
                                             static_cast<int32_t>(y), area.m_w, area.m_h, mode);
@@ -255,12 +255,12 @@ rectangle blended_area(const rectangle_node* nodes) {
 
 } // namespace
 
-bool paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
+bool paint_nodes(ombrel_fbmap_t& root, const rectangle_node* nodes) {
     const rectangle area = blended_area(nodes);
     composite_map* const composite = is_empty(area) ? existing_composite(root) : composite_for(root);
     if (root.m_map == nullptr)
         return true;
-    painter to(root, composite);
+    recomposition to(root, composite);
     for (const rectangle_node* node = nodes; node != nullptr; node = node->m_next)
         if ((node->m_flags & needs_blending) == 0)
             to.replace(*node);
@@ -268,4 +268,4 @@ bool paint(ombrel_fbmap_t& root, const rectangle_node* nodes) {
     return is_empty(area) || composite != nullptr;
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

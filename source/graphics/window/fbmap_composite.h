@@ -3,7 +3,7 @@
 
 #include "graphics/window/fbmap_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 using rectangle_node = ombrel_fbmap_rectangle_node_t;
 
@@ -13,6 +13,6 @@ constexpr uint32_t settled = 2; ///< what lies below its transparent owner is in
 
 /// Paints the rectangles of a list, in which what is lower comes first, and adds them to the root's update
 /// region. False when some of them cannot be blended.
-bool paint(ombrel_fbmap_t& root, const rectangle_node* nodes);
+bool paint_nodes(ombrel_fbmap_t& root, const rectangle_node* nodes);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -1,13 +1,13 @@
 #include "graphics/window/fbmap_descent.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 descent::descent(ombrel_fbmap_t* first_sibling, const ombrel_fbmap_t* target, uint32_t state)
     : parent_(first_sibling != nullptr ? first_sibling->m_parent : nullptr), target_(target),
       state_(state & def_ombrel_fbmap_redraw_reached), outer_{}, ancestors_("__ombrel_fbmap_redraw_region") {
     if (parent_ != nullptr) {
-        const placement place = locate(*parent_, whole(*parent_));
-        outer_ = {place.x, place.y, place.visible};
+        const placement at = locate(*parent_, whole(*parent_));
+        outer_ = {at.origin, at.visible};
     } else if (first_sibling != nullptr) {
         outer_.visible = whole(*first_sibling);
     }
@@ -28,8 +28,10 @@ void descent::go_on() {
 
 descent::level descent::inside(const level& parent, const ombrel_fbmap_t& window) {
     const bool is_root = window.m_parent == nullptr;
-    level found = {parent.x + (is_root ? 0 : window.m_x), parent.y + (is_root ? 0 : window.m_y), {}};
-    const rectangle area = between(found.x, found.y, found.x + window.m_resx, found.y + window.m_resy);
+    const place origin = {parent.origin.x + (is_root ? 0 : window.m_x),
+                          parent.origin.y + (is_root ? 0 : window.m_y)};
+    level found = {origin, {}};
+    const rectangle area = between(origin.x, origin.y, origin.x + window.m_resx, origin.y + window.m_resy);
     overlap(parent.visible, area, found.visible);
     return found;
 }
@@ -54,4 +56,4 @@ void descent::arrive(ombrel_fbmap_t* window) {
         state_ |= def_ombrel_fbmap_redraw_reached;
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

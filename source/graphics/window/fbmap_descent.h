@@ -1,10 +1,10 @@
 // The windows of a tree in the order in which they hide each other.
 #pragma once
 
-#include "graphics/pixel/scratch_array.h"
+#include "core/scratch_array.h"
 #include "graphics/window/fbmap_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// Goes through siblings and all below them, from the topmost to the lowest, children before their parent.
 /// Without recursion: how deep windows nest is the caller's doing.
@@ -27,7 +27,7 @@ public:
 
 private:
     struct level {
-        int64_t x, y; // of a window in its root
+        place origin; // of a window in its root
         rectangle visible;
     };
 
@@ -44,4 +44,4 @@ private:
     bool failed_ = false;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -6,24 +6,24 @@
 #include "graphics/window/drawing_operations.h"
 #include "graphics/window/fbmap_draw_internal.h"
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 
 /// An operation's slot, the public function that stands for an empty one, and the library's functions.
 template<typename Function>
 struct slot {
-    Function ombrel_fbmap_t::*place;
+    Function ombrel_fbmap_t::*field;
     Function public_function;
     by_depth<Function> functions;
 };
 
 template<typename Function, typename Result, typename... Arguments>
-Result perform(ombrel_fbmap_t* fbmap, const slot<Function>& slot, const place& where, Result failure,
+Result perform(ombrel_fbmap_t* fbmap, const slot<Function>& slot, const report_site& site, Result failure,
                Arguments... arguments) {
-    if (is_refused(fbmap, where))
+    if (is_refused(fbmap, site))
         return failure;
-    const Function function = operation(*fbmap, slot.place, slot.public_function, slot.functions, where);
+    const Function function = operation(*fbmap, slot.field, slot.public_function, slot.functions, site);
     return function != nullptr ? function(fbmap, arguments...) : failure;
 }
 
@@ -77,102 +77,102 @@ constexpr slot<ombrel_fbmap_get_pixel_t> reading = {&ombrel_fbmap_t::m_get_pixel
 /* The forms for callers that hold the lock. */
 
 int __ombrel_fbmap_draw_clear_internal(ombrel_fbmap_t* fbmap, uint32_t color) {
-    return perform(fbmap, clearing, OMBREL_DRAW_PLACE, -1, color);
+    return perform(fbmap, clearing, OMBREL_DRAW_SITE, -1, color);
 }
 
 int __ombrel_fbmap_draw_pixel_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y) {
-    return perform(fbmap, pixels, OMBREL_DRAW_PLACE, -1, color, x, y);
+    return perform(fbmap, pixels, OMBREL_DRAW_SITE, -1, color, x, y);
 }
 
 int __ombrel_fbmap_draw_hline_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y,
                                        uint32_t length) {
-    return perform(fbmap, horizontal_lines, OMBREL_DRAW_PLACE, -1, color, x, y, length);
+    return perform(fbmap, horizontal_lines, OMBREL_DRAW_SITE, -1, color, x, y, length);
 }
 
 int __ombrel_fbmap_draw_vline_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y,
                                        uint32_t length) {
-    return perform(fbmap, vertical_lines, OMBREL_DRAW_PLACE, -1, color, x, y, length);
+    return perform(fbmap, vertical_lines, OMBREL_DRAW_SITE, -1, color, x, y, length);
 }
 
 int __ombrel_fbmap_draw_box_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y, uint32_t w,
                                      uint32_t h, int fill) {
-    return perform(fbmap, boxes, OMBREL_DRAW_PLACE, -1, color, x, y, w, h, fill);
+    return perform(fbmap, boxes, OMBREL_DRAW_SITE, -1, color, x, y, w, h, fill);
 }
 
 int __ombrel_fbmap_draw_line_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x1, int32_t y1,
                                       int32_t x2, int32_t y2) {
-    return perform(fbmap, lines, OMBREL_DRAW_PLACE, -1, color, x1, y1, x2, y2);
+    return perform(fbmap, lines, OMBREL_DRAW_SITE, -1, color, x1, y1, x2, y2);
 }
 
 int __ombrel_fbmap_draw_circle_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t cx, int32_t cy,
                                         uint32_t radius, int fill) {
-    return perform(fbmap, circles, OMBREL_DRAW_PLACE, -1, color, cx, cy, radius, fill);
+    return perform(fbmap, circles, OMBREL_DRAW_SITE, -1, color, cx, cy, radius, fill);
 }
 
 int __ombrel_fbmap_draw_fill_internal(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y) {
-    return perform(fbmap, filling, OMBREL_DRAW_PLACE, -1, color, x, y);
+    return perform(fbmap, filling, OMBREL_DRAW_SITE, -1, color, x, y);
 }
 
 uint32_t __ombrel_fbmap_get_pixel_internal(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                            int32_t bitmap_y, int32_t x, int32_t y) {
-    return perform(fbmap, reading, OMBREL_DRAW_PLACE, uint32_t{0}, bitmap, bitmap_x, bitmap_y, x, y);
+    return perform(fbmap, reading, OMBREL_DRAW_SITE, uint32_t{0}, bitmap, bitmap_x, bitmap_y, x, y);
 }
 
 /* The forms that take the lock. */
 
 uint32_t ombrel_fbmap_convert_color(ombrel_fbmap_t* fbmap, uint32_t to_interface, uint32_t from_interface,
                                     uint32_t color) {
-    const place where = OMBREL_DRAW_PLACE;
-    return locked(fbmap, where, UINT32_MAX, [&] {
-        return perform(fbmap, converting, where, UINT32_MAX, to_interface, from_interface, color);
+    const report_site site = OMBREL_DRAW_SITE;
+    return locked(fbmap, site, UINT32_MAX, [&] {
+        return perform(fbmap, converting, site, UINT32_MAX, to_interface, from_interface, color);
     });
 }
 
 int ombrel_fbmap_draw_clear(ombrel_fbmap_t* fbmap, uint32_t color) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_clear_internal(fbmap, color); });
 }
 
 int ombrel_fbmap_draw_pixel(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_pixel_internal(fbmap, color, x, y); });
 }
 
 int ombrel_fbmap_draw_hline(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y, uint32_t length) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_hline_internal(fbmap, color, x, y, length); });
 }
 
 int ombrel_fbmap_draw_vline(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y, uint32_t length) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_vline_internal(fbmap, color, x, y, length); });
 }
 
 int ombrel_fbmap_draw_box(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y, uint32_t w, uint32_t h,
                           int fill) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_box_internal(fbmap, color, x, y, w, h, fill); });
 }
 
 int ombrel_fbmap_draw_line(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x1, int32_t y1, int32_t x2,
                            int32_t y2) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_line_internal(fbmap, color, x1, y1, x2, y2); });
 }
 
 int ombrel_fbmap_draw_circle(ombrel_fbmap_t* fbmap, uint32_t color, int32_t cx, int32_t cy, uint32_t radius,
                              int fill) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_circle_internal(fbmap, color, cx, cy, radius, fill); });
 }
 
 int ombrel_fbmap_draw_fill(ombrel_fbmap_t* fbmap, uint32_t color, int32_t x, int32_t y) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_fill_internal(fbmap, color, x, y); });
 }
 
 uint32_t ombrel_fbmap_get_pixel(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                 int32_t bitmap_y, int32_t x, int32_t y) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, uint32_t{0},
+    return locked(fbmap, OMBREL_DRAW_SITE, uint32_t{0},
                   [&] { return __ombrel_fbmap_get_pixel_internal(fbmap, bitmap, bitmap_x, bitmap_y, x, y); });
 }

@@ -7,7 +7,7 @@
 #include "graphics/pixel/canvas.h"
 #include "graphics/window/drawing_operations.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 struct pixel {
@@ -49,8 +49,8 @@ template<unsigned Bytes>
 class area_filler {
 public:
     area_filler(ombrel_fbmap_t& map, uint32_t old_color, uint32_t color)
-        : pixels_(map), last_column_(last_of(map.m_resx)), last_row_(last_of(map.m_resy)),
-          old_color_(old_color), color_(color), touched_(map) {}
+        : last_column_(last_of(map.m_resx)), last_row_(last_of(map.m_resy)), old_color_(old_color),
+          color_(color), painter_(map) {}
 
     int fill_from(int32_t x, int32_t y) {
         pending_.push({x, y});
@@ -66,7 +66,7 @@ private:
         return static_cast<int32_t>(std::min(size, uint32_t{INT32_MAX}) - 1);
     }
 
-    bool is_old(int32_t x, int32_t y) const { return pixels_.get(x, y) == old_color_; }
+    bool is_old(int32_t x, int32_t y) const { return painter_.pixels().get(x, y) == old_color_; }
 
     // Fills the whole run of the row around a pixel, and puts aside what it borders on.
     void fill_run(int32_t x, int32_t y) {
@@ -75,9 +75,7 @@ private:
             first--;
         while (last < last_column_ && is_old(last + 1, y))
             last++;
-        const rectangle run = {first, y, static_cast<uint32_t>(last - first) + 1, 1};
-        pixels_.fill(color_, run);
-        touched_.add(run);
+        painter_.paint(color_, {first, y, static_cast<uint32_t>(last - first) + 1, 1});
         // Left of column 0 is the pixel before it in the map, the last of the row above: meant so.
         if (first == 0 && y > 0)
             put_aside(last_column_, last_column_, y - 1);
@@ -97,10 +95,9 @@ private:
         }
     }
 
-    canvas<Bytes> pixels_;
     int32_t last_column_, last_row_;
     uint32_t old_color_, color_;
-    touched_area touched_;
+    painter<Bytes> painter_;
     pixel_stack pending_;
 };
 
@@ -122,4 +119,4 @@ template int draw_fill<2>(ombrel_fbmap_t*, uint32_t, int32_t, int32_t);
 template int draw_fill<3>(ombrel_fbmap_t*, uint32_t, int32_t, int32_t);
 template int draw_fill<4>(ombrel_fbmap_t*, uint32_t, int32_t, int32_t);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

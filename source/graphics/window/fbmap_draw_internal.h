@@ -6,17 +6,17 @@
 #include "graphics/window/fbmap_internal.h"
 
 /// Where a drawing function reports from.
-#define OMBREL_DRAW_PLACE                                                                                    \
-    ombrel::fbmap::place {                                                                                   \
+#define OMBREL_DRAW_SITE                                                                                     \
+    ombrel::graphics::report_site {                                                                          \
         "source/fbmap_draw", __func__, __LINE__                                                              \
     }
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// Refuses null and depths that are not supported, with a report.
-inline bool is_drawable(const ombrel_fbmap_t* fbmap, const place& where) {
-    return !is_refused(fbmap, where) && (depth_index(fbmap->m_bits_per_pixel) < by_depth<int>().size() ||
-                                         fail(where, "not supported") == 0);
+inline bool is_drawable(const ombrel_fbmap_t* fbmap, const report_site& site) {
+    return !is_refused(fbmap, site) && (depth_index(fbmap->m_bits_per_pixel) < by_depth<int>().size() ||
+                                        fail(site, "not supported") == 0);
 }
 
 struct text_style;
@@ -24,4 +24,4 @@ struct text_style;
 /// Draws one line of Latin text in a drawable map.
 void draw_label(ombrel_fbmap_t& map, const text_style& style, const char* text);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

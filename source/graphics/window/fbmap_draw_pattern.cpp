@@ -8,7 +8,7 @@
 #include "graphics/font/glyph_painter.h"
 #include "graphics/window/fbmap_draw_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 constexpr std::array<uint32_t, 7> bars = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00,
@@ -117,27 +117,27 @@ int draw_ruler(ombrel_fbmap_t& map) {
 }
 
 } // namespace
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 int __ombrel_fbmap_draw_color_bar_internal(ombrel_fbmap_t* fbmap, int mode, uint32_t alpha, int32_t x,
                                            int32_t y, uint32_t w, uint32_t h) {
-    if (!is_drawable(fbmap, OMBREL_DRAW_PLACE))
+    if (!is_drawable(fbmap, OMBREL_DRAW_SITE))
         return -1;
     return w == 0 || h == 0 ? -1 : draw_color_bar(*fbmap, mode, alpha, {x, y, w, h});
 }
 
 int __ombrel_fbmap_draw_ruler_internal(ombrel_fbmap_t* fbmap) {
-    return is_drawable(fbmap, OMBREL_DRAW_PLACE) ? draw_ruler(*fbmap) : -1;
+    return is_drawable(fbmap, OMBREL_DRAW_SITE) ? draw_ruler(*fbmap) : -1;
 }
 
 int ombrel_fbmap_draw_color_bar(ombrel_fbmap_t* fbmap, int mode, uint32_t alpha, int32_t x, int32_t y,
                                 uint32_t w, uint32_t h) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_color_bar_internal(fbmap, mode, alpha, x, y, w, h); });
 }
 
 int ombrel_fbmap_draw_ruler(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1, [&] { return __ombrel_fbmap_draw_ruler_internal(fbmap); });
+    return locked(fbmap, OMBREL_DRAW_SITE, -1, [&] { return __ombrel_fbmap_draw_ruler_internal(fbmap); });
 }

@@ -3,45 +3,40 @@
 #include "graphics/window/circle_walk.h"
 #include "graphics/window/drawing_operations.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 // Coordinates are 64 bits wide where sums of 32-bit ones are made.
 
 template<unsigned Bytes>
 int paint_one(ombrel_fbmap_t* map, uint32_t color, const rectangle& area) {
-    painter<Bytes> paint(*map, color);
-    paint.paint(area);
+    painter<Bytes> paint(*map);
+    paint.paint(color, area);
     return paint.result();
 }
 
 template<unsigned Bytes>
 int paint_outline(ombrel_fbmap_t* map, uint32_t color, const rectangle& box) {
-    painter<Bytes> paint(*map, color);
+    painter<Bytes> paint(*map);
     if (!is_empty(box)) {
         const int64_t left = box.m_x, top = box.m_y, right = right_of(box), bottom = bottom_of(box);
-        paint.paint(between(left, top, right, top + 1));
-        paint.paint(between(left, bottom - 1, right, bottom));
-        paint.paint(between(left, top, left + 1, bottom));
-        paint.paint(between(right - 1, top, right, bottom));
+        paint.paint(color, between(left, top, right, top + 1));
+        paint.paint(color, between(left, bottom - 1, right, bottom));
+        paint.paint(color, between(left, top, left + 1, bottom));
+        paint.paint(color, between(right - 1, top, right, bottom));
     }
     return paint.result();
 }
-
-struct point {
-    int64_t x, y;
-    bool operator==(const point&) const = default;
-};
 
 /// A line from one end: after k of `steps` steps it has gone floor(k x distance / steps) pixels on each axis.
 /// The accumulators start at 0 and not at half a step, which biases the line to its start: meant so.
 class line_course {
 public:
-    line_course(point from, point to)
+    line_course(place from, place to)
         : from_(from), x_(from.x, to.x), y_(from.y, to.y), steps_(std::max(x_.distance, y_.distance)) {}
 
     /// The first and the last pixel of the line that the map shows.
-    bool clip(const ombrel_fbmap_t& map, point& first, point& last) const {
+    bool clip(const ombrel_fbmap_t& map, place& first, place& last) const {
         uint64_t from = 0, to = steps_;
         if (map.m_map == nullptr || !x_.narrow(map.m_resx, steps_, from, to) ||
             !y_.narrow(map.m_resy, steps_, from, to) || from > to)
@@ -54,7 +49,7 @@ public:
     template<typename Plot>
     void walk(Plot plot) const {
         uint64_t x_sum = 0, y_sum = 0;
-        point now = from_;
+        place now = from_;
         for (uint64_t step = 0; step <= steps_; step++) {
             plot(now);
             now.x += x_.advance(x_sum, steps_);
@@ -102,9 +97,9 @@ private:
         uint64_t distance;
     };
 
-    point at(uint64_t step) const { return {x_.at(step, steps_), y_.at(step, steps_)}; }
+    place at(uint64_t step) const { return {x_.at(step, steps_), y_.at(step, steps_)}; }
 
-    point from_;
+    place from_;
     axis x_, y_;
     uint64_t steps_;
 };
@@ -114,13 +109,13 @@ template<unsigned Bytes>
 class circle_painter {
 public:
     circle_painter(ombrel_fbmap_t& map, uint32_t color, int32_t cx, int32_t cy, uint32_t radius)
-        : map_(map), cx_(cx), cy_(cy), radius_(radius), walk_(radius), painter_(map, color) {}
+        : map_(map), cx_(cx), cy_(cy), radius_(radius), color_(color), walk_(radius), painter_(map) {}
 
     int outline() {
         paint_eighths(cy_, map_.m_resy,
-                      [&](int64_t x, int64_t y) { painter_.paint_pixel(cx_ + x, cy_ + y); });
+                      [&](int64_t x, int64_t y) { painter_.paint_pixel(color_, cx_ + x, cy_ + y); });
         paint_eighths(cx_, map_.m_resx,
-                      [&](int64_t y, int64_t x) { painter_.paint_pixel(cx_ + x, cy_ + y); });
+                      [&](int64_t y, int64_t x) { painter_.paint_pixel(color_, cx_ + x, cy_ + y); });
         return painter_.result();
     }
 
@@ -130,7 +125,7 @@ public:
         for (int64_t y = first; y <= last; y++)
             if (const int64_t reach = half_width(static_cast<uint64_t>(y < cy_ ? cy_ - y : y - cy_));
                 reach >= 0)
-                painter_.paint(between(cx_ - reach, y, cx_ + reach + 1, y + 1));
+                painter_.paint(color_, between(cx_ - reach, y, cx_ + reach + 1, y + 1));
         return painter_.result();
     }
 
@@ -172,6 +167,7 @@ private:
 
     ombrel_fbmap_t& map_;
     int64_t cx_, cy_, radius_;
+    uint32_t color_;
     circle_walk walk_;
     painter<Bytes> painter_;
 };
@@ -206,17 +202,16 @@ int draw_box(ombrel_fbmap_t* map, uint32_t color, int32_t x, int32_t y, uint32_t
 
 template<unsigned Bytes>
 int draw_line(ombrel_fbmap_t* map, uint32_t color, int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
-    point first, last;
+    place first, last;
     if (!line_course({x1, y1}, {x2, y2}).clip(*map, first, last))
         return -1;
     if (first == last)
         return draw_pixel<Bytes>(map, color, static_cast<int32_t>(first.x), static_cast<int32_t>(first.y));
-    const canvas<Bytes> pixels(*map);
-    line_course(first, last).walk([&](point now) { pixels.set(color, now.x, now.y); });
-    touched_area touched(*map);
-    touched.add_pixel(first.x, first.y);
-    touched.add_pixel(last.x, last.y);
-    return 0;
+    painter<Bytes> paint(*map);
+    line_course(first, last).walk([&](place now) { paint.pixels().set(color, now.x, now.y); });
+    paint.touched().add_pixel(first.x, first.y);
+    paint.touched().add_pixel(last.x, last.y);
+    return paint.result();
 }
 
 template<unsigned Bytes>
@@ -240,4 +235,4 @@ OMBREL_INSTANTIATE(2)
 OMBREL_INSTANTIATE(3)
 OMBREL_INSTANTIATE(4)
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

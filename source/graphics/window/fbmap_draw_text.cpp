@@ -11,7 +11,7 @@
 #include "graphics/font/glyph_painter.h"
 #include "graphics/window/fbmap_draw_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 constexpr int32_t line_height = 16, backspace_width = 8;
@@ -146,44 +146,44 @@ void draw_label(ombrel_fbmap_t& map, const text_style& style, const char* text) 
     label_functions[depth_index(map.m_bits_per_pixel)](map, style, text);
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 
-int draw_text(ombrel_fbmap_t* fbmap, const char* text, const place& where) {
-    if (!is_drawable(fbmap, where) || fbmap->m_map == nullptr || text == nullptr)
+int draw_text(ombrel_fbmap_t* fbmap, const char* text, const report_site& site) {
+    if (!is_drawable(fbmap, site) || fbmap->m_map == nullptr || text == nullptr)
         return -1;
     return put_functions[depth_index(fbmap->m_bits_per_pixel)](*fbmap, text);
 }
 
-int draw_formatted(ombrel_fbmap_t* fbmap, const char* format, va_list ap, const place& where) {
-    if (is_refused(fbmap, where))
+int draw_formatted(ombrel_fbmap_t* fbmap, const char* format, va_list ap, const report_site& site) {
+    if (is_refused(fbmap, site))
         return -1;
     const ombrel::heap_ptr<char> text(format != nullptr ? ombrel_alloc_vsprintf(format, ap) : nullptr);
-    return locked(fbmap, where, -1, [&] { return draw_text(fbmap, text.get(), where); });
+    return locked(fbmap, site, -1, [&] { return draw_text(fbmap, text.get(), site); });
 }
 
 } // namespace
 
 int __ombrel_fbmap_draw_puts_internal(ombrel_fbmap_t* fbmap, const char* text) {
-    return draw_text(fbmap, text, OMBREL_DRAW_PLACE);
+    return draw_text(fbmap, text, OMBREL_DRAW_SITE);
 }
 
 int ombrel_fbmap_draw_puts(ombrel_fbmap_t* fbmap, const char* text) {
-    return locked(fbmap, OMBREL_DRAW_PLACE, -1,
+    return locked(fbmap, OMBREL_DRAW_SITE, -1,
                   [&] { return __ombrel_fbmap_draw_puts_internal(fbmap, text); });
 }
 
 int ombrel_fbmap_draw_vprintf(ombrel_fbmap_t* fbmap, const char* format, va_list ap) {
-    return draw_formatted(fbmap, format, ap, OMBREL_DRAW_PLACE);
+    return draw_formatted(fbmap, format, ap, OMBREL_DRAW_SITE);
 }
 
 int ombrel_fbmap_draw_printf(ombrel_fbmap_t* fbmap, const char* format, ...) {
     va_list ap;
     va_start(ap, format);
-    const int handled = draw_formatted(fbmap, format, ap, OMBREL_DRAW_PLACE);
+    const int handled = draw_formatted(fbmap, format, ap, OMBREL_DRAW_SITE);
     va_end(ap);
     return handled;
 }

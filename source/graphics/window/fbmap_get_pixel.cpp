@@ -3,8 +3,9 @@
 
 #include "graphics/pixel/canvas.h"
 #include "graphics/window/drawing_operations.h"
+#include "graphics/window/fbmap_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 void store_in(const ombrel_bitmap_t& bitmap, uint32_t bytes, int32_t x, int32_t y, uint32_t color) {
@@ -14,7 +15,7 @@ void store_in(const ombrel_bitmap_t& bitmap, uint32_t bytes, int32_t x, int32_t 
         return;
     auto* pixel = static_cast<uint8_t*>(bitmap.m_map) + static_cast<size_t>(y) * bitmap.m_line_length +
                   static_cast<size_t>(x) * bytes;
-    graphics::fill_row(pixel, color, 1, bytes);
+    fill_row(pixel, color, 1, bytes);
 }
 
 } // namespace
@@ -41,4 +42,4 @@ template uint32_t get_pixel<2>(ombrel_fbmap_t*, ombrel_bitmap_t*, int32_t, int32
 template uint32_t get_pixel<3>(ombrel_fbmap_t*, ombrel_bitmap_t*, int32_t, int32_t, int32_t, int32_t);
 template uint32_t get_pixel<4>(ombrel_fbmap_t*, ombrel_bitmap_t*, int32_t, int32_t, int32_t, int32_t);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -1,18 +1,9 @@
 #include "graphics/window/fbmap_internal.h"
 
-#include <algorithm>
+namespace ombrel::graphics {
 
-#include <ombrel/assert.h>
-
-namespace ombrel::fbmap {
-
-int fail(const place& where, const char* text) {
-    ombrel_assert_fail_tag(where.source, where.function, where.line, text);
-    return -1;
-}
-
-bool is_refused(const ombrel_fbmap_t* fbmap, const place& where) {
-    return fbmap == nullptr && fail(where, "s_fbmap is null !") != 0;
+bool is_refused(const ombrel_fbmap_t* fbmap, const report_site& site) {
+    return fbmap == nullptr && fail(site, "s_fbmap is null !") != 0;
 }
 
 ombrel_lock_t& global_lock() {
@@ -44,64 +35,20 @@ ombrel_fbmap_t* next_outside(ombrel_fbmap_t& window, const ombrel_fbmap_t& top,
     return from != &top ? from->*link : nullptr;
 }
 
-surroundings tile_by_turns(const rectangle& area, const rectangle& hole) {
-    const int64_t right = right_of(hole), bottom = bottom_of(hole);
-    return {between(area.m_x, area.m_y, right, hole.m_y), between(right, area.m_y, right_of(area), bottom),
-            between(hole.m_x, bottom, right_of(area), bottom_of(area)),
-            between(area.m_x, hole.m_y, hole.m_x, bottom_of(area))};
-}
-
-surroundings tile_by_rows(const rectangle& area, const rectangle& hole) {
-    const int64_t bottom = bottom_of(hole);
-    return {between(area.m_x, area.m_y, right_of(area), hole.m_y),
-            between(area.m_x, hole.m_y, hole.m_x, bottom),
-            between(right_of(hole), hole.m_y, right_of(area), bottom),
-            between(area.m_x, bottom, right_of(area), bottom_of(area))};
-}
-
-namespace {
-
-void clip_span(int32_t& start, uint32_t& length, uint32_t limit) {
-    const int64_t end = std::min<int64_t>(int64_t{start} + length, limit);
-    start = std::max(start, 0);
-    length = end > start ? static_cast<uint32_t>(end - start) : 0;
-}
-
-} // namespace
-
-void clip(rectangle& area, uint32_t resx, uint32_t resy) {
-    clip_span(area.m_x, area.m_w, resx);
-    clip_span(area.m_y, area.m_h, resy);
-}
-
-void unite(rectangle& area, const rectangle& more) {
-    if (is_empty(area))
-        area = more;
-    else if (!is_empty(more))
-        area = between(std::min(area.m_x, more.m_x), std::min(area.m_y, more.m_y),
-                       std::max(right_of(area), right_of(more)), std::max(bottom_of(area), bottom_of(more)));
-}
-
-void grow_update_region(ombrel_fbmap_t& fbmap, const rectangle& touched) {
-    if (!is_hidden(fbmap))
-        unite(fbmap.m_update_region, touched);
-}
-
 placement locate(ombrel_fbmap_t& fbmap, rectangle area) {
     ombrel_fbmap_t* at = &fbmap;
-    int64_t x = 0;
-    int64_t y = 0;
+    place origin = {0, 0};
     if (at->m_parent == nullptr)
         clip(area, at->m_resx, at->m_resy);
     for (; at->m_parent != nullptr; at = at->m_parent) {
-        x += at->m_x;
-        y += at->m_y;
+        origin.x += at->m_x;
+        origin.y += at->m_y;
         const int64_t left = int64_t{area.m_x} + at->m_x;
         const int64_t top = int64_t{area.m_y} + at->m_y;
         area = between(left, top, left + area.m_w, top + area.m_h);
         clip(area, at->m_parent->m_resx, at->m_parent->m_resy);
     }
-    return {at, area, x, y};
+    return {at, area, origin};
 }
 
 bool measure(ombrel_fbmap_t& fbmap) {
@@ -113,9 +60,9 @@ bool measure(ombrel_fbmap_t& fbmap) {
     return true;
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 
@@ -144,13 +91,13 @@ ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t* fbmap,
                                                        int32_t* x_out, int32_t* y_out) {
     if (is_refused(fbmap, {source_name, __func__, __LINE__}))
         return nullptr;
-    const placement place = locate(*fbmap, in_rect != nullptr ? *in_rect : whole(*fbmap));
-    const rectangle origin = between(place.x, place.y, place.x, place.y);
+    const placement at = locate(*fbmap, in_rect != nullptr ? *in_rect : whole(*fbmap));
+    const rectangle origin = between(at.origin.x, at.origin.y, at.origin.x, at.origin.y);
     if (out_rect != nullptr)
-        *out_rect = place.visible;
+        *out_rect = at.visible;
     if (x_out != nullptr)
         *x_out = origin.m_x;
     if (y_out != nullptr)
         *y_out = origin.m_y;
-    return place.root;
+    return at.root;
 }

@@ -3,7 +3,7 @@
 #include "graphics/window/fbmap_descent.h"
 #include "graphics/window/fbmap_region.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 namespace {
 
@@ -163,7 +163,7 @@ private:
             if (!is_transparent(*next.window) && shown.is_exhausted())
                 break;
         }
-        const bool painted = fbmap::paint(root_, list);
+        const bool painted = paint_nodes(root_, list);
         shown.clear();
         return painted && !shown.has_lost_pieces();
     }
@@ -195,21 +195,21 @@ int recompose(ombrel_fbmap_t& target, const rectangle& area, uint32_t mode) {
 }
 
 int conceal(ombrel_fbmap_t& window) {
-    const placement place = locate(window, whole(window));
-    layer_stack layers(*place.root), last_shown(*place.root);
-    const bool known = last_shown.gather_last_shown(window, place.visible);
+    const placement at = locate(window, whole(window));
+    layer_stack layers(*at.root), last_shown(*at.root);
+    const bool known = last_shown.gather_last_shown(window, at.visible);
     hide_all(window);
-    if (is_empty(place.visible))
+    if (is_empty(at.visible))
         return 0;
-    const int result = report(known && layers.gather(place.visible, window, 0) &&
-                              layers.put_below(last_shown) && layers.paint(place.visible));
-    const int transferred = __ombrel_fbmap_transfer_internal(place.root);
+    const int result = report(known && layers.gather(at.visible, window, 0) && layers.put_below(last_shown) &&
+                              layers.paint(at.visible));
+    const int transferred = __ombrel_fbmap_transfer_internal(at.root);
     return result != 0 ? result : transferred;
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_sibling,
                                                          ombrel_fbmap_t* target,
@@ -229,7 +229,7 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
     }
     if ((state & def_ombrel_fbmap_redraw_nested) == 0) {
         if (!walk.has_failed())
-            paint(root_of(*target), *list);
+            paint_nodes(root_of(*target), *list);
         shown.clear();
     }
     return walk.state();

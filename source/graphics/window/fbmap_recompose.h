@@ -3,7 +3,7 @@
 
 #include "graphics/window/fbmap_internal.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// Composes an area of the target's root. Of windows above the target, opaque ones are taken as unchanged
 /// unless `mode` says that they are reached. Gives 0, or -1, which is reported, when memory ran out for some
@@ -14,4 +14,4 @@ int recompose(ombrel_fbmap_t& target, const rectangle& area, uint32_t mode);
 /// the topmost first, and hides them all. Of a root, what it holds.
 int conceal(ombrel_fbmap_t& window);
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -4,7 +4,7 @@
 
 #include "core/node_list.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 namespace {
 
@@ -128,4 +128,4 @@ bool region::is_exhausted() const {
     return node == nullptr;
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

@@ -3,7 +3,7 @@
 
 #include "graphics/window/fbmap_composite.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 
 /// A list of rectangles to which windows come from the topmost to the lowest. Rectangles for which memory
 /// runs out are lost, and not repainted.
@@ -36,4 +36,4 @@ private:
     bool lost_ = false;
 };
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

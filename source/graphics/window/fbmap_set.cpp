@@ -2,7 +2,7 @@
 
 #include "graphics/window/fbmap_internal.h"
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 

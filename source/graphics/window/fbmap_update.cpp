@@ -7,7 +7,7 @@
 
 #include "graphics/window/fbmap_recompose.h"
 
-using namespace ombrel::fbmap;
+using namespace ombrel::graphics;
 
 namespace {
 
@@ -21,8 +21,6 @@ int redraw_whole(ombrel_fbmap_t& fbmap) {
     fbmap.m_update_region = whole(fbmap);
     return __ombrel_fbmap_redraw_region_with_transfer_internal(&fbmap, &fbmap.m_update_region, 0);
 }
-
-// --- size -----------------------------------------------------------------------------------------------
 
 bool take_size(ombrel_fbmap_t& fbmap, uint32_t resx, uint32_t resy) {
     ombrel_fbmap_t resized = fbmap;
@@ -65,13 +63,13 @@ int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
                                                         ombrel_fbmap_rectangle_t* region, uint32_t mode) {
     if (is_refused(fbmap, {source_name, __func__, __LINE__}) || region == nullptr)
         return -1;
-    const placement place = locate(*fbmap, *region);
-    if (is_empty(place.visible))
+    const placement at = locate(*fbmap, *region);
+    if (is_empty(at.visible))
         return 0;
     const rectangle asked = *region;
     *region = {};
-    const int result = recompose(*fbmap, place.visible, mode);
-    const int transferred = __ombrel_fbmap_transfer_internal(place.root);
+    const int result = recompose(*fbmap, at.visible, mode);
+    const int transferred = __ombrel_fbmap_transfer_internal(at.root);
     if (result != 0)
         unite(*region, asked); // so that the caller may try again
     return result != 0 ? result : transferred;

@@ -12,7 +12,7 @@ constexpr size_t pattern_pixels = 16;
 
 // Writes whole patterns of pixels, so that a store carries many of them.
 template<unsigned bytes>
-void fill_row(unsigned char* to, const unsigned char* pattern, size_t count) {
+void put_patterns(unsigned char* to, const unsigned char* pattern, size_t count) {
     for (; count >= pattern_pixels; count -= pattern_pixels, to += pattern_pixels * bytes)
         memcpy(to, pattern, pattern_pixels * bytes);
     memcpy(to, pattern, count * bytes);
@@ -24,7 +24,7 @@ void fill(const fill_area& area, uint32_t color) {
     for (size_t i = 0; i < pattern_pixels; i++)
         store_pixel<bytes>(pattern.data() + i * bytes, color);
     for (size_t row = 0; row < area.height; row++)
-        fill_row<bytes>(area.to + row * area.line_length, pattern.data(), area.width);
+        put_patterns<bytes>(area.to + row * area.line_length, pattern.data(), area.width);
 }
 
 } // namespace

@@ -28,8 +28,8 @@ void repeat_word(unsigned char* to, int word, size_t count) {
 
 // Writes `size` bytes, a vector at least, of a pattern in which pixels follow each other. Stores that cross
 // cache lines cost twice, so all but the first and the last are aligned, where whole pixels can be.
-OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t size, size_t pixel,
-                                   size_t next_row) {
+OMBREL_TARGET inline void store_patterns(unsigned char* to, __m256i pattern, size_t size, size_t pixel,
+                                         size_t next_row) {
     const size_t ahead = vector_size - reinterpret_cast<uintptr_t>(to) % vector_size;
     const size_t last = size - vector_size;
     store(to, pattern);
@@ -54,8 +54,8 @@ OMBREL_TARGET inline void fill_row(unsigned char* to, __m256i pattern, size_t si
 template<size_t pixel>
 OMBREL_TARGET inline void fill(const fill_area& area, __m256i pattern) {
     for (size_t row = 0; row < area.height; row++)
-        fill_row(area.to + row * area.line_length, pattern, area.width * pixel, pixel,
-                 row + 1 < area.height ? area.line_length : 0);
+        store_patterns(area.to + row * area.line_length, pattern, area.width * pixel, pixel,
+                       row + 1 < area.height ? area.line_length : 0);
 }
 
 } // namespace

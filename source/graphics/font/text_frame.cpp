@@ -1,6 +1,6 @@
 #include "graphics/font/text_frame.h"
 
-namespace ombrel::fbmap {
+namespace ombrel::graphics {
 namespace {
 
 // The sine by its series, which at a quarter turn needs no more terms than these.
@@ -42,4 +42,4 @@ text_turn::text_turn(int32_t degrees) {
     cosine_ = fixed_sine((within + 90) % 360);
 }
 
-} // namespace ombrel::fbmap
+} // namespace ombrel::graphics

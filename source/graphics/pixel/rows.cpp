@@ -1,4 +1,4 @@
-#include "graphics/pixel/row_copy.h"
+#include "graphics/pixel/rows.h"
 
 #include <cstdint>
 #include <cstring>
@@ -7,11 +7,44 @@ namespace ombrel::graphics {
 
 namespace {
 
+void fill8(const fill_area& area, uint32_t color) {
+    for (size_t row = 0; row < area.height; row++)
+        memset(area.to + row * area.line_length, static_cast<unsigned char>(color), area.width);
+}
+
+fill_kernel fill_for(unsigned bytes_per_pixel) {
+    switch (bytes_per_pixel) {
+    case 1:
+        return fill8;
+    case 2:
+        return kernels().fill16;
+    case 3:
+        return kernels().fill24;
+    default:
+        return kernels().fill32;
+    }
+}
+
+} // namespace
+
+void fill_row(unsigned char* to, uint32_t color, size_t count, unsigned bytes_per_pixel) {
+    fill_for(bytes_per_pixel)({to, 0, count, 1}, color);
+}
+
+void fill_rows(unsigned char* to, size_t line_length, uint32_t color, size_t width, size_t height,
+               unsigned bytes_per_pixel) {
+    if (line_length == width * bytes_per_pixel)
+        return fill_row(to, color, width * height, bytes_per_pixel);
+    fill_for(bytes_per_pixel)({to, line_length, width, height}, color);
+}
+
+namespace {
+
 size_t extent(size_t line_length, const copy_area& area) {
     return line_length * (area.height - 1) + area.width;
 }
 
-bool overlap(const copy_area& area) {
+bool share_memory(const copy_area& area) {
     const auto to = reinterpret_cast<uintptr_t>(area.to), from = reinterpret_cast<uintptr_t>(area.from);
     return to < from + extent(area.from_line_length, area) && from < to + extent(area.to_line_length, area);
 }
@@ -32,7 +65,7 @@ void copy_rows(const copy_area& area) {
         return;
     if (area.width == area.to_line_length && area.width == area.from_line_length)
         memmove(area.to, area.from, area.width * area.height);
-    else if (overlap(area))
+    else if (share_memory(area))
         move_rows(area);
     else
         kernels().copy(area);

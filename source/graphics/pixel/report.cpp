@@ -1,0 +1,12 @@
+#include "graphics/pixel/report.h"
+
+#include <ombrel/assert.h>
+
+namespace ombrel::graphics {
+
+int fail(const report_site& site, const char* text) {
+    ombrel_assert_fail_tag(site.source, site.function, site.line, text);
+    return -1;
+}
+
+} // namespace ombrel::graphics
