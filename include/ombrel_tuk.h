@@ -31,6 +31,7 @@
 #include <ombrel/exception.h>
 #include <ombrel/export.h>
 #include <ombrel/fbmap.h>
+#include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap_draw.h>
 #include <ombrel/file_lock.h>
 #include <ombrel/font.h>

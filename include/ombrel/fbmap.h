@@ -108,7 +108,7 @@ struct ombrel_bitmap_ts;
 /**
  * @name Operations of a map
  * The functions in a map's slots: those of the drawing functions in ombrel/fbmap_draw.h and of the box
- * functions in ombrel/bitmap.h, whose comments hold for them, too. They are called with the lock held. A
+ * functions in ombrel/fbmap_box.h, whose comments hold for them, too. They are called with the lock held. A
  * plug-in may install its own. A slot that is null or holds the public function gets the library's function
  * for the map's depth at first use; a depth other than 8, 16, 24 and 32 bits is the assertion "not supported"
  * and the result -1.
