@@ -14,9 +14,10 @@
  * A handle is a positive number. Handles of plug-ins that are gone are not found; a number comes back only
  * after some two thousand million others.
  *
- * All functions may be called from any thread, and by plug-ins in whatever function of theirs is called, save
- * that a plug-in's initialise and uninitialise functions cannot load that plug-in: they would wait for
- * themselves.
+ * All functions may be called from any thread, and by plug-ins in whatever function of theirs is called.
+ * Loading waits until the plug-in is initialised, unless its initialise function is called by the same thread
+ * or waits, by loading another, for one that is: then it is loaded as it stands, not yet initialised. Where
+ * it is its uninitialise function, loading gives -1.
  */
 #ifndef OMBREL_PLUGIN_H
 #define OMBREL_PLUGIN_H

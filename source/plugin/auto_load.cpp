@@ -9,6 +9,7 @@
 #include <ombrel/short_lock.h>
 #include <ombrel/string.h>
 
+#include "core/deadline.h"
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
 #include "core/thread_mark.h"
@@ -23,6 +24,9 @@
 namespace ombrel::plugin {
 
 namespace {
+
+/// A plug-in may wait in its initialise function for a thread that waits for it here.
+constexpr int longest_wait_ms = 3000;
 
 constexpr const char tag[] = "ombrel_plugin_initialize_builtin_plugin";
 
@@ -153,8 +157,9 @@ void settle_auto_loads() {
 }
 
 bool wait_for_auto_loads() {
+    const deadline limit(longest_wait_ms);
     bool has_waited = false;
-    for (const void* at = settler; at != nullptr && at != &thread_mark; at = settler) {
+    for (const void* at = settler; at != nullptr && at != &thread_mark && !limit.passed(); at = settler) {
         ombrel_load_balance_short();
         has_waited = true;
     }

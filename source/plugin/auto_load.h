@@ -12,7 +12,7 @@ void count_uninitialization();
 /// is at it already, this one too, that one sees to it.
 void settle_auto_loads();
 
-/// Waits while another thread is at it; whether it had to.
+/// Waits while another thread is at it, but not for ever; whether it had to.
 bool wait_for_auto_loads();
 
 } // namespace ombrel::plugin

@@ -14,6 +14,7 @@
 #include <ombrel/short_lock.h>
 
 #include "core/spin_lock_guard.h"
+#include "core/thread_mark.h"
 #include "plugin/builtin_plugins.h"
 
 namespace ombrel::plugin {
@@ -56,6 +57,26 @@ void unlink(plugin_record& record) {
         record.m_prev->m_next = record.m_next;
     else
         newest = next_of(record);
+    for (plugin_record* at = newest; at != nullptr; at = next_of(*at))
+        if (at->awaited == &record)
+            at->awaited = nullptr;
+}
+
+// Under the registry's lock: whether waiting for a record would never end, because its function runs in this
+// thread or waits for one that does.
+bool waits_for_this_thread(const plugin_record& record) {
+    const plugin_record* at = &record;
+    while (at != nullptr && at->worker != &thread_mark)
+        at = at->awaited;
+    return at != nullptr;
+}
+
+// Under the registry's lock: what the functions that run in this thread wait for from now on; null for
+// nothing.
+void set_awaited(plugin_record* awaited) {
+    for (plugin_record* at = newest; at != nullptr; at = next_of(*at))
+        if (at->worker == &thread_mark)
+            at->awaited = awaited;
 }
 
 void free_record(void* object) {
@@ -150,6 +171,7 @@ entry add_record(unlisted_record& made) {
         return {nullptr, false, 0, handle == no_instance_left};
     record.m_handle = handle;
     record.m_bound_count = 1;
+    record.worker = &thread_mark;
     link(record);
     return {made.release(), true, record.era, false};
 }
@@ -162,8 +184,12 @@ entry enter_registry(unlisted_record& made) {
         if (same == nullptr)
             return add_record(made);
         // One that is just being uninitialised has to be gone first.
-        if (same->stage == plugin_stage::leaving)
+        if (same->stage == plugin_stage::leaving) {
+            if (waits_for_this_thread(*same))
+                return {nullptr, false, 0, false};
+            set_awaited(same);
             continue;
+        }
         same->m_used_count++;
         same->m_bound_count++;
         return {same, false, same->era, false};
@@ -194,6 +220,7 @@ void publish(plugin_record& record, const initialization& given) {
     if (is_ctx_interface(given.table, given.size))
         record.m_flags |= def_ombrel_plugin_flag_ctx_interface;
     record.stage = plugin_stage::ready;
+    record.worker = nullptr;
 }
 
 void withdraw(plugin_record& record) {
@@ -225,13 +252,27 @@ bool is_initialized(plugin_record& record) {
     return initialized;
 }
 
+// False when the end would never come.
+bool begin_waiting(plugin_record& record) {
+    const spin_lock_guard guard(registry_lock, exclusive, load_tag, __LINE__);
+    if (waits_for_this_thread(record))
+        return false;
+    set_awaited(&record);
+    return true;
+}
+
+void end_waiting() {
+    const spin_lock_guard guard(registry_lock, exclusive, load_tag, __LINE__);
+    set_awaited(nullptr);
+}
+
 int wait_until_initialized(plugin_record& record) {
-    while (!is_initialized(record)) {
-        if (record.stage == plugin_stage::failed)
-            return -1;
+    if (is_initialized(record) || !begin_waiting(record))
+        return record.m_handle;
+    while (!is_initialized(record) && record.stage != plugin_stage::failed)
         ombrel_load_balance_short();
-    }
-    return record.m_handle;
+    end_waiting();
+    return record.stage != plugin_stage::failed ? record.m_handle : -1;
 }
 
 // Under the registry's lock: whether the caller is the one to dismiss the plug-in.
@@ -240,6 +281,7 @@ bool claim_unused(plugin_record& record) {
         return false;
     if (record.stage == plugin_stage::ready)
         record.stage = plugin_stage::leaving;
+    record.worker = &thread_mark;
     return true;
 }
 
@@ -287,8 +329,9 @@ plugin_record* add_binding(plugin_record& record) {
     return &record;
 }
 
-// Under the registry's lock.
-bool serves(plugin_record& record, const char* mime_type) {
+// Under the registry's lock. A table that is smaller than it claims is counted, to be reported without the
+// lock.
+bool serves(plugin_record& record, const char* mime_type, unsigned& too_small) {
     const spin_lock_guard guard(record.m_lock, shared, open_tag, __LINE__);
     if ((record.m_flags & def_ombrel_plugin_flag_ctx_interface) == 0 || record.m_used_count == 0 ||
         ombrel_compare_mime_type_hint(record.m_mime_type_hint, mime_type) != 0)
@@ -296,13 +339,17 @@ bool serves(plugin_record& record, const char* mime_type) {
     const auto* table = static_cast<const ombrel_ctx0_v0_interface_t*>(record.m_interface);
     if (table->m_kind != def_ombrel_interface_kind_ctx)
         return false;
-    if (table->m_size < sizeof(ombrel_ctx0_v0_interface_t)) {
-        ombrel_assert_fail_tag(
-            "source/interface", open_tag, __LINE__,
-            "s_interface_header->m_size >= ((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))");
-        return false;
-    }
-    return table->m_open != nullptr;
+    const bool is_whole = table->m_size >= sizeof(ombrel_ctx0_v0_interface_t);
+    too_small += is_whole ? 0 : 1;
+    return is_whole && table->m_open != nullptr;
+}
+
+plugin_record* bind_first_serving(const char* mime_type, const plugin_record* after, unsigned& too_small) {
+    const spin_lock_guard guard(registry_lock, shared, open_tag, __LINE__);
+    plugin_record* at = after != nullptr ? next_of(*after) : newest;
+    while (at != nullptr && !serves(*at, mime_type, too_small))
+        at = next_of(*at);
+    return at != nullptr ? add_binding(*at) : nullptr;
 }
 
 } // namespace
@@ -357,11 +404,13 @@ const ombrel_plugin_t* newest_plugin() {
 }
 
 plugin_record* bind_plugin_for(const char* mime_type, const plugin_record* after) {
-    const spin_lock_guard guard(registry_lock, shared, open_tag, __LINE__);
-    plugin_record* at = after != nullptr ? next_of(*after) : newest;
-    while (at != nullptr && !serves(*at, mime_type))
-        at = next_of(*at);
-    return at != nullptr ? add_binding(*at) : nullptr;
+    unsigned too_small = 0;
+    plugin_record* const found = bind_first_serving(mime_type, after, too_small);
+    for (; too_small > 0; too_small--)
+        ombrel_assert_fail_tag(
+            "source/interface", open_tag, __LINE__,
+            "s_interface_header->m_size >= ((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))");
+    return found;
 }
 
 plugin_record* bind_again(plugin_record& bound) {

@@ -18,8 +18,10 @@ enum class plugin_stage { loading, ready, failed, leaving };
 /// in place for a context, a caller of its main entry, or a loader that waits for it.
 struct plugin_record : ombrel_plugin_t {
     std::atomic<plugin_stage> stage;
-    unsigned era;     ///< how often all its uses have been dropped at once
-    void (*settle)(); ///< see builtin_plugin; null for a library's
+    std::atomic<const void*> worker; ///< the mark of the thread in its initialise or uninitialise function
+    plugin_record* awaited;          ///< what that thread waits for; under the registry's lock
+    unsigned era;                    ///< how often all its uses have been dropped at once
+    void (*settle)();                ///< see builtin_plugin; null for a library's
 };
 
 extern const instance_type plugin_type;

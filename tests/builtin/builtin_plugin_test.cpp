@@ -11,6 +11,7 @@
 
 #include "builtin/stream_support.h"
 #include "plugin/probe_library.h"
+#include "support/threads.h"
 
 using namespace ombrel_test;
 
@@ -179,6 +180,45 @@ TEST_F(BuiltinPluginTest, what_it_brings_may_use_contexts) {
     EXPECT_EQ(2, probe->uninitialized);
     EXPECT_EQ(4, probe->opened);
     EXPECT_EQ(4, probe->closed);
+}
+
+// What it brings may be what is just being loaded or unloaded, and that may use contexts.
+TEST_F(BuiltinPluginTest, does_not_wait_for_what_waits_for_it) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a"), other("probe_b");
+    const std::string path = module_path("bare");
+    probe->makes_ctx = 1;
+    probe->loads = path.c_str();
+    EXPECT_EQ(0, ombrel_unload_plugin(probe.load()));
+    EXPECT_EQ(1, probe->uninitialized);
+    EXPECT_EQ(2, probe->listed);
+    in_threads(4, [&](int i) {
+        for (int round = 0; round < 20; round++) {
+            const int handle = (i + round) % 2 == 0 ? probe.load() : -1, ctx = ombrel_new_ctx();
+            EXPECT_GT(ctx, 0);
+            EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+            ombrel_unload_plugin(handle);
+        }
+    });
+    EXPECT_EQ(probe->initialized, probe->uninitialized);
+    EXPECT_EQ(probe->opened, probe->closed);
+}
+
+// The thread for which the plug-in waits does not find it, but goes on.
+TEST_F(BuiltinPluginTest, a_plugin_may_wait_for_a_thread_that_opens_a_context) {
+    installed_probe installed;
+    installed.install();
+    const probe_library probe("probe_a");
+    PROBE_WRITE(probe->gate, 1);
+    std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
+    while (PROBE_READ(probe->entered) == 0)
+        ombrel_load_balance_short();
+    const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text"));
+    PROBE_WRITE(probe->gate, 0);
+    first.join();
+    ombrel_destroy_ctx(ctx);
 }
 
 TEST_F(BuiltinPluginTest, opening_waits_for_what_another_thread_brings) {

@@ -262,6 +262,33 @@ TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
     }
 }
 
+// Where they wait for one another none would come back.
+TEST_F(plugin_test, plugins_may_load_each_other_and_themselves) {
+    const probe_library a("probe_a"), b("probe_b");
+    const std::string nowhere = "/nonexistent.so";
+    const struct {
+        const char *by_a, *by_b;
+        int listed; // each time while initialising and while uninitialising, unless it is leaving itself
+    } cases[] = {{b.path(), nullptr, 2}, {a.path(), nullptr, 1}, {nowhere.c_str(), nullptr, 0}};
+    for (const auto& each : cases) {
+        a->listed = 0;
+        a->loads = each.by_a;
+        b->loads = each.by_b;
+        EXPECT_EQ(ombrel_unload_plugin(a.load()), 0);
+        EXPECT_EQ(a->listed, each.listed);
+    }
+    a->loads = b.path();
+    b->loads = a.path();
+    a->makes_ctx = b->makes_ctx = 1;
+    in_threads(6, [&](int i) {
+        for (int round = 0; round < 20; round++) {
+            const int handle = ((i + round) % 2 == 0 ? a : b).load();
+            EXPECT_TRUE(handle > 0 || handle == -1);
+            ombrel_unload_plugin(handle);
+        }
+    });
+}
+
 TEST_F(plugin_test, loaders_openers_and_unloaders_may_meet) {
     const probe_library a("probe_a"), b("probe_b");
     in_threads(6, [&](int i) {

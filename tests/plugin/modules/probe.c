@@ -204,12 +204,26 @@ static void use_ctx(void) {
     }
 }
 
+static void use_another(void) {
+    const char* path = probe_state.loads;
+    const int handle = path != NULL ? ombrel_load_plugin(path, NULL) : -1;
+    if (handle > 0) {
+        const ombrel_plugin_t* plugin = ombrel_get_plugin_info();
+        while (plugin != NULL && plugin->m_handle != handle)
+            plugin = plugin->m_next;
+        if (plugin != NULL)
+            PROBE_COUNT(probe_state.listed);
+        ombrel_unload_plugin(handle);
+    }
+}
+
 OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table,
                                                size_t* size) {
     PROBE_WRITE(probe_state.entered, 1);
     while (PROBE_READ(probe_state.gate))
         ombrel_load_balance_short();
     use_ctx();
+    use_another();
     probe_state.initialized++;
     *size = PROBE_VERSION == 0 ? sizeof(table.m_v0) : sizeof(table);
     table.m_v0.m_size = probe_state.table_size != 0 ? probe_state.table_size : (uint32_t)*size;
@@ -223,6 +237,7 @@ OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** i
 #endif
 OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void) {
     use_ctx();
+    use_another();
     probe_state.uninitialized++;
     return 0;
 }

@@ -13,6 +13,8 @@ typedef struct {
     int own_error;                  /* the error word of a probe that keeps its own */
     int hold;                       /* while it is 1, a read and the main entry wait inside; atomic */
     int makes_ctx;                  /* whether initialise and uninitialise make and open a context */
+    const char* loads;              /* what they load and unload, and look for in the list, if not null */
+    int listed;                     /* how often it was found there; atomic */
     int inside;                     /* how often they have been entered; atomic */
 } probe_state_t;
 
