@@ -3,6 +3,7 @@
 #include <ombrel/ctx.h>
 #include <ombrel/multicall.h>
 
+#include "support/error_output.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
 
@@ -72,6 +73,17 @@ TEST_F(Multicall, contexts_run_commands) {
     arguments[0] = name;
     EXPECT_EQ(ombrel_ctx_execute_main(ctx, 2, arguments), 42);
     EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+}
+
+TEST_F(Multicall, a_given_command_runs_and_tells_how_it_is_used) {
+    char word[] = "word";
+    char* arguments[] = {word, word, word, nullptr};
+    EXPECT_EQ(ombrel_execute_multicall_command(&command, 3, arguments), 43);
+    EXPECT_EQ(ombrel_execute_multicall_command(&command, 0, nullptr), 41) << "the name alone";
+    EXPECT_EQ(ombrel_execute_multicall_command(nullptr, 1, arguments), def_ombrel_multicall_exit_unknown);
+    const error_output errors;
+    EXPECT_EQ(ombrel_refuse_multicall_arguments(&command), def_ombrel_multicall_exit_usage);
+    EXPECT_NE(errors.text().find("remember [WORD...]"), std::string::npos) << errors.text();
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 
 #include <sys/mman.h>
 
+#include "support/argument_list.h"
 #include "support/buffer_program.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
@@ -200,7 +201,8 @@ TEST_F(buffer, an_owned_block_comes_back_as_it_is) {
 
 TEST_F(buffer, formatted_text_is_copied_into_a_referencing_buffer) {
     open(def_ombrel_buffer_flag_reference);
-    EXPECT_EQ(9u, ombrel_push_printf(get(), "%s=%d", "count", 123));
+    const auto push = [this](va_list list) { return ombrel_push_vprintf(get(), "%s=%d", list); };
+    EXPECT_EQ(9u, ombrel_test::with_list(push, "count", 123));
     EXPECT_EQ(0u, ombrel_push_printf(get(), "%s", ""));
     EXPECT_EQ("count=123", all());
 }

@@ -75,6 +75,8 @@ TEST_F(ValueTest, SetsByTheOtherModes) {
     EXPECT_EQ(content(), "b=1 a=-7 -=2 A=1 n=-7 ");
     EXPECT_EQ(ombrel_multiple_set_value_string(&list_, 1, 1, "a|A", nullptr), 0);
     EXPECT_EQ(content(), "b=1 a= -=2 A= n=-7 ");
+    EXPECT_EQ(ombrel_multiple_set_value(&list_, 1, 0, "B|N", "xyz", 2), 0);
+    EXPECT_EQ(content(), "b=xy a= -=2 A= N=xy ");
 }
 
 TEST_F(ValueTest, Searches) {
@@ -93,7 +95,14 @@ TEST_F(ValueTest, Searches) {
     EXPECT_EQ(ombrel_search_value_node_by_name(list_.m_tail, 1, "Key"), nullptr) << "only from the node on";
     EXPECT_EQ(ombrel_get_value_node_by_string(&list_, "3"), nullptr) << "stored with its terminator";
     ombrel_set_value(&list_, 0, 1, "raw", "3", 1);
-    EXPECT_EQ(ombrel_get_value_node_by_string(&list_, "3"), list_.m_tail);
+    ombrel_value_node_t* const raw = list_.m_tail;
+    EXPECT_EQ(ombrel_get_value_node_by_string(&list_, "3"), raw);
+    EXPECT_EQ(ombrel_search_value_node_by_string(list_.m_head, "3"), raw);
+    EXPECT_EQ(ombrel_search_value_node_by_data(list_.m_head->m_next, "3", 2), raw->m_prev);
+    EXPECT_EQ(ombrel_search_value_node(list_.m_head, 0, "RAW", "3", 1), raw);
+    EXPECT_EQ(ombrel_search_value_node(list_.m_head, 1, "RAW", "3", 1), nullptr);
+    EXPECT_TRUE(dirties([&] { return ombrel_remove_value_by_string(&list_, "3"); }));
+    EXPECT_EQ(content(), "Key=1 -=2 y=3 ") << "stored with its terminator";
 }
 
 TEST_F(ValueTest, ReadsData) {

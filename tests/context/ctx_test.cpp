@@ -12,6 +12,7 @@
 #include <ombrel/short_lock.h>
 
 #include "plugin/probe_library.h"
+#include "support/argument_list.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
@@ -313,8 +314,6 @@ TEST_F(ctx_test, calls_may_meet_the_end_of_their_context) {
 TEST_F(ctx_test, a_result_is_printed_as_an_aligned_table) {
     const loaded_probe a("probe_a");
     ASSERT_EQ(open(""), 0);
-    EXPECT_EQ(ombrel_ctx_db_set_query_puts(ctx, "4"), -1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
     const query two(ctx, 2), none(ctx, 0);
     EXPECT_EQ(ombrel_ctx_db_get_query_ex(ctx, "4", nullptr, 1), nullptr);
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
@@ -327,6 +326,43 @@ TEST_F(ctx_test, a_result_is_printed_as_an_aligned_table) {
                              "NULL | 12 | NULL | NULL\n"
                              "none | n | text | blob\n"
                              "-----+---+------+-----\n");
+}
+
+// The forms with a list of arguments and with a format, which come down to the plain ones.
+TEST_F(ctx_test, formats_and_lists_reach_the_plugin) {
+    const loaded_probe a("probe_a");
+    ASSERT_EQ(open("hello world"), 0);
+    int number = 0;
+    char text[8] = "";
+    const auto control = [this](va_list list) { return ombrel_ctx_vcontrol(ctx, 0x10002, list); };
+    const auto xcontrol = [this](va_list list) { return ombrel_ctx_vxcontrol(ctx, "get", list); };
+    const auto bcontrol = [this](va_list list) { return ombrel_ctx_vbcontrol(ctx, 0x10001, list); };
+    EXPECT_EQ(with_list(control, &number, sizeof number), 0);
+    EXPECT_EQ(number, 42);
+    EXPECT_EQ(with_list(xcontrol, &number, sizeof number), 0);
+    EXPECT_EQ(number, 41);
+    EXPECT_EQ(with_list(bcontrol, "abcd", size_t{5}, text, sizeof text), 5);
+    EXPECT_STREQ(text, "abcd");
+    EXPECT_EQ(with_list([this](va_list list) { return ombrel_ctx_vprintf(ctx, "%s-%d", list); }, "J", 12), 4);
+    EXPECT_STREQ(static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)), "J-12o world");
+    const auto option = [this](va_list list) {
+        return ombrel_ctx_set_option_vfstring(ctx, "x", "%d,%s", list);
+    };
+    EXPECT_EQ(with_list(option, 5, "a"), 0);
+    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "x"), "5,a");
+
+    EXPECT_EQ(ombrel_ctx_db_set_query(ctx, "%d%s", 12, "34"), 1234);
+    const auto change = [this](va_list list) { return ombrel_ctx_db_set_vquery(ctx, "%s%d", list); };
+    EXPECT_EQ(with_list(change, "90000000", 123), 90000000123);
+    const auto ask = [this](va_list list) { return ombrel_ctx_db_get_vquery(ctx, "%d", list); };
+    ombrel_ctx_db_result_t* const one = with_list(ask, 1);
+    EXPECT_NE(ombrel_ctx_db_fetch_row(ctx, one), nullptr);
+    EXPECT_EQ(ombrel_ctx_db_fetch_row(ctx, one), nullptr);
+    EXPECT_EQ(ombrel_ctx_db_get_field_index_f(ctx, one, "%sX%c", "te", 'T'), 2);
+    const auto place = [&](va_list list) { return ombrel_ctx_db_get_field_index_v(ctx, one, "%s%s", list); };
+    EXPECT_EQ(with_list(place, "BL", "ob"), 3);
+    EXPECT_EQ(with_list(place, "blob", "b"), -1);
+    EXPECT_EQ(ombrel_ctx_db_free_result(ctx, one), 0);
 }
 
 TEST(simple_digest_test, whatever_a_stream_gives_is_digested) {

@@ -4,6 +4,7 @@
 
 #include <ombrel/assert.h>
 
+#include "support/argument_list.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/matches.h"
@@ -38,9 +39,11 @@ TEST_F(Assert, FormatsItsMessageOrShowsTheFormat) {
     } cases[] = {{"%s=%d", "<x=7>"}, {"%70000s", "<%70000s>"}, {nullptr, "<NO_MESSAGE>"}};
     for (const auto& c : cases) {
         capture errors(stderr);
+        const auto fail = [&](va_list list) { return ombrel_vassert_fail_tag("s", "f", 1, c.format, list); };
         EXPECT_EQ(0, ombrel_assertf_fail_tag("s", "f", 1, c.format, "x", 7));
-        const std::string text = errors.text();
-        EXPECT_TRUE(matches(text, std::string("ombrel \\[ASSERT:s:f:1\\] ") + c.shown + time_shape));
+        EXPECT_EQ(0, ombrel_test::with_list(fail, "x", 7));
+        const std::string line = std::string("ombrel \\[ASSERT:s:f:1\\] ") + c.shown + time_shape;
+        EXPECT_TRUE(matches(errors.text(), line + line));
     }
 }
 

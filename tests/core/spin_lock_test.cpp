@@ -1,3 +1,4 @@
+#include <cstring>
 #include <string>
 #include <thread>
 
@@ -36,6 +37,15 @@ TEST_F(spin_lock_test, shared_references_exclude_an_exclusive_one) {
     EXPECT_EQ(ombrel_spin_unlock(&lock), 0);
 }
 
+TEST_F(spin_lock_test, an_embedded_lock_begins_free) {
+    memset(&lock, 0xff, sizeof lock);
+    EXPECT_EQ(ombrel_init_spin_lock(&lock), 0);
+    EXPECT_EQ(ombrel_reference_spin_lock_timeout(&lock, def_ombrel_spin_lock_shared, 1), 1);
+    EXPECT_EQ(ombrel_try_spin_lock(&lock), 0) << "held shared";
+    EXPECT_EQ(ombrel_spin_unlock(&lock), 0);
+    EXPECT_EQ(ombrel_uninit_spin_lock(&lock), 0);
+}
+
 TEST_F(spin_lock_test, the_count_cannot_wrap) {
     lock.m_reference_count = 0xFFFFFFFFu;
     EXPECT_EQ(ombrel_reference_try_spin_lock(&lock, def_ombrel_spin_lock_shared), 0);
@@ -58,6 +68,7 @@ TEST_F(spin_lock_test, limited_wait_gives_up_and_endless_wait_does_not) {
     ASSERT_EQ(ombrel_try_spin_lock(&lock), 1);
     const uint64_t start = ombrel_time_stamp_msec();
     EXPECT_EQ(ombrel_spin_lock_timeout(&lock, 20), 0);
+    EXPECT_EQ(ombrel_reference_spin_lock_timeout(&lock, def_ombrel_spin_lock_shared, 1), 0);
     EXPECT_GE(ombrel_time_stamp_msec() - start, 19u);
     std::thread waiter([this] {
         EXPECT_EQ(ombrel_spin_lock(&lock), 1);

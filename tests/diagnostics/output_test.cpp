@@ -6,6 +6,7 @@
 
 #include <ombrel/output.h>
 
+#include "support/argument_list.h"
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
@@ -31,12 +32,14 @@ struct way {
     int (*set_handler)(ombrel_puts_handler_t handler, ombrel_puts_handler_t* old);
     ombrel_puts_handler_t puts;
     unsigned (*printf)(const char* format, ...);
+    unsigned (*vprintf)(const char* format, va_list arguments);
 };
 
 const way& way_out(const char* name) {
     static const way ways[] = {
-        {"output", stdout, ombrel_set_puts_handler, ombrel_puts, ombrel_printf},
-        {"error", stderr, ombrel_set_error_puts_handler, ombrel_error_puts, ombrel_error_printf}};
+        {"output", stdout, ombrel_set_puts_handler, ombrel_puts, ombrel_printf, ombrel_vprintf},
+        {"error", stderr, ombrel_set_error_puts_handler, ombrel_error_puts, ombrel_error_printf,
+         ombrel_error_vprintf}};
     return ways[name == std::string("error") ? 1 : 0];
 }
 
@@ -51,8 +54,10 @@ TEST_P(BothWays, WritesTextWithoutEscapesAndWithoutNewline) {
     EXPECT_LE(0, static_cast<int>(to.puts("plain")));
     EXPECT_LE(0, static_cast<int>(to.puts("")));
     EXPECT_LE(0, static_cast<int>(to.printf("%s%5d", "\x1b[1;37mn\x1b[0m", 7)));
+    const auto print = [&](va_list list) { return static_cast<int>(to.vprintf("|%d%s\x1b[0m", list)); };
+    EXPECT_LE(0, ombrel_test::with_list(print, 8, "x"));
     EXPECT_EQ(0u, to.puts(nullptr));
-    EXPECT_EQ("red ! (plain)\nplainn    7", written.text());
+    EXPECT_EQ("red ! (plain)\nplainn    7|8x", written.text());
 }
 
 TEST_P(BothWays, NullFlushes) {
@@ -116,7 +121,8 @@ TEST_F(Output, LogLinesGetANewline) {
     ombrel_log_puts("one");
     ombrel_log_puts_tag("\x1b[1;32mtwo\x1b[0m");
     ombrel_log_printf("%s=%d", "three", 3);
-    EXPECT_EQ("one\ntwo\nthree=3\n", written.text());
+    ombrel_test::with_list([](va_list list) { return ombrel_log_vprintf("%s=%d", list); }, "four", 4);
+    EXPECT_EQ("one\ntwo\nthree=3\nfour=4\n", written.text());
 }
 
 TEST_F(Output, QuietPutsDiscards) {

@@ -45,6 +45,14 @@ TEST_F(Version, TellsTheBuild) {
                                         ombrel_get_langinfo_codeset};
     for (const auto getter : getters)
         EXPECT_STRNE("", getter());
+#if defined(__GLIBC__)
+    EXPECT_EQ(uint32_t{__GLIBC__} << 24 | uint32_t{__GLIBC_MINOR__} << 16, ombrel_get_libc_version());
+#endif
+#if defined(__clang__)
+    EXPECT_EQ(uint32_t{__clang_major__}, ombrel_get_compiler_version() >> 24);
+#elif defined(__GNUC__)
+    EXPECT_EQ(uint32_t{__GNUC__} << 8 | __GNUC_MINOR__, ombrel_get_compiler_version() >> 16);
+#endif
 }
 
 #if defined(__linux__)

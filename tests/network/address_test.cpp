@@ -312,6 +312,7 @@ TEST(Ipv6Address, Predicates) {
         {"link_local", ombrel_in6addr_is_link_local, "fe80::1 febf::1"},
         {"site_local", ombrel_in6addr_is_site_local, "fec0::1 feff::1"},
         {"multicast", ombrel_in6addr_is_multicast, "ff01::1 ff11::1 ff02::1 ff05::1 ff08::1 ff0e::1"},
+        {"inet6_is", ombrel_inet6_is_multicast, "ff01::1 ff11::1 ff02::1 ff05::1 ff08::1 ff0e::1"},
         {"v4_mapped", ombrel_in6addr_is_v4_mapped, "::ffff:1.2.3.4"},
         {"v4_compatible", ombrel_in6addr_is_v4_compatible, "::2 ::1.2.3.4"},
         {"node_local", ombrel_in6addr_is_multicast_node_local, "ff01::1 ff11::1"},
@@ -335,6 +336,21 @@ TEST(Ipv6Address, Predicates) {
         EXPECT_EQ(0, c.check(nullptr)) << c.name;
     }
     EXPECT_EQ(14, ombrel_in6addr_multicast_scope(as_in6(ipv6("ff3e::1"))));
+}
+
+TEST(Ipv6Address, IsCopiedAndCompared) {
+    const raw_ipv6 low = ipv6("::ff"), high = ipv6("8000::");
+    in6_addr copy = *as_in6(high);
+    EXPECT_EQ(0, ombrel_in6addr_copy(&copy, as_in6(low)));
+    const struct {
+        const in6_addr *a, *b;
+        int order;
+    } cases[] = {{&copy, as_in6(low), 0}, {&copy, as_in6(high), -1}, {as_in6(high), &copy, 1},
+                 {nullptr, &copy, -1},    {&copy, nullptr, 1},       {nullptr, nullptr, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(c.order, ombrel_in6addr_compare(c.a, c.b));
+    EXPECT_EQ(-1, ombrel_in6addr_copy(&copy, nullptr));
+    EXPECT_EQ(-1, ombrel_in6addr_copy(nullptr, &copy));
 }
 
 TEST(SocketAddress, Ipv4Multicast) {

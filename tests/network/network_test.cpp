@@ -74,7 +74,13 @@ TEST_F(NetworkTest, ALookUpThatHangsHoldsNobodyElseUp) {
 }
 
 TEST_F(NetworkTest, SupportIsWhatSocketsSay) {
-    EXPECT_EQ(-1, ombrel_check_socket_support(9999, SOCK_STREAM, 0));
+    for (const auto check : {ombrel_check_socket_support, ombrel_check_inet_support}) {
+        EXPECT_EQ(-1, check(9999, SOCK_STREAM, 0));
+        EXPECT_EQ(-1, check(AF_INET, SOCK_STREAM, 17)) << "a stream by UDP";
+        EXPECT_EQ(0, check(AF_INET, SOCK_DGRAM, 17));
+    }
+    EXPECT_EQ(ombrel_check_socket_support(AF_UNIX, SOCK_STREAM, 0),
+              ombrel_check_unix_domain_socket_support());
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(0, ombrel_check_ipv4_support());
         EXPECT_EQ(ombrel_check_socket_support(AF_INET6, SOCK_DGRAM, 17), ombrel_check_ipv6_support());

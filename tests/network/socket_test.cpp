@@ -144,6 +144,12 @@ TEST_F(SocketTest, DatagramsCarryTheirSender) {
         EXPECT_EQ(3, ombrel_recvfrom_now(b, text, sizeof text, from.get(), &from.size));
         EXPECT_STREQ("two", text);
         EXPECT_EQ(own_port(a), from.port());
+        EXPECT_EQ(2, ombrel_sys_sendto(a, "no", 2, 0, to.get(), to.size));
+        from = socket_address();
+        EXPECT_EQ(2, ombrel_sys_recvfrom(b, text, sizeof text, 0, from.get(), &from.size));
+        EXPECT_EQ(0, std::memcmp("no", text, 2));
+        EXPECT_EQ(own_port(a), from.port());
+        EXPECT_EQ(to.size, from.size);
         EXPECT_EQ(2, ombrel_sendto_message(a, to.get(), 0, 1000, "%02d", 7));
         std::array<char, 4> pair{};
         EXPECT_EQ(1, ombrel_sys_sendto(a, "8", 1, 0, to.get(), to.size));

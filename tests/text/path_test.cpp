@@ -64,6 +64,9 @@ TEST_F(PathTest, JoinsStrings) {
     EXPECT_EQ(take(ombrel_node_to_string(list, "::", 1)), "a::::..::b");
     EXPECT_EQ(take(ombrel_node_to_string(list, nullptr, 0)), "a..b");
     ombrel_free_string_node(list);
+    list = ombrel_string_to_node_ex("a,,..,b", ",", 1);
+    EXPECT_EQ(flags_of(list), "xxx.") << "resolved";
+    ombrel_free_string_node(list);
     list = ombrel_string_to_node("a,b", nullptr);
     EXPECT_STREQ(list->m_text, "a,b");
     EXPECT_EQ(list->m_next, nullptr);
@@ -90,10 +93,14 @@ TEST_F(PathTest, AppendsPaths) {
         EXPECT_EQ(take(ombrel_node_to_path(list, 1)), c.expected);
         ombrel_free_path_node(list);
     }
-    ombrel_string_node_t* list =
-        ombrel_append_string_node(ombrel_string_to_node("a", ","), ombrel_string_to_node("..", ","), 0);
-    EXPECT_EQ(flags_of(list), "..");
-    ombrel_free_string_node(list);
+    for (const int resolve : {0, 1}) {
+        ombrel_string_node_t* list = ombrel_append_string_node_ex(
+            ombrel_string_to_node("a", ","), ombrel_string_to_node("..", ","), 0, resolve);
+        EXPECT_EQ(take(ombrel_node_to_string(list, "/", 1)), resolve != 0 ? "" : "a/..");
+        list = ombrel_append_string_node(list, ombrel_string_to_node("b", ","), 0);
+        EXPECT_EQ(take(ombrel_node_to_string(list, "/", 1)), resolve != 0 ? "b" : "a/../b");
+        ombrel_free_string_node(list);
+    }
 }
 
 TEST_F(PathTest, NamesBasesAndDirectories) {

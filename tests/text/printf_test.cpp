@@ -11,6 +11,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
+#include "support/argument_list.h"
 #include "support/heap_balance.h"
 
 namespace {
@@ -145,6 +146,16 @@ TEST(printf, what_does_not_fit_is_cut_off) {
     EXPECT_STREQ(buffer, "ab-12");
 }
 
+TEST(printf, argument_lists_are_taken_as_arguments_are) {
+    char buffer[8];
+    const auto whole = [&](va_list arguments) { return ombrel_vsprintf(buffer, "%d-%s", arguments); };
+    const auto cut = [&](va_list arguments) { return ombrel_vsnprintf(buffer, 4, "%s-%d", arguments); };
+    EXPECT_EQ(ombrel_test::with_list(whole, 12, "ab"), 5);
+    EXPECT_STREQ(buffer, "12-ab");
+    EXPECT_EQ(ombrel_test::with_list(cut, "ab", 12), 3);
+    EXPECT_STREQ(buffer, "ab-");
+}
+
 std::string in_base(uint64_t value, unsigned base, unsigned flags_width, const char* digits = nullptr,
                     size_t room = 100) {
     char buffer[100];
@@ -212,6 +223,13 @@ TEST_F(alloc_printf, frees_the_old_string_first) {
     text = ombrel_realloc_sprintf(text, "%d", 2);
     EXPECT_STREQ(text, "2");
     EXPECT_EQ(ombrel_realloc_sprintf(text, "%70000d", 1), nullptr) << "the old string is gone all the same";
+    text =
+        ombrel_test::with_list([](va_list list) { return ombrel_alloc_vsprintf("%s%c", list); }, "ab", 'c');
+    EXPECT_STREQ(text, "abc");
+    text = ombrel_test::with_list([text](va_list list) { return ombrel_realloc_vsprintf(text, "%x", list); },
+                                  0xabcu);
+    EXPECT_STREQ(text, "abc");
+    ombrel_free(text);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/argument_list.h"
 #include "support/heap_balance.h"
 
 namespace {
@@ -144,6 +145,23 @@ TEST_F(Regular, NeedsASlotForEachGroupAndOneMore) {
     EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xab", 3, captures, 2), -7);
     EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xxx", 3, captures, 2), -6);
     EXPECT_EQ(ombrel_regular_match(0, "a", "a", 1, captures, 1), -7);
+}
+
+TEST_F(Regular, TakesCapturesOutLater) {
+    ombrel_regular_capture_t captures[4];
+    ASSERT_EQ(ombrel_regular_match(0, "(\\w+)=(\\d+)", "; a=17;", 7, captures, 4), -6) << "\\w is a w";
+    ASSERT_EQ(ombrel_regular_match(0, "(\\S)=(\\d+)", "; a=17;", 7, captures, 4), 0);
+    char name[4] = "", whole[8] = "";
+    int16_t value = 0;
+    EXPECT_EQ(ombrel_regular_capture(captures, 2, 1, 8, whole, 1, 4, name), 0);
+    EXPECT_STREQ(whole, "a=17");
+    EXPECT_STREQ(name, "a");
+    EXPECT_EQ(ombrel_regular_capture(captures + 1, 2, 1, 1, name, 2, 2, &value), -9) << "a number of 2 bytes";
+    int number = 0;
+    const auto take = [&](va_list list) { return ombrel_regular_vcapture(captures + 2, 1, list); };
+    EXPECT_EQ(ombrel_test::with_list(take, 2, 4, &number), 0);
+    EXPECT_EQ(number, 17);
+    EXPECT_EQ(ombrel_test::with_list(take, 1, 2, name), -10);
 }
 
 // What a repetition that fails half-way has opened must not reach out of the subject.

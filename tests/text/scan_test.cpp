@@ -9,6 +9,8 @@
 #include <ombrel/printf.h>
 #include <ombrel/scan.h>
 
+#include "support/argument_list.h"
+
 namespace {
 
 // A stream of its own, so that the callbacks are not the library's pair for memory.
@@ -28,12 +30,12 @@ int pop_stream(void* context) {
     return c;
 }
 
-int scan_stream(stream& from, const char* format, ...) {
-    va_list ap;
-    va_start(ap, format);
-    const int fields = ombrel_context_scanf(peek_stream, pop_stream, &from, format, ap);
-    va_end(ap);
-    return fields;
+template<typename... Out>
+int scan_stream(stream& from, const char* format, Out*... out) {
+    const auto scan = [&](va_list list) {
+        return ombrel_context_scanf(peek_stream, pop_stream, &from, format, list);
+    };
+    return ombrel_test::with_list(scan, out...);
 }
 
 TEST(scan, memory_pair) {
@@ -242,6 +244,9 @@ TEST(scanf, literals_never_fail) {
     EXPECT_EQ(ombrel_sscanf("\xe9 5", "\xe9%d", &a), 1);
     EXPECT_EQ(a, 5);
     EXPECT_EQ(ombrel_sscanf(nullptr, "%d", &a), 0);
+    const auto pair = [](va_list list) { return ombrel_vsscanf("7;8", "%d;%d", list); };
+    EXPECT_EQ(ombrel_test::with_list(pair, &a, &at), 2);
+    EXPECT_EQ(a * 10 + at, 78);
 }
 
 TEST(scanf, words) {

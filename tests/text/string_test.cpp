@@ -37,8 +37,18 @@ TEST_F(StringTest, TrimsAndSkips) {
     EXPECT_EQ(in_place(ombrel_trim_string_left, "  a "), "a ");
     EXPECT_EQ(in_place(ombrel_trim_string_right, "  a "), "  a");
     EXPECT_EQ(in_place(ombrel_trim_string, " \t "), "");
-    std::string listed = "xyaxbyx";
-    EXPECT_STREQ(ombrel_trim_charlist(listed.data(), "xy"), "axb");
+    const struct {
+        char* (*trim)(char* s, const char* charlist);
+        const char* left;
+    } ends[] = {{ombrel_trim_charlist, "axb"},
+                {ombrel_trim_charlist_left, "axbyx"},
+                {ombrel_trim_charlist_right, "xyaxb"}};
+    for (const auto& end : ends) {
+        std::string listed = "xyaxbyx";
+        EXPECT_STREQ(end.trim(listed.data(), "xy"), end.left);
+        listed = "xyx";
+        EXPECT_STREQ(end.trim(listed.data(), "xy"), "");
+    }
     EXPECT_EQ(ombrel_trim_charlist(nullptr, "x"), nullptr);
     EXPECT_STREQ(ombrel_skip_charlist("--+a", "+-"), "a");
     EXPECT_STREQ(ombrel_skip_space(" \n"), "");
@@ -71,6 +81,10 @@ TEST_F(StringTest, ComparesWithLists) {
     for (const auto& c : cases)
         EXPECT_EQ(ombrel_compare_string_ex(c.list, c.separators, c.s, c.limit, c.ignore_case), c.expected)
             << (c.list ? c.list : "(null)") << " and " << (c.s ? c.s : "(null)");
+    EXPECT_EQ(ombrel_compare_string("a|CD", "|", "cd"), 'C' - 'c');
+    EXPECT_EQ(ombrel_compare_string("a|cd", "|", "cd"), 0);
+    EXPECT_EQ(ombrel_compare_case_string("a|CD", "|", "cd"), 0);
+    EXPECT_EQ(ombrel_compare_case_string("a|CDE", "|", "cd"), 'E');
     EXPECT_EQ(ombrel_compare_string_limit("a", "|", "b", 0), 0);
     EXPECT_EQ(ombrel_compare_case_string_limit("abX|q", "|", "ABy", 2), 0);
 }
@@ -160,6 +174,9 @@ TEST_F(StringTest, BehavesAsTheStandardOnesAndTakesNull) {
     EXPECT_EQ(ombrel_strcmp(nullptr, ""), 0);
     EXPECT_EQ(ombrel_strchr(nullptr, 'a'), nullptr);
     EXPECT_EQ(ombrel_strcspn("ab", nullptr), 2u);
+    EXPECT_EQ(ombrel_strcspn("ab-c", "c-"), 2u);
+    EXPECT_EQ(ombrel_strspn("abac", "ab"), 3u);
+    EXPECT_EQ(ombrel_strspn("ab", nullptr), 0u);
     EXPECT_STREQ(ombrel_strrchr("a/b/c", '/'), "/c");
     EXPECT_STREQ(ombrel_strpbrk("key=value", ":="), "=value");
     EXPECT_STREQ(ombrel_check_string(nullptr), "");

@@ -64,6 +64,19 @@ TEST(thread, priority_lies_in_the_range_of_its_policy) {
     EXPECT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, priority), 0);
     EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, max + 1), -1);
-    EXPECT_EQ(ombrel_set_thread_schedule_priority_min_self(), 0);
-    EXPECT_EQ(ombrel_set_thread_schedule_priority_normal_self(), 0);
+    // Where the host allows it, with a policy that has a range.
+    const sched_param lowest = {sched_get_priority_min(SCHED_RR)};
+    std::thread([&] {
+        pthread_setschedparam(pthread_self(), SCHED_RR, &lowest);
+        ASSERT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, nullptr, &min, &max), 0);
+        const std::pair<int (*)(), int> cases[] = {
+            {ombrel_set_thread_schedule_priority_max_self, max},
+            {ombrel_set_thread_schedule_priority_normal_self, min + (max - min) / 2},
+            {ombrel_set_thread_schedule_priority_min_self, min}};
+        for (const auto& [set, expected] : cases) {
+            EXPECT_EQ(set(), 0);
+            ASSERT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, &priority, nullptr, nullptr), 0);
+            EXPECT_EQ(priority, expected);
+        }
+    }).join();
 }

@@ -5,6 +5,7 @@
 #include <ombrel/ctx_interface.h>
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
+#include <ombrel/scan.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/string.h>
 
@@ -152,6 +153,13 @@ static ombrel_ctx_db_result_t* probe_get_query(int ctx, const char* query,
     return result;
 }
 
+/* As many rows as the query says in all its characters. */
+static int64_t probe_set_query(int ctx, const char* query, const ombrel_ctx_db_value_t* parameters,
+                               size_t count) {
+    (void)ctx, (void)parameters, (void)count;
+    return ombrel_atoll(query);
+}
+
 static int probe_free_result(int ctx, ombrel_ctx_db_result_t* result) {
     (void)ctx;
     return ombrel_free(result);
@@ -179,17 +187,24 @@ static const char* probe_get_field_name(int ctx, ombrel_ctx_db_result_t* result,
     return names[index];
 }
 
+static int probe_get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name) {
+    for (int i = 0; i < 4; i++)
+        if (ombrel_strcasecmp(probe_get_field_name(ctx, result, i), name) == 0)
+            return i;
+    return -1;
+}
+
 static ombrel_ctx0_v1_interface_t table = {{def_ombrel_interface_kind_ctx, 0, PROBE_VERSION, 0, probe_open,
                                             probe_close, probe_vbcontrol, probe_vxcontrol, probe_vcontrol,
                                             probe_ready, probe_read, probe_ready, probe_write, probe_seek,
                                             probe_sync, NULL, NULL, PROBE_ERRORS, probe_main},
                                            probe_get_query,
-                                           NULL,
+                                           probe_set_query,
                                            probe_free_result,
                                            probe_fetch_row,
                                            NULL,
                                            probe_get_field_count,
-                                           NULL,
+                                           probe_get_field_index,
                                            probe_get_field_name,
                                            NULL};
 
