@@ -10,14 +10,15 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "digest_algorithm.h"
-#include "digest_list.h"
+#include <ombrel_tuk.h>
+
+#include "shown_name.h"
 
 enum { read_size = 256 * 1024, bar_interval_msec = 200 };
 enum { exit_good = 0, exit_bad = 1, exit_usage = 2 };
 
 typedef struct {
-    const digest_algorithm_t* algorithm; /* null: as the digits of a list tell */
+    const ombrel_digest_algorithm_t* algorithm; /* null: as the digits of a list tell */
     int check;
     int quiet;
     int bars;
@@ -64,27 +65,23 @@ static void wipe_bar(const bar_t* bar) {
     ombrel_puts(NULL);
 }
 
-/* 0, or the error that ended it. */
-static int digest_stream(const digest_algorithm_t* algorithm, FILE* file, bar_t* bar,
-                         char text[digest_text_size]) {
+/* 0, or the error that ended it; the result is in the digest. */
+static int digest_stream(ombrel_digest_t* digest, FILE* file, bar_t* bar) {
     static unsigned char bytes[read_size];
-    digest_state_t state;
     size_t got;
-    algorithm->start(&state);
     errno = 0;
     while ((got = fread(bytes, 1, sizeof bytes, file)) > 0) {
-        algorithm->push(&state, bytes, got);
+        ombrel_digest_push(digest, bytes, got);
         advance_bar(bar, got);
     }
     const int error = ferror(file) ? errno : 0;
     wipe_bar(bar);
-    finish_text(algorithm, &state, text);
+    ombrel_digest_result(digest, NULL);
     return ferror(file) && error == 0 ? EIO : error;
 }
 
 /* 0, or -1 after a complaint. */
-static int digest_file(const options_t* options, const digest_algorithm_t* algorithm, const char* name,
-                       char text[digest_text_size]) {
+static int digest_file(const options_t* options, ombrel_digest_t* digest, const char* name) {
     bar_t bar = {0, 0, ombrel_time_stamp_msec(), 0};
     const int is_input = strcmp(name, "-") == 0;
     FILE* file = is_input ? stdin : fopen(name, "rb");
@@ -96,7 +93,7 @@ static int digest_file(const options_t* options, const digest_algorithm_t* algor
         setvbuf(file, NULL, _IONBF, 0); /* whole blocks are read */
         bar.total = options->bars ? size_of(file) : 0;
     }
-    const int error = digest_stream(algorithm, file, &bar, text);
+    const int error = digest_stream(digest, file, &bar);
     if (error != 0)
         complain(name, strerror(error));
     if (is_input)
@@ -109,26 +106,23 @@ static int digest_file(const options_t* options, const digest_algorithm_t* algor
 /* ---- printing and checking ---- */
 
 static int print_digest(const options_t* options, const char* name) {
-    char text[digest_text_size];
-    if (digest_file(options, options->algorithm, name, text) != 0)
+    ombrel_digest_t digest;
+    ombrel_init_digest(&digest, options->algorithm);
+    if (digest_file(options, &digest, name) != 0)
         return exit_bad;
-    printf("%s%s  ", needs_escapes(name) ? "\\" : "", text);
-    print_name(stdout, name);
-    putchar('\n');
+    char* line = ombrel_alloc_digest_line(digest.m_text, name);
+    if (line == NULL) {
+        complain(name, strerror(ENOMEM));
+        return exit_bad;
+    }
+    puts(line);
+    ombrel_free(line);
     return exit_good;
 }
 
 typedef struct {
     unsigned long entries, malformed, unreadable, mismatched;
 } tally_t;
-
-static int same_digits(const char* text, const char* digits, size_t count) {
-    size_t i = 0;
-    while (i < count &&
-           text[i] == (digits[i] >= 'A' && digits[i] <= 'F' ? digits[i] + ('a' - 'A') : digits[i]))
-        i++;
-    return i == count;
-}
 
 /* Other names have a backslash before the line, as in a list. */
 static void print_outcome(const char* name, const char* outcome) {
@@ -141,35 +135,40 @@ static void print_outcome(const char* name, const char* outcome) {
     printf(": %s\n", outcome);
 }
 
-static void check_entry(const options_t* options, const digest_algorithm_t* algorithm,
-                        const list_entry_t* entry, tally_t* tally) {
-    char text[digest_text_size];
+/* A list that is being checked. */
+typedef struct {
+    const options_t* options;
+    tally_t tally;
+} checked_list_t;
+
+static void check_entry(const options_t* options, const ombrel_digest_algorithm_t* algorithm,
+                        const ombrel_digest_entry_t* entry, tally_t* tally) {
+    ombrel_digest_t digest;
     const char* outcome = "OK";
     tally->entries++;
-    if (digest_file(options, algorithm, entry->name, text) != 0) {
+    ombrel_init_digest(&digest, algorithm);
+    if (digest_file(options, &digest, entry->m_name) != 0) {
         tally->unreadable++;
         outcome = "FAILED open or read";
-    } else if (!same_digits(text, entry->digits, entry->digit_count)) {
+    } else if (ombrel_strcasecmp(digest.m_text, entry->m_digits) != 0) {
         tally->mismatched++;
         outcome = "FAILED";
     } else if (options->quiet) {
         return;
     }
-    print_outcome(entry->name, outcome);
+    print_outcome(entry->m_name, outcome);
 }
 
-static void check_line(const options_t* options, char* line, tally_t* tally) {
-    list_entry_t entry;
-    if (*line == '#')
-        return;
-    const int formed = parse_entry(line, &entry) == 0;
-    const digest_algorithm_t* algorithm = options->algorithm;
-    if (formed && algorithm == NULL)
-        algorithm = algorithm_of_digits(entry.digit_count);
-    if (formed && algorithm != NULL && 2 * algorithm->size == entry.digit_count)
-        check_entry(options, algorithm, &entry, tally);
+static int check_line(const ombrel_digest_entry_t* entry, void* context) {
+    checked_list_t* list = context;
+    const ombrel_digest_algorithm_t* algorithm = list->options->algorithm;
+    if (entry != NULL && algorithm == NULL)
+        algorithm = ombrel_find_digest_algorithm_by_size(entry->m_digit_count / 2);
+    if (entry != NULL && algorithm != NULL && 2 * algorithm->m_size == entry->m_digit_count)
+        check_entry(list->options, algorithm, entry, &list->tally);
     else
-        tally->malformed++;
+        list->tally.malformed++;
+    return 0;
 }
 
 static void warn(unsigned long count, const char* one, const char* several) {
@@ -191,43 +190,53 @@ static int report(const char* list, const tally_t* tally) {
     return tally->unreadable + tally->mismatched == 0 ? exit_good : exit_bad;
 }
 
+static void read_list(ombrel_digest_list_t* reader, FILE* list) {
+    char bytes[4096];
+    for (size_t got; (got = fread(bytes, 1, sizeof bytes, list)) > 0;)
+        ombrel_push_digest_list(reader, bytes, got);
+    ombrel_push_digest_list(reader, NULL, 0);
+}
+
 static int check_list(const options_t* options, const char* name) {
-    static char line[list_line_limit];
-    tally_t tally = {0, 0, 0, 0};
+    checked_list_t checked = {options, {0, 0, 0, 0}};
     const int is_input = strcmp(name, "-") == 0;
     FILE* list = is_input ? stdin : fopen(name, "r");
-    if (list == NULL) {
-        complain(name, strerror(errno));
-        return exit_bad;
-    }
-    for (line_result_t result; (result = read_line(list, line)) != line_end;) {
-        if (result == line_read)
-            check_line(options, line, &tally);
-        else
-            tally.malformed++;
-    }
-    const int failed = ferror(list);
-    if (!is_input)
+    ombrel_digest_list_t* reader = list != NULL ? ombrel_open_digest_list(check_line, &checked) : NULL;
+    if (reader != NULL)
+        read_list(reader, list);
+    const char* trouble = list == NULL ? strerror(errno) : reader == NULL ? strerror(ENOMEM) : NULL;
+    if (trouble == NULL && ferror(list))
+        trouble = "read error";
+    ombrel_close_digest_list(reader);
+    if (list != NULL && !is_input)
         fclose(list);
-    if (failed) {
-        complain(name, "read error");
+    if (trouble != NULL) {
+        complain(name, trouble);
         return exit_bad;
     }
-    return report(name, &tally);
+    return report(name, &checked.tally);
 }
 
 /* ---- command line ---- */
 
+static void print_algorithms(FILE* stream) {
+    const ombrel_digest_algorithm_t* algorithm;
+    for (size_t i = 0; (algorithm = ombrel_get_digest_algorithm(i)) != NULL; i++)
+        fprintf(stream, "%s%s", i > 0 ? ", " : "", algorithm->m_name);
+}
+
 static int usage(FILE* stream, int result) {
-    fprintf(stream,
-            "usage: ombrel_digest [-a ALGORITHM] [FILE...]\n"
-            "       ombrel_digest [-a ALGORITHM] [-q] -c [LIST...]\n"
-            "  -a, --algorithm NAME  one of %s\n"
-            "                        (default sha256; with -c as many digits as the list has)\n"
-            "  -c, --check           check the files that the lists name\n"
-            "  -q, --quiet           with -c, print nothing for files that match\n"
-            "  -h, --help            show this\n",
-            algorithm_names());
+    fputs("usage: ombrel_digest [-a ALGORITHM] [FILE...]\n"
+          "       ombrel_digest [-a ALGORITHM] [-q] -c [LIST...]\n"
+          "  -a, --algorithm NAME  one of ",
+          stream);
+    print_algorithms(stream);
+    fputs("\n"
+          "                        (default sha256; with -c as many digits as the list has)\n"
+          "  -c, --check           check the files that the lists name\n"
+          "  -q, --quiet           with -c, print nothing for files that match\n"
+          "  -h, --help            show this\n",
+          stream);
     return result;
 }
 
@@ -249,7 +258,7 @@ static int parse_options(int argc, char** argv, options_t* options) {
         else if (is_option(argv[i], "-q", "--quiet"))
             options->quiet = 1;
         else if (!is_option(argv[i], "-a", "--algorithm") || i + 1 == argc ||
-                 (options->algorithm = find_algorithm(argv[++i])) == NULL)
+                 (options->algorithm = ombrel_find_digest_algorithm(argv[++i])) == NULL)
             return -1 - usage(stderr, exit_usage);
     }
     return i;
@@ -261,7 +270,7 @@ int main(int argc, char** argv) {
     if (first < 0)
         return -1 - first;
     if (options.algorithm == NULL && !options.check)
-        options.algorithm = find_algorithm("sha256");
+        options.algorithm = ombrel_find_digest_algorithm("sha256");
     int (*const work)(const options_t*, const char*) = options.check ? check_list : print_digest;
     int result = exit_good;
     for (int i = first; i < argc; i++)

@@ -5,33 +5,17 @@
 
 enum { site_limit = 128 };
 
-typedef struct {
-    const char* tag;
-    unsigned long line;
-    size_t blocks;
-    size_t bytes;
-} site_t;
-
+/* The call sites of all live blocks; one more for those that the table has no room for. */
 typedef struct {
     size_t count;
-    site_t sites[site_limit];
+    ombrel_heap_site_t sites[site_limit + 1];
 } sites_t;
 
-/* Runs with the heap locked: no allocation here. */
-static int count_site(const ombrel_heap_block_t* block, void* context) {
-    sites_t* sites = context;
-    size_t i = 0;
-    while (i < sites->count && (sites->sites[i].tag != block->m_tag || sites->sites[i].line != block->m_line))
-        i++;
-    if (i == site_limit)
-        return 0;
-    if (i == sites->count) {
-        const site_t site = {block->m_tag, block->m_line, 0, 0};
-        sites->sites[sites->count++] = site;
-    }
-    sites->sites[i].blocks++;
-    sites->sites[i].bytes += block->m_size;
-    return 0;
+static void take_sites(sites_t* sites) {
+    ombrel_heap_site_t others;
+    sites->count = ombrel_get_heap_sites(sites->sites, site_limit, &others);
+    if (others.m_blocks > 0)
+        sites->sites[sites->count++] = others;
 }
 
 void report_sample(heap_history_t* history) {
@@ -69,8 +53,8 @@ static void add_sites(document_t* document, const sites_t* sites) {
     add(document, "\"sites\":[");
     for (size_t i = 0; i < sites->count; i++)
         add(document, "%s{\"site\":\"%s:%lu\",\"blocks\":%llu,\"bytes\":%llu}", i > 0 ? "," : "",
-            sites->sites[i].tag, sites->sites[i].line, (unsigned long long)sites->sites[i].blocks,
-            (unsigned long long)sites->sites[i].bytes);
+            sites->sites[i].m_tag, sites->sites[i].m_line, (unsigned long long)sites->sites[i].m_blocks,
+            (unsigned long long)sites->sites[i].m_size);
     add(document, "],");
 }
 
@@ -93,8 +77,7 @@ int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t 
     size_t blocks, bytes, peak;
     ombrel_event_counts_t events;
     /* The figures and the sites come before the first addition, which may allocate. */
-    sites.count = 0;
-    ombrel_get_alloc_list(0, count_site, &sites);
+    take_sites(&sites);
     ombrel_get_alloc_info(&blocks, &bytes, &peak);
     ombrel_event_base_get_counts(base, &events);
     add(&document, "{");
@@ -110,44 +93,6 @@ int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t 
     add_history(&document, "size_history", history->size, history->taken);
     add(&document, "\"events\":%llu,\"timers\":%llu,\"active\":%llu}\n", (unsigned long long)events.m_events,
         (unsigned long long)events.m_timers, (unsigned long long)events.m_active);
-    return document.failed ? -1 : 0;
-}
-
-typedef struct {
-    const char* tag;
-    unsigned long line;
-    size_t size;
-} live_block_t;
-
-typedef struct {
-    size_t count, room;
-    live_block_t* blocks;
-} live_blocks_t;
-
-static int note_block(const ombrel_heap_block_t* block, void* context) {
-    live_blocks_t* live = context;
-    if (live->count == live->room)
-        return -1;
-    const live_block_t noted = {block->m_tag, block->m_line, block->m_size};
-    live->blocks[live->count++] = noted;
-    return 0;
-}
-
-int report_heap(ombrel_buffer_t* out) {
-    size_t count, size, peak;
-    ombrel_get_alloc_info(&count, &size, &peak);
-    live_blocks_t live = {0, count + 1, NULL};
-    live.blocks = ombrel_alloc(live.room * sizeof *live.blocks);
-    if (live.blocks == NULL)
-        return -1;
-    ombrel_get_alloc_list(0, note_block, &live);
-    document_t document = {out, 0};
-    add(&document, "%llu live blocks, %llu bytes, peak %llu\n", (unsigned long long)count,
-        (unsigned long long)size, (unsigned long long)peak);
-    for (size_t i = 0; i < live.count; i++)
-        add(&document, "%8llu  %s:%lu\n", (unsigned long long)live.blocks[i].size, live.blocks[i].tag,
-            live.blocks[i].line);
-    ombrel_free(live.blocks);
     return document.failed ? -1 : 0;
 }
 

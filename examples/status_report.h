@@ -23,9 +23,6 @@ void report_sample(heap_history_t* history);
 int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t uptime_msec,
                   http_counts_t counts, ombrel_event_base_t* base);
 
-/* The list of live allocations as text; -1 when memory runs out. */
-int report_heap(ombrel_buffer_t* out);
-
 /* The addresses of a name as text, one a line; -1 when memory runs out. */
 int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers);
 

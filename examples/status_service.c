@@ -109,7 +109,7 @@ static void refresh_heap_text(service_t* service) {
     if (service->heap_text != NULL && now - service->heap_text_time < heap_text_msec)
         return;
     ombrel_buffer_t* out = ombrel_open_buffer_ex(0);
-    if (out != NULL && report_heap(out) == 0) {
+    if (out != NULL && ombrel_push_heap_report(out) == 0) {
         ombrel_check_free(service->heap_text);
         service->heap_text_size = ombrel_get_buffer_size(out);
         service->heap_text = ombrel_alloc_pop_buffer_ex(out, service->heap_text_size, 1);

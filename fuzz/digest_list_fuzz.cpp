@@ -1,67 +1,77 @@
-// Reads any bytes as a list of digests, line by line; what is understood is written and must be read the
-// same.
+// Reads any bytes as a list of digests, whole and in pieces, which must come to the same; what is understood
+// is written and must be read the same.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <ombrel_tuk.h>
 
 #include "support/byte_source.h"
 
 extern "C" {
-#include "../examples/digest_list.h"
+#include "../examples/shown_name.h"
 }
 
 namespace {
 
-/// What a function writes to a stream.
-template<typename Write>
-std::string written(Write write) {
+/// The entries' digits and names, and an empty text for each line that is none.
+using entries = std::vector<std::string>;
+
+int take(const ombrel_digest_entry_t* entry, void* context) {
+    if (entry != nullptr)
+        require(std::strlen(entry->m_digits) == entry->m_digit_count && entry->m_name[0] != '\0');
+    static_cast<entries*>(context)->push_back(
+        entry != nullptr ? std::string(entry->m_digits) + ' ' + entry->m_name : std::string());
+    return 0;
+}
+
+entries read_in_pieces(const uint8_t* data, size_t size, size_t piece) {
+    entries found;
+    ombrel_digest_list_t* const list = ombrel_open_digest_list(take, &found);
+    require(list != nullptr);
+    for (size_t at = 0; at < size; at += piece)
+        require(ombrel_push_digest_list(list, data + at, std::min(piece, size - at)) == 0);
+    require(ombrel_push_digest_list(list, nullptr, 0) == 0);
+    require(ombrel_close_digest_list(list) == 0);
+    return found;
+}
+
+void check_shown(const char* name) {
     char* text = nullptr;
     size_t size = 0;
     FILE* const stream = open_memstream(&text, &size);
     require(stream != nullptr);
-    write(stream);
+    show_name(stream, name);
     std::fclose(stream);
-    const std::string result(text, size);
+    require(is_plain_text(text));
+    require((std::strcmp(text, name) == 0) == (is_plain_text(name) && std::strchr(name, '\\') == nullptr));
     std::free(text);
-    return result;
 }
 
-void check_shown(const char* name) {
-    const std::string shown = written([&](FILE* stream) { show_name(stream, name); });
-    require(is_plain_text(shown.c_str()));
-    require((shown == name) == (is_plain_text(name) && std::strchr(name, '\\') == nullptr));
-}
-
-/// Without the line's end, which a list cannot keep: a carriage return that stood before it is dropped.
-void check_written_again(const list_entry_t& entry) {
-    const std::string name = entry.name;
-    const std::string digits(entry.digits, entry.digit_count);
-    std::string line = (needs_escapes(name.c_str()) ? "\\" : "") + digits + "  " +
-                       written([&](FILE* stream) { print_name(stream, name.c_str()); });
-    list_entry_t again;
-    require(parse_entry(line.data(), &again) == 0);
-    require(name == again.name && digits == std::string(again.digits, again.digit_count));
+void check_written_again(const std::string& entry) {
+    const size_t space = entry.find(' ');
+    const std::string digits = entry.substr(0, space), name = entry.substr(space + 1);
+    char* const line = ombrel_alloc_digest_line(digits.c_str(), name.c_str());
+    require(line != nullptr && std::strpbrk(line, "\n\r") == nullptr);
+    ombrel_digest_entry_t again;
+    require(ombrel_parse_digest_line(line, &again) == 0);
+    require(name == again.m_name && digits == again.m_digits);
+    ombrel_free(line);
     check_shown(name.c_str());
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static char line[list_line_limit];
-    FILE* const list = size > 0 ? fmemopen(const_cast<uint8_t*>(data), size, "r") : nullptr;
-    if (list == nullptr)
-        return 0;
-    for (line_result_t result; (result = read_line(list, line)) != line_end;) {
-        require(std::memchr(line, '\0', sizeof line) != nullptr && std::strchr(line, '\n') == nullptr);
-        list_entry_t entry;
-        if (result == line_read && parse_entry(line, &entry) == 0 && entry.name[0] != '\0')
+    const entries whole = read_in_pieces(data, size, size + 1);
+    require(whole == read_in_pieces(data, size, 7));
+    for (const std::string& entry : whole)
+        if (!entry.empty())
             check_written_again(entry);
-    }
-    std::fclose(list);
     return 0;
 }

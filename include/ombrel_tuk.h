@@ -22,6 +22,8 @@
 #include <ombrel/ctx_interface.h>
 #include <ombrel/ctype.h>
 #include <ombrel/des.h>
+#include <ombrel/digest.h>
+#include <ombrel/digest_list.h>
 #include <ombrel/dl.h>
 #include <ombrel/dump.h>
 #include <ombrel/environment.h>
@@ -38,6 +40,7 @@
 #include <ombrel/framebuffer.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
+#include <ombrel/heap_report.h>
 #include <ombrel/linked_list.h>
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>

@@ -5,11 +5,11 @@
 
 #include <ombrel/base64.h>
 #include <ombrel/ctype.h>
+#include <ombrel/digest.h>
 #include <ombrel/dl.h>
 #include <ombrel/plugin.h>
 #include <ombrel/version.h>
 
-#include "command/multicall_digest.h"
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
 #include "text/number.h"
@@ -127,32 +127,28 @@ int run_cat(int argc, char** argv) {
     return for_each_input(arguments, [](const char* name) { return read_input("cat", name, put_bytes); });
 }
 
-bool print_digest(const digest_algorithm& algorithm, const char* name) {
-    digest_state state;
-    unsigned char result[longest_digest];
-    algorithm.start(state);
+bool print_digest(const ombrel_digest_algorithm_t* algorithm, const char* name) {
+    ombrel_digest_t digest;
+    ombrel_init_digest(&digest, algorithm);
     if (!read_input("digest", name, [&](const char* bytes, size_t size) {
-            algorithm.push(state, bytes, size);
+            ombrel_digest_push(&digest, bytes, size);
             return true;
         }))
         return false;
-    algorithm.finish(state, result);
-    for (size_t i = 0; i < algorithm.size; i++)
-        printf("%02x", result[i]);
-    printf("  %s\n", name);
+    printf("%s  %s\n", ombrel_digest_result(&digest, nullptr), name);
     return true;
 }
 
 int run_digest(int argc, char** argv) {
     option_walk arguments(argc, argv);
-    const digest_algorithm* algorithm = &digest_algorithms[0];
+    const ombrel_digest_algorithm_t* algorithm = ombrel_find_digest_algorithm("sha256");
     while (arguments.next()) {
         const char* const name = arguments.takes('a', "algorithm") ? arguments.value() : nullptr;
-        algorithm = name != nullptr ? find_digest_algorithm(name) : nullptr;
+        algorithm = ombrel_find_digest_algorithm(name);
         if (algorithm == nullptr)
             return refuse("digest");
     }
-    return for_each_input(arguments, [=](const char* name) { return print_digest(*algorithm, name); });
+    return for_each_input(arguments, [=](const char* name) { return print_digest(algorithm, name); });
 }
 
 int run_help(int argc, char** argv) {
@@ -257,7 +253,7 @@ constexpr ombrel_multicall_command_t own_commands[] = {
      "  -w, --wrap COLUMNS    break lines after so many characters; 0 for no breaks (default 76)\n"},
     {"cat", run_cat, "[FILE...]", "Writes files one after the other to standard output.", nullptr},
     {"digest", run_digest, "[-a ALGORITHM] [FILE...]", "Prints the digest or checksum of files.",
-     "  -a, --algorithm NAME  sha256 (default), sha1, md5, crc32 or crc64\n"},
+     "  -a, --algorithm NAME  sha256 (default), sha1, md5, crc32, crc64, crc16-ibm or crc16-ccitt\n"},
     {"get", run_get, "[-o FILE] [-H HEADER]... [-t SECONDS] [-v] URI",
      "Writes what a URI names to standard output.",
      "  -o, --output FILE     write to a file instead\n"

@@ -1,74 +1,127 @@
-#include <algorithm>
+#include <ombrel/digest.h>
+
 #include <cstring>
+#include <iterator>
 
-#include "crypto/digest_internal.h"
-#include "crypto/kernels/byte_order.h"
+#include <ombrel/crc.h>
+
 #include "text/digits.h"
-
-namespace ombrel::crypto {
-
-void push_blocks(block_kernel kernel, uint32_t* state, unsigned char (&buffer)[block_size], size_t waiting,
-                 const unsigned char* data, size_t size) {
-    if (waiting > 0) {
-        const size_t taken = std::min(size, block_size - waiting);
-        memcpy(buffer + waiting, data, taken);
-        if (waiting + taken < block_size)
-            return;
-        kernel(state, buffer, 1);
-        data += taken;
-        size -= taken;
-    }
-    kernel(state, data, size / block_size);
-    memcpy(buffer, data + size / block_size * block_size, size % block_size);
-}
 
 namespace {
 
-constexpr size_t most_words = 8;
+using state_t = decltype(ombrel_digest_t::m_state);
 
-padding pad(uint64_t message_bits) {
-    const size_t waiting = message_bits / 8 % block_size;
-    padding result{};
-    result.bytes[0] = 0x80;
-    result.size = (2 * block_size - 9 - waiting) % block_size + 9;
-    return result;
+/// A row of the table; what callers see of it comes first.
+struct row {
+    ombrel_digest_algorithm_t shown;
+    void (*start)(state_t& state);
+    void (*push)(state_t& state, const void* data, size_t size);
+    void (*finish)(state_t& state, unsigned char* result);
+};
+
+template<auto Member, auto Start, auto Push, auto Finish>
+constexpr row digest_row(const char* name, size_t size) {
+    return {{name, size},
+            [](state_t& state) { Start(&(state.*Member)); },
+            [](state_t& state, const void* data, size_t count) { Push(&(state.*Member), data, count); },
+            [](state_t& state, unsigned char* result) { Finish(&(state.*Member), result); }};
 }
 
-void hand_out(void (*store)(unsigned char*, uint32_t), const uint32_t* state, size_t words, char* text,
-              void* out) {
-    unsigned char digest[most_words * sizeof(uint32_t)];
-    for (size_t i = 0; i < words; i++)
-        store(digest + sizeof(uint32_t) * i, state[i]);
-    const size_t size = words * sizeof(uint32_t);
+template<typename Word, Word (*Continue)(int, Word, const void*, size_t)>
+constexpr row checksum_row(const char* name) {
+    return {{name, sizeof(Word)},
+            [](state_t& state) { state.m_crc = 0; },
+            [](state_t& state, const void* data, size_t size) {
+                state.m_crc = Continue(0, static_cast<Word>(state.m_crc), data, size);
+            },
+            [](state_t& state, unsigned char* result) {
+                for (size_t i = 0; i < sizeof(Word); i++)
+                    result[i] = static_cast<unsigned char>(state.m_crc >> 8 * (sizeof(Word) - 1 - i));
+            }};
+}
+
+constexpr row rows[] = {
+    digest_row<&state_t::m_sha256, ombrel_init_sha256, ombrel_sha256_push, ombrel_sha256_digest>(
+        "sha256", def_ombrel_sha256_size),
+    digest_row<&state_t::m_sha1, ombrel_init_sha1, ombrel_sha1_push, ombrel_sha1_digest>(
+        "sha1", def_ombrel_sha1_size),
+    digest_row<&state_t::m_md5, ombrel_init_md5, ombrel_md5_push, ombrel_md5_digest>("md5",
+                                                                                     def_ombrel_md5_size),
+    checksum_row<uint32_t, ombrel_crc32_ieee_802_3>("crc32"),
+    checksum_row<uint64_t, ombrel_crc64_iso>("crc64"),
+    checksum_row<uint16_t, ombrel_crc16_ibm>("crc16-ibm"),
+    checksum_row<uint16_t, ombrel_crc16_ccitt>("crc16-ccitt"),
+};
+
+template<typename Condition>
+const row* find_row(Condition holds) {
+    for (const row& each : rows)
+        if (holds(each.shown))
+            return &each;
+    return nullptr;
+}
+
+const ombrel_digest_algorithm_t* shown(const row* found) {
+    return found != nullptr ? &found->shown : nullptr;
+}
+
+/// Null for what is no algorithm of the table.
+const row* row_of(const ombrel_digest_algorithm_t* algorithm) {
+    return find_row([=](const ombrel_digest_algorithm_t& each) { return &each == algorithm; });
+}
+
+const row* row_of(const ombrel_digest_t* digest) {
+    return digest != nullptr ? row_of(digest->m_algorithm) : nullptr;
+}
+
+void write_digits(const unsigned char* bytes, size_t size, char* text) {
     for (size_t i = 0; i < size; i++)
-        text = put_hex(text, digest[i]);
+        text = ombrel::put_hex(text, bytes[i], ombrel::lower_digits);
     *text = '\0';
-    if (out != nullptr)
-        memcpy(out, digest, size);
 }
 
 } // namespace
 
-padding pad_little(uint64_t message_bits) {
-    padding result = pad(message_bits);
-    store_little(result.bytes + result.size - 8, static_cast<uint32_t>(message_bits));
-    store_little(result.bytes + result.size - 4, static_cast<uint32_t>(message_bits >> 32));
-    return result;
+const ombrel_digest_algorithm_t* ombrel_get_digest_algorithm(size_t index) {
+    return index < std::size(rows) ? &rows[index].shown : nullptr;
 }
 
-padding pad_big(uint64_t message_bits) {
-    padding result = pad(message_bits);
-    store_big(result.bytes + result.size - 8, static_cast<uint32_t>(message_bits >> 32));
-    store_big(result.bytes + result.size - 4, static_cast<uint32_t>(message_bits));
-    return result;
+const ombrel_digest_algorithm_t* ombrel_find_digest_algorithm(const char* name) {
+    if (name == nullptr)
+        return nullptr;
+    return shown(find_row([=](const auto& each) { return strcmp(each.m_name, name) == 0; }));
 }
 
-void hand_out_little(const uint32_t* state, size_t words, char* text, void* out) {
-    hand_out(store_little, state, words, text, out);
+const ombrel_digest_algorithm_t* ombrel_find_digest_algorithm_by_size(size_t size) {
+    return shown(find_row([=](const auto& each) { return each.m_size == size; }));
 }
 
-void hand_out_big(const uint32_t* state, size_t words, char* text, void* out) {
-    hand_out(store_big, state, words, text, out);
+ombrel_digest_t* ombrel_init_digest(ombrel_digest_t* digest, const ombrel_digest_algorithm_t* algorithm) {
+    if (digest == nullptr)
+        return nullptr;
+    memset(digest, 0, sizeof *digest);
+    const row* const found = row_of(algorithm);
+    if (found == nullptr)
+        return nullptr;
+    digest->m_algorithm = algorithm;
+    found->start(digest->m_state);
+    return digest;
 }
 
-} // namespace ombrel::crypto
+const void* ombrel_digest_push(ombrel_digest_t* digest, const void* data, size_t size) {
+    if (const row* const found = row_of(digest))
+        found->push(digest->m_state, data, size);
+    return data;
+}
+
+const char* ombrel_digest_result(ombrel_digest_t* digest, void* out) {
+    const row* const found = row_of(digest);
+    if (found == nullptr)
+        return nullptr;
+    unsigned char result[def_ombrel_digest_size_max];
+    found->finish(digest->m_state, result);
+    write_digits(result, found->shown.m_size, digest->m_text);
+    if (out != nullptr)
+        memcpy(out, result, found->shown.m_size);
+    return digest->m_text;
+}

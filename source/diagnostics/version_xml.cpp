@@ -2,9 +2,8 @@
 
 #include <ombrel/buffer.h>
 #include <ombrel/heap.h>
-#include <ombrel/output.h>
 
-#include "core/heap_ptr.h"
+#include "diagnostics/queued_text.h"
 
 using namespace ombrel;
 
@@ -60,29 +59,9 @@ int push_document(ombrel_buffer_t* buffer, const char* name) {
     return push_head(buffer, name) && push_application(buffer, name) ? 0 : -1;
 }
 
-int print_queued(ombrel_buffer_t* buffer) {
-    const size_t size = ombrel_get_buffer_size(buffer);
-    const heap_ptr<char> text(
-        static_cast<char*>(ombrel_alloc_tag(size + 1, "ombrel_push_version_xml", __LINE__)));
-    if (!text)
-        return -1;
-    text.get()[ombrel_pop_buffer_ex(buffer, text.get(), size, 0)] = '\0';
-    ombrel_puts(text.get());
-    return 0;
-}
-
 } // namespace
 
 int ombrel_push_version_xml(ombrel_buffer_t* buffer, const char* name) {
     const char* shown = name != nullptr ? name : ombrel_get_tuk_company();
-    if (buffer != nullptr)
-        return push_document(buffer, shown);
-    ombrel_buffer_t* own = ombrel_open_buffer_ex(0);
-    if (own == nullptr)
-        return -1;
-    int result = push_document(own, shown);
-    if (result == 0)
-        result = print_queued(own);
-    ombrel_close_buffer(own);
-    return result;
+    return push_or_print(buffer, __func__, [=](ombrel_buffer_t* to) { return push_document(to, shown); });
 }

@@ -2,6 +2,7 @@
 #include <string>
 
 #include <ombrel/dump.h>
+#include <ombrel/heap_report.h>
 #include <ombrel/output.h>
 #include <ombrel/progress.h>
 #include <ombrel/version.h>
@@ -68,26 +69,35 @@ OMBREL_FAILURES(Diagnostics, progress_bar) {
     EXPECT_TRUE(complete || (fail.hit() && (result == 42 || result == 0 || result == -1))) << result;
 }
 
-OMBREL_FAILURES(Diagnostics, version_xml_in_buffer) {
+/// A document that is pushed into a buffer or, where that is null, printed. Its last line is at its end.
+template<typename Push>
+void pushes_document(injection& fail, const char* last_line, Push push) {
     ombrel_buffer_t* buffer = ombrel_open_buffer_ex(0);
-    const int result = fail.during([buffer] { return ombrel_push_version_xml(buffer, "app"); });
+    const int result = fail.during([=] { return push(buffer); });
     std::string text(ombrel_get_buffer_size(buffer), '\0');
     ombrel_pop_buffer_ex(buffer, text.data(), text.size(), 0);
     ombrel_close_buffer(buffer);
-    const bool complete = text.find("</application>\n<!-- end of version.xml -->\n") != std::string::npos;
-    EXPECT_EQ(complete, result == 0);
-    EXPECT_TRUE(complete || fail.hit());
-}
-
-OMBREL_FAILURES(Diagnostics, version_xml_printed) {
+    EXPECT_EQ(text.find(last_line) != std::string::npos, result == 0);
+    EXPECT_TRUE(result == 0 || fail.hit());
     const collector texts;
-    const int result = fail.during([] { return ombrel_push_version_xml(nullptr, nullptr); });
-    if (result == 0) {
-        EXPECT_NE(std::string::npos, printed.find("</application>\n<!-- end of version.xml -->\n"));
+    if (fail.during([=] { return push(nullptr); }) == 0) {
+        EXPECT_NE(std::string::npos, printed.find(last_line));
     } else {
         EXPECT_TRUE(fail.hit());
         EXPECT_EQ("", printed) << "no half documents";
     }
+}
+
+OMBREL_FAILURES(Diagnostics, version_xml) {
+    pushes_document(fail, "</application>\n<!-- end of version.xml -->\n",
+                    [](ombrel_buffer_t* buffer) { return ombrel_push_version_xml(buffer, "app"); });
+}
+
+OMBREL_FAILURES(Diagnostics, heap_report) {
+    // The smallest of all sites.
+    void* const block = ombrel_alloc_tag(4, "~last", 1);
+    pushes_document(fail, " blocks  ~last:1\n", ombrel_push_heap_report);
+    ombrel_free(block);
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 // The digests: contexts on the heap, and the buffer that files are read through.
+#include <ombrel/digest_list.h>
+
 #include "alloc_failure/injection.h"
 #include "crypto/digest_family.h"
 
@@ -28,6 +30,13 @@ OMBREL_FAILURES(Digest, contexts) {
     opens<md5>(fail);
     opens<sha1>(fail);
     opens<sha256>(fail);
+}
+
+OMBREL_FAILURES(Digest, lists) {
+    null_when_hit(fail, ombrel_close_digest_list, [] {
+        return ombrel_open_digest_list([](const ombrel_digest_entry_t*, void*) { return 0; }, nullptr);
+    });
+    text_or_null(fail, "\\ab  a\\nb", [] { return ombrel_alloc_digest_line("ab", "a\nb"); });
 }
 
 OMBREL_FAILURES(Digest, files) {

@@ -9,6 +9,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <ombrel/digest.h>
+#include <ombrel/string.h>
+
 #include "crypto/digest_family.h"
 #include "crypto/kernels/kernels.h"
 #include "platform/processor.h"
@@ -68,6 +71,57 @@ std::string hex(const unsigned char* bytes, size_t size) {
         text += digits;
     }
     return text;
+}
+
+// All algorithms by their names, over messages in two pieces.
+TEST(digest_by_name, gives_what_each_algorithm_gives) {
+    const struct {
+        const char* name;
+        const char* result; // of "123456789"
+    } rows[] = {{"sha256", "15e2b0d3c33891ebb0f1ef609ec419420c20e320ce94c65fbc8c3312448eb225"},
+                {"sha1", "f7c3bc1d808e04732adf679965ccc34ca7ae3441"},
+                {"md5", "25f9e794323b453885f5181f1b624d0b"},
+                {"crc32", "cbf43926"},
+                {"crc64", "b90956c775a41001"},
+                {"crc16-ibm", "bb3d"},
+                {"crc16-ccitt", "2189"}};
+    for (size_t i = 0; i < std::size(rows); i++) {
+        const ombrel_digest_algorithm_t* const algorithm = ombrel_get_digest_algorithm(i);
+        ASSERT_NE(algorithm, nullptr);
+        EXPECT_STREQ(algorithm->m_name, rows[i].name);
+        EXPECT_EQ(algorithm->m_size * 2, strlen(rows[i].result));
+        EXPECT_EQ(ombrel_find_digest_algorithm(rows[i].name), algorithm);
+        EXPECT_EQ(ombrel_find_digest_algorithm_by_size(algorithm->m_size),
+                  ombrel_get_digest_algorithm(std::min<size_t>(i, 5)));
+        ombrel_digest_t made;
+        memset(&made, 0xff, sizeof made);
+        EXPECT_EQ(ombrel_init_digest(&made, algorithm), &made);
+        EXPECT_STREQ(static_cast<const char*>(ombrel_digest_push(&made, "1234", 4)), "1234");
+        ombrel_digest_push(&made, "56789", 5);
+        unsigned char bytes[def_ombrel_digest_size_max + 1];
+        memset(bytes, 0x5a, sizeof bytes);
+        EXPECT_STREQ(ombrel_digest_result(&made, bytes), rows[i].result);
+        std::string text = hex(bytes, algorithm->m_size);
+        EXPECT_EQ(ombrel_strcasecmp(text.c_str(), rows[i].result), 0);
+        EXPECT_EQ(bytes[algorithm->m_size], 0x5a);
+    }
+    EXPECT_EQ(ombrel_get_digest_algorithm(std::size(rows)), nullptr);
+}
+
+TEST(digest_by_name, refuses_what_it_does_not_know) {
+    for (const char* name : {"SHA256", "crc", "", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(ombrel_find_digest_algorithm(name), nullptr);
+    EXPECT_EQ(ombrel_find_digest_algorithm_by_size(0), nullptr);
+    const ombrel_digest_algorithm_t foreign = {"sha256", 32};
+    ombrel_digest_t made;
+    for (const ombrel_digest_algorithm_t* algorithm : {&foreign, static_cast<decltype(&foreign)>(nullptr)}) {
+        memset(&made, 0xff, sizeof made);
+        EXPECT_EQ(ombrel_init_digest(&made, algorithm), nullptr);
+        EXPECT_EQ(ombrel_digest_push(&made, &foreign, 1), &foreign);
+        EXPECT_EQ(ombrel_digest_result(&made, nullptr), nullptr);
+    }
+    EXPECT_EQ(ombrel_init_digest(nullptr, ombrel_get_digest_algorithm(0)), nullptr);
+    EXPECT_EQ(ombrel_digest_result(nullptr, nullptr), nullptr);
 }
 
 template<typename Family>

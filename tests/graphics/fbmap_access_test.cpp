@@ -64,9 +64,12 @@ TEST_F(fbmap_access, getters_read_their_own_field) {
     EXPECT_EQ(ombrel_fbmap_get_map(&of.window, &size), of.window.m_map);
     EXPECT_EQ(size, 90u);
     const std::pair<uint32_t (*)(ombrel_fbmap_t*), uint32_t> words[] = {
-        {ombrel_fbmap_get_map_size, 90},       {ombrel_fbmap_get_color_interface, world::rgb565},
-        {ombrel_fbmap_get_bits_per_pixel, 16}, {ombrel_fbmap_get_line_length, 18},
-        {ombrel_fbmap_get_resx, 9},            {ombrel_fbmap_get_resy, 5}};
+        {ombrel_fbmap_get_map_size, 90},
+        {ombrel_fbmap_get_color_interface, world::rgb565},
+        {ombrel_fbmap_get_bits_per_pixel, 16},
+        {ombrel_fbmap_get_line_length, 18},
+        {ombrel_fbmap_get_resx, 9},
+        {ombrel_fbmap_get_resy, 5}};
     for (const auto& [get, expected] : words)
         EXPECT_EQ(get(&of.window), expected);
     EXPECT_EQ(ombrel_fbmap_get_x(&of.window), 2);
@@ -83,8 +86,11 @@ struct setter {
 };
 
 #define SETTER(name, expectation, ...)                                                                       \
-    {#name, [](ombrel_fbmap_t* map) { return ombrel_fbmap_##name(map, __VA_ARGS__); },                       \
-     [](ombrel_fbmap_t& map) { expectation; }}
+    {                                                                                                        \
+#name, [](ombrel_fbmap_t *                                                                           \
+                  map) { return ombrel_fbmap_##name(map, __VA_ARGS__); }, [](ombrel_fbmap_t &                \
+                                                                             map) { expectation; }           \
+    }
 #define SWITCH(name, on, off)                                                                                \
     SETTER(name, change_flags(map, on, off), 7), SETTER(name, change_flags(map, off, on), 0)
 
@@ -109,7 +115,8 @@ const setter setters[] = {
     SETTER(set_brush_fcolor, map.m_brush_fcolor = 1, 1),
     SETTER(set_brush_bcolor, map.m_brush_bcolor = 2, 2),
     SETTER(set_brush_ocolor, map.m_brush_ocolor = 3, 3),
-    SETTER(set_brush_color, (map.m_brush_fcolor = 4, map.m_brush_bcolor = 5, map.m_brush_ocolor = 6), 4, 5, 6),
+    SETTER(set_brush_color, (map.m_brush_fcolor = 4, map.m_brush_bcolor = 5, map.m_brush_ocolor = 6), 4, 5,
+           6),
     SETTER(set_brush_x_scale, (map.m_brush_x_scale = {7, 8}), 7, 8),
     SETTER(set_brush_y_scale, (map.m_brush_y_scale = {9, 10}), 9, 10),
     SETTER(set_brush_xy_scale, (map.m_brush_x_scale = {1, 2}, map.m_brush_y_scale = {3, 4}), 1, 2, 3, 4),
@@ -146,10 +153,12 @@ struct locked_call {
 };
 
 #define LOCKED(name, ...)                                                                                    \
-    {#name, [](world& of) { return static_cast<int>(ombrel_##name(&of.window __VA_OPT__(, ) __VA_ARGS__)); },  \
+    {                                                                                                        \
+#name, [](world& of) { return static_cast<int>(ombrel_##name(&of.window __VA_OPT__(, ) __VA_ARGS__)); },  \
      [](world& of) {                                                                                         \
          return static_cast<int>(__ombrel_##name##_internal(&of.window __VA_OPT__(, ) __VA_ARGS__));           \
-     }}
+     }  \
+    }
 
 constexpr uint32_t plain = def_ombrel_fbmap_plain;
 

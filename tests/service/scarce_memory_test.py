@@ -93,7 +93,7 @@ class Service(unittest.TestCase):
         elif path == "/version.xml":
             xml.dom.minidom.parseString(answer)
         elif path == "/heap":
-            self.assertRegex(answer.decode(), r"\A\d+ live blocks, \d+ bytes, peak \d+\n( *\d+  \S+:\d+\n)*\Z")
+            self.assertRegex(answer.decode(), r"\A\d+ live blocks, \d+ bytes, peak \d+\n( *\d+ bytes in +\d+ blocks  \S+:\d+\n)*\Z")
         elif path == "/echo":
             self.assertEqual(answer, sent)
         elif path.startswith("/lookup"):

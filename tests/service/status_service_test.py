@@ -129,7 +129,7 @@ class Pages(unittest.TestCase):
         self.assertEqual(document.documentElement.tagName, "application")
         lines = self.service.curl("/heap").decode().splitlines()
         self.assertRegex(lines[0], r"^\d+ live blocks, \d+ bytes, peak \d+$")
-        self.assertRegex(lines[1], r"^ *\d+  \w+:\d+$")
+        self.assertRegex(lines[1], r"^ *\d+ bytes in +\d+ blocks  \w+:\d+$")
 
     def test_head_has_no_body(self):
         answer = self.service.raw(request("/heap", "Connection: close", method="HEAD"))

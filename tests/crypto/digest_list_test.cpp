@@ -1,0 +1,86 @@
+#include <ombrel/digest_list.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "support/heap_balance.h"
+
+namespace {
+
+using digest_list = ombrel_test::balanced_test;
+using lines = std::vector<std::string>;
+
+constexpr size_t longest = def_ombrel_digest_list_line_max;
+
+int take(const ombrel_digest_entry_t* entry, void* context) {
+    static_cast<lines*>(context)->push_back(
+        entry != nullptr ? std::string(entry->m_digits, entry->m_digit_count) + "|" + entry->m_name : "?");
+    return entry != nullptr && std::string(entry->m_name) == "stop" ? 42 : 0;
+}
+
+lines read(const std::string& text, size_t piece) {
+    lines found;
+    ombrel_digest_list_t* const list = ombrel_open_digest_list(take, &found);
+    for (size_t at = 0; at < text.size(); at += piece)
+        EXPECT_EQ(ombrel_push_digest_list(list, text.data() + at, std::min(piece, text.size() - at)), 0);
+    EXPECT_EQ(ombrel_push_digest_list(list, nullptr, 0), 0);
+    EXPECT_EQ(ombrel_close_digest_list(list), 0);
+    return found;
+}
+
+TEST_F(digest_list, lines_are_taken_apart_in_pieces_of_any_size) {
+    const std::string name(longest - 3, 'n');
+    const std::pair<std::string, lines> cases[] = {
+        {"", {}},
+        {"ab  x\nAB *y\r\n09  z", {"ab|x", "AB|y", "09|z"}},
+        {"# ab  x\n#\r\n#" + name + name + "\nab  x\n", {"ab|x"}},
+        {"\n \nab x\nab\tx\nab  \nab *\n  x\nxy  z\nab\n", {"?", "?", "?", "?", "?", "?", "?", "?", "?"}},
+        {"ab   x \r\r\n", {"ab| x \r"}},
+        {"\\ab  a\\\\b\\nc\\rd\\\\\nab  a\\nb\n", {"ab|a\\b\nc\rd\\", "ab|a\\nb"}},
+        {"\\ab  x\\\n\\ab  \\t\n\\\n", {"?", "?", "?"}},
+        {std::string("ab  x\0y\nab  z", 13), {"?", "ab|z"}},
+        // The second line fits.
+        {"a  " + name + "\rx\na  " + name + "\r\na  " + name + "x\r\na  " + name + name + "\na  " + name,
+         {"?", "a|" + name, "?", "?", "a|" + name}},
+    };
+    for (const auto& [text, expected] : cases)
+        for (const size_t piece : {size_t{1}, size_t{5}, text.size() + 1})
+            EXPECT_EQ(read(text, piece), expected) << text.substr(0, 80);
+}
+
+TEST_F(digest_list, a_handler_ends_the_push) {
+    lines found;
+    ombrel_digest_list_t* const list = ombrel_open_digest_list(take, &found);
+    EXPECT_EQ(ombrel_push_digest_list(list, "ab  stop\ncd  x\n", 15), 42);
+    EXPECT_EQ(ombrel_push_digest_list(list, "ef  y\nunended", 13), 0);
+    EXPECT_EQ(ombrel_close_digest_list(list), 0);
+    EXPECT_EQ(found, (lines{"ab|stop", "ef|y"}));
+    EXPECT_EQ(ombrel_open_digest_list(nullptr, nullptr), nullptr);
+    EXPECT_EQ(ombrel_push_digest_list(nullptr, "x", 1), -1);
+    EXPECT_EQ(ombrel_close_digest_list(nullptr), 0);
+    ombrel_digest_entry_t entry;
+    char line[] = "# ab  x";
+    EXPECT_EQ(ombrel_parse_digest_line(line, &entry), -1);
+    EXPECT_EQ(ombrel_parse_digest_line(line, nullptr), -1);
+    EXPECT_EQ(ombrel_parse_digest_line(nullptr, &entry), -1);
+}
+
+TEST_F(digest_list, lines_are_written_with_the_escapes_that_they_need) {
+    const struct {
+        const char *digits, *name, *line;
+    } cases[] = {{"ab", "name", "ab  name"},
+                 {"AB01", " a b*", "AB01   a b*"},
+                 {"ab", "a\\b\nc\r", "\\ab  a\\\\b\\nc\\r"},
+                 {"", "name", nullptr},
+                 {"ab", "", nullptr},
+                 {nullptr, "name", nullptr},
+                 {"ab", nullptr, nullptr}};
+    for (const auto& c : cases) {
+        char* const line = ombrel_alloc_digest_line(c.digits, c.name);
+        EXPECT_STREQ(line, c.line);
+        ombrel_check_free(line);
+    }
+}
+
+} // namespace
