@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <ombrel/bitmap.h>
+#include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_draw.h>
 
