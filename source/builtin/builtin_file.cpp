@@ -28,7 +28,7 @@ int descriptor_of(builtin_ctx& ctx) {
 }
 
 file_access access_of(unsigned mode) {
-    file_access access{};
+    file_access access;
     access.read = (mode & mode_read) != 0;
     access.write = (mode & mode_write) != 0;
     access.append = (mode & mode_append) != 0;
@@ -141,14 +141,15 @@ int read(builtin_ctx& ctx, void* buffer, size_t size) {
     const file_state& state = state_of<file_state>(ctx);
     // What may block is asked in a way that never does, unless it may take as long as it likes.
     const bool is_limited = !state.is_regular && ctx.timeout >= 0;
-    return read_some(ctx, state.descriptor, is_limited ? platform::read_at_once : read_now, buffer, size);
+    return read_some(ctx, state.descriptor, is_limited ? platform::read_at_once : platform::read_descriptor,
+                     buffer, size);
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
     const file_state& state = state_of<file_state>(ctx);
-    const write_attempt attempt = state.is_regular   ? write_file_now
+    const write_attempt attempt = state.is_regular   ? platform::write_file
                                   : ctx.timeout >= 0 ? platform::write_at_once
-                                                     : write_now;
+                                                     : platform::write_descriptor;
     return write_all(ctx, state.descriptor, attempt, data, size);
 }
 

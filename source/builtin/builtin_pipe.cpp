@@ -7,7 +7,7 @@
 
 #include <ombrel/builtin_stream.h>
 #include <ombrel/heap.h>
-#include <ombrel/socket.h>
+
 #include <ombrel/string.h>
 
 #include "builtin/argument_words.h"
@@ -108,7 +108,7 @@ int open(builtin_ctx& ctx) {
     state.close_timeout = option_number(ctx, "close_timeout", close_timeout_ms);
     for (const int end : {state.input, state.output}) {
         if (end >= 0)
-            ombrel_set_non_block_socket(end, 1);
+            platform::set_descriptor_blocking(end, false);
     }
     if (reads && writes && option_text(ctx, "timeout") == nullptr)
         ctx.timeout = two_way_timeout_ms;
@@ -152,7 +152,7 @@ int is_readable(builtin_ctx& ctx, int timeout_ms) {
 
 int read(builtin_ctx& ctx, void* buffer, size_t size) {
     const int end = need_end(ctx, state_of<pipe_state>(ctx).output);
-    return end >= 0 ? read_some(ctx, end, read_now, buffer, size) : -1;
+    return end >= 0 ? read_some(ctx, end, platform::read_descriptor, buffer, size) : -1;
 }
 
 int is_writable(builtin_ctx& ctx, int timeout_ms) {
@@ -162,7 +162,7 @@ int is_writable(builtin_ctx& ctx, int timeout_ms) {
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
     const int end = need_end(ctx, state_of<pipe_state>(ctx).input);
-    return end >= 0 ? write_all(ctx, end, write_now, data, size) : -1;
+    return end >= 0 ? write_all(ctx, end, platform::write_descriptor, data, size) : -1;
 }
 
 int sync(builtin_ctx&) {

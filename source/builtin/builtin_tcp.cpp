@@ -1,14 +1,13 @@
 // Streams over TCP: a client, or a server of one peer.
 #include "builtin/builtin_kind.h"
 
-#include <cerrno>
-
 #include <ombrel/builtin_stream.h>
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
 #include "builtin/descriptor_stream.h"
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "network/endpoint.h"
 #include "platform/file.h"
 
@@ -50,13 +49,13 @@ int connect(builtin_ctx& ctx) {
     if (!is_given(ctx.uri->m_host) || ctx.uri->m_port <= 0 || !is_own_address(option_text(ctx, "interface")))
         return fail(ctx, def_ombrel_ctx_error_syntax);
     constexpr int any_family = 0, any_port = 0;
-    // A resolver that knows no such host leaves no error number.
-    errno = 0;
+    // A resolver that knows no such host leaves no fault.
+    leave_fault({});
     state_of<tcp_state>(ctx).socket = ombrel_open_connect_socket_ex(
         any_family, option_text(ctx, "interface"), any_port, ctx.uri->m_host, ctx.uri->m_port, ctx.timeout);
     if (has_peer(state_of<tcp_state>(ctx)))
         return 0;
-    return errno == 0 ? fail(ctx, def_ombrel_ctx_error_not_found) : fail_by_system(ctx);
+    return last_fault() ? fail_by_system(ctx) : fail(ctx, def_ombrel_ctx_error_not_found);
 }
 
 int open(builtin_ctx& ctx) {
@@ -76,8 +75,7 @@ int accept_waiting(builtin_ctx& ctx, tcp_state& state) {
     constexpr int leave_waiting = -1;
     const int peer = ombrel_accept(state.listener, nullptr, nullptr, leave_waiting);
     if (peer == none) {
-        const bool has_gone =
-            errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ECONNABORTED;
+        const bool has_gone = failed_for_now(peer) || failed_by(peer, fault_code::aborted);
         return has_gone ? 0 : fail_by_system(ctx);
     }
     // Some systems hand this property of the listener down.

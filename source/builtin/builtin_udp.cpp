@@ -2,7 +2,6 @@
 #include "builtin/builtin_kind.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstring>
 
@@ -18,6 +17,7 @@
 
 #include "builtin/descriptor_stream.h"
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "network/endpoint.h"
 #include "network/socket_guard.h"
 #include "platform/multicast.h"
@@ -245,7 +245,7 @@ int receive_datagram(builtin_ctx& ctx, void* buffer, size_t size) {
         const int result = platform::receive_at_once(s, buffer, size, nullptr, nullptr);
         if (result > 0)
             return result;
-        if (result == -1 && errno != EINTR)
+        if (result == -1 && !failed_for_now(result))
             return fail_by_system(ctx);
         const int left = limit.left();
         const int ready = wait_for_datagram(ctx, s, left);

@@ -1,32 +1,21 @@
 #include "builtin/descriptor_stream.h"
 
-#include <cerrno>
-
 #include <ombrel/address.h>
 #include <ombrel/builtin_stream.h>
 #include <ombrel/socket.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "network/endpoint.h"
-#include "platform/file.h"
 
 namespace ombrel::builtin {
 
-using platform::transfer_would_block;
-
 namespace {
-
-int attempt_result(ptrdiff_t result) {
-    if (result >= 0)
-        return static_cast<int>(result);
-    const bool would_block = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-    return would_block ? platform::transfer_would_block : platform::transfer_failed;
-}
 
 /// After an attempt that moved nothing: waits for the descriptor within the stream's limit, or leaves the
 /// error.
 bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int result) {
-    if (result != transfer_would_block) {
+    if (!failed_for_now(result)) {
         fail_by_system(ctx);
         return false;
     }
@@ -45,21 +34,9 @@ int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, i
         const int ready = platform::poll_descriptors(&request, 1, limit.left());
         if (ready >= 0)
             return ready;
-        if (errno != EINTR)
+        if (!failed_by(ready, fault_code::interrupted))
             return fail_by_system(ctx);
     }
-}
-
-int read_now(int descriptor, void* buffer, size_t size) {
-    return attempt_result(platform::read_descriptor(descriptor, buffer, size));
-}
-
-int write_now(int descriptor, const void* data, size_t size) {
-    return attempt_result(platform::write_descriptor(descriptor, data, size));
-}
-
-int write_file_now(int descriptor, const void* data, size_t size) {
-    return attempt_result(platform::write_file(descriptor, data, size));
 }
 
 int read_some(const builtin_ctx& ctx, int descriptor, read_attempt attempt, void* buffer, size_t size) {

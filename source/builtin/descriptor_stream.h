@@ -10,16 +10,9 @@ namespace ombrel::builtin {
 /// with the error set.
 int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int timeout_ms);
 
-/// One attempt: bytes, 0 at the end, platform::transfer_failed with errno, or transfer_would_block.
+/// One attempt, a call of the seam: bytes, 0 at the end, or -1 with the fault.
 using read_attempt = int (*)(int descriptor, void* buffer, size_t size);
 using write_attempt = int (*)(int descriptor, const void* data, size_t size);
-
-/// The plain calls for any descriptor, which wait unless the descriptor is non-blocking.
-int read_now(int descriptor, void* buffer, size_t size);
-int write_now(int descriptor, const void* data, size_t size);
-
-/// write_now() for what is no pipe, whose signal need not be kept away.
-int write_file_now(int descriptor, const void* data, size_t size);
 
 /// What there is; waits for the first byte no longer than the stream lets a call wait.
 int read_some(const builtin_ctx& ctx, int descriptor, read_attempt attempt, void* buffer, size_t size);

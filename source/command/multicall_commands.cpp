@@ -85,7 +85,7 @@ unsigned count_group(unsigned count, const char* bytes, size_t size) {
 int convert_base64(const base64_options& options, const char* name) {
     const base64_closer coder{ombrel_open_base64()};
     if (coder.coder == nullptr) {
-        complain("base64", name, strerror(ENOMEM));
+        complain("base64", name, fault_text(fault_code::no_memory));
         return def_ombrel_multicall_exit_failed;
     }
     coder.coder->m_line_width = options.columns;

@@ -1,10 +1,9 @@
 #include <ombrel/pipe.h>
 
 #include "platform/file.h"
+#include "platform/poll.h"
 
 using namespace ombrel;
-
-static_assert(def_ombrel_pipe_timeout == platform::read_timed_out);
 
 int ombrel_pipe(int ends[2]) {
     if (ends == nullptr)
@@ -18,7 +17,11 @@ int ombrel_pipe(int ends[2]) {
 int ombrel_pipe_read(int fd, void* buffer, size_t size, int timeout_msec) {
     if (fd < 0 || buffer == nullptr)
         return -1;
-    return platform::read_within(fd, buffer, size, timeout_msec);
+    platform::poll_request request{fd, platform::readiness::read, false};
+    const int ready = platform::poll_descriptors(&request, 1, timeout_msec);
+    if (ready <= 0)
+        return ready == 0 ? def_ombrel_pipe_timeout : -1;
+    return platform::read_descriptor(fd, buffer, size);
 }
 
 int ombrel_pipe_write(int fd, const void* data, size_t size) {

@@ -6,6 +6,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
+#include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "event/event_guard.h"
 #include "platform/file.h"
@@ -32,7 +33,7 @@ uint32_t receive_input(ombrel_event_t& event) {
     for (size_t room = room_for_input(event); room > 0;) {
         const size_t wanted = std::min(room, sizeof part);
         const int received = platform::read_at_once(event.m_fd, part, wanted);
-        if (received == platform::transfer_would_block)
+        if (failed_by(received, fault_code::would_block))
             break;
         const size_t size = received > 0 ? static_cast<size_t>(received) : 0;
         result |= def_ombrel_event_read;
@@ -54,12 +55,12 @@ uint32_t send_output(ombrel_event_t& event) {
         if (size == 0)
             break;
         const int taken = platform::write_at_once(event.m_fd, part, size);
-        if (taken == platform::transfer_failed) {
+        if (failed_by(taken, fault_code::would_block))
+            return sent != 0 ? def_ombrel_event_write : 0;
+        if (taken == -1) {
             event.m_state |= state_output_ended;
             return def_ombrel_event_write | def_ombrel_event_exception;
         }
-        if (taken == platform::transfer_would_block)
-            return sent != 0 ? def_ombrel_event_write : 0;
         ombrel_pop_buffer_ex(event.m_output_buffer, nullptr, static_cast<size_t>(taken), 0);
         sent += static_cast<size_t>(taken);
         if (static_cast<size_t>(taken) < size)

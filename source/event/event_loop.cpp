@@ -7,6 +7,7 @@
 #include <ombrel/time.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "event/event_internal.h"
 #include "platform/socket.h"
 
@@ -35,6 +36,7 @@ int wait_for_readiness(ombrel_event_base_t& base, uint32_t loop_flags) {
     base.m_wait_until = next_expiry(base);
     leave_base(base, wait != 0);
     const int count = base.m_descriptors.wait(wait);
+    const fault_keeper why;
     enter_base(base);
     base.m_sleeping = false;
     return count;
@@ -236,7 +238,7 @@ loop_end iterate(ombrel_event_base_t& base, uint32_t loop_flags) {
             return loop_end::ended;
         }
         int count = wait_for_readiness(base, loop_flags);
-        if (count == platform::wait_interrupted) {
+        if (failed_by(count, fault_code::interrupted)) {
             // Only a signal that some event of this base waits for lets the loop go on.
             if (!base.m_signal_news.load())
                 return loop_end::interrupted;

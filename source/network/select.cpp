@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
+
 #include <cstring>
 
 #include <ombrel/heap.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "platform/poll.h"
 
@@ -200,7 +201,7 @@ int wait_again(poll_request* requests, size_t count, int timeout_ms) {
     int result = -1;
     for (int calls = 0; calls < most_calls; calls++) {
         result = platform::poll_descriptors(requests, count, limit.left());
-        if (result >= 0 || errno != EINTR || limit.passed())
+        if (!failed_by(result, fault_code::interrupted) || limit.passed())
             break;
     }
     return result;
@@ -212,7 +213,7 @@ int ombrel_single_select(int s, int flags, int timeout_ms) {
     if (s == -1)
         return platform::poll_descriptors(nullptr, 0, timeout_ms);
     if (s < 0) {
-        errno = EBADF;
+        leave_fault(fault_code::bad_descriptor);
         return -1;
     }
     poll_request asked[std::size(kinds)];

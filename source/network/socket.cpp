@@ -1,12 +1,11 @@
 #include <ombrel/socket.h>
 
-#include <cerrno>
-
 #include <ombrel/address.h>
 #include <ombrel/select.h>
 #include <ombrel/short_lock.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "core/short_lock_guard.h"
 #include "platform/socket.h"
 
@@ -17,7 +16,6 @@ namespace {
 /// One attempt that does not wait must not end while another relies on it.
 ombrel_short_lock_t accept_lock;
 
-/// `platform::would_wait` when nobody waits to be accepted.
 int accept_at_once(int s, sockaddr* address, int* size) {
     const short_lock_guard guard(accept_lock);
     return platform::accept_at_once(s, address, size);
@@ -28,7 +26,7 @@ int accept_within(int s, sockaddr* address, int* size, int timeout_ms) {
     const deadline limit(timeout_ms);
     while (ombrel_single_select(s, def_ombrel_select_read, limit.left()) > 0) {
         const int accepted = accept_at_once(s, address, size);
-        if (accepted != platform::would_wait)
+        if (!failed_by(accepted, fault_code::would_block))
             return accepted;
         if (limit.passed())
             return -1;
@@ -41,11 +39,11 @@ int accept_within(int s, sockaddr* address, int* size, int timeout_ms) {
 int accept_without_limit(int s, sockaddr* address, int* size) {
     for (;;) {
         const int accepted = platform::accept_socket(s, address, size);
-        if (accepted != -1 || (errno != EAGAIN && errno != EWOULDBLOCK))
+        if (!failed_by(accepted, fault_code::would_block))
             return accepted;
         const short_lock_guard guard(accept_lock);
         if (!platform::is_blocking(s)) {
-            errno = EAGAIN;
+            leave_fault(fault_code::would_block);
             return -1;
         }
     }
@@ -91,8 +89,10 @@ int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int timeout_ms
 }
 
 int ombrel_accept_now(int s, struct sockaddr* addr, int* size_in_out) {
-    static_assert(def_ombrel_socket_would_block == platform::would_wait);
-    return s == def_ombrel_invalid_socket ? -1 : accept_at_once(s, addr, size_in_out);
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    const int accepted = accept_at_once(s, addr, size_in_out);
+    return failed_by(accepted, fault_code::would_block) ? def_ombrel_socket_would_block : accepted;
 }
 
 int ombrel_getsockname(int s, struct sockaddr* addr, int* size_in_out) {

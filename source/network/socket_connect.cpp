@@ -1,11 +1,10 @@
 #include <ombrel/socket.h>
 
-#include <cerrno>
-
 #include <ombrel/assert.h>
 #include <ombrel/network.h>
 #include <ombrel/select.h>
 
+#include "core/fault.h"
 #include "network/endpoint.h"
 #include "network/socket_guard.h"
 #include "platform/socket.h"
@@ -23,9 +22,8 @@ connect_state begin_connect(int s, const sockaddr* address, int size, bool limit
         platform::set_non_blocking(s, true);
     const connect_state state = platform::connect_socket(s, address, ombrel_sockaddr_size(address, size));
     if (limited) {
-        const int error = errno;
+        const fault_keeper why;
         platform::set_non_blocking(s, false);
-        errno = error;
     }
     return state;
 }
@@ -39,7 +37,7 @@ int finish_connect(int s, int timeout_ms) {
     if (platform::get_option(s, platform::socket_option::pending_error, error) != 0)
         return -1;
     if (error != 0)
-        errno = error;
+        leave_fault(platform::fault_of(error));
     return error == 0 ? 0 : -1;
 }
 

@@ -1,7 +1,7 @@
 #include <ombrel/socket.h>
 
 #include <algorithm>
-#include <cerrno>
+
 #include <climits>
 #include <cstdarg>
 #include <cstring>
@@ -11,6 +11,7 @@
 #include <ombrel/short_lock.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "platform/socket.h"
 
@@ -34,7 +35,7 @@ int wait_and_receive(int s, void* buffer, size_t size, sender from, int timeout_
         if (ready <= 0)
             return ready == 0 ? def_ombrel_recv_timeout : -1;
         const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
-        if (result != platform::would_wait)
+        if (!failed_by(result, fault_code::would_block))
             return result;
         if (limit.passed())
             return def_ombrel_recv_timeout;
@@ -49,7 +50,7 @@ int receive_within(int s, void* buffer, size_t size, sender from, int timeout_ms
     if (size > 0) {
         const int result = platform::receive_at_once(s, buffer, size, from.address, from.size);
         // A listening socket waits like one that has nothing.
-        if (result != platform::would_wait && !(result == -1 && errno == ENOTCONN))
+        if (!failed_by(result, fault_code::would_block) && !failed_by(result, fault_code::not_connected))
             return result;
     }
     return wait_and_receive(s, buffer, size, from, timeout_ms);
@@ -67,15 +68,19 @@ int send_pieces(int s, const char* data, size_t size, const sockaddr* to, int to
             return sent > 0 || ready == 0 ? sent : -1;
         const int result =
             platform::send_at_once(s, data + sent, static_cast<size_t>(wanted - sent), to, to_size);
-        if (result == 0 || result == -1)
-            return sent > 0 ? sent : result;
-        if (result == platform::would_wait)
+        if (failed_by(result, fault_code::would_block))
             ombrel_load_balance_short();
+        else if (result <= 0)
+            return sent > 0 ? sent : result;
         else if ((sent += result) == wanted)
             return sent;
         if (limit.passed())
             return sent;
     }
+}
+
+int attempt_result(int result) {
+    return failed_by(result, fault_code::would_block) ? def_ombrel_socket_would_block : result;
 }
 
 int send_within(int s, const void* data, size_t size, const sockaddr* to, int to_size, int timeout_ms) {
@@ -136,8 +141,9 @@ int ombrel_recv_now(int s, void* buf, size_t size) {
 }
 
 int ombrel_recvfrom_now(int s, void* buf, size_t size, struct sockaddr* from, int* from_size) {
-    static_assert(def_ombrel_socket_would_block == platform::would_wait);
-    return s == def_ombrel_invalid_socket ? -1 : platform::receive_at_once(s, buf, size, from, from_size);
+    if (s == def_ombrel_invalid_socket)
+        return -1;
+    return attempt_result(platform::receive_at_once(s, buf, size, from, from_size));
 }
 
 int ombrel_send_now(int s, const void* buf, size_t size) {
@@ -147,7 +153,7 @@ int ombrel_send_now(int s, const void* buf, size_t size) {
 int ombrel_sendto_now(int s, const void* buf, size_t size, const struct sockaddr* to, int to_size) {
     if (s == def_ombrel_invalid_socket)
         return -1;
-    return platform::send_at_once(s, buf, size, to, ombrel_sockaddr_size(to, to_size));
+    return attempt_result(platform::send_at_once(s, buf, size, to, ombrel_sockaddr_size(to, to_size)));
 }
 
 int ombrel_recv_fill(int s, void* buf, size_t size, int timeout_ms) {

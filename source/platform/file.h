@@ -1,5 +1,4 @@
-// Files, pipes and other descriptors that are read and written. Failures leave the platform's error number in
-// errno.
+// Files, pipes and other descriptors that are read and written. What fails leaves its fault (fault.h).
 #pragma once
 
 #include <cstddef>
@@ -8,11 +7,11 @@
 namespace ombrel::platform {
 
 struct file_access {
-    bool read, write;
-    bool append; ///< every write goes to the end
-    bool create; ///< makes a file that is not there, readable and writable for all whom the user's mask lets
-    bool exclusive; ///< with `create`: refuses a file that is there
-    bool truncate;
+    bool read = false, write = false;
+    bool append = false;    ///< every write goes to the end
+    bool create = false;    ///< makes a file that is not there, open to all whom the user's mask lets
+    bool exclusive = false; ///< with `create`: refuses a file that is there
+    bool truncate = false;
 };
 
 /// A descriptor that child processes do not inherit, or -1; directories are refused. A named pipe waits for
@@ -30,30 +29,26 @@ int duplicate_descriptor(int descriptor);
 /// Of files and pipes; sockets have a call of their own.
 void close_descriptor(int descriptor);
 
+/// Whether reads and writes of a pipe's end wait.
+void set_descriptor_blocking(int descriptor, bool on);
+
+// One call moves no more than an int can count.
+
 /// Bytes read, 0 at the end, -1 on an error; an interrupted read is taken up again.
-ptrdiff_t read_descriptor(int descriptor, void* buffer, size_t size);
-
-inline constexpr int read_timed_out = -2;
-
-/// Bytes read, 0 at the end, -1 on an error, an interruption too, `read_timed_out`; a negative limit waits
-/// for ever.
-int read_within(int descriptor, void* buffer, size_t size, int timeout_milliseconds);
+int read_descriptor(int descriptor, void* buffer, size_t size);
 
 /// Bytes written, which may be fewer, or -1; an interrupted write is taken up again. Pipes without a reader
 /// raise their signal: use write_descriptor() for what is no regular file.
-ptrdiff_t write_file(int descriptor, const void* data, size_t size);
+int write_file(int descriptor, const void* data, size_t size);
 
 /// Bytes written or -1, after an interruption too; a closed reader raises no signal.
 int write_descriptor(int descriptor, const void* data, size_t size);
 
-inline constexpr int transfer_failed = -1, transfer_would_block = -2;
-
-/// Bytes read from a descriptor of any kind, sockets among them, without a wait (0 at the end), or one of the
-/// codes above; an interruption is no failure.
+/// Bytes read from a descriptor of any kind, sockets among them, without a wait; 0 at the end, -1 on an
+/// error. An interruption, too, is told as would_block.
 int read_at_once(int descriptor, void* buffer, size_t size);
 
-/// Bytes written to a descriptor of any kind without a wait, or one of the codes above; a peer that is gone
-/// raises no signal.
+/// Bytes written to a descriptor of any kind without a wait, likewise; a peer that is gone raises no signal.
 int write_at_once(int descriptor, const void* data, size_t size);
 
 /// What a descriptor was opened for (only `read`, `write` and `append` are set); false when it is not open.
@@ -102,7 +97,7 @@ public:
         return offset == 0 || move_file(descriptor_, offset, origin) >= 0;
     }
     /// Bytes read, 0 at the end, -1 on an error.
-    ptrdiff_t read(void* bytes, size_t size) const { return read_descriptor(descriptor_, bytes, size); }
+    int read(void* bytes, size_t size) const { return read_descriptor(descriptor_, bytes, size); }
 
 private:
     int descriptor_;

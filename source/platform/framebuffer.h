@@ -28,17 +28,17 @@ struct framebuffer {
     char name[17];
 };
 
-/// 0; -1 with errno when there is no such device, or the memory is not what the device says.
+/// 0; -1 with its fault when there is no such device, or the memory is not what the device says.
 int open_framebuffer(const char* path, framebuffer& opened);
 void close_framebuffer(framebuffer& open);
 
 /// Whether all that would be shown from such offsets on is in the memory.
 bool framebuffer_has(const framebuffer& open, uint32_t x_offset, uint32_t y_offset);
 
-/// Shows the memory from its offsets on: 0; -1 with errno.
+/// Shows the memory from its offsets on: 0, or -1 with its fault.
 int pan_framebuffer(const framebuffer& open);
 
-/// Gives the 256 colours, 0xRRGGBB each: 0; -1 with errno.
+/// Gives the 256 colours, 0xRRGGBB each: 0, or -1 with its fault.
 int set_framebuffer_palette(const framebuffer& open, const uint32_t (&colors)[256]);
 
 } // namespace ombrel::platform

@@ -27,7 +27,7 @@ inline constexpr size_t most_poll_requests = 192;
 
 /// Waits until a request is ready. A descriptor may stand in several requests.
 /// @param timeout_milliseconds negative waits for ever
-/// @return ready requests, 0 on time-out, -1 on an error (errno), with no request marked ready
+/// @return ready requests, 0 on time-out, -1 on an error, with no request marked ready
 int poll_descriptors(poll_request* requests, size_t count, int timeout_milliseconds);
 
 /// The descriptors that one waits for again and again.
@@ -63,10 +63,8 @@ bool renew_poll_set(poll_set& set);
 /// Makes room for the readiness of `watched` descriptors. Not while a thread waits.
 void prepare_wait(poll_set& set, size_t watched);
 
-inline constexpr int wait_failed = -1, wait_interrupted = -2;
-
-/// The number of ready descriptors, `wait_failed` or `wait_interrupted`; a negative limit waits for ever.
-/// Other threads may watch and forget meanwhile.
+/// The number of ready descriptors, or -1 with its fault, an interruption too; a negative limit waits for
+/// ever. Other threads may watch and forget meanwhile.
 int wait_for_descriptors(poll_set& set, int timeout_milliseconds);
 
 /// Whether a wait under way notices what other threads watch; else it must be woken and begun again.

@@ -13,7 +13,7 @@ struct process_streams {
 /// standard error and no other descriptor than the given ones, the environment, default signal actions and an
 /// empty signal mask; it leads a process group of its own.
 /// @param arguments the program's name and its arguments, ended by a null pointer
-/// @return its number; -1, with the reason in errno, when it cannot be started
+/// @return its number; -1, with its fault, when it cannot be started
 int start_process(const char* const* arguments, const process_streams& streams);
 
 /// start_process() of the platform's command interpreter with a command line.

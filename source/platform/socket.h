@@ -1,5 +1,4 @@
-// Sockets. Addresses, families and types are the platform's own; failures leave the platform's error number
-// in errno.
+// Sockets. Addresses, families and types are the platform's own; what fails leaves its fault (fault.h).
 #pragma once
 
 #include <cstddef>
@@ -47,19 +46,17 @@ int set_non_blocking(int s, bool on);
 /// Bytes received, 0 at the end, -1 on an error; `address` and `address_size` may be null.
 int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size);
 
-inline constexpr int would_wait = -2;
-
-/// As accept_socket(), but never waits: `would_wait` when nobody is there. It makes a blocking listener
+/// As accept_socket(), but never waits: would_block when nobody is there. It makes a blocking listener
 /// non-blocking meanwhile, so at most one thread may be in it.
 int accept_at_once(int s, sockaddr* address, int* size);
 
-/// As receive(), but never waits: `would_wait` when nothing is there.
+/// As receive(), but never waits: would_block when nothing is there.
 int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size);
 
 /// Bytes sent or -1; a peer that went away raises no signal. `address` may be null.
 int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size);
 
-/// As send() without flags, but never waits: `would_wait` when there is no room.
+/// As send() without flags, but never waits: would_block when there is no room.
 int send_at_once(int s, const void* data, size_t size, const sockaddr* address, int address_size);
 
 int get_option(int s, int level, int name, void* value, int* size);

@@ -1,7 +1,7 @@
 // What the devices have in common, and the calls of hosts without them.
 #include "platform/framebuffer.h"
 
-#include <cerrno>
+#include "platform/fault.h"
 
 namespace ombrel::platform {
 
@@ -16,19 +16,19 @@ bool framebuffer_has(const framebuffer& open, uint32_t x_offset, uint32_t y_offs
 #if !defined(__linux__)
 
 int open_framebuffer(const char*, framebuffer&) {
-    errno = ENOSYS;
+    leave_fault(fault_code::not_supported);
     return -1;
 }
 
 void close_framebuffer(framebuffer&) {}
 
 int pan_framebuffer(const framebuffer&) {
-    errno = ENOSYS;
+    leave_fault(fault_code::not_supported);
     return -1;
 }
 
 int set_framebuffer_palette(const framebuffer&, const uint32_t (&)[256]) {
-    errno = ENOSYS;
+    leave_fault(fault_code::not_supported);
     return -1;
 }
 

@@ -98,10 +98,7 @@ void prepare_wait(poll_set& set, size_t watched) {
 
 int wait_for_descriptors(poll_set& set, int timeout_milliseconds) {
     const int timeout = timeout_milliseconds < 0 ? -1 : timeout_milliseconds;
-    const int count = epoll_wait(set.epoll, set.ready, static_cast<int>(set.room), timeout);
-    if (count >= 0)
-        return count;
-    return errno == EINTR ? wait_interrupted : wait_failed;
+    return epoll_wait(set.epoll, set.ready, static_cast<int>(set.room), timeout);
 }
 
 bool wait_sees_changes() {

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/fault.h"
 #include "platform/posix/pipe_signal_block.h"
 #include "platform/socket.h"
 
@@ -29,21 +30,25 @@ int flags_of(const file_access& access) {
     return flags | O_CLOEXEC | O_NOCTTY;
 }
 
-/// Some results are ints, so one call moves no more than an int can count.
+/// Results are ints, so one call moves no more than an int can count.
 size_t countable(size_t size) {
     return std::min<size_t>(size, INT_MAX);
 }
 
-int wait_for(int descriptor, short events, int timeout_milliseconds) {
-    pollfd waiting{descriptor, events, 0};
-    return poll(&waiting, 1, std::max(timeout_milliseconds, -1));
+bool is_ready(int descriptor, short events) {
+    pollfd probe{descriptor, events, 0};
+    return poll(&probe, 1, 0) > 0;
 }
 
-int transfer_result(ssize_t result) {
-    if (result >= 0)
-        return static_cast<int>(result);
-    const bool would_block = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-    return would_block ? transfer_would_block : transfer_failed;
+/// Gives -1.
+int refuse(fault_code why) {
+    leave_fault(why);
+    return -1;
+}
+
+/// Of an attempt that does not wait. An interruption is no more than another reason to come back.
+int attempt_result(ssize_t result) {
+    return result < 0 && errno == EINTR ? refuse(fault_code::would_block) : static_cast<int>(result);
 }
 
 bool never_waits(const struct stat& status) {
@@ -67,12 +72,11 @@ int open_file(const char* path, const file_access& access, bool& is_regular) {
         return descriptor;
     }
     close(descriptor);
-    errno = EISDIR;
-    return -1;
+    return refuse(fault_code::is_directory);
 }
 
 int open_file_for_reading(const char* path) {
-    file_access access{};
+    file_access access;
     access.read = true;
     bool is_regular;
     return open_file(path, access, is_regular);
@@ -98,27 +102,24 @@ void close_descriptor(int descriptor) {
     close(descriptor);
 }
 
-ptrdiff_t read_descriptor(int descriptor, void* buffer, size_t size) {
-    ssize_t bytes;
-    do
-        bytes = read(descriptor, buffer, size);
-    while (bytes < 0 && errno == EINTR);
-    return bytes;
+void set_descriptor_blocking(int descriptor, bool on) {
+    set_non_blocking(descriptor, !on);
 }
 
-int read_within(int descriptor, void* buffer, size_t size, int timeout_milliseconds) {
-    const int ready = wait_for(descriptor, POLLIN, timeout_milliseconds);
-    if (ready <= 0)
-        return ready == 0 ? read_timed_out : -1;
-    return static_cast<int>(read(descriptor, buffer, countable(size)));
-}
-
-ptrdiff_t write_file(int descriptor, const void* data, size_t size) {
+int read_descriptor(int descriptor, void* buffer, size_t size) {
     ssize_t bytes;
     do
-        bytes = write(descriptor, data, size);
+        bytes = read(descriptor, buffer, countable(size));
     while (bytes < 0 && errno == EINTR);
-    return bytes;
+    return static_cast<int>(bytes);
+}
+
+int write_file(int descriptor, const void* data, size_t size) {
+    ssize_t bytes;
+    do
+        bytes = write(descriptor, data, countable(size));
+    while (bytes < 0 && errno == EINTR);
+    return static_cast<int>(bytes);
 }
 
 int write_descriptor(int descriptor, const void* data, size_t size) {
@@ -130,20 +131,20 @@ int write_descriptor(int descriptor, const void* data, size_t size) {
 int read_at_once(int descriptor, void* buffer, size_t size) {
     const int result = receive(descriptor, buffer, size, MSG_DONTWAIT, nullptr, nullptr);
     if (result >= 0 || errno != ENOTSOCK)
-        return transfer_result(result);
-    if (wait_for(descriptor, POLLIN, 0) <= 0)
-        return transfer_would_block;
-    return transfer_result(read(descriptor, buffer, countable(size)));
+        return attempt_result(result);
+    if (!is_ready(descriptor, POLLIN))
+        return refuse(fault_code::would_block);
+    return attempt_result(read(descriptor, buffer, countable(size)));
 }
 
 int write_at_once(int descriptor, const void* data, size_t size) {
     const int result = send(descriptor, data, size, MSG_DONTWAIT, nullptr, 0);
     if (result >= 0 || errno != ENOTSOCK)
-        return transfer_result(result);
-    if (wait_for(descriptor, POLLOUT, 0) <= 0)
-        return transfer_would_block;
+        return attempt_result(result);
+    if (!is_ready(descriptor, POLLOUT))
+        return refuse(fault_code::would_block);
     // A pipe that is ready takes this much without waiting, whether it is blocking or not.
-    return transfer_result(write_descriptor(descriptor, data, std::min<size_t>(size, _POSIX_PIPE_BUF)));
+    return attempt_result(write_descriptor(descriptor, data, std::min<size_t>(size, _POSIX_PIPE_BUF)));
 }
 
 bool get_file_access(int descriptor, file_access& access) {
@@ -185,8 +186,7 @@ int64_t file_size(int descriptor) {
         return -1;
     if (S_ISREG(status.st_mode))
         return status.st_size;
-    errno = ESPIPE;
-    return -1;
+    return refuse(fault_code::not_seekable);
 }
 
 bool set_file_size(int descriptor, int64_t size) {

@@ -5,6 +5,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "platform/fault.h"
+
 #if !defined(IPV6_ADD_MEMBERSHIP)
 #define IPV6_ADD_MEMBERSHIP IPV6_JOIN_GROUP
 #define IPV6_DROP_MEMBERSHIP IPV6_LEAVE_GROUP
@@ -25,7 +27,7 @@ bool copy_address(sockaddr_storage& target, const sockaddr* address) {
                                                          : 0;
     std::memcpy(&target, address, size);
     if (size == 0)
-        errno = EAFNOSUPPORT;
+        leave_fault({fault_code::not_supported, EAFNOSUPPORT});
     return size != 0;
 }
 

@@ -5,6 +5,8 @@
 #include <signal.h>
 #include <time.h>
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
 
 /// Keeps SIGPIPE of one write from reaching the program: blocked for the calling thread, and taken back when
@@ -18,14 +20,13 @@ public:
         was_pending_ = sigismember(&before_, SIGPIPE) == 1 && is_pending();
     }
     ~pipe_signal_block() {
-        const int error = errno;
-        if (error == EPIPE && !was_pending_) {
+        const fault_keeper kept;
+        if (errno == EPIPE && !was_pending_) {
             const timespec no_time{0, 0};
             while (sigtimedwait(&signals_, nullptr, &no_time) == -1 && errno == EINTR) {
             }
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        errno = error;
     }
     pipe_signal_block(const pipe_signal_block&) = delete;
     pipe_signal_block& operator=(const pipe_signal_block&) = delete;

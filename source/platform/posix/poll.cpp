@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
+
 #include <fcntl.h>
 
 #include "platform/clock.h"
+#include "platform/fault.h"
 #include "platform/posix/poll_kinds.h"
 
 namespace ombrel::platform {
@@ -99,7 +100,7 @@ int poll_for_kinds(pollfd* records, size_t count, int timeout_milliseconds) {
 int poll_descriptors(poll_request* requests, size_t count, int timeout_milliseconds) {
     std::array<pollfd, most_poll_requests> waiting;
     if (count > waiting.size()) {
-        errno = EINVAL;
+        leave_fault(fault_code::invalid);
         return -1;
     }
     for (size_t i = 0; i < count; i++) {
@@ -111,7 +112,7 @@ int poll_descriptors(poll_request* requests, size_t count, int timeout_milliseco
     if (found <= 0)
         return found;
     if (std::any_of(waiting.data(), waiting.data() + count, is_closed)) {
-        errno = EBADF;
+        leave_fault(fault_code::bad_descriptor);
         return -1;
     }
     return mark_ready(requests, waiting.data(), count);

@@ -4,7 +4,6 @@
 
 #include "platform/poll.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <limits.h>
@@ -103,7 +102,7 @@ void prepare_wait(poll_set& set, size_t) {
 int wait_for_descriptors(poll_set& set, int timeout_milliseconds) {
     const int count = poll_for_kinds(set.wait_on, set.waiting, timeout_milliseconds);
     if (count < 0)
-        return errno == EINTR ? wait_interrupted : wait_failed;
+        return -1;
     int kept = 0;
     for (size_t i = 0; i < set.waiting && kept < count; i++)
         if (set.wait_on[i].revents != 0) {

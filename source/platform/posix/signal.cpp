@@ -1,9 +1,10 @@
 #include "platform/signal.h"
 
-#include <cerrno>
 #include <cstring>
 #include <signal.h>
 #include <unistd.h>
+
+#include "platform/fault.h"
 
 namespace ombrel::platform {
 
@@ -21,12 +22,11 @@ bool is_fault(int number, const siginfo_t* info) {
 }
 
 void on_signal(int number, siginfo_t* info, void*) {
-    const int error = errno;
+    const fault_keeper kept;
     const bool fault = is_fault(number, info);
     caught[number].handler(number, fault);
     if (fault)
         signal(number, SIG_DFL);
-    errno = error;
 }
 
 } // namespace

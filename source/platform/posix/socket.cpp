@@ -9,6 +9,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
 
 namespace {
@@ -56,10 +58,6 @@ int prepare(int s) {
     return s;
 }
 #endif
-
-int or_would_wait(int result) {
-    return result < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? would_wait : result;
-}
 
 struct option_place {
     int level, name;
@@ -196,16 +194,15 @@ int accept_at_once(int s, sockaddr* address, int* size) {
     if (blocking)
         set_non_blocking(s, true);
     const int accepted = accept_socket(s, address, size);
-    const int error = errno;
     if (blocking) {
+        const fault_keeper why;
         set_non_blocking(s, false);
 #if !defined(__linux__)
         if (accepted >= 0) // it took the mode over from the listener
             set_non_blocking(accepted, false);
 #endif
     }
-    errno = error;
-    return or_would_wait(accepted);
+    return accepted;
 }
 
 int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size) {
@@ -214,8 +211,7 @@ int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int*
 }
 
 int receive_at_once(int s, void* buffer, size_t size, sockaddr* address, int* address_size) {
-    const int result = receive(s, buffer, size, MSG_DONTWAIT, address, address_size);
-    return or_would_wait(result);
+    return receive(s, buffer, size, MSG_DONTWAIT, address, address_size);
 }
 
 int send(int s, const void* data, size_t size, int flags, const sockaddr* address, int address_size) {
@@ -224,7 +220,7 @@ int send(int s, const void* data, size_t size, int flags, const sockaddr* addres
 }
 
 int send_at_once(int s, const void* data, size_t size, const sockaddr* address, int address_size) {
-    return or_would_wait(send(s, data, size, MSG_DONTWAIT, address, address_size));
+    return send(s, data, size, MSG_DONTWAIT, address, address_size);
 }
 
 int get_option(int s, int level, int name, void* value, int* size) {
@@ -265,7 +261,7 @@ int set_path_mtu_discovery(int s, int family, bool on) {
                               : set_option(s, IPPROTO_IP, IP_DONTFRAG, &value, sizeof value);
 #else
     static_cast<void>(s), static_cast<void>(family), static_cast<void>(on);
-    errno = ENOTSUP;
+    leave_fault(fault_code::not_supported);
     return -1;
 #endif
 }
@@ -276,11 +272,10 @@ void prepare_wakeup_socket(int s) {
 }
 
 void post_wakeup(int s) {
-    const int error = errno;
+    const fault_keeper kept;
     const char byte = 0;
     while (send_at_once(s, &byte, 1, nullptr, 0) == -1 && errno == EINTR) {
     }
-    errno = error;
 }
 
 void drain_wakeups(int s) {
