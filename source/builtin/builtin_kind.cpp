@@ -1,60 +1,12 @@
 #include "builtin/builtin_kind.h"
 
-#include <array>
-#include <cerrno>
-
 #include <ombrel/assert.h>
 #include <ombrel/ctx_interface.h>
 #include <ombrel/scan.h>
 
+#include "context/ctx_fault.h"
+
 namespace ombrel::builtin {
-
-namespace {
-
-struct meaning {
-    int number, error;
-};
-
-constexpr std::array meanings{
-    meaning{ENOENT, def_ombrel_ctx_error_not_found},
-    meaning{ENOTDIR, def_ombrel_ctx_error_not_found},
-    meaning{ENODEV, def_ombrel_ctx_error_not_found},
-    meaning{ENXIO, def_ombrel_ctx_error_not_found},
-    meaning{EACCES, def_ombrel_ctx_error_access_denied},
-    meaning{EPERM, def_ombrel_ctx_error_access_denied},
-    meaning{EROFS, def_ombrel_ctx_error_access_denied},
-    meaning{EEXIST, def_ombrel_ctx_error_busy},
-    meaning{EBUSY, def_ombrel_ctx_error_busy},
-    meaning{ETXTBSY, def_ombrel_ctx_error_busy},
-    meaning{EADDRINUSE, def_ombrel_ctx_error_busy},
-    meaning{ENOMEM, def_ombrel_ctx_error_no_memory},
-    meaning{ENOBUFS, def_ombrel_ctx_error_no_memory},
-    meaning{EMFILE, def_ombrel_ctx_error_no_descriptor},
-    meaning{ENFILE, def_ombrel_ctx_error_no_descriptor},
-    meaning{ETIMEDOUT, def_ombrel_ctx_error_timed_out},
-    meaning{EINPROGRESS, def_ombrel_ctx_error_timed_out},
-    meaning{EPIPE, def_ombrel_ctx_error_disconnected},
-    meaning{ECONNRESET, def_ombrel_ctx_error_disconnected},
-    meaning{ECONNREFUSED, def_ombrel_ctx_error_disconnected},
-    meaning{ECONNABORTED, def_ombrel_ctx_error_disconnected},
-    meaning{ENOTCONN, def_ombrel_ctx_error_disconnected},
-    meaning{EHOSTUNREACH, def_ombrel_ctx_error_disconnected},
-    meaning{ENETUNREACH, def_ombrel_ctx_error_disconnected},
-    meaning{ENETDOWN, def_ombrel_ctx_error_disconnected},
-    meaning{EINVAL, def_ombrel_ctx_error_invalid_argument},
-    meaning{EISDIR, def_ombrel_ctx_error_invalid_argument},
-    meaning{ENOTTY, def_ombrel_ctx_error_invalid_argument},
-    meaning{EMSGSIZE, def_ombrel_ctx_error_invalid_argument},
-    meaning{ENAMETOOLONG, def_ombrel_ctx_error_invalid_argument},
-    meaning{EOVERFLOW, def_ombrel_ctx_error_invalid_argument},
-    meaning{EADDRNOTAVAIL, def_ombrel_ctx_error_invalid_argument},
-    meaning{ESPIPE, def_ombrel_ctx_error_not_supported},
-    meaning{EIO, def_ombrel_ctx_error_io},
-    meaning{ENOSPC, def_ombrel_ctx_error_io},
-    meaning{EFBIG, def_ombrel_ctx_error_io},
-};
-
-} // namespace
 
 int refuse(int handle, int error) {
     ombrel_ctx_set_error_word(handle, error);
@@ -66,15 +18,7 @@ int fail(const builtin_ctx& ctx, int error) {
 }
 
 int fail_by_system(const builtin_ctx& ctx) {
-    return fail(ctx, error_of_system(errno));
-}
-
-int error_of_system(int number) {
-    for (const meaning& one : meanings) {
-        if (one.number == number)
-            return one.error;
-    }
-    return def_ombrel_ctx_error_failed;
+    return fail(ctx, context::ctx_error_of(last_fault().code));
 }
 
 bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction) {

@@ -77,11 +77,8 @@ int refuse(int handle, int error);
 /// Leaves an error (def_ombrel_ctx_error_…) and gives -1.
 int fail(const builtin_ctx& ctx, int error);
 
-/// fail() with the error that stands for the platform's last one (errno).
+/// fail() with the error that stands for the last fault.
 int fail_by_system(const builtin_ctx& ctx);
-
-/// The error that stands for an error number of the platform.
-int error_of_system(int number);
 
 /// Whether the mode allows a direction (`mode_read` or `mode_write`), where it binds; false with the error
 /// set.

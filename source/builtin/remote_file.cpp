@@ -7,44 +7,12 @@
 #include <ombrel/printf.h>
 #include <ombrel/string.h>
 
+#include "context/ctx_fault.h"
 #include "text/slice.h"
 
 namespace ombrel::builtin {
 
-using protocol::transfer_fault;
-
 namespace {
-
-int error_of(transfer_fault fault) {
-    switch (fault) {
-    case transfer_fault::invalid_name:
-        return def_ombrel_ctx_error_invalid_argument;
-    case transfer_fault::no_memory:
-        return def_ombrel_ctx_error_no_memory;
-    case transfer_fault::no_descriptor:
-        return def_ombrel_ctx_error_no_descriptor;
-    case transfer_fault::unreachable:
-    case transfer_fault::lost:
-        return def_ombrel_ctx_error_disconnected;
-    case transfer_fault::timed_out:
-        return def_ombrel_ctx_error_timed_out;
-    case transfer_fault::unknown_host:
-    case transfer_fault::not_found:
-        return def_ombrel_ctx_error_not_found;
-    case transfer_fault::no_access:
-        return def_ombrel_ctx_error_access_denied;
-    case transfer_fault::exists:
-        return def_ombrel_ctx_error_busy;
-    case transfer_fault::no_space:
-        return def_ombrel_ctx_error_io;
-    case transfer_fault::violation:
-    case transfer_fault::refused:
-        return def_ombrel_ctx_error_protocol;
-    case transfer_fault::none:
-        break;
-    }
-    return def_ombrel_ctx_error_failed;
-}
 
 /// Takes ";parameter=…" off the end of a path that is still encoded. False when its value is another.
 bool take_parameter(std::string_view& path, std::string_view parameter, std::string_view value) {
@@ -87,7 +55,7 @@ int fail_by_transfer(const builtin_ctx& ctx, const protocol::transfer_error& err
     if (ctx.debug || ctx.verbose)
         ombrel_error_printf("transfer failed ! (url=\"\x1b[1;32m%s\x1b[0m\", code=%d, \"%s\")\n", ctx.source,
                             error.peer_code(), error.text());
-    return fail(ctx, error_of(error.fault()));
+    return fail(ctx, context::ctx_error_of(error.fault()));
 }
 
 int transfer_result(const builtin_ctx& ctx, ptrdiff_t count, const protocol::transfer_error& error) {

@@ -8,11 +8,14 @@
 #include "command/multicall_commands.h"
 #include "command/multicall_input.h"
 #include "command/multicall_options.h"
+#include "context/ctx_fault.h"
 #include "context/ctx_guard.h"
+#include "core/fault.h"
 #include "text/number.h"
 
 namespace ombrel::command {
 
+using context::ctx_error_text;
 using context::ctx_guard;
 
 namespace {
@@ -25,29 +28,9 @@ struct get_options {
     const char* uri = nullptr;
 };
 
-const char* text_of(int error) {
-    static constexpr const char* texts[] = {"",
-                                            "it failed",
-                                            "invalid argument",
-                                            "not supported by any plug-in",
-                                            "out of memory",
-                                            "not found",
-                                            "access denied",
-                                            "timed out",
-                                            "the other side is gone",
-                                            "already open",
-                                            "input or output error",
-                                            "busy",
-                                            "protocol error, or the request was refused",
-                                            "the data are damaged",
-                                            "the address cannot be understood",
-                                            "no descriptor left"};
-    return error > 0 && static_cast<size_t>(error) < std::size(texts) ? texts[error] : "it failed";
-}
-
 const char* error_of(const ctx_guard& from) {
-    return from.handle() < 0 ? text_of(def_ombrel_ctx_error_no_memory)
-                             : text_of(ombrel_ctx_get_last_error(from.handle()));
+    return from.handle() < 0 ? ctx_error_text(def_ombrel_ctx_error_no_memory)
+                             : ctx_error_text(ombrel_ctx_get_last_error(from.handle()));
 }
 
 // The end of a scope closes the file; standard output stays.
@@ -62,7 +45,7 @@ public:
     bool put(const char* bytes, size_t size) {
         const bool good = fwrite(bytes, 1, size, file_) == size;
         if (!good)
-            error_ = errno;
+            why_ = last_fault();
         return good;
     }
     /// False when what was written has not arrived. Of standard output the caller of the command tells.
@@ -70,16 +53,16 @@ public:
         FILE* const file = std::exchange(file_, nullptr);
         if (file == nullptr || file == stdout)
             return true;
-        if (fclose(file) != 0 && error_ == 0)
-            error_ = errno;
-        return error_ == 0;
+        if (fclose(file) != 0 && !why_)
+            why_ = last_fault();
+        return !why_;
     }
     /// Why.
-    int error() const { return error_; }
+    const fault& why() const { return why_; }
 
 private:
     FILE* file_;
-    int error_ = 0;
+    fault why_;
 };
 
 bool add_header(get_options& options, const char* line) {
@@ -134,7 +117,7 @@ bool copy(const ctx_guard& from, const get_options& options, sink& to) {
     const heap_ptr<char> block(
         static_cast<char*>(ombrel_alloc_tag(input_block_size, "ombrel_multicall_get", __LINE__)));
     if (!block) {
-        complain("get", options.uri, strerror(ENOMEM));
+        complain("get", options.uri, fault_text(fault_code::no_memory));
         return false;
     }
     int got;
@@ -155,13 +138,13 @@ bool get(const get_options& options) {
     sink to(options.output);
     const char* const name = options.output != nullptr ? options.output : "standard output";
     if (!to.is_open()) {
-        complain("get", name, strerror(errno));
+        complain("get", name, fault_text(last_fault()));
         return false;
     }
     const bool copied = copy(from, options, to);
     if (to.close())
         return copied;
-    complain("get", name, strerror(to.error()));
+    complain("get", name, fault_text(to.why()));
     return false;
 }
 

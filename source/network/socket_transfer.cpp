@@ -1,7 +1,6 @@
 #include <ombrel/socket.h>
 
 #include <algorithm>
-
 #include <climits>
 #include <cstdarg>
 #include <cstring>

@@ -24,8 +24,8 @@ public:
 
     /// Makes it the error that there is none. @return false
     bool refuse(transfer_error& error) const {
-        return timed_out_ ? error.set(transfer_fault::timed_out, "the host's name is not answered in time")
-                          : error.set(transfer_fault::unknown_host, "the host has no address");
+        return timed_out_ ? error.set(fault_code::timed_out, "the host's name is not answered in time")
+                          : error.set(fault_code::unknown_host, "the host has no address");
     }
 
 private:

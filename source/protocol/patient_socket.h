@@ -1,13 +1,13 @@
 // Transfers within a deadline that signals do not cut short.
 #pragma once
 
-#include <cerrno>
 #include <cstddef>
 
 #include <ombrel/select.h>
 #include <ombrel/socket.h>
 
 #include "core/deadline.h"
+#include "core/fault.h"
 
 namespace ombrel::protocol {
 
@@ -15,7 +15,7 @@ namespace ombrel::protocol {
 inline int receive_until(int s, void* buffer, size_t size, const deadline& limit) {
     for (;;) {
         const int result = ombrel_recv(s, buffer, size, limit.left());
-        if (result != -1 || errno != EINTR)
+        if (!failed_by(result, fault_code::interrupted))
             return result;
     }
 }
@@ -24,7 +24,7 @@ inline int receive_until(int s, void* buffer, size_t size, const deadline& limit
 inline int send_until(int s, const void* data, size_t size, const deadline& limit) {
     for (;;) {
         const int result = ombrel_send(s, data, size, limit.left());
-        if (result != -1 || errno != EINTR)
+        if (!failed_by(result, fault_code::interrupted))
             return result;
     }
 }
@@ -34,7 +34,7 @@ inline int send_until(int s, const void* data, size_t size, const deadline& limi
 inline int wait_until_ready(int s, int flags, const deadline& limit) {
     for (;;) {
         const int result = ombrel_single_select(s, flags, limit.left());
-        if (result != -1 || errno != EINTR)
+        if (!failed_by(result, fault_code::interrupted))
             return result > 0 ? 1 : result;
     }
 }

@@ -1,32 +1,17 @@
 // Why a transfer failed: the kind for programs, a text for people.
 #pragma once
 
-#include <cerrno>
 #include <cstddef>
 #include <string_view>
 
+#include "core/fault.h"
+
 namespace ombrel::protocol {
 
-enum class transfer_fault {
-    none,
-    invalid_name, ///< a name that cannot be asked for
-    no_memory,
-    no_descriptor, ///< the process or the system has none left
-    unknown_host,
-    unreachable, ///< no connection to the host, or no way to it
-    timed_out,
-    lost,      ///< the connection ended or was refused half-way
-    violation, ///< the peer does not keep to the protocol
-    not_found,
-    no_access,
-    no_space,
-    exists,
-    refused, ///< the peer said no for another reason
-};
-
-/// What kept a socket from being opened, by the error number that the platform left.
-inline transfer_fault socket_fault() {
-    return errno == EMFILE || errno == ENFILE ? transfer_fault::no_descriptor : transfer_fault::unreachable;
+/// What kept a socket from being opened, by the last fault.
+inline fault_code socket_fault() {
+    const fault_code code = last_fault().code;
+    return code == fault_code::no_descriptor ? code : fault_code::unreachable;
 }
 
 /// The result of a transferring call whose own time ran out; the transfer goes on.
@@ -35,16 +20,16 @@ inline constexpr int transfer_waited = -2;
 /// The first failure of a transfer; later ones follow from it.
 class transfer_error {
 public:
-    transfer_fault fault() const { return fault_; }
-    explicit operator bool() const { return fault_ != transfer_fault::none; }
+    fault_code fault() const { return fault_; }
+    explicit operator bool() const { return fault_ != fault_code::none; }
     /// The TFTP error or FTP reply that the peer gave; 0 for failures noticed on this side.
     int peer_code() const { return peer_code_; }
     const char* text() const { return text_; }
 
     /// Keeps the printable characters of the text, which may be the peer's, as far as they fit.
     /// @return false, for the caller to return
-    bool set(transfer_fault fault, std::string_view text, int peer_code = 0) {
-        if (fault_ != transfer_fault::none)
+    bool set(fault_code fault, std::string_view text, int peer_code = 0) {
+        if (fault_ != fault_code::none)
             return false;
         fault_ = fault;
         peer_code_ = peer_code;
@@ -61,7 +46,7 @@ public:
     void clear() { *this = transfer_error(); }
 
 private:
-    transfer_fault fault_ = transfer_fault::none;
+    fault_code fault_ = fault_code::none;
     int peer_code_ = 0;
     char text_[160] = "";
 };

@@ -7,9 +7,11 @@
 #include "support/heap_balance.h"
 
 namespace ombrel_test {
+
 namespace {
 
 using namespace ombrel::protocol;
+using ombrel::fault_code;
 
 constexpr int patience_ms = 60000;
 
@@ -44,7 +46,7 @@ protected:
 struct script_case {
     const char* name;
     std::map<std::string, std::string> changes;
-    transfer_fault fault;
+    fault_code fault;
 };
 
 class FtpScript : public FtpClient, public ::testing::WithParamInterface<script_case> {};
@@ -58,45 +60,44 @@ TEST_P(FtpScript, ends_as_it_should) {
     const scripted_ftp_server server(GetParam().changes);
     const bool read = open(server.port()) && rest() == "hello";
     EXPECT_EQ(GetParam().fault, client_.error().fault()) << client_.error().text();
-    EXPECT_EQ(GetParam().fault == transfer_fault::none, read);
+    EXPECT_EQ(GetParam().fault == fault_code::none, read);
     client_.close();
 }
 
 INSTANTIATE_TEST_SUITE_P(
     , FtpScript,
     ::testing::Values(
-        script_case{"as_usual", {}, transfer_fault::none},
-        script_case{"foreign_address", {{"EPSV", "500 what\r\n"}}, transfer_fault::none},
-        script_case{"no_brackets", {{"EPSV", "229 fine\r\n"}}, transfer_fault::violation},
-        script_case{"port_zero", {{"EPSV", "229 (|||0|)\r\n"}}, transfer_fault::violation},
-        script_case{"short_address",
-                    {{"EPSV", "500 \r\n"}, {"PASV", "227 (1,2,3,4,5)\r\n"}},
-                    transfer_fault::violation},
-        script_case{"busy", {{"", "421 come later\r\n"}}, transfer_fault::lost},
-        script_case{"no_code", {{"", "hello\r\n"}}, transfer_fault::violation},
-        script_case{"long_line", {{"", "220 " + std::string(5000, 'x')}}, transfer_fault::violation},
-        script_case{"many_lines", {{"", "220-\r\n" + std::string(5000, '\n')}}, transfer_fault::violation},
-        script_case{"wrong_password", {{"PASS", "530 no\r\n"}}, transfer_fault::no_access},
-        script_case{"account", {{"PASS", "332 who\r\n"}}, transfer_fault::no_access},
-        script_case{"no_size", {{"SIZE", "502 what\r\n"}}, transfer_fault::none},
-        script_case{"comes_short", {{"SIZE", "213 6\r\n"}}, transfer_fault::lost},
-        script_case{"has_grown", {{"SIZE", "213 4\r\n"}}, transfer_fault::none},
-        script_case{"broken_off", {{"RETR", "150 now\r\n426 cut\r\n"}}, transfer_fault::lost},
-        script_case{"no_preliminary", {{"RETR", "226 done\r\n"}}, transfer_fault::violation},
-        script_case{"silent_greeting", {{"", ""}}, transfer_fault::timed_out},
-        script_case{"silent_end", {{"RETR", "150 now\r\n"}, {"QUIT", ""}}, transfer_fault::timed_out}),
+        script_case{"as_usual", {}, fault_code::none},
+        script_case{"foreign_address", {{"EPSV", "500 what\r\n"}}, fault_code::none},
+        script_case{"no_brackets", {{"EPSV", "229 fine\r\n"}}, fault_code::violation},
+        script_case{"port_zero", {{"EPSV", "229 (|||0|)\r\n"}}, fault_code::violation},
+        script_case{
+            "short_address", {{"EPSV", "500 \r\n"}, {"PASV", "227 (1,2,3,4,5)\r\n"}}, fault_code::violation},
+        script_case{"busy", {{"", "421 come later\r\n"}}, fault_code::closed},
+        script_case{"no_code", {{"", "hello\r\n"}}, fault_code::violation},
+        script_case{"long_line", {{"", "220 " + std::string(5000, 'x')}}, fault_code::violation},
+        script_case{"many_lines", {{"", "220-\r\n" + std::string(5000, '\n')}}, fault_code::violation},
+        script_case{"wrong_password", {{"PASS", "530 no\r\n"}}, fault_code::access_denied},
+        script_case{"account", {{"PASS", "332 who\r\n"}}, fault_code::access_denied},
+        script_case{"no_size", {{"SIZE", "502 what\r\n"}}, fault_code::none},
+        script_case{"comes_short", {{"SIZE", "213 6\r\n"}}, fault_code::closed},
+        script_case{"has_grown", {{"SIZE", "213 4\r\n"}}, fault_code::none},
+        script_case{"broken_off", {{"RETR", "150 now\r\n426 cut\r\n"}}, fault_code::closed},
+        script_case{"no_preliminary", {{"RETR", "226 done\r\n"}}, fault_code::violation},
+        script_case{"silent_greeting", {{"", ""}}, fault_code::timed_out},
+        script_case{"silent_end", {{"RETR", "150 now\r\n"}, {"QUIT", ""}}, fault_code::timed_out}),
     [](const auto& each) { return each.param.name; });
 
 TEST_F(FtpClient, goes_on_where_it_was_asked_to_or_not_at_all) {
     struct {
         std::map<std::string, std::string> changes;
-        transfer_fault fault;
+        fault_code fault;
     } const cases[] = {
-        {{{"SIZE", "213 7\r\n"}}, transfer_fault::none},
-        {{{"SIZE", "213 8\r\n"}}, transfer_fault::lost},
+        {{{"SIZE", "213 7\r\n"}}, fault_code::none},
+        {{{"SIZE", "213 8\r\n"}}, fault_code::closed},
         // What comes then is the file from its beginning, which is not to be taken for its end.
-        {{{"REST", "502 what\r\n"}}, transfer_fault::refused},
-        {{{"REST", "226 done\r\n"}}, transfer_fault::violation},
+        {{{"REST", "502 what\r\n"}}, fault_code::rejected},
+        {{{"REST", "226 done\r\n"}}, fault_code::violation},
     };
     request_.offset = 2;
     for (const auto& each : cases) {
@@ -104,7 +105,7 @@ TEST_F(FtpClient, goes_on_where_it_was_asked_to_or_not_at_all) {
         const scripted_ftp_server server(each.changes);
         const bool read = open(server.port()) && rest() == "hello";
         EXPECT_EQ(each.fault, client_.error().fault()) << client_.error().text();
-        EXPECT_EQ(each.fault == transfer_fault::none, read);
+        EXPECT_EQ(each.fault == fault_code::none, read);
         client_.close();
     }
 }
@@ -117,7 +118,7 @@ TEST_F(FtpClient, waits_for_a_name_within_its_limit) {
     request_.host = "slow.test";
     request_.limit_ms = 50;
     EXPECT_FALSE(open(21));
-    EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+    EXPECT_EQ(fault_code::timed_out, client_.error().fault());
     client_.close();
     const scripted_ftp_server server({});
     names.release();
@@ -135,7 +136,7 @@ TEST_F(FtpClient, a_name_cannot_carry_a_command) {
         request_.path = path;
         // The name is refused before anybody is asked.
         EXPECT_FALSE(open(1));
-        EXPECT_EQ(transfer_fault::invalid_name, client_.error().fault());
+        EXPECT_EQ(fault_code::invalid, client_.error().fault());
     }
 }
 

@@ -7,9 +7,11 @@
 #include "support/heap_balance.h"
 
 namespace ombrel_test {
+
 namespace {
 
 using namespace ombrel::protocol;
+using ombrel::fault_code;
 
 constexpr int patience_ms = 60000;
 
@@ -119,7 +121,7 @@ TEST_F(TftpClient, gives_up_on_a_silent_host) {
     request_.interval_ms = 1;
     request_.tries = 3;
     EXPECT_FALSE(open(own_port(silent), "file"));
-    EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+    EXPECT_EQ(fault_code::timed_out, client_.error().fault());
 }
 
 // With the tries of the fixture these would take minutes.
@@ -127,7 +129,7 @@ TEST_F(TftpClient, opens_within_its_limit) {
     const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
     request_.limit_ms = 50;
     EXPECT_FALSE(open(own_port(silent), "file"));
-    EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+    EXPECT_EQ(fault_code::timed_out, client_.error().fault());
 }
 
 // Plays the server of one transfer, packet by packet.
@@ -194,7 +196,7 @@ TEST_F(TftpScript, closes_within_its_limit) {
     play(
         [&] {
             EXPECT_FALSE(store(own_port(server_), "file", "bytes"));
-            EXPECT_EQ(transfer_fault::timed_out, client_.error().fault());
+            EXPECT_EQ(fault_code::timed_out, client_.error().fault());
         },
         [&] { give(acknowledged(0)); });
 }
@@ -234,7 +236,7 @@ TEST_F(TftpScript, what_was_not_agreed_ends_the_transfer) {
                  give(each.packet);
                  EXPECT_EQ((std::string{0, 5, 0, each.answer}), take().substr(0, 4));
              });
-        EXPECT_EQ(transfer_fault::violation, client_.error().fault());
+        EXPECT_EQ(fault_code::violation, client_.error().fault());
         client_.close();
     }
 }

@@ -32,10 +32,10 @@ bool ftp_client::open(const ftp_request& request) {
     limit_ms_ = request.limit_ms;
     direction_ = request.direction;
     if (request.path[0] == '\0' || !is_ftp_argument(request.path))
-        return error_.set(transfer_fault::invalid_name, "a path that no command can carry");
+        return error_.set(fault_code::invalid, "a path that no command can carry");
     path_ = ombrel_strdup_tag(request.path, "ftp_client", __LINE__);
     if (path_ == nullptr)
-        return error_.set(transfer_fault::no_memory, "out of memory");
+        return error_.set(fault_code::no_memory, "out of memory");
     if (!control_.open(request.host, request.port, limit_ms_, error_) || !log_in(request) ||
         !command("TYPE", "I"))
         return false;
@@ -61,7 +61,7 @@ bool ftp_client::log_in(const ftp_request& request) {
     if (control_.code() == login_needs_password && !control_.ask("PASS", password, limit, error_))
         return false;
     if (control_.code() == login_needs_account)
-        return error_.set(transfer_fault::no_access, "the server wants an account", login_needs_account);
+        return error_.set(fault_code::access_denied, "the server wants an account", login_needs_account);
     return control_.kind() == ftp_reply_kind::completed || control_.refuse(error_);
 }
 
@@ -108,7 +108,7 @@ bool ftp_client::ask_passive(const deadline& limit, int& port) {
             return false;
         if (control_.kind() == ftp_reply_kind::completed)
             return parse_ftp_extended_passive(control_.text(), port) ||
-                   error_.set(transfer_fault::violation, "the reply to EPSV has no port");
+                   error_.set(fault_code::violation, "the reply to EPSV has no port");
         extended_ = false;
     }
     if (!control_.ask("PASV", "", limit, error_))
@@ -116,7 +116,7 @@ bool ftp_client::ask_passive(const deadline& limit, int& port) {
     if (control_.kind() != ftp_reply_kind::completed)
         return control_.refuse(error_);
     return parse_ftp_passive(control_.text(), port) ||
-           error_.set(transfer_fault::violation, "the reply to PASV has no port");
+           error_.set(fault_code::violation, "the reply to PASV has no port");
 }
 
 int ftp_client::wait(int timeout_ms) {
@@ -148,7 +148,7 @@ ptrdiff_t ftp_client::read(void* buffer, size_t size, int timeout_ms) {
 
 /// A server that ends early may call that complete. What grew while it was read is none of its faults.
 bool ftp_client::has_come_whole() {
-    return !size_ || position_ >= *size_ || error_.set(transfer_fault::lost, "the file came short");
+    return !size_ || position_ >= *size_ || error_.set(fault_code::closed, "the file came short");
 }
 
 ptrdiff_t ftp_client::write(const void* data, size_t size, int timeout_ms) {
@@ -206,7 +206,7 @@ bool ftp_client::end_transfer() {
 /// The server's reply says more about the cause than the connection does.
 bool ftp_client::lose_data() {
     if (finish())
-        error_.set(transfer_fault::lost, "the data connection was lost");
+        error_.set(fault_code::closed, "the data connection was lost");
     return false;
 }
 

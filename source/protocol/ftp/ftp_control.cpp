@@ -1,7 +1,5 @@
 #include "protocol/ftp/ftp_control.h"
 
-#include <cerrno>
-
 #include <ombrel/address.h>
 #include <ombrel/socket.h>
 
@@ -17,45 +15,39 @@ namespace {
 /// A server may say "wait" a few times before it says more.
 constexpr int most_preliminary_replies = 16;
 
-transfer_fault fault_of(int code) {
+fault_code fault_of(int code) {
     switch (code) {
     case 421:
     case 425:
     case 426:
-        return transfer_fault::lost;
+        return fault_code::closed;
     case 430:
     case 530:
     case 532:
-        return transfer_fault::no_access;
+        return fault_code::access_denied;
     case 452:
     case 552:
-        return transfer_fault::no_space;
+        return fault_code::no_space;
     // Missing and forbidden files have one code; the text tells them apart.
     case 550:
-        return transfer_fault::not_found;
+        return fault_code::not_found;
     case 553:
-        return transfer_fault::no_access;
+        return fault_code::access_denied;
     default:
-        return transfer_fault::refused;
+        return fault_code::rejected;
     }
 }
 
-transfer_fault connect_fault(int number) {
-    switch (number) {
-    case EINPROGRESS:
-    case ETIMEDOUT:
-        return transfer_fault::timed_out;
-    case EMFILE:
-    case ENFILE:
-        return transfer_fault::no_descriptor;
-    default:
-        return transfer_fault::unreachable;
-    }
+/// What kept a connection from being made, by the last fault.
+fault_code connect_fault() {
+    const fault_code code = last_fault().code;
+    const bool is_late = code == fault_code::in_progress || code == fault_code::timed_out;
+    return is_late ? fault_code::timed_out : socket_fault();
 }
 
-/// A connected socket; -1, with the platform's error number, when there is none.
+/// A connected socket; -1, with the fault, when there is none.
 int connect_to(const sockaddr& address, int size, const deadline& limit) {
-    errno = 0;
+    leave_fault({});
     socket_guard made(ombrel_open_socket(address.sa_family, SOCK_STREAM, 0));
     return made && ombrel_connect(made.get(), &address, size, limit.left()) == 0 ? made.release()
                                                                                  : def_ombrel_invalid_socket;
@@ -71,7 +63,7 @@ bool ftp_control::open(const char* host, int port, int limit_ms, transfer_error&
          answer = answer->m_next)
         socket_ = connect_to(*answer->m_address, answer->m_address_size, deadline(limit_ms));
     if (!is_open())
-        return error.set(connect_fault(errno), "no connection to the server");
+        return error.set(connect_fault(), "no connection to the server");
     ombrel_set_non_block_socket(socket_, 1);
     if (!read_final_reply(deadline(limit_ms), error))
         return false;
@@ -82,29 +74,29 @@ void ftp_control::close() {
     socket_ = ombrel_close_socket(socket_);
 }
 
-bool ftp_control::lose(transfer_error& error, transfer_fault fault, const char* text) {
+bool ftp_control::lose(transfer_error& error, fault_code fault, const char* text) {
     close();
     return error.set(fault, text);
 }
 
 bool ftp_control::refuse(transfer_error& error) const {
     const bool says_no = kind() == ftp_reply_kind::failed_now || kind() == ftp_reply_kind::failed;
-    return error.set(says_no ? fault_of(code()) : transfer_fault::violation, text(), code());
+    return error.set(says_no ? fault_of(code()) : fault_code::violation, text(), code());
 }
 
 bool ftp_control::send(std::string_view verb, std::string_view argument, const deadline& limit,
                        transfer_error& error) {
     if (!is_open())
-        return error.set(transfer_fault::lost, "the control connection is closed");
+        return error.set(fault_code::closed, "the control connection is closed");
     char command[most_ftp_command];
     const wipe_guard guard(command); // it may hold a password
     const size_t size = write_ftp_command(command, verb, argument);
     if (size == 0)
-        return error.set(transfer_fault::invalid_name, "a name that no command can carry");
+        return error.set(fault_code::invalid, "a name that no command can carry");
     for (size_t sent = 0; sent < size;) {
         const int result = send_until(socket_, command + sent, size - sent, limit);
         if (result <= 0)
-            return lose(error, result == 0 ? transfer_fault::timed_out : transfer_fault::lost,
+            return lose(error, result == 0 ? fault_code::timed_out : fault_code::closed,
                         "the command could not be sent");
         sent += static_cast<size_t>(result);
     }
@@ -114,9 +106,9 @@ bool ftp_control::send(std::string_view verb, std::string_view argument, const d
 bool ftp_control::receive(const deadline& limit, transfer_error& error) {
     const int result = receive_until(socket_, input_, sizeof input_, limit);
     if (result == def_ombrel_recv_timeout)
-        return lose(error, transfer_fault::timed_out, "no reply in time");
+        return lose(error, fault_code::timed_out, "no reply in time");
     if (result <= 0)
-        return lose(error, transfer_fault::lost, "the server closed the control connection");
+        return lose(error, fault_code::closed, "the server closed the control connection");
     position_ = 0;
     filled_ = static_cast<size_t>(result);
     return true;
@@ -124,7 +116,7 @@ bool ftp_control::receive(const deadline& limit, transfer_error& error) {
 
 bool ftp_control::read_reply(const deadline& limit, transfer_error& error) {
     if (!is_open())
-        return error.set(transfer_fault::lost, "the control connection is closed");
+        return error.set(fault_code::closed, "the control connection is closed");
     for (;;) {
         if (position_ == filled_ && !receive(limit, error))
             return false;
@@ -132,7 +124,7 @@ bool ftp_control::read_reply(const deadline& limit, transfer_error& error) {
         case ftp_reply_parser::state::complete:
             return true;
         case ftp_reply_parser::state::malformed:
-            return lose(error, transfer_fault::violation, "a reply that is none");
+            return lose(error, fault_code::violation, "a reply that is none");
         case ftp_reply_parser::state::incomplete:
             break;
         }
@@ -146,7 +138,7 @@ bool ftp_control::read_final_reply(const deadline& limit, transfer_error& error)
         if (kind() != ftp_reply_kind::preliminary)
             return true;
     }
-    return lose(error, transfer_fault::violation, "too many preliminary replies");
+    return lose(error, fault_code::violation, "too many preliminary replies");
 }
 
 bool ftp_control::ask(std::string_view verb, std::string_view argument, const deadline& limit,
@@ -166,7 +158,7 @@ int ftp_control::open_data(int port, const deadline& limit, transfer_error& erro
         ombrel_set_non_block_socket(data, 1);
         return data;
     }
-    error.set(limit.passed() ? transfer_fault::timed_out : socket_fault(), "no data connection");
+    error.set(limit.passed() ? fault_code::timed_out : socket_fault(), "no data connection");
     return def_ombrel_invalid_socket;
 }
 

@@ -45,7 +45,7 @@ public:
 
 private:
     bool receive(const deadline& limit, transfer_error& error);
-    bool lose(transfer_error& error, transfer_fault fault, const char* text);
+    bool lose(transfer_error& error, fault_code fault, const char* text);
 
     int socket_ = -1;
     size_t position_ = 0, filled_ = 0;

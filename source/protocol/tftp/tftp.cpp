@@ -1,7 +1,6 @@
 #include "protocol/tftp/tftp.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <type_traits>
 
@@ -21,22 +20,22 @@ constexpr size_t small_packet = 1024;
 constexpr unsigned passing_tries = 2;
 constexpr int longest_interval_factor = 4;
 
-transfer_fault fault_of(uint16_t error_code) {
+fault_code fault_of(uint16_t error_code) {
     switch (static_cast<tftp_error_code>(error_code)) {
     case tftp_error_code::file_not_found:
-        return transfer_fault::not_found;
+        return fault_code::not_found;
     case tftp_error_code::access_violation:
     case tftp_error_code::no_such_user:
-        return transfer_fault::no_access;
+        return fault_code::access_denied;
     case tftp_error_code::disk_full:
-        return transfer_fault::no_space;
+        return fault_code::no_space;
     case tftp_error_code::file_exists:
-        return transfer_fault::exists;
+        return fault_code::exists;
     case tftp_error_code::illegal_operation:
     case tftp_error_code::unknown_transfer:
-        return transfer_fault::violation;
+        return fault_code::violation;
     default:
-        return transfer_fault::refused;
+        return fault_code::rejected;
     }
 }
 
@@ -77,9 +76,9 @@ bool tftp_client::open(const tftp_request& request) {
     interval_ms_ = std::max(request.interval_ms, 1);
     limit_ms_ = request.limit_ms;
     if (request.block_size < least_tftp_block || request.block_size > most_tftp_block)
-        return error_.set(transfer_fault::refused, "the block size is out of range");
+        return error_.set(fault_code::rejected, "the block size is out of range");
     if (!allocate(request))
-        return error_.set(transfer_fault::no_memory, "out of memory");
+        return error_.set(fault_code::no_memory, "out of memory");
     const patient_answers answers(request.host, request.port, limit);
     if (answers.first() == nullptr)
         return answers.refuse(error_);
@@ -88,7 +87,7 @@ bool tftp_client::open(const tftp_request& request) {
         tries_ = answer->m_next != nullptr ? std::min(tries, passing_tries) : tries;
         const bool opened = open_at(request, answer->m_address, answer->m_address_size, limit);
         tries_ = tries;
-        if (opened || peer_known_ || limit.passed() || error_.fault() == transfer_fault::invalid_name)
+        if (opened || peer_known_ || limit.passed() || error_.fault() == fault_code::invalid)
             return opened;
     }
     return false;
@@ -131,7 +130,7 @@ bool tftp_client::open_once(const tftp_request& request, const sockaddr* address
 bool tftp_client::wait_for_peer(const deadline& limit) {
     const int ready = wait(limit.left());
     if (ready == 0)
-        fail_and_tell(transfer_fault::timed_out, tftp_error_code::not_defined, "no answer in time");
+        fail_and_tell(fault_code::timed_out, tftp_error_code::not_defined, "no answer in time");
     return ready == 1;
 }
 
@@ -141,7 +140,7 @@ bool tftp_client::ask(const tftp_request& request, bool with_options) {
                                            writing_ ? tftp_opcode::write_request : tftp_opcode::read_request,
                                            request.name, asked_);
     if (size == 0)
-        return error_.set(transfer_fault::invalid_name, "the name cannot be asked for");
+        return error_.set(fault_code::invalid, "the name cannot be asked for");
     outstanding_ = true;
     send_new(size);
     return true;
@@ -151,8 +150,8 @@ int tftp_client::wait(int timeout_ms) {
     const deadline limit(timeout_ms);
     while (!error_ && !is_ready()) {
         const int size = receive_one(shorter_wait(limit.left(), next_sending_.left()));
-        if (size == -1 && errno != EINTR)
-            fail(transfer_fault::lost, "receiving failed");
+        if (size == -1 && !failed_by(size, fault_code::interrupted))
+            fail(fault_code::closed, "receiving failed");
         if (error_ || is_ready())
             break;
         if (next_sending_.passed())
@@ -224,7 +223,7 @@ void tftp_client::take_data(const tftp_packet& packet) {
     if (stage_ == stage::asking)
         begin(plain_tftp_block);
     if (packet.body.size() > block_size_)
-        return fail_and_tell(transfer_fault::violation, tftp_error_code::illegal_operation,
+        return fail_and_tell(fault_code::violation, tftp_error_code::illegal_operation,
                              "the block is too long");
     block_++;
     position_ = 0;
@@ -251,7 +250,7 @@ void tftp_client::take_options(const tftp_packet& packet) {
         return;
     }
     if (!packet.options_valid || !grant(packet.options))
-        return fail_and_tell(transfer_fault::violation, tftp_error_code::option_refused,
+        return fail_and_tell(fault_code::violation, tftp_error_code::option_refused,
                              "the server granted options that were not asked for");
     begin(packet.options.block_size.value_or(plain_tftp_block));
     outstanding_ = false;
@@ -308,7 +307,7 @@ void tftp_client::send_new(size_t size) {
 
 void tftp_client::send_again() {
     if (times_sent_ == tries_) {
-        fail_and_tell(transfer_fault::timed_out, tftp_error_code::not_defined, "no answer in time");
+        fail_and_tell(fault_code::timed_out, tftp_error_code::not_defined, "no answer in time");
         return;
     }
     const int factor = std::min(1 << std::min(times_sent_, 8u), longest_interval_factor);
@@ -328,12 +327,12 @@ void tftp_client::tell_error(const endpoint& to, tftp_error_code code, const cha
     ombrel_sendto(socket_, packet, size, to.get(), to.size(), 0);
 }
 
-bool tftp_client::fail(transfer_fault fault, std::string_view text, int peer_code) {
+bool tftp_client::fail(fault_code fault, std::string_view text, int peer_code) {
     filled_ = position_ = 0;
     return error_.set(fault, text, peer_code);
 }
 
-void tftp_client::fail_and_tell(transfer_fault fault, tftp_error_code code, const char* text) {
+void tftp_client::fail_and_tell(fault_code fault, tftp_error_code code, const char* text) {
     if (peer_known_)
         tell_error(peer_, code, text);
     fail(fault, text);

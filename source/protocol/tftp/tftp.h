@@ -72,8 +72,8 @@ private:
 
     bool is_ready() const;
     bool wait_for_peer(const deadline& limit);
-    bool fail(transfer_fault fault, std::string_view text, int peer_code = 0);
-    void fail_and_tell(transfer_fault fault, tftp_error_code code, const char* text);
+    bool fail(fault_code fault, std::string_view text, int peer_code = 0);
+    void fail_and_tell(fault_code fault, tftp_error_code code, const char* text);
 
     int receive_one(int timeout_ms);
     void take_packet(std::span<const uint8_t> bytes, const endpoint& from);
