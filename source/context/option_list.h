@@ -1,7 +1,8 @@
 // The options of a context.
 #pragma once
 
-#include <ombrel/printf.h>
+#include <cstddef>
+
 #include <ombrel/short_lock.h>
 
 namespace ombrel::context {
@@ -25,18 +26,27 @@ public:
 private:
     struct option;
 
+    bool set_near(const char* name, const char* text, option*& old);
+    bool is_near(const option* which) const;
+    option* unlink_all();
     static void free_one(option* which);
     option** find(const char* name) const;
     option* exchange(const char* name, option* made);
+    option* exchange_locked(const char* name, option* made);
 
     mutable ombrel_short_lock_t lock_{};
     mutable option* first_ = nullptr;
+
+    // Where options stand as long as there is room, which comes back when all go: most openings have a few
+    // short ones.
+    size_t near_size_ = 0;
+    alignas(void*) unsigned char near_[192];
 };
 
 /// A number in decimal, as options have it.
 class number_text {
 public:
-    explicit number_text(int number) { ombrel_snprintf(text_, sizeof text_, "%d", number); }
+    explicit number_text(int number);
     const char* get() const { return text_; }
 
 private:

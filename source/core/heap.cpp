@@ -42,26 +42,8 @@ struct alignas(64) {
     alignas(64) knowledge known;
 } heap;
 
-// Holds the heap for a scope. A locked exchange costs more than all else that an allocation does, and without
-// another thread there is nobody to lock out.
-class heap_guard {
-public:
-    heap_guard() : is_locked_(!platform::has_one_thread()) {
-        if (is_locked_)
-            take(heap.lock);
-    }
-    ~heap_guard() {
-        if (is_locked_)
-            release(heap.lock);
-    }
-    heap_guard(const heap_guard&) = delete;
-    heap_guard& operator=(const heap_guard&) = delete;
-
-private:
-    const bool is_locked_;
-};
-
-// The same without a wait, for the usual path: it makes no call for which registers would have to be saved.
+// A brief_lock_guard without a wait, for the usual path: it makes no call for which registers would have to
+// be saved.
 class heap_attempt {
 public:
     heap_attempt() : has_others_(!platform::has_one_thread()), holds_(!has_others_ || try_take(heap.lock)) {}
@@ -152,7 +134,7 @@ inline ombrel_heap_block_t* count_out(ombrel_heap_block_t* block) {
 
 // A live block from the cache, or null.
 inline ombrel_heap_block_t* reuse(size_t size, const char* tag, unsigned long line) {
-    const heap_guard guard;
+    const brief_lock_guard guard(heap.lock);
     ombrel_heap_block_t* block = heap.freed.take(size);
     if (block == nullptr)
         return nullptr;
@@ -181,7 +163,7 @@ inline ombrel_heap_block_t* reuse(size_t size, const char* tag, unsigned long li
 }
 
 inline bool enlist(ombrel_heap_block_t* block) {
-    const heap_guard guard;
+    const brief_lock_guard guard(heap.lock);
     if (!heap.blocks.add(block))
         return false;
     count_in(block);
@@ -278,7 +260,7 @@ void note_sound_words() {
 // `leaving` is what is to go back to the platform in the block's place, or null. False for a block with
 // damaged links, and for one that another thread has just freed.
 bool retire(ombrel_heap_block_t* block, ombrel_heap_block_t*& leaving) {
-    const heap_guard guard;
+    const brief_lock_guard guard(heap.lock);
     if (!heap.blocks.remove(block))
         return false;
     leaving = count_out(block);
@@ -422,7 +404,7 @@ void* ombrel_calloc_tag(size_t count, size_t size, const char* tag, unsigned lon
 }
 
 int ombrel_get_alloc_info(size_t* count, size_t* size, size_t* peak) {
-    const heap_guard guard;
+    const brief_lock_guard guard(heap.lock);
     if (count != nullptr)
         *count = heap.blocks.count();
     if (size != nullptr)

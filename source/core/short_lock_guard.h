@@ -3,6 +3,8 @@
 
 #include <ombrel/short_lock.h>
 
+#include "platform/single_thread.h"
+
 namespace ombrel {
 
 /// What the library's own locks hold while they are held: 1, and in a child process one more than in its
@@ -41,6 +43,27 @@ public:
 
 private:
     ombrel_short_lock_t& lock_;
+};
+
+/// The same around a few instructions that start no thread. A locked exchange costs more than they do, and
+/// without another thread there is nobody to lock out.
+class brief_lock_guard {
+public:
+    explicit brief_lock_guard(ombrel_short_lock_t& lock)
+        : lock_(lock), is_locked_(!platform::has_one_thread()) {
+        if (is_locked_)
+            take(lock_);
+    }
+    ~brief_lock_guard() {
+        if (is_locked_)
+            release(lock_);
+    }
+    brief_lock_guard(const brief_lock_guard&) = delete;
+    brief_lock_guard& operator=(const brief_lock_guard&) = delete;
+
+private:
+    ombrel_short_lock_t& lock_;
+    const bool is_locked_;
 };
 
 } // namespace ombrel

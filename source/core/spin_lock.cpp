@@ -3,13 +3,13 @@
 #include <cstdio>
 
 #include <ombrel/assert.h>
-#include <ombrel/atomic.h>
 #include <ombrel/heap.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/timer.h>
 
 #include "core/banner.h"
 #include "core/short_lock_guard.h"
+#include "platform/single_thread.h"
 
 using namespace ombrel;
 
@@ -19,21 +19,25 @@ constexpr const char source_name[] = "source/lock";
 constexpr uint32_t no_limit = 0xFFFFFFFFu;
 constexpr uint32_t most_references = 0xFFFFFFFFu;
 
-/// Holds the guard word once it could be taken.
+/// Holds the guard word once it could be taken. Without another thread it is enough to see that it is free.
 class guard_word {
 public:
-    explicit guard_word(ombrel_spin_lock_t& lock) : word_(&lock.m_guard) {}
+    explicit guard_word(ombrel_spin_lock_t& lock)
+        : word_(&lock.m_guard), is_alone_(platform::has_one_thread()) {}
     ~guard_word() {
-        if (held_)
+        if (held_ && !is_alone_)
             __atomic_store_n(word_, 0u, __ATOMIC_RELEASE);
     }
     guard_word(const guard_word&) = delete;
     guard_word& operator=(const guard_word&) = delete;
 
-    bool try_take() { return held_ = was_free(ombrel_atomic_exchange(word_, held_mark)); }
+    bool try_take() {
+        return held_ = was_free(is_alone_ ? *word_ : __atomic_exchange_n(word_, held_mark, __ATOMIC_ACQUIRE));
+    }
 
 private:
     volatile uint32_t* word_;
+    const bool is_alone_;
     bool held_ = false;
 };
 

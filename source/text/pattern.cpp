@@ -22,13 +22,25 @@ public:
         : pattern_(pattern), s_(s), fold_(fold) {}
 
     bool matches() {
-        while (!pattern_.empty())
+        for (pass_ordinary(); !pattern_.empty(); pass_ordinary())
             if (!step())
                 return false;
         return *s_ == '\0';
     }
 
 private:
+    // As many steps as characters that stand for themselves are here: most of a pattern is of that kind.
+    void pass_ordinary() {
+        size_t passed = 0;
+        while (passed < pattern_.size() && is_ordinary(pattern_[passed]) &&
+               is_same(s_[passed], pattern_[passed]))
+            passed++;
+        pattern_.remove_prefix(passed);
+        s_ += passed;
+    }
+
+    static bool is_ordinary(char c) { return c != '*' && c != '?' && c != '\\' && c != '\0'; }
+
     bool step() {
         const char c = take();
         switch (c) {
@@ -66,8 +78,10 @@ private:
         return c;
     }
 
-    bool is_here(char c) const {
-        return *s_ != '\0' && fold_(static_cast<unsigned char>(*s_)) == fold_(static_cast<unsigned char>(c));
+    bool is_here(char c) const { return *s_ != '\0' && is_same(*s_, c); }
+
+    bool is_same(char a, char b) const {
+        return fold_(static_cast<unsigned char>(a)) == fold_(static_cast<unsigned char>(b));
     }
 
     bool pass_if(bool accepted) {
