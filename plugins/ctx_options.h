@@ -1,11 +1,12 @@
 // What the plug-ins here share: texts on the tagged heap, and options as numbers.
 #pragma once
 
-#include <cerrno>
+#include <charconv>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string_view>
+#include <system_error>
 
 #include <ombrel/ctx.h>
 #include <ombrel/heap.h>
@@ -42,22 +43,34 @@ private:
     size_t size_;
 };
 
-/// The number that a whole text is in decimal.
-inline bool read_number(const char* text, int64_t& number) {
-    char* end;
-    errno = 0;
-    const long long value = strtoll(text, &end, 10);
-    if (end == text || *end != '\0' || errno != 0)
+/// Reads a text that is nothing but a decimal number from `least` to `most`. False, with the number as it
+/// was, for any other.
+template<typename Number>
+bool read_number(const char* text, Number& number, Number least = std::numeric_limits<Number>::min(),
+                 Number most = std::numeric_limits<Number>::max()) {
+    Number read;
+    const char* const end = text + strlen(text);
+    const auto [stop, error] = std::from_chars(text, end, read);
+    if (error != std::errc{} || stop != end || read < least || read > most)
         return false;
-    number = value;
+    number = read;
     return true;
 }
 
-/// The number that an option is; the fallback when it is not set or is none.
-inline int64_t option_number(int ctx, const char* name, int64_t fallback) {
+/// Reads an option that is a number; it stays where the option is not set. False for a text that is none.
+template<typename Number>
+bool read_option(int ctx, const char* name, Number& number, Number least = std::numeric_limits<Number>::min(),
+                 Number most = std::numeric_limits<Number>::max()) {
     const char* const text = ombrel_ctx_get_option(ctx, name);
-    int64_t number = fallback;
-    return text != nullptr && read_number(text, number) ? number : fallback;
+    return text == nullptr || read_number(text, number, least, most);
+}
+
+/// Reads an option that is on where it is a number other than 0. False for a text that is no number.
+inline bool read_switch(int ctx, const char* name, bool& is_on) {
+    int number = is_on ? 1 : 0;
+    const bool is_read = read_option(ctx, name, number);
+    is_on = number != 0;
+    return is_read;
 }
 
 /// Stores what fits of a value with a terminator, for the operation that gives an environment. Its whole

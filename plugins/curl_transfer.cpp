@@ -15,6 +15,7 @@
 
 namespace {
 
+constexpr int most_redirects = 1000;
 constexpr int slice_ms = 200; // how soon a global break is seen
 constexpr uint64_t bar_interval_ms = 200;
 
@@ -147,11 +148,10 @@ int transfer::set_direction(int ctx) {
         return error;
     if (const int error = set(CURLOPT_APPEND, options_.appends ? 1L : 0L))
         return error;
-    return set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(option_number(ctx, "size", -1)));
+    return set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(options_.size));
 }
 
 int transfer::set_connection(int ctx) {
-    const bool insecure = option_number(ctx, "insecure", 0) != 0;
     const struct {
         CURLoption option;
         long value;
@@ -160,11 +160,10 @@ int transfer::set_connection(int ctx) {
         {CURLOPT_NOPROGRESS, 0},
         // What has been sent cannot be sent again.
         {CURLOPT_FOLLOWLOCATION, options_.sends ? 0 : 1},
-        {CURLOPT_MAXREDIRS,
-         static_cast<long>(std::clamp<int64_t>(option_number(ctx, "redirects", 10), 0, 1000))},
+        {CURLOPT_MAXREDIRS, std::clamp(options_.redirects, 0, most_redirects)},
         {CURLOPT_VERBOSE, options_.is_verbose ? 1 : 0},
-        {CURLOPT_SSL_VERIFYPEER, insecure ? 0 : 1},
-        {CURLOPT_SSL_VERIFYHOST, insecure ? 0 : 2},
+        {CURLOPT_SSL_VERIFYPEER, options_.is_insecure ? 0 : 1},
+        {CURLOPT_SSL_VERIFYHOST, options_.is_insecure ? 0 : 2},
     };
     for (const auto& number : numbers)
         if (const int error = set(number.option, number.value))

@@ -17,7 +17,10 @@ struct transfer_options {
     bool accepts_any_status;
     bool shows_progress;
     bool is_verbose, shows_headers;
-    int timeout_ms; ///< without progress; negative for no limit
+    bool is_insecure;
+    int timeout_ms;     ///< without progress; negative for no limit
+    int redirects = 10; ///< to follow
+    int64_t size = -1;  ///< of what will be sent; -1 where it is not known
 };
 
 /// A transfer takes no step outside the calls of its members.

@@ -52,14 +52,6 @@ const scheme* find_scheme(const char* source, const char* mime_type) {
     return nullptr;
 }
 
-bool is_on(int ctx, const char* name) {
-    return option_number(ctx, name, 0) != 0;
-}
-
-int to_limit(int64_t timeout_ms) {
-    return static_cast<int>(std::clamp<int64_t>(timeout_ms, -1, INT32_MAX));
-}
-
 int read_options(int ctx, const char* mime_type, transfer_options& options) {
     options.source = ombrel_ctx_get_option_string_ex(ctx, "source", "");
     const scheme* const found = find_scheme(options.source, mime_type);
@@ -71,11 +63,16 @@ int read_options(int ctx, const char* mime_type, transfer_options& options) {
     options.appends = mode == 'a';
     if ((mode != 'r' && !options.sends) || (options.appends && options.is_http))
         return def_ombrel_ctx_error_invalid_argument;
-    options.accepts_any_status = is_on(ctx, "any_status");
-    options.shows_progress = is_on(ctx, "progress");
-    options.shows_headers = is_on(ctx, "debug");
-    options.is_verbose = options.shows_headers || is_on(ctx, "verbose");
-    options.timeout_ms = to_limit(option_number(ctx, "timeout", default_timeout_ms));
+    options.timeout_ms = default_timeout_ms;
+    if (!read_switch(ctx, "any_status", options.accepts_any_status) ||
+        !read_switch(ctx, "progress", options.shows_progress) ||
+        !read_switch(ctx, "debug", options.shows_headers) ||
+        !read_switch(ctx, "verbose", options.is_verbose) ||
+        !read_switch(ctx, "insecure", options.is_insecure) ||
+        !read_option(ctx, "timeout", options.timeout_ms) || !read_option(ctx, "size", options.size) ||
+        !read_option(ctx, "redirects", options.redirects))
+        return def_ombrel_ctx_error_invalid_argument;
+    options.is_verbose = options.is_verbose || options.shows_headers;
     return 0;
 }
 
@@ -221,12 +218,12 @@ int get_env(int ctx, const char* name, char* text, size_t room) {
 }
 
 int set_env(int ctx, const char* name, const char* text) {
-    int64_t timeout = default_timeout_ms;
+    int timeout = default_timeout_ms;
     if (ombrel_strcasecmp(name, "timeout") != 0)
         return fail(ctx, def_ombrel_ctx_error_not_found);
     if (text != nullptr && !read_number(text, timeout))
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
-    transfer_of(ctx).set_timeout(to_limit(timeout));
+    transfer_of(ctx).set_timeout(timeout);
     return 0;
 }
 

@@ -21,7 +21,7 @@ constexpr int steps_between_looks = 10000; // of the machine that runs queries, 
 struct database {
     sqlite3* db = nullptr;
     ombrel_ctx_db_result_t* results = nullptr;
-    int timeout_ms = 0;
+    int timeout_ms = default_timeout_ms;
     bool tells_errors = false, tells_queries = false;
     char error[512] = {};
 };
@@ -106,8 +106,8 @@ int open_flags(const char* mode) {
 }
 
 // No limit is a very long one to SQLite.
-void set_timeout(database& of, int64_t timeout_ms) {
-    of.timeout_ms = timeout_ms >= 0 && timeout_ms < INT32_MAX ? static_cast<int>(timeout_ms) : INT32_MAX;
+void set_timeout(database& of, int timeout_ms) {
+    of.timeout_ms = timeout_ms >= 0 ? timeout_ms : INT32_MAX;
     sqlite3_busy_timeout(of.db, of.timeout_ms);
 }
 
@@ -126,9 +126,17 @@ int open_file(int ctx, database& opening) {
     int result = sqlite3_open_v2(source, &opening.db, flags | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
     if (result != SQLITE_OK)
         return result;
-    set_timeout(opening, option_number(ctx, "timeout", default_timeout_ms));
+    set_timeout(opening, opening.timeout_ms);
     sqlite3_progress_handler(opening.db, steps_between_looks, stop_at_break, nullptr);
     return look_inside(opening.db);
+}
+
+bool read_options(int ctx, database& opening) {
+    const bool are_read = read_switch(ctx, "debug", opening.tells_queries) &&
+                          read_switch(ctx, "verbose", opening.tells_errors) &&
+                          read_option(ctx, "timeout", opening.timeout_ms);
+    opening.tells_errors = opening.tells_errors || opening.tells_queries;
+    return are_read;
 }
 
 int open_ctx(int ctx, const char*) {
@@ -136,8 +144,10 @@ int open_ctx(int ctx, const char*) {
     if (block == nullptr)
         return fail(ctx, def_ombrel_ctx_error_no_memory);
     database* const opening = std::construct_at(block);
-    opening->tells_queries = option_number(ctx, "debug", 0) != 0;
-    opening->tells_errors = opening->tells_queries || option_number(ctx, "verbose", 0) != 0;
+    if (!read_options(ctx, *opening)) {
+        close_database(opening);
+        return fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    }
     if (const int result = open_file(ctx, *opening); result != SQLITE_OK) {
         refuse(ctx, *opening, result);
         close_database(opening);
@@ -334,7 +344,7 @@ int get_env(int ctx, const char* name, char* text, size_t room) {
 }
 
 int set_env(int ctx, const char* name, const char* text) {
-    int64_t timeout = default_timeout_ms;
+    int timeout = default_timeout_ms;
     if (ombrel_strcasecmp(name, "timeout") != 0)
         return fail(ctx, def_ombrel_ctx_error_not_found);
     if (text != nullptr && !read_number(text, timeout))

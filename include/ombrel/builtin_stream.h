@@ -18,6 +18,9 @@
  * "//" is refused. URIs are read as uri.h says.
  *
  * @par Options of all streams
+ * A number is a decimal one, with a "-" before it where it may be negative, and nothing else: what is none
+ * ("5x", "", " 5", "+5"), or is outside its range, lets the open fail with the error "invalid argument".
+ * Where no range is told it is that of a 32-bit int.
  * - "source": what to open.
  * - "mode": as for fopen(): one of "r", "w" and "a", then any of "+", "x", "b", "t" and "e" (the last three
  *   change nothing). Anything else is refused. The default is "r", for TCP and UDP "r+".
@@ -71,7 +74,7 @@
  * an address of its own) chooses where multicast is sent and the group is joined. Without it datagrams go
  * where the system sends them, and the group is joined on all interfaces, the loop-back one included; a
  * machine that has no interface for multicast sends by the loop-back one. "ttl" is how many hops datagrams
- * may take.
+ * may take (up to 255; negative for the system's choice).
  *
  * @par TFTP
  * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" behind the name is accepted.
@@ -79,24 +82,24 @@
  * the error "invalid argument". The server is asked for blocks of "block_size" bytes (8 to 65464, default
  * 1428), the size of the file, and a time limit; one that grants nothing of this is used as it is. A packet
  * that is not answered is sent again after "interval" milliseconds (default 1000), then after twice and four
- * times as long, and "tries" times altogether (default 6); then the transfer fails with "timed out". No call
- * waits longer than that for each block; opening and closing, all their packets together, end within
- * "timeout" as well. When writing, the option "size" tells the server the file's bytes beforehand; the rest
- * of the last block is sent by closing, whose result says whether the file arrived. Closing a file that was
- * not read to its end ends the transfer. There is no seeking.
+ * times as long, and "tries" times altogether (default 6, at least once); then the transfer fails with "timed
+ * out". No call waits longer than that for each block; opening and closing, all their packets together, end
+ * within "timeout" as well. When writing, the option "size" (0 to 2^63 - 1) tells the server the file's bytes
+ * beforehand; the rest of the last block is sent by closing, whose result says whether the file arrived.
+ * Closing a file that was not read to its end ends the transfer. There is no seeking.
  *
  * @par FTP
  * One file, read ("r"), written ("w") or appended to ("a"), as it is, over passive connections to the host of
  * the control connection. The path is relative to the directory of the login; "ftp://host//name" or
  * "ftp://host/%2Fname" is "/name", and ";type=i" behind it is accepted. Other modes are the error "invalid
  * argument", and so are names with line ends. User and password are those of the source, else of the options
- * "user" and "password", else an anonymous user's. "offset" begins that many bytes into the file, when
- * writing too, which leaves what stands before it. Seeking begins the transfer again with the next read or
- * write; what was written before is confirmed by the server first. Seeking from the end needs a server that
- * tells the size. Each step of the dialogue and each connection waits no longer than "timeout". A file that
- * is read ends when the server confirms that it was sent whole; when it came shorter than the server had told
- * its size, that is "disconnected". Closing after writing waits for the
- * confirmation and fails without it; closing in the middle of a file that is read ends the transfer.
+ * "user" and "password", else an anonymous user's. "offset" (0 to 2^63 - 1) begins that many bytes into the
+ * file, when writing too, which leaves what stands before it. Seeking begins the transfer again with the next
+ * read or write; what was written before is confirmed by the server first. Seeking from the end needs a
+ * server that tells the size. Each step of the dialogue and each connection waits no longer than "timeout". A
+ * file that is read ends when the server confirms that it was sent whole; when it came shorter than the
+ * server had told its size, that is "disconnected". Closing after writing waits for the confirmation and
+ * fails without it; closing in the middle of a file that is read ends the transfer.
  *
  * @par Errors
  * Besides those above: "protocol" for a server that breaks it or refuses, "syntax" for a source or option
@@ -107,7 +110,8 @@
  * @par Properties
  * ombrel_ctx_get_env() gives "source", "mime_type", "timeout", and where there are such "size", "position",
  * "fd", "local" and "peer" (as "ADDRESS:PORT") and "exit_code" as texts, of TFTP and FTP streams "error" (the
- * server's own words on the last failure); ombrel_ctx_set_env() sets "timeout".
+ * server's own words on the last failure); ombrel_ctx_set_env() sets "timeout", null as it was by default,
+ * and fails as an open does for what is no number.
  *
  * @par Threads
  * One thread may read a pipe, TCP or UDP stream while another writes to it, once a listening stream has its

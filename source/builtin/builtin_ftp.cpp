@@ -1,7 +1,6 @@
 // The kind "application/tuk_stream_ftp": one file read from, written to or appended to on an FTP server.
 #include "builtin/remote_file.h"
 #include "protocol/ftp/ftp.h"
-#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -41,15 +40,11 @@ ftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {
     return request;
 }
 
-/// The option "offset"; fail() for a text that is no number, and for append, which has its own place.
+/// The option "offset", which append, that has a place of its own, is refused.
 int find_offset(const builtin_ctx& ctx, uint64_t& offset) {
-    const char* const text = option_text(ctx, "offset");
-    if (text == nullptr)
-        return 0;
-    if (!parse_number(text, uint64_t{0}, uint64_t{INT64_MAX}, offset) ||
-        direction_of(ctx) == ftp_direction::append)
+    if (option_text(ctx, "offset") != nullptr && direction_of(ctx) == ftp_direction::append)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
-    return 0;
+    return read_option(ctx, "offset", offset, uint64_t{0}, uint64_t{INT64_MAX}) ? 0 : -1;
 }
 
 int open(builtin_ctx& ctx) {

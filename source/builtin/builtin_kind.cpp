@@ -2,7 +2,6 @@
 
 #include <ombrel/assert.h>
 #include <ombrel/ctx_interface.h>
-#include <ombrel/scan.h>
 
 #include "context/ctx_fault.h"
 
@@ -37,9 +36,11 @@ bool is_control_record(const builtin_ctx& ctx, size_t size, size_t wanted) {
     return false;
 }
 
-int option_number(const builtin_ctx& ctx, const char* name, int fallback) {
-    const char* const text = option_text(ctx, name);
-    return text != nullptr ? ombrel_atoi(text) : fallback;
+bool read_switch(const builtin_ctx& ctx, const char* name, bool& is_on) {
+    int number = is_on ? 1 : 0;
+    const bool is_read = read_option(ctx, name, number);
+    is_on = number != 0;
+    return is_read;
 }
 
 } // namespace ombrel::builtin

@@ -4,12 +4,14 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <type_traits>
 
 #include <ombrel/ctx.h>
 #include <ombrel/uri.h>
 
 #include "context/option_list.h"
+#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -103,13 +105,26 @@ Record* control_record(const builtin_ctx& ctx, void* record, size_t size) {
     return static_cast<Record*>(record);
 }
 
-/// The number that an option stands for, or the default when it is not set.
-int option_number(const builtin_ctx& ctx, const char* name, int fallback);
-
-/// Another option's text, or null when it is not set; valid until the context is closed.
+/// An option's text, or null when it is not set; valid until the context is closed.
 inline const char* option_text(const builtin_ctx& ctx, const char* name) {
     return ctx.options->get(name);
 }
+
+/// Reads an option that is a number; the value stays where it is not set. False, with the error "invalid
+/// argument" set, for a text that is no number from `least` to `most`.
+template<typename Number>
+bool read_option(const builtin_ctx& ctx, const char* name, Number& value,
+                 Number least = std::numeric_limits<Number>::min(),
+                 Number most = std::numeric_limits<Number>::max()) {
+    const char* const text = option_text(ctx, name);
+    if (text == nullptr || parse_number(text, least, most, value))
+        return true;
+    fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    return false;
+}
+
+/// Reads an option that is on where it is a number other than 0.
+bool read_switch(const builtin_ctx& ctx, const char* name, bool& is_on);
 
 inline bool is_given(const char* text) {
     return text != nullptr && text[0] != '\0';

@@ -164,22 +164,26 @@ void free_builtin(builtin_ctx* ctx) {
     ombrel_free_tag(ctx, "ombrel_close_ctx", __LINE__);
 }
 
-bool read_options(builtin_ctx& ctx) {
-    ctx.debug = option_number(ctx, "debug", 0) != 0;
-    ctx.verbose = option_number(ctx, "verbose", 0) != 0;
-    ctx.missed_time = option_number(ctx, "missed_time", 0);
-    ctx.timeout = option_number(ctx, "timeout", ctx.kind->timeout);
+int read_mode(builtin_ctx& ctx) {
     ctx.mode = ctx.kind->mode;
     const char* const mode = option_text(ctx, "mode");
-    return mode == nullptr || parse_mode(mode, ctx.mode);
+    return mode == nullptr || parse_mode(mode, ctx.mode) ? 0 : fail(ctx, def_ombrel_ctx_error_syntax);
 }
 
-bool take_source_apart(builtin_ctx& ctx, const served_type& type) {
+int read_options(builtin_ctx& ctx) {
+    ctx.timeout = ctx.kind->timeout;
+    const bool are_read = read_switch(ctx, "debug", ctx.debug) && read_switch(ctx, "verbose", ctx.verbose) &&
+                          read_option(ctx, "missed_time", ctx.missed_time) &&
+                          read_option(ctx, "timeout", ctx.timeout);
+    return are_read ? read_mode(ctx) : -1;
+}
+
+int take_source_apart(builtin_ctx& ctx, const served_type& type) {
     ctx.has_scheme = is_scheme_of(scheme_of(ctx.source), type);
     if (!ctx.kind->needs_uri)
-        return true;
+        return 0;
     ctx.uri = parse_source(ctx.source, ctx.has_scheme, type);
-    return ctx.uri != nullptr;
+    return ctx.uri != nullptr ? 0 : fail(ctx, def_ombrel_ctx_error_syntax);
 }
 
 void report_refusal(const builtin_ctx& ctx) {
@@ -191,12 +195,11 @@ void report_refusal(const builtin_ctx& ctx) {
 }
 
 int open_kind(builtin_ctx& ctx, const served_type& type) {
-    const int result = read_options(ctx) && take_source_apart(ctx, type)
-                           ? ctx.kind->open(ctx)
-                           : fail(ctx, def_ombrel_ctx_error_syntax);
-    if (result != 0)
+    const bool is_open =
+        read_options(ctx) == 0 && take_source_apart(ctx, type) == 0 && ctx.kind->open(ctx) == 0;
+    if (!is_open)
         report_refusal(ctx);
-    return result;
+    return is_open ? 0 : -1;
 }
 
 /// The type of the MIME type, or that of the stream; null, with the error set, when it is refused.

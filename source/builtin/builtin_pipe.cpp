@@ -96,16 +96,18 @@ int open(builtin_ctx& ctx) {
     if (command_of(ctx)[0] == '\0')
         return fail(ctx, def_ombrel_ctx_error_syntax);
     const bool reads = (ctx.mode & mode_read) != 0, writes = (ctx.mode & mode_write) != 0;
+    pipe_state& state = state_of<pipe_state>(ctx);
+    state.close_timeout = close_timeout_ms;
+    if (!read_option(ctx, "close_timeout", state.close_timeout))
+        return -1;
     pipe_guard input, output;
     if ((writes && !input.open()) || (reads && !output.open()))
         return fail_by_system(ctx);
-    pipe_state& state = state_of<pipe_state>(ctx);
     state.process = start(ctx, {input.read_end(), output.write_end()});
     if (state.process < 0)
         return -1;
     state.input = input.take_write_end();
     state.output = output.take_read_end();
-    state.close_timeout = option_number(ctx, "close_timeout", close_timeout_ms);
     for (const int end : {state.input, state.output}) {
         if (end >= 0)
             platform::set_descriptor_blocking(end, false);

@@ -10,7 +10,6 @@
 #include <ombrel/ctx_interface.h>
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
-#include <ombrel/scan.h>
 #include <ombrel/string.h>
 
 #include "builtin/builtin_kind.h"
@@ -182,18 +181,14 @@ int get_env(int handle, const char* name, char* text, size_t size) {
     return static_cast<int>(countable(length));
 }
 
-bool is_number(const char* text) {
-    const char* const digits = text[0] == '-' ? text + 1 : text;
-    return digits[0] != '\0' && ombrel_strspn(digits, "0123456789") == ombrel_strlen(digits);
-}
-
 int set_env(int handle, const char* name, const char* text) {
     builtin_ctx& ctx = opened(handle);
     if (ombrel_strcasecmp(name, "timeout") != 0)
         return fail(ctx, def_ombrel_ctx_error_not_found);
-    if (text != nullptr && !is_number(text))
+    int timeout = ctx.kind->timeout;
+    if (text != nullptr && !parse_number(text, timeout))
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
-    ctx.timeout = text != nullptr ? ombrel_atoi(text) : ctx.kind->timeout;
+    ctx.timeout = timeout;
     return 0;
 }
 

@@ -60,7 +60,10 @@ int connect(builtin_ctx& ctx) {
 
 int open(builtin_ctx& ctx) {
     state_of<tcp_state>(ctx) = {none, none};
-    return option_number(ctx, "listen", 0) != 0 ? listen(ctx) : connect(ctx);
+    bool is_server = false;
+    if (!read_switch(ctx, "listen", is_server))
+        return -1;
+    return is_server ? listen(ctx) : connect(ctx);
 }
 
 int close(builtin_ctx& ctx) {

@@ -3,7 +3,6 @@
 
 #include "builtin/remote_file.h"
 #include "protocol/tftp/tftp.h"
-#include "text/number.h"
 
 namespace ombrel::builtin {
 
@@ -18,23 +17,28 @@ tftp_client& client_of(builtin_ctx& ctx) {
     return state_of<tftp_client>(ctx);
 }
 
-tftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {
-    tftp_request request;
+bool read_options(const builtin_ctx& ctx, tftp_request& request) {
+    constexpr size_t least_block = protocol::least_tftp_block, most_block = protocol::most_tftp_block;
+    int tries = static_cast<int>(request.tries);
+    uint64_t size = 0;
+    if (!read_option(ctx, "block_size", request.block_size, least_block, most_block) ||
+        !read_option(ctx, "interval", request.interval_ms) || !read_option(ctx, "tries", tries) ||
+        !read_option(ctx, "size", size, uint64_t{0}, uint64_t{INT64_MAX}))
+        return false;
+    request.tries = static_cast<unsigned>(std::max(tries, 1));
+    if (option_text(ctx, "size") != nullptr)
+        request.size = size;
+    return true;
+}
+
+/// False, with the error set, when an option makes no sense.
+bool fill_request(const builtin_ctx& ctx, const transfer_place& place, tftp_request& request) {
     request.host = place.host;
     request.port = place.port;
     request.name = place.path.get();
     request.write = (ctx.mode & mode_write) != 0;
-    const int block_size = option_number(ctx, "block_size", static_cast<int>(request.block_size));
-    request.block_size = static_cast<size_t>(std::max(block_size, 0));
-    request.interval_ms = option_number(ctx, "interval", request.interval_ms);
-    request.tries =
-        static_cast<unsigned>(std::max(option_number(ctx, "tries", static_cast<int>(request.tries)), 1));
     request.limit_ms = ctx.timeout;
-    uint64_t size = 0;
-    const char* const size_text = option_text(ctx, "size");
-    if (size_text != nullptr && parse_number(size_text, uint64_t{0}, uint64_t{INT64_MAX}, size))
-        request.size = size;
-    return request;
+    return read_options(ctx, request);
 }
 
 int open(builtin_ctx& ctx) {
@@ -42,11 +46,13 @@ int open(builtin_ctx& ctx) {
     if ((ctx.mode & mode_append) != 0)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
     transfer_place place{};
-    if (check_transfer_mode(ctx) != 0 || find_transfer_place(ctx, tftp_port, "mode", "octet", place) != 0)
+    tftp_request request;
+    if (check_transfer_mode(ctx) != 0 || find_transfer_place(ctx, tftp_port, "mode", "octet", place) != 0 ||
+        !fill_request(ctx, place, request))
         return -1;
     tftp_client& client = client_of(ctx);
     client = tftp_client();
-    if (client.open(request_for(ctx, place)))
+    if (client.open(request))
         return 0;
     client.close();
     return fail_by_transfer(ctx, client.error());

@@ -152,9 +152,11 @@ bool prepare_multicast(const builtin_ctx& ctx, const udp_state& state, int s) {
 
 /// Everything but opening the socket: hops, interface, membership.
 bool prepare(const builtin_ctx& ctx, const udp_state& state, int s) {
-    const int hops = option_number(ctx, "ttl", -1);
+    int hops = -1;
+    if (!read_option(ctx, "ttl", hops, INT_MIN, 255))
+        return false;
     ombrel_set_broadcast_socket(s, 1);
-    if (hops > 255 || (hops >= 0 && ombrel_hops_socket(s, hops, state.is_multicast) != 0)) {
+    if (hops >= 0 && ombrel_hops_socket(s, hops, state.is_multicast) != 0) {
         fail(ctx, def_ombrel_ctx_error_invalid_argument);
         return false;
     }

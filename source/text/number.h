@@ -1,5 +1,6 @@
-// Numbers in texts, read strictly: digits alone, behind a "-" where the type has a sign; no space, no "+", no "0x".
-// What users are offered to read numbers with (ombrel/scan.h) is lenient and wraps around, as documented there.
+// Numbers in texts, read strictly: digits alone, behind a "-" where the type has a sign; no space, no "+", no
+// "0x". What users are offered to read numbers with (ombrel/scan.h) is lenient and wraps around, as
+// documented there.
 #pragma once
 
 #include <charconv>
@@ -9,7 +10,8 @@
 
 namespace ombrel {
 
-/// Takes a number from `least` to `most` off the front of the text. False, with both as they were, when there is none.
+/// Takes a number from `least` to `most` off the front of the text. False, with both as they were, when there
+/// is none.
 template<typename Number>
 bool take_number(std::string_view& text, Number least, Number most, Number& value, int base = 10) {
     Number read;
@@ -21,7 +23,8 @@ bool take_number(std::string_view& text, Number least, Number most, Number& valu
     return true;
 }
 
-/// Reads a text that is nothing but a number from `least` to `most`. False, with the value as it was, for any other.
+/// Reads a text that is nothing but a number from `least` to `most`. False, with the value as it was, for any
+/// other.
 template<typename Number>
 bool parse_number(std::string_view text, Number least, Number most, Number& value, int base = 10) {
     Number read;

@@ -11,6 +11,7 @@
 
 #include "builtin/stream_support.h"
 #include "plugin/probe_library.h"
+#include "support/capture.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -57,6 +58,41 @@ TEST_F(BuiltinPluginTest, tells_the_kind_of_a_context) {
         const stream s(is_multicall ? "cat" : "/dev/null", "r", {}, one.mime_type);
         EXPECT_EQ(one.kind, ombrel_ctx_get_plugin_descriptor(s.handle())) << one.mime_type;
     }
+}
+
+TEST_F(BuiltinPluginTest, an_option_that_is_no_number_is_refused) {
+    const char* const file = "/dev/null";
+    const char* const tftp = "tftp://127.0.0.1:1/file";
+    const struct {
+        const char *source, *option, *beyond; // a number that is outside of the range
+    } cases[] = {{file, "debug", "2147483648"},
+                 {file, "verbose", "-2147483649"},
+                 {file, "missed_time", "99999999999"},
+                 {file, "timeout", "99999999999"},
+                 {"pipe:cat", "close_timeout", "1e9"},
+                 {"tcp://127.0.0.1:1", "listen", "4294967296"},
+                 {"udp://127.0.0.1:9", "ttl", "256"},
+                 {tftp, "block_size", "65465"},
+                 {tftp, "block_size", "7"},
+                 {tftp, "interval", "4294967296"},
+                 {tftp, "tries", "4294967297"},
+                 {tftp, "size", "9223372036854775808"},
+                 {"ftp://127.0.0.1:1/f", "offset", "-1"}};
+    for (const auto& one : cases) {
+        for (const char* const text : {one.beyond, "", "5x", "abc", " 5", "5 ", "+5", "0x5", "--5", "-"}) {
+            capture errors(stderr); // of "verbose"
+            const stream s(one.source, "r", {{one.option, text}});
+            EXPECT_FALSE(s.is_open());
+            EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error()) << one.option << " \"" << text << '"';
+        }
+    }
+    const stream s(file, "r", {{"timeout", "-0020"}, {"missed_time", "2147483647"}, {"verbose", "0"}});
+    EXPECT_EQ("-20", s.property("timeout"));
+    for (const char* const text : {"99999999999", "-2147483649", "", "5x", "soon", " 5", "+5"}) {
+        EXPECT_EQ(-1, ombrel_ctx_set_env(s.handle(), "timeout", text));
+        EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error()) << text;
+    }
+    EXPECT_EQ("-20", s.property("timeout"));
 }
 
 TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {

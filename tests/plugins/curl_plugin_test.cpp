@@ -123,6 +123,11 @@ TEST_F(CurlPlugin, refuses_with_a_reason) {
             test.error)
             << test.source;
     }
+    for (const char* const option : {"timeout", "any_status", "redirects", "size", "progress", "insecure"})
+        for (const char* const text : {"5x", "no", "", "+5", "9223372036854775808"})
+            EXPECT_EQ(context().open(stream, {{"source", server().url("bytes/1")}, {option, text}}),
+                      def_ombrel_ctx_error_invalid_argument)
+                << option << " \"" << text << '"';
     context ctx;
     ASSERT_EQ(ctx.open(stream, {{"source", server().url("status/404")}, {"any_status", "1"}}), 0);
     EXPECT_EQ(read_all(ctx), "body of 404");
@@ -209,6 +214,7 @@ TEST_F(CurlPlugin, no_wait_is_for_ever) {
     EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "50"), 0);
     EXPECT_LT(ombrel_ctx_read(ctx, part, sizeof part), 0);
     EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_timed_out);
+    EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "99999999999"), -1);
     EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "-1"), 0);
     ombrel_set_global_break();
     EXPECT_LT(ombrel_ctx_read(ctx, part, sizeof part), 0);

@@ -54,6 +54,15 @@ protected:
     std::string folder_, file_;
 };
 
+TEST_F(SqlitePlugin, an_option_that_is_no_number_is_refused) {
+    for (const char* const option : {"timeout", "debug", "verbose"})
+        for (const char* const text : {"5x", "abc", "", "99999999999"})
+            EXPECT_EQ(context().open(def_ombrel_plugin_sqlite_mime_type, {{"source", file_}, {option, text}}),
+                      def_ombrel_ctx_error_invalid_argument)
+                << option << " \"" << text << '"';
+    EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
 TEST_F(SqlitePlugin, values_come_back_as_they_went) {
     const std::string text = "a\0\xC3\xA4\n", blob("\0\xFF\0", 3), empty;
     const value given[] = {null_value(),
