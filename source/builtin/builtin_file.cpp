@@ -18,13 +18,26 @@ namespace {
 
 using platform::file_access;
 
+enum class waiting : uint8_t { unknown, possible, never };
+
 struct file_state {
     int descriptor;
-    bool is_regular;
+    waiting waits; ///< of reads and writes, once one asked
 };
 
 int descriptor_of(builtin_ctx& ctx) {
     return state_of<file_state>(ctx).descriptor;
+}
+
+/// Whether what is open is a regular file. The host is asked for it when it first matters.
+bool never_waits(builtin_ctx& ctx) {
+    file_state& state = state_of<file_state>(ctx);
+    waiting known = __atomic_load_n(&state.waits, __ATOMIC_RELAXED);
+    if (known == waiting::unknown) {
+        known = platform::is_regular_file(state.descriptor) ? waiting::never : waiting::possible;
+        __atomic_store_n(&state.waits, known, __ATOMIC_RELAXED);
+    }
+    return known == waiting::never;
 }
 
 file_access access_of(unsigned mode) {
@@ -67,7 +80,7 @@ bool allows(int descriptor, const file_access& wanted) {
            (!wanted.write || given.write);
 }
 
-/// Makes a descriptor of the process fit for the mode, and sees what it is.
+/// Makes a descriptor of the process fit for the mode.
 bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
     const file_access wanted = access_of(ctx.mode);
     if (descriptor < 0 || !allows(descriptor, wanted) ||
@@ -75,7 +88,6 @@ bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
         fail(ctx, def_ombrel_ctx_error_invalid_argument);
         return false;
     }
-    state_of<file_state>(ctx).is_regular = platform::is_regular_file(descriptor);
     return true;
 }
 
@@ -87,8 +99,7 @@ int open_own_copy(builtin_ctx& ctx, int descriptor) {
 }
 
 int open_path(builtin_ctx& ctx, const char* path) {
-    bool& is_regular = state_of<file_state>(ctx).is_regular;
-    const int descriptor = platform::open_file(path, access_of(ctx.mode), is_regular);
+    const int descriptor = platform::open_file(path, access_of(ctx.mode));
     return descriptor >= 0 ? descriptor : fail_by_system(ctx);
 }
 
@@ -138,19 +149,17 @@ int is_writable(builtin_ctx& ctx, int timeout_ms) {
 }
 
 int read(builtin_ctx& ctx, void* buffer, size_t size) {
-    const file_state& state = state_of<file_state>(ctx);
     // What may block is asked in a way that never does, unless it may take as long as it likes.
-    const bool is_limited = !state.is_regular && ctx.timeout >= 0;
-    return read_some(ctx, state.descriptor, is_limited ? platform::read_at_once : platform::read_descriptor,
+    const bool is_limited = ctx.timeout >= 0 && !never_waits(ctx);
+    return read_some(ctx, descriptor_of(ctx), is_limited ? platform::read_at_once : platform::read_descriptor,
                      buffer, size);
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
-    const file_state& state = state_of<file_state>(ctx);
-    const write_attempt attempt = state.is_regular   ? platform::write_file
+    const write_attempt attempt = never_waits(ctx)   ? platform::write_file
                                   : ctx.timeout >= 0 ? platform::write_at_once
                                                      : platform::write_descriptor;
-    return write_all(ctx, state.descriptor, attempt, data, size);
+    return write_all(ctx, descriptor_of(ctx), attempt, data, size);
 }
 
 int64_t seek(builtin_ctx& ctx, int64_t offset, int whence) {

@@ -16,8 +16,7 @@ struct file_access {
 
 /// A descriptor that child processes do not inherit, or -1; directories are refused. A named pipe waits for
 /// its other side.
-/// @param is_regular what is_regular_file() would tell
-int open_file(const char* path, const file_access& access, bool& is_regular);
+int open_file(const char* path, const file_access& access);
 int open_file_for_reading(const char* path);
 
 /// Makes a pipe that child processes do not inherit: read end first.

@@ -20,11 +20,6 @@ using namespace ombrel;
 
 namespace {
 
-int open_in_mode(const char* path, platform::file_access access) {
-    bool is_regular;
-    return platform::open_file(path, access, is_regular);
-}
-
 /// A socket, its address on the loop-back interface once it is bound, and its end.
 class loopback_socket {
 public:
@@ -124,7 +119,7 @@ const failing_call failing_calls[] = {
      [] { return platform::open_file_for_reading("/dev/null/file"); }},
     {"a directory as a file", fault_code::is_directory, [] { return platform::open_file_for_reading("/"); }},
     {"a file that is there already", fault_code::exists,
-     [] { return open_in_mode("/dev/null", {.write = true, .create = true, .exclusive = true}); }},
+     [] { return platform::open_file("/dev/null", {.write = true, .create = true, .exclusive = true}); }},
     {"a name that is too long", fault_code::invalid,
      [] { return platform::open_file_for_reading(std::string(300, 'n').c_str()); }},
     {"no descriptor for a file", fault_code::no_descriptor,
@@ -189,7 +184,7 @@ const failing_call failing_calls[] = {
      }},
     {"a device that is full", fault_code::no_space,
      [] {
-         const int device = open_in_mode("/dev/full", {.write = true});
+         const int device = platform::open_file("/dev/full", {.write = true});
          const int result = platform::write_file(device, "x", 1);
          platform::close_descriptor(device);
          return result;

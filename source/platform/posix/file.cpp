@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,13 +52,25 @@ int attempt_result(ssize_t result) {
     return result < 0 && errno == EINTR ? refuse(fault_code::would_block) : static_cast<int>(result);
 }
 
+/// A directory opens for reading but gives no bytes. Linux counts those of anything else that is read like a
+/// file, and tells them in a fraction of the time that a full status takes.
+bool is_directory(int descriptor) {
+#if defined(__linux__)
+    int bytes;
+    if (ioctl(descriptor, FIONREAD, &bytes) == 0)
+        return false;
+#endif
+    struct stat status;
+    return fstat(descriptor, &status) != 0 || S_ISDIR(status.st_mode);
+}
+
 bool never_waits(const struct stat& status) {
     return S_ISREG(status.st_mode) || S_ISBLK(status.st_mode);
 }
 
 } // namespace
 
-int open_file(const char* path, const file_access& access, bool& is_regular) {
+int open_file(const char* path, const file_access& access) {
     constexpr mode_t for_all = 0666;
     int descriptor;
     do
@@ -65,12 +78,8 @@ int open_file(const char* path, const file_access& access, bool& is_regular) {
     while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0)
         return -1;
-    // A directory opens for reading but gives no bytes.
-    struct stat status;
-    if (fstat(descriptor, &status) == 0 && !S_ISDIR(status.st_mode)) {
-        is_regular = never_waits(status);
+    if (access.write || !is_directory(descriptor)) // the host itself opens none for writing
         return descriptor;
-    }
     close(descriptor);
     return refuse(fault_code::is_directory);
 }
@@ -78,8 +87,7 @@ int open_file(const char* path, const file_access& access, bool& is_regular) {
 int open_file_for_reading(const char* path) {
     file_access access;
     access.read = true;
-    bool is_regular;
-    return open_file(path, access, is_regular);
+    return open_file(path, access);
 }
 
 bool open_pipe(int ends[2]) {
