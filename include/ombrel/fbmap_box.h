@@ -2,8 +2,8 @@
  * @file fbmap_box.h
  * @brief Rectangles copied between maps and bitmaps.
  *
- * All may be called from any thread. They hold the lock of all maps; nothing but the caller guards the bytes of a
- * bitmap, whose record is that of ombrel/bitmap.h.
+ * All may be called from any thread. They hold the lock of all maps; nothing but the caller guards the bytes
+ * of a bitmap, whose record is that of ombrel/bitmap.h.
  */
 #ifndef OMBREL_FBMAP_BOX_H
 #define OMBREL_FBMAP_BOX_H
@@ -55,9 +55,9 @@ OMBREL_API int ombrel_fbmap_get_box(ombrel_fbmap_t* fbmap, struct ombrel_bitmap_
  * In the mode #def_ombrel_fbmap_blend the bitmap is the upper one, with its flags, key and alpha. What was
  * written is added to the update region of a map that is not hidden.
  */
-OMBREL_API int ombrel_fbmap_set_box(ombrel_fbmap_t* fbmap, const struct ombrel_bitmap_ts* bitmap, int32_t bitmap_x,
-                                    int32_t bitmap_y, int32_t x, int32_t y, uint32_t w, uint32_t h,
-                                    uint32_t mode);
+OMBREL_API int ombrel_fbmap_set_box(ombrel_fbmap_t* fbmap, const struct ombrel_bitmap_ts* bitmap,
+                                    int32_t bitmap_x, int32_t bitmap_y, int32_t x, int32_t y, uint32_t w,
+                                    uint32_t h, uint32_t mode);
 /**
  * @brief Copies a rectangle of a map into a bitmap's rectangle of another size, each pixel from the nearest
  * one as ombrel_copy_raw_bitmap_scale() chooses it, with the modes of ombrel_fbmap_get_box().
@@ -74,9 +74,10 @@ OMBREL_API int ombrel_fbmap_set_box(ombrel_fbmap_t* fbmap, const struct ombrel_b
  * @param mode     #def_ombrel_fbmap_plain or #def_ombrel_fbmap_blend
  * @return as with ombrel_fbmap_get_box()
  */
-OMBREL_API int ombrel_fbmap_get_scale_box(ombrel_fbmap_t* fbmap, struct ombrel_bitmap_ts* bitmap, int32_t bitmap_x,
-                                          int32_t bitmap_y, uint32_t bitmap_w, uint32_t bitmap_h, int32_t x,
-                                          int32_t y, uint32_t w, uint32_t h, uint32_t mode);
+OMBREL_API int ombrel_fbmap_get_scale_box(ombrel_fbmap_t* fbmap, struct ombrel_bitmap_ts* bitmap,
+                                          int32_t bitmap_x, int32_t bitmap_y, uint32_t bitmap_w,
+                                          uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w, uint32_t h,
+                                          uint32_t mode);
 /**
  * @brief Copies a rectangle of a bitmap into a map's rectangle of another size; the other way round than
  *        ombrel_fbmap_get_scale_box(), with the same arguments and results, and with ombrel_fbmap_set_box()'s
@@ -106,10 +107,11 @@ OMBREL_API int __ombrel_fbmap_get_scale_box_internal(ombrel_fbmap_t* fbmap, stru
                                                      uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w,
                                                      uint32_t h, uint32_t mode);
 /** @brief See ombrel_fbmap_set_scale_box(). */
-OMBREL_API int __ombrel_fbmap_set_scale_box_internal(ombrel_fbmap_t* fbmap, const struct ombrel_bitmap_ts* bitmap,
-                                                     int32_t bitmap_x, int32_t bitmap_y, uint32_t bitmap_w,
-                                                     uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w,
-                                                     uint32_t h, uint32_t mode);
+OMBREL_API int __ombrel_fbmap_set_scale_box_internal(ombrel_fbmap_t* fbmap,
+                                                     const struct ombrel_bitmap_ts* bitmap, int32_t bitmap_x,
+                                                     int32_t bitmap_y, uint32_t bitmap_w, uint32_t bitmap_h,
+                                                     int32_t x, int32_t y, uint32_t w, uint32_t h,
+                                                     uint32_t mode);
 /** @} */
 
 OMBREL_END_C

@@ -209,7 +209,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 } // namespace
 
 constinit const builtin_kind builtin_file{
-    .state_size = sizeof(file_state),
+    .state = state_type_of<file_state>,
     .timeout = -1,
     .is_bound_by_mode = true,
     .open = open,

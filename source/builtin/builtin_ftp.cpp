@@ -14,8 +14,8 @@ constexpr int ftp_port = 21;
 
 struct ftp_stream {
     ftp_client client;
-    uint64_t position; ///< of the next byte; unknown for append
-    bool moved;        ///< the transfer has to begin again at the position
+    uint64_t position = 0; ///< of the next byte; unknown for append
+    bool moved = false;    ///< the transfer has to begin again at the position
 };
 
 ftp_stream& stream_of(builtin_ctx& ctx) {
@@ -56,12 +56,8 @@ int open(builtin_ctx& ctx) {
     ftp_request request = request_for(ctx, place);
     request.offset = offset;
     ftp_stream& stream = stream_of(ctx);
-    stream = ftp_stream{};
     stream.position = offset;
-    if (stream.client.open(request))
-        return 0;
-    stream.client.close();
-    return fail_by_transfer(ctx, stream.client.error());
+    return stream.client.open(request) ? 0 : fail_by_transfer(ctx, stream.client.error());
 }
 
 int close(builtin_ctx& ctx) {
@@ -151,7 +147,7 @@ bool get_property(builtin_ctx& ctx, const char* name, char* text, size_t room) {
 } // namespace
 
 constinit const builtin_kind builtin_ftp{
-    .state_size = sizeof(ftp_stream),
+    .state = state_type_of<ftp_stream>,
     .timeout = network_timeout_ms,
     .is_bound_by_mode = true,
     .needs_uri = true,

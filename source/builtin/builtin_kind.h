@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <type_traits>
 
 #include <ombrel/ctx.h>
@@ -22,7 +23,7 @@ struct builtin_ctx {
     int handle;
     const context::option_list* options; ///< the context's
     const builtin_kind* kind;
-    void* state; ///< the kind's own record, zeroed before open()
+    void* state; ///< the kind's own record
     const char* mime_type;
     const char* source;      ///< the option "source", empty when it was not set
     bool has_scheme;         ///< the source begins with a scheme of the kind; else it is a plain one
@@ -41,10 +42,22 @@ struct builtin_ctx {
 inline constexpr unsigned mode_read = 1, mode_write = 2, mode_append = 4, mode_create = 8, mode_truncate = 16,
                           mode_exclusive = 32;
 
+/// The kind's own record: made in zeroed memory before open() is called, and ended when the context is freed,
+/// after close() or an open() that failed.
+struct state_type {
+    size_t size = 0;
+    void (*construct)(void* place) = nullptr;
+    void (*destroy)(void* state) = nullptr;
+};
+
+template<typename State>
+inline constexpr state_type state_type_of{sizeof(State), [](void* place) { new (place) State(); },
+                                          [](void* state) { static_cast<State*>(state)->~State(); }};
+
 /// The operations. Those of ctx.h mean what is said there; a null one is not supported, with that error.
 /// A failing operation gives -1 and leaves its error by fail().
 struct builtin_kind {
-    size_t state_size = 0;
+    state_type state = {};
     int timeout = 0;               ///< the default of builtin_ctx::timeout
     unsigned mode = mode_read;     ///< the default of builtin_ctx::mode
     bool is_bound_by_mode = false; ///< what goes against the mode is not supported, and is refused before
@@ -66,10 +79,8 @@ struct builtin_kind {
     int (*get_fbinfo)(builtin_ctx&, ombrel_ctx_fbinfo_t* info) = nullptr;
 };
 
-/// The kind's own record.
 template<typename State>
 State& state_of(builtin_ctx& ctx) {
-    static_assert(std::is_trivially_copyable_v<State>, "the record comes as zeroed memory");
     return *static_cast<State*>(ctx.state);
 }
 

@@ -134,10 +134,10 @@ constexpr size_t aligned(size_t size) {
     return (size + alignment - 1) / alignment * alignment;
 }
 
-/// The record, the kind's state and both texts in one zeroed block.
+/// The record, the kind's state and both texts in one block.
 builtin_ctx* allocate(const opening& wanted, const served_type& type) {
     const size_t state_place = aligned(sizeof(builtin_ctx));
-    const size_t text_place = state_place + type.kind->state_size;
+    const size_t text_place = state_place + type.kind->state.size;
     const string_view mime_text = wanted.mime_type, source_text = wanted.source;
     const size_t size = text_place + mime_text.size() + 1 + source_text.size() + 1;
     auto* const block = static_cast<char*>(ombrel_calloc_tag(1, size, "ombrel_open_ctx", __LINE__));
@@ -154,10 +154,14 @@ builtin_ctx* allocate(const opening& wanted, const served_type& type) {
     ctx->state = block + state_place;
     ctx->mime_type = mime_copy;
     ctx->source = source_copy;
+    if (type.kind->state.construct != nullptr)
+        type.kind->state.construct(ctx->state);
     return ctx;
 }
 
 void free_builtin(builtin_ctx* ctx) {
+    if (ctx->kind->state.destroy != nullptr)
+        ctx->kind->state.destroy(ctx->state);
     // A source may have a password in it.
     wipe_text(const_cast<char*>(ctx->source));
     ombrel_free_uri_tag(const_cast<ombrel_uri_t*>(ctx->uri), "ombrel_close_ctx", __LINE__);

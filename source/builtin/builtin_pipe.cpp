@@ -202,7 +202,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 } // namespace
 
 constinit const builtin_kind builtin_pipe{
-    .state_size = sizeof(pipe_state),
+    .state = state_type_of<pipe_state>,
     .timeout = -1,
     .is_bound_by_mode = true,
     .open = open,

@@ -164,7 +164,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 } // namespace
 
 constinit const builtin_kind builtin_tcp{
-    .state_size = sizeof(tcp_state),
+    .state = state_type_of<tcp_state>,
     .timeout = network_timeout_ms,
     .mode = mode_read | mode_write,
     .needs_uri = true,

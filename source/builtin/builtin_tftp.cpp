@@ -51,11 +51,7 @@ int open(builtin_ctx& ctx) {
         !fill_request(ctx, place, request))
         return -1;
     tftp_client& client = client_of(ctx);
-    client = tftp_client();
-    if (client.open(request))
-        return 0;
-    client.close();
-    return fail_by_transfer(ctx, client.error());
+    return client.open(request) ? 0 : fail_by_transfer(ctx, client.error());
 }
 
 int close(builtin_ctx& ctx) {
@@ -108,7 +104,7 @@ bool get_property(builtin_ctx& ctx, const char* name, char* text, size_t room) {
 } // namespace
 
 constinit const builtin_kind builtin_tftp{
-    .state_size = sizeof(tftp_client),
+    .state = state_type_of<tftp_client>,
     .timeout = network_timeout_ms,
     .is_bound_by_mode = true,
     .needs_uri = true,

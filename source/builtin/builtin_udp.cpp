@@ -318,7 +318,7 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 } // namespace
 
 constinit const builtin_kind builtin_udp{
-    .state_size = sizeof(udp_state),
+    .state = state_type_of<udp_state>,
     .timeout = network_timeout_ms,
     .mode = mode_read | mode_write,
     .needs_uri = true,

@@ -36,7 +36,7 @@ template<typename State>
 constexpr builtin_kind fb_kind(int (*open)(builtin_ctx&), int (*close)(builtin_ctx&) = close_fb_root,
                                decltype(builtin_kind::control) control = control_fb) {
     return {
-        .state_size = sizeof(State),
+        .state = state_type_of<State>,
         .open = open,
         .close = close,
         .is_readable = fb_is_ready,

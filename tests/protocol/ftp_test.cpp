@@ -101,7 +101,6 @@ TEST_F(FtpClient, goes_on_where_it_was_asked_to_or_not_at_all) {
     };
     request_.offset = 2;
     for (const auto& each : cases) {
-        client_ = ftp_client();
         const scripted_ftp_server server(each.changes);
         const bool read = open(server.port()) && rest() == "hello";
         EXPECT_EQ(each.fault, client_.error().fault()) << client_.error().text();
@@ -122,7 +121,6 @@ TEST_F(FtpClient, waits_for_a_name_within_its_limit) {
     client_.close();
     const scripted_ftp_server server({});
     names.release();
-    client_ = ftp_client();
     request_.limit_ms = patience_ms;
     EXPECT_TRUE(open(server.port()) && rest() == "hello") << client_.error().text();
     client_.close();
@@ -132,7 +130,6 @@ TEST_F(FtpClient, waits_for_a_name_within_its_limit) {
 
 TEST_F(FtpClient, a_name_cannot_carry_a_command) {
     for (const char* path : {"a\r\nDELE b", "a\nb", "a\rb", ""}) {
-        client_ = ftp_client();
         request_.path = path;
         // The name is refused before anybody is asked.
         EXPECT_FALSE(open(1));

@@ -1,9 +1,7 @@
 #include "protocol/ftp/ftp.h"
 
 #include <cstring>
-#include <type_traits>
 
-#include <ombrel/heap.h>
 #include <ombrel/printf.h>
 #include <ombrel/select.h>
 #include <ombrel/socket.h>
@@ -12,8 +10,6 @@
 #include "protocol/patient_socket.h"
 
 namespace ombrel::protocol {
-
-static_assert(std::is_trivially_copyable_v<ftp_client>);
 
 namespace {
 
@@ -29,12 +25,17 @@ const char* verb_of(ftp_direction direction) {
 } // namespace
 
 bool ftp_client::open(const ftp_request& request) {
+    close();
+    error_.clear();
+    size_.reset();
+    extended_ = true;
+    transferring_ = false;
     limit_ms_ = request.limit_ms;
     direction_ = request.direction;
     if (request.path[0] == '\0' || !is_ftp_argument(request.path))
         return error_.set(fault_code::invalid, "a path that no command can carry");
-    path_ = ombrel_strdup_tag(request.path, "ftp_client", __LINE__);
-    if (path_ == nullptr)
+    path_.reset(ombrel_strdup_tag(request.path, "ftp_client", __LINE__));
+    if (!path_)
         return error_.set(fault_code::no_memory, "out of memory");
     if (!control_.open(request.host, request.port, limit_ms_, error_) || !log_in(request) ||
         !command("TYPE", "I"))
@@ -68,7 +69,7 @@ bool ftp_client::log_in(const ftp_request& request) {
 /// The size is worth knowing, but servers need not tell it.
 void ftp_client::ask_size() {
     uint64_t size = 0;
-    if (control_.ask("SIZE", path_, deadline(limit_ms_), error_) &&
+    if (control_.ask("SIZE", path_.get(), deadline(limit_ms_), error_) &&
         control_.kind() == ftp_reply_kind::completed && parse_ftp_size(control_.text(), size))
         size_ = size;
 }
@@ -86,7 +87,8 @@ bool ftp_client::begin(uint64_t offset) {
         if (control_.code() != restart_accepted)
             return control_.refuse(error_);
     }
-    if (!control_.send(verb_of(direction_), path_, limit, error_) || !control_.read_reply(limit, error_))
+    if (!control_.send(verb_of(direction_), path_.get(), limit, error_) ||
+        !control_.read_reply(limit, error_))
         return false;
     transferring_ = control_.kind() == ftp_reply_kind::preliminary;
     return transferring_ || control_.refuse(error_);
@@ -97,8 +99,8 @@ bool ftp_client::open_passive() {
     int port = 0;
     if (!ask_passive(limit, port))
         return false;
-    data_ = control_.open_data(port, limit, error_);
-    return data_ != -1;
+    data_.reset(control_.open_data(port, limit, error_));
+    return static_cast<bool>(data_);
 }
 
 /// The extended form serves every family of addresses; servers that do not know it have the old one.
@@ -122,11 +124,11 @@ bool ftp_client::ask_passive(const deadline& limit, int& port) {
 int ftp_client::wait(int timeout_ms) {
     if (error_)
         return -1;
-    if (data_ == -1)
+    if (!data_)
         return direction_ == ftp_direction::retrieve ? 1 : -1;
     const int flags =
         direction_ == ftp_direction::retrieve ? def_ombrel_select_read : def_ombrel_select_write;
-    const int ready = wait_until_ready(data_, flags, deadline(timeout_ms));
+    const int ready = wait_until_ready(data_.get(), flags, deadline(timeout_ms));
     if (ready == -1)
         lose_data();
     return ready;
@@ -135,9 +137,9 @@ int ftp_client::wait(int timeout_ms) {
 ptrdiff_t ftp_client::read(void* buffer, size_t size, int timeout_ms) {
     if (error_ || direction_ != ftp_direction::retrieve)
         return -1;
-    if (size == 0 || data_ == -1)
+    if (size == 0 || !data_)
         return 0;
-    const int result = receive_until(data_, buffer, size, deadline(timeout_ms));
+    const int result = receive_until(data_.get(), buffer, size, deadline(timeout_ms));
     if (result == def_ombrel_recv_timeout)
         return transfer_waited;
     if (result == -1)
@@ -152,12 +154,12 @@ bool ftp_client::has_come_whole() {
 }
 
 ptrdiff_t ftp_client::write(const void* data, size_t size, int timeout_ms) {
-    if (error_ || direction_ == ftp_direction::retrieve || data_ == -1)
+    if (error_ || direction_ == ftp_direction::retrieve || !data_)
         return -1;
     const deadline limit(timeout_ms);
     size_t done = 0;
     while (done < size) {
-        const int result = send_until(data_, static_cast<const char*>(data) + done, size - done, limit);
+        const int result = send_until(data_.get(), static_cast<const char*>(data) + done, size - done, limit);
         if (result == -1)
             return lose_data(), -1;
         if (result == def_ombrel_send_timeout)
@@ -173,13 +175,9 @@ bool ftp_client::restart(uint64_t offset) {
     return end_transfer() && begin(offset);
 }
 
-void ftp_client::close_data() {
-    data_ = ombrel_close_socket(data_);
-}
-
 /// Closes the data connection, which ends what was stored, and takes the server's word on the whole.
 bool ftp_client::finish() {
-    close_data();
+    data_.reset();
     if (!transferring_)
         return !error_;
     transferring_ = false;
@@ -190,7 +188,7 @@ bool ftp_client::finish() {
 
 /// The server may complain about the missing reader, or have sent all before it noticed.
 void ftp_client::abandon() {
-    close_data();
+    data_.reset();
     if (transferring_)
         control_.read_final_reply(deadline(limit_ms_), error_);
     transferring_ = false;
@@ -213,7 +211,7 @@ bool ftp_client::lose_data() {
 bool ftp_client::close() {
     if (control_.is_open() && transferring_ && !error_)
         end_transfer();
-    close_data();
+    data_.reset();
     const bool good = !error_;
     if (control_.is_open()) {
         // Its reply is awaited, so that the server does not find the connection cut; what it says is no
@@ -222,9 +220,7 @@ bool ftp_client::close() {
         control_.ask("QUIT", "", deadline(limit_ms_), ignored);
     }
     control_.close();
-    if (path_ != nullptr)
-        ombrel_free_tag(path_, "ftp_client", __LINE__);
-    path_ = nullptr;
+    path_.reset();
     return good;
 }
 

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "core/heap_ptr.h"
+#include "network/socket_guard.h"
 #include "protocol/ftp/ftp_control.h"
 #include "protocol/transfer_error.h"
 
@@ -24,13 +26,15 @@ struct ftp_request {
     int limit_ms = 30000; ///< for each step of the dialogue; negative for no limit
 };
 
-/// One file. Nothing of it is held in memory.
-///
-/// Trivially copyable, so that a record on the heap can hold it; close() is to be called by hand, once for
-/// each open() whether that succeeded or not. One thread uses it at a time.
+/// One file at a time. Nothing of it is held in memory. One thread uses it at a time.
 class ftp_client {
 public:
-    /// Connects, logs in, asks for the size and begins the transfer.
+    ftp_client() = default;
+    ~ftp_client() { close(); }
+    ftp_client(const ftp_client&) = delete;
+    ftp_client& operator=(const ftp_client&) = delete;
+
+    /// Connects, logs in, asks for the size and begins the transfer; what was opened before is closed.
     bool open(const ftp_request& request);
 
     /// Waits until read() or write() can do something without waiting.
@@ -49,7 +53,7 @@ public:
     bool restart(uint64_t offset);
 
     /// Waits until the server confirms what was written; a file that was not read to its end is left.
-    /// False when a failure, now or before, kept the file from being transferred.
+    /// False when a failure, now or before, kept the file from being transferred. Nothing when it is closed.
     bool close();
 
     /// Bytes of the file when it was opened, where the server told them.
@@ -67,16 +71,15 @@ private:
     bool finish();
     bool has_come_whole();
     void abandon();
-    void close_data();
     bool lose_data();
 
     ftp_control control_;
-    int data_ = -1;
+    socket_guard data_;
     int limit_ms_ = 0;
     ftp_direction direction_ = ftp_direction::retrieve;
     bool extended_ = true;      ///< EPSV has not been refused
     bool transferring_ = false; ///< the server still has to say how the transfer ended
-    char* path_ = nullptr;
+    heap_ptr<char> path_;
     std::optional<uint64_t> size_;
     uint64_t position_ = 0; ///< of the next byte to come
     transfer_error error_;

@@ -4,7 +4,6 @@
 #include <ombrel/socket.h>
 
 #include "core/wipe.h"
-#include "network/socket_guard.h"
 #include "protocol/patient_resolver.h"
 #include "protocol/patient_socket.h"
 
@@ -56,22 +55,25 @@ int connect_to(const sockaddr& address, int size, const deadline& limit) {
 } // namespace
 
 bool ftp_control::open(const char* host, int port, int limit_ms, transfer_error& error) {
+    close();
+    position_ = filled_ = 0;
+    reply_ = {};
     const patient_answers answers(host, port, deadline(limit_ms));
     if (answers.first() == nullptr)
         return answers.refuse(error);
     for (const ombrel_resolver_t* answer = answers.first(); answer != nullptr && !is_open();
          answer = answer->m_next)
-        socket_ = connect_to(*answer->m_address, answer->m_address_size, deadline(limit_ms));
+        socket_.reset(connect_to(*answer->m_address, answer->m_address_size, deadline(limit_ms)));
     if (!is_open())
         return error.set(connect_fault(), "no connection to the server");
-    ombrel_set_non_block_socket(socket_, 1);
+    ombrel_set_non_block_socket(socket_.get(), 1);
     if (!read_final_reply(deadline(limit_ms), error))
         return false;
     return kind() == ftp_reply_kind::completed || refuse(error);
 }
 
 void ftp_control::close() {
-    socket_ = ombrel_close_socket(socket_);
+    socket_.reset();
 }
 
 bool ftp_control::lose(transfer_error& error, fault_code fault, const char* text) {
@@ -94,7 +96,7 @@ bool ftp_control::send(std::string_view verb, std::string_view argument, const d
     if (size == 0)
         return error.set(fault_code::invalid, "a name that no command can carry");
     for (size_t sent = 0; sent < size;) {
-        const int result = send_until(socket_, command + sent, size - sent, limit);
+        const int result = send_until(socket_.get(), command + sent, size - sent, limit);
         if (result <= 0)
             return lose(error, result == 0 ? fault_code::timed_out : fault_code::closed,
                         "the command could not be sent");
@@ -104,7 +106,7 @@ bool ftp_control::send(std::string_view verb, std::string_view argument, const d
 }
 
 bool ftp_control::receive(const deadline& limit, transfer_error& error) {
-    const int result = receive_until(socket_, input_, sizeof input_, limit);
+    const int result = receive_until(socket_.get(), input_, sizeof input_, limit);
     if (result == def_ombrel_recv_timeout)
         return lose(error, fault_code::timed_out, "no reply in time");
     if (result <= 0)
@@ -151,7 +153,7 @@ int ftp_control::open_data(int port, const deadline& limit, transfer_error& erro
     endpoint peer;
     int size = endpoint::room();
     int data = def_ombrel_invalid_socket;
-    if (ombrel_getpeername(socket_, peer.get(), &size) == 0 &&
+    if (ombrel_getpeername(socket_.get(), peer.get(), &size) == 0 &&
         ombrel_sockaddr_set_port(peer.get(), port) == 0)
         data = connect_to(*peer.get(), peer.size(), limit);
     if (data != def_ombrel_invalid_socket) {

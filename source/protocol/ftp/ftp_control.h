@@ -6,19 +6,19 @@
 
 #include "core/deadline.h"
 #include "network/endpoint.h"
+#include "network/socket_guard.h"
 #include "protocol/ftp/ftp_reply.h"
 #include "protocol/transfer_error.h"
 
 namespace ombrel::protocol {
 
-/// Trivially copyable; close() is called by hand. After a failure of the connection itself nothing more is
-/// sent or read.
+/// After a failure of the connection itself nothing more is sent or read.
 class ftp_control {
 public:
     /// Connects and reads the greeting.
     bool open(const char* host, int port, int limit_ms, transfer_error& error);
     void close();
-    bool is_open() const { return socket_ != -1; }
+    bool is_open() const { return static_cast<bool>(socket_); }
 
     /// Sends a command. False, with the error set, for an argument that cannot be sent and on a lost
     /// connection.
@@ -47,7 +47,7 @@ private:
     bool receive(const deadline& limit, transfer_error& error);
     bool lose(transfer_error& error, fault_code fault, const char* text);
 
-    int socket_ = -1;
+    socket_guard socket_;
     size_t position_ = 0, filled_ = 0;
     ftp_reply_parser reply_;
     char input_[512];

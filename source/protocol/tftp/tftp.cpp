@@ -2,16 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <type_traits>
 
-#include <ombrel/heap.h>
 #include <ombrel/socket.h>
 
 #include "protocol/patient_resolver.h"
 
 namespace ombrel::protocol {
-
-static_assert(std::is_trivially_copyable_v<tftp_client>);
 
 namespace {
 
@@ -71,6 +67,9 @@ tftp_options options_of(const tftp_request& request) {
 } // namespace
 
 bool tftp_client::open(const tftp_request& request) {
+    close();
+    error_.clear();
+    size_.reset();
     const deadline limit(request.limit_ms);
     writing_ = request.write;
     interval_ms_ = std::max(request.interval_ms, 1);
@@ -102,11 +101,11 @@ bool tftp_client::open_at(const tftp_request& request, const sockaddr* address, 
 
 bool tftp_client::allocate(const tftp_request& request) {
     const size_t large = std::max(small_packet, tftp_header_size + request.block_size + 1);
-    outgoing_ = static_cast<uint8_t*>(ombrel_alloc_tag(small_packet + large, "tftp_client", __LINE__));
-    if (outgoing_ == nullptr)
+    outgoing_.reset(static_cast<uint8_t*>(ombrel_alloc_tag(small_packet + large, "tftp_client", __LINE__)));
+    if (!outgoing_)
         return false;
     outgoing_room_ = writing_ ? large : small_packet;
-    incoming_ = outgoing_ + outgoing_room_;
+    incoming_ = outgoing_.get() + outgoing_room_;
     // One byte more than a block, so that one that is too long shows.
     incoming_room_ = writing_ ? small_packet : large;
     return true;
@@ -115,10 +114,9 @@ bool tftp_client::allocate(const tftp_request& request) {
 bool tftp_client::open_once(const tftp_request& request, const sockaddr* address, int address_size,
                             bool with_options, const deadline& limit) {
     error_.clear();
-    ombrel_close_socket(socket_);
     // A number of its own for each attempt keeps answers to earlier ones away.
-    socket_ = ombrel_open_socket(address->sa_family, SOCK_DGRAM, 0);
-    if (socket_ == def_ombrel_invalid_socket)
+    socket_.reset(ombrel_open_socket(address->sa_family, SOCK_DGRAM, 0));
+    if (!socket_)
         return error_.set(socket_fault(), "no socket");
     std::memcpy(peer_.get(), address, static_cast<size_t>(address_size));
     peer_known_ = false;
@@ -136,7 +134,7 @@ bool tftp_client::wait_for_peer(const deadline& limit) {
 
 bool tftp_client::ask(const tftp_request& request, bool with_options) {
     asked_ = with_options ? options_of(request) : tftp_options();
-    const size_t size = write_tftp_request({outgoing_, most_tftp_request},
+    const size_t size = write_tftp_request({outgoing_.get(), most_tftp_request},
                                            writing_ ? tftp_opcode::write_request : tftp_opcode::read_request,
                                            request.name, asked_);
     if (size == 0)
@@ -178,7 +176,8 @@ bool tftp_client::is_ready() const {
 int tftp_client::receive_one(int timeout_ms) {
     endpoint from;
     int from_size = endpoint::room();
-    const int size = ombrel_recvfrom(socket_, incoming_, incoming_room_, from.get(), &from_size, timeout_ms);
+    const int size =
+        ombrel_recvfrom(socket_.get(), incoming_, incoming_room_, from.get(), &from_size, timeout_ms);
     if (size >= 0)
         take_packet({incoming_, static_cast<size_t>(size)}, from);
     return size;
@@ -286,14 +285,14 @@ void tftp_client::begin(size_t block_size) {
 }
 
 void tftp_client::acknowledge() {
-    send_new(write_tftp_block_header({outgoing_, outgoing_room_}, tftp_opcode::acknowledgement,
+    send_new(write_tftp_block_header({outgoing_.get(), outgoing_room_}, tftp_opcode::acknowledgement,
                                      static_cast<uint16_t>(block_)));
 }
 
 void tftp_client::send_block() {
     block_++;
     outstanding_ = true;
-    send_new(write_tftp_block_header({outgoing_, outgoing_room_}, tftp_opcode::data,
+    send_new(write_tftp_block_header({outgoing_.get(), outgoing_room_}, tftp_opcode::data,
                                      static_cast<uint16_t>(block_)) +
              filled_);
     filled_ = 0;
@@ -318,13 +317,13 @@ void tftp_client::send_again() {
 
 /// A packet that cannot be sent counts as lost on the way.
 void tftp_client::send_last() {
-    ombrel_sendto(socket_, outgoing_, outgoing_size_, peer_.get(), peer_.size(), 0);
+    ombrel_sendto(socket_.get(), outgoing_.get(), outgoing_size_, peer_.get(), peer_.size(), 0);
 }
 
 void tftp_client::tell_error(const endpoint& to, tftp_error_code code, const char* text) {
     uint8_t packet[64];
     const size_t size = write_tftp_error(packet, code, text);
-    ombrel_sendto(socket_, packet, size, to.get(), to.size(), 0);
+    ombrel_sendto(socket_.get(), packet, size, to.get(), to.size(), 0);
 }
 
 bool tftp_client::fail(fault_code fault, std::string_view text, int peer_code) {
@@ -362,7 +361,8 @@ ptrdiff_t tftp_client::write(const void* data, size_t size, int timeout_ms) {
         if (ready == 0)
             break;
         const size_t taken = std::min(size - done, block_size_ - filled_);
-        std::memcpy(outgoing_ + tftp_header_size + filled_, static_cast<const uint8_t*>(data) + done, taken);
+        std::memcpy(outgoing_.get() + tftp_header_size + filled_, static_cast<const uint8_t*>(data) + done,
+                    taken);
         filled_ += taken;
         done += taken;
         if (filled_ == block_size_)
@@ -396,11 +396,11 @@ bool tftp_client::close() {
 }
 
 void tftp_client::release() {
-    socket_ = ombrel_close_socket(socket_);
-    if (outgoing_ != nullptr)
-        ombrel_free_tag(outgoing_, "tftp_client", __LINE__);
-    outgoing_ = incoming_ = nullptr;
+    socket_.reset();
+    outgoing_.reset();
+    incoming_ = nullptr;
     position_ = filled_ = 0;
+    block_ = 0;
     stage_ = stage::closed;
 }
 

@@ -7,7 +7,9 @@
 #include <span>
 
 #include "core/deadline.h"
+#include "core/heap_ptr.h"
 #include "network/endpoint.h"
+#include "network/socket_guard.h"
 #include "protocol/tftp/tftp_packet.h"
 #include "protocol/transfer_error.h"
 
@@ -26,14 +28,19 @@ struct tftp_request {
     std::optional<uint64_t> size; ///< of the file to write, where it is known
 };
 
-/// One transfer. Its memory is one block of data and one small packet, whatever the file's size.
+/// One transfer at a time. Its memory is one block of data and one small packet, whatever the file's size.
 ///
-/// Trivially copyable, so that a record on the heap can hold it; close() is to be called by hand, once for
-/// each open() whether that succeeded or not. One thread uses it at a time. No call waits longer than the
-/// tries of one packet take, but open() without a limit for the host's name as long as the platform does.
+/// One thread uses it at a time. No call waits longer than the tries of one packet take, but open() without a
+/// limit for the host's name as long as the platform does.
 class tftp_client {
 public:
-    /// Asks for the file and waits until the transfer has begun: for the first block when reading.
+    tftp_client() = default;
+    ~tftp_client() { close(); }
+    tftp_client(const tftp_client&) = delete;
+    tftp_client& operator=(const tftp_client&) = delete;
+
+    /// Asks for the file and waits until the transfer has begun: for the first block when reading. What was
+    /// opened before is closed.
     bool open(const tftp_request& request);
 
     /// Waits until read() or write() can do something without waiting.
@@ -95,7 +102,7 @@ private:
     bool writing_ = false;
     bool peer_known_ = false;
     bool outstanding_ = false; ///< writing: the last packet waits for its acknowledgement
-    int socket_ = -1;
+    socket_guard socket_;
     int interval_ms_ = 0;
     int limit_ms_ = -1;
     unsigned tries_ = 0;
@@ -103,7 +110,7 @@ private:
     tftp_options asked_;
     endpoint peer_; ///< its port is the transfer's once the peer is known
     deadline next_sending_;
-    uint8_t* outgoing_ = nullptr; ///< the packet that is sent until it is answered
+    heap_ptr<uint8_t> outgoing_; ///< the packet that is sent until it is answered
     size_t outgoing_room_ = 0, outgoing_size_ = 0;
     uint8_t* incoming_ = nullptr; ///< the last packet that came
     size_t incoming_room_ = 0;
