@@ -23,7 +23,8 @@
  * Where no range is told it is that of a 32-bit int.
  * - "source": what to open.
  * - "mode": as for fopen(): one of "r", "w" and "a", then any of "+", "x", "b", "t" and "e" (the last three
- *   change nothing). Anything else is refused. The default is "r", for TCP and UDP "r+".
+ *   change nothing). Anything else is refused. The default is "r". TCP and UDP
+ *   streams write whatever it is.
  * - "timeout": milliseconds that one call may wait without progress, negative for no limit: then the call
  * fails with the error "timed out", and may be repeated. The default is 30000; files and one-way pipes have
  * no limit.

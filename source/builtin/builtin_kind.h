@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <limits>
 #include <new>
-#include <type_traits>
 
 #include <ombrel/ctx.h>
 #include <ombrel/uri.h>
@@ -29,7 +28,7 @@ struct builtin_ctx {
     bool has_scheme;         ///< the source begins with a scheme of the kind; else it is a plain one
     const ombrel_uri_t* uri; ///< the source taken apart, as if the scheme stood before a plain one; null
                              ///< where the kind does not ask for that
-    unsigned mode;           ///< the option "mode" as `mode_…` bits, or the kind's default
+    unsigned mode;           ///< the option "mode" as `mode_…` bits; mode_read when it was not set
     bool debug, verbose;     ///< the options of these names are not 0
     int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
     int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
@@ -59,7 +58,6 @@ inline constexpr state_type state_type_of{sizeof(State), [](void* place) { new (
 struct builtin_kind {
     state_type state = {};
     int timeout = 0;               ///< the default of builtin_ctx::timeout
-    unsigned mode = mode_read;     ///< the default of builtin_ctx::mode
     bool is_bound_by_mode = false; ///< what goes against the mode is not supported, and is refused before
     bool needs_uri = false; ///< open() is called with a `uri` alone; a source that is none is refused before
     /// 0, or -1: then it has closed what it opened itself, and close() is not called.

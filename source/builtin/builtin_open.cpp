@@ -169,7 +169,7 @@ void free_builtin(builtin_ctx* ctx) {
 }
 
 int read_mode(builtin_ctx& ctx) {
-    ctx.mode = ctx.kind->mode;
+    ctx.mode = mode_read;
     const char* const mode = option_text(ctx, "mode");
     return mode == nullptr || parse_mode(mode, ctx.mode) ? 0 : fail(ctx, def_ombrel_ctx_error_syntax);
 }

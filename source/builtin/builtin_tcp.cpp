@@ -166,7 +166,6 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 constinit const builtin_kind builtin_tcp{
     .state = state_type_of<tcp_state>,
     .timeout = network_timeout_ms,
-    .mode = mode_read | mode_write,
     .needs_uri = true,
     .open = open,
     .close = close,

@@ -320,7 +320,6 @@ int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
 constinit const builtin_kind builtin_udp{
     .state = state_type_of<udp_state>,
     .timeout = network_timeout_ms,
-    .mode = mode_read | mode_write,
     .needs_uri = true,
     .open = open,
     .close = close,
