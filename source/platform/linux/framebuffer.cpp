@@ -8,20 +8,28 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
 
 namespace {
 
-int call(int descriptor, unsigned long request, void* record) {
+/// ioctl(), whose requests are of another type in each C library.
+template<typename Request>
+int call_as(int (*host_call)(int, Request, ...), int descriptor, unsigned long request, void* record) {
     int result;
     do
-        result = ioctl(descriptor, request, record);
+        result = host_call(descriptor, static_cast<Request>(request), record);
     while (result < 0 && errno == EINTR);
     return result;
 }
 
-int refuse(int number) {
-    errno = number;
+int call(int descriptor, unsigned long request, void* record) {
+    return call_as(ioctl, descriptor, request, record);
+}
+
+int refuse(const fault& why) {
+    leave_fault(why);
     return -1;
 }
 
@@ -53,7 +61,7 @@ int map_memory(framebuffer& device, const fb_fix_screeninfo& fixed) {
     const size_t before = fixed.smem_start % page;
     device.memory_size = fixed.smem_len;
     if (!framebuffer_has(device, device.x_offset, device.y_offset))
-        return refuse(EINVAL);
+        return refuse(fault_code::invalid);
     device.mapping_size = before + device.memory_size;
     device.mapping =
         mmap(nullptr, device.mapping_size, PROT_READ | PROT_WRITE, MAP_SHARED, device.descriptor, 0);
@@ -70,7 +78,7 @@ int set_up(framebuffer& device) {
         call(device.descriptor, FBIOGET_FSCREENINFO, &fixed) < 0)
         return -1;
     if (fixed.type != FB_TYPE_PACKED_PIXELS)
-        return refuse(ENOTSUP);
+        return refuse({fault_code::not_supported, ENOTSUP});
     take_info(device, fixed, variable);
     return map_memory(device, fixed);
 }
@@ -86,9 +94,9 @@ int open_framebuffer(const char* path, framebuffer& opened) {
         return -1;
     if (set_up(opened) == 0)
         return 0;
-    const int number = errno;
+    const fault_keeper why;
     close(opened.descriptor);
-    return refuse(number);
+    return -1;
 }
 
 void close_framebuffer(framebuffer& open) {

@@ -13,6 +13,12 @@
 #include "platform/environment.h"
 #include "platform/thread.h"
 
+#if defined(__GLIBC_PREREQ)
+#define OMBREL_SPAWN_CLOSES_FROM __GLIBC_PREREQ(2, 34)
+#else
+#define OMBREL_SPAWN_CLOSES_FROM 0
+#endif
+
 namespace ombrel::platform {
 
 namespace {
@@ -61,7 +67,7 @@ public:
     }
     /// Descriptors of the host that were opened without care; where this is missing they are inherited.
     void close_all_others() {
-#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
+#if OMBREL_SPAWN_CLOSES_FROM
         if (error_ == 0)
             error_ = posix_spawn_file_actions_addclosefrom_np(&actions_, first_free_descriptor);
 #endif
