@@ -2,6 +2,7 @@
 #include "builtin/builtin_kind.h"
 
 #include <array>
+#include <atomic>
 #include <climits>
 
 #include <ombrel/builtin_stream.h>
@@ -32,10 +33,11 @@ int descriptor_of(builtin_ctx& ctx) {
 /// Whether what is open is a regular file. The host is asked for it when it first matters.
 bool never_waits(builtin_ctx& ctx) {
     file_state& state = state_of<file_state>(ctx);
-    waiting known = __atomic_load_n(&state.waits, __ATOMIC_RELAXED);
+    const std::atomic_ref<waiting> waits(state.waits);
+    waiting known = waits.load(std::memory_order_relaxed);
     if (known == waiting::unknown) {
         known = platform::is_regular_file(state.descriptor) ? waiting::never : waiting::possible;
-        __atomic_store_n(&state.waits, known, __ATOMIC_RELAXED);
+        waits.store(known, std::memory_order_relaxed);
     }
     return known == waiting::never;
 }

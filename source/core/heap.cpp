@@ -1,5 +1,6 @@
 #include <ombrel/heap.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,7 +40,7 @@ struct alignas(64) {
     live_list<ombrel_heap_block_t, block_kind::heap> blocks;
     block_cache freed;
     report_reserve reserve;
-    alignas(64) knowledge known;
+    alignas(64) std::atomic<knowledge> known;
 } heap;
 
 // A brief_lock_guard without a wait, for the usual path: it makes no call for which registers would have to
@@ -65,7 +66,7 @@ bool is_magic(const void* trailer) {
 }
 
 inline bool is_known(knowledge what) {
-    return __atomic_load_n(&heap.known, __ATOMIC_RELAXED) == what;
+    return heap.known.load(std::memory_order_relaxed) == what;
 }
 
 // Once there was damage in a process, more is looked for.
@@ -232,13 +233,12 @@ void* allocate(size_t size, const char* tag, unsigned long line) {
 }
 
 [[gnu::noinline]] void note_damage() {
-    __atomic_store_n(&heap.known, knowledge::of_damage, __ATOMIC_RELAXED);
+    heap.known.store(knowledge::of_damage, std::memory_order_relaxed);
 }
 
 void note_sound_words() {
     knowledge none = knowledge::none;
-    __atomic_compare_exchange_n(&heap.known, &none, knowledge::of_its_words, false, __ATOMIC_RELAXED,
-                                __ATOMIC_RELAXED);
+    heap.known.compare_exchange_strong(none, knowledge::of_its_words, std::memory_order_relaxed);
 }
 
 // A damaged block is leaked, meant so: the platform ends the process when it finds its own words overwritten.
