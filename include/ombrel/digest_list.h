@@ -4,7 +4,7 @@
  *
  * A line has hexadecimal digits of either case, a space, a space or "*" (which some tools put before the
  * names of binary files, and which means nothing here), and a name to the line's end. A line that begins with
- * a backslash has a name with escapes: "\\" for a backslash, "\n" for a line feed and "\r" for a carriage
+ * a backslash has a name with escapes: `\\` for a backslash, `\n` for a line feed and `\r` for a carriage
  * return. Lines that begin with "#" are comments. Lines end with a line feed, with or without a carriage
  * return before it.
  *
