@@ -20,12 +20,6 @@ def run(data, *options):
     return result.returncode, result.stdout, result.stderr.decode()
 
 
-def peak_memory(process):
-    """The most memory that a running process has held, in KiB."""
-    with open(f"/proc/{process.pid}/status") as status:
-        return next(int(line.split()[1]) for line in status if line.startswith("VmHWM:"))
-
-
 def run_and_watch(data, *options):
     """Status, output and the most memory held before the end of the input, in KiB."""
     # The address sanitizer keeps freed blocks for a while; not so many here.
@@ -35,7 +29,8 @@ def run_and_watch(data, *options):
                               env=environment) as process:
             process.stdin.write(data)
             process.stdin.flush()
-            most = peak_memory(process)
+            with open(f"/proc/{process.pid}/status") as status:
+                most = next(int(line.split()[1]) for line in status if line.startswith("VmHWM:"))
         output.seek(0)
         return process.returncode, output.read(), most
 
@@ -45,10 +40,9 @@ class CodecTest(unittest.TestCase):
         self.random = random.Random(20240611)
 
     def test_agrees_with_the_systems_base64(self):
-        for size in (0, 1, 2, 3, 56, 57, 58, 1000, 48 * 1024, 100001):
+        for size in (0, 1, 2, 57, 1000, 48 * 1024, 100001):
             data = self.random.randbytes(size)
-            for width in (None, 0, 1, 75, 100000):
-                options = [] if width is None else ["-w", str(width)]
+            for options in ([], ["-w", "0"], ["-w", "1"], ["-w", "75"]):
                 text = subprocess.run(["base64", *options], input=data, stdout=subprocess.PIPE, check=True).stdout
                 self.assertEqual((0, text, ""), run(data, *options))
                 self.assertEqual((0, data, ""), run(text, "-d"))
@@ -71,32 +65,22 @@ class CodecTest(unittest.TestCase):
         self.check_large(b"TWF" + b" -_\x80" * (LARGE // 4) + b"u", b"Man", "-d", "-i")
 
     def test_garbage(self):
-        cases = [
-            (b"TWFuTW Fu", "Man", "invalid input", "ManMan"),
-            (b"TWFu-_", "Man", "invalid input", "Man"),
-            (b"TWFuTW", "Man", "truncated input", None),
-            (b"TWFu\n\r\n", "Man", None, "Man"),
-            (b"T", "", "truncated input", None),
-        ]
-        for data, output, fault, lenient in cases:
+        for data, output, fault, lenient in (
+            (b"TWFuTW Fu", b"Man", "invalid input", (0, b"ManMan")),
+            (b"TWFu-_", b"Man", "invalid input", (0, b"Man")),
+            (b"TWFuTW", b"Man", "truncated input", (1, b"Man")),
+            (b"TWFu\n\r\n", b"Man", "", (0, b"Man")),
+            (b"T", b"", "truncated input", (1, b"")),
+        ):
             status, got, errors = run(data, "-d")
-            self.assertEqual((1 if fault else 0, output.encode()), (status, got), data)
-            self.assertIn(fault or "", errors)
-            status, got, _ = run(data, "-di")
-            self.assertEqual(status, 0 if lenient is not None else 1, data)
-            self.assertEqual(got.decode(), output if lenient is None else lenient)
-        for _ in range(20):
-            noise = self.random.randbytes(self.random.randrange(200000))
-            self.assertIn(run(noise, "-d")[0], (0, 1))
-            self.assertIn(run(noise, "-d", "-i")[0], (0, 1))
-            self.assertEqual(0, run(noise, "-q", "-d")[0])
+            self.assertEqual((1 if fault else 0, output, True), (status, got, fault in errors), data)
+            self.assertEqual(lenient, run(data, "-di")[:2], data)
 
     def test_quoted_printable(self):
         self.assertEqual((0, b"a=3Db=20c=0A", ""), run(b"a=b c\n", "-q"))
         self.assertEqual((0, b"A=3d=\n=", ""), run(b"=41=3d=\n=", "-qd"))
         data = self.random.randbytes(200000)
-        status, text, _ = run(data, "-q")
-        self.assertEqual(0, status)
+        text = run(data, "-q")[1]
         self.assertEqual(data, quopri.decodestring(text))
         self.assertEqual((0, data, ""), run(text, "-dq"))
 
@@ -106,23 +90,20 @@ class CodecTest(unittest.TestCase):
             self.assertEqual((2, b""), (status, output), options)
             self.assertIn("usage:", errors)
 
-    def test_closed_output(self):
+    def test_input_and_output_that_fail(self):
+        def refused(data, source, sink, message):
+            with subprocess.Popen([CODEC], stdin=source, stdout=sink, stderr=subprocess.PIPE) as process:
+                os.close(sink)
+                errors = process.communicate(data, timeout=60)[1]
+            self.assertEqual((1, True), (process.returncode, message in errors), errors)
+
         read_end, write_end = os.pipe()
         os.close(read_end)
-        process = subprocess.Popen([CODEC], stdin=subprocess.PIPE, stdout=write_end, stderr=subprocess.PIPE)
-        os.close(write_end)
-        _, errors = process.communicate(bytes(100000), timeout=60)
-        self.assertEqual((1, True), (process.returncode, b"cannot write" in errors))
-
-    def test_full_output_and_unreadable_input(self):
-        with open("/dev/full", "wb") as full:
-            self.assertEqual(1, subprocess.run([CODEC], input=b"x", stdout=full, stderr=subprocess.DEVNULL).returncode)
+        refused(bytes(100000), subprocess.PIPE, write_end, b"cannot write")
+        refused(b"x", subprocess.PIPE, os.open("/dev/full", os.O_WRONLY), b"cannot write")
         directory = os.open("/", os.O_RDONLY)
-        try:
-            result = subprocess.run([CODEC], stdin=directory, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        finally:
-            os.close(directory)
-        self.assertEqual((1, True), (result.returncode, b"cannot read" in result.stderr))
+        self.addCleanup(os.close, directory)
+        refused(None, directory, os.open(os.devnull, os.O_WRONLY), b"cannot read")
 
 
 if __name__ == "__main__":

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap.h>
+#include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap_draw.h>
 
 #include "support/heap_balance.h"
