@@ -115,7 +115,7 @@ class Pages(unittest.TestCase):
     def tearDownClass(cls):
         cls.service.stop()
 
-    def test_page_and_its_figures(self):
+    def test_documents(self):
         self.assertIn(b"<title>libombrel_tuk", self.service.curl("/"))
         first = json.loads(self.service.curl("/status.json"))
         later = self.service.status_when(lambda status: len(status["size_history"]) > len(first["size_history"]))
@@ -123,19 +123,12 @@ class Pages(unittest.TestCase):
         self.assertGreater(later["uptime"], first["uptime"])
         self.assertGreater(later["requests"], first["requests"])
         self.assertEqual(sum(site["blocks"] for site in later["sites"]), later["blocks"])
-
-    def test_documents(self):
         document = xml.dom.minidom.parseString(self.service.curl("/version.xml"))
         self.assertEqual(document.documentElement.tagName, "application")
-        lines = self.service.curl("/heap").decode().splitlines()
-        self.assertRegex(lines[0], r"^\d+ live blocks, \d+ bytes, peak \d+$")
-        self.assertRegex(lines[1], r"^ *\d+ bytes in +\d+ blocks  \w+:\d+$")
-
-    def test_head_has_no_body(self):
-        answer = self.service.raw(request("/heap", "Connection: close", method="HEAD"))
-        head, _, body = answer.partition(b"\r\n\r\n")
-        self.assertIn(b"200 OK", head)
-        self.assertGreater(int(re.search(rb"Content-Length: (\d+)", head).group(1)), 0)
+        self.assertRegex(self.service.curl("/heap").decode(),
+                         r"^\d+ live blocks, \d+ bytes, peak \d+\n *\d+ bytes in +\d+ blocks  \w+:\d+\n")
+        head, _, body = self.service.raw(request("/heap", "Connection: close", method="HEAD")).partition(b"\r\n\r\n")
+        self.assertRegex(head, rb"200 OK(.|\n)*Content-Length: [1-9]")
         self.assertEqual(body, b"")
 
     def test_echo(self):
@@ -145,8 +138,7 @@ class Pages(unittest.TestCase):
                 file.write(sent)
                 file.flush()
                 for options in ([], ["-H", "Transfer-Encoding: chunked"]):
-                    echoed = self.service.curl("/echo", "--data-binary", f"@{file.name}", *options)
-                    self.assertEqual(echoed, sent, f"{size} bytes {options}")
+                    self.assertEqual(self.service.curl("/echo", "--data-binary", f"@{file.name}", *options), sent)
 
     def test_statuses(self):
         for expected, path, options in (
@@ -186,11 +178,6 @@ class Pages(unittest.TestCase):
         codes = re.findall(rb"HTTP/1.1 (\d+)", answer)
         self.assertEqual(codes, [b"200", b"200", b"404", b"200"] * 3 + [b"405"])
 
-    def test_versions_and_connection_headers(self):
-        old = self.service.raw(b"GET /heap HTTP/1.0\r\n\r\n")
-        self.assertIn(b"200 OK", old)
-        self.assertIn(b"Connection: close", old)
-        self.assertIn(b" 505 ", self.service.raw(b"GET / HTTP/3.7\r\nHost: x\r\n\r\n"))
 
 
 class Screen(unittest.TestCase):
@@ -252,38 +239,38 @@ class BadClients(unittest.TestCase):
 
     def test_bad_requests(self):
         head_limit, body_limit = 8192, 1024 * 1024
+        echo = lambda *headers: request("/echo", *headers, method="POST")
+        chunked = echo("Transfer-Encoding: chunked")
         for expected, data in (
-            (b"400", b"\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03garbage\r\n\r\n"),
-            (b"400", b"GET\r\n\r\n"),
-            (b"400", b"GET / HTTP/1.1\r\n\r\n"),
-            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n"),
-            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\n folded: b\r\n\r\n"),
-            (b"400", b"GET / HTTP/1.1\r\nHost: a\r\nName : b\r\n\r\n"),
-            (b"400", b"GET /%zz HTTP/1.1\r\nHost: a\r\n\r\n"),
-            (b"400", b"GET /\x00 HTTP/1.1\r\nHost: a\r\n\r\n"),
-            (b"400", request("/echo", "Content-Length: -1", method="POST")),
-            (b"400", request("/echo", "Content-Length: 3", "Content-Length: 4", method="POST")),
-            (b"400", request("/echo", "Content-Length: 3", "Transfer-Encoding: chunked", method="POST")),
-            (b"400", request("/echo", "Transfer-Encoding: chunked", method="POST") + b"-5\r\nabcde\r\n0\r\n\r\n"),
-            (b"400", request("/echo", "Transfer-Encoding: chunked", method="POST") + b"2\r\nabcde\r\n0\r\n\r\n"),
-            (b"501", request("/echo", "Transfer-Encoding: gzip", method="POST")),
-            (b"200", request("/echo", "Transfer-Encoding: chunked", "Connection: close", method="POST")
-                + b"1\r\nx\r\n0\r\nTrailer: " + b"t" * 100 + b"\r\n\r\n"),
-            (b"413", b"GET / HTTP/1.1\r\nX: " + b"a" * head_limit + b"\r\n\r\n"),
-            (b"413", request("/echo", f"Content-Length: {body_limit + 1}", method="POST")),
-            (b"413", request("/echo", "Content-Length: 99999999999999999999", method="POST")),
-            (b"413", request("/echo", "Transfer-Encoding: chunked", method="POST")
-                + (b"80000\r\n" + b"x" * 0x80000 + b"\r\n") * 3),
+            ("400", b"\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03garbage\r\n\r\n"),
+            ("400", b"GET\r\n\r\n"),
+            ("400", b"GET / HTTP/1.1\r\n\r\n"),
+            ("400", b"GET / HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n"),
+            ("400", b"GET / HTTP/1.1\r\nHost: a\r\n folded: b\r\n\r\n"),
+            ("400", b"GET / HTTP/1.1\r\nHost: a\r\nName : b\r\n\r\n"),
+            ("400", b"GET /%zz HTTP/1.1\r\nHost: a\r\n\r\n"),
+            ("400", b"GET /\x00 HTTP/1.1\r\nHost: a\r\n\r\n"),
+            ("400", b"GET / HT"),
+            ("400", echo("Content-Length: 10") + b"abc"),
+            ("400", echo("Content-Length: -1")),
+            ("400", echo("Content-Length: 3", "Content-Length: 4")),
+            ("400", echo("Content-Length: 3", "Transfer-Encoding: chunked")),
+            ("400", chunked + b"-5\r\nabcde\r\n0\r\n\r\n"),
+            ("400", chunked + b"2\r\nabcde\r\n0\r\n\r\n"),
+            ("501", echo("Transfer-Encoding: gzip")),
+            ("505", b"GET / HTTP/3.7\r\nHost: x\r\n\r\n"),
+            ("200", chunked + b"1\r\nx\r\n0\r\nTrailer: " + b"t" * 100 + b"\r\n\r\n"),
+            ("200", request("/heap")),
+            ("200", b"GET /heap HTTP/1.0\r\n\r\n"),
+            ("413", b"GET / HTTP/1.1\r\nX: " + b"a" * head_limit + b"\r\n\r\n"),
+            ("413", echo(f"Content-Length: {body_limit + 1}")),
+            ("413", echo("Content-Length: 99999999999999999999")),
+            ("413", chunked + (b"80000\r\n" + b"x" * 0x80000 + b"\r\n") * 3),
+            ("", b""),
         ):
-            answer = self.service.raw(data)
-            self.assertEqual(answer[9:12], expected, (data[:60], answer[:80]))
-            self.assertEqual(answer.count(b"HTTP/1.1 "), 1, data[:60])
-
-    def test_half_requests(self):
-        for data in (b"GET / HT", request("/echo", "Content-Length: 10", method="POST") + b"abc"):
-            self.assertEqual(self.service.raw(data, end_input=True)[9:12], b"400", data)
-        self.assertEqual(self.service.raw(b"", end_input=True), b"")
-        self.assertEqual(self.service.raw(request("/heap"), end_input=True)[9:12], b"200")
+            answer = self.service.raw(data, end_input=True)
+            self.assertEqual(answer[9:12].decode(), expected, (data[:60], answer[:80]))
+            self.assertLessEqual(answer.count(b"HTTP/1.1 "), 1, data[:60])
 
     def test_answers_to_a_client_that_does_not_read(self):
         """Many pipelined requests, nothing read: the service keeps a bound and goes on with the others."""
