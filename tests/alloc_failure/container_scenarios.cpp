@@ -8,6 +8,7 @@
 #include <ombrel/stack.h>
 
 #include "alloc_failure/injection.h"
+#include "support/scratch_directory.h"
 
 namespace ombrel_test {
 namespace {
@@ -104,25 +105,18 @@ OMBREL_FAILURES(Container, push_to_handler) {
     wait_for_blocks(blocks);
 }
 
-/// A file of several nodes, removed at the end of the scope.
-class several_nodes : no_copy {
-public:
-    several_nodes() {
-        const int file = mkstemp(path);
-        EXPECT_EQ(static_cast<ssize_t>(contents.size()), write(file, contents.data(), contents.size()));
-        close(file);
-    }
-    ~several_nodes() { unlink(path); }
-
-    char path[32] = "/tmp/ombrel_failure_XXXXXX";
+/// A file of several nodes.
+struct several_nodes {
     const std::string contents = std::string(30'000, 'f') + "end";
+    const scratch_directory folder;
+    const std::string path = folder.file("nodes", contents);
 };
 
 OMBREL_FAILURES(Container, push_from_file) {
     const several_nodes file;
     queue buffer;
     const ptrdiff_t pushed =
-        fail.during([&] { return ombrel_push_buffer_from_file(buffer, file.path, 0, 0); });
+        fail.during([&] { return ombrel_push_buffer_from_file(buffer, file.path.c_str(), 0, 0); });
     EXPECT_TRUE(fail.hit() ? pushed >= 0 : pushed == static_cast<ptrdiff_t>(file.contents.size())) << pushed;
     EXPECT_EQ(file.contents.substr(0, static_cast<size_t>(pushed)), buffer.text());
 }
@@ -130,7 +124,8 @@ OMBREL_FAILURES(Container, push_from_file) {
 OMBREL_FAILURES(Container, load_file) {
     const several_nodes file;
     size_t size = 1;
-    char* bytes = static_cast<char*>(fail.during([&] { return ombrel_load_file(file.path, 0, 0, &size); }));
+    char* bytes =
+        static_cast<char*>(fail.during([&] { return ombrel_load_file(file.path.c_str(), 0, 0, &size); }));
     EXPECT_EQ(fail.hit(), bytes == nullptr);
     EXPECT_EQ(fail.hit() ? "" : file.contents, std::string(bytes != nullptr ? bytes : "", size));
     ombrel_check_free(bytes);

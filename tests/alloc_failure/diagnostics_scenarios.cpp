@@ -8,6 +8,7 @@
 #include <ombrel/version.h>
 
 #include "alloc_failure/injection.h"
+#include "support/queued.h"
 
 namespace ombrel_test {
 namespace {
@@ -74,8 +75,7 @@ template<typename Push>
 void pushes_document(injection& fail, const char* last_line, Push push) {
     ombrel_buffer_t* buffer = ombrel_open_buffer_ex(0);
     const int result = fail.during([=] { return push(buffer); });
-    std::string text(ombrel_get_buffer_size(buffer), '\0');
-    ombrel_pop_buffer_ex(buffer, text.data(), text.size(), 0);
+    const std::string text = take_queued(buffer);
     ombrel_close_buffer(buffer);
     EXPECT_EQ(text.find(last_line) != std::string::npos, result == 0);
     EXPECT_TRUE(result == 0 || fail.hit());

@@ -15,6 +15,8 @@
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/own_stack.h"
+#include "support/queued.h"
+#include "support/scratch_directory.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -45,29 +47,11 @@ protected:
         const heap_block<char> data(static_cast<char*>(ombrel_get_buffer_node(buffer_.get(), &size)));
         return std::string(data.get(), size);
     }
-    std::string all() {
-        std::string text(ombrel_get_buffer_size(buffer_.get()), '\0');
-        ombrel_pop_buffer(buffer_.get(), text.data(), text.size());
-        return text;
-    }
+    std::string all() { return take_queued(buffer_.get()); }
     ombrel_buffer_t* get() { return buffer_.get(); }
 
 private:
     buffer_ptr buffer_;
-};
-
-class temporary_file {
-public:
-    explicit temporary_file(const std::string& text) {
-        const int descriptor = mkstemp(name_);
-        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(descriptor, text.data(), text.size()));
-        close(descriptor);
-    }
-    ~temporary_file() { unlink(name_); }
-    const char* name() const { return name_; }
-
-private:
-    char name_[32] = "/tmp/ombrel_buffer_XXXXXX";
 };
 
 TEST_F(buffer, fills_the_tail_and_then_adds_one_node) {
@@ -162,8 +146,8 @@ TEST_F(buffer, copies_for_a_wiping_buffer_are_wiped) {
     EXPECT_EQ(1000u, ombrel_push_printf(get(), "%s", secrets[0].c_str()));
     for (const unsigned size : {256u, 512u, 1024u, 1001u}) // the formatter's attempts, and their exact copy
         EXPECT_EQ(std::string::npos, freed_bytes(size).find("ssss")) << size;
-    const temporary_file first(secrets[0]), second(secrets[1]);
-    const std::string paths[] = {first.name(), second.name()};
+    const scratch_directory folder;
+    const std::string paths[] = {folder.file("first", secrets[0]), folder.file("second", secrets[1])};
     EXPECT_EQ(0u, bytes_left_on_stack(paths[0], paths[1], [&](const std::string& path) {
                   ombrel_push_buffer_from_file(get(), path.c_str(), 0, 0);
               }));
@@ -371,7 +355,8 @@ std::string counting_text(size_t size) {
 
 TEST_F(buffer, reads_parts_of_files) {
     const std::string text = counting_text(300001);
-    const temporary_file file(text);
+    const scratch_directory folder;
+    const std::string file = folder.file("text", text);
     const struct {
         int64_t offset;
         size_t limit;
@@ -384,24 +369,25 @@ TEST_F(buffer, reads_parts_of_files) {
     };
     for (const auto& c : cases) {
         open(def_ombrel_buffer_flag_reference);
-        EXPECT_EQ(c.result, ombrel_push_buffer_from_file(get(), file.name(), c.offset, c.limit));
+        EXPECT_EQ(c.result, ombrel_push_buffer_from_file(get(), file.c_str(), c.offset, c.limit));
         const std::string expected = c.result > 0 ? text.substr(c.start, static_cast<size_t>(c.result)) : "";
         EXPECT_EQ(expected, all()) << c.offset << " " << c.limit;
         size_t size = 1;
         const heap_block<char> block(
-            static_cast<char*>(ombrel_load_file(file.name(), c.offset, c.limit, &size)));
+            static_cast<char*>(ombrel_load_file(file.c_str(), c.offset, c.limit, &size)));
         EXPECT_EQ(expected, std::string(block.get(), size));
         EXPECT_EQ(block == nullptr, c.result <= 0);
     }
 }
 
 TEST_F(buffer, a_file_is_pushed_in_units) {
-    const temporary_file file(counting_text(8192 + 600));
+    const scratch_directory folder;
+    const std::string file = folder.file("text", counting_text(8192 + 600));
     open(def_ombrel_buffer_flag_exact);
-    EXPECT_EQ(8000, ombrel_push_buffer_from_file(get(), file.name(), 0, 8000));
+    EXPECT_EQ(8000, ombrel_push_buffer_from_file(get(), file.c_str(), 0, 8000));
     EXPECT_EQ(256u, node().size());
     EXPECT_EQ(8000u - 256u, ombrel_flush_buffer(get()));
-    ombrel_push_buffer_from_file(get(), file.name(), -90, 0);
+    ombrel_push_buffer_from_file(get(), file.c_str(), -90, 0);
     EXPECT_EQ(90u, node().size());
 }
 

@@ -5,32 +5,20 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/spin_lock.h>
 
+#include "support/child.h"
+
 namespace {
+
+using ombrel_test::in_child;
 
 // The thread sanitizer does not follow a fork among threads, and an allocator of the address sanitizer may be
 // held by one of them.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
-
-// The status of a child that does the work, 0 when that gave true; a child that hangs is ended.
-template<typename Work>
-int in_child(const Work& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        _exit(work() ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status;
-}
 
 struct monitor {
     ombrel_lock_t lock = def_ombrel_lock_initializer;

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ombrel/exception.h>
@@ -14,23 +13,23 @@
 #include <ombrel/output.h>
 
 #include "support/capture.h"
+#include "support/child.h"
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 #include "support/matches.h"
 #include "support/no_copy.h"
 
 namespace {
 
 using ombrel_test::capture;
+using ombrel_test::header_of;
+using ombrel_test::in_child;
 using ombrel_test::matches;
 using HeapDamage = ombrel_test::balanced_test;
 
 constexpr size_t header_size = sizeof(ombrel_heap_block_t);
 constexpr size_t overhead = header_size + sizeof(uint32_t);
 constexpr uintptr_t garbage = static_cast<uintptr_t>(0x4141414141414141u);
-
-ombrel_heap_block_t* header_of(void* ptr) {
-    return reinterpret_cast<ombrel_heap_block_t*>(static_cast<char*>(ptr) - header_size);
-}
 
 size_t occurrences(const std::string& text, const std::string& part) {
     size_t count = 0;
@@ -341,27 +340,20 @@ int live_through(const side_by_side& blocks, const Damage& inflict) {
 
 template<typename Damage>
 void expect_life_after(const side_by_side& blocks, const std::string& name, const Damage& inflict) {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(live_through(blocks, inflict));
-    int status = -1;
-    waitpid(child, &status, 0);
+    const int status = in_child([&]() -> bool { _exit(live_through(blocks, inflict)); });
     EXPECT_EQ(0, status) << name << (WIFSIGNALED(status) ? ": died" : ": wrong reports (1) or counts (2)");
 }
 
 // The C library's own memory follows, in which it would not allocate any more.
 TEST_F(HeapDamage, IsReportedAtTheEndOfTheMemoryInUse) {
-    const pid_t child = fork();
-    if (child == 0) {
+    const auto free_damaged = [] {
         capture errors(stderr), output(stdout);
         char* block = static_cast<char*>(ombrel_alloc(70'000));
         memset(block + 70'000, 'x', 36);
         ombrel_free(block);
-        _exit(static_cast<int>(ombrel_get_alloc_count()) - 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
+        return ombrel_get_alloc_count() == 1;
+    };
+    EXPECT_EQ(0, in_child(free_damaged));
 }
 
 struct HeapNeighbours : testing::TestWithParam<size_t> {

@@ -5,13 +5,13 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <ombrel/heap.h>
 
 #include "support/capture.h"
+#include "support/child.h"
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 #include "support/matches.h"
 #include "support/threads.h"
 
@@ -26,10 +26,11 @@ extern "C" const char* __tsan_default_options() {
 namespace {
 
 using ombrel_test::capture;
+using ombrel_test::header_of;
 using ombrel_test::matches;
 
 constexpr size_t overhead = sizeof(void*) == 8 ? 52 : 28;
-constexpr size_t header_size = 6 * sizeof(void*);
+static_assert(sizeof(ombrel_heap_block_t) == 6 * sizeof(void*));
 
 struct figures {
     size_t count, size, peak;
@@ -42,10 +43,6 @@ figures read_figures() {
     EXPECT_EQ(result.size, ombrel_get_alloc_size());
     EXPECT_EQ(result.peak, ombrel_get_alloc_peak_size());
     return result;
-}
-
-ombrel_heap_block_t* header_of(void* ptr) {
-    return reinterpret_cast<ombrel_heap_block_t*>(static_cast<char*>(ptr) - header_size);
 }
 
 uint32_t trailer_of(void* ptr) {
@@ -228,17 +225,8 @@ TEST_F(Heap, IsWholeInAChildForkedAmongBusyThreads) {
                 ombrel_free(ombrel_alloc(1000));
         });
     int failed = 0;
-    for (int i = 0; i < 60 && failed == 0; i++) {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(10);
-            ombrel_free(ombrel_alloc(1000));
-            _exit(0);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        failed += status != 0;
-    }
+    for (int i = 0; i < 60 && failed == 0; i++)
+        failed = ombrel_test::in_child([] { return ombrel_free(ombrel_alloc(1000)) == 0; });
     EXPECT_EQ(0, failed) << "a lock of the heap stayed held";
     stop = true;
 }

@@ -3,9 +3,8 @@
 #include <cstring>
 #include <numeric>
 
-#include <ombrel/heap.h>
-
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 
 using namespace ombrel_test;
 
@@ -20,10 +19,9 @@ void* toy_ecb(void* data, size_t size, const void* round_key) {
     return data;
 }
 
-const char* newest_tag = nullptr;
+const char* noted_tag = nullptr;
 void* noting_ecb(void* data, size_t size, const void* round_key) {
-    ombrel_get_alloc_list(
-        1, [](const ombrel_heap_block_t* block, void*) { return newest_tag = block->m_tag, 0; }, nullptr);
+    noted_tag = newest_tag();
     return toy_ecb(data, size, round_key);
 }
 
@@ -89,9 +87,9 @@ TEST_F(cipher_mode, ofb8_feeds_the_whole_block_back) {
 TEST_F(cipher_mode, large_work_block_carries_the_name_of_its_driver) {
     byte_string data(1), key(1), iv(33);
     ombrel_encrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
-    EXPECT_STREQ(newest_tag, "ombrel_encrypt_mode_cfb8");
+    EXPECT_STREQ(noted_tag, "ombrel_encrypt_mode_cfb8");
     ombrel_decrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
-    EXPECT_STREQ(newest_tag, "ombrel_decrypt_mode_cfb8");
+    EXPECT_STREQ(noted_tag, "ombrel_decrypt_mode_cfb8");
 }
 
 TEST_F(cipher_mode, own_forms_give_what_the_drivers_give_in_any_pieces) {

@@ -16,6 +16,7 @@
 #include "crypto/kernels/kernels.h"
 #include "platform/processor.h"
 #include "support/heap_balance.h"
+#include "support/scratch_directory.h"
 
 namespace {
 
@@ -197,22 +198,17 @@ TYPED_TEST(digest, opens_and_closes_a_context) {
 }
 
 TYPED_TEST(digest, reads_files) {
-    char path[] = "/tmp/ombrel_digest_XXXXXX";
-    const int file = mkstemp(path);
-    ASSERT_GE(file, 0);
+    const scratch_directory folder;
     std::string message(100001, 'x');
     for (size_t i = 0; i < message.size(); i++)
         message[i] = static_cast<char>(i * i >> 3);
-    ASSERT_EQ(write(file, message.data(), message.size()), static_cast<ssize_t>(message.size()));
-    close(file);
+    const std::string path = folder.file("message", message), missing = folder / "none";
     typename TypeParam::context ctx;
     TypeParam::push(TypeParam::init(&ctx), "head", 4);
-    EXPECT_EQ(TypeParam::push_file(&ctx, path), 0);
+    EXPECT_EQ(TypeParam::push_file(&ctx, path.c_str()), 0);
     EXPECT_EQ(TypeParam::digest(&ctx, nullptr), text_of<TypeParam>(std::string("head").append(message)));
-    unlink(path);
-
     TypeParam::init(&ctx);
-    for (const char* bad : std::initializer_list<const char*>{path, "/tmp", "", nullptr})
+    for (const char* bad : {missing.c_str(), "/tmp", "", static_cast<const char*>(nullptr)})
         EXPECT_EQ(TypeParam::push_file(&ctx, bad), -1);
     EXPECT_EQ(TypeParam::push_file(&ctx, "/dev/null"), 0);
     EXPECT_STREQ(TypeParam::digest(&ctx, nullptr), expected<TypeParam>(published[0]));

@@ -9,6 +9,7 @@
 
 #include "support/heap_balance.h"
 #include "support/matches.h"
+#include "support/queued.h"
 
 namespace {
 
@@ -118,8 +119,7 @@ TEST_F(HeapReport, IsPrintedAsOneTextOrQueued) {
 
     ombrel_buffer_t* const buffer = ombrel_open_buffer_ex(0);
     EXPECT_EQ(ombrel_push_heap_report(buffer), 0);
-    std::string queued(ombrel_get_buffer_size(buffer), '\0');
-    ombrel_pop_buffer_ex(buffer, queued.data(), queued.size(), 0);
+    const std::string queued = ombrel_test::take_queued(buffer);
     ombrel_close_buffer(buffer);
     EXPECT_NE(queued.find("blocks  report_few:8\n"), std::string::npos) << queued;
 }

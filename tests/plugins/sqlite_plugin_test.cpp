@@ -1,13 +1,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include <ombrel/plugin_sqlite.h>
 
 #include "plugins/plugin_support.h"
 #include "support/capture.h"
+#include "support/scratch_directory.h"
 
 namespace ombrel_test {
 namespace {
@@ -29,13 +29,6 @@ value bytes(ombrel_ctx_db_type_t type, const std::string& data) {
 
 class SqlitePlugin : public balanced_test {
 protected:
-    SqlitePlugin() {
-        char pattern[] = "/tmp/ombrel_sqlite_XXXXXX";
-        folder_ = mkdtemp(pattern);
-        file_ = folder_ + "/test.db";
-    }
-    ~SqlitePlugin() override { std::filesystem::remove_all(folder_); }
-
     int open(context& ctx, const char* mode = "w+", const char* timeout = "60000") {
         return ctx.open(def_ombrel_plugin_sqlite_mime_type,
                         {{"source", file_}, {"mode", mode}, {"timeout", timeout}});
@@ -51,7 +44,8 @@ protected:
     }
 
     loaded_plugin plugin_{OMBREL_TEST_PLUGIN_SQLITE};
-    std::string folder_, file_;
+    const scratch_directory folder_;
+    const std::string file_ = folder_ / "test.db";
 };
 
 TEST_F(SqlitePlugin, an_option_that_is_no_number_is_refused) {

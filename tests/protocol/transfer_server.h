@@ -21,29 +21,9 @@
 
 #include "network/loopback.h"
 #include "support/no_copy.h"
+#include "support/scratch_directory.h"
 
 namespace ombrel_test {
-
-class scratch_directory : no_copy {
-public:
-    scratch_directory() {
-        std::string name = (std::filesystem::temp_directory_path() / "ombrel_transfer_XXXXXX").string();
-        EXPECT_NE(nullptr, mkdtemp(name.data()));
-        path_ = name;
-    }
-    ~scratch_directory() { std::filesystem::remove_all(path_); }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-    void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path_ / name, std::ios::binary) << bytes;
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream file(path_ / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// The path of a server program, where scripts/bootstrap or an administrator put it; empty when it is
 /// missing.

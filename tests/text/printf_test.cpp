@@ -13,6 +13,7 @@
 
 #include "support/argument_list.h"
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 
 namespace {
 
@@ -190,18 +191,6 @@ TEST(printf, integer_writers) {
 
 class alloc_printf : public ombrel_test::balanced_test {};
 
-const char* newest_tag() {
-    const char* tag = nullptr;
-    ombrel_get_alloc_list(
-        1,
-        [](const ombrel_heap_block_t* block, void* context) {
-            *static_cast<const char**>(context) = block->m_tag;
-            return 0;
-        },
-        &tag);
-    return tag;
-}
-
 TEST_F(alloc_printf, grows_to_its_limit_and_no_further) {
     for (size_t length : {0u, 1u, 254u, 255u, 256u, 510u, 511u, 65277u, 65278u}) {
         const std::string text(length, 'x');
@@ -210,7 +199,7 @@ TEST_F(alloc_printf, grows_to_its_limit_and_no_further) {
         ASSERT_NE(made, nullptr) << length;
         EXPECT_EQ(made, text);
         EXPECT_EQ(ombrel_get_alloc_size() - before, (length + 1 + 3) / 4 * 4 + def_ombrel_heap_overhead);
-        EXPECT_STREQ(newest_tag(), "ombrel_alloc_sprintf");
+        EXPECT_STREQ(ombrel_test::newest_tag(), "ombrel_alloc_sprintf");
         ombrel_free(made);
     }
     for (size_t length : {65279u, 65280u, 100000u})

@@ -4,11 +4,12 @@
 
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ombrel/heap.h>
 #include <ombrel/thread.h>
+
+#include "support/child.h"
 
 namespace {
 
@@ -34,12 +35,8 @@ TEST(thread, id_belongs_to_the_thread) {
     uint64_t other = 0;
     std::thread([&] { other = ombrel_get_thread_id(); }).join();
     EXPECT_NE(other, own);
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(ombrel_get_thread_id() == static_cast<uint64_t>(getpid()) ? 0 : 1);
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << "a child's thread is not its parent's";
+    const auto has_own_id = [] { return ombrel_get_thread_id() == static_cast<uint64_t>(getpid()); };
+    EXPECT_EQ(ombrel_test::in_child(has_own_id), 0) << "a child's thread is not its parent's";
 }
 
 TEST(thread, detached_thread_runs_whatever_stack_was_asked_for) {
