@@ -14,6 +14,7 @@
 #include "builtin/descriptor_stream.h"
 #include "platform/file.h"
 #include "platform/process.h"
+#include "system/child_process.h"
 
 namespace ombrel::builtin {
 
@@ -119,7 +120,7 @@ int open(builtin_ctx& ctx) {
 
 bool has_ended(pipe_state& state, int timeout_ms) {
     if (!state.has_ended)
-        state.has_ended = platform::wait_process(state.process, timeout_ms, state.end);
+        state.has_ended = wait_for_process(state.process, deadline(timeout_ms), state.end);
     return state.has_ended;
 }
 

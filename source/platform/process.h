@@ -24,10 +24,25 @@ struct process_end {
     int signal_number; ///< 0 when it ended by itself
 };
 
-/// Waits for a child to end and removes what the system keeps about it; afterwards its number is void.
-/// @param timeout_milliseconds negative waits for ever, 0 looks once
-/// @return false when it still runs
-bool wait_process(int process, int timeout_milliseconds, process_end& end);
+/// Whether a child has ended, without waiting for it. If so, what the system keeps about it is removed, and
+/// its number is void. One of which nobody can tell more has ended as well.
+bool collect_process(int process, process_end& end);
+
+/// A descriptor that stands for this process, whoever gets its number later, and that polls readable once it
+/// has ended; for close_descriptor(). -1 when there is none, and where the host has no such thing.
+int open_process(int process);
+/// Whether the host has such descriptors.
+bool can_open_processes();
+
+enum class child_state {
+    running,
+    ended,
+    unknown, ///< no child of this process, or one that was collected already
+};
+/// What has become of the child of a descriptor, which stays what it is.
+child_state look_at_child(int descriptor);
+/// The same as collect_process() does it. An unknown end is {-1, 0}.
+child_state collect_child(int descriptor, process_end& end);
 
 enum class process_stop { polite, at_once };
 

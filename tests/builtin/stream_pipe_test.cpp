@@ -1,13 +1,28 @@
+#include <atomic>
 #include <chrono>
 #include <csignal>
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "stream_support.h"
 
 using namespace ombrel_test;
+
+namespace {
+
+std::atomic<int> looks_at_children{0};
+
+} // namespace
+
+extern "C" pid_t waitpid(pid_t process, int* status, int options) {
+    static const auto real = reinterpret_cast<decltype(&waitpid)>(dlsym(RTLD_NEXT, "waitpid"));
+    looks_at_children++;
+    return real(process, status, options);
+}
 
 namespace {
 
@@ -99,6 +114,31 @@ TEST_F(PipeStreamTest, a_signal_is_told) {
     const ombrel_stream_exit_t status = exit_of(s);
     EXPECT_EQ(-1, status.m_exit_code);
     EXPECT_EQ(SIGKILL, status.m_signal);
+}
+
+/// Nobody gets another descriptor until the end of the scope.
+class no_descriptors {
+public:
+    no_descriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{1, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~no_descriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    no_descriptors(const no_descriptors&) = delete;
+    no_descriptors& operator=(const no_descriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(PipeStreamTest, the_end_wakes_who_waits_for_it) {
+    stream s("pipe:sleep 0.3; exit 4", "r"), other("pipe:sleep 0.5; exit 5", "r");
+    looks_at_children = 0;
+    EXPECT_EQ(4, exit_of(s).m_exit_code);
+    EXPECT_GE(4, looks_at_children) << "it is not looked for again and again";
+    const no_descriptors scarce;
+    EXPECT_EQ(5, exit_of(other).m_exit_code) << "it is found all the same";
 }
 
 TEST_F(PipeStreamTest, the_child_gets_no_descriptor_and_fresh_signals) {

@@ -1,17 +1,15 @@
 #include "platform/process.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <initializer_list>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/clock.h"
 #include "platform/environment.h"
-#include "platform/thread.h"
 
 #if defined(__GLIBC_PREREQ)
 #define OMBREL_SPAWN_CLOSES_FROM __GLIBC_PREREQ(2, 34)
@@ -127,19 +125,6 @@ process_end describe(int status) {
     return {WEXITSTATUS(status), 0};
 }
 
-/// Whether the child has ended; a host that ignores the end of its children learns no more than that.
-bool has_ended(int process, process_end& end) {
-    int status = 0;
-    pid_t result;
-    do
-        result = waitpid(process, &status, WNOHANG);
-    while (result < 0 && errno == EINTR);
-    if (result == 0)
-        return false;
-    end = result == process ? describe(status) : process_end{-1, 0};
-    return true;
-}
-
 } // namespace
 
 int start_process(const char* const* arguments, const process_streams& streams) {
@@ -169,19 +154,40 @@ int start_command(const char* command_line, const process_streams& streams) {
     return start_process(arguments, streams);
 }
 
-bool wait_process(int process, int timeout_milliseconds, process_end& end) {
-    constexpr uint64_t longest_pause = 32;
-    const uint64_t limit =
-        timeout_milliseconds >= 0 ? static_cast<uint64_t>(timeout_milliseconds) : UINT64_MAX;
-    const uint64_t start = monotonic_nanoseconds();
-    for (uint64_t pause = 1; !has_ended(process, end); pause = std::min(pause * 2, longest_pause)) {
-        const uint64_t waited = (monotonic_nanoseconds() - start) / 1'000'000u;
-        if (waited >= limit)
-            return false;
-        sleep_milliseconds(static_cast<uint32_t>(std::min(pause, limit - waited)));
-    }
+// A host that ignores the end of its children learns no more than that they have ended.
+bool collect_process(int process, process_end& end) {
+    int status = 0;
+    pid_t result;
+    do
+        result = waitpid(process, &status, WNOHANG);
+    while (result < 0 && errno == EINTR);
+    if (result == 0)
+        return false;
+    end = result == process ? describe(status) : process_end{-1, 0};
     return true;
 }
+
+#if !defined(__linux__)
+
+int open_process(int) {
+    errno = ENOSYS;
+    return -1;
+}
+
+bool can_open_processes() {
+    return false;
+}
+
+child_state look_at_child(int) {
+    return child_state::unknown;
+}
+
+child_state collect_child(int, process_end& end) {
+    end = {-1, 0};
+    return child_state::unknown;
+}
+
+#endif
 
 void stop_process(int process, process_stop how) {
     const int signal_number = how == process_stop::polite ? SIGTERM : SIGKILL;
