@@ -30,6 +30,7 @@
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
 #include <ombrel/event_buffer.h>
+#include <ombrel/event_process.h>
 #include <ombrel/exception.h>
 #include <ombrel/export.h>
 #include <ombrel/fbmap.h>

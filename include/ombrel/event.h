@@ -1,6 +1,7 @@
 /**
  * @file event.h
- * @brief Events: a socket, a signal, a time limit, a name look-up or a connection that a loop watches.
+ * @brief Events: a socket, a signal, a time limit, a name look-up, a connection or a child process that a
+ * loop watches.
  *
  * An event is a record that the caller embeds or lets ombrel_new_event() allocate. It is *assigned* to a base
  * (see event_base.h), *added* so that the loop watches it, and *active* from the moment when something
@@ -68,6 +69,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_event_signal 0x0008u        /**< the signal whose number is the fd was delivered */
 #define def_ombrel_event_persist 0x0010u       /**< stays registered after it fired */
 #define def_ombrel_event_timeout 0x0020u       /**< result only: the time limit passed */
+#define def_ombrel_event_process_end 0x0040u   /**< result only: the child has ended; see event_process.h */
 #define def_ombrel_event_assigned 0x0080u      /**< state; as a result: the notice of an assignment */
 #define def_ombrel_event_new 0x0100u           /**< state: made by ombrel_new_event() */
 #define def_ombrel_event_registered 0x0200u    /**< state: in the base's list of all events */
@@ -87,6 +89,8 @@ typedef struct ombrel_event_base_ts ombrel_event_base_t;
 typedef struct ombrel_event_ts ombrel_event_t;
 /** The registration of an event with its signal; see signal.h. */
 typedef struct ombrel_signal_node_ts ombrel_signal_node_t;
+/** What events know of a child process; see event_process.h. */
+typedef struct ombrel_process_watch_ts ombrel_process_watch_t;
 
 /**
  * What an event calls.
@@ -100,7 +104,14 @@ typedef struct ombrel_signal_node_ts ombrel_signal_node_t;
  */
 typedef void (*ombrel_event_handler_t)(ombrel_event_t* event, int fd, uint32_t result_flags, void* context);
 
-/** An event. Read the fields as you like; change them through the functions only. Start from a zeroed record.
+/** Reserve words at the end of an event. */
+#define def_ombrel_event_reserve 6
+
+/**
+ * An event. Read the fields as you like; change them through the functions only. Start from a zeroed record.
+ *
+ * The record's size is part of the interface, as callers embed it. Fields to come take the place of reserve
+ * words, so that programs need not be compiled anew.
  */
 struct ombrel_event_ts {
     ombrel_event_t* m_prev;             /**< list of all events of the base */
@@ -141,6 +152,12 @@ struct ombrel_event_ts {
     ombrel_event_t** m_waiting_link; /**< where events that wait for a name or the loop lead to this one */
     ombrel_event_t* m_waiting_next;  /**< the next event that waits like this one */
     ombrel_resolver_t* m_connect_address; /**< the answer that is being tried */
+    /* A child process; see event_process.h. */
+    int m_process;     /**< number of the process that is or was watched; 0 for none */
+    int m_exit_code;   /**< its exit code; -1 before its end, after a signal and when nobody can tell */
+    int m_exit_signal; /**< number of the signal that ended it, 0 for none */
+    ombrel_process_watch_t* m_process_watch;    /**< the loop's own; null while none is watched */
+    void* m_reserved[def_ombrel_event_reserve]; /**< null after each assignment; leave them alone */
 };
 
 /**
@@ -264,8 +281,8 @@ OMBREL_API int ombrel_active_event(ombrel_event_t* event, uint32_t result_flags)
 /**
  * @brief Which kinds the event waits for or is active with.
  * @param event the event
- * @param flags          the kinds of interest: read, write, exception, signal, timeout, with resolver,
- *                       managed connect
+ * @param flags          the kinds of interest: read, write, exception, signal, timeout, process end, with
+ *                       resolver, managed connect
  * @param timeout_ms_out receives the milliseconds left, -1 without a time limit; may be null
  * @return the pending ones among `flags`, or -1
  */

@@ -99,11 +99,13 @@ OMBREL_API int ombrel_event_base_exit_loop(ombrel_event_base_t* base, int timeou
 /** @brief Whether an exit was requested. @return 1, 0, or -1 for null */
 OMBREL_API int ombrel_event_base_get_exit(ombrel_event_base_t* base);
 
-/** What is in a base at one moment. */
+/** What is in a base at one moment. The reserve words keep the record's size, which is part of the interface,
+ * when figures come to it. */
 typedef struct {
-    size_t m_events; /**< registered events */
-    size_t m_timers; /**< those of them with a time limit */
-    size_t m_active; /**< events in the run queues */
+    size_t m_events;      /**< registered events */
+    size_t m_timers;      /**< those of them with a time limit */
+    size_t m_active;      /**< events in the run queues */
+    size_t m_reserved[5]; /**< receive 0 */
 } ombrel_event_counts_t;
 
 /**

@@ -13,6 +13,9 @@ using namespace ombrel;
 
 namespace {
 
+// Callers embed the record: what comes to it takes the place of reserve words.
+static_assert(sizeof(void*) != 8 || sizeof(ombrel_event_t) == 336);
+
 // The record's own address in it tells an earlier assignment from whatever the caller's memory held.
 bool holds_resources(const ombrel_event_t& event) {
     return event.m_self == &event;
@@ -21,6 +24,7 @@ bool holds_resources(const ombrel_event_t& event) {
 void release_resources(ombrel_event_t& event) {
     detach_signal(event);
     release_buffers(event);
+    release_process(event);
     ombrel_check_free_tag(event.m_bind_address, "ombrel_unassign_event", __LINE__);
     ombrel_check_free_tag(event.m_resolver_name, "ombrel_unassign_event", __LINE__);
     if (event.m_resolver_info != nullptr)
@@ -71,11 +75,6 @@ bool copy_texts(ombrel_event_t& event, const event_assignment& wanted) {
         ombrel_error_printf("%s: [ERROR] not enough memory for %s ! %s event failed !\n", wanted.function,
                             missing, wanted.verb);
     return missing == nullptr;
-}
-
-bool refuse_added(ombrel_event_base_t& base, const char* function) {
-    log_line(base, severity::error, function, "s_event is already added !");
-    return false;
 }
 
 bool empty_and_fill(ombrel_event_t& event, const event_assignment& wanted) {
@@ -335,7 +334,8 @@ int ombrel_event_pending(ombrel_event_t* event, uint32_t flags, int* timeout_ms_
                                def_ombrel_event_managed_connect;
     uint32_t pending = 0;
     if ((event->m_flags & def_ombrel_event_registered) != 0)
-        pending |= event->m_flags & kinds;
+        pending |= (event->m_flags & kinds) |
+                   (event->m_process_watch != nullptr ? def_ombrel_event_process_end : 0u);
     if ((event->m_flags & def_ombrel_event_active) != 0)
         pending |= event->m_result_flags;
     const bool timed = (event->m_state & state_timed) != 0;

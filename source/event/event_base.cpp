@@ -264,7 +264,7 @@ int ombrel_event_base_get_counts(ombrel_event_base_t* base, ombrel_event_counts_
     if (!is_base("ombrel_event_base_get_counts", base) || counts == nullptr)
         return -1;
     const base_guard guard(*base);
-    *counts = {base->m_event_count - 1, base->m_timer_event_count, base->m_active_event_count};
+    *counts = {base->m_event_count - 1, base->m_timer_event_count, base->m_active_event_count, {}};
     return 0;
 }
 

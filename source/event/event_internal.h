@@ -115,6 +115,8 @@ bool is_assigned(const char* function, const ombrel_event_t* event);
 /// Reports an event without a base.
 void report_homeless(const char* function, const ombrel_event_t& event);
 bool is_base(const char* function, const ombrel_event_base_t* base);
+/// Reports an event that must not be in the loop. Gives false; needs the gate.
+bool refuse_added(ombrel_event_base_t& base, const char* function);
 
 inline void enter_base(ombrel_event_base_t& base) {
     base.m_gate.enter();
@@ -185,7 +187,7 @@ inline bool is_in_loop(const ombrel_event_t& event) {
 /// Whether the event is of a socket; a managed connection is one even before it has it.
 inline bool is_io_event(const ombrel_event_t& event) {
     return (event.m_flags & (event_io_kinds | def_ombrel_event_managed_connect)) != 0 ||
-           (event.m_state & state_buffered) != 0;
+           (event.m_state & state_buffered) != 0 || event.m_process_watch != nullptr;
 }
 
 /// Whether the loop still has to make the event's connection.
@@ -224,6 +226,9 @@ void retry_names(ombrel_event_base_t& base, uint64_t now);
 uint32_t progress_connect(ombrel_event_base_t& base, ombrel_event_t& event, unsigned ready);
 /// Closes a socket that the loop opened and has not handed over.
 void drop_socket(ombrel_event_base_t& base, ombrel_event_t& event);
+/// Takes the status of the event's child if that has ended. Returns the result for the handler.
+uint32_t take_process_end(ombrel_event_base_t& base, ombrel_event_t& event);
+void release_process(ombrel_event_t& event);
 /// Moves bytes between a ready socket and the event's buffers. Returns what the handler is to be told.
 uint32_t move_bytes(ombrel_event_base_t& base, ombrel_event_t& event, uint32_t ready);
 void release_buffers(ombrel_event_t& event);

@@ -125,6 +125,8 @@ uint32_t new_results(ombrel_event_base_t& base, ombrel_event_t& event) {
     if (!is_io_event(event))
         return result | (take_signal_count(event) > 0 ? def_ombrel_event_signal : 0);
     const unsigned ready = take_ready_bits(base, event);
+    if (event.m_process_watch != nullptr)
+        return result | (ready != 0 ? take_process_end(base, event) : 0);
     if (is_connect_pending(event))
         return result | progress_connect(base, event, ready);
     return result | ((event.m_state & state_buffered) != 0 ? move_bytes(base, event, ready) : ready);
@@ -163,7 +165,8 @@ void run_handler(ombrel_event_base_t& base, ombrel_event_t& event) {
         event.m_state &= ~state_owns_socket;
     // Between the end of a one-shot event and its addition by the handler the signal stays caught.
     int held_signal = 0;
-    if ((event.m_flags & def_ombrel_event_persist) != 0) {
+    const bool stays = (event.m_flags & def_ombrel_event_persist) != 0;
+    if (stays && (result & def_ombrel_event_process_end) == 0) {
         deactivate(base, event);
         // One that was only made active by hand has no time limit to go on with.
         if ((event.m_flags & def_ombrel_event_registered) == 0)
@@ -175,7 +178,7 @@ void run_handler(ombrel_event_base_t& base, ombrel_event_t& event) {
             hold_signal(held_signal = event.m_fd);
         unregister_event(base, event);
     }
-    const int fd = event.m_fd;
+    const int fd = event.m_process != 0 ? event.m_process : event.m_fd;
     const ombrel_event_handler_t handler = event.m_handler;
     void* context = event.m_context;
     leave_base(base);

@@ -185,6 +185,8 @@ void stop_waiting(ombrel_event_t& event) {
 }
 
 unsigned interest_of(const ombrel_event_t& event) {
+    if (event.m_process_watch != nullptr)
+        return def_ombrel_event_read;
     if (is_connect_pending(event))
         return (event.m_flags & def_ombrel_event_connecting) != 0 ? event_io_kinds : 0;
     if ((event.m_flags & def_ombrel_event_connect_failed) != 0)

@@ -67,6 +67,11 @@ bool is_base(const char* function, const ombrel_event_base_t* base) {
     return base != nullptr;
 }
 
+bool refuse_added(ombrel_event_base_t& base, const char* function) {
+    log_line(base, severity::error, function, "s_event is already added !");
+    return false;
+}
+
 } // namespace ombrel
 
 int ombrel_event_debug_mode(int on) {

@@ -24,6 +24,9 @@ struct process_end {
     int signal_number; ///< 0 when it ended by itself
 };
 
+/// Whether the number is that of a child that runs or was not collected yet.
+bool is_child(int process);
+
 /// Whether a child has ended, without waiting for it. If so, what the system keeps about it is removed, and
 /// its number is void. One of which nobody can tell more has ended as well.
 bool collect_process(int process, process_end& end);

@@ -1,10 +1,13 @@
 // Event bases, events, their buffers and signals.
 #include <csignal>
 #include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
 #include <ombrel/event_buffer.h>
+#include <ombrel/event_process.h>
 #include <ombrel/signal.h>
 #include <ombrel/socket.h>
 
@@ -108,6 +111,25 @@ OMBREL_FAILURES(Event, assign_event_with_resolver) {
     EXPECT_EQ(result == 0, (event.m_flags & def_ombrel_event_assigned) != 0);
     if (result == 0)
         ombrel_unassign_event(&event);
+}
+
+// A child that could not be watched is left alone.
+OMBREL_FAILURES(Event, set_process) {
+    loop_with_pair loop;
+    const pid_t process = fork();
+    if (process == 0)
+        _exit(3);
+    loop_event event(loop, -1, 0);
+    const int result = fail.during([&] { return ombrel_event_set_process(event, process); });
+    EXPECT_TRUE(is_done_or_refused(fail, result) || result == def_ombrel_event_not_supported);
+    int status = 0;
+    if (result != 0) {
+        EXPECT_EQ(process, waitpid(process, &status, 0));
+        return;
+    }
+    EXPECT_EQ(0, ombrel_add_event(event, -1));
+    EXPECT_EQ(0, ombrel_event_base_loop(loop.base, def_ombrel_event_loop_once));
+    EXPECT_EQ(3, event->m_exit_code);
 }
 
 // An event that could not be added is not registered, and can be added later.

@@ -154,6 +154,11 @@ int start_command(const char* command_line, const process_streams& streams) {
     return start_process(arguments, streams);
 }
 
+bool is_child(int process) {
+    siginfo_t found;
+    return process > 0 && waitid(P_PID, static_cast<id_t>(process), &found, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
 // A host that ignores the end of its children learns no more than that they have ended.
 bool collect_process(int process, process_end& end) {
     int status = 0;
