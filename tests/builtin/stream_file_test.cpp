@@ -99,7 +99,9 @@ TEST_F(FileStreamTest, refusals_say_why) {
         {directory_ + "/none", "r", def_ombrel_ctx_error_not_found},
         {path_ + "/x", "w", def_ombrel_ctx_error_not_found},
         {directory_, "r", def_ombrel_ctx_error_invalid_argument},
+        {directory_ + "/" + std::string(300, 'n'), "w", def_ombrel_ctx_error_invalid_argument},
         {path_, "wx", def_ombrel_ctx_error_busy},
+        {"/proc/self/exe", "r+", def_ombrel_ctx_error_busy},
         {"", "r", def_ombrel_ctx_error_syntax},
         {"file:", "r", def_ombrel_ctx_error_syntax},
         {"file://elsewhere/a", "r", def_ombrel_ctx_error_syntax},
@@ -120,6 +122,9 @@ TEST_F(FileStreamTest, refusals_say_why) {
     stream s(path_, "r");
     EXPECT_EQ(-1, s.write("x"));
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+    stream full("/dev/full", "w");
+    EXPECT_EQ(-1, full.write("x"));
+    EXPECT_EQ(def_ombrel_ctx_error_io, full.error());
 }
 
 TEST_F(FileStreamTest, large_files_have_64_bit_positions) {

@@ -92,8 +92,11 @@ TEST_F(TcpStreamTest, refusals_say_why) {
     const struct {
         std::string source;
         int error;
+        const char* listens = "0";
     } cases[] = {
         {url("tcp://", "127.0.0.1", own_port(deaf)), def_ombrel_ctx_error_disconnected},
+        {url("tcp://", "127.0.0.1", own_port(deaf)), def_ombrel_ctx_error_busy, "1"},
+        {"tcp://192.0.2.1:0", def_ombrel_ctx_error_invalid_argument, "1"},
         {"tcp://127.0.0.1", def_ombrel_ctx_error_syntax},
         {"tcp://127.0.0.1:0", def_ombrel_ctx_error_syntax},
         {"tcp://:80", def_ombrel_ctx_error_syntax},
@@ -105,7 +108,7 @@ TEST_F(TcpStreamTest, refusals_say_why) {
     };
     for (const auto& one : cases) {
         const error_output output;
-        const stream s(one.source, "r", {{"debug", "1"}});
+        const stream s(one.source, "r", {{"debug", "1"}, {"listen", one.listens}});
         EXPECT_FALSE(s.is_open()) << one.source;
         EXPECT_EQ(one.error, s.error()) << one.source;
         EXPECT_NE(std::string::npos, output.text().find("open failed !")) << one.source;
