@@ -14,8 +14,8 @@
  *
  * Before the handler runs the loop has taken the child's status from the system, which forgets the child with
  * that: its number is void. Do not wait for such a child yourself. Its end is in the event's m_exit_code and
- * m_exit_signal: a code of 0 or above with signal 0, or code -1 with the signal that ended it. -1 with signal 0
- * says that nobody can tell, because somebody else took the status first or the program ignores SIGCHLD.
+ * m_exit_signal: a code of 0 or above with signal 0, or code -1 with the signal that ended it. -1 with signal
+ * 0 says that nobody can tell, because somebody else took the status first or the program ignores SIGCHLD.
  *
  * The handler's `fd` is the number of the process. The event is not registered any more then, persistent or
  * not, and watches nothing; it can be given the next process and be added in the handler. A time limit that
@@ -25,8 +25,8 @@
  * alone when the last event that watches it is deleted before it ends: it runs on, and its status stays with
  * the system for whoever waits for it.
  *
- * Each watched child takes a descriptor of this program. While it is watched, that one is in the event's m_fd;
- * it is the loop's. The functions share the failures of event.h.
+ * Each watched child takes a descriptor of this program. While it is watched, that one is in the event's
+ * m_fd; it is the loop's. The functions share the failures of event.h.
  */
 #ifndef OMBREL_EVENT_PROCESS_H
 #define OMBREL_EVENT_PROCESS_H
@@ -42,8 +42,8 @@ OMBREL_BEGIN_C
 /**
  * @brief Gives an event the child process whose end it watches, or takes it away again.
  *
- * The event must be assigned and not be registered or active. What it knew of an earlier process is forgotten.
- * An assignment and ombrel_unassign_event() take the process away as well.
+ * The event must be assigned and not be registered or active. What it knew of an earlier process is
+ * forgotten. An assignment and ombrel_unassign_event() take the process away as well.
  * @param event   the event; its fd is -1 and it asks for no kind of event, def_ombrel_event_persist aside
  * @param process number of a child of this program that nobody has waited for; 0 for none
  * @return 0; def_ombrel_event_not_supported, without a message, on a system that cannot tell of the ends of

@@ -8,8 +8,8 @@
 #include "core/short_lock_guard.h"
 #include "platform/file.h"
 
-/// A child's status can be taken once, so all events that watch the child share it. The descriptor, unlike the
-/// number, is that of no other process.
+/// A child's status can be taken once, so all events that watch the child share it. The descriptor, unlike
+/// the number, is that of no other process.
 struct ombrel_process_watch_ts {
     ombrel_process_watch_t* next; ///< of its chain, while the child is not known to have ended
     int process;

@@ -12,7 +12,7 @@ const char* environment_variable(const char* name);
 /// The same, but null in a program that runs with more rights than whoever started it and set the variable.
 const char* trusted_environment_variable(const char* name);
 
-/// Sets a variable to a copy of `value`: 0, or -1 with its fault.
+/// Sets a variable to a copy of `value`: 0, or -1 with its fault, as for a name that is empty or has a "=".
 int set_environment_variable(const char* name, const char* value);
 
 /// What the host's putenv() does with a text that is no "NAME=text", and its result.

@@ -6,9 +6,9 @@
 
 namespace ombrel::platform {
 
-/// Both ways of waiting give the kinds the meaning that `select` gives them: a
-/// hang-up is readable, an error readable and writable; a failed connect, an error together with a hang-up,
-/// is exceptional too.
+/// Both ways of waiting give the kinds the meaning that `select` gives them: a hang-up is readable, an error
+/// readable and writable; a failed connect, an error together with a hang-up, is exceptional too. Files are
+/// always readable and writable.
 inline constexpr unsigned poll_read = 1, poll_write = 2, poll_exception = 4;
 
 enum class readiness : unsigned { read = poll_read, write = poll_write, exception = poll_exception };
@@ -51,9 +51,10 @@ struct watch_request {
                 ///< again
     bool known; ///< a guess that the set holds it already; a wrong one costs a second system call
 };
+/// Watches a descriptor; what was wanted of one that is watched already is replaced.
 watch_result watch_descriptor(poll_set& set, int descriptor, const watch_request& wanted);
 
-/// A descriptor that was closed meanwhile does no harm.
+/// A descriptor that was closed meanwhile does no harm, and neither does one that is not watched.
 void forget_descriptor(poll_set& set, int descriptor);
 
 /// Begins anew with nothing watched: the host may hold on to a descriptor that can no longer be forgotten, as

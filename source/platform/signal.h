@@ -10,7 +10,8 @@ inline constexpr int signal_limit = 65;
 /// itself did it and cannot go on: the default action follows the call.
 using signal_handler = void (*)(int number, bool fault);
 
-/// Hands deliveries of the signal to `handler` and remembers the earlier disposition.
+/// Hands all deliveries of the signal to `handler` until restore_signal() and remembers the earlier
+/// disposition. False for a number that is no signal's or cannot be caught.
 bool catch_signal(int number, signal_handler handler);
 
 /// Puts the earlier disposition back.

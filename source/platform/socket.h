@@ -47,7 +47,7 @@ int set_non_blocking(int s, bool on);
 int receive(int s, void* buffer, size_t size, int flags, sockaddr* address, int* address_size);
 
 /// As accept_socket(), but never waits: would_block when nobody is there. It makes a blocking listener
-/// non-blocking meanwhile, so at most one thread may be in it.
+/// non-blocking meanwhile, so at most one thread may be in it; the socket that it gives is blocking.
 int accept_at_once(int s, sockaddr* address, int* size);
 
 /// As receive(), but never waits: would_block when nothing is there.
@@ -86,10 +86,11 @@ int set_path_mtu_discovery(int s, int family, bool on);
 /// Lets single bytes through at once: two wake-ups in a row must not wait for an acknowledgement.
 void prepare_wakeup_socket(int s);
 
-/// Sends one byte through a wake-up socket unless it is full. May be called from signal handlers.
+/// Sends one byte through a wake-up socket, which is non-blocking, unless it is full. May be called from
+/// signal handlers, whose last fault it leaves alone.
 void post_wakeup(int s);
 
-/// Takes all bytes out of the other end.
+/// Takes all bytes out of the other end, which is non-blocking, too.
 void drain_wakeups(int s);
 
 } // namespace ombrel::platform

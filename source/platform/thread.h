@@ -6,7 +6,7 @@
 
 namespace ombrel::platform {
 
-/// The calling thread's id, never 0.
+/// The calling thread's id, never 0: no other thread has it at the same time.
 uint64_t thread_id();
 
 /// Sleeps at least so long, interrupted or not.
@@ -23,7 +23,8 @@ inline void relax_processor() {
 #endif
 }
 
-/// Runs `entry(argument)` on a new detached thread; `stack_size` 0 means the host's default.
+/// Runs `entry(argument)` on a new detached thread; `stack_size` 0 means the host's default; the
+/// host's least takes the place of anything smaller. False when there can be no more threads.
 bool start_detached_thread(void (*entry)(void*), void* argument, size_t stack_size);
 
 /// Has `before` called before each fork of the process and, behind it, one function in the parent and another

@@ -38,7 +38,8 @@ public:
         ::_exit(exit_code);
     }
     child(child&& other) noexcept
-        : process(other.process), ends_{std::exchange(other.ends_[0], -1), std::exchange(other.ends_[1], -1)} {}
+        : process(other.process), ends_{std::exchange(other.ends_[0], -1),
+                                        std::exchange(other.ends_[1], -1)} {}
     child& operator=(child&&) = delete;
     ~child() { let_go(); }
 
@@ -73,9 +74,10 @@ bool has_descriptors_of_processes() {
 #if defined(SYS_pidfd_open)
     const long own = ::syscall(SYS_pidfd_open, ::getpid(), 0);
     siginfo_t found;
-    const bool has = own >= 0 && ::waitid(static_cast<idtype_t>(3), static_cast<id_t>(own), &found,
-                                          WEXITED | WNOHANG) != 0 &&
-                     errno == ECHILD;
+    const bool has =
+        own >= 0 &&
+        ::waitid(static_cast<idtype_t>(3), static_cast<id_t>(own), &found, WEXITED | WNOHANG) != 0 &&
+        errno == ECHILD;
     if (own >= 0)
         ::close(static_cast<int>(own));
     return has;

@@ -1,0 +1,330 @@
+// Processes, signals, the environment, libraries, names and whatever else the seam asks the host for.
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <thread>
+
+#include "platform/allocator.h"
+#include "platform/environment.h"
+#include "platform/framebuffer.h"
+#include "platform/host_window.h"
+#include "platform/identity.h"
+#include "platform/library_loader.h"
+#include "platform/network_database.h"
+#include "platform/network_interface.h"
+#include "platform/process.h"
+#include "platform/processor.h"
+#include "platform/random.h"
+#include "platform/resolver.h"
+#include "platform/seam_support.h"
+#include "platform/signal.h"
+#include "platform/system.h"
+
+using namespace ombrel_test;
+using platform::process_end;
+
+namespace {
+
+std::string read_all(int descriptor) {
+    std::string text;
+    char part[64];
+    for (int got; (got = platform::read_descriptor(descriptor, part, sizeof part)) > 0;)
+        text.append(part, static_cast<size_t>(got));
+    return text;
+}
+
+process_end end_of(int process) {
+    process_end end{-7, -7};
+    EXPECT_TRUE(holds_soon([&] { return platform::collect_process(process, end); }));
+    return end;
+}
+
+// The commands are words that the interpreters of all hosts know; sort reads its input to the end.
+
+TEST(Process, CommandsEndWithTheirCode) {
+    for (const int code : {0, 3, 255}) {
+        const int process = platform::start_command(("exit " + std::to_string(code)).c_str(), {-1, -1});
+        ASSERT_LT(0, process);
+        const process_end end = end_of(process);
+        EXPECT_EQ(code, end.exit_code);
+        EXPECT_EQ(0, end.signal_number);
+    }
+    const char* const missing[] = {"ombrel_there_is_no_such_program", nullptr};
+    EXPECT_EQ(-1, platform::start_process(missing, {-1, -1}));
+    EXPECT_EQ(fault_code::not_found, last_code());
+}
+
+TEST(Process, StandardStreamsAreTheGivenOnes) {
+    pipe_ends input = open_pipe(), output = open_pipe();
+    const connected_pair pair = connect_pair();
+    const char* const sort[] = {"sort", nullptr};
+    const int process = platform::start_process(sort, {input.reader, output.writer});
+    ASSERT_LT(0, process);
+    input.reader.close();
+    output.writer.close();
+    process_end end{};
+    EXPECT_FALSE(platform::collect_process(process, end)) << "it waits for its input";
+    EXPECT_TRUE(platform::is_child(process));
+    EXPECT_EQ(4, platform::write_descriptor(input.writer, "b\na\n", 4));
+    input.writer.close();
+    const std::string text = read_all(output.reader);
+    EXPECT_TRUE(text == "a\nb\n" || text == "a\r\nb\r\n") << text;
+    EXPECT_EQ(0, end_of(process).exit_code);
+    EXPECT_FALSE(platform::is_child(process)) << "its number is void";
+    end = end_of(process);
+    EXPECT_TRUE(end.exit_code == -1 && end.signal_number == 0) << "nobody can tell";
+
+    const int idle = platform::start_process(sort, {-1, -1});
+    EXPECT_EQ(0, end_of(idle).exit_code) << "its input is empty";
+}
+
+TEST(Process, DescriptorsTellTheEnd) {
+    if (!platform::can_open_processes()) {
+        EXPECT_EQ(-1, platform::open_process(platform::process_id()));
+        GTEST_SKIP() << "the host has no descriptors of processes";
+    }
+    pipe_ends input = open_pipe();
+    const int process = platform::start_command("sort", {input.reader, -1});
+    const owned descriptor(platform::open_process(process));
+    ASSERT_LE(0, descriptor);
+    process_end end{};
+    EXPECT_EQ(0u, poll_once(descriptor, platform::poll_read, 0));
+    EXPECT_EQ(platform::child_state::running, platform::look_at_child(descriptor));
+    EXPECT_EQ(platform::child_state::running, platform::collect_child(descriptor, end));
+    input.writer.close();
+    EXPECT_EQ(platform::poll_read, poll_once(descriptor, platform::poll_read, patience_ms));
+    EXPECT_EQ(platform::child_state::ended, platform::look_at_child(descriptor));
+    EXPECT_EQ(platform::child_state::ended, platform::look_at_child(descriptor)) << "it stays what it is";
+    EXPECT_EQ(platform::child_state::ended, platform::collect_child(descriptor, end));
+    EXPECT_TRUE(end.exit_code == 0 && end.signal_number == 0);
+    EXPECT_EQ(platform::child_state::unknown, platform::look_at_child(descriptor));
+    EXPECT_EQ(platform::child_state::unknown, platform::collect_child(descriptor, end));
+    EXPECT_TRUE(end.exit_code == -1 && end.signal_number == 0);
+    EXPECT_EQ(-1, platform::open_process(process)) << "nobody has the number";
+}
+
+TEST(Process, ChildrenInheritNothingElseAndCanBeStopped) {
+    for (const auto how : {platform::process_stop::polite, platform::process_stop::at_once}) {
+        pipe_ends input = open_pipe(), other = open_pipe();
+        connected_pair pair = connect_pair();
+        const int process = platform::start_command("sort", {input.reader, -1});
+        ASSERT_LT(0, process);
+        other.writer.close();
+        pair.client.close();
+        char byte;
+        EXPECT_EQ(0, platform::read_descriptor(other.reader, &byte, 1)) << "nobody else can write";
+        EXPECT_EQ(0, platform::receive(pair.server, &byte, 1, 0, nullptr, nullptr));
+        platform::stop_process(process, how);
+        EXPECT_NE(0, end_of(process).exit_code);
+    }
+}
+
+volatile std::sig_atomic_t caught_number, caught_fault = -1, earlier_number;
+
+TEST(Signal, IsCaughtAndGivenBack) {
+    const auto catcher = [](int number, bool fault) {
+        caught_number = number;
+        caught_fault = fault;
+    };
+    for (const int number : {SIGTERM, SIGINT}) {
+        caught_number = 0;
+        earlier_number = 0;
+        const auto before = std::signal(number, [](int got) { earlier_number = got; });
+        EXPECT_TRUE(platform::catch_signal(number, catcher));
+        for (int i = 0; i < 2; i++) {
+            caught_number = 0;
+            std::raise(number);
+            EXPECT_EQ(number, caught_number) << "each time";
+        }
+        EXPECT_EQ(0, caught_fault);
+        platform::restore_signal(number);
+        std::raise(number);
+        EXPECT_EQ(number, earlier_number);
+        std::signal(number, before);
+    }
+    for (const int number : {-1, 0, platform::signal_limit})
+        EXPECT_FALSE(platform::catch_signal(number, catcher));
+    EXPECT_STREQ("SIGTERM", platform::signal_name(SIGTERM));
+    EXPECT_STREQ("SIGSEGV", platform::signal_name(SIGSEGV));
+    EXPECT_STREQ("signal", platform::signal_name(0));
+    EXPECT_TRUE(platform::is_segment_fault(SIGSEGV));
+    EXPECT_FALSE(platform::is_segment_fault(SIGTERM));
+    testing::internal::CaptureStderr();
+    platform::write_error_text("told\n");
+    EXPECT_EQ("told\n", testing::internal::GetCapturedStderr());
+}
+
+TEST(Environment, VariablesAreSetReplacedAndListed) {
+    const char* const name = "OMBREL_SEAM_VARIABLE";
+    EXPECT_EQ(nullptr, platform::environment_variable(name));
+    for (const char* const value : {"one", "two words = 2", ""}) {
+        EXPECT_EQ(0, platform::set_environment_variable(name, value));
+        EXPECT_STREQ(value, platform::environment_variable(name));
+        EXPECT_STREQ(value, platform::trusted_environment_variable(name));
+        const std::string assignment = std::string(name) + "=" + value;
+        int listed = 0;
+        for (char** one = platform::environment(); *one != nullptr; one++)
+            listed += assignment == *one;
+        EXPECT_EQ(1, listed) << assignment;
+    }
+    EXPECT_EQ(0, platform::put_environment("OMBREL_SEAM_VARIABLE=put"));
+    EXPECT_STREQ("put", platform::environment_variable(name));
+    for (const char* const bad : {"", "A=B"}) {
+        EXPECT_EQ(-1, platform::set_environment_variable(bad, "value"));
+        EXPECT_EQ(fault_code::invalid, last_code());
+    }
+}
+
+TEST(Random, FillsExactlyWhatItIsGivenDifferentlyEachTime) {
+    std::array<std::set<unsigned char>, 33> seen;
+    for (int i = 0; i < 64; i++) {
+        unsigned char bytes[35] = {0xA5};
+        bytes[34] = 0x5A;
+        platform::fill_random(bytes + 1, sizeof bytes - 2);
+        ASSERT_TRUE(bytes[0] == 0xA5 && bytes[34] == 0x5A);
+        for (size_t at = 0; at < seen.size(); at++)
+            seen[at].insert(bytes[1 + at]);
+    }
+    for (const auto& values : seen)
+        EXPECT_LT(16u, values.size());
+    platform::fill_random(nullptr, 0);
+}
+
+TEST(Libraries, AreOpenedWithTheirSymbols) {
+    void* const library = platform::open_library(OMBREL_TEST_LIBRARY, 0);
+    ASSERT_NE(nullptr, library) << platform::library_error();
+    EXPECT_NE(nullptr, platform::library_symbol(library, "ombrel_get_tuk_version"));
+    EXPECT_EQ(nullptr, platform::library_symbol(library, "ombrel_there_is_no_such_symbol"));
+    EXPECT_EQ(0, platform::close_library(library));
+    while (platform::library_error() != nullptr)
+        continue;
+    EXPECT_EQ(nullptr, platform::open_library("/ombrel/there_is_no_such_library" OMBREL_LIBRARY_SUFFIX, 0));
+    const char* const error = platform::library_error();
+    EXPECT_TRUE(error != nullptr && *error != '\0');
+    EXPECT_EQ(nullptr, platform::library_error()) << "told once";
+    void* const program = platform::open_library(nullptr, 0);
+    EXPECT_NE(nullptr, program);
+    platform::close_library(program);
+    const char* const own = platform::own_library_path();
+    EXPECT_TRUE(own != nullptr && platform::file_exists(own));
+}
+
+TEST(System, TellsWhatItIs) {
+    EXPECT_LT(0, platform::process_id());
+    EXPECT_EQ(platform::process_id(), platform::process_id());
+    for (const char* const name : {platform::os_name(), platform::libc_name(), platform::locale_codeset()})
+        EXPECT_TRUE(name != nullptr && *name != '\0');
+    EXPECT_LT(0u, platform::os_release().part[0]);
+    constexpr uint32_t of_x86 = 0xffff, of_arm = 0xffff0000;
+    const uint32_t features = platform::processor_features();
+    EXPECT_TRUE((features & of_x86) == 0 || (features & of_arm) == 0);
+    EXPECT_EQ(features, platform::processor_features());
+    platform::framebuffer device{};
+    EXPECT_EQ(-1, platform::open_framebuffer("/ombrel/no_such_device", device));
+    const platform::host_window_wish wish{"ombrel_seam", "seam", 0, 0, 8, 8};
+    EXPECT_GE(0, platform::open_host_window(wish));
+}
+
+TEST(System, MemoryIsReadOnlyWhereItCanBe) {
+    char copy[8] = "kept";
+    EXPECT_TRUE(platform::copy_if_readable(copy, "1234567", 8));
+    EXPECT_STREQ("1234567", copy);
+    for (const uintptr_t nowhere : {uintptr_t{0}, uintptr_t{16}, UINTPTR_MAX - 15}) {
+        EXPECT_FALSE(platform::copy_if_readable(copy, reinterpret_cast<const void*>(nowhere), sizeof copy));
+        EXPECT_STREQ("1234567", copy);
+    }
+    constexpr size_t size = size_t{16} << 20;
+    auto* const zeros = static_cast<unsigned char*>(platform::sparse_zeros(size));
+    ASSERT_NE(nullptr, zeros);
+    for (size_t at = 0; at < size; at += 65537) {
+        EXPECT_EQ(0, zeros[at]);
+        zeros[at] = 1;
+    }
+}
+
+TEST(System, TheAllocatorKnowsItsBlocks) {
+    for (size_t size = 1; size < 100000; size = size * 3 / 2 + 1) {
+        void* volatile made = std::malloc(size); // of which the compiler is to know nothing
+        void* const block = made;
+        std::memset(block, 0x55, size);
+        EXPECT_NE(platform::verdict::bad, platform::check_size(block, size)) << size;
+        for (const auto range : {platform::look::near, platform::look::far, platform::look::far_and_checked})
+            EXPECT_TRUE(platform::can_be_freed(block, size, range)) << size;
+        std::free(block);
+    }
+}
+
+TEST(Names, AddressTextsNeedNoServer) {
+    const struct {
+        const char* host;
+        unsigned flags;
+        bool is_found;
+    } cases[] = {{"127.0.0.1", platform::query_numeric_host, true},
+                 {"127.0.0.1", platform::query_canonical_name, true},
+                 {nullptr, platform::query_passive, true},
+                 {nullptr, 0, true},
+                 {"not an address", platform::query_numeric_host, false}};
+    for (const auto& one : cases) {
+        platform::name_query query;
+        query.host = one.host;
+        query.service = "4711";
+        query.socket_type = SOCK_STREAM;
+        query.flags = one.flags;
+        platform::name_answers answers(query);
+        EXPECT_EQ(!one.is_found, answers.failed());
+        bool has_ipv4 = false;
+        for (platform::name_answer answer{}; answers.next(answer);) {
+            EXPECT_EQ(answer.family, answer.address->sa_family);
+            if (answer.family != AF_INET)
+                continue;
+            has_ipv4 = true;
+            sockaddr_in address;
+            ASSERT_EQ(sizeof address, answer.address_size);
+            std::memcpy(&address, answer.address, sizeof address);
+            EXPECT_EQ(4711, ntohs(address.sin_port));
+            const bool is_any = (one.flags & platform::query_passive) != 0;
+            EXPECT_EQ(is_any ? INADDR_ANY : INADDR_LOOPBACK, ntohl(address.sin_addr.s_addr));
+            if ((one.flags & platform::query_canonical_name) != 0) {
+                EXPECT_STREQ("127.0.0.1", answer.canonical_name);
+            }
+        }
+        EXPECT_EQ(one.is_found, has_ipv4);
+    }
+}
+
+TEST(Names, TheDatabaseDoesNotMakeThemUp) {
+    int number = -7;
+    if (platform::find_protocol("udp", number)) {
+        EXPECT_EQ(17, number);
+    }
+    number = -7;
+    EXPECT_FALSE(platform::find_protocol("ombrel_no_protocol", number));
+    EXPECT_FALSE(platform::find_service("ombrel_no_service", "tcp", number));
+    EXPECT_EQ(-7, number);
+    char name[1024] = "";
+    EXPECT_TRUE(platform::host_name(name, sizeof name));
+    EXPECT_NE('\0', name[0]);
+    EXPECT_FALSE(platform::host_name(name, 1)) << "it does not fit";
+}
+
+TEST(Interfaces, AreListedWithTheirIndexes) {
+    platform::interface_list list;
+    ASSERT_TRUE(list.is_open());
+    int counts[2] = {0, 0};
+    bool has_loopback = false;
+    for (int& count : counts) {
+        list.rewind();
+        for (platform::interface_entry entry{}; list.next(entry); count++) {
+            EXPECT_EQ(entry.index, platform::interface_index(entry.name)) << entry.name;
+            EXPECT_NE(0u, entry.index);
+            has_loopback = has_loopback || (entry.loopback && entry.up);
+        }
+    }
+    EXPECT_TRUE(has_loopback);
+    EXPECT_EQ(counts[0], counts[1]);
+    EXPECT_EQ(0u, platform::interface_index("ombrel_none"));
+}
+
+} // namespace
