@@ -1,4 +1,5 @@
-// Forms of calls: those for the process-wide base, with names to look up, with argument lists, for all signals.
+// Forms of calls: those for the process-wide base, with names to look up, with argument lists, for all
+// signals.
 #include <csignal>
 
 #include <ombrel/event_buffer.h>
@@ -43,8 +44,8 @@ TEST_F(EventForms, TheProcessWideBaseRunsItsEvents) {
 
 TEST_F(EventForms, NamesAreLookedUpForTheProcessWideBaseAndForOneCall) {
     recorder event;
-    EXPECT_EQ(0, ombrel_set_event_with_resolver(&event.event, -1, looked_up, recorder::handle, &event, nullptr, -1,
-                                                "127.0.0.1", 80));
+    EXPECT_EQ(0, ombrel_set_event_with_resolver(&event.event, -1, looked_up, recorder::handle, &event,
+                                                nullptr, -1, "127.0.0.1", 80));
     EXPECT_EQ(0, event.add(10000));
     EXPECT_EQ(0, once());
     EXPECT_EQ(std::vector<uint32_t>{looked_up}, event.results);
@@ -66,9 +67,7 @@ TEST_F(EventForms, NamesAreLookedUpForTheProcessWideBaseAndForOneCall) {
 TEST_F(EventForms, ListsOfArgumentsAreQueued) {
     socket_pair pair;
     recorder event(base, pair.near(), 0);
-    const auto push = [&](va_list list) {
-        return ombrel_event_push_vprintf(&event.event, 2, "%s-%d", list);
-    };
+    const auto push = [&](va_list list) { return ombrel_event_push_vprintf(&event.event, 2, "%s-%d", list); };
     EXPECT_EQ(4, with_list(push, "n", 42));
     char bytes[8] = {};
     EXPECT_EQ(4, ombrel_event_pop_buffer(&event.event, 2, bytes, sizeof bytes));
