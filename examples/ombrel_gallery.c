@@ -5,7 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "png_writer.h"
+#include <ombrel_tuk.h>
 
 enum { own_map = def_ombrel_fbmap_own_map, margin = 12, line = 16 };
 
@@ -351,10 +351,13 @@ static int write_file(const char* path, const unsigned char* document, size_t si
 }
 
 static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
-    size_t size = 0;
-    unsigned char* document = png_encode(map, &size);
+    ombrel_buffer_t* picture = ombrel_open_buffer();
     char* path = ombrel_alloc_sprintf("%s/%s.png", folder, name);
-    must(document != NULL && path != NULL ? 0 : -1);
+    must(path != NULL ? ombrel_png_push_fbmap(picture, def_ombrel_png_rgb, map) : -1);
+    const size_t size = ombrel_get_buffer_size(picture);
+    unsigned char* document = ombrel_alloc_pop_buffer_ex(picture, size, 1);
+    must(document != NULL ? 0 : -1);
+    ombrel_close_buffer(picture);
     const int result = write_file(path, document, size);
     if (result != 0)
         fprintf(stderr, "ombrel_gallery: [ERROR] cannot write %s\n", path);

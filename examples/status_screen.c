@@ -2,8 +2,6 @@
 
 #include <time.h>
 
-#include "png_writer.h"
-
 enum {
     frame_msec = 250,
     attention_msec = 3000, /* nobody looks who has not asked for so long */
@@ -244,6 +242,15 @@ static void close_windows(status_screen_t* screen) {
     screen->windows = NULL;
 }
 
+static void take_picture(status_screen_t* screen) {
+    ombrel_buffer_t* picture = ombrel_open_buffer();
+    if (ombrel_png_push_fbmap(picture, def_ombrel_png_rgb, screen->windows->root) == 0) {
+        screen->picture_size = ombrel_get_buffer_size(picture);
+        screen->picture = ombrel_alloc_pop_buffer_ex(picture, screen->picture_size, 1);
+    }
+    ombrel_close_buffer(picture);
+}
+
 static void drop_picture(status_screen_t* screen) {
     ombrel_check_free(screen->picture);
     screen->picture = NULL;
@@ -320,7 +327,7 @@ const unsigned char* look_at_status_screen(status_screen_t* screen, size_t* size
         draw_frame(screen);
     }
     if (screen->picture == NULL)
-        screen->picture = png_encode(screen->windows->root, &screen->picture_size);
+        take_picture(screen);
     *size = screen->picture_size;
     return screen->picture;
 }

@@ -1,4 +1,6 @@
 // Drawing into maps: the lock, the pixels that a fill puts aside, and formatted text.
+#include <ombrel/png.h>
+
 #include "alloc_failure/injection.h"
 #include "graphics/drawing_board.h"
 
@@ -27,6 +29,15 @@ OMBREL_FAILURES(Drawing, text_is_drawn_or_refused) {
     const int result = fail.during([&] { return ombrel_fbmap_draw_printf(board, "%d %s", 12, "text"); });
     // An exact copy of the formatted text is no must.
     EXPECT_TRUE(result == 7 || (result == -1 && fail.hit())) << result;
+}
+
+OMBREL_FAILURES(Drawing, pictures_are_whole_or_refused) {
+    drawing_board board(16, 60, 40);
+    ombrel_buffer_t* const output = ombrel_open_buffer();
+    const int result = fail.during([&] { return ombrel_png_push_fbmap(output, def_ombrel_png_rgb, board); });
+    EXPECT_TRUE(result == 0 || (result == -1 && fail.hit())) << result;
+    EXPECT_TRUE(result == -1 || ombrel_get_buffer_size(output) > 57);
+    ombrel_close_buffer(output);
 }
 
 } // namespace

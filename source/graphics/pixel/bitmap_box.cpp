@@ -13,11 +13,6 @@ namespace ombrel::graphics {
 
 namespace {
 
-bool is_supported(const ombrel_bitmap_t& bitmap) {
-    const unsigned depth = depth_of(bitmap);
-    return depth == 8 || depth == 16 || depth == 24 || depth == 32;
-}
-
 rectangle touched_by(const stretch& columns, const stretch& rows) {
     return {static_cast<int32_t>(columns.to), static_cast<int32_t>(rows.to),
             static_cast<uint32_t>(columns.length), static_cast<uint32_t>(rows.length)};
@@ -101,6 +96,11 @@ bool is_valid(const ombrel_bitmap_t& bitmap) {
     const uint64_t row_bytes = uint64_t{bitmap.m_resx} * depth_of(bitmap) / 8;
     return row_bytes <= bitmap.m_line_length &&
            uint64_t{bitmap.m_line_length} * bitmap.m_resy <= static_cast<uint64_t>(PTRDIFF_MAX);
+}
+
+bool is_supported(const ombrel_bitmap_t& bitmap) {
+    const unsigned depth = depth_of(bitmap);
+    return depth == 8 || depth == 16 || depth == 24 || depth == 32;
 }
 
 box_outcome put_box(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,

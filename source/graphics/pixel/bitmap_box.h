@@ -16,6 +16,9 @@ unsigned char* row_at(const ombrel_bitmap_t& bitmap, int64_t row);
 /// Whether the bitmap has pixels, and its rows lie within its memory.
 bool is_valid(const ombrel_bitmap_t& bitmap);
 
+/// Whether a pixel has 8, 16, 24 or 32 bits.
+bool is_supported(const ombrel_bitmap_t& bitmap);
+
 struct box_outcome {
     bool supported;      ///< whether both depths are
     rectangle touched{}; ///< what was written to
