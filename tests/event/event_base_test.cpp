@@ -224,6 +224,26 @@ TEST_F(EventBase, ProcessWideBase) {
     EXPECT_EQ(0, ombrel_event_exit_loop(5));
     EXPECT_EQ(0, ombrel_event_dispatch());
     EXPECT_EQ(1u, event.results.size());
+    int calls = 0;
+    const ombrel_event_handler_t count_and_break = [](ombrel_event_t*, int, uint32_t, void* context) {
+        EXPECT_EQ(0, ombrel_event_break_loop());
+        ++*static_cast<int*>(context);
+    };
+    EXPECT_EQ(0, ombrel_event_once(-1, 0, count_and_break, &calls, 0));
+    EXPECT_EQ(0, ombrel_event_loop(0)) << "broken by the handler";
+    EXPECT_EQ(1, calls);
+    {
+        recorder named;
+        EXPECT_EQ(0, ombrel_set_event_with_resolver(&named.event, -1, def_ombrel_event_with_resolver,
+                                                    recorder::handle, &named, "::1", 70000, "127.0.0.1", 80));
+        EXPECT_STREQ("::1", named.event.m_bind_address);
+        EXPECT_EQ(-1, named.event.m_bind_port) << "no port";
+        EXPECT_EQ(0, named.add(20000));
+        EXPECT_EQ(0, ombrel_event_loop(def_ombrel_event_loop_once));
+        EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_with_resolver}, named.results);
+        ASSERT_NE(nullptr, named.event.m_resolver_info);
+        EXPECT_EQ(80, named.event.m_resolver_info->m_port);
+    }
     EXPECT_EQ(0, ombrel_free_event_base(global));
     EXPECT_EQ(nullptr, __g_ombrel_current_event_base);
 }

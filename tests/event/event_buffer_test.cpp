@@ -21,6 +21,14 @@ protected:
     socket_pair pair;
 };
 
+ptrdiff_t push_formatted(ombrel_event_t* event, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const ptrdiff_t queued = ombrel_event_push_vprintf(event, def_ombrel_event_buffer_output, format, args);
+    va_end(args);
+    return queued;
+}
+
 TEST_F(EventBuffer, HoldsBytesWithoutALoop) {
     recorder event(base, -1, 0);
     char bytes[8] = {};
@@ -38,6 +46,9 @@ TEST_F(EventBuffer, HoldsBytesWithoutALoop) {
     EXPECT_EQ("abc", std::string(bytes, 3));
     EXPECT_EQ("helloabc", take(event, 3)) << "bit 1 chooses the input";
     EXPECT_EQ("hellon-42", take(event, 2));
+    EXPECT_EQ(5, push_formatted(&event.event, "%03d%s", 7, "th"));
+    EXPECT_EQ(-1, push_formatted(nullptr, "text"));
+    EXPECT_EQ("007th", take(event, 2));
     EXPECT_EQ(0, ombrel_event_disable_buffer(&event.event, 1));
     EXPECT_EQ(-1, ombrel_event_pop_buffer(&event.event, 1, bytes, 1));
     EXPECT_EQ(0, ombrel_event_pop_buffer(&event.event, 2, bytes, 1));

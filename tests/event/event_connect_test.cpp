@@ -72,6 +72,21 @@ TEST_F(EventConnect, NamesAreAnswered) {
     }
 }
 
+TEST_F(EventConnect, AnEventOfTheLibraryConnectsOnce) {
+    int s = -1;
+    const ombrel_event_handler_t keep = [](ombrel_event_t*, int fd, uint32_t result, void* context) {
+        EXPECT_EQ(connected, result);
+        *static_cast<int*>(context) = fd;
+    };
+    EXPECT_EQ(0, ombrel_event_base_once_with_resolver(base, -1, managed, keep, &s, 20000, "127.0.0.1", -1,
+                                                      "127.0.0.1", server.port));
+    EXPECT_EQ(0, once());
+    const int accepted = server.accept();
+    EXPECT_LE(0, accepted);
+    ::close(accepted);
+    EXPECT_EQ(0, ::close(s)) << "it was handed over";
+}
+
 TEST_F(EventConnect, ANameWithoutAnswerEndsWithItsTimeLimit) {
     recorder event;
     assign(event, -1, def_ombrel_event_with_resolver, "no such name", 80);

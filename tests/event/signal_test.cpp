@@ -44,22 +44,25 @@ volatile sig_atomic_t heard;
 
 TEST_F(Signal, TheEarlierDispositionComesBack) {
     ::signal(SIGUSR1, [](int) { heard = heard + 1; });
-    heard = 0;
-    recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
-    EXPECT_EQ(0, event.add());
-    ::raise(SIGUSR1);
-    EXPECT_EQ(0, heard);
-    EXPECT_EQ(0, ombrel_restore_signal(SIGUSR1));
-    EXPECT_EQ(-1, ombrel_restore_signal(SIGUSR1));
-    ::raise(SIGUSR1);
-    EXPECT_EQ(1, heard);
-    EXPECT_EQ(0, event.del());
-    EXPECT_EQ(0, event.add());
-    ::raise(SIGUSR1);
-    EXPECT_EQ(1, heard);
-    EXPECT_EQ(0, event.del());
-    ::raise(SIGUSR1);
-    EXPECT_EQ(2, heard);
+    for (int (*const restore)() :
+         {+[] { return ombrel_restore_signal(SIGUSR1); }, &ombrel_restore_all_signal}) {
+        heard = 0;
+        recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
+        EXPECT_EQ(0, event.add());
+        ::raise(SIGUSR1);
+        EXPECT_EQ(0, heard);
+        EXPECT_EQ(0, restore());
+        EXPECT_EQ(-1, ombrel_restore_signal(SIGUSR1));
+        ::raise(SIGUSR1);
+        EXPECT_EQ(1, heard);
+        EXPECT_EQ(0, event.del());
+        EXPECT_EQ(0, event.add());
+        ::raise(SIGUSR1);
+        EXPECT_EQ(1, heard);
+        EXPECT_EQ(0, event.del());
+        ::raise(SIGUSR1);
+        EXPECT_EQ(2, heard);
+    }
     ::signal(SIGUSR1, SIG_DFL);
 }
 
