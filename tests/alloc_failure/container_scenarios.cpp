@@ -164,8 +164,9 @@ void free_stack(ombrel_stack_t* stack) {
 }
 
 OMBREL_FAILURES(Container, push_stack) {
-    null_when_hit(fail, free_stack, [] { return ombrel_push_stack(nullptr, "bottom", 6); });
-    const std::string data = std::string(6000, 's') + "end";
+    const std::string data = std::string(30'000, 's') + "end"; // for several chunks
+    for (const size_t size : {size_t{6}, data.size()})
+        null_when_hit(fail, free_stack, [&] { return ombrel_push_stack(nullptr, data.data(), size); });
     ombrel_stack_t* stack = ombrel_push_stack(nullptr, "bottom", 6);
     stack = fail.during([&] { return ombrel_push_stack(stack, data.data(), data.size()); });
     std::string taken(fail.hit() ? 6 : data.size(), '\0');

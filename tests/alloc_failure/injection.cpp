@@ -6,7 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
+#include <string>
 #include <unistd.h>
+
+#include "support/capture.h"
 
 namespace {
 
@@ -73,25 +77,11 @@ void* __wrap_realloc(void* block, size_t size) {
 
 namespace ombrel_test {
 
-namespace {
-
-constexpr int streams[] = {STDOUT_FILENO, STDERR_FILENO};
-
-void flush_streams() {
+injection::armed_scope::armed_scope(injection& owner, bool everywhere)
+    : owner_(owner), saved_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)) {
     fflush(stdout);
-    fflush(stderr);
-}
-
-} // namespace
-
-injection::armed_scope::armed_scope(injection& owner, bool everywhere) : owner_(owner) {
-    flush_streams();
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    for (size_t i = 0; i < 2; i++) {
-        saved_[i] = fcntl(streams[i], F_DUPFD_CLOEXEC, 3);
-        if (getenv("OMBREL_TEST_LOUD") == nullptr)
-            dup2(nowhere, streams[i]);
-    }
+    dup2(nowhere, STDOUT_FILENO);
     close(nowhere);
     left = owner.nth_;
     one_in = owner.one_in_;
@@ -114,11 +104,9 @@ injection::armed_scope::~armed_scope() {
     owner_.throws_ = dice - owner_.nth_;
     owner_.hit_ = reached;
     owner_.ever_hit_ |= reached;
-    flush_streams();
-    for (size_t i = 0; i < 2; i++) {
-        dup2(saved_[i], streams[i]);
-        close(saved_[i]);
-    }
+    fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
 }
 
 namespace {
@@ -138,7 +126,12 @@ void run_scenario(void (*scenario)(injection& fail), injection& fail, const std:
     SCOPED_TRACE(what);
     displace_kept_blocks();
     const size_t blocks = ombrel_get_alloc_count();
+    std::optional<capture> errors;
+    if (getenv("OMBREL_TEST_LOUD") == nullptr)
+        errors.emplace(stderr);
     scenario(fail);
+    const std::string reports = errors ? errors->text() : "";
+    EXPECT_EQ(std::string::npos, reports.find("fatal error")) << reports;
     EXPECT_EQ(blocks, ombrel_get_alloc_count()) << "blocks were leaked or freed twice";
 }
 

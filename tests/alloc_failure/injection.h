@@ -21,8 +21,9 @@ public:
 
     injection(unsigned nth, failing mode, unsigned one_in = 0) : nth_(nth), one_in_(one_in), mode_(mode) {}
 
-    /// Runs the call with the failure armed for allocations of the calling thread, and the standard streams
-    /// silenced: reports of missing memory are expected.
+    /// Runs the call with the failure armed for allocations of the calling thread, and standard output
+    /// silenced. (So is standard error for the whole scenario: reports of missing memory are expected, of
+    /// damage to the heap not.)
     template<typename Call>
     auto during(Call call) {
         const armed_scope scope(*this, false);
@@ -53,7 +54,7 @@ private:
 
     private:
         injection& owner_;
-        int saved_[2];
+        int saved_;
     };
 
     unsigned nth_, one_in_;

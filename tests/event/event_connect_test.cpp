@@ -8,6 +8,7 @@
 
 #include "event/event_fixture.h"
 #include "support/capture.h"
+#include "support/descriptor_balance.h"
 #include "support/fake_names.h"
 #include "support/time_travel.h"
 
@@ -263,9 +264,9 @@ TEST_F(EventConnect, AConnectionThatTheCallerBeganIsFinished) {
 }
 
 TEST_F(EventConnect, DeletingAnUnfinishedConnectionClosesItsSocket) {
-    const int probe = ::dup(0);
-    ::close(probe);
-    {
+    // The first round opens what the base keeps.
+    for (const bool warm : {false, true}) {
+        const std::unique_ptr<descriptor_balance> balance(warm ? new descriptor_balance : nullptr);
         recorder event;
         // An address that answers neither way; a host without a route refuses at once, which is as good here.
         assign(event, -1, managed, "192.0.2.1", 9);
@@ -275,9 +276,6 @@ TEST_F(EventConnect, DeletingAnUnfinishedConnectionClosesItsSocket) {
         ASSERT_EQ(1u, event.results.size());
         EXPECT_EQ(-1, event.event.m_fd);
     }
-    const int again = ::dup(0);
-    EXPECT_GE(probe + 16, again);
-    ::close(again);
 }
 
 /// An echo service and its clients on one loop; every connection is opened, used and closed by handlers.

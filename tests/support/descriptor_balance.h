@@ -1,27 +1,33 @@
 // Fails a test that leaves descriptors open.
 #pragma once
 
+#include <algorithm>
+#include <array>
+
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <poll.h>
 
 #include "support/no_copy.h"
 
 namespace ombrel_test {
 
-/// Compares the lowest free descriptor at both ends of its scope.
+/// Compares how many descriptors are open at both ends of its scope.
 class descriptor_balance : no_copy {
 public:
-    descriptor_balance() : before_(lowest_free()) {}
-    ~descriptor_balance() { EXPECT_EQ(before_, lowest_free()) << "descriptors were left open"; }
+    descriptor_balance() : before_(count()) {}
+    ~descriptor_balance() { EXPECT_EQ(before_, count()) << "descriptors were left open"; }
 
 private:
-    static int lowest_free() {
-        const int descriptor = dup(0);
-        close(descriptor);
-        return descriptor;
+    static long count() {
+        std::array<pollfd, 256> all;
+        for (size_t i = 0; i < all.size(); i++)
+            all[i] = {static_cast<int>(i), 0, 0};
+        poll(all.data(), all.size(), 0);
+        return std::count_if(all.begin(), all.end(),
+                             [](const pollfd& one) { return (one.revents & POLLNVAL) == 0; });
     }
 
-    int before_;
+    long before_;
 };
 
 } // namespace ombrel_test
