@@ -1,3 +1,5 @@
+#include <functional>
+
 #include <gtest/gtest.h>
 
 #include <ombrel/ctx.h>
@@ -5,7 +7,9 @@
 
 #include "support/error_output.h"
 #include "support/heap_balance.h"
+#include "support/stalling_text.h"
 #include "support/threads.h"
+#include "support/waiting_call.h"
 
 namespace ombrel_test {
 namespace {
@@ -32,6 +36,26 @@ TEST_F(Multicall, names_are_taken_once_and_make_sense) {
     }
     EXPECT_EQ(ombrel_find_multicall_command("remember"), &command);
     EXPECT_EQ(ombrel_get_multicall_command(SIZE_MAX), nullptr);
+}
+
+TEST_F(Multicall, a_command_stays_while_somebody_is_at_its_name) {
+    static constexpr ombrel_multicall_command_t added = {"added", remember, nullptr, nullptr, nullptr};
+    const std::function<void()> walks[] = {
+        [] { EXPECT_EQ(ombrel_find_multicall_command("none"), nullptr); },
+        [] { EXPECT_EQ(ombrel_register_multicall_command(&added), 0); },
+    };
+    for (const auto& walk : walks) {
+        stalling_text name("slow");
+        const ombrel_multicall_command_t slow = {name.get(), remember, nullptr, nullptr, nullptr};
+        EXPECT_EQ(ombrel_register_multicall_command(&slow), 0);
+        name.stall();
+        const waiting_call walking(walk);
+        name.await_reader();
+        const waiting_call leaving([&] { EXPECT_EQ(ombrel_unregister_multicall_command(&slow), 0); });
+        EXPECT_TRUE(leaving.is_waiting());
+        name.go_on();
+    }
+    EXPECT_EQ(ombrel_unregister_multicall_command(&added), 0);
 }
 
 // For the sanitizers.

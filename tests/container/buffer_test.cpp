@@ -17,7 +17,9 @@
 #include "support/own_stack.h"
 #include "support/queued.h"
 #include "support/scratch_directory.h"
+#include "support/stalling_text.h"
 #include "support/threads.h"
+#include "support/waiting_call.h"
 
 using namespace ombrel_test;
 
@@ -315,7 +317,8 @@ TEST_F(buffer, a_handler_gets_every_push_whole_and_in_order) {
     in_threads(threads, [&](int thread) {
         for (int i = 0; i < pushes; i++) {
             const std::string text = std::to_string(thread) + " " + std::to_string(i);
-            pushed += ombrel_push_buffer_ex(shared.get(), text.data(), text.size(), 0);
+            pushed += i % 2 == 0 ? ombrel_push_buffer_ex(shared.get(), text.data(), text.size(), 0)
+                                 : ombrel_push_printf(shared.get(), "%s", text.c_str());
         }
     });
     got.wait_for(pushed);
@@ -327,6 +330,24 @@ TEST_F(buffer, a_handler_gets_every_push_whole_and_in_order) {
         const size_t thread = static_cast<size_t>(got.nodes[i][0] - '0');
         EXPECT_EQ(std::to_string(thread) + " " + std::to_string(next[thread]++), got.nodes[i]);
         EXPECT_EQ(std::exchange(offset, offset + got.nodes[i].size()), got.offsets[i]);
+    }
+}
+
+TEST_F(buffer, pushes_wait_for_each_other) {
+    const std::function<size_t(ombrel_buffer_t*)> others[] = {
+        [](ombrel_buffer_t* shared) { return ombrel_push_printf(shared, "%d", 1234); },
+        [](ombrel_buffer_t* shared) { return ombrel_push_buffer(shared, "1234", 4); },
+    };
+    for (const auto& other : others) {
+        deliveries got;
+        buffer_ptr shared(ombrel_open_buffer_ex2(0, deliveries::receive, &got));
+        stalling_text text("text");
+        text.stall();
+        const waiting_call first([&] { EXPECT_EQ(4u, ombrel_push_buffer(shared.get(), text.get(), 4)); });
+        text.await_reader();
+        const waiting_call second([&] { EXPECT_EQ(4u, other(shared.get())); });
+        EXPECT_TRUE(second.is_waiting());
+        text.go_on();
     }
 }
 

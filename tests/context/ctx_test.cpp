@@ -396,6 +396,14 @@ TEST(simple_digest_test, whatever_a_stream_gives_is_digested) {
     EXPECT_EQ(ombrel_unload_plugin(builtin), 0);
 }
 
+TEST(ctx_handles, those_of_ended_contexts_come_back) {
+    for (int i = 0; i < def_ombrel_plugin_most_handles + 2; i++) {
+        const int handle = ombrel_new_ctx();
+        ASSERT_GT(handle, 0) << i;
+        ASSERT_EQ(0, ombrel_destroy_ctx(handle));
+    }
+}
+
 #if defined(OMBREL_EXAMPLE_PLUGIN)
 TEST_F(ctx_test, the_example_plugin_works_as_its_page_says) {
     const int handle = ombrel_load_plugin(OMBREL_EXAMPLE_PLUGIN, nullptr);

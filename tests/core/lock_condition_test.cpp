@@ -1,5 +1,6 @@
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -12,6 +13,8 @@
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
+#include "support/time_travel.h"
+#include "support/waiting_call.h"
 
 namespace {
 
@@ -152,6 +155,54 @@ TEST_F(lock_condition_test, ending_a_condition_sends_its_waiters_away) {
     }
     EXPECT_EQ(ombrel_free_lock_condition(allocated), 0);
     EXPECT_EQ(ombrel_free_lock_condition(nullptr), 0);
+}
+
+TEST_F(lock_condition_test, calls_wait_while_a_guard_is_held) {
+    const struct {
+        const char* name;
+        ombrel_short_lock_t& guard;
+        std::function<int()> call;
+        int result;
+    } cases[] = {
+        {"try", lock.m_guard, [&] { return ombrel_try_lock(&lock) - ombrel_unlock(&lock); }, 1},
+        {"end of a lock", lock.m_guard, [&] { return ombrel_uninit_lock(&lock); }, 0},
+        {"wait", condition.m_guard,
+         [&] { return ombrel_lock_condition_wait_timeout(&condition, nullptr, 1); }, 0},
+        {"wake", condition.m_guard, [&] { return ombrel_lock_condition_wakeup(&condition); }, -1},
+        {"wake all", condition.m_guard, [&] { return ombrel_lock_condition_wakeup_broadcast(&condition); },
+         -1},
+        {"end", condition.m_guard, [&] { return ombrel_uninit_lock_condition(&condition); }, 0},
+    };
+    for (const auto& c : cases) {
+        ombrel_short_lock(&c.guard);
+        const ombrel_test::waiting_call call([&c] { EXPECT_EQ(c.call(), c.result) << c.name; });
+        EXPECT_TRUE(call.is_waiting()) << c.name;
+        EXPECT_TRUE(lock.m_owners == nullptr && condition.m_waiters_head == nullptr) << c.name;
+        ombrel_short_unlock(&c.guard);
+    }
+    std::thread sleeper = waiter();
+    ombrel_lock(&lock);
+    ombrel_short_lock(&lock.m_guard);
+    {
+        const ombrel_test::waiting_call wake([&] { EXPECT_EQ(ombrel_lock_condition_wakeup(&condition), 0); });
+        EXPECT_TRUE(wake.is_waiting()) << "for the line of the lock";
+        ombrel_short_unlock(&lock.m_guard);
+    }
+    ombrel_unlock(&lock);
+    sleeper.join();
+}
+
+TEST_F(lock_condition_test, an_endless_wait_goes_on_after_hours) {
+    ombrel_test::time_travel ahead;
+    ombrel_short_lock(&condition.m_guard); // before which a wait looks at the clock
+    const ombrel_test::waiting_call wait(
+        [&] { EXPECT_EQ(ombrel_lock_condition_wait(&condition, nullptr), 0); });
+    EXPECT_TRUE(wait.is_waiting());
+    ahead.skip_seconds(3L * 3600);
+    ombrel_short_unlock(&condition.m_guard);
+    EXPECT_TRUE(wait.is_waiting());
+    while (ombrel_lock_condition_wakeup(&condition) != 0)
+        std::this_thread::yield();
 }
 
 // A bounded queue of one: no hand-over may get lost, whoever sleeps and whoever spins.

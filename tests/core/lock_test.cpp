@@ -20,6 +20,7 @@
 #include "support/error_output.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
+#include "support/waiting_call.h"
 
 using ombrel_test::error_output;
 
@@ -326,6 +327,42 @@ TEST_F(lock_test, endless_wait_reports_every_claim_of_the_holder) {
                                  " (duration=30, caller=\"waiter:9\", recursive_count=2, wait_count=1, " +
                                  initialized + "  - locked by \"second:2\"" + owner +
                                  "  - locked by \"first:1\"" + owner);
+}
+
+/// Holds a report between its first line and those about the claims.
+struct slow_report {
+    static inline std::atomic<bool> begun{false}, goes_on{false}, lists_claims{false};
+
+    static unsigned put(const char* text) {
+        if (text != nullptr && std::strstr(text, "dead-lock") != nullptr)
+            begun = true;
+        while (begun && !goes_on)
+            std::this_thread::yield();
+        lists_claims = lists_claims || (text != nullptr && std::strstr(text, "locked by") != nullptr);
+        return 0;
+    }
+};
+
+TEST_F(lock_test, a_report_looks_at_the_claims_under_the_guard) {
+    lock.m_dead_lock_duration = 5;
+    ombrel_puts_handler_t before = nullptr;
+    ombrel_set_error_puts_handler(slow_report::put, &before);
+    ASSERT_EQ(ombrel_lock(&lock), 0);
+    {
+        const ombrel_test::waiting_call waiter(
+            [this] { EXPECT_EQ(ombrel_lock(&lock) + ombrel_unlock(&lock), 0); });
+        while (!slow_report::begun)
+            std::this_thread::yield();
+        ombrel_short_lock(&lock.m_guard);
+        slow_report::goes_on = true;
+        EXPECT_TRUE(waiter.is_waiting());
+        EXPECT_FALSE(slow_report::lists_claims);
+        ombrel_short_unlock(&lock.m_guard);
+        while (!slow_report::lists_claims)
+            std::this_thread::yield();
+        EXPECT_EQ(ombrel_unlock(&lock), 0);
+    }
+    ombrel_set_error_puts_handler(before, nullptr);
 }
 
 TEST_F(lock_test, ending_a_held_lock_waits_and_reports) {

@@ -83,6 +83,14 @@ TEST_F(ResolverCache, AnswersAWaitingGet) {
     EXPECT_EQ(nullptr, get(cache, "127.0.0.1", 81, 0)) << "another port is another entry";
 }
 
+TEST_F(ResolverCache, AnIdleServiceSleeps) {
+    const cache_holder cache = open_cache();
+    ASSERT_NE(nullptr, get(cache, "127.0.0.1", 80, -1));
+    const unsigned long before = ombrel_test::clock_looks;
+    std::this_thread::sleep_for(60ms);
+    EXPECT_GT(before + 300, ombrel_test::clock_looks);
+}
+
 TEST_F(ResolverCache, LeavesARequestBehindAGetThatDoesNotWait) {
     const cache_holder cache = open_cache();
     EXPECT_EQ(nullptr, get(cache, "[::1]:7", 80, 0));

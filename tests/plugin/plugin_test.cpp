@@ -1,6 +1,9 @@
 #include <atomic>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/ctx.h>
@@ -11,10 +14,44 @@
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
+#include "support/waiting_call.h"
 
 using namespace ombrel_test;
 
 namespace {
+
+/// Holds the lock of the newest plug-in's record for a scope.
+class record_holder : no_copy {
+public:
+    explicit record_holder(uint32_t mode)
+        : lock_(const_cast<ombrel_plugin_t*>(ombrel_get_plugin_info())->m_lock) {
+        EXPECT_EQ(ombrel_reference_spin_lock(&lock_, mode), 1);
+    }
+    ~record_holder() { EXPECT_EQ(ombrel_reference_spin_unlock(&lock_), 0); }
+
+private:
+    ombrel_spin_lock_t& lock_;
+};
+
+size_t uses_of_all() {
+    size_t uses = 0;
+    for (const ombrel_plugin_t* at = ombrel_get_plugin_info(); at != nullptr; at = at->m_next)
+        uses += static_cast<size_t>(at->m_used_count) + at->m_bound_count;
+    return uses;
+}
+
+/// Makes the calls one after the other while the newest record is held; each has to wait before it changes
+/// anything.
+void all_wait(const std::vector<std::function<void()>>& calls) {
+    std::vector<std::unique_ptr<waiting_call>> waiting;
+    const record_holder writer(def_ombrel_spin_lock_exclusive);
+    const size_t uses = uses_of_all();
+    for (const auto& call : calls) {
+        waiting.push_back(std::make_unique<waiting_call>(call));
+        EXPECT_TRUE(waiting.back()->is_waiting()) << waiting.size();
+        EXPECT_EQ(uses, uses_of_all());
+    }
+}
 
 class plugin_test : public balanced_test {
 protected:
@@ -183,8 +220,7 @@ TEST_F(plugin_test, contexts_open_while_a_plugin_is_being_initialised) {
     const loaded_probe b("probe_b");
     const probe_library a("probe_a");
     PROBE_WRITE(a->gate, 1);
-    int handle = -1;
-    std::thread loader([&] { handle = a.load(); });
+    waiting_call loader([&] { EXPECT_EQ(ombrel_unload_plugin(a.load()), 0); });
     while (PROBE_READ(a->entered) == 0)
         ombrel_load_balance_short();
     const int ctx = ombrel_new_ctx();
@@ -192,9 +228,22 @@ TEST_F(plugin_test, contexts_open_while_a_plugin_is_being_initialised) {
     EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0);
     EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so");
     EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    const record_holder reader(def_ombrel_spin_lock_shared);
     PROBE_WRITE(a->gate, 0);
-    loader.join();
-    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    EXPECT_TRUE(loader.is_waiting()) << "its record is read";
+}
+
+TEST_F(plugin_test, opening_waits_for_the_record_and_changes_of_the_registry_for_the_opening) {
+    char number[] = "4";
+    char* argv[] = {number, nullptr};
+    const int ctx = ombrel_new_ctx(); // the built-in plug-in is older then
+    const loaded_probe a("probe_a"), b("probe_b");
+    const auto open = [=] { EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0); };
+    const auto close = [=] { EXPECT_EQ(ombrel_close_ctx(ctx), 0); };
+    all_wait({open, [&] { EXPECT_EQ(ombrel_unload_plugin(a.load()), 0); }});
+    all_wait({close});
+    all_wait({open, [&] { EXPECT_EQ(ombrel_plugin_execute_main(a.handle, 1, argv), 14); }});
+    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
 }
 
 TEST_F(plugin_test, a_plugin_stays_while_a_context_is_bound_to_it) {
