@@ -10,7 +10,7 @@ namespace {
 
 constexpr unsigned shortest_match = 4, longest_match = 258;
 // Places that are compared before the longest match so far is taken, and the length that ends the search.
-constexpr unsigned most_tries = 8, good_length = 64;
+constexpr unsigned most_tries = 4, good_length = 64;
 // Bytes without a match after which places are left out, more of them the longer it lasts.
 constexpr size_t patience = 64;
 

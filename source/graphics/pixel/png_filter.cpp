@@ -11,33 +11,34 @@ namespace {
 // of it.
 constexpr size_t run = 4096;
 
+// Of 16 bits, so that a vector holds twice as many.
 struct neighbours {
-    int left, above, above_left;
+    int16_t left, above, above_left;
 };
 
-int expect_nothing(const neighbours&) {
+int16_t expect_nothing(const neighbours&) {
     return 0;
 }
-int expect_left(const neighbours& near) {
+int16_t expect_left(const neighbours& near) {
     return near.left;
 }
-int expect_above(const neighbours& near) {
+int16_t expect_above(const neighbours& near) {
     return near.above;
 }
-int expect_average(const neighbours& near) {
-    return (near.left + near.above) / 2;
+int16_t expect_average(const neighbours& near) {
+    return static_cast<int16_t>((near.left + near.above) >> 1);
 }
 // The neighbour that is nearest to left + above - above_left.
-int expect_nearest(const neighbours& near) {
-    const auto distance = [](int value) { return value < 0 ? -value : value; };
-    const int to_left = distance(near.above - near.above_left),
-              to_above = distance(near.left - near.above_left);
-    const int to_above_left = distance(near.left + near.above - 2 * near.above_left);
-    const int upper = to_above <= to_above_left ? near.above : near.above_left;
+int16_t expect_nearest(const neighbours& near) {
+    const auto distance = [](int value) { return static_cast<int16_t>(value < 0 ? -value : value); };
+    const int16_t to_left = distance(near.above - near.above_left);
+    const int16_t to_above = distance(near.left - near.above_left);
+    const int16_t to_above_left = distance(near.left + near.above - 2 * near.above_left);
+    const int16_t upper = to_above <= to_above_left ? near.above : near.above_left;
     return to_left <= std::min(to_above, to_above_left) ? near.left : upper;
 }
 
-template<int (*expect)(const neighbours&)>
+template<int16_t (*expect)(const neighbours&)>
 uint64_t filter(uint8_t* to, const uint8_t* row, const uint8_t* above, size_t size, size_t pixel_bytes) {
     uint64_t total = 0;
     for (size_t first = 0; first < size; first += run) {
