@@ -16,19 +16,13 @@ namespace {
 
 using ombrel_test::capture;
 using ombrel_test::matches;
+using ombrel_test::occurrences;
 using ExceptionTrail = ombrel_test::balanced_test;
 
 std::string report(int force) {
     capture errors(stderr);
     EXPECT_EQ(0, ombrel_dump_exception_tag(force, "file.c", "caller", 5));
     return errors.text();
-}
-
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        count++;
-    return count;
 }
 
 TEST_F(ExceptionTrail, PrintsNothingWhenThereIsNothing) {

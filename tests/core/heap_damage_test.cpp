@@ -25,18 +25,12 @@ using ombrel_test::capture;
 using ombrel_test::header_of;
 using ombrel_test::in_child;
 using ombrel_test::matches;
+using ombrel_test::occurrences;
 using HeapDamage = ombrel_test::balanced_test;
 
 constexpr size_t header_size = sizeof(ombrel_heap_block_t);
 constexpr size_t overhead = header_size + sizeof(uint32_t);
 constexpr uintptr_t garbage = static_cast<uintptr_t>(0x4141414141414141u);
-
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        count++;
-    return count;
-}
 
 size_t reports_in(const std::string& errors) {
     return occurrences(errors, "fatal error: invalid magic code (free, ");
