@@ -115,13 +115,13 @@ bool open_stream(const ctx_guard& from, const get_options& options) {
 
 bool copy(const ctx_guard& from, const get_options& options, sink& to) {
     const heap_ptr<char> block(
-        static_cast<char*>(ombrel_alloc_tag(input_block_size, "ombrel_multicall_get", __LINE__)));
+        static_cast<char*>(ombrel_alloc_tag(file_block_size, "ombrel_multicall_get", __LINE__)));
     if (!block) {
         complain("get", options.uri, fault_text(fault_code::no_memory));
         return false;
     }
     int got;
-    while ((got = ombrel_ctx_read(from.handle(), block.get(), input_block_size)) > 0)
+    while ((got = ombrel_ctx_read(from.handle(), block.get(), file_block_size)) > 0)
         if (!to.put(block.get(), static_cast<size_t>(got)))
             break;
     if (got < 0)

@@ -5,13 +5,9 @@
 
 #include <ombrel/output.h>
 
-#include "core/fault.h"
-#include "core/heap_ptr.h"
-#include "platform/file.h"
+#include "core/file_blocks.h"
 
 namespace ombrel::command {
-
-constexpr size_t input_block_size = 32768;
 
 /// "NAME of the command: what: why" on standard error.
 inline void complain(const char* command, const char* what, const char* why) {
@@ -26,23 +22,11 @@ bool read_input(const char* command, const char* name, Use use) {
     const bool is_file = strcmp(name, "-") != 0;
     leave_fault({});
     const platform::file_reader file(is_file ? name : nullptr);
-    if (is_file && !file.is_open()) {
-        complain(command, name, fault_text(last_fault()));
-        return false;
-    }
-    const heap_ptr<char> block(static_cast<char*>(ombrel_alloc_tag(input_block_size, command, __LINE__)));
-    if (!block) {
-        complain(command, name, fault_text(fault_code::no_memory));
-        return false;
-    }
-    int got;
-    do {
-        got = is_file ? file.read(block.get(), input_block_size)
-                      : platform::read_descriptor(standard_input, block.get(), input_block_size);
-    } while (got > 0 && use(block.get(), static_cast<size_t>(got)));
-    if (got < 0)
-        complain(command, name, fault_text(last_fault()));
-    return got >= 0;
+    const int descriptor = is_file ? file.descriptor() : standard_input;
+    if (descriptor >= 0 && read_in_blocks(descriptor, command, use))
+        return true;
+    complain(command, name, fault_text(last_fault()));
+    return false;
 }
 
 } // namespace ombrel::command

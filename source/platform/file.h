@@ -89,6 +89,7 @@ public:
     file_reader& operator=(const file_reader&) = delete;
 
     bool is_open() const { return descriptor_ >= 0; }
+    int descriptor() const { return descriptor_; }
     /// Moves to a byte counted from the start, or from the end when `offset` is negative. The start itself is
     /// not sought, so that pipes can be read.
     bool seek(int64_t offset) const {
