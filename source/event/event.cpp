@@ -1,10 +1,9 @@
 #include <ombrel/event.h>
 
-#include <cstring>
-
 #include <ombrel/event_base.h>
 #include <ombrel/heap.h>
 #include <ombrel/output.h>
+#include <ombrel/string.h>
 
 #include "core/deadline.h"
 #include "event/event_guard.h"
@@ -37,10 +36,7 @@ void release_resources(ombrel_event_t& event) {
 bool copy_text(char*& copy, const char* text, const char* tag) {
     if (text == nullptr)
         return true;
-    const size_t size = strlen(text) + 1;
-    copy = static_cast<char*>(ombrel_alloc_tag(size, tag, __LINE__));
-    if (copy != nullptr)
-        memcpy(copy, text, size);
+    copy = ombrel_strdup_tag(text, tag, __LINE__);
     return copy != nullptr;
 }
 

@@ -4,6 +4,7 @@
 
 #include <ombrel/heap.h>
 #include <ombrel/socket.h>
+#include <ombrel/string.h>
 
 #include "core/short_lock_guard.h"
 #include "network/socket_guard.h"
@@ -69,12 +70,6 @@ constexpr protocol_number protocols[] = {
     {"tcp", 6}, {"udp", 17}, {"icmp", 1}, {"ipv6-icmp", 58}, {"ip", 0}, {"ipv6", 41}, {"raw", 255},
 };
 
-char* copy_text(const char* text, const char* tag, unsigned long line) {
-    const size_t size = std::strlen(text) + 1;
-    void* const copy = ombrel_alloc_tag(size, tag, line);
-    return copy != nullptr ? static_cast<char*>(std::memcpy(copy, text, size)) : nullptr;
-}
-
 constexpr size_t host_name_room = 64;
 
 } // namespace
@@ -134,7 +129,7 @@ int ombrel_get_service_by_name(const char* name, const char* protocol_name) {
 
 char* ombrel_get_hostname_alloc_tag(const char* caller, unsigned long line) {
     char name[host_name_room];
-    return platform::host_name(name, sizeof name) ? copy_text(name, caller, line) : nullptr;
+    return platform::host_name(name, sizeof name) ? ombrel_strdup_tag(name, caller, line) : nullptr;
 }
 
 char* ombrel_get_fqdn_alloc_tag(const char* caller, unsigned long line) {
@@ -147,7 +142,7 @@ char* ombrel_get_fqdn_alloc_tag(const char* caller, unsigned long line) {
                                     .flags = platform::query_canonical_name});
     for (platform::name_answer answer; answers.next(answer);) {
         if (answer.canonical_name != nullptr && answer.canonical_name[0] != 0)
-            return copy_text(answer.canonical_name, caller, line);
+            return ombrel_strdup_tag(answer.canonical_name, caller, line);
     }
     return nullptr;
 }

@@ -1,10 +1,10 @@
 #include <ombrel/dl.h>
 
-#include <cstring>
 #include <string_view>
 
 #include <ombrel/path.h>
 #include <ombrel/printf.h>
+#include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
 #include "platform/library_loader.h"
@@ -17,17 +17,9 @@ namespace {
 
 constexpr const char list_separator[] = ":";
 
-heap_ptr<char> copy_text(std::string_view text) {
-    heap_ptr<char> copy(static_cast<char*>(ombrel_alloc_tag(text.size() + 1, "ombrel_open_dl_ex", __LINE__)));
-    if (copy) {
-        memcpy(copy.get(), text.data(), text.size());
-        copy.get()[text.size()] = '\0';
-    }
-    return copy;
-}
-
 void* open_in_directory(std::string_view directory, const char* name, int flags) {
-    const heap_ptr<char> terminated = copy_text(directory);
+    const heap_ptr<char> terminated(
+        ombrel_strndup_tag(directory.data(), directory.size(), "ombrel_open_dl_ex", __LINE__));
     if (!terminated)
         return nullptr;
     const heap_ptr<char> path(
