@@ -5,6 +5,8 @@
 
 #include <ombrel/heap.h>
 
+#include "core/call_site.h"
+
 namespace ombrel {
 
 /// Frees its block at the end of the scope unless it was released. Reports of the heap name the function and
@@ -15,11 +17,10 @@ public:
     heap_ptr() = default;
     explicit heap_ptr(T* block, const char* function = __builtin_FUNCTION(),
                       unsigned long line = __builtin_LINE())
-        : block_(block), function_(function), line_(line) {}
-    heap_ptr(heap_ptr&& other) noexcept
-        : block_(other.release()), function_(other.function_), line_(other.line_) {}
+        : block_(block), giver_{function, line} {}
+    heap_ptr(heap_ptr&& other) noexcept : block_(other.release()), giver_(other.giver_) {}
     heap_ptr& operator=(heap_ptr&& other) noexcept {
-        reset(other.release(), other.function_, other.line_);
+        reset(other.release(), other.giver_.tag, other.giver_.line);
         return *this;
     }
     ~heap_ptr() { reset(); }
@@ -32,15 +33,13 @@ public:
     void reset(T* block = nullptr, const char* function = __builtin_FUNCTION(),
                unsigned long line = __builtin_LINE()) {
         if (T* old = std::exchange(block_, block))
-            ombrel_free_tag(const_cast<void*>(static_cast<const void*>(old)), function_, line_);
-        function_ = function;
-        line_ = line;
+            ombrel_free_tag(const_cast<void*>(static_cast<const void*>(old)), giver_.tag, giver_.line);
+        giver_ = {function, line};
     }
 
 private:
     T* block_ = nullptr;
-    const char* function_ = nullptr;
-    unsigned long line_ = 0;
+    call_site giver_{};
 };
 
 /// A block for one record of type T, not initialised.

@@ -57,7 +57,7 @@ entry enter_or_queue(ombrel_lock_t& lock, lock_claim* claim) {
 class lock_wait {
 public:
     lock_wait(ombrel_lock_t& lock, lock_claim* claim, uint32_t timeout_ms)
-        : registration_(nullptr, &lock), lock_(lock), claim_(claim), caller_{claim->tag, claim->line},
+        : registration_(nullptr, &lock), lock_(lock), claim_(claim), caller_(claim->caller),
           endless_(timeout_ms == def_ombrel_infinite) {
         ombrel_init_timer(&timer_, endless_ ? dead_lock_duration(lock) : timeout_ms);
     }
@@ -196,7 +196,7 @@ private:
     const bool reports = prints_errors(lock);
     const claim_counts counts = reports ? count_all_claims(lock) : claim_counts{};
     lock_claim* heir = lock.m_waiters_head;
-    const call_site waiter = heir != nullptr ? call_site{heir->tag, heir->line} : call_site{};
+    const call_site waiter = heir != nullptr ? heir->caller : call_site{};
     ringing wakeup;
     if (claim != nullptr)
         wakeup = heir->bell.ring();
@@ -244,7 +244,7 @@ pending_claim find_pending_claim(ombrel_lock_t& lock) {
     } else {
         return found;
     }
-    found.caller = {claim->tag, claim->line};
+    found.caller = claim->caller;
     found.counts = count_all_claims(lock);
     return found;
 }

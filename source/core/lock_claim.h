@@ -7,6 +7,7 @@
 
 #include "core/bell.h"
 #include "core/block.h"
+#include "core/call_site.h"
 #include "core/wakeup.h"
 
 /// One hold of a lock or one wait for it: a heap block, on one list of its lock at a time.
@@ -16,8 +17,7 @@ struct ombrel_lock_claim_ts {
     uint64_t thread_id; ///< 0 when the lock is not thread-aware
     int read_end;       ///< of the waiter's pipe, -1 until made
     ombrel::bell bell;  ///< what the waiter is woken by: in the end the pipe's write end
-    const char* tag;
-    unsigned long line;
+    ombrel::call_site caller;
 };
 
 namespace ombrel {
@@ -76,8 +76,7 @@ inline lock_claim* new_claim(const ombrel_lock_t& lock, call_site caller) {
     claim->thread_id = thread_aware ? platform::thread_id() : 0;
     claim->read_end = -1;
     claim->bell.unhang();
-    claim->tag = caller.tag;
-    claim->line = caller.line;
+    claim->caller = caller;
     return claim;
 }
 

@@ -31,8 +31,7 @@ struct ombrel_lock_condition_waiter_ts {
                                     ombrel::call_site caller)
         : lock(next_lock), registration(&condition, next_lock) {
         claim.read_end = -1;
-        claim.tag = caller.tag;
-        claim.line = caller.line;
+        claim.caller = caller;
         claim.bell.hang();
     }
 
@@ -113,8 +112,7 @@ public:
     /// Leaves the condition, and takes the lock if it has a place in that one's line.
     bool has_taken_lock() {
         if (!waiter_.settle())
-            return take_from_place(*waiter_.lock, &waiter_.claim, {waiter_.claim.tag, waiter_.claim.line}) ==
-                   0;
+            return take_from_place(*waiter_.lock, &waiter_.claim, waiter_.claim.caller) == 0;
         remove(condition_, waiter_);
         return false;
     }

@@ -5,6 +5,8 @@
 
 #include <ombrel/lock.h>
 
+#include "core/call_site.h"
+
 namespace ombrel {
 
 /// Takes a lock without time limit. Taking it can fail for want of memory: look before going on, or let
@@ -14,11 +16,11 @@ public:
     lock_guard(ombrel_lock_t& lock, const char* tag, unsigned long line) : lock_guard(&lock, tag, line) {}
     /// Null is no lock, which is always had.
     lock_guard(ombrel_lock_t* lock, const char* tag, unsigned long line)
-        : lock_(lock), tag_(tag), line_(line),
+        : lock_(lock), caller_{tag, line},
           held_(lock == nullptr || ombrel_lock_timeout_tag(lock, def_ombrel_infinite, tag, line) == 0) {}
     ~lock_guard() {
         if (held_ && lock_ != nullptr)
-            ombrel_unlock_tag(lock_, tag_, line_);
+            ombrel_unlock_tag(lock_, caller_.tag, caller_.line);
     }
     lock_guard(const lock_guard&) = delete;
     lock_guard& operator=(const lock_guard&) = delete;
@@ -27,8 +29,7 @@ public:
 
 private:
     ombrel_lock_t* lock_;
-    const char* tag_;
-    unsigned long line_;
+    call_site caller_;
     bool held_;
 };
 

@@ -44,7 +44,7 @@ size_t copy_claims(ombrel_lock_t& lock, const claim_list& list, size_t skip, cla
         claim = claim->next;
     size_t count = 0;
     for (; claim != nullptr && count < size; claim = claim->next)
-        lines[count++] = {{claim->tag, claim->line}, claim->thread_id};
+        lines[count++] = {claim->caller, claim->thread_id};
     return count;
 }
 

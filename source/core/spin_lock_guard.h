@@ -3,17 +3,19 @@
 
 #include <ombrel/spin_lock.h>
 
+#include "core/call_site.h"
+
 namespace ombrel {
 
 /// Takes a reference, however long it takes.
 class spin_lock_guard {
 public:
     spin_lock_guard(ombrel_spin_lock_t& lock, uint32_t mode, const char* tag, unsigned long line)
-        : lock_(lock), tag_(tag), line_(line) {
+        : lock_(lock), caller_{tag, line} {
         if (!take_at_once(mode))
-            ombrel_reference_spin_lock_tag(&lock_, mode, tag_, line_);
+            ombrel_reference_spin_lock_tag(&lock_, mode, caller_.tag, caller_.line);
     }
-    ~spin_lock_guard() { ombrel_reference_spin_unlock_tag(&lock_, tag_, line_); }
+    ~spin_lock_guard() { ombrel_reference_spin_unlock_tag(&lock_, caller_.tag, caller_.line); }
     spin_lock_guard(const spin_lock_guard&) = delete;
     spin_lock_guard& operator=(const spin_lock_guard&) = delete;
 
@@ -21,14 +23,13 @@ private:
     // A lock that is held for a moment only should not cost a sleep.
     bool take_at_once(uint32_t mode) {
         for (int attempt = 0; attempt < 100; attempt++)
-            if (ombrel_reference_try_spin_lock_tag(&lock_, mode, tag_, line_) == 1)
+            if (ombrel_reference_try_spin_lock_tag(&lock_, mode, caller_.tag, caller_.line) == 1)
                 return true;
         return false;
     }
 
     ombrel_spin_lock_t& lock_;
-    const char* tag_;
-    unsigned long line_;
+    call_site caller_;
 };
 
 } // namespace ombrel

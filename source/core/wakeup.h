@@ -4,15 +4,10 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "core/call_site.h"
 #include "platform/thread.h"
 
 namespace ombrel {
-
-/// Who called: what reports name.
-struct call_site {
-    const char* tag;
-    unsigned long line;
-};
 
 /// An operation that fails for want of memory or room is tried so often before its caller gives up.
 inline constexpr int attempt_limit = 64;

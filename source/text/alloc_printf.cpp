@@ -4,38 +4,36 @@
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
+#include "core/call_site.h"
 #include "core/wipe.h"
 
 namespace {
 
+using ombrel::call_site;
+
 constexpr size_t first_size = 256;
 constexpr size_t last_size = 65280;
 
-struct heap_tag {
-    const char* name;
-    unsigned long line;
-};
-
 // What was formatted may be secret: only the caller's copy of it remains.
-void free_wiped(char* text, size_t size, heap_tag tag) {
+void free_wiped(char* text, size_t size, call_site caller) {
     ombrel::wipe(text, size);
-    ombrel_free_tag(text, tag.name, tag.line);
+    ombrel_free_tag(text, caller.tag, caller.line);
 }
 
 // An exactly sized copy of a formatted text, which it replaces; without memory for it the text itself.
-char* shrink(char* text, size_t length, heap_tag tag) {
-    auto* exact = static_cast<char*>(ombrel_alloc_tag(length + 1, tag.name, tag.line));
+char* shrink(char* text, size_t length, call_site caller) {
+    auto* exact = static_cast<char*>(ombrel_alloc_tag(length + 1, caller.tag, caller.line));
     if (exact == nullptr)
         return text;
     memcpy(exact, text, length + 1);
-    free_wiped(text, length, tag);
+    free_wiped(text, length, caller);
     return exact;
 }
 
-char* format_new(const char* format, va_list ap, heap_tag tag) {
+char* format_new(const char* format, va_list ap, call_site caller) {
     // Doubled, as growing by a fixed step would format a long text hundreds of times.
     for (size_t size = first_size;; size = std::min(size * 2, last_size)) {
-        auto* buffer = static_cast<char*>(ombrel_alloc_tag(size, tag.name, tag.line));
+        auto* buffer = static_cast<char*>(ombrel_alloc_tag(size, caller.tag, caller.line));
         if (buffer == nullptr)
             return nullptr;
         va_list attempt;
@@ -43,8 +41,8 @@ char* format_new(const char* format, va_list ap, heap_tag tag) {
         const auto stored = static_cast<size_t>(ombrel_vsnprintf(buffer, size, format, attempt));
         va_end(attempt);
         if (stored < size - 1)
-            return shrink(buffer, stored, tag);
-        free_wiped(buffer, size, tag);
+            return shrink(buffer, stored, caller);
+        free_wiped(buffer, size, caller);
         if (size == last_size)
             return nullptr;
     }

@@ -5,7 +5,7 @@
 namespace ombrel::graphics {
 
 int fail(const report_site& site, const char* text) {
-    ombrel_assert_fail_tag(site.source, site.function, site.line, text);
+    ombrel_assert_fail_tag(site.source, site.caller.tag, site.caller.line, text);
     return -1;
 }
 

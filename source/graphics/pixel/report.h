@@ -1,13 +1,14 @@
 // What functions of graphics report.
 #pragma once
 
+#include "core/call_site.h"
+
 namespace ombrel::graphics {
 
 /// Where a function reports from.
 struct report_site {
     const char* source;
-    const char* function;
-    unsigned long line;
+    call_site caller;
 };
 
 /// Reports an assertion of the given text. Gives -1.

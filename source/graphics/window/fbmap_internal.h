@@ -25,7 +25,7 @@ template<typename Result, typename Work>
 Result locked(const ombrel_fbmap_t* fbmap, const report_site& site, Result failure, Work work) {
     if (is_refused(fbmap, site))
         return failure;
-    const lock_guard guard(global_lock(), site.function, site.line);
+    const lock_guard guard(global_lock(), site.caller.tag, site.caller.line);
     return guard ? work() : failure;
 }
 
