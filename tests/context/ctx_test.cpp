@@ -87,6 +87,8 @@ TEST_F(ctx_test, a_refusal_goes_on_to_the_next_plugin_only_when_not_supported) {
         EXPECT_EQ(ombrel_get_ctx_plugin_name(ctx), nullptr);
     }
     EXPECT_EQ(a->opened + b->opened + a->closed + b->closed, 0);
+    EXPECT_EQ(a->refused, 1) << "the first time alone";
+    EXPECT_EQ(b->refused, 3) << "each time once";
     const int bare = ombrel_load_plugin(module_path("bare").c_str(), nullptr);
     EXPECT_EQ(ombrel_open_ctx(ctx, "test/bare"), 0);
     EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 0), -1);

@@ -191,6 +191,29 @@ TEST_F(plugin_test, a_table_too_small_for_what_it_claims_is_reported) {
     }
 }
 
+TEST_F(plugin_test, a_table_counts_as_far_as_its_size_goes) {
+    constexpr size_t v0 = sizeof(ombrel_ctx0_v0_interface_t), v1 = sizeof(ombrel_ctx0_v1_interface_t);
+    const struct {
+        const char* name;
+        size_t size;
+        bool serves_ctx;
+        int has_main;
+    } cases[] = {{"probe_a", 1, false, 0},      {"probe_a", sizeof(ombrel_interface_header_t), false, 0},
+                 {"probe_a", v1 - 1, false, 0}, {"probe_a", v1, true, 1},
+                 {"probe_a", v1 + 1, true, 1},  {"probe_old", v0 - 1, false, 0},
+                 {"probe_old", v0, true, 0}};
+    for (const auto& each : cases) {
+        const probe_library probe(each.name);
+        probe->interface_size = each.size;
+        probe->table_size = v1;
+        const int handle = probe.load(), ctx = ombrel_new_ctx();
+        EXPECT_EQ(ombrel_plugin_is_executable_main(handle), each.has_main) << each.name << each.size;
+        EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), each.serves_ctx ? 0 : -1) << each.name << each.size;
+        EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    }
+}
+
 TEST_F(plugin_test, a_plugin_stays_while_its_main_entry_runs) {
     char number[] = "4";
     char* argv[] = {number, nullptr};
@@ -336,6 +359,22 @@ TEST_F(plugin_test, plugins_may_load_each_other_and_themselves) {
             ombrel_unload_plugin(handle);
         }
     });
+}
+
+TEST_F(plugin_test, all_may_be_unloaded_at_any_time) {
+    const probe_library a("probe_a"), b("probe_b");
+    capture output(stderr); // of uses that are gone already
+    in_threads(4, [&](int i) {
+        for (int round = 0; round < 60; round++) {
+            if (i == 0)
+                ombrel_unload_all_plugin();
+            else
+                ombrel_unload_plugin(((i + round) % 2 == 0 ? a : b).load());
+        }
+    });
+    ombrel_unload_all_plugin();
+    EXPECT_EQ(a->initialized, a->uninitialized);
+    EXPECT_EQ(b->initialized, b->uninitialized);
 }
 
 TEST_F(plugin_test, loaders_openers_and_unloaders_may_meet) {

@@ -202,10 +202,9 @@ bool ftp_client::end_transfer() {
 }
 
 /// The server's reply says more about the cause than the connection does.
-bool ftp_client::lose_data() {
+void ftp_client::lose_data() {
     if (finish())
         error_.set(fault_code::closed, "the data connection was lost");
-    return false;
 }
 
 bool ftp_client::close() {

@@ -71,7 +71,7 @@ private:
     bool finish();
     bool has_come_whole();
     void abandon();
-    bool lose_data();
+    void lose_data();
 
     ftp_control control_;
     socket_guard data_;

@@ -23,6 +23,7 @@ static int probe_open(int ctx, const char* mime_type) {
     ombrel_ctx_set_plugin_descriptor(ctx, 7);
     ombrel_ctx_get_plugin_state(ctx)[0] = 1;
     if (refuse != NULL) {
+        probe_state.refused++;
         ombrel_ctx_set_last_error(ctx, refuse[0] - '0');
         return -3;
     }
@@ -242,6 +243,8 @@ OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** i
     probe_state.initialized++;
     *size = PROBE_VERSION == 0 ? sizeof(table.m_v0) : sizeof(table);
     table.m_v0.m_size = probe_state.table_size != 0 ? probe_state.table_size : (uint32_t)*size;
+    if (probe_state.interface_size != 0)
+        *size = probe_state.interface_size;
     *hint = PROBE_HINT;
     *interface_table = &table;
     return probe_state.initialize_result;

@@ -2,13 +2,17 @@
 #ifndef PROBE_H
 #define PROBE_H
 
+#include <stddef.h>
+
 /* Found in a probe under the name "probe_state". */
 typedef struct {
     int initialized, uninitialized; /* calls */
     int opened, closed;             /* contexts accepted and released; atomic */
+    int refused;                    /* contexts with the option "refuse" */
     int gate;                       /* while it is 1, the initialise function waits; atomic */
     int entered;                    /* the initialise function has been entered; atomic */
     int initialize_result;          /* what it returns */
+    size_t interface_size;          /* what it gives for the size of the table, if not 0 */
     unsigned table_size;            /* what the table says of its size, if not 0 */
     int own_error;                  /* the error word of a probe that keeps its own */
     int hold;                       /* while it is 1, a read and the main entry wait inside; atomic */
