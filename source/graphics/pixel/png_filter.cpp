@@ -40,12 +40,12 @@ int16_t expect_nearest(const neighbours& near) {
 
 template<int16_t (*expect)(const neighbours&)>
 uint64_t filter(uint8_t* to, const uint8_t* row, const uint8_t* above, size_t size, size_t pixel_bytes) {
+    const uint8_t *const left = row - pixel_bytes, *const above_left = above - pixel_bytes;
     uint64_t total = 0;
     for (size_t first = 0; first < size; first += run) {
         uint32_t sum = 0;
         for (size_t i = first, end = std::min(size, first + run); i < end; i++) {
-            const auto difference = static_cast<uint8_t>(
-                row[i] - expect({row[i - pixel_bytes], above[i], above[i - pixel_bytes]}));
+            const auto difference = static_cast<uint8_t>(row[i] - expect({left[i], above[i], above_left[i]}));
             to[i] = difference;
             sum += difference < 128 ? difference : 256u - difference;
         }
