@@ -9,16 +9,14 @@
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_draw.h>
 
+#include "support/argument_list.h"
 #include "support/capture.h"
 
 namespace {
 
-int by_list(ombrel_fbmap_t* map, const char* format, ...) {
-    va_list none;
-    va_start(none, format);
-    const int result = ombrel_fbmap_draw_vprintf(map, format, none);
-    va_end(none);
-    return result;
+int by_list(ombrel_fbmap_t* map, const char* format) {
+    const auto draw = [=](va_list list) { return ombrel_fbmap_draw_vprintf(map, format, list); };
+    return ombrel_test::with_list(draw, 1);
 }
 
 long long number(long long value) {
@@ -114,7 +112,7 @@ const call calls_for_a_null_map[] = {
     LOCKED_AND_INTERNAL(fbmap_draw_color_bar, -1, none, 1, 255, 0, 0, 7, 7),
     LOCKED_AND_INTERNAL(fbmap_get_pixel, 0, none, none, 0, 0, 0, 0),
     CALL(ombrel_fbmap_draw_printf, -1, none, "%d", 1),
-    {"ombrel_fbmap_draw_vprintf", -1, [] { return number(by_list(none, "%d", 1)); }},
+    {"ombrel_fbmap_draw_vprintf", -1, [] { return number(by_list(none, "%d")); }},
 };
 
 TEST(null, a_null_map_is_reported_under_the_function_s_own_name) {
