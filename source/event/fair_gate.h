@@ -15,32 +15,39 @@ namespace ombrel {
 class fair_gate {
 public:
     void enter() {
-        const uint32_t ticket = next_.fetch_add(1);
-        if (serving_.load(std::memory_order_acquire) != ticket)
+        const uint32_t ticket = next_.fetch_add(1) * one_turn;
+        if (turn_of(state_.load(std::memory_order_acquire)) != ticket)
             wait_for(ticket);
     }
 
+    // What holds the gate may be freed by whoever comes next: nothing of it is read once the turn is given
+    // on.
     void leave() {
-        serving_.store(serving_.load(std::memory_order_relaxed) + 1);
-        if (sleepers_.load() != 0)
-            platform::wake_waiters(serving_);
+        uint32_t state = state_.load(std::memory_order_relaxed);
+        while (!state_.compare_exchange_weak(state, turn_of(state) + one_turn)) {
+        }
+        if ((state & has_sleepers) != 0)
+            platform::wake_waiters(state_);
     }
 
 private:
     void wait_for(uint32_t ticket) {
         for (int i = 0; i < spins; i++) {
-            if (serving_.load(std::memory_order_acquire) == ticket)
+            if (turn_of(state_.load(std::memory_order_acquire)) == ticket)
                 return;
             platform::relax_processor();
         }
-        sleepers_.fetch_add(1);
-        for (uint32_t served; (served = serving_.load()) != ticket;)
-            platform::wait_while_equal(serving_, served);
-        sleepers_.fetch_sub(1);
+        for (uint32_t state = state_.load(); turn_of(state) != ticket; state = state_.load())
+            if ((state & has_sleepers) != 0 || state_.compare_exchange_strong(state, state | has_sleepers))
+                platform::wait_while_equal(state_, state | has_sleepers);
     }
 
+    static constexpr uint32_t has_sleepers = 1, one_turn = 2;
+    static constexpr uint32_t turn_of(uint32_t state) { return state & ~has_sleepers; }
+
     static constexpr int spins = 50;
-    std::atomic<uint32_t> next_, serving_, sleepers_;
+    std::atomic<uint32_t> next_;
+    std::atomic<uint32_t> state_; ///< whose turn it is, and whether somebody sleeps until another one
 };
 
 } // namespace ombrel
