@@ -7,7 +7,7 @@
  * differences, and compressed with matches and fixed codes; what does not become shorter by that is stored as
  * it is. Equal pixels give equal documents on every system.
  *
- * A picture has 1 to 2147483647 columns and rows. Beside the output a call takes about 300 KiB and 7 rows of
+ * A picture has 1 to 2147483647 columns and rows. Beside the output a call takes about 230 KiB and 4 rows of
  * pixels from the heap, those of maps and bitmaps no more than said there, and gives all of it back.
  *
  * All functions may be called from any thread; nothing but the caller guards rows, bitmaps and buffers
