@@ -9,8 +9,8 @@ namespace ombrel {
 
 inline constexpr size_t file_block_size = 32768;
 
-/// Hands what a descriptor gives up to its end to `use(bytes, size)`, in order, until that gives false. False,
-/// with its fault left, when a read fails or there is no memory for a block.
+/// Hands what a descriptor gives up to its end to `use(bytes, size)`, in order, until that gives false.
+/// False, with its fault left, when a read fails or there is no memory for a block.
 template<typename Use>
 bool read_in_blocks(int descriptor, const char* tag, Use use) {
     heap_ptr<char> block(static_cast<char*>(ombrel_alloc_tag(file_block_size, tag, __LINE__)));

@@ -61,7 +61,8 @@ void forget_descriptor(poll_set& set, int descriptor);
 /// it was closed but lives on elsewhere. False when there is no memory for that.
 bool renew_poll_set(poll_set& set);
 
-/// Makes room for the readiness of `watched` descriptors. Not while a thread waits.
+/// Begins a wait, for the readiness of `watched` descriptors at most: each call of wait_for_descriptors()
+/// needs one before it, under whatever keeps other threads from watching. Not while a thread waits.
 void prepare_wait(poll_set& set, size_t watched);
 
 /// The number of ready descriptors, or -1 with its fault, an interruption too; a negative limit waits for

@@ -238,12 +238,15 @@ public:
 
     platform::watch_result watch(int descriptor, unsigned bits, uint32_t generation = 1, bool once = false) {
         watched_++;
-        platform::prepare_wait(*set_, watched_);
         return platform::watch_descriptor(*set_, descriptor, {bits, generation, once, false, false});
+    }
+    int count_ready(int timeout_ms) {
+        platform::prepare_wait(*set_, watched_);
+        return platform::wait_for_descriptors(*set_, timeout_ms);
     }
     /// The bits that a descriptor is ready for, of one generation; 0 when none are told.
     unsigned wait(int descriptor, int timeout_ms, uint32_t generation = 1) {
-        const int count = platform::wait_for_descriptors(*set_, timeout_ms);
+        const int count = count_ready(timeout_ms);
         EXPECT_LE(0, count);
         unsigned bits = 0;
         for (int i = 0; i < count; i++) {
@@ -258,7 +261,7 @@ public:
 
 private:
     platform::poll_set* set_;
-    size_t watched_ = 0;
+    size_t watched_ = 1; // one more than are, as another thread may add one
 };
 
 TEST(Poll, BothWaysOfWaitingSeeTheSame) {
@@ -310,7 +313,7 @@ TEST(Poll, AWaitWithoutLimitEndsByWhatComes) {
         char byte;
         EXPECT_EQ(1, platform::read_descriptor(ends.reader, &byte, 1));
     }
-    EXPECT_EQ(0, platform::wait_for_descriptors(set.set(), 1));
+    EXPECT_EQ(0, set.count_ready(1));
 }
 
 TEST(PollSet, HoldsWhatWasWatchedLast) {
@@ -373,7 +376,7 @@ TEST(PollSet, HoldsManyAndTellsAllThatAreReady) {
         sockets.push_back(bound(SOCK_DGRAM));
         set.watch(sockets.back(), i % 3 == 0 ? poll_write : poll_read, static_cast<uint32_t>(i));
     }
-    EXPECT_EQ(static_cast<int>(count / 3), platform::wait_for_descriptors(set.set(), patience_ms));
+    EXPECT_EQ(static_cast<int>(count / 3), set.count_ready(patience_ms));
     for (size_t i = 0; i < count / 3; i++) {
         const platform::ready_descriptor ready = platform::ready_at(set.set(), static_cast<int>(i));
         EXPECT_EQ(0u, ready.generation % 3);
@@ -386,7 +389,6 @@ TEST(PollSet, AWaitUnderWayNoticesChangesWhereItSaysSo) {
         GTEST_SKIP() << "this way of waiting is begun again";
     watching set;
     const pipe_ends ends = open_pipe();
-    platform::prepare_wait(set.set(), 1);
     std::thread other([&] {
         platform::sleep_milliseconds(20);
         platform::watch_descriptor(set.set(), ends.writer, {poll_write, 9, false, false, false});

@@ -14,8 +14,8 @@
 
 namespace ombrel_test {
 
-/// Lies on a page that cannot be read from stall() to go_on(): the thread that tries waits in a signal's handler, with
-/// whatever locks it holds. One at a time.
+/// Lies on a page that cannot be read from stall() to go_on(): the thread that tries waits in a signal's
+/// handler, with whatever locks it holds. One at a time.
 class stalling_text : no_copy {
 public:
     explicit stalling_text(const char* text)
@@ -45,7 +45,8 @@ public:
 private:
     static void wait_in_handler(int signal, siginfo_t* fault, void*) {
         auto& self = *current_;
-        const auto place = reinterpret_cast<uintptr_t>(fault->si_addr) - reinterpret_cast<uintptr_t>(self.page_);
+        const auto place =
+            reinterpret_cast<uintptr_t>(fault->si_addr) - reinterpret_cast<uintptr_t>(self.page_);
         if (place >= self.size_)
             std::signal(signal, SIG_DFL); // a real fault comes again
         else

@@ -20,8 +20,8 @@ public:
               over_ = true;
           }) {}
 
-    /// Whether it is still not over a moment later. (A call that does not wait may seem to, on a busy machine; one
-    /// that waits never seems not to.)
+    /// Whether it is still not over a moment later. (A call that does not wait may seem to, on a busy
+    /// machine; one that waits never seems not to.)
     bool is_waiting() const {
         while (!begun_)
             std::this_thread::yield();
