@@ -19,6 +19,13 @@ function(ombrel_library_dialect target)
     if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
         target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=function>)
     endif()
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        # What a lock guards (core/thread_safety.h). The locks of the interface are plain records of C, which need
+        # not be declared as locks.
+        target_compile_options(${target} PRIVATE
+            $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety -Wno-thread-safety-attributes>)
+    endif()
     target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY
-        _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+        _FILE_OFFSET_BITS=64 _TIME_BITS=64
+        $<$<OR:$<CONFIG:Debug>,$<BOOL:${OMBREL_CHECK_INVARIANTS}>>:OMBREL_CHECKS_INVARIANTS>)
 endfunction()

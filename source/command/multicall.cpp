@@ -22,11 +22,12 @@ struct registration {
 };
 
 ombrel_short_lock_t registry_lock;
-registration* registered;
+registration* registered OMBREL_GUARDED_BY(registry_lock);
 
 // The link that holds the first registration for which `is_wanted`, or the null link at the end.
 template<typename Test>
-registration** find_registration(Test is_wanted) {
+registration** find_registration(Test is_wanted) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     registration** link = &registered;
     while (*link != nullptr && !is_wanted(*(*link)->command))
         link = &(*link)->next;

@@ -19,10 +19,12 @@ void destroy_context(void* object) {
 }
 
 /// Holds a plug-in's record shared while its open or close operation runs.
-class operation_guard : spin_lock_guard {
+class OMBREL_GUARD_CLASS operation_guard : spin_lock_guard {
 public:
     operation_guard(plugin::plugin_record& plugin, const char* tag)
+        OMBREL_ACQUIRES(plugin.m_lock) OMBREL_UNCHECKED
         : spin_lock_guard(plugin.m_lock, def_ombrel_spin_lock_shared, tag, __LINE__) {}
+    ~operation_guard() OMBREL_RELEASES() OMBREL_UNCHECKED {}
 };
 
 void bind(ctx_record& ctx, plugin::plugin_record* plugin) {

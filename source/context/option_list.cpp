@@ -109,6 +109,7 @@ void option_list::free_one(option* which) {
 
 // The link that holds the option, or the null link at the end.
 option_list::option** option_list::find(const char* name) const {
+    OMBREL_INVARIANT(is_held(lock_));
     const size_t size = strlen(name) + 1;
     option** link = &first_;
     while (*link != nullptr && !(*link)->is_called(name, size))

@@ -5,6 +5,8 @@
 
 #include <ombrel/short_lock.h>
 
+#include "core/thread_safety.h"
+
 namespace ombrel::context {
 
 /// Names, in either case, with their texts. Each function is one step for other threads.
@@ -30,16 +32,16 @@ private:
     bool is_near(const option* which) const;
     option* unlink_all();
     static void free_one(option* which);
-    option** find(const char* name) const;
+    option** find(const char* name) const OMBREL_REQUIRES(lock_);
     option* exchange(const char* name, option* made);
-    option* exchange_locked(const char* name, option* made);
+    option* exchange_locked(const char* name, option* made) OMBREL_REQUIRES(lock_);
 
     mutable ombrel_short_lock_t lock_{};
-    mutable option* first_ = nullptr;
+    mutable option* first_ OMBREL_GUARDED_BY(lock_) = nullptr;
 
     // Where options stand as long as there is room, which comes back when all go: most openings have a few
     // short ones.
-    size_t near_size_ = 0;
+    size_t near_size_ OMBREL_GUARDED_BY(lock_) = 0;
     alignas(void*) unsigned char near_[192];
 };
 

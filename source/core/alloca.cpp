@@ -21,7 +21,7 @@ int stack_direction; // 0 until it is known
 
 struct {
     ombrel_short_lock_t lock;
-    size_t count;
+    size_t count OMBREL_GUARDED_BY(lock);
 } live;
 
 void count_block(bool added) {

@@ -23,19 +23,21 @@ constexpr const char label[] = "CONSOLE #";
 constexpr size_t entry_limit = 4096;
 constexpr int block_limit = 128;
 
+using section_list = live_list<ombrel_exception_t, block_kind::exception>;
+
 struct {
     ombrel_short_lock_t lock;
-    int force_dump = -1;
-    live_list<ombrel_exception_t, block_kind::exception> sections;
+    int force_dump OMBREL_GUARDED_BY(lock) = -1;
+    section_list sections OMBREL_GUARDED_BY(lock);
 } trail;
 
 // A child process has one thread only: a lock that another thread held at the fork would stay held in it.
-void hold_trail_and_heap() {
+void hold_trail_and_heap() OMBREL_ACQUIRES(trail.lock) {
     take(trail.lock); // trail first, heap second: the order of the two locks
     hold_heap();
 }
 
-void release_trail_and_heap() {
+void release_trail_and_heap() OMBREL_RELEASES(trail.lock) {
     release_heap();
     release(trail.lock);
 }
@@ -55,7 +57,7 @@ size_t link_entry(ombrel_exception_t* entry) {
 // What a report says of a section that is not there, or of one whose links are damaged.
 const char* unlink_entry(ombrel_exception_t* entry) {
     const short_lock_guard guard(trail.lock);
-    if (!trail.sections.holds(entry))
+    if (!section_list::holds(entry))
         return "invalid argument";
     return trail.sections.remove(entry) ? nullptr : "broken exception node";
 }
@@ -67,7 +69,8 @@ void print_entry(const ombrel_exception_t* entry, uint64_t now) {
             static_cast<unsigned long>(age));
 }
 
-void print_entries() {
+void print_entries() OMBREL_REQUIRES(trail.lock) {
+    OMBREL_INVARIANT(is_held(trail.lock));
     const uint64_t now = ombrel_time_stamp_msec();
     const ombrel_exception_t* entry = trail.sections.newest();
     for (size_t left = trail.sections.count(); left > 0; left--) {

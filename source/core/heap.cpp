@@ -32,23 +32,27 @@ constexpr size_t large_size = size_t{4}
 // What is known of the allocator below: whether its words tell of damage, and whether they did.
 enum class knowledge : uint8_t { none, of_its_words, of_damage };
 
+using block_list = live_list<ombrel_heap_block_t, block_kind::heap>;
+
 // The accounts stand in cache lines of their own. What every call reads without the lock does not share one
 // with what changes under it.
 struct alignas(64) {
     ombrel_short_lock_t lock;
-    size_t size, peak;
-    live_list<ombrel_heap_block_t, block_kind::heap> blocks;
-    block_cache freed;
+    size_t size OMBREL_GUARDED_BY(lock), peak OMBREL_GUARDED_BY(lock);
+    block_list blocks OMBREL_GUARDED_BY(lock);
+    block_cache freed OMBREL_GUARDED_BY(lock);
     report_reserve reserve;
     alignas(64) std::atomic<knowledge> known;
 } heap;
 
 // A brief_lock_guard without a wait, for the usual path: it makes no call for which registers would have to
 // be saved.
-class heap_attempt {
+class OMBREL_GUARD_CLASS heap_attempt {
 public:
-    heap_attempt() : has_others_(!platform::has_one_thread()), holds_(!has_others_ || try_take(heap.lock)) {}
-    ~heap_attempt() {
+    heap_attempt() OMBREL_ACQUIRES(heap.lock) OMBREL_UNCHECKED : has_others_(!platform::has_one_thread()),
+                                                                 holds_(!has_others_ || try_take(heap.lock)) {
+    }
+    ~heap_attempt() OMBREL_RELEASES() OMBREL_UNCHECKED {
         if (has_others_ && holds_)
             release(heap.lock);
     }
@@ -85,7 +89,7 @@ inline bool is_usual(const ombrel_heap_block_t* block, const block_index::entry&
 
 // The same for blocks of any size, and after damage.
 bool is_plainly_sound(const ombrel_heap_block_t* block) {
-    return heap.blocks.holds(block) && block->m_self == block &&
+    return block_list::holds(block) && block->m_self == block &&
            platform::check_size(block, block->m_size + overhead) == platform::verdict::good &&
            is_magic(trailer_of(block, block->m_size)) &&
            platform::has_whole_neighbours(block, range_of_looks());
@@ -107,7 +111,7 @@ __attribute__((no_sanitize("address"))) bool has_trailer(const ombrel_heap_block
 }
 
 [[gnu::noinline]] bool is_sound(const ombrel_heap_block_t* block) {
-    return heap.blocks.holds(block) && block->m_self == block && has_trailer(block);
+    return block_list::holds(block) && block->m_self == block && has_trailer(block);
 }
 
 void prepare(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned long line) {
@@ -119,14 +123,16 @@ void prepare(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned 
 }
 
 // For a block that has come on the list.
-inline void count_in(const ombrel_heap_block_t* block) {
+inline void count_in(const ombrel_heap_block_t* block) OMBREL_REQUIRES(heap.lock) {
+    OMBREL_INVARIANT(is_held(heap.lock));
     heap.size += block->m_size + overhead;
     if (heap.size > heap.peak)
         heap.peak = heap.size;
 }
 
 // For one that has left it: gives what is to go back to the platform in its place, or null.
-inline ombrel_heap_block_t* count_out(ombrel_heap_block_t* block) {
+inline ombrel_heap_block_t* count_out(ombrel_heap_block_t* block) OMBREL_REQUIRES(heap.lock) {
+    OMBREL_INVARIANT(is_held(heap.lock));
     // For whoever follows a stale pointer. Atomic, as compilers leave out plain stores just before a free().
     __atomic_store_n(&block->m_self, nullptr, __ATOMIC_RELAXED);
     heap.size -= block->m_size + overhead;
@@ -185,7 +191,7 @@ inline bool enlist(ombrel_heap_block_t* block) {
 inline bool enlist_at_once(ombrel_heap_block_t* block, size_t size, const char* tag, unsigned long line) {
     const heap_attempt attempt;
     prepare(block, size, tag, line);
-    if (!attempt.holds() || !heap.blocks.add(block, heap.blocks.find(block))) [[unlikely]]
+    if (!attempt.holds() || !heap.blocks.add(block, block_list::find(block))) [[unlikely]]
         return false;
     count_in(block);
     return true;
@@ -216,11 +222,16 @@ inline void* obtain(size_t size, const char* tag, unsigned long line) {
     return block != nullptr ? data_of(block) : obtain(size, tag, line);
 }
 
+// A hint, for which nobody waits.
+inline bool may_be_in_cache(size_t size) OMBREL_UNCHECKED {
+    return heap.freed.may_hold(size);
+}
+
 inline void* allocate_silently(size_t size, const char* tag, unsigned long line) {
     const size_t rounded = (size + 3) & ~size_t{3};
     if (rounded + overhead < size) [[unlikely]]
         return refuse("overflow size, ", tag, line);
-    return heap.freed.may_hold(rounded) ? reuse_or_obtain(rounded, tag, line) : obtain(rounded, tag, line);
+    return may_be_in_cache(rounded) ? reuse_or_obtain(rounded, tag, line) : obtain(rounded, tag, line);
 }
 
 [[gnu::noinline]] void* allocate_nothing(const char* tag, unsigned long line) {
@@ -295,7 +306,7 @@ inline bool retire_at_once(ombrel_heap_block_t* block, const block_index::entry&
 
 [[gnu::always_inline]] inline void release_at_once(void* ptr, const char* tag, unsigned long line) {
     ombrel_heap_block_t *block = header_of(ptr), *leaving;
-    const block_index::entry entry = heap.blocks.find(block);
+    const block_index::entry entry = block_list::find(block);
     if (!is_usual(block, entry) || !retire_at_once(block, entry, leaving)) [[unlikely]]
         return release_carefully(block, tag, line);
     if (leaving == block) [[likely]]
@@ -319,7 +330,7 @@ void copy_damaged(void* to, const ombrel_heap_block_t* block, size_t size) {
 void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
     const ombrel_heap_block_t* block = header_of(ptr);
     // The stored size is compared with the request as it came, not rounded: meant so.
-    if (heap.blocks.holds(block) && block->m_size == size)
+    if (block_list::holds(block) && block->m_size == size)
         return ptr;
     void* moved = allocate(size, tag, line);
     if (moved == nullptr)
@@ -332,7 +343,7 @@ void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
     return moved;
 }
 
-void report_broken_list(size_t seen) {
+void report_broken_list(size_t seen) OMBREL_REQUIRES(heap.lock) {
     fprintf(stderr, "fatal error: broken block list (%lu of %lu blocks can be reached)\n",
             static_cast<unsigned long>(seen), static_cast<unsigned long>(heap.blocks.count()));
 }
@@ -348,14 +359,14 @@ void ombrel::free_block(void* block, const char* tag, unsigned long line) {
 }
 
 bool ombrel::is_live_block(const void* data) {
-    return heap.blocks.holds(header_of(data));
+    return block_list::holds(header_of(data));
 }
 
-void ombrel::hold_heap() {
+void ombrel::hold_heap() OMBREL_UNCHECKED {
     take(heap.lock);
 }
 
-void ombrel::release_heap() {
+void ombrel::release_heap() OMBREL_UNCHECKED {
     release(heap.lock);
 }
 

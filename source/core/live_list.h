@@ -2,18 +2,19 @@
 #pragma once
 
 #include "core/block_index.h"
+#include "core/invariant.h"
 
 namespace ombrel {
 
 /// All live nodes, newest first, linked by their members m_newer and m_older.
 ///
 /// A program's stray writes may have changed any word of a node. So a link is followed only to a live node,
-/// and written only in a node that points back. The owner locks; only holds() may be asked without.
+/// and written only in a node that points back. The owner locks, but for what belongs to no list.
 template<typename Node, block_kind kind>
 class live_list {
 public:
-    bool holds(const Node* node) const { return index_of_blocks.holds(node, kind); }
-    block_index::entry find(const Node* node) const { return index_of_blocks.find(node, kind); }
+    static bool holds(const Node* node) { return index_of_blocks.holds(node, kind); }
+    static block_index::entry find(const Node* node) { return index_of_blocks.find(node, kind); }
     size_t count() const { return count_; }
     Node* newest() const { return newest_; }
 
@@ -29,6 +30,7 @@ public:
     bool add(Node* node, const block_index::entry& entry) {
         if (!entry.exists()) [[unlikely]]
             return false;
+        OMBREL_INVARIANT((newest_ == nullptr) == (oldest_ == nullptr));
         entry.set();
         count_++;
         node->m_newer = nullptr;
@@ -59,6 +61,7 @@ public:
         Node** const from_older = link_from_older(node);
         if (from_older == nullptr || *from_older != node) [[unlikely]]
             return false;
+        OMBREL_INVARIANT(count_ > 0);
         entry.clear();
         count_--;
         Node *newer = node->m_newer, *older = node->m_older;
@@ -99,6 +102,7 @@ private:
     }
 
     bool remove_beside_damage(const Node* node, const block_index::entry& entry) {
+        OMBREL_INVARIANT(count_ > 0);
         entry.clear();
         count_--;
         bypass(node, node->m_newer, node->m_older);

@@ -25,9 +25,9 @@ uint32_t dead_lock_duration(const ombrel_lock_t& lock) {
                                                             : lock.m_dead_lock_duration;
 }
 
-// Called with the guard held. A claim that finds somebody waiting must wait, too, whether the lock is free or
+// A claim that finds somebody waiting must wait, too, whether the lock is free or
 // not: nobody overtakes.
-bool take_if_free(ombrel_lock_t& lock, lock_claim* claim) {
+bool take_if_free(ombrel_lock_t& lock, lock_claim* claim) OMBREL_REQUIRES(lock.m_guard) {
     const lock_claim* owner = lock.m_owners;
     const bool again = owner != nullptr && claim->thread_id != 0 && claim->thread_id == owner->thread_id;
     if (!again && (owner != nullptr || lock.m_waiters_head != nullptr))
@@ -137,7 +137,7 @@ private:
         return state::given_up;
     }
 
-    void leave_line() {
+    void leave_line() OMBREL_REQUIRES(lock_.m_guard) {
         remove_waiter(lock_, claim_);
         registration_.leave_lock();
     }
@@ -189,9 +189,10 @@ private:
     return -1;
 }
 
-// Called with the guard held: an unlock that found no owner, or that has a waiter to wake. Once the guard is
+// An unlock that found no owner, or that has a waiter to wake. Once the guard is
 // released another thread may take the lock and end its life, so what a report needs is read before.
-[[gnu::noinline]] int finish_unlock(ombrel_lock_t& lock, lock_claim* claim, call_site caller) {
+[[gnu::noinline]] int finish_unlock(ombrel_lock_t& lock, lock_claim* claim, call_site caller)
+    OMBREL_RELEASES(lock.m_guard) {
     const call_site initializer = initializer_of(lock);
     const bool reports = prints_errors(lock);
     const claim_counts counts = reports ? count_all_claims(lock) : claim_counts{};

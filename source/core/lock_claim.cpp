@@ -7,6 +7,12 @@ namespace ombrel {
 
 namespace {
 
+// Whether both neighbours, or the ends of the line, lead to the claim.
+[[maybe_unused]] bool is_in_line(const ombrel_lock_t& lock, const lock_claim* claim) {
+    return (claim->previous != nullptr ? claim->previous->next : lock.m_waiters_head) == claim &&
+           (claim->next != nullptr ? claim->next->previous : lock.m_waiters_tail) == claim;
+}
+
 void set_waiters_head(ombrel_lock_t& lock, lock_claim* claim) {
     __atomic_store_n(&lock.m_waiters_head, claim, __ATOMIC_RELAXED);
 }
@@ -29,6 +35,8 @@ void free_claim_with_pipe(lock_claim* claim) {
 }
 
 void append_waiter(ombrel_lock_t& lock, lock_claim* claim) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
+    OMBREL_INVARIANT((lock.m_waiters_head == nullptr) == (lock.m_waiters_tail == nullptr));
     claim->previous = lock.m_waiters_tail;
     claim->next = nullptr;
     if (lock.m_waiters_tail != nullptr)
@@ -39,6 +47,8 @@ void append_waiter(ombrel_lock_t& lock, lock_claim* claim) {
 }
 
 void remove_waiter(ombrel_lock_t& lock, lock_claim* claim) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
+    OMBREL_INVARIANT(is_in_line(lock, claim));
     if (claim->previous != nullptr)
         claim->previous->next = claim->next;
     else
@@ -50,6 +60,8 @@ void remove_waiter(ombrel_lock_t& lock, lock_claim* claim) {
 }
 
 void replace_waiter(ombrel_lock_t& lock, lock_claim* old_claim, lock_claim* new_claim) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
+    OMBREL_INVARIANT(is_in_line(lock, old_claim));
     new_claim->previous = old_claim->previous;
     new_claim->next = old_claim->next;
     if (new_claim->next != nullptr)

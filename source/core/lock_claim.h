@@ -8,6 +8,8 @@
 #include "core/bell.h"
 #include "core/block.h"
 #include "core/call_site.h"
+#include "core/invariant.h"
+#include "core/short_lock_guard.h"
 #include "core/wakeup.h"
 
 /// One hold of a lock or one wait for it: a heap block, on one list of its lock at a time.
@@ -30,12 +32,12 @@ inline lock_claim* new_claim(const ombrel_lock_t& lock, call_site caller);
 /// Frees a claim that is on no list, with its pipe.
 inline void free_claim(lock_claim* claim);
 
-/// Called with the guard held, like the others that change lists.
-inline void push_owner(ombrel_lock_t& lock, lock_claim* claim);
-inline lock_claim* pop_owner(ombrel_lock_t& lock);
-void append_waiter(ombrel_lock_t& lock, lock_claim* claim);
-void remove_waiter(ombrel_lock_t& lock, lock_claim* claim);
-void replace_waiter(ombrel_lock_t& lock, lock_claim* old_claim, lock_claim* new_claim);
+inline void push_owner(ombrel_lock_t& lock, lock_claim* claim) OMBREL_REQUIRES(lock.m_guard);
+inline lock_claim* pop_owner(ombrel_lock_t& lock) OMBREL_REQUIRES(lock.m_guard);
+void append_waiter(ombrel_lock_t& lock, lock_claim* claim) OMBREL_REQUIRES(lock.m_guard);
+void remove_waiter(ombrel_lock_t& lock, lock_claim* claim) OMBREL_REQUIRES(lock.m_guard);
+void replace_waiter(ombrel_lock_t& lock, lock_claim* old_claim, lock_claim* new_claim)
+    OMBREL_REQUIRES(lock.m_guard);
 long count_claims(const lock_claim* head);
 
 /// Whether a thread that wants the lock would have to wait. A thread-aware lock never counts as busy here, as
@@ -94,6 +96,7 @@ inline void set_owners(ombrel_lock_t& lock, lock_claim* claim) {
 }
 
 inline void push_owner(ombrel_lock_t& lock, lock_claim* claim) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
     lock_claim* head = lock.m_owners;
     claim->previous = nullptr;
     claim->next = head;
@@ -103,9 +106,11 @@ inline void push_owner(ombrel_lock_t& lock, lock_claim* claim) {
 }
 
 inline lock_claim* pop_owner(ombrel_lock_t& lock) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
     lock_claim* claim = lock.m_owners;
     if (claim == nullptr)
         return nullptr;
+    OMBREL_INVARIANT(claim->next == nullptr || claim->next->previous == claim);
     if (claim->next != nullptr)
         claim->next->previous = nullptr;
     set_owners(lock, claim->next);

@@ -166,7 +166,9 @@ int take_again(ombrel_lock_t* lock, call_site caller) {
 
 // A waiter whose lock is held would be woken to wait again. It goes into the lock's line as it is, and is
 // woken when its turn comes.
-bool move_to_lock(ombrel_lock_condition_t& condition, condition_waiter& waiter) {
+bool move_to_lock(ombrel_lock_condition_t& condition, condition_waiter& waiter)
+    OMBREL_REQUIRES(condition.m_guard) {
+    OMBREL_INVARIANT(is_held(condition.m_guard));
     ombrel_lock_t* lock = waiter.lock;
     if (lock == nullptr)
         return false;

@@ -10,8 +10,8 @@ struct claim_counts {
     long recursive, waiting;
 };
 
-/// Counts with the guard held.
-inline claim_counts count_all_claims(const ombrel_lock_t& lock) {
+inline claim_counts count_all_claims(const ombrel_lock_t& lock) OMBREL_REQUIRES(lock.m_guard) {
+    OMBREL_INVARIANT(is_held(lock.m_guard));
     return {count_claims(lock.m_owners), count_claims(lock.m_waiters_head)};
 }
 

@@ -1,6 +1,8 @@
 // Doubly linked lists whose members are known: changes in constant time.
 #pragma once
 
+#include "core/invariant.h"
+
 namespace ombrel {
 
 /// The ends of a doubly linked list of records with the given link fields. Unlike the public functions it
@@ -16,19 +18,32 @@ public:
         insert_between(&position, added, position.*next);
     }
     /// Of a list with a tail.
-    void append(Node& added) const { insert_between(*tail_, added, nullptr); }
+    void append(Node& added) const {
+        OMBREL_INVARIANT((head_ == nullptr) == (*tail_ == nullptr));
+        insert_between(*tail_, added, nullptr);
+    }
 
     void unlink(Node& node) const {
+        OMBREL_INVARIANT(is_member(node));
         link(node.*prev, node.*next);
         clear_links(node);
     }
 
     void replace(Node& old_node, Node& new_node) const {
+        OMBREL_INVARIANT(is_member(old_node));
         insert_between(old_node.*prev, new_node, old_node.*next);
         clear_links(old_node);
     }
 
 private:
+    // Whether both neighbours, or the ends of the list, lead to the node.
+    bool is_member(const Node& node) const {
+        return (node.*prev != nullptr ? (node.*prev)->*next : head_) == &node &&
+               (node.*next != nullptr ? (node.*next)->*prev == &node
+                : tail_ != nullptr    ? *tail_ == &node
+                                      : true);
+    }
+
     // Null stands for the list's ends.
     void link(Node* before, Node* after) const {
         (before != nullptr ? before->*next : head_) = after;

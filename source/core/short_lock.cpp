@@ -45,8 +45,9 @@ void wait_with(ombrel_short_lock_t& lock, uint32_t mark) {
 
 } // namespace
 
-void wait_and_take(ombrel_short_lock_t& lock) {
+void wait_and_take(ombrel_short_lock_t& lock) OMBREL_UNCHECKED {
     wait_with(lock, held_mark);
+    held_locks::add(&lock);
 }
 
 } // namespace ombrel
@@ -82,7 +83,7 @@ int ombrel_short_lock(ombrel_short_lock_t* lock) {
 int ombrel_short_unlock(ombrel_short_lock_t* lock) {
     if (lock == nullptr)
         return -1;
-    release(*lock);
+    __atomic_store_n(&lock->m_word, 0u, __ATOMIC_RELEASE); // any thread may release a user's lock
     return 0;
 }
 

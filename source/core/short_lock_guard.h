@@ -3,6 +3,8 @@
 
 #include <ombrel/short_lock.h>
 
+#include "core/invariant.h"
+#include "core/thread_safety.h"
 #include "platform/single_thread.h"
 
 namespace ombrel {
@@ -18,26 +20,36 @@ inline bool was_free(uint32_t found) {
 }
 
 /// Waits for a lock that is held.
-void wait_and_take(ombrel_short_lock_t& lock);
+void wait_and_take(ombrel_short_lock_t& lock) OMBREL_ACQUIRES(lock);
 
-inline bool try_take(ombrel_short_lock_t& lock) {
-    return was_free(__atomic_exchange_n(&lock.m_word, held_mark, __ATOMIC_ACQUIRE));
+inline bool try_take(ombrel_short_lock_t& lock) OMBREL_TRIES(lock) OMBREL_UNCHECKED {
+    if (!was_free(__atomic_exchange_n(&lock.m_word, held_mark, __ATOMIC_ACQUIRE)))
+        return false;
+    held_locks::add(&lock);
+    return true;
 }
 
-inline void take(ombrel_short_lock_t& lock) {
+inline void take(ombrel_short_lock_t& lock) OMBREL_ACQUIRES(lock) {
     if (!try_take(lock))
         wait_and_take(lock);
 }
 
-inline void release(ombrel_short_lock_t& lock) {
+inline void release(ombrel_short_lock_t& lock) OMBREL_RELEASES(lock) OMBREL_UNCHECKED {
+    held_locks::remove(&lock);
     __atomic_store_n(&lock.m_word, 0u, __ATOMIC_RELEASE);
 }
 
+/// For invariants: whether the thread holds the lock, or is alone, so that it need not. Believed where nobody
+/// looks.
+inline bool is_held(const ombrel_short_lock_t& lock) {
+    return platform::has_one_thread() || held_locks::has(&lock);
+}
+
 /// Holds a short lock for a scope.
-class short_lock_guard {
+class OMBREL_GUARD_CLASS short_lock_guard {
 public:
-    explicit short_lock_guard(ombrel_short_lock_t& lock) : lock_(lock) { take(lock_); }
-    ~short_lock_guard() { release(lock_); }
+    explicit short_lock_guard(ombrel_short_lock_t& lock) OMBREL_ACQUIRES(lock) : lock_(lock) { take(lock_); }
+    ~short_lock_guard() OMBREL_RELEASES() { release(lock_); }
     short_lock_guard(const short_lock_guard&) = delete;
     short_lock_guard& operator=(const short_lock_guard&) = delete;
 
@@ -47,14 +59,15 @@ private:
 
 /// The same around a few instructions that start no thread. A locked exchange costs more than they do, and
 /// without another thread there is nobody to lock out.
-class brief_lock_guard {
+class OMBREL_GUARD_CLASS brief_lock_guard {
 public:
-    explicit brief_lock_guard(ombrel_short_lock_t& lock)
-        : lock_(lock), is_locked_(!platform::has_one_thread()) {
+    explicit brief_lock_guard(ombrel_short_lock_t& lock) OMBREL_ACQUIRES(lock) OMBREL_UNCHECKED
+        : lock_(lock),
+          is_locked_(!platform::has_one_thread()) {
         if (is_locked_)
             take(lock_);
     }
-    ~brief_lock_guard() {
+    ~brief_lock_guard() OMBREL_RELEASES() OMBREL_UNCHECKED {
         if (is_locked_)
             release(lock_);
     }

@@ -12,18 +12,18 @@ using wait_list = node_list<registered_wait>;
 
 struct {
     ombrel_short_lock_t lock;
-    registered_wait* first;
+    registered_wait* first OMBREL_GUARDED_BY(lock);
 } waits;
 
-void hold_waits() {
+void hold_waits() OMBREL_ACQUIRES(waits.lock) {
     take(waits.lock);
 }
 
-void release_waits() {
+void release_waits() OMBREL_RELEASES(waits.lock) {
     release(waits.lock);
 }
 
-void forget_waits() {
+void forget_waits() OMBREL_RELEASES(waits.lock) {
     while (registered_wait* wait = waits.first) {
         wait->empty_lines();
         wait_list(waits.first).unlink(*wait);

@@ -3,6 +3,8 @@
 
 #include <ombrel/lock_condition.h>
 
+#include "core/short_lock_guard.h"
+
 namespace ombrel {
 
 /// Made before a thread gets into a line and ended when it has left. None of the threads that wait at a fork
@@ -19,8 +21,14 @@ public:
 
     /// To be called with the guard of the line held, behind the wait's way out of it: once the guard is
     /// released, the condition or lock may be gone.
-    void leave_condition() { __atomic_store_n(&condition_, nullptr, __ATOMIC_RELEASE); }
-    void leave_lock() { __atomic_store_n(&lock_, nullptr, __ATOMIC_RELEASE); }
+    void leave_condition() {
+        OMBREL_INVARIANT(condition_ == nullptr || is_held(condition_->m_guard));
+        __atomic_store_n(&condition_, nullptr, __ATOMIC_RELEASE);
+    }
+    void leave_lock() {
+        OMBREL_INVARIANT(lock_ == nullptr || is_held(lock_->m_guard));
+        __atomic_store_n(&lock_, nullptr, __ATOMIC_RELEASE);
+    }
 
     registered_wait *m_prev, *m_next;
 

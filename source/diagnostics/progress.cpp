@@ -84,8 +84,8 @@ constexpr uint64_t frame_milliseconds = 100;
 
 struct {
     ombrel_short_lock_t lock;
-    size_t counter;
-    uint64_t advanced_at;
+    size_t counter OMBREL_GUARDED_BY(lock);
+    uint64_t advanced_at OMBREL_GUARDED_BY(lock);
 } roll;
 
 } // namespace

@@ -101,7 +101,7 @@ uint32_t pack(const platform::release_number& number) {
 // A version's text, made once.
 struct version_text {
     ombrel_short_lock_t lock;
-    char text[16];
+    char text[16] OMBREL_GUARDED_BY(lock);
 };
 
 version_text tuk_version_text, os_version_text;

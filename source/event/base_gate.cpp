@@ -15,7 +15,7 @@ bool concerns_wait(ombrel_event_base_t& base) {
 
 } // namespace
 
-void leave_base_slowly(ombrel_event_base_t& base, bool to_sleep) {
+void leave_base_slowly(ombrel_event_base_t& base, bool to_sleep) OMBREL_UNCHECKED {
     if (to_sleep)
         base.m_sleeping = true;
     else if (base.m_sleeping && concerns_wait(base))

@@ -14,22 +14,22 @@ namespace {
 fair_gate registry_gate;
 
 /// Chains of bases by address.
-ombrel_event_base_t* chains[64];
+ombrel_event_base_t* chains[64] OMBREL_GUARDED_BY(registry_gate);
 
-class registry_guard {
+class OMBREL_GUARD_CLASS registry_guard {
 public:
-    registry_guard() { registry_gate.enter(); }
-    ~registry_guard() { registry_gate.leave(); }
+    registry_guard() OMBREL_ACQUIRES(registry_gate) { registry_gate.enter(); }
+    ~registry_guard() OMBREL_RELEASES() { registry_gate.leave(); }
     registry_guard(const registry_guard&) = delete;
     registry_guard& operator=(const registry_guard&) = delete;
 };
 
-ombrel_event_base_t*& chain_of(const ombrel_event_base_t* base) {
+ombrel_event_base_t*& chain_of(const ombrel_event_base_t* base) OMBREL_REQUIRES(registry_gate) {
     return chains[reinterpret_cast<uintptr_t>(base) / 256 % std::size(chains)];
 }
 
 /// The link that points to the base, or to null when it is gone.
-ombrel_event_base_t** find_link(const ombrel_event_base_t* base) {
+ombrel_event_base_t** find_link(const ombrel_event_base_t* base) OMBREL_REQUIRES(registry_gate) {
     ombrel_event_base_t** link = &chain_of(base);
     while (*link != nullptr && *link != base)
         link = &(*link)->m_next_base;

@@ -118,23 +118,28 @@ bool is_base(const char* function, const ombrel_event_base_t* base);
 /// Reports an event that must not be in the loop. Gives false; needs the gate.
 bool refuse_added(ombrel_event_base_t& base, const char* function);
 
-inline void enter_base(ombrel_event_base_t& base) {
+// Callers enter and leave as what they find bids, which the check of locks cannot follow.
+
+inline void enter_base(ombrel_event_base_t& base) OMBREL_UNCHECKED {
     base.m_gate.enter();
 }
 /// Wakes the loop if what changed concerns its wait, opens the gate and prints the lines that were queued.
 /// `to_sleep` is said by the loop itself when it is about to wait.
 void leave_base_slowly(ombrel_event_base_t& base, bool to_sleep);
-inline void leave_base(ombrel_event_base_t& base, bool to_sleep = false) {
+inline void leave_base(ombrel_event_base_t& base, bool to_sleep = false) OMBREL_UNCHECKED {
     if (to_sleep || base.m_sleeping || base.m_lines != nullptr)
         leave_base_slowly(base, to_sleep);
     else
         base.m_gate.leave();
 }
 
-class base_guard {
+class OMBREL_GUARD_CLASS base_guard {
 public:
-    explicit base_guard(ombrel_event_base_t& base) : base_(base) { enter_base(base_); }
-    ~base_guard() { leave_base(base_); }
+    explicit base_guard(ombrel_event_base_t& base) OMBREL_ACQUIRES(base.m_gate) OMBREL_UNCHECKED
+        : base_(base) {
+        enter_base(base_);
+    }
+    ~base_guard() OMBREL_RELEASES() OMBREL_UNCHECKED { leave_base(base_); }
     base_guard(const base_guard&) = delete;
     base_guard& operator=(const base_guard&) = delete;
 

@@ -34,6 +34,7 @@ void log_line(ombrel_event_base_t& base, severity level, const char* function, c
               const ombrel_event_t* event) {
     if (level == severity::message && !is_tracing())
         return;
+    OMBREL_INVARIANT(base.m_gate.is_held());
     auto* line = allocate_record<pending_line>("ombrel_event_base_loop", __LINE__);
     if (line == nullptr)
         return;

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "core/invariant.h"
+#include "core/thread_safety.h"
 #include "platform/thread.h"
 #include "platform/wait_word.h"
 
@@ -12,23 +14,28 @@ namespace ombrel {
 /// The loop passes through it twice for every handler that it calls, so the library's own lock, which takes a
 /// heap block a time, would be dear here. Tickets keep a busy loop from starving the other threads. A zeroed
 /// record is an open gate.
-class fair_gate {
+class OMBREL_LOCK_CLASS fair_gate {
 public:
-    void enter() {
+    void enter() OMBREL_ACQUIRES() {
         const uint32_t ticket = next_.fetch_add(1) * one_turn;
         if (turn_of(state_.load(std::memory_order_acquire)) != ticket)
             wait_for(ticket);
+        held_locks::add(this);
     }
 
     // What holds the gate may be freed by whoever comes next: nothing of it is read once the turn is given
     // on.
-    void leave() {
+    void leave() OMBREL_RELEASES() {
+        held_locks::remove(this);
         uint32_t state = state_.load(std::memory_order_relaxed);
         while (!state_.compare_exchange_weak(state, turn_of(state) + one_turn)) {
         }
         if ((state & has_sleepers) != 0)
             platform::wake_waiters(state_);
     }
+
+    /// For invariants: whether the thread is inside.
+    bool is_held() const { return held_locks::has(this); }
 
 private:
     void wait_for(uint32_t ticket) {

@@ -25,15 +25,16 @@ struct ombrel_signal_node_ts {
 
 namespace {
 
+ombrel_short_lock_t registry_lock;
+
 struct registered_signal {
     std::atomic<ombrel_signal_node_t*> nodes; ///< walked by signal handlers, changed under the lock
     std::atomic<uint32_t> count;
-    uint32_t users; ///< nodes and holds
-    bool caught;
+    uint32_t users OMBREL_GUARDED_BY(registry_lock); ///< nodes and holds
+    bool caught OMBREL_GUARDED_BY(registry_lock);
 };
 
 registered_signal registry[platform::signal_limit];
-ombrel_short_lock_t registry_lock;
 std::atomic<int> last_signum;
 /// Signal handlers that walk nodes now.
 std::atomic<uint32_t> walkers;
@@ -68,7 +69,8 @@ void on_signal(int signum, bool fault) {
         report_fault();
 }
 
-bool add_user(int signum) {
+bool add_user(int signum) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     registered_signal& of = registry[signum];
     if (!of.caught && !platform::catch_signal(signum, on_signal))
         return false;
@@ -77,13 +79,15 @@ bool add_user(int signum) {
     return true;
 }
 
-void stop_catching(int signum) {
+void stop_catching(int signum) OMBREL_REQUIRES(registry_lock) {
     if (registry[signum].caught)
         platform::restore_signal(signum);
     registry[signum].caught = false;
 }
 
-void remove_user(int signum) {
+void remove_user(int signum) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
+    OMBREL_INVARIANT(registry[signum].users > 0);
     if (--registry[signum].users == 0)
         stop_catching(signum);
 }

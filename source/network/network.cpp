@@ -40,7 +40,7 @@ int count_reference(int mode) {
 
 struct support_cache {
     ombrel_short_lock_t lock;
-    int supported; ///< -1 until probed, then 1 or 0
+    int supported OMBREL_GUARDED_BY(lock); ///< -1 until probed, then 1 or 0
 };
 
 /// What the cache holds; a new answer is stored first.

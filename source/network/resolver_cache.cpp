@@ -13,6 +13,7 @@
 #include <ombrel/time.h>
 
 #include "core/deadline.h"
+#include "core/invariant.h"
 #include "core/lock_guard.h"
 #include "network/resolver_cache_internal.h"
 
@@ -28,13 +29,14 @@ enum class stage : uint32_t { idle, looking_up, asking, being_left, left_behind,
 } // namespace
 
 struct ombrel_resolver_cache_ts {
-    ombrel_lock_t lock; ///< guards all down to the resolutions
-    uint64_t now;       ///< the time of the last look at the clock, in milliseconds
-    int expiry;         ///< in milliseconds; 0 and less keep entries for ever
-    cache_table names;
-    request_queue pending; ///< its first entry is the one that the service thread resolves
-    uint64_t next_check;   ///< when to look for expired entries
-    uint64_t resolutions;  ///< how many have been done
+    ombrel_lock_t lock;
+    uint64_t now OMBREL_GUARDED_BY(lock); ///< the time of the last look at the clock, in milliseconds
+    int expiry;                           ///< in milliseconds; 0 and less keep entries for ever
+    cache_table names OMBREL_GUARDED_BY(lock);
+    request_queue
+        pending OMBREL_GUARDED_BY(lock); ///< its first entry is the one that the service thread resolves
+    uint64_t next_check OMBREL_GUARDED_BY(lock);  ///< when to look for expired entries
+    uint64_t resolutions OMBREL_GUARDED_BY(lock); ///< how many have been done
     std::atomic<stage> thread_stage;
     std::atomic<bool> closing; ///< the service thread begins no further look-up
     resolver_listener listener;
@@ -60,19 +62,21 @@ constexpr char service_name[] = "ombrel_resolver_cache_service";
 constexpr char get_name[] = "ombrel_get_resolver_cache_with_handler";
 constexpr char close_name[] = "ombrel_close_resolver_cache";
 
-class cache_guard : public lock_guard {
+class OMBREL_GUARD_CLASS cache_guard : public lock_guard {
 public:
     // What is done under the lock is stamped with the time of taking it.
     cache_guard(ombrel_resolver_cache_t* cache, const char* function, unsigned long line)
-        : lock_guard(cache->lock, function, line) {
+        OMBREL_ACQUIRES(cache->lock) OMBREL_UNCHECKED : lock_guard(cache->lock, function, line) {
         if (*this)
             cache->now = ombrel_time_stamp_msec();
     }
+    ~cache_guard() OMBREL_RELEASES() OMBREL_UNCHECKED {}
 };
 
 // Sleeps until the condition is woken, for as long as `wait_for_news()`, asked with the lock held, gives
 // milliseconds; 0 does not sleep, so that no wake-up is missed. One who wakes others without the lock, for
-// want of memory, is missed: therefore no sleep is endless.
+// want of memory, is missed: therefore no sleep is endless. The check of locks does not look into what is
+// handed over.
 template<typename Wait>
 void sleep_on(ombrel_resolver_cache_t* cache, ombrel_lock_condition_t& condition, const char* function,
               Wait wait_for_news) {
@@ -87,8 +91,10 @@ void sleep_on(ombrel_resolver_cache_t* cache, ombrel_lock_condition_t& condition
         ombrel_unlock_tag(&cache->lock, function, __LINE__);
 }
 
-// Makes sure that a name is pending, with the lock held; null when memory runs out. The newest handler wins.
-cache_entry* ensure_request(ombrel_resolver_cache_t* cache, cache_key key, cache_handler handler) {
+// Makes sure that a name is pending; null when memory runs out. The newest handler wins.
+cache_entry* ensure_request(ombrel_resolver_cache_t* cache, cache_key key, cache_handler handler)
+    OMBREL_REQUIRES(cache->lock) {
+    OMBREL_INVARIANT(is_held(cache->lock));
     cache_entry* entry = cache->names.find(key);
     if (entry == nullptr) {
         entry = new_cache_entry(key, "ombrel_request_resolver_cache_with_handler", __LINE__);
@@ -107,8 +113,10 @@ cache_entry* ensure_request(ombrel_resolver_cache_t* cache, cache_key key, cache
     return entry;
 }
 
-// A copy of an entry's answer, with the lock held; it counts as use.
-ombrel_resolver_t* use_answer(const ombrel_resolver_cache_t* cache, cache_entry& entry) {
+// A copy of an entry's answer; it counts as use.
+ombrel_resolver_t* use_answer(const ombrel_resolver_cache_t* cache, cache_entry& entry)
+    OMBREL_REQUIRES(cache->lock) {
+    OMBREL_INVARIANT(is_held(cache->lock));
     entry.used_at = cache->now;
     return ombrel_duplicate_resolver(entry.answer);
 }
@@ -126,7 +134,7 @@ public:
             if (look() || last_look)
                 return answer_;
             sleep_on(cache_, cache_->progress, get_name,
-                     [&] { return is_over(cache_->names.find(key_)) ? 0 : limit.left(); });
+                     [&]() OMBREL_UNCHECKED { return is_over(cache_->names.find(key_)) ? 0 : limit.left(); });
         }
     }
 
@@ -152,7 +160,7 @@ private:
 };
 
 // Brings the next look for expired entries forward to when this one would expire.
-void expect_expiry(ombrel_resolver_cache_t* cache, const cache_entry& entry) {
+void expect_expiry(ombrel_resolver_cache_t* cache, const cache_entry& entry) OMBREL_REQUIRES(cache->lock) {
     if (cache->expiry > 0)
         cache->next_check = std::min(cache->next_check, entry.used_at + static_cast<uint64_t>(cache->expiry));
 }
@@ -163,9 +171,11 @@ struct notice {
     cache_handler handler;
 };
 
-// Files the answer to the first pending request, with the lock held.
-notice file_answer(ombrel_resolver_cache_t* cache, ombrel_resolver_t* answer) {
+// Files the answer to the first pending request.
+notice file_answer(ombrel_resolver_cache_t* cache, ombrel_resolver_t* answer) OMBREL_REQUIRES(cache->lock) {
+    OMBREL_INVARIANT(is_held(cache->lock));
     cache_entry* const entry = cache->pending.take_first();
+    OMBREL_INVARIANT(entry != nullptr && entry->pending);
     entry->pending = false;
     int is_new = answer != nullptr ? 1 : -1;
     if (entry->answer != nullptr)
@@ -234,12 +244,13 @@ bool resolve(ombrel_resolver_cache_t* cache, cache_key key) {
     return true;
 }
 
-// Drops what was not used for too long, with the lock held.
-void drop_expired(ombrel_resolver_cache_t* cache) {
+// Drops what was not used for too long.
+void drop_expired(ombrel_resolver_cache_t* cache) OMBREL_REQUIRES(cache->lock) {
+    OMBREL_INVARIANT(is_held(cache->lock));
     cache->next_check = cache->now + check_interval;
     if (cache->expiry <= 0)
         return;
-    cache->names.drop_if([cache](cache_entry& entry) {
+    cache->names.drop_if([cache](cache_entry& entry) OMBREL_UNCHECKED {
         if (cache->now - entry.used_at < static_cast<uint64_t>(cache->expiry)) {
             expect_expiry(cache, entry);
             return false;
@@ -261,13 +272,14 @@ const cache_entry* first_request(ombrel_resolver_cache_t* cache) {
 
 // Sleeps until there is a request, an entry expires or the service is asked to stop.
 void await_request(ombrel_resolver_cache_t* cache, ombrel_service_t* service) {
-    sleep_on(cache, cache->work, service_name, [cache, service] {
+    sleep_on(cache, cache->work, service_name, [cache, service]() OMBREL_UNCHECKED {
         const bool idle = cache->pending.first == nullptr && ombrel_break_service(service) == 0;
         return idle ? deadline::at(cache->next_check).left() : 0;
     });
 }
 
-int free_cache(ombrel_resolver_cache_t* cache) {
+// Nobody else has it any more.
+int free_cache(ombrel_resolver_cache_t* cache) OMBREL_UNCHECKED {
     cache->names.clear();
     ombrel_uninit_lock_condition_tag(&cache->progress, close_name, __LINE__);
     ombrel_uninit_lock_condition_tag(&cache->work, close_name, __LINE__);
@@ -323,8 +335,9 @@ void hand_over(ombrel_resolver_cache_t* cache) {
         ombrel_lock_condition_wakeup_broadcast_tag(&cache->progress);
 }
 
-// All but what the thread stands on is freed now; the rest by the thread, whenever its look-up ends.
-int leave_behind(ombrel_resolver_cache_t* cache) {
+// All but what the thread stands on is freed now; the rest by the thread, whenever its look-up ends. Until it
+// is handed over nobody else touches the cache.
+int leave_behind(ombrel_resolver_cache_t* cache) OMBREL_UNCHECKED {
     const cache_entry* const kept = cache->pending.first;
     cache->names.drop_if([kept](const cache_entry& entry) { return &entry != kept; });
     ombrel_error_printf(
@@ -337,7 +350,8 @@ int leave_behind(ombrel_resolver_cache_t* cache) {
     return 0;
 }
 
-ombrel_resolver_cache_t* open_cache(int expiry_ms, resolver_listener listener) {
+// Nobody else has it before its service runs.
+ombrel_resolver_cache_t* open_cache(int expiry_ms, resolver_listener listener) OMBREL_UNCHECKED {
     static constexpr char function[] = "ombrel_open_resolver_cache_ex";
     auto* const cache = static_cast<ombrel_resolver_cache_t*>(
         ombrel_calloc_tag(1, sizeof(ombrel_resolver_cache_t), function, __LINE__));

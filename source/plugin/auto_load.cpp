@@ -45,7 +45,7 @@ auto_load_entry table[] = {
 };
 
 ombrel_short_lock_t count_lock;
-uint64_t initializations;
+uint64_t initializations OMBREL_GUARDED_BY(count_lock);
 std::atomic<const void*> settler; // the thread that is at it
 
 /// The installed plug-ins, beside this library; empty when that cannot be told.

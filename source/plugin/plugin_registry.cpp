@@ -13,6 +13,7 @@
 #include <ombrel/path.h>
 #include <ombrel/short_lock.h>
 
+#include "core/invariant.h"
 #include "core/spin_lock_guard.h"
 #include "core/thread_mark.h"
 #include "plugin/builtin_plugins.h"
@@ -33,7 +34,7 @@ static_assert(sizeof(void*) != 4 || sizeof(ombrel_ctx0_v1_interface_t) == 116);
 static_assert(sizeof(ombrel_interface_header_t) == 16);
 
 ombrel_spin_lock_t registry_lock{};
-plugin_record* newest = nullptr;
+plugin_record* newest OMBREL_GUARDED_BY(registry_lock) = nullptr;
 
 constexpr uint32_t as_little_endian(uint32_t word) {
     return std::endian::native == std::endian::little ? word : __builtin_bswap32(word);
@@ -43,14 +44,16 @@ plugin_record* next_of(const plugin_record& record) {
     return static_cast<plugin_record*>(record.m_next);
 }
 
-void link(plugin_record& record) {
+void link(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     record.m_next = newest;
     if (newest != nullptr)
         newest->m_prev = &record;
     newest = &record;
 }
 
-void unlink(plugin_record& record) {
+void unlink(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     if (record.m_next != nullptr)
         record.m_next->m_prev = record.m_prev;
     if (record.m_prev != nullptr)
@@ -62,18 +65,19 @@ void unlink(plugin_record& record) {
             at->awaited = nullptr;
 }
 
-// Under the registry's lock: whether waiting for a record would never end, because its function runs in this
-// thread or waits for one that does.
-bool waits_for_this_thread(const plugin_record& record) {
+// Whether waiting for a record would never end, because its function runs in this thread or waits for one
+// that does.
+bool waits_for_this_thread(const plugin_record& record) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     const plugin_record* at = &record;
     while (at != nullptr && at->worker != &thread_mark)
         at = at->awaited;
     return at != nullptr;
 }
 
-// Under the registry's lock: what the functions that run in this thread wait for from now on; null for
-// nothing.
-void set_awaited(plugin_record* awaited) {
+// What the functions that run in this thread wait for from now on; null for nothing.
+void set_awaited(plugin_record* awaited) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     for (plugin_record* at = newest; at != nullptr; at = next_of(*at))
         if (at->worker == &thread_mark)
             at->awaited = awaited;
@@ -149,7 +153,7 @@ bool is_same_plugin(const plugin_record& a, const plugin_record& b) {
     return (a.m_library != nullptr && a.m_library == b.m_library) || strcmp(a.m_name, b.m_name) == 0;
 }
 
-plugin_record* find_same(const plugin_record& wanted) {
+plugin_record* find_same(const plugin_record& wanted) OMBREL_REQUIRES(registry_lock) {
     plugin_record* at = newest;
     while (at != nullptr && !is_same_plugin(*at, wanted))
         at = next_of(*at);
@@ -164,7 +168,7 @@ struct entry {
     bool is_table_full;
 };
 
-entry add_record(unlisted_record& made) {
+entry add_record(unlisted_record& made) OMBREL_REQUIRES(registry_lock) {
     plugin_record& record = *made;
     const int32_t handle = register_instance(plugin_type, &record);
     if (handle < 0)
@@ -275,8 +279,9 @@ int wait_until_initialized(plugin_record& record) {
     return record.stage != plugin_stage::failed ? record.m_handle : -1;
 }
 
-// Under the registry's lock: whether the caller is the one to dismiss the plug-in.
-bool claim_unused(plugin_record& record) {
+// Whether the caller is the one to dismiss the plug-in.
+bool claim_unused(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     if (record.m_used_count != 0 || record.m_bound_count != 0 || record.stage == plugin_stage::leaving)
         return false;
     if (record.stage == plugin_stage::ready)
@@ -323,15 +328,17 @@ plugin_record* claim_any_unused() {
     return at;
 }
 
-// Under the registry's lock; others that share it may bind the plug-in at the same moment.
-plugin_record* add_binding(plugin_record& record) {
+// Others that share the lock may bind the plug-in at the same moment.
+plugin_record* add_binding(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     __atomic_fetch_add(&record.m_bound_count, size_t{1}, __ATOMIC_RELAXED);
     return &record;
 }
 
-// Under the registry's lock. A table that is smaller than it claims is counted, to be reported without the
-// lock.
-bool serves(plugin_record& record, const char* mime_type, unsigned& too_small) {
+// A table that is smaller than it claims is counted, to be reported without the lock.
+bool serves(plugin_record& record, const char* mime_type, unsigned& too_small)
+    OMBREL_REQUIRES(registry_lock) {
+    OMBREL_INVARIANT(is_held(registry_lock));
     const spin_lock_guard guard(record.m_lock, shared, open_tag, __LINE__);
     if ((record.m_flags & def_ombrel_plugin_flag_ctx_interface) == 0 || record.m_used_count == 0 ||
         ombrel_compare_mime_type_hint(record.m_mime_type_hint, mime_type) != 0)

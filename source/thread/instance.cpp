@@ -100,13 +100,14 @@ private:
     static uint32_t first_of(unsigned chunk) { return chunk == 0 ? 0 : first_chunk_slots << (chunk - 1); }
     static uint32_t size_of(unsigned chunk) { return chunk == 0 ? first_chunk_slots : first_of(chunk); }
 
-    uint32_t take_ready() {
+    uint32_t take_ready() OMBREL_REQUIRES(lock_) {
         if (free_ != no_slot)
             return take_from(free_);
         return fresh_ != most_slots && find(fresh_) != nullptr ? fresh_++ : no_slot;
     }
 
-    uint32_t take_from(uint32_t& list) {
+    uint32_t take_from(uint32_t& list) OMBREL_REQUIRES(lock_) {
+        OMBREL_INVARIANT(is_held(lock_));
         const uint32_t index = list;
         if (index != no_slot)
             list = find(index)->place;
@@ -125,7 +126,10 @@ private:
     }
 
     ombrel_short_lock_t lock_{};
-    uint32_t free_ = no_slot, spent_ = no_slot, fresh_ = 0;
+    // Heads of lists, and the first slot that never was in use.
+    uint32_t free_ OMBREL_GUARDED_BY(lock_) = no_slot;
+    uint32_t spent_ OMBREL_GUARDED_BY(lock_) = no_slot;
+    uint32_t fresh_ OMBREL_GUARDED_BY(lock_) = 0;
     std::atomic<slot*> chunks_[chunk_count]{first_chunk};
 };
 

@@ -12,6 +12,7 @@
 #include <ombrel/timer.h>
 
 #include "core/banner.h"
+#include "core/lock_guard.h"
 #include "core/report_interval.h"
 #include "core/short_lock_guard.h"
 #include "thread/thread_start.h"
@@ -38,14 +39,14 @@ struct ombrel_service_ts {
     ombrel_lock_t lock; ///< guards phase and status, but for the handler's own words
     ombrel_lock_condition_t condition;
     ombrel_short_lock_t flags_lock;
-    uint32_t flags;
+    uint32_t flags OMBREL_GUARDED_BY(flags_lock);
     const char* name;       ///< stands behind the record
     uint32_t phase, status; ///< like the three at the end, read and written by load() and store()
     void* context;
     ombrel_service_handler_t handler;
-    ombrel_short_lock_t notify_lock; ///< guards the next two
-    ombrel_service_close_notify_handler_t close_notify_handler;
-    void* close_notify_argument;
+    ombrel_short_lock_t notify_lock;
+    ombrel_service_close_notify_handler_t close_notify_handler OMBREL_GUARDED_BY(notify_lock);
+    void* close_notify_argument OMBREL_GUARDED_BY(notify_lock);
     void* user_data;
     uint32_t acknowledged; ///< 1 once the handler did, as it may have ended before the opener looks
     uint32_t users;        ///< the owner and the thread; the last one to leave frees the record
@@ -165,6 +166,7 @@ void service_thread_handler(void* start_block) {
 
 // Called with the state locked; what a wait comes back with is still locked.
 bool wait_for_change(ombrel_service_t* service, uint32_t slice, const char* function) {
+    OMBREL_INVARIANT(is_held(service->lock));
     return ombrel_lock_condition_wait_timeout_tag(&service->condition, &service->lock, slice, function,
                                                   __LINE__) == 0;
 }
@@ -274,10 +276,8 @@ template<typename Change>
 uint32_t change_flags(ombrel_service_t* service, Change change) {
     if (service == nullptr)
         return 0;
-    ombrel_short_lock(&service->flags_lock);
-    const uint32_t changed = service->flags = change(service->flags);
-    ombrel_short_unlock(&service->flags_lock);
-    return changed;
+    const short_lock_guard guard(service->flags_lock);
+    return service->flags = change(service->flags);
 }
 
 } // namespace
