@@ -56,7 +56,7 @@ def operators(kind):
 
 
 def constants(code, chance):
-    for found in re.finditer(r"(?<![\w.'\[])(0[xX][\da-fA-F]+|\d+)([uUlLzZ]*)(?![\w.'])", code):
+    for found in re.finditer(r"(?<![\w.'\[])(0[xX][\da-fA-F]+|0|[1-9]\d*)([uUlLzZ]*)(?![\w.'])", code):
         value = int(found[1], 0)
         value += chance.choice((-1, 1)) if value > 0 else 1
         yield [(found.start(), found.end(), (hex(value) if found[1][:2] in ("0x", "0X") else str(value)) + found[2])]
