@@ -28,7 +28,7 @@ struct libevent_queue {
     void push(const void* data, size_t size) { evbuffer_add(buffer, data, size); }
     size_t pop(void* dest, size_t size) { return static_cast<size_t>(evbuffer_remove(buffer, dest, size)); }
     char* line() { return evbuffer_readln(buffer, nullptr, EVBUFFER_EOL_ANY); }
-    static void release(char* line) { std::free(line); }
+    static void release(char* line) { free(line); }
 };
 
 constexpr size_t filled = 256 * 1024;

@@ -61,13 +61,13 @@ void our_reads(benchmark::State& state) {
 void their_reads(benchmark::State& state) {
     const scratch_file file;
     std::vector<char> block(block_size);
-    std::FILE* const stream = std::fopen(file.path(), "r");
+    std::FILE* const stream = fopen(file.path(), "r");
     for (auto _ : state) {
         std::rewind(stream);
         for (int i = 0; i < blocks; i++)
-            benchmark::DoNotOptimize(std::fread(block.data(), 1, block.size(), stream));
+            benchmark::DoNotOptimize(fread(block.data(), 1, block.size(), stream));
     }
-    std::fclose(stream);
+    fclose(stream);
     count_bytes(state);
 }
 
@@ -88,13 +88,13 @@ void our_writes(benchmark::State& state) {
 void their_writes(benchmark::State& state) {
     const scratch_file file;
     const std::vector<char> block(block_size, 'y');
-    std::FILE* const stream = std::fopen(file.path(), "r+");
+    std::FILE* const stream = fopen(file.path(), "r+");
     for (auto _ : state) {
         std::rewind(stream);
         for (int i = 0; i < blocks; i++)
-            benchmark::DoNotOptimize(std::fwrite(block.data(), 1, block.size(), stream));
+            benchmark::DoNotOptimize(fwrite(block.data(), 1, block.size(), stream));
     }
-    std::fclose(stream);
+    fclose(stream);
     count_bytes(state);
 }
 
@@ -111,7 +111,7 @@ void our_open_and_close(benchmark::State& state) {
 void their_open_and_close(benchmark::State& state) {
     const scratch_file file;
     for (auto _ : state)
-        std::fclose(std::fopen(file.path(), "r"));
+        fclose(fopen(file.path(), "r"));
 }
 
 BENCHMARK(our_reads)->Name("File stream, read 64 KiB blocks|ombrel");

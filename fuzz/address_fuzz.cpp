@@ -22,7 +22,7 @@ void check_printed_form(const sockaddr_storage& address) {
     sockaddr_storage again;
     require(ombrel_inet_ptos(address.ss_family, text, port, &again, sizeof again) == 0,
             "the printed form reads");
-    require(std::memcmp(&address, &again, sizeof again) == 0, "the printed form reads back the same");
+    require(memcmp(&address, &again, sizeof again) == 0, "the printed form reads back the same");
 }
 
 } // namespace

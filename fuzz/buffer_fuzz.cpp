@@ -7,8 +7,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (const char* fault = ombrel_test::buffer_program(data, size).run()) {
-        std::fprintf(stderr, "the buffer differs from the model: %s\n", fault);
-        std::abort();
+        fprintf(stderr, "the buffer differs from the model: %s\n", fault);
+        abort();
     }
     return 0;
 }

@@ -19,6 +19,6 @@ int main(int count, char** arguments) {
             inputs++;
         }
     }
-    std::printf("%d inputs\n", inputs);
+    printf("%d inputs\n", inputs);
     return inputs > 0 ? 0 : 1;
 }

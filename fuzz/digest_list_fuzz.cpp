@@ -24,7 +24,7 @@ using entries = std::vector<std::string>;
 
 int take(const ombrel_digest_entry_t* entry, void* context) {
     if (entry != nullptr)
-        require(std::strlen(entry->m_digits) == entry->m_digit_count && entry->m_name[0] != '\0');
+        require(strlen(entry->m_digits) == entry->m_digit_count && entry->m_name[0] != '\0');
     static_cast<entries*>(context)->push_back(
         entry != nullptr ? std::string(entry->m_digits) + ' ' + entry->m_name : std::string());
     return 0;
@@ -47,10 +47,10 @@ void check_shown(const char* name) {
     FILE* const stream = open_memstream(&text, &size);
     require(stream != nullptr);
     show_name(stream, name);
-    std::fclose(stream);
+    fclose(stream);
     require(is_plain_text(text));
-    require((std::strcmp(text, name) == 0) == (is_plain_text(name) && std::strchr(name, '\\') == nullptr));
-    std::free(text);
+    require((strcmp(text, name) == 0) == (is_plain_text(name) && strchr(name, '\\') == nullptr));
+    free(text);
 }
 
 void check_written_again(const std::string& entry) {

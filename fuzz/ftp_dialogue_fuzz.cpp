@@ -94,7 +94,7 @@ void use(const ftp_request& request) {
     }
     const bool failed = static_cast<bool>(client.error());
     require(!(client.close() && failed));
-    require(std::strlen(client.error().text()) < 160);
+    require(strlen(client.error().text()) < 160);
 }
 
 } // namespace

@@ -30,7 +30,7 @@ void check_command(std::string_view argument) {
     const size_t size = write_ftp_command(room, "RETR", argument);
     require(size <= sizeof room);
     if (size > 0)
-        require(std::memchr(room, '\n', size) == room + size - 1 && std::memchr(room, '\0', size) == nullptr);
+        require(memchr(room, '\n', size) == room + size - 1 && memchr(room, '\0', size) == nullptr);
 }
 
 } // namespace

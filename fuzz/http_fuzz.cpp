@@ -57,7 +57,7 @@ void check_query(const char* query) {
     for (const char* name : {"ms", "name", ""}) {
         char* value = nullptr;
         require(http_query_value(query, name, &value) == 0 || value == nullptr);
-        require(value == nullptr || std::strstr(query, name) != nullptr);
+        require(value == nullptr || strstr(query, name) != nullptr);
         ombrel_check_free(value);
     }
 }
@@ -65,10 +65,10 @@ void check_query(const char* query) {
 /// What a head says must lie within it, and a head that is understood announces its body in one way alone.
 void check_request(const std::vector<char>& head, size_t size, const http_request_t& request) {
     const auto lies_inside = [&](const char* text) {
-        return text >= head.data() && text + std::strlen(text) <= head.data() + size;
+        return text >= head.data() && text + strlen(text) <= head.data() + size;
     };
     require(lies_inside(request.path) && lies_inside(request.query));
-    require(*request.path == '/' || std::strcmp(request.path, "*") == 0);
+    require(*request.path == '/' || strcmp(request.path, "*") == 0);
     require(!request.chunked || request.content_length == 0);
     require(request.content_length <= http_body_limit);
     check_query(request.query);

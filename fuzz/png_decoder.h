@@ -92,7 +92,7 @@ private:
 
     static int nearest(int left, int above, int above_left) {
         const int guess = left + above - above_left;
-        const int a = std::abs(guess - left), b = std::abs(guess - above), c = std::abs(guess - above_left);
+        const int a = abs(guess - left), b = abs(guess - above), c = abs(guess - above_left);
         return a <= b && a <= c ? left : b <= c ? above : above_left;
     }
 

@@ -46,7 +46,7 @@ void check_answers(const ombrel_resolver_t* list, const expected& asked) {
     require(ombrel_compare_sockaddr_address(list->m_address, address) == 0, "with its address");
     require(list->m_port == asked.port, "with its own port, else the given one");
     char text[64];
-    require(std::strcmp(list->m_address_text, ombrel_inet_stop(address, text, sizeof text)) == 0, "and text");
+    require(strcmp(list->m_address_text, ombrel_inet_stop(address, text, sizeof text)) == 0, "and text");
 }
 
 void check_resolver(const char* text, int port) {
@@ -60,7 +60,7 @@ void check_resolver(const char* text, int port) {
     ombrel_resolver_t* const copy = ombrel_duplicate_resolver(list);
     const ombrel_resolver_t* b = copy;
     for (const ombrel_resolver_t* a = list; a != nullptr; a = a->m_next, b = b->m_next)
-        require(std::strcmp(a->m_address_text, b->m_address_text) == 0, "a copy is the same");
+        require(strcmp(a->m_address_text, b->m_address_text) == 0, "a copy is the same");
     ombrel_close_resolver(copy);
     ombrel_close_resolver(list);
 }

@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (values[column].m_type == def_ombrel_ctx_db_blob)
             require(first[column].m_size == values[column].m_size &&
                     (first[column].m_size == 0 ||
-                     std::memcmp(first[column].m_data, values[column].m_data, first[column].m_size) == 0));
+                     memcmp(first[column].m_data, values[column].m_data, first[column].m_size) == 0));
     printed.clear();
     ombrel_set_puts_handler(keep_printed, nullptr);
     const int64_t shown = ombrel_ctx_db_dump_result(ctx, result);

@@ -28,7 +28,7 @@ public:
         std::string result;
         for (size_t size = number() % (longest + 1); size > 0; size--) {
             const unsigned c = number();
-            result += c < 224 ? alphabet[c % std::strlen(alphabet)] : static_cast<char>(c);
+            result += c < 224 ? alphabet[c % strlen(alphabet)] : static_cast<char>(c);
         }
         return result;
     }
@@ -178,7 +178,7 @@ private:
                     "name");
             const size_t size = one.data.size();
             require(at->m_size == size && (at->m_data == nullptr) == (size == 0), "size");
-            require(size == 0 || std::memcmp(at->m_data, one.data.data(), size) == 0, "data");
+            require(size == 0 || memcmp(at->m_data, one.data.data(), size) == 0, "data");
             require(size == 0 || one.data.back() == '\0' ||
                         static_cast<const char*>(at->m_data)[size] == '\0',
                     "readable as a string");
@@ -192,7 +192,7 @@ private:
     const ombrel_value_node_t* node_of(Matches matches) {
         const auto found = find(matches);
         const ombrel_value_node_t* at = list_.m_head;
-        for (auto i = model_.begin(); i != found; ++i)
+        for (auto i = model_.begin(); i != found; i++)
             at = at->m_next;
         return at;
     }
@@ -211,7 +211,7 @@ private:
         const void* const found = ombrel_get_value_by_name(&list_, exact_, name, &size);
         require(found == (named != nullptr ? named->m_data : nullptr), "the data of a name");
         require(size == (named != nullptr ? named->m_size : 0), "their size");
-        const bool is_text = found != nullptr && std::memchr(found, 0, size) != nullptr;
+        const bool is_text = found != nullptr && memchr(found, 0, size) != nullptr;
         require(ombrel_get_value_string(&list_, exact_, name) == (is_text ? found : nullptr), "their text");
     }
 

@@ -11,7 +11,7 @@ namespace {
 unsigned type_number(const ombrel_ctx_db_value_t& value) {
     unsigned number;
     static_assert(sizeof number == sizeof value.m_type);
-    std::memcpy(&number, &value.m_type, sizeof number);
+    memcpy(&number, &value.m_type, sizeof number);
     return number;
 }
 

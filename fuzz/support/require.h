@@ -6,13 +6,13 @@
 
 inline void require(bool holds) {
     if (!holds)
-        std::abort();
+        abort();
 }
 
 /// The same, which says what was expected.
 inline void require(bool holds, const char* what) {
     if (holds)
         return;
-    std::fprintf(stderr, "failed: %s\n", what);
-    std::abort();
+    fprintf(stderr, "failed: %s\n", what);
+    abort();
 }

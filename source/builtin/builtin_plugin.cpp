@@ -172,7 +172,7 @@ int get_env(int handle, const char* name, char* text, size_t size) {
     const char* const value = property(ctx, name, printed.data(), printed.size());
     if (value == nullptr)
         return fail(ctx, def_ombrel_ctx_error_not_found);
-    const size_t length = std::strlen(value);
+    const size_t length = strlen(value);
     if (size > 0) {
         const size_t stored = std::min(length, size - 1);
         std::copy_n(value, stored, text);

@@ -55,7 +55,7 @@ bool resolve(builtin_ctx& ctx) {
     }
     udp_state& state = state_of<udp_state>(ctx);
     state.peer_size = answers->m_address_size;
-    std::memcpy(&state.peer, answers->m_address, static_cast<size_t>(state.peer_size));
+    memcpy(&state.peer, answers->m_address, static_cast<size_t>(state.peer_size));
     state.is_multicast = ombrel_is_multicast(answers->m_address) == 1;
     ombrel_close_resolver(answers);
     return true;

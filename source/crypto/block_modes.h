@@ -17,10 +17,10 @@ enum class direction { encrypt, decrypt };
 template<typename Cipher, size_t count>
 void transform_blocks(const Cipher& cipher, uint8_t* data) {
     typename Cipher::block blocks[count];
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         blocks[i] = Cipher::load(data + i * Cipher::block_size);
     cipher.transform(blocks);
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         Cipher::store(data + i * Cipher::block_size, blocks[i]);
 }
 
@@ -35,7 +35,7 @@ void run_ecb(const Cipher& cipher, uint8_t* data, size_t blocks) {
 template<typename Cipher>
 void run_encrypt_cfb8(const Cipher& cipher, uint8_t* data, size_t size, uint8_t* iv) {
     auto state = Cipher::load(iv);
-    for (uint8_t* const end = data + size; data != end; ++data) {
+    for (uint8_t* const end = data + size; data != end; data++) {
         typename Cipher::block work[1] = {state};
         cipher.transform(work);
         *data ^= Cipher::first_byte(work[0]);
@@ -47,12 +47,12 @@ void run_encrypt_cfb8(const Cipher& cipher, uint8_t* data, size_t size, uint8_t*
 template<typename Cipher, size_t count>
 void decrypt_cfb8_bytes(const Cipher& cipher, uint8_t* data, typename Cipher::block& state) {
     typename Cipher::block work[count];
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; i++) {
         work[i] = state;
         state = Cipher::push_byte(state, data[i]);
     }
     cipher.transform(work);
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         data[i] ^= Cipher::first_byte(work[i]);
 }
 
@@ -62,7 +62,7 @@ void run_decrypt_cfb8(const Cipher& cipher, uint8_t* data, size_t size, uint8_t*
     auto state = Cipher::load(iv);
     for (; size >= Cipher::lanes; size -= Cipher::lanes, data += Cipher::lanes)
         decrypt_cfb8_bytes<Cipher, Cipher::lanes>(cipher, data, state);
-    for (; size > 0; --size, ++data)
+    for (; size > 0; --size, data++)
         decrypt_cfb8_bytes<Cipher, 1>(cipher, data, state);
     Cipher::store(iv, state);
 }
@@ -71,7 +71,7 @@ void run_decrypt_cfb8(const Cipher& cipher, uint8_t* data, size_t size, uint8_t*
 template<typename Cipher>
 void run_ofb8(const Cipher& cipher, uint8_t* data, size_t size, uint8_t* iv) {
     typename Cipher::block state[1] = {Cipher::load(iv)};
-    for (uint8_t* const end = data + size; data != end; ++data) {
+    for (uint8_t* const end = data + size; data != end; data++) {
         cipher.transform(state);
         *data ^= Cipher::first_byte(state[0]);
     }

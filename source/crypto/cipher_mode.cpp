@@ -54,7 +54,7 @@ void* run_cfb8(const mode_call& call, direction way, const char* tag) {
     if (call.size == 0)
         return call.data;
     work_block work(call.block_size, tag);
-    for (uint8_t *byte = call.data, *end = call.data + call.size; byte != end; ++byte) {
+    for (uint8_t *byte = call.data, *end = call.data + call.size; byte != end; byte++) {
         memcpy(work.bytes(), call.iv, call.block_size);
         call.ecb_encrypt(work.bytes(), call.block_size, call.round_key);
         const auto changed = static_cast<uint8_t>(*byte ^ work.bytes()[0]);
@@ -70,7 +70,7 @@ void* run_cfb8(const mode_call& call, direction way, const char* tag) {
 void* run_ofb8(const mode_call& call) {
     if (!call.valid())
         return nullptr;
-    for (uint8_t *byte = call.data, *end = call.data + call.size; byte != end; ++byte) {
+    for (uint8_t *byte = call.data, *end = call.data + call.size; byte != end; byte++) {
         call.ecb_encrypt(call.iv, call.block_size, call.round_key);
         *byte ^= call.iv[0];
     }

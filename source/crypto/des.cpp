@@ -93,7 +93,7 @@ public:
 
     // Decryption takes all rounds of all schedules in reverse order.
     explicit des_cipher(const uint8_t* round_key) {
-        for (unsigned i = 0; i < total_rounds; ++i)
+        for (unsigned i = 0; i < total_rounds; i++)
             keys_[way == direction::encrypt ? i : total_rounds - 1 - i] =
                 pack_round(round_key + round_bytes * i);
     }

@@ -81,7 +81,7 @@ int ombrel_dump_round_key_des(const void* round_key) {
     if (round_key == nullptr)
         return -1;
     ombrel_puts("round key:\n");
-    for (unsigned round = 0; round < rounds; ++round) {
+    for (unsigned round = 0; round < rounds; round++) {
         char label[16];
         ombrel_snprintf(label, sizeof label, "[%2d] ", static_cast<int>(round));
         print_row(label, static_cast<const uint8_t*>(round_key) + round);
@@ -94,8 +94,8 @@ int ombrel_dump_round_key_3des(const void* round_key) {
     if (round_key == nullptr)
         return -1;
     ombrel_puts("triple round key:\n");
-    for (unsigned schedule = 0; schedule < 3; ++schedule)
-        for (unsigned round = 0; round < rounds; ++round) {
+    for (unsigned schedule = 0; schedule < 3; schedule++)
+        for (unsigned round = 0; round < rounds; round++) {
             char label[16];
             ombrel_snprintf(label, sizeof label, "[%d][%2d] ", static_cast<int>(schedule),
                             static_cast<int>(round));

@@ -64,7 +64,7 @@ constexpr uint32_t des_permute(uint32_t word) {
 // the halves of a block: the six bits that a box takes then never wrap around the end of a word.
 constexpr std::array<uint32_t, 64> make_des_table(unsigned box) {
     std::array<uint32_t, 64> table{};
-    for (unsigned bits = 0; bits < 64; ++bits) {
+    for (unsigned bits = 0; bits < 64; bits++) {
         const unsigned row = (bits >> 4 & 2) | (bits & 1), column = bits >> 1 & 15;
         const uint32_t substitute = des_boxes[box][row * 16 + column];
         table[bits] = std::rotl(des_permute(substitute << (28 - 4 * box)), 1);

@@ -39,7 +39,7 @@ public:
     static constexpr size_t lanes = 3;
 
     explicit seed_cipher(const uint8_t* round_key) {
-        for (unsigned i = 0; i < rounds; ++i) {
+        for (unsigned i = 0; i < rounds; i++) {
             const uint8_t* words = round_key + 8 * i;
             keys_[way == direction::encrypt ? i : rounds - 1 - i] =
                 static_cast<uint64_t>(load_native(words)) << 32 | load_native(words + 4);

@@ -54,9 +54,9 @@ constexpr uint8_t seed_substitute(const seed_box_definition& box, unsigned value
 constexpr std::array<uint32_t, 256> make_seed_table(unsigned position) {
     constexpr uint32_t masks[4] = {0xFC, 0xF3, 0xCF, 0x3F};
     std::array<uint32_t, 256> table{};
-    for (unsigned value = 0; value < 256; ++value) {
+    for (unsigned value = 0; value < 256; value++) {
         const uint32_t substitute = seed_substitute(seed_boxes[position % 2], value);
-        for (unsigned byte = 0; byte < 4; ++byte)
+        for (unsigned byte = 0; byte < 4; byte++)
             table[value] |= (substitute & masks[(byte + position) % 4]) << 8 * byte;
     }
     return table;

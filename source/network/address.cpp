@@ -35,7 +35,7 @@ int ombrel_compare_sockaddr_address(const struct sockaddr* a, const struct socka
     if (layout == nullptr || b == nullptr || a->sa_family != b->sa_family)
         return -1;
     const bool equal =
-        std::memcmp(address_bytes(a, *layout), address_bytes(b, *layout), layout->address_size) == 0;
+        memcmp(address_bytes(a, *layout), address_bytes(b, *layout), layout->address_size) == 0;
     return equal ? 0 : -1;
 }
 
@@ -133,7 +133,7 @@ int ombrel_rfc1071_checksum(const void* data, size_t size) {
     size_t at = 0;
     for (; at + 1 < size; at += 2) {
         uint16_t word;
-        std::memcpy(&word, bytes + at, sizeof word);
+        memcpy(&word, bytes + at, sizeof word);
         sum += word;
     }
     if (at < size)

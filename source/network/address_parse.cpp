@@ -135,8 +135,8 @@ bool group_reader::align() {
     if (count >= group_count)
         return false;
     const unsigned moved = 2 * (count - gap);
-    std::memmove(bytes + ipv6_size - moved, bytes + 2 * gap, moved);
-    std::memset(bytes + 2 * gap, 0, ipv6_size - 2 * count);
+    memmove(bytes + ipv6_size - moved, bytes + 2 * gap, moved);
+    memset(bytes + 2 * gap, 0, ipv6_size - 2 * count);
     return true;
 }
 
@@ -239,11 +239,11 @@ void ombrel::write_address(const parsed_address& parsed, int port, void* out, si
     sockaddr* const address = reinterpret_cast<sockaddr*>(&record);
     address->sa_family = static_cast<sa_family_t>(parsed.family);
     write_port(address, layout, port);
-    std::memcpy(address_bytes(address, layout), parsed.bytes, layout.address_size);
+    memcpy(address_bytes(address, layout), parsed.bytes, layout.address_size);
     if (parsed.family == AF_INET6)
         reinterpret_cast<sockaddr_in6*>(&record)->sin6_scope_id = parsed.scope_id;
-    std::memset(out, 0, size);
-    std::memcpy(out, &record, layout.record_size);
+    memset(out, 0, size);
+    memcpy(out, &record, layout.record_size);
 }
 
 int ombrel_inet_ptos(int family, const char* text, int default_port, void* addr_out, size_t addr_size) {
@@ -254,7 +254,7 @@ int ombrel_inet_ptos(int family, const char* text, int default_port, void* addr_
     if (addr_out == nullptr)
         return good ? 0 : -1;
     if (!good || addr_size < find_layout(parsed.family)->record_size) {
-        std::memset(addr_out, 0, addr_size);
+        memset(addr_out, 0, addr_size);
         return -1;
     }
     write_address(parsed, port, addr_out, addr_size);
@@ -266,6 +266,6 @@ int ombrel_inet_pton(int family, const char* text, void* raw_out) {
     if (!parse_address(family, text, parsed))
         return -1;
     if (raw_out != nullptr)
-        std::memcpy(raw_out, parsed.bytes, find_layout(parsed.family)->address_size);
+        memcpy(raw_out, parsed.bytes, find_layout(parsed.family)->address_size);
     return 0;
 }

@@ -63,7 +63,7 @@ constexpr std::array<zero_run, 256> zero_runs = make_zero_runs();
 // Writes a byte's decimal digits; up to two bytes behind them are overwritten.
 char* put_decimal(char* out, uint8_t value) {
     const decimal_byte& entry = decimal_bytes[value];
-    std::memcpy(out, entry.digits, sizeof entry.digits);
+    memcpy(out, entry.digits, sizeof entry.digits);
     return out + entry.length;
 }
 
@@ -129,8 +129,8 @@ constexpr size_t scope_text_size = 12;
 
 char* put_scope(char* out, const sockaddr* address) {
     uint32_t scope_id;
-    std::memcpy(&scope_id, reinterpret_cast<const char*>(address) + offsetof(sockaddr_in6, sin6_scope_id),
-                sizeof scope_id);
+    memcpy(&scope_id, reinterpret_cast<const char*>(address) + offsetof(sockaddr_in6, sin6_scope_id),
+           sizeof scope_id);
     if (scope_id == 0)
         return out;
     return out + ombrel_snprintf(out, scope_text_size, "%%%lu", static_cast<unsigned long>(scope_id));
@@ -139,7 +139,7 @@ char* put_scope(char* out, const sockaddr* address) {
 // Copies as much of a text as the caller's buffer holds, always terminated.
 char* deliver(const char* text, size_t length, char* buffer, size_t size) {
     const size_t copied = std::min(length, size - 1);
-    std::memcpy(buffer, text, copied);
+    memcpy(buffer, text, copied);
     buffer[copied] = '\0';
     return buffer;
 }

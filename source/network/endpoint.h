@@ -16,7 +16,7 @@ public:
     /// The 4 or 16 bytes of an IPv4 or IPv6 address, without a port.
     void set_raw(int family, const void* raw) {
         parsed_address parsed{family, {}, 0, 0};
-        std::memcpy(parsed.bytes, raw, find_layout(family)->address_size);
+        memcpy(parsed.bytes, raw, find_layout(family)->address_size);
         write_address(parsed, 0, &storage_, sizeof storage_);
     }
     bool set_wildcard(int family, int port) {

@@ -16,7 +16,7 @@ bool has_prefix(const in6_addr* address, const uint8_t (&prefix)[ipv6_size], uns
         return false;
     const uint8_t* const bytes = bytes_of(address);
     const unsigned whole = bits / 8;
-    if (std::memcmp(bytes, prefix, whole) != 0)
+    if (memcmp(bytes, prefix, whole) != 0)
         return false;
     return bits % 8 == 0 || ((bytes[whole] ^ prefix[whole]) & 0xff00u >> bits % 8 & 0xffu) == 0;
 }
@@ -37,14 +37,14 @@ constexpr uint8_t v4_mapped[ipv6_size] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0x
 int ombrel_in6addr_compare(const struct in6_addr* a, const struct in6_addr* b) {
     if (a == nullptr || b == nullptr)
         return (a != nullptr) - (b != nullptr);
-    const int order = std::memcmp(a, b, ipv6_size);
+    const int order = memcmp(a, b, ipv6_size);
     return (order > 0) - (order < 0);
 }
 
 int ombrel_in6addr_copy(struct in6_addr* to, const struct in6_addr* from) {
     if (to == nullptr || from == nullptr)
         return -1;
-    std::memmove(to, from, ipv6_size);
+    memmove(to, from, ipv6_size);
     return 0;
 }
 

@@ -21,7 +21,7 @@ public:
 
     bool is_system_choice() const { return index_ == 0 && *name_ == 0; }
     bool names(const ombrel_network_interface_t& one) const {
-        return (index_ != 0 && one.m_index == index_) || std::strcmp(one.m_name, name_) == 0;
+        return (index_ != 0 && one.m_index == index_) || strcmp(one.m_name, name_) == 0;
     }
     /// Looks the name up when there is no index; false for a name that nobody has.
     bool find_index(uint32_t& result) const {

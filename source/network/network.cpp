@@ -113,7 +113,7 @@ int ombrel_get_protocol_by_name(const char* name) {
     if (name == nullptr)
         return 0;
     for (const protocol_number& known : protocols) {
-        if (std::strcmp(known.name, name) == 0)
+        if (strcmp(known.name, name) == 0)
             return known.number;
     }
     int number = 0;

@@ -62,7 +62,7 @@ private:
         one.m_index = entry.index;
         one.m_flags = flags_of(entry);
         const size_t length = strnlen(entry.name, sizeof one.m_name - 1);
-        std::memcpy(one.m_name, entry.name, length);
+        memcpy(one.m_name, entry.name, length);
         (last_ != nullptr ? last_->m_next : first_) = &one;
         last_ = &one;
         return one;
@@ -71,7 +71,7 @@ private:
     void append(ombrel_network_interface_t& target, const sockaddr* address) {
         ombrel_interface_address_t& one = (next_address_++)->address;
         one.m_address_size = ombrel_sockaddr_size(address, 0);
-        std::memcpy(&one.m_address, address, static_cast<size_t>(one.m_address_size));
+        memcpy(&one.m_address, address, static_cast<size_t>(one.m_address_size));
         ombrel_interface_address_t** link = &target.m_address;
         while (*link != nullptr)
             link = &(*link)->m_next;

@@ -87,7 +87,7 @@ private:
 // One block with the address and its text behind the fixed fields; null when memory runs out.
 ombrel_resolver_t* new_answer(const ombrel_resolver_t& fields, const char* tag, unsigned long line) {
     const size_t address_size = static_cast<size_t>(fields.m_address_size);
-    const size_t text_size = std::strlen(fields.m_address_text) + 1;
+    const size_t text_size = strlen(fields.m_address_text) + 1;
     char* const block =
         static_cast<char*>(ombrel_alloc_tag(sizeof(ombrel_resolver_t) + address_size + text_size, tag, line));
     if (block == nullptr)
@@ -97,8 +97,8 @@ ombrel_resolver_t* new_answer(const ombrel_resolver_t& fields, const char* tag, 
     answer->m_next = nullptr;
     answer->m_address = reinterpret_cast<sockaddr*>(block + sizeof *answer);
     answer->m_address_text = block + sizeof *answer + address_size;
-    std::memcpy(answer->m_address, fields.m_address, address_size);
-    std::memcpy(answer->m_address_text, fields.m_address_text, text_size);
+    memcpy(answer->m_address, fields.m_address, address_size);
+    memcpy(answer->m_address_text, fields.m_address_text, text_size);
     return answer;
 }
 

@@ -45,19 +45,19 @@ private:
 };
 
 bool same(cache_key a, cache_key b) {
-    return a.port == b.port && std::strcmp(a.name, b.name) == 0;
+    return a.port == b.port && strcmp(a.name, b.name) == 0;
 }
 
 } // namespace
 
 cache_entry* new_cache_entry(cache_key key, const char* caller, unsigned long line) {
-    const size_t name_size = std::strlen(key.name) + 1;
+    const size_t name_size = strlen(key.name) + 1;
     auto* const entry =
         static_cast<cache_entry*>(ombrel_alloc_tag(sizeof(cache_entry) + name_size, caller, line));
     if (entry == nullptr)
         return nullptr;
     char* const name = reinterpret_cast<char*>(entry + 1);
-    std::memcpy(name, key.name, name_size);
+    memcpy(name, key.name, name_size);
     *entry = {};
     entry->key = {name, key.port};
     return entry;
@@ -70,10 +70,10 @@ void free_cache_entry(cache_entry* entry) {
 
 uint64_t cache_table::hash(cache_key key) const {
     keyed_hash hash(secret_);
-    const size_t size = std::strlen(key.name);
+    const size_t size = strlen(key.name);
     for (size_t at = 0; at < size; at += sizeof(uint64_t)) {
         uint64_t word = 0;
-        std::memcpy(&word, key.name + at, size - at < sizeof word ? size - at : sizeof word);
+        memcpy(&word, key.name + at, size - at < sizeof word ? size - at : sizeof word);
         hash.add(word);
     }
     hash.add(static_cast<uint64_t>(size) << 32 | static_cast<uint32_t>(key.port));

@@ -288,7 +288,7 @@ int ombrel_set_select(ombrel_select_t* record, int s, int flags) {
 int ombrel_clear_select(ombrel_select_t* record) {
     if (record == nullptr)
         return -1;
-    std::memset(record->m_storage, 0, sets_per_record * record->m_capacity);
+    memset(record->m_storage, 0, sets_per_record * record->m_capacity);
     for (const kind_place& place : kinds)
         record->*place.count = 0;
     record->m_highest_socket = -1;

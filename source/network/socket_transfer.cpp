@@ -113,7 +113,7 @@ int fill(int s, void* buffer, size_t size, sender from, int timeout_ms) {
 
 int send_text(int s, const sockaddr* to, int to_size, int timeout_ms, const char* format, va_list args) {
     const heap_ptr<char> text(format != nullptr ? ombrel_alloc_vsprintf(format, args) : nullptr);
-    return text ? send_within(s, text.get(), std::strlen(text.get()), to, to_size, timeout_ms) : -1;
+    return text ? send_within(s, text.get(), strlen(text.get()), to, to_size, timeout_ms) : -1;
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace {
 
 void* complement(void* data, size_t size, const void*) {
     auto* bytes = static_cast<uint8_t*>(data);
-    for (size_t i = 0; i < size; ++i)
+    for (size_t i = 0; i < size; i++)
         bytes[i] = static_cast<uint8_t>(~bytes[i]);
     return data;
 }

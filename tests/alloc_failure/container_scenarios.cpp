@@ -127,7 +127,7 @@ OMBREL_FAILURES(Container, load_file) {
     char* bytes =
         static_cast<char*>(fail.during([&] { return ombrel_load_file(file.path.c_str(), 0, 0, &size); }));
     EXPECT_EQ(fail.hit(), bytes == nullptr);
-    EXPECT_EQ(fail.hit() ? "" : file.contents, std::string(bytes != nullptr ? bytes : "", size));
+    EXPECT_EQ(std::string(bytes != nullptr ? bytes : "", size), fail.hit() ? "" : file.contents);
     ombrel_check_free(bytes);
 }
 

@@ -135,7 +135,7 @@ OMBREL_FAILURE_ONCE(Core, lock_condition_wait) {
 
 // A waiter that was woken under the held lock stands in its line. Without memory for its claim it gives that
 // place up, and the next one has its turn.
-TEST(AllocationFailureCore, lock_after_condition_wait) {
+TEST(AllocationFailureCore, LockAfterConditionWait) {
     const size_t blocks = ombrel_get_alloc_count();
     ombrel_lock_t lock = def_ombrel_lock_initializer;
     ombrel_lock_condition_t condition = def_ombrel_lock_condition_initializer;

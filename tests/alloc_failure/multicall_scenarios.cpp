@@ -44,7 +44,7 @@ OMBREL_FAILURES(Framebuffer, memory) {
     const int result = fail.during([&] { return ombrel_open_ctx(ctx, "application/tuk_fb"); });
     EXPECT_TRUE(result == 0 || fail.hit());
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), result != 0 ? def_ombrel_ctx_error_no_memory : 0);
-    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
 }
 
 } // namespace

@@ -34,7 +34,7 @@ OMBREL_FAILURES(Plugin, context) {
     const int ctx = fail.during(ombrel_new_ctx);
     EXPECT_TRUE(ctx > 0 || fail.hit());
     EXPECT_EQ(ombrel_destroy_ctx(ctx), ctx > 0 ? 0 : -1);
-    EXPECT_EQ(ombrel_get_plugin_info(), nullptr);
+    EXPECT_EQ(nullptr, ombrel_get_plugin_info());
 }
 
 OMBREL_FAILURES(Plugin, open_and_options) {
@@ -53,7 +53,7 @@ OMBREL_FAILURES(Plugin, open_and_options) {
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx.handle), long_set == 0 ? 0 : def_ombrel_ctx_error_no_memory);
     fail.during([&] { return ombrel_ctx_printf(ctx.handle, "%d", 1); });
     fail.during([&] { return ombrel_ctx_simple_http_get("http://127.0.0.1:1/", "a: b", 0, nullptr); });
-    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace {
 
 OMBREL_FAILURES(Sqlite, results) {
     sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(":memory:", &db), SQLITE_OK);
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(":memory:", &db));
     const ombrel_ctx_db_value_t parameters[] = {{def_ombrel_ctx_db_blob, 0, 0, "bytes", 5},
                                                 {def_ombrel_ctx_db_text, 0, 0, "text", 4}};
     {
@@ -24,7 +24,7 @@ OMBREL_FAILURES(Sqlite, results) {
             EXPECT_EQ(fetched, fail.hit() ? SQLITE_NOMEM : SQLITE_ROW);
         }
     }
-    EXPECT_EQ(sqlite3_close(db), SQLITE_OK);
+    EXPECT_EQ(SQLITE_OK, sqlite3_close(db));
 }
 
 OMBREL_FAILURES(Curl, headers) {

@@ -28,7 +28,7 @@ bool is_loaded(const std::string& name) {
     return false;
 }
 
-TEST_F(BuiltinPluginTest, gives_its_table) {
+TEST_F(BuiltinPluginTest, GivesItsTable) {
     const char* hint = nullptr;
     const void* address = nullptr;
     size_t size = 0;
@@ -46,7 +46,7 @@ TEST_F(BuiltinPluginTest, gives_its_table) {
     EXPECT_NE(nullptr, table->m_v0.m_main);
 }
 
-TEST_F(BuiltinPluginTest, tells_the_kind_of_a_context) {
+TEST_F(BuiltinPluginTest, TellsTheKindOfAContext) {
     const struct {
         const char* mime_type;
         intptr_t kind;
@@ -60,7 +60,7 @@ TEST_F(BuiltinPluginTest, tells_the_kind_of_a_context) {
     }
 }
 
-TEST_F(BuiltinPluginTest, an_option_that_is_no_number_is_refused) {
+TEST_F(BuiltinPluginTest, AnOptionThatIsNoNumberIsRefused) {
     const char* const file = "/dev/null";
     const char* const tftp = "tftp://127.0.0.1:1/file";
     const struct {
@@ -95,14 +95,14 @@ TEST_F(BuiltinPluginTest, an_option_that_is_no_number_is_refused) {
     EXPECT_EQ("-20", s.property("timeout"));
 }
 
-TEST_F(BuiltinPluginTest, a_base_context_has_no_operations) {
+TEST_F(BuiltinPluginTest, ABaseContextHasNoOperations) {
     const stream s("", "r", {}, "application/tuk_base");
     EXPECT_TRUE(s.is_open());
     EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
 }
 
-TEST_F(BuiltinPluginTest, a_wrong_record_is_reported_under_the_function_that_was_called) {
+TEST_F(BuiltinPluginTest, AWrongRecordIsReportedUnderTheFunctionThatWasCalled) {
     const stream s("/dev/null", "r");
     constexpr uint32_t code = def_ombrel_stream_control_get_timeout;
     ombrel_stream_timeout_t record;
@@ -116,7 +116,7 @@ TEST_F(BuiltinPluginTest, a_wrong_record_is_reported_under_the_function_that_was
             << report;
 }
 
-TEST_F(BuiltinPluginTest, nothing_is_read_and_written_where_something_could_be) {
+TEST_F(BuiltinPluginTest, NothingIsReadAndWrittenWhereSomethingCouldBe) {
     const struct {
         const char *source, *mode, *mime_type;
         int read, write;
@@ -136,7 +136,7 @@ TEST_F(BuiltinPluginTest, nothing_is_read_and_written_where_something_could_be) 
     }
 }
 
-TEST_F(BuiltinPluginTest, formatted_texts_may_be_long) {
+TEST_F(BuiltinPluginTest, FormattedTextsMayBeLong) {
     const std::string text(100000, 'x');
     const stream s("/dev/null", "w");
     EXPECT_EQ(100003, ombrel_ctx_printf(s.handle(), "%s%d", text.c_str(), 123));
@@ -144,7 +144,7 @@ TEST_F(BuiltinPluginTest, formatted_texts_may_be_long) {
     EXPECT_EQ(text, ombrel_ctx_get_option(s.handle(), "name"));
 }
 
-TEST_F(BuiltinPluginTest, a_want_of_descriptors_has_its_own_error) {
+TEST_F(BuiltinPluginTest, AWantOfDescriptorsHasItsOwnError) {
     rlimit before;
     getrlimit(RLIMIT_NOFILE, &before);
     const int next = dup(0);
@@ -180,7 +180,7 @@ private:
     std::string path_;
 };
 
-TEST_F(BuiltinPluginTest, brings_another_where_it_is_installed) {
+TEST_F(BuiltinPluginTest, BringsAnotherWhereItIsInstalled) {
     installed_probe installed;
     for (const bool is_there : {false, true, true}) {
         const int first = ombrel_new_ctx(), second = ombrel_new_ctx();
@@ -194,7 +194,7 @@ TEST_F(BuiltinPluginTest, brings_another_where_it_is_installed) {
     }
 }
 
-TEST_F(BuiltinPluginTest, asks_the_loader_once_for_what_is_nowhere) {
+TEST_F(BuiltinPluginTest, AsksTheLoaderOnceForWhatIsNowhere) {
     const installed_probe nothing;
     ombrel_destroy_ctx(ombrel_new_ctx());
     ombrel_dl_error();
@@ -202,7 +202,7 @@ TEST_F(BuiltinPluginTest, asks_the_loader_once_for_what_is_nowhere) {
     EXPECT_EQ(nullptr, ombrel_dl_error()) << "it has been asked again";
 }
 
-TEST_F(BuiltinPluginTest, what_it_brings_may_use_contexts) {
+TEST_F(BuiltinPluginTest, WhatItBringsMayUseContexts) {
     installed_probe installed;
     installed.install();
     const probe_library probe("probe_a");
@@ -219,7 +219,7 @@ TEST_F(BuiltinPluginTest, what_it_brings_may_use_contexts) {
 }
 
 // What it brings may be what is just being loaded or unloaded, and that may use contexts.
-TEST_F(BuiltinPluginTest, does_not_wait_for_what_waits_for_it) {
+TEST_F(BuiltinPluginTest, DoesNotWaitForWhatWaitsForIt) {
     installed_probe installed;
     installed.install();
     const probe_library probe("probe_a"), other("probe_b");
@@ -242,7 +242,7 @@ TEST_F(BuiltinPluginTest, does_not_wait_for_what_waits_for_it) {
 }
 
 // The thread for which the plug-in waits does not find it, but goes on.
-TEST_F(BuiltinPluginTest, a_plugin_may_wait_for_a_thread_that_opens_a_context) {
+TEST_F(BuiltinPluginTest, APluginMayWaitForAThreadThatOpensAContext) {
     installed_probe installed;
     installed.install();
     const probe_library probe("probe_a");
@@ -257,7 +257,7 @@ TEST_F(BuiltinPluginTest, a_plugin_may_wait_for_a_thread_that_opens_a_context) {
     ombrel_destroy_ctx(ctx);
 }
 
-TEST_F(BuiltinPluginTest, opening_waits_for_what_another_thread_brings) {
+TEST_F(BuiltinPluginTest, OpeningWaitsForWhatAnotherThreadBrings) {
     installed_probe installed;
     installed.install();
     const probe_library probe("probe_a");

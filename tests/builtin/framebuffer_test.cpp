@@ -78,7 +78,7 @@ namespace {
 
 ombrel_fbmap_t* root_of(int ctx) {
     ombrel_fb_root_t record = {nullptr};
-    EXPECT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, &record, sizeof record), 0);
+    EXPECT_EQ(0, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, &record, sizeof record));
     return record.m_root;
 }
 
@@ -86,7 +86,7 @@ class Framebuffer : public balanced_test {
     descriptor_balance descriptors_;
 };
 
-TEST_F(Framebuffer, memory_by_options) {
+TEST_F(Framebuffer, MemoryByOptions) {
     constexpr uint32_t none = 0;
     const struct {
         option_texts options;
@@ -119,44 +119,43 @@ TEST_F(Framebuffer, memory_by_options) {
     }
 }
 
-TEST_F(Framebuffer, controls_check_their_records) {
+TEST_F(Framebuffer, ControlsCheckTheirRecords) {
     context ctx;
-    ASSERT_EQ(ctx.open("application/tuk_fb", {{"xywh", "0,0,4,4"}}), 0);
+    ASSERT_EQ(0, ctx.open("application/tuk_fb", {{"xywh", "0,0,4,4"}}));
     ombrel_fb_root_t record;
     capture errors(stderr);
-    EXPECT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, &record, sizeof record + 1), -1);
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, &record, sizeof record + 1));
     EXPECT_NE(errors.text().find("s_arg_size == sizeof(*s_arg)"), std::string::npos);
-    EXPECT_EQ(
-        ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, static_cast<void*>(nullptr), sizeof record),
-        -1);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_invalid_argument);
-    EXPECT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &record, sizeof record), -1);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_not_supported);
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, static_cast<void*>(nullptr),
+                                     sizeof record));
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ctx.error());
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &record, sizeof record));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported, ctx.error());
     context window;
-    EXPECT_EQ(window.open("application/tuk_windows_dib", {{"xywh", "a"}}),
-              def_ombrel_ctx_error_invalid_argument);
-    EXPECT_EQ(window.open("application/tuk_windows_dib", {{"xywh", "0,0,9,9"}}),
-              def_ombrel_ctx_error_not_supported);
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument,
+              window.open("application/tuk_windows_dib", {{"xywh", "a"}}));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported,
+              window.open("application/tuk_windows_dib", {{"xywh", "0,0,9,9"}}));
 }
 
-TEST_F(Framebuffer, pixels_as_bytes) {
+TEST_F(Framebuffer, PixelsAsBytes) {
     context ctx;
-    ASSERT_EQ(ctx.open("application/tuk_fb", {{"xywh", "0,0,5,3"}, {"bpp", "8"}}), 0);
+    ASSERT_EQ(0, ctx.open("application/tuk_fb", {{"xywh", "0,0,5,3"}, {"bpp", "8"}}));
     ombrel_fbmap_t* const window = ombrel_new_fbmap(root_of(ctx), def_ombrel_fbmap_own_map, 0, 1, 1, 2, 1);
     ombrel_fbmap_draw_clear(window, 0x61);
     ombrel_fbmap_update(window);
     char bytes[20] = "";
-    EXPECT_EQ(ombrel_ctx_read(ctx, bytes, sizeof bytes), 15);
-    EXPECT_EQ(memcmp(bytes, "\0\0\0\0\0\0aa\0\0\0\0\0\0\0", 15), 0);
-    EXPECT_EQ(ombrel_ctx_write(ctx, "x", 1), -1) << "the end";
-    EXPECT_EQ(ombrel_ctx_seek(ctx, -7, def_ombrel_ctx_seek_end), 8);
-    EXPECT_EQ(ombrel_ctx_write(ctx, "bcdefghijk", 10), 7);
-    EXPECT_EQ(ombrel_fbmap_get_pixel(root_of(ctx), nullptr, 0, 0, 3, 1), 0x62u);
-    EXPECT_EQ(root_of(ctx)->m_update_region.m_y, 1);
-    EXPECT_EQ(root_of(ctx)->m_update_region.m_h, 2u);
-    EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
-    EXPECT_EQ(root_of(ctx)->m_update_region.m_h, 0u);
-    EXPECT_EQ(ombrel_ctx_seek(ctx, INT64_MAX, def_ombrel_ctx_seek_current), -1);
+    EXPECT_EQ(15, ombrel_ctx_read(ctx, bytes, sizeof bytes));
+    EXPECT_EQ(0, memcmp(bytes, "\0\0\0\0\0\0aa\0\0\0\0\0\0\0", 15));
+    EXPECT_EQ(-1, ombrel_ctx_write(ctx, "x", 1)) << "the end";
+    EXPECT_EQ(8, ombrel_ctx_seek(ctx, -7, def_ombrel_ctx_seek_end));
+    EXPECT_EQ(7, ombrel_ctx_write(ctx, "bcdefghijk", 10));
+    EXPECT_EQ(0x62u, ombrel_fbmap_get_pixel(root_of(ctx), nullptr, 0, 0, 3, 1));
+    EXPECT_EQ(1, root_of(ctx)->m_update_region.m_y);
+    EXPECT_EQ(2u, root_of(ctx)->m_update_region.m_h);
+    EXPECT_EQ(0, ombrel_ctx_sync(ctx));
+    EXPECT_EQ(0u, root_of(ctx)->m_update_region.m_h);
+    EXPECT_EQ(-1, ombrel_ctx_seek(ctx, INT64_MAX, def_ombrel_ctx_seek_current));
 }
 
 /// A device of 4 x 3 pixels in memory of 6 x 8.
@@ -198,7 +197,7 @@ protected:
     int open(context& ctx) { return ctx.open("application/tuk_linuxfb", {{"source", path_}}); }
     uint32_t pixel(uint32_t x, uint32_t y) const {
         uint32_t value = 0;
-        EXPECT_EQ(pread(file_, &value, 4, y * line_length + x * 4), 4);
+        EXPECT_EQ(4, pread(file_, &value, 4, y * line_length + x * 4));
         return value;
     }
 
@@ -210,13 +209,13 @@ protected:
 
 constexpr uint32_t untouched = 0x2e2e2e2e;
 
-TEST_F(LinuxFramebuffer, changed_regions_reach_the_device) {
+TEST_F(LinuxFramebuffer, ChangedRegionsReachTheDevice) {
     answers_.variable.yoffset = 1;
     answers_.variable.xoffset = 2;
     context ctx;
-    ASSERT_EQ(open(ctx), 0);
+    ASSERT_EQ(0, open(ctx));
     ombrel_fbmap_t* const root = root_of(ctx);
-    EXPECT_EQ(root->m_color_interface, def_ombrel_color_interface_xrgb8888);
+    EXPECT_EQ(def_ombrel_color_interface_xrgb8888, root->m_color_interface);
     EXPECT_EQ(ombrel_fbmap_get_pixel(root, nullptr, 0, 0, 3, 2), untouched) << "it begins with what is shown";
     ombrel_fbmap_t* const window = ombrel_new_fbmap(root, def_ombrel_fbmap_own_map, 0, 2, 1, 9, 9);
     ombrel_fbmap_draw_clear(window, 0x112233);
@@ -228,28 +227,28 @@ TEST_F(LinuxFramebuffer, changed_regions_reach_the_device) {
                 << x << ',' << y;
 
     ombrel_fb_display_t display;
-    ASSERT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_get_display, &display, sizeof display), 0);
-    EXPECT_STREQ(display.m_name, "sixteen letters!");
-    EXPECT_EQ(display.m_y_offset, 1u);
-    EXPECT_EQ(display.m_virtual_resy, 8u);
+    ASSERT_EQ(0, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_display, &display, sizeof display));
+    EXPECT_STREQ("sixteen letters!", display.m_name);
+    EXPECT_EQ(1u, display.m_y_offset);
+    EXPECT_EQ(8u, display.m_virtual_resy);
     display.m_y_offset = 5;
     display.m_x_offset = 0;
-    ASSERT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display), 0);
-    EXPECT_EQ(answers_.variable.yoffset, 5u);
-    EXPECT_EQ(pixel(0, 5), 7u);
-    EXPECT_EQ(pixel(2, 6), 0x112233u);
+    ASSERT_EQ(0, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display));
+    EXPECT_EQ(5u, answers_.variable.yoffset);
+    EXPECT_EQ(7u, pixel(0, 5));
+    EXPECT_EQ(0x112233u, pixel(2, 6));
     display.m_y_offset = 6;
-    EXPECT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display), -1)
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display))
         << "beyond the memory";
     display.m_y_offset = 0;
     answers_.refuses_pan = true;
-    EXPECT_EQ(ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display), -1);
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &display, sizeof display));
     ombrel_fbmap_draw_clear(root, 9);
     ombrel_fbmap_update(root);
-    EXPECT_EQ(pixel(3, 7), 9u) << "the place is the one before";
+    EXPECT_EQ(9u, pixel(3, 7)) << "the place is the one before";
 }
 
-TEST_F(LinuxFramebuffer, pixel_formats) {
+TEST_F(LinuxFramebuffer, PixelFormats) {
     const struct {
         uint32_t bits;
         fb_bitfield red, green, blue, alpha;
@@ -275,21 +274,21 @@ TEST_F(LinuxFramebuffer, pixel_formats) {
     context ctx;
     answers_.fixed.visual = FB_VISUAL_PSEUDOCOLOR;
     answers_.variable.bits_per_pixel = 8;
-    ASSERT_EQ(open(ctx), 0);
+    ASSERT_EQ(0, open(ctx));
     const uint32_t last =
         ombrel_convert_color(def_ombrel_color_interface_rgb888, def_ombrel_color_interface_palette8, 255);
     EXPECT_EQ(answers_.red_of_last_color, (last >> 16) * 0x101);
 }
 
-TEST_F(LinuxFramebuffer, what_is_no_device_is_refused) {
+TEST_F(LinuxFramebuffer, WhatIsNoDeviceIsRefused) {
     context ctx;
-    EXPECT_EQ(ctx.open("application/tuk_linuxfb", {{"source", "/dev/null"}}) != 0, true);
-    EXPECT_EQ(ctx.open("application/tuk_linuxfb", {{"source", "/nowhere/fb0"}}),
-              def_ombrel_ctx_error_not_found);
+    EXPECT_EQ(true, ctx.open("application/tuk_linuxfb", {{"source", "/dev/null"}}) != 0);
+    EXPECT_EQ(def_ombrel_ctx_error_not_found,
+              ctx.open("application/tuk_linuxfb", {{"source", "/nowhere/fb0"}}));
     answers_.fixed.smem_len = line_length * 3 - 20;
-    EXPECT_NE(open(ctx), 0);
+    EXPECT_NE(0, open(ctx));
     answers_.variable.xres = 0;
-    EXPECT_NE(open(ctx), 0);
+    EXPECT_NE(0, open(ctx));
 }
 
 } // namespace

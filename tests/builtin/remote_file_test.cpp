@@ -16,7 +16,7 @@ int64_t seek(stream& s, int64_t offset, int whence) {
     return ombrel_ctx_seek(s.handle(), offset, whence);
 }
 
-TEST_F(RemoteFileTest, a_tftp_stream_writes_and_reads) {
+TEST_F(RemoteFileTest, ATftpStreamWritesAndReads) {
     OMBREL_NEEDS_TFTP_SERVER();
     const tftp_server server;
     const std::string bytes = varied_bytes(100000);
@@ -38,7 +38,7 @@ TEST_F(RemoteFileTest, a_tftp_stream_writes_and_reads) {
     EXPECT_EQ(def_ombrel_ctx_error_not_supported, reader.error());
 }
 
-TEST_F(RemoteFileTest, an_ftp_stream_writes_seeks_and_reads) {
+TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server server;
     const std::string bytes = varied_bytes(3000000);
@@ -71,7 +71,7 @@ TEST_F(RemoteFileTest, an_ftp_stream_writes_seeks_and_reads) {
     EXPECT_EQ(0, reader.close());
 }
 
-TEST_F(RemoteFileTest, failures_have_their_errors) {
+TEST_F(RemoteFileTest, FailuresHaveTheirErrors) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server server;
     server.directory.write("file", "x");

@@ -46,19 +46,19 @@ std::string behaviour_of_stream(const std::string& path, const char* mode) {
 }
 
 std::string behaviour_of_stdio(const std::string& path, const char* mode) {
-    std::FILE* const file = std::fopen(path.c_str(), mode);
+    std::FILE* const file = fopen(path.c_str(), mode);
     if (file == nullptr)
         return "refused";
-    const bool wrote = std::fwrite("X", 1, 1, file) == 1;
+    const bool wrote = fwrite("X", 1, 1, file) == 1;
     std::rewind(file);
     char text[16];
-    std::string result(text, std::fread(text, 1, sizeof text, file));
+    std::string result(text, fread(text, 1, sizeof text, file));
     result += wrote ? " written" : " not written";
-    std::fclose(file);
+    fclose(file);
     return result;
 }
 
-TEST_F(FileStreamTest, modes_are_those_of_stdio) {
+TEST_F(FileStreamTest, ModesAreThoseOfStdio) {
     for (const char* mode : {"r", "rb", "r+", "rb+", "r+b", "w", "wt", "w+", "wb+", "a", "a+", "ab+", "wx",
                              "w+x", "wbx", "we", "re"}) {
         for (const bool exists : {false, true}) {
@@ -78,7 +78,7 @@ TEST_F(FileStreamTest, modes_are_those_of_stdio) {
         EXPECT_FALSE(stream(path_, mode).is_open()) << mode;
 }
 
-TEST_F(FileStreamTest, reaches_files_by_path_and_uri) {
+TEST_F(FileStreamTest, ReachesFilesByPathAndUri) {
     store("old");
     const std::string encoded = directory_ + "/a%20b%2541;é";
     for (const std::string& source :
@@ -88,7 +88,7 @@ TEST_F(FileStreamTest, reaches_files_by_path_and_uri) {
     }
 }
 
-TEST_F(FileStreamTest, refusals_say_why) {
+TEST_F(FileStreamTest, RefusalsSayWhy) {
     store("old");
     const struct {
         std::string source;
@@ -127,7 +127,7 @@ TEST_F(FileStreamTest, refusals_say_why) {
     EXPECT_EQ(def_ombrel_ctx_error_io, full.error());
 }
 
-TEST_F(FileStreamTest, large_files_have_64_bit_positions) {
+TEST_F(FileStreamTest, LargeFilesHave64BitPositions) {
     constexpr int64_t place = int64_t{5} << 30;
     stream s(path_, "w+");
     ASSERT_TRUE(s.is_open());
@@ -146,7 +146,7 @@ TEST_F(FileStreamTest, large_files_have_64_bit_positions) {
     EXPECT_EQ("2", s.property("size"));
 }
 
-TEST_F(FileStreamTest, descriptors_are_taken_over_or_copied) {
+TEST_F(FileStreamTest, DescriptorsAreTakenOverOrCopied) {
     store("old");
     const int fd = open(path_.c_str(), O_RDWR | O_CLOEXEC);
     {
@@ -162,7 +162,7 @@ TEST_F(FileStreamTest, descriptors_are_taken_over_or_copied) {
     EXPECT_EQ("oldnew", stored());
 }
 
-TEST_F(FileStreamTest, descriptors_that_wait_keep_to_the_limit) {
+TEST_F(FileStreamTest, DescriptorsThatWaitKeepToTheLimit) {
     int ends[2];
     ASSERT_EQ(0, pipe(ends));
     {

@@ -29,7 +29,7 @@ int close_write(stream& s) {
     return ombrel_ctx_xcontrol(s.handle(), "close_write", nullptr, size_t{0});
 }
 
-TEST_F(TcpStreamTest, two_streams_talk) {
+TEST_F(TcpStreamTest, TwoStreamsTalk) {
     for (const char* host : {"127.0.0.1", "[::1]"}) {
         if (host[0] == '[' && !has_ipv6())
             continue;
@@ -53,7 +53,7 @@ TEST_F(TcpStreamTest, two_streams_talk) {
     }
 }
 
-TEST_F(TcpStreamTest, large_data_come_through_whole) {
+TEST_F(TcpStreamTest, LargeDataComeThroughWhole) {
     const std::string much(8 << 20, 'x');
     stream server("tcp://127.0.0.1:0", "r", {{"listen", "1"}});
     stream client(url("tcp://", "127.0.0.1", port_of(server)), "r");
@@ -65,7 +65,7 @@ TEST_F(TcpStreamTest, large_data_come_through_whole) {
     sender.join();
 }
 
-TEST_F(TcpStreamTest, a_silent_peer_ends_no_call_late) {
+TEST_F(TcpStreamTest, ASilentPeerEndsNoCallLate) {
     stream server("tcp://127.0.0.1:0", "r", {{"listen", "1"}, {"timeout", "30"}});
     EXPECT_EQ("", server.read()) << "nobody has come";
     EXPECT_EQ(def_ombrel_ctx_error_timed_out, server.error());
@@ -87,7 +87,7 @@ TEST_F(TcpStreamTest, a_silent_peer_ends_no_call_late) {
     EXPECT_EQ(def_ombrel_ctx_error_disconnected, server.error());
 }
 
-TEST_F(TcpStreamTest, refusals_say_why) {
+TEST_F(TcpStreamTest, RefusalsSayWhy) {
     const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
     const struct {
         std::string source;
@@ -115,7 +115,7 @@ TEST_F(TcpStreamTest, refusals_say_why) {
     }
 }
 
-TEST_F(UdpStreamTest, sends_datagrams_and_refuses_to_read_them) {
+TEST_F(UdpStreamTest, SendsDatagramsAndRefusesToReadThem) {
     const owned_socket receiver = bound(AF_INET, SOCK_DGRAM);
     const std::string source = url("udp://", "127.0.0.1", own_port(receiver));
     stream s(source, "w", {{"ttl", "1"}});
@@ -139,7 +139,7 @@ TEST_F(UdpStreamTest, sends_datagrams_and_refuses_to_read_them) {
     EXPECT_FALSE(stream(source, "w", {{"ttl", "256"}}).is_open());
 }
 
-TEST_F(UdpStreamTest, receives_multicast) {
+TEST_F(UdpStreamTest, ReceivesMulticast) {
     // A port that was free a moment ago.
     const int port = own_port(bound(AF_INET, SOCK_DGRAM));
     const std::string source = url("udp://", "239.255.79.78", port);
@@ -159,7 +159,7 @@ TEST_F(UdpStreamTest, receives_multicast) {
     }
 }
 
-TEST_F(UdpStreamTest, tells_what_it_waits_for) {
+TEST_F(UdpStreamTest, TellsWhatItWaitsFor) {
     const std::string source = url("udp://", "239.255.79.79", own_port(bound(AF_INET, SOCK_DGRAM)));
     stream s(source, "r", {{"interface", "lo"}, {"timeout", "300"}, {"missed_time", "20"}});
     if (!s.is_open())

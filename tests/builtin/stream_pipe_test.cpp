@@ -43,7 +43,7 @@ int close_write(stream& s) {
     return ombrel_ctx_control(s.handle(), def_ombrel_stream_control_close_write, nullptr, size_t{0});
 }
 
-TEST_F(PipeStreamTest, reads_what_a_command_prints) {
+TEST_F(PipeStreamTest, ReadsWhatACommandPrints) {
     stream s("pipe:printf '%s?#%%41' \"$0\"; cat; exit 7", "r");
     ASSERT_TRUE(s.is_open());
     EXPECT_NE(std::string::npos, s.read_to_end().find("?#%41"));
@@ -52,7 +52,7 @@ TEST_F(PipeStreamTest, reads_what_a_command_prints) {
     EXPECT_EQ(-1, s.write("x")) << "mode r feeds nothing";
 }
 
-TEST_F(PipeStreamTest, talks_both_ways) {
+TEST_F(PipeStreamTest, TalksBothWays) {
     stream s("tr a-z A-Z", "r+", {}, "application/tuk_stream_pipe");
     ASSERT_TRUE(s.is_open());
     EXPECT_EQ(5, s.write("hello"));
@@ -63,7 +63,7 @@ TEST_F(PipeStreamTest, talks_both_ways) {
     EXPECT_EQ(0, exit_of(s).m_exit_code);
 }
 
-TEST_F(PipeStreamTest, feeds_a_program_without_an_interpreter) {
+TEST_F(PipeStreamTest, FeedsAProgramWithoutAnInterpreter) {
     stream s("pipe:sh", "w", {{"args", "-c 'read x; test \"$x\" = \"a b\" && exit \"$0\"' 5 \"\""}});
     ASSERT_TRUE(s.is_open());
     EXPECT_EQ(4, s.write("a b\n"));
@@ -71,7 +71,7 @@ TEST_F(PipeStreamTest, feeds_a_program_without_an_interpreter) {
     EXPECT_EQ("", s.read()) << "mode w reads nothing";
 }
 
-TEST_F(PipeStreamTest, refusals_say_why) {
+TEST_F(PipeStreamTest, RefusalsSayWhy) {
     const struct {
         const char *source, *args;
         int error;
@@ -88,14 +88,14 @@ TEST_F(PipeStreamTest, refusals_say_why) {
     }
 }
 
-TEST_F(PipeStreamTest, a_program_that_has_gone_raises_no_signal) {
+TEST_F(PipeStreamTest, AProgramThatHasGoneRaisesNoSignal) {
     stream s("pipe:exit 0", "w");
     exit_of(s);
     EXPECT_EQ(-1, s.write("x"));
     EXPECT_EQ(def_ombrel_ctx_error_disconnected, s.error());
 }
 
-TEST_F(PipeStreamTest, limits_end_calls_and_closing) {
+TEST_F(PipeStreamTest, LimitsEndCallsAndClosing) {
     stream s("pipe:trap '' TERM; echo up; sleep 1000 & wait; sleep 1000", "r+",
              {{"timeout", "20"}, {"close_timeout", "0"}});
     EXPECT_EQ(1, ombrel_ctx_is_readable(s.handle(), patience_ms));
@@ -109,7 +109,7 @@ TEST_F(PipeStreamTest, limits_end_calls_and_closing) {
     EXPECT_EQ(0, s.close()) << "though it ignores the polite request";
 }
 
-TEST_F(PipeStreamTest, a_signal_is_told) {
+TEST_F(PipeStreamTest, ASignalIsTold) {
     stream s("pipe:kill -9 $$", "r");
     const ombrel_stream_exit_t status = exit_of(s);
     EXPECT_EQ(-1, status.m_exit_code);
@@ -132,7 +132,7 @@ private:
     rlimit before_{};
 };
 
-TEST_F(PipeStreamTest, the_end_wakes_who_waits_for_it) {
+TEST_F(PipeStreamTest, TheEndWakesWhoWaitsForIt) {
     stream s("pipe:sleep 0.3; exit 4", "r"), other("pipe:sleep 0.5; exit 5", "r");
     looks_at_children = 0;
     EXPECT_EQ(4, exit_of(s).m_exit_code);
@@ -141,7 +141,7 @@ TEST_F(PipeStreamTest, the_end_wakes_who_waits_for_it) {
     EXPECT_EQ(5, exit_of(other).m_exit_code) << "it is found all the same";
 }
 
-TEST_F(PipeStreamTest, the_child_gets_no_descriptor_and_fresh_signals) {
+TEST_F(PipeStreamTest, TheChildGetsNoDescriptorAndFreshSignals) {
     const int careless = dup(0);
     stream other("pipe:cat", "r+");
     signal(SIGPIPE, SIG_IGN);
@@ -153,7 +153,7 @@ TEST_F(PipeStreamTest, the_child_gets_no_descriptor_and_fresh_signals) {
     EXPECT_EQ(std::string::npos, text.find("1000\n")) << text;
 }
 
-TEST_F(PipeStreamTest, a_wrong_record_is_an_assertion) {
+TEST_F(PipeStreamTest, AWrongRecordIsAnAssertion) {
     stream s("pipe:true", "r");
     testing::internal::CaptureStderr();
     EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), def_ombrel_stream_control_get_fd, nullptr, size_t{1}));

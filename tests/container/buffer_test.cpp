@@ -33,7 +33,7 @@ extern "C" const char* __tsan_default_options() {
 
 namespace {
 
-class buffer : public balanced_test {
+class Buffer : public balanced_test {
 protected:
     void open(uint32_t flags = 0) { buffer_.reset(ombrel_open_buffer_ex(flags)); }
     size_t push(const std::string& text, uint32_t flags = 0) {
@@ -56,7 +56,7 @@ private:
     buffer_ptr buffer_;
 };
 
-TEST_F(buffer, fills_the_tail_and_then_adds_one_node) {
+TEST_F(Buffer, FillsTheTailAndThenAddsOneNode) {
     open();
     push(std::string(10, 'a'));
     EXPECT_EQ(5000u, push(std::string(5000, 'b')));
@@ -69,7 +69,7 @@ TEST_F(buffer, fills_the_tail_and_then_adds_one_node) {
     EXPECT_EQ(5010u + 3183u, ombrel_get_buffer_offset(get()));
 }
 
-TEST_F(buffer, exact_pushes_stay_apart) {
+TEST_F(Buffer, ExactPushesStayApart) {
     open(def_ombrel_buffer_flag_exact);
     push("first");
     push("second");
@@ -81,7 +81,7 @@ TEST_F(buffer, exact_pushes_stay_apart) {
     EXPECT_EQ("ab", node());
 }
 
-TEST_F(buffer, a_null_or_empty_buffer_gives_nothing) {
+TEST_F(Buffer, ANullOrEmptyBufferGivesNothing) {
     char byte;
     size_t size = 1;
     open();
@@ -105,7 +105,7 @@ TEST_F(buffer, a_null_or_empty_buffer_gives_nothing) {
     EXPECT_EQ(0, ombrel_end_buffer(nullptr));
 }
 
-TEST_F(buffer, sizes_that_cannot_be_are_refused) {
+TEST_F(Buffer, SizesThatCannotBeAreRefused) {
     const std::string bytes(4096, 'b');
     capture errors(stderr);
     // What the tail can take is queued first: when there is no memory, and when the size would overflow.
@@ -131,7 +131,7 @@ TEST_F(buffer, sizes_that_cannot_be_are_refused) {
     EXPECT_EQ("abcde", all());
 }
 
-TEST_F(buffer, referenced_blocks_are_not_copied_and_are_wiped_when_asked) {
+TEST_F(Buffer, ReferencedBlocksAreNotCopiedAndAreWipedWhenAsked) {
     open();
     char kept[] = "kept", wiped[] = "wiped";
     ombrel_push_buffer_ex(get(), kept, 4, def_ombrel_buffer_flag_reference);
@@ -142,7 +142,7 @@ TEST_F(buffer, referenced_blocks_are_not_copied_and_are_wiped_when_asked) {
     EXPECT_EQ(std::string(5, '\0'), std::string(wiped, 5));
 }
 
-TEST_F(buffer, copies_for_a_wiping_buffer_are_wiped) {
+TEST_F(Buffer, CopiesForAWipingBufferAreWiped) {
     const std::string secrets[] = {std::string(1000, 's'), std::string(1000, 't')};
     open(def_ombrel_buffer_flag_wipe);
     EXPECT_EQ(1000u, ombrel_push_printf(get(), "%s", secrets[0].c_str()));
@@ -155,7 +155,7 @@ TEST_F(buffer, copies_for_a_wiping_buffer_are_wiped) {
               }));
 }
 
-TEST_F(buffer, an_ended_buffer_forgets_its_options_but_nodes_keep_theirs) {
+TEST_F(Buffer, AnEndedBufferForgetsItsOptionsButNodesKeepTheirs) {
     open(def_ombrel_buffer_flag_wipe | def_ombrel_buffer_flag_reference);
     char before[] = "before", after[] = "after";
     ombrel_push_buffer(get(), before, 6);
@@ -167,7 +167,7 @@ TEST_F(buffer, an_ended_buffer_forgets_its_options_but_nodes_keep_theirs) {
     EXPECT_STREQ("After", after);
 }
 
-TEST_F(buffer, an_owned_block_comes_back_as_it_is) {
+TEST_F(Buffer, AnOwnedBlockComesBackAsItIs) {
     open(def_ombrel_buffer_flag_own);
     const auto make = [](const char* text) { return strcpy(static_cast<char*>(ombrel_alloc(8)), text); };
     char* const first = make("first");
@@ -185,7 +185,7 @@ TEST_F(buffer, an_owned_block_comes_back_as_it_is) {
     EXPECT_EQ(std::string("7tail\0\0", 7), all());
 }
 
-TEST_F(buffer, formatted_text_is_copied_into_a_referencing_buffer) {
+TEST_F(Buffer, FormattedTextIsCopiedIntoAReferencingBuffer) {
     open(def_ombrel_buffer_flag_reference);
     const auto push = [this](va_list list) { return ombrel_push_vprintf(get(), "%s=%d", list); };
     EXPECT_EQ(9u, ombrel_test::with_list(push, "count", 123));
@@ -193,7 +193,7 @@ TEST_F(buffer, formatted_text_is_copied_into_a_referencing_buffer) {
     EXPECT_EQ("count=123", all());
 }
 
-TEST_F(buffer, line_ends) {
+TEST_F(Buffer, LineEnds) {
     const struct {
         std::vector<std::string> pushes; // a line is asked for after each, until there is none
         std::vector<std::string> lines;
@@ -224,7 +224,7 @@ TEST_F(buffer, line_ends) {
     }
 }
 
-TEST_F(buffer, a_last_line_without_its_end_stays) {
+TEST_F(Buffer, ALastLineWithoutItsEndStays) {
     open();
     push("unfinished");
     ombrel_end_buffer(get());
@@ -234,7 +234,7 @@ TEST_F(buffer, a_last_line_without_its_end_stays) {
 
 // Long lines are searched in blocks: a line end at every place of a block, behind every kind of byte, and
 // with the line spread over nodes of every size.
-TEST_F(buffer, line_ends_at_every_place_of_a_long_line) {
+TEST_F(Buffer, LineEndsAtEveryPlaceOfALongLine) {
     for (const std::string fill : {"x", "\t", "\xC3\xA4", "\x0E\x7F"}) {
         for (size_t length = 0; length <= 200; length++) {
             open(length % 2 != 0 ? def_ombrel_buffer_flag_exact : 0);
@@ -251,7 +251,7 @@ TEST_F(buffer, line_ends_at_every_place_of_a_long_line) {
 
 // A byte that was looked at may be changed behind the search's back: what is referenced shows whether it is
 // looked at again.
-TEST_F(buffer, the_search_for_a_line_end_goes_on_where_it_stopped) {
+TEST_F(Buffer, TheSearchForALineEndGoesOnWhereItStopped) {
     std::vector<std::string> pieces(300, std::string(100, 'x'));
     const auto begin = [&](int64_t taken) {
         open(def_ombrel_buffer_flag_reference);
@@ -280,7 +280,7 @@ TEST_F(buffer, the_search_for_a_line_end_goes_on_where_it_stopped) {
     }
 }
 
-TEST_F(buffer, random_programs_match_a_string) {
+TEST_F(Buffer, RandomProgramsMatchAString) {
     std::mt19937 random(20);
     std::vector<uint8_t> code(600);
     for (int i = 0; i < 400; i++) {
@@ -309,7 +309,7 @@ struct deliveries {
     }
 };
 
-TEST_F(buffer, a_handler_gets_every_push_whole_and_in_order) {
+TEST_F(Buffer, AHandlerGetsEveryPushWholeAndInOrder) {
     constexpr int threads = 4, pushes = 400;
     deliveries got;
     buffer_ptr shared(ombrel_open_buffer_ex2(0, deliveries::receive, &got));
@@ -333,7 +333,7 @@ TEST_F(buffer, a_handler_gets_every_push_whole_and_in_order) {
     }
 }
 
-TEST_F(buffer, pushes_wait_for_each_other) {
+TEST_F(Buffer, PushesWaitForEachOther) {
     const std::function<size_t(ombrel_buffer_t*)> others[] = {
         [](ombrel_buffer_t* shared) { return ombrel_push_printf(shared, "%d", 1234); },
         [](ombrel_buffer_t* shared) { return ombrel_push_buffer(shared, "1234", 4); },
@@ -351,7 +351,7 @@ TEST_F(buffer, pushes_wait_for_each_other) {
     }
 }
 
-TEST_F(buffer, a_handler_gets_owned_blocks_and_is_gone_after_the_close) {
+TEST_F(Buffer, AHandlerGetsOwnedBlocksAndIsGoneAfterTheClose) {
     deliveries got;
     buffer_ptr shared(ombrel_open_buffer_ex2(def_ombrel_buffer_flag_wipe, deliveries::receive, &got));
     void* block = ombrel_calloc(1, 9000);
@@ -374,7 +374,7 @@ std::string counting_text(size_t size) {
     return text;
 }
 
-TEST_F(buffer, reads_parts_of_files) {
+TEST_F(Buffer, ReadsPartsOfFiles) {
     const std::string text = counting_text(300001);
     const scratch_directory folder;
     const std::string file = folder.file("text", text);
@@ -401,7 +401,7 @@ TEST_F(buffer, reads_parts_of_files) {
     }
 }
 
-TEST_F(buffer, a_file_is_pushed_in_units) {
+TEST_F(Buffer, AFileIsPushedInUnits) {
     const scratch_directory folder;
     const std::string file = folder.file("text", counting_text(8192 + 600));
     open(def_ombrel_buffer_flag_exact);
@@ -413,7 +413,7 @@ TEST_F(buffer, a_file_is_pushed_in_units) {
 }
 
 // A process's own memory is a file whose reading fails behind the end of a mapping.
-TEST_F(buffer, a_file_that_fails_half_way) {
+TEST_F(Buffer, AFileThatFailsHalfWay) {
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     void* const memory = mmap(nullptr, 3 * page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(MAP_FAILED, memory);
@@ -432,7 +432,7 @@ TEST_F(buffer, a_file_that_fails_half_way) {
     munmap(static_cast<char*>(memory) + 2 * page, page);
 }
 
-TEST_F(buffer, files_that_cannot_be_read) {
+TEST_F(Buffer, FilesThatCannotBeRead) {
     open();
     size_t size = 1;
     for (const char* path : {"/nonexistent/file", "/tmp", "", static_cast<const char*>(nullptr)}) {

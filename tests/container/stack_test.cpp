@@ -8,7 +8,7 @@
 
 namespace {
 
-using stack = ombrel_test::balanced_test;
+using Stack = ombrel_test::balanced_test;
 
 constexpr size_t header = 3 * sizeof(void*);
 
@@ -19,7 +19,7 @@ std::string numbered(size_t size) {
     return bytes;
 }
 
-TEST_F(stack, a_large_first_push_takes_two_chunks) {
+TEST_F(Stack, ALargeFirstPushTakesTwoChunks) {
     const std::string bytes = numbered(10000);
     const size_t count = ombrel_get_alloc_count(), size = ombrel_get_alloc_size();
     ombrel_stack_t* top = ombrel_push_stack(nullptr, bytes.data(), bytes.size());
@@ -34,7 +34,7 @@ TEST_F(stack, a_large_first_push_takes_two_chunks) {
     EXPECT_EQ(nullptr, ombrel_pop_stack(first, got.data(), 1));
 }
 
-TEST_F(stack, an_emptied_chunk_stays_until_bytes_below_it_are_wanted) {
+TEST_F(Stack, AnEmptiedChunkStaysUntilBytesBelowItAreWanted) {
     ombrel_stack_t* first = ombrel_push_stack(nullptr, nullptr, 4096 - header);
     EXPECT_EQ(first, ombrel_push_stack(first, "", 0));
     ombrel_stack_t* second = ombrel_push_stack(first, "x", 1);
@@ -53,7 +53,7 @@ TEST_F(stack, an_emptied_chunk_stays_until_bytes_below_it_are_wanted) {
     EXPECT_EQ(nullptr, ombrel_pop_stack(nullptr, rest, 1));
 }
 
-TEST_F(stack, random_pushes_and_pops_match_a_string) {
+TEST_F(Stack, RandomPushesAndPopsMatchAString) {
     std::mt19937 random(3);
     std::string model; // the top at the front
     ombrel_stack_t* top = nullptr;

@@ -10,10 +10,10 @@ namespace {
 class ValueTest : public ombrel_test::balanced_test {
 protected:
     ValueTest() { ombrel_init_value(&list_); }
-    ~ValueTest() override { EXPECT_EQ(ombrel_destroy_value(&list_), 0); }
+    ~ValueTest() override { EXPECT_EQ(0, ombrel_destroy_value(&list_)); }
 
     void add(const char* name, const char* text) {
-        EXPECT_EQ(ombrel_set_value_string(&list_, def_ombrel_value_append, 1, name, text), 0);
+        EXPECT_EQ(0, ombrel_set_value_string(&list_, def_ombrel_value_append, 1, name, text));
     }
     /// "name=text" of every entry in order; each link is checked on the way.
     std::string content() const {
@@ -31,7 +31,7 @@ protected:
     template<typename Change>
     bool dirties(Change change) {
         list_.m_flags &= ~def_ombrel_value_flag_dirty;
-        EXPECT_EQ(change(), 0);
+        EXPECT_EQ(0, change());
         return (list_.m_flags & def_ombrel_value_flag_dirty) != 0;
     }
 
@@ -50,59 +50,59 @@ TEST_F(ValueTest, ReplacesByName) {
     EXPECT_EQ(list_.m_tail, node) << "data of the same size are overwritten in place";
     EXPECT_TRUE(set("zz", 2)) << "without a terminator of their own";
     EXPECT_EQ(list_.m_tail, node);
-    EXPECT_EQ(content(), "x=0 a=zz ") << "still readable as a string";
+    EXPECT_EQ("x=0 a=zz ", content()) << "still readable as a string";
     EXPECT_TRUE(set(nullptr, 2));
-    EXPECT_EQ(content(), "x=0 a= ");
+    EXPECT_EQ("x=0 a= ", content());
     EXPECT_FALSE(set(nullptr, 2));
     EXPECT_TRUE(set("long", 5));
-    EXPECT_EQ(content(), "x=0 A=long ") << "data of another size come in a new entry";
+    EXPECT_EQ("x=0 A=long ", content()) << "data of another size come in a new entry";
     EXPECT_TRUE(set(list_.m_tail->m_data, 3)) << "its own data shortened";
-    EXPECT_EQ(content(), "x=0 A=lon ");
+    EXPECT_EQ("x=0 A=lon ", content());
 }
 
 TEST_F(ValueTest, SetsByTheOtherModes) {
     add("a", "1");
     add("a", "1");
-    EXPECT_EQ(content(), "a=1 a=1 ");
+    EXPECT_EQ("a=1 a=1 ", content());
     EXPECT_TRUE(dirties([&] { return ombrel_set_value_string(&list_, 2, 1, "b", "1"); }));
-    EXPECT_EQ(content(), "b=1 a=1 ");
+    EXPECT_EQ("b=1 a=1 ", content());
     ombrel_set_value_string(&list_, 2, 1, nullptr, "2");
-    EXPECT_EQ(content(), "b=1 a=1 -=2 ");
+    EXPECT_EQ("b=1 a=1 -=2 ", content());
     EXPECT_FALSE(dirties([&] { return ombrel_set_value_string(&list_, 3, 0, "A", "1"); }));
     EXPECT_TRUE(dirties([&] { return ombrel_set_value_string(&list_, 7, 1, "A", "1"); }));
-    EXPECT_EQ(content(), "b=1 a=1 -=2 A=1 ");
-    EXPECT_EQ(ombrel_multiple_set_value_int_string(&list_, 1, 1, "a|n", -7), 0);
-    EXPECT_EQ(content(), "b=1 a=-7 -=2 A=1 n=-7 ");
-    EXPECT_EQ(ombrel_multiple_set_value_string(&list_, 1, 1, "a|A", nullptr), 0);
-    EXPECT_EQ(content(), "b=1 a= -=2 A= n=-7 ");
-    EXPECT_EQ(ombrel_multiple_set_value(&list_, 1, 0, "B|N", "xyz", 2), 0);
-    EXPECT_EQ(content(), "b=xy a= -=2 A= N=xy ");
+    EXPECT_EQ("b=1 a=1 -=2 A=1 ", content());
+    EXPECT_EQ(0, ombrel_multiple_set_value_int_string(&list_, 1, 1, "a|n", -7));
+    EXPECT_EQ("b=1 a=-7 -=2 A=1 n=-7 ", content());
+    EXPECT_EQ(0, ombrel_multiple_set_value_string(&list_, 1, 1, "a|A", nullptr));
+    EXPECT_EQ("b=1 a= -=2 A= n=-7 ", content());
+    EXPECT_EQ(0, ombrel_multiple_set_value(&list_, 1, 0, "B|N", "xyz", 2));
+    EXPECT_EQ("b=xy a= -=2 A= N=xy ", content());
 }
 
 TEST_F(ValueTest, Searches) {
     add("Key", "1");
     add(nullptr, "2");
     add("y", "3");
-    EXPECT_EQ(ombrel_get_value_node_by_name(&list_, 1, "key"), nullptr);
+    EXPECT_EQ(nullptr, ombrel_get_value_node_by_name(&list_, 1, "key"));
     EXPECT_EQ(ombrel_get_value_node_by_name(&list_, 0, "key"), list_.m_head);
     EXPECT_EQ(ombrel_get_value_node_by_name(&list_, 1, nullptr), list_.m_head->m_next);
     EXPECT_EQ(ombrel_multiple_search_value_node_by_name(list_.m_head, 1, "x|y"), list_.m_tail);
-    EXPECT_EQ(ombrel_multiple_search_value_node_by_name(list_.m_head, 1, "x||"), nullptr)
+    EXPECT_EQ(nullptr, ombrel_multiple_search_value_node_by_name(list_.m_head, 1, "x||"))
         << "an empty alternative is not the missing name";
     EXPECT_EQ(ombrel_multiple_search_value_node(list_.m_head, 0, "Y|KEY", "3", 2), list_.m_tail);
-    EXPECT_EQ(ombrel_get_value_node(&list_, 1, "y", "1", 2), nullptr);
+    EXPECT_EQ(nullptr, ombrel_get_value_node(&list_, 1, "y", "1", 2));
     EXPECT_EQ(ombrel_get_value_node_by_data(&list_, "2", 2), list_.m_head->m_next);
-    EXPECT_EQ(ombrel_search_value_node_by_name(list_.m_tail, 1, "Key"), nullptr) << "only from the node on";
-    EXPECT_EQ(ombrel_get_value_node_by_string(&list_, "3"), nullptr) << "stored with its terminator";
+    EXPECT_EQ(nullptr, ombrel_search_value_node_by_name(list_.m_tail, 1, "Key")) << "only from the node on";
+    EXPECT_EQ(nullptr, ombrel_get_value_node_by_string(&list_, "3")) << "stored with its terminator";
     ombrel_set_value(&list_, 0, 1, "raw", "3", 1);
     ombrel_value_node_t* const raw = list_.m_tail;
     EXPECT_EQ(ombrel_get_value_node_by_string(&list_, "3"), raw);
     EXPECT_EQ(ombrel_search_value_node_by_string(list_.m_head, "3"), raw);
     EXPECT_EQ(ombrel_search_value_node_by_data(list_.m_head->m_next, "3", 2), raw->m_prev);
     EXPECT_EQ(ombrel_search_value_node(list_.m_head, 0, "RAW", "3", 1), raw);
-    EXPECT_EQ(ombrel_search_value_node(list_.m_head, 1, "RAW", "3", 1), nullptr);
+    EXPECT_EQ(nullptr, ombrel_search_value_node(list_.m_head, 1, "RAW", "3", 1));
     EXPECT_TRUE(dirties([&] { return ombrel_remove_value_by_string(&list_, "3"); }));
-    EXPECT_EQ(content(), "Key=1 -=2 y=3 ") << "stored with its terminator";
+    EXPECT_EQ("Key=1 -=2 y=3 ", content()) << "stored with its terminator";
 }
 
 TEST_F(ValueTest, ReadsData) {
@@ -110,14 +110,14 @@ TEST_F(ValueTest, ReadsData) {
     ombrel_set_value(&list_, 0, 1, "raw", "xyz", 3);
     ombrel_set_value(&list_, 0, 1, "zero", nullptr, 4);
     size_t size = 99;
-    EXPECT_STREQ(static_cast<char*>(ombrel_get_value_by_name(&list_, 1, "raw", &size)), "xyz");
-    EXPECT_EQ(size, 3u);
-    EXPECT_EQ(ombrel_get_value_by_name(&list_, 1, "none", &size), nullptr);
-    EXPECT_EQ(size, 0u);
-    EXPECT_STREQ(ombrel_get_value_string(&list_, 0, "TEXT"), "abc");
-    EXPECT_STREQ(ombrel_get_value_string_ex(&list_, 1, "raw", "no"), "no");
-    EXPECT_STREQ(ombrel_get_value_string_ex(&list_, 1, "zero", "no"), "");
-    EXPECT_EQ(ombrel_get_value_string(&list_, 1, "none"), nullptr);
+    EXPECT_STREQ("xyz", static_cast<char*>(ombrel_get_value_by_name(&list_, 1, "raw", &size)));
+    EXPECT_EQ(3u, size);
+    EXPECT_EQ(nullptr, ombrel_get_value_by_name(&list_, 1, "none", &size));
+    EXPECT_EQ(0u, size);
+    EXPECT_STREQ("abc", ombrel_get_value_string(&list_, 0, "TEXT"));
+    EXPECT_STREQ("no", ombrel_get_value_string_ex(&list_, 1, "raw", "no"));
+    EXPECT_STREQ("", ombrel_get_value_string_ex(&list_, 1, "zero", "no"));
+    EXPECT_EQ(nullptr, ombrel_get_value_string(&list_, 1, "none"));
 }
 
 TEST_F(ValueTest, Removes) {
@@ -126,64 +126,64 @@ TEST_F(ValueTest, Removes) {
     EXPECT_FALSE(dirties([&] { return ombrel_remove_value_by_name(&list_, 1, "A"); }));
     EXPECT_TRUE(dirties([&] { return ombrel_remove_value_by_name(&list_, 1, list_.m_head->m_name); }))
         << "by a name that goes with its entry";
-    EXPECT_EQ(content(), "b=b c=c ");
+    EXPECT_EQ("b=b c=c ", content());
     EXPECT_TRUE(dirties([&] { return ombrel_remove_value_by_data(&list_, "c", 2); }));
-    EXPECT_EQ(content(), "b=b ");
+    EXPECT_EQ("b=b ", content());
     add("d", "1");
     add("D", "1");
-    EXPECT_EQ(ombrel_remove_value(&list_, 1, "d", "2", 2), 0);
-    EXPECT_EQ(ombrel_multiple_remove_value(&list_, 1, "b|d", "1", 2), 0);
-    EXPECT_EQ(content(), "b=b D=1 ");
-    EXPECT_EQ(ombrel_multiple_remove_value_by_name(&list_, 0, "x|d"), 0);
-    EXPECT_EQ(content(), "b=b ");
+    EXPECT_EQ(0, ombrel_remove_value(&list_, 1, "d", "2", 2));
+    EXPECT_EQ(0, ombrel_multiple_remove_value(&list_, 1, "b|d", "1", 2));
+    EXPECT_EQ("b=b D=1 ", content());
+    EXPECT_EQ(0, ombrel_multiple_remove_value_by_name(&list_, 0, "x|d"));
+    EXPECT_EQ("b=b ", content());
     EXPECT_TRUE(dirties([&] { return ombrel_reset_value(&list_); }));
     EXPECT_FALSE(dirties([&] { return ombrel_reset_value(&list_); }));
 }
 
 TEST_F(ValueTest, RefusesUninitializedHeads) {
     ombrel_value_t raw = {};
-    EXPECT_EQ(ombrel_set_value_string(&raw, 0, 1, "a", "1"), -1);
-    EXPECT_EQ(ombrel_multiple_set_value_string(&raw, 0, 1, "a|b", "1"), -1);
-    EXPECT_EQ(ombrel_reset_value(&raw), -1);
-    EXPECT_EQ(ombrel_remove_value_by_name(nullptr, 1, "a"), -1);
-    EXPECT_EQ(ombrel_get_value_node_by_name(nullptr, 1, "a"), nullptr);
-    EXPECT_EQ(ombrel_init_value(nullptr), nullptr);
-    EXPECT_EQ(ombrel_free_value(nullptr), -1);
-    EXPECT_EQ(ombrel_free_value_node(nullptr), -1);
+    EXPECT_EQ(-1, ombrel_set_value_string(&raw, 0, 1, "a", "1"));
+    EXPECT_EQ(-1, ombrel_multiple_set_value_string(&raw, 0, 1, "a|b", "1"));
+    EXPECT_EQ(-1, ombrel_reset_value(&raw));
+    EXPECT_EQ(-1, ombrel_remove_value_by_name(nullptr, 1, "a"));
+    EXPECT_EQ(nullptr, ombrel_get_value_node_by_name(nullptr, 1, "a"));
+    EXPECT_EQ(nullptr, ombrel_init_value(nullptr));
+    EXPECT_EQ(-1, ombrel_free_value(nullptr));
+    EXPECT_EQ(-1, ombrel_free_value_node(nullptr));
 }
 
 TEST_F(ValueTest, OwnsAllocatedHeadsAndChains) {
     ombrel_value_t* head = ombrel_new_value();
-    EXPECT_EQ(head->m_flags, 0x181u);
+    EXPECT_EQ(0x181u, head->m_flags);
     ombrel_set_value_int_string(head, 0, 1, "n", 1);
-    EXPECT_EQ(ombrel_free_value(head), 0);
+    EXPECT_EQ(0, ombrel_free_value(head));
     ombrel_value_node_t* first = ombrel_new_value_node("a", "x", 1);
     ombrel_value_node_t* second = ombrel_new_value_node(nullptr, nullptr, 0);
     EXPECT_EQ(first->m_name, reinterpret_cast<char*>(first + 1));
-    EXPECT_EQ(second->m_data, nullptr);
+    EXPECT_EQ(nullptr, second->m_data);
     first->m_next = second;
     second->m_prev = first;
-    EXPECT_EQ(ombrel_free_value_node(second), 0) << "the whole chain goes";
+    EXPECT_EQ(0, ombrel_free_value_node(second)) << "the whole chain goes";
 #if SIZE_MAX > UINT32_MAX
-    EXPECT_EQ(ombrel_new_value_node("a", "x", size_t{UINT32_MAX} + 1), nullptr);
+    EXPECT_EQ(nullptr, ombrel_new_value_node("a", "x", size_t{UINT32_MAX} + 1));
 #endif
 }
 
 TEST_F(ValueTest, ReadsAndSetsTheEnvironment) {
     std::string assignment = "OMBREL_TEST_B=text=1";
-    EXPECT_EQ(ombrel_putenv(assignment.c_str()), 0);
+    EXPECT_EQ(0, ombrel_putenv(assignment.c_str()));
     assignment.assign(assignment.size(), '#'); // the environment has its own copy
     char* value = ombrel_alloc_getenv("OMBREL_TEST_A||OMBREL_TEST_B");
-    EXPECT_STREQ(value, "text=1");
+    EXPECT_STREQ("text=1", value);
     ombrel_free(value);
     int found = 0;
     for (char** at = ombrel_environ(); *at != nullptr; at++)
         found += std::string(*at) == "OMBREL_TEST_B=text=1";
-    EXPECT_EQ(found, 1);
-    EXPECT_EQ(ombrel_putenv("OMBREL_TEST_B"), 0);
-    EXPECT_EQ(ombrel_alloc_getenv("OMBREL_TEST_B"), nullptr);
-    EXPECT_EQ(ombrel_putenv(nullptr), -1);
-    EXPECT_EQ(ombrel_alloc_getenv(nullptr), nullptr);
+    EXPECT_EQ(1, found);
+    EXPECT_EQ(0, ombrel_putenv("OMBREL_TEST_B"));
+    EXPECT_EQ(nullptr, ombrel_alloc_getenv("OMBREL_TEST_B"));
+    EXPECT_EQ(-1, ombrel_putenv(nullptr));
+    EXPECT_EQ(nullptr, ombrel_alloc_getenv(nullptr));
     for (const char* text : {"OMBREL_TEST_NEVER_SET", "OMBREL_TEST_EMPTY=", "OMBREL_TEST_EMPTY", "", "=x"}) {
         const int expected = putenv(const_cast<char*>(text));
         EXPECT_EQ(ombrel_putenv(text), expected) << '"' << text << '"';

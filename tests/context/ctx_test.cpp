@@ -24,9 +24,9 @@ namespace {
 constexpr int not_supported = def_ombrel_ctx_error_not_supported;
 constexpr int unknown = 12345;
 
-class ctx_test : public balanced_test {
+class CtxTest : public balanced_test {
 protected:
-    ~ctx_test() override { ombrel_destroy_ctx(ctx); }
+    ~CtxTest() override { ombrel_destroy_ctx(ctx); }
 
     int open(const char* source) {
         ombrel_ctx_set_option(ctx, "source", source);
@@ -50,31 +50,31 @@ private:
 
 } // namespace
 
-TEST_F(ctx_test, opening_binds_to_the_newest_plugin_that_accepts) {
+TEST_F(CtxTest, OpeningBindsToTheNewestPluginThatAccepts) {
     const loaded_probe a("probe_a"), b("probe_b");
-    EXPECT_EQ(ombrel_open_ctx(ctx, "nobody/serves"), -1);
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "nobody/serves"));
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
-    EXPECT_EQ(ombrel_get_ctx_plugin_name(ctx), nullptr);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "Test/Shared/1"), 0);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 0);
-    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so");
-    EXPECT_STREQ(ombrel_get_ctx_mime_type_hint(ctx), "test/other|test/shared*");
-    EXPECT_STREQ(ombrel_get_ctx_mime_type(ctx), "Test/Shared/1");
-    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/other"), 0);
-    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/text"), -1);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_already_open);
-    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so") << "bound as before";
-    EXPECT_EQ(ombrel_ctx_get_plugin_descriptor(ctx), 7);
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(b->closed, 1);
-    EXPECT_EQ(ombrel_ctx_get_plugin_descriptor(ctx), -1);
-    EXPECT_EQ(ombrel_ctx_get_plugin_data(ctx), nullptr);
-    EXPECT_EQ(ombrel_get_ctx_mime_type(ctx), nullptr);
-    EXPECT_EQ(ombrel_check_ctx_mime_type(ctx, "test/other"), -1);
+    EXPECT_EQ(nullptr, ombrel_get_ctx_plugin_name(ctx));
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "Test/Shared/1"));
+    EXPECT_EQ(0, ombrel_ctx_get_last_error(ctx));
+    EXPECT_STREQ("probe_b.so", ombrel_get_ctx_plugin_name(ctx));
+    EXPECT_STREQ("test/other|test/shared*", ombrel_get_ctx_mime_type_hint(ctx));
+    EXPECT_STREQ("Test/Shared/1", ombrel_get_ctx_mime_type(ctx));
+    EXPECT_EQ(0, ombrel_check_ctx_mime_type(ctx, "test/other"));
+    EXPECT_EQ(-1, ombrel_check_ctx_mime_type(ctx, "test/text"));
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(def_ombrel_ctx_error_already_open, ombrel_ctx_get_last_error(ctx));
+    EXPECT_STREQ("probe_b.so", ombrel_get_ctx_plugin_name(ctx)) << "bound as before";
+    EXPECT_EQ(7, ombrel_ctx_get_plugin_descriptor(ctx));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(1, b->closed);
+    EXPECT_EQ(-1, ombrel_ctx_get_plugin_descriptor(ctx));
+    EXPECT_EQ(nullptr, ombrel_ctx_get_plugin_data(ctx));
+    EXPECT_EQ(nullptr, ombrel_get_ctx_mime_type(ctx));
+    EXPECT_EQ(-1, ombrel_check_ctx_mime_type(ctx, "test/other"));
 }
 
-TEST_F(ctx_test, a_refusal_goes_on_to_the_next_plugin_only_when_not_supported) {
+TEST_F(CtxTest, ARefusalGoesOnToTheNextPluginOnlyWhenNotSupported) {
     const loaded_probe a("probe_a"), b("probe_b");
     const struct {
         const char* refusal;
@@ -82,96 +82,96 @@ TEST_F(ctx_test, a_refusal_goes_on_to_the_next_plugin_only_when_not_supported) {
     } cases[] = {{"3", not_supported}, {"5", def_ombrel_ctx_error_not_found}, {"0", not_supported}};
     for (const auto& c : cases) {
         ombrel_ctx_set_option(ctx, "refuse", c.refusal);
-        EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), -3) << "the result of the last one asked";
+        EXPECT_EQ(-3, ombrel_open_ctx(ctx, "test/shared")) << "the result of the last one asked";
         EXPECT_EQ(ombrel_ctx_get_last_error(ctx), c.error);
-        EXPECT_EQ(ombrel_get_ctx_plugin_name(ctx), nullptr);
+        EXPECT_EQ(nullptr, ombrel_get_ctx_plugin_name(ctx));
     }
-    EXPECT_EQ(a->opened + b->opened + a->closed + b->closed, 0);
-    EXPECT_EQ(a->refused, 1) << "the first time alone";
-    EXPECT_EQ(b->refused, 3) << "each time once";
+    EXPECT_EQ(0, a->opened + b->opened + a->closed + b->closed);
+    EXPECT_EQ(1, a->refused) << "the first time alone";
+    EXPECT_EQ(3, b->refused) << "each time once";
     const int bare = ombrel_load_plugin(module_path("bare").c_str(), nullptr);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/bare"), 0);
-    EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 0), -1);
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/bare"));
+    EXPECT_EQ(-1, ombrel_ctx_read(ctx, nullptr, 0));
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported) << "a null slot";
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(ombrel_unload_plugin(bare), 0);
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(0, ombrel_unload_plugin(bare));
 }
 
-TEST_F(ctx_test, an_open_operation_may_use_contexts_but_not_close_its_own) {
+TEST_F(CtxTest, AnOpenOperationMayUseContextsButNotCloseItsOwn) {
     const loaded_probe a("probe_a");
     ombrel_ctx_set_option(ctx, "nested", "1");
     ombrel_ctx_set_option(ctx, "close", "1");
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_busy);
-    EXPECT_EQ(a->opened, 2);
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(def_ombrel_ctx_error_busy, ombrel_ctx_get_last_error(ctx));
+    EXPECT_EQ(2, a->opened);
 }
 
-TEST_F(ctx_test, options_are_found_in_either_case_until_the_context_is_closed) {
-    EXPECT_EQ(ombrel_ctx_get_option(ctx, "mode"), nullptr);
-    EXPECT_STREQ(ombrel_ctx_get_option_string_ex(ctx, "mode", "none"), "none");
-    EXPECT_EQ(ombrel_ctx_set_option(ctx, "Mode", "rb"), 0);
-    EXPECT_EQ(ombrel_ctx_set_option_string(ctx, "mode", "r+b"), 0);
-    EXPECT_STREQ(ombrel_ctx_get_option_string(ctx, "MODE"), "r+b");
-    EXPECT_EQ(ombrel_ctx_set_option_fstring(ctx, "xywh", "%d,%s", 5, "a"), 0);
-    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "xywh"), "5,a");
-    EXPECT_EQ(ombrel_ctx_set_option_int_string(ctx, "debug", INT32_MIN), 0);
-    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "debug"), "-2147483648");
-    EXPECT_EQ(ombrel_ctx_set_option(ctx, "mode", ombrel_ctx_get_option(ctx, "debug")), 0) << "another's text";
-    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "mode"), "-2147483648");
-    EXPECT_EQ(ombrel_ctx_set_option(ctx, "debug", nullptr), 0);
-    EXPECT_EQ(ombrel_ctx_get_option(ctx, "debug"), nullptr);
-    EXPECT_EQ(ombrel_ctx_set_option_string(ctx, "debug", nullptr), 0);
-    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "debug"), "");
+TEST_F(CtxTest, OptionsAreFoundInEitherCaseUntilTheContextIsClosed) {
+    EXPECT_EQ(nullptr, ombrel_ctx_get_option(ctx, "mode"));
+    EXPECT_STREQ("none", ombrel_ctx_get_option_string_ex(ctx, "mode", "none"));
+    EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "Mode", "rb"));
+    EXPECT_EQ(0, ombrel_ctx_set_option_string(ctx, "mode", "r+b"));
+    EXPECT_STREQ("r+b", ombrel_ctx_get_option_string(ctx, "MODE"));
+    EXPECT_EQ(0, ombrel_ctx_set_option_fstring(ctx, "xywh", "%d,%s", 5, "a"));
+    EXPECT_STREQ("5,a", ombrel_ctx_get_option(ctx, "xywh"));
+    EXPECT_EQ(0, ombrel_ctx_set_option_int_string(ctx, "debug", INT32_MIN));
+    EXPECT_STREQ("-2147483648", ombrel_ctx_get_option(ctx, "debug"));
+    EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "mode", ombrel_ctx_get_option(ctx, "debug"))) << "another's text";
+    EXPECT_STREQ("-2147483648", ombrel_ctx_get_option(ctx, "mode"));
+    EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "debug", nullptr));
+    EXPECT_EQ(nullptr, ombrel_ctx_get_option(ctx, "debug"));
+    EXPECT_EQ(0, ombrel_ctx_set_option_string(ctx, "debug", nullptr));
+    EXPECT_STREQ("", ombrel_ctx_get_option(ctx, "debug"));
     for (const char* name : {static_cast<const char*>(nullptr), ""})
-        EXPECT_EQ(ombrel_ctx_set_option(ctx, name, "x"), -1);
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(ombrel_ctx_get_option(ctx, "mode"), nullptr);
+        EXPECT_EQ(-1, ombrel_ctx_set_option(ctx, name, "x"));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(nullptr, ombrel_ctx_get_option(ctx, "mode"));
 }
 
-TEST_F(ctx_test, operations_reach_the_plugin) {
+TEST_F(CtxTest, OperationsReachThePlugin) {
     const loaded_probe a("probe_a");
-    ASSERT_EQ(open("hello world"), 0);
+    ASSERT_EQ(0, open("hello world"));
     char text[32] = "";
     int number = 0;
-    EXPECT_EQ(ombrel_ctx_control(ctx, 0x10002, &number, sizeof number), 0);
-    EXPECT_EQ(number, 42);
-    EXPECT_EQ(ombrel_ctx_xcontrol(ctx, "get", &number, sizeof number), 0);
-    EXPECT_EQ(number, 41);
-    EXPECT_EQ(ombrel_ctx_bcontrol(ctx, 0x10001, "abcd", size_t{5}, text, sizeof text), 5);
-    EXPECT_STREQ(text, "abcd");
-    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 0), 0);
-    EXPECT_EQ(ombrel_ctx_is_writable(ctx, -1), 1);
-    EXPECT_EQ(ombrel_ctx_read(ctx, text, SIZE_MAX), 5);
-    EXPECT_EQ(ombrel_ctx_seek(ctx, 6, def_ombrel_ctx_seek_set), 6);
-    EXPECT_EQ(ombrel_ctx_printf(ctx, "%s%d", "WOR", 1), 4) << "in pieces of 3";
-    EXPECT_EQ(ombrel_ctx_puts(ctx, "!"), -1);
-    EXPECT_EQ(ombrel_ctx_rewind(ctx), 0);
-    EXPECT_EQ(ombrel_ctx_puts(ctx, "HEL!O"), 3) << "what was written before it stopped";
-    EXPECT_EQ(ombrel_ctx_puts(ctx, nullptr), 0);
-    EXPECT_STREQ(static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)), "HELlo WOR1d");
-    EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 77);
-    EXPECT_EQ(ombrel_ctx_read(ctx, nullptr, 1), -1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
+    EXPECT_EQ(0, ombrel_ctx_control(ctx, 0x10002, &number, sizeof number));
+    EXPECT_EQ(42, number);
+    EXPECT_EQ(0, ombrel_ctx_xcontrol(ctx, "get", &number, sizeof number));
+    EXPECT_EQ(41, number);
+    EXPECT_EQ(5, ombrel_ctx_bcontrol(ctx, 0x10001, "abcd", size_t{5}, text, sizeof text));
+    EXPECT_STREQ("abcd", text);
+    EXPECT_EQ(0, ombrel_ctx_is_readable(ctx, 0));
+    EXPECT_EQ(1, ombrel_ctx_is_writable(ctx, -1));
+    EXPECT_EQ(5, ombrel_ctx_read(ctx, text, SIZE_MAX));
+    EXPECT_EQ(6, ombrel_ctx_seek(ctx, 6, def_ombrel_ctx_seek_set));
+    EXPECT_EQ(4, ombrel_ctx_printf(ctx, "%s%d", "WOR", 1)) << "in pieces of 3";
+    EXPECT_EQ(-1, ombrel_ctx_puts(ctx, "!"));
+    EXPECT_EQ(0, ombrel_ctx_rewind(ctx));
+    EXPECT_EQ(3, ombrel_ctx_puts(ctx, "HEL!O")) << "what was written before it stopped";
+    EXPECT_EQ(0, ombrel_ctx_puts(ctx, nullptr));
+    EXPECT_STREQ("HELlo WOR1d", static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)));
+    EXPECT_EQ(0, ombrel_ctx_sync(ctx));
+    EXPECT_EQ(77, ombrel_ctx_get_last_error(ctx));
+    EXPECT_EQ(-1, ombrel_ctx_read(ctx, nullptr, 1));
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ombrel_ctx_get_last_error(ctx));
     char argument[] = "5";
     char* argv[] = {argument, nullptr};
-    EXPECT_EQ(ombrel_ctx_is_executable_main(ctx), 1);
-    EXPECT_EQ(ombrel_ctx_execute_main(ctx, 1, argv), 15);
+    EXPECT_EQ(1, ombrel_ctx_is_executable_main(ctx));
+    EXPECT_EQ(15, ombrel_ctx_execute_main(ctx, 1, argv));
 }
 
-TEST_F(ctx_test, what_is_missing_is_not_supported) {
+TEST_F(CtxTest, WhatIsMissingIsNotSupported) {
     const loaded_probe old("probe_old");
     char byte;
     const auto missing = [this](int result, int expected) {
         EXPECT_EQ(result, expected);
         EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
-        EXPECT_EQ(ombrel_ctx_set_last_error(ctx, 0), 0);
+        EXPECT_EQ(0, ombrel_ctx_set_last_error(ctx, 0));
     };
     missing(ombrel_ctx_read(ctx, &byte, 1), -1);
     missing(ombrel_ctx_read(ctx, nullptr, 1), -1);
     missing(ombrel_ctx_puts(ctx, ""), -1);
     missing(ombrel_ctx_execute_main(ctx, 0, nullptr), 1);
-    ASSERT_EQ(open("x"), 0);
+    ASSERT_EQ(0, open("x"));
     missing(ombrel_ctx_is_executable_main(ctx), 0);
     missing(ombrel_ctx_db_get_query_puts(ctx, "1") != nullptr, 0);
     missing(static_cast<int>(ombrel_ctx_db_set_query_puts(ctx, "1")), -1);
@@ -179,100 +179,101 @@ TEST_F(ctx_test, what_is_missing_is_not_supported) {
     missing(ombrel_ctx_db_free_result(ctx, nullptr), -1);
     missing(ombrel_ctx_get_fbinfo(ctx, nullptr), -1);
     for (const int handle : {unknown, 0, -1, old.handle}) {
-        EXPECT_EQ(ombrel_ctx_read(handle, &byte, 1), -1);
-        EXPECT_EQ(ombrel_ctx_puts(handle, ""), -1);
-        EXPECT_EQ(ombrel_ctx_db_free_result(handle, nullptr), -1);
-        EXPECT_EQ(ombrel_open_ctx(handle, "test/text"), -1);
-        EXPECT_EQ(ombrel_ctx_get_last_error(handle), -1);
-        EXPECT_EQ(ombrel_ctx_set_option(handle, "a", "b"), -1);
-        EXPECT_EQ(ombrel_destroy_ctx(handle), -1);
+        EXPECT_EQ(-1, ombrel_ctx_read(handle, &byte, 1));
+        EXPECT_EQ(-1, ombrel_ctx_puts(handle, ""));
+        EXPECT_EQ(-1, ombrel_ctx_db_free_result(handle, nullptr));
+        EXPECT_EQ(-1, ombrel_open_ctx(handle, "test/text"));
+        EXPECT_EQ(-1, ombrel_ctx_get_last_error(handle));
+        EXPECT_EQ(-1, ombrel_ctx_set_option(handle, "a", "b"));
+        EXPECT_EQ(-1, ombrel_destroy_ctx(handle));
     }
-    EXPECT_EQ(ombrel_plugin_get_name(ctx), nullptr) << "the handle of another type";
+    EXPECT_EQ(nullptr, ombrel_plugin_get_name(ctx)) << "the handle of another type";
 }
 
-TEST_F(ctx_test, a_plugin_may_keep_its_own_error_word) {
+TEST_F(CtxTest, APluginMayKeepItsOwnErrorWord) {
     const loaded_probe own("probe_errors");
-    ASSERT_EQ(open("x"), 0);
-    EXPECT_EQ(ombrel_ctx_set_last_error(ctx, 12), 0);
-    EXPECT_EQ(own->own_error, 12);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 12);
-    EXPECT_EQ(ombrel_ctx_get_error_word(ctx), 0);
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), 12) << "it stays with the context";
+    ASSERT_EQ(0, open("x"));
+    EXPECT_EQ(0, ombrel_ctx_set_last_error(ctx, 12));
+    EXPECT_EQ(12, own->own_error);
+    EXPECT_EQ(12, ombrel_ctx_get_last_error(ctx));
+    EXPECT_EQ(0, ombrel_ctx_get_error_word(ctx));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(12, ombrel_ctx_get_last_error(ctx)) << "it stays with the context";
     ombrel_ctx_set_option(ctx, "refuse", "3");
     const loaded_probe newest("probe_errors");
-    EXPECT_EQ(open("x"), -3);
+    EXPECT_EQ(-3, open("x"));
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), not_supported);
 }
 
-TEST_F(ctx_test, a_stale_handle_reaches_nothing) {
+TEST_F(CtxTest, AStaleHandleReachesNothing) {
     std::set<int> living;
     while (living.size() < 3000)
         living.insert(ombrel_new_ctx());
     const int stale = *living.begin();
     for (const int handle : living)
-        EXPECT_EQ(ombrel_destroy_ctx(handle), 0);
+        EXPECT_EQ(0, ombrel_destroy_ctx(handle));
     for (int i = 0; i < 20000; i++) {
         const int next = ombrel_new_ctx();
         ASSERT_GT(next, 0);
-        ASSERT_EQ(living.count(next), 0u);
-        ASSERT_EQ(ombrel_ctx_set_last_error(stale, 1), -1);
-        ASSERT_EQ(ombrel_destroy_ctx(next), 0);
+        ASSERT_EQ(0u, living.count(next));
+        ASSERT_EQ(-1, ombrel_ctx_set_last_error(stale, 1));
+        ASSERT_EQ(0, ombrel_destroy_ctx(next));
     }
 }
 
-TEST_F(ctx_test, all_handles_can_be_in_use_and_come_back) {
+TEST_F(CtxTest, AllHandlesCanBeInUseAndComeBack) {
     capture output(stderr);
     std::vector<int> living;
     for (int next = ombrel_new_ctx(); next > 0; next = ombrel_new_ctx())
         living.push_back(next);
     EXPECT_EQ(living.size(), def_ombrel_plugin_most_handles - 2u)
         << "beside the built-in plug-in and the fixture";
-    EXPECT_EQ(ombrel_load_plugin(module_path("bare").c_str(), nullptr), -1);
+    EXPECT_EQ(-1, ombrel_load_plugin(module_path("bare").c_str(), nullptr));
     for (const int handle : living)
         ombrel_destroy_ctx(handle);
     const int next = ombrel_new_ctx();
     EXPECT_GT(next, 0);
     ombrel_destroy_ctx(next);
-    EXPECT_EQ(output.text(), "ombrel_new_ctx: [ERROR] no handle left ! (limit=262144)\n"
-                             "ombrel_load_plugin_ex: [ERROR] no handle left ! (limit=262144)\n");
+    EXPECT_EQ("ombrel_new_ctx: [ERROR] no handle left ! (limit=262144)\n"
+              "ombrel_load_plugin_ex: [ERROR] no handle left ! (limit=262144)\n",
+              output.text());
 }
 
-TEST_F(ctx_test, a_context_in_use_goes_when_the_last_call_leaves_it) {
+TEST_F(CtxTest, AContextInUseGoesWhenTheLastCallLeavesIt) {
     const loaded_probe a("probe_a");
-    ASSERT_EQ(open("hello"), 0);
+    ASSERT_EQ(0, open("hello"));
     PROBE_WRITE(a->hold, 1);
     char text[8] = "";
-    std::thread reader([&] { EXPECT_EQ(ombrel_ctx_read(ctx, text, sizeof text), 5); });
+    std::thread reader([&] { EXPECT_EQ(5, ombrel_ctx_read(ctx, text, sizeof text)); });
     while (PROBE_READ(a->inside) == 0)
         ombrel_load_balance_short();
-    EXPECT_EQ(ombrel_close_ctx(ctx), -1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_busy);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_already_open);
-    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
-    EXPECT_EQ(ombrel_destroy_ctx(ctx), -1);
-    EXPECT_EQ(ombrel_ctx_sync(ctx), -1);
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1);
-    EXPECT_EQ(a->closed, 0);
+    EXPECT_EQ(-1, ombrel_close_ctx(ctx));
+    EXPECT_EQ(def_ombrel_ctx_error_busy, ombrel_ctx_get_last_error(ctx));
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(def_ombrel_ctx_error_already_open, ombrel_ctx_get_last_error(ctx));
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+    EXPECT_EQ(-1, ombrel_destroy_ctx(ctx));
+    EXPECT_EQ(-1, ombrel_ctx_sync(ctx));
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(0, a->closed);
     PROBE_WRITE(a->hold, 0);
     reader.join();
-    EXPECT_STREQ(text, "hello");
-    EXPECT_EQ(a->closed, 1);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), -1);
+    EXPECT_STREQ("hello", text);
+    EXPECT_EQ(1, a->closed);
+    EXPECT_EQ(-1, ombrel_ctx_get_last_error(ctx));
 }
 
-TEST_F(ctx_test, an_operation_may_destroy_its_own_context) {
+TEST_F(CtxTest, AnOperationMayDestroyItsOwnContext) {
     const loaded_probe a("probe_a");
-    ASSERT_EQ(open("hello"), 0);
+    ASSERT_EQ(0, open("hello"));
     ombrel_ctx_set_option(ctx, "destroy", "1");
-    EXPECT_EQ(ombrel_ctx_sync(ctx), 5);
-    EXPECT_EQ(a->closed, 1);
-    EXPECT_EQ(ombrel_ctx_get_plugin_data(ctx), nullptr);
+    EXPECT_EQ(5, ombrel_ctx_sync(ctx));
+    EXPECT_EQ(1, a->closed);
+    EXPECT_EQ(nullptr, ombrel_ctx_get_plugin_data(ctx));
 }
 
 // For the sanitizers: whatever comes at the same moment as opening, closing and destroying.
-TEST_F(ctx_test, calls_may_meet_the_end_of_their_context) {
+TEST_F(CtxTest, CallsMayMeetTheEndOfTheirContext) {
     const loaded_probe a("probe_a");
     using call = void (*)(int ctx);
     static constexpr call calls[] = {
@@ -308,97 +309,98 @@ TEST_F(ctx_test, calls_may_meet_the_end_of_their_context) {
                 ombrel_load_balance_short();
             is_over = true;
         });
-        EXPECT_EQ(ombrel_ctx_get_last_error(shared), -1);
+        EXPECT_EQ(-1, ombrel_ctx_get_last_error(shared));
     }
     EXPECT_EQ(a->opened, a->closed);
 }
 
-TEST_F(ctx_test, a_result_is_printed_as_an_aligned_table) {
+TEST_F(CtxTest, AResultIsPrintedAsAnAlignedTable) {
     const loaded_probe a("probe_a");
-    ASSERT_EQ(open(""), 0);
+    ASSERT_EQ(0, open(""));
     const query two(ctx, 2), none(ctx, 0);
-    EXPECT_EQ(ombrel_ctx_db_get_query_ex(ctx, "4", nullptr, 1), nullptr);
-    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), def_ombrel_ctx_error_invalid_argument);
+    EXPECT_EQ(nullptr, ombrel_ctx_db_get_query_ex(ctx, "4", nullptr, 1));
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ombrel_ctx_get_last_error(ctx));
     capture output(stdout);
-    EXPECT_EQ(ombrel_ctx_db_dump_result(ctx, two), 2);
-    EXPECT_EQ(ombrel_ctx_db_dump_result(ctx, none), 0) << "an error from before is not its own";
-    EXPECT_EQ(output.text(), "none | n  | text | blob\n"
-                             "-----+----+------+----------\n"
-                             "NULL |  7 | \xC3\xA9.0  | (9 bytes)\n"
-                             "NULL | 12 | NULL | NULL\n"
-                             "none | n | text | blob\n"
-                             "-----+---+------+-----\n");
+    EXPECT_EQ(2, ombrel_ctx_db_dump_result(ctx, two));
+    EXPECT_EQ(0, ombrel_ctx_db_dump_result(ctx, none)) << "an error from before is not its own";
+    EXPECT_EQ("none | n  | text | blob\n"
+              "-----+----+------+----------\n"
+              "NULL |  7 | \xC3\xA9.0  | (9 bytes)\n"
+              "NULL | 12 | NULL | NULL\n"
+              "none | n | text | blob\n"
+              "-----+---+------+-----\n",
+              output.text());
 }
 
 // The forms with a list of arguments and with a format, which come down to the plain ones.
-TEST_F(ctx_test, formats_and_lists_reach_the_plugin) {
+TEST_F(CtxTest, FormatsAndListsReachThePlugin) {
     const loaded_probe a("probe_a");
-    ASSERT_EQ(open("hello world"), 0);
+    ASSERT_EQ(0, open("hello world"));
     int number = 0;
     char text[8] = "";
     const auto control = [this](va_list list) { return ombrel_ctx_vcontrol(ctx, 0x10002, list); };
     const auto xcontrol = [this](va_list list) { return ombrel_ctx_vxcontrol(ctx, "get", list); };
     const auto bcontrol = [this](va_list list) { return ombrel_ctx_vbcontrol(ctx, 0x10001, list); };
-    EXPECT_EQ(with_list(control, &number, sizeof number), 0);
-    EXPECT_EQ(number, 42);
-    EXPECT_EQ(with_list(xcontrol, &number, sizeof number), 0);
-    EXPECT_EQ(number, 41);
-    EXPECT_EQ(with_list(bcontrol, "abcd", size_t{5}, text, sizeof text), 5);
-    EXPECT_STREQ(text, "abcd");
-    EXPECT_EQ(with_list([this](va_list list) { return ombrel_ctx_vprintf(ctx, "%s-%d", list); }, "J", 12), 4);
-    EXPECT_STREQ(static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)), "J-12o world");
+    EXPECT_EQ(0, with_list(control, &number, sizeof number));
+    EXPECT_EQ(42, number);
+    EXPECT_EQ(0, with_list(xcontrol, &number, sizeof number));
+    EXPECT_EQ(41, number);
+    EXPECT_EQ(5, with_list(bcontrol, "abcd", size_t{5}, text, sizeof text));
+    EXPECT_STREQ("abcd", text);
+    EXPECT_EQ(4, with_list([this](va_list list) { return ombrel_ctx_vprintf(ctx, "%s-%d", list); }, "J", 12));
+    EXPECT_STREQ("J-12o world", static_cast<char*>(ombrel_ctx_get_plugin_data(ctx)));
     const auto option = [this](va_list list) {
         return ombrel_ctx_set_option_vfstring(ctx, "x", "%d,%s", list);
     };
-    EXPECT_EQ(with_list(option, 5, "a"), 0);
-    EXPECT_STREQ(ombrel_ctx_get_option(ctx, "x"), "5,a");
+    EXPECT_EQ(0, with_list(option, 5, "a"));
+    EXPECT_STREQ("5,a", ombrel_ctx_get_option(ctx, "x"));
 
-    EXPECT_EQ(ombrel_ctx_db_set_query(ctx, "%d%s", 12, "34"), 1234);
+    EXPECT_EQ(1234, ombrel_ctx_db_set_query(ctx, "%d%s", 12, "34"));
     const auto change = [this](va_list list) { return ombrel_ctx_db_set_vquery(ctx, "%s%d", list); };
-    EXPECT_EQ(with_list(change, "90000000", 123), 90000000123);
+    EXPECT_EQ(90000000123, with_list(change, "90000000", 123));
     const auto ask = [this](va_list list) { return ombrel_ctx_db_get_vquery(ctx, "%d", list); };
     ombrel_ctx_db_result_t* const one = with_list(ask, 1);
-    EXPECT_NE(ombrel_ctx_db_fetch_row(ctx, one), nullptr);
-    EXPECT_EQ(ombrel_ctx_db_fetch_row(ctx, one), nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_field_index_f(ctx, one, "%sX%c", "te", 'T'), 2);
+    EXPECT_NE(nullptr, ombrel_ctx_db_fetch_row(ctx, one));
+    EXPECT_EQ(nullptr, ombrel_ctx_db_fetch_row(ctx, one));
+    EXPECT_EQ(2, ombrel_ctx_db_get_field_index_f(ctx, one, "%sX%c", "te", 'T'));
     const auto place = [&](va_list list) { return ombrel_ctx_db_get_field_index_v(ctx, one, "%s%s", list); };
-    EXPECT_EQ(with_list(place, "BL", "ob"), 3);
-    EXPECT_EQ(with_list(place, "blob", "b"), -1);
-    EXPECT_EQ(ombrel_ctx_db_free_result(ctx, one), 0);
+    EXPECT_EQ(3, with_list(place, "BL", "ob"));
+    EXPECT_EQ(-1, with_list(place, "blob", "b"));
+    EXPECT_EQ(0, ombrel_ctx_db_free_result(ctx, one));
 }
 
-TEST(simple_digest_test, whatever_a_stream_gives_is_digested) {
+TEST(SimpleDigestTest, WhateverAStreamGivesIsDigested) {
     const int builtin = ombrel_load_plugin(nullptr, nullptr); // first, so that the probe is asked before it
     const loaded_probe stream("probe_stream");
     ombrel_md5_t md5;
     ombrel_sha1_t sha1;
     ombrel_sha256_t sha256;
-    EXPECT_EQ(ombrel_simple_md5("123456789", &md5), 0);
-    EXPECT_STREQ(ombrel_md5_digest(&md5, nullptr), "25F9E794323B453885F5181F1B624D0B");
-    EXPECT_EQ(ombrel_simple_sha1("123456789", &sha1), 0);
-    EXPECT_STREQ(ombrel_sha1_digest(&sha1, nullptr), "F7C3BC1D808E04732ADF679965CCC34CA7AE3441");
-    EXPECT_EQ(ombrel_simple_sha256("123456789", &sha256), 0);
-    EXPECT_STREQ(ombrel_sha256_digest(&sha256, nullptr),
-                 "15E2B0D3C33891EBB0F1EF609EC419420C20E320CE94C65FBC8C3312448EB225");
-    EXPECT_EQ(ombrel_simple_md5("12345678!", nullptr), 0);
-    EXPECT_EQ(ombrel_simple_md5("12345!", &md5), -1) << "reading gives -2 there";
-    EXPECT_EQ(ombrel_simple_md5(nullptr, &md5), -1);
+    EXPECT_EQ(0, ombrel_simple_md5("123456789", &md5));
+    EXPECT_STREQ("25F9E794323B453885F5181F1B624D0B", ombrel_md5_digest(&md5, nullptr));
+    EXPECT_EQ(0, ombrel_simple_sha1("123456789", &sha1));
+    EXPECT_STREQ("F7C3BC1D808E04732ADF679965CCC34CA7AE3441", ombrel_sha1_digest(&sha1, nullptr));
+    EXPECT_EQ(0, ombrel_simple_sha256("123456789", &sha256));
+    EXPECT_STREQ("15E2B0D3C33891EBB0F1EF609EC419420C20E320CE94C65FBC8C3312448EB225",
+                 ombrel_sha256_digest(&sha256, nullptr));
+    EXPECT_EQ(0, ombrel_simple_md5("12345678!", nullptr));
+    EXPECT_EQ(-1, ombrel_simple_md5("12345!", &md5)) << "reading gives -2 there";
+    EXPECT_EQ(-1, ombrel_simple_md5(nullptr, &md5));
     size_t size = 1;
     void* body = ombrel_ctx_simple_http_get("123456789", "Accept: text/plain", 0, &size);
-    EXPECT_EQ(size, 9u);
-    EXPECT_STREQ(static_cast<char*>(body), "123456789");
+    EXPECT_EQ(9u, size);
+    EXPECT_STREQ("123456789", static_cast<char*>(body));
     ombrel_check_free(body);
     ombrel_check_free(ombrel_ctx_simple_http_get_ex("123456789", nullptr, 0, 9, &size));
-    EXPECT_EQ(size, 9u);
-    EXPECT_EQ(ombrel_ctx_simple_http_get_ex("123456789", nullptr, 0, 8, &size), nullptr);
-    EXPECT_EQ(size, 0u);
-    EXPECT_EQ(ombrel_ctx_simple_http_get("12345!", nullptr, 0, &size), nullptr);
-    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(9u, size);
+    EXPECT_EQ(nullptr, ombrel_ctx_simple_http_get_ex("123456789", nullptr, 0, 8, &size));
+    EXPECT_EQ(0u, size);
+    EXPECT_EQ(nullptr, ombrel_ctx_simple_http_get("12345!", nullptr, 0, &size));
+    EXPECT_EQ(0u, size);
     EXPECT_EQ(stream->opened, stream->closed);
-    EXPECT_EQ(ombrel_unload_plugin(builtin), 0);
+    EXPECT_EQ(0, ombrel_unload_plugin(builtin));
 }
 
-TEST(ctx_handles, those_of_ended_contexts_come_back) {
+TEST(CtxHandles, ThoseOfEndedContextsComeBack) {
     for (int i = 0; i < def_ombrel_plugin_most_handles + 2; i++) {
         const int handle = ombrel_new_ctx();
         ASSERT_GT(handle, 0) << i;
@@ -407,21 +409,21 @@ TEST(ctx_handles, those_of_ended_contexts_come_back) {
 }
 
 #if defined(OMBREL_EXAMPLE_PLUGIN)
-TEST_F(ctx_test, the_example_plugin_works_as_its_page_says) {
+TEST_F(CtxTest, TheExamplePluginWorksAsItsPageSays) {
     const int handle = ombrel_load_plugin(OMBREL_EXAMPLE_PLUGIN, nullptr);
     ASSERT_GT(handle, 0);
-    ASSERT_EQ(ombrel_open_ctx(ctx, "application/example_hex"), 0);
+    ASSERT_EQ(0, ombrel_open_ctx(ctx, "application/example_hex"));
     char text[16] = "";
-    EXPECT_EQ(ombrel_ctx_puts(ctx, "Hex\xFF"), 4);
-    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 0), 1);
-    EXPECT_EQ(ombrel_ctx_read(ctx, text, 3), 2);
-    EXPECT_STREQ(text, "48");
-    EXPECT_EQ(ombrel_ctx_set_option(ctx, "case", "upper"), 0);
-    EXPECT_EQ(ombrel_ctx_read(ctx, text, sizeof text), 6);
-    EXPECT_STREQ(text, "6578FF");
-    EXPECT_EQ(ombrel_ctx_read(ctx, text, 1), -1);
-    EXPECT_EQ(ombrel_ctx_seek(ctx, 0, 0), -1);
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    EXPECT_EQ(4, ombrel_ctx_puts(ctx, "Hex\xFF"));
+    EXPECT_EQ(1, ombrel_ctx_is_readable(ctx, 0));
+    EXPECT_EQ(2, ombrel_ctx_read(ctx, text, 3));
+    EXPECT_STREQ("48", text);
+    EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "case", "upper"));
+    EXPECT_EQ(6, ombrel_ctx_read(ctx, text, sizeof text));
+    EXPECT_STREQ("6578FF", text);
+    EXPECT_EQ(-1, ombrel_ctx_read(ctx, text, 1));
+    EXPECT_EQ(-1, ombrel_ctx_seek(ctx, 0, 0));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }
 #endif

@@ -50,7 +50,7 @@ struct monitor {
     }
 };
 
-TEST(fork_test, no_guard_stays_held_in_a_child) {
+TEST(ForkTest, NoGuardStaysHeldInAChild) {
     monitor shared;
     std::atomic<bool> stop = false;
     std::vector<std::thread> threads;
@@ -62,19 +62,19 @@ TEST(fork_test, no_guard_stays_held_in_a_child) {
     int failed = 0;
     for (int i = 0; i < 200 && failed == 0; i++)
         failed = in_child([&] { return shared.serves_in_child(); });
-    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(0, failed);
     stop = true;
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(shared.lock.m_owners, nullptr);
+    EXPECT_EQ(nullptr, shared.lock.m_owners);
 }
 
 // The holder forks while others wait for its lock and on its condition, who are not in the child.
-TEST(fork_test, the_forking_threads_lock_is_its_own_in_the_child) {
+TEST(ForkTest, TheForkingThreadsLockIsItsOwnInTheChild) {
     monitor held;
     ombrel_short_lock_t short_lock{};
-    ASSERT_EQ(ombrel_short_lock(&short_lock), 0);
-    ASSERT_EQ(ombrel_lock(&held.lock), 0);
+    ASSERT_EQ(0, ombrel_short_lock(&short_lock));
+    ASSERT_EQ(0, ombrel_lock(&held.lock));
     std::thread waiting([&] {
         ombrel_lock(&held.lock);
         ombrel_unlock(&held.lock);
@@ -87,17 +87,16 @@ TEST(fork_test, the_forking_threads_lock_is_its_own_in_the_child) {
     };
     while (!both_wait())
         std::this_thread::yield();
-    EXPECT_EQ(in_child([&] {
+    EXPECT_EQ(0, in_child([&] {
                   return ombrel_try_short_lock(&short_lock) == 0 && ombrel_short_unlock(&short_lock) == 0 &&
                          ombrel_try_lock(&held.lock) == 0 && ombrel_unlock(&held.lock) == 0 &&
                          ombrel_lock_condition_wakeup(&held.condition) == -1 &&
                          ombrel_uninit_lock_condition(&held.condition) == 0 && ombrel_lock(&held.lock) == 0 &&
                          ombrel_unlock(&held.lock) == 0 && ombrel_uninit_lock(&held.lock) == 0;
-              }),
-              0);
-    EXPECT_EQ(ombrel_unlock(&held.lock), 0);
+              }));
+    EXPECT_EQ(0, ombrel_unlock(&held.lock));
     waiting.join();
-    EXPECT_EQ(ombrel_lock_condition_wakeup(&held.condition), 0);
+    EXPECT_EQ(0, ombrel_lock_condition_wakeup(&held.condition));
     sleeping.join();
 }
 

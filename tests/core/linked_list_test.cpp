@@ -127,9 +127,9 @@ private:
         return node;
     }
     void release(item* node) {
-        EXPECT_EQ(node->next, nullptr);
+        EXPECT_EQ(nullptr, node->next);
         if (Kind::has_prev) {
-            EXPECT_EQ(node->prev, nullptr);
+            EXPECT_EQ(nullptr, node->prev);
         }
         free_.push_back(node);
     }
@@ -147,7 +147,7 @@ private:
             before = at;
             at = at->next;
         }
-        ASSERT_EQ(at, nullptr);
+        ASSERT_EQ(nullptr, at);
         if (tail_address_ != nullptr) {
             ASSERT_EQ(tail_, before);
         }
@@ -186,7 +186,7 @@ TYPED_TEST(LinkedListTest, SortsManyNodesKeepingEqualOnesInOrder) {
         items[static_cast<size_t>(i)] = {nullptr, static_cast<int>(random() % 50), i, nullptr};
         run<TypeParam>(TypeParam::append, &head, &tail, &items[static_cast<size_t>(i)]);
     }
-    EXPECT_EQ((run<TypeParam, sorted>(TypeParam::sort, &head, &tail)), 0);
+    EXPECT_EQ(0, (run<TypeParam, sorted>(TypeParam::sort, &head, &tail)));
     size_t count = 1;
     for (const item* at = head; at->next != nullptr; at = at->next, count++)
         ASSERT_TRUE(at->key < at->next->key || (at->key == at->next->key && at->arrival < at->next->arrival));
@@ -225,11 +225,11 @@ void expect_ignored(chain<Kind>& list, item* absent) {
     item added{};
     added.next = added.prev = &added;
     const item before = *absent;
-    EXPECT_EQ(run<Kind>(Kind::remove, head, tail, absent), 0);
-    EXPECT_EQ(run<Kind>(Kind::replace, head, tail, absent, &added), 0);
-    EXPECT_EQ(run<Kind>(Kind::insert, head, tail, absent, &added), 0);
-    EXPECT_EQ(run<Kind>(Kind::insert, head, tail, absent, absent), 0);
-    EXPECT_EQ(memcmp(absent, &before, sizeof before), 0);
+    EXPECT_EQ(0, run<Kind>(Kind::remove, head, tail, absent));
+    EXPECT_EQ(0, run<Kind>(Kind::replace, head, tail, absent, &added));
+    EXPECT_EQ(0, run<Kind>(Kind::insert, head, tail, absent, &added));
+    EXPECT_EQ(0, run<Kind>(Kind::insert, head, tail, absent, absent));
+    EXPECT_EQ(0, memcmp(absent, &before, sizeof before));
     EXPECT_TRUE(added.next == &added && added.prev == &added);
     list.expect_whole();
 }
@@ -262,19 +262,19 @@ TYPED_TEST(LinkedListTest, LeavesAbsentNodesAlone) {
 TYPED_TEST(LinkedListTest, TakesNullAndTheNodeItself) {
     chain<TypeParam> list(2, true);
     item added{};
-    EXPECT_EQ(run<TypeParam>(TypeParam::append, nullptr, &list.tail, &added), -1);
-    EXPECT_EQ(run<TypeParam>(TypeParam::append, &list.head, &list.tail, nullptr), -1);
+    EXPECT_EQ(-1, run<TypeParam>(TypeParam::append, nullptr, &list.tail, &added));
+    EXPECT_EQ(-1, run<TypeParam>(TypeParam::append, &list.head, &list.tail, nullptr));
     for (const auto two_nodes : {TypeParam::replace, TypeParam::insert}) {
-        EXPECT_EQ(run<TypeParam>(two_nodes, nullptr, &list.tail, list.head, &added), -1);
-        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, nullptr), -1);
-        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, list.head), 0);
-        EXPECT_EQ(run<TypeParam>(two_nodes, &list.head, &list.tail, list.tail, list.tail), 0);
+        EXPECT_EQ(-1, run<TypeParam>(two_nodes, nullptr, &list.tail, list.head, &added));
+        EXPECT_EQ(-1, run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, nullptr));
+        EXPECT_EQ(0, run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, list.head));
+        EXPECT_EQ(0, run<TypeParam>(two_nodes, &list.head, &list.tail, list.tail, list.tail));
     }
-    EXPECT_EQ(run<TypeParam>(TypeParam::remove, nullptr, &list.tail, list.head), -1);
-    EXPECT_EQ(run<TypeParam>(TypeParam::remove, &list.head, &list.tail, nullptr), -1);
-    EXPECT_EQ(run<TypeParam>(TypeParam::replace, &list.head, &list.tail, nullptr, &added), -1);
+    EXPECT_EQ(-1, run<TypeParam>(TypeParam::remove, nullptr, &list.tail, list.head));
+    EXPECT_EQ(-1, run<TypeParam>(TypeParam::remove, &list.head, &list.tail, nullptr));
+    EXPECT_EQ(-1, run<TypeParam>(TypeParam::replace, &list.head, &list.tail, nullptr, &added));
     list.expect_whole();
-    EXPECT_EQ(run<TypeParam>(TypeParam::insert, &list.head, &list.tail, nullptr, &added), 0);
+    EXPECT_EQ(0, run<TypeParam>(TypeParam::insert, &list.head, &list.tail, nullptr, &added));
     EXPECT_EQ(list.tail, &added) << "no position means the end";
 }
 
@@ -284,12 +284,12 @@ TEST(LinkedListSearchTest, FindsByNodeAndByMatch) {
     ombrel_singly_linked_list_append(&head, nullptr, &a, next_at);
     ombrel_singly_linked_list_append(&head, nullptr, &b, next_at);
     EXPECT_EQ(ombrel_linked_list_search(&head, &key, next_at, by_key), &b);
-    EXPECT_EQ(ombrel_linked_list_search(&head, &key, next_at, nullptr), nullptr);
+    EXPECT_EQ(nullptr, ombrel_linked_list_search(&head, &key, next_at, nullptr));
     EXPECT_EQ(ombrel_linked_list_search(&head, &a, next_at, nullptr), &a);
-    EXPECT_EQ(ombrel_linked_list_index(&head, &b, next_at), 1);
-    EXPECT_EQ(ombrel_linked_list_index(&head, &key, next_at), -1);
+    EXPECT_EQ(1, ombrel_linked_list_index(&head, &b, next_at));
+    EXPECT_EQ(-1, ombrel_linked_list_index(&head, &key, next_at));
     item* empty = nullptr;
-    EXPECT_EQ(ombrel_linked_list_get_tail(&empty, nullptr, next_at), nullptr);
+    EXPECT_EQ(nullptr, ombrel_linked_list_get_tail(&empty, nullptr, next_at));
 }
 
 } // namespace

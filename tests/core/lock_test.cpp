@@ -29,16 +29,16 @@ namespace {
 #define RED(text) "\033[1;31m" text "\033[0m"
 constexpr const char initialized[] = "initialized by \"init_here:7\")\n";
 
-class lock_test : public ombrel_test::balanced_test {
+class LockTest : public ombrel_test::balanced_test {
 protected:
-    lock_test() { ombrel_init_lock_tag(&lock, "init_here", 7); }
-    ~lock_test() override { EXPECT_EQ(ombrel_uninit_lock(&lock), 0); }
+    LockTest() { ombrel_init_lock_tag(&lock, "init_here", 7); }
+    ~LockTest() override { EXPECT_EQ(0, ombrel_uninit_lock(&lock)); }
 
     // Live claims, as the heap lists them.
     static size_t claim_count() {
         size_t count = 0;
         const auto is_claim = [](const ombrel_heap_block_t* block, void* context) {
-            *static_cast<size_t*>(context) += std::strcmp(block->m_tag, "__ombrel_new_lock_claim") == 0;
+            *static_cast<size_t*>(context) += strcmp(block->m_tag, "__ombrel_new_lock_claim") == 0;
             return 0;
         };
         ombrel_get_alloc_list(0, is_claim, &count);
@@ -88,94 +88,94 @@ struct descriptor_shortage {
 
 } // namespace
 
-TEST(lock_record, starts_with_the_documented_values) {
+TEST(LockRecord, StartsWithTheDocumentedValues) {
     const ombrel_lock_t fresh = def_ombrel_lock_initializer;
-    EXPECT_EQ(fresh.m_flags, 0x80u);
-    EXPECT_EQ(fresh.m_dead_lock_duration, 0xFFFFFFFFu);
-    EXPECT_EQ(fresh.m_owners, nullptr);
-    EXPECT_STREQ(fresh.m_tag, "ombrel_init_lock_tag");
-    EXPECT_EQ(fresh.m_line, 141u);
+    EXPECT_EQ(0x80u, fresh.m_flags);
+    EXPECT_EQ(0xFFFFFFFFu, fresh.m_dead_lock_duration);
+    EXPECT_EQ(nullptr, fresh.m_owners);
+    EXPECT_STREQ("ombrel_init_lock_tag", fresh.m_tag);
+    EXPECT_EQ(141u, fresh.m_line);
     if (sizeof(void*) == 4) {
-        EXPECT_EQ(sizeof fresh, 32u);
+        EXPECT_EQ(32u, sizeof fresh);
     }
 }
 
-TEST_F(lock_test, trying_takes_a_free_lock_once) {
-    EXPECT_EQ(ombrel_try_lock(&lock), 1);
-    EXPECT_EQ(claim_count(), 1u);
-    EXPECT_EQ(ombrel_try_lock(&lock), 0) << "not thread-aware, so the same thread cannot take it again";
-    EXPECT_EQ(claim_count(), 1u);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
-    EXPECT_EQ(claim_count(), 0u);
+TEST_F(LockTest, TryingTakesAFreeLockOnce) {
+    EXPECT_EQ(1, ombrel_try_lock(&lock));
+    EXPECT_EQ(1u, claim_count());
+    EXPECT_EQ(0, ombrel_try_lock(&lock)) << "not thread-aware, so the same thread cannot take it again";
+    EXPECT_EQ(1u, claim_count());
+    EXPECT_EQ(0, ombrel_unlock(&lock));
+    EXPECT_EQ(0u, claim_count());
 }
 
-TEST_F(lock_test, null_is_refused) {
-    EXPECT_EQ(ombrel_lock(nullptr), -1);
-    EXPECT_EQ(ombrel_try_lock(nullptr), 0);
-    EXPECT_EQ(ombrel_unlock(nullptr), -1);
-    EXPECT_EQ(ombrel_free_lock(nullptr), 0);
+TEST_F(LockTest, NullIsRefused) {
+    EXPECT_EQ(-1, ombrel_lock(nullptr));
+    EXPECT_EQ(0, ombrel_try_lock(nullptr));
+    EXPECT_EQ(-1, ombrel_unlock(nullptr));
+    EXPECT_EQ(0, ombrel_free_lock(nullptr));
 }
 
-TEST_F(lock_test, allocated_locks_are_marked_and_freed) {
+TEST_F(LockTest, AllocatedLocksAreMarkedAndFreed) {
     ombrel_lock_t* allocated = ombrel_new_lock();
-    EXPECT_EQ(allocated->m_flags, 0x8080u);
-    EXPECT_EQ(ombrel_free_lock(allocated), 0);
-    EXPECT_EQ(ombrel_free_lock(&lock), 0) << "an embedded lock is left where it is";
+    EXPECT_EQ(0x8080u, allocated->m_flags);
+    EXPECT_EQ(0, ombrel_free_lock(allocated));
+    EXPECT_EQ(0, ombrel_free_lock(&lock)) << "an embedded lock is left where it is";
 }
 
-TEST_F(lock_test, thread_aware_lock_needs_as_many_unlocks_as_locks) {
+TEST_F(LockTest, ThreadAwareLockNeedsAsManyUnlocksAsLocks) {
     lock.m_flags |= def_ombrel_lock_flag_thread_aware;
-    ASSERT_EQ(ombrel_lock(&lock), 0);
-    ASSERT_EQ(ombrel_lock(&lock), 0);
+    ASSERT_EQ(0, ombrel_lock(&lock));
+    ASSERT_EQ(0, ombrel_lock(&lock));
     const auto try_elsewhere = [this] {
         int taken = -1;
         std::thread([&] { taken = ombrel_try_lock(&lock); }).join();
         return taken;
     };
-    EXPECT_EQ(try_elsewhere(), 0);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
-    EXPECT_EQ(try_elsewhere(), 0);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
-    EXPECT_EQ(try_elsewhere(), 1);
-    EXPECT_EQ(ombrel_unlock(&lock), 0) << "any thread may release";
+    EXPECT_EQ(0, try_elsewhere());
+    EXPECT_EQ(0, ombrel_unlock(&lock));
+    EXPECT_EQ(0, try_elsewhere());
+    EXPECT_EQ(0, ombrel_unlock(&lock));
+    EXPECT_EQ(1, try_elsewhere());
+    EXPECT_EQ(0, ombrel_unlock(&lock)) << "any thread may release";
 }
 
-TEST_F(lock_test, finite_wait_gives_up_and_leaves_the_line) {
-    ASSERT_EQ(ombrel_lock(&lock), 0);
+TEST_F(LockTest, FiniteWaitGivesUpAndLeavesTheLine) {
+    ASSERT_EQ(0, ombrel_lock(&lock));
     const uint64_t start = ombrel_time_stamp_msec();
-    EXPECT_EQ(ombrel_lock_timeout(&lock, 60), -1);
+    EXPECT_EQ(-1, ombrel_lock_timeout(&lock, 60));
     EXPECT_GE(ombrel_time_stamp_msec() - start, 59u);
-    EXPECT_EQ(lock.m_waiters_head, nullptr);
-    EXPECT_EQ(lock.m_waiters_tail, nullptr);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(nullptr, lock.m_waiters_head);
+    EXPECT_EQ(nullptr, lock.m_waiters_tail);
+    EXPECT_EQ(0, ombrel_unlock(&lock));
 }
 
-TEST_F(lock_test, waiters_get_the_lock_in_the_order_they_came) {
+TEST_F(LockTest, WaitersGetTheLockInTheOrderTheyCame) {
     for (const bool long_wait : {false, true}) {
-        ASSERT_EQ(ombrel_lock(&lock), 0);
+        ASSERT_EQ(0, ombrel_lock(&lock));
         std::string order;
         std::vector<std::jthread> threads;
         for (char name = 'A'; name <= 'E'; name++) {
             threads.emplace_back([this, name, &order] {
-                ASSERT_EQ(ombrel_lock(&lock), 0);
+                ASSERT_EQ(0, ombrel_lock(&lock));
                 order += name;
-                ASSERT_EQ(ombrel_unlock(&lock), 0);
+                ASSERT_EQ(0, ombrel_unlock(&lock));
             });
             await_waiters(lock, static_cast<size_t>(name - 'A') + 1);
         }
         if (long_wait)
             outlast_light_sleep();
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_unlock(&lock));
         threads.clear();
-        EXPECT_EQ(order, "ABCDE");
+        EXPECT_EQ("ABCDE", order);
     }
 }
 
-TEST_F(lock_test, a_waiter_that_gives_up_leaves_the_others_in_line) {
-    ASSERT_EQ(ombrel_lock(&lock), 0);
+TEST_F(LockTest, AWaiterThatGivesUpLeavesTheOthersInLine) {
+    ASSERT_EQ(0, ombrel_lock(&lock));
     std::atomic<bool> gave_up{false};
     std::thread impatient([&] {
-        EXPECT_EQ(ombrel_lock_timeout(&lock, 60), -1);
+        EXPECT_EQ(-1, ombrel_lock_timeout(&lock, 60));
         gave_up = true;
     });
     // On a busy machine it may give up before anybody stands behind it.
@@ -185,17 +185,17 @@ TEST_F(lock_test, a_waiter_that_gives_up_leaves_the_others_in_line) {
     };
     await_in_line(2);
     std::thread patient([this] {
-        EXPECT_EQ(ombrel_lock(&lock), 0);
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_lock(&lock));
+        EXPECT_EQ(0, ombrel_unlock(&lock));
     });
     await_in_line(3);
     impatient.join();
-    EXPECT_EQ(ombrel_try_lock(&lock), 0);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(0, ombrel_try_lock(&lock));
+    EXPECT_EQ(0, ombrel_unlock(&lock));
     patient.join();
 }
 
-TEST_F(lock_test, contended_lock_admits_one_at_a_time) {
+TEST_F(LockTest, ContendedLockAdmitsOneAtATime) {
     constexpr int threads = 4, rounds = 2000;
     int counter = 0;
     ombrel_test::in_threads(threads, [&](int i) {
@@ -209,14 +209,14 @@ TEST_F(lock_test, contended_lock_admits_one_at_a_time) {
     EXPECT_EQ(counter, threads * rounds);
 }
 
-TEST_F(lock_test, a_lock_may_end_right_after_the_last_holder_got_it) {
+TEST_F(LockTest, ALockMayEndRightAfterTheLastHolderGotIt) {
     for (int round = 0; round < 100; round++) {
         ombrel_lock_t* shared = ombrel_new_lock();
-        ASSERT_EQ(ombrel_lock(shared), 0);
+        ASSERT_EQ(0, ombrel_lock(shared));
         std::thread last([shared] {
-            EXPECT_EQ(ombrel_lock(shared), 0);
-            EXPECT_EQ(ombrel_unlock(shared), 0);
-            EXPECT_EQ(ombrel_free_lock(shared), 0);
+            EXPECT_EQ(0, ombrel_lock(shared));
+            EXPECT_EQ(0, ombrel_unlock(shared));
+            EXPECT_EQ(0, ombrel_free_lock(shared));
         });
         await_waiters(*shared, 1);
         if (round % 20 == 0)
@@ -226,16 +226,16 @@ TEST_F(lock_test, a_lock_may_end_right_after_the_last_holder_got_it) {
     }
 }
 
-TEST_F(lock_test, waiter_without_a_pipe_polls) {
+TEST_F(LockTest, WaiterWithoutAPipePolls) {
     lock.m_flags |= def_ombrel_lock_flag_error;
     const error_output output;
-    ASSERT_EQ(ombrel_lock(&lock), 0);
+    ASSERT_EQ(0, ombrel_lock(&lock));
     std::atomic<bool> go{false};
     std::thread waiter([&] {
         while (!go)
             std::this_thread::yield();
-        EXPECT_EQ(ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9), 0);
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9));
+        EXPECT_EQ(0, ombrel_unlock(&lock));
     });
     {
         const descriptor_shortage shortage;
@@ -243,7 +243,7 @@ TEST_F(lock_test, waiter_without_a_pipe_polls) {
         while (output.text().empty())
             std::this_thread::yield();
         ombrel_load_balance_short();
-        EXPECT_EQ(ombrel_unlock_tag(&lock, "holder", 8), 0);
+        EXPECT_EQ(0, ombrel_unlock_tag(&lock, "holder", 8));
     }
     waiter.join();
     EXPECT_EQ(output.text(), std::string("ombrel_lock: [ERROR] " RED("pipe for claim failed !")) +
@@ -254,7 +254,7 @@ TEST_F(lock_test, waiter_without_a_pipe_polls) {
                                  initialized);
 }
 
-TEST_F(lock_test, trouble_with_the_pipe_is_reported_when_warnings_are_wanted) {
+TEST_F(LockTest, TroubleWithThePipeIsReportedWhenWarningsAreWanted) {
     struct sigaction ignore {};
     ignore.sa_handler = [](int) {};
     sigaction(SIGUSR1, &ignore, nullptr);
@@ -263,10 +263,10 @@ TEST_F(lock_test, trouble_with_the_pipe_is_reported_when_warnings_are_wanted) {
     for (const uint32_t flags : {0x40u, 0x20u}) {
         lock.m_flags = def_ombrel_lock_flag_initialized | flags;
         const error_output output;
-        ASSERT_EQ(ombrel_lock(&lock), 0);
+        ASSERT_EQ(0, ombrel_lock(&lock));
         std::thread waiter([this] {
-            EXPECT_EQ(ombrel_lock_timeout_tag(&lock, 60'000, "waiter", 9), 0);
-            EXPECT_EQ(ombrel_unlock(&lock), 0);
+            EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, 60'000, "waiter", 9));
+            EXPECT_EQ(0, ombrel_unlock(&lock));
         });
         int write_end;
         while ((write_end = await_waiters(lock, 1)) < 0)
@@ -284,14 +284,14 @@ TEST_F(lock_test, trouble_with_the_pipe_is_reported_when_warnings_are_wanted) {
         close(other);
         for (int i = 0; reports ? !reported("broken pipe") : i < 3; i++)
             ombrel_load_balance();
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_unlock(&lock));
         waiter.join();
         for (const char* reason : {"interrupted or error", "broken pipe"})
             EXPECT_EQ(reported((pending + reason + caller).c_str()), reports) << output.text();
     }
 }
 
-TEST_F(lock_test, unlocking_a_free_lock_is_reported_when_errors_are_wanted) {
+TEST_F(LockTest, UnlockingAFreeLockIsReportedWhenErrorsAreWanted) {
     const struct {
         uint32_t flags;
         bool printed;
@@ -299,7 +299,7 @@ TEST_F(lock_test, unlocking_a_free_lock_is_reported_when_errors_are_wanted) {
     for (const auto& [flags, printed] : cases) {
         const error_output output;
         lock.m_flags = def_ombrel_lock_flag_initialized | flags;
-        EXPECT_EQ(ombrel_unlock_tag(&lock, "caller", 5), -1);
+        EXPECT_EQ(-1, ombrel_unlock_tag(&lock, "caller", 5));
         const std::string expected = std::string("ombrel_lock: [ERROR] " RED("unlock failed !")) +
                                      " (no-owner, recursive_count=0, wait_count=0, caller=\"caller:5\", " +
                                      initialized;
@@ -307,20 +307,20 @@ TEST_F(lock_test, unlocking_a_free_lock_is_reported_when_errors_are_wanted) {
     }
 }
 
-TEST_F(lock_test, endless_wait_reports_every_claim_of_the_holder) {
+TEST_F(LockTest, EndlessWaitReportsEveryClaimOfTheHolder) {
     lock.m_flags |= def_ombrel_lock_flag_thread_aware;
     lock.m_dead_lock_duration = 30;
     const error_output output;
-    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "first", 1), 0);
-    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "second", 2), 0);
+    ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "first", 1));
+    ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "second", 2));
     std::thread waiter([this] {
-        EXPECT_EQ(ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9), 0);
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9));
+        EXPECT_EQ(0, ombrel_unlock(&lock));
     });
     while (output.text().find("first") == std::string::npos)
         ombrel_load_balance();
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(0, ombrel_unlock(&lock));
+    EXPECT_EQ(0, ombrel_unlock(&lock));
     waiter.join();
     const std::string owner = " (thread_id=" + std::to_string(ombrel_get_thread_id()) + ", " + initialized;
     EXPECT_EQ(output.text(), std::string("ombrel_lock: [WARNING] " RED("dead-lock !")) +
@@ -334,23 +334,23 @@ struct slow_report {
     static inline std::atomic<bool> begun{false}, goes_on{false}, lists_claims{false};
 
     static unsigned put(const char* text) {
-        if (text != nullptr && std::strstr(text, "dead-lock") != nullptr)
+        if (text != nullptr && strstr(text, "dead-lock") != nullptr)
             begun = true;
         while (begun && !goes_on)
             std::this_thread::yield();
-        lists_claims = lists_claims || (text != nullptr && std::strstr(text, "locked by") != nullptr);
+        lists_claims = lists_claims || (text != nullptr && strstr(text, "locked by") != nullptr);
         return 0;
     }
 };
 
-TEST_F(lock_test, a_report_looks_at_the_claims_under_the_guard) {
+TEST_F(LockTest, AReportLooksAtTheClaimsUnderTheGuard) {
     lock.m_dead_lock_duration = 5;
     ombrel_puts_handler_t before = nullptr;
     ombrel_set_error_puts_handler(slow_report::put, &before);
-    ASSERT_EQ(ombrel_lock(&lock), 0);
+    ASSERT_EQ(0, ombrel_lock(&lock));
     {
         const ombrel_test::waiting_call waiter(
-            [this] { EXPECT_EQ(ombrel_lock(&lock) + ombrel_unlock(&lock), 0); });
+            [this] { EXPECT_EQ(0, ombrel_lock(&lock) + ombrel_unlock(&lock)); });
         while (!slow_report::begun)
             std::this_thread::yield();
         ombrel_short_lock(&lock.m_guard);
@@ -360,26 +360,25 @@ TEST_F(lock_test, a_report_looks_at_the_claims_under_the_guard) {
         ombrel_short_unlock(&lock.m_guard);
         while (!slow_report::lists_claims)
             std::this_thread::yield();
-        EXPECT_EQ(ombrel_unlock(&lock), 0);
+        EXPECT_EQ(0, ombrel_unlock(&lock));
     }
     ombrel_set_error_puts_handler(before, nullptr);
 }
 
-TEST_F(lock_test, ending_a_held_lock_waits_and_reports) {
+TEST_F(LockTest, EndingAHeldLockWaitsAndReports) {
     lock.m_flags |= def_ombrel_lock_flag_warning;
     lock.m_dead_lock_duration = 5;
     const error_output output;
-    ASSERT_EQ(ombrel_lock_timeout_tag(&lock, 0, "holder", 1), 0);
-    std::thread ender([this] { EXPECT_EQ(ombrel_uninit_lock_tag(&lock, "ender", 3), 0); });
+    ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "holder", 1));
+    std::thread ender([this] { EXPECT_EQ(0, ombrel_uninit_lock_tag(&lock, "ender", 3)); });
     while (output.text().find("  - locked by") == std::string::npos)
         ombrel_load_balance();
-    EXPECT_EQ(ombrel_unlock(&lock), 0);
+    EXPECT_EQ(0, ombrel_unlock(&lock));
     ender.join();
     const std::string text = output.text();
     const std::string counts = "recursive_count=1, wait_count=0, caller=\"ender:3\", ";
-    EXPECT_EQ(text.find("ombrel_lock: [WARNING] pending lock wait... (locked by \"holder:1\", " + counts +
-                        initialized),
-              0u)
+    EXPECT_EQ(0u, text.find("ombrel_lock: [WARNING] pending lock wait... (locked by \"holder:1\", " + counts +
+                            initialized))
         << text;
     EXPECT_NE(text.find("ombrel_lock: [ERROR] " RED("pending lock wait !") " (" + counts + initialized +
                         "  - locked by \"holder:1\" (thread_id=0, " + initialized),

@@ -94,7 +94,7 @@ TEST(Memory, CopiesAndCompares) {
     EXPECT_LT(0, ombrel_memcmp_wrapper(area, "XX", 2));
     EXPECT_EQ(area, ombrel_memset_wrapper(area, 'z', 1));
     EXPECT_EQ(area + 1, ombrel_bzero_wrapper(area + 1, 1));
-    EXPECT_EQ(bytes({'z', 0, 'a', 'b', 'c', 'd'}), std::string(area, 6));
+    EXPECT_EQ(std::string(area, 6), bytes({'z', 0, 'a', 'b', 'c', 'd'}));
 }
 
 TEST(Memory, BlitsRepeatThePatternAndLeaveTails) {

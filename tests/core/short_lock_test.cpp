@@ -9,30 +9,30 @@
 #include "support/capture.h"
 #include "support/threads.h"
 
-TEST(short_lock, is_taken_once_and_released_by_anybody) {
+TEST(ShortLock, IsTakenOnceAndReleasedByAnybody) {
     ombrel_short_lock_t lock{9};
-    EXPECT_EQ(ombrel_init_short_lock(&lock), 0);
-    EXPECT_EQ(ombrel_try_short_lock(&lock), 1);
-    EXPECT_EQ(lock.m_word, 1u);
-    EXPECT_EQ(ombrel_try_short_lock(&lock), 0);
+    EXPECT_EQ(0, ombrel_init_short_lock(&lock));
+    EXPECT_EQ(1, ombrel_try_short_lock(&lock));
+    EXPECT_EQ(1u, lock.m_word);
+    EXPECT_EQ(0, ombrel_try_short_lock(&lock));
     std::thread([&] { ombrel_short_unlock(&lock); }).join();
-    EXPECT_EQ(ombrel_short_lock(&lock), 0);
-    EXPECT_EQ(ombrel_short_unlock(&lock), 0);
-    EXPECT_EQ(lock.m_word, 0u);
-    EXPECT_EQ(ombrel_uninit_short_lock(&lock), 0);
+    EXPECT_EQ(0, ombrel_short_lock(&lock));
+    EXPECT_EQ(0, ombrel_short_unlock(&lock));
+    EXPECT_EQ(0u, lock.m_word);
+    EXPECT_EQ(0, ombrel_uninit_short_lock(&lock));
 }
 
-TEST(short_lock, null_is_reported_by_the_initialiser_alone) {
+TEST(ShortLock, NullIsReportedByTheInitialiserAlone) {
     ombrel_test::capture output(stderr);
-    EXPECT_EQ(ombrel_init_short_lock(nullptr), -1);
-    EXPECT_EQ(ombrel_try_short_lock(nullptr), 0);
-    EXPECT_EQ(ombrel_short_lock(nullptr), -1);
+    EXPECT_EQ(-1, ombrel_init_short_lock(nullptr));
+    EXPECT_EQ(0, ombrel_try_short_lock(nullptr));
+    EXPECT_EQ(-1, ombrel_short_lock(nullptr));
     const std::string text = output.text();
-    EXPECT_EQ(text.find("ombrel [ASSERT:source/short_lock:ombrel_init_short_lock:"), 0u) << text;
+    EXPECT_EQ(0u, text.find("ombrel [ASSERT:source/short_lock:ombrel_init_short_lock:")) << text;
     EXPECT_NE(text.find("] <s_short_lock != ((ombrel_short_lock_t *)0)> "), std::string::npos) << text;
 }
 
-TEST(short_lock, contended_lock_admits_one_at_a_time) {
+TEST(ShortLock, ContendedLockAdmitsOneAtATime) {
     ombrel_short_lock_t lock{};
     long counter = 0;
     ombrel_test::in_threads(4, [&](int) {
@@ -42,12 +42,12 @@ TEST(short_lock, contended_lock_admits_one_at_a_time) {
             ombrel_short_unlock(&lock);
         }
     });
-    EXPECT_EQ(counter, 80'000);
+    EXPECT_EQ(80'000, counter);
 }
 
-TEST(atomic, exchange_and_release_hand_back_the_old_value) {
+TEST(Atomic, ExchangeAndReleaseHandBackTheOldValue) {
     uint32_t word = 5;
-    EXPECT_EQ(ombrel_atomic_exchange(&word, 7), 5u);
-    EXPECT_EQ(ombrel_atomic_release(&word), 7u);
-    EXPECT_EQ(word, 0u);
+    EXPECT_EQ(5u, ombrel_atomic_exchange(&word, 7));
+    EXPECT_EQ(7u, ombrel_atomic_release(&word));
+    EXPECT_EQ(0u, word);
 }

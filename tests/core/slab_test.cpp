@@ -39,12 +39,12 @@ TEST_F(Slab, HoldsWhatFits) {
             ASSERT_LE(object + c.object_size, reinterpret_cast<unsigned char*>(area.data()) + c.area_size);
             memset(object, 0xFF, c.object_size);
         }
-        EXPECT_EQ(ombrel_slab_alloc(slab), nullptr);
+        EXPECT_EQ(nullptr, ombrel_slab_alloc(slab));
     }
     size_t area[16];
-    EXPECT_EQ(ombrel_init_slab(nullptr, sizeof area, 4), nullptr);
-    EXPECT_EQ(ombrel_init_slab(area, header - 1, 4), nullptr);
-    EXPECT_EQ(ombrel_init_slab(area, sizeof area, 0), nullptr);
+    EXPECT_EQ(nullptr, ombrel_init_slab(nullptr, sizeof area, 4));
+    EXPECT_EQ(nullptr, ombrel_init_slab(area, header - 1, 4));
+    EXPECT_EQ(nullptr, ombrel_init_slab(area, sizeof area, 0));
 }
 
 TEST_F(Slab, HandsTheLastFreedOutFirst) {
@@ -52,8 +52,8 @@ TEST_F(Slab, HandsTheLastFreedOutFirst) {
     ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, 16);
     auto* first = static_cast<char*>(ombrel_slab_alloc(slab));
     auto* second = static_cast<char*>(ombrel_slab_alloc(slab));
-    EXPECT_EQ(ombrel_slab_free(slab, first), nullptr);
-    EXPECT_EQ(ombrel_slab_free(slab, second + 7), nullptr); // the middle of an object is that object
+    EXPECT_EQ(nullptr, ombrel_slab_free(slab, first));
+    EXPECT_EQ(nullptr, ombrel_slab_free(slab, second + 7)); // the middle of an object is that object
     EXPECT_EQ(ombrel_slab_alloc(slab), second);
     EXPECT_EQ(ombrel_slab_alloc(slab), first);
 }
@@ -62,22 +62,22 @@ TEST_F(Slab, FallsBackToTheHeapOnRequest) {
     size_t area[header / sizeof(size_t) + 3];
     ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, 8);
     void* object = ombrel_slab_alloc(slab);
-    EXPECT_EQ(ombrel_is_slab_object(slab, object), 1);
+    EXPECT_EQ(1, ombrel_is_slab_object(slab, object));
     while (ombrel_slab_alloc(slab) != nullptr) {
     }
     const size_t before = ombrel_get_alloc_count();
     void* block = ombrel_slab_alloc_ex(slab, 1);
     EXPECT_EQ(ombrel_get_alloc_count(), before + 1);
-    EXPECT_EQ(ombrel_is_slab_object(slab, block), 0);
+    EXPECT_EQ(0, ombrel_is_slab_object(slab, block));
     EXPECT_EQ(ombrel_slab_free(slab, block), block);
-    EXPECT_EQ(ombrel_slab_free_ex(slab, block, 1), nullptr);
+    EXPECT_EQ(nullptr, ombrel_slab_free_ex(slab, block, 1));
     EXPECT_EQ(ombrel_get_alloc_count(), before);
 
-    EXPECT_EQ(ombrel_slab_free_ex(slab, nullptr, 1), nullptr);
-    EXPECT_EQ(ombrel_slab_alloc_ex(nullptr, 1), nullptr);
-    EXPECT_EQ(ombrel_slab_free(nullptr, object), nullptr);
-    EXPECT_EQ(ombrel_slab_free_ex(nullptr, ombrel_alloc(4), 1), nullptr);
-    EXPECT_EQ(ombrel_is_slab_object(nullptr, object), 0);
+    EXPECT_EQ(nullptr, ombrel_slab_free_ex(slab, nullptr, 1));
+    EXPECT_EQ(nullptr, ombrel_slab_alloc_ex(nullptr, 1));
+    EXPECT_EQ(nullptr, ombrel_slab_free(nullptr, object));
+    EXPECT_EQ(nullptr, ombrel_slab_free_ex(nullptr, ombrel_alloc(4), 1));
+    EXPECT_EQ(0, ombrel_is_slab_object(nullptr, object));
 }
 
 } // namespace

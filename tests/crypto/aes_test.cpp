@@ -14,7 +14,7 @@ constexpr const char key_256[] = "603deb1015ca71be2b73aef0857d77811f352c073b6108
 
 } // namespace
 
-TEST(aes, fips_197_examples) {
+TEST(Aes, Fips197Examples) {
     constexpr const char plain[] = "00112233445566778899aabbccddeeff";
     const ecb_example examples[] = {
         {"aes128", "000102030405060708090a0b0c0d0e0f", plain, "69c4e0d86a7b0430d8cdb78070b4c55a"},
@@ -27,7 +27,7 @@ TEST(aes, fips_197_examples) {
         expect_ecb(example);
 }
 
-TEST(aes, keys_expand_as_in_fips_197) {
+TEST(Aes, KeysExpandAsInFips197) {
     const struct {
         const char *cipher, *key, *last;
     } examples[] = {
@@ -42,7 +42,7 @@ TEST(aes, keys_expand_as_in_fips_197) {
     }
 }
 
-TEST(aes, sp_800_38a_cfb8_examples) {
+TEST(Aes, Sp80038aCfb8Examples) {
     const struct {
         const char *cipher, *key, *coded;
     } examples[] = {
@@ -64,7 +64,7 @@ TEST(aes, sp_800_38a_cfb8_examples) {
 }
 
 // The library uses one of the kernels; all of them must give the same bytes.
-TEST(aes, kernels_agree_with_the_plain_one) {
+TEST(Aes, KernelsAgreeWithThePlainOne) {
     byte_source source;
     const crypto::aes_kernel& plain = crypto::aes_plain;
     for (const auto& candidate : crypto::aes_kernels) {
@@ -72,7 +72,7 @@ TEST(aes, kernels_agree_with_the_plain_one) {
             continue;
         const crypto::aes_kernel* const kernel = candidate.run;
         SCOPED_TRACE(candidate.name);
-        for (int turn = 0; turn < 150; ++turn) {
+        for (int turn = 0; turn < 150; turn++) {
             const byte_string keys = source.bytes(240);
             const crypto::aes_key key{keys.data(), 10 + 2 * static_cast<unsigned>(source.number(3))};
             const size_t shift = source.number(17), blocks = source.number(70);

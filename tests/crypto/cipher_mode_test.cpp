@@ -51,9 +51,9 @@ const mode_pair modes[] = {
 
 } // namespace
 
-using cipher_mode = balanced_test;
+using CipherMode = balanced_test;
 
-TEST_F(cipher_mode, cfb8_over_any_block_size) {
+TEST_F(CipherMode, Cfb8OverAnyBlockSize) {
     byte_source source;
     for (const size_t block_size : {1u, 2u, 8u, 32u, 33u, 500u}) {
         SCOPED_TRACE(block_size);
@@ -72,27 +72,27 @@ TEST_F(cipher_mode, cfb8_over_any_block_size) {
     }
 }
 
-TEST_F(cipher_mode, ofb8_feeds_the_whole_block_back) {
+TEST_F(CipherMode, Ofb8FeedsTheWholeBlockBack) {
     byte_source source;
     const byte_string key = source.bytes(1), plain = source.bytes(100), start = source.bytes(40);
     byte_string data = plain, iv = start, model = start;
     ombrel_encrypt_mode_ofb8(toy_ecb, iv.size(), data.data(), data.size(), key.data(), iv.data());
-    for (size_t i = 0; i < plain.size(); ++i) {
+    for (size_t i = 0; i < plain.size(); i++) {
         toy_ecb(model.data(), model.size(), key.data());
         EXPECT_EQ(data[i], plain[i] ^ model[0]);
     }
     EXPECT_EQ(iv, model);
 }
 
-TEST_F(cipher_mode, large_work_block_carries_the_name_of_its_driver) {
+TEST_F(CipherMode, LargeWorkBlockCarriesTheNameOfItsDriver) {
     byte_string data(1), key(1), iv(33);
     ombrel_encrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
-    EXPECT_STREQ(noted_tag, "ombrel_encrypt_mode_cfb8");
+    EXPECT_STREQ("ombrel_encrypt_mode_cfb8", noted_tag);
     ombrel_decrypt_mode_cfb8(noting_ecb, iv.size(), data.data(), 1, key.data(), iv.data());
-    EXPECT_STREQ(noted_tag, "ombrel_decrypt_mode_cfb8");
+    EXPECT_STREQ("ombrel_decrypt_mode_cfb8", noted_tag);
 }
 
-TEST_F(cipher_mode, own_forms_give_what_the_drivers_give_in_any_pieces) {
+TEST_F(CipherMode, OwnFormsGiveWhatTheDriversGiveInAnyPieces) {
     byte_source source;
     for (const cipher& c : ciphers)
         for (const mode_pair& mode : modes) {
@@ -115,7 +115,7 @@ TEST_F(cipher_mode, own_forms_give_what_the_drivers_give_in_any_pieces) {
 
 // Each block is the next plain text, and changes the next key: every entry of every table takes part. The
 // last blocks are those that libcrypto comes to.
-TEST_F(cipher_mode, long_chains_end_as_with_others) {
+TEST_F(CipherMode, LongChainsEndAsWithOthers) {
     const struct {
         const char *name, *last;
     } chains[] = {{"seed", "FB97BD36D0ADF5333C4B682EC21CFABD"},
@@ -138,7 +138,7 @@ TEST_F(cipher_mode, long_chains_end_as_with_others) {
 }
 
 // Any number of blocks gives each the same as alone, at any address, and nothing beyond them changes.
-TEST_F(cipher_mode, ecb_works_block_by_block_and_leaves_the_rest) {
+TEST_F(CipherMode, EcbWorksBlockByBlockAndLeavesTheRest) {
     byte_source source;
     for (const cipher& c : ciphers)
         for (size_t size = 0; size < 20 * c.block_size; size += 1 + source.number(c.block_size)) {
@@ -154,7 +154,7 @@ TEST_F(cipher_mode, ecb_works_block_by_block_and_leaves_the_rest) {
         }
 }
 
-TEST_F(cipher_mode, keys_may_stand_where_their_round_keys_go) {
+TEST_F(CipherMode, KeysMayStandWhereTheirRoundKeysGo) {
     byte_source source;
     for (const cipher& c : ciphers) {
         const byte_string key = source.bytes(c.key_size);
@@ -165,27 +165,27 @@ TEST_F(cipher_mode, keys_may_stand_where_their_round_keys_go) {
     }
 }
 
-TEST_F(cipher_mode, null_arguments_do_nothing) {
+TEST_F(CipherMode, NullArgumentsDoNothing) {
     byte_string data(32, 'x'), key(32), iv(16, 'v');
     const byte_string before = data;
     for (const cipher& c : ciphers) {
-        EXPECT_EQ(c.make_round_key(nullptr, key.data()), nullptr);
-        EXPECT_EQ(c.make_round_key(data.data(), nullptr), nullptr);
+        EXPECT_EQ(nullptr, c.make_round_key(nullptr, key.data()));
+        EXPECT_EQ(nullptr, c.make_round_key(data.data(), nullptr));
         for (const ombrel_ecb_t ecb : {c.encrypt_ecb, c.decrypt_ecb}) {
-            EXPECT_EQ(ecb(nullptr, 32, key.data()), nullptr);
-            EXPECT_EQ(ecb(data.data(), 32, nullptr), nullptr);
+            EXPECT_EQ(nullptr, ecb(nullptr, 32, key.data()));
+            EXPECT_EQ(nullptr, ecb(data.data(), 32, nullptr));
         }
         for (const mode_pair& mode : modes) {
-            EXPECT_EQ((c.*mode.own)(nullptr, 32, key.data(), iv.data()), nullptr);
-            EXPECT_EQ((c.*mode.own)(data.data(), 32, nullptr, iv.data()), nullptr);
-            EXPECT_EQ((c.*mode.own)(data.data(), 32, key.data(), nullptr), nullptr);
+            EXPECT_EQ(nullptr, (c.*mode.own)(nullptr, 32, key.data(), iv.data()));
+            EXPECT_EQ(nullptr, (c.*mode.own)(data.data(), 32, nullptr, iv.data()));
+            EXPECT_EQ(nullptr, (c.*mode.own)(data.data(), 32, key.data(), nullptr));
         }
     }
     for (const mode_pair& mode : modes) {
-        EXPECT_EQ(mode.generic(nullptr, 16, data.data(), 32, key.data(), iv.data()), nullptr);
-        EXPECT_EQ(mode.generic(toy_ecb, 0, data.data(), 32, key.data(), iv.data()), nullptr);
-        EXPECT_EQ(mode.generic(toy_ecb, 16, nullptr, 32, key.data(), iv.data()), nullptr);
-        EXPECT_EQ(mode.generic(toy_ecb, 16, data.data(), 32, key.data(), nullptr), nullptr);
+        EXPECT_EQ(nullptr, mode.generic(nullptr, 16, data.data(), 32, key.data(), iv.data()));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 0, data.data(), 32, key.data(), iv.data()));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, nullptr, 32, key.data(), iv.data()));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, data.data(), 32, key.data(), nullptr));
         EXPECT_EQ(mode.generic(toy_ecb, 16, data.data(), 0, key.data(), iv.data()), data.data());
     }
     EXPECT_EQ(data, before);

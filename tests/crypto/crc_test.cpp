@@ -42,12 +42,12 @@ const known published[] = {
     {"GO-ISO, register as is", ombrel_crc64_iso, 1, UINT64_MAX, "123456789", 0xB90956C775A41001},
 };
 
-TEST(crc, gives_the_published_values_in_one_call) {
+TEST(Crc, GivesThePublishedValuesInOneCall) {
     for (const known& k : published)
         EXPECT_EQ(k.run(k.raw, k.start, k.text, strlen(k.text)), k.result) << k.name;
 }
 
-TEST(crc, chains_over_every_split) {
+TEST(Crc, ChainsOverEverySplit) {
     for (const known& k : published) {
         const size_t size = strlen(k.text);
         for (size_t split = 0; split <= size; split++) {
@@ -57,18 +57,18 @@ TEST(crc, chains_over_every_split) {
     }
 }
 
-TEST(crc, leaves_the_value_for_no_data) {
+TEST(Crc, LeavesTheValueForNoData) {
     for (const known& k : published)
         for (int raw : {0, 1})
-            EXPECT_EQ(k.run(raw, 0x1234, nullptr, 100), 0x1234u) << k.name;
+            EXPECT_EQ(0x1234u, k.run(raw, 0x1234, nullptr, 100)) << k.name;
 }
 
-TEST(reverse_bit_order, turns_words_round) {
-    EXPECT_EQ(ombrel_reverse_bit_order_uint16(0x8005), 0xA001);
-    EXPECT_EQ(ombrel_reverse_bit_order_uint16(0x1021), 0x8408);
-    EXPECT_EQ(ombrel_reverse_bit_order_uint32(0x04C11DB7), 0xEDB88320u);
-    EXPECT_EQ(ombrel_reverse_bit_order_uint64(0x1B), 0xD800000000000000u);
-    EXPECT_EQ(ombrel_reverse_bit_order_uint64(0xD8000000000000F0), 0x0F0000000000001Bu);
+TEST(ReverseBitOrder, TurnsWordsRound) {
+    EXPECT_EQ(0xA001, ombrel_reverse_bit_order_uint16(0x8005));
+    EXPECT_EQ(0x8408, ombrel_reverse_bit_order_uint16(0x1021));
+    EXPECT_EQ(0xEDB88320u, ombrel_reverse_bit_order_uint32(0x04C11DB7));
+    EXPECT_EQ(0xD800000000000000u, ombrel_reverse_bit_order_uint64(0x1B));
+    EXPECT_EQ(0x0F0000000000001Bu, ombrel_reverse_bit_order_uint64(0xD8000000000000F0));
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 
 namespace {
 
-using digest_list = ombrel_test::balanced_test;
+using DigestList = ombrel_test::balanced_test;
 using lines = std::vector<std::string>;
 
 constexpr size_t longest = def_ombrel_digest_list_line_max;
@@ -23,13 +23,13 @@ lines read(const std::string& text, size_t piece) {
     lines found;
     ombrel_digest_list_t* const list = ombrel_open_digest_list(take, &found);
     for (size_t at = 0; at < text.size(); at += piece)
-        EXPECT_EQ(ombrel_push_digest_list(list, text.data() + at, std::min(piece, text.size() - at)), 0);
-    EXPECT_EQ(ombrel_push_digest_list(list, nullptr, 0), 0);
-    EXPECT_EQ(ombrel_close_digest_list(list), 0);
+        EXPECT_EQ(0, ombrel_push_digest_list(list, text.data() + at, std::min(piece, text.size() - at)));
+    EXPECT_EQ(0, ombrel_push_digest_list(list, nullptr, 0));
+    EXPECT_EQ(0, ombrel_close_digest_list(list));
     return found;
 }
 
-TEST_F(digest_list, lines_are_taken_apart_in_pieces_of_any_size) {
+TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
     const std::string name(longest - 3, 'n');
     const std::pair<std::string, lines> cases[] = {
         {"", {}},
@@ -49,24 +49,24 @@ TEST_F(digest_list, lines_are_taken_apart_in_pieces_of_any_size) {
             EXPECT_EQ(read(text, piece), expected) << text.substr(0, 80);
 }
 
-TEST_F(digest_list, a_handler_ends_the_push) {
+TEST_F(DigestList, AHandlerEndsThePush) {
     lines found;
     ombrel_digest_list_t* const list = ombrel_open_digest_list(take, &found);
-    EXPECT_EQ(ombrel_push_digest_list(list, "ab  stop\ncd  x\n", 15), 42);
-    EXPECT_EQ(ombrel_push_digest_list(list, "ef  y\nunended", 13), 0);
-    EXPECT_EQ(ombrel_close_digest_list(list), 0);
+    EXPECT_EQ(42, ombrel_push_digest_list(list, "ab  stop\ncd  x\n", 15));
+    EXPECT_EQ(0, ombrel_push_digest_list(list, "ef  y\nunended", 13));
+    EXPECT_EQ(0, ombrel_close_digest_list(list));
     EXPECT_EQ(found, (lines{"ab|stop", "ef|y"}));
-    EXPECT_EQ(ombrel_open_digest_list(nullptr, nullptr), nullptr);
-    EXPECT_EQ(ombrel_push_digest_list(nullptr, "x", 1), -1);
-    EXPECT_EQ(ombrel_close_digest_list(nullptr), 0);
+    EXPECT_EQ(nullptr, ombrel_open_digest_list(nullptr, nullptr));
+    EXPECT_EQ(-1, ombrel_push_digest_list(nullptr, "x", 1));
+    EXPECT_EQ(0, ombrel_close_digest_list(nullptr));
     ombrel_digest_entry_t entry;
     char line[] = "# ab  x";
-    EXPECT_EQ(ombrel_parse_digest_line(line, &entry), -1);
-    EXPECT_EQ(ombrel_parse_digest_line(line, nullptr), -1);
-    EXPECT_EQ(ombrel_parse_digest_line(nullptr, &entry), -1);
+    EXPECT_EQ(-1, ombrel_parse_digest_line(line, &entry));
+    EXPECT_EQ(-1, ombrel_parse_digest_line(line, nullptr));
+    EXPECT_EQ(-1, ombrel_parse_digest_line(nullptr, &entry));
 }
 
-TEST_F(digest_list, lines_are_written_with_the_escapes_that_they_need) {
+TEST_F(DigestList, LinesAreWrittenWithTheEscapesThatTheyNeed) {
     const struct {
         const char *digits, *name, *line;
     } cases[] = {{"ab", "name", "ab  name"},

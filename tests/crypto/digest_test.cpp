@@ -68,14 +68,14 @@ std::string hex(const unsigned char* bytes, size_t size) {
     std::string text;
     for (size_t i = 0; i < size; i++) {
         char digits[3];
-        std::snprintf(digits, sizeof digits, "%02X", bytes[i]);
+        snprintf(digits, sizeof digits, "%02X", bytes[i]);
         text += digits;
     }
     return text;
 }
 
 // All algorithms by their names, over messages in two pieces.
-TEST(digest_by_name, gives_what_each_algorithm_gives) {
+TEST(DigestByName, GivesWhatEachAlgorithmGives) {
     const struct {
         const char* name;
         const char* result; // of "123456789"
@@ -88,7 +88,7 @@ TEST(digest_by_name, gives_what_each_algorithm_gives) {
                 {"crc16-ccitt", "2189"}};
     for (size_t i = 0; i < std::size(rows); i++) {
         const ombrel_digest_algorithm_t* const algorithm = ombrel_get_digest_algorithm(i);
-        ASSERT_NE(algorithm, nullptr);
+        ASSERT_NE(nullptr, algorithm);
         EXPECT_STREQ(algorithm->m_name, rows[i].name);
         EXPECT_EQ(algorithm->m_size * 2, strlen(rows[i].result));
         EXPECT_EQ(ombrel_find_digest_algorithm(rows[i].name), algorithm);
@@ -97,46 +97,46 @@ TEST(digest_by_name, gives_what_each_algorithm_gives) {
         ombrel_digest_t made;
         memset(&made, 0xff, sizeof made);
         EXPECT_EQ(ombrel_init_digest(&made, algorithm), &made);
-        EXPECT_STREQ(static_cast<const char*>(ombrel_digest_push(&made, "1234", 4)), "1234");
+        EXPECT_STREQ("1234", static_cast<const char*>(ombrel_digest_push(&made, "1234", 4)));
         ombrel_digest_push(&made, "56789", 5);
         unsigned char bytes[def_ombrel_digest_size_max + 1];
         memset(bytes, 0x5a, sizeof bytes);
         EXPECT_STREQ(ombrel_digest_result(&made, bytes), rows[i].result);
         std::string text = hex(bytes, algorithm->m_size);
-        EXPECT_EQ(ombrel_strcasecmp(text.c_str(), rows[i].result), 0);
-        EXPECT_EQ(bytes[algorithm->m_size], 0x5a);
+        EXPECT_EQ(0, ombrel_strcasecmp(text.c_str(), rows[i].result));
+        EXPECT_EQ(0x5a, bytes[algorithm->m_size]);
     }
-    EXPECT_EQ(ombrel_get_digest_algorithm(std::size(rows)), nullptr);
+    EXPECT_EQ(nullptr, ombrel_get_digest_algorithm(std::size(rows)));
 }
 
-TEST(digest_by_name, refuses_what_it_does_not_know) {
+TEST(DigestByName, RefusesWhatItDoesNotKnow) {
     for (const char* name : {"SHA256", "crc", "", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(ombrel_find_digest_algorithm(name), nullptr);
-    EXPECT_EQ(ombrel_find_digest_algorithm_by_size(0), nullptr);
+        EXPECT_EQ(nullptr, ombrel_find_digest_algorithm(name));
+    EXPECT_EQ(nullptr, ombrel_find_digest_algorithm_by_size(0));
     const ombrel_digest_algorithm_t foreign = {"sha256", 32};
     ombrel_digest_t made;
     for (const ombrel_digest_algorithm_t* algorithm : {&foreign, static_cast<decltype(&foreign)>(nullptr)}) {
         memset(&made, 0xff, sizeof made);
-        EXPECT_EQ(ombrel_init_digest(&made, algorithm), nullptr);
+        EXPECT_EQ(nullptr, ombrel_init_digest(&made, algorithm));
         EXPECT_EQ(ombrel_digest_push(&made, &foreign, 1), &foreign);
-        EXPECT_EQ(ombrel_digest_result(&made, nullptr), nullptr);
+        EXPECT_EQ(nullptr, ombrel_digest_result(&made, nullptr));
     }
-    EXPECT_EQ(ombrel_init_digest(nullptr, ombrel_get_digest_algorithm(0)), nullptr);
-    EXPECT_EQ(ombrel_digest_result(nullptr, nullptr), nullptr);
+    EXPECT_EQ(nullptr, ombrel_init_digest(nullptr, ombrel_get_digest_algorithm(0)));
+    EXPECT_EQ(nullptr, ombrel_digest_result(nullptr, nullptr));
 }
 
 template<typename Family>
-class digest : public balanced_test {};
+class Digest : public balanced_test {};
 
 using families = testing::Types<md5, sha1, sha256>;
-TYPED_TEST_SUITE(digest, families);
+TYPED_TEST_SUITE(Digest, families);
 
-TYPED_TEST(digest, gives_the_published_values) {
+TYPED_TEST(Digest, GivesThePublishedValues) {
     for (const known& k : published)
         EXPECT_EQ(text_of<TypeParam>(k.message), expected<TypeParam>(k)) << k.message.size();
 }
 
-TYPED_TEST(digest, takes_a_message_in_pieces) {
+TYPED_TEST(Digest, TakesAMessageInPieces) {
     std::string message;
     for (int i = 0; i < 300; i++)
         message += static_cast<char>(i * 7);
@@ -151,7 +151,7 @@ TYPED_TEST(digest, takes_a_message_in_pieces) {
 }
 
 // The digest of the digests of messages of 0 to 299 bytes; the values are those that other libraries come to.
-TYPED_TEST(digest, takes_messages_of_every_length) {
+TYPED_TEST(Digest, TakesMessagesOfEveryLength) {
     const known last = {"", "3E1E751789A9292371F8A6AA174F0650", "42E3590533E1BD0177ED34E017F54CE57AC725F9",
                         "1D4750D25B89C536F239A58FDCCADEEB57FB2FE66D0495C770B4A78A8F79462F"};
     std::string all, message;
@@ -160,7 +160,7 @@ TYPED_TEST(digest, takes_messages_of_every_length) {
     EXPECT_EQ(text_of<TypeParam>(all), expected<TypeParam>(last));
 }
 
-TYPED_TEST(digest, writes_bytes_and_text) {
+TYPED_TEST(Digest, WritesBytesAndText) {
     typename TypeParam::context ctx;
     memset(&ctx, 0xEE, sizeof ctx);
     ASSERT_EQ(TypeParam::init(&ctx), &ctx);
@@ -172,32 +172,32 @@ TYPED_TEST(digest, writes_bytes_and_text) {
     EXPECT_EQ(text, ctx.m_text);
     EXPECT_EQ(std::string(text), expected<TypeParam>(published[1]));
     EXPECT_EQ(hex(out, TypeParam::size), text);
-    EXPECT_EQ(out[TypeParam::size], 0xEE);
+    EXPECT_EQ(0xEE, out[TypeParam::size]);
 }
 
-TYPED_TEST(digest, ignores_nothing) {
+TYPED_TEST(Digest, IgnoresNothing) {
     typename TypeParam::context ctx;
     TypeParam::init(&ctx);
-    EXPECT_EQ(TypeParam::push(&ctx, nullptr, 5), nullptr);
+    EXPECT_EQ(nullptr, TypeParam::push(&ctx, nullptr, 5));
     EXPECT_EQ(TypeParam::push(&ctx, &ctx, 0), &ctx);
     EXPECT_STREQ(TypeParam::digest(&ctx, nullptr), expected<TypeParam>(published[0]));
-    EXPECT_EQ(TypeParam::init(nullptr), nullptr);
-    EXPECT_EQ(TypeParam::digest(nullptr, nullptr), nullptr);
-    EXPECT_EQ(TypeParam::close(nullptr, nullptr), 0);
-    EXPECT_EQ(TypeParam::push_file(nullptr, "/dev/null"), -1);
+    EXPECT_EQ(nullptr, TypeParam::init(nullptr));
+    EXPECT_EQ(nullptr, TypeParam::digest(nullptr, nullptr));
+    EXPECT_EQ(0, TypeParam::close(nullptr, nullptr));
+    EXPECT_EQ(-1, TypeParam::push_file(nullptr, "/dev/null"));
 }
 
-TYPED_TEST(digest, opens_and_closes_a_context) {
+TYPED_TEST(Digest, OpensAndClosesAContext) {
     typename TypeParam::context* ctx = TypeParam::open();
-    ASSERT_NE(ctx, nullptr);
+    ASSERT_NE(nullptr, ctx);
     TypeParam::push(ctx, "abc", 3);
     unsigned char out[TypeParam::size];
-    EXPECT_EQ(TypeParam::close(ctx, out), 0);
+    EXPECT_EQ(0, TypeParam::close(ctx, out));
     EXPECT_EQ(hex(out, sizeof out), expected<TypeParam>(published[1]));
-    EXPECT_EQ(TypeParam::close(TypeParam::open(), nullptr), 0);
+    EXPECT_EQ(0, TypeParam::close(TypeParam::open(), nullptr));
 }
 
-TYPED_TEST(digest, reads_files) {
+TYPED_TEST(Digest, ReadsFiles) {
     const scratch_directory folder;
     std::string message(100001, 'x');
     for (size_t i = 0; i < message.size(); i++)
@@ -205,16 +205,16 @@ TYPED_TEST(digest, reads_files) {
     const std::string path = folder.file("message", message), missing = folder / "none";
     typename TypeParam::context ctx;
     TypeParam::push(TypeParam::init(&ctx), "head", 4);
-    EXPECT_EQ(TypeParam::push_file(&ctx, path.c_str()), 0);
+    EXPECT_EQ(0, TypeParam::push_file(&ctx, path.c_str()));
     EXPECT_EQ(TypeParam::digest(&ctx, nullptr), text_of<TypeParam>(std::string("head").append(message)));
     TypeParam::init(&ctx);
     for (const char* bad : {missing.c_str(), "/tmp", "", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(TypeParam::push_file(&ctx, bad), -1);
-    EXPECT_EQ(TypeParam::push_file(&ctx, "/dev/null"), 0);
+        EXPECT_EQ(-1, TypeParam::push_file(&ctx, bad));
+    EXPECT_EQ(0, TypeParam::push_file(&ctx, "/dev/null"));
     EXPECT_STREQ(TypeParam::digest(&ctx, nullptr), expected<TypeParam>(published[0]));
 }
 
-TEST(digest_end, leaves_md5_open) {
+TEST(DigestEnd, LeavesMd5Open) {
     ombrel_md5_t ctx;
     ombrel_md5_push(ombrel_init_md5(&ctx), "a", 1);
     const std::string first = ombrel_md5_digest(&ctx, nullptr);
@@ -233,13 +233,13 @@ void expect_finished() {
     EXPECT_EQ(Family::digest(&ctx, nullptr), first);
 }
 
-TEST(digest_end, finishes_the_sha_contexts) {
+TEST(DigestEnd, FinishesTheShaContexts) {
     expect_finished<sha1>();
     expect_finished<sha256>();
 }
 
 // The value is that of coreutils. Without instructions for it this takes too long for every run.
-TEST(digest_length, passes_4_gib) {
+TEST(DigestLength, Passes4Gib) {
     const uint32_t features =
         ombrel::features_to_use(getenv("OMBREL_PLAIN_KERNELS"), ombrel::platform::processor_features());
     if (sizeof(void*) < 8 || (features & (ombrel::platform::x86_sha | ombrel::platform::arm_sha256)) == 0)
@@ -250,12 +250,12 @@ TEST(digest_length, passes_4_gib) {
     for (int i = 0; i < 4096; i++)
         ombrel_sha256_push(&ctx, zeros.data(), zeros.size());
     ombrel_sha256_push(&ctx, zeros.data(), 3);
-    EXPECT_STREQ(ombrel_sha256_digest(&ctx, nullptr),
-                 "930FA067940FF8D9F427E3A116B7598503C70CE7380D66FF65F8DE33D558F7F3");
+    EXPECT_STREQ("930FA067940FF8D9F427E3A116B7598503C70CE7380D66FF65F8DE33D558F7F3",
+                 ombrel_sha256_digest(&ctx, nullptr));
 }
 
 // A context whose counter says that 4 GiB are done is as good as one that took them, but for the state.
-TEST(digest_length, counts_md5_bits_past_32) {
+TEST(DigestLength, CountsMd5BitsPast32) {
     ombrel_md5_t ctx;
     ombrel_init_md5(&ctx);
     ctx.m_total = 0xFFFFFFC0;
@@ -263,9 +263,9 @@ TEST(digest_length, counts_md5_bits_past_32) {
     ctx.m_bits_high = 7;
     const std::string piece(200, 'z');
     ombrel_md5_push(&ctx, piece.data(), piece.size());
-    EXPECT_EQ(ctx.m_total, 136u);
+    EXPECT_EQ(136u, ctx.m_total);
     EXPECT_EQ(ctx.m_bits_low, 136u * 8);
-    EXPECT_EQ(ctx.m_bits_high, 8u);
+    EXPECT_EQ(8u, ctx.m_bits_high);
 
     // The same state by hand: the padding with its length is one block's data for a context at rest.
     unsigned char end[56] = {0x80};
@@ -278,7 +278,7 @@ TEST(digest_length, counts_md5_bits_past_32) {
     ombrel_md5_digest(&ctx, out);
     for (size_t i = 0; i < 16; i++)
         state[i] = static_cast<unsigned char>(by_hand.m_state[i / 4] >> (8 * (i % 4)));
-    EXPECT_EQ(memcmp(out, state, sizeof out), 0);
+    EXPECT_EQ(0, memcmp(out, state, sizeof out));
 }
 
 } // namespace

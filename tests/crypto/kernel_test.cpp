@@ -75,7 +75,7 @@ void check_crc(std::span<const candidate<crc_kernel<Register>>> list, Register p
         }
 }
 
-TEST(crc_kernels, agree) {
+TEST(CrcKernels, Agree) {
     check_crc<uint16_t>(all_kernels.crc16_ibm, 0xA001);
     check_crc<uint16_t>(all_kernels.crc16_ccitt, 0x8408);
     check_crc<uint32_t>(all_kernels.crc32, 0xEDB88320);
@@ -100,13 +100,13 @@ void check_blocks(std::span<const candidate<block_kernel>> list) {
         }
 }
 
-TEST(block_kernels, agree) {
+TEST(BlockKernels, Agree) {
     check_blocks(all_kernels.md5);
     check_blocks(all_kernels.sha1);
     check_blocks(all_kernels.sha256);
 }
 
-TEST(kernel_choice, takes_the_first_that_can_run) {
+TEST(KernelChoice, TakesTheFirstThatCanRun) {
     const candidate<int> list[] = {{"both", 3, 30}, {"one", 1, 10}, {"plain", 0, 0}};
     const struct {
         uint32_t features;
@@ -116,11 +116,11 @@ TEST(kernel_choice, takes_the_first_that_can_run) {
         EXPECT_EQ(choose(std::span<const candidate<int>>(list), c.features), c.chosen) << c.features;
 }
 
-TEST(kernel_choice, can_be_forced_to_the_plain_ones) {
+TEST(KernelChoice, CanBeForcedToThePlainOnes) {
     for (const char* ordinary : {static_cast<const char*>(nullptr), "", "0"})
-        EXPECT_EQ(features_to_use(ordinary, 5), 5u);
+        EXPECT_EQ(5u, features_to_use(ordinary, 5));
     for (const char* forced : {"1", "yes", "00"})
-        EXPECT_EQ(features_to_use(forced, 5), 0u) << forced;
+        EXPECT_EQ(0u, features_to_use(forced, 5)) << forced;
 }
 
 } // namespace

@@ -9,7 +9,7 @@ namespace {
 
 const byte_string secrets[] = {byte_source().bytes(200), byte_string(200, 0x5A)};
 
-TEST(secrets, ciphers_leave_no_key_on_the_stack) {
+TEST(Secrets, CiphersLeaveNoKeyOnTheStack) {
     for (const cipher& c : ciphers) {
         byte_string room(c.round_key_size), data, iv;
         EXPECT_EQ(0u, bytes_left_on_stack(
@@ -48,7 +48,7 @@ void leaves_no_message() {
     EXPECT_EQ(std::string::npos, freed_bytes(sizeof *ctx).find("ssss")) << Family::name;
 }
 
-TEST(secrets, digests_leave_no_message) {
+TEST(Secrets, DigestsLeaveNoMessage) {
     leaves_no_message<md5>();
     leaves_no_message<sha1>();
     leaves_no_message<sha256>();

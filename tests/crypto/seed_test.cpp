@@ -4,7 +4,7 @@
 
 using namespace ombrel_test;
 
-TEST(seed, rfc_4269_examples) {
+TEST(Seed, Rfc4269Examples) {
     const ecb_example examples[] = {
         {"seed", "00000000000000000000000000000000", "000102030405060708090A0B0C0D0E0F",
          "5EBAC6E0054E166819AFF1CC6D346CDB"},
@@ -19,8 +19,8 @@ TEST(seed, rfc_4269_examples) {
         expect_ecb(example);
 }
 
-TEST(seed, round_keys_are_words_of_the_machine) {
+TEST(Seed, RoundKeysAreWordsOfTheMachine) {
     const byte_string keys = find_cipher("seed").round_key(byte_string(16));
     const uint32_t first_rounds[] = {0x7C8F8C7E, 0xC737A22C, 0xFF276CDB, 0xA7CA684A};
-    EXPECT_EQ(memcmp(keys.data(), first_rounds, sizeof first_rounds), 0);
+    EXPECT_EQ(0, memcmp(keys.data(), first_rounds, sizeof first_rounds));
 }

@@ -71,29 +71,29 @@ TEST_F(HeapReport, CountsBlocksByCallSite) {
         }
         found += expected;
         if (tag == long_name.substr(0, 63)) {
-            EXPECT_EQ(site.m_blocks, 2u) << "cut names are one";
+            EXPECT_EQ(2u, site.m_blocks) << "cut names are one";
             found++;
         }
     }
-    EXPECT_EQ(found, 7u);
+    EXPECT_EQ(7u, found);
     EXPECT_EQ(blocks, ombrel_get_alloc_count());
     EXPECT_EQ(bytes, ombrel_get_alloc_size());
-    EXPECT_EQ(sites[count].m_blocks, 0u);
-    EXPECT_EQ(others.m_tag + std::to_string(others.m_line + others.m_blocks + others.m_size), "0");
+    EXPECT_EQ(0u, sites[count].m_blocks);
+    EXPECT_EQ("0", others.m_tag + std::to_string(others.m_line + others.m_blocks + others.m_size));
 }
 
 TEST_F(HeapReport, SumsUpWhatItHasNoRoomFor) {
     ombrel_heap_site_t sites[2], others;
-    EXPECT_EQ(ombrel_get_heap_sites(sites, 2, &others), 2u);
-    EXPECT_STREQ(sites[0].m_tag, "report_few");
-    EXPECT_EQ(sites[1].m_blocks, 2u) << "the newest, under the long name";
+    EXPECT_EQ(2u, ombrel_get_heap_sites(sites, 2, &others));
+    EXPECT_STREQ("report_few", sites[0].m_tag);
+    EXPECT_EQ(2u, sites[1].m_blocks) << "the newest, under the long name";
     EXPECT_EQ(others.m_blocks, ombrel_get_alloc_count() - 4);
     EXPECT_EQ(others.m_size, ombrel_get_alloc_size() - sites[0].m_size - sites[1].m_size);
     for (const size_t room : {size_t{0}, size_t{5}}) {
-        EXPECT_EQ(ombrel_get_heap_sites(nullptr, room, &others), 0u);
+        EXPECT_EQ(0u, ombrel_get_heap_sites(nullptr, room, &others));
         EXPECT_EQ(others.m_size, ombrel_get_alloc_size());
     }
-    EXPECT_EQ(ombrel_get_heap_sites(sites, 1, nullptr), 1u);
+    EXPECT_EQ(1u, ombrel_get_heap_sites(sites, 1, nullptr));
 }
 
 std::string printed;
@@ -108,7 +108,7 @@ TEST_F(HeapReport, IsPrintedAsOneTextOrQueued) {
     ombrel_puts_handler_t before;
     ombrel_set_puts_handler(collect, &before);
     const size_t blocks = ombrel_get_alloc_count();
-    EXPECT_EQ(ombrel_push_heap_report(nullptr), 0);
+    EXPECT_EQ(0, ombrel_push_heap_report(nullptr));
     ombrel_set_puts_handler(before, nullptr);
     const std::string number = "[0-9]+", size = std::to_string(4 * (1000 + overhead));
     EXPECT_TRUE(matches(printed, "<" + number + " live blocks, " + number + " bytes, peak " + number +
@@ -118,7 +118,7 @@ TEST_F(HeapReport, IsPrintedAsOneTextOrQueued) {
     EXPECT_LE(std::stoul(printed.substr(1)), blocks + 2) << "a buffer of its own";
 
     ombrel_buffer_t* const buffer = ombrel_open_buffer_ex(0);
-    EXPECT_EQ(ombrel_push_heap_report(buffer), 0);
+    EXPECT_EQ(0, ombrel_push_heap_report(buffer));
     const std::string queued = ombrel_test::take_queued(buffer);
     ombrel_close_buffer(buffer);
     EXPECT_NE(queued.find("blocks  report_few:8\n"), std::string::npos) << queued;

@@ -18,7 +18,7 @@ namespace {
 
 using ombrel_test::take_string;
 
-class base64 : public ombrel_test::balanced_test {
+class Base64 : public ombrel_test::balanced_test {
 protected:
     int encode(const std::string& data) {
         return ombrel_push_encode_base64(coder_.get(), data.data(), data.size());
@@ -49,7 +49,7 @@ std::string decoded(const std::string& text) {
     return take_string(block, size);
 }
 
-TEST_F(base64, goes_there_and_back_in_one_call) {
+TEST_F(Base64, GoesThereAndBackInOneCall) {
     static constexpr const char* pairs[][2] = {
         {"", ""},
         {"f", "Zg=="},
@@ -70,7 +70,7 @@ TEST_F(base64, goes_there_and_back_in_one_call) {
     ombrel_free(block);
 }
 
-TEST_F(base64, decodes_by_its_rules) {
+TEST_F(Base64, DecodesByItsRules) {
     static constexpr struct {
         const char *text, *strict, *lenient;
     } cases[] = {
@@ -92,14 +92,14 @@ TEST_F(base64, decodes_by_its_rules) {
             coder_.reset(ombrel_open_base64());
             coder_->m_lenient = lenient;
             coder_->m_alphabet = def_ombrel_base64_alphabet_url_safe;
-            EXPECT_EQ(decode(one.text), 0);
-            EXPECT_EQ(decode(""), 0);
+            EXPECT_EQ(0, decode(one.text));
+            EXPECT_EQ(0, decode(""));
             EXPECT_EQ(get(), lenient != 0 ? one.lenient : one.strict) << one.text;
         }
     }
 }
 
-TEST_F(base64, breaks_lines) {
+TEST_F(Base64, BreaksLines) {
     static constexpr struct {
         uint32_t width, continued;
         const char *bytes, *text;
@@ -117,77 +117,77 @@ TEST_F(base64, breaks_lines) {
         coder_->m_line_width = one.width;
         coder_->m_continuation = one.continued;
         for (const char* byte = one.bytes; *byte != '\0'; byte++)
-            EXPECT_EQ(encode(std::string(1, *byte)), 0);
-        EXPECT_EQ(encode("") | encode(""), 0); // the second end adds no break
+            EXPECT_EQ(0, encode(std::string(1, *byte)));
+        EXPECT_EQ(0, encode("") | encode("")); // the second end adds no break
         EXPECT_EQ(get(), one.text);
     }
 }
 
-TEST_F(base64, encodes_url_safe) {
+TEST_F(Base64, EncodesUrlSafe) {
     coder_->m_alphabet = def_ombrel_base64_alphabet_url_safe;
     const std::string bytes = "\xFB\xFF\xBF\xFF";
-    EXPECT_EQ(encode(bytes) | encode(""), 0);
-    EXPECT_EQ(get(), "-_-__w==");
+    EXPECT_EQ(0, encode(bytes) | encode(""));
+    EXPECT_EQ("-_-__w==", get());
 }
 
-TEST_F(base64, takes_nothing_over_the_input_limit) {
+TEST_F(Base64, TakesNothingOverTheInputLimit) {
     coder_->m_input_limit = 4;
-    EXPECT_EQ(encode("12345"), -1);
-    EXPECT_EQ(encode("ManM"), 0);
-    EXPECT_EQ(encode("anMa"), -1); // one waits
-    EXPECT_EQ(encode("an"), 0);
-    EXPECT_EQ(get(), "TWFuTWFu");
+    EXPECT_EQ(-1, encode("12345"));
+    EXPECT_EQ(0, encode("ManM"));
+    EXPECT_EQ(-1, encode("anMa")); // one waits
+    EXPECT_EQ(0, encode("an"));
+    EXPECT_EQ("TWFuTWFu", get());
     coder_.reset(ombrel_open_base64());
     coder_->m_input_limit = 8192;
     coder_->m_lenient = 1;
-    EXPECT_EQ(decode("TW" + std::string(8000, ' ')), 0);
-    EXPECT_EQ(decode(std::string(191, 'F')), -1); // skipped characters wait with their group
-    EXPECT_EQ(decode(std::string(187, ' ') + "Fu"), 0);
-    EXPECT_EQ(decode(std::string(8192, ' ')), 0);
-    EXPECT_EQ(get(), "Man");
+    EXPECT_EQ(0, decode("TW" + std::string(8000, ' ')));
+    EXPECT_EQ(-1, decode(std::string(191, 'F'))); // skipped characters wait with their group
+    EXPECT_EQ(0, decode(std::string(187, ' ') + "Fu"));
+    EXPECT_EQ(0, decode(std::string(8192, ' ')));
+    EXPECT_EQ("Man", get());
 }
 
-TEST_F(base64, stops_at_the_output_limit_and_goes_on) {
+TEST_F(Base64, StopsAtTheOutputLimitAndGoesOn) {
     coder_->m_output_limit = 7;
-    EXPECT_EQ(encode("ManMan"), -1);
-    EXPECT_EQ(get(), "TWFu");
-    EXPECT_EQ(encode("M"), 0);
-    EXPECT_EQ(encode(""), -1);
-    EXPECT_EQ(encode("ignored"), -1);
-    EXPECT_EQ(get(), "TWFu");
-    EXPECT_EQ(encode(""), 0);
-    EXPECT_EQ(get(), "TQ==");
-    EXPECT_EQ(encode("more") | encode(""), 0);
-    EXPECT_EQ(get(), "");
+    EXPECT_EQ(-1, encode("ManMan"));
+    EXPECT_EQ("TWFu", get());
+    EXPECT_EQ(0, encode("M"));
+    EXPECT_EQ(-1, encode(""));
+    EXPECT_EQ(-1, encode("ignored"));
+    EXPECT_EQ("TWFu", get());
+    EXPECT_EQ(0, encode(""));
+    EXPECT_EQ("TQ==", get());
+    EXPECT_EQ(0, encode("more") | encode(""));
+    EXPECT_EQ("", get());
     coder_.reset(ombrel_open_base64());
     coder_->m_output_limit = 5;
-    EXPECT_EQ(decode("TWFuTQ=="), -1); // room for a whole group is due
-    EXPECT_EQ(get(), "Man");
-    EXPECT_EQ(decode(""), 0);
-    EXPECT_EQ(get(), "M");
+    EXPECT_EQ(-1, decode("TWFuTQ==")); // room for a whole group is due
+    EXPECT_EQ("Man", get());
+    EXPECT_EQ(0, decode(""));
+    EXPECT_EQ("M", get());
 }
 
-TEST_F(base64, keeps_no_endless_run_of_skipped_characters) {
+TEST_F(Base64, KeepsNoEndlessRunOfSkippedCharacters) {
     coder_->m_lenient = 1;
     const size_t before = ombrel_get_alloc_size();
-    EXPECT_EQ(decode("TWF"), 0);
+    EXPECT_EQ(0, decode("TWF"));
     for (int i = 0; i < 1000; i++)
-        EXPECT_EQ(decode(std::string(1000, ' ')), 0);
+        EXPECT_EQ(0, decode(std::string(1000, ' ')));
     EXPECT_LT(ombrel_get_alloc_size(), before + 50000);
-    EXPECT_EQ(decode("u"), 0);
-    EXPECT_EQ(get(), "Man");
+    EXPECT_EQ(0, decode("u"));
+    EXPECT_EQ("Man", get());
 }
 
-TEST_F(base64, takes_null) {
+TEST_F(Base64, TakesNull) {
     size_t size = 1;
-    EXPECT_EQ(ombrel_push_encode_base64(nullptr, "", 0), -1);
-    EXPECT_EQ(ombrel_push_decode_base64(nullptr, "x", 1), -1);
-    EXPECT_EQ(ombrel_get_base64(nullptr, &size), nullptr);
-    EXPECT_EQ(size, 0u);
-    EXPECT_EQ(ombrel_close_base64(nullptr), 0);
+    EXPECT_EQ(-1, ombrel_push_encode_base64(nullptr, "", 0));
+    EXPECT_EQ(-1, ombrel_push_decode_base64(nullptr, "x", 1));
+    EXPECT_EQ(nullptr, ombrel_get_base64(nullptr, &size));
+    EXPECT_EQ(0u, size);
+    EXPECT_EQ(0, ombrel_close_base64(nullptr));
 }
 
-TEST_F(base64, does_as_the_model) {
+TEST_F(Base64, DoesAsTheModel) {
     std::mt19937 random(20240611);
     for (int round = 0; round < 3000; round++) {
         std::vector<uint8_t> code(10 + random() % 60);
@@ -195,12 +195,12 @@ TEST_F(base64, does_as_the_model) {
             byte = static_cast<uint8_t>(random());
         const char* fault =
             ombrel_test::coder_program<ombrel_test::base64_functions>(code.data(), code.size()).run();
-        ASSERT_STREQ(fault == nullptr ? "" : fault, "") << "round " << round;
+        ASSERT_STREQ("", fault == nullptr ? "" : fault) << "round " << round;
     }
 }
 
 // In blocks of exact size, so that a sanitizer sees a kernel that reaches too far.
-TEST(base64_kernels, agree) {
+TEST(Base64Kernels, Agree) {
     using namespace ombrel::encoding;
     const uint32_t features = ombrel::platform::processor_features();
     std::mt19937 random(11);

@@ -22,7 +22,7 @@ TEST_F(PercentTest, Encodes) {
         EXPECT_STREQ(made, c.expected);
         ombrel_free(made);
     }
-    EXPECT_EQ(ombrel_encode_percent_string(nullptr), nullptr);
+    EXPECT_EQ(nullptr, ombrel_encode_percent_string(nullptr));
 }
 
 TEST_F(PercentTest, Decodes) {
@@ -35,10 +35,10 @@ TEST_F(PercentTest, Decodes) {
     for (const auto& c : cases) {
         char* made = ombrel_decode_percent_string(c.s);
         EXPECT_EQ(std::string(made, c.expected.size()), c.expected) << c.s;
-        EXPECT_EQ(made[c.expected.size()], '\0') << c.s;
+        EXPECT_EQ('\0', made[c.expected.size()]) << c.s;
         ombrel_free(made);
     }
-    EXPECT_EQ(ombrel_decode_percent_string(nullptr), nullptr);
+    EXPECT_EQ(nullptr, ombrel_decode_percent_string(nullptr));
 }
 
 TEST_F(PercentTest, GivesBackEveryByte) {

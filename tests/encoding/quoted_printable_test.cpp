@@ -14,7 +14,7 @@ namespace {
 
 using ombrel_test::take_string;
 
-class quoted_printable : public ombrel_test::balanced_test {
+class QuotedPrintable : public ombrel_test::balanced_test {
 protected:
     int encode(const std::string& data) {
         return ombrel_push_encode_quoted_printable(coder_.get(), data.data(), data.size());
@@ -39,7 +39,7 @@ std::string decoded(const std::string& text) {
     return take_string(block, size);
 }
 
-TEST_F(quoted_printable, encodes_all_that_is_not_plain) {
+TEST_F(QuotedPrintable, EncodesAllThatIsNotPlain) {
     std::string bytes, expected;
     for (int byte = 0; byte < 256; byte++) {
         bytes += static_cast<char>(byte);
@@ -53,14 +53,14 @@ TEST_F(quoted_printable, encodes_all_that_is_not_plain) {
     EXPECT_EQ(decoded(expected), bytes);
 }
 
-TEST_F(quoted_printable, encodes_at_the_end_only) {
-    EXPECT_EQ(encode("a=b"), 0);
-    EXPECT_EQ(get(), "");
-    EXPECT_EQ(encode(" c") | encode("") | encode("ignored") | encode(""), 0);
-    EXPECT_EQ(get(), "a=3Db=20c");
+TEST_F(QuotedPrintable, EncodesAtTheEndOnly) {
+    EXPECT_EQ(0, encode("a=b"));
+    EXPECT_EQ("", get());
+    EXPECT_EQ(0, encode(" c") | encode("") | encode("ignored") | encode(""));
+    EXPECT_EQ("a=3Db=20c", get());
 }
 
-TEST_F(quoted_printable, decodes_upper_case_escapes_only) {
+TEST_F(QuotedPrintable, DecodesUpperCaseEscapesOnly) {
     static constexpr const char* cases[][2] = {
         {"", ""},         {"a=3Db=20c", "a=b c"}, {"=3d", "=3d"}, {"=0G=G0", "=0G=G0"}, {"=\r\nx", "=\r\nx"},
         {"==41", "=A"},   {"===", "==="},         {"=4", "=4"},   {"x=", "x="},         {"=41=", "A="},
@@ -70,51 +70,51 @@ TEST_F(quoted_printable, decodes_upper_case_escapes_only) {
         EXPECT_EQ(decoded(text), bytes) << text;
         coder_.reset(ombrel_open_quoted_printable());
         for (const char* character = text; *character != '\0'; character++)
-            EXPECT_EQ(decode(std::string(1, *character)), 0);
-        EXPECT_EQ(decode(""), 0);
+            EXPECT_EQ(0, decode(std::string(1, *character)));
+        EXPECT_EQ(0, decode(""));
         EXPECT_EQ(get(), bytes) << text;
     }
 }
 
-TEST_F(quoted_printable, an_escape_waits_for_its_digits) {
+TEST_F(QuotedPrintable, AnEscapeWaitsForItsDigits) {
     for (const char* part : {"a=", "4"}) {
-        EXPECT_EQ(decode(part), 0);
-        EXPECT_EQ(ombrel_get_buffer_size(coder_->m_output), 1u);
+        EXPECT_EQ(0, decode(part));
+        EXPECT_EQ(1u, ombrel_get_buffer_size(coder_->m_output));
     }
-    EXPECT_EQ(decode("1"), 0);
-    EXPECT_EQ(get(), "aA");
+    EXPECT_EQ(0, decode("1"));
+    EXPECT_EQ("aA", get());
 }
 
-TEST_F(quoted_printable, keeps_to_its_limits) {
+TEST_F(QuotedPrintable, KeepsToItsLimits) {
     coder_->m_input_limit = 4;
     coder_->m_output_limit = 4;
-    EXPECT_EQ(encode("12345"), -1);
-    EXPECT_EQ(encode("abcd"), 0);
-    EXPECT_EQ(encode("e"), -1);
-    EXPECT_EQ(encode(""), -1); // room for an escape is due for each byte
-    EXPECT_EQ(get(), "ab");
-    EXPECT_EQ(encode(""), 0);
-    EXPECT_EQ(get(), "cd");
+    EXPECT_EQ(-1, encode("12345"));
+    EXPECT_EQ(0, encode("abcd"));
+    EXPECT_EQ(-1, encode("e"));
+    EXPECT_EQ(-1, encode("")); // room for an escape is due for each byte
+    EXPECT_EQ("ab", get());
+    EXPECT_EQ(0, encode(""));
+    EXPECT_EQ("cd", get());
     coder_.reset(ombrel_open_quoted_printable());
     coder_->m_output_limit = 2;
-    EXPECT_EQ(decode("=41=42"), 0);
-    EXPECT_EQ(decode("=4"), 0);
-    EXPECT_EQ(decode("3"), -1);
-    EXPECT_EQ(get(), "AB");
-    EXPECT_EQ(decode(""), 0);
-    EXPECT_EQ(get(), "C");
+    EXPECT_EQ(0, decode("=41=42"));
+    EXPECT_EQ(0, decode("=4"));
+    EXPECT_EQ(-1, decode("3"));
+    EXPECT_EQ("AB", get());
+    EXPECT_EQ(0, decode(""));
+    EXPECT_EQ("C", get());
 }
 
-TEST_F(quoted_printable, takes_null) {
+TEST_F(QuotedPrintable, TakesNull) {
     size_t size = 1;
-    EXPECT_EQ(ombrel_push_encode_quoted_printable(nullptr, "", 0), -1);
-    EXPECT_EQ(ombrel_push_decode_quoted_printable(nullptr, "x", 1), -1);
-    EXPECT_EQ(ombrel_get_quoted_printable(nullptr, &size), nullptr);
-    EXPECT_EQ(size, 0u);
-    EXPECT_EQ(ombrel_close_quoted_printable(nullptr), 0);
+    EXPECT_EQ(-1, ombrel_push_encode_quoted_printable(nullptr, "", 0));
+    EXPECT_EQ(-1, ombrel_push_decode_quoted_printable(nullptr, "x", 1));
+    EXPECT_EQ(nullptr, ombrel_get_quoted_printable(nullptr, &size));
+    EXPECT_EQ(0u, size);
+    EXPECT_EQ(0, ombrel_close_quoted_printable(nullptr));
 }
 
-TEST_F(quoted_printable, does_as_the_model) {
+TEST_F(QuotedPrintable, DoesAsTheModel) {
     std::mt19937 random(20240611);
     for (int round = 0; round < 3000; round++) {
         std::vector<uint8_t> code(10 + random() % 60);
@@ -122,7 +122,7 @@ TEST_F(quoted_printable, does_as_the_model) {
             byte = static_cast<uint8_t>(random());
         using program = ombrel_test::coder_program<ombrel_test::quoted_printable_functions>;
         const char* fault = program(code.data(), code.size()).run();
-        ASSERT_STREQ(fault == nullptr ? "" : fault, "") << "round " << round;
+        ASSERT_STREQ("", fault == nullptr ? "" : fault) << "round " << round;
     }
 }
 

@@ -278,7 +278,7 @@ TEST_F(Event, RegularFilesAreAlwaysReady) {
     EXPECT_EQ(0, event.add(5000));
     EXPECT_EQ(0, once());
     EXPECT_EQ(results{3}, event.results);
-    std::fclose(file);
+    fclose(file);
 }
 
 TEST_F(Event, ABadDescriptorIsRefused) {

@@ -159,7 +159,7 @@ picture random_picture() {
     return one;
 }
 
-TEST(boxes, are_those_of_a_plain_model) {
+TEST(Boxes, AreThoseOfAPlainModel) {
     for (int round = 0; round < 12000; round++) {
         picture from = random_picture(), to = random_picture(), wanted = to;
         const bool scaled = below(2) == 0;
@@ -204,7 +204,7 @@ TEST(boxes, are_those_of_a_plain_model) {
 }
 
 // Only a sanitizer sees a sum that is too large and not used.
-TEST(boxes, lie_anywhere) {
+TEST(Boxes, LieAnywhere) {
     constexpr int32_t places[] = {INT_MIN, -1, INT_MAX};
     constexpr uint32_t lengths[] = {1, 3, UINT_MAX};
     picture from(0xF8, 3, 3, 0), to(0xF8, 3, 3, 0);
@@ -221,7 +221,7 @@ TEST(boxes, lie_anywhere) {
                 }
 }
 
-TEST(boxes, within_one_map_move_as_if_copied_aside) {
+TEST(Boxes, WithinOneMapMoveAsIfCopiedAside) {
     for (int round = 0; round < 2000; round++) {
         picture one(interfaces[below(6)], 1 + below(40), 1 + below(20), below(3)), wanted = one, aside = one;
         const int32_t x = random_place(), y = random_place(), to_x = random_place(), to_y = random_place();
@@ -232,23 +232,23 @@ TEST(boxes, within_one_map_move_as_if_copied_aside) {
     }
 }
 
-TEST(raw_bitmap, copies_bytes_whatever_they_mean) {
+TEST(RawBitmap, CopiesBytesWhateverTheyMean) {
     picture from(0x18485868, 6, 4, 0), to(0x18685848, 3, 8, 0);
-    EXPECT_EQ(ombrel_copy_raw_bitmap_scale(&to.record, 0, 0, 3, 8, &from.record, 0, 0, 6, 4), 0);
+    EXPECT_EQ(0, ombrel_copy_raw_bitmap_scale(&to.record, 0, 0, 3, 8, &from.record, 0, 0, 6, 4));
     for (int y = 0; y < 8; y++)
         for (int x = 0; x < 3; x++)
             EXPECT_EQ(to.get(x, y), from.get(2 * x + 1, y / 2));
-    EXPECT_EQ(ombrel_copy_raw_bitmap(&to.record, 1, 0, &from.record, 4, 3, 9, 9), 0);
+    EXPECT_EQ(0, ombrel_copy_raw_bitmap(&to.record, 1, 0, &from.record, 4, 3, 9, 9));
     EXPECT_EQ(to.get(1, 0), from.get(4, 3));
 
     // Two pixels a byte: from a whole byte to a whole byte.
     unsigned char packed[4] = {0x12, 0x34, 0x56, 0x78};
     ombrel_bitmap_t nibbles = {packed, 0x21212121, 4, 2, 2, 0, 0, 0};
-    EXPECT_EQ(ombrel_copy_raw_bitmap(&nibbles, 2, 0, &nibbles, 0, 1, 2, 1), 0);
-    EXPECT_EQ(packed[1], 0x56);
+    EXPECT_EQ(0, ombrel_copy_raw_bitmap(&nibbles, 2, 0, &nibbles, 0, 1, 2, 1));
+    EXPECT_EQ(0x56, packed[1]);
 }
 
-TEST(boxes, refuse_what_they_cannot_copy) {
+TEST(Boxes, RefuseWhatTheyCannotCopy) {
     picture good(0x18485868, 4, 4, 0);
     ombrel_bitmap_t short_line = good.record, no_pixels = good.record, huge = good.record, odd = good.record;
     short_line.m_line_length = 15;
@@ -256,8 +256,8 @@ TEST(boxes, refuse_what_they_cannot_copy) {
     huge.m_line_length = UINT_MAX;
     huge.m_resy = UINT_MAX;
     for (ombrel_bitmap_t* bad : {static_cast<ombrel_bitmap_t*>(nullptr), &short_line, &no_pixels, &huge}) {
-        EXPECT_EQ(ombrel_copy_raw_bitmap(bad, 0, 0, &good.record, 0, 0, 1, 1), -1);
-        EXPECT_EQ(ombrel_copy_raw_bitmap_scale(&good.record, 0, 0, 1, 1, bad, 0, 0, 2, 2), -1);
+        EXPECT_EQ(-1, ombrel_copy_raw_bitmap(bad, 0, 0, &good.record, 0, 0, 1, 1));
+        EXPECT_EQ(-1, ombrel_copy_raw_bitmap_scale(&good.record, 0, 0, 1, 1, bad, 0, 0, 2, 2));
     }
     odd.m_color_interface = 0x21212121;
     ombrel_fbmap_t map{};
@@ -265,14 +265,14 @@ TEST(boxes, refuse_what_they_cannot_copy) {
         return ombrel_fbmap_get_box(from, to, 0, 0, 0, 0, 1, 1, def_ombrel_fbmap_plain);
     };
     map.m_bits_per_pixel = 32;
-    EXPECT_EQ(box(&map, &good.record), -1) << "a map without pixels";
-    EXPECT_EQ(box(&map, nullptr), -1);
+    EXPECT_EQ(-1, box(&map, &good.record)) << "a map without pixels";
+    EXPECT_EQ(-1, box(&map, nullptr));
 
     ombrel_test::capture errors(stderr);
-    EXPECT_EQ(ombrel_copy_raw_bitmap(&good.record, 0, 0, &odd, 0, 0, 1, 1), -1);
+    EXPECT_EQ(-1, ombrel_copy_raw_bitmap(&good.record, 0, 0, &odd, 0, 0, 1, 1));
     map = {};
     map.m_bits_per_pixel = 4;
-    EXPECT_EQ(box(&map, &good.record), -1);
+    EXPECT_EQ(-1, box(&map, &good.record));
     const std::string text = errors.text();
     for (const char* part : {"<not supported>", ":ombrel_copy_raw_bitmap:", "_get_box_internal:"})
         EXPECT_NE(text.find(part), text.npos) << text;

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(color_interface, has_a_name_and_a_depth) {
+TEST(ColorInterface, HasANameAndADepth) {
     const struct {
         uint32_t code;
         const char* name;
@@ -20,8 +20,8 @@ TEST(color_interface, has_a_name_and_a_depth) {
         EXPECT_STREQ(ombrel_color_interface_name(name, c.code), c.name);
         EXPECT_EQ(ombrel_color_interface_to_bits_per_pixel(c.code), c.bits) << c.name;
     }
-    EXPECT_EQ(ombrel_color_interface_name(nullptr, 0x31), nullptr);
-    EXPECT_EQ(ombrel_bits_per_pixel_to_color_interface(12), 0u);
+    EXPECT_EQ(nullptr, ombrel_color_interface_name(nullptr, 0x31));
+    EXPECT_EQ(0u, ombrel_bits_per_pixel_to_color_interface(12));
     for (const unsigned bits : {1u, 2u, 4u, 8u, 16u, 24u, 32u})
         EXPECT_EQ(ombrel_color_interface_to_bits_per_pixel(ombrel_bits_per_pixel_to_color_interface(bits)),
                   bits);
@@ -32,7 +32,7 @@ constexpr uint32_t grey1 = 0x31, palette2 = 0x2121, palette4 = 0x21212121, palet
                    bgr888 = 0x685848, xbgr = 0x08685848, abgr = 0x18685848, yuv = 0x00788898,
                    ayuv = 0x18788898, wide = 0x4C5C;
 
-TEST(color_conversion, follows_its_table) {
+TEST(ColorConversion, FollowsItsTable) {
     const struct {
         uint32_t to, from, color, result;
     } cases[] = {

@@ -38,8 +38,8 @@ public:
     }
     ~drawing_board() {
         for (size_t i = 0; i < guard; i++) {
-            EXPECT_EQ(bytes_[i], 0xA5);
-            EXPECT_EQ(bytes_[bytes_.size() - 1 - i], 0xA5);
+            EXPECT_EQ(0xA5, bytes_[i]);
+            EXPECT_EQ(0xA5, bytes_[bytes_.size() - 1 - i]);
         }
     }
 

@@ -56,13 +56,13 @@ private:
     }
 };
 
-using fbmap_access = balanced_test;
+using FbmapAccess = balanced_test;
 
-TEST_F(fbmap_access, getters_read_their_own_field) {
+TEST_F(FbmapAccess, GettersReadTheirOwnField) {
     world of;
     uint32_t size = 0;
     EXPECT_EQ(ombrel_fbmap_get_map(&of.window, &size), of.window.m_map);
-    EXPECT_EQ(size, 90u);
+    EXPECT_EQ(90u, size);
     const std::pair<uint32_t (*)(ombrel_fbmap_t*), uint32_t> words[] = {
         {ombrel_fbmap_get_map_size, 90},
         {ombrel_fbmap_get_color_interface, world::rgb565},
@@ -72,11 +72,11 @@ TEST_F(fbmap_access, getters_read_their_own_field) {
         {ombrel_fbmap_get_resy, 5}};
     for (const auto& [get, expected] : words)
         EXPECT_EQ(get(&of.window), expected);
-    EXPECT_EQ(ombrel_fbmap_get_x(&of.window), 2);
-    EXPECT_EQ(ombrel_fbmap_get_y(&of.window), 3);
-    EXPECT_EQ(ombrel_fbmap_is_closed(&of.window), 0);
+    EXPECT_EQ(2, ombrel_fbmap_get_x(&of.window));
+    EXPECT_EQ(3, ombrel_fbmap_get_y(&of.window));
+    EXPECT_EQ(0, ombrel_fbmap_is_closed(&of.window));
     of.root.m_flags |= def_ombrel_fbmap_closed;
-    EXPECT_EQ(ombrel_fbmap_is_closed(&of.window), 1) << "its root is";
+    EXPECT_EQ(1, ombrel_fbmap_is_closed(&of.window)) << "its root is";
 }
 
 struct setter {
@@ -132,7 +132,7 @@ const setter setters[] = {
     SETTER(set_brush_xy_delta, (map.m_brush_x_delta = 22, map.m_brush_y_delta = 23), 22, 23),
 };
 
-TEST_F(fbmap_access, setters_set_their_own_fields_and_nothing_else) {
+TEST_F(FbmapAccess, SettersSetTheirOwnFieldsAndNothingElse) {
     for (const bool all_on : {false, true}) {
         world of;
         if (all_on)
@@ -140,8 +140,8 @@ TEST_F(fbmap_access, setters_set_their_own_fields_and_nothing_else) {
         for (const setter& row : setters) {
             ombrel_fbmap_t expected = of.window;
             row.expect(expected);
-            EXPECT_EQ(row.set(&of.window), 0) << row.name;
-            EXPECT_EQ(memcmp(&of.window, &expected, sizeof expected), 0) << row.name;
+            EXPECT_EQ(0, row.set(&of.window)) << row.name;
+            EXPECT_EQ(0, memcmp(&of.window, &expected, sizeof expected)) << row.name;
         }
     }
 }
@@ -188,9 +188,9 @@ const locked_call locked_calls[] = {
     LOCKED(fbmap_hide),
 };
 
-TEST_F(fbmap_access, internal_calls_do_the_same_under_a_lock_that_is_held) {
+TEST_F(FbmapAccess, InternalCallsDoTheSameUnderALockThatIsHeld) {
     world alone, locked;
-    EXPECT_EQ(ombrel_fbmap_lock(), 0);
+    EXPECT_EQ(0, ombrel_fbmap_lock());
     std::vector<std::string> states;
     std::vector<int> results;
     for (const locked_call& row : locked_calls) {
@@ -199,24 +199,24 @@ TEST_F(fbmap_access, internal_calls_do_the_same_under_a_lock_that_is_held) {
         states.push_back(locked.state());
         EXPECT_TRUE(states.back() != before) << row.name << " did nothing";
     }
-    EXPECT_EQ(ombrel_fbmap_unlock(), 0);
+    EXPECT_EQ(0, ombrel_fbmap_unlock());
     for (size_t i = 0; i < std::size(locked_calls); i++) {
         EXPECT_EQ(locked_calls[i].locks(alone), results[i]) << locked_calls[i].name;
         EXPECT_TRUE(alone.state() == states[i]) << locked_calls[i].name;
     }
 }
 
-TEST_F(fbmap_access, the_lock_keeps_other_threads_out) {
+TEST_F(FbmapAccess, TheLockKeepsOtherThreadsOut) {
     world of;
-    EXPECT_EQ(ombrel_fbmap_lock(), 0);
-    std::thread other([&] { EXPECT_EQ(ombrel_fbmap_set_brush_angle(&of.window, 90), 0); });
+    EXPECT_EQ(0, ombrel_fbmap_lock());
+    std::thread other([&] { EXPECT_EQ(0, ombrel_fbmap_set_brush_angle(&of.window, 90)); });
     for (int i = 0; i < 20; i++) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        EXPECT_EQ(of.window.m_brush_angle, 0);
+        EXPECT_EQ(0, of.window.m_brush_angle);
     }
-    EXPECT_EQ(ombrel_fbmap_unlock(), 0);
+    EXPECT_EQ(0, ombrel_fbmap_unlock());
     other.join();
-    EXPECT_EQ(of.window.m_brush_angle, 90);
+    EXPECT_EQ(90, of.window.m_brush_angle);
 }
 
 } // namespace

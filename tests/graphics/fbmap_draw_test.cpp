@@ -32,7 +32,7 @@ public:
                     plot(column, row);
     }
     void line(int64_t x1, int64_t y1, int64_t x2, int64_t y2) {
-        const int64_t ax = std::abs(x2 - x1), ay = std::abs(y2 - y1), steps = std::max(ax, ay);
+        const int64_t ax = abs(x2 - x1), ay = abs(y2 - y1), steps = std::max(ax, ay);
         const int64_t sx = x2 < x1 ? -1 : 1, sy = y2 < y1 ? -1 : 1;
         for (int64_t i = 0, x_sum = 0, y_sum = 0; i <= steps; i++) {
             plot(x1, y1);
@@ -73,7 +73,7 @@ private:
     int64_t left_ = width, top_ = height, right_ = -1, bottom_ = -1;
 };
 
-class drawing : public balanced_test {
+class Drawing : public balanced_test {
 protected:
     using shape = std::function<int(drawing_board&, model&)>;
 
@@ -95,7 +95,7 @@ protected:
     std::mt19937 random_{1};
 };
 
-TEST_F(drawing, spans_and_boxes_equal_the_model) {
+TEST_F(Drawing, SpansAndBoxesEqualTheModel) {
     for (int round = 0; round < 300; round++) {
         const int x = near(width), y = near(height);
         const unsigned w = length(), h = length();
@@ -115,7 +115,7 @@ TEST_F(drawing, spans_and_boxes_equal_the_model) {
     }
 }
 
-TEST_F(drawing, lines_and_circles_equal_the_model) {
+TEST_F(Drawing, LinesAndCirclesEqualTheModel) {
     const auto inside = [&](int64_t size) {
         return static_cast<int>(random_() % static_cast<uint32_t>(size));
     };
@@ -134,7 +134,7 @@ TEST_F(drawing, lines_and_circles_equal_the_model) {
     }
 }
 
-TEST_F(drawing, cut_lines_begin_and_end_with_pixels_of_the_whole_line) {
+TEST_F(Drawing, CutLinesBeginAndEndWithPixelsOfTheWholeLine) {
     for (int round = 0; round < 2000; round++) {
         const int x1 = near(5 * width), y1 = near(5 * height), x2 = near(5 * width), y2 = near(5 * height);
         model whole(32);
@@ -148,28 +148,28 @@ TEST_F(drawing, cut_lines_begin_and_end_with_pixels_of_the_whole_line) {
     }
 }
 
-TEST_F(drawing, far_coordinates_end_soon) {
+TEST_F(Drawing, FarCoordinatesEndSoon) {
     drawing_board board(32, width, height);
-    EXPECT_EQ(ombrel_fbmap_draw_line(board, ink, INT_MIN, INT_MIN, INT_MAX, INT_MAX), 0);
+    EXPECT_EQ(0, ombrel_fbmap_draw_line(board, ink, INT_MIN, INT_MIN, INT_MAX, INT_MAX));
     EXPECT_EQ(board->m_update_region, (ombrel_fbmap_rectangle_t{0, 0, height, height}));
-    EXPECT_EQ(ombrel_fbmap_draw_line(board, ink, INT_MIN, 5, INT_MAX, 5), 0);
-    EXPECT_EQ(ombrel_fbmap_draw_line(board, ink, INT_MAX, INT_MIN, INT_MAX, INT_MAX), -1);
-    EXPECT_EQ(ombrel_fbmap_draw_box(board, ink, INT_MIN, INT_MIN, UINT_MAX, UINT_MAX, 0), -1);
-    EXPECT_EQ(ombrel_fbmap_draw_color_bar(board, 1, 255, INT_MAX, INT_MAX, UINT_MAX, UINT_MAX), -1);
+    EXPECT_EQ(0, ombrel_fbmap_draw_line(board, ink, INT_MIN, 5, INT_MAX, 5));
+    EXPECT_EQ(-1, ombrel_fbmap_draw_line(board, ink, INT_MAX, INT_MIN, INT_MAX, INT_MAX));
+    EXPECT_EQ(-1, ombrel_fbmap_draw_box(board, ink, INT_MIN, INT_MIN, UINT_MAX, UINT_MAX, 0));
+    EXPECT_EQ(-1, ombrel_fbmap_draw_color_bar(board, 1, 255, INT_MAX, INT_MAX, UINT_MAX, UINT_MAX));
     for (const unsigned radius : {unsigned{INT_MAX}, UINT_MAX}) {
         const int centre = -INT_MAX;
         ombrel_fbmap_draw_clear(board, 0);
-        EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, 18, 11, radius, 0), -1);
+        EXPECT_EQ(-1, ombrel_fbmap_draw_circle(board, ink, 18, 11, radius, 0));
         // The circle's rightmost column, for INT_MAX at 0, is straight for more than the map's height.
         EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, centre, 11, radius, 0), radius == INT_MAX ? 0 : -1);
         EXPECT_EQ(board.rows(ink)[0].find('#'), radius == INT_MAX ? 0 : std::string::npos);
-        EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, centre, 11, radius, 1), 0);
+        EXPECT_EQ(0, ombrel_fbmap_draw_circle(board, ink, centre, 11, radius, 1));
         EXPECT_EQ(ombrel_fbmap_draw_circle(board, ink, INT_MIN, INT_MIN, radius, 1),
                   radius == INT_MAX ? -1 : 0);
     }
 }
 
-TEST_F(drawing, fills_equal_the_model) {
+TEST_F(Drawing, FillsEqualTheModel) {
     for (int round = 0; round < 300; round++) {
         drawing_board board(32, width, height);
         auto* pixels = static_cast<uint32_t*>(board->m_map);
@@ -188,12 +188,12 @@ TEST_F(drawing, fills_equal_the_model) {
             for (const int64_t step : {int64_t{-1}, -width, width, int64_t{place % width < width - 1}})
                 pending.push_back(place + step);
         }
-        ASSERT_EQ(ombrel_fbmap_draw_fill(board, ink, x, y), 0);
+        ASSERT_EQ(0, ombrel_fbmap_draw_fill(board, ink, x, y));
         ASSERT_EQ(board.pixels(), expected);
     }
 }
 
-TEST_F(drawing, a_fill_goes_on_from_column_0_to_the_row_above) {
+TEST_F(Drawing, AFillGoesOnFromColumn0ToTheRowAbove) {
     drawing_board board(16, 5, 4);
     const uint16_t wall = 7;
     auto* pixels = static_cast<uint16_t*>(board->m_map);
@@ -201,63 +201,63 @@ TEST_F(drawing, a_fill_goes_on_from_column_0_to_the_row_above) {
                                       wall, wall, wall, wall, 0, 0, 0, wall, 0, 0, wall, 0, 0, wall, wall}
                     .begin(),
                 20, pixels);
-    EXPECT_EQ(ombrel_fbmap_draw_fill(board, 0xFFFF0009, 1, 2), 0);
+    EXPECT_EQ(0, ombrel_fbmap_draw_fill(board, 0xFFFF0009, 1, 2));
     EXPECT_EQ(board.rows(9), (std::vector<std::string>{"...##", "....#", "##.##", ".##.."}));
     EXPECT_EQ(board->m_update_region, (ombrel_fbmap_rectangle_t{0, 0, 5, 4}));
     board->m_update_region = nothing;
-    EXPECT_EQ(ombrel_fbmap_draw_fill(board, 9, 1, 2), 0) << "the colour is there already";
+    EXPECT_EQ(0, ombrel_fbmap_draw_fill(board, 9, 1, 2)) << "the colour is there already";
     EXPECT_EQ(board->m_update_region, nothing);
-    EXPECT_EQ(ombrel_fbmap_draw_fill(board, 9, 5, 2), -1);
+    EXPECT_EQ(-1, ombrel_fbmap_draw_fill(board, 9, 5, 2));
 }
 
-TEST_F(drawing, what_is_hidden_or_impossible) {
+TEST_F(Drawing, WhatIsHiddenOrImpossible) {
     drawing_board board(32, 4, 4);
     board->m_flags = def_ombrel_fbmap_hidden;
-    EXPECT_EQ(ombrel_fbmap_draw_clear(board, ink), 0);
+    EXPECT_EQ(0, ombrel_fbmap_draw_clear(board, ink));
     EXPECT_EQ(board->m_update_region, nothing);
     ::testing::internal::CaptureStderr();
     board->m_bits_per_pixel = 4;
-    EXPECT_EQ(ombrel_fbmap_draw_hline(board, ink, 0, 0, 1), -1);
-    EXPECT_EQ(ombrel_fbmap_draw_puts(board, "x"), -1);
+    EXPECT_EQ(-1, ombrel_fbmap_draw_hline(board, ink, 0, 0, 1));
+    EXPECT_EQ(-1, ombrel_fbmap_draw_puts(board, "x"));
     const std::string reports = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(reports.find("<not supported>"), std::string::npos);
     board->m_bits_per_pixel = 32;
     board->m_map = nullptr;
-    EXPECT_EQ(ombrel_fbmap_draw_clear(board, ink), -1);
+    EXPECT_EQ(-1, ombrel_fbmap_draw_clear(board, ink));
 }
 
-TEST_F(drawing, an_installed_function_is_called) {
+TEST_F(Drawing, AnInstalledFunctionIsCalled) {
     drawing_board board(32, 4, 4);
     board->m_draw_box = [](ombrel_fbmap_t*, uint32_t, int32_t, int32_t, uint32_t, uint32_t, int) {
         return 42;
     };
     board->m_draw_clear = ombrel_fbmap_draw_clear;
-    EXPECT_EQ(ombrel_fbmap_draw_box(board, ink, 0, 0, 1, 1, 1), 42);
-    EXPECT_EQ(ombrel_fbmap_draw_clear(board, ink), 0);
+    EXPECT_EQ(42, ombrel_fbmap_draw_box(board, ink, 0, 0, 1, 1, 1));
+    EXPECT_EQ(0, ombrel_fbmap_draw_clear(board, ink));
 }
 
-TEST_F(drawing, pixels_are_read_into_bitmaps) {
+TEST_F(Drawing, PixelsAreReadIntoBitmaps) {
     drawing_board board(16, 4, 4);
     ombrel_fbmap_draw_pixel(board, 0xF81F, 2, 1);
     uint32_t pixel[2] = {1, 1};
     ombrel_bitmap_t bitmap = {pixel, 0x18485868, 2, 1, 8, 0, 0, 0};
-    EXPECT_EQ(ombrel_fbmap_get_pixel(board, nullptr, 0, 0, 2, 1), 0xF81Fu);
-    EXPECT_EQ(ombrel_fbmap_get_pixel(board, &bitmap, 1, 0, 2, 1), 0xFFF800F8u);
-    EXPECT_EQ(ombrel_fbmap_get_pixel(board, &bitmap, 2, 0, 2, 1), 0xFFF800F8u);
-    EXPECT_EQ(ombrel_fbmap_get_pixel(board, &bitmap, 0, 0, 4, 1), 0u);
-    EXPECT_EQ(ombrel_fbmap_convert_color(board, 0, 0x18485868, 0xFFFF0000), 0xF800u);
-    EXPECT_EQ(pixel[0], 1u);
+    EXPECT_EQ(0xF81Fu, ombrel_fbmap_get_pixel(board, nullptr, 0, 0, 2, 1));
+    EXPECT_EQ(0xFFF800F8u, ombrel_fbmap_get_pixel(board, &bitmap, 1, 0, 2, 1));
+    EXPECT_EQ(0xFFF800F8u, ombrel_fbmap_get_pixel(board, &bitmap, 2, 0, 2, 1));
+    EXPECT_EQ(0u, ombrel_fbmap_get_pixel(board, &bitmap, 0, 0, 4, 1));
+    EXPECT_EQ(0xF800u, ombrel_fbmap_convert_color(board, 0, 0x18485868, 0xFFFF0000));
+    EXPECT_EQ(1u, pixel[0]);
     drawing_board same(32, 1, 1);
     memcpy(same->m_map, &pixel[1], 4);
-    EXPECT_EQ(same.pixels()[0], 0xFFF800F8u);
+    EXPECT_EQ(0xFFF800F8u, same.pixels()[0]);
 }
 
-TEST_F(drawing, color_bars_lie_as_documented) {
+TEST_F(Drawing, ColorBarsLieAsDocumented) {
     const auto at = [](drawing_board& board, int x, int y) {
         return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, x, y);
     };
     drawing_board board(32, 72, 40); // bars of 10 columns, 36 rows: 24, 6 and 6
-    EXPECT_EQ(ombrel_fbmap_draw_color_bar(board, 1, 0x80, 1, 2, 71, 36), 0);
+    EXPECT_EQ(0, ombrel_fbmap_draw_color_bar(board, 1, 0x80, 1, 2, 71, 36));
     const uint32_t bars[] = {0xFFFFFF, 0xFFFF00, 0x00FFFF, 0x00FF00, 0xFF00FF, 0xFF0000, 0x0000FF};
     const uint32_t strips[] = {0x0000FF, 0, 0xFF7F3F, 0, 0x007FFF, 0, 0xFFFFFF};
     const uint32_t levels[] = {0x00007F, 0xFFFFFF, 0x0000FF, 0, 0, 0};
@@ -269,15 +269,15 @@ TEST_F(drawing, color_bars_lie_as_documented) {
     for (int i = 0; i < 6; i++)
         EXPECT_EQ(at(board, 1 + 11 * i, 37), 0x80000000 | levels[i]);
     EXPECT_EQ(board->m_update_region, (ombrel_fbmap_rectangle_t{1, 2, 71, 36}));
-    EXPECT_EQ(ombrel_fbmap_draw_color_bar(board, 0, 0xFF, 0, 0, 70, 40), 0);
-    EXPECT_EQ(at(board, 69, 39), 0xFF0000FFu);
-    EXPECT_EQ(ombrel_fbmap_draw_color_bar(board, 0, 0xFF, 0, 0, 0, 40), -1);
+    EXPECT_EQ(0, ombrel_fbmap_draw_color_bar(board, 0, 0xFF, 0, 0, 70, 40));
+    EXPECT_EQ(0xFF0000FFu, at(board, 69, 39));
+    EXPECT_EQ(-1, ombrel_fbmap_draw_color_bar(board, 0, 0xFF, 0, 0, 0, 40));
 }
 
-TEST_F(drawing, the_ruler_has_marks_and_labels) {
+TEST_F(Drawing, TheRulerHasMarksAndLabels) {
     drawing_board board(8, 130, 130);
     board->m_brush_fcolor = 1;
-    EXPECT_EQ(ombrel_fbmap_draw_ruler(board), 0);
+    EXPECT_EQ(0, ombrel_fbmap_draw_ruler(board));
     const auto rows = board.rows(1);
     const auto column = [&](size_t x) {
         std::string result;

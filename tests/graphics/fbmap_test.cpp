@@ -134,7 +134,7 @@ void change(screen& display, numbers& random) {
 
 class FbmapTree : public balanced_test, public ::testing::WithParamInterface<uint32_t> {};
 
-TEST_P(FbmapTree, device_shows_what_a_plain_model_paints) {
+TEST_P(FbmapTree, DeviceShowsWhatAPlainModelPaints) {
     for (uint32_t seed = 0; seed < 300; seed++) {
         numbers random(seed);
         screen display(GetParam(), 32, 24);
@@ -149,7 +149,7 @@ TEST_P(FbmapTree, device_shows_what_a_plain_model_paints) {
 INSTANTIATE_TEST_SUITE_P(Depths, FbmapTree, ::testing::Values(rgb565, rgb888, argb8888));
 
 // So many windows that they are sorted by their places before they are painted.
-TEST_P(FbmapTree, device_shows_many_windows_as_a_plain_model_paints_them) {
+TEST_P(FbmapTree, DeviceShowsManyWindowsAsAPlainModelPaintsThem) {
     numbers random(1);
     screen display(GetParam(), 160, 120);
     fill(display.root, random_color(random));
@@ -184,7 +184,7 @@ void free_one_by_one(ombrel_fbmap_t& top) {
     ombrel_free_fbmap(&top);
 }
 
-TEST_P(FbmapTree, leaves_as_if_its_windows_left_one_by_one) {
+TEST_P(FbmapTree, LeavesAsIfItsWindowsLeftOneByOne) {
     for (uint32_t seed = 0; seed < 200; seed++) {
         numbers random(seed), same(seed);
         screen display(GetParam(), 32, 24), other(GetParam(), 32, 24);
@@ -202,7 +202,7 @@ TEST_P(FbmapTree, leaves_as_if_its_windows_left_one_by_one) {
 
 class Fbmap : public balanced_test {};
 
-TEST_F(Fbmap, rectangles_overlap_and_leave_four_pieces) {
+TEST_F(Fbmap, RectanglesOverlapAndLeaveFourPieces) {
     constexpr int32_t low = INT32_MIN, high = INT32_MAX;
     constexpr uint32_t most = UINT32_MAX;
     const struct {
@@ -243,7 +243,7 @@ TEST_F(Fbmap, rectangles_overlap_and_leave_four_pieces) {
     EXPECT_EQ(-1, ombrel_sep_overlap_window(nullptr, &table[0].b, nullptr, nullptr));
 }
 
-TEST_F(Fbmap, only_a_root_is_emptied_by_a_transfer) {
+TEST_F(Fbmap, OnlyARootIsEmptiedByATransfer) {
     screen display(rgb565, 8, 8);
     ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 4, 4, 1);
     ombrel_fbmap_draw_pixel(window, 2, 3, 3);
@@ -257,7 +257,7 @@ TEST_F(Fbmap, only_a_root_is_emptied_by_a_transfer) {
 }
 
 // How many pixels reach the device when a 6 x 4 window does something on a screen of 40 x 30.
-TEST_F(Fbmap, only_what_changed_is_transferred) {
+TEST_F(Fbmap, OnlyWhatChangedIsTransferred) {
     screen display(rgb565, 40, 30);
     display.window(&display.root, 0, 0, 40, 30, 1);
     ombrel_fbmap_t* const window = display.window(&display.root, 10, 10, 6, 4, 2);
@@ -278,7 +278,7 @@ TEST_F(Fbmap, only_what_changed_is_transferred) {
     EXPECT_EQ(0u, count([&] { fill(*window, 6); })) << "a window outside is left alone";
 }
 
-TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
+TEST_F(Fbmap, WhatIsDrawnIntoTheRootLiesBelowTransparentWindows) {
     screen display(rgb888, 8, 8);
     ombrel_fbmap_t* const glass = display.window(&display.root, 2, 2, 4, 4, 0xFFFFFF, hidden);
     ombrel_fbmap_set_alpha_window(glass, 51);
@@ -294,7 +294,7 @@ TEST_F(Fbmap, what_is_drawn_into_the_root_lies_below_transparent_windows) {
     EXPECT_EQ(0x646464u, display.at(3, 3)) << "it leaves none either";
 }
 
-TEST_F(Fbmap, large_windows_are_blended_throughout) {
+TEST_F(Fbmap, LargeWindowsAreBlendedThroughout) {
     screen display(argb8888, 190, 300);
     display.window(&display.root, 0, 0, 0, 0, 0xFF8899AA);
     model expected(display.root, display.device);
@@ -307,7 +307,7 @@ TEST_F(Fbmap, large_windows_are_blended_throughout) {
     EXPECT_TRUE(expected.shown() == display.device);
 }
 
-TEST_F(Fbmap, a_window_without_pixels_covers_nothing) {
+TEST_F(Fbmap, AWindowWithoutPixelsCoversNothing) {
     screen display(rgb565, 8, 8);
     ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 1);
     ombrel_fbmap_t* const group = ombrel_new_fbmap(&display.root, 0, 0, 0, 0, 6, 6);
@@ -319,7 +319,7 @@ TEST_F(Fbmap, a_window_without_pixels_covers_nothing) {
               std::make_tuple(display.at(1, 1), display.at(2, 1), display.at(3, 1), display.at(4, 1)));
 }
 
-TEST_F(Fbmap, resizing_keeps_the_top_left_part) {
+TEST_F(Fbmap, ResizingKeepsTheTopLeftPart) {
     screen display(rgb565, 10, 10);
     ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 4, 4, 7);
     EXPECT_EQ(0, ombrel_fbmap_resize(window, 1, 1, 6, 3));
@@ -337,7 +337,7 @@ TEST_F(Fbmap, resizing_keeps_the_top_left_part) {
     EXPECT_EQ(10u, display.root.m_resx);
 }
 
-TEST_F(Fbmap, a_new_window_is_topmost_and_takes_after_its_parent) {
+TEST_F(Fbmap, ANewWindowIsTopmostAndTakesAfterItsParent) {
     screen display(rgb565, 10, 9);
     ombrel_fbmap_t* const first = display.window(&display.root, 0, 0, 0, 0, 1);
     ombrel_fbmap_t* const second = display.window(&display.root, 0, 0, 5, 0, 2, 0x20 | 0x40);
@@ -376,7 +376,7 @@ private:
 };
 
 // Such a tree once took time by the cube of its depth.
-TEST_F(Fbmap, nested_windows_leave_at_once) {
+TEST_F(Fbmap, NestedWindowsLeaveAtOnce) {
     constexpr size_t depth = 3000, area = 60 * 40;
     for (const uint32_t transparency : {0u, def_ombrel_fbmap_alpha_window}) {
         screen display(argb8888, 64, 48);
@@ -400,7 +400,7 @@ TEST_F(Fbmap, nested_windows_leave_at_once) {
 }
 
 // What lies below was once cut to pieces that were each looked at for each window: minutes of work.
-TEST_F(Fbmap, many_small_windows_are_painted_by_their_places) {
+TEST_F(Fbmap, ManySmallWindowsArePaintedByTheirPlaces) {
     constexpr uint32_t columns = 160, rows = 100;
     screen display(palette8, 8 * columns, 8 * rows);
     ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 3);
@@ -419,7 +419,7 @@ TEST_F(Fbmap, many_small_windows_are_painted_by_their_places) {
 }
 
 // Each row that begins in the middle of a map costs time of its own.
-TEST_F(Fbmap, what_shows_of_a_window_is_copied_by_rows_as_long_as_they_can_be) {
+TEST_F(Fbmap, WhatShowsOfAWindowIsCopiedByRowsAsLongAsTheyCanBe) {
     screen display(palette8, 64, 48);
     ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 1);
     for (int32_t i = 0; i < 12; i++)
@@ -438,7 +438,7 @@ TEST_F(Fbmap, what_shows_of_a_window_is_copied_by_rows_as_long_as_they_can_be) {
 }
 
 // Neither painting nor freeing may take stack by how deep windows nest.
-TEST_F(Fbmap, windows_nest_deeply) {
+TEST_F(Fbmap, WindowsNestDeeply) {
     screen display(palette8, 4, 4);
     ombrel_fbmap_t* innermost = &display.root;
     for (int i = 0; i < 50'000; i++)
@@ -447,7 +447,7 @@ TEST_F(Fbmap, windows_nest_deeply) {
     EXPECT_EQ(9u, display.at(1, 1));
 }
 
-TEST_F(Fbmap, unsupported_depths_are_refused) {
+TEST_F(Fbmap, UnsupportedDepthsAreRefused) {
     ombrel_fbmap_t grey;
     ombrel_init_fbmap(&grey, nullptr, own, 0x31, 0, 0, 16, 4);
     ::testing::internal::CaptureStderr();
@@ -463,7 +463,7 @@ TEST_F(Fbmap, unsupported_depths_are_refused) {
     EXPECT_EQ(0, ombrel_destroy_fbmap(&grey)) << "once destroyed it is left alone";
 }
 
-TEST_F(Fbmap, setters_tell_what_they_are_told) {
+TEST_F(Fbmap, SettersTellWhatTheyAreTold) {
     screen display(argb8888, 4, 4);
     ombrel_fbmap_t* const window = display.window(&display.root, 0, 0, 0, 0, 1, hidden);
     EXPECT_EQ(1, ombrel_fbmap_is_visible(window)) << "the hidden bit, meant so";
@@ -478,7 +478,7 @@ TEST_F(Fbmap, setters_tell_what_they_are_told) {
     EXPECT_EQ(1, ombrel_fbmap_is_closed(window));
 }
 
-TEST_F(Fbmap, threads_share_one_tree_and_have_their_own) {
+TEST_F(Fbmap, ThreadsShareOneTreeAndHaveTheirOwn) {
     screen shared(rgb565, 64, 64);
     in_threads(4, [&](int i) {
         screen display(argb8888, 32, 32);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint32_t ink = 0x71, paper = 0x52, rim = 0x33;
 
-class text : public balanced_test {
+class Text : public balanced_test {
 protected:
     static void use_brush(ombrel_fbmap_t* map, uint32_t flags) {
         map->m_flags |= flags;
@@ -38,7 +38,7 @@ protected:
     }
 };
 
-TEST_F(text, draws_the_colors_in_use_at_all_depths_and_edges) {
+TEST_F(Text, DrawsTheColorsInUseAtAllDepthsAndEdges) {
     const auto shape = glyph(0xD55C); // a syllable, 16 pixels wide
     for (const unsigned bits : {8u, 16u, 24u, 32u})
         for (const auto& [x, y] : {std::pair{9, 4}, {-3, -5}, {20, 11}, {100, 3}, {INT_MIN, INT_MAX}})
@@ -49,7 +49,7 @@ TEST_F(text, draws_the_colors_in_use_at_all_depths_and_edges) {
                 // The right edge has room for the glyph, so that it stays on its line.
                 board->m_brush_x = x, board->m_brush_y = y;
                 board->m_brush_x_interval = x > 0 ? -x : 0;
-                EXPECT_EQ(ombrel_fbmap_draw_puts(board, "\xED\x95\x9C"), 1);
+                EXPECT_EQ(1, ombrel_fbmap_draw_puts(board, "\xED\x95\x9C"));
                 const auto pixels = board.pixels();
                 for (int row = 0; row < 21; row++)
                     for (int column = 0; column < 27; column++) {
@@ -66,7 +66,7 @@ TEST_F(text, draws_the_colors_in_use_at_all_depths_and_edges) {
             }
 }
 
-TEST_F(text, moves_the_cursor_as_documented) {
+TEST_F(Text, MovesTheCursorAsDocumented) {
     const struct {
         const char* text;
         int handled, x_delta, y_delta, interval;
@@ -96,10 +96,10 @@ TEST_F(text, moves_the_cursor_as_documented) {
     }
 }
 
-TEST_F(text, scales_turns_and_outlines) {
+TEST_F(Text, ScalesTurnsAndOutlines) {
     const auto shape = glyph('R');
     const auto colors_of = [](drawing_board& board) {
-        EXPECT_EQ(ombrel_fbmap_draw_printf(board, "%c", 'R'), 1);
+        EXPECT_EQ(1, ombrel_fbmap_draw_printf(board, "%c", 'R'));
         return [&board](int64_t x, int64_t y) {
             return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, static_cast<int>(x), static_cast<int>(y));
         };
@@ -151,7 +151,7 @@ TEST_F(text, scales_turns_and_outlines) {
         }
 }
 
-TEST_F(text, endures_any_brush) {
+TEST_F(Text, EnduresAnyBrush) {
     for (const int angle : {0, 33, 180, INT_MIN, INT_MAX})
         for (const uint32_t numerator : {0u, 3u, UINT_MAX})
             for (const uint32_t denominator : {0u, 7u, UINT_MAX})
@@ -163,10 +163,10 @@ TEST_F(text, endures_any_brush) {
                     board->m_brush_angle = angle;
                     board->m_brush_x = board->m_brush_y_delta = board->m_brush_x_interval = far;
                     board->m_brush_y = board->m_brush_x_delta = board->m_brush_y_interval = ~far;
-                    EXPECT_EQ(ombrel_fbmap_draw_puts(board, "a\n\b\rb\xED\x95\x9C"), 6);
+                    EXPECT_EQ(6, ombrel_fbmap_draw_puts(board, "a\n\b\rb\xED\x95\x9C"));
                 }
     drawing_board board(16, 20, 20);
-    EXPECT_EQ(ombrel_fbmap_draw_puts(board, nullptr), -1);
+    EXPECT_EQ(-1, ombrel_fbmap_draw_puts(board, nullptr));
 }
 
 } // namespace

@@ -37,7 +37,7 @@ int ink(const uint8_t* rows) {
     return pixels;
 }
 
-TEST(font, every_range_has_its_glyph_its_size_and_its_copy) {
+TEST(Font, EveryRangeHasItsGlyphItsSizeAndItsCopy) {
     const uint8_t* latin = ombrel_get_default_bitmap_font_8x16_en_entry();
     const uint8_t* hangul = ombrel_get_default_bitmap_font_16x16_ko_entry();
     const uint8_t* narrow_box = ombrel_get_bitmap_font(nullptr, nullptr, nullptr, nullptr, 200);
@@ -92,7 +92,7 @@ TEST(font, every_range_has_its_glyph_its_size_and_its_copy) {
     EXPECT_EQ(16u, height);
 }
 
-TEST(font, a_given_font_replaces_both_and_no_box) {
+TEST(Font, AGivenFontReplacesBothAndNoBox) {
     const uint8_t* own = numbered.data();
     EXPECT_EQ(own + 16 * 'B', ombrel_get_bitmap_font(nullptr, nullptr, nullptr, own, 'B'));
     EXPECT_EQ(own + 32, ombrel_get_bitmap_font(nullptr, nullptr, nullptr, own, 0x3132));
@@ -105,7 +105,7 @@ uint32_t set_in(const std::string& digits, uint32_t medial) {
     return static_cast<uint32_t>(digits[medial] - '0');
 }
 
-TEST(font, syllables_join_the_variants_that_belong_together) {
+TEST(Font, SyllablesJoinTheVariantsThatBelongTogether) {
     const std::string closed = "555555556777667776675", open = "000000001333124442130";
     const std::string finals = "020212123021331213311";
     for (uint32_t s = 0; s < 11172; s++) {
@@ -121,7 +121,7 @@ TEST(font, syllables_join_the_variants_that_belong_together) {
     }
 }
 
-TEST(font, letters_of_a_syllable_do_not_overlap) {
+TEST(Font, LettersOfASyllableDoNotOverlap) {
     const uint8_t* font = ombrel_get_default_bitmap_font_16x16_ko_entry();
     for (uint32_t code = 0xAC00; code < 0xD7A4; code++) {
         const glyph numbers = get(code, numbered.data());
@@ -132,7 +132,7 @@ TEST(font, letters_of_a_syllable_do_not_overlap) {
     }
 }
 
-TEST(font, built_in_letters_are_told_apart) {
+TEST(Font, BuiltInLettersAreToldApart) {
     std::set<glyph> seen;
     for (uint32_t code = 1; code < 128; code++)
         EXPECT_TRUE(seen.insert(get(code)).second) << code;

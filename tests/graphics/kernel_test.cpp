@@ -69,7 +69,7 @@ void run_glyph(glyph_kernel run, unsigned char* to, size_t count) {
             {used != 0, used != 1, static_cast<uint32_t>(generator()), static_cast<uint32_t>(generator())});
 }
 
-TEST(kernels, agree) {
+TEST(Kernels, Agree) {
     check(all_kernels.glyph8, 1, run_glyph<1>);
     check(all_kernels.glyph16, 2, run_glyph<2>);
     check(all_kernels.glyph24, 3, run_glyph<3>);

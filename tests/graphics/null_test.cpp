@@ -115,7 +115,7 @@ const call calls_for_a_null_map[] = {
     {"ombrel_fbmap_draw_vprintf", -1, [] { return number(by_list(none, "%d")); }},
 };
 
-TEST(null, a_null_map_is_reported_under_the_function_s_own_name) {
+TEST(Null, ANullMapIsReportedUnderTheFunctionSOwnName) {
     for (const call& row : calls_for_a_null_map) {
         ombrel_test::capture errors(stderr);
         EXPECT_EQ(row.perform(), row.expected) << row.name;
@@ -162,7 +162,7 @@ const call calls_with_other_null_pointers[] = {
     CALL(ombrel_copy_raw_bitmap_scale, -1, none, 0, 0, 1, 1, none, 0, 0, 1, 1),
 };
 
-TEST(null, other_null_pointers_are_endured) {
+TEST(Null, OtherNullPointersAreEndured) {
     for (const call& row : calls_with_other_null_pointers)
         EXPECT_EQ(row.perform(), row.expected) << row.name;
 }

@@ -45,7 +45,7 @@ std::string content_of(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST_F(Png, what_cannot_be_written_is_refused) {
+TEST_F(Png, WhatCannotBeWrittenIsRefused) {
     unsigned char bytes[16] = {};
     ombrel_bitmap_t good = {bytes, def_ombrel_color_interface_rgb565, 2, 2, 4, 0, 0, 0}, bad = good,
                     bits = good;
@@ -83,7 +83,7 @@ TEST_F(Png, what_cannot_be_written_is_refused) {
     ombrel_free_fbmap(map);
 }
 
-TEST_F(Png, files_hold_what_buffers_do) {
+TEST_F(Png, FilesHoldWhatBuffersDo) {
     const std::string path = testing::TempDir() + "ombrel_png_test.png";
     std::vector<unsigned char> bytes(90 * 80 * 2);
     for (size_t i = 0; i < bytes.size(); i++)
@@ -126,7 +126,7 @@ std::vector<uint8_t> content(const char* kind, size_t width, size_t height, size
     return made;
 }
 
-TEST_F(Png, zlib_reads_rows_back) {
+TEST_F(Png, ZlibReadsRowsBack) {
     constexpr struct {
         uint32_t width, height;
     } sizes[] = {{1, 1}, {1, 9}, {9, 1}, {7, 5}, {131, 67}, {255, 300}, {70000, 2}};
@@ -154,7 +154,7 @@ TEST_F(Png, zlib_reads_rows_back) {
             }
 }
 
-TEST_F(Png, colors_are_converted) {
+TEST_F(Png, ColorsAreConverted) {
     constexpr uint32_t interfaces[] = {0xF8,       0x425363, 0x455665,   0x485868,  0x8485868,
                                        0x18485868, 0x685848, 0x18685848, 0x14445464};
     constexpr uint32_t targets[] = {0, 0x78, 0, 0x685848, 0x18685848}; // by format

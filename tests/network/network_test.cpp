@@ -24,8 +24,8 @@ extern "C" int getservbyname_r(const char* name, const char* protocol, servent* 
                                size_t room, servent** found) {
     static const auto real =
         reinterpret_cast<decltype(&getservbyname_r)>(dlsym(RTLD_NEXT, "getservbyname_r"));
-    service_asked = service_asked || std::strcmp(name, "slow") == 0;
-    while (services_held && std::strcmp(name, "slow") == 0)
+    service_asked = service_asked || strcmp(name, "slow") == 0;
+    while (services_held && strcmp(name, "slow") == 0)
         std::this_thread::yield();
     return real(name, protocol, record, line, room, found);
 }

@@ -81,7 +81,7 @@ TEST_F(Resolver, CopiesLists) {
         ASSERT_NE(nullptr, b);
         EXPECT_NE(a->m_address, b->m_address);
         EXPECT_STREQ(a->m_address_text, b->m_address_text);
-        EXPECT_EQ(0, std::memcmp(a->m_address, b->m_address, static_cast<size_t>(a->m_address_size)));
+        EXPECT_EQ(0, memcmp(a->m_address, b->m_address, static_cast<size_t>(a->m_address_size)));
         EXPECT_EQ(a->m_port, b->m_port);
     }
     EXPECT_EQ(nullptr, b);

@@ -178,7 +178,7 @@ TEST(SocketLimit, RoomThatIsGoneIsWaitedForNoLongerThanAsked) {
 TEST(SocketLimit, AFullQueueOfDatagramsIsNoRoomAlthoughTheSocketPollsReady) {
     sockaddr_un name{};
     name.sun_family = AF_UNIX; // an abstract name
-    std::snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "ombrel-%ld", static_cast<long>(getpid()));
+    snprintf(name.sun_path + 1, sizeof name.sun_path - 1, "ombrel-%ld", static_cast<long>(getpid()));
     const owned_socket receiver(ombrel_open_socket(AF_UNIX, SOCK_DGRAM, 0));
     const owned_socket sender(ombrel_open_socket(AF_UNIX, SOCK_DGRAM, 0));
     sockaddr* const to = reinterpret_cast<sockaddr*>(&name);

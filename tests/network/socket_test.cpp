@@ -147,7 +147,7 @@ TEST_F(SocketTest, DatagramsCarryTheirSender) {
         EXPECT_EQ(2, ombrel_sys_sendto(a, "no", 2, 0, to.get(), to.size));
         from = socket_address();
         EXPECT_EQ(2, ombrel_sys_recvfrom(b, text, sizeof text, 0, from.get(), &from.size));
-        EXPECT_EQ(0, std::memcmp("no", text, 2));
+        EXPECT_EQ(0, memcmp("no", text, 2));
         EXPECT_EQ(own_port(a), from.port());
         EXPECT_EQ(to.size, from.size);
         EXPECT_EQ(2, ombrel_sendto_message(a, to.get(), 0, 1000, "%02d", 7));
@@ -163,16 +163,16 @@ TEST_F(SocketTest, DatagramsCarryTheirSender) {
 TEST_F(SocketTest, FillingGoesOnUntilTheBufferIsFullOrThePeerCloses) {
     connected_pair pair;
     char buffer[12];
-    std::memset(buffer, '#', sizeof buffer);
+    memset(buffer, '#', sizeof buffer);
     std::thread sender([&] {
         for (const char* part : {"abc", "defg", "hij"}) {
-            ombrel_send(pair.a, part, std::strlen(part), 1000);
+            ombrel_send(pair.a, part, strlen(part), 1000);
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     });
     EXPECT_EQ(10, ombrel_recv_fill(pair.b, buffer, 10, -1));
     sender.join();
-    EXPECT_EQ(0, std::memcmp(buffer, "abcdefghij##", 12));
+    EXPECT_EQ(0, memcmp(buffer, "abcdefghij##", 12));
     ombrel_send(pair.a, "xyz", 3, 1000);
     ombrel_shutdown_socket(pair.a, 1);
     EXPECT_EQ(3, ombrel_recv_fill(pair.b, buffer, 10, -1));
@@ -183,7 +183,7 @@ TEST_F(SocketTest, FillingGoesOnUntilTheBufferIsFullOrThePeerCloses) {
 TEST_F(SocketTest, FillingCountsTimeOutsAndStaysInsideTheBuffer) {
     connected_pair pair;
     char guarded[40];
-    std::memset(guarded, '#', sizeof guarded);
+    memset(guarded, '#', sizeof guarded);
     std::thread sender([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(25));
         ombrel_send(pair.a, "abcdefghijklmnopqrst", 20, 1000);

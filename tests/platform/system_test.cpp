@@ -246,13 +246,13 @@ TEST(System, MemoryIsReadOnlyWhereItCanBe) {
 
 TEST(System, TheAllocatorKnowsItsBlocks) {
     for (size_t size = 1; size < 100000; size = size * 3 / 2 + 1) {
-        void* volatile made = std::malloc(size); // of which the compiler is to know nothing
+        void* volatile made = malloc(size); // of which the compiler is to know nothing
         void* const block = made;
-        std::memset(block, 0x55, size);
+        memset(block, 0x55, size);
         EXPECT_NE(platform::verdict::bad, platform::check_size(block, size)) << size;
         for (const auto range : {platform::look::near, platform::look::far, platform::look::far_and_checked})
             EXPECT_TRUE(platform::can_be_freed(block, size, range)) << size;
-        std::free(block);
+        free(block);
     }
 }
 
@@ -282,7 +282,7 @@ TEST(Names, AddressTextsNeedNoServer) {
             has_ipv4 = true;
             sockaddr_in address;
             ASSERT_EQ(sizeof address, answer.address_size);
-            std::memcpy(&address, answer.address, sizeof address);
+            memcpy(&address, answer.address, sizeof address);
             EXPECT_EQ(4711, ntohs(address.sin_port));
             const bool is_any = (one.flags & platform::query_passive) != 0;
             EXPECT_EQ(is_any ? INADDR_ANY : INADDR_LOOPBACK, ntohl(address.sin_addr.s_addr));

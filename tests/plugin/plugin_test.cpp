@@ -25,9 +25,9 @@ class record_holder : no_copy {
 public:
     explicit record_holder(uint32_t mode)
         : lock_(const_cast<ombrel_plugin_t*>(ombrel_get_plugin_info())->m_lock) {
-        EXPECT_EQ(ombrel_reference_spin_lock(&lock_, mode), 1);
+        EXPECT_EQ(1, ombrel_reference_spin_lock(&lock_, mode));
     }
-    ~record_holder() { EXPECT_EQ(ombrel_reference_spin_unlock(&lock_), 0); }
+    ~record_holder() { EXPECT_EQ(0, ombrel_reference_spin_unlock(&lock_)); }
 
 private:
     ombrel_spin_lock_t& lock_;
@@ -53,103 +53,103 @@ void all_wait(const std::vector<std::function<void()>>& calls) {
     }
 }
 
-class plugin_test : public balanced_test {
+class PluginTest : public balanced_test {
 protected:
-    ~plugin_test() override { EXPECT_EQ(ombrel_get_plugin_info(), nullptr) << "a plug-in was left behind"; }
+    ~PluginTest() override { EXPECT_EQ(nullptr, ombrel_get_plugin_info()) << "a plug-in was left behind"; }
 };
 
 } // namespace
 
-TEST(dl_test, a_library_is_found_by_its_path_or_in_the_search_list) {
+TEST(DlTest, ALibraryIsFoundByItsPathOrInTheSearchList) {
     const std::string list = std::string("/nonexistent::") + OMBREL_TEST_MODULES;
-    EXPECT_EQ(ombrel_open_dl("nowhere/bare.so"), nullptr);
-    EXPECT_NE(ombrel_dl_error(), nullptr);
-    EXPECT_EQ(ombrel_open_dl_ex("nowhere/bare.so", "/nonexistent:", 0), nullptr);
+    EXPECT_EQ(nullptr, ombrel_open_dl("nowhere/bare.so"));
+    EXPECT_NE(nullptr, ombrel_dl_error());
+    EXPECT_EQ(nullptr, ombrel_open_dl_ex("nowhere/bare.so", "/nonexistent:", 0));
     void* library = ombrel_open_dl_ex("nowhere/bare.so", list.c_str(), 0);
-    ASSERT_NE(library, nullptr);
-    EXPECT_NE(ombrel_import_dl(library, "ombrel_plugin_initialize"), nullptr);
-    EXPECT_EQ(ombrel_import_dl(library, "no_such_symbol"), nullptr);
-    EXPECT_EQ(ombrel_close_dl(library), 0);
-    EXPECT_EQ(ombrel_close_dl(nullptr), -1);
+    ASSERT_NE(nullptr, library);
+    EXPECT_NE(nullptr, ombrel_import_dl(library, "ombrel_plugin_initialize"));
+    EXPECT_EQ(nullptr, ombrel_import_dl(library, "no_such_symbol"));
+    EXPECT_EQ(0, ombrel_close_dl(library));
+    EXPECT_EQ(-1, ombrel_close_dl(nullptr));
 }
 
-TEST_F(plugin_test, the_record_says_what_was_loaded) {
+TEST_F(PluginTest, TheRecordSaysWhatWasLoaded) {
     loaded_probe probe("probe_a");
     const ombrel_plugin_t* record = ombrel_get_plugin_info();
-    ASSERT_NE(record, nullptr);
-    EXPECT_EQ(std::memcmp(&record->m_magic, "WULP", 4), 0);
+    ASSERT_NE(nullptr, record);
+    EXPECT_EQ(0, memcmp(&record->m_magic, "WULP", 4));
     EXPECT_EQ(record->m_flags, def_ombrel_plugin_flag_initialized | def_ombrel_plugin_flag_ctx_interface);
     EXPECT_EQ(record->m_handle, probe.handle);
     EXPECT_STREQ(record->m_path, probe.path());
-    EXPECT_STREQ(record->m_name, "probe_a.so");
+    EXPECT_STREQ("probe_a.so", record->m_name);
     EXPECT_EQ(record->m_interface_size, sizeof(ombrel_ctx0_v1_interface_t));
-    EXPECT_STREQ(ombrel_plugin_get_name(probe.handle), "probe_a.so");
-    EXPECT_STREQ(ombrel_plugin_get_mime_type_hint(probe.handle), "test/text|test/shared*");
+    EXPECT_STREQ("probe_a.so", ombrel_plugin_get_name(probe.handle));
+    EXPECT_STREQ("test/text|test/shared*", ombrel_plugin_get_mime_type_hint(probe.handle));
     EXPECT_EQ(ombrel_plugin_get_interface(probe.handle), record->m_interface);
 }
 
-TEST_F(plugin_test, each_load_is_a_use_and_the_last_unload_ends_it) {
+TEST_F(PluginTest, EachLoadIsAUseAndTheLastUnloadEndsIt) {
     const probe_library probe("probe_a");
     const int handle = probe.load();
     EXPECT_EQ(probe.load(), handle);
     EXPECT_EQ(ombrel_load_plugin(module_path("other/probe_a").c_str(), nullptr), handle) << "same base name";
-    EXPECT_EQ(ombrel_get_plugin_info()->m_used_count, 3u);
+    EXPECT_EQ(3u, ombrel_get_plugin_info()->m_used_count);
     for (int uses = 3; uses > 0; uses--) {
-        EXPECT_EQ(probe->uninitialized, 0);
-        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+        EXPECT_EQ(0, probe->uninitialized);
+        EXPECT_EQ(0, ombrel_unload_plugin(handle));
     }
-    EXPECT_EQ(probe->initialized, 1);
-    EXPECT_EQ(probe->uninitialized, 1);
+    EXPECT_EQ(1, probe->initialized);
+    EXPECT_EQ(1, probe->uninitialized);
     const int next = probe.load();
     EXPECT_NE(next, handle);
-    EXPECT_EQ(ombrel_unload_plugin(handle), -1) << "a stale handle";
-    EXPECT_EQ(ombrel_plugin_get_name(handle), nullptr);
-    EXPECT_EQ(ombrel_plugin_execute_main(handle, 0, nullptr), 1);
-    EXPECT_EQ(ombrel_unload_plugin(next), 0);
+    EXPECT_EQ(-1, ombrel_unload_plugin(handle)) << "a stale handle";
+    EXPECT_EQ(nullptr, ombrel_plugin_get_name(handle));
+    EXPECT_EQ(1, ombrel_plugin_execute_main(handle, 0, nullptr));
+    EXPECT_EQ(0, ombrel_unload_plugin(next));
 }
 
-TEST_F(plugin_test, a_load_that_fails_leaves_nothing) {
+TEST_F(PluginTest, ALoadThatFailsLeavesNothing) {
     const probe_library probe("probe_a");
     for (const auto& [result, expected] : {std::pair{5, -1}, std::pair{-7, -7}}) {
         probe->initialize_result = result;
         EXPECT_EQ(probe.load(), expected);
     }
-    EXPECT_EQ(probe->initialized, 2);
-    EXPECT_EQ(probe->uninitialized, 0);
-    EXPECT_EQ(ombrel_load_plugin(module_path("probe_half").c_str(), nullptr), -1);
-    EXPECT_EQ(ombrel_load_plugin_ex(probe.path(), nullptr, "no_such_symbol", nullptr), -1);
-    EXPECT_EQ(ombrel_load_plugin("/nonexistent.so", nullptr), -1);
-    EXPECT_EQ(ombrel_load_plugin("", nullptr), -1);
+    EXPECT_EQ(2, probe->initialized);
+    EXPECT_EQ(0, probe->uninitialized);
+    EXPECT_EQ(-1, ombrel_load_plugin(module_path("probe_half").c_str(), nullptr));
+    EXPECT_EQ(-1, ombrel_load_plugin_ex(probe.path(), nullptr, "no_such_symbol", nullptr));
+    EXPECT_EQ(-1, ombrel_load_plugin("/nonexistent.so", nullptr));
+    EXPECT_EQ(-1, ombrel_load_plugin("", nullptr));
     const int half =
         ombrel_load_plugin_ex(module_path("probe_half").c_str(), nullptr, nullptr, "probe_finish");
     EXPECT_GT(half, 0);
-    EXPECT_EQ(ombrel_unload_plugin(half), 0);
+    EXPECT_EQ(0, ombrel_unload_plugin(half));
 }
 
-TEST_F(plugin_test, the_builtin_plugin_has_a_name_and_no_library) {
+TEST_F(PluginTest, TheBuiltinPluginHasANameAndNoLibrary) {
     const int handle = ombrel_load_plugin(nullptr, nullptr);
     EXPECT_GT(handle, 0);
     EXPECT_EQ(ombrel_load_plugin("some/where/" def_ombrel_builtin_plugin_name, nullptr), handle);
-    EXPECT_STREQ(ombrel_plugin_get_name(handle), def_ombrel_builtin_plugin_name);
+    EXPECT_STREQ(def_ombrel_builtin_plugin_name, ombrel_plugin_get_name(handle));
     ombrel_unload_all_plugin();
-    EXPECT_EQ(ombrel_unload_plugin(handle), -1);
+    EXPECT_EQ(-1, ombrel_unload_plugin(handle));
 }
 
-TEST_F(plugin_test, the_main_entry_runs_the_plugin_as_a_program) {
+TEST_F(PluginTest, TheMainEntryRunsThePluginAsAProgram) {
     char number[] = "4";
     char* argv[] = {number, nullptr};
     {
         const loaded_probe probe("probe_a"), old("probe_old");
-        EXPECT_EQ(ombrel_plugin_is_executable_main(probe.handle), 1);
-        EXPECT_EQ(ombrel_plugin_execute_main(probe.handle, 1, argv), 14);
-        EXPECT_EQ(ombrel_plugin_is_executable_main(old.handle), 0);
-        EXPECT_EQ(ombrel_plugin_execute_main(old.handle, 1, argv), 1);
+        EXPECT_EQ(1, ombrel_plugin_is_executable_main(probe.handle));
+        EXPECT_EQ(14, ombrel_plugin_execute_main(probe.handle, 1, argv));
+        EXPECT_EQ(0, ombrel_plugin_is_executable_main(old.handle));
+        EXPECT_EQ(1, ombrel_plugin_execute_main(old.handle, 1, argv));
     }
-    EXPECT_EQ(ombrel_plugin_execute_main_by_plugin_name(module_path("probe_a").c_str(), 1, argv), 14);
-    EXPECT_EQ(ombrel_plugin_execute_main_by_plugin_name("/nonexistent.so", 1, argv), 1);
+    EXPECT_EQ(14, ombrel_plugin_execute_main_by_plugin_name(module_path("probe_a").c_str(), 1, argv));
+    EXPECT_EQ(1, ombrel_plugin_execute_main_by_plugin_name("/nonexistent.so", 1, argv));
 }
 
-TEST_F(plugin_test, a_table_too_small_for_what_it_claims_is_reported) {
+TEST_F(PluginTest, ATableTooSmallForWhatItClaimsIsReported) {
     constexpr char main_text[] = "<s_interface_header->m_size >= sizeof(ombrel_ctx0_v1_interface_t)>",
                    open_text[] = "<s_interface_header->m_size >= "
                                  "((ombrel_uint32_t)sizeof(ombrel_ctx0_v0_interface_t))>";
@@ -179,19 +179,19 @@ TEST_F(plugin_test, a_table_too_small_for_what_it_claims_is_reported) {
         probe->table_size = c.size;
         const int handle = probe.load(), ctx = ombrel_new_ctx();
         if (c.size != 16) {
-            EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+            EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
         }
         capture output(stderr);
         EXPECT_EQ(c.call(handle, ctx), c.result) << c.place;
         const std::string text = output.text();
-        EXPECT_EQ(text.find(std::string("ombrel [ASSERT:") + c.place + ":"), 0u) << text;
+        EXPECT_EQ(0u, text.find(std::string("ombrel [ASSERT:") + c.place + ":")) << text;
         EXPECT_NE(text.find(c.text), std::string::npos) << text;
         ombrel_destroy_ctx(ctx);
         ombrel_unload_plugin(handle);
     }
 }
 
-TEST_F(plugin_test, a_table_counts_as_far_as_its_size_goes) {
+TEST_F(PluginTest, ATableCountsAsFarAsItsSizeGoes) {
     constexpr size_t v0 = sizeof(ombrel_ctx0_v0_interface_t), v1 = sizeof(ombrel_ctx0_v1_interface_t);
     const struct {
         const char* name;
@@ -209,102 +209,101 @@ TEST_F(plugin_test, a_table_counts_as_far_as_its_size_goes) {
         const int handle = probe.load(), ctx = ombrel_new_ctx();
         EXPECT_EQ(ombrel_plugin_is_executable_main(handle), each.has_main) << each.name << each.size;
         EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), each.serves_ctx ? 0 : -1) << each.name << each.size;
-        EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
-        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+        EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+        EXPECT_EQ(0, ombrel_unload_plugin(handle));
     }
 }
 
-TEST_F(plugin_test, a_plugin_stays_while_its_main_entry_runs) {
+TEST_F(PluginTest, APluginStaysWhileItsMainEntryRuns) {
     char number[] = "4";
     char* argv[] = {number, nullptr};
     for (const bool by_ctx : {false, true}) {
         const probe_library probe("probe_a");
         const int handle = probe.load(), ctx = ombrel_new_ctx();
-        ASSERT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
+        ASSERT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
         PROBE_WRITE(probe->hold, 1);
         std::thread program([&] {
-            EXPECT_EQ(by_ctx ? ombrel_ctx_execute_main(ctx, 1, argv)
-                             : ombrel_plugin_execute_main(handle, 1, argv),
-                      14);
+            EXPECT_EQ(14, by_ctx ? ombrel_ctx_execute_main(ctx, 1, argv)
+                                 : ombrel_plugin_execute_main(handle, 1, argv));
         });
         while (PROBE_READ(probe->inside) == 0)
             ombrel_load_balance_short();
-        EXPECT_EQ(ombrel_unload_plugin(handle), 0);
-        EXPECT_EQ(ombrel_close_ctx(ctx), 0) << "the program does not need it";
-        EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
-        EXPECT_EQ(probe->uninitialized, 0);
+        EXPECT_EQ(0, ombrel_unload_plugin(handle));
+        EXPECT_EQ(0, ombrel_close_ctx(ctx)) << "the program does not need it";
+        EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+        EXPECT_EQ(0, probe->uninitialized);
         PROBE_WRITE(probe->hold, 0);
         program.join();
-        EXPECT_EQ(probe->uninitialized, 1);
+        EXPECT_EQ(1, probe->uninitialized);
     }
 }
 
-TEST_F(plugin_test, contexts_open_while_a_plugin_is_being_initialised) {
+TEST_F(PluginTest, ContextsOpenWhileAPluginIsBeingInitialised) {
     const loaded_probe b("probe_b");
     const probe_library a("probe_a");
     PROBE_WRITE(a->gate, 1);
-    waiting_call loader([&] { EXPECT_EQ(ombrel_unload_plugin(a.load()), 0); });
+    waiting_call loader([&] { EXPECT_EQ(0, ombrel_unload_plugin(a.load())); });
     while (PROBE_READ(a->entered) == 0)
         ombrel_load_balance_short();
     const int ctx = ombrel_new_ctx();
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/text"), -1) << "it is not there yet";
-    EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0);
-    EXPECT_STREQ(ombrel_get_ctx_plugin_name(ctx), "probe_b.so");
-    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text")) << "it is not there yet";
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/shared"));
+    EXPECT_STREQ("probe_b.so", ombrel_get_ctx_plugin_name(ctx));
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
     const record_holder reader(def_ombrel_spin_lock_shared);
     PROBE_WRITE(a->gate, 0);
     EXPECT_TRUE(loader.is_waiting()) << "its record is read";
 }
 
-TEST_F(plugin_test, opening_waits_for_the_record_and_changes_of_the_registry_for_the_opening) {
+TEST_F(PluginTest, OpeningWaitsForTheRecordAndChangesOfTheRegistryForTheOpening) {
     char number[] = "4";
     char* argv[] = {number, nullptr};
     const int ctx = ombrel_new_ctx(); // the built-in plug-in is older then
     const loaded_probe a("probe_a"), b("probe_b");
-    const auto open = [=] { EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0); };
-    const auto close = [=] { EXPECT_EQ(ombrel_close_ctx(ctx), 0); };
-    all_wait({open, [&] { EXPECT_EQ(ombrel_unload_plugin(a.load()), 0); }});
+    const auto open = [=] { EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/shared")); };
+    const auto close = [=] { EXPECT_EQ(0, ombrel_close_ctx(ctx)); };
+    all_wait({open, [&] { EXPECT_EQ(0, ombrel_unload_plugin(a.load())); }});
     all_wait({close});
-    all_wait({open, [&] { EXPECT_EQ(ombrel_plugin_execute_main(a.handle, 1, argv), 14); }});
-    EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+    all_wait({open, [&] { EXPECT_EQ(14, ombrel_plugin_execute_main(a.handle, 1, argv)); }});
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
 }
 
-TEST_F(plugin_test, a_plugin_stays_while_a_context_is_bound_to_it) {
+TEST_F(PluginTest, APluginStaysWhileAContextIsBoundToIt) {
     const probe_library probe("probe_a");
     const int handle = probe.load(), ctx = ombrel_new_ctx(), other = ombrel_new_ctx();
-    ASSERT_EQ(ombrel_open_ctx(ctx, "test/text"), 0);
-    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
-    EXPECT_EQ(probe->uninitialized, 0);
-    EXPECT_EQ(ombrel_open_ctx(other, "test/text"), -1) << "it takes no new contexts";
+    ASSERT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
+    EXPECT_EQ(0, probe->uninitialized);
+    EXPECT_EQ(-1, ombrel_open_ctx(other, "test/text")) << "it takes no new contexts";
     {
         capture output(stderr);
-        EXPECT_EQ(ombrel_unload_plugin(handle), -1);
+        EXPECT_EQ(-1, ombrel_unload_plugin(handle));
         EXPECT_NE(output.text().find("<s_plugin->m_used_count > ((ombrel_uintmax_t)0u)>"), std::string::npos);
     }
     EXPECT_EQ(probe.load(), handle) << "taken up again";
-    EXPECT_EQ(ombrel_open_ctx(other, "test/text"), 0);
+    EXPECT_EQ(0, ombrel_open_ctx(other, "test/text"));
     ombrel_unload_all_plugin();
     ombrel_destroy_ctx(other);
-    EXPECT_EQ(ombrel_ctx_sync(ctx), 0);
-    EXPECT_EQ(ombrel_close_ctx(ctx), 0);
-    EXPECT_EQ(probe->uninitialized, 1);
-    EXPECT_EQ(probe->initialized, 1);
+    EXPECT_EQ(0, ombrel_ctx_sync(ctx));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_EQ(1, probe->uninitialized);
+    EXPECT_EQ(1, probe->initialized);
     ombrel_destroy_ctx(ctx);
 }
 
-TEST_F(plugin_test, a_context_whose_use_was_dropped_does_not_drop_another) {
+TEST_F(PluginTest, AContextWhoseUseWasDroppedDoesNotDropAnother) {
     const int old = ombrel_new_ctx(), ctx = ombrel_new_ctx();
-    ASSERT_EQ(ombrel_open_ctx(old, "application/tuk_base"), 0);
-    ASSERT_EQ(ombrel_open_ctx(ctx, "application/tuk_base"), 0);
+    ASSERT_EQ(0, ombrel_open_ctx(old, "application/tuk_base"));
+    ASSERT_EQ(0, ombrel_open_ctx(ctx, "application/tuk_base"));
     ombrel_unload_all_plugin();
     const int handle = ombrel_load_plugin(nullptr, nullptr);
     ombrel_destroy_ctx(old);
     ombrel_destroy_ctx(ctx);
-    EXPECT_STREQ(ombrel_plugin_get_name(handle), def_ombrel_builtin_plugin_name);
-    EXPECT_EQ(ombrel_unload_plugin(handle), 0);
+    EXPECT_STREQ(def_ombrel_builtin_plugin_name, ombrel_plugin_get_name(handle));
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }
 
-TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
+TEST_F(PluginTest, ConcurrentLoadersWaitForTheFirst) {
     for (const int initialize_result : {0, -7}) {
         const probe_library probe("probe_a");
         PROBE_WRITE(probe->gate, 1);
@@ -320,7 +319,7 @@ TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
             }
             while (PROBE_READ(probe->entered) == 0 || started != 4)
                 ombrel_load_balance_short();
-            EXPECT_EQ(returned, 0);
+            EXPECT_EQ(0, returned);
             PROBE_WRITE(probe->gate, 0);
         });
         for (const int handle : handles) {
@@ -330,12 +329,12 @@ TEST_F(plugin_test, concurrent_loaders_wait_for_the_first) {
             EXPECT_EQ(ombrel_unload_plugin(handle), initialize_result == 0 ? 0 : -1);
         }
         EXPECT_EQ(probe->uninitialized, initialize_result == 0 ? 1 : 0);
-        EXPECT_EQ(ombrel_get_plugin_info(), nullptr);
+        EXPECT_EQ(nullptr, ombrel_get_plugin_info());
     }
 }
 
 // Where they wait for one another none would come back.
-TEST_F(plugin_test, plugins_may_load_each_other_and_themselves) {
+TEST_F(PluginTest, PluginsMayLoadEachOtherAndThemselves) {
     const probe_library a("probe_a"), b("probe_b");
     const std::string nowhere = "/nonexistent.so";
     const struct {
@@ -346,7 +345,7 @@ TEST_F(plugin_test, plugins_may_load_each_other_and_themselves) {
         a->listed = 0;
         a->loads = each.by_a;
         b->loads = each.by_b;
-        EXPECT_EQ(ombrel_unload_plugin(a.load()), 0);
+        EXPECT_EQ(0, ombrel_unload_plugin(a.load()));
         EXPECT_EQ(a->listed, each.listed);
     }
     a->loads = b.path();
@@ -361,7 +360,7 @@ TEST_F(plugin_test, plugins_may_load_each_other_and_themselves) {
     });
 }
 
-TEST_F(plugin_test, all_may_be_unloaded_at_any_time) {
+TEST_F(PluginTest, AllMayBeUnloadedAtAnyTime) {
     const probe_library a("probe_a"), b("probe_b");
     capture output(stderr); // of uses that are gone already
     in_threads(4, [&](int i) {
@@ -377,19 +376,19 @@ TEST_F(plugin_test, all_may_be_unloaded_at_any_time) {
     EXPECT_EQ(b->initialized, b->uninitialized);
 }
 
-TEST_F(plugin_test, loaders_openers_and_unloaders_may_meet) {
+TEST_F(PluginTest, LoadersOpenersAndUnloadersMayMeet) {
     const probe_library a("probe_a"), b("probe_b");
     in_threads(6, [&](int i) {
         for (int round = 0; round < 60; round++) {
             const int handle = ((i + round) % 2 == 0 ? a : b).load();
             const int ctx = ombrel_new_ctx();
             EXPECT_GT(handle, 0);
-            EXPECT_EQ(ombrel_open_ctx(ctx, "test/shared"), 0);
+            EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/shared"));
             if (round % 3 == 0) {
-                EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+                EXPECT_EQ(0, ombrel_close_ctx(ctx));
             }
-            EXPECT_EQ(ombrel_unload_plugin(handle), 0);
-            EXPECT_EQ(ombrel_destroy_ctx(ctx), 0);
+            EXPECT_EQ(0, ombrel_unload_plugin(handle));
+            EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
         }
     });
     for (const probe_library* probe : {&a, &b}) {

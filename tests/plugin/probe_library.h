@@ -24,7 +24,7 @@ public:
         : path_(module_path(name)), library_(ombrel_open_dl(path_.c_str())),
           state_(static_cast<probe_state_t*>(ombrel_import_dl(library_, "probe_state"))) {
         const char* error = ombrel_dl_error();
-        EXPECT_NE(state_, nullptr) << (error != nullptr ? error : name.c_str());
+        EXPECT_NE(nullptr, state_) << (error != nullptr ? error : name.c_str());
         *state_ = {};
     }
     ~probe_library() { ombrel_close_dl(library_); }

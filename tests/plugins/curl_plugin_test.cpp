@@ -55,7 +55,7 @@ std::string read_all(int ctx, size_t room = 65536) {
     int got;
     while ((got = ombrel_ctx_read(ctx, part.data(), room)) > 0)
         all.append(part, 0, static_cast<size_t>(got));
-    EXPECT_EQ(got, 0);
+    EXPECT_EQ(0, got);
     return all;
 }
 
@@ -66,7 +66,7 @@ protected:
     loaded_plugin plugin_{OMBREL_TEST_PLUGIN_CURL};
 };
 
-TEST_F(CurlPlugin, reads_bodies_whole_and_in_pieces) {
+TEST_F(CurlPlugin, ReadsBodiesWholeAndInPieces) {
     struct {
         const char* path;
         size_t size, room;
@@ -79,23 +79,22 @@ TEST_F(CurlPlugin, reads_bodies_whole_and_in_pieces) {
     for (const auto& test : cases) {
         SCOPED_TRACE(test.path);
         context ctx;
-        ASSERT_EQ(ctx.open(stream, {{"source", server().url(test.path)}}), 0);
-        EXPECT_EQ(ombrel_ctx_is_readable(ctx, -1), 1);
+        ASSERT_EQ(0, ctx.open(stream, {{"source", server().url(test.path)}}));
+        EXPECT_EQ(1, ombrel_ctx_is_readable(ctx, -1));
         EXPECT_EQ(read_all(ctx, test.room), body_of(test.size));
         ombrel_curl_response_t response;
-        ASSERT_EQ(ombrel_ctx_control(ctx, def_ombrel_curl_control_get_response, &response, sizeof response),
-                  0);
-        EXPECT_EQ(response.m_code, 200);
+        ASSERT_EQ(0,
+                  ombrel_ctx_control(ctx, def_ombrel_curl_control_get_response, &response, sizeof response));
+        EXPECT_EQ(200, response.m_code);
         EXPECT_EQ(response.m_content_length, test.announced);
         EXPECT_EQ(response.m_received, static_cast<long long>(test.size));
-        EXPECT_EQ(
-            ombrel_ctx_control(ctx, def_ombrel_curl_control_get_response, &response, sizeof response - 1),
-            -1);
-        EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+        EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_curl_control_get_response, &response,
+                                         sizeof response - 1));
+        EXPECT_EQ(0, ombrel_close_ctx(ctx));
     }
 }
 
-TEST_F(CurlPlugin, refuses_with_a_reason) {
+TEST_F(CurlPlugin, RefusesWithAReason) {
     const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
     const std::string nobody = "127.0.0.1:" + std::to_string(own_port(deaf)) + "/";
     struct {
@@ -125,43 +124,41 @@ TEST_F(CurlPlugin, refuses_with_a_reason) {
     }
     for (const char* const option : {"timeout", "any_status", "redirects", "size", "progress", "insecure"})
         for (const char* const text : {"5x", "no", "", "+5", "9223372036854775808"})
-            EXPECT_EQ(context().open(stream, {{"source", server().url("bytes/1")}, {option, text}}),
-                      def_ombrel_ctx_error_invalid_argument)
+            EXPECT_EQ(def_ombrel_ctx_error_invalid_argument,
+                      context().open(stream, {{"source", server().url("bytes/1")}, {option, text}}))
                 << option << " \"" << text << '"';
     context ctx;
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("status/404")}, {"any_status", "1"}}), 0);
-    EXPECT_EQ(read_all(ctx), "body of 404");
+    ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("status/404")}, {"any_status", "1"}}));
+    EXPECT_EQ("body of 404", read_all(ctx));
     ombrel_close_ctx(ctx);
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("bytes/9")}, {"method", "head"}}), 0);
-    EXPECT_EQ(read_all(ctx), "");
-    EXPECT_EQ(ctx.env("content_length"), "9");
+    ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("bytes/9")}, {"method", "head"}}));
+    EXPECT_EQ("", read_all(ctx));
+    EXPECT_EQ("9", ctx.env("content_length"));
 }
 
-TEST_F(CurlPlugin, sends_and_shows_headers) {
+TEST_F(CurlPlugin, SendsAndShowsHeaders) {
     context ctx;
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("echo")}, {"httpheader", "X-One: 1\r\n\nX-Two: 2"}}),
-              0);
+    ASSERT_EQ(0,
+              ctx.open(stream, {{"source", server().url("echo")}, {"httpheader", "X-One: 1\r\n\nX-Two: 2"}}));
     const std::string echo = read_all(ctx);
     EXPECT_NE(echo.find("X-One: 1\n"), echo.npos);
     EXPECT_NE(echo.find("X-Two: 2\n"), echo.npos);
     ombrel_close_ctx(ctx);
 
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("redirect/bytes/3")}}), 0);
-    EXPECT_EQ(ctx.env("x-mark"), "one two");
-    EXPECT_EQ(ctx.env("Location"), "(none)") << "of the answer before";
+    ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("redirect/bytes/3")}}));
+    EXPECT_EQ("one two", ctx.env("x-mark"));
+    EXPECT_EQ("(none)", ctx.env("Location")) << "of the answer before";
     EXPECT_EQ(ctx.env("effective_url"), server().url("bytes/3"));
     char value[5] = "....";
-    EXPECT_EQ(
-        ombrel_ctx_bcontrol(ctx, def_ombrel_curl_control_get_header, "X-MARK", size_t{6}, value, size_t{3}),
-        7);
-    EXPECT_STREQ(value, "one.");
-    EXPECT_EQ(
-        ombrel_ctx_bcontrol(ctx, def_ombrel_curl_control_get_header, "X-", size_t{2}, nullptr, size_t{0}),
-        -1);
-    EXPECT_EQ(ctx.env("headers").substr(0, 12), "HTTP/1.1 200");
+    EXPECT_EQ(7, ombrel_ctx_bcontrol(ctx, def_ombrel_curl_control_get_header, "X-MARK", size_t{6}, value,
+                                     size_t{3}));
+    EXPECT_STREQ("one.", value);
+    EXPECT_EQ(-1, ombrel_ctx_bcontrol(ctx, def_ombrel_curl_control_get_header, "X-", size_t{2}, nullptr,
+                                      size_t{0}));
+    EXPECT_EQ("HTTP/1.1 200", ctx.env("headers").substr(0, 12));
 }
 
-TEST_F(CurlPlugin, sends_bodies_and_reads_the_answer) {
+TEST_F(CurlPlugin, SendsBodiesAndReadsTheAnswer) {
     const std::string body = body_of(700001);
     ombrel_sha256_t sha;
     ombrel_init_sha256(&sha);
@@ -176,8 +173,8 @@ TEST_F(CurlPlugin, sends_bodies_and_reads_the_answer) {
             {"source", server().url("store")},
             {"mode", "wb"},
             {*method != '\0' ? "method" : "size", *method != '\0' ? method : "700001"}};
-        ASSERT_EQ(ctx.open(stream, given), 0);
-        EXPECT_EQ(ombrel_ctx_is_writable(ctx, -1), 1);
+        ASSERT_EQ(0, ctx.open(stream, given));
+        EXPECT_EQ(1, ombrel_ctx_is_writable(ctx, -1));
         for (size_t at = 0; at < body.size();) {
             const int taken =
                 ombrel_ctx_write(ctx, body.data() + at, std::min<size_t>(body.size() - at, 99991));
@@ -186,82 +183,82 @@ TEST_F(CurlPlugin, sends_bodies_and_reads_the_answer) {
         }
         const std::string sent_by = *method != '\0' ? method : "PUT";
         EXPECT_EQ(read_all(ctx), sent_by + " 700001 " + digest);
-        EXPECT_EQ(ctx.env("response_code"), "201");
-        EXPECT_EQ(ombrel_ctx_write(ctx, "x", 1), -1) << "the body has ended";
-        EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+        EXPECT_EQ("201", ctx.env("response_code"));
+        EXPECT_EQ(-1, ombrel_ctx_write(ctx, "x", 1)) << "the body has ended";
+        EXPECT_EQ(0, ombrel_close_ctx(ctx));
     }
     context refused;
-    ASSERT_EQ(refused.open(stream, {{"source", server().url("refuse")}, {"mode", "w"}}), 0);
-    EXPECT_EQ(ombrel_ctx_puts(refused, "text"), 4);
-    EXPECT_EQ(ombrel_close_ctx(refused), -1);
-    EXPECT_EQ(refused.error(), def_ombrel_ctx_error_access_denied);
+    ASSERT_EQ(0, refused.open(stream, {{"source", server().url("refuse")}, {"mode", "w"}}));
+    EXPECT_EQ(4, ombrel_ctx_puts(refused, "text"));
+    EXPECT_EQ(-1, ombrel_close_ctx(refused));
+    EXPECT_EQ(def_ombrel_ctx_error_access_denied, refused.error());
 }
 
-TEST_F(CurlPlugin, no_wait_is_for_ever) {
+TEST_F(CurlPlugin, NoWaitIsForEver) {
     char part[16];
     context ctx;
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("stall")}}), 0);
-    EXPECT_EQ(ombrel_ctx_is_readable(ctx, -1), 1);
+    ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("stall")}}));
+    EXPECT_EQ(1, ombrel_ctx_is_readable(ctx, -1));
     std::string got;
     while (got.size() < 3) {
         const int size = ombrel_ctx_read(ctx, part, sizeof part);
         ASSERT_GT(size, 0);
         got.append(part, static_cast<size_t>(size));
     }
-    EXPECT_EQ(got, "abc");
-    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 0), 0);
-    EXPECT_EQ(ombrel_ctx_is_readable(ctx, 50), 0);
-    EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "50"), 0);
+    EXPECT_EQ("abc", got);
+    EXPECT_EQ(0, ombrel_ctx_is_readable(ctx, 0));
+    EXPECT_EQ(0, ombrel_ctx_is_readable(ctx, 50));
+    EXPECT_EQ(0, ombrel_ctx_set_env(ctx, "timeout", "50"));
     EXPECT_LT(ombrel_ctx_read(ctx, part, sizeof part), 0);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_timed_out);
-    EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "99999999999"), -1);
-    EXPECT_EQ(ombrel_ctx_set_env(ctx, "timeout", "-1"), 0);
+    EXPECT_EQ(def_ombrel_ctx_error_timed_out, ctx.error());
+    EXPECT_EQ(-1, ombrel_ctx_set_env(ctx, "timeout", "99999999999"));
+    EXPECT_EQ(0, ombrel_ctx_set_env(ctx, "timeout", "-1"));
     ombrel_set_global_break();
     EXPECT_LT(ombrel_ctx_read(ctx, part, sizeof part), 0);
     ombrel_clear_global_break();
     ombrel_close_ctx(ctx);
 
-    ASSERT_EQ(ctx.open(stream, {{"source", server().url("cut")}}), 0);
+    ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("cut")}}));
     int size, all = 0;
     while ((size = ombrel_ctx_read(ctx, part, sizeof part)) > 0)
         all += size;
-    EXPECT_EQ(all, 10);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_disconnected);
-    EXPECT_NE(ctx.env("error"), "");
+    EXPECT_EQ(10, all);
+    EXPECT_EQ(def_ombrel_ctx_error_disconnected, ctx.error());
+    EXPECT_NE("", ctx.env("error"));
 }
 
-TEST_F(CurlPlugin, certificates_are_checked) {
+TEST_F(CurlPlugin, CertificatesAreChecked) {
     const std::string source = server().secure_url("bytes/1000");
     context ctx;
-    EXPECT_EQ(ctx.open(stream, {{"source", source}}), def_ombrel_ctx_error_access_denied);
-    ASSERT_EQ(ctx.open(stream, {{"source", source}, {"cainfo", OMBREL_TEST_CERTIFICATE}}), 0);
+    EXPECT_EQ(def_ombrel_ctx_error_access_denied, ctx.open(stream, {{"source", source}}));
+    ASSERT_EQ(0, ctx.open(stream, {{"source", source}, {"cainfo", OMBREL_TEST_CERTIFICATE}}));
     EXPECT_EQ(read_all(ctx), body_of(1000));
     ombrel_close_ctx(ctx);
-    EXPECT_EQ(ctx.open(stream, {{"source", source}, {"insecure", "1"}}), 0);
+    EXPECT_EQ(0, ctx.open(stream, {{"source", source}, {"insecure", "1"}}));
 }
 
-TEST_F(CurlPlugin, ftp_by_its_own_type) {
+TEST_F(CurlPlugin, FtpByItsOwnType) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server ftp;
     const std::string source = "ftp://127.0.0.1:" + std::to_string(ftp.port()) + "/file";
     context ctx;
-    EXPECT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}),
-              def_ombrel_ctx_error_not_found);
+    EXPECT_EQ(def_ombrel_ctx_error_not_found,
+              ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}));
     for (const char* const mode : {"w", "a"}) {
-        ASSERT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}, {"mode", mode}}), 0);
-        EXPECT_EQ(ombrel_ctx_puts(ctx, "text"), 4);
-        EXPECT_EQ(ombrel_close_ctx(ctx), 0);
+        ASSERT_EQ(0, ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}, {"mode", mode}}));
+        EXPECT_EQ(4, ombrel_ctx_puts(ctx, "text"));
+        EXPECT_EQ(0, ombrel_close_ctx(ctx));
     }
-    ASSERT_EQ(ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}), 0);
-    EXPECT_EQ(read_all(ctx), "texttext");
+    ASSERT_EQ(0, ctx.open(def_ombrel_plugin_curl_mime_type, {{"source", source}}));
+    EXPECT_EQ("texttext", read_all(ctx));
 }
 
-TEST_F(CurlPlugin, tells_what_happens) {
+TEST_F(CurlPlugin, TellsWhatHappens) {
     capture output(stdout), errors(stderr);
     {
         context ctx;
         ASSERT_EQ(
-            ctx.open(stream, {{"source", server().url("bytes/9000")}, {"debug", "1"}, {"progress", "1"}}), 0);
+            0, ctx.open(stream, {{"source", server().url("bytes/9000")}, {"debug", "1"}, {"progress", "1"}}));
         read_all(ctx);
     }
     EXPECT_NE(output.text().find(" 8 KiB"), std::string::npos);
@@ -270,12 +267,12 @@ TEST_F(CurlPlugin, tells_what_happens) {
     EXPECT_NE(told.find("curl: < HTTP/1.1 200 OK\n"), told.npos) << told;
 }
 
-TEST_F(CurlPlugin, serves_the_simple_get) {
+TEST_F(CurlPlugin, ServesTheSimpleGet) {
     size_t size = 0;
     void* const body = ombrel_ctx_simple_http_get(server().url("bytes/100000").c_str(), "X-Any: 1", 0, &size);
     EXPECT_EQ(std::string(static_cast<char*>(body), size), body_of(100000));
     ombrel_free(body);
-    EXPECT_EQ(ombrel_ctx_simple_http_get(server().url("status/404").c_str(), nullptr, 0, &size), nullptr);
+    EXPECT_EQ(nullptr, ombrel_ctx_simple_http_get(server().url("status/404").c_str(), nullptr, 0, &size));
 }
 
 } // namespace

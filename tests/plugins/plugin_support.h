@@ -18,7 +18,7 @@ public:
     explicit loaded_plugin(const char* path) : handle_(ombrel_load_plugin(path, nullptr)) {
         EXPECT_GT(handle_, 0);
     }
-    ~loaded_plugin() { EXPECT_EQ(ombrel_unload_plugin(handle_), 0); }
+    ~loaded_plugin() { EXPECT_EQ(0, ombrel_unload_plugin(handle_)); }
 
 private:
     int handle_;
@@ -36,7 +36,7 @@ public:
     /// The error; 0 for success.
     int open(const char* mime_type, const option_texts& given) {
         for (const auto& [name, value] : given)
-            EXPECT_EQ(ombrel_ctx_set_option(handle_, name, value.c_str()), 0);
+            EXPECT_EQ(0, ombrel_ctx_set_option(handle_, name, value.c_str()));
         return ombrel_open_ctx(handle_, mime_type) == 0 ? 0 : error();
     }
 

@@ -48,16 +48,16 @@ protected:
     const std::string file_ = folder_ / "test.db";
 };
 
-TEST_F(SqlitePlugin, an_option_that_is_no_number_is_refused) {
+TEST_F(SqlitePlugin, AnOptionThatIsNoNumberIsRefused) {
     for (const char* const option : {"timeout", "debug", "verbose"})
         for (const char* const text : {"5x", "abc", "", "99999999999"})
-            EXPECT_EQ(context().open(def_ombrel_plugin_sqlite_mime_type, {{"source", file_}, {option, text}}),
-                      def_ombrel_ctx_error_invalid_argument)
+            EXPECT_EQ(def_ombrel_ctx_error_invalid_argument,
+                      context().open(def_ombrel_plugin_sqlite_mime_type, {{"source", file_}, {option, text}}))
                 << option << " \"" << text << '"';
     EXPECT_FALSE(std::filesystem::exists(file_));
 }
 
-TEST_F(SqlitePlugin, values_come_back_as_they_went) {
+TEST_F(SqlitePlugin, ValuesComeBackAsTheyWent) {
     const std::string text = "a\0\xC3\xA4\n", blob("\0\xFF\0", 3), empty;
     const value given[] = {null_value(),
                            integer(INT64_MIN),
@@ -69,18 +69,18 @@ TEST_F(SqlitePlugin, values_come_back_as_they_went) {
                            {def_ombrel_ctx_db_blob, 0, 0, nullptr, 0}};
     constexpr size_t count = std::size(given);
     context ctx;
-    ASSERT_EQ(open(ctx), 0);
-    ASSERT_EQ(ombrel_ctx_db_set_query_puts(ctx, "CREATE TABLE t (a, b, c, d, e, f, g, h)"), 0);
-    ASSERT_EQ(ombrel_ctx_db_set_query_ex(ctx, "INSERT INTO t VALUES (?,?,?,?,?,?,?,?)", given, count), 1);
+    ASSERT_EQ(0, open(ctx));
+    ASSERT_EQ(0, ombrel_ctx_db_set_query_puts(ctx, "CREATE TABLE t (a, b, c, d, e, f, g, h)"));
+    ASSERT_EQ(1, ombrel_ctx_db_set_query_ex(ctx, "INSERT INTO t VALUES (?,?,?,?,?,?,?,?)", given, count));
     // The place of a parameter may be read again when its owner has changed.
     value key = integer(INT64_MAX);
     ombrel_ctx_db_result_t* const result =
         ombrel_ctx_db_get_query_ex(ctx, "SELECT * FROM t WHERE c = ?", &key, 1);
     key = integer(0);
-    ASSERT_NE(result, nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_row_count(ctx, result), 1);
+    ASSERT_NE(nullptr, result);
+    EXPECT_EQ(1, ombrel_ctx_db_get_row_count(ctx, result));
     const value* const row = ombrel_ctx_db_fetch_row(ctx, result);
-    ASSERT_NE(row, nullptr);
+    ASSERT_NE(nullptr, row);
     for (size_t i = 0; i < count; i++) {
         SCOPED_TRACE(i);
         EXPECT_EQ(row[i].m_type, given[i].m_type);
@@ -91,54 +91,53 @@ TEST_F(SqlitePlugin, values_come_back_as_they_went) {
         EXPECT_EQ(std::string(static_cast<const char*>(row[i].m_data), row[i].m_size),
                   std::string(given[i].m_data != nullptr ? static_cast<const char*>(given[i].m_data) : "",
                               given[i].m_size));
-        EXPECT_EQ(static_cast<const char*>(row[i].m_data)[row[i].m_size], '\0');
+        EXPECT_EQ('\0', static_cast<const char*>(row[i].m_data)[row[i].m_size]);
     }
-    EXPECT_EQ(ombrel_ctx_db_fetch_row(ctx, result), nullptr);
-    EXPECT_EQ(ctx.error(), 0);
-    EXPECT_EQ(ombrel_ctx_db_free_result(ctx, result), 0);
+    EXPECT_EQ(nullptr, ombrel_ctx_db_fetch_row(ctx, result));
+    EXPECT_EQ(0, ctx.error());
+    EXPECT_EQ(0, ombrel_ctx_db_free_result(ctx, result));
 }
 
-TEST_F(SqlitePlugin, columns_counts_and_tables) {
+TEST_F(SqlitePlugin, ColumnsCountsAndTables) {
     context ctx;
-    ASSERT_EQ(open(ctx), 0);
-    EXPECT_EQ(ombrel_ctx_db_set_query_puts(ctx,
-                                           "CREATE TABLE t (Name TEXT, n); INSERT INTO t VALUES ('a', 1), "
-                                           "('bbb', 22); ; INSERT INTO t VALUES (NULL, x'01') -- end"),
-              3);
+    ASSERT_EQ(0, open(ctx));
+    EXPECT_EQ(3, ombrel_ctx_db_set_query_puts(ctx,
+                                              "CREATE TABLE t (Name TEXT, n); INSERT INTO t VALUES ('a', 1), "
+                                              "('bbb', 22); ; INSERT INTO t VALUES (NULL, x'01') -- end"));
     ombrel_ctx_db_result_t* result =
         ombrel_ctx_db_get_query(ctx, "SELECT * FROM %s WHERE rowid < %d;\n", "t", 99);
-    ASSERT_NE(result, nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_field_count(ctx, result), 2);
-    EXPECT_STREQ(ombrel_ctx_db_get_field_name(ctx, result, 0), "Name");
-    EXPECT_EQ(ombrel_ctx_db_get_field_name(ctx, result, 2), nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_field_index(ctx, result, "N"), 1);
-    ASSERT_NE(ombrel_ctx_db_fetch_row(ctx, result), nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_row_count(ctx, result), 3) << "taken ones count, too";
+    ASSERT_NE(nullptr, result);
+    EXPECT_EQ(2, ombrel_ctx_db_get_field_count(ctx, result));
+    EXPECT_STREQ("Name", ombrel_ctx_db_get_field_name(ctx, result, 0));
+    EXPECT_EQ(nullptr, ombrel_ctx_db_get_field_name(ctx, result, 2));
+    EXPECT_EQ(1, ombrel_ctx_db_get_field_index(ctx, result, "N"));
+    ASSERT_NE(nullptr, ombrel_ctx_db_fetch_row(ctx, result));
+    EXPECT_EQ(3, ombrel_ctx_db_get_row_count(ctx, result)) << "taken ones count, too";
     capture output(stdout);
-    EXPECT_EQ(ombrel_ctx_db_dump_result(ctx, result), 2);
-    EXPECT_EQ(output.text(), "Name | n\n"
-                             "-----+----------\n"
-                             "bbb  |        22\n"
-                             "NULL | (1 bytes)\n");
+    EXPECT_EQ(2, ombrel_ctx_db_dump_result(ctx, result));
+    EXPECT_EQ("Name | n\n"
+              "-----+----------\n"
+              "bbb  |        22\n"
+              "NULL | (1 bytes)\n",
+              output.text());
     // A changing query cannot be counted by running it again.
     ombrel_ctx_db_result_t* const changing =
         ombrel_ctx_db_get_query_puts(ctx, "INSERT INTO t VALUES ('c', 3) RETURNING n");
-    ASSERT_NE(changing, nullptr);
-    EXPECT_EQ(ombrel_ctx_db_get_row_count(ctx, changing), -1);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_not_supported);
-    EXPECT_EQ(ombrel_ctx_db_free_result(ctx, changing), 0);
-    EXPECT_EQ(ombrel_ctx_db_free_result(ctx, changing), -1) << "no longer a result of it";
-    EXPECT_EQ(ask(ctx, "SELECT count(*) FROM t"), "4");
+    ASSERT_NE(nullptr, changing);
+    EXPECT_EQ(-1, ombrel_ctx_db_get_row_count(ctx, changing));
+    EXPECT_EQ(def_ombrel_ctx_error_not_supported, ctx.error());
+    EXPECT_EQ(0, ombrel_ctx_db_free_result(ctx, changing));
+    EXPECT_EQ(-1, ombrel_ctx_db_free_result(ctx, changing)) << "no longer a result of it";
+    EXPECT_EQ("4", ask(ctx, "SELECT count(*) FROM t"));
     // The other result is the context's to free.
 }
 
-TEST_F(SqlitePlugin, bad_queries_are_refused_with_a_text) {
+TEST_F(SqlitePlugin, BadQueriesAreRefusedWithAText) {
     const value one = integer(1);
     context ctx;
-    ASSERT_EQ(open(ctx), 0);
-    ASSERT_EQ(
-        ombrel_ctx_db_set_query_puts(ctx, "CREATE TABLE t (a INTEGER PRIMARY KEY); INSERT INTO t VALUES (1)"),
-        1);
+    ASSERT_EQ(0, open(ctx));
+    ASSERT_EQ(1, ombrel_ctx_db_set_query_puts(
+                     ctx, "CREATE TABLE t (a INTEGER PRIMARY KEY); INSERT INTO t VALUES (1)"));
     struct {
         const char* query;
         size_t parameters;
@@ -153,67 +152,66 @@ TEST_F(SqlitePlugin, bad_queries_are_refused_with_a_text) {
         {"SELECT 1", 1, def_ombrel_ctx_error_invalid_argument, "another number of parameters is wanted"},
     };
     for (const auto& test : cases) {
-        EXPECT_EQ(ombrel_ctx_db_get_query_ex(ctx, test.query, &one, test.parameters), nullptr) << test.query;
+        EXPECT_EQ(nullptr, ombrel_ctx_db_get_query_ex(ctx, test.query, &one, test.parameters)) << test.query;
         EXPECT_EQ(ctx.error(), test.error) << test.query;
         EXPECT_EQ(ctx.env("error"), test.text);
         ombrel_ctx_set_last_error(ctx, 0);
-        EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, test.query, &one, test.parameters), -1) << test.query;
+        EXPECT_EQ(-1, ombrel_ctx_db_set_query_ex(ctx, test.query, &one, test.parameters)) << test.query;
         EXPECT_EQ(ctx.error(), test.error) << test.query;
     }
     value endless = {def_ombrel_ctx_db_text, 0, 0, "text", 0};
     endless.m_size = SIZE_MAX;
-    EXPECT_EQ(ombrel_ctx_db_set_query_ex(ctx, "SELECT ?", &endless, 1), -1);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_invalid_argument);
-    EXPECT_EQ(ombrel_ctx_db_get_query_puts(ctx, "SELECT 1; SELECT 2"), nullptr);
-    EXPECT_EQ(ctx.env("error"), "there is more than one statement");
+    EXPECT_EQ(-1, ombrel_ctx_db_set_query_ex(ctx, "SELECT ?", &endless, 1));
+    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ctx.error());
+    EXPECT_EQ(nullptr, ombrel_ctx_db_get_query_puts(ctx, "SELECT 1; SELECT 2"));
+    EXPECT_EQ("there is more than one statement", ctx.env("error"));
 }
 
-TEST_F(SqlitePlugin, transactions_and_locks) {
+TEST_F(SqlitePlugin, TransactionsAndLocks) {
     context writer, other;
-    ASSERT_EQ(open(writer), 0);
-    ASSERT_EQ(ombrel_ctx_db_set_query_puts(writer, "CREATE TABLE t (a)"), 0);
-    ASSERT_EQ(open(other, "r+", "20"), 0);
+    ASSERT_EQ(0, open(writer));
+    ASSERT_EQ(0, ombrel_ctx_db_set_query_puts(writer, "CREATE TABLE t (a)"));
+    ASSERT_EQ(0, open(other, "r+", "20"));
     const auto control = [](int ctx, uint32_t code) {
         return ombrel_ctx_control(ctx, code, static_cast<void*>(nullptr), size_t{0});
     };
-    EXPECT_EQ(control(writer, def_ombrel_sqlite_control_begin), 0);
-    EXPECT_EQ(ombrel_ctx_db_set_query_puts(writer, "INSERT INTO t VALUES (1)"), 1);
-    EXPECT_EQ(control(other, def_ombrel_sqlite_control_begin), -1);
-    EXPECT_EQ(other.error(), def_ombrel_ctx_error_busy);
-    EXPECT_EQ(other.env("error"), "database is locked");
-    EXPECT_EQ(control(writer, def_ombrel_sqlite_control_rollback), 0);
-    EXPECT_EQ(ask(other, "SELECT count(*) FROM t"), "0");
-    EXPECT_EQ(control(other, def_ombrel_sqlite_control_begin), 0);
-    EXPECT_EQ(ombrel_ctx_db_set_query_puts(other, "INSERT INTO t VALUES (2), (3)"), 2);
-    EXPECT_EQ(control(other, def_ombrel_sqlite_control_commit), 0);
-    EXPECT_EQ(ask(writer, "SELECT sum(a) FROM t"), "5");
+    EXPECT_EQ(0, control(writer, def_ombrel_sqlite_control_begin));
+    EXPECT_EQ(1, ombrel_ctx_db_set_query_puts(writer, "INSERT INTO t VALUES (1)"));
+    EXPECT_EQ(-1, control(other, def_ombrel_sqlite_control_begin));
+    EXPECT_EQ(def_ombrel_ctx_error_busy, other.error());
+    EXPECT_EQ("database is locked", other.env("error"));
+    EXPECT_EQ(0, control(writer, def_ombrel_sqlite_control_rollback));
+    EXPECT_EQ("0", ask(other, "SELECT count(*) FROM t"));
+    EXPECT_EQ(0, control(other, def_ombrel_sqlite_control_begin));
+    EXPECT_EQ(2, ombrel_ctx_db_set_query_puts(other, "INSERT INTO t VALUES (2), (3)"));
+    EXPECT_EQ(0, control(other, def_ombrel_sqlite_control_commit));
+    EXPECT_EQ("5", ask(writer, "SELECT sum(a) FROM t"));
 }
 
-TEST_F(SqlitePlugin, damaged_and_missing_files) {
+TEST_F(SqlitePlugin, DamagedAndMissingFiles) {
     context ctx;
-    EXPECT_EQ(open(ctx, "r"), def_ombrel_ctx_error_not_found);
-    ASSERT_EQ(open(ctx), 0);
-    ASSERT_EQ(ombrel_ctx_db_set_query_puts(
-                  ctx, "CREATE TABLE t (a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
-                       "SELECT i + 1 FROM n WHERE i < 5000) INSERT INTO t SELECT i FROM n"),
-              5000);
+    EXPECT_EQ(def_ombrel_ctx_error_not_found, open(ctx, "r"));
+    ASSERT_EQ(0, open(ctx));
+    ASSERT_EQ(5000, ombrel_ctx_db_set_query_puts(
+                        ctx, "CREATE TABLE t (a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
+                             "SELECT i + 1 FROM n WHERE i < 5000) INSERT INTO t SELECT i FROM n"));
     ombrel_close_ctx(ctx);
-    ASSERT_EQ(open(ctx, "r"), 0);
-    EXPECT_EQ(ombrel_ctx_db_set_query_puts(ctx, "DELETE FROM t"), -1);
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_access_denied);
+    ASSERT_EQ(0, open(ctx, "r"));
+    EXPECT_EQ(-1, ombrel_ctx_db_set_query_puts(ctx, "DELETE FROM t"));
+    EXPECT_EQ(def_ombrel_ctx_error_access_denied, ctx.error());
     ombrel_close_ctx(ctx);
     {
         std::fstream file(file_, std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(2 * 4096);
         file << std::string(3 * 4096, '\x5A');
     }
-    ASSERT_EQ(open(ctx), 0) << "the first page is sound";
-    EXPECT_EQ(ask(ctx, "SELECT sum(a) FROM t"), "(none)");
-    EXPECT_EQ(ctx.error(), def_ombrel_ctx_error_corrupt);
-    EXPECT_EQ(ctx.env("error"), "database disk image is malformed");
+    ASSERT_EQ(0, open(ctx)) << "the first page is sound";
+    EXPECT_EQ("(none)", ask(ctx, "SELECT sum(a) FROM t"));
+    EXPECT_EQ(def_ombrel_ctx_error_corrupt, ctx.error());
+    EXPECT_EQ("database disk image is malformed", ctx.env("error"));
     ombrel_close_ctx(ctx);
     std::ofstream(file_) << std::string(4096, 'x');
-    EXPECT_EQ(open(ctx), def_ombrel_ctx_error_corrupt);
+    EXPECT_EQ(def_ombrel_ctx_error_corrupt, open(ctx));
 }
 
 } // namespace

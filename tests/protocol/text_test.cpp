@@ -165,7 +165,7 @@ TEST(FtpCommand, IsOneLine) {
             char room[most_ftp_command], behind;
         } line{{}, '!'};
         const size_t size = write_ftp_command(line.room, each.verb, each.argument);
-        EXPECT_EQ(each.expected, std::string(line.room, size));
+        EXPECT_EQ(std::string(line.room, size), each.expected);
         EXPECT_EQ('!', line.behind);
     }
 }

@@ -19,7 +19,7 @@ public:
     }
     ~capture() {
         restore();
-        std::fclose(file_);
+        fclose(file_);
     }
 
     /// What was written so far without a buffer; catching goes on.
@@ -36,7 +36,7 @@ public:
         std::string result;
         std::rewind(file_);
         char part[4096];
-        for (size_t n; (n = std::fread(part, 1, sizeof part, file_)) > 0;)
+        for (size_t n; (n = fread(part, 1, sizeof part, file_)) > 0;)
             result.append(part, n);
         return result;
     }

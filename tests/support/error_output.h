@@ -39,7 +39,7 @@ private:
         if (part == nullptr)
             return 0;
         collected() += part;
-        return static_cast<unsigned>(std::strlen(part));
+        return static_cast<unsigned>(strlen(part));
     }
 
     ombrel_puts_handler_t before_ = nullptr;

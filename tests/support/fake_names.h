@@ -47,8 +47,8 @@ public:
 extern "C" __attribute__((weak)) int getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                                                  addrinfo** answers) {
     static const auto real = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-    const size_t size = host != nullptr ? std::strlen(host) : 0;
-    if (size < 5 || std::strcmp(host + size - 5, ".test") != 0)
+    const size_t size = host != nullptr ? strlen(host) : 0;
+    if (size < 5 || strcmp(host + size - 5, ".test") != 0)
         return real(host, service, hints, answers);
     ombrel_test::names_asked++;
     while (ombrel_test::names_held)

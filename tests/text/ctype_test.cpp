@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(ctype, classes_hold_exactly_their_members) {
+TEST(Ctype, ClassesHoldExactlyTheirMembers) {
     struct {
         unsigned mask;
         std::string_view members;
@@ -31,19 +31,19 @@ TEST(ctype, classes_hold_exactly_their_members) {
     }
 }
 
-TEST(ctype, codes_outside_the_table) {
+TEST(Ctype, CodesOutsideTheTable) {
     for (int c = 0; c < 128; c++) {
         EXPECT_EQ(ombrel_ctype_select(c, def_ombrel_ctype_control), iscntrl(c) != 0 ? 1 : 0);
-        EXPECT_EQ(ombrel_ctype_select(c, def_ombrel_ctype_non_ascii), 0);
+        EXPECT_EQ(0, ombrel_ctype_select(c, def_ombrel_ctype_non_ascii));
     }
     for (int c : {128, 200, 255, 70000}) {
-        EXPECT_EQ(ombrel_ctype_select(c, def_ombrel_ctype_non_ascii), 1);
-        EXPECT_EQ(ombrel_ctype_select(c, ~def_ombrel_ctype_non_ascii), 0);
+        EXPECT_EQ(1, ombrel_ctype_select(c, def_ombrel_ctype_non_ascii));
+        EXPECT_EQ(0, ombrel_ctype_select(c, ~def_ombrel_ctype_non_ascii));
     }
-    EXPECT_EQ(ombrel_ctype_select(-1, ~0u), 0);
+    EXPECT_EQ(0, ombrel_ctype_select(-1, ~0u));
 }
 
-TEST(ctype, folds_letters_alone) {
+TEST(Ctype, FoldsLettersAlone) {
     for (int c = -3; c < 300; c++) {
         EXPECT_EQ(ombrel_to_upper(c), c >= 'a' && c <= 'z' ? c - 32 : c);
         EXPECT_EQ(ombrel_to_lower(c), c >= 'A' && c <= 'Z' ? c + 32 : c);

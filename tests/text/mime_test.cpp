@@ -2,7 +2,7 @@
 
 #include <ombrel/mime.h>
 
-TEST(mime_test, a_hint_covers_what_one_of_its_patterns_matches_in_either_case) {
+TEST(MimeTest, AHintCoversWhatOneOfItsPatternsMatchesInEitherCase) {
     const struct {
         const char *hint, *type;
         int result;
@@ -19,7 +19,7 @@ TEST(mime_test, a_hint_covers_what_one_of_its_patterns_matches_in_either_case) {
     for (const auto& c : cases)
         EXPECT_EQ(ombrel_compare_mime_type_hint(c.hint, c.type), c.result)
             << (c.hint != nullptr ? c.hint : "null");
-    EXPECT_EQ(ombrel_compare_mime_type("a/b", "a/b"), 0);
-    EXPECT_NE(ombrel_compare_mime_type("a/b", "A/b"), 0);
-    EXPECT_EQ(ombrel_compare_mime_type(nullptr, ""), 0);
+    EXPECT_EQ(0, ombrel_compare_mime_type("a/b", "a/b"));
+    EXPECT_NE(0, ombrel_compare_mime_type("a/b", "A/b"));
+    EXPECT_EQ(0, ombrel_compare_mime_type(nullptr, ""));
 }

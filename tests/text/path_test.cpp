@@ -53,23 +53,23 @@ TEST_F(PathTest, ResolvesPaths) {
         ombrel_free_path_node(copy);
         ombrel_free_path_node(list);
     }
-    EXPECT_EQ(ombrel_path_to_node(""), nullptr);
-    EXPECT_EQ(ombrel_path_to_node(nullptr), nullptr);
-    EXPECT_EQ(ombrel_node_to_path(nullptr, 1), nullptr);
+    EXPECT_EQ(nullptr, ombrel_path_to_node(""));
+    EXPECT_EQ(nullptr, ombrel_path_to_node(nullptr));
+    EXPECT_EQ(nullptr, ombrel_node_to_path(nullptr, 1));
 }
 
 TEST_F(PathTest, JoinsStrings) {
     ombrel_string_node_t* list = ombrel_string_to_node("a,,..,b", ",");
-    EXPECT_EQ(flags_of(list), "....") << "not resolved";
-    EXPECT_EQ(take(ombrel_node_to_string(list, "::", 1)), "a::::..::b");
-    EXPECT_EQ(take(ombrel_node_to_string(list, nullptr, 0)), "a..b");
+    EXPECT_EQ("....", flags_of(list)) << "not resolved";
+    EXPECT_EQ("a::::..::b", take(ombrel_node_to_string(list, "::", 1)));
+    EXPECT_EQ("a..b", take(ombrel_node_to_string(list, nullptr, 0)));
     ombrel_free_string_node(list);
     list = ombrel_string_to_node_ex("a,,..,b", ",", 1);
-    EXPECT_EQ(flags_of(list), "xxx.") << "resolved";
+    EXPECT_EQ("xxx.", flags_of(list)) << "resolved";
     ombrel_free_string_node(list);
     list = ombrel_string_to_node("a,b", nullptr);
-    EXPECT_STREQ(list->m_text, "a,b");
-    EXPECT_EQ(list->m_next, nullptr);
+    EXPECT_STREQ("a,b", list->m_text);
+    EXPECT_EQ(nullptr, list->m_next);
     ombrel_free_string_node(list);
 }
 
@@ -128,8 +128,8 @@ TEST_F(PathTest, NamesBasesAndDirectories) {
         EXPECT_EQ(take(ombrel_alloc_dirname(c.path)), c.directory);
     }
     std::string cut = "a/b//";
-    EXPECT_STREQ(ombrel_basename(cut.data()), "b");
-    EXPECT_STREQ(cut.c_str(), "a/b");
+    EXPECT_STREQ("b", ombrel_basename(cut.data()));
+    EXPECT_STREQ("a/b", cut.c_str());
 }
 
 // A string constant lies in memory that cannot be written to.
@@ -139,11 +139,11 @@ TEST_F(PathTest, WritesNothingWhereNothingIsCut) {
         EXPECT_STREQ(ombrel_basename(constant(path)), ombrel_basename_c(path));
     for (const char* path : {"/", "\\", "file", "file//", ""})
         EXPECT_STREQ(ombrel_dirname(constant(path)), *path == '/' || *path == '\\' ? path : ".");
-    EXPECT_STREQ(ombrel_strupper(constant("A1")), "A1");
-    EXPECT_STREQ(ombrel_strlower(constant("a1")), "a1");
-    EXPECT_STREQ(ombrel_trim_string(constant("a b")), "a b");
-    EXPECT_STREQ(ombrel_strip_ansi_code(constant("[1m")), "[1m");
-    EXPECT_STREQ(ombrel_replace_all_string(constant("abc"), "x", "y"), "abc");
+    EXPECT_STREQ("A1", ombrel_strupper(constant("A1")));
+    EXPECT_STREQ("a1", ombrel_strlower(constant("a1")));
+    EXPECT_STREQ("a b", ombrel_trim_string(constant("a b")));
+    EXPECT_STREQ("[1m", ombrel_strip_ansi_code(constant("[1m")));
+    EXPECT_STREQ("abc", ombrel_replace_all_string(constant("abc"), "x", "y"));
 }
 
 TEST_F(PathTest, ResolvesLongHostilePathsAtOnce) {
@@ -154,7 +154,7 @@ TEST_F(PathTest, ResolvesLongHostilePathsAtOnce) {
         path += "../b/c/../../";
     ombrel_string_node_t* list = ombrel_path_to_node(path.c_str());
     char* joined = ombrel_node_to_path(list, 1);
-    EXPECT_STREQ(joined, "");
+    EXPECT_STREQ("", joined);
     ombrel_free(joined);
     ombrel_free_path_node(list);
 }

@@ -20,23 +20,23 @@ TEST(PatternTest, MatchesToTheLetter) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(ombrel_check_pattern(c.pattern, c.s), c.expected) << c.pattern << " on " << c.s;
-    EXPECT_EQ(ombrel_check_case_pattern("E*H", "eth"), 0);
-    EXPECT_EQ(ombrel_check_case_pattern("[", "{"), -1) << "only letters have a case";
-    EXPECT_EQ(ombrel_check_pattern("*", nullptr), 0);
-    EXPECT_EQ(ombrel_check_pattern(nullptr, "a"), -1);
+    EXPECT_EQ(0, ombrel_check_case_pattern("E*H", "eth"));
+    EXPECT_EQ(-1, ombrel_check_case_pattern("[", "{")) << "only letters have a case";
+    EXPECT_EQ(0, ombrel_check_pattern("*", nullptr));
+    EXPECT_EQ(-1, ombrel_check_pattern(nullptr, "a"));
 }
 
 TEST(PatternTest, MatchesLists) {
-    EXPECT_EQ(ombrel_check_pattern_list("bond*|eth*|en*|wlan*|ra*|*", "|", "lo"), 0);
-    EXPECT_EQ(ombrel_check_pattern_list("bond*|eth*", "|", "lo"), -1);
-    EXPECT_EQ(ombrel_check_pattern_list("a||b", "|", nullptr), 0)
+    EXPECT_EQ(0, ombrel_check_pattern_list("bond*|eth*|en*|wlan*|ra*|*", "|", "lo"));
+    EXPECT_EQ(-1, ombrel_check_pattern_list("bond*|eth*", "|", "lo"));
+    EXPECT_EQ(0, ombrel_check_pattern_list("a||b", "|", nullptr))
         << "an empty pattern matches the empty string";
-    EXPECT_EQ(ombrel_check_pattern_list("a|", "|", ""), -1);
-    EXPECT_EQ(ombrel_check_pattern_list("", "|", ""), -1);
-    EXPECT_EQ(ombrel_check_pattern_list(nullptr, "|", ""), -1);
-    EXPECT_EQ(ombrel_check_pattern_list(" a", "|", "a"), -1) << "spaces belong to the patterns";
-    EXPECT_EQ(ombrel_check_pattern_list("ETH*", "|", "eth0"), -1);
-    EXPECT_EQ(ombrel_check_case_pattern_list("LO|ETH*", "|", "eth0"), 0);
+    EXPECT_EQ(-1, ombrel_check_pattern_list("a|", "|", ""));
+    EXPECT_EQ(-1, ombrel_check_pattern_list("", "|", ""));
+    EXPECT_EQ(-1, ombrel_check_pattern_list(nullptr, "|", ""));
+    EXPECT_EQ(-1, ombrel_check_pattern_list(" a", "|", "a")) << "spaces belong to the patterns";
+    EXPECT_EQ(-1, ombrel_check_pattern_list("ETH*", "|", "eth0"));
+    EXPECT_EQ(0, ombrel_check_case_pattern_list("LO|ETH*", "|", "eth0"));
 }
 
 } // namespace

@@ -69,19 +69,19 @@ TEST_F(Regular, Matches) {
         const int result =
             ombrel_regular_match(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), captures, 8);
         if (c.whole == nullptr) {
-            EXPECT_EQ(result, def_ombrel_regular_no_match) << c.pattern << " on " << c.subject;
+            EXPECT_EQ(def_ombrel_regular_no_match, result) << c.pattern << " on " << c.subject;
             continue;
         }
-        ASSERT_EQ(result, 0) << c.pattern << " on " << c.subject;
+        ASSERT_EQ(0, result) << c.pattern << " on " << c.subject;
         EXPECT_EQ(std::string(captures[0].m_start, static_cast<size_t>(captures[0].m_length)), c.whole)
             << c.pattern << " on " << c.subject;
     }
 }
 
 TEST_F(Regular, IgnoresCaseOfLiteralsAlone) {
-    EXPECT_EQ(match("ABC", "xabcx", 1), 0);
-    EXPECT_EQ(match("ABC", "xabcx"), -6);
-    EXPECT_EQ(match("[A]", "a", 1), -6);
+    EXPECT_EQ(0, match("ABC", "xabcx", 1));
+    EXPECT_EQ(-6, match("ABC", "xabcx"));
+    EXPECT_EQ(-6, match("[A]", "a", 1));
 }
 
 TEST_F(Regular, ReportsWhatIsWrongWithAPattern) {
@@ -108,8 +108,8 @@ TEST_F(Regular, ReportsWhatIsWrongWithAPattern) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(match(c.pattern, "aaaa"), c.error) << c.pattern;
-    EXPECT_EQ(match(std::string(256, 'a'), std::string(256, 'a')), 0); // exactly full
-    EXPECT_EQ(match(std::string(250, '.'), std::string(250, 'x')), 0);
+    EXPECT_EQ(0, match(std::string(256, 'a'), std::string(256, 'a'))); // exactly full
+    EXPECT_EQ(0, match(std::string(250, '.'), std::string(250, 'x')));
 }
 
 TEST_F(Regular, TakesGroupsOut) {
@@ -117,51 +117,51 @@ TEST_F(Regular, TakesGroupsOut) {
     int64_t second = 0;
     char text[4];
     const char subject[] = "12-345";
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 2, 8, &second), 0);
-    EXPECT_EQ(first, 12);
-    EXPECT_EQ(second, 345);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 4, text, 1, 4, text), 0);
-    EXPECT_STREQ(text, "345");
+    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 2, 8, &second));
+    EXPECT_EQ(12, first);
+    EXPECT_EQ(345, second);
+    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 4, text, 1, 4, text));
+    EXPECT_STREQ("345", text);
     // Only the last result counts.
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 2, text, 2, 4, &first), 0);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 1, 3, text), -10);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 2, &first), -9);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 1, &first), -9);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 2, 3, &first), -8);
-    EXPECT_EQ(ombrel_regular(0, "(\\d+)", subject, 6, 3, 4, &first), -11);
-    EXPECT_EQ(ombrel_regular(0, "(b)", "abc", 3, 2, 4, &first), -9);
+    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 2, text, 2, 4, &first));
+    EXPECT_EQ(-10, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 1, 3, text));
+    EXPECT_EQ(-9, ombrel_regular(0, "(\\d+)", subject, 6, 2, 2, &first));
+    EXPECT_EQ(-9, ombrel_regular(0, "(\\d+)", subject, 6, 2, 1, &first));
+    EXPECT_EQ(-8, ombrel_regular(0, "(\\d+)", subject, 6, 2, 3, &first));
+    EXPECT_EQ(-11, ombrel_regular(0, "(\\d+)", subject, 6, 3, 4, &first));
+    EXPECT_EQ(-9, ombrel_regular(0, "(b)", "abc", 3, 2, 4, &first));
     // The digits behind the capture do not belong to it, nor do those behind the subject.
-    EXPECT_EQ(ombrel_regular(0, "(\\d\\d)", "98765", 3, 2, 4, &first), 0);
-    EXPECT_EQ(first, 98);
+    EXPECT_EQ(0, ombrel_regular(0, "(\\d\\d)", "98765", 3, 2, 4, &first));
+    EXPECT_EQ(98, first);
     // A group that took no part is an empty string.
-    EXPECT_EQ(ombrel_regular(0, "a(b)?", "a", 1, 1, 4, text), 0);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(0, ombrel_regular(0, "a(b)?", "a", 1, 1, 4, text));
+    EXPECT_STREQ("", text);
 }
 
 TEST_F(Regular, NeedsASlotForEachGroupAndOneMore) {
     ombrel_regular_capture_t captures[4];
-    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xab", 3, captures, 3), 0);
-    EXPECT_EQ(captures[1].m_start[0], 'b');
-    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xab", 3, captures, 2), -7);
-    EXPECT_EQ(ombrel_regular_match(0, "a(b)", "xxx", 3, captures, 2), -6);
-    EXPECT_EQ(ombrel_regular_match(0, "a", "a", 1, captures, 1), -7);
+    EXPECT_EQ(0, ombrel_regular_match(0, "a(b)", "xab", 3, captures, 3));
+    EXPECT_EQ('b', captures[1].m_start[0]);
+    EXPECT_EQ(-7, ombrel_regular_match(0, "a(b)", "xab", 3, captures, 2));
+    EXPECT_EQ(-6, ombrel_regular_match(0, "a(b)", "xxx", 3, captures, 2));
+    EXPECT_EQ(-7, ombrel_regular_match(0, "a", "a", 1, captures, 1));
 }
 
 TEST_F(Regular, TakesCapturesOutLater) {
     ombrel_regular_capture_t captures[4];
-    ASSERT_EQ(ombrel_regular_match(0, "(\\w+)=(\\d+)", "; a=17;", 7, captures, 4), -6) << "\\w is a w";
-    ASSERT_EQ(ombrel_regular_match(0, "(\\S)=(\\d+)", "; a=17;", 7, captures, 4), 0);
+    ASSERT_EQ(-6, ombrel_regular_match(0, "(\\w+)=(\\d+)", "; a=17;", 7, captures, 4)) << "\\w is a w";
+    ASSERT_EQ(0, ombrel_regular_match(0, "(\\S)=(\\d+)", "; a=17;", 7, captures, 4));
     char name[4] = "", whole[8] = "";
     int16_t value = 0;
-    EXPECT_EQ(ombrel_regular_capture(captures, 2, 1, 8, whole, 1, 4, name), 0);
-    EXPECT_STREQ(whole, "a=17");
-    EXPECT_STREQ(name, "a");
-    EXPECT_EQ(ombrel_regular_capture(captures + 1, 2, 1, 1, name, 2, 2, &value), -9) << "a number of 2 bytes";
+    EXPECT_EQ(0, ombrel_regular_capture(captures, 2, 1, 8, whole, 1, 4, name));
+    EXPECT_STREQ("a=17", whole);
+    EXPECT_STREQ("a", name);
+    EXPECT_EQ(-9, ombrel_regular_capture(captures + 1, 2, 1, 1, name, 2, 2, &value)) << "a number of 2 bytes";
     int number = 0;
     const auto take = [&](va_list list) { return ombrel_regular_vcapture(captures + 2, 1, list); };
-    EXPECT_EQ(ombrel_test::with_list(take, 2, 4, &number), 0);
-    EXPECT_EQ(number, 17);
-    EXPECT_EQ(ombrel_test::with_list(take, 1, 2, name), -10);
+    EXPECT_EQ(0, ombrel_test::with_list(take, 2, 4, &number));
+    EXPECT_EQ(17, number);
+    EXPECT_EQ(-10, ombrel_test::with_list(take, 1, 2, name));
 }
 
 // What a repetition that fails half-way has opened must not reach out of the subject.
@@ -174,8 +174,8 @@ TEST_F(Regular, KeepsTheLastWholeRepetitionOfAGroup) {
                  {"x(ab)?", "xa", ""}};
     for (const auto& c : cases) {
         char text[8] = "unset";
-        EXPECT_EQ(ombrel_regular(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), 1, 8, text),
-                  0);
+        EXPECT_EQ(0,
+                  ombrel_regular(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), 1, 8, text));
         EXPECT_STREQ(text, c.group) << c.pattern;
     }
 }
@@ -189,15 +189,15 @@ TEST_F(Regular, TakesOutGroupsOfAnAlternativeNotTried) {
 #define TWELVE_TEXTS                                                                                         \
     1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4,    \
         text, 1, 4, text, 1, 4, text, 1, 4, text
-    EXPECT_EQ(ombrel_regular(0, pattern.c_str(), "a", 1, TWELVE_TEXTS, TWELVE_TEXTS), 0);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(ombrel_regular(0, pattern.c_str(), "b", 1, TWELVE_TEXTS, TWELVE_TEXTS), -7);
+    EXPECT_EQ(0, ombrel_regular(0, pattern.c_str(), "a", 1, TWELVE_TEXTS, TWELVE_TEXTS));
+    EXPECT_STREQ("", text);
+    EXPECT_EQ(-7, ombrel_regular(0, pattern.c_str(), "b", 1, TWELVE_TEXTS, TWELVE_TEXTS));
 }
 
 TEST_F(Regular, SearchesLongSubjectsToTheirEnd) {
     std::string subject(10'000'000, 'a');
     subject += "b5";
-    EXPECT_EQ(match("b\\d", subject), 0);
+    EXPECT_EQ(0, match("b\\d", subject));
 }
 
 std::string repeated(const std::string& piece, size_t count) {
@@ -255,11 +255,10 @@ TEST_F(Regular, FindsEveryMatchInLongSubjects) {
     }
     const std::string fields = filled("field ", length - 6) + ",x,y,z";
     char text[3][4];
-    EXPECT_EQ(ombrel_regular(0, ",(.*),(.*),(.*)$", fields.data(), static_cast<int>(length), 1, 4, text[0], 1,
-                             4, text[1], 1, 4, text[2]),
-              0);
-    EXPECT_STREQ(text[0], "x");
-    EXPECT_STREQ(text[2], "z");
+    EXPECT_EQ(0, ombrel_regular(0, ",(.*),(.*),(.*)$", fields.data(), static_cast<int>(length), 1, 4, text[0],
+                                1, 4, text[1], 1, 4, text[2]));
+    EXPECT_STREQ("x", text[0]);
+    EXPECT_STREQ("z", text[2]);
 }
 
 // A pattern as a tree, and a matcher that does with it what the rules say, one step after the other.

@@ -33,7 +33,7 @@ TEST_F(ReplaceStringTest, ReplacesEveryOccurrenceOnce) {
         char* consumed = ombrel_replace_all_string_realloc(ombrel_strdup(c.s), c.old_string, c.new_string);
         EXPECT_EQ(take(consumed), c.expected) << c.s;
     }
-    EXPECT_EQ(take(ombrel_replace_all_string_alloc("a-b-", "-", "<->")), "a<->b<->");
+    EXPECT_EQ("a<->b<->", take(ombrel_replace_all_string_alloc("a-b-", "-", "<->")));
 }
 
 TEST_F(ReplaceStringTest, KeepsTheStringWithNothingToReplace) {
@@ -41,8 +41,8 @@ TEST_F(ReplaceStringTest, KeepsTheStringWithNothingToReplace) {
     EXPECT_EQ(ombrel_replace_all_string_realloc(s, "x", "yy"), s);
     EXPECT_EQ(ombrel_replace_to_xml_entity_reference_realloc(s), s);
     ombrel_free(s);
-    EXPECT_EQ(ombrel_replace_all_string(nullptr, "a", "b"), nullptr);
-    EXPECT_EQ(ombrel_replace_all_string_alloc(nullptr, "a", "b"), nullptr);
+    EXPECT_EQ(nullptr, ombrel_replace_all_string(nullptr, "a", "b"));
+    EXPECT_EQ(nullptr, ombrel_replace_all_string_alloc(nullptr, "a", "b"));
 }
 
 TEST_F(ReplaceStringTest, ReportsALongerReplacementInPlace) {
@@ -50,7 +50,7 @@ TEST_F(ReplaceStringTest, ReportsALongerReplacementInPlace) {
     ombrel_test::capture errors(stderr);
     ombrel_replace_all_string(s.data(), "a", "bb");
     const std::string report = errors.text();
-    EXPECT_EQ(s, "aaa");
+    EXPECT_EQ("aaa", s);
     EXPECT_NE(report.find("ombrel [ASSERT:replace_string:__ombrel_replace_all_string:50] "
                           "<MUST BE ::: strlen(new_string) <= strlen(old_string) !>"),
               std::string::npos)

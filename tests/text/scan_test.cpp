@@ -38,15 +38,15 @@ int scan_stream(stream& from, const char* format, Out*... out) {
     return ombrel_test::with_list(scan, out...);
 }
 
-TEST(scan, memory_pair) {
+TEST(Scan, MemoryPair) {
     const char* cursor = "a\xff";
-    EXPECT_EQ(ombrel_scan_peek_mem(&cursor), 'a');
-    EXPECT_EQ(ombrel_scan_pop_mem(&cursor), 'a');
-    EXPECT_EQ(ombrel_scan_pop_mem(&cursor), 255);
-    EXPECT_EQ(ombrel_scan_peek_mem(&cursor), 0);
+    EXPECT_EQ('a', ombrel_scan_peek_mem(&cursor));
+    EXPECT_EQ('a', ombrel_scan_pop_mem(&cursor));
+    EXPECT_EQ(255, ombrel_scan_pop_mem(&cursor));
+    EXPECT_EQ(0, ombrel_scan_peek_mem(&cursor));
 }
 
-TEST(scan, primitives_count_and_keep_their_limit) {
+TEST(Scan, PrimitivesCountAndKeepTheirLimit) {
     for (bool memory : {true, false}) {
         const char* cursor = " \t\n word\xe9 next";
         stream other{cursor};
@@ -54,26 +54,26 @@ TEST(scan, primitives_count_and_keep_their_limit) {
         const auto pop = memory ? ombrel_scan_pop_mem : pop_stream;
         void* context = memory ? static_cast<void*>(&cursor) : &other;
         char out[16];
-        EXPECT_EQ(ombrel_scan_skip_space_limit(peek, pop, context, 1), 1);
-        EXPECT_EQ(ombrel_scan_skip_space(peek, pop, context), 3);
-        EXPECT_EQ(ombrel_scan_until_space_limit(peek, pop, context, 2, out), 2);
-        EXPECT_STREQ(out, "wo");
-        EXPECT_EQ(ombrel_scan_until_space(peek, pop, context, out), 3);
-        EXPECT_STREQ(out, "rd\xe9");
-        EXPECT_EQ(ombrel_scan_until_space(peek, pop, context, out), 0);
-        EXPECT_STREQ(out, "");
+        EXPECT_EQ(1, ombrel_scan_skip_space_limit(peek, pop, context, 1));
+        EXPECT_EQ(3, ombrel_scan_skip_space(peek, pop, context));
+        EXPECT_EQ(2, ombrel_scan_until_space_limit(peek, pop, context, 2, out));
+        EXPECT_STREQ("wo", out);
+        EXPECT_EQ(3, ombrel_scan_until_space(peek, pop, context, out));
+        EXPECT_STREQ("rd\xe9", out);
+        EXPECT_EQ(0, ombrel_scan_until_space(peek, pop, context, out));
+        EXPECT_STREQ("", out);
         unsigned char table[256] = {};
         table[0x78] = 7;
-        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 100, table, 7, out), 3);
-        EXPECT_STREQ(out, " ne");
-        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 1, nullptr, 7, nullptr), 1);
-        EXPECT_EQ(ombrel_scan_until_xtable_limit(peek, pop, context, 100, nullptr, 0, out), 1);
-        EXPECT_STREQ(out, "t");
-        EXPECT_EQ(peek(context), 0);
+        EXPECT_EQ(3, ombrel_scan_until_xtable_limit(peek, pop, context, 100, table, 7, out));
+        EXPECT_STREQ(" ne", out);
+        EXPECT_EQ(1, ombrel_scan_until_xtable_limit(peek, pop, context, 1, nullptr, 7, nullptr));
+        EXPECT_EQ(1, ombrel_scan_until_xtable_limit(peek, pop, context, 100, nullptr, 0, out));
+        EXPECT_STREQ("t", out);
+        EXPECT_EQ(0, peek(context));
     }
 }
 
-TEST(scan, numbers) {
+TEST(Scan, Numbers) {
     struct {
         const char* text;
         int base;
@@ -126,29 +126,29 @@ TEST(scan, numbers) {
         EXPECT_EQ(other.at, static_cast<size_t>(cursor - c.text)) << c.text;
     }
     stream zeros{std::string(5000, '0') + "7"};
-    EXPECT_EQ(ombrel_scan_atox(peek_stream, pop_stream, &zeros, nullptr, 10), 4096);
-    EXPECT_EQ(ombrel_scan_atollx(peek_stream, pop_stream, &zeros, nullptr, 10), 905);
-    EXPECT_EQ(ombrel_scan_atolx(peek_stream, pop_stream, &zeros, nullptr, 10), 0);
+    EXPECT_EQ(4096, ombrel_scan_atox(peek_stream, pop_stream, &zeros, nullptr, 10));
+    EXPECT_EQ(905, ombrel_scan_atollx(peek_stream, pop_stream, &zeros, nullptr, 10));
+    EXPECT_EQ(0, ombrel_scan_atolx(peek_stream, pop_stream, &zeros, nullptr, 10));
 }
 
-TEST(scan, parsers_of_strings) {
-    EXPECT_EQ(ombrel_atox("0x1F", 0), 31);
-    EXPECT_EQ(ombrel_atoi("4294967295"), -1);
-    EXPECT_EQ(ombrel_atoi(nullptr), 0);
-    EXPECT_EQ(ombrel_atolx("-7f", 8), 7);
+TEST(Scan, ParsersOfStrings) {
+    EXPECT_EQ(31, ombrel_atox("0x1F", 0));
+    EXPECT_EQ(-1, ombrel_atoi("4294967295"));
+    EXPECT_EQ(0, ombrel_atoi(nullptr));
+    EXPECT_EQ(7, ombrel_atolx("-7f", 8));
     EXPECT_EQ(ombrel_atol("-2147483648"), -2147483647L - 1);
-    EXPECT_EQ(ombrel_atollx("deadBEEFcafe", 16), 0xdeadbeefcafe);
+    EXPECT_EQ(0xdeadbeefcafe, ombrel_atollx("deadBEEFcafe", 16));
     EXPECT_EQ(ombrel_atoll("-9223372036854775807"), -INT64_MAX);
     const char* text = "  42 rest";
     char* end = nullptr;
-    EXPECT_EQ(ombrel_strtol(text, &end, 10), 42);
-    EXPECT_STREQ(end, " rest");
-    EXPECT_EQ(ombrel_strtoll(text + 4, &end, 10), 0);
-    EXPECT_STREQ(end, "rest");
-    EXPECT_EQ(ombrel_strtoll("99", nullptr, 0), 99);
+    EXPECT_EQ(42, ombrel_strtol(text, &end, 10));
+    EXPECT_STREQ(" rest", end);
+    EXPECT_EQ(0, ombrel_strtoll(text + 4, &end, 10));
+    EXPECT_STREQ("rest", end);
+    EXPECT_EQ(99, ombrel_strtoll("99", nullptr, 0));
 }
 
-TEST(scan, fractions) {
+TEST(Scan, Fractions) {
     struct {
         const char* text;
         double value;
@@ -198,73 +198,72 @@ TEST(scan, fractions) {
         EXPECT_EQ(ombrel_atof_uintmax(text, digits, &unit), value) << text;
         EXPECT_EQ(unit, scale) << text;
     }
-    EXPECT_EQ(ombrel_atof_uintmax("1.25", 1, nullptr), 12u);
+    EXPECT_EQ(12u, ombrel_atof_uintmax("1.25", 1, nullptr));
 }
 
-TEST(scanf, numbers_of_every_size) {
+TEST(Scanf, NumbersOfEverySize) {
     int a = -1, b = -1;
-    EXPECT_EQ(ombrel_sscanf("a=10 b=0x20", "a=%d b=%x", &a, &b), 2);
-    EXPECT_EQ(a, 10);
-    EXPECT_EQ(b, 0) << "%x takes no 0x";
+    EXPECT_EQ(2, ombrel_sscanf("a=10 b=0x20", "a=%d b=%x", &a, &b));
+    EXPECT_EQ(10, a);
+    EXPECT_EQ(0, b) << "%x takes no 0x";
     struct {
         int8_t tiny = 1, tiny_guard = 2;
         int16_t small = 1, small_guard = 2;
         long middle = 1;
         int64_t wide = 1;
     } s;
-    EXPECT_EQ(ombrel_sscanf("-300 70000 -5 -6 -ff", "%hhd%hd%ld%lld%llx", &s.tiny, &s.small, &s.middle,
-                            &s.wide, &s.wide),
-              5);
+    EXPECT_EQ(5, ombrel_sscanf("-300 70000 -5 -6 -ff", "%hhd%hd%ld%lld%llx", &s.tiny, &s.small, &s.middle,
+                               &s.wide, &s.wide));
     EXPECT_EQ(s.tiny, static_cast<int8_t>(-300));
     EXPECT_EQ(s.small, static_cast<int16_t>(70000));
-    EXPECT_EQ(s.tiny_guard + s.small_guard, 4);
-    EXPECT_EQ(s.middle, -5);
-    EXPECT_EQ(s.wide, 255);
-    EXPECT_EQ(ombrel_sscanf("-3", "%hhhhhd", &s.tiny), 1);
-    EXPECT_EQ(ombrel_sscanf("-4", "%lllld", &s.wide), 1);
-    EXPECT_EQ(s.tiny + s.wide, -7);
-    EXPECT_EQ(ombrel_sscanf("123456", "%2d%*2d%u", &a, &b), 2);
-    EXPECT_EQ(a * 100 + b, 1256);
-    EXPECT_EQ(ombrel_sscanf("1 x 2", "%d%d%d", &a, &b, &b), 1) << "a number of no characters ends the scan";
-    EXPECT_EQ(ombrel_sscanf("-", "%d", &a), 1) << "a lone sign is a number of one character";
-    EXPECT_EQ(a, 0);
-    EXPECT_EQ(ombrel_sscanf("5", "%0d", &a), 0);
+    EXPECT_EQ(4, s.tiny_guard + s.small_guard);
+    EXPECT_EQ(-5, s.middle);
+    EXPECT_EQ(255, s.wide);
+    EXPECT_EQ(1, ombrel_sscanf("-3", "%hhhhhd", &s.tiny));
+    EXPECT_EQ(1, ombrel_sscanf("-4", "%lllld", &s.wide));
+    EXPECT_EQ(-7, s.tiny + s.wide);
+    EXPECT_EQ(2, ombrel_sscanf("123456", "%2d%*2d%u", &a, &b));
+    EXPECT_EQ(1256, a * 100 + b);
+    EXPECT_EQ(1, ombrel_sscanf("1 x 2", "%d%d%d", &a, &b, &b)) << "a number of no characters ends the scan";
+    EXPECT_EQ(1, ombrel_sscanf("-", "%d", &a)) << "a lone sign is a number of one character";
+    EXPECT_EQ(0, a);
+    EXPECT_EQ(0, ombrel_sscanf("5", "%0d", &a));
 }
 
-TEST(scanf, literals_never_fail) {
+TEST(Scanf, LiteralsNeverFail) {
     int a = 0, at = 0;
-    EXPECT_EQ(ombrel_sscanf("7", "abc %d", &a), 1);
-    EXPECT_EQ(ombrel_sscanf("  a \n = 9 %q8", " a=%d%%%q%d%n", &a, &a, &at), 3);
-    EXPECT_EQ(a, 8);
-    EXPECT_EQ(at, 13);
-    EXPECT_EQ(ombrel_sscanf("12", "%d%", &a), 1);
-    EXPECT_EQ(ombrel_sscanf("12", "%d%5", &a), 1);
-    EXPECT_EQ(ombrel_sscanf("12", "%*n%*d%n", &at), 1);
-    EXPECT_EQ(at, 2);
-    EXPECT_EQ(ombrel_sscanf("\xe9 5", "\xe9%d", &a), 1);
-    EXPECT_EQ(a, 5);
-    EXPECT_EQ(ombrel_sscanf(nullptr, "%d", &a), 0);
+    EXPECT_EQ(1, ombrel_sscanf("7", "abc %d", &a));
+    EXPECT_EQ(3, ombrel_sscanf("  a \n = 9 %q8", " a=%d%%%q%d%n", &a, &a, &at));
+    EXPECT_EQ(8, a);
+    EXPECT_EQ(13, at);
+    EXPECT_EQ(1, ombrel_sscanf("12", "%d%", &a));
+    EXPECT_EQ(1, ombrel_sscanf("12", "%d%5", &a));
+    EXPECT_EQ(1, ombrel_sscanf("12", "%*n%*d%n", &at));
+    EXPECT_EQ(2, at);
+    EXPECT_EQ(1, ombrel_sscanf("\xe9 5", "\xe9%d", &a));
+    EXPECT_EQ(5, a);
+    EXPECT_EQ(0, ombrel_sscanf(nullptr, "%d", &a));
     const auto pair = [](va_list list) { return ombrel_vsscanf("7;8", "%d;%d", list); };
-    EXPECT_EQ(ombrel_test::with_list(pair, &a, &at), 2);
-    EXPECT_EQ(a * 10 + at, 78);
+    EXPECT_EQ(2, ombrel_test::with_list(pair, &a, &at));
+    EXPECT_EQ(78, a * 10 + at);
 }
 
-TEST(scanf, words) {
+TEST(Scanf, Words) {
     char first[16], second[16];
-    EXPECT_EQ(ombrel_sscanf("  one two", "%s%s", first, second), 2);
-    EXPECT_STREQ(first, "one");
-    EXPECT_STREQ(second, "two");
-    EXPECT_EQ(ombrel_sscanf("abcdef", "%2s%*1s%s", first, second), 2);
-    EXPECT_STREQ(first, "ab");
-    EXPECT_STREQ(second, "def");
-    EXPECT_EQ(ombrel_sscanf(" ", "%s", first), 1) << "an empty text counts";
-    EXPECT_STREQ(first, "");
+    EXPECT_EQ(2, ombrel_sscanf("  one two", "%s%s", first, second));
+    EXPECT_STREQ("one", first);
+    EXPECT_STREQ("two", second);
+    EXPECT_EQ(2, ombrel_sscanf("abcdef", "%2s%*1s%s", first, second));
+    EXPECT_STREQ("ab", first);
+    EXPECT_STREQ("def", second);
+    EXPECT_EQ(1, ombrel_sscanf(" ", "%s", first)) << "an empty text counts";
+    EXPECT_STREQ("", first);
     char longest[4200];
-    EXPECT_EQ(ombrel_sscanf(std::string(5000, 'x').c_str(), "%s", longest), 1);
-    EXPECT_EQ(strlen(longest), 4096u);
+    EXPECT_EQ(1, ombrel_sscanf(std::string(5000, 'x').c_str(), "%s", longest));
+    EXPECT_EQ(4096u, strlen(longest));
 }
 
-TEST(scanf, sets) {
+TEST(Scanf, Sets) {
     struct {
         const char* text;
         const char* format;
@@ -281,32 +280,32 @@ TEST(scanf, sets) {
     };
     for (const auto& [text, format, found] : cases) {
         char out[16] = "unset";
-        EXPECT_EQ(ombrel_sscanf(text, format, out), 1) << format;
+        EXPECT_EQ(1, ombrel_sscanf(text, format, out)) << format;
         EXPECT_STREQ(out, found) << format;
         stream other{text};
-        EXPECT_EQ(scan_stream(other, format, out), 1) << format;
+        EXPECT_EQ(1, scan_stream(other, format, out)) << format;
         EXPECT_STREQ(out, found) << format;
     }
     int a = 0;
     char out[16] = "unset";
-    EXPECT_EQ(ombrel_sscanf("abc5", "%*[a-d]%d", &a), 1);
-    EXPECT_EQ(a, 5);
+    EXPECT_EQ(1, ombrel_sscanf("abc5", "%*[a-d]%d", &a));
+    EXPECT_EQ(5, a);
     for (const char* open : {"%d%[", "%d%[a-", "%d%[^", "%d%[]"})
-        EXPECT_EQ(ombrel_sscanf("5abc", open, &a, out), 1) << open;
-    EXPECT_STREQ(out, "unset");
+        EXPECT_EQ(1, ombrel_sscanf("5abc", open, &a, out)) << open;
+    EXPECT_STREQ("unset", out);
 }
 
-TEST(scanf, reads_no_further_than_it_must) {
+TEST(Scanf, ReadsNoFurtherThanItMust) {
     stream input{"12,rest"};
     int a = 0;
-    EXPECT_EQ(scan_stream(input, "%d", &a), 1);
-    EXPECT_EQ(input.at, 2u);
+    EXPECT_EQ(1, scan_stream(input, "%d", &a));
+    EXPECT_EQ(2u, input.at);
     const char* cursor = "12,rest";
-    EXPECT_EQ(ombrel_scan_atox(ombrel_scan_peek_mem, ombrel_scan_pop_mem, &cursor, &a, 10), 2);
-    EXPECT_STREQ(cursor, ",rest");
+    EXPECT_EQ(2, ombrel_scan_atox(ombrel_scan_peek_mem, ombrel_scan_pop_mem, &cursor, &a, 10));
+    EXPECT_STREQ(",rest", cursor);
 }
 
-TEST(scanf, reads_back_what_the_formatter_wrote) {
+TEST(Scanf, ReadsBackWhatTheFormatterWrote) {
     std::mt19937_64 random(11);
     for (int round = 0; round < 5000; round++) {
         const auto wide = static_cast<int64_t>(random() >> (random() % 64));
@@ -315,8 +314,8 @@ TEST(scanf, reads_back_what_the_formatter_wrote) {
         ombrel_snprintf(line, sizeof line, "%s:%lld|%08llX %-12d;", "worker", wide, wide, narrow);
         int64_t decimal = 0, hexadecimal = 0;
         int back = 0;
-        ASSERT_EQ(ombrel_sscanf(line, "%[^:]:%lld|%llx%d;", name, &decimal, &hexadecimal, &back), 4) << line;
-        ASSERT_STREQ(name, "worker");
+        ASSERT_EQ(4, ombrel_sscanf(line, "%[^:]:%lld|%llx%d;", name, &decimal, &hexadecimal, &back)) << line;
+        ASSERT_STREQ("worker", name);
         ASSERT_EQ(decimal, wide);
         ASSERT_EQ(hexadecimal, wide);
         ASSERT_EQ(back, narrow);

@@ -20,23 +20,23 @@ int sign(int value) {
 
 TEST_F(StringTest, TellsDecimalStrings) {
     for (const char* yes : {"0", "-12", "1+2-", "+"})
-        EXPECT_EQ(ombrel_is_decimal_string(yes), 1) << yes;
+        EXPECT_EQ(1, ombrel_is_decimal_string(yes)) << yes;
     for (const char* no : {"", "1.5", "0x1", " 1"})
-        EXPECT_EQ(ombrel_is_decimal_string(no), 0) << no;
-    EXPECT_EQ(ombrel_is_decimal_string(nullptr), 0);
+        EXPECT_EQ(0, ombrel_is_decimal_string(no)) << no;
+    EXPECT_EQ(0, ombrel_is_decimal_string(nullptr));
 }
 
 TEST_F(StringTest, FoldsAsciiOnly) {
-    EXPECT_EQ(in_place(ombrel_strupper, "az{`\xe9@Z"), "AZ{`\xe9@Z");
-    EXPECT_EQ(in_place(ombrel_strlower, "AZ[@\xc9`z"), "az[@\xc9`z");
-    EXPECT_EQ(ombrel_strupper(nullptr), nullptr);
+    EXPECT_EQ("AZ{`\xe9@Z", in_place(ombrel_strupper, "az{`\xe9@Z"));
+    EXPECT_EQ("az[@\xc9`z", in_place(ombrel_strlower, "AZ[@\xc9`z"));
+    EXPECT_EQ(nullptr, ombrel_strupper(nullptr));
 }
 
 TEST_F(StringTest, TrimsAndSkips) {
-    EXPECT_EQ(in_place(ombrel_trim_string, " \t\v\f\r\n a b \n"), "a b");
-    EXPECT_EQ(in_place(ombrel_trim_string_left, "  a "), "a ");
-    EXPECT_EQ(in_place(ombrel_trim_string_right, "  a "), "  a");
-    EXPECT_EQ(in_place(ombrel_trim_string, " \t "), "");
+    EXPECT_EQ("a b", in_place(ombrel_trim_string, " \t\v\f\r\n a b \n"));
+    EXPECT_EQ("a ", in_place(ombrel_trim_string_left, "  a "));
+    EXPECT_EQ("  a", in_place(ombrel_trim_string_right, "  a "));
+    EXPECT_EQ("", in_place(ombrel_trim_string, " \t "));
     const struct {
         char* (*trim)(char* s, const char* charlist);
         const char* left;
@@ -47,14 +47,14 @@ TEST_F(StringTest, TrimsAndSkips) {
         std::string listed = "xyaxbyx";
         EXPECT_STREQ(end.trim(listed.data(), "xy"), end.left);
         listed = "xyx";
-        EXPECT_STREQ(end.trim(listed.data(), "xy"), "");
+        EXPECT_STREQ("", end.trim(listed.data(), "xy"));
     }
-    EXPECT_EQ(ombrel_trim_charlist(nullptr, "x"), nullptr);
-    EXPECT_STREQ(ombrel_skip_charlist("--+a", "+-"), "a");
-    EXPECT_STREQ(ombrel_skip_space(" \n"), "");
-    EXPECT_EQ(ombrel_skip_space(nullptr), nullptr);
-    EXPECT_EQ(ombrel_is_charlist(0, "a"), 0) << "the terminator is no character of a list";
-    EXPECT_EQ(ombrel_is_charlist('\xe9', "\xe9"), 1);
+    EXPECT_EQ(nullptr, ombrel_trim_charlist(nullptr, "x"));
+    EXPECT_STREQ("a", ombrel_skip_charlist("--+a", "+-"));
+    EXPECT_STREQ("", ombrel_skip_space(" \n"));
+    EXPECT_EQ(nullptr, ombrel_skip_space(nullptr));
+    EXPECT_EQ(0, ombrel_is_charlist(0, "a")) << "the terminator is no character of a list";
+    EXPECT_EQ(1, ombrel_is_charlist('\xe9', "\xe9"));
 }
 
 TEST_F(StringTest, ComparesWithLists) {
@@ -82,24 +82,24 @@ TEST_F(StringTest, ComparesWithLists) {
         EXPECT_EQ(ombrel_compare_string_ex(c.list, c.separators, c.s, c.limit, c.ignore_case), c.expected)
             << (c.list ? c.list : "(null)") << " and " << (c.s ? c.s : "(null)");
     EXPECT_EQ(ombrel_compare_string("a|CD", "|", "cd"), 'C' - 'c');
-    EXPECT_EQ(ombrel_compare_string("a|cd", "|", "cd"), 0);
-    EXPECT_EQ(ombrel_compare_case_string("a|CD", "|", "cd"), 0);
-    EXPECT_EQ(ombrel_compare_case_string("a|CDE", "|", "cd"), 'E');
-    EXPECT_EQ(ombrel_compare_string_limit("a", "|", "b", 0), 0);
-    EXPECT_EQ(ombrel_compare_case_string_limit("abX|q", "|", "ABy", 2), 0);
+    EXPECT_EQ(0, ombrel_compare_string("a|cd", "|", "cd"));
+    EXPECT_EQ(0, ombrel_compare_case_string("a|CD", "|", "cd"));
+    EXPECT_EQ('E', ombrel_compare_case_string("a|CDE", "|", "cd"));
+    EXPECT_EQ(0, ombrel_compare_string_limit("a", "|", "b", 0));
+    EXPECT_EQ(0, ombrel_compare_case_string_limit("abX|q", "|", "ABy", 2));
 }
 
 TEST_F(StringTest, Duplicates) {
     char* s = ombrel_strndup("abc", 2);
-    EXPECT_STREQ(s, "ab");
+    EXPECT_STREQ("ab", s);
     s = ombrel_realloc_strdup(s, "longer");
-    EXPECT_STREQ(s, "longer");
+    EXPECT_STREQ("longer", s);
     s = ombrel_realloc_strndup(s, "abc", 9);
-    EXPECT_STREQ(s, "abc");
-    EXPECT_EQ(ombrel_realloc_strdup(s, nullptr), nullptr);
+    EXPECT_STREQ("abc", s);
+    EXPECT_EQ(nullptr, ombrel_realloc_strdup(s, nullptr));
     const char unterminated[] = {'x', 'y'};
     char* bounded = ombrel_strndup(unterminated, 2);
-    EXPECT_STREQ(bounded, "xy");
+    EXPECT_STREQ("xy", bounded);
     ombrel_free(bounded);
 }
 
@@ -110,19 +110,19 @@ TEST_F(StringTest, ReadsFractions) {
     } cases[] = {{"30000/1001", 30000, 1001}, {"25", 25, 1}, {" -1/", -1, 1}, {"/3", 0, 3}, {"1/2/3", 1, 2}};
     for (const auto& c : cases) {
         int n = 99, d = 99;
-        EXPECT_EQ(ombrel_fraction_string_to_int(c.s, &n, &d), 0);
+        EXPECT_EQ(0, ombrel_fraction_string_to_int(c.s, &n, &d));
         EXPECT_EQ(n, c.numerator) << c.s;
         EXPECT_EQ(d, c.denominator) << c.s;
     }
-    EXPECT_EQ(ombrel_fraction_string_to_int(nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(-1, ombrel_fraction_string_to_int(nullptr, nullptr, nullptr));
 }
 
 TEST_F(StringTest, StripsTerminalCodes) {
-    EXPECT_EQ(in_place(ombrel_strip_ansi_code, "\x1b[1;31mred\x1b[0m!"), "red!");
-    EXPECT_EQ(in_place(ombrel_strip_ansi_code, "a\x1b[?25lb"), "a25lb");
-    EXPECT_EQ(in_place(ombrel_strip_ansi_code, "cut\x1b[31"), "cut");
-    EXPECT_EQ(in_place(ombrel_strip_ansi_code, "end\x1b"), "end");
-    EXPECT_EQ(in_place(ombrel_strip_ansi_code, "\x1b\x1b[0mx"), "[0mx");
+    EXPECT_EQ("red!", in_place(ombrel_strip_ansi_code, "\x1b[1;31mred\x1b[0m!"));
+    EXPECT_EQ("a25lb", in_place(ombrel_strip_ansi_code, "a\x1b[?25lb"));
+    EXPECT_EQ("cut", in_place(ombrel_strip_ansi_code, "cut\x1b[31"));
+    EXPECT_EQ("end", in_place(ombrel_strip_ansi_code, "end\x1b"));
+    EXPECT_EQ("[0mx", in_place(ombrel_strip_ansi_code, "\x1b\x1b[0mx"));
 }
 
 TEST_F(StringTest, GroupsThousands) {
@@ -135,52 +135,52 @@ TEST_F(StringTest, GroupsThousands) {
         ombrel_free(made);
     }
     char out[8];
-    EXPECT_EQ(ombrel_comma_string(out, 6, "-1234"), nullptr);
-    EXPECT_STREQ(ombrel_comma_string(out, 7, "-1234"), "-1,234");
+    EXPECT_EQ(nullptr, ombrel_comma_string(out, 6, "-1234"));
+    EXPECT_STREQ("-1,234", ombrel_comma_string(out, 7, "-1234"));
 }
 
 TEST_F(StringTest, CopiesWithinBounds) {
     char out[6];
     memset(out, '#', sizeof out);
     ombrel_strncpy_safe(out, "abcdef", 5);
-    EXPECT_EQ(memcmp(out, "abcd\0#", 6), 0);
+    EXPECT_EQ(0, memcmp(out, "abcd\0#", 6));
     ombrel_strncpy_safe(out, "x", 5);
-    EXPECT_EQ(memcmp(out, "x\0\0\0\0#", 6), 0);
+    EXPECT_EQ(0, memcmp(out, "x\0\0\0\0#", 6));
     ombrel_strncpy_safe(out, "abc", 0);
-    EXPECT_EQ(out[0], 'x');
+    EXPECT_EQ('x', out[0]);
     ombrel_strncpy(out, "abcdef", 3);
-    EXPECT_EQ(memcmp(out, "abc\0\0#", 6), 0);
-    EXPECT_STREQ(ombrel_strncat(out, "defg", 1), "abcd");
-    EXPECT_STREQ(ombrel_strcat(ombrel_strcpy(out, "ab"), "cd"), "abcd");
+    EXPECT_EQ(0, memcmp(out, "abc\0\0#", 6));
+    EXPECT_STREQ("abcd", ombrel_strncat(out, "defg", 1));
+    EXPECT_STREQ("abcd", ombrel_strcat(ombrel_strcpy(out, "ab"), "cd"));
 }
 
 TEST_F(StringTest, SearchesInOnePass) {
-    EXPECT_STREQ(ombrel_strstr("cab!", "ab"), "ab!");
-    EXPECT_EQ(ombrel_strstr("aab", "ab"), nullptr);
-    EXPECT_EQ(ombrel_strstr("a", ""), nullptr);
-    EXPECT_EQ(ombrel_strstr("", "a"), nullptr);
-    EXPECT_STREQ(ombrel_strcasestr("xAbC", "aBc"), "AbC");
-    EXPECT_EQ(ombrel_strcasestr("AaB", "ab"), nullptr);
+    EXPECT_STREQ("ab!", ombrel_strstr("cab!", "ab"));
+    EXPECT_EQ(nullptr, ombrel_strstr("aab", "ab"));
+    EXPECT_EQ(nullptr, ombrel_strstr("a", ""));
+    EXPECT_EQ(nullptr, ombrel_strstr("", "a"));
+    EXPECT_STREQ("AbC", ombrel_strcasestr("xAbC", "aBc"));
+    EXPECT_EQ(nullptr, ombrel_strcasestr("AaB", "ab"));
 }
 
 TEST_F(StringTest, BehavesAsTheStandardOnesAndTakesNull) {
-    EXPECT_EQ(sign(ombrel_strcasecmp("abC", "ABc")), 0);
+    EXPECT_EQ(0, sign(ombrel_strcasecmp("abC", "ABc")));
     EXPECT_EQ(ombrel_strcasecmp("_", "a"), '_' - 'A') << "folded to upper case, not to lower";
-    EXPECT_EQ(ombrel_strncasecmp("abX", "ABY", 2), 0);
+    EXPECT_EQ(0, ombrel_strncasecmp("abX", "ABY", 2));
     EXPECT_GT(ombrel_strcmp("\xff", "a"), 0);
-    EXPECT_EQ(ombrel_strncmp("abX", "abY", 2), 0);
-    EXPECT_EQ(ombrel_strlen(nullptr), 0u);
-    EXPECT_EQ(ombrel_strnlen("abc", 2), 2u);
-    EXPECT_EQ(ombrel_strcmp(nullptr, ""), 0);
-    EXPECT_EQ(ombrel_strchr(nullptr, 'a'), nullptr);
-    EXPECT_EQ(ombrel_strcspn("ab", nullptr), 2u);
-    EXPECT_EQ(ombrel_strcspn("ab-c", "c-"), 2u);
-    EXPECT_EQ(ombrel_strspn("abac", "ab"), 3u);
-    EXPECT_EQ(ombrel_strspn("ab", nullptr), 0u);
-    EXPECT_STREQ(ombrel_strrchr("a/b/c", '/'), "/c");
-    EXPECT_STREQ(ombrel_strpbrk("key=value", ":="), "=value");
-    EXPECT_STREQ(ombrel_check_string(nullptr), "");
-    EXPECT_STREQ(ombrel_check_string_ex(nullptr, "f"), "f");
+    EXPECT_EQ(0, ombrel_strncmp("abX", "abY", 2));
+    EXPECT_EQ(0u, ombrel_strlen(nullptr));
+    EXPECT_EQ(2u, ombrel_strnlen("abc", 2));
+    EXPECT_EQ(0, ombrel_strcmp(nullptr, ""));
+    EXPECT_EQ(nullptr, ombrel_strchr(nullptr, 'a'));
+    EXPECT_EQ(2u, ombrel_strcspn("ab", nullptr));
+    EXPECT_EQ(2u, ombrel_strcspn("ab-c", "c-"));
+    EXPECT_EQ(3u, ombrel_strspn("abac", "ab"));
+    EXPECT_EQ(0u, ombrel_strspn("ab", nullptr));
+    EXPECT_STREQ("/c", ombrel_strrchr("a/b/c", '/'));
+    EXPECT_STREQ("=value", ombrel_strpbrk("key=value", ":="));
+    EXPECT_STREQ("", ombrel_check_string(nullptr));
+    EXPECT_STREQ("f", ombrel_check_string_ex(nullptr, "f"));
 }
 
 } // namespace

@@ -90,13 +90,13 @@ constexpr uri_case cases[] = {
     {"ab:\x7f", "refused"},
 };
 
-TEST_F(UriTest, takes_names_apart) {
+TEST_F(UriTest, TakesNamesApart) {
     for (const uri_case& one : cases)
         EXPECT_EQ(one.parts, parts_of(one.text)) << one.text;
     EXPECT_EQ("refused", parts_of(nullptr));
 }
 
-TEST_F(UriTest, tells_how_it_was_written) {
+TEST_F(UriTest, TellsHowItWasWritten) {
     ombrel_uri_t* uri = ombrel_parse_uri("ftp://[::1]/%2Fa/b");
     EXPECT_STREQ("/%2Fa/b", uri->m_encoded_path);
     EXPECT_EQ(1, uri->m_is_ip_literal);
@@ -108,7 +108,7 @@ TEST_F(UriTest, tells_how_it_was_written) {
     ombrel_free_uri(uri);
 }
 
-TEST_F(UriTest, decodes_a_component) {
+TEST_F(UriTest, DecodesAComponent) {
     char* text = ombrel_decode_uri("a%2fb%4%41+c", 9);
     EXPECT_STREQ("a/b%4%4", text);
     ombrel_free(text);

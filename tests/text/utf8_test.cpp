@@ -18,7 +18,7 @@ std::string encode(uint32_t code) {
     return {head(0xF0, 18), tail(12), tail(6), tail(0)};
 }
 
-TEST(utf8, every_code_point_and_no_other) {
+TEST(Utf8, EveryCodePointAndNoOther) {
     for (uint32_t code = 0; code < 0x1FFFFF; code++) {
         const std::string text = encode(code);
         const bool valid = code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
@@ -29,7 +29,7 @@ TEST(utf8, every_code_point_and_no_other) {
     }
 }
 
-TEST(utf8, refused_sequences) {
+TEST(Utf8, RefusedSequences) {
     using namespace std::string_literals;
     for (const std::string& text :
          {"\x80"s, "\xBF"s, "\xC0\x80"s, "\xC1\xBF"s, "\xE0\x9F\xBF"s, "\xF0\x8F\xBF\xBF"s, "\xC3("s,

@@ -32,20 +32,20 @@ TEST_F(WordTest, SplitsAtEachSeparator) {
 TEST_F(WordTest, LeavesTheCursorOnTheSeparator) {
     const char* cursor = "  ab,cd";
     const char* word = ombrel_get_word_sep_c(1, ",", &cursor);
-    EXPECT_STREQ(word, "ab,cd");
-    EXPECT_STREQ(cursor, ",cd");
+    EXPECT_STREQ("ab,cd", word);
+    EXPECT_STREQ(",cd", cursor);
     EXPECT_EQ(ombrel_get_word_sep(0, ",", &cursor), cursor) << "a word that begins on a separator is empty";
 }
 
 TEST_F(WordTest, TakesNulls) {
     const char* cursor = "  ab";
     char* word = ombrel_get_word_sep_alloc_c(1, nullptr, &cursor);
-    EXPECT_STREQ(word, "") << "without separators the word is empty";
-    EXPECT_STREQ(cursor, "ab");
+    EXPECT_STREQ("", word) << "without separators the word is empty";
+    EXPECT_STREQ("ab", cursor);
     ombrel_free(word);
     cursor = nullptr;
-    EXPECT_EQ(ombrel_get_word_sep(1, ",", &cursor), nullptr);
-    EXPECT_EQ(ombrel_get_word_sep_alloc(1, ",", nullptr), nullptr);
+    EXPECT_EQ(nullptr, ombrel_get_word_sep(1, ",", &cursor));
+    EXPECT_EQ(nullptr, ombrel_get_word_sep_alloc(1, ",", nullptr));
 }
 
 } // namespace

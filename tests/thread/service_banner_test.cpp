@@ -67,7 +67,7 @@ int take_banner(std::string& text, const std::string& what) {
 
 } // namespace
 
-TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seconds) {
+TEST(ServiceBanner, SlowStartAndSlowStopAreReportedAgainEveryFourSeconds) {
     const ombrel_test::heap_balance balance;
     ombrel_test::time_travel clock;
     slow_handler handler;
@@ -82,7 +82,7 @@ TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seco
     await_banners(output, 2);
     handler.starts = true;
     opener.join();
-    ASSERT_NE(service, nullptr);
+    ASSERT_NE(nullptr, service);
 
     std::thread closer([&] { ombrel_close_service(service); });
     let_it_wait();
@@ -99,5 +99,5 @@ TEST(service_banner, slow_start_and_slow_stop_are_reported_again_every_four_seco
     EXPECT_GE(take_banner(text, "stop"), 61) << all;
     while (take_banner(text, "stop") >= 0) // when the machine was slow to stop it
         ;
-    EXPECT_EQ(text, "") << all;
+    EXPECT_EQ("", text) << all;
 }

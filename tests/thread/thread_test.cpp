@@ -28,51 +28,51 @@ uint64_t await_id() {
 
 } // namespace
 
-TEST(thread, id_belongs_to_the_thread) {
+TEST(Thread, IdBelongsToTheThread) {
     const uint64_t own = ombrel_get_thread_id();
-    EXPECT_NE(own, 0u);
+    EXPECT_NE(0u, own);
     EXPECT_EQ(ombrel_get_thread_id(), own);
     uint64_t other = 0;
     std::thread([&] { other = ombrel_get_thread_id(); }).join();
     EXPECT_NE(other, own);
     const auto has_own_id = [] { return ombrel_get_thread_id() == static_cast<uint64_t>(getpid()); };
-    EXPECT_EQ(ombrel_test::in_child(has_own_id), 0) << "a child's thread is not its parent's";
+    EXPECT_EQ(0, ombrel_test::in_child(has_own_id)) << "a child's thread is not its parent's";
 }
 
-TEST(thread, detached_thread_runs_whatever_stack_was_asked_for) {
+TEST(Thread, DetachedThreadRunsWhateverStackWasAskedFor) {
     const size_t blocks = ombrel_get_alloc_count();
     for (const size_t stack : {size_t{0}, size_t{1}, size_t{256 * 1024}, SIZE_MAX / 2}) {
-        EXPECT_EQ(ombrel_detached_thread_ex(keep_id, &id_of_thread, stack), 0);
+        EXPECT_EQ(0, ombrel_detached_thread_ex(keep_id, &id_of_thread, stack));
         EXPECT_NE(await_id(), ombrel_get_thread_id()) << stack;
     }
-    EXPECT_EQ(_ombrel_internal_detached_thread_ex(keep_id, &id_of_thread, 3, 4), 0);
-    EXPECT_NE(await_id(), 0u);
-    EXPECT_EQ(ombrel_detached_thread_ex(nullptr, nullptr, 0), -1);
+    EXPECT_EQ(0, _ombrel_internal_detached_thread_ex(keep_id, &id_of_thread, 3, 4));
+    EXPECT_NE(0u, await_id());
+    EXPECT_EQ(-1, ombrel_detached_thread_ex(nullptr, nullptr, 0));
     while (ombrel_get_alloc_count() != blocks)
         std::this_thread::yield();
 }
 
-TEST(thread, priority_lies_in_the_range_of_its_policy) {
+TEST(Thread, PriorityLiesInTheRangeOfItsPolicy) {
     int policy, priority, min, max;
-    ASSERT_EQ(ombrel_get_thread_schedule_priority_self(&policy, &priority, &min, &max), 0);
+    ASSERT_EQ(0, ombrel_get_thread_schedule_priority_self(&policy, &priority, &min, &max));
     EXPECT_EQ(policy, sched_getscheduler(0));
     EXPECT_EQ(min, sched_get_priority_min(policy));
     EXPECT_EQ(max, sched_get_priority_max(policy));
-    EXPECT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, priority), 0);
-    EXPECT_EQ(ombrel_set_thread_schedule_priority_self(policy, max + 1), -1);
+    EXPECT_EQ(0, ombrel_get_thread_schedule_priority_self(nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(0, ombrel_set_thread_schedule_priority_self(policy, priority));
+    EXPECT_EQ(-1, ombrel_set_thread_schedule_priority_self(policy, max + 1));
     // Where the host allows it, with a policy that has a range.
     const sched_param lowest = {sched_get_priority_min(SCHED_RR)};
     std::thread([&] {
         pthread_setschedparam(pthread_self(), SCHED_RR, &lowest);
-        ASSERT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, nullptr, &min, &max), 0);
+        ASSERT_EQ(0, ombrel_get_thread_schedule_priority_self(nullptr, nullptr, &min, &max));
         const std::pair<int (*)(), int> cases[] = {
             {ombrel_set_thread_schedule_priority_max_self, max},
             {ombrel_set_thread_schedule_priority_normal_self, min + (max - min) / 2},
             {ombrel_set_thread_schedule_priority_min_self, min}};
         for (const auto& [set, expected] : cases) {
-            EXPECT_EQ(set(), 0);
-            ASSERT_EQ(ombrel_get_thread_schedule_priority_self(nullptr, &priority, nullptr, nullptr), 0);
+            EXPECT_EQ(0, set());
+            ASSERT_EQ(0, ombrel_get_thread_schedule_priority_self(nullptr, &priority, nullptr, nullptr));
             EXPECT_EQ(priority, expected);
         }
     }).join();

@@ -19,12 +19,12 @@ namespace {
 
 template<typename Machine, size_t count>
 OMBREL_PART_OF_LOOP void load_blocks(typename Machine::vector (&blocks)[count], const uint8_t* data) {
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         blocks[i] = Machine::load(data + aes_block_size * i);
 }
 template<typename Machine, size_t count>
 OMBREL_PART_OF_LOOP void store_blocks(uint8_t* data, const typename Machine::vector (&blocks)[count]) {
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         Machine::store(data + aes_block_size * i, blocks[i]);
 }
 
@@ -69,7 +69,7 @@ OMBREL_WITH_AES void loop_encrypt_cfb8(const aes_key& key, uint8_t* data, size_t
     typename Machine::round_keys keys;
     Machine::load_keys(keys, key);
     auto state = Machine::load(iv);
-    for (uint8_t* const end = data + size; data != end; ++data) {
+    for (uint8_t* const end = data + size; data != end; data++) {
         typename Machine::vector work[1] = {state};
         Machine::encrypt(keys, work);
         const auto feedback = work[0] ^ Machine::one_byte(*data);
@@ -83,12 +83,12 @@ template<typename Machine, size_t count>
 OMBREL_PART_OF_LOOP void decrypt_cfb8_bytes(const typename Machine::round_keys& keys, uint8_t* data,
                                             typename Machine::vector& state) {
     typename Machine::vector work[count];
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; i++) {
         work[i] = state;
         state = Machine::push_byte(state, Machine::one_byte(data[i]));
     }
     Machine::encrypt(keys, work);
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; i++)
         data[i] ^= Machine::first_byte(work[i]);
 }
 
@@ -101,7 +101,7 @@ OMBREL_WITH_AES void loop_decrypt_cfb8(const aes_key& key, uint8_t* data, size_t
     auto state = Machine::load(iv);
     for (; size >= lanes; size -= lanes, data += lanes)
         decrypt_cfb8_bytes<Machine, lanes>(keys, data, state);
-    for (; size > 0; --size, ++data)
+    for (; size > 0; --size, data++)
         decrypt_cfb8_bytes<Machine, 1>(keys, data, state);
     Machine::store(iv, state);
 }
@@ -112,7 +112,7 @@ OMBREL_WITH_AES void loop_ofb8(const aes_key& key, uint8_t* data, size_t size, u
     typename Machine::round_keys keys;
     Machine::load_keys(keys, key);
     typename Machine::vector state[1] = {Machine::load(iv)};
-    for (uint8_t* const end = data + size; data != end; ++data) {
+    for (uint8_t* const end = data + size; data != end; data++) {
         Machine::encrypt(keys, state);
         *data ^= Machine::first_byte(state[0]);
     }

@@ -56,7 +56,7 @@ struct composite_map {
                            line_length, area.m_h);
     }
     void mark(const rectangle& area, int value) {
-        for (uint32_t row = 0; row < area.m_h; ++row)
+        for (uint32_t row = 0; row < area.m_h; row++)
             memset(marks() + (first_row(area) + row) * resx + first_column(area), value, area.m_w);
     }
 };
@@ -194,7 +194,7 @@ private:
     template<typename Work>
     void sort_out(const rectangle& area, Work work) const {
         const size_t left = first_column(area), right = left + area.m_w;
-        for (size_t y = first_row(area); y < first_row(area) + area.m_h; ++y) {
+        for (size_t y = first_row(area); y < first_row(area) + area.m_h; y++) {
             const unsigned char* const marks = composite_->marks() + y * composite_->resx;
             for (size_t x = left, end; x < right; x = end) {
                 const void* const other = memchr(marks + x, marks[x] ^ 1, right - x);

@@ -25,7 +25,7 @@ bool copy_address(sockaddr_storage& target, const sockaddr* address) {
     const size_t size = address->sa_family == AF_INET    ? sizeof(sockaddr_in)
                         : address->sa_family == AF_INET6 ? sizeof(sockaddr_in6)
                                                          : 0;
-    std::memcpy(&target, address, size);
+    memcpy(&target, address, size);
     if (size == 0)
         leave_fault({fault_code::not_supported, EAFNOSUPPORT});
     return size != 0;
@@ -33,7 +33,7 @@ bool copy_address(sockaddr_storage& target, const sockaddr* address) {
 
 in_addr ipv4_of(const sockaddr* address) {
     sockaddr_in copy;
-    std::memcpy(&copy, address, sizeof copy);
+    memcpy(&copy, address, sizeof copy);
     return copy.sin_addr;
 }
 
@@ -91,7 +91,7 @@ bool change_ipv4_membership(int s, const sockaddr* group, const sockaddr* interf
 
 bool change_ipv6_membership(int s, const sockaddr* group, uint32_t interface_index, bool join) {
     sockaddr_in6 address;
-    std::memcpy(&address, group, sizeof address);
+    memcpy(&address, group, sizeof address);
     const ipv6_mreq request{address.sin6_addr, interface_index};
     return set(s, IPPROTO_IPV6, join ? IPV6_ADD_MEMBERSHIP : IPV6_DROP_MEMBERSHIP, request);
 }

@@ -85,7 +85,7 @@ bool find_service(const char* name, const char* protocol, int& port) {
 }
 
 bool host_name(char* buffer, size_t size) {
-    return gethostname(buffer, size) == 0 && std::memchr(buffer, 0, size) != nullptr;
+    return gethostname(buffer, size) == 0 && memchr(buffer, 0, size) != nullptr;
 }
 
 } // namespace ombrel::platform

@@ -28,8 +28,7 @@ void fill_random(void* bytes, size_t size) {
         return;
     for (size_t at = 0; at < size; at += sizeof(uint64_t)) {
         const uint64_t value = guess(at);
-        std::memcpy(static_cast<char*>(bytes) + at, &value,
-                    size - at < sizeof value ? size - at : sizeof value);
+        memcpy(static_cast<char*>(bytes) + at, &value, size - at < sizeof value ? size - at : sizeof value);
     }
 }
 

@@ -118,7 +118,7 @@ bool tftp_client::open_once(const tftp_request& request, const sockaddr* address
     socket_.reset(ombrel_open_socket(address->sa_family, SOCK_DGRAM, 0));
     if (!socket_)
         return error_.set(socket_fault(), "no socket");
-    std::memcpy(peer_.get(), address, static_cast<size_t>(address_size));
+    memcpy(peer_.get(), address, static_cast<size_t>(address_size));
     peer_known_ = false;
     stage_ = stage::asking;
     return ask(request, with_options) && wait_for_peer(limit);
@@ -343,7 +343,7 @@ ptrdiff_t tftp_client::read(void* buffer, size_t size, int timeout_ms) {
         return ready == 0 ? transfer_waited : -1;
     const size_t taken = std::min(size, filled_ - position_);
     if (taken > 0)
-        std::memcpy(buffer, incoming_ + tftp_header_size + position_, taken);
+        memcpy(buffer, incoming_ + tftp_header_size + position_, taken);
     position_ += taken;
     return static_cast<ptrdiff_t>(taken);
 }
@@ -361,8 +361,7 @@ ptrdiff_t tftp_client::write(const void* data, size_t size, int timeout_ms) {
         if (ready == 0)
             break;
         const size_t taken = std::min(size - done, block_size_ - filled_);
-        std::memcpy(outgoing_.get() + tftp_header_size + filled_, static_cast<const uint8_t*>(data) + done,
-                    taken);
+        memcpy(outgoing_.get() + tftp_header_size + filled_, static_cast<const uint8_t*>(data) + done, taken);
         filled_ += taken;
         done += taken;
         if (filled_ == block_size_)

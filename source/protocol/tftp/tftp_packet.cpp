@@ -70,7 +70,7 @@ public:
         fits_ = fits_ && size <= room_.size() - size_;
         if (!fits_)
             return;
-        std::memcpy(room_.data() + size_, data, size);
+        memcpy(room_.data() + size_, data, size);
         size_ += size;
     }
     void add_word(uint16_t word) {

@@ -35,13 +35,13 @@ struct arm_machine {
 
     OMBREL_PART_OF_LOOP static void load_keys(round_keys& keys, const aes_key& key) {
         keys.rounds = key.rounds;
-        for (unsigned i = 0; i <= key.rounds; ++i)
+        for (unsigned i = 0; i <= key.rounds; i++)
             keys.round[i] = load(key.bytes + aes_block_size * i);
     }
     // The order and the mixed form that the decrypting instructions want.
     OMBREL_PART_OF_LOOP static void load_inverse_keys(round_keys& keys, const aes_key& key) {
         keys.rounds = key.rounds;
-        for (unsigned i = 0; i <= key.rounds; ++i) {
+        for (unsigned i = 0; i <= key.rounds; i++) {
             const vector block = load(key.bytes + aes_block_size * (key.rounds - i));
             keys.round[i] = i == 0 || i == key.rounds ? block : vaesimcq_u8(block);
         }
@@ -50,7 +50,7 @@ struct arm_machine {
     // Here an instruction adds its key before the substitution, so that the last key stands alone.
     template<size_t count>
     OMBREL_PART_OF_LOOP static void encrypt(const round_keys& keys, vector (&blocks)[count]) {
-        for (unsigned round = 0; round + 1 < keys.rounds; ++round)
+        for (unsigned round = 0; round + 1 < keys.rounds; round++)
             for (vector& block : blocks)
                 block = vaesmcq_u8(vaeseq_u8(block, keys.round[round]));
         for (vector& block : blocks)
@@ -58,7 +58,7 @@ struct arm_machine {
     }
     template<size_t count>
     OMBREL_PART_OF_LOOP static void decrypt(const round_keys& keys, vector (&blocks)[count]) {
-        for (unsigned round = 0; round + 1 < keys.rounds; ++round)
+        for (unsigned round = 0; round + 1 < keys.rounds; round++)
             for (vector& block : blocks)
                 block = vaesimcq_u8(vaesdq_u8(block, keys.round[round]));
         for (vector& block : blocks)

@@ -29,8 +29,8 @@ uint32_t squeeze_bytes(uint64_t word) {
 
 bit_planes pack(const aes_block* blocks, size_t count) {
     bit_planes planes{};
-    for (size_t i = 0; i < count; ++i)
-        for (size_t column = 0; column < 2; ++column) {
+    for (size_t i = 0; i < count; i++)
+        for (size_t column = 0; column < 2; column++) {
             const uint8_t* bytes = blocks[i].bytes + 4 * column;
             planes[i + 4 * column] = spread_bytes(load_little(bytes)) | spread_bytes(load_little(bytes + 8))
                                                                             << 8;
@@ -41,8 +41,8 @@ bit_planes pack(const aes_block* blocks, size_t count) {
 
 void unpack(bit_planes planes, aes_block* blocks, size_t count) {
     transpose_planes(planes);
-    for (size_t i = 0; i < count; ++i)
-        for (size_t column = 0; column < 2; ++column) {
+    for (size_t i = 0; i < count; i++)
+        for (size_t column = 0; column < 2; column++) {
             uint8_t* bytes = blocks[i].bytes + 4 * column;
             store_little(bytes, squeeze_bytes(planes[i + 4 * column]));
             store_little(bytes + 8, squeeze_bytes(planes[i + 4 * column] >> 8));
@@ -50,14 +50,14 @@ void unpack(bit_planes planes, aes_block* blocks, size_t count) {
 }
 
 void add_planes(bit_planes& planes, const bit_planes& others) {
-    for (size_t i = 0; i < planes.size(); ++i)
+    for (size_t i = 0; i < planes.size(); i++)
         planes[i] ^= others[i];
 }
 
 // Moves the rows of a plane, which are words of 16 bits, by a column for each row.
 uint64_t rotate_rows(uint64_t plane, unsigned columns) {
     uint64_t result = 0;
-    for (unsigned row = 0; row < 4; ++row) {
+    for (unsigned row = 0; row < 4; row++) {
         const auto bits = static_cast<uint16_t>(plane >> 16 * row);
         result |= static_cast<uint64_t>(std::rotr(bits, static_cast<int>(4 * columns * row % 16)))
                   << 16 * row;
@@ -80,17 +80,17 @@ bit_planes doubled(const bit_planes& p) {
 
 void mix_columns(bit_planes& planes) {
     bit_planes pairs;
-    for (size_t i = 0; i < planes.size(); ++i)
+    for (size_t i = 0; i < planes.size(); i++)
         pairs[i] = planes[i] ^ std::rotr(planes[i], 16);
     const bit_planes twice = doubled(pairs);
-    for (size_t i = 0; i < planes.size(); ++i)
+    for (size_t i = 0; i < planes.size(); i++)
         planes[i] ^= pairs[i] ^ twice[i] ^ std::rotr(pairs[i], 32);
 }
 
 // The inverse matrix is the matrix itself times a sparse one, whose rows are 5, 0, 4, 0.
 void unmix_columns(bit_planes& planes) {
     bit_planes pairs;
-    for (size_t i = 0; i < planes.size(); ++i)
+    for (size_t i = 0; i < planes.size(); i++)
         pairs[i] = planes[i] ^ std::rotr(planes[i], 32);
     add_planes(planes, doubled(doubled(pairs)));
     mix_columns(planes);
@@ -99,7 +99,7 @@ void unmix_columns(bit_planes& planes) {
 // The inverse of the affine map in the S-box.
 void unmap(bit_planes& planes) {
     const bit_planes p = planes;
-    for (size_t i = 0; i < planes.size(); ++i)
+    for (size_t i = 0; i < planes.size(); i++)
         planes[i] = p[(i + 2) % 8] ^ p[(i + 5) % 8] ^ p[(i + 7) % 8];
     planes[0] = ~planes[0];
     planes[2] = ~planes[2];
@@ -120,7 +120,7 @@ public:
     static constexpr size_t lanes = 4;
 
     explicit plane_cipher(const aes_key& key) : rounds_(key.rounds) {
-        for (unsigned round = 0; round <= rounds_; ++round) {
+        for (unsigned round = 0; round <= rounds_; round++) {
             const block bytes = load(key.bytes + block_size * round);
             keys_[round] = pack(&bytes, 1);
             for (uint64_t& plane : keys_[round])
@@ -156,7 +156,7 @@ public:
 private:
     void encrypt(bit_planes& planes) const {
         add_planes(planes, keys_[0]);
-        for (unsigned round = 1; round <= rounds_; ++round) {
+        for (unsigned round = 1; round <= rounds_; round++) {
             substitute_planes(planes);
             shift_rows(planes);
             if (round < rounds_)
@@ -165,7 +165,7 @@ private:
         }
     }
     void decrypt(bit_planes& planes) const {
-        for (unsigned round = rounds_; round > 0; --round) {
+        for (unsigned round = rounds_; round > 0; round--) {
             add_planes(planes, keys_[round]);
             if (round < rounds_)
                 unmix_columns(planes);

@@ -97,7 +97,7 @@ void transpose_planes(bit_planes& planes) {
         exchange(planes[i], planes[i + 1], 1, 0x5555555555555555);
     for (unsigned i : {0u, 1u, 4u, 5u})
         exchange(planes[i], planes[i + 2], 2, 0x3333333333333333);
-    for (unsigned i = 0; i < 4; ++i)
+    for (unsigned i = 0; i < 4; i++)
         exchange(planes[i], planes[i + 4], 4, 0x0F0F0F0F0F0F0F0F);
 }
 

@@ -45,12 +45,12 @@ struct x86_machine {
     }
     OMBREL_PART_OF_LOOP static void load_keys(round_keys& keys, const aes_key& key) {
         keys.rounds = key.rounds;
-        for (unsigned i = 0; i <= key.rounds; ++i)
+        for (unsigned i = 0; i <= key.rounds; i++)
             keys.round[i] = encrypting_key(key, i);
     }
     OMBREL_PART_OF_LOOP static void load_inverse_keys(round_keys& keys, const aes_key& key) {
         keys.rounds = key.rounds;
-        for (unsigned i = 0; i <= key.rounds; ++i)
+        for (unsigned i = 0; i <= key.rounds; i++)
             keys.round[i] = decrypting_key(key, i);
     }
 
@@ -58,7 +58,7 @@ struct x86_machine {
     OMBREL_PART_OF_LOOP static void encrypt(const round_keys& keys, vector (&blocks)[count]) {
         for (vector& block : blocks)
             block = _mm_xor_si128(block, keys.round[0]);
-        for (unsigned round = 1; round < keys.rounds; ++round)
+        for (unsigned round = 1; round < keys.rounds; round++)
             for (vector& block : blocks)
                 block = _mm_aesenc_si128(block, keys.round[round]);
         for (vector& block : blocks)
@@ -68,7 +68,7 @@ struct x86_machine {
     OMBREL_PART_OF_LOOP static void decrypt(const round_keys& keys, vector (&blocks)[count]) {
         for (vector& block : blocks)
             block = _mm_xor_si128(block, keys.round[0]);
-        for (unsigned round = 1; round < keys.rounds; ++round)
+        for (unsigned round = 1; round < keys.rounds; round++)
             for (vector& block : blocks)
                 block = _mm_aesdec_si128(block, keys.round[round]);
         for (vector& block : blocks)

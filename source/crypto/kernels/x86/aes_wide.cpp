@@ -18,28 +18,28 @@ struct round_keys {
 
 OMBREL_PART_OF_LOOP void load_keys(round_keys& keys, const aes_key& key) {
     keys.rounds = key.rounds;
-    for (unsigned i = 0; i <= key.rounds; ++i)
+    for (unsigned i = 0; i <= key.rounds; i++)
         keys.round[i] = _mm256_broadcastsi128_si256(x86_machine::encrypting_key(key, i));
 }
 OMBREL_PART_OF_LOOP void load_inverse_keys(round_keys& keys, const aes_key& key) {
     keys.rounds = key.rounds;
-    for (unsigned i = 0; i <= key.rounds; ++i)
+    for (unsigned i = 0; i <= key.rounds; i++)
         keys.round[i] = _mm256_broadcastsi128_si256(x86_machine::decrypting_key(key, i));
 }
 
 OMBREL_PART_OF_LOOP void load_and_add(__m256i (&work)[lanes], const uint8_t* data, __m256i key) {
-    for (size_t i = 0; i < lanes; ++i)
+    for (size_t i = 0; i < lanes; i++)
         work[i] = _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(data) + i), key);
 }
 OMBREL_PART_OF_LOOP void store(uint8_t* data, const __m256i (&work)[lanes]) {
-    for (size_t i = 0; i < lanes; ++i)
+    for (size_t i = 0; i < lanes; i++)
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(data) + i, work[i]);
 }
 
 OMBREL_PART_OF_LOOP void encrypt(const round_keys& keys, uint8_t* data) {
     __m256i work[lanes];
     load_and_add(work, data, keys.round[0]);
-    for (unsigned round = 1; round < keys.rounds; ++round)
+    for (unsigned round = 1; round < keys.rounds; round++)
         for (__m256i& blocks : work)
             blocks = _mm256_aesenc_epi128(blocks, keys.round[round]);
     for (__m256i& blocks : work)
@@ -50,7 +50,7 @@ OMBREL_PART_OF_LOOP void encrypt(const round_keys& keys, uint8_t* data) {
 OMBREL_PART_OF_LOOP void decrypt(const round_keys& keys, uint8_t* data) {
     __m256i work[lanes];
     load_and_add(work, data, keys.round[0]);
-    for (unsigned round = 1; round < keys.rounds; ++round)
+    for (unsigned round = 1; round < keys.rounds; round++)
         for (__m256i& blocks : work)
             blocks = _mm256_aesdec_epi128(blocks, keys.round[round]);
     for (__m256i& blocks : work)
