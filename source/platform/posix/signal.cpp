@@ -1,5 +1,6 @@
 #include "platform/signal.h"
 
+#include <atomic>
 #include <cstring>
 #include <signal.h>
 #include <unistd.h>
@@ -11,7 +12,7 @@ namespace ombrel::platform {
 namespace {
 
 struct caught_signal {
-    signal_handler handler;
+    std::atomic<signal_handler> handler; ///< read where a signal arrives, on any thread
     struct sigaction before;
 };
 caught_signal caught[signal_limit];
@@ -24,7 +25,7 @@ bool is_fault(int number, const siginfo_t* info) {
 void on_signal(int number, siginfo_t* info, void*) {
     const fault_keeper kept;
     const bool fault = is_fault(number, info);
-    caught[number].handler(number, fault);
+    caught[number].handler.load(std::memory_order_acquire)(number, fault);
     if (fault)
         signal(number, SIG_DFL);
 }
@@ -38,7 +39,7 @@ bool catch_signal(int number, signal_handler handler) {
     action.sa_sigaction = on_signal;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
     sigfillset(&action.sa_mask);
-    caught[number].handler = handler;
+    caught[number].handler.store(handler, std::memory_order_release);
     return sigaction(number, &action, &caught[number].before) == 0;
 }
 
