@@ -34,7 +34,7 @@ struct registered_signal {
     bool caught OMBREL_GUARDED_BY(registry_lock);
 };
 
-registered_signal registry[platform::signal_limit];
+constinit registered_signal registry[platform::signal_limit]{};
 std::atomic<int> last_signum;
 /// Signal handlers that walk nodes now.
 std::atomic<uint32_t> walkers;

@@ -15,7 +15,7 @@ struct caught_signal {
     std::atomic<signal_handler> handler; ///< read where a signal arrives, on any thread
     struct sigaction before;
 };
-caught_signal caught[signal_limit];
+constinit caught_signal caught[signal_limit]{};
 
 bool is_fault(int number, const siginfo_t* info) {
     const bool can_be = number == SIGSEGV || number == SIGBUS || number == SIGFPE || number == SIGILL;
