@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ombrel/buffer.h>
+#include <ombrel/short_lock.h>
 #include <ombrel/stack.h>
 
 #include "alloc_failure/injection.h"
@@ -33,16 +34,13 @@ private:
     ombrel_buffer_t* buffer_;
 };
 
-int ignore_data(void*, const void*, size_t, uint32_t, uint32_t, size_t) {
-    return 0;
-}
-
 OMBREL_FAILURES(Container, open_buffer) {
     null_when_hit(fail, ombrel_close_buffer, [] { return ombrel_open_buffer_ex(0); });
 }
 
 OMBREL_FAILURE_ONCE(Container, open_buffer_with_handler) {
-    opened_or_hit(fail, ombrel_close_buffer, [] { return ombrel_open_buffer_ex2(0, ignore_data, nullptr); });
+    const auto ignore = [](void*, const void*, size_t, uint32_t, uint32_t, size_t) { return 0; };
+    opened_or_hit(fail, ombrel_close_buffer, [&] { return ombrel_open_buffer_ex2(0, ignore, nullptr); });
 }
 
 // What is told to be queued is queued, and it is the beginning of the data.
@@ -80,15 +78,12 @@ OMBREL_FAILURES(Container, push_owned) {
 
 // The lock takes memory too: a push that cannot have it leaves the tail alone, which has room here.
 OMBREL_FAILURES(Container, push_to_handler) {
-    static std::mutex handler_waits;
-    const size_t blocks = ombrel_get_alloc_count();
-    auto* buffer = ombrel_open_buffer_ex2(
-        0,
-        [](void*, const void*, size_t, uint32_t, uint32_t, size_t) {
-            const std::lock_guard<std::mutex> wait(handler_waits);
-            return 0;
-        },
-        nullptr);
+    std::mutex handler_waits;
+    const auto handler = [](void* waits, const void*, size_t, uint32_t, uint32_t, size_t) {
+        const std::lock_guard<std::mutex> wait(*static_cast<std::mutex*>(waits));
+        return 0;
+    };
+    auto* buffer = ombrel_open_buffer_ex2(0, handler, &handler_waits);
     {
         const std::lock_guard<std::mutex> wait(handler_waits);
         ombrel_push_puts_ex(buffer, "held", 0);
@@ -102,7 +97,6 @@ OMBREL_FAILURES(Container, push_to_handler) {
         EXPECT_EQ(4 + pushed, ombrel_get_buffer_size(buffer));
     }
     ombrel_close_buffer(buffer);
-    wait_for_blocks(blocks);
 }
 
 /// A file of several nodes.
@@ -131,31 +125,28 @@ OMBREL_FAILURES(Container, load_file) {
     ombrel_check_free(bytes);
 }
 
+constexpr const char both_lines[] = "first line\nsecond line\n";
+
 // Taking without memory takes nothing.
 template<typename Take>
 void takes_or_leaves(injection& fail, const char* expected, Take take) {
-    queue buffer("first line\nsecond line\n");
-    char* taken = fail.during([&] { return take(buffer); });
+    queue buffer(both_lines);
+    void* taken = fail.during([&] { return take(static_cast<ombrel_buffer_t*>(buffer)); });
     EXPECT_EQ(fail.hit(), taken == nullptr);
     if (taken != nullptr) {
         EXPECT_EQ(0, memcmp(taken, expected, strlen(expected)));
     } else {
-        EXPECT_EQ("first line\nsecond line\n", buffer.text());
+        EXPECT_EQ(both_lines, buffer.text());
         EXPECT_EQ(0u, ombrel_get_buffer_offset(buffer));
     }
     ombrel_check_free(taken);
 }
 
 OMBREL_FAILURES(Container, take) {
-    takes_or_leaves(fail, "first", [](ombrel_buffer_t* buffer) {
-        return static_cast<char*>(ombrel_alloc_pop_buffer_ex(buffer, 5, 0));
-    });
-    takes_or_leaves(fail, "first line",
-                    [](ombrel_buffer_t* buffer) { return ombrel_pop_buffer_line(buffer); });
-    takes_or_leaves(fail, "first line\nsecond line\n", [](ombrel_buffer_t* buffer) {
-        size_t size = 0;
-        return static_cast<char*>(ombrel_get_buffer_node(buffer, &size));
-    });
+    size_t size;
+    takes_or_leaves(fail, "first", [](auto* buffer) { return ombrel_alloc_pop_buffer_ex(buffer, 5, 0); });
+    takes_or_leaves(fail, "first line", [](auto* buffer) { return ombrel_pop_buffer_line(buffer); });
+    takes_or_leaves(fail, both_lines, [&](auto* buffer) { return ombrel_get_buffer_node(buffer, &size); });
 }
 
 void free_stack(ombrel_stack_t* stack) {

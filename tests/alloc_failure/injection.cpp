@@ -10,7 +10,10 @@
 #include <string>
 #include <unistd.h>
 
+#include <ombrel/short_lock.h>
+
 #include "support/capture.h"
+#include "support/descriptor_balance.h"
 
 namespace {
 
@@ -129,7 +132,13 @@ void run_scenario(void (*scenario)(injection& fail), injection& fail, const std:
     std::optional<capture> errors;
     if (getenv("OMBREL_TEST_LOUD") == nullptr)
         errors.emplace(stderr);
-    scenario(fail);
+    {
+        const descriptor_balance descriptors;
+        scenario(fail);
+        // Threads may free what they had after a call has returned.
+        for (int i = 0; i < 2000 && ombrel_get_alloc_count() != blocks; i++)
+            ombrel_load_balance_short();
+    }
     const std::string reports = errors ? errors->text() : "";
     EXPECT_EQ(std::string::npos, reports.find("fatal error")) << reports;
     EXPECT_EQ(blocks, ombrel_get_alloc_count()) << "blocks were leaked or freed twice";

@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <ombrel/heap.h>
-#include <ombrel/short_lock.h>
 
-#include "support/descriptor_balance.h"
 #include "support/no_copy.h"
 
 namespace ombrel_test {
@@ -93,23 +91,30 @@ void null_when_hit(injection& fail, Release release, Call call) {
         release(result);
 }
 
-/// Waits for threads that free what they had after a call has returned.
-inline void wait_for_blocks(size_t blocks) {
-    for (int i = 0; i < 2000 && ombrel_get_alloc_count() != blocks; i++)
-        ombrel_load_balance_short();
-}
-
-/// For functions that may make up for a failure, and for objects whose threads free what they had after they
-/// were closed.
+/// For functions that may make up for a failure.
 template<typename Release, typename Call>
 void opened_or_hit(injection& fail, Release release, Call call) {
-    const descriptor_balance descriptors;
-    const size_t blocks = ombrel_get_alloc_count();
     auto* result = fail.during(call);
     EXPECT_TRUE(result != nullptr || fail.hit());
     if (result != nullptr)
         release(result);
-    wait_for_blocks(blocks);
+}
+
+/// The same for those that give a number, and -1 when memory runs out. @return the number
+template<typename Call>
+int done_or_refused(injection& fail, Call call, int done = 0) {
+    const int result = fail.during(call);
+    EXPECT_TRUE(result == done || (result == -1 && fail.hit())) << result;
+    return result;
+}
+
+/// For those that give -1 exactly when they could not do all their work, otherwise 0. @return whether they
+/// did
+template<typename Call>
+bool refused_when_hit(injection& fail, Call call) {
+    const int result = fail.during(call);
+    EXPECT_EQ(fail.hit() ? -1 : 0, result);
+    return result == 0;
 }
 
 /// For functions that give a heap string, or null when memory runs out; a failure that they could make up for

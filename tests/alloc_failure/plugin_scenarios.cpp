@@ -1,8 +1,16 @@
-// Plug-ins and contexts.
+// Plug-ins and contexts, commands by name, and what the plug-ins over outside libraries allocate themselves.
 #include <ombrel/ctx.h>
 #include <ombrel/dl.h>
+#include <ombrel/multicall.h>
 
 #include "alloc_failure/injection.h"
+
+#if defined(OMBREL_TEST_SQLITE)
+#include <memory>
+
+#include "../plugins/curl_headers.h"
+#include "../plugins/sqlite_result.h"
+#endif
 
 namespace ombrel_test {
 namespace {
@@ -40,8 +48,7 @@ OMBREL_FAILURES(Plugin, context) {
 OMBREL_FAILURES(Plugin, open_and_options) {
     const made_ctx ctx;
     const int handle = ombrel_load_plugin(bare, nullptr);
-    const int opened = fail.during([&] { return ombrel_open_ctx(ctx.handle, "test/bare"); });
-    EXPECT_EQ(opened, fail.hit() ? -1 : 0);
+    refused_when_hit(fail, [&] { return ombrel_open_ctx(ctx.handle, "test/bare"); });
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx.handle), fail.hit() ? def_ombrel_ctx_error_no_memory : 0);
     ombrel_ctx_set_option(ctx.handle, "name", "before");
     const int set = fail.during([&] { return ombrel_ctx_set_option_fstring(ctx.handle, "Name", "%d", 100); });
@@ -55,6 +62,67 @@ OMBREL_FAILURES(Plugin, open_and_options) {
     fail.during([&] { return ombrel_ctx_simple_http_get("http://127.0.0.1:1/", "a: b", 0, nullptr); });
     EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }
+
+OMBREL_FAILURES(Multicall, registration) {
+    const auto do_nothing = [](int, char**) { return 0; };
+    const ombrel_multicall_command_t command = {"nothing", do_nothing, nullptr, nullptr, nullptr};
+    const bool known = refused_when_hit(fail, [&] { return ombrel_register_multicall_command(&command); });
+    EXPECT_EQ(known ? &command : nullptr, ombrel_find_multicall_command("nothing"));
+    EXPECT_EQ(known ? 0 : -1, ombrel_unregister_multicall_command(&command));
+}
+
+OMBREL_FAILURES(Multicall, commands) {
+    const char* const calls[][4] = {{"digest", "/proc/self/exe"},
+                                    {"base64", "-w", "9", "/proc/self/cmdline"},
+                                    {"cat", "/proc/self/cmdline"},
+                                    {"get", "-H", "a: b", "/proc/self/cmdline"},
+                                    {"plugins"}};
+    for (const auto& call : calls) {
+        char* arguments[5] = {};
+        int count = 0;
+        for (const char* const argument : call)
+            if (argument != nullptr)
+                arguments[count++] = const_cast<char*>(argument);
+        const int exit_code = fail.during([&] { return ombrel_execute_multicall(count, arguments); });
+        EXPECT_TRUE(exit_code == 0 || (fail.hit() && exit_code <= def_ombrel_multicall_exit_usage))
+            << call[0];
+    }
+}
+
+OMBREL_FAILURES(Framebuffer, memory) {
+    const int ctx = ombrel_new_ctx();
+    ombrel_ctx_set_option(ctx, "xywh", "0,0,10,10");
+    const int result = fail.during([&] { return ombrel_open_ctx(ctx, "application/tuk_fb"); });
+    EXPECT_TRUE(result == 0 || fail.hit());
+    EXPECT_EQ(ombrel_ctx_get_last_error(ctx), result != 0 ? def_ombrel_ctx_error_no_memory : 0);
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+}
+
+#if defined(OMBREL_TEST_SQLITE)
+OMBREL_FAILURES(Sqlite, results) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(":memory:", &db));
+    const ombrel_ctx_db_value_t parameters[] = {{def_ombrel_ctx_db_blob, 0, 0, "bytes", 5},
+                                                {def_ombrel_ctx_db_text, 0, 0, "text", 4}};
+    {
+        ombrel_ctx_db_result_ts result;
+        const int started = fail.during([&] { return result.start(db, "SELECT ?, ?, 1", parameters, 2); });
+        EXPECT_EQ(started, fail.hit() ? SQLITE_NOMEM : SQLITE_OK);
+        if (started == SQLITE_OK) {
+            const int fetched = fail.during([&] { return result.fetch(); });
+            EXPECT_EQ(fetched, fail.hit() ? SQLITE_NOMEM : SQLITE_ROW);
+        }
+    }
+    EXPECT_EQ(SQLITE_OK, sqlite3_close(db));
+}
+
+OMBREL_FAILURES(Curl, headers) {
+    header_lines headers;
+    const bool added = fail.during([&] { return headers.add("Name: value\r\n"); });
+    EXPECT_EQ(added, !fail.hit());
+    EXPECT_EQ(headers.field("name"), added ? "value" : "");
+}
+#endif
 
 } // namespace
 } // namespace ombrel_test

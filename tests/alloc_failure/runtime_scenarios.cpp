@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <ombrel/service.h>
+#include <ombrel/short_lock.h>
 #include <ombrel/thread.h>
 #include <ombrel/value.h>
 
@@ -50,9 +51,8 @@ OMBREL_FAILURES(Runtime, set_value) {
                  {3, "a", "9", "a=1;b=2;a=9;"}};
     for (const auto& c : cases) {
         two_values list;
-        const int result =
-            fail.during([&] { return ombrel_set_value_string(&list.head, c.mode, 1, c.name, c.text); });
-        EXPECT_EQ(fail.hit() ? -1 : 0, result);
+        refused_when_hit(fail,
+                         [&] { return ombrel_set_value_string(&list.head, c.mode, 1, c.name, c.text); });
         EXPECT_EQ(fail.hit() ? "a=1;b=2;" : c.after, list.text());
         EXPECT_EQ(fail.hit() ? 0u : dirty, list.head.m_flags & dirty);
     }
@@ -61,9 +61,7 @@ OMBREL_FAILURES(Runtime, set_value) {
 // The parts are set one after the other: those before and after the one that failed stay set.
 OMBREL_FAILURES(Runtime, set_multiple_values) {
     two_values list;
-    const int result =
-        fail.during([&] { return ombrel_multiple_set_value_string(&list.head, 1, 1, "c|d", "long"); });
-    EXPECT_EQ(fail.hit() ? -1 : 0, result);
+    refused_when_hit(fail, [&] { return ombrel_multiple_set_value_string(&list.head, 1, 1, "c|d", "long"); });
     const std::string text = list.text();
     EXPECT_EQ(0u, text.find("a=1;b=2;"));
     EXPECT_TRUE(fail.hit() || text == "a=1;b=2;c=long;d=long;") << text;
@@ -75,18 +73,11 @@ OMBREL_FAILURES(Runtime, alloc_getenv) {
     unsetenv("OMBREL_TEST_B");
 }
 
-std::atomic<int> entered;
-
-void enter(void*) {
-    entered = 1;
-}
-
 OMBREL_FAILURES(Runtime, detached_thread) {
-    entered = 0;
-    const size_t blocks = ombrel_get_alloc_count();
-    const int result = fail.during([] { return ombrel_detached_thread_ex(enter, nullptr, 0); });
-    EXPECT_EQ(fail.hit() ? -1 : 0, result);
-    while (result == 0 && (entered == 0 || ombrel_get_alloc_count() != blocks))
+    std::atomic<bool> entered = false;
+    const auto enter = [](void* entry) { *static_cast<std::atomic<bool>*>(entry) = true; };
+    const bool begun = refused_when_hit(fail, [&] { return ombrel_detached_thread_ex(enter, &entered, 0); });
+    while (begun && !entered)
         ombrel_load_balance_short();
 }
 

@@ -20,7 +20,6 @@ OMBREL_FAILURES(Stream, parse_uri) {
 /// Opens a stream while memory runs out: it is open, or refused with that error and nothing is left of it.
 void opened_or_refused(injection& fail, const std::string& source, const char* mode, const char* mime_type,
                        const char* name = "timeout", const char* value = "1000") {
-    const descriptor_balance descriptors;
     const int ctx = ombrel_new_ctx();
     ombrel_ctx_set_option(ctx, "source", source.c_str());
     ombrel_ctx_set_option(ctx, "mode", mode);
@@ -52,15 +51,7 @@ OMBREL_FAILURES(Stream, open_sockets) {
                       "application/tuk_stream", "interface", "127.0.0.1");
 }
 
-// The plug-in is initialised whether those that it would bring are found or memory runs out.
-OMBREL_FAILURES(Stream, initialise_builtin_plugin) {
-    const int ctx = fail.during([] { return ombrel_new_ctx(); });
-    EXPECT_TRUE(ctx > 0 || fail.hit());
-    if (ctx > 0)
-        ombrel_destroy_ctx(ctx);
-}
-
-/// Opens a stream beside its server, which ends before the descriptors are counted.
+/// Opens a stream beside its server.
 void opened_or_refused_by_server(injection& fail, int port, const char* mime_type) {
     const int ctx = ombrel_new_ctx();
     ombrel_ctx_set_option_fstring(ctx, "source", "127.0.0.1:%d/file", port);
@@ -71,7 +62,6 @@ void opened_or_refused_by_server(injection& fail, int port, const char* mime_typ
 }
 
 OMBREL_FAILURES(Stream, open_ftp) {
-    const descriptor_balance descriptors;
     const scripted_ftp_server server({});
     opened_or_refused_by_server(fail, server.port(), "application/tuk_stream_ftp");
 }
