@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -18,30 +19,23 @@ namespace ombrel_test {
 enum class data_end { whole, reset, never };
 
 /// Answers each command with its reply, sends "hello" over the data connection for RETR, and takes what comes
-/// for STOR and APPE. A reply that ends with "!" is the last: the connection is cut.
+/// for STOR and APPE. Changed replies are written like "PASS 230 in/SIZE 213 7", that to no command as the
+/// greeting; none is sent for an empty one, and one that ends with "!" is the last: the connection is cut.
 class scripted_ftp_server : no_copy {
 public:
-    explicit scripted_ftp_server(const std::map<std::string, std::string>& changes,
-                                 data_end end = data_end::whole)
+    explicit scripted_ftp_server(const std::string& changes, data_end end = data_end::whole)
         : listener_(ombrel_open_listen_socket("127.0.0.1", 0)),
           data_(ombrel_open_listen_socket("127.0.0.1", 0)), end_(end) {
         const int port = own_port(data_);
         const std::string low = std::to_string(port / 256) + "," + std::to_string(port % 256);
-        replies_ = {{"", "220-hello\r\n 220 there\r\n220 all\r\n"},
-                    {"USER", "331 more\r\n"},
-                    {"PASS", "230 in\r\n"},
-                    {"TYPE", "200 fine\r\n"},
-                    {"SIZE", "213 5\r\n"},
-                    {"EPSV", "229 there (|||" + std::to_string(port) + "|)\r\n"},
-                    // Nobody answers at this address; it is for documentation.
-                    {"PASV", "227 there (192,0,2,1," + low + ")\r\n"},
-                    {"REST", "350 good\r\n"},
-                    {"RETR", "150 now\r\n226 done\r\n"},
-                    {"STOR", "150 now\r\n226 done\r\n"},
-                    {"APPE", "150 now\r\n226 done\r\n"},
-                    {"QUIT", "221 bye\r\n"}};
-        for (const auto& [verb, reply] : changes)
-            replies_[verb] = reply;
+        // Nobody answers at the address of the other port; it is for documentation.
+        change(
+            " 220-hello\r\n 220 there\r\n220 all/USER 331 more/PASS 230 in/TYPE 200 fine/SIZE 213 5/EPSV 229 "
+            "there (|||" +
+            std::to_string(port) + "|)/PASV 227 there (192,0,2,1," + low +
+            ")/REST 350 good/RETR "
+            "150 now\r\n226 done/STOR 150 now\r\n226 done/APPE 150 now\r\n226 done/QUIT 221 bye");
+        change(changes);
         thread_ = std::thread([this] { serve(); });
     }
     ~scripted_ftp_server() { stop(); }
@@ -59,6 +53,13 @@ public:
     }
 
 private:
+    void change(const std::string& changes) {
+        std::istringstream list(changes);
+        for (std::string verb, reply; std::getline(list, verb, ' ');) {
+            std::getline(list, reply, '/');
+            replies_[verb] = reply + (reply.empty() || reply.ends_with('!') ? "" : "\r\n");
+        }
+    }
     void stop() {
         ombrel_shutdown_socket(listener_, def_ombrel_shutdown_both);
         ombrel_shutdown_socket(data_, def_ombrel_shutdown_both);

@@ -8,6 +8,7 @@
 #include "protocol/ftp/ftp_reply.h"
 #include "protocol/tftp/tftp_packet.h"
 #include "protocol/transfer_error.h"
+#include "support/texts.h"
 
 namespace ombrel_test {
 namespace {
@@ -19,131 +20,84 @@ using ombrel::fault_code;
 constexpr int none = -1;
 
 TEST(FtpReply, NamesItsPort) {
-    const struct {
-        const char* text;
-        int extended, plain;
-    } cases[] = {
-        {"there (|||6446|)", 6446, none},
-        {"(!!!1!)", 1, none},
-        {"(~~~1~)", 1, none},
-        {"(|||65535|)", 65535, none},
-        {"(|||65536|)", none, none},
-        {"(|||0|)", none, none},
-        {"(|||00021|)", 21, none},
-        {"(||| 1|)", none, none},
-        {"(|||1)", none, none},
-        {"(|||1x|)", none, none},
-        {"(|x|1|)", none, none},
-        {"(||x1|)", none, none},
-        {"(1111)", none, none},
-        {"(11111)", none, none},
-        {"(   1 )", none, none},
-        {"(\x7f\x7f\x7f\x31\x7f)", none, none},
-        {"(|||)", none, none},
-        {"(||||)", none, none},
-        {"|||1|", none, none},
-        {"(|||1|", none, none},
-        {"|||1|)", none, none},
-        {")(|||1|)", 1, none},
-        {"(|||1|) (|||2|)", 1, none},
-        {"()", none, none},
-        {"(192,0,2,1,25,46)", none, 6446},
-        {"192,0,2,1,0,1", none, 1},
-        {"=1,2,3,4,255,255", none, 65535},
-        {"(0,0,0,0,0,0)", none, none},
-        {"256,0,0,1,1,1", none, none},
-        {"1,2,3,4,256,1", none, none},
-        {"1,2,3,4,1,256", none, none},
-        {"1,2,3,4,5", none, none},
-        {"1,2,3,4,5,", none, none},
-        {"1,2,3,4,,6", none, none},
-        {"1,2,3,4,5.6", none, none},
-        {"1, 2,3,4,5,6", none, none},
-        {"1,2,3,4,1,0", none, 256},
-        {"none", none, none},
-        {"", none, none},
-    };
-    for (const auto& each : cases) {
-        int extended = none, plain = none;
-        EXPECT_EQ(each.extended != none, parse_ftp_extended_passive(each.text, extended)) << each.text;
-        EXPECT_EQ(each.plain != none, parse_ftp_passive(each.text, plain)) << each.text;
-        if (each.extended != none) {
-            EXPECT_EQ(each.extended, extended) << each.text;
-        }
-        if (each.plain != none) {
-            EXPECT_EQ(each.plain, plain) << each.text;
-        }
+    const std::pair<const char*, int> extended[] = {
+        {"there (|||6446|)", 6446}, {"(!!!1!)", 1},  {"(~~~1~)", 1},        {"(|||65535|)", 65535},
+        {"(|||00021|)", 21},        {")(|||1|)", 1}, {"(|||1|) (|||2|)", 1}};
+    const std::pair<const char*, int> plain[] = {
+        {"(192,0,2,1,25,46)", 6446}, {"192,0,2,1,0,1", 1}, {"=1,2,3,4,255,255", 65535}, {"1,2,3,4,1,0", 256}};
+    int port = none;
+    for (const auto& [text, expected] : extended) {
+        EXPECT_TRUE(parse_ftp_extended_passive(text, port)) << text;
+        EXPECT_EQ(expected, port) << text;
+        EXPECT_FALSE(parse_ftp_passive(text, port)) << text;
+    }
+    for (const auto& [text, expected] : plain) {
+        EXPECT_TRUE(parse_ftp_passive(text, port)) << text;
+        EXPECT_EQ(expected, port) << text;
+        EXPECT_FALSE(parse_ftp_extended_passive(text, port)) << text;
+    }
+    for (const std::string& bad :
+         texts("(|||65536|)", "(|||0|)", "(||| 1|)", "(|||1)", "(|||1x|)", "(|x|1|)", "(||x1|)", "(1111)",
+               "(11111)", "(   1 )", "(\x7f\x7f\x7f\x31\x7f)", "(|||)", "(||||)", "|||1|", "(|||1|", "|||1|)",
+               "()", "(0,0,0,0,0,0)", "256,0,0,1,1,1", "1,2,3,4,256,1", "1,2,3,4,1,256", "1,2,3,4,5",
+               "1,2,3,4,5,", "1,2,3,4,,6", "1,2,3,4,5.6", "1, 2,3,4,5,6", "none", "")) {
+        EXPECT_FALSE(parse_ftp_extended_passive(bad, port) || parse_ftp_passive(bad, port)) << bad;
     }
 }
 
+using reply_state = ftp_reply_parser::state;
+
 TEST(FtpReply, IsPutTogetherFromItsLines) {
-    using state = ftp_reply_parser::state;
     const std::string full(most_ftp_line - 4, 'x');
     const auto lines = [](size_t count) { return std::string("220-").append(count, '\n').append("220 x\n"); };
+    const auto fed = [](const std::string& bytes, ftp_reply_parser& reply) {
+        reply_state last = reply_state::incomplete;
+        for (const char byte : bytes)
+            last = reply.feed(byte);
+        return last;
+    };
     const struct {
         std::string bytes;
-        state last;
         int code;
         std::string text;
-    } cases[] = {
-        {"220 hi\r\n", state::complete, 220, "hi"},
-        {"100 hi\n", state::complete, 100, "hi"},
-        {"599\n", state::complete, 599, ""},
-        {"220 \r\n", state::complete, 220, ""},
-        {"220 a\rb\n", state::complete, 220, "a\rb"},
-        {"220 hi\r", state::incomplete, 0, ""},
-        {"220-a\r\nb\r\n220 c\r\n", state::complete, 220, "c"},
-        {"220-a\n221 b\n220-c\n22\n2200 d\n220 e\n", state::complete, 220, "e"},
-        {"220-a\n220\n", state::complete, 220, ""},
-        {"220-a\n 220 b\n", state::incomplete, 0, ""},
-        {"220-a\n220 b\n150 c\n", state::complete, 150, "c"},
-        {"220-a\n\n220 b\n331-c\n331 d\n", state::complete, 331, "d"},
-        {"220 " + full + "\n", state::complete, 220, full},
-        {"220 " + full + "x\n", state::malformed, 0, ""},
-        {lines(most_ftp_lines - 1), state::complete, 220, "x"},
-        {lines(most_ftp_lines), state::malformed, 0, ""},
-        {"099 x\n", state::malformed, 0, ""},
-        {"600 x\n", state::malformed, 0, ""},
-        {"2/0 x\n", state::malformed, 0, ""},
-        {"22: x\n", state::malformed, 0, ""},
-        {"x20 x\n", state::malformed, 0, ""},
-        {"22\n", state::malformed, 0, ""},
-        {"2200 x\n", state::malformed, 0, ""},
-        {"\r\n", state::malformed, 0, ""},
-        {"220 a\0b\n"s, state::malformed, 0, ""},
-        {"none\n220 hi\n", state::malformed, 0, ""},
-    };
+    } cases[] = {{"220 hi\r\n", 220, "hi"},
+                 {"100 hi\n", 100, "hi"},
+                 {"599\n", 599, ""},
+                 {"220 \r\n", 220, ""},
+                 {"220 a\rb\n", 220, "a\rb"},
+                 {"220-a\r\nb\r\n220 c\r\n", 220, "c"},
+                 {"220-a\n221 b\n220-c\n22\n2200 d\n220 e\n", 220, "e"},
+                 {"220-a\n220\n", 220, ""},
+                 {"220-a\n220 b\n150 c\n", 150, "c"},
+                 {"220-a\n\n220 b\n331-c\n331 d\n", 331, "d"},
+                 {"220 " + full + "\n", 220, full},
+                 {lines(most_ftp_lines - 1), 220, "x"}};
     for (const auto& each : cases) {
         const auto reply = std::make_unique<ftp_reply_parser>();
-        state last = state::incomplete;
-        for (const char byte : each.bytes)
-            last = reply->feed(byte);
-        EXPECT_EQ(each.last, last) << each.bytes;
-        if (last != state::complete)
-            continue;
+        EXPECT_EQ(reply_state::complete, fed(each.bytes, *reply)) << each.bytes;
         EXPECT_EQ(each.code, reply->code()) << each.bytes;
         EXPECT_EQ(each.code / 100, static_cast<int>(reply->kind())) << each.bytes;
         EXPECT_EQ(each.text, reply->text()) << each.bytes;
     }
+    for (const std::string& bad :
+         texts("220 " + full + "x\n", lines(most_ftp_lines), "099 x\n"s, "600 x\n"s, "2/0 x\n"s, "22: x\n"s,
+               "x20 x\n"s, "22\n"s, "2200 x\n"s, "\r\n"s, "220 a\0b\n"s, "none\n220 hi\n"s))
+        EXPECT_EQ(reply_state::malformed, fed(bad, *std::make_unique<ftp_reply_parser>())) << bad;
+    for (const char* begun : {"220 hi\r", "220-a\n 220 b\n"})
+        EXPECT_EQ(reply_state::incomplete, fed(begun, *std::make_unique<ftp_reply_parser>())) << begun;
 }
 
 TEST(FtpReply, TellsASize) {
-    const struct {
-        const char* text;
-        int64_t size;
-    } cases[] = {{"5", 5},
-                 {"0  ", 0},
-                 {"9223372036854775807", INT64_MAX},
-                 {"9223372036854775808", none},
-                 {"", none},
-                 {" ", none},
-                 {" 5", none},
-                 {"5 bytes", none}};
-    for (const auto& each : cases) {
-        uint64_t size = 0;
-        EXPECT_EQ(each.size != none, parse_ftp_size(each.text, size)) << each.text;
-        EXPECT_EQ(each.size != none ? static_cast<uint64_t>(each.size) : 0, size) << each.text;
+    const std::pair<const char*, uint64_t> cases[] = {
+        {"5", 5}, {"0  ", 0}, {"9223372036854775807", INT64_MAX}};
+    uint64_t size = 7;
+    for (const auto& [text, expected] : cases) {
+        EXPECT_TRUE(parse_ftp_size(text, size)) << text;
+        EXPECT_EQ(expected, size) << text;
     }
+    for (const std::string& bad : texts("9223372036854775808", "", " ", " 5", "5 bytes"))
+        EXPECT_FALSE(parse_ftp_size(bad, size)) << bad;
+    EXPECT_EQ(static_cast<uint64_t>(INT64_MAX), size);
 }
 
 TEST(FtpCommand, IsOneLine) {
@@ -153,21 +107,19 @@ TEST(FtpCommand, IsOneLine) {
     } cases[] = {{"QUIT", "", "QUIT\r\n"},
                  {"RETR", "a b", "RETR a b\r\n"},
                  {"RETR", longest, "RETR " + longest + "\r\n"},
-                 {"RETR", longest + "x", ""},
-                 {verb, "", verb + "\r\n"},
-                 {verb + "V", "", ""},
-                 {verb, "x", ""},
-                 {"RETR", "a\r", ""},
-                 {"RETR", "\nb", ""},
-                 {"RETR", "a\0b"s, ""}};
+                 {verb, "", verb + "\r\n"}};
+    struct {
+        char room[most_ftp_command], behind;
+    } line{{}, '!'};
     for (const auto& each : cases) {
-        struct {
-            char room[most_ftp_command], behind;
-        } line{{}, '!'};
         const size_t size = write_ftp_command(line.room, each.verb, each.argument);
-        EXPECT_EQ(std::string(line.room, size), each.expected);
-        EXPECT_EQ('!', line.behind);
+        EXPECT_EQ(each.expected, std::string(line.room, size));
     }
+    for (const std::string& bad : texts(longest + "x", "a\r"s, "\nb"s, "a\0b"s))
+        EXPECT_EQ(0u, write_ftp_command(line.room, "RETR", bad)) << bad;
+    EXPECT_EQ(0u, write_ftp_command(line.room, verb + "V", ""));
+    EXPECT_EQ(0u, write_ftp_command(line.room, verb, "x"));
+    EXPECT_EQ('!', line.behind);
 }
 
 std::span<const uint8_t> bytes_of(const std::string& text) {
@@ -177,69 +129,47 @@ std::span<const uint8_t> bytes_of(const std::string& text) {
 TEST(TftpPacket, IsTakenApart) {
     const struct {
         std::string bytes;
-        bool good;
         int number;
         std::string body, text;
-    } cases[] = {{"", false, 0, "", ""},
-                 {"\0"s, false, 0, "", ""},
-                 {"\0\3"s, false, 0, "", ""},
-                 {"\0\3\0"s, false, 0, "", ""},
-                 {"\0\3\1\2"s, true, 0x102, "", ""},
-                 {"\0\3\xff\xfexy"s, true, 0xfffe, "xy", ""},
-                 {"\0\4\0\1"s, true, 1, "", ""},
-                 {"\0\5\0\2ab"s, true, 2, "ab", "ab"},
-                 {"\0\5\0\2a\0b"s, true, 2, "a\0b"s, "a"},
-                 {"\0\5\0\2"s, true, 2, "", ""},
-                 {"\0\1\0\0"s, false, 0, "", ""},
-                 {"\0\2\0\0"s, false, 0, "", ""},
-                 {"\0\7\0\0"s, false, 0, "", ""},
-                 {"\1\3\0\0"s, false, 0, "", ""}};
+    } cases[] = {{"\0\3\1\2"s, 0x102, "", ""},       {"\0\3\xff\xfexy"s, 0xfffe, "xy", ""},
+                 {"\0\4\0\1"s, 1, "", ""},           {"\0\5\0\2ab"s, 2, "ab", "ab"},
+                 {"\0\5\0\2a\0b"s, 2, "a\0b"s, "a"}, {"\0\5\0\2"s, 2, "", ""}};
+    tftp_packet packet;
     for (const auto& each : cases) {
-        tftp_packet packet;
-        EXPECT_EQ(each.good, parse_tftp_packet(bytes_of(each.bytes), packet)) << each.bytes.size();
-        if (!each.good)
-            continue;
+        EXPECT_TRUE(parse_tftp_packet(bytes_of(each.bytes), packet)) << each.bytes.size();
         EXPECT_EQ(each.number, packet.number);
         EXPECT_EQ(each.body, std::string(packet.body.begin(), packet.body.end()));
         EXPECT_EQ(each.text, packet.text);
     }
+    for (const std::string& bad :
+         texts(""s, "\0"s, "\0\3"s, "\0\3\0"s, "\0\1\0\0"s, "\0\2\0\0"s, "\0\7\0\0"s, "\1\3\0\0"s))
+        EXPECT_FALSE(parse_tftp_packet(bytes_of(bad), packet)) << bad.size();
 }
 
 TEST(TftpPacket, GrantsOptions) {
     const struct {
         std::string bytes;
-        bool valid;
-        int block_size, timeout;
+        unsigned block_size, timeout;
         uint64_t size;
-    } cases[] = {
-        {"", true, 0, 0, 0},
-        {"blksize\0008\0timeout\0001\0tsize\00018446744073709551615\0"s, true, 8, 1, UINT64_MAX},
-        {"TSIZE\0000\0BlkSize\00065464\0timeOut\000255\0"s, true, 65464, 255, 0},
-        {"blksize\0007\0"s, false, 0, 0, 0},
-        {"blksize\00065465\0"s, false, 0, 0, 0},
-        {"timeout\0000\0"s, false, 0, 0, 0},
-        {"timeout\000256\0"s, false, 0, 0, 0},
-        {"tsize\00018446744073709551616\0"s, false, 0, 0, 0},
-        {"tsize\000x\0"s, false, 0, 0, 0},
-        {"tsize\0\0"s, false, 0, 0, 0},
-        {"tsize\0001\0tsize\0001\0"s, false, 0, 0, 0},
-        {"tsiz\0001\0"s, false, 0, 0, 0},
-        {"tsizes\0001\0"s, false, 0, 0, 0},
-        {"blksize\0"s, false, 0, 0, 0},
-        {"blksize\0008"s, false, 0, 0, 0},
-        {"blksize", false, 0, 0, 0},
+    } cases[] = {{"", 0, 0, 0},
+                 {"blksize\0008\0timeout\0001\0tsize\00018446744073709551615\0"s, 8, 1, UINT64_MAX},
+                 {"TSIZE\0000\0BlkSize\00065464\0timeOut\000255\0"s, 65464, 255, 0}};
+    tftp_packet packet;
+    const auto is_valid = [&](const std::string& options) {
+        EXPECT_TRUE(parse_tftp_packet(bytes_of("\0\6"s + options), packet));
+        return packet.options_valid;
     };
     for (const auto& each : cases) {
-        tftp_packet packet;
-        const std::string bytes = "\0\6"s + each.bytes;
-        ASSERT_TRUE(parse_tftp_packet(bytes_of(bytes), packet));
-        ASSERT_EQ(each.valid, packet.options_valid) << each.bytes;
-        if (!each.valid)
-            continue;
-        EXPECT_EQ(each.block_size, static_cast<int>(packet.options.block_size.value_or(0)));
-        EXPECT_EQ(each.timeout, static_cast<int>(packet.options.timeout_seconds.value_or(0)));
+        ASSERT_TRUE(is_valid(each.bytes)) << each.bytes;
+        EXPECT_EQ(each.block_size, packet.options.block_size.value_or(0));
+        EXPECT_EQ(each.timeout, packet.options.timeout_seconds.value_or(0));
         EXPECT_EQ(each.size, packet.options.transfer_size.value_or(0));
     }
+    for (const std::string& bad :
+         texts("blksize\0007\0"s, "blksize\00065465\0"s, "timeout\0000\0"s, "timeout\000256\0"s,
+               "tsize\00018446744073709551616\0"s, "tsize\000x\0"s, "tsize\0\0"s, "tsize\0001\0tsize\0001\0"s,
+               "tsiz\0001\0"s, "tsizes\0001\0"s, "blksize\0"s, "blksize\0008"s, "blksize"s))
+        EXPECT_FALSE(is_valid(bad)) << bad;
 }
 
 TEST(TftpPacket, IsWrittenIntoItsRoom) {

@@ -5,6 +5,7 @@
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/texts.h"
 
 namespace ombrel_test {
 
@@ -12,6 +13,7 @@ namespace {
 
 using namespace ombrel::protocol;
 using ombrel::fault_code;
+using enum ombrel::fault_code;
 
 constexpr int patience_ms = 60000;
 
@@ -60,37 +62,22 @@ protected:
     tftp_client client_;
 };
 
-struct sizes_case {
-    size_t block_size, file_size;
-};
-
-class TftpSizes : public TftpClient, public ::testing::WithParamInterface<sizes_case> {};
-
-TEST_P(TftpSizes, AreStored) {
+TEST_F(TftpClient, StoresAndFetchesFilesOfAllSizes) {
     OMBREL_NEEDS_TFTP_SERVER();
     const tftp_server server;
-    const std::string bytes = varied_bytes(GetParam().file_size);
-    request_.block_size = GetParam().block_size;
-    request_.size = bytes.size();
-    ASSERT_TRUE(store(server.port(), server.directory / "file", bytes)) << client_.error().text();
-    EXPECT_EQ(bytes, server.directory.read("file"));
+    // Files that end with a block and in one; the last passes the highest block number.
+    const std::pair<size_t, size_t> cases[] = {
+        {1428, 0}, {1428, 5 * 1428}, {512, 5 * 512 + 1}, {65464, 200000}, {8, 65540 * 8 + 3}};
+    for (const auto& [block_size, size] : cases) {
+        const std::string bytes = varied_bytes(size), name = std::to_string(size);
+        request_.block_size = block_size;
+        request_.size = size;
+        ASSERT_TRUE(store(server.port(), server.directory / name, bytes)) << client_.error().text();
+        EXPECT_EQ(bytes, server.directory.read(name));
+        EXPECT_EQ(bytes, fetch(server.port(), server.directory / name));
+        EXPECT_EQ(size, client_.size());
+    }
 }
-
-TEST_P(TftpSizes, AreFetched) {
-    OMBREL_NEEDS_TFTP_SERVER();
-    const tftp_server server;
-    const std::string bytes = varied_bytes(GetParam().file_size);
-    server.directory.write("file", bytes);
-    request_.block_size = GetParam().block_size;
-    EXPECT_EQ(bytes, fetch(server.port(), server.directory / "file"));
-    EXPECT_EQ(bytes.size(), client_.size());
-}
-
-// Files that end with a block and in one; the last passes the highest block number.
-INSTANTIATE_TEST_SUITE_P(, TftpSizes,
-                         ::testing::Values(sizes_case{1428, 0}, sizes_case{1428, 5 * 1428},
-                                           sizes_case{512, 5 * 512 + 1}, sizes_case{65464, 200000},
-                                           sizes_case{8, 65540 * 8 + 3}));
 
 TEST_F(TftpClient, DoesWithoutOptionsThatAreRefused) {
     OMBREL_NEEDS_TFTP_SERVER();
@@ -121,7 +108,7 @@ TEST_F(TftpClient, AsksASilentHostAsOftenAsItIsTold) {
         const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
         request_.tries = tries;
         EXPECT_FALSE(open(own_port(silent), "file"));
-        EXPECT_EQ(fault_code::timed_out, client_.error().fault());
+        EXPECT_EQ(timed_out, client_.error().fault());
         char packet[600];
         unsigned asked = 0;
         while (ombrel_recv(silent, packet, sizeof packet, 0) > 0)
@@ -135,10 +122,10 @@ TEST_F(TftpClient, RefusesWhatItCannotAskFor) {
         std::string name;
         size_t block_size;
         fault_code fault;
-    } cases[] = {{"", 512, fault_code::invalid},
-                 {std::string(512, 'x'), 512, fault_code::invalid},
-                 {"file", 7, fault_code::rejected},
-                 {"file", 65465, fault_code::rejected}};
+    } cases[] = {{"", 512, invalid},
+                 {std::string(512, 'x'), 512, invalid},
+                 {"file", 7, rejected},
+                 {"file", 65465, rejected}};
     for (const auto& each : cases) {
         request_.block_size = each.block_size;
         EXPECT_FALSE(open(1, each.name));
@@ -152,12 +139,8 @@ TEST_F(TftpClient, OpensWithinItsLimit) {
     const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
     request_.limit_ms = 50;
     EXPECT_FALSE(open(own_port(silent), "file"));
-    EXPECT_EQ(fault_code::timed_out, client_.error().fault());
+    EXPECT_EQ(timed_out, client_.error().fault());
 }
-
-struct exchange {
-    std::string given, answer; ///< an empty one is not waited for
-};
 
 // Plays the server of one transfer, packet by packet.
 class TftpScript : public TftpClient {
@@ -169,19 +152,19 @@ protected:
         script();
         thread.join();
     }
-    /// Compares answers up to the text of an error.
-    void exchange_all(const std::vector<exchange>& exchanges, const char* name) {
-        for (const exchange& each : exchanges) {
-            give(each.given);
-            if (each.answer.empty())
+    /// Gives the first of each pair of packets; the second is the answer up to the text of an error, and an
+    /// empty one is not waited for.
+    void exchange(const std::vector<std::string>& packets) {
+        for (size_t i = 0; i < packets.size(); i += 2) {
+            give(packets[i]);
+            if (packets[i + 1].empty())
                 continue;
             std::string answer;
             do // a slow host's client may ask again
                 answer = take();
             while (answer == asked_);
-            EXPECT_EQ(each.answer,
-                      answer.substr(0, answer.substr(0, 2) == failed(0).substr(0, 2) ? 4 : answer.npos))
-                << name;
+            EXPECT_EQ(packets[i + 1],
+                      answer.starts_with(failed(0).substr(0, 2)) ? answer.substr(0, 4) : answer);
         }
     }
     std::string take() { return take(server_); }
@@ -219,115 +202,82 @@ protected:
 };
 
 TEST_F(TftpScript, ReadsWhatComes) {
-    const std::string all = "blksize|1428|timeout|20|tsize|0|";
+    const std::string all = "blksize|1428|timeout|20|tsize|0|", begin = granted("blksize|8|");
     const struct {
         const char* name;
-        std::vector<exchange> exchanges;
-        std::string file; ///< or "failed"
-        fault_code fault = fault_code::none;
+        std::vector<std::string> packets;
+        std::string file;
         std::optional<uint64_t> size = {};
     } cases[] = {
         {"options, and packets that come twice, too early or are none",
-         {{granted("BLKSIZE|8|tsize|11|timeout|20|"), acknowledged(0)},
-          {granted("blksize|8|"), acknowledged(0)},
-          {block(0, 8), ""},
-          {block(2, 8), ""},
-          {acknowledged(1), ""},
-          {"", ""},
-          {block(1, 8), acknowledged(1)},
-          {block(1, 8), acknowledged(1)},
-          {granted("blksize|8|"), ""},
-          {block(3, 8), ""},
-          {block(2, 3), acknowledged(2)}},
-         std::string(8, 1) + std::string(3, 2),
-         fault_code::none,
-         11},
-        {"no options",
-         {{block(1, 512), acknowledged(1)}, {block(2, 0), acknowledged(2)}},
+         texts(granted("BLKSIZE|8|tsize|11|timeout|20|"), acknowledged(0), begin, acknowledged(0),
+               block(0, 8), "", block(2, 8), "", acknowledged(1), "", "", "", block(1, 8), acknowledged(1),
+               block(1, 8), acknowledged(1), begin, "", block(3, 8), "", block(2, 3), acknowledged(2)),
+         std::string(8, 1) + std::string(3, 2), 11},
+        {"no options", texts(block(1, 512), acknowledged(1), block(2, 0), acknowledged(2)),
          std::string(512, 1)},
-        {"a size alone",
-         {{granted("tsize|3|"), acknowledged(0)}, {block(1, 3), acknowledged(1)}},
-         std::string(3, 1),
-         fault_code::none,
-         3},
-        {"nothing", {{block(1, 0), acknowledged(1)}}, ""},
-        {"a late error", {{block(1, 3), acknowledged(1)}, {failed(0, "late"), ""}}, std::string(3, 1)},
-        {"an error in the middle",
-         {{block(1, 512), acknowledged(1)}, {failed(3), ""}},
-         "failed",
-         fault_code::no_space},
-        {"larger blocks", {{granted("blksize|1429|"), failed(8)}}, "failed", fault_code::violation},
-        {"too small blocks", {{granted("blksize|7|"), failed(8)}}, "failed", fault_code::violation},
-        {"another time", {{granted("timeout|21|"), failed(8)}}, "failed", fault_code::violation},
-        {"another option", {{granted("windowsize|2|"), failed(8)}}, "failed", fault_code::violation},
-        {"half an option", {{granted("tsize"), failed(8)}}, "failed", fault_code::violation},
-        {"a long block", {{block(1, 513), failed(4)}}, "failed", fault_code::violation},
-        {"longer than granted",
-         {{granted("blksize|8|"), acknowledged(0)}, {block(1, 9), failed(4)}},
-         "failed",
-         fault_code::violation},
-        {"no options known", {{failed(4), request("")}, {block(1, 3), acknowledged(1)}}, std::string(3, 1)},
-        {"options refused",
-         {{failed(8), request("")}, {granted("blksize|512|"), failed(8)}},
-         "failed",
-         fault_code::violation},
-        {"refused again", {{failed(8), request("")}, {failed(8), ""}}, "failed", fault_code::rejected},
+        {"a size", texts(granted("tsize|3|"), acknowledged(0), block(1, 3), acknowledged(1)), "\1\1\1", 3},
+        {"nothing", texts(block(1, 0), acknowledged(1)), ""},
+        {"a late error", texts(block(1, 3), acknowledged(1), failed(0, "late"), ""), "\1\1\1"},
+        {"no options known", texts(failed(4), request(""), block(1, 3), acknowledged(1)), "\1\1\1"}};
+    const auto expect = [&](const auto& packets, const std::string& file, fault_code fault) {
+        std::string fetched;
+        play([&] { fetched = fetch(own_port(server_), "file"); }, [&] { exchange(packets); });
+        EXPECT_EQ(request(all), asked_);
+        EXPECT_EQ(file, fetched);
+        EXPECT_EQ(fault, client_.error().fault()) << client_.error().text();
+        EXPECT_EQ(fault == none, client_.close());
+        EXPECT_EQ("", take(server_, 0));
     };
     for (const auto& each : cases) {
-        std::string fetched;
-        play([&] { fetched = fetch(own_port(server_), "file"); },
-             [&] { exchange_all(each.exchanges, each.name); });
-        EXPECT_EQ(request(all), asked_) << each.name;
-        EXPECT_EQ(each.file, fetched) << each.name;
-        EXPECT_EQ(each.fault, client_.error().fault()) << each.name;
-        EXPECT_EQ(each.size, client_.size()) << each.name;
-        EXPECT_EQ(each.fault == fault_code::none, client_.close()) << each.name;
-        EXPECT_EQ("", take(server_, 0)) << each.name;
+        SCOPED_TRACE(each.name);
+        expect(each.packets, each.file, none);
+        EXPECT_EQ(each.size, client_.size());
     }
+    for (const std::string& bad :
+         texts("blksize|1429|", "blksize|7|", "timeout|21|", "windowsize|2|", "tsize")) {
+        SCOPED_TRACE(bad);
+        expect(texts(granted(bad), failed(8)), "failed", violation);
+    }
+    expect(texts(block(1, 512), acknowledged(1), failed(3), ""), "failed", no_space);
+    expect(texts(block(1, 513), failed(4)), "failed", violation);
+    expect(texts(begin, acknowledged(0), block(1, 9), failed(4)), "failed", violation);
+    expect(texts(failed(8), request(""), begin, failed(8)), "failed", violation);
+    expect(texts(failed(8), request(""), failed(8), ""), "failed", rejected);
 }
 
 TEST_F(TftpScript, WritesWhatItIsGiven) {
     const auto eights = [](char number, size_t size) {
         return std::string{0, 3, 0, number} + std::string(size, 'x');
     };
-    const exchange begin = {granted("blksize|8|"), eights(1, 8)};
+    const std::string begin = granted("blksize|8|"), end;
     const struct {
-        const char* name;
         size_t size;
-        std::vector<exchange> exchanges;
-        fault_code fault = fault_code::none;
+        std::vector<std::string> packets;
+        fault_code fault = none;
     } cases[] = {
-        {"a short end", 10, {begin, {acknowledged(1), eights(2, 2)}, {acknowledged(2), ""}}},
-        {"an empty end", 8, {begin, {acknowledged(1), eights(2, 0)}, {acknowledged(2), ""}}},
-        {"nothing", 0, {{acknowledged(0), eights(1, 0)}, {acknowledged(1), ""}}},
-        {"no options",
-         512,
-         {{acknowledged(0), eights(1, 512)}, {acknowledged(1), eights(2, 0)}, {acknowledged(2), ""}}},
-        {"packets that come twice, too early or are none",
-         16,
-         {begin,
-          {acknowledged(0), ""},
-          {acknowledged(2), ""},
-          {block(1, 3), ""},
-          {granted("blksize|8|"), ""},
-          {acknowledged(1), eights(2, 8)},
-          {acknowledged(1), ""},
-          {acknowledged(2), eights(3, 0)},
-          {acknowledged(3), ""}}},
-        {"an error in the middle", 10, {begin, {failed(3), ""}}, fault_code::no_space},
-        {"an error at the end", 3, {{acknowledged(0), eights(1, 3)}, {failed(6), ""}}, fault_code::exists},
-        {"a size of nobody", 10, {{granted("tsize|10|"), failed(8)}}, fault_code::violation},
-    };
+        {10, texts(begin, eights(1, 8), acknowledged(1), eights(2, 2), acknowledged(2), end)},
+        {8, texts(begin, eights(1, 8), acknowledged(1), eights(2, 0), acknowledged(2), end)},
+        {0, texts(acknowledged(0), eights(1, 0), acknowledged(1), end)},
+        {512, texts(acknowledged(0), eights(1, 512), acknowledged(1), eights(2, 0), acknowledged(2), end)},
+        // Packets that come twice, too early or are none.
+        {16, texts(begin, eights(1, 8), acknowledged(0), "", acknowledged(2), "", block(1, 3), "", begin, "",
+                   acknowledged(1), eights(2, 8), acknowledged(1), "", acknowledged(2), eights(3, 0),
+                   acknowledged(3), end)},
+        {10, texts(begin, eights(1, 8), failed(3), end), no_space},
+        {3, texts(acknowledged(0), eights(1, 3), failed(6), end), exists},
+        {10, texts(granted("tsize|10|"), failed(8)), violation}};
     for (const auto& each : cases) {
+        SCOPED_TRACE(&each - cases);
         bool stored = false;
         play([&] { stored = store(own_port(server_), "file", std::string(each.size, 'x')); },
-             [&] { exchange_all(each.exchanges, each.name); });
-        EXPECT_EQ(request("blksize|1428|timeout|20|"), asked_) << each.name;
-        EXPECT_EQ(each.fault == fault_code::none, stored) << each.name;
-        EXPECT_EQ(each.fault, client_.error().fault()) << each.name << client_.error().text();
+             [&] { exchange(each.packets); });
+        EXPECT_EQ(request("blksize|1428|timeout|20|"), asked_);
+        EXPECT_EQ(each.fault == none, stored);
+        EXPECT_EQ(each.fault, client_.error().fault()) << client_.error().text();
         EXPECT_FALSE(client_.size());
         client_.close();
-        EXPECT_EQ("", take(server_, 0)) << each.name;
+        EXPECT_EQ("", take(server_, 0));
     }
 }
 
@@ -352,22 +302,21 @@ TEST_F(TftpScript, AsksForOptionsThatDiffer) {
 
 TEST_F(TftpScript, SaysWhyTheServerRefuses) {
     const struct {
-        int code;
+        char code;
         fault_code fault;
-        const char* text;
-    } cases[] = {{0, fault_code::rejected, "the server ended the transfer"},
-                 {1, fault_code::not_found, "file not found"},
-                 {2, fault_code::access_denied, "access violation"},
-                 {3, fault_code::no_space, "disk full"},
-                 {5, fault_code::violation, "unknown transfer"},
-                 {6, fault_code::exists, "file exists"},
-                 {7, fault_code::access_denied, "no such user"},
-                 {9, fault_code::rejected, "the server ended the transfer"},
-                 {0, fault_code::rejected, "its own words"}};
+        const char *text, *given = "";
+    } cases[] = {{0, rejected, "the server ended the transfer"},
+                 {1, not_found, "file not found"},
+                 {2, access_denied, "access violation"},
+                 {3, no_space, "disk full"},
+                 {5, violation, "unknown transfer"},
+                 {6, exists, "file exists"},
+                 {7, access_denied, "no such user"},
+                 {9, rejected, "the server ended the transfer"},
+                 {0, rejected, "its own words", "its own words"}};
     for (const auto& each : cases) {
-        const bool is_own = each.text == std::string("its own words");
         play([&] { EXPECT_EQ("failed", fetch(own_port(server_), "file")); },
-             [&] { give(failed(static_cast<char>(each.code), is_own ? each.text : "")); });
+             [&] { give(failed(each.code, each.given)); });
         EXPECT_EQ(each.fault, client_.error().fault());
         EXPECT_EQ(each.code, client_.error().peer_code());
         EXPECT_STREQ(each.text, client_.error().text());
@@ -377,43 +326,34 @@ TEST_F(TftpScript, SaysWhyTheServerRefuses) {
 TEST_F(TftpScript, TellsStrangersSoAndIgnoresThem) {
     const owned_socket stranger = bound(AF_INET, SOCK_DGRAM), foreign(ombrel_open_udp_socket("127.0.0.2", 0));
     std::string fetched;
-    play([&] { fetched = fetch(own_port(server_), "file"); },
-         [&] {
-             give(foreign, block(1, 3));
-             EXPECT_EQ(failed(5), take(foreign).substr(0, 4));
-             give(block(1, 512));
-             EXPECT_EQ(acknowledged(1), take());
-             give(stranger, failed(0, "not answered"));
-             give(stranger, block(2, 3));
-             EXPECT_EQ(failed(5), take(stranger).substr(0, 4));
-             give(block(1, 512));
-             EXPECT_EQ(acknowledged(1), take());
-             give(block(2, 1));
-             EXPECT_EQ(acknowledged(2), take());
-         });
+    const auto script = [&] {
+        give(foreign, block(1, 3));
+        EXPECT_EQ(failed(5), take(foreign).substr(0, 4));
+        exchange({block(1, 512), acknowledged(1)});
+        give(stranger, failed(0, "not answered"));
+        give(stranger, block(2, 3));
+        EXPECT_EQ(failed(5), take(stranger).substr(0, 4));
+        exchange({block(1, 512), acknowledged(1), block(2, 1), acknowledged(2)});
+    };
+    play([&] { fetched = fetch(own_port(server_), "file"); }, script);
     EXPECT_EQ(std::string(512, 1) + std::string(1, 2), fetched);
     EXPECT_EQ("", take(stranger, 0));
 }
 
 TEST_F(TftpScript, IsClosedInTheMiddleAndAtTheEnd) {
     char bytes[600];
-    play(
-        [&] {
-            ASSERT_TRUE(open(own_port(server_), "file"));
-            EXPECT_EQ(5, client_.read(bytes, 5, patience_ms));
-            EXPECT_EQ(-1, client_.write(bytes, 5, patience_ms)) << "it is read";
-            EXPECT_EQ(507, client_.read(bytes, sizeof bytes, patience_ms));
-            EXPECT_EQ(0, client_.wait(1));
-            EXPECT_EQ(transfer_waited, client_.read(bytes, sizeof bytes, 1));
-            EXPECT_TRUE(client_.close());
-        },
-        [&] {
-            exchange_all({{block(1, 512), acknowledged(1)}, {"", failed(0)}}, "");
-        });
-    play([&] { ASSERT_TRUE(open(own_port(server_), "file")); },
-         [&] {
-             exchange_all({{block(1, 3), acknowledged(1)}}, "");
-         });
+    const auto begin = [&] { ASSERT_TRUE(open(own_port(server_), "file")); };
+    const auto leave = [&] {
+        begin();
+        EXPECT_EQ(5, client_.read(bytes, 5, patience_ms));
+        EXPECT_EQ(-1, client_.write(bytes, 5, patience_ms)) << "it is read";
+        EXPECT_EQ(507, client_.read(bytes, sizeof bytes, patience_ms));
+        EXPECT_EQ(0, client_.wait(1));
+        EXPECT_EQ(transfer_waited, client_.read(bytes, sizeof bytes, 1));
+        EXPECT_TRUE(client_.close());
+    };
+    play(leave, [&] { exchange({block(1, 512), acknowledged(1), "", failed(0)}); });
+    play(begin, [&] { exchange({block(1, 3), acknowledged(1)}); });
     EXPECT_EQ(3, client_.read(bytes, sizeof bytes, patience_ms));
     EXPECT_EQ(1, client_.wait(0)) << "the end can be read";
     EXPECT_EQ(0, client_.read(bytes, sizeof bytes, 0));
@@ -443,24 +383,18 @@ TEST_F(TftpScript, WritesNoMoreThanIsAcknowledged) {
 TEST_F(TftpScript, LeavesAServerThatHasFallenSilent) {
     request_.interval_ms = 200;
     request_.tries = 3;
+    const std::string again = acknowledged(1);
     play([&] { EXPECT_EQ("failed", fetch(own_port(server_), "file")); },
          [&] {
-             std::vector<exchange> repeated(3, {"", acknowledged(1)});
-             repeated[0].given = block(1, 512);
-             repeated.push_back({"", failed(0)});
-             exchange_all(repeated, "");
+             exchange({block(1, 512), again, "", again, "", again, "", failed(0)});
          });
-    EXPECT_EQ(fault_code::timed_out, client_.error().fault());
+    EXPECT_EQ(timed_out, client_.error().fault());
 }
 
 TEST_F(TftpScript, ClosesWithinItsLimit) {
     request_.limit_ms = 2000;
-    play(
-        [&] {
-            EXPECT_FALSE(store(own_port(server_), "file", "bytes"));
-            EXPECT_EQ(fault_code::timed_out, client_.error().fault());
-        },
-        [&] { give(acknowledged(0)); });
+    play([&] { EXPECT_FALSE(store(own_port(server_), "file", "bytes")); }, [&] { give(acknowledged(0)); });
+    EXPECT_EQ(timed_out, client_.error().fault());
 }
 
 } // namespace
