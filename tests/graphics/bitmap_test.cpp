@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -159,6 +160,11 @@ picture random_picture() {
     return one;
 }
 
+auto fields_of(const ombrel_bitmap_t& one) {
+    const auto [map, color_interface, resx, resy, line_length, flags, ccolor, alpha] = one;
+    return std::make_tuple(map, color_interface, resx, resy, line_length, flags, ccolor, alpha);
+}
+
 TEST(Boxes, AreThoseOfAPlainModel) {
     for (int round = 0; round < 12000; round++) {
         picture from = random_picture(), to = random_picture(), wanted = to;
@@ -170,28 +176,22 @@ TEST(Boxes, AreThoseOfAPlainModel) {
         const uint32_t mode = below(2);
         ombrel_fbmap_t map{};
         picture& pixels = round % 2 == 0 ? from : to;
-        map.m_map = pixels.record.m_map;
-        map.m_color_interface = pixels.record.m_color_interface;
-        map.m_resx = pixels.record.m_resx;
-        map.m_resy = pixels.record.m_resy;
-        map.m_line_length = pixels.record.m_line_length;
         map.m_bits_per_pixel = 8 * pixels.bytes;
-        map.m_flags = pixels.record.m_flags;
-        map.m_ccolor = pixels.record.m_ccolor;
-        map.m_alpha_window = pixels.record.m_alpha_window;
+        std::tie(map.m_map, map.m_color_interface, map.m_resx, map.m_resy, map.m_line_length, map.m_flags,
+                 map.m_ccolor, map.m_alpha_window) = fields_of(pixels.record);
+        const auto& [x, y, w, h] = target;
+        const auto& [from_x, from_y, from_w, from_h] = source;
+        ombrel_bitmap_t* const taken = &from.record;
+        ombrel_bitmap_t* const filled = &to.record;
         int result;
         if (round % 2 == 0)
-            result = scaled
-                         ? ombrel_fbmap_get_scale_box(&map, &to.record, target.x, target.y, target.w,
-                                                      target.h, source.x, source.y, source.w, source.h, mode)
-                         : ombrel_fbmap_get_box(&map, &to.record, target.x, target.y, source.x, source.y,
-                                                source.w, source.h, mode);
+            result = scaled ? ombrel_fbmap_get_scale_box(&map, filled, x, y, w, h, from_x, from_y, from_w,
+                                                         from_h, mode)
+                            : ombrel_fbmap_get_box(&map, filled, x, y, from_x, from_y, w, h, mode);
         else
-            result = scaled
-                         ? ombrel_fbmap_set_scale_box(&map, &from.record, source.x, source.y, source.w,
-                                                      source.h, target.x, target.y, target.w, target.h, mode)
-                         : ombrel_fbmap_set_box(&map, &from.record, source.x, source.y, target.x, target.y,
-                                                target.w, target.h, mode);
+            result = scaled ? ombrel_fbmap_set_scale_box(&map, taken, from_x, from_y, from_w, from_h, x, y, w,
+                                                         h, mode)
+                            : ombrel_fbmap_set_box(&map, taken, from_x, from_y, x, y, w, h, mode);
         const bool any = put_model(wanted, target, from, source, mode);
         ASSERT_EQ(result, any ? 0 : -1) << round;
         ASSERT_EQ(map.m_update_region.m_w > 0, any && round % 2 == 1) << round;

@@ -1,16 +1,21 @@
-// What reads and sets a map's fields, and what is done under the lock of all maps.
+// What reads and sets a map's fields, what is done under the lock of all maps, and what null pointers do.
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <ombrel/bitmap.h>
+#include <ombrel/color.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap_draw.h>
 
+#include "support/argument_list.h"
+#include "support/capture.h"
 #include "support/heap_balance.h"
+#include "support/matches.h"
+#include "support/waiting_call.h"
 
 namespace ombrel_test {
 namespace {
@@ -63,17 +68,16 @@ TEST_F(FbmapAccess, GettersReadTheirOwnField) {
     uint32_t size = 0;
     EXPECT_EQ(ombrel_fbmap_get_map(&of.window, &size), of.window.m_map);
     EXPECT_EQ(90u, size);
-    const std::pair<uint32_t (*)(ombrel_fbmap_t*), uint32_t> words[] = {
-        {ombrel_fbmap_get_map_size, 90},
-        {ombrel_fbmap_get_color_interface, world::rgb565},
-        {ombrel_fbmap_get_bits_per_pixel, 16},
-        {ombrel_fbmap_get_line_length, 18},
-        {ombrel_fbmap_get_resx, 9},
-        {ombrel_fbmap_get_resy, 5}};
-    for (const auto& [get, expected] : words)
-        EXPECT_EQ(get(&of.window), expected);
+    EXPECT_EQ(90u, ombrel_fbmap_get_map_size(&of.window));
+    EXPECT_EQ(world::rgb565, ombrel_fbmap_get_color_interface(&of.window));
+    EXPECT_EQ(16u, ombrel_fbmap_get_bits_per_pixel(&of.window));
+    EXPECT_EQ(18u, ombrel_fbmap_get_line_length(&of.window));
+    EXPECT_EQ(9u, ombrel_fbmap_get_resx(&of.window));
+    EXPECT_EQ(5u, ombrel_fbmap_get_resy(&of.window));
     EXPECT_EQ(2, ombrel_fbmap_get_x(&of.window));
     EXPECT_EQ(3, ombrel_fbmap_get_y(&of.window));
+    EXPECT_EQ(1, ombrel_fbmap_is_visible(&of.window)) << "the hidden bit, meant so";
+    EXPECT_EQ(0, ombrel_fbmap_is_visible(&of.root));
     EXPECT_EQ(0, ombrel_fbmap_is_closed(&of.window));
     of.root.m_flags |= def_ombrel_fbmap_closed;
     EXPECT_EQ(1, ombrel_fbmap_is_closed(&of.window)) << "its root is";
@@ -85,12 +89,11 @@ struct setter {
     void (*expect)(ombrel_fbmap_t& map);
 };
 
+// clang-format off
 #define SETTER(name, expectation, ...)                                                                       \
-    {                                                                                                        \
-#name, [](ombrel_fbmap_t *                                                                           \
-                  map) { return ombrel_fbmap_##name(map, __VA_ARGS__); }, [](ombrel_fbmap_t &                \
-                                                                             map) { expectation; }           \
-    }
+    {#name, [](ombrel_fbmap_t* map) { return ombrel_fbmap_##name(map, __VA_ARGS__); },                       \
+     [](ombrel_fbmap_t& map) { expectation; }}
+// clang-format on
 #define SWITCH(name, on, off)                                                                                \
     SETTER(name, change_flags(map, on, off), 7), SETTER(name, change_flags(map, off, on), 0)
 
@@ -148,17 +151,18 @@ TEST_F(FbmapAccess, SettersSetTheirOwnFieldsAndNothingElse) {
 
 struct locked_call {
     const char* name;
-    int (*locks)(world& of);
-    int (*is_inside)(world& of);
+    int64_t (*locks)(ombrel_fbmap_t* map, world& of);
+    int64_t (*is_inside)(ombrel_fbmap_t* map, world& of);
 };
 
+// clang-format off
 #define LOCKED(name, ...)                                                                                    \
-    {                                                                                                        \
-#name, [](world& of) { return static_cast<int>(ombrel_##name(&of.window __VA_OPT__(, ) __VA_ARGS__)); },  \
-     [](world& of) {                                                                                         \
-         return static_cast<int>(__ombrel_##name##_internal(&of.window __VA_OPT__(, ) __VA_ARGS__));           \
-     }  \
-    }
+    {#name, [](ombrel_fbmap_t* map, [[maybe_unused]] world& of) {                                            \
+         return int64_t{ombrel_##name(map __VA_OPT__(, ) __VA_ARGS__)};                                      \
+     }, [](ombrel_fbmap_t* map, [[maybe_unused]] world& of) {                                                \
+         return int64_t{__ombrel_##name##_internal(map __VA_OPT__(, ) __VA_ARGS__)};                         \
+     }}
+// clang-format on
 
 constexpr uint32_t plain = def_ombrel_fbmap_plain;
 
@@ -192,16 +196,16 @@ TEST_F(FbmapAccess, InternalCallsDoTheSameUnderALockThatIsHeld) {
     world alone, locked;
     EXPECT_EQ(0, ombrel_fbmap_lock());
     std::vector<std::string> states;
-    std::vector<int> results;
+    std::vector<int64_t> results;
     for (const locked_call& row : locked_calls) {
         const std::string before = locked.state();
-        results.push_back(row.is_inside(locked));
+        results.push_back(row.is_inside(&locked.window, locked));
         states.push_back(locked.state());
         EXPECT_TRUE(states.back() != before) << row.name << " did nothing";
     }
     EXPECT_EQ(0, ombrel_fbmap_unlock());
     for (size_t i = 0; i < std::size(locked_calls); i++) {
-        EXPECT_EQ(locked_calls[i].locks(alone), results[i]) << locked_calls[i].name;
+        EXPECT_EQ(locked_calls[i].locks(&alone.window, alone), results[i]) << locked_calls[i].name;
         EXPECT_TRUE(alone.state() == states[i]) << locked_calls[i].name;
     }
 }
@@ -209,14 +213,126 @@ TEST_F(FbmapAccess, InternalCallsDoTheSameUnderALockThatIsHeld) {
 TEST_F(FbmapAccess, TheLockKeepsOtherThreadsOut) {
     world of;
     EXPECT_EQ(0, ombrel_fbmap_lock());
-    std::thread other([&] { EXPECT_EQ(0, ombrel_fbmap_set_brush_angle(&of.window, 90)); });
-    for (int i = 0; i < 20; i++) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    {
+        const waiting_call other([&] { EXPECT_EQ(0, ombrel_fbmap_set_brush_angle(&of.window, 90)); });
+        EXPECT_TRUE(other.is_waiting());
         EXPECT_EQ(0, of.window.m_brush_angle);
+        EXPECT_EQ(0, ombrel_fbmap_unlock());
     }
-    EXPECT_EQ(0, ombrel_fbmap_unlock());
-    other.join();
     EXPECT_EQ(90, of.window.m_brush_angle);
+}
+
+int by_list(ombrel_fbmap_t* map, const char* format) {
+    const auto draw = [=](va_list list) { return ombrel_fbmap_draw_vprintf(map, format, list); };
+    return with_list(draw, 1);
+}
+
+long long number(long long value) {
+    return value;
+}
+long long number(const void* pointer) {
+    return pointer != nullptr;
+}
+
+struct call {
+    const char* name;
+    long long expected;
+    long long (*perform)();
+};
+
+// clang-format off
+#define CALL(function, expected, ...) {#function, expected, [] { return number(function(__VA_ARGS__)); }}
+// clang-format on
+
+constexpr auto none = nullptr;
+ombrel_fbmap_rectangle_t area = {1, 2, 3, 4};
+
+const call calls_for_a_null_map[] = {
+    CALL(ombrel_init_fbmap, 0, none, none, 0, 0x00455665, 0, 0, 4, 4),
+    CALL(ombrel_destroy_fbmap, -1, none),
+    CALL(ombrel_free_fbmap, 0, none),
+    CALL(__ombrel_fbmap_get_abs_region_internal, 0, none, &area, none, none, none),
+    CALL(__ombrel_fbmap_redraw_region_with_transfer_internal, -1, none, &area, 0),
+    CALL(__ombrel_fbmap_redraw_region_recursive_internal, UINT32_MAX, none, none, none, 0),
+    CALL(ombrel_fbmap_is_closed, -1, none),
+    CALL(ombrel_fbmap_is_visible, -1, none),
+    CALL(ombrel_fbmap_get_map, 0, none, none),
+    CALL(ombrel_fbmap_get_map_size, 0, none),
+    CALL(ombrel_fbmap_get_color_interface, 0, none),
+    CALL(ombrel_fbmap_get_bits_per_pixel, 0, none),
+    CALL(ombrel_fbmap_get_line_length, 0, none),
+    CALL(ombrel_fbmap_get_x, 0, none),
+    CALL(ombrel_fbmap_get_y, 0, none),
+    CALL(ombrel_fbmap_get_resx, 0, none),
+    CALL(ombrel_fbmap_get_resy, 0, none),
+    CALL(ombrel_fbmap_convert_color, UINT32_MAX, none, 1, 2, 3),
+    CALL(ombrel_fbmap_draw_printf, -1, none, "%d", 1),
+    {"ombrel_fbmap_draw_vprintf", -1, [] { return number(by_list(none, "%d")); }}};
+
+template<typename Call>
+void expect_a_report(const std::string& name, int64_t expected, Call perform) {
+    capture errors(stderr);
+    EXPECT_EQ(expected, perform()) << name;
+    const std::string text = errors.text();
+    EXPECT_NE(text.npos, text.find(":" + name + ":")) << name << ": " << text;
+    EXPECT_EQ(1u, occurrences(text, "<s_fbmap is null !>")) << name << ": " << text;
+}
+
+TEST(Null, ANullMapIsReportedUnderTheFunctionSOwnName) {
+    world of;
+    for (const call& row : calls_for_a_null_map)
+        expect_a_report(row.name, row.expected, row.perform);
+    for (const setter& row : setters)
+        expect_a_report(std::string("ombrel_fbmap_") + row.name, -1, [&] { return row.set(nullptr); });
+    for (const locked_call& row : locked_calls) {
+        const std::string name = std::string("ombrel_") + row.name;
+        const int expected = name == "ombrel_fbmap_get_pixel" ? 0 : -1;
+        expect_a_report(name, expected, [&] { return row.locks(nullptr, of); });
+        expect_a_report("__" + name + "_internal", expected, [&] { return row.is_inside(nullptr, of); });
+    }
+}
+
+ombrel_fbmap_t* map() {
+    static uint32_t pixel[4];
+    static ombrel_fbmap_t record = {};
+    record.m_map = pixel;
+    record.m_color_interface = world::argb8888;
+    record.m_bits_per_pixel = 32;
+    record.m_resx = record.m_resy = 2;
+    record.m_line_length = 8;
+    return &record;
+}
+
+const call calls_with_other_null_pointers[] = {
+    CALL(ombrel_color_interface_name, 0, none, 0x31),
+    CALL(ombrel_sep_overlap_window, -1, none, &area, none, none),
+    CALL(ombrel_sep_overlap_window, -1, &area, none, none, none),
+    CALL(ombrel_sep_overlap_window, 1, &area, &area, none, none),
+    CALL(ombrel_fbmap_get_map, 1, map(), none),
+    CALL(__ombrel_fbmap_get_abs_region_internal, 1, map(), none, none, none, none),
+    CALL(__ombrel_fbmap_redraw_region_with_transfer_internal, -1, map(), none, 0),
+    CALL(__ombrel_fbmap_redraw_region_recursive_internal, UINT32_MAX, none, map(), none, 0),
+    CALL(ombrel_fbmap_get_box, -1, map(), none, 0, 0, 0, 0, 1, 1, 0),
+    CALL(__ombrel_fbmap_get_box_internal, -1, map(), none, 0, 0, 0, 0, 1, 1, 0),
+    CALL(ombrel_fbmap_set_box, -1, map(), none, 0, 0, 0, 0, 1, 1, 0),
+    CALL(__ombrel_fbmap_set_box_internal, -1, map(), none, 0, 0, 0, 0, 1, 1, 0),
+    CALL(ombrel_fbmap_get_scale_box, -1, map(), none, 0, 0, 1, 1, 0, 0, 1, 1, 0),
+    CALL(__ombrel_fbmap_get_scale_box_internal, -1, map(), none, 0, 0, 1, 1, 0, 0, 1, 1, 0),
+    CALL(ombrel_fbmap_set_scale_box, -1, map(), none, 0, 0, 1, 1, 0, 0, 1, 1, 0),
+    CALL(__ombrel_fbmap_set_scale_box_internal, -1, map(), none, 0, 0, 1, 1, 0, 0, 1, 1, 0),
+    CALL(ombrel_fbmap_draw_puts, -1, map(), none),
+    CALL(__ombrel_fbmap_draw_puts_internal, -1, map(), none),
+    CALL(ombrel_fbmap_draw_printf, -1, map(), none),
+    {"ombrel_fbmap_draw_vprintf", -1, [] { return number(by_list(map(), none)); }},
+    CALL(ombrel_fbmap_get_pixel, 0, map(), none, 0, 0, 0, 0),
+    CALL(__ombrel_fbmap_get_pixel_internal, 0, map(), none, 0, 0, 0, 0),
+    CALL(ombrel_copy_raw_bitmap, -1, none, 0, 0, none, 0, 0, 1, 1),
+    CALL(ombrel_copy_raw_bitmap_scale, -1, none, 0, 0, 1, 1, none, 0, 0, 1, 1),
+};
+
+TEST(Null, OtherNullPointersAreEndured) {
+    for (const call& row : calls_with_other_null_pointers)
+        EXPECT_EQ(row.perform(), row.expected) << row.name;
 }
 
 } // namespace

@@ -1,6 +1,3 @@
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,6 +11,7 @@
 
 #include "support/heap_balance.h"
 #include "support/queued.h"
+#include "support/scratch_directory.h"
 
 #if defined(OMBREL_TEST_ZLIB)
 #include "png_decoder.h"
@@ -40,11 +38,6 @@ struct queued {
     std::string document;
 };
 
-std::string content_of(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST_F(Png, WhatCannotBeWrittenIsRefused) {
     unsigned char bytes[16] = {};
     ombrel_bitmap_t good = {bytes, def_ombrel_color_interface_rgb565, 2, 2, 4, 0, 0, 0}, bad = good,
@@ -52,30 +45,31 @@ TEST_F(Png, WhatCannotBeWrittenIsRefused) {
     bad.m_line_length = 3;
     bits.m_color_interface = 0x21212121;
     ombrel_fbmap_t* const map = ombrel_new_fbmap(nullptr, 0, def_ombrel_color_interface_rgb565, 0, 0, 2, 2);
-    struct {
-        const char* why;
-        queued got;
-    } const refused[] = {
-        {"no rows", queued([](auto* to) { return ombrel_png_push_rows(to, grey, nullptr, 1, 1, 1); })},
-        {"no columns", queued([&](auto* to) { return ombrel_png_push_rows(to, grey, bytes, 0, 0, 1); })},
-        {"no height", queued([&](auto* to) { return ombrel_png_push_rows(to, grey, bytes, 1, 1, 0); })},
-        {"no format", queued([&](auto* to) { return ombrel_png_push_rows(to, 2, bytes, 4, 1, 1); })},
-        {"rows that overlap",
-         queued([&](auto* to) { return ombrel_png_push_rows(to, rgb, bytes, 5, 2, 1); })},
-        {"too wide",
-         queued([&](auto* to) { return ombrel_png_push_rows(to, grey, bytes, SIZE_MAX, 1u << 31, 1); })},
-        {"too high", queued([&](auto* to) { return ombrel_png_push_rows(to, grey, bytes, 1, 1, 1u << 31); })},
-        {"past memory",
-         queued([&](auto* to) { return ombrel_png_push_rows(to, grey, bytes, SIZE_MAX / 2, 1, 3); })},
-        {"no bitmap", queued([](auto* to) { return ombrel_png_push_bitmap(to, rgb, nullptr); })},
-        {"a bad bitmap", queued([&](auto* to) { return ombrel_png_push_bitmap(to, rgb, &bad); })},
-        {"half a byte", queued([&](auto* to) { return ombrel_png_push_bitmap(to, rgb, &bits); })},
-        {"no map", queued([](auto* to) { return ombrel_png_push_fbmap(to, rgb, nullptr); })},
-        {"a map without pixels", queued([&](auto* to) { return ombrel_png_push_fbmap(to, rgb, map); })},
-        {"another format", queued([&](auto* to) { return ombrel_png_push_bitmap(to, 5, &good); })},
+    const struct {
+        uint32_t format;
+        const void* rows;
+        size_t line;
+        uint32_t width, height;
+    } no_rows[] = {
+        {grey, nullptr, 1, 1, 1},      {grey, bytes, 0, 0, 1},
+        {grey, bytes, 1, 1, 0},        {2, bytes, 4, 1, 1},
+        {rgb, bytes, 5, 2, 1},         {grey, bytes, SIZE_MAX, 1u << 31, 1},
+        {grey, bytes, 1, 1, 1u << 31}, {grey, bytes, SIZE_MAX / 2, 1, 3},
     };
-    for (const auto& row : refused)
-        EXPECT_TRUE(row.got.result == -1 && row.got.document.empty()) << row.why;
+    const auto expect_refusal = [](const char* what, ptrdiff_t row, const queued& got) {
+        EXPECT_TRUE(got.result == -1 && got.document.empty()) << what << ' ' << row;
+    };
+    for (const auto& row : no_rows)
+        expect_refusal("rows", &row - no_rows, queued([&](auto* to) {
+                           return ombrel_png_push_rows(to, row.format, row.rows, row.line, row.width,
+                                                       row.height);
+                       }));
+    for (const ombrel_bitmap_t* bitmap : {static_cast<ombrel_bitmap_t*>(nullptr), &bad, &bits})
+        expect_refusal("bitmap", 0,
+                       queued([&](auto* to) { return ombrel_png_push_bitmap(to, rgb, bitmap); }));
+    for (ombrel_fbmap_t* one : {static_cast<ombrel_fbmap_t*>(nullptr), map})
+        expect_refusal("map", 0, queued([&](auto* to) { return ombrel_png_push_fbmap(to, rgb, one); }));
+    expect_refusal("format", 5, queued([&](auto* to) { return ombrel_png_push_bitmap(to, 5, &good); }));
     EXPECT_EQ(-1, ombrel_png_push_rows(nullptr, grey, bytes, 1, 1, 1));
     EXPECT_EQ(-1, ombrel_png_save_rows(nullptr, grey, bytes, 1, 1, 1));
     EXPECT_EQ(-1, ombrel_png_save_rows("/nowhere/at/all.png", grey, bytes, 1, 1, 1));
@@ -84,7 +78,8 @@ TEST_F(Png, WhatCannotBeWrittenIsRefused) {
 }
 
 TEST_F(Png, FilesHoldWhatBuffersDo) {
-    const std::string path = testing::TempDir() + "ombrel_png_test.png";
+    const scratch_directory folder;
+    const std::string path = folder.file("png", std::string(100000, 'x')); // what is longer is cut
     std::vector<unsigned char> bytes(90 * 80 * 2);
     for (size_t i = 0; i < bytes.size(); i++)
         bytes[i] = static_cast<unsigned char>(i * i >> 7);
@@ -92,22 +87,19 @@ TEST_F(Png, FilesHoldWhatBuffersDo) {
     ombrel_fbmap_t* const map =
         ombrel_new_fbmap(nullptr, def_ombrel_fbmap_own_map, bitmap.m_color_interface, 0, 0, 90, 80);
     ombrel_fbmap_set_box(map, &bitmap, 0, 0, 0, 0, 90, 80, def_ombrel_fbmap_plain);
-    std::ofstream(path, std::ios::binary) << std::string(100000, 'x'); // what is longer is cut
     EXPECT_EQ(0, ombrel_png_save_rows(path.c_str(), rgb, bytes.data(), 180, 60, 80));
-    EXPECT_EQ(
-        queued([&](auto* to) { return ombrel_png_push_rows(to, rgb, bytes.data(), 180, 60, 80); }).document,
-        content_of(path));
-    const std::string pushed =
-        queued([&](auto* to) { return ombrel_png_push_bitmap(to, rgba, &bitmap); }).document;
+    const queued rows([&](auto* to) { return ombrel_png_push_rows(to, rgb, bytes.data(), 180, 60, 80); });
+    EXPECT_EQ(rows.document, folder.read("png"));
+    const auto [result, pushed] = queued([&](auto* to) { return ombrel_png_push_bitmap(to, rgba, &bitmap); });
+    EXPECT_EQ(0, result);
     EXPECT_EQ(0, ombrel_png_save_bitmap(path.c_str(), rgba, &bitmap));
-    EXPECT_EQ(pushed, content_of(path));
+    EXPECT_EQ(pushed, folder.read("png"));
     EXPECT_EQ(0, ombrel_png_save_fbmap(path.c_str(), rgba, map));
-    EXPECT_EQ(pushed, content_of(path));
+    EXPECT_EQ(pushed, folder.read("png"));
     EXPECT_EQ(pushed, queued([&](auto* to) { return ombrel_png_push_fbmap(to, rgba, map); }).document);
     EXPECT_EQ(-1, ombrel_png_save_rows(path.c_str(), 7, bytes.data(), 180, 60, 80));
-    EXPECT_EQ(pushed, content_of(path)) << "refused before the file was touched";
+    EXPECT_EQ(pushed, folder.read("png")) << "refused before the file was touched";
     ombrel_free_fbmap(map);
-    std::remove(path.c_str());
 }
 
 #if defined(OMBREL_TEST_ZLIB)
