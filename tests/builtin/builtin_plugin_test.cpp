@@ -12,6 +12,7 @@
 #include "builtin/stream_support.h"
 #include "plugin/probe_library.h"
 #include "support/capture.h"
+#include "support/scratch_directory.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -61,45 +62,39 @@ TEST_F(BuiltinPluginTest, TellsTheKindOfAContext) {
 }
 
 TEST_F(BuiltinPluginTest, AnOptionThatIsNoNumberIsRefused) {
-    const char* const file = "/dev/null";
-    const char* const tftp = "tftp://127.0.0.1:1/file";
+    const char *const file = "/dev/null", *const tftp = "tftp://127.0.0.1:1/file", *const pipe = "pipe:cat",
+                      *const ftp = "ftp://127.0.0.1:1/f", *const tcp = "tcp://127.0.0.1:1",
+                      *const udp = "udp://127.0.0.1:9";
     const struct {
         const char *source, *option, *beyond; // a number that is outside of the range
     } cases[] = {{file, "debug", "2147483648"},
                  {file, "verbose", "-2147483649"},
                  {file, "missed_time", "99999999999"},
                  {file, "timeout", "99999999999"},
-                 {"pipe:cat", "close_timeout", "1e9"},
-                 {"tcp://127.0.0.1:1", "listen", "4294967296"},
-                 {"udp://127.0.0.1:9", "ttl", "256"},
+                 {pipe, "close_timeout", "1e9"},
+                 {tcp, "listen", "4294967296"},
+                 {udp, "ttl", "256"},
                  {tftp, "block_size", "65465"},
                  {tftp, "block_size", "7"},
                  {tftp, "interval", "4294967296"},
                  {tftp, "tries", "4294967297"},
                  {tftp, "size", "9223372036854775808"},
-                 {"ftp://127.0.0.1:1/f", "offset", "-1"}};
+                 {ftp, "offset", "-1"}};
     for (const auto& one : cases) {
         for (const char* const text : {one.beyond, "", "5x", "abc", " 5", "5 ", "+5", "0x5", "--5", "-"}) {
-            capture errors(stderr); // of "verbose"
+            const capture errors(stderr); // of "verbose"
             const stream s(one.source, "r", {{one.option, text}});
             EXPECT_FALSE(s.is_open());
-            EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error()) << one.option << " \"" << text << '"';
+            EXPECT_EQ(ctx_error::invalid, s.error()) << one.option << " \"" << text << '"';
         }
     }
     const stream s(file, "r", {{"timeout", "-0020"}, {"missed_time", "2147483647"}, {"verbose", "0"}});
     EXPECT_EQ("-20", s.property("timeout"));
     for (const char* const text : {"99999999999", "-2147483649", "", "5x", "soon", " 5", "+5"}) {
         EXPECT_EQ(-1, ombrel_ctx_set_env(s.handle(), "timeout", text));
-        EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error()) << text;
+        EXPECT_EQ(ctx_error::invalid, s.error()) << text;
     }
     EXPECT_EQ("-20", s.property("timeout"));
-}
-
-TEST_F(BuiltinPluginTest, ABaseContextHasNoOperations) {
-    const stream s("", "r", {}, "application/tuk_base");
-    EXPECT_TRUE(s.is_open());
-    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
 }
 
 TEST_F(BuiltinPluginTest, AWrongRecordIsReportedUnderTheFunctionThatWasCalled) {
@@ -110,29 +105,34 @@ TEST_F(BuiltinPluginTest, AWrongRecordIsReportedUnderTheFunctionThatWasCalled) {
     EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), code, &record, size_t{1}));
     EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "get_timeout", &record, size_t{1}));
     EXPECT_EQ(-1, ombrel_ctx_bcontrol(s.handle(), code, nullptr, size_t{0}, &record, size_t{1}));
-    const std::string report = testing::internal::GetCapturedStderr();
+    const std::string report = testing::internal::GetCapturedStderr(),
+                      place = "ASSERT:source/builtin_plugin:";
     for (const char* function : {"ombrel_ctx_control:", "ombrel_ctx_xcontrol:", "ombrel_ctx_bcontrol:"})
-        EXPECT_NE(std::string::npos, report.find(std::string("ASSERT:source/builtin_plugin:") + function))
-            << report;
+        EXPECT_NE(std::string::npos, report.find(place + function)) << report;
+    EXPECT_NE(std::string::npos, report.find("s_arg_size == sizeof(*s_arg)")) << report;
+    EXPECT_EQ(ctx_error::invalid, s.error());
+    EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "no_such_thing", nullptr, size_t{0}));
 }
 
 TEST_F(BuiltinPluginTest, NothingIsReadAndWrittenWhereSomethingCouldBe) {
     const struct {
-        const char *source, *mode, *mime_type;
+        const char *source, *mode;
         int read, write;
-    } cases[] = {{"/dev/null", "r", "application/tuk_stream", 0, -1},
-                 {"/dev/null", "w", "application/tuk_stream", -1, 0},
-                 {"/dev/null", "r+", "application/tuk_stream", 0, 0},
-                 {"pipe:true", "r", "application/tuk_stream", 0, -1},
-                 {"udp://127.0.0.1:9", "w", "application/tuk_stream", 0, 0},
-                 {"", "r", "application/tuk_multicall", -1, -1}};
+        const char* mime_type = "application/tuk_stream";
+    } cases[] = {{"/dev/null", "r", 0, -1},
+                 {"/dev/null", "w", -1, 0},
+                 {"/dev/null", "r+", 0, 0},
+                 {"pipe:true", "r", 0, -1},
+                 {"udp://127.0.0.1:9", "w", 0, 0},
+                 {"", "r", -1, -1, "application/tuk_multicall"},
+                 {"", "r", -1, -1, "application/tuk_base"}};
     for (const auto& one : cases) {
         const stream s(one.source, one.mode, {}, one.mime_type);
         EXPECT_EQ(one.read, ombrel_ctx_read(s.handle(), nullptr, 0)) << one.source;
-        EXPECT_EQ(one.read == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+        EXPECT_EQ(one.read == 0 ? 0 : ctx_error::not_supported, s.error()) << one.source;
         ombrel_ctx_set_last_error(s.handle(), 0);
         EXPECT_EQ(one.write, ombrel_ctx_puts(s.handle(), "")) << one.source;
-        EXPECT_EQ(one.write == 0 ? 0 : def_ombrel_ctx_error_not_supported, s.error()) << one.source;
+        EXPECT_EQ(one.write == 0 ? 0 : ctx_error::not_supported, s.error()) << one.source;
     }
 }
 
@@ -154,34 +154,31 @@ TEST_F(BuiltinPluginTest, AWantOfDescriptorsHasItsOwnError) {
         setrlimit(RLIMIT_NOFILE, &none);
         const stream s(source, "r");
         setrlimit(RLIMIT_NOFILE, &before);
-        EXPECT_EQ(def_ombrel_ctx_error_no_descriptor, s.error()) << source;
+        EXPECT_EQ(ctx_error::no_descriptor, s.error()) << source;
     }
 }
 
 /// A probe where auto-loading looks, or nothing there yet.
 class installed_probe : no_copy {
 public:
-    installed_probe() {
-        EXPECT_NE(nullptr, mkdtemp(directory_));
-        path_ = std::string(directory_) + "/" + name;
-        setenv("OMBREL_PLUGIN_PATH", (std::string("/nowhere:") + directory_).c_str(), 1);
+    explicit installed_probe(bool is_there = true) {
+        setenv("OMBREL_PLUGIN_PATH", ("/nowhere:" + (directory_ / "")).c_str(), 1);
+        if (is_there)
+            install();
     }
-    ~installed_probe() {
-        unsetenv("OMBREL_PLUGIN_PATH");
-        unlink(path_.c_str());
-        rmdir(directory_);
+    ~installed_probe() { unsetenv("OMBREL_PLUGIN_PATH"); }
+    void install() const {
+        EXPECT_EQ(0, symlink(module_path("probe_a").c_str(), (directory_ / name).c_str()));
     }
-    void install() { EXPECT_EQ(0, symlink(module_path("probe_a").c_str(), path_.c_str())); }
 
     static constexpr char name[] = "ombrel_plugin_curl.so";
 
 private:
-    char directory_[sizeof "/tmp/ombrel_plugins_XXXXXX"] = "/tmp/ombrel_plugins_XXXXXX";
-    std::string path_;
+    const scratch_directory directory_;
 };
 
 TEST_F(BuiltinPluginTest, BringsAnotherWhereItIsInstalled) {
-    installed_probe installed;
+    const installed_probe installed(false);
     for (const bool is_there : {false, true, true}) {
         const int first = ombrel_new_ctx(), second = ombrel_new_ctx();
         EXPECT_EQ(is_there, is_loaded(installed.name));
@@ -195,7 +192,7 @@ TEST_F(BuiltinPluginTest, BringsAnotherWhereItIsInstalled) {
 }
 
 TEST_F(BuiltinPluginTest, AsksTheLoaderOnceForWhatIsNowhere) {
-    const installed_probe nothing;
+    const installed_probe nothing(false);
     ombrel_destroy_ctx(ombrel_new_ctx());
     ombrel_dl_error();
     ombrel_destroy_ctx(ombrel_new_ctx());
@@ -203,8 +200,7 @@ TEST_F(BuiltinPluginTest, AsksTheLoaderOnceForWhatIsNowhere) {
 }
 
 TEST_F(BuiltinPluginTest, WhatItBringsMayUseContexts) {
-    installed_probe installed;
-    installed.install();
+    const installed_probe installed;
     const probe_library probe("probe_a");
     probe->makes_ctx = 1;
     ombrel_destroy_ctx(ombrel_new_ctx());
@@ -220,8 +216,7 @@ TEST_F(BuiltinPluginTest, WhatItBringsMayUseContexts) {
 
 // What it brings may be what is just being loaded or unloaded, and that may use contexts.
 TEST_F(BuiltinPluginTest, DoesNotWaitForWhatWaitsForIt) {
-    installed_probe installed;
-    installed.install();
+    const installed_probe installed;
     const probe_library probe("probe_a"), other("probe_b");
     const std::string path = module_path("bare");
     probe->makes_ctx = 1;
@@ -241,31 +236,15 @@ TEST_F(BuiltinPluginTest, DoesNotWaitForWhatWaitsForIt) {
     EXPECT_EQ(probe->opened, probe->closed);
 }
 
-// The thread for which the plug-in waits does not find it, but goes on.
-TEST_F(BuiltinPluginTest, APluginMayWaitForAThreadThatOpensAContext) {
-    installed_probe installed;
-    installed.install();
-    const probe_library probe("probe_a");
-    PROBE_WRITE(probe->gate, 1);
-    std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
-    while (PROBE_READ(probe->entered) == 0)
-        ombrel_load_balance_short();
-    const int ctx = ombrel_new_ctx();
-    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text"));
-    PROBE_WRITE(probe->gate, 0);
-    first.join();
-    ombrel_destroy_ctx(ctx);
-}
-
 TEST_F(BuiltinPluginTest, OpeningWaitsForWhatAnotherThreadBrings) {
-    installed_probe installed;
-    installed.install();
+    const installed_probe installed;
     const probe_library probe("probe_a");
     PROBE_WRITE(probe->gate, 1);
     std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
     while (PROBE_READ(probe->entered) == 0)
         ombrel_load_balance_short();
     const int ctx = ombrel_new_ctx();
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text")) << "the plug-in may wait for this thread, so it goes on";
     EXPECT_EQ(0, ombrel_open_ctx(ctx, "application/tuk_base")) << "what needs nothing of it does not wait";
     ombrel_close_ctx(ctx);
     std::thread opening([=] { EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text")); });

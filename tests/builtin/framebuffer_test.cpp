@@ -18,7 +18,9 @@
 
 #include "plugins/plugin_support.h"
 #include "support/capture.h"
+#include "support/ctx_error.h"
 #include "support/descriptor_balance.h"
+#include "support/scratch_directory.h"
 
 namespace ombrel_test {
 namespace {
@@ -87,35 +89,31 @@ class Framebuffer : public balanced_test {
 };
 
 TEST_F(Framebuffer, MemoryByOptions) {
-    constexpr uint32_t none = 0;
     const struct {
         option_texts options;
-        uint32_t resx, resy, color_interface; // none for a refusal
+        uint32_t resx, resy, color_interface;
     } cases[] = {
         {{}, 640, 480, def_ombrel_color_interface_argb8888},
         {{{"resx", "7"}, {"RESY", "5"}, {"bpp", "16"}}, 7, 5, def_ombrel_color_interface_rgb565},
         {{{"xywh", "-3, 4 20,10"}, {"bpp", "8"}}, 20, 10, def_ombrel_color_interface_palette8},
-        {{{"xywh", "0,0,20,10"}, {"resx", "9"}, {"color_interface", "0x00685848"}}, 9, 10, 0x00685848},
-        {{{"bpp", "12"}}, none, none, none},
-        {{{"resx", "0"}}, none, none, none},
-        {{{"resy", "4294967296"}}, none, none, none},
-        {{{"xywh", "0,0,20"}}, none, none, none},
-        {{{"xywh", "0,,0,20,10"}}, none, none, none},
-    };
+        {{{"xywh", "0,0,20,10"}, {"resx", "9"}, {"color_interface", "0x00685848"}}, 9, 10, 0x00685848}};
+    ombrel_ctx_fbinfo_t info;
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.options.empty() ? "" : test.options[0].second);
         context ctx;
-        const int error = ctx.open("application/tuk_fb", test.options);
-        EXPECT_EQ(error, test.resx != none ? 0 : def_ombrel_ctx_error_invalid_argument);
-        ombrel_ctx_fbinfo_t info;
-        EXPECT_EQ(ombrel_ctx_get_fbinfo(ctx, &info), error == 0 ? 0 : -1);
-        if (error != 0)
-            continue;
-        EXPECT_EQ(info.m_root, root_of(ctx));
-        EXPECT_EQ(info.m_resx, static_cast<int>(test.resx));
-        EXPECT_EQ(info.m_resy, static_cast<int>(test.resy));
-        EXPECT_EQ(info.m_root->m_color_interface, test.color_interface);
-        EXPECT_EQ(info.m_memory_size, info.m_line_length * test.resy);
+        ASSERT_EQ(0, ctx.open("application/tuk_fb", test.options));
+        EXPECT_EQ(0, ombrel_ctx_get_fbinfo(ctx, &info));
+        EXPECT_EQ(root_of(ctx), info.m_root);
+        EXPECT_EQ(static_cast<int>(test.resx), info.m_resx);
+        EXPECT_EQ(static_cast<int>(test.resy), info.m_resy);
+        EXPECT_EQ(test.color_interface, info.m_root->m_color_interface);
+        EXPECT_EQ(info.m_line_length * test.resy, info.m_memory_size);
+    }
+    const std::pair<const char*, const char*> refused[] = {
+        {"bpp", "12"}, {"resx", "0"}, {"resy", "4294967296"}, {"xywh", "0,0,20"}, {"xywh", "0,,0,20,10"}};
+    for (const auto& [option, text] : refused) {
+        context ctx;
+        EXPECT_EQ(ctx_error::invalid, ctx.open("application/tuk_fb", {{option, text}})) << text;
+        EXPECT_EQ(-1, ombrel_ctx_get_fbinfo(ctx, &info));
     }
 }
 
@@ -128,14 +126,12 @@ TEST_F(Framebuffer, ControlsCheckTheirRecords) {
     EXPECT_NE(errors.text().find("s_arg_size == sizeof(*s_arg)"), std::string::npos);
     EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, static_cast<void*>(nullptr),
                                      sizeof record));
-    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ctx.error());
+    EXPECT_EQ(ctx_error::invalid, ctx.error());
     EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &record, sizeof record));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported, ctx.error());
+    EXPECT_EQ(ctx_error::not_supported, ctx.error());
     context window;
-    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument,
-              window.open("application/tuk_windows_dib", {{"xywh", "a"}}));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported,
-              window.open("application/tuk_windows_dib", {{"xywh", "0,0,9,9"}}));
+    EXPECT_EQ(ctx_error::invalid, window.open("application/tuk_windows_dib", {{"xywh", "a"}}));
+    EXPECT_EQ(ctx_error::not_supported, window.open("application/tuk_windows_dib", {{"xywh", "0,0,9,9"}}));
 }
 
 TEST_F(Framebuffer, PixelsAsBytes) {
@@ -164,11 +160,9 @@ protected:
     static constexpr uint32_t line_length = 32;
 
     LinuxFramebuffer() {
-        file_ = mkstemp(path_);
-        memory_.assign(line_length * 8, '.');
-        EXPECT_EQ(write(file_, memory_.data(), memory_.size()), static_cast<ssize_t>(memory_.size()));
+        directory_.write("fb", std::string(line_length * 8, '.'));
         struct stat status;
-        fstat(file_, &status);
+        stat(path_.c_str(), &status);
         answers_.inode = status.st_ino;
         answers_.fixed.smem_len = line_length * 8;
         answers_.fixed.line_length = line_length;
@@ -181,11 +175,7 @@ protected:
         set_format(32, {16, 8, 0}, {8, 8, 0}, {0, 8, 0}, {0, 0, 0});
         stand_in = &answers_;
     }
-    ~LinuxFramebuffer() override {
-        stand_in = nullptr;
-        close(file_);
-        unlink(path_);
-    }
+    ~LinuxFramebuffer() override { stand_in = nullptr; }
 
     void set_format(uint32_t bits, fb_bitfield red, fb_bitfield green, fb_bitfield blue, fb_bitfield alpha) {
         answers_.variable.bits_per_pixel = bits;
@@ -197,14 +187,13 @@ protected:
     int open(context& ctx) { return ctx.open("application/tuk_linuxfb", {{"source", path_}}); }
     uint32_t pixel(uint32_t x, uint32_t y) const {
         uint32_t value = 0;
-        EXPECT_EQ(4, pread(file_, &value, 4, y * line_length + x * 4));
+        directory_.read("fb").copy(reinterpret_cast<char*>(&value), 4, y * line_length + x * 4);
         return value;
     }
 
+    const scratch_directory directory_;
+    const std::string path_ = directory_ / "fb";
     device_answers answers_;
-    char path_[32] = "/tmp/ombrel_fb_XXXXXX";
-    int file_ = -1;
-    std::string memory_;
 };
 
 constexpr uint32_t untouched = 0x2e2e2e2e;
@@ -253,20 +242,17 @@ TEST_F(LinuxFramebuffer, PixelFormats) {
         uint32_t bits;
         fb_bitfield red, green, blue, alpha;
         uint32_t color_interface; // 0 for a refusal
-    } cases[] = {
-        {16, {11, 5, 0}, {5, 6, 0}, {0, 5, 0}, {0, 0, 0}, def_ombrel_color_interface_rgb565},
-        {24, {0, 8, 0}, {8, 8, 0}, {16, 8, 0}, {0, 0, 0}, def_ombrel_color_interface_bgr888},
-        {32, {24, 8, 0}, {16, 8, 0}, {8, 8, 0}, {0, 0, 0}, 0x48586808},
-        {32, {20, 8, 0}, {8, 8, 0}, {0, 8, 0}, {0, 0, 0}, 0},  // more than four fields
-        {32, {12, 8, 0}, {8, 8, 0}, {0, 8, 0}, {24, 8, 0}, 0}, // fields that overlap
-        {32, {16, 30, 0}, {8, 8, 0}, {0, 8, 0}, {0, 0, 0}, 0}, // a field beyond the pixel
-        {12, {8, 4, 0}, {4, 4, 0}, {0, 4, 0}, {0, 0, 0}, 0},
-    };
+    } cases[] = {{16, {11, 5, 0}, {5, 6, 0}, {0, 5, 0}, {0, 0, 0}, def_ombrel_color_interface_rgb565},
+                 {24, {0, 8, 0}, {8, 8, 0}, {16, 8, 0}, {0, 0, 0}, def_ombrel_color_interface_bgr888},
+                 {32, {24, 8, 0}, {16, 8, 0}, {8, 8, 0}, {0, 0, 0}, 0x48586808},
+                 {32, {20, 8, 0}, {8, 8, 0}, {0, 8, 0}, {0, 0, 0}, 0},  // more than four fields
+                 {32, {12, 8, 0}, {8, 8, 0}, {0, 8, 0}, {24, 8, 0}, 0}, // fields that overlap
+                 {32, {16, 30, 0}, {8, 8, 0}, {0, 8, 0}, {0, 0, 0}, 0}, // a field beyond the pixel
+                 {12, {8, 4, 0}, {4, 4, 0}, {0, 4, 0}, {0, 0, 0}, 0}};
     for (const auto& test : cases) {
         context ctx;
         set_format(test.bits, test.red, test.green, test.blue, test.alpha);
-        EXPECT_EQ(open(ctx), test.color_interface != 0 ? 0 : def_ombrel_ctx_error_invalid_argument)
-            << test.bits;
+        EXPECT_EQ(open(ctx), test.color_interface != 0 ? 0 : ctx_error::invalid) << test.bits;
         if (test.color_interface != 0) {
             EXPECT_EQ(root_of(ctx)->m_color_interface, test.color_interface);
         }
@@ -282,9 +268,8 @@ TEST_F(LinuxFramebuffer, PixelFormats) {
 
 TEST_F(LinuxFramebuffer, WhatIsNoDeviceIsRefused) {
     context ctx;
-    EXPECT_EQ(true, ctx.open("application/tuk_linuxfb", {{"source", "/dev/null"}}) != 0);
-    EXPECT_EQ(def_ombrel_ctx_error_not_found,
-              ctx.open("application/tuk_linuxfb", {{"source", "/nowhere/fb0"}}));
+    EXPECT_NE(0, ctx.open("application/tuk_linuxfb", {{"source", "/dev/null"}}));
+    EXPECT_EQ(ctx_error::not_found, ctx.open("application/tuk_linuxfb", {{"source", "/nowhere/fb0"}}));
     answers_.fixed.smem_len = line_length * 3 - 20;
     EXPECT_NE(0, open(ctx));
     answers_.variable.xres = 0;

@@ -2,13 +2,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "stream_support.h"
+#include "support/scratch_directory.h"
 
 using namespace ombrel_test;
 
@@ -16,23 +15,11 @@ namespace {
 
 class FileStreamTest : public stream_test {
 protected:
-    FileStreamTest() {
-        char name[] = "/tmp/ombrel_stream_XXXXXX";
-        directory_ = mkdtemp(name);
-        path_ = directory_ + "/a b%41;é";
-    }
-    ~FileStreamTest() override {
-        unlink(path_.c_str());
-        rmdir(directory_.c_str());
-    }
-    void store(const char* text) const { std::ofstream(path_) << text; }
-    std::string stored() const {
-        std::ostringstream text;
-        text << std::ifstream(path_).rdbuf();
-        return text.str();
-    }
+    void store(const char* text) const { directory_.write(name_, text); }
+    std::string stored() const { return directory_.read(name_); }
 
-    std::string directory_, path_;
+    const scratch_directory directory_;
+    const std::string name_ = "a b%41;é", path_ = directory_ / name_;
 };
 
 /// What a mode does to a file "old" or to none: opening, writing "X", reading all from the start.
@@ -80,9 +67,9 @@ TEST_F(FileStreamTest, ModesAreThoseOfStdio) {
 
 TEST_F(FileStreamTest, ReachesFilesByPathAndUri) {
     store("old");
-    const std::string encoded = directory_ + "/a%20b%2541;é";
+    const std::string encoded = directory_ / "a%20b%2541;é";
     for (const std::string& source :
-         {path_, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded}) {
+         texts(path_, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded)) {
         EXPECT_EQ("old", stream(source, "r").read()) << source;
         EXPECT_EQ("old", stream(source, "r", {}, "application/tuk_stream_file").read()) << source;
     }
@@ -90,56 +77,41 @@ TEST_F(FileStreamTest, ReachesFilesByPathAndUri) {
 
 TEST_F(FileStreamTest, RefusalsSayWhy) {
     store("old");
-    const struct {
-        std::string source;
-        const char* mode;
-        int error;
-        const char* mime_type = "application/tuk_stream";
-    } cases[] = {
-        {directory_ + "/none", "r", def_ombrel_ctx_error_not_found},
-        {path_ + "/x", "w", def_ombrel_ctx_error_not_found},
-        {directory_, "r", def_ombrel_ctx_error_invalid_argument},
-        {directory_ + "/" + std::string(300, 'n'), "w", def_ombrel_ctx_error_invalid_argument},
-        {path_, "wx", def_ombrel_ctx_error_busy},
-        {"/proc/self/exe", "r+", def_ombrel_ctx_error_busy},
-        {"", "r", def_ombrel_ctx_error_syntax},
-        {"file:", "r", def_ombrel_ctx_error_syntax},
-        {"file://elsewhere/a", "r", def_ombrel_ctx_error_syntax},
-        {"file:a%00b", "r", def_ombrel_ctx_error_syntax},
-        {"fd:9999", "r", def_ombrel_ctx_error_invalid_argument},
-        {"fd:1x", "r", def_ombrel_ctx_error_invalid_argument},
-        {"fd:99999999999", "r", def_ombrel_ctx_error_invalid_argument},
-        {"tcp://127.0.0.1:1", "r", def_ombrel_ctx_error_syntax, "application/tuk_stream_file"},
-        {"gopher://a", "r", def_ombrel_ctx_error_not_supported},
-        {path_, "r", def_ombrel_ctx_error_not_supported, "application/tuk_stream_none"},
-        {path_, "r", def_ombrel_ctx_error_not_supported, "Application/tuk_stream"},
-    };
-    for (const auto& one : cases) {
-        const stream s(one.source, one.mode, {}, one.mime_type);
-        EXPECT_FALSE(s.is_open()) << one.source;
-        EXPECT_EQ(one.error, s.error()) << one.source << " as " << one.mime_type;
-    }
+    const refused_sources cases[] = {
+        {ctx_error::not_found, texts(directory_ / "none")},
+        {ctx_error::not_found, texts(path_ + "/x"), "w"},
+        {ctx_error::invalid, texts(directory_ / "", "fd:9999", "fd:1x", "fd:99999999999")},
+        {ctx_error::invalid, texts(directory_ / std::string(300, 'n')), "w"},
+        {ctx_error::busy, texts(path_), "wx"},
+        {ctx_error::busy, texts("/proc/self/exe"), "r+"},
+        {ctx_error::syntax, texts("", "file:", "file://elsewhere/a", "file:a%00b")},
+        {ctx_error::not_supported, texts("gopher://a")}};
+    for (const refused_sources& each : cases)
+        each.expect();
+    for (const char* type : {"application/tuk_stream_none", "Application/tuk_stream"})
+        EXPECT_EQ(ctx_error::not_supported, stream(path_, "r", {}, type).error()) << type;
+    EXPECT_EQ(ctx_error::syntax, stream("tcp://127.0.0.1:1", "r", {}, "application/tuk_stream_file").error());
     stream s(path_, "r");
     EXPECT_EQ(-1, s.write("x"));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+    EXPECT_EQ(ctx_error::not_supported, s.error());
     stream full("/dev/full", "w");
     EXPECT_EQ(-1, full.write("x"));
-    EXPECT_EQ(def_ombrel_ctx_error_io, full.error());
+    EXPECT_EQ(ctx_error::io, full.error());
 }
 
 TEST_F(FileStreamTest, LargeFilesHave64BitPositions) {
     constexpr int64_t place = int64_t{5} << 30;
     stream s(path_, "w+");
     ASSERT_TRUE(s.is_open());
-    EXPECT_EQ(place, ombrel_ctx_seek(s.handle(), place, def_ombrel_ctx_seek_set));
+    EXPECT_EQ(place, s.seek(place));
     EXPECT_EQ(3, s.write("end"));
     EXPECT_EQ(0, ombrel_ctx_sync(s.handle()));
     EXPECT_EQ(std::to_string(place + 3), s.property("size"));
-    EXPECT_EQ(place - 1, ombrel_ctx_seek(s.handle(), -4, def_ombrel_ctx_seek_end));
+    EXPECT_EQ(place - 1, s.seek(-4, def_ombrel_ctx_seek_end));
     EXPECT_EQ(std::string("\0end", 4), s.read());
-    EXPECT_EQ(place + 1, ombrel_ctx_seek(s.handle(), -2, def_ombrel_ctx_seek_current));
-    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), -1, def_ombrel_ctx_seek_set));
-    EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, 3));
+    EXPECT_EQ(place + 1, s.seek(-2, def_ombrel_ctx_seek_current));
+    EXPECT_EQ(-1, s.seek(-1));
+    EXPECT_EQ(-1, s.seek(0, 3));
     EXPECT_EQ(std::to_string(place + 1), s.property("position"));
     ombrel_stream_size_t size{2};
     EXPECT_EQ(0, ombrel_ctx_xcontrol(s.handle(), "SET_SIZE", &size, sizeof size));
@@ -169,11 +141,11 @@ TEST_F(FileStreamTest, DescriptorsThatWaitKeepToTheLimit) {
         stream s("fd:" + std::to_string(ends[0]), "r", {{"timeout", "20"}});
         EXPECT_EQ(0, ombrel_ctx_is_readable(s.handle(), 0));
         EXPECT_EQ("", s.read());
-        EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
-        EXPECT_EQ(-1, ombrel_ctx_seek(s.handle(), 0, def_ombrel_ctx_seek_set));
-        EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+        EXPECT_EQ(ctx_error::timed_out, s.error());
+        EXPECT_EQ(-1, s.seek(0));
+        EXPECT_EQ(ctx_error::not_supported, s.error());
         ASSERT_EQ(2, ::write(ends[1], "ab", 2));
-        EXPECT_EQ(1, ombrel_ctx_is_readable(s.handle(), patience_ms));
+        EXPECT_TRUE(s.is_readable());
         EXPECT_EQ("ab", s.read());
     }
     {
@@ -181,10 +153,10 @@ TEST_F(FileStreamTest, DescriptorsThatWaitKeepToTheLimit) {
         const std::string much(1 << 20, 'x');
         const int written = s.write(much);
         EXPECT_TRUE(written > 0 && written < 1 << 20) << written;
-        EXPECT_EQ(def_ombrel_ctx_error_timed_out, s.error());
+        EXPECT_EQ(ctx_error::timed_out, s.error());
         close(ends[0]);
         EXPECT_EQ(-1, s.write("x")) << "and no signal";
-        EXPECT_EQ(def_ombrel_ctx_error_disconnected, s.error());
+        EXPECT_EQ(ctx_error::disconnected, s.error());
     }
     close(ends[1]);
 }

@@ -25,10 +25,6 @@ int port_of(const stream& s) {
     return address.m_port;
 }
 
-int close_write(stream& s) {
-    return ombrel_ctx_xcontrol(s.handle(), "close_write", nullptr, size_t{0});
-}
-
 TEST_F(TcpStreamTest, TwoStreamsTalk) {
     for (const char* host : {"127.0.0.1", "[::1]"}) {
         if (host[0] == '[' && !has_ipv6())
@@ -38,18 +34,18 @@ TEST_F(TcpStreamTest, TwoStreamsTalk) {
         EXPECT_EQ(0, ombrel_ctx_is_readable(server.handle(), 0)) << "nobody has come";
         stream client(url("", host, port_of(server)), "w", {}, "application/tuk_stream_tcp");
         ASSERT_TRUE(client.is_open());
-        EXPECT_EQ(1, ombrel_ctx_is_writable(client.handle(), patience_ms));
+        EXPECT_TRUE(client.is_writable());
         EXPECT_EQ(4, client.write("ping"));
-        EXPECT_EQ(1, ombrel_ctx_is_readable(server.handle(), patience_ms));
+        EXPECT_TRUE(server.is_readable());
         EXPECT_EQ("ping", server.read());
         EXPECT_EQ(client.property("local"), server.property("peer"));
         EXPECT_EQ(url("", host, port_of(server)), client.property("peer"));
-        EXPECT_EQ(0, close_write(client));
+        EXPECT_EQ(0, client.close_write());
         EXPECT_EQ("", server.read());
         EXPECT_EQ(4, server.write("pong"));
         EXPECT_EQ("pong", client.read());
         const stream late(url("tcp://", host, port_of(server)), "r");
-        EXPECT_EQ(def_ombrel_ctx_error_disconnected, late.error()) << "it takes one peer";
+        EXPECT_EQ(ctx_error::disconnected, late.error()) << "it takes one peer";
     }
 }
 
@@ -59,7 +55,7 @@ TEST_F(TcpStreamTest, LargeDataComeThroughWhole) {
     stream client(url("tcp://", "127.0.0.1", port_of(server)), "r");
     std::thread sender([&] {
         EXPECT_EQ(static_cast<int>(much.size()), client.write(much));
-        close_write(client);
+        client.close_write();
     });
     EXPECT_TRUE(much == server.read_to_end());
     sender.join();
@@ -68,12 +64,12 @@ TEST_F(TcpStreamTest, LargeDataComeThroughWhole) {
 TEST_F(TcpStreamTest, ASilentPeerEndsNoCallLate) {
     stream server("tcp://127.0.0.1:0", "r", {{"listen", "1"}, {"timeout", "30"}});
     EXPECT_EQ("", server.read()) << "nobody has come";
-    EXPECT_EQ(def_ombrel_ctx_error_timed_out, server.error());
+    EXPECT_EQ(ctx_error::timed_out, server.error());
     stream client(url("tcp://", "127.0.0.1", port_of(server)), "r");
-    EXPECT_EQ(1, ombrel_ctx_is_writable(server.handle(), patience_ms)) << "now it has its peer";
+    EXPECT_TRUE(server.is_writable()) << "now it has its peer";
     ombrel_ctx_set_last_error(server.handle(), 0);
     EXPECT_EQ("", server.read());
-    EXPECT_EQ(def_ombrel_ctx_error_timed_out, server.error());
+    EXPECT_EQ(ctx_error::timed_out, server.error());
     const std::string much(64 << 20, 'x');
     const int written = server.write(much);
     EXPECT_TRUE(written > 0 && written < static_cast<int>(much.size())) << written;
@@ -84,35 +80,24 @@ TEST_F(TcpStreamTest, ASilentPeerEndsNoCallLate) {
         last = server.write(much);
     while (last > 0);
     EXPECT_EQ(-1, last) << "and no signal";
-    EXPECT_EQ(def_ombrel_ctx_error_disconnected, server.error());
+    EXPECT_EQ(ctx_error::disconnected, server.error());
 }
 
 TEST_F(TcpStreamTest, RefusalsSayWhy) {
     const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
-    const struct {
-        std::string source;
-        int error;
-        const char* listens = "0";
-    } cases[] = {
-        {url("tcp://", "127.0.0.1", own_port(deaf)), def_ombrel_ctx_error_disconnected},
-        {url("tcp://", "127.0.0.1", own_port(deaf)), def_ombrel_ctx_error_busy, "1"},
-        {"tcp://192.0.2.1:0", def_ombrel_ctx_error_invalid_argument, "1"},
-        {"tcp://127.0.0.1", def_ombrel_ctx_error_syntax},
-        {"tcp://127.0.0.1:0", def_ombrel_ctx_error_syntax},
-        {"tcp://:80", def_ombrel_ctx_error_syntax},
-        {"tcp://127.0.0.1:65536", def_ombrel_ctx_error_syntax},
-        {"tcp:127.0.0.1:80", def_ombrel_ctx_error_syntax},
-        {"tcp://[1:2:3]:80", def_ombrel_ctx_error_not_found},
-        {"udp://127.0.0.1", def_ombrel_ctx_error_syntax},
-        {"udp://[1:2:3]:80", def_ombrel_ctx_error_not_found},
-    };
-    for (const auto& one : cases) {
-        const error_output output;
-        const stream s(one.source, "r", {{"debug", "1"}, {"listen", one.listens}});
-        EXPECT_FALSE(s.is_open()) << one.source;
-        EXPECT_EQ(one.error, s.error()) << one.source;
-        EXPECT_NE(std::string::npos, output.text().find("open failed !")) << one.source;
-    }
+    const std::string nobody = url("tcp://", "127.0.0.1", own_port(deaf));
+    const refused_sources cases[] = {
+        {ctx_error::disconnected, texts(nobody)},
+        {ctx_error::busy, texts(nobody), "r", {{"listen", "1"}}},
+        {ctx_error::invalid, texts("tcp://192.0.2.1:0"), "r", {{"listen", "1"}}},
+        {ctx_error::not_found, texts("tcp://[1:2:3]:80", "udp://[1:2:3]:80")},
+        {ctx_error::syntax, texts("tcp://127.0.0.1", "tcp://127.0.0.1:0", "tcp://:80",
+                                  "tcp://127.0.0.1:65536", "tcp:127.0.0.1:80", "udp://127.0.0.1")}};
+    for (const refused_sources& each : cases)
+        each.expect();
+    const error_output output;
+    EXPECT_FALSE(stream(nobody, "r", {{"debug", "1"}}).is_open());
+    EXPECT_NE(std::string::npos, output.text().find("open failed !"));
 }
 
 TEST_F(UdpStreamTest, SendsDatagramsAndRefusesToReadThem) {
@@ -120,17 +105,17 @@ TEST_F(UdpStreamTest, SendsDatagramsAndRefusesToReadThem) {
     const std::string source = url("udp://", "127.0.0.1", own_port(receiver));
     stream s(source, "w", {{"ttl", "1"}});
     ASSERT_TRUE(s.is_open());
-    EXPECT_EQ(1, ombrel_ctx_is_writable(s.handle(), patience_ms));
+    EXPECT_TRUE(s.is_writable());
     EXPECT_EQ(4, s.write("tick"));
     EXPECT_EQ(3, s.write("tac"));
     char text[16];
     EXPECT_EQ(4, ombrel_recv(receiver, text, sizeof text, patience_ms));
     EXPECT_EQ(3, ombrel_recv(receiver, text, sizeof text, patience_ms));
     EXPECT_EQ(-1, s.write(std::string(70000, 'x')));
-    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, s.error());
+    EXPECT_EQ(ctx_error::invalid, s.error());
     const error_output output;
     EXPECT_EQ(-1, ombrel_ctx_read(s.handle(), text, sizeof text));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported, s.error());
+    EXPECT_EQ(ctx_error::not_supported, s.error());
     EXPECT_EQ(
         "need multicast stream ! (mime_type=\"\x1b[1;37mapplication/tuk_stream\x1b[0m\", url=\"\x1b[1;32m" +
             source + "\x1b[0m\")\n",
@@ -155,7 +140,7 @@ TEST_F(UdpStreamTest, ReceivesMulticast) {
         socket_address to(AF_INET, "127.0.0.1", port);
         EXPECT_EQ(0, ombrel_sys_sendto(bound(AF_INET, SOCK_DGRAM), "", 0, 0, to.get(), to.size));
         EXPECT_EQ("", receiver.read());
-        EXPECT_EQ(def_ombrel_ctx_error_timed_out, receiver.error());
+        EXPECT_EQ(ctx_error::timed_out, receiver.error());
     }
 }
 

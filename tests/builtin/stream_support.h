@@ -1,16 +1,18 @@
 // A stream of the built-in plug-in, for tests.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <ombrel/builtin_stream.h>
 
+#include "support/ctx_error.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/texts.h"
 
 namespace ombrel_test {
 
@@ -21,7 +23,7 @@ class stream : no_copy {
 public:
     using option = std::pair<const char*, const char*>;
 
-    stream(const std::string& source, const char* mode, std::initializer_list<option> options = {},
+    stream(const std::string& source, const char* mode, const std::vector<option>& options = {},
            const char* mime_type = "application/tuk_stream")
         : handle_(ombrel_new_ctx()) {
         ombrel_ctx_set_option(handle_, "Source", source.c_str());
@@ -51,6 +53,15 @@ public:
             whole += part;
         return whole;
     }
+    int close_write() {
+        return ombrel_ctx_control(handle_, def_ombrel_stream_control_close_write, nullptr, size_t{0});
+    }
+    /// Whether it can be read or written within a patient time.
+    bool is_readable() const { return ombrel_ctx_is_readable(handle_, patience_ms) == 1; }
+    bool is_writable() const { return ombrel_ctx_is_writable(handle_, patience_ms) == 1; }
+    int64_t seek(int64_t offset, int whence = def_ombrel_ctx_seek_set) const {
+        return ombrel_ctx_seek(handle_, offset, whence);
+    }
     std::string property(const char* name) const {
         char text[256] = "";
         return ombrel_ctx_get_env(handle_, name, text, sizeof text) >= 0 ? text : "none";
@@ -59,6 +70,22 @@ public:
 private:
     int handle_;
     bool is_open_ = false;
+};
+
+/// Sources that are refused for a reason.
+struct refused_sources {
+    int error;
+    std::vector<std::string> sources;
+    const char* mode = "r";
+    std::vector<stream::option> options = {};
+
+    void expect() const {
+        for (const std::string& each : sources) {
+            const stream s(each, mode, options);
+            EXPECT_FALSE(s.is_open()) << each;
+            EXPECT_EQ(error, s.error()) << each << " " << mode;
+        }
+    }
 };
 
 class stream_test : public balanced_test {
