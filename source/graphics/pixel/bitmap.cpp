@@ -21,7 +21,7 @@ int ombrel_copy_raw_bitmap(ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, cons
     if (columns.length == 0 || rows.length == 0)
         return -1;
     if (depth_of(*from) != depth || columns.to * depth % 8 != 0 || columns.from * depth % 8 != 0)
-        return fail({source_name, "ombrel_copy_raw_bitmap", __LINE__}, "not supported");
+        return fail({source_name, {"ombrel_copy_raw_bitmap", __LINE__}}, "not supported");
     const auto bytes = [&](int64_t pixels) { return static_cast<size_t>(pixels * depth / 8); };
     copy_rows({row_at(*to, rows.to) + bytes(columns.to), to->m_line_length,
                row_at(*from, rows.from) + bytes(columns.from), from->m_line_length, bytes(columns.length),
@@ -42,5 +42,5 @@ int ombrel_copy_raw_bitmap_scale(ombrel_bitmap_t* to, int32_t to_x, int32_t to_y
         outcome = put_box(*to, {to_x, to_y, to_width, to_height}, source,
                           {from_x, from_y, from_width, from_height}, def_ombrel_fbmap_plain);
     }
-    return result_of(outcome, {source_name, "ombrel_copy_raw_bitmap_scale", __LINE__});
+    return result_of(outcome, {source_name, {"ombrel_copy_raw_bitmap_scale", __LINE__}});
 }

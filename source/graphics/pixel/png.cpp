@@ -252,11 +252,11 @@ int ombrel_png_save_rows(const char* path, uint32_t format, const void* rows, si
 }
 
 int ombrel_png_push_bitmap(ombrel_buffer_t* output, uint32_t format, const ombrel_bitmap_t* bitmap) {
-    return put_bitmap(format, bitmap, {source_name, __func__, __LINE__},
+    return put_bitmap(format, bitmap, {source_name, {__func__, __LINE__}},
                       [&](const picture& shown) { return push_document(output, shown); });
 }
 
 int ombrel_png_save_bitmap(const char* path, uint32_t format, const ombrel_bitmap_t* bitmap) {
-    return put_bitmap(format, bitmap, {source_name, __func__, __LINE__},
+    return put_bitmap(format, bitmap, {source_name, {__func__, __LINE__}},
                       [&](const picture& shown) { return save_document(path, shown); });
 }

@@ -146,7 +146,7 @@ ombrel_fbmap_t* initialize(ombrel_fbmap_t& fbmap, ombrel_fbmap_t* parent, uint32
         inherit(fbmap, *parent);
     take_brush(fbmap);
     if (!take_pixels(fbmap)) {
-        fail({source_name, "ombrel_init_fbmap", __LINE__}, "s_fbmap->m_map is null !");
+        fail({source_name, {"ombrel_init_fbmap", __LINE__}}, "s_fbmap->m_map is null !");
         release(fbmap);
         return nullptr;
     }
@@ -160,13 +160,13 @@ ombrel_fbmap_t* initialize(ombrel_fbmap_t& fbmap, ombrel_fbmap_t* parent, uint32
 ombrel_fbmap_t* ombrel_init_fbmap(ombrel_fbmap_t* fbmap, ombrel_fbmap_t* parent, uint32_t flags,
                                   uint32_t color_interface, int32_t x, int32_t y, uint32_t resx,
                                   uint32_t resy) {
-    return locked<ombrel_fbmap_t*>(fbmap, {source_name, __func__, __LINE__}, nullptr, [&] {
+    return locked<ombrel_fbmap_t*>(fbmap, {source_name, {__func__, __LINE__}}, nullptr, [&] {
         return initialize(*fbmap, parent, flags, color_interface, {x, y, resx, resy});
     });
 }
 
 int ombrel_destroy_fbmap(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         destroy(*fbmap);
         return 0;
     });
@@ -184,7 +184,7 @@ ombrel_fbmap_t* ombrel_new_fbmap(ombrel_fbmap_t* parent, uint32_t flags, uint32_
 }
 
 ombrel_fbmap_t* ombrel_free_fbmap(ombrel_fbmap_t* fbmap) {
-    return locked<ombrel_fbmap_t*>(fbmap, {source_name, __func__, __LINE__}, nullptr, [&] {
+    return locked<ombrel_fbmap_t*>(fbmap, {source_name, {__func__, __LINE__}}, nullptr, [&] {
         destroy(*fbmap);
         release(*fbmap);
         return nullptr;
@@ -200,31 +200,31 @@ int ombrel_fbmap_unlock(void) {
 }
 
 int ombrel_fbmap_show(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_show_internal(fbmap); });
 }
 
 int ombrel_fbmap_hide(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_hide_internal(fbmap); });
 }
 
 int ombrel_fbmap_move(ombrel_fbmap_t* fbmap, int32_t x, int32_t y) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_move_internal(fbmap, x, y); });
 }
 
 int ombrel_fbmap_resize(ombrel_fbmap_t* fbmap, int32_t x, int32_t y, uint32_t resx, uint32_t resy) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_resize_internal(fbmap, x, y, resx, resy); });
 }
 
 int ombrel_fbmap_update(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_update_internal(fbmap); });
 }
 
 int ombrel_fbmap_transfer(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1,
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1,
                   [&] { return __ombrel_fbmap_transfer_internal(fbmap); });
 }

@@ -35,27 +35,27 @@ int set(ombrel_fbmap_t& map, const ombrel_bitmap_t* bitmap, const rectangle& sou
 int get_box(ombrel_fbmap_t* map, ombrel_bitmap_t* bitmap, int32_t bitmap_x, int32_t bitmap_y, int32_t x,
             int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
     return get(*map, bitmap, {bitmap_x, bitmap_y, w, h}, {x, y, w, h}, mode,
-               {source_name, "ombrel_fbmap_get_box", __LINE__});
+               {source_name, {"ombrel_fbmap_get_box", __LINE__}});
 }
 
 int set_box(ombrel_fbmap_t* map, const ombrel_bitmap_t* bitmap, int32_t bitmap_x, int32_t bitmap_y, int32_t x,
             int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
     return set(*map, bitmap, {bitmap_x, bitmap_y, w, h}, {x, y, w, h}, mode,
-               {source_name, "ombrel_fbmap_set_box", __LINE__});
+               {source_name, {"ombrel_fbmap_set_box", __LINE__}});
 }
 
 int get_scale_box(ombrel_fbmap_t* map, ombrel_bitmap_t* bitmap, int32_t bitmap_x, int32_t bitmap_y,
                   uint32_t bitmap_w, uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w, uint32_t h,
                   uint32_t mode) {
     return get(*map, bitmap, {bitmap_x, bitmap_y, bitmap_w, bitmap_h}, {x, y, w, h}, mode,
-               {source_name, "ombrel_fbmap_get_scale_box", __LINE__});
+               {source_name, {"ombrel_fbmap_get_scale_box", __LINE__}});
 }
 
 int set_scale_box(ombrel_fbmap_t* map, const ombrel_bitmap_t* bitmap, int32_t bitmap_x, int32_t bitmap_y,
                   uint32_t bitmap_w, uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w, uint32_t h,
                   uint32_t mode) {
     return set(*map, bitmap, {bitmap_x, bitmap_y, bitmap_w, bitmap_h}, {x, y, w, h}, mode,
-               {source_name, "ombrel_fbmap_set_scale_box", __LINE__});
+               {source_name, {"ombrel_fbmap_set_scale_box", __LINE__}});
 }
 
 template<typename Function>
@@ -79,22 +79,22 @@ int __ombrel_fbmap_get_box_internal(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitm
                                     int32_t bitmap_y, int32_t x, int32_t y, uint32_t w, uint32_t h,
                                     uint32_t mode) {
     return call(fbmap, &ombrel_fbmap_t::m_get_box, ombrel_fbmap_get_box, get_box,
-                {source_name, __func__, __LINE__}, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
+                {source_name, {__func__, __LINE__}}, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
 }
 
 int __ombrel_fbmap_set_box_internal(ombrel_fbmap_t* fbmap, const ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                     int32_t bitmap_y, int32_t x, int32_t y, uint32_t w, uint32_t h,
                                     uint32_t mode) {
     return call(fbmap, &ombrel_fbmap_t::m_set_box, ombrel_fbmap_set_box, set_box,
-                {source_name, __func__, __LINE__}, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
+                {source_name, {__func__, __LINE__}}, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
 }
 
 int __ombrel_fbmap_get_scale_box_internal(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                           int32_t bitmap_y, uint32_t bitmap_w, uint32_t bitmap_h, int32_t x,
                                           int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
     return call(fbmap, &ombrel_fbmap_t::m_get_scale_box, ombrel_fbmap_get_scale_box, get_scale_box,
-                {source_name, __func__, __LINE__}, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x, y, w, h,
-                mode);
+                {source_name, {__func__, __LINE__}}, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x, y, w,
+                h, mode);
 }
 
 int __ombrel_fbmap_set_scale_box_internal(ombrel_fbmap_t* fbmap, const ombrel_bitmap_t* bitmap,
@@ -102,20 +102,20 @@ int __ombrel_fbmap_set_scale_box_internal(ombrel_fbmap_t* fbmap, const ombrel_bi
                                           uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w, uint32_t h,
                                           uint32_t mode) {
     return call(fbmap, &ombrel_fbmap_t::m_set_scale_box, ombrel_fbmap_set_scale_box, set_scale_box,
-                {source_name, __func__, __LINE__}, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x, y, w, h,
-                mode);
+                {source_name, {__func__, __LINE__}}, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x, y, w,
+                h, mode);
 }
 
 int ombrel_fbmap_get_box(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, int32_t bitmap_x, int32_t bitmap_y,
                          int32_t x, int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         return __ombrel_fbmap_get_box_internal(fbmap, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
     });
 }
 
 int ombrel_fbmap_set_box(ombrel_fbmap_t* fbmap, const ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                          int32_t bitmap_y, int32_t x, int32_t y, uint32_t w, uint32_t h, uint32_t mode) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         return __ombrel_fbmap_set_box_internal(fbmap, bitmap, bitmap_x, bitmap_y, x, y, w, h, mode);
     });
 }
@@ -123,7 +123,7 @@ int ombrel_fbmap_set_box(ombrel_fbmap_t* fbmap, const ombrel_bitmap_t* bitmap, i
 int ombrel_fbmap_get_scale_box(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                int32_t bitmap_y, uint32_t bitmap_w, uint32_t bitmap_h, int32_t x, int32_t y,
                                uint32_t w, uint32_t h, uint32_t mode) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         return __ombrel_fbmap_get_scale_box_internal(fbmap, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x,
                                                      y, w, h, mode);
     });
@@ -132,7 +132,7 @@ int ombrel_fbmap_get_scale_box(ombrel_fbmap_t* fbmap, ombrel_bitmap_t* bitmap, i
 int ombrel_fbmap_set_scale_box(ombrel_fbmap_t* fbmap, const ombrel_bitmap_t* bitmap, int32_t bitmap_x,
                                int32_t bitmap_y, uint32_t bitmap_w, uint32_t bitmap_h, int32_t x, int32_t y,
                                uint32_t w, uint32_t h, uint32_t mode) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         return __ombrel_fbmap_set_scale_box_internal(fbmap, bitmap, bitmap_x, bitmap_y, bitmap_w, bitmap_h, x,
                                                      y, w, h, mode);
     });

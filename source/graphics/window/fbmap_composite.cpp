@@ -87,14 +87,14 @@ composite_map* composite_for(ombrel_fbmap_t& root) {
     if (composite_map* present = existing_composite(root))
         return present;
     if (root.m_color_interface == 0) {
-        fail({source_name, pass, __LINE__}, "master-fbmap's color-interface not defined !");
+        fail({source_name, {pass, __LINE__}}, "master-fbmap's color-interface not defined !");
         return nullptr;
     }
     if (root.m_map == nullptr)
         return nullptr;
     composite_map* const made = new_composite(root);
     if (made == nullptr)
-        fail({source_name, pass, __LINE__}, "not enough memory ! (for composite_map)");
+        fail({source_name, {pass, __LINE__}}, "not enough memory ! (for composite_map)");
     else if ((root.m_flags & def_ombrel_fbmap_debug) != 0)
         ombrel_printf("fbmap: [DEBUG] composite map allocated.\n");
     root.m_composite_map = made;

@@ -8,7 +8,9 @@
 /// Where a drawing function reports from.
 #define OMBREL_DRAW_SITE                                                                                     \
     ombrel::graphics::report_site {                                                                          \
-        "source/fbmap_draw", __func__, __LINE__                                                              \
+        "source/fbmap_draw", {                                                                               \
+            __func__, __LINE__                                                                               \
+        }                                                                                                    \
     }
 
 namespace ombrel::graphics {

@@ -11,13 +11,13 @@ constexpr const char source_name[] = "source/fbmap_get";
 template<typename Value>
 Value read(const ombrel_fbmap_t* fbmap, Value ombrel_fbmap_t::*field, const char* function,
            unsigned long line) {
-    return locked(fbmap, {source_name, function, line}, Value{0}, [&] { return fbmap->*field; });
+    return locked(fbmap, {source_name, {function, line}}, Value{0}, [&] { return fbmap->*field; });
 }
 
 } // namespace
 
 int ombrel_fbmap_is_closed(ombrel_fbmap_t* fbmap) {
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] {
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] {
         const ombrel_fbmap_t* root = fbmap;
         while (root->m_parent != nullptr)
             root = root->m_parent;
@@ -27,11 +27,11 @@ int ombrel_fbmap_is_closed(ombrel_fbmap_t* fbmap) {
 
 int ombrel_fbmap_is_visible(ombrel_fbmap_t* fbmap) {
     // The hidden bit as it is stored, whatever the name says: meant so.
-    return locked(fbmap, {source_name, __func__, __LINE__}, -1, [&] { return is_hidden(*fbmap) ? 1 : 0; });
+    return locked(fbmap, {source_name, {__func__, __LINE__}}, -1, [&] { return is_hidden(*fbmap) ? 1 : 0; });
 }
 
 void* ombrel_fbmap_get_map(ombrel_fbmap_t* fbmap, uint32_t* size_out) {
-    return locked<void*>(fbmap, {source_name, __func__, __LINE__}, nullptr, [&] {
+    return locked<void*>(fbmap, {source_name, {__func__, __LINE__}}, nullptr, [&] {
         if (size_out != nullptr)
             *size_out = fbmap->m_map_size;
         return fbmap->m_map;

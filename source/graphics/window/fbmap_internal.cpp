@@ -89,7 +89,7 @@ ombrel_fbmap_t* __ombrel_fbmap_get_abs_region_internal(ombrel_fbmap_t* fbmap,
                                                        ombrel_fbmap_rectangle_t* out_rect,
                                                        const ombrel_fbmap_rectangle_t* in_rect,
                                                        int32_t* x_out, int32_t* y_out) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return nullptr;
     const placement at = locate(*fbmap, in_rect != nullptr ? *in_rect : whole(*fbmap));
     const rectangle origin = between(at.origin.x, at.origin.y, at.origin.x, at.origin.y);

@@ -43,14 +43,14 @@ int put_copy(ombrel_fbmap_t* fbmap, uint32_t format, const report_site& site, Pu
 } // namespace
 
 int ombrel_png_push_fbmap(ombrel_buffer_t* output, uint32_t format, ombrel_fbmap_t* fbmap) {
-    return put_copy(fbmap, format, {source_name, __func__, __LINE__}, [&](const ombrel_bitmap_t& copied) {
+    return put_copy(fbmap, format, {source_name, {__func__, __LINE__}}, [&](const ombrel_bitmap_t& copied) {
         return ombrel_png_push_rows(output, format, copied.m_map, copied.m_line_length, copied.m_resx,
                                     copied.m_resy);
     });
 }
 
 int ombrel_png_save_fbmap(const char* path, uint32_t format, ombrel_fbmap_t* fbmap) {
-    return put_copy(fbmap, format, {source_name, __func__, __LINE__}, [&](const ombrel_bitmap_t& copied) {
+    return put_copy(fbmap, format, {source_name, {__func__, __LINE__}}, [&](const ombrel_bitmap_t& copied) {
         return ombrel_png_save_rows(path, format, copied.m_map, copied.m_line_length, copied.m_resx,
                                     copied.m_resy);
     });

@@ -174,7 +174,7 @@ private:
 
 int report(bool complete) {
     return complete ? 0
-                    : fail({source_name, recomposition, __LINE__},
+                    : fail({source_name, {recomposition, __LINE__}},
                            "not enough memory ! __ombrel_fbmap_new_rectangle_node_internal failed !");
 }
 
@@ -215,7 +215,7 @@ uint32_t __ombrel_fbmap_redraw_region_recursive_internal(ombrel_fbmap_t* first_s
                                                          ombrel_fbmap_t* target,
                                                          ombrel_fbmap_rectangle_node_t** list,
                                                          uint32_t state) {
-    if (is_refused(target, {source_name, __func__, __LINE__}) || list == nullptr)
+    if (is_refused(target, {source_name, {__func__, __LINE__}}) || list == nullptr)
         return UINT32_MAX;
     region shown(*list, tile_by_turns);
     descent walk(first_sibling, target, state);

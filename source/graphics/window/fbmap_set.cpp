@@ -15,7 +15,7 @@ void set_flags(ombrel_fbmap_t& fbmap, uint32_t flags, bool on) {
 /// Changes how the map looks, and shows it.
 template<typename Change>
 int change_look(ombrel_fbmap_t* fbmap, const char* function, unsigned long line, Change change) {
-    return locked(fbmap, {source_name, function, line}, -1, [&] {
+    return locked(fbmap, {source_name, {function, line}}, -1, [&] {
         change();
         if (is_hidden(*fbmap))
             return 0;
@@ -31,7 +31,7 @@ int use(ombrel_fbmap_t* fbmap, uint32_t flags, bool on, const char* function, un
 /// Changes the brush, which shows in what is drawn from then on.
 template<typename Change>
 int change_brush(ombrel_fbmap_t* fbmap, const char* function, unsigned long line, Change change) {
-    return locked(fbmap, {source_name, function, line}, -1, [&] {
+    return locked(fbmap, {source_name, {function, line}}, -1, [&] {
         change();
         return 0;
     });

@@ -61,7 +61,7 @@ int recompose_moved(ombrel_fbmap_t& fbmap, const rectangle& before, uint32_t mod
 
 int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
                                                         ombrel_fbmap_rectangle_t* region, uint32_t mode) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}) || region == nullptr)
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}) || region == nullptr)
         return -1;
     const placement at = locate(*fbmap, *region);
     if (is_empty(at.visible))
@@ -76,12 +76,13 @@ int __ombrel_fbmap_redraw_region_with_transfer_internal(ombrel_fbmap_t* fbmap,
 }
 
 int __ombrel_fbmap_transfer_internal(ombrel_fbmap_t* fbmap) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     const by_depth<ombrel_fbmap_transfer_t> none = {transfer_nothing, transfer_nothing, transfer_nothing,
                                                     transfer_nothing};
-    const ombrel_fbmap_transfer_t transfer = operation(
-        *fbmap, &ombrel_fbmap_t::m_transfer, ombrel_fbmap_transfer, none, {source_name, __func__, __LINE__});
+    const ombrel_fbmap_transfer_t transfer =
+        operation(*fbmap, &ombrel_fbmap_t::m_transfer, ombrel_fbmap_transfer, none,
+                  {source_name, {__func__, __LINE__}});
     if (transfer == nullptr)
         return -1;
     const int result = transfer(fbmap);
@@ -92,7 +93,7 @@ int __ombrel_fbmap_transfer_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_update_internal(ombrel_fbmap_t* fbmap) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     if (is_empty(fbmap->m_update_region))
         return 0;
@@ -102,7 +103,7 @@ int __ombrel_fbmap_update_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_show_internal(ombrel_fbmap_t* fbmap) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     if (!is_hidden(*fbmap) || fbmap->m_parent == nullptr)
         return 0;
@@ -111,7 +112,7 @@ int __ombrel_fbmap_show_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_hide_internal(ombrel_fbmap_t* fbmap) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     if (is_hidden(*fbmap) || fbmap->m_parent == nullptr)
         return 0;
@@ -120,14 +121,14 @@ int __ombrel_fbmap_hide_internal(ombrel_fbmap_t* fbmap) {
 }
 
 int __ombrel_fbmap_move_internal(ombrel_fbmap_t* fbmap, int32_t x, int32_t y) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     return __ombrel_fbmap_resize_internal(fbmap, x, y, fbmap->m_resx, fbmap->m_resy);
 }
 
 int __ombrel_fbmap_resize_internal(ombrel_fbmap_t* fbmap, int32_t x, int32_t y, uint32_t resx,
                                    uint32_t resy) {
-    if (is_refused(fbmap, {source_name, __func__, __LINE__}))
+    if (is_refused(fbmap, {source_name, {__func__, __LINE__}}))
         return -1;
     const bool same_size = resx == fbmap->m_resx && resy == fbmap->m_resy;
     if (fbmap->m_parent == nullptr || (same_size && x == fbmap->m_x && y == fbmap->m_y))
@@ -140,7 +141,7 @@ int __ombrel_fbmap_resize_internal(ombrel_fbmap_t* fbmap, int32_t x, int32_t y, 
     fbmap->m_y = y;
     int result = 0;
     if (!same_size && !take_size(*fbmap, resx, resy))
-        result = fail({source_name, __func__, __LINE__}, "not enough memory ! resize failed !");
+        result = fail({source_name, {__func__, __LINE__}}, "not enough memory ! resize failed !");
     if (recompose_moved(*fbmap, before, mode) != 0)
         result = -1;
     const int transferred = __ombrel_fbmap_transfer_internal(&root_of(*fbmap));
