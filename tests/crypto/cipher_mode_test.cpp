@@ -113,6 +113,47 @@ TEST_F(CipherMode, OwnFormsGiveWhatTheDriversGiveInAnyPieces) {
         }
 }
 
+// The examples of the standards.
+TEST_F(CipherMode, PublishedExamples) {
+    constexpr const char count[] = "000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F";
+    constexpr const char elevens[] = "00112233445566778899AABBCCDDEEFF",
+                         none[] = "00000000000000000000000000000000";
+    const struct {
+        const char *cipher, *key, *plain, *coded;
+    } examples[] = {
+        {"seed", none, "000102030405060708090A0B0C0D0E0F", "5EBAC6E0054E166819AFF1CC6D346CDB"},
+        {"seed", count, none, "C11F22F20140505084483597E4370F43"},
+        {"seed", "4706480851E61BE85D74BFB3FD956185", "83A2F8A288641FB9A4E9A5CC2F131C7D",
+         "EE54D13EBCAE706D226BC3142CD40D4A"},
+        {"seed", "28DBC3BC49FFD87DCFA509B11D422BE7", "B41E6BE2EBA84A148E2EED84593C5EC7",
+         "9B9B7BFCD1813CB95D0B3618F40F5122"},
+        {"des", "133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},
+        {"des", "0E329232EA6D0D73", "8787878787878787", "0000000000000000"},
+        {"des", "0101010101010101", "8000000000000000", "95F8A5E5DD31D900"},
+        {"des", "8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
+        {"des", "7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
+        {"aes128", count, elevens, "69C4E0D86A7B0430D8CDB78070B4C55A"},
+        {"aes192", count, elevens, "DDA97CA4864CDFE06EAF70A0EC0D7191"},
+        {"aes256", count, elevens, "8EA2B7CA516745BFEAFC49904B496089"},
+    };
+    for (const auto& row : examples) {
+        SCOPED_TRACE(std::string(row.cipher) + " " + row.coded);
+        const cipher& c = find_cipher(row.cipher);
+        const byte_string plain = from_hex(row.plain), keys = c.round_key(from_hex(row.key));
+        byte_string data = plain;
+        EXPECT_EQ(data.data(), c.encrypt_ecb(data.data(), data.size(), keys.data()));
+        EXPECT_EQ(from_hex(row.coded), data);
+        EXPECT_EQ(data.data(), c.decrypt_ecb(data.data(), data.size(), keys.data()));
+        EXPECT_EQ(plain, data);
+    }
+}
+
+TEST_F(CipherMode, SeedRoundKeysAreWordsOfTheMachine) {
+    const byte_string keys = find_cipher("seed").round_key(byte_string(16));
+    const uint32_t first_rounds[] = {0x7C8F8C7E, 0xC737A22C, 0xFF276CDB, 0xA7CA684A};
+    EXPECT_EQ(0, memcmp(keys.data(), first_rounds, sizeof first_rounds));
+}
+
 // Each block is the next plain text, and changes the next key: every entry of every table takes part. The
 // last blocks are those that libcrypto comes to.
 TEST_F(CipherMode, LongChainsEndAsWithOthers) {
@@ -120,7 +161,6 @@ TEST_F(CipherMode, LongChainsEndAsWithOthers) {
         const char *name, *last;
     } chains[] = {{"seed", "FB97BD36D0ADF5333C4B682EC21CFABD"},
                   {"des", "3B83A56C144FB572"},
-
                   {"aes128", "9F57B094FD65D7EB8F37000E2BA0E0CA"},
                   {"aes192", "08D0F3D2062BBCCB12E170A6A63595FD"},
                   {"aes256", "983396D5CABA03BEC1BF10C85132DBC4"}};
@@ -166,28 +206,28 @@ TEST_F(CipherMode, KeysMayStandWhereTheirRoundKeysGo) {
 }
 
 TEST_F(CipherMode, NullArgumentsDoNothing) {
-    byte_string data(32, 'x'), key(32), iv(16, 'v');
-    const byte_string before = data;
+    byte_string room(32, 'x'), block(16, 'v');
+    void *const data = room.data(), *const key = room.data(), *const iv = block.data();
     for (const cipher& c : ciphers) {
-        EXPECT_EQ(nullptr, c.make_round_key(nullptr, key.data()));
-        EXPECT_EQ(nullptr, c.make_round_key(data.data(), nullptr));
+        EXPECT_EQ(nullptr, c.make_round_key(nullptr, key));
+        EXPECT_EQ(nullptr, c.make_round_key(data, nullptr));
         for (const ombrel_ecb_t ecb : {c.encrypt_ecb, c.decrypt_ecb}) {
-            EXPECT_EQ(nullptr, ecb(nullptr, 32, key.data()));
-            EXPECT_EQ(nullptr, ecb(data.data(), 32, nullptr));
+            EXPECT_EQ(nullptr, ecb(nullptr, 32, key));
+            EXPECT_EQ(nullptr, ecb(data, 32, nullptr));
         }
         for (const mode_pair& mode : modes) {
-            EXPECT_EQ(nullptr, (c.*mode.own)(nullptr, 32, key.data(), iv.data()));
-            EXPECT_EQ(nullptr, (c.*mode.own)(data.data(), 32, nullptr, iv.data()));
-            EXPECT_EQ(nullptr, (c.*mode.own)(data.data(), 32, key.data(), nullptr));
+            EXPECT_EQ(nullptr, (c.*mode.own)(nullptr, 32, key, iv));
+            EXPECT_EQ(nullptr, (c.*mode.own)(data, 32, nullptr, iv));
+            EXPECT_EQ(nullptr, (c.*mode.own)(data, 32, key, nullptr));
         }
     }
     for (const mode_pair& mode : modes) {
-        EXPECT_EQ(nullptr, mode.generic(nullptr, 16, data.data(), 32, key.data(), iv.data()));
-        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 0, data.data(), 32, key.data(), iv.data()));
-        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, nullptr, 32, key.data(), iv.data()));
-        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, data.data(), 32, key.data(), nullptr));
-        EXPECT_EQ(mode.generic(toy_ecb, 16, data.data(), 0, key.data(), iv.data()), data.data());
+        EXPECT_EQ(nullptr, mode.generic(nullptr, 16, data, 32, key, iv));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 0, data, 32, key, iv));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, nullptr, 32, key, iv));
+        EXPECT_EQ(nullptr, mode.generic(toy_ecb, 16, data, 32, key, nullptr));
+        EXPECT_EQ(data, mode.generic(toy_ecb, 16, data, 0, key, iv));
     }
-    EXPECT_EQ(data, before);
-    EXPECT_EQ(iv, byte_string(16, 'v'));
+    EXPECT_EQ(byte_string(32, 'x'), room);
+    EXPECT_EQ(byte_string(16, 'v'), block);
 }

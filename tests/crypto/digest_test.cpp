@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -23,29 +22,19 @@ namespace {
 using namespace ombrel_test;
 
 struct known {
-    std::string message;
-    const char* md5;
-    const char* sha1;
-    const char* sha256;
+    const char *message, *md5, *sha1, *sha256;
 };
 
-// From the standards, and around the places where the padding takes another block (by coreutils).
+// From the standards; the digest of the digests of messages of 0 to 299 bytes is what other libraries come
+// to.
 const known published[] = {
     {"", "D41D8CD98F00B204E9800998ECF8427E", "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709",
      "E3B0C44298FC1C149AFBF4C8996FB92427AE41E4649B934CA495991B7852B855"},
     {"abc", "900150983CD24FB0D6963F7D28E17F72", "A9993E364706816ABA3E25717850C26C9CD0D89D",
-     "BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD"},
-    {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", "8215EF0796A20BCAAAE116D3876C664A",
-     "84983E441C3BD26EBAAE4AA1F95129E5E54670F1",
-     "248D6A61D20638B8E5C026930C3E6039A33CE45964FF2167F6ECEDD419DB06C1"},
-    {std::string(55, 'a'), "EF1772B6DFF9A122358552954AD0DF65", "C1C8BBDC22796E28C0E15163D20899B65621D65A",
-     "9F4390F8D30C2DD92EC9F095B65E2B9AE9B0A925A5258E241C9F1E910F734318"},
-    {std::string(64, 'a'), "014842D480B571495A4A0363793F7367", "0098BA824B5C16427BD7A1122A5A442A25EC644D",
-     "FFE054FE7AE0CB6DC65C3AF9B61D5209F439851DB43D0BA5997337DF154668EB"},
-    {std::string(1000000, 'a'), "7707D6AE4E027C70EEA2A935C2296F21",
-     "34AA973CD4C4DAA4F61EEB2BDBAD27316534016F",
-     "CDC76E5C9914FB9281A1C7E284D73E67F1809A48A497200E046D39CCC7112CD0"},
-};
+     "BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD"}};
+const known of_every_length = {"", "3E1E751789A9292371F8A6AA174F0650",
+                               "42E3590533E1BD0177ED34E017F54CE57AC725F9",
+                               "1D4750D25B89C536F239A58FDCCADEEB57FB2FE66D0495C770B4A78A8F79462F"};
 
 template<typename Family>
 const char* expected(const known& k) {
@@ -77,8 +66,7 @@ std::string hex(const unsigned char* bytes, size_t size) {
 // All algorithms by their names, over messages in two pieces.
 TEST(DigestByName, GivesWhatEachAlgorithmGives) {
     const struct {
-        const char* name;
-        const char* result; // of "123456789"
+        const char *name, *result; // of "123456789"
     } rows[] = {{"sha256", "15e2b0d3c33891ebb0f1ef609ec419420c20e320ce94c65fbc8c3312448eb225"},
                 {"sha1", "f7c3bc1d808e04732adf679965ccc34ca7ae3441"},
                 {"md5", "25f9e794323b453885f5181f1b624d0b"},
@@ -102,8 +90,7 @@ TEST(DigestByName, GivesWhatEachAlgorithmGives) {
         unsigned char bytes[def_ombrel_digest_size_max + 1];
         memset(bytes, 0x5a, sizeof bytes);
         EXPECT_STREQ(ombrel_digest_result(&made, bytes), rows[i].result);
-        std::string text = hex(bytes, algorithm->m_size);
-        EXPECT_EQ(0, ombrel_strcasecmp(text.c_str(), rows[i].result));
+        EXPECT_EQ(0, ombrel_strcasecmp(hex(bytes, algorithm->m_size).c_str(), rows[i].result));
         EXPECT_EQ(0x5a, bytes[algorithm->m_size]);
     }
     EXPECT_EQ(nullptr, ombrel_get_digest_algorithm(std::size(rows)));
@@ -131,48 +118,39 @@ class Digest : public balanced_test {};
 using families = testing::Types<md5, sha1, sha256>;
 TYPED_TEST_SUITE(Digest, families);
 
-TYPED_TEST(Digest, GivesThePublishedValues) {
-    for (const known& k : published)
-        EXPECT_EQ(text_of<TypeParam>(k.message), expected<TypeParam>(k)) << k.message.size();
-}
-
-TYPED_TEST(Digest, TakesAMessageInPieces) {
-    std::string message;
-    for (int i = 0; i < 300; i++)
-        message += static_cast<char>(i * 7);
+TYPED_TEST(Digest, TakesMessagesOfEveryLength) {
+    std::string all, message;
+    for (; message.size() < 300; message += static_cast<char>(message.size() * 7))
+        all += text_of<TypeParam>(message);
+    EXPECT_EQ(expected<TypeParam>(of_every_length), text_of<TypeParam>(all));
     const std::string whole = text_of<TypeParam>(message);
     for (size_t piece = 1; piece < message.size(); piece++) {
         typename TypeParam::context ctx;
         TypeParam::init(&ctx);
         for (size_t done = 0; done < message.size(); done += piece)
             TypeParam::push(&ctx, message.data() + done, std::min(piece, message.size() - done));
-        ASSERT_EQ(TypeParam::digest(&ctx, nullptr), whole) << "pieces of " << piece;
+        ASSERT_EQ(whole, TypeParam::digest(&ctx, nullptr)) << "pieces of " << piece;
     }
 }
 
-// The digest of the digests of messages of 0 to 299 bytes; the values are those that other libraries come to.
-TYPED_TEST(Digest, TakesMessagesOfEveryLength) {
-    const known last = {"", "3E1E751789A9292371F8A6AA174F0650", "42E3590533E1BD0177ED34E017F54CE57AC725F9",
-                        "1D4750D25B89C536F239A58FDCCADEEB57FB2FE66D0495C770B4A78A8F79462F"};
-    std::string all, message;
-    for (; message.size() < 300; message += static_cast<char>(message.size() * 7))
-        all += text_of<TypeParam>(message);
-    EXPECT_EQ(text_of<TypeParam>(all), expected<TypeParam>(last));
-}
-
 TYPED_TEST(Digest, WritesBytesAndText) {
-    typename TypeParam::context ctx;
-    memset(&ctx, 0xEE, sizeof ctx);
-    ASSERT_EQ(TypeParam::init(&ctx), &ctx);
-    static const char message[] = "abc";
-    EXPECT_EQ(TypeParam::push(&ctx, message, 3), message);
-    unsigned char out[TypeParam::size + 1];
-    memset(out, 0xEE, sizeof out);
-    const char* text = TypeParam::digest(&ctx, out);
-    EXPECT_EQ(text, ctx.m_text);
-    EXPECT_EQ(std::string(text), expected<TypeParam>(published[1]));
-    EXPECT_EQ(hex(out, TypeParam::size), text);
-    EXPECT_EQ(0xEE, out[TypeParam::size]);
+    for (const known& k : published) {
+        typename TypeParam::context ctx, *opened = TypeParam::open();
+        memset(&ctx, 0xEE, sizeof ctx);
+        ASSERT_EQ(&ctx, TypeParam::init(&ctx));
+        EXPECT_EQ(k.message, TypeParam::push(&ctx, k.message, strlen(k.message)));
+        TypeParam::push(opened, k.message, strlen(k.message));
+        unsigned char out[TypeParam::size + 1], at_close[TypeParam::size];
+        memset(out, 0xEE, sizeof out);
+        const char* text = TypeParam::digest(&ctx, out);
+        EXPECT_EQ(ctx.m_text, text);
+        EXPECT_STREQ(expected<TypeParam>(k), text);
+        EXPECT_EQ(text, hex(out, TypeParam::size));
+        EXPECT_EQ(0xEE, out[TypeParam::size]);
+        EXPECT_EQ(0, TypeParam::close(opened, at_close));
+        EXPECT_EQ(text, hex(at_close, sizeof at_close));
+    }
+    EXPECT_EQ(0, TypeParam::close(TypeParam::open(), nullptr));
 }
 
 TYPED_TEST(Digest, IgnoresNothing) {
@@ -185,16 +163,6 @@ TYPED_TEST(Digest, IgnoresNothing) {
     EXPECT_EQ(nullptr, TypeParam::digest(nullptr, nullptr));
     EXPECT_EQ(0, TypeParam::close(nullptr, nullptr));
     EXPECT_EQ(-1, TypeParam::push_file(nullptr, "/dev/null"));
-}
-
-TYPED_TEST(Digest, OpensAndClosesAContext) {
-    typename TypeParam::context* ctx = TypeParam::open();
-    ASSERT_NE(nullptr, ctx);
-    TypeParam::push(ctx, "abc", 3);
-    unsigned char out[TypeParam::size];
-    EXPECT_EQ(0, TypeParam::close(ctx, out));
-    EXPECT_EQ(hex(out, sizeof out), expected<TypeParam>(published[1]));
-    EXPECT_EQ(0, TypeParam::close(TypeParam::open(), nullptr));
 }
 
 TYPED_TEST(Digest, ReadsFiles) {
@@ -214,28 +182,16 @@ TYPED_TEST(Digest, ReadsFiles) {
     EXPECT_STREQ(TypeParam::digest(&ctx, nullptr), expected<TypeParam>(published[0]));
 }
 
-TEST(DigestEnd, LeavesMd5Open) {
-    ombrel_md5_t ctx;
-    ombrel_md5_push(ombrel_init_md5(&ctx), "a", 1);
-    const std::string first = ombrel_md5_digest(&ctx, nullptr);
-    EXPECT_EQ(ombrel_md5_digest(&ctx, nullptr), first);
-    ombrel_md5_push(&ctx, "bc", 2);
-    EXPECT_STREQ(ombrel_md5_digest(&ctx, nullptr), published[1].md5);
-}
-
-template<typename Family>
-void expect_finished() {
-    typename Family::context ctx;
-    Family::push(Family::init(&ctx), "abc", 3);
-    const std::string first = Family::digest(&ctx, nullptr);
-    EXPECT_NE(Family::digest(&ctx, nullptr), first);
-    Family::push(Family::init(&ctx), "abc", 3);
-    EXPECT_EQ(Family::digest(&ctx, nullptr), first);
-}
-
-TEST(DigestEnd, FinishesTheShaContexts) {
-    expect_finished<sha1>();
-    expect_finished<sha256>();
+// Asked again, MD5 gives the same and goes on; the others are finished, until they begin anew.
+TYPED_TEST(Digest, Ends) {
+    typename TypeParam::context ctx;
+    TypeParam::push(TypeParam::init(&ctx), "a", 1);
+    const std::string first = TypeParam::digest(&ctx, nullptr);
+    EXPECT_EQ((std::is_same_v<TypeParam, md5>), first == TypeParam::digest(&ctx, nullptr));
+    if constexpr (!std::is_same_v<TypeParam, md5>)
+        TypeParam::push(TypeParam::init(&ctx), "a", 1);
+    TypeParam::push(&ctx, "bc", 2);
+    EXPECT_STREQ(expected<TypeParam>(published[1]), TypeParam::digest(&ctx, nullptr));
 }
 
 // The value is that of coreutils. Without instructions for it this takes too long for every run.
@@ -269,9 +225,7 @@ TEST(DigestLength, CountsMd5BitsPast32) {
 
     // The same state by hand: the padding with its length is one block's data for a context at rest.
     unsigned char end[56] = {0x80};
-    end[48] = 0x40;
-    end[49] = 0x04;
-    end[52] = 8;
+    end[48] = 0x40, end[49] = 0x04, end[52] = 8;
     ombrel_md5_t by_hand = ctx;
     ombrel_md5_push(&by_hand, end, sizeof end);
     unsigned char out[16], state[16];

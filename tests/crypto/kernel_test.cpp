@@ -108,12 +108,8 @@ TEST(BlockKernels, Agree) {
 
 TEST(KernelChoice, TakesTheFirstThatCanRun) {
     const candidate<int> list[] = {{"both", 3, 30}, {"one", 1, 10}, {"plain", 0, 0}};
-    const struct {
-        uint32_t features;
-        int chosen;
-    } cases[] = {{7, 30}, {3, 30}, {1, 10}, {2, 0}, {0, 0}};
-    for (const auto& c : cases)
-        EXPECT_EQ(choose(std::span<const candidate<int>>(list), c.features), c.chosen) << c.features;
+    for (const auto& [features, chosen] : {std::pair{7u, 30}, {3u, 30}, {1u, 10}, {2u, 0}, {0u, 0}})
+        EXPECT_EQ(chosen, choose(std::span<const candidate<int>>(list), features)) << features;
 }
 
 TEST(KernelChoice, CanBeForcedToThePlainOnes) {

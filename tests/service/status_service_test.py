@@ -2,6 +2,7 @@
 
 usage: status_service_test.py STATUS_SERVICE [TEST ...]
 """
+import contextlib
 import json
 import os
 import re
@@ -35,14 +36,12 @@ class Service:
 
         self.number = number
         arguments = arguments or ("127.0.0.1", "0")
-        self.process = subprocess.Popen(
-            [SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, preexec_fn=limit
-        )
-        line = self.process.stdout.readline()
-        self.greeting = line
-        found = re.search(r"http://.*:(\d+)/", line)
+        self.process = subprocess.Popen([SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                        text=True, preexec_fn=limit)
+        self.greeting = self.process.stdout.readline()
+        found = re.search(r"http://.*:(\d+)/", self.greeting)
         if found is None:
-            raise AssertionError(f"the service did not start: {line}{self.process.stdout.read()}")
+            raise AssertionError(f"the service did not start: {self.greeting}{self.process.stdout.read()}")
         self.port = int(found.group(1))
 
     def __enter__(self):
@@ -75,43 +74,61 @@ class Service:
         """The first status that holds; a busy machine may take its time."""
         end = time.monotonic() + 60
         while time.monotonic() < end:
-            status = json.loads(self.curl("/status.json"))
+            status = self.figures()
             if holds(status):
                 return status
             time.sleep(0.1)
         raise AssertionError(status)
 
     def curl(self, path, *options):
-        result = subprocess.run(
-            ["curl", "-sS", "--max-time", "30", *options, f"http://127.0.0.1:{self.port}{path}"],
-            stdout=subprocess.PIPE, check=True,
-        )
-        return result.stdout
+        return subprocess.check_output(["curl", "-sS", "--max-time", "30", *options,
+                                        f"http://127.0.0.1:{self.port}{path}"])
+
+    def figures(self):
+        return json.loads(self.curl("/status.json"))
 
     def status(self, path, *options):
         return self.curl(path, "-o", os.devnull, "-w", "%{http_code}", *options).decode()
 
 
 def read_all(client):
-    parts = []
-    try:
+    answer = b""
+    with contextlib.suppress(ConnectionResetError):
         while part := client.recv(65536):
-            parts.append(part)
-    except ConnectionResetError:
-        pass
-    return b"".join(parts)
+            answer += part
+    return answer
 
 
 def request(path, *headers, method="GET"):
     return "\r\n".join([f"{method} {path} HTTP/1.1", "Host: test", *headers, "", ""]).encode()
 
 
+@contextlib.contextmanager
 def crowd(service, count, data):
-    """Clients that have all asked the same."""
-    clients = [service.connect() for _ in range(count)]
-    for client in clients:
-        client.sendall(data)
-    return clients
+    """Clients that have all asked the same, or data of their number, until the end of the block."""
+    with contextlib.ExitStack() as stack:
+        clients = [stack.enter_context(service.connect()) for _ in range(count)]
+        for number, client in enumerate(clients):
+            client.sendall(data(number) if callable(data) else data)
+        yield clients
+
+
+@contextlib.contextmanager
+def together(*functions):
+    """Runs each in a thread of its own beside the block."""
+    threads = [threading.Thread(target=function) for function in functions]
+    for thread in threads:
+        thread.start()
+    yield
+    for thread in threads:
+        thread.join()
+
+
+def run_to_its_end(*arguments):
+    """The exit code and the output of a service that does not begin to serve."""
+    ended = subprocess.run([SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                           timeout=20, check=False)
+    return ended.returncode, ended.stdout
 
 
 ONE_HEAP = request("/heap", "Connection: close")
@@ -125,7 +142,7 @@ class Pages(unittest.TestCase):
 
     def test_documents(self):
         self.assertIn(b"<title>libombrel_tuk", self.service.curl("/"))
-        first = json.loads(self.service.curl("/status.json"))
+        first = self.service.figures()
         later = self.service.status_when(lambda status: len(status["size_history"]) > len(first["size_history"]))
         self.assertEqual(first["version"], "5.0.1.3")
         self.assertGreater(later["uptime"], first["uptime"])
@@ -149,41 +166,23 @@ class Pages(unittest.TestCase):
                     self.assertEqual(self.service.curl("/echo", "--data-binary", f"@{file.name}", *options), sent)
 
     def test_statuses(self):
-        for expected, path, options in (
-            ("404", "/nothing", []),
-            ("404", "/heap/", []),
-            ("405", "/heap", ["-X", "DELETE"]),
-            ("405", "/heap", ["-d", "x"]),
-            ("405", "/echo", []),
-            ("400", "/lookup", []),
-            ("400", "/slow?ms=x", []),
-            ("400", "/slow?ms=99999", []),
-            ("200", "/%68eap", []),
+        for expected, *asked in (
+            ("404", "/nothing"), ("404", "/heap/"), ("405", "/heap", "-X", "DELETE"), ("405", "/heap", "-d", "x"),
+            ("405", "/echo"), ("400", "/lookup"), ("400", "/slow?ms=x"), ("400", "/slow?ms=99999"), ("200", "/%68eap"),
         ):
-            self.assertEqual(self.service.status(path, *options), expected, path)
+            self.assertEqual(self.service.status(*asked), expected, asked)
 
     def test_names(self):
         self.assertIn(b"127.0.0.1", self.service.curl("/lookup?name=localhost"))
         self.assertEqual(self.service.curl("/lookup?name=192.0.2.7"), b"192.0.2.7\n")
+        self.assertIn(b"waited 20 ms", self.service.curl("/slow?ms=20"))
         self.assertIn(self.service.status("/lookup?name=no.such.name.invalid"), ("404", "504"))
-
-    def test_slow_answers_hold_up_nobody(self):
-        begin = time.monotonic()
-        slow = crowd(self.service, 20, request("/slow?ms=2000", "Connection: close"))
-        self.assertIn(b"live blocks", self.service.curl("/heap"))
-        self.assertLess(time.monotonic() - begin, 1.9)
-        for client in slow:
-            self.assertIn(b"waited 2000 ms", read_all(client))
-            client.close()
-        self.assertGreater(time.monotonic() - begin, 1.99)
 
     def test_pipeline_keeps_its_order(self):
         paths = ["/slow?ms=150", "/heap", "/nothing", "/version.xml"] * 3
-        data = b"".join(request(path) for path in paths) + request("/echo", "Connection: close")
-        answer = self.service.raw(data)
-        codes = re.findall(rb"HTTP/1.1 (\d+)", answer)
+        data = b"".join(map(request, paths)) + request("/echo", "Connection: close")
+        codes = re.findall(rb"HTTP/1.1 (\d+)", self.service.raw(data))
         self.assertEqual(codes, [b"200", b"200", b"404", b"200"] * 3 + [b"405"])
-
 
 
 class Screen(unittest.TestCase):
@@ -202,7 +201,7 @@ class Screen(unittest.TestCase):
             self.assertNotEqual(now, first)
             png.decode(now)
             # Its memory is given back once nobody looks any more.
-            self.assertGreater(json.loads(service.curl("/status.json"))["peak"], 800 * 480 * 4)
+            self.assertGreater(service.figures()["peak"], 800 * 480 * 4)
             service.status_when(lambda status: status["bytes"] < 800 * 480 * 4)
             self.assertIn("heap: 0 live blocks", service.stop()[0])
 
@@ -214,13 +213,13 @@ class Screen(unittest.TestCase):
                        f"--user-data-dir={folder}/profile", "--window-size=910,700",
                        "--virtual-time-budget=4000", f"--screenshot={shot}",
                        f"http://127.0.0.1:{service.port}/screen"]
-            begin = json.loads(service.curl("/status.json"))["requests"]
+            begin = service.figures()["requests"]
             try:
                 subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=100, check=True)
             except (subprocess.TimeoutExpired, subprocess.CalledProcessError) as error:
                 self.skipTest(f"Chromium does not work here: {error}")
             self.assertGreater(os.path.getsize(shot), 20000, "a page with a picture")
-            asked_for = json.loads(service.curl("/status.json"))["requests"] - begin - 1
+            asked_for = service.figures()["requests"] - begin - 1
             self.assertGreaterEqual(asked_for, 3, "the page, its picture and the next one")
 
 
@@ -273,13 +272,10 @@ class BadClients(unittest.TestCase):
         """Many pipelined requests, nothing read: the service keeps a bound and goes on with the others."""
         with self.service.connect() as client:
             client.settimeout(1)
-            try:
+            with contextlib.suppress(TimeoutError, socket.timeout):
                 for _ in range(4000):
                     client.sendall(request("/") * 8)
-            except (TimeoutError, socket.timeout):
-                pass
-            figures = json.loads(self.service.curl("/status.json"))
-            self.assertLess(figures["bytes"], 4 * 1024 * 1024)
+            self.assertLess(self.service.figures()["bytes"], 4 * 1024 * 1024)
 
     def test_vanishing_clients(self):
         for data in (request("/slow?ms=300"), request("/lookup?name=localhost"), b"GET /", request("/") * 50):
@@ -291,46 +287,38 @@ class BadClients(unittest.TestCase):
         self.service.status_when(lambda status: status["open"] == 1)
 
     def test_a_flood_of_names_keeps_a_bound(self):
-        with Service() as service:
-            clients = [service.connect() for _ in range(CROWD)]
-            for number, client in enumerate(clients):
-                client.sendall(request(f"/lookup?name=n{number}.invalid", "Connection: close"))
+        ask = lambda number: request(f"/lookup?name=n{number}.invalid", "Connection: close")
+        with Service() as service, crowd(service, CROWD, ask) as clients:
             self.assertIn(read_all(clients[-1])[9:12], (b"404", b"503"))
             self.assertLess(service.stop()[1], 10)
             self.assertEqual(service.process.returncode, 0)
-            for client in clients:
-                client.close()
 
     def test_stalled_clients_get_408(self):
-        def stall(data, answers):
+        begin = time.monotonic()
+        answers = []
+
+        def stall(data):
             with self.service.connect() as client:
                 client.sendall(data)
-                answers.append(read_all(client))
+                answers.append(read_all(client)[9:12])
 
         def drip_empty_lines():
-            with self.service.connect() as client, self.assertRaises(ConnectionError):
+            with self.service.connect() as client, contextlib.suppress(ConnectionError):
                 while time.monotonic() - begin < 60:
                     client.sendall(b"\r\n")
                     time.sleep(0.2)
 
-        answers = []
-        stalls = [b"GET / HTTP/1.1\r\nHost:", request("/echo", "Content-Length: 10", method="POST") + b"abc"]
-        begin = time.monotonic()
-        threads = [threading.Thread(target=stall, args=(data, answers)) for data in stalls]
-        for thread in (*threads, dripping := threading.Thread(target=drip_empty_lines)):
-            thread.start()
-        self.assertEqual(self.service.status("/heap"), "200")
-        for thread in (*threads, dripping):
-            thread.join()
-        self.assertEqual([answer[9:12] for answer in answers], [b"408", b"408"])
+        body = request("/echo", "Content-Length: 10", method="POST") + b"abc"
+        with together(lambda: stall(b"GET / HTTP/1.1\r\nHost:"), lambda: stall(body), drip_empty_lines):
+            self.assertEqual(self.service.status("/heap"), "200")
+        self.assertEqual(answers, [b"408", b"408"])
         self.assertLess(time.monotonic() - begin, 60)
 
 
 class Crowds(unittest.TestCase):
     def test_many_at_once(self):
-        with Service() as service:
-            clients = crowd(service, CROWD, request("/slow?ms=500"))
-            self.assertEqual(json.loads(service.curl("/status.json"))["open"], CROWD + 1)
+        with Service() as service, crowd(service, CROWD, request("/slow?ms=500")) as clients:
+            self.assertEqual(service.figures()["open"], CROWD + 1, "slow answers hold up nobody")
             for client in clients:
                 self.assertIn(b"200 OK", client.recv(4096))
                 client.sendall(ONE_HEAP)
@@ -350,34 +338,25 @@ class Crowds(unittest.TestCase):
                         client.sendall(ONE_HEAP)
                         self.assertIn(b"200 OK", read_all(client))
 
-            threads = [threading.Thread(target=come_and_go) for _ in range(4)]
-            for thread in threads:
-                thread.start()
-            for thread in threads:
-                thread.join()
-            self.assertEqual(json.loads(service.curl("/status.json"))["refused"], 0)
+            with together(*[come_and_go] * 4):
+                pass
+            self.assertEqual(service.figures()["refused"], 0)
 
     def test_more_clients_than_descriptors(self):
         with Service(descriptors=64) as service:
-            clients = crowd(service, 100, ONE_HEAP)
-            answers = [read_all(client)[9:12] for client in clients]
-            for client in clients:
-                client.close()
-            self.assertEqual(set(answers), {b"200", b"503"})
+            with crowd(service, 100, ONE_HEAP) as clients:
+                self.assertEqual({read_all(client)[9:12] for client in clients}, {b"200", b"503"})
             self.assertEqual(service.status("/heap"), "200")
             self.assertIn("heap: 0 live blocks", service.stop()[0])
 
     def test_ends_at_once_with_clients_waiting(self):
         for number in (signal.SIGINT, signal.SIGTERM):
-            with Service(number=number) as service:
-                waiting = crowd(service, 10, request("/slow?ms=60000"))
-                time.sleep(0.1)
+            with Service(number=number) as service, crowd(service, 10, request("/slow?ms=60000")):
+                service.status_when(lambda status: status["open"] == 11)
                 output, seconds = service.stop()
                 self.assertEqual(service.process.returncode, 0, output)
                 self.assertIn("heap: 0 live blocks", output)
                 self.assertLess(seconds, 10)
-                for client in waiting:
-                    client.close()
 
     def test_addresses(self):
         try:
@@ -399,10 +378,9 @@ class Crowds(unittest.TestCase):
             (("--help",), 0, "usage"),
             (("192.0.2.1", "0"), 1, "an address of this machine"),
         ):
-            failed = subprocess.run([SERVICE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                    timeout=20, check=False)
-            self.assertEqual(failed.returncode, code, arguments)
-            self.assertIn(message, failed.stdout)
+            ended, output = run_to_its_end(*arguments)
+            self.assertEqual(ended, code, arguments)
+            self.assertIn(message, output)
 
     def test_it_is_open_to_others_only_when_asked(self):
         for arguments, url, everybody in (
@@ -419,12 +397,11 @@ class Crowds(unittest.TestCase):
                     self.assertEqual(service.status("/heap"), "200")
 
     def test_a_port_in_use_is_said(self):
-        with Service("127.0.0.1", "0") as service:
-            second = subprocess.run([SERVICE, "localhost", str(service.port)], stdout=subprocess.PIPE,
-                                    stderr=subprocess.STDOUT, text=True, timeout=20, check=False)
-            self.assertEqual(second.returncode, 1)
-            self.assertIn(f"port {service.port}: Address already in use", second.stdout)
-            self.assertIn("another port: localhost ", second.stdout)
+        with Service() as service:
+            code, output = run_to_its_end("localhost", str(service.port))
+            self.assertEqual(code, 1)
+            self.assertIn(f"port {service.port}: Address already in use", output)
+            self.assertIn("another port: localhost ", output)
 
 
 if __name__ == "__main__":
