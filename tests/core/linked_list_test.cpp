@@ -58,7 +58,21 @@ int run(auto operation, const auto&... lists_and_nodes) {
 }
 using sorted = std::integral_constant<ombrel_linked_list_compare_t, by_key>;
 
-/// A list beside its model; every change is made to both and compared.
+/// Compares a list with what should stand in it.
+template<typename Kind>
+void expect_list(const item* head, const item* tail, bool keeps_tail, const auto& expected) {
+    const item *at = head, *before = nullptr;
+    for (const item* const node : expected) {
+        ASSERT_EQ(node, at);
+        EXPECT_EQ(Kind::has_prev ? before : nullptr, at->prev);
+        before = at;
+        at = at->next;
+    }
+    EXPECT_EQ(nullptr, at);
+    EXPECT_EQ(keeps_tail ? before : nullptr, tail);
+}
+
+/// A list beside its model; every change is made to both.
 template<typename Kind>
 class modelled_list {
 public:
@@ -68,99 +82,63 @@ public:
     }
 
     void step(std::mt19937& random) {
-        switch (random() % 8) {
+        const auto position = std::next(model_.begin(), static_cast<long>(random() % (model_.size() + 1)));
+        item* const at = position == model_.end() ? nullptr : *position;
+        item* const node = free_.front();
+        *node = {Kind::has_prev ? node : nullptr, arrivals_++ % 7, 0,
+                 node}; // what stood in the links before must not matter
+        switch (free_.size() > 1 ? random() % 10 : 9) {
         case 0:
-            if (item* node = take())
-                run<Kind>(Kind::prepend, &head_, tail_address_, node), model_.push_front(node);
-            break;
+            run<Kind>(Kind::prepend, &head_, tail_address_, node);
+            return add(model_.begin(), node);
         case 1:
-            if (item* node = take())
-                run<Kind>(Kind::append, &head_, tail_address_, node), model_.push_back(node);
-            break;
+            run<Kind>(Kind::append, &head_, tail_address_, node);
+            return add(model_.end(), node);
         case 2:
-            if (item* node = take()) {
-                const auto position = any(random);
-                run<Kind>(Kind::insert, &head_, tail_address_, position == model_.end() ? nullptr : *position,
-                          node);
-                model_.insert(position, node);
-            }
-            break;
+            run<Kind>(Kind::insert, &head_, tail_address_, at, node);
+            return add(position, node);
         case 3:
-            if (item* node = take()) {
-                run<Kind, sorted>(Kind::sort_insert, &head_, tail_address_, node);
-                model_.insert(std::find_if(model_.begin(), model_.end(),
-                                           [&](const item* other) { return by_key(node, other) < 0; }),
-                              node);
-            }
-            break;
+            run<Kind, sorted>(Kind::sort_insert, &head_, tail_address_, node);
+            return add(
+                std::find_if(model_.begin(), model_.end(), [&](auto* other) { return less(node, other); }),
+                node);
         case 4:
-        case 5:
-            if (const auto position = any(random); position != model_.end()) {
-                run<Kind>(Kind::remove, &head_, tail_address_, *position);
-                release(*position);
-                model_.erase(position);
-            }
-            break;
-        case 6:
-            if (const auto position = any(random); position != model_.end())
-                if (item* node = take()) {
-                    run<Kind>(Kind::replace, &head_, tail_address_, *position, node);
-                    release(*position);
-                    *position = node;
-                }
-            break;
-        case 7:
             run<Kind, sorted>(Kind::sort, &head_, tail_address_);
-            model_.sort([](const item* a, const item* b) { return by_key(a, b) < 0; });
+            return model_.sort(less);
+        case 5:
+            EXPECT_EQ(at == nullptr ? -1 : 0, run<Kind>(Kind::replace, &head_, tail_address_, at, node));
+            if (at != nullptr)
+                add(position, node);
+            break;
+        default:
+            EXPECT_EQ(at == nullptr ? -1 : 0, run<Kind>(Kind::remove, &head_, tail_address_, at));
         }
-        check();
+        if (at == nullptr)
+            return;
+        EXPECT_EQ(nullptr, at->next);
+        EXPECT_EQ(Kind::has_prev ? nullptr : at->prev, at->prev);
+        free_.push_back(at);
+        model_.erase(position);
+    }
+
+    void check() {
+        expect_list<Kind>(head_, tail_, tail_address_ != nullptr, model_);
+        EXPECT_EQ(model_.size(), ombrel_linked_list_count(&head_, next_at));
+        const item* const last = model_.empty() ? nullptr : model_.back();
+        EXPECT_EQ(last, ombrel_linked_list_get_tail(&head_, tail_address_, next_at));
     }
 
 private:
-    item* take() {
-        if (free_.empty())
-            return nullptr;
-        item* node = free_.front();
+    static bool less(const item* left, const item* right) { return by_key(left, right) < 0; }
+    void add(std::list<item*>::iterator position, item* node) {
         free_.pop_front();
-        node->prev = node->next = node; // what stood in the links before must not matter
-        node->key = arrivals_++ % 7;
-        return node;
-    }
-    void release(item* node) {
-        EXPECT_EQ(nullptr, node->next);
-        if (Kind::has_prev) {
-            EXPECT_EQ(nullptr, node->prev);
-        }
-        free_.push_back(node);
-    }
-    std::list<item*>::iterator any(std::mt19937& random) {
-        return std::next(model_.begin(), static_cast<long>(random() % (model_.size() + 1)));
-    }
-    void check() {
-        item* at = head_;
-        item* before = nullptr;
-        for (item* expected : model_) {
-            ASSERT_EQ(at, expected);
-            if (Kind::has_prev) {
-                ASSERT_EQ(at->prev, before);
-            }
-            before = at;
-            at = at->next;
-        }
-        ASSERT_EQ(nullptr, at);
-        if (tail_address_ != nullptr) {
-            ASSERT_EQ(tail_, before);
-        }
-        ASSERT_EQ(ombrel_linked_list_count(&head_, next_at), model_.size());
-        ASSERT_EQ(ombrel_linked_list_get_tail(&head_, tail_address_, next_at), before);
+        model_.insert(position, node);
     }
 
-    item* head_ = nullptr;
-    item* tail_ = nullptr;
+    item *head_ = nullptr, *tail_ = nullptr;
     item** tail_address_;
     item items_[40] = {};
-    std::list<item*> free_;
-    std::list<item*> model_;
+    std::list<item*> free_, model_;
     int arrivals_ = 0;
 };
 
@@ -173,24 +151,11 @@ TYPED_TEST(LinkedListTest, FollowsItsModel) {
     for (const bool keep_tail : {false, true}) {
         std::mt19937 random(keep_tail ? 1 : 2);
         modelled_list<TypeParam> list(keep_tail);
-        for (int i = 0; i < 3000 && !this->HasFatalFailure(); i++)
+        for (int i = 0; i < 3000 && !this->HasFatalFailure(); i++) {
             list.step(random);
+            list.check();
+        }
     }
-}
-
-TYPED_TEST(LinkedListTest, SortsManyNodesKeepingEqualOnesInOrder) {
-    std::vector<item> items(5000);
-    item *head = nullptr, *tail = nullptr;
-    std::mt19937 random(3);
-    for (int i = 0; i < 5000; i++) {
-        items[static_cast<size_t>(i)] = {nullptr, static_cast<int>(random() % 50), i, nullptr};
-        run<TypeParam>(TypeParam::append, &head, &tail, &items[static_cast<size_t>(i)]);
-    }
-    EXPECT_EQ(0, (run<TypeParam, sorted>(TypeParam::sort, &head, &tail)));
-    size_t count = 1;
-    for (const item* at = head; at->next != nullptr; at = at->next, count++)
-        ASSERT_TRUE(at->key < at->next->key || (at->key == at->next->key && at->arrival < at->next->arrival));
-    EXPECT_EQ(count, items.size());
 }
 
 /// A list of `size` nodes.
@@ -202,21 +167,31 @@ struct chain {
     }
 
     void expect_whole() const {
-        std::vector<const item*> expected, found;
+        std::vector<const item*> expected;
         for (const item& node : items)
             expected.push_back(&node);
-        for (const item* at = head; at != nullptr && found.size() <= items.size(); at = at->next) {
-            EXPECT_EQ(at->prev, Kind::has_prev && !found.empty() ? found.back() : nullptr);
-            found.push_back(at);
-        }
-        EXPECT_EQ(found, expected);
-        EXPECT_EQ(tail, tail_address == nullptr || items.empty() ? nullptr : expected.back());
+        expect_list<Kind>(head, tail, tail_address != nullptr, expected);
     }
 
     std::vector<item> items;
     item *head = nullptr, *tail = nullptr;
     item** tail_address;
 };
+
+TYPED_TEST(LinkedListTest, SortsManyNodesKeepingEqualOnesInOrder) {
+    chain<TypeParam> list(5000, true);
+    std::mt19937 random(3);
+    for (int i = 0; i < 5000; i++) {
+        item& node = list.items[static_cast<size_t>(i)];
+        node.key = static_cast<int>(random() % 50);
+        node.arrival = i;
+    }
+    EXPECT_EQ(0, (run<TypeParam, sorted>(TypeParam::sort, &list.head, &list.tail)));
+    size_t count = 1;
+    for (const item* at = list.head; at->next != nullptr; at = at->next, count++)
+        ASSERT_LT(std::pair(at->key, at->arrival), std::pair(at->next->key, at->next->arrival));
+    EXPECT_EQ(list.items.size(), count);
+}
 
 template<typename Kind>
 void expect_ignored(chain<Kind>& list, item* absent) {

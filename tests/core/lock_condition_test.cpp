@@ -18,6 +18,8 @@
 
 namespace {
 
+using ombrel_test::await;
+
 class LockConditionTest : public ombrel_test::balanced_test {
 protected:
     LockConditionTest() {
@@ -30,17 +32,16 @@ protected:
     }
 
     // Starts a thread that waits once, counting itself in and out under the lock.
-    std::thread waiter() {
+    std::jthread waiter(ombrel_lock_condition_t* on = nullptr) {
         const int before = counts(waiting);
-        std::thread thread([this] {
+        std::jthread thread([this, on] {
             ombrel_lock(&lock);
             waiting++;
-            EXPECT_EQ(0, ombrel_lock_condition_wait(&condition, &lock));
+            EXPECT_EQ(0, ombrel_lock_condition_wait(on != nullptr ? on : &condition, &lock));
             left++;
             ombrel_unlock(&lock);
         });
-        while (counts(waiting) == before)
-            std::this_thread::yield();
+        await([&] { return counts(waiting) != before; });
         return thread;
     }
 
@@ -92,52 +93,37 @@ TEST_F(LockConditionTest, NobodyToWakeIsAFailure) {
 }
 
 TEST_F(LockConditionTest, ASecondWakeupGoesToTheSameWaiter) {
-    std::thread first = waiter(), second = waiter();
+    std::jthread first = waiter(), second = waiter();
     ASSERT_EQ(0, ombrel_lock(&lock));
     EXPECT_EQ(0, ombrel_lock_condition_wakeup(&condition));
     ombrel_unlock(&lock);
     first.join();
     EXPECT_EQ(1, counts(left));
     EXPECT_EQ(0, ombrel_lock_condition_wakeup(&condition));
-    second.join();
 }
 
-// They would be woken to wait for the lock; they stand in its line at once and leave the condition to its
-// end.
+// They would be woken to wait for the lock; they stand in its line at once and leave the condition alone.
 TEST_F(LockConditionTest, WaitersWokenUnderTheLockWaitInItsLine) {
     ombrel_lock_condition_t* allocated = ombrel_new_lock_condition();
-    constexpr int threads = 3;
-    std::vector<std::thread> waiters;
-    std::atomic<int> entered = 0;
-    for (int i = 0; i < threads; i++)
-        waiters.emplace_back([&] {
-            ombrel_lock(&lock);
-            entered++;
-            EXPECT_EQ(0, ombrel_lock_condition_wait(allocated, &lock));
-            left++;
-            ombrel_unlock(&lock);
-        });
-    while (entered < threads)
-        std::this_thread::yield();
+    std::jthread waiters[] = {waiter(allocated), waiter(allocated), waiter(allocated)};
     ASSERT_EQ(0, ombrel_lock(&lock));
     EXPECT_EQ(0, ombrel_lock_condition_wakeup(allocated));
     EXPECT_EQ(0, ombrel_lock_condition_wakeup_broadcast(allocated));
     EXPECT_EQ(0, ombrel_free_lock_condition(allocated)) << "nobody is on it, though the lock is held";
     EXPECT_EQ(0, left);
     EXPECT_EQ(0, ombrel_unlock(&lock));
-    for (std::thread& thread : waiters)
+    for (std::jthread& thread : waiters)
         thread.join();
-    EXPECT_EQ(left, threads);
+    EXPECT_EQ(3, left);
 }
 
 TEST_F(LockConditionTest, BroadcastWakesMoreThanOneBatch) {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 40; i++)
         threads.push_back(waiter());
     std::this_thread::sleep_for(std::chrono::milliseconds(40)); // all sleep on their pipes by then
     EXPECT_EQ(0, ombrel_lock_condition_wakeup_broadcast(&condition));
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(40, left);
 }
 
@@ -149,8 +135,7 @@ TEST_F(LockConditionTest, EndingAConditionSendsItsWaitersAway) {
     ombrel_load_balance();
     EXPECT_EQ(0, ombrel_uninit_lock_condition(allocated));
     for (std::thread& thread : threads) {
-        while (ombrel_lock_condition_wakeup_broadcast(allocated) == 0)
-            std::this_thread::yield();
+        await([&] { return ombrel_lock_condition_wakeup_broadcast(allocated) != 0; });
         thread.join();
     }
     EXPECT_EQ(0, ombrel_free_lock_condition(allocated));
@@ -158,29 +143,28 @@ TEST_F(LockConditionTest, EndingAConditionSendsItsWaitersAway) {
 }
 
 TEST_F(LockConditionTest, CallsWaitWhileAGuardIsHeld) {
+    ombrel_lock_condition_t* const one = &condition;
     const struct {
-        const char* name;
-        ombrel_short_lock_t& guard;
-        std::function<int()> call;
+        ombrel_short_lock_t* guard;
         int result;
+        std::function<int()> call;
     } cases[] = {
-        {"try", lock.m_guard, [&] { return ombrel_try_lock(&lock) - ombrel_unlock(&lock); }, 1},
-        {"end of a lock", lock.m_guard, [&] { return ombrel_uninit_lock(&lock); }, 0},
-        {"wait", condition.m_guard,
-         [&] { return ombrel_lock_condition_wait_timeout(&condition, nullptr, 1); }, 0},
-        {"wake", condition.m_guard, [&] { return ombrel_lock_condition_wakeup(&condition); }, -1},
-        {"wake all", condition.m_guard, [&] { return ombrel_lock_condition_wakeup_broadcast(&condition); },
-         -1},
-        {"end", condition.m_guard, [&] { return ombrel_uninit_lock_condition(&condition); }, 0},
+        {&lock.m_guard, 1, [&] { return ombrel_try_lock(&lock) - ombrel_unlock(&lock); }},
+        {&lock.m_guard, 0, [&] { return ombrel_uninit_lock(&lock); }},
+        {&one->m_guard, 0, [=] { return ombrel_lock_condition_wait_timeout(one, nullptr, 1); }},
+        {&one->m_guard, -1, [=] { return ombrel_lock_condition_wakeup(one); }},
+        {&one->m_guard, -1, [=] { return ombrel_lock_condition_wakeup_broadcast(one); }},
+        {&one->m_guard, 0, [=] { return ombrel_uninit_lock_condition(one); }},
     };
     for (const auto& c : cases) {
-        ombrel_short_lock(&c.guard);
-        const ombrel_test::waiting_call call([&c] { EXPECT_EQ(c.call(), c.result) << c.name; });
-        EXPECT_TRUE(call.is_waiting()) << c.name;
-        EXPECT_TRUE(lock.m_owners == nullptr && condition.m_waiters_head == nullptr) << c.name;
-        ombrel_short_unlock(&c.guard);
+        SCOPED_TRACE(&c - cases);
+        ombrel_short_lock(c.guard);
+        const ombrel_test::waiting_call call([&c] { EXPECT_EQ(c.result, c.call()); });
+        EXPECT_TRUE(call.is_waiting());
+        EXPECT_TRUE(lock.m_owners == nullptr && condition.m_waiters_head == nullptr);
+        ombrel_short_unlock(c.guard);
     }
-    std::thread sleeper = waiter();
+    std::jthread sleeper = waiter();
     ombrel_lock(&lock);
     ombrel_short_lock(&lock.m_guard);
     {
@@ -189,7 +173,6 @@ TEST_F(LockConditionTest, CallsWaitWhileAGuardIsHeld) {
         ombrel_short_unlock(&lock.m_guard);
     }
     ombrel_unlock(&lock);
-    sleeper.join();
 }
 
 TEST_F(LockConditionTest, AnEndlessWaitGoesOnAfterHours) {
@@ -201,8 +184,7 @@ TEST_F(LockConditionTest, AnEndlessWaitGoesOnAfterHours) {
     ahead.skip_seconds(3L * 3600);
     ombrel_short_unlock(&condition.m_guard);
     EXPECT_TRUE(wait.is_waiting());
-    while (ombrel_lock_condition_wakeup(&condition) != 0)
-        std::this_thread::yield();
+    await([&] { return ombrel_lock_condition_wakeup(&condition) == 0; });
 }
 
 // A bounded queue of one: no hand-over may get lost, whoever sleeps and whoever spins.

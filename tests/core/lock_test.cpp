@@ -22,6 +22,7 @@
 #include "support/threads.h"
 #include "support/waiting_call.h"
 
+using ombrel_test::await;
 using ombrel_test::error_output;
 
 namespace {
@@ -33,6 +34,15 @@ class LockTest : public ombrel_test::balanced_test {
 protected:
     LockTest() { ombrel_init_lock_tag(&lock, "init_here", 7); }
     ~LockTest() override { EXPECT_EQ(0, ombrel_uninit_lock(&lock)); }
+
+    // What a thread that waits does.
+    void take_and_release(uint32_t timeout = def_ombrel_infinite) {
+        EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, timeout, "waiter", 9));
+        EXPECT_EQ(0, ombrel_unlock(&lock));
+    }
+    std::jthread start_waiter() {
+        return std::jthread([this] { take_and_release(); });
+    }
 
     // Live claims, as the heap lists them.
     static size_t claim_count() {
@@ -109,14 +119,11 @@ TEST_F(LockTest, TryingTakesAFreeLockOnce) {
     EXPECT_EQ(0u, claim_count());
 }
 
-TEST_F(LockTest, NullIsRefused) {
+TEST_F(LockTest, NullIsRefusedAndOnlyAllocatedLocksAreFreed) {
     EXPECT_EQ(-1, ombrel_lock(nullptr));
     EXPECT_EQ(0, ombrel_try_lock(nullptr));
     EXPECT_EQ(-1, ombrel_unlock(nullptr));
     EXPECT_EQ(0, ombrel_free_lock(nullptr));
-}
-
-TEST_F(LockTest, AllocatedLocksAreMarkedAndFreed) {
     ombrel_lock_t* allocated = ombrel_new_lock();
     EXPECT_EQ(0x8080u, allocated->m_flags);
     EXPECT_EQ(0, ombrel_free_lock(allocated));
@@ -127,17 +134,10 @@ TEST_F(LockTest, ThreadAwareLockNeedsAsManyUnlocksAsLocks) {
     lock.m_flags |= def_ombrel_lock_flag_thread_aware;
     ASSERT_EQ(0, ombrel_lock(&lock));
     ASSERT_EQ(0, ombrel_lock(&lock));
-    const auto try_elsewhere = [this] {
-        int taken = -1;
-        std::thread([&] { taken = ombrel_try_lock(&lock); }).join();
-        return taken;
-    };
-    EXPECT_EQ(0, try_elsewhere());
-    EXPECT_EQ(0, ombrel_unlock(&lock));
-    EXPECT_EQ(0, try_elsewhere());
-    EXPECT_EQ(0, ombrel_unlock(&lock));
-    EXPECT_EQ(1, try_elsewhere());
-    EXPECT_EQ(0, ombrel_unlock(&lock)) << "any thread may release";
+    for (const int expected : {0, 0, 1}) {
+        std::thread([&] { EXPECT_EQ(expected, ombrel_try_lock(&lock)); }).join();
+        EXPECT_EQ(0, ombrel_unlock(&lock)) << "any thread may release";
+    }
 }
 
 TEST_F(LockTest, FiniteWaitGivesUpAndLeavesTheLine) {
@@ -179,20 +179,12 @@ TEST_F(LockTest, AWaiterThatGivesUpLeavesTheOthersInLine) {
         gave_up = true;
     });
     // On a busy machine it may give up before anybody stands behind it.
-    const auto await_in_line = [&](size_t count) {
-        while (claim_count() < count && !gave_up)
-            std::this_thread::yield();
-    };
-    await_in_line(2);
-    std::thread patient([this] {
-        EXPECT_EQ(0, ombrel_lock(&lock));
-        EXPECT_EQ(0, ombrel_unlock(&lock));
-    });
-    await_in_line(3);
+    await([&] { return claim_count() >= 2 || gave_up; });
+    const std::jthread patient = start_waiter();
+    await([&] { return claim_count() >= 3 || gave_up; });
     impatient.join();
     EXPECT_EQ(0, ombrel_try_lock(&lock));
     EXPECT_EQ(0, ombrel_unlock(&lock));
-    patient.join();
 }
 
 TEST_F(LockTest, ContendedLockAdmitsOneAtATime) {
@@ -232,16 +224,13 @@ TEST_F(LockTest, WaiterWithoutAPipePolls) {
     ASSERT_EQ(0, ombrel_lock(&lock));
     std::atomic<bool> go{false};
     std::thread waiter([&] {
-        while (!go)
-            std::this_thread::yield();
-        EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9));
-        EXPECT_EQ(0, ombrel_unlock(&lock));
+        await([&] { return go.load(); });
+        take_and_release();
     });
     {
         const descriptor_shortage shortage;
         go = true;
-        while (output.text().empty())
-            std::this_thread::yield();
+        await([&] { return !output.text().empty(); });
         ombrel_load_balance_short();
         EXPECT_EQ(0, ombrel_unlock_tag(&lock, "holder", 8));
     }
@@ -264,13 +253,9 @@ TEST_F(LockTest, TroubleWithThePipeIsReportedWhenWarningsAreWanted) {
         lock.m_flags = def_ombrel_lock_flag_initialized | flags;
         const error_output output;
         ASSERT_EQ(0, ombrel_lock(&lock));
-        std::thread waiter([this] {
-            EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, 60'000, "waiter", 9));
-            EXPECT_EQ(0, ombrel_unlock(&lock));
-        });
+        std::thread waiter([this] { take_and_release(60'000); });
         int write_end;
-        while ((write_end = await_waiters(lock, 1)) < 0)
-            std::this_thread::yield();
+        await([&] { return (write_end = await_waiters(lock, 1)) >= 0; });
         const bool reports = flags == 0x20;
         const auto reported = [&](const char* reason) {
             return output.text().find(reason) != std::string::npos;
@@ -313,12 +298,8 @@ TEST_F(LockTest, EndlessWaitReportsEveryClaimOfTheHolder) {
     const error_output output;
     ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "first", 1));
     ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "second", 2));
-    std::thread waiter([this] {
-        EXPECT_EQ(0, ombrel_lock_timeout_tag(&lock, def_ombrel_infinite, "waiter", 9));
-        EXPECT_EQ(0, ombrel_unlock(&lock));
-    });
-    while (output.text().find("first") == std::string::npos)
-        ombrel_load_balance();
+    std::jthread waiter = start_waiter();
+    await([&] { return output.text().find("first") != std::string::npos; });
     EXPECT_EQ(0, ombrel_unlock(&lock));
     EXPECT_EQ(0, ombrel_unlock(&lock));
     waiter.join();
@@ -336,8 +317,7 @@ struct slow_report {
     static unsigned put(const char* text) {
         if (text != nullptr && strstr(text, "dead-lock") != nullptr)
             begun = true;
-        while (begun && !goes_on)
-            std::this_thread::yield();
+        await([] { return !begun || goes_on; });
         lists_claims = lists_claims || (text != nullptr && strstr(text, "locked by") != nullptr);
         return 0;
     }
@@ -349,17 +329,14 @@ TEST_F(LockTest, AReportLooksAtTheClaimsUnderTheGuard) {
     ombrel_set_error_puts_handler(slow_report::put, &before);
     ASSERT_EQ(0, ombrel_lock(&lock));
     {
-        const ombrel_test::waiting_call waiter(
-            [this] { EXPECT_EQ(0, ombrel_lock(&lock) + ombrel_unlock(&lock)); });
-        while (!slow_report::begun)
-            std::this_thread::yield();
+        const ombrel_test::waiting_call waiter([this] { take_and_release(); });
+        await([] { return slow_report::begun.load(); });
         ombrel_short_lock(&lock.m_guard);
         slow_report::goes_on = true;
         EXPECT_TRUE(waiter.is_waiting());
         EXPECT_FALSE(slow_report::lists_claims);
         ombrel_short_unlock(&lock.m_guard);
-        while (!slow_report::lists_claims)
-            std::this_thread::yield();
+        await([] { return slow_report::lists_claims.load(); });
         EXPECT_EQ(0, ombrel_unlock(&lock));
     }
     ombrel_set_error_puts_handler(before, nullptr);
@@ -371,8 +348,7 @@ TEST_F(LockTest, EndingAHeldLockWaitsAndReports) {
     const error_output output;
     ASSERT_EQ(0, ombrel_lock_timeout_tag(&lock, 0, "holder", 1));
     std::thread ender([this] { EXPECT_EQ(0, ombrel_uninit_lock_tag(&lock, "ender", 3)); });
-    while (output.text().find("  - locked by") == std::string::npos)
-        ombrel_load_balance();
+    await([&] { return output.text().find("  - locked by") != std::string::npos; });
     EXPECT_EQ(0, ombrel_unlock(&lock));
     ender.join();
     const std::string text = output.text();

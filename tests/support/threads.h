@@ -22,4 +22,11 @@ void in_threads(int count, const Work& work) {
         thread.join();
 }
 
+/// Waits until the condition holds.
+template<typename Condition>
+void await(const Condition& condition) {
+    while (!condition())
+        std::this_thread::yield();
+}
+
 } // namespace ombrel_test
