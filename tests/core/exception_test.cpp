@@ -1,6 +1,6 @@
 #include <atomic>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/matches.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -78,15 +79,10 @@ TEST_F(ExceptionTrail, ReportsTooManySectionsAndKeepsThem) {
     capture errors(stderr);
     for (unsigned long i = 1; i <= 4096; i++)
         sections.push_back(ombrel_add_exception_tag("many.c", "many", i));
-    std::string text = errors.text();
-    EXPECT_EQ("", text);
-    {
-        capture last(stderr);
-        sections.push_back(ombrel_add_exception_tag("many.c", "last", 4097));
-        text = last.text();
-    }
-    EXPECT_EQ(0u, text.find("ombrel [ASSERT:source/exception:ombrel_add_exception_tag:120] "
-                            "<too many exception entry> "));
+    EXPECT_EQ("", errors.so_far());
+    sections.push_back(ombrel_add_exception_tag("many.c", "last", 4097));
+    EXPECT_EQ(0u, errors.text().find("ombrel [ASSERT:source/exception:ombrel_add_exception_tag:120] "
+                                     "<too many exception entry> "));
     EXPECT_EQ(4097u, occurrences(report(1), "CONSOLE #     many.c:"));
     for (void* section : sections)
         EXPECT_EQ(0, ombrel_del_exception_tag(section));
@@ -113,25 +109,20 @@ TEST_F(ExceptionTrail, StandsDamagedSections) {
     void* oldest = ombrel_add_exception_tag("a.c", "oldest", 1);
     auto* middle = static_cast<ombrel_exception_t*>(ombrel_add_exception_tag("b.c", unreadable, 2));
     void* newest = ombrel_add_exception_tag("c.c", "newest", 3);
-    const ombrel_exception_t before = *middle;
+    ombrel_exception_t before = *middle;
     middle->m_newer = middle->m_older = wild;
     const std::string text = report(1);
     EXPECT_EQ(1u, occurrences(text, "b.c:<unreadable>():2 (-"));
     EXPECT_EQ(1u, occurrences(text, "CONSOLE #     broken section list (1 more)\n"));
-    const struct {
-        void* entry;
-        const char* mistake;
-    } cases[] = {{middle, "<broken exception node>"},
-                 {wild, "<invalid argument>"},
-                 {const_cast<ombrel_exception_t*>(&before), "<invalid argument>"},
-                 {newest, ""},
-                 {newest, "<invalid argument>"},
-                 {oldest, ""}};
-    for (const auto& c : cases) {
+    const std::pair<void*, const char*> cases[] = {
+        {middle, "<broken exception node>"}, {wild, "<invalid argument>"},
+        {&before, "<invalid argument>"},     {newest, nullptr},
+        {newest, "<invalid argument>"},      {oldest, nullptr}};
+    for (const auto& [entry, mistake] : cases) {
         capture errors(stderr);
-        EXPECT_EQ(0, ombrel_del_exception_tag(c.entry));
+        EXPECT_EQ(0, ombrel_del_exception_tag(entry));
         const std::string said = errors.text();
-        EXPECT_TRUE(*c.mistake != '\0' ? said.find(c.mistake) != std::string::npos : said.empty()) << said;
+        EXPECT_TRUE(mistake != nullptr ? said.find(mistake) != std::string::npos : said.empty()) << said;
     }
     middle->m_newer = middle->m_older = nullptr;
     ombrel_del_exception(middle);
@@ -141,21 +132,18 @@ TEST_F(ExceptionTrail, StandsDamagedSections) {
 // Reports walk the heap with the trail locked while other threads use both.
 TEST_F(ExceptionTrail, WorksFromManyThreads) {
     std::atomic<bool> stop = false;
-    std::vector<std::jthread> threads;
     capture errors(stderr);
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&stop] {
-            while (!stop) {
-                void* section = ombrel_add_exception();
-                void* block = ombrel_alloc(10);
-                ombrel_del_exception(section);
-                ombrel_free(block);
-            }
-        });
-    for (int i = 0; i < 100; i++)
-        ombrel_dump_exception(1);
-    stop = true;
-    threads.clear();
+    ombrel_test::in_threads(4, [&stop](int thread) {
+        for (int i = 0; thread == 0 && i < 100; i++)
+            ombrel_dump_exception(1);
+        stop = stop || thread == 0;
+        while (!stop) {
+            void* section = ombrel_add_exception();
+            void* block = ombrel_alloc(10);
+            ombrel_del_exception(section);
+            ombrel_free(block);
+        }
+    });
     EXPECT_EQ(100u, occurrences(errors.text(), "CONSOLE # dump exception at "));
 }
 

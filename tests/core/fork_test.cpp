@@ -1,7 +1,6 @@
 // What locks and conditions are in a child process.
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +10,7 @@
 #include <ombrel/spin_lock.h>
 
 #include "support/child.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -53,19 +53,15 @@ struct monitor {
 TEST(ForkTest, NoGuardStaysHeldInAChild) {
     monitor shared;
     std::atomic<bool> stop = false;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&] {
-            while (!stop)
-                shared.use();
-        });
-    int failed = 0;
-    for (int i = 0; i < 200 && failed == 0; i++)
-        failed = in_child([&] { return shared.serves_in_child(); });
-    EXPECT_EQ(0, failed);
-    stop = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    ombrel_test::in_threads(4, [&](int thread) {
+        int failed = 0;
+        for (int i = 0; thread == 0 && i < 200 && failed == 0; i++)
+            failed = in_child([&] { return shared.serves_in_child(); });
+        EXPECT_EQ(0, failed);
+        stop = stop || thread == 0;
+        while (!stop)
+            shared.use();
+    });
     EXPECT_EQ(nullptr, shared.lock.m_owners);
 }
 
@@ -75,29 +71,22 @@ TEST(ForkTest, TheForkingThreadsLockIsItsOwnInTheChild) {
     ombrel_short_lock_t short_lock{};
     ASSERT_EQ(0, ombrel_short_lock(&short_lock));
     ASSERT_EQ(0, ombrel_lock(&held.lock));
-    std::thread waiting([&] {
-        ombrel_lock(&held.lock);
-        ombrel_unlock(&held.lock);
+    const std::jthread waiting([&] { EXPECT_EQ(0, ombrel_lock(&held.lock) + ombrel_unlock(&held.lock)); });
+    const std::jthread sleeping([&] { ombrel_lock_condition_wait(&held.condition, nullptr); });
+    ombrel_test::await([&] {
+        return __atomic_load_n(&held.lock.m_waiters_head, __ATOMIC_RELAXED) != nullptr &&
+               __atomic_load_n(&held.condition.m_waiters_head, __ATOMIC_RELAXED) != nullptr;
     });
-    std::thread sleeping([&] { ombrel_lock_condition_wait(&held.condition, nullptr); });
-    const auto both_wait = [&] {
-        return *const_cast<void* volatile*>(reinterpret_cast<void**>(&held.lock.m_waiters_head)) != nullptr &&
-               *const_cast<void* volatile*>(reinterpret_cast<void**>(&held.condition.m_waiters_head)) !=
-                   nullptr;
+    const auto is_own = [&] {
+        return ombrel_try_short_lock(&short_lock) == 0 && ombrel_short_unlock(&short_lock) == 0 &&
+               ombrel_try_lock(&held.lock) == 0 && ombrel_unlock(&held.lock) == 0 &&
+               ombrel_lock_condition_wakeup(&held.condition) == -1 &&
+               ombrel_uninit_lock_condition(&held.condition) == 0 && ombrel_lock(&held.lock) == 0 &&
+               ombrel_unlock(&held.lock) == 0 && ombrel_uninit_lock(&held.lock) == 0;
     };
-    while (!both_wait())
-        std::this_thread::yield();
-    EXPECT_EQ(0, in_child([&] {
-                  return ombrel_try_short_lock(&short_lock) == 0 && ombrel_short_unlock(&short_lock) == 0 &&
-                         ombrel_try_lock(&held.lock) == 0 && ombrel_unlock(&held.lock) == 0 &&
-                         ombrel_lock_condition_wakeup(&held.condition) == -1 &&
-                         ombrel_uninit_lock_condition(&held.condition) == 0 && ombrel_lock(&held.lock) == 0 &&
-                         ombrel_unlock(&held.lock) == 0 && ombrel_uninit_lock(&held.lock) == 0;
-              }));
+    EXPECT_EQ(0, in_child(is_own));
     EXPECT_EQ(0, ombrel_unlock(&held.lock));
-    waiting.join();
     EXPECT_EQ(0, ombrel_lock_condition_wakeup(&held.condition));
-    sleeping.join();
 }
 
 #endif

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -61,13 +62,8 @@ const damage damages[] = {
 
 std::string hex_label(const void* address) {
     char text[32];
-    snprintf(text, sizeof text, "%08llX ",
-             static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(address)));
+    snprintf(text, sizeof text, "%08zX ", reinterpret_cast<uintptr_t>(address));
     return text;
-}
-
-size_t count_lines(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 // The whole report of one damaged block; what is on standard error and what on standard output.
@@ -84,8 +80,9 @@ void expect_report(const damage& which, const ombrel_heap_block_t* block, const 
     EXPECT_EQ(0u, output.find(hex_label(block))) << output;
     const size_t dumped = which.dumps_data ? block->m_size + overhead : header_size;
     const size_t forward = (dumped + 15) / 16;
-    EXPECT_LE(forward, count_lines(output));
-    EXPECT_GE(forward + 32, count_lines(output)) << "32 lines below the header, as far as they can be read";
+    EXPECT_LE(forward, occurrences(output, "\n"));
+    EXPECT_GE(forward + 32, occurrences(output, "\n"))
+        << "32 lines below the header, as far as they can be read";
     const std::string below = hex_label(reinterpret_cast<const char*>(block) - 16);
     EXPECT_NE(std::string::npos, output.find("\n" + below)) << output;
 }
@@ -118,25 +115,13 @@ TEST_F(HeapDamage, ReportsAndKeepsDamagedBlocks) {
 TEST_F(HeapDamage, ReportsPointersToNothing) {
     auto* live = static_cast<char*>(ombrel_alloc(100));
     static char image[256];
-    const auto freed = [](size_t size) {
-        void* block = ombrel_alloc(size);
-        ombrel_free(block);
-        return block;
-    };
-    void* const pointers[] = {freed(24),
-                              freed(1000),
-                              freed(4000),
-                              freed(200'000),
-                              freed(1 << 20),
-                              live + 3,
-                              live + 48,
-                              live - 16,
-                              image + 64,
-                              &live,
-                              reinterpret_cast<void*>(8),
-                              reinterpret_cast<void*>(4096),
-                              reinterpret_cast<void*>(garbage),
-                              reinterpret_cast<void*>(UINTPTR_MAX - 7)};
+    std::vector<void*> pointers = {live + 3, live + 48, live - 16, image + 64, &live};
+    for (const uintptr_t wild : {uintptr_t{8}, uintptr_t{4096}, garbage, UINTPTR_MAX - 7})
+        pointers.push_back(reinterpret_cast<void*>(wild));
+    for (const size_t freed : {24, 1000, 4000, 200'000, 1 << 20}) {
+        pointers.push_back(ombrel_alloc(freed));
+        ombrel_free(pointers.back());
+    }
     const size_t count = ombrel_get_alloc_count(), size = ombrel_get_alloc_size();
     for (void* pointer : pointers) {
         capture errors(stderr), output(stdout);
@@ -219,34 +204,28 @@ TEST_F(HeapDamage, SaysWhereAWalkEnds) {
     void* blocks[] = {ombrel_alloc(4), ombrel_alloc(4), ombrel_alloc(4)};
     ombrel_heap_block_t* middle = header_of(blocks[1]);
     const size_t count = ombrel_get_alloc_count();
-    for (const uintptr_t link : {uintptr_t{0}, garbage, reinterpret_cast<uintptr_t>(header_of(blocks[2]))}) {
-        ombrel_heap_block_t* older = middle->m_older;
-        middle->m_older = reinterpret_cast<ombrel_heap_block_t*>(link);
+    const std::string report =
+        "fatal error: broken block list (2 of " + std::to_string(count) + " blocks can be reached)\n";
+    ombrel_heap_block_t* const circle = header_of(blocks[2]);
+    for (auto* const link : {static_cast<victim>(nullptr), reinterpret_cast<victim>(garbage), circle}) {
+        ombrel_heap_block_t* older = std::exchange(middle->m_older, link);
         capture errors(stderr);
         shown_block shown;
         EXPECT_GE(count, ombrel_get_alloc_list(0, show_newest, &shown)) << "it goes round in circles";
-        if (link == 0 || link == garbage) {
-            EXPECT_EQ("fatal error: broken block list (2 of " + std::to_string(count) +
-                          " blocks can be reached)\n",
-                      errors.text());
-        }
+        EXPECT_TRUE(link == circle || errors.text() == report);
         middle->m_older = older;
     }
     for (void* block : blocks)
         ombrel_free(block);
 }
 
-char* damaged_text;
-
-unsigned damage_text(const char* text) {
-    if (text == nullptr || strcmp(text, "victim") != 0)
-        return 0;
-    damaged_text = const_cast<char*>(text);
-    header_of(damaged_text)->m_size += 4;
-    return 0;
-}
-
 TEST_F(HeapDamage, NamesTheFunctionWhoseGuardFreesABlock) {
+    static char* damaged_text;
+    const auto damage_text = [](const char* text) {
+        if (text != nullptr && strcmp(text, "victim") == 0)
+            header_of(damaged_text = const_cast<char*>(text))->m_size += 4;
+        return 0u;
+    };
     ombrel_puts_handler_t old;
     ombrel_set_puts_handler(damage_text, &old);
     capture errors(stderr);
@@ -259,8 +238,8 @@ TEST_F(HeapDamage, NamesTheFunctionWhoseGuardFreesABlock) {
     EXPECT_EQ(std::string::npos, text.find("heap_ptr")) << text;
 }
 
-#if !defined(__SANITIZE_ADDRESS__) &&                                                                        \
-    !defined(__SANITIZE_THREAD__) // their allocators keep words of their own there
+// The sanitizers' allocators keep words of their own there.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 // Blocks that lie side by side, of which the middle one is damaged in a child process.
 class side_by_side : ombrel_test::no_copy {
 public:
@@ -361,10 +340,9 @@ TEST_P(HeapNeighbours, SurviveWritesBeyondABlock) {
         for (const size_t length :
              std::initializer_list<size_t>{1, 4, 8, 13, 17, 20, 24, 28, 32, 36, 49, 56, 64, 80, 200}) {
             const std::string name = std::to_string(length) + " bytes of " + std::to_string(byte);
-            expect_life_after(blocks, name + " behind",
-                              [=](char* block) { memset(block + size, byte, length); });
-            expect_life_after(blocks, name + " before",
-                              [=](char* block) { memset(block - length, byte, length); });
+            for (char* const at : {blocks.middle() + size, blocks.middle() - length})
+                expect_life_after(blocks, name + (at < blocks.middle() ? " before" : " behind"),
+                                  [=](char*) { memset(at, byte, length); });
         }
 }
 

@@ -1,7 +1,6 @@
 #include <atomic>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -34,37 +33,29 @@ static_assert(sizeof(ombrel_heap_block_t) == 6 * sizeof(void*));
 
 struct figures {
     size_t count, size, peak;
+
+    figures() {
+        EXPECT_EQ(0, ombrel_get_alloc_info(&count, &size, &peak));
+        EXPECT_EQ(count, ombrel_get_alloc_count());
+        EXPECT_EQ(size, ombrel_get_alloc_size());
+        EXPECT_EQ(peak, ombrel_get_alloc_peak_size());
+    }
 };
-
-figures read_figures() {
-    figures result;
-    EXPECT_EQ(0, ombrel_get_alloc_info(&result.count, &result.size, &result.peak));
-    EXPECT_EQ(result.count, ombrel_get_alloc_count());
-    EXPECT_EQ(result.size, ombrel_get_alloc_size());
-    EXPECT_EQ(result.peak, ombrel_get_alloc_peak_size());
-    return result;
-}
-
-uint32_t trailer_of(void* ptr) {
-    uint32_t word;
-    memcpy(&word, static_cast<char*>(ptr) + header_of(ptr)->m_size, sizeof word);
-    return word;
-}
 
 using Heap = ombrel_test::balanced_test;
 
 TEST_F(Heap, CountsEachBlockWithItsOverhead) {
     for (const size_t request : std::initializer_list<size_t>{1, 4, 5, 956, 960, 4144, 8192, 8196, 200'001}) {
         const size_t rounded = (request + 3) / 4 * 4;
-        const figures before = read_figures();
+        const figures before;
         void* ptr = ombrel_alloc_tag(request, "tester", 7);
         ASSERT_NE(nullptr, ptr);
-        const figures held = read_figures();
+        const figures held;
         EXPECT_EQ(before.count + 1, held.count);
         EXPECT_EQ(before.size + rounded + overhead, held.size);
         EXPECT_GE(held.peak, held.size);
         EXPECT_EQ(0, ombrel_free_tag(ptr, "tester", 8));
-        const figures after = read_figures();
+        const figures after;
         EXPECT_EQ(before.count, after.count);
         EXPECT_EQ(before.size, after.size);
         EXPECT_EQ(held.peak, after.peak);
@@ -84,7 +75,8 @@ TEST_F(Heap, LaysOutHeaderDataAndTrailer) {
     EXPECT_EQ(123u, block->m_line);
     EXPECT_EQ(block, block->m_self);
     EXPECT_EQ(8u, block->m_size);
-    EXPECT_EQ(0xA55A55AAu, trailer_of(ptr));
+    constexpr uint32_t trailer = 0xA55A55AA;
+    EXPECT_EQ(0, memcmp(static_cast<char*>(ptr) + 8, &trailer, sizeof trailer));
     EXPECT_EQ(nullptr, header_of(newer)->m_newer);
     ombrel_free(ptr);
     EXPECT_EQ(header_of(older), header_of(newer)->m_older);
@@ -94,21 +86,18 @@ TEST_F(Heap, LaysOutHeaderDataAndTrailer) {
     ombrel_free(older);
 }
 
-TEST_F(Heap, ZeroSizeIsReportedAndAllocated) {
+TEST_F(Heap, ZeroSizesAndNullPointersAreReportedExceptForOperatorDelete) {
     capture errors(stderr);
     void* ptr = ombrel_alloc_tag(0, "nobody", 9);
     ASSERT_NE(nullptr, ptr);
     EXPECT_EQ(0u, header_of(ptr)->m_size);
     EXPECT_EQ(0, ombrel_free_tag(ptr, "nobody", 10));
-    EXPECT_EQ("zero size allocation ? (at \"nobody\":9)\n", errors.text());
-}
-
-TEST_F(Heap, FreeOfNullIsReportedExceptForOperatorDelete) {
-    capture errors(stderr);
     EXPECT_EQ(0, ombrel_free_tag(nullptr, "operator delete", 0));
     EXPECT_EQ(0, ombrel_check_free_tag(nullptr, "somebody", 3));
     EXPECT_EQ(0, ombrel_free_tag(nullptr, "operator delete[]", 4));
-    EXPECT_EQ("null pointer free ? (at \"operator delete[]\":4)\n", errors.text());
+    EXPECT_EQ("zero size allocation ? (at \"nobody\":9)\n"
+              "null pointer free ? (at \"operator delete[]\":4)\n",
+              errors.text());
 }
 
 TEST_F(Heap, AnswersRequestsThatNoMachineCanMeet) {
@@ -146,7 +135,7 @@ TEST_F(Heap, ResizesByTheStoredSize) {
     EXPECT_EQ(nullptr, ombrel_heap_tag(shrunk, 0, "freed", 1));
 }
 
-TEST_F(Heap, CheckPtrFallsBack) {
+TEST_F(Heap, ANullPointerHasASubstitute) {
     int here, there;
     EXPECT_EQ(&here, ombrel_check_ptr(&here, &there));
     EXPECT_EQ(&there, ombrel_check_ptr(nullptr, &there));
@@ -155,23 +144,23 @@ TEST_F(Heap, CheckPtrFallsBack) {
 struct walk_record {
     std::vector<const ombrel_heap_block_t*> seen;
     size_t stop_at = SIZE_MAX;
-};
 
-int record_block(const ombrel_heap_block_t* block, void* context) {
-    auto* walk = static_cast<walk_record*>(context);
-    if (walk->seen.size() == walk->stop_at)
-        return 1;
-    walk->seen.push_back(block);
-    return 0;
-}
+    static int record(const ombrel_heap_block_t* block, void* context) {
+        auto* walk = static_cast<walk_record*>(context);
+        if (walk->seen.size() == walk->stop_at)
+            return 1;
+        walk->seen.push_back(block);
+        return 0;
+    }
+};
 
 TEST_F(Heap, WalksLiveBlocksNewestFirst) {
     void* blocks[] = {ombrel_alloc(1), ombrel_alloc(2), ombrel_alloc(3)};
     walk_record all, bounded, stopped;
     stopped.stop_at = 2;
-    EXPECT_EQ(ombrel_get_alloc_count(), ombrel_get_alloc_list(0, record_block, &all));
-    EXPECT_EQ(1u, ombrel_get_alloc_list(1, record_block, &bounded));
-    EXPECT_EQ(2u, ombrel_get_alloc_list(-1, record_block, &stopped));
+    EXPECT_EQ(ombrel_get_alloc_count(), ombrel_get_alloc_list(0, walk_record::record, &all));
+    EXPECT_EQ(1u, ombrel_get_alloc_list(1, walk_record::record, &bounded));
+    EXPECT_EQ(2u, ombrel_get_alloc_list(-1, walk_record::record, &stopped));
     ASSERT_LE(3u, all.seen.size());
     for (size_t i = 0; i < 3; i++)
         EXPECT_EQ(header_of(blocks[2 - i]), all.seen[i]);
@@ -207,7 +196,7 @@ TEST_F(Heap, KeepsItsListUnderManyThreads) {
         for (int i = 0; i < 50; i++) {
             walk_record walk;
             walk.seen.reserve(4096);
-            ombrel_get_alloc_list(1000, record_block, &walk);
+            ombrel_get_alloc_list(1000, walk_record::record, &walk);
         }
     });
     EXPECT_EQ(0u, faults.load());
@@ -218,17 +207,15 @@ TEST_F(Heap, KeepsItsListUnderManyThreads) {
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 TEST_F(Heap, IsWholeInAChildForkedAmongBusyThreads) {
     std::atomic<bool> stop = false;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&stop] {
-            while (!stop)
-                ombrel_free(ombrel_alloc(1000));
-        });
-    int failed = 0;
-    for (int i = 0; i < 60 && failed == 0; i++)
-        failed = ombrel_test::in_child([] { return ombrel_free(ombrel_alloc(1000)) == 0; });
-    EXPECT_EQ(0, failed) << "a lock of the heap stayed held";
-    stop = true;
+    ombrel_test::in_threads(4, [&stop](int thread) {
+        int failed = 0;
+        for (int i = 0; thread == 0 && i < 60 && failed == 0; i++)
+            failed = ombrel_test::in_child([] { return ombrel_free(ombrel_alloc(1000)) == 0; });
+        EXPECT_EQ(0, failed) << "a lock of the heap stayed held";
+        stop = stop || thread == 0;
+        while (!stop)
+            ombrel_free(ombrel_alloc(1000));
+    });
 }
 #endif
 

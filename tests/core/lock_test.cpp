@@ -183,7 +183,9 @@ TEST_F(LockTest, AWaiterThatGivesUpLeavesTheOthersInLine) {
     const std::jthread patient = start_waiter();
     await([&] { return claim_count() >= 3 || gave_up; });
     impatient.join();
-    EXPECT_EQ(0, ombrel_try_lock(&lock));
+    await_waiters(lock, 1);
+    EXPECT_EQ(-1, ombrel_lock_timeout(&lock, 1)) << "from behind the patient one";
+    EXPECT_EQ(lock.m_waiters_head, lock.m_waiters_tail);
     EXPECT_EQ(0, ombrel_unlock(&lock));
 }
 
