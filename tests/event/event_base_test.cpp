@@ -11,7 +11,6 @@
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
-#include "support/capture.h"
 
 namespace {
 
@@ -20,63 +19,39 @@ using namespace ombrel_test;
 class EventBase : public event_test {};
 
 TEST_F(EventBase, NullBases) {
-    const std::vector<std::pair<const char*, int (*)(ombrel_event_base_t*)>> operations = {
-        {"ombrel_event_base_loop", [](ombrel_event_base_t* none) { return ombrel_event_base_loop(none, 0); }},
-        {"ombrel_event_base_break_loop", ombrel_event_base_break_loop},
-        {"ombrel_event_base_get_exit", ombrel_event_base_get_exit},
-        {"ombrel_event_base_once",
-         [](ombrel_event_base_t* none) { return ombrel_event_base_once(none, -1, 0, nullptr, nullptr, 0); }},
+    using base_of = ombrel_event_base_t*;
+    const std::pair<const char*, int (*)(base_of)> operations[] = {
+        {"loop", [](base_of none) { return ombrel_event_base_loop(none, 0); }},
+        {"break_loop", ombrel_event_base_break_loop},
+        {"get_exit", ombrel_event_base_get_exit},
+        {"once", [](base_of none) { return ombrel_event_base_once(none, -1, 0, nullptr, nullptr, 0); }},
     };
-    for (const auto& [name, operation] : operations) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, operation(nullptr));
-        EXPECT_EQ(std::string(name) + ": [ERROR] s_base is null !\n", errors.text());
-    }
+    for (const auto& one : operations)
+        EXPECT_EQ(std::string("ombrel_event_base_") + one.first + ": [ERROR] s_base is null !\n",
+                  errors_of([&] { EXPECT_EQ(-1, one.second(nullptr)); }));
     EXPECT_EQ(-1, ombrel_event_base_get_counts(base, nullptr));
     ombrel_event_base_t* gone = ombrel_new_event_base();
     EXPECT_EQ(0, ombrel_free_event_base(gone));
-    for (ombrel_event_base_t* none : {static_cast<ombrel_event_base_t*>(nullptr), gone}) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, ombrel_free_event_base(none));
-        EXPECT_EQ("ombrel_free_event_base: [WARNING] no base to free !\n", errors.text());
-    }
-}
-
-TEST_F(EventBase, PriorityCounts) {
-    for (uint32_t wrong : {0u, 65536u, 0xFFFFFFFFu})
-        EXPECT_EQ(-1, ombrel_event_base_init_priority(base, wrong));
-    for (uint32_t right : {65535u, 1u, 5u})
-        EXPECT_EQ(0, ombrel_event_base_init_priority(base, right));
+    for (const base_of none : {base_of{nullptr}, gone})
+        EXPECT_EQ("ombrel_free_event_base: [WARNING] no base to free !\n",
+                  errors_of([&] { EXPECT_EQ(-1, ombrel_free_event_base(none)); }));
 }
 
 TEST_F(EventBase, OneLevelOfPriorityRunsInAnIteration) {
     ASSERT_EQ(0, ombrel_event_base_init_priority(base, 3));
     std::string log;
-    recorder low(base, -1, 0), urgent(base, -1, 0), second(base, -1, 0);
-    low.name = "low ", urgent.name = "urgent ", second.name = "second ";
-    for (recorder* event : {&low, &urgent, &second}) {
+    recorder low(base, -1, 0), urgent(base, -1, 0), second(base, -1, 0), third(base, -1, 0);
+    low.name = "l", urgent.name = "u", second.name = "s", third.name = "t";
+    for (recorder* event : {&low, &urgent, &second, &third}) {
         event->log = &log;
         EXPECT_EQ(0, ombrel_event_set_priority(&event->event, event == &low ? 2 : 0));
-        EXPECT_EQ(0, ombrel_active_event(&event->event, def_ombrel_event_read));
+        EXPECT_EQ(0, ombrel_active_event(&event->event, on_read));
     }
-    second.then = [&](recorder&) { ombrel_event_base_break_loop(base); };
+    third.then = [&](recorder&) { EXPECT_EQ(0, ombrel_event_base_break_loop(base)); };
     EXPECT_EQ(0, ombrel_event_base_dispatch(base));
-    EXPECT_EQ("urgent second ", log);
-    EXPECT_EQ(0, once());
-    EXPECT_EQ("urgent second low ", log);
-}
-
-TEST_F(EventBase, APriorityBeyondTheCountIsWarnedOfAndRunsLast) {
-    ASSERT_EQ(0, ombrel_event_base_init_priority(base, 8));
-    recorder event(base, -1, 0);
-    EXPECT_EQ(0, ombrel_event_set_priority(&event.event, 7));
-    EXPECT_EQ(0, ombrel_event_base_init_priority(base, 2));
-    capture warnings(stderr);
-    EXPECT_EQ(0, event.add(0));
-    EXPECT_EQ("ombrel_add_event: [WARNING] s_event->m_priority >= s_base->m_max_priority !\n",
-              warnings.text());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(1u, event.results.size());
+    EXPECT_EQ("ust", log);
+    once();
+    EXPECT_EQ("ustl", log);
 }
 
 TEST_F(EventBase, BreakLeavesTheRestActive) {
@@ -86,18 +61,21 @@ TEST_F(EventBase, BreakLeavesTheRestActive) {
         EXPECT_EQ(0, ombrel_active_event(&event->event, 1));
     EXPECT_EQ(0, ombrel_event_base_dispatch(base));
     EXPECT_TRUE(second.results.empty());
-    EXPECT_EQ(0, once());
+    once();
     EXPECT_EQ(1u, second.results.size());
 }
 
-TEST_F(EventBase, ASecondLoopIsRefused) {
-    recorder event(base, -1, 0, [&](recorder&) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, ombrel_event_base_dispatch(base));
-        EXPECT_EQ("ombrel_event_base_loop: [ERROR] reentrant invocation ! only one loop !\n", errors.text());
-    });
-    EXPECT_EQ(0, event.add(0));
-    EXPECT_EQ(0, once());
+TEST_F(EventBase, APriorityBeyondTheCountIsWarnedOfAndRunsLast) {
+    for (const uint32_t wrong : {0u, 65536u, ~0u})
+        EXPECT_EQ(-1, ombrel_event_base_init_priority(base, wrong));
+    for (const uint32_t right : {65535u, 1u, 8u})
+        EXPECT_EQ(0, ombrel_event_base_init_priority(base, right));
+    recorder event(base, -1, 0);
+    EXPECT_EQ(0, ombrel_event_set_priority(&event.event, 7));
+    EXPECT_EQ(0, ombrel_event_base_init_priority(base, 2));
+    EXPECT_EQ("ombrel_add_event: [WARNING] s_event->m_priority >= s_base->m_max_priority !\n",
+              errors_of([&] { EXPECT_EQ(0, event.add(0)); }));
+    once();
     EXPECT_EQ(1u, event.results.size());
 }
 
@@ -108,12 +86,12 @@ TEST_F(EventBase, ExitAfterATime) {
     EXPECT_EQ(0, ombrel_event_base_dispatch(base)); // the notify event alone keeps it waiting
     EXPECT_GE(ombrel_time_stamp_msec() - start, 20u);
     EXPECT_EQ(1, ombrel_event_base_get_exit(base));
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ(0, ombrel_event_base_get_exit(base)) << "a new loop begins without requests";
 }
 
 TEST_F(EventBase, GlobalBreakEndsTheLoopThatAsksForIt) {
-    recorder event(base, -1, def_ombrel_event_persist, [&](recorder& self) {
+    recorder event(base, -1, persist, [&](recorder& self) {
         if (self.results.size() == 3)
             ombrel_set_global_break();
         ASSERT_LT(self.results.size(), 100u);
@@ -127,18 +105,18 @@ TEST_F(EventBase, GlobalBreakEndsTheLoopThatAsksForIt) {
 
 TEST_F(EventBase, OnceCallsTheUserOnceWithoutNotice) {
     socket_pair pair;
-    std::vector<uint32_t> told;
+    results told;
     const auto handler = [](ombrel_event_t* event, int, uint32_t result, void* context) {
         EXPECT_NE(nullptr, event);
-        static_cast<std::vector<uint32_t>*>(context)->push_back(result);
+        static_cast<results*>(context)->push_back(result);
     };
-    const uint32_t flags = def_ombrel_event_read | def_ombrel_event_persist;
+    const uint32_t flags = on_read | persist;
     EXPECT_EQ(0, ombrel_event_base_once(base, pair.near(), flags, handler, &told, -1));
     EXPECT_TRUE(told.empty());
     pair.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, poll());
-    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_read}, told);
+    once();
+    poll();
+    EXPECT_EQ(results{on_read}, told);
     // What has not fired is freed with the base, which the heap balance checks.
     EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, handler, &told, 60000));
 }
@@ -154,7 +132,7 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
         void (*hang)(recorder&);
     } ways[] = {
         {"et", 0, [](recorder& event) { event.add(1000); }},
-        {"e", def_ombrel_event_signal, [](recorder& event) { event.add(-1); }},
+        {"e", on_signal, [](recorder& event) { event.add(-1); }},
         {"a", 0, [](recorder& event) { ombrel_active_event(&event.event, 1); }},
         {"ta", 0, [](recorder& event) { ombrel_active_event(&event.event, 1), event.add(1000); }},
         {"", 0, [](recorder& event) { ombrel_add_signal(&event.event); }},
@@ -181,66 +159,68 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
         EXPECT_EQ(0, ombrel_add_signal(&event.event));
         EXPECT_EQ(0, ombrel_event_set_base(&event.event, base));
         ASSERT_EQ(0, event.add(0));
-        EXPECT_EQ(0, once());
+        once();
         EXPECT_EQ(1u, event.results.size());
     }
     ::close(number);
 }
 
-TEST_F(EventBase, ABaseIsNotFreedByItsOwnHandlers) {
+TEST_F(EventBase, HandlersNeitherRunNorFreeNorStopTheirOwnLoop) {
+    const std::pair<const char*, int (*)(ombrel_event_base_t*)> refusals[] = {
+        {"loop: [ERROR] reentrant invocation ! only one loop", ombrel_event_base_dispatch},
+        {"free_event_base: [ERROR] the loop is running", ombrel_free_event_base},
+        {"stop_service: [ERROR] the loop is running", ombrel_event_base_stop_service},
+    };
     std::atomic<int> calls{0};
     recorder event(base, -1, 0, [&](recorder&) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, ombrel_free_event_base(base));
-        EXPECT_EQ("ombrel_free_event_base: [ERROR] the loop is running !\n", errors.text());
-        if (calls.fetch_add(1) == 1) {
-            capture refused(stderr);
-            EXPECT_EQ(-1, ombrel_event_base_stop_service(base));
-            EXPECT_EQ("ombrel_event_base_stop_service: [ERROR] the loop is running !\n", refused.text());
-        }
+        for (const auto& one : refusals)
+            EXPECT_NE(std::string::npos, errors_of([&] { EXPECT_EQ(-1, one.second(base)); }).find(one.first))
+                << one.first;
+        calls++;
     });
     EXPECT_EQ(0, event.add(0));
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, event.add(0));
     EXPECT_EQ(0, ombrel_event_base_start_service(base));
-    while (calls.load() < 2)
+    while (calls == 0)
         ::usleep(1000);
     EXPECT_EQ(0, ombrel_event_base_stop_service(base));
+    EXPECT_EQ(0, event.add(0));
+    event.then = [&](recorder&) { EXPECT_EQ(-1, ombrel_free_event_base(base)) << "nor without a service"; };
+    once();
+    EXPECT_EQ(2u, event.results.size());
 }
 
 TEST_F(EventBase, ProcessWideBase) {
-    capture errors(stderr);
-    EXPECT_EQ(-1, ombrel_event_dispatch());
-    EXPECT_EQ("ombrel_event_base_dispatch: [ERROR] s_base is null !\n", errors.text());
+    EXPECT_EQ("ombrel_event_base_dispatch: [ERROR] s_base is null !\n",
+              errors_of([&] { EXPECT_EQ(-1, ombrel_event_dispatch()); }));
     ombrel_event_base_t* global = ombrel_init_event_base();
     ASSERT_NE(nullptr, global);
     EXPECT_EQ(global, ombrel_init_event_base());
     EXPECT_EQ(global, __g_ombrel_current_event_base);
     EXPECT_EQ(0, ombrel_event_init_priority(4));
-    recorder event;
-    EXPECT_EQ(0, ombrel_set_event(&event.event, -1, 0, recorder::handle, &event));
-    EXPECT_EQ(2u, event.event.m_priority);
-    EXPECT_EQ(0, event.add(0));
-    EXPECT_EQ(0, ombrel_event_exit_loop(5));
-    EXPECT_EQ(0, ombrel_event_dispatch());
-    EXPECT_EQ(1u, event.results.size());
-    int calls = 0;
-    const ombrel_event_handler_t count_and_break = [](ombrel_event_t*, int, uint32_t, void* context) {
-        EXPECT_EQ(0, ombrel_event_break_loop());
-        ++*static_cast<int*>(context);
-    };
-    EXPECT_EQ(0, ombrel_event_once(-1, 0, count_and_break, &calls, 0));
-    EXPECT_EQ(0, ombrel_event_loop(0)) << "broken by the handler";
-    EXPECT_EQ(1, calls);
     {
-        recorder named;
-        EXPECT_EQ(0, ombrel_set_event_with_resolver(&named.event, -1, def_ombrel_event_with_resolver,
-                                                    recorder::handle, &named, "::1", 70000, "127.0.0.1", 80));
+        recorder event, named;
+        EXPECT_EQ(0, ombrel_set_event(&event.event, -1, 0, recorder::handle, &event));
+        EXPECT_EQ(2u, event.event.m_priority);
+        EXPECT_EQ(0, event.add(0));
+        EXPECT_EQ(0, ombrel_event_exit_loop(5));
+        EXPECT_EQ(0, ombrel_event_dispatch());
+        EXPECT_EQ(1u, event.results.size());
+        const auto break_loop = [](ombrel_event_t*, int, uint32_t, void* context) {
+            EXPECT_EQ(0, ombrel_event_break_loop());
+            *static_cast<bool*>(context) = true;
+        };
+        bool was_called = false;
+        EXPECT_EQ(0, ombrel_event_once(-1, 0, break_loop, &was_called, 0));
+        EXPECT_EQ(0, ombrel_event_loop(0));
+        EXPECT_TRUE(was_called);
+        constexpr uint32_t with_resolver = def_ombrel_event_with_resolver;
+        EXPECT_EQ(0, ombrel_set_event_with_resolver(&named.event, -1, with_resolver, recorder::handle, &named,
+                                                    "::1", 70000, "127.0.0.1", 80));
         EXPECT_STREQ("::1", named.event.m_bind_address);
         EXPECT_EQ(-1, named.event.m_bind_port) << "no port";
         EXPECT_EQ(0, named.add(20000));
         EXPECT_EQ(0, ombrel_event_loop(def_ombrel_event_loop_once));
-        EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_with_resolver}, named.results);
+        EXPECT_EQ(results{with_resolver}, named.results);
         ASSERT_NE(nullptr, named.event.m_resolver_info);
         EXPECT_EQ(80, named.event.m_resolver_info->m_port);
     }
@@ -261,16 +241,16 @@ TEST_F(EventBase, TenThousandSocketsAndDescriptorsAbove1024) {
     for (size_t i = 0; i < count; i++) {
         copies.push_back(::dup(pair.near()));
         ASSERT_GE(copies.back(), 0);
-        events.push_back(std::make_unique<recorder>(base, copies.back(), def_ombrel_event_read));
+        events.push_back(std::make_unique<recorder>(base, copies.back(), on_read));
         ASSERT_EQ(0, events.back()->add());
     }
     std::string order;
     events.front()->log = events.back()->log = &order;
     events.front()->name = "first ", events.back()->name = "last ";
     pair.send("x");
-    EXPECT_EQ(0, once());
+    once();
     for (const auto& event : events)
-        ASSERT_EQ(std::vector<uint32_t>{def_ombrel_event_read}, event->results);
+        ASSERT_EQ(results{on_read}, event->results);
     EXPECT_EQ("first last ", order);
     for (int fd : copies)
         ::close(fd);

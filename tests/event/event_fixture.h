@@ -1,7 +1,9 @@
 // What the tests of the event loop share.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -15,21 +17,35 @@
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
 
+#include "support/capture.h"
 #include "support/heap_balance.h"
+#include "support/no_copy.h"
 
 namespace ombrel_test {
 
+/// What handlers were told, call after call.
+using results = std::vector<uint32_t>;
+
+constexpr uint32_t on_read = def_ombrel_event_read, on_write = def_ombrel_event_write,
+                   on_exception = def_ombrel_event_exception, on_timeout = def_ombrel_event_timeout,
+                   on_signal = def_ombrel_event_signal, persist = def_ombrel_event_persist;
+
+/// What a piece of work writes to the standard error stream.
+template<typename Work>
+std::string errors_of(const Work& work) {
+    capture errors(stderr);
+    work();
+    return errors.text();
+}
+
 /// Two connected stream sockets.
-class socket_pair {
+class socket_pair : no_copy {
 public:
     socket_pair() { EXPECT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends_.data())); }
     ~socket_pair() {
         close_near();
         close_far();
     }
-    socket_pair(const socket_pair&) = delete;
-    socket_pair& operator=(const socket_pair&) = delete;
-
     int near() const { return ends_[0]; }
     int far() const { return ends_[1]; }
     void send(const std::string& text) const {
@@ -53,7 +69,7 @@ private:
 };
 
 /// An event that keeps what its handler was told; `then` runs in the handler.
-class recorder {
+class recorder : no_copy {
 public:
     recorder(ombrel_event_base_t* base, int fd, uint32_t flags, std::function<void(recorder&)> action = {})
         : then(std::move(action)) {
@@ -64,9 +80,6 @@ public:
         if (event.m_flags != 0)
             ombrel_unassign_event(&event);
     }
-    recorder(const recorder&) = delete;
-    recorder& operator=(const recorder&) = delete;
-
     int add(int timeout = -1) { return ombrel_add_event(&event, timeout); }
     int del() { return ombrel_del_event(&event); }
 
@@ -111,8 +124,25 @@ class event_test : public balanced_test {
 protected:
     void SetUp() override { ASSERT_NE(nullptr, base = ombrel_new_event_base()); }
     void TearDown() override { EXPECT_EQ(0, ombrel_free_event_base(base)); }
-    int once() { return ombrel_event_base_loop(base, def_ombrel_event_loop_once); }
-    int poll() { return ombrel_event_base_loop(base, def_ombrel_event_loop_non_block); }
+    /// Iterations that wait for something to happen.
+    void once(int count = 1) { loop(def_ombrel_event_loop_once, count); }
+    /// Iterations that do not wait.
+    void poll(int count = 1) { loop(def_ombrel_event_loop_non_block, count); }
+    void loop(uint32_t flags, int count) {
+        for (int i = 0; i < count; i++)
+            ASSERT_EQ(0, ombrel_event_base_loop(base, flags));
+    }
+    static void add(std::initializer_list<recorder*> events, int timeout = -1) {
+        for (recorder* event : events)
+            EXPECT_EQ(0, event->add(timeout));
+    }
+    /// The loop sleeps for a moment: it uses next to no processor time.
+    void expect_sleep() {
+        EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 200));
+        const int before = processor_milliseconds();
+        EXPECT_EQ(0, ombrel_event_base_dispatch(base));
+        EXPECT_LT(processor_milliseconds() - before, 25);
+    }
 
     ombrel_event_base_t* base = nullptr;
 };

@@ -1,6 +1,5 @@
 #include <ombrel/event_process.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <deque>
@@ -16,7 +15,7 @@
 #endif
 
 #include "event/event_fixture.h"
-#include "support/capture.h"
+#include "support/child.h"
 #include "support/descriptor_balance.h"
 
 namespace {
@@ -28,19 +27,15 @@ class child {
 public:
     explicit child(int exit_code = 0) {
         EXPECT_EQ(0, ::pipe(ends_));
-        process = ::fork();
-        if (process != 0)
+        if ((process = ::fork()) != 0)
             return;
         ::close(ends_[1]);
         char byte;
-        while (::read(ends_[0], &byte, 1) < 0) {
-        }
+        while (::read(ends_[0], &byte, 1) < 0)
+            continue;
         ::_exit(exit_code);
     }
-    child(child&& other) noexcept
-        : process(other.process), ends_{std::exchange(other.ends_[0], -1),
-                                        std::exchange(other.ends_[1], -1)} {}
-    child& operator=(child&&) = delete;
+    child(const child&) = delete;
     ~child() { let_go(); }
 
     void let_go() {
@@ -72,14 +67,11 @@ private:
 
 bool has_descriptors_of_processes() {
 #if defined(SYS_pidfd_open)
-    const long own = ::syscall(SYS_pidfd_open, ::getpid(), 0);
+    const int own = static_cast<int>(::syscall(SYS_pidfd_open, ::getpid(), 0));
     siginfo_t found;
-    const bool has =
-        own >= 0 &&
-        ::waitid(static_cast<idtype_t>(3), static_cast<id_t>(own), &found, WEXITED | WNOHANG) != 0 &&
-        errno == ECHILD;
-    if (own >= 0)
-        ::close(static_cast<int>(own));
+    const int result = ::waitid(static_cast<idtype_t>(3), static_cast<id_t>(own), &found, WEXITED | WNOHANG);
+    const bool has = own >= 0 && result != 0 && errno == ECHILD;
+    ::close(own);
     return has;
 #else
     return false;
@@ -97,7 +89,7 @@ protected:
     /// Until the event was called so often.
     void run_until(const recorder& event, size_t calls) {
         while (event.results.size() < calls)
-            ASSERT_EQ(0, ombrel_event_base_loop(base, def_ombrel_event_loop_once));
+            ASSERT_NO_FATAL_FAILURE(once());
     }
 
     descriptor_balance balance_;
@@ -107,7 +99,7 @@ int watch(recorder& event, pid_t process) {
     return ombrel_event_set_process(&event.event, process);
 }
 
-const std::vector<uint32_t> one_end{def_ombrel_event_process_end};
+const results one_end{def_ombrel_event_process_end};
 
 TEST_F(EventProcess, TellsTheEndOnceBeforeAndAfterItCame) {
     const struct {
@@ -116,8 +108,8 @@ TEST_F(EventProcess, TellsTheEndOnceBeforeAndAfterItCame) {
         bool ends_first;
     } cases[] = {{0, 0, 0, true},
                  {7, 0, 0, false},
-                 {255, 0, def_ombrel_event_persist, true},
-                 {-1, SIGKILL, def_ombrel_event_persist, false},
+                 {255, 0, persist, true},
+                 {-1, SIGKILL, persist, false},
                  {-1, SIGTERM, 0, true}};
     for (const auto& one : cases) {
         child process(one.exit_code);
@@ -133,12 +125,12 @@ TEST_F(EventProcess, TellsTheEndOnceBeforeAndAfterItCame) {
         EXPECT_EQ(0, event.add());
         EXPECT_EQ(def_ombrel_event_process_end, ombrel_event_pending(&event.event, ~0u, nullptr));
         if (!one.ends_first) {
-            EXPECT_EQ(0, poll());
+            poll();
             EXPECT_TRUE(event.results.empty());
             end();
         }
         run_until(event, 1);
-        EXPECT_EQ(0, poll());
+        poll();
         EXPECT_EQ(one_end, event.results);
         EXPECT_EQ(std::vector<int>{process.process}, event.fds);
         EXPECT_EQ(one.exit_code, event.event.m_exit_code);
@@ -152,17 +144,16 @@ TEST_F(EventProcess, TellsEveryEventOfEveryBase) {
     ombrel_event_base_t* const other_base = ombrel_new_event_base();
     {
         child process(9);
-        recorder first(base, -1, 0), second(base, -1, 0), third(base, -1, 0);
-        for (recorder* event : {&first, &second, &third})
+        recorder first(base, -1, 0), second(base, -1, 0), third(other_base, -1, 0);
+        const std::initializer_list<recorder*> all{&first, &second, &third};
+        for (recorder* event : all)
             EXPECT_EQ(0, watch(*event, process.process));
-        EXPECT_EQ(0, ombrel_event_set_base(&third.event, other_base));
-        for (recorder* event : {&first, &second, &third})
-            EXPECT_EQ(0, event->add());
+        add(all);
         process.await_end();
         run_until(first, 1);
         run_until(second, 1);
         EXPECT_EQ(0, ombrel_event_base_loop(other_base, def_ombrel_event_loop_once));
-        for (recorder* event : {&first, &second, &third}) {
+        for (recorder* event : all) {
             EXPECT_EQ(one_end, event->results);
             EXPECT_EQ(9, event->event.m_exit_code);
         }
@@ -175,12 +166,12 @@ TEST_F(EventProcess, LeavesAChildAloneThatNobodyWatchesAtItsEnd) {
     recorder event(base, -1, 0), late(base, -1, 0);
     EXPECT_EQ(0, watch(event, process.process));
     EXPECT_EQ(0, event.add(0));
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_timeout}, event.results) << "still running";
+    once();
+    EXPECT_EQ(results{on_timeout}, event.results) << "still running";
     EXPECT_EQ(0, event.add());
     EXPECT_EQ(0, event.del());
     process.await_end();
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ(1u, event.results.size());
     EXPECT_EQ(0, watch(late, process.process));
     EXPECT_EQ(5, process.wait()) << "its status was left where it was";
@@ -195,22 +186,19 @@ TEST_F(EventProcess, LeavesAChildAloneThatNobodyWatchesAtItsEnd) {
 }
 
 TEST_F(EventProcess, AHandlerTurnsToTheNextChild) {
-    std::deque<child> processes;
-    for (int code = 1; code <= 3; code++)
-        processes.emplace_back(code);
+    child processes[] = {child(1), child(2), child(3)};
     std::vector<int> codes;
-    recorder event(base, -1, def_ombrel_event_persist, [&](recorder& self) {
+    const auto turn_to = [](recorder& event, child& next) {
+        next.let_go();
+        EXPECT_EQ(0, watch(event, next.process));
+        EXPECT_EQ(0, event.add());
+    };
+    recorder event(base, -1, persist, [&](recorder& self) {
         codes.push_back(self.event.m_exit_code);
-        processes.pop_front();
-        if (processes.empty())
-            return;
-        processes.front().let_go();
-        EXPECT_EQ(0, watch(self, processes.front().process));
-        EXPECT_EQ(0, self.add());
+        if (codes.size() < std::size(processes))
+            turn_to(self, processes[codes.size()]);
     });
-    EXPECT_EQ(0, watch(event, processes.front().process));
-    EXPECT_EQ(0, event.add());
-    processes.front().let_go();
+    turn_to(event, processes[0]);
     run_until(event, 3);
     EXPECT_EQ((std::vector<int>{1, 2, 3}), codes);
 }
@@ -219,30 +207,27 @@ TEST_F(EventProcess, RefusalsSayWhy) {
     child process, gone;
     gone.await_end();
     EXPECT_EQ(0, gone.wait());
-    recorder event(base, -1, 0), of_socket(base, 0, 0), of_signal(base, SIGUSR1, def_ombrel_event_signal);
-    recorder added(base, -1, 0), homeless(nullptr, -1, 0);
+    recorder event(base, -1, 0), added(base, -1, 0), homeless(nullptr, -1, 0);
+    recorder of_socket(base, 0, 0), of_signal(base, SIGUSR1, on_signal);
     EXPECT_EQ(0, added.add(10000));
     const struct {
         recorder* event;
         int process;
         const char* reason;
-    } cases[] = {
-        {&event, -1, "no such child process !"},
-        {&event, ::getpid(), "no such child process !"},
-        {&event, gone.process, "no such child process !"},
-        {&of_socket, process.process, "s_event watches something else !"},
-        {&of_signal, process.process, "s_event watches something else !"},
-        {&added, process.process, "s_event is already added !"},
-    };
-    for (const auto& one : cases) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, watch(*one.event, one.process));
-        EXPECT_EQ(std::string("ombrel_event_set_process: [ERROR] ") + one.reason + "\n", errors.text());
-    }
-    capture errors(stderr);
-    EXPECT_EQ(-1, watch(homeless, process.process));
-    EXPECT_EQ(-1, ombrel_event_set_process(nullptr, process.process));
-    EXPECT_NE(std::string::npos, errors.text().find("event->m_base is null"));
+    } cases[] = {{&event, -1, "no such child process !"},
+                 {&event, ::getpid(), "no such child process !"},
+                 {&event, gone.process, "no such child process !"},
+                 {&of_socket, process.process, "s_event watches something else !"},
+                 {&of_signal, process.process, "s_event watches something else !"},
+                 {&added, process.process, "s_event is already added !"}};
+    for (const auto& one : cases)
+        EXPECT_EQ(std::string("ombrel_event_set_process: [ERROR] ") + one.reason + "\n",
+                  errors_of([&] { EXPECT_EQ(-1, watch(*one.event, one.process)); }));
+    const std::string errors = errors_of([&] {
+        EXPECT_EQ(-1, watch(homeless, process.process));
+        EXPECT_EQ(-1, ombrel_event_set_process(nullptr, process.process));
+    });
+    EXPECT_NE(std::string::npos, errors.find("event->m_base is null"));
     EXPECT_EQ(0, watch(event, process.process));
     EXPECT_EQ(0, watch(event, 0)) << "taken away again";
     EXPECT_EQ(-1, event.event.m_fd);
@@ -305,19 +290,14 @@ bool forbid_descriptors_of_processes(int error) {
 }
 
 TEST_F(EventProcess, AHostWithoutTheCallSaysSo) {
-    for (const int error : {ENOSYS, EPERM}) {
-        const pid_t process = ::fork();
-        if (process == 0) {
-            if (!forbid_descriptors_of_processes(error))
-                ::_exit(77);
-            const child own;
-            recorder event(base, -1, 0);
-            ::_exit(watch(event, own.process) == def_ombrel_event_not_supported ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(process, ::waitpid(process, &status, 0));
-        EXPECT_TRUE(WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 77)) << status;
-    }
+    for (const int error : {ENOSYS, EPERM})
+        EXPECT_EQ(0, in_child([&] {
+                      if (!forbid_descriptors_of_processes(error))
+                          return true;
+                      const child own;
+                      recorder event(base, -1, 0);
+                      return watch(event, own.process) == def_ombrel_event_not_supported;
+                  }));
 }
 
 #endif

@@ -6,24 +6,23 @@
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
-#include "support/capture.h"
 
 namespace {
 
 using namespace ombrel_test;
-using results = std::vector<uint32_t>;
 
 class Event : public event_test {};
 
+void keep_result(ombrel_event_t*, int, uint32_t result, void* context) {
+    static_cast<results*>(context)->push_back(result);
+}
+
 TEST_F(Event, AssignmentSetsTheFieldsAndNotifiesTheHandler) {
-    std::vector<uint32_t> told;
-    const auto handler = [](ombrel_event_t*, int, uint32_t result, void* context) {
-        static_cast<std::vector<uint32_t>*>(context)->push_back(result);
-    };
+    results told;
     ASSERT_EQ(0, ombrel_event_base_init_priority(base, 7));
     ombrel_event_t event;
     memset(&event, 0xA5, sizeof event); // what lies in the record before does not matter
-    ASSERT_EQ(0, ombrel_assign_event_with_resolver(base, &event, 5, 0xFFFFFFFFu, handler, &told, "127.0.0.1",
+    ASSERT_EQ(0, ombrel_assign_event_with_resolver(base, &event, 5, ~0u, keep_result, &told, "127.0.0.1",
                                                    70000, "localhost", 65535));
     EXPECT_EQ(results{0x80}, told);
     EXPECT_EQ(0x191Fu | 0x80u, event.m_flags);
@@ -32,31 +31,29 @@ TEST_F(Event, AssignmentSetsTheFieldsAndNotifiesTheHandler) {
     EXPECT_EQ(-1, event.m_bind_port);
     EXPECT_EQ(65535, event.m_resolver_port);
     EXPECT_EQ(1u, event.m_output_watermark);
-    EXPECT_EQ(0, ombrel_assign_event(base, &event, 6, def_ombrel_event_read, handler, &told));
+    EXPECT_EQ(0, ombrel_assign_event(base, &event, 6, on_read, keep_result, &told));
     EXPECT_EQ(nullptr, event.m_bind_address);
     EXPECT_EQ(0, ombrel_unassign_event(&event));
     EXPECT_EQ(0u, event.m_flags);
 }
 
 TEST_F(Event, UnusableEventsAreReported) {
-    ombrel_event_t unassigned{};
-    ombrel_event_t homeless{};
+    ombrel_event_t unassigned{}, homeless{};
     ASSERT_EQ(0, ombrel_assign_event(nullptr, &homeless, -1, 0, nullptr, nullptr));
-    const std::vector<std::pair<const char*, int (*)(ombrel_event_t*)>> operations = {
-        {"ombrel_add_event", [](ombrel_event_t* event) { return ombrel_add_event(event, 0); }},
-        {"ombrel_del_event", ombrel_del_event},
-        {"ombrel_active_event", [](ombrel_event_t* event) { return ombrel_active_event(event, 1); }},
-        {"ombrel_event_set_priority",
-         [](ombrel_event_t* event) { return ombrel_event_set_priority(event, 0); }},
-        {"ombrel_event_pending",
-         [](ombrel_event_t* event) { return ombrel_event_pending(event, 1, nullptr); }},
+    using event = ombrel_event_t*;
+    const std::pair<const char*, int (*)(event)> operations[] = {
+        {"add_event", [](event one) { return ombrel_add_event(one, 0); }},
+        {"del_event", ombrel_del_event},
+        {"active_event", [](event one) { return ombrel_active_event(one, 1); }},
+        {"event_set_priority", [](event one) { return ombrel_event_set_priority(one, 0); }},
+        {"event_pending", [](event one) { return ombrel_event_pending(one, 1, nullptr); }},
     };
     for (const auto& [name, operation] : operations) {
-        capture errors(stderr);
-        EXPECT_EQ(-1, operation(nullptr));
-        EXPECT_EQ(-1, operation(&unassigned));
-        EXPECT_EQ(-1, operation(&homeless));
-        const std::string text = errors.text(), start = std::string(name) + ": [ERROR] ";
+        const std::string text = errors_of([&, refuse = operation] {
+            for (const event one : {event{nullptr}, &unassigned, &homeless})
+                EXPECT_EQ(-1, refuse(one));
+        });
+        const std::string start = std::string("ombrel_") + name + ": [ERROR] ";
         EXPECT_EQ(0u, text.find(start + "event is null !\n" + start + "event is not initialized ! (event="));
         EXPECT_NE(std::string::npos, text.find("\n" + start + "event->m_base is null ! (event="));
         EXPECT_EQ(")\n", text.substr(text.size() - 2));
@@ -78,69 +75,59 @@ TEST_F(Event, NewEventsAreFreedWithAllThatTheyHold) {
     ASSERT_NE(nullptr, event = ombrel_new_event(base, -1, 0, nullptr, nullptr));
     EXPECT_EQ(0, ombrel_unassign_event(event));
     EXPECT_EQ(0, ombrel_free_event(event));
-    capture errors(stderr);
-    EXPECT_EQ(-1, ombrel_free_event(nullptr));
-    EXPECT_EQ("ombrel_free_event: [ERROR] event is null !\n", errors.text());
 }
 
-TEST_F(Event, RegisteredEventsAreNotAssignedAgain) {
-    recorder event(base, -1, 0);
-    EXPECT_EQ(0, event.add(1000));
-    capture errors(stderr);
-    EXPECT_EQ(-1, ombrel_assign_event(base, &event.event, -1, 0, nullptr, nullptr));
-    EXPECT_EQ("ombrel_assign_event: [ERROR] s_event is already added !\n", errors.text());
-    EXPECT_EQ(0, event.del());
-    capture warnings(stderr);
-    EXPECT_EQ(-1, event.del());
-    EXPECT_EQ("ombrel_del_event: [WARNING] already deleted.\n", warnings.text());
-}
-
-TEST_F(Event, PriorityIsRefusedWhenActiveOrOutOfRange) {
+TEST_F(Event, RefusalsSayWhy) {
     ASSERT_EQ(0, ombrel_event_base_init_priority(base, 3));
-    recorder event(base, -1, 0);
-    EXPECT_EQ(0, ombrel_event_set_priority(&event.event, 2));
-    capture range(stderr);
-    EXPECT_EQ(-1, ombrel_event_set_priority(&event.event, 3));
-    EXPECT_EQ("ombrel_event_set_priority: [ERROR] s_priority >= max_priority !\n", range.text());
-    EXPECT_EQ(0, ombrel_active_event(&event.event, def_ombrel_event_write));
-    capture active(stderr);
-    EXPECT_EQ(-1, ombrel_event_set_priority(&event.event, 0));
-    EXPECT_EQ("ombrel_event_set_priority: [ERROR] already active event !\n", active.text());
-    EXPECT_EQ(-1, ombrel_event_base_init_priority(base, 2));
+    recorder registered(base, -1, 0), deleted(base, -1, 0), active(base, -1, 0);
+    EXPECT_EQ(0, registered.add(1000));
+    EXPECT_EQ(0, ombrel_event_set_priority(&active.event, 2));
+    EXPECT_EQ(0, ombrel_active_event(&active.event, on_write));
+    using event = ombrel_event_t*;
+    const struct {
+        event given;
+        const char* text;
+        int (*refuse)(event);
+    } cases[] = {
+        {nullptr, "free_event: [ERROR] event is null !", ombrel_free_event},
+        {&registered.event, "assign_event: [ERROR] s_event is already added !",
+         [](event one) { return ombrel_assign_event(one->m_base, one, -1, 0, nullptr, nullptr); }},
+        {&deleted.event, "del_event: [WARNING] already deleted.", ombrel_del_event},
+        {&deleted.event, "event_set_priority: [ERROR] s_priority >= max_priority !",
+         [](event one) { return ombrel_event_set_priority(one, 3); }},
+        {&active.event, "event_set_priority: [ERROR] already active event !",
+         [](event one) { return ombrel_event_set_priority(one, 0); }},
+    };
+    for (const auto& one : cases)
+        EXPECT_EQ(std::string("ombrel_") + one.text + "\n",
+                  errors_of([&] { EXPECT_EQ(-1, one.refuse(one.given)); }));
+    EXPECT_EQ(-1, ombrel_event_base_init_priority(base, 2)) << "an event is active";
 }
 
 TEST_F(Event, FiresByHandWithoutRegistration) {
-    recorder event(base, -1, 0);
-    EXPECT_EQ(0, ombrel_active_event(&event.event, def_ombrel_event_write));
-    EXPECT_EQ(0, ombrel_active_event(&event.event, def_ombrel_event_read));
+    recorder event(base, -1, persist);
+    EXPECT_EQ(0, event.add(5000)); // its limit stays in the record, and starts no timer
+    EXPECT_EQ(0, event.del());
+    EXPECT_EQ(0, ombrel_active_event(&event.event, on_write));
+    EXPECT_EQ(0, ombrel_active_event(&event.event, on_read));
     EXPECT_EQ(3, ombrel_event_pending(&event.event, 7, nullptr));
-    EXPECT_EQ(0, once());
+    once();
     EXPECT_EQ(results{3}, event.results);
-    EXPECT_EQ(0, ombrel_active_event(&event.event, def_ombrel_event_read));
-    EXPECT_EQ(0, event.del());
-    EXPECT_EQ(0, poll());
-    EXPECT_EQ(1u, event.results.size());
-}
-
-TEST_F(Event, FiringByHandLeavesNoTimerBehind) {
-    recorder event(base, -1, def_ombrel_event_persist);
-    EXPECT_EQ(0, event.add(5000)); // its limit stays in the record
-    EXPECT_EQ(0, event.del());
-    EXPECT_EQ(0, ombrel_active_event(&event.event, def_ombrel_event_write));
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(1u, event.results.size());
     EXPECT_EQ(0, ombrel_event_pending(&event.event, 0xFFFF, nullptr));
+    EXPECT_EQ(0, ombrel_active_event(&event.event, on_read));
+    EXPECT_EQ(0, event.del());
+    poll();
+    EXPECT_EQ(1u, event.results.size());
 }
 
 TEST_F(Event, PendingTellsKindsAndTime) {
     socket_pair pair;
-    recorder event(base, pair.near(), def_ombrel_event_read | def_ombrel_event_write);
+    recorder event(base, pair.near(), on_read | on_write);
     int left = 5;
     EXPECT_EQ(0, ombrel_event_pending(&event.event, 0xFFFF, &left));
     EXPECT_EQ(-1, left);
     EXPECT_EQ(0, event.add(5000));
-    EXPECT_EQ(static_cast<int>(def_ombrel_event_read | def_ombrel_event_timeout),
-              ombrel_event_pending(&event.event, def_ombrel_event_read | def_ombrel_event_timeout, &left));
+    EXPECT_EQ(int{on_read | on_timeout}, ombrel_event_pending(&event.event, on_read | on_timeout, &left));
     EXPECT_GT(left, 4000);
     EXPECT_LE(left, 5000);
     EXPECT_EQ(0, event.add(-1));
@@ -150,144 +137,106 @@ TEST_F(Event, PendingTellsKindsAndTime) {
 
 TEST_F(Event, SocketKinds) {
     socket_pair pair;
-    recorder reader(base, pair.near(), def_ombrel_event_read);
+    recorder reader(base, pair.near(), on_read), writer(base, pair.near(), on_write | on_read | persist);
     EXPECT_EQ(0, reader.add());
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_TRUE(reader.results.empty());
     pair.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(results{def_ombrel_event_read}, reader.results);
+    once();
+    EXPECT_EQ(results{on_read}, reader.results);
     EXPECT_EQ(std::vector<int>{pair.near()}, reader.fds);
     EXPECT_EQ(0, ombrel_event_pending(&reader.event, 0xFFFF, nullptr)) << "one-shot";
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ(1u, reader.results.size());
-
-    recorder writer(base, pair.near(),
-                    def_ombrel_event_write | def_ombrel_event_read | def_ombrel_event_persist);
     EXPECT_EQ(0, writer.add());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, once());
+    once(2);
     EXPECT_EQ((results{3, 3}), writer.results);
-}
-
-TEST_F(Event, HandlerOfAOneShotEventMayAddItAgain) {
-    socket_pair pair;
-    recorder event(base, pair.near(), def_ombrel_event_read, [](recorder& self) {
-        EXPECT_EQ(0u, self.event.m_flags & (def_ombrel_event_registered | def_ombrel_event_active));
-        EXPECT_EQ(0, self.add());
-    });
-    EXPECT_EQ(0, event.add());
-    pair.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(2u, event.results.size());
 }
 
 TEST_F(Event, ADescriptorNumberUsedAgainIsWatchedAnew) {
     socket_pair pair;
-    recorder event(base, pair.near(), def_ombrel_event_read, [&](recorder& self) {
-        const int number = pair.near();
+    recorder event(base, pair.near(), on_read, [&](recorder& self) {
+        EXPECT_EQ(0u, self.event.m_flags & (def_ombrel_event_registered | def_ombrel_event_active));
         int fresh[2];
         ASSERT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, fresh));
-        ASSERT_EQ(number, ::dup2(fresh[0], number)); // closes the old socket under the same number
+        ASSERT_EQ(pair.near(), ::dup2(fresh[0], pair.near())); // closes the old socket under the same number
         ::close(fresh[0]);
         ASSERT_EQ(1, ::send(fresh[1], "y", 1, 0));
         ::close(fresh[1]);
-        if (self.results.size() == 1) {
-            EXPECT_EQ(0, self.add(2000));
-        }
+        EXPECT_EQ(0, self.add(2000));
     });
     EXPECT_EQ(0, event.add());
     pair.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ((results{def_ombrel_event_read, def_ombrel_event_read}), event.results);
+    once(2);
+    EXPECT_EQ((results{on_read, on_read}), event.results);
 }
 
 // A child process or a duplicate keeps the socket alive and readable after its number was closed, be it
 // before or after its event was deleted.
 TEST_F(Event, AClosedDescriptorThatLivesOnElsewhereDoesNotSpinTheLoop) {
     socket_pair other;
-    recorder bystander(base, other.near(), def_ombrel_event_read | def_ombrel_event_persist);
+    recorder bystander(base, other.near(), on_read | persist);
     EXPECT_EQ(0, bystander.add());
-    for (uint32_t persist : {0u, def_ombrel_event_persist})
-        for (bool closed_first : {false, true}) {
+    for (const uint32_t flags : {on_read, on_read | persist})
+        for (const bool closed_first : {false, true}) {
             socket_pair pair;
             const int copy = ::dup(pair.near());
-            recorder event(base, pair.near(), def_ombrel_event_read | persist, [&](recorder& self) {
+            recorder event(base, pair.near(), flags, [&](recorder& self) {
                 if (closed_first)
                     pair.close_near();
-                if (persist != 0) {
+                if (flags != on_read) {
                     EXPECT_EQ(0, self.del());
                 }
                 pair.close_near();
             });
             EXPECT_EQ(0, event.add());
             pair.send("x");
-            EXPECT_EQ(0, once());
-            EXPECT_EQ(0, ombrel_event_base_exit_loop(base, 200));
-            const int before = processor_milliseconds();
-            EXPECT_EQ(0, ombrel_event_base_dispatch(base));
-            EXPECT_LT(processor_milliseconds() - before, 25);
+            once();
+            expect_sleep();
             EXPECT_TRUE(bystander.results.empty());
             ::close(copy);
         }
     other.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(results{def_ombrel_event_read}, bystander.results);
+    once();
+    EXPECT_EQ(results{on_read}, bystander.results);
 }
 
 TEST_F(Event, AReportThatNoHandlerSawComesAgain) {
     ASSERT_EQ(0, ombrel_event_base_init_priority(base, 2));
     socket_pair waiting, urgent;
-    recorder low(base, waiting.near(), def_ombrel_event_read);
-    recorder high(base, urgent.near(), def_ombrel_event_read, [&](recorder&) {
+    recorder low(base, waiting.near(), on_read), high(base, urgent.near(), on_read, [&](recorder&) {
         EXPECT_EQ(0, low.del()); // was reported and is active
         EXPECT_EQ(0, low.add(5000));
     });
     EXPECT_EQ(0, ombrel_event_set_priority(&low.event, 1));
     EXPECT_EQ(0, ombrel_event_set_priority(&high.event, 0));
-    EXPECT_EQ(0, low.add(5000));
-    EXPECT_EQ(0, high.add(5000));
+    add({&low, &high}, 5000);
     waiting.send("x");
     urgent.send("x");
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(results{def_ombrel_event_read}, low.results);
+    once(2);
+    EXPECT_EQ(results{on_read}, low.results);
 }
 
 TEST_F(Event, DescriptorInterestIsThatOfTheEventAddedLast) {
     socket_pair pair;
-    recorder reader(base, pair.near(), def_ombrel_event_read | def_ombrel_event_persist);
-    recorder writer(base, pair.near(), def_ombrel_event_write | def_ombrel_event_persist);
-    EXPECT_EQ(0, reader.add());
-    EXPECT_EQ(0, writer.add());
+    recorder reader(base, pair.near(), on_read | persist), writer(base, pair.near(), on_write | persist);
+    add({&reader, &writer});
     pair.send("x");
     // Only writability is watched, and the first event of the list takes it, whatever it asked for.
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(results{def_ombrel_event_write}, reader.results);
+    once();
+    EXPECT_EQ(results{on_write}, reader.results);
     EXPECT_TRUE(writer.results.empty());
     EXPECT_EQ(0, writer.del());
-    EXPECT_EQ(0, once());
-    EXPECT_EQ((results{def_ombrel_event_write, def_ombrel_event_read}), reader.results);
-}
-
-TEST_F(Event, RegularFilesAreAlwaysReady) {
-    FILE* file = std::tmpfile();
-    recorder event(base, fileno(file), def_ombrel_event_read | def_ombrel_event_write);
-    EXPECT_EQ(0, event.add(5000));
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(results{3}, event.results);
-    fclose(file);
+    once();
+    EXPECT_EQ((results{on_write, on_read}), reader.results);
 }
 
 TEST_F(Event, ABadDescriptorIsRefused) {
-    for (int number : {60, 987654, INT_MAX}) {
-        recorder event(base, number, def_ombrel_event_read);
-        capture errors(stderr);
-        EXPECT_EQ(-1, event.add());
-        EXPECT_EQ("ombrel_add_event: [ERROR] ombrel_set_select failed !\n", errors.text()) << number;
-        EXPECT_EQ(0, ombrel_event_pending(&event.event, 0xFFFF, nullptr));
+    for (const int number : {60, 987654, INT_MAX}) {
+        recorder event(base, number, on_read);
+        EXPECT_EQ("ombrel_add_event: [ERROR] ombrel_set_select failed !\n",
+                  errors_of([&] { EXPECT_EQ(-1, event.add()); }));
+        EXPECT_EQ(0, ombrel_event_pending(&event.event, 0xFFFF, nullptr)) << number;
     }
 }
 
@@ -301,14 +250,14 @@ TEST_F(Event, TimersFireInListOrder) {
     EXPECT_EQ(0, early.add(1));
     EXPECT_EQ(0, far.add(60000));
     ::usleep(20000); // both have passed: the list decides, not the expiry
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ("late early ", log);
-    EXPECT_EQ(results{def_ombrel_event_timeout}, early.results);
+    EXPECT_EQ(results{on_timeout}, early.results);
 }
 
 TEST_F(Event, TimersOfManyLengthsFireAtTheirTime) {
     std::vector<std::unique_ptr<recorder>> timers;
-    size_t fired = 0;
+    size_t fired = 0, deleted = 0;
     const uint64_t start = ombrel_time_stamp_msec();
     for (int i = 0; i < 500; i++) {
         const int limit = (i * 7919) % 50;
@@ -318,11 +267,9 @@ TEST_F(Event, TimersOfManyLengthsFireAtTheirTime) {
         }));
         EXPECT_EQ(0, timers.back()->add(limit));
     }
-    size_t deleted = 0;
     for (size_t i = 0; i < timers.size(); i += 3, deleted++)
         EXPECT_EQ(0, timers[i]->del());
-    recorder last(base, -1, 0,
-                  [](recorder& self) { EXPECT_EQ(0, ombrel_event_base_break_loop(self.event.m_base)); });
+    recorder last(base, -1, 0, [&](recorder&) { EXPECT_EQ(0, ombrel_event_base_break_loop(base)); });
     EXPECT_EQ(0, last.add(60));
     EXPECT_EQ(0, ombrel_event_base_dispatch(base));
     EXPECT_EQ(timers.size() - deleted, fired);
@@ -330,66 +277,58 @@ TEST_F(Event, TimersOfManyLengthsFireAtTheirTime) {
 
 TEST_F(Event, ReadinessWinsOverAnExpiredTimer) {
     socket_pair pair;
-    recorder event(base, pair.near(), def_ombrel_event_read | def_ombrel_event_persist,
-                   [](recorder& self) { drain(self.event.m_fd); });
+    recorder event(base, pair.near(), on_read | persist, [](recorder& self) { drain(self.event.m_fd); });
     EXPECT_EQ(0, event.add(1));
     pair.send("x");
     ::usleep(3000);
-    EXPECT_EQ(0, once());
-    EXPECT_EQ(0, once()); // armed anew after it fired
-    EXPECT_EQ((results{def_ombrel_event_read, def_ombrel_event_timeout}), event.results);
+    once(2); // armed anew after it fired
+    EXPECT_EQ((results{on_read, on_timeout}), event.results);
 }
 
 TEST_F(Event, WithoutSocketAndTimeLimitItFiresAtOnce) {
     recorder event(base, -1, 0);
     EXPECT_EQ(0, event.add(-1));
-    EXPECT_EQ(0, poll());
-    EXPECT_EQ(results{def_ombrel_event_timeout}, event.results);
+    poll();
+    EXPECT_EQ(results{on_timeout}, event.results);
 }
 
 TEST_F(Event, HandlersDeleteAndFreeActiveEvents) {
     std::array<socket_pair, 4> pairs;
-    recorder* others[2];
     ombrel_event_t* own = nullptr;
     const auto free_itself = [](ombrel_event_t* event, int, uint32_t result, void* context) {
         if (result == def_ombrel_event_assigned)
             return;
-        **static_cast<ombrel_event_t***>(context) = nullptr;
+        *static_cast<ombrel_event_t**>(context) = nullptr;
         EXPECT_EQ(0, ombrel_free_event(event));
     };
-    ombrel_event_t** own_place = &own;
-    own = ombrel_new_event(base, pairs[0].near(), def_ombrel_event_read | def_ombrel_event_persist,
-                           free_itself, &own_place);
-    recorder killer(base, pairs[1].near(), def_ombrel_event_read | def_ombrel_event_persist,
-                    [&](recorder& self) {
-                        EXPECT_EQ(0, others[0]->del());
-                        EXPECT_EQ(0, ombrel_unassign_event(&others[1]->event));
-                        EXPECT_EQ(0, self.del());
-                    });
-    recorder first(base, pairs[2].near(), def_ombrel_event_read),
-        second(base, pairs[3].near(), def_ombrel_event_read);
-    others[0] = &first, others[1] = &second;
+    own = ombrel_new_event(base, pairs[0].near(), on_read | persist, free_itself, &own);
+    recorder first(base, pairs[2].near(), on_read), second(base, pairs[3].near(), on_read);
+    recorder killer(base, pairs[1].near(), on_read | persist, [&](recorder& self) {
+        EXPECT_EQ(0, first.del());
+        EXPECT_EQ(0, ombrel_unassign_event(&second.event));
+        EXPECT_EQ(0, self.del());
+    });
     EXPECT_EQ(0, ombrel_add_event(own, -1));
-    for (recorder* event : {&killer, &first, &second})
-        EXPECT_EQ(0, event->add());
+    add({&killer, &first, &second});
     for (auto& pair : pairs)
         pair.send("x");
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ(nullptr, own);
     EXPECT_EQ(1u, killer.results.size());
-    EXPECT_TRUE(first.results.empty());
-    EXPECT_TRUE(second.results.empty());
+    EXPECT_TRUE(first.results.empty() && second.results.empty());
 }
 
 TEST_F(Event, TracingIsOffUntilAskedFor) {
-    capture silent(stdout);
-    recorder(base, -1, 0);
-    EXPECT_EQ("", silent.text());
-    ombrel_event_debug_mode(1);
-    capture traced(stdout);
-    recorder(base, -1, def_ombrel_event_with_resolver);
+    for (const bool is_on : {false, true}) {
+        ombrel_event_debug_mode(is_on);
+        capture output(stdout);
+        recorder(base, -1, is_on ? def_ombrel_event_with_resolver : 0);
+        const std::string text = output.text();
+        EXPECT_EQ(!is_on, text.empty());
+        EXPECT_EQ(is_on ? 0 : std::string::npos,
+                  text.find("ombrel_assign_event: [MESSAGE] assign event with resolver."));
+    }
     ombrel_event_debug_mode(0);
-    EXPECT_EQ(0u, traced.text().find("ombrel_assign_event: [MESSAGE] assign event with resolver."));
 }
 
 } // namespace

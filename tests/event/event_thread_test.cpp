@@ -1,6 +1,4 @@
 // The base used by other threads while its loop runs.
-#include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <thread>
 
@@ -9,7 +7,7 @@
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
-#include "support/capture.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -33,29 +31,26 @@ protected:
         ended.store(true);
         breaker.join();
     }
+    /// Waits until the loop has called a handler that is added now.
+    void meet_the_loop(int fd = -1, uint32_t flags = 0, int timeout = 0) {
+        std::atomic<int> calls{0};
+        const auto count = [](ombrel_event_t*, int, uint32_t, void* context) {
+            static_cast<std::atomic<int>*>(context)->fetch_add(1);
+        };
+        EXPECT_EQ(0, ombrel_event_base_once(base, fd, flags, count, &calls, timeout));
+        while (calls == 0)
+            std::this_thread::yield();
+        EXPECT_EQ(1, calls);
+    }
     std::thread loop;
 };
 
 TEST_F(EventThread, ASleepingLoopNoticesWhatIsAdded) {
     start();
-    std::atomic<int> fired{0};
-    const auto count = [](ombrel_event_t*, int, uint32_t result, void* context) {
-        if (result != def_ombrel_event_assigned)
-            static_cast<std::atomic<int>*>(context)->fetch_add(1);
-    };
     socket_pair pair;
-    const uint64_t begin = ombrel_time_stamp_msec();
-    for (int i = 0; i < 50; i++) {
-        const int before = fired.load();
-        if (i % 2 == 0) {
-            EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, count, &fired, 0));
-        } else {
-            EXPECT_EQ(0,
-                      ombrel_event_base_once(base, pair.near(), def_ombrel_event_write, count, &fired, -1));
-        }
-        while (fired.load() == before && ombrel_time_stamp_msec() - begin < 20000)
-            std::this_thread::yield();
-        ASSERT_EQ(before + 1, fired.load());
+    for (int i = 0; i < 25; i++) {
+        meet_the_loop();
+        meet_the_loop(pair.near(), on_write, -1);
     }
     stop();
 }
@@ -63,18 +58,17 @@ TEST_F(EventThread, ASleepingLoopNoticesWhatIsAdded) {
 TEST_F(EventThread, AddingAndDeletingFromManyThreads) {
     start();
     std::atomic<size_t> reads{0};
-    const auto work = [&](unsigned seed) {
+    in_threads(3, [&](int seed) {
         socket_pair pair;
-        recorder event(base, pair.near(), def_ombrel_event_read | def_ombrel_event_persist,
-                       [&](recorder& self) {
-                           drain(self.event.m_fd);
-                           reads.fetch_add(1);
-                       });
+        recorder event(base, pair.near(), on_read | persist, [&](recorder& self) {
+            drain(self.event.m_fd);
+            reads.fetch_add(1);
+        });
         ombrel_event_t timer{};
-        EXPECT_EQ(0, ombrel_assign_event(base, &timer, -1, def_ombrel_event_persist, nullptr, nullptr));
+        EXPECT_EQ(0, ombrel_assign_event(base, &timer, -1, persist, nullptr, nullptr));
         for (int i = 0; i < 300; i++) {
             const size_t before = reads.load();
-            EXPECT_EQ(0, event.add((i + static_cast<int>(seed)) % 3 == 0 ? 1000 : -1));
+            EXPECT_EQ(0, event.add((i + seed) % 3 == 0 ? 1000 : -1));
             EXPECT_EQ(0, ombrel_add_event(&timer, i % 5));
             pair.send("x");
             if (i % 10 == 0)
@@ -84,29 +78,16 @@ TEST_F(EventThread, AddingAndDeletingFromManyThreads) {
             EXPECT_EQ(0, ombrel_del_event(&timer));
         }
         EXPECT_EQ(0, ombrel_unassign_event(&timer));
-        // The handler may still run on the loop's thread when a deletion returns.
-        std::atomic<bool> passed{false};
-        const auto pass = [](ombrel_event_t*, int, uint32_t, void* context) {
-            static_cast<std::atomic<bool>*>(context)->store(true);
-        };
-        EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, pass, &passed, 0));
-        while (!passed.load())
-            std::this_thread::yield();
-    };
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < 3; i++)
-        threads.emplace_back(work, i);
-    for (std::thread& thread : threads)
-        thread.join();
+        meet_the_loop(); // whose handler may still run when a deletion returns
+    });
     EXPECT_GT(reads.load(), 0u);
     stop();
 }
 
 TEST_F(EventThread, ABusyLoopStarvesNobody) {
-    recorder spinner(base, -1, def_ombrel_event_persist);
+    recorder spinner(base, -1, persist), guest(base, -1, 0);
     EXPECT_EQ(0, spinner.add(0)); // fires in every iteration
     start();
-    recorder guest(base, -1, 0);
     const uint64_t begin = ombrel_time_stamp_msec();
     for (int i = 0; i < 1000; i++) {
         EXPECT_EQ(0, guest.add(60000));
@@ -118,41 +99,28 @@ TEST_F(EventThread, ABusyLoopStarvesNobody) {
 
 TEST_F(EventThread, BuffersAreFilledFromAnotherThread) {
     socket_pair pair;
-    recorder event(base, pair.near(), def_ombrel_event_persist);
+    recorder event(base, pair.near(), persist);
     EXPECT_EQ(0, event.add());
     start();
-    std::string received;
     for (int i = 0; i < 200; i++)
         EXPECT_EQ(5, ombrel_event_push_puts(&event.event, def_ombrel_event_buffer_output, "12345"));
+    size_t received = 0;
     const uint64_t begin = ombrel_time_stamp_msec();
-    while (received.size() < 1000 && ombrel_time_stamp_msec() - begin < 20000)
-        received += pair.receive();
-    EXPECT_EQ(1000u, received.size());
+    while (received < 1000 && ombrel_time_stamp_msec() - begin < 20000)
+        received += pair.receive().size();
+    EXPECT_EQ(1000u, received);
     stop();
-}
-
-/// Runs the same work on four threads at once.
-void at_once(const std::function<void(size_t)>& work) {
-    std::atomic<size_t> ready{0};
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < 4; i++)
-        threads.emplace_back([&, i] {
-            for (ready.fetch_add(1); ready.load() < 4;)
-                std::this_thread::yield();
-            work(i);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 TEST_F(EventThread, TheProcessWideBaseIsMadeAndFreedOnce) {
     for (int round = 0; round < 50; round++) {
         std::array<ombrel_event_base_t*, 4> made{};
-        at_once([&](size_t i) { made[i] = ombrel_init_event_base(); });
+        in_threads(4, [&](int i) { made[static_cast<size_t>(i)] = ombrel_init_event_base(); });
         EXPECT_EQ(4, std::count(made.begin(), made.end(), __g_ombrel_current_event_base));
         std::atomic<int> freed{0};
         capture refused(stderr);
-        at_once([&](size_t i) { freed.fetch_add(ombrel_free_event_base(made[i]) == 0); });
+        in_threads(
+            4, [&](int i) { freed.fetch_add(ombrel_free_event_base(made[static_cast<size_t>(i)]) == 0); });
         EXPECT_EQ(1, freed.load());
         EXPECT_EQ(nullptr, __g_ombrel_current_event_base);
     }
@@ -167,7 +135,7 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
     ombrel_event_t event{}, attached{};
     EXPECT_EQ(0, ombrel_assign_event(base, &event, -1, 0, nullptr, nullptr));
     capture refused(stderr);
-    at_once([&](size_t i) {
+    in_threads(4, [&](int i) {
         for (int round = 0; round < 300; round++) {
             ombrel_event_base_t* target = (round & 1) != 0 ? base : other;
             if (i == 0) {
@@ -201,7 +169,7 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
 TEST_F(EventThread, TheServiceIsStartedAndStoppedByAny) {
     std::atomic<int> started{0}, stopped{0};
     capture refused(stderr);
-    at_once([&](size_t i) {
+    in_threads(4, [&](int i) {
         for (int round = 0; round < 25; round++)
             if (i % 2 == 0)
                 started.fetch_add(ombrel_event_base_start_service(base) == 0);
@@ -215,20 +183,12 @@ TEST_F(EventThread, TheServiceIsStartedAndStoppedByAny) {
 
 TEST_F(EventThread, BackgroundService) {
     EXPECT_EQ(0, ombrel_event_base_start_service(base));
-    capture errors(stderr);
-    EXPECT_EQ(-1, ombrel_event_base_start_service(base));
-    EXPECT_EQ("ombrel_event_base_start_service: [ERROR] already started service !\n", errors.text());
-    std::atomic<bool> called{false};
-    const auto handler = [](ombrel_event_t*, int, uint32_t, void* context) {
-        static_cast<std::atomic<bool>*>(context)->store(true);
-    };
-    EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, handler, &called, 0));
-    while (!called.load())
-        std::this_thread::yield();
+    EXPECT_EQ("ombrel_event_base_start_service: [ERROR] already started service !\n",
+              errors_of([&] { EXPECT_EQ(-1, ombrel_event_base_start_service(base)); }));
+    meet_the_loop();
     EXPECT_EQ(0, ombrel_event_base_stop_service(base));
-    capture warnings(stderr);
-    EXPECT_EQ(-1, ombrel_event_base_stop_service(base));
-    EXPECT_EQ("ombrel_event_base_stop_service: [WARNING] already stopped service !\n", warnings.text());
+    EXPECT_EQ("ombrel_event_base_stop_service: [WARNING] already stopped service !\n",
+              errors_of([&] { EXPECT_EQ(-1, ombrel_event_base_stop_service(base)); }));
     EXPECT_EQ(0, ombrel_event_base_start_service(base)); // and freeing the base stops it
 }
 

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "event/event_fixture.h"
-#include "support/capture.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -19,15 +19,14 @@ protected:
 };
 
 TEST_F(Signal, DeliveriesFireTheEventsOfTheirSignal) {
-    recorder first(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
-    recorder second(base, SIGUSR1, def_ombrel_event_signal), other(base, SIGUSR2, def_ombrel_event_signal);
-    for (recorder* event : {&first, &second, &other})
-        EXPECT_EQ(0, event->add());
+    recorder first(base, SIGUSR1, on_signal | persist);
+    recorder second(base, SIGUSR1, on_signal), other(base, SIGUSR2, on_signal);
+    add({&first, &second, &other});
     ::raise(SIGUSR1);
     ::raise(SIGUSR1);
     EXPECT_EQ(2, ombrel_get_signal_node_count(&first.event));
-    EXPECT_EQ(0, once()); // a signal before the wait is not lost
-    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_signal}, first.results);
+    once(); // a signal before the wait is not lost
+    EXPECT_EQ(results{on_signal}, first.results);
     EXPECT_EQ(std::vector<int>{SIGUSR1}, first.fds);
     EXPECT_EQ(1u, second.results.size());
     EXPECT_TRUE(other.results.empty());
@@ -47,7 +46,7 @@ TEST_F(Signal, TheEarlierDispositionComesBack) {
     for (int (*const restore)() :
          {+[] { return ombrel_restore_signal(SIGUSR1); }, &ombrel_restore_all_signal}) {
         heard = 0;
-        recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist);
+        recorder event(base, SIGUSR1, on_signal | persist);
         EXPECT_EQ(0, event.add());
         ::raise(SIGUSR1);
         EXPECT_EQ(0, heard);
@@ -69,16 +68,16 @@ TEST_F(Signal, TheEarlierDispositionComesBack) {
 TEST_F(Signal, AOneShotEventAddedAgainMissesNothing) {
     ::signal(SIGUSR2, [](int) { heard = heard + 1; });
     heard = 0;
-    recorder event(base, SIGUSR2, def_ombrel_event_signal, [](recorder& self) {
+    recorder event(base, SIGUSR2, on_signal, [](recorder& self) {
         ::raise(SIGUSR2); // still caught, though the event is not registered now
         EXPECT_EQ(0, self.add());
     });
     EXPECT_EQ(0, event.add());
     ::raise(SIGUSR2);
-    EXPECT_EQ(0, once());
+    once();
     EXPECT_EQ(0, heard);
     ::raise(SIGUSR2);
-    EXPECT_EQ(0, once());
+    once();
     EXPECT_EQ(2u, event.results.size());
     ::signal(SIGUSR2, SIG_DFL);
 }
@@ -97,19 +96,17 @@ TEST_F(Signal, OnlyItsOwnSignalsLetAnInterruptedLoopGoOn) {
             pthread_kill(loop_thread, SIGUSR2);
         }
     });
-    capture errors(stderr);
-    EXPECT_EQ(-1, ombrel_event_base_dispatch(base));
-    EXPECT_EQ("", errors.text());
+    EXPECT_EQ("", errors_of([&] { EXPECT_EQ(-1, ombrel_event_base_dispatch(base)); }));
     ended = true;
     foreign.join();
 
-    recorder event(base, SIGUSR1, def_ombrel_event_signal);
+    recorder event(base, SIGUSR1, on_signal);
     EXPECT_EQ(0, event.add());
     std::thread own([=] {
         ::usleep(20000);
         pthread_kill(loop_thread, SIGUSR1);
     });
-    EXPECT_EQ(0, once());
+    once();
     EXPECT_EQ(1u, event.results.size());
     own.join();
     sigaction(SIGUSR2, &before, nullptr);
@@ -125,45 +122,39 @@ TEST_F(Signal, EventsAttachedByHandCount) {
     EXPECT_EQ(0, ombrel_reset_signal_node_count(&event.event));
     EXPECT_EQ(0, ombrel_get_signal_node_count(&event.event));
     ::raise(SIGUSR1);
-    EXPECT_EQ(0, poll());
+    poll();
     EXPECT_EQ(0, event.add());
-    EXPECT_EQ(0, poll());
-    EXPECT_EQ(std::vector<uint32_t>{def_ombrel_event_signal}, event.results)
-        << "delivered before it was added";
+    poll();
+    EXPECT_EQ(results{on_signal}, event.results) << "delivered before it was added";
     EXPECT_EQ(-1, ombrel_del_signal(&event.event)) << "a one-shot event lets go of its signal";
-    recorder impossible(base, SIGKILL, def_ombrel_event_signal);
-    capture errors(stderr);
-    EXPECT_EQ(-1, impossible.add());
-    EXPECT_EQ("ombrel_add_event: [ERROR] ombrel_add_signal failed !\n", errors.text());
+    recorder impossible(base, SIGKILL, on_signal);
+    EXPECT_EQ("ombrel_add_event: [ERROR] ombrel_add_signal failed !\n",
+              errors_of([&] { EXPECT_EQ(-1, impossible.add()); }));
 }
 
 TEST_F(Signal, StormFromManyThreads) {
     std::atomic<bool> stop{false};
-    recorder event(base, SIGUSR1, def_ombrel_event_signal | def_ombrel_event_persist, [&](recorder& self) {
+    recorder event(base, SIGUSR1, on_signal | persist, [&](recorder& self) {
         if (self.results.size() == 200)
             ombrel_event_base_break_loop(base);
     });
-    EXPECT_EQ(0, event.add());
-    std::vector<std::thread> senders;
-    for (int i = 0; i < 2; i++)
-        senders.emplace_back([&] {
-            while (!stop.load()) {
+    recorder churn(base, SIGUSR1, on_signal, [](recorder& self) { EXPECT_EQ(0, self.add()); });
+    add({&event, &churn});
+    std::thread senders([&] {
+        in_threads(2, [&](int) {
+            for (; !stop; ::usleep(50))
                 pthread_kill(pthread_self(), SIGUSR1);
-                ::usleep(50);
-            }
         });
-    recorder churn(base, SIGUSR1, def_ombrel_event_signal, [](recorder& self) { EXPECT_EQ(0, self.add()); });
-    EXPECT_EQ(0, churn.add());
+    });
     EXPECT_EQ(0, ombrel_event_base_dispatch(base));
-    stop.store(true);
-    for (std::thread& sender : senders)
-        sender.join();
+    stop = true;
+    senders.join();
 }
 
 TEST_F(Signal, DefaultHandlerExitsTheLoop) {
     ombrel_event_t event{};
-    EXPECT_EQ(0, ombrel_assign_event(base, &event, SIGSEGV, def_ombrel_event_signal,
-                                     ombrel_event_default_handler_exit, nullptr));
+    EXPECT_EQ(
+        0, ombrel_assign_event(base, &event, SIGSEGV, on_signal, ombrel_event_default_handler_exit, nullptr));
     EXPECT_EQ(0, ombrel_add_event(&event, -1));
     capture errors(stderr);
     ::raise(SIGSEGV); // sent, not a fault of the program
