@@ -1,5 +1,6 @@
 #include <ombrel/multicast.h>
 
+#include <functional>
 #include <string>
 
 #include <net/if.h>
@@ -62,12 +63,13 @@ protected:
             GTEST_SKIP() << "no IPv6";
         name = is_ipv6() ? multicast_interface() : "lo";
         index = ::if_nametoindex(name.c_str());
-        if (!host_delivers(socket_address(GetParam(), is_ipv6() ? "ff01::4f4d" : "239.255.79.77", 0), index))
+        group = socket_address(GetParam(), is_ipv6() ? "ff01::4f4d" : "239.255.79.77", 0);
+        if (!host_delivers(group, index))
             GTEST_SKIP() << "no multicast inside this machine";
         receiver = owned_socket(ombrel_open_udp_socket_ex(GetParam(), "", 0, nullptr));
         sender = owned_socket(ombrel_open_socket(GetParam(), SOCK_DGRAM, 0));
         ASSERT_EQ(0, ombrel_hops_socket(sender, 0, 1));
-        group = socket_address(GetParam(), is_ipv6() ? "ff01::4f4d" : "239.255.79.77", own_port(receiver));
+        ombrel_sockaddr_set_port(group.get(), own_port(receiver));
         if (is_ipv6()) {
             ASSERT_EQ(0, ombrel_setsockopt(sender, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index));
         } else {
@@ -81,10 +83,10 @@ protected:
         if (ombrel_sendto(sender, "tick", 4, group.get(), group.size, limit) != 4)
             return false;
         socket_address from;
-        const int size = ombrel_recvfrom(receiver, text, sizeof text, from.get(), &from.size, wait);
-        if (size == 4)
-            source = from;
-        return size == 4;
+        if (ombrel_recvfrom(receiver, text, sizeof text, from.get(), &from.size, wait) != 4)
+            return false;
+        source = from;
+        return true;
     }
     int join(int on) { return ombrel_multicast_join(receiver, group.get(), index, nullptr, on); }
 
@@ -96,32 +98,28 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Families, MulticastTest, ::testing::Values(AF_INET, AF_INET6));
 
-TEST_P(MulticastTest, JoinsAndLeavesByIndexAndByName) {
-    ASSERT_EQ(0, join(1));
-    ASSERT_TRUE(arrives());
-    EXPECT_EQ(0, join(0));
-    EXPECT_FALSE(arrives(quiet_limit));
-    EXPECT_EQ(0, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 1));
-    EXPECT_TRUE(arrives());
-    EXPECT_EQ(0, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 0));
-    EXPECT_EQ(-1, ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), 0)) << "already left";
-    EXPECT_EQ(-1, ombrel_multicast_join(receiver, group.get(), 0, "no-such-interface", 1));
-}
-
-TEST_P(MulticastTest, JoinsByRawAddresses) {
-    const in_addr loopback{htonl(INADDR_LOOPBACK)};
-    const auto change = [&](int join) {
-        if (is_ipv6()) {
-            const in6_addr raw = reinterpret_cast<sockaddr_in6*>(&group.storage)->sin6_addr;
-            return ombrel_inet6_multicast_join(receiver, &raw, static_cast<int>(index), join);
-        }
-        const in_addr raw = reinterpret_cast<sockaddr_in*>(&group.storage)->sin_addr;
-        return ombrel_inet_multicast_join(receiver, &raw, &loopback, join);
+TEST_P(MulticastTest, JoinsAndLeavesByIndexByNameAndByRawAddresses) {
+    const auto by_name = [&](int on) {
+        return ombrel_multicast_join(receiver, group.get(), 0, name.c_str(), on);
     };
-    ASSERT_EQ(0, change(1));
-    ASSERT_TRUE(arrives());
-    EXPECT_EQ(0, change(0));
-    EXPECT_FALSE(arrives(quiet_limit));
+    const auto by_raw_address = [&](int on) {
+        const in_addr loopback{htonl(INADDR_LOOPBACK)};
+        const auto* const ipv4 = reinterpret_cast<const sockaddr_in*>(&group.storage);
+        const auto* const ipv6 = reinterpret_cast<const sockaddr_in6*>(&group.storage);
+        return is_ipv6()
+                   ? ombrel_inet6_multicast_join(receiver, &ipv6->sin6_addr, static_cast<int>(index), on)
+                   : ombrel_inet_multicast_join(receiver, &ipv4->sin_addr, &loopback, on);
+    };
+    const auto by_index = [&](int on) { return join(on); };
+    for (const auto& change :
+         std::initializer_list<std::function<int(int)>>{by_index, by_name, by_raw_address}) {
+        ASSERT_EQ(0, change(1));
+        ASSERT_TRUE(arrives());
+        EXPECT_EQ(0, change(0));
+        EXPECT_FALSE(arrives(quiet_limit));
+        EXPECT_EQ(-1, change(0)) << "already left";
+    }
+    EXPECT_EQ(-1, ombrel_multicast_join(receiver, group.get(), 0, "no-such-interface", 1));
 }
 
 TEST_P(MulticastTest, SourcesAreJoinedAndBlocked) {
@@ -138,13 +136,11 @@ TEST_P(MulticastTest, SourcesAreJoinedAndBlocked) {
     EXPECT_FALSE(arrives(quiet_limit)) << "not the sender that was joined";
     EXPECT_EQ(0, ombrel_multicast_join_source_group(receiver, group.get(), other.get(), index, nullptr, 0));
 
-    const auto join_source = [&](int on) {
-        return ombrel_multicast_join_source_group(receiver, group.get(), source.get(), 0, name.c_str(), on);
-    };
-    EXPECT_EQ(0, join_source(1));
-    EXPECT_TRUE(arrives());
-    EXPECT_EQ(0, join_source(0));
-    EXPECT_FALSE(arrives(quiet_limit));
+    for (const int on : {1, 0}) {
+        EXPECT_EQ(
+            0, ombrel_multicast_join_source_group(receiver, group.get(), source.get(), 0, name.c_str(), on));
+        EXPECT_EQ(on == 1, arrives(on == 1 ? limit : quiet_limit));
+    }
 }
 
 // Groups for which hosts send no reports: all systems, and one of the interface-local scope.
@@ -184,8 +180,8 @@ TEST(MulticastArguments, MissingAndForeignAddressesAreRefused) {
         ombrel_inet_multicast_join(s, nullptr, nullptr, 1),
         ombrel_inet6_multicast_join(s, nullptr, 1, 1),
     };
-    for (size_t i = 0; i < std::size(results); i++)
-        EXPECT_EQ(-1, results[i]) << i;
+    for (const int& result : results)
+        EXPECT_EQ(-1, result) << &result - results;
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 #include <ombrel/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -27,7 +26,8 @@ using hook = std::function<void(int round)>;
 /// another thread or process may. It gives up after many rounds, so that a call that never ends does.
 class interference : no_copy {
 public:
-    interference(hook before, hook after) : before_(std::move(before)), after_(std::move(after)) {
+    explicit interference(hook before = {}, hook after = {})
+        : before_(std::move(before)), after_(std::move(after)) {
         current = this;
     }
     ~interference() { current = nullptr; }
@@ -36,10 +36,10 @@ public:
         constexpr int most_rounds = 1000;
         current = nullptr;
         const bool active = ++rounds <= most_rounds;
-        if (active)
+        if (active && before_)
             before_(rounds);
         const int result = poll();
-        if (active)
+        if (active && after_)
             after_(rounds);
         current = this;
         return result;
@@ -73,43 +73,47 @@ int greedy_socket = -1;
 // A round that had nothing sleeps for a millisecond, so that more rounds than milliseconds are too many.
 constexpr int limit_ms = 20, most_rounds_in_limit = limit_ms + 5;
 
-void keeps_to_its_limit(const interference& around, int rounds_before, int timeout_ms) {
-    const int rounds = around.rounds - rounds_before;
-    if (timeout_ms == 0)
-        EXPECT_EQ(1, rounds) << "it tries once";
-    else
-        EXPECT_GE(most_rounds_in_limit, rounds);
-}
-
-TEST(SocketLimit, ADatagramThatIsGoneIsWaitedForNoLongerThanAsked) {
-    const owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
-    socket_address to = own_address(receiver), from;
-    interference thief([&](int) { ombrel_sys_sendto(sender, "data", 4, 0, to.get(), to.size); },
-                       [&](int) { drain(receiver); });
-    char text[8];
+/// What the call gives without and with a limit, each in no more rounds than that allows.
+void keeps_to_its_limit(int expected, const interference& around, const std::function<int(int)>& call) {
     for (const int timeout : {0, limit_ms}) {
-        int rounds = thief.rounds;
-        EXPECT_EQ(-2, ombrel_recv(receiver, text, sizeof text, timeout));
-        keeps_to_its_limit(thief, rounds, timeout);
-        rounds = thief.rounds;
-        EXPECT_EQ(-2, ombrel_recvfrom(receiver, text, sizeof text, from.get(), &from.size, timeout));
-        keeps_to_its_limit(thief, rounds, timeout);
+        const int rounds_before = around.rounds;
+        EXPECT_EQ(expected, call(timeout));
+        const int rounds = around.rounds - rounds_before;
+        EXPECT_LE(1, rounds);
+        EXPECT_GE(timeout == 0 ? 1 : most_rounds_in_limit, rounds);
     }
 }
 
-TEST(SocketLimit, AFillCountsEachDatagramThatIsGone) {
-    const owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
+/// A receiver of datagrams, which stand there before each poll.
+struct fed_receiver {
+    owned_socket receiver = bound(AF_INET, SOCK_DGRAM), sender = bound(AF_INET, SOCK_DGRAM);
     socket_address to = own_address(receiver), from;
+    hook feed = [this](int) { ombrel_sys_sendto(sender, "data", 4, 0, to.get(), to.size); };
+};
+
+TEST(SocketLimit, ADatagramThatIsGoneIsWaitedForNoLongerThanAsked) {
+    fed_receiver fed;
+    interference thief(fed.feed, [&](int) { drain(fed.receiver); });
+    char text[8];
+    keeps_to_its_limit(-2, thief,
+                       [&](int limit) { return ombrel_recv(fed.receiver, text, sizeof text, limit); });
+    keeps_to_its_limit(-2, thief, [&](int limit) {
+        return ombrel_recvfrom(fed.receiver, text, sizeof text, fed.from.get(), &fed.from.size, limit);
+    });
+}
+
+TEST(SocketLimit, AFillCountsEachDatagramThatIsGone) {
     for (const bool with_sender : {false, true}) {
-        interference thief([&](int) { ombrel_sys_sendto(sender, "data", 4, 0, to.get(), to.size); },
-                           [&](int round) {
-                               if (round <= 2)
-                                   drain(receiver);
-                           });
+        fed_receiver fed;
+        interference thief(fed.feed, [&](int round) {
+            if (round <= 2)
+                drain(fed.receiver);
+        });
         char text[4];
         // Twice less two, twice plus four.
-        EXPECT_EQ(4, with_sender ? ombrel_recvfrom_fill(receiver, text, 4, from.get(), &from.size, 0)
-                                 : ombrel_recv_fill(receiver, text, 4, 0));
+        EXPECT_EQ(4, with_sender
+                         ? ombrel_recvfrom_fill(fed.receiver, text, 4, fed.from.get(), &fed.from.size, 0)
+                         : ombrel_recv_fill(fed.receiver, text, 4, 0));
         EXPECT_EQ(4, thief.rounds);
     }
 }
@@ -126,10 +130,8 @@ TEST(SocketLimit, AnErrorThatAReceiveDoesNotFetchIsNoData) {
     char byte;
     EXPECT_EQ(-1, ombrel_recv(s, &byte, 1, 10000));
     EXPECT_EQ(ECONNREFUSED, errno);
-    interference rounds([](int) {}, [](int) {});
-    for (const int timeout : {0, limit_ms})
-        EXPECT_EQ(-2, ombrel_recv(s, &byte, 1, timeout));
-    EXPECT_GE(1 + most_rounds_in_limit, rounds.rounds);
+    interference rounds;
+    keeps_to_its_limit(-2, rounds, [&](int limit) { return ombrel_recv(s, &byte, 1, limit); });
 }
 
 TEST(SocketLimit, AConnectionThatIsGoneIsWaitedForNoLongerThanAsked) {
@@ -144,11 +146,8 @@ TEST(SocketLimit, AConnectionThatIsGoneIsWaitedForNoLongerThanAsked) {
                 ombrel_connect(client, to.get(), to.size, -1);
             },
             [&](int) { owned_socket(ombrel_accept(listener, nullptr, nullptr, -1)); });
-        for (const int timeout : {0, limit_ms}) {
-            const int rounds = thief.rounds;
-            EXPECT_EQ(-1, ombrel_accept(listener, nullptr, nullptr, timeout));
-            keeps_to_its_limit(thief, rounds, timeout);
-        }
+        keeps_to_its_limit(-1, thief,
+                           [&](int limit) { return ombrel_accept(listener, nullptr, nullptr, limit); });
     }
     for (const int mode : {0, O_NONBLOCK}) {
         ASSERT_EQ(0, ombrel_set_non_block_socket(listener, mode));
@@ -165,14 +164,8 @@ TEST(SocketLimit, AConnectionThatIsGoneIsWaitedForNoLongerThanAsked) {
 TEST(SocketLimit, RoomThatIsGoneIsWaitedForNoLongerThanAsked) {
     connected_pair pair;
     interference thief([&](int) { drain(pair.b); }, [&](int) { fill_up(pair.a); });
-    for (const int timeout : {0, limit_ms}) {
-        int rounds = thief.rounds;
-        EXPECT_EQ(0, ombrel_send(pair.a, "x", 1, timeout));
-        keeps_to_its_limit(thief, rounds, timeout);
-        rounds = thief.rounds;
-        EXPECT_EQ(0, ombrel_send_message(pair.a, timeout, "%d", 1));
-        keeps_to_its_limit(thief, rounds, timeout);
-    }
+    keeps_to_its_limit(0, thief, [&](int limit) { return ombrel_send(pair.a, "x", 1, limit); });
+    keeps_to_its_limit(0, thief, [&](int limit) { return ombrel_send_message(pair.a, limit, "%d", 1); });
 }
 
 TEST(SocketLimit, AFullQueueOfDatagramsIsNoRoomAlthoughTheSocketPollsReady) {
@@ -186,17 +179,15 @@ TEST(SocketLimit, AFullQueueOfDatagramsIsNoRoomAlthoughTheSocketPollsReady) {
     int sent = 0;
     while (ombrel_sys_sendto(sender, "x", 1, MSG_DONTWAIT, to, sizeof name) == 1)
         sent++;
-    interference rounds([](int) {}, [](int) {});
-    for (const int timeout : {0, limit_ms})
-        EXPECT_EQ(0, ombrel_sendto(sender, "x", 1, to, sizeof name, timeout));
-    EXPECT_GE(1 + most_rounds_in_limit, rounds.rounds);
+    interference rounds;
+    keeps_to_its_limit(0, rounds,
+                       [&](int limit) { return ombrel_sendto(sender, "x", 1, to, sizeof name, limit); });
     EXPECT_LT(0, sent);
     // An empty datagram waits for room like any other.
-    interference reader([](int) {},
-                        [&](int round) {
-                            if (round == 3)
-                                drain(receiver);
-                        });
+    interference reader({}, [&](int round) {
+        if (round == 3)
+            drain(receiver);
+    });
     EXPECT_EQ(0, ombrel_sendto(sender, "", 0, to, sizeof name, 60'000));
     EXPECT_EQ(0, ombrel_sys_recv(receiver, nullptr, 0, MSG_DONTWAIT)) << "it arrived";
 }
@@ -219,7 +210,7 @@ TEST(SocketLimit, LongDataAreSentAsFarAsTheLimitAllows) {
     drain(pair.b);
     for (const int timeout : {-1, 60'000}) {
         // The peer reads while the library waits for room.
-        interference reader([&](int) { drain(pair.b); }, [](int) {});
+        interference reader([&](int) { drain(pair.b); });
         EXPECT_EQ(8'000'000, ombrel_send(pair.a, data.data(), data.size(), timeout));
     }
 }

@@ -37,24 +37,21 @@ TEST_F(SocketOpenTest, ListenersTakeConnections) {
         int family;
         const char *address, *host;
         bool reached;
-    } cases[] = {
-        {0, "127.0.0.1", "127.0.0.1", true},
-        {AF_INET, "127.0.0.1", "localhost", true},
-        {AF_INET, "", "127.0.0.1", true},
-        {AF_INET, nullptr, "127.0.0.1", true},
-        {0, "[127.0.0.1]", "127.0.0.1", true},
-        {0, "[::1]", "::1", true},
-        {0, "::", "::1", true},
-        {0, "::", "127.0.0.1", true},
-        {AF_INET6, "::", "127.0.0.1", false},
-        {AF_INET6, nullptr, "::1", true},
-    };
+    } cases[] = {{0, "127.0.0.1", "127.0.0.1", true},
+                 {AF_INET, "127.0.0.1", "localhost", true},
+                 {AF_INET, "", "127.0.0.1", true},
+                 {AF_INET, nullptr, "127.0.0.1", true},
+                 {0, "[127.0.0.1]", "127.0.0.1", true},
+                 {0, "[::1]", "::1", true},
+                 {0, "::", "::1", true},
+                 {0, "::", "127.0.0.1", true},
+                 {AF_INET6, "::", "127.0.0.1", false},
+                 {AF_INET6, nullptr, "::1", true}};
     const bool ipv6 = has_ipv6();
     for (const auto& one : cases) {
-        SCOPED_TRACE(std::string(one.address ? one.address : "null") + " from " + one.host);
-        const bool needs_ipv6 = one.family == AF_INET6 ||
-                                (one.address && std::string(one.address).find(':') != std::string::npos);
-        if (needs_ipv6 && !ipv6)
+        const std::string address = one.address != nullptr ? one.address : "null";
+        SCOPED_TRACE(address + " from " + one.host);
+        if (!ipv6 && (one.family == AF_INET6 || address.find(':') != std::string::npos))
             continue;
         owned_socket listener(ombrel_open_listen_socket_ex(one.family, one.address, 0));
         ASSERT_NE(-1, listener);
@@ -63,14 +60,12 @@ TEST_F(SocketOpenTest, ListenersTakeConnections) {
 }
 
 TEST_F(SocketOpenTest, APortInTheTextReplacesTheOneGiven) {
-    const int free_port = own_port(bound(AF_INET, SOCK_STREAM));
-    const std::string text = "127.0.0.1:" + std::to_string(free_port);
+    const int port = own_port(bound(AF_INET, SOCK_STREAM)), own = own_port(bound(AF_INET, SOCK_STREAM));
+    const std::string text = "127.0.0.1:" + std::to_string(port);
     owned_socket listener(ombrel_open_listen_socket(text.c_str(), 1));
     ASSERT_NE(-1, listener);
-    EXPECT_EQ(free_port, own_port(listener));
+    EXPECT_EQ(port, own_port(listener));
     EXPECT_TRUE(reaches(text.c_str(), 1, listener));
-
-    const int own = own_port(bound(AF_INET, SOCK_STREAM));
     const std::string local = "[127.0.0.1]:" + std::to_string(own);
     owned_socket client(ombrel_open_connect_socket_ex(0, local.c_str(), 0, text.c_str(), 1, limit));
     ASSERT_NE(-1, client);
@@ -79,10 +74,11 @@ TEST_F(SocketOpenTest, APortInTheTextReplacesTheOneGiven) {
 
 TEST_F(SocketOpenTest, ConnectingTriesEveryAnswer) {
     owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    const int port = own_port(listener);
     ASSERT_EQ(0, ombrel_listen(listener, 4));
-    EXPECT_TRUE(reaches("localhost", own_port(listener), listener));
+    EXPECT_TRUE(reaches("localhost", port, listener));
     listener.close();
-    EXPECT_EQ(-1, ombrel_open_connect_socket("localhost", own_port(bound(AF_INET, SOCK_STREAM)), limit));
+    EXPECT_EQ(-1, ombrel_open_connect_socket("localhost", port, limit));
 }
 
 TEST_F(SocketOpenTest, ConnectingUsesTheOwnAddress) {
@@ -116,8 +112,8 @@ TEST_F(SocketOpenTest, BadArgumentsAreRefused) {
         ombrel_send_udp_packet("127.0.0.1", 0, "x", 1, 0),
         ombrel_send_udp_packet_ex(AF_INET6, nullptr, 0, "127.0.0.1", 9, -1, "x", 1, 0),
     };
-    for (size_t i = 0; i < std::size(results); i++)
-        EXPECT_EQ(-1, results[i]) << i;
+    for (const int& result : results)
+        EXPECT_EQ(-1, result) << &result - results;
 }
 
 TEST_F(SocketOpenTest, DatagramSocketsShareTheirAddress) {
@@ -136,17 +132,14 @@ TEST_F(SocketOpenTest, APacketGoesToEveryAnswer) {
     owned_socket ipv4 = bound(AF_INET, SOCK_DGRAM);
     const int port = own_port(ipv4);
     owned_socket ipv6 = bound(AF_INET6, SOCK_DGRAM, port);
-    bool expect_ipv6 = false;
+    bool ipv6_too = false;
     ombrel_resolver_t* const all = ombrel_open_resolver("localhost", port);
     for (const auto* one = all; one != nullptr; one = one->m_next)
-        expect_ipv6 |= one->m_family == AF_INET6 && ipv6 != -1;
+        ipv6_too |= one->m_family == AF_INET6 && ipv6 != -1;
     ombrel_close_resolver(all);
-
     EXPECT_EQ(4, ombrel_send_udp_packet("localhost", port, "ping", 4, limit));
     EXPECT_EQ("ping", received(ipv4));
-    if (expect_ipv6) {
-        EXPECT_EQ("ping", received(ipv6));
-    }
+    EXPECT_EQ(ipv6_too ? "ping" : "", ipv6_too ? received(ipv6) : "");
     const int own = own_port(bound(AF_INET, SOCK_DGRAM));
     EXPECT_EQ(2, ombrel_send_udp_packet_ex(AF_INET, "127.0.0.1", own, "localhost", port, 3, "hi", 2, limit));
     socket_address from;
