@@ -1,7 +1,10 @@
 #include <ombrel/regular.h>
 
 #include <cstring>
+#include <iomanip>
+#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,63 +22,29 @@ int match(const std::string& pattern, const std::string& subject, unsigned flags
 }
 
 TEST_F(Regular, Matches) {
-    const struct {
-        const char* pattern;
-        const char* subject;
-        const char* whole; // null: no match
-    } cases[] = {
-        {"ab*c", "ac", "ac"},
-        {"ab*c", "xabbbcx", "abbbc"},
-        {"ab*c", "ababc", "abc"},
-        {"ab+c", "ac", nullptr},
-        {"ab?c", "abbc", nullptr},
-        {"a.c", "a\nc", "a\nc"},
-        {".", "", nullptr},
-        {"", "x", ""},
-        {"", "", nullptr},
-        {"^$", "", ""},
-        {"^$", "x", nullptr},
-        {"^b", "ab", nullptr},
-        {"b$", "abb", "b"},
-        {"a|b", "xb", "b"},
-        {"ab|cd|ef", "zef", "ef"},
-        {"(ab|cd)+", "xcdabcdy", "cdabcd"},
-        {"x(a|b|c)y", "xby", "xby"},
-        {"(a|ab)c", "abc", nullptr}, // the alternative that matched is kept
-        {"[a-z]+", "m-az", "-az"},
-        {"[^ab]", "abc", "c"},
-        {"[^a]", "a", nullptr},
-        {"[]", "x", nullptr},
-        {"[\\]]", "]", "]"},
-        {"[\\d]", "5", nullptr},
-        {"\\d+", "ab123", "123"},
-        {"\\s\\S", "a b", " b"},
-        {"\\.\\*\\\\", "x.*\\", ".*\\"},
-        {"\\n\\t\\r", "\n\t\r", "\n\t\r"},
-        {"<.*>", "<a><b>", "<a><b>"},
-        {"<.*?>", "<a><b>", "<a>"},
-        {"a+?", "aaa", "a"},
-        {"a+?b", "aab", "aab"},
-        {"*a", "x*a", "*a"},
-        {"(+)", "+", "+"},
-        {"a\\", "a\\", "a\\"},
-        {"(a*)*b", "aaab", "aaab"},
-        {"(a*)*", "b", ""},
-        {"(|a)b", "ab", "b"},
-        {"(^)*a", "a", "a"},
-    };
-    for (const auto& c : cases) {
+    // A pattern, a subject, and what of it matches. The alternative that matched is kept.
+    std::istringstream rows(R"(
+        ab*c ac ac    ab*c xabbbcx abbbc    ab*c ababc abc    ab+c ac NONE    ab?c abbc NONE    . "" NONE
+        "" x ""    "" "" NONE    ^$ "" ""    ^$ x NONE    ^b ab NONE    b$ abb b    a|b xb b
+        ab|cd|ef zef ef    (ab|cd)+ xcdabcdy cdabcd    x(a|b|c)y xby xby    (a|ab)c abc NONE
+        [a-z]+ m-az -az    [^ab] abc c    [^a] a NONE    [] x NONE    [\]] ] ]    [\d] 5 NONE
+        \d+ ab123 123    \s\S "a b" " b"    \.\*\\ x.*\ .*\    <.*> <a><b> <a><b>    <.*?> <a><b> <a>
+        a+? aaa a    a+?b aab aab    *a x*a *a    (+) + +    a\ a\ a\    (a*)*b aaab aaab
+        (a*)* b ""    (|a)b ab b    (^)*a a a)");
+    std::string pattern, subject, whole;
+    while (rows >> std::quoted(pattern) >> std::quoted(subject) >> std::quoted(whole)) {
+        SCOPED_TRACE(pattern + " on " + subject);
         ombrel_regular_capture_t captures[8];
-        const int result =
-            ombrel_regular_match(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), captures, 8);
-        if (c.whole == nullptr) {
-            EXPECT_EQ(def_ombrel_regular_no_match, result) << c.pattern << " on " << c.subject;
-            continue;
+        const auto size = static_cast<int>(subject.size());
+        const int result = ombrel_regular_match(0, pattern.c_str(), subject.c_str(), size, captures, 8);
+        EXPECT_EQ(whole == "NONE" ? def_ombrel_regular_no_match : 0, result);
+        if (result == 0) {
+            EXPECT_EQ(whole, std::string(captures[0].m_start, static_cast<size_t>(captures[0].m_length)));
         }
-        ASSERT_EQ(0, result) << c.pattern << " on " << c.subject;
-        EXPECT_EQ(std::string(captures[0].m_start, static_cast<size_t>(captures[0].m_length)), c.whole)
-            << c.pattern << " on " << c.subject;
     }
+    EXPECT_TRUE(rows.eof());
+    EXPECT_EQ(0, match("^\\n\\t\\r$", "\n\t\r"));
+    EXPECT_EQ(0, match("a.c", "a\nc"));
 }
 
 TEST_F(Regular, IgnoresCaseOfLiteralsAlone) {
@@ -85,57 +54,41 @@ TEST_F(Regular, IgnoresCaseOfLiteralsAlone) {
 }
 
 TEST_F(Regular, ReportsWhatIsWrongWithAPattern) {
-    const std::string many(300, 'a');
-    const std::string dots(300, '.');
-    const struct {
-        std::string pattern;
-        int error;
-    } cases[] = {
-        {many, -3},
-        {dots, -2},
-        {"(a", -4},
-        {"[a", -4},
-        {"[", -4},
-        {"[^", -4},
-        {"a)", -5},
-        {")", -5},
-        {"(a))b", -5},
-        {"((((", -4},
-        {"[\\", -4},
-        {"a|b)", -5},
-        {std::string(256, 'a') + "b", -3},
-        {std::string(200, '('), -2},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(match(c.pattern, "aaaa"), c.error) << c.pattern;
-    EXPECT_EQ(0, match(std::string(256, 'a'), std::string(256, 'a'))); // exactly full
-    EXPECT_EQ(0, match(std::string(250, '.'), std::string(250, 'x')));
+    const auto many = [](size_t count, char character) { return std::string(count, character); };
+    for (const char* open : {"(a", "[a", "[", "[^", "((((", "[\\"})
+        EXPECT_EQ(-4, match(open, "aaaa")) << open;
+    for (const char* closed : {"a)", ")", "(a))b", "a|b)"})
+        EXPECT_EQ(-5, match(closed, "aaaa")) << closed;
+    for (const std::string& pattern : {many(300, 'a'), many(256, 'a') + "b"})
+        EXPECT_EQ(-3, match(pattern, "aaaa")) << pattern;
+    for (const char character : {'.', '('})
+        EXPECT_EQ(-2, match(many(300, character), "aaaa")) << character;
+    EXPECT_EQ(0, match(many(256, 'a'), many(256, 'a'))) << "exactly full";
+    EXPECT_EQ(0, match(many(250, '.'), many(250, 'x')));
 }
 
 TEST_F(Regular, TakesGroupsOut) {
     int first = 0;
     int64_t second = 0;
     char text[4];
-    const char subject[] = "12-345";
-    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 2, 8, &second));
+    const auto two = [](auto... out) { return ombrel_regular(0, "(\\d+)-(\\d+)", "12-345", 6, out...); };
+    const auto one = [](auto... out) { return ombrel_regular(0, "(\\d+)", "12-345", 6, out...); };
+    EXPECT_EQ(0, two(2, 4, &first, 2, 8, &second));
     EXPECT_EQ(12, first);
     EXPECT_EQ(345, second);
-    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 4, text, 1, 4, text));
+    EXPECT_EQ(0, two(1, 4, text, 1, 4, text));
     EXPECT_STREQ("345", text);
-    // Only the last result counts.
-    EXPECT_EQ(0, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 1, 2, text, 2, 4, &first));
-    EXPECT_EQ(-10, ombrel_regular(0, "(\\d+)-(\\d+)", subject, 6, 2, 4, &first, 1, 3, text));
-    EXPECT_EQ(-9, ombrel_regular(0, "(\\d+)", subject, 6, 2, 2, &first));
-    EXPECT_EQ(-9, ombrel_regular(0, "(\\d+)", subject, 6, 2, 1, &first));
-    EXPECT_EQ(-8, ombrel_regular(0, "(\\d+)", subject, 6, 2, 3, &first));
-    EXPECT_EQ(-11, ombrel_regular(0, "(\\d+)", subject, 6, 3, 4, &first));
+    EXPECT_EQ(0, two(1, 2, text, 2, 4, &first)) << "only the last result counts";
+    EXPECT_EQ(-10, two(2, 4, &first, 1, 3, text));
+    EXPECT_EQ(-9, one(2, 2, &first));
+    EXPECT_EQ(-9, one(2, 1, &first));
+    EXPECT_EQ(-8, one(2, 3, &first));
+    EXPECT_EQ(-11, one(3, 4, &first));
     EXPECT_EQ(-9, ombrel_regular(0, "(b)", "abc", 3, 2, 4, &first));
-    // The digits behind the capture do not belong to it, nor do those behind the subject.
     EXPECT_EQ(0, ombrel_regular(0, "(\\d\\d)", "98765", 3, 2, 4, &first));
-    EXPECT_EQ(98, first);
-    // A group that took no part is an empty string.
+    EXPECT_EQ(98, first) << "digits behind the capture and behind the subject do not belong to it";
     EXPECT_EQ(0, ombrel_regular(0, "a(b)?", "a", 1, 1, 4, text));
-    EXPECT_STREQ("", text);
+    EXPECT_STREQ("", text) << "a group that took no part";
 }
 
 TEST_F(Regular, NeedsASlotForEachGroupAndOneMore) {
@@ -174,9 +127,9 @@ TEST_F(Regular, KeepsTheLastWholeRepetitionOfAGroup) {
                  {"x(ab)?", "xa", ""}};
     for (const auto& c : cases) {
         char text[8] = "unset";
-        EXPECT_EQ(0,
-                  ombrel_regular(0, c.pattern, c.subject, static_cast<int>(strlen(c.subject)), 1, 8, text));
-        EXPECT_STREQ(text, c.group) << c.pattern;
+        const auto size = static_cast<int>(strlen(c.subject));
+        EXPECT_EQ(0, ombrel_regular(0, c.pattern, c.subject, size, 1, 8, text));
+        EXPECT_STREQ(c.group, text) << c.pattern;
     }
 }
 
@@ -186,18 +139,13 @@ TEST_F(Regular, TakesOutGroupsOfAnAlternativeNotTried) {
     for (int i = 0; i < 24; i++)
         pattern += "()";
     char text[4] = "set";
-#define TWELVE_TEXTS                                                                                         \
-    1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4, text, 1, 4,    \
-        text, 1, 4, text, 1, 4, text, 1, 4, text
-    EXPECT_EQ(0, ombrel_regular(0, pattern.c_str(), "a", 1, TWELVE_TEXTS, TWELVE_TEXTS));
+    const auto take = [&](const char* subject, auto... sizes) {
+        return std::apply([&](auto... out) { return ombrel_regular(0, pattern.c_str(), subject, 1, out...); },
+                          std::tuple_cat(std::tuple{1, sizes, &text[0]}...));
+    };
+    EXPECT_EQ(0, take("a", 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4));
     EXPECT_STREQ("", text);
-    EXPECT_EQ(-7, ombrel_regular(0, pattern.c_str(), "b", 1, TWELVE_TEXTS, TWELVE_TEXTS));
-}
-
-TEST_F(Regular, SearchesLongSubjectsToTheirEnd) {
-    std::string subject(10'000'000, 'a');
-    subject += "b5";
-    EXPECT_EQ(0, match("b\\d", subject));
+    EXPECT_EQ(-7, take("b", 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4));
 }
 
 std::string repeated(const std::string& piece, size_t count) {
@@ -217,46 +165,29 @@ std::string filled(const std::string& piece, size_t length) {
 // what lets them match, so that no limit goes unnoticed.
 TEST_F(Regular, FindsEveryMatchInLongSubjects) {
     constexpr size_t length = 65536;
-    const struct {
-        std::string pattern, piece, end;
-        bool matches;
-    } cases[] = {
-        {"^.*,.*,.*,.*$", "a", ",,,", true},
-        {"^.*,.*,.*,.*$", ",", "", true},
-        {"(\\d+)-(\\d+)", "1", " 1-2", true},
-        {"\\S+@", "a", " a@", true},
-        {"^.*,.*,.*,.*$", "a", ",,", false},
-        {"(\\d+)-(\\d+)", "1", "-2", true},
-        {"(\\d+)-(\\d+)", "1", "", false},
-        {"\\S+@", "a", "@", true},
-        {"\\S+@", "a b", "", false},
-        {"(a*)*b", "a", "b", true},
-        {"(a*)*b", "a", "", false},
-        {"(a|aa)*c", "a", "c", true},
-        {"(a|aa)*c", "a", "", false},
-        {"((a|b)*c)*d", "ab", "c", false},
-        {"((a|b)*c)*d", "ab", "cd", true},
-        {"(((a|b)+c?)+d?)+e", "aab", "e", true},
-        {"(\\s*\\S+\\s*)+!", "word", "!", false}, // the "!" belongs to the word
-        {"((.*?a)*?b)*?z", "ab", "z", true},
-        {repeated(".*", 20) + "z", "a", "z", true},
-        {repeated(".*", 60) + "z", "ab", "", false},
-        {repeated("a*b*", 18) + "z", "ab", "z", true},
-        {repeated(".*?", 20) + "z", "a", "", false},
-        {repeated("(a|ab)*", 8) + "z", "a", "z", true},
-        {repeated("(a|ab)*", 8) + "z", "a", "", false},
-        {repeated("(a|ab)*?", 4) + "z", "a", "z", true},
-        {repeated("(", 30) + "a" + repeated("*)", 30) + "*b", "a", "", false},
-        {repeated("a", 1) + repeated("*", 80) + "b", "a", "b", true},
-    };
-    for (const auto& c : cases) {
-        const std::string subject = filled(c.piece, length - c.end.size()) + c.end;
-        EXPECT_EQ(match(c.pattern, subject), c.matches ? 0 : -6) << c.pattern << " on " << c.piece << c.end;
-    }
+    // What the pattern repeats, how often, and what follows; what fills the subject, and its end; the result.
+    std::istringstream rows(R"(
+        ^.* 1 ,.*,.*,.*$ , "" 0    (\d+) 1 -(\d+) 1 " 1-2" 0    \S+ 1 @ a " a@" 0    ^.* 1 ,.*,.*,.*$ a ,, -6
+        (\d+) 1 -(\d+) 1 "" -6    \S+ 1 @ "a b" "" -6    (a*)* 1 b a b 0    (a*)* 1 b a "" -6
+        (a|aa)* 1 c a c 0    (a|aa)* 1 c a "" -6    ((a|b)*c)* 1 d ab c -6    ((a|b)*c)* 1 d ab cd 0
+        (((a|b)+c?)+d?)+ 1 e aab e 0    (\s*\S+\s*)+ 1 ! word ! -6    ((.*?a)*?b)*? 1 z ab z 0
+        .* 20 z a z 0    .* 60 z ab "" -6    a*b* 18 z ab z 0    .*? 20 z a "" -6    (a|ab)* 8 z a z 0
+        (a|ab)* 8 z a "" -6    (a|ab)*? 4 z a z 0)");
+    std::string part, rest, piece, end;
+    size_t count = 0;
+    for (int result; rows >> part >> count >> rest >> std::quoted(piece) >> std::quoted(end) >> result;)
+        EXPECT_EQ(result, match(repeated(part, count) + rest, filled(piece, length - end.size()) + end))
+            << part << rest << " on " << piece << end;
+    EXPECT_TRUE(rows.eof());
+    EXPECT_EQ(-6, match(repeated("(", 30) + "a" + repeated("*)", 30) + "*b", filled("a", length)));
+    EXPECT_EQ(0, match(repeated("a", 1) + repeated("*", 80) + "b", filled("a", length - 1) + "b"));
+    EXPECT_EQ(0, match("b\\d", filled("a", 10'000'000) + "b5"));
     const std::string fields = filled("field ", length - 6) + ",x,y,z";
     char text[3][4];
-    EXPECT_EQ(0, ombrel_regular(0, ",(.*),(.*),(.*)$", fields.data(), static_cast<int>(length), 1, 4, text[0],
-                                1, 4, text[1], 1, 4, text[2]));
+    const auto take = [&](auto... out) {
+        return ombrel_regular(0, ",(.*),(.*),(.*)$", fields.data(), static_cast<int>(length), out...);
+    };
+    EXPECT_EQ(0, take(1, 4, text[0], 1, 4, text[1], 1, 4, text[2]));
     EXPECT_STREQ("x", text[0]);
     EXPECT_STREQ("z", text[2]);
 }
@@ -273,6 +204,10 @@ using sequence = std::vector<element>;
 struct model {
     const std::string& subject;
     std::vector<int> opened, start, length;
+
+    bool fits(char kind, size_t at) const {
+        return at < subject.size() && (kind == '.' || kind == subject[at]);
+    }
 
     int attempt(const element& e, int at) {
         for (const sequence& part : e.parts)
@@ -293,10 +228,7 @@ struct model {
             else if (s[i].kind == '|')
                 at = attempt(s[i], at);
             else
-                at = at < static_cast<int>(subject.size()) &&
-                             (s[i].kind == '.' || s[i].kind == subject[static_cast<size_t>(at)])
-                         ? at + 1
-                         : -1;
+                at = fits(s[i].kind, static_cast<size_t>(at)) ? at + 1 : -1;
         }
         return at;
     }
@@ -378,23 +310,23 @@ TEST_F(Regular, AgreesWithTheRulesTakenToTheLetter) {
         std::string subject;
         for (unsigned i = 1 + source.random(10); i > 0; i--)
             subject += "aab"[source.random(3)];
+        SCOPED_TRACE(pattern + " on " + subject);
+        const auto size = static_cast<int>(subject.size());
         ombrel_regular_capture_t captures[70];
-        const int result = ombrel_regular_match(0, pattern.c_str(), subject.c_str(),
-                                                static_cast<int>(subject.size()), captures, 70);
+        const int result = ombrel_regular_match(0, pattern.c_str(), subject.c_str(), size, captures, 70);
         if (result != 0 && result != -6)
             continue; // too long a pattern
         const std::vector<int> none(70, -1);
         model rules{subject, none, none, none};
         int from = 0, end = -1;
-        while (from < static_cast<int>(subject.size()) && (end = rules.run(program, 0, from)) < 0)
+        while (from < size && (end = rules.run(program, 0, from)) < 0)
             from++;
-        ASSERT_EQ(result == 0, end >= 0) << pattern << " on " << subject;
+        ASSERT_EQ(end >= 0, result == 0);
         rules.start[0] = from, rules.length[0] = end - from;
         for (size_t i = 0; result == 0 && i <= static_cast<size_t>(source.groups); i++) {
             const bool captured = rules.start[i] >= 0;
-            ASSERT_EQ(captures[i].m_start, captured ? subject.c_str() + rules.start[i] : nullptr)
-                << pattern << " on " << subject << ", group " << i;
-            ASSERT_EQ(captures[i].m_length, captured ? rules.length[i] : 0) << pattern << " on " << subject;
+            ASSERT_EQ(captured ? subject.c_str() + rules.start[i] : nullptr, captures[i].m_start) << i;
+            ASSERT_EQ(captured ? rules.length[i] : 0, captures[i].m_length) << i;
         }
     }
 }
