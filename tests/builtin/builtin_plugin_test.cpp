@@ -241,8 +241,7 @@ TEST_F(BuiltinPluginTest, OpeningWaitsForWhatAnotherThreadBrings) {
     const probe_library probe("probe_a");
     PROBE_WRITE(probe->gate, 1);
     std::thread first([] { ombrel_destroy_ctx(ombrel_new_ctx()); });
-    while (PROBE_READ(probe->entered) == 0)
-        ombrel_load_balance_short();
+    probe.await(probe->entered);
     const int ctx = ombrel_new_ctx();
     EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text")) << "the plug-in may wait for this thread, so it goes on";
     EXPECT_EQ(0, ombrel_open_ctx(ctx, "application/tuk_base")) << "what needs nothing of it does not wait";

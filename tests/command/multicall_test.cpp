@@ -40,10 +40,8 @@ TEST_F(Multicall, NamesAreTakenOnceAndMakeSense) {
 
 TEST_F(Multicall, ACommandStaysWhileSomebodyIsAtItsName) {
     static constexpr ombrel_multicall_command_t added = {"added", remember, nullptr, nullptr, nullptr};
-    const std::function<void()> walks[] = {
-        [] { EXPECT_EQ(nullptr, ombrel_find_multicall_command("none")); },
-        [] { EXPECT_EQ(0, ombrel_register_multicall_command(&added)); },
-    };
+    const std::function<void()> walks[] = {[] { EXPECT_EQ(nullptr, ombrel_find_multicall_command("none")); },
+                                           [] { EXPECT_EQ(0, ombrel_register_multicall_command(&added)); }};
     for (const auto& walk : walks) {
         stalling_text name("slow");
         const ombrel_multicall_command_t slow = {name.get(), remember, nullptr, nullptr, nullptr};

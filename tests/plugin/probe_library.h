@@ -7,6 +7,7 @@
 
 #include <ombrel/dl.h>
 #include <ombrel/plugin.h>
+#include <ombrel/short_lock.h>
 
 #include "plugin/modules/probe.h"
 #include "support/no_copy.h"
@@ -30,6 +31,11 @@ public:
     ~probe_library() { ombrel_close_dl(library_); }
 
     int load() const { return ombrel_load_plugin(path_.c_str(), nullptr); }
+    /// Waits until the plug-in has set one of its words.
+    static void await(const int& word) {
+        while (PROBE_READ(word) == 0)
+            ombrel_load_balance_short();
+    }
     const char* path() const { return path_.c_str(); }
     probe_state_t* operator->() const { return state_; }
 

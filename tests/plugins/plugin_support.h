@@ -9,6 +9,7 @@
 
 #include <ombrel/ctx.h>
 
+#include "support/ctx_error.h"
 #include "support/heap_balance.h"
 
 namespace ombrel_test {

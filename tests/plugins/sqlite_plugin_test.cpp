@@ -1,6 +1,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 
 #include <ombrel/plugin_sqlite.h>
@@ -14,14 +15,8 @@ namespace {
 
 using value = ombrel_ctx_db_value_t;
 
-value null_value() {
-    return {def_ombrel_ctx_db_null, 0, 0, nullptr, 0};
-}
 value integer(int64_t number) {
     return {def_ombrel_ctx_db_integer, number, 0, nullptr, 0};
-}
-value real(double number) {
-    return {def_ombrel_ctx_db_real, 0, number, nullptr, 0};
 }
 value bytes(ombrel_ctx_db_type_t type, const std::string& data) {
     return {type, 0, 0, data.data(), data.size()};
@@ -51,7 +46,7 @@ protected:
 TEST_F(SqlitePlugin, AnOptionThatIsNoNumberIsRefused) {
     for (const char* const option : {"timeout", "debug", "verbose"})
         for (const char* const text : {"5x", "abc", "", "99999999999"})
-            EXPECT_EQ(def_ombrel_ctx_error_invalid_argument,
+            EXPECT_EQ(ctx_error::invalid,
                       context().open(def_ombrel_plugin_sqlite_mime_type, {{"source", file_}, {option, text}}))
                 << option << " \"" << text << '"';
     EXPECT_FALSE(std::filesystem::exists(file_));
@@ -59,10 +54,10 @@ TEST_F(SqlitePlugin, AnOptionThatIsNoNumberIsRefused) {
 
 TEST_F(SqlitePlugin, ValuesComeBackAsTheyWent) {
     const std::string text = "a\0\xC3\xA4\n", blob("\0\xFF\0", 3), empty;
-    const value given[] = {null_value(),
+    const value given[] = {{def_ombrel_ctx_db_null, 0, 0, nullptr, 0},
                            integer(INT64_MIN),
                            integer(INT64_MAX),
-                           real(-1.0 / 3),
+                           {def_ombrel_ctx_db_real, 0, -1.0 / 3, nullptr, 0},
                            bytes(def_ombrel_ctx_db_text, text),
                            bytes(def_ombrel_ctx_db_text, empty),
                            bytes(def_ombrel_ctx_db_blob, blob),
@@ -88,10 +83,10 @@ TEST_F(SqlitePlugin, ValuesComeBackAsTheyWent) {
         EXPECT_EQ(row[i].m_real, given[i].m_real);
         if (i < 4)
             continue;
-        EXPECT_EQ(std::string(static_cast<const char*>(row[i].m_data), row[i].m_size),
-                  std::string(given[i].m_data != nullptr ? static_cast<const char*>(given[i].m_data) : "",
-                              given[i].m_size));
-        EXPECT_EQ('\0', static_cast<const char*>(row[i].m_data)[row[i].m_size]);
+        ASSERT_EQ(given[i].m_size, row[i].m_size);
+        const auto* const data = static_cast<const char*>(row[i].m_data);
+        EXPECT_EQ(0, row[i].m_size != 0 ? memcmp(data, given[i].m_data, row[i].m_size) : 0);
+        EXPECT_EQ('\0', data[row[i].m_size]);
     }
     EXPECT_EQ(nullptr, ombrel_ctx_db_fetch_row(ctx, result));
     EXPECT_EQ(0, ctx.error());
@@ -125,7 +120,7 @@ TEST_F(SqlitePlugin, ColumnsCountsAndTables) {
         ombrel_ctx_db_get_query_puts(ctx, "INSERT INTO t VALUES ('c', 3) RETURNING n");
     ASSERT_NE(nullptr, changing);
     EXPECT_EQ(-1, ombrel_ctx_db_get_row_count(ctx, changing));
-    EXPECT_EQ(def_ombrel_ctx_error_not_supported, ctx.error());
+    EXPECT_EQ(ctx_error::not_supported, ctx.error());
     EXPECT_EQ(0, ombrel_ctx_db_free_result(ctx, changing));
     EXPECT_EQ(-1, ombrel_ctx_db_free_result(ctx, changing)) << "no longer a result of it";
     EXPECT_EQ("4", ask(ctx, "SELECT count(*) FROM t"));
@@ -143,14 +138,11 @@ TEST_F(SqlitePlugin, BadQueriesAreRefusedWithAText) {
         size_t parameters;
         int error;
         const char* text;
-    } const cases[] = {
-        {"SELEC 1", 0, def_ombrel_ctx_error_syntax, "near \"SELEC\": syntax error"},
-        {"SELECT * FROM missing", 0, def_ombrel_ctx_error_syntax, "no such table: missing"},
-        {"INSERT INTO t VALUES (1)", 0, def_ombrel_ctx_error_invalid_argument,
-         "UNIQUE constraint failed: t.a"},
-        {"SELECT ?", 0, def_ombrel_ctx_error_invalid_argument, "another number of parameters is wanted"},
-        {"SELECT 1", 1, def_ombrel_ctx_error_invalid_argument, "another number of parameters is wanted"},
-    };
+    } const cases[] = {{"SELEC 1", 0, ctx_error::syntax, "near \"SELEC\": syntax error"},
+                       {"SELECT * FROM missing", 0, ctx_error::syntax, "no such table: missing"},
+                       {"INSERT INTO t VALUES (1)", 0, ctx_error::invalid, "UNIQUE constraint failed: t.a"},
+                       {"SELECT ?", 0, ctx_error::invalid, "another number of parameters is wanted"},
+                       {"SELECT 1", 1, ctx_error::invalid, "another number of parameters is wanted"}};
     for (const auto& test : cases) {
         EXPECT_EQ(nullptr, ombrel_ctx_db_get_query_ex(ctx, test.query, &one, test.parameters)) << test.query;
         EXPECT_EQ(ctx.error(), test.error) << test.query;
@@ -162,7 +154,7 @@ TEST_F(SqlitePlugin, BadQueriesAreRefusedWithAText) {
     value endless = {def_ombrel_ctx_db_text, 0, 0, "text", 0};
     endless.m_size = SIZE_MAX;
     EXPECT_EQ(-1, ombrel_ctx_db_set_query_ex(ctx, "SELECT ?", &endless, 1));
-    EXPECT_EQ(def_ombrel_ctx_error_invalid_argument, ctx.error());
+    EXPECT_EQ(ctx_error::invalid, ctx.error());
     EXPECT_EQ(nullptr, ombrel_ctx_db_get_query_puts(ctx, "SELECT 1; SELECT 2"));
     EXPECT_EQ("there is more than one statement", ctx.env("error"));
 }
@@ -178,7 +170,7 @@ TEST_F(SqlitePlugin, TransactionsAndLocks) {
     EXPECT_EQ(0, control(writer, def_ombrel_sqlite_control_begin));
     EXPECT_EQ(1, ombrel_ctx_db_set_query_puts(writer, "INSERT INTO t VALUES (1)"));
     EXPECT_EQ(-1, control(other, def_ombrel_sqlite_control_begin));
-    EXPECT_EQ(def_ombrel_ctx_error_busy, other.error());
+    EXPECT_EQ(ctx_error::busy, other.error());
     EXPECT_EQ("database is locked", other.env("error"));
     EXPECT_EQ(0, control(writer, def_ombrel_sqlite_control_rollback));
     EXPECT_EQ("0", ask(other, "SELECT count(*) FROM t"));
@@ -190,7 +182,7 @@ TEST_F(SqlitePlugin, TransactionsAndLocks) {
 
 TEST_F(SqlitePlugin, DamagedAndMissingFiles) {
     context ctx;
-    EXPECT_EQ(def_ombrel_ctx_error_not_found, open(ctx, "r"));
+    EXPECT_EQ(ctx_error::not_found, open(ctx, "r"));
     ASSERT_EQ(0, open(ctx));
     ASSERT_EQ(5000, ombrel_ctx_db_set_query_puts(
                         ctx, "CREATE TABLE t (a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL "
@@ -198,7 +190,7 @@ TEST_F(SqlitePlugin, DamagedAndMissingFiles) {
     ombrel_close_ctx(ctx);
     ASSERT_EQ(0, open(ctx, "r"));
     EXPECT_EQ(-1, ombrel_ctx_db_set_query_puts(ctx, "DELETE FROM t"));
-    EXPECT_EQ(def_ombrel_ctx_error_access_denied, ctx.error());
+    EXPECT_EQ(ctx_error::access_denied, ctx.error());
     ombrel_close_ctx(ctx);
     {
         std::fstream file(file_, std::ios::in | std::ios::out | std::ios::binary);
@@ -207,11 +199,11 @@ TEST_F(SqlitePlugin, DamagedAndMissingFiles) {
     }
     ASSERT_EQ(0, open(ctx)) << "the first page is sound";
     EXPECT_EQ("(none)", ask(ctx, "SELECT sum(a) FROM t"));
-    EXPECT_EQ(def_ombrel_ctx_error_corrupt, ctx.error());
+    EXPECT_EQ(ctx_error::corrupt, ctx.error());
     EXPECT_EQ("database disk image is malformed", ctx.env("error"));
     ombrel_close_ctx(ctx);
     std::ofstream(file_) << std::string(4096, 'x');
-    EXPECT_EQ(def_ombrel_ctx_error_corrupt, open(ctx));
+    EXPECT_EQ(ctx_error::corrupt, open(ctx));
 }
 
 } // namespace

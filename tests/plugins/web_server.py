@@ -81,7 +81,7 @@ class Handler(BaseHTTPRequestHandler):
     def do_PUT(self):
         body = self.read_body()
         status = 403 if self.path == "/refuse" else 201
-        text = f"{self.command} {len(body)} {hashlib.sha256(body).hexdigest()}"
+        text = f"{self.command} {len(body)} {hashlib.sha256(body).hexdigest().upper()}"
         self.answer(status, text.encode())
 
     do_POST = do_PUT
