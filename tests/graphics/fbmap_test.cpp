@@ -412,8 +412,9 @@ TEST_F(Fbmap, ManySmallWindowsArePaintedByTheirPlaces) {
 TEST_F(Fbmap, WhatShowsOfAWindowIsCopiedByRowsAsLongAsTheyCanBe) {
     screen display(palette8, 64, 48);
     ombrel_fbmap_t* const desktop = display.window(&display.root, 0, 0, 0, 0, 1);
-    for (int32_t i = 0; i < 12; i++)
-        display.window(&display.root, i * 37 % 56, i * 29 % 40, 5 + 7 * (i % 3), 6 + 5 * (i % 4), 2);
+    for (uint32_t i = 0; i < 12; i++)
+        display.window(&display.root, static_cast<int32_t>(i * 37 % 56), static_cast<int32_t>(i * 29 % 40),
+                       5 + 7 * (i % 3), 6 + 5 * (i % 4), 2);
     painted_pixels::watch(*desktop);
     const painted_pixels painted;
     fill(*desktop, 1);
