@@ -14,18 +14,16 @@ using namespace ombrel_test;
 
 namespace {
 
-class no_more_descriptors : no_copy {
-public:
-    no_more_descriptors() {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{0, before_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~no_more_descriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_;
-};
+template<typename Work>
+int without_descriptors(const Work& work) {
+    rlimit before;
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const int result = work();
+    setrlimit(RLIMIT_NOFILE, &before);
+    return result;
+}
 
 int start(const char* program) {
     const char* const arguments[] = {program, nullptr};
@@ -42,8 +40,8 @@ owned abandoned() {
 }
 
 int receive(const owned& s) {
-    char byte;
-    return platform::receive(s, &byte, 1, 0, nullptr, nullptr);
+    char byte[1];
+    return receive(s, byte);
 }
 
 /// A call that must give -1.
@@ -59,20 +57,13 @@ const failing_call failing_calls[] = {
     {"a name that is too long", fault_code::invalid,
      [] { return platform::open_file_for_reading(std::string(300, 'n').c_str()); }},
     {"no descriptor for a file", fault_code::no_descriptor,
-     [] {
-         const no_more_descriptors limit;
-         return platform::open_file_for_reading("/dev/null");
-     }},
+     [] { return without_descriptors([] { return platform::open_file_for_reading("/dev/null"); }); }},
     {"no descriptor for a socket", fault_code::no_descriptor,
-     [] {
-         const no_more_descriptors limit;
-         return platform::open_socket(AF_INET, SOCK_STREAM, 0);
-     }},
+     [] { return without_descriptors([] { return platform::open_socket(AF_INET, SOCK_STREAM, 0); }); }},
     {"no descriptor for a pipe", fault_code::no_descriptor,
      [] {
-         const no_more_descriptors limit;
          int ends[2];
-         return platform::open_pipe(ends) ? 0 : -1;
+         return without_descriptors([&] { return platform::open_pipe(ends) ? 0 : -1; });
      }},
     {"a device that is full", fault_code::no_space,
      [] {

@@ -47,6 +47,11 @@ public:
     explicit owned(int descriptor = -1, void (*closer)(int) = platform::close_descriptor)
         : descriptor_(descriptor), close_(closer) {}
     owned(owned&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)), close_(other.close_) {}
+    owned& operator=(owned&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        std::swap(close_, other.close_);
+        return *this;
+    }
     ~owned() { close(); }
     void close() {
         if (descriptor_ >= 0)
@@ -89,6 +94,33 @@ struct address : no_copy {
     sockaddr* get() { return reinterpret_cast<sockaddr*>(&record); }
     int port() const { return ntohs(reinterpret_cast<const sockaddr_in&>(record).sin_port); }
 };
+
+inline owned open_stream() {
+    return own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+}
+
+/// Waits, or not, for bytes of a socket.
+template<size_t Size>
+int receive(int s, char (&bytes)[Size]) {
+    return platform::receive(s, bytes, Size, 0, nullptr, nullptr);
+}
+template<size_t Size>
+int receive_at_once(int s, char (&bytes)[Size]) {
+    return platform::receive_at_once(s, bytes, Size, nullptr, nullptr);
+}
+
+/// Fills what takes blocks until it refuses one as it would block. @return the bytes it took
+template<typename Write>
+size_t fill(const Write& write) {
+    const std::string block(65536, 'x');
+    size_t taken = 0;
+    int result;
+    while ((result = write(block.data(), block.size())) > 0 && taken < (1u << 30))
+        taken += static_cast<size_t>(result);
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(fault_code::would_block, last_code());
+    return taken;
+}
 
 inline int own_port(int s) {
     address own;
@@ -134,7 +166,7 @@ struct connected_pair {
 
 inline connected_pair connect_pair() {
     const owned listener = listening();
-    owned client = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+    owned client = open_stream();
     address there(own_port(listener));
     EXPECT_EQ(platform::connect_state::connected, platform::connect_socket(client, there.get(), there.size));
     return {std::move(client), own_socket(platform::accept_socket(listener, nullptr, nullptr))};

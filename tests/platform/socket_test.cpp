@@ -1,9 +1,11 @@
 // Sockets, and waiting for descriptors.
-#include <filesystem>
+#include <climits>
+#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include "platform/library_loader.h"
 #include "platform/multicast.h"
 #include "platform/seam_support.h"
 
@@ -25,7 +27,7 @@ TEST(Sockets, ConnectionsStandOrFailAsTheStatesSay) {
     EXPECT_EQ(fault_code::would_block, last_code());
     EXPECT_TRUE(platform::is_blocking(listener));
 
-    const owned client = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+    const owned client = open_stream();
     EXPECT_FALSE(platform::is_connected(client));
     EXPECT_TRUE(platform::is_blocking(client));
     const connect_state begun = platform::start_connect(client, there.get(), there.size);
@@ -43,8 +45,7 @@ TEST(Sockets, ConnectionsStandOrFailAsTheStatesSay) {
     EXPECT_EQ(0, platform::peer_address(client, own.get(), &own.size));
     EXPECT_EQ(own_port(listener), own.port());
 
-    const owned deaf = bound(SOCK_STREAM),
-                refused = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+    const owned deaf = bound(SOCK_STREAM), refused = open_stream();
     address nobody(own_port(deaf));
     if (platform::start_connect(refused, nobody.get(), nobody.size) == connect_state::in_progress) {
         EXPECT_EQ(all_kinds, poll_once(refused, all_kinds, patience_ms));
@@ -52,10 +53,10 @@ TEST(Sockets, ConnectionsStandOrFailAsTheStatesSay) {
         EXPECT_EQ(fault_code::refused, last_code());
     }
     EXPECT_FALSE(platform::is_connected(refused));
-    const owned waits = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+    const owned waits = open_stream();
     EXPECT_EQ(connect_state::failed, platform::connect_socket(waits, nobody.get(), nobody.size));
     EXPECT_EQ(fault_code::refused, last_code());
-    const owned second = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0));
+    const owned second = open_stream();
     EXPECT_NE(0, platform::bind_socket(second, there.get(), there.size));
     EXPECT_EQ(fault_code::address_in_use, last_code());
     EXPECT_EQ(-1, platform::open_socket(-1, SOCK_STREAM, 0));
@@ -65,29 +66,24 @@ TEST(Sockets, ConnectionsStandOrFailAsTheStatesSay) {
 TEST(Sockets, StreamsCarryBytesUntilTheirSidesClose) {
     connected_pair pair = connect_pair();
     char text[16];
-    EXPECT_EQ(-1, platform::receive_at_once(pair.server, text, sizeof text, nullptr, nullptr));
+    EXPECT_EQ(-1, receive_at_once(pair.server, text));
     EXPECT_EQ(fault_code::would_block, last_code());
     EXPECT_TRUE(platform::is_blocking(pair.server));
     EXPECT_EQ(5, platform::send(pair.client, "hello", 5, 0, nullptr, 0));
-    EXPECT_EQ(5, platform::receive(pair.server, text, sizeof text, 0, nullptr, nullptr)) << "which waits";
+    EXPECT_EQ(5, receive(pair.server, text)) << "which waits";
     EXPECT_EQ(0, platform::shutdown_socket(pair.client, platform::shutdown_side::send));
-    EXPECT_EQ(0, platform::receive(pair.server, text, sizeof text, 0, nullptr, nullptr)) << "the end";
+    EXPECT_EQ(0, receive(pair.server, text)) << "the end";
     EXPECT_EQ(3, platform::send_at_once(pair.server, "bye", 3, nullptr, 0)) << "the other way stays";
-    EXPECT_EQ(3, platform::receive(pair.client, text, sizeof text, 0, nullptr, nullptr));
+    EXPECT_EQ(3, receive(pair.client, text));
 
-    const std::string block(65536, 'x');
-    size_t sent = 0, got = 0;
-    int result;
-    while ((result = platform::send_at_once(pair.server, block.data(), block.size(), nullptr, 0)) > 0 &&
-           sent < (1u << 30))
-        sent += static_cast<size_t>(result);
-    EXPECT_EQ(-1, result);
-    EXPECT_EQ(fault_code::would_block, last_code());
+    const size_t sent = fill([&](const char* block, size_t size) {
+        return platform::send_at_once(pair.server, block, size, nullptr, 0);
+    });
     EXPECT_EQ(0u, poll_once(pair.server, poll_write, 0));
-    std::string room(65536, '\0');
-    while (got < sent &&
-           (result = platform::receive(pair.client, room.data(), room.size(), 0, nullptr, nullptr)) > 0)
-        got += static_cast<size_t>(result);
+    static char room[65536];
+    size_t got = 0;
+    for (int part; got < sent && (part = receive(pair.client, room)) > 0;)
+        got += static_cast<size_t>(part);
     EXPECT_EQ(sent, got);
 
     pair.client.close();
@@ -105,37 +101,31 @@ TEST(Sockets, DatagramsComeWholeAndWithTheirSender) {
     EXPECT_EQ(poll_read, poll_once(second, poll_read, patience_ms));
     EXPECT_NE(0, platform::receive(second, text, sizeof text, 0, from.get(), &from.size)) << "cut or refused";
     EXPECT_EQ(own_port(first), from.port());
-    EXPECT_EQ(0, platform::receive(second, text, sizeof text, 0, nullptr, nullptr)) << "an empty one";
-    EXPECT_EQ(-1, platform::receive_at_once(second, text, sizeof text, nullptr, nullptr));
+    EXPECT_EQ(0, receive(second, text)) << "an empty one";
+    EXPECT_EQ(-1, receive_at_once(second, text));
     EXPECT_EQ(fault_code::would_block, last_code());
 }
 
 TEST(Sockets, OptionsStayAsTheyWereSet) {
     using platform::socket_option;
-    const owned stream = own_socket(platform::open_socket(AF_INET, SOCK_STREAM, 0)),
-                datagram = bound(SOCK_DGRAM);
+    const owned stream = open_stream(), datagram = bound(SOCK_DGRAM);
     const struct {
         int s;
         socket_option option;
-        int value;
-    } cases[] = {
-        {stream, socket_option::reuse_address, 1}, {stream, socket_option::reuse_address, 0},
-        {datagram, socket_option::broadcast, 1},   {datagram, socket_option::broadcast, 0},
-        {datagram, socket_option::ipv4_hops, 7},   {datagram, socket_option::ipv4_multicast_hops, 3}};
+        int value, least, most;
+    } cases[] = {{stream, socket_option::reuse_address, 1, 1, INT_MAX},
+                 {stream, socket_option::reuse_address, 0, 0, 0},
+                 {datagram, socket_option::broadcast, 1, 1, INT_MAX},
+                 {datagram, socket_option::broadcast, 0, 0, 0},
+                 {datagram, socket_option::ipv4_hops, 7, 7, 7},
+                 {datagram, socket_option::ipv4_multicast_hops, 3, 3, 3},
+                 {stream, socket_option::send_buffer, 32768, 32768, INT_MAX},
+                 {stream, socket_option::receive_buffer, 32768, 32768, INT_MAX}};
     for (const auto& one : cases) {
         int value = -1;
         EXPECT_EQ(0, platform::set_option(one.s, one.option, one.value));
         EXPECT_EQ(0, platform::get_option(one.s, one.option, value));
-        EXPECT_EQ(one.value != 0, value != 0) << &one - cases;
-        if (one.value > 1) {
-            EXPECT_EQ(one.value, value);
-        }
-    }
-    for (const socket_option buffer : {socket_option::send_buffer, socket_option::receive_buffer}) {
-        int value = 0;
-        EXPECT_EQ(0, platform::set_option(stream, buffer, 32768));
-        EXPECT_EQ(0, platform::get_option(stream, buffer, value));
-        EXPECT_LE(32768, value);
+        EXPECT_TRUE(one.least <= value && value <= one.most) << &one - cases;
     }
     int error = -1;
     EXPECT_EQ(0, platform::get_option(stream, socket_option::pending_error, error));
@@ -163,9 +153,9 @@ TEST(Sockets, WakeUpsNeverWait) {
         platform::drain_wakeups(pair.server);
         return poll_once(pair.server, poll_read, 5) == 0;
     }));
-    const std::string block(65536, 'x');
-    while (platform::send_at_once(pair.client, block.data(), block.size(), nullptr, 0) > 0)
-        continue;
+    fill([&](const char* block, size_t size) {
+        return platform::send_at_once(pair.client, block, size, nullptr, 0);
+    });
     platform::leave_fault(fault_code::exists);
     platform::post_wakeup(pair.client); // a full one needs no more
     EXPECT_EQ(fault_code::exists, last_code()) << "a signal handler disturbs nobody";
@@ -184,51 +174,50 @@ TEST(Sockets, MulticastGroupsAreJoinedOnceAndLeft) {
     EXPECT_FALSE(platform::change_group(s, loopback.get(), 0, true)) << "which is no group";
 }
 
+enum class kind { reader, writer, stream, listener, datagrams };
+
 /// A descriptor in some state, and whatever keeps it there.
 struct scene {
     const char* name;
     unsigned kinds;
-    std::function<owned(std::vector<owned>& others)> make;
+    kind what;
+    const char* text; ///< that was sent to it
+    bool keeps_other;
 };
-
-owned kept_reader(std::vector<owned>& others, const char* text, bool keeps_writer) {
-    pipe_ends ends = open_pipe();
-    platform::write_descriptor(ends.writer, text, std::char_traits<char>::length(text));
-    if (keeps_writer)
-        others.push_back(std::move(ends.writer));
-    return std::move(ends.reader);
-}
-
-owned kept_writer(std::vector<owned>& others, bool keeps_reader) {
-    pipe_ends ends = open_pipe();
-    if (keeps_reader)
-        others.push_back(std::move(ends.reader));
-    return std::move(ends.writer);
-}
-
-owned kept_stream(std::vector<owned>& others, const char* text, bool keeps_peer) {
-    connected_pair pair = connect_pair();
-    platform::send(pair.client, text, std::char_traits<char>::length(text), 0, nullptr, 0);
-    if (keeps_peer)
-        others.push_back(std::move(pair.client));
-    return std::move(pair.server);
-}
 
 const scene scenes[] = {
-    {"empty pipe", 0, [](auto& others) { return kept_reader(others, "", true); }},
-    {"pipe with a byte", poll_read, [](auto& others) { return kept_reader(others, "x", true); }},
-    {"pipe without a writer", poll_read, [](auto& others) { return kept_reader(others, "", false); }},
-    {"pipe to write", poll_write, [](auto& others) { return kept_writer(others, true); }},
-    {"pipe without a reader", poll_read | poll_write,
-     [](auto& others) { return kept_writer(others, false); }},
-    {"stream", poll_write, [](auto& others) { return kept_stream(others, "", true); }},
-    {"stream with a byte", poll_read | poll_write,
-     [](auto& others) { return kept_stream(others, "x", true); }},
-    {"stream whose peer has closed", poll_read | poll_write,
-     [](auto& others) { return kept_stream(others, "", false); }},
-    {"listener", 0, [](auto&) { return listening(); }},
-    {"datagrams", poll_write, [](auto&) { return bound(SOCK_DGRAM); }},
+    {"empty pipe", 0, kind::reader, "", true},
+    {"pipe with a byte", poll_read, kind::reader, "x", true},
+    {"pipe without a writer", poll_read, kind::reader, "", false},
+    {"pipe to write", poll_write, kind::writer, "", true},
+    {"pipe without a reader", poll_read | poll_write, kind::writer, "", false},
+    {"stream", poll_write, kind::stream, "", true},
+    {"stream with a byte", poll_read | poll_write, kind::stream, "x", true},
+    {"stream whose peer has closed", poll_read | poll_write, kind::stream, "", false},
+    {"listener", 0, kind::listener, "", false},
+    {"datagrams", poll_write, kind::datagrams, "", false},
 };
+
+/// The descriptor and, if it is kept, the other end.
+connected_pair make(const scene& one) {
+    if (one.what == kind::listener)
+        return {owned(), listening()};
+    if (one.what == kind::datagrams)
+        return {owned(), bound(SOCK_DGRAM)};
+    connected_pair pair;
+    if (one.what == kind::stream) {
+        pair = connect_pair();
+        platform::send(pair.client, one.text, strlen(one.text), 0, nullptr, 0);
+    } else {
+        pipe_ends ends = open_pipe();
+        platform::write_descriptor(ends.writer, one.text, strlen(one.text));
+        const bool reads = one.what == kind::reader;
+        pair = {std::move(reads ? ends.writer : ends.reader), std::move(reads ? ends.reader : ends.writer)};
+    }
+    if (!one.keeps_other)
+        pair.client.close();
+    return pair;
+}
 
 class watching : no_copy {
 public:
@@ -267,8 +256,8 @@ private:
 TEST(Poll, BothWaysOfWaitingSeeTheSame) {
     for (const scene& one : scenes) {
         SCOPED_TRACE(one.name);
-        std::vector<owned> others;
-        const owned descriptor = one.make(others);
+        const connected_pair pair = make(one);
+        const int descriptor = pair.server;
         // What was sent is on its way.
         EXPECT_TRUE(holds_soon([&] { return poll_once(descriptor, all_kinds, 0) == one.kinds; }));
         for (const unsigned kind : {poll_read, poll_write, poll_exception}) {
@@ -321,22 +310,18 @@ TEST(PollSet, HoldsWhatWasWatchedLast) {
     const connected_pair pair = connect_pair();
     platform::send(pair.client, "x", 1, 0, nullptr, 0);
     const int s = pair.server;
-    const struct {
-        unsigned bits;
-        uint32_t generation;
-    } steps[] = {
+    const std::pair<unsigned, uint32_t> steps[] = {
         {poll_write, 2}, {poll_read, 3}, {poll_read | poll_write, 4}, {poll_exception, 5}, {poll_read, 5}};
     EXPECT_EQ(poll_read, poll_once(s, poll_read, patience_ms));
-    for (const auto& step : steps) {
+    for (const auto& [bits, generation] : steps)
         for (const bool once : {false, true}) {
-            set.watch(s, step.bits, step.generation, once);
-            const unsigned expected = step.bits & (poll_read | poll_write);
-            EXPECT_EQ(expected, set.wait(s, expected != 0 ? patience_ms : 0, step.generation));
+            set.watch(s, bits, generation, once);
+            const unsigned expected = bits & (poll_read | poll_write);
+            EXPECT_EQ(expected, set.wait(s, expected != 0 ? patience_ms : 0, generation));
             if (!once) {
-                EXPECT_EQ(expected, set.wait(s, 0, step.generation)) << "again and again";
+                EXPECT_EQ(expected, set.wait(s, 0, generation)) << "again and again";
             }
         }
-    }
     platform::forget_descriptor(set.set(), s);
     EXPECT_EQ(0u, set.wait(s, 0));
     set.watch(s, poll_read);
@@ -355,17 +340,12 @@ TEST(PollSet, HoldsWhatWasWatchedLast) {
 }
 
 TEST(PollSet, FilesAreAlwaysReady) {
-    const std::string path =
-        (std::filesystem::temp_directory_path() / ("ombrel_poll_" + std::to_string(platform::thread_id())))
-            .string();
-    owned file(platform::open_file(path.c_str(), {true, true, false, true, false, true}));
+    const owned file(platform::open_file_for_reading(platform::own_library_path()));
     watching set;
     if (set.watch(file, poll_read | poll_write) == platform::watch_result::watched) {
         EXPECT_EQ(poll_read | poll_write, set.wait(file, patience_ms));
     }
     EXPECT_EQ(poll_read | poll_write, poll_once(file, poll_read | poll_write, patience_ms));
-    file.close();
-    std::filesystem::remove(path);
 }
 
 TEST(PollSet, HoldsManyAndTellsAllThatAreReady) {

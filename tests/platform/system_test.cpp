@@ -58,7 +58,6 @@ TEST(Process, CommandsEndWithTheirCode) {
 
 TEST(Process, StandardStreamsAreTheGivenOnes) {
     pipe_ends input = open_pipe(), output = open_pipe();
-    const connected_pair pair = connect_pair();
     const char* const sort[] = {"sort", nullptr};
     const int process = platform::start_process(sort, {input.reader, output.writer});
     ASSERT_LT(0, process);
@@ -81,6 +80,7 @@ TEST(Process, StandardStreamsAreTheGivenOnes) {
 }
 
 TEST(Process, DescriptorsTellTheEnd) {
+    using platform::child_state;
     if (!platform::can_open_processes()) {
         EXPECT_EQ(-1, platform::open_process(platform::process_id()));
         GTEST_SKIP() << "the host has no descriptors of processes";
@@ -91,17 +91,17 @@ TEST(Process, DescriptorsTellTheEnd) {
     ASSERT_LE(0, descriptor);
     process_end end{};
     EXPECT_EQ(0u, poll_once(descriptor, platform::poll_read, 0));
-    EXPECT_EQ(platform::child_state::running, platform::look_at_child(descriptor));
-    EXPECT_EQ(platform::child_state::running, platform::collect_child(descriptor, end));
+    EXPECT_EQ(child_state::running, platform::look_at_child(descriptor));
+    EXPECT_EQ(child_state::running, platform::collect_child(descriptor, end));
     input.writer.close();
     EXPECT_EQ(platform::poll_read, poll_once(descriptor, platform::poll_read, patience_ms));
-    EXPECT_EQ(platform::child_state::ended, platform::look_at_child(descriptor));
-    EXPECT_EQ(platform::child_state::ended, platform::look_at_child(descriptor)) << "it stays what it is";
-    EXPECT_EQ(platform::child_state::ended, platform::collect_child(descriptor, end));
-    EXPECT_TRUE(end.exit_code == 0 && end.signal_number == 0);
-    EXPECT_EQ(platform::child_state::unknown, platform::look_at_child(descriptor));
-    EXPECT_EQ(platform::child_state::unknown, platform::collect_child(descriptor, end));
-    EXPECT_TRUE(end.exit_code == -1 && end.signal_number == 0);
+    for (const child_state state : {child_state::ended, child_state::unknown}) {
+        for (int i = 0; i < 2; i++)
+            EXPECT_EQ(state, platform::look_at_child(descriptor)) << "it stays what it is";
+        EXPECT_EQ(state, platform::collect_child(descriptor, end));
+        EXPECT_EQ(state == child_state::ended ? 0 : -1, end.exit_code);
+        EXPECT_EQ(0, end.signal_number);
+    }
     EXPECT_EQ(-1, platform::open_process(process)) << "nobody has the number";
 }
 
@@ -129,7 +129,6 @@ TEST(Signal, IsCaughtAndGivenBack) {
         caught_fault = fault;
     };
     for (const int number : {SIGTERM, SIGINT}) {
-        caught_number = 0;
         earlier_number = 0;
         const auto before = std::signal(number, [](int got) { earlier_number = got; });
         EXPECT_TRUE(platform::catch_signal(number, catcher));
@@ -319,7 +318,7 @@ TEST(Interfaces, AreListedWithTheirIndexes) {
         for (platform::interface_entry entry{}; list.next(entry); count++) {
             EXPECT_EQ(entry.index, platform::interface_index(entry.name)) << entry.name;
             EXPECT_NE(0u, entry.index);
-            has_loopback = has_loopback || (entry.loopback && entry.up);
+            has_loopback |= entry.loopback && entry.up;
         }
     }
     EXPECT_TRUE(has_loopback);

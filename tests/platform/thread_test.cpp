@@ -26,16 +26,6 @@ TEST(Clock, NeverGoesBackAndCountsSleep) {
     EXPECT_LE(last + 20 * platform::nanoseconds_per_millisecond, platform::monotonic_nanoseconds());
 }
 
-TEST(Clock, MomentsAndWaits) {
-    EXPECT_EQ(platform::never, platform::moment_after(-1));
-    EXPECT_EQ(-1, platform::milliseconds_until(platform::never));
-    EXPECT_EQ(0, platform::milliseconds_until(platform::moment_after(0)));
-    EXPECT_EQ(0, platform::milliseconds_until(platform::monotonic_nanoseconds()));
-    const int left = platform::milliseconds_until(platform::moment_after(patience_ms));
-    EXPECT_TRUE(left > 0 && left <= patience_ms) << left;
-    EXPECT_EQ(INT_MAX, platform::milliseconds_until(platform::never - 1));
-}
-
 TEST(Clock, LocalTimeIsThatOfTheLanguage) {
     tm expected;
     platform::calendar_time actual;
