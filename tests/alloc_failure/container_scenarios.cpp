@@ -99,29 +99,20 @@ OMBREL_FAILURES(Container, push_to_handler) {
     ombrel_close_buffer(buffer);
 }
 
-/// A file of several nodes.
-struct several_nodes {
-    const std::string contents = std::string(30'000, 'f') + "end";
+OMBREL_FAILURES(Container, read_file) {
+    const std::string contents = std::string(30'000, 'f') + "end"; // for several nodes
     const scratch_directory folder;
     const std::string path = folder.file("nodes", contents);
-};
-
-OMBREL_FAILURES(Container, push_from_file) {
-    const several_nodes file;
     queue buffer;
     const ptrdiff_t pushed =
-        fail.during([&] { return ombrel_push_buffer_from_file(buffer, file.path.c_str(), 0, 0); });
-    EXPECT_TRUE(fail.hit() ? pushed >= 0 : pushed == static_cast<ptrdiff_t>(file.contents.size())) << pushed;
-    EXPECT_EQ(file.contents.substr(0, static_cast<size_t>(pushed)), buffer.text());
-}
-
-OMBREL_FAILURES(Container, load_file) {
-    const several_nodes file;
+        fail.during([&] { return ombrel_push_buffer_from_file(buffer, path.c_str(), 0, 0); });
+    EXPECT_TRUE(fail.hit() ? pushed >= 0 : pushed == static_cast<ptrdiff_t>(contents.size())) << pushed;
+    EXPECT_EQ(contents.substr(0, static_cast<size_t>(pushed)), buffer.text());
     size_t size = 1;
     char* bytes =
-        static_cast<char*>(fail.during([&] { return ombrel_load_file(file.path.c_str(), 0, 0, &size); }));
+        static_cast<char*>(fail.during([&] { return ombrel_load_file(path.c_str(), 0, 0, &size); }));
     EXPECT_EQ(fail.hit(), bytes == nullptr);
-    EXPECT_EQ(std::string(bytes != nullptr ? bytes : "", size), fail.hit() ? "" : file.contents);
+    EXPECT_EQ(std::string(bytes != nullptr ? bytes : "", size), fail.hit() ? "" : contents);
     ombrel_check_free(bytes);
 }
 

@@ -14,6 +14,7 @@
 #include "alloc_failure/injection.h"
 #include "support/capture.h"
 #include "support/matches.h"
+#include "support/threads.h"
 
 namespace ombrel_test {
 namespace {
@@ -148,8 +149,7 @@ TEST(AllocationFailureCore, LockAfterConditionWait) {
         EXPECT_TRUE(fail.hit() && had_turn);
         EXPECT_EQ(0, ombrel_unlock(&lock));
     });
-    while (!waits)
-        std::this_thread::yield();
+    await([&] { return waits.load(); });
     ombrel_lock(&lock);
     EXPECT_EQ(0, ombrel_lock_condition_wakeup(&condition));
     std::thread next([&] {
@@ -158,13 +158,11 @@ TEST(AllocationFailureCore, LockAfterConditionWait) {
         injection::relent();
         EXPECT_EQ(0, ombrel_unlock(&lock));
     });
-    const auto both_in_line = [&] {
+    await([&] {
         ombrel_short_lock(&lock.m_guard);
-        const bool both = lock.m_waiters_head != lock.m_waiters_tail;
-        return ombrel_short_unlock(&lock.m_guard) == 0 && both;
-    };
-    while (!both_in_line())
-        std::this_thread::yield();
+        const bool both_in_line = lock.m_waiters_head != lock.m_waiters_tail;
+        return ombrel_short_unlock(&lock.m_guard) == 0 && both_in_line;
+    });
     EXPECT_EQ(0, ombrel_unlock(&lock));
     for (int i = 0; i < 2000 && !had_turn; i++)
         ombrel_load_balance();

@@ -68,11 +68,8 @@ private:
     ombrel_event_t record_{};
 };
 
-OMBREL_FAILURE_ONCE(Event, new_event_base) {
+OMBREL_FAILURE_ONCE(Event, bases) {
     opened_or_hit(fail, ombrel_free_event_base, ombrel_new_event_base);
-}
-
-OMBREL_FAILURE_ONCE(Event, init_event_base) {
     const auto release = [](ombrel_event_base_t* base) {
         EXPECT_EQ(base, __g_ombrel_current_event_base);
         ombrel_free_event_base(base);

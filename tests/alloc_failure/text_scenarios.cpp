@@ -20,6 +20,12 @@ OMBREL_FAILURES(Text, strings) {
     text_or_null(fail, "-1,234,567", [] { return ombrel_comma_string_alloc_tag("-1234567", "t", 1); });
     const char* cursor = "  ab,cd";
     text_or_null(fail, "ab", [&cursor] { return ombrel_get_word_sep_alloc(1, ",", &cursor); });
+    text_or_null(fail, "7 of 9", [] { return ombrel_alloc_sprintf("%d of %d", 7, 9); });
+    const std::string longest(2000, 'x');
+    text_or_null(fail, longest.c_str(), [&] { return ombrel_alloc_sprintf("%s", longest.c_str()); });
+    text_or_null(fail, "xxbxx", [] { return ombrel_replace_all_string_alloc("aba", "a", "xx"); });
+    text_or_null(fail, "aba", [] { return ombrel_replace_all_string_alloc("aba", "q", "xx"); });
+    text_or_null(fail, escaped, [] { return ombrel_replace_to_xml_entity_reference_alloc(special); });
 }
 
 // The old string is gone in any case.
@@ -30,18 +36,6 @@ OMBREL_FAILURES(Text, consumed_strings) {
     text_or_null(fail, "ne", [old] { return ombrel_realloc_strndup_tag(old, "new", 2, "t", 1); });
     old = ombrel_strdup("old");
     text_or_null(fail, "7", [old] { return ombrel_realloc_sprintf(old, "%d", 7); });
-}
-
-OMBREL_FAILURES(Text, formatted_strings) {
-    text_or_null(fail, "7 of 9", [] { return ombrel_alloc_sprintf("%d of %d", 7, 9); });
-    const std::string longest(2000, 'x');
-    text_or_null(fail, longest.c_str(), [&] { return ombrel_alloc_sprintf("%s", longest.c_str()); });
-}
-
-OMBREL_FAILURES(Text, replaced_strings) {
-    text_or_null(fail, "xxbxx", [] { return ombrel_replace_all_string_alloc("aba", "a", "xx"); });
-    text_or_null(fail, "aba", [] { return ombrel_replace_all_string_alloc("aba", "q", "xx"); });
-    text_or_null(fail, escaped, [] { return ombrel_replace_to_xml_entity_reference_alloc(special); });
 }
 
 // The consuming forms give the string as it was when memory runs out.

@@ -11,7 +11,7 @@
 
 namespace {
 
-class ServiceTest : public ombrel_test::balanced_test {};
+using ServiceTest = ombrel_test::balanced_test;
 
 int run_until_break(ombrel_service_t* service, void*) {
     EXPECT_EQ(0, ombrel_check_service(service));
@@ -19,6 +19,13 @@ int run_until_break(ombrel_service_t* service, void*) {
     while (ombrel_break_service(service) == 0)
         ombrel_load_balance_short();
     return 0;
+}
+
+ombrel_service_t* open(const char* name, ombrel_service_handler_t handler = run_until_break,
+                       void* argument = nullptr) {
+    ombrel_service_t* service = ombrel_open_service_ex(name, handler, argument, 0);
+    EXPECT_NE(nullptr, service);
+    return service;
 }
 
 /// A handler that acknowledges and returns only when it is released, deaf to the request to stop.
@@ -41,8 +48,7 @@ struct deaf_handler {
 TEST_F(ServiceTest, RunsFromAcknowledgementToClose) {
     for (int round = 0; round < 50; round++) {
         const uint64_t start = ombrel_time_stamp_msec();
-        ombrel_service_t* service = ombrel_open_service_ex("@worker", run_until_break, nullptr, 0);
-        ASSERT_NE(nullptr, service);
+        ombrel_service_t* service = open("@worker");
         EXPECT_EQ(1, ombrel_check_service(service));
         EXPECT_EQ(0, ombrel_break_service(service));
         EXPECT_EQ(0, ombrel_close_service(service));
@@ -67,8 +73,7 @@ TEST_F(ServiceTest, FailedStartGivesNoService) {
 TEST_F(ServiceTest, HandlerMayEndByItselfAsSoonAsItHasAcknowledged) {
     const auto ends = [](ombrel_service_t* service, void*) { return ombrel_ack_service(service); };
     for (int round = 0; round < 30; round++) {
-        ombrel_service_t* service = ombrel_open_service_ex("short", ends, nullptr, 0);
-        ASSERT_NE(nullptr, service);
+        ombrel_service_t* service = open("short", ends);
         while (ombrel_check_service(service) != 0)
             ombrel_load_balance_short();
         EXPECT_EQ(0, ombrel_close_service(service));
@@ -77,8 +82,7 @@ TEST_F(ServiceTest, HandlerMayEndByItselfAsSoonAsItHasAcknowledged) {
 
 TEST_F(ServiceTest, LimitedCloseLeavesARunningHandlerItsService) {
     deaf_handler handler;
-    ombrel_service_t* service = ombrel_open_service_ex("deaf", deaf_handler::run, &handler, 0);
-    ASSERT_NE(nullptr, service);
+    ombrel_service_t* service = open("deaf", deaf_handler::run, &handler);
     const size_t blocks = ombrel_get_alloc_count();
     const uint64_t start = ombrel_time_stamp_msec();
     EXPECT_EQ(0, ombrel_close_service_ex(service, 30));
@@ -101,8 +105,7 @@ TEST_F(ServiceTest, CloseNotifyHandlerEndsTheWaitOfAHandler) {
             return 0;
         }
     } state;
-    ombrel_service_t* service = ombrel_open_service_ex("notified", deaf_handler::run, &state.handler, 0);
-    ASSERT_NE(nullptr, service);
+    ombrel_service_t* service = open("notified", deaf_handler::run, &state.handler);
     EXPECT_EQ(0, ombrel_service_register_close_notify_handler(service, notified::notify, &state));
     EXPECT_EQ(0, ombrel_close_service(service));
     EXPECT_EQ(3, state.calls);
@@ -110,8 +113,7 @@ TEST_F(ServiceTest, CloseNotifyHandlerEndsTheWaitOfAHandler) {
 }
 
 TEST_F(ServiceTest, FlagsAndUserDataBelongToTheOwner) {
-    ombrel_service_t* service = ombrel_open_service_ex("flags", run_until_break, nullptr, 0);
-    ASSERT_NE(nullptr, service);
+    ombrel_service_t* service = open("flags");
     EXPECT_EQ(0u, ombrel_get_lock_flags_service(service));
     EXPECT_EQ(0x5u, ombrel_set_lock_flags_service(service, 0x5));
     EXPECT_EQ(0x4u, ombrel_invert_lock_flags_service(service, 0x1));
@@ -143,8 +145,7 @@ TEST_F(ServiceTest, NullServiceIsTolerated) {
 TEST_F(ServiceTest, ManyServicesStartAndStopTogether) {
     ombrel_test::in_threads(6, [](int) {
         for (int round = 0; round < 10; round++) {
-            ombrel_service_t* service = ombrel_open_service_ex("one", run_until_break, nullptr, 0);
-            ASSERT_NE(nullptr, service);
+            ombrel_service_t* service = open("one");
             EXPECT_EQ(0, ombrel_close_service_ex(service, round % 2 == 0 ? 0xFFFFFFFFu : 10'000u));
         }
     });
