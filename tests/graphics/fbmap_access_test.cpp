@@ -227,11 +227,11 @@ int by_list(ombrel_fbmap_t* map, const char* format) {
     return with_list(draw, 1);
 }
 
-long long number(long long value) {
-    return value;
-}
-long long number(const void* pointer) {
-    return pointer != nullptr;
+long long number(auto value) {
+    if constexpr (std::is_pointer_v<decltype(value)>)
+        return value != nullptr;
+    else
+        return value;
 }
 
 struct call {
@@ -298,8 +298,7 @@ ombrel_fbmap_t* map() {
     record.m_map = pixel;
     record.m_color_interface = world::argb8888;
     record.m_bits_per_pixel = 32;
-    record.m_resx = record.m_resy = 2;
-    record.m_line_length = 8;
+    record.m_resx = record.m_resy = 2, record.m_line_length = 8;
     return &record;
 }
 

@@ -260,20 +260,15 @@ TEST_F(Drawing, TheRulerHasMarksAndLabels) {
     board->m_brush_fcolor = 1;
     EXPECT_EQ(0, ombrel_fbmap_draw_ruler(board));
     const auto rows = board.rows(1);
-    const auto column = [&](size_t x) {
-        std::string result;
-        for (const std::string& row : rows)
-            result += row[x];
-        return result;
-    };
-    for (const auto& [at, length] : {std::pair<size_t, size_t>{20, 5}, {50, 10}, {100, 15}, {120, 5}}) {
-        std::string mark(length, '#');
-        mark += '.';
-        EXPECT_EQ(rows[at].substr(0, length + 1), mark) << at;
-        EXPECT_EQ(column(at).substr(0, length + 1), mark) << at;
-    }
+    std::vector<std::string> columns(130);
+    for (const std::string& row : rows)
+        for (size_t x = 0; x < row.size(); x++)
+            columns[x] += row[x];
+    for (const auto& [at, length] : {std::pair<size_t, size_t>{20, 5}, {50, 10}, {100, 15}, {120, 5}})
+        for (const auto& lines : {rows, columns})
+            EXPECT_EQ(std::string(length, '#') + '.', lines[at].substr(0, length + 1)) << at;
     EXPECT_NE(rows[12].find('#', 102), std::string::npos) << "a label right of 100";
-    EXPECT_NE(column(20).find('#', 92), std::string::npos) << "a label beside 100";
+    EXPECT_NE(columns[20].find('#', 92), std::string::npos) << "a label beside 100";
 }
 
 } // namespace

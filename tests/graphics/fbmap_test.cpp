@@ -12,6 +12,7 @@
 
 #include "fbmap_model.h"
 #include "graphics/drawing_board.h"
+#include "support/capture.h"
 #include "support/heap_balance.h"
 #include "support/threads.h"
 
@@ -100,11 +101,9 @@ void change(screen& display, numbers& random) {
     std::vector<ombrel_fbmap_t*> windows;
     collect(display.root, windows);
     const uint32_t kind = windows.size() > 12 ? 0 : below(random, 14);
-    if (windows.empty() || kind > 11) {
-        const bool nested = kind == 13 && !windows.empty();
-        return add_window(display, nested ? windows[random() % windows.size()] : &display.root, random);
-    }
-    ombrel_fbmap_t* window = windows[random() % windows.size()];
+    ombrel_fbmap_t* window = windows.empty() ? &display.root : windows[random() % windows.size()];
+    if (windows.empty() || kind > 11)
+        return add_window(display, kind == 13 ? window : &display.root, random);
     const auto within = [&](uint32_t limit) { return static_cast<int32_t>(below(random, limit)); };
     const int32_t x = within(60) - 20, y = within(50) - 20;
     const uint32_t color = random_color(random);
@@ -113,8 +112,8 @@ void change(screen& display, numbers& random) {
             window = window->m_children;
         ombrel_free_fbmap(window);
     } else if (kind <= 3) {
-        ombrel_fbmap_resize(window, x, y, kind < 3 ? window->m_resx : 1 + below(random, 30),
-                            kind < 3 ? window->m_resy : 1 + below(random, 30));
+        const auto length = [&](uint32_t now) { return kind < 3 ? now : 1 + below(random, 30); };
+        ombrel_fbmap_resize(window, x, y, length(window->m_resx), length(window->m_resy));
     } else if (kind <= 5) {
         (kind == 4 ? ombrel_fbmap_hide : ombrel_fbmap_show)(window);
     } else if (kind <= 8) {
@@ -345,8 +344,7 @@ TEST_F(Fbmap, ANewWindowIsTopmostAndTakesAfterItsParent) {
 }
 
 /// Counts the pixels that windows of one tree are asked for, and the rows in which they are.
-class painted_pixels : no_copy {
-public:
+struct painted_pixels {
     painted_pixels() { count = rows = 0; }
     static void watch(ombrel_fbmap_t& window) {
         ombrel_bitmap_t nothing = {};
@@ -360,8 +358,6 @@ public:
         };
     }
     static inline size_t count, rows;
-
-private:
     static inline ombrel_fbmap_get_box_t own_function;
 };
 
@@ -441,13 +437,13 @@ TEST_F(Fbmap, WindowsNestDeeply) {
 TEST_F(Fbmap, UnsupportedDepthsAreRefused) {
     ombrel_fbmap_t grey;
     ombrel_init_fbmap(&grey, nullptr, own, 0x31, 0, 0, 16, 4);
-    ::testing::internal::CaptureStderr();
+    capture errors(stderr);
     EXPECT_EQ(-1, ombrel_fbmap_transfer(&grey));
     ombrel_fbmap_t bare;
     ombrel_init_fbmap(&bare, nullptr, own, 0, 0, 0, 4, 4);
     ombrel_fbmap_use_alpha_window(ombrel_new_fbmap(&bare, own, rgb565, 0, 0, 0, 0), 1);
     ombrel_destroy_fbmap(&bare);
-    const std::string report = ::testing::internal::GetCapturedStderr();
+    const std::string report = errors.text();
     EXPECT_NE(std::string::npos, report.find("<not supported>"));
     EXPECT_NE(std::string::npos, report.find("<master-fbmap's color-interface not defined !>"));
     ombrel_destroy_fbmap(&grey);

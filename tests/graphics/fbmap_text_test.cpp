@@ -26,14 +26,10 @@ protected:
         unsigned glyph_width = 0, glyph_height = 0;
         uint8_t buffer[def_ombrel_bitmap_font_glyph_size] = {};
         ombrel_get_bitmap_font(&glyph_width, &glyph_height, buffer, nullptr, code);
-        std::vector<std::string> rows;
-        for (unsigned y = 0; y < glyph_height; y++) {
-            rows.emplace_back();
-            for (unsigned x = 0; x < glyph_width; x++) {
-                const unsigned byte = buffer[y * (glyph_width / 8) + x / 8];
-                rows.back() += (byte & (0x80u >> x % 8)) != 0 ? '#' : '.';
-            }
-        }
+        std::vector<std::string> rows(glyph_height, std::string(glyph_width, '.'));
+        for (unsigned i = 0; i < glyph_width * glyph_height; i++)
+            if ((buffer[i / 8] & (0x80u >> i % 8)) != 0)
+                rows[i / glyph_width][i % glyph_width] = '#';
         return rows;
     }
 };
@@ -87,9 +83,7 @@ TEST_F(Text, ScalesTurnsAndOutlines) {
     const auto shape = glyph('R');
     const auto colors_of = [](drawing_board& board) {
         EXPECT_EQ(1, ombrel_fbmap_draw_printf(board, "%c", 'R'));
-        return [&board](int64_t x, int64_t y) {
-            return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, static_cast<int>(x), static_cast<int>(y));
-        };
+        return [&board](int x, int y) { return ombrel_fbmap_get_pixel(board, nullptr, 0, 0, x, y); };
     };
     const auto for_each_cell = [&](const auto& check) {
         for (int y = 0; y < 16; y++)
@@ -108,8 +102,9 @@ TEST_F(Text, ScalesTurnsAndOutlines) {
             for (int i = 0; i < 6; i++)
                 ASSERT_EQ(scaled_at(3 * x + i % 3, 2 * y + i / 3), used ? color : 0) << x << ' ' << y;
         });
-        const ombrel_fbmap_rectangle_t region = scaled->m_update_region;
-        EXPECT_TRUE(use != 0x3000 || region == (ombrel_fbmap_rectangle_t{0, 0, 24, 32})) << region;
+        if (use == 0x3000) {
+            EXPECT_EQ((ombrel_fbmap_rectangle_t{0, 0, 24, 32}), scaled->m_update_region);
+        }
     }
 
     for (const int quarter : {-3, -2, -1, 1, 2, 3, 5}) {
