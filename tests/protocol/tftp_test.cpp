@@ -1,6 +1,6 @@
 #include <functional>
 
-#include "protocol/lossy_proxy.h"
+#include "network/loopback.h"
 #include "protocol/tftp/tftp.h"
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
@@ -85,21 +85,6 @@ TEST_F(TftpClient, DoesWithoutOptionsThatAreRefused) {
     server.directory.write("file", varied_bytes(1300));
     EXPECT_EQ(varied_bytes(1300), fetch(server.port(), server.directory / "file"));
     EXPECT_FALSE(client_.size());
-}
-
-TEST_F(TftpClient, MakesUpForLosses) {
-    OMBREL_NEEDS_TFTP_SERVER();
-    // The server answers a repeated last block for only so long.
-    const tftp_server server({"--retransmit", "1000000"});
-    lossy_proxy proxy(server.port(), 7);
-    request_.block_size = 1024;
-    request_.interval_ms = 20;
-    request_.tries = 600;
-    const std::string bytes = varied_bytes(30000);
-    ASSERT_TRUE(store(proxy.port(), server.directory / "file", bytes)) << client_.error().text();
-    EXPECT_EQ(bytes, server.directory.read("file"));
-    EXPECT_EQ(bytes, fetch(proxy.port(), server.directory / "file"));
-    EXPECT_LT(10u, proxy.disturbed());
 }
 
 TEST_F(TftpClient, AsksASilentHostAsOftenAsItIsTold) {
@@ -380,15 +365,24 @@ TEST_F(TftpScript, WritesNoMoreThanIsAcknowledged) {
     EXPECT_FALSE(client_.close());
 }
 
-TEST_F(TftpScript, LeavesAServerThatHasFallenSilent) {
+TEST_F(TftpScript, RepeatsItselfBeforeASilentServerUntilItLeaves) {
     request_.interval_ms = 200;
     request_.tries = 3;
-    const std::string again = acknowledged(1);
+    const std::string ack = acknowledged(1), data = std::string{0, 3, 0, 1} + "bytes";
     play([&] { EXPECT_EQ("failed", fetch(own_port(server_), "file")); },
          [&] {
-             exchange({block(1, 512), again, "", again, "", again, "", failed(0)});
+             exchange({block(1, 512), ack, "", ack, "", ack, "", failed(0)});
          });
     EXPECT_EQ(timed_out, client_.error().fault());
+    play([&] { EXPECT_FALSE(store(own_port(server_), "file", "bytes")); },
+         [&] {
+             exchange({acknowledged(0), data, "", data, "", data, "", failed(0)});
+         });
+    EXPECT_EQ(timed_out, client_.error().fault());
+    play([&] { EXPECT_TRUE(store(own_port(server_), "file", "bytes")); },
+         [&] {
+             exchange({acknowledged(0), data, "", data, acknowledged(1), ""});
+         });
 }
 
 TEST_F(TftpScript, ClosesWithinItsLimit) {
