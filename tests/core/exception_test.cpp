@@ -136,7 +136,8 @@ TEST_F(ExceptionTrail, WorksFromManyThreads) {
     ombrel_test::in_threads(4, [&stop](int thread) {
         for (int i = 0; thread == 0 && i < 100; i++)
             ombrel_dump_exception(1);
-        stop = stop || thread == 0;
+        if (thread == 0)
+            stop = true;
         while (!stop) {
             void* section = ombrel_add_exception();
             void* block = ombrel_alloc(10);

@@ -58,7 +58,8 @@ TEST(ForkTest, NoGuardStaysHeldInAChild) {
         for (int i = 0; thread == 0 && i < 200 && failed == 0; i++)
             failed = in_child([&] { return shared.serves_in_child(); });
         EXPECT_EQ(0, failed);
-        stop = stop || thread == 0;
+        if (thread == 0)
+            stop = true;
         while (!stop)
             shared.use();
     });

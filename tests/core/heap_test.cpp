@@ -212,7 +212,8 @@ TEST_F(Heap, IsWholeInAChildForkedAmongBusyThreads) {
         for (int i = 0; thread == 0 && i < 60 && failed == 0; i++)
             failed = ombrel_test::in_child([] { return ombrel_free(ombrel_alloc(1000)) == 0; });
         EXPECT_EQ(0, failed) << "a lock of the heap stayed held";
-        stop = stop || thread == 0;
+        if (thread == 0)
+            stop = true;
         while (!stop)
             ombrel_free(ombrel_alloc(1000));
     });

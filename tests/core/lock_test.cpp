@@ -225,7 +225,7 @@ TEST_F(LockTest, WaiterWithoutAPipePolls) {
     const error_output output;
     ASSERT_EQ(0, ombrel_lock(&lock));
     std::atomic<bool> go{false};
-    std::thread waiter([&] {
+    std::jthread waiter([&] {
         await([&] { return go.load(); });
         take_and_release();
     });

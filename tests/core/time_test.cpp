@@ -53,8 +53,7 @@ TEST(Asctime, FormatsTheLocalTime) {
         const std::string after = standard_time(style.format);
         EXPECT_EQ(style.length, strlen(text));
         const std::string shown(text, before.size());
-        EXPECT_TRUE(shown == before || shown == after)
-            << text << " is neither " << before << " nor " << after;
+        EXPECT_TRUE(shown == before || shown == after) << text << " between " << before << " and " << after;
     }
 }
 
