@@ -1,4 +1,6 @@
 #include <cstring>
+#include <iomanip>
+#include <sstream>
 #include <string>
 
 #include <ombrel/string.h>
@@ -104,16 +106,15 @@ TEST_F(StringTest, Duplicates) {
 }
 
 TEST_F(StringTest, ReadsFractions) {
-    const struct {
-        const char* s;
-        int numerator, denominator;
-    } cases[] = {{"30000/1001", 30000, 1001}, {"25", 25, 1}, {" -1/", -1, 1}, {"/3", 0, 3}, {"1/2/3", 1, 2}};
-    for (const auto& c : cases) {
+    std::istringstream rows(R"(30000/1001 30000 1001    25 25 1    " -1/" -1 1    /3 0 3    1/2/3 1 2)");
+    std::string text;
+    for (int numerator, denominator; rows >> std::quoted(text) >> numerator >> denominator;) {
         int n = 99, d = 99;
-        EXPECT_EQ(0, ombrel_fraction_string_to_int(c.s, &n, &d));
-        EXPECT_EQ(n, c.numerator) << c.s;
-        EXPECT_EQ(d, c.denominator) << c.s;
+        EXPECT_EQ(0, ombrel_fraction_string_to_int(text.c_str(), &n, &d));
+        EXPECT_EQ(numerator, n) << text;
+        EXPECT_EQ(denominator, d) << text;
     }
+    EXPECT_TRUE(rows.eof());
     EXPECT_EQ(-1, ombrel_fraction_string_to_int(nullptr, nullptr, nullptr));
 }
 
