@@ -27,7 +27,6 @@ unsigned collect(const char* text) {
 
 /// The two ways out, for cases that must hold on both.
 struct way {
-    const char* name;
     FILE* stream;
     int (*set_handler)(ombrel_puts_handler_t handler, ombrel_puts_handler_t* old);
     ombrel_puts_handler_t puts;
@@ -35,17 +34,13 @@ struct way {
     unsigned (*vprintf)(const char* format, va_list arguments);
 };
 
-const way& way_out(const char* name) {
-    static const way ways[] = {
-        {"output", stdout, ombrel_set_puts_handler, ombrel_puts, ombrel_printf, ombrel_vprintf},
-        {"error", stderr, ombrel_set_error_puts_handler, ombrel_error_puts, ombrel_error_printf,
-         ombrel_error_vprintf}};
-    return ways[name == std::string("error") ? 1 : 0];
-}
+const way ways[] = {
+    {stdout, ombrel_set_puts_handler, ombrel_puts, ombrel_printf, ombrel_vprintf},
+    {stderr, ombrel_set_error_puts_handler, ombrel_error_puts, ombrel_error_printf, ombrel_error_vprintf}};
 
-class BothWays : public ombrel_test::balanced_test, public ::testing::WithParamInterface<const char*> {
+class BothWays : public ombrel_test::balanced_test, public ::testing::WithParamInterface<int> {
 protected:
-    const way& to = way_out(GetParam());
+    const way& to = ways[GetParam()];
 };
 
 TEST_P(BothWays, WritesTextWithoutEscapesAndWithoutNewline) {
@@ -63,13 +58,9 @@ TEST_P(BothWays, WritesTextWithoutEscapesAndWithoutNewline) {
 TEST_P(BothWays, NullFlushes) {
     // Stands still in the stream's own buffer until the flush.
     capture written(to.stream);
-    int file = dup(fileno(to.stream));
     to.puts("kept");
     EXPECT_EQ(0u, to.puts(nullptr));
-    char text[8] = {};
-    EXPECT_EQ(4, pread(file, text, sizeof text, 0));
-    EXPECT_STREQ("kept", text);
-    close(file);
+    EXPECT_EQ("kept", written.so_far());
 }
 
 TEST_P(BothWays, HandlersReceiveTextsAsTheyAre) {
@@ -113,8 +104,8 @@ TEST_P(BothWays, ReportsAFailingStream) {
     EXPECT_EQ(-1, static_cast<int>(result));
 }
 
-INSTANTIATE_TEST_SUITE_P(Output, BothWays, ::testing::Values("output", "error"),
-                         [](const auto& test) { return std::string(test.param); });
+INSTANTIATE_TEST_SUITE_P(Output, BothWays, ::testing::Values(0, 1),
+                         [](const auto& test) { return test.param == 0 ? "output" : "error"; });
 
 TEST_F(Output, LogLinesGetANewline) {
     capture written(stdout);
