@@ -71,28 +71,16 @@ constexpr uri_case cases[] = {
     {"//h/p", "file|-|-|-|-1|//h/p|-|-|//h/p"},
     {"a\nb", "file|-|-|-|-1|a\nb|-|-|a\nb"},
     {":", "file|-|-|-|-1|:|-|-|:"},
-    // Refused.
-    {"", "refused"},
-    {"tcp://h:65536", "refused"},
-    {"tcp://h:99999999999999999999", "refused"},
-    {"tcp://h:8a", "refused"},
-    {"tcp://h:-1", "refused"},
-    {"tcp://[::1", "refused"},
-    {"tcp://[::1]x", "refused"},
-    {"tcp://[h]", "refused"},
-    {"tcp://[1:2]", "refused"},
-    {"tcp://[v.x]", "refused"},
-    {"tcp://[v1.]", "refused"},
-    {"tcp://a]b", "refused"},
-    {"file:a%00b", "refused"},
-    {"ftp://u%00@h", "refused"},
-    {"file:a\nb", "refused"},
-    {"ab:\x7f", "refused"},
 };
 
 TEST_F(UriTest, TakesNamesApart) {
     for (const uri_case& one : cases)
         EXPECT_EQ(one.parts, parts_of(one.text)) << one.text;
+    for (const char* text :
+         {"", "tcp://h:65536", "tcp://h:99999999999999999999", "tcp://h:8a", "tcp://h:-1", "tcp://[::1",
+          "tcp://[::1]x", "tcp://[h]", "tcp://[1:2]", "tcp://[v.x]", "tcp://[v1.]", "tcp://a]b", "file:a%00b",
+          "ftp://u%00@h", "file:a\nb", "ab:\x7f"})
+        EXPECT_EQ("refused", parts_of(text)) << text;
     EXPECT_EQ("refused", parts_of(nullptr));
 }
 
