@@ -56,19 +56,18 @@ TEST(Aes, KernelsAgreeWithThePlainOne) {
             const crypto::aes_key key{keys.data(), 10 + 2 * static_cast<unsigned>(source.number(3))};
             const size_t shift = source.number(17), blocks = source.number(70);
             const byte_string start = source.bytes(shift + 16 * blocks), start_iv = source.bytes(16);
+            byte_string expected = start, data = start, expected_iv = start_iv, iv = start_iv;
             for (const auto work : {&crypto::aes_kernel::encrypt_ecb, &crypto::aes_kernel::decrypt_ecb}) {
-                byte_string expected = start, data = start;
                 (plain.*work)(key, expected.data() + shift, blocks);
                 (kernel->*work)(key, data.data() + shift, blocks);
-                EXPECT_EQ(data, expected) << blocks << " blocks at " << shift;
+                ASSERT_EQ(expected, data) << blocks << " blocks at " << shift;
             }
             for (const auto work : {&crypto::aes_kernel::encrypt_cfb8, &crypto::aes_kernel::decrypt_cfb8,
                                     &crypto::aes_kernel::run_ofb8}) {
-                byte_string expected = start, data = start, expected_iv = start_iv, iv = start_iv;
                 (plain.*work)(key, expected.data() + shift, blocks, expected_iv.data());
                 (kernel->*work)(key, data.data() + shift, blocks, iv.data());
-                EXPECT_EQ(data, expected) << blocks << " bytes at " << shift;
-                EXPECT_EQ(iv, expected_iv);
+                ASSERT_EQ(expected, data) << blocks << " bytes at " << shift;
+                ASSERT_EQ(expected_iv, iv);
             }
         }
     }

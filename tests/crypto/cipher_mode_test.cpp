@@ -108,41 +108,6 @@ TEST_F(CipherMode, OwnFormsGiveWhatTheDriversGiveInAnyPieces) {
         }
 }
 
-// The examples of the standards.
-TEST_F(CipherMode, PublishedExamples) {
-    constexpr const char count[] = "000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F";
-    constexpr const char elevens[] = "00112233445566778899AABBCCDDEEFF",
-                         none[] = "00000000000000000000000000000000";
-    const struct {
-        const char *cipher, *key, *plain, *coded;
-    } examples[] = {
-        {"seed", none, "000102030405060708090A0B0C0D0E0F", "5EBAC6E0054E166819AFF1CC6D346CDB"},
-        {"seed", count, none, "C11F22F20140505084483597E4370F43"},
-        {"seed", "4706480851E61BE85D74BFB3FD956185", "83A2F8A288641FB9A4E9A5CC2F131C7D",
-         "EE54D13EBCAE706D226BC3142CD40D4A"},
-        {"seed", "28DBC3BC49FFD87DCFA509B11D422BE7", "B41E6BE2EBA84A148E2EED84593C5EC7",
-         "9B9B7BFCD1813CB95D0B3618F40F5122"},
-        {"des", "133457799BBCDFF1", "0123456789ABCDEF", "85E813540F0AB405"},
-        {"des", "0E329232EA6D0D73", "8787878787878787", "0000000000000000"},
-        {"des", "0101010101010101", "8000000000000000", "95F8A5E5DD31D900"},
-        {"des", "8001010101010101", "0000000000000000", "95A8D72813DAA94D"},
-        {"des", "7CA110454A1A6E57", "01A1D6D039776742", "690F5B0D9A26939B"},
-        {"aes128", count, elevens, "69C4E0D86A7B0430D8CDB78070B4C55A"},
-        {"aes192", count, elevens, "DDA97CA4864CDFE06EAF70A0EC0D7191"},
-        {"aes256", count, elevens, "8EA2B7CA516745BFEAFC49904B496089"},
-    };
-    for (const auto& row : examples) {
-        SCOPED_TRACE(std::string(row.cipher) + " " + row.coded);
-        const cipher& c = find_cipher(row.cipher);
-        const byte_string plain = from_hex(row.plain), keys = c.round_key(from_hex(row.key));
-        byte_string data = plain;
-        EXPECT_EQ(data.data(), c.encrypt_ecb(data.data(), data.size(), keys.data()));
-        EXPECT_EQ(from_hex(row.coded), data);
-        EXPECT_EQ(data.data(), c.decrypt_ecb(data.data(), data.size(), keys.data()));
-        EXPECT_EQ(plain, data);
-    }
-}
-
 TEST_F(CipherMode, SeedRoundKeysAreWordsOfTheMachine) {
     const byte_string keys = find_cipher("seed").round_key(byte_string(16));
     const uint32_t first_rounds[] = {0x7C8F8C7E, 0xC737A22C, 0xFF276CDB, 0xA7CA684A};
@@ -182,10 +147,10 @@ TEST_F(CipherMode, EcbWorksBlockByBlockAndLeavesTheRest) {
             byte_string expected = plain, data = plain;
             for (size_t at = 1; at + c.block_size <= size + 1; at += c.block_size)
                 c.encrypt_ecb(expected.data() + at, c.block_size, keys.data());
-            c.encrypt_ecb(data.data() + 1, size, keys.data());
-            EXPECT_EQ(data, expected);
-            c.decrypt_ecb(data.data() + 1, size, keys.data());
-            EXPECT_EQ(data, plain);
+            EXPECT_EQ(&data[1], c.encrypt_ecb(&data[1], size, keys.data()));
+            EXPECT_EQ(expected, data);
+            EXPECT_EQ(&data[1], c.decrypt_ecb(&data[1], size, keys.data()));
+            EXPECT_EQ(plain, data);
         }
 }
 
