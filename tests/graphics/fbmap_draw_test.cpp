@@ -170,7 +170,8 @@ TEST_F(Drawing, FillsEqualTheModel) {
         drawing_board board(bits, width, height);
         for (int i = 0; i < width * height; i++)
             if (random_() % 100 < 20u + static_cast<unsigned>(round) / 10)
-                ombrel_fbmap_draw_pixel(board, 3, i % width, i / width);
+                ombrel_fbmap_draw_pixel(board, 3, static_cast<int32_t>(i % width),
+                                        static_cast<int32_t>(i / width));
         model expected(bits);
         expected.pixels = board.pixels();
         const int64_t start = static_cast<int64_t>(random_() % (width * height));
