@@ -41,6 +41,11 @@ private:
     bool held_ = false;
 };
 
+// Under the guard; invariants look at the number without it.
+void set_references(ombrel_spin_lock_t& lock, uint32_t count) {
+    __atomic_store_n(&lock.m_reference_count, count, __ATOMIC_RELAXED);
+}
+
 bool try_reference(ombrel_spin_lock_t& lock, uint32_t mode, const char* tag, unsigned long line) {
     guard_word guard(lock);
     if (!guard.try_take() || lock.m_exclusive != 0 || lock.m_reference_count == most_references)
@@ -49,10 +54,11 @@ bool try_reference(ombrel_spin_lock_t& lock, uint32_t mode, const char* tag, uns
     if (exclusive && lock.m_reference_count != 0)
         return false;
     lock.m_exclusive = exclusive ? 1 : 0;
-    if (lock.m_reference_count++ == 0) {
+    if (lock.m_reference_count == 0) {
         lock.m_tag = tag;
         lock.m_line = line;
     }
+    set_references(lock, lock.m_reference_count + 1);
     return true;
 }
 
@@ -64,7 +70,7 @@ bool drop_reference(ombrel_spin_lock_t& lock) {
     lock.m_exclusive = 0;
     if (lock.m_reference_count == 0)
         return false;
-    lock.m_reference_count--;
+    set_references(lock, lock.m_reference_count - 1);
     return true;
 }
 
