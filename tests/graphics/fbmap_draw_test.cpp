@@ -166,7 +166,7 @@ TEST_F(Drawing, FarCoordinatesEndSoon) {
 // Left of column 0 is the end of the row above, by design.
 TEST_F(Drawing, FillsEqualTheModel) {
     for (int round = 0; round < 400; round++) {
-        const unsigned bits = 8 + 8 * (round % 4);
+        const unsigned bits = 8 + 8 * static_cast<unsigned>(round % 4);
         drawing_board board(bits, width, height);
         for (int i = 0; i < width * height; i++)
             if (random_() % 100 < 20u + static_cast<unsigned>(round) / 10)
