@@ -118,7 +118,7 @@ TEST_F(HeapDamage, ReportsPointersToNothing) {
     std::vector<void*> pointers = {live + 3, live + 48, live - 16, image + 64, &live};
     for (const uintptr_t wild : {uintptr_t{8}, uintptr_t{4096}, garbage, UINTPTR_MAX - 7})
         pointers.push_back(reinterpret_cast<void*>(wild));
-    for (const size_t freed : {24, 1000, 4000, 200'000, 1 << 20}) {
+    for (const size_t freed : {24u, 1000u, 4000u, 200'000u, 1u << 20}) {
         pointers.push_back(ombrel_alloc(freed));
         ombrel_free(pointers.back());
     }

@@ -21,7 +21,7 @@ void expect_units(auto value) {
         std::string expected = area;
         for (size_t i = 0; i < count; i++)
             memcpy(&expected[1 + i * sizeof unit], &unit, sizeof unit);
-        EXPECT_EQ(static_cast<void*>(&area[1]), fill(&area[1], value, count));
+        EXPECT_EQ(static_cast<void*>(&area[1]), fill(&area[1], unit, count));
         EXPECT_EQ(expected, area) << count << " of " << sizeof unit;
     }
 }
