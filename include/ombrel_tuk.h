@@ -42,6 +42,7 @@
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
+#include <ombrel/host_socket.h>
 #include <ombrel/linked_list.h>
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>

@@ -14,9 +14,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if defined(_WIN32)
-#include <winsock2.h>
-#else
+#if !defined(_WIN32)
 #include <sys/socket.h>
 #endif
 
@@ -24,6 +22,8 @@
 
 OMBREL_BEGIN_C
 
+/* Windows' own header of sockets is too large to come along unasked: <ombrel/host_socket.h> brings it. */
+struct sockaddr;
 struct in_addr;
 struct in6_addr;
 

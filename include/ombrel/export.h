@@ -5,14 +5,17 @@
 #ifndef OMBREL_EXPORT_H
 #define OMBREL_EXPORT_H
 
-#if defined(_WIN32)
-#if defined(OMBREL_BUILDING_LIBRARY)
+#if defined(_WIN32) && defined(OMBREL_BUILDING_LIBRARY)
 #define OMBREL_API __declspec(dllexport)
-#else
+#elif defined(_WIN32) && defined(OMBREL_STATIC)
+#define OMBREL_API
+#elif defined(_WIN32)
 #define OMBREL_API __declspec(dllimport)
-#endif
 #else
-/** Marks a function or variable that the dynamic library exports. */
+/**
+ * Marks a function or variable that the dynamic library exports. On Windows a program that links the archive
+ * instead defines OMBREL_STATIC before it includes a header; the CMake package and pkg-config do that.
+ */
 #define OMBREL_API __attribute__((visibility("default")))
 #endif
 

@@ -9,6 +9,7 @@
 
 #include <ombrel/address.h>
 #include <ombrel/export.h>
+#include <ombrel/host_socket.h>
 
 OMBREL_BEGIN_C
 

@@ -7,6 +7,7 @@
 #include "event/event_internal.h"
 #include "network/resolver_cache_internal.h"
 #include "platform/socket.h"
+#include "platform/socket_address.h"
 
 namespace ombrel {
 

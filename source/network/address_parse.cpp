@@ -237,7 +237,7 @@ void ombrel::write_address(const parsed_address& parsed, int port, void* out, si
     sockaddr_storage record{};
     const address_layout& layout = *find_layout(parsed.family);
     sockaddr* const address = reinterpret_cast<sockaddr*>(&record);
-    address->sa_family = static_cast<sa_family_t>(parsed.family);
+    address->sa_family = static_cast<decltype(address->sa_family)>(parsed.family);
     write_port(address, layout, port);
     memcpy(address_bytes(address, layout), parsed.bytes, layout.address_size);
     if (parsed.family == AF_INET6)

@@ -2,5 +2,9 @@
 // numbers.
 #pragma once
 
+#if defined(_WIN32)
+#include "platform/windows/windows_host.h"
+#else
 #include <netinet/in.h>
 #include <sys/socket.h>
+#endif

@@ -1,0 +1,22 @@
+// The headers of Windows, in the order and with the restraint that they need.
+#pragma once
+
+#if !defined(_WIN32_WINNT)
+#define _WIN32_WINNT 0x0602 // Windows 8
+#endif
+#if !defined(WIN32_LEAN_AND_MEAN)
+#define WIN32_LEAN_AND_MEAN
+#endif
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+
+#include <winsock2.h>
+
+#include <ws2tcpip.h>
+
+#include <windows.h>
+
+#if defined(interface)
+#undef interface // a word of COM's, and a good name for what it means here
+#endif
