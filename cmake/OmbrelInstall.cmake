@@ -2,7 +2,12 @@
 # DIRECTORY --component NAME` takes one of them; all of them are taken without it.
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ombrel_tuk)
-set(plugin_folder ${CMAKE_INSTALL_LIBDIR}/ombrel_tuk/plugins)
+# Beside the library, where it looks for them of its own accord.
+if(WIN32)
+    set(plugin_folder ${CMAKE_INSTALL_BINDIR}/ombrel_tuk/plugins)
+else()
+    set(plugin_folder ${CMAKE_INSTALL_LIBDIR}/ombrel_tuk/plugins)
+endif()
 
 set(libraries ombrel_tuk)
 if(TARGET ombrel_tuk_static)
@@ -33,6 +38,11 @@ install(FILES ${PROJECT_BINARY_DIR}/ombrel_tuk-config.cmake ${PROJECT_BINARY_DIR
 
 # The file finds its prefix from its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+set(ombrel_private_libraries)
+foreach(library ${ombrel_system_libraries})
+    string(REGEX REPLACE "^Threads::Threads$" "pthread" library ${library})
+    string(APPEND ombrel_private_libraries " -l${library}")
+endforeach()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ombrel_tuk.pc.in ${PROJECT_BINARY_DIR}/ombrel_tuk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ombrel_tuk.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT headers)
@@ -41,6 +51,9 @@ if(OMBREL_BUILD_EXAMPLES)
     # They find the library from their own place, whatever the prefix is.
     file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
     set(tools ombrel_tuk_command ombrel_digest ombrel_codec)
+    if(WIN32)
+        list(APPEND tools status_service) # scripts/demo builds and runs it elsewhere
+    endif()
     set_target_properties(${tools} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tools}")
     install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
@@ -59,4 +72,16 @@ if(PROJECT_IS_TOP_LEVEL)
     add_custom_target(uninstall
         COMMAND ${CMAKE_COMMAND} -DLISTS=${PROJECT_BINARY_DIR} -P ${CMAKE_CURRENT_LIST_DIR}/OmbrelUninstall.cmake
         VERBATIM)
+endif()
+
+# What a user of Windows unpacks: the library, its headers and import library, the tools, the licence.
+if(PROJECT_IS_TOP_LEVEL AND WIN32)
+    set(CPACK_GENERATOR ZIP)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+        set(CPACK_PACKAGE_FILE_NAME ombrel_tuk-${PROJECT_VERSION}-windows-x64)
+    else()
+        set(CPACK_PACKAGE_FILE_NAME ombrel_tuk-${PROJECT_VERSION}-windows-x86)
+    endif()
+    set(CPACK_STRIP_FILES ON)
+    include(CPack)
 endif()
