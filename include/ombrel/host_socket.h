@@ -1,11 +1,11 @@
 /**
  * @file host_socket.h
- * @brief The platform's own header of sockets and their addresses: what a program includes to name families and
- * address records, in one line on every system.
+ * @brief The platform's own header of sockets and their addresses: what a program includes to name families
+ * and address records, in one line on every system.
  *
- * On Windows it brings Winsock 2 along, without the older one and without the parts of the Windows headers that a
- * program of sockets seldom wants (among them the macros `interface`, `min` and `max`). A program that wants those
- * includes them itself, before.
+ * On Windows it brings Winsock 2 along, without the older one and without the parts of the Windows headers
+ * that a program of sockets seldom wants (among them the macros `interface`, `min` and `max`). A program that
+ * wants those includes them itself, before.
  */
 #ifndef OMBREL_HOST_SOCKET_H
 #define OMBREL_HOST_SOCKET_H

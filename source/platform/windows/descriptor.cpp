@@ -9,7 +9,7 @@
 
 // The C run-time has it, headers of mingw-w64 do not always.
 extern "C" ombrel::platform::tolerant_c_library::handler
-_set_thread_local_invalid_parameter_handler(ombrel::platform::tolerant_c_library::handler);
+    _set_thread_local_invalid_parameter_handler(ombrel::platform::tolerant_c_library::handler);
 
 namespace ombrel::platform {
 
@@ -37,7 +37,8 @@ int renumber(int descriptor) {
 
 } // namespace
 
-tolerant_c_library::tolerant_c_library() : before_(_set_thread_local_invalid_parameter_handler(ignore_parameters)) {}
+tolerant_c_library::tolerant_c_library()
+    : before_(_set_thread_local_invalid_parameter_handler(ignore_parameters)) {}
 
 tolerant_c_library::~tolerant_c_library() {
     _set_thread_local_invalid_parameter_handler(before_);
@@ -62,16 +63,21 @@ descriptor_kind kind_of(int descriptor) {
     if (handle == nullptr)
         return descriptor_kind::none;
     switch (GetFileType(handle)) {
-        case FILE_TYPE_DISK: return descriptor_kind::file;
-        case FILE_TYPE_PIPE: return descriptor_kind::pipe;
-        case FILE_TYPE_CHAR: return descriptor_kind::terminal;
-        default: return descriptor_kind::none;
+    case FILE_TYPE_DISK:
+        return descriptor_kind::file;
+    case FILE_TYPE_PIPE:
+        return descriptor_kind::pipe;
+    case FILE_TYPE_CHAR:
+        return descriptor_kind::terminal;
+    default:
+        return descriptor_kind::none;
     }
 }
 
 int adopt_handle(HANDLE handle, int flags) {
     const tolerant_c_library guard;
-    const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), flags | _O_BINARY | _O_NOINHERIT);
+    const int descriptor =
+        _open_osfhandle(reinterpret_cast<intptr_t>(handle), flags | _O_BINARY | _O_NOINHERIT);
     if (descriptor < 0) {
         CloseHandle(handle);
         errno = EMFILE;

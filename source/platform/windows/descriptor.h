@@ -1,6 +1,6 @@
-// What stands behind a descriptor. Sockets are the handles that the system gives, which are multiples of 4; files,
-// pipes and terminals are numbers of the C library, of which the seam hands out none that is one. So the calls that take
-// either know which it is, and only a small foreign number must be asked.
+// What stands behind a descriptor. Sockets are the handles that the system gives, which are multiples of 4;
+// files, pipes and terminals are numbers of the C library, of which the seam hands out none that is one. So
+// the calls that take either know which it is, and only a small foreign number must be asked.
 #pragma once
 
 #include <cstdint>
@@ -25,13 +25,13 @@ inline SOCKET socket_of(int descriptor) {
     return static_cast<SOCKET>(static_cast<UINT_PTR>(static_cast<unsigned>(descriptor)));
 }
 
-/// A number for a handle that it owns from now on, for binary transfers; -1, with its fault and the handle closed, when
-/// there is none left.
+/// A number for a handle that it owns from now on, for binary transfers; -1, with its fault and the handle
+/// closed, when there is none left.
 /// @param flags those of _open_osfhandle()
 int adopt_handle(HANDLE handle, int flags);
 
-/// Keeps the C library, which ends the process when it is asked about a number that is not open, from doing that in
-/// a scope.
+/// Keeps the C library, which ends the process when it is asked about a number that is not open, from doing
+/// that in a scope.
 class tolerant_c_library {
 public:
     tolerant_c_library();

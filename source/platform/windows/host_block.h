@@ -26,8 +26,9 @@ public:
 
 private:
     static Element* make(size_t count) {
-        return count > SIZE_MAX / 2 / sizeof(Element) ? nullptr
-                                                      : static_cast<Element*>(malloc((count + 1) * sizeof(Element)));
+        return count > SIZE_MAX / 2 / sizeof(Element)
+                   ? nullptr
+                   : static_cast<Element*>(malloc((count + 1) * sizeof(Element)));
     }
 
     Element* elements_;

@@ -5,7 +5,8 @@
 
 namespace ombrel::platform {
 
-/// The C library's number for one of GetLastError() or WSAGetLastError(); EIO for what has none there, 0 for 0.
+/// The C library's number for one of GetLastError() or WSAGetLastError(); EIO for what has none there, 0 for
+/// 0.
 int error_number_of(uint32_t host_error);
 
 /// Leaves the last error of the calling thread as the fault of the seam; gives -1.

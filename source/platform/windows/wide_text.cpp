@@ -60,7 +60,8 @@ void wide_text::convert(const char* text, size_t size) {
     if (room == nullptr)
         return;
     const int bytes = static_cast<int>(size);
-    const int units = bytes == 0 ? 0 : MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text, bytes, room, bytes);
+    const int units =
+        bytes == 0 ? 0 : MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text, bytes, room, bytes);
     if (units == 0 && bytes != 0)
         leave_fault(fault_code::invalid);
     else

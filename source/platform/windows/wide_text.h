@@ -55,8 +55,8 @@ private:
     void convert(const wchar_t* text, size_t size);
 };
 
-/// A path for wide calls: "/" is a separator too, and a path too long for the old limit, once made absolute, gets
-/// the prefix that lifts it.
+/// A path for wide calls: "/" is a separator too, and a path too long for the old limit, once made absolute,
+/// gets the prefix that lifts it.
 class wide_path : public converted_text<wchar_t, 280> {
 public:
     explicit wide_path(const char* path);
