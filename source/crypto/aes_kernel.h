@@ -5,13 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "crypto/kernels/arm/target.h"
 #include "crypto/kernels/kernels.h"
-
-// Compilers that declare the instructions only in builds which assume them leave the kernel out otherwise.
-#if defined(__aarch64__) && defined(__ARM_NEON) &&                                                           \
-    (!defined(__clang__) || __clang_major__ >= 16 || defined(__ARM_FEATURE_AES))
-#define OMBREL_ARM_AES 1
-#endif
 
 namespace ombrel::crypto {
 
@@ -39,7 +34,7 @@ extern const std::span<const candidate<const aes_kernel*>> aes_kernels;
 extern const aes_kernel aes_plain;
 #if defined(__x86_64__) || defined(__i386__)
 extern const aes_kernel aes_x86, aes_x86_wide;
-#elif defined(OMBREL_ARM_AES)
+#elif defined(OMBREL_ARM_KERNELS)
 extern const aes_kernel aes_arm;
 #endif
 

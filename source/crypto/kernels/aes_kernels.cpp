@@ -10,7 +10,7 @@ constexpr candidate<const aes_kernel*> aes_list[] = {
     {"wide AES instructions",
      platform::x86_vaes | platform::x86_avx2 | platform::x86_aes | platform::x86_ssse3, &aes_x86_wide},
     {"AES instructions", platform::x86_aes | platform::x86_ssse3, &aes_x86},
-#elif defined(OMBREL_ARM_AES)
+#elif defined(OMBREL_ARM_KERNELS)
     {"AES instructions", platform::arm_aes, &aes_arm},
 #endif
     {"plain", 0, &aes_plain},

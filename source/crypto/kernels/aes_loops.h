@@ -5,14 +5,13 @@
 //   load(), store(), one_byte(), first_byte() and push_byte().
 //
 // Compilers inline functions with special instructions only into others that have them too. So the
-// instructions are named by OMBREL_AES_TARGET before this header is included, and each kernel compiles the
+// instructions are given by the attribute OMBREL_WITH_AES, defined before this header is included, and each kernel compiles the
 // loops for itself.
 #pragma once
 
 #include "crypto/aes_kernel.h"
 
-#define OMBREL_WITH_AES __attribute__((target(OMBREL_AES_TARGET)))
-#define OMBREL_PART_OF_LOOP __attribute__((target(OMBREL_AES_TARGET), always_inline)) inline
+#define OMBREL_PART_OF_LOOP OMBREL_WITH_AES [[gnu::always_inline]] inline
 
 namespace ombrel::crypto {
 namespace {

@@ -6,6 +6,8 @@
 #include <cpuid.h>
 #elif defined(__aarch64__) && defined(__linux__)
 #include <sys/auxv.h>
+#elif defined(__aarch64__) && defined(_WIN32)
+#include <windows.h>
 #endif
 
 namespace ombrel::platform {
@@ -89,6 +91,17 @@ uint32_t processor_features() {
 
 uint32_t processor_features() {
     return present(hardware_words, getauxval(AT_HWCAP));
+}
+
+#elif defined(__aarch64__) && defined(_WIN32)
+
+uint32_t processor_features() {
+    uint32_t features = 0;
+    if (IsProcessorFeaturePresent(PF_ARM_V8_CRYPTO_INSTRUCTIONS_AVAILABLE))
+        features |= arm_aes | arm_pmull | arm_sha1 | arm_sha256;
+    if (IsProcessorFeaturePresent(PF_ARM_V8_CRC32_INSTRUCTIONS_AVAILABLE))
+        features |= arm_crc32;
+    return features;
 }
 
 #else

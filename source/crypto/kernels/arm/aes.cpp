@@ -1,15 +1,11 @@
 // AES by the AES instructions of 64-bit Arm processors.
 #include "crypto/aes_kernel.h"
 
-#if defined(OMBREL_ARM_AES)
+#if defined(OMBREL_ARM_KERNELS)
 
 #include <arm_neon.h>
 
-#if defined(__clang__)
-#define OMBREL_AES_TARGET "aes"
-#else
-#define OMBREL_AES_TARGET "+aes"
-#endif
+#define OMBREL_WITH_AES OMBREL_ARM_TARGET("+crypto")
 #include "crypto/kernels/aes_loops.h"
 
 namespace ombrel::crypto {

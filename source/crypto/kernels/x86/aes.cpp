@@ -1,7 +1,7 @@
 // AES by the processor's AES instructions.
 #if defined(__x86_64__) || defined(__i386__)
 
-#define OMBREL_AES_TARGET "aes,ssse3"
+#define OMBREL_WITH_AES [[gnu::target("aes,ssse3")]]
 #include "crypto/kernels/x86/aes_machine.h"
 
 namespace ombrel::crypto {

@@ -1,7 +1,7 @@
 // AES on two blocks in a register, where blocks do not depend on each other.
 #if defined(__x86_64__) || defined(__i386__)
 
-#define OMBREL_AES_TARGET "vaes,avx2,aes,ssse3"
+#define OMBREL_WITH_AES [[gnu::target("vaes,avx2,aes,ssse3")]]
 #include "crypto/kernels/x86/aes_machine.h"
 
 namespace ombrel::crypto {
