@@ -1,12 +1,12 @@
 // Files, pipes, paths and terminals.
 #include <algorithm>
-#include <filesystem>
 #include <thread>
 
 #include "platform/path.h"
 #include "platform/seam_support.h"
 #include "platform/system.h"
 #include "platform/terminal.h"
+#include "support/scratch_directory.h"
 
 using namespace ombrel_test;
 using platform::file_access;
@@ -19,15 +19,7 @@ constexpr file_access writing{false, true, false, false, false, false};
 
 class Files : public ::testing::Test {
 protected:
-    Files()
-        : folder_(std::filesystem::temp_directory_path() /
-                  ("ombrel_seam_" + std::to_string(platform::process_id()))) {
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directory(folder_);
-    }
-    ~Files() override { std::filesystem::remove_all(folder_); }
-
-    std::string path(const char* name) const { return (folder_ / name).string(); }
+    std::string path(const char* name) const { return folder_ / name; }
     void make(const char* name, const std::string& text) const {
         const owned file(platform::open_file(path(name).c_str(), {false, true, false, true, false, true}));
         EXPECT_EQ(static_cast<int>(text.size()), platform::write_file(file, text.data(), text.size()));
@@ -41,7 +33,7 @@ protected:
         return file.is_open() ? text : "(none)";
     }
 
-    std::filesystem::path folder_;
+    const scratch_directory folder_;
 };
 
 TEST_F(Files, OpenAsTheirAccessSays) {
@@ -62,7 +54,7 @@ TEST_F(Files, OpenAsTheirAccessSays) {
     for (const auto& one : cases) {
         SCOPED_TRACE(&one - cases);
         for (const bool is_there : {true, false}) {
-            std::filesystem::remove(path("f"));
+            remove_all(path("f"));
             if (is_there)
                 make("f", "abc\r\n");
             const owned file(platform::open_file(path("f").c_str(), one.access));
@@ -88,9 +80,9 @@ TEST_F(Files, OpenAsTheirAccessSays) {
     make("f", "text");
     const owned reader(platform::open_file(path("f").c_str(), reading));
     EXPECT_EQ(-1, platform::write_file(reader, "X", 1));
-    EXPECT_EQ(-1, platform::open_file(folder_.string().c_str(), reading));
+    EXPECT_EQ(-1, platform::open_file(folder_.path().c_str(), reading));
     EXPECT_EQ(fault_code::is_directory, last_code());
-    EXPECT_TRUE(platform::file_exists(folder_.string().c_str()) && platform::file_exists(path("f").c_str()));
+    EXPECT_TRUE(platform::file_exists(folder_.path().c_str()) && platform::file_exists(path("f").c_str()));
     EXPECT_FALSE(platform::file_exists(path("g").c_str()));
 }
 
@@ -205,8 +197,7 @@ TEST(Pipes, ClosedNumbersAreRefused) {
 }
 
 TEST(Paths, TheSeparatorIsOneOfThoseThatSplit) {
-    EXPECT_STREQ(std::string(1, static_cast<char>(std::filesystem::path::preferred_separator)).c_str(),
-                 platform::path_separator);
+    EXPECT_STREQ(separator, platform::path_separator);
 }
 
 TEST(Terminals, AreAskedForTheirSizeOnlyWhereTheyAre) {

@@ -6,39 +6,41 @@
 #include <unistd.h>
 
 #include "support/no_copy.h"
+#include "support/temporary_path.h"
 
 namespace ombrel_test {
 
 /// Redirects a standard descriptor into a file until text() is called or the scope ends.
 class capture : no_copy {
 public:
-    explicit capture(FILE* stream) : stream_(stream), descriptor_(fileno(stream)), file_(std::tmpfile()) {
+    explicit capture(FILE* stream)
+        : stream_(stream), descriptor_(fileno(stream)), written_(std::fopen(path_.c_str(), "wb")),
+          read_(std::fopen(path_.c_str(), "rb")) {
+        std::remove(path_.c_str()); // where the system lets go of a file that is open
         std::fflush(stream_);
         saved_ = dup(descriptor_);
-        dup2(fileno(file_), descriptor_);
+        dup2(fileno(written_), descriptor_);
     }
     ~capture() {
         restore();
-        fclose(file_);
+        fclose(read_);
+        fclose(written_);
+        std::remove(path_.c_str());
     }
 
     /// What was written so far without a buffer; catching goes on.
     std::string so_far() const {
         std::string result;
+        std::rewind(read_);
         char part[4096];
-        for (ssize_t n; (n = pread(fileno(file_), part, sizeof part, static_cast<off_t>(result.size()))) > 0;)
-            result.append(part, static_cast<size_t>(n));
+        for (size_t n; (n = fread(part, 1, sizeof part, read_)) > 0;)
+            result.append(part, n);
         return result;
     }
 
     std::string text() {
         restore();
-        std::string result;
-        std::rewind(file_);
-        char part[4096];
-        for (size_t n; (n = fread(part, 1, sizeof part, file_)) > 0;)
-            result.append(part, n);
-        return result;
+        return so_far();
     }
 
 private:
@@ -51,9 +53,10 @@ private:
         saved_ = -1;
     }
 
+    const std::string path_ = temporary_path();
     FILE* stream_;
     int descriptor_;
-    std::FILE* file_;
+    FILE *written_, *read_;
     int saved_ = -1;
 };
 

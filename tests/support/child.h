@@ -1,10 +1,27 @@
 // Work in a child process.
 #pragma once
 
-#include <sys/wait.h>
 #include <unistd.h>
 
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#endif
+
 namespace ombrel_test {
+
+#if defined(_WIN32)
+
+/// Tests of forks skip themselves where there are none.
+inline constexpr bool can_fork = false;
+
+template<typename Work>
+int in_child(const Work&) {
+    return -1;
+}
+
+#else
+
+inline constexpr bool can_fork = true;
 
 /// The status of a child that does the work, 0 when that gave true; a child that hangs is ended.
 template<typename Work>
@@ -18,5 +35,7 @@ int in_child(const Work& work) {
     waitpid(child, &status, 0);
     return status;
 }
+
+#endif
 
 } // namespace ombrel_test

@@ -1,30 +1,58 @@
 // A folder for files of a test.
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
+#include <cerrno>
+#include <dirent.h>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "support/no_copy.h"
+#include "support/temporary_path.h"
 
 namespace ombrel_test {
+
+#if defined(_WIN32)
+inline constexpr char separator[] = "\\";
+inline int make_directory(const std::string& path) {
+    return mkdir(path.c_str());
+}
+#else
+inline constexpr char separator[] = "/";
+inline int make_directory(const std::string& path) {
+    return mkdir(path.c_str(), 0700);
+}
+#endif
+
+/// Removes a file, or a folder with what is in it.
+inline void remove_all(const std::string& path) {
+    DIR* const folder = opendir(path.c_str());
+    if (folder == nullptr) {
+        unlink(path.c_str());
+        return;
+    }
+    while (const dirent* const entry = readdir(folder)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            remove_all(path + separator + name);
+    }
+    closedir(folder);
+    rmdir(path.c_str());
+}
 
 /// Removed, with what is in it, at the end of the scope.
 class scratch_directory : no_copy {
 public:
-    scratch_directory() {
-        std::string name = (std::filesystem::temp_directory_path() / "ombrel_test_XXXXXX").string();
-        EXPECT_NE(nullptr, mkdtemp(name.data()));
-        path_ = name;
-    }
-    ~scratch_directory() { std::filesystem::remove_all(path_); }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+    scratch_directory() { EXPECT_EQ(0, make_directory(path_)); }
+    ~scratch_directory() { remove_all(path_); }
+    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + separator + name; }
     void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(path_ / name, std::ios::binary) << bytes;
+        std::ofstream(*this / name, std::ios::binary) << bytes;
     }
     /// Writes a file. @return its path
     std::string file(const std::string& name, const std::string& bytes) const {
@@ -32,12 +60,12 @@ public:
         return *this / name;
     }
     std::string read(const std::string& name) const {
-        std::ifstream file(path_ / name, std::ios::binary);
+        std::ifstream file(*this / name, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
 private:
-    std::filesystem::path path_;
+    const std::string path_ = temporary_path();
 };
 
 } // namespace ombrel_test

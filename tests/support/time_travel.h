@@ -6,8 +6,11 @@
 #include <cstdint>
 #include <ctime>
 
-#include <sys/syscall.h>
 #include <unistd.h>
+
+#if !defined(_WIN32)
+#include <sys/syscall.h>
+#endif
 
 #include "support/no_copy.h"
 
@@ -15,6 +18,13 @@ namespace ombrel_test {
 
 inline std::atomic<int64_t> seconds_ahead{0}, calendar_seconds_ahead{0};
 inline std::atomic<unsigned long> clock_looks{0};
+
+/// Tests of it skip themselves where the library's clock cannot be replaced.
+#if defined(_WIN32)
+inline constexpr bool can_travel = false;
+#else
+inline constexpr bool can_travel = true;
+#endif
 
 /// Puts the clocks forward until the end of the scope, when nothing may look at them any more.
 class time_travel : no_copy {
@@ -25,12 +35,25 @@ public:
     void skip_seconds(long seconds) { seconds_ahead += seconds; }
 
     /// Goes to a moment of the calendar, in seconds since 1970.
-    void go_to(int64_t moment) {
+    void go_to(int64_t moment) { calendar_seconds_ahead = moment - calendar_seconds(); }
+
+private:
+    static int64_t calendar_seconds() {
+#if defined(_WIN32)
+        return time(nullptr);
+#else
         timespec now{};
         syscall(SYS_clock_gettime, CLOCK_REALTIME, &now);
-        calendar_seconds_ahead = moment - now.tv_sec;
+        return now.tv_sec;
+#endif
     }
 };
+
+} // namespace ombrel_test
+
+#if !defined(_WIN32)
+
+namespace ombrel_test {
 
 template<typename Time>
 int read_clock(long call, clockid_t clock, Time* now) {
@@ -61,4 +84,6 @@ extern "C" __attribute__((weak)) int __clock_gettime64(clockid_t clock,
                                                        ombrel_test::wide_time* now) noexcept {
     return ombrel_test::read_clock(SYS_clock_gettime64, clock, now);
 }
+#endif
+
 #endif

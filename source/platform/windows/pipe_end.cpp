@@ -13,7 +13,8 @@ constexpr auto local_pipe_information = static_cast<FILE_INFORMATION_CLASS>(24);
 constexpr ULONG synchronous_modes = 0x10 | 0x20; // with and without alerts
 
 struct local_pipe {
-    ULONG type, configuration, most_instances, instances, inbound_quota, bytes_to_read, outbound_quota, write_quota;
+    ULONG type, configuration, most_instances, instances, inbound_quota, bytes_to_read, outbound_quota,
+        write_quota;
     ULONG state, end;
 };
 

@@ -1,13 +1,14 @@
-// What those who wait for an end of a pipe must know about it. Ends that the seam makes are overlapped; those that the
-// process was given, or that others made, mostly are not.
+// What those who wait for an end of a pipe must know about it. Ends that the seam makes are overlapped; those
+// that the process was given, or that others made, mostly are not.
 #pragma once
 
 #include "platform/windows/windows_host.h"
 
 namespace ombrel::platform {
 
-/// Whether transfers by the handle need an OVERLAPPED and go on by themselves. An overlapped read of no bytes ends when
-/// there is something to read, or with ERROR_BROKEN_PIPE; other handles must be looked at again and again.
+/// Whether transfers by the handle need an OVERLAPPED and go on by themselves. An overlapped read of no bytes
+/// ends when there is something to read, or with ERROR_BROKEN_PIPE; other handles must be looked at again and
+/// again.
 bool is_overlapped(HANDLE handle);
 
 enum class pipe_input {
@@ -20,8 +21,8 @@ pipe_input look_for_input(HANDLE read_end);
 
 enum class pipe_room {
     some, ///< or the reader is gone, which a write tells
-    /// The pipe is full, or its reader waits with a large buffer, or the host does not tell: who waits for room makes
-    /// a pause of some milliseconds and lets a write try, which never waits if it is told so.
+    /// The pipe is full, or its reader waits with a large buffer, or the host does not tell: who waits for
+    /// room makes a pause of some milliseconds and lets a write try, which never waits if it is told so.
     unclear,
 };
 pipe_room look_for_room(HANDLE write_end);
