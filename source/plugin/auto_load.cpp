@@ -59,12 +59,6 @@ const char* installed_place() {
     return place;
 }
 
-/// The directories of OMBREL_PLUGIN_PATH or, where it is not set, that of the installed plug-ins.
-const char* usual_places() {
-    const char* const given = platform::trusted_environment_variable("OMBREL_PLUGIN_PATH");
-    return given != nullptr ? given : installed_place();
-}
-
 bool is_in(std::string_view directory, std::string_view name) {
     char path[1024];
     const std::string_view separator = platform::path_separator;
@@ -94,8 +88,11 @@ bool is_unknown_to_platform(const char* path) {
     return library == nullptr;
 }
 
+/// Looks in the entry's own directories, those of OMBREL_PLUGIN_PATH or that of the installed plug-ins.
 void load(auto_load_entry& entry) {
-    const char* const places = entry.search_list != nullptr ? entry.search_list : usual_places();
+    const platform::variable_text given = platform::trusted_environment_variable("OMBREL_PLUGIN_PATH");
+    const char* const usual = given.get() != nullptr ? given.get() : installed_place();
+    const char* const places = entry.search_list != nullptr ? entry.search_list : usual;
     if (entry.use.handle >= 0 || (entry.is_absent && !is_in_list(places, entry.path)))
         return;
     // Loading may change the environment.

@@ -20,8 +20,9 @@ char* ombrel_alloc_getenv(const char* names) {
         const ombrel::heap_ptr<char> name(ombrel_get_word_sep_alloc_c(0, "|", &names));
         if (!name)
             return nullptr;
-        if (const char* value = ombrel::platform::environment_variable(name.get()))
-            return ombrel_strdup_tag(value, "__ombrel_alloc_getenv_one", __LINE__);
+        const ombrel::platform::variable_text value = ombrel::platform::environment_variable(name.get());
+        if (value.get() != nullptr)
+            return ombrel_strdup_tag(value.get(), "__ombrel_alloc_getenv_one", __LINE__);
         if (*names != '\0')
             names++;
     }

@@ -12,13 +12,13 @@ char** environment() {
     return environ;
 }
 
-const char* environment_variable(const char* name) {
-    return getenv(name);
+variable_text environment_variable(const char* name) {
+    return {getenv(name), nullptr};
 }
 
-const char* trusted_environment_variable(const char* name) {
+variable_text trusted_environment_variable(const char* name) {
     const bool is_privileged = getuid() != geteuid() || getgid() != getegid();
-    return is_privileged ? nullptr : getenv(name);
+    return {is_privileged ? nullptr : getenv(name), nullptr};
 }
 
 int set_environment_variable(const char* name, const char* value) {
