@@ -38,6 +38,9 @@ constexpr const char build_time[] = __TIME__;
 #if defined(__x86_64__) || defined(_M_X64)
 #define OMBREL_ARCHITECTURE "x86_64"
 #define OMBREL_VENDOR "pc"
+#elif (defined(__i386__) || defined(_M_IX86)) && defined(_WIN32)
+#define OMBREL_ARCHITECTURE "x86"
+#define OMBREL_VENDOR "pc"
 #elif defined(__i386__) || defined(_M_IX86)
 #define OMBREL_ARCHITECTURE "i386"
 #define OMBREL_VENDOR "pc"
@@ -66,8 +69,10 @@ constexpr const char build_time[] = __TIME__;
 #define OMBREL_SYSTEM "linux-gnu"
 #elif defined(__linux__)
 #define OMBREL_SYSTEM "linux-musl"
+#elif defined(__MINGW32__)
+#define OMBREL_SYSTEM "windows-gnu"
 #elif defined(_WIN32)
-#define OMBREL_SYSTEM "windows"
+#define OMBREL_SYSTEM "windows-msvc"
 #elif defined(__APPLE__)
 #define OMBREL_SYSTEM "darwin"
 #else

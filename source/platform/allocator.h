@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#if defined(__GLIBC__)
 #include <unistd.h>
+#endif
 
 #include "platform/system.h"
 
