@@ -27,7 +27,7 @@ void descriptor_table::close() {
 }
 
 bool descriptor_table::reserve(int fd) {
-    const size_t wanted = static_cast<size_t>(fd) + 1;
+    const size_t wanted = platform::slot_of(fd) + 1;
     if (wanted <= size_)
         return true;
     // A number that is no descriptor's may be any; the table is not to grow for it.
@@ -65,7 +65,7 @@ bool descriptor_table::attach(ombrel_event_t& event, unsigned interest) {
     const int fd = event.m_fd;
     if (!reserve(fd))
         return false;
-    entry& of = entries_[fd];
+    entry& of = at(fd);
     if (of.first == nullptr) {
         of.generation++;
         of.quiet = false;
@@ -81,23 +81,23 @@ bool descriptor_table::attach(ombrel_event_t& event, unsigned interest) {
 }
 
 bool descriptor_table::is_attached(const ombrel_event_t& event) const {
-    if (event.m_fd < 0 || static_cast<size_t>(event.m_fd) >= size_)
+    if (event.m_fd < 0 || platform::slot_of(event.m_fd) >= size_)
         return false;
-    return event.m_fd_prev != nullptr || entries_[event.m_fd].first == &event;
+    return event.m_fd_prev != nullptr || at(event.m_fd).first == &event;
 }
 
 void descriptor_table::detach(ombrel_event_t& event) {
     if (!is_attached(event))
         return;
     const int fd = event.m_fd;
-    entry& of = entries_[fd];
+    entry& of = at(fd);
     unlink(of, event);
     of.interest = of.last != nullptr ? static_cast<uint8_t>(interest_of(*of.last)) : 0;
     apply(fd, false);
 }
 
 bool descriptor_table::set_interest(ombrel_event_t& event, unsigned interest) {
-    entry& of = entries_[event.m_fd];
+    entry& of = at(event.m_fd);
     if (of.last != &event) {
         unlink(of, event);
         link_last(of, event);
@@ -119,7 +119,7 @@ bool is_one_shot(const ombrel_event_t& first) {
 // `fresh` is set for a new event: its descriptor may be another one with the number of one that was closed
 // unnoticed, so the host is told even if nothing seems to have changed.
 bool descriptor_table::apply(int fd, bool fresh) {
-    entry& of = entries_[fd];
+    entry& of = at(fd);
     if (of.interest == 0) {
         end_interest(fd);
         return true;
@@ -145,12 +145,12 @@ bool descriptor_table::apply(int fd, bool fresh) {
 // there.
 void descriptor_table::end_interest(int fd) {
     clear_always_ready(fd);
-    if (entries_[fd].known && entries_[fd].told != 0)
+    if (at(fd).known && at(fd).told != 0)
         forget(fd);
 }
 
 void descriptor_table::forget(int fd) {
-    entry& of = entries_[fd];
+    entry& of = at(fd);
     platform::forget_descriptor(*set_, fd);
     of.known = false;
     of.told = 0;
@@ -158,7 +158,7 @@ void descriptor_table::forget(int fd) {
 }
 
 void descriptor_table::note_report(int fd) {
-    entry& of = entries_[fd];
+    entry& of = at(fd);
     if (of.once)
         of.told = 0;
     if (of.reported)
@@ -175,11 +175,11 @@ void descriptor_table::renew() {
     if (!platform::renew_poll_set(*set_))
         return;
     known_ = 0;
-    for (size_t fd = 0; fd < size_; fd++)
-        if (entries_[fd].known) {
-            entries_[fd].known = false;
-            entries_[fd].told = 0;
-            apply(static_cast<int>(fd), true);
+    for (size_t slot = 0; slot < size_; slot++)
+        if (entries_[slot].known) {
+            entries_[slot].known = false;
+            entries_[slot].told = 0;
+            apply(platform::descriptor_at(slot), true);
         }
 }
 
@@ -188,27 +188,27 @@ void descriptor_table::settle() {
         renew();
     while (reported_ != none) {
         const int fd = reported_;
-        reported_ = entries_[fd].next_reported;
-        entries_[fd].reported = false;
+        reported_ = at(fd).next_reported;
+        at(fd).reported = false;
         apply(fd, false);
     }
     platform::prepare_wait(*set_, known_);
 }
 
 void descriptor_table::set_always_ready(int fd) {
-    entries_[fd].always_ready = true;
-    entries_[fd].next_always = always_ready_;
+    at(fd).always_ready = true;
+    at(fd).next_always = always_ready_;
     always_ready_ = fd;
 }
 
 void descriptor_table::clear_always_ready(int fd) {
-    if (!entries_[fd].always_ready)
+    if (!at(fd).always_ready)
         return;
-    entries_[fd].always_ready = false;
+    at(fd).always_ready = false;
     int* link = &always_ready_;
     while (*link != fd)
-        link = &entries_[*link].next_always;
-    *link = entries_[fd].next_always;
+        link = &at(*link).next_always;
+    *link = at(fd).next_always;
 }
 
 } // namespace ombrel

@@ -6,6 +6,7 @@
 
 #include <ombrel/event.h>
 
+#include "platform/descriptor_slot.h"
 #include "platform/poll.h"
 
 namespace ombrel {
@@ -40,8 +41,8 @@ public:
         size_t pairs = 0;
         for (int i = 0; i < count; i++)
             pairs += mark_ready(platform::ready_at(*set_, i), visit);
-        for (int fd = always_ready_; fd != none; fd = entries_[fd].next_always)
-            pairs += mark(entries_[fd], always_ready_kinds, visit);
+        for (int fd = always_ready_; fd != none; fd = at(fd).next_always)
+            pairs += mark(at(fd), always_ready_kinds, visit);
         return pairs;
     }
 
@@ -74,9 +75,9 @@ private:
 
     template<typename Visitor>
     size_t mark_ready(const platform::ready_descriptor& found, Visitor& visit) {
-        if (static_cast<size_t>(found.descriptor) >= size_)
+        if (platform::slot_of(found.descriptor) >= size_)
             return 0;
-        entry& of = entries_[found.descriptor];
+        entry& of = at(found.descriptor);
         if (of.generation != found.generation || !of.known) {
             stale_reports_++;
             return 0;
@@ -93,6 +94,9 @@ private:
         return mark(of, found.bits, visit);
     }
 
+    entry& at(int fd) { return entries_[platform::slot_of(fd)]; }
+    const entry& at(int fd) const { return entries_[platform::slot_of(fd)]; }
+
     bool reserve(int fd);
     void link_last(entry& of, ombrel_event_t& event);
     void unlink(entry& of, ombrel_event_t& event);
@@ -105,7 +109,7 @@ private:
     void clear_always_ready(int fd);
 
     platform::poll_set* set_;
-    entry* entries_;
+    entry* entries_; ///< by the descriptors' slots
     size_t size_;
     size_t known_;
     unsigned stale_reports_; ///< of descriptors that nobody watches

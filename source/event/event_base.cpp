@@ -53,7 +53,8 @@ const char* build(ombrel_event_base_t& base) {
         return "ombrel_event_base_init_priority failed !";
     if (ombrel_socket_pipe(base.m_notify_pipe) != 0)
         return "ombrel_socket_pipe for notify failed !";
-    platform::prepare_wakeup_socket(base.m_notify_pipe[1]);
+    for (const int end : base.m_notify_pipe)
+        platform::prepare_wakeup_socket(end);
     constexpr uint32_t flags = def_ombrel_event_read | def_ombrel_event_persist;
     if (ombrel_assign_event(&base, &base.m_notify_event, base.m_notify_pipe[0], flags, on_notify, &base) != 0)
         return "ombrel_assign_event for notify failed !";

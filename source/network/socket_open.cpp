@@ -92,7 +92,7 @@ int listen_one(int family, bool family_asked_for, const char* address, int port)
         return def_ombrel_invalid_socket;
     if (family == AF_INET6 && family_asked_for)
         platform::set_option(s.get(), socket_option::ipv6_only, 1);
-    ombrel_set_reuse_address_socket(s.get(), 1);
+    platform::claim_port(s.get());
     const bool listening =
         ombrel_bind(s.get(), own.get(), own.size()) == 0 && ombrel_listen(s.get(), as_many_as_allowed) == 0;
     return listening ? s.release() : def_ombrel_invalid_socket;

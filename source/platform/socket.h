@@ -77,20 +77,26 @@ enum class socket_option {
 int get_option(int s, socket_option option, int& value);
 int set_option(int s, socket_option option, int value);
 
+/// Before a listener is bound: lets it have a port on which connections of an earlier one have not quite
+/// ended, and lets nobody else have that port beside it. (What reuse_address does differs: on some hosts it
+/// lets others take the port.)
+int claim_port(int s);
+
 int set_linger(int s, bool on, uint16_t seconds);
 
 /// Never lets datagrams of an IPv4 or IPv6 socket be fragmented, or lets them; -1 where there is no such
 /// switch.
 int set_path_mtu_discovery(int s, int family, bool on);
 
-/// Lets single bytes through at once: two wake-ups in a row must not wait for an acknowledgement.
+/// Makes a socket an end of a pair for wake-ups: single bytes go at once, as two wake-ups in a row must not
+/// wait for an acknowledgement, and the two calls below never wait.
 void prepare_wakeup_socket(int s);
 
-/// Sends one byte through a wake-up socket, which is non-blocking, unless it is full. May be called from
-/// signal handlers, whose last fault it leaves alone.
+/// Sends one byte through a wake-up socket, unless it is full. May be called from signal handlers, whose last
+/// fault it leaves alone.
 void post_wakeup(int s);
 
-/// Takes all bytes out of the other end, which is non-blocking, too.
+/// Takes all bytes out of the other end.
 void drain_wakeups(int s);
 
 } // namespace ombrel::platform

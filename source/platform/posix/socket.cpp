@@ -243,6 +243,10 @@ int set_option(int s, socket_option option, int value) {
     return set_option(s, place.level, place.name, &value, sizeof value);
 }
 
+int claim_port(int s) {
+    return set_option(s, socket_option::reuse_address, 1);
+}
+
 int set_linger(int s, bool on, uint16_t seconds) {
     const linger value{on ? 1 : 0, seconds};
     return set_option(s, SOL_SOCKET, SO_LINGER, &value, sizeof value);
