@@ -80,7 +80,7 @@ int call_close(ctx_record& ctx) {
 
 void finish_context(void* object) {
     auto* ctx = static_cast<ctx_record*>(object);
-    ctx->changer = &thread_mark;
+    ctx->changer = platform::thread_mark();
     close(*ctx);
 }
 
@@ -124,7 +124,7 @@ int refuse_opening(int handle) {
 }
 
 bool ctx_record::is_changed_here() const {
-    return changer == &thread_mark;
+    return changer == platform::thread_mark();
 }
 
 int ctx_record::last_error() const {

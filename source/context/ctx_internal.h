@@ -10,7 +10,7 @@
 
 #include "context/option_list.h"
 #include "core/heap_ptr.h"
-#include "core/thread_mark.h"
+#include "platform/thread.h"
 #include "plugin/plugin_registry.h"
 #include "thread/instance.h"
 
@@ -120,7 +120,7 @@ class ctx_change {
 public:
     explicit ctx_change(int handle) : held_(enter_instance(ctx_type, handle, instance_call::alone)) {
         if (held_.object != nullptr)
-            operator->()->changer = &thread_mark;
+            operator->()->changer = platform::thread_mark();
     }
     ~ctx_change() {
         if (held_.object == nullptr)

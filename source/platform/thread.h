@@ -9,6 +9,17 @@ namespace ombrel::platform {
 /// The calling thread's id, never 0: no other thread has it at the same time.
 uint64_t thread_id();
 
+/// A value that is the calling thread's own for as long as it lives, never null, where asking for its id would cost
+/// too much.
+#if defined(_WIN32)
+const void* thread_mark();
+#else
+inline thread_local char own_thread_mark;
+inline const void* thread_mark() {
+    return &own_thread_mark;
+}
+#endif
+
 /// Sleeps at least so long, interrupted or not.
 void sleep_milliseconds(uint32_t milliseconds);
 

@@ -12,11 +12,11 @@
 #include "core/deadline.h"
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
-#include "core/thread_mark.h"
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "platform/library_loader.h"
 #include "platform/path.h"
+#include "platform/thread.h"
 #include "plugin/plugin_registry.h"
 #include "text/slice.h"
 #include "text/word_list.h"
@@ -114,7 +114,7 @@ bool begin_settling() {
     const short_lock_guard guard(count_lock);
     if (settler != nullptr)
         return false;
-    settler = &thread_mark;
+    settler = platform::thread_mark();
     return true;
 }
 
@@ -156,7 +156,8 @@ void settle_auto_loads() {
 bool wait_for_auto_loads() {
     const deadline limit(longest_wait_ms);
     bool has_waited = false;
-    for (const void* at = settler; at != nullptr && at != &thread_mark && !limit.passed(); at = settler) {
+    for (const void* at = settler; at != nullptr && at != platform::thread_mark() && !limit.passed();
+         at = settler) {
         ombrel_load_balance_short();
         has_waited = true;
     }

@@ -15,7 +15,7 @@
 
 #include "core/invariant.h"
 #include "core/spin_lock_guard.h"
-#include "core/thread_mark.h"
+#include "platform/thread.h"
 #include "plugin/builtin_plugins.h"
 
 namespace ombrel::plugin {
@@ -70,7 +70,7 @@ void unlink(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
 bool waits_for_this_thread(const plugin_record& record) OMBREL_REQUIRES(registry_lock) {
     OMBREL_INVARIANT(is_held(registry_lock));
     const plugin_record* at = &record;
-    while (at != nullptr && at->worker != &thread_mark)
+    while (at != nullptr && at->worker != platform::thread_mark())
         at = at->awaited;
     return at != nullptr;
 }
@@ -79,7 +79,7 @@ bool waits_for_this_thread(const plugin_record& record) OMBREL_REQUIRES(registry
 void set_awaited(plugin_record* awaited) OMBREL_REQUIRES(registry_lock) {
     OMBREL_INVARIANT(is_held(registry_lock));
     for (plugin_record* at = newest; at != nullptr; at = next_of(*at))
-        if (at->worker == &thread_mark)
+        if (at->worker == platform::thread_mark())
             at->awaited = awaited;
 }
 
@@ -175,7 +175,7 @@ entry add_record(unlisted_record& made) OMBREL_REQUIRES(registry_lock) {
         return {nullptr, false, 0, handle == no_instance_left};
     record.m_handle = handle;
     record.m_bound_count = 1;
-    record.worker = &thread_mark;
+    record.worker = platform::thread_mark();
     link(record);
     return {made.release(), true, record.era, false};
 }
@@ -286,7 +286,7 @@ bool claim_unused(plugin_record& record) OMBREL_REQUIRES(registry_lock) {
         return false;
     if (record.stage == plugin_stage::ready)
         record.stage = plugin_stage::leaving;
-    record.worker = &thread_mark;
+    record.worker = platform::thread_mark();
     return true;
 }
 

@@ -1,9 +1,13 @@
 #include "platform/library_loader.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 
+#include "platform/thread.h"
 #include "platform/windows/host_block.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/windows_host.h"
@@ -16,10 +20,64 @@ namespace {
 
 /// What the loader refused a thread last, in words; told once.
 struct complaint {
+    const void* thread;
+    uint64_t time;
     bool is_new;
     char text[512];
 };
-thread_local complaint last_complaint;
+
+/// Those of the threads that complained last.
+class complaint_book {
+public:
+    /// Replaces the thread's own, or the oldest one.
+    void add(const char* text);
+    /// Null when the thread has none, or was told it already.
+    const char* take();
+
+private:
+    complaint* find_own();
+    complaint* find_oldest();
+
+    SRWLOCK lock_ = SRWLOCK_INIT;
+    uint64_t time_ = 0;
+    complaint complaints_[32] = {};
+};
+constinit complaint_book complaints;
+
+complaint* complaint_book::find_own() {
+    for (complaint& one : complaints_)
+        if (one.thread == thread_mark())
+            return &one;
+    return nullptr;
+}
+
+complaint* complaint_book::find_oldest() {
+    const auto is_older = [](const complaint& left, const complaint& right) {
+        return left.time < right.time;
+    };
+    return std::min_element(std::begin(complaints_), std::end(complaints_), is_older);
+}
+
+void complaint_book::add(const char* text) {
+    AcquireSRWLockExclusive(&lock_);
+    complaint* const own = find_own();
+    complaint& one = own != nullptr ? *own : *find_oldest();
+    one.thread = thread_mark();
+    one.time = ++time_;
+    one.is_new = true;
+    snprintf(one.text, sizeof one.text, "%s", text);
+    ReleaseSRWLockExclusive(&lock_);
+}
+
+const char* complaint_book::take() {
+    AcquireSRWLockExclusive(&lock_);
+    complaint* const own = find_own();
+    const char* const text = own != nullptr && own->is_new ? own->text : nullptr;
+    if (own != nullptr)
+        own->is_new = false;
+    ReleaseSRWLockExclusive(&lock_);
+    return text;
+}
 
 /// The system's words for an error, without the line's end; empty when it has none.
 void write_host_words(DWORD error, char* text, size_t room) {
@@ -35,11 +93,10 @@ void write_host_words(DWORD error, char* text, size_t room) {
 /// To be called at once, as the error is the thread's last.
 void complain(const char* about) {
     const DWORD error = GetLastError();
-    char words[384];
+    char words[384], text[512];
     write_host_words(error, words, sizeof words);
-    last_complaint.is_new = true;
-    snprintf(last_complaint.text, sizeof last_complaint.text, "%.100s: %s (%lu)",
-             about != nullptr ? about : "", words, error);
+    snprintf(text, sizeof text, "%.100s: %s (%lu)", about != nullptr ? about : "", words, error);
+    complaints.add(text);
 }
 
 /// Keeps the system from showing a box about a library that lacks another one.
@@ -153,10 +210,7 @@ void* library_symbol(void* library, const char* name) {
 }
 
 const char* library_error() {
-    if (!last_complaint.is_new)
-        return nullptr;
-    last_complaint.is_new = false;
-    return last_complaint.text;
+    return complaints.take();
 }
 
 } // namespace ombrel::platform

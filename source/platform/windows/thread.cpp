@@ -14,6 +14,11 @@ uint64_t thread_id() {
     return GetCurrentThreadId();
 }
 
+// The id, which costs little here: variables of threads would bring a run-time library along.
+const void* thread_mark() {
+    return reinterpret_cast<const void*>(static_cast<uintptr_t>(GetCurrentThreadId()));
+}
+
 // Sleep() counts the ticks of the system, so it may end within the last one.
 void sleep_milliseconds(uint32_t milliseconds) {
     const uint64_t end = monotonic_nanoseconds() + milliseconds * nanoseconds_per_millisecond;
