@@ -93,6 +93,7 @@
 #include <ombrel/utf8.h>
 #include <ombrel/value.h>
 #include <ombrel/version.h>
+#include <ombrel/window_event.h>
 #include <ombrel/word.h>
 
 #endif

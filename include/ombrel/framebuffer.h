@@ -21,11 +21,22 @@
  * Options of tuk_linuxfb:
  * - `source`: the device, "/dev/fb0" by default
  *
- * Options of tuk_windows_dib:
- * - `class_name`, `title_name`: of the window; "ombrel_tuk_windows_dib" by default, and no title
- * - `xywh`: place and size of the window, "0,0,640,480" by default
+ * Options of tuk_windows_dib, which serves where the host's windows show device-independent bitmaps, on
+ * Windows, and is not supported elsewhere (there is plugin_window.h for desktops of Linux):
+ * - `class_name`, `title_name`: of the window, in UTF-8; "ombrel_tuk_windows_dib" by default, and no title
+ * - `xywh`: where the window's frame begins on the screen, and the columns and rows of the map, 32767 of each
+ * at most; 640 x 480 at a place of the system's choice by default
+ * - `resx`, `resy`, `color_interface`, `bpp`: as for tuk_fb; what a bitmap cannot hold, such as 24 bits with
+ * red in the lowest byte, is an invalid argument
  *
- * With `debug` not 0 the maps tell of their work.
+ * Its map is the bitmap, whose rows begin at multiples of four bytes. The window paints from it whenever a
+ * part of it comes to light; what has changed is copied to the window by ombrel_fbmap_update() or
+ * ombrel_ctx_sync(), that region alone. A thread of each window owns it. What the user does to the window,
+ * and when it is gone, is told by window_event.h.
+ *
+ * With `debug` not 0 the maps tell of their work, and tuk_windows_dib of the messages create, paint, command,
+ * l-button, r-button, close, destroy and quit of its window: "create : wParam=%lu, lParam=%lu\n", the lowest
+ * 32 bits of each, on standard output.
  */
 #ifndef OMBREL_FRAMEBUFFER_H
 #define OMBREL_FRAMEBUFFER_H
@@ -52,6 +63,11 @@ struct ombrel_fbmap_ts;
 /** "pan", of linuxfb: shows another part of the device's memory, given by the offsets of an
  *  ombrel_fb_display_t, and copies the root there. */
 #define def_ombrel_fb_control_pan 0x203u
+/** "set_window_handler", of windows: who is told of events; the record is an ombrel_window_listener_t. */
+#define def_ombrel_fb_control_set_window_handler 0x204u
+/** "get_window_event", of windows: takes an event or waits for one, in an ombrel_window_wait_t. Fails with
+ * the error "disconnected" when there is none and the window is gone. */
+#define def_ombrel_fb_control_get_window_event 0x205u
 /** @} */
 
 /** Record of #def_ombrel_fb_control_get_root. */

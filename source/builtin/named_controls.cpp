@@ -31,6 +31,8 @@ constexpr std::array named_controls{
     named_control{"get_info", def_ombrel_fb_control_get_info},
     named_control{"get_display", def_ombrel_fb_control_get_display},
     named_control{"pan", def_ombrel_fb_control_pan},
+    named_control{"set_window_handler", def_ombrel_fb_control_set_window_handler},
+    named_control{"get_window_event", def_ombrel_fb_control_get_window_event},
     named_control{"execute", def_ombrel_multicall_control_execute},
 };
 

@@ -2,6 +2,7 @@
 #include <ombrel/ctx.h>
 #include <ombrel/dl.h>
 #include <ombrel/multicall.h>
+#include <ombrel/window_event.h>
 
 #include "alloc_failure/injection.h"
 
@@ -10,6 +11,15 @@
 
 #include "../plugins/curl_headers.h"
 #include "../plugins/sqlite_result.h"
+#endif
+
+#if defined(OMBREL_TEST_WINDOW)
+#include <cstdlib>
+
+#include <ombrel/ctx_interface.h>
+
+OMBREL_PLUGIN_API int ombrel_plugin_initialize(const char** hint, const void** interface_table, size_t* size);
+OMBREL_PLUGIN_API int ombrel_plugin_uninitialize(void);
 #endif
 
 namespace ombrel_test {
@@ -97,6 +107,31 @@ OMBREL_FAILURES(Framebuffer, memory) {
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx), result != 0 ? def_ombrel_ctx_error_no_memory : 0);
     EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
 }
+
+OMBREL_FAILURES(Framebuffer, window_events) {
+    null_when_hit(fail, ombrel_free_window_events, ombrel_new_window_events);
+}
+
+#if defined(OMBREL_TEST_WINDOW)
+// Without a screen, and without the registry of plug-ins.
+OMBREL_FAILURE_ONCE(Window, open) {
+    const char* hint;
+    const void* table;
+    size_t size;
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    ASSERT_EQ(0, ombrel_plugin_initialize(&hint, &table, &size));
+    const auto& operations = static_cast<const ombrel_ctx0_v1_interface_t*>(table)->m_v0;
+    {
+        const made_ctx ctx;
+        ombrel_ctx_set_option(ctx.handle, "xywh", "0,0,10,10");
+        if (done_or_refused(fail, [&] { return operations.m_open(ctx.handle, hint); }) == 0)
+            EXPECT_EQ(0, operations.m_close(ctx.handle));
+        else
+            EXPECT_NE(0, ombrel_ctx_get_last_error(ctx.handle));
+    }
+    EXPECT_EQ(0, ombrel_plugin_uninitialize());
+}
+#endif
 
 #if defined(OMBREL_TEST_SQLITE)
 OMBREL_FAILURES(Sqlite, results) {
