@@ -61,6 +61,7 @@
 #include <ombrel/plugin.h>
 #include <ombrel/plugin_curl.h>
 #include <ombrel/plugin_sqlite.h>
+#include <ombrel/plugin_window.h>
 #include <ombrel/png.h>
 #include <ombrel/printf.h>
 #include <ombrel/progress.h>
