@@ -46,7 +46,7 @@ public:
     pipe_guard(const pipe_guard&) = delete;
     pipe_guard& operator=(const pipe_guard&) = delete;
 
-    bool open() { return platform::open_pipe(ends_); }
+    bool open(platform::pipe_side of_child) { return platform::open_pipe(ends_, of_child); }
     int read_end() const { return ends_[0]; }
     int write_end() const { return ends_[1]; }
     int take_read_end() { return std::exchange(ends_[0], -1); }
@@ -102,7 +102,8 @@ int open(builtin_ctx& ctx) {
     if (!read_option(ctx, "close_timeout", state.close_timeout))
         return -1;
     pipe_guard input, output;
-    if ((writes && !input.open()) || (reads && !output.open()))
+    if ((writes && !input.open(platform::pipe_side::read)) ||
+        (reads && !output.open(platform::pipe_side::write)))
         return fail_by_system(ctx);
     state.process = start(ctx, {input.read_end(), output.write_end()});
     if (state.process < 0)

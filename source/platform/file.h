@@ -19,8 +19,12 @@ struct file_access {
 int open_file(const char* path, const file_access& access);
 int open_file_for_reading(const char* path);
 
-/// Makes a pipe that child processes do not inherit: read end first.
-bool open_pipe(int ends[2]);
+/// Which end of a pipe becomes the standard stream of a child process: hosts differ in what programs expect
+/// there.
+enum class pipe_side { none, read, write };
+
+/// Makes a pipe that child processes do not inherit unless they are given an end: read end first.
+bool open_pipe(int ends[2], pipe_side of_child = pipe_side::none);
 
 /// A second descriptor for what a descriptor stands for, which child processes do not inherit; or -1.
 int duplicate_descriptor(int descriptor);

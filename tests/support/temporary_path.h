@@ -14,8 +14,8 @@ inline std::string temporary_path() {
         if (folder == nullptr)
             folder = std::getenv(variable);
     std::random_device random;
-    return std::string(folder != nullptr ? folder : "/tmp") + "/ombrel_test_" + std::to_string(random()) + "_" +
-           std::to_string(random());
+    return std::string(folder != nullptr ? folder : "/tmp") + "/ombrel_test_" + std::to_string(random()) +
+           "_" + std::to_string(random());
 }
 
 } // namespace ombrel_test

@@ -5,8 +5,8 @@
 //   load(), store(), one_byte(), first_byte() and push_byte().
 //
 // Compilers inline functions with special instructions only into others that have them too. So the
-// instructions are given by the attribute OMBREL_WITH_AES, defined before this header is included, and each kernel compiles the
-// loops for itself.
+// instructions are given by the attribute OMBREL_WITH_AES, defined before this header is included, and each
+// kernel compiles the loops for itself.
 #pragma once
 
 #include "crypto/aes_kernel.h"

@@ -90,7 +90,7 @@ int open_file_for_reading(const char* path) {
     return open_file(path, access);
 }
 
-bool open_pipe(int ends[2]) {
+bool open_pipe(int ends[2], pipe_side) {
 #if defined(__linux__)
     return pipe2(ends, O_CLOEXEC) == 0;
 #else

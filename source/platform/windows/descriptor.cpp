@@ -1,5 +1,6 @@
 #include "platform/windows/descriptor.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -26,16 +27,59 @@ bool is_socket(int descriptor) {
            getsockopt(socket_of(descriptor), SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &size) == 0;
 }
 
-/// A second number for the same handle, as the first may be taken for a socket; the first is given back.
-int renumber(int descriptor) {
-    int result = _dup(descriptor);
-    if (result >= 0 && result % handle_step == 0)
-        result = renumber(result);
+/// A second number, for a copy of the handle, as the first may be taken for a socket; the first is given
+/// back.
+int renumber(int descriptor, HANDLE handle, int flags) {
+    HANDLE const copy = copy_handle(handle, false);
+    const int result = copy != nullptr ? adopt_handle(copy, flags) : -1;
     _close(descriptor);
     return result;
 }
 
+/// More than the C library ever gives out.
+constexpr size_t most_numbers = 8192;
+
+/// The handle that a number had when something was noted about it, which is a multiple of 4, and the notes. A
+/// number that stands for another one by now has none.
+std::atomic<uintptr_t> all_notes[most_numbers];
+
+constexpr uintptr_t note_bits = handle_step - 1;
+
+uintptr_t notes_of(size_t descriptor, HANDLE handle) {
+    const uintptr_t noted = all_notes[descriptor].load(std::memory_order_relaxed);
+    return (noted & ~note_bits) == reinterpret_cast<uintptr_t>(handle) ? noted & note_bits : 0;
+}
+
+void forget_notes(int descriptor) {
+    const auto number = static_cast<size_t>(descriptor);
+    if (number < most_numbers)
+        all_notes[number].store(0, std::memory_order_relaxed);
+}
+
 } // namespace
+
+HANDLE copy_handle(HANDLE handle, bool is_inherited) {
+    HANDLE const own = GetCurrentProcess();
+    HANDLE copy;
+    if (DuplicateHandle(own, handle, own, &copy, 0, is_inherited, DUPLICATE_SAME_ACCESS))
+        return copy;
+    fail_by_last_error();
+    return nullptr;
+}
+
+bool has_note(int descriptor, HANDLE handle, descriptor_note note) {
+    const auto number = static_cast<size_t>(descriptor);
+    return number < most_numbers && (notes_of(number, handle) & note) != 0;
+}
+
+void set_note(int descriptor, HANDLE handle, descriptor_note note, bool on) {
+    const auto number = static_cast<size_t>(descriptor);
+    if (number >= most_numbers)
+        return;
+    const uintptr_t others = notes_of(number, handle) & ~uintptr_t{note};
+    all_notes[number].store(reinterpret_cast<uintptr_t>(handle) | others | (on ? uintptr_t{note} : 0),
+                            std::memory_order_relaxed);
+}
 
 tolerant_c_library::tolerant_c_library()
     : before_(_set_thread_local_invalid_parameter_handler(ignore_parameters)) {}
@@ -74,6 +118,12 @@ descriptor_kind kind_of(int descriptor) {
     }
 }
 
+void close_number(int descriptor) {
+    const tolerant_c_library guard;
+    forget_notes(descriptor);
+    _close(descriptor);
+}
+
 int adopt_handle(HANDLE handle, int flags) {
     const tolerant_c_library guard;
     const int descriptor =
@@ -83,7 +133,10 @@ int adopt_handle(HANDLE handle, int flags) {
         errno = EMFILE;
         return -1;
     }
-    return descriptor % handle_step == 0 ? renumber(descriptor) : descriptor;
+    if (descriptor % handle_step == 0)
+        return renumber(descriptor, handle, flags);
+    forget_notes(descriptor);
+    return descriptor;
 }
 
 } // namespace ombrel::platform

@@ -30,6 +30,20 @@ inline SOCKET socket_of(int descriptor) {
 /// @param flags those of _open_osfhandle()
 int adopt_handle(HANDLE handle, int flags);
 
+/// A second handle for the same thing; null, with its fault, when there is none left.
+HANDLE copy_handle(HANDLE handle, bool is_inherited);
+
+/// What the seam remembers about numbers of the C library, as the system does not tell it.
+enum descriptor_note : uintptr_t {
+    note_appends = 1,    ///< each write to the file goes to its end
+    note_never_waits = 2 ///< reads and writes of the pipe do not wait
+};
+bool has_note(int descriptor, HANDLE handle, descriptor_note note);
+void set_note(int descriptor, HANDLE handle, descriptor_note note, bool on);
+
+/// Gives a number of the C library back, whatever it stands for.
+void close_number(int descriptor);
+
 /// Keeps the C library, which ends the process when it is asked about a number that is not open, from doing
 /// that in a scope.
 class tolerant_c_library {

@@ -139,4 +139,9 @@ int fail_by_last_error() {
     return fail_by(GetLastError());
 }
 
+int fail_transfer() {
+    const DWORD error = GetLastError();
+    return fail_by(error == ERROR_ACCESS_DENIED ? ERROR_INVALID_HANDLE : error);
+}
+
 } // namespace ombrel::platform

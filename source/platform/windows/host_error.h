@@ -15,4 +15,8 @@ int fail_by_last_error();
 /// The same for an error that a call gave as its result.
 int fail_by(uint32_t host_error);
 
+/// fail_by_last_error() of a read, a write or the like: a handle that was not opened for it is a bad
+/// descriptor.
+int fail_transfer();
+
 } // namespace ombrel::platform

@@ -1,6 +1,11 @@
 #include "platform/windows/pipe_end.h"
 
+#include <algorithm>
+
 #include <winternl.h>
+
+#include "platform/fault.h"
+#include "platform/windows/host_error.h"
 
 namespace ombrel::platform {
 
@@ -26,6 +31,100 @@ bool ask(HANDLE handle, FILE_INFORMATION_CLASS kind, Record& answer) {
     return NT_SUCCESS(NtQueryInformationFile(handle, &unused, &answer, sizeof answer, kind));
 }
 
+/// Bytes that are sure to be taken at once; the quota that is left is less by what a waiting reader asked
+/// for.
+DWORD known_room(HANDLE write_end) {
+    local_pipe pipe;
+    if (!ask(write_end, local_pipe_information, pipe))
+        return 0;
+    return pipe.state == is_connected ? pipe.write_quota : MAXDWORD;
+}
+
+int refuse(fault_code why) {
+    leave_fault(why);
+    return -1;
+}
+
+/// One transfer of its own, which may be waited for or called off.
+class overlapped_transfer {
+public:
+    explicit overlapped_transfer(HANDLE handle)
+        : handle_(handle), event_(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+        // The lowest bit keeps the result from a completion port that others may have the handle at.
+        record_.hEvent = reinterpret_cast<HANDLE>(reinterpret_cast<uintptr_t>(event_) | 1);
+    }
+    ~overlapped_transfer() {
+        if (event_ != nullptr)
+            CloseHandle(event_);
+    }
+    overlapped_transfer(const overlapped_transfer&) = delete;
+    overlapped_transfer& operator=(const overlapped_transfer&) = delete;
+
+    explicit operator bool() const { return event_ != nullptr; }
+    OVERLAPPED* get() { return &record_; }
+
+    /// Whether it succeeded in the end.
+    /// @param begun what the call that began it gave
+    bool finish(bool begun, bool may_wait, DWORD& bytes) {
+        if (!begun && GetLastError() != ERROR_IO_PENDING)
+            return false;
+        if (!begun && !may_wait)
+            CancelIoEx(handle_, &record_);
+        if (GetOverlappedResult(handle_, &record_, &bytes, TRUE))
+            return true;
+        if (!may_wait && GetLastError() == ERROR_OPERATION_ABORTED)
+            SetLastError(ERROR_IO_PENDING);
+        return false;
+    }
+
+private:
+    HANDLE handle_, event_;
+    OVERLAPPED record_{};
+};
+
+/// The other side is gone, which is the end of what there is to read.
+bool is_end(DWORD error) {
+    return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF || error == ERROR_PIPE_NOT_CONNECTED;
+}
+
+int fail_to_read() {
+    return is_end(GetLastError()) ? 0 : fail_transfer();
+}
+
+int read_overlapped(HANDLE end, void* buffer, DWORD size, bool may_wait) {
+    overlapped_transfer transfer(end);
+    DWORD bytes = 0;
+    if (transfer && transfer.finish(ReadFile(end, buffer, size, nullptr, transfer.get()), may_wait, bytes))
+        return static_cast<int>(bytes);
+    return fail_to_read();
+}
+
+// A byte is taken as a whole or not at all, so that a write which is called off has one answer.
+int write_overlapped(HANDLE end, const void* data, DWORD size, bool may_wait) {
+    const DWORD part = may_wait ? size : std::min(size, std::max<DWORD>(known_room(end), 1));
+    overlapped_transfer transfer(end);
+    DWORD bytes = 0;
+    if (transfer && transfer.finish(WriteFile(end, data, part, nullptr, transfer.get()), may_wait, bytes))
+        return static_cast<int>(bytes);
+    return fail_transfer();
+}
+
+int read_synchronous(HANDLE end, void* buffer, DWORD size, bool may_wait) {
+    if (!may_wait && look_for_input(end) == pipe_input::none)
+        return refuse(fault_code::would_block);
+    DWORD bytes = 0;
+    return ReadFile(end, buffer, size, &bytes, nullptr) ? static_cast<int>(bytes) : fail_to_read();
+}
+
+int write_synchronous(HANDLE end, const void* data, DWORD size, bool may_wait) {
+    const DWORD room = may_wait ? size : known_room(end);
+    if (room == 0)
+        return refuse(fault_code::would_block);
+    DWORD bytes = 0;
+    return WriteFile(end, data, std::min(size, room), &bytes, nullptr) ? static_cast<int>(bytes)
+                                                                       : fail_transfer();
+}
+
 } // namespace
 
 bool is_overlapped(HANDLE handle) {
@@ -40,12 +139,19 @@ pipe_input look_for_input(HANDLE read_end) {
     return bytes > 0 ? pipe_input::some : pipe_input::none;
 }
 
-// The quota that is left is less by what a waiting reader asked for.
 pipe_room look_for_room(HANDLE write_end) {
-    local_pipe pipe;
-    if (!ask(write_end, local_pipe_information, pipe))
-        return pipe_room::unclear;
-    return pipe.write_quota > 0 || pipe.state != is_connected ? pipe_room::some : pipe_room::unclear;
+    return known_room(write_end) > 0 ? pipe_room::some : pipe_room::unclear;
+}
+
+int read_pipe(HANDLE end, void* buffer, DWORD size, bool may_wait) {
+    const auto read = is_overlapped(end) ? read_overlapped : read_synchronous;
+    return size > 0 ? read(end, buffer, size, may_wait) : 0;
+}
+
+// A write of no bytes would look like the end to some readers.
+int write_pipe(HANDLE end, const void* data, DWORD size, bool may_wait) {
+    const auto write = is_overlapped(end) ? write_overlapped : write_synchronous;
+    return size > 0 ? write(end, data, size, may_wait) : 0;
 }
 
 } // namespace ombrel::platform

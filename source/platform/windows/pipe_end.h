@@ -1,6 +1,9 @@
-// What those who wait for an end of a pipe must know about it. Ends that the seam makes are overlapped; those
-// that the process was given, or that others made, mostly are not.
+// An end of a pipe: transfers, and what those who wait for it must know. Ends that the seam makes for itself
+// are overlapped; those that a child process gets, that this process was given, or that others made, mostly
+// are not.
 #pragma once
+
+#include <cstddef>
 
 #include "platform/windows/windows_host.h"
 
@@ -26,5 +29,10 @@ enum class pipe_room {
     unclear,
 };
 pipe_room look_for_room(HANDLE write_end);
+
+// Results of transfers are those of read_descriptor() and write_descriptor().
+
+int read_pipe(HANDLE end, void* buffer, DWORD size, bool may_wait);
+int write_pipe(HANDLE end, const void* data, DWORD size, bool may_wait);
 
 } // namespace ombrel::platform

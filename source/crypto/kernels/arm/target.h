@@ -1,5 +1,6 @@
-// Whether this build has the kernels for 64-bit Arm processors, and how a function is given their instructions. A
-// compiler that knows the instructions only in builds which assume them leaves the kernels out of other builds.
+// Whether this build has the kernels for 64-bit Arm processors, and how a function is given their
+// instructions. A compiler that knows the instructions only in builds which assume them leaves the kernels
+// out of other builds.
 #pragma once
 
 #if defined(__aarch64__) && defined(__AARCH64EL__) && defined(__ARM_NEON)

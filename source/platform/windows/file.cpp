@@ -1,0 +1,325 @@
+#include "platform/file.h"
+
+#include <algorithm>
+#include <climits>
+#include <cwchar>
+#include <fcntl.h>
+#include <io.h>
+
+#include <winternl.h>
+
+#include "platform/fault.h"
+#include "platform/poll.h"
+#include "platform/socket.h"
+#include "platform/windows/child_table.h"
+#include "platform/windows/descriptor.h"
+#include "platform/windows/host_error.h"
+#include "platform/windows/pipe_end.h"
+#include "platform/windows/wide_text.h"
+
+namespace ombrel::platform {
+
+namespace {
+
+/// Gives -1.
+int refuse(fault_code why) {
+    leave_fault(why);
+    return -1;
+}
+
+/// Results are ints, so one call moves no more than an int can count.
+DWORD countable(size_t size) {
+    return static_cast<DWORD>(std::min<size_t>(size, INT_MAX));
+}
+
+bool is_disk_file(HANDLE handle) {
+    return GetFileType(handle) == FILE_TYPE_DISK;
+}
+
+DWORD rights_of(const file_access& access) {
+    return (access.read ? GENERIC_READ : 0u) | (access.write || !access.read ? GENERIC_WRITE : 0u);
+}
+
+// What is there is never replaced, as that would take its attributes and be refused for hidden files.
+DWORD disposition_of(const file_access& access) {
+    if (!access.create)
+        return OPEN_EXISTING;
+    return access.exclusive ? CREATE_NEW : OPEN_ALWAYS;
+}
+
+bool is_directory(const wchar_t* path) {
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+/// The system says no more than that such a name is none.
+bool has_long_name(const wchar_t* path) {
+    constexpr size_t longest = 255;
+    for (;;) {
+        const size_t size = wcscspn(path, L"\\");
+        if (size > longest)
+            return true;
+        if (path[size] == L'\0')
+            return false;
+        path += size + 1;
+    }
+}
+
+int fail_to_open(const wchar_t* path) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_FILE_EXISTS && is_directory(path))
+        return refuse(fault_code::is_directory);
+    return fail_by(error == ERROR_INVALID_NAME && has_long_name(path) ? ERROR_FILENAME_EXCED_RANGE : error);
+}
+
+bool set_end(HANDLE file, int64_t size) {
+    FILE_END_OF_FILE_INFO end;
+    end.EndOfFile.QuadPart = size;
+    return SetFileInformationByHandle(file, FileEndOfFileInfo, &end, sizeof end);
+}
+
+/// A number for what was opened, emptied if that is wanted.
+int take_opened(HANDLE file, const file_access& access) {
+    if (access.truncate && is_disk_file(file) && !set_end(file, 0)) {
+        fail_by_last_error();
+        CloseHandle(file);
+        return -1;
+    }
+    const int descriptor = adopt_handle(file, access.append ? _O_APPEND : 0);
+    if (descriptor >= 0 && access.append)
+        set_file_append(descriptor);
+    return descriptor;
+}
+
+/// What the handle was opened for, as the system has it; 0 when it does not tell.
+ACCESS_MASK granted_rights(HANDLE handle) {
+    constexpr auto access_information = static_cast<FILE_INFORMATION_CLASS>(8);
+    IO_STATUS_BLOCK unused;
+    ACCESS_MASK rights;
+    const NTSTATUS status = NtQueryInformationFile(handle, &unused, &rights, sizeof rights, access_information);
+    return NT_SUCCESS(status) ? rights : 0;
+}
+
+int duplicate_socket(int s) {
+    WSAPROTOCOL_INFOW description;
+    if (WSADuplicateSocketW(socket_of(s), GetCurrentProcessId(), &description) != 0)
+        return fail_by_last_error();
+    const SOCKET copy = WSASocketW(FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, &description, 0,
+                                   WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+    return copy != INVALID_SOCKET ? static_cast<int>(copy) : fail_by_last_error();
+}
+
+bool is_pipe(HANDLE handle) {
+    return GetFileType(handle) == FILE_TYPE_PIPE;
+}
+
+bool is_socket(int descriptor) {
+    return kind_of(descriptor) == descriptor_kind::socket;
+}
+
+bool may_wait(int descriptor, HANDLE handle) {
+    return !has_note(descriptor, handle, note_never_waits);
+}
+
+int read_handle(HANDLE handle, void* buffer, size_t size) {
+    DWORD bytes = 0;
+    return ReadFile(handle, buffer, countable(size), &bytes, nullptr) ? static_cast<int>(bytes) : fail_transfer();
+}
+
+/// Writes at the place of the handle or, in one step with finding it, at the end of the file.
+int write_handle(int descriptor, HANDLE handle, const void* data, size_t size) {
+    OVERLAPPED at_end{};
+    at_end.Offset = at_end.OffsetHigh = MAXDWORD;
+    OVERLAPPED* const place = has_note(descriptor, handle, note_appends) ? &at_end : nullptr;
+    DWORD bytes = 0;
+    return WriteFile(handle, data, countable(size), &bytes, place) ? static_cast<int>(bytes) : fail_transfer();
+}
+
+bool is_ready(int descriptor, readiness kind) {
+    poll_request request{descriptor, kind, false};
+    return poll_descriptors(&request, 1, 0) > 0;
+}
+
+/// The handle of a file on a disk; null, with its fault, for what is none.
+HANDLE disk_file_of(int descriptor, fault_code else_fault) {
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr || is_disk_file(handle))
+        return handle;
+    leave_fault(else_fault);
+    return nullptr;
+}
+
+} // namespace
+
+int open_file(const char* path, const file_access& access) {
+    constexpr DWORD shared_with_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const wide_path name(path);
+    if (!name)
+        return -1;
+    HANDLE const file = CreateFileW(name.get(), rights_of(access), shared_with_all, nullptr, disposition_of(access),
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    return file != INVALID_HANDLE_VALUE ? take_opened(file, access) : fail_to_open(name.get());
+}
+
+int open_file_for_reading(const char* path) {
+    file_access access;
+    access.read = true;
+    return open_file(path, access);
+}
+
+int duplicate_descriptor(int descriptor) {
+    if (is_socket(descriptor))
+        return duplicate_socket(descriptor);
+    HANDLE const handle = handle_of(descriptor);
+    HANDLE const copy = handle != nullptr ? copy_handle(handle, false) : nullptr;
+    const int result = copy != nullptr ? adopt_handle(copy, 0) : -1;
+    for (const descriptor_note note : {note_appends, note_never_waits})
+        if (result >= 0 && has_note(descriptor, handle, note))
+            set_note(result, copy, note, true);
+    return result;
+}
+
+void close_descriptor(int descriptor) {
+    if (is_socket(descriptor)) {
+        close_socket(descriptor);
+        return;
+    }
+    if (!close_process_descriptor(descriptor))
+        close_number(descriptor);
+}
+
+void set_descriptor_blocking(int descriptor, bool on) {
+    if (is_socket(descriptor))
+        set_non_blocking(descriptor, !on);
+    else if (HANDLE const handle = handle_of(descriptor))
+        set_note(descriptor, handle, note_never_waits, !on);
+}
+
+int read_descriptor(int descriptor, void* buffer, size_t size) {
+    if (is_socket(descriptor))
+        return receive(descriptor, buffer, size, 0, nullptr, nullptr);
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return -1;
+    return is_pipe(handle) ? read_pipe(handle, buffer, countable(size), may_wait(descriptor, handle))
+                           : read_handle(handle, buffer, size);
+}
+
+int write_file(int descriptor, const void* data, size_t size) {
+    HANDLE const handle = handle_of(descriptor);
+    return handle != nullptr ? write_handle(descriptor, handle, data, size) : -1;
+}
+
+int write_descriptor(int descriptor, const void* data, size_t size) {
+    if (is_socket(descriptor))
+        return send(descriptor, data, size, 0, nullptr, 0);
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return -1;
+    return is_pipe(handle) ? write_pipe(handle, data, countable(size), may_wait(descriptor, handle))
+                           : write_handle(descriptor, handle, data, size);
+}
+
+int read_at_once(int descriptor, void* buffer, size_t size) {
+    if (is_socket(descriptor))
+        return receive_at_once(descriptor, buffer, size, nullptr, nullptr);
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return -1;
+    if (is_pipe(handle))
+        return read_pipe(handle, buffer, countable(size), false);
+    if (!is_ready(descriptor, readiness::read))
+        return refuse(fault_code::would_block);
+    return read_handle(handle, buffer, size);
+}
+
+int write_at_once(int descriptor, const void* data, size_t size) {
+    if (is_socket(descriptor))
+        return send_at_once(descriptor, data, size, nullptr, 0);
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return -1;
+    return is_pipe(handle) ? write_pipe(handle, data, countable(size), false)
+                           : write_handle(descriptor, handle, data, size);
+}
+
+bool get_file_access(int descriptor, file_access& access) {
+    access = {};
+    access.read = access.write = is_socket(descriptor);
+    if (access.read)
+        return true;
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return false;
+    const ACCESS_MASK rights = granted_rights(handle);
+    const bool only_appends = is_disk_file(handle) && (rights & FILE_APPEND_DATA) != 0;
+    access.read = (rights & FILE_READ_DATA) != 0;
+    access.write = (rights & FILE_WRITE_DATA) != 0 || only_appends;
+    access.append = has_note(descriptor, handle, note_appends) || (only_appends && (rights & FILE_WRITE_DATA) == 0);
+    return true;
+}
+
+bool set_file_append(int descriptor) {
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr)
+        return false;
+    if (is_disk_file(handle))
+        set_note(descriptor, handle, note_appends, true);
+    return true;
+}
+
+bool is_regular_file(int descriptor) {
+    return kind_of(descriptor) == descriptor_kind::file;
+}
+
+bool file_exists(const char* path) {
+    const wide_path name(path);
+    if (!name)
+        return false;
+    const bool is_there = GetFileAttributesW(name.get()) != INVALID_FILE_ATTRIBUTES;
+    if (!is_there)
+        fail_by_last_error();
+    return is_there;
+}
+
+int64_t move_file(int descriptor, int64_t offset, file_origin origin) {
+    HANDLE const file = disk_file_of(descriptor, fault_code::not_seekable);
+    if (file == nullptr)
+        return -1;
+    const DWORD from = origin == file_origin::start     ? FILE_BEGIN
+                       : origin == file_origin::current ? FILE_CURRENT
+                                                        : FILE_END;
+    LARGE_INTEGER distance, position;
+    distance.QuadPart = offset;
+    return SetFilePointerEx(file, distance, &position, from) ? position.QuadPart : fail_by_last_error();
+}
+
+int64_t file_size(int descriptor) {
+    HANDLE const file = disk_file_of(descriptor, fault_code::not_seekable);
+    if (file == nullptr)
+        return -1;
+    LARGE_INTEGER size;
+    return GetFileSizeEx(file, &size) ? size.QuadPart : fail_by_last_error();
+}
+
+bool set_file_size(int descriptor, int64_t size) {
+    HANDLE const file = disk_file_of(descriptor, fault_code::invalid);
+    if (file == nullptr || set_end(file, size))
+        return file != nullptr;
+    // What was opened for reading alone cannot be cut, which is no matter of rights.
+    return (GetLastError() == ERROR_ACCESS_DENIED ? refuse(fault_code::invalid) : fail_by_last_error()) == 0;
+}
+
+// The flush of a pipe waits for its reader.
+bool sync_file(int descriptor) {
+    HANDLE const handle = handle_of(descriptor);
+    if (handle == nullptr || !is_disk_file(handle))
+        return handle != nullptr || is_socket(descriptor);
+    // What was opened for reading alone has nothing to hand over.
+    if (FlushFileBuffers(handle) || GetLastError() == ERROR_ACCESS_DENIED)
+        return true;
+    fail_by_last_error();
+    return false;
+}
+
+} // namespace ombrel::platform
