@@ -1,5 +1,6 @@
-// Places for descriptors in tables. On Windows sockets are handles, which are multiples of 4, so that tables by
-// descriptor would mostly be empty; files have small numbers of another kind, few of which are multiples of 4.
+// Places for descriptors in tables. On Windows sockets are handles, which are multiples of 4, so that tables
+// by descriptor would mostly be empty; files have small numbers of another kind, few of which are multiples
+// of 4.
 #pragma once
 
 #include <cstddef>

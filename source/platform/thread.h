@@ -9,8 +9,8 @@ namespace ombrel::platform {
 /// The calling thread's id, never 0: no other thread has it at the same time.
 uint64_t thread_id();
 
-/// A value that is the calling thread's own for as long as it lives, never null, where asking for its id would cost
-/// too much.
+/// A value that is the calling thread's own for as long as it lives, never null, where asking for its id
+/// would cost too much.
 #if defined(_WIN32)
 const void* thread_mark();
 #else

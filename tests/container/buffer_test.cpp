@@ -8,8 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include <sys/mman.h>
-
 #include "support/argument_list.h"
 #include "support/buffer_program.h"
 #include "support/capture.h"
@@ -402,7 +400,10 @@ TEST_F(Buffer, AFileIsPushedInUnits) {
 
 // A process's own memory is a file whose reading fails behind the end of a mapping.
 TEST_F(Buffer, AFileThatFailsHalfWay) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no /proc";
+#else
+    const size_t page = pages::page_size();
     void* const memory = mmap(nullptr, 3 * page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(MAP_FAILED, memory);
     munmap(static_cast<char*>(memory) + page, page);
@@ -418,6 +419,7 @@ TEST_F(Buffer, AFileThatFailsHalfWay) {
     EXPECT_NE(nullptr, block);
     munmap(memory, page);
     munmap(static_cast<char*>(memory) + 2 * page, page);
+#endif
 }
 
 TEST_F(Buffer, FilesThatCannotBeRead) {

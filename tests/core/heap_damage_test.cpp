@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <ombrel/exception.h>
@@ -19,6 +18,7 @@
 #include "support/heap_block.h"
 #include "support/matches.h"
 #include "support/no_copy.h"
+#include "support/pages.h"
 
 namespace {
 
@@ -27,6 +27,7 @@ using ombrel_test::header_of;
 using ombrel_test::in_child;
 using ombrel_test::matches;
 using ombrel_test::occurrences;
+using ombrel_test::pages;
 using HeapDamage = ombrel_test::balanced_test;
 
 constexpr size_t header_size = sizeof(ombrel_heap_block_t);
@@ -169,18 +170,16 @@ int show_newest(const ombrel_heap_block_t* block, void* context) {
 
 // A tag may be overwritten, or have gone with the library that it stood in.
 TEST_F(HeapDamage, ShowsNoTagThatCannotBeRead) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    auto* pages = static_cast<char*>(
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    ASSERT_NE(MAP_FAILED, static_cast<void*>(pages));
-    memcpy(pages + page - 3, "end", 3);
-    ASSERT_EQ(0, mprotect(pages + page, page, PROT_NONE)); // a hole could be filled by others
+    const pages memory(2);
+    char* const unreadable = memory.page(1);
+    memcpy(unreadable - 3, "end", 3);
+    memory.close(1); // a hole could be filled by others
     const std::string endless(1000, 'x');
     const struct {
         const char *tag, *shown;
     } cases[] = {{"plain()", "plain()"},
-                 {pages + page - 3, "end"},
-                 {pages + page, "<unreadable>"},
+                 {unreadable - 3, "end"},
+                 {unreadable, "<unreadable>"},
                  {reinterpret_cast<const char*>(garbage), "<unreadable>"},
                  {nullptr, "(null)"},
                  {"\x1b[1m\n\x80%s", ".[1m..%s"},
@@ -197,7 +196,6 @@ TEST_F(HeapDamage, ShowsNoTagThatCannotBeRead) {
                   errors.text().find("CONSOLE # [ALLOCATED:" + std::string(c.shown) + "():1] 4 bytes at "));
         ombrel_free(ptr);
     }
-    munmap(pages, page);
 }
 
 TEST_F(HeapDamage, SaysWhereAWalkEnds) {

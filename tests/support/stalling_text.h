@@ -4,62 +4,81 @@
 #include <atomic>
 #include <csignal>
 #include <cstring>
-
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mman.h>
-#include <unistd.h>
+#include <thread>
 
 #include "support/no_copy.h"
+#include "support/pages.h"
 
 namespace ombrel_test {
 
-/// Lies on a page that cannot be read from stall() to go_on(): the thread that tries waits in a signal's
-/// handler, with whatever locks it holds. One at a time.
+/// Lies on a page that cannot be read from stall() to go_on(): the thread that tries waits where its fault is
+/// handled, with whatever locks it holds. One at a time.
 class stalling_text : no_copy {
 public:
-    explicit stalling_text(const char* text)
-        : size_(static_cast<size_t>(sysconf(_SC_PAGESIZE))),
-          page_(mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
-        EXPECT_NE(MAP_FAILED, page_);
-        strcpy(static_cast<char*>(page_), text);
+    explicit stalling_text(const char* text) {
+        strcpy(page_.get(), text);
         current_ = this;
-        struct sigaction action {};
-        action.sa_flags = SA_SIGINFO;
-        action.sa_sigaction = wait_in_handler;
-        sigaction(SIGSEGV, &action, &before_);
+        begin_to_handle();
     }
-    ~stalling_text() {
-        sigaction(SIGSEGV, &before_, nullptr);
-        munmap(page_, size_);
-    }
+    ~stalling_text() { end_to_handle(); }
 
-    const char* get() const { return static_cast<const char*>(page_); }
-    void stall() { EXPECT_EQ(0, mprotect(page_, size_, PROT_NONE)); }
+    const char* get() const { return page_.get(); }
+    void stall() { page_.close(0); }
     void await_reader() const {
         while (!read_)
-            sched_yield();
+            std::this_thread::yield();
     }
     void go_on() { goes_on_ = true; }
 
 private:
-    static void wait_in_handler(int signal, siginfo_t* fault, void*) {
+    /// False for a fault elsewhere.
+    static bool wait_at(const void* place) {
         auto& self = *current_;
-        const auto place =
-            reinterpret_cast<uintptr_t>(fault->si_addr) - reinterpret_cast<uintptr_t>(self.page_);
-        if (place >= self.size_)
-            std::signal(signal, SIG_DFL); // a real fault comes again
-        else
-            self.read_ = true;
-        while (self.read_ && !self.goes_on_)
-            sched_yield();
-        mprotect(self.page_, self.size_, PROT_READ | PROT_WRITE);
+        if (!self.page_.has(place))
+            return false;
+        self.read_ = true;
+        while (!self.goes_on_)
+            std::this_thread::yield();
+        self.page_.open(0);
+        return true;
     }
 
-    static inline stalling_text* current_;
-    size_t size_;
-    void* page_;
+#if defined(_WIN32)
+    static LONG CALLBACK handle(EXCEPTION_POINTERS* fault) {
+        const EXCEPTION_RECORD& record = *fault->ExceptionRecord;
+        return record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION &&
+                       wait_at(reinterpret_cast<const void*>(record.ExceptionInformation[1]))
+                   ? EXCEPTION_CONTINUE_EXECUTION
+                   : EXCEPTION_CONTINUE_SEARCH;
+    }
+    void begin_to_handle() {
+        handler_ = AddVectoredExceptionHandler(1, handle);
+    }
+    void end_to_handle() {
+        RemoveVectoredExceptionHandler(handler_);
+    }
+
+    void* handler_ = nullptr;
+#else
+    static void handle(int signal, siginfo_t* fault, void*) {
+        if (!wait_at(fault->si_addr))
+            std::signal(signal, SIG_DFL); // a real fault comes again
+    }
+    void begin_to_handle() {
+        struct sigaction action {};
+        action.sa_flags = SA_SIGINFO;
+        action.sa_sigaction = handle;
+        sigaction(SIGSEGV, &action, &before_);
+    }
+    void end_to_handle() {
+        sigaction(SIGSEGV, &before_, nullptr);
+    }
+
     struct sigaction before_ {};
+#endif
+
+    static inline stalling_text* current_;
+    const pages page_{1};
     std::atomic<bool> read_{false}, goes_on_{false};
 };
 

@@ -29,7 +29,8 @@ struct child {
     int asked_by_signal; ///< what stop_process() did last, as POSIX would tell it; 0 for nothing
 };
 
-/// A descriptor of a process: the read end of a pipe that nothing is written to, and that ends with the process.
+/// A descriptor of a process: the read end of a pipe that nothing is written to, and that ends with the
+/// process.
 struct process_watch {
     process_watch* next;
     child* subject;
@@ -87,7 +88,8 @@ void release(child* one) {
 
 bool is_own(HANDLE process) {
     PROCESS_BASIC_INFORMATION about;
-    if (!NT_SUCCESS(NtQueryInformationProcess(process, ProcessBasicInformation, &about, sizeof about, nullptr)))
+    if (!NT_SUCCESS(
+            NtQueryInformationProcess(process, ProcessBasicInformation, &about, sizeof about, nullptr)))
         return false;
     return about.InheritedFromUniqueProcessId == GetCurrentProcessId();
 }
@@ -131,7 +133,8 @@ struct meaning {
     int signal_number;
 };
 
-// Codes by which the system ends programs, and the signals that POSIX systems end them by for the same reason.
+// Codes by which the system ends programs, and the signals that POSIX systems end them by for the same
+// reason.
 constexpr meaning meanings[] = {
     {0xC0000005u, SIGSEGV}, // access to memory that is not there
     {0xC00000FDu, SIGSEGV}, // no more stack
@@ -203,7 +206,8 @@ process_watch* new_watch(HANDLE process) {
     }
     auto* const watch = new (memory) process_watch{nullptr, nullptr, -1, nullptr, nullptr};
     const bool is_made = open_watch_pipe(*watch);
-    if (is_made && RegisterWaitForSingleObject(&watch->wait, process, end_watch, watch, INFINITE, WT_EXECUTEONLYONCE))
+    if (is_made &&
+        RegisterWaitForSingleObject(&watch->wait, process, end_watch, watch, INFINITE, WT_EXECUTEONLYONCE))
         return watch;
     if (is_made)
         fail_by_last_error();

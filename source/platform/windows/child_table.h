@@ -5,8 +5,8 @@
 
 namespace ombrel::platform {
 
-/// Notes a child that was started. Its handles belong to the table from now on, which keeps them until the child's end
-/// was collected, so that nobody else gets its number.
+/// Notes a child that was started. Its handles belong to the table from now on, which keeps them until the
+/// child's end was collected, so that nobody else gets its number.
 /// @param job what holds the child and its children, or null
 /// @return whether there was memory for it; else the handles are closed, with the fault left
 bool note_child(int number, HANDLE process, HANDLE job);

@@ -75,8 +75,8 @@ bool command_line::set_arguments(const char* const* arguments) {
 bool command_line::set_command(const wchar_t* interpreter, const char* command) {
     size_ = 0;
     const wide_text text(command);
-    return units_ && text && put(L'"') && put(interpreter) && put(L"\" /d /s /c \"") && put(text.get()) && put(L'"') &&
-           end();
+    return units_ && text && put(L'"') && put(interpreter) && put(L"\" /d /s /c \"") && put(text.get()) &&
+           put(L'"') && end();
 }
 
 } // namespace ombrel::platform

@@ -15,8 +15,8 @@ public:
 
     command_line() : units_(most_units + 1) {}
 
-    /// The program's name, which no quote can be in, and its arguments, ended by a null pointer. False, with its fault,
-    /// when there is no memory, the whole is too long or a text is no UTF-8.
+    /// The program's name, which no quote can be in, and its arguments, ended by a null pointer. False, with
+    /// its fault, when there is no memory, the whole is too long or a text is no UTF-8.
     bool set_arguments(const char* const* arguments);
 
     /// That of the command interpreter for a command, which is handed over as it is.

@@ -96,7 +96,8 @@ ACCESS_MASK granted_rights(HANDLE handle) {
     constexpr auto access_information = static_cast<FILE_INFORMATION_CLASS>(8);
     IO_STATUS_BLOCK unused;
     ACCESS_MASK rights;
-    const NTSTATUS status = NtQueryInformationFile(handle, &unused, &rights, sizeof rights, access_information);
+    const NTSTATUS status =
+        NtQueryInformationFile(handle, &unused, &rights, sizeof rights, access_information);
     return NT_SUCCESS(status) ? rights : 0;
 }
 
@@ -104,8 +105,8 @@ int duplicate_socket(int s) {
     WSAPROTOCOL_INFOW description;
     if (WSADuplicateSocketW(socket_of(s), GetCurrentProcessId(), &description) != 0)
         return fail_by_last_error();
-    const SOCKET copy = WSASocketW(FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, &description, 0,
-                                   WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+    const SOCKET copy = WSASocketW(FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, &description,
+                                   0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
     return copy != INVALID_SOCKET ? static_cast<int>(copy) : fail_by_last_error();
 }
 
@@ -123,7 +124,8 @@ bool may_wait(int descriptor, HANDLE handle) {
 
 int read_handle(HANDLE handle, void* buffer, size_t size) {
     DWORD bytes = 0;
-    return ReadFile(handle, buffer, countable(size), &bytes, nullptr) ? static_cast<int>(bytes) : fail_transfer();
+    return ReadFile(handle, buffer, countable(size), &bytes, nullptr) ? static_cast<int>(bytes)
+                                                                      : fail_transfer();
 }
 
 /// Writes at the place of the handle or, in one step with finding it, at the end of the file.
@@ -132,7 +134,8 @@ int write_handle(int descriptor, HANDLE handle, const void* data, size_t size) {
     at_end.Offset = at_end.OffsetHigh = MAXDWORD;
     OVERLAPPED* const place = has_note(descriptor, handle, note_appends) ? &at_end : nullptr;
     DWORD bytes = 0;
-    return WriteFile(handle, data, countable(size), &bytes, place) ? static_cast<int>(bytes) : fail_transfer();
+    return WriteFile(handle, data, countable(size), &bytes, place) ? static_cast<int>(bytes)
+                                                                   : fail_transfer();
 }
 
 bool is_ready(int descriptor, readiness kind) {
@@ -156,8 +159,8 @@ int open_file(const char* path, const file_access& access) {
     const wide_path name(path);
     if (!name)
         return -1;
-    HANDLE const file = CreateFileW(name.get(), rights_of(access), shared_with_all, nullptr, disposition_of(access),
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE const file = CreateFileW(name.get(), rights_of(access), shared_with_all, nullptr,
+                                    disposition_of(access), FILE_ATTRIBUTE_NORMAL, nullptr);
     return file != INVALID_HANDLE_VALUE ? take_opened(file, access) : fail_to_open(name.get());
 }
 
@@ -255,7 +258,8 @@ bool get_file_access(int descriptor, file_access& access) {
     const bool only_appends = is_disk_file(handle) && (rights & FILE_APPEND_DATA) != 0;
     access.read = (rights & FILE_READ_DATA) != 0;
     access.write = (rights & FILE_WRITE_DATA) != 0 || only_appends;
-    access.append = has_note(descriptor, handle, note_appends) || (only_appends && (rights & FILE_WRITE_DATA) == 0);
+    access.append =
+        has_note(descriptor, handle, note_appends) || (only_appends && (rights & FILE_WRITE_DATA) == 0);
     return true;
 }
 

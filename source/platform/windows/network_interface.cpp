@@ -40,7 +40,8 @@ size_t entries_of(const IP_ADAPTER_ADDRESSES& adapter) {
     return count != 0 ? count : 1;
 }
 
-/// Entries and their names in one block, which ends with an entry without a name; beside it lie the addresses.
+/// Entries and their names in one block, which ends with an entry without a name; beside it lie the
+/// addresses.
 struct listing {
     IP_ADAPTER_ADDRESSES* adapters;
     interface_entry entries[1];

@@ -31,14 +31,15 @@ struct pipe_name {
 HANDLE create_end(const pipe_name& name, bool reads) {
     const DWORD direction = reads ? PIPE_ACCESS_INBOUND : PIPE_ACCESS_OUTBOUND;
     return CreateNamedPipeW(name.text, direction | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, pipe_room,
-                            pipe_room, 0, nullptr);
+                            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1,
+                            pipe_room, pipe_room, 0, nullptr);
 }
 
 /// The other end. Programs expect standard streams that are not overlapped.
 HANDLE connect_end(const pipe_name& name, bool reads, bool is_of_child) {
     const DWORD rights = reads ? GENERIC_READ | FILE_WRITE_ATTRIBUTES : GENERIC_WRITE | FILE_READ_ATTRIBUTES;
-    return CreateFileW(name.text, rights, 0, nullptr, OPEN_EXISTING, is_of_child ? 0 : FILE_FLAG_OVERLAPPED, nullptr);
+    return CreateFileW(name.text, rights, 0, nullptr, OPEN_EXISTING, is_of_child ? 0 : FILE_FLAG_OVERLAPPED,
+                       nullptr);
 }
 
 } // namespace

@@ -178,7 +178,8 @@ int poll_wait::ask(HANDLE afd, int milliseconds) {
 int poll_wait::mark(HANDLE socket, unsigned kinds) {
     int marked = 0;
     for (size_t i = 0; i < count_; i++)
-        if (socket_[i] == socket && !requests_[i].ready && (kinds & static_cast<unsigned>(requests_[i].kind)) != 0) {
+        if (socket_[i] == socket && !requests_[i].ready &&
+            (kinds & static_cast<unsigned>(requests_[i].kind)) != 0) {
             requests_[i].ready = true;
             marked++;
         }

@@ -18,8 +18,8 @@ namespace ombrel::platform {
 
 namespace {
 
-/// What is watched of one descriptor. The driver answers a question once; its record must stay until then, even if
-/// nobody waits for the answer any more.
+/// What is watched of one descriptor. The driver answers a question once; its record must stay until then,
+/// even if nobody waits for the answer any more.
 struct watch {
     OVERLAPPED progress; ///< comes first, as its address comes back with the answer
     afd_question<1> question;
@@ -49,10 +49,11 @@ private:
 
 struct poll_set {
     HANDLE port;
-    SRWLOCK lock; ///< guards all below but what was found
+    SRWLOCK lock;    ///< guards all below but what was found
     watch** watches; ///< by the slot of their descriptor
     size_t slots;
-    HANDLE* ways;     ///< to the driver, each for a few slots: taking a question back costs what is under way on one
+    HANDLE*
+        ways; ///< to the driver, each for a few slots: taking a question back costs what is under way on one
     size_t way_count;
     watch* reported;
     watch* streams;
@@ -186,8 +187,8 @@ void report(poll_set& set, const watch& one, unsigned bits) {
     set.found[set.found_count++] = {one.descriptor, one.wanted.generation, bits};
 }
 
-/// Takes an answer in. One whose descriptor was closed is watched no more, and one that was taken back by the end of
-/// the thread that asked is asked again.
+/// Takes an answer in. One whose descriptor was closed is watched no more, and one that was taken back by the
+/// end of the thread that asked is asked again.
 void take_answer(poll_set& set, watch& one) {
     one.asked = false;
     set.asked--;

@@ -62,7 +62,8 @@ class stream_handles {
 public:
     explicit stream_handles(const process_streams& streams)
         : input_(streams.input >= 0 ? inherited_stream(streams.input) : open_nothing()),
-          output_(streams.output >= 0 ? inherited_stream(streams.output) : inherited_standard(STD_OUTPUT_HANDLE)),
+          output_(streams.output >= 0 ? inherited_stream(streams.output)
+                                      : inherited_standard(STD_OUTPUT_HANDLE)),
           error_(inherited_standard(STD_ERROR_HANDLE)), all_{input_.get(), output_.get(), error_.get()} {}
 
     explicit operator bool() const { return input_ && output_ && error_; }
@@ -80,8 +81,9 @@ public:
     explicit inheritance(stream_handles& streams) : list_(needed_size()) {
         SIZE_T size = needed_size();
         is_made_ = list_ && InitializeProcThreadAttributeList(get(), 1, 0, &size);
-        is_good_ = is_made_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, streams.all(),
-                                                         stream_handles::bytes, nullptr, nullptr);
+        is_good_ =
+            is_made_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, streams.all(),
+                                                  stream_handles::bytes, nullptr, nullptr);
         if (list_ && !is_good_)
             fail_by_last_error();
     }
@@ -147,8 +149,8 @@ int start(const wchar_t* program, const command_line& line, const process_stream
     return release_into_job(made);
 }
 
-/// Where a program is, by its name or along the search path. The folders of this program and of the moment, where
-/// Windows looks too, do not count.
+/// Where a program is, by its name or along the search path. The folders of this program and of the moment,
+/// where Windows looks too, do not count.
 class program_path {
 public:
     explicit program_path(const char* name) : path_(room) {
@@ -194,7 +196,8 @@ private:
         return true;
     }
 
-    /// Its arguments would be taken apart by the command interpreter, by rules that nothing can be quoted safely for.
+    /// Its arguments would be taken apart by the command interpreter, by rules that nothing can be quoted
+    /// safely for.
     static bool is_script(const wchar_t* path) {
         const wchar_t* const suffix = wcsrchr(path, L'.');
         return suffix != nullptr && (_wcsicmp(suffix, L".bat") == 0 || _wcsicmp(suffix, L".cmd") == 0);

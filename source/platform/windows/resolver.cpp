@@ -35,7 +35,8 @@ ADDRINFOW hints_for(const name_query& query) {
 /// A text that may be missing. Names beyond ASCII are for the system to encode.
 class optional_text {
 public:
-    explicit optional_text(const char* text) : is_given_(text != nullptr), text_(text != nullptr ? text : "") {}
+    explicit optional_text(const char* text)
+        : is_given_(text != nullptr), text_(text != nullptr ? text : "") {}
 
     explicit operator bool() const { return static_cast<bool>(text_); }
     const wchar_t* get() const { return is_given_ ? text_.get() : nullptr; }
@@ -64,8 +65,7 @@ struct answer_list {
 
 answer_list* make_list(ADDRINFOW* answers) {
     const narrow_text name(answers->ai_canonname != nullptr ? answers->ai_canonname : L"");
-    auto* const list =
-        name ? static_cast<answer_list*>(malloc(sizeof(answer_list) + name.size())) : nullptr;
+    auto* const list = name ? static_cast<answer_list*>(malloc(sizeof(answer_list) + name.size())) : nullptr;
     if (list == nullptr)
         return nullptr;
     list->answers = answers;

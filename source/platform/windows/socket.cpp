@@ -32,8 +32,8 @@ int result_of(int result) {
     return result == 0 ? 0 : fail();
 }
 
-/// Whether the caller of a socket that blocks was told that nothing goes now, as another thread made the system
-/// hold it for non-blocking for a moment; then it waits as it would have.
+/// Whether the caller of a socket that blocks was told that nothing goes now, as another thread made the
+/// system hold it for non-blocking for a moment; then it waits as it would have.
 bool must_wait_itself(int s, SHORT events) {
     if (WSAGetLastError() != WSAEWOULDBLOCK || !has_blocking_mode(s) || !is_borrowed(s))
         return false;
@@ -41,8 +41,8 @@ bool must_wait_itself(int s, SHORT events) {
     return WSAPoll(&one, 1, -1) > 0;
 }
 
-/// What a new socket must have for one to behave here as elsewhere: an answer that a datagram met nobody breaks no
-/// later receive, and an IPv6 socket serves IPv4 too.
+/// What a new socket must have for one to behave here as elsewhere: an answer that a datagram met nobody
+/// breaks no later receive, and an IPv6 socket serves IPv4 too.
 void accustom(SOCKET made, int family, int type) {
     if (type == SOCK_DGRAM) {
         BOOL report = FALSE;
@@ -132,7 +132,8 @@ void stop_sockets() {
 
 int open_socket(int family, int type, int protocol) {
     const auto open = [&] {
-        return WSASocketW(family, type, protocol, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
+        return WSASocketW(family, type, protocol, nullptr, 0,
+                          WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
     };
     const SOCKET made = with_winsock(open, [](SOCKET result) { return result == INVALID_SOCKET; });
     const int s = adopt(made);
@@ -237,11 +238,11 @@ int accept_at_once(int s, sockaddr* address, int* size) {
 
 namespace {
 
-/// One receive, with the results that it has elsewhere: what is too long for the buffer is cut off, and one's own
-/// end of receiving is the end.
+/// One receive, with the results that it has elsewhere: what is too long for the buffer is cut off, and one's
+/// own end of receiving is the end.
 int receive_once(int s, void* buffer, int size, int flags, sockaddr* address, int* address_size) {
-    const int result =
-        recvfrom(socket_of(s), static_cast<char*>(buffer), size, flags, address, address != nullptr ? address_size : nullptr);
+    const int result = recvfrom(socket_of(s), static_cast<char*>(buffer), size, flags, address,
+                                address != nullptr ? address_size : nullptr);
     if (result >= 0)
         return result;
     switch (WSAGetLastError()) {

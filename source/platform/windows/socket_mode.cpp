@@ -15,8 +15,8 @@ namespace {
 using mode_byte = std::atomic<uint8_t>;
 constexpr uint8_t does_not_block = 1, was_borrowed = 2;
 
-// A process has no more than 2^24 handles, which are multiples of 4. Pages of the table come with the first note
-// about one of their sockets and stay.
+// A process has no more than 2^24 handles, which are multiples of 4. Pages of the table come with the first
+// note about one of their sockets and stay.
 constexpr size_t page_size = 16384;
 std::atomic<mode_byte*> pages[(size_t{1} << 24) / page_size];
 

@@ -12,9 +12,9 @@ bool set_socket_mode(int s, bool blocking);
 /// Whether calls on it are to wait, by the mode that was set last.
 bool has_blocking_mode(int s);
 
-/// A call on a socket that blocks must not wait now, so the system holds it for non-blocking in this scope. Such
-/// scopes take turns. A call of another thread that meets one and is told that it would have to wait is to wait by
-/// itself: is_borrowed() tells.
+/// A call on a socket that blocks must not wait now, so the system holds it for non-blocking in this scope.
+/// Such scopes take turns. A call of another thread that meets one and is told that it would have to wait is
+/// to wait by itself: is_borrowed() tells.
 class borrowed_mode {
 public:
     explicit borrowed_mode(int s);

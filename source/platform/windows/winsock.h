@@ -8,10 +8,12 @@ namespace ombrel::platform {
 /// Asks for version 2.2; false, with its fault and Winsock stopped again, when another answers.
 bool start_winsock();
 
-/// Once in a process, for calls that come before anyone started it: elsewhere sockets need no start. It stays.
+/// Once in a process, for calls that come before anyone started it: elsewhere sockets need no start. It
+/// stays.
 bool start_winsock_unasked();
 
-/// A call of Winsock that gives what `has_failed` tells from success, tried again if Winsock had not been started.
+/// A call of Winsock that gives what `has_failed` tells from success, tried again if Winsock had not been
+/// started.
 template<typename Call, typename Failed>
 auto with_winsock(Call call, Failed has_failed) {
     auto result = call();
