@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <thread>

@@ -42,21 +42,29 @@ public:
     }
 
 private:
-    static void* map(size_t size) { return VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE); }
-    void unmap() const { VirtualFree(memory_, 0, MEM_RELEASE); }
+    static void* map(size_t size) {
+        return VirtualAlloc(nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    }
+    void unmap() const {
+        VirtualFree(memory_, 0, MEM_RELEASE);
+    }
     static bool set_access(void* page, bool all) {
         DWORD before;
         return VirtualProtect(page, page_size(), all ? PAGE_READWRITE : PAGE_NOACCESS, &before) != 0;
     }
 #else
-    static size_t page_size() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
+    static size_t page_size() {
+        return static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    }
 
 private:
     static void* map(size_t size) {
         void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         return memory != MAP_FAILED ? memory : nullptr;
     }
-    void unmap() const { munmap(memory_, count_ * page_size()); }
+    void unmap() const {
+        munmap(memory_, count_ * page_size());
+    }
     static bool set_access(void* page, bool all) {
         return mprotect(page, page_size(), all ? PROT_READ | PROT_WRITE : PROT_NONE) == 0;
     }

@@ -1,10 +1,8 @@
 // A folder for files of a test.
 #pragma once
 
-#include <cerrno>
+#include <cstdio>
 #include <dirent.h>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,16 +50,24 @@ public:
     const std::string& path() const { return path_; }
     std::string operator/(const std::string& name) const { return path_ + separator + name; }
     void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(*this / name, std::ios::binary) << bytes;
+        std::FILE* const file = std::fopen((*this / name).c_str(), "wb");
+        EXPECT_EQ(bytes.size(), fwrite(bytes.data(), 1, bytes.size(), file));
+        fclose(file);
     }
     /// Writes a file. @return its path
     std::string file(const std::string& name, const std::string& bytes) const {
         write(name, bytes);
         return *this / name;
     }
+    /// Nothing for a file that is not there.
     std::string read(const std::string& name) const {
-        std::ifstream file(*this / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        std::FILE* const file = std::fopen((*this / name).c_str(), "rb");
+        std::string bytes;
+        for (int byte; file != nullptr && (byte = fgetc(file)) != EOF;)
+            bytes += static_cast<char>(byte);
+        if (file != nullptr)
+            fclose(file);
+        return bytes;
     }
 
 private:
