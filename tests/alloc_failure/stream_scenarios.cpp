@@ -6,6 +6,7 @@
 #include "alloc_failure/injection.h"
 #include "network/loopback.h"
 #include "protocol/scripted_ftp_server.h"
+#include "support/emulator.h"
 
 namespace ombrel_test {
 namespace {
@@ -47,6 +48,12 @@ OMBREL_FAILURES(Stream, open_sockets) {
     opened_or_refused(fail, host, "r", "application/tuk_stream_tcp");
     opened_or_refused(fail, "tcp://127.0.0.1:0", "r", "application/tuk_stream", "listen", "1");
     opened_or_refused(fail, "udp://" + host, "w", "application/tuk_stream");
+}
+
+OMBREL_FAILURES(Stream, open_multicast) {
+    if (refuses_multicast_interface())
+        GTEST_SKIP() << "this emulator lets no interface be chosen for multicast";
+    const owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
     opened_or_refused(fail, "udp://239.255.79.80:" + std::to_string(own_port(listener)), "w",
                       "application/tuk_stream", "interface", "127.0.0.1");
 }

@@ -8,6 +8,7 @@
 #include "platform/library_loader.h"
 #include "platform/multicast.h"
 #include "platform/seam_support.h"
+#include "support/emulator.h"
 
 using namespace ombrel_test;
 using platform::connect_state;
@@ -170,8 +171,10 @@ TEST(Sockets, MulticastGroupsAreJoinedOnceAndLeft) {
     EXPECT_FALSE(platform::change_ipv4_membership(s, group.get(), loopback.get(), true));
     EXPECT_TRUE(platform::change_ipv4_membership(s, group.get(), loopback.get(), false));
     EXPECT_FALSE(platform::change_ipv4_membership(s, group.get(), loopback.get(), false));
-    EXPECT_TRUE(platform::set_ipv4_multicast_interface(s, loopback.get()));
     EXPECT_FALSE(platform::change_group(s, loopback.get(), 0, true)) << "which is no group";
+    if (refuses_multicast_interface())
+        GTEST_SKIP() << "this emulator lets no interface be chosen for multicast";
+    EXPECT_TRUE(platform::set_ipv4_multicast_interface(s, loopback.get()));
 }
 
 enum class kind { reader, writer, stream, listener, datagrams };

@@ -1,7 +1,7 @@
 #include "platform/system.h"
 
 #include <cerrno>
-#include <csignal>
+#include <linux/futex.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -10,15 +10,18 @@ namespace ombrel::platform {
 
 namespace {
 
-constexpr size_t signal_set_size = _NSIG / 8;
+#if defined(SYS_futex)
+constexpr long futex_call = SYS_futex;
+#else
+constexpr long futex_call = SYS_futex_time64;
+#endif
 
-// The kernel reads the signal set before it looks at the operation, so an operation that does not exist tells
-// an unreadable set from a readable one and changes nothing.
+// The kernel reads the word before it moves sleepers, of which it is to move none: emulators and sandboxes
+// know the call as well.
 bool is_readable(uintptr_t address) {
-    constexpr long no_operation = -1;
-    syscall(SYS_rt_sigprocmask, no_operation, address & ~(signal_set_size - 1), nullptr,
-            static_cast<long>(signal_set_size));
-    return errno != EFAULT;
+    uint32_t own = 0;
+    const uintptr_t word = address & ~(sizeof own - 1);
+    return syscall(futex_call, word, FUTEX_CMP_REQUEUE_PRIVATE, 0L, 0L, &own, 0L) != -1 || errno != EFAULT;
 }
 
 bool is_readable(uintptr_t address, size_t size) {
