@@ -1,0 +1,91 @@
+# Tests from outside: the example programs, driven by scripts, and programs on the installed tree.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# Shows as skipped in the suite's list.
+function(ombrel_skipped_test name reason)
+    add_test(NAME ${name} COMMAND ${CMAKE_COMMAND} -E echo "skipped: ${reason}")
+    set_tests_properties(${name} PROPERTIES SKIP_REGULAR_EXPRESSION "skipped:")
+endfunction()
+
+# By what another program starts `target`: its file, or a script that lets an emulator run that.
+function(ombrel_started_by variable target)
+    if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
+        set(${variable} $<TARGET_FILE:${target}> PARENT_SCOPE)
+        return()
+    endif()
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/emulated/${target})
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" emulator)
+    # The name by which a program is started may tell it what to do.
+    set(name)
+    if(emulator MATCHES "qemu-")
+        set(name "-0 \"$0\"")
+    endif()
+    file(GENERATE OUTPUT ${script} CONTENT "#!/bin/sh\nexec '${emulator}' ${name} '$<TARGET_FILE:${target}>' \"$@\"\n"
+        FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    set(${variable} ${script} PARENT_SCOPE)
+endfunction()
+
+# The compiler's flags, and what a toolchain file adds to them.
+set(ombrel_consumer_flags "${CMAKE_C_FLAGS}")
+if(CMAKE_SYSROOT)
+    string(APPEND ombrel_consumer_flags " --sysroot=${CMAKE_SYSROOT}")
+endif()
+if(WIN32)
+    add_test(NAME install.consumers COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check_windows ${CMAKE_BINARY_DIR}
+        ${CMAKE_TOOLCHAIN_FILE} ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER} ${CMAKE_OBJDUMP} ${CMAKE_CROSSCOMPILING_EMULATOR})
+else()
+    add_test(NAME install.consumers COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check ${CMAKE_BINARY_DIR}
+        ${CMAKE_INSTALL_LIBDIR} ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER} "${ombrel_consumer_flags}")
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    set_tests_properties(install.consumers PROPERTIES TIMEOUT 300
+        ENVIRONMENT "NM=${CMAKE_NM};READELF=${CMAKE_READELF};TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE};EMULATOR=${emulator}")
+endif()
+
+if(TARGET status_service)
+    foreach(program status_service ombrel_codec ombrel_digest ombrel_tuk_command ombrel_gallery)
+        ombrel_started_by(${program}_starter ${program})
+    endforeach()
+    add_test(NAME encoding.codec_end_to_end COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/encoding/ombrel_codec_test.py ${ombrel_codec_starter})
+    set_tests_properties(encoding.codec_end_to_end PROPERTIES TIMEOUT 300)
+    add_test(NAME crypto.digest_end_to_end COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/crypto/ombrel_digest_test.py ${ombrel_digest_starter})
+    set_tests_properties(crypto.digest_end_to_end PROPERTIES TIMEOUT 300)
+    set(plugin_and_server)
+    if(TARGET ombrel_plugin_curl)
+        set(plugin_and_server $<TARGET_FILE:ombrel_plugin_curl> ${CMAKE_CURRENT_SOURCE_DIR}/plugins/web_server.py)
+    endif()
+    add_test(NAME command.end_to_end COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/command/ombrel_tuk_test.py ${ombrel_tuk_command_starter} ${plugin_and_server})
+    set_tests_properties(command.end_to_end PROPERTIES TIMEOUT 300)
+    add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
+    set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)
+    add_test(NAME service.end_to_end COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/service/status_service_test.py ${status_service_starter})
+    set_tests_properties(service.end_to_end PROPERTIES TIMEOUT 360)
+endif()
+
+# The same programs while one allocation in fifty fails, where the C library lets its allocation be replaced so and no
+# sanitizer has done that already.
+include(CheckCSourceCompiles)
+check_c_source_compiles("void* __libc_malloc(__SIZE_TYPE__ size); int main(void) { return __libc_malloc(1) == 0; }"
+    OMBREL_LIBC_MALLOC_LINKS)
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    ombrel_skipped_test(service.scarce_memory "the emulator takes LD_PRELOAD for itself")
+elseif(TARGET status_service AND OMBREL_LIBC_MALLOC_LINKS AND NOT CMAKE_C_FLAGS MATCHES "-fsanitize")
+    add_library(scarce_memory MODULE service/scarce_memory.c)
+    set_target_properties(scarce_memory PROPERTIES PREFIX "" C_STANDARD 11)
+    ombrel_warnings(scarce_memory)
+    add_test(NAME graphics.gallery_in_scarce_memory COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py $<TARGET_FILE:ombrel_gallery>
+        $<TARGET_FILE:scarce_memory> ScarceMemory)
+    set_tests_properties(graphics.gallery_in_scarce_memory PROPERTIES TIMEOUT 360)
+    add_test(NAME service.scarce_memory COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/service/scarce_memory_test.py
+        $<TARGET_FILE:scarce_memory> ${CMAKE_BINARY_DIR}/examples)
+    set_tests_properties(service.scarce_memory PROPERTIES TIMEOUT 360)
+endif()
+
+add_test(NAME graphics.font_data_is_what_its_generator_writes COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tools/font/generate.py --check)
