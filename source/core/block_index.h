@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/system.h"
-
 namespace ombrel {
 
 /// The kinds of blocks that are remembered.
@@ -73,16 +71,11 @@ private:
         size_t leaf, window;
     };
 
-    // Two threads with different locks may come here at once; then one leaf is forgotten.
-    [[gnu::noinline]] void grow(size_t leaf) {
-        uint8_t* none = nullptr;
-        auto* made = static_cast<uint8_t*>(platform::sparse_zeros(windows));
-        __atomic_compare_exchange_n(&leaves_[leaf], &none, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
-    }
+    void grow(size_t leaf);
 
     uint8_t* leaves_[leaf_count];
 };
 
-inline block_index index_of_blocks;
+extern block_index index_of_blocks;
 
 } // namespace ombrel
