@@ -102,10 +102,10 @@ TEST_F(Files, HavePositionsAndSizesOf64Bits) {
     EXPECT_EQ("0123", content("f"));
     EXPECT_TRUE(platform::set_file_size(file, 6));
     EXPECT_EQ(std::string("0123\0\0", 6), content("f"));
-    constexpr int64_t far = (int64_t{5} << 30) + 1;
-    EXPECT_TRUE(platform::set_file_size(file, far));
-    EXPECT_EQ(far, platform::file_size(file));
-    EXPECT_EQ(far - 1, platform::move_file(file, -1, file_origin::end));
+    constexpr int64_t distant = (int64_t{5} << 30) + 1;
+    EXPECT_TRUE(platform::set_file_size(file, distant));
+    EXPECT_EQ(distant, platform::file_size(file));
+    EXPECT_EQ(distant - 1, platform::move_file(file, -1, file_origin::end));
     char byte = 'x';
     EXPECT_EQ(1, platform::read_descriptor(file, &byte, 1));
     EXPECT_EQ('\0', byte);

@@ -1,9 +1,11 @@
 #include "platform/windows/child_table.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -94,11 +96,41 @@ bool is_own(HANDLE process) {
     return about.InheritedFromUniqueProcessId == GetCurrentProcessId();
 }
 
-/// A child that the program started by itself, which it holds a handle of as long as it runs.
+/// Its number, and when it began, which together no other process has.
+struct identity {
+    int number;
+    FILETIME beginning;
+
+    identity(int its_number, HANDLE process) : number(its_number), beginning{} {
+        FILETIME unused;
+        GetProcessTimes(process, &beginning, &unused, &unused, &unused);
+    }
+    constexpr identity() : number(0), beginning{} {}
+    bool operator==(const identity& other) const {
+        return number == other.number && CompareFileTime(&beginning, &other.beginning) == 0;
+    }
+};
+
+/// The children that were collected last: somebody else may hold on to one of them for a while, so that it
+/// can still be opened.
+identity last_collected[64];
+size_t collected_count;
+
+void note_collected(const child& one) {
+    last_collected[collected_count++ % std::size(last_collected)] = identity(one.number, one.process);
+}
+
+bool was_collected(int number, HANDLE process) {
+    const identity wanted(number, process);
+    return std::find(std::begin(last_collected), std::end(last_collected), wanted) !=
+           std::end(last_collected);
+}
+
+/// A child that the program started by itself and holds a handle of.
 child* adopt_foreign(int number) {
     constexpr DWORD rights = PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE | SYNCHRONIZE;
     HANDLE const process = OpenProcess(rights, FALSE, static_cast<DWORD>(number));
-    if (process != nullptr && is_own(process))
+    if (process != nullptr && is_own(process) && !was_collected(number, process))
         return insert_child(number, process, nullptr);
     close_handle(process);
     return nullptr;
@@ -169,6 +201,7 @@ child_state collect(child& one, process_end& end) {
         return child_state::running;
     end = end_of(one);
     one.was_collected = true;
+    note_collected(one);
     release(&one);
     return child_state::ended;
 }
@@ -272,16 +305,15 @@ child_state collect_child(int descriptor, process_end& end) {
 
 void stop_process(int process, process_stop how) {
     constexpr int posix_kill = 9;
+    const bool is_polite = how == process_stop::polite;
     const table_guard guard;
     child* const found = find_child(process);
     if (found == nullptr)
         return;
-    if (how == process_stop::polite) {
-        found->asked_by_signal = SIGTERM;
-        GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(process));
+    found->asked_by_signal = is_polite ? SIGTERM : posix_kill;
+    // A program that shares no console cannot be asked.
+    if (is_polite && GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(process)))
         return;
-    }
-    found->asked_by_signal = posix_kill;
     if (found->job == nullptr || !TerminateJobObject(found->job, ended_at_once))
         TerminateProcess(found->process, ended_at_once);
 }

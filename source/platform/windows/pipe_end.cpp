@@ -31,15 +31,6 @@ bool ask(HANDLE handle, FILE_INFORMATION_CLASS kind, Record& answer) {
     return NT_SUCCESS(NtQueryInformationFile(handle, &unused, &answer, sizeof answer, kind));
 }
 
-/// Bytes that are sure to be taken at once; the quota that is left is less by what a waiting reader asked
-/// for.
-DWORD known_room(HANDLE write_end) {
-    local_pipe pipe;
-    if (!ask(write_end, local_pipe_information, pipe))
-        return 0;
-    return pipe.state == is_connected ? pipe.write_quota : MAXDWORD;
-}
-
 int refuse(fault_code why) {
     leave_fault(why);
     return -1;
@@ -99,16 +90,6 @@ int read_overlapped(HANDLE end, void* buffer, DWORD size, bool may_wait) {
     return fail_to_read();
 }
 
-// A byte is taken as a whole or not at all, so that a write which is called off has one answer.
-int write_overlapped(HANDLE end, const void* data, DWORD size, bool may_wait) {
-    const DWORD part = may_wait ? size : std::min(size, std::max<DWORD>(known_room(end), 1));
-    overlapped_transfer transfer(end);
-    DWORD bytes = 0;
-    if (transfer && transfer.finish(WriteFile(end, data, part, nullptr, transfer.get()), may_wait, bytes))
-        return static_cast<int>(bytes);
-    return fail_transfer();
-}
-
 int read_synchronous(HANDLE end, void* buffer, DWORD size, bool may_wait) {
     if (!may_wait && look_for_input(end) == pipe_input::none)
         return refuse(fault_code::would_block);
@@ -116,13 +97,54 @@ int read_synchronous(HANDLE end, void* buffer, DWORD size, bool may_wait) {
     return ReadFile(end, buffer, size, &bytes, nullptr) ? static_cast<int>(bytes) : fail_to_read();
 }
 
-int write_synchronous(HANDLE end, const void* data, DWORD size, bool may_wait) {
-    const DWORD room = may_wait ? size : known_room(end);
-    if (room == 0)
-        return refuse(fault_code::would_block);
+/// Lets a write end take what it has room for and no more, as long as the scope lasts.
+class no_wait_mode {
+public:
+    explicit no_wait_mode(HANDLE end) : end_(end), is_set_(set(PIPE_NOWAIT)) {}
+    ~no_wait_mode() { set(PIPE_WAIT); }
+    no_wait_mode(const no_wait_mode&) = delete;
+    no_wait_mode& operator=(const no_wait_mode&) = delete;
+
+    explicit operator bool() const { return is_set_; }
+
+private:
+    bool set(DWORD wait) {
+        DWORD mode = PIPE_READMODE_BYTE | wait;
+        return SetNamedPipeHandleState(end_, &mode, nullptr, nullptr);
+    }
+
+    HANDLE end_;
+    bool is_set_;
+};
+
+/// Whether the write succeeded, with the bytes that were taken.
+bool write_part(HANDLE end, const void* data, DWORD size, DWORD& bytes) {
+    if (!is_overlapped(end))
+        return WriteFile(end, data, size, &bytes, nullptr);
+    overlapped_transfer transfer(end);
+    return transfer && transfer.finish(WriteFile(end, data, size, nullptr, transfer.get()), true, bytes);
+}
+
+/// A pipe that lets nobody wait may take all or nothing, so less and less is tried.
+int write_what_fits(HANDLE end, const void* data, DWORD size) {
+    constexpr DWORD most = 4096;
+    const no_wait_mode mode(end);
+    if (!mode)
+        return fail_transfer();
     DWORD bytes = 0;
-    return WriteFile(end, data, std::min(size, room), &bytes, nullptr) ? static_cast<int>(bytes)
-                                                                       : fail_transfer();
+    for (DWORD part = std::min(size, most); part > 0 && bytes == 0; part /= 2)
+        if (!write_part(end, data, part, bytes))
+            return fail_transfer();
+    return bytes > 0 ? static_cast<int>(bytes) : refuse(fault_code::would_block);
+}
+
+/// Goes on where another thread let the end take less for a moment.
+int write_all(HANDLE end, const void* data, DWORD size) {
+    DWORD bytes = 0;
+    while (bytes == 0)
+        if (!write_part(end, data, size, bytes))
+            return fail_transfer();
+    return static_cast<int>(bytes);
 }
 
 } // namespace
@@ -139,8 +161,12 @@ pipe_input look_for_input(HANDLE read_end) {
     return bytes > 0 ? pipe_input::some : pipe_input::none;
 }
 
+// The quota that is left is less by what a waiting reader asked for.
 pipe_room look_for_room(HANDLE write_end) {
-    return known_room(write_end) > 0 ? pipe_room::some : pipe_room::unclear;
+    local_pipe pipe;
+    if (!ask(write_end, local_pipe_information, pipe))
+        return pipe_room::unclear;
+    return pipe.write_quota > 0 || pipe.state != is_connected ? pipe_room::some : pipe_room::unclear;
 }
 
 int read_pipe(HANDLE end, void* buffer, DWORD size, bool may_wait) {
@@ -150,8 +176,9 @@ int read_pipe(HANDLE end, void* buffer, DWORD size, bool may_wait) {
 
 // A write of no bytes would look like the end to some readers.
 int write_pipe(HANDLE end, const void* data, DWORD size, bool may_wait) {
-    const auto write = is_overlapped(end) ? write_overlapped : write_synchronous;
-    return size > 0 ? write(end, data, size, may_wait) : 0;
+    if (size == 0)
+        return 0;
+    return may_wait ? write_all(end, data, size) : write_what_fits(end, data, size);
 }
 
 } // namespace ombrel::platform
