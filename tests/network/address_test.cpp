@@ -1,10 +1,8 @@
 #include <ombrel/address.h>
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <iterator>
-#include <netinet/in.h>
 #include <random>
 #include <sstream>
 #include <string>
@@ -12,6 +10,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <ombrel/host_socket.h>
+
+#if !defined(_WIN32)
+#include <arpa/inet.h>
+#endif
 
 namespace {
 

@@ -3,11 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <netinet/in.h>
 #include <string>
+#include <utility>
+#include <vector>
+
+#include <ombrel/host_socket.h>
+
+#if !defined(_WIN32)
 #include <sys/resource.h>
 #include <unistd.h>
-#include <utility>
+#endif
 
 #include <ombrel/address.h>
 #include <ombrel/network.h>
@@ -88,9 +93,29 @@ struct connected_pair {
     }
 };
 
+/// Sends without waiting until the other side takes no more.
+inline void fill_up(int s) {
+    const std::string block(65536, 'x');
+    for (const size_t size : {block.size(), size_t{1}})
+        while (ombrel_send_now(s, block.data(), size) > 0) {
+        }
+}
+
 /// Moves a socket to a descriptor far above the sets of select; -1 where the limit forbids it.
 inline owned_socket move_high(owned_socket s) {
     constexpr int high = 5000;
+#if defined(_WIN32)
+    std::vector<HANDLE> below;
+    do
+        below.push_back(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    while (reinterpret_cast<UINT_PTR>(below.back()) < high);
+    WSAPROTOCOL_INFOW copy;
+    WSADuplicateSocketW(static_cast<SOCKET>(s), GetCurrentProcessId(), &copy);
+    const SOCKET moved = WSASocketW(-1, -1, -1, &copy, 0, WSA_FLAG_OVERLAPPED);
+    for (HANDLE one : below)
+        CloseHandle(one);
+    return owned_socket(static_cast<int>(moved));
+#else
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     if (limit.rlim_cur <= high + 64) {
@@ -101,6 +126,7 @@ inline owned_socket move_high(owned_socket s) {
     while (descriptor < high + 64 && dup2(descriptor, descriptor) != -1)
         descriptor++;
     return owned_socket(dup2(s, descriptor));
+#endif
 }
 
 } // namespace ombrel_test

@@ -2,10 +2,9 @@
 
 #include <atomic>
 #include <cstring>
-#include <dlfcn.h>
-#include <netdb.h>
-#include <ombrel/network_interface.h>
 #include <thread>
+
+#include <ombrel/network_interface.h>
 
 #include "loopback.h"
 #include "support/fake_names.h"
@@ -19,6 +18,8 @@ std::atomic<bool> services_held, service_asked;
 
 } // namespace
 
+#if !defined(_WIN32)
+
 // The host's function, which hangs for one name.
 extern "C" int getservbyname_r(const char* name, const char* protocol, servent* record, char* line,
                                size_t room, servent** found) {
@@ -29,6 +30,8 @@ extern "C" int getservbyname_r(const char* name, const char* protocol, servent* 
         std::this_thread::yield();
     return real(name, protocol, record, line, room, found);
 }
+
+#endif
 
 namespace {
 
@@ -52,8 +55,11 @@ TEST_F(NetworkTest, ProtocolsAndServicesHaveNumbers) {
     const struct {
         const char* name;
         int number;
-    } protocols[] = {{"tcp", 6},   {"udp", 17},  {"icmp", 1}, {"ipv6-icmp", 58}, {"ip", 0},
-                     {"raw", 255}, {"ipv6", 41}, {"TCp", 0},  {"no-such", 0},    {nullptr, 0}};
+    } protocols[] = {{"tcp", 6},   {"udp", 17},  {"icmp", 1},    {"ipv6-icmp", 58}, {"ip", 0},
+                     {"raw", 255}, {"ipv6", 41}, {"no-such", 0}, {nullptr, 0}};
+#if !defined(_WIN32) // whose own names have no case
+    EXPECT_EQ(0, ombrel_get_protocol_by_name("TCp"));
+#endif
     for (const auto& one : protocols)
         EXPECT_EQ(one.number, ombrel_get_protocol_by_name(one.name)) << (one.name ? one.name : "null");
     EXPECT_EQ(-1, ombrel_get_service_by_name(nullptr, "tcp"));
@@ -65,6 +71,9 @@ TEST_F(NetworkTest, ProtocolsAndServicesHaveNumbers) {
 }
 
 TEST_F(NetworkTest, ALookUpThatHangsHoldsNobodyElseUp) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows keeps services in a file, where no look-up hangs";
+#endif
     services_held = true;
     std::thread slow([] { EXPECT_EQ(0, ombrel_get_service_by_name("slow", nullptr)); });
     EXPECT_TRUE(wait_until([] { return service_asked.load(); }));

@@ -2,8 +2,9 @@
 
 #include <cstring>
 #include <memory>
-#include <netinet/in.h>
 #include <string>
+
+#include <ombrel/host_socket.h>
 
 #include "support/heap_balance.h"
 

@@ -4,8 +4,13 @@
 #include <csignal>
 #include <cstddef>
 #include <memory>
-#include <sys/time.h>
 #include <thread>
+
+#include <unistd.h>
+
+#if !defined(_WIN32)
+#include <sys/time.h>
+#endif
 
 #include "loopback.h"
 #include "support/heap_balance.h"
@@ -22,6 +27,8 @@ struct select_closer {
     void operator()(ombrel_select_t* record) const { ombrel_close_select(record); }
 };
 using selection = std::unique_ptr<ombrel_select_t, select_closer>;
+
+#if !defined(_WIN32)
 
 /// Interrupts the program after so many microseconds, and again after each period.
 class alarm_clock {
@@ -42,6 +49,8 @@ public:
 private:
     struct sigaction before_ {};
 };
+
+#endif
 
 TEST_F(SelectTest, SingleReportsTheKindsThatAreReady) {
     connected_pair pair;
@@ -96,6 +105,9 @@ TEST_F(SelectTest, AClosedDescriptorIsAnError) {
 }
 
 TEST_F(SelectTest, InterruptionsEndTheWaitUnlessRetryIsAsked) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no signals that interrupt";
+#else
     connected_pair pair;
     {
         const alarm_clock again_if_missed(5000, 50000);
@@ -112,6 +124,7 @@ TEST_F(SelectTest, InterruptionsEndTheWaitUnlessRetryIsAsked) {
     const alarm_clock again_and_again(2000, 2000);
     EXPECT_EQ(-1, ombrel_single_select(pair.a, read_flag | retry_flag, -1)) << "ten calls are the limit";
     EXPECT_EQ(EINTR, errno);
+#endif
 }
 
 TEST_F(SelectTest, ARecordHasTheDocumentedLayout) {

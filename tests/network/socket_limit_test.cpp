@@ -52,15 +52,6 @@ private:
     hook before_, after_;
 };
 
-/// Sends without waiting until the other side takes no more.
-void fill_up(int s) {
-    const std::vector<char> block(65536);
-    for (const size_t size : {block.size(), size_t{1}}) {
-        while (ombrel_sys_send(s, block.data(), size, MSG_DONTWAIT) > 0) {
-        }
-    }
-}
-
 void drain(int s) {
     std::vector<char> block(65536);
     while (ombrel_sys_recv(s, block.data(), block.size(), MSG_DONTWAIT) > 0) {

@@ -4,9 +4,16 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <thread>
+
+#include <ombrel/host_socket.h>
+
+#if defined(_WIN32)
+#include "support/replaced_import.h"
+#else
 #include <dlfcn.h>
 #include <netdb.h>
-#include <thread>
+#endif
 
 #include "support/no_copy.h"
 
@@ -41,23 +48,57 @@ public:
     void release() { names_held = false; }
 };
 
+/// Whether a look-up is answered here, in its turn; else it is the host's.
+template<typename Unit>
+bool is_faked(const Unit* host) {
+    size_t size = 0;
+    while (host != nullptr && host[size] != 0)
+        size++;
+    constexpr Unit end[] = {'.', 't', 'e', 's', 't', 0};
+    if (size < 5 || memcmp(host + size - 5, end, sizeof end) != 0)
+        return false;
+    names_asked++;
+    while (names_held)
+        std::this_thread::yield();
+    if (names_in_steps)
+        names_held = true;
+    return true;
+}
+
+inline bool is_to_fail() {
+    return names_to_fail > 0 && names_to_fail-- > 0;
+}
+
 } // namespace ombrel_test
 
 // The host's function, in this program and in the library that it links.
+#if defined(_WIN32)
+
+namespace ombrel_test {
+
+inline int WSAAPI fake_look_up(PCWSTR host, PCWSTR service, const ADDRINFOW* hints, ADDRINFOW** answers) {
+    static const auto real = reinterpret_cast<decltype(&GetAddrInfoW)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ws2_32.dll"), "GetAddrInfoW")));
+    if (!is_faked(host))
+        return real(host, service, hints, answers);
+    return is_to_fail() ? WSAHOST_NOT_FOUND : real(L"127.0.0.1", service, hints, answers);
+}
+
+inline const int names_are_faked =
+    (replace_import("ws2_32.dll", "GetAddrInfoW",
+                    reinterpret_cast<FARPROC>(reinterpret_cast<void*>(fake_look_up))),
+     0);
+
+} // namespace ombrel_test
+
+#else
+
 extern "C" __attribute__((weak)) int getaddrinfo(const char* host, const char* service, const addrinfo* hints,
                                                  addrinfo** answers) {
     static const auto real = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-    const size_t size = host != nullptr ? strlen(host) : 0;
-    if (size < 5 || strcmp(host + size - 5, ".test") != 0)
+    if (!ombrel_test::is_faked(host))
         return real(host, service, hints, answers);
-    ombrel_test::names_asked++;
-    while (ombrel_test::names_held)
-        std::this_thread::yield();
-    if (ombrel_test::names_in_steps)
-        ombrel_test::names_held = true;
-    if (ombrel_test::names_to_fail > 0) {
-        ombrel_test::names_to_fail--;
-        return EAI_NONAME;
-    }
-    return real("127.0.0.1", service, hints, answers);
+    return ombrel_test::is_to_fail() ? EAI_NONAME : real("127.0.0.1", service, hints, answers);
 }
+
+#endif

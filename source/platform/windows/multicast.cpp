@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/fault.h"
+#include "platform/network_interface.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
 
@@ -52,17 +53,26 @@ int option_of(source_change change) {
     }
 }
 
+bool set_interface_by_its_address(int s, uint32_t interface_index) {
+    interface_list all;
+    for (interface_entry one; all.next(one);)
+        if (one.index == interface_index && one.address != nullptr && one.address->sa_family == AF_INET)
+            return set(s, IPPROTO_IP, IP_MULTICAST_IF, ipv4_of(one.address));
+    return false;
+}
+
 } // namespace
 
 bool set_ipv4_multicast_interface(int s, const sockaddr* interface_address) {
     return set(s, IPPROTO_IP, IP_MULTICAST_IF, ipv4_of(interface_address));
 }
 
-// Among IPv4 addresses those of 0.0.0.0/8 stand for indexes.
+// Among IPv4 addresses those of 0.0.0.0/8 stand for indexes; not every emulation knows that.
 bool set_multicast_interface(int s, int family, uint32_t interface_index) {
     if (family == AF_INET6)
         return set(s, IPPROTO_IPV6, IPV6_MULTICAST_IF, static_cast<DWORD>(interface_index));
-    return set(s, IPPROTO_IP, IP_MULTICAST_IF, static_cast<DWORD>(htonl(interface_index)));
+    return set(s, IPPROTO_IP, IP_MULTICAST_IF, static_cast<DWORD>(htonl(interface_index))) ||
+           set_interface_by_its_address(s, interface_index);
 }
 
 // The system lets in only what the socket itself asked for.

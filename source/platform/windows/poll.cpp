@@ -68,10 +68,10 @@ public:
 
     explicit operator bool() const { return progress_.hEvent != nullptr; }
     OVERLAPPED& progress() { return progress_; }
-    /// False with the error of GetLastError(); a time limit that passed is none.
+    /// False with the error of GetLastError(); a time limit that passed is none, and has a status above 0.
     bool wait(HANDLE afd) {
         DWORD size;
-        return GetOverlappedResult(afd, &progress_, &size, TRUE) || GetLastError() == WAIT_TIMEOUT;
+        return GetOverlappedResult(afd, &progress_, &size, TRUE) || static_cast<LONG>(progress_.Internal) > 0;
     }
 
 private:

@@ -69,6 +69,15 @@ int adopt(SOCKET made) {
     return s;
 }
 
+/// An accepted socket has its listener's mode, which another thread may have borrowed, and is inherited by
+/// child processes, unless both are taken back.
+int make_own(int accepted) {
+    const fault_keeper kept;
+    SetHandleInformation(reinterpret_cast<HANDLE>(socket_of(accepted)), HANDLE_FLAG_INHERIT, 0);
+    set_non_blocking(accepted, false);
+    return accepted;
+}
+
 struct option_place {
     int level, name;
 };
@@ -107,6 +116,24 @@ void translate_error(void* value, const int* size) {
     memcpy(&error, value, sizeof error);
     error = error_number_of(static_cast<uint32_t>(error));
     memcpy(value, &error, sizeof error);
+}
+
+/// Of a socket that was not bound, which elsewhere has the wildcard address of its family.
+int unbound_address(int s, sockaddr* address, int* size) {
+    WSAPROTOCOL_INFOW protocol;
+    int protocol_size = sizeof protocol;
+    if (getsockopt(socket_of(s), SOL_SOCKET, SO_PROTOCOL_INFOW, reinterpret_cast<char*>(&protocol),
+                   &protocol_size) != 0)
+        return fail();
+    const int needed = protocol.iMaxSockAddr;
+    if (address == nullptr || *size < needed) {
+        leave_fault(fault_code::invalid);
+        return -1;
+    }
+    memset(address, 0, static_cast<size_t>(needed));
+    address->sa_family = static_cast<ADDRESS_FAMILY>(protocol.iAddressFamily);
+    *size = needed;
+    return 0;
 }
 
 int shutdown_word(shutdown_side side) {
@@ -159,23 +186,19 @@ int listen_socket(int s, int backlog) {
     return result_of(listen(socket_of(s), backlog));
 }
 
-// An accepted socket has its listener's mode, and is inherited by child processes unless that is taken back.
 int accept_socket(int s, sockaddr* address, int* size) {
     SOCKET made;
     do
         made = accept(socket_of(s), address, size);
     while (made == INVALID_SOCKET && must_wait_itself(s, POLLRDNORM));
     const int accepted = adopt(made);
-    if (accepted < 0)
-        return -1;
-    SetHandleInformation(reinterpret_cast<HANDLE>(made), HANDLE_FLAG_INHERIT, 0);
-    if (!has_blocking_mode(s) || is_borrowed(s))
-        set_non_blocking(accepted, false);
-    return accepted;
+    return accepted < 0 ? -1 : make_own(accepted);
 }
 
 int own_address(int s, sockaddr* address, int* size) {
-    return result_of(getsockname(socket_of(s), address, size));
+    if (getsockname(socket_of(s), address, size) == 0)
+        return 0;
+    return WSAGetLastError() == WSAEINVAL ? unbound_address(s, address, size) : fail();
 }
 
 int peer_address(int s, sockaddr* address, int* size) {
@@ -227,13 +250,12 @@ int set_non_blocking(int s, bool on) {
 }
 
 int accept_at_once(int s, sockaddr* address, int* size) {
-    const borrowed_mode now(s);
-    const int accepted = adopt(accept(socket_of(s), address, size));
-    if (accepted < 0)
-        return -1;
-    SetHandleInformation(reinterpret_cast<HANDLE>(socket_of(accepted)), HANDLE_FLAG_INHERIT, 0);
-    set_non_blocking(accepted, false);
-    return accepted;
+    int accepted;
+    {
+        const borrowed_mode now(s);
+        accepted = adopt(accept(socket_of(s), address, size));
+    }
+    return accepted < 0 ? -1 : make_own(accepted);
 }
 
 namespace {
