@@ -1,5 +1,7 @@
 #include "builtin/fb_options.h"
 
+#include <ombrel/color.h>
+
 #include "text/number.h"
 
 namespace ombrel::builtin {
@@ -52,6 +54,16 @@ bool read_unsigned(const builtin_ctx& ctx, const char* name, uint32_t& value) {
         return true;
     fail(ctx, def_ombrel_ctx_error_invalid_argument);
     return false;
+}
+
+bool read_geometry(const builtin_ctx& ctx, fb_geometry& geometry) {
+    fb_rectangle rectangle = {0, 0, 640, 480};
+    uint32_t depth = 32;
+    if (!read_rectangle(ctx, rectangle) || !read_unsigned(ctx, "bpp", depth))
+        return false;
+    geometry = {ombrel_bits_per_pixel_to_color_interface(depth), rectangle.w, rectangle.h};
+    return read_unsigned(ctx, "resx", geometry.resx) && read_unsigned(ctx, "resy", geometry.resy) &&
+           read_unsigned(ctx, "color_interface", geometry.color_interface);
 }
 
 } // namespace ombrel::builtin

@@ -64,6 +64,16 @@ int64_t seek_base(const fb_root& root, int whence) {
     }
 }
 
+int init_root(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry, uint32_t flags) {
+    if (ctx.debug)
+        flags |= def_ombrel_fbmap_debug;
+    if (ombrel_init_fbmap(&root.map, nullptr, flags, geometry.color_interface, 0, 0, geometry.resx,
+                          geometry.resy) == nullptr)
+        return fail(ctx, def_ombrel_ctx_error_no_memory);
+    root.map.m_ctx = static_cast<uint32_t>(ctx.handle);
+    return 0;
+}
+
 int hand_out_root(builtin_ctx& ctx, void* record, size_t size) {
     auto* const handed = control_record<ombrel_fb_root_t>(ctx, record, size);
     if (handed == nullptr)
@@ -74,16 +84,26 @@ int hand_out_root(builtin_ctx& ctx, void* record, size_t size) {
 
 } // namespace
 
-int open_fb_root(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry) {
+bool is_drawable(const builtin_ctx& ctx, const fb_geometry& geometry) {
     const unsigned depth = ombrel_color_interface_to_bits_per_pixel(geometry.color_interface);
-    const bool is_drawable = depth == 8 || depth == 16 || depth == 24 || depth == 32;
-    if (!is_drawable || geometry.resx == 0 || geometry.resy == 0)
-        return fail(ctx, def_ombrel_ctx_error_invalid_argument);
-    const uint32_t flags = def_ombrel_fbmap_own_map | (ctx.debug ? def_ombrel_fbmap_debug : 0);
-    if (ombrel_init_fbmap(&root.map, nullptr, flags, geometry.color_interface, 0, 0, geometry.resx,
-                          geometry.resy) == nullptr)
-        return fail(ctx, def_ombrel_ctx_error_no_memory);
-    root.map.m_ctx = static_cast<uint32_t>(ctx.handle);
+    const bool is_whole = depth == 8 || depth == 16 || depth == 24 || depth == 32;
+    if (is_whole && geometry.resx != 0 && geometry.resy != 0)
+        return true;
+    fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    return false;
+}
+
+int open_fb_root(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry) {
+    return is_drawable(ctx, geometry) ? init_root(ctx, root, geometry, def_ombrel_fbmap_own_map) : -1;
+}
+
+int open_fb_root_over(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry, void* pixels,
+                      uint32_t line_length) {
+    if (init_root(ctx, root, geometry, 0) != 0)
+        return -1;
+    root.map.m_map = pixels;
+    root.map.m_line_length = line_length;
+    root.map.m_map_size = line_length * geometry.resy;
     return 0;
 }
 

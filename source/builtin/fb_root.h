@@ -19,6 +19,11 @@ struct fb_geometry {
 
 /// An own map of zeroed pixels: 0, or -1 with the error set.
 int open_fb_root(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry);
+/// Refuses, with the error set, a geometry that no map can be drawn in.
+bool is_drawable(const builtin_ctx& ctx, const fb_geometry& geometry);
+/// A map over pixels that others own: 0, or -1 with the error set.
+int open_fb_root_over(builtin_ctx& ctx, fb_root& root, const fb_geometry& geometry, void* pixels,
+                      uint32_t line_length);
 /// Frees the map and all its windows.
 int close_fb_root(builtin_ctx& ctx);
 
