@@ -74,7 +74,7 @@ void unlink(desktop_window& window) {
 bool show(desktop_window& window) {
     constexpr int farthest = 16000;
     const auto place = [&](int wanted) {
-        return window.is_placed ? std::clamp(wanted, -farthest, farthest) : SDL_WINDOWPOS_UNDEFINED;
+        return window.is_placed ? std::clamp(wanted, -farthest, farthest) : int{SDL_WINDOWPOS_UNDEFINED};
     };
     window.shown = SDL_CreateWindow(window.title, place(window.x), place(window.y), window.picture.width(),
                                     window.picture.height(), SDL_WINDOW_HIDDEN);

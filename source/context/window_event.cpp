@@ -68,49 +68,54 @@ int turn_of(const ombrel_window_events_t& events) {
     return __atomic_load_n(&events.turn, __ATOMIC_ACQUIRE);
 }
 
-/// Makes a change with the lock held and wakes whoever waits for one.
-template<typename Change>
-void change(ombrel_window_events_t& events, Change make) {
-    int sleepers;
-    {
-        const short_lock_guard guard(events.lock);
-        make();
-        __atomic_store_n(&events.turn, static_cast<int>(static_cast<unsigned>(events.turn) + 1),
-                         __ATOMIC_RELEASE);
-        sleepers = events.sleepers;
+/// Holds the lock for a scope that makes a change, and wakes whoever waits for one.
+class OMBREL_GUARD_CLASS change_guard {
+public:
+    explicit change_guard(ombrel_window_events_t& events) OMBREL_ACQUIRES(events.lock) : events_(events) {
+        take(events_.lock);
     }
-    for (; sleepers > 0; sleepers--)
-        platform::wake_waiter(&events.turn);
+    ~change_guard() OMBREL_RELEASES() OMBREL_UNCHECKED {
+        __atomic_store_n(&events_.turn, static_cast<int>(static_cast<unsigned>(events_.turn) + 1),
+                         __ATOMIC_RELEASE);
+        int sleepers = events_.sleepers;
+        release(events_.lock);
+        for (; sleepers > 0; sleepers--)
+            platform::wake_waiter(&events_.turn);
+    }
+    change_guard(const change_guard&) = delete;
+    change_guard& operator=(const change_guard&) = delete;
+
+private:
+    ombrel_window_events_t& events_;
+};
+
+void count_sleeper(ombrel_window_events_t& events, int by) {
+    const short_lock_guard guard(events.lock);
+    events.sleepers += by;
 }
 
 /// Sleeps until the turn changes, or for so many milliseconds; negative for no limit.
 void sleep_until_change(ombrel_window_events_t& events, int turn, int milliseconds) {
     constexpr int longest = 60'000;
-    const auto count_sleeper = [&](int by) {
-        const short_lock_guard guard(events.lock);
-        events.sleepers += by;
-    };
-    count_sleeper(1);
+    count_sleeper(events, 1);
     platform::wait_while_equal(&events.turn, turn,
                                static_cast<uint32_t>(shorter_wait(milliseconds, longest)));
-    count_sleeper(-1);
+    count_sleeper(events, -1);
 }
 
 /// The handler for one event: begun with the lock held, so that no other can be set before it has ended.
 ombrel_window_listener_t begin_handling(ombrel_window_events_t& events, const ombrel_window_event_t& event) {
-    ombrel_window_listener_t listener;
-    change(events, [&] {
-        listener = events.listener;
-        if (listener.m_handler == nullptr)
-            events.waiting.push(event);
-        else
-            events.handling_thread = platform::thread_id();
-    });
-    return listener;
+    const change_guard guard(events);
+    if (events.listener.m_handler == nullptr)
+        events.waiting.push(event);
+    else
+        events.handling_thread = platform::thread_id();
+    return events.listener;
 }
 
 void end_handling(ombrel_window_events_t& events) {
-    change(events, [&] { events.handling_thread = 0; });
+    const change_guard guard(events);
+    events.handling_thread = 0;
 }
 
 /// Sets the listener; false while a handler is running on another thread.
@@ -173,7 +178,8 @@ int ombrel_put_window_event(ombrel_window_events_t* events, const ombrel_window_
 int ombrel_end_window_events(ombrel_window_events_t* events) {
     if (events == nullptr)
         return -1;
-    change(*events, [&] { events->is_over = true; });
+    const change_guard guard(*events);
+    events->is_over = true;
     return 0;
 }
 
