@@ -29,6 +29,8 @@
  * - `resx`, `resy`, `color_interface`, `bpp`: as for tuk_fb; what a bitmap cannot hold, such as 24 bits with
  * red in the lowest byte, is an invalid argument
  *
+ * A process without a desktop to show the window on fails with "not found".
+ *
  * Its map is the bitmap, whose rows begin at multiples of four bytes. The window paints from it whenever a
  * part of it comes to light; what has changed is copied to the window by ombrel_fbmap_update() or
  * ombrel_ctx_sync(), that region alone. A thread of each window owns it. What the user does to the window,

@@ -254,6 +254,14 @@ HWND make_window(host_window& window, const host_window_wish& wish, const wchar_
                            &window);
 }
 
+// Where there is no desktop the system says little.
+bool tell_refusal() {
+    fail_by_last_error();
+    if (failed_by(-1, fault_code::input_output))
+        leave_fault(fault_code::not_found);
+    return false;
+}
+
 bool create(host_window& window, const host_window_wish& wish) {
     const wide_text class_name(wish.class_name), title(wish.title);
     constexpr size_t longest_class_name = 255;
@@ -266,13 +274,13 @@ bool create(host_window& window, const host_window_wish& wish) {
     if (!make_bitmap(window, wish))
         return false;
     const exclusive guard(classes_lock);
-    HWND made = nullptr;
-    if (make_class(class_name.get()) &&
-        (made = make_window(window, wish, class_name.get(), title.get())) != nullptr)
-        window.window_class = static_cast<ATOM>(GetClassLongPtrW(made, GCW_ATOM));
-    else
-        fail_by_last_error();
-    return made != nullptr;
+    if (!make_class(class_name.get()))
+        return fail_by_last_error() == 0;
+    const HWND made = make_window(window, wish, class_name.get(), title.get());
+    if (made == nullptr)
+        return tell_refusal();
+    window.window_class = static_cast<ATOM>(GetClassLongPtrW(made, GCW_ATOM));
+    return true;
 }
 
 // The last window of a class takes it along; before, the system refuses.
