@@ -8,6 +8,7 @@
 #include <ombrel/framebuffer.h>
 
 #include "builtin/fb_root.h"
+#include "core/fault.h"
 #include "platform/framebuffer.h"
 
 namespace ombrel::builtin {
@@ -115,10 +116,16 @@ void copy_from_device(linuxfb& fb) {
                map.m_resx * pixel_size);
 }
 
+// A host without such devices leaves the type to other plug-ins.
+int refuse_device(const builtin_ctx& ctx) {
+    return failed_by(-1, fault_code::not_supported) ? fail(ctx, def_ombrel_ctx_error_not_supported)
+                                                    : fail_by_system(ctx);
+}
+
 int open_linuxfb(builtin_ctx& ctx) {
     auto& fb = state_of<linuxfb>(ctx);
     if (platform::open_framebuffer(*ctx.source != '\0' ? ctx.source : "/dev/fb0", fb.device) != 0)
-        return fail_by_system(ctx);
+        return refuse_device(ctx);
     const fb_geometry geometry = {color_interface_of(fb.device), fb.device.resx, fb.device.resy};
     if (open_fb_root(ctx, fb.root, geometry) != 0) {
         platform::close_framebuffer(fb.device);
