@@ -10,6 +10,7 @@
 
 #include "core/error_text.h"
 #include "core/heap_ptr.h"
+#include "platform/library_loader.h"
 #include "platform/terminal.h"
 
 using namespace ombrel;
@@ -64,7 +65,9 @@ unsigned put(channel& to, FILE* stream, const char* text) {
 }
 
 int set_handler(channel& of, ombrel_puts_handler_t handler, ombrel_puts_handler_t* old) {
-    const ombrel_puts_handler_t before = of.handler.exchange(handler, std::memory_order_relaxed);
+    void* const own = platform::behind_import(reinterpret_cast<void*>(handler));
+    const ombrel_puts_handler_t before =
+        of.handler.exchange(reinterpret_cast<ombrel_puts_handler_t>(own), std::memory_order_relaxed);
     if (old != nullptr)
         *old = before;
     return 0;

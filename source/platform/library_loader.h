@@ -25,6 +25,10 @@ int close_library(void* library);
 /// The symbol's address, or null when the library exports none of the name.
 void* library_symbol(void* library, const char* name);
 
+/// The function itself, where a program's address of it is that of a jump there: compilers of Windows give
+/// such to data that is made before the program runs.
+void* behind_import(void* function);
+
 /// What the loader complained about in this thread since the last call; null for nothing.
 const char* library_error();
 

@@ -51,6 +51,7 @@ struct monitor {
 };
 
 TEST(ForkTest, NoGuardStaysHeldInAChild) {
+    OMBREL_TEST_NEEDS_FORK();
     monitor shared;
     std::atomic<bool> stop = false;
     ombrel_test::in_threads(4, [&](int thread) {
@@ -68,6 +69,7 @@ TEST(ForkTest, NoGuardStaysHeldInAChild) {
 
 // The holder forks while others wait for its lock and on its condition, who are not in the child.
 TEST(ForkTest, TheForkingThreadsLockIsItsOwnInTheChild) {
+    OMBREL_TEST_NEEDS_FORK();
     monitor held;
     ombrel_short_lock_t short_lock{};
     ASSERT_EQ(0, ombrel_short_lock(&short_lock));

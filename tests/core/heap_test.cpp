@@ -206,6 +206,7 @@ TEST_F(Heap, KeepsItsListUnderManyThreads) {
 // held by one of them.
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 TEST_F(Heap, IsWholeInAChildForkedAmongBusyThreads) {
+    OMBREL_TEST_NEEDS_FORK();
     std::atomic<bool> stop = false;
     ombrel_test::in_threads(4, [&stop](int thread) {
         int failed = 0;

@@ -176,6 +176,7 @@ TEST_F(LockConditionTest, CallsWaitWhileAGuardIsHeld) {
 }
 
 TEST_F(LockConditionTest, AnEndlessWaitGoesOnAfterHours) {
+    OMBREL_TEST_NEEDS_TIME_TRAVEL();
     ombrel_test::time_travel ahead;
     ombrel_short_lock(&condition.m_guard); // before which a wait looks at the clock
     const ombrel_test::waiting_call wait(

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <ombrel/assert.h>
+#include <ombrel/environment.h>
 #include <ombrel/time.h>
 
 #include "support/child.h"
@@ -17,8 +19,7 @@ namespace {
 
 TEST(TimeStamp, CountsMillisecondsForwards) {
     const uint64_t first = ombrel_time_stamp_msec();
-    const timespec pause{0, 12'000'000};
-    nanosleep(&pause, nullptr);
+    std::this_thread::sleep_for(std::chrono::milliseconds(12));
     const uint64_t passed = ombrel_time_stamp_msec() - first;
     EXPECT_LE(11u, passed);
     EXPECT_GE(60'000u, passed);
@@ -27,12 +28,9 @@ TEST(TimeStamp, CountsMillisecondsForwards) {
 // The local time in the standard library's words, asked before and after so that a second's turn is no fault.
 // Not by time(): its coarse clock may still tell the old second a few milliseconds after the turn.
 std::string standard_time(const char* format) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    tm fields;
-    localtime_r(&now.tv_sec, &fields);
+    const time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     char text[64];
-    strftime(text, sizeof text, format, &fields);
+    strftime(text, sizeof text, format, std::localtime(&now));
     return text;
 }
 
@@ -82,23 +80,24 @@ int count_wrong_moments() {
 }
 
 struct time_zone {
-    explicit time_zone(const char* name) { setenv("TZ", name, 1), tzset(); }
-    ~time_zone() { unsetenv("TZ"), tzset(); }
+    explicit time_zone(const char* assignment) { ombrel_putenv(assignment), tzset(); }
+    ~time_zone() { ombrel_putenv("TZ"), tzset(); }
 };
 
 TEST(Asctime, KnowsEveryYear) {
-    const time_zone east("XXX-5:45");
+    OMBREL_TEST_NEEDS_TIME_TRAVEL();
+    const time_zone east("TZ=XXX-5:45");
     EXPECT_EQ(0, count_wrong_moments());
 }
 
 #if !defined(__SANITIZE_THREAD__) // it does not follow a fork among threads
 TEST(Asctime, NeedsNoLockOfTheCLibraryInAForkedChild) {
-    const time_zone east("XXX-5:45");
+    OMBREL_TEST_NEEDS_FORK();
+    const time_zone east("TZ=XXX-5:45");
     std::atomic<bool> stop = false;
     std::jthread busy([&stop] {
-        tm fields;
         for (time_t now = 0; !stop; now++)
-            localtime_r(&now, &fields);
+            std::localtime(&now);
     });
     int status = 0;
     for (int i = 0; i < 100 && status == 0; i++)

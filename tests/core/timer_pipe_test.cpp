@@ -51,17 +51,17 @@ TEST(Pipe, WriteWithoutAReaderFailsWithoutASignal) {
     ASSERT_EQ(0, ombrel_pipe(ends));
     int read_end[2] = {ends[0], -1};
     ombrel_destroy_pipe(read_end);
-    sigset_t before, pending;
-    for (const bool blocked : {false, true}) {
-        sigset_t pipe_signal;
-        sigemptyset(&pipe_signal);
-        sigaddset(&pipe_signal, SIGPIPE);
-        pthread_sigmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &pipe_signal, blocked ? &before : nullptr);
-        EXPECT_EQ(-1, ombrel_pipe_write(ends[1], "x", 1));
-        sigpending(&pending);
-        EXPECT_EQ(0, sigismember(&pending, SIGPIPE));
-    }
+    EXPECT_EQ(-1, ombrel_pipe_write(ends[1], "x", 1));
+#if defined(SIGPIPE)
+    sigset_t pipe_signal, before, pending;
+    sigemptyset(&pipe_signal);
+    sigaddset(&pipe_signal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
+    EXPECT_EQ(-1, ombrel_pipe_write(ends[1], "x", 1));
+    sigpending(&pending);
+    EXPECT_EQ(0, sigismember(&pending, SIGPIPE));
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+#endif
     ends[0] = -1;
     ombrel_destroy_pipe(ends);
 }

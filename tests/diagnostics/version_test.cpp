@@ -2,9 +2,11 @@
 #include <cstring>
 #include <sstream>
 #include <string>
-#include <sys/utsname.h>
 
 #include <gtest/gtest.h>
+#if defined(__linux__)
+#include <sys/utsname.h>
+#endif
 
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
@@ -56,21 +58,28 @@ TEST_F(Version, TellsTheBuild) {
 #endif
 }
 
-#if defined(__linux__)
 TEST_F(Version, TellsTheRunningSystem) {
+    const uint32_t version = ombrel_get_os_version();
+    const unsigned fields = (version & 0xFF) != 0 ? 4 : (version & 0xFF00) != 0 ? 3 : 2;
+    EXPECT_EQ(dotted(version, fields), ombrel_get_os_version_string());
+#if defined(_WIN32)
+    EXPECT_STREQ("Windows", ombrel_get_os_name());
+    EXPECT_LE(0x06010000u, version);
+    EXPECT_STREQ(sizeof(void*) == 8 ? "x86_64-pc-windows-gnu" : "x86-pc-windows-gnu",
+                 ombrel_get_target_build_profile());
+    EXPECT_STREQ("ucrt", ombrel_get_libc_name());
+    EXPECT_STREQ("ANSI_X3.4-1968", ombrel_get_langinfo_codeset());
+#elif defined(__linux__)
     EXPECT_STREQ("Linux", ombrel_get_os_name());
     utsname names;
     ASSERT_EQ(0, uname(&names));
     unsigned part[3] = {};
     ASSERT_LE(2, sscanf(names.release, "%u.%u.%u", &part[0], &part[1], &part[2]));
-    const uint32_t version = ombrel_get_os_version();
     EXPECT_EQ(part[0], version >> 24);
     EXPECT_EQ(part[1], version >> 16 & 255);
     EXPECT_EQ(std::min(part[2], 255u), version >> 8 & 255);
-    const unsigned fields = (version & 0xFF) != 0 ? 4 : (version & 0xFF00) != 0 ? 3 : 2;
-    EXPECT_EQ(dotted(version, fields), ombrel_get_os_version_string());
-}
 #endif
+}
 
 // The document as it must read, with the heap's figures left open.
 std::string expected_document(const char* name) {

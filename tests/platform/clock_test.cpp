@@ -27,6 +27,7 @@ TEST(Clock, MomentsAreToldAsWaitsTakeThem) {
 }
 
 TEST(Clock, DeadlinesPassOnceTheyHaveCome) {
+    OMBREL_TEST_NEEDS_TIME_TRAVEL();
     ombrel_test::time_travel time;
     const deadline none, endless(-1), now(0), minute(60'000);
     const uint64_t stamp = monotonic_nanoseconds() / nanoseconds_per_millisecond;

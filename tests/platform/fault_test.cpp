@@ -3,11 +3,10 @@
 #include <cstring>
 #include <set>
 
-#include <sys/resource.h>
-
 #include "core/fault.h"
 #include "platform/process.h"
 #include "platform/seam_support.h"
+#include "support/descriptor_shortage.h"
 #include "support/emulator.h"
 
 using namespace ombrel;
@@ -15,14 +14,21 @@ using namespace ombrel_test;
 
 namespace {
 
+#if defined(_WIN32)
+#define OMBREL_TEST_NULL_DEVICE "NUL"
+#else
+#define OMBREL_TEST_NULL_DEVICE "/dev/null"
+#endif
+
 template<typename Work>
 int without_descriptors(const Work& work) {
-    rlimit before;
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    const int result = work();
-    setrlimit(RLIMIT_NOFILE, &before);
+    const auto attempt = [&] {
+        const descriptor_shortage shortage;
+        const int result = work();
+        return std::make_pair(result, last_fault());
+    };
+    const auto [result, why] = attempt();
+    leave_fault(why);
     return result;
 }
 
@@ -54,11 +60,13 @@ struct failing_call {
 
 const failing_call failing_calls[] = {
     {"a path through a file", fault_code::not_found,
-     [] { return platform::open_file_for_reading("/dev/null/file"); }},
+     [] { return platform::open_file_for_reading(OMBREL_TEST_NULL_DEVICE "/file"); }},
     {"a name that is too long", fault_code::invalid,
      [] { return platform::open_file_for_reading(std::string(300, 'n').c_str()); }},
     {"no descriptor for a file", fault_code::no_descriptor,
-     [] { return without_descriptors([] { return platform::open_file_for_reading("/dev/null"); }); }},
+     [] {
+         return without_descriptors([] { return platform::open_file_for_reading(OMBREL_TEST_NULL_DEVICE); });
+     }},
     {"no descriptor for a socket", fault_code::no_descriptor,
      [] { return without_descriptors([] { return platform::open_socket(AF_INET, SOCK_STREAM, 0); }); }},
     {"no descriptor for a pipe", fault_code::no_descriptor,
@@ -75,7 +83,7 @@ const failing_call failing_calls[] = {
      }},
     {"a file as a socket", fault_code::bad_descriptor,
      [] {
-         const owned file(platform::open_file_for_reading("/dev/null"));
+         const owned file(platform::open_file_for_reading(OMBREL_TEST_NULL_DEVICE));
          return platform::listen_socket(file, 1);
      }},
     {"a foreign address", fault_code::address_not_available,
@@ -125,7 +133,7 @@ TEST(Fault, IsToldByFailingCalls) {
 TEST(Fault, IsToldByAFileWithoutRightsToRun) {
     if (starts_missing_programs())
         GTEST_SKIP() << "starting a missing program is no error to this emulator";
-    expect_told({"a start", fault_code::access_denied, [] { return start("/dev/null"); }});
+    expect_told({"a start", fault_code::access_denied, [] { return start(OMBREL_TEST_NULL_DEVICE); }});
 }
 
 TEST(Fault, IsLeftAsItIsToldAndKeptOverAScope) {

@@ -1,6 +1,7 @@
 // Work in a child process.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #if !defined(_WIN32)
@@ -11,7 +12,6 @@ namespace ombrel_test {
 
 #if defined(_WIN32)
 
-/// Tests of forks skip themselves where there are none.
 inline constexpr bool can_fork = false;
 
 template<typename Work>
@@ -39,3 +39,8 @@ int in_child(const Work& work) {
 #endif
 
 } // namespace ombrel_test
+
+/// Stands first in tests of forks.
+#define OMBREL_TEST_NEEDS_FORK()                                                                             \
+    if (!ombrel_test::can_fork)                                                                              \
+    GTEST_SKIP() << "this host has no fork"

@@ -1,7 +1,7 @@
-// Whole-text matching against a POSIX extended regular expression, and counting of parts.
+// Whole-text matching against a regular expression, and counting of parts.
 #pragma once
 
-#include <regex.h>
+#include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -9,12 +9,7 @@
 namespace ombrel_test {
 
 inline ::testing::AssertionResult matches(const std::string& text, const std::string& expression) {
-    regex_t compiled;
-    if (regcomp(&compiled, ("^(" + expression + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0)
-        return ::testing::AssertionFailure() << "bad expression: " << expression;
-    const bool found = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
-    regfree(&compiled);
-    if (found)
+    if (std::regex_match(text, std::regex(expression)))
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "the text\n" << text << "does not match\n" << expression;
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #if !defined(_WIN32)
@@ -19,12 +20,16 @@ namespace ombrel_test {
 inline std::atomic<int64_t> seconds_ahead{0}, calendar_seconds_ahead{0};
 inline std::atomic<unsigned long> clock_looks{0};
 
-/// Tests of it skip themselves where the library's clock cannot be replaced.
 #if defined(_WIN32)
 inline constexpr bool can_travel = false;
 #else
 inline constexpr bool can_travel = true;
 #endif
+
+/// Stands first in tests that travel: the library's clock cannot be replaced everywhere.
+#define OMBREL_TEST_NEEDS_TIME_TRAVEL()                                                                      \
+    if (!ombrel_test::can_travel)                                                                            \
+    GTEST_SKIP() << "the clock of this host cannot be replaced"
 
 /// Puts the clocks forward until the end of the scope, when nothing may look at them any more.
 class time_travel : no_copy {

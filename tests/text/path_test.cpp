@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 #include <string>
@@ -16,6 +17,14 @@ std::string take(char* s) {
     std::string text = s != nullptr ? s : "(null)";
     ombrel_free(s);
     return text;
+}
+
+// What is joined has the host's separator, whatever there was before.
+std::string native(std::string path) {
+#if defined(_WIN32)
+    std::replace(path.begin(), path.end(), '/', '\\');
+#endif
+    return path;
 }
 
 // Every link is checked on the way.
@@ -39,7 +48,7 @@ TEST_F(PathTest, ResolvesPaths) {
         SCOPED_TRACE(path);
         ombrel_string_node_t* list = ombrel_path_to_node(path.c_str());
         EXPECT_EQ(flags, flags_of(list));
-        EXPECT_EQ(joined, take(ombrel_node_to_path(list, 1)));
+        EXPECT_EQ(native(joined), take(ombrel_node_to_path(list, 1)));
         ombrel_string_node_t* copy = ombrel_copy_path_node(list);
         EXPECT_EQ(flags, flags_of(copy));
         ombrel_free_path_node(copy);
@@ -83,7 +92,7 @@ TEST_F(PathTest, AppendsPaths) {
         ombrel_string_node_t* list =
             ombrel_append_path_node(ombrel_path_to_node(c.base), ombrel_path_to_node(c.added), c.restart);
         flags_of(list);
-        EXPECT_EQ(take(ombrel_node_to_path(list, 1)), c.expected);
+        EXPECT_EQ(take(ombrel_node_to_path(list, 1)), native(c.expected));
         ombrel_free_path_node(list);
     }
     for (const int resolve : {0, 1}) {

@@ -47,6 +47,7 @@ void await_banners(const ombrel_test::capture& output, size_t count) {
 } // namespace
 
 TEST(ServiceBanner, SlowStartAndSlowStopAreReportedAgainEveryFourSeconds) {
+    OMBREL_TEST_NEEDS_TIME_TRAVEL();
     const ombrel_test::heap_balance balance;
     ombrel_test::time_travel clock;
     slow_handler handler;

@@ -21,6 +21,10 @@ void* library_symbol(void* library, const char* name) {
     return dlsym(library, name);
 }
 
+void* behind_import(void* function) {
+    return function;
+}
+
 const char* library_error() {
     return dlerror();
 }

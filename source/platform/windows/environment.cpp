@@ -116,6 +116,18 @@ int set_everywhere(const wchar_t* name, const wchar_t* value) {
     return error != 0 ? -1 : 0;
 }
 
+// To the C library a variable without text is none. The system knows such, and hands them to child processes.
+int set(const wide_text& name, const wide_text& value) {
+    if (!name || !value || set_everywhere(name.get(), value.get()) != 0)
+        return -1;
+    return value.size() != 0 || SetEnvironmentVariableW(name.get(), L"") != 0 ? 0 : fail_by_last_error();
+}
+
+int refuse() {
+    leave_fault(fault_code::invalid);
+    return -1;
+}
+
 } // namespace
 
 char** environment() {
@@ -148,24 +160,17 @@ variable_text trusted_environment_variable(const char* name) {
     return environment_variable(name);
 }
 
-// To the C library a variable without text is none. The system knows such, and hands them to child processes.
 int set_environment_variable(const char* name, const char* value) {
-    if (!is_name(name)) {
-        leave_fault(fault_code::invalid);
-        return -1;
-    }
-    const wide_text wide_name(name), wide_value(value);
-    if (!wide_name || !wide_value || set_everywhere(wide_name.get(), wide_value.get()) != 0)
-        return -1;
-    return *value != '\0' || SetEnvironmentVariableW(wide_name.get(), L"") != 0 ? 0 : fail_by_last_error();
+    return is_name(name) ? set(wide_text(name), wide_text(value)) : refuse();
 }
 
 // A name alone removes the variable.
 int put_environment(const char* text) {
-    if (!is_name(text)) {
-        leave_fault(fault_code::invalid);
-        return -1;
-    }
+    const char* const equals = strchr(text, '=');
+    if (equals == text || *text == '\0')
+        return refuse();
+    if (equals != nullptr)
+        return set(wide_text(text, static_cast<size_t>(equals - text)), wide_text(equals + 1));
     const wide_text name(text);
     if (!name)
         return -1;

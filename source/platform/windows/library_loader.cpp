@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <iterator>
 
+#include "platform/system.h"
 #include "platform/thread.h"
 #include "platform/windows/host_block.h"
 #include "platform/windows/wide_text.h"
@@ -207,6 +208,28 @@ void* library_symbol(void* library, const char* name) {
     if (symbol == nullptr)
         complain(name);
     return reinterpret_cast<void*>(symbol);
+}
+
+// The linker's jump through the table of imports: relative on 64 bits, where processors have that.
+void* behind_import(void* function) {
+#if defined(__x86_64__) || defined(__i386__)
+    unsigned char code[6];
+    if (!copy_if_readable(code, function, sizeof code) || code[0] != 0xFF || code[1] != 0x25)
+        return function;
+    int32_t place;
+    memcpy(&place, code + 2, sizeof place);
+#if defined(__x86_64__)
+    const uintptr_t entry =
+        reinterpret_cast<uintptr_t>(function) + sizeof code + static_cast<uintptr_t>(intptr_t{place});
+#else
+    const auto entry = static_cast<uintptr_t>(place);
+#endif
+    void* imported;
+    return copy_if_readable(&imported, reinterpret_cast<const void*>(entry), sizeof imported) ? imported
+                                                                                              : function;
+#else
+    return function;
+#endif
 }
 
 const char* library_error() {

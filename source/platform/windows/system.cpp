@@ -8,10 +8,32 @@ int process_id() {
     return static_cast<int>(GetCurrentProcessId());
 }
 
-// The kernel copies, so that an address without memory behind it is an error and no fault.
+namespace {
+
+bool is_readable(const MEMORY_BASIC_INFORMATION& region) {
+    return region.State == MEM_COMMIT && (region.Protect & (PAGE_NOACCESS | PAGE_GUARD)) == 0;
+}
+
+bool is_readable(const void* start, size_t size) {
+    const auto* at = static_cast<const char*>(start);
+    const char* const end = at + size;
+    while (at < end) {
+        MEMORY_BASIC_INFORMATION region;
+        if (VirtualQuery(at, &region, sizeof region) == 0 || !is_readable(region))
+            return false;
+        at = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
+    }
+    return end >= start; // else it goes beyond the last address
+}
+
+} // namespace
+
+// The kernel copies, so that an address whose memory goes meanwhile is an error and no fault. Pages that
+// guard others are left as they are.
 bool copy_if_readable(void* destination, const void* source, size_t size) {
-    SIZE_T copied;
-    return size == 0 || (ReadProcessMemory(GetCurrentProcess(), source, destination, size, &copied) != 0 &&
+    SIZE_T copied = 0;
+    return size == 0 || (is_readable(source, size) &&
+                         ReadProcessMemory(GetCurrentProcess(), source, destination, size, &copied) != 0 &&
                          copied == size);
 }
 

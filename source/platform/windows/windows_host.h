@@ -17,6 +17,11 @@
 
 #include <windows.h>
 
-#if defined(interface)
-#undef interface // a word of COM's, and a good name for what it means here
-#endif
+// Words that are good names elsewhere. FAR and NEAR, which they stand for, are left empty.
+#undef interface
+#undef near
+#undef far
+#undef NEAR
+#undef FAR
+#define NEAR
+#define FAR
