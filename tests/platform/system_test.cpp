@@ -126,8 +126,7 @@ TEST(System, TellsWhatItIs) {
     EXPECT_EQ(features, platform::processor_features());
     platform::framebuffer device{};
     EXPECT_EQ(-1, platform::open_framebuffer("/ombrel/no_such_device", device));
-    const platform::host_window_wish wish{"ombrel_seam", "seam", 0, 0, 8, 8};
-    EXPECT_GE(0, platform::open_host_window(wish));
+    EXPECT_TRUE(platform::has_host_windows() || platform::open_host_window({}, {}) == nullptr);
 }
 
 TEST(System, MemoryIsReadOnlyWhereItCanBe) {
