@@ -1,9 +1,11 @@
 #include <ombrel/event_base.h>
 
 #include <atomic>
-#include <csignal>
+
+#if !defined(_WIN32)
 #include <fcntl.h>
 #include <sys/resource.h>
+#endif
 
 #include <ombrel/event_buffer.h>
 #include <ombrel/global_break.h>
@@ -121,27 +123,41 @@ TEST_F(EventBase, OnceCallsTheUserOnceWithoutNotice) {
     EXPECT_EQ(0, ombrel_event_base_once(base, -1, 0, handler, &told, 60000));
 }
 
+/// A copy of a socket whose number is that of a signal as well; where there are too few of those, just the
+/// signal.
+int copy_to_signal(int s) {
+#if defined(_WIN32)
+    return s != 0 ? own_signal : -1;
+#else
+    const int number = ::fcntl(s, F_DUPFD, SIGRTMIN);
+    EXPECT_LE(number, SIGRTMAX);
+    return number;
+#endif
+}
+
 // Every way in which an event may hang on a base that goes: it is let go, and lives on with another one.
 TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
     socket_pair pair;
-    const int number = ::fcntl(pair.near(), F_DUPFD, SIGRTMIN); // both an open descriptor and a signal
-    ASSERT_LE(number, SIGRTMAX);
+    const int number = copy_to_signal(pair.near());
     const struct {
         const char* reported; ///< the initials of the counts
         uint32_t flags;
         void (*hang)(recorder&);
+        bool needs_descriptor = false;
     } ways[] = {
         {"et", 0, [](recorder& event) { event.add(1000); }},
         {"e", on_signal, [](recorder& event) { event.add(-1); }},
         {"a", 0, [](recorder& event) { ombrel_active_event(&event.event, 1); }},
         {"ta", 0, [](recorder& event) { ombrel_active_event(&event.event, 1), event.add(1000); }},
         {"", 0, [](recorder& event) { ombrel_add_signal(&event.event); }},
-        {"", 0, [](recorder& event) { ombrel_event_enable_buffer(&event.event, 3); }},
+        {"", 0, [](recorder& event) { ombrel_event_enable_buffer(&event.event, 3); }, true},
         {"", 0, [](recorder& event) { event.add(1000), event.del(); }},
         {"", 0, [](recorder&) {}},
     };
     for (const auto& way : ways) {
         SCOPED_TRACE(&way - ways);
+        if (way.needs_descriptor && number == own_signal)
+            continue;
         ombrel_event_base_t* other = ombrel_new_event_base();
         recorder event(other, number, way.flags);
         way.hang(event);
@@ -162,7 +178,8 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
         once();
         EXPECT_EQ(1u, event.results.size());
     }
-    ::close(number);
+    if (number != own_signal)
+        ombrel_close_socket(number);
 }
 
 TEST_F(EventBase, HandlersNeitherRunNorFreeNorStopTheirOwnLoop) {
@@ -228,18 +245,40 @@ TEST_F(EventBase, ProcessWideBase) {
     EXPECT_EQ(nullptr, __g_ombrel_current_event_base);
 }
 
+/// As many descriptors as the system lets the process have, up to a number, until the end of the scope.
+class descriptor_room : no_copy {
+public:
+#if defined(_WIN32)
+    explicit descriptor_room(size_t wanted) : most_(wanted) {}
+#else
+    explicit descriptor_room(size_t wanted) {
+        EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &before_));
+        const rlimit most{before_.rlim_max, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &most);
+        most_ = std::min<size_t>(wanted, before_.rlim_max > 200 ? before_.rlim_max - 100 : 100);
+    }
+    ~descriptor_room() {
+        setrlimit(RLIMIT_NOFILE, &before_);
+    }
+#endif
+    size_t most() const {
+        return most_;
+    }
+
+private:
+    size_t most_;
+#if !defined(_WIN32)
+    rlimit before_{};
+#endif
+};
+
 TEST_F(EventBase, TenThousandSocketsAndDescriptorsAbove1024) {
-    rlimit limit{};
-    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
-    const rlimit before = limit;
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-    const size_t count = std::min<size_t>(10000, limit.rlim_max > 200 ? limit.rlim_max - 100 : 100);
+    const descriptor_room room(10000);
     socket_pair pair;
     std::vector<int> copies;
     std::vector<std::unique_ptr<recorder>> events;
-    for (size_t i = 0; i < count; i++) {
-        copies.push_back(::dup(pair.near()));
+    for (size_t i = 0; i < room.most(); i++) {
+        copies.push_back(copy_socket(pair.near()));
         ASSERT_GE(copies.back(), 0);
         events.push_back(std::make_unique<recorder>(base, copies.back(), on_read));
         ASSERT_EQ(0, events.back()->add());
@@ -253,8 +292,7 @@ TEST_F(EventBase, TenThousandSocketsAndDescriptorsAbove1024) {
         ASSERT_EQ(results{on_read}, event->results);
     EXPECT_EQ("first last ", order);
     for (int fd : copies)
-        ::close(fd);
-    setrlimit(RLIMIT_NOFILE, &before);
+        ombrel_close_socket(fd);
 }
 
 TEST_F(EventBase, WorkerTokens) {

@@ -1,5 +1,9 @@
 #include <ombrel/event_buffer.h>
 
+#include <cstdarg>
+
+#include <ombrel/pipe.h>
+
 #include "event/event_fixture.h"
 
 namespace {
@@ -133,17 +137,21 @@ TEST_F(EventBuffer, AGonePeerEndsTheOutput) {
     recorder event(base, pair.near(), persist);
     EXPECT_EQ(0, event.add());
     pair.close_far();
-    EXPECT_EQ(4, ombrel_event_push_puts(&event.event, 2, "lost"));
-    once();
-    EXPECT_EQ(results{on_write | on_exception}, event.results);
+    // The refusal of what was sent first may come back later.
+    do {
+        EXPECT_EQ(4, ombrel_event_push_puts(&event.event, 2, "lost"));
+        once();
+    } while (event.results.back() == on_write && event.results.size() < 1000);
+    EXPECT_EQ(on_write | on_exception, event.results.back());
     EXPECT_EQ(4, ombrel_event_get_buffer_size(&event.event, 2));
+    const size_t calls = event.results.size();
     poll();
-    EXPECT_EQ(1u, event.results.size());
+    EXPECT_EQ(calls, event.results.size());
 }
 
 TEST_F(EventBuffer, PipesWork) {
     int ends[2];
-    ASSERT_EQ(0, ::pipe(ends));
+    ASSERT_EQ(0, ombrel_pipe(ends));
     {
         recorder reader(base, ends[0], persist), writer(base, ends[1], persist);
         EXPECT_EQ(0, ombrel_event_enable_buffer(&reader.event, 1));
@@ -152,8 +160,7 @@ TEST_F(EventBuffer, PipesWork) {
         once(2);
         EXPECT_EQ("piped\n", take(reader));
     }
-    ::close(ends[0]);
-    ::close(ends[1]);
+    EXPECT_EQ(0, ombrel_destroy_pipe(ends));
 }
 
 } // namespace

@@ -1,7 +1,4 @@
 // Names that events wait for and connections that the loop makes.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
 #include <ombrel/event_buffer.h>
 #include <ombrel/time.h>
 
@@ -31,24 +28,28 @@ class listener : no_copy {
 public:
     listener() {
         sockaddr_in address = loopback(0);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(0, ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), size));
-        EXPECT_EQ(0, ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size));
+        int size = sizeof address;
+        EXPECT_EQ(0, ombrel_bind(descriptor, reinterpret_cast<sockaddr*>(&address), size));
+        EXPECT_EQ(0, ombrel_getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size));
         port = ntohs(address.sin_port);
-        EXPECT_EQ(0, ::listen(descriptor, 64));
+        EXPECT_EQ(0, ombrel_listen(descriptor, 64));
     }
     ~listener() { refuse(); }
-    void refuse() {
-        if (descriptor >= 0)
-            ::close(std::exchange(descriptor, -1));
-    }
+    void refuse() { descriptor = ombrel_close_socket(descriptor); }
     int accept(sockaddr_in* peer = nullptr) const {
-        socklen_t size = sizeof *peer;
-        return ::accept(descriptor, reinterpret_cast<sockaddr*>(peer), peer != nullptr ? &size : nullptr);
+        int size = sizeof *peer;
+        return ombrel_accept(descriptor, reinterpret_cast<sockaddr*>(peer), peer != nullptr ? &size : nullptr,
+                             -1);
     }
 
-    int port = 0, descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
+    int port = 0, descriptor = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
 };
+
+/// Closes a socket that belongs to the caller, and so is still open.
+void close_open(int s) {
+    EXPECT_TRUE(is_open_socket(s));
+    ombrel_close_socket(s);
+}
 
 class EventConnect : public event_test {
 protected:
@@ -86,8 +87,8 @@ TEST_F(EventConnect, AnEventOfTheLibraryConnectsOnce) {
     once();
     const int accepted = server.accept();
     EXPECT_LE(0, accepted);
-    ::close(accepted);
-    EXPECT_EQ(0, ::close(s)) << "it was handed over";
+    ombrel_close_socket(accepted);
+    close_open(s);
 }
 
 TEST_F(EventConnect, AddingAsksForTheName) {
@@ -118,7 +119,7 @@ TEST_F(EventConnect, ANameWithoutAnswerIsAskedAgain) {
         ASSERT_NO_FATAL_FAILURE(once());
     for (const recorder* event : {&first, &second}) {
         EXPECT_EQ(results{connected}, event->results);
-        ::close(event->fds[0]);
+        ombrel_close_socket(event->fds[0]);
     }
 }
 
@@ -157,6 +158,8 @@ TEST_F(EventConnect, ABaseMayGoWhileANameIsAsked) {
 
 // Each answer is a matter of the events that wait for it, however many wait for others.
 TEST_F(EventConnect, ManyNamesCostWorkInProportion) {
+    if (!can_travel)
+        GTEST_SKIP() << "Windows lets nobody count the looks at its clock";
     constexpr size_t count = 500;
     std::vector<recorder> events(count);
     hanging_names names;
@@ -182,12 +185,12 @@ TEST_F(EventConnect, TheLoopOpensTheSocketAndHandsItOver) {
     sockaddr_in peer{};
     const int socket = event.fds[0], accepted = server.accept(&peer);
     EXPECT_EQ(0x7F000002u, ntohl(peer.sin_addr.s_addr));
-    EXPECT_EQ(1, ::send(accepted, "x", 1, 0));
+    EXPECT_EQ(1, ombrel_send_now(accepted, "x", 1));
     once();
     EXPECT_EQ(on_read, event.results.back()) << "it is an ordinary event from then on";
     EXPECT_EQ(0, ombrel_unassign_event(&event.event));
-    EXPECT_EQ(0, ::close(socket)) << "it belongs to the caller";
-    ::close(accepted);
+    close_open(socket);
+    ombrel_close_socket(accepted);
 }
 
 TEST_F(EventConnect, RefusedConnectionsFailAndMayBeTriedAgain) {
@@ -210,20 +213,24 @@ TEST_F(EventConnect, TheCallersSocketStaysTheCallers) {
     const struct {
         bool is_named, is_begun;
         uint32_t expected;
-    } cases[] = {{true, false, connected},
-                 {false, true, connected & ~with_resolver},
-                 {false, false, refused & ~with_resolver}};
+    } cases[] = {
+        {true, false, connected},
+        {false, true, connected & ~with_resolver},
+#if !defined(_WIN32) // which takes no notice of a socket that nobody connects
+        {false, false, refused & ~with_resolver},
+#endif
+    };
     for (const auto& one : cases) {
-        const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        const int socket = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
         if (one.is_begun)
-            static_cast<void>(::connect(socket, reinterpret_cast<const sockaddr*>(&there), sizeof there));
+            ombrel_connect(socket, reinterpret_cast<const sockaddr*>(&there), sizeof there, 0);
         recorder event;
         assign(event, socket, one.is_named ? managed : managed & ~with_resolver,
                one.is_named ? "127.0.0.1" : nullptr, server.port);
         EXPECT_EQ(0, event.add(5000));
         EXPECT_EQ(one.expected != (refused & ~with_resolver), errors_of([&] { once(); }).empty());
         EXPECT_EQ(results{one.expected}, event.results);
-        EXPECT_EQ(0, ::close(socket));
+        close_open(socket);
     }
 }
 
@@ -258,7 +265,7 @@ struct echo_soak {
     }
     void close(ombrel_event_t* event, int fd) {
         EXPECT_EQ(0, ombrel_free_event(event));
-        ::close(fd);
+        ombrel_close_socket(fd);
         if (--open == 0 && to_start == 0)
             ombrel_event_base_break_loop(base);
     }
@@ -266,7 +273,7 @@ struct echo_soak {
         auto& self = *static_cast<echo_soak*>(context);
         if (result != on_read)
             return;
-        const int accepted = ::accept(fd, nullptr, nullptr);
+        const int accepted = ombrel_accept(fd, nullptr, nullptr, -1);
         ASSERT_GE(accepted, 0);
         self.open++;
         ombrel_event_t* server = ombrel_new_event(self.base, accepted, persist, on_server, context);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -11,11 +12,13 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <ombrel/event.h>
 #include <ombrel/event_base.h>
+#include <ombrel/socket.h>
+
+#include "support/host_socket.h"
 
 #include "support/capture.h"
 #include "support/heap_balance.h"
@@ -30,6 +33,13 @@ constexpr uint32_t on_read = def_ombrel_event_read, on_write = def_ombrel_event_
                    on_exception = def_ombrel_event_exception, on_timeout = def_ombrel_event_timeout,
                    on_signal = def_ombrel_event_signal, persist = def_ombrel_event_persist;
 
+/// Two signals for a program's own use.
+#if defined(_WIN32)
+inline constexpr int own_signal = SIGTERM, other_signal = SIGINT;
+#else
+inline constexpr int own_signal = SIGUSR1, other_signal = SIGUSR2;
+#endif
+
 /// What a piece of work writes to the standard error stream.
 template<typename Work>
 std::string errors_of(const Work& work) {
@@ -38,10 +48,18 @@ std::string errors_of(const Work& work) {
     return errors.text();
 }
 
-/// Two connected stream sockets.
+/// Two connected stream sockets, local ones where the system makes those.
+inline int connect_pair(int ends[2]) {
+#if defined(_WIN32)
+    return ombrel_socket_pipe(ends);
+#else
+    return ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends);
+#endif
+}
+
 class socket_pair : no_copy {
 public:
-    socket_pair() { EXPECT_EQ(0, ::socketpair(AF_UNIX, SOCK_STREAM, 0, ends_.data())); }
+    socket_pair() { EXPECT_EQ(0, connect_pair(ends_.data())); }
     ~socket_pair() {
         close_near();
         close_far();
@@ -49,22 +67,18 @@ public:
     int near() const { return ends_[0]; }
     int far() const { return ends_[1]; }
     void send(const std::string& text) const {
-        EXPECT_EQ(static_cast<ssize_t>(text.size()), ::send(far(), text.data(), text.size(), MSG_NOSIGNAL));
+        EXPECT_EQ(static_cast<int>(text.size()), ombrel_send_now(far(), text.data(), text.size()));
     }
     std::string receive() const {
         char part[4096];
-        const ssize_t size = ::recv(far(), part, sizeof part, MSG_DONTWAIT);
+        const int size = ombrel_recv_now(far(), part, sizeof part);
         return std::string(part, size > 0 ? static_cast<size_t>(size) : 0);
     }
     void close_near() { close_end(0); }
     void close_far() { close_end(1); }
 
 private:
-    void close_end(size_t end) {
-        if (ends_[end] >= 0)
-            ::close(ends_[end]);
-        ends_[end] = -1;
-    }
+    void close_end(size_t end) { ends_[end] = ombrel_close_socket(ends_[end]); }
     std::array<int, 2> ends_{-1, -1};
 };
 
@@ -109,15 +123,21 @@ public:
 
 inline void drain(int fd) {
     char part[4096];
-    while (::recv(fd, part, sizeof part, MSG_DONTWAIT) > 0) {
+    while (ombrel_recv_now(fd, part, sizeof part) > 0) {
     }
 }
 
 /// What this thread has used; a loop that spins shows in it, however busy the machine is.
 inline int processor_milliseconds() {
+#if defined(_WIN32)
+    FILETIME begun, ended, kernel, user;
+    GetThreadTimes(GetCurrentThread(), &begun, &ended, &kernel, &user);
+    return static_cast<int>((kernel.dwLowDateTime + user.dwLowDateTime) / 10000);
+#else
     timespec used{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
     return static_cast<int>(used.tv_sec * 1000 + used.tv_nsec / 1000000);
+#endif
 }
 
 class event_test : public balanced_test {

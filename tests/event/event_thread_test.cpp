@@ -1,5 +1,4 @@
 // The base used by other threads while its loop runs.
-#include <csignal>
 #include <thread>
 
 #include <ombrel/event_buffer.h>
@@ -131,7 +130,7 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
     start();
     ombrel_event_base_t* other = ombrel_new_event_base();
     EXPECT_EQ(0, ombrel_event_base_start_service(other));
-    ::signal(SIGUSR1, SIG_IGN); // which comes back whenever the event is detached
+    ::signal(own_signal, SIG_IGN); // which comes back whenever the event is detached
     ombrel_event_t event{}, attached{};
     EXPECT_EQ(0, ombrel_assign_event(base, &event, -1, 0, nullptr, nullptr));
     capture refused(stderr);
@@ -142,11 +141,11 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
                 ombrel_event_set_base(&event, target);
             } else if (i == 1) {
                 ombrel_event_set_base(&attached, target);
-                ombrel_assign_event(target, &attached, SIGUSR1, 0, nullptr, nullptr);
+                ombrel_assign_event(target, &attached, own_signal, 0, nullptr, nullptr);
                 ombrel_add_signal(&attached);
                 ombrel_event_set_base(&attached, (round & 2) != 0 ? base : other);
             } else if (i == 2) {
-                ::raise(SIGUSR1);
+                ::raise(own_signal);
                 ombrel_event_base_break_loop(other);
                 ombrel_event_base_init_priority(other, static_cast<uint32_t>(round % 3 + 1));
             } else {
@@ -162,7 +161,7 @@ TEST_F(EventThread, EventsChangeTheirBaseWhileTheyAreUsed) {
     EXPECT_EQ(0, ombrel_event_base_get_counts(base, &counts));
     EXPECT_EQ(0u, counts.m_events + counts.m_timers + counts.m_active);
     EXPECT_EQ(0, ombrel_free_event_base(other));
-    ::signal(SIGUSR1, SIG_DFL);
+    ::signal(own_signal, SIG_DFL);
     stop();
 }
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include <ombrel/host_socket.h>
+#include "support/host_socket.h"
 
 #if !defined(_WIN32)
 #include <sys/resource.h>
@@ -32,6 +32,7 @@ public:
     }
     ~owned_socket() { close(); }
     void close() { s_ = ombrel_close_socket(s_); }
+    int release() { return std::exchange(s_, -1); }
     operator int() const { return s_; }
 
 private:
@@ -109,12 +110,10 @@ inline owned_socket move_high(owned_socket s) {
     do
         below.push_back(CreateEventW(nullptr, FALSE, FALSE, nullptr));
     while (reinterpret_cast<UINT_PTR>(below.back()) < high);
-    WSAPROTOCOL_INFOW copy;
-    WSADuplicateSocketW(static_cast<SOCKET>(s), GetCurrentProcessId(), &copy);
-    const SOCKET moved = WSASocketW(-1, -1, -1, &copy, 0, WSA_FLAG_OVERLAPPED);
+    owned_socket moved(copy_socket(s));
     for (HANDLE one : below)
         CloseHandle(one);
-    return owned_socket(static_cast<int>(moved));
+    return moved;
 #else
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);

@@ -5,8 +5,12 @@
 
 #include <ombrel/host_socket.h>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#undef near // words of times gone by
+#undef far
+#else
 #include <fcntl.h>
+#include <unistd.h>
 #endif
 
 namespace ombrel_test {
@@ -19,7 +23,8 @@ inline HANDLE handle_of(int s) {
 
 inline bool is_open_socket(int s) {
     int type, size = sizeof type;
-    return getsockopt(static_cast<SOCKET>(s), SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &size) == 0;
+    return getsockopt(static_cast<SOCKET>(s), SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &size) ==
+           0;
 }
 
 inline bool is_inherited(int s) {
@@ -27,12 +32,20 @@ inline bool is_inherited(int s) {
     return GetHandleInformation(handle_of(s), &flags) && (flags & HANDLE_FLAG_INHERIT) != 0;
 }
 
-/// The system does not tell, but a receive with a limit does, where there is nothing to receive; of listeners nothing
-/// can be said.
+/// A second descriptor for a socket.
+inline int copy_socket(int s) {
+    WSAPROTOCOL_INFOW shared;
+    WSADuplicateSocketW(static_cast<SOCKET>(s), GetCurrentProcessId(), &shared);
+    return static_cast<int>(WSASocketW(-1, -1, -1, &shared, 0, WSA_FLAG_OVERLAPPED));
+}
+
+/// The system does not tell, but a receive with a limit does, where there is nothing to receive; of listeners
+/// nothing can be said.
 inline void expect_blocking(bool expected, int s) {
     const DWORD limit = 1, none = 0;
     const auto set_limit = [&](const DWORD& value) {
-        setsockopt(static_cast<SOCKET>(s), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&value), sizeof value);
+        setsockopt(static_cast<SOCKET>(s), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&value),
+                   sizeof value);
     };
     set_limit(limit);
     char byte;
@@ -45,11 +58,17 @@ inline void expect_blocking(bool expected, int s) {
 #else
 
 inline bool is_open_socket(int s) {
-    return fcntl(s, F_GETFD) != -1;
+    int type;
+    socklen_t size = sizeof type;
+    return getsockopt(s, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
 }
 
 inline bool is_inherited(int s) {
     return (fcntl(s, F_GETFD) & FD_CLOEXEC) == 0;
+}
+
+inline int copy_socket(int s) {
+    return dup(s);
 }
 
 inline void expect_blocking(bool expected, int s) {

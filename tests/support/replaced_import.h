@@ -21,7 +21,8 @@ inline void replace_import_of(HMODULE module, FARPROC from, FARPROC to) {
     const auto& place = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     if (place.Size == 0)
         return;
-    for (auto* one = record_at<IMAGE_IMPORT_DESCRIPTOR>(module, place.VirtualAddress); one->FirstThunk != 0; one++)
+    for (auto* one = record_at<IMAGE_IMPORT_DESCRIPTOR>(module, place.VirtualAddress); one->FirstThunk != 0;
+         one++)
         for (auto* entry = record_at<FARPROC>(module, one->FirstThunk); *entry != nullptr; entry++)
             if (*entry == from) {
                 DWORD before;

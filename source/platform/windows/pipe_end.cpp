@@ -161,6 +161,11 @@ pipe_input look_for_input(HANDLE read_end) {
     return bytes > 0 ? pipe_input::some : pipe_input::none;
 }
 
+bool is_alone(HANDLE end) {
+    local_pipe pipe;
+    return ask(end, local_pipe_information, pipe) && pipe.state != is_connected;
+}
+
 // The quota that is left is less by what a waiting reader asked for.
 pipe_room look_for_room(HANDLE write_end) {
     local_pipe pipe;

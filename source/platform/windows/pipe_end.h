@@ -22,6 +22,9 @@ enum class pipe_input {
 /// May wait while another thread reads by a handle that is not overlapped.
 pipe_input look_for_input(HANDLE read_end);
 
+/// Whether the other side is gone.
+bool is_alone(HANDLE end);
+
 enum class pipe_room {
     some, ///< or the reader is gone, which a write tells
     /// The pipe is full, or its reader waits with a large buffer, or the host does not tell: who waits for

@@ -121,10 +121,11 @@ bool poll_wait::open() {
 int poll_wait::wait(int timeout_milliseconds) {
     const bool has_streams = sockets_ < count_;
     const uint64_t end = moment_after(timeout_milliseconds);
-    for (bool after_pause = false;; after_pause = true) {
+    growing_pause pause;
+    for (bool after_pause = timeout_milliseconds == 0;; after_pause = true) {
         const int streams = has_streams ? look_at_streams(after_pause) : 0;
         const int left = streams > 0 ? 0 : milliseconds_until(end);
-        const int sockets = wait_for_sockets(has_streams ? shorter_pause(left) : left);
+        const int sockets = wait_for_sockets(has_streams ? pause.next(left) : left);
         if (sockets < 0)
             forget_results(requests_, count_);
         if (sockets < 0 || streams + sockets != 0 || left == 0)

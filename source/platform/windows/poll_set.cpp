@@ -433,11 +433,12 @@ void prepare_wait(poll_set& set, size_t watched) {
 
 int wait_for_descriptors(poll_set& set, int timeout_milliseconds) {
     const uint64_t end = moment_after(timeout_milliseconds);
+    growing_pause pause;
     set.found_count = 0;
-    for (bool after_pause = false;; after_pause = true) {
+    for (bool after_pause = timeout_milliseconds == 0;; after_pause = true) {
         const bool pauses = look_around(set, after_pause);
         const int left = set.found_count != 0 ? 0 : milliseconds_until(end);
-        if (!take_answers(set, pauses ? shorter_pause(left) : left))
+        if (!take_answers(set, pauses ? pause.next(left) : left))
             return -1;
         if (set.found_count != 0 || left == 0)
             return static_cast<int>(set.found_count);

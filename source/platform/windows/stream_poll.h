@@ -6,15 +6,24 @@
 
 namespace ombrel::platform {
 
-/// How long a wait pauses between two looks.
-constexpr int pause_milliseconds = 5;
+/// The pauses of one wait between two looks, which grow, so that a long wait costs little.
+class growing_pause {
+public:
+    /// The next one, no longer than what is left; negative for no limit.
+    int next(int left) {
+        constexpr int longest_milliseconds = 16;
+        const int pause = milliseconds_;
+        milliseconds_ = std::min(pause * 2, longest_milliseconds);
+        return left < 0 ? pause : std::min(left, pause);
+    }
 
-inline int shorter_pause(int left) {
-    return left < 0 ? pause_milliseconds : std::min(left, pause_milliseconds);
-}
+private:
+    int milliseconds_ = 1;
+};
 
 /// The kinds of poll.h for which an open file, pipe or terminal is ready. Of the room in a pipe the system
-/// does not always tell; then it counts as ready after a pause, so that a write may try.
+/// does not always tell; then it counts as ready after a pause, or at once for who does not wait, so that a
+/// write may try.
 unsigned ready_kinds_of(int descriptor, bool after_pause);
 
 } // namespace ombrel::platform
