@@ -24,7 +24,8 @@ if(ombrel_specs MATCHES "-lmsvcrt")
 endif()
 string(PREPEND CMAKE_EXE_LINKER_FLAGS_INIT "-static ")
 
-set(CMAKE_FIND_ROOT_PATH /usr/${ombrel_triplet})
+# The host's libraries are no use; what the caller names as a prefix is.
+set(CMAKE_FIND_ROOT_PATH /usr/${ombrel_triplet} ${CMAKE_PREFIX_PATH})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
