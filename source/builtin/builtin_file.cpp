@@ -6,11 +6,14 @@
 #include <climits>
 
 #include <ombrel/builtin_stream.h>
+#include <ombrel/printf.h>
 #include <ombrel/string.h>
 
 #include "builtin/descriptor_stream.h"
 #include "core/heap_ptr.h"
 #include "platform/file.h"
+#include "platform/path.h"
+#include "text/ctype_table.h"
 #include "text/number.h"
 
 namespace ombrel::builtin {
@@ -105,9 +108,25 @@ int open_path(builtin_ctx& ctx, const char* path) {
     return descriptor >= 0 ? descriptor : fail_by_system(ctx);
 }
 
-/// A file is on this machine: its URI may name that, but no other.
 bool is_local(const ombrel_uri_t& uri) {
     return !is_given(uri.m_host) || ombrel_strcasecmp(uri.m_host, "localhost") == 0;
+}
+
+/// Whether a URI's path is that of a drive, which stands behind a slash there.
+bool names_drive(const char* path) {
+    constexpr unsigned letter = def_ombrel_ctype_upper | def_ombrel_ctype_lower;
+    return platform::paths_have_drives_and_hosts && path[0] == '/' && is_class(path[1], letter) &&
+           path[2] == ':';
+}
+
+/// A file of this machine or, where paths can name one, of another.
+int open_file_uri(builtin_ctx& ctx, const ombrel_uri_t& uri) {
+    if (!is_given(uri.m_path) || (!is_local(uri) && !platform::paths_have_drives_and_hosts))
+        return fail(ctx, def_ombrel_ctx_error_syntax);
+    if (is_local(uri))
+        return open_path(ctx, names_drive(uri.m_path) ? uri.m_path + 1 : uri.m_path);
+    const heap_ptr<char> path(ombrel_alloc_sprintf("//%s%s", uri.m_host, uri.m_path));
+    return path ? open_path(ctx, path.get()) : fail(ctx, def_ombrel_ctx_error_no_memory);
 }
 
 int open_uri(builtin_ctx& ctx) {
@@ -116,9 +135,7 @@ int open_uri(builtin_ctx& ctx) {
         return fail(ctx, def_ombrel_ctx_error_syntax);
     if (ombrel_strcmp(uri->m_scheme, "file") != 0)
         return open_own_copy(ctx, named_descriptor(*uri));
-    if (!is_local(*uri) || !is_given(uri->m_path))
-        return fail(ctx, def_ombrel_ctx_error_syntax);
-    return open_path(ctx, uri->m_path);
+    return open_file_uri(ctx, *uri);
 }
 
 int open_descriptor(builtin_ctx& ctx) {

@@ -12,14 +12,34 @@ namespace ombrel::builtin {
 
 namespace {
 
-/// After an attempt that moved nothing: waits for the descriptor within the stream's limit, or leaves the
-/// error.
-bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int result) {
+/// The time that a stream lets a call go on without progress, which begins with the first wait.
+class patience {
+public:
+    explicit patience(const builtin_ctx& ctx) : timeout_(ctx.timeout) {}
+
+    int left() {
+        if (!has_begun_)
+            limit_ = deadline(timeout_);
+        has_begun_ = true;
+        return limit_.left();
+    }
+    void renew() { has_begun_ = false; }
+
+private:
+    int timeout_;
+    bool has_begun_ = false;
+    deadline limit_;
+};
+
+/// After an attempt that moved nothing: waits for the descriptor within the limit, or leaves the error. A
+/// descriptor may be called ready and still move nothing, which gives nobody more time.
+bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness kind, int result,
+                   patience& limit) {
     if (!failed_for_now(result)) {
         fail_by_system(ctx);
         return false;
     }
-    const int ready = wait_for(ctx, descriptor, kind, ctx.timeout);
+    const int ready = wait_for(ctx, descriptor, kind, limit.left());
     if (ready == 0)
         fail(ctx, def_ombrel_ctx_error_timed_out);
     return ready > 0;
@@ -40,23 +60,26 @@ int wait_for(const builtin_ctx& ctx, int descriptor, platform::readiness kind, i
 }
 
 int read_some(const builtin_ctx& ctx, int descriptor, read_attempt attempt, void* buffer, size_t size) {
+    patience limit(ctx);
     while (true) {
         const int result = attempt(descriptor, buffer, size);
         if (result >= 0)
             return result;
-        if (!can_try_again(ctx, descriptor, platform::readiness::read, result))
+        if (!can_try_again(ctx, descriptor, platform::readiness::read, result, limit))
             return -1;
     }
 }
 
 int write_all(const builtin_ctx& ctx, int descriptor, write_attempt attempt, const void* data, size_t size) {
     const auto* const bytes = static_cast<const char*>(data);
+    patience limit(ctx);
     size_t done = 0;
     while (done < size) {
         const int result = attempt(descriptor, bytes + done, size - done);
-        if (result > 0)
+        if (result > 0) {
             done += static_cast<size_t>(result);
-        else if (!can_try_again(ctx, descriptor, platform::readiness::write, result))
+            limit.renew();
+        } else if (!can_try_again(ctx, descriptor, platform::readiness::write, result, limit))
             return done > 0 ? static_cast<int>(done) : -1;
     }
     return static_cast<int>(done);

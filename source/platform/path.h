@@ -10,4 +10,11 @@ inline constexpr char path_separator[] = "\\";
 inline constexpr char path_separator[] = "/";
 #endif
 
+/// Whether paths may begin with a drive ("C:/") or, behind two separators, with another host.
+#if defined(_WIN32)
+inline constexpr bool paths_have_drives_and_hosts = true;
+#else
+inline constexpr bool paths_have_drives_and_hosts = false;
+#endif
+
 } // namespace ombrel::platform

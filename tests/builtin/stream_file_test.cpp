@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -12,6 +13,12 @@
 using namespace ombrel_test;
 
 namespace {
+
+/// A path as a URI has it.
+std::string uri_path(std::string path) {
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return (path[0] == '/' ? "" : "/") + path;
+}
 
 class FileStreamTest : public stream_test {
 protected:
@@ -33,7 +40,7 @@ std::string behaviour_of_stream(const std::string& path, const char* mode) {
 }
 
 std::string behaviour_of_stdio(const std::string& path, const char* mode) {
-    std::FILE* const file = fopen(path.c_str(), mode);
+    std::FILE* const file = open_stream(path, mode);
     if (file == nullptr)
         return "refused";
     const bool wrote = fwrite("X", 1, 1, file) == 1;
@@ -46,12 +53,16 @@ std::string behaviour_of_stdio(const std::string& path, const char* mode) {
 }
 
 TEST_F(FileStreamTest, ModesAreThoseOfStdio) {
-    for (const char* mode : {"r", "rb", "r+", "rb+", "r+b", "w", "wt", "w+", "wb+", "a", "a+", "ab+", "wx",
-                             "w+x", "wbx", "we", "re"}) {
+    for (const char* mode : {
+             "r", "rb", "r+", "rb+", "r+b", "w", "wt", "w+", "wb+", "a", "a+", "ab+", "wx", "w+x", "wbx",
+#if !defined(_WIN32) // where only the library knows them
+                 "we", "re"
+#endif
+         }) {
         for (const bool exists : {false, true}) {
             std::array<std::string, 2> behaviour, left;
             for (size_t i = 0; i < 2; i++) {
-                unlink(path_.c_str());
+                remove_all(path_);
                 if (exists)
                     store("old");
                 behaviour[i] = i == 0 ? behaviour_of_stream(path_, mode) : behaviour_of_stdio(path_, mode);
@@ -67,7 +78,7 @@ TEST_F(FileStreamTest, ModesAreThoseOfStdio) {
 
 TEST_F(FileStreamTest, ReachesFilesByPathAndUri) {
     store("old");
-    const std::string encoded = directory_ / "a%20b%2541;é";
+    const std::string encoded = uri_path(directory_ / "a%20b%2541;é");
     for (const std::string& source :
          texts(path_, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded)) {
         EXPECT_EQ("old", stream(source, "r").read()) << source;
@@ -76,11 +87,12 @@ TEST_F(FileStreamTest, ReachesFilesByPathAndUri) {
 }
 
 TEST_F(FileStreamTest, ARunningProgramIsBusy) {
-    if (const int itself = open("/proc/self/exe", O_RDWR); itself >= 0) {
-        close(itself);
+    const std::string itself = ::testing::internal::GetArgvs()[0];
+    if (std::FILE* const program = open_stream(itself, "r+b")) {
+        fclose(program);
         GTEST_SKIP() << "an emulated program can be written while it runs";
     }
-    refused_sources{ctx_error::busy, texts("/proc/self/exe"), "r+"}.expect();
+    refused_sources{ctx_error::busy, texts(itself), "r+"}.expect();
 }
 
 TEST_F(FileStreamTest, RefusalsSayWhy) {
@@ -91,8 +103,12 @@ TEST_F(FileStreamTest, RefusalsSayWhy) {
         {ctx_error::invalid, texts(directory_ / "", "fd:9999", "fd:1x", "fd:99999999999")},
         {ctx_error::invalid, texts(directory_ / std::string(300, 'n')), "w"},
         {ctx_error::busy, texts(path_), "wx"},
-        {ctx_error::syntax, texts("", "file:", "file://elsewhere/a", "file:a%00b")},
-        {ctx_error::not_supported, texts("gopher://a")}};
+        {ctx_error::syntax, texts("", "file:", "file:a%00b")},
+#if !defined(_WIN32) // where a file may be on another host
+        {ctx_error::syntax, texts("file://elsewhere/a")},
+#endif
+        {ctx_error::not_supported, texts("gopher://a")}
+    };
     for (const refused_sources& each : cases)
         each.expect();
     for (const char* type : {"application/tuk_stream_none", "Application/tuk_stream"})
@@ -101,9 +117,11 @@ TEST_F(FileStreamTest, RefusalsSayWhy) {
     stream s(path_, "r");
     EXPECT_EQ(-1, s.write("x"));
     EXPECT_EQ(ctx_error::not_supported, s.error());
+#if defined(__linux__)
     stream full("/dev/full", "w");
     EXPECT_EQ(-1, full.write("x"));
     EXPECT_EQ(ctx_error::io, full.error());
+#endif
 }
 
 TEST_F(FileStreamTest, LargeFilesHave64BitPositions) {
@@ -127,7 +145,9 @@ TEST_F(FileStreamTest, LargeFilesHave64BitPositions) {
 
 TEST_F(FileStreamTest, DescriptorsAreTakenOverOrCopied) {
     store("old");
-    const int fd = open(path_.c_str(), O_RDWR | O_CLOEXEC);
+    std::FILE* const file = open_stream(path_, "r+b");
+    const int fd = dup(fileno(file));
+    fclose(file);
     {
         stream copy("fd:" + std::to_string(fd), "r");
         EXPECT_EQ("ol", copy.read(2));
@@ -137,13 +157,17 @@ TEST_F(FileStreamTest, DescriptorsAreTakenOverOrCopied) {
     EXPECT_EQ(0, ombrel_open_ctx_stream_fd(ctx, fd, "a", 0));
     EXPECT_EQ(3, ombrel_ctx_puts(ctx, "new"));
     ombrel_destroy_ctx(ctx);
-    EXPECT_EQ(-1, fcntl(fd, F_GETFD)) << "closed with the context";
+    EXPECT_FALSE(stream("fd:" + std::to_string(fd), "r").is_open()) << "closed with the context";
     EXPECT_EQ("oldnew", stored());
 }
 
 TEST_F(FileStreamTest, DescriptorsThatWaitKeepToTheLimit) {
     int ends[2];
+#if defined(_WIN32)
+    ASSERT_EQ(0, _pipe(ends, 4096, _O_BINARY | _O_NOINHERIT));
+#else
     ASSERT_EQ(0, pipe(ends));
+#endif
     {
         stream s("fd:" + std::to_string(ends[0]), "r", {{"timeout", "20"}});
         EXPECT_EQ(0, ombrel_ctx_is_readable(s.handle(), 0));

@@ -19,6 +19,13 @@ namespace ombrel_test {
 /// Long enough for any machine; nothing waits so long unless the test fails.
 constexpr int patience_ms = 60000;
 
+/// Gives nothing and takes all.
+#if defined(_WIN32)
+inline constexpr char null_device[] = "NUL";
+#else
+inline constexpr char null_device[] = "/dev/null";
+#endif
+
 class stream : no_copy {
 public:
     using option = std::pair<const char*, const char*>;

@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #if defined(_WIN32)
 #include <fcntl.h>
@@ -40,16 +41,27 @@ static int has_handle(const char* number) {
 }
 #endif
 
+/* What there is, at once. */
 static int copy_input(void) {
     char part[4096];
-    size_t size;
-    while ((size = fread(part, 1, sizeof part, stdin)) > 0)
-        fwrite(part, 1, size, stdout);
+    int size;
+    while ((size = (int)read(0, part, sizeof part)) > 0)
+        for (int done = 0, taken; done < size; done += taken)
+            if ((taken = (int)write(1, part + done, (unsigned)(size - done))) < 0)
+                return 1;
     return 0;
 }
 
-/* arguments ...: prints the others, each ended by 0. copy: prints its input. exit N. handle N: 1 when it has
- * it. */
+/* Longer than any test. */
+static int hang(void) {
+    puts("up");
+    fflush(stdout);
+    sleep(600);
+    return 0;
+}
+
+/* arguments ...: prints the others, each ended by 0. copy: prints its input. hang: says that it is up, and
+ * sleeps. exit N. handle N: 1 when it has it. */
 int main(int argc, char** argv) {
 #if !defined(_WIN32)
     all_arguments = argv;
@@ -57,6 +69,8 @@ int main(int argc, char** argv) {
     prepare();
     if (argc == 2 && strcmp(argv[1], "copy") == 0)
         return copy_input();
+    if (argc == 2 && strcmp(argv[1], "hang") == 0)
+        return hang();
     if (argc == 3 && strcmp(argv[1], "exit") == 0)
         return atoi(argv[2]);
     if (argc == 3 && strcmp(argv[1], "handle") == 0)

@@ -2,10 +2,18 @@
 #pragma once
 
 #include <cstdio>
-#include <dirent.h>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
+
+#if defined(_WIN32)
+#include <dirent.h>
+#include <io.h>
+#include <wchar.h>
+extern "C" __declspec(dllimport) int __stdcall MultiByteToWideChar(unsigned code_page, unsigned long flags,
+                                                                   const char*, int, wchar_t*, int);
+#else
+#include <filesystem>
+#endif
 
 #include <gtest/gtest.h>
 
@@ -15,31 +23,66 @@
 namespace ombrel_test {
 
 #if defined(_WIN32)
+
 inline constexpr char separator[] = "\\";
-inline int make_directory(const std::string& path) {
-    return mkdir(path.c_str());
+
+/// Names are UTF-8, which the C library there does not take.
+inline std::wstring wide(const std::string& text) {
+    std::wstring result(text.size(), L'\0');
+    const auto size = static_cast<int>(text.size());
+    result.resize(static_cast<size_t>(MultiByteToWideChar(65001, 0, text.data(), size, result.data(), size)));
+    return result;
 }
+inline std::FILE* open_stream(const std::string& path, const char* mode) {
+    return _wfopen(wide(path).c_str(), wide(mode).c_str());
+}
+inline int make_directory(const std::string& path) {
+    return _wmkdir(wide(path).c_str());
+}
+inline void remove_all(const std::wstring& path) {
+    _WDIR* const folder = _wopendir(path.c_str());
+    if (folder == nullptr) {
+        _wunlink(path.c_str());
+        return;
+    }
+    while (const _wdirent* const entry = _wreaddir(folder)) {
+        const std::wstring name = entry->d_name;
+        if (name != L"." && name != L"..")
+            remove_all(path + L"\\" + name);
+    }
+    _wclosedir(folder);
+    _wrmdir(path.c_str());
+}
+inline void remove_all(const std::string& path) {
+    remove_all(wide(path));
+}
+
 #else
+
 inline constexpr char separator[] = "/";
+
+inline std::FILE* open_stream(const std::string& path, const char* mode) {
+    return std::fopen(path.c_str(), mode);
+}
 inline int make_directory(const std::string& path) {
     return mkdir(path.c_str(), 0700);
 }
-#endif
-
 /// Removes a file, or a folder with what is in it.
 inline void remove_all(const std::string& path) {
-    DIR* const folder = opendir(path.c_str());
-    if (folder == nullptr) {
-        unlink(path.c_str());
-        return;
-    }
-    while (const dirent* const entry = readdir(folder)) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..")
-            remove_all(path + separator + name);
-    }
-    closedir(folder);
-    rmdir(path.c_str());
+    std::filesystem::remove_all(path);
+}
+
+#endif
+
+/// Nothing for a file that is not there.
+inline std::string read_file(const std::string& path) {
+    std::FILE* const file = open_stream(path, "rb");
+    std::string bytes;
+    for (int byte; file != nullptr && (byte = fgetc(file)) != EOF;)
+        bytes += static_cast<char>(byte);
+    if (file != nullptr)
+        fclose(file);
+    return bytes;
 }
 
 /// Removed, with what is in it, at the end of the scope.
@@ -50,7 +93,7 @@ public:
     const std::string& path() const { return path_; }
     std::string operator/(const std::string& name) const { return path_ + separator + name; }
     void write(const std::string& name, const std::string& bytes) const {
-        std::FILE* const file = std::fopen((*this / name).c_str(), "wb");
+        std::FILE* const file = open_stream(*this / name, "wb");
         EXPECT_EQ(bytes.size(), fwrite(bytes.data(), 1, bytes.size(), file));
         fclose(file);
     }
@@ -59,16 +102,7 @@ public:
         write(name, bytes);
         return *this / name;
     }
-    /// Nothing for a file that is not there.
-    std::string read(const std::string& name) const {
-        std::FILE* const file = std::fopen((*this / name).c_str(), "rb");
-        std::string bytes;
-        for (int byte; file != nullptr && (byte = fgetc(file)) != EOF;)
-            bytes += static_cast<char>(byte);
-        if (file != nullptr)
-            fclose(file);
-        return bytes;
-    }
+    std::string read(const std::string& name) const { return read_file(*this / name); }
 
 private:
     const std::string path_ = temporary_path();

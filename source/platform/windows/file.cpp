@@ -1,6 +1,7 @@
 #include "platform/file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cwchar>
 #include <fcntl.h>
@@ -52,7 +53,7 @@ bool is_directory(const wchar_t* path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-/// The system says no more than that such a name is none.
+/// The system says no more than that such a name is none, or that it is not there.
 bool has_long_name(const wchar_t* path) {
     constexpr size_t longest = 255;
     for (;;) {
@@ -69,7 +70,8 @@ int fail_to_open(const wchar_t* path) {
     const DWORD error = GetLastError();
     if (error != ERROR_FILE_EXISTS && is_directory(path))
         return refuse(fault_code::is_directory);
-    return fail_by(error == ERROR_INVALID_NAME && has_long_name(path) ? ERROR_FILENAME_EXCED_RANGE : error);
+    const bool is_unknown = error == ERROR_INVALID_NAME || error_number_of(error) == ENOENT;
+    return fail_by(is_unknown && has_long_name(path) ? ERROR_FILENAME_EXCED_RANGE : error);
 }
 
 bool set_end(HANDLE file, int64_t size) {

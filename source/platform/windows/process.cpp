@@ -159,6 +159,8 @@ public:
             return;
         if (wide.size() == 0 || !find(wide.get()))
             leave_fault(fault_code::not_found);
+        else if (is_folder(path_.get()))
+            leave_fault(fault_code::access_denied);
         else if (is_script(path_.get()))
             leave_fault(fault_code::invalid);
         else
@@ -194,6 +196,11 @@ private:
         if (GetFileAttributesW(path_.get()) == INVALID_FILE_ATTRIBUTES)
             wcscpy(path_.get() + size, L".exe");
         return true;
+    }
+
+    static bool is_folder(const wchar_t* path) {
+        const DWORD attributes = GetFileAttributesW(path);
+        return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     }
 
     /// Its arguments would be taken apart by the command interpreter, by rules that nothing can be quoted
