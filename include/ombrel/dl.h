@@ -16,9 +16,12 @@ OMBREL_BEGIN_C
  *
  * The path is tried as passed, so that a name without a directory goes by the platform's own search. When
  * that fails, the last part of the path is tried in each directory of the search list, in order; the first
- * success wins.
+ * success wins. On Windows that search goes through the folder of the program, those of the system and PATH,
+ * never through the current one; and the handle of the program finds the symbols of everything that is
+ * loaded.
  * @param path        the library; null is the program itself, where the platform has such a handle
- * @param search_list directories separated by ":"; empty ones are passed over; may be null
+ * @param search_list directories separated by ":"; empty ones are passed over; may be null. On Windows ";"
+ * separates, too, and the ":" behind the letter of a drive does not
  * @param flags       handed to the platform's loader as is; 0 means bound at once and visible to no other
  *                    library (on POSIX RTLD_NOW and RTLD_LOCAL)
  * @return the library's handle, to be closed by ombrel_close_dl(); null on failure (ombrel_dl_error() has the

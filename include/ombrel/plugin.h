@@ -123,7 +123,7 @@ typedef struct ombrel_plugin_ts {
  * initialised by another thread waits for that.
  * @param path            the library, searched as by ombrel_open_dl_ex(); null or the name
  *                        ::def_ombrel_builtin_plugin_name (with or without a directory) is the built-in one
- * @param search_list     directories separated by ":"; may be null
+ * @param search_list     directories as for ombrel_open_dl_ex(); may be null
  * @param initialize_name the initialise function's name; null is ::def_ombrel_plugin_initialize_name
  * @param uninitialize_name the other's; null is ::def_ombrel_plugin_uninitialize_name
  * @return the handle, above 0, to be given back by ombrel_unload_plugin(); -1 when the library cannot be

@@ -65,8 +65,8 @@ const char* unlink_entry(ombrel_exception_t* entry) {
 void print_entry(const ombrel_exception_t* entry, uint64_t now) {
     const uint64_t age = now > entry->m_time_stamp ? now - entry->m_time_stamp : 0;
     const readable_text file(entry->m_file), function(entry->m_function);
-    fprintf(stderr, "%s     %s:%s():%lu (-%lu msec)\n", label, file.get(), function.get(), entry->m_line,
-            static_cast<unsigned long>(age));
+    fprintf(stderr, "%s     %s:%s():%lu (-%llu msec)\n", label, file.get(), function.get(), entry->m_line,
+            static_cast<unsigned long long>(age));
 }
 
 void print_entries() OMBREL_REQUIRES(trail.lock) {
@@ -75,8 +75,7 @@ void print_entries() OMBREL_REQUIRES(trail.lock) {
     const ombrel_exception_t* entry = trail.sections.newest();
     for (size_t left = trail.sections.count(); left > 0; left--) {
         if (entry == nullptr) {
-            fprintf(stderr, "%s     broken section list (%lu more)\n", label,
-                    static_cast<unsigned long>(left));
+            fprintf(stderr, "%s     broken section list (%zu more)\n", label, left);
             return;
         }
         print_entry(entry, now);
@@ -89,8 +88,8 @@ void print_entries() OMBREL_REQUIRES(trail.lock) {
 }
 
 int print_block(const ombrel_heap_block_t* block, void*) {
-    fprintf(stderr, "%s [ALLOCATED:%s():%lu] %lu bytes at %p\n", label, block->m_tag, block->m_line,
-            static_cast<unsigned long>(block->m_size), static_cast<const void*>(block->m_self + 1));
+    fprintf(stderr, "%s [ALLOCATED:%s():%lu] %zu bytes at %p\n", label, block->m_tag, block->m_line,
+            block->m_size, static_cast<const void*>(block->m_self + 1));
     return 0;
 }
 
@@ -131,10 +130,9 @@ int ombrel_dump_exception_tag(int force, const char* file, const char* function,
         return 0;
     if (force == 0 && trail.sections.count() == 0 && count == 0 && size == 0)
         return 0;
-    fprintf(stderr, "%s dump exception at %s:%s:%lu (section=%lu, heap size/count/peak=%lu/%lu/%lu)%s\n",
-            label, file, function, line, static_cast<unsigned long>(trail.sections.count()),
-            static_cast<unsigned long>(size), static_cast<unsigned long>(count),
-            static_cast<unsigned long>(peak), trail.sections.count() != 0 ? " {" : ".");
+    fprintf(stderr, "%s dump exception at %s:%s:%lu (section=%zu, heap size/count/peak=%zu/%zu/%zu)%s\n",
+            label, file, function, line, trail.sections.count(), size, count, peak,
+            trail.sections.count() != 0 ? " {" : ".");
     if (trail.sections.count() != 0) {
         print_entries();
         fprintf(stderr, "%s }\n", label);

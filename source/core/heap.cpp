@@ -264,8 +264,8 @@ void note_sound_words() {
             platform::sleep_milliseconds(1);
     }
     note_damage();
-    fprintf(stderr, "fatal error: damage around a freed block (size=%lu, pid=%d), which is not given back\n",
-            static_cast<unsigned long>(block->m_size), platform::process_id());
+    fprintf(stderr, "fatal error: damage around a freed block (size=%zu, pid=%d), which is not given back\n",
+            block->m_size, platform::process_id());
 }
 
 // `leaving` is what is to go back to the platform in the block's place, or null. False for a block with
@@ -344,8 +344,8 @@ void* resize(void* ptr, size_t size, const char* tag, unsigned long line) {
 }
 
 void report_broken_list(size_t seen) OMBREL_REQUIRES(heap.lock) {
-    fprintf(stderr, "fatal error: broken block list (%lu of %lu blocks can be reached)\n",
-            static_cast<unsigned long>(seen), static_cast<unsigned long>(heap.blocks.count()));
+    fprintf(stderr, "fatal error: broken block list (%zu of %zu blocks can be reached)\n", seen,
+            heap.blocks.count());
 }
 
 } // namespace

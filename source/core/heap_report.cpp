@@ -32,9 +32,8 @@ void report_damaged_block(const void* header, const char* tag, unsigned long lin
     platform::copy_if_readable(&trailer, trailer_of(header, seen.m_size), sizeof trailer);
     fprintf(
         stderr,
-        "fatal error: invalid magic code (free, magic_code=%08lXH, size=%lu, caller=\"%s:%lu\", pid=%d)\n",
-        static_cast<unsigned long>(trailer), static_cast<unsigned long>(seen.m_size), tag, line,
-        platform::process_id());
+        "fatal error: invalid magic code (free, magic_code=%08lXH, size=%zu, caller=\"%s:%lu\", pid=%d)\n",
+        static_cast<unsigned long>(trailer), seen.m_size, tag, line, platform::process_id());
     // No block was ever larger than all live ones together: a greater size word is damaged, and the dump ends
     // with the header.
     const bool has_true_size = seen.m_size <= ombrel_get_alloc_peak_size();

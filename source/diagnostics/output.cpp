@@ -45,7 +45,10 @@ ombrel_puts_handler_t installed_handler(const channel& of) {
     return handler != of.built_in ? handler : nullptr;
 }
 
-unsigned write(FILE* stream, const char* text) {
+unsigned write(const channel& to, FILE* stream, const char* text) {
+    if (platform::has_own_encoding(to.descriptor) && fflush(stream) == 0 &&
+        platform::write_terminal(to.descriptor, text))
+        return 0;
     return static_cast<unsigned>(fputs(text, stream));
 }
 
@@ -58,10 +61,10 @@ unsigned put(channel& to, FILE* stream, const char* text) {
         return 0;
     }
     if (keep)
-        return write(stream, text);
+        return write(to, stream, text);
     // A text without escapes is copied too, and lost without memory for the copy: meant so.
     const heap_ptr<char> copy(ombrel_strdup_tag(text, to.name, __LINE__));
-    return copy ? write(stream, ombrel_strip_ansi_code(copy.get())) : 0;
+    return copy ? write(to, stream, ombrel_strip_ansi_code(copy.get())) : 0;
 }
 
 int set_handler(channel& of, ombrel_puts_handler_t handler, ombrel_puts_handler_t* old) {
@@ -84,7 +87,7 @@ void ombrel::put_error_without_memory(char* text) {
     if (const ombrel_puts_handler_t handler = installed_handler(error_output))
         handler(text);
     else
-        write(stderr, keeps_escapes(error_output) ? text : ombrel_strip_ansi_code(text));
+        write(error_output, stderr, keeps_escapes(error_output) ? text : ombrel_strip_ansi_code(text));
 }
 
 int ombrel_set_puts_handler(ombrel_puts_handler_t handler, ombrel_puts_handler_t* old) {

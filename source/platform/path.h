@@ -3,11 +3,21 @@
 
 namespace ombrel::platform {
 
-/// Between a directory and what is in it.
 #if defined(_WIN32)
+
+/// Between a directory and what is in it.
 inline constexpr char path_separator[] = "\\";
+/// Each of them stands between directories of a list.
+inline constexpr char list_separators[] = ":;";
+/// Whether paths may begin with a letter and ":".
+inline constexpr bool has_drives = true;
+
 #else
+
 inline constexpr char path_separator[] = "/";
+inline constexpr char list_separators[] = ":";
+inline constexpr bool has_drives = false;
+
 #endif
 
 /// Whether paths may begin with a drive ("C:/") or, behind two separators, with another host.

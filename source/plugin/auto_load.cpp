@@ -18,8 +18,8 @@
 #include "platform/path.h"
 #include "platform/thread.h"
 #include "plugin/plugin_registry.h"
+#include "plugin/search_list.h"
 #include "text/slice.h"
-#include "text/word_list.h"
 
 namespace ombrel::plugin {
 
@@ -74,7 +74,7 @@ bool is_in(std::string_view directory, std::string_view name) {
 }
 
 bool is_in_list(const char* places, const char* name) {
-    word_list directories(places, ":");
+    search_list directories(places);
     for (std::string_view directory; directories.next(directory);)
         if (!directory.empty() && is_in(directory, name))
             return true;

@@ -9,13 +9,11 @@
 #include "core/heap_ptr.h"
 #include "platform/library_loader.h"
 #include "platform/path.h"
-#include "text/word_list.h"
+#include "plugin/search_list.h"
 
 using namespace ombrel;
 
 namespace {
-
-constexpr const char list_separator[] = ":";
 
 void* open_in_directory(std::string_view directory, const char* name, int flags) {
     const heap_ptr<char> terminated(
@@ -27,8 +25,8 @@ void* open_in_directory(std::string_view directory, const char* name, int flags)
     return path ? platform::open_library(path.get(), flags) : nullptr;
 }
 
-void* open_in_list(const char* search_list, const char* name, int flags) {
-    word_list directories(search_list, list_separator);
+void* open_in_list(const char* list, const char* name, int flags) {
+    plugin::search_list directories(list);
     for (std::string_view directory; directories.next(directory);)
         if (void* library = directory.empty() ? nullptr : open_in_directory(directory, name, flags))
             return library;

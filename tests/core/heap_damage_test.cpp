@@ -72,7 +72,7 @@ void expect_report(const damage& which, const ombrel_heap_block_t* block, const 
                    const std::string& output) {
     const std::string expected =
         "fatal error: invalid magic code \\(free, magic_code=" + std::string(which.magic) +
-        "H, size=" + std::to_string(static_cast<unsigned long>(block->m_size)) +
+        "H, size=" + std::to_string(block->m_size) +
         ", caller=\"breaker:44\", pid=" + std::to_string(getpid()) +
         "\\)\n=> REVERSE DUMP\n"
         "CONSOLE # dump exception at source/heap:ombrel_heap_tag:272 \\(section=0, [^\n]*\\)\\.\n"

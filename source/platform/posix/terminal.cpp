@@ -28,6 +28,14 @@ bool terminal_size(int& columns, int& rows) {
     return false;
 }
 
+bool has_own_encoding(int) {
+    return false;
+}
+
+bool write_terminal(int, const char*) {
+    return false;
+}
+
 bool terminal_renders_escapes() {
     const char* terminal = getenv("TERM");
     return terminal != nullptr && *terminal != '\0' && strcmp(terminal, "dumb") != 0;

@@ -2,6 +2,7 @@
 
 #include "platform/fault.h"
 #include "platform/windows/descriptor.h"
+#include "platform/windows/wide_text.h"
 
 namespace ombrel::platform {
 
@@ -43,6 +44,41 @@ bool terminal_size(int& columns, int& rows) {
     return visible_size(handle_of(output), columns, rows) ||
            visible_size(handle_of(error_output), columns, rows) ||
            (is_terminal(input) && screen_size_of_keyboard(columns, rows));
+}
+
+// A console's code page is its user's, and others use it, too.
+bool has_own_encoding(int descriptor) {
+    return is_terminal(descriptor);
+}
+
+namespace {
+
+constexpr size_t most_units = 8192; // older consoles take no more at once
+
+/// Never the first half of a character alone.
+size_t units_at_once(const wchar_t* text, size_t size) {
+    if (size <= most_units)
+        return size;
+    return IS_HIGH_SURROGATE(text[most_units - 1]) ? most_units - 1 : most_units;
+}
+
+} // namespace
+
+bool write_terminal(int descriptor, const char* text) {
+    const fault_keeper kept;
+    const wide_text wide(text);
+    if (!wide)
+        return false;
+    HANDLE const screen = handle_of(descriptor);
+    for (size_t shown = 0; shown < wide.size();) {
+        const wchar_t* const part = wide.get() + shown;
+        DWORD written = 0;
+        const auto units = static_cast<DWORD>(units_at_once(part, wide.size() - shown));
+        if (WriteConsoleW(screen, part, units, &written, nullptr) == 0 || written == 0)
+            return shown > 0;
+        shown += written;
+    }
+    return true;
 }
 
 // By design, though newer consoles would: programs rely on plain texts there.

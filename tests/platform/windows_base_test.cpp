@@ -1,0 +1,308 @@
+// What only Windows has: events of its console, code pages, texts in UTF-16, faults of its own.
+#if defined(_WIN32)
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <io.h>
+#include <string>
+#include <thread>
+
+#include "platform/environment.h"
+#include "platform/identity.h"
+#include "platform/library_loader.h"
+#include "platform/seam_support.h"
+#include "platform/signal.h"
+#include "platform/system.h"
+#include "platform/terminal.h"
+#include "platform/windows/wide_text.h"
+#include "support/pages.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+constexpr const wchar_t case_variable[] = L"OMBREL_TEST_CONSOLE_CASE";
+constexpr char ready[] = "ready\n";
+
+void write_text(const char* text) {
+    platform::write_error_text(text);
+}
+
+void tell_signal(int number, bool fault) {
+    write_text(platform::signal_name(number));
+    write_text(fault ? " fault\n" : "\n");
+}
+
+/// What a child catches and does; it says "ready" on standard error once it may be disturbed.
+const struct {
+    const char* name;
+    int caught;
+    DWORD event; ///< sent to its group
+    void (*act)();
+    const char* told;
+    int exit_code; ///< -1: that of the system's own end of the process
+} cases[] = {
+    {"break as itself", SIGBREAK, CTRL_BREAK_EVENT, nullptr, "SIGBREAK\n", 7},
+    {"break as a polite end", SIGTERM, CTRL_BREAK_EVENT, nullptr, "SIGTERM\n", 7},
+    {"break that nobody catches", SIGSEGV, CTRL_BREAK_EVENT, nullptr, "", -1},
+    {"a fault", SIGSEGV, 0, [] { *reinterpret_cast<volatile int*>(uintptr_t{16}) = 1; }, "SIGSEGV fault\n",
+     -1},
+    {"a forbidden instruction", SIGILL, 0, [] { __builtin_trap(); }, "SIGILL fault\n", -1},
+    {"a fault that is given back", SIGSEGV, 0,
+     [] {
+         platform::restore_signal(SIGSEGV);
+         *reinterpret_cast<volatile int*>(uintptr_t{16}) = 1;
+     },
+     "", -1},
+};
+
+volatile std::sig_atomic_t is_told;
+
+/// The new process ends here, before the test program's own main().
+[[gnu::constructor]] void run_case() {
+    wchar_t text[8];
+    if (GetEnvironmentVariableW(case_variable, text, 8) == 0)
+        return;
+    SetErrorMode(SEM_NOGPFAULTERRORBOX | SEM_FAILCRITICALERRORS);
+    const auto& one = cases[_wtoi(text)];
+    platform::catch_signal(one.caught, [](int number, bool fault) {
+        tell_signal(number, fault);
+        is_told = 1;
+    });
+    write_text(ready);
+    if (one.act != nullptr)
+        one.act();
+    while (is_told == 0)
+        Sleep(5);
+    TerminateProcess(GetCurrentProcess(), 7);
+}
+
+/// A child in a group of its own, whose standard error is read here.
+class console_child {
+public:
+    explicit console_child(size_t index) {
+        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+        HANDLE writer;
+        CreatePipe(&reader_, &writer, &inherited, 0);
+        SetHandleInformation(reader_, HANDLE_FLAG_INHERIT, 0);
+        SetEnvironmentVariableW(case_variable, std::to_wstring(index).c_str());
+        wchar_t program[1024];
+        GetModuleFileNameW(nullptr, program, 1024);
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdError = writer;
+        is_started_ = CreateProcessW(program, nullptr, nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
+                                     nullptr, nullptr, &start, &process_) != 0;
+        SetEnvironmentVariableW(case_variable, nullptr);
+        CloseHandle(writer);
+    }
+    ~console_child() {
+        TerminateProcess(process_.hProcess, 99);
+        CloseHandle(process_.hThread);
+        CloseHandle(process_.hProcess);
+        CloseHandle(reader_);
+    }
+    console_child(const console_child&) = delete;
+    console_child& operator=(const console_child&) = delete;
+
+    bool is_started() const { return is_started_; }
+    DWORD group() const { return process_.dwProcessId; }
+
+    /// So many bytes, or all that there are until it ends.
+    std::string read(size_t most) const {
+        std::string text;
+        char byte;
+        for (DWORD got; text.size() < most && ReadFile(reader_, &byte, 1, &got, nullptr) != 0 && got == 1;)
+            text += byte;
+        return text;
+    }
+    int exit_code() const {
+        DWORD code = 0;
+        WaitForSingleObject(process_.hProcess, patience_ms);
+        GetExitCodeProcess(process_.hProcess, &code);
+        return static_cast<int>(code);
+    }
+
+private:
+    HANDLE reader_ = nullptr;
+    PROCESS_INFORMATION process_{};
+    bool is_started_;
+};
+
+TEST(WindowsSignal, EventsOfTheConsoleAndFaultsAreSignals) {
+    bool has_console = GetConsoleCP() != 0 || AllocConsole() != 0;
+    for (size_t i = 0; i < std::size(cases); i++) {
+        SCOPED_TRACE(cases[i].name);
+        if (cases[i].act == nullptr && !has_console)
+            continue;
+        const console_child child(i);
+        ASSERT_TRUE(child.is_started());
+        ASSERT_EQ(ready, child.read(sizeof ready - 1));
+        if (cases[i].act == nullptr && GenerateConsoleCtrlEvent(cases[i].event, child.group()) == 0) {
+            has_console = false; // but one without events
+            continue;
+        }
+        EXPECT_EQ(cases[i].told, child.read(SIZE_MAX).substr(0, strlen(cases[i].told)));
+        if (cases[i].exit_code >= 0)
+            EXPECT_EQ(cases[i].exit_code, child.exit_code());
+        else
+            EXPECT_NE(7, child.exit_code());
+    }
+    if (!has_console)
+        GTEST_SKIP() << "no console that sends events can be had: those were left out";
+}
+
+TEST(WindowsSignal, OthersThanTheCLibrarysAreNone) {
+    const auto catcher = [](int, bool) {};
+    for (const int number : {1, 3, 10, 12, 13, 17, 64})
+        EXPECT_FALSE(platform::catch_signal(number, catcher)) << number;
+    for (const int number : {SIGINT, SIGBREAK, SIGTERM, SIGABRT, SIGSEGV, SIGILL, SIGFPE}) {
+        EXPECT_TRUE(platform::catch_signal(number, catcher)) << number;
+        platform::restore_signal(number);
+        EXPECT_EQ(SIG_DFL, std::signal(number, SIG_DFL)) << number;
+    }
+}
+
+TEST(WindowsEnvironment, IsInUtf8OutsideAndSharedWithTheSystemAndTheCLibrary) {
+    const char* const name = "OMBREL_\xCE\xA9"; // a capital omega
+    const struct {
+        const char* value;
+        const wchar_t* wide;
+    } values[] = {{"gr\xC3\xBC\xC3\x9F", L"gr\u00FC\u00DF"},
+                  {"\xE6\xBC\xA2\xF0\x9F\x98\x80", L"\u6F22\U0001F600"},
+                  {"", L""}};
+    for (const auto& one : values) {
+        EXPECT_EQ(0, platform::set_environment_variable(name, one.value));
+        EXPECT_STREQ(one.value, platform::environment_variable(name).get());
+        wchar_t wide[16] = L"not set";
+        GetEnvironmentVariableW(L"OMBREL_\u03A9", wide, 16);
+        EXPECT_STREQ(one.wide, wide);
+        const wchar_t* const own = _wgetenv(L"OMBREL_\u03A9");
+        EXPECT_STREQ(*one.wide != 0 ? one.wide : nullptr, own) << "an empty one is none to the C library";
+        bool is_listed = false;
+        for (char** entry = platform::environment(); *entry != nullptr; entry++)
+            is_listed |= std::string(name) + "=" + one.value == *entry;
+        EXPECT_TRUE(is_listed);
+        EXPECT_EQ(platform::environment(), platform::environment()) << "it stays while nothing changes";
+    }
+    SetEnvironmentVariableW(L"OMBREL_OTHER", L"by the system");
+    EXPECT_STREQ("by the system", platform::environment_variable("ombrel_other").get())
+        << "case does not count";
+    EXPECT_EQ(0, platform::put_environment("OMBREL_OTHER"));
+    EXPECT_EQ(0, platform::put_environment(name));
+    EXPECT_EQ(nullptr, platform::environment_variable("OMBREL_OTHER").get());
+    EXPECT_EQ(nullptr, platform::environment_variable(name).get());
+    for (const char* const bad : {"bad\x80", "=C:", ""}) {
+        EXPECT_EQ(-1, platform::set_environment_variable(bad, "x")) << bad;
+        EXPECT_EQ(fault_code::invalid, last_code()) << bad;
+        EXPECT_EQ(nullptr, platform::environment_variable(bad).get()) << bad;
+    }
+    EXPECT_EQ(-1, platform::set_environment_variable("OMBREL_OTHER", "\xFF"));
+    for (char** entry = platform::environment(); *entry != nullptr; entry++)
+        EXPECT_NE('=', **entry) << "drives' directories are no variables";
+}
+
+TEST(WindowsIdentity, CodesetsAreThoseOfTheLocale) {
+    const struct {
+        const char *locale, *codeset;
+    } locales[] = {{"C", "ANSI_X3.4-1968"}, {".1252", "CP1252"}, {".932", "CP932"}, {".utf8", "UTF-8"}};
+    for (const auto& one : locales) {
+        const bool is_known = setlocale(LC_CTYPE, one.locale) != nullptr;
+        EXPECT_STREQ(is_known ? one.codeset : platform::locale_codeset(), platform::locale_codeset());
+    }
+    setlocale(LC_CTYPE, "C");
+    EXPECT_STREQ("ANSI_X3.4-1968", platform::locale_codeset());
+}
+
+/// Standard output is the console's screen in a scope, whose cells can be read.
+class on_screen : no_copy {
+public:
+    on_screen() {
+        fflush(stdout);
+        saved_ = _dup(1);
+        screen_ = CreateConsoleScreenBuffer(GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            nullptr, CONSOLE_TEXTMODE_BUFFER, nullptr);
+        const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(screen_), _O_TEXT);
+        is_open_ = descriptor >= 0 && _dup2(descriptor, 1) == 0;
+        if (descriptor >= 0)
+            _close(descriptor);
+    }
+    ~on_screen() {
+        _dup2(saved_, 1);
+        _close(saved_);
+    }
+
+    bool is_open() const { return is_open_; }
+    std::wstring first_row(DWORD units) const {
+        std::wstring row(units, L'?');
+        DWORD got = 0;
+        ReadConsoleOutputCharacterW(reinterpret_cast<HANDLE>(_get_osfhandle(1)), row.data(), units, {0, 0},
+                                    &got);
+        return row.substr(0, got);
+    }
+
+private:
+    int saved_;
+    HANDLE screen_;
+    bool is_open_;
+};
+
+TEST(WindowsTerminal, ShowsUtf8WhateverTheCodePage) {
+    if (GetConsoleCP() == 0 && AllocConsole() == 0)
+        GTEST_SKIP() << "no console can be had";
+    const UINT before = GetConsoleOutputCP();
+    for (const UINT code_page : {437u, 1252u}) {
+        SetConsoleOutputCP(code_page);
+        const on_screen screen;
+        ASSERT_TRUE(screen.is_open());
+        EXPECT_TRUE(platform::is_terminal(1) && platform::has_own_encoding(1));
+        EXPECT_FALSE(platform::write_terminal(1, "no UTF-8: \xFF"));
+        EXPECT_TRUE(platform::write_terminal(1, "\xCE\xA9\xC3\xBC\xD0\x96"));
+        EXPECT_EQ(L"\u03A9\u00FC\u0416", screen.first_row(3));
+        EXPECT_EQ(code_page, GetConsoleOutputCP()) << "it is the user's";
+        int columns = 0, rows = 0;
+        EXPECT_TRUE(platform::terminal_size(columns, rows) && columns > 0 && rows > 0);
+    }
+    SetConsoleOutputCP(before);
+}
+
+TEST(WindowsTerminal, TheNullDeviceIsNone) {
+    const int null_device = _open("NUL", _O_WRONLY);
+    EXPECT_TRUE(_isatty(null_device)) << "to the C library it is one";
+    EXPECT_FALSE(platform::is_terminal(null_device));
+    _close(null_device);
+    EXPECT_FALSE(platform::terminal_renders_escapes());
+}
+
+TEST(WindowsLibraries, ComplaintsAreEachThreadsOwnAndNamesAreUtf8) {
+    EXPECT_EQ(nullptr, platform::open_library("C:/\xCE\xA9/none.dll", 0));
+    std::thread([] { EXPECT_EQ(nullptr, platform::library_error()); }).join();
+    const char* const error = platform::library_error();
+    ASSERT_NE(nullptr, error);
+    EXPECT_EQ(0u, std::string(error).find("C:/\xCE\xA9/none.dll: ")) << error;
+    EXPECT_EQ(nullptr, platform::open_library("bad\x80.dll", 0));
+    void* const program = platform::open_library(nullptr, 0);
+    EXPECT_NE(nullptr, platform::library_symbol(program, "GetTickCount64")) << "of all that is loaded";
+    EXPECT_EQ(nullptr, platform::library_symbol(program, "ombrel_there_is_no_such_symbol"));
+    EXPECT_EQ(0, platform::close_library(program));
+}
+
+TEST(WindowsSystem, PagesThatGuardOthersAreLeftAlone) {
+    const pages memory(2);
+    char copy[4] = "abc";
+    memory.close(1);
+    EXPECT_FALSE(platform::copy_if_readable(copy, memory.page(1) - 2, sizeof copy));
+    EXPECT_TRUE(platform::copy_if_readable(copy, memory.page(1) - 4, sizeof copy));
+    DWORD before, after;
+    VirtualProtect(memory.page(1), 1, PAGE_READWRITE | PAGE_GUARD, &before);
+    EXPECT_FALSE(platform::copy_if_readable(copy, memory.page(1), sizeof copy));
+    VirtualProtect(memory.page(1), 1, PAGE_READWRITE, &after);
+    EXPECT_EQ(DWORD{PAGE_READWRITE | PAGE_GUARD}, after);
+}
+
+} // namespace
+
+#endif
