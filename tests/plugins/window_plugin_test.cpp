@@ -15,11 +15,6 @@
 #include "plugins/x_server.h"
 #include "support/capture.h"
 
-// What outside libraries keep for good.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libdbus-1\nleak:libSDL2\nleak:libX11\n";
-}
-
 namespace ombrel_test {
 namespace {
 
@@ -210,11 +205,21 @@ TEST_F(WindowPlugin, UsersAreHeard) {
             << " character " << got.m_character;
     }
     server_.press(1, false);
+
+    context small;
+    ASSERT_EQ(0, open(small, {{"xywh", "300,300,90,90"}, {"scale", "1/3"}}));
+    server_.move(300 + 11, 300 + 29);
+    server_.click(2);
+    const ombrel_window_event_t middle = next_event(small);
+    EXPECT_EQ(3 * 11 + 1, middle.m_x) << "the pixel that is shown there";
+    EXPECT_EQ(3 * 29 + 1, middle.m_y);
+    EXPECT_EQ(def_ombrel_window_button_middle, middle.m_button);
 }
 
 TEST_F(WindowPlugin, TheUserCloses) {
+    capture output(stdout);
     context ctx;
-    ASSERT_EQ(0, open(ctx, {{"xywh", "0,0,50,50"}}));
+    ASSERT_EQ(0, open(ctx, {{"xywh", "0,0,50,50"}, {"debug", "1"}}));
     ombrel_fbmap_t* const root = root_of(ctx);
     EXPECT_EQ(0, ombrel_fbmap_is_closed(root));
     server_.ask_to_close(server_.find(window_class));
@@ -227,6 +232,7 @@ TEST_F(WindowPlugin, TheUserCloses) {
     draw_pattern(root);
     EXPECT_EQ(0, ombrel_fbmap_update(root)) << "nobody sees it";
     EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    EXPECT_NE(std::string::npos, output.text().find("window close : ctx=" + std::to_string(ctx) + ", x="));
     ASSERT_EQ(0, open(ctx, {{"xywh", "0,0,50,50"}})) << "another window in the same context";
 }
 

@@ -44,6 +44,8 @@ public:
         unsetenv("WAYLAND_DISPLAY");
         display_ = XOpenDisplay(name_.c_str());
         xtest_ = dlopen("libXtst.so.6", RTLD_NOW);
+        if (display_ != nullptr)
+            XAutoRepeatOff(display_); // on a busy machine keys are held for long
     }
     ~x_server() {
         if (display_ != nullptr)
