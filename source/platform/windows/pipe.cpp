@@ -27,41 +27,43 @@ struct pipe_name {
     }
 };
 
-/// The end of this process, which tells the state of the pipe to its writer too.
-HANDLE create_end(const pipe_name& name, bool reads) {
-    const DWORD direction = reads ? PIPE_ACCESS_INBOUND : PIPE_ACCESS_OUTBOUND;
-    return CreateNamedPipeW(name.text, direction | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                            PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1,
+/// Programs expect standard streams that are not overlapped.
+DWORD overlapped_unless(bool is_of_child) {
+    return is_of_child ? 0 : FILE_FLAG_OVERLAPPED;
+}
+
+HANDLE create_read_end(const pipe_name& name, pipe_side of_child) {
+    constexpr DWORD mode = PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS;
+    const DWORD flags = PIPE_ACCESS_INBOUND | FILE_FLAG_FIRST_PIPE_INSTANCE;
+    return CreateNamedPipeW(name.text, flags | overlapped_unless(of_child == pipe_side::read), mode, 1,
                             pipe_room, pipe_room, 0, nullptr);
 }
 
-/// The other end. Programs expect standard streams that are not overlapped.
-HANDLE connect_end(const pipe_name& name, bool reads, bool is_of_child) {
-    const DWORD rights = reads ? GENERIC_READ | FILE_WRITE_ATTRIBUTES : GENERIC_WRITE | FILE_READ_ATTRIBUTES;
-    return CreateFileW(name.text, rights, 0, nullptr, OPEN_EXISTING, is_of_child ? 0 : FILE_FLAG_OVERLAPPED,
-                       nullptr);
+/// That which was not created, as only so its rights let it be asked about the pipe.
+HANDLE connect_write_end(const pipe_name& name, pipe_side of_child) {
+    return CreateFileW(name.text, GENERIC_WRITE | FILE_READ_ATTRIBUTES, 0, nullptr, OPEN_EXISTING,
+                       overlapped_unless(of_child == pipe_side::write), nullptr);
 }
 
 } // namespace
 
 bool open_pipe(int ends[2], pipe_side of_child) {
     const pipe_name name;
-    const int own = of_child == pipe_side::write ? 0 : 1, other = 1 - own;
-    HANDLE const first = create_end(name, own == 0);
-    if (first == INVALID_HANDLE_VALUE)
+    HANDLE const reader = create_read_end(name, of_child);
+    if (reader == INVALID_HANDLE_VALUE)
         return fail_by_last_error() == 0;
-    HANDLE const second = connect_end(name, other == 0, of_child != pipe_side::none);
-    if (second == INVALID_HANDLE_VALUE) {
+    HANDLE const writer = connect_write_end(name, of_child);
+    if (writer == INVALID_HANDLE_VALUE) {
         fail_by_last_error();
-        CloseHandle(first);
+        CloseHandle(reader);
         return false;
     }
-    ends[own] = adopt_handle(first, 0);
-    ends[other] = adopt_handle(second, 0);
-    if (ends[own] >= 0 && ends[other] >= 0)
+    ends[0] = adopt_handle(reader, 0);
+    ends[1] = adopt_handle(writer, 0);
+    if (ends[0] >= 0 && ends[1] >= 0)
         return true;
     const fault_keeper kept;
-    const int left = ends[own] >= 0 ? ends[own] : ends[other];
+    const int left = ends[0] >= 0 ? ends[0] : ends[1];
     if (left >= 0)
         close_number(left);
     return false;
