@@ -1,5 +1,6 @@
 // What the heap says of damaged memory, and that it lives on.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -32,10 +33,15 @@ using HeapDamage = ombrel_test::balanced_test;
 
 constexpr size_t header_size = sizeof(ombrel_heap_block_t);
 constexpr size_t overhead = header_size + sizeof(uint32_t);
+constexpr uint32_t intact_trailer = 0xA55A55AA;
 constexpr uintptr_t garbage = static_cast<uintptr_t>(0x4141414141414141u);
 
 size_t reports_in(const std::string& errors) {
     return occurrences(errors, "fatal error: invalid magic code (free, ");
+}
+
+const char* by_order(const char* little_endian, const char* big_endian) {
+    return std::endian::native == std::endian::little ? little_endian : big_endian;
 }
 
 // A damage to a block of 4 bytes, undone afterwards so that the block can be freed.
@@ -48,9 +54,11 @@ struct damage {
 
 using victim = ombrel_heap_block_t*;
 const damage damages[] = {
-    {"trailer", [](victim block) { reinterpret_cast<char*>(block + 1)[4] = 'X'; }, "A55A5558", true},
+    {"trailer", [](victim block) { reinterpret_cast<char*>(block + 1)[4] = 'X'; },
+     by_order("A55A5558", "585A55AA"), true},
     {"self", [](victim block) { block->m_self = nullptr; }, "A55A55AA", true},
-    {"size within the block", [](victim block) { block->m_size = 0; }, "64636261", true},
+    {"size within the block", [](victim block) { block->m_size = 0; }, by_order("64636261", "61626364"),
+     true},
     {"size far away", [](victim block) { block->m_size = SIZE_MAX / 2; }, "[0-9A-F]{8}", false},
     {"size that wraps", [](victim block) { block->m_size = SIZE_MAX - 3; }, "[0-9A-F]{8}", false},
     {"size and self",
@@ -269,7 +277,7 @@ public:
             const ombrel_heap_block_t &now = *header_of(blocks_[i]), &then = before_[i];
             damaged += now.m_self != then.m_self || now.m_size != then.m_size ||
                        now.m_newer != then.m_newer || now.m_older != then.m_older ||
-                       memcmp(blocks_[i] + then.m_size, "\xAA\x55\x5A\xA5", sizeof(uint32_t)) != 0;
+                       memcmp(blocks_[i] + then.m_size, &intact_trailer, sizeof intact_trailer) != 0;
         }
         return damaged;
     }
