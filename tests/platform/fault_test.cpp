@@ -42,7 +42,6 @@ owned abandoned() {
     connected_pair pair = connect_pair();
     platform::set_linger(pair.server, true, 0);
     pair.server.close();
-    poll_once(pair.client, platform::poll_read, patience_ms);
     return std::move(pair.client);
 }
 
@@ -50,6 +49,13 @@ int receive(const owned& s) {
     char byte[1];
     return receive(s, byte);
 }
+
+// What comes behind a reset: Windows goes on to tell that.
+#if defined(_WIN32)
+constexpr fault_code still_reset = fault_code::reset;
+#else
+constexpr fault_code still_reset = fault_code::closed;
+#endif
 
 /// A call that must give -1.
 struct failing_call {
@@ -67,8 +73,10 @@ const failing_call failing_calls[] = {
      [] {
          return without_descriptors([] { return platform::open_file_for_reading(OMBREL_TEST_NULL_DEVICE); });
      }},
+#if !defined(_WIN32) // which has no such limit
     {"no descriptor for a socket", fault_code::no_descriptor,
      [] { return without_descriptors([] { return platform::open_socket(AF_INET, SOCK_STREAM, 0); }); }},
+#endif
     {"no descriptor for a pipe", fault_code::no_descriptor,
      [] {
          int ends[2];
@@ -99,8 +107,10 @@ const failing_call failing_calls[] = {
          address peer;
          return platform::peer_address(bound(SOCK_STREAM), peer.get(), &peer.size);
      }},
+#if !defined(_WIN32) // whose emulation tells it to nobody but itself
     {"a peer that reset the connection", fault_code::reset, [] { return receive(abandoned()); }},
-    {"a peer that is gone", fault_code::closed,
+#endif
+    {"a peer that is gone", still_reset,
      [] {
          const owned client = abandoned();
          receive(client);
@@ -131,6 +141,9 @@ TEST(Fault, IsToldByFailingCalls) {
 }
 
 TEST(Fault, IsToldByAFileWithoutRightsToRun) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no such right";
+#endif
     if (starts_missing_programs())
         GTEST_SKIP() << "starting a missing program is no error to this emulator";
     expect_told({"a start", fault_code::access_denied, [] { return start(OMBREL_TEST_NULL_DEVICE); }});
