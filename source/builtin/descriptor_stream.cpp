@@ -15,18 +15,26 @@ namespace {
 /// The time that a stream lets a call go on without progress, which begins with the first wait.
 class patience {
 public:
-    explicit patience(const builtin_ctx& ctx) : timeout_(ctx.timeout) {}
+    explicit patience(const builtin_ctx& ctx) : timeout_(ctx.timeout), left_(never_looked) {}
 
     int left() {
         if (!has_begun_)
             limit_ = deadline(timeout_);
         has_begun_ = true;
-        return limit_.left();
+        left_ = limit_.left();
+        return left_;
     }
-    void renew() { has_begun_ = false; }
+    /// Whether the last look found nothing left: the attempt behind that was the last.
+    bool is_over() const { return left_ == 0; }
+    void renew() {
+        has_begun_ = false;
+        left_ = never_looked;
+    }
 
 private:
-    int timeout_;
+    static constexpr int never_looked = -1;
+
+    int timeout_, left_;
     bool has_begun_ = false;
     deadline limit_;
 };
@@ -39,7 +47,7 @@ bool can_try_again(const builtin_ctx& ctx, int descriptor, platform::readiness k
         fail_by_system(ctx);
         return false;
     }
-    const int ready = wait_for(ctx, descriptor, kind, limit.left());
+    const int ready = limit.is_over() ? 0 : wait_for(ctx, descriptor, kind, limit.left());
     if (ready == 0)
         fail(ctx, def_ombrel_ctx_error_timed_out);
     return ready > 0;
