@@ -112,7 +112,8 @@ TEST(WindowsSockets, ADatagramThatMetNobodyBreaksNoReceive) {
     EXPECT_EQ(fault_code::would_block, last_code());
 }
 
-// The system tells nobody whether a socket blocks, so it is noted; a call that must not wait borrows the mode.
+// The system tells nobody whether a socket blocks, so it is noted; a call that must not wait borrows the
+// mode.
 TEST(WindowsSockets, ABlockedReceiveOutlastsCallsThatDoNotWait) {
     const connected_pair pair = connect_pair();
     std::atomic<int> got{-2};
@@ -172,7 +173,8 @@ TEST(WindowsPoll, ASocketThatWasClosedUnnoticedIsToldOnceAtMost) {
     platform::close_poll_set(set);
 }
 
-// Without a wait in between, so that the system's answers to what was forgotten pile up unless they are fetched.
+// Without a wait in between, so that the system's answers to what was forgotten pile up unless they are
+// fetched.
 TEST(WindowsPoll, WatchingAndForgettingWithoutAWaitStaysSmall) {
     platform::poll_set* const set = platform::open_poll_set();
     const connected_pair pair = connect_pair();

@@ -9,13 +9,15 @@ namespace ombrel_test {
 
 /// Where nothing is yet, in the system's folder for such things.
 inline std::string temporary_path() {
-    const char* folder = nullptr;
-    for (const char* const variable : {"TMPDIR", "TEMP"})
-        if (folder == nullptr)
-            folder = std::getenv(variable);
+#if defined(_WIN32)
+    constexpr char variable[] = "TEMP", otherwise[] = "C:\\", prefix[] = "\\ombrel_test_";
+#else
+    constexpr char variable[] = "TMPDIR", otherwise[] = "/tmp", prefix[] = "/ombrel_test_";
+#endif
+    const char* const folder = std::getenv(variable);
     std::random_device random;
-    return std::string(folder != nullptr ? folder : "/tmp") + "/ombrel_test_" + std::to_string(random()) +
-           "_" + std::to_string(random());
+    return std::string(folder != nullptr ? folder : otherwise) + prefix + std::to_string(random()) + "_" +
+           std::to_string(random());
 }
 
 } // namespace ombrel_test

@@ -128,6 +128,14 @@ int release_into_job(const PROCESS_INFORMATION& made) {
     return number;
 }
 
+/// A file that is no program is one without the right to be run: there is no other sign of that here.
+int fail_to_start() {
+    const int result = fail_by_last_error();
+    if (errno == ENOEXEC)
+        errno = EACCES;
+    return result;
+}
+
 int start(const wchar_t* program, const command_line& line, const process_streams& streams) {
     stream_handles handles(streams);
     if (!handles)
@@ -145,7 +153,7 @@ int start(const wchar_t* program, const command_line& line, const process_stream
     PROCESS_INFORMATION made;
     if (!CreateProcessW(program, line.get(), nullptr, nullptr, TRUE, creation_flags(), nullptr, nullptr,
                         &information.StartupInfo, &made))
-        return fail_by_last_error();
+        return fail_to_start();
     return release_into_job(made);
 }
 
