@@ -6,8 +6,6 @@
 #include <string>
 #include <thread>
 
-#include <sys/socket.h>
-
 #include <ombrel/socket_open.h>
 
 #include "network/loopback.h"
@@ -90,9 +88,8 @@ private:
     }
     void send_file(owned_socket& data) {
         ombrel_send(data, "hello", 5, -1);
-        const linger at_once{1, 0};
         if (end_ == data_end::reset)
-            setsockopt(data, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+            ombrel_set_linger_socket(data, 1, 0);
         if (end_ == data_end::never)
             held_ = std::move(data);
         data.close();

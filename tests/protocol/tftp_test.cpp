@@ -308,8 +308,20 @@ TEST_F(TftpScript, SaysWhyTheServerRefuses) {
     }
 }
 
+/// Whether what a socket sends comes from its own address, which not every emulation sees to.
+bool shows_its_address(int s) {
+    const owned_socket receiver = bound(AF_INET, SOCK_DGRAM);
+    socket_address to = own_address(receiver), from;
+    char byte;
+    ombrel_sendto(s, "x", 1, to.get(), to.size, -1);
+    ombrel_recvfrom(receiver, &byte, 1, from.get(), &from.size, patience_ms);
+    return from.text() == own_address(s).text();
+}
+
 TEST_F(TftpScript, TellsStrangersSoAndIgnoresThem) {
     const owned_socket stranger = bound(AF_INET, SOCK_DGRAM), foreign(ombrel_open_udp_socket("127.0.0.2", 0));
+    if (!shows_its_address(foreign))
+        GTEST_SKIP() << "here all addresses of this machine are one";
     std::string fetched;
     const auto script = [&] {
         give(foreign, block(1, 3));

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
 #include <fcntl.h>
 #include <poll.h>
 #include <pwd.h>
@@ -14,6 +15,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
@@ -27,11 +29,15 @@ namespace ombrel_test {
 /// The path of a server program, where scripts/bootstrap or an administrator put it; empty when it is
 /// missing.
 inline std::string find_server(const std::string& name) {
+#if defined(_WIN32)
+    return name.substr(name.size()); // they are programs of POSIX
+#else
     for (const std::string directory : {OMBREL_TEST_SERVERS, "/usr/sbin", "/usr/local/sbin"}) {
         if (access((directory + "/" + name).c_str(), X_OK) == 0)
             return directory + "/" + name;
     }
     return "";
+#endif
 }
 
 #define OMBREL_NEEDS_SERVER(name)                                                                            \
@@ -44,6 +50,21 @@ inline std::string find_server(const std::string& name) {
     OMBREL_NEEDS_SERVER("in.tftpd");                                                                         \
     if (!ombrel_test::tftp_server::answers())                                                                \
     GTEST_SKIP() << "the server in.tftpd does not run here (only for root, as a rule)"
+
+#if defined(_WIN32)
+
+/// None that a test would get to see.
+class no_server : no_copy {
+public:
+    explicit no_server(const std::vector<std::string>& = {}) {}
+    static int port() { return 0; }
+    static bool answers() { return false; }
+    const scratch_directory directory;
+};
+using tftp_server = no_server;
+using ftp_server = no_server;
+
+#else
 
 inline std::string user_name() {
     const passwd* const user = getpwuid(getuid());
@@ -151,6 +172,8 @@ private:
     std::vector<child_process> sessions_;
     std::thread thread_;
 };
+
+#endif
 
 /// Bytes in which every block differs from the others.
 inline std::string varied_bytes(size_t size) {
