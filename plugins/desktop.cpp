@@ -10,7 +10,7 @@
 #include <ombrel/utf8.h>
 
 #include "sdl_guard.h"
-#include "window_class.h"
+#include "x11_window.h"
 
 namespace {
 
@@ -252,6 +252,7 @@ void serve_until_break(ombrel_service_t* running) {
 
 int run(ombrel_service_t* running, void*) {
     const sdl_lock alone(running_mutex);
+    const late_messages_pass passing;
     if (!begin(running))
         return -1;
     serve_until_break(running);
@@ -340,7 +341,7 @@ void close(desktop_window& window, void (*release)(desktop_window*)) {
         wake_thread();
         wait_while(window, stage::to_be_closed);
     }
-    if (handled == &window && is_own_thread())
+    if (is_own_thread() && handled == &window)
         window.release = release;
     else
         release(&window);

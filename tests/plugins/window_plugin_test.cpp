@@ -170,6 +170,11 @@ TEST_F(WindowPlugin, UsersAreHeard) {
     ASSERT_EQ(0, open(ctx, {{"xywh", "100,100,80,60"}, {"scale", "4"}, {"class_name", "Other"}}));
     server_.focus(server_.find("Other"));
     server_.move(100 + 4 * 7 + 3, 100 + 4 * 9);
+    // What the window is told when it gets the keyboard depends on the keys that are held by then.
+    ombrel_window_wait_t moved = {30'000, {}};
+    do
+        EXPECT_EQ(0, ombrel_ctx_xcontrol(ctx, "get_window_event", &moved, sizeof moved));
+    while (moved.m_event.m_kind != def_ombrel_window_event_none && moved.m_event.m_x != 7);
     server_.press(1, true);
     server_.press(3, true);
     server_.move(50, 100);
@@ -205,6 +210,8 @@ TEST_F(WindowPlugin, UsersAreHeard) {
             << " character " << got.m_character;
     }
     server_.press(1, false);
+    EXPECT_EQ(def_ombrel_window_event_button_up, next_event(ctx).m_kind)
+        << "until then the mouse is the window's";
 
     context small;
     ASSERT_EQ(0, open(small, {{"xywh", "300,300,90,90"}, {"scale", "1/3"}}));
