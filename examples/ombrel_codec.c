@@ -17,6 +17,8 @@
 #include <ombrel/heap.h>
 #include <ombrel/quoted_printable.h>
 
+#include "binary_streams.h"
+
 enum { exit_failed = 1, exit_usage = 2, piece_size = 48 * 1024 };
 
 typedef struct conversion {
@@ -169,6 +171,7 @@ static const char usage[] =
 int main(int count, char** arguments) {
     conversion_t conversion = {.columns = 76};
     int result;
+    make_streams_binary();
     if (count == 2 && (strcmp(arguments[1], "--help") == 0 || strcmp(arguments[1], "-h") == 0))
         return fputs(usage, stdout) < 0 || fflush(stdout) != 0 ? exit_failed : 0;
 #ifdef SIGPIPE

@@ -12,6 +12,7 @@
 
 #include <ombrel_tuk.h>
 
+#include "binary_streams.h"
 #include "shown_name.h"
 
 enum { read_size = 256 * 1024, bar_interval_msec = 200 };
@@ -266,6 +267,7 @@ static int parse_options(int argc, char** argv, options_t* options) {
 
 int main(int argc, char** argv) {
     options_t options = {NULL, 0, 0, ombrel_isatty(1)};
+    make_streams_binary();
     const int first = parse_options(argc, argv, &options);
     if (first < 0)
         return -1 - first;

@@ -9,6 +9,8 @@
 
 #include <ombrel/multicall.h>
 
+#include "binary_streams.h"
+
 static int count_input(int argc, char** argv);
 
 static const ombrel_multicall_command_t count_command = {
@@ -32,6 +34,7 @@ static int count_input(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     int result;
+    make_streams_binary();
 #ifdef SIGPIPE
     signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
 #endif
