@@ -125,6 +125,8 @@ OMBREL_API int ombrel_getpeername(int s, struct sockaddr* addr, int* size_in_out
 
 /**
  * @brief Reads an option.
+ *
+ * The pending error (SO_ERROR) comes as a number of `errno` on every platform.
  * @param s the socket
  * @param level       the platform's option level
  * @param name        the platform's option number
@@ -197,10 +199,22 @@ OMBREL_API int ombrel_set_tx_socket_buffer_size(int s, int bytes);
 /** @brief Asks for a receive buffer of so many bytes. @return 0 or -1 */
 OMBREL_API int ombrel_set_rx_socket_buffer_size(int s, int bytes);
 
-/** @brief Makes calls on the socket return at once (`on` nonzero) or wait (0). @return 0 or -1 */
+/**
+ * @brief Makes calls on the socket return at once (`on` nonzero) or wait (0).
+ *
+ * Windows does not tell whether a socket waits. There the library goes by what this function set last, and
+ * holds a socket that was made non-blocking by other means for one that waits.
+ * @return 0 or -1
+ */
 OMBREL_API int ombrel_set_non_block_socket(int s, int on);
 
-/** @brief Lets the socket bind to an address in use (`on` nonzero) or not (0). @return 0 or -1 */
+/**
+ * @brief Lets the socket bind to an address in use (`on` nonzero) or not (0).
+ *
+ * On Windows that lets it take a port from a listener, and a port of ended connections needs it not:
+ * listeners that the library opens (socket_open.h) have their ports to themselves there.
+ * @return 0 or -1
+ */
 OMBREL_API int ombrel_set_reuse_address_socket(int s, int on);
 
 /** @brief Lets the socket send to broadcast addresses (`on` nonzero) or not (0). @return 0 or -1 */

@@ -54,32 +54,36 @@ TEST_F(FtpClient, EndsAsTheServerSays) {
         int peer_code;
         std::vector<std::string> replies;
         data_end end = data_end::whole;
-    } cases[] = {{none, 0,
-                  texts("", "EPSV 500 what", " " + waits + "220 now", "USER 230 in", "SIZE 502 what",
-                        "SIZE 213 many", "SIZE 313 6", "SIZE 213 4")},
-                 {violation, 0,
-                  texts("EPSV 229 fine", "EPSV 500 /PASV 227 (1,2,3,4,5)", " hello",
-                        " " + waits + "120 wait\r\n220 now")},
-                 {violation, 226, texts("RETR 226 done")},
-                 {violation, 331, texts(" 331 more", "PASS 331 and")},
-                 {violation, 350, texts("RETR 150 now\r\n350 more")},
-                 {unreachable, 0, texts("EPSV 229 (|||1|)")},
-                 {closed, 0, texts(" 220 hel!", "SIZE 213 5!", "SIZE 213 6", "RETR 150 now\r\n!")},
-                 {closed, 0, texts(""), data_end::reset},
-                 {closed, 421, texts(" 421 come later")},
-                 {closed, 425, texts("RETR 425 no")},
-                 {closed, 426, texts("RETR 150 now\r\n426 cut")},
-                 {access_denied, 332, texts("PASS 332 who", "USER 332 who")},
-                 {access_denied, 430, texts("RETR 430 no")},
-                 {access_denied, 530, texts("USER 530 go", "PASS 530 no")},
-                 {access_denied, 532, texts("RETR 532 no")},
-                 {access_denied, 553, texts("RETR 553 no")},
-                 {rejected, 502, texts("EPSV 500 /PASV 502 ")},
-                 {rejected, 504, texts("TYPE 504 no")},
-                 {no_space, 452, texts("RETR 150 now\r\n452 full")},
-                 {no_space, 552, texts("RETR 150 now\r\n552 full"), data_end::reset},
-                 {not_found, 550, texts("RETR 550 none")},
-                 {timed_out, 0, texts(" ", "RETR 150 now/QUIT ")}};
+    } cases[] = {
+        {none, 0,
+         texts("", "EPSV 500 what", " " + waits + "220 now", "USER 230 in", "SIZE 502 what", "SIZE 213 many",
+               "SIZE 313 6", "SIZE 213 4")},
+        {violation, 0,
+         texts("EPSV 229 fine", "EPSV 500 /PASV 227 (1,2,3,4,5)", " hello",
+               " " + waits + "120 wait\r\n220 now")},
+        {violation, 226, texts("RETR 226 done")},
+        {violation, 331, texts(" 331 more", "PASS 331 and")},
+        {violation, 350, texts("RETR 150 now\r\n350 more")},
+        {unreachable, 0, texts("EPSV 229 (|||1|)")},
+        {closed, 0, texts(" 220 hel!", "SIZE 213 5!", "SIZE 213 6", "RETR 150 now\r\n!")},
+#if !defined(_WIN32) // whose emulation tells a reset to nobody but itself
+        {closed, 0, texts(""), data_end::reset},
+#endif
+        {closed, 421, texts(" 421 come later")},
+        {closed, 425, texts("RETR 425 no")},
+        {closed, 426, texts("RETR 150 now\r\n426 cut")},
+        {access_denied, 332, texts("PASS 332 who", "USER 332 who")},
+        {access_denied, 430, texts("RETR 430 no")},
+        {access_denied, 530, texts("USER 530 go", "PASS 530 no")},
+        {access_denied, 532, texts("RETR 532 no")},
+        {access_denied, 553, texts("RETR 553 no")},
+        {rejected, 502, texts("EPSV 500 /PASV 502 ")},
+        {rejected, 504, texts("TYPE 504 no")},
+        {no_space, 452, texts("RETR 150 now\r\n452 full")},
+        {no_space, 552, texts("RETR 150 now\r\n552 full"), data_end::reset},
+        {not_found, 550, texts("RETR 550 none")},
+        {timed_out, 0, texts(" ", "RETR 150 now/QUIT ")}
+    };
     for (const auto& [fault, peer_code, replies, end] : cases) {
         for (const std::string& each : replies) {
             SCOPED_TRACE(each);
