@@ -41,6 +41,12 @@
  * or writing against the mode gives the error "not supported", and so does seeking in a pipe or terminal. A
  * named pipe waits at opening for its other side.
  *
+ * On Windows paths and their URIs may begin with a drive ("file:///C:/a") or name a file of another host
+ * ("file://HOST/SHARE/a"); elsewhere a URI with another host is a syntax error. Paths are UTF-8, may be
+ * longer than 260 characters, and name devices by the reserved names ("NUL", "CON"). Others may read, write,
+ * rename and delete a file while a stream has it open; one that others keep for themselves is "busy". "fd:N"
+ * is a number of the universal C run-time (ucrt).
+ *
  * @par Pipes
  * The command line is everything behind "pipe:", as it stands, without decoding, and runs by the platform's
  * command interpreter. With the option "args" no interpreter is involved: the source names a program, looked
@@ -58,6 +64,13 @@
  * Closing closes both ends and waits for the program to end for as long as the option "close_timeout" says
  * (milliseconds, default 3000); then it is asked to end, and a second later its process group is ended. It
  * never stays behind as an ended process that nobody asked about.
+ *
+ * On Windows the interpreter is cmd.exe, and a program of "args" gets them as its C run-time takes a command
+ * line apart; scripts (.bat, .cmd) need the interpreter, as nothing can be quoted safely for it, and are
+ * "invalid argument" without. The polite request is Ctrl+Break, for which both must share a console: a
+ * program that has none is ended at once. All programs that it started belong to its group. A program that
+ * the system ended for a fault, or that was asked to end, counts as ended by the signal that POSIX has for
+ * it.
  *
  * @par TCP
  * A stream reads and writes whatever its mode. With the option "listen" other than 0 it waits at the host's

@@ -26,6 +26,12 @@ protected:
         return owned(platform::open_file(path.c_str(), access));
     }
 
+    static std::string text_of(int file) {
+        char bytes[8];
+        const int size = platform::read_descriptor(file, bytes, sizeof bytes);
+        return size > 0 ? std::string(bytes, static_cast<size_t>(size)) : "";
+    }
+
     const scratch_directory folder_;
     const std::string path_ = folder_ / "\xC3\xA4.txt";
 };
@@ -80,7 +86,8 @@ TEST_F(WindowsFiles, AreSharedWithAll) {
 
 TEST_F(WindowsFiles, WhatIsHeldByOthersIsBusy) {
     folder_.write("held", "text");
-    HANDLE const held = CreateFileW(wide(folder_ / "held").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    HANDLE const held =
+        CreateFileW(wide(folder_ / "held").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     EXPECT_EQ(-1, open(folder_ / "held", reading));
     EXPECT_EQ(fault_code::busy, last_code());
     CloseHandle(held);
@@ -88,7 +95,8 @@ TEST_F(WindowsFiles, WhatIsHeldByOthersIsBusy) {
 
 TEST_F(WindowsFiles, AppendingFindsTheEndInOneStep) {
     const owned first = open(path_, {false, true, true, true, false, false}),
-                copy(platform::duplicate_descriptor(first)), other = open(path_, {false, true, true, false, false, false});
+                copy(platform::duplicate_descriptor(first)),
+                other = open(path_, {false, true, true, false, false, false});
     for (int i = 0; i < 3; i++)
         for (const int one : {static_cast<int>(first), static_cast<int>(copy), static_cast<int>(other)})
             EXPECT_EQ(1, platform::write_file(one, &"abc"[i], 1));
@@ -106,6 +114,12 @@ TEST_F(WindowsFiles, PathsMayBeLongAndHaveEitherSeparator) {
     EXPECT_TRUE(platform::file_exists((folder + "\\file").c_str()));
     EXPECT_EQ(-1, open(folder, reading));
     EXPECT_EQ(fault_code::is_directory, last_code());
+    wchar_t before[MAX_PATH];
+    GetCurrentDirectoryW(MAX_PATH, before);
+    EXPECT_TRUE(SetCurrentDirectoryW(wide(folder.substr(0, folder_.path().size() + 3 * 41)).c_str()));
+    EXPECT_EQ("long", text_of(open(folder.substr(folder_.path().size() + 3 * 41 + 1) + "\\file", reading)))
+        << "not long by itself";
+    SetCurrentDirectoryW(before);
     // Where the suite removes it, the limit holds.
     for (DeleteFileW((LR"(\\?\)" + wide(folder + "\\file")).c_str()); folder.size() > folder_.path().size();
          folder.resize(folder.rfind('\\')))

@@ -99,6 +99,13 @@ namespace {
 /// What a name may have without the prefix, less what a directory leaves for the names in it.
 constexpr size_t short_path = MAX_PATH - 12;
 
+/// A short path may be long once it is made whole, when the current folder is.
+bool is_short(const wide_text& path) {
+    const bool is_whole = path.size() > 2 && (path.get()[1] == L':' || path.get()[1] == L'\\');
+    return path.size() < short_path &&
+           (is_whole || GetFullPathNameW(path.get(), 0, nullptr, nullptr) <= short_path);
+}
+
 bool has_device_prefix(const wchar_t* path) {
     return wcsncmp(path, LR"(\\?\)", 4) == 0 || wcsncmp(path, LR"(\\.\)", 4) == 0;
 }
@@ -110,7 +117,7 @@ wide_path::wide_path(const char* path) {
     if (!text)
         return;
     std::replace(text.get(), text.get() + text.size(), L'/', L'\\');
-    if (text.size() < short_path || has_device_prefix(text.get()))
+    if (has_device_prefix(text.get()) || is_short(text))
         take(L"", text.get(), text.size());
     else
         lift_limit(text.get());
