@@ -43,6 +43,13 @@ foreach(library ${ombrel_system_libraries})
     string(REGEX REPLACE "^Threads::Threads$" "pthread" library ${library})
     string(APPEND ombrel_private_libraries " -l${library}")
 endforeach()
+# Where the archive is the only form, every program needs what it needs.
+set(ombrel_public_libraries)
+set(ombrel_public_flags)
+if(main_form STREQUAL "STATIC_LIBRARY")
+    set(ombrel_public_libraries "${ombrel_private_libraries}")
+    set(ombrel_public_flags " -DOMBREL_STATIC")
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/ombrel_tuk.pc.in ${PROJECT_BINARY_DIR}/ombrel_tuk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ombrel_tuk.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT headers)

@@ -33,6 +33,8 @@ endif()
 if(WIN32)
     add_test(NAME install.consumers COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check_windows ${CMAKE_BINARY_DIR}
         ${CMAKE_TOOLCHAIN_FILE} ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER} ${CMAKE_OBJDUMP} ${CMAKE_CROSSCOMPILING_EMULATOR})
+elseif(OMBREL_NO_CXX_RUN_TIME)
+    ombrel_skipped_test(install.consumers "this compiler has no C++ run-time library for the target")
 else()
     add_test(NAME install.consumers COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check ${CMAKE_BINARY_DIR}
         ${CMAKE_INSTALL_LIBDIR} ${CMAKE_C_COMPILER} ${CMAKE_CXX_COMPILER} "${ombrel_consumer_flags}")
