@@ -12,6 +12,7 @@
 #include <X11/Xutil.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -123,6 +124,7 @@ public:
 
 private:
     static void become_server(int number_to) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM); // however the test ends
         const int nothing = open("/dev/null", O_RDWR);
         dup2(nothing, 1);
         dup2(nothing, 2);
