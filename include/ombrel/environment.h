@@ -2,7 +2,9 @@
  * @file environment.h
  * @brief The process environment.
  *
- * As on every platform, the environment must not be read while another thread changes it.
+ * On Windows names and texts are UTF-8, and variables are those of the system, which the C library's are kept
+ * like; an empty one is none to that library alone. As on every platform, the environment must not be read
+ * while another thread changes it.
  */
 #ifndef OMBREL_ENVIRONMENT_H
 #define OMBREL_ENVIRONMENT_H

@@ -11,6 +11,12 @@
  * A fault of the program itself (a segment fault, an illegal instruction) is counted, reported and then
  * handed to the platform's default action, as the program cannot go on. All functions may be called from any
  * thread; none from a signal handler, except the three that read or reset counts by number.
+ *
+ * On Windows the signals are those of its C library. SIGINT is the console's CTRL+C, SIGBREAK its CTRL+BREAK,
+ * which counts as SIGTERM where SIGBREAK is not caught; SIGTERM comes, too, when the console is closed, the
+ * user logs off or the system shuts down, and then leaves the program the seconds that the system grants.
+ * SIGSEGV, SIGILL and SIGFPE are faults that no handler of the program's takes; raised by raise() they are
+ * not caught.
  */
 #ifndef OMBREL_SIGNAL_H
 #define OMBREL_SIGNAL_H
