@@ -16,7 +16,7 @@
 #include "platform/signal.h"
 #include "platform/system.h"
 #include "platform/terminal.h"
-#include "platform/windows/wide_text.h"
+#include "plugin/search_list.h"
 #include "support/pages.h"
 
 using namespace ombrel_test;
@@ -283,6 +283,23 @@ TEST(WindowsTerminal, TheNullDeviceIsNone) {
     EXPECT_FALSE(platform::is_terminal(null_device));
     _close(null_device);
     EXPECT_FALSE(platform::terminal_renders_escapes());
+}
+
+TEST(WindowsLibraries, SearchListsKnowDrives) {
+    const struct {
+        const char *list, *directories;
+    } lists[] = {{R"(C:\a:d:/b:c)", R"(C:\a|d:/b|c|)"},
+                 {"a;b:;C:/", "a|b||C:/|"},
+                 {"x:y", "x|y|"},
+                 {R"(\\host\share;C:)", R"(\\host\share|C|)"},
+                 {"", ""}};
+    for (const auto& one : lists) {
+        ombrel::plugin::search_list list(one.list);
+        std::string directories;
+        for (std::string_view directory; list.next(directory);)
+            directories.append(directory) += '|';
+        EXPECT_EQ(one.directories, directories);
+    }
 }
 
 TEST(WindowsLibraries, ComplaintsAreEachThreadsOwnAndNamesAreUtf8) {
