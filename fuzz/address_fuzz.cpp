@@ -6,9 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include <netinet/in.h>
-
 #include <ombrel/address.h>
+#include <ombrel/host_socket.h>
 
 #include "support/require.h"
 
