@@ -1,12 +1,6 @@
 # Tests from outside: the example programs, driven by scripts, and programs on the installed tree.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-# Shows as skipped in the suite's list.
-function(ombrel_skipped_test name reason)
-    add_test(NAME ${name} COMMAND ${CMAKE_COMMAND} -E echo "skipped: ${reason}")
-    set_tests_properties(${name} PROPERTIES SKIP_REGULAR_EXPRESSION "skipped:")
-endfunction()
-
 # By what another program starts `target`: its file, or a script that lets an emulator run that.
 function(ombrel_started_by variable target)
     if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
