@@ -61,7 +61,9 @@ bool host_delivers(socket_address group, uint32_t index) {
     } else {
         const ipv6_mreq request{reinterpret_cast<const sockaddr_in6&>(group.storage).sin6_addr, index};
         ombrel_setsockopt(receiver, level, IPV6_JOIN_GROUP, &request, sizeof request);
-        ombrel_setsockopt(sender, level, IPV6_MULTICAST_IF, &index, sizeof index);
+        // An emulator may know no such request.
+        if (ombrel_setsockopt(sender, level, IPV6_MULTICAST_IF, &index, sizeof index) != 0)
+            return false;
     }
     ombrel_sockaddr_set_port(group.get(), own_port(receiver));
     ombrel_sys_sendto(sender, "x", 1, 0, group.get(), group.size);
