@@ -1,7 +1,6 @@
 // Lists of directories that are searched.
 #pragma once
 
-#include <cctype>
 #include <cstring>
 #include <string_view>
 
@@ -27,9 +26,10 @@ public:
 
 private:
     bool begins_with_drive() const {
-        return platform::has_drives && isalpha(static_cast<unsigned char>(cursor_[0])) != 0 &&
-               cursor_[1] == ':' && (cursor_[2] == '/' || cursor_[2] == '\\');
+        return platform::has_drives && is_letter(cursor_[0]) && cursor_[1] == ':' &&
+               (cursor_[2] == '/' || cursor_[2] == '\\');
     }
+    static bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
     const char* end_of_first() const {
         const char* const start = cursor_ + (begins_with_drive() ? strlen("C:") : 0);
         return start + strcspn(start, platform::list_separators);
