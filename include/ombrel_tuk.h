@@ -15,6 +15,7 @@
 #include <ombrel/buffer.h>
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/builtin_stream.h>
+#include <ombrel/calendar.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/color.h>
 #include <ombrel/crc.h>
