@@ -37,6 +37,7 @@
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap_draw.h>
+#include <ombrel/file.h>
 #include <ombrel/file_lock.h>
 #include <ombrel/font.h>
 #include <ombrel/framebuffer.h>
