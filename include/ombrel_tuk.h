@@ -94,6 +94,7 @@
 #include <ombrel/trivial.h>
 #include <ombrel/uri.h>
 #include <ombrel/utf8.h>
+#include <ombrel/uuid.h>
 #include <ombrel/value.h>
 #include <ombrel/version.h>
 #include <ombrel/window_event.h>

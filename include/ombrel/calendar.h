@@ -67,10 +67,10 @@ typedef struct ombrel_civil_time_ts {
     int32_t m_minute;     /**< 0 to 59 */
     int32_t m_second;     /**< 0 to 59 */
     int32_t m_nanosecond; /**< 0 to 999,999,999 */
-    int32_t m_offset;     /**< seconds by which this time is ahead of UTC (east: positive), less than 48 hours */
-    int32_t m_week_day;   /**< 0 for Sunday to 6 for Saturday: filled in, never read */
-    int32_t m_year_day;   /**< 1 to 366: filled in, never read */
-    int32_t m_is_summer;  /**< 1 where summer time is in force, else 0: filled in, never read */
+    int32_t m_offset; /**< seconds by which this time is ahead of UTC (east: positive), less than 48 hours */
+    int32_t m_week_day;  /**< 0 for Sunday to 6 for Saturday: filled in, never read */
+    int32_t m_year_day;  /**< 1 to 366: filled in, never read */
+    int32_t m_is_summer; /**< 1 where summer time is in force, else 0: filled in, never read */
     char m_zone[def_ombrel_calendar_zone_size]; /**< name of the zone, "" when it has none */
 } ombrel_civil_time_t;
 
@@ -251,25 +251,30 @@ OMBREL_API int ombrel_set_year_day(int32_t year, int32_t year_day, ombrel_civil_
  * | letter | text |
  * |---|---|
  * | a A, b B h | name of the day and of the month, short and full |
- * | c, x D, X T, r, R, F | `%%a %%b %%e %%T %%Y`, `%%m/%%d/%%y`, `%%H:%%M:%%S`, `%%I:%%M:%%S %%p`, `%%H:%%M`, `%%Y-%%m-%%d` |
- * | Y C y, G g | year, its century, its last two digits; the same of the ISO week's year |
- * | m, d e, j, q | month, day (`e` padded by a space), day of the year, quarter |
- * | H k, I l, p P | hour of 24, hour of 12 (`k`, `l` padded by spaces), AM or PM, in lower case |
- * | M, S, N, s | minute, second, nanoseconds, seconds since 1970 |
- * | u w, U W V | day of the week (1 Monday to 7, 0 Sunday to 6), week of the year (from the first Sunday, from the first Monday, ISO) |
- * | z Z | offset as +hhmm, `%%:z` +hh:mm, `%%::z` +hh:mm:ss, `%%:::z` as short as it can be; name of the zone |
+ * | c | as `%a %b %e %T %Y` |
+ * | D x, F, T X | as `%m/%d/%y`, `%Y-%m-%d`, `%H:%M:%S` |
+ * | r, R | as `%I:%M:%S %p`, `%H:%M` |
+ * | Y C y | year, its century, its last two digits |
+ * | G g V | ISO week's year, its last two digits, ISO week |
+ * | q, m, d e | quarter; month; day (`e` padded by a space) |
+ * | j, u, w | day of the year; day of the week from 1, Monday; from 0, Sunday |
+ * | U, W | week of the year, from its first Sunday on; from its first Monday on |
+ * | H k, I l, p P | hour of 24, of 12 (`k` and `l` padded by spaces), AM or PM, in lower case |
+ * | M, S, N, s | minute; second; nanoseconds; seconds since 1970 |
+ * | z Z | offset as +hhmm; name of the zone |
+ * | :z ::z :::z | offset as +hh:mm; as +hh:mm:ss; as short as it can be |
  * | n t % | line feed, tab, percent sign |
  *
  * Flags: "-" no padding, "_" padding by spaces, "0" by zeros, "+" by zeros and a sign before years of more
  * than four digits, "^" upper case, "#" the other case. A width says how many characters there are at least;
- * of "N" it says how many digits, cut and not rounded: `%%3N` are milliseconds. A conversion that is none, and
+ * of "N" it says how many digits, cut and not rounded: `%3N` are milliseconds. A conversion that is none, and
  * one that the format's end cuts off, is copied as it is.
  * @param buf    the buffer; may be null when `size` is 0
  * @param size   its bytes, the terminating NUL included; with 0 nothing is written
  * @param format the format
  * @param time   the time, whose fields are in range
- * @return the characters stored, without the NUL, as ombrel_snprintf() counts them: never more than `size` - 1;
- *         -1 for a null format or time and for fields out of range, which leaves an empty text
+ * @return the characters stored, without the NUL, as ombrel_snprintf() counts them: never more than `size` -
+ * 1; -1 for a null format or time and for fields out of range, which leaves an empty text
  */
 OMBREL_API int ombrel_format_time(char* buf, size_t size, const char* format,
                                   const ombrel_civil_time_t* time);
@@ -285,8 +290,7 @@ OMBREL_API int ombrel_format_time(char* buf, size_t size, const char* format,
 OMBREL_API char* ombrel_alloc_time_text_tag(const char* format, const ombrel_civil_time_t* time,
                                             const char* function, unsigned long line);
 /** ombrel_alloc_time_text_tag() with the caller's own name and line. */
-#define ombrel_alloc_time_text(format, time) \
-    ombrel_alloc_time_text_tag((format), (time), __func__, __LINE__)
+#define ombrel_alloc_time_text(format, time) ombrel_alloc_time_text_tag((format), (time), __func__, __LINE__)
 
 /** Without separators: "20260301T120000+0100". */
 #define def_ombrel_iso_basic 1u
@@ -363,11 +367,11 @@ OMBREL_API int ombrel_format_http_date(char* buf, size_t size, const ombrel_inst
  * four digits, or a sign and four to seven ("-0044-03-15", "+12026-03-01"); with a sign the separators are
  * needed, as one could not tell where the year ends.
  *
- * A time follows after "T", "t", a space: "12:30:00", "12:30", "12", without colons too if the date is without
- * separators; the last of them may have a fraction after a point or comma ("12:30.5"), whose digits beyond the
- * ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second, is the first of the
- * next minute. An offset may follow: "Z", "z", "+01:00", "+0100", "+01", with seconds too ("+01:00:30"), by up
- * to 23:59:59; RFC 3339's unknown offset "-00:00" is that of UTC.
+ * A time follows after "T", "t", a space: "12:30:00", "12:30", "12", without colons too if the date is
+ * without separators; the last of them may have a fraction after a point or comma ("12:30.5"), whose digits
+ * beyond the ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second, is the
+ * first of the next minute. An offset may follow: "Z", "z", "+01:00", "+0100", "+01", with seconds too
+ * ("+01:00:30"), by up to 23:59:59; RFC 3339's unknown offset "-00:00" is that of UTC.
  * @param text     the text
  * @param flags    #def_ombrel_parse_rfc3339 or 0
  * @param time     receives the time, all fields in range; midnight and offset 0 where the text has none
@@ -383,8 +387,8 @@ OMBREL_API int ombrel_parse_iso_time(const char* text, uint32_t flags, ombrel_ci
  * any case. RFC 1123's may have a one-digit day, an offset ("+0100") or "UTC" in place of "GMT", as mail has
  * them, and lack the seconds or the day of the week.
  * @param text     the text
- * @param now      by which the century of a two-digit year is found: that in which the date is not more than 50
- *                 years ahead; null for the host's clock
+ * @param now      by which the century of a two-digit year is found: that in which the date is not more than
+ * 50 years ahead; null for the host's clock
  * @param instant  receives the moment
  * @param fault_at see above
  * @return 0; -1
@@ -393,8 +397,8 @@ OMBREL_API int ombrel_parse_http_date(const char* text, const ombrel_instant_t* 
                                       ombrel_instant_t* instant, size_t* fault_at);
 
 /**
- * @brief Reads a moment: "@" and seconds since 1970 ("@-1.5" is one and a half before; digits beyond the ninth
- * are dropped), what ombrel_parse_iso_time() reads, or what ombrel_parse_http_date() does.
+ * @brief Reads a moment: "@" and seconds since 1970 ("@-1.5" is one and a half before; digits beyond the
+ * ninth are dropped), what ombrel_parse_iso_time() reads, or what ombrel_parse_http_date() does.
  * @param text     the text
  * @param flags    `def_ombrel_parse_*`; without any a time without an offset is local
  * @param instant  receives the moment
@@ -416,7 +420,8 @@ OMBREL_API int ombrel_parse_instant(const char* text, uint32_t flags, ombrel_ins
  * @param buf         the buffer; may be null when `size` is 0
  * @param size        its bytes
  * @param nanoseconds the duration
- * @param digits      digits of the second's fraction, cut and not rounded: 0 to 9 or #def_ombrel_iso_all_digits
+ * @param digits      digits of the second's fraction, cut and not rounded: 0 to 9 or
+ * #def_ombrel_iso_all_digits
  * @return the characters stored; -1
  */
 OMBREL_API int ombrel_format_duration(char* buf, size_t size, int64_t nanoseconds, int digits);
