@@ -34,6 +34,7 @@
 #include <ombrel/event_process.h>
 #include <ombrel/exception.h>
 #include <ombrel/export.h>
+#include <ombrel/fault.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/fbmap_box.h>
 #include <ombrel/fbmap_draw.h>

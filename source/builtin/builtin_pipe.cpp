@@ -14,7 +14,7 @@
 #include "builtin/descriptor_stream.h"
 #include "platform/file.h"
 #include "platform/process.h"
-#include "system/child_process.h"
+#include "system/process/child_process.h"
 
 namespace ombrel::builtin {
 

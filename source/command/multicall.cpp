@@ -1,14 +1,13 @@
 #include <ombrel/multicall.h>
 
-#include <cstdio>
-#include <iterator>
 #include <string_view>
 
 #include <ombrel/output.h>
 #include <ombrel/path.h>
 #include <ombrel/string.h>
 
-#include "command/multicall_commands.h"
+#include "command/command_finish.h"
+#include "command/command_table.h"
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
 
@@ -39,9 +38,9 @@ const ombrel_multicall_command_t* command_of(const registration* found) {
 }
 
 const ombrel_multicall_command_t* find_own(std::string_view name) {
-    for (const ombrel_multicall_command_t& command : command::own_multicall_commands())
-        if (name == command.m_name)
-            return &command;
+    for (const ombrel_multicall_command_t* const command : command::own_multicall_commands())
+        if (name == command->m_name)
+            return command;
     return nullptr;
 }
 
@@ -67,27 +66,6 @@ std::string_view called_name(const char* path) {
     return name;
 }
 
-// Texts and bytes have both gone through the C stream by now.
-int finish(const char* name, int exit_code) {
-    ombrel_puts(nullptr);
-    if (fflush(stdout) == 0 && ferror(stdout) == 0)
-        return exit_code;
-    clearerr(stdout);
-    ombrel_error_printf("%s: standard output: write error\n", name);
-    return exit_code != def_ombrel_multicall_exit_good ? exit_code : def_ombrel_multicall_exit_failed;
-}
-
-using puts_function = unsigned (*)(const char* format, ...);
-
-void print_usage(const ombrel_multicall_command_t& command, puts_function print) {
-    const char* const arguments = command.m_arguments != nullptr ? command.m_arguments : "";
-    print("usage: %s%s%s\n", command.m_name, *arguments != '\0' ? " " : "", arguments);
-    if (command.m_summary != nullptr)
-        print("%s\n", command.m_summary);
-    if (command.m_help != nullptr)
-        print("%s", command.m_help);
-}
-
 struct general_option {
     const char* name;
     void (*act)();
@@ -105,7 +83,7 @@ int execute_option(std::string_view argument) {
         if (argument != option.name)
             continue;
         option.act();
-        return finish("ombrel_tuk", def_ombrel_multicall_exit_good);
+        return command::finish("ombrel_tuk", def_ombrel_multicall_exit_good);
     }
     ombrel_error_printf("%s: unknown option; try \"--help\"\n", argument.data());
     return def_ombrel_multicall_exit_usage;
@@ -148,25 +126,10 @@ const ombrel_multicall_command_t* ombrel_find_multicall_command(const char* name
 const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t index) {
     const auto own = command::own_multicall_commands();
     if (index < own.size())
-        return &own[index];
+        return own[index];
     const short_lock_guard guard(registry_lock);
     size_t left = index - own.size();
     return command_of(*find_registration([&](const auto&) { return left-- == 0; }));
-}
-
-int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, int argc, char** argv) {
-    if (command == nullptr)
-        return def_ombrel_multicall_exit_unknown;
-    char* name_alone[] = {const_cast<char*>(command->m_name), nullptr};
-    if (argv == nullptr || argc < 1) {
-        argc = 1;
-        argv = name_alone;
-    }
-    if (argc == 2 && std::string_view(argv[1]) == "--help") {
-        print_usage(*command, ombrel_printf);
-        return finish(command->m_name, def_ombrel_multicall_exit_good);
-    }
-    return finish(command->m_name, command->m_main(argc, argv));
 }
 
 int ombrel_execute_multicall(int argc, char** argv) {
@@ -181,10 +144,4 @@ int ombrel_execute_multicall(int argc, char** argv) {
         return ombrel_execute_multicall_command(command, argc - 1, argv + 1);
     ombrel_error_printf("%s: no such command; try \"--help\"\n", argv[1]);
     return def_ombrel_multicall_exit_unknown;
-}
-
-int ombrel_refuse_multicall_arguments(const ombrel_multicall_command_t* command) {
-    if (command != nullptr)
-        print_usage(*command, ombrel_error_printf);
-    return def_ombrel_multicall_exit_usage;
 }

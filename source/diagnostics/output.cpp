@@ -6,7 +6,6 @@
 
 #include <ombrel/printf.h>
 #include <ombrel/string.h>
-#include <ombrel/terminal.h>
 
 #include "core/error_text.h"
 #include "core/heap_ptr.h"
@@ -33,7 +32,7 @@ channel error_output{"ombrel_error_puts", 2, ombrel_error_puts, ombrel_error_put
 bool keeps_escapes(channel& to) {
     uint32_t flag = to.keeps_escapes.load(std::memory_order_relaxed);
     if (flag == unknown) {
-        flag = ombrel_isatty(to.descriptor) != 0 && platform::terminal_renders_escapes() ? 1 : 0;
+        flag = platform::is_terminal(to.descriptor) && platform::terminal_renders_escapes() ? 1 : 0;
         to.keeps_escapes.store(flag, std::memory_order_relaxed);
     }
     return flag != 0;

@@ -11,6 +11,7 @@
 
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
+#include "platform/terminal.h"
 
 using namespace ombrel;
 
@@ -103,8 +104,8 @@ uint64_t ombrel_ratio_uintmax(uint64_t value, uint64_t total, uint64_t scale) {
 
 int ombrel_progress_bar(uint64_t value, uint64_t total, const char* prefix, const char* pattern,
                         const char* format, ...) {
-    int columns;
-    ombrel_get_terminal_size(&columns, nullptr);
+    int columns = def_ombrel_terminal_columns, rows = 0;
+    platform::terminal_size(columns, rows);
     const heap_ptr<char> bar(static_cast<char*>(
         ombrel_alloc_tag(static_cast<size_t>(columns) + 128, "ombrel_progress_bar", __LINE__)));
     if (!bar)

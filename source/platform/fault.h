@@ -28,11 +28,16 @@ enum class fault_code : uint8_t {
 
     // Files.
     not_found,
+    not_directory,
     exists,
     access_denied,
     is_directory,
+    not_empty,
+    link_loop,
+    other_device,
     not_seekable,
     no_space,
+    too_large, ///< for the host, or for a limit that the caller gave
     input_output,
 
     // What there is not enough of.
@@ -40,6 +45,7 @@ enum class fault_code : uint8_t {
     no_descriptor, ///< the process or the system has none left
 
     // A call that cannot succeed.
+    no_process,
     bad_descriptor,
     invalid,
     not_supported,

@@ -34,17 +34,23 @@ constexpr meaning meanings[] = {
     {EADDRNOTAVAIL, fault_code::address_not_available},
 
     {ENOENT, fault_code::not_found},
-    {ENOTDIR, fault_code::not_found},
     {ENODEV, fault_code::not_found},
     {ENXIO, fault_code::not_found},
+    {ENOTDIR, fault_code::not_directory},
     {EEXIST, fault_code::exists},
     {EACCES, fault_code::access_denied},
     {EPERM, fault_code::access_denied},
     {EROFS, fault_code::access_denied},
     {EISDIR, fault_code::is_directory},
+    {ENOTEMPTY, fault_code::not_empty},
+    {ELOOP, fault_code::link_loop},
+    {EXDEV, fault_code::other_device},
     {ESPIPE, fault_code::not_seekable},
     {ENOSPC, fault_code::no_space},
-    {EFBIG, fault_code::no_space},
+#if defined(EDQUOT)
+    {EDQUOT, fault_code::no_space},
+#endif
+    {EFBIG, fault_code::too_large},
     {EIO, fault_code::input_output},
 
     {ENOMEM, fault_code::no_memory},
@@ -52,6 +58,7 @@ constexpr meaning meanings[] = {
     {EMFILE, fault_code::no_descriptor},
     {ENFILE, fault_code::no_descriptor},
 
+    {ESRCH, fault_code::no_process},
     {EBADF, fault_code::bad_descriptor},
     {ENOTSOCK, fault_code::bad_descriptor},
     {EINVAL, fault_code::invalid},

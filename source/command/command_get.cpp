@@ -5,8 +5,8 @@
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 
-#include "command/multicall_commands.h"
-#include "command/multicall_input.h"
+#include "command/command_input.h"
+#include "command/command_table.h"
 #include "command/multicall_options.h"
 #include "context/ctx_fault.h"
 #include "context/ctx_guard.h"
@@ -148,14 +148,24 @@ bool get(const get_options& options) {
     return false;
 }
 
-} // namespace
-
 int run_get(int argc, char** argv) {
     option_walk arguments(argc, argv);
     get_options options;
     if (!read_options(arguments, options))
-        return ombrel_refuse_multicall_arguments(ombrel_find_multicall_command("get"));
+        return ombrel_refuse_multicall_arguments(&get_command);
     return get(options) ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
 }
+
+} // namespace
+
+constexpr ombrel_multicall_command_t get_command = {
+    "get", run_get, "[-o FILE] [-H HEADER]... [-t SECONDS] [-v] URI",
+    "Writes what a URI names to standard output.",
+    "  -o, --output FILE     write to a file instead\n"
+    "  -H, --header LINE     send a header line of its own\n"
+    "  -t, --timeout SECONDS give up when nothing comes for so long\n"
+    "  -v, --verbose         tell what happens\n"
+    "What URIs there are depends on the plug-ins: file, tftp, ftp, tcp, udp and pipe are the library's "
+    "own.\n"};
 
 } // namespace ombrel::command

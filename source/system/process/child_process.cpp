@@ -1,4 +1,4 @@
-#include "system/child_process.h"
+#include "system/process/child_process.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,0 +1,58 @@
+// What the commands share: what they read (files, or standard input for "-"), their complaints and results.
+#pragma once
+
+#include <cstdio>
+#include <cstring>
+
+#include <ombrel/multicall.h>
+#include <ombrel/output.h>
+
+#include "core/file_blocks.h"
+
+namespace ombrel::command {
+
+/// "NAME of the command: what: why" on standard error.
+inline void complain(const char* command, const char* what, const char* why) {
+    ombrel_puts(nullptr);
+    ombrel_error_printf("%s: %s: %s\n", command, what, why);
+}
+
+inline int exit_code(bool good) {
+    return good ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
+}
+
+/// Bytes for standard output. A failure shows when the command has finished.
+inline bool put_bytes(const void* bytes, size_t size) {
+    return fwrite(bytes, 1, size, stdout) == size;
+}
+
+inline const char* text_or(const char* text, const char* otherwise) {
+    return text != nullptr ? text : otherwise;
+}
+
+/// Hands the bytes of a file in order to `use(bytes, size)` until that gives false; false after a complaint.
+template<typename Use>
+bool read_input(const char* command, const char* name, Use use) {
+    constexpr int standard_input = 0;
+    const bool is_file = strcmp(name, "-") != 0;
+    leave_fault({});
+    const platform::file_reader file(is_file ? name : nullptr);
+    const int descriptor = is_file ? file.descriptor() : standard_input;
+    if (descriptor >= 0 && read_in_blocks(descriptor, command, use))
+        return true;
+    complain(command, name, fault_text(last_fault()));
+    return false;
+}
+
+/// Runs `work(name)` for each operand, or for standard input, whatever the others give; the exit code.
+template<typename Operands, typename Work>
+int for_each_input(const Operands& operands, Work work) {
+    if (operands.operand_count() == 0)
+        return exit_code(work("-"));
+    bool good = true;
+    for (int i = 0; i < operands.operand_count(); i++)
+        good = work(operands.operand(i)) && good;
+    return exit_code(good);
+}
+
+} // namespace ombrel::command

@@ -1,0 +1,34 @@
+#include "command/command_table.h"
+
+#include <ombrel/output.h>
+
+#include "command/command_input.h"
+
+namespace ombrel::command {
+
+namespace {
+
+constexpr const ombrel_multicall_command_t* own_commands[] = {
+    &base64_command, &cat_command,     &digest_command,  &get_command,
+    &help_command,   &plugins_command, &version_command,
+};
+
+} // namespace
+
+std::span<const ombrel_multicall_command_t* const> own_multicall_commands() {
+    return own_commands;
+}
+
+void print_multicall_commands() {
+    ombrel_puts("usage: COMMAND [ARGUMENT...]\n");
+    for (size_t i = 0; const ombrel_multicall_command_t* command = ombrel_get_multicall_command(i); i++)
+        ombrel_printf("  %-10s %s\n", command->m_name, text_or(command->m_summary, ""));
+    ombrel_puts("\"COMMAND --help\" says more of one. Files may be \"-\" for standard input.\n");
+}
+
+void print_multicall_names() {
+    for (size_t i = 0; const ombrel_multicall_command_t* command = ombrel_get_multicall_command(i); i++)
+        ombrel_printf("%s\n", command->m_name);
+}
+
+} // namespace ombrel::command

@@ -1,0 +1,25 @@
+// The commands that the library brings: each in a file of its own, "command_NAME.cpp".
+#pragma once
+
+#include <span>
+
+#include <ombrel/multicall.h>
+
+namespace ombrel::command {
+
+extern const ombrel_multicall_command_t base64_command;
+extern const ombrel_multicall_command_t cat_command;
+extern const ombrel_multicall_command_t digest_command;
+extern const ombrel_multicall_command_t get_command;
+extern const ombrel_multicall_command_t help_command;
+extern const ombrel_multicall_command_t plugins_command;
+extern const ombrel_multicall_command_t version_command;
+
+/// All of them, by name.
+std::span<const ombrel_multicall_command_t* const> own_multicall_commands();
+
+/// The commands, also those that programs have added, with their summaries, or their names alone.
+void print_multicall_commands();
+void print_multicall_names();
+
+} // namespace ombrel::command

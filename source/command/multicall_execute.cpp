@@ -1,0 +1,55 @@
+#include <cstdio>
+#include <string_view>
+
+#include <ombrel/multicall.h>
+#include <ombrel/output.h>
+
+#include "command/command_finish.h"
+
+using namespace ombrel;
+
+namespace {
+
+using puts_function = unsigned (*)(const char* format, ...);
+
+void print_usage(const ombrel_multicall_command_t& command, puts_function print) {
+    const char* const arguments = command.m_arguments != nullptr ? command.m_arguments : "";
+    print("usage: %s%s%s\n", command.m_name, *arguments != '\0' ? " " : "", arguments);
+    if (command.m_summary != nullptr)
+        print("%s\n", command.m_summary);
+    if (command.m_help != nullptr)
+        print("%s", command.m_help);
+}
+
+} // namespace
+
+// Texts and bytes have both gone through the C stream by now.
+int command::finish(const char* name, int exit_code) {
+    ombrel_puts(nullptr);
+    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+        return exit_code;
+    clearerr(stdout);
+    ombrel_error_printf("%s: standard output: write error\n", name);
+    return exit_code != def_ombrel_multicall_exit_good ? exit_code : def_ombrel_multicall_exit_failed;
+}
+
+int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, int argc, char** argv) {
+    if (command == nullptr)
+        return def_ombrel_multicall_exit_unknown;
+    char* name_alone[] = {const_cast<char*>(command->m_name), nullptr};
+    if (argv == nullptr || argc < 1) {
+        argc = 1;
+        argv = name_alone;
+    }
+    if (argc == 2 && std::string_view(argv[1]) == "--help") {
+        print_usage(*command, ombrel_printf);
+        return command::finish(command->m_name, def_ombrel_multicall_exit_good);
+    }
+    return command::finish(command->m_name, command->m_main(argc, argv));
+}
+
+int ombrel_refuse_multicall_arguments(const ombrel_multicall_command_t* command) {
+    if (command != nullptr)
+        print_usage(*command, ombrel_error_printf);
+    return def_ombrel_multicall_exit_usage;
+}

@@ -1,0 +1,59 @@
+#include <cerrno>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <ombrel/fault.h>
+
+namespace {
+
+struct meaning {
+    int number;
+    int fault;
+    const char* name;
+};
+
+const meaning meanings[] = {
+    {0, def_ombrel_fault_none, "none"},
+    {EAGAIN, def_ombrel_fault_would_block, "would_block"},
+    {ENOENT, def_ombrel_fault_not_found, "not_found"},
+    {ENOTDIR, def_ombrel_fault_not_directory, "not_directory"},
+    {ENOTEMPTY, def_ombrel_fault_not_empty, "not_empty"},
+    {ELOOP, def_ombrel_fault_link_loop, "link_loop"},
+    {EXDEV, def_ombrel_fault_other_device, "other_device"},
+    {EFBIG, def_ombrel_fault_too_large, "too_large"},
+    {ENOMEM, def_ombrel_fault_no_memory, "no_memory"},
+    {ESRCH, def_ombrel_fault_no_process, "no_process"},
+    {ENOSYS, def_ombrel_fault_not_supported, "not_supported"},
+    {EDOM, def_ombrel_fault_other, "other"},
+};
+
+TEST(PublicFault, IsToldFromErrnoAndLeftThere) {
+    for (const meaning& one : meanings) {
+        errno = one.number;
+        EXPECT_EQ(one.fault, ombrel_last_fault()) << one.name;
+        EXPECT_STREQ(one.name, ombrel_fault_name(one.fault));
+        if (one.fault == def_ombrel_fault_other)
+            continue; // which stands for many numbers
+        errno = -1;
+        ombrel_leave_fault(one.fault);
+        EXPECT_EQ(one.number, errno) << one.name;
+    }
+}
+
+TEST(PublicFault, HasATextAndANameOfItsOwnEach) {
+    std::set<std::string> names, texts;
+    for (int fault = def_ombrel_fault_none; fault < def_ombrel_fault_other; fault++) {
+        ombrel_leave_fault(fault);
+        EXPECT_EQ(fault, ombrel_last_fault());
+        EXPECT_TRUE(names.insert(ombrel_fault_name(fault)).second) << fault;
+        EXPECT_TRUE(texts.insert(ombrel_fault_text()).second) << fault;
+    }
+    for (const int unknown : {-1, def_ombrel_fault_other + 1}) {
+        EXPECT_STREQ("unknown", ombrel_fault_name(unknown));
+        ombrel_leave_fault(unknown);
+        EXPECT_EQ(0, errno);
+    }
+}
+
+} // namespace
