@@ -40,6 +40,7 @@
 #include <ombrel/fbmap_draw.h>
 #include <ombrel/file.h>
 #include <ombrel/file_lock.h>
+#include <ombrel/file_stream.h>
 #include <ombrel/font.h>
 #include <ombrel/framebuffer.h>
 #include <ombrel/global_break.h>
@@ -50,6 +51,7 @@
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>
 #include <ombrel/md5.h>
+#include <ombrel/meminfo.h>
 #include <ombrel/memory.h>
 #include <ombrel/mime.h>
 #include <ombrel/multicall.h>
