@@ -70,6 +70,7 @@
 #include <ombrel/png.h>
 #include <ombrel/printf.h>
 #include <ombrel/progress.h>
+#include <ombrel/pseudo_terminal.h>
 #include <ombrel/quoted_printable.h>
 #include <ombrel/regular.h>
 #include <ombrel/replace_string.h>
@@ -78,6 +79,7 @@
 #include <ombrel/scan.h>
 #include <ombrel/seed.h>
 #include <ombrel/select.h>
+#include <ombrel/serial.h>
 #include <ombrel/service.h>
 #include <ombrel/sha1.h>
 #include <ombrel/sha256.h>
@@ -91,6 +93,7 @@
 #include <ombrel/string.h>
 #include <ombrel/string_node.h>
 #include <ombrel/terminal.h>
+#include <ombrel/terminal_key.h>
 #include <ombrel/thread.h>
 #include <ombrel/time.h>
 #include <ombrel/timer.h>

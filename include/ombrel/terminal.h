@@ -1,11 +1,50 @@
 /**
  * @file terminal.h
- * @brief Whether a descriptor is a terminal, and how large the terminal is. Any thread.
+ * @brief The terminal: what it is and how large, keys one at a time, lines typed unseen, cursor, colours.
+ *
+ * A program that fills the screen opens the terminal, enters raw mode, reads keys and draws:
+ *
+ * @code
+ * ombrel_terminal_t* terminal = ombrel_open_terminal(-1, -1);
+ * ombrel_key_t key = {0, 0};
+ * if (terminal == NULL || ombrel_terminal_enter(terminal, def_ombrel_terminal_screen) != 0)
+ *     return complain(ombrel_fault_text());
+ * while (key.m_code != 'q') {
+ *     draw(terminal);
+ *     if (ombrel_terminal_read_key(terminal, &key, -1) < 1)
+ *         break;
+ * }
+ * ombrel_close_terminal(terminal);
+ * @endcode
+ *
+ * **Restoration.** A terminal that was entered is given back as it was found: mode, screen, cursor, title.
+ * That happens when it is left or closed, at exit(), and when a signal ends the program (TERM, INT, HUP,
+ * QUIT, PIPE, ALRM, USR1, USR2, ABRT, SEGV, BUS, FPE, ILL, XCPU) or stops it (TSTP; when it goes on in the
+ * foreground, raw mode is entered again, also after a stop that no program sees). Only signals whose action
+ * is the default when the terminal is entered are caught, and that action follows. A program with a handler
+ * of its own, installed before or after, keeps it, and calls ombrel_restore_terminals() in it where the
+ * program is to end. What cannot be caught (KILL, _exit()) leaves the terminal raw.
+ *
+ * On Windows the mode of the console is given back at the same places, on Ctrl+C, Ctrl+Break and the closing
+ * of the console, and on a fault that nobody handles. Keys there are what the console tells; colours, title
+ * and the like need a console that renders escape sequences (Windows 10 and later), otherwise they are left
+ * out.
+ *
+ * Faults, unless a function says otherwise: `invalid` for null and senseless arguments, `bad_descriptor` for
+ * a descriptor that is not open, `not_supported` for what is no terminal.
+ *
+ * Threads: any for what takes a descriptor or nothing; one at a time for an ombrel_terminal_t. Of one
+ * terminal behind several descriptors, enter one.
  */
 #ifndef OMBREL_TERMINAL_H
 #define OMBREL_TERMINAL_H
 
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdint.h>
+
 #include <ombrel/export.h>
+#include <ombrel/terminal_key.h>
 
 OMBREL_BEGIN_C
 
@@ -28,6 +67,225 @@ OMBREL_API int ombrel_isatty(int fd);
  * @return 0, or -1 when none of the three is a terminal: then 80 columns and 24 rows are stored
  */
 OMBREL_API int ombrel_get_terminal_size(int* columns, int* rows);
+
+/** The result of a read whose time ran out. */
+#define def_ombrel_terminal_timeout (-2)
+
+/** @name What a terminal shows
+ * @{ */
+
+/**
+ * @brief How many colours may be used on a descriptor.
+ *
+ * Told by the environment as programs agree on it: TERM, COLORTERM ("truecolor" or "24bit"), and NO_COLOR,
+ * which, set to anything but nothing, asks for none.
+ * @param fd a descriptor
+ * @return 0, 8, 16, 256 or 16777216; 0 for what is no terminal or renders no sequences
+ */
+OMBREL_API int ombrel_get_terminal_colors(int fd);
+
+#define def_ombrel_terminal_color_default 0u /**< a colour: the terminal's own */
+/** A colour: of the palette, 0 to 255. 0 to 7 are black, red, green, yellow, blue, magenta, cyan, white; 8 to
+ * 15 the same bright; 16 to 231 a cube of 6 × 6 × 6; 232 to 255 greys. */
+#define def_ombrel_terminal_color_palette(index) (0x01000000u | ((uint32_t)(index)&0xffu))
+/** A colour: by its parts, each 0 to 255. */
+#define def_ombrel_terminal_color_rgb(red, green, blue)                                                      \
+    (0x02000000u | ((uint32_t)(red)&0xffu) << 16 | ((uint32_t)(green)&0xffu) << 8 | ((uint32_t)(blue)&0xffu))
+
+#define def_ombrel_terminal_bold 0x01u      /**< an attribute */
+#define def_ombrel_terminal_faint 0x02u     /**< an attribute */
+#define def_ombrel_terminal_italic 0x04u    /**< an attribute */
+#define def_ombrel_terminal_underline 0x08u /**< an attribute */
+#define def_ombrel_terminal_blink 0x10u     /**< an attribute */
+#define def_ombrel_terminal_reverse 0x20u   /**< an attribute: foreground and background exchanged */
+#define def_ombrel_terminal_hidden 0x40u    /**< an attribute */
+#define def_ombrel_terminal_strike 0x80u    /**< an attribute */
+
+/** How text looks. All zero is the terminal's own look. */
+typedef struct ombrel_terminal_style_ts {
+    uint32_t m_attributes; /**< bits */
+    uint32_t m_foreground; /**< a colour */
+    uint32_t m_background; /**< a colour */
+} ombrel_terminal_style_t;
+
+/**
+ * @brief The escape sequence that sets a style, whatever was set before.
+ * @param style  the style; null for the terminal's own
+ * @param colors how many the terminal has, as ombrel_get_terminal_colors() tells; a colour that is not among
+ * them becomes the nearest that is; with 0 attributes alone are set
+ * @param buffer receives the sequence, always terminated, empty when it does not fit; may be null with a size
+ * of
+ *               0
+ * @param size   its room in bytes; 64 hold every sequence
+ * @return its length
+ */
+OMBREL_API int ombrel_format_terminal_style(const ombrel_terminal_style_t* style, int colors, char* buffer,
+                                            size_t size);
+/** @} */
+
+/** @name A terminal in use
+ * @{ */
+
+/** A terminal in use. */
+typedef struct ombrel_terminal_ts ombrel_terminal_t;
+
+/**
+ * @brief Begins to use a terminal. Nothing changes yet.
+ * @param input  where keys come from; -1 for the program's controlling terminal, whatever its standard
+ * streams are
+ * @param output where they are shown; -1 likewise. Both stay the caller's
+ * @param function the calling function's name
+ * @param line     the source line
+ * @return the terminal, for ombrel_close_terminal(); null with a fault: `not_supported` for an input that is
+ * no terminal, `not_found` when the program has no terminal, `no_memory`, `no_descriptor`. An output that is
+ * no terminal is allowed and gets the text alone, without sequences
+ */
+OMBREL_API ombrel_terminal_t* ombrel_open_terminal_tag(int input, int output, const char* function,
+                                                       unsigned long line);
+/** ombrel_open_terminal_tag() with the caller's own name and line. */
+#define ombrel_open_terminal(input, output) ombrel_open_terminal_tag((input), (output), __func__, __LINE__)
+
+/** @brief Leaves the terminal, shows what is still to be shown, frees the record. @return 0, -1 for null */
+OMBREL_API int ombrel_close_terminal(ombrel_terminal_t* terminal);
+
+#define def_ombrel_terminal_signals                                                                          \
+    0x01u /**< Ctrl+C, Ctrl+\ and Ctrl+Z go on to be signals; without it they come as keys */
+#define def_ombrel_terminal_screen                                                                           \
+    0x02u /**< a screen of its own, empty, where the terminal has one; the old one comes back at the end */
+#define def_ombrel_terminal_hide_cursor 0x04u /**< the cursor is not shown until it is asked for */
+#define def_ombrel_terminal_paste 0x08u       /**< tell pastes from what is typed */
+#define def_ombrel_terminal_focus 0x10u       /**< tell when the terminal gets and loses the keyboard */
+
+/**
+ * @brief Enters raw mode: each key comes at once, nothing is echoed, nothing has a meaning of its own. Line
+ * feeds that are written still begin a new line.
+ *
+ * A terminal that was entered already takes the new flags.
+ * @param terminal the terminal
+ * @param flags    bits
+ * @return 0; -1 with a fault: `busy` when as many terminals as can be guarded (8) are entered, `input_output`
+ *         when the terminal is gone
+ */
+OMBREL_API int ombrel_terminal_enter(ombrel_terminal_t* terminal, uint32_t flags);
+
+/**
+ * @brief Gives the terminal back as it was found. What was shown is out before.
+ * @return 0, also when it was not entered; -1 with a fault
+ */
+OMBREL_API int ombrel_terminal_leave(ombrel_terminal_t* terminal);
+
+/**
+ * @brief Gives all entered terminals of the program back. For signal handlers and for what ends the program
+ * in its own way: it takes no locks and no memory and leaves errno alone. A terminal that shall be used again
+ * must be left and entered.
+ */
+OMBREL_API void ombrel_restore_terminals(void);
+
+/**
+ * @brief The next key.
+ *
+ * What was written is shown first. A new size, and that the program was stopped and goes on, come as the keys
+ * #def_ombrel_key_resized and #def_ombrel_key_resumed. A terminal that was not entered gives its keys when a
+ * line is complete.
+ * @param terminal         the terminal
+ * @param key              receives the key
+ * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @return 1 for a key; 0 when the input has ended, as after a hang-up; #def_ombrel_terminal_timeout; -1 with
+ * a fault
+ */
+OMBREL_API int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key,
+                                        int timeout_milliseconds);
+
+/**
+ * @brief Sets how long after the byte of Escape the rest of a sequence may come: 50 milliseconds unless set.
+ * Slow lines want more.
+ * @return 0; -1 for null and numbers below 0
+ */
+OMBREL_API int ombrel_terminal_set_escape_limit(ombrel_terminal_t* terminal, int milliseconds);
+
+/** @brief The descriptor that keys come from, to wait for its readiness in an event loop: read keys with a
+ * limit of 0 then until the time runs out, and again some 50 milliseconds later, for a lone Escape. @return
+ * the descriptor, -1 for null */
+OMBREL_API int ombrel_terminal_get_input(const ombrel_terminal_t* terminal);
+
+/**
+ * @brief The size now.
+ * @param terminal the terminal
+ * @param columns receives the width in characters; may be null
+ * @param rows    receives the height in lines; may be null
+ * @return 0; -1 with a fault when the terminal cannot tell: then 80 columns and 24 rows are stored
+ */
+OMBREL_API int ombrel_terminal_get_size(ombrel_terminal_t* terminal, int* columns, int* rows);
+
+/** @brief How many colours the terminal has, as ombrel_get_terminal_colors() tells. @return the count, 0 for
+ * null
+ */
+OMBREL_API int ombrel_terminal_get_colors(const ombrel_terminal_t* terminal);
+/** @} */
+
+/** @name Drawing
+ * What is drawn is collected and shown by ombrel_terminal_flush(), when a key is read, or when 4 KiB are
+ * together. Each returns 0; -1 with a fault, which may be that of what was drawn before. Sequences are left
+ * out where the terminal renders none. Positions count from 0 at the left top.
+ * @{ */
+
+/** @brief Draws bytes as they are, at the cursor: UTF-8, with whatever sequences they hold. */
+OMBREL_API int ombrel_terminal_write(ombrel_terminal_t* terminal, const void* data, size_t size);
+/** @brief Draws a text at the cursor; null draws nothing. */
+OMBREL_API int ombrel_terminal_puts(ombrel_terminal_t* terminal, const char* text);
+/** @brief Draws what the library's formatter makes. Bytes, or -1. */
+OMBREL_API int ombrel_terminal_printf(ombrel_terminal_t* terminal, const char* format, ...);
+/** @brief ombrel_terminal_printf() with the arguments as a list. */
+OMBREL_API int ombrel_terminal_vprintf(ombrel_terminal_t* terminal, const char* format, va_list arguments);
+
+/** @brief Moves the cursor to a place; what lies outside stays at the edge. */
+OMBREL_API int ombrel_terminal_move(ombrel_terminal_t* terminal, int column, int row);
+/** @brief Moves the cursor by so many columns to the right and rows down, or back for negative numbers. */
+OMBREL_API int ombrel_terminal_move_by(ombrel_terminal_t* terminal, int columns, int rows);
+/** @brief Shows the cursor, or hides it when `on` is 0. */
+OMBREL_API int ombrel_terminal_show_cursor(ombrel_terminal_t* terminal, int on);
+
+#define def_ombrel_terminal_clear_screen 0    /**< all of it; the cursor goes to the left top */
+#define def_ombrel_terminal_clear_below 1     /**< from the cursor to the end of the screen */
+#define def_ombrel_terminal_clear_line 2      /**< the cursor's line */
+#define def_ombrel_terminal_clear_line_rest 3 /**< from the cursor to the end of its line */
+/** @brief Clears what `what` says, with the background of the style. */
+OMBREL_API int ombrel_terminal_clear(ombrel_terminal_t* terminal, int what);
+
+/** @brief Sets how what is drawn from now on looks; null for the terminal's own look. */
+OMBREL_API int ombrel_terminal_set_style(ombrel_terminal_t* terminal, const ombrel_terminal_style_t* style);
+
+/** @brief Sets the window's title. Control characters in it become spaces. The old one comes back when the
+ * terminal is left, where it can keep one. */
+OMBREL_API int ombrel_terminal_set_title(ombrel_terminal_t* terminal, const char* title);
+
+/** @brief Sounds the bell. */
+OMBREL_API int ombrel_terminal_ring(ombrel_terminal_t* terminal);
+
+/** @brief Shows what was drawn. It waits while the terminal takes nothing, as after Ctrl+S, but no longer
+ * than the five seconds in which it takes not a byte: then it fails with `timed_out` and drops what is left.
+ */
+OMBREL_API int ombrel_terminal_flush(ombrel_terminal_t* terminal);
+/** @} */
+
+/**
+ * @brief Reads a line that is typed unseen, such as a pass phrase.
+ *
+ * The line is edited as the terminal does it. What was typed before the prompt is dropped. The terminal is
+ * given back as described above, also when Ctrl+C ends the program. The bytes pass through no memory but the
+ * buffer and what the system has: wipe it after use.
+ * @param fd     a terminal; -1 for the program's controlling terminal. Input that is no terminal is read as
+ * it is up to the end of the line, byte by byte, and no prompt is shown
+ * @param prompt shown before; null for none
+ * @param buffer receives the line without its end, terminated; it is zero after a failure
+ * @param size   its room in bytes, at least 1
+ * @param timeout_milliseconds for the whole line: negative waits for ever
+ * @return 1 for a line, which may be empty; 0 at the end of the input; #def_ombrel_terminal_timeout; -1 with
+ * a fault: `too_large` for a line that does not fit, which is read to its end and dropped, `not_found` when
+ * the program has no terminal
+ */
+OMBREL_API int ombrel_read_secret(int fd, const char* prompt, char* buffer, size_t size,
+                                  int timeout_milliseconds);
 
 OMBREL_END_C
 

@@ -1,0 +1,201 @@
+/**
+ * @file pseudo_terminal.h
+ * @brief Programs in a terminal that this program plays: editors, shells and whatever asks for a pass phrase.
+ *
+ * @code
+ * const char* const arguments[] = {"stty", "size", NULL};
+ * ombrel_pseudo_terminal_t* terminal = ombrel_open_pseudo_terminal(arguments, NULL);
+ * char output[256];
+ * ptrdiff_t size = 0;
+ * int exit_code = -1;
+ * while (terminal != NULL && (size = ombrel_pseudo_terminal_read(terminal, output, sizeof output, 1000)) > 0)
+ *     show(output, (size_t)size);                           // "24 80\r\n"
+ * if (size == 0 && ombrel_pseudo_terminal_wait(terminal, 1000, &exit_code, NULL) == 1)
+ *     tell(exit_code);
+ * ombrel_close_pseudo_terminal(terminal);
+ * @endcode
+ *
+ * The program leads a session of its own with the terminal as its controlling one, and has it as its three
+ * standard streams and nothing else of this program's. What it prints is what terminals get, so lines end
+ * with a carriage return and a line feed; what is written to it is what keys send (terminal_key.h), and comes
+ * back as echo unless it asks for none. A program that prints more than the system holds (some KiB) waits
+ * until it is read: read before you wait for its end.
+ *
+ * The record always gives back what it took: closing it hangs the terminal up, and ends what does not follow.
+ *
+ * Windows has this since the version 10 of October 2018; there the console itself paints what the program
+ * shows, so the output is a picture by sequences more than what the program wrote. Elsewhere, and where wine
+ * has no such thing, opening fails with `not_supported`.
+ *
+ * Faults, unless a function says otherwise: `invalid` for null and senseless arguments.
+ *
+ * Threads: one at a time for a record; one that reads and one that writes may be two.
+ */
+#ifndef OMBREL_PSEUDO_TERMINAL_H
+#define OMBREL_PSEUDO_TERMINAL_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <ombrel/export.h>
+
+OMBREL_BEGIN_C
+
+/** The result of a read whose time ran out. */
+#define def_ombrel_pseudo_terminal_timeout (-2)
+
+/** A program in a pseudo-terminal. */
+typedef struct ombrel_pseudo_terminal_ts ombrel_pseudo_terminal_t;
+
+/** How a program is started. */
+typedef struct ombrel_pseudo_terminal_options_ts {
+    const char* const* m_environment; /**< its whole environment, "NAME=text" and a null behind them; null,
+                                         the default: that of this program */
+    const char* m_directory;          /**< where it starts; null, the default: where this program is */
+    int m_columns;                    /**< 1 to 32767; by default 80 */
+    int m_rows;                       /**< 1 to 32767; by default 24 */
+    int m_close_limit; /**< milliseconds that ombrel_close_pseudo_terminal() leaves the program to end by
+                          itself after the hang-up; negative for as long as it takes; by default 1000 */
+} ombrel_pseudo_terminal_options_t;
+
+/** @brief Fills in the defaults. @return 0, -1 for null */
+OMBREL_API int ombrel_init_pseudo_terminal_options(ombrel_pseudo_terminal_options_t* options);
+
+/**
+ * @brief Starts a program in a terminal of its own.
+ * @param arguments its name, looked for along the search path of this program when it has no directory, its
+ *                  arguments and a null behind them
+ * @param options   null for the defaults
+ * @param function  the calling function's name
+ * @param line      the source line
+ * @return the program, for ombrel_close_pseudo_terminal(); null with a fault: `not_found` or `access_denied`
+ * for the program or the directory, `no_memory`, `no_descriptor`, `not_supported`
+ */
+OMBREL_API ombrel_pseudo_terminal_t*
+ombrel_open_pseudo_terminal_tag(const char* const* arguments, const ombrel_pseudo_terminal_options_t* options,
+                                const char* function, unsigned long line);
+/** ombrel_open_pseudo_terminal_tag() with the caller's own name and line. */
+#define ombrel_open_pseudo_terminal(arguments, options)                                                      \
+    ombrel_open_pseudo_terminal_tag((arguments), (options), __func__, __LINE__)
+
+/**
+ * @brief Hangs the terminal up, gives the program its time to end, ends its group by force if it has not, and
+ * frees the record. What it prints meanwhile is dropped.
+ * @return 0; -1 for null
+ */
+OMBREL_API int ombrel_close_pseudo_terminal(ombrel_pseudo_terminal_t* terminal);
+
+/**
+ * @brief Reads what the program prints.
+ * @param terminal the program
+ * @param buffer   receives the bytes
+ * @param size     its room
+ * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @return bytes; 0 at the end, when the program and all that it left behind have closed the terminal, and for
+ * a size of 0; #def_ombrel_pseudo_terminal_timeout; -1 with a fault
+ */
+OMBREL_API ptrdiff_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* terminal, void* buffer,
+                                                 size_t size, int timeout_milliseconds);
+
+/**
+ * @brief Types for the program.
+ *
+ * A terminal that reads lines takes no more than some KiB of one; Ctrl+D is the byte 4, Ctrl+C the byte 3.
+ * @param terminal the program
+ * @param data     the bytes
+ * @param size     how many
+ * @param timeout_milliseconds negative waits for ever, 0 writes what goes at once
+ * @return bytes written, fewer when the time ran out; -1 with a fault before the first: `closed` after the
+ * end
+ */
+OMBREL_API ptrdiff_t ombrel_pseudo_terminal_write(ombrel_pseudo_terminal_t* terminal, const void* data,
+                                                  size_t size, int timeout_milliseconds);
+
+/**
+ * @brief Changes the terminal's size; the program is told.
+ * @param terminal the program
+ * @param columns 1 to 32767
+ * @param rows    1 to 32767
+ * @return 0; -1 with a fault
+ */
+OMBREL_API int ombrel_pseudo_terminal_set_size(ombrel_pseudo_terminal_t* terminal, int columns, int rows);
+
+/**
+ * @brief The terminal's size, as the program may have changed it.
+ * @param terminal the program
+ * @param columns receives the width; may be null
+ * @param rows    receives the height; may be null
+ * @return 0; -1 with a fault
+ */
+OMBREL_API int ombrel_pseudo_terminal_get_size(ombrel_pseudo_terminal_t* terminal, int* columns, int* rows);
+
+/**
+ * @brief Sends a signal to the group in the terminal's foreground, as Ctrl+C would, or to the program's own
+ * when there is none.
+ * @param terminal the program
+ * @param signum   a signal of the host. Windows has SIGINT and SIGBREAK, which are typed, and SIGTERM, which
+ * ends the program and its children; others are `not_supported`
+ * @return 0; -1 with a fault: `no_process` after the end
+ */
+OMBREL_API int ombrel_pseudo_terminal_signal(ombrel_pseudo_terminal_t* terminal, int signum);
+
+/** @brief Ends the program and its group by force. Its end is still to be waited for. @return 0; -1 with a
+ * fault: `no_process` after the end */
+OMBREL_API int ombrel_pseudo_terminal_kill(ombrel_pseudo_terminal_t* terminal);
+
+/**
+ * @brief Waits for the program to end. It may be asked again after the end.
+ * @param terminal    the program
+ * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @param exit_code   receives the exit code; -1 when a signal ended it, or nobody can tell; may be null
+ * @param exit_signal receives the signal that ended it; 0 for none; may be null
+ * @return 1 it has ended; 0 the time ran out; -1 with a fault
+ */
+OMBREL_API int ombrel_pseudo_terminal_wait(ombrel_pseudo_terminal_t* terminal, int timeout_milliseconds,
+                                           int* exit_code, int* exit_signal);
+
+/** @brief The program's process number. @return the number; -1 for null */
+OMBREL_API int ombrel_pseudo_terminal_get_process(const ombrel_pseudo_terminal_t* terminal);
+
+/** @brief The descriptor that becomes readable when the program prints or ends, for event loops. It stays the
+ * record's. @return the descriptor; -1 for null */
+OMBREL_API int ombrel_pseudo_terminal_get_descriptor(const ombrel_pseudo_terminal_t* terminal);
+
+/** @name A pair without a program
+ * @{ */
+
+/** The room that the name of a terminal takes at most, in bytes. */
+#define def_ombrel_terminal_name_size 64
+
+/** A pair: what is written at one side is read at the other, through the rules of terminals. */
+typedef struct ombrel_terminal_pair_ts {
+    int m_master;                               /**< the side of who plays the terminal */
+    int m_slave;                                /**< the terminal */
+    char m_name[def_ombrel_terminal_name_size]; /**< a path by which others open the terminal */
+} ombrel_terminal_pair_t;
+
+/**
+ * @brief Opens a pair of 80 by 24 characters. Neither side becomes this program's terminal.
+ * @param pair receives both sides, for ombrel_uninit_terminal_pair(); -1 and an empty name after a failure
+ * @return 0; -1 with a fault: `no_descriptor`, `not_supported` where the host has no such thing, as Windows
+ */
+OMBREL_API int ombrel_init_terminal_pair(ombrel_terminal_pair_t* pair);
+
+/** @brief Closes both sides that are still there. One that was given away or closed is to be -1 before.
+ * @return 0; -1 for null */
+OMBREL_API int ombrel_uninit_terminal_pair(ombrel_terminal_pair_t* pair);
+
+/**
+ * @brief Sets the size of the terminal behind a descriptor, of either side of a pair; the programs in it are
+ * told.
+ * @param fd      the descriptor
+ * @param columns 1 to 32767
+ * @param rows    1 to 32767
+ * @return 0; -1 with a fault: `not_supported` for what is no terminal
+ */
+OMBREL_API int ombrel_set_terminal_size(int fd, int columns, int rows);
+/** @} */
+
+OMBREL_END_C
+
+#endif
