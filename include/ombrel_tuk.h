@@ -69,6 +69,8 @@
 #include <ombrel/plugin_window.h>
 #include <ombrel/png.h>
 #include <ombrel/printf.h>
+#include <ombrel/process.h>
+#include <ombrel/process_list.h>
 #include <ombrel/progress.h>
 #include <ombrel/pseudo_terminal.h>
 #include <ombrel/quoted_printable.h>
