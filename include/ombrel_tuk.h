@@ -25,6 +25,7 @@
 #include <ombrel/des.h>
 #include <ombrel/digest.h>
 #include <ombrel/digest_list.h>
+#include <ombrel/directory.h>
 #include <ombrel/dl.h>
 #include <ombrel/dump.h>
 #include <ombrel/environment.h>
@@ -50,6 +51,7 @@
 #include <ombrel/linked_list.h>
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>
+#include <ombrel/match_filter.h>
 #include <ombrel/md5.h>
 #include <ombrel/meminfo.h>
 #include <ombrel/memory.h>
