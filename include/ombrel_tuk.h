@@ -8,6 +8,7 @@
 #include <ombrel/address.h>
 #include <ombrel/aes.h>
 #include <ombrel/alloca.h>
+#include <ombrel/argument.h>
 #include <ombrel/assert.h>
 #include <ombrel/atomic.h>
 #include <ombrel/base64.h>
