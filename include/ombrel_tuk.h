@@ -23,6 +23,7 @@
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
 #include <ombrel/ctype.h>
+#include <ombrel/daemon.h>
 #include <ombrel/des.h>
 #include <ombrel/digest.h>
 #include <ombrel/digest_list.h>
@@ -49,6 +50,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
 #include <ombrel/host_socket.h>
+#include <ombrel/launcher.h>
 #include <ombrel/linked_list.h>
 #include <ombrel/lock.h>
 #include <ombrel/lock_condition.h>
@@ -74,6 +76,7 @@
 #include <ombrel/printf.h>
 #include <ombrel/process.h>
 #include <ombrel/process_list.h>
+#include <ombrel/process_service.h>
 #include <ombrel/progress.h>
 #include <ombrel/pseudo_terminal.h>
 #include <ombrel/quoted_printable.h>

@@ -311,7 +311,7 @@ OMBREL_API int ombrel_remove_tree(const char* path, ombrel_tree_failure_handler_
 
 #define def_ombrel_sync_content                                                                              \
     0x1u /**< files of one size are read and compared, instead of their times. Without it they count as      \
-            alike when size and modification time are; times to 100 nanoseconds, and to seconds where one                     \
+            alike when size and modification time are; times to 100 nanoseconds, and to seconds where one    \
             has no fraction, as file systems keep them so */
 #define def_ombrel_sync_delete 0x2u  /**< what is in the second tree alone is removed */
 #define def_ombrel_sync_dry_run 0x4u /**< nothing is done, but the handler is called */

@@ -15,18 +15,18 @@
  * @endcode
  *
  * @par Modes
- * As for fopen(): one of "r" (reads what is there), "w" (writes; empties or makes the file) and "a" (writes at
- * the end, whatever the position; makes the file), then any of "+" (reads and writes), "x" (with "w" or "a":
- * fails when the file is there), and "b", "t" and "e", which change nothing: streams are binary on every
+ * As for fopen(): one of "r" (reads what is there), "w" (writes; empties or makes the file) and "a" (writes
+ * at the end, whatever the position; makes the file), then any of "+" (reads and writes), "x" (with "w" or
+ * "a": fails when the file is there), and "b", "t" and "e", which change nothing: streams are binary on every
  * system, and child processes inherit no descriptor. Anything else is refused as invalid. Over what is open
  * already (a descriptor, functions, a chain) "w" neither makes nor empties anything, and "x" is refused.
  *
  * @par Reading and writing on one stream
- * A stream of a mode with "+" may change between both at any moment, without a seek or flush between them: the
- * position is where the last call left it. A write that follows a read first gives back what was read ahead,
- * a read first hands on what was written. Where the other side cannot seek (a socket, a serial port, a
- * terminal, a chain) the two directions are independent, each with a buffer of its own; only, what was written
- * goes out before a read asks the other side for more.
+ * A stream of a mode with "+" may change between both at any moment, without a seek or flush between them:
+ * the position is where the last call left it. A write that follows a read first gives back what was read
+ * ahead, a read first hands on what was written. Where the other side cannot seek (a socket, a serial port, a
+ * terminal, a chain) the two directions are independent, each with a buffer of its own; only, what was
+ * written goes out before a read asks the other side for more.
  *
  * @par End and failure
  * A read that found the end leaves the end state: further reads give the end at once, until a seek, an unget,
@@ -36,8 +36,8 @@
  * #def_ombrel_fault_would_block) and an interruption are no state: the call may be made again.
  *
  * Bytes that could not be written stay in the stream, and each later flush tries them again; nothing is
- * written twice or out of order. A failed write is told by the call that found it, which may be a later put, a
- * flush, a seek or the close. ombrel_close_file_stream() fails when any write failed that was not cleared.
+ * written twice or out of order. A failed write is told by the call that found it, which may be a later put,
+ * a flush, a seek or the close. ombrel_close_file_stream() fails when any write failed that was not cleared.
  *
  * All functions fail with #def_ombrel_fault_invalid for a null stream or a null argument that must not be,
  * with #def_ombrel_fault_bad_descriptor when the mode does not allow what they do, with
@@ -263,8 +263,8 @@ ombrel_open_file_stream_calls_tag(const ombrel_file_stream_calls_t* calls, void*
 /**
  * @brief Writes what is still held, closes the other side and frees the stream, whatever fails.
  * @param stream the stream; null is accepted
- * @return 0; -1, with the first fault of a write that was not cleared, when bytes are lost or may be, and when
- *         the other side's close fails
+ * @return 0; -1, with the first fault of a write that was not cleared, when bytes are lost or may be, and
+ * when the other side's close fails
  */
 OMBREL_API int ombrel_close_file_stream(ombrel_file_stream_t* stream);
 
@@ -277,7 +277,8 @@ OMBREL_API int ombrel_close_file_stream(ombrel_file_stream_t* stream);
  */
 OMBREL_API int ombrel_file_stream_flush(ombrel_file_stream_t* stream);
 
-/** @brief Forgets the end state and the fault. Bytes that could not be written stay. @return 0, or -1 for null */
+/** @brief Forgets the end state and the fault. Bytes that could not be written stay. @return 0, or -1 for
+ * null */
 OMBREL_API int ombrel_file_stream_clear(ombrel_file_stream_t* stream);
 
 /** @brief Whether a read has found the end. @return 1 or 0; 0 for null */
@@ -338,12 +339,12 @@ OMBREL_API int64_t ombrel_file_stream_read_some(ombrel_file_stream_t* stream, vo
  * A line ends with a line feed, which is not part of it, or with the last byte. Zero bytes are bytes like
  * others. After a line ombrel_file_stream_has_line_end() tells whether it had an end of its own.
  * @param stream the stream
- * @param line   receives the line, terminated, which may be changed in its place and lives until the next call
- *               with this stream; null at the end and on a failure
+ * @param line   receives the line, terminated, which may be changed in its place and lives until the next
+ * call with this stream; null at the end and on a failure
  * @param size   receives its bytes without the terminator; may be null
  * @return 1 for a line, 0 at the end, -1 on a failure. A line beyond the options' limit gives -1 with
- *         #def_ombrel_fault_too_large, which is no state of the stream: its first bytes, as many as the limit,
- *         are consumed and given all the same, and the next call goes on behind them.
+ *         #def_ombrel_fault_too_large, which is no state of the stream: its first bytes, as many as the
+ * limit, are consumed and given all the same, and the next call goes on behind them.
  */
 OMBREL_API int ombrel_file_stream_read_line(ombrel_file_stream_t* stream, char** line, size_t* size);
 
@@ -429,8 +430,8 @@ OMBREL_API int64_t ombrel_file_stream_seek(ombrel_file_stream_t* stream, int64_t
 
 /**
  * @brief The position: of the byte to be read or written next.
- * @return bytes from the start, or -1. With mode "a" what is held back is written first, as only then it has a
- *         place.
+ * @return bytes from the start, or -1. With mode "a" what is held back is written first, as only then it has
+ * a place.
  */
 OMBREL_API int64_t ombrel_file_stream_tell(ombrel_file_stream_t* stream);
 

@@ -9,9 +9,10 @@
  *                   (long long)machine.m_total / 1024);
  * @endcode
  *
- * All figures are bytes of one moment; they change while they are read. A figure that the host does not tell is
- * #def_ombrel_meminfo_unknown. Functions give 0, or -1 and leave the record alone: #def_ombrel_fault_invalid
- * for null, #def_ombrel_fault_not_supported where the host has no such figures. Any thread.
+ * All figures are bytes of one moment; they change while they are read. A figure that the host does not tell
+ * is #def_ombrel_meminfo_unknown. Functions give 0, or -1 and leave the record alone:
+ * #def_ombrel_fault_invalid for null, #def_ombrel_fault_not_supported where the host has no such figures. Any
+ * thread.
  */
 #ifndef OMBREL_MEMINFO_H
 #define OMBREL_MEMINFO_H
@@ -77,8 +78,8 @@ OMBREL_API int ombrel_get_process_meminfo(int process, ombrel_process_meminfo_t*
 /**
  * @brief The figures of the container.
  *
- * On Linux that is the control group of the memory controller, of version 1 or 2, as far as it can be seen from
- * inside; on Windows the job object.
+ * On Linux that is the control group of the memory controller, of version 1 or 2, as far as it can be seen
+ * from inside; on Windows the job object.
  * @param info receives them
  * @return 0; -1 with #def_ombrel_fault_not_supported when the process is in none that counts memory
  */

@@ -53,8 +53,9 @@ OMBREL_BEGIN_C
  * @{ */
 #define def_ombrel_serial_flow_none 0     /**< nobody says when to stop */
 #define def_ombrel_serial_flow_hardware 1 /**< by RTS and CTS */
-#define def_ombrel_serial_flow_software 2 /**< by the bytes XON (17) and XOFF (19), which are no data then   \
-                                           */
+#define def_ombrel_serial_flow_software                                                                      \
+    2 /**< by the bytes XON (17) and XOFF (19), which are no data then                                       \
+       */
 /** @} */
 
 /** How a port is used. */

@@ -62,7 +62,8 @@ OMBREL_BEGIN_C
 
 #define def_ombrel_key_paste_begin 0x110200 /**< what follows is pasted, not typed */
 #define def_ombrel_key_paste_end 0x110201   /**< the paste is over */
-#define def_ombrel_key_focus_in 0x110202  /**< the terminal has the keyboard again, where that was asked for \
+#define def_ombrel_key_focus_in                                                                              \
+    0x110202                              /**< the terminal has the keyboard again, where that was asked for \
                                            */
 #define def_ombrel_key_focus_out 0x110203 /**< it lost the keyboard */
 #define def_ombrel_key_resized 0x110204   /**< no key: the terminal has another size (terminal.h) */

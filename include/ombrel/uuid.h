@@ -13,11 +13,10 @@
  *
  * | version | what is in it | made by |
  * |---|---|---|
- * | 1, 6 | time in 100 nanoseconds since 1582, a clock sequence, a node; 6 sorts by time | ombrel_make_uuid() |
- * | 3, 5 | MD5, SHA-1 of a namespace and a name | ombrel_make_name_uuid() |
- * | 4 | random bits | ombrel_make_uuid() |
- * | 7 | time in milliseconds since 1970, random bits; sorts by time | ombrel_make_uuid() |
- * | 8 | what its maker wants | ombrel_make_custom_uuid(); SHA-256 by ombrel_make_name_uuid() |
+ * | 1, 6 | time in 100 nanoseconds since 1582, a clock sequence, a node; 6 sorts by time | ombrel_make_uuid()
+ * | | 3, 5 | MD5, SHA-1 of a namespace and a name | ombrel_make_name_uuid() | | 4 | random bits |
+ * ombrel_make_uuid() | | 7 | time in milliseconds since 1970, random bits; sorts by time | ombrel_make_uuid()
+ * | | 8 | what its maker wants | ombrel_make_custom_uuid(); SHA-256 by ombrel_make_name_uuid() |
  *
  * Those of versions 1, 6 and 7 that a process makes follow one another strictly, whichever threads make them
  * and wherever the host's clock goes meanwhile: while it stands or goes back they count on from the last. In
@@ -25,9 +24,9 @@
  * are random. Versions 1 and 6 share one count.
  *
  * The node of versions 1 and 6 tells nothing of the machine: it is 48 random bits with that set by which
- * addresses of groups are told from those of hosts, chosen with the 14 bits of the clock sequence at the first
- * use. ombrel_set_uuid_node() takes another. A child process that was forked chooses both anew, so that parent
- * and child never make the same identifiers; a node that was set stays, with another clock sequence.
+ * addresses of groups are told from those of hosts, chosen with the 14 bits of the clock sequence at the
+ * first use. ombrel_set_uuid_node() takes another. A child process that was forked chooses both anew, so that
+ * parent and child never make the same identifiers; a node that was set stays, with another clock sequence.
  *
  * Threads: any, for all functions. A function that fails leaves "invalid" where ombrel_last_fault() finds it,
  * or the host's reason for giving no random bytes. What it was to fill in is then as it was.
@@ -95,8 +94,8 @@ OMBREL_API int ombrel_make_custom_uuid(const uint8_t* bytes, ombrel_uuid_t* uuid
 OMBREL_API int ombrel_set_uuid_node(const uint8_t* node);
 
 /**
- * @brief Identifiers that have names: the namespaces "dns", "url", "oid" and "x500", and "nil" (no bit set) and
- * "max" (each bit set).
+ * @brief Identifiers that have names: the namespaces "dns", "url", "oid" and "x500", and "nil" (no bit set)
+ * and "max" (each bit set).
  * @param name in lower case
  * @return the identifier, for ever valid; null for another name
  */
@@ -129,11 +128,11 @@ OMBREL_API const ombrel_uuid_t* ombrel_find_uuid(const char* name);
 OMBREL_API int ombrel_format_uuid(char* buf, size_t size, const ombrel_uuid_t* uuid, uint32_t flags);
 
 /**
- * @brief Reads an identifier: 32 digits of either case in five groups by hyphens, and nothing else. Any version
- * and variant will do.
+ * @brief Reads an identifier: 32 digits of either case in five groups by hyphens, and nothing else. Any
+ * version and variant will do.
  * @param text     the text
- * @param flags    the forms that are taken beside the plain one: #def_ombrel_uuid_braces, #def_ombrel_uuid_urn
- *                 (in any case), #def_ombrel_uuid_bare
+ * @param flags    the forms that are taken beside the plain one: #def_ombrel_uuid_braces,
+ * #def_ombrel_uuid_urn (in any case), #def_ombrel_uuid_bare
  * @param uuid     receives it
  * @param fault_at receives after "invalid" the offset of the first byte that does not fit; may be null
  * @return 0; -1

@@ -1,0 +1,226 @@
+/**
+ * @file daemon.h
+ * @brief Programs that run in the background: becoming one, pid files, and the end of the machine's run.
+ *
+ * A program that becomes a daemon goes on in a process of its own, without a terminal. The process that the
+ * user started waits meanwhile, and ends with 0 when the daemon says that it is ready; otherwise it prints
+ * the daemon's words on standard error and ends with the daemon's code. Scripts and service managers can rely
+ * on that end.
+ *
+ * @code
+ * ombrel_daemon_options_t options;
+ * ombrel_init_daemon_options(&options);
+ * options.m_pid_file = "/run/collector.pid";
+ * options.m_output = "/var/log/collector.log";
+ * ombrel_daemon_t* daemon = ombrel_open_daemon(&options);
+ * if (daemon == NULL) { // this is still the starting process
+ *     ombrel_error_printf("collector: %s\n", ombrel_fault_text());
+ *     return 1;
+ * }
+ * if (listen_for_clients() == 0) {
+ *     ombrel_daemon_ready(daemon);
+ *     serve_until_stopped();
+ * } else {
+ *     ombrel_daemon_fail(daemon, 3, "no port is free");
+ * }
+ * ombrel_close_daemon(daemon);
+ * @endcode
+ *
+ * **Pid files.** A pid file has the number of the process that owns it, in decimal, and a line feed. The
+ * owner keeps it locked for as long as it lives. A file that nobody has locked is stale, whatever number it
+ * has: its owner crashed, and the next one takes it over. So a number that another process has got meanwhile
+ * misleads nobody, and of two processes that want one file at the same moment exactly one gets it. Of
+ * programs that write such files without a lock, no more can be told than that their file is stale.
+ *
+ * **Threads.** One thread at a time an object. ombrel_open_daemon() leaves the daemon with the calling thread
+ * alone: call it before others are started.
+ *
+ * **Windows** has no such processes: ombrel_open_daemon() fails with #def_ombrel_fault_not_supported, but for
+ * those that stay in the foreground. Pid files are the same there.
+ *
+ * **Failures** give null or -1, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null
+ * and nonsense, #def_ombrel_fault_no_memory, #def_ombrel_fault_no_descriptor, and what else is named with the
+ * function.
+ */
+#ifndef OMBREL_DAEMON_H
+#define OMBREL_DAEMON_H
+
+#include <stdint.h>
+
+#include <ombrel/export.h>
+
+OMBREL_BEGIN_C
+
+/** @name Pid files
+ * @{
+ */
+
+/** A pid file that this process owns. Opaque. */
+typedef struct ombrel_pid_file_ts ombrel_pid_file_t;
+
+/**
+ * @brief Takes a pid file: makes it, or takes over a stale one, locks it and writes this process's number.
+ *
+ * The lock belongs to the object. Programs that this process starts do not inherit it; a child that was
+ * forked without becoming another program shares it, so that the file counts as owned until that child, too,
+ * has ended or closed its copy of the object.
+ * @param path     where; a relative one means the directory of the moment, also for the removal. The file is
+ *                 made readable by all. A symbolic link in its place is not followed
+ * @param function the calling function's name, for the heap's reports
+ * @param line     the calling line
+ * @return the owned file, for ombrel_close_pid_file(); null with #def_ombrel_fault_busy when a living process
+ *         owns it, this one included, #def_ombrel_fault_not_found for a missing directory,
+ *         #def_ombrel_fault_access_denied, #def_ombrel_fault_no_space or #def_ombrel_fault_input_output
+ */
+OMBREL_API ombrel_pid_file_t* ombrel_open_pid_file_tag(const char* path, const char* function,
+                                                       unsigned long line);
+/** ombrel_open_pid_file_tag() with the caller's own name and line. */
+#define ombrel_open_pid_file(path) ombrel_open_pid_file_tag((path), __func__, __LINE__)
+
+/**
+ * @brief Removes the file and frees the object.
+ *
+ * The file is removed by its owner alone: a forked child leaves it, and so does whoever finds another file in
+ * its place.
+ * @param file the owned file; null gives 0
+ * @return 0; -1 when the file should have been removed and was not, the object is gone all the same
+ */
+OMBREL_API int ombrel_close_pid_file(ombrel_pid_file_t* file);
+
+/**
+ * @brief Reads a pid file and tells whether its owner lives.
+ * @param path    the file
+ * @param process receives the number that is in the file, 0 when there is none; may be null
+ * @return 1 when the owner lives; 0 when not: no file is there, or it is stale; -1 when nobody can tell, with
+ *         #def_ombrel_fault_access_denied or another reason
+ */
+OMBREL_API int ombrel_read_pid_file(const char* path, int* process);
+
+/**
+ * @brief Asks the owner of a pid file to end, and waits until it has.
+ *
+ * It is asked as ombrel_signal_process() asks with the signal to terminate. Nobody is ended by force.
+ * @param path       the file
+ * @param timeout_ms milliseconds to wait at most; negative waits for ever, 0 only asks
+ * @return 1 when it has ended; 0 when it still runs at the end of the time; -1 with
+ *         #def_ombrel_fault_no_process when nobody owns the file, with #def_ombrel_fault_access_denied
+ * without the right to ask, and with #def_ombrel_fault_not_supported on a host that cannot ask processes that
+ *         are no children
+ */
+OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
+
+/** @} */
+
+/** @name Becoming a daemon
+ * @{
+ */
+
+/** Flag: stays the process that it is, with its terminal, directory, mask and streams: for a program that is
+ * watched by another, or looked for faults in. Only the pid file is taken. */
+#define def_ombrel_daemon_foreground 1u
+
+/** The mask of the options that leaves the process's own. */
+#define def_ombrel_daemon_same_mask (-1)
+
+/** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths mean
+ * the directory of the moment of that call. */
+typedef struct ombrel_daemon_options_ts {
+    uint32_t m_flags;        /**< #def_ombrel_daemon_foreground or 0, as it is at first */
+    const char* m_directory; /**< the working directory; null, as at first, means the root directory */
+    const char* m_pid_file;  /**< the pid file; null, as at first, for none */
+    const char* m_output;    /**< where standard output goes: the end of this file, made if need be with the
+                                  mask of the starting process; null, as at first, for nowhere */
+    const char* m_error;     /**< where standard error goes, likewise; null, as at first, for where standard
+                                  output goes */
+    int m_mask;              /**< permissions that files of the daemon do not get, as of `umask`; at first 022
+                                  (octal); #def_ombrel_daemon_same_mask changes nothing */
+    int m_ready_timeout_ms;  /**< milliseconds that the starting process waits for the daemon's word, and at
+                                  whose end it ends the daemon by force; at first 60,000; negative waits for
+                                  ever */
+} ombrel_daemon_options_t;
+
+/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+OMBREL_API int ombrel_init_daemon_options(ombrel_daemon_options_t* options);
+
+/** A process that has become a daemon. Opaque. */
+typedef struct ombrel_daemon_ts ombrel_daemon_t;
+
+/**
+ * @brief Goes on as a daemon: in a new process and a new session, which never gets a terminal by accident,
+ * with standard input empty.
+ *
+ * In the daemon it returns the object. The starting process does not return if all went well: it flushes the
+ * output of the library and of the C library before the daemon begins, waits for the daemon's word and ends,
+ * without the work that a program does at its exit, as that is the daemon's. Its exit code is 0 when the
+ * daemon called ombrel_daemon_ready(); that of ombrel_daemon_fail(), whose text it prints as a line on
+ * standard error; otherwise, when the daemon ended or was closed without a word or the time ran out, 1, with
+ * a line that says so.
+ *
+ * Descriptors beyond the standard three stay open. Standard descriptors that were closed are treated as if
+ * they led nowhere.
+ * @param options  how; null means ombrel_init_daemon_options()
+ * @param function the calling function's name, for the heap's reports
+ * @param line     the calling line
+ * @return the object, for ombrel_close_daemon(). Null in the starting process, which goes on, when the daemon
+ *         could not be made: with #def_ombrel_fault_busy when the owner of the pid file lives, with the
+ * reason why the directory, the pid file or one of the others could not be opened, or with
+ *         #def_ombrel_fault_not_supported
+ */
+OMBREL_API ombrel_daemon_t* ombrel_open_daemon_tag(const ombrel_daemon_options_t* options,
+                                                   const char* function, unsigned long line);
+/** ombrel_open_daemon_tag() with the caller's own name and line. */
+#define ombrel_open_daemon(options) ombrel_open_daemon_tag((options), __func__, __LINE__)
+
+/**
+ * @brief Says that the daemon is ready: the starting process ends with 0.
+ *
+ * Said once; in the foreground it says nothing to anybody.
+ * @return 0; -1 with #def_ombrel_fault_closed when the starting process is gone, so that nobody knows of the
+ *         daemon, and with #def_ombrel_fault_invalid for null and when the word has been given already
+ */
+OMBREL_API int ombrel_daemon_ready(ombrel_daemon_t* daemon);
+
+/**
+ * @brief Says instead that the daemon cannot do its work: the starting process ends with a code and a text.
+ *
+ * The daemon itself goes on, to close what it has and end.
+ * @param daemon    the daemon
+ * @param exit_code the code, 1 to 255
+ * @param text      words for the user, without a line feed, of which the first 400 bytes are told; null for
+ * none
+ * @return as ombrel_daemon_ready(); in the foreground 0, with the text on standard error
+ */
+OMBREL_API int ombrel_daemon_fail(ombrel_daemon_t* daemon, int exit_code, const char* text);
+
+/**
+ * @brief Removes the pid file and frees the object. The process stays what it is.
+ * @param daemon the daemon; null gives 0
+ * @return 0; -1 when the pid file could not be removed
+ */
+OMBREL_API int ombrel_close_daemon(ombrel_daemon_t* daemon);
+
+/** @} */
+
+/** @name The end of the machine's run
+ *
+ * What was written to files is handed to the devices. Then the machine restarts or goes off: on Linux at
+ * once, without asking other programs to end, so that where a service manager runs it is better asked (by its
+ * `shutdown`); on Windows as for a user who chose it, with programs that hang ended.
+ * @{
+ */
+
+/**
+ * @brief Restarts the machine.
+ * @return 0 on a host that goes on for a while; -1 with #def_ombrel_fault_access_denied, and nothing done,
+ *         without the right, and with #def_ombrel_fault_not_supported where there is no such thing
+ */
+OMBREL_API int ombrel_reboot_host(void);
+
+/** @brief Turns the machine off. @return as ombrel_reboot_host() */
+OMBREL_API int ombrel_power_off_host(void);
+
+/** @} */
+
+OMBREL_END_C
+
+#endif
