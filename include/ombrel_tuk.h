@@ -10,6 +10,7 @@
 #include <ombrel/alloca.h>
 #include <ombrel/argument.h>
 #include <ombrel/assert.h>
+#include <ombrel/ata_identity.h>
 #include <ombrel/atomic.h>
 #include <ombrel/base64.h>
 #include <ombrel/bitmap.h>
@@ -18,6 +19,7 @@
 #include <ombrel/builtin_stream.h>
 #include <ombrel/calendar.h>
 #include <ombrel/cipher_mode.h>
+#include <ombrel/codec_name.h>
 #include <ombrel/color.h>
 #include <ombrel/crc.h>
 #include <ombrel/ctx.h>
@@ -50,6 +52,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
 #include <ombrel/host_socket.h>
+#include <ombrel/instance.h>
 #include <ombrel/launcher.h>
 #include <ombrel/linked_list.h>
 #include <ombrel/lock.h>
