@@ -67,15 +67,17 @@ const struct {
 
 volatile std::sig_atomic_t is_told;
 
+LONG WINAPI end_at_fault(EXCEPTION_POINTERS*) {
+    TerminateProcess(GetCurrentProcess(), 9);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
 /// The new process ends here, before the test program's own main().
 [[gnu::constructor]] void run_case() {
     wchar_t text[8];
     if (GetEnvironmentVariableW(case_variable, text, 8) == 0)
         return;
-    SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
-        TerminateProcess(GetCurrentProcess(), 9);
-        return EXCEPTION_EXECUTE_HANDLER;
-    });
+    SetUnhandledExceptionFilter(end_at_fault);
     const auto& one = cases[_wtoi(text)];
     platform::catch_signal(one.caught, [](int number, bool fault) {
         tell_signal(number, fault);

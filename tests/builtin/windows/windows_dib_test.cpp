@@ -148,7 +148,7 @@ TEST_F(WindowsDib, MessagesAreTold) {
     {
         context ctx;
         ASSERT_EQ(0, ctx.open(type, {{"xywh", "0,0,64,64"}, {"debug", "1"}, {"class_name", "told"}}));
-        PostMessageW(find(L"told"), WM_COMMAND, 0x123456789u, -2);
+        PostMessageW(find(L"told"), WM_COMMAND, static_cast<WPARAM>(0x123456789), -2);
         PostMessageW(find(L"told"), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(3, 1));
         PostMessageW(find(L"told"), WM_RBUTTONUP, 0, MAKELPARAM(3, 1));
         PostMessageW(find(L"told"), WM_CLOSE, 0, 0);
