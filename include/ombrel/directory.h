@@ -121,23 +121,23 @@ typedef int (*ombrel_tree_failure_handler_t)(const char* path, int fault, void* 
 #define def_ombrel_walk_sorted 0x1u /**< entries of a directory come by the bytes of their names */
 #define def_ombrel_walk_info 0x2u   /**< m_info is filled in for each entry */
 #define def_ombrel_walk_leave 0x4u  /**< a directory comes once more after what is in it */
-#define def_ombrel_walk_follow                                                                               \
-    0x8u /**< symbolic links are followed; those that lead nowhere are given as links. A directory that the  \
-            way leads through already is given, not entered, and a failure: def_ombrel_fault_link_loop */
+/** Symbolic links are followed; those that lead nowhere are given as links. A directory that the way leads
+ * through already is given, not entered, and a failure: def_ombrel_fault_link_loop. */
+#define def_ombrel_walk_follow 0x8u
 #define def_ombrel_walk_one_device 0x10u /**< directories on other devices are given, not entered */
 
 /** Settings of a walk. */
 typedef struct ombrel_walk_options_ts {
     uint32_t m_flags; /**< def_ombrel_walk_*; initially 0 */
-    int m_depth_max;  /**< the deepest entries that are given: 0 for the root alone, 1 for what is in it; -1,
-                           initially, for no limit */
-    const ombrel_match_filter_t* m_filter; /**< asked with the path below the root. What it excludes is not
-                                                given, nor entered; a directory that it merely does not
-                                                include is entered. The root is not asked about. Null,
-                                                initially, for none */
-    ombrel_tree_failure_handler_t m_on_failure; /**< told of what could not be read; null, initially, for
-                                                     nobody */
-    void* m_failure_context;                    /**< handed to it */
+    /** The deepest entries that are given: 0 for the root alone, 1 for what is in it; -1, initially, for no
+     * limit. */
+    int m_depth_max;
+    /** Asked with the path below the root, not about the root. What it excludes is neither given nor entered;
+     * a directory that it merely does not include is entered. Null, initially, for none. */
+    const ombrel_match_filter_t* m_filter;
+    /** Told of what could not be read; null, initially, for nobody. */
+    ombrel_tree_failure_handler_t m_on_failure;
+    void* m_failure_context; /**< handed to it */
 } ombrel_walk_options_t;
 
 /** What a walk came to. The texts and the information live until the next call for the walk. */
@@ -148,8 +148,8 @@ typedef struct ombrel_walk_entry_ts {
     int m_kind;          /**< a def_ombrel_file_kind_* */
     int m_depth;         /**< 0 for the root, 1 for what is in it */
     int m_leaves;        /**< 1 for a directory that comes after what is in it, else 0 */
-    const ombrel_file_info_t* m_info; /**< of the link itself unless links are followed; null without
-                                           #def_ombrel_walk_info */
+    /** Of the link itself unless links are followed; null without #def_ombrel_walk_info. */
+    const ombrel_file_info_t* m_info;
 } ombrel_walk_entry_t;
 
 /** A walk. */
@@ -198,7 +198,7 @@ OMBREL_API int ombrel_walk_skip(ombrel_walk_t* walk);
 OMBREL_API int ombrel_walk_open_file(ombrel_walk_t* walk);
 
 /** @brief The failures until now. @return their number; 0 for null */
-OMBREL_API int64_t ombrel_walk_failures(const ombrel_walk_t* walk);
+OMBREL_API int64_t ombrel_walk_get_failures(const ombrel_walk_t* walk);
 
 /** @brief Ends a walk, at its end or before. @param walk the walk, or null @return 0 */
 OMBREL_API int ombrel_close_walk(ombrel_walk_t* walk);
@@ -217,9 +217,9 @@ typedef struct ombrel_tree_record_ts {
     size_t m_end;                /**< index of the first record behind it that is not below it */
     uint32_t m_mode;             /**< permissions, as in ombrel_file_info_t */
     ombrel_instant_t m_modified; /**< last change */
-    int64_t m_size;  /**< bytes of a file, or of a link's text; 0 of all else, as the host's figures differ */
-    int64_t m_total; /**< the sizes of all that is below and of itself; a file of several names counts where
-                          its first name stands and only there */
+    int64_t m_size; /**< bytes of a file, or of a link's text; 0 of all else, as the host's figures differ */
+    /** The sizes of all that is below and its own; a file of several names counts where the first stands. */
+    int64_t m_total;
 } ombrel_tree_record_t;
 
 /** A tree: each directory's record stands before those of what is in it. */
@@ -304,23 +304,23 @@ OMBREL_API int ombrel_remove_tree(const char* path, ombrel_tree_failure_handler_
  * @{ */
 #define def_ombrel_difference_new 1     /**< it is in the first one alone */
 #define def_ombrel_difference_changed 2 /**< files of other contents, links of other texts, other kinds */
-#define def_ombrel_difference_marks                                                                          \
-    3 /**< the permissions differ, or the times of files whose contents were compared */
+/** The permissions differ, or the times of files whose contents were compared. */
+#define def_ombrel_difference_marks 3
 #define def_ombrel_difference_gone 4 /**< it is in the second one alone */
 /** @} */
 
-#define def_ombrel_sync_content                                                                              \
-    0x1u /**< files of one size are read and compared, instead of their times. Without it they count as      \
-            alike when size and modification time are; times to 100 nanoseconds, and to seconds where one    \
-            has no fraction, as file systems keep them so */
+/** Files of one size are read and compared, instead of their times. Without it they count as alike when size
+ * and modification time are: times to 100 nanoseconds, and to seconds where one has no fraction, as file
+ * systems keep them so. */
+#define def_ombrel_sync_content 0x1u
 #define def_ombrel_sync_delete 0x2u  /**< what is in the second tree alone is removed */
 #define def_ombrel_sync_dry_run 0x4u /**< nothing is done, but the handler is called */
 
 /** A difference. */
 typedef struct ombrel_tree_difference_ts {
-    int m_difference;    /**< a def_ombrel_difference_* */
-    const char* m_path;  /**< the path below both roots, joined by "/"; "" for the roots; valid until the
-                              handler returns */
+    int m_difference; /**< a def_ombrel_difference_* */
+    /** The path below both roots, joined by "/", "" for the roots; valid until the handler returns. */
+    const char* m_path;
     int m_from_kind;     /**< in the first tree: a def_ombrel_file_kind_*, none if it is not there */
     int m_to_kind;       /**< in the second one likewise */
     int64_t m_from_size; /**< bytes of a file or of a link's text in the first tree, else 0 */
@@ -338,13 +338,13 @@ typedef int (*ombrel_tree_difference_handler_t)(const ombrel_tree_difference_t* 
 
 /** Settings for two trees. */
 typedef struct ombrel_sync_options_ts {
-    uint32_t m_flags;                      /**< def_ombrel_sync_*; initially 0 */
-    const ombrel_match_filter_t* m_filter; /**< files and links that it does not admit are left alone in both
-                                                trees, directories that it excludes with all that is in them.
-                                                Null, initially, for none */
-    ombrel_tree_failure_handler_t m_on_failure; /**< told of what could not be read or done; null, initially,
-                                                     for nobody */
-    void* m_failure_context;                    /**< handed to it */
+    uint32_t m_flags; /**< def_ombrel_sync_*; initially 0 */
+    /** Files and links that it does not admit are left alone in both trees, directories that it excludes with
+     * all that is in them. Null, initially, for none. */
+    const ombrel_match_filter_t* m_filter;
+    /** Told of what could not be read or done; null, initially, for nobody. */
+    ombrel_tree_failure_handler_t m_on_failure;
+    void* m_failure_context; /**< handed to it */
 } ombrel_sync_options_t;
 
 /** @brief Sets the initial settings. @return 0; -1 for null */

@@ -115,16 +115,16 @@ OMBREL_API int ombrel_match_filter_add(ombrel_match_filter_t* filter, int verdic
  *                     def_ombrel_match_include for a list of what is wanted
  * @param text         the text, which need not be terminated
  * @param size         its bytes
- * @param fault_offset receives the offset of the line that was refused; may be null
+ * @param fault_at     receives the offset in bytes of the line that was refused; may be null
  * @return the number of patterns added; -1 with the fault invalid for a null argument, another verdict or a
  *         line with a zero byte, too_large for a pattern above #def_ombrel_match_filter_pattern_max,
  *         no_memory. The filter has the patterns before the refused line then
  */
 OMBREL_API int64_t ombrel_match_filter_add_text(ombrel_match_filter_t* filter, int verdict, const char* text,
-                                                size_t size, size_t* fault_offset);
+                                                size_t size, size_t* fault_at);
 
 /** @brief The number of patterns. @return 0 for null too */
-OMBREL_API int64_t ombrel_match_filter_count(const ombrel_match_filter_t* filter);
+OMBREL_API int64_t ombrel_match_filter_get_count(const ombrel_match_filter_t* filter);
 
 /**
  * @brief What the list says of one path.
