@@ -368,7 +368,7 @@ OMBREL_API void ombrel_close_file_store(ombrel_file_store_t* store);
  * @{
  */
 /**
- * Callback of copies, after each piece of up to 64 MiB and once at the end.
+ * Callback of copies, after each piece of up to 64 MiB.
  * @param done    bytes copied
  * @param total   bytes of the original, as far as is known; at least `done`
  * @param context as given

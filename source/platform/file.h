@@ -9,13 +9,16 @@ namespace ombrel::platform {
 struct file_access {
     bool read = false, write = false;
     bool append = false;    ///< every write goes to the end
-    bool create = false;    ///< makes a file that is not there, open to all whom the user's mask lets
+    bool create = false;    ///< makes a file that is not there, open to all whom `mode` and the user's mask let
     bool exclusive = false; ///< with `create`: refuses a file that is there
     bool truncate = false;
+    bool inherit = false;        ///< child processes get it too
+    bool at_once = false;        ///< a named pipe's other side is not waited for
+    bool refuse_link = false;    ///< fails as "link loop" where the path ends at a symbolic link
+    uint32_t mode = 0666;        ///< permissions of a file that is made
 };
 
-/// A descriptor that child processes do not inherit, or -1; directories are refused. A named pipe waits for
-/// its other side.
+/// A descriptor, or -1; directories are refused.
 int open_file(const char* path, const file_access& access);
 int open_file_for_reading(const char* path);
 
@@ -32,6 +35,9 @@ int duplicate_descriptor(int descriptor);
 /// Of files and pipes; sockets have a call of their own.
 void close_descriptor(int descriptor);
 
+/// The same; false, with its fault, when the host says that it was not open or that writes were lost.
+bool close_file(int descriptor);
+
 /// Whether reads and writes of a pipe's end wait.
 void set_descriptor_blocking(int descriptor, bool on);
 
@@ -43,6 +49,10 @@ int read_descriptor(int descriptor, void* buffer, size_t size);
 /// Bytes written, which may be fewer, or -1; an interrupted write is taken up again. Pipes without a reader
 /// raise their signal: use write_descriptor() for what is no regular file.
 int write_file(int descriptor, const void* data, size_t size);
+
+/// The same at a place of a file. Where the host has no such calls the position moves meanwhile.
+int read_file_at(int descriptor, void* buffer, size_t size, int64_t offset);
+int write_file_at(int descriptor, const void* data, size_t size, int64_t offset);
 
 /// Bytes written or -1, after an interruption too; a closed reader raises no signal.
 int write_descriptor(int descriptor, const void* data, size_t size);

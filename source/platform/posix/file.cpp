@@ -28,7 +28,11 @@ int flags_of(const file_access& access) {
         flags |= O_CREAT | (access.exclusive ? O_EXCL : 0);
     if (access.truncate)
         flags |= O_TRUNC;
-    return flags | O_CLOEXEC | O_NOCTTY;
+    if (access.at_once)
+        flags |= O_NONBLOCK;
+    if (access.refuse_link)
+        flags |= O_NOFOLLOW;
+    return flags | O_NOCTTY | (access.inherit ? 0 : O_CLOEXEC);
 }
 
 /// Results are ints, so one call moves no more than an int can count.
@@ -71,10 +75,9 @@ bool never_waits(const struct stat& status) {
 } // namespace
 
 int open_file(const char* path, const file_access& access) {
-    constexpr mode_t for_all = 0666;
     int descriptor;
     do
-        descriptor = open(path, flags_of(access), for_all);
+        descriptor = open(path, flags_of(access), static_cast<mode_t>(access.mode));
     while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0)
         return -1;
@@ -110,6 +113,10 @@ void close_descriptor(int descriptor) {
     close(descriptor);
 }
 
+bool close_file(int descriptor) {
+    return close(descriptor) == 0 || errno == EINTR;
+}
+
 void set_descriptor_blocking(int descriptor, bool on) {
     set_non_blocking(descriptor, !on);
 }
@@ -126,6 +133,22 @@ int write_file(int descriptor, const void* data, size_t size) {
     ssize_t bytes;
     do
         bytes = write(descriptor, data, countable(size));
+    while (bytes < 0 && errno == EINTR);
+    return static_cast<int>(bytes);
+}
+
+int read_file_at(int descriptor, void* buffer, size_t size, int64_t offset) {
+    ssize_t bytes;
+    do
+        bytes = pread(descriptor, buffer, countable(size), offset);
+    while (bytes < 0 && errno == EINTR);
+    return static_cast<int>(bytes);
+}
+
+int write_file_at(int descriptor, const void* data, size_t size, int64_t offset) {
+    ssize_t bytes;
+    do
+        bytes = pwrite(descriptor, data, countable(size), offset);
     while (bytes < 0 && errno == EINTR);
     return static_cast<int>(bytes);
 }

@@ -1,0 +1,116 @@
+#include "system/file/copy_bytes.h"
+
+#include <algorithm>
+
+#include "platform/file_copy.h"
+#include "system/file/file_internal.h"
+
+namespace ombrel::system {
+
+namespace {
+
+class byte_copy {
+public:
+    byte_copy(int from, int to, int64_t size, const copy_progress& progress)
+        : from_(from), to_(to), size_(size), progress_(progress) {}
+
+    /// Each run at its place; behind the last one a hole, if the file ends with one.
+    int copy_runs() {
+        while (done_ < size_) {
+            platform::file_run run;
+            if (!platform::find_file_run(from_, done_, run)) {
+                if (last_fault().code == fault_code::not_found)
+                    return end_with_hole();
+                run = {done_, INT64_MAX};
+            }
+            if (run.start != done_ && !skip_to(run.start))
+                return -1;
+            if (const int result = copy_until(run.end < size_ ? run.end : INT64_MAX); result != 0)
+                return result;
+            if (done_ < run.end)
+                break;
+        }
+        return 0;
+    }
+    /// Up to a place of the original or its end, whichever comes first.
+    int copy_until(int64_t end) {
+        while (done_ < end) {
+            const int64_t copied = copy_some(std::min(end - done_, piece));
+            if (copied <= 0)
+                return copied == 0 ? 0 : -1;
+            done_ += copied;
+            if (const int result = progress_.tell(done_, size_); result != 0)
+                return result;
+        }
+        return 0;
+    }
+    int64_t done() const { return done_; }
+
+private:
+    static constexpr int64_t piece = int64_t{64} << 20;
+    static constexpr size_t block_size = size_t{256} << 10;
+
+    bool skip_to(int64_t place) {
+        constexpr auto start = platform::file_origin::start;
+        done_ = place;
+        return platform::move_file(from_, place, start) >= 0 && platform::move_file(to_, place, start) >= 0;
+    }
+    int end_with_hole() {
+        done_ = size_;
+        return platform::set_file_size(to_, size_) ? progress_.tell(done_, size_) : -1;
+    }
+    /// The host's way as long as it does it. Some say the end at once of files that they make up.
+    int64_t copy_some(int64_t size) {
+        if (host_copies_) {
+            const int64_t copied = platform::copy_file_bytes(from_, to_, size);
+            const bool is_doubtful = copied == 0 ? done_ == 0 : failed_by(copied, fault_code::not_supported);
+            if (!is_doubtful)
+                return copied;
+            host_copies_ = false;
+        }
+        return copy_blocks(size);
+    }
+    int64_t copy_blocks(int64_t size) {
+        if (!block_)
+            block_ = quiet_ptr<char>(allocate_text(block_size, {"ombrel_copy_file", __LINE__}));
+        if (!block_)
+            return -1;
+        int64_t copied = 0;
+        while (copied < size) {
+            const size_t wanted = static_cast<size_t>(std::min<int64_t>(size - copied, block_size));
+            const int got = platform::read_descriptor(from_, block_.get(), wanted);
+            if (got < 0 || (got > 0 && ombrel_file_write_all(to_, block_.get(), static_cast<size_t>(got)) != 0))
+                return -1;
+            if (got == 0)
+                break;
+            copied += got;
+        }
+        return copied;
+    }
+
+    int from_, to_;
+    int64_t size_, done_ = 0;
+    bool host_copies_ = true;
+    const copy_progress& progress_;
+    quiet_ptr<char> block_;
+};
+
+bool is_regular(int descriptor) {
+    ombrel_file_info_t info;
+    return platform::get_file_info(descriptor, info) && info.m_kind == def_ombrel_file_kind_regular;
+}
+
+} // namespace
+
+int copy_all_bytes(int from, const ombrel_file_info_t& info, int to, const copy_progress& progress) {
+    const bool is_plain = info.m_kind == def_ombrel_file_kind_regular && is_regular(to);
+    if (is_plain && info.m_size > 0 && platform::share_file_bytes(from, to))
+        return progress.tell(info.m_size, info.m_size);
+    byte_copy copy(from, to, info.m_size, progress);
+    const bool has_holes = is_plain && info.m_allocated < info.m_size;
+    if (has_holes)
+        platform::allow_file_holes(to);
+    return has_holes ? copy.copy_runs() : copy.copy_until(INT64_MAX);
+}
+
+} // namespace ombrel::system

@@ -1,0 +1,33 @@
+// Files that are stored whole or not at all.
+#pragma once
+
+#include "system/file/file_internal.h"
+
+struct ombrel_file_store_ts {
+    uint32_t flags;
+    int descriptor;  ///< of the temporary file; -1 once it is committed or has failed
+    char* path;      ///< what is stored, no link any more
+    char* temporary; ///< null once it has taken the place
+};
+
+namespace ombrel::system {
+
+/// What a store leads to.
+struct store_target {
+    const char* path;
+    uint32_t flags; ///< no_replace, no_sync; with no_follow a symbolic link itself is replaced
+    uint32_t mode;  ///< of a file that was not there
+};
+
+/// What is known: the flags were checked. Null on failure.
+ombrel_file_store_ts* open_store(const store_target& target, call_site caller);
+
+struct store_closer {
+    ombrel_file_store_ts* store;
+    ~store_closer() {
+        const fault_keeper kept;
+        ombrel_close_file_store(store);
+    }
+};
+
+} // namespace ombrel::system
