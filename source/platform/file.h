@@ -8,14 +8,14 @@ namespace ombrel::platform {
 
 struct file_access {
     bool read = false, write = false;
-    bool append = false;    ///< every write goes to the end
-    bool create = false;    ///< makes a file that is not there, open to all whom `mode` and the user's mask let
+    bool append = false; ///< every write goes to the end
+    bool create = false; ///< makes a file that is not there, open to all whom `mode` and the user's mask let
     bool exclusive = false; ///< with `create`: refuses a file that is there
     bool truncate = false;
-    bool inherit = false;        ///< child processes get it too
-    bool at_once = false;        ///< a named pipe's other side is not waited for
-    bool refuse_link = false;    ///< fails as "link loop" where the path ends at a symbolic link
-    uint32_t mode = 0666;        ///< permissions of a file that is made
+    bool inherit = false;     ///< child processes get it too
+    bool at_once = false;     ///< a named pipe's other side is not waited for
+    bool refuse_link = false; ///< fails as "link loop" where the path ends at a symbolic link
+    uint32_t mode = 0666;     ///< permissions of a file that is made
 };
 
 /// A descriptor, or -1; directories are refused.

@@ -1,4 +1,5 @@
-// Names of files: changed, removed, made, resolved. What fails leaves its fault (fault.h). Paths are not null.
+// Names of files: changed, removed, made, resolved. What fails leaves its fault (fault.h). Paths are not
+// null.
 #pragma once
 
 #include <cstdint>

@@ -23,7 +23,7 @@ public:
                     return end_with_hole();
                 run = {done_, INT64_MAX};
             }
-            if (run.start != done_ && !skip_to(run.start))
+            if (!skip_to(run.start)) // also when there is no hole: the search has moved the position
                 return -1;
             if (const int result = copy_until(run.end < size_ ? run.end : INT64_MAX); result != 0)
                 return result;
@@ -79,7 +79,8 @@ private:
         while (copied < size) {
             const size_t wanted = static_cast<size_t>(std::min<int64_t>(size - copied, block_size));
             const int got = platform::read_descriptor(from_, block_.get(), wanted);
-            if (got < 0 || (got > 0 && ombrel_file_write_all(to_, block_.get(), static_cast<size_t>(got)) != 0))
+            if (got < 0 ||
+                (got > 0 && ombrel_file_write_all(to_, block_.get(), static_cast<size_t>(got)) != 0))
                 return -1;
             if (got == 0)
                 break;

@@ -172,7 +172,8 @@ int move_across(const char* from, const char* to, uint32_t flags, const copy_pro
     const bool is_link = info.m_kind == def_ombrel_file_kind_link;
     if (!is_link && info.m_kind != def_ombrel_file_kind_regular)
         return result_of(refuse(fault_code::other_device));
-    const uint32_t all = flags | def_ombrel_file_at_once | def_ombrel_file_keep_all | def_ombrel_file_no_follow;
+    const uint32_t all =
+        flags | def_ombrel_file_at_once | def_ombrel_file_keep_all | def_ombrel_file_no_follow;
     const int result =
         is_link ? result_of(copy_link(from, to, all, info)) : copy_file(from, to, all, progress);
     return result != 0 ? result : result_of(platform::remove_file(from));

@@ -59,7 +59,8 @@ constexpr size_t most = PTRDIFF_MAX / 2;
 bool expect(int descriptor, size_t limit, size_t& expected) {
     constexpr size_t unknown = 4096;
     const int64_t size = platform::file_size(descriptor);
-    const int64_t position = size > 0 ? platform::move_file(descriptor, 0, platform::file_origin::current) : 0;
+    const int64_t position =
+        size > 0 ? platform::move_file(descriptor, 0, platform::file_origin::current) : 0;
     const int64_t left = size > position && position >= 0 ? size - position : 0;
     if (left > 0 && static_cast<uint64_t>(left) > limit)
         return refuse(fault_code::too_large);

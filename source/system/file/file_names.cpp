@@ -62,8 +62,8 @@ bool make_directories(char* path, uint32_t mode) {
 } // namespace
 
 int ombrel_rename_file(const char* from, const char* to, uint32_t flags) {
-    const auto target = has(flags, def_ombrel_file_no_replace) ? platform::at_target::refuse
-                                                               : platform::at_target::replace;
+    const auto target =
+        has(flags, def_ombrel_file_no_replace) ? platform::at_target::refuse : platform::at_target::replace;
     return result_of(is_path(from) && is_path(to) && has_only(flags, def_ombrel_file_no_replace) &&
                      platform::rename_file(from, to, target));
 }

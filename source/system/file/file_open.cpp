@@ -13,10 +13,10 @@ using namespace ombrel::system;
 
 namespace {
 
-constexpr uint32_t opening_flags =
-    def_ombrel_file_read | def_ombrel_file_write | def_ombrel_file_append | def_ombrel_file_create |
-    def_ombrel_file_exclusive | def_ombrel_file_truncate | def_ombrel_file_inherit | def_ombrel_file_no_wait |
-    def_ombrel_file_no_follow;
+constexpr uint32_t opening_flags = def_ombrel_file_read | def_ombrel_file_write | def_ombrel_file_append |
+                                   def_ombrel_file_create | def_ombrel_file_exclusive |
+                                   def_ombrel_file_truncate | def_ombrel_file_inherit |
+                                   def_ombrel_file_no_wait | def_ombrel_file_no_follow;
 
 bool makes_sense(uint32_t flags) {
     const bool writes = has(flags, def_ombrel_file_write | def_ombrel_file_append);

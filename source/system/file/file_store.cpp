@@ -14,7 +14,8 @@ namespace {
 constexpr uint32_t known_flags = def_ombrel_file_no_replace | def_ombrel_file_no_sync;
 
 bool is_absolute(const char* path) {
-    return path[0] == '/' || (platform::has_drives && (path[0] == '\\' || (path[0] != '\0' && path[1] == ':')));
+    return path[0] == '/' ||
+           (platform::has_drives && (path[0] == '\\' || (path[0] != '\0' && path[1] == ':')));
 }
 
 /// What is there, where a path leads to in the end.
@@ -119,8 +120,7 @@ bool sync_folder(const char* path) {
     const std::string_view folder = folder_part(path);
     const quiet_ptr<char> name(
         joined_text(folder.empty() ? "." : folder, {}, {"ombrel_file_store_commit", __LINE__}));
-    return name &&
-           (platform::sync_directory(name.get()) || last_fault().code == fault_code::access_denied);
+    return name && (platform::sync_directory(name.get()) || last_fault().code == fault_code::access_denied);
 }
 
 bool finish(ombrel_file_store_ts& store) {
@@ -141,8 +141,7 @@ bool finish(ombrel_file_store_ts& store) {
 } // namespace
 
 ombrel_file_store_ts* open_store(const store_target& target, call_site caller) {
-    quiet_ptr<ombrel_file_store_ts> store(
-        allocate_record<ombrel_file_store_ts>(caller.tag, caller.line));
+    quiet_ptr<ombrel_file_store_ts> store(allocate_record<ombrel_file_store_ts>(caller.tag, caller.line));
     if (!store) {
         leave_fault(fault_code::no_memory);
         return nullptr;

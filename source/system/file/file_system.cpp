@@ -1,7 +1,6 @@
 // File systems: their room, and where they are mounted.
 #include <ombrel/file.h>
 
-
 #include "platform/file_system.h"
 #include "system/file/file_internal.h"
 #include "system/file/mount_lines.h"

@@ -27,7 +27,8 @@ template<typename Make>
 char* make_temporary(const char* folder, const char* prefix, call_site caller, Make make) {
     if (!is_prefix(prefix) || (folder != nullptr && !is_path(folder)))
         return nullptr;
-    const quiet_ptr<char> usual(folder == nullptr ? copied_text(platform::temporary_folder(), caller) : nullptr);
+    const quiet_ptr<char> usual(folder == nullptr ? copied_text(platform::temporary_folder(), caller)
+                                                  : nullptr);
     const std::string_view where = folder != nullptr ? folder : usual ? usual.get() : "";
     if (where.empty())
         return nullptr;
