@@ -10,7 +10,7 @@
  * while (in != NULL && (more = ombrel_file_stream_read_line(in, &line, &size)) > 0)
  *     ombrel_printf("%s\n", line);
  * if (more < 0)
- *     ombrel_error_printf("names.txt: %s\n", ombrel_fault_text(ombrel_last_fault()));
+ *     ombrel_error_printf("names.txt: %s\n", ombrel_fault_text());
  * ombrel_close_file_stream(in);
  * @endcode
  *
@@ -28,12 +28,13 @@
  * terminal, a chain) the two directions are independent, each with a buffer of its own; only, what was
  * written goes out before a read asks the other side for more.
  *
- * @par End and failure
+ * @par Failures
  * A read that found the end leaves the end state: further reads give the end at once, until a seek, an unget,
- * a write or ombrel_file_stream_clear(). What a call could not do is in errno and ombrel_last_fault() as for
- * every function, and the first failure of a stream stays its fault (ombrel_file_stream_get_fault()) until it
- * is cleared. Only that the other side would have had to wait (a descriptor that does not block:
- * #def_ombrel_fault_would_block) and an interruption are no state: the call may be made again.
+ * a change to writing or ombrel_file_stream_clear(). What a call could not do is in errno and
+ * ombrel_last_fault() as for every function, and the first failure of the other side to read or write stays
+ * the stream's fault (ombrel_file_stream_get_fault()) until it is cleared. Only that it would have had to
+ * wait (a descriptor that does not block: #def_ombrel_fault_would_block) and an interruption are no state:
+ * the call may be made again, and nothing is lost between.
  *
  * Bytes that could not be written stay in the stream, and each later flush tries them again; nothing is
  * written twice or out of order. A failed write is told by the call that found it, which may be a later put,
@@ -62,6 +63,7 @@
 #include <ombrel/buffer.h>
 #include <ombrel/export.h>
 #include <ombrel/fault.h>
+#include <ombrel/file.h>
 
 OMBREL_BEGIN_C
 
@@ -89,11 +91,6 @@ OMBREL_BEGIN_C
 /** Flag: a carriage return before a line feed belongs to the line's end and is taken off with it. */
 #define def_ombrel_file_stream_flag_crlf 0x2u
 
-/** Origins of ombrel_file_stream_seek(). */
-#define def_ombrel_file_stream_seek_start 0
-#define def_ombrel_file_stream_seek_current 1 /**< the position of the caller's, whatever was read ahead */
-#define def_ombrel_file_stream_seek_end 2     /**< the end of all that was written so far */
-
 /**
  * A stream. It is made by one of the open functions alone and followed by more than these fields, which are
  * for the functions inside this header. Users leave them alone.
@@ -116,7 +113,8 @@ typedef struct ombrel_file_stream_options_ts {
 
 /**
  * The other side of a stream, as functions of the caller's. Each may be null: then the stream cannot do what
- * it is for. A function that fails leaves why in errno (EAGAIN: it may be asked again; EINTR likewise).
+ * it is for. A function that fails leaves why by ombrel_leave_fault() or in errno;
+ * #def_ombrel_fault_would_block says that it may be asked again.
  */
 typedef struct ombrel_file_stream_calls_ts {
     /** Reads at most `size` bytes, which is at most INT_MAX. @return bytes, 0 at the end, -1 on a failure */
@@ -158,19 +156,18 @@ OMBREL_API ombrel_file_stream_t* ombrel_open_file_stream_tag(const char* path, c
  *
  * The descriptor's position must not be moved by others meanwhile, except between a flush and the next call.
  * A descriptor of another reader or writer ("stdin", say) may be shared in turns with it by a flush.
- * @param descriptor the descriptor; the stream closes it, also when opening fails, unless the flag
- *                   #def_ombrel_file_stream_flag_keep_open is given
- * @param mode       what it is used for, which it must have been opened for, else
- *                   #def_ombrel_fault_bad_descriptor; "a" makes every write go to the end
- * @param options    how; null for the defaults
- * @param function   the calling function's name, a static string
- * @param line       its source line
+ * @param fd       the descriptor; the stream closes it, also when opening fails, unless the flag
+ *                 #def_ombrel_file_stream_flag_keep_open is given
+ * @param mode     what it is used for, which it must have been opened for, else
+ *                 #def_ombrel_fault_bad_descriptor; "a" makes every write go to the end
+ * @param options  how; null for the defaults
+ * @param function the calling function's name, a static string
+ * @param line     its source line
  * @return the stream; null on a failure
  */
 OMBREL_API ombrel_file_stream_t*
-ombrel_open_file_stream_descriptor_tag(int descriptor, const char* mode,
-                                       const ombrel_file_stream_options_t* options, const char* function,
-                                       unsigned long line);
+ombrel_open_file_stream_descriptor_tag(int fd, const char* mode, const ombrel_file_stream_options_t* options,
+                                       const char* function, unsigned long line);
 
 /**
  * @brief Opens a stream over memory of a fixed size.
@@ -245,8 +242,8 @@ ombrel_open_file_stream_calls_tag(const ombrel_file_stream_calls_t* calls, void*
 #define ombrel_open_file_stream(path, mode, options)                                                         \
     ombrel_open_file_stream_tag((path), (mode), (options), __func__, __LINE__)
 /** ombrel_open_file_stream_descriptor_tag() with the caller's own name and line. */
-#define ombrel_open_file_stream_descriptor(descriptor, mode, options)                                        \
-    ombrel_open_file_stream_descriptor_tag((descriptor), (mode), (options), __func__, __LINE__)
+#define ombrel_open_file_stream_descriptor(fd, mode, options)                                                \
+    ombrel_open_file_stream_descriptor_tag((fd), (mode), (options), __func__, __LINE__)
 /** ombrel_open_file_stream_memory_tag() with the caller's own name and line. */
 #define ombrel_open_file_stream_memory(memory, size, mode, options)                                          \
     ombrel_open_file_stream_memory_tag((memory), (size), (mode), (options), __func__, __LINE__)
@@ -272,7 +269,7 @@ OMBREL_API int ombrel_close_file_stream(ombrel_file_stream_t* stream);
  * @brief Hands on what was written, and gives back what was read ahead where the other side can take it.
  *
  * Afterwards the other side's position is the stream's. The data may still be in the host's memory:
- * ombrel_sync_file() brings a descriptor's to the device.
+ * ombrel_file_sync() brings a descriptor's to the device.
  * @return 0, or -1: what was not written stays in the stream
  */
 OMBREL_API int ombrel_file_stream_flush(ombrel_file_stream_t* stream);
@@ -284,8 +281,8 @@ OMBREL_API int ombrel_file_stream_clear(ombrel_file_stream_t* stream);
 /** @brief Whether a read has found the end. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_file_stream_is_at_end(const ombrel_file_stream_t* stream);
 
-/** @brief The first failure since the open or the last clear. @return a `def_ombrel_fault_*`,
- * #def_ombrel_fault_none when nothing failed, #def_ombrel_fault_invalid for null */
+/** @brief The first failure to read or write since the open or the last clear. @return a
+ * `def_ombrel_fault_*`, #def_ombrel_fault_none when nothing failed, #def_ombrel_fault_invalid for null */
 OMBREL_API int ombrel_file_stream_get_fault(const ombrel_file_stream_t* stream);
 
 /** @brief The stream's descriptor, which stays the stream's. @return it; -1 when it has none */
@@ -359,7 +356,7 @@ OMBREL_API int ombrel_file_stream_has_line_end(const ombrel_file_stream_t* strea
 /**
  * @brief Reads all that is left into a block.
  * @param stream   the stream
- * @param limit    the most bytes: more are #def_ombrel_fault_too_large
+ * @param limit    the most bytes, 0 for #def_ombrel_file_default_limit: more are #def_ombrel_fault_too_large
  * @param size     receives the bytes; may be null
  * @param function the calling function's name, a static string
  * @param line     its source line
@@ -390,8 +387,7 @@ OMBREL_API int64_t ombrel_file_stream_write_text(ombrel_file_stream_t* stream, c
  * @param stream    the stream
  * @param format    a format of ombrel_vsnprintf()
  * @param arguments its arguments; must not be used again without `va_end`
- * @return bytes written; -1 on a failure, #def_ombrel_fault_too_large among them. A text that the buffer can
- *         hold is written whole or not at all.
+ * @return as ombrel_file_stream_write(); -1 with #def_ombrel_fault_too_large for a longer text
  */
 OMBREL_API int64_t ombrel_file_stream_vprintf(ombrel_file_stream_t* stream, const char* format,
                                               va_list arguments);
@@ -422,7 +418,8 @@ OMBREL_API int ombrel_scan_pop_file_stream(void* stream);
  * @param stream the stream
  * @param offset bytes from the origin; a position before the start is invalid, one behind the end is allowed
  *               where the other side allows it
- * @param origin one of `def_ombrel_file_stream_seek_*`
+ * @param origin one of `def_ombrel_file_seek_*`; the current position is the caller's, whatever was read
+ * ahead
  * @return the new position, 0 or more; -1 with #def_ombrel_fault_not_seekable and the like: the position is
  *         as it was then
  */

@@ -31,15 +31,15 @@ OMBREL_BEGIN_C
 
 /** The machine's memory. */
 typedef struct ombrel_meminfo_ts {
-    int64_t m_total;      /**< all that the system manages */
-    int64_t m_free;       /**< used by nobody */
-    int64_t m_available;  /**< what programs can still have without swapping: free memory and what the system
-                             gives up for them. Never unknown: where the host does not tell, it is made of the
-                             figures that it does tell. */
-    int64_t m_used;       /**< what is not available: m_total - m_available, at least 0 */
-    int64_t m_shared;     /**< in files that live in memory, and shared segments; unknown on Windows */
+    int64_t m_total; /**< all that the system manages */
+    int64_t m_free;  /**< used by nobody */
+    /** What programs can still have without swapping: free memory and what the system gives up for them.
+     * Never unknown: where the host does not tell, it is made of the figures that it does tell. */
+    int64_t m_available;
+    int64_t m_used;       /**< what is not available: the difference to m_total, at least 0 */
+    int64_t m_shared;     /**< files that live in memory, shared segments; unknown on Windows */
     int64_t m_buffers;    /**< copies of raw blocks of devices; unknown on Windows */
-    int64_t m_cached;     /**< copies of files, and of what else the system can give up */
+    int64_t m_cached;     /**< copies of files, and what else the system can give up */
     int64_t m_swap_total; /**< room for pages outside of memory; 0 without swap */
     int64_t m_swap_free;  /**< of it, what is used by nobody */
 } ombrel_meminfo_t;
@@ -55,11 +55,12 @@ typedef struct ombrel_process_meminfo_ts {
 
 /** The memory of the container, control group or job that this process runs in. */
 typedef struct ombrel_container_meminfo_ts {
-    int64_t m_limit; /**< what it may use: the least of its own limit and of those around it;
-                        #def_ombrel_meminfo_unlimited when none is set */
-    int64_t m_used;  /**< what the group with that limit uses, caches of files included; of its own group when
-                        there is no limit */
-    int64_t m_peak;  /**< the most that it used at any moment */
+    /** What it may use: the least of its own limit and of those around it; #def_ombrel_meminfo_unlimited when
+     * none is set. */
+    int64_t m_limit;
+    /** What the group with that limit uses, caches of files included; without a limit what its own uses. */
+    int64_t m_used;
+    int64_t m_peak; /**< the most that it used at any moment */
 } ombrel_container_meminfo_t;
 
 /** @brief The machine's figures. @param info receives them @return 0 or -1 */
@@ -69,7 +70,7 @@ OMBREL_API int ombrel_get_meminfo(ombrel_meminfo_t* info);
  * @brief A process's figures.
  * @param process its number; 0 for this process
  * @param info    receives them
- * @return 0 or -1: #def_ombrel_fault_not_found when there is no such process, #def_ombrel_fault_access_denied
+ * @return 0 or -1: #def_ombrel_fault_no_process when there is none, #def_ombrel_fault_access_denied
  *         when the host does not tell them to this user. A process that has ended and was not waited for uses
  *         nothing.
  */

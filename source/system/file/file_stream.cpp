@@ -1,0 +1,426 @@
+#include "system/file/file_stream_internal.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include <ombrel/heap.h>
+
+#include "system/file/open_mode.h"
+
+namespace ombrel::system {
+
+namespace {
+
+constexpr size_t largest_buffer = size_t{1} << 30;
+
+constexpr ombrel_file_stream_options_t default_options{
+    .m_buffer_size = def_ombrel_file_stream_buffer_size,
+    .m_line_limit = def_ombrel_file_stream_line_limit,
+    .m_memory_limit = def_ombrel_file_stream_memory_limit,
+    .m_buffering = def_ombrel_file_stream_buffering_automatic,
+    .m_flags = 0,
+};
+
+bool make_sense(const ombrel_file_stream_options_t& options) {
+    constexpr uint32_t known_flags =
+        def_ombrel_file_stream_flag_keep_open | def_ombrel_file_stream_flag_crlf;
+    return options.m_buffer_size > 0 && options.m_buffer_size <= largest_buffer && options.m_line_limit > 0 &&
+           options.m_buffering >= def_ombrel_file_stream_buffering_automatic &&
+           options.m_buffering <= def_ombrel_file_stream_buffering_none &&
+           (options.m_flags & ~known_flags) == 0;
+}
+
+bool shares_position(stream& of) {
+    return of.access.read && of.access.write && has_position(of);
+}
+
+unsigned char* allocate_bytes(const stream& of, size_t size) {
+    auto* const bytes = static_cast<unsigned char*>(ombrel_alloc_tag(size, of.opener.tag, of.opener.line));
+    if (bytes == nullptr)
+        leave_fault(fault_code::no_memory);
+    return bytes;
+}
+
+void free_bytes(const stream& of, void* bytes) {
+    ombrel_check_free_tag(bytes, of.opener.tag, of.opener.line);
+}
+
+/// A block with room for what is put back before the bytes, and for a terminator behind them.
+unsigned char* allocate_read_block(const stream& of, size_t room) {
+    const size_t margins = static_cast<size_t>(of.read_base() - of.read_block) + 1;
+    return allocate_bytes(of, margins + room);
+}
+
+bool have_read_block(stream& of) {
+    if (of.read_block != nullptr)
+        return true;
+    of.read_room = of.buffer_size;
+    of.read_block = allocate_read_block(of, of.read_room);
+    drop_unread(of);
+    return of.read_block != nullptr;
+}
+
+/// Brings the unread bytes to the start of a block, which may be the one where they are.
+void move_unread(stream& of, unsigned char* block) {
+    const size_t size = of.unread();
+    const auto altered = std::max<ptrdiff_t>(of.intact_from - of.m_read_at, 0);
+    const unsigned char* const from = of.m_read_at;
+    of.read_block = block;
+    memmove(of.read_base(), from, size);
+    of.m_read_at = of.read_base();
+    of.m_read_end = of.m_read_at + size;
+    of.intact_from = of.m_read_at + altered;
+}
+
+bool grow_read_block(stream& of) {
+    if (of.read_room > SIZE_MAX / 4) {
+        refuse(fault_code::no_memory);
+        return false;
+    }
+    unsigned char* const old = of.read_block;
+    unsigned char* const larger = allocate_read_block(of, of.read_room * 2);
+    if (larger == nullptr)
+        return false;
+    move_unread(of, larger);
+    of.read_room *= 2;
+    free_bytes(of, old);
+    return true;
+}
+
+/// Makes room behind the unread bytes.
+bool make_read_room(stream& of) {
+    if (of.unread() == 0)
+        drop_unread(of);
+    if (of.m_read_end != of.read_base() + of.read_room)
+        return true;
+    if (of.m_read_at <= of.read_base())
+        return grow_read_block(of);
+    move_unread(of, of.read_block);
+    return true;
+}
+
+} // namespace
+
+int refuse(fault_code why) {
+    leave_fault(why);
+    return -1;
+}
+
+bool read_opening(const char* mode, const ombrel_file_stream_options_t* options, call_site opener,
+                  stream_opening& opening) {
+    opening.options = options != nullptr ? *options : default_options;
+    opening.opener = opener;
+    const bool is_good =
+        mode != nullptr && parse_open_mode(mode, opening.access) && make_sense(opening.options);
+    if (!is_good)
+        leave_fault(fault_code::invalid);
+    return is_good;
+}
+
+bool is_for_open(const stream_opening& opening) {
+    if (opening.access.exclusive)
+        leave_fault(fault_code::invalid);
+    return !opening.access.exclusive;
+}
+
+stream* allocate_stream(size_t size, const stream_opening& opening, const ombrel_file_stream_calls_t& calls) {
+    auto* const record = ombrel_calloc_tag(1, size, opening.opener.tag, opening.opener.line);
+    if (record == nullptr) {
+        leave_fault(fault_code::no_memory);
+        return nullptr;
+    }
+    auto* const made = static_cast<stream*>(record);
+    made->calls = &calls;
+    made->context = made;
+    made->opener = opening.opener;
+    made->access = opening.access;
+    made->descriptor = -1;
+    made->flags = opening.options.m_flags;
+    made->buffering = opening.options.m_buffering;
+    made->buffer_size = opening.options.m_buffer_size;
+    made->line_limit = opening.options.m_line_limit;
+    made->side_position = -1;
+    return made;
+}
+
+fault fault_of_side() {
+    if (!last_fault())
+        leave_fault(fault_code::input_output);
+    return last_fault();
+}
+
+int note_fault(stream& of, fault& kind) {
+    const fault why = fault_of_side();
+    if (why.code == fault_code::would_block || why.code == fault_code::interrupted)
+        return -1;
+    for (fault* const known : {&of.first_fault, &kind})
+        if (!*known)
+            *known = why;
+    return -1;
+}
+
+bool has_position(stream& of) {
+    if (of.has_position == answer::unknown) {
+        const fault_keeper keeper;
+        of.has_position = side_position(of) >= 0 ? answer::yes : answer::no;
+    }
+    return of.has_position == answer::yes;
+}
+
+int64_t side_position(stream& of) {
+    if (of.side_position < 0)
+        of.side_position = of.calls->m_seek != nullptr
+                               ? of.calls->m_seek(of.context, 0, def_ombrel_file_seek_current)
+                               : refuse(fault_code::not_seekable);
+    return of.side_position;
+}
+
+int64_t position_of(stream& of) {
+    const int64_t side = side_position(of);
+    if (side < 0)
+        return -1;
+    const auto unread = static_cast<int64_t>(of.unread());
+    return std::max<int64_t>(side - unread, 0) + static_cast<int64_t>(of.held());
+}
+
+void drop_unread(stream& of) {
+    unsigned char* const start = of.read_block != nullptr ? of.read_base() : nullptr;
+    of.m_read_at = start;
+    of.m_read_end = of.intact_from = start;
+}
+
+bool give_back_unread(stream& of) {
+    if (of.give_back != nullptr)
+        of.give_back(of.context, of.unread());
+    else if (of.unread() > 0) {
+        const int64_t position = position_of(of);
+        if (position < 0 || of.calls->m_seek(of.context, position, def_ombrel_file_seek_start) < 0)
+            return false;
+        of.side_position = position;
+    }
+    drop_unread(of);
+    return true;
+}
+
+bool begin_reading(stream& of) {
+    if (!of.access.read) {
+        leave_fault(fault_code::bad_descriptor);
+        return false;
+    }
+    if (of.is_writing && !flush_held(of))
+        return false;
+    if (of.is_writing && shares_position(of)) {
+        of.is_writing = false;
+        of.m_write_end = of.m_write_at;
+    }
+    return have_read_block(of);
+}
+
+bool begin_writing(stream& of) {
+    if (of.is_writing)
+        return true;
+    if (!of.access.write) {
+        leave_fault(fault_code::bad_descriptor);
+        return false;
+    }
+    if (of.write_base == nullptr) // with a terminator behind, which the formatter writes
+        of.m_write_at = of.write_base = allocate_bytes(of, of.buffer_size + 1);
+    of.m_write_end = of.m_write_at;
+    if (of.write_base == nullptr)
+        return false;
+    if (shares_position(of)) {
+        if (!give_back_unread(of))
+            return false;
+        of.is_at_end = false;
+    }
+    of.is_writing = true;
+    return true;
+}
+
+int read_ahead(stream& of) {
+    if (!begin_reading(of))
+        return -1;
+    if (of.is_at_end)
+        return 0;
+    if (!make_read_room(of))
+        return -1;
+    unsigned char* const to = of.m_read_at + of.unread();
+    const auto room = static_cast<size_t>(of.read_base() + of.read_room - to);
+    const int64_t bytes = read_side(of, to, room);
+    if (bytes > 0)
+        of.m_read_end += bytes;
+    return bytes > 0 ? 1 : static_cast<int>(bytes);
+}
+
+int64_t read_side(stream& of, void* buffer, size_t size) {
+    size = std::min<size_t>(size, INT_MAX);
+    const int64_t bytes = std::min(of.calls->m_read(of.context, buffer, size), static_cast<int64_t>(size));
+    if (bytes < 0)
+        return note_fault(of, of.first_fault);
+    of.is_at_end = bytes == 0;
+    if (of.side_position >= 0)
+        of.side_position += bytes;
+    return bytes;
+}
+
+} // namespace ombrel::system
+
+using namespace ombrel;
+using namespace ombrel::system;
+
+namespace {
+
+/// Moves within what was read ahead or still stands there.
+bool seek_in_buffer(stream& of, int64_t target) {
+    const int64_t before_end = of.side_position - target;
+    if (of.side_position < 0 || before_end < 0 || before_end > of.m_read_end - of.intact_from)
+        return false;
+    of.m_read_at += static_cast<int64_t>(of.unread()) - before_end;
+    of.is_at_end = false;
+    return true;
+}
+
+int64_t seek_side(stream& of, int64_t offset, int origin) {
+    if (of.calls->m_seek == nullptr)
+        return refuse(fault_code::not_seekable);
+    const int64_t position = of.calls->m_seek(of.context, offset, origin);
+    if (position < 0)
+        return -1;
+    drop_unread(of);
+    of.side_position = position;
+    of.is_at_end = false;
+    return position;
+}
+
+/// Where a seek leads, from the start.
+bool find_target(stream& of, int64_t offset, int origin, int64_t& target) {
+    int64_t from = 0;
+    if (origin == def_ombrel_file_seek_current)
+        from = position_of(of);
+    if (from < 0)
+        return false;
+    if (__builtin_add_overflow(from, offset, &target) || target < 0) {
+        leave_fault(fault_code::invalid);
+        return false;
+    }
+    return true;
+}
+
+int64_t seek(stream& of, int64_t offset, int origin) {
+    if (!flush_held(of))
+        return -1;
+    if (origin == def_ombrel_file_seek_end)
+        return seek_side(of, offset, origin);
+    int64_t target;
+    if (!find_target(of, offset, origin, target))
+        return -1;
+    return seek_in_buffer(of, target) ? target : seek_side(of, target, def_ombrel_file_seek_start);
+}
+
+/// Lets the other side stand where the stream does, as far as it can.
+bool settle(stream& of) {
+    if (!flush_held(of))
+        return false;
+    const bool can_give_back = of.access.read && (of.give_back != nullptr || has_position(of));
+    if (can_give_back && !give_back_unread(of))
+        return false;
+    of.side_position = -1; // others may move it now
+    return true;
+}
+
+bool outlives_stream(const stream& of) {
+    return of.give_back != nullptr || (of.flags & def_ombrel_file_stream_flag_keep_open) != 0;
+}
+
+/// Why bytes may be lost, or no fault.
+fault finish(stream& of) {
+    fault lost;
+    if (!flush_held(of))
+        lost = last_fault();
+    else if (outlives_stream(of))
+        settle(of);
+    if (of.write_fault)
+        lost = of.write_fault;
+    const bool is_closed = of.calls->m_close == nullptr || of.calls->m_close(of.context) == 0;
+    return is_closed || lost ? lost : fault_of_side();
+}
+
+} // namespace
+
+int ombrel_init_file_stream_options(ombrel_file_stream_options_t* options) {
+    if (options == nullptr)
+        return refuse(fault_code::invalid);
+    *options = default_options;
+    return 0;
+}
+
+int ombrel_close_file_stream(ombrel_file_stream_t* stream) {
+    if (stream == nullptr)
+        return 0;
+    auto& closing = *stream_of(stream);
+    fault lost;
+    {
+        const fault_keeper keeper;
+        lost = finish(closing);
+        free_bytes(closing, closing.read_block);
+        free_bytes(closing, closing.write_base);
+        free_bytes(closing, stream);
+    }
+    if (!lost)
+        return 0;
+    leave_fault(lost);
+    return -1;
+}
+
+int ombrel_file_stream_flush(ombrel_file_stream_t* stream) {
+    if (stream == nullptr)
+        return refuse(fault_code::invalid);
+    return settle(*stream_of(stream)) ? 0 : -1;
+}
+
+int ombrel_file_stream_clear(ombrel_file_stream_t* stream) {
+    if (stream == nullptr)
+        return refuse(fault_code::invalid);
+    auto& of = *stream_of(stream);
+    of.is_at_end = false;
+    of.first_fault = of.write_fault = {};
+    return 0;
+}
+
+int ombrel_file_stream_is_at_end(const ombrel_file_stream_t* stream) {
+    return stream != nullptr && stream_of(stream)->is_at_end ? 1 : 0;
+}
+
+int ombrel_file_stream_get_fault(const ombrel_file_stream_t* stream) {
+    return stream != nullptr ? static_cast<int>(stream_of(stream)->first_fault.code)
+                             : def_ombrel_fault_invalid;
+}
+
+int ombrel_file_stream_get_descriptor(const ombrel_file_stream_t* stream) {
+    return stream != nullptr ? stream_of(stream)->descriptor : -1;
+}
+
+int64_t ombrel_file_stream_seek(ombrel_file_stream_t* stream, int64_t offset, int origin) {
+    if (stream == nullptr || origin < def_ombrel_file_seek_start || origin > def_ombrel_file_seek_end)
+        return refuse(fault_code::invalid);
+    return seek(*stream_of(stream), offset, origin);
+}
+
+int64_t ombrel_file_stream_tell(ombrel_file_stream_t* stream) {
+    if (stream == nullptr)
+        return refuse(fault_code::invalid);
+    auto& of = *stream_of(stream);
+    return !of.access.append || flush_held(of) ? position_of(of) : -1;
+}
+
+int ombrel_file_stream_truncate(ombrel_file_stream_t* stream, int64_t size) {
+    if (stream == nullptr || size < 0)
+        return refuse(fault_code::invalid);
+    auto& of = *stream_of(stream);
+    if (!of.access.write)
+        return refuse(fault_code::bad_descriptor);
+    if (of.calls->m_truncate == nullptr)
+        return refuse(fault_code::not_supported);
+    return settle(of) && of.calls->m_truncate(of.context, size) == 0 ? 0 : -1;
+}

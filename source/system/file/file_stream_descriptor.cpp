@@ -1,0 +1,139 @@
+// Streams over files and other descriptors.
+#include <ombrel/file_stream.h>
+
+#include "system/file/file_stream_internal.h"
+
+using namespace ombrel;
+using namespace ombrel::system;
+
+namespace {
+
+using platform::file_origin;
+
+struct descriptor_stream : stream {
+    answer is_plain; ///< a file whose writes raise no signal
+};
+
+descriptor_stream& record_of(void* context) {
+    return *static_cast<descriptor_stream*>(context);
+}
+
+int64_t read(void* context, void* buffer, size_t size) {
+    return platform::read_descriptor(record_of(context).descriptor, buffer, size);
+}
+
+bool is_plain(descriptor_stream& of) {
+    if (of.is_plain == answer::unknown) {
+        const fault_keeper keeper;
+        of.is_plain = platform::is_regular_file(of.descriptor) ? answer::yes : answer::no;
+    }
+    return of.is_plain == answer::yes;
+}
+
+int64_t write(void* context, const void* data, size_t size) {
+    auto& of = record_of(context);
+    const auto attempt = is_plain(of) ? platform::write_file : platform::write_descriptor;
+    int bytes;
+    do
+        bytes = attempt(of.descriptor, data, size);
+    while (failed_by(bytes, fault_code::interrupted));
+    return bytes;
+}
+
+int64_t seek(void* context, int64_t offset, int origin) {
+    static_assert(static_cast<int>(file_origin::start) == def_ombrel_file_seek_start &&
+                  static_cast<int>(file_origin::current) == def_ombrel_file_seek_current &&
+                  static_cast<int>(file_origin::end) == def_ombrel_file_seek_end);
+    return platform::move_file(record_of(context).descriptor, offset, static_cast<file_origin>(origin));
+}
+
+int truncate(void* context, int64_t size) {
+    return platform::set_file_size(record_of(context).descriptor, size) ? 0 : -1;
+}
+
+int close(void* context) {
+    const auto& of = record_of(context);
+    if ((of.flags & def_ombrel_file_stream_flag_keep_open) == 0)
+        platform::close_descriptor(of.descriptor);
+    return 0;
+}
+
+constexpr ombrel_file_stream_calls_t descriptor_calls{
+    .m_read = read, .m_write = write, .m_seek = seek, .m_truncate = truncate, .m_close = close};
+
+/// Closes a descriptor at the end of the scope unless a stream took it.
+class descriptor_guard {
+public:
+    explicit descriptor_guard(int descriptor) : descriptor_(descriptor) {}
+    ~descriptor_guard() {
+        const fault_keeper keeper;
+        if (descriptor_ >= 0)
+            platform::close_descriptor(descriptor_);
+    }
+    descriptor_guard(const descriptor_guard&) = delete;
+    descriptor_guard& operator=(const descriptor_guard&) = delete;
+    void release() { descriptor_ = -1; }
+
+private:
+    int descriptor_;
+};
+
+stream* open_on(int descriptor, const stream_opening& opening) {
+    auto* const made = open_stream<descriptor_stream>(opening, descriptor_calls);
+    if (made != nullptr)
+        made->descriptor = descriptor;
+    return made;
+}
+
+bool allows(int descriptor, const file_access& wanted) {
+    file_access given;
+    const bool does = platform::get_file_access(descriptor, given) && (!wanted.read || given.read) &&
+                      (!wanted.write || given.write);
+    if (!does)
+        leave_fault(fault_code::bad_descriptor);
+    return does && (!wanted.append || given.append || platform::set_file_append(descriptor));
+}
+
+} // namespace
+
+ombrel_file_stream_t* ombrel_open_file_stream_tag(const char* path, const char* mode,
+                                                  const ombrel_file_stream_options_t* options,
+                                                  const char* function, unsigned long line) {
+    stream_opening opening;
+    if (!read_opening(mode, options, {function, line}, opening))
+        return nullptr;
+    if (path == nullptr) {
+        leave_fault(fault_code::invalid);
+        return nullptr;
+    }
+    const int descriptor = platform::open_file(path, opening.access);
+    if (descriptor < 0)
+        return nullptr;
+    descriptor_guard guard(descriptor);
+    opening.options.m_flags &= ~def_ombrel_file_stream_flag_keep_open;
+    stream* const made = open_on(descriptor, opening);
+    if (made == nullptr)
+        return nullptr;
+    guard.release();
+    if (opening.access.append && !opening.access.read) { // for those who ask for the position at once
+        const fault_keeper keeper;
+        platform::move_file(descriptor, 0, file_origin::end);
+    }
+    return made;
+}
+
+ombrel_file_stream_t* ombrel_open_file_stream_descriptor_tag(int descriptor, const char* mode,
+                                                             const ombrel_file_stream_options_t* options,
+                                                             const char* function, unsigned long line) {
+    const bool is_kept =
+        options != nullptr && (options->m_flags & def_ombrel_file_stream_flag_keep_open) != 0;
+    descriptor_guard guard(is_kept ? -1 : descriptor);
+    stream_opening opening;
+    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) ||
+        !allows(descriptor, opening.access))
+        return nullptr;
+    stream* const made = open_on(descriptor, opening);
+    if (made != nullptr)
+        guard.release();
+    return made;
+}

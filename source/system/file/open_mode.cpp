@@ -1,0 +1,43 @@
+#include "system/file/open_mode.h"
+
+namespace ombrel::system {
+
+namespace {
+
+bool start_mode(char kind, platform::file_access& access) {
+    access = {};
+    access.read = kind == 'r';
+    access.write = access.create = kind == 'w' || kind == 'a';
+    access.truncate = kind == 'w';
+    access.append = kind == 'a';
+    return access.read || access.write;
+}
+
+bool extend_mode(char sign, platform::file_access& access) {
+    switch (sign) {
+    case '+':
+        access.read = access.write = true;
+        return true;
+    case 'x':
+        access.exclusive = true;
+        return true;
+    // Bytes are never translated, and child processes inherit nothing, whatever is asked for.
+    case 'b':
+    case 't':
+    case 'e':
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+bool parse_open_mode(const char* text, platform::file_access& access) {
+    bool is_known = start_mode(*text, access);
+    while (is_known && *++text != '\0')
+        is_known = extend_mode(*text, access);
+    return is_known;
+}
+
+} // namespace ombrel::system
