@@ -40,10 +40,10 @@
  * @par Why a program did not start
  * Opening fails with the reason, also where only the host could find it when it loaded the program:
  * def_ombrel_fault_not_found (no such program or directory, or none to interpret it),
- * def_ombrel_fault_access_denied (no right to run it), def_ombrel_fault_is_directory, def_ombrel_fault_other
- * (no program that this host can run), def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor,
- * def_ombrel_fault_would_block (no more processes allowed) and so on. What of it failed is in
- * ombrel_process_options_t::m_failed_part.
+ * def_ombrel_fault_access_denied (no right to run it, or a directory), def_ombrel_fault_other (no program
+ * that this host can run; on Windows def_ombrel_fault_access_denied too), def_ombrel_fault_no_memory,
+ * def_ombrel_fault_no_descriptor, def_ombrel_fault_would_block (no more processes allowed) and so on. What of
+ * it failed is in ombrel_process_options_t::m_failed_part.
  *
  * @par Groups
  * With #def_ombrel_process_own_group the program and all that it starts form a group, which signals reach as
@@ -56,11 +56,12 @@
  * Starting and ending are no matter for signal handlers.
  *
  * @par Other ways of waiting
- * ombrel_event_set_process() (event_process.h) makes an event of the end, by ombrel_process_get_id(). The
- * event loop takes the child's status from the system: the end is in the event, and ombrel_process_wait()
- * then tells that nobody can tell ({-1, 0}). SIGCHLD is left alone; where the program ignores it, the system
- * keeps no status either.
+ * ombrel_event_set_process() (event_process.h) makes an event of the end, by ombrel_process_get_id(). Close
+ * the process in the handler or later, or release it before. The event loop takes the child's status from the
+ * system: the end is in the event, and ombrel_process_wait() may find that nobody can tell ({-1, 0}). SIGCHLD
+ * is left alone; where the program ignores it, the system keeps no status either.
  *
+ * @par Failures
  * Functions fail with -1 or null and leave the reason for ombrel_last_fault(); null for a process or another
  * object that is needed is def_ombrel_fault_invalid. Texts are UTF-8; on POSIX they may have any bytes.
  */
@@ -122,48 +123,52 @@ typedef struct ombrel_process_stream_ts {
 #define def_ombrel_process_no_search 4u
 /** @} */
 
-/** The most bytes that are collected of each output when the options do not say otherwise. */
-#define def_ombrel_process_limit (16u * 1024u * 1024u)
-
-/** How a process is started. Initialise it by ombrel_init_process_options(). */
-typedef struct ombrel_process_options_ts {
-    const char* m_directory;          /**< its current directory; null: that of this process */
-    const char* const* m_environment; /**< "NAME=VALUE" each, then null; null: that of this process */
-    ombrel_process_stream_t m_input;  /**< its standard input; kept at first */
-    ombrel_process_stream_t m_output; /**< its standard output; kept at first */
-    ombrel_process_stream_t m_error;  /**< its standard error; kept at first */
-    const int* m_descriptors;         /**< more descriptors that it gets, as 3, 4, … in this order; they
-                                         stay open here. On Windows for programs with the universal C
-                                         run-time; sockets are refused as not supported there */
-    size_t m_descriptor_count;        /**< how many, at most #def_ombrel_process_descriptors_max */
-    uint32_t m_flags;                 /**< #def_ombrel_process_own_group and the like */
-    const void* m_feed;               /**< bytes that ombrel_process_exchange() and its like write into
-                                         the input; needed until the process is closed */
-    size_t m_feed_size;               /**< how many */
-    size_t m_limit;                   /**< the most bytes of each output that are collected */
-    int* m_failed_part;               /**< receives def_ombrel_process_part_* when opening fails; or null */
-} ombrel_process_options_t;
+/** The most bytes that are collected of each output unless the options say otherwise. */
+#define def_ombrel_process_default_limit (16u * 1024u * 1024u)
 
 /** The most further descriptors of a child. */
 #define def_ombrel_process_descriptors_max 16
 
-/** How a process ended. */
+/** How a process is started. Initialise it by ombrel_init_process_options(), which sets all to 0. */
+typedef struct ombrel_process_options_ts {
+    const char* m_directory;          /**< its current directory; null: that of this process */
+    const char* const* m_environment; /**< "NAME=VALUE" each, then null; null: that of this process */
+    ombrel_process_stream_t m_input;  /**< its standard input */
+    ombrel_process_stream_t m_output; /**< its standard output */
+    ombrel_process_stream_t m_error;  /**< its standard error */
+    /** More descriptors that it gets, as 3, 4, … in this order; they stay open here. On Windows programs with
+     * the universal C run-time find them, and sockets are refused as not supported. */
+    const int* m_descriptors;
+    size_t m_descriptor_count; /**< how many, at most #def_ombrel_process_descriptors_max */
+    uint32_t m_flags;          /**< #def_ombrel_process_own_group and the like */
+    /** Bytes that ombrel_process_exchange() and its like write into the input; needed until the process is
+     * closed. */
+    const void* m_feed;
+    size_t m_feed_size; /**< how many */
+    size_t m_limit;     /**< the most bytes collected of each output; 0: the default limit */
+    int* m_failed_part; /**< receives def_ombrel_process_part_* when opening fails; or null */
+} ombrel_process_options_t;
+
+/**
+ * How a process ended. On Windows, what ended by a fault, by Ctrl+Break or by force has the signal that means
+ * the same on POSIX.
+ */
 typedef struct ombrel_process_end_ts {
     int m_exit_code; /**< 0 or above; -1 when a signal ended it or nobody can tell */
-    int m_signal;    /**< the signal that ended it; 0 for none. On Windows that which means the same on POSIX:
-                        what ended by a fault, by Ctrl+Break or by this library did so */
+    int m_signal;    /**< the signal that ended it; 0 for none */
 } ombrel_process_end_t;
 
-/** @brief Fills the options with their defaults. Null does nothing. */
-OMBREL_API void ombrel_init_process_options(ombrel_process_options_t* options);
+/** @brief Fills the options with their defaults. @return 0; -1 for null */
+OMBREL_API int ombrel_init_process_options(ombrel_process_options_t* options);
 
 /**
  * @brief Starts a program.
  *
  * A name without a directory is looked for along the search path of this process (its variable PATH), not in
- * the current directory; one with a directory is a path seen from the current directory of this process, also
- * when the child gets another. On Windows ".exe" may be left out, and batch files (.bat, .cmd) are refused as
- * invalid, because nothing can be quoted safely for them: see ombrel_open_command().
+ * the current directory unless that stands there; one with a directory is a path seen from the current
+ * directory of this process, also when the child gets another. On Windows ".exe" may be left out, and batch
+ * files (.bat, .cmd) are refused as invalid, because nothing can be quoted safely for them: see
+ * ombrel_open_command().
  * @param arguments the program's name and its arguments, ended by a null pointer
  * @param options   how; null takes the defaults
  * @param function  the caller's name for the heap's accounts, a static text
@@ -213,8 +218,8 @@ OMBREL_API int ombrel_close_process(ombrel_process_t* process);
  */
 OMBREL_API int ombrel_release_process(ombrel_process_t* process);
 
-/** @brief The host's number of a process. @return the number, which is another's some time after the process
- * has been waited for; -1 for null */
+/** @brief The host's number of a process, which no other gets until the process is closed. @return the
+ * number; -1 for null */
 OMBREL_API int ombrel_process_get_id(const ombrel_process_t* process);
 
 /**
@@ -258,10 +263,10 @@ OMBREL_API int ombrel_process_close_stream(ombrel_process_t* process, int stream
 /** @brief This side's descriptor of a stream, to be waited for beside others. It stays the process's and
  * never blocks. @return the descriptor; -1 when the stream is no open pipe (def_ombrel_fault_bad_descriptor)
  */
-OMBREL_API int ombrel_process_get_fd(const ombrel_process_t* process, int stream);
+OMBREL_API int ombrel_process_get_descriptor(const ombrel_process_t* process, int stream);
 
 /** @brief The same, and it is the caller's from now on, to be closed by the host's close(). */
-OMBREL_API int ombrel_process_take_fd(ombrel_process_t* process, int stream);
+OMBREL_API int ombrel_process_take_descriptor(ombrel_process_t* process, int stream);
 /** @} */
 
 /**
@@ -306,10 +311,10 @@ typedef struct ombrel_process_result_ts {
     int m_is_cut;               /**< 1 when an output had more than the limit, of which the rest is lost */
 } ombrel_process_result_t;
 
-/** @brief Makes a result empty. Null does nothing. */
-OMBREL_API void ombrel_init_process_result(ombrel_process_result_t* result);
-/** @brief Frees what was collected and makes the result empty. Null does nothing. */
-OMBREL_API void ombrel_uninit_process_result(ombrel_process_result_t* result);
+/** @brief Makes a result empty. @return 0; -1 for null */
+OMBREL_API int ombrel_init_process_result(ombrel_process_result_t* result);
+/** @brief Frees what was collected and makes the result empty. @return 0; -1 for null */
+OMBREL_API int ombrel_uninit_process_result(ombrel_process_result_t* result);
 
 /**
  * @brief ombrel_process_exchange() into memory, and then ombrel_process_wait().
@@ -374,12 +379,12 @@ OMBREL_API int ombrel_process_wait(ombrel_process_t* process, int timeout_ms, om
 /**
  * @brief Sends a signal: to the group that the process leads, or to it alone if it leads none.
  *
- * The members of a group get it also when the process itself has ended, as long as nobody has waited for it.
+ * The members of a group get it also when the process itself has ended.
  * On Windows the interrupt and the terminate signal are both Ctrl+Break, which a program without a console
  * does not get: it is ended at once. Others than those three are not supported there.
  * @param process       the process
  * @param signal_number the signal; 0 sends none and only looks
- * @return 0; -1 on failure: def_ombrel_fault_no_process when it has ended (and was waited for),
+ * @return 0; -1 on failure: def_ombrel_fault_no_process when it has ended (and its group with it),
  *         def_ombrel_fault_access_denied, def_ombrel_fault_invalid for an impossible number,
  *         def_ombrel_fault_not_supported
  */

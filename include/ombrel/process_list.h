@@ -23,7 +23,10 @@
  * In a pattern "*" stands for any text, "?" for any character, "[a-z]" and "[!a-z]" for one of a set, and a
  * backslash makes the next character an ordinary one. The whole name must match.
  *
- * Threads: a list has one thread at a time; the other functions may be called from any.
+ * @par Threads
+ * A list has one thread at a time; the other functions may be called from any.
+ *
+ * @par Failures
  * Failing functions leave the reason for ombrel_last_fault(): def_ombrel_fault_invalid for null and nonsense,
  * def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where the host
  * does not tell (on POSIX: other systems than Linux, or without /proc).
@@ -53,21 +56,24 @@ OMBREL_BEGIN_C
 
 /** A process. Its texts belong to the list and live until its next step or its close. */
 typedef struct ombrel_process_info_ts {
-    int m_id;                       /**< its number */
-    int m_parent;                   /**< that of its parent; 0 for none */
-    int m_group;                    /**< that of its group's leader; 0 where the host has no groups */
-    int m_threads;                  /**< how many threads it has */
-    char m_state;                   /**< def_ombrel_process_state_* */
-    const char* m_name;             /**< the name, as `ps -o comm` has it; never null */
-    const char* m_full_name;        /**< the same in full length where arguments were asked for and tell it */
-    const char* const* m_arguments; /**< the argument vector and a null behind it: empty for a kernel's thread
-                                       and where they were not asked for or may not be seen; never null */
-    size_t m_argument_count;        /**< how many arguments */
-    ombrel_instant_t m_start;       /**< when it was started, as exact as the host's ticks are */
-    uint64_t m_user_ticks;          /**< processor time in its own code: ombrel_get_ticks_per_second() */
-    uint64_t m_system_ticks;        /**< processor time in the system's */
-    int64_t m_resident;             /**< bytes of memory that it occupies */
-    int64_t m_virtual;              /**< bytes of its address space */
+    int m_id;           /**< its number */
+    int m_parent;       /**< that of its parent; 0 for none */
+    int m_group;        /**< that of its group's leader; 0 where the host has no groups */
+    int m_threads;      /**< how many threads it has */
+    char m_state;       /**< def_ombrel_process_state_* */
+    const char* m_name; /**< the name, as `ps -o comm` has it; never null */
+    /** The same in full length, where arguments were asked for and tell it; else the same again. */
+    const char* m_full_name;
+    /** The argument vector and a null behind it: empty for a thread of the kernel and where they were not
+     * asked for or may not be seen; never null. */
+    const char* const* m_arguments;
+    size_t m_argument_count;  /**< how many arguments */
+    ombrel_instant_t m_start; /**< when it was started, as exact as the host's ticks are */
+    uint64_t m_user_ticks;    /**< processor time in its own code, see ombrel_get_ticks_per_second() */
+    uint64_t m_system_ticks;  /**< processor time in the system's */
+    int64_t m_resident;       /**< bytes of memory that it occupies */
+    int64_t m_virtual;        /**< bytes of its address space */
+    uint64_t m_birth;         /**< with the number, what no other process has; of no other use */
 } ombrel_process_info_t;
 
 /** A walk over processes. Opaque. */

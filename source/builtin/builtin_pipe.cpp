@@ -1,20 +1,15 @@
 // Streams to and from the standard streams of a child process.
 #include "builtin/builtin_kind.h"
 
-#include <array>
 #include <string_view>
-#include <utility>
 
 #include <ombrel/builtin_stream.h>
-#include <ombrel/heap.h>
-
-#include <ombrel/string.h>
+#include <ombrel/process.h>
 
 #include "builtin/argument_words.h"
 #include "builtin/descriptor_stream.h"
 #include "platform/file.h"
 #include "platform/process.h"
-#include "system/process/child_process.h"
 
 namespace ombrel::builtin {
 
@@ -23,42 +18,10 @@ namespace {
 constexpr int two_way_timeout_ms = 30000;
 constexpr int close_timeout_ms = 3000;
 constexpr int grace_ms = 1000;
-/// Only the system itself can delay the end of a program that was ended.
-constexpr int killed_ms = 10000;
 
 struct pipe_state {
-    int input;  ///< the end that feeds the program, or -1
-    int output; ///< the end that the program's output comes from, or -1
-    int process;
+    ombrel_process_t* process;
     int close_timeout;
-    bool has_ended;
-    platform::process_end end;
-};
-
-/// A pipe whose ends are closed at the end of the scope unless they were taken.
-class pipe_guard {
-public:
-    pipe_guard() = default;
-    ~pipe_guard() {
-        close_end(0);
-        close_end(1);
-    }
-    pipe_guard(const pipe_guard&) = delete;
-    pipe_guard& operator=(const pipe_guard&) = delete;
-
-    bool open(platform::pipe_side of_child) { return platform::open_pipe(ends_, of_child); }
-    int read_end() const { return ends_[0]; }
-    int write_end() const { return ends_[1]; }
-    int take_read_end() { return std::exchange(ends_[0], -1); }
-    int take_write_end() { return std::exchange(ends_[1], -1); }
-
-private:
-    void close_end(int side) {
-        if (ends_[side] >= 0)
-            platform::close_descriptor(ends_[side]);
-    }
-
-    int ends_[2] = {-1, -1};
 };
 
 /// False, with the error told, when the text has no such words.
@@ -82,15 +45,16 @@ const char* command_of(const builtin_ctx& ctx) {
     return ctx.has_scheme ? ctx.source + scheme.size() : ctx.source;
 }
 
-int start(const builtin_ctx& ctx, const platform::process_streams& streams) {
+int start(const builtin_ctx& ctx, const ombrel_process_options_t& options, ombrel_process_t*& process) {
     const char* const command = command_of(ctx);
     const char* const arguments = option_text(ctx, "args");
     argument_words words;
     if (arguments != nullptr && !split_arguments(ctx, command, arguments, words))
         return -1;
-    const int process = arguments != nullptr ? platform::start_process(words.get(), streams)
-                                             : platform::start_command(command, streams);
-    return process >= 0 ? process : fail_by_system(ctx);
+    process = arguments != nullptr
+                  ? ombrel_open_process_tag(words.get(), &options, "ombrel_open_ctx", __LINE__)
+                  : ombrel_open_command_tag(command, &options, "ombrel_open_ctx", __LINE__);
+    return process != nullptr ? 0 : fail_by_system(ctx);
 }
 
 int open(builtin_ctx& ctx) {
@@ -101,71 +65,49 @@ int open(builtin_ctx& ctx) {
     state.close_timeout = close_timeout_ms;
     if (!read_option(ctx, "close_timeout", state.close_timeout))
         return -1;
-    pipe_guard input, output;
-    if ((writes && !input.open(platform::pipe_side::read)) ||
-        (reads && !output.open(platform::pipe_side::write)))
-        return fail_by_system(ctx);
-    state.process = start(ctx, {input.read_end(), output.write_end()});
-    if (state.process < 0)
+    ombrel_process_options_t options{};
+    options.m_input.m_kind = writes ? def_ombrel_process_pipe : def_ombrel_process_nothing;
+    options.m_output.m_kind = reads ? def_ombrel_process_pipe : def_ombrel_process_keep;
+    options.m_flags = def_ombrel_process_own_group;
+    if (start(ctx, options, state.process) != 0)
         return -1;
-    state.input = input.take_write_end();
-    state.output = output.take_read_end();
-    for (const int end : {state.input, state.output}) {
-        if (end >= 0)
-            platform::set_descriptor_blocking(end, false);
-    }
     if (reads && writes && option_text(ctx, "timeout") == nullptr)
         ctx.timeout = two_way_timeout_ms;
     return 0;
 }
 
-bool has_ended(pipe_state& state, int timeout_ms) {
-    if (!state.has_ended)
-        state.has_ended = wait_for_process(state.process, deadline(timeout_ms), state.end);
-    return state.has_ended;
-}
-
-void close_end(int& end) {
-    if (end >= 0)
-        platform::close_descriptor(std::exchange(end, -1));
-}
-
 int close(builtin_ctx& ctx) {
-    pipe_state& state = state_of<pipe_state>(ctx);
-    close_end(state.input);
-    close_end(state.output);
-    if (has_ended(state, state.close_timeout))
-        return 0;
-    platform::stop_process(state.process, platform::process_stop::polite);
-    if (has_ended(state, grace_ms))
-        return 0;
-    platform::stop_process(state.process, platform::process_stop::at_once);
-    has_ended(state, killed_ms);
-    return 0;
+    const pipe_state& state = state_of<pipe_state>(ctx);
+    ombrel_process_close_stream(state.process, def_ombrel_process_input);
+    ombrel_process_close_stream(state.process, def_ombrel_process_output);
+    if (ombrel_process_wait(state.process, state.close_timeout, nullptr) == 0)
+        ombrel_process_stop(state.process, grace_ms);
+    return ombrel_close_process(state.process);
 }
 
 /// An end of the pipe; an end that is not there is an operation that is not served.
-int need_end(const builtin_ctx& ctx, int end) {
+int need_end(builtin_ctx& ctx, int stream) {
+    const int end = ombrel_process_get_descriptor(state_of<pipe_state>(ctx).process, stream);
     return end >= 0 ? end : fail(ctx, def_ombrel_ctx_error_not_supported);
 }
 
 int is_readable(builtin_ctx& ctx, int timeout_ms) {
-    const int end = need_end(ctx, state_of<pipe_state>(ctx).output);
+    const int end = need_end(ctx, def_ombrel_process_output);
     return end >= 0 ? wait_for(ctx, end, platform::readiness::read, timeout_ms) : -1;
 }
 
 int read(builtin_ctx& ctx, void* buffer, size_t size) {
-    const int end = need_end(ctx, state_of<pipe_state>(ctx).output);
+    const int end = need_end(ctx, def_ombrel_process_output);
     return end >= 0 ? read_some(ctx, end, platform::read_descriptor, buffer, size) : -1;
 }
 
 int is_writable(builtin_ctx& ctx, int timeout_ms) {
-    const int end = need_end(ctx, state_of<pipe_state>(ctx).input);
+    const int end = need_end(ctx, def_ombrel_process_input);
     return end >= 0 ? wait_for(ctx, end, platform::readiness::write, timeout_ms) : -1;
 }
 
 int write(builtin_ctx& ctx, const void* data, size_t size) {
-    const int end = need_end(ctx, state_of<pipe_state>(ctx).input);
+    const int end = need_end(ctx, def_ombrel_process_input);
     return end >= 0 ? write_all(ctx, end, platform::write_descriptor, data, size) : -1;
 }
 
@@ -176,24 +118,28 @@ int sync(builtin_ctx&) {
 int get_exit_status(builtin_ctx& ctx, ombrel_stream_exit_t* record) {
     if (record == nullptr)
         return -1;
-    pipe_state& state = state_of<pipe_state>(ctx);
-    if (!has_ended(state, record->m_timeout_ms))
+    ombrel_process_end_t end;
+    if (ombrel_process_wait(state_of<pipe_state>(ctx).process, record->m_timeout_ms, &end) != 1)
         return fail(ctx, def_ombrel_ctx_error_timed_out);
-    record->m_exit_code = state.end.exit_code;
-    record->m_signal = state.end.signal_number;
+    record->m_exit_code = end.m_exit_code;
+    record->m_signal = end.m_signal;
     return 0;
 }
 
+int descriptor_of(builtin_ctx& ctx) {
+    ombrel_process_t* const process = state_of<pipe_state>(ctx).process;
+    const int output = ombrel_process_get_descriptor(process, def_ombrel_process_output);
+    return output >= 0 ? output : ombrel_process_get_descriptor(process, def_ombrel_process_input);
+}
+
 int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {
-    pipe_state& state = state_of<pipe_state>(ctx);
     switch (code) {
     case def_ombrel_stream_control_get_fd:
-        return give_descriptor(ctx, state.output >= 0 ? state.output : state.input, record, size);
+        return give_descriptor(ctx, descriptor_of(ctx), record, size);
     case def_ombrel_stream_control_close_write:
-        if (!is_control_record(ctx, size, 0) || need_end(ctx, state.input) < 0)
+        if (!is_control_record(ctx, size, 0) || need_end(ctx, def_ombrel_process_input) < 0)
             return -1;
-        close_end(state.input);
-        return 0;
+        return ombrel_process_close_stream(state_of<pipe_state>(ctx).process, def_ombrel_process_input);
     case def_ombrel_stream_control_get_exit_status:
         return get_exit_status(ctx, control_record<ombrel_stream_exit_t>(ctx, record, size));
     default:

@@ -1,6 +1,8 @@
 // Catching signals.
 #pragma once
 
+#include <string_view>
+
 namespace ombrel::platform {
 
 /// Signal numbers are 1 to signal_limit - 1.
@@ -19,6 +21,9 @@ void restore_signal(int number);
 
 /// The name such as "SIGTERM", or "signal" for one without.
 const char* signal_name(int number);
+
+/// The number of a name such as "SIGTERM"; -1 when the host has none of it.
+int signal_number(std::string_view name);
 
 bool is_segment_fault(int number);
 

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "core/fault.h"
-#include "platform/process.h"
+#include "platform/process_support.h"
 #include "platform/seam_support.h"
 #include "support/descriptor_shortage.h"
 #include "support/emulator.h"
@@ -36,7 +36,7 @@ int without_descriptors(const Work& work) {
 
 int start(const char* program) {
     const char* const arguments[] = {program, nullptr};
-    return platform::start_process(arguments, {-1, -1});
+    return start_child(arguments);
 }
 
 /// A client whose server went without a farewell.

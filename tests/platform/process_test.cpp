@@ -1,7 +1,7 @@
 // Child processes.
 #include <cstring>
 
-#include "platform/process.h"
+#include "platform/process_support.h"
 #include "platform/seam_support.h"
 #include "platform/system.h"
 #include "support/emulator.h"
@@ -31,7 +31,7 @@ const char* const copy[] = {OMBREL_TEST_CHILD, "copy", nullptr};
 
 TEST(Process, CommandsEndWithTheirCode) {
     for (const int code : {0, 3, 255}) {
-        const int process = platform::start_command(("exit " + std::to_string(code)).c_str(), {-1, -1});
+        const int process = start_child("exit " + std::to_string(code));
         ASSERT_LT(0, process);
         const process_end end = end_of(process);
         EXPECT_EQ(code, end.exit_code);
@@ -40,13 +40,13 @@ TEST(Process, CommandsEndWithTheirCode) {
     if (starts_missing_programs())
         GTEST_SKIP() << "starting a missing program is no error to this emulator";
     const char* const missing[] = {"ombrel_there_is_no_such_program", nullptr};
-    EXPECT_EQ(-1, platform::start_process(missing, {-1, -1}));
+    EXPECT_EQ(-1, start_child(missing));
     EXPECT_EQ(fault_code::not_found, last_code());
 }
 
 TEST(Process, StandardStreamsAreTheGivenOnes) {
     pipe_ends input = open_pipe(), output = open_pipe();
-    const int process = platform::start_process(copy, {input.reader, output.writer});
+    const int process = start_child(copy, input.reader, output.writer);
     ASSERT_LT(0, process);
     input.reader.close();
     output.writer.close();
@@ -61,7 +61,7 @@ TEST(Process, StandardStreamsAreTheGivenOnes) {
     end = end_of(process);
     EXPECT_TRUE(end.exit_code == -1 && end.signal_number == 0) << "nobody can tell";
 
-    const int idle = platform::start_process(copy, {-1, -1});
+    const int idle = start_child(copy);
     EXPECT_EQ(0, end_of(idle).exit_code) << "its input is empty";
 }
 
@@ -91,7 +91,7 @@ TEST(Process, ArgumentsArriveAsTheyAre) {
                                      "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x99\x82",
                                      nullptr};
     pipe_ends output = open_pipe();
-    const int process = platform::start_process(arguments, {-1, output.writer});
+    const int process = start_child(arguments, -1, output.writer);
     ASSERT_LT(0, process);
     output.writer.close();
     std::string expected;
@@ -108,7 +108,7 @@ TEST(Process, DescriptorsTellTheEnd) {
         GTEST_SKIP() << "the host has no descriptors of processes";
     }
     pipe_ends input = open_pipe();
-    const int process = platform::start_command(copy_command.c_str(), {input.reader, -1});
+    const int process = start_child(copy_command, input.reader);
     const owned descriptor(platform::open_process(process));
     ASSERT_LE(0, descriptor);
     process_end end{};
@@ -128,17 +128,18 @@ TEST(Process, DescriptorsTellTheEnd) {
 }
 
 TEST(Process, ChildrenInheritNothingElseAndCanBeStopped) {
-    for (const auto how : {platform::process_stop::polite, platform::process_stop::at_once}) {
+    for (const int signal_number : {platform::terminate_signal, platform::kill_signal}) {
         pipe_ends input = open_pipe(), other = open_pipe();
         connected_pair pair = connect_pair();
-        const int process = platform::start_command(copy_command.c_str(), {input.reader, -1});
+        const int process = start_child(copy_command, input.reader);
         ASSERT_LT(0, process);
         other.writer.close();
         pair.client.close();
         char byte;
         EXPECT_EQ(0, platform::read_descriptor(other.reader, &byte, 1)) << "nobody else can write";
         EXPECT_EQ(0, platform::receive(pair.server, &byte, 1, 0, nullptr, nullptr));
-        platform::stop_process(process, how);
+        EXPECT_TRUE(platform::group_runs(process));
+        EXPECT_TRUE(platform::signal_group(process, signal_number));
         EXPECT_NE(0, end_of(process).exit_code);
     }
 }

@@ -7,7 +7,7 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include "platform/process.h"
+#include "platform/process_support.h"
 #include "platform/seam_support.h"
 #include "platform/windows/descriptor.h"
 #include "support/scratch_directory.h"
@@ -150,7 +150,7 @@ TEST(WindowsProcess, InheritsItsStreamsAlone) {
         handles.push_back(CreateEventW(&inherited, TRUE, FALSE, nullptr));
     const std::string number = std::to_string(reinterpret_cast<uintptr_t>(handles.back()));
     const char* const arguments[] = {OMBREL_TEST_CHILD, "handle", number.c_str(), nullptr};
-    const int process = platform::start_process(arguments, {-1, -1});
+    const int process = start_child(arguments);
     platform::process_end end{-7, -7};
     EXPECT_TRUE(holds_soon([&] { return platform::collect_process(process, end); }));
     EXPECT_EQ(0, end.exit_code);
@@ -161,7 +161,7 @@ TEST(WindowsProcess, InheritsItsStreamsAlone) {
 TEST(WindowsProcess, LeavesNoHandlesBehind) {
     const auto run = [] {
         pipe_ends output = open_pipe();
-        const int process = platform::start_command("exit 3", {-1, output.writer});
+        const int process = start_child("exit 3", -1, output.writer);
         const owned watch(platform::open_process(process));
         platform::process_end end{-7, -7};
         EXPECT_EQ(platform::poll_read, poll_once(watch, platform::poll_read, patience_ms));
@@ -185,9 +185,9 @@ TEST(WindowsProcess, ScriptsNeedTheInterpreter) {
     const scratch_directory folder;
     const std::string script = folder.file("a.bat", "@exit 4\r\n");
     const char* const arguments[] = {script.c_str(), nullptr};
-    EXPECT_EQ(-1, platform::start_process(arguments, {-1, -1}));
+    EXPECT_EQ(-1, start_child(arguments));
     EXPECT_EQ(fault_code::invalid, last_code());
-    const int process = platform::start_command(("\"" + script + "\"").c_str(), {-1, -1});
+    const int process = start_child("\"" + script + "\"");
     platform::process_end end{-7, -7};
     EXPECT_TRUE(holds_soon([&] { return platform::collect_process(process, end); }));
     EXPECT_EQ(4, end.exit_code);

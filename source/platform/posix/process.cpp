@@ -1,123 +1,19 @@
 #include "platform/process.h"
 
+#include <atomic>
 #include <cerrno>
-#include <fcntl.h>
-#include <initializer_list>
+#include <cstdlib>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/environment.h"
-
-#if defined(__GLIBC_PREREQ)
-#define OMBREL_SPAWN_CLOSES_FROM __GLIBC_PREREQ(2, 34)
-#else
-#define OMBREL_SPAWN_CLOSES_FROM 0
-#endif
+#include "platform/fault.h"
+#include "platform/posix/close_from.h"
 
 namespace ombrel::platform {
 
 namespace {
-
-constexpr int first_free_descriptor = STDERR_FILENO + 1;
-
-/// A descriptor outside of the standard ones, so that putting one stream in its place cannot cover the other.
-class raised_descriptor {
-public:
-    explicit raised_descriptor(int descriptor)
-        : descriptor_(descriptor >= 0 ? fcntl(descriptor, F_DUPFD_CLOEXEC, first_free_descriptor) : -1),
-          is_good_(descriptor < 0 || descriptor_ >= 0) {}
-    ~raised_descriptor() {
-        if (descriptor_ >= 0)
-            close(descriptor_);
-    }
-    raised_descriptor(const raised_descriptor&) = delete;
-    raised_descriptor& operator=(const raised_descriptor&) = delete;
-
-    int get() const { return descriptor_; }
-    explicit operator bool() const { return is_good_; }
-
-private:
-    int descriptor_;
-    bool is_good_;
-};
-
-/// What the child does with descriptors before it becomes the program.
-class descriptor_plan {
-public:
-    descriptor_plan() : error_(posix_spawn_file_actions_init(&actions_)), is_made_(error_ == 0) {}
-    ~descriptor_plan() {
-        if (is_made_)
-            posix_spawn_file_actions_destroy(&actions_);
-    }
-    descriptor_plan(const descriptor_plan&) = delete;
-    descriptor_plan& operator=(const descriptor_plan&) = delete;
-
-    void put(int descriptor, int as) {
-        if (error_ == 0)
-            error_ = posix_spawn_file_actions_adddup2(&actions_, descriptor, as);
-    }
-    void put_nothing_to_read(int as) {
-        if (error_ == 0)
-            error_ = posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDONLY, 0);
-    }
-    /// Descriptors of the host that were opened without care; where this is missing they are inherited.
-    void close_all_others() {
-#if OMBREL_SPAWN_CLOSES_FROM
-        if (error_ == 0)
-            error_ = posix_spawn_file_actions_addclosefrom_np(&actions_, first_free_descriptor);
-#endif
-    }
-
-    int error() const {
-        return error_;
-    }
-    const posix_spawn_file_actions_t* get() const {
-        return &actions_;
-    }
-
-private:
-    posix_spawn_file_actions_t actions_;
-    int error_;
-    bool is_made_;
-};
-
-/// Signals as a freshly started program expects them, whatever the host ignores or blocks.
-class fresh_attributes {
-public:
-    fresh_attributes() : error_(posix_spawnattr_init(&attributes_)), is_made_(error_ == 0) {
-        sigset_t none, defaults;
-        sigemptyset(&none);
-        sigemptyset(&defaults);
-        for (const int signal_number : {SIGPIPE, SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGCHLD})
-            sigaddset(&defaults, signal_number);
-        if (error_ == 0)
-            error_ = posix_spawnattr_setsigmask(&attributes_, &none);
-        if (error_ == 0)
-            error_ = posix_spawnattr_setsigdefault(&attributes_, &defaults);
-        if (error_ == 0)
-            error_ = posix_spawnattr_setpgroup(&attributes_, 0);
-        constexpr short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP;
-        if (error_ == 0)
-            error_ = posix_spawnattr_setflags(&attributes_, flags);
-    }
-    ~fresh_attributes() {
-        if (is_made_)
-            posix_spawnattr_destroy(&attributes_);
-    }
-    fresh_attributes(const fresh_attributes&) = delete;
-    fresh_attributes& operator=(const fresh_attributes&) = delete;
-
-    int error() const { return error_; }
-    const posix_spawnattr_t* get() const { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_;
-    int error_;
-    bool is_made_;
-};
 
 process_end describe(int status) {
     if (WIFSIGNALED(status))
@@ -125,38 +21,51 @@ process_end describe(int status) {
     return {WEXITSTATUS(status), 0};
 }
 
+/// A child that nobody else waits for.
+struct abandoned_process {
+    abandoned_process* next;
+    int process;
+    int descriptor;
+};
+
+/// Taken and put back as a whole, so that it stays in order over a fork.
+std::atomic<abandoned_process*> abandoned;
+
+void put_back(abandoned_process* one) {
+    one->next = abandoned.load(std::memory_order_relaxed);
+    while (!abandoned.compare_exchange_weak(one->next, one, std::memory_order_acq_rel)) {
+    }
+}
+
+bool has_been_collected(const abandoned_process& one) {
+    process_end unused;
+    if (one.descriptor < 0)
+        return collect_process(one.process, unused);
+    return collect_child(one.descriptor, unused) != child_state::running;
+}
+
+void dispose(abandoned_process* one) {
+    if (one->descriptor >= 0)
+        close(one->descriptor);
+    free(one);
+}
+
 } // namespace
 
-int start_process(const char* const* arguments, const process_streams& streams) {
-    const raised_descriptor input(streams.input), output(streams.output);
-    if (!input || !output)
-        return -1;
-    descriptor_plan plan;
-    if (input.get() >= 0)
-        plan.put(input.get(), STDIN_FILENO);
-    else
-        plan.put_nothing_to_read(STDIN_FILENO);
-    if (output.get() >= 0)
-        plan.put(output.get(), STDOUT_FILENO);
-    plan.close_all_others();
-    const fresh_attributes attributes;
-    pid_t process = -1;
-    int error = plan.error() != 0 ? plan.error() : attributes.error();
-    if (error == 0)
-        error = posix_spawnp(&process, arguments[0], plan.get(), attributes.get(),
-                             const_cast<char* const*>(arguments), environment());
-    errno = error;
-    return error == 0 ? process : -1;
-}
-
-int start_command(const char* command_line, const process_streams& streams) {
-    const char* const arguments[] = {"/bin/sh", "-c", "--", command_line, nullptr};
-    return start_process(arguments, streams);
-}
-
 bool is_child(int process) {
-    siginfo_t found;
-    return process > 0 && waitid(P_PID, static_cast<id_t>(process), &found, WEXITED | WNOHANG | WNOWAIT) == 0;
+    process_end unused;
+    return look_at_process(process, unused) != child_state::unknown;
+}
+
+child_state look_at_process(int process, process_end& end) {
+    end = {-1, 0};
+    siginfo_t found{};
+    if (process <= 0 || waitid(P_PID, static_cast<id_t>(process), &found, WEXITED | WNOHANG | WNOWAIT) != 0)
+        return child_state::unknown;
+    if (found.si_pid == 0)
+        return child_state::running;
+    (found.si_code == CLD_EXITED ? end.exit_code : end.signal_number) = found.si_status;
+    return child_state::ended;
 }
 
 // A host that ignores the end of its children learns no more than that they have ended.
@@ -172,7 +81,47 @@ bool collect_process(int process, process_end& end) {
     return true;
 }
 
+// Without memory for it, it is never collected.
+void abandon_process(int process, int descriptor) {
+    auto* const one = static_cast<abandoned_process*>(malloc(sizeof(abandoned_process)));
+    if (one != nullptr) {
+        *one = {nullptr, process, descriptor};
+        put_back(one);
+    } else if (descriptor >= 0)
+        close(descriptor);
+    collect_abandoned_processes();
+}
+
+void collect_abandoned_processes() {
+    if (abandoned.load(std::memory_order_relaxed) == nullptr)
+        return;
+    const fault_keeper kept;
+    abandoned_process* next = abandoned.exchange(nullptr, std::memory_order_acq_rel);
+    while (abandoned_process* const one = next) {
+        next = one->next;
+        if (has_been_collected(*one))
+            dispose(one);
+        else
+            put_back(one);
+    }
+}
+
+bool signal_process(int process, int signal_number) {
+    return kill(process, signal_number) == 0;
+}
+
+bool signal_group(int leader, int signal_number) {
+    return kill(-leader, signal_number) == 0;
+}
+
 #if !defined(__linux__)
+
+void close_descriptors_from(int first, int except) {
+    const long end = sysconf(_SC_OPEN_MAX);
+    for (int descriptor = first; descriptor < end; descriptor++)
+        if (descriptor != except)
+            close(descriptor);
+}
 
 int open_process(int) {
     errno = ENOSYS;
@@ -183,7 +132,8 @@ bool can_open_processes() {
     return false;
 }
 
-child_state look_at_child(int) {
+child_state look_at_child(int, process_end& end) {
+    end = {-1, 0};
     return child_state::unknown;
 }
 
@@ -192,12 +142,10 @@ child_state collect_child(int, process_end& end) {
     return child_state::unknown;
 }
 
-#endif
-
-void stop_process(int process, process_stop how) {
-    const int signal_number = how == process_stop::polite ? SIGTERM : SIGKILL;
-    if (kill(-process, signal_number) != 0)
-        kill(process, signal_number);
+bool group_runs(int leader) {
+    return kill(-leader, 0) == 0 || errno == EPERM;
 }
+
+#endif
 
 } // namespace ombrel::platform

@@ -22,6 +22,20 @@ bool is_fault(int number, const siginfo_t* info) {
     return can_be && info != nullptr && info->si_code > 0;
 }
 
+struct named_signal {
+    int number;
+    const char* name;
+};
+constexpr named_signal names[] = {
+    {SIGHUP, "SIGHUP"},       {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"},   {SIGILL, "SIGILL"},
+    {SIGTRAP, "SIGTRAP"},     {SIGABRT, "SIGABRT"}, {SIGBUS, "SIGBUS"},     {SIGFPE, "SIGFPE"},
+    {SIGKILL, "SIGKILL"},     {SIGUSR1, "SIGUSR1"}, {SIGSEGV, "SIGSEGV"},   {SIGUSR2, "SIGUSR2"},
+    {SIGPIPE, "SIGPIPE"},     {SIGALRM, "SIGALRM"}, {SIGTERM, "SIGTERM"},   {SIGCHLD, "SIGCHLD"},
+    {SIGCONT, "SIGCONT"},     {SIGSTOP, "SIGSTOP"}, {SIGTSTP, "SIGTSTP"},   {SIGTTIN, "SIGTTIN"},
+    {SIGTTOU, "SIGTTOU"},     {SIGURG, "SIGURG"},   {SIGXCPU, "SIGXCPU"},   {SIGXFSZ, "SIGXFSZ"},
+    {SIGVTALRM, "SIGVTALRM"}, {SIGPROF, "SIGPROF"}, {SIGWINCH, "SIGWINCH"}, {SIGIO, "SIGIO"},
+    {SIGSYS, "SIGSYS"}};
+
 void on_signal(int number, siginfo_t* info, void*) {
     const fault_keeper kept;
     const bool fault = is_fault(number, info);
@@ -48,17 +62,17 @@ void restore_signal(int number) {
 }
 
 const char* signal_name(int number) {
-    static constexpr struct {
-        int number;
-        const char* name;
-    } names[] = {{SIGHUP, "SIGHUP"},   {SIGINT, "SIGINT"},   {SIGQUIT, "SIGQUIT"}, {SIGILL, "SIGILL"},
-                 {SIGABRT, "SIGABRT"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"},   {SIGSEGV, "SIGSEGV"},
-                 {SIGPIPE, "SIGPIPE"}, {SIGALRM, "SIGALRM"}, {SIGTERM, "SIGTERM"}, {SIGUSR1, "SIGUSR1"},
-                 {SIGUSR2, "SIGUSR2"}, {SIGCHLD, "SIGCHLD"}};
-    for (const auto& entry : names)
-        if (entry.number == number)
-            return entry.name;
+    for (const named_signal& one : names)
+        if (one.number == number)
+            return one.name;
     return "signal";
+}
+
+int signal_number(std::string_view name) {
+    for (const named_signal& one : names)
+        if (name == one.name)
+            return one.number;
+    return -1;
 }
 
 bool is_segment_fault(int number) {

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 
 namespace ombrel::platform {
 

@@ -7,8 +7,8 @@
 #include <cwchar>
 
 #include "platform/fault.h"
+#include "platform/host_block.h"
 #include "platform/windows/descriptor.h"
-#include "platform/windows/host_block.h"
 #include "platform/windows/host_error.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/windows_host.h"

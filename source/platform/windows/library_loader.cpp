@@ -7,9 +7,9 @@
 #include <cwchar>
 #include <iterator>
 
+#include "platform/host_block.h"
 #include "platform/system.h"
 #include "platform/thread.h"
-#include "platform/windows/host_block.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/windows_host.h"
 

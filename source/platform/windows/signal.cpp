@@ -163,16 +163,31 @@ void restore_signal(int number) {
         cease_to_filter();
 }
 
+namespace {
+
+struct named_signal {
+    int number;
+    const char* name;
+};
+/// Those of the C library, and what ends a process at once, as POSIX numbers it.
+constexpr named_signal names[] = {{SIGINT, "SIGINT"},   {SIGILL, "SIGILL"},      {SIGFPE, "SIGFPE"},
+                                  {SIGSEGV, "SIGSEGV"}, {SIGTERM, "SIGTERM"},    {SIGBREAK, "SIGBREAK"},
+                                  {SIGABRT, "SIGABRT"}, {kill_signal, "SIGKILL"}};
+
+} // namespace
+
 const char* signal_name(int number) {
-    static constexpr struct {
-        int number;
-        const char* name;
-    } names[] = {{SIGINT, "SIGINT"},   {SIGILL, "SIGILL"},     {SIGFPE, "SIGFPE"},  {SIGSEGV, "SIGSEGV"},
-                 {SIGTERM, "SIGTERM"}, {SIGBREAK, "SIGBREAK"}, {SIGABRT, "SIGABRT"}};
-    for (const auto& entry : names)
-        if (entry.number == number)
-            return entry.name;
+    for (const named_signal& one : names)
+        if (one.number == number)
+            return one.name;
     return "signal";
+}
+
+int signal_number(std::string_view name) {
+    for (const named_signal& one : names)
+        if (name == one.name)
+            return one.number;
+    return -1;
 }
 
 bool is_segment_fault(int number) {

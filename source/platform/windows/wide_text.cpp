@@ -7,7 +7,7 @@
 #include <cwchar>
 
 #include "platform/fault.h"
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 #include "platform/windows/windows_host.h"
 
 namespace ombrel::platform {
