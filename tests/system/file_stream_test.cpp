@@ -205,7 +205,8 @@ private:
     }
     void seek() {
         constexpr std::array origins{SEEK_SET, SEEK_CUR, SEEK_END};
-        // GNU's library forgets what was put back even when a seek fails, and may count from where it read to.
+        // GNU's library forgets what was put back even when a seek fails, and may count from where it read
+        // to.
         if (std::exchange(is_put_back_, false)) {
             EXPECT_EQ(0, std::fseek(theirs_, std::ftell(theirs_), SEEK_SET));
             EXPECT_EQ(std::ftell(theirs_), ombrel_file_stream_seek(ours_, 0, def_ombrel_file_seek_current));
@@ -243,8 +244,8 @@ private:
 const string first_content = "one\ntwo two\n\nthree" + string(90, '.') + "\nlast";
 
 /// Opens the stream of a mode over "ours", which has the first content unless the mode empties it.
-using opener = std::function<ombrel_file_stream_t*(const char* mode,
-                                                   const ombrel_file_stream_options_t* options)>;
+using opener =
+    std::function<ombrel_file_stream_t*(const char* mode, const ombrel_file_stream_options_t* options)>;
 
 void run_beside_stdio(const opener& open_ours, const std::function<string(ombrel_file_stream_t*)>& close_ours,
                       const std::vector<const char*>& modes) {
@@ -252,8 +253,8 @@ void run_beside_stdio(const opener& open_ours, const std::function<string(ombrel
     for (unsigned seed = 0; seed < 84 && !testing::Test::HasFailure(); seed++) {
         const string mode = modes[seed % modes.size()];
         constexpr std::array sizes{1, 2, 7, 64, 4096};
-        const auto options = options_of(static_cast<size_t>(sizes[seed / 7 % sizes.size()]),
-                                        static_cast<int>(seed / 3 % 4));
+        const auto options =
+            options_of(static_cast<size_t>(sizes[seed / 7 % sizes.size()]), static_cast<int>(seed / 3 % 4));
         SCOPED_TRACE("seed " + std::to_string(seed) + " mode " + mode);
         const string path = folder.file("theirs", first_content);
         std::FILE* const theirs = ombrel_test::open_stream(path, (mode + "b").c_str());
@@ -377,7 +378,8 @@ TEST_F(FileStream, TellsOfLostWritesAtTheLatestWhenClosed) {
 }
 
 TEST_F(FileStream, TakesNothingThatItCouldNotHandOn) {
-    for (const int buffering : {def_ombrel_file_stream_buffering_line, def_ombrel_file_stream_buffering_none}) {
+    for (const int buffering :
+         {def_ombrel_file_stream_buffering_line, def_ombrel_file_stream_buffering_none}) {
         string_side side{.bytes = "", .most = 2, .fault = def_ombrel_fault_no_space};
         const auto options = options_of(64, buffering);
         ombrel_file_stream_t* const stream = side.open("w", &options);
@@ -586,7 +588,8 @@ TEST_F(FileStream, RefusesWhatMakesNoSense) {
     auto options = options_of(0);
     EXPECT_EQ(nullptr, ombrel_open_file_stream(path.c_str(), "r", &options));
     ombrel_file_stream_t* const stream = ombrel_open_file_stream(path.c_str(), "r", nullptr);
-    EXPECT_EQ(nullptr, ombrel_open_file_stream_descriptor(ombrel_file_stream_get_descriptor(nullptr), "wx", 0));
+    EXPECT_EQ(nullptr,
+              ombrel_open_file_stream_descriptor(ombrel_file_stream_get_descriptor(nullptr), "wx", 0));
     EXPECT_EQ(-1, ombrel_file_stream_put_byte(stream, 'x'));
     EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
     EXPECT_EQ(-1, ombrel_file_stream_truncate(stream, 0));

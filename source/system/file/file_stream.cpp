@@ -23,8 +23,7 @@ constexpr ombrel_file_stream_options_t default_options{
 };
 
 bool make_sense(const ombrel_file_stream_options_t& options) {
-    constexpr uint32_t known_flags =
-        def_ombrel_file_stream_flag_keep_open | def_ombrel_file_stream_flag_crlf;
+    constexpr uint32_t known_flags = def_ombrel_file_stream_flag_keep_open | def_ombrel_file_stream_flag_crlf;
     return options.m_buffer_size > 0 && options.m_buffer_size <= largest_buffer && options.m_line_limit > 0 &&
            options.m_buffering >= def_ombrel_file_stream_buffering_automatic &&
            options.m_buffering <= def_ombrel_file_stream_buffering_none &&

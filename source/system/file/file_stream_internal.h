@@ -20,8 +20,8 @@ enum class answer : uint8_t { unknown, yes, no };
 /// side between `write_base` and m_write_at.
 ///
 /// Where the other side has a position, one direction is open at a time: while bytes are read, m_write_at
-/// equals m_write_end, so that the next put asks first; while bytes are written, none are unread. Where it has
-/// none both directions may be open.
+/// equals m_write_end, so that the next put asks first; while bytes are written, none are unread. Where it
+/// has none both directions may be open.
 struct stream : ombrel_file_stream_ts {
     const ombrel_file_stream_calls_t* calls;
     void* context;

@@ -98,9 +98,9 @@ int read_until(stream& of, int delimiter, line& found) {
         const size_t unread = of.unread();
         const void* const end =
             unread > seen ? memchr(of.m_read_at + seen, delimiter, unread - seen) : nullptr;
-        const size_t size =
-            end != nullptr ? static_cast<size_t>(static_cast<const unsigned char*>(end) - of.m_read_at)
-                           : unread;
+        const size_t size = end != nullptr
+                                ? static_cast<size_t>(static_cast<const unsigned char*>(end) - of.m_read_at)
+                                : unread;
         if (size > of.line_limit) {
             found = take_part(of);
             return refuse(fault_code::too_large);

@@ -110,8 +110,7 @@ bool format_in_place(stream& of, const char* format, va_list arguments, size_t& 
 int64_t format_apart(stream& of, const char* format, va_list arguments) {
     constexpr size_t first_room = 512, last_room = longest_text * 2;
     for (size_t room = std::clamp(of.buffer_size * 2, first_room, last_room); room <= last_room; room *= 2) {
-        const heap_ptr<char> block(
-            static_cast<char*>(ombrel_alloc_tag(room, of.opener.tag, of.opener.line)));
+        const heap_ptr<char> block(static_cast<char*>(ombrel_alloc_tag(room, of.opener.tag, of.opener.line)));
         if (!block)
             return refuse(fault_code::no_memory);
         va_list attempt;
@@ -129,7 +128,8 @@ int64_t format_apart(stream& of, const char* format, va_list arguments) {
 bool flush_held(stream& of) {
     const size_t size = of.held();
     size_t done = 0;
-    for (int64_t bytes = 0; done < size && bytes >= 0; done += static_cast<size_t>(std::max<int64_t>(bytes, 0)))
+    for (int64_t bytes = 0; done < size && bytes >= 0;
+         done += static_cast<size_t>(std::max<int64_t>(bytes, 0)))
         bytes = write_side(of, of.write_base + done, size - done);
     if (done > 0)
         memmove(of.write_base, of.write_base + done, size - done);
