@@ -74,7 +74,7 @@ int get_unlocked(std::FILE* stream) {
 void our_puts(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "w", nullptr);
+        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "r+", nullptr);
         for (size_t i = 0; i < file_size; i++)
             ombrel_file_stream_put_byte(stream, static_cast<int>(i));
         ombrel_close_file_stream(stream);
@@ -86,7 +86,7 @@ template<int (*put)(int, std::FILE*)>
 void their_puts(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        std::FILE* const stream = fopen(file.path(), "w");
+        std::FILE* const stream = fopen(file.path(), "r+");
         for (size_t i = 0; i < file_size; i++)
             put(static_cast<int>(i & 255), stream);
         fclose(stream);
@@ -134,7 +134,7 @@ constexpr size_t lines = file_size / (sizeof sample_line - 1);
 void our_written_lines(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "w", nullptr);
+        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "r+", nullptr);
         for (size_t i = 0; i < lines; i++)
             ombrel_file_stream_write_text(stream, sample_line);
         ombrel_close_file_stream(stream);
@@ -145,7 +145,7 @@ void our_written_lines(benchmark::State& state) {
 void their_written_lines(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        std::FILE* const stream = fopen(file.path(), "w");
+        std::FILE* const stream = fopen(file.path(), "r+");
         for (size_t i = 0; i < lines; i++)
             fputs(sample_line, stream);
         fclose(stream);
@@ -156,7 +156,7 @@ void their_written_lines(benchmark::State& state) {
 void our_formatted_lines(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "w", nullptr);
+        ombrel_file_stream_t* const stream = ombrel_open_file_stream(file.path(), "r+", nullptr);
         for (int i = 0; i < 50000; i++)
             ombrel_file_stream_printf(stream, "%s: line %d of %x\n", "name", i, 50000);
         ombrel_close_file_stream(stream);
@@ -166,7 +166,7 @@ void our_formatted_lines(benchmark::State& state) {
 void their_formatted_lines(benchmark::State& state) {
     const text_file file;
     for (auto _ : state) {
-        std::FILE* const stream = fopen(file.path(), "w");
+        std::FILE* const stream = fopen(file.path(), "r+");
         for (int i = 0; i < 50000; i++)
             fprintf(stream, "%s: line %d of %x\n", "name", i, 50000);
         fclose(stream);

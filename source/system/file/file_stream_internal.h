@@ -49,6 +49,8 @@ struct stream : ombrel_file_stream_ts {
     unsigned char* read_base() const { return read_block + def_ombrel_file_stream_unget_limit + 1; }
     size_t unread() const { return static_cast<size_t>(m_read_end - m_read_at); }
     size_t held() const { return static_cast<size_t>(m_write_at - write_base); }
+    /// Room for bytes of which nothing is due.
+    size_t open_room() const { return static_cast<size_t>(m_write_end - m_write_at); }
     size_t write_room() const { return buffer_size - held(); }
 };
 

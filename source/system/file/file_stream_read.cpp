@@ -69,31 +69,28 @@ struct line {
     size_t size = 0;
 };
 
-/// Takes unread bytes as a line, and its end behind them if it has one.
-line take_line(stream& of, size_t size, bool has_end, bool drops_return) {
-    line taken{reinterpret_cast<char*>(of.m_read_at), size};
-    if (drops_return && has_end && size > 0 && taken.text[size - 1] == '\r')
-        taken.size--;
-    of.m_read_at += size + (has_end ? 1 : 0);
-    of.has_line_end = has_end;
-    of.intact_from = of.m_read_at; // what is before is the caller's to change
-    taken.text[taken.size] = '\0';
-    return taken;
-}
-
 /// Takes what the limit allows of a line. It moves down by a byte, as the terminator takes one of its own.
-line take_part(stream& of) {
-    char* const text = reinterpret_cast<char*>(of.m_read_at) - 1;
-    memmove(text, of.m_read_at, of.line_limit);
-    of.m_read_at += of.line_limit;
-    of.has_line_end = false;
+int take_part(stream& of, line& found) {
+    found = {reinterpret_cast<char*>(of.m_read_at) - 1, of.line_limit};
+    memmove(found.text, of.m_read_at, found.size);
+    found.text[found.size] = '\0';
+    of.m_read_at += found.size;
     of.intact_from = of.m_read_at;
-    text[of.line_limit] = '\0';
-    return {text, of.line_limit};
+    of.has_line_end = false;
+    return refuse(fault_code::too_large);
 }
 
-int read_until(stream& of, int delimiter, line& found) {
-    const bool drops_return = delimiter == '\n' && (of.flags & def_ombrel_file_stream_flag_crlf) != 0;
+/// Takes unread bytes as a line, and its end behind them if it has one. Its bytes are the caller's to change.
+int take_line(stream& of, size_t size, bool has_end, line& found) {
+    found = {reinterpret_cast<char*>(of.m_read_at), size};
+    found.text[size] = '\0';
+    of.m_read_at += size + (has_end ? 1 : 0);
+    of.intact_from = of.m_read_at;
+    of.has_line_end = has_end;
+    return 1;
+}
+
+int find_line(stream& of, int delimiter, line& found) {
     for (size_t seen = 0;;) {
         const size_t unread = of.unread();
         const void* const end =
@@ -101,19 +98,36 @@ int read_until(stream& of, int delimiter, line& found) {
         const size_t size = end != nullptr
                                 ? static_cast<size_t>(static_cast<const unsigned char*>(end) - of.m_read_at)
                                 : unread;
-        if (size > of.line_limit) {
-            found = take_part(of);
-            return refuse(fault_code::too_large);
-        }
-        const int more = end != nullptr ? 0 : read_ahead(of);
-        if (more < 0 || (end == nullptr && more == 0 && size == 0))
-            return more;
-        if (more == 0) {
-            found = take_line(of, size, end != nullptr, drops_return);
-            return 1;
-        }
+        if (size > of.line_limit)
+            return take_part(of, found);
+        if (end != nullptr)
+            return take_line(of, size, true, found);
+        const int more = read_ahead(of);
+        if (more <= 0)
+            return more == 0 && size > 0 ? take_line(of, size, false, found) : more;
         seen = unread;
     }
+}
+
+void drop_return(const stream& of, line& found) {
+    const bool is_end = (of.flags & def_ombrel_file_stream_flag_crlf) != 0 && of.has_line_end &&
+                        found.size > 0 && found.text[found.size - 1] == '\r';
+    if (is_end)
+        found.text[--found.size] = '\0';
+}
+
+int read_until(ombrel_file_stream_t* stream, int delimiter, char** text, size_t* size) {
+    if (stream == nullptr || text == nullptr || delimiter < 0 || delimiter > UINT8_MAX)
+        return refuse(fault_code::invalid);
+    auto& of = *stream_of(stream);
+    line found;
+    const int result = find_line(of, delimiter, found);
+    if (result > 0 && delimiter == '\n')
+        drop_return(of, found);
+    *text = found.text;
+    if (size != nullptr)
+        *size = found.size;
+    return result;
 }
 
 /// A block that all that is left of a stream is read into.
@@ -210,18 +224,11 @@ int64_t ombrel_file_stream_read_some(ombrel_file_stream_t* stream, void* buffer,
 }
 
 int ombrel_file_stream_read_line(ombrel_file_stream_t* stream, char** line, size_t* size) {
-    return ombrel_file_stream_read_until(stream, '\n', line, size);
+    return read_until(stream, '\n', line, size);
 }
 
 int ombrel_file_stream_read_until(ombrel_file_stream_t* stream, int delimiter, char** line, size_t* size) {
-    if (stream == nullptr || line == nullptr || delimiter < 0 || delimiter > UINT8_MAX)
-        return refuse(fault_code::invalid);
-    struct line found;
-    const int result = read_until(*stream_of(stream), delimiter, found);
-    *line = found.text;
-    if (size != nullptr)
-        *size = found.size;
-    return result;
+    return read_until(stream, delimiter, line, size);
 }
 
 int ombrel_file_stream_has_line_end(const ombrel_file_stream_t* stream) {

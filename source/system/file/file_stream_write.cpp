@@ -58,7 +58,7 @@ bool are_due(stream& of, size_t added) {
 }
 
 /// Where the next bytes go with a buffering in full, they go without a call.
-void open_room(stream& of) {
+void set_open_room(stream& of) {
     if (of.is_writing && buffering_of(of) == def_ombrel_file_stream_buffering_full)
         of.m_write_end = of.write_base + of.buffer_size;
     else
@@ -71,7 +71,7 @@ size_t keep(stream& of, size_t added) {
     of.m_write_at += added;
     const size_t untaken = are_due(of, added) && !flush_held(of) ? std::min(of.held(), added) : 0;
     of.m_write_at -= untaken;
-    open_room(of);
+    set_open_room(of);
     return added - untaken;
 }
 
@@ -88,6 +88,13 @@ size_t write_once(stream& of, const unsigned char* data, size_t size) {
 
 /// `size`, or the bytes that were taken before a failure; -1 for none.
 int64_t write(stream& of, const void* data, size_t size) {
+    if (size <= of.open_room()) {
+        memcpy(of.m_write_at, data, size);
+        of.m_write_at += size;
+        return static_cast<int64_t>(size);
+    }
+    if (!begin_writing(of))
+        return -1;
     const auto* const bytes = static_cast<const unsigned char*>(data);
     size_t done = 0;
     for (size_t now = 1; now > 0 && done < size; done += now)
@@ -134,7 +141,7 @@ bool flush_held(stream& of) {
     if (done > 0)
         memmove(of.write_base, of.write_base + done, size - done);
     of.m_write_at -= done;
-    open_room(of);
+    set_open_room(of);
     return done == size;
 }
 
@@ -143,22 +150,29 @@ bool flush_held(stream& of) {
 using namespace ombrel;
 using namespace ombrel::system;
 
+namespace {
+
+int64_t write_bytes(ombrel_file_stream_t* stream, const void* data, size_t size) {
+    if (stream == nullptr || (data == nullptr && size > 0) || size > INT64_MAX)
+        return refuse(fault_code::invalid);
+    return write(*stream_of(stream), data, size);
+}
+
+} // namespace
+
 int ombrel_file_stream_put_byte(ombrel_file_stream_t* stream, int byte) {
     const auto value = static_cast<unsigned char>(byte);
-    return ombrel_file_stream_write(stream, &value, 1) == 1 ? value : -1;
+    return write_bytes(stream, &value, 1) == 1 ? value : -1;
 }
 
 int64_t ombrel_file_stream_write(ombrel_file_stream_t* stream, const void* data, size_t size) {
-    if (stream == nullptr || (data == nullptr && size > 0) || size > INT64_MAX)
-        return refuse(fault_code::invalid);
-    auto& of = *stream_of(stream);
-    return begin_writing(of) ? write(of, data, size) : -1;
+    return write_bytes(stream, data, size);
 }
 
 int64_t ombrel_file_stream_write_text(ombrel_file_stream_t* stream, const char* text) {
     if (text == nullptr)
         return refuse(fault_code::invalid);
-    return ombrel_file_stream_write(stream, text, strlen(text));
+    return write_bytes(stream, text, strlen(text));
 }
 
 int64_t ombrel_file_stream_vprintf(ombrel_file_stream_t* stream, const char* format, va_list arguments) {
