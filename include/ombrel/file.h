@@ -7,7 +7,7 @@
  * ombrel_file_*(). A settings file that is read, changed and stored:
  *
  * @code
- * int64_t size;
+ * size_t size;
  * char* text = ombrel_alloc_load_file("service.conf", 1 << 20, &size); // at most 1 MiB; 0 stands behind it
  * if (text == NULL && ombrel_last_fault() != def_ombrel_fault_not_found)
  *     ombrel_error_printf("service.conf: %s\n", ombrel_fault_text());
@@ -60,21 +60,20 @@ OMBREL_BEGIN_C
 #define def_ombrel_file_write 0x2u  /**< opens for writing */
 #define def_ombrel_file_append 0x4u /**< opens for writing; each write goes to the end */
 #define def_ombrel_file_create 0x8u /**< makes the file if it is not there */
-#define def_ombrel_file_exclusive                                                                            \
-    0x10u /**< with create: fails if anything is there, a link that leads nowhere too */
-#define def_ombrel_file_truncate 0x20u    /**< empties the file; for writing only */
-#define def_ombrel_file_inherit 0x40u     /**< programs that this one starts get the descriptor too */
-#define def_ombrel_file_no_wait 0x80u     /**< the opening of a named pipe does not wait for its other side */
-#define def_ombrel_file_no_follow 0x100u  /**< the last component is not followed if it is a symbolic link */
+/** With create: fails if anything is there, a symbolic link that leads nowhere too. */
+#define def_ombrel_file_exclusive 0x10u
+#define def_ombrel_file_truncate 0x20u /**< empties the file; for writing only */
+#define def_ombrel_file_inherit 0x40u  /**< programs that this one starts may get the descriptor too */
+/** A named pipe's other side is not waited for, and reads and writes do not wait either. */
+#define def_ombrel_file_no_wait 0x80u
+#define def_ombrel_file_no_follow 0x100u  /**< a symbolic link at the end of the path stands for itself */
 #define def_ombrel_file_no_replace 0x200u /**< fails if the target is there already */
-#define def_ombrel_file_keep_mode                                                                            \
-    0x400u /**< the copy gets all permissions of the original, whatever the mask */
+#define def_ombrel_file_keep_mode 0x400u  /**< the copy gets the original's permissions, whatever the mask */
 #define def_ombrel_file_keep_times 0x800u /**< the copy gets the original's access and modification times */
-#define def_ombrel_file_keep_owner                                                                           \
-    0x1000u /**< the copy gets the original's owner and group, if the host lets us */
-/** Owner, permissions and times of the original. */
-#define def_ombrel_file_keep_all 0x1c00u
-#define def_ombrel_file_at_once 0x2000u /**< the target is the old or the whole new file at any moment */
+/** The copy gets the original's owner and group, as far as the host lets us. */
+#define def_ombrel_file_keep_owner 0x1000u
+#define def_ombrel_file_keep_all 0x1c00u /**< permissions, times and owner */
+#define def_ombrel_file_at_once 0x2000u  /**< the target is the old or the whole new file at any moment */
 #define def_ombrel_file_no_sync                                                                              \
     0x4000u /**< the device is not waited for: a crash of the system may lose the file */
 #define def_ombrel_file_shared 0x8000u /**< locks for reading: others may lock so as well */
@@ -304,14 +303,14 @@ OMBREL_API int ombrel_file_unlock_region(int fd, int64_t offset, int64_t size);
  * @return the bytes, with a 0 behind them that is not counted, freed with ombrel_free(); null on failure:
  *         def_ombrel_fault_too_large, def_ombrel_fault_is_directory
  */
-OMBREL_API void* ombrel_alloc_load_file_tag(const char* path, size_t limit, int64_t* size,
+OMBREL_API void* ombrel_alloc_load_file_tag(const char* path, size_t limit, size_t* size,
                                             const char* function, unsigned long line);
 /** ombrel_alloc_load_file_tag() with the caller's own name and line. */
 #define ombrel_alloc_load_file(path, limit, size)                                                            \
     ombrel_alloc_load_file_tag((path), (limit), (size), __func__, __LINE__)
 
 /** @brief ombrel_alloc_load_file_tag() of what is open, from the position on. */
-OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, int64_t* size, const char* function,
+OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, const char* function,
                                             unsigned long line);
 /** ombrel_file_alloc_load_tag() with the caller's own name and line. */
 #define ombrel_file_alloc_load(fd, limit, size)                                                              \
@@ -359,8 +358,9 @@ OMBREL_API int ombrel_file_store_get_descriptor(const ombrel_file_store_t* store
 /** @brief Puts what was written in the file's place. @return 0; -1 on failure, when the old file stays and
  * the store can only be closed */
 OMBREL_API int ombrel_file_store_commit(ombrel_file_store_t* store);
-/** @brief Ends a store; what was not committed is dropped. @param store the store; null is ignored */
-OMBREL_API void ombrel_close_file_store(ombrel_file_store_t* store);
+/** @brief Ends a store; what was not committed is dropped. @param store the store; null is ignored @return 0
+ */
+OMBREL_API int ombrel_close_file_store(ombrel_file_store_t* store);
 /** @} */
 
 /**

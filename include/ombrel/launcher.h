@@ -88,12 +88,13 @@ typedef struct ombrel_launcher_state_ts {
 /** @name What a launcher tells its handler
  * @{
  */
-#define def_ombrel_launcher_event_started 1      /**< the child was started */
-#define def_ombrel_launcher_event_ended 2        /**< the child has ended: see m_end */
-#define def_ombrel_launcher_event_start_failed 3 /**< a restart failed: see the fault; it counts as an end   \
-                                                  */
-#define def_ombrel_launcher_event_log_failed 4   /**< the log takes no bytes: told once until it does again */
-#define def_ombrel_launcher_event_over 5 /**< the launcher has ended: see the reason. The last event */
+#define def_ombrel_launcher_event_started 1 /**< the child was started */
+#define def_ombrel_launcher_event_ended 2   /**< the child has ended: see m_end */
+#define def_ombrel_launcher_event_start_failed                                                               \
+    3                                          /**< a restart failed: see the fault; it counts as an end     \
+                                                */
+#define def_ombrel_launcher_event_log_failed 4 /**< the log takes no bytes: told once until it does again */
+#define def_ombrel_launcher_event_over 5       /**< the launcher has ended: see the reason. The last event */
 /** @} */
 
 /**

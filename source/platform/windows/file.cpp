@@ -15,6 +15,7 @@
 #include "platform/windows/child_table.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
+#include "platform/windows/path_handle.h"
 #include "platform/windows/pipe_end.h"
 #include "platform/windows/wide_text.h"
 
@@ -53,25 +54,18 @@ bool is_directory(const wchar_t* path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-/// The system says no more than that such a name is none, or that it is not there.
-bool has_long_name(const wchar_t* path) {
-    constexpr size_t longest = 255;
-    for (;;) {
-        const size_t size = wcscspn(path, L"\\");
-        if (size > longest)
-            return true;
-        if (path[size] == L'\0')
-            return false;
-        path += size + 1;
-    }
-}
-
 int fail_to_open(const wchar_t* path) {
     const DWORD error = GetLastError();
     if (error != ERROR_FILE_EXISTS && is_directory(path))
         return refuse(fault_code::is_directory);
-    const bool is_unknown = error == ERROR_INVALID_NAME || error_number_of(error) == ENOENT;
-    return fail_by(is_unknown && has_long_name(path) ? ERROR_FILENAME_EXCED_RANGE : error);
+    SetLastError(error);
+    return fail_by_path(path);
+}
+
+DWORD opening_attributes(const file_access& access) {
+    constexpr uint32_t may_write = 0200;
+    const DWORD itself = access.refuse_link ? FILE_FLAG_OPEN_REPARSE_POINT : 0;
+    return itself | ((access.mode & may_write) != 0 ? FILE_ATTRIBUTE_NORMAL : FILE_ATTRIBUTE_READONLY);
 }
 
 bool set_end(HANDLE file, int64_t size) {
@@ -82,6 +76,12 @@ bool set_end(HANDLE file, int64_t size) {
 
 /// A number for what was opened, emptied if that is wanted.
 int take_opened(HANDLE file, const file_access& access) {
+    if (access.refuse_link && is_link(file)) {
+        CloseHandle(file);
+        return refuse(fault_code::link_loop);
+    }
+    if (access.inherit)
+        SetHandleInformation(file, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     if (access.truncate && is_disk_file(file) && !set_end(file, 0)) {
         fail_by_last_error();
         CloseHandle(file);
@@ -130,6 +130,29 @@ int read_handle(HANDLE handle, void* buffer, size_t size) {
                                                                       : fail_transfer();
 }
 
+/// A place of a file as the calls take it.
+OVERLAPPED place_at(int64_t offset) {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return place;
+}
+
+/// Puts a file's position back, which transfers at a place move.
+class position_keeper {
+public:
+    explicit position_keeper(HANDLE file) : file_(file) {
+        SetFilePointerEx(file, LARGE_INTEGER{}, &before_, FILE_CURRENT);
+    }
+    ~position_keeper() { SetFilePointerEx(file_, before_, nullptr, FILE_BEGIN); }
+    position_keeper(const position_keeper&) = delete;
+    position_keeper& operator=(const position_keeper&) = delete;
+
+private:
+    HANDLE file_;
+    LARGE_INTEGER before_{};
+};
+
 /// Writes at the place of the handle or, in one step with finding it, at the end of the file.
 int write_handle(int descriptor, HANDLE handle, const void* data, size_t size) {
     OVERLAPPED at_end{};
@@ -162,7 +185,7 @@ int open_file(const char* path, const file_access& access) {
     if (!name)
         return -1;
     HANDLE const file = CreateFileW(name.get(), rights_of(access), shared_with_all, nullptr,
-                                    disposition_of(access), FILE_ATTRIBUTE_NORMAL, nullptr);
+                                    disposition_of(access), opening_attributes(access), nullptr);
     return file != INVALID_HANDLE_VALUE ? take_opened(file, access) : fail_to_open(name.get());
 }
 
@@ -193,6 +216,13 @@ void close_descriptor(int descriptor) {
         close_number(descriptor);
 }
 
+bool close_file(int descriptor) {
+    const bool is_there = is_socket(descriptor) || handle_of(descriptor) != nullptr;
+    if (is_there)
+        close_descriptor(descriptor);
+    return is_there;
+}
+
 void set_descriptor_blocking(int descriptor, bool on) {
     if (is_socket(descriptor))
         set_non_blocking(descriptor, !on);
@@ -213,6 +243,28 @@ int read_descriptor(int descriptor, void* buffer, size_t size) {
 int write_file(int descriptor, const void* data, size_t size) {
     HANDLE const handle = handle_of(descriptor);
     return handle != nullptr ? write_handle(descriptor, handle, data, size) : -1;
+}
+
+int read_file_at(int descriptor, void* buffer, size_t size, int64_t offset) {
+    HANDLE const file = disk_file_of(descriptor, fault_code::not_seekable);
+    if (file == nullptr)
+        return -1;
+    const position_keeper kept(file);
+    OVERLAPPED place = place_at(offset);
+    DWORD bytes = 0;
+    if (ReadFile(file, buffer, countable(size), &bytes, &place) || GetLastError() == ERROR_HANDLE_EOF)
+        return static_cast<int>(bytes);
+    return fail_transfer();
+}
+
+int write_file_at(int descriptor, const void* data, size_t size, int64_t offset) {
+    HANDLE const file = disk_file_of(descriptor, fault_code::not_seekable);
+    if (file == nullptr)
+        return -1;
+    const position_keeper kept(file);
+    OVERLAPPED place = place_at(offset);
+    DWORD bytes = 0;
+    return WriteFile(file, data, countable(size), &bytes, &place) ? static_cast<int>(bytes) : fail_transfer();
 }
 
 int write_descriptor(int descriptor, const void* data, size_t size) {

@@ -1,6 +1,7 @@
 #include "system/file/copy_bytes.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/file_copy.h"
 #include "system/file/file_internal.h"
@@ -21,7 +22,7 @@ public:
             if (!platform::find_file_run(from_, done_, run)) {
                 if (last_fault().code == fault_code::not_found)
                     return end_with_hole();
-                run = {done_, INT64_MAX};
+                return copy_around_zeros();
             }
             if (!skip_to(run.start)) // also when there is no hole: the search has moved the position
                 return -1;
@@ -44,7 +45,6 @@ public:
         }
         return 0;
     }
-    int64_t done() const { return done_; }
 
 private:
     static constexpr int64_t piece = int64_t{64} << 20;
@@ -54,6 +54,15 @@ private:
         constexpr auto start = platform::file_origin::start;
         done_ = place;
         return platform::move_file(from_, place, start) >= 0 && platform::move_file(to_, place, start) >= 0;
+    }
+    /// For hosts that do not tell where the holes are.
+    int copy_around_zeros() {
+        host_copies_ = false;
+        leaves_zeros_out_ = true;
+        if (!skip_to(done_))
+            return -1;
+        const int result = copy_until(INT64_MAX);
+        return result != 0 || platform::set_file_size(to_, done_) ? result : -1;
     }
     int end_with_hole() {
         done_ = size_;
@@ -79,8 +88,7 @@ private:
         while (copied < size) {
             const size_t wanted = static_cast<size_t>(std::min<int64_t>(size - copied, block_size));
             const int got = platform::read_descriptor(from_, block_.get(), wanted);
-            if (got < 0 ||
-                (got > 0 && ombrel_file_write_all(to_, block_.get(), static_cast<size_t>(got)) != 0))
+            if (got < 0 || (got > 0 && !put_block(static_cast<size_t>(got))))
                 return -1;
             if (got == 0)
                 break;
@@ -89,9 +97,17 @@ private:
         return copied;
     }
 
+    bool put_block(size_t size) {
+        const char* const bytes = block_.get();
+        const auto is_zero = [=] { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; };
+        if (leaves_zeros_out_ && is_zero())
+            return platform::move_file(to_, static_cast<int64_t>(size), platform::file_origin::current) >= 0;
+        return ombrel_file_write_all(to_, bytes, size) == 0;
+    }
+
     int from_, to_;
     int64_t size_, done_ = 0;
-    bool host_copies_ = true;
+    bool host_copies_ = true, leaves_zeros_out_ = false;
     const copy_progress& progress_;
     quiet_ptr<char> block_;
 };

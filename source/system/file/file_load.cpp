@@ -39,10 +39,10 @@ public:
                 return false;
         }
     }
-    char* take(int64_t* size) {
+    char* take(size_t* size) {
         bytes_.get()[size_] = '\0';
         if (size != nullptr)
-            *size = static_cast<int64_t>(size_);
+            *size = size_;
         return bytes_.release();
     }
 
@@ -70,7 +70,7 @@ bool expect(int descriptor, size_t limit, size_t& expected) {
 
 } // namespace
 
-void* ombrel_file_alloc_load_tag(int fd, size_t limit, int64_t* size, const char* function,
+void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, const char* function,
                                  unsigned long line) {
     loading bytes(std::min(limit != 0 ? limit : def_ombrel_file_default_limit, most), {function, line});
     size_t expected;
@@ -80,7 +80,7 @@ void* ombrel_file_alloc_load_tag(int fd, size_t limit, int64_t* size, const char
     return bytes.take(size);
 }
 
-void* ombrel_alloc_load_file_tag(const char* path, size_t limit, int64_t* size, const char* function,
+void* ombrel_alloc_load_file_tag(const char* path, size_t limit, size_t* size, const char* function,
                                  unsigned long line) {
     const owned_descriptor file(is_path(path) ? platform::open_file_for_reading(path) : -1);
     return file.is_open() ? ombrel_file_alloc_load_tag(file.get(), limit, size, function, line) : nullptr;

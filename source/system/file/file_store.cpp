@@ -178,16 +178,16 @@ int ombrel_file_store_commit(ombrel_file_store_t* store) {
     return result_of(finish(*store));
 }
 
-void ombrel_close_file_store(ombrel_file_store_t* store) {
+int ombrel_close_file_store(ombrel_file_store_t* store) {
     if (store == nullptr)
-        return;
+        return 0;
     if (store->descriptor >= 0)
         platform::close_descriptor(store->descriptor);
     if (store->temporary != nullptr)
         platform::remove_file(store->temporary);
     for (char* const text : {store->path, store->temporary})
         ombrel_check_free(text);
-    ombrel_free(store);
+    return ombrel_free(store);
 }
 
 int ombrel_store_file(const char* path, const void* data, size_t size, uint32_t flags, uint32_t mode) {

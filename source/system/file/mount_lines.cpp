@@ -44,7 +44,7 @@ bool take_line(std::string_view line, ombrel_mount_t& record, char*& to) {
     std::string_view words[4];
     for (std::string_view& word : words)
         word = take_until(line, ' ');
-    if (words[1].empty() || words[2].empty())
+    if (words[1].empty())
         return false;
     const char** const fields[] = {&record.m_source, &record.m_directory, &record.m_kind, &record.m_options};
     for (size_t i = 0; i < std::size(words); i++) {

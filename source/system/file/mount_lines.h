@@ -9,7 +9,7 @@
 
 namespace ombrel::system {
 
-/// Reads lines as platform::mount_lines() gives them; those with fewer than three words are passed over.
+/// Reads lines as platform::mount_lines() gives them; those without a second word are passed over.
 /// @param count receives the number of records; may be null
 /// @return one block of the caller's with the records, one of nulls and the texts; null when memory runs out
 ombrel_mount_t* parse_mount_lines(std::string_view lines, size_t* count, call_site caller);
