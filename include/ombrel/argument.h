@@ -186,61 +186,80 @@ typedef struct ombrel_arguments_ts ombrel_arguments_t;
  *                other
  * @param context the option's target
  * @return 0 to go on; -1 when the value will not do, which the result then tells in words; anything else ends
- *         the parse with it
+ *         the parse with it: above 1, to be told from #def_ombrel_argument_help_wanted
  */
 typedef int (*ombrel_argument_handler_t)(const ombrel_argument_option_t* option, const char* value,
                                          void* context);
 
 /** An option. What is not named is unset: 0 or null. */
 struct ombrel_argument_option_ts {
-    char m_letter OMBREL_ARGUMENT_UNSET;       /**< its letter, any ASCII character but "-"; 0 for none */
-    const char* m_name OMBREL_ARGUMENT_UNSET;  /**< its long name, without dashes; null for none */
-    int m_kind OMBREL_ARGUMENT_UNSET;          /**< one of the kinds */
-    uint32_t m_flags OMBREL_ARGUMENT_UNSET;    /**< flags of options */
-    void* m_target OMBREL_ARGUMENT_UNSET;      /**< where its value goes, of the type that the kind tells */
-    size_t m_offset OMBREL_ARGUMENT_UNSET;     /**< without a target: its place in the record of the parse */
-    const char* m_value OMBREL_ARGUMENT_UNSET; /**< how the help calls its value ("FILE"); "VALUE" when null.
-                                                  Listed options and calls take a value only if this is set */
-    const char* m_help OMBREL_ARGUMENT_UNSET; /**< what it does, broken into lines by the help; may be null */
-    int64_t m_least OMBREL_ARGUMENT_UNSET;    /**< the least value that is allowed, in the target's unit; */
-    int64_t m_most OMBREL_ARGUMENT_UNSET;     /**< the greatest. When both are 0: all that the target's type
-                                                 holds, from 0 on for sizes and times */
-    const char* m_choices OMBREL_ARGUMENT_UNSET;   /**< for a choice: words separated by "|" */
-    const char* m_otherwise OMBREL_ARGUMENT_UNSET; /**< for an optional value: what stands for a missing one;
-                                                      null leaves the target as it is */
-    ombrel_argument_handler_t m_handler OMBREL_ARGUMENT_UNSET; /**< for a call */
+    /** Its letter, any ASCII character but "-"; 0 for none. */
+    char m_letter OMBREL_ARGUMENT_UNSET;
+    /** Its long name, without dashes; null for none. */
+    const char* m_name OMBREL_ARGUMENT_UNSET;
+    /** One of the kinds. */
+    int m_kind OMBREL_ARGUMENT_UNSET;
+    /** Flags of options. */
+    uint32_t m_flags OMBREL_ARGUMENT_UNSET;
+    /** Where its value goes, of the type that the kind tells. */
+    void* m_target OMBREL_ARGUMENT_UNSET;
+    /** Without a target: its place in the record of the parse, in bytes. */
+    size_t m_offset OMBREL_ARGUMENT_UNSET;
+    /** How the help calls its value ("FILE"); "VALUE" when null. Listed options and calls take a value only
+     * if this is set. */
+    const char* m_value OMBREL_ARGUMENT_UNSET;
+    /** What it does, broken into lines by the help; may be null. */
+    const char* m_help OMBREL_ARGUMENT_UNSET;
+    /** The least value that is allowed, in the target's unit. */
+    int64_t m_least OMBREL_ARGUMENT_UNSET;
+    /** The greatest. When both are 0: all that the target's type holds, from 0 on for sizes and times. */
+    int64_t m_most OMBREL_ARGUMENT_UNSET;
+    /** For a choice: words separated by "|". */
+    const char* m_choices OMBREL_ARGUMENT_UNSET;
+    /** For an optional value: what stands for a missing one; null leaves the target as it is. */
+    const char* m_otherwise OMBREL_ARGUMENT_UNSET;
+    /** For a call. */
+    ombrel_argument_handler_t m_handler OMBREL_ARGUMENT_UNSET;
 };
 
 /** A program, or a sub-command of one. What is not named is unset: 0 or null. */
 struct ombrel_argument_table_ts {
-    const char* m_name OMBREL_ARGUMENT_UNSET; /**< the name that help and complaints begin with. A sub-command
-                                                 is called by the last word of it: "cache clear" by "clear" */
-    const char* m_usage OMBREL_ARGUMENT_UNSET;    /**< what the usage line shows behind the name; null for one
-                                                     made    of the options and m_operands */
-    const char* m_operands OMBREL_ARGUMENT_UNSET; /**< the operands as the usage line shows them
-                                                     ("[FILE...]"); null for none, which are refused then */
-    int m_least_operands OMBREL_ARGUMENT_UNSET;   /**< so many operands are needed */
-    int m_most_operands OMBREL_ARGUMENT_UNSET;    /**< so many are allowed; 0 for any number */
-    const char* m_summary OMBREL_ARGUMENT_UNSET;  /**< what it does, in a line; may be null */
-    const char* m_notes OMBREL_ARGUMENT_UNSET;    /**< what the help says behind the options; may be null */
-    const ombrel_argument_option_t* m_options OMBREL_ARGUMENT_UNSET; /**< its options and a row of zeroes; may
-                                                                        be null */
-    const ombrel_argument_table_t* const* m_commands OMBREL_ARGUMENT_UNSET; /**< its sub-commands and a null;
-                           null without any. With them the first operand names one, which takes the rest */
-    uint32_t m_flags OMBREL_ARGUMENT_UNSET;                                 /**< flags of tables */
-    int (*m_main)(const ombrel_arguments_t* arguments, void* record) OMBREL_ARGUMENT_UNSET; /**< what it does:
-                           for callers that find it by the result's m_table. The library never calls it */
+    /** The name that help and complaints begin with. A sub-command is called by the last word of it: "cache
+     * clear" by "clear". */
+    const char* m_name OMBREL_ARGUMENT_UNSET;
+    /** What the usage line shows behind the name; null for one made of the options and m_operands. */
+    const char* m_usage OMBREL_ARGUMENT_UNSET;
+    /** The operands as the usage line shows them ("[FILE...]"); null for none, which are refused then. */
+    const char* m_operands OMBREL_ARGUMENT_UNSET;
+    /** So many operands are needed. */
+    int m_least_operands OMBREL_ARGUMENT_UNSET;
+    /** So many are allowed; 0 for any number. */
+    int m_most_operands OMBREL_ARGUMENT_UNSET;
+    /** What it does, in a line; may be null. */
+    const char* m_summary OMBREL_ARGUMENT_UNSET;
+    /** What the help says behind the options; may be null. */
+    const char* m_notes OMBREL_ARGUMENT_UNSET;
+    /** Its options and a row of zeroes; may be null. */
+    const ombrel_argument_option_t* m_options OMBREL_ARGUMENT_UNSET;
+    /** Its sub-commands and a null; null without any. With them the first operand names one, whose table
+     * takes the rest of the arguments. */
+    const ombrel_argument_table_t* const* m_commands OMBREL_ARGUMENT_UNSET;
+    /** Flags of tables. */
+    uint32_t m_flags OMBREL_ARGUMENT_UNSET;
+    /** What it does: for callers that find it by the result's m_table. The library never calls it. */
+    int (*m_main)(const ombrel_arguments_t* arguments, void* record) OMBREL_ARGUMENT_UNSET;
 };
 
 /** What a parse found. */
 struct ombrel_arguments_ts {
     const ombrel_argument_table_t* m_table; /**< the table given, or that of the innermost sub-command */
-    int m_operand_count;                    /**< how many operands there are */
-    char** m_operands; /**< the operands and the null that ends the arguments: the end of `argv` */
-    int m_wrong;       /**< what was wrong */
-    int m_index;       /**< which argument was: its place when the parse began; `argc` when one is missing */
-    int m_exit_code;   /**< what a program exits with: 0 when it was asked for its help; 2 when something
-                          was wrong; what a handler returned, in its lowest 8 bits */
+    int m_operand_count; /**< how many operands there are; 0 when the parse did not give 0 */
+    char** m_operands;   /**< the operands and a null behind the last: the end of `argv` */
+    int m_wrong;         /**< what was wrong */
+    int m_index; /**< which argument was: its place when the parse began; `argc` when an operand or a command
+                    is missing */
+    int m_exit_code; /**< what a program exits with: 0 when it was asked for its help; 2 when something was
+                        wrong; what a handler returned, in its lowest 8 bits */
     char m_message[def_ombrel_argument_message_size]; /**< what was wrong, in words; empty when nothing was */
 };
 

@@ -45,13 +45,18 @@ OMBREL_BEGIN_C
  */
 typedef int (*ombrel_multicall_main_t)(int argc, char** argv);
 
+/** Help of a command that answers "--help" itself, wherever it stands among its arguments, as one does that
+ * reads them by ombrel_take_arguments(). */
+#define def_ombrel_multicall_own_help ""
+
 /** A command. The record and its texts belong to whoever registers it. */
 typedef struct ombrel_multicall_command_ts {
     const char* m_name;             /**< its name: not empty, without separators of paths */
     ombrel_multicall_main_t m_main; /**< what it does; not null */
     const char* m_arguments;        /**< its arguments as a usage line shows them; null for none */
     const char* m_summary;          /**< what it does, in a line; may be null */
-    const char* m_help;             /**< more lines about its options, each with its newline; may be null */
+    const char* m_help;             /**< more lines about its options, each with its newline; may be null, or
+                                       #def_ombrel_multicall_own_help */
 } ombrel_multicall_command_t;
 
 /** Argument record of the control operation #def_ombrel_multicall_control_execute. */
@@ -102,7 +107,8 @@ OMBREL_API const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t
  * When the last component of `argv[0]`, without an ending ".exe", names a command, that one runs with all
  * arguments. Otherwise `argv[1]` names it and it runs with the arguments from there on. Without a second
  * argument, and for "--help" or "-h" in its place, the commands are listed; "--version" and "--list" give the
- * version and the bare names. "--help" as the only argument of a command prints how to use it.
+ * version and the bare names. "--help" as the only argument of a command prints how to use it, or is
+ * left to the command where its record says so.
  * @param argc number of arguments
  * @param argv the arguments and a null behind them; null or an `argc` below 1 counts as no argument
  * @return the command's exit code; #def_ombrel_multicall_exit_unknown, with a complaint, when there is no

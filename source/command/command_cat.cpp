@@ -1,21 +1,25 @@
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
 
 namespace ombrel::command {
 
 namespace {
 
+constexpr ombrel_argument_table_t table = {.m_name = "cat",
+                                           .m_operands = "[FILE...]",
+                                           .m_summary =
+                                               "Writes files one after the other to standard output."};
+
 int run_cat(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    if (arguments.next())
-        return ombrel_refuse_multicall_arguments(&cat_command);
+    const command_arguments arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
     return for_each_input(arguments, [](const char* name) { return read_input("cat", name, put_bytes); });
 }
 
 } // namespace
 
-constexpr ombrel_multicall_command_t cat_command = {
-    "cat", run_cat, "[FILE...]", "Writes files one after the other to standard output.", nullptr};
+constexpr ombrel_multicall_command_t cat_command = command_of(table, run_cat);
 
 } // namespace ombrel::command

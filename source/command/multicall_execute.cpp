@@ -21,6 +21,10 @@ void print_usage(const ombrel_multicall_command_t& command, puts_function print)
         print("%s", command.m_help);
 }
 
+bool has_own_help(const ombrel_multicall_command_t& command) {
+    return command.m_help != nullptr && *command.m_help == '\0';
+}
+
 } // namespace
 
 // Texts and bytes have both gone through the C stream by now.
@@ -41,7 +45,7 @@ int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, 
         argc = 1;
         argv = name_alone;
     }
-    if (argc == 2 && std::string_view(argv[1]) == "--help") {
+    if (argc == 2 && std::string_view(argv[1]) == "--help" && !has_own_help(*command)) {
         print_usage(*command, ombrel_printf);
         return command::finish(command->m_name, def_ombrel_multicall_exit_good);
     }

@@ -2,31 +2,12 @@
 
 #include <netdb.h>
 
+#include "platform/common/name_hints.h"
+
 namespace ombrel::platform {
 
-namespace {
-
-struct flag_pair {
-    unsigned query;
-    int hint;
-};
-
-constexpr flag_pair hint_flags[] = {
-    {query_passive, AI_PASSIVE},
-    {query_numeric_host, AI_NUMERICHOST},
-    {query_canonical_name, AI_CANONNAME},
-};
-
-} // namespace
-
 name_answers::name_answers(const name_query& query) {
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = query.socket_type;
-    hints.ai_protocol = query.protocol;
-    for (const flag_pair& flag : hint_flags)
-        if ((query.flags & flag.query) != 0)
-            hints.ai_flags |= flag.hint;
+    const addrinfo hints = hints_for<addrinfo>(query);
     addrinfo* answers = nullptr;
     if (getaddrinfo(query.host, query.service, &hints, &answers) == 0)
         first_ = next_ = answers;

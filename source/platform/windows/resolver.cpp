@@ -3,34 +3,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/common/name_hints.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/winsock.h"
 
 namespace ombrel::platform {
 
 namespace {
-
-struct flag_pair {
-    unsigned query;
-    int hint;
-};
-
-constexpr flag_pair hint_flags[] = {
-    {query_passive, AI_PASSIVE},
-    {query_numeric_host, AI_NUMERICHOST},
-    {query_canonical_name, AI_CANONNAME},
-};
-
-ADDRINFOW hints_for(const name_query& query) {
-    ADDRINFOW hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = query.socket_type;
-    hints.ai_protocol = query.protocol;
-    for (const flag_pair& flag : hint_flags)
-        if ((query.flags & flag.query) != 0)
-            hints.ai_flags |= flag.hint;
-    return hints;
-}
 
 /// A text that may be missing. Names beyond ASCII are for the system to encode.
 class optional_text {
@@ -50,7 +29,7 @@ ADDRINFOW* ask(const name_query& query) {
     const optional_text host(query.host), service(query.service);
     if (!host || !service)
         return nullptr;
-    const ADDRINFOW hints = hints_for(query);
+    const ADDRINFOW hints = hints_for<ADDRINFOW>(query);
     ADDRINFOW* answers = nullptr;
     const auto call = [&] { return GetAddrInfoW(host.get(), service.get(), &hints, &answers); };
     return with_winsock(call, [](int result) { return result != 0; }) == 0 ? answers : nullptr;

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 
+#include "platform/common/socket_option.h"
 #include "platform/fault.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
@@ -76,36 +77,6 @@ int make_own(int accepted) {
     SetHandleInformation(reinterpret_cast<HANDLE>(socket_of(accepted)), HANDLE_FLAG_INHERIT, 0);
     set_non_blocking(accepted, false);
     return accepted;
-}
-
-struct option_place {
-    int level, name;
-};
-
-option_place place_of(socket_option option) {
-    switch (option) {
-    case socket_option::pending_error:
-        return {SOL_SOCKET, SO_ERROR};
-    case socket_option::send_buffer:
-        return {SOL_SOCKET, SO_SNDBUF};
-    case socket_option::receive_buffer:
-        return {SOL_SOCKET, SO_RCVBUF};
-    case socket_option::reuse_address:
-        return {SOL_SOCKET, SO_REUSEADDR};
-    case socket_option::broadcast:
-        return {SOL_SOCKET, SO_BROADCAST};
-    case socket_option::ipv4_hops:
-        return {IPPROTO_IP, IP_TTL};
-    case socket_option::ipv4_multicast_hops:
-        return {IPPROTO_IP, IP_MULTICAST_TTL};
-    case socket_option::ipv6_hops:
-        return {IPPROTO_IPV6, IPV6_UNICAST_HOPS};
-    case socket_option::ipv6_multicast_hops:
-        return {IPPROTO_IPV6, IPV6_MULTICAST_HOPS};
-    case socket_option::ipv6_only:
-        return {IPPROTO_IPV6, IPV6_V6ONLY};
-    }
-    return {-1, -1};
 }
 
 /// A pending error comes in the numbers of Winsock.

@@ -1,0 +1,78 @@
+// How commands read their arguments: by one table, which makes their help as well.
+//
+// A command is a file of its own, such as this one. Its record has the table's name, operands and summary;
+// the table answers "--help", words mistakes, and stores what was chosen.
+//
+//     struct head_choice {
+//         int64_t bytes = -1;
+//         int lines = 10;
+//     };
+//
+//     constexpr ombrel_argument_option_t options[] = {
+//         {.m_letter = 'c', .m_name = "bytes", .m_kind = def_ombrel_argument_size,
+//          .m_offset = offsetof(head_choice, bytes), .m_value = "SIZE", .m_help = "so many bytes instead"},
+//         {.m_letter = 'n', .m_name = "lines", .m_kind = def_ombrel_argument_integer,
+//          .m_offset = offsetof(head_choice, lines), .m_value = "COUNT", .m_help = "so many lines (default
+//          10)", .m_least = 0, .m_most = INT_MAX},
+//         {}};
+//
+//     constexpr ombrel_argument_table_t table = {.m_name = "head", .m_operands = "[FILE...]",
+//                                                .m_summary = "Prints the beginning of files.",
+//                                                .m_options = options};
+//
+//     int run_head(int argc, char** argv) {
+//         const command_arguments<head_choice> arguments(table, argc, argv);
+//         if (!arguments)
+//             return arguments.exit_code();
+//         return for_each_input(arguments, [&](const char* name) { return print_head(*arguments, name); });
+//     }
+//
+//     constexpr ombrel_multicall_command_t head_command = command_of(table, run_head);
+//
+// What a table cannot know is refused by `return ombrel_refuse_arguments(&table, "...")`, which gives the
+// exit code 2. The fields of a row stand in the order of the record, as C++ wants it.
+#pragma once
+
+#include <cstddef>
+
+#include <ombrel/argument.h>
+#include <ombrel/multicall.h>
+
+namespace ombrel::command {
+
+struct no_choice {};
+
+/// The arguments of a command, read.
+template<typename Choice = no_choice>
+class command_arguments {
+public:
+    /// @param choice what is chosen unless the arguments say otherwise, and the room of lists
+    command_arguments(const ombrel_argument_table_t& table, int argc, char** argv, const Choice& choice = {})
+        : choice_(choice), outcome_(ombrel_take_arguments(&table, argc, argv, &choice_, &found_)) {}
+
+    /// False when the command ends here, with its exit code: help was wanted and given, or a mistake was
+    /// told.
+    explicit operator bool() const { return outcome_ == 0; }
+    int exit_code() const { return found_.m_exit_code; }
+
+    const Choice& operator*() const { return choice_; }
+    const Choice* operator->() const { return &choice_; }
+
+    int operand_count() const { return found_.m_operand_count; }
+    const char* operand(int index) const { return found_.m_operands[index]; }
+    /// With a null behind the last.
+    char** operands() const { return found_.m_operands; }
+
+private:
+    Choice choice_;
+    ombrel_arguments_t found_;
+    int outcome_;
+};
+
+/// The record of a command that reads its arguments by a table.
+constexpr ombrel_multicall_command_t command_of(const ombrel_argument_table_t& table,
+                                                ombrel_multicall_main_t main) {
+    return {table.m_name, main, table.m_operands, table.m_summary, def_ombrel_multicall_own_help};
+}
+
+} // namespace ombrel::command

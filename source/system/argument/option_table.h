@@ -1,0 +1,43 @@
+// What a table of options has.
+#pragma once
+
+#include <string_view>
+
+#include <ombrel/argument.h>
+
+namespace ombrel::system {
+
+/// Whether it takes a value, which may be left out where it is optional.
+bool takes_value(const ombrel_argument_option_t& option);
+
+/// An option that can be given: no heading, and not the end.
+bool is_option(const ombrel_argument_option_t& option);
+
+/// Calls `use(option)` for each row before the end; headings are rows too.
+template<typename Use>
+void for_each_row(const ombrel_argument_table_t& table, Use use) {
+    const ombrel_argument_option_t* row = table.m_options;
+    for (; row != nullptr && row->m_kind != def_ombrel_argument_end; row++)
+        use(*row);
+}
+
+/// Null when there is none.
+const ombrel_argument_option_t* find_letter(const ombrel_argument_table_t& table, char letter);
+
+struct found_option {
+    const ombrel_argument_option_t* option = nullptr; ///< null when there is none
+    bool is_negated = false;                          ///< named "no-NAME"
+    const ombrel_argument_option_t* other = nullptr;  ///< one that the beginning of a name fits as well
+    bool other_negated = false;
+};
+
+/// By its whole name, or by a beginning of it where the table allows that.
+found_option find_name(const ombrel_argument_table_t& table, std::string_view name);
+
+/// The sub-command that is called so; null when there is none.
+const ombrel_argument_table_t* find_command(const ombrel_argument_table_t& table, std::string_view name);
+
+/// What a sub-command is called by: the last word of its name.
+std::string_view called_by(const ombrel_argument_table_t& table);
+
+} // namespace ombrel::system
