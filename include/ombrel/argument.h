@@ -37,26 +37,32 @@
  *
  * and "say -n0 hello" complains with `say: option "-n": "0" is not from 1 to 99` and exits with 2.
  *
- * **How arguments are read.** Letters cluster ("-ln5"); the value of a letter follows it ("-n5") or is the
+ * @par How arguments are read
+ * Letters cluster ("-ln5"); the value of a letter follows it ("-n5") or is the
  * next argument ("-n 5"), that of a name follows a "=" ("--copies=5") or is the next argument, whatever that
  * begins with. Options may stand behind operands, and "--" ends them; "-" alone is an operand. An option that
  * is given again replaces its value, but for those that count, list or call. Names are compared exactly, or,
  * with a flag of the table, by any beginning that only one of them has. Each table has an option "--help",
  * unless it says otherwise. Sub-commands are tables of their own.
  *
- * **Where values go.** Each option has an address (m_target), or, where that is null, an offset (m_offset) in
+ * @par Where values go
+ * Each option has an address (m_target), or, where that is null, an offset (m_offset) in
  * a record that is given with each parse, so that a constant table serves any number of threads. What an
  * option does not set keeps what was there before: that is its default.
  *
- * **Memory.** Parsing takes none. Values and operands point into the arguments.
+ * @par Memory
+ * Parsing takes none. Values and operands point into the arguments.
  *
- * **Command lines** are split into arguments, and made of them, by the rules of POSIX shells, of Windows, or
+ * @par Command lines
+ * Command lines are split into arguments, and made of them, by the rules of POSIX shells, of Windows, or
  * of neither: ombrel_alloc_arguments(), ombrel_alloc_command_line(). ombrel_alloc_expanded_text() puts values
  * in the place of their names.
  *
- * **Threads.** Any, for all functions; an argument vector and a result belong to one thread at a time.
+ * @par Threads
+ * Any, for all functions; an argument vector and a result belong to one thread at a time.
  *
- * **Faults.** A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null
+ * @par Failures
+ * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null
  * objects, nonsense arguments and texts that cannot be read; others are told with the function.
  *
  * In C++ before C++20, which has no designated fields in the language, write the fields in their order.
@@ -71,11 +77,10 @@
 #include <ombrel/value.h>
 
 #if defined(__cplusplus) && __cplusplus >= 201402L
-#define OMBREL_ARGUMENT_UNSET                                                                                \
-    {}
+#define OMBREL_UNSET = {}
 #else
 /** What a field has that a table does not name: nothing. C++ compilers would otherwise warn of it. */
-#define OMBREL_ARGUMENT_UNSET
+#define OMBREL_UNSET
 #endif
 
 OMBREL_BEGIN_C
@@ -151,7 +156,7 @@ OMBREL_BEGIN_C
 /** @} */
 
 /** Result of a parse that met "--help". */
-#define def_ombrel_argument_help_wanted 1
+#define def_ombrel_argument_help_wanted (-2)
 
 /**
  * @name What was wrong
@@ -186,7 +191,7 @@ typedef struct ombrel_arguments_ts ombrel_arguments_t;
  *                other
  * @param context the option's target
  * @return 0 to go on; -1 when the value will not do, which the result then tells in words; anything else ends
- *         the parse with it: above 1, to be told from #def_ombrel_argument_help_wanted
+ *         the parse with it, and is best above 0
  */
 typedef int (*ombrel_argument_handler_t)(const ombrel_argument_option_t* option, const char* value,
                                          void* context);
@@ -194,60 +199,60 @@ typedef int (*ombrel_argument_handler_t)(const ombrel_argument_option_t* option,
 /** An option. What is not named is unset: 0 or null. */
 struct ombrel_argument_option_ts {
     /** Its letter, any ASCII character but "-"; 0 for none. */
-    char m_letter OMBREL_ARGUMENT_UNSET;
+    char m_letter OMBREL_UNSET;
     /** Its long name, without dashes; null for none. */
-    const char* m_name OMBREL_ARGUMENT_UNSET;
+    const char* m_name OMBREL_UNSET;
     /** One of the kinds. */
-    int m_kind OMBREL_ARGUMENT_UNSET;
+    int m_kind OMBREL_UNSET;
     /** Flags of options. */
-    uint32_t m_flags OMBREL_ARGUMENT_UNSET;
+    uint32_t m_flags OMBREL_UNSET;
     /** Where its value goes, of the type that the kind tells. */
-    void* m_target OMBREL_ARGUMENT_UNSET;
+    void* m_target OMBREL_UNSET;
     /** Without a target: its place in the record of the parse, in bytes. */
-    size_t m_offset OMBREL_ARGUMENT_UNSET;
+    size_t m_offset OMBREL_UNSET;
     /** How the help calls its value ("FILE"); "VALUE" when null. Listed options and calls take a value only
      * if this is set. */
-    const char* m_value OMBREL_ARGUMENT_UNSET;
+    const char* m_value OMBREL_UNSET;
     /** What it does, broken into lines by the help; may be null. */
-    const char* m_help OMBREL_ARGUMENT_UNSET;
+    const char* m_help OMBREL_UNSET;
     /** The least value that is allowed, in the target's unit. */
-    int64_t m_least OMBREL_ARGUMENT_UNSET;
+    int64_t m_least OMBREL_UNSET;
     /** The greatest. When both are 0: all that the target's type holds, from 0 on for sizes and times. */
-    int64_t m_most OMBREL_ARGUMENT_UNSET;
+    int64_t m_most OMBREL_UNSET;
     /** For a choice: words separated by "|". */
-    const char* m_choices OMBREL_ARGUMENT_UNSET;
+    const char* m_choices OMBREL_UNSET;
     /** For an optional value: what stands for a missing one; null leaves the target as it is. */
-    const char* m_otherwise OMBREL_ARGUMENT_UNSET;
+    const char* m_otherwise OMBREL_UNSET;
     /** For a call. */
-    ombrel_argument_handler_t m_handler OMBREL_ARGUMENT_UNSET;
+    ombrel_argument_handler_t m_handler OMBREL_UNSET;
 };
 
 /** A program, or a sub-command of one. What is not named is unset: 0 or null. */
 struct ombrel_argument_table_ts {
     /** The name that help and complaints begin with. A sub-command is called by the last word of it: "cache
      * clear" by "clear". */
-    const char* m_name OMBREL_ARGUMENT_UNSET;
+    const char* m_name OMBREL_UNSET;
     /** What the usage line shows behind the name; null for one made of the options and m_operands. */
-    const char* m_usage OMBREL_ARGUMENT_UNSET;
+    const char* m_usage OMBREL_UNSET;
     /** The operands as the usage line shows them ("[FILE...]"); null for none, which are refused then. */
-    const char* m_operands OMBREL_ARGUMENT_UNSET;
+    const char* m_operands OMBREL_UNSET;
     /** So many operands are needed. */
-    int m_least_operands OMBREL_ARGUMENT_UNSET;
+    int m_least_operands OMBREL_UNSET;
     /** So many are allowed; 0 for any number. */
-    int m_most_operands OMBREL_ARGUMENT_UNSET;
+    int m_most_operands OMBREL_UNSET;
     /** What it does, in a line; may be null. */
-    const char* m_summary OMBREL_ARGUMENT_UNSET;
+    const char* m_summary OMBREL_UNSET;
     /** What the help says behind the options; may be null. */
-    const char* m_notes OMBREL_ARGUMENT_UNSET;
+    const char* m_notes OMBREL_UNSET;
     /** Its options and a row of zeroes; may be null. */
-    const ombrel_argument_option_t* m_options OMBREL_ARGUMENT_UNSET;
+    const ombrel_argument_option_t* m_options OMBREL_UNSET;
     /** Its sub-commands and a null; null without any. With them the first operand names one, whose table
      * takes the rest of the arguments. */
-    const ombrel_argument_table_t* const* m_commands OMBREL_ARGUMENT_UNSET;
+    const ombrel_argument_table_t* const* m_commands OMBREL_UNSET;
     /** Flags of tables. */
-    uint32_t m_flags OMBREL_ARGUMENT_UNSET;
+    uint32_t m_flags OMBREL_UNSET;
     /** What it does: for callers that find it by the result's m_table. The library never calls it. */
-    int (*m_main)(const ombrel_arguments_t* arguments, void* record) OMBREL_ARGUMENT_UNSET;
+    int (*m_main)(const ombrel_arguments_t* arguments, void* record) OMBREL_UNSET;
 };
 
 /** What a parse found. */
@@ -373,7 +378,7 @@ OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* optio
  * @param text     the command line, terminated; any bytes
  * @param quoting  one of the ways
  * @param count    receives the number of arguments; may be null
- * @param offset   receives the offset in bytes of the quote that is not closed, or of the backslash that ends
+ * @param fault_at receives the offset in bytes of the quote that is not closed, or of the backslash that ends
  *                 the text and has nothing to act on; the text's size when there is none; may be null
  * @param function the function for whom the block is accounted
  * @param line     its source line
@@ -381,11 +386,11 @@ OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* optio
  *         empty. Null for a null text or an unknown way; for an unfinished quote, save in the two ways of
  *         Windows, where the text's end closes it; and when memory runs out (fault "no memory")
  */
-OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int* count, size_t* offset,
+OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int* count, size_t* fault_at,
                                              const char* function, unsigned long line);
 /** ombrel_alloc_arguments_tag() with the caller's own name and line. */
-#define ombrel_alloc_arguments(text, quoting, count, offset)                                                 \
-    ombrel_alloc_arguments_tag((text), (quoting), (count), (offset), __func__, __LINE__)
+#define ombrel_alloc_arguments(text, quoting, count, fault_at)                                               \
+    ombrel_alloc_arguments_tag((text), (quoting), (count), (fault_at), __func__, __LINE__)
 
 /**
  * @brief Makes a command line that is taken apart into the given arguments.
@@ -418,7 +423,7 @@ OMBREL_API char* ombrel_alloc_command_line_tag(const char* const* arguments, int
  * stands for nothing. */
 #define def_ombrel_argument_expand_strict 0x04u
 /** The limit on the result in bytes when the caller gives none: 1 MiB. */
-#define def_ombrel_argument_expand_max 1048576u
+#define def_ombrel_argument_expand_default_limit 1048576u
 /** @} */
 
 /**
@@ -431,8 +436,9 @@ OMBREL_API char* ombrel_alloc_command_line_tag(const char* const* arguments, int
  * @param text     the text
  * @param values   the list, or null for an empty one; entries whose data hold no text are as none
  * @param flags    flags of the expansion
- * @param limit    bytes that the result may have, without its end; 0 for #def_ombrel_argument_expand_max
- * @param offset   receives the offset in bytes of the "$" at fault; the text's size when none is; may be null
+ * @param limit    bytes that the result may have, without its end; 0 for
+ * #def_ombrel_argument_expand_default_limit
+ * @param fault_at receives the offset in bytes of the "$" at fault; the text's size when none is; may be null
  * @param function the function for whom the text is accounted
  * @param line     its source line
  * @return the new text, freed with ombrel_free(); null for a null text, an empty name or one that does not
@@ -440,11 +446,11 @@ OMBREL_API char* ombrel_alloc_command_line_tag(const char* const* arguments, int
  *         than allowed ("too large"), and when memory runs out ("no memory")
  */
 OMBREL_API char* ombrel_alloc_expanded_text_tag(const char* text, const ombrel_value_t* values,
-                                                uint32_t flags, size_t limit, size_t* offset,
+                                                uint32_t flags, size_t limit, size_t* fault_at,
                                                 const char* function, unsigned long line);
 /** ombrel_alloc_expanded_text_tag() with the caller's own name and line. */
-#define ombrel_alloc_expanded_text(text, values, flags, limit, offset)                                       \
-    ombrel_alloc_expanded_text_tag((text), (values), (flags), (limit), (offset), __func__, __LINE__)
+#define ombrel_alloc_expanded_text(text, values, flags, limit, fault_at)                                     \
+    ombrel_alloc_expanded_text_tag((text), (values), (flags), (limit), (fault_at), __func__, __LINE__)
 
 OMBREL_END_C
 

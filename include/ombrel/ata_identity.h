@@ -17,7 +17,11 @@
  * Getting the block from a disk is the caller's: on Linux the files "identify" that drivers show, or a
  * request to the driver.
  *
- * Threads: any; a record belongs to one thread at a time. A function that fails leaves the fault "invalid"
+ * @par Threads
+ * Any; a record belongs to one thread at a time.
+ *
+ * @par Failures
+ * A function that fails leaves the fault "invalid"
  * where ombrel_last_fault() finds it.
  */
 #ifndef OMBREL_ATA_IDENTITY_H
@@ -100,43 +104,61 @@ OMBREL_BEGIN_C
 
 /** What a disk says of itself. Numbers that it does not tell are 0. */
 typedef struct ombrel_ata_identity_ts {
-    char m_model[41];    /**< its model, without spaces at either end. Texts have characters 0x20 to 0x7E, "?"
-                            in the place of others */
-    char m_serial[21];   /**< its serial number, likewise */
-    char m_firmware[9];  /**< the revision of its firmware, likewise */
-    uint64_t m_capacity; /**< in bytes: m_sectors times m_logical_sector */
-    uint64_t m_sectors;  /**< logical sectors that can be addressed, by 48 bits, else by 28, else by
-                            cylinders */
-    uint32_t m_sectors_28;       /**< those that can be addressed by 28 bits */
-    uint32_t m_logical_sector;   /**< bytes of a logical sector: 512 when nothing else is told */
-    uint32_t m_physical_sector;  /**< bytes of a physical one, at least that of a logical one */
-    uint32_t m_sector_offset;    /**< bytes by which the first logical sector lies within a physical one */
-    uint16_t m_cylinders;        /**< the geometry of old: cylinders, */
-    uint16_t m_heads;            /**< heads, */
-    uint16_t m_track_sectors;    /**< sectors of a track */
-    uint16_t m_rotation_rate;    /**< revolutions a minute, or #def_ombrel_ata_not_rotating */
-    uint16_t m_form_factor;      /**< in hundredths of an inch across (525, 350, 250, 180); 1 for less than
-                                    an inch and eight tenths; 0 when not told */
-    uint16_t m_ata_version;      /**< the greatest edition it follows: 1 to 8 for ATA-1 to ATA8-ACS, 9 for
-                                    ACS-2, 10 for ACS-3, and so on */
-    uint16_t m_queue_depth;      /**< commands that can wait in its queue: 1 to 32 */
-    uint16_t m_sata_generations; /**< speeds of serial ATA: bits 0, 1, 2 for 1.5, 3 and 6 Gbit/s */
-    uint16_t m_sata_generation;  /**< the one in use: 1 to 3 */
-    uint16_t m_pio_modes;        /**< programmed transfers: bits 0 to 4 for its modes */
-    uint16_t m_multiword_modes;  /**< multiword DMA: bits 0 to 2; the modes it can do */
-    uint16_t m_multiword_mode;   /**< the one that is selected: a bit of these */
-    uint16_t m_ultra_modes;      /**< ultra DMA: bits 0 to 6; the modes it can do */
-    uint16_t m_ultra_mode;       /**< the one that is selected: a bit of these */
-    uint16_t m_multiple_sectors; /**< sectors that READ MULTIPLE moves at most */
-    uint16_t m_power_level;      /**< level of advanced power management: 1 (least) to 254 */
-    uint16_t m_erase_minutes;    /**< how long a security erase takes; 0 when not told */
-    uint16_t m_enhanced_erase_minutes; /**< how long an enhanced one takes; 0 when not told */
-    uint16_t m_trim_blocks;            /**< blocks of 512 bytes that one TRIM may have at most */
-    uint16_t m_security;               /**< bits of the security state */
-    uint64_t m_world_wide_name;        /**< its world-wide name */
-    uint32_t m_supported;              /**< features it has */
-    uint32_t m_enabled;                /**< features that are switched on */
-    int m_integrity;                   /**< whether the block's checksum is right */
+    /** Its model, without spaces at either end. */
+    char m_model[41];
+    /** Its serial number, likewise. */
+    char m_serial[21];
+    /** The revision of its firmware, likewise. */
+    char m_firmware[9];
+    /** In bytes: m_sectors times m_logical_sector. */
+    uint64_t m_capacity;
+    /** Logical sectors that can be addressed, by 48 bits, else by 28, else by cylinders. */
+    uint64_t m_sectors;
+    /** Those that can be addressed by 28 bits. */
+    uint32_t m_sectors_28;
+    /** Bytes of a logical sector: 512 when nothing else is told. */
+    uint32_t m_logical_sector;
+    /** Bytes of a physical sector: at least those of a logical one. */
+    uint32_t m_physical_sector;
+    /** Bytes by which the first logical sector lies within a physical one. */
+    uint32_t m_sector_offset;
+    uint16_t m_cylinders;     /**< the geometry of old: cylinders, */
+    uint16_t m_heads;         /**< heads, */
+    uint16_t m_track_sectors; /**< sectors of a track */
+    /** Revolutions a minute, or #def_ombrel_ata_not_rotating. */
+    uint16_t m_rotation_rate;
+    /** How wide it is, in hundredths of an inch: 525, 350, 250 or 180; 1 for less than 180. */
+    uint16_t m_form_factor;
+    /** The greatest edition that it follows: 1 to 8 for ATA-1 to ATA8-ACS, 9 for ACS-2, 10 for ACS-3. */
+    uint16_t m_ata_version;
+    /** Commands that can wait in its queue: 1 to 32. */
+    uint16_t m_queue_depth;
+    /** Speeds of serial ATA that it has: bits 0, 1, 2 for 1.5, 3 and 6 Gbit/s. */
+    uint16_t m_sata_generations;
+    /** The one in use: 1, 2 or 3. */
+    uint16_t m_sata_generation;
+    /** Modes of programmed transfers: bits 0 to 4. */
+    uint16_t m_pio_modes;
+    uint16_t m_multiword_modes; /**< modes of multiword DMA: bits 0 to 2 */
+    uint16_t m_multiword_mode;  /**< the one that is selected: one of these bits */
+    uint16_t m_ultra_modes;     /**< modes of ultra DMA: bits 0 to 6 */
+    uint16_t m_ultra_mode;      /**< the one that is selected: one of these bits */
+    /** Sectors that READ MULTIPLE moves at most. */
+    uint16_t m_multiple_sectors;
+    /** Level of advanced power management: 1 (least power) to 254; 0 when it is switched off. */
+    uint16_t m_power_level;
+    uint16_t m_erase_minutes;          /**< how long a security erase takes */
+    uint16_t m_enhanced_erase_minutes; /**< how long an enhanced one takes */
+    /** Blocks of 512 bytes that one TRIM has at most. */
+    uint16_t m_trim_blocks;
+    /** Bits of the security state. */
+    uint16_t m_security;
+    /** Its world-wide name. */
+    uint64_t m_world_wide_name;
+    uint32_t m_supported; /**< features that it has */
+    uint32_t m_enabled;   /**< features that are switched on */
+    /** Whether the block's checksum is right. */
+    int m_integrity;
 } ombrel_ata_identity_t;
 
 /**
@@ -156,7 +178,7 @@ OMBREL_API int ombrel_parse_ata_identity(const void* block, size_t size, ombrel_
  * @param index the number of its bit, below #def_ombrel_ata_feature_count
  * @return the name, such as "LBA48" or "write cache"; null for other numbers
  */
-OMBREL_API const char* ombrel_ata_feature_name(unsigned index);
+OMBREL_API const char* ombrel_get_ata_feature_name(unsigned index);
 
 OMBREL_END_C
 

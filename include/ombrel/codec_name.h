@@ -12,16 +12,21 @@
  * const ombrel_codec_t* video = ombrel_find_video_codec(ombrel_make_fourcc("H264"));
  * const ombrel_codec_t* audio = ombrel_find_audio_codec(0x0055);
  * ombrel_printf("%s, %s\n", video->m_name, audio->m_name);
- * ombrel_printf("%s\n", ombrel_format_fourcc(video->m_code, code));
+ * ombrel_format_fourcc(code, sizeof code, video->m_code);
  * @endcode
  *
- * **Upper and lower case.** Four-character codes are numbers, and codes that differ in case are different
+ * @par Upper and lower case
+ * Four-character codes are numbers, and codes that differ in case are different
  * ones. As programs write them in either case all the same ("DIVX", "divx"), a code that is not in the table
  * is looked for once more with its ASCII letters in upper case, as which most of the table's are: an exact
  * match always comes first. A code that is shorter than four characters is filled up with spaces ("RLE ").
  * Names are found in either case.
  *
- * Threads: any; the tables are constant. A function that finds nothing leaves the fault "not found", one that
+ * @par Threads
+ * Any; the tables are constant.
+ *
+ * @par Failures
+ * A function that finds nothing leaves the fault "not found", one that
  * was given null or a text that is no code "invalid", where ombrel_last_fault() finds it.
  */
 #ifndef OMBREL_CODEC_NAME_H
@@ -56,11 +61,12 @@ OMBREL_API uint32_t ombrel_make_fourcc(const char* text);
 /**
  * @brief A four-character code as text. Characters outside 0x20 to 0x7E, and the backslash, stand as "\x"
  * with two digits.
+ * @param buf  receives the text and its end, cut to fit
+ * @param size bytes there; #def_ombrel_codec_code_size always suffice
  * @param code the number
- * @param text receives at most #def_ombrel_codec_code_size bytes with the end
- * @return `text`; null for null
+ * @return the characters stored, without the end; -1 for null or a size of 0
  */
-OMBREL_API char* ombrel_format_fourcc(uint32_t code, char* text);
+OMBREL_API int ombrel_format_fourcc(char* buf, size_t size, uint32_t code);
 
 /**
  * @brief The codec of a four-character code.

@@ -22,22 +22,27 @@
  * ombrel_retire_instance(&job_type, handle);                 // freed here, or where the last pin goes
  * @endcode
  *
- * **Pins and calls.** A pin keeps the object's memory and says nothing of what others do with it. A call is
+ * @par Pins and calls
+ * A pin keeps the object's memory and says nothing of what others do with it. A call is
  * more: whoever enters an object tells how he uses it, several may be inside, one can have it for himself,
  * and ombrel_end_instance() lets those inside come out before the object's finish function runs, alone. A
  * type uses pins, or calls, or both.
  *
- * **Handles** are above 0. One leads to the same object as long as that lives; its number comes back only
+ * @par Handles
+ * They are above 0. One leads to the same object as long as that lives; its number comes back only
  * when at least two thousand million handles have been given out since, so that stale ones do no harm.
  *
- * **Limits.** #def_ombrel_instance_max objects of all types live at a time, the library's own contexts and
+ * @par Limits
+ * #def_ombrel_instance_max objects of all types live at a time, the library's own contexts and
  * plug-ins among them; 32,767 pins and 16,383 calls hold one object at a time, and further ones are refused.
  *
- * **Threads.** Any, for all functions here; none of them waits, save for a few instructions of another thread
+ * @par Threads
+ * Any, for all functions here; none of them waits, save for a few instructions of another thread
  * that registers or destroys. The functions of a type are called with no lock held, in the thread that causes
  * it, and may use the registry.
  *
- * **Faults**, where ombrel_last_fault() finds them: "invalid" for null arguments, "not found" for a handle
+ * @par Failures
+ * ombrel_last_fault() tells them: "invalid" for null arguments, "not found" for a handle
  * that leads to no object of the type, "busy" for an object that cannot be entered now or is ending, "no
  * memory", "too large" for what a limit refuses.
  */

@@ -2,9 +2,8 @@
 #include <ombrel/ctype.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
-#include "text/number.h"
 
 namespace ombrel::command {
 
@@ -15,27 +14,38 @@ struct base64_closer {
     ~base64_closer() { ombrel_close_base64(coder); }
 };
 
-struct base64_options {
-    bool decode = false;
-    bool lenient = false;
-    uint32_t columns = 76;
+struct base64_choice {
+    int decode = 0;
+    int lenient = 0;
+    int64_t columns = 76;
 };
 
-bool read_columns(const char* text, uint32_t& columns) {
-    return text != nullptr && parse_number(text, columns);
-}
+constexpr ombrel_argument_option_t options[] = {
+    {.m_letter = 'd',
+     .m_name = "decode",
+     .m_kind = def_ombrel_argument_flag,
+     .m_offset = offsetof(base64_choice, decode),
+     .m_help = "decode"},
+    {.m_letter = 'i',
+     .m_name = "ignore-garbage",
+     .m_kind = def_ombrel_argument_flag,
+     .m_offset = offsetof(base64_choice, lenient),
+     .m_help = "with -d, skip characters that do not belong there"},
+    {.m_letter = 'w',
+     .m_name = "wrap",
+     .m_kind = def_ombrel_argument_integer64,
+     .m_offset = offsetof(base64_choice, columns),
+     .m_value = "COLUMNS",
+     .m_help = "break lines after so many characters; 0 for no breaks (default 76)",
+     .m_least = 0,
+     .m_most = UINT32_MAX},
+    {}};
 
-bool read_base64_options(option_walk& arguments, base64_options& options) {
-    while (arguments.next()) {
-        if (arguments.is('d', "decode"))
-            options.decode = true;
-        else if (arguments.is('i', "ignore-garbage"))
-            options.lenient = true;
-        else if (!arguments.takes('w', "wrap") || !read_columns(arguments.value(), options.columns))
-            return false;
-    }
-    return arguments.only_operand() != nullptr;
-}
+constexpr ombrel_argument_table_t table = {.m_name = "base64",
+                                           .m_operands = "[FILE]",
+                                           .m_most_operands = 1,
+                                           .m_summary = "Encodes a file in base64, or decodes it.",
+                                           .m_options = options};
 
 bool put_coded(ombrel_base64_t* coder) {
     size_t size;
@@ -50,15 +60,15 @@ unsigned count_group(unsigned count, const char* bytes, size_t size) {
     return count % 4;
 }
 
-int convert_base64(const base64_options& options, const char* name) {
+int convert_base64(const base64_choice& choice, const char* name) {
     const base64_closer coder{ombrel_open_base64()};
     if (coder.coder == nullptr) {
         complain("base64", name, fault_text(fault_code::no_memory));
         return def_ombrel_multicall_exit_failed;
     }
-    coder.coder->m_line_width = options.columns;
-    coder.coder->m_lenient = options.lenient;
-    const auto push = options.decode ? ombrel_push_decode_base64 : ombrel_push_encode_base64;
+    coder.coder->m_line_width = static_cast<uint32_t>(choice.columns);
+    coder.coder->m_lenient = static_cast<uint32_t>(choice.lenient);
+    const auto push = choice.decode != 0 ? ombrel_push_decode_base64 : ombrel_push_encode_base64;
     unsigned group = 0;
     bool any = false;
     bool good = true;
@@ -66,12 +76,12 @@ int convert_base64(const base64_options& options, const char* name) {
         any = true;
         group = count_group(group, bytes, size);
         good = push(coder.coder, bytes, size) == 0 && put_coded(coder.coder);
-        return good && !(options.decode && coder.coder->m_final != 0);
+        return good && !(choice.decode != 0 && coder.coder->m_final != 0);
     });
     if (!was_read)
         return def_ombrel_multicall_exit_failed;
     // Only a foreign character ends the input by itself; only the decoder drops what is incomplete.
-    const bool invalid = options.decode && (coder.coder->m_final != 0 || group != 0);
+    const bool invalid = choice.decode != 0 && (coder.coder->m_final != 0 || group != 0);
     if (invalid)
         complain("base64", name, "invalid input");
     // The end of nothing would still be a line.
@@ -81,19 +91,14 @@ int convert_base64(const base64_options& options, const char* name) {
 }
 
 int run_base64(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    base64_options options;
-    if (!read_base64_options(arguments, options))
-        return ombrel_refuse_multicall_arguments(&base64_command);
-    return convert_base64(options, arguments.only_operand());
+    const command_arguments<base64_choice> arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
+    return convert_base64(*arguments, arguments.operand_count() > 0 ? arguments.operand(0) : "-");
 }
 
 } // namespace
 
-constexpr ombrel_multicall_command_t base64_command = {
-    "base64", run_base64, "[-d] [-i] [-w COLUMNS] [FILE]", "Encodes a file in base64, or decodes it.",
-    "  -d, --decode          decode\n"
-    "  -i, --ignore-garbage  with -d, skip characters that do not belong there\n"
-    "  -w, --wrap COLUMNS    break lines after so many characters; 0 for no breaks (default 76)\n"};
+constexpr ombrel_multicall_command_t base64_command = command_of(table, run_base64);
 
 } // namespace ombrel::command

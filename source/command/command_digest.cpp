@@ -1,12 +1,34 @@
 #include <ombrel/digest.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
 
 namespace ombrel::command {
 
 namespace {
+
+int choose_algorithm(const ombrel_argument_option_t* /* option */, const char* name, void* algorithm) {
+    const ombrel_digest_algorithm_t* const found = ombrel_find_digest_algorithm(name);
+    if (found == nullptr)
+        return -1;
+    *static_cast<const ombrel_digest_algorithm_t**>(algorithm) = found;
+    return 0;
+}
+
+constexpr ombrel_argument_option_t options[] = {
+    {.m_letter = 'a',
+     .m_name = "algorithm",
+     .m_kind = def_ombrel_argument_call,
+     .m_value = "NAME",
+     .m_help = "sha256 (default), sha1, md5, crc32, crc64, crc16-ibm or crc16-ccitt",
+     .m_handler = choose_algorithm},
+    {}};
+
+constexpr ombrel_argument_table_t table = {.m_name = "digest",
+                                           .m_operands = "[FILE...]",
+                                           .m_summary = "Prints the digest or checksum of files.",
+                                           .m_options = options};
 
 bool print_digest(const ombrel_digest_algorithm_t* algorithm, const char* name) {
     ombrel_digest_t digest;
@@ -21,21 +43,15 @@ bool print_digest(const ombrel_digest_algorithm_t* algorithm, const char* name) 
 }
 
 int run_digest(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    const ombrel_digest_algorithm_t* algorithm = ombrel_find_digest_algorithm("sha256");
-    while (arguments.next()) {
-        const char* const name = arguments.takes('a', "algorithm") ? arguments.value() : nullptr;
-        algorithm = ombrel_find_digest_algorithm(name);
-        if (algorithm == nullptr)
-            return ombrel_refuse_multicall_arguments(&digest_command);
-    }
-    return for_each_input(arguments, [=](const char* name) { return print_digest(algorithm, name); });
+    using algorithm = const ombrel_digest_algorithm_t*;
+    const command_arguments<algorithm> arguments(table, argc, argv, ombrel_find_digest_algorithm("sha256"));
+    if (!arguments)
+        return arguments.exit_code();
+    return for_each_input(arguments, [&](const char* name) { return print_digest(*arguments, name); });
 }
 
 } // namespace
 
-constexpr ombrel_multicall_command_t digest_command = {
-    "digest", run_digest, "[-a ALGORITHM] [FILE...]", "Prints the digest or checksum of files.",
-    "  -a, --algorithm NAME  sha256 (default), sha1, md5, crc32, crc64, crc16-ibm or crc16-ccitt\n"};
+constexpr ombrel_multicall_command_t digest_command = command_of(table, run_digest);
 
 } // namespace ombrel::command

@@ -1,17 +1,16 @@
-#include <climits>
 #include <cstdio>
+#include <utility>
 
 #include <ombrel/ctx.h>
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
 #include "context/ctx_fault.h"
 #include "context/ctx_guard.h"
 #include "core/fault.h"
-#include "text/number.h"
 
 namespace ombrel::command {
 
@@ -20,12 +19,11 @@ using context::ctx_guard;
 
 namespace {
 
-struct get_options {
+struct get_choice {
     const char* output = nullptr;
     heap_ptr<char> headers; // one a line
     int timeout_ms = -1;    // that of the stream, when there is none
-    bool verbose = false;
-    const char* uri = nullptr;
+    int verbose = 0;
 };
 
 const char* error_of(const ctx_guard& from) {
@@ -65,59 +63,69 @@ private:
     fault why_;
 };
 
-bool add_header(get_options& options, const char* line) {
-    if (line == nullptr)
-        return false;
-    const char* const before = options.headers ? options.headers.get() : "";
-    options.headers.reset(ombrel_alloc_sprintf("%s%s%s", before, *before != '\0' ? "\n" : "", line));
-    return static_cast<bool>(options.headers);
+int add_header(const ombrel_argument_option_t* /* option */, const char* line, void* context) {
+    auto& headers = *static_cast<heap_ptr<char>*>(context);
+    const char* const before = headers ? headers.get() : "";
+    headers.reset(ombrel_alloc_sprintf("%s%s%s", before, *before != '\0' ? "\n" : "", line));
+    if (headers)
+        return 0;
+    complain("get", line, fault_text(fault_code::no_memory));
+    return def_ombrel_multicall_exit_failed;
 }
 
-bool read_seconds(const char* text, int& timeout_ms) {
-    constexpr int most = INT_MAX / 1000;
-    int seconds;
-    if (text == nullptr || !parse_number(text, 0, most, seconds))
-        return false;
-    timeout_ms = seconds * 1000;
-    return true;
-}
+constexpr ombrel_argument_option_t options[] = {{.m_letter = 'o',
+                                                 .m_name = "output",
+                                                 .m_kind = def_ombrel_argument_text,
+                                                 .m_offset = offsetof(get_choice, output),
+                                                 .m_value = "FILE",
+                                                 .m_help = "write to a file instead"},
+                                                {.m_letter = 'H',
+                                                 .m_name = "header",
+                                                 .m_kind = def_ombrel_argument_call,
+                                                 .m_flags = def_ombrel_argument_repeatable,
+                                                 .m_offset = offsetof(get_choice, headers),
+                                                 .m_value = "LINE",
+                                                 .m_help = "send a header line of its own",
+                                                 .m_handler = add_header},
+                                                {.m_letter = 't',
+                                                 .m_name = "timeout",
+                                                 .m_kind = def_ombrel_argument_time_limit,
+                                                 .m_offset = offsetof(get_choice, timeout_ms),
+                                                 .m_value = "SECONDS",
+                                                 .m_help = "give up when nothing comes for so long"},
+                                                {.m_letter = 'v',
+                                                 .m_name = "verbose",
+                                                 .m_kind = def_ombrel_argument_flag,
+                                                 .m_offset = offsetof(get_choice, verbose),
+                                                 .m_help = "tell what happens"},
+                                                {}};
 
-bool read_options(option_walk& arguments, get_options& options) {
-    bool good = true;
-    while (good && arguments.next()) {
-        if (arguments.is('v', "verbose"))
-            options.verbose = true;
-        else if (arguments.takes('o', "output"))
-            good = (options.output = arguments.value()) != nullptr;
-        else if (arguments.takes('H', "header"))
-            good = add_header(options, arguments.value());
-        else if (arguments.takes('t', "timeout"))
-            good = read_seconds(arguments.value(), options.timeout_ms);
-        else
-            good = false;
-    }
-    if (!good || arguments.operand_count() != 1)
-        return false;
-    options.uri = arguments.operand(0);
-    return true;
-}
+constexpr ombrel_argument_table_t table = {
+    .m_name = "get",
+    .m_operands = "URI",
+    .m_least_operands = 1,
+    .m_most_operands = 1,
+    .m_summary = "Writes what a URI names to standard output.",
+    .m_notes = "What URIs there are depends on the plug-ins: file, tftp, ftp, tcp, udp and pipe are the "
+               "library's own.",
+    .m_options = options};
 
-bool open_stream(const ctx_guard& from, const get_options& options) {
+bool open_stream(const ctx_guard& from, const get_choice& choice, const char* uri) {
     const int ctx = from.handle();
-    if (options.headers && ombrel_ctx_set_option(ctx, "httpheader", options.headers.get()) != 0)
+    if (choice.headers && ombrel_ctx_set_option(ctx, "httpheader", choice.headers.get()) != 0)
         return false;
-    if (options.timeout_ms >= 0 && ombrel_ctx_set_option_int_string(ctx, "timeout", options.timeout_ms) != 0)
+    if (choice.timeout_ms >= 0 && ombrel_ctx_set_option_int_string(ctx, "timeout", choice.timeout_ms) != 0)
         return false;
-    if (options.verbose && ombrel_ctx_set_option(ctx, "verbose", "1") != 0)
+    if (choice.verbose != 0 && ombrel_ctx_set_option(ctx, "verbose", "1") != 0)
         return false;
-    return ombrel_open_ctx_stream(ctx, options.uri, "rb", 0) == 0;
+    return ombrel_open_ctx_stream(ctx, uri, "rb", 0) == 0;
 }
 
-bool copy(const ctx_guard& from, const get_options& options, sink& to) {
+bool copy(const ctx_guard& from, const char* uri, sink& to) {
     const heap_ptr<char> block(
         static_cast<char*>(ombrel_alloc_tag(file_block_size, "ombrel_multicall_get", __LINE__)));
     if (!block) {
-        complain("get", options.uri, fault_text(fault_code::no_memory));
+        complain("get", uri, fault_text(fault_code::no_memory));
         return false;
     }
     int got;
@@ -125,23 +133,23 @@ bool copy(const ctx_guard& from, const get_options& options, sink& to) {
         if (!to.put(block.get(), static_cast<size_t>(got)))
             break;
     if (got < 0)
-        complain("get", options.uri, error_of(from));
+        complain("get", uri, error_of(from));
     return got == 0;
 }
 
-bool get(const get_options& options) {
+bool get(const get_choice& choice, const char* uri) {
     const ctx_guard from;
-    if (!open_stream(from, options)) {
-        complain("get", options.uri, error_of(from));
+    if (!open_stream(from, choice, uri)) {
+        complain("get", uri, error_of(from));
         return false;
     }
-    sink to(options.output);
-    const char* const name = options.output != nullptr ? options.output : "standard output";
+    sink to(choice.output);
+    const char* const name = choice.output != nullptr ? choice.output : "standard output";
     if (!to.is_open()) {
         complain("get", name, fault_text(last_fault()));
         return false;
     }
-    const bool copied = copy(from, options, to);
+    const bool copied = copy(from, uri, to);
     if (to.close())
         return copied;
     complain("get", name, fault_text(to.why()));
@@ -149,23 +157,12 @@ bool get(const get_options& options) {
 }
 
 int run_get(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    get_options options;
-    if (!read_options(arguments, options))
-        return ombrel_refuse_multicall_arguments(&get_command);
-    return get(options) ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
+    const command_arguments<get_choice> arguments(table, argc, argv);
+    return arguments ? exit_code(get(*arguments, arguments.operand(0))) : arguments.exit_code();
 }
 
 } // namespace
 
-constexpr ombrel_multicall_command_t get_command = {
-    "get", run_get, "[-o FILE] [-H HEADER]... [-t SECONDS] [-v] URI",
-    "Writes what a URI names to standard output.",
-    "  -o, --output FILE     write to a file instead\n"
-    "  -H, --header LINE     send a header line of its own\n"
-    "  -t, --timeout SECONDS give up when nothing comes for so long\n"
-    "  -v, --verbose         tell what happens\n"
-    "What URIs there are depends on the plug-ins: file, tftp, ftp, tcp, udp and pipe are the library's "
-    "own.\n"};
+constexpr ombrel_multicall_command_t get_command = command_of(table, run_get);
 
 } // namespace ombrel::command

@@ -1,26 +1,37 @@
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
 
 namespace ombrel::command {
 
 namespace {
 
-int run_help(int argc, char** argv) {
-    if (argc == 1) {
-        print_multicall_commands();
-        return def_ombrel_multicall_exit_good;
-    }
+constexpr ombrel_argument_table_t table = {.m_name = "help",
+                                           .m_operands = "[COMMAND]",
+                                           .m_most_operands = 1,
+                                           .m_summary = "Lists the commands, or says how to use one."};
+
+int explain(char* name) {
     char help_option[] = "--help";
-    char* arguments[] = {argv[1], help_option, nullptr};
-    const ombrel_multicall_command_t* const command = ombrel_find_multicall_command(argv[1]);
+    char* arguments[] = {name, help_option, nullptr};
+    const ombrel_multicall_command_t* const command = ombrel_find_multicall_command(name);
     if (command == nullptr)
-        complain("help", argv[1], "no such command");
+        complain("help", name, "no such command");
     return ombrel_execute_multicall_command(command, 2, arguments);
+}
+
+int run_help(int argc, char** argv) {
+    const command_arguments arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
+    if (arguments.operand_count() > 0)
+        return explain(arguments.operands()[0]);
+    print_multicall_commands();
+    return def_ombrel_multicall_exit_good;
 }
 
 } // namespace
 
-constexpr ombrel_multicall_command_t help_command = {"help", run_help, "[COMMAND]",
-                                                     "Lists the commands, or says how to use one.", nullptr};
+constexpr ombrel_multicall_command_t help_command = command_of(table, run_help);
 
 } // namespace ombrel::command

@@ -34,6 +34,7 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 
 #include <ombrel/argument.h>
 #include <ombrel/multicall.h>
@@ -47,8 +48,9 @@ template<typename Choice = no_choice>
 class command_arguments {
 public:
     /// @param choice what is chosen unless the arguments say otherwise, and the room of lists
-    command_arguments(const ombrel_argument_table_t& table, int argc, char** argv, const Choice& choice = {})
-        : choice_(choice), outcome_(ombrel_take_arguments(&table, argc, argv, &choice_, &found_)) {}
+    command_arguments(const ombrel_argument_table_t& table, int argc, char** argv, Choice choice = {})
+        : choice_(std::move(choice)), outcome_(ombrel_take_arguments(&table, argc, argv, &choice_, &found_)) {
+    }
 
     /// False when the command ends here, with its exit code: help was wanted and given, or a mistake was
     /// told.

@@ -2,12 +2,17 @@
 #include <ombrel/plugin.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
 
 namespace ombrel::command {
 
 namespace {
+
+constexpr ombrel_argument_table_t table = {
+    .m_name = "plugins",
+    .m_operands = "[PATH...]",
+    .m_summary = "Lists the plug-ins with their uses and MIME types, after loading those named."};
 
 void list_plugins() {
     for (const ombrel_plugin_t* plugin = ombrel_get_plugin_info(); plugin != nullptr; plugin = plugin->m_next)
@@ -41,9 +46,9 @@ private:
 };
 
 int run_plugins(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    if (arguments.next())
-        return ombrel_refuse_multicall_arguments(&plugins_command);
+    const command_arguments arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
     loaded_plugins loaded(static_cast<size_t>(argc));
     bool good = loaded.add(nullptr);
     for (int i = 0; i < arguments.operand_count(); i++) {
@@ -58,8 +63,6 @@ int run_plugins(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t plugins_command = {
-    "plugins", run_plugins, "[PATH...]",
-    "Lists the plug-ins with their uses and MIME types, after loading those named.", nullptr};
+constexpr ombrel_multicall_command_t plugins_command = command_of(table, run_plugins);
 
 } // namespace ombrel::command

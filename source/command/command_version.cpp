@@ -1,12 +1,27 @@
 #include <ombrel/version.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "command/command_table.h"
-#include "command/multicall_options.h"
 
 namespace ombrel::command {
 
 namespace {
+
+struct version_choice {
+    int as_xml = 0;
+};
+
+constexpr ombrel_argument_option_t options[] = {{.m_letter = 'x',
+                                                 .m_name = "xml",
+                                                 .m_kind = def_ombrel_argument_flag,
+                                                 .m_offset = offsetof(version_choice, as_xml),
+                                                 .m_help = "as an XML document"},
+                                                {}};
+
+constexpr ombrel_argument_table_t table = {.m_name = "version",
+                                           .m_summary = "Prints what this library is and how it was built.",
+                                           .m_options = options};
 
 void print_version() {
     const uint32_t compiler = ombrel_get_compiler_version();
@@ -24,16 +39,10 @@ void print_version() {
 }
 
 int run_version(int argc, char** argv) {
-    option_walk arguments(argc, argv);
-    bool as_xml = false;
-    while (arguments.next()) {
-        if (!arguments.is('x', "xml"))
-            return ombrel_refuse_multicall_arguments(&version_command);
-        as_xml = true;
-    }
-    if (arguments.operand_count() != 0)
-        return ombrel_refuse_multicall_arguments(&version_command);
-    if (as_xml)
+    const command_arguments<version_choice> arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
+    if (arguments->as_xml != 0)
         return exit_code(ombrel_push_version_xml(nullptr, "ombrel_tuk") == 0);
     print_version();
     return def_ombrel_multicall_exit_good;
@@ -41,8 +50,6 @@ int run_version(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t version_command = {"version", run_version, "[-x]",
-                                                        "Prints what this library is and how it was built.",
-                                                        "  -x, --xml             as an XML document\n"};
+constexpr ombrel_multicall_command_t version_command = command_of(table, run_version);
 
 } // namespace ombrel::command

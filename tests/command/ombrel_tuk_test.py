@@ -52,7 +52,7 @@ class MulticallTest(unittest.TestCase):
         for arguments, expected in ((["nothing"], 127), (["help", "nothing"], 127), (["--nothing"], 2), (["cat", "-x"], 2),
                                     (["digest", "-a"], 2), (["digest", "-a", "md6"], 2), (["base64", "-w", "x"], 2),
                                     (["base64", "-w", "9999999999"], 2), (["base64", "one", "long"], 2), (["get"], 2),
-                                    (["get", "-t", "1s", "a:"], 2), (["version", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
+                                    (["get", "-t", "1x", "a:"], 2), (["version", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
             status, output, errors = run(TOOL, *arguments)
             self.assertEqual((expected, b""), (status, output), arguments)
             self.assertIn("usage: " + arguments[0] if expected == 2 and arguments[0][0] != "-" else "nothing", errors)

@@ -144,7 +144,7 @@ TEST(Options, AreReadFromAnyPlaceInEachForm) {
         {{"-xb", "-ia", "q", "-xc"}, "+xb+ia+xc|q"},
         {{"-C", "a", "--call=", "-Ob", "-O", "c"}, "Ca;C;Ob;O(null);|c"},
         {{"-C!3", "-f"}, "=3"},
-        {{"-f", "--help", "-q"}, "f=1"},
+        {{"-f", "--help", "-q"}, "f=-2"},
         {{"-f", "-q"}, "f!unknown option \"-q\""},
         {{"-f\xC3\xA9"}, "f!unknown option \"-f\xC3\xA9\""},
         {{"--fla", "--flags=1"}, "f!unknown option \"--flags\""},

@@ -28,7 +28,8 @@ public:
 
     message_text& put(std::string_view text) {
         const std::string_view fitting = whole_characters(text, sink_.room());
-        sink_.copy(fitting.data(), fitting.size());
+        if (!fitting.empty())
+            sink_.copy(fitting.data(), fitting.size());
         *sink_.cursor() = '\0';
         return *this;
     }
