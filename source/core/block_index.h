@@ -73,7 +73,7 @@ private:
 
     void grow(size_t leaf);
 
-    uint8_t* leaves_[leaf_count];
+    uint8_t* leaves_[leaf_count] = {};
 };
 
 extern block_index index_of_blocks;
