@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/fault.h"
+#include "platform/posix/file_status.h"
 #include "platform/posix/pipe_signal_block.h"
 #include "platform/socket.h"
 
@@ -74,10 +75,10 @@ bool never_waits(const struct stat& status) {
 
 } // namespace
 
-int open_file(const char* path, const file_access& access) {
+int open_file_at(int directory, const char* path, const file_access& access) {
     int descriptor;
     do
-        descriptor = open(path, flags_of(access), static_cast<mode_t>(access.mode));
+        descriptor = openat(directory, path, flags_of(access), static_cast<mode_t>(access.mode));
     while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0)
         return -1;
@@ -85,6 +86,10 @@ int open_file(const char* path, const file_access& access) {
         return descriptor;
     close(descriptor);
     return refuse(fault_code::is_directory);
+}
+
+int open_file(const char* path, const file_access& access) {
+    return open_file_at(AT_FDCWD, path, access);
 }
 
 int open_file_for_reading(const char* path) {

@@ -175,8 +175,12 @@ bool set_file_owner(int descriptor, uint32_t owner, uint32_t group) {
     return fchown(descriptor, owner, group) == 0;
 }
 
+bool set_file_times_at(int directory, const char* name, at_link link, const file_times& times) {
+    return fit(times) && utimensat(directory, name, time_pair(times).times, flags_of(link)) == 0;
+}
+
 bool set_file_times(const char* path, at_link link, const file_times& times) {
-    return fit(times) && utimensat(AT_FDCWD, path, time_pair(times).times, flags_of(link)) == 0;
+    return set_file_times_at(AT_FDCWD, path, link, times);
 }
 
 bool set_file_times(int descriptor, const file_times& times) {

@@ -10,6 +10,7 @@
 #include "platform/environment.h"
 #include "platform/fault.h"
 #include "platform/file.h"
+#include "platform/posix/file_status.h"
 
 namespace ombrel::platform {
 
@@ -102,8 +103,12 @@ bool make_symbolic_link(const char* text, const char* new_path) {
     return symlink(text, new_path) == 0;
 }
 
+host_text read_link_at(int directory, const char* name) {
+    return read_text([=](char* room, size_t size) { return readlinkat(directory, name, room, size); });
+}
+
 host_text read_link(const char* path) {
-    return read_text([=](char* room, size_t size) { return readlink(path, room, size); });
+    return read_link_at(AT_FDCWD, path);
 }
 
 bool sync_directory(const char* path) {

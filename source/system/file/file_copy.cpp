@@ -26,31 +26,10 @@ struct original {
     ombrel_file_info_t info;
 };
 
-/// Owner before permissions, as a change of the owner takes some away; times last, as all else changes them.
-bool keep_what_is_asked(const original& from, int to, uint32_t flags) {
-    const ombrel_file_info_t& info = from.info;
-    const bool is_owned = !has(flags, def_ombrel_file_keep_owner) ||
-                          platform::set_file_owner(to, info.m_owner, info.m_group) ||
-                          platform::set_file_owner(to, UINT32_MAX, info.m_group);
-    constexpr uint32_t as_owner = 06000;
-    const uint32_t mode = is_owned ? info.m_mode : info.m_mode & ~as_owner;
-    return (!has(flags, def_ombrel_file_keep_mode) || platform::set_file_mode(to, mode)) &&
-           (!has(flags, def_ombrel_file_keep_times) ||
-            platform::set_file_times(to, {&info.m_accessed, &info.m_modified}));
-}
-
 /// 0, what the handler gave, or -1.
 int fill(const original& from, int to, uint32_t flags, const copy_progress& progress) {
     const int result = copy_all_bytes(from.descriptor, from.info, to, progress);
-    return result != 0 || keep_what_is_asked(from, to, flags) ? result : -1;
-}
-
-/// Permissions of a file that is made.
-uint32_t first_mode(const ombrel_file_info_t& info, uint32_t flags) {
-    constexpr uint32_t for_all = 0666, own = 0700, plain = 0777;
-    const bool is_file = info.m_kind == def_ombrel_file_kind_regular;
-    const uint32_t mode = is_file ? info.m_mode & plain : for_all;
-    return has(flags, def_ombrel_file_keep_all) ? mode & own : mode;
+    return result != 0 || keep_what_is_asked(from.info, to, flags) ? result : -1;
 }
 
 int copy_at_once(const original& from, const char* to, uint32_t flags, const copy_progress& progress) {

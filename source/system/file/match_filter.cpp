@@ -7,6 +7,7 @@
 #include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "core/node_list.h"
+#include "system/file/match_filter_default.h"
 #include "system/file/path_pattern.h"
 #include "text/slice.h"
 
@@ -153,12 +154,11 @@ int judge(const filter_t* filter, const candidate& asked) {
     return def_ombrel_match_none;
 }
 
-/// Whether what no pattern matches is included.
-bool includes_others(const filter_t* filter) {
+} // namespace
+
+bool system::includes_others(const ombrel_match_filter_t* filter) {
     return filter == nullptr || filter->head == nullptr || filter->head->verdict == def_ombrel_match_exclude;
 }
-
-} // namespace
 
 ombrel_match_filter_t* ombrel_open_match_filter_tag(uint32_t flags, const char* function,
                                                     unsigned long line) {
@@ -234,5 +234,5 @@ int ombrel_match_filter_admits(const ombrel_match_filter_t* filter, const char* 
     const int verdict = ombrel_match_filter_match(filter, path, is_directory);
     if (verdict != def_ombrel_match_none)
         return verdict < 0 ? -1 : verdict == def_ombrel_match_include;
-    return includes_others(filter) ? 1 : 0;
+    return system::includes_others(filter) ? 1 : 0;
 }
