@@ -146,7 +146,7 @@ uint32_t first_mode(const ombrel_file_info_t& info, uint32_t flags) {
     constexpr uint32_t for_all = 0666, own = 0700, plain = 0777;
     const bool is_file = info.m_kind == def_ombrel_file_kind_regular;
     const uint32_t mode = is_file ? info.m_mode & plain : for_all;
-    return has(flags, def_ombrel_file_keep_all) ? mode & own : mode;
+    return has(flags, def_ombrel_file_keep_mode) ? mode & own : mode;
 }
 
 } // namespace ombrel::system
