@@ -1,13 +1,16 @@
 // Streams to and from the standard streams of a child process.
 #include "builtin/builtin_kind.h"
 
+#include <algorithm>
 #include <string_view>
 
+#include <ombrel/argument.h>
 #include <ombrel/builtin_stream.h>
 #include <ombrel/process.h>
 
-#include "builtin/argument_words.h"
 #include "builtin/descriptor_stream.h"
+#include "core/fault.h"
+#include "core/heap_ptr.h"
 #include "platform/file.h"
 #include "platform/process.h"
 
@@ -24,36 +27,41 @@ struct pipe_state {
     int close_timeout;
 };
 
-/// False, with the error told, when the text has no such words.
-bool split_arguments(const builtin_ctx& ctx, const char* program, const char* text, argument_words& words) {
-    switch (words.split(program, text)) {
-    case argument_words::outcome::good:
-        return true;
-    case argument_words::outcome::no_memory:
-        fail(ctx, def_ombrel_ctx_error_no_memory);
-        return false;
-    case argument_words::outcome::open_quote:
-        break;
-    }
-    fail(ctx, def_ombrel_ctx_error_syntax);
-    return false;
-}
-
 /// The command line or program: what stands behind "pipe:", or all of the source.
 const char* command_of(const builtin_ctx& ctx) {
     constexpr std::string_view scheme = "pipe:";
     return ctx.has_scheme ? ctx.source + scheme.size() : ctx.source;
 }
 
+int fail_to_split(const builtin_ctx& ctx) {
+    const bool no_memory = last_fault().code == fault_code::no_memory;
+    return fail(ctx, no_memory ? def_ombrel_ctx_error_no_memory : def_ombrel_ctx_error_syntax);
+}
+
+/// Starts a program whose name is not split, as its arguments are.
+int start_program(const builtin_ctx& ctx, const char* program, const char* text,
+                  const ombrel_process_options_t& options, ombrel_process_t*& process) {
+    int count;
+    const heap_ptr<char*> words(ombrel_alloc_arguments_tag(text, def_ombrel_argument_quoting_plain, &count,
+                                                           nullptr, "builtin_pipe", __LINE__));
+    if (!words)
+        return fail_to_split(ctx);
+    const size_t room = static_cast<size_t>(count) + 2;
+    const heap_ptr<const char*> arguments(
+        static_cast<const char**>(ombrel_calloc_tag(room, sizeof(const char*), "builtin_pipe", __LINE__)));
+    if (!arguments)
+        return fail(ctx, def_ombrel_ctx_error_no_memory);
+    arguments.get()[0] = program;
+    std::copy_n(words.get(), count, arguments.get() + 1);
+    process = ombrel_open_process_tag(arguments.get(), &options, "ombrel_open_ctx", __LINE__);
+    return process != nullptr ? 0 : fail_by_system(ctx);
+}
+
 int start(const builtin_ctx& ctx, const ombrel_process_options_t& options, ombrel_process_t*& process) {
     const char* const command = command_of(ctx);
-    const char* const arguments = option_text(ctx, "args");
-    argument_words words;
-    if (arguments != nullptr && !split_arguments(ctx, command, arguments, words))
-        return -1;
-    process = arguments != nullptr
-                  ? ombrel_open_process_tag(words.get(), &options, "ombrel_open_ctx", __LINE__)
-                  : ombrel_open_command_tag(command, &options, "ombrel_open_ctx", __LINE__);
+    if (const char* const arguments = option_text(ctx, "args"))
+        return start_program(ctx, command, arguments, options, process);
+    process = ombrel_open_command_tag(command, &options, "ombrel_open_ctx", __LINE__);
     return process != nullptr ? 0 : fail_by_system(ctx);
 }
 
