@@ -28,7 +28,7 @@ struct child {
     HANDLE job;          ///< null for one that others started
     unsigned watches;    ///< descriptors that stand for it
     bool was_collected;  ///< then it stays for the watches alone
-    int asked_by_signal; ///< what stop_process() did last, as POSIX would tell it; 0 for nothing
+    int asked_by_signal; ///< by which its end was asked for last; 0 for none
 };
 
 /// A descriptor of a process: the read end of a pipe that nothing is written to, and that ends with the
@@ -249,7 +249,45 @@ process_watch* new_watch(HANDLE process) {
     return nullptr;
 }
 
+bool fail_by_number(int number) {
+    errno = number;
+    return false;
+}
+
+/// Signals that end a process here.
+bool is_end(int signal_number) {
+    return signal_number == SIGINT || signal_number == SIGTERM || signal_number == SIGBREAK ||
+           signal_number == kill_signal;
+}
+
+bool is_any_running(const child& one) {
+    JOBOBJECT_BASIC_ACCOUNTING_INFORMATION about;
+    if (!has_ended(one))
+        return true;
+    return one.job != nullptr &&
+           QueryInformationJobObject(one.job, JobObjectBasicAccountingInformation, &about, sizeof about,
+                                     nullptr) &&
+           about.ActiveProcesses > 0;
+}
+
+child_state look(child& one, process_end& end) {
+    if (!has_ended(one))
+        return child_state::running;
+    end = end_of(one);
+    return child_state::ended;
+}
+
 } // namespace
+
+bool signal_by_handle(HANDLE process, int signal_number) {
+    if (WaitForSingleObject(process, 0) == WAIT_OBJECT_0)
+        return fail_by_number(ESRCH);
+    if (signal_number == 0)
+        return true;
+    if (!is_end(signal_number))
+        return fail_by_number(signal_number > 0 ? ENOSYS : EINVAL);
+    return TerminateProcess(process, ended_at_once) || fail_by_last_error() == 0;
+}
 
 bool note_child(int number, HANDLE process, HANDLE job) {
     const table_guard guard;
@@ -286,12 +324,20 @@ int open_process(int process) {
     return watch->descriptor;
 }
 
-child_state look_at_child(int descriptor) {
+child_state look_at_process(int process, process_end& end) {
     const table_guard guard;
+    end = {-1, 0};
+    child* const found = find_child(process);
+    return found != nullptr ? look(*found, end) : child_state::unknown;
+}
+
+child_state look_at_child(int descriptor, process_end& end) {
+    const table_guard guard;
+    end = {-1, 0};
     const process_watch* const watch = find_watch(descriptor);
     if (watch == nullptr || watch->subject->was_collected)
         return child_state::unknown;
-    return has_ended(*watch->subject) ? child_state::ended : child_state::running;
+    return look(*watch->subject, end);
 }
 
 child_state collect_child(int descriptor, process_end& end) {
@@ -303,19 +349,62 @@ child_state collect_child(int descriptor, process_end& end) {
     return collect(*watch->subject, end);
 }
 
-void stop_process(int process, process_stop how) {
-    constexpr int posix_kill = 9;
-    const bool is_polite = how == process_stop::polite;
+void abandon_process(int process, int descriptor) {
+    if (descriptor >= 0)
+        close_process_descriptor(descriptor);
     const table_guard guard;
     child* const found = find_child(process);
     if (found == nullptr)
         return;
-    found->asked_by_signal = is_polite ? SIGTERM : posix_kill;
+    found->was_collected = true;
+    note_collected(*found);
+    release(found);
+}
+
+// The system keeps nothing about a process that nobody holds a handle of.
+void collect_abandoned_processes() {}
+
+bool signal_process(int process, int signal_number) {
+    const table_guard guard;
+    child* const own = find_child(process);
+    constexpr DWORD rights = PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE;
+    HANDLE const handle = OpenProcess(rights, FALSE, static_cast<DWORD>(process));
+    if (handle == nullptr) {
+        fail_by_last_error();
+        errno = errno == EINVAL ? ESRCH : errno;
+        return false;
+    }
+    if (own != nullptr)
+        own->asked_by_signal = signal_number;
+    const bool was_sent = signal_by_handle(handle, signal_number);
+    CloseHandle(handle);
+    return was_sent;
+}
+
+bool signal_group(int leader, int signal_number) {
+    const table_guard guard;
+    child* const found = find_child(leader);
+    if (found == nullptr)
+        return false;
+    if (signal_number == 0)
+        return is_any_running(*found) || fail_by_number(ESRCH);
+    if (!is_end(signal_number))
+        return fail_by_number(ENOSYS);
+    found->asked_by_signal = signal_number;
     // A program that shares no console cannot be asked.
-    if (is_polite && GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(process)))
-        return;
-    if (found->job == nullptr || !TerminateJobObject(found->job, ended_at_once))
-        TerminateProcess(found->process, ended_at_once);
+    if (signal_number != kill_signal &&
+        GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(leader)))
+        return true;
+    if (found->job != nullptr && TerminateJobObject(found->job, ended_at_once))
+        return true;
+    return has_ended(*found) || TerminateProcess(found->process, ended_at_once) || fail_by_last_error() == 0;
+}
+
+bool group_runs(int leader) {
+    const table_guard guard;
+    const fault_keeper kept;
+    const child* const found = find_child(leader);
+    return found != nullptr && is_any_running(*found);
 }
 
 bool close_process_descriptor(int descriptor) {

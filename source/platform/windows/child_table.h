@@ -11,6 +11,9 @@ namespace ombrel::platform {
 /// @return whether there was memory for it; else the handles are closed, with the fault left
 bool note_child(int number, HANDLE process, HANDLE job);
 
+/// signal_process() for a process that is held by a handle with the right to end it.
+bool signal_by_handle(HANDLE process, int signal_number);
+
 /// Closes the descriptor of a process; false when it is none.
 bool close_process_descriptor(int descriptor);
 

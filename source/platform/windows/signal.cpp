@@ -8,6 +8,7 @@
 #include <signal.h>
 
 #include "platform/fault.h"
+#include "platform/process.h"
 #include "platform/windows/descriptor.h"
 
 namespace ombrel::platform {
