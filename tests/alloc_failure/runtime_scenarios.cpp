@@ -1,7 +1,8 @@
-// Value lists, the environment, threads and services.
+// Value lists, the environment, figures of memory, threads and services.
 #include <atomic>
 #include <stdlib.h>
 
+#include <ombrel/meminfo.h>
 #include <ombrel/service.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/thread.h>
@@ -71,6 +72,16 @@ OMBREL_FAILURES(Runtime, alloc_getenv) {
     setenv("OMBREL_TEST_B", "value", 1);
     text_or_null(fail, "value", [] { return ombrel_alloc_getenv("OMBREL_TEST_A|OMBREL_TEST_B"); });
     unsetenv("OMBREL_TEST_B");
+}
+
+OMBREL_FAILURES(Runtime, meminfo) {
+    ombrel_meminfo_t machine;
+    refused_when_hit(fail, [&] { return ombrel_get_meminfo(&machine); });
+    ombrel_process_meminfo_t process;
+    refused_when_hit(fail, [&] { return ombrel_get_process_meminfo(0, &process); });
+    ombrel_container_meminfo_t container;
+    fail.during([&] { return ombrel_get_container_meminfo(&container); });
+    EXPECT_TRUE(!fail.hit() || ombrel_last_fault() == def_ombrel_fault_no_memory);
 }
 
 OMBREL_FAILURES(Runtime, detached_thread) {
