@@ -10,6 +10,7 @@ namespace ombrel::command {
 extern const ombrel_multicall_command_t base64_command;
 extern const ombrel_multicall_command_t cat_command;
 extern const ombrel_multicall_command_t digest_command;
+extern const ombrel_multicall_command_t free_command;
 extern const ombrel_multicall_command_t get_command;
 extern const ombrel_multicall_command_t help_command;
 extern const ombrel_multicall_command_t plugins_command;

@@ -4,6 +4,7 @@ usage: ombrel_tuk_test.py OMBREL_TUK [CURL_PLUGIN WEB_SERVER] [TEST ...]
 """
 import os
 import random
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -32,7 +33,7 @@ class MulticallTest(unittest.TestCase):
 
     def test_dispatch(self):
         names = run(TOOL, "--list")[1].decode().split()
-        self.assertEqual(["base64", "cat", "digest", "get", "help", "plugins", "version", "count"], names)
+        self.assertEqual(["base64", "cat", "digest", "free", "get", "help", "plugins", "version", "count"], names)
         status, listing, _ = run(TOOL)
         self.assertEqual((0, (0, listing, ""), (0, listing, "")), (status, run(TOOL, "-h"), run(TOOL, "help")))
         for name in names:
@@ -71,6 +72,14 @@ class MulticallTest(unittest.TestCase):
             self.assertEqual(run(name + "sum", "one", "empty", "long"), run(TOOL, "digest", "-a", name, "one", "empty", "long"))
         self.assertEqual(run("sha256sum", data=b"text"), run(TOOL, "digest", data=b"text"))
         self.assertEqual((0, b"cbf43926  -\n", ""), run(TOOL, "digest", "-a", "crc32", data=b"123456789"))
+
+    @unittest.skipUnless(shutil.which("free"), "the host has no free")
+    def test_free(self):
+        for options in [], ["-b"], ["-m"], ["-gt"], ["-h", "--total"]:
+            ours, theirs = (run(*program, *options)[1].decode().splitlines() for program in ([TOOL, "free"], ["free"]))
+            self.assertEqual(theirs[0], ours[0])
+            self.assertEqual([line.split()[:2] for line in theirs[1:]], [line.split()[:2] for line in ours[1:]])
+            self.assertEqual([len(line) for line in theirs], [len(line) for line in ours])
 
     def test_base64(self):
         for name in ("one", "empty", "long"):
