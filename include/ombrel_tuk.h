@@ -83,6 +83,7 @@
 #include <ombrel/progress.h>
 #include <ombrel/pseudo_terminal.h>
 #include <ombrel/quoted_printable.h>
+#include <ombrel/random.h>
 #include <ombrel/regular.h>
 #include <ombrel/replace_string.h>
 #include <ombrel/resolver.h>

@@ -12,7 +12,7 @@
  * char text[64];
  * if (ombrel_get_instant(&now) == 0 && ombrel_make_local_time(&now, &local) == 0 &&
  *     ombrel_format_time(text, sizeof text, "%A, %F %T.%3N %:z", &local) > 0)
- *     ombrel_puts(text);
+ *     ombrel_printf("%s\n", text);
  *
  * if (ombrel_parse_instant("2026-03-01T12:00:00+01:00", 0, &now, NULL) == -1)
  *     ombrel_error_printf("that is no time\n");
@@ -22,16 +22,17 @@
  * ends with the years -1,000,000 and 1,000,000 (#def_ombrel_calendar_year_max). Days have 86,400 seconds:
  * leap seconds are not counted, as in the time of POSIX.
  *
- * Local time is what the host says. On POSIX that is the environment variable TZ, looked at in each call, or
- * the system's setting without it; names of the zone database and rules such as "CET-1CEST,M3.5.0,M10.5.0/3"
- * are understood. On Windows it is the system's zone with its history of rules; TZ counts when it is such a
- * rule or "UTC", "GMT" with or without a number, while names of the zone database are not known there and
+ * Local time is what the host says: by the environment variable TZ, or by the system's setting without it,
+ * both as they were at the first use or at the last ombrel_refresh_time_zone(). On POSIX names of the zone
+ * database and rules such as "CET-1CEST,M3.5.0,M10.5.0/3" are understood. On Windows it is the system's zone
+ * with its history; TZ counts when it is such a rule, but names of the zone database are not known there and
  * leave the system's zone in force. In a child that was forked by a process with several threads, local time
  * is that at the offset of the fork (see ombrel_asctime()).
  *
- * Threads: any, for all functions; a record belongs to one thread at a time. As ever, the environment must
- * not be changed while others read it.
+ * @par Threads
+ * Any, for all functions; a record belongs to one thread at a time.
  *
+ * @par Failures
  * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for a null record,
  * for fields out of their range and for a text that is none of the kind, "too large" for what lies beyond the
  * calendar's ends or those of a number, "no memory". What it was to fill in is then as it was. Success leaves
@@ -51,6 +52,8 @@ OMBREL_BEGIN_C
 #define def_ombrel_calendar_year_max 1000000
 /** Bytes for the name of a zone, its end included. */
 #define def_ombrel_calendar_zone_size 48
+/** In place of a number of digits: as many as a second's fraction has, trailing zeros left out. */
+#define def_ombrel_calendar_all_digits (-1)
 
 /** A moment: m_seconds + m_nanoseconds / 1,000,000,000 seconds after 1970-01-01T00:00:00Z. */
 typedef struct ombrel_instant_ts {
@@ -137,6 +140,13 @@ OMBREL_API int ombrel_make_offset_time(const ombrel_instant_t* instant, int32_t 
  * @return 0; -1
  */
 OMBREL_API int ombrel_make_local_time(const ombrel_instant_t* instant, ombrel_civil_time_t* time);
+
+/**
+ * @brief Has the environment variable TZ and the system's setting looked at again. Local time need not follow
+ * their changes otherwise, as the environment must not be read while another thread changes it.
+ * @return 0; -1 ("not supported") in a child of a process with several threads
+ */
+OMBREL_API int ombrel_refresh_time_zone(void);
 
 /**
  * @brief The moment of a civil time at its m_offset.
@@ -306,8 +316,6 @@ OMBREL_API char* ombrel_alloc_time_text_tag(const char* format, const ombrel_civ
 #define def_ombrel_iso_numeric_offset 32u
 /** A space between date and time in place of the "T". */
 #define def_ombrel_iso_space 64u
-/** As many digits of the fraction as it has, trailing zeros left out. */
-#define def_ombrel_iso_all_digits (-1)
 
 /**
  * @brief Formats a time as ISO 8601 and RFC 3339 do; what does not fit is cut off. 40 bytes hold every text.
@@ -317,7 +325,8 @@ OMBREL_API char* ombrel_alloc_time_text_tag(const char* format, const ombrel_civ
  * @param size   its bytes
  * @param time   the time, whose fields are in range
  * @param flags  `def_ombrel_iso_*`, or 0 for "2026-03-01T12:00:00+01:00"
- * @param digits digits of the second's fraction, cut and not rounded: 0 to 9 or #def_ombrel_iso_all_digits
+ * @param digits digits of the second's fraction, cut and not rounded: 0 to 9 or
+ * #def_ombrel_calendar_all_digits
  * @return the characters stored; -1 as ombrel_format_time()
  */
 OMBREL_API int ombrel_format_iso_time(char* buf, size_t size, const ombrel_civil_time_t* time, uint32_t flags,
@@ -421,7 +430,7 @@ OMBREL_API int ombrel_parse_instant(const char* text, uint32_t flags, ombrel_ins
  * @param size        its bytes
  * @param nanoseconds the duration
  * @param digits      digits of the second's fraction, cut and not rounded: 0 to 9 or
- * #def_ombrel_iso_all_digits
+ * #def_ombrel_calendar_all_digits
  * @return the characters stored; -1
  */
 OMBREL_API int ombrel_format_duration(char* buf, size_t size, int64_t nanoseconds, int digits);

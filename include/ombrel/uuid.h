@@ -1,22 +1,23 @@
 /**
  * @file uuid.h
- * @brief Universally unique identifiers (RFC 9562), and random bytes of the host.
+ * @brief Universally unique identifiers (RFC 9562).
  *
  * @code
  * ombrel_uuid_t id;
  * char text[def_ombrel_uuid_text_size];
  * if (ombrel_make_uuid(7, &id) == 0 && ombrel_format_uuid(text, sizeof text, &id, 0) > 0)
- *     ombrel_puts(text);
+ *     ombrel_printf("%s\n", text);
  * if (ombrel_make_name_uuid(5, ombrel_find_uuid("dns"), "www.example.com", 15, &id) == 0)
  *     ...
  * @endcode
  *
- * | version | what is in it | made by |
- * |---|---|---|
- * | 1, 6 | time in 100 nanoseconds since 1582, a clock sequence, a node; 6 sorts by time | ombrel_make_uuid()
- * | | 3, 5 | MD5, SHA-1 of a namespace and a name | ombrel_make_name_uuid() | | 4 | random bits |
- * ombrel_make_uuid() | | 7 | time in milliseconds since 1970, random bits; sorts by time | ombrel_make_uuid()
- * | | 8 | what its maker wants | ombrel_make_custom_uuid(); SHA-256 by ombrel_make_name_uuid() |
+ * | version | what is in it |
+ * |---|---|
+ * | 1, 6 | time in 100 nanoseconds since 1582, a clock sequence, a node; 6 sorts by time |
+ * | 3, 5 | MD5 and SHA-1 of a namespace and a name |
+ * | 4 | random bits |
+ * | 7 | time in milliseconds since 1970, random bits; sorts by time |
+ * | 8 | what its maker wants, or SHA-256 of a namespace and a name |
  *
  * Those of versions 1, 6 and 7 that a process makes follow one another strictly, whichever threads make them
  * and wherever the host's clock goes meanwhile: while it stands or goes back they count on from the last. In
@@ -28,7 +29,11 @@
  * first use. ombrel_set_uuid_node() takes another. A child process that was forked chooses both anew, so that
  * parent and child never make the same identifiers; a node that was set stays, with another clock sequence.
  *
- * Threads: any, for all functions. A function that fails leaves "invalid" where ombrel_last_fault() finds it,
+ * @par Threads
+ * Any, for all functions.
+ *
+ * @par Failures
+ * A function that fails leaves "invalid" where ombrel_last_fault() finds it,
  * or the host's reason for giving no random bytes. What it was to fill in is then as it was.
  */
 #ifndef OMBREL_UUID_H
@@ -172,14 +177,6 @@ OMBREL_API int ombrel_get_uuid_version(const ombrel_uuid_t* uuid);
 OMBREL_API int ombrel_get_uuid_instant(const ombrel_uuid_t* uuid, ombrel_instant_t* instant);
 
 /** @} */
-
-/**
- * @brief Fills memory with random bytes of the host, fit for keys and secrets.
- * @param bytes the memory; may be null when `size` is 0
- * @param size  how many
- * @return 0; -1 where the host gives none, which leaves the memory's content undefined
- */
-OMBREL_API int ombrel_get_random_bytes(void* bytes, size_t size);
 
 OMBREL_END_C
 

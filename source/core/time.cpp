@@ -2,7 +2,11 @@
 
 #include <ombrel/printf.h>
 
+#include "platform/civil_date.h"
 #include "platform/clock.h"
+#include "platform/time_zone.h"
+
+namespace platform = ombrel::platform;
 
 namespace {
 
@@ -19,19 +23,25 @@ uint64_t ombrel_time_stamp_msec(void) {
 char* ombrel_asctime(char* buffer, size_t size, int style) {
     if (buffer == nullptr || size == 0)
         return nullptr;
-    const ombrel::platform::calendar_time now = ombrel::platform::local_time();
+    const platform::wall_time now = platform::wall_clock();
+    const int64_t local = now.seconds + platform::local_zone_at(now.seconds).offset;
+    const auto number = static_cast<int32_t>(local / platform::seconds_per_day);
+    const auto second = static_cast<int32_t>(local % platform::seconds_per_day);
+    const platform::civil_date date = platform::date_of(number);
+    const int hour = second / 3600, minute = second / 60 % 60;
     switch (style) {
     case def_ombrel_asctime_date_time:
-        ombrel_snprintf(buffer, size, "%04d-%02d-%02d %02d:%02d:%02d", now.year, now.month, now.day, now.hour,
-                        now.minute, now.second);
+        ombrel_snprintf(buffer, size, "%04d-%02d-%02d %02d:%02d:%02d", date.year, date.month, date.day, hour,
+                        minute, second % 60);
         break;
     case def_ombrel_asctime_milliseconds:
-        ombrel_snprintf(buffer, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", now.year, now.month, now.day,
-                        now.hour, now.minute, now.second, now.millisecond);
+        ombrel_snprintf(buffer, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", date.year, date.month, date.day,
+                        hour, minute, second % 60, now.nanoseconds / 1'000'000);
         break;
     default:
-        ombrel_snprintf(buffer, size, "%s %s %02d %02d:%02d:%02d %04d", weekdays[now.weekday],
-                        months[now.month - 1], now.day, now.hour, now.minute, now.second, now.year);
+        ombrel_snprintf(buffer, size, "%s %s %02d %02d:%02d:%02d %04d",
+                        weekdays[platform::week_day_of(number)], months[date.month - 1], date.day, hour,
+                        minute, second % 60, date.year);
     }
     return buffer;
 }

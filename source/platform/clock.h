@@ -35,13 +35,13 @@ inline int milliseconds_until(uint64_t moment) {
         std::min<uint64_t>((moment - now - 1) / nanoseconds_per_millisecond + 1, INT_MAX));
 }
 
-struct calendar_time {
-    int year, month, day; ///< month and day count from 1
-    int hour, minute, second, millisecond;
-    int weekday; ///< 0 is Sunday
+/// Time since 1970 in UTC.
+struct wall_time {
+    int64_t seconds;
+    int32_t nanoseconds; ///< 0 to 999,999,999
 };
 
-/// The current local time.
-calendar_time local_time();
+/// The time of day, which whoever administers the host may change.
+wall_time wall_clock();
 
 } // namespace ombrel::platform

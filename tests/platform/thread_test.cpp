@@ -8,6 +8,7 @@
 
 #include "platform/seam_support.h"
 #include "platform/single_thread.h"
+#include "platform/time_zone.h"
 #include "platform/wait_word.h"
 #include "support/threads.h"
 
@@ -27,22 +28,16 @@ TEST(Clock, NeverGoesBackAndCountsSleep) {
 }
 
 TEST(Clock, LocalTimeIsThatOfTheLanguage) {
-    tm expected;
-    platform::calendar_time actual;
-    time_t before, after;
-    do { // until both looks fall into one second
-        before = std::time(nullptr);
-        actual = platform::local_time();
-        after = std::time(nullptr);
-        expected = *std::localtime(&before);
-    } while (before != after);
-    const int pairs[][2] = {{expected.tm_year + 1900, actual.year}, {expected.tm_mon + 1, actual.month},
-                            {expected.tm_mday, actual.day},         {expected.tm_hour, actual.hour},
-                            {expected.tm_min, actual.minute},       {expected.tm_sec, actual.second},
-                            {expected.tm_wday, actual.weekday}};
-    for (const auto& pair : pairs)
-        EXPECT_EQ(pair[0], pair[1]);
-    EXPECT_TRUE(actual.millisecond >= 0 && actual.millisecond < 1000) << actual.millisecond;
+    for (const time_t moment : {std::time(nullptr), time_t{951'780'630}, time_t{1'720'000'000}}) {
+        const platform::zone_state zone = platform::local_zone_at(moment);
+        const time_t local = moment + zone.offset;
+        char expected[32], actual[32];
+        strftime(expected, sizeof expected, "%F %T", std::localtime(&moment));
+        strftime(actual, sizeof actual, "%F %T", std::gmtime(&local));
+        EXPECT_STREQ(expected, actual);
+        EXPECT_EQ(std::localtime(&moment)->tm_isdst > 0, zone.is_summer);
+        EXPECT_LT(0u, strnlen(zone.name, sizeof zone.name));
+    }
 }
 
 TEST(Thread, EachHasAnIdOfItsOwn) {
