@@ -45,7 +45,8 @@ constexpr split_number split(int64_t value, int32_t unit) {
 }
 
 inline bool is_instant(const ombrel_instant_t* instant) {
-    return instant != nullptr && instant->m_nanoseconds >= 0 && instant->m_nanoseconds < nanoseconds_per_second;
+    return instant != nullptr && instant->m_nanoseconds >= 0 &&
+           instant->m_nanoseconds < nanoseconds_per_second;
 }
 
 constexpr bool is_offset(int32_t offset) {

@@ -112,14 +112,16 @@ private:
         if (letters == 1 && take('m'))
             return minute_unit;
         size_t unit = 0;
-        while (unit < std::size(units) && !(units[unit].name.size() == letters && take_word(units[unit].name)))
+        while (unit < std::size(units) &&
+               !(units[unit].name.size() == letters && take_word(units[unit].name)))
             unit++;
         return unit;
     }
 
     bool add(uint64_t number, int64_t unit) {
         int64_t part;
-        is_too_large_ = number > INT64_MAX || __builtin_mul_overflow(static_cast<int64_t>(number), unit, &part) ||
+        is_too_large_ = number > INT64_MAX ||
+                        __builtin_mul_overflow(static_cast<int64_t>(number), unit, &part) ||
                         __builtin_add_overflow(sum_, is_negative_ ? -part : part, &sum_);
         return !is_too_large_;
     }

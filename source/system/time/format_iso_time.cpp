@@ -14,9 +14,7 @@ namespace {
 class iso_writer {
 public:
     iso_writer(counted_text& out, const ombrel_civil_time_t& time, uint32_t flags)
-        : out_(out),
-          time_(time),
-          flags_(flags) {}
+        : out_(out), time_(time), flags_(flags) {}
 
     void put_date() {
         if (has(def_ombrel_iso_week))

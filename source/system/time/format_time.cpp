@@ -102,7 +102,8 @@ private:
 
 class time_formatter {
 public:
-    time_formatter(ombrel::system::counted_text& out, const ombrel_civil_time_t& time) : out_(out), time_(time) {}
+    time_formatter(ombrel::system::counted_text& out, const ombrel_civil_time_t& time)
+        : out_(out), time_(time) {}
 
     void format(std::string_view format) {
         while (!format.empty()) {
@@ -133,10 +134,8 @@ private:
     bool convert(directive& how, char letter) {
         if (how.text.size() < 2 || (how.modifier != 0 && refuses(letter, how.modifier)))
             return false;
-        if (is_modified_number(letter, how.modifier)) { // by design: flags are for the text that it makes
-            const char alone[] = {'%', letter};
-            return put_composite(how, {alone, sizeof alone}, 0);
-        }
+        if (is_modified_number(letter, how.modifier))
+            return put_modified_number(how, letter);
         return convert_name(how, letter) || convert_clock(how, letter) || convert_date(how, letter) ||
                convert_year(how, letter) || convert_composite(how, letter) || convert_rest(how, letter);
     }
@@ -166,6 +165,7 @@ private:
     bool put_pair(const directive& how, int32_t value);
     bool put_spaced(directive how, int32_t value);
     bool put_number(const directive& how, const shown_number& number);
+    bool put_modified_number(const directive& how, char letter);
     bool put_year(directive how, int32_t value, int digits, bool is_negative);
     bool put_composite(const directive& how, std::string_view format, char year_pad, int year_width = -1);
     bool put_long_date(directive& how);
@@ -267,6 +267,13 @@ bool time_formatter::put_year(directive how, int32_t value, int digits, bool is_
     const auto magnitude = static_cast<uint64_t>(std::abs(value));
     const bool is_long = magnitude > (digits == 2 ? 99 : 9999) || how.width > digits;
     return put_number(how, {magnitude, digits, is_negative, how.pad == '+' && is_long});
+}
+
+/// By design: flags and width are for the text that the number makes, and years are no longer than they are.
+bool time_formatter::put_modified_number(const directive& how, char letter) {
+    const char alone[] = {'%', letter}, unpadded[] = {'%', '-', letter};
+    const bool is_year = letter == 'C' || letter == 'G' || letter == 'Y';
+    return put_composite(how, is_year ? std::string_view(unpadded, 3) : std::string_view(alone, 2), 0);
 }
 
 bool time_formatter::put_composite(const directive& how, std::string_view format, char year_pad,
@@ -426,7 +433,7 @@ bool time_formatter::convert_year(directive& how, char letter) {
 bool time_formatter::convert_composite(directive& how, char letter) {
     switch (letter) {
     case 'c':
-        return put_composite(how, "%a %b %e %H:%M:%S %Y", how.pad);
+        return put_composite(how, "%a %b %e %H:%M:%S %-Y", 0);
     case 'D':
         return put_composite(how, "%m/%d/%y", how.pad);
     case 'x':

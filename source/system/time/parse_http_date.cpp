@@ -31,7 +31,8 @@ public:
 private:
     /// "Nov 1994 08:49:37 GMT"
     bool take_rfc1123_rest() {
-        return take_month() && take(' ') && take_year() && take(' ') && take_clock() && take_offset(*this, time_);
+        return take_month() && take(' ') && take_year() && take(' ') && take_clock() &&
+               take_offset(*this, time_);
     }
 
     /// "Nov-94 08:49:37 GMT"

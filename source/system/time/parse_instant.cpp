@@ -23,11 +23,13 @@ int parse_seconds(const char* text, ombrel_instant_t* instant, size_t* fault_at)
     const size_t start = reader.at(), digits = reader.count_digits();
     for (size_t i = 0; i < digits; i++)
         reader.take(reader.peek());
-    const auto nanoseconds = static_cast<int32_t>(fraction_of(reader.take_fraction(), nanoseconds_per_second));
+    const auto nanoseconds =
+        static_cast<int32_t>(fraction_of(reader.take_fraction(), nanoseconds_per_second));
     if (digits == 0 || !reader.at_end())
         return fail_at(fault_code::invalid, reader.at(), fault_at);
     uint64_t seconds;
-    if (!ombrel::parse_number(std::string_view(text + start, digits), uint64_t{0}, uint64_t{INT64_MAX}, seconds))
+    if (!ombrel::parse_number(std::string_view(text + start, digits), uint64_t{0}, uint64_t{INT64_MAX},
+                              seconds))
         return fail_at(fault_code::too_large, start, fault_at);
     const auto whole = static_cast<int64_t>(seconds);
     return is_negative ? ombrel_make_instant(-whole, -nanoseconds, instant)
@@ -50,8 +52,9 @@ int parse_iso(const char* text, uint32_t flags, ombrel_instant_t* instant, size_
 /// The dates of HTTP begin with the name of a day, or with the number of one and a space.
 bool looks_like_http_date(const char* text) {
     const time_reader reader(text);
-    return is_letter(reader.peek()) || (is_digit(reader.peek()) && reader.peek(reader.count_digits()) == ' ' &&
-                                        reader.count_digits() <= 2);
+    return is_letter(reader.peek()) ||
+           (is_digit(reader.peek()) && reader.peek(reader.count_digits()) == ' ' &&
+            reader.count_digits() <= 2);
 }
 
 } // namespace

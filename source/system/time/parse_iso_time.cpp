@@ -202,7 +202,8 @@ int ombrel_parse_iso_time(const char* text, uint32_t flags, ombrel_civil_time_t*
     if (text == nullptr || time == nullptr)
         return refuse();
     size_t at = 0;
-    if ((flags & def_ombrel_parse_rfc3339) != 0 && (!has_rfc3339_shape(text, at) || slice(text, 11, 2) == "24"))
+    if ((flags & def_ombrel_parse_rfc3339) != 0 &&
+        (!has_rfc3339_shape(text, at) || slice(text, 11, 2) == "24"))
         return refuse_at(at, fault_at);
     iso_reader reader(text);
     ombrel_civil_time_t found{};
