@@ -1,6 +1,5 @@
 #include "platform/time_zone.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <time.h>
 
 #include "platform/single_thread.h"
+#include "platform/zone_rule.h"
 
 namespace ombrel::platform {
 
@@ -19,16 +19,6 @@ std::atomic<bool> is_child_of_threads;
 std::atomic<bool> forks_among_threads;
 zone_state state_at_fork; // written by the thread that forks, read in its child
 
-/// The name's first characters that fit: a byte that goes on with a character is not the first that is left
-/// out.
-void copy_name(char (&to)[sizeof zone_state::name], const char* name) {
-    size_t size = std::min(strlen(name), sizeof to - 1);
-    while (size > 0 && (name[size] & 0xC0) == 0x80)
-        size--;
-    memcpy(to, name, size);
-    to[size] = '\0';
-}
-
 zone_state ask_c_library(int64_t seconds) {
     zone_state state{0, false, "UTC"};
     const auto moment = static_cast<time_t>(seconds);
@@ -37,7 +27,7 @@ zone_state ask_c_library(int64_t seconds) {
         return state;
     state.offset = static_cast<int32_t>(fields.tm_gmtoff);
     state.is_summer = fields.tm_isdst > 0;
-    copy_name(state.name, fields.tm_zone);
+    set_zone_name(state, fields.tm_zone, strlen(fields.tm_zone));
     return state;
 }
 

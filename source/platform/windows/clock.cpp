@@ -4,7 +4,7 @@
 
 namespace ombrel::platform {
 
-// Neither call fails on the systems that the library runs on.
+// None of the calls fails on the systems that the library runs on.
 uint64_t monotonic_nanoseconds() {
     constexpr uint64_t nanoseconds_per_second = 1'000'000'000;
     LARGE_INTEGER frequency, counter;
@@ -17,11 +17,14 @@ uint64_t monotonic_nanoseconds() {
            ticks % ticks_per_second * nanoseconds_per_second / ticks_per_second;
 }
 
-calendar_time local_time() {
-    SYSTEMTIME now;
-    GetLocalTime(&now);
-    return {now.wYear,   now.wMonth,  now.wDay,          now.wHour,
-            now.wMinute, now.wSecond, now.wMilliseconds, now.wDayOfWeek};
+wall_time wall_clock() {
+    constexpr int64_t ticks_per_second = 10'000'000, seconds_from_1601_to_1970 = 11'644'473'600;
+    FILETIME now;
+    GetSystemTimePreciseAsFileTime(&now);
+    const auto ticks =
+        static_cast<int64_t>(static_cast<uint64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime);
+    return {ticks / ticks_per_second - seconds_from_1601_to_1970,
+            static_cast<int32_t>(ticks % ticks_per_second * 100)};
 }
 
 } // namespace ombrel::platform

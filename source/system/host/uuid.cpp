@@ -23,16 +23,17 @@ struct known_uuid {
 
 /// The namespaces differ in one byte.
 constexpr ombrel_uuid_t namespace_of(uint8_t number) {
-    return {{0x6b, 0xa7, 0xb8, number, 0x9d, 0xad, 0x11, 0xd1, 0x80, 0xb4, 0x00, 0xc0, 0x4f, 0xd4, 0x30, 0xc8}};
+    return {
+        {0x6b, 0xa7, 0xb8, number, 0x9d, 0xad, 0x11, 0xd1, 0x80, 0xb4, 0x00, 0xc0, 0x4f, 0xd4, 0x30, 0xc8}};
 }
 
 constexpr ombrel_uuid_t max_uuid = {
     {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
 constexpr ombrel_uuid_t nil_uuid = {};
 
-constexpr known_uuid known_uuids[] = {{"dns", namespace_of(0x10)},  {"url", namespace_of(0x11)},
-                                      {"oid", namespace_of(0x12)},  {"x500", namespace_of(0x14)},
-                                      {"nil", nil_uuid},            {"max", max_uuid}};
+constexpr known_uuid known_uuids[] = {{"dns", namespace_of(0x10)}, {"url", namespace_of(0x11)},
+                                      {"oid", namespace_of(0x12)}, {"x500", namespace_of(0x14)},
+                                      {"nil", nil_uuid},           {"max", max_uuid}};
 
 int refuse() {
     ombrel::leave_fault(ombrel::fault_code::invalid);
@@ -140,7 +141,8 @@ int ombrel_get_uuid_variant(const ombrel_uuid_t* uuid) {
 }
 
 int ombrel_get_uuid_version(const ombrel_uuid_t* uuid) {
-    return ombrel_get_uuid_variant(uuid) == def_ombrel_uuid_variant_standard ? uuid->m_bytes[6] >> 4 : refuse();
+    return ombrel_get_uuid_variant(uuid) == def_ombrel_uuid_variant_standard ? uuid->m_bytes[6] >> 4
+                                                                             : refuse();
 }
 
 int ombrel_get_uuid_instant(const ombrel_uuid_t* uuid, ombrel_instant_t* instant) {

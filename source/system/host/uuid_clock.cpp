@@ -55,7 +55,8 @@ uint64_t ticks_now() {
 
 uint64_t fraction_now() {
     const platform::wall_time now = platform::wall_clock();
-    const auto milliseconds = static_cast<uint64_t>(now.seconds) * 1000 + static_cast<uint64_t>(now.nanoseconds / 1'000'000);
+    const auto milliseconds =
+        static_cast<uint64_t>(now.seconds) * 1000 + static_cast<uint64_t>(now.nanoseconds / 1'000'000);
     return milliseconds << 12 | (static_cast<uint64_t>(now.nanoseconds % 1'000'000) << 12) / 1'000'000;
 }
 

@@ -24,8 +24,8 @@ constexpr uint64_t in_each_byte(uint8_t value) {
     return uint64_t{0x0101010101010101} * value;
 }
 
-/// Eight digits of a number at once: each half of a byte is moved into a byte of its own, and those above 9 get
-/// what lies between the digits and the letters added.
+/// Eight digits of a number at once: each half of a byte is moved into a byte of its own, and those above 9
+/// get what lies between the digits and the letters added.
 void put_eight_digits(char* to, uint64_t number, bool is_upper) {
     number = (number | number << 16) & 0x0000FFFF0000FFFF;
     number = (number | number << 8) & 0x00FF00FF00FF00FF;
@@ -84,7 +84,8 @@ bool take_digits(std::string_view& text, bool has_hyphens, uint8_t* bytes, size_
                 at = index;
                 return false;
             }
-        bytes[i] = static_cast<uint8_t>(ombrel::digit_value(text[at]) << 4 | ombrel::digit_value(text[at + 1]));
+        bytes[i] =
+            static_cast<uint8_t>(ombrel::digit_value(text[at]) << 4 | ombrel::digit_value(text[at + 1]));
     }
     text.remove_prefix(index);
     return true;
