@@ -35,6 +35,16 @@ std::string_view folder_part(const char* path) {
     return slice(whole, 0, whole.find_last_of(separators) + 1);
 }
 
+int64_t write_some(int descriptor, bool is_regular, const void* data, size_t size) {
+    if (is_regular)
+        return platform::write_file(descriptor, data, size);
+    int result;
+    do
+        result = platform::write_descriptor(descriptor, data, size);
+    while (failed_by(result, fault_code::interrupted));
+    return result;
+}
+
 bool write_whole(int descriptor, const void* data, size_t size) {
     const auto* bytes = static_cast<const char*>(data);
     while (size > 0) {

@@ -91,6 +91,10 @@ char* copied_text(const platform::host_text& text, call_site caller);
 /// What stands before the last component of a path, the separator included; empty for a name alone.
 std::string_view folder_part(const char* path);
 
+/// Bytes written, which may be fewer, or -1. The signal of a pipe without a reader is kept away where one can
+/// come.
+int64_t write_some(int descriptor, bool is_regular, const void* data, size_t size);
+
 /// Writes it all to a file. False, with the fault left, when that fails.
 bool write_whole(int descriptor, const void* data, size_t size);
 

@@ -68,17 +68,6 @@ int64_t read_until_full(void* buffer, size_t size, Read read) {
     return static_cast<int64_t>(done);
 }
 
-/// The signal of a pipe without a reader is kept away where one can come.
-int64_t write_some(int descriptor, bool is_regular, const void* data, size_t size) {
-    if (is_regular)
-        return platform::write_file(descriptor, data, size);
-    int result;
-    do
-        result = platform::write_descriptor(descriptor, data, size);
-    while (failed_by(result, fault_code::interrupted));
-    return result;
-}
-
 /// Asks again in pauses that grow: hosts wait for a lock without end or not at all.
 int lock_within(int descriptor, const platform::file_region& region, int timeout_ms) {
     constexpr int longest_pause = 32;

@@ -42,6 +42,7 @@ unsigned char* allocate_bytes(const stream& of, size_t size) {
 }
 
 void free_bytes(const stream& of, void* bytes) {
+    const fault_keeper keeper;
     ombrel_check_free_tag(bytes, of.opener.tag, of.opener.line);
 }
 
@@ -73,10 +74,8 @@ void move_unread(stream& of, unsigned char* block) {
 }
 
 bool grow_read_block(stream& of) {
-    if (of.read_room > SIZE_MAX / 4) {
-        refuse(fault_code::no_memory);
-        return false;
-    }
+    if (of.read_room > SIZE_MAX / 4)
+        return refuse(fault_code::no_memory);
     unsigned char* const old = of.read_block;
     unsigned char* const larger = allocate_read_block(of, of.read_room * 2);
     if (larger == nullptr)
@@ -101,26 +100,17 @@ bool make_read_room(stream& of) {
 
 } // namespace
 
-int refuse(fault_code why) {
-    leave_fault(why);
-    return -1;
-}
-
 bool read_opening(const char* mode, const ombrel_file_stream_options_t* options, call_site opener,
                   stream_opening& opening) {
     opening.options = options != nullptr ? *options : default_options;
     opening.opener = opener;
     const bool is_good =
         mode != nullptr && parse_open_mode(mode, opening.access) && make_sense(opening.options);
-    if (!is_good)
-        leave_fault(fault_code::invalid);
-    return is_good;
+    return is_good || refuse(fault_code::invalid);
 }
 
 bool is_for_open(const stream_opening& opening) {
-    if (opening.access.exclusive)
-        leave_fault(fault_code::invalid);
-    return !opening.access.exclusive;
+    return !opening.access.exclusive || refuse(fault_code::invalid);
 }
 
 stream* allocate_stream(size_t size, const stream_opening& opening, const ombrel_file_stream_calls_t& calls) {
@@ -171,7 +161,7 @@ int64_t side_position(stream& of) {
     if (of.side_position < 0)
         of.side_position = of.calls->m_seek != nullptr
                                ? of.calls->m_seek(of.context, 0, def_ombrel_file_seek_current)
-                               : refuse(fault_code::not_seekable);
+                               : fail_with(fault_code::not_seekable);
     return of.side_position;
 }
 
@@ -203,10 +193,8 @@ bool give_back_unread(stream& of) {
 }
 
 bool begin_reading(stream& of) {
-    if (!of.access.read) {
-        leave_fault(fault_code::bad_descriptor);
-        return false;
-    }
+    if (!of.access.read)
+        return refuse(fault_code::bad_descriptor);
     if (of.is_writing && !flush_held(of))
         return false;
     if (of.is_writing && shares_position(of)) {
@@ -219,10 +207,8 @@ bool begin_reading(stream& of) {
 bool begin_writing(stream& of) {
     if (of.is_writing)
         return true;
-    if (!of.access.write) {
-        leave_fault(fault_code::bad_descriptor);
-        return false;
-    }
+    if (!of.access.write)
+        return refuse(fault_code::bad_descriptor);
     if (of.write_base == nullptr) // with a terminator behind, which the formatter writes
         of.m_write_at = of.write_base = allocate_bytes(of, of.buffer_size + 1);
     of.m_write_end = of.m_write_at;
@@ -282,7 +268,7 @@ bool seek_in_buffer(stream& of, int64_t target) {
 
 int64_t seek_side(stream& of, int64_t offset, int origin) {
     if (of.calls->m_seek == nullptr)
-        return refuse(fault_code::not_seekable);
+        return fail_with(fault_code::not_seekable);
     const int64_t position = of.calls->m_seek(of.context, offset, origin);
     if (position < 0)
         return -1;
@@ -299,11 +285,7 @@ bool find_target(stream& of, int64_t offset, int origin, int64_t& target) {
         from = position_of(of);
     if (from < 0)
         return false;
-    if (__builtin_add_overflow(from, offset, &target) || target < 0) {
-        leave_fault(fault_code::invalid);
-        return false;
-    }
-    return true;
+    return (!__builtin_add_overflow(from, offset, &target) && target >= 0) || refuse(fault_code::invalid);
 }
 
 int64_t seek(stream& of, int64_t offset, int origin) {
@@ -349,7 +331,7 @@ fault finish(stream& of) {
 
 int ombrel_init_file_stream_options(ombrel_file_stream_options_t* options) {
     if (options == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     *options = default_options;
     return 0;
 }
@@ -374,13 +356,13 @@ int ombrel_close_file_stream(ombrel_file_stream_t* stream) {
 
 int ombrel_file_stream_flush(ombrel_file_stream_t* stream) {
     if (stream == nullptr)
-        return refuse(fault_code::invalid);
-    return settle(*stream_of(stream)) ? 0 : -1;
+        return fail_with(fault_code::invalid);
+    return result_of(settle(*stream_of(stream)));
 }
 
 int ombrel_file_stream_clear(ombrel_file_stream_t* stream) {
     if (stream == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     of.is_at_end = false;
     of.first_fault = of.write_fault = {};
@@ -402,24 +384,24 @@ int ombrel_file_stream_get_descriptor(const ombrel_file_stream_t* stream) {
 
 int64_t ombrel_file_stream_seek(ombrel_file_stream_t* stream, int64_t offset, int origin) {
     if (stream == nullptr || origin < def_ombrel_file_seek_start || origin > def_ombrel_file_seek_end)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     return seek(*stream_of(stream), offset, origin);
 }
 
 int64_t ombrel_file_stream_tell(ombrel_file_stream_t* stream) {
     if (stream == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     return !of.access.append || flush_held(of) ? position_of(of) : -1;
 }
 
 int ombrel_file_stream_truncate(ombrel_file_stream_t* stream, int64_t size) {
     if (stream == nullptr || size < 0)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     if (!of.access.write)
-        return refuse(fault_code::bad_descriptor);
+        return fail_with(fault_code::bad_descriptor);
     if (of.calls->m_truncate == nullptr)
-        return refuse(fault_code::not_supported);
+        return fail_with(fault_code::not_supported);
     return settle(of) && of.calls->m_truncate(of.context, size) == 0 ? 0 : -1;
 }

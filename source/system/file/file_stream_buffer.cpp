@@ -27,7 +27,7 @@ int64_t read(void* context, void* buffer, size_t size) {
 
 int64_t write(void* context, const void* data, size_t size) {
     const size_t bytes = push_copy(*record_of(context).chain, data, size);
-    return bytes > 0 ? static_cast<int64_t>(bytes) : refuse(fault_code::no_memory);
+    return bytes > 0 ? static_cast<int64_t>(bytes) : fail_with(fault_code::no_memory);
 }
 
 void give_back(void* context, size_t unread) {
@@ -47,12 +47,8 @@ ombrel_file_stream_t* ombrel_open_file_stream_buffer_tag(ombrel_buffer_t* buffer
                                                          const ombrel_file_stream_options_t* options,
                                                          const char* function, unsigned long line) {
     stream_opening opening;
-    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening))
+    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) || !is_given(buffer))
         return nullptr;
-    if (buffer == nullptr) {
-        leave_fault(fault_code::invalid);
-        return nullptr;
-    }
     auto* const made = open_stream<chain_stream>(opening, chain_calls);
     if (made == nullptr)
         return nullptr;

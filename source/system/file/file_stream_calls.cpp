@@ -15,9 +15,7 @@ struct called_stream : stream {
 bool allow(const ombrel_file_stream_calls_t& calls, const file_access& wanted) {
     const bool do_allow =
         (!wanted.read || calls.m_read != nullptr) && (!wanted.write || calls.m_write != nullptr);
-    if (!do_allow)
-        leave_fault(fault_code::bad_descriptor);
-    return do_allow;
+    return do_allow || refuse(fault_code::bad_descriptor);
 }
 
 } // namespace
@@ -27,13 +25,8 @@ ombrel_file_stream_t* ombrel_open_file_stream_calls_tag(const ombrel_file_stream
                                                         const ombrel_file_stream_options_t* options,
                                                         const char* function, unsigned long line) {
     stream_opening opening;
-    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening))
-        return nullptr;
-    if (calls == nullptr) {
-        leave_fault(fault_code::invalid);
-        return nullptr;
-    }
-    if (!allow(*calls, opening.access))
+    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) ||
+        !is_given(calls) || !allow(*calls, opening.access))
         return nullptr;
     auto* const made = open_stream<called_stream>(opening, *calls);
     if (made == nullptr)

@@ -32,12 +32,7 @@ bool is_plain(descriptor_stream& of) {
 
 int64_t write(void* context, const void* data, size_t size) {
     auto& of = record_of(context);
-    const auto attempt = is_plain(of) ? platform::write_file : platform::write_descriptor;
-    int bytes;
-    do
-        bytes = attempt(of.descriptor, data, size);
-    while (failed_by(bytes, fault_code::interrupted));
-    return bytes;
+    return write_some(of.descriptor, is_plain(of), data, size);
 }
 
 int64_t seek(void* context, int64_t offset, int origin) {
@@ -53,30 +48,12 @@ int truncate(void* context, int64_t size) {
 
 int close(void* context) {
     const auto& of = record_of(context);
-    if ((of.flags & def_ombrel_file_stream_flag_keep_open) == 0)
-        platform::close_descriptor(of.descriptor);
-    return 0;
+    const bool is_kept = (of.flags & def_ombrel_file_stream_flag_keep_open) != 0;
+    return result_of(is_kept || platform::close_file(of.descriptor));
 }
 
 constexpr ombrel_file_stream_calls_t descriptor_calls{
     .m_read = read, .m_write = write, .m_seek = seek, .m_truncate = truncate, .m_close = close};
-
-/// Closes a descriptor at the end of the scope unless a stream took it.
-class descriptor_guard {
-public:
-    explicit descriptor_guard(int descriptor) : descriptor_(descriptor) {}
-    ~descriptor_guard() {
-        const fault_keeper keeper;
-        if (descriptor_ >= 0)
-            platform::close_descriptor(descriptor_);
-    }
-    descriptor_guard(const descriptor_guard&) = delete;
-    descriptor_guard& operator=(const descriptor_guard&) = delete;
-    void release() { descriptor_ = -1; }
-
-private:
-    int descriptor_;
-};
 
 stream* open_on(int descriptor, const stream_opening& opening) {
     auto* const made = open_stream<descriptor_stream>(opening, descriptor_calls);
@@ -85,13 +62,19 @@ stream* open_on(int descriptor, const stream_opening& opening) {
     return made;
 }
 
+/// What has no end has no other place either.
+void stand_at_end(const stream& of) {
+    const fault_keeper keeper;
+    platform::move_file(of.descriptor, 0, file_origin::end);
+}
+
 bool allows(int descriptor, const file_access& wanted) {
     file_access given;
     const bool does = platform::get_file_access(descriptor, given) && (!wanted.read || given.read) &&
                       (!wanted.write || given.write);
     if (!does)
-        leave_fault(fault_code::bad_descriptor);
-    return does && (!wanted.append || given.append || platform::set_file_append(descriptor));
+        return refuse(fault_code::bad_descriptor);
+    return !wanted.append || given.append || platform::set_file_append(descriptor);
 }
 
 } // namespace
@@ -100,25 +83,16 @@ ombrel_file_stream_t* ombrel_open_file_stream_tag(const char* path, const char* 
                                                   const ombrel_file_stream_options_t* options,
                                                   const char* function, unsigned long line) {
     stream_opening opening;
-    if (!read_opening(mode, options, {function, line}, opening))
+    if (!read_opening(mode, options, {function, line}, opening) || !is_path(path))
         return nullptr;
-    if (path == nullptr) {
-        leave_fault(fault_code::invalid);
-        return nullptr;
-    }
-    const int descriptor = platform::open_file(path, opening.access);
-    if (descriptor < 0)
-        return nullptr;
-    descriptor_guard guard(descriptor);
     opening.options.m_flags &= ~def_ombrel_file_stream_flag_keep_open;
-    stream* const made = open_on(descriptor, opening);
+    owned_descriptor file(platform::open_file(path, opening.access));
+    stream* const made = file.is_open() ? open_on(file.get(), opening) : nullptr;
     if (made == nullptr)
         return nullptr;
-    guard.release();
-    if (opening.access.append && !opening.access.read) { // for those who ask for the position at once
-        const fault_keeper keeper;
-        platform::move_file(descriptor, 0, file_origin::end);
-    }
+    file.release();
+    if (opening.access.append && !opening.access.read) // where the first write goes
+        stand_at_end(*made);
     return made;
 }
 
@@ -127,7 +101,7 @@ ombrel_file_stream_t* ombrel_open_file_stream_descriptor_tag(int descriptor, con
                                                              const char* function, unsigned long line) {
     const bool is_kept =
         options != nullptr && (options->m_flags & def_ombrel_file_stream_flag_keep_open) != 0;
-    descriptor_guard guard(is_kept ? -1 : descriptor);
+    owned_descriptor guard(is_kept ? -1 : descriptor);
     stream_opening opening;
     if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) ||
         !allows(descriptor, opening.access))

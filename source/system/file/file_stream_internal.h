@@ -9,6 +9,7 @@
 #include "core/call_site.h"
 #include "core/fault.h"
 #include "platform/file.h"
+#include "system/file/file_internal.h"
 
 namespace ombrel::system {
 
@@ -62,7 +63,15 @@ inline const stream* stream_of(const ombrel_file_stream_t* of) {
 }
 
 /// Leaves a fault and gives -1.
-int refuse(fault_code why);
+inline int fail_with(fault_code why) {
+    leave_fault(why);
+    return -1;
+}
+
+/// False, with the fault, for a null argument that must not be.
+inline bool is_given(const void* argument) {
+    return argument != nullptr || refuse(fault_code::invalid);
+}
 
 /// What a stream is opened with.
 struct stream_opening {

@@ -50,7 +50,7 @@ bool make_room(memory_stream& of, size_t wanted) {
     const size_t room = grown_room(of, wanted);
     void* const larger = ombrel_realloc_tag(of.bytes, room + 1, of.opener.tag, of.opener.line);
     if (larger == nullptr)
-        return refuse(fault_code::no_memory) == 0;
+        return refuse(fault_code::no_memory);
     of.bytes = static_cast<char*>(larger);
     of.room = room;
     return true;
@@ -73,7 +73,7 @@ int64_t write(void* context, const void* data, size_t size) {
         return -1;
     const size_t count = std::min(end, of.room) - std::min(at, of.room);
     if (count == 0)
-        return refuse(fault_code::no_space);
+        return fail_with(fault_code::no_space);
     if (at + count > of.size)
         set_size(of, at + count);
     memcpy(of.bytes + at, data, count);
@@ -89,7 +89,7 @@ int64_t seek(void* context, int64_t offset, int origin) {
     int64_t target;
     if (__builtin_add_overflow(static_cast<int64_t>(from), offset, &target) || target < 0 ||
         static_cast<uint64_t>(target) > of.limit)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     of.at = static_cast<size_t>(target);
     return target;
 }
@@ -97,7 +97,7 @@ int64_t seek(void* context, int64_t offset, int origin) {
 int truncate(void* context, int64_t size) {
     auto& of = record_of(context);
     if (static_cast<uint64_t>(size) > of.limit)
-        return refuse(fault_code::no_space);
+        return fail_with(fault_code::no_space);
     const auto wanted = static_cast<size_t>(size);
     if (of.grows && !make_room(of, wanted))
         return -1;
@@ -135,6 +135,10 @@ size_t content_size(const void* memory, size_t size, const file_access& access) 
     return access.truncate ? 0 : size;
 }
 
+bool is_memory(const void* memory, size_t size) {
+    return ((memory != nullptr || size == 0) && size <= PTRDIFF_MAX) || refuse(fault_code::invalid);
+}
+
 /// The stream when it is a growing one with its content in place; null, with the fault, otherwise.
 memory_stream* settled(ombrel_file_stream_t* stream) {
     if (stream == nullptr || stream_of(stream)->calls != &memory_calls ||
@@ -155,12 +159,9 @@ ombrel_file_stream_t* ombrel_open_file_stream_memory_tag(void* memory, size_t si
                                                          const ombrel_file_stream_options_t* options,
                                                          const char* function, unsigned long line) {
     stream_opening opening;
-    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening))
+    if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) ||
+        !is_memory(memory, size))
         return nullptr;
-    if ((memory == nullptr && size > 0) || size > PTRDIFF_MAX) {
-        leave_fault(fault_code::invalid);
-        return nullptr;
-    }
     memory_stream* const made = open_memory(opening, memory, size, size);
     if (made == nullptr)
         return nullptr;

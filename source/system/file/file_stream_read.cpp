@@ -7,7 +7,6 @@
 #include <ombrel/heap.h>
 #include <ombrel/scan.h>
 
-#include "core/heap_ptr.h"
 #include "system/file/file_stream_internal.h"
 
 using namespace ombrel;
@@ -21,10 +20,8 @@ namespace {
 
 /// Whether there is a byte to be read.
 bool have_unread(ombrel_file_stream_t* stream) {
-    if (stream == nullptr) {
-        leave_fault(fault_code::invalid);
-        return false;
-    }
+    if (stream == nullptr)
+        return refuse(fault_code::invalid);
     auto& of = *stream_of(stream);
     return of.unread() > 0 || read_ahead(of) > 0;
 }
@@ -59,9 +56,7 @@ int64_t read_once(stream& of, unsigned char* to, size_t size) {
 
 bool can_read(const ombrel_file_stream_t* stream, const void* buffer, size_t size) {
     const bool makes_sense = stream != nullptr && (buffer != nullptr || size == 0) && size <= INT64_MAX;
-    if (!makes_sense)
-        leave_fault(fault_code::invalid);
-    return makes_sense;
+    return makes_sense || refuse(fault_code::invalid);
 }
 
 struct line {
@@ -77,7 +72,7 @@ int take_part(stream& of, line& found) {
     of.m_read_at += found.size;
     of.intact_from = of.m_read_at;
     of.has_line_end = false;
-    return refuse(fault_code::too_large);
+    return fail_with(fault_code::too_large);
 }
 
 /// Takes unread bytes as a line, and its end behind them if it has one. Its bytes are the caller's to change.
@@ -118,7 +113,7 @@ void drop_return(const stream& of, line& found) {
 
 int read_until(ombrel_file_stream_t* stream, int delimiter, char** text, size_t* size) {
     if (stream == nullptr || text == nullptr || delimiter < 0 || delimiter > UINT8_MAX)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     line found;
     const int result = find_line(of, delimiter, found);
@@ -143,7 +138,7 @@ public:
             if (bytes < 0)
                 return false;
         }
-        return size_ <= limit_ || refuse(fault_code::too_large) == 0;
+        return size_ <= limit_ || refuse(fault_code::too_large);
     }
     size_t size() const { return size_; }
     void* release() {
@@ -155,12 +150,12 @@ private:
     /// There is room for a byte more than the limit, so that it can be seen, and for the terminator.
     bool grow() {
         if (room_ > limit_ + 1)
-            return refuse(fault_code::too_large) == 0;
+            return refuse(fault_code::too_large);
         const size_t wanted = room_ == 0 ? of_.buffer_size + 1 : room_ * 2;
         const size_t room = std::min(wanted, limit_ + 2);
         void* const larger = ombrel_realloc_tag(block_.get(), room, caller_.tag, caller_.line);
         if (larger == nullptr)
-            return refuse(fault_code::no_memory) == 0;
+            return refuse(fault_code::no_memory);
         block_.release();
         block_.reset(static_cast<unsigned char*>(larger), caller_.tag, caller_.line);
         room_ = room;
@@ -170,7 +165,7 @@ private:
     stream& of_;
     size_t limit_;
     call_site caller_;
-    heap_ptr<unsigned char> block_;
+    quiet_ptr<unsigned char> block_;
     size_t size_ = 0, room_ = 0;
 };
 
@@ -186,12 +181,12 @@ int ombrel_file_stream_peek_byte(ombrel_file_stream_t* stream) {
 
 int ombrel_file_stream_unget_byte(ombrel_file_stream_t* stream, int byte) {
     if (stream == nullptr || byte == -1)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     if (!begin_reading(of))
         return -1;
     if (of.m_read_at - of.read_block <= 1) // the first byte is kept for a line beyond the limit
-        return refuse(fault_code::too_large);
+        return fail_with(fault_code::too_large);
     const auto value = static_cast<unsigned char>(byte);
     unsigned char* const at = of.m_read_at - 1;
     if (at < of.intact_from || *at != value) {
@@ -260,7 +255,7 @@ int ombrel_scan_pop_file_stream(void* stream) {
 
 int ombrel_file_stream_vscanf(ombrel_file_stream_t* stream, const char* format, va_list arguments) {
     if (stream == nullptr || format == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     return ombrel_context_scanf(ombrel_scan_peek_file_stream, ombrel_scan_pop_file_stream, stream, format,
                                 arguments);
 }

@@ -8,7 +8,6 @@
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
-#include "core/heap_ptr.h"
 #include "platform/terminal.h"
 #include "system/file/file_stream_internal.h"
 
@@ -25,7 +24,7 @@ int64_t write_side(stream& of, const void* data, size_t size) {
     size = std::min<size_t>(size, INT_MAX);
     int64_t bytes = of.calls->m_write(of.context, data, size);
     if (bytes == 0)
-        bytes = refuse(fault_code::input_output);
+        bytes = fail_with(fault_code::input_output);
     if (bytes < 0)
         return note_fault(of, of.write_fault);
     if (of.access.append)
@@ -117,17 +116,18 @@ bool format_in_place(stream& of, const char* format, va_list arguments, size_t& 
 int64_t format_apart(stream& of, const char* format, va_list arguments) {
     constexpr size_t first_room = 512, last_room = longest_text * 2;
     for (size_t room = std::clamp(of.buffer_size * 2, first_room, last_room); room <= last_room; room *= 2) {
-        const heap_ptr<char> block(static_cast<char*>(ombrel_alloc_tag(room, of.opener.tag, of.opener.line)));
+        const quiet_ptr<char> block(
+            static_cast<char*>(ombrel_alloc_tag(room, of.opener.tag, of.opener.line)));
         if (!block)
-            return refuse(fault_code::no_memory);
+            return fail_with(fault_code::no_memory);
         va_list attempt;
         va_copy(attempt, arguments);
         const auto size = static_cast<size_t>(ombrel_vsnprintf(block.get(), room, format, attempt));
         va_end(attempt);
         if (size + 1 < room)
-            return size <= longest_text ? write(of, block.get(), size) : refuse(fault_code::too_large);
+            return size <= longest_text ? write(of, block.get(), size) : fail_with(fault_code::too_large);
     }
-    return refuse(fault_code::too_large);
+    return fail_with(fault_code::too_large);
 }
 
 } // namespace
@@ -154,7 +154,7 @@ namespace {
 
 int64_t write_bytes(ombrel_file_stream_t* stream, const void* data, size_t size) {
     if (stream == nullptr || (data == nullptr && size > 0) || size > INT64_MAX)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     return write(*stream_of(stream), data, size);
 }
 
@@ -171,13 +171,13 @@ int64_t ombrel_file_stream_write(ombrel_file_stream_t* stream, const void* data,
 
 int64_t ombrel_file_stream_write_text(ombrel_file_stream_t* stream, const char* text) {
     if (text == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     return write_bytes(stream, text, strlen(text));
 }
 
 int64_t ombrel_file_stream_vprintf(ombrel_file_stream_t* stream, const char* format, va_list arguments) {
     if (stream == nullptr || format == nullptr)
-        return refuse(fault_code::invalid);
+        return fail_with(fault_code::invalid);
     auto& of = *stream_of(stream);
     if (!begin_writing(of))
         return -1;
