@@ -23,28 +23,28 @@
  * @endcode
  *
  * @par Pins and calls
- * A pin keeps the object's memory and says nothing of what others do with it. A call is
- * more: whoever enters an object tells how he uses it, several may be inside, one can have it for himself,
- * and ombrel_end_instance() lets those inside come out before the object's finish function runs, alone. A
- * type uses pins, or calls, or both.
+ * A pin keeps the object's memory and says nothing of what others do with it. A call is more: whoever enters
+ * an object tells how he uses it, several may be inside, one can have it for himself, and
+ * ombrel_end_instance() lets those inside come out before the object's finish function runs, alone. A type
+ * uses pins, or calls, or both.
  *
  * @par Handles
- * They are above 0. One leads to the same object as long as that lives; its number comes back only
- * when at least two thousand million handles have been given out since, so that stale ones do no harm.
+ * They are above 0. One leads to the same object as long as that lives; its number comes back only when at
+ * least two thousand million handles have been given out since, so that stale ones do no harm.
  *
  * @par Limits
- * #def_ombrel_instance_max objects of all types live at a time, the library's own contexts and
- * plug-ins among them; 32,767 pins and 16,383 calls hold one object at a time, and further ones are refused.
+ * #def_ombrel_instance_max objects of all types live at a time, the library's own contexts and plug-ins among
+ * them; 32,767 pins and 16,383 calls hold one object at a time, and further ones are refused.
  *
  * @par Threads
- * Any, for all functions here; none of them waits, save for a few instructions of another thread
- * that registers or destroys. The functions of a type are called with no lock held, in the thread that causes
- * it, and may use the registry.
+ * Any, for all functions here; none of them waits, save for a few instructions of another thread that
+ * registers or destroys. The functions of a type are called with no lock held, in the thread that causes it,
+ * and may use the registry.
  *
  * @par Failures
- * ombrel_last_fault() tells them: "invalid" for null arguments, "not found" for a handle
- * that leads to no object of the type, "busy" for an object that cannot be entered now or is ending, "no
- * memory", "too large" for what a limit refuses.
+ * ombrel_last_fault() tells them: "invalid" for null arguments, "not found" for a handle that leads to no
+ * object of the type, "busy" for an object that cannot be entered now, is ending, or is held too often, "no
+ * memory", "too large" when there are too many objects.
  */
 #ifndef OMBREL_INSTANCE_H
 #define OMBREL_INSTANCE_H
@@ -96,7 +96,8 @@ OMBREL_API int32_t ombrel_register_instance(const ombrel_instance_type_t* type, 
  * @brief Finds an object and keeps it until it is released.
  * @param type   its type
  * @param handle its handle, any number
- * @return the object; null when the handle leads to none of the type, or too many hold it
+ * @return the object; null when the handle leads to none of the type (fault "not found"), or too many hold it
+ *         ("busy")
  */
 OMBREL_API void* ombrel_pin_instance(const ombrel_instance_type_t* type, int32_t handle);
 
@@ -123,7 +124,7 @@ OMBREL_API int ombrel_retire_instance(const ombrel_instance_type_t* type, int32_
  * @param handle its handle
  * @param how    how the call uses it
  * @return the object; null when the handle leads to none of the type (fault "not found"), and when it is
- *         refused ("busy", "too large")
+ *         refused ("busy")
  */
 OMBREL_API void* ombrel_enter_instance(const ombrel_instance_type_t* type, int32_t handle, int how);
 

@@ -18,7 +18,7 @@ ctx_record* make_context() {
     ctx->base_plugin = plugin::load_plugin(nullptr, nullptr);
     if (ctx->base_plugin.handle >= 0)
         return ctx;
-    ctx_type.destroy(ctx);
+    ctx_type.m_destroy(ctx);
     return nullptr;
 }
 
@@ -31,7 +31,7 @@ int ombrel_new_ctx(void) {
     const int handle = register_instance(ctx_type, ctx);
     if (handle > 0)
         return ctx->handle = handle;
-    ctx_type.destroy(ctx);
+    ctx_type.m_destroy(ctx);
     if (handle == no_instance_left)
         plugin::report_no_handle("ombrel_new_ctx");
     return -1;

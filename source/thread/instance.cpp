@@ -34,7 +34,7 @@ static_assert(most_slots == 1u << index_bits);
 // The state of a slot: its pins, the calls inside its object, what is being done with the object. One word,
 // so that finding the object and holding it are one step.
 constexpr uint32_t pin_unit = 1;
-constexpr uint32_t pin_mask = (1u << 15) - 1;
+constexpr uint32_t pin_mask = most_instance_pins;
 constexpr uint32_t call_unit = pin_mask + 1;
 constexpr uint32_t call_mask = ((1u << 14) - 1) * call_unit;
 constexpr uint32_t alone_bit = 1u << 29;  // the one call inside has it for itself
@@ -145,10 +145,11 @@ bool is_of(const slot& at, int32_t handle) {
 
 // For the last who held an object without a handle.
 void destroy(slot& at) {
-    const auto destroy_object = at.type->destroy;
+    const auto destroy_object = at.type->m_destroy;
     void* object = at.object;
     table.give_back(at.place, at.generation.load(std::memory_order_relaxed) == last_generation);
-    destroy_object(object);
+    if (destroy_object != nullptr)
+        destroy_object(object);
 }
 
 // Replaces the state by next(state), in one step, unless that is the same; the state before.
@@ -170,7 +171,8 @@ void give_up(slot& at, uint32_t held) {
 
 // Ends the object, and with it the handle and the one call that is left.
 void finish(slot& at) {
-    at.type->finish(at.object);
+    if (at.type->m_finish != nullptr)
+        at.type->m_finish(at.object);
     give_up(at, live_bit | ending_bit | alone_bit | call_unit);
 }
 
@@ -190,14 +192,14 @@ void leave(slot& at) {
 }
 
 bool is_type(const slot& at, const instance_type& type) {
-    return at.type == &type || strcmp(at.type->name, type.name) == 0;
+    return at.type == &type || strcmp(at.type->m_name, type.m_name) == 0;
 }
 
 // Finds the slot of a living handle and holds it in one step, for which `unit` is added to the `count` of its
 // state; null when a bit of `refusing` is set there.
 slot* hold(int32_t handle, uint32_t unit, uint32_t count, uint32_t refusing) {
-    slot* at = handle > 0 ? table.find(index_of(handle)) : nullptr;
-    if (at == nullptr || !is_of(*at, handle))
+    slot* at = find_instance_slot(handle);
+    if (at == nullptr)
         return nullptr;
     uint32_t state = at->state.load(std::memory_order_relaxed);
     do {
@@ -286,4 +288,26 @@ bool ombrel::retire_instance(const instance_type& type, int32_t handle) {
     const uint32_t before = pinned.slot->state.fetch_and(~live_bit, std::memory_order_acq_rel);
     unpin_instance(pinned.slot);
     return (before & live_bit) != 0;
+}
+
+instance_slot* ombrel::find_instance_slot(int32_t handle) {
+    slot* at = handle > 0 ? table.find(index_of(handle)) : nullptr;
+    return at != nullptr && is_of(*at, handle) ? at : nullptr;
+}
+
+int32_t ombrel::instance_handle_at(uint32_t index) {
+    const slot* at = index < most_slots ? table.find(index) : nullptr;
+    if (at == nullptr)
+        return -1;
+    if ((at->state.load(std::memory_order_acquire) & live_bit) == 0)
+        return 0;
+    return static_cast<int32_t>(at->generation.load(std::memory_order_relaxed) << index_bits | index);
+}
+
+uint32_t ombrel::count_instance_pins(const instance_slot& at) {
+    return (at.state.load(std::memory_order_relaxed) & pin_mask) / pin_unit;
+}
+
+uint32_t ombrel::count_instance_calls(const instance_slot& at) {
+    return (at.state.load(std::memory_order_relaxed) & call_mask) / call_unit;
 }
