@@ -9,11 +9,16 @@ namespace ombrel::command {
 
 extern const ombrel_multicall_command_t base64_command;
 extern const ombrel_multicall_command_t cat_command;
+extern const ombrel_multicall_command_t cp_command;
 extern const ombrel_multicall_command_t digest_command;
+extern const ombrel_multicall_command_t find_command;
 extern const ombrel_multicall_command_t free_command;
 extern const ombrel_multicall_command_t get_command;
 extern const ombrel_multicall_command_t help_command;
 extern const ombrel_multicall_command_t plugins_command;
+extern const ombrel_multicall_command_t rm_command;
+extern const ombrel_multicall_command_t sync_command;
+extern const ombrel_multicall_command_t tree_command;
 extern const ombrel_multicall_command_t version_command;
 
 /// All of them, by name.
