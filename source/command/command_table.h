@@ -10,6 +10,7 @@ namespace ombrel::command {
 extern const ombrel_multicall_command_t base64_command;
 extern const ombrel_multicall_command_t cat_command;
 extern const ombrel_multicall_command_t cp_command;
+extern const ombrel_multicall_command_t date_command;
 extern const ombrel_multicall_command_t digest_command;
 extern const ombrel_multicall_command_t find_command;
 extern const ombrel_multicall_command_t free_command;
@@ -19,6 +20,7 @@ extern const ombrel_multicall_command_t plugins_command;
 extern const ombrel_multicall_command_t rm_command;
 extern const ombrel_multicall_command_t sync_command;
 extern const ombrel_multicall_command_t tree_command;
+extern const ombrel_multicall_command_t uuid_command;
 extern const ombrel_multicall_command_t version_command;
 
 /// All of them, by name.

@@ -9,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import uuid
 
 TOOL = PLUGIN = SERVER = ""
 
@@ -53,7 +54,10 @@ class MulticallTest(unittest.TestCase):
         for arguments, expected in ((["nothing"], 127), (["help", "nothing"], 127), (["--nothing"], 2), (["cat", "-x"], 2),
                                     (["digest", "-a"], 2), (["digest", "-a", "md6"], 2), (["base64", "-w", "x"], 2),
                                     (["base64", "-w", "9999999999"], 2), (["base64", "one", "long"], 2), (["get"], 2),
-                                    (["get", "-t", "1x", "a:"], 2), (["version", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
+                                    (["get", "-t", "1x", "a:"], 2), (["version", "x"], 2), (["date", "x"], 2), (["date", "-d"], 2),
+                                    (["uuid", "-v", "2"], 2), (["uuid", "-v", "9"], 2), (["uuid", "-v", "5"], 2), (["uuid", "-n", "0"], 2),
+                                    (["uuid", "-n", "x"], 2), (["uuid", "-s", "dns"], 2), (["uuid", "x"], 2), (["uuid", "-s", "x", "y"], 2),
+                                    (["uuid", "-v", "7", "-s", "dns", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
             status, output, errors = run(TOOL, *arguments)
             self.assertEqual((expected, b""), (status, output), arguments)
             self.assertIn("usage: " + arguments[0] if expected == 2 and arguments[0][0] != "-" else "nothing", errors)
@@ -80,6 +84,42 @@ class MulticallTest(unittest.TestCase):
             self.assertEqual(theirs[0], ours[0])
             self.assertEqual([line.split()[:2] for line in theirs[1:]], [line.split()[:2] for line in ours[1:]])
             self.assertEqual([len(line) for line in theirs], [len(line) for line in ours])
+
+    @unittest.skipUnless(b"GNU" in run("date", "--version")[1], "the host's date is not GNU's")
+    def test_date(self):
+        flags = ["", *"-_0+^#EO:", "::", ":::", "-5", "_5", "05", "+5", "12", "_10", "^12", "#10", "^#", "E3", "5O", "10:", "_::", "-25", "012"]
+        letters = "aAbBcCdDeFgGhHIjklmMnNpPqrRsStTuUVwWxXyYzZQJ% "
+        formats = "+" + "\x01".join(f"%{flag}{letter}" for flag in flags for letter in letters).replace("%5Oq", "%5%q") + "%5q%"
+        for zone in ("UTC0", "Europe/Berlin", "America/St_Johns", "Africa/Monrovia", "<-00>0", "<+1234>-12:34:56", "CET-1CEST,M3.5.0,M10.5.0/3"):
+            at = dict(os.environ, TZ=zone, LC_ALL="C")
+            for moment in (0, 1.5, -1.25, 1234567890.12, 1735689599.999999999, -2e9, -61e9, 253402300800, 1729989000, 1711848600):
+                for utc in [], ["-u"]:
+                    arguments = [*utc, "-d", f"@{moment:.9f}", formats]
+                    ours, theirs = (run(*program, *arguments, env=at)[1].split(b"\x01") for program in ([TOOL, "date"], ["date"]))
+                    self.assertEqual([], [pair for pair in zip(formats.split("\x01"), theirs, ours) if pair[1] != pair[2]], (zone, moment))
+            for text in ("2024-07-01", "20240701", "2024-07-01T12:30", "2024-07-01 12:30:15,25", "2024-07-01t12:30:15.5z", "2024-03-31T02:30",
+                         "2024-07-01T12:30:15-00:00", "2024-07-01 12:30:15.5+01", "2024-07-01T12:30:15 -0330", "Sun, 06 Nov 1994 08:49:37 GMT",
+                         "Sunday, 06-Nov-94 08:49:37 GMT", "@5", "2023-02-29", "2024-13-01", "2024-07-01T25:00", "@", "@1e3", "nonsense"):
+                ours, theirs = (run(*program, "-d", text, "+%s.%N", env=at)[:2] for program in ([TOOL, "date"], ["date"]))
+                self.assertEqual(theirs, ours, (zone, text))
+            self.assertEqual(run("date", "-d", "@-5", env=at), run(TOOL, "date", "-d@-5", env=at))
+        self.assertEqual((1, b"", "date: 2023-02-29: invalid date\n"), run(TOOL, "date", "+%F", "-d", "2023-02-29", "-u"))
+        self.assertEqual((0, b"1994-11-06\x1b[1m\n", ""), run(TOOL, "date", "+%F\x1b[1m", "-ud", "Sun Nov  6 08:49:37 1994"))
+        self.assertLess(abs(int(run("date", "+%s")[1]) - int(run(TOOL, "date", "+%s")[1])), 30)
+
+    def test_uuid(self):
+        spaces = {"dns": uuid.NAMESPACE_DNS, "url": uuid.NAMESPACE_URL, "oid": uuid.NAMESPACE_OID, "x500": uuid.NAMESPACE_X500}
+        for name in ("www.example.com", "", "\u00e4 b", "-x"):
+            for word, space in [*spaces.items(), (f"{{{uuid.UUID(int=5)}}}", uuid.UUID(int=5))]:
+                for version, make in ([], uuid.uuid5), (["-v", "3"], uuid.uuid3):
+                    self.assertEqual((0, f"{make(space, name)}\n".encode(), ""), run(TOOL, "uuid", "-s", word, *version, "--", name))
+        self.assertEqual(b"5c146b14-3c52-8afd-938a-375d0df1fbf6\n", run(TOOL, "uuid", "www.example.com", "-v8", "-s", "dns")[1])
+        for version in (1, 4, 6, 7, 8):
+            lines = run(TOOL, "uuid", "-v", str(version), "-n", "500")[1].decode().split("\n")
+            made = [uuid.UUID(line) for line in lines[:-1]]
+            self.assertEqual((500, lines[:-1]), (len(set(made)), [str(one) for one in made]))
+            self.assertEqual({(version, uuid.RFC_4122)}, {(one.version, one.variant) for one in made})
+        self.assertEqual(4, uuid.UUID(run(TOOL, "uuid")[1].decode().strip()).version)
 
     def test_base64(self):
         for name in ("one", "empty", "long"):
@@ -170,7 +210,7 @@ class MulticallTest(unittest.TestCase):
         self.assertEqual([1, 1, 2], [run(TOOL, "sync", *names)[0] for names in (["r", "r/a"], ["none", "to"], ["r"])])
 
     def test_output_that_cannot_be_written(self):
-        for command in (["cat", "long"], ["digest", "one"], ["base64", "long"], ["version"], ["help"], ["--list"], ["plugins"]):
+        for command in (["cat", "long"], ["digest", "one"], ["base64", "long"], ["version"], ["help"], ["--list"], ["plugins"], ["date"], ["uuid"]):
             with open("/dev/full", "wb") as full:
                 result = subprocess.run([TOOL, *command], stdout=full, stderr=subprocess.PIPE)
             self.assertEqual((1, True), (result.returncode, b"write error" in result.stderr), command)
