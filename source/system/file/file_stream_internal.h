@@ -17,6 +17,9 @@ using platform::file_access;
 
 enum class answer : uint8_t { unknown, yes, no };
 
+/// Before what is read stands room for what is put back, and a byte for a line beyond its limit.
+inline constexpr size_t read_margin = def_ombrel_file_stream_unget_limit + 1;
+
 /// A stream. The unread bytes stand between m_read_at and m_read_end, those that are held back for the other
 /// side between `write_base` and m_write_at.
 ///
@@ -47,7 +50,7 @@ struct stream : ombrel_file_stream_ts {
     bool is_writing; ///< put bytes may be taken into the buffer
     bool is_at_end, has_line_end;
 
-    unsigned char* read_base() const { return read_block + def_ombrel_file_stream_unget_limit + 1; }
+    unsigned char* read_base() const { return read_block + read_margin; }
     size_t unread() const { return static_cast<size_t>(m_read_end - m_read_at); }
     size_t held() const { return static_cast<size_t>(m_write_at - write_base); }
     /// Room for bytes of which nothing is due.
@@ -99,6 +102,8 @@ Record* open_stream(const stream_opening& opening, const ombrel_file_stream_call
 /// Why the other side's last call failed. A function of the caller's may not have told.
 fault fault_of_side();
 
+void free_bytes(const stream& of, void* bytes);
+
 /// Remembers why a read or write failed, unless that passes. Gives -1.
 int note_fault(stream& of, fault& kind);
 
@@ -111,11 +116,20 @@ int64_t side_position(stream& of);
 /// The position of the next byte to be read or written, or -1. Bytes must not be held back for appending.
 int64_t position_of(stream& of);
 
-/// Drops what was read ahead, and the other side's position with it.
+/// Forgets what was read ahead.
 void drop_unread(stream& of);
 
 /// Lets the other side continue where the reader is; false, with the fault, when it cannot.
 bool give_back_unread(stream& of);
+
+/// Writes to the other side; bytes, at least 1, or -1.
+int64_t write_side(stream& of, const void* data, size_t size);
+
+/// The buffering, which is chosen when bytes are first put.
+int buffering_of(stream& of);
+
+/// Opens the room in which the next bytes are put without a call, if they need none.
+void set_open_room(stream& of);
 
 /// Hands on all that is held back; what cannot be written stays.
 bool flush_held(stream& of);

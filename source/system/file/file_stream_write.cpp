@@ -1,48 +1,23 @@
 #include <ombrel/file_stream.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdarg>
 #include <cstring>
 
 #include <ombrel/heap.h>
 #include <ombrel/printf.h>
 
-#include "platform/terminal.h"
 #include "system/file/file_stream_internal.h"
 
 // The function, where a macro of the same name saves calls.
 #undef ombrel_file_stream_put_byte
 
-namespace ombrel::system {
+using namespace ombrel;
+using namespace ombrel::system;
 
 namespace {
 
 constexpr size_t longest_text = size_t{256} << 20;
-
-int64_t write_side(stream& of, const void* data, size_t size) {
-    size = std::min<size_t>(size, INT_MAX);
-    int64_t bytes = of.calls->m_write(of.context, data, size);
-    if (bytes == 0)
-        bytes = fail_with(fault_code::input_output);
-    if (bytes < 0)
-        return note_fault(of, of.write_fault);
-    if (of.access.append)
-        of.side_position = -1;
-    else if (of.side_position >= 0)
-        of.side_position += bytes;
-    return std::min(bytes, static_cast<int64_t>(size));
-}
-
-int buffering_of(stream& of) {
-    if (of.buffering == def_ombrel_file_stream_buffering_automatic) {
-        const fault_keeper keeper;
-        of.buffering = of.descriptor >= 0 && platform::is_terminal(of.descriptor)
-                           ? def_ombrel_file_stream_buffering_line
-                           : def_ombrel_file_stream_buffering_full;
-    }
-    return of.buffering;
-}
 
 /// Whether bytes that were just put are to be handed on.
 bool are_due(stream& of, size_t added) {
@@ -54,14 +29,6 @@ bool are_due(stream& of, size_t added) {
     default:
         return false;
     }
-}
-
-/// Where the next bytes go with a buffering in full, they go without a call.
-void set_open_room(stream& of) {
-    if (of.is_writing && buffering_of(of) == def_ombrel_file_stream_buffering_full)
-        of.m_write_end = of.write_base + of.buffer_size;
-    else
-        of.m_write_end = of.m_write_at;
 }
 
 /// Adds bytes that stand behind those held back, and hands on what is due. Gives those of them that the
@@ -87,7 +54,7 @@ size_t write_once(stream& of, const unsigned char* data, size_t size) {
 
 /// `size`, or the bytes that were taken before a failure; -1 for none.
 int64_t write(stream& of, const void* data, size_t size) {
-    if (size <= of.open_room()) {
+    if (size < of.open_room()) {
         memcpy(of.m_write_at, data, size);
         of.m_write_at += size;
         return static_cast<int64_t>(size);
@@ -129,28 +96,6 @@ int64_t format_apart(stream& of, const char* format, va_list arguments) {
     }
     return fail_with(fault_code::too_large);
 }
-
-} // namespace
-
-bool flush_held(stream& of) {
-    const size_t size = of.held();
-    size_t done = 0;
-    for (int64_t bytes = 0; done < size && bytes >= 0;
-         done += static_cast<size_t>(std::max<int64_t>(bytes, 0)))
-        bytes = write_side(of, of.write_base + done, size - done);
-    if (done > 0)
-        memmove(of.write_base, of.write_base + done, size - done);
-    of.m_write_at -= done;
-    set_open_room(of);
-    return done == size;
-}
-
-} // namespace ombrel::system
-
-using namespace ombrel;
-using namespace ombrel::system;
-
-namespace {
 
 int64_t write_bytes(ombrel_file_stream_t* stream, const void* data, size_t size) {
     if (stream == nullptr || (data == nullptr && size > 0) || size > INT64_MAX)
