@@ -177,8 +177,9 @@ TEST_F(Directory, IsSkippedAndItsFilesAreOpened) {
     lines found;
     while (ombrel_walk_next(walk, &entry) == 1) {
         found.push_back(entry.m_below);
-        if (found.back() == "a")
+        if (found.back() == "a") {
             EXPECT_EQ(0, ombrel_walk_skip(walk));
+        }
         if (found.back() == "b") {
             char text[9];
             const int fd = ombrel_walk_open_file(walk);

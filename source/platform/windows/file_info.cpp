@@ -6,9 +6,9 @@
 
 #include "platform/fault.h"
 #include "platform/file.h"
+#include "platform/host_block.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/file_times.h"
-#include "platform/windows/host_block.h"
 #include "platform/windows/host_error.h"
 #include "platform/windows/path_handle.h"
 #include "platform/windows/reparse_text.h"

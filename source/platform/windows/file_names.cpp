@@ -5,7 +5,7 @@
 #include <cwchar>
 
 #include "platform/fault.h"
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 #include "platform/windows/host_error.h"
 #include "platform/windows/path_handle.h"
 #include "platform/windows/reparse_text.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "platform/fault.h"
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 #include "platform/windows/host_error.h"
 #include "platform/windows/path_handle.h"
 #include "platform/windows/wide_text.h"

@@ -3,7 +3,7 @@
 #include <cwchar>
 
 #include "platform/fault.h"
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 #include "platform/windows/host_error.h"
 
 namespace ombrel::platform {

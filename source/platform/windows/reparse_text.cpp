@@ -1,7 +1,7 @@
 #include "platform/windows/reparse_text.h"
 
 #include "platform/fault.h"
-#include "platform/windows/host_block.h"
+#include "platform/host_block.h"
 #include "platform/windows/wide_text.h"
 #include <cstdint>
 #include <cstring>
