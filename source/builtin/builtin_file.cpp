@@ -6,6 +6,7 @@
 #include <climits>
 
 #include <ombrel/builtin_stream.h>
+#include <ombrel/file.h>
 #include <ombrel/printf.h>
 #include <ombrel/string.h>
 
@@ -155,7 +156,7 @@ int open(builtin_ctx& ctx) {
 }
 
 int close(builtin_ctx& ctx) {
-    platform::close_descriptor(descriptor_of(ctx));
+    ombrel_close_file(descriptor_of(ctx));
     return 0;
 }
 
@@ -182,21 +183,21 @@ int write(builtin_ctx& ctx, const void* data, size_t size) {
 }
 
 int64_t seek(builtin_ctx& ctx, int64_t offset, int whence) {
-    const auto origin = whence == def_ombrel_ctx_seek_set       ? platform::file_origin::start
-                        : whence == def_ombrel_ctx_seek_current ? platform::file_origin::current
-                                                                : platform::file_origin::end;
-    const int64_t position = platform::move_file(descriptor_of(ctx), offset, origin);
+    const int origin = whence == def_ombrel_ctx_seek_set       ? def_ombrel_file_seek_start
+                       : whence == def_ombrel_ctx_seek_current ? def_ombrel_file_seek_current
+                                                               : def_ombrel_file_seek_end;
+    const int64_t position = ombrel_file_seek(descriptor_of(ctx), offset, origin);
     return position >= 0 ? position : fail_by_system(ctx);
 }
 
 int sync(builtin_ctx& ctx) {
-    return platform::sync_file(descriptor_of(ctx)) ? 0 : fail_by_system(ctx);
+    return ombrel_file_sync(descriptor_of(ctx)) == 0 ? 0 : fail_by_system(ctx);
 }
 
 int get_size(builtin_ctx& ctx, ombrel_stream_size_t* record) {
     if (record == nullptr)
         return -1;
-    const int64_t size = platform::file_size(descriptor_of(ctx));
+    const int64_t size = ombrel_file_get_size(descriptor_of(ctx));
     if (size < 0)
         return fail_by_system(ctx);
     record->m_size = static_cast<uint64_t>(size);
@@ -208,8 +209,8 @@ int set_size(builtin_ctx& ctx, const ombrel_stream_size_t* record) {
         return -1;
     if (record->m_size > INT64_MAX)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
-    const bool is_set = platform::set_file_size(descriptor_of(ctx), static_cast<int64_t>(record->m_size));
-    return is_set ? 0 : fail_by_system(ctx);
+    const int result = ombrel_file_set_size(descriptor_of(ctx), static_cast<int64_t>(record->m_size));
+    return result == 0 ? 0 : fail_by_system(ctx);
 }
 
 int control(builtin_ctx& ctx, uint32_t code, void* record, size_t size) {

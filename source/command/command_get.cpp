@@ -2,6 +2,7 @@
 #include <utility>
 
 #include <ombrel/ctx.h>
+#include <ombrel/file.h>
 #include <ombrel/multicall.h>
 #include <ombrel/printf.h>
 
@@ -31,27 +32,32 @@ const char* error_of(const ctx_guard& from) {
                              : ctx_error_text(ombrel_ctx_get_last_error(from.handle()));
 }
 
-// The end of a scope closes the file; standard output stays.
+// A file, closed at the end of the scope, or standard output.
 class sink {
 public:
-    explicit sink(const char* path) : file_(path != nullptr ? fopen(path, "wb") : stdout) {}
+    explicit sink(const char* path) : is_file_(path != nullptr) {
+        constexpr uint32_t anew = def_ombrel_file_write | def_ombrel_file_create | def_ombrel_file_truncate;
+        constexpr uint32_t for_all = 0666;
+        if (is_file_)
+            descriptor_ = ombrel_open_file(path, anew, for_all);
+    }
     ~sink() { close(); }
     sink(const sink&) = delete;
     sink& operator=(const sink&) = delete;
 
-    bool is_open() const { return file_ != nullptr; }
+    bool is_open() const { return !is_file_ || descriptor_ >= 0; }
     bool put(const char* bytes, size_t size) {
-        const bool good = fwrite(bytes, 1, size, file_) == size;
+        const bool good = is_file_ ? ombrel_file_write_all(descriptor_, bytes, size) == 0
+                                   : fwrite(bytes, 1, size, stdout) == size;
         if (!good)
             why_ = last_fault();
         return good;
     }
     /// False when what was written has not arrived. Of standard output the caller of the command tells.
     bool close() {
-        FILE* const file = std::exchange(file_, nullptr);
-        if (file == nullptr || file == stdout)
+        if (!is_file_)
             return true;
-        if (fclose(file) != 0 && !why_)
+        if (descriptor_ >= 0 && ombrel_close_file(std::exchange(descriptor_, -1)) != 0 && !why_)
             why_ = last_fault();
         return !why_;
     }
@@ -59,7 +65,8 @@ public:
     const fault& why() const { return why_; }
 
 private:
-    FILE* file_;
+    bool is_file_;
+    int descriptor_ = -1;
     fault why_;
 };
 

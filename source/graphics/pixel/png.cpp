@@ -6,6 +6,7 @@
 
 #include <ombrel/color.h>
 #include <ombrel/crc.h>
+#include <ombrel/file.h>
 #include <ombrel/heap.h>
 
 #include "core/heap_ptr.h"
@@ -14,7 +15,6 @@
 #include "graphics/pixel/png.h"
 #include "graphics/pixel/report.h"
 #include "graphics/pixel/row_writer.h"
-#include "platform/file.h"
 
 using namespace ombrel;
 using namespace ombrel::graphics;
@@ -148,38 +148,17 @@ int push_document(ombrel_buffer_t* buffer, const picture& shown) {
     return buffer != nullptr ? put_document({push, buffer}, shown) : -1;
 }
 
-/// A file that is made or emptied.
-struct new_file {
-    explicit new_file(const char* path)
-        : descriptor(platform::open_file(path, {.write = true, .create = true, .truncate = true})),
-          is_regular(descriptor >= 0 && platform::is_regular_file(descriptor)) {}
-    ~new_file() {
-        if (descriptor >= 0)
-            platform::close_descriptor(descriptor);
-    }
-    new_file(const new_file&) = delete;
-    new_file& operator=(const new_file&) = delete;
-
-    bool write(const uint8_t* bytes, size_t size) const {
-        const auto put = is_regular ? platform::write_file : platform::write_descriptor;
-        for (int now = 0; size > 0; bytes += now, size -= static_cast<size_t>(now))
-            if ((now = put(descriptor, bytes, size)) <= 0)
-                return false;
-        return true;
-    }
-
-    int descriptor;
-    bool is_regular;
-};
-
 int save_document(const char* path, const picture& shown) {
-    if (path == nullptr)
+    constexpr uint32_t anew = def_ombrel_file_write | def_ombrel_file_create | def_ombrel_file_truncate;
+    constexpr uint32_t for_all = 0666;
+    int file = ombrel_open_file(path, anew, for_all);
+    if (file < 0)
         return -1;
-    new_file file(path);
     const auto write = [](void* to, const uint8_t* bytes, size_t size) {
-        return static_cast<new_file*>(to)->write(bytes, size);
+        return ombrel_file_write_all(*static_cast<int*>(to), bytes, size) == 0;
     };
-    return file.descriptor >= 0 ? put_document({write, &file}, shown) : -1;
+    const int result = put_document({write, &file}, shown);
+    return ombrel_close_file(file) == 0 ? result : -1;
 }
 
 /// Rows that are in the format.
