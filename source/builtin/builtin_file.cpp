@@ -14,14 +14,13 @@
 #include "core/heap_ptr.h"
 #include "platform/file.h"
 #include "platform/path.h"
+#include "system/file/open_mode.h"
 #include "text/ctype_table.h"
 #include "text/number.h"
 
 namespace ombrel::builtin {
 
 namespace {
-
-using platform::file_access;
 
 enum class waiting : uint8_t { unknown, possible, never };
 
@@ -44,17 +43,6 @@ bool never_waits(builtin_ctx& ctx) {
         waits.store(known, std::memory_order_relaxed);
     }
     return known == waiting::never;
-}
-
-file_access access_of(unsigned mode) {
-    file_access access;
-    access.read = (mode & mode_read) != 0;
-    access.write = (mode & mode_write) != 0;
-    access.append = (mode & mode_append) != 0;
-    access.create = (mode & mode_create) != 0;
-    access.exclusive = (mode & mode_exclusive) != 0;
-    access.truncate = (mode & mode_truncate) != 0;
-    return access;
 }
 
 /// A descriptor's number in decimal, or -1.
@@ -80,21 +68,12 @@ int named_descriptor(const ombrel_uri_t& uri) {
     return ombrel_strcmp(uri.m_scheme, "fd") == 0 ? parse_descriptor(uri.m_rest) : -1;
 }
 
-bool allows(int descriptor, const file_access& wanted) {
-    file_access given;
-    return platform::get_file_access(descriptor, given) && (!wanted.read || given.read) &&
-           (!wanted.write || given.write);
-}
-
 /// Makes a descriptor of the process fit for the mode.
 bool prepare_descriptor(builtin_ctx& ctx, int descriptor) {
-    const file_access wanted = access_of(ctx.mode);
-    if (descriptor < 0 || !allows(descriptor, wanted) ||
-        (wanted.append && !platform::set_file_append(descriptor))) {
-        fail(ctx, def_ombrel_ctx_error_invalid_argument);
-        return false;
-    }
-    return true;
+    if (descriptor >= 0 && system::adapt_descriptor(descriptor, ctx.mode))
+        return true;
+    fail(ctx, def_ombrel_ctx_error_invalid_argument);
+    return false;
 }
 
 int open_own_copy(builtin_ctx& ctx, int descriptor) {
@@ -105,7 +84,7 @@ int open_own_copy(builtin_ctx& ctx, int descriptor) {
 }
 
 int open_path(builtin_ctx& ctx, const char* path) {
-    const int descriptor = platform::open_file(path, access_of(ctx.mode));
+    const int descriptor = platform::open_file(path, ctx.mode);
     return descriptor >= 0 ? descriptor : fail_by_system(ctx);
 }
 
@@ -205,7 +184,7 @@ int get_size(builtin_ctx& ctx, ombrel_stream_size_t* record) {
 }
 
 int set_size(builtin_ctx& ctx, const ombrel_stream_size_t* record) {
-    if (record == nullptr || !keeps_to_mode(ctx, mode_write))
+    if (record == nullptr || !keeps_to_mode(ctx, writing))
         return -1;
     if (record->m_size > INT64_MAX)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);

@@ -23,9 +23,9 @@ ftp_stream& stream_of(builtin_ctx& ctx) {
 }
 
 ftp_direction direction_of(const builtin_ctx& ctx) {
-    if ((ctx.mode & mode_append) != 0)
+    if (ctx.mode.append)
         return ftp_direction::append;
-    return (ctx.mode & mode_write) != 0 ? ftp_direction::store : ftp_direction::retrieve;
+    return ctx.mode.write ? ftp_direction::store : ftp_direction::retrieve;
 }
 
 ftp_request request_for(const builtin_ctx& ctx, const transfer_place& place) {

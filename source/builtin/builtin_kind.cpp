@@ -20,8 +20,8 @@ int fail_by_system(const builtin_ctx& ctx) {
     return fail(ctx, context::ctx_error_of(last_fault().code));
 }
 
-bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction) {
-    if (!ctx.kind->is_bound_by_mode || (ctx.mode & direction) != 0)
+bool keeps_to_mode(const builtin_ctx& ctx, direction wanted) {
+    if (!ctx.kind->is_bound_by_mode || ctx.mode.*wanted)
         return true;
     fail(ctx, def_ombrel_ctx_error_not_supported);
     return false;

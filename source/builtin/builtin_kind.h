@@ -11,6 +11,7 @@
 #include <ombrel/uri.h>
 
 #include "context/option_list.h"
+#include "platform/file.h"
 #include "text/number.h"
 
 namespace ombrel::builtin {
@@ -24,22 +25,22 @@ struct builtin_ctx {
     const builtin_kind* kind;
     void* state; ///< the kind's own record
     const char* mime_type;
-    const char* source;      ///< the option "source", empty when it was not set
-    bool has_scheme;         ///< the source begins with a scheme of the kind; else it is a plain one
-    const ombrel_uri_t* uri; ///< the source taken apart, as if the scheme stood before a plain one; null
-                             ///< where the kind does not ask for that
-    unsigned mode;           ///< the option "mode" as `mode_…` bits; mode_read when it was not set
-    bool debug, verbose;     ///< the options of these names are not 0
-    int missed_time;         ///< the option "missed_time" in milliseconds; 0 when it was not set
-    int timeout;             ///< milliseconds that one call may wait: the option "timeout", which a control
-                             ///< operation changes; negative for no limit
+    const char* source;         ///< the option "source", empty when it was not set
+    bool has_scheme;            ///< the source begins with a scheme of the kind; else it is a plain one
+    const ombrel_uri_t* uri;    ///< the source taken apart, as if the scheme stood before a plain one; null
+                                ///< where the kind does not ask for that
+    platform::file_access mode; ///< the option "mode"; reading when it was not set
+    bool debug, verbose;        ///< the options of these names are not 0
+    int missed_time;            ///< the option "missed_time" in milliseconds; 0 when it was not set
+    int timeout; ///< milliseconds that one call may wait: the option "timeout", which a control
+                 ///< operation changes; negative for no limit
     /// The public function of the last control operation, for reports; threads may control a context at once.
     std::atomic<const char*> control_function;
 };
 
-/// Open flags that a mode in the manner of fopen() stands for.
-inline constexpr unsigned mode_read = 1, mode_write = 2, mode_append = 4, mode_create = 8, mode_truncate = 16,
-                          mode_exclusive = 32;
+/// What an operation needs of the mode.
+using direction = bool platform::file_access::*;
+inline constexpr direction reading = &platform::file_access::read, writing = &platform::file_access::write;
 
 /// The kind's own record: made in zeroed memory before open() is called, and ended when the context is freed,
 /// after close() or an open() that failed.
@@ -91,9 +92,8 @@ int fail(const builtin_ctx& ctx, int error);
 /// fail() with the error that stands for the last fault.
 int fail_by_system(const builtin_ctx& ctx);
 
-/// Whether the mode allows a direction (`mode_read` or `mode_write`), where it binds; false with the error
-/// set.
-bool keeps_to_mode(const builtin_ctx& ctx, unsigned direction);
+/// Whether the mode allows a direction, where it binds; false with the error set.
+bool keeps_to_mode(const builtin_ctx& ctx, direction wanted);
 
 /// A control operation that the kind does not have.
 inline int refuse_control(const builtin_ctx& ctx) {

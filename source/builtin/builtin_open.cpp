@@ -15,6 +15,7 @@
 
 #include "core/heap_ptr.h"
 #include "core/wipe.h"
+#include "system/file/open_mode.h"
 #include "text/slice.h"
 #include "text/uri_scheme.h"
 
@@ -169,9 +170,11 @@ void free_builtin(builtin_ctx* ctx) {
 }
 
 int read_mode(builtin_ctx& ctx) {
-    ctx.mode = mode_read;
+    ctx.mode = {.read = true};
     const char* const mode = option_text(ctx, "mode");
-    return mode == nullptr || parse_mode(mode, ctx.mode) ? 0 : fail(ctx, def_ombrel_ctx_error_syntax);
+    return mode == nullptr || system::parse_open_mode(mode, ctx.mode)
+               ? 0
+               : fail(ctx, def_ombrel_ctx_error_syntax);
 }
 
 int read_options(builtin_ctx& ctx) {
@@ -246,31 +249,6 @@ int close_builtin(builtin_ctx* ctx) {
     const int result = ctx->kind->close != nullptr ? ctx->kind->close(*ctx) : 0;
     free_builtin(ctx);
     return result;
-}
-
-bool parse_mode(const char* text, unsigned& mode) {
-    switch (*text++) {
-    case 'r':
-        mode = mode_read;
-        break;
-    case 'w':
-        mode = mode_write | mode_create | mode_truncate;
-        break;
-    case 'a':
-        mode = mode_write | mode_create | mode_append;
-        break;
-    default:
-        return false;
-    }
-    for (; *text != '\0'; text++) {
-        if (*text == '+')
-            mode |= mode_read | mode_write;
-        else if (*text == 'x')
-            mode |= mode_exclusive;
-        else if (ombrel_strchr("bte", *text) == nullptr)
-            return false;
-    }
-    return true;
 }
 
 } // namespace ombrel::builtin

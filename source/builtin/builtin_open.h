@@ -12,7 +12,4 @@ builtin_ctx* open_builtin(int handle, const context::option_list& options, const
 /// Closes it and frees it: 0, or -1 when something that was written is lost.
 int close_builtin(builtin_ctx* ctx);
 
-/// Reads a mode in the manner of fopen(); false when it is none.
-bool parse_mode(const char* text, unsigned& mode);
-
 } // namespace ombrel::builtin

@@ -68,7 +68,7 @@ int start(const builtin_ctx& ctx, const ombrel_process_options_t& options, ombre
 int open(builtin_ctx& ctx) {
     if (command_of(ctx)[0] == '\0')
         return fail(ctx, def_ombrel_ctx_error_syntax);
-    const bool reads = (ctx.mode & mode_read) != 0, writes = (ctx.mode & mode_write) != 0;
+    const bool reads = ctx.mode.read, writes = ctx.mode.write;
     pipe_state& state = state_of<pipe_state>(ctx);
     state.close_timeout = close_timeout_ms;
     if (!read_option(ctx, "close_timeout", state.close_timeout))

@@ -39,10 +39,10 @@ Result pass_on(int handle, Result (*builtin_kind::*operation)(builtin_ctx&, Para
 
 /// The same in a direction that the mode may forbid.
 template<typename Result, typename... Parameters>
-Result pass_on_towards(unsigned direction, int handle,
+Result pass_on_towards(direction wanted, int handle,
                        Result (*builtin_kind::*operation)(builtin_ctx&, Parameters...),
                        std::type_identity_t<Parameters>... arguments) {
-    return keeps_to_mode(opened(handle), direction) ? pass_on(handle, operation, arguments...) : -1;
+    return keeps_to_mode(opened(handle), wanted) ? pass_on(handle, operation, arguments...) : -1;
 }
 
 int open(int handle, const char* mime_type) {
@@ -119,26 +119,26 @@ int vbcontrol(int handle, uint32_t code, va_list args) {
 }
 
 int is_readable(int handle, int timeout_ms) {
-    return pass_on_towards(mode_read, handle, &builtin_kind::is_readable, timeout_ms);
+    return pass_on_towards(reading, handle, &builtin_kind::is_readable, timeout_ms);
 }
 
 int is_writable(int handle, int timeout_ms) {
-    return pass_on_towards(mode_write, handle, &builtin_kind::is_writable, timeout_ms);
+    return pass_on_towards(writing, handle, &builtin_kind::is_writable, timeout_ms);
 }
 
 // To read or write nothing is to ask whether it could be done: no kind is asked for it, but may lack it.
 int read(int handle, void* buffer, size_t size) {
     const builtin_ctx& ctx = opened(handle);
     if (size == 0 && ctx.kind->read != nullptr)
-        return keeps_to_mode(ctx, mode_read) ? 0 : -1;
-    return pass_on_towards(mode_read, handle, &builtin_kind::read, buffer, size);
+        return keeps_to_mode(ctx, reading) ? 0 : -1;
+    return pass_on_towards(reading, handle, &builtin_kind::read, buffer, size);
 }
 
 int write(int handle, const void* data, size_t size) {
     const builtin_ctx& ctx = opened(handle);
     if (size == 0 && ctx.kind->write != nullptr)
-        return keeps_to_mode(ctx, mode_write) ? 0 : -1;
-    return pass_on_towards(mode_write, handle, &builtin_kind::write, data, size);
+        return keeps_to_mode(ctx, writing) ? 0 : -1;
+    return pass_on_towards(writing, handle, &builtin_kind::write, data, size);
 }
 
 int64_t seek(int handle, int64_t offset, int whence) {

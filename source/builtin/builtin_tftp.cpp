@@ -36,14 +36,14 @@ bool fill_request(const builtin_ctx& ctx, const transfer_place& place, tftp_requ
     request.host = place.host;
     request.port = place.port;
     request.name = place.path.get();
-    request.write = (ctx.mode & mode_write) != 0;
+    request.write = ctx.mode.write;
     request.limit_ms = ctx.timeout;
     return read_options(ctx, request);
 }
 
 int open(builtin_ctx& ctx) {
     // The protocol replaces files as a whole.
-    if ((ctx.mode & mode_append) != 0)
+    if (ctx.mode.append)
         return fail(ctx, def_ombrel_ctx_error_invalid_argument);
     transfer_place place{};
     tftp_request request;

@@ -167,7 +167,7 @@ int open(builtin_ctx& ctx) {
     if (!resolve(ctx))
         return -1;
     udp_state& state = state_of<udp_state>(ctx);
-    state.is_receiving = state.is_multicast && (ctx.mode & mode_read) != 0;
+    state.is_receiving = state.is_multicast && ctx.mode.read;
     constexpr int any_port = 0;
     socket_guard s(ombrel_open_udp_socket_ex(peer_of(state)->sa_family, nullptr,
                                              state.is_receiving ? ctx.uri->m_port : any_port, nullptr));

@@ -47,8 +47,8 @@ int find_transfer_place(const builtin_ctx& ctx, int default_port, const char* pa
 }
 
 int check_transfer_mode(const builtin_ctx& ctx) {
-    const bool both = (ctx.mode & mode_read) != 0 && (ctx.mode & mode_write) != 0;
-    return both || (ctx.mode & mode_exclusive) != 0 ? fail(ctx, def_ombrel_ctx_error_invalid_argument) : 0;
+    const bool both = ctx.mode.read && ctx.mode.write;
+    return both || ctx.mode.exclusive ? fail(ctx, def_ombrel_ctx_error_invalid_argument) : 0;
 }
 
 int fail_by_transfer(const builtin_ctx& ctx, const protocol::transfer_error& error) {

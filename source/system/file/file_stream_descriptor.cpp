@@ -2,6 +2,7 @@
 #include <ombrel/file_stream.h>
 
 #include "system/file/file_stream_internal.h"
+#include "system/file/open_mode.h"
 
 using namespace ombrel;
 using namespace ombrel::system;
@@ -68,15 +69,6 @@ void stand_at_end(const stream& of) {
     platform::move_file(of.descriptor, 0, file_origin::end);
 }
 
-bool allows(int descriptor, const file_access& wanted) {
-    file_access given;
-    const bool does = platform::get_file_access(descriptor, given) && (!wanted.read || given.read) &&
-                      (!wanted.write || given.write);
-    if (!does)
-        return refuse(fault_code::bad_descriptor);
-    return !wanted.append || given.append || platform::set_file_append(descriptor);
-}
-
 } // namespace
 
 ombrel_file_stream_t* ombrel_open_file_stream_tag(const char* path, const char* mode,
@@ -104,7 +96,7 @@ ombrel_file_stream_t* ombrel_open_file_stream_descriptor_tag(int descriptor, con
     owned_descriptor guard(is_kept ? -1 : descriptor);
     stream_opening opening;
     if (!read_opening(mode, options, {function, line}, opening) || !is_for_open(opening) ||
-        !allows(descriptor, opening.access))
+        !adapt_descriptor(descriptor, opening.access))
         return nullptr;
     stream* const made = open_on(descriptor, opening);
     if (made != nullptr)

@@ -1,5 +1,7 @@
 #include "system/file/open_mode.h"
 
+#include "system/file/file_internal.h"
+
 namespace ombrel::system {
 
 namespace {
@@ -38,6 +40,15 @@ bool parse_open_mode(const char* text, platform::file_access& access) {
     while (is_known && *++text != '\0')
         is_known = extend_mode(*text, access);
     return is_known;
+}
+
+bool adapt_descriptor(int descriptor, const platform::file_access& mode) {
+    platform::file_access given;
+    if (!platform::get_file_access(descriptor, given))
+        return false;
+    if ((mode.read && !given.read) || (mode.write && !given.write))
+        return refuse(fault_code::bad_descriptor);
+    return !mode.append || given.append || platform::set_file_append(descriptor);
 }
 
 } // namespace ombrel::system
