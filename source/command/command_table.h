@@ -7,6 +7,7 @@
 
 namespace ombrel::command {
 
+extern const ombrel_multicall_command_t ata_command;
 extern const ombrel_multicall_command_t base64_command;
 extern const ombrel_multicall_command_t cat_command;
 extern const ombrel_multicall_command_t cp_command;

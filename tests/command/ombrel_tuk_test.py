@@ -50,6 +50,16 @@ class MulticallTest(unittest.TestCase):
         self.assertIn(b"<?xml", run("./version", "-x")[1])
         self.assertEqual((0, b"2 7\n", ""), run(TOOL, "count", data=b"a\nb\ncde"))
 
+    def test_ata(self):
+        block = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fuzz/corpus/ata_identity/solid_state")
+        status, output, errors = run(TOOL, "ata", block)
+        lines = dict(line.split(": ", 1) for line in output.decode().splitlines())
+        self.assertEqual((0, ""), (status, errors))
+        self.assertEqual(("EMT02B6Q", "500107862016", "solid state", "enabled", "disabled", "good"), tuple(
+            lines[name] for name in ("firmware", "capacity", "rotation rate", "TRIM", "security", "integrity")))
+        for name, data in (("-", bytes(512)), ("long", b""), ("-", b"")):
+            self.assertEqual((1, b""), run(TOOL, "ata", name, data=data)[:2])
+
     def test_wrong_calls(self):
         for arguments, expected in ((["nothing"], 127), (["help", "nothing"], 127), (["--nothing"], 2), (["cat", "-x"], 2),
                                     (["digest", "-a"], 2), (["digest", "-a", "md6"], 2), (["base64", "-w", "x"], 2),
@@ -57,7 +67,7 @@ class MulticallTest(unittest.TestCase):
                                     (["get", "-t", "1x", "a:"], 2), (["version", "x"], 2), (["date", "x"], 2), (["date", "-d"], 2),
                                     (["uuid", "-v", "2"], 2), (["uuid", "-v", "9"], 2), (["uuid", "-v", "5"], 2), (["uuid", "-n", "0"], 2),
                                     (["uuid", "-n", "x"], 2), (["uuid", "-s", "dns"], 2), (["uuid", "x"], 2), (["uuid", "-s", "x", "y"], 2),
-                                    (["uuid", "-v", "7", "-s", "dns", "x"], 2), (["version", "--xml=x"], 2), (["count", "x"], 2)):
+                                    (["uuid", "-v", "7", "-s", "dns", "x"], 2), (["version", "--xml=x"], 2), (["ata"], 2), (["count", "x"], 2)):
             status, output, errors = run(TOOL, *arguments)
             self.assertEqual((expected, b""), (status, output), arguments)
             self.assertIn("usage: " + arguments[0] if expected == 2 and arguments[0][0] != "-" else "nothing", errors)

@@ -123,7 +123,7 @@ TEST(Instances, AreNeverUsedWhenTheyAreGone) {
     std::atomic<int32_t> shared{0};
     std::atomic<bool> done{false};
     std::vector<std::thread> users;
-    std::atomic<int> wrong{0};
+    std::atomic<int> wrong{0}, pins{0};
     for (int i = 0; i < 3; i++)
         users.emplace_back([&] {
             while (!done) {
@@ -134,6 +134,7 @@ TEST(Instances, AreNeverUsedWhenTheyAreGone) {
                     continue;
                 }
                 used->users++;
+                pins++;
                 wrong += used->destroyed != 0;
                 used->users--;
                 wrong += ombrel_unpin_instance(handle) != 0;
@@ -145,11 +146,13 @@ TEST(Instances, AreNeverUsedWhenTheyAreGone) {
                                                  static_cast<thing*>(object)->destroyed++;
                                              },
                                              nullptr};
-    std::vector<thing> made(500);
+    std::vector<thing> made(100);
     for (thing& each : made) {
         const int32_t handle = ombrel_register_instance(&kept, &each);
+        const int before = pins;
         shared = handle;
-        std::this_thread::yield();
+        for (int waits = 0; waits < 100 && pins == before; waits++)
+            std::this_thread::yield();
         EXPECT_EQ(0, ombrel_retire_instance(&kept, handle));
     }
     done = true;
