@@ -16,6 +16,7 @@ constexpr int64_t minute_nanoseconds = int64_t{60} * nanoseconds_per_second;
 
 /// The shape of what RFC 3339 has: a digit for "0", "T", "t" or a space for "T", itself for any other.
 constexpr std::string_view rfc3339_shape = "0000-00-00T00:00:00";
+constexpr size_t rfc3339_hour_at = 11; // which ends at 23
 constexpr std::string_view offset_shape = "00:00";
 
 /// Reads the parts of a text of ISO 8601, each false where the text does not go on so.
@@ -139,6 +140,10 @@ bool has_rfc3339_shape(std::string_view text, size_t& at) {
         fits = matched == offset_shape.size();
         at += matched;
     }
+    if (slice(text, rfc3339_hour_at, 2) == "24") {
+        at = rfc3339_hour_at;
+        return false;
+    }
     return fits && at == text.size();
 }
 
@@ -201,9 +206,7 @@ int ombrel_parse_iso_time(const char* text, uint32_t flags, ombrel_civil_time_t*
                           size_t* fault_at) {
     if (text == nullptr || time == nullptr)
         return refuse();
-    size_t at = 0;
-    if ((flags & def_ombrel_parse_rfc3339) != 0 &&
-        (!has_rfc3339_shape(text, at) || slice(text, 11, 2) == "24"))
+    if (size_t at = 0; (flags & def_ombrel_parse_rfc3339) != 0 && !has_rfc3339_shape(text, at))
         return refuse_at(at, fault_at);
     iso_reader reader(text);
     ombrel_civil_time_t found{};
