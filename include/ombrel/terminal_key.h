@@ -24,7 +24,10 @@
  * Only time tells the key Escape from the beginning of a sequence: whoever feeds the decoder flushes it when
  * nothing follows.
  *
- * Threads: one at a time for a decoder.
+ * @par Threads
+ * One at a time for a decoder.
+ * @par Failures
+ * def_ombrel_fault_invalid for null, nothing else.
  */
 #ifndef OMBREL_TERMINAL_KEY_H
 #define OMBREL_TERMINAL_KEY_H
@@ -67,9 +70,8 @@ OMBREL_BEGIN_C
                                            */
 #define def_ombrel_key_focus_out 0x110203 /**< it lost the keyboard */
 #define def_ombrel_key_resized 0x110204   /**< no key: the terminal has another size (terminal.h) */
-#define def_ombrel_key_resumed                                                                               \
-    0x110205 /**< no key: the program was stopped and goes on; the screen wants to be drawn anew             \
-                (terminal.h) */
+/** No key: the program was stopped and goes on; the screen wants to be drawn anew (terminal.h). */
+#define def_ombrel_key_resumed 0x110205
 #define def_ombrel_key_unknown 0x110206 /**< a sequence that is none of these keys, or that broke off */
 /** @} */
 
@@ -82,9 +84,9 @@ OMBREL_BEGIN_C
 #define def_ombrel_key_alt 0x02u     /**< Alt; also Escape typed right before the key */
 #define def_ombrel_key_control 0x04u /**< Ctrl */
 #define def_ombrel_key_meta 0x08u    /**< Meta or Super, where a terminal tells it */
-#define def_ombrel_key_pasted                                                                                \
-    0x10u /**< no modifier: the character is part of a paste. Control characters come as they are then: a    \
-             line end as 13 or 10, Escape as 27 */
+/** No modifier: the character is part of a paste. Control characters come as they are then: a line end as 13
+ * or 10, Escape as 27. */
+#define def_ombrel_key_pasted 0x10u
 /** @} */
 
 /** A key. */
@@ -96,13 +98,15 @@ typedef struct ombrel_key_ts {
 /** The longest sequence that is read, in bytes; what goes beyond is dropped to its end as one unknown key. */
 #define def_ombrel_key_sequence_max 32
 
-/** A decoder. The fields are its own but for the first. */
+/**
+ * A decoder. The fields are its own but for the first: the byte that the key Backspace sends, 127, or 8 as
+ * some terminals have it. It may be set at any time. 127 is always Backspace; 8 is Ctrl+H unless it is set.
+ */
 typedef struct ombrel_key_decoder_ts {
-    uint8_t m_backspace; /**< the byte that the key Backspace sends: 127, or 8 as some terminals have it. It
-                            may be set at any time; of the other one, 8 is Ctrl+H and 127 still Backspace */
-    uint8_t m_state;     /**< what the bytes so far are the beginning of */
-    uint8_t m_count;     /**< how many are held */
-    uint8_t m_given;     /**< how many of them were given as characters of a paste */
+    uint8_t m_backspace;                         /**< 127 or 8 */
+    uint8_t m_state;                             /**< what the bytes so far are the beginning of */
+    uint8_t m_count;                             /**< how many are held */
+    uint8_t m_given;                             /**< how many of them were given as characters of a paste */
     uint8_t m_held[def_ombrel_key_sequence_max]; /**< they */
     uint32_t m_flags;                            /**< whether a paste goes on, and the like */
 } ombrel_key_decoder_t;
@@ -143,12 +147,12 @@ OMBREL_API int ombrel_key_decoder_flush(ombrel_key_decoder_t* decoder, ombrel_ke
  * @brief Writes a key's name as people know it: "a", "Ctrl+C", "Alt+Shift+F5", "Page Up", "Escape".
  *
  * Control and other invisible characters have names or the form "U+0001".
- * @param key    the key
- * @param buffer receives the name, always terminated, cut to fit; may be null with a size of 0
- * @param size   its room in bytes; 48 hold every name
- * @return the length of the whole name, -1 for a null key
+ * @param buf  receives the name, terminated, cut to fit; may be null with a size of 0
+ * @param size its room in bytes; 48 hold every name
+ * @param key  the key
+ * @return the characters stored; -1 for a null argument
  */
-OMBREL_API int ombrel_format_key(const ombrel_key_t* key, char* buffer, size_t size);
+OMBREL_API int ombrel_format_key(char* buf, size_t size, const ombrel_key_t* key);
 
 OMBREL_END_C
 
