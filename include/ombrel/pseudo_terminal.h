@@ -6,12 +6,12 @@
  * const char* const arguments[] = {"stty", "size", NULL};
  * ombrel_pseudo_terminal_t* terminal = ombrel_open_pseudo_terminal(arguments, NULL);
  * char output[256];
- * ptrdiff_t size = 0;
- * int exit_code = -1;
+ * int64_t size = 0;
+ * ombrel_process_end_t end;
  * while (terminal != NULL && (size = ombrel_pseudo_terminal_read(terminal, output, sizeof output, 1000)) > 0)
  *     show(output, (size_t)size);                           // "24 80\r\n"
- * if (size == 0 && ombrel_pseudo_terminal_wait(terminal, 1000, &exit_code, NULL) == 1)
- *     tell(exit_code);
+ * if (size == 0 && ombrel_pseudo_terminal_wait(terminal, 1000, &end) == 1)
+ *     tell(end.m_exit_code);
  * ombrel_close_pseudo_terminal(terminal);
  * @endcode
  *
@@ -25,11 +25,13 @@
  *
  * Windows has this since the version 10 of October 2018; there the console itself paints what the program
  * shows, so the output is a picture by sequences more than what the program wrote. Elsewhere, and where wine
- * has no such thing, opening fails with `not_supported`.
+ * has no such thing, opening fails with def_ombrel_fault_not_supported.
  *
- * Faults, unless a function says otherwise: `invalid` for null and senseless arguments.
+ * @par Failures
+ * Unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments.
  *
- * Threads: one at a time for a record; one that reads and one that writes may be two.
+ * @par Threads
+ * One at a time for a record; one that reads and one that writes may be two.
  */
 #ifndef OMBREL_PSEUDO_TERMINAL_H
 #define OMBREL_PSEUDO_TERMINAL_H
@@ -38,6 +40,7 @@
 #include <stdint.h>
 
 #include <ombrel/export.h>
+#include <ombrel/process.h>
 
 OMBREL_BEGIN_C
 
@@ -54,8 +57,8 @@ typedef struct ombrel_pseudo_terminal_options_ts {
     const char* m_directory;          /**< where it starts; null, the default: where this program is */
     int m_columns;                    /**< 1 to 32767; by default 80 */
     int m_rows;                       /**< 1 to 32767; by default 24 */
-    int m_close_limit; /**< milliseconds that ombrel_close_pseudo_terminal() leaves the program to end by
-                          itself after the hang-up; negative for as long as it takes; by default 1000 */
+    int m_close_timeout_ms; /**< what closing leaves it to end by itself; negative for ever; by default 1000
+                             */
 } ombrel_pseudo_terminal_options_t;
 
 /** @brief Fills in the defaults. @return 0, -1 for null */
@@ -63,13 +66,14 @@ OMBREL_API int ombrel_init_pseudo_terminal_options(ombrel_pseudo_terminal_option
 
 /**
  * @brief Starts a program in a terminal of its own.
- * @param arguments its name, looked for along the search path of this program when it has no directory, its
- *                  arguments and a null behind them
+ * @param arguments its name, looked for along the search path of this program when it has no directory, else
+ * a path seen from where this program is; its arguments and a null behind them
  * @param options   null for the defaults
  * @param function  the calling function's name
  * @param line      the source line
- * @return the program, for ombrel_close_pseudo_terminal(); null with a fault: `not_found` or `access_denied`
- * for the program or the directory, `no_memory`, `no_descriptor`, `not_supported`
+ * @return the program, for ombrel_close_pseudo_terminal(); null with a fault: def_ombrel_fault_not_found or
+ * def_ombrel_fault_access_denied for the program or the directory, def_ombrel_fault_no_memory,
+ * def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported
  */
 OMBREL_API ombrel_pseudo_terminal_t*
 ombrel_open_pseudo_terminal_tag(const char* const* arguments, const ombrel_pseudo_terminal_options_t* options,
@@ -80,8 +84,8 @@ ombrel_open_pseudo_terminal_tag(const char* const* arguments, const ombrel_pseud
 
 /**
  * @brief Hangs the terminal up, gives the program its time to end, ends its group by force if it has not, and
- * frees the record. What it prints meanwhile is dropped.
- * @return 0; -1 for null
+ * frees the record. What it prints meanwhile is dropped. Null does nothing.
+ * @return 0
  */
 OMBREL_API int ombrel_close_pseudo_terminal(ombrel_pseudo_terminal_t* terminal);
 
@@ -90,12 +94,12 @@ OMBREL_API int ombrel_close_pseudo_terminal(ombrel_pseudo_terminal_t* terminal);
  * @param terminal the program
  * @param buffer   receives the bytes
  * @param size     its room
- * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @param timeout_ms negative waits for ever, 0 looks once
  * @return bytes; 0 at the end, when the program and all that it left behind have closed the terminal, and for
  * a size of 0; #def_ombrel_pseudo_terminal_timeout; -1 with a fault
  */
-OMBREL_API ptrdiff_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* terminal, void* buffer,
-                                                 size_t size, int timeout_milliseconds);
+OMBREL_API int64_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* terminal, void* buffer, size_t size,
+                                               int timeout_ms);
 
 /**
  * @brief Types for the program.
@@ -104,12 +108,12 @@ OMBREL_API ptrdiff_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* termi
  * @param terminal the program
  * @param data     the bytes
  * @param size     how many
- * @param timeout_milliseconds negative waits for ever, 0 writes what goes at once
- * @return bytes written, fewer when the time ran out; -1 with a fault before the first: `closed` after the
- * end
+ * @param timeout_ms negative waits for ever, 0 writes what goes at once
+ * @return bytes written, fewer when the time ran out; -1 with a fault before the first:
+ * def_ombrel_fault_closed after the end
  */
-OMBREL_API ptrdiff_t ombrel_pseudo_terminal_write(ombrel_pseudo_terminal_t* terminal, const void* data,
-                                                  size_t size, int timeout_milliseconds);
+OMBREL_API int64_t ombrel_pseudo_terminal_write(ombrel_pseudo_terminal_t* terminal, const void* data,
+                                                size_t size, int timeout_ms);
 
 /**
  * @brief Changes the terminal's size; the program is told.
@@ -132,30 +136,33 @@ OMBREL_API int ombrel_pseudo_terminal_get_size(ombrel_pseudo_terminal_t* termina
 /**
  * @brief Sends a signal to the group in the terminal's foreground, as Ctrl+C would, or to the program's own
  * when there is none.
- * @param terminal the program
- * @param signum   a signal of the host. Windows has SIGINT and SIGBREAK, which are typed, and SIGTERM, which
- * ends the program and its children; others are `not_supported`
- * @return 0; -1 with a fault: `no_process` after the end
+ * @param terminal      the program
+ * @param signal_number as for ombrel_process_signal()
+ * @return 0; -1 with a fault: def_ombrel_fault_no_process after the end, and those of ombrel_process_signal()
  */
-OMBREL_API int ombrel_pseudo_terminal_signal(ombrel_pseudo_terminal_t* terminal, int signum);
+OMBREL_API int ombrel_pseudo_terminal_signal(ombrel_pseudo_terminal_t* terminal, int signal_number);
 
-/** @brief Ends the program and its group by force. Its end is still to be waited for. @return 0; -1 with a
- * fault: `no_process` after the end */
-OMBREL_API int ombrel_pseudo_terminal_kill(ombrel_pseudo_terminal_t* terminal);
+/**
+ * @brief Ends the program and its group: asks by a hang-up, then by force. What it prints meanwhile is
+ * dropped.
+ * @param terminal the program
+ * @param grace_ms milliseconds between the two; 0 ends it at once, negative never
+ * @return 0 when it has ended, which ombrel_pseudo_terminal_wait() tells how; -1 with a fault
+ */
+OMBREL_API int ombrel_pseudo_terminal_stop(ombrel_pseudo_terminal_t* terminal, int grace_ms);
 
 /**
  * @brief Waits for the program to end. It may be asked again after the end.
- * @param terminal    the program
- * @param timeout_milliseconds negative waits for ever, 0 looks once
- * @param exit_code   receives the exit code; -1 when a signal ended it, or nobody can tell; may be null
- * @param exit_signal receives the signal that ended it; 0 for none; may be null
+ * @param terminal   the program
+ * @param timeout_ms negative waits for ever, 0 looks once
+ * @param end        receives how it ended; may be null
  * @return 1 it has ended; 0 the time ran out; -1 with a fault
  */
-OMBREL_API int ombrel_pseudo_terminal_wait(ombrel_pseudo_terminal_t* terminal, int timeout_milliseconds,
-                                           int* exit_code, int* exit_signal);
+OMBREL_API int ombrel_pseudo_terminal_wait(ombrel_pseudo_terminal_t* terminal, int timeout_ms,
+                                           ombrel_process_end_t* end);
 
 /** @brief The program's process number. @return the number; -1 for null */
-OMBREL_API int ombrel_pseudo_terminal_get_process(const ombrel_pseudo_terminal_t* terminal);
+OMBREL_API int ombrel_pseudo_terminal_get_id(const ombrel_pseudo_terminal_t* terminal);
 
 /** @brief The descriptor that becomes readable when the program prints or ends, for event loops. It stays the
  * record's. @return the descriptor; -1 for null */
@@ -177,23 +184,14 @@ typedef struct ombrel_terminal_pair_ts {
 /**
  * @brief Opens a pair of 80 by 24 characters. Neither side becomes this program's terminal.
  * @param pair receives both sides, for ombrel_uninit_terminal_pair(); -1 and an empty name after a failure
- * @return 0; -1 with a fault: `no_descriptor`, `not_supported` where the host has no such thing, as Windows
+ * @return 0; -1 with a fault: def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where the host
+ * has no such thing, as Windows
  */
 OMBREL_API int ombrel_init_terminal_pair(ombrel_terminal_pair_t* pair);
 
 /** @brief Closes both sides that are still there. One that was given away or closed is to be -1 before.
  * @return 0; -1 for null */
 OMBREL_API int ombrel_uninit_terminal_pair(ombrel_terminal_pair_t* pair);
-
-/**
- * @brief Sets the size of the terminal behind a descriptor, of either side of a pair; the programs in it are
- * told.
- * @param fd      the descriptor
- * @param columns 1 to 32767
- * @param rows    1 to 32767
- * @return 0; -1 with a fault: `not_supported` for what is no terminal
- */
-OMBREL_API int ombrel_set_terminal_size(int fd, int columns, int rows);
 /** @} */
 
 OMBREL_END_C

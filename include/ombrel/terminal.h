@@ -17,24 +17,28 @@
  * ombrel_close_terminal(terminal);
  * @endcode
  *
- * **Restoration.** A terminal that was entered is given back as it was found: mode, screen, cursor, title.
- * That happens when it is left or closed, at exit(), and when a signal ends the program (TERM, INT, HUP,
- * QUIT, PIPE, ALRM, USR1, USR2, ABRT, SEGV, BUS, FPE, ILL, XCPU) or stops it (TSTP; when it goes on in the
- * foreground, raw mode is entered again, also after a stop that no program sees). Only signals whose action
- * is the default when the terminal is entered are caught, and that action follows. A program with a handler
- * of its own, installed before or after, keeps it, and calls ombrel_restore_terminals() in it where the
- * program is to end. What cannot be caught (KILL, _exit()) leaves the terminal raw.
+ * @par Restoration
+ * A terminal that was entered is given back as it was found: mode, screen, cursor, title. That happens when
+ * it is left or closed, at exit(), and when a signal ends the program (TERM, INT, HUP, QUIT, PIPE, ALRM,
+ * USR1, USR2, ABRT, SEGV, BUS, FPE, ILL and the like) or stops it (TSTP, TTIN). When the program goes on in
+ * the foreground, raw mode is entered again, also after a stop that no program sees. Only signals whose
+ * action is the default when the terminal is entered are caught, and that action follows. A program with a
+ * handler of its own, installed before or after, keeps it, and calls ombrel_restore_terminals() in it where
+ * the program is to end. What cannot be caught (KILL, _exit()) leaves the terminal raw.
  *
- * On Windows the mode of the console is given back at the same places, on Ctrl+C, Ctrl+Break and the closing
- * of the console, and on a fault that nobody handles. Keys there are what the console tells; colours, title
- * and the like need a console that renders escape sequences (Windows 10 and later), otherwise they are left
- * out.
+ * @par Windows
+ * The mode of the console is given back at the same places, on Ctrl+C, Ctrl+Break and the closing of the
+ * console, and on a fault that nobody handles. Keys are what the console tells; colours, title and the like
+ * need a console that renders escape sequences (Windows 10 and later), otherwise they are left out.
  *
- * Faults, unless a function says otherwise: `invalid` for null and senseless arguments, `bad_descriptor` for
- * a descriptor that is not open, `not_supported` for what is no terminal.
+ * @par Failures
+ * Unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments,
+ * def_ombrel_fault_bad_descriptor for a descriptor that is not open, def_ombrel_fault_not_supported for what
+ * is no terminal, def_ombrel_fault_input_output for one that is gone.
  *
- * Threads: any for what takes a descriptor or nothing; one at a time for an ombrel_terminal_t. Of one
- * terminal behind several descriptors, enter one.
+ * @par Threads
+ * Any for what takes a descriptor or nothing; one at a time for an ombrel_terminal_t. Of one terminal behind
+ * several descriptors, enter one.
  */
 #ifndef OMBREL_TERMINAL_H
 #define OMBREL_TERMINAL_H
@@ -68,6 +72,16 @@ OMBREL_API int ombrel_isatty(int fd);
  */
 OMBREL_API int ombrel_get_terminal_size(int* columns, int* rows);
 
+/**
+ * @brief Sets the size of the terminal behind a descriptor, of either side of a pair; the programs in it are
+ * told.
+ * @param fd      the descriptor
+ * @param columns 1 to 32767
+ * @param rows    1 to 32767
+ * @return 0; -1 with a fault: def_ombrel_fault_not_supported for what is no terminal
+ */
+OMBREL_API int ombrel_set_terminal_size(int fd, int columns, int rows);
+
 /** The result of a read whose time ran out. */
 #define def_ombrel_terminal_timeout (-2)
 
@@ -85,12 +99,12 @@ OMBREL_API int ombrel_get_terminal_size(int* columns, int* rows);
 OMBREL_API int ombrel_get_terminal_colors(int fd);
 
 #define def_ombrel_terminal_color_default 0u /**< a colour: the terminal's own */
-/** A colour: of the palette, 0 to 255. 0 to 7 are black, red, green, yellow, blue, magenta, cyan, white; 8 to
- * 15 the same bright; 16 to 231 a cube of 6 × 6 × 6; 232 to 255 greys. */
-#define def_ombrel_terminal_color_palette(index) (0x01000000u | ((uint32_t)(index)&0xffu))
-/** A colour: by its parts, each 0 to 255. */
+/** A colour of the palette: 0 to 7 are black, red, green, yellow, blue, magenta, cyan, white, 8 to 15 the
+ * same bright, 16 to 231 a cube of 6 by 6 by 6, 232 to 255 greys. */
+#define def_ombrel_terminal_color_palette(index) (0x01000000u | ((index)&0xffu))
+/** A colour by its parts, each 0 to 255. */
 #define def_ombrel_terminal_color_rgb(red, green, blue)                                                      \
-    (0x02000000u | ((uint32_t)(red)&0xffu) << 16 | ((uint32_t)(green)&0xffu) << 8 | ((uint32_t)(blue)&0xffu))
+    (0x02000000u | ((red)&0xffu) << 16 | ((green)&0xffu) << 8 | ((blue)&0xffu))
 
 #define def_ombrel_terminal_bold 0x01u      /**< an attribute */
 #define def_ombrel_terminal_faint 0x02u     /**< an attribute */
@@ -109,18 +123,16 @@ typedef struct ombrel_terminal_style_ts {
 } ombrel_terminal_style_t;
 
 /**
- * @brief The escape sequence that sets a style, whatever was set before.
+ * @brief Writes the escape sequence that sets a style, whatever was set before.
+ * @param buf    receives the sequence, terminated; empty when it does not fit, as a part of one is none
+ * @param size   its room in bytes; 64 hold every sequence
  * @param style  the style; null for the terminal's own
  * @param colors how many the terminal has, as ombrel_get_terminal_colors() tells; a colour that is not among
- * them becomes the nearest that is; with 0 attributes alone are set
- * @param buffer receives the sequence, always terminated, empty when it does not fit; may be null with a size
- * of
- *               0
- * @param size   its room in bytes; 64 hold every sequence
- * @return its length
+ *               them becomes the nearest that is; with 0 attributes alone are set
+ * @return the characters stored; -1 for a null buffer or a size of 0
  */
-OMBREL_API int ombrel_format_terminal_style(const ombrel_terminal_style_t* style, int colors, char* buffer,
-                                            size_t size);
+OMBREL_API int ombrel_format_terminal_style(char* buf, size_t size, const ombrel_terminal_style_t* style,
+                                            int colors);
 /** @} */
 
 /** @name A terminal in use
@@ -136,22 +148,24 @@ typedef struct ombrel_terminal_ts ombrel_terminal_t;
  * @param output where they are shown; -1 likewise. Both stay the caller's
  * @param function the calling function's name
  * @param line     the source line
- * @return the terminal, for ombrel_close_terminal(); null with a fault: `not_supported` for an input that is
- * no terminal, `not_found` when the program has no terminal, `no_memory`, `no_descriptor`. An output that is
- * no terminal is allowed and gets the text alone, without sequences
+ * @return the terminal, for ombrel_close_terminal(); null with a fault: def_ombrel_fault_not_supported for an
+ * input that is no terminal, def_ombrel_fault_not_found when the program has no terminal,
+ * def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor. An output that is no terminal is allowed and
+ * gets the text alone, without sequences
  */
 OMBREL_API ombrel_terminal_t* ombrel_open_terminal_tag(int input, int output, const char* function,
                                                        unsigned long line);
 /** ombrel_open_terminal_tag() with the caller's own name and line. */
 #define ombrel_open_terminal(input, output) ombrel_open_terminal_tag((input), (output), __func__, __LINE__)
 
-/** @brief Leaves the terminal, shows what is still to be shown, frees the record. @return 0, -1 for null */
+/** @brief Leaves the terminal, shows what is still to be shown, frees the record. Null does nothing.
+ * @return 0; -1 with a fault when the terminal could not be given back: the record is freed all the same */
 OMBREL_API int ombrel_close_terminal(ombrel_terminal_t* terminal);
 
-#define def_ombrel_terminal_signals                                                                          \
-    0x01u /**< Ctrl+C, Ctrl+\ and Ctrl+Z go on to be signals; without it they come as keys */
-#define def_ombrel_terminal_screen                                                                           \
-    0x02u /**< a screen of its own, empty, where the terminal has one; the old one comes back at the end */
+/** Ctrl+C, Ctrl+\ and Ctrl+Z go on to be signals; without it they come as keys. */
+#define def_ombrel_terminal_signals 0x01u
+/** A screen of its own, empty, where the terminal has one; the old one comes back at the end. */
+#define def_ombrel_terminal_screen 0x02u
 #define def_ombrel_terminal_hide_cursor 0x04u /**< the cursor is not shown until it is asked for */
 #define def_ombrel_terminal_paste 0x08u       /**< tell pastes from what is typed */
 #define def_ombrel_terminal_focus 0x10u       /**< tell when the terminal gets and loses the keyboard */
@@ -163,8 +177,8 @@ OMBREL_API int ombrel_close_terminal(ombrel_terminal_t* terminal);
  * A terminal that was entered already takes the new flags.
  * @param terminal the terminal
  * @param flags    bits
- * @return 0; -1 with a fault: `busy` when as many terminals as can be guarded (8) are entered, `input_output`
- *         when the terminal is gone
+ * @return 0; -1 with a fault: def_ombrel_fault_busy when as many terminals as can be guarded (8) are entered,
+ * def_ombrel_fault_input_output when the terminal is gone
  */
 OMBREL_API int ombrel_terminal_enter(ombrel_terminal_t* terminal, uint32_t flags);
 
@@ -189,24 +203,23 @@ OMBREL_API void ombrel_restore_terminals(void);
  * line is complete.
  * @param terminal         the terminal
  * @param key              receives the key
- * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @param timeout_ms negative waits for ever, 0 looks once
  * @return 1 for a key; 0 when the input has ended, as after a hang-up; #def_ombrel_terminal_timeout; -1 with
  * a fault
  */
-OMBREL_API int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key,
-                                        int timeout_milliseconds);
+OMBREL_API int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key, int timeout_ms);
 
 /**
  * @brief Sets how long after the byte of Escape the rest of a sequence may come: 50 milliseconds unless set.
  * Slow lines want more.
  * @return 0; -1 for null and numbers below 0
  */
-OMBREL_API int ombrel_terminal_set_escape_limit(ombrel_terminal_t* terminal, int milliseconds);
+OMBREL_API int ombrel_terminal_set_escape_timeout(ombrel_terminal_t* terminal, int timeout_ms);
 
 /** @brief The descriptor that keys come from, to wait for its readiness in an event loop: read keys with a
  * limit of 0 then until the time runs out, and again some 50 milliseconds later, for a lone Escape. @return
  * the descriptor, -1 for null */
-OMBREL_API int ombrel_terminal_get_input(const ombrel_terminal_t* terminal);
+OMBREL_API int ombrel_terminal_get_descriptor(const ombrel_terminal_t* terminal);
 
 /**
  * @brief The size now.
@@ -263,7 +276,8 @@ OMBREL_API int ombrel_terminal_set_title(ombrel_terminal_t* terminal, const char
 OMBREL_API int ombrel_terminal_ring(ombrel_terminal_t* terminal);
 
 /** @brief Shows what was drawn. It waits while the terminal takes nothing, as after Ctrl+S, but no longer
- * than the five seconds in which it takes not a byte: then it fails with `timed_out` and drops what is left.
+ * than the five seconds in which it takes not a byte: then it fails with def_ombrel_fault_timed_out and drops
+ * what is left.
  */
 OMBREL_API int ombrel_terminal_flush(ombrel_terminal_t* terminal);
 /** @} */
@@ -271,21 +285,21 @@ OMBREL_API int ombrel_terminal_flush(ombrel_terminal_t* terminal);
 /**
  * @brief Reads a line that is typed unseen, such as a pass phrase.
  *
- * The line is edited as the terminal does it. What was typed before the prompt is dropped. The terminal is
- * given back as described above, also when Ctrl+C ends the program. The bytes pass through no memory but the
- * buffer and what the system has: wipe it after use.
+ * Backspace takes a character back, Ctrl+U all of them, Ctrl+D on an empty line ends the input; other keys
+ * that are no characters do nothing. What was typed before the prompt is dropped. The terminal is given back
+ * as described above, also when Ctrl+C ends the program. What the library had of the line is overwritten; the
+ * buffer is the caller's to wipe.
  * @param fd     a terminal; -1 for the program's controlling terminal. Input that is no terminal is read as
  * it is up to the end of the line, byte by byte, and no prompt is shown
  * @param prompt shown before; null for none
  * @param buffer receives the line without its end, terminated; it is zero after a failure
  * @param size   its room in bytes, at least 1
- * @param timeout_milliseconds for the whole line: negative waits for ever
+ * @param timeout_ms for the whole line: negative waits for ever
  * @return 1 for a line, which may be empty; 0 at the end of the input; #def_ombrel_terminal_timeout; -1 with
- * a fault: `too_large` for a line that does not fit, which is read to its end and dropped, `not_found` when
- * the program has no terminal
+ * a fault: def_ombrel_fault_too_large for a line that does not fit, which is read to its end and dropped,
+ * def_ombrel_fault_not_found when the program has no terminal
  */
-OMBREL_API int ombrel_read_secret(int fd, const char* prompt, char* buffer, size_t size,
-                                  int timeout_milliseconds);
+OMBREL_API int ombrel_read_secret(int fd, const char* prompt, char* buffer, size_t size, int timeout_ms);
 
 OMBREL_END_C
 

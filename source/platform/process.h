@@ -23,6 +23,7 @@ struct process_plan {
     bool own_group = true;            ///< that it leads, and that ends with stop_group()
     bool own_session = false;         ///< likewise, without a terminal
     bool takes_terminal = false;      ///< with a session of its own: standard input becomes its terminal
+    void* console = nullptr;          ///< of Windows: one that this process plays, in place of the streams
 };
 
 enum class process_part { program, directory };

@@ -66,7 +66,8 @@ HANDLE inherited_standard(DWORD which) {
 /// The handles that a child gets, and no others.
 class child_handles {
 public:
-    explicit child_handles(const process_plan& plan) : count_(plan.descriptor_count) {
+    explicit child_handles(const process_plan& plan)
+        : count_(plan.console != nullptr ? 0 : plan.descriptor_count) {
         while (made_ < count_ && (all_[made_] = open(plan.descriptors[made_])) != nullptr)
             made_++;
     }
@@ -132,14 +133,20 @@ private:
     host_block<unsigned char> bytes_;
 };
 
-/// The attributes of a process that inherits these handles and nothing else.
+/// The attributes of a process that inherits these handles and nothing else, or of one in a console.
 class inheritance {
 public:
-    explicit inheritance(child_handles& handles) : list_(needed_size()) {
+    inheritance(child_handles& handles, void* console) : list_(needed_size()) {
+        constexpr DWORD_PTR pseudo_console = 0x20016; // newer than some headers
         SIZE_T size = needed_size();
         is_made_ = list_ && InitializeProcThreadAttributeList(get(), 1, 0, &size);
-        is_good_ = is_made_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                                         handles.all(), handles.bytes(), nullptr, nullptr);
+        if (is_made_ && console != nullptr)
+            is_good_ = UpdateProcThreadAttribute(get(), 0, pseudo_console, console, sizeof console, nullptr,
+                                                 nullptr);
+        else
+            is_good_ =
+                is_made_ && UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                      handles.all(), handles.bytes(), nullptr, nullptr);
         if (list_ && !is_good_)
             fail_by_last_error();
     }
@@ -239,7 +246,10 @@ private:
 /// A program without a console would get a window for each child.
 DWORD creation_flags(const process_plan& plan) {
     constexpr DWORD always = CREATE_SUSPENDED | EXTENDED_STARTUPINFO_PRESENT | CREATE_UNICODE_ENVIRONMENT;
-    const DWORD console = plan.own_session ? DETACHED_PROCESS : GetConsoleCP() == 0 ? CREATE_NO_WINDOW : 0u;
+    const DWORD console = plan.console != nullptr ? 0u
+                          : plan.own_session      ? DETACHED_PROCESS
+                          : GetConsoleCP() == 0   ? CREATE_NO_WINDOW
+                                                  : 0u;
     return always | console | (plan.own_group || plan.own_session ? CREATE_NEW_PROCESS_GROUP : 0u);
 }
 
@@ -277,22 +287,24 @@ int start(const wchar_t* program, const command_line& line, const process_plan& 
     const variable_block variables(plan.environment);
     if (!handles || !numbers || !variables)
         return -1;
-    inheritance attributes(handles);
+    inheritance attributes(handles, plan.console);
     if (!attributes)
         return -1;
     STARTUPINFOEXW information{};
     STARTUPINFOW& start = information.StartupInfo;
     start.cb = sizeof information;
-    start.dwFlags = STARTF_USESTDHANDLES;
-    start.hStdInput = handles.all()[0];
-    start.hStdOutput = handles.all()[1];
-    start.hStdError = handles.all()[2];
+    start.dwFlags = STARTF_USESTDHANDLES; // in a console there are none, and none of this process's
+    if (handles.count() > 0) {
+        start.hStdInput = handles.all()[0];
+        start.hStdOutput = handles.all()[1];
+        start.hStdError = handles.all()[2];
+    }
     start.cbReserved2 = handles.count() > 3 ? numbers.size() : 0;
     start.lpReserved2 = handles.count() > 3 ? numbers.get() : nullptr;
     information.lpAttributeList = attributes.get();
     PROCESS_INFORMATION made;
-    if (!CreateProcessW(program, line.get(), nullptr, nullptr, TRUE, creation_flags(plan), variables.get(),
-                        directory.get(), &start, &made))
+    if (!CreateProcessW(program, line.get(), nullptr, nullptr, handles.count() > 0, creation_flags(plan),
+                        variables.get(), directory.get(), &start, &made))
         return fail_to_start();
     return release(made, plan.own_group || plan.own_session);
 }

@@ -1,7 +1,10 @@
 #include "platform/terminal.h"
 
+#include <fcntl.h>
+
 #include "platform/fault.h"
 #include "platform/windows/descriptor.h"
+#include "platform/windows/host_error.h"
 #include "platform/windows/wide_text.h"
 
 namespace ombrel::platform {
@@ -37,6 +40,48 @@ bool screen_size_of_keyboard(int& columns, int& rows) {
 }
 
 } // namespace
+
+namespace {
+
+/// What is a console but no screen of one has no size that could be asked for.
+bool refused_by_kind(HANDLE handle) {
+    if (handle != nullptr)
+        leave_fault(fault_code::not_supported);
+    return false;
+}
+
+} // namespace
+
+bool size_of_terminal(int descriptor, int& columns, int& rows) {
+    HANDLE const handle = handle_of(descriptor);
+    return (handle != nullptr && visible_size(handle, columns, rows)) ||
+           (is_terminal(descriptor) && screen_size_of_keyboard(columns, rows)) || refused_by_kind(handle);
+}
+
+// The window follows its buffer, which is never the smaller one.
+bool set_size_of_terminal(int descriptor, int columns, int rows) {
+    HANDLE const screen = handle_of(descriptor);
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (screen == nullptr || GetConsoleScreenBufferInfo(screen, &info) == 0)
+        return refused_by_kind(screen);
+    const auto width = static_cast<SHORT>(columns), height = static_cast<SHORT>(rows);
+    const SMALL_RECT least{0, 0, 0, 0},
+        wanted{0, 0, static_cast<SHORT>(width - 1), static_cast<SHORT>(height - 1)};
+    SetConsoleWindowInfo(screen, TRUE, &least);
+    if (SetConsoleScreenBufferSize(screen, {width, height}) && SetConsoleWindowInfo(screen, TRUE, &wanted))
+        return true;
+    return fail_by_last_error() == 0;
+}
+
+int open_own_terminal(terminal_side side) {
+    const bool is_input = side == terminal_side::input;
+    HANDLE const handle = CreateFileW(is_input ? L"CONIN$" : L"CONOUT$", GENERIC_READ | GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (handle != INVALID_HANDLE_VALUE)
+        return adopt_handle(handle, is_input ? _O_RDONLY : _O_WRONLY);
+    leave_fault(fault_code::not_found);
+    return -1;
+}
 
 bool terminal_size(int& columns, int& rows) {
     const fault_keeper kept;
@@ -84,6 +129,13 @@ bool write_terminal(int descriptor, const char* text) {
 // By design, though newer consoles would: programs rely on plain texts there.
 bool terminal_renders_escapes() {
     return false;
+}
+
+bool terminal_renders_escapes(int descriptor) {
+    const fault_keeper kept;
+    DWORD mode = 0;
+    return descriptor >= 0 && GetConsoleMode(handle_of(descriptor), &mode) != 0 &&
+           (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
 } // namespace ombrel::platform

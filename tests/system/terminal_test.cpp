@@ -1,0 +1,234 @@
+// Terminals of programs, looked at from the other side.
+#include <csignal>
+#include <cstring>
+#include <unistd.h>
+
+#include <ombrel/environment.h>
+#include <ombrel/terminal.h>
+
+#include "support/descriptor_balance.h"
+#include "support/heap_balance.h"
+#include "system/in_terminal.h"
+
+using namespace ombrel_test;
+
+namespace {
+
+const std::string program = OMBREL_TEST_TERMINAL;
+constexpr uint32_t flags =
+    def_ombrel_terminal_screen | def_ombrel_terminal_hide_cursor | def_ombrel_terminal_paste;
+
+/// The program with its keys shown, between two looks at the terminal's settings.
+std::string between_settings(const std::string& how = "", const std::string& after = "") {
+    return "export TERM=xterm; stty -g; " + how + program + " keys " + std::to_string(flags) +
+           "; echo \"=$?\"; stty -g" + after;
+}
+
+class Terminal : public balanced_test {
+    descriptor_balance descriptors_;
+};
+
+} // namespace
+
+TEST_F(Terminal, IsGivenBackHoweverTheProgramEnds) {
+    const struct {
+        const char* key;
+        int code;
+    } table[] = {{"q", 0},
+                 {"e", 3},
+                 {"a", 128 + SIGABRT},
+                 {"t", 128 + SIGTERM},
+                 {"s", 128 + SIGSEGV},
+                 {"f", 128 + SIGSEGV},
+                 {"o", SIGTERM},
+                 {"cq", 0}};
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const std::string settings = "ASAN_OPTIONS=handle_segv=0 TSAN_OPTIONS=handle_segv=0 ";
+#else
+    const std::string settings;
+#endif
+    for (const auto& one : table) {
+        in_terminal shell({"sh", "-c", between_settings(settings).c_str()});
+        const std::string before = shell.expect("\r\n");
+        EXPECT_NE(std::string::npos, shell.expect("ready").find("\x1b[?1049h\x1b[?25l\x1b[?2004h"));
+        shell.type(one.key);
+        const std::string shown = shell.expect("=" + std::to_string(one.code) + "\r\n");
+        EXPECT_NE(std::string::npos, shown.find("\x1b[?2004l\x1b[?25h\x1b[?1049l\x1b[23;2t"))
+            << one.key << shown;
+        EXPECT_EQ(before, shell.expect("\r\n")) << one.key;
+    }
+}
+
+TEST_F(Terminal, IsGivenBackWhileTheProgramIsStoppedAndEnteredAgain) {
+    for (const bool by_itself : {true, false}) { // or by a signal that nobody can catch
+        in_terminal shell({"sh", "-mc", between_settings("", "; fg; stty -g").c_str()});
+        const std::string before = shell.expect("\r\n");
+        shell.expect("ready");
+        shell.type(by_itself ? "z" : "x");
+        shell.expect("<");
+        EXPECT_EQ(0, by_itself ? 0 : ombrel_pseudo_terminal_signal(shell.get(), SIGSTOP));
+        shell.expect("=" + std::to_string(128 + (by_itself ? SIGTSTP : SIGSTOP)) + "\r\n");
+        EXPECT_EQ(by_itself, before == shell.expect("\r\n"));
+        shell.expect("<Resumed>");
+        shell.type("yq");
+        shell.expect("<y>\r\n<q>\r\n");
+        EXPECT_EQ(0, shell.finish());
+        EXPECT_EQ(before + "\r\n", shell.shown().substr(shell.shown().size() - before.size() - 2));
+    }
+}
+
+TEST_F(Terminal, GivesKeysSizesAndPastes) {
+    in_terminal keys({program.c_str(), "keys", "8"});
+    keys.expect("ready");
+    keys.type("\xe2\x82\xac\x1b[1;2A\x1b");
+    keys.expect("<€>\r\n<Shift+Up>\r\n<Escape>\r\n");
+    EXPECT_EQ(0, ombrel_pseudo_terminal_set_size(keys.get(), 50, 20));
+    keys.expect("<Resized 50x20>\r\n");
+    keys.type("\x03");
+    keys.expect("<Ctrl+C>\r\n");
+    keys.type("q");
+    EXPECT_EQ(0, keys.finish());
+}
+
+TEST_F(Terminal, SecretsAreReadUnseen) {
+    const struct {
+        const char *timeout, *typed, *answer;
+    } table[] = {
+        {"-1",
+         "ab\x7f"
+         "c\xc3\xa9\xc3\xa9\x7f\r",
+         "[1 ac\xc3\xa9 -]"},
+        {"-1", "lost\x15new\n", "[1 new -]"},
+        {"-1", "\r", "[1  -]"},
+        {"-1", "much too long\r", "[-1  too_large]"},
+        {"-1", "\x04", "[0  -]"},
+        {"50", "ab", "[-2  timed_out]"},
+        {"-1", "a\x1b[Ab\r", "[1 ab -]"},
+    };
+    for (const auto& one : table) {
+        in_terminal program_under_test({program.c_str(), "secret", one.timeout});
+        program_under_test.expect("phrase: ");
+        program_under_test.type(one.typed);
+        EXPECT_EQ("\r\n", program_under_test.expect(one.answer));
+        EXPECT_EQ(0, program_under_test.finish());
+    }
+    in_terminal broken_off({"sh", "-c", ("stty -g; " + program + " secret -1; stty -g").c_str()});
+    const std::string before = broken_off.expect("\r\n");
+    broken_off.expect("phrase: ");
+    broken_off.type("ab\x03");
+    EXPECT_EQ(128 + SIGINT, broken_off.finish());
+
+    int pipe_ends[2];
+    ASSERT_EQ(0, pipe(pipe_ends));
+    ASSERT_EQ(7, write(pipe_ends[1], "one\ntwo", 7));
+    close(pipe_ends[1]);
+    char line[8];
+    EXPECT_EQ(1, ombrel_read_secret(pipe_ends[0], "unseen", line, sizeof line, 0));
+    EXPECT_STREQ("one", line);
+    EXPECT_EQ(1, ombrel_read_secret(pipe_ends[0], nullptr, line, sizeof line, -1));
+    EXPECT_STREQ("two", line);
+    EXPECT_EQ(0, ombrel_read_secret(pipe_ends[0], nullptr, line, sizeof line, -1));
+    close(pipe_ends[0]);
+}
+
+TEST_F(Terminal, DrawsWithWhatTheTerminalHas) {
+    const struct {
+        ombrel_terminal_style_t style;
+        int colors;
+        const char* sequence;
+    } table[] = {
+        {{0, 0, 0}, 256, "\x1b[0m"},
+        {{def_ombrel_terminal_bold | def_ombrel_terminal_reverse, 0, 0}, 0, "\x1b[0;1;7m"},
+        {{0, def_ombrel_terminal_color_palette(1), def_ombrel_terminal_color_palette(12)},
+         16,
+         "\x1b[0;31;104m"},
+        {{0, def_ombrel_terminal_color_palette(12), 0}, 8, "\x1b[0;34m"},
+        {{0, def_ombrel_terminal_color_palette(196), 0}, 256, "\x1b[0;38;5;196m"},
+        {{0, def_ombrel_terminal_color_palette(196), 0}, 16, "\x1b[0;91m"},
+        {{0, def_ombrel_terminal_color_rgb(1, 2, 3), def_ombrel_terminal_color_rgb(255, 255, 255)},
+         1 << 24,
+         "\x1b[0;38;2;1;2;3;48;2;255;255;255m"},
+        {{0, def_ombrel_terminal_color_rgb(96, 134, 177), 0}, 256, "\x1b[0;38;5;67m"},
+        {{0, def_ombrel_terminal_color_rgb(127, 129, 128), 0}, 256, "\x1b[0;38;5;244m"},
+        {{0, def_ombrel_terminal_color_rgb(1, 2, 3), 0}, 0, "\x1b[0m"},
+    };
+    char buf[64];
+    for (const auto& one : table) {
+        EXPECT_EQ(static_cast<int>(strlen(one.sequence)),
+                  ombrel_format_terminal_style(buf, sizeof buf, &one.style, one.colors));
+        EXPECT_STREQ(one.sequence, buf);
+    }
+    EXPECT_EQ(0, ombrel_format_terminal_style(buf, 4, nullptr, 8)); // never a part of a sequence
+    EXPECT_STREQ("", buf);
+}
+
+TEST_F(Terminal, AsksTheEnvironmentForColors) {
+    const struct {
+        const char *name, *depth, *refusal;
+        int colors;
+    } table[] = {{"xterm-256color", "", "", 256},
+                 {"xterm", "truecolor", "", 1 << 24},
+                 {"xterm", "", "1", 0},
+                 {"dumb", "24bit", "", 0},
+                 {"vt100", "", "", 0},
+                 {"linux", "", "", 16}};
+    ombrel_terminal_pair_t pair;
+    ASSERT_EQ(0, ombrel_init_terminal_pair(&pair));
+    for (const auto& one : table) {
+        setenv("TERM", one.name, 1);
+        setenv("COLORTERM", one.depth, 1);
+        setenv("NO_COLOR", one.refusal, 1);
+        EXPECT_EQ(one.colors, ombrel_get_terminal_colors(pair.m_slave)) << one.name;
+    }
+    for (const char* name : {"COLORTERM", "NO_COLOR"})
+        unsetenv(name);
+    setenv("TERM", "xterm", 1);
+
+    ombrel_terminal_t* terminal = ombrel_open_terminal(pair.m_slave, pair.m_slave);
+    ASSERT_NE(nullptr, terminal);
+    EXPECT_EQ(16, ombrel_terminal_get_colors(terminal));
+    const ombrel_terminal_style_t red = {0, def_ombrel_terminal_color_palette(1), 0};
+    EXPECT_EQ(0, ombrel_terminal_move(terminal, 3, 4));
+    EXPECT_EQ(0, ombrel_terminal_set_style(terminal, &red));
+    EXPECT_EQ(3, ombrel_terminal_printf(terminal, "%s!", "hi"));
+    EXPECT_EQ(0, ombrel_terminal_move_by(terminal, -2, 1));
+    EXPECT_EQ(0, ombrel_terminal_clear(terminal, def_ombrel_terminal_clear_line_rest));
+    EXPECT_EQ(0, ombrel_terminal_show_cursor(terminal, 0));
+    EXPECT_EQ(0, ombrel_terminal_set_title(terminal, "a\x1b]b\xc2\x9c\xc2\xa1\a"));
+    EXPECT_EQ(0, ombrel_terminal_ring(terminal));
+    EXPECT_EQ(0, ombrel_terminal_flush(terminal));
+    char shown[256] = "";
+    const ssize_t size = read(pair.m_master, shown, sizeof shown - 1);
+    EXPECT_EQ(std::string("\x1b[5;4H\x1b[0;31mhi!\x1b[2D\x1b[1B\x1b[K\x1b[?25l\x1b]2;a ]b \xc2\xa1 \x1b\\\a"),
+              std::string(shown, static_cast<size_t>(std::max<ssize_t>(size, 0))));
+
+    ombrel_key_t key;
+    EXPECT_EQ(def_ombrel_terminal_timeout, ombrel_terminal_read_key(terminal, &key, 0));
+    EXPECT_EQ(0, ombrel_terminal_set_escape_timeout(terminal, 10));
+    EXPECT_EQ(0, ombrel_terminal_enter(terminal, 0));
+    EXPECT_EQ(0, ombrel_terminal_enter(terminal, def_ombrel_terminal_signals));
+    EXPECT_EQ(-1, ombrel_terminal_enter(terminal, 0x1000));
+    close(pair.m_master);
+    pair.m_master = -1;
+    EXPECT_EQ(0, ombrel_terminal_read_key(terminal, &key, patience_ms)); // hung up
+    ombrel_close_terminal(terminal);
+    ombrel_uninit_terminal_pair(&pair);
+}
+
+TEST_F(Terminal, RefusesWhatIsNone) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    EXPECT_EQ(nullptr, ombrel_open_terminal(ends[0], ends[1]));
+    EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());
+    EXPECT_EQ(0, ombrel_get_terminal_colors(ends[0]));
+    close(ends[0]);
+    close(ends[1]);
+    ombrel_key_t key;
+    int columns = 0, rows = 0;
+    EXPECT_EQ(-1, ombrel_terminal_read_key(nullptr, &key, 0));
+    EXPECT_EQ(-1, ombrel_terminal_get_size(nullptr, &columns, &rows));
+    EXPECT_EQ(80, columns);
+    EXPECT_EQ(0, ombrel_close_terminal(nullptr));
+    EXPECT_EQ(-1, ombrel_terminal_get_descriptor(nullptr));
+    ombrel_restore_terminals(); // nothing to do
+}
