@@ -12,7 +12,7 @@
  * if (port == NULL)
  *     return complain(ombrel_fault_text());
  * ombrel_serial_write(port, "AT\r", 3, 1000);
- * ptrdiff_t size = ombrel_serial_read(port, line, sizeof line, 1000);
+ * int64_t size = ombrel_serial_read(port, line, sizeof line, 1000);
  * ombrel_close_serial(port);
  * @endcode
  *
@@ -22,8 +22,9 @@
  *
  * Names: on Linux paths such as "/dev/ttyS0", on Windows "COM3".
  *
- * Faults, unless a function says otherwise: `invalid` for null and senseless arguments, `not_supported` for
- * what the port or the host cannot do, `input_output` and `closed` for a port that was unplugged.
+ * Faults, unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments,
+ * def_ombrel_fault_not_supported for what the port or the host cannot do, `input_output` and
+ * def_ombrel_fault_closed for a port that was unplugged.
  *
  * Threads: one at a time for a port; one that reads and one that writes may be two.
  */
@@ -76,19 +77,22 @@ OMBREL_API int ombrel_init_serial_options(ombrel_serial_options_t* options);
 /**
  * @brief Reads a format such as "8N1": bits (5 to 8), parity (N, O, E, M, S, in either case), stop bits (1,
  * 2).
- * @param text    the text
- * @param options receives the three; it stays as it is after a failure
+ * @param text     the text
+ * @param options  receives the three; it stays as it is after a failure
+ * @param fault_at receives the offset in bytes of what is wrong; may be null
  * @return 0; -1 for another text
  */
-OMBREL_API int ombrel_parse_serial_format(const char* text, ombrel_serial_options_t* options);
+OMBREL_API int ombrel_parse_serial_format(const char* text, ombrel_serial_options_t* options,
+                                          size_t* fault_at);
 
 /**
  * @brief Writes the format of a port, such as "8N1".
+ * @param buf     receives it, terminated, cut to fit
+ * @param size    its room in bytes; 4 hold it
  * @param options the settings
- * @param text    receives it, terminated: 4 bytes
- * @return 0; -1 for null and settings that make no sense
+ * @return the characters stored; -1 for null and settings that make no sense
  */
-OMBREL_API int ombrel_format_serial_format(const ombrel_serial_options_t* options, char* text);
+OMBREL_API int ombrel_format_serial_format(char* buf, size_t size, const ombrel_serial_options_t* options);
 
 /** A port. */
 typedef struct ombrel_serial_ts ombrel_serial_t;
@@ -99,9 +103,10 @@ typedef struct ombrel_serial_ts ombrel_serial_t;
  * @param options  null for the defaults
  * @param function the calling function's name
  * @param line     the source line
- * @return the port, for ombrel_close_serial(); null with a fault: `not_found`, `access_denied`, `busy` for a
- * port that another has alone, `not_supported` for what is no serial port and for settings that the port
- *         cannot make (none is taken for another), `no_memory`, `no_descriptor`
+ * @return the port, for ombrel_close_serial(); null with a fault: def_ombrel_fault_not_found,
+ * def_ombrel_fault_access_denied, def_ombrel_fault_busy for a port that another has alone,
+ * def_ombrel_fault_not_supported for what is no serial port and for settings that the port cannot make (none
+ * is taken for another), def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor
  */
 OMBREL_API ombrel_serial_t* ombrel_open_serial_tag(const char* name, const ombrel_serial_options_t* options,
                                                    const char* function, unsigned long line);
@@ -109,7 +114,7 @@ OMBREL_API ombrel_serial_t* ombrel_open_serial_tag(const char* name, const ombre
 #define ombrel_open_serial(name, options) ombrel_open_serial_tag((name), (options), __func__, __LINE__)
 
 /** @brief Gives the port back as it was found, and frees the record. What waits to be sent is dropped: drain
- * the port before, where it matters. @return 0; -1 for null */
+ * the port before, where it matters. Null does nothing. @return 0 */
 OMBREL_API int ombrel_close_serial(ombrel_serial_t* port);
 
 /** @brief Changes how the port is used; whether it is shared stays. @return 0; -1 with a fault: then the
@@ -124,26 +129,24 @@ OMBREL_API int ombrel_serial_get_options(ombrel_serial_t* port, ombrel_serial_op
  * @param port   the port
  * @param buffer receives the bytes; a byte with a wrong parity or frame comes as 0
  * @param size   its room
- * @param timeout_milliseconds negative waits for ever, 0 looks once
+ * @param timeout_ms negative waits for ever, 0 looks once
  * @return bytes; 0 when the other side hung up, and for a size of 0; #def_ombrel_serial_timeout; -1 with a
  * fault
  */
-OMBREL_API ptrdiff_t ombrel_serial_read(ombrel_serial_t* port, void* buffer, size_t size,
-                                        int timeout_milliseconds);
+OMBREL_API int64_t ombrel_serial_read(ombrel_serial_t* port, void* buffer, size_t size, int timeout_ms);
 
 /**
  * @brief Hands bytes to the port, which sends them by itself.
  * @param port the port
  * @param data the bytes
  * @param size how many
- * @param timeout_milliseconds negative waits for ever, 0 writes what goes at once
+ * @param timeout_ms negative waits for ever, 0 writes what goes at once
  * @return bytes, fewer when the time ran out; -1 with a fault before the first
  */
-OMBREL_API ptrdiff_t ombrel_serial_write(ombrel_serial_t* port, const void* data, size_t size,
-                                         int timeout_milliseconds);
+OMBREL_API int64_t ombrel_serial_write(ombrel_serial_t* port, const void* data, size_t size, int timeout_ms);
 
 /** @brief Waits until all bytes are sent. @return 1 they are; 0 the time ran out; -1 with a fault */
-OMBREL_API int ombrel_serial_drain(ombrel_serial_t* port, int timeout_milliseconds);
+OMBREL_API int ombrel_serial_drain(ombrel_serial_t* port, int timeout_ms);
 
 #define def_ombrel_serial_input 1  /**< what has arrived and was not read */
 #define def_ombrel_serial_output 2 /**< what was written and is not sent */
@@ -154,7 +157,7 @@ OMBREL_API int ombrel_serial_discard(ombrel_serial_t* port, int which);
 
 /** @brief How many bytes wait, of `which`: input 1, output 2, the sum for 3. @return bytes; -1 with a fault
  */
-OMBREL_API ptrdiff_t ombrel_serial_get_waiting(ombrel_serial_t* port, int which);
+OMBREL_API int64_t ombrel_serial_get_waiting(ombrel_serial_t* port, int which);
 
 /** @name Lines
  * @{ */
@@ -172,7 +175,7 @@ OMBREL_API int ombrel_serial_get_lines(ombrel_serial_t* port, uint32_t* lines);
 /**
  * @brief Sets lines that are this side's.
  * @param port  the port
- * @param which the lines to set, of DTR and RTS; others are `invalid`
+ * @param which the lines to set, of DTR and RTS; others are def_ombrel_fault_invalid
  * @param on    those of them that shall be on; the rest goes off
  * @return 0; -1 with a fault
  */
@@ -180,12 +183,12 @@ OMBREL_API int ombrel_serial_set_lines(ombrel_serial_t* port, uint32_t which, ui
 
 /** @brief Holds the line in the state "break" for so many milliseconds, 1 to 60000, and waits for that.
  * @return 0; -1 with a fault */
-OMBREL_API int ombrel_serial_send_break(ombrel_serial_t* port, int milliseconds);
+OMBREL_API int ombrel_serial_send_break(ombrel_serial_t* port, int duration_ms);
 /** @} */
 
 /** @brief The host's descriptor, to wait for its readiness in an event loop where the host has such: not on
- * Windows. It stays the port's. @return the descriptor; -1 for null, and with `not_supported` where there is
- * none */
+ * Windows. It stays the port's. @return the descriptor; -1 for null, and with def_ombrel_fault_not_supported
+ * where there is none */
 OMBREL_API int ombrel_serial_get_descriptor(const ombrel_serial_t* port);
 
 /** A serial port of this host. The texts are valid until the handler returns. */

@@ -133,8 +133,9 @@ bool tree_walk::may_enter() {
 }
 
 bool tree_walk::open_last() {
-    if (is_at_root() ? !chain_.open(platform::by_path(), last_.name, link(), last_.name)
-                     : !chain_.enter(last_.name, link()))
+    if (is_at_root())
+        return chain_.open(platform::by_path(), last_.name, link(), last_.name);
+    if (!chain_.enter(last_.name, link()))
         return false;
     if (!wants(def_ombrel_walk_follow) || !chain_.goes_round())
         return true;
