@@ -249,6 +249,9 @@ using opener =
 
 void run_beside_stdio(const opener& open_ours, const std::function<string(ombrel_file_stream_t*)>& close_ours,
                       const std::vector<const char*>& modes) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Wine's stdio keeps the end state over seeks";
+#endif
     const scratch_directory folder;
     for (unsigned seed = 0; seed < 84 && !testing::Test::HasFailure(); seed++) {
         const string mode = modes[seed % modes.size()];

@@ -1,13 +1,15 @@
 #include <ombrel/meminfo.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <ombrel/file_stream.h>
 
 namespace {
 
@@ -27,14 +29,21 @@ string output_of(const string& command) {
     return text;
 }
 
-/// The figures of a text with lines "NAME: NUMBER kB", in bytes.
-std::map<string, int64_t> figures_of(const string& path) {
+/// The figures of a text with lines "NAME: NUMBER kB", in bytes. Under wine it would be that of another
+/// system.
+std::map<string, int64_t> figures_of(const char* path) {
     std::map<string, int64_t> figures;
-    std::ifstream file(path);
-    for (string line; std::getline(file, line);) {
-        const size_t colon = std::min(line.find(':'), line.size() - 1);
-        figures[line.substr(0, colon)] = std::atoll(line.c_str() + colon + 1) * 1024;
+#if defined(_WIN32)
+    path = "";
+#endif
+    ombrel_file_stream_t* const file = ombrel_open_file_stream(path, "r", nullptr);
+    char* line;
+    while (file != nullptr && ombrel_file_stream_read_line(file, &line, nullptr) > 0) {
+        const string text = line;
+        const size_t colon = std::min(text.find(':'), text.size());
+        figures[text.substr(0, colon)] = std::atoll(text.c_str() + std::min(colon + 1, text.size())) * 1024;
     }
+    ombrel_close_file_stream(file);
     return figures;
 }
 
