@@ -41,11 +41,19 @@ typedef struct {
     int drawn;
 } bar_t;
 
-static uint64_t size_of(FILE* file) {
-    long size = -1;
-    if (fseek(file, 0, SEEK_END) == 0)
-        size = ftell(file);
-    rewind(file);
+static ombrel_file_stream_t* open_input(const char* name) {
+    if (strcmp(name, "-") != 0)
+        return ombrel_open_file_stream(name, "r", NULL);
+    ombrel_file_stream_options_t options;
+    ombrel_init_file_stream_options(&options);
+    options.m_flags = def_ombrel_file_stream_flag_keep_open;
+    return ombrel_open_file_stream_descriptor(0, "r", &options);
+}
+
+/* 0 when it is not known, as for pipes. */
+static uint64_t size_of(ombrel_file_stream_t* file) {
+    const int64_t size = ombrel_file_stream_seek(file, 0, def_ombrel_file_seek_end);
+    ombrel_file_stream_seek(file, 0, def_ombrel_file_seek_start);
     return size > 0 ? (uint64_t)size : 0;
 }
 
@@ -66,42 +74,36 @@ static void wipe_bar(const bar_t* bar) {
     ombrel_puts(NULL);
 }
 
-/* 0, or the error that ended it; the result is in the digest. */
-static int digest_stream(ombrel_digest_t* digest, FILE* file, bar_t* bar) {
+/* The fault that ended it, or none; the result is in the digest. */
+static int digest_stream(ombrel_digest_t* digest, ombrel_file_stream_t* file, bar_t* bar) {
     static unsigned char bytes[read_size];
-    size_t got;
-    errno = 0;
-    while ((got = fread(bytes, 1, sizeof bytes, file)) > 0) {
-        ombrel_digest_push(digest, bytes, got);
-        advance_bar(bar, got);
+    int64_t got;
+    while ((got = ombrel_file_stream_read_some(file, bytes, sizeof bytes)) > 0) {
+        ombrel_digest_push(digest, bytes, (size_t)got);
+        advance_bar(bar, (size_t)got);
     }
-    const int error = ferror(file) ? errno : 0;
+    const int fault = got < 0 ? ombrel_last_fault() : def_ombrel_fault_none;
     wipe_bar(bar);
     ombrel_digest_result(digest, NULL);
-    return ferror(file) && error == 0 ? EIO : error;
+    return fault;
 }
 
 /* 0, or -1 after a complaint. */
 static int digest_file(const options_t* options, ombrel_digest_t* digest, const char* name) {
     bar_t bar = {0, 0, ombrel_time_stamp_msec(), 0};
-    const int is_input = strcmp(name, "-") == 0;
-    FILE* file = is_input ? stdin : fopen(name, "rb");
+    ombrel_file_stream_t* file = open_input(name);
     if (file == NULL) {
-        complain(name, strerror(errno));
+        complain(name, ombrel_fault_text());
         return -1;
     }
-    if (!is_input) {
-        setvbuf(file, NULL, _IONBF, 0); /* whole blocks are read */
-        bar.total = options->bars ? size_of(file) : 0;
-    }
-    const int error = digest_stream(digest, file, &bar);
-    if (error != 0)
-        complain(name, strerror(error));
-    if (is_input)
-        clearerr(stdin);
-    else
-        fclose(file);
-    return error != 0 ? -1 : 0;
+    bar.total = options->bars && strcmp(name, "-") != 0 ? size_of(file) : 0;
+    const int fault = digest_stream(digest, file, &bar);
+    ombrel_close_file_stream(file);
+    if (fault == def_ombrel_fault_none)
+        return 0;
+    ombrel_leave_fault(fault);
+    complain(name, ombrel_fault_text());
+    return -1;
 }
 
 /* ---- printing and checking ---- */
@@ -191,31 +193,30 @@ static int report(const char* list, const tally_t* tally) {
     return tally->unreadable + tally->mismatched == 0 ? exit_good : exit_bad;
 }
 
-static void read_list(ombrel_digest_list_t* reader, FILE* list) {
+/* 0, or -1 when a failure ended it. */
+static int read_list(ombrel_digest_list_t* reader, ombrel_file_stream_t* list) {
     char bytes[4096];
-    for (size_t got; (got = fread(bytes, 1, sizeof bytes, list)) > 0;)
-        ombrel_push_digest_list(reader, bytes, got);
+    int64_t got;
+    while ((got = ombrel_file_stream_read_some(list, bytes, sizeof bytes)) > 0)
+        ombrel_push_digest_list(reader, bytes, (size_t)got);
     ombrel_push_digest_list(reader, NULL, 0);
+    return got < 0 ? -1 : 0;
 }
 
 static int check_list(const options_t* options, const char* name) {
     checked_list_t checked = {options, {0, 0, 0, 0}};
-    const int is_input = strcmp(name, "-") == 0;
-    FILE* list = is_input ? stdin : fopen(name, "r");
+    ombrel_file_stream_t* list = open_input(name);
+    const char* trouble = list == NULL ? ombrel_fault_text() : NULL;
     ombrel_digest_list_t* reader = list != NULL ? ombrel_open_digest_list(check_line, &checked) : NULL;
-    if (reader != NULL)
-        read_list(reader, list);
-    const char* trouble = list == NULL ? strerror(errno) : reader == NULL ? strerror(ENOMEM) : NULL;
-    if (trouble == NULL && ferror(list))
+    if (list != NULL && reader == NULL)
+        trouble = strerror(ENOMEM);
+    else if (list != NULL && read_list(reader, list) != 0)
         trouble = "read error";
-    ombrel_close_digest_list(reader);
-    if (list != NULL && !is_input)
-        fclose(list);
-    if (trouble != NULL) {
+    if (trouble != NULL)
         complain(name, trouble);
-        return exit_bad;
-    }
-    return report(name, &checked.tally);
+    ombrel_close_digest_list(reader);
+    ombrel_close_file_stream(list);
+    return trouble != NULL ? exit_bad : report(name, &checked.tally);
 }
 
 /* ---- command line ---- */

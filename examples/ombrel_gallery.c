@@ -338,18 +338,6 @@ static ombrel_fbmap_t* windows(void) {
 
 /* ---- storing ---- */
 
-/* Leaves no file behind that is not complete. Gives 0 or -1. */
-static int write_file(const char* path, const unsigned char* document, size_t size) {
-    FILE* file = fopen(path, "wb");
-    if (file == NULL)
-        return -1;
-    const int written = fwrite(document, 1, size, file) == size;
-    if (fclose(file) == 0 && written)
-        return 0;
-    remove(path);
-    return -1;
-}
-
 static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
     ombrel_buffer_t* picture = ombrel_open_buffer();
     char* path = ombrel_alloc_sprintf("%s/%s.png", folder, name);
@@ -358,9 +346,9 @@ static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
     unsigned char* document = ombrel_alloc_pop_buffer_ex(picture, size, 1);
     must(document != NULL ? 0 : -1);
     ombrel_close_buffer(picture);
-    const int result = write_file(path, document, size);
+    const int result = ombrel_store_file(path, document, size, def_ombrel_file_no_sync, 0666);
     if (result != 0)
-        fprintf(stderr, "ombrel_gallery: [ERROR] cannot write %s\n", path);
+        fprintf(stderr, "ombrel_gallery: [ERROR] cannot write %s: %s\n", path, ombrel_fault_text());
     ombrel_free(path);
     ombrel_free(document);
     ombrel_free_fbmap(map);

@@ -86,7 +86,7 @@ class DigestTest(unittest.TestCase):
             status, output, errors = run(TOOL, name, "one")
             self.assertEqual((1, run("sha256sum", "one")[1]), (status, output))
             self.assertTrue(errors.startswith(f"ombrel_digest: {name}: "), errors)
-        for name, fault in (("missing", "No such file"), (".", "read error"), ("empty", "no properly formatted")):
+        for name, fault in (("missing", "No such file"), (".", "Is a directory"), ("empty", "no properly formatted")):
             status, output, errors = run(TOOL, "-c", name)
             self.assertEqual((1, b"", True), (status, output, fault in errors), errors)
         with open("/dev/full", "wb") as full:
