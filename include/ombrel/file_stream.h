@@ -45,6 +45,9 @@
  * #def_ombrel_fault_no_memory when the buffer cannot be had, and with what the other side's calls leave
  * otherwise. Successes leave errno alone.
  *
+ * @par Windows
+ * A console is shown UTF-8 whatever its code page. A descriptor is a number of the C run-time.
+ *
  * @par Speed
  * ombrel_file_stream_get_byte(), ombrel_file_stream_peek_byte() and ombrel_file_stream_put_byte() work inside
  * the caller as long as the buffer has bytes or room. They are functions as well: their names in parentheses,
@@ -469,8 +472,13 @@ static inline int ombrel_file_stream_peek_byte_inline(ombrel_file_stream_t* stre
 
 /** What the macro ombrel_file_stream_put_byte() does. @return as the function */
 static inline int ombrel_file_stream_put_byte_inline(ombrel_file_stream_t* stream, int byte) {
+#if defined(__cplusplus) /* some compilers warn of casts in the manner of C */
+    const unsigned char value = static_cast<unsigned char>(byte);
+#else
+    const unsigned char value = (unsigned char)byte;
+#endif
     if (stream && stream->m_write_at != stream->m_write_end)
-        return *stream->m_write_at++ = (unsigned char)byte;
+        return *stream->m_write_at++ = value;
     return ombrel_file_stream_put_byte(stream, byte);
 }
 

@@ -10,6 +10,13 @@
 #include <utility>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <unistd.h>
+#endif
+
 #include <gtest/gtest.h>
 
 #include <ombrel/heap.h>
@@ -398,6 +405,29 @@ TEST_F(FileStream, TakesNothingThatItCouldNotHandOn) {
 }
 
 #if !defined(_WIN32)
+TEST_F(FileStream, ShowsTerminalsWholeLines) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+        GTEST_SKIP() << "the host has no pseudo-terminals";
+    ombrel_file_stream_t* const stream = ombrel_open_file_stream(ptsname(master), "r+", nullptr);
+    const auto shown = [&] {
+        char text[64];
+        pollfd look{master, POLLIN, 0};
+        return poll(&look, 1, 0) > 0 ? string(text, static_cast<size_t>(read(master, text, sizeof text)))
+                                     : "";
+    };
+    EXPECT_EQ('a', ombrel_file_stream_put_byte(stream, 'a'));
+    EXPECT_EQ("", shown());
+    EXPECT_EQ(6, ombrel_file_stream_write_text(stream, "b\nname"));
+    EXPECT_EQ("ab\r\nname", shown());
+    EXPECT_EQ(2, ombrel_file_stream_write_text(stream, "? "));
+    EXPECT_EQ(4, write(master, "ann\n", 4));
+    EXPECT_EQ("ann", line_of(stream)); // the question was shown before
+    EXPECT_EQ("? ann\r\n", shown());
+    EXPECT_EQ(0, ombrel_close_file_stream(stream));
+    close(master);
+}
+
 TEST_F(FileStream, TellsOfFullDisks) {
     using write_step = std::function<bool(ombrel_file_stream_t*)>;
     const write_step steps[] = {

@@ -1,8 +1,13 @@
 // Streams over files and other descriptors.
 #include <ombrel/file_stream.h>
 
+#include <algorithm>
+#include <cstring>
+
+#include "platform/terminal.h"
 #include "system/file/file_stream_internal.h"
 #include "system/file/open_mode.h"
+#include "text/charset/whole_characters.h"
 
 using namespace ombrel;
 using namespace ombrel::system;
@@ -31,9 +36,23 @@ bool is_plain(descriptor_stream& of) {
     return of.is_plain == answer::yes;
 }
 
+/// Shows whole characters on a terminal that takes texts and no bytes: how many bytes of them, 0 for what is
+/// no text.
+size_t show_text(int descriptor, const char* bytes, size_t size) {
+    char text[1024];
+    size = whole_characters(bytes, std::min(size, sizeof text - 1));
+    memcpy(text, bytes, size);
+    text[size] = '\0';
+    const bool is_text = size > 0 && memchr(text, '\0', size) == nullptr;
+    return is_text && platform::write_terminal(descriptor, text) ? size : 0;
+}
+
 int64_t write(void* context, const void* data, size_t size) {
     auto& of = record_of(context);
-    return write_some(of.descriptor, is_plain(of), data, size);
+    if (is_plain(of) || !platform::has_own_encoding(of.descriptor))
+        return write_some(of.descriptor, is_plain(of), data, size);
+    const size_t shown = show_text(of.descriptor, static_cast<const char*>(data), size);
+    return shown > 0 ? static_cast<int64_t>(shown) : write_some(of.descriptor, false, data, size);
 }
 
 int64_t seek(void* context, int64_t offset, int origin) {

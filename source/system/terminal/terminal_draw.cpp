@@ -11,6 +11,7 @@
 #include "platform/terminal_mode.h"
 #include "system/terminal/terminal_fault.h"
 #include "system/terminal/terminal_internal.h"
+#include "text/charset/whole_characters.h"
 #include "text/slice.h"
 
 using namespace ombrel;
@@ -40,20 +41,6 @@ bool write_all(int descriptor, const char* data, size_t size) {
         size -= static_cast<size_t>(std::max(written, 0));
     }
     return true;
-}
-
-/// Without the part of a character at the end, of which the rest is still to come.
-size_t whole_characters(const char* text, size_t size) {
-    constexpr size_t longest = 4;
-    for (size_t back = 1; back < longest && back <= size; back++) {
-        const auto byte = static_cast<unsigned char>(text[size - back]);
-        if (byte < 0x80)
-            return size;
-        const size_t length = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : byte >= 0xc0 ? 2 : 0;
-        if (length != 0)
-            return length > back ? size - back : size;
-    }
-    return size;
 }
 
 /// What a screen that takes texts and no bytes is shown.
