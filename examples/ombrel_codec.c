@@ -9,9 +9,8 @@
  */
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 
+#include <ombrel/argument.h>
 #include <ombrel/base64.h>
 #include <ombrel/ctype.h>
 #include <ombrel/heap.h>
@@ -19,13 +18,13 @@
 
 #include "binary_streams.h"
 
-enum { exit_failed = 1, exit_usage = 2, piece_size = 48 * 1024 };
+enum { exit_failed = 1, piece_size = 48 * 1024 };
 
 typedef struct conversion {
     int decode;
     int quoted_printable;
     int lenient;
-    uint32_t columns;
+    int64_t columns;
     ombrel_base64_t* base64;
     ombrel_quoted_printable_t* quoted_printable_coder;
     unsigned group; /* characters of base64 read since the last whole group */
@@ -36,62 +35,13 @@ static int fail(const char* what) {
     return exit_failed;
 }
 
-/* The columns that a text asks for; -1 when it is no number or too large a one. */
-static int64_t read_columns(const char* text) {
-    int64_t columns = 0;
-    if (text == NULL || *text == '\0')
-        return -1;
-    for (; *text != '\0'; text++) {
-        if (*text < '0' || *text > '9')
-            return -1;
-        columns = columns * 10 + (*text - '0');
-        if (columns > UINT32_MAX)
-            return -1;
-    }
-    return columns;
-}
-
-/* The letters of one argument; the columns may follow their letter or be the next argument. */
-static int read_letters(conversion_t* conversion, const char* letters, char*** next) {
-    int64_t columns;
-    for (; *letters != '\0'; letters++) {
-        switch (*letters) {
-        case 'd':
-            conversion->decode = 1;
-            break;
-        case 'q':
-            conversion->quoted_printable = 1;
-            break;
-        case 'i':
-            conversion->lenient = 1;
-            break;
-        case 'w':
-            columns = read_columns(letters[1] != '\0' ? letters + 1 : **next != NULL ? *(*next)++ : NULL);
-            conversion->columns = (uint32_t)columns;
-            return columns < 0 ? -1 : 0;
-        default:
-            return -1;
-        }
-    }
-    return 0;
-}
-
-static int read_arguments(conversion_t* conversion, char** next) {
-    while (*next != NULL) {
-        const char* argument = *next++;
-        if (argument[0] != '-' || argument[1] == '\0' || read_letters(conversion, argument + 1, &next) != 0)
-            return -1;
-    }
-    return 0;
-}
-
 static int open_coder(conversion_t* conversion) {
     if (conversion->quoted_printable)
         return (conversion->quoted_printable_coder = ombrel_open_quoted_printable()) != NULL ? 0 : -1;
     conversion->base64 = ombrel_open_base64();
     if (conversion->base64 == NULL)
         return -1;
-    conversion->base64->m_line_width = conversion->columns;
+    conversion->base64->m_line_width = (uint32_t)conversion->columns;
     conversion->base64->m_lenient = (uint32_t)conversion->lenient;
     return 0;
 }
@@ -160,27 +110,51 @@ static int convert_input(conversion_t* conversion) {
     return result;
 }
 
-static const char usage[] =
-    "usage: ombrel_codec [-d] [-q] [-i] [-w COLUMNS]\n"
-    "Encodes standard input to standard output in base64.\n"
-    "  -d          decode\n"
-    "  -q          quoted-printable instead\n"
-    "  -i          skip foreign characters when base64 is decoded\n"
-    "  -w COLUMNS  break lines of base64 after so many (default 76; 0 for no breaks)\n";
+static conversion_t conversion = {.columns = 76};
 
-int main(int count, char** arguments) {
-    conversion_t conversion = {.columns = 76};
+static const ombrel_argument_option_t options[] = {
+    {.m_letter = 'd',
+     .m_name = "decode",
+     .m_kind = def_ombrel_argument_flag,
+     .m_target = &conversion.decode,
+     .m_help = "decode"},
+    {.m_letter = 'q',
+     .m_name = "quoted-printable",
+     .m_kind = def_ombrel_argument_flag,
+     .m_target = &conversion.quoted_printable,
+     .m_help = "quoted-printable instead"},
+    {.m_letter = 'i',
+     .m_name = "ignore-garbage",
+     .m_kind = def_ombrel_argument_flag,
+     .m_target = &conversion.lenient,
+     .m_help = "skip foreign characters when base64 is decoded"},
+    {.m_letter = 'w',
+     .m_name = "wrap",
+     .m_kind = def_ombrel_argument_integer64,
+     .m_target = &conversion.columns,
+     .m_value = "COLUMNS",
+     .m_help = "break lines of base64 after so many (default 76; 0 for no breaks)",
+     .m_least = 0,
+     .m_most = UINT32_MAX},
+    {.m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {0},
+};
+
+static const ombrel_argument_table_t table = {
+    .m_name = "ombrel_codec",
+    .m_summary = "Encodes standard input to standard output in base64.",
+    .m_options = options,
+};
+
+int main(int count, char** vector) {
+    ombrel_arguments_t arguments;
     int result;
     make_streams_binary();
-    if (count == 2 && (strcmp(arguments[1], "--help") == 0 || strcmp(arguments[1], "-h") == 0))
-        return fputs(usage, stdout) < 0 || fflush(stdout) != 0 ? exit_failed : 0;
 #ifdef SIGPIPE
     signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
 #endif
-    if (read_arguments(&conversion, arguments + 1) != 0) {
-        fputs(usage, stderr);
-        return exit_usage;
-    }
+    if (ombrel_take_arguments(&table, count, vector, NULL, &arguments) != 0)
+        return fflush(stdout) != 0 ? exit_failed : arguments.m_exit_code;
     result = open_coder(&conversion) == 0 ? convert_input(&conversion) : fail("out of memory");
     ombrel_close_base64(conversion.base64);
     ombrel_close_quoted_printable(conversion.quoted_printable_coder);

@@ -16,7 +16,7 @@
 #include "shown_name.h"
 
 enum { read_size = 256 * 1024, bar_interval_msec = 200 };
-enum { exit_good = 0, exit_bad = 1, exit_usage = 2 };
+enum { exit_good = 0, exit_bad = 1 };
 
 typedef struct {
     const ombrel_digest_algorithm_t* algorithm; /* null: as the digits of a list tell */
@@ -221,66 +221,62 @@ static int check_list(const options_t* options, const char* name) {
 
 /* ---- command line ---- */
 
-static void print_algorithms(FILE* stream) {
-    const ombrel_digest_algorithm_t* algorithm;
-    for (size_t i = 0; (algorithm = ombrel_get_digest_algorithm(i)) != NULL; i++)
-        fprintf(stream, "%s%s", i > 0 ? ", " : "", algorithm->m_name);
+static options_t chosen;
+
+static int choose_algorithm(const ombrel_argument_option_t* option, const char* name, void* algorithm) {
+    const ombrel_digest_algorithm_t* const found = ombrel_find_digest_algorithm(name);
+    (void)option;
+    if (found == NULL)
+        return -1;
+    *(const ombrel_digest_algorithm_t**)algorithm = found;
+    return 0;
 }
 
-static int usage(FILE* stream, int result) {
-    fputs("usage: ombrel_digest [-a ALGORITHM] [FILE...]\n"
-          "       ombrel_digest [-a ALGORITHM] [-q] -c [LIST...]\n"
-          "  -a, --algorithm NAME  one of ",
-          stream);
-    print_algorithms(stream);
-    fputs("\n"
-          "                        (default sha256; with -c as many digits as the list has)\n"
-          "  -c, --check           check the files that the lists name\n"
-          "  -q, --quiet           with -c, print nothing for files that match\n"
-          "  -h, --help            show this\n",
-          stream);
-    return result;
-}
+static const ombrel_argument_option_t options[] = {
+    {.m_letter = 'a',
+     .m_name = "algorithm",
+     .m_kind = def_ombrel_argument_call,
+     .m_target = &chosen.algorithm,
+     .m_value = "NAME",
+     .m_help = "sha256, sha1, md5, crc32, crc64, crc16-ibm, crc16-ccitt\n"
+               "(default sha256; with -c as many digits as the list has)",
+     .m_handler = choose_algorithm},
+    {.m_letter = 'c',
+     .m_name = "check",
+     .m_kind = def_ombrel_argument_flag,
+     .m_target = &chosen.check,
+     .m_help = "check the files that the lists name"},
+    {.m_letter = 'q',
+     .m_name = "quiet",
+     .m_kind = def_ombrel_argument_flag,
+     .m_target = &chosen.quiet,
+     .m_help = "with -c, print nothing for files that match"},
+    {.m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {0},
+};
 
-static int is_option(const char* argument, const char* letter, const char* word) {
-    return strcmp(argument, letter) == 0 || strcmp(argument, word) == 0;
-}
-
-/* The index of the first file; `argc` or less. Negative when the program is to end with exit code -1 - value.
- */
-static int parse_options(int argc, char** argv, options_t* options) {
-    int i = 1;
-    for (; i < argc && argv[i][0] == '-' && argv[i][1] != '\0'; i++) {
-        if (strcmp(argv[i], "--") == 0)
-            return i + 1;
-        if (is_option(argv[i], "-h", "--help"))
-            return -1 - usage(stdout, exit_good);
-        if (is_option(argv[i], "-c", "--check"))
-            options->check = 1;
-        else if (is_option(argv[i], "-q", "--quiet"))
-            options->quiet = 1;
-        else if (!is_option(argv[i], "-a", "--algorithm") || i + 1 == argc ||
-                 (options->algorithm = ombrel_find_digest_algorithm(argv[++i])) == NULL)
-            return -1 - usage(stderr, exit_usage);
-    }
-    return i;
-}
+static const ombrel_argument_table_t table = {
+    .m_name = "ombrel_digest",
+    .m_operands = "[FILE...]",
+    .m_summary = "Prints the digests of files, or checks the files of lists of digests.",
+    .m_options = options,
+};
 
 int main(int argc, char** argv) {
-    options_t options = {NULL, 0, 0, ombrel_isatty(1)};
+    ombrel_arguments_t arguments;
     make_streams_binary();
-    const int first = parse_options(argc, argv, &options);
-    if (first < 0)
-        return -1 - first;
-    if (options.algorithm == NULL && !options.check)
-        options.algorithm = ombrel_find_digest_algorithm("sha256");
-    int (*const work)(const options_t*, const char*) = options.check ? check_list : print_digest;
+    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+        return arguments.m_exit_code;
+    chosen.bars = ombrel_isatty(1);
+    if (chosen.algorithm == NULL && !chosen.check)
+        chosen.algorithm = ombrel_find_digest_algorithm("sha256");
+    int (*const work)(const options_t*, const char*) = chosen.check ? check_list : print_digest;
     int result = exit_good;
-    for (int i = first; i < argc; i++)
-        if (work(&options, argv[i]) != exit_good)
+    for (int i = 0; i < arguments.m_operand_count; i++)
+        if (work(&chosen, arguments.m_operands[i]) != exit_good)
             result = exit_bad;
-    if (first >= argc)
-        result = work(&options, "-");
+    if (arguments.m_operand_count == 0)
+        result = work(&chosen, "-");
     if (fflush(stdout) != 0 || ferror(stdout)) {
         complain("standard output", "write error");
         result = exit_bad;

@@ -7,22 +7,21 @@
 #include <signal.h>
 #include <stdio.h>
 
+#include <ombrel/argument.h>
 #include <ombrel/multicall.h>
 
 #include "binary_streams.h"
 
-static int count_input(int argc, char** argv);
-
-static const ombrel_multicall_command_t count_command = {
-    "count", count_input, NULL, "Counts the lines and bytes of standard input.", NULL};
+static const ombrel_argument_table_t table = {.m_name = "count",
+                                              .m_summary = "Counts the lines and bytes of standard input."};
 
 static int count_input(int argc, char** argv) {
     static char block[64 * 1024];
     unsigned long long lines = 0, bytes = 0;
     size_t size;
-    (void)argv;
-    if (argc != 1)
-        return ombrel_refuse_multicall_arguments(&count_command);
+    ombrel_arguments_t arguments;
+    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+        return arguments.m_exit_code;
     while ((size = fread(block, 1, sizeof block, stdin)) > 0) {
         bytes += size;
         for (size_t i = 0; i < size; i++)
@@ -31,6 +30,10 @@ static int count_input(int argc, char** argv) {
     printf("%llu %llu\n", lines, bytes);
     return ferror(stdin) ? def_ombrel_multicall_exit_failed : def_ombrel_multicall_exit_good;
 }
+
+static const ombrel_multicall_command_t count_command = {"count", count_input, NULL,
+                                                         "Counts the lines and bytes of standard input.",
+                                                         def_ombrel_multicall_own_help};
 
 int main(int argc, char** argv) {
     int result;

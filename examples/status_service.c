@@ -481,32 +481,35 @@ static int run_service(service_t* service, const char* address, int port) {
     return 0;
 }
 
-/* A port in digits alone, or -1. */
-static int parse_port(const char* text) {
-    const size_t digits = strspn(text, "0123456789");
-    const int port = digits > 0 && digits < 6 && text[digits] == '\0' ? ombrel_atoi(text) : -1;
-    return port <= 65535 ? port : -1;
-}
+static const ombrel_argument_option_t options[] = {
+    {.m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {0},
+};
 
-static const char usage[] =
-    "usage: status_service [ADDRESS [PORT]]\n"
-    "  ADDRESS  a numeric address of this machine; 0.0.0.0 or :: opens the service to other machines\n"
-    "           (default localhost: both loop-back addresses)\n"
-    "  PORT     0 (any that is free) to 65535 (default 8080)\n";
+static const ombrel_argument_table_t table = {
+    .m_name = "status_service",
+    .m_operands = "[ADDRESS [PORT]]",
+    .m_most_operands = 2,
+    .m_summary = "Shows over HTTP how this machine and the library are.",
+    .m_notes =
+        "ADDRESS is a numeric address of this machine; 0.0.0.0 or :: opens the service to other machines "
+        "(default localhost: both loop-back addresses). PORT is 0 (any that is free) to 65535 (default "
+        "8080).",
+    .m_options = options,
+};
+
+static const ombrel_argument_option_t port_operand = {.m_kind = def_ombrel_argument_integer, .m_most = 65535};
 
 int main(int argc, char** argv) {
     static service_t service;
-    const char* address = argc > 1 ? argv[1] : NULL;
-    const int port = argc > 2 ? parse_port(argv[2]) : default_port;
-    if (argc == 2 && (strcmp(address, "--help") == 0 || strcmp(address, "-h") == 0)) {
-        ombrel_puts(usage);
-        ombrel_puts(NULL);
-        return 0;
-    }
-    if (argc > 3 || port < 0 || (address != NULL && *address == '-')) {
-        ombrel_error_puts(usage);
-        return 2;
-    }
+    int port = default_port;
+    ombrel_arguments_t arguments;
+    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+        return arguments.m_exit_code;
+    const char* address = arguments.m_operand_count > 0 ? arguments.m_operands[0] : NULL;
+    if (arguments.m_operand_count > 1 &&
+        ombrel_parse_argument_value(&port_operand, arguments.m_operands[1], &port) != 0)
+        return ombrel_refuse_arguments(&table, "\"%s\" is no port", arguments.m_operands[1]);
     if (ombrel_init_network() != 0)
         return 1;
     const int result = run_service(&service, address, port);
