@@ -26,20 +26,24 @@
  * ombrel_close_daemon(daemon);
  * @endcode
  *
- * **Pid files.** A pid file has the number of the process that owns it, in decimal, and a line feed. The
- * owner keeps it locked for as long as it lives. A file that nobody has locked is stale, whatever number it
- * has: its owner crashed, and the next one takes it over. So a number that another process has got meanwhile
- * misleads nobody, and of two processes that want one file at the same moment exactly one gets it. Of
- * programs that write such files without a lock, no more can be told than that their file is stale.
+ * @par Pid files
+ * A pid file has the number of the process that owns it, in decimal, and a line feed. The owner keeps it
+ * locked for as long as it lives. A file that nobody has locked is stale, whatever number it has: its owner
+ * crashed, and the next one takes it over. So a number that another process has got meanwhile misleads
+ * nobody, and of two processes that want one file at the same moment exactly one gets it. Of programs that
+ * write such files without a lock, no more can be told than that their file is stale.
  *
- * **Threads.** One thread at a time an object. ombrel_open_daemon() leaves the daemon with the calling thread
- * alone: call it before others are started.
+ * @par Threads
+ * One thread at a time an object. ombrel_open_daemon() leaves the daemon with the calling thread alone: call
+ * it before others are started.
  *
- * **Windows** has no such processes: ombrel_open_daemon() fails with #def_ombrel_fault_not_supported, but for
+ * @par Windows
+ * The host has no such processes: ombrel_open_daemon() fails with #def_ombrel_fault_not_supported, but for
  * those that stay in the foreground. Pid files are the same there.
  *
- * **Failures** give null or -1, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null
- * and nonsense, #def_ombrel_fault_no_memory, #def_ombrel_fault_no_descriptor, and what else is named with the
+ * @par Failures
+ * Functions give null or -1, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
+ * nonsense, #def_ombrel_fault_no_memory, #def_ombrel_fault_no_descriptor, and what else is named with the
  * function.
  */
 #ifndef OMBREL_DAEMON_H
@@ -125,18 +129,23 @@ OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
 /** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths mean
  * the directory of the moment of that call. */
 typedef struct ombrel_daemon_options_ts {
-    uint32_t m_flags;        /**< #def_ombrel_daemon_foreground or 0, as it is at first */
-    const char* m_directory; /**< the working directory; null, as at first, means the root directory */
-    const char* m_pid_file;  /**< the pid file; null, as at first, for none */
-    const char* m_output;    /**< where standard output goes: the end of this file, made if need be with the
-                                  mask of the starting process; null, as at first, for nowhere */
-    const char* m_error;     /**< where standard error goes, likewise; null, as at first, for where standard
-                                  output goes */
-    int m_mask;              /**< permissions that files of the daemon do not get, as of `umask`; at first 022
-                                  (octal); #def_ombrel_daemon_same_mask changes nothing */
-    int m_ready_timeout_ms;  /**< milliseconds that the starting process waits for the daemon's word, and at
-                                  whose end it ends the daemon by force; at first 60,000; negative waits for
-                                  ever */
+    /** #def_ombrel_daemon_foreground or 0, as it is at first. */
+    uint32_t m_flags;
+    /** The working directory; null, as at first, means the root directory. */
+    const char* m_directory;
+    /** The pid file; null, as at first, for none. */
+    const char* m_pid_file;
+    /** Where standard output goes: the end of this file, made if need be with the mask of the starting
+     * process; null, as at first, for nowhere. */
+    const char* m_output;
+    /** Where standard error goes, likewise; null, as at first, for where standard output goes. */
+    const char* m_error;
+    /** Permissions that files of the daemon do not get, as of `umask`; at first 022 (octal);
+     * #def_ombrel_daemon_same_mask changes nothing. */
+    int m_mask;
+    /** Milliseconds that the starting process waits for the daemon's word, and at whose end it ends the
+     * daemon by force; at first 60,000; negative waits for ever. */
+    int m_ready_timeout_ms;
 } ombrel_daemon_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */
