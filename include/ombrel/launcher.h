@@ -14,29 +14,34 @@
  * options.m_log_path = "collector.log";
  * ombrel_launcher_t* launcher = ombrel_open_launcher(arguments, &options);
  * if (launcher == NULL)
- *     return complain(ombrel_fault_text(ombrel_last_fault()));
+ *     return complain(ombrel_fault_text());
  * while (ombrel_launcher_wait(launcher, 1000) == 0 && !asked_to_stop())
  *     continue;
  * ombrel_close_launcher(launcher); // stops it if it still runs
  * @endcode
  *
- * **Groups.** The child leads a process group (on Windows a job), and what is said here of its end is true of
- * the group: a stop asks and ends all of it, and when the child has ended by itself, what it left behind in
- * its group is ended by force before anything else happens. A program that leaves its group on purpose, as
- * daemons do, is out of reach: launch it in its foreground form.
+ * @par Groups
+ * The child leads a process group (on Windows a job), and what is said here of its end is true of the group:
+ * a stop asks and ends all of it, and when the child has ended by itself, what it left behind in its group is
+ * ended by force before anything else happens. A program that leaves its group on purpose, as daemons do, is
+ * out of reach: launch it in its foreground form.
  *
- * **Stopping.** The group is asked by the signal to terminate and, where the grace has passed and something
- * of it lives on, ended by force. A child that hangs or ignores signals is ended so as well.
+ * @par Stopping
+ * The group is asked by the signal to terminate. When the child has ended, or after the grace, what is left
+ * of the group is ended by force: a child that hangs, ignores signals or forks is gone as well.
  *
- * **Output.** Without a handler and a log the child writes where this program does. Otherwise both of its
- * outputs are read as fast as they come; a handler that takes its time holds up the child, never loses bytes.
- * Standard input is empty.
+ * @par Output
+ * Without a handler and a log the child writes where this program does. Otherwise both of its outputs are
+ * read as fast as they come; a handler that takes its time holds up the child, never loses bytes. Standard
+ * input is empty.
  *
- * **Threads.** A launcher is opened and closed by its owner, once each; the other functions may be called
- * from any thread while it is open, and by its handlers. Handlers run on the launcher's thread, one at a
- * time, and must not close it. The first of them may be called before ombrel_open_launcher() has returned.
+ * @par Threads
+ * A launcher is opened and closed by its owner, once each; the other functions may be called from any thread
+ * while it is open, and by its handlers. Handlers run on the launcher's thread, one at a time, and must not
+ * close it. The first of them may be called before ombrel_open_launcher() has returned.
  *
- * **Failures** give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
+ * @par Failures
+ * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
  * nonsense, and what is named with the function.
  */
 #ifndef OMBREL_LAUNCHER_H
@@ -73,16 +78,26 @@ typedef struct ombrel_launcher_ts ombrel_launcher_t;
 
 /** What is known of a launcher at one moment. */
 typedef struct ombrel_launcher_state_ts {
-    int m_phase;                /**< what it is doing: running, pausing, stopping or ended */
-    int m_reason;               /**< why it has ended */
-    int m_process;              /**< number of the running child; 0 when there is none */
-    uint32_t m_start_count;     /**< how often the child was started */
-    uint32_t m_force_count;     /**< how often the group had to be ended by force */
-    ombrel_process_end_t m_end; /**< how the last child that ended did so; {-1, 0} before that */
-    int m_fault;                /**< why the last attempt to start failed (def_ombrel_fault_*), or 0 */
-    int m_pause_ms;        /**< length of the present or last pause in milliseconds, 0 before the first */
-    int64_t m_run_time;    /**< nanoseconds that the present or last child has run */
-    uint64_t m_lost_bytes; /**< bytes of output that the log could not take */
+    /** What it is doing: running, pausing, stopping or ended. */
+    int m_phase;
+    /** Why it has ended. */
+    int m_reason;
+    /** Number of the running child; 0 when there is none. */
+    int m_process;
+    /** How often the child was started. */
+    uint32_t m_start_count;
+    /** How often a child did not end within the grace. */
+    uint32_t m_force_count;
+    /** How the last child that ended did so; {-1, 0} before that. */
+    ombrel_process_end_t m_end;
+    /** Why a start or the log failed the last time that one did (def_ombrel_fault_*), or 0. */
+    int m_fault;
+    /** Length of the present or last pause in milliseconds, 0 before the first. */
+    int m_pause_ms;
+    /** Nanoseconds that the present or last child has run. */
+    int64_t m_run_time;
+    /** Bytes of output that the log could not take. */
+    uint64_t m_lost_bytes;
 } ombrel_launcher_state_t;
 
 /** @name What a launcher tells its handler
@@ -115,7 +130,8 @@ typedef int (*ombrel_launcher_handler_t)(ombrel_launcher_t* launcher, int event,
  * Called for what the child wrote.
  * @param launcher the launcher
  * @param stream   1 for standard output, 2 for standard error
- * @param data     a line without its line feed, or bytes as they came, and a zero byte behind them
+ * @param data     a line without its end (a line feed, or a carriage return and a line feed), or bytes as
+ * they came; and a zero byte behind them
  * @param size     bytes in front of that; a line may be empty
  * @param context  the one of the options
  * @return 0 to go on; anything else stops the launcher as ombrel_launcher_stop() does
@@ -136,33 +152,43 @@ typedef int (*ombrel_launcher_output_handler_t)(ombrel_launcher_t* launcher, int
 
 /** How a launcher works. Texts and the environment are copied. Times are milliseconds. */
 typedef struct ombrel_launcher_options_ts {
-    uint32_t m_flags; /**< #def_ombrel_launcher_bytes or, at first, 0 */
-    const char*
-        m_directory; /**< the child's working directory; null, as at first, for that of this process */
-    const char* const* m_environment; /**< its variables, "NAME=VALUE" each, ended by null; null, as at first,
-                                           for those of this process */
-    int m_restart;        /**< when it is started again; at first always (def_ombrel_launcher_restart_*) */
-    int m_first_pause_ms; /**< the pause before the first restart, at least 1; at first 200 */
-    int m_pause_factor;   /**< by how much each pause is longer than the one before it, at least 1; at first 2
-                           */
-    int m_longest_pause_ms; /**< what pauses grow to; at first 30,000; less than the first pause counts as it
-                             */
-    int m_well_ms;          /**< a child that ran for so long ran well: the next pause is the first one again;
-                                 at first 10,000 */
-    uint32_t m_restart_limit; /**< restarts within the period of which the launcher gives up instead of making
-                                   one more; at first 0, for no limit; 1,000 at most */
-    int m_restart_period_ms; /**< the period; at first 60,000; negative counts all restarts since the start */
-    int m_grace_ms;          /**< from asking the child to end until it is ended by force; at first 5,000;
-                                  negative never uses force */
-    ombrel_launcher_handler_t m_handler; /**< told what happens; null, as at first, for nobody */
-    ombrel_launcher_output_handler_t m_output_handler; /**< given the output; null, as at first, for nobody */
-    void* m_context;                                   /**< handed to both */
-    const char*
-        m_log_path; /**< the file at whose end the output is kept as it comes; null, as at first, for none */
-    int64_t m_log_size; /**< bytes of the file beyond which it is renamed to "PATH.1", an earlier "PATH.1" to
-                             "PATH.2" and so on, and begun anew; at first 1 MiB; 0 for never. Between two
-                           lines where that is possible */
-    uint32_t m_log_count; /**< how many renamed files are kept, 99 at most; at first 4; 0 empties the file */
+    /** #def_ombrel_launcher_bytes or, at first, 0. */
+    uint32_t m_flags;
+    /** The child's working directory; null, as at first, for that of this process. */
+    const char* m_directory;
+    /** Its variables, "NAME=VALUE" each, ended by null; null, as at first, for those of this process. */
+    const char* const* m_environment;
+    /** When it is started again; at first always (def_ombrel_launcher_restart_*). */
+    int m_restart;
+    /** The pause before the first restart, at least 1; at first 200. */
+    int m_first_pause_ms;
+    /** By how much each pause is longer than the one before it, at least 1; at first 2. */
+    int m_pause_factor;
+    /** What pauses grow to; at first 30,000; less than the first pause counts as it. */
+    int m_longest_pause_ms;
+    /** A child that ran for so long ran well: the next pause is the first one again; at first 10,000. */
+    int m_well_ms;
+    /** Restarts within the period of which the launcher gives up instead of making one more; at first 0,
+     * for no limit; 1,000 at most. */
+    uint32_t m_restart_limit;
+    /** The period; at first 60,000; negative counts all restarts since the start. */
+    int m_restart_period_ms;
+    /** From asking the child to end until it is ended by force; at first 5,000; negative never uses
+     * force. */
+    int m_grace_ms;
+    /** Told what happens; null, as at first, for nobody. */
+    ombrel_launcher_handler_t m_handler;
+    /** Given the output; null, as at first, for nobody. */
+    ombrel_launcher_output_handler_t m_output_handler;
+    /** Handed to both. */
+    void* m_context;
+    /** The file at whose end the output is kept as it comes; null, as at first, for none. */
+    const char* m_log_path;
+    /** Bytes of the file beyond which it is renamed to "PATH.1", an earlier "PATH.1" to "PATH.2" and so
+     * on, and begun anew; at first 1 MiB; 0 for never. Between two lines where that is possible. */
+    int64_t m_log_size;
+    /** How many renamed files are kept, 99 at most; at first 4; 0 empties the file. */
+    uint32_t m_log_count;
 } ombrel_launcher_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */
