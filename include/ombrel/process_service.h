@@ -28,10 +28,12 @@
  * OMBREL_PROCESS_SERVICE; programs that the child starts do not get them. Standard output and error are those
  * of the opener, standard input is empty.
  *
- * **Threads.** The opener's object is opened and closed by its owner, the other functions may be called from
- * any thread while it is open. The child's object is the handler's: one thread at a time.
+ * @par Threads
+ * The opener's object is opened and closed by its owner, the other functions may be called from any thread
+ * while it is open. The child's object is the handler's: one thread at a time.
  *
- * **Failures** give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null,
+ * @par Failures
+ * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null,
  * nonsense, and an object of the other side, and what is named with the function.
  */
 #ifndef OMBREL_PROCESS_SERVICE_H
@@ -58,15 +60,19 @@ typedef struct ombrel_process_service_ts ombrel_process_service_t;
 
 /** How a service is opened and closed. Times are milliseconds. */
 typedef struct ombrel_process_service_options_ts {
-    const char*
-        m_directory;        /**< the child's working directory; null, as at first, for that of this process */
-    int m_start_timeout_ms; /**< how long the child may take to acknowledge before it is ended by force; at
-                                 first 60,000; negative for any time */
-    int m_grace_ms;         /**< how long a close waits for the child before it uses force; at first 5,000;
-                                 negative never uses force */
-    char* m_error;       /**< receives, terminated, the child's words when it cannot run, an empty text when
-                              it said nothing; null, as at first, to do without */
-    size_t m_error_size; /**< bytes at m_error, #def_ombrel_process_service_text_max and 1 for all of it */
+    /** The child's working directory; null, as at first, for that of this process. */
+    const char* m_directory;
+    /** How long the child may take to acknowledge before it is ended by force; at first 60,000; negative
+     * for any time. */
+    int m_start_timeout_ms;
+    /** How long a close waits for the child before it uses force; at first 5,000; negative never uses
+     * force. */
+    int m_grace_ms;
+    /** Receives, terminated, the child's words when it cannot run, an empty text when it said nothing;
+     * null, as at first, to do without. */
+    char* m_error;
+    /** Bytes at m_error, #def_ombrel_process_service_text_max and 1 for all of it. */
+    size_t m_error_size;
 } ombrel_process_service_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */
@@ -171,6 +177,14 @@ OMBREL_API int ombrel_process_service_error(ombrel_process_service_t* service, c
  * @return 1 when so, 0 when not, -1 for null
  */
 OMBREL_API int ombrel_process_service_break(ombrel_process_service_t* service, int timeout_ms);
+
+/**
+ * @brief What becomes readable when the service is to stop, for an event of a loop. Nothing is to be read
+ * from it.
+ * @param service the child's object
+ * @return the descriptor, which stays the object's; -1 for null and on the opener's side
+ */
+OMBREL_API int ombrel_process_service_get_descriptor(ombrel_process_service_t* service);
 
 /** @} */
 
