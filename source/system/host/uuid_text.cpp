@@ -1,13 +1,11 @@
 #include <ombrel/uuid.h>
 
 #include <algorithm>
-#include <bit>
-#include <climits>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
 #include "core/fault.h"
-#include "system/host/uuid_fields.h"
 #include "text/digits.h"
 #include "text/fold.h"
 #include "text/slice.h"
@@ -17,47 +15,55 @@ namespace {
 constexpr std::string_view urn_prefix = "urn:uuid:";
 constexpr int digit_count = 32;
 
-/// Digits in each group, between which hyphens stand.
-constexpr int group_digits[] = {8, 4, 4, 4, 12};
+constexpr int plain_size = 36;
 
-constexpr uint64_t in_each_byte(uint8_t value) {
-    return uint64_t{0x0101010101010101} * value;
-}
+using byte_vector = uint8_t __attribute__((vector_size(16)));
 
-/// Eight digits of a number at once: each half of a byte is moved into a byte of its own, and those above 9
-/// get what lies between the digits and the letters added.
-void put_eight_digits(char* to, uint64_t number, bool is_upper) {
-    number = (number | number << 16) & 0x0000FFFF0000FFFF;
-    number = (number | number << 8) & 0x00FF00FF00FF00FF;
-    number = (number | number << 4) & in_each_byte(0x0F);
-    const uint64_t is_letter = (number + in_each_byte(6)) >> 4 & in_each_byte(1);
-    number += in_each_byte('0') + is_letter * static_cast<uint64_t>((is_upper ? 'A' : 'a') - '0' - 10);
-    if constexpr (std::endian::native == std::endian::little)
-        number = __builtin_bswap64(number);
-    memcpy(to, &number, sizeof number);
-}
+/// The digits of an identifier, in one go for each half.
+struct digit_text {
+    char text[digit_count];
 
-char* put_groups(char* to, const char* digits) {
-    for (const int count : group_digits) {
-        memcpy(to, digits, static_cast<size_t>(count));
-        to += count;
-        digits += count;
-        *to++ = '-';
+    digit_text(const ombrel_uuid_t& uuid, uint32_t flags) {
+        byte_vector bytes;
+        memcpy(&bytes, uuid.m_bytes, sizeof bytes);
+        const byte_vector high = bytes >> 4, low = bytes & 15;
+        const auto letters =
+            static_cast<uint8_t>(((flags & def_ombrel_uuid_upper) != 0 ? 'A' : 'a') - '0' - 10);
+        put(text, __builtin_shufflevector(high, low, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23),
+            letters);
+        put(text + 16,
+            __builtin_shufflevector(high, low, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31),
+            letters);
     }
-    return to - 1;
+
+private:
+    /// Those above 9 get what lies between the digits and the letters added.
+    static void put(char* to, const byte_vector& halves, uint8_t letters) {
+        const byte_vector digits = halves + '0' + (reinterpret_cast<byte_vector>(halves > 9) & letters);
+        memcpy(to, &digits, sizeof digits);
+    }
+};
+
+/// Groups, each put by a copy of a size that the compiler knows.
+char* put_groups(char* to, const char* digits) {
+    memcpy(to, digits, 8);
+    memcpy(to + 9, digits + 8, 4);
+    memcpy(to + 14, digits + 12, 4);
+    memcpy(to + 19, digits + 16, 4);
+    memcpy(to + 24, digits + 20, 4);
+    memcpy(to + 28, digits + 24, 8);
+    to[8] = to[13] = to[18] = to[23] = '-';
+    return to + plain_size;
 }
 
 char* put_uuid(char* to, const ombrel_uuid_t& uuid, uint32_t flags) {
-    char digits[digit_count];
-    for (int i = 0; i < 4; i++)
-        put_eight_digits(digits + 8 * i, ombrel::system::number_at(uuid.m_bytes + 4 * i, 4),
-                         (flags & def_ombrel_uuid_upper) != 0);
+    const digit_text digits(uuid, flags);
     if ((flags & def_ombrel_uuid_urn) != 0)
         to = ombrel::put_text(to, urn_prefix);
     if ((flags & def_ombrel_uuid_braces) != 0)
         *to++ = '{';
-    to = (flags & def_ombrel_uuid_bare) != 0 ? ombrel::put_text(to, {digits, sizeof digits})
-                                             : put_groups(to, digits);
+    to = (flags & def_ombrel_uuid_bare) != 0 ? ombrel::put_text(to, {digits.text, sizeof digits.text})
+                                             : put_groups(to, digits.text);
     if ((flags & def_ombrel_uuid_braces) != 0)
         *to++ = '}';
     return to;
@@ -120,6 +126,11 @@ int ombrel_format_uuid(char* buf, size_t size, const ombrel_uuid_t* uuid, uint32
     }
     if (size == 0)
         return 0;
+    if (size > plain_size && (flags & ~def_ombrel_uuid_upper) == 0) {
+        buf[plain_size] = '\0';
+        put_groups(buf, digit_text(*uuid, flags).text);
+        return plain_size;
+    }
     char text[def_ombrel_uuid_text_size];
     const size_t length = std::min(static_cast<size_t>(put_uuid(text, *uuid, flags) - text), size - 1);
     memcpy(buf, text, length);

@@ -2,43 +2,78 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
 
+#include "system/time/time_names.h"
+
 namespace ombrel::system {
 
+struct digit_pair {
+    char first, second;
+};
+
+/// Those of the numbers below 100.
+inline constexpr std::array<digit_pair, 100> digit_pairs = [] {
+    std::array<digit_pair, 100> pairs{};
+    for (int value = 0; value < 100; value++)
+        pairs[static_cast<size_t>(value)] = {static_cast<char>('0' + value / 10),
+                                             static_cast<char>('0' + value % 10)};
+    return pairs;
+}();
+
 class counted_text {
+    friend class hasty_text;
+
 public:
     /// @param buffer may be null when `size` is 0
-    counted_text(char* buffer, size_t size) : buffer_(buffer), room_(size == 0 ? 0 : size - 1) {
+    counted_text(char* buffer, size_t size)
+        : at_(buffer), end_(size == 0 ? buffer : buffer + size - 1), start_(buffer) {
         if (size > 0)
             buffer[0] = '\0';
     }
 
     void put(char c) {
-        if (size_ < room_)
-            buffer_[size_] = c;
-        size_++;
+        if (at_ != end_)
+            *at_++ = c;
+        else
+            lost_++;
     }
 
     void put(std::string_view text) {
-        if (size_ < room_)
-            memcpy(buffer_ + size_, text.data(), std::min(text.size(), room_ - size_));
-        size_ += text.size();
+        const size_t kept = std::min(text.size(), room());
+        if (kept > 0)
+            memcpy(at_, text.data(), kept);
+        advance(kept, text.size());
+    }
+
+    /// The whole name or its short form. In one go while there is room, as the size does not matter then.
+    void put_name(const time_name& name, bool is_short) {
+        const size_t size = is_short ? short_name_size : name.size;
+        if (room() < sizeof name.text)
+            return put(std::string_view(name.text, size));
+        memcpy(at_, name.text, sizeof name.text);
+        at_ += size;
     }
 
     void fill(char c, size_t count) {
-        if (size_ < room_)
-            memset(buffer_ + size_, c, std::min(count, room_ - size_));
-        size_ += count;
+        const size_t kept = std::min(count, room());
+        if (kept > 0)
+            memset(at_, c, kept);
+        advance(kept, count);
     }
 
-    /// Two digits.
-    void put_pair(int32_t value) {
-        const char digits[] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
-        put(std::string_view(digits, 2));
+    /// Two digits of a number below 100, the first `zero` where there is one alone.
+    void put_pair(int32_t value, char zero = '0') {
+        const char digits[] = {value < 10 ? zero : digit_pairs[static_cast<size_t>(value)].first,
+                               digit_pairs[static_cast<size_t>(value)].second};
+        if (room() < sizeof digits)
+            return put(std::string_view(digits, sizeof digits));
+        memcpy(at_, digits, sizeof digits);
+        at_ += sizeof digits;
     }
 
     /// The first `digits` digits of so many nanoseconds.
@@ -59,14 +94,13 @@ public:
     }
 
     /// How long the whole is.
-    size_t size() const { return size_; }
+    size_t size() const { return stored() + lost_; }
 
     /// Ends the text; as many characters as are stored.
     int end() {
-        const size_t stored = std::min(size_, room_);
-        if (buffer_ != nullptr && room_ > 0)
-            buffer_[stored] = '\0';
-        return static_cast<int>(std::min<size_t>(stored, INT_MAX));
+        if (start_ != nullptr)
+            *at_ = '\0';
+        return static_cast<int>(std::min<size_t>(stored(), INT_MAX));
     }
 
 private:
@@ -77,9 +111,48 @@ private:
         return digits;
     }
 
-    char* const buffer_;
-    const size_t room_;
-    size_t size_ = 0;
+    size_t room() const { return static_cast<size_t>(end_ - at_); }
+    size_t stored() const { return static_cast<size_t>(at_ - start_); }
+
+    void advance(size_t kept, size_t whole) {
+        at_ += kept;
+        lost_ += whole - kept;
+    }
+
+    char* at_;
+    char* const end_; // where the NUL goes at last
+    char* const start_;
+    size_t lost_ = 0;
+};
+
+/// A counted text while nobody else writes to it: what is written could otherwise be the place itself, which
+/// compilers then leave in memory, where each character would have to wait for the one before.
+class hasty_text {
+public:
+    explicit hasty_text(counted_text& text) : text_(text), at_(text.at_) {}
+    ~hasty_text() { hand_back(); }
+    hasty_text(const hasty_text&) = delete;
+    hasty_text& operator=(const hasty_text&) = delete;
+
+    void hand_back() { text_.at_ = at_; }
+    void take() { at_ = text_.at_; }
+
+    void put(char c) {
+        if (at_ != text_.end_)
+            *at_++ = c;
+        else
+            text_.lost_++;
+    }
+
+    void put_pair(int32_t value) {
+        const digit_pair digits = digit_pairs[static_cast<size_t>(value)];
+        put(digits.first);
+        put(digits.second);
+    }
+
+private:
+    counted_text& text_;
+    char* at_;
 };
 
 } // namespace ombrel::system

@@ -2,13 +2,16 @@
 #include <ombrel/calendar.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 
 #include <ombrel/heap.h>
 
 #include "system/time/civil_time.h"
 #include "system/time/counted_text.h"
+#include "system/time/format_directive.h"
 #include "system/time/iso_week.h"
 #include "system/time/time_fault.h"
 #include "system/time/time_names.h"
@@ -17,22 +20,6 @@
 using namespace ombrel::system;
 
 namespace {
-
-constexpr int width_max = 65535;
-
-/// What stands between "%" and the letter.
-struct directive {
-    char pad = 0; ///< '-', '_', '0', '+'; 0 for what the letter wants
-    bool is_upper = false;
-    bool is_other_case = false;
-    bool is_lower = false; ///< which no flag says by itself
-    int width = -1;
-    char modifier = 0;
-    int colons = 0;
-    std::string_view text; ///< the whole of it, from "%" to the letter, or to where the next one begins
-
-    bool is_plain() const { return pad == 0 && width < 0; }
-};
 
 /// A number as it is to be shown.
 struct shown_number {
@@ -43,182 +30,236 @@ struct shown_number {
     unsigned colons = 0; ///< bit n for one before the nth digit from the right, counted from 0
 };
 
-/// Reads the parts of a conversion that are before its letter.
-class directive_reader {
+enum class letter_case : uint8_t { as_it_is, upper, lower };
+
+struct conversion;
+
+/// Writes the parts of a time.
+class time_writer {
 public:
-    explicit directive_reader(std::string_view format) : format_(format) {}
+    time_writer(counted_text& out, const ombrel_civil_time_t& time) : out_(out), time_(time) {}
 
-    directive read() {
-        read_flags();
-        if (is_digit())
-            result_.width = 0;
-        for (; is_digit(); at_++)
-            result_.width = std::min(result_.width * 10 + (peek() - '0'), width_max);
-        if (peek() == 'E' || peek() == 'O')
-            result_.modifier = format_[at_++];
-        read_colons();
-        const bool is_cut_off = at_ == format_.size() || (peek() == '%' && at_ > 1);
-        result_.text = {format_.data(), is_cut_off ? at_ : at_ + 1};
-        return result_;
-    }
+    void format(std::string_view format);
 
-private:
-    char peek() const { return at_ < format_.size() ? format_[at_] : '\0'; }
-    bool is_digit() const { return peek() >= '0' && peek() <= '9'; }
-
-    void read_flags() {
-        for (;; at_++)
-            switch (peek()) {
-            case '-':
-            case '_':
-            case '0':
-            case '+':
-                result_.pad = peek();
-                break;
-            case '^':
-                result_.is_upper = true;
-                break;
-            case '#':
-                result_.is_other_case = true;
-                break;
-            default:
-                return;
-            }
-    }
-
-    void read_colons() {
-        const size_t start = at_;
-        while (peek() == ':')
-            at_++;
-        result_.colons = static_cast<int>(std::min<size_t>(at_ - start, 4));
-        if (result_.colons != 0 && peek() != 'z')
-            at_ = start; // nothing else has colons: the first is as a letter that is none
-    }
-
-    std::string_view format_; // from "%" on
-    size_t at_ = 1;
-    directive result_;
-};
-
-class time_formatter {
-public:
-    time_formatter(ombrel::system::counted_text& out, const ombrel_civil_time_t& time)
-        : out_(out), time_(time) {}
-
-    void format(std::string_view format) {
-        while (!format.empty()) {
-            const size_t literal = std::min(format.find('%'), format.size());
-            out_.put({format.data(), literal});
-            format.remove_prefix(literal);
-            if (!format.empty())
-                format.remove_prefix(convert_first(format));
-        }
-    }
-
-private:
-    /// Converts what begins with "%"; how much of the format that was.
-    size_t convert_first(std::string_view format) {
-        directive how;
-        // Most conversions are a letter alone.
-        if (format.size() >= 2 && (format[1] >= 'A' && format[1] != 'E' && format[1] != 'O' &&
-                                   format[1] != '^' && format[1] != '_'))
-            how.text = {format.data(), 2};
-        else
-            how = directive_reader(format).read();
-        if (!convert(how, how.text.back()))
-            put_text(how, how.text);
-        return how.text.size();
-    }
-
-    /// False when there is no such conversion.
-    bool convert(directive& how, char letter) {
-        if (how.text.size() < 2 || (how.modifier != 0 && refuses(letter, how.modifier)))
-            return false;
-        if (is_modified_number(letter, how.modifier))
-            return put_modified_number(how, letter);
-        return convert_name(how, letter) || convert_clock(how, letter) || convert_date(how, letter) ||
-               convert_year(how, letter) || convert_composite(how, letter) || convert_rest(how, letter);
-    }
-
-    /// "E" and "O" mean nothing without a locale, but not every letter takes them.
-    static bool refuses(char letter, char modifier) {
-        const std::string_view letters = modifier == 'E' ? "aAbBhdeHIklMSmjUVWwgGNDF" : "aAcxXYDFq";
-        return letters.find(letter) != std::string_view::npos;
-    }
-
-    static bool is_modified_number(char letter, char modifier) {
-        const std::string_view letters = modifier == 'O'   ? "CdegGHIjklmMSuUVwWy"
-                                         : modifier == 'E' ? "CyY"
-                                                           : "";
-        return letters.find(letter) != std::string_view::npos;
-    }
-
-    bool convert_name(directive& how, char letter);
-    bool convert_clock(const directive& how, char letter);
-    bool convert_date(const directive& how, char letter);
-    bool convert_year(directive& how, char letter);
-    bool convert_composite(directive& how, char letter);
-    bool convert_rest(const directive& how, char letter);
-
-    bool put_name(directive& how, std::string_view name, bool is_short);
-    bool put_text(const directive& how, std::string_view text);
-    bool put_pair(const directive& how, int32_t value);
-    bool put_spaced(directive how, int32_t value);
-    bool put_number(const directive& how, const shown_number& number);
-    bool put_modified_number(const directive& how, char letter);
-    bool put_year(directive how, int32_t value, int digits, bool is_negative);
-    bool put_composite(const directive& how, std::string_view format, char year_pad, int year_width = -1);
-    bool put_long_date(directive& how);
-    bool put_fraction(directive how);
-    bool put_offset(const directive& how);
-    void put_padding(const directive& how, size_t size);
-
+    const ombrel_civil_time_t& time() const { return time_; }
     int32_t hour_of_12() const { return (time_.m_hour + 11) % 12 + 1; }
-    int32_t year_day() const { return number_.year_day; }
-    iso_week week() const { return iso_week_of(time_.m_year, number_.year_day, number_.week_day); }
-
-    /// What follows from a date, whatever the record says of it.
-    struct date_numbers {
-        int32_t week_day;
-        int32_t year_day;
-    };
-    static date_numbers numbers_of(const ombrel_civil_time_t& time) {
-        const int32_t day = day_number(time.m_year, time.m_month, time.m_day);
-        return {week_day_of(day), day - day_number(time.m_year, 1, 1) + 1};
+    // Both whatever the record says of them.
+    int32_t week_day() const { return week_day_of(day_number(time_.m_year, time_.m_month, time_.m_day)); }
+    int32_t year_day() const {
+        return day_number(time_.m_year, time_.m_month, time_.m_day) - day_number(time_.m_year, 1, 1) + 1;
     }
+    iso_week week() const { return iso_week_of(time_.m_year, year_day(), week_day()); }
+
+    bool put_text(const directive& how, std::string_view text, letter_case letters = letter_case::as_it_is);
+    bool put_name(const directive& how, const time_name& name, bool is_short);
+    bool put_pair(const directive& how, int32_t value);
+    bool put_spaced(const directive& how, int32_t value);
+    bool put_small(const directive& how, int32_t value, int digits);
+    bool put_number(const directive& how, const shown_number& number);
+    bool put_year(const directive& how, int32_t value, int digits, bool is_negative);
+    bool put_composite(const directive& how, std::string_view format, char year_pad = 0, int year_width = -1);
+    bool put_long_date(const directive& how);
+    bool put_fraction(const directive& how);
+    bool put_offset(const directive& how);
+
+private:
+    size_t put_first(const conversion* plain, std::string_view format);
+    bool convert(const directive& how, char letter);
+    bool put_modified_number(const directive& how, char letter);
+    void put_padding(const directive& how, size_t size);
 
     counted_text& out_;
     const ombrel_civil_time_t& time_;
-    const date_numbers number_ = numbers_of(time_);
     bool is_upper_ = false; // the composite conversion that this is a part of is in upper case
     char year_pad_ = 0;     // and has its year padded so,
     int year_width_ = -1;   // and so wide
 };
 
-void time_formatter::put_padding(const directive& how, size_t size) {
+struct conversion {
+    char letter;
+    const char* refused; ///< of "E" and "O", which mean nothing without a locale, those that it does not take
+    bool (*put)(time_writer& to, const directive& how); ///< false where it does not know the directive
+    int32_t ombrel_civil_time_t::*pair =
+        nullptr; ///< what two digits show, for those that are no more than that
+};
+
+template<int32_t ombrel_civil_time_t::*field>
+constexpr conversion pair_of(char letter) {
+    return {letter, "E",
+            [](time_writer& to, const directive& how) { return to.put_pair(how, to.time().*field); }, field};
+}
+
+using how_t = const directive&;
+
+constexpr conversion conversions[] = {
+    {'a', "EO",
+     [](time_writer& to, how_t how) { return to.put_name(how, week_day_names[to.week_day()], true); }},
+    {'A', "EO",
+     [](time_writer& to, how_t how) { return to.put_name(how, week_day_names[to.week_day()], false); }},
+    {'b', "E",
+     [](time_writer& to, how_t how) { return to.put_name(how, month_names[to.time().m_month - 1], true); }},
+    {'h', "E",
+     [](time_writer& to, how_t how) { return to.put_name(how, month_names[to.time().m_month - 1], true); }},
+    {'B', "E",
+     [](time_writer& to, how_t how) { return to.put_name(how, month_names[to.time().m_month - 1], false); }},
+    {'p', "",
+     [](time_writer& to, how_t how) {
+         return to.put_text(how, to.time().m_hour < 12 ? "AM" : "PM",
+                            how.is_other_case ? letter_case::lower : letter_case::as_it_is);
+     }},
+    {'P', "",
+     [](time_writer& to, how_t how) {
+         return to.put_text(how, to.time().m_hour < 12 ? "am" : "pm", letter_case::lower);
+     }},
+    {'Z', "",
+     [](time_writer& to, how_t how) {
+         return to.put_text(how, to.time().m_zone,
+                            how.is_other_case ? letter_case::lower : letter_case::as_it_is);
+     }},
+    pair_of<&ombrel_civil_time_t::m_hour>('H'),
+    {'k', "E", [](time_writer& to, how_t how) { return to.put_spaced(how, to.time().m_hour); }},
+    {'I', "E", [](time_writer& to, how_t how) { return to.put_pair(how, to.hour_of_12()); }},
+    {'l', "E", [](time_writer& to, how_t how) { return to.put_spaced(how, to.hour_of_12()); }},
+    pair_of<&ombrel_civil_time_t::m_minute>('M'),
+    pair_of<&ombrel_civil_time_t::m_second>('S'),
+    {'N', "E", [](time_writer& to, how_t how) { return to.put_fraction(how); }},
+    {'z', "", [](time_writer& to, how_t how) { return to.put_offset(how); }},
+    pair_of<&ombrel_civil_time_t::m_month>('m'),
+    pair_of<&ombrel_civil_time_t::m_day>('d'),
+    {'e', "E", [](time_writer& to, how_t how) { return to.put_spaced(how, to.time().m_day); }},
+    {'j', "E", [](time_writer& to, how_t how) { return to.put_small(how, to.year_day(), 3); }},
+    {'q', "O",
+     [](time_writer& to, how_t how) { return to.put_small(how, (to.time().m_month - 1) / 3 + 1, 1); }},
+    {'u', "", [](time_writer& to, how_t how) { return to.put_small(how, (to.week_day() + 6) % 7 + 1, 1); }},
+    {'w', "E", [](time_writer& to, how_t how) { return to.put_small(how, to.week_day(), 1); }},
+    {'U', "E",
+     [](time_writer& to, how_t how) {
+         return to.put_pair(how, (to.year_day() - 1 - to.week_day() + 7) / 7);
+     }},
+    {'W', "E",
+     [](time_writer& to, how_t how) {
+         return to.put_pair(how, (to.year_day() - 1 - (to.week_day() + 6) % 7 + 7) / 7);
+     }},
+    {'V', "E", [](time_writer& to, how_t how) { return to.put_pair(how, to.week().week); }},
+    {'Y', "O",
+     [](time_writer& to, how_t how) { return to.put_year(how, to.time().m_year, 4, to.time().m_year < 0); }},
+    {'C', "",
+     [](time_writer& to, how_t how) {
+         return to.put_year(how, to.time().m_year / 100, 2, to.time().m_year < 0);
+     }},
+    // By design the last two digits of a year before 0 have no sign.
+    {'y', "", [](time_writer& to, how_t how) { return to.put_year(how, to.time().m_year % 100, 2, false); }},
+    {'G', "E",
+     [](time_writer& to, how_t how) { return to.put_year(how, to.week().year, 4, to.week().year < 0); }},
+    {'g', "E", [](time_writer& to, how_t how) { return to.put_year(how, to.week().year % 100, 2, false); }},
+    {'c', "O", [](time_writer& to, how_t how) { return to.put_composite(how, "%a %b %e %H:%M:%S %-Y"); }},
+    {'D', "EO", [](time_writer& to, how_t how) { return to.put_composite(how, "%m/%d/%y", how.pad); }},
+    {'x', "O", [](time_writer& to, how_t how) { return to.put_composite(how, "%m/%d/%y"); }},
+    {'F', "EO", [](time_writer& to, how_t how) { return to.put_long_date(how); }},
+    {'r', "", [](time_writer& to, how_t how) { return to.put_composite(how, "%I:%M:%S %p"); }},
+    {'R', "", [](time_writer& to, how_t how) { return to.put_composite(how, "%H:%M"); }},
+    {'T', "", [](time_writer& to, how_t how) { return to.put_composite(how, "%H:%M:%S"); }},
+    {'X', "O", [](time_writer& to, how_t how) { return to.put_composite(how, "%H:%M:%S"); }},
+    {'s', "",
+     [](time_writer& to, how_t how) {
+         const int64_t second = instant_of(to.time()).m_seconds;
+         return to.put_number(how, {static_cast<uint64_t>(std::abs(second)), 1, second < 0});
+     }},
+    {'n', "", [](time_writer& to, how_t how) { return to.put_text(how, "\n"); }},
+    {'t', "", [](time_writer& to, how_t how) { return to.put_text(how, "\t"); }},
+    {'%', "", [](time_writer& to, how_t) { return to.put_text({}, "%"); }},
+};
+
+/// Each letter's place among them, from 1.
+constexpr std::array<uint8_t, 256> conversion_places = [] {
+    std::array<uint8_t, 256> places{};
+    for (size_t i = 0; i < std::size(conversions); i++)
+        places[static_cast<unsigned char>(conversions[i].letter)] = static_cast<uint8_t>(i + 1);
+    return places;
+}();
+
+/// Null for a letter that is none.
+const conversion* find_conversion(char letter) {
+    const uint8_t place = conversion_places[static_cast<unsigned char>(letter)];
+    return place == 0 ? nullptr : &conversions[place - 1];
+}
+
+void time_writer::format(std::string_view format) {
+    hasty_text out(out_);
+    const char* at = format.data();
+    const char* const end = at + format.size();
+    while (at != end) {
+        if (*at != '%') {
+            out.put(*at++);
+            continue;
+        }
+        // Most conversions are a letter alone, and most of those two digits.
+        const conversion* const plain = end - at > 1 ? find_conversion(at[1]) : nullptr;
+        if (plain != nullptr && plain->pair != nullptr) {
+            out.put_pair(time_.*plain->pair);
+            at += 2;
+            continue;
+        }
+        out.hand_back();
+        at += put_first(plain, {at, static_cast<size_t>(end - at)});
+        out.take();
+    }
+}
+
+/// Converts what begins with "%", or copies it; how long that was.
+size_t time_writer::put_first(const conversion* plain, std::string_view format) {
+    constexpr directive plainly;
+    if (plain != nullptr && plain->put(*this, plainly))
+        return 2;
+    directive how;
+    const std::string_view text = read_directive(format, how);
+    if (text.size() < 2 || !convert(how, text.back()))
+        put_text(how, text);
+    return text.size();
+}
+
+bool time_writer::convert(const directive& how, char letter) {
+    const conversion* const found = find_conversion(letter);
+    if (found == nullptr ||
+        (how.modifier != 0 && std::string_view(found->refused).find(how.modifier) != std::string_view::npos))
+        return false;
+    const char* const modified_numbers = how.modifier == 'O'   ? "CdegGHIjklmMSuUVwWy"
+                                         : how.modifier == 'E' ? "CyY"
+                                                               : "";
+    return std::string_view(modified_numbers).find(letter) != std::string_view::npos
+               ? put_modified_number(how, letter)
+               : found->put(*this, how);
+}
+
+void time_writer::put_padding(const directive& how, size_t size) {
     if (how.pad != '-' && how.width >= 0 && static_cast<size_t>(how.width) > size)
         out_.fill(how.pad == '0' || how.pad == '+' ? '0' : ' ', static_cast<size_t>(how.width) - size);
 }
 
-bool time_formatter::put_text(const directive& how, std::string_view text) {
+bool time_writer::put_text(const directive& how, std::string_view text, letter_case letters) {
     put_padding(how, text.size());
-    if (!how.is_lower && !how.is_upper && !is_upper_) {
+    if (letters == letter_case::as_it_is && (how.is_upper || is_upper_))
+        letters = letter_case::upper;
+    if (letters == letter_case::as_it_is)
         out_.put(text);
-        return true;
-    }
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        out_.put(static_cast<char>(how.is_lower ? ombrel::to_lower(byte) : ombrel::to_upper(byte)));
-    }
+    else
+        for (const char c : text) {
+            const auto byte = static_cast<unsigned char>(c);
+            out_.put(static_cast<char>(letters == letter_case::lower ? ombrel::to_lower(byte)
+                                                                     : ombrel::to_upper(byte)));
+        }
     return true;
 }
 
-bool time_formatter::put_name(directive& how, std::string_view name, bool is_short) {
-    how.is_upper |= how.is_other_case;
-    return put_text(how, is_short ? std::string_view(name.data(), short_name_size) : name);
+bool time_writer::put_name(const directive& how, const time_name& name, bool is_short) {
+    if (!how.is_plain() || how.is_upper || how.is_other_case || is_upper_)
+        return put_text(how, is_short ? std::string_view(name.text, short_name_size) : name.view(),
+                        how.is_other_case ? letter_case::upper : letter_case::as_it_is);
+    out_.put_name(name, is_short);
+    return true;
 }
 
-bool time_formatter::put_number(const directive& how, const shown_number& number) {
+bool time_writer::put_number(const directive& how, const shown_number& number) {
     char digits[32];
     char* first = digits + sizeof digits;
     uint64_t rest = number.magnitude;
@@ -249,37 +290,55 @@ bool time_formatter::put_number(const directive& how, const shown_number& number
     return true;
 }
 
-bool time_formatter::put_pair(const directive& how, int32_t value) {
+bool time_writer::put_small(const directive& how, int32_t value, int digits) {
+    return put_number(how, {static_cast<uint64_t>(value), digits});
+}
+
+bool time_writer::put_pair(const directive& how, int32_t value) {
     if (!how.is_plain())
-        return put_number(how, {static_cast<uint64_t>(value), 2});
+        return put_small(how, value, 2);
     out_.put_pair(value);
     return true;
 }
 
-bool time_formatter::put_spaced(directive how, int32_t value) {
-    how.pad = how.pad == 0 ? '_' : how.pad;
-    return put_number(how, {static_cast<uint64_t>(value), 2});
+bool time_writer::put_spaced(const directive& how, int32_t value) {
+    if (how.is_plain()) {
+        out_.put_pair(value, ' ');
+        return true;
+    }
+    directive spaced = how;
+    spaced.pad = how.pad == 0 ? '_' : how.pad;
+    return put_small(spaced, value, 2);
 }
 
-bool time_formatter::put_year(directive how, int32_t value, int digits, bool is_negative) {
-    how.pad = how.pad == 0 ? year_pad_ : how.pad;
-    how.width = how.width < 0 ? year_width_ : how.width;
+bool time_writer::put_year(const directive& how, int32_t value, int digits, bool is_negative) {
     const auto magnitude = static_cast<uint64_t>(std::abs(value));
-    const bool is_long = magnitude > (digits == 2 ? 99 : 9999) || how.width > digits;
-    return put_number(how, {magnitude, digits, is_negative, how.pad == '+' && is_long});
+    const bool is_padded =
+        (year_width_ >= 0 && year_width_ != digits) || (year_pad_ != 0 && year_pad_ != '+');
+    if (how.is_plain() && !is_padded && !is_negative && magnitude <= (digits == 2 ? 99 : 9999)) {
+        if (digits == 4)
+            out_.put_pair(static_cast<int32_t>(magnitude / 100));
+        out_.put_pair(static_cast<int32_t>(magnitude % 100));
+        return true;
+    }
+    directive padded = how;
+    padded.pad = how.pad == 0 ? year_pad_ : how.pad;
+    padded.width = how.width < 0 ? year_width_ : how.width;
+    const bool is_long = magnitude > (digits == 2 ? 99 : 9999) || padded.width > digits;
+    return put_number(padded, {magnitude, digits, is_negative, padded.pad == '+' && is_long});
 }
 
 /// By design: flags and width are for the text that the number makes, and years are no longer than they are.
-bool time_formatter::put_modified_number(const directive& how, char letter) {
+bool time_writer::put_modified_number(const directive& how, char letter) {
     const char alone[] = {'%', letter}, unpadded[] = {'%', '-', letter};
     const bool is_year = letter == 'C' || letter == 'G' || letter == 'Y';
     return put_composite(how, is_year ? std::string_view(unpadded, 3) : std::string_view(alone, 2), 0);
 }
 
-bool time_formatter::put_composite(const directive& how, std::string_view format, char year_pad,
-                                   int year_width) {
+bool time_writer::put_composite(const directive& how, std::string_view format, char year_pad,
+                                int year_width) {
     const auto put_into = [&](counted_text& out) {
-        time_formatter part(out, time_);
+        time_writer part(out, time_);
         part.is_upper_ = is_upper_ || how.is_upper;
         part.year_pad_ = year_pad;
         part.year_width_ = year_width;
@@ -295,32 +354,32 @@ bool time_formatter::put_composite(const directive& how, std::string_view format
 }
 
 /// The width of "%F" is that of the whole, but the year alone is widened.
-bool time_formatter::put_long_date(directive& how) {
+bool time_writer::put_long_date(const directive& how) {
     constexpr int width_without_year = 6;
-    if (how.is_plain())
-        return put_composite(how, "%Y-%m-%d", '+', 4);
-    const int year_width = std::max(how.width - width_without_year, 0);
-    how.width = -1;
-    return put_composite(how, "%Y-%m-%d", how.pad, year_width);
+    constexpr std::string_view format = "%Y-%m-%d";
+    directive unpadded = how;
+    unpadded.width = -1;
+    return how.is_plain()
+               ? put_composite(unpadded, format, '+', 4)
+               : put_composite(unpadded, format, how.pad, std::max(how.width - width_without_year, 0));
 }
 
 /// A width says how many digits there are; other padding than zeros is shown in place of the last zeros.
-bool time_formatter::put_fraction(directive how) {
+bool time_writer::put_fraction(const directive& how) {
     constexpr int all_digits = 9;
-    if (how.pad == '-' && how.width < 0)
-        how.pad = 0; // by design: as many as the clock has
+    const bool is_padded = how.pad != '-' || how.width < 0; // by design: "%-N" has as many as the clock
     const int width = how.width <= 0 ? all_digits : how.width;
     int32_t value = time_.m_nanosecond;
     int digits = all_digits;
     for (; digits > width || (digits > 1 && value % 10 == 0); value /= 10)
         digits--;
     out_.put_fraction(time_.m_nanosecond, digits);
-    if (how.pad != '-')
+    if (is_padded)
         out_.fill(how.pad == '_' ? ' ' : '0', static_cast<size_t>(width - digits));
     return true;
 }
 
-bool time_formatter::put_offset(const directive& how) {
+bool time_writer::put_offset(const directive& how) {
     const auto offset = static_cast<uint64_t>(std::abs(time_.m_offset));
     const bool is_negative = time_.m_offset < 0 || (offset == 0 && time_.m_zone[0] == '-');
     const uint64_t hour = offset / 3600, minute = offset / 60 % 60, second = offset % 60;
@@ -343,132 +402,6 @@ bool time_formatter::put_offset(const directive& how) {
     }
 }
 
-bool time_formatter::convert_name(directive& how, char letter) {
-    switch (letter) {
-    case 'a':
-    case 'A':
-        return put_name(how, week_day_names[number_.week_day], letter == 'a');
-    case 'b':
-    case 'h':
-    case 'B':
-        return put_name(how, month_names[time_.m_month - 1], letter != 'B');
-    case 'p':
-    case 'P':
-        how.is_lower = letter == 'P' || how.is_other_case;
-        return put_text(how, time_.m_hour < 12 ? "AM" : "PM");
-    case 'Z':
-        how.is_lower = how.is_other_case;
-        return put_text(how, time_.m_zone);
-    default:
-        return false;
-    }
-}
-
-bool time_formatter::convert_clock(const directive& how, char letter) {
-    switch (letter) {
-    case 'H':
-        return put_pair(how, time_.m_hour);
-    case 'k':
-        return put_spaced(how, time_.m_hour);
-    case 'I':
-        return put_pair(how, hour_of_12());
-    case 'l':
-        return put_spaced(how, hour_of_12());
-    case 'M':
-        return put_pair(how, time_.m_minute);
-    case 'S':
-        return put_pair(how, time_.m_second);
-    case 'N':
-        return put_fraction(how);
-    case 'z':
-        return put_offset(how);
-    default:
-        return false;
-    }
-}
-
-bool time_formatter::convert_date(const directive& how, char letter) {
-    switch (letter) {
-    case 'm':
-        return put_pair(how, time_.m_month);
-    case 'd':
-        return put_pair(how, time_.m_day);
-    case 'e':
-        return put_spaced(how, time_.m_day);
-    case 'j':
-        return put_number(how, {static_cast<uint64_t>(year_day()), 3});
-    case 'q':
-        return put_number(how, {static_cast<uint64_t>((time_.m_month - 1) / 3 + 1), 1});
-    case 'u':
-        return put_number(how, {static_cast<uint64_t>((number_.week_day + 6) % 7 + 1), 1});
-    case 'w':
-        return put_number(how, {static_cast<uint64_t>(number_.week_day), 1});
-    case 'U':
-        return put_pair(how, (year_day() - 1 - number_.week_day + 7) / 7);
-    case 'W':
-        return put_pair(how, (year_day() - 1 - (number_.week_day + 6) % 7 + 7) / 7);
-    case 'V':
-        return put_pair(how, week().week);
-    default:
-        return false;
-    }
-}
-
-bool time_formatter::convert_year(directive& how, char letter) {
-    const int32_t year = letter == 'G' || letter == 'g' ? week().year : time_.m_year;
-    switch (letter) {
-    case 'Y':
-    case 'G':
-        return put_year(how, year, 4, year < 0);
-    case 'y':
-    case 'g': // by design: that of a year before 0 has no sign
-        return put_year(how, year % 100, 2, false);
-    case 'C':
-        return put_year(how, year / 100, 2, year < 0);
-    default:
-        return false;
-    }
-}
-
-bool time_formatter::convert_composite(directive& how, char letter) {
-    switch (letter) {
-    case 'c':
-        return put_composite(how, "%a %b %e %H:%M:%S %-Y", 0);
-    case 'D':
-        return put_composite(how, "%m/%d/%y", how.pad);
-    case 'x':
-        return put_composite(how, "%m/%d/%y", 0);
-    case 'F':
-        return put_long_date(how);
-    case 'r':
-        return put_composite(how, "%I:%M:%S %p", 0);
-    case 'R':
-        return put_composite(how, "%H:%M", 0);
-    case 'T':
-    case 'X':
-        return put_composite(how, "%H:%M:%S", 0);
-    default:
-        return false;
-    }
-}
-
-bool time_formatter::convert_rest(const directive& how, char letter) {
-    const int64_t second = instant_of(time_).m_seconds;
-    switch (letter) {
-    case 's':
-        return put_number(how, {static_cast<uint64_t>(std::abs(second)), 1, second < 0});
-    case 'n':
-        return put_text(how, "\n");
-    case 't':
-        return put_text(how, "\t");
-    case '%':
-        out_.put('%');
-        return true;
-    default:
-        return false;
-    }
-}
-
 } // namespace
 
 int ombrel_format_time(char* buf, size_t size, const char* format, const ombrel_civil_time_t* time) {
@@ -477,7 +410,7 @@ int ombrel_format_time(char* buf, size_t size, const char* format, const ombrel_
     counted_text out(buf, size);
     if (format == nullptr || !is_civil_time(time))
         return refuse();
-    time_formatter(out, *time).format(format);
+    time_writer(out, *time).format(format);
     return out.end();
 }
 
@@ -488,14 +421,14 @@ char* ombrel_alloc_time_text_tag(const char* format, const ombrel_civil_time_t* 
         return nullptr;
     }
     counted_text measured(nullptr, 0);
-    time_formatter(measured, *time).format(format);
+    time_writer(measured, *time).format(format);
     auto* text = static_cast<char*>(ombrel_alloc_tag(measured.size() + 1, function, line));
     if (text == nullptr) {
         leave_fault(ombrel::fault_code::no_memory);
         return nullptr;
     }
     counted_text out(text, measured.size() + 1);
-    time_formatter(out, *time).format(format);
+    time_writer(out, *time).format(format);
     out.end();
     return text;
 }

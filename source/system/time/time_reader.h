@@ -109,12 +109,12 @@ public:
     }
 
     /// One of the names, or its first three letters; its index, or -1.
-    int take_name(std::span<const std::string_view> names) {
+    int take_name(std::span<const time_name> names) {
         size_t count = 0;
         while (is_letter(peek(count)))
             count++;
         for (size_t index = 0; index < names.size(); index++) {
-            const std::string_view name = names[index];
+            const std::string_view name = names[index].view();
             if ((count == name.size() && take_word(name)) ||
                 (count == short_name_size && take_word({name.data(), short_name_size})))
                 return static_cast<int>(index);
