@@ -13,8 +13,9 @@
  *     {.m_letter = 'n', .m_name = "copies", .m_kind = def_ombrel_argument_integer, .m_target = &copies,
  *      .m_value = "COUNT", .m_help = "say it so often (default 1)", .m_least = 1, .m_most = 99},
  *     {0}};
- * static const ombrel_argument_table_t say = {.m_name = "say", .m_operands = "TEXT...", .m_least_operands =
- * 1, .m_summary = "Says texts.", .m_options = options};
+ * static const ombrel_argument_table_t say = {
+ *     .m_name = "say", .m_operands = "TEXT...", .m_least_operands = 1, .m_summary = "Says texts.",
+ *     .m_options = options};
  *
  * int main(int argc, char** argv) {
  *     ombrel_arguments_t arguments;
@@ -38,32 +39,32 @@
  * and "say -n0 hello" complains with `say: option "-n": "0" is not from 1 to 99` and exits with 2.
  *
  * @par How arguments are read
- * Letters cluster ("-ln5"); the value of a letter follows it ("-n5") or is the
- * next argument ("-n 5"), that of a name follows a "=" ("--copies=5") or is the next argument, whatever that
- * begins with. Options may stand behind operands, and "--" ends them; "-" alone is an operand. An option that
- * is given again replaces its value, but for those that count, list or call. Names are compared exactly, or,
- * with a flag of the table, by any beginning that only one of them has. Each table has an option "--help",
- * unless it says otherwise. Sub-commands are tables of their own.
+ * Letters cluster ("-ln5"); the value of a letter follows it ("-n5") or is the next argument ("-n 5"), that
+ * of a name follows a "=" ("--copies=5") or is the next argument, whatever that begins with. Options may
+ * stand behind operands, and "--" ends them; "-" alone is an operand. An option that is given again replaces
+ * its value, but for those that count, list or call. Names are compared exactly, or, with a flag of the
+ * table, by any beginning that only one of them has. Each table has an option "--help", unless it says
+ * otherwise. Sub-commands are tables of their own.
  *
  * @par Where values go
- * Each option has an address (m_target), or, where that is null, an offset (m_offset) in
- * a record that is given with each parse, so that a constant table serves any number of threads. What an
- * option does not set keeps what was there before: that is its default.
+ * Each option has an address (m_target), or, where that is null, an offset (m_offset) in a record that is
+ * given with each parse, so that a constant table serves any number of threads. What no option sets keeps
+ * what was there before: that is its default.
  *
  * @par Memory
  * Parsing takes none. Values and operands point into the arguments.
  *
  * @par Command lines
- * Command lines are split into arguments, and made of them, by the rules of POSIX shells, of Windows, or
- * of neither: ombrel_alloc_arguments(), ombrel_alloc_command_line(). ombrel_alloc_expanded_text() puts values
- * in the place of their names.
+ * They are split into arguments, and made of them, by the rules of POSIX shells, of Windows, or of neither:
+ * ombrel_alloc_arguments(), ombrel_alloc_command_line(). ombrel_alloc_expanded_text() puts values in the
+ * place of their names.
  *
  * @par Threads
  * Any, for all functions; an argument vector and a result belong to one thread at a time.
  *
  * @par Failures
- * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null
- * objects, nonsense arguments and texts that cannot be read; others are told with the function.
+ * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null objects,
+ * nonsense arguments and texts that cannot be read; others are told with the function.
  *
  * In C++ before C++20, which has no designated fields in the language, write the fields in their order.
  */
@@ -180,8 +181,11 @@ OMBREL_BEGIN_C
 /** Bytes for the words of what was wrong, their end included; longer ones are cut, at a character's end. */
 #define def_ombrel_argument_message_size 256
 
+/** An option of a table. */
 typedef struct ombrel_argument_option_ts ombrel_argument_option_t;
+/** What a program's arguments may be. */
 typedef struct ombrel_argument_table_ts ombrel_argument_table_t;
+/** What they were. */
 typedef struct ombrel_arguments_ts ombrel_arguments_t;
 
 /**

@@ -5,6 +5,7 @@
 
 #include "core/fault.h"
 #include "core/heap_ptr.h"
+#include "platform/terminal.h"
 #include "system/argument/column_text.h"
 #include "system/argument/option_table.h"
 #include "text/text_sink.h"
@@ -225,8 +226,9 @@ char* alloc_text(const ombrel_argument_table_t& table, int columns, const char* 
 }
 
 int terminal_columns() {
-    int columns;
-    ombrel_get_terminal_size(&columns, nullptr);
+    int columns = def_ombrel_terminal_columns;
+    int rows;
+    platform::terminal_size(columns, rows);
     return columns;
 }
 
