@@ -55,7 +55,7 @@ int64_t read_once(stream& of, unsigned char* to, size_t size) {
 }
 
 bool can_read(const ombrel_file_stream_t* stream, const void* buffer, size_t size) {
-    const bool makes_sense = stream != nullptr && (buffer != nullptr || size == 0) && size <= INT64_MAX;
+    const bool makes_sense = stream != nullptr && (buffer != nullptr || size == 0) && size <= PTRDIFF_MAX;
     return makes_sense || refuse(fault_code::invalid);
 }
 

@@ -98,7 +98,7 @@ int64_t format_apart(stream& of, const char* format, va_list arguments) {
 }
 
 int64_t write_bytes(ombrel_file_stream_t* stream, const void* data, size_t size) {
-    if (stream == nullptr || (data == nullptr && size > 0) || size > INT64_MAX)
+    if (stream == nullptr || (data == nullptr && size > 0) || size > PTRDIFF_MAX)
         return fail_with(fault_code::invalid);
     return write(*stream_of(stream), data, size);
 }
