@@ -210,6 +210,21 @@ OMBREL_API void ombrel_restore_terminals(void);
 OMBREL_API int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key, int timeout_ms);
 
 /**
+ * @brief The bytes that the terminal sends, not decoded: for programs that hand them on.
+ *
+ * A new size, and that the program was stopped, are left for ombrel_terminal_read_key(). What was written is
+ * shown first.
+ * @param terminal   the terminal
+ * @param buffer     receives the bytes; those that ombrel_terminal_read_key() has read ahead come first
+ * @param size       its room
+ * @param timeout_ms negative waits for ever, 0 looks once
+ * @return bytes; 0 when the input has ended, and for a size of 0; #def_ombrel_terminal_timeout; -1 with a
+ * fault
+ */
+OMBREL_API int64_t ombrel_terminal_read(ombrel_terminal_t* terminal, void* buffer, size_t size,
+                                        int timeout_ms);
+
+/**
  * @brief Sets how long after the byte of Escape the rest of a sequence may come: 50 milliseconds unless set.
  * Slow lines want more.
  * @return 0; -1 for null and numbers below 0

@@ -1,7 +1,12 @@
 // The terminal behind a descriptor.
 #pragma once
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
+
+/// Why a call for terminals fails on what is none.
+inline constexpr fault no_terminal{fault_code::not_supported, ENOTSUP};
 
 bool is_terminal(int descriptor);
 

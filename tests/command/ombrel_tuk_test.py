@@ -3,11 +3,14 @@
 usage: ombrel_tuk_test.py OMBREL_TUK [CURL_PLUGIN WEB_SERVER] [TEST ...]
 """
 import os
+import pty
 import random
 import shutil
 import subprocess
 import sys
 import tempfile
+import termios
+import time
 import unittest
 import uuid
 
@@ -130,6 +133,43 @@ class MulticallTest(unittest.TestCase):
             self.assertEqual((500, lines[:-1]), (len(set(made)), [str(one) for one in made]))
             self.assertEqual({(version, uuid.RFC_4122)}, {(one.version, one.variant) for one in made})
         self.assertEqual(4, uuid.UUID(run(TOOL, "uuid")[1].decode().strip()).version)
+
+    def test_ports(self):
+        status, names, errors = run(TOOL, "ports")
+        self.assertEqual((0, ""), (status, errors))
+        self.assertEqual(names.split(), [line.split(b"\t")[0] for line in run(TOOL, "ports", "-l")[1].splitlines()])
+
+    def test_serial(self):
+        device, port = pty.openpty()
+        name = os.ttyname(port)
+        with subprocess.Popen([TOOL, "serial", "-b", "9600", "-t", "100ms", name], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as pipes:
+            sent, arrived = bytes(range(256)) * 40, b""
+            pipes.stdin.write(sent)
+            while len(arrived) < len(sent) // 2:
+                arrived += os.read(device, 4096)
+            os.write(device, b"answer")
+            pipes.stdin.close()
+            while len(arrived) < len(sent):
+                arrived += os.read(device, 4096)
+            self.assertEqual((sent, b"answer", 0), (arrived, pipes.stdout.read(), pipes.wait()))
+        screen, keys = pty.openpty()
+        before = termios.tcgetattr(keys)
+        with subprocess.Popen([TOOL, "serial", name], stdin=keys, stdout=keys, stderr=keys) as terminal:
+            while termios.tcgetattr(keys) == before:
+                time.sleep(0.01)
+            os.write(screen, b"a\x03")
+            self.assertEqual(b"a\x03", os.read(device, 2))
+            os.write(device, b"shown")
+            self.assertEqual(b"shown", os.read(screen, 5))
+            os.write(screen, b"\x1d")
+            self.assertEqual((0, before), (terminal.wait(), termios.tcgetattr(keys)))
+        os.close(device)
+        for arguments, expected in ((["/dev/null"], (1, "serial: /dev/null: Operation not supported\n")), ([name + "9"], (1, f"serial: {name}9: No such file or directory\n"))):
+            status, _, errors = run(TOOL, "serial", *arguments)
+            self.assertEqual(expected, (status, errors))
+        self.assertEqual(2, run(TOOL, "serial", "-f", "9N1", name)[0])
+        for descriptor in port, screen, keys:
+            os.close(descriptor)
 
     def test_base64(self):
         for name in ("one", "empty", "long"):

@@ -24,6 +24,15 @@ std::string between_settings(const std::string& how = "", const std::string& aft
            "; echo \"=$?\"; stty -g" + after;
 }
 
+/// ombrel_terminal_printf() with a list.
+int draw_formatted(ombrel_terminal_t* terminal, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = ombrel_terminal_vprintf(terminal, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
 class Terminal : public balanced_test {
     descriptor_balance descriptors_;
 };
@@ -190,7 +199,9 @@ TEST_F(Terminal, AsksTheEnvironmentForColors) {
     const ombrel_terminal_style_t red = {0, def_ombrel_terminal_color_palette(1), 0};
     EXPECT_EQ(0, ombrel_terminal_move(terminal, 3, 4));
     EXPECT_EQ(0, ombrel_terminal_set_style(terminal, &red));
-    EXPECT_EQ(3, ombrel_terminal_printf(terminal, "%s!", "hi"));
+    EXPECT_EQ(2, draw_formatted(terminal, "%s", "hi"));
+    EXPECT_EQ(0, ombrel_terminal_puts(terminal, "!"));
+    EXPECT_EQ(0, ombrel_terminal_write(terminal, "@", 1));
     EXPECT_EQ(0, ombrel_terminal_move_by(terminal, -2, 1));
     EXPECT_EQ(0, ombrel_terminal_clear(terminal, def_ombrel_terminal_clear_line_rest));
     EXPECT_EQ(0, ombrel_terminal_show_cursor(terminal, 0));
@@ -199,8 +210,9 @@ TEST_F(Terminal, AsksTheEnvironmentForColors) {
     EXPECT_EQ(0, ombrel_terminal_flush(terminal));
     char shown[256] = "";
     const ssize_t size = read(pair.m_master, shown, sizeof shown - 1);
-    EXPECT_EQ(std::string("\x1b[5;4H\x1b[0;31mhi!\x1b[2D\x1b[1B\x1b[K\x1b[?25l\x1b]2;a ]b \xc2\xa1 \x1b\\\a"),
-              std::string(shown, static_cast<size_t>(std::max<ssize_t>(size, 0))));
+    EXPECT_EQ(
+        std::string("\x1b[5;4H\x1b[0;31mhi!@\x1b[2D\x1b[1B\x1b[K\x1b[?25l\x1b]2;a ]b \xc2\xa1 \x1b\\\a"),
+        std::string(shown, static_cast<size_t>(std::max<ssize_t>(size, 0))));
 
     ombrel_key_t key;
     EXPECT_EQ(def_ombrel_terminal_timeout, ombrel_terminal_read_key(terminal, &key, 0));
@@ -208,6 +220,12 @@ TEST_F(Terminal, AsksTheEnvironmentForColors) {
     EXPECT_EQ(0, ombrel_terminal_enter(terminal, 0));
     EXPECT_EQ(0, ombrel_terminal_enter(terminal, def_ombrel_terminal_signals));
     EXPECT_EQ(-1, ombrel_terminal_enter(terminal, 0x1000));
+    EXPECT_EQ(3, write(pair.m_master, "a\x1b[", 3));
+    EXPECT_EQ(1, ombrel_terminal_read_key(terminal, &key, patience_ms));
+    EXPECT_EQ(2, ombrel_terminal_read(terminal, shown, sizeof shown, patience_ms)); // those behind it
+    EXPECT_EQ(def_ombrel_terminal_timeout, ombrel_terminal_read(terminal, shown, sizeof shown, 0));
+    EXPECT_EQ(0, ombrel_terminal_leave(terminal));
+    EXPECT_EQ(0, ombrel_terminal_leave(terminal));
     close(pair.m_master);
     pair.m_master = -1;
     EXPECT_EQ(0, ombrel_terminal_read_key(terminal, &key, patience_ms)); // hung up

@@ -108,7 +108,7 @@ termios raw(termios settings, const serial_mode& mode) {
 }
 
 bool not_supported() {
-    leave_fault(fault_code::not_supported);
+    leave_fault({fault_code::not_supported, ENOTSUP});
     return false;
 }
 

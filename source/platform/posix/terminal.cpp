@@ -35,7 +35,7 @@ namespace {
 /// ENOTTY says what it is about, but no program looks for it.
 bool refused_by_kind() {
     if (errno == ENOTTY)
-        leave_fault(fault_code::not_supported);
+        leave_fault(no_terminal);
     return false;
 }
 
@@ -46,7 +46,7 @@ bool size_of_terminal(int descriptor, int& columns, int& rows) {
     if (ioctl(descriptor, TIOCGWINSZ, &size) != 0)
         return refused_by_kind();
     if (size.ws_col == 0 || size.ws_row == 0) {
-        leave_fault(fault_code::not_supported);
+        leave_fault(no_terminal);
         return false;
     }
     columns = size.ws_col;

@@ -151,6 +151,13 @@ void for_own(Action action) {
             action(terminal);
 }
 
+constexpr terminal_actions actions = {
+    restore_terminals,
+    [] { for_own(resume); },
+    [] { for_own(resume_after_any_stop); },
+    [] { for_own(ring); },
+};
+
 bool is_last() {
     for (const guarded_terminal& terminal : all)
         if (terminal.state.load() != is_free)
@@ -223,7 +230,7 @@ bool wait_for_foreground(int input) {
     termios mode;
     if (tcgetattr(input, &mode) != 0) {
         if (errno == ENOTTY)
-            leave_fault(fault_code::not_supported);
+            leave_fault(no_terminal);
         return false;
     }
     const pid_t group = tcgetpgrp(input);
@@ -253,24 +260,8 @@ int take_typed(int input, bool is_hung_up, void* buffer, size_t size) {
 
 } // namespace
 
-void give_terminals_back() {
-    for_own(give_back);
-}
-
-void enter_terminals_again() {
-    for_own(resume);
-}
-
-void enter_all_terminals_again() {
-    for_own(resume_after_any_stop);
-}
-
-void ring_terminals() {
-    for_own(ring);
-}
-
 void restore_terminals() {
-    give_terminals_back();
+    for_own(give_back);
 }
 
 int enter_terminal_mode(int input, int output, terminal_mode mode, uint32_t features) {
@@ -283,7 +274,7 @@ int enter_terminal_mode(int input, int output, terminal_mode mode, uint32_t feat
         return -1;
     terminal->state.store(changing);
     if (is_first)
-        catch_terminal_signals();
+        catch_terminal_signals(actions);
     const bool is_good = apply(*terminal, mode, features);
     terminal->state.store(is_good ? entered : is_free);
     if (is_good)

@@ -1,5 +1,6 @@
 #include "platform/posix/terminal_signals.h"
 
+#include <atomic>
 #include <signal.h>
 
 #include "platform/fault.h"
@@ -7,6 +8,8 @@
 namespace ombrel::platform {
 
 namespace {
+
+std::atomic<const terminal_actions*> actions;
 
 void take_default(int number) {
     struct sigaction action = {};
@@ -18,7 +21,7 @@ void take_default(int number) {
 // The signal waits until the handler returns. A fault of the program happens again then, before it.
 void on_end(int number) {
     const fault_keeper kept;
-    give_terminals_back();
+    actions.load()->give_back();
     take_default(number);
     raise(number);
 }
@@ -43,19 +46,19 @@ bool is_waiting(int number) {
 
 void on_stop(int number) {
     const fault_keeper kept;
-    give_terminals_back();
+    actions.load()->give_back();
     be_stopped_by(number);
     catch_by(number, on_stop);
     if (!is_waiting(SIGCONT))
-        enter_terminals_again();
+        actions.load()->enter_again();
 }
 
 void on_continue(int) {
-    enter_all_terminals_again();
+    actions.load()->enter_all_again();
 }
 
 void on_resize(int) {
-    ring_terminals();
+    actions.load()->resize();
 }
 
 struct caught {
@@ -88,7 +91,8 @@ bool has_handler(int number, void (*handler)(int)) {
 
 } // namespace
 
-void catch_terminal_signals() {
+void catch_terminal_signals(const terminal_actions& wanted) {
+    actions.store(&wanted);
     for (const caught& one : signals)
         if (has_handler(one.number, SIG_DFL))
             catch_by(one.number, one.handler);

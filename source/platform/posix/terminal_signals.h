@@ -3,17 +3,20 @@
 
 namespace ombrel::platform {
 
+/// What is done in signal handlers, safely. Each leaves the last fault alone.
+struct terminal_actions {
+    void (*give_back)();       ///< at an end or a stop
+    void (*enter_again)();     ///< those that were given back
+    void (*enter_all_again)(); ///< the others too, after a stop of which nobody knew
+    void (*resize)();          ///< there may be another size
+};
+
 /// Catches those signals that end, stop and continue the program or tell of a new size, and whose action is
 /// the default. That action follows.
-void catch_terminal_signals();
+/// @param actions live for as long as the program
+void catch_terminal_signals(const terminal_actions& actions);
 
 /// Gives back those that nobody else has caught since.
 void release_terminal_signals();
-
-// What is done there, safely. It leaves the last fault alone.
-void give_terminals_back();
-void enter_terminals_again();     ///< those that were given back
-void enter_all_terminals_again(); ///< the others too, after a stop of which nobody knew
-void ring_terminals();
 
 } // namespace ombrel::platform

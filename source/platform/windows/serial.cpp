@@ -33,7 +33,7 @@ constexpr parity_code parities[] = {{serial_parity::none, NOPARITY},
                                     {serial_parity::space, SPACEPARITY}};
 
 bool not_supported() {
-    leave_fault(fault_code::not_supported);
+    leave_fault({fault_code::not_supported, ENOTSUP});
     return false;
 }
 

@@ -46,7 +46,7 @@ namespace {
 /// What is a console but no screen of one has no size that could be asked for.
 bool refused_by_kind(HANDLE handle) {
     if (handle != nullptr)
-        leave_fault(fault_code::not_supported);
+        leave_fault(no_terminal);
     return false;
 }
 

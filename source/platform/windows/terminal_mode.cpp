@@ -132,7 +132,7 @@ bool begin(guarded_terminal& terminal, int input, int output) {
     if (terminal.input == nullptr)
         return false;
     if (GetConsoleMode(terminal.input, &terminal.found_input) == 0) {
-        leave_fault(fault_code::not_supported);
+        leave_fault(no_terminal);
         return false;
     }
     if (terminal.output != nullptr && GetConsoleMode(terminal.output, &terminal.found_output) == 0)

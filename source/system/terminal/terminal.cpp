@@ -1,5 +1,6 @@
 #include <ombrel/terminal.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/heap_ptr.h"
@@ -79,7 +80,7 @@ bool take_sides(ombrel_terminal_t& terminal, int input, int output) {
         return false;
     if (platform::is_terminal(terminal.m_input))
         return true;
-    leave_fault(fault_code::not_supported);
+    leave_fault(platform::no_terminal);
     return false;
 }
 
@@ -129,6 +130,10 @@ int read_typed(ombrel_terminal_t& terminal, int left) {
     terminal.m_typed_end = static_cast<size_t>(bytes);
     terminal.m_escape_end = deadline(terminal.m_escape_limit);
     return bytes;
+}
+
+bool is_for_now(int bytes) {
+    return failed_by(bytes, fault_code::timed_out) || failed_by(bytes, fault_code::interrupted);
 }
 
 enum class progress { key, more, end };
@@ -221,9 +226,7 @@ int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key, int
         const int bytes = read_typed(*terminal, left);
         if (bytes > 0)
             continue;
-        const bool is_for_now =
-            failed_by(bytes, fault_code::timed_out) || failed_by(bytes, fault_code::interrupted);
-        if (bytes < 0 && !is_for_now)
+        if (bytes < 0 && !is_for_now(bytes))
             return -1;
         const progress result = conclude(*terminal, bytes == 0, *key);
         if (result != progress::more)
@@ -232,6 +235,26 @@ int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key, int
             return def_ombrel_terminal_timeout;
     }
     return 1;
+}
+
+int64_t ombrel_terminal_read(ombrel_terminal_t* terminal, void* buffer, size_t size, int timeout_ms) {
+    if (terminal == nullptr || (buffer == nullptr && size > 0))
+        return failed_with(fault_code::invalid);
+    if (ombrel_terminal_flush(terminal) != 0)
+        return -1;
+    const deadline limit(timeout_ms);
+    while (size > 0 && terminal->m_typed_begin == terminal->m_typed_end) {
+        const int left = limit.left();
+        const int bytes = read_typed(*terminal, left);
+        if (bytes == 0 || (bytes < 0 && !is_for_now(bytes)))
+            return bytes;
+        if (left == 0 && failed_by(bytes, fault_code::timed_out))
+            return def_ombrel_terminal_timeout;
+    }
+    const size_t given = std::min(size, terminal->m_typed_end - terminal->m_typed_begin);
+    memcpy(buffer, terminal->m_typed + terminal->m_typed_begin, given);
+    terminal->m_typed_begin += given;
+    return static_cast<int64_t>(given);
 }
 
 int ombrel_terminal_set_escape_timeout(ombrel_terminal_t* terminal, int timeout_ms) {
