@@ -66,6 +66,8 @@ struct http_server {
     void* context;
     http_connection_t* connections;
     http_counts_t counts;
+    int64_t dated; /* the second of the date, which answers bear */
+    char date[32];
 };
 
 static const char* reason(int status) {
@@ -222,6 +224,16 @@ static void begin_linger(http_connection_t* connection) {
 
 static void settle(http_connection_t* connection);
 
+/* The date of answers, written once a second. */
+static const char* date_text(http_server_t* server) {
+    ombrel_instant_t now;
+    if (ombrel_get_instant(&now) == 0 && (now.m_seconds != server->dated || server->date[0] == '\0')) {
+        server->dated = now.m_seconds;
+        ombrel_format_http_date(server->date, sizeof server->date, &now, def_ombrel_http_date_rfc1123);
+    }
+    return server->date;
+}
+
 void http_respond(http_connection_t* connection, int status, const char* type, const void* data,
                   size_t size) {
     char head[512];
@@ -231,8 +243,9 @@ void http_respond(http_connection_t* connection, int status, const char* type, c
         connection->closes = 1;
     const int head_size = ombrel_snprintf(
         head, sizeof head,
-        "HTTP/1.1 %d %s\r\nServer: libombrel_tuk\r\nContent-Type: %s\r\nContent-Length: %llu\r\n%s%s\r\n",
-        status, reason(status), type, (unsigned long long)size,
+        "HTTP/1.1 %d %s\r\nDate: %s\r\nServer: libombrel_tuk\r\nContent-Type: %s\r\nContent-Length: "
+        "%llu\r\n%s%s\r\n",
+        status, reason(status), date_text(connection->server), type, (unsigned long long)size,
         status == 405 ? "Allow: GET, HEAD, POST\r\n" : "",
         connection->closes ? "Connection: close\r\n"
                            : "Connection: keep-alive\r\nCache-Control: no-store\r\n");

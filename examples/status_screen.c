@@ -1,7 +1,5 @@
 #include "status_screen.h"
 
-#include <time.h>
-
 enum {
     frame_msec = 250,
     attention_msec = 3000, /* nobody looks who has not asked for so long */
@@ -102,16 +100,16 @@ static void draw_dial(ombrel_fbmap_t* window, int cx, int cy) {
 
 static void draw_clock(ombrel_fbmap_t* window) {
     const int cx = (int)ombrel_fbmap_get_resx(window) / 2, cy = title_height + 12 + clock_radius;
-    const time_t now = time(NULL);
-    const struct tm* utc = gmtime(&now);
+    ombrel_instant_t now;
+    ombrel_civil_time_t utc;
     char text[32] = "";
     clear_content(window, paper);
     draw_dial(window, cx, cy);
-    if (utc != NULL) {
-        draw_hand(window, ink, cx, cy, utc->tm_hour % 12 * 5 + utc->tm_min / 12, clock_radius - 34, 4);
-        draw_hand(window, ink, cx, cy, utc->tm_min, clock_radius - 14, 2);
-        draw_hand(window, second, cx, cy, utc->tm_sec % 60, clock_radius - 10, 0);
-        strftime(text, sizeof text, "%H:%M:%S UTC", utc);
+    if (ombrel_get_instant(&now) == 0 && ombrel_make_utc_time(&now, &utc) == 0) {
+        draw_hand(window, ink, cx, cy, utc.m_hour % 12 * 5 + utc.m_minute / 12, clock_radius - 34, 4);
+        draw_hand(window, ink, cx, cy, utc.m_minute, clock_radius - 14, 2);
+        draw_hand(window, second, cx, cy, utc.m_second, clock_radius - 10, 0);
+        ombrel_format_time(text, sizeof text, "%T %Z", &utc);
     }
     draw_disc(window, second, cx, cy, 4);
     write_at(window, ink, cx - 6 * 8, cy + clock_radius + 10, text);

@@ -3,6 +3,7 @@
 usage: status_service_test.py STATUS_SERVICE [TEST ...]
 """
 import contextlib
+import email.utils
 import json
 import os
 import re
@@ -154,6 +155,8 @@ class Pages(unittest.TestCase):
                          r"^\d+ live blocks, \d+ bytes, peak \d+\n *\d+ bytes in +\d+ blocks  \w+:\d+\n")
         head, _, body = self.service.raw(request("/heap", "Connection: close", method="HEAD")).partition(b"\r\n\r\n")
         self.assertRegex(head, rb"200 OK(.|\n)*Content-Length: [1-9]")
+        date = email.utils.parsedate_to_datetime(re.search(rb"\r\nDate: (\w{3}, \d\d \w{3} \d{4} [0-9:]{8} GMT)\r\n", head)[1].decode())
+        self.assertLess(abs(date.timestamp() - time.time()), 60)
         self.assertEqual(body, b"")
 
     def test_echo(self):
