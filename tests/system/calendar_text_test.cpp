@@ -37,12 +37,12 @@ std::string iso(const ombrel_civil_time_t& time, uint32_t flags = 0, int digits 
 /// Whatever makes a text stores no more of it than fits.
 template<typename Format>
 void expect_cut_to_fit(const std::string& whole, const Format& format) {
+    EXPECT_EQ(0, format(nullptr, 0));
     for (size_t size = 0; size <= whole.size() + 2; size++) {
         std::string buffer(whole.size() + 3, '#');
-        const size_t stored = std::min(whole.size(), size == 0 ? 0 : size - 1);
-        EXPECT_EQ(static_cast<int>(stored), format(size == 0 ? nullptr : buffer.data(), size));
-        EXPECT_EQ(size == 0 ? std::string() : whole.substr(0, stored) + '\0',
-                  buffer.substr(0, size == 0 ? 0 : stored + 1));
+        const std::string kept = whole.substr(0, size == 0 ? 0 : size - 1);
+        EXPECT_EQ(static_cast<int>(kept.size()), format(buffer.data(), size));
+        EXPECT_EQ(size == 0 ? "" : kept + '\0', buffer.substr(0, size == 0 ? 0 : kept.size() + 1));
         EXPECT_EQ(std::string(buffer.size() - size, '#'), buffer.substr(size));
     }
 }

@@ -31,7 +31,7 @@ class counted_text {
 public:
     /// @param buffer may be null when `size` is 0
     counted_text(char* buffer, size_t size)
-        : at_(buffer), end_(size == 0 ? buffer : buffer + size - 1), start_(buffer) {
+        : at_(size == 0 ? nullptr : buffer), end_(size == 0 ? nullptr : buffer + size - 1), start_(at_) {
         if (size > 0)
             buffer[0] = '\0';
     }
