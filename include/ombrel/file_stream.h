@@ -30,11 +30,11 @@
  *
  * @par Failures
  * A read that found the end leaves the end state: further reads give the end at once, until a seek, an unget,
- * a change to writing or ombrel_file_stream_clear(). What a call could not do is in errno and
- * ombrel_last_fault() as for every function, and the first failure of the other side to read or write stays
- * the stream's fault (ombrel_file_stream_get_fault()) until it is cleared. Only that it would have had to
- * wait (a descriptor that does not block: #def_ombrel_fault_would_block) and an interruption are no state:
- * the call may be made again, and nothing is lost between.
+ * a change to writing where both share a position, or ombrel_file_stream_clear(). What a call could not do is
+ * in errno and ombrel_last_fault() as for every function, and the first failure of the other side to read or
+ * write stays the stream's fault (ombrel_file_stream_get_fault()) until it is cleared. Only that it would
+ * have had to wait (a descriptor that does not block: #def_ombrel_fault_would_block) and an interruption are
+ * no state: the call may be made again, and nothing is lost between.
  *
  * Bytes that could not be written stay in the stream, and each later flush tries them again; nothing is
  * written twice or out of order. A failed write is told by the call that found it, which may be a later put,
@@ -43,7 +43,7 @@
  * All functions fail with #def_ombrel_fault_invalid for a null stream or a null argument that must not be,
  * with #def_ombrel_fault_bad_descriptor when the mode does not allow what they do, with
  * #def_ombrel_fault_no_memory when the buffer cannot be had, and with what the other side's calls leave
- * otherwise. Successes leave errno alone.
+ * otherwise.
  *
  * @par Windows
  * A console is shown UTF-8 whatever its code page. A descriptor is a number of the C run-time.
@@ -348,8 +348,8 @@ OMBREL_API int64_t ombrel_file_stream_read_some(ombrel_file_stream_t* stream, vo
  */
 OMBREL_API int ombrel_file_stream_read_line(ombrel_file_stream_t* stream, char** line, size_t* size);
 
-/** @brief ombrel_file_stream_read_line() with another byte as the end, such as 0. @param delimiter 0 to 255
- * @return as there */
+/** @brief ombrel_file_stream_read_line() with another byte, 0 to 255, as the end of a line. @return as there
+ */
 OMBREL_API int ombrel_file_stream_read_until(ombrel_file_stream_t* stream, int delimiter, char** line,
                                              size_t* size);
 
