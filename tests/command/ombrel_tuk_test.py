@@ -6,6 +6,7 @@ import os
 import pty
 import random
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -258,6 +259,33 @@ class MulticallTest(unittest.TestCase):
         self.assertEqual([[], ["gone    more"], ["gone    more"], []],
                          [self.lines("sync", *flags, "r", "to") for flags in ([], ["-nd"], ["-d"], ["-d"])])
         self.assertEqual([1, 1, 2], [run(TOOL, "sync", *names)[0] for names in (["r", "r/a"], ["none", "to"], ["r"])])
+
+    def test_launch(self):
+        for status, output, *arguments in (
+            (7, b"out\n", "-r", "0", "--", "sh", "-c", "echo out; exit 7"),
+            (3, b"out\n" * 3, "-r2", "-f", "0.01", "--", "sh", "-c", "echo out; exit 3"),
+            (0, b"", "-r1", "-f1ms", "-a", "failure", "true"), (1, b"", "-r1", "-f1ms", "true"),
+            (137, b"", "-r0", "--", "sh", "-c", "kill -9 $$"), (127, b"", "no_such_program"), (126, b"", "./one"),
+            (2, b""), (2, b"", "--stop"), (2, b"", "-f", "0", "true"), (3, b"", "-p", "pid", "--status"),
+            (127, b"", "-b", "-p", "pid", "no_such_program"), (1, b"", "-p", "no_folder/pid", "true"),
+        ):
+            self.assertEqual((status, output), run(TOOL, "launch", "-q", *arguments)[:2], arguments)
+        self.assertIn("with exit code 4\n", run(TOOL, "launch", "-r0", "--", "sh", "-c", "exit 4")[2])
+        for ended_by in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with subprocess.Popen([TOOL, "launch", "-q", "-g", "0.1", "--", "sh", "-c",
+                                   "trap '' TERM; echo up; while :; do sleep 600; done"], stdout=subprocess.PIPE) as launch:
+                self.assertEqual(b"up\n", launch.stdout.readline())
+                launch.send_signal(ended_by)
+                self.assertEqual((0, b""), (launch.wait(120), launch.stdout.read()))  # nobody has it open any more
+        daemon = [TOOL, "launch", "-b", "-p", "pid", "-o", "log", "--", "sh", "-c", "echo up >&2; exec sleep 600"]
+        self.assertEqual((0, b"", ""), run(*daemon))
+        try:
+            number = run(TOOL, "launch", "-p", "pid", "--status")
+            self.assertEqual(run("cat", "pid"), number)
+            self.assertEqual((1, b"", "launch: pid: another process owns it\n"), run(*daemon))
+        finally:
+            self.assertEqual((0, b"", ""), run(TOOL, "launch", "-p", "pid", "--stop"))
+        self.assertEqual((b"up\n", False), (run("cat", "log")[1], os.path.exists("pid")))
 
     def test_output_that_cannot_be_written(self):
         for command in (["cat", "long"], ["digest", "one"], ["base64", "long"], ["version"], ["help"], ["--list"], ["plugins"], ["date"], ["uuid"]):
