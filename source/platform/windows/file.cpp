@@ -15,6 +15,7 @@
 #include "platform/windows/child_table.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
+#include "platform/windows/open_handle.h"
 #include "platform/windows/path_handle.h"
 #include "platform/windows/pipe_end.h"
 #include "platform/windows/wide_text.h"
@@ -36,10 +37,6 @@ DWORD countable(size_t size) {
 
 bool is_disk_file(HANDLE handle) {
     return GetFileType(handle) == FILE_TYPE_DISK;
-}
-
-DWORD rights_of(const file_access& access) {
-    return (access.read ? GENERIC_READ : 0u) | (access.write || !access.read ? GENERIC_WRITE : 0u);
 }
 
 // What is there is never replaced, as that would take its attributes and be refused for hidden files.
@@ -72,25 +69,6 @@ bool set_end(HANDLE file, int64_t size) {
     FILE_END_OF_FILE_INFO end;
     end.EndOfFile.QuadPart = size;
     return SetFileInformationByHandle(file, FileEndOfFileInfo, &end, sizeof end);
-}
-
-/// A number for what was opened, emptied if that is wanted.
-int take_opened(HANDLE file, const file_access& access) {
-    if (access.refuse_link && is_link(file)) {
-        CloseHandle(file);
-        return refuse(fault_code::link_loop);
-    }
-    if (access.inherit)
-        SetHandleInformation(file, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
-    if (access.truncate && is_disk_file(file) && !set_end(file, 0)) {
-        fail_by_last_error();
-        CloseHandle(file);
-        return -1;
-    }
-    const int descriptor = adopt_handle(file, access.append ? _O_APPEND : 0);
-    if (descriptor >= 0 && access.append)
-        set_file_append(descriptor);
-    return descriptor;
 }
 
 /// What the handle was opened for, as the system has it; 0 when it does not tell.
@@ -178,6 +156,28 @@ HANDLE disk_file_of(int descriptor, fault_code else_fault) {
 }
 
 } // namespace
+
+DWORD rights_of(const file_access& access) {
+    return (access.read ? GENERIC_READ : 0u) | (access.write || !access.read ? GENERIC_WRITE : 0u);
+}
+
+int take_opened(HANDLE file, const file_access& access) {
+    if (access.refuse_link && is_link(file)) {
+        CloseHandle(file);
+        return refuse(fault_code::link_loop);
+    }
+    if (access.inherit)
+        SetHandleInformation(file, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    if (access.truncate && is_disk_file(file) && !set_end(file, 0)) {
+        fail_by_last_error();
+        CloseHandle(file);
+        return -1;
+    }
+    const int descriptor = adopt_handle(file, access.append ? _O_APPEND : 0);
+    if (descriptor >= 0 && access.append)
+        set_file_append(descriptor);
+    return descriptor;
+}
 
 int open_file(const char* path, const file_access& access) {
     constexpr DWORD shared_with_all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;

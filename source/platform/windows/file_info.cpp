@@ -10,6 +10,7 @@
 #include "platform/windows/descriptor.h"
 #include "platform/windows/file_times.h"
 #include "platform/windows/host_error.h"
+#include "platform/windows/open_handle.h"
 #include "platform/windows/path_handle.h"
 #include "platform/windows/reparse_text.h"
 
@@ -98,16 +99,6 @@ bool get_info_of_file(HANDLE handle, ombrel_file_info_t& info) {
     return true;
 }
 
-bool get_info(HANDLE handle, ombrel_file_info_t& info) {
-    if (GetFileType(handle) == FILE_TYPE_DISK)
-        return get_info_of_file(handle, info);
-    info = {};
-    info.m_kind = kind_of_handle(handle, 0);
-    info.m_mode = 0666;
-    info.m_links = 1;
-    return true;
-}
-
 /// What is not to change is 0.
 bool set_basic(HANDLE handle, const FILE_BASIC_INFO& info) {
     FILE_BASIC_INFO copy = info;
@@ -167,9 +158,24 @@ constexpr DWORD attribute_rights = FILE_READ_ATTRIBUTES | FILE_WRITE_ATTRIBUTES;
 
 } // namespace
 
+bool get_handle_info(HANDLE handle, ombrel_file_info_t& info) {
+    if (GetFileType(handle) == FILE_TYPE_DISK)
+        return get_info_of_file(handle, info);
+    info = {};
+    info.m_kind = kind_of_handle(handle, 0);
+    info.m_mode = 0666;
+    info.m_links = 1;
+    return true;
+}
+
+bool set_handle_times(HANDLE handle, const file_times& times) {
+    FILE_BASIC_INFO basic{};
+    return basic_of_times(times, basic) && set_basic(handle, basic);
+}
+
 bool get_file_info(const char* path, at_link link, ombrel_file_info_t& info) {
     const path_handle file(path, FILE_READ_ATTRIBUTES, link);
-    return file && get_info(file.get(), info);
+    return file && get_handle_info(file.get(), info);
 }
 
 bool get_file_info(int descriptor, ombrel_file_info_t& info) {
@@ -180,7 +186,7 @@ bool get_file_info(int descriptor, ombrel_file_info_t& info) {
         return true;
     }
     HANDLE const handle = handle_of(descriptor);
-    return handle != nullptr && get_info(handle, info);
+    return handle != nullptr && get_handle_info(handle, info);
 }
 
 bool has_file_rights(const char* path, int rights) {
