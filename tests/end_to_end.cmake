@@ -65,6 +65,13 @@ if(TARGET status_service)
     add_test(NAME command.end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/command/ombrel_tuk_test.py ${ombrel_tuk_command_starter} ${plugin_and_server} ${parts})
     set_tests_properties(command.end_to_end PROPERTIES TIMEOUT 300)
+    if(WIN32)
+        ombrel_skipped_test(command.processes_end_to_end "its commands are those of a shell of POSIX")
+    else()
+        add_test(NAME command.processes_end_to_end COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/command/process_commands_test.py ${ombrel_tuk_command_starter})
+        set_tests_properties(command.processes_end_to_end PROPERTIES TIMEOUT 300)
+    endif()
     add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
     set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)

@@ -27,6 +27,9 @@ int signal_number(std::string_view name);
 
 bool is_segment_fault(int number);
 
+/// Whether this process was told, or has told itself, to take no notice of it.
+bool is_signal_ignored(int number);
+
 /// Writes a text to standard error. May be called from signal handlers.
 void write_error_text(const char* text);
 

@@ -79,6 +79,11 @@ bool is_segment_fault(int number) {
     return number == SIGSEGV;
 }
 
+bool is_signal_ignored(int number) {
+    struct sigaction action;
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void write_error_text(const char* text) {
     const ssize_t written = write(STDERR_FILENO, text, strlen(text));
     static_cast<void>(written);

@@ -195,6 +195,11 @@ bool is_segment_fault(int number) {
     return number == SIGSEGV;
 }
 
+// The C library gives a handler away only for another.
+bool is_signal_ignored(int) {
+    return false;
+}
+
 void write_error_text(const char* text) {
     DWORD written;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &written, nullptr);
