@@ -1,8 +1,8 @@
 #include "platform/windows/command_line.h"
 
 #include <cerrno>
-#include <cwchar>
 
+#include "platform/quoted_argument.h"
 #include "platform/windows/wide_text.h"
 
 namespace ombrel::platform {
@@ -23,13 +23,6 @@ bool command_line::put(const wchar_t* text) {
     return true;
 }
 
-bool command_line::put_times(size_t count, wchar_t unit) {
-    while (count-- > 0)
-        if (!put(unit))
-            return false;
-    return true;
-}
-
 bool command_line::end() {
     units_[size_] = L'\0';
     return true;
@@ -40,25 +33,10 @@ bool command_line::put_program(const char* name) {
     return text && put(L'"') && put(text.get()) && put(L'"');
 }
 
-// Backslashes stand for themselves, but before a quote each two of them stand for one.
-bool command_line::put_quoted(const wchar_t* text) {
-    size_t backslashes = 0;
-    for (; *text != L'\0'; text++) {
-        if (*text == L'"' && !put_times(backslashes + 1, L'\\'))
-            return false;
-        backslashes = *text == L'\\' ? backslashes + 1 : 0;
-        if (!put(*text))
-            return false;
-    }
-    return put_times(backslashes, L'\\');
-}
-
 bool command_line::put_argument(const char* argument) {
     const wide_text text(argument);
-    if (!text || !put(L' '))
-        return false;
-    const bool is_plain = text.size() > 0 && wcspbrk(text.get(), L" \t\n\v\"") == nullptr;
-    return is_plain ? put(text.get()) : put(L'"') && put_quoted(text.get()) && put(L'"');
+    return text && put(L' ') &&
+           put_quoted_argument(std::wstring_view(text.get()), [this](wchar_t unit) { return put(unit); });
 }
 
 bool command_line::set_arguments(const char* const* arguments) {

@@ -28,10 +28,8 @@ public:
 private:
     bool put(wchar_t unit);
     bool put(const wchar_t* text);
-    bool put_times(size_t count, wchar_t unit);
     bool put_program(const char* name);
     bool put_argument(const char* argument);
-    bool put_quoted(const wchar_t* text);
     bool end();
 
     host_block<wchar_t> units_;

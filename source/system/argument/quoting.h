@@ -21,10 +21,6 @@ public:
         for (const char c : text)
             put(c);
     }
-    void put(size_t count, char c) {
-        while (count-- > 0)
-            put(c);
-    }
     size_t size() const { return size_; }
 
 private:

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/quoted_argument.h"
 #include "system/argument/quoting.h"
 #include "text/slice.h"
 
@@ -94,20 +95,10 @@ size_t split_whole(std::string_view text, word_text& words) {
 }
 
 void join_rest(std::string_view argument, line_text& line) {
-    if (!argument.empty() && argument.find_first_of(" \t\n\v\"") == argument.npos) {
-        line.put(argument);
-        return;
-    }
-    size_t backslashes = 0;
-    line.put('"');
-    for (const char c : argument) {
-        if (c == '"')
-            line.put(backslashes + 1, '\\');
-        backslashes = c == '\\' ? backslashes + 1 : 0;
+    platform::put_quoted_argument(argument, [&](char c) {
         line.put(c);
-    }
-    line.put(backslashes, '\\');
-    line.put('"');
+        return true;
+    });
 }
 
 bool can_name_program(std::string_view name) {
