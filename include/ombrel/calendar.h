@@ -33,10 +33,10 @@
  * Any, for all functions; a record belongs to one thread at a time.
  *
  * @par Failures
- * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for a null record,
- * for fields out of their range and for a text that is none of the kind, "too large" for what lies beyond the
- * calendar's ends or those of a number, "no memory". What it was to fill in is then as it was. Success leaves
- * the last fault alone.
+ * A function that fails leaves the reason where ombrel_last_fault() finds it: #def_ombrel_fault_invalid for a
+ * null record, for fields out of their range and for a text that is none of the kind,
+ * #def_ombrel_fault_too_large for what lies beyond the calendar's ends or those of a number,
+ * #def_ombrel_fault_no_memory. What it was to fill in is then as it was. Success leaves the last fault alone.
  */
 #ifndef OMBREL_CALENDAR_H
 #define OMBREL_CALENDAR_H
@@ -276,9 +276,9 @@ OMBREL_API int ombrel_set_year_day(int32_t year, int32_t year_day, ombrel_civil_
  * | n t % | line feed, tab, percent sign |
  *
  * Flags: "-" no padding, "_" padding by spaces, "0" by zeros, "+" by zeros and a sign before years of more
- * than four digits, "^" upper case, "#" the other case. A width says how many characters there are at least;
- * of "N" it says how many digits, cut and not rounded: `%3N` are milliseconds. A conversion that is none, and
- * one that the format's end cuts off, is copied as it is.
+ * than four digits, "^" upper case, "#" the other case. A width says how many characters there are at least,
+ * to 65535; of "N" it says how many digits, cut and not rounded: `%3N` are milliseconds. A conversion that is
+ * none, and one that the format's end cuts off, is copied as it is.
  * @param buf    the buffer; may be null when `size` is 0
  * @param size   its bytes, the terminating NUL included; with 0 nothing is written
  * @param format the format
@@ -352,7 +352,7 @@ OMBREL_API int ombrel_format_http_date(char* buf, size_t size, const ombrel_inst
  * @name Times in texts
  *
  * The text is read as a whole, without white space around it. `fault_at`, which may be null, receives after a
- * failure with "invalid" or "too large" how many bytes of the text could have been the beginning of a time.
+ * failure with "invalid" or "too large" the offset in bytes of the first part that does not fit.
  * @{
  */
 
@@ -376,11 +376,12 @@ OMBREL_API int ombrel_format_http_date(char* buf, size_t size, const ombrel_inst
  * four digits, or a sign and four to seven ("-0044-03-15", "+12026-03-01"); with a sign the separators are
  * needed, as one could not tell where the year ends.
  *
- * A time follows after "T", "t", a space: "12:30:00", "12:30", "12", without colons too if the date is
+ * A time follows after "T", "t" or a space: "12:30:00", "12:30", "12", without colons too if the date is
  * without separators; the last of them may have a fraction after a point or comma ("12:30.5"), whose digits
- * beyond the ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second, is the
- * first of the next minute. An offset may follow: "Z", "z", "+01:00", "+0100", "+01", with seconds too
- * ("+01:00:30"), by up to 23:59:59; RFC 3339's unknown offset "-00:00" is that of UTC.
+ * beyond the ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second, is read
+ * where a day of UTC ends with it, and is the first of the next minute. An offset may follow, also after a
+ * space: "Z", "z", "UTC", "GMT", "+01:00", "+0100", "+01", with seconds too ("+01:00:30"), by up to 23:59:59;
+ * RFC 3339's unknown offset "-00:00" is that of UTC.
  * @param text     the text
  * @param flags    #def_ombrel_parse_rfc3339 or 0
  * @param time     receives the time, all fields in range; midnight and offset 0 where the text has none
@@ -396,8 +397,8 @@ OMBREL_API int ombrel_parse_iso_time(const char* text, uint32_t flags, ombrel_ci
  * any case. RFC 1123's may have a one-digit day, an offset ("+0100") or "UTC" in place of "GMT", as mail has
  * them, and lack the seconds or the day of the week.
  * @param text     the text
- * @param now      by which the century of a two-digit year is found: that in which the date is not more than
- * 50 years ahead; null for the host's clock
+ * @param now      by which the century of a two-digit year is found: the same, or the one before where the
+ * date would be more than 50 years ahead; null for the host's clock
  * @param instant  receives the moment
  * @param fault_at see above
  * @return 0; -1
