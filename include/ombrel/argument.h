@@ -442,7 +442,8 @@ OMBREL_API char* ombrel_alloc_command_line_tag(const char* const* arguments, int
  * @param flags    flags of the expansion
  * @param limit    bytes that the result may have, without its end; 0 for
  * #def_ombrel_argument_expand_default_limit
- * @param fault_at receives the offset in bytes of the "$" at fault; the text's size when none is; may be null
+ * @param fault_at receives the offset in bytes of the "$", or of the text up to the next, that is at fault;
+ * the text's size when none is; may be null
  * @param function the function for whom the text is accounted
  * @param line     its source line
  * @return the new text, freed with ombrel_free(); null for a null text, an empty name or one that does not

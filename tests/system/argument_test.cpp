@@ -159,6 +159,7 @@ TEST(Options, AreReadFromAnyPlaceInEachForm) {
         {{"-N", "2147483648"}, "!option \"-N\": \"2147483648\" is too large"},
         {{"-N-99999999999999999999"}, "!option \"-N\": \"-99999999999999999999\" is too small"},
         {{"-n+1"}, "!option \"-n\": \"+1\" is no number"},
+        {{"-n", "a\n\x7F"}, "!option \"-n\": \"a??\" is no number"},
         {{"-n", ""}, "!option \"-n\": \"\" is no number"},
         {{"-s8E"}, "!option \"-s\": \"8E\" is too large"},
         {{"-s1.K"}, "!option \"-s\": \"1.K\" is no size"},
@@ -230,6 +231,10 @@ TEST(Options, TablesLimitOperandsAndNameCommands) {
     for (const reading& each : readings)
         EXPECT_EQ(each.expected, read(top, each.arguments)) << ::testing::PrintToString(each.arguments);
     EXPECT_EQ("|a", read(one, {"a"}));
+    const ombrel_argument_option_t own_help[] = {{'h', "help", def_ombrel_argument_help}, {}};
+    const ombrel_argument_table_t helping = {
+        .m_name = "helping", .m_options = own_help, .m_flags = def_ombrel_argument_prefixes};
+    EXPECT_EQ("=-2=-2", read(helping, {"--he"}) + read(helping, {"-h"}));
     EXPECT_EQ("!extra operand \"b\"", read(one, {"a", "b"}));
     ombrel_arguments_t result;
     read(top, {"cache", "clear", "--help"}, &result);

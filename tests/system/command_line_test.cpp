@@ -107,6 +107,7 @@ TEST(CommandLines, AreTakenApartAsTheirReadersDo) {
 TEST(CommandLines, QuoteOnlyWhatNeedsIt) {
     EXPECT_EQ("cp --to=a/b.c-1,2 'a=b' '' 'it'\\''s' '$x'",
               join({"cp", "--to=a/b.c-1,2", "a=b", "", "it's", "$x"}, posix));
+    EXPECT_EQ("'if' if", join({"if", "if"}, posix));
     EXPECT_EQ(R"("a b" c\d "e f\\" "\"" "")", join({"a b", "c\\d", "e f\\", "\"", ""}, windows));
     EXPECT_EQ(R"(a "b c")", join({"a", "b c"}, rest));
     EXPECT_EQ(R"(a "b c" "'" "it's "'"d"')", join({"a", "b c", "'", "it's \"d\""}, plain));

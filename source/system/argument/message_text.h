@@ -38,10 +38,15 @@ public:
     message_text& quote(std::string_view text) {
         constexpr size_t most = 64;
         const std::string_view shown = whole_characters(text, most);
-        return put("\"").put(shown).put(shown.size() < text.size() ? "...\"" : "\"");
+        put("\"");
+        for (const char& c : shown) // a message is a line
+            put(is_control(c) ? "?" : std::string_view(&c, 1));
+        return put(shown.size() < text.size() ? "...\"" : "\"");
     }
 
 private:
+    static bool is_control(char c) { return (c >= 0 && c < ' ') || c == 0x7F; }
+
     text_sink sink_;
 };
 

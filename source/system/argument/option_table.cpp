@@ -6,10 +6,16 @@ namespace ombrel::system {
 
 namespace {
 
-constexpr ombrel_argument_option_t own_help = {.m_name = "help", .m_kind = def_ombrel_argument_help};
+constexpr ombrel_argument_option_t usual_help = {.m_name = "help", .m_kind = def_ombrel_argument_help};
 
-bool has_own_help(const ombrel_argument_table_t& table) {
-    return (table.m_flags & def_ombrel_argument_no_help) == 0;
+// That each table has, unless one of its options is called so.
+bool has_usual_help(const ombrel_argument_table_t& table) {
+    bool is_taken = (table.m_flags & def_ombrel_argument_no_help) != 0;
+    for_each_row(table, [&](const ombrel_argument_option_t& option) {
+        is_taken =
+            is_taken || (option.m_name != nullptr && std::string_view(option.m_name) == usual_help.m_name);
+    });
+    return !is_taken;
 }
 
 // A name that the options have, one after the other; a negatable one has two.
@@ -56,8 +62,8 @@ private:
 found_option search(const ombrel_argument_table_t& table, std::string_view name, bool by_beginning) {
     name_search search(name, by_beginning);
     for_each_row(table, [&](const ombrel_argument_option_t& option) { search.look_at(option); });
-    if (has_own_help(table))
-        search.look_at(own_help);
+    if (has_usual_help(table))
+        search.look_at(usual_help);
     return search.found();
 }
 
@@ -90,7 +96,7 @@ const ombrel_argument_option_t* find_letter(const ombrel_argument_table_t& table
     return found;
 }
 
-// The first of two rows of one name counts, as the table's help comes before the one that each table has.
+// The first of two rows of one name counts.
 found_option find_name(const ombrel_argument_table_t& table, std::string_view name) {
     found_option found = search(table, name, false);
     if (found.option == nullptr && !name.empty() && (table.m_flags & def_ombrel_argument_prefixes) != 0)

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include "system/argument/quoting.h"
 #include "text/slice.h"
 
@@ -101,19 +104,34 @@ bool needs_quotes(std::string_view argument) {
     return argument.empty();
 }
 
-void join(std::string_view argument, line_text& line) {
-    if (!needs_quotes(argument)) {
-        line.put(argument);
-        return;
-    }
+void put_quoted(std::string_view argument, line_text& line) {
     line.put('\'');
     for (const char c : argument)
         c == '\'' ? line.put("'\\''") : line.put(c);
     line.put('\'');
 }
 
+void join(std::string_view argument, line_text& line) {
+    if (needs_quotes(argument))
+        put_quoted(argument, line);
+    else
+        line.put(argument);
+}
+
+// Words that a shell takes for its own where a command begins.
+bool is_reserved(std::string_view word) {
+    constexpr std::string_view reserved[] = {"case",   "coproc", "do",   "done",     "elif", "else",
+                                             "esac",   "fi",     "for",  "function", "if",   "in",
+                                             "select", "then",   "time", "until",    "while"};
+    return std::find(std::begin(reserved), std::end(reserved), word) != std::end(reserved);
+}
+
+void join_first(std::string_view name, line_text& line) {
+    is_reserved(name) ? put_quoted(name, line) : join(name, line);
+}
+
 } // namespace
 
-constexpr quoting posix_quoting = {split, false, nullptr, join, join};
+constexpr quoting posix_quoting = {split, false, nullptr, join_first, join};
 
 } // namespace ombrel::system
