@@ -32,9 +32,10 @@
  * #def_ombrel_file_no_follow says otherwise.
  *
  * @par Windows
- * Of the permissions there is one, whether a file may be written; owners are not supported. Links need a
- * right that users may not have: def_ombrel_fault_access_denied then. Files that others have open can be
- * renamed, replaced and removed if they were opened by this library.
+ * Of the permissions there is one, whether a file may be written: a mode is 0444 or 0666 there, and 0111 more
+ * for directories and programs. Owners are not supported. Symbolic links need a right that users may not
+ * have: def_ombrel_fault_access_denied then. Files that this library opened can be renamed, removed and,
+ * since Windows 10, replaced while they are open.
  *
  * @par Threads
  * Any, for all functions; one at a time for one descriptor or one store. The current directory is the
@@ -95,8 +96,7 @@ OMBREL_BEGIN_C
 /** What is known about a file. */
 typedef struct ombrel_file_info_ts {
     int m_kind;          /**< a def_ombrel_file_kind_* */
-    uint32_t m_mode;     /**< permissions, 0 to 07777 as chmod has them; on Windows 0444, 0666, 0555 or
-                              0777: readable always, x for directories and programs */
+    uint32_t m_mode;     /**< permissions, 0 to 07777 as chmod has them */
     uint32_t m_owner;    /**< number of the user; 0 on Windows */
     uint32_t m_group;    /**< number of the group; 0 on Windows */
     int64_t m_size;      /**< bytes; of a link those of its text; 0 of what has none */
@@ -116,8 +116,10 @@ typedef struct ombrel_file_info_ts {
  * @name Asking and setting
  * @{
  */
-/** @brief Whether anything is at a path, links followed. @return 1; 0 otherwise, also when that cannot be
- * found out */
+/**
+ * @brief Whether anything is at a path, links followed.
+ * @return 1; 0 otherwise, also when that cannot be found out
+ */
 OMBREL_API int ombrel_file_exists(const char* path);
 
 /**
@@ -174,8 +176,8 @@ OMBREL_API int ombrel_set_file_owner(const char* path, uint32_t flags, uint32_t 
  * @param flags    0 or #def_ombrel_file_no_follow
  * @param accessed the access time; null leaves it
  * @param modified the modification time; null leaves it. Both null set both to now
- * @return 0; -1 on failure. Nanoseconds beyond 0 to 999,999,999 and moments that the host's files cannot
- * have: def_ombrel_fault_invalid
+ * @return 0; -1 on failure: def_ombrel_fault_invalid for nanoseconds beyond 0 to 999,999,999 and for moments
+ * that the host does not know; one that its file system cannot keep may become the nearest that it can
  */
 OMBREL_API int ombrel_set_file_times(const char* path, uint32_t flags, const ombrel_instant_t* accessed,
                                      const ombrel_instant_t* modified);
@@ -201,8 +203,10 @@ OMBREL_API int ombrel_file_set_times(int fd, const ombrel_instant_t* accessed,
  */
 OMBREL_API int ombrel_open_file(const char* path, uint32_t flags, uint32_t mode);
 
-/** @brief Closes a descriptor. It is closed whatever the result is. @return 0; -1 when the host says that
- * something written before was lost */
+/**
+ * @brief Closes a descriptor. It is closed whatever the result is.
+ * @return 0; -1 when the host says that something written before was lost
+ */
 OMBREL_API int ombrel_close_file(int fd);
 
 /**
@@ -213,11 +217,19 @@ OMBREL_API int ombrel_close_file(int fd);
  * @return bytes read, 0 at the end, -1 on failure
  */
 OMBREL_API int64_t ombrel_file_read(int fd, void* buffer, size_t size);
-/** @brief Reads until the buffer is full or the end. @return bytes read, fewer than `size` at the end only;
- * -1 on failure, when what was read before is lost */
+/**
+ * @brief Reads until the buffer is full or the end.
+ * @return bytes read, fewer than `size` at the end only; -1 on failure, when what was read before is lost
+ */
 OMBREL_API int64_t ombrel_file_read_all(int fd, void* buffer, size_t size);
-/** @brief Reads as ombrel_file_read_all() from a place, leaving the descriptor's position. @param offset
- * bytes from the start @return as there; def_ombrel_fault_not_seekable too */
+/**
+ * @brief Reads as ombrel_file_read_all() from a place, leaving the descriptor's position.
+ * @param fd     the descriptor
+ * @param buffer room for `size` bytes
+ * @param size   bytes
+ * @param offset bytes from the start
+ * @return as there; def_ombrel_fault_not_seekable too
+ */
 OMBREL_API int64_t ombrel_file_read_all_at(int fd, void* buffer, size_t size, int64_t offset);
 
 /**
@@ -232,8 +244,14 @@ OMBREL_API int64_t ombrel_file_read_all_at(int fd, void* buffer, size_t size, in
 OMBREL_API int64_t ombrel_file_write(int fd, const void* data, size_t size);
 /** @brief Writes all of it. @return 0; -1 on failure, when a part may have been written */
 OMBREL_API int ombrel_file_write_all(int fd, const void* data, size_t size);
-/** @brief Writes all of it to a place, leaving the descriptor's position. @param offset bytes from the start
- *         @return as ombrel_file_write_all(); def_ombrel_fault_not_seekable too */
+/**
+ * @brief Writes all of it to a place, leaving the descriptor's position.
+ * @param fd     the descriptor
+ * @param data   the bytes
+ * @param size   their number
+ * @param offset bytes from the start
+ * @return as ombrel_file_write_all(); def_ombrel_fault_not_seekable too
+ */
 OMBREL_API int ombrel_file_write_all_at(int fd, const void* data, size_t size, int64_t offset);
 
 #define def_ombrel_file_seek_start 0   /**< from the start */
@@ -245,23 +263,30 @@ OMBREL_API int ombrel_file_write_all_at(int fd, const void* data, size_t size, i
  * @param offset bytes, may be negative
  * @param origin a def_ombrel_file_seek_*
  * @return the new position from the start, which may lie behind the end; -1 on failure:
- * def_ombrel_fault_not_seekable for pipes, def_ombrel_fault_invalid for a place before the start
+ *         def_ombrel_fault_not_seekable for pipes, def_ombrel_fault_invalid for a place before the start
  */
 OMBREL_API int64_t ombrel_file_seek(int fd, int64_t offset, int origin);
 
 /** @brief Bytes in a regular file. @return them; -1, def_ombrel_fault_not_seekable for what has no size */
 OMBREL_API int64_t ombrel_file_get_size(int fd);
-/** @brief Cuts a file that is open for writing, or lengthens it by a hole of zeros. @return 0; -1 on failure:
- *         def_ombrel_fault_too_large, def_ombrel_fault_invalid when it is not open for writing */
+/**
+ * @brief Cuts a file that is open for writing, or lengthens it by a hole of zeros.
+ * @return 0; -1 on failure: def_ombrel_fault_too_large, def_ombrel_fault_invalid when it is not open for
+ *         writing
+ */
 OMBREL_API int ombrel_file_set_size(int fd, int64_t size);
 /** @brief ombrel_file_set_size() of the file at a path, which must be there. @return 0; -1 on failure */
 OMBREL_API int ombrel_set_file_size(const char* path, int64_t size);
 
-/** @brief Hands what was written to the device and waits until it has it. @return 0, for what has no device
- * too; -1 when the device failed: what was written may be lost */
+/**
+ * @brief Hands what was written to the device and waits until it has it.
+ * @return 0, for what has no device too; -1 when the device failed: what was written may be lost
+ */
 OMBREL_API int ombrel_file_sync(int fd);
-/** @brief The same for the names in a directory, after files were made, renamed or removed there. @return 0,
- * at once on Windows, which keeps its own log of names; -1 on failure */
+/**
+ * @brief The same for the names in a directory, after files were made, renamed or removed there.
+ * @return 0, at once on Windows, which keeps its own log of names; -1 on failure
+ */
 OMBREL_API int ombrel_sync_directory(const char* path);
 
 /**
@@ -269,8 +294,8 @@ OMBREL_API int ombrel_sync_directory(const char* path);
  *
  * On POSIX reads and writes do not ask for locks, on Windows they do. A lock belongs to what was opened:
  * another opening of the file, in this process too, is another. (A system with none but locks of a process
- * has those.) It ends with ombrel_file_unlock_region(), with the last descriptor of the opening, and with the
- * process.
+ * has those. The names of file_lock.h lock nothing.) It ends with ombrel_file_unlock_region(), with the last
+ * descriptor of the opening, and with the process.
  * @param fd         the descriptor; open for writing, or for reading with #def_ombrel_file_shared
  * @param offset     first byte
  * @param size       bytes, which may lie behind the end; 0 for all from `offset` on
@@ -279,8 +304,10 @@ OMBREL_API int ombrel_sync_directory(const char* path);
  * @return 1; 0 when the time ran out; -1 on failure
  */
 OMBREL_API int ombrel_file_lock_region(int fd, int64_t offset, int64_t size, uint32_t flags, int timeout_ms);
-/** @brief Ends a lock. The region must be one that was locked; POSIX systems take any part of one as well.
- *         @return 0; -1 on failure */
+/**
+ * @brief Ends a lock. The region must be one that was locked; POSIX systems take any part of one as well.
+ * @return 0; -1 on failure
+ */
 OMBREL_API int ombrel_file_unlock_region(int fd, int64_t offset, int64_t size);
 /** @} */
 
@@ -321,8 +348,9 @@ OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, 
  * new one.
  *
  * The bytes go to a temporary file beside it, to the device, and take the name. A file that was there keeps
- * its permissions and, where the host allows that, its owner; other names of it (hard links) keep the old
- * bytes. A symbolic link stays, and what it leads to is stored. After a crash a temporary file, named
+ * its permissions and, where the host allows that, its owner, and is refused if this process may not write
+ * it; other names of it (hard links) keep the old bytes. A symbolic link stays, and what it leads to is
+ * stored. After a crash a temporary file, named
  * ".NAME." and 12 characters, may be left.
  * @param path  the path; directories are not made
  * @param data  the bytes
@@ -352,13 +380,20 @@ OMBREL_API ombrel_file_store_t* ombrel_open_file_store_tag(const char* path, uin
 /** ombrel_open_file_store_tag() with the caller's own name and line. */
 #define ombrel_open_file_store(path, flags, mode)                                                            \
     ombrel_open_file_store_tag((path), (flags), (mode), __func__, __LINE__)
-/** @brief Where the bytes are written, by ombrel_file_write_all() or anything else; the store's own. @return
- * the descriptor; -1 once it is committed */
+/**
+ * @brief Where the bytes are written, by ombrel_file_write_all() or anything else; the store's own.
+ * @return the descriptor; -1 once it is committed
+ */
 OMBREL_API int ombrel_file_store_get_descriptor(const ombrel_file_store_t* store);
-/** @brief Puts what was written in the file's place. @return 0; -1 on failure, when the old file stays and
- * the store can only be closed */
+/**
+ * @brief Puts what was written in the file's place.
+ * @return 0; -1 on failure, when the old file stays and the store can only be closed
+ */
 OMBREL_API int ombrel_file_store_commit(ombrel_file_store_t* store);
-/** @brief Ends a store; what was not committed is dropped. @param store the store; null is ignored @return 0
+/**
+ * @brief Ends a store; what was not committed is dropped.
+ * @param store the store; null is ignored
+ * @return 0
  */
 OMBREL_API int ombrel_close_file_store(ombrel_file_store_t* store);
 /** @} */
@@ -422,11 +457,16 @@ OMBREL_API int ombrel_rename_file(const char* from, const char* to, uint32_t fla
 OMBREL_API int ombrel_move_file(const char* from, const char* to, uint32_t flags,
                                 ombrel_file_progress_t handler, void* context);
 
-/** @brief Removes a file or a symbolic link itself; read-only ones too, on Windows as well. @return 0; -1 on
- * failure: def_ombrel_fault_is_directory */
+/**
+ * @brief Removes a file or a symbolic link itself; read-only ones too, on Windows as well.
+ * @return 0; -1 on failure: def_ombrel_fault_is_directory
+ */
 OMBREL_API int ombrel_remove_file(const char* path);
-/** @brief Removes an empty directory. @return 0; -1 on failure: def_ombrel_fault_not_empty,
- *         def_ombrel_fault_not_directory (of a symbolic link too) */
+/**
+ * @brief Removes an empty directory.
+ * @return 0; -1 on failure: def_ombrel_fault_not_empty, def_ombrel_fault_not_directory (of a symbolic link
+ *         too)
+ */
 OMBREL_API int ombrel_remove_directory(const char* path);
 
 /**
@@ -436,13 +476,19 @@ OMBREL_API int ombrel_remove_directory(const char* path);
  * @return 0; -1 on failure: def_ombrel_fault_exists for anything that is there
  */
 OMBREL_API int ombrel_make_directory(const char* path, uint32_t mode);
-/** @brief Makes a directory and those that lead to it, as far as they are not there. What it made before a
- * failure stays. @return 0, also when all were there; -1 on failure: def_ombrel_fault_exists when the path is
- *         something else */
+/**
+ * @brief Makes a directory and those that lead to it, as far as they are not there. What it made before a
+ * failure stays.
+ * @return 0, also when all were there; -1 on failure: def_ombrel_fault_exists when the path is something
+ *         else
+ */
 OMBREL_API int ombrel_make_directories(const char* path, uint32_t mode);
 
-/** @brief Gives a file one more name (a hard link); a symbolic link is not followed. @return 0; -1 on
- * failure: def_ombrel_fault_exists, def_ombrel_fault_other_device, def_ombrel_fault_not_supported */
+/**
+ * @brief Gives a file one more name (a hard link); a symbolic link is not followed.
+ * @return 0; -1 on failure: def_ombrel_fault_exists, def_ombrel_fault_other_device,
+ *         def_ombrel_fault_not_supported
+ */
 OMBREL_API int ombrel_make_link(const char* path, const char* new_path);
 /**
  * @brief Makes a symbolic link.
@@ -452,8 +498,10 @@ OMBREL_API int ombrel_make_link(const char* path, const char* new_path);
  * @return 0; -1 on failure: def_ombrel_fault_exists, def_ombrel_fault_not_supported
  */
 OMBREL_API int ombrel_make_symbolic_link(const char* text, const char* new_path);
-/** @brief What a symbolic link says, as a new string freed with ombrel_free(). @return it; null on failure:
- *         def_ombrel_fault_invalid for what is no link */
+/**
+ * @brief What a symbolic link says, as a new string freed with ombrel_free().
+ * @return it; null on failure: def_ombrel_fault_invalid for what is no link
+ */
 OMBREL_API char* ombrel_alloc_link_text_tag(const char* path, const char* function, unsigned long line);
 /** ombrel_alloc_link_text_tag() with the caller's own name and line. */
 #define ombrel_alloc_link_text(path) ombrel_alloc_link_text_tag((path), __func__, __LINE__)
@@ -464,8 +512,10 @@ OMBREL_API char* ombrel_alloc_link_text_tag(const char* path, const char* functi
  * Names that nobody can guess, made by whoever opens them first, for this user alone.
  * @{
  */
-/** @brief The folder for temporary files: TMPDIR (on Windows TMP, TEMP), or the system's own. @return a new
- * string freed with ombrel_free(); null when memory runs out */
+/**
+ * @brief The folder for temporary files: TMPDIR (on Windows TMP, TEMP), or the system's own.
+ * @return a new string freed with ombrel_free(); null when memory runs out
+ */
 OMBREL_API char* ombrel_alloc_temporary_folder_tag(const char* function, unsigned long line);
 /** ombrel_alloc_temporary_folder_tag() with the caller's own name and line. */
 #define ombrel_alloc_temporary_folder() ombrel_alloc_temporary_folder_tag(__func__, __LINE__)
@@ -508,8 +558,10 @@ typedef struct ombrel_file_space_ts {
     int64_t m_free_files; /**< files that can be made; 0 likewise */
 } ombrel_file_space_t;
 
-/** @brief The room of the file system in which something lies. @return 0; -1 on failure, with `space`
- * unchanged */
+/**
+ * @brief The room of the file system in which something lies.
+ * @return 0; -1 on failure, with `space` unchanged
+ */
 OMBREL_API int ombrel_get_file_space(const char* path, ombrel_file_space_t* space);
 
 /** A mounted file system; on Windows a drive. */
@@ -540,8 +592,10 @@ OMBREL_API ombrel_mount_t* ombrel_alloc_mount_table_tag(size_t* count, const cha
  * Each alloc_ function gives a new string freed with ombrel_free(); null on failure.
  * @{
  */
-/** @brief The path of the program that this process runs; def_ombrel_fault_not_supported where the host does
- * not tell */
+/**
+ * @brief The path of the program that this process runs; def_ombrel_fault_not_supported where the host
+ * does not tell
+ */
 OMBREL_API char* ombrel_alloc_program_path_tag(const char* function, unsigned long line);
 /** ombrel_alloc_program_path_tag() with the caller's own name and line. */
 #define ombrel_alloc_program_path() ombrel_alloc_program_path_tag(__func__, __LINE__)
@@ -550,8 +604,10 @@ OMBREL_API char* ombrel_alloc_program_path_tag(const char* function, unsigned lo
 OMBREL_API char* ombrel_alloc_current_directory_tag(const char* function, unsigned long line);
 /** ombrel_alloc_current_directory_tag() with the caller's own name and line. */
 #define ombrel_alloc_current_directory() ombrel_alloc_current_directory_tag(__func__, __LINE__)
-/** @brief Makes a directory the current one of the process, from which relative paths count. @return 0; -1 on
- *         failure */
+/**
+ * @brief Makes a directory the current one of the process, from which relative paths count.
+ * @return 0; -1 on failure
+ */
 OMBREL_API int ombrel_set_current_directory(const char* path);
 
 /** @brief The absolute path of what is there, without ".", "..", doubled separators and symbolic links */

@@ -214,8 +214,10 @@ TEST_F(PosixFile, FollowsLinksOrCopiesThem) {
     EXPECT_EQ(def_ombrel_file_kind_link, kind(to));
     EXPECT_EQ("bytes", folder.read("to"));
     for (const std::string& same : {at("f"), link, to}) { // each is the file itself
-        EXPECT_EQ(-1, copy(link, same, 0)) << same;
-        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+        for (const uint32_t flags : {0u, def_ombrel_file_at_once}) {
+            EXPECT_EQ(-1, copy(link, same, flags)) << same;
+            EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+        }
     }
     EXPECT_EQ(-1, copy(link, link, def_ombrel_file_no_follow));
     EXPECT_EQ(-1, copy(link, to, def_ombrel_file_no_follow | def_ombrel_file_no_replace));

@@ -134,6 +134,7 @@ TEST_F(File, RefusesWhatMakesNoSense) {
         [&] { return ombrel_open_file(f, reads | creates, 0); },
         [&] { return ombrel_open_file(f, reads | def_ombrel_file_truncate, 0); },
         [&] { return ombrel_open_file(f, reads | 0x80000000u, 0); },
+        [&] { return ombrel_open_file(f, writes | def_ombrel_file_exclusive, 0); },
         [&] { return ombrel_open_file(nullptr, reads, 0); },
         [&] { return ombrel_file_read(file.fd, nullptr, 1); },
         [&] { return ombrel_file_read_all_at(file.fd, &byte, 1, -1); },
@@ -338,6 +339,25 @@ TEST_F(File, RenamesRemovesAndMakesDirectories) {
     EXPECT_EQ(0, ombrel_remove_file(path("b").c_str())); // read-only, but of a directory that is not
     EXPECT_EQ("A", folder.read("e"));
     EXPECT_EQ(def_ombrel_fault_not_found, fault_of(ombrel_remove_file(path("b").c_str())));
+}
+
+TEST_F(File, HasLongPathsAndNamesOfAnyLanguage) {
+    std::string path = folder.path();
+    for (int i = 0; i < 8; i++)
+        path += "/" + std::string(60, 'd');
+    const std::string file = path + "/na\xc3\xafve \xe6\x97\xa5\xe6\x9c\xac", copy = file + ".copy";
+    ASSERT_EQ(0, ombrel_make_directories(path.c_str(), 0777));
+    EXPECT_EQ(0, ombrel_store_file(file.c_str(), "text", 4, 0, 0666));
+    EXPECT_EQ(0, ombrel_copy_file(file.c_str(), copy.c_str(), def_ombrel_file_keep_mode, nullptr, nullptr));
+    EXPECT_EQ(0, ombrel_rename_file(copy.c_str(), file.c_str(), 0));
+    EXPECT_EQ("text", text_of(static_cast<char*>(ombrel_alloc_load_file(file.c_str(), 0, nullptr))));
+    char* const canonical = ombrel_alloc_canonical_path(file.c_str());
+    EXPECT_EQ(info_of(file).m_serial, info_of(canonical).m_serial);
+    ombrel_free(canonical);
+    for (std::string at_path = file; at_path.size() > folder.path().size();
+         at_path.resize(at_path.rfind('/')))
+        EXPECT_EQ(0, at_path == file ? ombrel_remove_file(file.c_str())
+                                     : ombrel_remove_directory(at_path.c_str()));
 }
 
 TEST_F(File, LoadsUpToALimit) {

@@ -32,7 +32,15 @@ int fill(const original& from, int to, uint32_t flags, const copy_progress& prog
     return result != 0 || keep_what_is_asked(from.info, to, flags) ? result : -1;
 }
 
+/// What is at a path, if anything, is what is copied.
+bool is_original(const char* path, platform::at_link link, const ombrel_file_info_t& info) {
+    ombrel_file_info_t target;
+    return platform::get_file_info(path, link, target) && is_same_file(target, info);
+}
+
 int copy_at_once(const original& from, const char* to, uint32_t flags, const copy_progress& progress) {
+    if (is_original(to, link_of(flags), from.info))
+        return result_of(refuse(fault_code::invalid));
     const store_target target{
         to, flags & (def_ombrel_file_no_replace | def_ombrel_file_no_sync | def_ombrel_file_no_follow),
         first_mode(from.info, flags)};
@@ -124,12 +132,6 @@ bool copy_link(const char* from, const char* to, uint32_t flags, const ombrel_fi
            platform::set_file_times(to, platform::at_link::stay, {&info.m_accessed, &info.m_modified});
 }
 
-/// The target of a link's copy may be the link itself.
-bool is_same_link(const char* to, const ombrel_file_info_t& info) {
-    ombrel_file_info_t target;
-    return platform::get_file_info(to, platform::at_link::stay, target) && is_same_file(target, info);
-}
-
 int copy_any(const char* from, const char* to, uint32_t flags, const copy_progress& progress) {
     ombrel_file_info_t info;
     if (!has(flags, def_ombrel_file_no_follow))
@@ -138,7 +140,7 @@ int copy_any(const char* from, const char* to, uint32_t flags, const copy_progre
         return -1;
     if (info.m_kind != def_ombrel_file_kind_link)
         return copy_file(from, to, flags & ~def_ombrel_file_no_follow, progress);
-    if (is_same_link(to, info))
+    if (is_original(to, platform::at_link::stay, info))
         return result_of(refuse(fault_code::invalid));
     return result_of(copy_link(from, to, flags, info));
 }

@@ -20,9 +20,9 @@ constexpr uint32_t opening_flags = def_ombrel_file_read | def_ombrel_file_write 
 
 bool makes_sense(uint32_t flags) {
     const bool writes = has(flags, def_ombrel_file_write | def_ombrel_file_append);
-    const bool changes =
-        has(flags, def_ombrel_file_create | def_ombrel_file_exclusive | def_ombrel_file_truncate);
-    return writes || (has(flags, def_ombrel_file_read) && !changes);
+    const bool changes = has(flags, def_ombrel_file_create | def_ombrel_file_truncate);
+    return (writes || (has(flags, def_ombrel_file_read) && !changes)) &&
+           (has(flags, def_ombrel_file_create) || !has(flags, def_ombrel_file_exclusive));
 }
 
 platform::file_access access_of(uint32_t flags, uint32_t mode) {

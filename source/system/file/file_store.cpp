@@ -88,18 +88,21 @@ char* open_beside(const char* path, uint32_t mode, call_site caller, int& descri
     });
 }
 
-/// Nobody who could not read the old file must be able to read the new one, whatever can be kept.
+/// What the old file lets its owner and its group do must not become what ours may.
 bool keep_rights(int descriptor, const ombrel_file_info_t& old) {
-    constexpr uint32_t as_owner = 06000; // rights that a program takes from its owner
+    constexpr uint32_t as_owner = 04000, of_group = 02070;
+    constexpr uint32_t stays = UINT32_MAX;
     ombrel_file_info_t own;
     if (!platform::get_file_info(descriptor, own))
         return false;
-    const bool is_kept = (own.m_owner == old.m_owner && own.m_group == old.m_group) ||
-                         platform::set_file_owner(descriptor, old.m_owner, old.m_group) ||
-                         platform::set_file_owner(descriptor, UINT32_MAX, old.m_group);
-    constexpr uint32_t of_group = 0070;
-    const uint32_t mode = is_kept ? old.m_mode : old.m_mode & ~(as_owner | of_group);
-    return platform::set_file_mode(descriptor, mode);
+    bool has_group = own.m_group == old.m_group;
+    bool has_owner = own.m_owner == old.m_owner;
+    if (!has_group)
+        has_group = platform::set_file_owner(descriptor, stays, old.m_group);
+    if (!has_owner)
+        has_owner = platform::set_file_owner(descriptor, old.m_owner, stays);
+    const uint32_t lost = (has_owner ? 0 : as_owner) | (has_group ? 0 : of_group);
+    return platform::set_file_mode(descriptor, old.m_mode & ~lost);
 }
 
 bool begin(ombrel_file_store_ts& store, const store_target& target, call_site caller) {
