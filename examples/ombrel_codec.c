@@ -17,6 +17,7 @@
 #include <ombrel/quoted_printable.h>
 
 #include "binary_streams.h"
+#include "standard_stream.h"
 
 enum { exit_failed = 1, piece_size = 48 * 1024 };
 
@@ -27,6 +28,7 @@ typedef struct conversion {
     int64_t columns;
     ombrel_base64_t* base64;
     ombrel_quoted_printable_t* quoted_printable_coder;
+    ombrel_file_stream_t *input, *output;
     unsigned group; /* characters of base64 read since the last whole group */
 } conversion_t;
 
@@ -67,7 +69,7 @@ static int write_converted(conversion_t* conversion, const char* piece, size_t s
     int written;
     if (output == NULL)
         return fail("out of memory");
-    written = fwrite(output, 1, made, stdout) == made;
+    written = ombrel_file_stream_write(conversion->output, output, made) == (int64_t)made;
     ombrel_free(output);
     return written ? 0 : fail("cannot write");
 }
@@ -92,21 +94,31 @@ static int convert_piece(conversion_t* conversion, const char* piece, size_t siz
 
 static int convert_input(conversion_t* conversion) {
     static char piece[piece_size];
-    size_t total = 0, size;
-    int result = 0;
-    while (result == 0 && (size = fread(piece, 1, sizeof piece, stdin)) > 0) {
-        result = convert_piece(conversion, piece, size);
-        total |= size;
+    int64_t size;
+    int is_empty = 1, result = 0;
+    while (result == 0 && (size = ombrel_file_stream_read(conversion->input, piece, sizeof piece)) != 0) {
+        result = size > 0 ? convert_piece(conversion, piece, (size_t)size) : fail("cannot read");
+        is_empty = 0;
     }
-    if (result == 0 && ferror(stdin))
-        result = fail("cannot read");
     /* The end of nothing would still be a line. */
-    if (result == 0 && total > 0)
+    if (result == 0 && !is_empty)
         result = write_converted(conversion, NULL, 0);
     if (result == 0 && conversion->group != 0)
         result = fail("truncated input");
-    if (fflush(stdout) != 0 && result == 0)
+    return result;
+}
+
+static int run(conversion_t* conversion) {
+    int result;
+    conversion->input = open_standard_stream(0, "r");
+    conversion->output = open_standard_stream(1, "w");
+    result = conversion->output != NULL && open_coder(conversion) == 0 ? convert_input(conversion)
+                                                                       : fail("out of memory");
+    if (ombrel_close_file_stream(conversion->output) != 0 && result == 0)
         result = fail("cannot write");
+    ombrel_close_file_stream(conversion->input);
+    ombrel_close_base64(conversion->base64);
+    ombrel_close_quoted_printable(conversion->quoted_printable_coder);
     return result;
 }
 
@@ -148,15 +160,11 @@ static const ombrel_argument_table_t table = {
 
 int main(int count, char** vector) {
     ombrel_arguments_t arguments;
-    int result;
     make_streams_binary();
 #ifdef SIGPIPE
     signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
 #endif
     if (ombrel_take_arguments(&table, count, vector, NULL, &arguments) != 0)
         return fflush(stdout) != 0 ? exit_failed : arguments.m_exit_code;
-    result = open_coder(&conversion) == 0 ? convert_input(&conversion) : fail("out of memory");
-    ombrel_close_base64(conversion.base64);
-    ombrel_close_quoted_printable(conversion.quoted_printable_coder);
-    return result;
+    return run(&conversion);
 }

@@ -14,6 +14,7 @@
 
 #include "binary_streams.h"
 #include "shown_name.h"
+#include "standard_stream.h"
 
 enum { read_size = 256 * 1024, bar_interval_msec = 200 };
 enum { exit_good = 0, exit_bad = 1 };
@@ -44,10 +45,7 @@ typedef struct {
 static ombrel_file_stream_t* open_input(const char* name) {
     if (strcmp(name, "-") != 0)
         return ombrel_open_file_stream(name, "r", NULL);
-    ombrel_file_stream_options_t options;
-    ombrel_init_file_stream_options(&options);
-    options.m_flags = def_ombrel_file_stream_flag_keep_open;
-    return ombrel_open_file_stream_descriptor(0, "r", &options);
+    return open_standard_stream(0, "r");
 }
 
 /* 0 when it is not known, as for pipes. */

@@ -11,24 +11,25 @@
 #include <ombrel/multicall.h>
 
 #include "binary_streams.h"
+#include "standard_stream.h"
 
 static const ombrel_argument_table_t table = {.m_name = "count",
                                               .m_summary = "Counts the lines and bytes of standard input."};
 
 static int count_input(int argc, char** argv) {
-    static char block[64 * 1024];
     unsigned long long lines = 0, bytes = 0;
-    size_t size;
+    ombrel_file_stream_t* input;
     ombrel_arguments_t arguments;
+    int has_failed;
     if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
         return arguments.m_exit_code;
-    while ((size = fread(block, 1, sizeof block, stdin)) > 0) {
-        bytes += size;
-        for (size_t i = 0; i < size; i++)
-            lines += block[i] == '\n';
-    }
+    input = open_standard_stream(0, "r");
+    for (int byte; (byte = ombrel_file_stream_get_byte(input)) >= 0; bytes++)
+        lines += byte == '\n';
+    has_failed = ombrel_file_stream_is_at_end(input) == 0;
+    ombrel_close_file_stream(input);
     printf("%llu %llu\n", lines, bytes);
-    return ferror(stdin) ? def_ombrel_multicall_exit_failed : def_ombrel_multicall_exit_good;
+    return has_failed ? def_ombrel_multicall_exit_failed : def_ombrel_multicall_exit_good;
 }
 
 static const ombrel_multicall_command_t count_command = {"count", count_input, NULL,
