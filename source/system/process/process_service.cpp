@@ -5,6 +5,7 @@
 #include <new>
 
 #include <ombrel/environment.h>
+#include <ombrel/printf.h>
 #include <ombrel/string.h>
 
 #include "core/heap_ptr.h"
@@ -40,7 +41,7 @@ heap_ptr<const char*> variables_with(const char* assignment, const call_site& ca
 ombrel_process_t* start(const char* name, const char* const* arguments, const char* directory,
                         const owned_pipe& word, const owned_pipe& life, const call_site& caller) {
     char assignment[sizeof service_variable_assignment + def_ombrel_process_service_name_max];
-    stpcpy(stpcpy(assignment, service_variable_assignment), name);
+    ombrel_snprintf(assignment, sizeof assignment, "%s%s", service_variable_assignment, name);
     const heap_ptr<const char*> variables = variables_with(assignment, caller);
     if (!variables)
         return nullptr;

@@ -20,8 +20,9 @@ heap_ptr<char*> copy_text_list(const char* const* texts, const call_site& caller
     }
     char* end = reinterpret_cast<char*>(list + count + 1);
     for (size_t i = 0; i < count; i++) {
-        list[i] = end;
-        end = stpcpy(end, texts[i]) + 1;
+        const size_t size = strlen(texts[i]) + 1;
+        list[i] = static_cast<char*>(memcpy(end, texts[i], size));
+        end += size;
     }
     list[count] = nullptr;
     return heap_ptr<char*>(list);
