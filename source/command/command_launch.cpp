@@ -1,7 +1,6 @@
 // Keeps a command running, in the foreground or as a daemon.
 #include <algorithm>
 #include <climits>
-#include <csignal>
 #include <iterator>
 
 #include <ombrel/daemon.h>
@@ -10,6 +9,7 @@
 #include <ombrel/fault.h>
 #include <ombrel/launcher.h>
 #include <ombrel/printf.h>
+#include <ombrel/process.h>
 
 #include "command/command_input.h"
 #include "command/command_options.h"
@@ -192,26 +192,25 @@ void stop_by_signal(ombrel_event_t*, int, uint32_t result_flags, void* context) 
 class stopping_signals {
 public:
     explicit stopping_signals(launch_watch& watch) {
+        const int numbers[] = {def_ombrel_process_terminate, def_ombrel_process_interrupt,
+                               ombrel_find_signal_number("HUP")};
         for (size_t i = 0; i < std::size(events_); i++)
-            if (ombrel_assign_event(watch.base, &events_[i], numbers[i], flags, stop_by_signal, &watch) == 0)
+            if (numbers[i] > 0 && // not every host has the last
+                ombrel_assign_event(watch.base, &events_[i], numbers[i], flags, stop_by_signal, &watch) == 0)
                 ombrel_add_event(&events_[i], -1);
     }
     ~stopping_signals() {
         for (ombrel_event_t& event : events_)
-            ombrel_unassign_event(&event);
+            if (event.m_base != nullptr)
+                ombrel_unassign_event(&event);
     }
     stopping_signals(const stopping_signals&) = delete;
     stopping_signals& operator=(const stopping_signals&) = delete;
 
 private:
-#if defined(SIGHUP)
-    static constexpr int numbers[] = {SIGTERM, SIGINT, SIGHUP};
-#else
-    static constexpr int numbers[] = {SIGTERM, SIGINT};
-#endif
     static constexpr uint32_t flags = def_ombrel_event_signal | def_ombrel_event_persist;
 
-    ombrel_event_t events_[std::size(numbers)] = {};
+    ombrel_event_t events_[3] = {};
 };
 
 int exit_code_of(ombrel_launcher_t* launcher) {

@@ -8,7 +8,7 @@
 #include "platform/poll.h"
 #include "platform/thread.h"
 #include "system/process/absolute_path.h"
-#include "system/process/launcher_internal.h"
+#include "system/process/launcher_events.h"
 #include "system/process/process_internal.h"
 #include "system/process/text_list.h"
 

@@ -1,4 +1,4 @@
-// What a launcher knows of itself, and tells.
+// What a launcher knows of itself, what it tells, and how it is woken.
 #pragma once
 
 #include "system/process/launcher_internal.h"
@@ -14,5 +14,11 @@ void note(ombrel_launcher_t& launcher, Change change) {
 
 /// Tells the handler of an event, in which a result other than 0 is a request to stop.
 void tell(ombrel_launcher_t& launcher, int event);
+
+/// What is known at the moment.
+ombrel_launcher_state_t state_of(ombrel_launcher_t& launcher);
+
+/// Wakes the thread, for a request that was noted.
+void wake(ombrel_launcher_t& launcher);
 
 } // namespace ombrel::system

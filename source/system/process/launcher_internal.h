@@ -48,10 +48,4 @@ void end_child(ombrel_launcher_t& launcher);
 /// What the thread does: looks after the child that was started, and its successors.
 void look_after(ombrel_launcher_t& launcher);
 
-/// What is known at the moment.
-ombrel_launcher_state_t state_of(ombrel_launcher_t& launcher);
-
-/// Wakes the thread, for a request that was noted.
-void wake(ombrel_launcher_t& launcher);
-
 } // namespace ombrel::system
