@@ -11,14 +11,14 @@
 
 namespace ombrel::platform {
 
-struct open_directory; ///< the host's
-
 /// Stands for no directory, where names count from one: the name is a path like any other. Null is nothing
 /// that a name could count from.
 inline open_directory* by_path() {
     static constinit char stand_in = 0;
     return reinterpret_cast<open_directory*>(&stand_in);
 }
+
+struct open_directory; ///< the host's
 
 /// Whether a directory that was left can be found again by open_parent(). Where it cannot, all on the way
 /// down are kept open.
@@ -27,6 +27,9 @@ inline constexpr bool has_parents = false;
 #else
 inline constexpr bool has_parents = true;
 #endif
+
+/// Whether a directory may lead elsewhere without showing as a link, as some reparse points do.
+inline constexpr bool has_hidden_links = !has_parents;
 
 /// Null on failure. A symbolic link that is not to be followed fails as "link loop" or "not a directory".
 open_directory* open_directory_at(open_directory* parent, const char* name, at_link link);

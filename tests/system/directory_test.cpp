@@ -82,7 +82,7 @@ TEST_F(Directory, IsReadInPiecesAndSorted) {
     EXPECT_EQ(0, ombrel_close_directory(directory));
     constexpr int file = def_ombrel_file_kind_regular, folder = def_ombrel_file_kind_directory;
     EXPECT_EQ((std::map<std::string, int>{
-                  {"B", 2 * file}, {"a", 2 * folder}, {"b", 2 * file}, {"\xC3\xA9", 2 * file}}),
+                  {"C", 2 * file}, {"a", 2 * folder}, {"b", 2 * file}, {"\xC3\xA9", 2 * file}}),
               found);
 
     size_t count = 0;

@@ -61,6 +61,14 @@ open_directory* directory_chain::here() {
     return last().directory;
 }
 
+bool directory_chain::turns_back() {
+    if (!goes_round())
+        return false;
+    leave();
+    leave_fault(fault_code::link_loop);
+    return true;
+}
+
 bool directory_chain::goes_round() {
     if (here() == nullptr || !know(last()))
         return false;

@@ -30,8 +30,9 @@ public:
     size_t depth() const { return levels_.size(); }
     /// The last one; null, with the fault left, when it could not be found again.
     platform::open_directory* here();
-    /// Whether the last one is one of those before it, to which links can lead back.
-    bool goes_round();
+    /// Whether the last one is one of those before it, to which links can lead back. If so it is left, with
+    /// the fault left.
+    bool turns_back();
 
     /// Its path, and that of an entry of it: null, with the fault left, when memory has run out.
     const char* path() { return path_.get(); }
@@ -44,6 +45,7 @@ public:
     const char* name_left() const { return path_.at(name_left_); }
 
 private:
+    bool goes_round();
     struct level {
         platform::open_directory* directory; ///< null while it is closed
         size_t name, path_size;              ///< where its name begins and its path ends

@@ -39,8 +39,10 @@ void tree_copy::enter(const char* from, const char* to) {
 }
 
 bool tree_copy::open_from(const char* name) {
-    return is_at_root() ? from_.open(platform::by_path(), name, at_link::stay, name)
-                        : from_.enter(name, at_link::stay);
+    if (is_at_root() ? !from_.open(platform::by_path(), name, at_link::stay, name)
+                     : !from_.enter(name, at_link::stay))
+        return false;
+    return !platform::has_hidden_links || !from_.turns_back();
 }
 
 /// Makes the copy unless it is there, so that it can be filled, and goes into it.
