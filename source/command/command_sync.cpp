@@ -66,8 +66,10 @@ bool synchronise(const char* from, const char* to, const ombrel_sync_options_t& 
         return complain_and_go_on(path, fault, handler_context("sync"));
     };
     const int result = ombrel_sync_trees(from, to, &counting, print_difference, nullptr);
-    if (result == -1 && told == 0) // nothing was tried
-        complain("sync", to, "neither directory may be within the other");
+    if (result == -1 && told == 0) { // nothing was tried
+        const bool is_within = ombrel_last_fault() == def_ombrel_fault_invalid;
+        complain("sync", to, is_within ? "neither directory may be within the other" : ombrel_fault_text());
+    }
     return result == 0;
 }
 

@@ -11,14 +11,14 @@
 
 namespace ombrel::platform {
 
+struct open_directory; ///< the host's
+
 /// Stands for no directory, where names count from one: the name is a path like any other. Null is nothing
 /// that a name could count from.
 inline open_directory* by_path() {
     static constinit char stand_in = 0;
     return reinterpret_cast<open_directory*>(&stand_in);
 }
-
-struct open_directory; ///< the host's
 
 /// Whether a directory that was left can be found again by open_parent(). Where it cannot, all on the way
 /// down are kept open.

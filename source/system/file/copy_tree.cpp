@@ -31,7 +31,7 @@ int ombrel_copy_tree(const char* from, const char* to, uint32_t flags,
     else if (info.m_kind != def_ombrel_file_kind_directory) {
         if (!copy_one(from, to, flags))
             failures.tell(from);
-    } else if (is_at_or_below(to, info) && !refuse(fault_code::invalid))
+    } else if (!lies_outside(to, info))
         failures.tell(to);
     else
         tree_copy(flags, failures, tag).run(from, to);

@@ -16,9 +16,11 @@ bool entry_list::read(platform::open_directory* directory, order wanted, const c
         if (!add(found, tag))
             return false;
     }
-    const fault_keeper kept;
-    const bool is_sorted = wanted == order::of_host || count_ < 2 || sort(wanted, tag);
-    return is_sorted && result == 0;
+    const fault why = last_fault();
+    if (wanted != order::of_host && count_ > 1 && !sort(wanted, tag))
+        return false;
+    leave_fault(why);
+    return result == 0;
 }
 
 bool entry_list::take(entry& taken) {

@@ -1,5 +1,7 @@
 #include "system/file/same_tree.h"
 
+#include <cstring>
+
 #include "system/file/file_internal.h"
 #include "system/file/path_parts.h"
 
@@ -23,28 +25,28 @@ char* real_folder(const char* path) {
     return text ? ombrel_alloc_canonical_path_tag(text.get(), tag, __LINE__) : nullptr;
 }
 
+/// Of the directory in which a path's last component is; a root is in itself.
+size_t size_above(std::string_view path) {
+    const std::string_view above = slice(path, 0, path.size() - last_name(path).size());
+    const std::string_view trimmed = without_last_separators(above);
+    return trimmed.empty() || trimmed.back() == ':' ? above.size() : trimmed.size();
+}
+
 } // namespace
 
-bool is_at_or_below(const char* path, const ombrel_file_info_t& directory) {
-    const fault_keeper kept;
+bool lies_outside(const char* path, const ombrel_file_info_t& directory) {
     if (is_same(path, directory))
-        return true;
+        return refuse(fault_code::invalid);
     const quiet_ptr<char> folder(real_folder(path));
     if (!folder)
         return false;
-    // Cuts a component at a time, down to the root with its separator.
-    for (std::string_view rest(folder.get()); !rest.empty();) {
-        if (is_same(folder.get(), directory))
+    for (char* const text = folder.get(); !is_same(text, directory);) {
+        const size_t above = size_above(text);
+        if (above == strlen(text))
             return true;
-        const std::string_view above = slice(rest, 0, rest.size() - last_name(rest).size());
-        const std::string_view trimmed = without_last_separators(above);
-        const std::string_view next = trimmed.size() == 0 || trimmed.back() == ':' ? above : trimmed;
-        if (next.size() == rest.size())
-            return false;
-        folder.get()[next.size()] = '\0';
-        rest = next;
+        text[above] = '\0';
     }
-    return false;
+    return refuse(fault_code::invalid);
 }
 
 } // namespace ombrel::system

@@ -5,8 +5,8 @@
 
 namespace ombrel::system {
 
-/// Whether a path, at which there need not be anything, is a directory or leads through it. False, too, when
-/// that cannot be found out.
-bool is_at_or_below(const char* path, const ombrel_file_info_t& directory);
+/// Whether a path, at which there need not be anything, is not a directory and does not lead through it.
+/// False leaves the fault: "invalid", or why that cannot be found out.
+bool lies_outside(const char* path, const ombrel_file_info_t& directory);
 
 } // namespace ombrel::system

@@ -24,9 +24,10 @@ int run(const tree_sync::task& task, const char* from, const char* to, const cha
     return broken_by != 0 ? broken_by : failures.result();
 }
 
-bool lies_in(const char* path, const char* directory) {
+/// What is not there has nothing in it. False, with the fault left.
+bool is_outside(const char* path, const char* directory) {
     ombrel_file_info_t info;
-    return platform::get_file_info(directory, platform::at_link::follow, info) && is_at_or_below(path, info);
+    return !platform::get_file_info(directory, platform::at_link::follow, info) || lies_outside(path, info);
 }
 
 } // namespace
@@ -53,8 +54,8 @@ int ombrel_sync_trees(const char* from, const char* to, const ombrel_sync_option
     const ombrel_sync_options_t settings = settings_of(options);
     if (!is_path(from) || !is_path(to) || !has_only(settings.m_flags, all_flags))
         return -1;
-    if (lies_in(to, from) || lies_in(from, to))
-        return result_of(refuse(fault_code::invalid));
+    if (!is_outside(to, from) || !is_outside(from, to))
+        return -1;
     const bool changes = !has(settings.m_flags, def_ombrel_sync_dry_run);
     const bool deletes = has(settings.m_flags, def_ombrel_sync_delete);
     return run({settings, changes, deletes, handler, context}, from, to, "ombrel_sync_trees");
