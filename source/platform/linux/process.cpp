@@ -2,15 +2,13 @@
 #include "platform/process.h"
 
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
-#include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/linux/directory_reader.h"
 #include "platform/posix/close_from.h"
 
 namespace ombrel::platform {
@@ -45,40 +43,14 @@ bool close_between(int first, int last) {
     return first > last || syscall(close_call, first, last, 0) == 0;
 }
 
-/// An entry of a directory as the kernel gives it.
-struct kernel_entry {
-    uint64_t number;
-    int64_t next;
-    unsigned short size;
-    unsigned char kind;
-    char name[1];
-};
-
-/// -1 for what is no number.
-int descriptor_of(const char* name) {
-    int descriptor = 0;
-    for (; *name >= '0' && *name <= '9'; name++)
-        descriptor = descriptor * 10 + (*name - '0');
-    return *name == '\0' ? descriptor : -1;
-}
-
-/// Kernels before 5.9 and filters of calls know no ranges. The C library's way through a directory takes
-/// memory, which is forbidden here.
+/// Kernels before 5.9 and filters of calls know no ranges.
 bool close_listed(int first, int except) {
-    const int list = open("/proc/self/fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (list < 0)
-        return false;
-    alignas(kernel_entry) char room[1024];
-    for (long size; (size = syscall(SYS_getdents64, list, room, sizeof room)) > 0;)
-        for (long offset = 0; offset < size;) {
-            const auto* const entry = reinterpret_cast<const kernel_entry*>(room + offset);
-            const int descriptor = descriptor_of(room + offset + offsetof(kernel_entry, name));
-            if (descriptor >= first && descriptor != except && descriptor != list)
-                close(descriptor);
-            offset += entry->size;
-        }
-    close(list);
-    return true;
+    directory_reader list("/proc/self/fd");
+    int descriptor, step;
+    while ((step = list.next(descriptor)) == 1)
+        if (descriptor >= first && descriptor != except && descriptor != list.descriptor())
+            close(descriptor);
+    return step == 0;
 }
 
 } // namespace

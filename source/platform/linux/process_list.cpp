@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <new>
 #include <signal.h>
@@ -15,6 +14,8 @@
 #include <unistd.h>
 
 #include "platform/fault.h"
+#include "platform/linux/directory_reader.h"
+#include "platform/linux/process_stat.h"
 #include "platform/process.h"
 
 namespace ombrel::platform {
@@ -28,40 +29,12 @@ constexpr long signal_call = SYS_pidfd_send_signal;
 constexpr long signal_call = 424;
 #endif
 
-constexpr int64_t nanoseconds_per_second = 1'000'000'000;
+constexpr uint64_t nanoseconds_per_second = 1'000'000'000;
 
 constexpr std::string_view behind(std::string_view text, size_t offset) {
     text.remove_prefix(std::min(offset, text.size()));
     return text;
 }
-
-/// A text taken apart from its front.
-class field_reader {
-public:
-    explicit field_reader(std::string_view text) : text_(text) {}
-
-    /// The next number, behind anything that is none; 0 when there is none. What is below 0 here means none.
-    uint64_t number() {
-        while (!text_.empty() && !is_digit(text_.front()) && text_.front() != '-')
-            text_.remove_prefix(1);
-        const bool is_negative = !text_.empty() && text_.front() == '-';
-        text_.remove_prefix(is_negative);
-        uint64_t value = 0;
-        for (; !text_.empty() && is_digit(text_.front()); text_.remove_prefix(1))
-            value = value * 10 + static_cast<uint64_t>(text_.front() - '0');
-        return is_negative ? 0 : value;
-    }
-    int small_number() { return static_cast<int>(number()); }
-    void skip(int fields) {
-        while (fields-- > 0)
-            number();
-    }
-
-private:
-    static bool is_digit(char unit) { return unit >= '0' && unit <= '9'; }
-
-    std::string_view text_;
-};
 
 /// Bytes read from the start of a file of /proc, which tells no size; -1 with the fault. A file that has more
 /// than there is room for is cut.
@@ -100,16 +73,17 @@ struct process_path {
 int64_t nanoseconds_of(clockid_t clock) {
     timespec now{};
     clock_gettime(clock, &now);
-    return now.tv_sec * nanoseconds_per_second + now.tv_nsec;
+    return now.tv_sec * static_cast<int64_t>(nanoseconds_per_second) + now.tv_nsec;
 }
 
 } // namespace
 
 struct process_walk {
-    DIR* folder = nullptr;
-    int64_t boot = 0; ///< when the host was started, in nanoseconds since 1970
-    int64_t page = 0; ///< bytes
-    uint64_t ticks = 0;
+    directory_reader folder{"/proc"};
+    /// When the host was started, in nanoseconds since 1970.
+    int64_t boot = nanoseconds_of(CLOCK_REALTIME) - nanoseconds_of(CLOCK_BOOTTIME);
+    uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE)); ///< bytes
+    uint64_t ticks = processor_ticks_per_second();
     size_t argument_room = 0;
     char* arguments = nullptr;
     char text[4096];
@@ -119,33 +93,26 @@ namespace {
 
 void set_start(const process_walk& walk, listed_process& found) {
     const uint64_t whole = found.birth / walk.ticks, part = found.birth % walk.ticks;
-    const int64_t start = walk.boot + static_cast<int64_t>(whole) * nanoseconds_per_second +
-                          static_cast<int64_t>(part * nanoseconds_per_second / walk.ticks);
-    found.start_seconds = start / nanoseconds_per_second;
+    const uint64_t since_boot = whole * nanoseconds_per_second + part * nanoseconds_per_second / walk.ticks;
+    const uint64_t start = static_cast<uint64_t>(walk.boot) + since_boot;
+    found.start_seconds = static_cast<int64_t>(start / nanoseconds_per_second);
     found.start_nanoseconds = static_cast<int32_t>(start % nanoseconds_per_second);
 }
 
-/// The name stands in parentheses and may have some itself.
-bool parse(process_walk& walk, size_t size, listed_process& found) {
-    const std::string_view text(walk.text, size);
-    const size_t open = text.find('('), close = text.rfind(')');
-    if (open == text.npos || close == text.npos || close < open || close + 2 >= size)
+bool read_stat(process_walk& walk, size_t size, listed_process& found) {
+    process_stat stat;
+    if (!parse_process_stat(walk.text, size, stat))
         return false;
-    walk.text[close] = '\0';
-    found.name = walk.text + open + 1;
-    found.state = text[close + 2];
-    field_reader fields(behind(text, close + 3));
-    found.parent = fields.small_number();
-    found.group = fields.small_number();
-    fields.skip(8);
-    found.user_ticks = fields.number();
-    found.system_ticks = fields.number();
-    fields.skip(4);
-    found.threads = fields.small_number();
-    fields.skip(1);
-    found.birth = fields.number();
-    found.address_space = static_cast<int64_t>(fields.number());
-    found.resident = static_cast<int64_t>(fields.number()) * walk.page;
+    found.parent = stat.parent;
+    found.group = stat.group;
+    found.threads = stat.threads;
+    found.state = stat.state;
+    found.name = stat.name;
+    found.birth = stat.start_ticks;
+    found.user_ticks = stat.user_ticks;
+    found.system_ticks = stat.system_ticks;
+    found.address_space = static_cast<int64_t>(stat.bytes);
+    found.resident = static_cast<int64_t>(stat.resident_pages * walk.page);
     set_start(walk, found);
     return true;
 }
@@ -165,65 +132,51 @@ char* grow(process_walk& walk, size_t room) {
     return walk.arguments = larger;
 }
 
-int number_of_entry(const char* name) {
-    if (*name < '1' || *name > '9')
-        return 0;
-    return field_reader(name).small_number();
-}
-
 } // namespace
 
 process_walk* open_process_walk() {
     void* const memory = malloc(sizeof(process_walk));
-    DIR* const folder = memory != nullptr ? opendir("/proc") : nullptr;
-    if (folder == nullptr) {
-        leave_fault(memory == nullptr ? fault(fault_code::no_memory)
-                    : errno == ENOENT ? fault(fault_code::not_supported)
-                                      : last_fault());
-        const fault_keeper kept;
-        free(memory);
+    if (memory == nullptr) {
+        leave_fault(fault_code::no_memory);
         return nullptr;
     }
     auto* const walk = new (memory) process_walk;
-    walk->folder = folder;
-    walk->boot = nanoseconds_of(CLOCK_REALTIME) - nanoseconds_of(CLOCK_BOOTTIME);
-    walk->page = sysconf(_SC_PAGESIZE);
-    walk->ticks = processor_ticks_per_second();
-    return walk;
+    if (walk->folder.descriptor() >= 0)
+        return walk;
+    if (errno == ENOENT)
+        leave_fault(fault_code::not_supported);
+    free(memory);
+    return nullptr;
 }
 
 void close_process_walk(process_walk* walk) {
     if (walk == nullptr)
         return;
-    closedir(walk->folder);
     free(walk->arguments);
+    walk->~process_walk();
     free(walk);
 }
 
 bool find_listed_process(process_walk& walk, int number, listed_process& found) {
     const process_path path(number, "stat");
     const ssize_t size =
-        number > 0 ? read_file(dirfd(walk.folder), path.start, walk.text, sizeof walk.text) : 0;
+        number > 0 ? read_file(walk.folder.descriptor(), path.start, walk.text, sizeof walk.text) : 0;
     if (size < 0 && errno != ENOENT && errno != EACCES)
         return false;
     found.number = number;
-    return (size > 0 && parse(walk, static_cast<size_t>(size), found)) || fail_as_gone();
+    return (size > 0 && read_stat(walk, static_cast<size_t>(size), found)) || fail_as_gone();
 }
 
 int next_process(process_walk& walk, listed_process& found) {
-    for (;;) {
-        errno = 0;
-        const dirent* const entry = readdir(walk.folder);
-        if (entry == nullptr)
-            return errno == 0 ? 0 : -1;
-        const int number = number_of_entry(entry->d_name);
-        if (number == 0)
-            continue;
+    for (int number, step; (step = walk.folder.next(number)) != 0;) {
+        if (step < 0)
+            return -1;
         if (find_listed_process(walk, number, found))
             return 1;
         if (errno != ESRCH)
             return -1;
     }
+    return 0;
 }
 
 bool read_arguments(process_walk& walk, int number, size_t limit, argument_text& arguments) {
@@ -235,7 +188,8 @@ bool read_arguments(process_walk& walk, int number, size_t limit, argument_text&
         if (walk.argument_room < room && grow(walk, room) == nullptr)
             return false;
         // The last byte is for the end of a text that programs have written over theirs.
-        size = std::max<ssize_t>(read_file(dirfd(walk.folder), path.start, walk.arguments, room - 1), 0);
+        size =
+            std::max<ssize_t>(read_file(walk.folder.descriptor(), path.start, walk.arguments, room - 1), 0);
         if (static_cast<size_t>(size) < room - 1 || room == limit)
             break;
     }
@@ -262,15 +216,13 @@ bool signal_listed_process(process_walk& walk, const listed_process& process, in
 bool group_runs(int leader) {
     if (!signal_group(leader, 0) && errno == ESRCH)
         return false;
-    process_walk* const walk = open_process_walk();
-    if (walk == nullptr)
-        return errno != EMFILE && errno != ENFILE;
+    process_walk walk; // needs no memory
     listed_process found;
-    bool runs = false;
-    while (!runs && next_process(*walk, found) == 1)
-        runs = found.group == leader && found.state != 'Z' && found.state != 'X';
-    close_process_walk(walk);
-    return runs;
+    int step;
+    while ((step = next_process(walk, found)) == 1)
+        if (found.group == leader && found.state != 'Z' && found.state != 'X')
+            return true;
+    return step < 0; // nobody knows
 }
 
 namespace {
