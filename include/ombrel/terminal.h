@@ -174,7 +174,8 @@ OMBREL_API int ombrel_close_terminal(ombrel_terminal_t* terminal);
  * @brief Enters raw mode: each key comes at once, nothing is echoed, nothing has a meaning of its own. Line
  * feeds that are written still begin a new line.
  *
- * A terminal that was entered already takes the new flags.
+ * A terminal that was entered already takes the new flags. A program in the background is stopped until it
+ * comes to the foreground, as by any change of its terminal.
  * @param terminal the terminal
  * @param flags    bits
  * @return 0; -1 with a fault: def_ombrel_fault_busy when as many terminals as can be guarded (8) are entered,
@@ -200,9 +201,9 @@ OMBREL_API void ombrel_restore_terminals(void);
  *
  * What was written is shown first. A new size, and that the program was stopped and goes on, come as the keys
  * #def_ombrel_key_resized and #def_ombrel_key_resumed. A terminal that was not entered gives its keys when a
- * line is complete.
- * @param terminal         the terminal
- * @param key              receives the key
+ * line is complete. Programs that read no keys ask for the size, or attach an event to SIGWINCH (signal.h).
+ * @param terminal   the terminal
+ * @param key        receives the key
  * @param timeout_ms negative waits for ever, 0 looks once
  * @return 1 for a key; 0 when the input has ended, as after a hang-up; #def_ombrel_terminal_timeout; -1 with
  * a fault

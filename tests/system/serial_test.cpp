@@ -7,6 +7,7 @@
 #include <ombrel/serial.h>
 
 #include "support/descriptor_balance.h"
+#include "support/emulator.h"
 #include "support/heap_balance.h"
 #include "system/in_terminal.h"
 
@@ -47,6 +48,8 @@ TEST_F(Serial, SettingsAreWhatOthersSeeAndAreGivenBack) {
                  {4000000, 2, def_ombrel_serial_flow_hardware, " crtscts"},
                  {123456, 1, def_ombrel_serial_flow_software, " ixon "}};
     for (const auto& one : table) {
+        if (one.speed == 123456 && cannot_start_itself())
+            continue; // emulators know no odd speeds
         options_.m_speed = one.speed;
         options_.m_stop_bits = one.stop_bits;
         options_.m_flow = one.flow;

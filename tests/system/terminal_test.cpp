@@ -241,6 +241,12 @@ TEST_F(Terminal, RefusesWhatIsNone) {
     EXPECT_EQ(0, ombrel_get_terminal_colors(ends[0]));
     close(ends[0]);
     close(ends[1]);
+    EXPECT_EQ(nullptr, ombrel_open_terminal(ends[0], ends[1]));
+    EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
+    char line[4] = "old";
+    EXPECT_EQ(-1, ombrel_read_secret(ends[0], nullptr, line, sizeof line, 0));
+    EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
+    EXPECT_STREQ("", line);
     ombrel_key_t key;
     int columns = 0, rows = 0;
     EXPECT_EQ(-1, ombrel_terminal_read_key(nullptr, &key, 0));

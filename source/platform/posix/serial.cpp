@@ -122,7 +122,7 @@ bool apply(int descriptor, const termios& settings, uint32_t exact_speed) {
     do
         result = tcsetattr(descriptor, TCSANOW, &settings);
     while (result != 0 && errno == EINTR);
-    return result == 0 && (exact_speed == 0 || set_exact_speed(descriptor, exact_speed));
+    return result == 0 && (exact_speed == 0 || set_exact_speed(descriptor, exact_speed) || refused_by_kind());
 }
 
 /// A divider seldom meets a speed exactly; receivers bear this much.

@@ -9,7 +9,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "platform/clock.h"
 #include "platform/fault.h"
 #include "platform/file.h"
 #include "platform/posix/terminal_signals.h"

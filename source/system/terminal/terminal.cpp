@@ -6,6 +6,7 @@
 #include "core/heap_ptr.h"
 #include "core/wipe.h"
 #include "platform/file.h"
+#include "platform/poll.h"
 #include "platform/terminal.h"
 #include "platform/terminal_mode.h"
 #include "system/terminal/terminal_fault.h"
@@ -74,14 +75,25 @@ void give_sides_back(ombrel_terminal_t& terminal) {
         platform::close_descriptor(terminal.m_output);
 }
 
+bool is_open(int descriptor) {
+    const bool is_good = platform::is_open_descriptor(descriptor);
+    if (!is_good)
+        leave_fault(fault_code::bad_descriptor);
+    return is_good;
+}
+
+bool is_terminal(int descriptor) {
+    const bool is_good = platform::is_terminal(descriptor);
+    if (!is_good)
+        leave_fault(platform::no_terminal);
+    return is_good;
+}
+
 bool take_sides(ombrel_terminal_t& terminal, int input, int output) {
     if (!take_side(input, platform::terminal_side::input, terminal.m_input, terminal.m_owns_input) ||
         !take_side(output, platform::terminal_side::output, terminal.m_output, terminal.m_owns_output))
         return false;
-    if (platform::is_terminal(terminal.m_input))
-        return true;
-    leave_fault(platform::no_terminal);
-    return false;
+    return is_open(terminal.m_input) && is_open(terminal.m_output) && is_terminal(terminal.m_input);
 }
 
 bool ask_size(const ombrel_terminal_t& terminal, int& columns, int& rows) {
