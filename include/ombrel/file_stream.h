@@ -262,6 +262,8 @@ ombrel_open_file_stream_calls_tag(const ombrel_file_stream_calls_t* calls, void*
 
 /**
  * @brief Writes what is still held, closes the other side and frees the stream, whatever fails.
+ *
+ * The end of the program does it for no stream: what an open one holds is lost then.
  * @param stream the stream; null is accepted
  * @return 0; -1, with the first fault of a write that was not cleared, when bytes are lost or may be, and
  * when the other side's close fails
