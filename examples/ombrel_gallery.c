@@ -355,6 +355,14 @@ static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
     return result;
 }
 
+static const ombrel_argument_table_t table = {
+    .m_name = "ombrel_gallery",
+    .m_operands = "FOLDER",
+    .m_least_operands = 1,
+    .m_most_operands = 1,
+    .m_summary = "Draws pictures with the library and stores them in a folder.",
+};
+
 int main(int argc, char** argv) {
     static const struct {
         const char* name;
@@ -363,12 +371,11 @@ int main(int argc, char** argv) {
         {"shapes", shapes},         {"latin_text", latin_text}, {"hangul_text", hangul_text},
         {"color_bars", color_bars}, {"ruler", ruler},           {"color_interfaces", color_interfaces},
         {"windows", windows}};
-    if (argc != 2) {
-        ombrel_error_printf("usage: ombrel_gallery FOLDER\n");
-        return 2;
-    }
+    ombrel_arguments_t arguments;
+    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+        return arguments.m_exit_code;
     for (size_t i = 0; i < sizeof pictures / sizeof *pictures; i++)
-        if (store(argv[1], pictures[i].name, pictures[i].draw()) != 0)
+        if (store(arguments.m_operands[0], pictures[i].name, pictures[i].draw()) != 0)
             return 1;
     return 0;
 }
