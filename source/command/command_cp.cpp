@@ -62,8 +62,8 @@ bool copy_file(const char* from, const char* to, uint32_t flags) {
     if (ombrel_last_fault() == def_ombrel_fault_invalid)
         return refuse(from, "it is the copy's own file");
     const fault why = last_fault();
-    const bool is_target = ombrel_file_exists(from) == 1;
-    return refuse(is_target ? to : from, fault_text(why));
+    constexpr int to_read = 4;
+    return refuse(ombrel_check_file_access(from, to_read) == 0 ? to : from, fault_text(why));
 }
 
 bool copy_tree(const char* from, const char* to) {

@@ -133,9 +133,8 @@ bool tree_walk::may_enter() {
 }
 
 bool tree_walk::open_last() {
-    if (is_at_root())
-        return chain_.open(platform::by_path(), last_.name, link(), last_.name);
-    if (!chain_.enter(last_.name, link()))
+    if (is_at_root() ? !chain_.open(platform::by_path(), last_.name, link(), last_.name)
+                     : !chain_.enter(last_.name, link()))
         return false;
     const bool has_links = platform::has_hidden_links || wants(def_ombrel_walk_follow);
     return !has_links || !chain_.turns_back();
