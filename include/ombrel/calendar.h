@@ -222,17 +222,20 @@ OMBREL_API int ombrel_get_iso_weeks(int32_t year);
 /**
  * @brief Week of a date as ISO 8601 counts them: from Monday on, the first being that with the year's first
  * Thursday.
- * @param year, month, day the date
- * @param week_year        receives the year that the week belongs to; may be null
+ * @param year      the year
+ * @param month     1 to 12
+ * @param day       the day of the month
+ * @param week_year receives the year that the week belongs to; may be null
  * @return 1 to 53; -1 for a date that is none
  */
 OMBREL_API int ombrel_get_iso_week(int32_t year, int32_t month, int32_t day, int32_t* week_year);
 
 /**
  * @brief The date of a day of an ISO week.
- * @param week_year, week the week: 1 to as many as ombrel_get_iso_weeks() says
- * @param week_day        1 for Monday to 7 for Sunday
- * @param time            its date and days of week and year are set; the rest stays
+ * @param week_year the week's year
+ * @param week      1 to as many as ombrel_get_iso_weeks() says
+ * @param week_day  1 for Monday to 7 for Sunday
+ * @param time      its date and days of week and year are set; the rest stays
  * @return 0; -1
  */
 OMBREL_API int ombrel_set_iso_week(int32_t week_year, int32_t week, int32_t week_day,

@@ -41,7 +41,7 @@ public:
     void put_offset() {
         if (time_.m_offset == 0 && !has(def_ombrel_iso_numeric_offset))
             return out_.put('Z');
-        const int32_t offset = std::abs(time_.m_offset);
+        const int32_t offset = abs(time_.m_offset);
         out_.put(time_.m_offset < 0 ? '-' : '+');
         out_.put_pair(offset / 3600);
         put_separator(':');
@@ -61,7 +61,7 @@ private:
     }
 
     void put_year(int32_t year) {
-        const int32_t magnitude = std::abs(year);
+        const int32_t magnitude = abs(year);
         if (year < 0 || year > 9999)
             out_.put(year < 0 ? '-' : '+');
         if (magnitude >= 1'000'000)

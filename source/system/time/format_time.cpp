@@ -163,7 +163,7 @@ constexpr conversion conversions[] = {
     {'s', "",
      [](time_writer& to, how_t how) {
          const int64_t second = instant_of(to.time()).m_seconds;
-         return to.put_number(how, {static_cast<uint64_t>(std::abs(second)), 1, second < 0});
+         return to.put_number(how, {static_cast<uint64_t>(abs(second)), 1, second < 0});
      }},
     {'n', "", [](time_writer& to, how_t how) { return to.put_text(how, "\n"); }},
     {'t', "", [](time_writer& to, how_t how) { return to.put_text(how, "\t"); }},
@@ -312,7 +312,7 @@ bool time_writer::put_spaced(const directive& how, int32_t value) {
 }
 
 bool time_writer::put_year(const directive& how, int32_t value, int digits, bool is_negative) {
-    const auto magnitude = static_cast<uint64_t>(std::abs(value));
+    const auto magnitude = static_cast<uint64_t>(abs(value));
     const bool is_padded =
         (year_width_ >= 0 && year_width_ != digits) || (year_pad_ != 0 && year_pad_ != '+');
     if (how.is_plain() && !is_padded && !is_negative && magnitude <= (digits == 2 ? 99 : 9999)) {
@@ -380,7 +380,7 @@ bool time_writer::put_fraction(const directive& how) {
 }
 
 bool time_writer::put_offset(const directive& how) {
-    const auto offset = static_cast<uint64_t>(std::abs(time_.m_offset));
+    const auto offset = static_cast<uint64_t>(abs(time_.m_offset));
     const bool is_negative = time_.m_offset < 0 || (offset == 0 && time_.m_zone[0] == '-');
     const uint64_t hour = offset / 3600, minute = offset / 60 % 60, second = offset % 60;
     int colons = how.colons;
