@@ -6,11 +6,13 @@
 #include <ombrel/event_process.h>
 #include <ombrel/fault.h>
 #include <ombrel/process.h>
+#include <ombrel/short_lock.h>
 
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
 #include "platform/signal.h"
+#include "platform/terminal.h"
 
 namespace ombrel::command {
 
@@ -53,8 +55,9 @@ constexpr ombrel_argument_table_t table = {
     .m_least_operands = 1,
     .m_summary = "Runs a command with limits.",
     .m_notes =
-        "The command has the standard streams of this one, a group of its own, and inherits nothing else. "
-        "TERM, INT, HUP and QUIT are handed on to its group. When a limit is reached all of the group "
+        "The command has the standard streams of this one and inherits nothing else. With a limit, or "
+        "when standard input is no terminal, it has a group of its own, which is in the background of "
+        "a terminal. TERM, INT, HUP and QUIT are handed on to it. When a limit is reached all of the group "
         "is asked to end (TERM), and a second later ended. The exit code is the command's; 128 and the "
         "number of the signal that ended it; 124 when the time ran out; 125 when it printed too much "
         "or this one failed; 126 when the command cannot be run; 127 when it is not there.",
@@ -109,8 +112,9 @@ public:
             return refuse_start(arguments[0]);
         if (!watch())
             return fail(arguments[0]);
-        while (!is_over()) // also after a signal that is none of these
-            ombrel_event_base_loop(base_, def_ombrel_event_loop_once);
+        while (!is_over())
+            if (ombrel_event_base_loop(base_, def_ombrel_event_loop_once) != 0)
+                ombrel_load_balance(); // a signal that is none of these
         leave_events();
         if (failure_ == nullptr && !is_late_)
             return code_of_end();
@@ -155,10 +159,15 @@ private:
 
     void hand_on(int number) { ombrel_process_signal(process_, number); }
 
+    /// A group of its own would be in the background of a terminal. Without limits none is needed.
+    bool shares_terminal() const {
+        return limit_ns_ == 0 && bytes_left_ < 0 && platform::is_terminal(def_ombrel_process_input);
+    }
+
     bool start(char** arguments) {
         ombrel_process_options_t how;
         ombrel_init_process_options(&how);
-        how.m_flags = def_ombrel_process_own_group;
+        how.m_flags = shares_terminal() ? 0 : def_ombrel_process_own_group;
         if (bytes_left_ >= 0)
             how.m_output.m_kind = how.m_error.m_kind = def_ombrel_process_pipe;
         process_ = ombrel_open_process_tag(arguments, &how, "ombrel_multicall_run", __LINE__);

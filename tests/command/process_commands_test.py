@@ -119,7 +119,9 @@ class ListTest(unittest.TestCase):
         self.assertEqual(1, run("kill", self.name)[0])
         for wrong in ([], ["a", "b"], ["-s", "NOTHING", "a"], ["-s"]):
             self.assertEqual((2, b""), run("kill", *wrong)[:2])
-        self.assertEqual(1, run("kill", "ombrel_tuk")[0], "never itself")
+        itself = os.path.join(os.path.dirname(self.program), f"ombrel_{os.getpid()}_kills")
+        os.symlink(TOOL, itself)
+        self.assertEqual(1, subprocess.run([itself, "kill", os.path.basename(itself)[:15] + "*"], stderr=subprocess.DEVNULL).returncode)
 
 
 if __name__ == "__main__":

@@ -46,7 +46,7 @@ bool close_between(int first, int last) {
 /// Kernels before 5.9 and filters of calls know no ranges.
 bool close_listed(int first, int except) {
     directory_reader list("/proc/self/fd");
-    int descriptor, step;
+    int descriptor = -1, step;
     while ((step = list.next(descriptor)) == 1)
         if (descriptor >= first && descriptor != except && descriptor != list.descriptor())
             close(descriptor);

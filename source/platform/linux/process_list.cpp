@@ -168,7 +168,7 @@ bool find_listed_process(process_walk& walk, int number, listed_process& found) 
 }
 
 int next_process(process_walk& walk, listed_process& found) {
-    for (int number, step; (step = walk.folder.next(number)) != 0;) {
+    for (int number = 0, step; (step = walk.folder.next(number)) != 0;) {
         if (step < 0)
             return -1;
         if (find_listed_process(walk, number, found))
