@@ -75,25 +75,6 @@ void with_timegm(benchmark::State& state) {
             benchmark::DoNotOptimize(timegm(&time));
 }
 
-void to_local(benchmark::State& state) {
-    for (auto _ : state)
-        for (const int64_t moment : moments()) {
-            const ombrel_instant_t instant{moment, 0};
-            ombrel_civil_time_t time;
-            ombrel_make_local_time(&instant, &time);
-            benchmark::DoNotOptimize(time);
-        }
-}
-
-void with_localtime(benchmark::State& state) {
-    for (auto _ : state)
-        for (const time_t moment : moments()) {
-            tm time;
-            localtime_r(&moment, &time);
-            benchmark::DoNotOptimize(time);
-        }
-}
-
 constexpr const char* formats[] = {"%Y-%m-%d %H:%M:%S", "%a, %d %b %Y %H:%M:%S GMT", "%A %B %e %I:%M %p"};
 
 void to_text(benchmark::State& state) {
@@ -136,8 +117,6 @@ BENCHMARK(to_civil)->Name("calendar from seconds|ombrel");
 BENCHMARK(with_gmtime)->Name("calendar from seconds|gmtime_r");
 BENCHMARK(from_civil)->Name("calendar to seconds|ombrel");
 BENCHMARK(with_timegm)->Name("calendar to seconds|timegm");
-BENCHMARK(to_local)->Name("calendar local time|ombrel");
-BENCHMARK(with_localtime)->Name("calendar local time|localtime_r");
 BENCHMARK(to_text)->Name("calendar to text|ombrel");
 BENCHMARK(with_strftime)->Name("calendar to text|strftime");
 BENCHMARK(parse_http)->Name("calendar from HTTP date|ombrel");

@@ -113,7 +113,7 @@ TEST(FtpCommand, IsOneLine) {
     } line{{}, '!'};
     for (const auto& each : cases) {
         const size_t size = write_ftp_command(line.room, each.verb, each.argument);
-        EXPECT_EQ(std::string(line.room, size), each.expected);
+        EXPECT_EQ(each.expected, std::string(line.room, size));
     }
     for (const std::string& bad : texts(longest + "x", "a\r"s, "\nb"s, "a\0b"s))
         EXPECT_EQ(0u, write_ftp_command(line.room, "RETR", bad)) << bad;

@@ -14,8 +14,8 @@ namespace ombrel_test {
 class capture : no_copy {
 public:
     explicit capture(FILE* stream)
-        : stream_(stream), descriptor_(fileno(stream)), written_(fopen(path_.c_str(), "wb")),
-          read_(fopen(path_.c_str(), "rb")) {
+        : stream_(stream), descriptor_(fileno(stream)), written_(std::fopen(path_.c_str(), "wb")),
+          read_(std::fopen(path_.c_str(), "rb")) {
         std::remove(path_.c_str()); // where the system lets go of a file that is open
         std::fflush(stream_);
         saved_ = dup(descriptor_);

@@ -62,7 +62,7 @@ inline void remove_all(const std::string& path) {
 inline constexpr char separator[] = "/";
 
 inline std::FILE* open_stream(const std::string& path, const char* mode) {
-    return fopen(path.c_str(), mode);
+    return std::fopen(path.c_str(), mode);
 }
 inline int make_directory(const std::string& path) {
     return mkdir(path.c_str(), 0700);

@@ -14,7 +14,7 @@ inline std::string temporary_path() {
 #else
     constexpr char variable[] = "TMPDIR", otherwise[] = "/tmp", prefix[] = "/ombrel_test_";
 #endif
-    const char* const folder = getenv(variable);
+    const char* const folder = std::getenv(variable);
     std::random_device random;
     return std::string(folder != nullptr ? folder : otherwise) + prefix + std::to_string(random()) + "_" +
            std::to_string(random());

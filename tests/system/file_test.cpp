@@ -368,7 +368,7 @@ TEST_F(File, LoadsUpToALimit) {
         EXPECT_EQ(limit == 6 ? def_ombrel_fault_too_large : 0, fault_of(loaded)) << limit;
         if (loaded == nullptr)
             continue;
-        EXPECT_EQ(std::string(loaded, size + 1), bytes + '\0');
+        EXPECT_EQ(bytes + '\0', std::string(loaded, size + 1));
         ombrel_free(loaded);
     }
     const opened file(path, reads);

@@ -49,7 +49,7 @@ std::map<string, int64_t> figures_of(const char* path) {
 
 /// Whether two looks at what changes all the time saw much the same.
 bool are_near(int64_t a, int64_t b) {
-    return abs(a - b) < 256 << 20;
+    return std::abs(a - b) < 256 << 20;
 }
 
 /// The figure in which a look differs from the kernel's text or from free, or null.

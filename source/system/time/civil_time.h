@@ -44,6 +44,10 @@ constexpr split_number split(int64_t value, int32_t unit) {
             static_cast<int32_t>(value % unit) + (is_rounded_up ? unit : 0)};
 }
 
+constexpr uint64_t magnitude_of(int64_t value) {
+    return value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+}
+
 inline bool is_instant(const ombrel_instant_t* instant) {
     return instant != nullptr && instant->m_nanoseconds >= 0 &&
            instant->m_nanoseconds < nanoseconds_per_second;

@@ -154,8 +154,7 @@ int ombrel_format_duration(char* buf, size_t size, int64_t nanoseconds, int digi
     counted_text out(buf, size);
     if (digits < def_ombrel_calendar_all_digits || digits > 9)
         return refuse();
-    const uint64_t magnitude =
-        nanoseconds < 0 ? -static_cast<uint64_t>(nanoseconds) : static_cast<uint64_t>(nanoseconds);
+    const uint64_t magnitude = magnitude_of(nanoseconds);
     const uint64_t seconds = magnitude / nanoseconds_per_second;
     const auto second = static_cast<int32_t>(seconds % seconds_per_day);
     if (nanoseconds < 0)

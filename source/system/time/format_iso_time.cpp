@@ -1,7 +1,5 @@
 #include <ombrel/calendar.h>
 
-#include <cstdlib>
-
 #include "system/time/civil_time.h"
 #include "system/time/counted_text.h"
 #include "system/time/iso_week.h"
@@ -41,7 +39,7 @@ public:
     void put_offset() {
         if (time_.m_offset == 0 && !has(def_ombrel_iso_numeric_offset))
             return out_.put('Z');
-        const int32_t offset = abs(time_.m_offset);
+        const auto offset = static_cast<int32_t>(magnitude_of(time_.m_offset));
         out_.put(time_.m_offset < 0 ? '-' : '+');
         out_.put_pair(offset / 3600);
         put_separator(':');
@@ -61,7 +59,7 @@ private:
     }
 
     void put_year(int32_t year) {
-        const int32_t magnitude = abs(year);
+        const auto magnitude = static_cast<int32_t>(magnitude_of(year));
         if (year < 0 || year > 9999)
             out_.put(year < 0 ? '-' : '+');
         if (magnitude >= 1'000'000)

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <iterator>
 #include <string_view>
 
@@ -63,6 +62,7 @@ public:
     bool put_offset(const directive& how);
 
 private:
+    bool has_plain_year() const;
     size_t put_first(const conversion* plain, std::string_view format);
     bool convert(const directive& how, char letter);
     bool put_modified_number(const directive& how, char letter);
@@ -163,7 +163,7 @@ constexpr conversion conversions[] = {
     {'s', "",
      [](time_writer& to, how_t how) {
          const int64_t second = instant_of(to.time()).m_seconds;
-         return to.put_number(how, {static_cast<uint64_t>(abs(second)), 1, second < 0});
+         return to.put_number(how, {magnitude_of(second), 1, second < 0});
      }},
     {'n', "", [](time_writer& to, how_t how) { return to.put_text(how, "\n"); }},
     {'t', "", [](time_writer& to, how_t how) { return to.put_text(how, "\t"); }},
@@ -178,6 +178,9 @@ constexpr std::array<uint8_t, 256> conversion_places = [] {
     return places;
 }();
 
+/// Which is looked for as often as those of two digits.
+constexpr const conversion& year_conversion = conversions[conversion_places['Y'] - 1];
+
 /// Null for a letter that is none.
 const conversion* find_conversion(char letter) {
     const uint8_t place = conversion_places[static_cast<unsigned char>(letter)];
@@ -186,6 +189,7 @@ const conversion* find_conversion(char letter) {
 
 void time_writer::format(std::string_view format) {
     hasty_text out(out_);
+    const bool is_year_plain = has_plain_year();
     const char* at = format.data();
     const char* const end = at + format.size();
     while (at != end) {
@@ -193,10 +197,16 @@ void time_writer::format(std::string_view format) {
             out.put(*at++);
             continue;
         }
-        // Most conversions are a letter alone, and most of those two digits.
+        // Most conversions are a letter alone, and most of those digits.
         const conversion* const plain = end - at > 1 ? find_conversion(at[1]) : nullptr;
         if (plain != nullptr && plain->pair != nullptr) {
             out.put_pair(time_.*plain->pair);
+            at += 2;
+            continue;
+        }
+        if (is_year_plain && plain == &year_conversion) {
+            out.put_pair(time_.m_year / 100);
+            out.put_pair(time_.m_year % 100);
             at += 2;
             continue;
         }
@@ -312,20 +322,18 @@ bool time_writer::put_spaced(const directive& how, int32_t value) {
 }
 
 bool time_writer::put_year(const directive& how, int32_t value, int digits, bool is_negative) {
-    const auto magnitude = static_cast<uint64_t>(abs(value));
-    const bool is_padded =
-        (year_width_ >= 0 && year_width_ != digits) || (year_pad_ != 0 && year_pad_ != '+');
-    if (how.is_plain() && !is_padded && !is_negative && magnitude <= (digits == 2 ? 99 : 9999)) {
-        if (digits == 4)
-            out_.put_pair(static_cast<int32_t>(magnitude / 100));
-        out_.put_pair(static_cast<int32_t>(magnitude % 100));
-        return true;
-    }
+    const uint64_t magnitude = magnitude_of(value);
     directive padded = how;
     padded.pad = how.pad == 0 ? year_pad_ : how.pad;
     padded.width = how.width < 0 ? year_width_ : how.width;
     const bool is_long = magnitude > (digits == 2 ? 99 : 9999) || padded.width > digits;
     return put_number(padded, {magnitude, digits, is_negative, padded.pad == '+' && is_long});
+}
+
+/// Whether the year alone is four digits here.
+bool time_writer::has_plain_year() const {
+    const bool is_plain = year_width_ < 0 ? year_pad_ == 0 : year_width_ == 4 && year_pad_ == '+';
+    return is_plain && time_.m_year >= 0 && time_.m_year <= 9999;
 }
 
 /// By design: flags and width are for the text that the number makes, and years are no longer than they are.
@@ -380,7 +388,7 @@ bool time_writer::put_fraction(const directive& how) {
 }
 
 bool time_writer::put_offset(const directive& how) {
-    const auto offset = static_cast<uint64_t>(abs(time_.m_offset));
+    const uint64_t offset = magnitude_of(time_.m_offset);
     const bool is_negative = time_.m_offset < 0 || (offset == 0 && time_.m_zone[0] == '-');
     const uint64_t hour = offset / 3600, minute = offset / 60 % 60, second = offset % 60;
     int colons = how.colons;
