@@ -241,6 +241,20 @@ TEST(Options, TablesLimitOperandsAndNameCommands) {
     EXPECT_EQ(&clear, result.m_table);
 }
 
+TEST(Options, TypesServeOperandsToo) {
+    const ombrel_argument_option_t port = {.m_kind = def_ombrel_argument_integer, .m_most = 65535};
+    const ombrel_argument_option_t any = {.m_kind = def_ombrel_argument_listed};
+    int value = 7;
+    EXPECT_EQ(0, ombrel_parse_argument_value(&port, "65535", &value));
+    EXPECT_EQ(65535, value);
+    for (const char* const text : {"65536", "-1", "", "1 ", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(-1, ombrel_parse_argument_value(&port, text, &value));
+    EXPECT_EQ(-1, ombrel_parse_argument_value(&any, "1", &value));
+    EXPECT_EQ(-1, ombrel_parse_argument_value(nullptr, "1", &value));
+    EXPECT_EQ(-1, ombrel_parse_argument_value(&port, "1", nullptr));
+    EXPECT_EQ(65535, value);
+}
+
 // Beside a model that sorts with memory of its own.
 TEST(Options, ComeBeforeOperandsInTheirOrder) {
     std::mt19937 random(3);
@@ -349,6 +363,8 @@ TEST(OptionHelp, AndComplaintsGoWhereProgramsPrintThem) {
     EXPECT_EQ(0, exit_code);
     EXPECT_EQ("small: unknown option \"-%\"\nusage: small [FILE]\n>", take(table, "-%", exit_code));
     EXPECT_EQ(2, exit_code);
+    EXPECT_EQ(-1, ombrel_print_argument_help(nullptr));
+    EXPECT_EQ(nullptr, ombrel_alloc_argument_help(nullptr, 80));
     const ombrel_test::error_output errors;
     EXPECT_EQ(2, ombrel_refuse_arguments(&table, "%d is too many", 3));
     EXPECT_EQ("small: 3 is too many\nusage: small [FILE]\n", errors.text());
