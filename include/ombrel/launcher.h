@@ -150,6 +150,14 @@ typedef int (*ombrel_launcher_output_handler_t)(ombrel_launcher_t* launcher, int
 /** Flag: output is handed over in bytes as they come, not in lines. */
 #define def_ombrel_launcher_bytes 1u
 
+/** @name Parts of an opening, of which one has failed
+ * @{
+ */
+#define def_ombrel_launcher_part_program 0   /**< the program, or the launcher as a whole */
+#define def_ombrel_launcher_part_directory 1 /**< the directory */
+#define def_ombrel_launcher_part_log 2       /**< the log */
+/** @} */
+
 /** How a launcher works. Texts and the environment are copied. Times are milliseconds. */
 typedef struct ombrel_launcher_options_ts {
     /** #def_ombrel_launcher_bytes or, at first, 0. */
@@ -189,6 +197,9 @@ typedef struct ombrel_launcher_options_ts {
     int64_t m_log_size;
     /** How many renamed files are kept, 99 at most; at first 4; 0 empties the file. */
     uint32_t m_log_count;
+    /** Receives def_ombrel_launcher_part_* when opening fails for a reason other than nonsense; null, as at
+     * first, to do without. */
+    int* m_failed_part;
 } ombrel_launcher_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */

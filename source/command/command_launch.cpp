@@ -234,10 +234,13 @@ int fail(ombrel_daemon_t* daemon, const char* what, int exit_code) {
     return exit_code;
 }
 
-int fail_to_start(ombrel_daemon_t* daemon, const char* command) {
-    const int why = ombrel_last_fault();
-    return fail(daemon, command,
-                why == def_ombrel_fault_not_found ? exit_code_not_there : exit_code_not_runnable);
+int fail_to_start(ombrel_daemon_t* daemon, const launch_choice& choice, const char* command, int part) {
+    if (part == def_ombrel_launcher_part_directory)
+        return fail(daemon, choice.launcher.m_directory, def_ombrel_multicall_exit_failed);
+    if (part == def_ombrel_launcher_part_log)
+        return fail(daemon, choice.launcher.m_log_path, def_ombrel_multicall_exit_failed);
+    const bool is_missing = ombrel_last_fault() == def_ombrel_fault_not_found;
+    return fail(daemon, command, is_missing ? exit_code_not_there : exit_code_not_runnable);
 }
 
 /// Launches the command and stays until it runs no more.
@@ -249,11 +252,13 @@ int supervise(ombrel_daemon_t* daemon, ombrel_event_base_t* base, const launch_c
     wanted.m_restart_limit = static_cast<uint32_t>(std::max(choice.restarts, 0));
     if (choice.restarts == 0)
         wanted.m_restart = def_ombrel_launcher_restart_never;
+    int failed_part;
+    wanted.m_failed_part = &failed_part;
     wanted.m_handler = watch_launcher;
     wanted.m_context = &watch;
     watch.launcher = ombrel_open_launcher(command, &wanted);
     if (watch.launcher == nullptr)
-        return fail_to_start(daemon, command[0]);
+        return fail_to_start(daemon, choice, command[0], failed_part);
     ombrel_daemon_ready(daemon);
     constexpr int moment_ms = 100;
     while (ombrel_event_base_loop(base, 0) != 0 && ombrel_launcher_wait(watch.launcher, moment_ms) == 0)

@@ -268,6 +268,7 @@ class MulticallTest(unittest.TestCase):
             (137, b"", "-r0", "--", "sh", "-c", "kill -9 $$"), (127, b"", "no_such_program"), (126, b"", "./one"),
             (2, b""), (2, b"", "--stop"), (2, b"", "-f", "0", "true"), (3, b"", "-p", "pid", "--status"),
             (127, b"", "-b", "-p", "pid", "no_such_program"), (1, b"", "-p", "no_folder/pid", "true"),
+            (1, b"", "-o", "no_folder/log", "true"), (1, b"", "-d", "no_folder", "true"),
         ):
             self.assertEqual((status, output), run(TOOL, "launch", "-q", *arguments)[:2], arguments)
         self.assertIn("with exit code 4\n", run(TOOL, "launch", "-r0", "--", "sh", "-c", "exit 4")[2])

@@ -253,8 +253,15 @@ TEST_F(Launcher, RefusesNonsense) {
     options = good;
     const std::string nowhere = folder / "nowhere/log";
     options.m_log_path = nowhere.c_str();
+    int part = -1;
+    options.m_failed_part = &part;
     EXPECT_EQ(nullptr, open_child("hang"));
     EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
+    EXPECT_EQ(def_ombrel_launcher_part_log, part);
+    options.m_log_path = nullptr;
+    options.m_directory = nowhere.c_str();
+    EXPECT_EQ(nullptr, open_child("hang"));
+    EXPECT_EQ(def_ombrel_launcher_part_directory, part);
     EXPECT_TRUE(all_told.empty());
     EXPECT_EQ(-1, ombrel_init_launcher_options(nullptr));
     EXPECT_EQ(-1, ombrel_launcher_wait(nullptr, 0));

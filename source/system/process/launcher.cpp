@@ -100,17 +100,27 @@ bool is_own_thread(const ombrel_launcher_t& launcher) {
 }
 
 /// Everything but the child and the thread.
-bool prepare(ombrel_launcher_t& launcher, const char* const* arguments, const call_site& caller) {
-    if (!copy_texts(launcher, arguments, caller) || !open_log(launcher, caller) || !open_pipes(launcher))
+/// @param failed_part receives what it failed at, if not at the whole
+bool prepare(ombrel_launcher_t& launcher, const char* const* arguments, const call_site& caller,
+             int& failed_part) {
+    if (!copy_texts(launcher, arguments, caller) || !open_pipes(launcher))
         return false;
+    if (!open_log(launcher, caller)) {
+        failed_part = def_ombrel_launcher_part_log;
+        return false;
+    }
     if (launcher.plan.prepare(rules_of(launcher.options), caller))
         return true;
     return fail_by(fault_code::no_memory, false);
 }
 
-bool begin(ombrel_launcher_t& launcher) {
-    if (!start_child(launcher))
+bool begin(ombrel_launcher_t& launcher, int& failed_part) {
+    int part_of_start;
+    if (!start_child(launcher, &part_of_start)) {
+        if (part_of_start == def_ombrel_process_part_directory)
+            failed_part = def_ombrel_launcher_part_directory;
         return false;
+    }
     launcher.service = ombrel_open_service_ex("launcher", run_service, &launcher, 0);
     if (launcher.service != nullptr)
         return true;
@@ -157,7 +167,12 @@ ombrel_launcher_t* ombrel_open_launcher_tag(const char* const* arguments,
     launcher_holder launcher(wanted, caller);
     if (!launcher)
         return fail_by<ombrel_launcher_t*>(fault_code::no_memory, nullptr);
-    return prepare(*launcher, arguments, caller) && begin(*launcher) ? launcher.release() : nullptr;
+    int failed_part = def_ombrel_launcher_part_program;
+    if (prepare(*launcher, arguments, caller, failed_part) && begin(*launcher, failed_part))
+        return launcher.release();
+    if (wanted.m_failed_part != nullptr)
+        *wanted.m_failed_part = failed_part;
+    return nullptr;
 }
 
 int ombrel_launcher_wait(ombrel_launcher_t* launcher, int timeout_ms) {

@@ -40,7 +40,8 @@ struct ombrel_launcher_ts {
 namespace ombrel::system {
 
 /// Starts the child: for the first time by the opener, later by the thread. False with its fault.
-bool start_child(ombrel_launcher_t& launcher);
+/// @param failed_part receives what it failed at (def_ombrel_process_part_*); may be null
+bool start_child(ombrel_launcher_t& launcher, int* failed_part = nullptr);
 
 /// Ends the child by force and forgets it.
 void end_child(ombrel_launcher_t& launcher);

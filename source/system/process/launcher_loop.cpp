@@ -198,8 +198,9 @@ void end(ombrel_launcher_t& launcher, int reason) {
 
 } // namespace
 
-bool start_child(ombrel_launcher_t& launcher) {
-    const ombrel_process_options_t options = process_options(launcher);
+bool start_child(ombrel_launcher_t& launcher, int* failed_part) {
+    ombrel_process_options_t options = process_options(launcher);
+    options.m_failed_part = failed_part;
     ombrel_process_t* const child =
         ombrel_open_process_tag(launcher.arguments.get(), &options, "ombrel_open_launcher_tag", __LINE__);
     const int why = child == nullptr ? ombrel_last_fault() : 0;
