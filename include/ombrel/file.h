@@ -433,6 +433,8 @@ OMBREL_API int ombrel_copy_file(const char* from, const char* to, uint32_t flags
 
 /**
  * @brief Renames a file or directory; a target that is there is replaced in one step.
+ *
+ * Two names of one file both stay, as POSIX has it.
  * @param from  the old path; a symbolic link itself is renamed
  * @param to    the new one
  * @param flags 0 or #def_ombrel_file_no_replace

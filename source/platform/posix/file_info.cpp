@@ -48,6 +48,8 @@ void take(const struct statx& status, ombrel_file_info_t& info) {
         info.m_created = instant_of(status.stx_btime);
 }
 
+constexpr int of_descriptor = AT_EMPTY_PATH;
+
 bool get_info(int directory, const char* path, int flags, ombrel_file_info_t& info) {
     struct statx status;
     if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
@@ -61,6 +63,8 @@ bool get_info(int directory, const char* path, int flags, ombrel_file_info_t& in
 ombrel_instant_t instant_of(const timespec& time) {
     return {time.tv_sec, static_cast<int32_t>(time.tv_nsec)};
 }
+
+constexpr int of_descriptor = 0; // an empty path says it
 
 bool get_info(int directory, const char* path, int flags, ombrel_file_info_t& info) {
     struct stat status;
@@ -84,8 +88,6 @@ bool get_info(int directory, const char* path, int flags, ombrel_file_info_t& in
             .m_has_created = 0};
     return true;
 }
-constexpr int AT_EMPTY_PATH = 0;
-
 #endif
 
 /// Both times as the host takes them.
@@ -150,7 +152,7 @@ bool get_file_info(const char* path, at_link link, ombrel_file_info_t& info) {
 }
 
 bool get_file_info(int descriptor, ombrel_file_info_t& info) {
-    return get_info(descriptor, "", AT_EMPTY_PATH, info);
+    return get_info(descriptor, "", of_descriptor, info);
 }
 
 bool has_file_rights(const char* path, int rights) {

@@ -5,6 +5,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#if defined(__linux__)
+#include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 #include "platform/environment.h"
@@ -58,8 +61,9 @@ bool rename_by_link(const char* from, const char* to) {
 }
 
 bool rename_to_new(const char* from, const char* to) {
-#if defined(RENAME_NOREPLACE)
-    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
+#if defined(SYS_renameat2) // not every C library has a function for it
+    constexpr unsigned refuse_to_replace = 1;
+    if (syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, refuse_to_replace) == 0)
         return true;
     if (errno != EINVAL && errno != ENOSYS)
         return false;
