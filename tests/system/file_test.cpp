@@ -351,9 +351,9 @@ TEST_F(File, HasLongPathsAndNamesOfAnyLanguage) {
     EXPECT_EQ(0, ombrel_copy_file(file.c_str(), copy.c_str(), def_ombrel_file_keep_mode, nullptr, nullptr));
     EXPECT_EQ(0, ombrel_rename_file(copy.c_str(), file.c_str(), 0));
     EXPECT_EQ("text", text_of(static_cast<char*>(ombrel_alloc_load_file(file.c_str(), 0, nullptr))));
-    char* const canonical = ombrel_alloc_canonical_path(file.c_str());
-    EXPECT_EQ(info_of(file).m_serial, info_of(canonical).m_serial);
-    ombrel_free(canonical);
+    const std::string canonical = text_of(ombrel_alloc_canonical_path(file.c_str()));
+    EXPECT_TRUE(is_wine() ||
+                info_of(file).m_serial == info_of(canonical).m_serial); // it has the old limit there
     for (std::string at_path = file; at_path.size() > folder.path().size();
          at_path.resize(at_path.rfind('/')))
         EXPECT_EQ(0, at_path == file ? ombrel_remove_file(file.c_str())
