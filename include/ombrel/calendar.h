@@ -379,12 +379,12 @@ OMBREL_API int ombrel_format_http_date(char* buf, size_t size, const ombrel_inst
  * four digits, or a sign and four to seven ("-0044-03-15", "+12026-03-01"); with a sign the separators are
  * needed, as one could not tell where the year ends.
  *
- * A time follows after "T", "t" or a space: "12:30:00", "12:30", "12", without colons too if the date is
- * without separators; the last of them may have a fraction after a point or comma ("12:30.5"), whose digits
- * beyond the ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second, is read
- * where a day of UTC ends with it, and is the first of the next minute. An offset may follow, also after a
- * space: "Z", "z", "UTC", "GMT", "+01:00", "+0100", "+01", with seconds too ("+01:00:30"), by up to 23:59:59;
- * RFC 3339's unknown offset "-00:00" is that of UTC.
+ * A time follows a day after "T", "t" or a space: "12:30:00", "12:30", "12", without colons too if the date
+ * is without separators; the last of them may have a fraction after a point or comma ("12:30.5"), whose
+ * digits beyond the ninth of a second are dropped. "24:00:00" is the day's end. A second 60, a leap second,
+ * is read where a day of UTC ends with it, and is the first of the next minute. An offset may follow, also
+ * after a space: "Z", "z", "UTC", "GMT", "+01:00", "+0100", "+01", with seconds too ("+01:00:30"), by up to
+ * 23:59:59; RFC 3339's unknown offset "-00:00" is that of UTC.
  * @param text     the text
  * @param flags    #def_ombrel_parse_rfc3339 or 0
  * @param time     receives the time, all fields in range; midnight and offset 0 where the text has none

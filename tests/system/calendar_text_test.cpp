@@ -164,6 +164,8 @@ TEST(IsoTime, IsReadInEachForm) {
         {"+1000001-01-01", 0, nullptr, 1},
         {"+20260301", 0, nullptr, 1},
         {"2026-03-01T", 0, nullptr, 11},
+        {"2026-03T12", 0, nullptr, 7},
+        {"2026W09T12", 0, nullptr, 7},
         {"2026-03-01T1230", 0, nullptr, 13},
         {"2026-03-01T12:60", 0, nullptr, 14},
         {"2026-03-01T12:30:61", 0, nullptr, 17},

@@ -39,6 +39,9 @@ public:
         return take('-') && take_extended_date(sign < 0 ? -year : year, time);
     }
 
+    /// Whether a time can follow the date.
+    bool is_whole_day() const { return is_whole_day_; }
+
     bool take_clock(ombrel_civil_time_t& time) {
         if (!take_number(2, 0, 24, time.m_hour))
             return false;
@@ -65,7 +68,10 @@ private:
             return take_week_date(year, true, time);
         if (count_digits() == 3)
             return take_year_day(year, time);
-        return take_month(year, time) && (!take('-') || take_day(time));
+        if (!take_month(year, time))
+            return false;
+        is_whole_day_ = take('-');
+        return !is_whole_day_ || take_day(time);
     }
 
     bool take_week_date(int32_t year, bool is_extended, ombrel_civil_time_t& time) {
@@ -73,9 +79,9 @@ private:
         take('W');
         if (!take_number(2, 1, iso_weeks(year), week))
             return false;
-        if (is_extended ? take('-') : sees_digit())
-            if (!take_number(1, 1, 7, day))
-                return false;
+        is_whole_day_ = is_extended ? take('-') : sees_digit();
+        if (is_whole_day_ && !take_number(1, 1, 7, day))
+            return false;
         return ombrel_set_iso_week(year, week, day, &time) == 0;
     }
 
@@ -109,6 +115,7 @@ private:
     }
 
     bool is_extended_ = false; // as the date was
+    bool is_whole_day_ = true; // and not a month or a week
 };
 
 /// How much of a text is of a shape.
@@ -148,7 +155,7 @@ bool has_rfc3339_shape(std::string_view text, size_t& at) {
 }
 
 bool take_time_and_offset(iso_reader& reader, ombrel_civil_time_t& time, uint32_t& given) {
-    if (!reader.take_letter('t') && !reader.take(' '))
+    if (!reader.is_whole_day() || (!reader.take_letter('t') && !reader.take(' ')))
         return false;
     given = def_ombrel_given_time;
     if (!reader.take_clock(time))
