@@ -24,6 +24,7 @@
 #include <ombrel/scan.h>
 
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -378,11 +379,27 @@ TEST_F(FileStream, GoesOnAfterWhatPasses) {
     }
 }
 
+TEST_F(FileStream, TellsAFailedReadFromTheEnd) {
+    string_side side{.bytes = "ab", .failures = 1, .fault = def_ombrel_fault_input_output};
+    ombrel_file_stream_t* const stream = side.open("r");
+    EXPECT_EQ(-1, ombrel_file_stream_get_byte(stream) + ombrel_file_stream_is_at_end(stream));
+    EXPECT_EQ(def_ombrel_fault_input_output, ombrel_file_stream_get_fault(stream));
+    EXPECT_EQ("ab", rest_of(stream));
+    EXPECT_EQ(def_ombrel_fault_input_output, ombrel_file_stream_get_fault(stream)); // until it is cleared
+    EXPECT_EQ(0, ombrel_file_stream_clear(stream));
+    EXPECT_EQ(def_ombrel_fault_none, ombrel_file_stream_get_fault(stream));
+    EXPECT_EQ(0, ombrel_close_file_stream(stream));
+}
+
 TEST_F(FileStream, TellsOfLostWritesAtTheLatestWhenClosed) {
     string_side side{.bytes = "", .fault = def_ombrel_fault_no_space};
     const auto options = options_of(4);
     for (const bool cleared : {false, true}) {
-        side = {.bytes = "", .most = 3, .failures = 1, .fault = def_ombrel_fault_no_space, .good_calls = 1};
+        side = {.bytes = "",
+                .most = cleared ? 1u : 3u,
+                .failures = 1,
+                .fault = def_ombrel_fault_no_space,
+                .good_calls = 1};
         ombrel_file_stream_t* const stream = side.open("w", &options);
         EXPECT_EQ(4, ombrel_file_stream_write(stream, "abc", 3) + ombrel_file_stream_write(stream, "d", 1));
         EXPECT_EQ(-1, ombrel_file_stream_put_byte(stream, 'e'));
@@ -408,6 +425,8 @@ TEST_F(FileStream, TakesNothingThatItCouldNotHandOn) {
         EXPECT_EQ(-1, ombrel_file_stream_put_byte(stream, '\n'));
         side.failures = 1;
         EXPECT_EQ(-1, ombrel_file_stream_printf(stream, "%s\n", "lost"));
+        side.failures = 1;
+        EXPECT_EQ(-1, ombrel_file_stream_write_text(stream, string(100, 'x').c_str()));
         EXPECT_EQ(5, ombrel_file_stream_write_text(stream, "kept\n"));
         EXPECT_EQ("kept\n", side.bytes);
         EXPECT_EQ(-1, ombrel_close_file_stream(stream));
@@ -558,9 +577,10 @@ TEST_F(FileStream, ReadsWhatAPipeHas) {
     ombrel_file_stream_t* const in = ombrel_open_file_stream_descriptor(ends[0], "r", nullptr);
     ombrel_file_stream_t* const out = ombrel_open_file_stream_descriptor(ends[1], "w", nullptr);
     char bytes[100000];
-    EXPECT_EQ(4, ombrel_file_stream_write_text(out, "some"));
+    EXPECT_EQ(5, ombrel_file_stream_write_text(out, "some\n"));
+    EXPECT_EQ(def_ombrel_pipe_timeout, ombrel_pipe_read(ends[0], bytes, 1, 0)); // it is no terminal
     EXPECT_EQ(0, ombrel_file_stream_flush(out));
-    EXPECT_EQ(4, ombrel_file_stream_read_some(in, bytes, sizeof bytes)); // does not wait for more
+    EXPECT_EQ(5, ombrel_file_stream_read_some(in, bytes, sizeof bytes)); // does not wait for more
     EXPECT_EQ(-1, ombrel_file_stream_seek(in, 0, def_ombrel_file_seek_start));
     EXPECT_EQ(def_ombrel_fault_not_seekable, ombrel_last_fault());
     EXPECT_EQ(0, ombrel_file_stream_flush(in));
@@ -591,7 +611,7 @@ TEST_F(FileStream, KeepsToMemoryOfAFixedSize) {
     EXPECT_EQ(0, ombrel_file_stream_seek(stream, 0, def_ombrel_file_seek_start));
     EXPECT_EQ('!', ombrel_file_stream_put_byte(stream, '!'));
     EXPECT_EQ(4, ombrel_file_stream_tell(stream));
-    EXPECT_EQ(0, ombrel_file_stream_truncate(stream, 2));
+    EXPECT_EQ(-1, ombrel_file_stream_truncate(stream, -1) + ombrel_file_stream_truncate(stream, 2));
     EXPECT_EQ(0, ombrel_close_file_stream(stream));
     EXPECT_STREQ("xy", memory);
 }
@@ -600,6 +620,7 @@ TEST_F(FileStream, GrowsToItsLimit) {
     auto options = options_of(16);
     options.m_memory_limit = 1000;
     ombrel_file_stream_t* const stream = ombrel_open_file_stream_growing(&options);
+    EXPECT_STREQ(__func__, ombrel_test::newest_tag());
     EXPECT_STREQ("", ombrel_file_stream_get_memory(stream, nullptr));
     EXPECT_EQ(990, ombrel_file_stream_seek(stream, 990, def_ombrel_file_seek_start));
     EXPECT_EQ(10, ombrel_file_stream_write_text(stream, "0123456789"));
@@ -653,7 +674,9 @@ TEST_F(FileStream, RefusesWhatMakesNoSense) {
               ombrel_open_file_stream_descriptor(ombrel_file_stream_get_descriptor(nullptr), "wx", 0));
     EXPECT_EQ(-1, ombrel_file_stream_put_byte(stream, 'x'));
     EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
-    EXPECT_EQ(-1, ombrel_file_stream_truncate(stream, 0));
+    EXPECT_EQ(-2, ombrel_file_stream_truncate(stream, 0) + ombrel_file_stream_truncate(nullptr, 0));
+    EXPECT_EQ(nullptr, ombrel_open_file_stream_memory(nullptr, 1, "r", nullptr));
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
     EXPECT_EQ(nullptr, ombrel_file_stream_get_memory(stream, nullptr));
     EXPECT_EQ(nullptr, ombrel_file_stream_alloc_rest(nullptr, 0, nullptr));
     size_t size = 7;
