@@ -32,8 +32,8 @@ TEST(Clock, LocalTimeIsThatOfTheLanguage) {
         const platform::zone_state zone = platform::local_zone_at(moment);
         const time_t local = moment + zone.offset;
         char expected[32], actual[32];
-        strftime(expected, sizeof expected, "%F %T", std::localtime(&moment));
-        strftime(actual, sizeof actual, "%F %T", std::gmtime(&local));
+        strftime(expected, sizeof expected, "%Y-%m-%d %H:%M:%S", std::localtime(&moment));
+        strftime(actual, sizeof actual, "%Y-%m-%d %H:%M:%S", std::gmtime(&local));
         EXPECT_STREQ(expected, actual);
         EXPECT_EQ(std::localtime(&moment)->tm_isdst > 0, zone.is_summer);
         EXPECT_LT(0u, strnlen(zone.name, sizeof zone.name));
