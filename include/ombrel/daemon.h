@@ -126,6 +126,16 @@ OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
 /** The mask of the options that leaves the process's own. */
 #define def_ombrel_daemon_same_mask (-1)
 
+/** @name Parts of a start, of which one has failed
+ * @{
+ */
+#define def_ombrel_daemon_part_process 0   /**< the new process, or the start as a whole */
+#define def_ombrel_daemon_part_directory 1 /**< the directory */
+#define def_ombrel_daemon_part_pid_file 2  /**< the pid file */
+#define def_ombrel_daemon_part_output 3    /**< the file for standard output */
+#define def_ombrel_daemon_part_error 4     /**< the file for standard error */
+/** @} */
+
 /** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths mean
  * the directory of the moment of that call. */
 typedef struct ombrel_daemon_options_ts {
@@ -146,6 +156,9 @@ typedef struct ombrel_daemon_options_ts {
     /** Milliseconds that the starting process waits for the daemon's word, and at whose end it ends the
      * daemon by force; at first 60,000; negative waits for ever. */
     int m_ready_timeout_ms;
+    /** Receives def_ombrel_daemon_part_* when ombrel_open_daemon() fails for a reason other than nonsense;
+     * null, as at first, to do without. */
+    int* m_failed_part;
 } ombrel_daemon_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */

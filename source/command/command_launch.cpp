@@ -275,10 +275,12 @@ int launch(const launch_choice& choice, char** command) {
     background.m_directory = ".";
     background.m_mask = def_ombrel_daemon_same_mask;
     background.m_pid_file = choice.pid_file;
+    int failed_part;
+    background.m_failed_part = &failed_part;
     ombrel_daemon_t* const daemon = ombrel_open_daemon(&background);
     if (daemon == nullptr) {
         const bool is_owned = ombrel_last_fault() == def_ombrel_fault_busy;
-        complain("launch", text_or(choice.pid_file, "background"),
+        complain("launch", failed_part == def_ombrel_daemon_part_pid_file ? choice.pid_file : "background",
                  is_owned ? "another process owns it" : ombrel_fault_text());
         return def_ombrel_multicall_exit_failed;
     }

@@ -269,7 +269,7 @@ std::pair<int, std::string> start_daemon(
         before();
         ombrel_daemon_t* const daemon = ombrel_open_daemon(&options);
         if (daemon == nullptr)
-            _exit(200 + ombrel_last_fault());
+            _exit(ombrel_last_fault() + 40 * *options.m_failed_part);
         alarm(60);
         work(daemon);
         _exit(0);
@@ -338,19 +338,22 @@ TEST_F(Daemon, HasASessionADirectoryAMaskAndStreamsOfItsOwn) {
 }
 
 TEST_F(Daemon, LeavesTheStartingProcessWhenItCannotBeMade) {
+    int part = 0;
     ombrel_daemon_options_t options;
     ombrel_init_daemon_options(&options);
     options.m_pid_file = path.c_str();
+    options.m_failed_part = &part;
+    const auto fault_and_part = [&] { return start_daemon(options, [](ombrel_daemon_t*) {}).first; };
     ombrel_pid_file_t* const owned = open();
-    const auto unused = [](ombrel_daemon_t*) {};
-    EXPECT_EQ(200 + def_ombrel_fault_busy, start_daemon(options, unused).first);
+    EXPECT_EQ(def_ombrel_fault_busy + 40 * def_ombrel_daemon_part_pid_file, fault_and_part());
     ombrel_close_pid_file(owned);
-    options.m_directory = "/no/such/folder";
-    EXPECT_EQ(200 + def_ombrel_fault_not_found, start_daemon(options, unused).first);
+    options.m_directory = options.m_error = options.m_output = "/no/such/folder";
+    EXPECT_EQ(def_ombrel_fault_not_found + 40 * def_ombrel_daemon_part_output, fault_and_part());
+    options.m_output = nullptr;
+    EXPECT_EQ(def_ombrel_fault_not_found + 40 * def_ombrel_daemon_part_error, fault_and_part());
+    options.m_error = nullptr;
+    EXPECT_EQ(def_ombrel_fault_not_found + 40 * def_ombrel_daemon_part_directory, fault_and_part());
     EXPECT_EQ(0, look());
-    options.m_directory = nullptr;
-    options.m_error = "/no/such/folder/log";
-    EXPECT_EQ(200 + def_ombrel_fault_not_found, start_daemon(options, unused).first);
 }
 
 #endif

@@ -45,6 +45,8 @@ TEST_F(ProcessService, AcknowledgesWorksAndStopsWhenAsked) {
         EXPECT_EQ(1, ombrel_process_service_check(service));
         EXPECT_GT(ombrel_process_service_get_id(service), 0);
         EXPECT_EQ(-1, ombrel_process_service_ack(service));
+        EXPECT_EQ(-1, ombrel_process_service_error(service, "only the child says so"));
+        EXPECT_EQ(-1, ombrel_process_service_get_descriptor(service));
         EXPECT_EQ(-1, ombrel_process_service_break(service, -1));
         ombrel_process_end_t end{-1, 0};
         if (!is_closed_at_once) {

@@ -34,14 +34,18 @@ owned_descriptor open_raised(const char* path, uint32_t flags) {
 /// The daemon's streams, opened before there is a daemon.
 class daemon_streams {
 public:
-    bool open(const ombrel_daemon_options_t& options) {
-        constexpr uint32_t at_end = def_ombrel_file_append | def_ombrel_file_create | def_ombrel_file_no_wait;
+    bool open(const ombrel_daemon_options_t& options, int& failed_part) {
         nothing_ = open_raised("/dev/null", def_ombrel_file_read | def_ombrel_file_write);
-        if (options.m_output != nullptr)
-            output_ = open_raised(options.m_output, at_end);
-        if (options.m_error != nullptr)
-            error_ = open_raised(options.m_error, at_end);
-        return nothing_ && has_wanted(options.m_output, output_) && has_wanted(options.m_error, error_);
+        if (!nothing_)
+            return false;
+        failed_part = def_ombrel_daemon_part_output;
+        if (!open_wanted(options.m_output, output_))
+            return false;
+        failed_part = def_ombrel_daemon_part_error;
+        if (!open_wanted(options.m_error, error_))
+            return false;
+        failed_part = def_ombrel_daemon_part_process;
+        return true;
     }
 
     int input() const { return nothing_.get(); }
@@ -49,7 +53,10 @@ public:
     int error() const { return error_ ? error_.get() : output(); }
 
 private:
-    static bool has_wanted(const char* path, const owned_descriptor& stream) {
+    static bool open_wanted(const char* path, owned_descriptor& stream) {
+        constexpr uint32_t at_end = def_ombrel_file_append | def_ombrel_file_create | def_ombrel_file_no_wait;
+        if (path != nullptr)
+            stream = open_raised(path, at_end);
         return path == nullptr || stream;
     }
 
@@ -72,8 +79,10 @@ bool settle(const ombrel_daemon_options_t& options, const daemon_streams& stream
 }
 
 /// Ends a process that should have become the daemon.
-[[noreturn]] void give_up(int starter) {
-    send_start_word(starter, make_start_word(start_news::refused, last_fault().number, nullptr));
+[[noreturn]] void give_up(int starter, int part) {
+    start_word word = make_start_word(start_news::refused, last_fault().number, nullptr);
+    word.part = part;
+    send_start_word(starter, word);
     platform::end_at_once(failed_exit_code);
 }
 
@@ -85,11 +94,12 @@ bool settle(const ombrel_daemon_options_t& options, const daemon_streams& stream
 }
 
 /// Ends the process by the daemon's word; false, with its fault, when there is no daemon.
-bool obey(const start_word& word) {
+bool obey(const start_word& word, int& failed_part) {
     if (word.news == start_news::ready)
         end_starter(0, "");
     if (word.news == start_news::failed)
         end_starter(word.number, word.text);
+    failed_part = word.part;
     leave_fault(platform::fault_of(word.number));
     return false;
 }
@@ -103,14 +113,14 @@ void collect(int process) {
 }
 
 /// What the starting process does from now on; false, with its fault, when there is no daemon.
-bool wait_for_daemon(int group, int word_end, int timeout_ms) {
+bool wait_for_daemon(int group, int word_end, int timeout_ms, int& failed_part) {
     start_word word;
     const word_arrival arrival = receive_start_word(word_end, timeout_ms, word);
     if (arrival == word_arrival::timed_out)
         platform::end_group(group);
     collect(group);
     if (arrival == word_arrival::arrived)
-        return obey(word);
+        return obey(word, failed_part);
     end_starter(failed_exit_code, arrival == word_arrival::ended ? "The daemon ended before it was ready."
                                                                  : "The daemon was not ready in time.");
 }
@@ -120,20 +130,20 @@ void begin_daemon(ombrel_daemon_t& daemon, const ombrel_daemon_options_t& option
                   const daemon_streams& streams, const char* pid_path, const call_site& caller) {
     // In this order: where standard descriptors were closed, the file would become one and be covered.
     if (!settle(options, streams))
-        give_up(daemon.starter);
+        give_up(daemon.starter, def_ombrel_daemon_part_directory);
     if (pid_path == nullptr)
         return;
     daemon.pid_file = ombrel_open_pid_file_tag(pid_path, caller.tag, caller.line);
     if (daemon.pid_file == nullptr)
-        give_up(daemon.starter);
+        give_up(daemon.starter, def_ombrel_daemon_part_pid_file);
 }
 
 /// Goes on in the daemon with true, or in the starting process with false and a fault.
 bool go_on_as_daemon(ombrel_daemon_t& daemon, const ombrel_daemon_options_t& options, const char* pid_path,
-                     const call_site& caller) {
+                     const call_site& caller, int& failed_part) {
     daemon_streams streams;
     owned_pipe word;
-    if (!streams.open(options) || !open_raised_pipe(word))
+    if (!streams.open(options, failed_part) || !open_raised_pipe(word))
         return false;
     ombrel_puts(nullptr);
     ombrel_error_puts(nullptr);
@@ -143,10 +153,10 @@ bool go_on_as_daemon(ombrel_daemon_t& daemon, const ombrel_daemon_options_t& opt
         return false;
     if (self == platform::detached_as::starter) {
         word.write_end.reset();
-        return wait_for_daemon(group, word.read_end.get(), options.m_ready_timeout_ms);
+        return wait_for_daemon(group, word.read_end.get(), options.m_ready_timeout_ms, failed_part);
     }
     if (self == platform::detached_as::orphan)
-        give_up(word.write_end.get());
+        give_up(word.write_end.get(), def_ombrel_daemon_part_process);
     daemon.starter = word.write_end.release();
     begin_daemon(daemon, options, streams, pid_path, caller);
     return true;
@@ -157,21 +167,29 @@ bool are_sound(const ombrel_daemon_options_t& options) {
            options.m_mask >= def_ombrel_daemon_same_mask && options.m_mask <= 0777;
 }
 
-bool become(ombrel_daemon_t& daemon, const ombrel_daemon_options_t& options, const call_site& caller) {
-    if (!are_sound(options))
-        return fail_by(fault_code::invalid, false);
+/// In the foreground there is nothing but the pid file.
+bool take_pid_file(ombrel_daemon_t& daemon, const char* path, const call_site& caller, int& failed_part) {
+    if (path == nullptr)
+        return true;
+    failed_part = def_ombrel_daemon_part_pid_file;
+    daemon.pid_file = ombrel_open_pid_file_tag(path, caller.tag, caller.line);
+    return daemon.pid_file != nullptr;
+}
+
+/// @param failed_part receives what it failed at, if not at the whole
+bool become(ombrel_daemon_t& daemon, const ombrel_daemon_options_t& options, const call_site& caller,
+            int& failed_part) {
     const char* const pid_file = options.m_pid_file;
-    if ((options.m_flags & def_ombrel_daemon_foreground) != 0) {
-        if (pid_file != nullptr)
-            daemon.pid_file = ombrel_open_pid_file_tag(pid_file, caller.tag, caller.line);
-        return pid_file == nullptr || daemon.pid_file != nullptr;
-    }
+    if ((options.m_flags & def_ombrel_daemon_foreground) != 0)
+        return take_pid_file(daemon, pid_file, caller, failed_part);
     if (!platform::can_detach())
         return fail_by(fault_code::not_supported, false);
     const heap_ptr<char> pid_path = pid_file != nullptr ? absolute_path(pid_file, caller) : heap_ptr<char>();
-    if (pid_file != nullptr && !pid_path)
+    if (pid_file != nullptr && !pid_path) {
+        failed_part = def_ombrel_daemon_part_pid_file;
         return false;
-    return go_on_as_daemon(daemon, options, pid_path.get(), caller);
+    }
+    return go_on_as_daemon(daemon, options, pid_path.get(), caller, failed_part);
 }
 
 /// Gives the word, once.
@@ -190,7 +208,9 @@ int ombrel_init_daemon_options(ombrel_daemon_options_t* options) {
     constexpr int usual_timeout_ms = 60'000;
     if (options == nullptr)
         return fail_by(fault_code::invalid);
-    *options = {0, nullptr, nullptr, nullptr, nullptr, usual_mask, usual_timeout_ms};
+    *options = {};
+    options->m_mask = usual_mask;
+    options->m_ready_timeout_ms = usual_timeout_ms;
     return 0;
 }
 
@@ -198,14 +218,20 @@ ombrel_daemon_t* ombrel_open_daemon_tag(const ombrel_daemon_options_t* options, 
                                         unsigned long line) {
     ombrel_daemon_options_t usual;
     ombrel_init_daemon_options(&usual);
+    const ombrel_daemon_options_t& wanted = options != nullptr ? *options : usual;
+    if (!are_sound(wanted))
+        return fail_by<ombrel_daemon_t*>(fault_code::invalid, nullptr);
     heap_ptr<ombrel_daemon_t> daemon(allocate_record<ombrel_daemon_t>(function, line));
     if (!daemon)
         return fail_by<ombrel_daemon_t*>(fault_code::no_memory, nullptr);
     *daemon = {-1, false, nullptr};
-    if (become(*daemon, options != nullptr ? *options : usual, {function, line}))
+    int failed_part = def_ombrel_daemon_part_process;
+    if (become(*daemon, wanted, {function, line}, failed_part))
         return daemon.release();
     const fault_keeper kept;
     daemon.reset();
+    if (wanted.m_failed_part != nullptr)
+        *wanted.m_failed_part = failed_part;
     return nullptr;
 }
 

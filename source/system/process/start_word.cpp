@@ -28,7 +28,7 @@ bool wait_until_readable(int descriptor, const deadline& limit) {
 } // namespace
 
 start_word make_start_word(start_news news, int number, const char* text) {
-    start_word word{news, number, {}};
+    start_word word{news, number, 0, {}};
     size_t size = text != nullptr ? strnlen(text, start_text_max + 1) : 0;
     if (size > start_text_max)
         for (size = start_text_max; size > 0 && is_inside_character(text[size]); size--)

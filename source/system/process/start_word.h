@@ -18,6 +18,7 @@ inline constexpr size_t start_text_max = 400;
 struct start_word {
     start_news news;
     int32_t number;
+    int32_t part; ///< what of the start was refused, for those who agree on such parts
     char text[start_text_max + 1];
 };
 
