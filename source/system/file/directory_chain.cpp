@@ -70,7 +70,7 @@ bool directory_chain::turns_back() {
 }
 
 bool directory_chain::goes_round() {
-    if (here() == nullptr || !know(last()))
+    if (here() == nullptr || !know(levels_[0]) || !know(last()))
         return false;
     const level& end = last();
     for (size_t i = 0; i + 1 < depth(); i++) {

@@ -175,7 +175,7 @@ void tree_sync::tell(int difference, const char* below, const pair& both) {
 
 void tree_sync::enter(const pair& both) {
     level added{{}, {}, both.from, false};
-    if (!from_.enter(both.name, at_link::stay)) {
+    if (!from_.enter(both.name, at_link::stay) || (platform::has_hidden_links && from_.turns_back())) {
         fail_from(both.name);
         return;
     }
