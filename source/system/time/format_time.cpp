@@ -79,8 +79,8 @@ struct conversion {
     char letter;
     const char* refused; ///< of "E" and "O", which mean nothing without a locale, those that it does not take
     bool (*put)(time_writer& to, const directive& how); ///< false where it does not know the directive
-    int32_t ombrel_civil_time_t::*pair =
-        nullptr; ///< what two digits show, for those that are no more than that
+    /// What two digits show, for those that are no more than that.
+    int32_t ombrel_civil_time_t::*pair = nullptr;
 };
 
 template<int32_t ombrel_civil_time_t::*field>
