@@ -350,15 +350,14 @@ OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, 
  * The bytes go to a temporary file beside it, to the device, and take the name. A file that was there keeps
  * its permissions and, where the host allows that, its owner, and is refused if this process may not write
  * it; other names of it (hard links) keep the old bytes. A symbolic link stays, and what it leads to is
- * stored. After a crash a temporary file, named
- * ".NAME." and 12 characters, may be left.
+ * stored. After a crash a temporary file, named ".NAME." and 12 characters, may be left.
  * @param path  the path; directories are not made
  * @param data  the bytes
  * @param size  their number
  * @param flags #def_ombrel_file_no_replace, #def_ombrel_file_no_sync
  * @param mode  permissions of a file that was not there, less the process's mask
  * @return 0; -1 on failure, with the old file as it was: def_ombrel_fault_exists,
- * def_ombrel_fault_is_directory
+ * def_ombrel_fault_is_directory, def_ombrel_fault_not_supported for a pipe, a device or the like
  */
 OMBREL_API int ombrel_store_file(const char* path, const void* data, size_t size, uint32_t flags,
                                  uint32_t mode);

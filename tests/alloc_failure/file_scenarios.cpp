@@ -34,8 +34,8 @@ OMBREL_FAILURES(File, store) {
     ASSERT_EQ(0, ombrel_make_symbolic_link("f", link.c_str()));
     for (const std::string& name : {path, link}) {
         folder.write("f", "old");
-        const bool is_done = refused_for_memory(
-            fail, [&] { return ombrel_store_file(name.c_str(), "new", 3, def_ombrel_file_no_sync, 0666); });
+        const bool is_done =
+            refused_for_memory(fail, [&] { return ombrel_store_file(name.c_str(), "new", 3, 0, 0666); });
         EXPECT_EQ(is_done ? "new" : "old", folder.read("f"));
     }
     EXPECT_EQ(0, ombrel_remove_file(link.c_str()));

@@ -304,7 +304,9 @@ TEST_F(PosixFile, MovesAcrossDevices) {
 // Whenever it is killed, the file is one of those that were stored, whole.
 TEST_F(PosixFile, StoresSoThatACrashLeavesTheOldOrTheNew) {
     const std::string path = at("f");
-    const auto content = [](char letter) { return std::string(200000 + 1000 * (letter - 'a'), letter); };
+    const auto content = [](char letter) {
+        return std::string(200000 + 1000 * static_cast<size_t>(letter - 'a'), letter);
+    };
     folder.write("f", content('a'));
     std::mt19937 random(5);
     for (int i = 0; i < 60; i++) {

@@ -362,7 +362,7 @@ TEST_F(File, HasLongPathsAndNamesOfAnyLanguage) {
 
 TEST_F(File, LoadsUpToALimit) {
     const std::string bytes("one\0two", 7), path = folder.file("f", bytes);
-    for (const size_t limit : {6, 7, 8, 0}) {
+    for (const unsigned limit : {6u, 7u, 8u, 0u}) {
         size_t size = 0;
         auto* const loaded = static_cast<char*>(ombrel_alloc_load_file(path.c_str(), limit, &size));
         EXPECT_EQ(limit == 6 ? def_ombrel_fault_too_large : 0, fault_of(loaded)) << limit;

@@ -145,6 +145,11 @@ int copy_any(const char* from, const char* to, uint32_t flags, const copy_progre
     return result_of(copy_link(from, to, flags, info));
 }
 
+bool sync_new_link(const char* path, uint32_t flags) {
+    const quiet_ptr<char> copy(joined_text(path, {}, {tag, __LINE__}));
+    return has(flags, def_ombrel_file_no_sync) || (copy && sync_folder(copy.get()));
+}
+
 /// Copies what cannot be renamed, and removes the original.
 int move_across(const char* from, const char* to, uint32_t flags, const copy_progress& progress) {
     ombrel_file_info_t info;
@@ -155,8 +160,8 @@ int move_across(const char* from, const char* to, uint32_t flags, const copy_pro
         return result_of(refuse(fault_code::other_device));
     const uint32_t all =
         flags | def_ombrel_file_at_once | def_ombrel_file_keep_all | def_ombrel_file_no_follow;
-    const int result =
-        is_link ? result_of(copy_link(from, to, all, info)) : copy_file(from, to, all, progress);
+    const int result = is_link ? result_of(copy_link(from, to, all, info) && sync_new_link(to, all))
+                               : copy_file(from, to, all, progress);
     return result != 0 ? result : result_of(platform::remove_file(from));
 }
 

@@ -118,14 +118,6 @@ bool begin(ombrel_file_store_ts& store, const store_target& target, call_site ca
     return store.temporary != nullptr && (!keeps || keep_rights(store.descriptor, found.info));
 }
 
-/// The names of a folder that cannot be read by us cannot be synced by us, which is no failure.
-bool sync_folder(const char* path) {
-    const std::string_view folder = folder_part(path);
-    const quiet_ptr<char> name(
-        joined_text(folder.empty() ? "." : folder, {}, {"ombrel_file_store_commit", __LINE__}));
-    return name && (platform::sync_directory(name.get()) || last_fault().code == fault_code::access_denied);
-}
-
 bool finish(ombrel_file_store_ts& store) {
     const bool syncs = !has(store.flags, def_ombrel_file_no_sync);
     const bool is_written = !syncs || platform::sync_file(store.descriptor);
@@ -137,11 +129,19 @@ bool finish(ombrel_file_store_ts& store) {
                                                                      : platform::at_target::replace;
     if (!is_closed || !platform::rename_file(store.temporary, store.path, target))
         return false;
-    ombrel_free(std::exchange(store.temporary, nullptr));
-    return !syncs || sync_folder(store.path);
+    const quiet_ptr<char> renamed(std::exchange(store.temporary, nullptr));
+    return !syncs || sync_folder(renamed.get()); // which needs no memory that could run out now
 }
 
 } // namespace
+
+bool sync_folder(char* path) {
+    const size_t size = folder_part(path).size();
+    if (size == 0)
+        *path = '.';
+    path[std::max<size_t>(size, 1)] = '\0';
+    return platform::sync_directory(path) || last_fault().code == fault_code::access_denied;
+}
 
 ombrel_file_store_ts* open_store(const store_target& target, call_site caller) {
     quiet_ptr<ombrel_file_store_ts> store(allocate_record<ombrel_file_store_ts>(caller.tag, caller.line));

@@ -22,6 +22,10 @@ struct store_target {
 /// What is known: the flags were checked. Null on failure.
 ombrel_file_store_ts* open_store(const store_target& target, call_site caller);
 
+/// Hands the names in the folder of a path, which is cut for it, to the device. A folder that we may not read
+/// cannot be synced by us, which is no failure.
+bool sync_folder(char* path);
+
 struct store_closer {
     ombrel_file_store_ts* store;
     ~store_closer() {
