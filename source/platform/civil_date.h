@@ -28,8 +28,9 @@ inline constexpr uint32_t years_before = eras_before * 400;
 inline constexpr uint32_t days_before_1970 = eras_before * days_per_era + 719'468;
 inline constexpr uint32_t days_before_january = 306; ///< in a year that begins in March
 
+/// What 4 and 25 divide, 100 does, and what 16 does besides, 400.
 constexpr bool is_leap_year(int32_t year) {
-    return (year % 100 != 0 || year % 400 == 0) && year % 4 == 0;
+    return (year & (year % 25 == 0 ? 15 : 3)) == 0;
 }
 
 constexpr int32_t month_days(int32_t year, int32_t month) {

@@ -81,8 +81,9 @@ inline void set_date(ombrel_civil_time_t& time, int32_t day) {
 }
 
 inline void set_clock(ombrel_civil_time_t& time, int32_t second_of_day) {
-    time.m_hour = second_of_day / 3600;
-    time.m_minute = second_of_day / 60 % 60;
+    const int32_t minute_of_day = second_of_day / 60;
+    time.m_hour = minute_of_day / 60;
+    time.m_minute = minute_of_day % 60;
     time.m_second = second_of_day % 60;
 }
 
