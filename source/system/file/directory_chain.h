@@ -39,13 +39,10 @@ public:
     const char* path_of(const char* name) { return path_.get_with(name); }
     /// What of these paths stands behind the root.
     const char* below_root(const char* path) const { return path_.below_root(path); }
-    /// Its name, ended by 0 where path() was asked for last.
-    const char* name() { return path_.at(levels_[depth() - 1].name); }
     /// The name of the directory that leave() left, until the next path_of() or enter().
     const char* name_left() const { return path_.at(name_left_); }
 
 private:
-    bool goes_round();
     struct level {
         platform::open_directory* directory; ///< null while it is closed
         size_t name, path_size;              ///< where its name begins and its path ends
@@ -57,6 +54,7 @@ private:
 
     bool add(platform::open_directory* opened, level added);
     platform::open_directory* open_below(const char* name, platform::at_link link);
+    bool goes_round();
     bool close_first();
     void find_again_from(platform::open_directory* below);
     platform::open_directory* find_from_root();
