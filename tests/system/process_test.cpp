@@ -93,7 +93,7 @@ TEST_F(ProcessTest, EndsAndOutputsAreTold) {
     } cases[] = {{"exit 0", "", "", 0, 0},
                  {"echo out; echo err >&2; exit 7", "out\n", "err\n", 7, 0},
                  {"printf 'a\\0b'; kill -TERM $$", "a", "", -1, SIGTERM},
-                 {"kill -KILL $$", "", "", -1, SIGKILL},
+                 {"kill -KILL $$", "", "", -1, def_ombrel_process_kill},
                  {"read line; echo \"<$line>\"; exit 255", "<>\n", "", 255, 0}};
     for (const auto& one : cases) {
         const outcome it(shell(one.script));
@@ -157,8 +157,9 @@ TEST_F(ProcessTest, StreamsLeadWhereTheyAreWanted) {
     close(descriptor);
 }
 
+#if !defined(_WIN32)
+
 TEST_F(ProcessTest, TheDirectoryAndTheEnvironmentAreTheGivenOnes) {
-    NEEDS_A_SHELL();
     const scratch_directory folder;
     mkdir((folder / "below").c_str(), 0700);
     const std::string path = std::filesystem::canonical(folder.path()).string();
@@ -179,8 +180,6 @@ TEST_F(ProcessTest, TheDirectoryAndTheEnvironmentAreTheGivenOnes) {
     EXPECT_EQ("here\n", outcome({"tool"}, &chosen).output());
     std::filesystem::current_path(before);
 }
-
-#if !defined(_WIN32)
 
 TEST_F(ProcessTest, NothingElseIsInherited) {
     int leaked[2];
@@ -283,6 +282,11 @@ TEST_F(ProcessTest, ConversationsWaitAsLongAsTheyAreTold) {
     EXPECT_EQ(-1, ombrel_process_write(echo, "x", 1, -1));
     EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
     EXPECT_EQ(0, ombrel_process_read(echo, 1, buffer, sizeof buffer, patience_ms));
+    const opened quiet({OMBREL_TEST_CHILD, "copy"}, chosen);
+    const int taken_over = ombrel_process_take_descriptor(quiet, def_ombrel_process_input);
+    EXPECT_EQ(-1, ombrel_process_get_descriptor(quiet, def_ombrel_process_input));
+    EXPECT_EQ(0, close(taken_over));
+    EXPECT_EQ(1, ombrel_process_wait(quiet, patience_ms, nullptr)) << "its input has ended";
     ombrel_process_end_t end{-7, -7};
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(1, ombrel_process_wait(echo, patience_ms, &end)) << "every call tells";

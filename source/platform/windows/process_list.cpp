@@ -118,15 +118,13 @@ void describe(process_walk& walk, const system_process& one, listed_process& fou
 
 /// Null where it may not be seen.
 char* read_line(int number, size_t limit) {
-    HANDLE const process =
-        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(number));
+    HANDLE const process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(number));
     if (process == nullptr)
         return nullptr;
     const auto room = static_cast<ULONG>(std::min<size_t>(limit, 65536 + sizeof(UNICODE_STRING)));
     const host_block<char> block(room);
-    const bool is_told =
-        block && NT_SUCCESS(NtQueryInformationProcess(process, process_command_line, block.get(), room,
-                                                      nullptr));
+    const bool is_told = block && NT_SUCCESS(NtQueryInformationProcess(process, process_command_line,
+                                                                       block.get(), room, nullptr));
     CloseHandle(process);
     if (!is_told)
         return nullptr;
