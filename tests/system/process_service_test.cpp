@@ -100,7 +100,7 @@ TEST_F(ProcessService, EndsWhatCrashesOrDoesNotListen) {
         ombrel_process_end_t end{-1, 0};
         if (what[0] == 'c') {
             EXPECT_EQ(1, ombrel_process_service_wait(service, hang_guard_ms, &end));
-            EXPECT_EQ(SIGABRT, end.m_signal);
+            EXPECT_NE(0, end.m_exit_code);
         }
         EXPECT_EQ(0, ombrel_close_process_service(service));
     }
