@@ -22,11 +22,14 @@ namespace {
 /// Nothing waits so long unless the test fails.
 constexpr int patience_ms = 120000;
 
-#if defined(_WIN32)
-#define NEEDS_A_SHELL() GTEST_SKIP() << "the host has no shell of POSIX"
+#if defined(_WIN32) // though an emulator shows the files of a host that has one
+constexpr bool has_shell = false;
 #else
-#define NEEDS_A_SHELL()
+constexpr bool has_shell = true;
 #endif
+#define NEEDS_A_SHELL()                                                                                      \
+    if (!has_shell)                                                                                          \
+    GTEST_SKIP() << "the host has no shell of POSIX"
 
 struct options : ombrel_process_options_t {
     explicit options(int input = def_ombrel_process_nothing, int output = def_ombrel_process_pipe,
@@ -218,7 +221,7 @@ TEST_F(ProcessTest, FailedStartsSayWhatAndWhy) {
     expect("ombrel_no_such_program", options(), def_ombrel_fault_not_found, def_ombrel_process_part_program);
     expect((folder / "none").c_str(), options(), def_ombrel_fault_not_found, def_ombrel_process_part_program);
     expect(folder.path().c_str(), options(), def_ombrel_fault_access_denied, def_ombrel_process_part_program);
-    if (access("/bin/sh", X_OK) == 0) {
+    if (has_shell) {
         expect(plain.c_str(), options(), def_ombrel_fault_access_denied, def_ombrel_process_part_program);
         expect(odd.c_str(), options(), def_ombrel_fault_other, def_ombrel_process_part_program);
         expect(lost.c_str(), options(), def_ombrel_fault_not_found, def_ombrel_process_part_program);
