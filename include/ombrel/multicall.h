@@ -2,8 +2,10 @@
  * @file multicall.h
  * @brief Commands by name: a table of small programs, each an argument vector in and an exit code out.
  *
- * The library brings the commands "base64", "cat", "digest", "get", "help", "plugins" and "version"; a
- * program or a plug-in adds its own. A program that hands its arguments to ombrel_execute_multicall() is a
+ * The library brings commands for files ("cat", "cp", "find", "rm", "sync", "tree"), processes ("kill",
+ * "launch", "ps", "run"), the host ("ata", "date", "free", "ports", "serial", "uuid"), streams and coding
+ * ("base64", "digest", "get"), and for itself ("help", "plugins", "version"); a program or a plug-in adds its
+ * own. A program that hands its arguments to ombrel_execute_multicall() is a
  * multi-call program: linked under the name of a command it is that command, otherwise its first argument
  * names one.
  *
