@@ -14,7 +14,7 @@
 #include "core/heap_ptr.h"
 #include "platform/file.h"
 #include "platform/path.h"
-#include "system/file/open_mode.h"
+#include "system/stream/open_mode.h"
 #include "text/ctype_table.h"
 #include "text/number.h"
 

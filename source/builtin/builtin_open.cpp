@@ -15,7 +15,7 @@
 
 #include "core/heap_ptr.h"
 #include "core/wipe.h"
-#include "system/file/open_mode.h"
+#include "system/stream/open_mode.h"
 #include "text/slice.h"
 #include "text/uri_scheme.h"
 

@@ -47,10 +47,28 @@ TEST(ZoneRule, IsReadAndAppliedAsByTheCLibrary) {
 }
 
 TEST(ZoneRule, RefusesWhatIsNone) {
-    for (const char* const text : {"", "A1", "AB1", "ABC", "ABC+", "ABC25", "ABC1:60", "<AB1", "<AB>1", "ABC1D", "ABC1DEF,",
-                                   "ABC1DEF,M3.5.0", "ABC1DEF,M13.1.0,M1.1.0", "ABC1DEF,M1.6.0,M1.1.0", "ABC1DEF,M1.1.7,M1.1.0",
-                                   "ABC1DEF,J0,J1", "ABC1DEF,366,1", "ABC1DEF,1/168,1", "ABC1DEF,1,2,", "Europe/Berlin",
-                                   ":Europe/Berlin", "ABC99999999999999999999"}) {
+    for (const char* const text : {"",
+                                   "A1",
+                                   "AB1",
+                                   "ABC",
+                                   "ABC+",
+                                   "ABC25",
+                                   "ABC1:60",
+                                   "<AB1",
+                                   "<AB>1",
+                                   "ABC1D",
+                                   "ABC1DEF,",
+                                   "ABC1DEF,M3.5.0",
+                                   "ABC1DEF,M13.1.0,M1.1.0",
+                                   "ABC1DEF,M1.6.0,M1.1.0",
+                                   "ABC1DEF,M1.1.7,M1.1.0",
+                                   "ABC1DEF,J0,J1",
+                                   "ABC1DEF,366,1",
+                                   "ABC1DEF,1/168,1",
+                                   "ABC1DEF,1,2,",
+                                   "Europe/Berlin",
+                                   ":Europe/Berlin",
+                                   "ABC99999999999999999999"}) {
         platform::zone_rule rule;
         EXPECT_FALSE(platform::read_zone_rule(text, rule)) << text;
     }

@@ -61,7 +61,9 @@ void walk_era(int year, int64_t day, int week_day) {
         if (week_day == 1) {
             const bool starts = date.month == 12 ? date.day >= 29 : date.month == 1 && date.day <= 4;
             week = starts ? 1 : week + 1;
-            week_year = starts && date.month == 12 ? date.year + 1 : date.month == 1 && starts ? date.year : week_year;
+            week_year = starts && date.month == 12  ? date.year + 1
+                        : date.month == 1 && starts ? date.year
+                                                    : week_year;
         }
         const ombrel_instant_t instant{day * seconds_per_day + 86'399, 5};
         ombrel_civil_time_t time{}, same{};
@@ -72,7 +74,8 @@ void walk_era(int year, int64_t day, int week_day) {
         ASSERT_EQ(std::pair(week_day, date.year_day), std::pair(time.m_week_day, time.m_year_day));
         ASSERT_EQ(0, ombrel_get_civil_instant(&time, &again));
         ASSERT_EQ(0, ombrel_compare_instants(&instant, &again));
-        ASSERT_EQ(week, ombrel_get_iso_week(date.year, date.month, date.day, &found_year)) << date.year << date.day;
+        ASSERT_EQ(week, ombrel_get_iso_week(date.year, date.month, date.day, &found_year))
+            << date.year << date.day;
         ASSERT_EQ(week_year, found_year);
         ASSERT_EQ(0, ombrel_set_iso_week(week_year, week, (week_day + 6) % 7 + 1, &same));
         ASSERT_EQ(std::pair(date.month, date.day), std::pair(same.m_month, same.m_day));
@@ -109,7 +112,8 @@ TEST(Calendar, ConvertsAsTheCLibraryDoes) {
         ASSERT_EQ(std::tuple(expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday, expected.tm_hour,
                              expected.tm_min, expected.tm_sec, 999'999'999),
                   fields(time));
-        ASSERT_EQ(std::pair(expected.tm_wday, expected.tm_yday + 1), std::pair(time.m_week_day, time.m_year_day));
+        ASSERT_EQ(std::pair(expected.tm_wday, expected.tm_yday + 1),
+                  std::pair(time.m_week_day, time.m_year_day));
         ASSERT_EQ(0, ombrel_get_civil_instant(&time, &again));
         ASSERT_EQ(timegm(&expected), again.m_seconds);
     }
@@ -190,7 +194,8 @@ TEST(Calendar, RefusesFieldsOutOfRangeAndCarriesThem) {
         EXPECT_EQ(0, ombrel_check_civil_time(&time));
         EXPECT_EQ(ombrel_get_week_day(time.m_year, time.m_month, time.m_day), time.m_week_day);
     }
-    for (ombrel_civil_time_t time : {civil(1'000'001, 1, 1), civil(INT_MAX, INT_MAX, 1), civil(INT_MIN, INT_MIN, INT_MIN)}) {
+    for (ombrel_civil_time_t time :
+         {civil(1'000'001, 1, 1), civil(INT_MAX, INT_MAX, 1), civil(INT_MIN, INT_MIN, INT_MIN)}) {
         EXPECT_EQ(-1, ombrel_normalize_civil_time(&time));
         EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault());
     }
@@ -201,9 +206,10 @@ TEST(Calendar, MonthsEndOnTheirLastDay) {
         ombrel_civil_time_t from;
         int months;
         ombrel_civil_time_t to;
-    } cases[] = {{civil(2026, 1, 31, 5), 1, civil(2026, 2, 28, 5)},   {civil(2024, 1, 31), 1, civil(2024, 2, 29)},
-                 {civil(2024, 2, 29), 12, civil(2025, 2, 28)}, {civil(2024, 2, 29), -48, civil(2020, 2, 29)},
-                 {civil(2026, 1, 15), -1, civil(2025, 12, 15)}, {civil(0, 1, 1), -1, civil(-1, 12, 1)}};
+    } cases[] = {
+        {civil(2026, 1, 31, 5), 1, civil(2026, 2, 28, 5)}, {civil(2024, 1, 31), 1, civil(2024, 2, 29)},
+        {civil(2024, 2, 29), 12, civil(2025, 2, 28)},      {civil(2024, 2, 29), -48, civil(2020, 2, 29)},
+        {civil(2026, 1, 15), -1, civil(2025, 12, 15)},     {civil(0, 1, 1), -1, civil(-1, 12, 1)}};
     for (const auto& expected : cases) {
         ombrel_civil_time_t time = expected.from;
         EXPECT_EQ(0, ombrel_add_months(&time, expected.months));
@@ -270,11 +276,12 @@ TEST(LocalTime, IsThatOfTheCLibraryInTwentyZones) {
 #if defined(_WIN32)
     GTEST_SKIP() << "this host has no database of zones";
 #else
-    const char* const names[] = {"Europe/Berlin", "Europe/London", "Europe/Dublin", "Europe/Lisbon", "America/New_York",
-                                 "America/Los_Angeles", "America/St_Johns", "America/Sao_Paulo", "America/Caracas",
-                                 "Africa/Casablanca", "Africa/Monrovia", "Asia/Kolkata", "Asia/Kathmandu", "Asia/Tehran",
-                                 "Asia/Pyongyang", "Australia/Lord_Howe", "Pacific/Apia", "Pacific/Chatham",
-                                 "Pacific/Kiritimati", "Antarctica/Troll"};
+    const char* const names[] = {
+        "Europe/Berlin",    "Europe/London",       "Europe/Dublin",      "Europe/Lisbon",
+        "America/New_York", "America/Los_Angeles", "America/St_Johns",   "America/Sao_Paulo",
+        "America/Caracas",  "Africa/Casablanca",   "Africa/Monrovia",    "Asia/Kolkata",
+        "Asia/Kathmandu",   "Asia/Tehran",         "Asia/Pyongyang",     "Australia/Lord_Howe",
+        "Pacific/Apia",     "Pacific/Chatham",     "Pacific/Kiritimati", "Antarctica/Troll"};
     std::mt19937_64 source(11);
     for (const char* const name : names) {
         const zone here(name);
@@ -287,11 +294,12 @@ TEST(LocalTime, IsThatOfTheCLibraryInTwentyZones) {
             ombrel_instant_t first, later;
             localtime_r(&moment, &expected);
             ASSERT_EQ(0, ombrel_make_local_time(&instant, &time));
-            ASSERT_EQ(std::tuple(expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday, expected.tm_hour,
-                                 expected.tm_min, expected.tm_sec, 0),
+            ASSERT_EQ(std::tuple(expected.tm_year + 1900, expected.tm_mon + 1, expected.tm_mday,
+                                 expected.tm_hour, expected.tm_min, expected.tm_sec, 0),
                       fields(time));
-            ASSERT_EQ(std::tuple(int64_t{expected.tm_gmtoff}, expected.tm_isdst, std::string(expected.tm_zone)),
-                      std::tuple(int64_t{time.m_offset}, int{time.m_is_summer}, std::string(time.m_zone)));
+            ASSERT_EQ(
+                std::tuple(int64_t{expected.tm_gmtoff}, expected.tm_isdst, std::string(expected.tm_zone)),
+                std::tuple(int64_t{time.m_offset}, int{time.m_is_summer}, std::string(time.m_zone)));
             ASSERT_EQ(0, ombrel_get_local_instant(&time, def_ombrel_local_refuse_gap, &first));
             ASSERT_EQ(0, ombrel_get_local_instant(&time, def_ombrel_local_later, &later));
             ASSERT_TRUE(first.m_seconds == moment || later.m_seconds == moment) << name << ' ' << moment;

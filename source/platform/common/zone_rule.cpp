@@ -121,7 +121,8 @@ private:
                 return false;
         } else {
             const bool is_leap_left_out = take('J');
-            change.is = is_leap_left_out ? zone_change::kind::day_without_leap : zone_change::kind::day_of_year;
+            change.is =
+                is_leap_left_out ? zone_change::kind::day_without_leap : zone_change::kind::day_of_year;
             if (!take_number(is_leap_left_out ? 1 : 0, 365, change.day))
                 return false;
         }
@@ -137,7 +138,8 @@ const zone_state& zone_rule::at(int64_t seconds) const {
     if (!has_summer)
         return standard;
     const int64_t local = seconds + standard.offset;
-    const int64_t day = (local - (local % seconds_per_day + seconds_per_day) % seconds_per_day) / seconds_per_day;
+    const int64_t day =
+        (local - (local % seconds_per_day + seconds_per_day) % seconds_per_day) / seconds_per_day;
     const int32_t year = date_of(static_cast<int32_t>(day)).year;
     const int64_t start = moment_of_change(starts, year, standard.offset);
     const int64_t end = moment_of_change(ends, year, summer.offset);

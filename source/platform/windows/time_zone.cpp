@@ -57,7 +57,8 @@ zone_state ask_system(int64_t seconds) {
     TIME_ZONE_INFORMATION zone;
     if (GetDynamicTimeZoneInformation(&host) == TIME_ZONE_ID_INVALID)
         return zone_state{0, false, "UTC"};
-    const int32_t year = std::clamp(year_at(seconds - int64_t{host.Bias} * 60), first_host_year, last_host_year);
+    const int32_t year =
+        std::clamp(year_at(seconds - int64_t{host.Bias} * 60), first_host_year, last_host_year);
     if (!GetTimeZoneInformationForYear(static_cast<USHORT>(year), &host, &zone))
         return zone_state{0, false, "UTC"};
     return rule_of(zone).at(seconds);

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "system/file/path_pattern.h"
+#include "system/tree/path_pattern.h"
 #include "text/slice.h"
 
 namespace ombrel::system {
