@@ -14,17 +14,15 @@ namespace {
 
 constexpr int failed = -1;
 
-/// 1 when it is ready, 0 when the time ran out, -1 on an error, which an interruption is not.
+/// After an attempt that would have had to wait: 1 for another one, 0 when the time has run out, -1 on an
+/// error, which an interruption is not. Hosts may tell an end ready that then is not, again and again.
 int wait_for_end_of_pipe(int end, platform::readiness kind, const deadline& limit) {
-    for (;;) {
-        platform::poll_request request{end, kind, false};
-        const int left = limit.left();
-        const int ready = platform::poll_descriptors(&request, 1, left);
-        if (ready > 0 || (ready < 0 && !failed_by(ready, fault_code::interrupted)))
-            return ready;
-        if (left == 0)
-            return 0;
-    }
+    platform::poll_request request{end, kind, false};
+    const int left = limit.left();
+    if (left == 0)
+        return 0;
+    const int ready = platform::poll_descriptors(&request, 1, left);
+    return ready < 0 && !failed_by(ready, fault_code::interrupted) ? -1 : 1;
 }
 
 /// One round: waits for what can be moved, and moves a piece of each.
