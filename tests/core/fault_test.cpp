@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <cstring>
 #include <set>
 #include <string>
 
@@ -41,13 +42,14 @@ TEST(PublicFault, IsToldFromErrnoAndLeftThere) {
     }
 }
 
-TEST(PublicFault, HasATextAndANameOfItsOwnEach) {
-    std::set<std::string> names, texts;
+TEST(PublicFault, HasANameOfItsOwnAndTheHostsText) {
+    std::set<std::string> names;
     for (int fault = def_ombrel_fault_none; fault < def_ombrel_fault_other; fault++) {
         ombrel_leave_fault(fault);
         EXPECT_EQ(fault, ombrel_last_fault());
         EXPECT_TRUE(names.insert(ombrel_fault_name(fault)).second) << fault;
-        EXPECT_TRUE(texts.insert(ombrel_fault_text()).second) << fault;
+        const std::string text = ombrel_fault_text();
+        EXPECT_EQ(fault != def_ombrel_fault_none ? strerror(errno) : "no fault", text);
     }
     for (const int unknown : {-1, def_ombrel_fault_other + 1}) {
         EXPECT_STREQ("unknown", ombrel_fault_name(unknown));

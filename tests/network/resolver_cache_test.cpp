@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
-#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
@@ -57,19 +56,32 @@ private:
 
 using lines = std::vector<std::string>;
 
-/// A handler that keeps the service thread busy until it is opened.
+/// A handler that keeps the service thread busy until it is opened. (Semaphores of the language miss wake-ups
+/// in some run-times.)
 class gate {
 public:
     static void hold(ombrel_resolver_cache_t*, int, const char*, int, void* context) {
         auto* const self = static_cast<gate*>(context);
-        self->entered_.release();
-        self->open_.acquire();
+        self->pass(self->is_entered_);
+        self->await(self->is_open_);
     }
-    void await_entry() { entered_.acquire(); }
-    void open() { open_.release(); }
+    void await_entry() { await(is_entered_); }
+    void open() { pass(is_open_); }
 
 private:
-    std::binary_semaphore entered_{0}, open_{0};
+    void pass(bool& mark) {
+        const std::lock_guard guard(mutex_);
+        mark = true;
+        changed_.notify_all();
+    }
+    void await(const bool& mark) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return mark; });
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool is_entered_ = false, is_open_ = false;
 };
 
 TEST_F(ResolverCache, AnswersAWaitingGet) {
