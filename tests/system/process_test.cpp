@@ -45,7 +45,6 @@ struct options : ombrel_process_options_t {
 
 /// What a finished program did.
 struct outcome : ombrel_process_result_t, no_copy {
-    outcome() { ombrel_init_process_result(this); }
     outcome(const std::vector<const char*>& arguments, const ombrel_process_options_t* chosen = nullptr,
             int timeout_ms = patience_ms) {
         std::vector<const char*> list = arguments;
@@ -405,6 +404,23 @@ TEST(Process, SignalsHaveNamesAndNumbers) {
     EXPECT_EQ(-1, ombrel_find_signal_number(nullptr));
     EXPECT_STREQ("SIGSEGV", ombrel_find_signal_name(SIGSEGV));
     EXPECT_EQ(nullptr, ombrel_find_signal_name(0));
+}
+
+TEST_F(ProcessTest, WhatIsCollectedComesTogetherOverTimeLimits) {
+    options chosen(def_ombrel_process_pipe);
+    chosen.m_feed = "later";
+    chosen.m_feed_size = 5;
+    const opened echo({OMBREL_TEST_CHILD, "copy"}, chosen);
+    ombrel_process_result_t result;
+    EXPECT_EQ(0, ombrel_init_process_result(&result));
+    while (ombrel_process_collect(echo, 1, &result) == 0)
+        continue;
+    EXPECT_STREQ("later", result.m_output);
+    EXPECT_EQ(5u, result.m_output_size);
+    EXPECT_EQ(0, result.m_end.m_exit_code);
+    EXPECT_EQ(0, ombrel_uninit_process_result(&result));
+    EXPECT_TRUE(result.m_output == nullptr && result.m_output_size == 0);
+    EXPECT_EQ(-1, ombrel_init_process_result(nullptr));
 }
 
 TEST(Process, NonsenseIsRefused) {
