@@ -275,7 +275,7 @@ OMBREL_API int ombrel_set_year_day(int32_t year, int32_t year_day, ombrel_civil_
  * | H k, I l, p P | hour of 24, of 12 (`k` and `l` padded by spaces), AM or PM, in lower case |
  * | M, S, N, s | minute; second; nanoseconds; seconds since 1970 |
  * | z Z | offset as +hhmm; name of the zone |
- * | :z ::z :::z | offset as +hh:mm; as +hh:mm:ss; as short as it can be |
+ * | `:z`, also with two or three colons | offset as +hh:mm; as +hh:mm:ss; as short as it can be |
  * | n t % | line feed, tab, percent sign |
  *
  * Flags: "-" no padding, "_" padding by spaces, "0" by zeros, "+" by zeros and a sign before years of more

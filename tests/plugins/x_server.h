@@ -47,6 +47,7 @@ public:
         xtest_ = dlopen("libXtst.so.6", RTLD_NOW);
         if (display_ != nullptr)
             XAutoRepeatOff(display_); // on a busy machine keys are held for long
+        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }); // a window may go while it is asked about
     }
     ~x_server() {
         if (display_ != nullptr)

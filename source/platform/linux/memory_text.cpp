@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/linux/text_start.h"
+
 namespace ombrel::platform {
 
 namespace {
@@ -81,7 +83,8 @@ string_view visible_part(string_view path, string_view root) {
         return {};
     if (root == "/")
         root = {};
-    const bool is_inside = path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/');
+    const bool is_inside =
+        begins_with(path, root) && (path.size() == root.size() || path[root.size()] == '/');
     const string_view inner = is_inside ? behind(path, root.size()) : string_view();
     return inner == "/" ? string_view() : inner;
 }
@@ -196,7 +199,7 @@ void parse_process_memory(string_view status, process_memory& memory) {
 int64_t parse_memory_limit(string_view text) {
     // The first version counts pages in a long and knows no word for "none".
     constexpr int64_t largest_page = 65536, largest_limit = INT64_MAX - largest_page;
-    if (text.starts_with("max"))
+    if (begins_with(text, "max"))
         return unlimited_memory;
     const int64_t limit = leading_number(text);
     return limit >= largest_limit ? unlimited_memory : limit;

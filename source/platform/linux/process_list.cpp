@@ -16,6 +16,7 @@
 #include "platform/fault.h"
 #include "platform/linux/directory_reader.h"
 #include "platform/linux/process_stat.h"
+#include "platform/linux/text_start.h"
 #include "platform/process.h"
 
 namespace ombrel::platform {
@@ -267,7 +268,7 @@ private:
 
 /// "cpu " for all, "cpu7 " for one.
 bool is_of(std::string_view line, int processor) {
-    if (!line.starts_with("cpu"))
+    if (!begins_with(line, "cpu"))
         return false;
     line.remove_prefix(3);
     if (processor < 0 || line.starts_with(' '))
@@ -294,7 +295,7 @@ bool get_processor_ticks(int processor, processor_ticks& ticks) {
     if (!lines.is_open())
         return false;
     std::string_view line;
-    while (lines.next(line) && line.starts_with("cpu")) {
+    while (lines.next(line) && begins_with(line, "cpu")) {
         if (is_of(line, processor)) {
             read_ticks(line, ticks);
             return true;

@@ -119,7 +119,7 @@ private:
     void put_all(std::string_view folders) {
         for (;;) {
             const size_t size = std::min(folders.find(':'), folders.size());
-            put_path(folders.substr(0, size));
+            put_path({folders.data(), size});
             if (size == folders.size())
                 break;
             folders.remove_prefix(size + 1);

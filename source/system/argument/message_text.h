@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    static bool is_control(char c) { return (c >= 0 && c < ' ') || c == 0x7F; }
+    static bool is_control(char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }
 
     text_sink sink_;
 };

@@ -11,6 +11,7 @@
 #include "system/process/process_internal.h"
 #include "text/fold.h"
 #include "text/number.h"
+#include "text/slice.h"
 
 namespace ombrel::system {
 
@@ -137,7 +138,7 @@ int ombrel_find_signal_number(const char* name) {
         return fail_by(fault_code::invalid);
     char* const end = std::transform(text.begin(), text.end(), upper + 3, to_upper);
     const std::string_view full(upper, static_cast<size_t>(end - upper));
-    number = platform::signal_number(full.substr(full.starts_with("SIGSIG") ? 3 : 0));
+    number = platform::signal_number(slice(full, starts_with(full, "SIGSIG") ? 3 : 0));
     return number >= 0 ? number : fail_by(fault_code::invalid);
 }
 

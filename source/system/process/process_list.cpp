@@ -11,6 +11,7 @@
 #include "core/heap_ptr.h"
 #include "platform/process_list.h"
 #include "platform/system.h"
+#include "text/slice.h"
 
 struct ombrel_process_list_ts {
     ombrel::platform::process_walk* m_walk;
@@ -89,7 +90,7 @@ void find_full_name(ombrel_process_info_t& info) {
         return;
     for (size_t i = 0; i < std::min(info.m_argument_count, most_before_script); i++) {
         const std::string_view full = base_name(info.m_arguments[i]);
-        if (full.starts_with(name)) {
+        if (starts_with(full, name)) {
             info.m_full_name = full.data();
             return;
         }

@@ -61,7 +61,9 @@ std::string_view program_of(const ombrel_process_info_t& info) {
 /// Where programs have such an ending, they are called without it.
 std::string_view without_ending(std::string_view name) {
     constexpr std::string_view ending = ".exe";
-    name.remove_suffix(name.size() > ending.size() && name.ends_with(ending) ? ending.size() : 0);
+    name.remove_suffix(name.size() > ending.size() && slice(name, name.size() - ending.size()) == ending
+                           ? ending.size()
+                           : 0);
     return name;
 }
 
