@@ -283,7 +283,7 @@ TEST_F(ProcessTest, ConversationsWaitAsLongAsTheyAreTold) {
     EXPECT_EQ(5, ombrel_process_write(echo, "hello", 5, -1));
     EXPECT_EQ(5, ombrel_process_read(echo, 1, buffer, sizeof buffer, patience_ms));
     EXPECT_EQ(0, memcmp(buffer, "hello", 5));
-    EXPECT_EQ(0, ombrel_process_exchange(echo, 0, nullptr, nullptr)) << "which closes the input";
+    EXPECT_EQ(0, ombrel_process_close_stream(echo, def_ombrel_process_input));
     EXPECT_EQ(-1, ombrel_process_write(echo, "x", 1, -1));
     EXPECT_EQ(def_ombrel_fault_bad_descriptor, ombrel_last_fault());
     EXPECT_EQ(0, ombrel_process_read(echo, 1, buffer, sizeof buffer, patience_ms));
