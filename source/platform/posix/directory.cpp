@@ -56,7 +56,7 @@ bool is_dots(const char* name) {
 /// None where the host keeps kinds elsewhere.
 int listed_kind(const dirent& entry) {
 #if defined(DT_UNKNOWN)
-    return kind_of_mode(DTTOIF(entry.d_type));
+    return kind_of_mode(static_cast<mode_t>(DTTOIF(entry.d_type)));
 #else
     static_cast<void>(entry);
     return def_ombrel_file_kind_other;

@@ -11,7 +11,7 @@ namespace ombrel::system {
 
 class tree_records {
 public:
-    explicit tree_records(const char* tag) : tag_(tag), records_(tag), names_(tag), shared_(tag) {}
+    explicit tree_records(const char* tag) : records_(tag), names_(tag), shared_(tag) {}
 
     /// Adds what a walk with information came to. False, with the fault left, when memory has run out.
     bool add(const ombrel_walk_entry_t& entry);
@@ -31,7 +31,6 @@ private:
     void count_once();
     void add_up();
 
-    const char* tag_;
     scratch_array<ombrel_tree_record_t, 16> records_; ///< names are filled in at the end
     scratch_array<char, 256> names_;                  ///< each ended by 0
     scratch_array<shared_file, 4> shared_;

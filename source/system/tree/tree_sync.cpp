@@ -108,7 +108,9 @@ bool tree_sync::take(pair& both, bool& in_from, bool& in_to) {
         in_to = order >= 0;
     }
     both.name = in_from ? first.name : second.name;
-    return (in_from && last().from.take(first)) | (in_to && last().to.take(second));
+    const bool from_first = in_from && last().from.take(first);
+    const bool from_second = in_to && last().to.take(second);
+    return from_first || from_second;
 }
 
 bool tree_sync::look_at(pair& both, bool in_from, bool in_to) {
