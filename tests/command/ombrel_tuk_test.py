@@ -260,6 +260,44 @@ class MulticallTest(unittest.TestCase):
                          [self.lines("sync", *flags, "r", "to") for flags in ([], ["-nd"], ["-d"], ["-d"])])
         self.assertEqual([1, 1, 2], [run(TOOL, "sync", *names)[0] for names in (["r", "r/a"], ["none", "to"], ["r"])])
 
+    @unittest.skipUnless(shutil.which("rsync"), "rsync is not there")
+    def test_sync_beside_rsync(self):
+        """Afterwards rsync finds nothing to do, and what it would have touched is what was told."""
+        def plant(root, seed):
+            source, folders = random.Random(seed), [root]
+            os.mkdir(root)
+            for _ in range(60):
+                path = f"{source.choice(folders)}/n{source.randrange(25)}"
+                kind = source.random()
+                if os.path.lexists(path):
+                    continue
+                if kind < 0.3:
+                    os.mkdir(path)
+                    folders.append(path)
+                elif kind < 0.85:
+                    with open(path, "w", encoding="ascii") as file:
+                        file.write("x" * source.randrange(5))
+                    os.utime(path, (1e9, 1e9 + source.randrange(3)))
+                    os.chmod(path, source.choice([0o644, 0o600]))
+                else:
+                    os.symlink(source.choice("ab"), path)
+
+        def asked_of_rsync():
+            lines = run("rsync", "-rlptni", "--delete", "--omit-dir-times", "--omit-link-times", "A/", "B/")[1]
+            return {line.split(b" ", 1)[1].strip().split(b" -> ")[0].rstrip(b"/") for line in lines.splitlines()}
+
+        for seed in range(12):
+            plant("A", seed)
+            plant("B", seed % 2 * 1000 + seed)
+            if seed % 2 == 0:
+                run("sh", "-c", "find B -type f -name 'n*[37]' -delete; chmod 640 B/n* 2>/dev/null")
+            asked = asked_of_rsync()
+            told = {line.split(maxsplit=1)[1].encode() for line in self.lines("sync", "-d", "A", "B")}
+            self.assertEqual(set(), told - asked, seed)
+            self.assertEqual(set(), asked_of_rsync(), seed)
+            shutil.rmtree("A")
+            shutil.rmtree("B")
+
     def test_launch(self):
         for status, output, *arguments in (
             (7, b"out\n", "-r", "0", "--", "sh", "-c", "echo out; exit 7"),
