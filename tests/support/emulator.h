@@ -14,13 +14,19 @@ inline bool cannot_start_itself() {
 inline bool refuses_multicast_interface() {
     return false;
 }
+inline bool knows_plain_terminals_alone() {
+    return false;
+}
 } // namespace ombrel_test
 
 #else
 
 #include <arpa/inet.h>
+#include <cstdlib>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -58,6 +64,17 @@ inline bool refuses_multicast_interface() {
     const bool refused = setsockopt(s, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof loopback) != 0;
     close(s);
     return refused;
+}
+
+/// Requests to terminals have numbers of their own for each processor, of which not all are handed on.
+inline bool knows_plain_terminals_alone() {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    const bool is_open = grantpt(master) == 0 && unlockpt(master) == 0;
+    const int terminal = is_open ? open(ptsname(master), O_RDWR | O_NOCTTY) : -1;
+    const bool has_break = ioctl(terminal, TIOCSBRK) == 0 && ioctl(terminal, TIOCCBRK) == 0;
+    close(terminal);
+    close(master);
+    return !has_break;
 }
 
 } // namespace ombrel_test
