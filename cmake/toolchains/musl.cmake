@@ -1,4 +1,4 @@
-# Linux with musl as its C library, by the headers and the specs file of Debian's musl-tools and the system's
+# Linux with musl as its C library, by the headers and the compiler's options of Debian's musl-tools and the system's
 # own GCC. That GCC brings no C++ run-time library for musl. So the library, which needs none, is built in both forms
 # with the examples and checked by C programs; the test programs are not built.
 set(CMAKE_SYSTEM_NAME Linux)

@@ -14,9 +14,6 @@ using namespace ombrel::system;
 
 namespace {
 
-constexpr uint32_t all_flags = def_ombrel_walk_sorted | def_ombrel_walk_info | def_ombrel_walk_leave |
-                               def_ombrel_walk_follow | def_ombrel_walk_one_device;
-
 /// Null, with the fault left.
 ombrel_tree_t* read_tree(const char* path, const ombrel_walk_options_t& options, call_site caller) {
     tree_walk walk(options, tree_walk::ways::given, caller.tag);
@@ -60,10 +57,7 @@ size_t path_room(const ombrel_tree_t& tree, size_t index) {
 ombrel_tree_t* ombrel_alloc_tree_tag(const char* path, const ombrel_walk_options_t* options,
                                      const char* function, unsigned long line) {
     ombrel_walk_options_t settings;
-    ombrel_init_walk_options(&settings);
-    if (options != nullptr)
-        settings = *options;
-    if (!is_path(path) || !has_only(settings.m_flags, all_flags))
+    if (!take_walk_options(path, options, settings))
         return nullptr;
     settings.m_flags = (settings.m_flags | def_ombrel_walk_info) & ~def_ombrel_walk_leave;
     return read_tree(path, settings, {function, line});

@@ -81,4 +81,8 @@ private:
     uint64_t device_ = 0; ///< of the root
 };
 
+/// The settings of a walk from a path, the initial ones for null. False, with the fault left, when they or
+/// the path make no sense.
+bool take_walk_options(const char* path, const ombrel_walk_options_t* given, ombrel_walk_options_t& taken);
+
 } // namespace ombrel::system

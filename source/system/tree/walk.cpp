@@ -32,13 +32,18 @@ int ombrel_init_walk_options(ombrel_walk_options_t* options) {
     return 0;
 }
 
+bool ombrel::system::take_walk_options(const char* path, const ombrel_walk_options_t* given,
+                                       ombrel_walk_options_t& taken) {
+    ombrel_init_walk_options(&taken);
+    if (given != nullptr)
+        taken = *given;
+    return is_path(path) && has_only(taken.m_flags, all_flags);
+}
+
 ombrel_walk_t* ombrel_open_walk_tag(const char* path, const ombrel_walk_options_t* options,
                                     const char* function, unsigned long line) {
     ombrel_walk_options_t settings;
-    ombrel_init_walk_options(&settings);
-    if (options != nullptr)
-        settings = *options;
-    if (!is_path(path) || !has_only(settings.m_flags, all_flags))
+    if (!take_walk_options(path, options, settings))
         return nullptr;
     auto* const block = allocate_record<walk_t>(function, line);
     if (block == nullptr) {
