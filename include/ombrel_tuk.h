@@ -109,6 +109,7 @@
 #include <ombrel/thread.h>
 #include <ombrel/time.h>
 #include <ombrel/timer.h>
+#include <ombrel/transfer_error.h>
 #include <ombrel/trivial.h>
 #include <ombrel/uri.h>
 #include <ombrel/utf8.h>

@@ -3,8 +3,9 @@
  * @brief Why a call failed: one vocabulary for it, the same on every system.
  *
  * The functions of the system services (files, directories, streams, processes, terminals, serial ports and
- * the like) leave the host's number in `errno` when they fail, also on Windows. The functions here tell what
- * it means, so that a program need not know which numbers a host uses for one thing:
+ * the like) and of the application protocols leave the host's number in `errno` when they fail, also on
+ * Windows; for what no host has a number, one of the library's own from 20000 upwards. The functions here
+ * tell what it means, so that a program need not know which numbers a host uses for one thing:
  *
  * @code
  * if (ombrel_remove_file(path) != 0 && ombrel_last_fault() != def_ombrel_fault_not_found)
@@ -62,13 +63,17 @@ OMBREL_BEGIN_C
 #define def_ombrel_fault_invalid 30        /**< an argument makes no sense */
 #define def_ombrel_fault_not_supported 31  /**< this host has no such thing */
 #define def_ombrel_fault_other 32          /**< something else: the host's number and words say more */
+
+#define def_ombrel_fault_unknown_host 33 /**< the name of a host has no address */
+#define def_ombrel_fault_violation 34    /**< the peer does not keep to the protocol */
+#define def_ombrel_fault_rejected 35     /**< the peer said no */
 /** @} */
 
 /** @brief Why this thread's last call failed. @return a def_ombrel_fault_*, told from `errno` */
 OMBREL_API int ombrel_last_fault(void);
 
 /**
- * @brief The same in words for people, as "No such file or directory": the host's own.
+ * @brief The same in words for people, as "No such file or directory": the host's own where it has some.
  * @return a text that lives until the next call of this thread; never null
  */
 OMBREL_API const char* ombrel_fault_text(void);

@@ -4,6 +4,7 @@ namespace ombrel {
 
 namespace {
 
+/// Null where the host has words.
 const char* own_text(fault_code code) {
     switch (code) {
     case fault_code::none:
@@ -15,15 +16,17 @@ const char* own_text(fault_code code) {
     case fault_code::rejected:
         return "the peer said no";
     default:
-        return "it failed";
+        return nullptr;
     }
 }
 
 } // namespace
 
 const char* fault_text(const fault& why) {
+    if (const char* const own = own_text(why.code))
+        return own;
     const int number = why.number != 0 ? why.number : platform::number_of(why.code);
-    return number != 0 ? platform::host_fault_text(number) : own_text(why.code);
+    return number != 0 ? platform::host_fault_text(number) : "it failed";
 }
 
 } // namespace ombrel

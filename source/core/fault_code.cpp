@@ -18,8 +18,6 @@ struct public_fault {
 #define OMBREL_PUBLIC_FAULT(name)                                                                            \
     { def_ombrel_fault_##name, fault_code::name, #name }
 
-// What only the library itself finds has no number of the host, and no call of the public interface leaves
-// it.
 constexpr public_fault public_faults[] = {
     OMBREL_PUBLIC_FAULT(none),           OMBREL_PUBLIC_FAULT(would_block),
     OMBREL_PUBLIC_FAULT(interrupted),    OMBREL_PUBLIC_FAULT(in_progress),
@@ -37,7 +35,8 @@ constexpr public_fault public_faults[] = {
     OMBREL_PUBLIC_FAULT(no_memory),      OMBREL_PUBLIC_FAULT(no_descriptor),
     OMBREL_PUBLIC_FAULT(no_process),     OMBREL_PUBLIC_FAULT(bad_descriptor),
     OMBREL_PUBLIC_FAULT(invalid),        OMBREL_PUBLIC_FAULT(not_supported),
-    OMBREL_PUBLIC_FAULT(other),
+    OMBREL_PUBLIC_FAULT(other),          OMBREL_PUBLIC_FAULT(unknown_host),
+    OMBREL_PUBLIC_FAULT(violation),      OMBREL_PUBLIC_FAULT(rejected),
 };
 
 constexpr bool are_in_order() {
@@ -48,7 +47,7 @@ constexpr bool are_in_order() {
     return true;
 }
 // A public number is its code's own and its place in the table.
-static_assert(are_in_order());
+static_assert(are_in_order() && std::size(public_faults) == platform::fault_code_count);
 
 const public_fault* find(int number) {
     return number >= 0 && static_cast<size_t>(number) < std::size(public_faults) ? &public_faults[number]

@@ -51,7 +51,7 @@ enum class fault_code : uint8_t {
     not_supported,
     other, ///< the host's number says more
 
-    // What the library itself finds: no host has a number for these.
+    // What the library itself finds: no host has a number for these, so they have some of the library's own.
     unknown_host,
     violation, ///< the peer does not keep to the protocol
     rejected,  ///< the peer said no
@@ -70,7 +70,7 @@ struct fault {
 /// What an error number of the host means.
 fault fault_of(int number);
 
-/// The host's first number for a code; 0 when it has none.
+/// The host's first number for a code, or the library's own; 0 when there is none.
 int number_of(fault_code code);
 
 /// The host's words for one of its numbers. They live until the next call of this thread.
@@ -83,7 +83,7 @@ inline fault last_fault() {
     return fault_of(errno);
 }
 
-/// Makes it the last fault of the calling thread. One that the host has no number for leaves none.
+/// Makes it the last fault of the calling thread. Only `none` and `other` without a number leave none.
 inline void leave_fault(const fault& why) {
     errno = why.number != 0 ? why.number : number_of(why.code);
 }

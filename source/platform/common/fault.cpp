@@ -72,11 +72,21 @@ constexpr meaning meanings[] = {
     {EAFNOSUPPORT, fault_code::not_supported},
 };
 
+/// No host has such numbers, nor strerror() words for them.
+constexpr int own_numbers = 20000;
+
+constexpr bool is_own(fault_code code) {
+    return code >= fault_code::unknown_host;
+}
+
 } // namespace
 
 fault fault_of(int number) {
     if (number == 0)
         return {};
+    if (number >= own_numbers && number < own_numbers + static_cast<int>(fault_code_count) &&
+        is_own(static_cast<fault_code>(number - own_numbers)))
+        return static_cast<fault_code>(number - own_numbers);
     for (const meaning& one : meanings)
         if (one.number == number)
             return {one.code, number};
@@ -84,6 +94,8 @@ fault fault_of(int number) {
 }
 
 int number_of(fault_code code) {
+    if (is_own(code))
+        return own_numbers + static_cast<int>(code);
     for (const meaning& one : meanings)
         if (one.code == code)
             return one.number;
