@@ -52,6 +52,8 @@
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
 #include <ombrel/host_socket.h>
+#include <ombrel/http_directory.h>
+#include <ombrel/http_server.h>
 #include <ombrel/instance.h>
 #include <ombrel/launcher.h>
 #include <ombrel/linked_list.h>

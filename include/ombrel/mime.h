@@ -1,6 +1,6 @@
 /**
  * @file mime.h
- * @brief MIME types, and hints that say which of them something serves.
+ * @brief MIME types: of files by their names, and hints that say which of them something serves.
  *
  * All functions may be called from any thread.
  */
@@ -29,6 +29,14 @@ OMBREL_API int ombrel_compare_mime_type(const char* a, const char* b);
  * @return 0 when a pattern matches; -1 when none does
  */
 OMBREL_API int ombrel_compare_mime_type_hint(const char* hint, const char* mime_type);
+
+/**
+ * @brief The type of a file by the end of its name.
+ * @param name a name or path; endings are compared in either case, "a.tar.gz" by the last one
+ * @return the type, a static text, as "image/png", without a character set; "application/octet-stream" for
+ * names without an ending that is known, and for null
+ */
+OMBREL_API const char* ombrel_get_mime_type(const char* name);
 
 OMBREL_END_C
 
