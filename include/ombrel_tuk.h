@@ -48,6 +48,7 @@
 #include <ombrel/file_stream.h>
 #include <ombrel/font.h>
 #include <ombrel/framebuffer.h>
+#include <ombrel/ftp.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
