@@ -53,6 +53,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
 #include <ombrel/host_socket.h>
+#include <ombrel/http_client.h>
 #include <ombrel/http_directory.h>
 #include <ombrel/http_server.h>
 #include <ombrel/instance.h>
