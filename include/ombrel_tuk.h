@@ -55,7 +55,10 @@
 #include <ombrel/host_socket.h>
 #include <ombrel/http_client.h>
 #include <ombrel/http_directory.h>
+#include <ombrel/http_field.h>
+#include <ombrel/http_parser.h>
 #include <ombrel/http_server.h>
+#include <ombrel/http_writer.h>
 #include <ombrel/instance.h>
 #include <ombrel/launcher.h>
 #include <ombrel/linked_list.h>
