@@ -31,6 +31,7 @@
 #include <ombrel/digest_list.h>
 #include <ombrel/directory.h>
 #include <ombrel/dl.h>
+#include <ombrel/download.h>
 #include <ombrel/dump.h>
 #include <ombrel/environment.h>
 #include <ombrel/event.h>
@@ -73,6 +74,7 @@
 #include <ombrel/multicast.h>
 #include <ombrel/network.h>
 #include <ombrel/network_interface.h>
+#include <ombrel/nmea.h>
 #include <ombrel/output.h>
 #include <ombrel/path.h>
 #include <ombrel/pattern.h>
@@ -123,6 +125,7 @@
 #include <ombrel/uuid.h>
 #include <ombrel/value.h>
 #include <ombrel/version.h>
+#include <ombrel/wake_on_lan.h>
 #include <ombrel/window_event.h>
 #include <ombrel/word.h>
 

@@ -1,0 +1,218 @@
+/**
+ * @file download.h
+ * @brief Files from URIs, with proof: resumed, limited, checked by a digest, stored whole or not at all.
+ *
+ * @code
+ * ombrel_download_options_t options;
+ * ombrel_download_result_t result;
+ * ombrel_init_download_options(&options);
+ * options.m_digest = "sha256:9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08";
+ * options.m_size_limit = 512 * 1024 * 1024;
+ * if (ombrel_download_file("http://example.com/image.bin", "image.bin", &options, &result) != 0)
+ *     ombrel_error_printf("image.bin: %s\n", result.m_error.m_text);
+ * @endcode
+ *
+ * The target appears in one step when all of it has come, its digest is the one that was wanted and the
+ * device has it; until then, and after any failure, an old file stays as it was. The target's directory must
+ * be there. Permissions, owners and links are treated as ombrel_store_file() does.
+ *
+ * @par Sources
+ * http is the library's own; https and ftps need a plug-in that serves them (plugin_curl.h); ftp, tftp and
+ * file are the built-in plug-in's (builtin_stream.h), and a plain path is a file. Other schemes, "pipe" above
+ * all, are opened only if #ombrel_download_options_t.m_schemes names them. Of a file only regular ones are
+ * taken. Redirections are followed within http and https alone, from https to https alone, and to what
+ * m_schemes has; a name and password in the URI go to no other host.
+ *
+ * @par Mirrors, retries
+ * The URI comes first, then the mirrors in their order. One that fails is followed by the next; after the
+ * last comes a pause, then the first again, as often as the retries say. Pauses grow, are shortened by up to
+ * a half at random, so that many who failed together do not come back together, and are at least as long as a
+ * server asked for by Retry-After, up to the longest pause. One that does not have the file (404), refuses it
+ * (403), has one that is too large, or whose file has another digest, is not asked again.
+ *
+ * @par Resuming
+ * What has come is kept beside the target in "NAME.part-download", what is known of it (its URI's digest, its
+ * size, and the validator of the server: its entity tag or the time of its last change) in
+ * "NAME.part-download.info". A later call for the same target goes on from there, after a broken connection,
+ * a kill or a crash, if the source still has the same: an http server is asked so by If-Range, and its answer
+ * compared; of files and FTP the size and the time are compared. Where there is no validator, or another, the
+ * download begins anew; TFTP always does. With a digest what came from one mirror is gone on with from
+ * another if the sizes are the same, as the whole is proven in the end; if it is not then, once more anew.
+ * What cannot be resumed is removed with a failure. One that is too large, or whose digest is another, is
+ * never kept.
+ *
+ * Two downloads of one target at a time do not mix: the second fails with #def_ombrel_fault_busy.
+ *
+ * @par Limits
+ * The size is limited whether the server tells it, tells a wrong one, or sends without end. Time is limited
+ * for connecting, without progress, and as a whole. Memory does not depend on what is sent.
+ *
+ * @par Threads
+ * Any; a call waits until it is done, and calls the handler on its own thread. The global break
+ * (global_break.h) ends it as the handler does.
+ *
+ * @par Failures
+ * -1 with the reason in ombrel_last_fault() and, in more detail, in the result.
+ */
+#ifndef OMBREL_DOWNLOAD_H
+#define OMBREL_DOWNLOAD_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <ombrel/digest.h>
+#include <ombrel/export.h>
+#include <ombrel/transfer_error.h>
+
+OMBREL_BEGIN_C
+
+/** Bytes at most unless told otherwise: 16 GiB. */
+#define def_ombrel_download_size_limit INT64_C(17179869184)
+/** Bytes of a list of digests at most. */
+#define def_ombrel_download_list_limit 16777216
+/** What comes behind the target's name while it is not whole. */
+#define def_ombrel_download_part_suffix ".part-download"
+/** What comes behind the name of what is known of that. */
+#define def_ombrel_download_info_suffix ".info"
+
+/** @name What a download is doing
+ * @{ */
+#define def_ombrel_download_connecting 1 /**< it asks a source */
+#define def_ombrel_download_receiving 2  /**< bytes come */
+#define def_ombrel_download_pausing 3    /**< all sources have failed; it will try again */
+#define def_ombrel_download_reading 4    /**< it reads what came earlier, for the digest */
+#define def_ombrel_download_storing 5    /**< all has come: the device is waited for */
+/** @} */
+
+/** @name Why a download failed
+ * @{ */
+#define def_ombrel_download_reason_none 0       /**< it did not */
+#define def_ombrel_download_reason_source 1     /**< the source could not be opened or read: see the error */
+#define def_ombrel_download_reason_broken_off 2 /**< it ended before all had come */
+#define def_ombrel_download_reason_too_large 3  /**< more than the limit */
+#define def_ombrel_download_reason_digest 4     /**< the digest is another than the one wanted */
+#define def_ombrel_download_reason_list 5       /**< the list of digests has no line for the name */
+#define def_ombrel_download_reason_target 6     /**< the target could not be written */
+#define def_ombrel_download_reason_busy 7       /**< another download of the target is under way */
+#define def_ombrel_download_reason_time 8       /**< the time as a whole ran out */
+#define def_ombrel_download_reason_broken 9     /**< the handler or the global break ended it */
+#define def_ombrel_download_reason_argument 10  /**< an argument makes no sense */
+/** @} */
+
+/** How far a download is. */
+typedef struct ombrel_download_state_ts {
+    int m_phase;       /**< def_ombrel_download_connecting and the like */
+    int64_t m_done;    /**< bytes that are here */
+    int64_t m_total;   /**< bytes of the whole, as the source says; -1 when it does not */
+    int64_t m_resumed; /**< of those here, what earlier calls left */
+    int m_source;      /**< which source: 0 for the URI, from 1 on the mirrors */
+    int m_round;       /**< how often all sources have failed */
+    int m_pause_ms;    /**< of a pause: how long it is */
+    const char* m_uri; /**< the URI that is asked, after redirections */
+} ombrel_download_state_t;
+
+/**
+ * Called when a phase begins, as bytes come, and while nothing does: at least about five times a second save
+ * while a source is looked up, connected or stored.
+ * @param state   how far it is; valid until the handler returns
+ * @param context the one of the options
+ * @return 0 to go on; anything else ends the download, which returns it
+ */
+typedef int (*ombrel_download_handler_t)(const ombrel_download_state_t* state, void* context);
+
+/** @name Flags
+ * @{ */
+/** What came before is not gone on with, and nothing is kept after a failure. */
+#define def_ombrel_download_no_resume 1u
+/** A target that is there is a failure: #def_ombrel_fault_exists. */
+#define def_ombrel_download_no_replace 2u
+/** The device is not waited for: a crash of the system may lose the file. */
+#define def_ombrel_download_no_sync 4u
+/** @} */
+
+/** How a file is downloaded. Texts are read during the call. Times are milliseconds, negative for no limit.
+ */
+typedef struct ombrel_download_options_ts {
+    /** def_ombrel_download_no_resume and the like; at first 0. */
+    uint32_t m_flags;
+    /** Other URIs of the same file, ended by null; null, as at first, for none. */
+    const char* const* m_mirrors;
+    /** The digest wanted: "sha256:", "sha1:" or "md5:" and hexadecimal digits of either case; null, as at
+     * first, for none. */
+    const char* m_digest;
+    /** A list of digests (digest_list.h) that has it: a URI or a path, read before anything else by the same
+     * rules, with #def_ombrel_download_list_limit; the algorithm is told by the number of digits. Null, as at
+     * first, for none. Not with m_digest. */
+    const char* m_digest_list;
+    /** The name of the file in the list, compared exactly but for a "./" before it there; null, as at first,
+     * for the last part of the URI's path. */
+    const char* m_digest_name;
+    /** Bytes at most; at first #def_ombrel_download_size_limit; INT64_MAX for no limit. */
+    int64_t m_size_limit;
+    /** Permissions of a target that was not there, less the process's mask; at first 0666. */
+    uint32_t m_mode;
+    /** Schemes that URIs and redirections may have, separated by "|"; null, as at first, for
+     * "https|http|ftps|ftp|tftp|file". */
+    const char* m_schemes;
+    /** Redirections of one answer at most; at first 10. */
+    int m_redirect_limit;
+    /** How often all sources are asked again after all have failed; at first 3. */
+    int m_retries;
+    /** The first pause, at least 1; at first 500. */
+    int m_first_pause_ms;
+    /** By how much each pause is longer than the one before, at least 1; at first 2. */
+    int m_pause_factor;
+    /** What pauses grow to; at first 30,000. */
+    int m_longest_pause_ms;
+    /** For a source to be looked up, connected and to begin its answer; at first 30,000. */
+    int m_connect_timeout_ms;
+    /** Without a byte; at first 60,000. */
+    int m_idle_timeout_ms;
+    /** As a whole, pauses too; at first -1. Looking a name up and storing are not interrupted. */
+    int m_timeout_ms;
+    /** Told how far it is; null, as at first, for nobody. */
+    ombrel_download_handler_t m_handler;
+    /** Handed to it. */
+    void* m_context;
+} ombrel_download_options_t;
+
+/** What came of a download. */
+typedef struct ombrel_download_result_ts {
+    int m_reason;   /**< why it failed (def_ombrel_download_reason_*) */
+    int m_source;   /**< the source that the whole came from, or that failed last: 0 the URI, 1 … mirrors */
+    int m_attempts; /**< how often a source was asked for it */
+    int64_t m_done; /**< bytes of the target, or those that are kept */
+    int64_t m_total;   /**< bytes of the whole as the source last said; -1 when it did not */
+    int64_t m_resumed; /**< bytes of an earlier call that were gone on with */
+    /** The digest of the whole in lower-case hexadecimal, if one was wanted; empty before the whole came. */
+    char m_digest[def_ombrel_digest_text_size];
+    /** The one that was wanted, and its algorithm's name. */
+    char m_wanted_digest[def_ombrel_digest_text_size];
+    const char* m_algorithm; /**< "sha256", …; null when none was wanted */
+    /** The failure in words, with the peer's code and words where it gave some. */
+    ombrel_transfer_error_t m_error;
+} ombrel_download_result_t;
+
+/** @brief Sets the options to what they are at first. @return 0; -1 for null */
+OMBREL_API int ombrel_init_download_options(ombrel_download_options_t* options);
+
+/**
+ * @brief Downloads a file.
+ * @param uri     where it is
+ * @param path    the target
+ * @param options how; null means ombrel_init_download_options()
+ * @param result  receives what came of it, also on failure; may be null
+ * @return 0 when the target is there; what the handler returned when it ended the download; -1 with
+ *         #def_ombrel_fault_invalid for null and nonsense, a digest that is none, and a scheme that is not
+ *         allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest that is another;
+ *         #def_ombrel_fault_not_found for a list without the name too; #def_ombrel_fault_busy;
+ *         #def_ombrel_fault_timed_out; #def_ombrel_fault_interrupted for the global break;
+ *         #def_ombrel_fault_reset for what was broken off; and whatever the source or the target fails by
+ */
+OMBREL_API int ombrel_download_file(const char* uri, const char* path,
+                                    const ombrel_download_options_t* options,
+                                    ombrel_download_result_t* result);
+
+OMBREL_END_C
+
+#endif
