@@ -50,6 +50,7 @@
 #include <ombrel/font.h>
 #include <ombrel/framebuffer.h>
 #include <ombrel/ftp.h>
+#include <ombrel/ftp_server.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
