@@ -18,6 +18,7 @@
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/builtin_stream.h>
 #include <ombrel/calendar.h>
+#include <ombrel/cgi.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/codec_name.h>
 #include <ombrel/color.h>
@@ -54,10 +55,13 @@
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
+#include <ombrel/hmac.h>
 #include <ombrel/host_socket.h>
+#include <ombrel/http_auth.h>
 #include <ombrel/http_client.h>
 #include <ombrel/http_directory.h>
 #include <ombrel/http_field.h>
+#include <ombrel/http_form.h>
 #include <ombrel/http_parser.h>
 #include <ombrel/http_server.h>
 #include <ombrel/http_writer.h>
@@ -99,6 +103,7 @@
 #include <ombrel/resolver.h>
 #include <ombrel/resolver_cache.h>
 #include <ombrel/scan.h>
+#include <ombrel/secret.h>
 #include <ombrel/seed.h>
 #include <ombrel/select.h>
 #include <ombrel/serial.h>
