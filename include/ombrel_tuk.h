@@ -116,11 +116,14 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 #include <ombrel/spin_lock.h>
+#include <ombrel/ssdp.h>
 #include <ombrel/stack.h>
 #include <ombrel/string.h>
 #include <ombrel/string_node.h>
 #include <ombrel/terminal.h>
 #include <ombrel/terminal_key.h>
+#include <ombrel/tftp.h>
+#include <ombrel/tftp_server.h>
 #include <ombrel/thread.h>
 #include <ombrel/time.h>
 #include <ombrel/timer.h>
