@@ -1,6 +1,10 @@
 // The hosts' numbers for options of sockets, which have the same names everywhere.
 #pragma once
 
+#if !defined(_WIN32)
+#include <netinet/tcp.h>
+#endif
+
 #include "platform/socket.h"
 #include "platform/socket_address.h"
 
@@ -32,6 +36,8 @@ inline option_place place_of(socket_option option) {
         return {IPPROTO_IPV6, IPV6_MULTICAST_HOPS};
     case socket_option::ipv6_only:
         return {IPPROTO_IPV6, IPV6_V6ONLY};
+    case socket_option::no_delay:
+        return {IPPROTO_TCP, TCP_NODELAY};
     }
     return {-1, -1};
 }
