@@ -34,6 +34,9 @@ inline constexpr bool has_hidden_links = !has_parents;
 /// Null on failure. A symbolic link that is not to be followed fails as "link loop" or "not a directory".
 open_directory* open_directory_at(open_directory* parent, const char* name, at_link link);
 
+/// The same one once more, to be read on its own.
+open_directory* reopen_directory(open_directory* directory);
+
 /// The directory that this one is in at this moment. Null on failure.
 open_directory* open_parent(open_directory* directory);
 
@@ -65,8 +68,8 @@ bool remove_file_at(open_directory* parent, const char* name);
 /// An empty one.
 bool remove_directory_at(open_directory* parent, const char* name);
 bool make_directory_at(open_directory* parent, const char* name, uint32_t mode);
-/// Both names in one directory; what has the new one is replaced.
-bool rename_at(open_directory* parent, const char* from, const char* to);
+/// What has the new name is replaced.
+bool rename_at(open_directory* parent, const char* from, open_directory* new_parent, const char* to);
 
 host_text read_link_at(open_directory* parent, const char* name);
 /// @param leads_to_directory what the link is made for, on a host whose links have kinds

@@ -97,6 +97,10 @@ open_directory* open_directory_at(open_directory* parent, const char* name, at_l
     return open_at(descriptor_of(parent), name, link == at_link::stay ? O_NOFOLLOW : 0);
 }
 
+open_directory* reopen_directory(open_directory* directory) {
+    return open_at(descriptor_of(directory), ".", O_NOFOLLOW);
+}
+
 open_directory* open_parent(open_directory* directory) {
     return open_at(descriptor_of(directory), "..", O_NOFOLLOW);
 }
@@ -158,9 +162,10 @@ bool make_directory_at(open_directory* parent, const char* name, uint32_t mode) 
     return mkdirat(descriptor_of(parent), name, static_cast<mode_t>(mode)) == 0;
 }
 
-bool rename_at(open_directory* parent, const char* from, const char* to) {
-    const int directory = descriptor_of(parent);
-    return renameat(directory, from, directory, to) == 0;
+bool rename_at(open_directory* parent, const char* from, open_directory* new_parent, const char* to) {
+    if (renameat(descriptor_of(parent), from, descriptor_of(new_parent), to) == 0)
+        return true;
+    return errno == EEXIST ? refuse(fault_code::not_empty) : false;
 }
 
 host_text read_link_at(open_directory* parent, const char* name) {

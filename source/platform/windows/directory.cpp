@@ -169,6 +169,12 @@ open_directory* open_directory_at(open_directory* parent, const char* name, at_l
     return entry ? adopt(entry.release(), link) : nullptr;
 }
 
+// An empty name stands for the directory itself.
+open_directory* reopen_directory(open_directory* directory) {
+    entry_handle entry(directory->handle, "", existing(to_read, at_link::stay));
+    return entry ? adopt(entry.release(), at_link::stay) : nullptr;
+}
+
 open_directory* open_parent(open_directory*) {
     leave_fault(fault_code::not_supported);
     return nullptr;
@@ -259,11 +265,13 @@ bool make_directory_at(open_directory* parent, const char* name, uint32_t mode) 
         entry_handle(handle_in(parent), name, {to_read, at_link::stay, FILE_CREATE, FILE_DIRECTORY_FILE}));
 }
 
-bool rename_at(open_directory* parent, const char* from, const char* to) {
-    if (parent == by_path())
+bool rename_at(open_directory* parent, const char* from, open_directory* new_parent, const char* to) {
+    if (parent == by_path() && new_parent == by_path())
         return rename_file(from, to, at_target::replace);
+    if (parent == by_path() || new_parent == by_path())
+        return refuse(fault_code::not_supported);
     const entry_handle entry(handle_in(parent), from, existing(DELETE, at_link::stay));
-    return entry && rename_open(entry.get(), parent->handle, to);
+    return entry && rename_open(entry.get(), handle_in(new_parent), to);
 }
 
 host_text read_link_at(open_directory* parent, const char* name) {

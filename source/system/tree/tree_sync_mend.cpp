@@ -140,7 +140,7 @@ bool tree_sync::copy(const char* name) {
     const passing_name made;
     if (!copy_entry({from_.here(), name}, {directory, made.get()}, kept))
         return false;
-    if (platform::rename_at(directory, made.get(), name))
+    if (platform::rename_at(directory, made.get(), directory, name))
         return true;
     const fault_keeper kept_fault;
     platform::remove_file_at(directory, made.get());
