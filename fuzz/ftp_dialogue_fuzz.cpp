@@ -12,7 +12,7 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
-#include "protocol/ftp/ftp.h"
+#include "protocol/ftp/ftp_client.h"
 #include "support/byte_source.h"
 #include "support/own_port.h"
 

@@ -1,6 +1,6 @@
 // The kind "application/tuk_stream_ftp": one file read from, written to or appended to on an FTP server.
 #include "builtin/remote_file.h"
-#include "protocol/ftp/ftp.h"
+#include "protocol/ftp/ftp_client.h"
 
 namespace ombrel::builtin {
 

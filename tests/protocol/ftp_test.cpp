@@ -1,5 +1,5 @@
 // Replies of all kinds; real servers answer the streams of the built-in plug-in.
-#include "protocol/ftp/ftp.h"
+#include "protocol/ftp/ftp_client.h"
 #include "protocol/scripted_ftp_server.h"
 #include "support/descriptor_balance.h"
 #include "support/error_output.h"

@@ -55,6 +55,7 @@ bool ftp_reply_parser::read_code(int& code) const {
 ftp_reply_parser::state ftp_reply_parser::end_line() {
     if (length_ > 0 && line_[length_ - 1] == '\r')
         length_--;
+    ended_ = length_;
     int code = 0;
     const bool has_code = read_code(code);
     const char mark = length_ > 3 ? line_[3] : ' ';
@@ -88,7 +89,7 @@ bool parse_ftp_extended_passive(std::string_view text, int& port) {
     return true;
 }
 
-bool parse_ftp_passive(std::string_view text, int& port) {
+bool parse_ftp_passive(std::string_view text, int& port, uint8_t* address) {
     // Some servers leave the brackets out, so the numbers begin at the first digit.
     const auto first = std::find_if(text.begin(), text.end(), is_digit);
     text.remove_prefix(static_cast<size_t>(first - text.begin()));
@@ -102,6 +103,8 @@ bool parse_ftp_passive(std::string_view text, int& port) {
             text.remove_prefix(1);
     }
     port = static_cast<int>(numbers[4] << 8 | numbers[5]);
+    if (address != nullptr)
+        std::transform(numbers, numbers + 4, address, [](unsigned n) { return static_cast<uint8_t>(n); });
     return port != 0;
 }
 
@@ -109,6 +112,20 @@ bool parse_ftp_size(std::string_view text, uint64_t& size) {
     while (!text.empty() && text.back() == ' ')
         text.remove_suffix(1);
     return parse_number(text, uint64_t{0}, uint64_t{INT64_MAX}, size);
+}
+
+ptrdiff_t parse_ftp_path(std::string_view text, char* path, size_t room) {
+    if (!text.starts_with('"'))
+        return -1;
+    size_t length = 0;
+    for (size_t at = 1; at < text.size(); at++) {
+        if (text[at] == '"' && (at + 1 == text.size() || text[++at] != '"'))
+            return length < room ? path[length] = '\0', static_cast<ptrdiff_t>(length) : -2;
+        if (length + 1 >= room)
+            return -2;
+        path[length++] = text[at];
+    }
+    return -1;
 }
 
 bool is_ftp_argument(std::string_view text) {

@@ -26,6 +26,8 @@ public:
 
     int code() const { return code_; }
     ftp_reply_kind kind() const { return static_cast<ftp_reply_kind>(code_ / 100); }
+    /// The last line that has ended, whole.
+    std::string_view line() const { return {line_, ended_}; }
     /// The last line behind the code, cut to a bounded length.
     std::string_view text() const {
         return {line_ + text_offset, length_ > text_offset ? length_ - text_offset : 0};
@@ -42,17 +44,24 @@ private:
     int code_ = 0;
     size_t lines_ = 0;
     size_t length_ = 0;
+    size_t ended_ = 0; ///< bytes of the last line that has ended
     char line_[most_ftp_line];
 };
 
 /// The port in the text of a reply to EPSV: "… (|||6446|)".
 bool parse_ftp_extended_passive(std::string_view text, int& port);
 
-/// The port in the text of a reply to PASV: "… (192,0,2,1,25,46)". The address is checked and left alone.
-bool parse_ftp_passive(std::string_view text, int& port);
+/// The port in the text of a reply to PASV: "… (192,0,2,1,25,46)".
+/// @param address receives the four bytes of the address; null leaves them, checked, alone
+bool parse_ftp_passive(std::string_view text, int& port, uint8_t* address = nullptr);
 
 /// The number that is the whole text of a reply to SIZE.
 bool parse_ftp_size(std::string_view text, uint64_t& size);
+
+/// The path in the text of a reply to PWD: "\"/a \"\"b\"\"\" is it", where quotes in it are doubled.
+/// @param path receives it, terminated
+/// @return its length; -1 when there is none, -2 when there is no room
+ptrdiff_t parse_ftp_path(std::string_view text, char* path, size_t room);
 
 /// Whether the text can go into a command: no line ends or zeros, which would begin another command.
 bool is_ftp_argument(std::string_view text);

@@ -1,4 +1,5 @@
-// An FTP client (RFC 959, RFC 2428) that streams one file in image type over passive connections.
+// One file of an FTP server as a stream: a session in image type for a single transfer, begun anew for a
+// seek.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +7,7 @@
 #include <optional>
 
 #include "core/heap_ptr.h"
-#include "network/socket_guard.h"
-#include "protocol/ftp/ftp_control.h"
-#include "protocol/transfer_error.h"
+#include "protocol/ftp/ftp_session.h"
 
 namespace ombrel::protocol {
 
@@ -40,14 +39,18 @@ public:
     /// Waits until read() or write() can do something without waiting.
     /// @param timeout_ms negative for no limit
     /// @return 1 when it can (at the end of the file too), 0 when the time ran out, -1 after a failure
-    int wait(int timeout_ms);
+    int wait(int timeout_ms) { return session_.wait(timeout_ms); }
 
     /// The end counts when the server has confirmed it, and when as much has come as the server told before.
     /// @return bytes, 0 at the end, -1 after a failure, transfer_waited
-    ptrdiff_t read(void* buffer, size_t size, int timeout_ms);
+    ptrdiff_t read(void* buffer, size_t size, int timeout_ms) {
+        return session_.read(buffer, size, timeout_ms);
+    }
 
     /// @return bytes taken, which may be fewer; -1 after a failure; transfer_waited
-    ptrdiff_t write(const void* data, size_t size, int timeout_ms);
+    ptrdiff_t write(const void* data, size_t size, int timeout_ms) {
+        return session_.write(data, size, timeout_ms);
+    }
 
     /// Ends the transfer and begins it again at another place of the file. Not for append.
     bool restart(uint64_t offset);
@@ -57,32 +60,16 @@ public:
     bool close();
 
     /// Bytes of the file when it was opened, where the server told them.
-    std::optional<uint64_t> size() const { return size_; }
-    const transfer_error& error() const { return error_; }
+    std::optional<uint64_t> size() const { return session_.size(); }
+    const transfer_error& error() const { return session_.error(); }
 
 private:
-    bool log_in(const ftp_request& request);
-    void ask_size();
-    bool begin(uint64_t offset);
-    bool open_passive();
-    bool ask_passive(const deadline& limit, int& port);
-    bool command(std::string_view verb, std::string_view argument);
+    bool begin(uint64_t offset, std::optional<uint64_t> size);
     bool end_transfer();
-    bool finish();
-    bool has_come_whole();
-    void abandon();
-    void lose_data();
 
-    ftp_control control_;
-    socket_guard data_;
-    int limit_ms_ = 0;
+    ftp_session session_;
     ftp_direction direction_ = ftp_direction::retrieve;
-    bool extended_ = true;      ///< EPSV has not been refused
-    bool transferring_ = false; ///< the server still has to say how the transfer ended
     heap_ptr<char> path_;
-    std::optional<uint64_t> size_;
-    uint64_t position_ = 0; ///< of the next byte to come
-    transfer_error error_;
 };
 
 } // namespace ombrel::protocol
