@@ -10,7 +10,7 @@
 #include <ombrel/socket.h>
 #include <ombrel/socket_open.h>
 
-#include "protocol/tftp/tftp.h"
+#include "protocol/tftp/tftp_client.h"
 #include "support/byte_source.h"
 #include "support/own_port.h"
 

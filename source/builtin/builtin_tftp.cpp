@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "builtin/remote_file.h"
-#include "protocol/tftp/tftp.h"
+#include "protocol/tftp/tftp_client.h"
 
 namespace ombrel::builtin {
 

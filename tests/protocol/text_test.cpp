@@ -183,8 +183,8 @@ TEST(TftpPacket, IsWrittenIntoItsRoom) {
         tftp_options options;
         std::string expected;
     } cases[] = {{"f", {}, "\0\1f\0octet\0"s},
-                 {"f", {8, 1, 0}, "\0\1f\0octet\0blksize\0008\0timeout\0001\0tsize\0000\0"s},
-                 {"f", {{}, {}, UINT64_MAX}, "\0\1f\0octet\0tsize\00018446744073709551615\0"s},
+                 {"f", {8, 1, 0, {}}, "\0\1f\0octet\0blksize\0008\0timeout\0001\0tsize\0000\0"s},
+                 {"f", {{}, {}, UINT64_MAX, {}}, "\0\1f\0octet\0tsize\00018446744073709551615\0"s},
                  {"", {}, ""},
                  {"a\0b"s, {}, ""}};
     for (const auto& each : cases) {

@@ -1,7 +1,7 @@
 #include <functional>
 
 #include "network/loopback.h"
-#include "protocol/tftp/tftp.h"
+#include "protocol/tftp/tftp_client.h"
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"

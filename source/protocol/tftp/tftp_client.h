@@ -1,4 +1,4 @@
-// A TFTP client (RFC 1350 with the options of RFC 2347 to 2349) that streams one file in octet mode.
+// A TFTP client (RFC 1350 with the options of RFC 2347 to 2349 and 7440) that streams one file.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,9 @@
 #include "core/heap_ptr.h"
 #include "network/endpoint.h"
 #include "network/socket_guard.h"
+#include "protocol/tftp/netascii.h"
 #include "protocol/tftp/tftp_packet.h"
+#include "protocol/tftp/tftp_window.h"
 #include "protocol/transfer_error.h"
 
 namespace ombrel::protocol {
@@ -22,13 +24,18 @@ struct tftp_request {
     const char* name = nullptr; ///< the file's name as the server is to see it
     bool write = false;         ///< to the server
     size_t block_size = 1428;   ///< asked for, 8 to 65464; this one is not fragmented on an Ethernet
-    int interval_ms = 1000;     ///< the wait before a packet is sent again; doubled up to four times as long
-    unsigned tries = 6;         ///< how often a packet is sent before the peer counts as gone
-    int limit_ms = -1;          ///< for open() in all, and for close(); negative: as long as the tries take
-    std::optional<uint64_t> size; ///< of the file to write, where it is known
+    unsigned window_size = 1;   ///< blocks asked for, 1 to most_tftp_window
+    tftp_mode mode = tftp_mode::octet;
+    int interval_ms = 1000; ///< the wait before a packet is sent again; doubled up to four times as long
+    unsigned tries = 6;     ///< how often a packet is sent before the peer counts as gone
+    int limit_ms = -1;      ///< for open() in all, and for close(); negative: as long as the tries take
+    int total_ms = -1;      ///< for the transfer from open() to close()
+    std::optional<uint64_t> size;       ///< of the file to write, where it is known
+    std::optional<uint64_t> size_limit; ///< beyond it a file is not read further
 };
 
-/// One transfer at a time. Its memory is one block of data and one small packet, whatever the file's size.
+/// One transfer at a time. Its memory is one window of blocks, one block where it reads, and small packets,
+/// whatever the file's size.
 ///
 /// One thread uses it at a time. No call waits longer than the tries of one packet take, but open() without a
 /// limit for the host's name as long as the platform does.
@@ -60,9 +67,15 @@ public:
     /// more is wanted. False when a failure, now or before, kept the file from being transferred in full.
     bool close();
 
+    /// Gives the transfer up: tells the server, without a wait.
+    void abandon();
+
+    bool is_moving() const { return stage_ == stage::moving || stage_ == stage::ended; }
     bool is_writing() const { return writing_; }
     /// Bytes of the file, where the server told them.
     std::optional<uint64_t> size() const { return size_; }
+    /// Bytes read or taken so far.
+    uint64_t count() const { return count_; }
     const transfer_error& error() const { return error_; }
 
 private:
@@ -90,10 +103,15 @@ private:
     void take_error(const tftp_packet& packet);
     bool grant(const tftp_options& options);
 
-    void begin(size_t block_size);
+    void begin(size_t block_size, unsigned window_size);
+    void keep_block(std::span<const uint8_t> body, bool is_final);
+    void write_acknowledgement();
     void acknowledge();
-    void send_block();
+    size_t fill(const uint8_t* data, size_t size);
+    bool send_rest(const deadline& limit);
+    void send_window();
     void send_new(size_t size);
+    void start_waiting();
     void send_last();
     void send_again();
     void tell_error(const endpoint& to, tftp_error_code code, const char* text);
@@ -101,7 +119,8 @@ private:
     stage stage_ = stage::closed;
     bool writing_ = false;
     bool peer_known_ = false;
-    bool outstanding_ = false; ///< writing: the last packet waits for its acknowledgement
+    bool outstanding_ = false; ///< writing: what was sent last waits for its acknowledgement
+    bool netascii_ = false;
     socket_guard socket_;
     int interval_ms_ = 0;
     int limit_ms_ = -1;
@@ -109,16 +128,20 @@ private:
     unsigned times_sent_ = 0;
     tftp_options asked_;
     endpoint peer_; ///< its port is the transfer's once the peer is known
-    deadline next_sending_;
-    heap_ptr<uint8_t> outgoing_; ///< the packet that is sent until it is answered
-    size_t outgoing_room_ = 0, outgoing_size_ = 0;
+    deadline next_sending_, end_;
+    heap_ptr<uint8_t> outgoing_;  ///< a request or acknowledgement that is sent until it is answered
+    size_t outgoing_size_ = 0;    ///< 0 while the window is
     uint8_t* incoming_ = nullptr; ///< the last packet that came
     size_t incoming_room_ = 0;
+    tftp_send_window window_; ///< writing
+    tftp_block_order order_;  ///< reading
     size_t block_size_ = plain_tftp_block;
-    uint64_t block_ = 0;  ///< number of the last block taken or sent, not reduced to 16 bits
-    size_t position_ = 0; ///< of the next byte in the block
-    size_t filled_ = 0;   ///< bytes in the block
-    std::optional<uint64_t> size_;
+    const uint8_t* data_ = nullptr; ///< reading: what is left of the block
+    size_t data_size_ = 0;
+    netascii_encoder encoder_;
+    netascii_decoder decoder_;
+    uint64_t count_ = 0;
+    std::optional<uint64_t> size_, size_limit_;
     transfer_error error_;
 };
 
