@@ -87,7 +87,7 @@ OMBREL_BEGIN_C
 typedef struct ombrel_secret_options_ts {
     int m_kind;            /**< #def_ombrel_secret_digest, as at first, or #def_ombrel_secret_strong */
     const char* m_realm;   /**< of a digest secret, 1 to #def_ombrel_secret_realm_max bytes without control
-                            * characters and '"'; null, as at first, for #def_ombrel_secret_realm */
+                            * characters, '"' and backslashes; null, as at first, for #def_ombrel_secret_realm */
     uint32_t m_iterations; /**< of a strong one, 1 to #def_ombrel_secret_iterations_max; at first
                             * #def_ombrel_secret_iterations */
 } ombrel_secret_options_t;

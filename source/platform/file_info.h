@@ -18,6 +18,9 @@ bool get_file_info(int descriptor, ombrel_file_info_t& info);
 /// @param rights 4 to read, 2 to write, 1 to run it or pass through it, added; 0 if it is there
 bool has_file_rights(const char* path, int rights);
 
+/// Whether modes tell who may read and write a file, rather than whether anybody may.
+bool modes_tell_users_apart();
+
 bool set_file_mode(const char* path, uint32_t mode);
 bool set_file_mode(int descriptor, uint32_t mode);
 

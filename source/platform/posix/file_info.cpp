@@ -161,6 +161,10 @@ bool has_file_rights(const char* path, int rights) {
     return faccessat(AT_FDCWD, path, rights == 0 ? F_OK : wanted, AT_EACCESS) == 0;
 }
 
+bool modes_tell_users_apart() {
+    return true;
+}
+
 bool set_file_mode(const char* path, uint32_t mode) {
     return chmod(path, static_cast<mode_t>(mode)) == 0;
 }

@@ -203,6 +203,10 @@ bool has_file_rights(const char* path, int rights) {
     return asked == 0 || static_cast<bool>(path_handle(path, asked, at_link::follow));
 }
 
+bool modes_tell_users_apart() {
+    return false;
+}
+
 bool set_file_mode(const char* path, uint32_t mode) {
     const path_handle file(path, attribute_rights, at_link::follow);
     FILE_BASIC_INFO basic{};
