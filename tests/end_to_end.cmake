@@ -72,6 +72,11 @@ if(TARGET status_service)
             ${CMAKE_CURRENT_SOURCE_DIR}/command/process_commands_test.py ${ombrel_tuk_command_starter})
         set_tests_properties(command.processes_end_to_end PROPERTIES TIMEOUT 300)
     endif()
+    foreach(name nmea)
+        add_test(NAME command.${name}_end_to_end COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter})
+        set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
+    endforeach()
     add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
     set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)

@@ -19,6 +19,7 @@ extern const ombrel_multicall_command_t get_command;
 extern const ombrel_multicall_command_t help_command;
 extern const ombrel_multicall_command_t kill_command;
 extern const ombrel_multicall_command_t launch_command;
+extern const ombrel_multicall_command_t nmea_command;
 extern const ombrel_multicall_command_t plugins_command;
 extern const ombrel_multicall_command_t ports_command;
 extern const ombrel_multicall_command_t ps_command;

@@ -1,6 +1,8 @@
 // Names, sockets, the selection record, the resolver and its cache.
+#include <ombrel/fault.h>
 #include <ombrel/multicast.h>
 #include <ombrel/network_interface.h>
+#include <ombrel/nmea.h>
 #include <ombrel/resolver.h>
 #include <ombrel/resolver_cache.h>
 #include <ombrel/select.h>
@@ -27,6 +29,14 @@ size_t count_answers(const ombrel_resolver_t* list) {
 }
 
 // Answers that find no memory are left out, one by one.
+OMBREL_FAILURES(Network, open_nmea_reader) {
+    null_when_hit(fail, ombrel_close_nmea_reader, [] {
+        return ombrel_open_nmea_reader(
+            nullptr, [](const ombrel_nmea_sentence_t*, void*) { return 0; }, nullptr);
+    });
+    EXPECT_TRUE(!fail.hit() || ombrel_last_fault() == def_ombrel_fault_no_memory);
+}
+
 OMBREL_FAILURES(Network, duplicate_resolver) {
     ombrel_resolver_t* list = ombrel_open_resolver("127.0.0.1", 80);
     ASSERT_EQ(1u, count_answers(list));
