@@ -77,6 +77,13 @@ if(TARGET status_service)
             ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter})
         set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
     endforeach()
+    if(WIN32)
+        ombrel_skipped_test(command.secret_end_to_end "types at a terminal of POSIX")
+    else()
+        add_test(NAME command.secret_end_to_end COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/command/secret_command_test.py ${ombrel_tuk_command_starter})
+        set_tests_properties(command.secret_end_to_end PROPERTIES TIMEOUT 300)
+    endif()
     add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
     set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)

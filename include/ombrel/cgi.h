@@ -86,7 +86,7 @@ typedef struct ombrel_cgi_options_ts {
     int m_input;                      /**< the body's descriptor; at first 0, the standard input */
     int m_output;                     /**< the response's; at first 1, the standard output */
     int64_t m_body_limit;             /**< bytes of a body; at first 64 MiB; negative for none */
-    int m_timeout_ms; /**< for each read and write to get on; at first 60,000; negative for ever */
+    int m_progress_ms; /**< for each read and write to get on; at first 60,000; negative for ever */
 } ombrel_cgi_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */
@@ -210,10 +210,10 @@ typedef struct ombrel_cgi_service_options_ts {
     size_t m_head_limit;    /**< of a response's head; at first 16 KiB */
     int64_t m_output_limit; /**< of a response's body, which is broken off there; at first -1, for none */
     int m_head_ms;          /**< from the start to the end of the head; at first 30,000 */
-    int m_idle_ms;  /**< without a byte of output after the head; at first 60,000. The time that a slow
-                     * client takes does not count */
-    int m_run_ms;   /**< for the whole; at first 600,000 */
-    int m_grace_ms; /**< from the end of the output to the program's; at first 1,000 */
+    int m_progress_ms; /**< without a byte of output after the head; at first 60,000. The time that a slow
+                        * client takes does not count */
+    int m_whole_ms;    /**< for the whole; at first 600,000 */
+    int m_grace_ms;    /**< from the end of the output to the program's; at first 1,000 */
     ombrel_cgi_error_handler_t m_error_handler; /**< given standard error; null, as at first, for nobody: it
                                                  * goes where the server's goes */
     void* m_error_context;                      /**< handed to it */

@@ -11,7 +11,7 @@
  * @code
  * ombrel_http_auth_server_options_t options;
  * ombrel_init_http_auth_server_options(&options);
- * options.m_secrets = ombrel_open_secret_list("passwords", NULL);
+ * options.m_secrets = ombrel_open_secret_list("passwords", NULL, NULL);
  * ombrel_http_auth_server_t* server = ombrel_open_http_auth_server(&options);
  *
  * // for each request, with the value of its field "Authorization" or null

@@ -11,7 +11,7 @@
  * if (ombrel_make_secret(text, sizeof text, "ann", password, NULL) > 0)
  *     ombrel_printf("%s:%s\n", "ann", text); // a line of the file
  *
- * ombrel_secret_list_t* list = ombrel_open_secret_list("passwords", NULL);
+ * ombrel_secret_list_t* list = ombrel_open_secret_list("passwords", NULL, NULL);
  * if (list == NULL)
  *     return complain(ombrel_fault_text());
  * if (ombrel_secret_list_check(list, name, password) == 1)
@@ -85,8 +85,9 @@ OMBREL_BEGIN_C
 
 /** How a secret is made. */
 typedef struct ombrel_secret_options_ts {
-    int m_kind;            /**< #def_ombrel_secret_digest, as at first, or #def_ombrel_secret_strong */
-    const char* m_realm;   /**< of a digest secret, 1 to #def_ombrel_secret_realm_max bytes without control
+    int m_kind; /**< #def_ombrel_secret_digest, as at first, or #def_ombrel_secret_strong */
+    const char*
+        m_realm;           /**< of a digest secret, 1 to #def_ombrel_secret_realm_max bytes without control
                             * characters, '"' and backslashes; null, as at first, for #def_ombrel_secret_realm */
     uint32_t m_iterations; /**< of a strong one, 1 to #def_ombrel_secret_iterations_max; at first
                             * #def_ombrel_secret_iterations */
@@ -163,9 +164,6 @@ typedef struct ombrel_secret_list_options_ts {
     /** How long a file is taken to be unchanged after a look by ombrel_secret_list_refresh(), in
      * milliseconds; at first 1,000; negative for ever. */
     int m_look_ms;
-    /** Receives the number of the line, from 1, for which opening failed, or 0 when no line was the reason;
-     * null, as at first, to do without. */
-    uint32_t* m_failed_line;
 } ombrel_secret_list_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0, or -1 for null */
@@ -175,6 +173,8 @@ OMBREL_API int ombrel_init_secret_list_options(ombrel_secret_list_options_t* opt
  * @brief Reads a list from a file.
  * @param path     the file; copied
  * @param options  how; null means ombrel_init_secret_list_options()
+ * @param failed_line receives the number of the line, from 1, for which it failed, or 0 when none was the
+ *                 reason; may be null
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
  * @return the list, for ombrel_close_secret_list(); null when the file cannot be read, when a line is wrong
@@ -183,18 +183,20 @@ OMBREL_API int ombrel_init_secret_list_options(ombrel_secret_list_options_t* opt
  */
 OMBREL_API ombrel_secret_list_t* ombrel_open_secret_list_tag(const char* path,
                                                              const ombrel_secret_list_options_t* options,
-                                                             const char* function, unsigned long line);
+                                                             uint32_t* failed_line, const char* function,
+                                                             unsigned long line);
 /** @brief ombrel_open_secret_list_tag() with the caller's own name and line. */
-#define ombrel_open_secret_list(path, options)                                                               \
-    ombrel_open_secret_list_tag((path), (options), __func__, __LINE__)
+#define ombrel_open_secret_list(path, options, failed_line)                                                  \
+    ombrel_open_secret_list_tag((path), (options), (failed_line), __func__, __LINE__)
 
 /** @brief The same of a text with `size` bytes. Such a list does not change. */
 OMBREL_API ombrel_secret_list_t* ombrel_open_secret_text_tag(const char* text, size_t size,
                                                              const ombrel_secret_list_options_t* options,
-                                                             const char* function, unsigned long line);
+                                                             uint32_t* failed_line, const char* function,
+                                                             unsigned long line);
 /** @brief ombrel_open_secret_text_tag() with the caller's own name and line. */
-#define ombrel_open_secret_text(text, size, options)                                                         \
-    ombrel_open_secret_text_tag((text), (size), (options), __func__, __LINE__)
+#define ombrel_open_secret_text(text, size, options, failed_line)                                            \
+    ombrel_open_secret_text_tag((text), (size), (options), (failed_line), __func__, __LINE__)
 
 /** @brief Overwrites and frees a list; null gives 0. @return 0 */
 OMBREL_API int ombrel_close_secret_list(ombrel_secret_list_t* list);

@@ -25,6 +25,7 @@ extern const ombrel_multicall_command_t ports_command;
 extern const ombrel_multicall_command_t ps_command;
 extern const ombrel_multicall_command_t rm_command;
 extern const ombrel_multicall_command_t run_command;
+extern const ombrel_multicall_command_t secret_command;
 extern const ombrel_multicall_command_t serial_command;
 extern const ombrel_multicall_command_t sync_command;
 extern const ombrel_multicall_command_t tree_command;

@@ -148,8 +148,7 @@ struct list_of {
         options.m_size_limit = 4000;
         options.m_line_limit = 500;
         options.m_secret_limit = 3;
-        options.m_failed_line = &failed_line;
-        list = ombrel_open_secret_text(text.data(), text.size(), &options);
+        list = ombrel_open_secret_text(text.data(), text.size(), &options, &failed_line);
         fault = list != nullptr ? def_ombrel_fault_none : ombrel_last_fault();
     }
     ~list_of() { ombrel_close_secret_list(list); }
@@ -218,14 +217,14 @@ TEST(Secret, ListsFollowTheirFile) {
     ombrel_secret_list_options_t options;
     ombrel_init_secret_list_options(&options);
     options.m_look_ms = 0;
-    EXPECT_EQ(nullptr, ombrel_open_secret_list(path.c_str(), &options));
+    EXPECT_EQ(nullptr, ombrel_open_secret_list(path.c_str(), &options, nullptr));
     EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
     const auto store = [&](const std::string& text, uint32_t mode) {
         EXPECT_EQ(0, ombrel_store_file(path.c_str(), text.data(), text.size(), 0, mode));
         ombrel_set_file_mode(path.c_str(), mode);
     };
     store(a, 0600);
-    ombrel_secret_list_t* const list = ombrel_open_secret_list(path.c_str(), &options);
+    ombrel_secret_list_t* const list = ombrel_open_secret_list(path.c_str(), &options, nullptr);
     ASSERT_NE(nullptr, list);
     EXPECT_EQ(0, ombrel_secret_list_is_exposed(list));
     EXPECT_EQ(0, ombrel_secret_list_refresh(list));
@@ -257,8 +256,8 @@ TEST(Secret, RefusesNothing) {
     EXPECT_EQ(-1, ombrel_make_secret(text, sizeof text, nullptr, "p", nullptr));
     EXPECT_EQ(-1, ombrel_check_secret(nullptr, "n", nullptr));
     EXPECT_EQ(-1, ombrel_parse_secret("x", nullptr));
-    EXPECT_EQ(nullptr, ombrel_open_secret_list(nullptr, nullptr));
-    EXPECT_EQ(nullptr, ombrel_open_secret_text(nullptr, 1, nullptr));
+    EXPECT_EQ(nullptr, ombrel_open_secret_list(nullptr, nullptr, nullptr));
+    EXPECT_EQ(nullptr, ombrel_open_secret_text(nullptr, 1, nullptr, nullptr));
     EXPECT_EQ(-1, ombrel_secret_list_check(nullptr, "n", "p"));
     EXPECT_EQ(-1, ombrel_secret_list_refresh(nullptr));
     EXPECT_EQ(-1, ombrel_secret_list_find(nullptr, "n"));

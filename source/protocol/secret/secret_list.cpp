@@ -174,9 +174,9 @@ list_t* make_list(const ombrel_secret_list_options_t* options, call_site caller)
 }
 
 /// The list when it could be filled; it is closed otherwise.
-list_t* finish(list_t* list, bool is_good) {
-    if (list->options.m_failed_line != nullptr)
-        *list->options.m_failed_line = list->failed_line;
+list_t* finish(list_t* list, bool is_good, uint32_t* failed_line) {
+    if (failed_line != nullptr)
+        *failed_line = list->failed_line;
     if (is_good)
         return list;
     const fault_keeper kept;
@@ -227,33 +227,38 @@ int ombrel_init_secret_list_options(ombrel_secret_list_options_t* options) {
                 .m_size_limit = 1 << 20,
                 .m_line_limit = 4096,
                 .m_secret_limit = 10'000,
-                .m_look_ms = 1000,
-                .m_failed_line = nullptr};
+                .m_look_ms = 1000};
     return 0;
 }
 
 ombrel_secret_list_t* ombrel_open_secret_list_tag(const char* path,
                                                   const ombrel_secret_list_options_t* options,
-                                                  const char* function, unsigned long line) {
+                                                  uint32_t* failed_line, const char* function,
+                                                  unsigned long line) {
+    if (failed_line != nullptr)
+        *failed_line = 0;
     if (path == nullptr) {
         leave_fault(fault_code::invalid);
         return nullptr;
     }
     const call_site caller{function, line};
     list_t* const list = make_list(options, caller);
-    return list != nullptr ? finish(list, fill_from_file(*list, path, caller)) : nullptr;
+    return list != nullptr ? finish(list, fill_from_file(*list, path, caller), failed_line) : nullptr;
 }
 
 ombrel_secret_list_t* ombrel_open_secret_text_tag(const char* text, size_t size,
                                                   const ombrel_secret_list_options_t* options,
-                                                  const char* function, unsigned long line) {
+                                                  uint32_t* failed_line, const char* function,
+                                                  unsigned long line) {
+    if (failed_line != nullptr)
+        *failed_line = 0;
     if (text == nullptr && size > 0) {
         leave_fault(fault_code::invalid);
         return nullptr;
     }
     const call_site caller{function, line};
     list_t* const list = make_list(options, caller);
-    return list != nullptr ? finish(list, fill_from_text(*list, text, size, caller)) : nullptr;
+    return list != nullptr ? finish(list, fill_from_text(*list, text, size, caller), failed_line) : nullptr;
 }
 
 int ombrel_close_secret_list(ombrel_secret_list_t* list) {
