@@ -1,0 +1,540 @@
+#include <ombrel/http_parser.h>
+
+#include <algorithm>
+#include <new>
+
+#include <ombrel/heap.h>
+
+#include "core/heap_ptr.h"
+#include "protocol/http/http_character.h"
+#include "protocol/http/http_fault.h"
+#include "protocol/http/http_framing.h"
+#include "protocol/http/http_line.h"
+#include "protocol/http/http_line_reader.h"
+#include "text/slice.h"
+
+namespace {
+
+using namespace ombrel;
+using namespace ombrel::protocol;
+
+enum class stage {
+    start_line,
+    fields,
+    head_end, ///< its event comes next
+    body_bytes,
+    chunk_line,
+    chunk_end,
+    chunk_end_lf, ///< behind the CR
+    trailers,
+    message_end, ///< its event comes next
+    done,
+    refused,
+};
+
+/// What a stage gives: what ombrel_http_parser_next() gives, or that it goes on at once.
+enum step : int { refusal = -1, starving = 0, has_event = 1, go_on = 2 };
+
+} // namespace
+
+struct ombrel_http_parser_ts {
+    ombrel_http_parser_options_t options;
+    bool is_request;
+    http_line_reader lines;
+    stage now = stage::start_line;
+    int64_t used = 0;       ///< bytes of the connection
+    int64_t body_limit = 0; ///< of this message
+    int answer = def_ombrel_http_answer_any;
+    ombrel_http_fault_t fault{};
+
+    // Of the message under way.
+    http_start start{};
+    http_framing framing;
+    http_body_plan plan{};
+    size_t head_size = 0, trailers_size = 0;
+    int field_count = 0;
+    int64_t body_size = 0; ///< bytes of it that have come
+    int64_t left = 0;      ///< bytes of the body or chunk to come; negative for all until the end
+
+    ombrel_http_parser_ts(const ombrel_http_parser_options_t& settings, bool reads_requests,
+                          const call_site& giver)
+        : options(settings), is_request(reads_requests), lines(giver), body_limit(settings.m_body_limit) {}
+};
+
+namespace {
+
+using parser_t = ombrel_http_parser_t;
+using event_t = ombrel_http_event_t;
+
+int refuse_call() {
+    leave_fault(fault_code::invalid);
+    return -1;
+}
+
+step refuse(parser_t& parser, int reason, int64_t offset) {
+    const http_fault_kind& kind = http_fault_kind_of(reason);
+    parser.fault = {reason, parser.is_request ? kind.status : 502, offset};
+    parser.now = stage::refused;
+    parser.lines.release();
+    leave_fault(kind.code);
+    return refusal;
+}
+
+/// Where the line under way began.
+int64_t line_start(const parser_t& parser) {
+    return parser.used - static_cast<int64_t>(parser.lines.under_way());
+}
+
+step refuse_line(parser_t& parser, int reason, size_t at = 0) {
+    return refuse(parser, reason, line_start(parser) + static_cast<int64_t>(at));
+}
+
+/// Two limits for a line: its own, and what is left for all of its kind.
+struct line_limit {
+    size_t own, left;
+    int own_reason, left_reason;
+
+    size_t least() const { return std::min(own, left); }
+    int reason() const { return own <= left ? own_reason : left_reason; }
+};
+
+line_limit field_limit(const parser_t& parser, bool is_trailer) {
+    const auto size = [](int option) { return static_cast<size_t>(option); };
+    const auto& options = parser.options;
+    return {size(options.m_field_line_limit),
+            is_trailer ? size(options.m_trailer_limit) - parser.trailers_size
+                       : size(options.m_head_limit) - parser.head_size,
+            def_ombrel_http_fault_long_field,
+            is_trailer ? def_ombrel_http_fault_large_trailers : def_ombrel_http_fault_large_head};
+}
+
+/// Gives has_event when there is a line, without its end.
+step take_line(parser_t& parser, http_piece& piece, const line_limit& limit, bool may_fold,
+               std::string_view& line) {
+    const uint32_t flags = parser.options.m_flags;
+    const http_line_step found =
+        may_fold && (flags & def_ombrel_http_lenient_fold)
+            ? parser.lines.read_folded(piece, limit.least(), (flags & def_ombrel_http_lenient_bare_lf) != 0,
+                                       line)
+            : parser.lines.read(piece, limit.least(), line);
+    if (found == http_line_step::more)
+        return starving;
+    if (found == http_line_step::too_long)
+        return refuse_line(parser, limit.reason(), limit.least());
+    if (found == http_line_step::no_memory)
+        return refuse_line(parser, def_ombrel_http_fault_no_memory);
+    if (const http_line_fault fault = strip_http_line_end(line, flags))
+        return refuse_line(parser, fault.reason, fault.at);
+    return has_event;
+}
+
+/// Bytes of the line that was taken; the next one begins.
+size_t end_line(parser_t& parser) {
+    const size_t size = parser.lines.under_way();
+    parser.lines.forget();
+    return size;
+}
+
+// The start line.
+
+step take_request_line(parser_t& parser, std::string_view line, event_t& event) {
+    http_request_line parts;
+    if (const http_line_fault fault = parse_http_request_line(line, parser.options.m_flags, parts))
+        return refuse_line(parser, fault.reason, fault.at);
+    parser.start = {parts.version, 0, def_ombrel_http_answer_any, parts.method == "CONNECT"};
+    event.m_kind = def_ombrel_http_event_request;
+    event.m_version = parts.version;
+    event.m_target_form = parts.form;
+    event.m_method = http_text(parts.method);
+    event.m_target = http_text(parts.target);
+    return has_event;
+}
+
+step take_status_line(parser_t& parser, std::string_view line, event_t& event) {
+    http_status_line parts;
+    if (const http_line_fault fault = parse_http_status_line(line, parser.options.m_flags, parts))
+        return refuse_line(parser, fault.reason, fault.at);
+    parser.start = {parts.version, parts.status, def_ombrel_http_answer_any, false};
+    event.m_kind = def_ombrel_http_event_response;
+    event.m_version = parts.version;
+    event.m_status = parts.status;
+    event.m_reason = http_text(parts.reason);
+    return has_event;
+}
+
+/// What cannot become a start line is refused by its first byte, however long its line is to be.
+bool may_begin(const parser_t& parser, char c) {
+    return parser.is_request ? is_http(c, http_token) || is_one_of("\r\n", c) : c == 'H';
+}
+
+step read_start_line(parser_t& parser, http_piece& piece, event_t& event) {
+    if (piece.rest().empty())
+        return starving;
+    if (parser.lines.under_way() == 0 && !may_begin(parser, piece.rest().front()))
+        return refuse_line(parser,
+                           parser.is_request ? def_ombrel_http_fault_method : def_ombrel_http_fault_version);
+    const auto& options = parser.options;
+    const line_limit limit = {static_cast<size_t>(options.m_start_line_limit),
+                              static_cast<size_t>(options.m_head_limit) - parser.head_size,
+                              def_ombrel_http_fault_long_start_line, def_ombrel_http_fault_large_head};
+    std::string_view line;
+    const step taken = take_line(parser, piece, limit, false, line);
+    if (taken != has_event)
+        return taken;
+    if (!line.empty()) {
+        const step parsed = parser.is_request ? take_request_line(parser, line, event)
+                                              : take_status_line(parser, line, event);
+        if (parsed == refusal)
+            return refusal;
+        parser.now = stage::fields;
+    }
+    parser.head_size += end_line(parser);
+    return line.empty() ? go_on : has_event;
+}
+
+// Fields and trailers.
+
+/// Most fields lie whole in the piece and have no fault: they are read in one go. What is not so is left to
+/// those who read a line first.
+bool take_whole_field(const parser_t& parser, const http_piece& piece, size_t limit, http_field_line& parts,
+                      size_t& size) {
+    if (parser.lines.under_way() != 0 || (parser.options.m_flags & def_ombrel_http_lenient_fold))
+        return false;
+    const std::string_view rest = slice(piece.rest(), 0, limit);
+    const char *at = rest.data(), *const end = at + rest.size();
+    while (at != end && is_http(*at, http_token))
+        at++;
+    if (at == end || *at != ':' || at == rest.data())
+        return false;
+    parts.name = {rest.data(), static_cast<size_t>(at - rest.data())};
+    const char* const value = at + 1;
+    at = skip_http_value(value, end);
+    if (end - at < 2 || at[0] != '\r' || at[1] != '\n')
+        return false;
+    parts.value = trim_http({value, static_cast<size_t>(at - value)});
+    size = static_cast<size_t>(at + 2 - rest.data());
+    return true;
+}
+
+step take_field(parser_t& parser, const http_field_line& parts, bool is_trailer, event_t& event) {
+    if (++parser.field_count > parser.options.m_field_count_limit)
+        return refuse_line(parser, def_ombrel_http_fault_many_fields);
+    const int reason = !is_trailer ? parser.framing.take_field(parts.name, parts.value, parser.is_request,
+                                                               parser.options.m_flags)
+                       : is_http_framing_field(parts.name) ? def_ombrel_http_fault_trailer
+                                                           : def_ombrel_http_fault_none;
+    if (reason != 0)
+        return refuse_line(parser, reason);
+    event.m_kind = is_trailer ? def_ombrel_http_event_trailer : def_ombrel_http_event_field;
+    event.m_name = http_text(parts.name);
+    event.m_value = http_text(parts.value);
+    return has_event;
+}
+
+/// Reads a field, or the empty line, which gives go_on.
+step read_field(parser_t& parser, http_piece& piece, bool is_trailer, event_t& event) {
+    const line_limit limit = field_limit(parser, is_trailer);
+    size_t& total = is_trailer ? parser.trailers_size : parser.head_size;
+    http_field_line parts;
+    size_t size = 0;
+    if (take_whole_field(parser, piece, limit.least(), parts, size)) {
+        parser.lines.pass(size);
+        piece.use(size);
+    } else {
+        std::string_view line;
+        const step taken = take_line(parser, piece, limit, true, line);
+        if (taken != has_event)
+            return taken;
+        if (line.empty()) {
+            total += end_line(parser);
+            return go_on;
+        }
+        if (const http_line_fault fault = parse_http_field_line(line, parser.options.m_flags, parts))
+            return refuse_line(parser, fault.reason, fault.at);
+    }
+    const step taken = take_field(parser, parts, is_trailer, event);
+    if (taken == has_event)
+        total += end_line(parser);
+    return taken;
+}
+
+// The end of the head.
+
+stage stage_of_body(const http_body_plan& plan) {
+    switch (plan.body) {
+    case def_ombrel_http_body_length:
+        return plan.length == 0 ? stage::message_end : stage::body_bytes;
+    case def_ombrel_http_body_chunked:
+        return stage::chunk_line;
+    case def_ombrel_http_body_close:
+        return stage::body_bytes;
+    default:
+        return stage::message_end;
+    }
+}
+
+bool is_above_limit(const parser_t& parser, int64_t more) {
+    return parser.body_limit >= 0 && more > parser.body_limit - parser.body_size;
+}
+
+void tell_plan(const parser_t& parser, int kind, event_t& event) {
+    event.m_kind = kind;
+    event.m_body = parser.plan.body;
+    event.m_flags = parser.plan.head_flags;
+    event.m_length = parser.plan.length;
+}
+
+step end_head(parser_t& parser, event_t& event) {
+    parser.start.answer = parser.answer;
+    if (const int reason = plan_http_body(parser.framing, parser.start, parser.options.m_flags, parser.plan))
+        return refuse(parser, reason, parser.used);
+    if (parser.plan.body == def_ombrel_http_body_length && is_above_limit(parser, parser.plan.length))
+        return refuse(parser, def_ombrel_http_fault_large_body, parser.used);
+    parser.left = parser.plan.body == def_ombrel_http_body_length ? parser.plan.length : -1;
+    parser.now = stage_of_body(parser.plan);
+    tell_plan(parser, def_ombrel_http_event_head, event);
+    return has_event;
+}
+
+// The body.
+
+step read_body(parser_t& parser, http_piece& piece, event_t& event) {
+    const std::string_view rest = piece.rest();
+    if (rest.empty())
+        return starving;
+    const int64_t room = parser.body_limit < 0 ? INT64_MAX : parser.body_limit - parser.body_size;
+    const int64_t most = parser.left < 0 ? room : std::min(parser.left, room);
+    if (most <= 0)
+        return refuse(parser, def_ombrel_http_fault_large_body, parser.used);
+    const auto size = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(most), rest.size()));
+    event.m_kind = def_ombrel_http_event_body;
+    event.m_data = http_text(slice(rest, 0, size));
+    piece.use(size);
+    parser.body_size += static_cast<int64_t>(size);
+    if (parser.left > 0)
+        parser.left -= static_cast<int64_t>(size);
+    if (parser.left == 0)
+        parser.now = parser.plan.body == def_ombrel_http_body_chunked ? stage::chunk_end : stage::message_end;
+    return has_event;
+}
+
+step read_chunk_line(parser_t& parser, http_piece& piece) {
+    const auto own = static_cast<size_t>(parser.options.m_chunk_line_limit);
+    const line_limit limit = {own, own, def_ombrel_http_fault_long_chunk_line, 0};
+    std::string_view line;
+    const step taken = take_line(parser, piece, limit, false, line);
+    if (taken != has_event)
+        return taken;
+    http_chunk_line parts;
+    if (const http_line_fault fault = parse_http_chunk_line(line, parser.options.m_flags, parts))
+        return refuse_line(parser, fault.reason, fault.at);
+    if (parts.extension > static_cast<size_t>(parser.options.m_trailer_limit) - parser.trailers_size)
+        return refuse_line(parser, def_ombrel_http_fault_large_trailers);
+    if (is_above_limit(parser, parts.size))
+        return refuse_line(parser, def_ombrel_http_fault_large_body);
+    end_line(parser);
+    parser.trailers_size += parts.extension;
+    parser.left = parts.size;
+    parser.now = parts.size == 0 ? stage::trailers : stage::body_bytes;
+    return go_on;
+}
+
+step read_chunk_end(parser_t& parser, http_piece& piece) {
+    if (piece.rest().empty())
+        return starving;
+    const char c = piece.rest().front();
+    const bool takes_lf =
+        parser.now == stage::chunk_end_lf || (parser.options.m_flags & def_ombrel_http_lenient_bare_lf) != 0;
+    if (c == '\n' && takes_lf)
+        parser.now = stage::chunk_line;
+    else if (c == '\r' && parser.now == stage::chunk_end)
+        parser.now = stage::chunk_end_lf;
+    else
+        return refuse(parser, def_ombrel_http_fault_chunk_end, parser.used);
+    piece.use(1);
+    return go_on;
+}
+
+// The end of the message.
+
+void begin_message(parser_t& parser) {
+    parser.lines.release();
+    parser.now = stage::start_line;
+    parser.start = {};
+    parser.framing = {};
+    parser.plan = {};
+    parser.head_size = parser.trailers_size = 0;
+    parser.field_count = 0;
+    parser.body_size = parser.left = 0;
+    parser.body_limit = parser.options.m_body_limit;
+}
+
+step end_message(parser_t& parser, event_t& event) {
+    tell_plan(parser, def_ombrel_http_event_end, event);
+    const bool stays = (parser.plan.head_flags & def_ombrel_http_head_keep_alive) != 0;
+    if (!(parser.plan.head_flags & def_ombrel_http_head_interim))
+        parser.answer = def_ombrel_http_answer_any;
+    begin_message(parser);
+    if (!stays)
+        parser.now = stage::done;
+    return has_event;
+}
+
+/// Where the empty line of a head or of trailers leads on.
+step behind_fields(parser_t& parser, step taken, stage next) {
+    if (taken == go_on)
+        parser.now = next;
+    return taken;
+}
+
+step refuse_again(const parser_t& parser) {
+    leave_fault(http_fault_kind_of(parser.fault.m_reason).code);
+    return refusal;
+}
+
+step do_stage(parser_t& parser, http_piece& piece, event_t& event) {
+    switch (parser.now) {
+    case stage::start_line:
+        return read_start_line(parser, piece, event);
+    case stage::fields:
+        return behind_fields(parser, read_field(parser, piece, false, event), stage::head_end);
+    case stage::head_end:
+        return end_head(parser, event);
+    case stage::body_bytes:
+        return read_body(parser, piece, event);
+    case stage::chunk_line:
+        return read_chunk_line(parser, piece);
+    case stage::chunk_end:
+    case stage::chunk_end_lf:
+        return read_chunk_end(parser, piece);
+    case stage::trailers:
+        return behind_fields(parser, read_field(parser, piece, true, event), stage::message_end);
+    case stage::message_end:
+        return end_message(parser, event);
+    case stage::done:
+        return starving;
+    case stage::refused:
+        break;
+    }
+    return refuse_again(parser);
+}
+
+constexpr ombrel_http_parser_options_t default_options = {
+    0, 8192, 8192, 100, 65536, 256, 8192, int64_t{16} << 20,
+};
+
+bool are_sound(const ombrel_http_parser_options_t& options) {
+    return (options.m_flags & ~def_ombrel_http_lenient_all) == 0 &&
+           std::min({options.m_start_line_limit, options.m_field_line_limit, options.m_field_count_limit,
+                     options.m_head_limit, options.m_chunk_line_limit, options.m_trailer_limit}) > 0;
+}
+
+} // namespace
+
+int ombrel_init_http_parser_options(ombrel_http_parser_options_t* options) {
+    if (options == nullptr)
+        return refuse_call();
+    *options = default_options;
+    return 0;
+}
+
+ombrel_http_parser_t* ombrel_open_http_parser_tag(int role, const ombrel_http_parser_options_t* options,
+                                                  const char* function, unsigned long line) {
+    if (options == nullptr)
+        options = &default_options;
+    if ((role != def_ombrel_http_requests && role != def_ombrel_http_responses) || !are_sound(*options)) {
+        leave_fault(fault_code::invalid);
+        return nullptr;
+    }
+    auto* const parser = allocate_record<parser_t>(function, line);
+    if (parser == nullptr) {
+        leave_fault(fault_code::no_memory);
+        return nullptr;
+    }
+    return new (parser) parser_t(*options, role == def_ombrel_http_requests, call_site{function, line});
+}
+
+int ombrel_close_http_parser(ombrel_http_parser_t* parser) {
+    if (parser != nullptr) {
+        parser->~ombrel_http_parser_ts();
+        ombrel_free(parser);
+    }
+    return 0;
+}
+
+int ombrel_http_parser_reset(ombrel_http_parser_t* parser) {
+    if (parser == nullptr)
+        return refuse_call();
+    begin_message(*parser);
+    parser->used = 0;
+    parser->answer = def_ombrel_http_answer_any;
+    parser->fault = {};
+    return 0;
+}
+
+int ombrel_http_parser_next(ombrel_http_parser_t* parser, const void* data, size_t size, size_t* at,
+                            ombrel_http_event_t* event) {
+    if (parser == nullptr || at == nullptr || event == nullptr || (data == nullptr && size != 0) ||
+        *at > size)
+        return refuse_call();
+    http_piece piece = {static_cast<const char*>(data), size, *at, parser->used};
+    for (;;) {
+        const step taken = do_stage(*parser, piece, *event);
+        if (taken != go_on)
+            return taken;
+    }
+}
+
+int ombrel_http_parser_end(ombrel_http_parser_t* parser, ombrel_http_event_t* event) {
+    if (parser == nullptr || event == nullptr)
+        return refuse_call();
+    if (parser->now == stage::refused)
+        return refuse_again(*parser);
+    const bool ends_body =
+        parser->now == stage::body_bytes && parser->plan.body == def_ombrel_http_body_close;
+    const bool ends = ends_body || parser->now == stage::message_end;
+    if (!ends && ombrel_http_parser_get_state(parser) != def_ombrel_http_state_idle &&
+        parser->now != stage::done)
+        return refuse(*parser, def_ombrel_http_fault_incomplete, parser->used);
+    if (ends)
+        end_message(*parser, *event);
+    parser->now = stage::done;
+    return ends ? 1 : 0;
+}
+
+int ombrel_http_parser_expect(ombrel_http_parser_t* parser, int answer) {
+    if (parser == nullptr || parser->is_request || answer < def_ombrel_http_answer_any ||
+        answer > def_ombrel_http_answer_connect)
+        return refuse_call();
+    parser->answer = answer;
+    return 0;
+}
+
+int ombrel_http_parser_set_body_limit(ombrel_http_parser_t* parser, int64_t limit) {
+    if (parser == nullptr)
+        return refuse_call();
+    parser->body_limit = limit;
+    return 0;
+}
+
+int ombrel_http_parser_get_state(const ombrel_http_parser_t* parser) {
+    if (parser == nullptr)
+        return refuse_call();
+    switch (parser->now) {
+    case stage::start_line:
+        return parser->lines.under_way() == 0 ? def_ombrel_http_state_idle : def_ombrel_http_state_head;
+    case stage::fields:
+    case stage::head_end:
+        return def_ombrel_http_state_head;
+    case stage::done:
+        return def_ombrel_http_state_done;
+    case stage::refused:
+        return def_ombrel_http_state_refused;
+    default:
+        return def_ombrel_http_state_body;
+    }
+}
+
+const ombrel_http_fault_t* ombrel_http_parser_get_fault(const ombrel_http_parser_t* parser) {
+    return parser != nullptr ? &parser->fault : nullptr;
+}
