@@ -108,24 +108,27 @@ typedef int (*ombrel_ftp_progress_handler_t)(ombrel_ftp_t* ftp, int64_t done, in
  * @param context  the one of the options
  * @return ignored
  */
-typedef int (*ombrel_ftp_log_handler_t)(ombrel_ftp_t* ftp, int is_reply, const char* line, void* context);
+typedef int (*ombrel_ftp_dialogue_handler_t)(ombrel_ftp_t* ftp, int is_reply, const char* line,
+                                             void* context);
 
-/** How a session works. Times are milliseconds, negative for no limit. */
+/** How a session works. Times are milliseconds. */
 typedef struct ombrel_ftp_options_ts {
     uint32_t m_flags; /**< the options above; at first 0 */
     /** For each step: the look-up, a connection, a command with its reply; and for a piece of a list or of a
-     * whole file to come or go. At first 30,000. */
-    int m_timeout_ms;
-    /** For a whole list, from the command to the confirmation; at first 300,000. */
-    int m_list_timeout_ms;
+     * whole file to come or go. At first 30,000; negative for no limit, 0 hardly succeeds. */
+    int m_step_ms;
+    /** For a whole list, from the command to the confirmation; at first 300,000; negative for no limit. */
+    int m_list_ms;
     /** While a transfer lasts NOOP is sent so often on the control connection, from within the calls that
-     * move bytes, for the sake of what forgets silent connections on the way; at first 0, for never: the
-     * connection is kept alive by TCP, and some servers do not expect a command then. */
+     * move bytes, for the sake of what forgets silent connections on the way; at first 0, for never, as
+     * negative ones: the connection is kept alive by TCP, and some servers do not expect a command then. */
     int m_keep_alive_ms;
-    int64_t m_list_size_max;    /**< bytes of a list; at first 16 MiB; beyond, #def_ombrel_fault_too_large */
-    int64_t m_list_entries_max; /**< entries of a list; at first 100,000; beyond, the same */
+    /** Bytes of a list; at first 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes empty ones alone. */
+    size_t m_list_size_limit;
+    /** Entries of a list; at first 100,000; beyond, the same. */
+    size_t m_list_entry_limit;
     ombrel_ftp_progress_handler_t m_progress_handler; /**< null, as at first, for none */
-    ombrel_ftp_log_handler_t m_log_handler;           /**< null, as at first, for none */
+    ombrel_ftp_dialogue_handler_t m_dialogue_handler; /**< null, as at first, for none */
     void* m_context;                                  /**< handed to both */
 } ombrel_ftp_options_t;
 

@@ -165,8 +165,9 @@ bool ftp_session::abort() {
     if (!transferring_)
         return is_connected();
     transferring_ = false;
-    transfer_error ignored; // by whoever has given up
-    return is_connected() && control_.send_abort(limit(), ignored);
+    transfer_error ignored; // as the transfer was given up
+    return (is_connected() && control_.send_abort(limit(), ignored)) ||
+           error_.set(fault_code::closed, "the connection was lost as the transfer was broken off");
 }
 
 /// The server's reply says more about the cause than the connection does.
