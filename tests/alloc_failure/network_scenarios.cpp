@@ -7,6 +7,7 @@
 #include <ombrel/resolver_cache.h>
 #include <ombrel/select.h>
 #include <ombrel/socket_open.h>
+#include <ombrel/wake_on_lan.h>
 
 #include "alloc_failure/injection.h"
 #include "network/loopback.h"
@@ -35,6 +36,14 @@ OMBREL_FAILURES(Network, open_nmea_reader) {
             nullptr, [](const ombrel_nmea_sentence_t*, void*) { return 0; }, nullptr);
     });
     EXPECT_TRUE(!fail.hit() || ombrel_last_fault() == def_ombrel_fault_no_memory);
+}
+
+OMBREL_FAILURES(Network, send_wake_packet) {
+    const uint8_t mac[def_ombrel_mac_address_size] = {1, 2, 3, 4, 5, 6};
+    ombrel_wake_options_t options;
+    ombrel_init_wake_options(&options);
+    options.m_address = "127.0.0.1";
+    done_or_refused(fail, [&] { return ombrel_send_wake_packet(mac, &options); });
 }
 
 OMBREL_FAILURES(Network, duplicate_resolver) {
