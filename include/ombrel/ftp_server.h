@@ -83,15 +83,16 @@ typedef struct ombrel_ftp_server_ts ombrel_ftp_server_t;
 #define def_ombrel_ftp_event_connected 1 /**< a client came */
 #define def_ombrel_ftp_event_turned_away                                                                     \
     2 /**< a client came for whom there was no room; there is no more of it */
-#define def_ombrel_ftp_event_logged_in 3    /**< it logged in; a handler may object */
-#define def_ombrel_ftp_event_login_failed 4 /**< it did not: a wrong name or password, or too many sessions  \
-                                             */
-#define def_ombrel_ftp_event_sent 5         /**< a file was fetched, wholly or not: see the reply */
-#define def_ombrel_ftp_event_received 6     /**< a file was stored or appended to, likewise */
-#define def_ombrel_ftp_event_listed 7       /**< a directory was listed, likewise */
-#define def_ombrel_ftp_event_changed 8      /**< it renamed, removed, made or dated something */
-#define def_ombrel_ftp_event_refused 9      /**< a command of a logged-in client failed or is not allowed */
-#define def_ombrel_ftp_event_left 10        /**< the session is over. The last event */
+#define def_ombrel_ftp_event_logged_in 3 /**< it logged in; a handler may object */
+#define def_ombrel_ftp_event_login_failed                                                                    \
+    4                                   /**< it did not: a wrong name or password, or too many sessions      \
+                                         */
+#define def_ombrel_ftp_event_sent 5     /**< a file was fetched, wholly or not: see the reply */
+#define def_ombrel_ftp_event_received 6 /**< a file was stored or appended to, likewise */
+#define def_ombrel_ftp_event_listed 7   /**< a directory was listed, likewise */
+#define def_ombrel_ftp_event_changed 8  /**< it renamed, removed, made or dated something */
+#define def_ombrel_ftp_event_refused 9  /**< a command of a logged-in client failed or is not allowed */
+#define def_ombrel_ftp_event_left 10    /**< the session is over. The last event */
 /** @} */
 
 /** Something that happened. Texts live until the handler returns, and may be empty, never null. What a client
@@ -127,7 +128,7 @@ typedef int (*ombrel_ftp_event_handler_t)(ombrel_ftp_server_t* server, const omb
  * @param context the one of the options
  * @return as #ombrel_ftp_event_handler_t
  */
-typedef int (*ombrel_ftp_log_handler_t)(const char* line, void* context);
+typedef int (*ombrel_ftp_server_log_handler_t)(const char* line, void* context);
 
 /** Flag of a server: it makes no connections to clients; PORT and EPRT are refused. */
 #define def_ombrel_ftp_server_passive_only 1u
@@ -143,7 +144,7 @@ typedef struct ombrel_ftp_server_options_ts {
     /** Handed to it. */
     void* m_context;
     /** Given a line for each event; null, as at first, for nobody. */
-    ombrel_ftp_log_handler_t m_log_handler;
+    ombrel_ftp_server_log_handler_t m_log_handler;
     /** Handed to it. */
     void* m_log_context;
     /** Clients at a time, at least 1; at first 1,024. Others are answered 421. */

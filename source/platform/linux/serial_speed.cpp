@@ -8,20 +8,30 @@
 
 namespace ombrel::platform {
 
+namespace {
+
+/// C libraries differ in the type of the request, which may be too narrow for the kernel's numbers.
+template<typename Request>
+int control(int (*call)(int, Request, ...), int descriptor, unsigned long request, termios2* settings) {
+    return call(descriptor, static_cast<Request>(request), settings);
+}
+
+} // namespace
+
 bool set_exact_speed(int descriptor, uint32_t speed) {
     termios2 settings;
-    if (ioctl(descriptor, TCGETS2, &settings) != 0)
+    if (control(ioctl, descriptor, TCGETS2, &settings) != 0)
         return false;
     constexpr unsigned input_shift = 16; // where the bits of the input's speed stand
     settings.c_cflag &= ~static_cast<tcflag_t>(CBAUD | CBAUD << input_shift);
     settings.c_cflag |= BOTHER | BOTHER << input_shift;
     settings.c_ispeed = settings.c_ospeed = speed;
-    return ioctl(descriptor, TCSETS2, &settings) == 0;
+    return control(ioctl, descriptor, TCSETS2, &settings) == 0;
 }
 
 bool get_exact_speed(int descriptor, uint32_t& speed) {
     termios2 settings;
-    if (ioctl(descriptor, TCGETS2, &settings) != 0)
+    if (control(ioctl, descriptor, TCGETS2, &settings) != 0)
         return false;
     speed = settings.c_ospeed;
     return true;
