@@ -1,0 +1,117 @@
+// What goes out: answers are gathered and sent together, what the socket does not take waits in a chain.
+#include <algorithm>
+
+#include <ombrel/socket.h>
+
+#include "protocol/http/http_server_internal.h"
+
+namespace ombrel::protocol {
+
+namespace {
+
+/// Sends what the socket takes now. @return the bytes taken; the connection is broken when it fails
+size_t send_now(http_exchange& connection, std::string_view bytes) {
+    size_t sent = 0;
+    while (sent < bytes.size() && !connection.is_broken) {
+        const int count = ombrel_send_now(connection.socket, bytes.data() + sent, bytes.size() - sent);
+        if (count == def_ombrel_socket_would_block)
+            break;
+        connection.is_broken = count < 0;
+        sent += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    connection.server->counts.m_sent_bytes += sent;
+    if (sent > 0)
+        connection.moved_ms = connection.server->now;
+    return sent;
+}
+
+void keep(http_exchange& connection, std::string_view bytes) {
+    http_server& server = *connection.server;
+    if (bytes.empty() || connection.is_broken)
+        return;
+    if (ombrel_get_buffer_size(connection.output) == 0)
+        connection.moved_ms = server.now;
+    if (connection.output == nullptr)
+        connection.output = ombrel_open_buffer_ex(0);
+    connection.is_broken = connection.output == nullptr || !server.budget.take(bytes.size());
+    if (connection.is_broken)
+        return;
+    const size_t kept = ombrel_push_buffer_ex(connection.output, bytes.data(), bytes.size(), 0);
+    server.budget.give(bytes.size() - kept);
+    connection.is_broken = kept != bytes.size();
+}
+
+void send_or_keep(http_exchange& connection, std::string_view bytes) {
+    size_t sent = 0;
+    if (ombrel_get_buffer_size(connection.output) == 0)
+        sent = send_now(connection, bytes);
+    bytes.remove_prefix(sent);
+    keep(connection, bytes);
+}
+
+void flush_batch(http_server& server) {
+    if (server.batch_owner == nullptr)
+        return;
+    http_exchange& owner = *server.batch_owner;
+    const std::string_view gathered(server.batch, server.batched);
+    server.batch_owner = nullptr;
+    server.batched = 0;
+    send_or_keep(owner, gathered);
+}
+
+} // namespace
+
+size_t unsent(const http_exchange& connection) {
+    const http_server& server = *connection.server;
+    return ombrel_get_buffer_size(connection.output) +
+           (server.batch_owner == &connection ? server.batched : 0);
+}
+
+bool has_room(const http_exchange& connection) {
+    return unsent(connection) <= connection.server->options.m_output_limit / 2;
+}
+
+void put(http_exchange& connection, std::string_view bytes) {
+    http_server& server = *connection.server;
+    if (connection.is_broken || bytes.empty())
+        return;
+    const bool is_large = bytes.size() > batch_size / 2;
+    if (is_large || server.batch_owner != &connection || bytes.size() > batch_size - server.batched)
+        flush_batch(server);
+    if (is_large) {
+        send_or_keep(connection, bytes);
+        return;
+    }
+    server.batch_owner = &connection;
+    memcpy(server.batch + server.batched, bytes.data(), bytes.size());
+    server.batched += bytes.size();
+}
+
+void flush_output(http_exchange& connection) {
+    http_server& server = *connection.server;
+    char unit[16 * 1024];
+    while (!connection.is_broken && ombrel_get_buffer_size(connection.output) > 0) {
+        const size_t size = ombrel_peek_buffer(connection.output, unit, sizeof unit, 0);
+        const size_t sent = send_now(connection, {unit, size});
+        ombrel_pop_buffer_ex(connection.output, nullptr, sent, 0);
+        server.budget.give(sent);
+        if (sent < size)
+            break;
+    }
+    if (server.batch_owner == &connection)
+        flush_batch(server);
+}
+
+void drop_output(http_exchange& connection) {
+    http_server& server = *connection.server;
+    if (server.batch_owner == &connection) {
+        server.batch_owner = nullptr;
+        server.batched = 0;
+    }
+    if (connection.output == nullptr)
+        return;
+    server.budget.give(ombrel_get_buffer_size(connection.output));
+    connection.output = ombrel_close_buffer(connection.output);
+}
+
+} // namespace ombrel::protocol
