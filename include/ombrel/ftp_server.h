@@ -80,36 +80,36 @@ typedef struct ombrel_ftp_server_ts ombrel_ftp_server_t;
 
 /** @name What happened: kinds of events
  * @{ */
-#define def_ombrel_ftp_event_connected 1 /**< a client came */
-#define def_ombrel_ftp_event_turned_away                                                                     \
-    2 /**< a client came for whom there was no room; there is no more of it */
-#define def_ombrel_ftp_event_logged_in 3 /**< it logged in; a handler may object */
-#define def_ombrel_ftp_event_login_failed                                                                    \
-    4                                   /**< it did not: a wrong name or password, or too many sessions      \
-                                         */
-#define def_ombrel_ftp_event_sent 5     /**< a file was fetched, wholly or not: see the reply */
-#define def_ombrel_ftp_event_received 6 /**< a file was stored or appended to, likewise */
-#define def_ombrel_ftp_event_listed 7   /**< a directory was listed, likewise */
-#define def_ombrel_ftp_event_changed 8  /**< it renamed, removed, made or dated something */
-#define def_ombrel_ftp_event_refused 9  /**< a command of a logged-in client failed or is not allowed */
-#define def_ombrel_ftp_event_left 10    /**< the session is over. The last event */
+#define def_ombrel_ftp_server_event_connected 1 /**< a client came */
+#define def_ombrel_ftp_server_event_logged_in 2 /**< it logged in; a handler may object */
+#define def_ombrel_ftp_server_event_login_failed                                                             \
+    3                                      /**< it did not: a wrong name or password, or too many sessions   \
+                                            */
+#define def_ombrel_ftp_server_event_sent 4 /**< a file was fetched, wholly or not: see the reply */
+#define def_ombrel_ftp_server_event_received 5 /**< a file was stored or appended to, likewise */
+#define def_ombrel_ftp_server_event_listed 6   /**< a directory was listed, likewise */
+#define def_ombrel_ftp_server_event_changed 7  /**< it renamed, removed, made or dated something */
+#define def_ombrel_ftp_server_event_refused 8  /**< a command of a logged-in client failed or is not allowed \
+                                                */
+#define def_ombrel_ftp_server_event_left 9     /**< the session is over. The last event */
 /** @} */
 
-/** Something that happened. Texts live until the handler returns, and may be empty, never null. What a client
- * sent stands in them as it came. */
-typedef struct ombrel_ftp_event_ts {
-    int m_kind;             /**< a def_ombrel_ftp_event_* */
+/** Something that happened. Texts live until the handler returns, and may be empty, never null. Paths stand
+ * in them as they came; of what came before the log-in nothing does, as it may be a password. */
+typedef struct ombrel_ftp_server_event_ts {
+    int m_kind;             /**< a def_ombrel_ftp_server_event_* */
     int m_reply;            /**< the code that the client was answered, as 226; 0 for none */
-    uint64_t m_session;     /**< number of the session, from 1 on; 0 for who was turned away */
+    uint64_t m_session;     /**< number of the session, from 1 on */
     const char* m_client;   /**< its address and port, as "192.0.2.7:40000" or "[2001:db8::7]:40000" */
-    const char* m_account;  /**< the account, also one that was tried in vain */
+    const char* m_account;  /**< the account, also where its password was wrong; empty for a name that
+                             * nobody has */
     const char* m_command;  /**< the command, as "STOR" */
     const char* m_path;     /**< what it was about, from the account's "/" on */
     const char* m_new_path; /**< where to, of a renaming */
     const char* m_reason;   /**< in words, of failures and of how a session ended */
     int64_t m_bytes;        /**< moved by a transfer; of a session all that its transfers moved */
     int64_t m_duration_ms;  /**< how long the transfer or the session took */
-} ombrel_ftp_event_t;
+} ombrel_ftp_server_event_t;
 
 /**
  * Called for what happens.
@@ -118,15 +118,15 @@ typedef struct ombrel_ftp_event_ts {
  * @param context the one of the options
  * @return 0 to go on; anything else ends the session, a log-in as if the password were wrong
  */
-typedef int (*ombrel_ftp_event_handler_t)(ombrel_ftp_server_t* server, const ombrel_ftp_event_t* event,
-                                          void* context);
+typedef int (*ombrel_ftp_server_event_handler_t)(ombrel_ftp_server_t* server,
+                                                 const ombrel_ftp_server_event_t* event, void* context);
 
 /**
  * Called for each event with a line for a log, without a line end, in which control characters stand as
  * "\x1B": "192.0.2.7:40000 ann sent /music/a.ogg, 4194304 bytes in 380 ms".
  * @param line    the text, valid until it returns
  * @param context the one of the options
- * @return as #ombrel_ftp_event_handler_t
+ * @return as #ombrel_ftp_server_event_handler_t
  */
 typedef int (*ombrel_ftp_server_log_handler_t)(const char* line, void* context);
 
@@ -140,7 +140,7 @@ typedef struct ombrel_ftp_server_options_ts {
     /** What the greeting says behind its code, a line of 200 bytes at most; at first "FTP server ready.". */
     const char* m_greeting;
     /** Told what happens; null, as at first, for nobody. */
-    ombrel_ftp_event_handler_t m_handler;
+    ombrel_ftp_server_event_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
     /** Given a line for each event; null, as at first, for nobody. */
@@ -237,7 +237,7 @@ OMBREL_API int ombrel_ftp_server_add_account(ombrel_ftp_server_t* server,
 
 /**
  * @brief Removes an account and ends its sessions with 421.
- * @return 0; -1 with #def_ombrel_fault_not_found
+ * @return 0; -1 with #def_ombrel_fault_not_found, and with #def_ombrel_fault_busy in an event or log handler
  */
 OMBREL_API int ombrel_ftp_server_remove_account(ombrel_ftp_server_t* server, const char* name);
 
@@ -311,7 +311,7 @@ OMBREL_API char* ombrel_alloc_ftp_server_url_tag(ombrel_ftp_server_t* server, si
 
 /** Called once when a server that was stopped has no clients any more, or its time ran out. It may close the
  * server. */
-typedef void (*ombrel_ftp_stop_handler_t)(ombrel_ftp_server_t* server, void* context);
+typedef void (*ombrel_ftp_server_stop_handler_t)(ombrel_ftp_server_t* server, void* context);
 
 /**
  * @brief Stops gracefully: listens no more, ends sessions without a transfer with 421 at once and the others
@@ -323,7 +323,7 @@ typedef void (*ombrel_ftp_stop_handler_t)(ombrel_ftp_server_t* server, void* con
  * @return 0; -1 also when it was stopped already
  */
 OMBREL_API int ombrel_ftp_server_stop(ombrel_ftp_server_t* server, int timeout_ms,
-                                      ombrel_ftp_stop_handler_t handler, void* context);
+                                      ombrel_ftp_server_stop_handler_t handler, void* context);
 
 /** What a server has done since it was opened, and has now. The reserved words keep the record's size. */
 typedef struct ombrel_ftp_server_counts_ts {
