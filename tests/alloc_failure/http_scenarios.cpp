@@ -2,6 +2,7 @@
 #include <string>
 
 #include <ombrel/fault.h>
+#include <ombrel/http_auth.h>
 #include <ombrel/secret.h>
 
 #include "alloc_failure/injection.h"
@@ -31,6 +32,38 @@ OMBREL_FAILURES(Http, secrets) {
     EXPECT_EQ(list == nullptr ? 0u : refreshed == 1 ? 2u : 1u, ombrel_secret_list_get_count(list));
     EXPECT_EQ(list == nullptr ? -1 : 1, ombrel_secret_list_check(list, "ann", "password"));
     ombrel_close_secret_list(list);
+}
+
+OMBREL_FAILURES(Http, log_in) {
+    const std::string secrets = "ann:$digest$ombrel$d8fb0b1d6d6b2b0a6b1a4d3c0f4d9a11$"
+                                "749a2b22fbce771b29a8d949722191065f8f2cfd0e1953fdaf85b51af35ba98c";
+    ombrel_http_auth_server_options_t options;
+    ombrel_init_http_auth_server_options(&options);
+    options.m_secrets = ombrel_open_secret_text(secrets.data(), secrets.size(), nullptr, nullptr);
+    ombrel_http_auth_server_t* const server =
+        fail.during([&] { return ombrel_open_http_auth_server(&options); });
+    EXPECT_EQ(fail.hit(), server == nullptr);
+    ombrel_http_auth_client_t* const client =
+        fail.during([] { return ombrel_open_http_auth_client("ann", "pw", nullptr); });
+    EXPECT_EQ(fail.hit(), client == nullptr);
+    if (server != nullptr && client != nullptr) {
+        char text[def_ombrel_http_auth_value_size];
+        const char* const value = text;
+        EXPECT_LT(0, ombrel_http_auth_server_challenge(server, 0, nullptr, text, sizeof text));
+        if (done_or_refused(
+                fail, [&] { return ombrel_http_auth_client_take(client, &value, 1); }, 1) == 1) {
+            EXPECT_LT(0, ombrel_http_auth_client_answer(client, "GET", "/", text, sizeof text));
+            ombrel_http_auth_result_t result;
+            const int passed =
+                fail.during([&] { return ombrel_http_auth_server_check(server, text, "GET", "/", &result); });
+            EXPECT_EQ(fail.hit() ? 0 : 1, passed);
+            EXPECT_EQ(fail.hit() ? def_ombrel_http_auth_stale : def_ombrel_http_auth_granted,
+                      result.m_outcome);
+        }
+    }
+    ombrel_close_http_auth_client(client);
+    ombrel_close_http_auth_server(server);
+    ombrel_close_secret_list(options.m_secrets);
 }
 
 } // namespace
