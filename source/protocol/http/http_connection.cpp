@@ -131,7 +131,8 @@ bool writer_is_due(const http_exchange& connection) {
 /// Does what can be done without waiting.
 void go_on(http_exchange& connection) {
     connection.is_busy = true;
-    flush_output(connection);
+    if (ombrel_get_buffer_size(connection.output) > 0)
+        flush_output(connection);
     for (int calls = 0; writer_is_due(connection) && calls < writer_calls_at_once; calls++)
         call_writer(connection);
     tell_end_of_body(connection);

@@ -9,10 +9,10 @@
 
 namespace ombrel::system {
 
-bool entry_list::read(platform::open_directory* directory, order wanted, const char* tag) {
+bool entry_list::read(platform::open_directory* directory, order wanted, const char* tag, size_t most) {
     platform::found_entry found;
-    int result;
-    while ((result = platform::next_entry(directory, found)) == 1) {
+    int result = 0;
+    while (count_ < most && (result = platform::next_entry(directory, found)) == 1) {
         if (!add(found, tag))
             return false;
     }
@@ -20,7 +20,7 @@ bool entry_list::read(platform::open_directory* directory, order wanted, const c
     if (wanted != order::of_host && count_ > 1 && !sort(wanted, tag))
         return false;
     leave_fault(why);
-    return result == 0;
+    return result >= 0;
 }
 
 bool entry_list::take(entry& taken) {

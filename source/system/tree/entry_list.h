@@ -20,8 +20,8 @@ public:
     /// By the bytes of names, or as the host takes names for the same.
     enum class order { of_host, of_bytes, of_names };
 
-    /// What could be read before a failure is in the list.
-    bool read(platform::open_directory* directory, order wanted, const char* tag);
+    /// What could be read before a failure is in the list, and no more than `most` entries.
+    bool read(platform::open_directory* directory, order wanted, const char* tag, size_t most = SIZE_MAX);
     /// Takes the next entry; false at the end.
     bool take(entry& taken);
     /// What take() will give; false at the end.

@@ -1,0 +1,151 @@
+#include <ombrel/http_directory.h>
+
+#include <cstddef>
+#include <cstring>
+
+#include <ombrel/http_server.h>
+
+#include "command/command_options.h"
+#include "command/command_server.h"
+#include "command/command_table.h"
+
+namespace ombrel::command {
+
+namespace {
+
+struct httpd_choice {
+    const char* address = "127.0.0.1";
+    int port = 8080;
+    int logs = 0, hides_lists = 0, shows_dot_files = 0;
+    int clients = 10000;
+};
+
+constexpr ombrel_argument_option_t options[] = {
+    {.m_letter = 'a',
+     .m_name = "address",
+     .m_kind = def_ombrel_argument_text,
+     .m_offset = offsetof(httpd_choice, address),
+     .m_value = "ADDRESS",
+     .m_help = "numeric address to listen at, 0.0.0.0 or :: for all (default 127.0.0.1)"},
+    {.m_letter = 'p',
+     .m_name = "port",
+     .m_kind = def_ombrel_argument_integer,
+     .m_offset = offsetof(httpd_choice, port),
+     .m_value = "PORT",
+     .m_help = "port, 0 for a free one (default 8080)",
+     .m_least = 0,
+     .m_most = 65535},
+    {.m_letter = 'l',
+     .m_name = "log",
+     .m_kind = def_ombrel_argument_flag,
+     .m_offset = offsetof(httpd_choice, logs),
+     .m_help = "print a line for each answer"},
+    {.m_letter = 'n',
+     .m_name = "no-lists",
+     .m_kind = def_ombrel_argument_flag,
+     .m_offset = offsetof(httpd_choice, hides_lists),
+     .m_help = "make no lists of directories without an index.html"},
+    {.m_letter = 'd',
+     .m_name = "dot-files",
+     .m_kind = def_ombrel_argument_flag,
+     .m_offset = offsetof(httpd_choice, shows_dot_files),
+     .m_help = "serve names that begin with a dot, too"},
+    {.m_letter = 'c',
+     .m_name = "clients",
+     .m_kind = def_ombrel_argument_integer,
+     .m_offset = offsetof(httpd_choice, clients),
+     .m_value = "COUNT",
+     .m_help = "clients at a time (default 10000)",
+     .m_least = 1,
+     .m_most = 1000000},
+    {}};
+
+constexpr ombrel_argument_table_t table = {
+    .m_name = "httpd",
+    .m_operands = "DIRECTORY",
+    .m_least_operands = 1,
+    .m_most_operands = 1,
+    .m_summary = "Serves the files of a directory by HTTP.",
+    .m_notes = "Links are not followed, and nothing outside of the directory is served. Beyond this machine "
+               "one address "
+               "may have 256 clients at a time. It ends on a signal to terminate.\n",
+    .m_options = options};
+
+int log_line(const char* line, void*) {
+    ombrel_printf("%s\n", line);
+    ombrel_puts(nullptr);
+    return 0;
+}
+
+bool is_loopback(const char* address) {
+    return strcmp(address, "localhost") == 0 || strcmp(address, "::1") == 0 ||
+           strncmp(address, "127.", 4) == 0;
+}
+
+/// A directory and its server, for a scope.
+class file_server {
+public:
+    explicit file_server(server_loop& loop) : loop_(loop) {}
+    ~file_server() {
+        ombrel_close_http_server(server_);
+        ombrel_close_http_directory(files_);
+    }
+    file_server(const file_server&) = delete;
+    file_server& operator=(const file_server&) = delete;
+
+    /// False after a complaint.
+    bool open(const httpd_choice& choice, const char* path) {
+        ombrel_http_directory_options_t how;
+        ombrel_init_http_directory_options(&how);
+        how.m_flags = (choice.hides_lists != 0 ? def_ombrel_http_directory_no_list : 0) |
+                      (choice.shows_dot_files != 0 ? def_ombrel_http_directory_dot_files : 0);
+        files_ = ombrel_open_http_directory(path, &how);
+        return files_ != nullptr ? open_server(choice) : loop_.fails_by(path);
+    }
+    bool listen(const httpd_choice& choice) {
+        return ombrel_http_server_listen(server_, choice.address, choice.port) > 0 ||
+               loop_.fails_by(choice.address);
+    }
+    char* alloc_url() { return ombrel_alloc_http_server_url(server_, 0); }
+    int stop() {
+        return ombrel_http_server_stop(
+            server_, server_loop::stop_ms,
+            [](ombrel_http_server_t*, void* loop) { static_cast<server_loop*>(loop)->end(); }, &loop_);
+    }
+
+private:
+    bool open_server(const httpd_choice& choice) {
+        constexpr size_t clients_of_a_stranger = 256;
+        ombrel_http_server_options_t how;
+        ombrel_init_http_server_options(&how);
+        how.m_handler = ombrel_serve_http_directory;
+        how.m_context = files_;
+        how.m_log_handler = choice.logs != 0 ? log_line : nullptr;
+        how.m_client_limit = static_cast<size_t>(choice.clients);
+        how.m_address_limit = is_loopback(choice.address) ? 0 : clients_of_a_stranger;
+        server_ = ombrel_open_http_server(loop_.base(), &how);
+        return server_ != nullptr || loop_.fails_by("server");
+    }
+
+    server_loop& loop_;
+    ombrel_http_directory_t* files_ = nullptr;
+    ombrel_http_server_t* server_ = nullptr;
+};
+
+int run_httpd(int argc, char** argv) {
+    const command_arguments<httpd_choice> arguments(table, argc, argv);
+    if (!arguments)
+        return arguments.exit_code();
+    server_loop loop("httpd");
+    file_server server(loop);
+    const char* const path = arguments.operand(0);
+    return exit_code(loop.open() && server.open(*arguments, path) && server.listen(*arguments) &&
+                     loop.tell("serving", path, server.alloc_url()) &&
+                     loop.run([&] { return server.stop(); }));
+}
+
+} // namespace
+
+constexpr ombrel_multicall_command_t httpd_command = command_of(table, run_httpd);
+
+} // namespace ombrel::command

@@ -1,0 +1,98 @@
+// What the commands that serve have in common: an event base that ends by a signal, the line that tells where
+// they listen, a stop that lets clients finish.
+//
+//     server_loop loop("httpd");
+//     file_server server(loop); // closes its server before the loop goes
+//     return exit_code(loop.open() && server.open(...) && server.listen(...) &&
+//                      loop.tell("serving", directory, server.alloc_url()) &&
+//                      loop.run([&] { return server.stop(); })); // has loop.end() called when it has stopped
+#pragma once
+
+#include <iterator>
+
+#include <ombrel/event_base.h>
+#include <ombrel/fault.h>
+#include <ombrel/heap.h>
+#include <ombrel/output.h>
+#include <ombrel/process.h>
+
+#include "command/command_input.h"
+
+namespace ombrel::command {
+
+class server_loop {
+public:
+    /// How long clients may take to finish.
+    static constexpr int stop_ms = 2000;
+
+    explicit server_loop(const char* name) : name_(name) {}
+    ~server_loop() {
+        for (ombrel_event_t& event : events_)
+            if ((event.m_flags & def_ombrel_event_assigned) != 0)
+                ombrel_unassign_event(&event);
+        if (base_ != nullptr)
+            ombrel_free_event_base(base_);
+    }
+    server_loop(const server_loop&) = delete;
+    server_loop& operator=(const server_loop&) = delete;
+
+    /// False after a complaint.
+    bool open() {
+        static constexpr int numbers[] = {def_ombrel_process_terminate, def_ombrel_process_interrupt};
+        base_ = ombrel_new_event_base();
+        bool good = base_ != nullptr;
+        for (size_t i = 0; good && i < std::size(numbers); i++)
+            good = ombrel_assign_event(base_, &events_[i], numbers[i],
+                                       def_ombrel_event_signal | def_ombrel_event_persist, on_signal,
+                                       this) == 0 &&
+                   ombrel_add_event(&events_[i], -1) == 0;
+        return good || fails_by("signals");
+    }
+
+    ombrel_event_base_t* base() const { return base_; }
+
+    /// Prints "NAME: DOING WHAT at URL" at once. The URL is freed. False after a complaint.
+    bool tell(const char* doing, const char* what, char* url) const {
+        if (url == nullptr)
+            return fails_by(what);
+        ombrel_printf("%s: %s %s at %s\n", name_, doing, what, url);
+        ombrel_puts(nullptr);
+        ombrel_free(url);
+        return true;
+    }
+
+    /// Runs the server until a signal comes, then calls `stop()`, which has end() called when the server has
+    /// stopped; a second signal does not wait for that. False after a complaint.
+    template<typename Stop>
+    bool run(Stop stop) {
+        stop_ = [](void* call) { return (*static_cast<Stop*>(call))(); };
+        stop_call_ = &stop;
+        return ombrel_event_base_dispatch(base_) == 0 || fails_by("loop");
+    }
+    void end() { ombrel_event_base_exit_loop(base_, 0); }
+
+    /// "NAME: WHAT: WHY", by the last fault. @return false
+    bool fails_by(const char* what) const {
+        complain(name_, what, ombrel_fault_text());
+        return false;
+    }
+
+private:
+    static void on_signal(ombrel_event_t*, int, uint32_t result_flags, void* context) {
+        auto& self = *static_cast<server_loop*>(context);
+        if ((result_flags & def_ombrel_event_signal) == 0)
+            return;
+        if (self.stop_call_ == nullptr || self.is_stopping_ || self.stop_(self.stop_call_) != 0)
+            self.end();
+        self.is_stopping_ = true;
+    }
+
+    const char* name_;
+    ombrel_event_base_t* base_ = nullptr;
+    ombrel_event_t events_[2] = {};
+    int (*stop_)(void* call) = nullptr;
+    void* stop_call_ = nullptr;
+    bool is_stopping_ = false;
+};
+
+} // namespace ombrel::command
