@@ -73,7 +73,8 @@ enum class socket_option {
     ipv6_hops,
     ipv6_multicast_hops,
     ipv6_only,
-    no_delay, ///< of streams: small pieces do not wait for an acknowledgement of those before them
+    no_delay,   ///< of streams: small pieces do not wait for an acknowledgement of those before them
+    oob_inline, ///< urgent bytes stay in their place among the others
 };
 int get_option(int s, socket_option option, int& value);
 int set_option(int s, socket_option option, int value);

@@ -38,6 +38,8 @@ inline option_place place_of(socket_option option) {
         return {IPPROTO_IPV6, IPV6_V6ONLY};
     case socket_option::no_delay:
         return {IPPROTO_TCP, TCP_NODELAY};
+    case socket_option::oob_inline:
+        return {SOL_SOCKET, SO_OOBINLINE};
     }
     return {-1, -1};
 }

@@ -1,0 +1,15 @@
+// Files handed to sockets. What fails leaves its fault (fault.h).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ombrel::platform {
+
+/// Hands bytes of a regular file, from a place on, to a connected socket that does not block, without a copy
+/// on the way. Neither the file's position moves nor does a peer that is gone raise a signal.
+/// @return bytes sent, 0 at the file's end, -1: "not supported" where the host or the file cannot be served
+/// so, and is to be read and sent
+int send_file(int s, int descriptor, int64_t offset, size_t size);
+
+} // namespace ombrel::platform
