@@ -89,8 +89,7 @@ typedef struct ombrel_ftp_server_ts ombrel_ftp_server_t;
 #define def_ombrel_ftp_server_event_received 5 /**< a file was stored or appended to, likewise */
 #define def_ombrel_ftp_server_event_listed 6   /**< a directory was listed, likewise */
 #define def_ombrel_ftp_server_event_changed 7  /**< it renamed, removed, made or dated something */
-#define def_ombrel_ftp_server_event_refused 8  /**< a command of a logged-in client failed or is not allowed \
-                                                */
+#define def_ombrel_ftp_server_event_refused 8  /**< a command failed or is not allowed */
 #define def_ombrel_ftp_server_event_left 9     /**< the session is over. The last event */
 /** @} */
 
