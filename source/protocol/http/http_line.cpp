@@ -1,5 +1,7 @@
 #include "protocol/http/http_line.h"
 
+#include <cstring>
+
 #include <ombrel/http_parser.h>
 
 #include "protocol/http/http_character.h"
@@ -37,17 +39,6 @@ size_t find_value_fault(std::string_view text, uint32_t flags) {
     return static_cast<size_t>(at - text.data());
 }
 
-/// 10 or 11, or the reason against it below 0.
-int read_version(std::string_view text) {
-    constexpr std::string_view start = "HTTP/";
-    if (text.size() != start.size() + 3 || !starts_with(text, start) || !is_http(text[5], http_decimal) ||
-        text[6] != '.' || !is_http(text[7], http_decimal))
-        return -def_ombrel_http_fault_version;
-    if (text[5] != '1')
-        return -def_ombrel_http_fault_other_version;
-    return text[7] == '0' ? 10 : 11;
-}
-
 size_t find_target_fault(std::string_view text, uint32_t flags) {
     const bool is_lenient = (flags & def_ombrel_http_lenient_target) != 0;
     size_t at = 0;
@@ -62,11 +53,9 @@ http_line_fault check_target(std::string_view target, uint32_t flags, http_reque
     const size_t bad = find_target_fault(target, flags);
     if (bad < target.size())
         return refuse_byte(target, bad, def_ombrel_http_fault_target);
-    ombrel_http_target_t split;
-    if (ombrel_split_http_target(http_text(parts.method), http_text(target), &split) != 0)
-        return {def_ombrel_http_fault_target, 0};
     parts.target = target;
-    parts.form = split.m_form;
+    if (target.empty() || !find_http_target_form(parts, parts.form))
+        return {def_ombrel_http_fault_target, 0};
     return {};
 }
 
@@ -89,6 +78,28 @@ bool are_lenient_extensions(std::string_view text) {
 
 } // namespace
 
+int read_http_version(std::string_view text) {
+    constexpr std::string_view start = "HTTP/";
+    if (text.size() != start.size() + 3 || memcmp(text.data(), start.data(), start.size()) != 0 ||
+        !is_http(text[5], http_decimal) || text[6] != '.' || !is_http(text[7], http_decimal))
+        return -def_ombrel_http_fault_version;
+    if (text[5] != '1')
+        return -def_ombrel_http_fault_other_version;
+    return text[7] == '0' ? 10 : 11;
+}
+
+bool find_http_target_form(const http_request_line& parts, int& form) {
+    if (parts.target.front() == '/' && parts.method != "CONNECT") {
+        form = def_ombrel_http_target_origin;
+        return true;
+    }
+    ombrel_http_target_t split;
+    if (ombrel_split_http_target(http_text(parts.method), http_text(parts.target), &split) != 0)
+        return false;
+    form = split.m_form;
+    return true;
+}
+
 http_line_fault strip_http_line_end(std::string_view& line, uint32_t flags) {
     line.remove_suffix(1);
     if (!line.empty() && line.back() == '\r')
@@ -108,7 +119,7 @@ http_line_fault parse_http_request_line(std::string_view line, uint32_t flags, h
         return {def_ombrel_http_fault_start_line, whole.size()};
     if (line.find(' ') != line.npos)
         return {def_ombrel_http_fault_start_line, whole.size() - line.size() + line.find(' ')};
-    parts.version = read_version(line);
+    parts.version = read_http_version(line);
     if (parts.version < 0)
         return {-parts.version, whole.size() - line.size()};
     const http_line_fault fault = check_target(target, flags, parts);
@@ -120,7 +131,7 @@ http_line_fault parse_http_status_line(std::string_view line, uint32_t flags, ht
     std::string_view version;
     if (!take_word(line, version))
         return {def_ombrel_http_fault_start_line, line.size()};
-    parts.version = read_version(version);
+    parts.version = read_http_version(version);
     if (parts.version < 0)
         return {-parts.version, 0};
     const size_t start = version.size() + 1;

@@ -45,4 +45,10 @@ http_line_fault parse_http_status_line(std::string_view line, uint32_t flags, ht
 http_line_fault parse_http_field_line(std::string_view line, uint32_t flags, http_field_line& parts);
 http_line_fault parse_http_chunk_line(std::string_view line, uint32_t flags, http_chunk_line& parts);
 
+/// 10 or 11 for what may follow the start "HTTP/"; the reason to refuse it, below 0, for anything else.
+int read_http_version(std::string_view text);
+
+/// The form of a target whose characters are sound; false for one that is none for the method.
+bool find_http_target_form(const http_request_line& parts, int& form);
+
 } // namespace ombrel::protocol

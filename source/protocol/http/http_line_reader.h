@@ -12,14 +12,10 @@ namespace ombrel::protocol {
 struct http_piece {
     const char* data;
     size_t size;
-    size_t& at;    ///< bytes of it that are used
-    int64_t& used; ///< bytes of the connection that are used
+    size_t& at; ///< bytes of it that are used
 
     std::string_view rest() const { return {data + at, size - at}; }
-    void use(size_t count) {
-        at += count;
-        used += static_cast<int64_t>(count);
-    }
+    void use(size_t count) { at += count; }
 };
 
 enum class http_line_step { more, line, too_long, no_memory };

@@ -11,6 +11,7 @@
 #include "protocol/http/http_framing.h"
 #include "protocol/http/http_line.h"
 #include "protocol/http/http_line_reader.h"
+#include "protocol/http/http_scan.h"
 #include "text/slice.h"
 
 namespace {
@@ -42,7 +43,7 @@ struct ombrel_http_parser_ts {
     bool is_request;
     http_line_reader lines;
     stage now = stage::start_line;
-    int64_t used = 0;       ///< bytes of the connection
+    int64_t used = 0;       ///< bytes of the connection before this call
     int64_t body_limit = 0; ///< of this message
     int answer = def_ombrel_http_answer_any;
     ombrel_http_fault_t fault{};
@@ -128,6 +129,16 @@ step take_line(parser_t& parser, http_piece& piece, const line_limit& limit, boo
     return has_event;
 }
 
+/// What is there of lines that may be read in one go; empty when one is under way.
+std::string_view whole_lines(const parser_t& parser, const http_piece& piece, size_t limit) {
+    return parser.lines.under_way() == 0 ? slice(piece.rest(), 0, limit) : std::string_view();
+}
+
+void pass_line(parser_t& parser, http_piece& piece, size_t size) {
+    parser.lines.pass(size);
+    piece.use(size);
+}
+
 /// Bytes of the line that was taken; the next one begins.
 size_t end_line(parser_t& parser) {
     const size_t size = parser.lines.under_way();
@@ -137,16 +148,20 @@ size_t end_line(parser_t& parser) {
 
 // The start line.
 
-step take_request_line(parser_t& parser, std::string_view line, event_t& event) {
-    http_request_line parts;
-    if (const http_line_fault fault = parse_http_request_line(line, parser.options.m_flags, parts))
-        return refuse_line(parser, fault.reason, fault.at);
+void begin_request(parser_t& parser, const http_request_line& parts, event_t& event) {
     parser.start = {parts.version, 0, def_ombrel_http_answer_any, parts.method == "CONNECT"};
     event.m_kind = def_ombrel_http_event_request;
     event.m_version = parts.version;
     event.m_target_form = parts.form;
     event.m_method = http_text(parts.method);
     event.m_target = http_text(parts.target);
+}
+
+step take_request_line(parser_t& parser, std::string_view line, event_t& event) {
+    http_request_line parts;
+    if (const http_line_fault fault = parse_http_request_line(line, parser.options.m_flags, parts))
+        return refuse_line(parser, fault.reason, fault.at);
+    begin_request(parser, parts, event);
     return has_event;
 }
 
@@ -167,16 +182,30 @@ bool may_begin(const parser_t& parser, char c) {
     return parser.is_request ? is_http(c, http_token) || is_one_of("\r\n", c) : c == 'H';
 }
 
+line_limit start_limit(const parser_t& parser) {
+    const auto& options = parser.options;
+    return {static_cast<size_t>(options.m_start_line_limit),
+            static_cast<size_t>(options.m_head_limit) - parser.head_size,
+            def_ombrel_http_fault_long_start_line, def_ombrel_http_fault_large_head};
+}
+
 step read_start_line(parser_t& parser, http_piece& piece, event_t& event) {
     if (piece.rest().empty())
         return starving;
+    const line_limit limit = start_limit(parser);
+    http_request_line request;
+    if (const size_t size = parser.is_request
+                                ? scan_http_request_line(whole_lines(parser, piece, limit.least()), request)
+                                : 0) {
+        pass_line(parser, piece, size);
+        begin_request(parser, request, event);
+        parser.now = stage::fields;
+        parser.head_size += end_line(parser);
+        return has_event;
+    }
     if (parser.lines.under_way() == 0 && !may_begin(parser, piece.rest().front()))
         return refuse_line(parser,
                            parser.is_request ? def_ombrel_http_fault_method : def_ombrel_http_fault_version);
-    const auto& options = parser.options;
-    const line_limit limit = {static_cast<size_t>(options.m_start_line_limit),
-                              static_cast<size_t>(options.m_head_limit) - parser.head_size,
-                              def_ombrel_http_fault_long_start_line, def_ombrel_http_fault_large_head};
     std::string_view line;
     const step taken = take_line(parser, piece, limit, false, line);
     if (taken != has_event)
@@ -194,28 +223,6 @@ step read_start_line(parser_t& parser, http_piece& piece, event_t& event) {
 
 // Fields and trailers.
 
-/// Most fields lie whole in the piece and have no fault: they are read in one go. What is not so is left to
-/// those who read a line first.
-bool take_whole_field(const parser_t& parser, const http_piece& piece, size_t limit, http_field_line& parts,
-                      size_t& size) {
-    if (parser.lines.under_way() != 0 || (parser.options.m_flags & def_ombrel_http_lenient_fold))
-        return false;
-    const std::string_view rest = slice(piece.rest(), 0, limit);
-    const char *at = rest.data(), *const end = at + rest.size();
-    while (at != end && is_http(*at, http_token))
-        at++;
-    if (at == end || *at != ':' || at == rest.data())
-        return false;
-    parts.name = {rest.data(), static_cast<size_t>(at - rest.data())};
-    const char* const value = at + 1;
-    at = skip_http_value(value, end);
-    if (end - at < 2 || at[0] != '\r' || at[1] != '\n')
-        return false;
-    parts.value = trim_http({value, static_cast<size_t>(at - value)});
-    size = static_cast<size_t>(at + 2 - rest.data());
-    return true;
-}
-
 step take_field(parser_t& parser, const http_field_line& parts, bool is_trailer, event_t& event) {
     if (++parser.field_count > parser.options.m_field_count_limit)
         return refuse_line(parser, def_ombrel_http_fault_many_fields);
@@ -231,30 +238,34 @@ step take_field(parser_t& parser, const http_field_line& parts, bool is_trailer,
     return has_event;
 }
 
+/// Takes a field's parts apart, or gives go_on for the empty line.
+step find_field(parser_t& parser, http_piece& piece, const line_limit& limit, http_field_line& parts) {
+    const uint32_t flags = parser.options.m_flags;
+    if (!(flags & def_ombrel_http_lenient_fold)) {
+        const std::string_view text = whole_lines(parser, piece, limit.least());
+        const bool is_end = starts_with(text, http_line_end);
+        if (const size_t size = is_end ? http_line_end.size() : scan_http_field_line(text, parts)) {
+            pass_line(parser, piece, size);
+            return is_end ? go_on : has_event;
+        }
+    }
+    std::string_view line;
+    const step taken = take_line(parser, piece, limit, true, line);
+    if (taken != has_event || line.empty())
+        return taken == has_event ? go_on : taken;
+    if (const http_line_fault fault = parse_http_field_line(line, flags, parts))
+        return refuse_line(parser, fault.reason, fault.at);
+    return has_event;
+}
+
 /// Reads a field, or the empty line, which gives go_on.
 step read_field(parser_t& parser, http_piece& piece, bool is_trailer, event_t& event) {
-    const line_limit limit = field_limit(parser, is_trailer);
-    size_t& total = is_trailer ? parser.trailers_size : parser.head_size;
     http_field_line parts;
-    size_t size = 0;
-    if (take_whole_field(parser, piece, limit.least(), parts, size)) {
-        parser.lines.pass(size);
-        piece.use(size);
-    } else {
-        std::string_view line;
-        const step taken = take_line(parser, piece, limit, true, line);
-        if (taken != has_event)
-            return taken;
-        if (line.empty()) {
-            total += end_line(parser);
-            return go_on;
-        }
-        if (const http_line_fault fault = parse_http_field_line(line, parser.options.m_flags, parts))
-            return refuse_line(parser, fault.reason, fault.at);
-    }
-    const step taken = take_field(parser, parts, is_trailer, event);
+    step taken = find_field(parser, piece, field_limit(parser, is_trailer), parts);
     if (taken == has_event)
-        total += end_line(parser);
+        taken = take_field(parser, parts, is_trailer, event);
+    if (taken > starving)
+        (is_trailer ? parser.trailers_size : parser.head_size) += end_line(parser);
     return taken;
 }
 
@@ -298,36 +309,61 @@ step end_head(parser_t& parser, event_t& event) {
 
 // The body.
 
-step read_body(parser_t& parser, http_piece& piece, event_t& event) {
-    const std::string_view rest = piece.rest();
-    if (rest.empty())
-        return starving;
+/// How much of the body's bytes may be taken: what is left, if that is known, up to the limit.
+int64_t most_of_body(const parser_t& parser) {
     const int64_t room = parser.body_limit < 0 ? INT64_MAX : parser.body_limit - parser.body_size;
-    const int64_t most = parser.left < 0 ? room : std::min(parser.left, room);
-    if (most <= 0)
-        return refuse(parser, def_ombrel_http_fault_large_body, parser.used);
+    return parser.left < 0 ? room : std::min(parser.left, room);
+}
+
+/// Goes on behind the last bytes of the body or of a chunk. Gives how many more are used: the chunk's line
+/// end, when it is there as it mostly is.
+size_t end_body_bytes(parser_t& parser, std::string_view behind) {
+    if (parser.plan.body != def_ombrel_http_body_chunked) {
+        parser.now = stage::message_end;
+        return 0;
+    }
+    const bool has_end = starts_with(behind, http_line_end);
+    parser.now = has_end ? stage::chunk_line : stage::chunk_end;
+    return has_end ? http_line_end.size() : 0;
+}
+
+/// Reads on behind `skipped` bytes, a chunk's line, that are not used yet.
+step read_body(parser_t& parser, http_piece& piece, event_t& event, size_t skipped = 0) {
+    const std::string_view rest = slice(piece.rest(), skipped);
+    const int64_t most = most_of_body(parser);
+    if (rest.empty() || most <= 0) {
+        piece.use(skipped);
+        return rest.empty() ? starving : refuse(parser, def_ombrel_http_fault_large_body, parser.used);
+    }
     const auto size = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(most), rest.size()));
     event.m_kind = def_ombrel_http_event_body;
     event.m_data = http_text(slice(rest, 0, size));
-    piece.use(size);
     parser.body_size += static_cast<int64_t>(size);
     if (parser.left > 0)
         parser.left -= static_cast<int64_t>(size);
-    if (parser.left == 0)
-        parser.now = parser.plan.body == def_ombrel_http_body_chunked ? stage::chunk_end : stage::message_end;
+    piece.use(skipped + size + (parser.left == 0 ? end_body_bytes(parser, slice(rest, size)) : 0));
     return has_event;
 }
 
-step read_chunk_line(parser_t& parser, http_piece& piece) {
-    const auto own = static_cast<size_t>(parser.options.m_chunk_line_limit);
-    const line_limit limit = {own, own, def_ombrel_http_fault_long_chunk_line, 0};
+/// The line of a chunk that cannot be read in one go.
+step take_chunk_line(parser_t& parser, http_piece& piece, size_t own_limit, http_chunk_line& parts) {
+    const line_limit limit = {own_limit, own_limit, def_ombrel_http_fault_long_chunk_line, 0};
     std::string_view line;
     const step taken = take_line(parser, piece, limit, false, line);
     if (taken != has_event)
         return taken;
-    http_chunk_line parts;
     if (const http_line_fault fault = parse_http_chunk_line(line, parser.options.m_flags, parts))
         return refuse_line(parser, fault.reason, fault.at);
+    return has_event;
+}
+
+step read_chunk_line(parser_t& parser, http_piece& piece, event_t& event) {
+    const auto own_limit = static_cast<size_t>(parser.options.m_chunk_line_limit);
+    http_chunk_line parts;
+    const size_t scanned = scan_http_chunk_line(whole_lines(parser, piece, own_limit), parts);
+    const step taken = scanned != 0 ? has_event : take_chunk_line(parser, piece, own_limit, parts);
+    if (taken != has_event)
+        return taken;
     if (parts.extension > static_cast<size_t>(parser.options.m_trailer_limit) - parser.trailers_size)
         return refuse_line(parser, def_ombrel_http_fault_large_trailers);
     if (is_above_limit(parser, parts.size))
@@ -336,6 +372,9 @@ step read_chunk_line(parser_t& parser, http_piece& piece) {
     parser.trailers_size += parts.extension;
     parser.left = parts.size;
     parser.now = parts.size == 0 ? stage::trailers : stage::body_bytes;
+    if (parts.size != 0)
+        return read_body(parser, piece, event, scanned);
+    piece.use(scanned);
     return go_on;
 }
 
@@ -403,7 +442,7 @@ step do_stage(parser_t& parser, http_piece& piece, event_t& event) {
     case stage::body_bytes:
         return read_body(parser, piece, event);
     case stage::chunk_line:
-        return read_chunk_line(parser, piece);
+        return read_chunk_line(parser, piece, event);
     case stage::chunk_end:
     case stage::chunk_end_lf:
         return read_chunk_end(parser, piece);
@@ -477,12 +516,17 @@ int ombrel_http_parser_next(ombrel_http_parser_t* parser, const void* data, size
     if (parser == nullptr || at == nullptr || event == nullptr || (data == nullptr && size != 0) ||
         *at > size)
         return refuse_call();
-    http_piece piece = {static_cast<const char*>(data), size, *at, parser->used};
-    for (;;) {
-        const step taken = do_stage(*parser, piece, *event);
-        if (taken != go_on)
-            return taken;
-    }
+    const size_t start = *at;
+    http_piece piece = {static_cast<const char*>(data), size, *at};
+    step taken = go_on;
+    while (taken == go_on)
+        taken = do_stage(*parser, piece, *event);
+    // Until here what the call used is not counted, neither there nor in where a fault is.
+    const auto used = static_cast<int64_t>(*at - start);
+    parser->used += used;
+    if (taken == refusal)
+        parser->fault.m_offset += used;
+    return taken;
 }
 
 int ombrel_http_parser_end(ombrel_http_parser_t* parser, ombrel_http_event_t* event) {

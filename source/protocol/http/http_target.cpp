@@ -21,7 +21,13 @@ using target_t = ombrel_http_target_t;
 
 /// Names without empty labels, save the one behind a last point.
 bool is_host_name(std::string_view text) {
-    return is_http_word(text, http_host) && text[0] != '.' && text.find("..") == text.npos;
+    char before = '.';
+    for (const char c : text) {
+        if (!is_http(c, http_host) || (c == '.' && before == '.'))
+            return false;
+        before = c;
+    }
+    return !text.empty();
 }
 
 bool is_ipv6(std::string_view text) {
