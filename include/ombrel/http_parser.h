@@ -91,16 +91,18 @@ OMBREL_BEGIN_C
 #define def_ombrel_http_lenient_all 0x1FFu
 /** @} */
 
-/** Settings of a parser. Sizes are bytes with line ends; a size of 0 or less is refused when opening. */
+/** Settings of a parser. Sizes are bytes with line ends; a limit of 0 is refused when opening, but for the
+ * body's. */
 typedef struct ombrel_http_parser_options_ts {
-    uint32_t m_flags;        /**< def_ombrel_http_lenient_*; 0 */
-    int m_start_line_limit;  /**< longest start line; 8192 */
-    int m_field_line_limit;  /**< longest line of a field, folds included; 8192 */
-    int m_field_count_limit; /**< fields of a message, trailers included; 100 */
-    int m_head_limit;        /**< start line, fields and the empty line together; 65536 */
-    int m_chunk_line_limit;  /**< longest line of a chunk; 256 */
-    int m_trailer_limit;     /**< all trailers and all extensions of chunks together; 8192 */
-    int64_t m_body_limit;    /**< longest body, without the framing; negative for none; 16 MiB */
+    uint32_t m_flags;           /**< def_ombrel_http_lenient_*; 0 */
+    size_t m_start_line_limit;  /**< longest start line; 8192 */
+    size_t m_field_line_limit;  /**< longest line of a field, folds included; 8192 */
+    size_t m_field_count_limit; /**< fields of a message, trailers included; 100 */
+    size_t m_head_limit;        /**< start line, fields and the empty line together; 65536 */
+    size_t m_chunk_line_limit;  /**< longest line of a chunk; 256 */
+    size_t m_trailer_limit;     /**< all trailers and all extensions of chunks together; 8192 */
+    int64_t
+        m_body_limit; /**< longest body, without the framing; 0 for none at all, negative for any; 16 MiB */
 } ombrel_http_parser_options_t;
 
 /** @name Kinds of events, in the order of a message

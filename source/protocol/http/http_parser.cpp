@@ -52,8 +52,7 @@ struct ombrel_http_parser_ts {
     http_start start{};
     http_framing framing;
     http_body_plan plan{};
-    size_t head_size = 0, trailers_size = 0;
-    int field_count = 0;
+    size_t head_size = 0, trailers_size = 0, field_count = 0;
     int64_t body_size = 0; ///< bytes of it that have come
     int64_t left = 0;      ///< bytes of the body or chunk to come; negative for all until the end
 
@@ -100,11 +99,10 @@ struct line_limit {
 };
 
 line_limit field_limit(const parser_t& parser, bool is_trailer) {
-    const auto size = [](int option) { return static_cast<size_t>(option); };
     const auto& options = parser.options;
-    return {size(options.m_field_line_limit),
-            is_trailer ? size(options.m_trailer_limit) - parser.trailers_size
-                       : size(options.m_head_limit) - parser.head_size,
+    return {options.m_field_line_limit,
+            is_trailer ? options.m_trailer_limit - parser.trailers_size
+                       : options.m_head_limit - parser.head_size,
             def_ombrel_http_fault_long_field,
             is_trailer ? def_ombrel_http_fault_large_trailers : def_ombrel_http_fault_large_head};
 }
@@ -184,8 +182,7 @@ bool may_begin(const parser_t& parser, char c) {
 
 line_limit start_limit(const parser_t& parser) {
     const auto& options = parser.options;
-    return {static_cast<size_t>(options.m_start_line_limit),
-            static_cast<size_t>(options.m_head_limit) - parser.head_size,
+    return {options.m_start_line_limit, options.m_head_limit - parser.head_size,
             def_ombrel_http_fault_long_start_line, def_ombrel_http_fault_large_head};
 }
 
@@ -358,13 +355,13 @@ step take_chunk_line(parser_t& parser, http_piece& piece, size_t own_limit, http
 }
 
 step read_chunk_line(parser_t& parser, http_piece& piece, event_t& event) {
-    const auto own_limit = static_cast<size_t>(parser.options.m_chunk_line_limit);
+    const auto own_limit = parser.options.m_chunk_line_limit;
     http_chunk_line parts;
     const size_t scanned = scan_http_chunk_line(whole_lines(parser, piece, own_limit), parts);
     const step taken = scanned != 0 ? has_event : take_chunk_line(parser, piece, own_limit, parts);
     if (taken != has_event)
         return taken;
-    if (parts.extension > static_cast<size_t>(parser.options.m_trailer_limit) - parser.trailers_size)
+    if (parts.extension > parser.options.m_trailer_limit - parser.trailers_size)
         return refuse_line(parser, def_ombrel_http_fault_large_trailers);
     if (is_above_limit(parser, parts.size))
         return refuse_line(parser, def_ombrel_http_fault_large_body);
@@ -402,8 +399,7 @@ void begin_message(parser_t& parser) {
     parser.start = {};
     parser.framing = {};
     parser.plan = {};
-    parser.head_size = parser.trailers_size = 0;
-    parser.field_count = 0;
+    parser.head_size = parser.trailers_size = parser.field_count = 0;
     parser.body_size = parser.left = 0;
     parser.body_limit = parser.options.m_body_limit;
 }

@@ -39,11 +39,10 @@ bool is_sound(const ombrel_http_server_options_t& options) {
 
 void settle_parser_options(http_server& server) {
     ombrel_http_parser_options_t& parser = server.parser_options;
-    const int head = static_cast<int>(server.options.m_head_limit);
     ombrel_init_http_parser_options(&parser);
     parser.m_start_line_limit = parser.m_field_line_limit = parser.m_head_limit = parser.m_trailer_limit =
-        head;
-    parser.m_field_count_limit = static_cast<int>(server.options.m_field_limit);
+        server.options.m_head_limit;
+    parser.m_field_count_limit = server.options.m_field_limit;
     parser.m_body_limit = server.options.m_body_limit;
 }
 
