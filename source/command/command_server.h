@@ -17,6 +17,7 @@
 #include <ombrel/process.h>
 
 #include "command/command_input.h"
+#include "platform/descriptor_limit.h"
 
 namespace ombrel::command {
 
@@ -39,6 +40,7 @@ public:
     /// False after a complaint.
     bool open() {
         static constexpr int numbers[] = {def_ombrel_process_terminate, def_ombrel_process_interrupt};
+        platform::raise_descriptor_limit();
         base_ = ombrel_new_event_base();
         bool good = base_ != nullptr;
         for (size_t i = 0; good && i < std::size(numbers); i++)

@@ -15,6 +15,7 @@ extern const ombrel_multicall_command_t date_command;
 extern const ombrel_multicall_command_t digest_command;
 extern const ombrel_multicall_command_t find_command;
 extern const ombrel_multicall_command_t free_command;
+extern const ombrel_multicall_command_t ftpd_command;
 extern const ombrel_multicall_command_t get_command;
 extern const ombrel_multicall_command_t help_command;
 extern const ombrel_multicall_command_t httpd_command;

@@ -200,7 +200,7 @@ const char* ombrel_ftp_account_fault_text(const ombrel_ftp_account_fault_t* faul
                                             "the line is not NAME:SECRET:DIRECTORY:RIGHTS",
                                             "the name is none",
                                             "there is an account of this name",
-                                            "the secret is none",
+                                            "the secret cannot be read",
                                             "the directory cannot be opened",
                                             "the rights are not of the letters r, w, d"};
     if (fault == nullptr || fault->m_reason < 0 || fault->m_reason >= static_cast<int>(std::size(texts)))
