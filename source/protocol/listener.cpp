@@ -3,13 +3,12 @@
 #include <cstring>
 
 #include <ombrel/network.h>
-#include <ombrel/printf.h>
 #include <ombrel/socket.h>
-#include <ombrel/string.h>
 
 #include "core/fault.h"
 #include "network/socket_guard.h"
 #include "platform/socket.h"
+#include "protocol/listen_address.h"
 
 namespace ombrel::protocol {
 
@@ -52,12 +51,6 @@ size_t list_of(const uint8_t (&network)[ipv6_size], size_t lists) {
     return (sum ^ sum >> 15) % lists;
 }
 
-bool is_wildcard(const endpoint& address) {
-    endpoint every;
-    return every.set_wildcard(address.family(), 0) &&
-           ombrel_compare_sockaddr_address(every.get(), address.get()) == 0;
-}
-
 /// A listening socket that does not block, or none with the fault left.
 int open_listening(const endpoint& at) {
     socket_guard s(ombrel_open_socket(at.family(), SOCK_STREAM, 0));
@@ -73,30 +66,9 @@ int open_listening(const endpoint& at) {
     return listening ? s.release() : def_ombrel_invalid_socket;
 }
 
-bool failed_for_lack_of_host_support() {
-    const fault_code code = last_fault().code;
-    return code == fault_code::address_not_available || code == fault_code::not_supported ||
-           code == fault_code::other;
-}
-
 void end_event(ombrel_event_t& event) {
     if ((event.m_flags & def_ombrel_event_assigned) != 0)
         ombrel_unassign_event(&event);
-}
-
-/// The host of a URL: in brackets for IPv6, a scope behind "%25".
-int put_url_host(char* text, size_t room, const endpoint& own) {
-    char address[address_text_size];
-    if (is_wildcard(own))
-        return ombrel_snprintf(text, room, "localhost");
-    ombrel_inet_stop(own.get(), address, sizeof address);
-    char* const scope = strchr(address, '%');
-    if (own.family() == AF_INET)
-        return ombrel_snprintf(text, room, "%s", address);
-    if (scope == nullptr)
-        return ombrel_snprintf(text, room, "[%s]", address);
-    *scope = '\0';
-    return ombrel_snprintf(text, room, "[%s%%25%s]", address, scope + 1);
 }
 
 } // namespace
@@ -319,12 +291,8 @@ void listener::keep_reserve() {
 
 char* listener::alloc_url(size_t index, const char* function, unsigned long line) const {
     for (size_t i = 0; i < count_; i++) {
-        if (!doors_[i].is_shown || index-- != 0)
-            continue;
-        char host[address_text_size + 8], url[sizeof host + 32];
-        put_url_host(host, sizeof host, doors_[i].own);
-        ombrel_snprintf(url, sizeof url, "%s://%s:%d/", settings_.scheme, host, doors_[i].own.port());
-        return ombrel_strdup_tag(url, function, line);
+        if (doors_[i].is_shown && index-- == 0)
+            return alloc_listener_url(settings_.scheme, doors_[i].own, function, line);
     }
     leave_fault(fault_code::invalid);
     return nullptr;
