@@ -31,10 +31,14 @@ bool take_text(std::span<const uint8_t>& bytes, std::string_view& text) {
     return true;
 }
 
+constexpr char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 /// Names of options and modes are compared without regard to case, as requests and answers may differ in it.
-bool is_name(std::string_view name, std::string_view expected) {
-    return std::equal(name.begin(), name.end(), expected.begin(), expected.end(),
-                      [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b; });
+bool is_name(std::string_view name, std::string_view other) {
+    return std::equal(name.begin(), name.end(), other.begin(), other.end(),
+                      [](char a, char b) { return lower(a) == lower(b); });
 }
 
 template<typename Number>
