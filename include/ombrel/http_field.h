@@ -414,7 +414,7 @@ OMBREL_API int64_t ombrel_decode_http_text(const char* text, size_t size, int is
  * @param text the path, encoded, as ombrel_split_http_target() gives it
  * @param size its bytes
  * @param buf  receives the path
- * @param room its bytes; `size` and 1 are enough
+ * @param room its bytes, at least `size` and 1
  * @return bytes of the path; -1
  */
 OMBREL_API int64_t ombrel_clean_http_path(const char* text, size_t size, char* buf, size_t room);

@@ -42,9 +42,20 @@ int read_quality(std::string_view text) {
     return quality > full_quality ? -1 : quality;
 }
 
-bool read_acceptance(std::string_view element, acceptance& read) {
+/// Whether a range is a token, of media two with a "/" between them; stars are tokens.
+bool is_range(int kind, std::string_view range) {
+    if (kind != def_ombrel_http_accept_media)
+        return is_http_word(range, http_token);
+    const size_t slash = range.find('/');
+    return slash != range.npos && is_http_word(slice(range, 0, slash), http_token) &&
+           is_http_word(slice(range, slash + 1), http_token);
+}
+
+bool read_acceptance(int kind, std::string_view element, acceptance& read) {
     const size_t end = std::min(element.find(';'), element.size());
     read.range = trim_http(slice(element, 0, end));
+    if (!is_range(kind, read.range))
+        return false;
     const std::string_view parameters = slice(element, end);
     ombrel_http_parameter_t parameter;
     size_t at = 0;
@@ -58,7 +69,7 @@ bool read_acceptance(std::string_view element, acceptance& read) {
         read.quality = read_quality(view_of(parameter.m_value));
         return read.quality >= 0; // what follows are no parameters of the range
     }
-    return step == 0 && !read.range.empty();
+    return step == 0;
 }
 
 std::string_view type_of(std::string_view media) {
@@ -139,7 +150,7 @@ int ombrel_get_http_quality(int kind, const char* text, size_t size, const char*
     int step;
     while ((step = ombrel_next_http_element(text, size, &at, &found)) == 1) {
         acceptance element;
-        if (!read_acceptance(view_of(found), element))
+        if (!read_acceptance(kind, view_of(found), element))
             return refuse_http(fault_code::violation);
         const int fit = fits[kind](element, offer);
         if (fit > best_fit) {

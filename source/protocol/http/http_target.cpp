@@ -222,6 +222,9 @@ int64_t ombrel_decode_http_text(const char* text, size_t size, int is_form, char
 int64_t ombrel_clean_http_path(const char* text, size_t size, char* buf, size_t room) {
     if (text == nullptr || buf == nullptr)
         return refuse_http(fault_code::invalid);
+    // Names that ".." takes away again need room, too.
+    if (room <= size)
+        return refuse_http(fault_code::too_large);
     http_text_writer writer(buf, room);
     if (!starts_with({text, size}, "/") || !clean_path({text, size}, writer))
         return refuse_http(fault_code::violation);
