@@ -35,7 +35,7 @@
  * Method, URI, fields and a body: bytes that are there already, which the call copies, or bytes that a body
  * handler gives piece by piece, under a length told beforehand or in chunks. The client writes Host,
  * Content-Length, Transfer-Encoding and Connection itself, and User-Agent and Accept unless they are given. A
- * Host that is given replaces its own; the other four and fields that are no fields are refused.
+ * Host that is given replaces its own; the other three and fields that are no fields are refused.
  *
  * @par Answers
  * The body is collected under a size limit, or handed to a data handler as it comes. ombrel_http_call_pause()
@@ -150,9 +150,10 @@ typedef struct ombrel_http_client_field_ts {
 /** @name Flags of a request
  * @{
  */
-#define def_ombrel_http_client_basic 1u   /**< also answers a challenge of the scheme Basic */
-#define def_ombrel_http_client_no_keep 2u /**< the connection is not used for other calls, before or after   \
-                                           */
+#define def_ombrel_http_client_basic 1u /**< also answers a challenge of the scheme Basic */
+#define def_ombrel_http_client_no_keep                                                                       \
+    2u /**< the connection is not used for other calls, before or after                                      \
+        */
 /** @} */
 
 /** A request. What it points to need not live longer than the call that takes it; all is copied. */
@@ -181,7 +182,7 @@ typedef struct ombrel_http_client_request_ts {
     const char* m_password; /**< the password; null counts as empty */
     uint32_t m_flags;       /**< def_ombrel_http_client_basic and the like */
     /** Redirects that are followed; -1, as at first, for the client's number; 0 for none. */
-    int m_most_redirects;
+    int m_redirect_limit;
     /** The whole call, in milliseconds; 0, as at first, for the client's limit; negative for none. */
     int m_whole_ms;
     /** Told when the answer's head is there, of a redirect that is followed or a challenge that is answered
@@ -194,21 +195,36 @@ typedef struct ombrel_http_client_request_ts {
     void* m_context; /**< handed to all of them */
 } ombrel_http_client_request_t;
 
-/** How a client works. Texts are copied. Times are milliseconds, negative for no limit; so are sizes. */
+/** How a client works. Texts are copied. */
 typedef struct ombrel_http_client_options_ts {
-    int m_connect_ms;       /**< look-up and connection; at first 10,000 */
-    int m_head_ms;          /**< from the request's end to the end of the answer's head; at first 30,000 */
-    int m_progress_ms;      /**< without a byte either way, pauses not counted; at first 30,000 */
-    int m_whole_ms;         /**< a call from begin to end, waiting and redirects too; at first 600,000 */
-    int m_keep_ms;          /**< how long an unused connection is kept; at first 15,000; 0 keeps none */
-    int m_most_connections; /**< in all, 1 at least; at first 64 */
-    int m_most_of_host;     /**< to one host and port, 1 at least; at first 6 */
-    int m_most_waiting;     /**< calls that wait for a connection; at first 10,000 */
-    int m_most_redirects;   /**< that a call follows; at first 10 */
-    int m_most_head;        /**< bytes of an answer's heads and trailers, interim ones too; at first 65,536 */
-    int m_most_fields;      /**< fields of a head; at first 128 */
-    int64_t m_most_collected; /**< bytes of a body that is collected; at first 16 MiB */
-    int64_t m_most_streamed;  /**< bytes of a body for a data handler; at first -1 */
+    /** Milliseconds for look-up and connection; at first 10,000; negative for no limit. */
+    int m_connect_ms;
+    /** From the request's end to the end of the answer's head; at first 30,000; negative for no limit. */
+    int m_head_ms;
+    /** Without a byte either way, pauses not counted; at first 30,000; negative for no limit. */
+    int m_progress_ms;
+    /** A call from begin to end, its wait for a connection and redirects included; at first 600,000; negative
+     * for no limit. */
+    int m_whole_ms;
+    /** How long an unused connection is kept; at first 15,000; 0 keeps none, negative keeps them for ever. */
+    int m_idle_ms;
+    /** Connections in all, at least 1; at first 64. */
+    size_t m_connection_limit;
+    /** Connections to one host and port, at least 1; at first 6. */
+    size_t m_host_limit;
+    /** Calls that wait for a connection; at first 10,000; with 0 a call begins at once or not at all. */
+    size_t m_waiting_limit;
+    /** Redirects that a call follows; at first 10; 0 follows none. */
+    int m_redirect_limit;
+    /** Bytes of an answer's heads, interim ones included, and again of its trailers, at least 1; at first
+     * 65,536. */
+    size_t m_head_limit;
+    /** Fields of an answer, at least 1; at first 128. */
+    size_t m_field_limit;
+    /** Bytes of a body that is collected; at first 16 MiB; negative for no limit. */
+    int64_t m_collected_limit;
+    /** Bytes of a body for a data handler; at first -1; negative for no limit. */
+    int64_t m_streamed_limit;
     /** User-Agent; null, as at first, for "libombrel_tuk"; "" for none. */
     const char* m_agent;
     /** A proxy for all requests: "http://[NAME:PASSWORD@]HOST:PORT"; null, as at first, for none. */
