@@ -25,7 +25,7 @@
  *
  * @par Limits
  * A client holds one window of blocks and one small packet, whatever the size of the file. No wait is longer
- * than the tries of one packet take, and all of a transfer no longer than m_transfer_ms; a file ends at
+ * than the tries of one packet take, and all of a transfer no longer than m_whole_ms; a file ends at
  * m_size_limit. Packets from other hosts and ports than the transfer's change nothing.
  *
  * @par Failures
@@ -88,9 +88,9 @@ typedef struct ombrel_tftp_options_ts {
     int m_tries;
     /** For each of: beginning a transfer, with the look-up of the host's name; finishing one. At first -1,
      * which is as long as the tries take, and as the platform's look-up does. */
-    int m_timeout_ms;
+    int m_step_ms;
     /** For a transfer in all, from its beginning to its end; at first -1, for ever. */
-    int m_transfer_ms;
+    int m_whole_ms;
     /** Bytes of a file beyond which it is not read further; at first 1 GiB; negative for no limit. */
     int64_t m_size_limit;
 } ombrel_tftp_options_t;

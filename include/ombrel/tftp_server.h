@@ -103,21 +103,21 @@ typedef struct ombrel_tftp_server_options_ts {
     /** def_ombrel_tftp_server_* or, at first, 0. */
     uint32_t m_flags;
     /** Transfers at the same time, at least 1; at first 64. */
-    int m_transfer_limit;
+    size_t m_transfer_limit;
     /** Transfers at the same time for one address, at least 1; at first 8. */
-    int m_address_limit;
+    size_t m_address_limit;
     /** Largest block that is granted, 512 to 65464; at first 65464. */
-    int m_block_size_limit;
+    size_t m_block_size_limit;
     /** Largest window that is granted, 1 to 64 blocks; at first 32. Fewer are granted where they would hold
      * more than 128 KiB. */
-    int m_window_size_limit;
+    size_t m_window_size_limit;
     /** The wait before a packet is sent again unless the client asks for another, at least 1, doubled up to
      * four times as long; at first 1,000. */
     int m_retry_ms;
     /** How often a packet is sent before the client counts as gone, at least 1; at first 5. */
     int m_tries;
     /** For a transfer in all; at first 3,600,000; negative for no limit. */
-    int m_transfer_ms;
+    int m_whole_ms;
     /** Bytes of an upload; at first 256 MiB; negative for no limit. */
     int64_t m_upload_limit;
     /** Asked before a transfer begins; null, as at first, lets all begin. */

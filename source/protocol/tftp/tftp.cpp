@@ -54,8 +54,8 @@ int open_transfer(ombrel_tftp_t* tftp, const char* host, int port, const char* n
     request.mode = static_cast<tftp_mode>(options.m_mode);
     request.interval_ms = options.m_retry_ms;
     request.tries = static_cast<unsigned>(options.m_tries);
-    request.limit_ms = options.m_timeout_ms;
-    request.total_ms = options.m_transfer_ms;
+    request.limit_ms = options.m_step_ms;
+    request.total_ms = options.m_whole_ms;
     if (size >= 0)
         request.size = static_cast<uint64_t>(size);
     if (options.m_size_limit >= 0)
@@ -96,8 +96,8 @@ int ombrel_init_tftp_options(ombrel_tftp_options_t* options) {
                 .m_mode = def_ombrel_tftp_octet,
                 .m_retry_ms = 1000,
                 .m_tries = 6,
-                .m_timeout_ms = -1,
-                .m_transfer_ms = -1,
+                .m_step_ms = -1,
+                .m_whole_ms = -1,
                 .m_size_limit = int64_t{1} << 30};
     return 0;
 }

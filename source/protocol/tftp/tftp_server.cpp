@@ -207,11 +207,10 @@ bool tftp_server::answer_known(const endpoint& client, const tftp_request_packet
 }
 
 fault_code tftp_server::check_limits(const endpoint& client) const {
-    int of_client = 0;
+    size_t of_client = 0;
     for (const tftp_transfer* one = first_; one != nullptr; one = one->next)
         of_client += !one->is_over() && is_same_client(one->client(), client) ? 1 : 0;
-    const bool is_full =
-        active_ >= static_cast<size_t>(options_.m_transfer_limit) || of_client >= options_.m_address_limit;
+    const bool is_full = active_ >= options_.m_transfer_limit || of_client >= options_.m_address_limit;
     return is_full ? fault_code::busy : fault_code::none;
 }
 
@@ -292,7 +291,7 @@ void tftp_server::note_end(const tftp_transfer& transfer) {
 /// Those that linger count for no limit, so that many small uploads in a row are served, but are not more
 /// than may go on.
 void tftp_server::drop_lingering(const tftp_transfer& but) {
-    int lingering = 0;
+    size_t lingering = 0;
     for (tftp_transfer *one = last_, *before; one != nullptr; one = before) {
         before = one->previous;
         lingering += one->is_over() ? 1 : 0;
@@ -358,7 +357,9 @@ namespace {
 
 bool are_sound(const ombrel_tftp_server_options_t& options) {
     constexpr uint32_t known = def_ombrel_tftp_server_write | def_ombrel_tftp_server_overwrite;
-    const auto within = [](int value, int least, int most) { return value >= least && value <= most; };
+    const auto within = [](size_t value, size_t least, size_t most) {
+        return value >= least && value <= most;
+    };
     return options.m_directory != nullptr && (options.m_flags & ~known) == 0 &&
            options.m_transfer_limit >= 1 && options.m_address_limit >= 1 &&
            within(options.m_block_size_limit, plain_tftp_block, most_tftp_block) &&
@@ -383,7 +384,7 @@ int ombrel_init_tftp_server_options(ombrel_tftp_server_options_t* options) {
     options->m_window_size_limit = 32;
     options->m_retry_ms = 1000;
     options->m_tries = 5;
-    options->m_transfer_ms = 3600000;
+    options->m_whole_ms = 3600000;
     options->m_upload_limit = int64_t{256} << 20;
     return 0;
 }

@@ -30,7 +30,7 @@ constexpr size_t window_memory = 128 << 10;
 
 tftp_transfer::tftp_transfer(tftp_server& server, const endpoint& client, const tftp_request_packet& request)
     : server_(server), client_(client), upload_(request.opcode == tftp_opcode::write_request),
-      mode_(request.mode), interval_ms_(server.options().m_retry_ms), end_(server.options().m_transfer_ms),
+      mode_(request.mode), interval_ms_(server.options().m_retry_ms), end_(server.options().m_whole_ms),
       started_(ombrel_time_stamp_msec()) {
     // The parser has seen to the zero behind it.
     ombrel_snprintf(name_, sizeof name_, "%s", request.name.data());
@@ -100,8 +100,7 @@ tftp_options tftp_transfer::grant(const tftp_options& asked) {
     const ombrel_tftp_server_options_t& options = server_.options();
     tftp_options granted;
     if (asked.block_size)
-        granted.block_size = block_size_ =
-            std::min(*asked.block_size, static_cast<size_t>(options.m_block_size_limit));
+        granted.block_size = block_size_ = std::min(*asked.block_size, options.m_block_size_limit);
     if (asked.timeout_seconds && *asked.timeout_seconds <= longest_interval_s) {
         granted.timeout_seconds = asked.timeout_seconds;
         interval_ms_ = static_cast<int>(*asked.timeout_seconds) * 1000;
@@ -109,8 +108,7 @@ tftp_options tftp_transfer::grant(const tftp_options& asked) {
     }
     if (asked.window_size) {
         const size_t most = std::max<size_t>(window_memory / (block_size_ + tftp_header_size), 1);
-        const unsigned limit =
-            static_cast<unsigned>(std::min(most, static_cast<size_t>(options.m_window_size_limit)));
+        const unsigned limit = static_cast<unsigned>(std::min(most, options.m_window_size_limit));
         granted.window_size = window_size_ = std::min(*asked.window_size, limit);
     }
     const bool begun = upload_ ? begin_writing(granted, asked) : begin_reading(granted, asked);
