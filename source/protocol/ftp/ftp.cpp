@@ -189,7 +189,7 @@ int ombrel_ftp_command(ombrel_ftp_t* ftp, const char* verb, const char* argument
 }
 
 int ombrel_ftp_rename(ombrel_ftp_t* ftp, const char* from, const char* to) {
-    if (to == nullptr || to[0] == '\0' || !is_ftp_argument(to))
+    if (!is_ftp_path(to))
         return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
     if (!may_ask(ftp, from))
         return -1;
@@ -268,9 +268,7 @@ int ombrel_ftp_set_time(ombrel_ftp_t* ftp, const char* path, const ombrel_instan
         return -1;
     if (ftp->has_features && !has_feature(*ftp, def_ombrel_ftp_feature_mfmt))
         return refuse_call(ftp, fault_code::not_supported, "the server sets no times");
-    const int length = ombrel_snprintf(argument, sizeof argument, "%s %s", text, path);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof argument)
-        return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+    ombrel_snprintf(argument, sizeof argument, "%s %s", text, path);
     const bool good = ftp->session.command("MFMT", argument);
     if (!good && ftp->session.is_connected() && is_missing(ftp->session))
         return refuse_call(ftp, fault_code::not_supported, "the server sets no times");

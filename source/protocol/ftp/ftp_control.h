@@ -42,6 +42,8 @@ public:
     bool take_what_came(transfer_error& error);
     /// That reply has come and is the last one.
     bool has_end() const { return has_end_; }
+    /// Bytes have come that nobody has looked at.
+    bool has_input() const { return position_ < filled_; }
     /// Reads up to it, if it has not come yet.
     bool read_end(const deadline& limit, transfer_error& error);
 

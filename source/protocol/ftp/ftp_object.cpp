@@ -25,8 +25,16 @@ bool may_ask(ombrel_ftp_t* ftp) {
     return true;
 }
 
-bool may_ask(ombrel_ftp_t* ftp, const char* text) {
-    if (text == nullptr || text[0] == '\0' || !is_ftp_argument(text))
+bool is_ftp_path(const char* text) {
+    constexpr size_t longest = 1000;
+    if (text == nullptr)
+        return false;
+    const std::string_view path(text);
+    return !path.empty() && path.size() <= longest && is_ftp_argument(path);
+}
+
+bool may_ask(ombrel_ftp_t* ftp, const char* path) {
+    if (!is_ftp_path(path))
         return refuse_call(ftp, fault_code::invalid, "a name that no command can carry") == 0;
     return may_ask(ftp);
 }

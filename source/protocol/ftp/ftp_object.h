@@ -25,10 +25,13 @@ namespace ombrel::protocol {
 /// Makes a call's own refusal known, which is none of a transfer's failures. @return -1
 int refuse_call(ombrel_ftp_t* ftp, fault_code fault, const char* text);
 
+/// Whether a text can be a path in a command: not empty, of one line, not too long.
+bool is_ftp_path(const char* text);
+
 /// Whether a call may ask the server; if so, what failed before is forgotten, else the call is refused.
 bool may_ask(ombrel_ftp_t* ftp);
-/// The same for a call with a path or other text, which must not be null or empty.
-bool may_ask(ombrel_ftp_t* ftp, const char* text);
+/// The same for a call with a path.
+bool may_ask(ombrel_ftp_t* ftp, const char* path);
 
 /// Makes the session's failure known, if there is one. @return 0 or -1
 int end_call(ombrel_ftp_t& ftp, bool good);

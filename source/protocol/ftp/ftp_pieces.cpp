@@ -23,13 +23,10 @@ int begin_file(ombrel_ftp_t* ftp, ftp_job job, int64_t offset, uint32_t flags) {
     return end_call(*ftp, begin_transfer(*ftp, job, job.is_text));
 }
 
-bool is_path(const char* path) {
-    return path != nullptr && path[0] != '\0' && is_ftp_argument(path);
-}
-
 int begin_named(ombrel_ftp_t* ftp, const ftp_job& job, int64_t offset, uint32_t flags) {
-    return is_path(job.argument) ? begin_file(ftp, job, offset, flags)
-                                 : refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+    return is_ftp_path(job.argument)
+               ? begin_file(ftp, job, offset, flags)
+               : refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
 }
 
 /// "FILE: name" (RFC 1123), which begins the reply's text.
@@ -69,7 +66,7 @@ int ombrel_ftp_begin_append(ombrel_ftp_t* ftp, const char* path, uint32_t flags)
 }
 
 int ombrel_ftp_begin_store_unique(ombrel_ftp_t* ftp, const char* path, uint32_t flags) {
-    if (path != nullptr && !is_path(path))
+    if (path != nullptr && !is_ftp_path(path))
         return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
     const ftp_job job{.verb = "STOU", .argument = path != nullptr ? path : "", .sends = true};
     if (begin_file(ftp, job, no_offset, flags) != 0)
@@ -105,7 +102,7 @@ int64_t ombrel_ftp_write(ombrel_ftp_t* ftp, const void* data, size_t size, int t
 int ombrel_ftp_finish(ombrel_ftp_t* ftp) {
     if (ftp == nullptr)
         return refuse_call(ftp, fault_code::invalid, "no session");
-    return end_call(*ftp, finish_transfer(*ftp));
+    return end_call(*ftp, !ftp->has_begun || finish_transfer(*ftp));
 }
 
 int ombrel_ftp_abort(ombrel_ftp_t* ftp) {

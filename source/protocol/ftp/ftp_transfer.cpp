@@ -23,13 +23,15 @@ int ftp_session::await(int s, platform::readiness kind, const deadline& limit) {
         platform::poll_request requests[] = {{s, kind, false},
                                              {control_.socket(), platform::readiness::read, false}};
         const size_t count = control_.has_end() ? 1 : 2;
-        const int pause = shorter_wait(limit.left(), quiet_until_.left());
+        // Words that came along with earlier ones wake nobody.
+        const bool has_words = count == 2 && control_.has_input();
+        const int pause = has_words ? 0 : shorter_wait(limit.left(), quiet_until_.left());
         const int ready = platform::poll_descriptors(requests, count, pause);
         if (ready == -1 && last_fault().code != fault_code::interrupted)
             return lose_data(), -1;
         if (ready > 0 && requests[0].ready)
             return 1;
-        if (ready > 0 && !look_at_control())
+        if ((has_words || ready > 0) && !look_at_control())
             return -1;
         if (limit.passed())
             return 0;

@@ -149,7 +149,9 @@ int download_rest(ombrel_ftp_t* ftp, const char* path, local_file& file) {
         size ? place_to_resume(there, static_cast<int64_t>(*size)) : std::optional<int64_t>(there);
     if (!place)
         return 0;
-    if (ombrel_ftp_begin_retrieve(ftp, path, *place, 0) != 0)
+    const ftp_job job{
+        .verb = "RETR", .argument = path, .offset = static_cast<uint64_t>(*place), .size = size};
+    if (end_call(*ftp, begin_transfer(*ftp, job, false)) != 0)
         return -1;
     return file.cut(*place) && file.go_to(*place) ? receive_all(ftp, file)
                                                   : give_up_by_host(ftp, "the file could not be written");
