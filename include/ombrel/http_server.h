@@ -309,7 +309,8 @@ OMBREL_API const char* ombrel_http_exchange_get_target(ombrel_http_exchange_t* e
 /** @brief The path, decoded once: it begins with "/" (or is "*" of OPTIONS) and has no NUL; it may have "..",
  * "//" and control characters. */
 OMBREL_API const char* ombrel_http_exchange_get_path(ombrel_http_exchange_t* exchange);
-/** @brief What of the path stands in the place of its route's star; empty for a route without one. */
+/** @brief What of the path stands in the place of its route's star: nothing for a route without one, the
+ * whole path for the options' handler. */
 OMBREL_API const char* ombrel_http_exchange_get_path_rest(ombrel_http_exchange_t* exchange);
 /** @brief What follows the "?", as sent; null when there is none. */
 OMBREL_API const char* ombrel_http_exchange_get_query(ombrel_http_exchange_t* exchange);

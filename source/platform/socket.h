@@ -59,6 +59,10 @@ int send(int s, const void* data, size_t size, int flags, const sockaddr* addres
 /// As send() without flags, but never waits: would_block when there is no room.
 int send_at_once(int s, const void* data, size_t size, const sockaddr* address, int address_size);
 
+/// Bytes of a stream that were sent but that the peer has not acknowledged yet; -1 where the host does not
+/// tell.
+int64_t unacknowledged_bytes(int s);
+
 int get_option(int s, int level, int name, void* value, int* size);
 int set_option(int s, int level, int name, const void* value, int size);
 

@@ -194,6 +194,17 @@ int send_at_once(int s, const void* data, size_t size, const sockaddr* address, 
     return send(s, data, size, MSG_DONTWAIT, address, address_size);
 }
 
+int64_t unacknowledged_bytes(int s) {
+#if defined(__linux__)
+    int bytes;
+    return ioctl(s, TIOCOUTQ, &bytes) == 0 ? bytes : -1;
+#else
+    static_cast<void>(s);
+    leave_fault(fault_code::not_supported);
+    return -1;
+#endif
+}
+
 int get_option(int s, int level, int name, void* value, int* size) {
     size_exchange exchange(size);
     return getsockopt(s, level, name, value, exchange.get());

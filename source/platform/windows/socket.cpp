@@ -282,6 +282,11 @@ int send_at_once(int s, const void* data, size_t size, const sockaddr* address, 
     return result >= 0 ? result : fail();
 }
 
+int64_t unacknowledged_bytes(int) {
+    leave_fault(fault_code::not_supported);
+    return -1;
+}
+
 int get_option(int s, int level, int name, void* value, int* size) {
     if (getsockopt(socket_of(s), level, name, static_cast<char*>(value), size) != 0)
         return fail();

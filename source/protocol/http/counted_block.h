@@ -54,7 +54,8 @@ struct counted_block {
     }
     void drop_front(size_t count) {
         size -= count;
-        memmove(data, data + count, size);
+        if (size > 0)
+            memmove(data, data + count, size);
     }
     void clear(memory_budget& budget) {
         budget.give(room);

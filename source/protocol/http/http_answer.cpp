@@ -122,6 +122,7 @@ void complete(http_exchange& exchange) {
 }
 
 void break_off(http_exchange& exchange) {
+    flush_output(exchange);
     exchange.is_broken = true;
     kick(exchange);
 }

@@ -6,6 +6,7 @@
 #include <ombrel/time.h>
 
 #include "core/fault.h"
+#include "platform/socket.h"
 #include "protocol/http/http_server_internal.h"
 
 namespace ombrel::protocol {
@@ -113,12 +114,13 @@ void call_writer(http_exchange& connection) {
     flush_output(connection);
 }
 
-/// Bytes that came while the request before them was in hand.
+/// Bytes that came while the request before them was in hand, or its body was held; the body's end needs
+/// none.
 void take_held(http_exchange& connection) {
     counted_block& held = connection.held;
-    if (held.size == 0 || !wants_input(connection))
+    if ((held.size == 0 && connection.intake != intake::body) || !wants_input(connection))
         return;
-    held.drop_front(take_input(connection, held.data, held.size));
+    held.drop_front(take_input(connection, held.data != nullptr ? held.data : "", held.size));
     if (held.size == 0 || connection.is_last)
         held.clear(connection.server->budget);
 }
@@ -201,6 +203,14 @@ int64_t body_ms(const http_exchange& connection) {
     return options.m_request_ms + static_cast<int64_t>(connection.body_came / options.m_body_rate) * 1000;
 }
 
+/// A slow client takes bytes of which the host has many, so that there is no room for more for a long time.
+void look_for_progress(http_exchange& connection) {
+    const int64_t before = connection.on_the_way;
+    connection.on_the_way = unsent(connection) > 0 ? platform::unacknowledged_bytes(connection.socket) : -1;
+    if (connection.on_the_way >= 0 && connection.on_the_way < before)
+        connection.moved_ms = connection.server->now;
+}
+
 void end_late_request(http_exchange& connection) {
     connection.server->counts.m_late_requests++;
     refuse_request(connection, 408, "the request did not come in time");
@@ -278,6 +288,7 @@ void close_connection(http_exchange& connection, int outcome) {
 
 void end_late(http_exchange& connection) {
     const ombrel_http_server_options_t& options = connection.server->options;
+    look_for_progress(connection);
     if (unsent(connection) > 0 && has_passed(connection, connection.moved_ms, options.m_progress_ms))
         close_connection(connection, def_ombrel_http_exchange_abandoned);
     else if (connection.lingers && connection.said_goodbye &&

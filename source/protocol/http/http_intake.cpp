@@ -37,7 +37,7 @@ void take_request_line(http_exchange& exchange, const ombrel_http_event_t& event
         return;
     }
     request.route = find_route(*exchange.server, request);
-    if (request.route != nullptr && request.route->has_star)
+    if (request.route != nullptr)
         request.path_rest = request.route->size;
     // Known now, so that a longer body is refused by the head that announces it.
     ombrel_http_parser_set_body_limit(exchange.parser, body_limit(exchange));
@@ -239,8 +239,12 @@ void take_end(http_exchange& connection) {
     ombrel_http_event_t event;
     const bool is_unfinished =
         connection.intake == intake::head ? connection.has_begun : connection.intake == intake::body;
-    if (is_unfinished && wants_input(connection) && ombrel_http_parser_end(connection.parser, &event) < 0)
+    if (!is_unfinished || !wants_input(connection))
+        return;
+    if (ombrel_http_parser_end(connection.parser, &event) < 0)
         refuse_message(connection);
+    else
+        connection.has_begun = false; // they were empty lines
 }
 
 void tell_end_of_body(http_exchange& exchange) {

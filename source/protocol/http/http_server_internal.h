@@ -98,8 +98,9 @@ struct ombrel_http_exchange_ts {
     int outcome;       ///< what the end handler is told once the answer is out
     int64_t body_left; ///< of the answer, as announced; -1 when it was not
     uint64_t body_sent, body_came;
-    uint64_t began_ms; ///< when the present wait began: for a request, its body, the answer
-    uint64_t moved_ms; ///< when the client took something last
+    uint64_t began_ms;  ///< when the present wait began: for a request, its body, the answer
+    uint64_t moved_ms;  ///< when the client took something last
+    int64_t on_the_way; ///< bytes that the host holds for the client, when it was asked last; -1 before that
     ombrel_http_body_handler_t body_handler;
     void* body_context;
     ombrel_http_handler_t writer;
