@@ -13,6 +13,7 @@
 #include <ombrel/socket_open.h>
 
 #include "network/loopback.h"
+#include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 
 namespace ombrel_test {
@@ -123,6 +124,7 @@ protected:
         return hear(s);
     }
 
+    const descriptor_balance descriptors_;
     ombrel_http_server_options_t options_;
     ombrel_event_base_t* base_ = ombrel_new_event_base();
     ombrel_http_server_t* server_ = nullptr;
