@@ -57,12 +57,15 @@ inline std::string find_server(const std::string& name) {
 class no_server : no_copy {
 public:
     explicit no_server(const std::vector<std::string>& = {}) {}
+    explicit no_server(const char*) {}
+    static bool is_there() { return false; }
     static int port() { return 0; }
     static bool answers() { return false; }
     const scratch_directory directory;
 };
 using tftp_server = no_server;
 using ftp_server = no_server;
+using python_ftp_server = no_server;
 
 #else
 
@@ -143,12 +146,14 @@ private:
 class ftp_server : no_copy {
 public:
     ftp_server() : socket_(ombrel_open_listen_socket("127.0.0.1", 0)), thread_([this] { accept_all(); }) {
-        configuration_.write("conf", "run_as_launching_user=YES\nanonymous_enable=YES\nno_anon_password=NO\n"
-                                     "write_enable=YES\nanon_upload_enable=YES\nanon_other_write_enable=YES\n"
-                                     "anon_world_readable_only=NO\nanon_umask=022\nseccomp_sandbox=NO\n"
-                                     "isolate=NO\nisolate_network=NO\nlisten=NO\nftp_username=" +
-                                         user_name() + "\nanon_root=" + (directory / "") +
-                                         "\nsecure_chroot_dir=" + (directory / "") + "\n");
+        configuration_.write(
+            "conf",
+            "run_as_launching_user=YES\nanonymous_enable=YES\nno_anon_password=NO\n"
+            "write_enable=YES\nanon_upload_enable=YES\nanon_other_write_enable=YES\n"
+            "anon_mkdir_write_enable=YES\nanon_world_readable_only=NO\nanon_umask=022\nseccomp_sandbox=NO\n"
+            "isolate=NO\nisolate_network=NO\nlisten=NO\nftp_username=" +
+                user_name() + "\nanon_root=" + (directory / "") + "\nsecure_chroot_dir=" + (directory / "") +
+                "\n");
     }
     ~ftp_server() {
         ombrel_shutdown_socket(socket_, def_ombrel_shutdown_both);
@@ -171,6 +176,34 @@ private:
     owned_socket socket_;
     std::vector<child_process> sessions_;
     std::thread thread_;
+};
+
+/// pyftpdlib's, which knows facts and the extended commands.
+class python_ftp_server : no_copy {
+public:
+    explicit python_ftp_server(const char* address)
+        : socket_(ombrel_open_listen_socket(address, 0)),
+          process_({python, "-c", script, directory / ""}, socket_) {}
+    int port() const { return own_port(socket_); }
+    static bool is_there() {
+        static const bool there = system("/usr/bin/python3 -c 'import pyftpdlib' 2> /dev/null") == 0;
+        return there;
+    }
+    const scratch_directory directory;
+
+private:
+    static constexpr const char* python = "/usr/bin/python3";
+    static constexpr const char* script =
+        "import socket, sys\n"
+        "from pyftpdlib.authorizers import DummyAuthorizer\n"
+        "from pyftpdlib.handlers import FTPHandler\n"
+        "from pyftpdlib.servers import FTPServer\n"
+        "FTPHandler.authorizer = DummyAuthorizer()\n"
+        "FTPHandler.authorizer.add_user('me', 'word', sys.argv[1], perm='elradfmwMT')\n"
+        "FTPServer(socket.socket(fileno=1), FTPHandler).serve_forever()\n";
+
+    owned_socket socket_;
+    child_process process_;
 };
 
 #endif

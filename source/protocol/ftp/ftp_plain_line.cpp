@@ -72,6 +72,7 @@ bool read_clock_or_year(std::string_view word, listed_time& time) {
     time.has_year = !read_clock(word, time.civil);
     if (!time.has_year)
         return true;
+    time.civil.m_hour = time.civil.m_minute = 0; // of which a part may have looked like an hour
     time.precision = def_ombrel_ftp_time_day;
     return word.size() == 4 && parse_number(word, 0, 9999, time.civil.m_year);
 }
