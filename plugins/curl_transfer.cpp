@@ -159,7 +159,7 @@ int transfer::set_connection(int ctx) {
         {CURLOPT_NOSIGNAL, 1},
         {CURLOPT_NOPROGRESS, 0},
         // What has been sent cannot be sent again.
-        {CURLOPT_FOLLOWLOCATION, options_.sends ? 0 : 1},
+        {CURLOPT_FOLLOWLOCATION, options_.follows_redirects() ? 1 : 0},
         {CURLOPT_MAXREDIRS, std::clamp(options_.redirects, 0, most_redirects)},
         {CURLOPT_VERBOSE, options_.is_verbose ? 1 : 0},
         {CURLOPT_SSL_VERIFYPEER, options_.is_insecure ? 0 : 1},
@@ -405,8 +405,8 @@ bool transfer::take_header(std::string_view line) {
         return true;
     long status = 0;
     curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
-    const bool redirects =
-        !options_.sends && status >= 300 && status < 400 && headers_.field("location").data() != nullptr;
+    const bool redirects = options_.follows_redirects() && status >= 300 && status < 400 &&
+                           headers_.field("location").data() != nullptr;
     headers_complete_ = status >= 200 && !redirects;
     return true;
 }

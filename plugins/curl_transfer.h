@@ -21,6 +21,9 @@ struct transfer_options {
     int timeout_ms;     ///< without progress; negative for no limit
     int redirects = 10; ///< to follow
     int64_t size = -1;  ///< of what will be sent; -1 where it is not known
+
+    /// Who takes any status and wants none followed is given the redirection itself.
+    bool follows_redirects() const { return !sends && (redirects > 0 || !accepts_any_status); }
 };
 
 /// A transfer takes no step outside the calls of its members.

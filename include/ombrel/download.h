@@ -147,29 +147,29 @@ typedef struct ombrel_download_options_ts {
     /** The name of the file in the list, compared exactly but for a "./" before it there; null, as at first,
      * for the last part of the URI's path. */
     const char* m_digest_name;
-    /** Bytes at most; at first #def_ombrel_download_size_limit; INT64_MAX for no limit. */
+    /** Bytes at most; at first #def_ombrel_download_size_limit; 0 takes empty files alone, negative has no limit. */
     int64_t m_size_limit;
     /** Permissions of a target that was not there, less the process's mask; at first 0666. */
     uint32_t m_mode;
     /** Schemes that URIs and redirections may have, separated by "|"; null, as at first, for
      * "https|http|ftps|ftp|tftp|file". */
     const char* m_schemes;
-    /** Redirections of one answer at most; at first 10. */
-    int m_redirect_limit;
-    /** How often all sources are asked again after all have failed; at first 3. */
-    int m_retries;
-    /** The first pause, at least 1; at first 500. */
+    /** Redirections that are followed one after the other, at first 10; 0 for none. */
+    size_t m_redirect_limit;
+    /** How often all sources are asked again after all have failed; at first 3; 0 for never. */
+    size_t m_retry_limit;
+    /** The first pause, 1 at least; at first 500. */
     int m_first_pause_ms;
-    /** By how much each pause is longer than the one before, at least 1; at first 2. */
+    /** By how much each pause is longer than the one before, 1 at least; at first 2. */
     int m_pause_factor;
-    /** What pauses grow to; at first 30,000. */
+    /** What pauses grow to; less than the first pause counts as it; at first 30,000. */
     int m_longest_pause_ms;
     /** For a source to be looked up, connected and to begin its answer; at first 30,000. */
-    int m_connect_timeout_ms;
+    int m_connect_ms;
     /** Without a byte; at first 60,000. */
-    int m_idle_timeout_ms;
+    int m_progress_ms;
     /** As a whole, pauses too; at first -1. Looking a name up and storing are not interrupted. */
-    int m_timeout_ms;
+    int m_whole_ms;
     /** Told how far it is; null, as at first, for nobody. */
     ombrel_download_handler_t m_handler;
     /** Handed to it. */

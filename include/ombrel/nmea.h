@@ -233,7 +233,7 @@ typedef struct ombrel_nmea_options_ts {
     uint32_t m_flags;
     /** Characters of a sentence at most, the line end counted as two whatever it is, 16 to
      * #def_ombrel_nmea_length_highest; at first #def_ombrel_nmea_length_max. */
-    int m_length_limit;
+    size_t m_length_limit;
 } ombrel_nmea_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0; -1 for null */

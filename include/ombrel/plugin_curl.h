@@ -23,7 +23,8 @@
  * - `timeout`: milliseconds without any progress after which a call fails with "timed out"; 60000 by default;
  *   negative for no limit
  * - `any_status`: not 0: an answer of any status opens, and its body can be read
- * - `redirects`: how many redirections to follow, 10 by default
+ * - `redirects`: how many redirections to follow, 10 by default; with 0 and `any_status` a redirection is an
+ *   answer like others
  * - `user`: "name:password"
  * - `user_agent`: what to call oneself; "ombrel_tuk/" and the version by default
  * - `proxy`: address of a proxy; empty for none, whatever the environment says

@@ -131,7 +131,7 @@ typedef struct ombrel_wake_options_ts {
     /** The password; null, as at first, for none. */
     const ombrel_wake_password_t* m_password;
     /** Milliseconds that looking up the name and sending may take; negative for no limit; at first 5,000. */
-    int m_timeout_ms;
+    int m_whole_ms;
 } ombrel_wake_options_t;
 
 /** @brief Sets the options to what they are at first. @return 0; -1 for null */

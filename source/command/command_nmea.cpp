@@ -16,11 +16,16 @@ namespace ombrel::command {
 
 namespace {
 
+struct nmea_choice {
+    int length = def_ombrel_nmea_length_max;
+    int is_unchecked = 0;
+};
+
 constexpr ombrel_argument_option_t options[] = {
     {.m_letter = 'l',
      .m_name = "length",
      .m_kind = def_ombrel_argument_integer,
-     .m_offset = offsetof(ombrel_nmea_options_t, m_length_limit),
+     .m_offset = offsetof(nmea_choice, length),
      .m_value = "COUNT",
      .m_help = "take sentences of up to so many characters (default 82)",
      .m_least = 16,
@@ -28,11 +33,9 @@ constexpr ombrel_argument_option_t options[] = {
     {.m_letter = 'u',
      .m_name = "unchecked",
      .m_kind = def_ombrel_argument_flag,
-     .m_offset = offsetof(ombrel_nmea_options_t, m_flags),
+     .m_offset = offsetof(nmea_choice, is_unchecked),
      .m_help = "take sentences without a checksum"},
     {}};
-// A flag stores 1, which is the very flag of the reader.
-static_assert(def_ombrel_nmea_unchecked == 1 && sizeof(int) == sizeof(uint32_t));
 
 constexpr ombrel_argument_table_t table = {
     .m_name = "nmea",
@@ -299,13 +302,12 @@ bool print_sentences(ombrel_nmea_reader_t* reader, const char* name) {
 }
 
 int run_nmea(int argc, char** argv) {
-    ombrel_nmea_options_t chosen;
-    ombrel_init_nmea_options(&chosen);
-    const command_arguments<ombrel_nmea_options_t> arguments(table, argc, argv, chosen);
+    const command_arguments<nmea_choice> arguments(table, argc, argv);
     if (!arguments)
         return arguments.exit_code();
-    chosen = *arguments;
-    chosen.m_flags |= def_ombrel_nmea_bad_too;
+    const ombrel_nmea_options_t chosen = {
+        def_ombrel_nmea_bad_too | (arguments->is_unchecked != 0 ? def_ombrel_nmea_unchecked : 0),
+        static_cast<size_t>(arguments->length)};
     const heap_ptr<ombrel_nmea_reader_t> reader(ombrel_open_nmea_reader(&chosen, print_sentence, nullptr));
     if (!reader) {
         complain("nmea", "sentences", ombrel_fault_text());

@@ -13,6 +13,7 @@ extern const ombrel_multicall_command_t cat_command;
 extern const ombrel_multicall_command_t cp_command;
 extern const ombrel_multicall_command_t date_command;
 extern const ombrel_multicall_command_t digest_command;
+extern const ombrel_multicall_command_t download_command;
 extern const ombrel_multicall_command_t find_command;
 extern const ombrel_multicall_command_t free_command;
 extern const ombrel_multicall_command_t ftpd_command;

@@ -1,5 +1,7 @@
 // Resource names, and streams of the built-in plug-in.
 #include <ombrel/builtin_stream.h>
+#include <ombrel/download.h>
+#include <ombrel/fault.h>
 #include <ombrel/socket_open.h>
 #include <ombrel/uri.h>
 
@@ -7,6 +9,7 @@
 #include "network/loopback.h"
 #include "protocol/scripted_ftp_server.h"
 #include "support/emulator.h"
+#include "support/scratch_directory.h"
 
 namespace ombrel_test {
 namespace {
@@ -39,6 +42,24 @@ OMBREL_FAILURES(Stream, open_files_and_programs) {
     opened_or_refused(fail, "stderr:", "w", "application/tuk_stream");
     opened_or_refused(fail, "pipe:true", "r+", "application/tuk_stream");
     opened_or_refused(fail, "true", "r+", "application/tuk_stream_pipe", "args", "one 'and two'");
+}
+
+// A download leaves the old file or the new one, and nothing beside it once it went well.
+OMBREL_FAILURES(Stream, download) {
+    const scratch_directory folder;
+    const std::string from = folder.file("from", std::string(100'000, 'x')), to = folder.file("to", "old");
+    const std::string list = folder.file("list", "b5e5fa12d8a2e1a6b51d3e9e6e9d8bf3 *from\n");
+    ombrel_download_options_t options;
+    ombrel_init_download_options(&options);
+    options.m_retry_limit = 0;
+    const int result =
+        fail.during([&] { return ombrel_download_file(from.c_str(), to.c_str(), &options, nullptr); });
+    EXPECT_TRUE(result == 0 || fail.hit());
+    EXPECT_EQ(result == 0 ? std::string(100'000, 'x') : "old", folder.read("to"));
+    options.m_digest_list = list.c_str();
+    EXPECT_EQ(-1,
+              fail.during([&] { return ombrel_download_file(from.c_str(), to.c_str(), &options, nullptr); }));
+    EXPECT_TRUE(fail.hit() || ombrel_last_fault() == def_ombrel_fault_violation);
 }
 
 OMBREL_FAILURES(Stream, open_sockets) {

@@ -122,6 +122,11 @@ TEST_F(CurlPlugin, RefusesWithAReason) {
     ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("status/404")}, {"any_status", "1"}}));
     EXPECT_EQ("body of 404", read_all(ctx));
     ombrel_close_ctx(ctx);
+    ASSERT_EQ(0, ctx.open(stream,
+                          {{"source", server().url("redirect/x")}, {"any_status", "1"}, {"redirects", "0"}}));
+    EXPECT_EQ("elsewhere", read_all(ctx));
+    EXPECT_EQ("/x", ctx.env("location"));
+    ombrel_close_ctx(ctx);
     ASSERT_EQ(0, ctx.open(stream, {{"source", server().url("bytes/9")}, {"method", "head"}}));
     EXPECT_EQ("", read_all(ctx));
     EXPECT_EQ("9", ctx.env("content_length"));

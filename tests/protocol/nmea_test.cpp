@@ -29,7 +29,7 @@ std::string sealed(const std::string& content) {
     return '$' + content + end;
 }
 
-int read(const std::string& text, ombrel_nmea_sentence_t& sentence, uint32_t flags = 0, int limit = 82) {
+int read(const std::string& text, ombrel_nmea_sentence_t& sentence, uint32_t flags = 0, size_t limit = 82) {
     const ombrel_nmea_options_t options = {flags, limit};
     const int result = ombrel_parse_nmea_sentence(text.data(), text.size(), &options, &sentence);
     EXPECT_EQ(result == 0, sentence.m_fault == def_ombrel_nmea_fault_none);

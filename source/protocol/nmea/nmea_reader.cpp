@@ -48,7 +48,7 @@ int tell(reader_t& reader, int fault) {
 /// Room for one character more than a sentence may have, so that the longer ones are seen to be.
 size_t line_room(const ombrel_nmea_options_t& options) {
     constexpr size_t line_end = 2;
-    return static_cast<size_t>(options.m_length_limit) - line_end + 1;
+    return options.m_length_limit - line_end + 1;
 }
 
 /// A sentence that grows too long is told at once; the rest of its line is passed over.

@@ -333,7 +333,7 @@ size_t nmea_content_size(const ombrel_nmea_sentence_t& sentence) {
 
 bool check_nmea_options(const ombrel_nmea_options_t& options) {
     constexpr uint32_t known = def_ombrel_nmea_unchecked | def_ombrel_nmea_bad_too;
-    constexpr int least = 16;
+    constexpr size_t least = 16;
     const bool makes_sense = (options.m_flags & ~known) == 0 && options.m_length_limit >= least &&
                              options.m_length_limit <= def_ombrel_nmea_length_highest;
     if (!makes_sense)
@@ -348,9 +348,9 @@ bool read_nmea_sentence(string_view text, const ombrel_nmea_options_t& options,
     sentence.m_text = text.data();
     sentence.m_size = text.size();
     sentence.m_start = text.empty() ? '\0' : text.front();
-    if (text.size() + line_end > static_cast<size_t>(options.m_length_limit))
+    if (text.size() + line_end > options.m_length_limit)
         return fail_at(sentence, def_ombrel_nmea_fault_too_long,
-                       static_cast<size_t>(options.m_length_limit) - line_end);
+                       options.m_length_limit - line_end);
     if (!check_characters(sentence) || !check_sum(sentence, options.m_flags) || !read_address(sentence))
         return false;
     count_fields(sentence);

@@ -91,7 +91,7 @@ struct network_use {
 
 /// To the first address of the host that the system takes it for.
 bool send_datagrams(const ombrel_wake_options_t& options, const wake_packet& packet) {
-    const deadline limit(options.m_timeout_ms);
+    const deadline limit(options.m_whole_ms);
     const network_use network;
     const char* const host = options.m_address != nullptr ? options.m_address : "255.255.255.255";
     const patient_answers answers(host, options.m_port, limit);

@@ -18,13 +18,6 @@ bool is_absolute(const char* path) {
            (platform::has_drives && (path[0] == '\\' || (path[0] != '\0' && path[1] == ':')));
 }
 
-/// What is there, where a path leads to in the end.
-struct found_file {
-    quiet_ptr<char> path; ///< null on failure
-    bool is_there = false;
-    ombrel_file_info_t info{};
-};
-
 /// The link itself may lead nowhere, so the host cannot be asked for the whole way at once.
 bool follow(quiet_ptr<char>& path, call_site caller) {
     const platform::host_text text = platform::read_link(path.get());
@@ -35,7 +28,7 @@ bool follow(quiet_ptr<char>& path, call_site caller) {
     return static_cast<bool>(path);
 }
 
-bool find(found_file& found, bool follows, call_site caller) {
+bool find(stored_file& found, bool follows, call_site caller) {
     constexpr int most_links = 40;
     for (int links = 0; links <= most_links; links++) {
         found.is_there = platform::get_file_info(found.path.get(), platform::at_link::stay, found.info);
@@ -50,7 +43,7 @@ bool find(found_file& found, bool follows, call_site caller) {
 }
 
 /// Whether what is there may be replaced: by the rename alone it could be whatever its permissions say.
-bool may_replace(const found_file& found, uint32_t flags) {
+bool may_replace(const stored_file& found, uint32_t flags) {
     if (has(flags, def_ombrel_file_no_replace))
         return refuse(fault_code::exists);
     if (found.info.m_kind == def_ombrel_file_kind_directory)
@@ -88,27 +81,9 @@ char* open_beside(const char* path, uint32_t mode, call_site caller, int& descri
     });
 }
 
-/// What the old file lets its owner and its group do must not become what ours may.
-bool keep_rights(int descriptor, const ombrel_file_info_t& old) {
-    constexpr uint32_t as_owner = 04000, of_group = 02070;
-    constexpr uint32_t stays = UINT32_MAX;
-    ombrel_file_info_t own;
-    if (!platform::get_file_info(descriptor, own))
-        return false;
-    bool has_group = own.m_group == old.m_group;
-    bool has_owner = own.m_owner == old.m_owner;
-    if (!has_group)
-        has_group = platform::set_file_owner(descriptor, stays, old.m_group);
-    if (!has_owner)
-        has_owner = platform::set_file_owner(descriptor, old.m_owner, stays);
-    const uint32_t lost = (has_owner ? 0 : as_owner) | (has_group ? 0 : of_group);
-    return platform::set_file_mode(descriptor, old.m_mode & ~lost);
-}
-
 bool begin(ombrel_file_store_ts& store, const store_target& target, call_site caller) {
-    found_file found{quiet_ptr<char>(joined_text(target.path, {}, caller))};
-    if (!found.path || !find(found, !has(target.flags, def_ombrel_file_no_follow), caller) ||
-        (found.is_there && !may_replace(found, target.flags)))
+    stored_file found;
+    if (!find_stored_file(target, caller, found))
         return false;
     const bool keeps = found.is_there && found.info.m_kind == def_ombrel_file_kind_regular;
     constexpr uint32_t until_known = 0600;
@@ -134,6 +109,28 @@ bool finish(ombrel_file_store_ts& store) {
 }
 
 } // namespace
+
+bool find_stored_file(const store_target& target, call_site caller, stored_file& found) {
+    found.path = quiet_ptr<char>(joined_text(target.path, {}, caller));
+    return found.path && find(found, !has(target.flags, def_ombrel_file_no_follow), caller) &&
+           (!found.is_there || may_replace(found, target.flags));
+}
+
+bool keep_rights(int descriptor, const ombrel_file_info_t& old) {
+    constexpr uint32_t as_owner = 04000, of_group = 02070;
+    constexpr uint32_t stays = UINT32_MAX;
+    ombrel_file_info_t own;
+    if (!platform::get_file_info(descriptor, own))
+        return false;
+    bool has_group = own.m_group == old.m_group;
+    bool has_owner = own.m_owner == old.m_owner;
+    if (!has_group)
+        has_group = platform::set_file_owner(descriptor, stays, old.m_group);
+    if (!has_owner)
+        has_owner = platform::set_file_owner(descriptor, old.m_owner, stays);
+    const uint32_t lost = (has_owner ? 0 : as_owner) | (has_group ? 0 : of_group);
+    return platform::set_file_mode(descriptor, old.m_mode & ~lost);
+}
 
 bool sync_folder(char* path) {
     const size_t size = folder_part(path).size();

@@ -19,6 +19,20 @@ struct store_target {
     uint32_t mode;  ///< of a file that was not there
 };
 
+/// What is there, where a path leads to in the end.
+struct stored_file {
+    quiet_ptr<char> path; ///< no link any more, unless links are not followed
+    bool is_there = false;
+    ombrel_file_info_t info{};
+};
+
+/// False, with the fault left, when it cannot be found out or may not be replaced.
+bool find_stored_file(const store_target& target, call_site caller, stored_file& found);
+
+/// Gives what is open the permissions and owner of an old file. What the old file lets its owner and its
+/// group do must not become what ours may.
+bool keep_rights(int descriptor, const ombrel_file_info_t& old);
+
 /// What is known: the flags were checked. Null on failure.
 ombrel_file_store_ts* open_store(const store_target& target, call_site caller);
 

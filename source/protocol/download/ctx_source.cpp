@@ -1,0 +1,163 @@
+#include "protocol/download/ctx_source.h"
+
+#include <cstring>
+#include <string_view>
+
+#include <ombrel/builtin_stream.h>
+#include <ombrel/file.h>
+#include <ombrel/printf.h>
+#include <ombrel/uri.h>
+
+#include "context/ctx_fault.h"
+#include "core/file_blocks.h"
+
+namespace ombrel::protocol {
+
+using context::ctx_guard;
+
+namespace {
+
+struct ctx_meaning {
+    int error;
+    fault_code code;
+};
+
+constexpr ctx_meaning meanings[] = {
+    {def_ombrel_ctx_error_invalid_argument, fault_code::invalid},
+    {def_ombrel_ctx_error_not_supported, fault_code::not_supported},
+    {def_ombrel_ctx_error_no_memory, fault_code::no_memory},
+    {def_ombrel_ctx_error_not_found, fault_code::not_found},
+    {def_ombrel_ctx_error_access_denied, fault_code::access_denied},
+    {def_ombrel_ctx_error_timed_out, fault_code::timed_out},
+    {def_ombrel_ctx_error_disconnected, fault_code::reset},
+    {def_ombrel_ctx_error_io, fault_code::input_output},
+    {def_ombrel_ctx_error_busy, fault_code::busy},
+    {def_ombrel_ctx_error_protocol, fault_code::violation},
+    {def_ombrel_ctx_error_syntax, fault_code::invalid},
+    {def_ombrel_ctx_error_no_descriptor, fault_code::no_descriptor},
+};
+
+fault_code fault_of(int error) {
+    for (const ctx_meaning& one : meanings)
+        if (one.error == error)
+            return one.code;
+    return fault_code::other;
+}
+
+int64_t size_of(const ctx_guard& from) {
+    ombrel_stream_size_t record;
+    const int result =
+        ombrel_ctx_control(from.handle(), def_ombrel_stream_control_get_size, &record, sizeof record);
+    return result == 0 && record.m_size <= INT64_MAX ? static_cast<int64_t>(record.m_size) : -1;
+}
+
+/// Of a file the time of its last change, of others what the stream knows of that.
+void find_change(const ctx_guard& from, resource_info& resource) {
+    char text[64];
+    ombrel_stream_fd_t record;
+    ombrel_file_info_t info;
+    if (ombrel_ctx_control(from.handle(), def_ombrel_stream_control_get_fd, &record, sizeof record) == 0 &&
+        ombrel_file_get_info(record.m_fd, &info) == 0)
+        ombrel_snprintf(text, sizeof text, "%lld.%09d", static_cast<long long>(info.m_modified.m_seconds),
+                        info.m_modified.m_nanoseconds);
+    else if (ombrel_ctx_get_env(from.handle(), "modified", text, sizeof text) < 0)
+        return;
+    resource.changed.set(text);
+}
+
+bool is_regular_file(const ctx_guard& from) {
+    ombrel_stream_fd_t record;
+    ombrel_file_info_t info;
+    return ombrel_ctx_control(from.handle(), def_ombrel_stream_control_get_fd, &record, sizeof record) != 0 ||
+           ombrel_file_get_info(record.m_fd, &info) != 0 || info.m_kind == def_ombrel_file_kind_regular;
+}
+
+/// A named pipe would keep the opening waiting for its other side.
+bool leads_to_pipe(const char* uri) {
+    const heap_ptr<ombrel_uri_t> parts(ombrel_parse_uri_tag(uri, "ombrel_download_file", __LINE__));
+    return parts && strcmp(parts->m_scheme, "file") == 0 &&
+           ombrel_get_file_kind(parts->m_path, 0) == def_ombrel_file_kind_pipe;
+}
+
+/// From the offset on where the stream can seek; others begin at 0.
+source_answer answer_of(const transfer& what, const ctx_guard& from) {
+    source_answer answer;
+    answer.resource.size = size_of(from);
+    answer.resource.is_told_apart = true;
+    find_change(from, answer.resource);
+    const int64_t offset = what.request.offset;
+    if (offset > 0 && offset <= answer.resource.size &&
+        ombrel_ctx_seek(from.handle(), offset, def_ombrel_ctx_seek_set) == offset)
+        answer.offset = offset;
+    return answer;
+}
+
+/// Waits for bytes in steps, between which the watch looks: 1 when there are some, 0 when it is over, -1 for
+/// a failure of the context.
+int wait_readable(const transfer& what, const ctx_guard& from, bool& is_silent) {
+    const deadline limit(what.request.options.m_progress_ms);
+    for (;;) {
+        const int step = shorter_wait(download_watch::interval, limit.left());
+        const int ready = ombrel_ctx_is_readable(from.handle(), what.watch.within_whole(step));
+        if (ready != 0)
+            return ready;
+        is_silent = limit.passed();
+        if (is_silent || !what.watch.goes_on())
+            return 0;
+    }
+}
+
+} // namespace
+
+source_end fail_by_ctx(const transfer& what, const ctx_guard& from) {
+    if (from.handle() < 0)
+        return fail_source(what, fault_code::no_memory, "no memory");
+    const int error = ombrel_ctx_get_last_error(from.handle());
+    char words[def_ombrel_transfer_error_text_size];
+    const bool has_words = ombrel_ctx_get_env(from.handle(), "error", words, sizeof words) > 0;
+    return fail_source(what, fault_of(error), has_words ? words : context::ctx_error_text(error));
+}
+
+bool prepare_ctx(const transfer& what, const ctx_guard& from) {
+    const int limit = what.watch.within_whole(what.request.options.m_connect_ms);
+    return ombrel_ctx_set_option_int_string(from.handle(), "timeout", limit) == 0;
+}
+
+source_end read_ctx(const transfer& what, const ctx_guard& from) {
+    const heap_ptr<char> block(
+        static_cast<char*>(ombrel_alloc_tag(file_block_size, "ombrel_download_file", __LINE__)));
+    if (!block)
+        return fail_source(what, fault_code::no_memory, "no memory");
+    for (;;) {
+        bool is_silent = false;
+        const int ready = wait_readable(what, from, is_silent);
+        if (is_silent)
+            return fail_source(what, fault_code::timed_out, "nothing comes any more");
+        if (ready == 0)
+            return source_end::stopped;
+        const int got = ready > 0 ? ombrel_ctx_read(from.handle(), block.get(), file_block_size) : -1;
+        if (got < 0)
+            return fail_by_ctx(what, from);
+        if (got == 0)
+            return source_end::whole;
+        if (!what.sink.take(what.sink.context, block.get(), static_cast<size_t>(got)) ||
+            !what.watch.goes_on())
+            return source_end::stopped;
+    }
+}
+
+source_end fetch_by_ctx(const transfer& what, const char* uri) {
+    const ctx_guard from;
+    if (leads_to_pipe(uri))
+        return fail_source(what, fault_code::not_supported, "it is no regular file");
+    if (!prepare_ctx(what, from) || ombrel_open_ctx_stream(from.handle(), uri, "rb", 0) != 0)
+        return fail_by_ctx(what, from);
+    if (!is_regular_file(from))
+        return fail_source(what, fault_code::not_supported, "it is no regular file");
+    const source_answer answer = answer_of(what, from);
+    if (!what.watch.enter(def_ombrel_download_receiving) || !what.sink.begin(what.sink.context, answer))
+        return source_end::stopped;
+    return read_ctx(what, from);
+}
+
+} // namespace ombrel::protocol
