@@ -262,7 +262,7 @@ OMBREL_API int ombrel_init_http_form_writer(ombrel_http_form_writer_t* writer, o
  * @brief Writes a field. Of a failure for want of memory nothing is written.
  * @param writer the writer
  * @param name   the name. In a multipart form CR, LF and '"' become "%0D", "%0A" and "%22", as browsers write
- *               them
+ *               them, and a backslash is doubled
  * @param value  the value; null only when `size` is 0
  * @param size   its bytes
  * @return 0, or -1

@@ -3,6 +3,7 @@
 
 #include <ombrel/fault.h>
 #include <ombrel/http_auth.h>
+#include <ombrel/http_form.h>
 #include <ombrel/secret.h>
 
 #include "alloc_failure/injection.h"
@@ -64,6 +65,39 @@ OMBREL_FAILURES(Http, log_in) {
     ombrel_close_http_auth_client(client);
     ombrel_close_http_auth_server(server);
     ombrel_close_secret_list(options.m_secrets);
+}
+
+/// The parts of a body that were kept, when there was memory for them.
+void read_form(injection& fail, const char* type, const std::string& body, size_t parts) {
+    ombrel_http_form_t* const form = fail.during([=] { return ombrel_open_http_form(type, nullptr); });
+    EXPECT_EQ(fail.hit(), form == nullptr);
+    if (form != nullptr &&
+        done_or_refused(fail, [&] { return ombrel_http_form_push(form, body.data(), body.size()); }) == 0 &&
+        done_or_refused(fail, [=] { return ombrel_http_form_finish(form); }) == 0) {
+        EXPECT_EQ(parts, ombrel_http_form_get_count(form));
+    } else if (form != nullptr) {
+        EXPECT_EQ(def_ombrel_http_form_fault_memory, ombrel_http_form_get_fault(form));
+    }
+    ombrel_close_http_form(form);
+}
+
+OMBREL_FAILURES(Http, forms) {
+    std::string plain;
+    for (int i = 0; i < 20; i++)
+        plain += "&a=" + std::string(100, 'x');
+    read_form(fail, def_ombrel_http_form_urlencoded, plain, 20);
+    read_form(fail, "multipart/form-data; boundary=b",
+              "--b\r\nContent-Disposition: form-data; name=a\r\n\r\nx\r\n--b--", 1);
+    ombrel_buffer_t* const buffer = ombrel_open_buffer();
+    ombrel_http_form_writer_t writer;
+    EXPECT_EQ(0, ombrel_init_http_form_writer(&writer, buffer, def_ombrel_http_form_multipart));
+    for (int i = 0; i < 3; i++) {
+        const size_t before = ombrel_get_buffer_size(buffer);
+        const bool is_done =
+            refused_when_hit(fail, [&] { return ombrel_http_form_writer_put_field(&writer, "a", "x", 1); });
+        EXPECT_EQ(is_done, ombrel_get_buffer_size(buffer) > before);
+    }
+    ombrel_close_buffer(buffer);
 }
 
 } // namespace

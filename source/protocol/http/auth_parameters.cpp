@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "protocol/http/http_character.h"
 #include "text/slice.h"
 
 namespace ombrel::protocol {
@@ -13,22 +14,6 @@ constexpr const char* names[] = {"realm",   "nonce",    "opaque",   "algorithm",
                                  "charset", "userhash", "username", "username*", "uri", "response",
                                  "cnonce",  "nc",       "rspauth",  "nextnonce"};
 static_assert(std::size(names) == static_cast<size_t>(auth_name::count));
-
-bool is_blank(char c) {
-    return c == ' ' || c == '\t';
-}
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && is_blank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && is_blank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-bool is_token(std::string_view text) {
-    return ombrel_is_http_token(text.data(), text.size()) == 1;
-}
 
 } // namespace
 
@@ -62,10 +47,10 @@ bool auth_parameters::add(std::string_view parameter) {
     const size_t equals = parameter.find('=');
     if (equals == std::string_view::npos)
         return false;
-    const std::string_view name = trim(slice(parameter, 0, equals));
-    std::string_view value = trim(slice(parameter, equals + 1));
+    const std::string_view name = trim_http(slice(parameter, 0, equals));
+    std::string_view value = trim_http(slice(parameter, equals + 1));
     const bool is_quoted = !value.empty() && value.front() == '"';
-    if (!is_token(name) || (is_quoted ? !unquote(value) : !is_token(value)))
+    if (!is_http_word(name, http_token) || (is_quoted ? !unquote(value) : !is_http_word(value, http_token)))
         return false;
     const auto* const known = std::find_if(std::begin(names), std::end(names),
                                            [=](const char* each) { return is_word(name, each); });
@@ -90,11 +75,11 @@ bool auth_parameters::read(std::string_view text) {
 }
 
 bool split_scheme(std::string_view text, std::string_view& scheme, std::string_view& rest) {
-    const auto* const end = std::find_if(text.begin(), text.end(), is_blank);
+    const auto* const end = std::find_if(text.begin(), text.end(), is_http_space);
     scheme = slice(text, 0, static_cast<size_t>(end - text.begin()));
-    rest = trim(slice(text, scheme.size()));
+    rest = trim_http(slice(text, scheme.size()));
     // A parameter may have blanks before its "=".
-    return is_token(scheme) && (rest.empty() || rest.front() != '=');
+    return is_http_word(scheme, http_token) && (rest.empty() || rest.front() != '=');
 }
 
 } // namespace ombrel::protocol

@@ -11,6 +11,7 @@
 #include "protocol/http/auth_digest.h"
 #include "protocol/http/auth_nonce.h"
 #include "protocol/http/auth_parameters.h"
+#include "protocol/http/extended_value.h"
 #include "protocol/http/http_text_writer.h"
 #include "protocol/secret/bare_base64.h"
 #include "protocol/secret/joined_digest.h"
@@ -113,29 +114,12 @@ int check_basic(server_t& server, std::string_view value, result_t& result) {
                                                    : def_ombrel_http_auth_denied;
 }
 
-/// Reads what "username*" has: UTF-8, percent-coded.
 bool read_extended_name(std::string_view value, char (&name)[def_ombrel_secret_name_max + 1]) {
-    const size_t quote = value.find('\'');
-    const size_t second = quote != std::string_view::npos ? value.find('\'', quote + 1) : quote;
-    if (second == std::string_view::npos || !is_word(slice(value, 0, quote), "UTF-8"))
+    size_t size;
+    if (!decode_extended_value(value, name, def_ombrel_secret_name_max, size))
         return false;
-    value = slice(value, second + 1);
-    size_t size = 0;
-    for (; !value.empty() && size < def_ombrel_secret_name_max; size++) {
-        const bool is_coded = value.front() == '%';
-        unsigned byte = static_cast<unsigned char>(value.front());
-        if (is_coded) {
-            const unsigned high = value.size() > 2 ? digit_value(value[1]) : no_digit;
-            const unsigned low = value.size() > 2 ? digit_value(value[2]) : no_digit;
-            if (high == no_digit || low == no_digit)
-                return false;
-            byte = high << 4 | low;
-        }
-        name[size] = static_cast<char>(byte);
-        value.remove_prefix(is_coded ? 3 : 1);
-    }
     name[size] = '\0';
-    return value.empty() && strlen(name) == size;
+    return true;
 }
 
 /// The name behind a hash. Each secret costs a digest, found or not.
