@@ -19,9 +19,10 @@ function(ombrel_join_objects name from variable)
     if(OMBREL_LINKER_DISSOLVES_GROUPS)
         target_link_options(${name} PRIVATE LINKER:--force-group-allocation)
     endif()
-    # Machine code, for any compiler.
+    # Machine code, for any compiler. It is made here, so what was said to the compiler is said again: unique names
+    # cannot be made local.
     if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_C_COMPILER_ID STREQUAL "GNU")
-        target_link_options(${name} PRIVATE -flinker-output=nolto-rel)
+        target_link_options(${name} PRIVATE -flinker-output=nolto-rel -fno-gnu-unique)
     endif()
     file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/ombrel_tuk.map exported REGEX "ombrel_\\*;")
     list(TRANSFORM exported REPLACE "^ *(.*);" "--keep-global-symbol=\\1")
