@@ -418,7 +418,9 @@ OMBREL_API int ombrel_http_exchange_add_field(ombrel_http_exchange_t* exchange, 
 OMBREL_API int ombrel_http_exchange_answer(ombrel_http_exchange_t* exchange, int status, const char* type,
                                            const void* data, size_t size);
 
-/** @brief ombrel_http_exchange_answer() with a text that the library's formatter makes. @return as it */
+/** @brief ombrel_http_exchange_answer() with a text that the library's formatter makes, of 65,278 characters
+ * at most.
+ * @return as it; a longer one counts as one for which there is no memory */
 OMBREL_API int ombrel_http_exchange_answer_printf(ombrel_http_exchange_t* exchange, int status,
                                                   const char* type, const char* format, ...);
 

@@ -36,8 +36,9 @@ protected:
         EXPECT_EQ(0, ombrel_close_http_directory(files_));
     }
     void make(const std::string& name, const std::string& bytes) {
-        if (const size_t end = name.rfind('/'); end != std::string::npos)
+        if (const size_t end = name.rfind('/'); end != std::string::npos) {
             ASSERT_EQ(0, ombrel_make_directories((folder_ / name.substr(0, end)).c_str(), 0777));
+        }
         ASSERT_EQ(0, ombrel_store_file((folder_ / name).c_str(), bytes.data(), bytes.size(), 0, 0666));
     }
     void serve() {

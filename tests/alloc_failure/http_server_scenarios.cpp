@@ -1,0 +1,98 @@
+// A server of HTTP and a directory that it serves: what goes out is whole or says that it is not.
+#include <ombrel/http_directory.h>
+
+#include "alloc_failure/injection.h"
+#include "protocol/http_dialogue.h"
+#include "support/scratch_directory.h"
+
+namespace ombrel_test {
+namespace {
+
+int answer_text(ombrel_http_exchange_t* e, void*) {
+    ombrel_http_exchange_add_field(e, "X", "y");
+    return ombrel_http_exchange_answer_printf(e, 200, "text/plain", "%s", std::string(60'000, 'x').c_str());
+}
+
+int echo(ombrel_http_exchange_t* e, void*) {
+    size_t size = 0;
+    const void* const body = ombrel_http_exchange_get_body(e, &size);
+    return ombrel_http_exchange_answer(e, 200, nullptr, body, size);
+}
+
+/// A server whose dialogues are held while memory fails.
+class scarce_server : public http_dialogue {
+public:
+    void TestBody() override {}
+    ~scarce_server() override {
+        ombrel_close_http_server(server_);
+        ombrel_close_http_directory(files_);
+        ombrel_free_event_base(base_);
+    }
+    bool open_scarce(injection& fail, const scratch_directory& folder) {
+        ombrel_init_http_server_options(&options_);
+        options_.m_handler = ombrel_serve_http_directory;
+        files_ = fail.during([&] { return ombrel_open_http_directory(folder.path().c_str(), nullptr); });
+        EXPECT_EQ(fail.hit(), files_ == nullptr);
+        options_.m_context = files_;
+        options_.m_handler = files_ != nullptr ? ombrel_serve_http_directory : nullptr;
+        server_ = fail.during([&] { return ombrel_open_http_server(base_, &options_); });
+        EXPECT_EQ(fail.hit(), server_ == nullptr);
+        return files_ != nullptr && server_ != nullptr;
+    }
+    void add_routes(injection& fail) {
+        const int added = fail.during(
+            [&] { return ombrel_http_server_add_route(server_, "GET", "/text", answer_text, nullptr); });
+        EXPECT_EQ(fail.hit() ? -1 : 0, added);
+        route("POST", "/echo", echo);
+        port_ = fail.during([&] { return ombrel_http_server_listen(server_, "127.0.0.1", 0); });
+        EXPECT_EQ(fail.hit(), port_ == -1);
+    }
+    bool listens() const { return port_ > 0; }
+
+    /// Says something while memory fails. What is heard is whole, or an error, or nothing; or it ends
+    /// before the length that it announces.
+    void talk_scarce(injection& fail, const std::string& request, const std::string& expected) {
+        const owned_socket s(ombrel_open_connect_socket("127.0.0.1", port_, 10000));
+        EXPECT_LT(0, ombrel_send(s, request.data(), request.size(), 10000));
+        ombrel_shutdown_socket(s, def_ombrel_shutdown_send);
+        std::string heard;
+        for (int i = 0; i < 60; i++) {
+            fail.during([&] {
+                turn();
+                return 0;
+            });
+            char bytes[65536];
+            for (int count; (count = ombrel_recv_now(s, bytes, sizeof bytes)) > 0;)
+                heard.append(bytes, static_cast<size_t>(count));
+        }
+        heard += hear(s);
+        const size_t head = heard.find("\r\n\r\n") + 4, length = heard.find("Content-Length: ");
+        const bool is_good = heard.rfind("HTTP/1.1 200 ", 0) == 0;
+        if (is_good && heard.size() - head == std::stoul(heard.substr(length + 16))) {
+            EXPECT_NE(std::string::npos, heard.find(expected, head)) << heard.substr(0, 1000);
+            return;
+        }
+        EXPECT_TRUE(fail.ever_hit()) << heard.substr(0, 1000);
+    }
+
+private:
+    ombrel_http_directory_t* files_ = nullptr;
+};
+
+OMBREL_FAILURES(HttpServer, dialogues) {
+    const scratch_directory folder;
+    folder.write("file", std::string(200'000, 'f'));
+    scarce_server server;
+    if (!server.open_scarce(fail, folder))
+        return;
+    server.add_routes(fail);
+    if (!server.listens())
+        return;
+    server.talk_scarce(fail, "GET /text HTTP/1.1\r\nHost: h\r\n\r\n", std::string(60'000, 'x'));
+    server.talk_scarce(fail, "POST /echo HTTP/1.1\r\nHost: h\r\nContent-Length: 5\r\n\r\n12345", "12345");
+    server.talk_scarce(fail, "GET /file HTTP/1.1\r\nHost: h\r\n\r\n", std::string(200'000, 'f'));
+    server.talk_scarce(fail, "GET / HTTP/1.1\r\nHost: h\r\n\r\n", "file</a>");
+}
+
+} // namespace
+} // namespace ombrel_test
