@@ -67,6 +67,9 @@ int get_option(int s, int level, int name, void* value, int* size);
 int set_option(int s, int level, int name, const void* value, int size);
 
 enum class socket_option {
+    keep_alive,          ///< asks a silent peer whether it is still there
+    keep_alive_idle,     ///< seconds of silence before that
+    keep_alive_interval, ///< seconds before it is asked again
     pending_error,
     send_buffer,
     receive_buffer,

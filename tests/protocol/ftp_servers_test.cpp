@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include <ombrel/fault.h>
+#include <ombrel/file.h>
 #include <ombrel/ftp.h>
 #include <ombrel/heap.h>
 
@@ -85,6 +86,8 @@ protected:
         const std::string unique = ombrel_ftp_get_stored_name(ftp_);
         EXPECT_NE("", unique) << ombrel_ftp_get_reply_text(ftp_);
         EXPECT_EQ(0, ombrel_ftp_remove_file(ftp_, unique.c_str())) << why();
+        EXPECT_EQ(-1, ombrel_ftp_download(ftp_, "none", (here_ / "none").c_str(), 0));
+        EXPECT_EQ(0, ombrel_file_exists((here_ / "none").c_str())) << "nothing is made for nothing";
         EXPECT_EQ(-1, ombrel_ftp_remove_file(ftp_, "none"));
         EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
         EXPECT_EQ(0, ombrel_ftp_remove_directory(ftp_, "sub")) << why();

@@ -16,6 +16,18 @@ struct option_place {
 
 inline option_place place_of(socket_option option) {
     switch (option) {
+    case socket_option::keep_alive:
+        return {SOL_SOCKET, SO_KEEPALIVE};
+#if defined(TCP_KEEPIDLE) && defined(TCP_KEEPINTVL) // elsewhere the host's own times hold
+    case socket_option::keep_alive_idle:
+        return {IPPROTO_TCP, TCP_KEEPIDLE};
+    case socket_option::keep_alive_interval:
+        return {IPPROTO_TCP, TCP_KEEPINTVL};
+#else
+    case socket_option::keep_alive_idle:
+    case socket_option::keep_alive_interval:
+        break;
+#endif
     case socket_option::pending_error:
         return {SOL_SOCKET, SO_ERROR};
     case socket_option::send_buffer:

@@ -6,6 +6,7 @@
 #include <ombrel/socket.h>
 
 #include "core/wipe.h"
+#include "platform/socket.h"
 #include "protocol/patient_resolver.h"
 #include "protocol/patient_socket.h"
 #include "text/slice.h"
@@ -50,6 +51,15 @@ fault_code connect_fault() {
     return is_late ? fault_code::timed_out : socket_fault();
 }
 
+/// A transfer may last for hours, in which nothing is said here. What is on the way forgets such connections.
+void keep_alive(int s) {
+    using platform::socket_option;
+    constexpr int idle_seconds = 60, interval_seconds = 30;
+    platform::set_option(s, socket_option::keep_alive, 1);
+    platform::set_option(s, socket_option::keep_alive_idle, idle_seconds);
+    platform::set_option(s, socket_option::keep_alive_interval, interval_seconds);
+}
+
 bool is_secret(std::string_view verb) {
     return verb == "PASS" || verb == "ACCT";
 }
@@ -80,8 +90,7 @@ bool ftp_control::open(const char* host, int port, int limit_ms, transfer_error&
         socket_.reset(open_ftp_connection(*answer->m_address, answer->m_address_size, deadline(limit_ms)));
     if (!is_open())
         return error.set(connect_fault(), "no connection to the server");
-    const int on = 1;
-    ombrel_setsockopt(socket_.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    keep_alive(socket_.get());
     if (!read_final_reply(deadline(limit_ms), error))
         return false;
     return kind() == ftp_reply_kind::completed || refuse(error);
@@ -270,6 +279,8 @@ bool ftp_control::send_noop(transfer_error& error) {
     if (result != static_cast<int>(noop.size()))
         return lose(error, fault_code::closed, "the command could not be sent");
     noops_++;
+    if (log_.show != nullptr)
+        log_.show(false, "NOOP", log_.to);
     return true;
 }
 

@@ -138,29 +138,40 @@ std::optional<int64_t> place_to_resume(int64_t there, int64_t whole) {
     return there < whole ? there : 0;
 }
 
-int download_rest(ombrel_ftp_t* ftp, const char* path, local_file& file) {
-    std::optional<uint64_t> size;
-    const int64_t there = file.size();
-    if (there < 0)
-        return refuse_by_host(ftp, "the file has no size");
-    if (!find_remote_size(ftp, path, size))
-        return -1;
-    const std::optional<int64_t> place =
-        size ? place_to_resume(there, static_cast<int64_t>(*size)) : std::optional<int64_t>(there);
-    if (!place)
-        return 0;
-    const ftp_job job{
-        .verb = "RETR", .argument = path, .offset = static_cast<uint64_t>(*place), .size = size};
-    if (end_call(*ftp, begin_transfer(*ftp, job, false)) != 0)
-        return -1;
-    return file.cut(*place) && file.go_to(*place) ? receive_all(ftp, file)
-                                                  : give_up_by_host(ftp, "the file could not be written");
+/// What is there of a file that is to be gone on with; -1 for none.
+int64_t size_here(const char* path) {
+    ombrel_file_info_t info;
+    return ombrel_get_file_info(path, 0, &info) == 0 ? info.m_size : -1;
 }
 
-int download_whole(ombrel_ftp_t* ftp, const char* path, const local_file& file, uint32_t flags) {
-    if (ombrel_ftp_begin_retrieve(ftp, path, 0, flags) != 0)
+/// The file is opened when the server has begun to send, so that none is made or cut for nothing.
+int receive_file(ombrel_ftp_t* ftp, const char* local_path, int64_t place) {
+    local_file file;
+    if (!file.has_memory()) {
+        ftp->session.abort();
+        return refuse_call(ftp, fault_code::no_memory, "out of memory");
+    }
+    if (!file.open(local_path, def_ombrel_file_write | def_ombrel_file_create) || !file.cut(place) ||
+        !file.go_to(place))
+        return give_up_by_host(ftp, "the file could not be written");
+    const int result = receive_all(ftp, file);
+    return file.close() || result != 0 ? result : refuse_by_host(ftp, "the file could not be written");
+}
+
+int download_rest(ombrel_ftp_t* ftp, const char* path, const char* local_path) {
+    std::optional<uint64_t> size;
+    const int64_t there = size_here(local_path);
+    if (!find_remote_size(ftp, path, size))
         return -1;
-    return file.cut(0) ? receive_all(ftp, file) : give_up_by_host(ftp, "the file could not be written");
+    int64_t place = std::max<int64_t>(there, 0);
+    if (there >= 0 && size) {
+        const std::optional<int64_t> left = place_to_resume(there, static_cast<int64_t>(*size));
+        if (!left)
+            return 0;
+        place = *left;
+    }
+    const ftp_job job{.verb = "RETR", .argument = path, .offset = static_cast<uint64_t>(place), .size = size};
+    return end_call(*ftp, begin_transfer(*ftp, job, false)) == 0 ? receive_file(ftp, local_path, place) : -1;
 }
 
 /// @param offset where to begin, on both sides
@@ -188,15 +199,11 @@ int upload_rest(ombrel_ftp_t* ftp, const local_file& file, const char* path) {
 } // namespace
 
 int ombrel_ftp_download(ombrel_ftp_t* ftp, const char* path, const char* local_path, uint32_t flags) {
-    local_file file;
     if (!check_call(ftp, path, local_path, flags))
         return -1;
-    if (!file.open(local_path, def_ombrel_file_write | def_ombrel_file_create))
-        return file.has_memory() ? refuse_by_host(ftp, "the file could not be opened")
-                                 : refuse_call(ftp, fault_code::no_memory, "out of memory");
-    const int result = (flags & def_ombrel_ftp_resume) != 0 ? download_rest(ftp, path, file)
-                                                            : download_whole(ftp, path, file, flags);
-    return file.close() || result != 0 ? result : refuse_by_host(ftp, "the file could not be written");
+    if ((flags & def_ombrel_ftp_resume) != 0)
+        return download_rest(ftp, path, local_path);
+    return ombrel_ftp_begin_retrieve(ftp, path, 0, flags) == 0 ? receive_file(ftp, local_path, 0) : -1;
 }
 
 int ombrel_ftp_upload(ombrel_ftp_t* ftp, const char* local_path, const char* path, uint32_t flags) {
