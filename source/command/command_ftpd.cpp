@@ -103,12 +103,6 @@ bool parse_ports(std::string_view text, ombrel_ftp_server_options_t& how) {
            parse_number(slice(text, dash + 1), how.m_first_passive_port, most, how.m_last_passive_port);
 }
 
-int log_line(const char* line, void*) {
-    ombrel_printf("%s\n", line);
-    ombrel_puts(nullptr);
-    return 0;
-}
-
 /// The accounts and their server, for a scope.
 class account_server {
 public:
@@ -163,13 +157,14 @@ int run_ftpd(int argc, char** argv) {
     how.m_client_limit = static_cast<size_t>(arguments->clients);
     how.m_rate = arguments->rate;
     how.m_passive_address = arguments->passive_address;
-    how.m_log_handler = arguments->is_quiet != 0 ? nullptr : log_line;
     if (arguments->accounts == nullptr)
         return ombrel_refuse_arguments(&table, "-A ACCOUNTS is missing");
     if (arguments->passive_ports != nullptr && !parse_ports(arguments->passive_ports, how))
         return ombrel_refuse_arguments(&table, "\"%s\" are no ports such as 40000-40099",
                                        arguments->passive_ports);
     server_loop loop("ftpd");
+    how.m_log_handler = arguments->is_quiet != 0 ? nullptr : server_loop::log_line;
+    how.m_log_context = &loop;
     account_server server(loop);
     return exit_code(loop.open() && server.open(how, arguments->accounts) && server.listen(*arguments) &&
                      loop.tell("serving", arguments->accounts, server.alloc_url()) &&

@@ -71,12 +71,6 @@ constexpr ombrel_argument_table_t table = {
                "may have 256 clients at a time. It ends on a signal to terminate.\n",
     .m_options = options};
 
-int log_line(const char* line, void*) {
-    ombrel_printf("%s\n", line);
-    ombrel_puts(nullptr);
-    return 0;
-}
-
 bool is_loopback(const char* address) {
     return strcmp(address, "localhost") == 0 || strcmp(address, "::1") == 0 ||
            strncmp(address, "127.", 4) == 0;
@@ -120,7 +114,8 @@ private:
         ombrel_init_http_server_options(&how);
         how.m_handler = ombrel_serve_http_directory;
         how.m_context = files_;
-        how.m_log_handler = choice.logs != 0 ? log_line : nullptr;
+        how.m_log_handler = choice.logs != 0 ? server_loop::log_line : nullptr;
+        how.m_log_context = &loop_;
         how.m_client_limit = static_cast<size_t>(choice.clients);
         how.m_address_limit = is_loopback(choice.address) ? 0 : clients_of_a_stranger;
         server_ = ombrel_open_http_server(loop_.base(), &how);

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <iterator>
+#include <utility>
 
 #include <ombrel/event_base.h>
 #include <ombrel/fault.h>
@@ -18,6 +19,7 @@
 
 #include "command/command_input.h"
 #include "platform/descriptor_limit.h"
+#include "platform/poll.h"
 
 namespace ombrel::command {
 
@@ -63,6 +65,26 @@ public:
         return true;
     }
 
+    /// Prints a line about a client. Where nobody reads them, lines are left out and counted, as a server
+    /// does not wait for its log.
+    void log(const char* line) {
+        constexpr int standard_output = 1;
+        platform::poll_request room{standard_output, platform::readiness::write, false};
+        if (platform::poll_descriptors(&room, 1, 0) == 0) {
+            lines_left_out_++;
+            return;
+        }
+        if (lines_left_out_ > 0)
+            ombrel_printf("%s: %llu lines were left out\n", name_, std::exchange(lines_left_out_, 0));
+        ombrel_printf("%s\n", line);
+        ombrel_puts(nullptr);
+    }
+    /// The same as a handler, whose context is the loop.
+    static int log_line(const char* line, void* loop) {
+        static_cast<server_loop*>(loop)->log(line);
+        return 0;
+    }
+
     /// Runs the server until a signal comes, then calls `stop()`, which has end() called when the server has
     /// stopped; a second signal does not wait for that. False after a complaint.
     template<typename Stop>
@@ -95,6 +117,7 @@ private:
     int (*stop_)(void* call) = nullptr;
     void* stop_call_ = nullptr;
     bool is_stopping_ = false;
+    unsigned long long lines_left_out_ = 0;
 };
 
 } // namespace ombrel::command

@@ -85,16 +85,15 @@ void make_visible(char* to, size_t room, const char* name) {
     *to = '\0';
 }
 
-int log_transfer(ombrel_tftp_server_t*, const ombrel_tftp_transfer_t* transfer, void*) {
-    char name[1024];
+int log_transfer(ombrel_tftp_server_t*, const ombrel_tftp_transfer_t* transfer, void* loop) {
+    char name[1024], line[1400];
     make_visible(name, sizeof name, transfer->m_name);
     const bool is_whole = transfer->m_error->m_fault == def_ombrel_fault_none;
-    ombrel_printf("%s %d %s %s %lld bytes %lld ms: %s\n", transfer->m_address, transfer->m_port,
-                  transfer->m_is_upload != 0 ? "write" : "read", name,
-                  static_cast<long long>(transfer->m_size), static_cast<long long>(transfer->m_duration_ms),
-                  is_whole ? "whole" : transfer->m_error->m_text);
-    ombrel_puts(nullptr);
-    return 0;
+    ombrel_snprintf(line, sizeof line, "%s %d %s %s %lld bytes %lld ms: %s", transfer->m_address,
+                    transfer->m_port, transfer->m_is_upload != 0 ? "write" : "read", name,
+                    static_cast<long long>(transfer->m_size), static_cast<long long>(transfer->m_duration_ms),
+                    is_whole ? "whole" : transfer->m_error->m_text);
+    return server_loop::log_line(line, loop);
 }
 
 /// The server for a scope.
@@ -115,6 +114,7 @@ public:
         if (choice.overwrites != 0)
             how.m_flags = def_ombrel_tftp_server_write | def_ombrel_tftp_server_overwrite;
         how.m_log_handler = choice.is_quiet != 0 ? nullptr : log_transfer;
+        how.m_context = &loop_;
         server_ = ombrel_open_tftp_server(loop_.base(), &how);
         return server_ != nullptr || loop_.fails_by(directory);
     }
