@@ -71,7 +71,7 @@ static void add_build(document_t* document) {
 }
 
 int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t uptime_msec,
-                  http_counts_t counts, ombrel_event_base_t* base) {
+                  const ombrel_http_server_counts_t* counts, ombrel_event_base_t* base) {
     static sites_t sites; /* one loop, one thread */
     document_t document = {out, 0};
     size_t blocks, bytes, peak;
@@ -86,8 +86,8 @@ int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t 
         (unsigned long long)uptime_msec, (unsigned long long)blocks, (unsigned long long)bytes,
         (unsigned long long)peak);
     add(&document, "\"requests\":%llu,\"accepted\":%llu,\"refused\":%llu,\"open\":%llu,",
-        (unsigned long long)counts.requests, (unsigned long long)counts.accepted,
-        (unsigned long long)counts.refused, (unsigned long long)counts.open);
+        (unsigned long long)counts->m_requests, (unsigned long long)counts->m_accepted,
+        (unsigned long long)counts->m_refused, (unsigned long long)counts->m_clients);
     add_sites(&document, &sites);
     add_history(&document, "count_history", history->count, history->taken);
     add_history(&document, "size_history", history->size, history->taken);
@@ -101,4 +101,15 @@ int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers) {
     for (; answers != NULL; answers = answers->m_next)
         add(&document, "%s\n", answers->m_address_text);
     return document.failed ? -1 : 0;
+}
+
+int respond_with_buffer(ombrel_http_exchange_t* exchange, const char* type, ombrel_buffer_t* buffer,
+                        int failed) {
+    const size_t size = ombrel_get_buffer_size(buffer);
+    char* data = failed || size == 0 ? NULL : ombrel_alloc_pop_buffer_ex(buffer, size, 1);
+    if (data == NULL)
+        return ombrel_http_exchange_answer_error(exchange, 503, "no memory for the answer");
+    const int result = ombrel_http_exchange_answer(exchange, 200, type, data, size);
+    ombrel_free(data);
+    return result;
 }

@@ -6,8 +6,6 @@
 
 #include <ombrel_tuk.h>
 
-#include "http_server.h"
-
 enum { history_size = 300 };
 
 /* The heap's figures, taken once a second. */
@@ -21,10 +19,14 @@ void report_sample(heap_history_t* history);
 
 /* The status as JSON into a buffer; -1 when memory runs out. */
 int report_status(ombrel_buffer_t* out, const heap_history_t* history, uint64_t uptime_msec,
-                  http_counts_t counts, ombrel_event_base_t* base);
+                  const ombrel_http_server_counts_t* counts, ombrel_event_base_t* base);
 
 /* The addresses of a name as text, one a line; -1 when memory runs out. */
 int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers);
+
+/* Answers with what was put into a buffer, or with 503 when that failed. */
+int respond_with_buffer(ombrel_http_exchange_t* exchange, const char* type, ombrel_buffer_t* buffer,
+                        int failed);
 
 /* The page that shows the status. */
 extern const unsigned char status_page[];

@@ -96,8 +96,9 @@ if(TARGET status_service)
     set(parts)
     if(WIN32)
         ombrel_skipped_test(service.crowds_end_to_end "the emulator has no limit of descriptors and ends by itself on signals")
-        set(parts Pages BadClients.test_bad_requests BadClients.test_vanishing_clients
-            BadClients.test_answers_to_a_client_that_does_not_read Crowds.test_addresses)
+        set(parts Pages BadClients.test_bad_requests BadClients.test_framing_has_one_reading
+            BadClients.test_vanishing_clients BadClients.test_answers_to_a_client_that_does_not_read
+            Login.test_digest Crowds.test_addresses)
     endif()
     add_test(NAME service.end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/service/status_service_test.py ${status_service_starter} ${parts})
@@ -110,11 +111,19 @@ include(CheckCSourceCompiles)
 check_c_source_compiles("void* __libc_malloc(__SIZE_TYPE__ size); int main(void) { return __libc_malloc(1) == 0; }"
     OMBREL_LIBC_MALLOC_LINKS)
 if(CMAKE_CROSSCOMPILING_EMULATOR)
-    ombrel_skipped_test(service.scarce_memory "the emulator takes LD_PRELOAD for itself")
+    foreach(name scarce_memory silent_names)
+        ombrel_skipped_test(service.${name} "the emulator takes LD_PRELOAD for itself")
+    endforeach()
 elseif(TARGET status_service AND OMBREL_LIBC_MALLOC_LINKS AND NOT CMAKE_C_FLAGS MATCHES "-fsanitize")
-    add_library(scarce_memory MODULE service/scarce_memory.c)
-    set_target_properties(scarce_memory PROPERTIES PREFIX "" C_STANDARD 11)
-    ombrel_warnings(scarce_memory)
+    foreach(name scarce_memory silent_names)
+        add_library(${name} MODULE service/${name}.c)
+        set_target_properties(${name} PROPERTIES PREFIX "" C_STANDARD 11)
+        ombrel_warnings(${name})
+    endforeach()
+    target_link_libraries(silent_names PRIVATE ${CMAKE_DL_LIBS})
+    add_test(NAME service.silent_names COMMAND ${Python3_EXECUTABLE}
+        ${CMAKE_CURRENT_SOURCE_DIR}/service/status_service_test.py $<TARGET_FILE:status_service> SilentNames)
+    set_tests_properties(service.silent_names PROPERTIES TIMEOUT 300 ENVIRONMENT SILENT_NAMES=$<TARGET_FILE:silent_names>)
     add_test(NAME graphics.gallery_in_scarce_memory COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py $<TARGET_FILE:ombrel_gallery>
         $<TARGET_FILE:scarce_memory> ScarceMemory)
