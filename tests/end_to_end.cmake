@@ -84,6 +84,13 @@ if(TARGET status_service)
         set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
     endforeach()
     if(WIN32)
+        ombrel_skipped_test(command.httpd_end_to_end "its server ends by a signal")
+    else()
+        add_test(NAME command.httpd_end_to_end COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/command/httpd_test.py ${ombrel_tuk_command_starter})
+        set_tests_properties(command.httpd_end_to_end PROPERTIES TIMEOUT 300)
+    endif()
+    if(WIN32)
         ombrel_skipped_test(command.secret_end_to_end "types at a terminal of POSIX")
     else()
         add_test(NAME command.secret_end_to_end COMMAND ${Python3_EXECUTABLE}

@@ -3,7 +3,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include <ombrel/http_auth.h>
 #include <ombrel/http_server.h>
+#include <ombrel/printf.h>
+#include <ombrel/secret.h>
 
 #include "command/command_options.h"
 #include "command/command_server.h"
@@ -18,6 +21,8 @@ struct httpd_choice {
     int port = 8080;
     int logs = 0, hides_lists = 0, shows_dot_files = 0;
     int clients = 10000;
+    const char* user = nullptr;
+    const char* password_file = nullptr;
 };
 
 constexpr ombrel_argument_option_t options[] = {
@@ -35,6 +40,18 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "port, 0 for a free one (default 8080)",
      .m_least = 0,
      .m_most = 65535},
+    {.m_letter = 'u',
+     .m_name = "user",
+     .m_kind = def_ombrel_argument_text,
+     .m_offset = offsetof(httpd_choice, user),
+     .m_value = "NAME",
+     .m_help = "let in this one alone, by Digest"},
+    {.m_letter = 'P',
+     .m_name = "password-file",
+     .m_kind = def_ombrel_argument_text,
+     .m_offset = offsetof(httpd_choice, password_file),
+     .m_value = "PASSWORD-FILE",
+     .m_help = "where NAME:SECRET stands, as \"secret NAME\" prints it; without --user all of it are let in"},
     {.m_letter = 'l',
      .m_name = "log",
      .m_kind = def_ombrel_argument_flag,
@@ -76,6 +93,62 @@ bool is_loopback(const char* address) {
            strncmp(address, "127.", 4) == 0;
 }
 
+/// Who is let in: those of a password file, or one of them.
+class gate {
+public:
+    gate() = default;
+    ~gate() {
+        ombrel_close_http_auth_server(auth_);
+        ombrel_close_secret_list(secrets_);
+    }
+    gate(const gate&) = delete;
+    gate& operator=(const gate&) = delete;
+
+    /// False after a complaint.
+    bool open(const httpd_choice& choice, const server_loop& loop) {
+        uint32_t line = 0;
+        user_ = choice.user;
+        secrets_ = ombrel_open_secret_list(choice.password_file, nullptr, &line);
+        if (secrets_ == nullptr && line > 0) {
+            char why[64];
+            ombrel_snprintf(why, sizeof why, "line %d is no NAME:SECRET, or its name stands twice",
+                            static_cast<int>(line));
+            complain("httpd", choice.password_file, why);
+            return false;
+        }
+        if (secrets_ == nullptr)
+            return loop.fails_by(choice.password_file);
+        if (user_ != nullptr && ombrel_secret_list_find(secrets_, user_) < 0) {
+            complain("httpd", user_, "is not in the password file");
+            return false;
+        }
+        ombrel_http_auth_server_options_t how;
+        ombrel_init_http_auth_server_options(&how);
+        how.m_secrets = user_ == nullptr ? secrets_ : nullptr;
+        how.m_find = find;
+        how.m_context = this;
+        auth_ = ombrel_open_http_auth_server(&how);
+        return auth_ != nullptr || loop.fails_by("log-in");
+    }
+    ombrel_http_auth_server_t* get() const { return auth_; }
+
+private:
+    static int find(const char* name, ombrel_secret_t* secret, void* context) {
+        const auto& self = *static_cast<const gate*>(context);
+        ombrel_secret_list_refresh(self.secrets_);
+        const int64_t index =
+            strcmp(name, self.user_) == 0 ? ombrel_secret_list_find(self.secrets_, name) : -1;
+        if (index < 0)
+            return 0;
+        *secret = *ombrel_secret_list_get_secret(self.secrets_, static_cast<size_t>(index));
+        return 1;
+    }
+
+    const char* user_ = nullptr;
+    ombrel_secret_list_t* secrets_ = nullptr;
+    ombrel_http_auth_server_t* auth_ = nullptr;
+};
+
 /// A directory and its server, for a scope.
 class file_server {
 public:
@@ -94,7 +167,9 @@ public:
         how.m_flags = (choice.hides_lists != 0 ? def_ombrel_http_directory_no_list : 0) |
                       (choice.shows_dot_files != 0 ? def_ombrel_http_directory_dot_files : 0);
         files_ = ombrel_open_http_directory(path, &how);
-        return files_ != nullptr ? open_server(choice) : loop_.fails_by(path);
+        if (files_ == nullptr)
+            return loop_.fails_by(path);
+        return (choice.password_file == nullptr || gate_.open(choice, loop_)) && open_server(choice);
     }
     bool listen(const httpd_choice& choice) {
         return ombrel_http_server_listen(server_, choice.address, choice.port) > 0 ||
@@ -114,6 +189,8 @@ private:
         ombrel_init_http_server_options(&how);
         how.m_handler = ombrel_serve_http_directory;
         how.m_context = files_;
+        how.m_guard = gate_.get() != nullptr ? ombrel_guard_http_exchange : nullptr;
+        how.m_guard_context = gate_.get();
         how.m_log_handler = choice.logs != 0 ? server_loop::log_line : nullptr;
         how.m_log_context = &loop_;
         how.m_client_limit = static_cast<size_t>(choice.clients);
@@ -123,6 +200,7 @@ private:
     }
 
     server_loop& loop_;
+    gate gate_;
     ombrel_http_directory_t* files_ = nullptr;
     ombrel_http_server_t* server_ = nullptr;
 };
@@ -131,6 +209,8 @@ int run_httpd(int argc, char** argv) {
     const command_arguments<httpd_choice> arguments(table, argc, argv);
     if (!arguments)
         return arguments.exit_code();
+    if (arguments->user != nullptr && arguments->password_file == nullptr)
+        return ombrel_refuse_arguments(&table, "a user needs a password file");
     server_loop loop("httpd");
     file_server server(loop);
     const char* const path = arguments.operand(0);
