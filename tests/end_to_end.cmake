@@ -72,13 +72,17 @@ if(TARGET status_service)
             ${CMAKE_CURRENT_SOURCE_DIR}/command/process_commands_test.py ${ombrel_tuk_command_starter})
         set_tests_properties(command.processes_end_to_end PROPERTIES TIMEOUT 300)
     endif()
+    set(parts_of_download)
     set(parts_of_wol)
     set(parts_of_tftpd)
     if(WIN32)
+        foreach(part what_comes_in_the_end_is_whole a_changed_file_is_not_glued mirrors)
+            list(APPEND parts_of_download DownloadTest.test_${part}) # the rest has files of POSIX
+        endforeach()
         set(parts_of_wol WolTest.test_spellings_and_passwords) # the rest names interfaces of the host
         set(parts_of_tftpd TftpdTest.test_wrong_calls) # the rest ends by a signal
     endif()
-    foreach(name nmea tftpd wol)
+    foreach(name download nmea tftpd wol)
         add_test(NAME command.${name}_end_to_end COMMAND ${Python3_EXECUTABLE}
             ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter} ${parts_of_${name}})
         set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
