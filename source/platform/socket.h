@@ -79,6 +79,8 @@ enum class socket_option {
     ipv4_multicast_hops,
     ipv6_hops,
     ipv6_multicast_hops,
+    ipv4_multicast_loop, ///< whether the host's own sockets get it too; set it on both sides
+    ipv6_multicast_loop,
     ipv6_only,
     no_delay,   ///< of streams: small pieces do not wait for an acknowledgement of those before them
     oob_inline, ///< urgent bytes stay in their place among the others

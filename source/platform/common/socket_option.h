@@ -46,6 +46,10 @@ inline option_place place_of(socket_option option) {
         return {IPPROTO_IPV6, IPV6_UNICAST_HOPS};
     case socket_option::ipv6_multicast_hops:
         return {IPPROTO_IPV6, IPV6_MULTICAST_HOPS};
+    case socket_option::ipv4_multicast_loop:
+        return {IPPROTO_IP, IP_MULTICAST_LOOP};
+    case socket_option::ipv6_multicast_loop:
+        return {IPPROTO_IPV6, IPV6_MULTICAST_LOOP};
     case socket_option::ipv6_only:
         return {IPPROTO_IPV6, IPV6_V6ONLY};
     case socket_option::no_delay:
