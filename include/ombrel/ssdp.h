@@ -71,8 +71,9 @@ typedef struct ombrel_ssdp_ts ombrel_ssdp_t;
 #define def_ombrel_ssdp_type_size 256     /**< bytes of a type (NT, ST), its terminator included */
 #define def_ombrel_ssdp_usn_size 384      /**< bytes of a unique name (USN), its terminator included */
 #define def_ombrel_ssdp_location_size 512 /**< bytes of a location, its terminator included */
-#define def_ombrel_ssdp_server_size 256   /**< bytes of a server's words for itself, its terminator included \
-                                           */
+#define def_ombrel_ssdp_server_size                                                                          \
+    256 /**< bytes of a server's words for itself, its terminator included                                   \
+         */
 
 /** @name Flags of a service
  * @{ */
@@ -146,12 +147,12 @@ typedef struct ombrel_ssdp_options_ts {
     /** Things announced at the same time, 1 to 1,024; at first 128. */
     size_t m_announcement_limit;
     /** Answers a second to all, at least 1; at first 100. */
-    int m_answer_limit;
+    size_t m_answer_limit;
     /** Answers a second to one address, at least 1; at first 30. */
-    int m_address_answer_limit;
+    size_t m_address_answer_limit;
     /** Entries of the cache; at first 512; 0 keeps none. */
     size_t m_entry_limit;
-    /** Entries from one address; at first 64. */
+    /** Entries from one address, at least 1; at first 64. */
     size_t m_address_entry_limit;
     /** Seconds beyond which nobody is believed to stay, at least 1; at first 86,400. */
     int m_max_age_limit_s;

@@ -30,6 +30,7 @@ extern const ombrel_multicall_command_t rm_command;
 extern const ombrel_multicall_command_t run_command;
 extern const ombrel_multicall_command_t secret_command;
 extern const ombrel_multicall_command_t serial_command;
+extern const ombrel_multicall_command_t ssdp_command;
 extern const ombrel_multicall_command_t sync_command;
 extern const ombrel_multicall_command_t tftpd_command;
 extern const ombrel_multicall_command_t tree_command;
