@@ -46,6 +46,18 @@
  * answered 500 and closes the connection; an answer of known length is never passed off as whole when it is
  * not.
  *
+ * @par Guards
+ * A guard is called for each request, or for those of a route, before its body is read, and answers those
+ * that may not pass. The one of http_auth.h asks for passwords:
+ *
+ * @code
+ * ombrel_http_auth_server_options_t auth;
+ * ombrel_init_http_auth_server_options(&auth);
+ * auth.m_secrets = ombrel_open_secret_list("passwords", NULL, NULL);
+ * options.m_guard = ombrel_guard_http_exchange;
+ * options.m_guard_context = ombrel_open_http_auth_server(&auth); // both live longer than the server
+ * @endcode
+ *
  * @par Clients that go
  * A client that breaks the connection off is noticed at once, also while its answer is being made; the
  * exchange ends, and the end handler of ombrel_http_exchange_defer() or ombrel_http_exchange_begin_answer()
@@ -155,7 +167,8 @@ typedef struct ombrel_http_server_options_ts {
     /** Bytes of answers that may wait for a client, at least 4,096; at first 256 KiB. Above it
      * ombrel_http_exchange_write() takes no more, and no further request of the client is looked at. */
     size_t m_output_limit;
-    /** Heads, bodies and waiting answers of all clients together; at first 64 MiB. Above it requests are
+    /** What is kept of requests, bodies and waiting answers of all clients together (a line of a head that is
+     * cut comes on top of it, at most m_head_limit bytes a client); at first 64 MiB. Above it requests are
      * answered 503. */
     size_t m_memory_limit;
     /** Clients at a time, at least 1; at first 10,000. Others are answered 503 at once, as they are when the
@@ -171,10 +184,12 @@ typedef struct ombrel_http_server_options_ts {
     /** Bytes a second that a body must come with, on the whole, beyond a grace of m_request_ms; at first
      * 1,024; 0 for no limit. Then 408. Not while this side holds the body. */
     uint32_t m_body_rate;
-    /** For how long a client may take nothing of what waits for it; at first 30,000. It is cut off then. */
+    /** For how long a client may take nothing of what waits for it; at first 30,000. It is cut off then. What
+     * the host holds for it counts where the host tells (Linux); elsewhere bytes count when the host takes
+     * more. */
     int m_progress_ms;
-    /** From the call of a handler to the beginning of the answer; at first 60,000. Then 503, and the end
-     * handler is told. */
+    /** From the end of a request, or the call of a streamed handler that takes no body, to the beginning of
+     * the answer; at first 60,000. Then 503, and the end handler is told. */
     int m_answer_ms;
 } ombrel_http_server_options_t;
 

@@ -27,7 +27,13 @@ int tell_request(exchange* e, void* word) {
     EXPECT_EQ(1, ombrel_http_exchange_get_field_at(e, 0, &name, &value));
     EXPECT_EQ(0, ombrel_http_exchange_get_field_at(e, 99, nullptr, nullptr));
     EXPECT_EQ(nullptr, ombrel_http_exchange_get_field(e, "none"));
+    EXPECT_STREQ("127.0.0.1", ombrel_http_exchange_get_peer(e));
+    EXPECT_LT(0, ombrel_http_exchange_get_peer_port(e));
+    const std::string target = ombrel_http_exchange_get_target(e);
     const char* const query = ombrel_http_exchange_get_query(e);
+    EXPECT_EQ(query != nullptr, target.find('?') != std::string::npos) << target;
+    EXPECT_EQ(word != nullptr && strcmp(static_cast<char*>(word), "head") == 0,
+              ombrel_http_exchange_is_head(e) == 1);
     const char* const x = ombrel_http_exchange_get_field(e, "X-ONE");
     return ombrel_http_exchange_answer_printf(
         e, 200, nullptr, "%s %s,%s,%s,%s,%s,1.%d,%s:%s,%s,%d",
@@ -35,6 +41,14 @@ int tell_request(exchange* e, void* word) {
         ombrel_http_exchange_get_path(e), ombrel_http_exchange_get_path_rest(e),
         query != nullptr ? query : "-", ombrel_http_exchange_get_host(e), ombrel_http_exchange_get_version(e),
         name, value, x != nullptr ? x : "-", static_cast<int>(ombrel_http_exchange_get_body_size(e)));
+}
+
+int say_late(exchange* e, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const int result = ombrel_http_exchange_answer_vprintf(e, 200, nullptr, format, args);
+    va_end(args);
+    return result;
 }
 
 int do_nothing(exchange*, void*) {
@@ -250,7 +264,7 @@ TEST_F(HttpServer, AnswersLaterInOrder) {
     say(s, "GET /later" END "GET /name?name=x" END);
     ASSERT_TRUE(turn_until([&] { return one.waiting != nullptr; }));
     EXPECT_EQ(0, one.ended);
-    EXPECT_EQ(0, ombrel_http_exchange_answer(one.waiting, 200, nullptr, "late", 4));
+    EXPECT_EQ(0, say_late(one.waiting, "%s", "late"));
     ombrel_shutdown_socket(s, def_ombrel_shutdown_send);
     EXPECT_EQ("200 late | 200 x", in_short(hear(s)));
     EXPECT_EQ(1, one.ended);
@@ -308,6 +322,20 @@ int begin_long(exchange* e, void* context) {
     return ombrel_http_exchange_begin_answer(
         e, 200, nullptr, in_chunks ? -1 : static_cast<int64_t>(static_cast<long_answer*>(context)->left),
         write_on, [](exchange*, int, void* told) { static_cast<long_answer*>(told)->ended++; }, context);
+}
+
+TEST_F(HttpServer, BreaksOffWhatAHandlerAborts) {
+    later one;
+    open();
+    route("GET", "/later", wait, &one);
+    const owned_socket s = connect();
+    say(s, "GET /later" END);
+    ASSERT_TRUE(turn_until([&] { return one.waiting != nullptr; }));
+    EXPECT_EQ(0, ombrel_http_exchange_abort(one.waiting));
+    EXPECT_EQ(1, one.ended);
+    EXPECT_EQ(def_ombrel_http_exchange_failed, one.outcome);
+    EXPECT_EQ("", hear(s));
+    EXPECT_EQ(1, one.ended);
 }
 
 TEST_F(HttpServer, HoldsNoMoreOfALongAnswerThanItsLimit) {

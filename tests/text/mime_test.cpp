@@ -23,3 +23,16 @@ TEST(MimeTest, AHintCoversWhatOneOfItsPatternsMatchesInEitherCase) {
     EXPECT_NE(0, ombrel_compare_mime_type("a/b", "A/b"));
     EXPECT_EQ(0, ombrel_compare_mime_type(nullptr, ""));
 }
+
+TEST(MimeTest, TheLastEndingOfANameTellsItsType) {
+    static constexpr const char* cases[][2] = {
+        {"index.html", "text/html"},          {"a/b.c/PHOTO.JPG", "image/jpeg"},
+        {"a.tar.gz", "application/gzip"},     {"x.3gp", "video/3gpp"},
+        {".zst", "application/zstd"},         {"none", "application/octet-stream"},
+        {"", "application/octet-stream"},     {"a.html/b", "application/octet-stream"},
+        {"a.", "application/octet-stream"},   {"a.htmlx", "application/octet-stream"},
+        {"a.ht", "application/octet-stream"}, {"a\\b.svg", "image/svg+xml"}};
+    for (const auto& [name, type] : cases)
+        EXPECT_STREQ(type, ombrel_get_mime_type(name)) << name;
+    EXPECT_STREQ("application/octet-stream", ombrel_get_mime_type(nullptr));
+}

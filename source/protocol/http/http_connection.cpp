@@ -283,7 +283,10 @@ void close_connection(http_exchange& connection, int outcome) {
             log_answer(connection);
     }
     end_exchange(connection, outcome);
+    http_server& server = *connection.server;
     free_connection(connection);
+    if (server.is_stopping && server.connections == nullptr)
+        ombrel_add_event(&server.kick_event, 0); // which tells that the server has stopped
 }
 
 void end_late(http_exchange& connection) {

@@ -122,7 +122,6 @@ int write_part_head(http_exchange& exchange, file_answer& answer) {
 
 /// Writes bytes of the present range: as many as were taken; -1 also when the file has become shorter.
 int64_t write_bytes(http_exchange& exchange, file_answer& answer) {
-    static_assert(unit_size <= batch_size * 2);
     char unit[unit_size];
     const ombrel_http_range_t& range = answer.ranges[answer.current];
     const size_t wanted = static_cast<size_t>(std::min<int64_t>(range.m_size - answer.done, sizeof unit));
