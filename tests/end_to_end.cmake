@@ -38,7 +38,7 @@ else()
 endif()
 
 if(TARGET status_service)
-    foreach(program status_service ombrel_codec ombrel_digest ombrel_tuk_command ombrel_gallery)
+    foreach(program status_service ombrel_codec ombrel_digest ombrel_fetch ombrel_tuk_command ombrel_gallery)
         ombrel_started_by(${program}_starter ${program})
     endforeach()
     add_test(NAME encoding.codec_end_to_end COMMAND ${Python3_EXECUTABLE}
@@ -114,6 +114,14 @@ if(TARGET status_service)
     add_test(NAME service.end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/service/status_service_test.py ${status_service_starter} ${parts})
     set_tests_properties(service.end_to_end PROPERTIES TIMEOUT 360)
+    if(WIN32)
+        ombrel_skipped_test(service.fetch_peers "its servers are programs of POSIX")
+    else()
+        add_test(NAME service.fetch_peers COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/service/fetch_peers_test.py ${ombrel_fetch_starter}
+            ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin)
+        set_tests_properties(service.fetch_peers PROPERTIES TIMEOUT 300)
+    endif()
 endif()
 
 # The same programs while one allocation in fifty fails, where the C library lets its allocation be replaced so and no

@@ -7,6 +7,7 @@
 
 #include <ombrel/event_base.h>
 #include <ombrel/fault.h>
+#include <ombrel/heap.h>
 
 #include "protocol/scripted_http_server.h"
 #include "support/descriptor_balance.h"
@@ -424,6 +425,45 @@ TEST_F(HttpClient, RefusesNonsense) {
     EXPECT_EQ(-1, ombrel_http_call_get_status(nullptr));
 }
 
+/// A head handler that pauses, and what a call tells before and after.
+TEST_F(HttpClient, TellsOfItsCalls) {
+    static const auto on_head = [](ombrel_http_call_t* call, void*) {
+        size_t count;
+        EXPECT_STREQ("X", ombrel_http_call_get_fields(call, &count)[0].m_name);
+        EXPECT_EQ(3u, count);
+        EXPECT_STREQ("y", ombrel_http_call_get_field(call, "x"));
+        EXPECT_EQ(nullptr, ombrel_http_call_get_field(call, "Y"));
+        EXPECT_EQ(5, ombrel_http_call_get_length(call));
+        EXPECT_EQ(0, ombrel_http_call_get_received(call));
+        EXPECT_EQ(4, ombrel_http_call_get_sent(call));
+        return ombrel_http_call_pause(call);
+    };
+    request_.m_body = "body";
+    request_.m_body_size = 4;
+    request_.m_head_handler = [](ombrel_http_call_t* call, void*) { return on_head(call, nullptr); };
+    request_.m_handler = [](ombrel_http_call_t* call, void* context) {
+        size_t size;
+        EXPECT_EQ(context, ombrel_http_call_get_context(call));
+        EXPECT_EQ(5, ombrel_http_call_get_received(call));
+        EXPECT_EQ(1, ombrel_http_call_get_redirects(call));
+        char* const body = ombrel_http_call_take_body(call, &size);
+        EXPECT_STREQ("hello", body);
+        ombrel_free(body);
+        EXPECT_TRUE(std::string_view(ombrel_http_call_get_uri(call)).ends_with("/b"));
+        return on_end(call, context);
+    };
+    scripted_http_server server({ASK "HTTP/1.1 307 x\r\nLocation: /b\r\nContent-Length: 0\r\n\r\n" ASK OK
+                                     "X: y\r\nx: z\r\nContent-Length: 5\r\n\r\nhello" STAY});
+    ombrel_http_call_t* const call = begin(server.uri());
+    for (int i = 0; ombrel_http_call_get_status(call) != 200 || i < 3;
+         i += ombrel_http_call_get_status(call) == 200)
+        EXPECT_EQ(0, ombrel_event_base_loop(base_, def_ombrel_event_loop_non_block));
+    EXPECT_EQ(0, ombrel_http_call_get_received(call));
+    EXPECT_EQ(0, ombrel_http_call_resume(call));
+    EXPECT_EQ("200 ", finish());
+    ombrel_http_client_drop_idle(client());
+}
+
 TEST_F(HttpClient, FetchesWithoutALoop) {
     scripted_http_server server({ASK OK "X: y\r\nContent-Length: 5\r\n\r\nhello" ASK STAY, ASK STAY});
     ombrel_transfer_error_t error;
@@ -437,6 +477,9 @@ TEST_F(HttpClient, FetchesWithoutALoop) {
     EXPECT_EQ(nullptr, ombrel_fetch_http(server.uri().c_str(), 100, &error));
     EXPECT_EQ(def_ombrel_fault_timed_out, error.m_fault);
     EXPECT_EQ(def_ombrel_fault_timed_out, ombrel_last_fault());
+    EXPECT_NE(nullptr, ombrel_http_client_get(client(), "http://127.0.0.1:1/", on_end, this));
+    under_way_ = 1;
+    EXPECT_EQ("refused", finish());
     EXPECT_EQ(nullptr, ombrel_fetch_http("https://127.0.0.1/", 100, nullptr));
     EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());
 }

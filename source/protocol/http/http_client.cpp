@@ -26,7 +26,8 @@ void expect_moment(ombrel_http_client_t& client, uint64_t moment) {
     client.timer_end = moment;
     const uint64_t now = ombrel_time_stamp_msec();
     const uint64_t left = moment > now ? moment - now : 0;
-    ombrel_add_event(&client.timer, static_cast<int>(std::min<uint64_t>(left, INT_MAX)));
+    if (ombrel_add_event(&client.timer, static_cast<int>(std::min<uint64_t>(left, INT_MAX))) != 0)
+        client.timer_end = never; // the next moment tries it again
 }
 
 void wake_client(ombrel_http_client_t& client) {
