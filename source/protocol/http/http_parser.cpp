@@ -354,7 +354,28 @@ step take_chunk_line(parser_t& parser, http_piece& piece, size_t own_limit, http
     return has_event;
 }
 
+/// A chunk that lies whole in the piece, with both its line ends: small ones mostly do.
+bool take_whole_chunk(parser_t& parser, http_piece& piece, event_t& event) {
+    const std::string_view rest = piece.rest();
+    http_chunk_line parts;
+    const size_t line =
+        scan_http_chunk_line(whole_lines(parser, piece, parser.options.m_chunk_line_limit), parts);
+    const auto size = static_cast<uint64_t>(parts.size);
+    if (line == 0 || size == 0 || size >= rest.size() - line || is_above_limit(parser, parts.size))
+        return false;
+    const char* const data = rest.data() + line;
+    if (!ends_http_line(data + size, rest.data() + rest.size()))
+        return false;
+    event.m_kind = def_ombrel_http_event_body;
+    event.m_data = {data, static_cast<size_t>(size)};
+    parser.body_size += parts.size;
+    piece.use(line + static_cast<size_t>(size) + http_line_end.size());
+    return true;
+}
+
 step read_chunk_line(parser_t& parser, http_piece& piece, event_t& event) {
+    if (take_whole_chunk(parser, piece, event))
+        return has_event;
     const auto own_limit = parser.options.m_chunk_line_limit;
     http_chunk_line parts;
     const size_t scanned = scan_http_chunk_line(whole_lines(parser, piece, own_limit), parts);
