@@ -17,11 +17,12 @@
  * be there. Permissions, owners and links are treated as ombrel_store_file() does.
  *
  * @par Sources
- * http is the library's own; https and ftps need a plug-in that serves them (plugin_curl.h); ftp, tftp and
- * file are the built-in plug-in's (builtin_stream.h), and a plain path is a file. Other schemes, "pipe" above
- * all, are opened only if #ombrel_download_options_t.m_schemes names them. Of a file only regular ones are
- * taken. Redirections are followed within http and https alone, from https to https alone, and to what
- * m_schemes has; a name and password in the URI go to no other host.
+ * http and ftp are spoken by the library's own clients; https and ftps need a plug-in that serves them
+ * (plugin_curl.h); tftp and file are the built-in plug-in's (builtin_stream.h), and a plain path is a file.
+ * Other schemes, "pipe" above all, are opened only if #ombrel_download_options_t.m_schemes names them; what
+ * plug-ins serve then comes by their contexts. Of a file only regular ones are taken. Redirections are
+ * followed within http and https alone, from https to https alone, and to what m_schemes has; a name and
+ * password in the URI go to no other host.
  *
  * @par Mirrors, retries
  * The URI comes first, then the mirrors in their order. One that fails is followed by the next; after the
@@ -33,13 +34,14 @@
  * @par Resuming
  * What has come is kept beside the target in "NAME.part-download", what is known of it (its URI's digest, its
  * size, and the validator of the server: its entity tag or the time of its last change) in
- * "NAME.part-download.info". A later call for the same target goes on from there, after a broken connection,
- * a kill or a crash, if the source still has the same: an http server is asked so by If-Range, and its answer
+ * "NAME.part-download.info". A later call for the same target goes on from there, after a broken connection
+ * or a kill, if the source still has the same: an http server is asked so by If-Range, and its answer
  * compared; of files and FTP the size and the time are compared. Where there is no validator, or another, the
  * download begins anew; TFTP always does. With a digest what came from one mirror is gone on with from
  * another if the sizes are the same, as the whole is proven in the end; if it is not then, once more anew.
- * What cannot be resumed is removed with a failure. One that is too large, or whose digest is another, is
- * never kept.
+ * After a crash of the system, which may lose bytes that were on their way to the device, only a digest makes
+ * it certain that what is gone on with is what had come. What cannot be resumed is removed with a failure.
+ * One that is too large, or whose digest is another, is never kept.
  *
  * Two downloads of one target at a time do not mix: the second fails with #def_ombrel_fault_busy.
  *
@@ -147,7 +149,8 @@ typedef struct ombrel_download_options_ts {
     /** The name of the file in the list, compared exactly but for a "./" before it there; null, as at first,
      * for the last part of the URI's path. */
     const char* m_digest_name;
-    /** Bytes at most; at first #def_ombrel_download_size_limit; 0 takes empty files alone, negative has no limit. */
+    /** Bytes at most; at first #def_ombrel_download_size_limit; 0 takes empty files alone, negative has no
+     * limit. */
     int64_t m_size_limit;
     /** Permissions of a target that was not there, less the process's mask; at first 0666. */
     uint32_t m_mode;

@@ -416,6 +416,27 @@ class DownloadTest(unittest.TestCase):
         self.assertEqual(100_000, os.path.getsize(self.target + ".part-download"))
         self.assertEqual((0, ""), self.run_tool(url, self.target))
         self.assert_stored(names=["accounts", "root", "target"])
+        # Another of the same size, told apart by its time.
+        self.assertEqual(1, self.run_tool(url, self.target, preexec_fn=limit, restore_signals=False)[0])
+        with open(os.path.join(root, "file"), "wb") as file:
+            file.write(OTHER)
+        os.utime(file.name, (1e9, 1e9))
+        self.assertEqual((0, ""), self.run_tool(url, self.target))
+        self.assert_stored(OTHER, ["accounts", "root", "target"])
+
+    def test_tftp(self):
+        root = os.path.join(self.folder, "root")
+        os.mkdir(root)
+        with open(os.path.join(root, "file"), "wb") as file:
+            file.write(DATA)
+        server = subprocess.Popen([TOOL, "tftpd", "-p", "0", root], stdout=subprocess.PIPE)
+        self.addCleanup(lambda: (server.terminate(), server.wait(30), server.stdout.close()))
+        url = "tftp://127.0.0.1:" + re.search(rb":(\d+)/?\s*$", server.stdout.readline())[1].decode()
+        self.assertEqual((0, ""), self.run_tool("-d", DIGEST, url + "/file", self.target))
+        self.assert_stored(names=["root", "target"])
+        self.assertEqual(1, self.run_tool("-l", "100000", url + "/file", self.target)[0])
+        self.assertEqual(1, self.run_tool("-r", "0", url + "/missing", self.target)[0])
+        self.assert_stored(names=["root", "target"])
 
 
 if __name__ == "__main__":

@@ -5,11 +5,10 @@
 
 #include <ombrel/builtin_stream.h>
 #include <ombrel/file.h>
-#include <ombrel/printf.h>
 #include <ombrel/uri.h>
 
 #include "context/ctx_fault.h"
-#include "core/file_blocks.h"
+#include "protocol/download/source_reader.h"
 
 namespace ombrel::protocol {
 
@@ -51,18 +50,13 @@ int64_t size_of(const ctx_guard& from) {
     return result == 0 && record.m_size <= INT64_MAX ? static_cast<int64_t>(record.m_size) : -1;
 }
 
-/// Of a file the time of its last change, of others what the stream knows of that.
+/// Of a file the time of its last change.
 void find_change(const ctx_guard& from, resource_info& resource) {
-    char text[64];
     ombrel_stream_fd_t record;
     ombrel_file_info_t info;
     if (ombrel_ctx_control(from.handle(), def_ombrel_stream_control_get_fd, &record, sizeof record) == 0 &&
         ombrel_file_get_info(record.m_fd, &info) == 0)
-        ombrel_snprintf(text, sizeof text, "%lld.%09d", static_cast<long long>(info.m_modified.m_seconds),
-                        info.m_modified.m_nanoseconds);
-    else if (ombrel_ctx_get_env(from.handle(), "modified", text, sizeof text) < 0)
-        return;
-    resource.changed.set(text);
+        set_change(resource, info.m_modified);
 }
 
 bool is_regular_file(const ctx_guard& from) {
@@ -92,21 +86,6 @@ source_answer answer_of(const transfer& what, const ctx_guard& from) {
     return answer;
 }
 
-/// Waits for bytes in steps, between which the watch looks: 1 when there are some, 0 when it is over, -1 for
-/// a failure of the context.
-int wait_readable(const transfer& what, const ctx_guard& from, bool& is_silent) {
-    const deadline limit(what.request.options.m_progress_ms);
-    for (;;) {
-        const int step = shorter_wait(download_watch::interval, limit.left());
-        const int ready = ombrel_ctx_is_readable(from.handle(), what.watch.within_whole(step));
-        if (ready != 0)
-            return ready;
-        is_silent = limit.passed();
-        if (is_silent || !what.watch.goes_on())
-            return 0;
-    }
-}
-
 } // namespace
 
 source_end fail_by_ctx(const transfer& what, const ctx_guard& from) {
@@ -124,30 +103,16 @@ bool prepare_ctx(const transfer& what, const ctx_guard& from) {
 }
 
 source_end read_ctx(const transfer& what, const ctx_guard& from) {
-    const heap_ptr<char> block(
-        static_cast<char*>(ombrel_alloc_tag(file_block_size, "ombrel_download_file", __LINE__)));
-    if (!block)
-        return fail_source(what, fault_code::no_memory, "no memory");
-    for (;;) {
-        bool is_silent = false;
-        const int ready = wait_readable(what, from, is_silent);
-        if (is_silent)
-            return fail_source(what, fault_code::timed_out, "nothing comes any more");
-        if (ready == 0)
-            return source_end::stopped;
-        const int got = ready > 0 ? ombrel_ctx_read(from.handle(), block.get(), file_block_size) : -1;
-        if (got < 0)
-            return fail_by_ctx(what, from);
-        if (got == 0)
-            return source_end::whole;
-        if (!what.sink.take(what.sink.context, block.get(), static_cast<size_t>(got)) ||
-            !what.watch.goes_on())
-            return source_end::stopped;
-    }
+    const int ctx = from.handle();
+    return read_source(
+        what, [&](int limit_ms) { return ombrel_ctx_is_readable(ctx, limit_ms); },
+        [&](void* buffer, size_t size) { return ombrel_ctx_read(ctx, buffer, size); },
+        [&] { return fail_by_ctx(what, from); });
 }
 
-source_end fetch_by_ctx(const transfer& what, const char* uri) {
+source_end fetch_by_ctx(const transfer& what) {
     const ctx_guard from;
+    const char* const uri = what.request.uri;
     if (leads_to_pipe(uri))
         return fail_source(what, fault_code::not_supported, "it is no regular file");
     if (!prepare_ctx(what, from) || ombrel_open_ctx_stream(from.handle(), uri, "rb", 0) != 0)

@@ -41,6 +41,13 @@ bool resource_info::agrees_with(const resource_info& other) const {
            is_same_or_unknown(changed.get(), other.changed.get());
 }
 
+void set_change(resource_info& resource, const ombrel_instant_t& changed) {
+    char text[40];
+    ombrel_snprintf(text, sizeof text, "%lld.%09d", static_cast<long long>(changed.m_seconds),
+                    changed.m_nanoseconds);
+    resource.changed.set(text);
+}
+
 void set_source(part_info& info, const char* uri) {
     ombrel_digest_t digest;
     ombrel_init_digest(&digest, ombrel_find_digest_algorithm("sha256"));

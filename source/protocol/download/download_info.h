@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include <ombrel/calendar.h>
 #include <ombrel/sha256.h>
 
 namespace ombrel::protocol {
@@ -28,7 +29,7 @@ public:
 
 private:
     size_t size_ = 0;
-    char text_[room] = "";
+    char text_[room] = {};
 };
 
 struct resource_info {
@@ -43,6 +44,9 @@ struct resource_info {
     /// Whether both may be of one state of a file: all that both tell is the same.
     bool agrees_with(const resource_info& other) const;
 };
+
+/// Sets when it was changed last.
+void set_change(resource_info& resource, const ombrel_instant_t& changed);
 
 /// What stands beside a part.
 struct part_info {

@@ -79,8 +79,9 @@ source_end fetch_source(const transfer& what) {
         return fail_source(what, fault_code::invalid, "the scheme is not allowed");
     if (!what.watch.enter(def_ombrel_download_connecting))
         return source_end::stopped;
-    const bool is_http = is_same(scheme, "http") || is_same(scheme, "https");
-    return is_http ? fetch_http(what) : fetch_by_ctx(what, what.request.uri);
+    if (is_same(scheme, "http") || is_same(scheme, "https"))
+        return fetch_http(what);
+    return is_same(scheme, "ftp") ? fetch_ftp(what) : fetch_by_ctx(what);
 }
 
 } // namespace ombrel::protocol

@@ -52,9 +52,10 @@ struct transfer {
 /// Asks a source, and hands what comes to the sink.
 source_end fetch_source(const transfer& what);
 
-/// The two kinds: what contexts open, and HTTP in whatever way it is spoken.
-source_end fetch_by_ctx(const transfer& what, const char* uri);
+/// The kinds: HTTP and FTP by the library's own clients, and what contexts open.
 source_end fetch_http(const transfer& what);
+source_end fetch_ftp(const transfer& what);
+source_end fetch_by_ctx(const transfer& what);
 
 /// Whether a failure may be gone at the next try.
 source_end end_by_fault(fault_code code);

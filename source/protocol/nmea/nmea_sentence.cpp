@@ -2,8 +2,8 @@
 #include "protocol/nmea/nmea_sentence.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "core/fault.h"
@@ -308,7 +308,7 @@ size_t size_without_end(const char* text, size_t size) {
 }
 
 double unless_missing(int64_t value, double number) {
-    return value != def_ombrel_nmea_not_given ? number : static_cast<double>(NAN);
+    return value != def_ombrel_nmea_not_given ? number : std::numeric_limits<double>::quiet_NaN();
 }
 
 } // namespace

@@ -37,7 +37,7 @@ struct text_reader {
         for (int i = 0; i < 2; i++, at++) {
             if (is_over() || digit_value(text[at]) == no_digit)
                 return false;
-            byte = static_cast<uint8_t>(byte << 4 | digit_value(text[at]));
+            byte = static_cast<uint8_t>(unsigned{byte} << 4 | digit_value(text[at]));
         }
         return true;
     }
