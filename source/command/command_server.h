@@ -18,6 +18,7 @@
 #include <ombrel/process.h>
 
 #include "command/command_input.h"
+#include "core/fault.h"
 #include "platform/descriptor_limit.h"
 #include "platform/poll.h"
 
@@ -91,7 +92,11 @@ public:
     bool run(Stop stop) {
         stop_ = [](void* call) { return (*static_cast<Stop*>(call))(); };
         stop_call_ = &stop;
-        return ombrel_event_base_dispatch(base_) == 0 || fails_by("loop");
+        int result;
+        do // a signal that is nobody's, as of a debugger or of going on after a stop, ends the wait alone
+            result = ombrel_event_base_dispatch(base_);
+        while (failed_by(result, fault_code::interrupted));
+        return result == 0 || fails_by("loop");
     }
     void end() { ombrel_event_base_exit_loop(base_, 0); }
 

@@ -15,7 +15,7 @@ namespace {
 constexpr size_t made_room = 32 * 1024;
 static_assert(made_room / 2 > ftp_listing::line_room);
 
-constexpr int pieces_at_once = 4;
+constexpr int pieces_at_once = 16;
 constexpr size_t sent_at_once = 1024 * 1024; // by one call: what others wait for is its time
 
 } // namespace

@@ -14,7 +14,7 @@ namespace ombrel::protocol {
 
 /// Room that all transfers of a server use in turn.
 struct transfer_room {
-    static constexpr size_t size = 256 * 1024;
+    static constexpr size_t size = 64 * 1024;
     char bytes[size + 1]; ///< and for a CR that came before
 };
 
