@@ -28,6 +28,8 @@ bool ftp_listing::open(const system::confined_tree& tree, const ftp_path& path, 
     if (directory_ != nullptr)
         return keep(asked, {});
     const fault why = last_fault();
+    if (style_.form == listing_form::facts) // which RFC 3659 tells of directories alone
+        return false;
     if (tree.get_info(path.get(), single_) && single_.m_kind != def_ombrel_file_kind_directory)
         return keep(directory_part(asked), path.name());
     if (is_pattern(path.name()) && system::is_sound_pattern(path.name()))

@@ -297,17 +297,17 @@ void ftp_server_session::carry_out() {
     has_more_ = takes_commands() && reader_.has_line();
 }
 
-/// ABOR ends the transfer wherever it waits among the commands, and has its own answer in its turn. STAT,
-/// where it is the next one, is answered at once.
+/// STAT, where it is the next one, is answered at once. ABOR ends the transfer wherever it waits among the
+/// commands, and has its own answer in its turn.
 void ftp_server_session::heed_during_transfer() {
     std::string_view line;
     if (transfer_ == nullptr)
         return;
+    if (reader_.begins_with_word("STAT") && unsent() < most_unsent &&
+        reader_.next(line) == ftp_line_reader::found::line)
+        put_status();
     if (reader_.has_word("ABOR"))
         break_transfer(426, "Given up.");
-    else if (reader_.begins_with_word("STAT") && unsent() < most_unsent &&
-             reader_.next(line) == ftp_line_reader::found::line)
-        put_status();
 }
 
 void ftp_server_session::execute(std::string_view line) {
