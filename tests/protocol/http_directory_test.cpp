@@ -89,10 +89,13 @@ TEST_F(HttpDirectory, ServesWhatIsBelowAndNothingElse) {
         {"/link", "404 404 Not Found\n"},
         {"/links/ten", "404 404 Not Found\n"},
         {"/pipe", "404 404 Not Found\n"},
+        {"/linked/", "404 404 Not Found\n"},
     };
 #if !defined(_WIN32)
     ASSERT_EQ(0, symlink("ten", (folder_ / "link").c_str()));
     ASSERT_EQ(0, symlink(".", (folder_ / "links").c_str()));
+    make("linked/x", "");
+    ASSERT_EQ(0, symlink("x", (folder_ / "linked/index.html").c_str()));
     ASSERT_EQ(0, mkfifo((folder_ / "pipe").c_str(), 0666));
 #endif
     serve();

@@ -57,7 +57,8 @@ bool leads_through_hidden(const http_directory& directory, const char* path) {
     return false;
 }
 
-/// The path below the directory, decoded; empty for a path that leads nowhere, which is not the root's.
+/// The path below the directory, decoded; null, with the fault left, for one that leads nowhere or through
+/// what is hidden, and when memory has run out.
 heap_ptr<char> clean_path(const http_exchange& exchange, const http_directory& directory) {
     const std::string_view encoded = encoded_rest(exchange);
     heap_ptr<char> path(static_cast<char*>(ombrel_alloc_tag(encoded.size() + 1, tag, __LINE__)));
@@ -90,26 +91,37 @@ int redirect(http_exchange& exchange, std::string_view path) {
     return ombrel_http_exchange_answer_error(&exchange, is_added ? 301 : 500, nullptr);
 }
 
-/// The path of the index file, or null when there is none.
-heap_ptr<char> index_path(const http_directory& directory, const char* path) {
-    const char* const name = directory.options.m_index_name;
-    if (name == nullptr)
-        return {};
+/// The path of a directory's index file; null, with the fault left, when memory has run out.
+heap_ptr<char> index_path(const char* path, const char* name) {
     const size_t size = strlen(path), name_size = strlen(name) + 1;
     heap_ptr<char> joined(static_cast<char*>(ombrel_alloc_tag(size + name_size, tag, __LINE__)));
     if (joined) {
         memcpy(joined.get(), path, size);
         memcpy(joined.get() + size, name, name_size);
+    } else {
+        leave_fault(fault_code::no_memory);
     }
     return joined;
 }
 
+/// Whether there was no index file, so that a list may stand in its place. One that cannot be opened is none
+/// that is missing.
+bool index_is_missing() {
+    const fault_code code = last_fault().code;
+    return code == fault_code::not_found || code == fault_code::is_directory;
+}
+
 int serve_directory(http_exchange& exchange, const http_directory& directory, const char* path) {
-    ombrel_file_info_t info;
-    const heap_ptr<char> index = index_path(directory, path);
-    const int descriptor = index ? directory.tree.open_file(index.get(), {.read = true}, &info) : -1;
-    if (descriptor >= 0)
-        return answer_file(exchange, directory, descriptor, info, index.get(), nullptr);
+    const char* const name = directory.options.m_index_name;
+    if (name != nullptr) {
+        ombrel_file_info_t info;
+        const heap_ptr<char> index = index_path(path, name);
+        const int descriptor = index ? directory.tree.open_file(index.get(), {.read = true}, &info) : -1;
+        if (descriptor >= 0)
+            return answer_file(exchange, directory, descriptor, info, index.get(), nullptr);
+        if (!index || !index_is_missing())
+            return answer_by_fault(exchange);
+    }
     if ((directory.options.m_flags & def_ombrel_http_directory_no_list) != 0)
         return ombrel_http_exchange_answer_error(&exchange, 404, nullptr);
     return answer_listing(exchange, directory, path);
