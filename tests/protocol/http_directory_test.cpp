@@ -132,6 +132,22 @@ TEST_F(HttpDirectory, RedirectsAndListsWithNamesThatAreNoMarkup) {
     EXPECT_NE(std::string::npos, get("/files/sub/").find("<a href=\"../\">"));
 }
 
+TEST_F(HttpDirectory, NoWayLeadsRoundAGuard) {
+    serve();
+    const auto guard = [](ombrel_http_exchange_t* exchange, void*) {
+        return ombrel_http_exchange_answer_error(exchange, 403, nullptr);
+    };
+    const ombrel_http_route_t guarded{nullptr, "/sub/*", 0, -1, guard, nullptr, ombrel_serve_http_directory,
+                                      files_};
+    EXPECT_EQ(0, ombrel_http_server_add_route_ex(server_, &guarded));
+    for (const char* target : {"/sub/", "/%73ub/", "/sub/./x"})
+        EXPECT_EQ("403 403 Forbidden\n", in_short(get(target))) << target;
+    for (const char* target : {"//sub/", "/./sub/", "/x/../sub/", "/x//../sub/deep/..", "http://h//sub/",
+                               "/index/../%73ub/./", "/sub/../ten"})
+        EXPECT_EQ("404 close 404 Not Found\n", in_short(get(target))) << target;
+    EXPECT_EQ("200 0123456789", in_short(get("//index/../ten")));
+}
+
 TEST_F(HttpDirectory, KeepsToItsOptions) {
     how_ = {
         def_ombrel_http_directory_no_list | def_ombrel_http_directory_dot_files, nullptr, nullptr, 60, 1, 2};

@@ -36,6 +36,27 @@ std::string_view host_of(std::string_view target) {
     return slice(rest, 0, size);
 }
 
+/// Keeps the path once more, cleaned, where it has dots or empty names to be taken out.
+bool keep_clean_path(http_exchange& exchange, std::string_view encoded) {
+    http_request& request = exchange.request;
+    counted_block& texts = request.texts;
+    request.clean_path = request.path;
+    const char* const path = texts.data + request.path;
+    if (strstr(path, "//") == nullptr && strstr(path, "/.") == nullptr)
+        return true;
+    if (!texts.reserve(exchange.server->budget, encoded.size() + 2, server_tag))
+        return false;
+    char* const clean = texts.data + texts.size;
+    const int64_t size =
+        ombrel_clean_http_path(encoded.data(), encoded.size(), clean + 1, encoded.size() + 1);
+    if (size < 0)
+        return true; // what no handler of files takes
+    clean[0] = '/';
+    request.clean_path = texts.size;
+    texts.size += static_cast<size_t>(size) + 2;
+    return true;
+}
+
 bool keep_path(http_exchange& exchange, const ombrel_http_target_t& target) {
     http_request& request = exchange.request;
     counted_block& texts = request.texts;
@@ -49,7 +70,7 @@ bool keep_path(http_exchange& exchange, const ombrel_http_target_t& target) {
     request.has_path = size >= 0;
     texts.size += size >= 0 ? static_cast<size_t>(size) : 0;
     texts.data[texts.size++] = '\0';
-    return true;
+    return keep_clean_path(exchange, path);
 }
 
 } // namespace

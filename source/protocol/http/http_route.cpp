@@ -81,8 +81,7 @@ void add_word(char* text, size_t room, const char* word) {
 
 } // namespace
 
-const http_route* find_route(const http_server& server, const http_request& request) {
-    const char *const method = request.texts.data, *const path = request.texts.data + request.path;
+const http_route* find_route(const http_server& server, const char* method, const char* path) {
     const http_route* best = nullptr;
     for (const http_route* route = server.routes; route != nullptr; route = route->next)
         if (has_path(*route, path) && has_method(*route, method) && goes_before(*route, best, method))

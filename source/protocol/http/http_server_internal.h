@@ -43,6 +43,8 @@ enum class answer : uint8_t {
 struct http_request {
     counted_block texts;
     size_t target, path, host, fields;
+    size_t
+        clean_path; ///< without "." and ".." and empty names; as the path where it has none or leads nowhere
     size_t path_rest; ///< of the path, from its beginning
     size_t field_count;
     const http_route* route;
@@ -179,7 +181,7 @@ bool keep_field(http_exchange& exchange, const ombrel_http_event_t& event);
 // Routes (http_route.cpp).
 
 /// The one that takes the request, or null.
-const http_route* find_route(const http_server& server, const http_request& request);
+const http_route* find_route(const http_server& server, const char* method, const char* path);
 /// The methods of routes that have the path, with a comma between; empty for none.
 void list_methods(const http_server& server, const char* path, char* text, size_t room);
 void free_routes(http_server& server);
