@@ -8,7 +8,6 @@
 #include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "protocol/http/http_directory_internal.h"
-#include "text/digits.h"
 #include "text/slice.h"
 
 using namespace ombrel;
@@ -180,26 +179,6 @@ bool is_sound(const ombrel_http_directory_options_t& options) {
 }
 
 } // namespace
-
-int answer_by_fault(http_exchange& exchange) {
-    const fault_code code = last_fault().code;
-    const bool ran_out = code == fault_code::no_descriptor || code == fault_code::no_memory;
-    return ombrel_http_exchange_answer_error(&exchange, ran_out ? 503 : 404, nullptr);
-}
-
-bool put_encoded(counted_block& text, memory_budget& budget, std::string_view path) {
-    constexpr std::string_view kept = "-._~/!$()*+,;=:@";
-    for (const char c : path) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        const bool is_plain = (byte >= '0' && byte <= '9') || ((byte | 32) >= 'a' && (byte | 32) <= 'z');
-        char encoded[3] = {'%'};
-        put_hex(encoded + 1, byte);
-        const bool stays = is_plain || kept.find(c) != std::string_view::npos;
-        if (!text.append(budget, stays ? &c : encoded, stays ? 1 : sizeof encoded, tag))
-            return false;
-    }
-    return true;
-}
 
 } // namespace ombrel::protocol
 
