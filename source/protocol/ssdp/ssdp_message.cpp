@@ -112,6 +112,16 @@ bool read_kind(std::string_view text, ssdp_kind& kind) {
     return true;
 }
 
+/// What may be missing counts as not told where it makes no sense: some peers send -1 for no number.
+bool keep_server(char (&to)[def_ombrel_ssdp_server_size], std::string_view text) {
+    return !is_printable(text) || text.size() >= sizeof to || keep(to, text);
+}
+
+bool keep_number(int64_t& to, std::string_view text, int64_t most) {
+    parse_number(text, int64_t{0}, most, to);
+    return true;
+}
+
 bool read_field(field which, std::string_view text, ssdp_message& message) {
     switch (which) {
     case type_field:
@@ -123,7 +133,7 @@ bool read_field(field which, std::string_view text, ssdp_message& message) {
     case location_field:
         return is_ssdp_location(text) && keep(message.location, text);
     case server_field:
-        return is_printable(text) && keep(message.server, text);
+        return keep_server(message.server, text);
     case age_field:
         return read_max_age(text, message.max_age_s);
     case man_field:
@@ -131,11 +141,11 @@ bool read_field(field which, std::string_view text, ssdp_message& message) {
     case wait_field:
         return parse_number(text, 0, most_wait_s, message.wait_s);
     case boot_field:
-        return parse_number(text, int64_t{0}, most_boot_id, message.boot_id);
+        return keep_number(message.boot_id, text, most_boot_id);
     case next_boot_field:
-        return parse_number(text, int64_t{0}, most_boot_id, message.next_boot_id);
+        return keep_number(message.next_boot_id, text, most_boot_id);
     default:
-        return parse_number(text, int64_t{0}, most_config_id, message.config_id);
+        return keep_number(message.config_id, text, most_config_id);
     }
 }
 
@@ -158,7 +168,8 @@ bool take_field(const ombrel_http_event_t& event, unsigned& given, ssdp_message&
 
 bool has_needed(unsigned given, const ssdp_message& message) {
     const unsigned need = needed[static_cast<size_t>(message.kind)];
-    return (given & need) == need;
+    const bool is_update = message.kind == ssdp_kind::updated;
+    return (given & need) == need && (!is_update || message.next_boot_id >= 0);
 }
 
 } // namespace
