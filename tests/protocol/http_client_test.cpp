@@ -418,6 +418,10 @@ TEST_F(HttpClient, RefusesNonsense) {
         EXPECT_STREQ(expected, ombrel_fault_name(ombrel_last_fault()));
     }
     EXPECT_EQ(nullptr, ombrel_open_http_client(nullptr, nullptr));
+    for (const char* agent : {"a\r\nb", "\x01"}) {
+        options_.m_agent = agent;
+        EXPECT_EQ(nullptr, ombrel_open_http_client(base_, &options_));
+    }
     EXPECT_EQ(nullptr, ombrel_http_client_get(nullptr, "http://a/", on_end, this));
     EXPECT_EQ(-1, ombrel_http_call_cancel(nullptr) | ombrel_http_call_pause(nullptr) |
                       ombrel_http_call_resume(nullptr));

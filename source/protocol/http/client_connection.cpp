@@ -105,10 +105,14 @@ void on_connected(http_connection& connection) {
     ombrel_close_resolver(std::exchange(connection.answers, nullptr));
     connection.answer = nullptr;
     platform::prepare_wakeup_socket(connection.socket); // parts of requests go at once
-    if (is_quiet(connection))
+    char byte;
+    const int count = ombrel_recv_now(connection.socket, &byte, 1);
+    if (count == def_ombrel_socket_would_block)
         begin_request(connection);
-    else
+    else if (count > 0)
         fail_later(*connection.call, fault_code::violation, "the server did not wait for the request");
+    else
+        fail_later(*connection.call, fault_code::closed, "the server closed before the request");
 }
 
 // Addresses that are left share the time that is left.

@@ -37,6 +37,7 @@ http_host* new_host(ombrel_http_client_t& client, const http_target& target) {
     host->lookup.name = host->name;
     host->lookup.port = host->port;
     host_list(client.hosts).prepend(*host);
+    client.has_idle_hosts = true; // unless it gets what it was made for
     return host;
 }
 
@@ -156,8 +157,10 @@ void leave_queue(ombrel_http_call_t& call) {
     waiting_list(host.first_waiting, &host.last_waiting).unlink(call);
     call.is_queued = false;
     client.counts.m_waiting--;
-    if (host.first_waiting == nullptr)
-        turn_list(client.first_turn, &client.last_turn).unlink(host);
+    if (host.first_waiting != nullptr)
+        return;
+    turn_list(client.first_turn, &client.last_turn).unlink(host);
+    client.has_idle_hosts = true;
 }
 
 void wait_for_descriptor(ombrel_http_call_t& call) {
@@ -207,6 +210,8 @@ void go_on_connecting(const ombrel_http_client_t& client, const http_host& host)
 } // namespace
 
 void take_names(ombrel_http_client_t& client) {
+    if (client.names.first == nullptr)
+        return;
     for (http_host* host = client.hosts; host != nullptr; host = host->m_next) {
         const lookup_state state =
             host->is_asking ? look_at_name(client.names, host->lookup) : lookup_state::asked;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <utility>
 
 #include <ombrel/heap.h>
+#include <ombrel/http_field.h>
 #include <ombrel/network.h>
 #include <ombrel/string.h>
 #include <ombrel/time.h>
@@ -184,8 +186,10 @@ void on_work(ombrel_event_t*, int, uint32_t ready, void* context) {
 // ---- settings ----
 
 bool is_sane(const ombrel_http_client_options_t& options) {
-    return options.m_connection_limit > 0 && options.m_host_limit > 0 && options.m_head_limit > 0 &&
-           options.m_field_limit > 0 && options.m_redirect_limit >= 0;
+    const char* const agent = options.m_agent != nullptr ? options.m_agent : "";
+    return ombrel_is_http_value(agent, strlen(agent)) == 1 && options.m_connection_limit > 0 &&
+           options.m_host_limit > 0 && options.m_head_limit > 0 && options.m_field_limit > 0 &&
+           options.m_redirect_limit >= 0;
 }
 
 bool take_options(ombrel_http_client_t& client) {
