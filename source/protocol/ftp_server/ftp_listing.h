@@ -16,7 +16,10 @@ namespace ombrel::protocol {
 class ftp_listing {
 public:
     ftp_listing(const line_style& style, size_t limit) : style_(style), left_(limit) {}
-    ~ftp_listing() { platform::close_directory(directory_); }
+    ~ftp_listing() {
+        if (directory_ != nullptr)
+            platform::close_directory(directory_);
+    }
     ftp_listing(const ftp_listing&) = delete;
     ftp_listing& operator=(const ftp_listing&) = delete;
 
