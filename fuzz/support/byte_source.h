@@ -18,7 +18,8 @@ public:
     unsigned number(unsigned limit) { return byte() % limit; }
     /// Any bytes, their length before them.
     std::string bytes() {
-        const size_t size = std::min<size_t>(byte(), static_cast<size_t>(end_ - at_));
+        const size_t wanted = byte(); // before what is left is counted
+        const size_t size = std::min(wanted, static_cast<size_t>(end_ - at_));
         at_ += size;
         return {reinterpret_cast<const char*>(at_ - size), size};
     }
