@@ -2,10 +2,13 @@
 #include <algorithm>
 #include <numeric>
 
+#include <ombrel/event_base.h>
 #include <ombrel/fault.h>
 #include <ombrel/file.h>
 #include <ombrel/ftp.h>
+#include <ombrel/ftp_server.h>
 #include <ombrel/heap.h>
+#include <ombrel/secret.h>
 
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
@@ -109,9 +112,51 @@ protected:
         }
     }
 
+    void date_large() {
+        const ombrel_instant_t moment{981173106, 0};
+        ombrel_instant_t told{};
+        ombrel_ftp_entry_t entry;
+        EXPECT_EQ(0, ombrel_ftp_set_time(ftp_, "large", &moment)) << why();
+        EXPECT_EQ(0, ombrel_ftp_get_time(ftp_, "large", &told)) << why();
+        EXPECT_EQ(moment.m_seconds, told.m_seconds);
+        ASSERT_EQ(0, ombrel_ftp_get_entry(ftp_, "large", &entry)) << why();
+        EXPECT_EQ(static_cast<int64_t>(large), entry.m_size);
+        EXPECT_EQ(moment.m_seconds, entry.m_time.m_seconds);
+        EXPECT_NE(0u, entry.m_rights & def_ombrel_ftp_right_read);
+        EXPECT_STRNE("", entry.m_unique);
+    }
+
     const descriptor_balance descriptors_;
     const scratch_directory here_;
     ombrel_ftp_t* ftp_ = nullptr;
+};
+
+/// The library's own, whose loop has a thread here.
+class own_ftp_server : no_copy {
+public:
+    own_ftp_server() {
+        char secret[def_ombrel_secret_text_size];
+        const std::string root = directory / "";
+        ombrel_make_secret(secret, sizeof secret, "me", "word", nullptr);
+        const ombrel_ftp_account_t account{"me", secret, root.c_str(), 7};
+        EXPECT_EQ(0, ombrel_ftp_server_add_account(server_, &account));
+        port_ = ombrel_ftp_server_listen(server_, "127.0.0.1", 0);
+        thread_ = std::thread([this] { ombrel_event_base_dispatch(base_); });
+    }
+    ~own_ftp_server() {
+        ombrel_event_base_break_loop(base_);
+        thread_.join();
+        ombrel_close_ftp_server(server_);
+        ombrel_free_event_base(base_);
+    }
+    int port() const { return port_; }
+    const scratch_directory directory;
+
+private:
+    ombrel_event_base_t* const base_ = ombrel_new_event_base();
+    ombrel_ftp_server_t* const server_ = ombrel_open_ftp_server(base_, nullptr);
+    int port_ = 0;
+    std::thread thread_;
 };
 
 constexpr uint32_t ways[] = {0, def_ombrel_ftp_check_address | def_ombrel_ftp_not_extended,
@@ -129,6 +174,18 @@ TEST_F(FtpServers, VsftpdIsUsed) {
     }
 }
 
+TEST_F(FtpServers, OwnOneIsUsed) {
+    for (const uint32_t flags : ways) {
+        SCOPED_TRACE(flags);
+        const own_ftp_server server;
+        ASSERT_TRUE(open("127.0.0.1", server.port(), flags, "me", "word")) << why();
+        use(server.directory);
+        break_off(server.directory);
+        date_large();
+        EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
+    }
+}
+
 TEST_F(FtpServers, PyftpdlibIsUsed) {
     if (!python_ftp_server::is_there())
         GTEST_SKIP() << "pyftpdlib is not there; scripts/bootstrap test brings it";
@@ -140,17 +197,7 @@ TEST_F(FtpServers, PyftpdlibIsUsed) {
                 GTEST_SKIP() << host << ": " << why();
             use(server.directory);
             break_off(server.directory);
-            const ombrel_instant_t moment{981173106, 0};
-            ombrel_instant_t told{};
-            ombrel_ftp_entry_t entry;
-            EXPECT_EQ(0, ombrel_ftp_set_time(ftp_, "large", &moment)) << why();
-            EXPECT_EQ(0, ombrel_ftp_get_time(ftp_, "large", &told)) << why();
-            EXPECT_EQ(moment.m_seconds, told.m_seconds);
-            ASSERT_EQ(0, ombrel_ftp_get_entry(ftp_, "large", &entry)) << why();
-            EXPECT_EQ(static_cast<int64_t>(large), entry.m_size);
-            EXPECT_EQ(moment.m_seconds, entry.m_time.m_seconds);
-            EXPECT_NE(0u, entry.m_rights & def_ombrel_ftp_right_read);
-            EXPECT_STRNE("", entry.m_unique);
+            date_large();
             EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
         }
     }
