@@ -18,6 +18,10 @@
  * is opened. What is not served, whatever the reason, is answered 404: names that begin with a dot, links,
  * pipes and devices, files that may not be read.
  *
+ * Where the host takes names in upper and lower case for the same, as Windows does, a route that guards a
+ * part of a directory is passed by the other spelling: guard all of it, or keep what is guarded in a
+ * directory of its own.
+ *
  * @par Answers
  * Files have Last-Modified, an ETag of their size, time and identity, Accept-Ranges, and a Content-Type by
  * their name (ombrel_get_mime_type()). If-Match, If-None-Match, If-Modified-Since, If-Unmodified-Since and

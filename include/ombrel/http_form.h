@@ -163,13 +163,14 @@ OMBREL_API int ombrel_http_form_finish(ombrel_http_form_t* form);
 
 /** @name Why reading failed
  * @{ */
-#define def_ombrel_http_form_fault_none 0       /**< it did not */
-#define def_ombrel_http_form_fault_escape 1     /**< a "%" without two hexadecimal digits */
-#define def_ombrel_http_form_fault_nul 2        /**< a NUL where there may be none */
-#define def_ombrel_http_form_fault_boundary 3   /**< bytes where a boundary or the end of its line must be */
-#define def_ombrel_http_form_fault_head 4       /**< a line of a part's head that is no field */
-#define def_ombrel_http_form_fault_name 5       /**< a part without a name, or with two */
-#define def_ombrel_http_form_fault_encoding 6   /**< a part with a Content-Transfer-Encoding that changes it \
+#define def_ombrel_http_form_fault_none 0     /**< it did not */
+#define def_ombrel_http_form_fault_escape 1   /**< a "%" without two hexadecimal digits */
+#define def_ombrel_http_form_fault_nul 2      /**< a NUL where there may be none */
+#define def_ombrel_http_form_fault_boundary 3 /**< bytes where a boundary or the end of its line must be */
+#define def_ombrel_http_form_fault_head 4     /**< a line of a part's head that is no field */
+#define def_ombrel_http_form_fault_name 5     /**< a part without a name, or with two */
+#define def_ombrel_http_form_fault_encoding                                                                  \
+    6                                           /**< a part with a Content-Transfer-Encoding that changes it \
                                                  */
 #define def_ombrel_http_form_fault_end 7        /**< the body ended before the form did */
 #define def_ombrel_http_form_fault_part_limit 8 /**< more parts than allowed */

@@ -29,7 +29,8 @@
  * exact path comes before stars, a longer star before a shorter one; paths are compared decoded, in upper and
  * lower case as they are. A route for GET serves HEAD as well: the answer's body is then left out, whatever
  * the handler writes. A path whose routes have other methods is answered 405 with Allow, OPTIONS with Allow,
- * a path without a route by the options' handler or 404.
+ * a path without a route by the options' handler or 404. A path that would be another route's without "..",
+ * "." and empty names is answered 404, so that none leads round a route's guard.
  *
  * @par Bodies
  * As a rule the handler is called when the body has come whole, which costs as much memory as came; above

@@ -197,7 +197,8 @@ int begin_file(http_exchange& exchange, file_answer& answer, const file_facts& f
         ombrel_format_http_content_range(&answer.ranges[0], answer.total, place, sizeof place);
         ombrel_http_exchange_add_field(&exchange, "Content-Range", place);
     }
-    make_boundary(answer.boundary);
+    if (answer.has_parts)
+        make_boundary(answer.boundary);
     ombrel_snprintf(answer.type, sizeof answer.type, "%s", facts.type);
     ombrel_snprintf(type, sizeof type, answer.has_parts ? "multipart/byteranges; boundary=%s" : "%s",
                     answer.has_parts ? answer.boundary : facts.type);
