@@ -208,6 +208,9 @@ TEST(HttpParser, RefusesOtherMessages) {
         {"\r\nG", refused(def_ombrel_http_fault_incomplete, 3)},
         {"PUT / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n",
          "PUT / 10|Transfer-Encoding: chunked|" + refused(def_ombrel_http_fault_old_coding, 46)},
+        {"CONNECT h:1 HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n",
+         "CONNECT h:1 11|Host: h|Transfer-Encoding: chunked|" +
+             refused(def_ombrel_http_fault_connect_body, 61)},
         {"CONNECT h:1 HTTP/1.1\r\nHost: h\r\nContent-Length: 1\r\n\r\nx",
          "CONNECT h:1 11|Host: h|Content-Length: 1|" + refused(def_ombrel_http_fault_connect_body, 52)},
         {post("Content-Length: 3", "ab"), posted("Content-Length: 3|head length 3 keep|body ab|" +

@@ -24,7 +24,7 @@ inline const char* skip_http(const char* at, const char* end, http_class what) {
     return at;
 }
 
-inline std::string_view between(const char* start, const char* end) {
+inline std::string_view http_text_between(const char* start, const char* end) {
     return {start, static_cast<size_t>(end - start)};
 }
 
@@ -39,8 +39,8 @@ inline size_t scan_http_request_line(std::string_view text, http_request_line& p
     if (end - target_end < version_size + 3 || *target_end != ' ' ||
         !ends_http_line(version + version_size, end))
         return 0;
-    parts.method = between(start, method_end);
-    parts.target = between(method_end + 1, target_end);
+    parts.method = http_text_between(start, method_end);
+    parts.target = http_text_between(method_end + 1, target_end);
     parts.version = read_http_version({version, version_size});
     const bool is_sound = !parts.method.empty() && !parts.target.empty() && parts.version > 0 &&
                           find_http_target_form(parts, parts.form);
@@ -55,7 +55,7 @@ inline size_t scan_http_field_line(std::string_view text, http_field_line& parts
     const char* const value_end = skip_http_value(colon + 1, end);
     if (!ends_http_line(value_end, end))
         return 0;
-    parts = {between(start, colon), trim_http(between(colon + 1, value_end))};
+    parts = {http_text_between(start, colon), trim_http(http_text_between(colon + 1, value_end))};
     return static_cast<size_t>(value_end - start) + http_line_end.size();
 }
 
