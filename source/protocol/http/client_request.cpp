@@ -292,7 +292,8 @@ void ask_for_body(http_connection& connection) {
     ombrel_http_call_t& call = *connection.call;
     size_t room = area_size - chunk_front - chunk_back;
     if (!is_chunked(call))
-        room = std::min<uint64_t>(room, static_cast<uint64_t>(call.request.m_body_length - call.sent));
+        room = static_cast<size_t>(
+            std::min<uint64_t>(room, static_cast<uint64_t>(call.request.m_body_length - call.sent)));
     if (room == 0) {
         connection.body_ended = true;
         return;
