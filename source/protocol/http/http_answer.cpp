@@ -124,6 +124,7 @@ void complete(http_exchange& exchange) {
 void break_off(http_exchange& exchange) {
     flush_output(exchange);
     exchange.is_broken = true;
+    exchange.outcome = def_ombrel_http_exchange_failed;
     kick(exchange);
 }
 

@@ -21,12 +21,16 @@ void end_event(ombrel_event_t& event) {
 }
 
 void unlink_kicked(http_exchange& connection) {
-    for (http_exchange** link = &connection.server->kicked; connection.is_kicked;
-         link = &(*link)->next_kicked)
-        if (*link == &connection) {
-            *link = connection.next_kicked;
-            connection.is_kicked = false;
-        }
+    http_server& server = *connection.server;
+    http_exchange* before = nullptr;
+    if (!connection.is_kicked)
+        return;
+    for (http_exchange* one = server.kicked; one != &connection; one = one->next_kicked)
+        before = one;
+    (before != nullptr ? before->next_kicked : server.kicked) = connection.next_kicked;
+    if (server.last_kicked == &connection)
+        server.last_kicked = before;
+    connection.is_kicked = false;
 }
 
 void unlink(http_exchange& connection) {
@@ -156,8 +160,10 @@ void settle(http_exchange& connection) {
         say_goodbye(connection);
     if (!is_over(connection))
         watch(connection);
+    const bool failed = connection.outcome == def_ombrel_http_exchange_failed;
     if (is_over(connection))
-        close_connection(connection, def_ombrel_http_exchange_abandoned);
+        close_connection(connection,
+                         failed ? def_ombrel_http_exchange_failed : def_ombrel_http_exchange_abandoned);
 }
 
 void receive(http_exchange& connection) {
@@ -236,18 +242,23 @@ void kick(http_exchange& connection) {
     if (connection.is_busy || connection.is_kicked)
         return;
     connection.is_kicked = true;
-    connection.next_kicked = server.kicked;
-    server.kicked = &connection;
-    if (connection.next_kicked == nullptr) // a failure is made good by the sweep
-        ombrel_add_event(&server.kick_event, 0);
+    connection.next_kicked = nullptr;
+    (server.kicked != nullptr ? server.last_kicked->next_kicked : server.kicked) = &connection;
+    server.last_kicked = &connection;
+    ombrel_add_event(&server.kick_event, 0); // a failure is made good by the sweep
 }
 
+/// Each has one turn; those that are kicked meanwhile have theirs in the next iteration of the loop.
 void look_at_kicked(http_server& server) {
-    http_exchange* list = std::exchange(server.kicked, nullptr);
-    for (http_exchange* one = list; one != nullptr; one = one->next_kicked)
-        one->is_kicked = false;
-    while (list != nullptr)
-        settle(*std::exchange(list, list->next_kicked));
+    http_exchange* const last = server.kicked != nullptr ? server.last_kicked : nullptr;
+    for (bool goes_on = last != nullptr; goes_on;) {
+        http_exchange& first = *server.kicked;
+        goes_on = &first != last;
+        unlink_kicked(first);
+        settle(first);
+    }
+    if (server.kicked != nullptr)
+        ombrel_add_event(&server.kick_event, 0);
 }
 
 void end_exchange(http_exchange& exchange, int outcome) {

@@ -25,20 +25,27 @@ size_t send_now(http_exchange& connection, std::string_view bytes) {
     return sent;
 }
 
+/// Adds bytes to those that wait. False when there is no memory.
+bool queue(http_exchange& connection, std::string_view bytes) {
+    memory_budget& budget = connection.server->budget;
+    if (connection.output == nullptr)
+        connection.output = ombrel_open_buffer_ex(0);
+    if (connection.output == nullptr || !budget.take(bytes.size()))
+        return false;
+    const size_t kept = ombrel_push_buffer_ex(connection.output, bytes.data(), bytes.size(), 0);
+    budget.give(bytes.size() - kept);
+    return kept == bytes.size();
+}
+
 void keep(http_exchange& connection, std::string_view bytes) {
-    http_server& server = *connection.server;
     if (bytes.empty() || connection.is_broken)
         return;
     if (ombrel_get_buffer_size(connection.output) == 0)
-        connection.moved_ms = server.now;
-    if (connection.output == nullptr)
-        connection.output = ombrel_open_buffer_ex(0);
-    connection.is_broken = connection.output == nullptr || !server.budget.take(bytes.size());
-    if (connection.is_broken)
+        connection.moved_ms = connection.server->now;
+    if (queue(connection, bytes))
         return;
-    const size_t kept = ombrel_push_buffer_ex(connection.output, bytes.data(), bytes.size(), 0);
-    server.budget.give(bytes.size() - kept);
-    connection.is_broken = kept != bytes.size();
+    connection.is_broken = true;
+    connection.outcome = def_ombrel_http_exchange_failed;
 }
 
 void send_or_keep(http_exchange& connection, std::string_view bytes) {

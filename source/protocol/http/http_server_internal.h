@@ -118,7 +118,7 @@ struct ombrel_http_server_ts {
     ombrel::protocol::listener listener;
     ombrel::protocol::http_route* routes;
     ombrel_http_exchange_t* connections;
-    ombrel_http_exchange_t* kicked;
+    ombrel_http_exchange_t *kicked, *last_kicked; ///< the last one counts while there is a first
     ombrel::protocol::memory_budget budget;
     ombrel_http_server_counts_t counts;
     ombrel_event_t sweep_event, kick_event, stop_event;
