@@ -305,9 +305,9 @@ int run_nmea(int argc, char** argv) {
     const command_arguments<nmea_choice> arguments(table, argc, argv);
     if (!arguments)
         return arguments.exit_code();
-    const ombrel_nmea_options_t chosen = {
-        def_ombrel_nmea_bad_too | (arguments->is_unchecked != 0 ? def_ombrel_nmea_unchecked : 0),
-        static_cast<size_t>(arguments->length)};
+    const ombrel_nmea_options_t chosen = {def_ombrel_nmea_bad_too |
+                                              (arguments->is_unchecked != 0 ? def_ombrel_nmea_unchecked : 0),
+                                          static_cast<size_t>(arguments->length)};
     const heap_ptr<ombrel_nmea_reader_t> reader(ombrel_open_nmea_reader(&chosen, print_sentence, nullptr));
     if (!reader) {
         complain("nmea", "sentences", ombrel_fault_text());

@@ -202,6 +202,7 @@ TEST_F(Download, AHandlerHearsOfAllAndMayEndIt) {
     options_.m_handler = [](const ombrel_download_state_t* state, void* context) {
         auto& to = *static_cast<listener*>(context);
         EXPECT_LE(to.done, state->m_done);
+        EXPECT_TRUE(std::string(state->m_uri).ends_with("from"));
         to.done = state->m_done;
         if (to.phases.empty() || to.phases.back() != state->m_phase)
             to.phases.push_back(state->m_phase);

@@ -78,8 +78,6 @@ private:
     bool is_size_refused_ = false, is_target_failed_ = false, is_stale_ = false;
 };
 
-// ---- failures ----
-
 bool download::fail(int reason, fault_code code, string_view text, int peer_code) {
     transfer_error error;
     error.set(code, text, peer_code);
@@ -103,8 +101,6 @@ bool download::fail_by_watch() {
         return fail(watch_.reason(), fault_code::timed_out, "the time ran out");
     return fail(watch_.reason(), fault_code::interrupted, "it was ended");
 }
-
-// ---- what comes ----
 
 bool download::refuse_size() {
     is_size_refused_ = true;
@@ -138,8 +134,6 @@ bool download::take(const void* data, size_t size) {
     watch_.state().m_done = part_.size();
     return !is_target_failed_;
 }
-
-// ---- one source ----
 
 outcome download::store() {
     if (!watch_.enter(def_ombrel_download_storing))
@@ -226,6 +220,7 @@ outcome download::ask(int index) {
     constexpr int most_openings = 3; // going on, anew, and a server that still goes on
     index_ = index;
     watch_.state().m_source = result_.m_source = index;
+    watch_.state().m_uri = source(index);
     outcome came = outcome::later;
     bool wants_anew = true;
     for (int i = 0; i < most_openings && wants_anew; i++) {
@@ -236,8 +231,6 @@ outcome download::ask(int index) {
     }
     return came;
 }
-
-// ---- all of them ----
 
 outcome download::run_round() {
     outcome best = outcome::refused;
@@ -291,8 +284,6 @@ bool download::run_rounds() {
             return false;
     }
 }
-
-// ---- before it begins ----
 
 bool download::count_sources() {
     for (source_count_ = 1;

@@ -1,87 +1,32 @@
+// Which of the kinds of sources is asked.
 #include "protocol/download/download_source.h"
 
-#include <algorithm>
 #include <string_view>
 
-#include <ombrel/string.h>
-
-#include "text/slice.h"
-#include "text/uri_scheme.h"
+#include "protocol/download/source_scheme.h"
 
 namespace ombrel::protocol {
 
 namespace {
 
-using std::string_view;
-
-constexpr string_view usual_schemes = "https|http|ftps|ftp|tftp|file";
-
-string_view scheme_of(const char* uri) {
-    const string_view text = uri;
-    const size_t size = uri_scheme_size(text);
-    return size > 0 ? slice(text, 0, size) : "file";
+source_end fetch_by_scheme(const transfer& what) {
+    const std::string_view scheme = scheme_of(what.request.uri);
+    if (is_same_scheme(scheme, "http") || is_same_scheme(scheme, "https"))
+        return fetch_http(what);
+    return is_same_scheme(scheme, "ftp") ? fetch_ftp(what) : fetch_by_ctx(what);
 }
-
-bool is_same(string_view a, string_view b) {
-    return a.size() == b.size() && ombrel_strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-bool is_in_list(string_view list, string_view word) {
-    while (!list.empty()) {
-        const size_t end = std::min(list.find('|'), list.size());
-        if (is_same(slice(list, 0, end), word))
-            return true;
-        list = slice(list, end + 1);
-    }
-    return false;
-}
-
-constexpr fault_code of_the_moment[] = {fault_code::would_block,
-                                        fault_code::interrupted,
-                                        fault_code::in_progress,
-                                        fault_code::timed_out,
-                                        fault_code::busy,
-                                        fault_code::refused,
-                                        fault_code::unreachable,
-                                        fault_code::not_connected,
-                                        fault_code::aborted,
-                                        fault_code::reset,
-                                        fault_code::closed,
-                                        fault_code::input_output,
-                                        fault_code::other,
-                                        fault_code::unknown_host,
-                                        fault_code::address_in_use,
-                                        fault_code::violation,
-                                        fault_code::address_not_available};
 
 } // namespace
 
-source_end end_by_fault(fault_code code) {
-    const bool is_for_now =
-        std::find(std::begin(of_the_moment), std::end(of_the_moment), code) != std::end(of_the_moment);
-    return is_for_now ? source_end::failed : source_end::refused;
-}
-
-source_end fail_source(const transfer& what, fault_code code, string_view text, int peer_code) {
-    what.error.set(code, text, peer_code);
-    return end_by_fault(code);
-}
-
-bool is_allowed(const ombrel_download_options_t& options, const char* uri) {
-    return is_in_list(options.m_schemes != nullptr ? string_view(options.m_schemes) : usual_schemes,
-                      scheme_of(uri));
-}
-
 source_end fetch_source(const transfer& what) {
-    const string_view scheme = scheme_of(what.request.uri);
     what.watch.state().m_uri = what.request.uri;
     if (!is_allowed(what.request.options, what.request.uri))
         return fail_source(what, fault_code::invalid, "the scheme is not allowed");
     if (!what.watch.enter(def_ombrel_download_connecting))
         return source_end::stopped;
-    if (is_same(scheme, "http") || is_same(scheme, "https"))
-        return fetch_http(what);
-    return is_same(scheme, "ftp") ? fetch_ftp(what) : fetch_by_ctx(what);
+    const source_end end = fetch_by_scheme(what);
+    what.watch.state().m_uri = what.request.uri; // redirections end with the request
+    return end;
 }
 
 } // namespace ombrel::protocol

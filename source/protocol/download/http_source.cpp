@@ -6,8 +6,6 @@
 #include <ombrel/string.h>
 #include <ombrel/uri.h>
 
-#include "protocol/download/uri_reference.h"
-
 namespace ombrel::protocol {
 
 using system::quiet_ptr;
@@ -15,18 +13,6 @@ using system::quiet_ptr;
 namespace {
 
 constexpr call_site here{"ombrel_download_file", __LINE__};
-
-bool has_scheme(const char* uri, const char* scheme, size_t size) {
-    return ombrel_strncasecmp(uri, scheme, size) == 0;
-}
-
-bool is_safe(const char* uri) {
-    return has_scheme(uri, "https:", 6);
-}
-
-bool is_http(const char* uri) {
-    return is_safe(uri) || has_scheme(uri, "http:", 5);
-}
 
 bool is_same_host(const ombrel_uri_t& a, const ombrel_uri_t& b) {
     return a.m_host != nullptr && b.m_host != nullptr && strcmp(a.m_scheme, b.m_scheme) == 0 &&
@@ -42,22 +28,10 @@ http_step ask(const transfer& what, const char* uri) {
     http_login login{};
     if (first->m_user != nullptr && is_same_host(*first, *now))
         login = {first->m_user, first->m_password};
-    return is_safe(uri) ? ask_by_ctx(what, uri, login) : ask_by_client(what, uri, login);
+    return is_safe_http(uri) ? ask_by_ctx(what, uri, login) : ask_by_client(what, uri, login);
 }
 
 } // namespace
-
-http_step follow_redirect(const transfer& what, const char* uri, const char* location) {
-    quiet_ptr<char> next(resolve_uri_reference(uri, location, here));
-    if (!next)
-        return {fail_source(what, fault_code::no_memory, "no memory"), {}};
-    const bool is_good = is_http(next.get()) && is_allowed(what.request.options, next.get()) &&
-                         (is_safe(next.get()) || !is_safe(uri));
-    if (is_good)
-        return {source_end::failed, std::move(next)};
-    what.error.set(fault_code::rejected, "the server redirects to what is not allowed");
-    return {source_end::refused, {}};
-}
 
 source_end fetch_http(const transfer& what) {
     quiet_ptr<char> redirected;
@@ -70,7 +44,6 @@ source_end fetch_http(const transfer& what) {
         redirected = std::move(taken.next);
         uri = redirected.get();
     }
-    what.watch.state().m_uri = what.request.uri;
     return fail_source(what, fault_code::link_loop, "too many redirections");
 }
 

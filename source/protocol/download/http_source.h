@@ -12,6 +12,9 @@ struct http_step {
     system::quiet_ptr<char> next; ///< the URI of the other place; null at the end
 };
 
+/// Whether it is https.
+bool is_safe_http(const char* uri);
+
 /// The step to where a redirection leads, if that is allowed.
 http_step follow_redirect(const transfer& what, const char* uri, const char* location);
 

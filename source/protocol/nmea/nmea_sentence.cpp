@@ -349,8 +349,7 @@ bool read_nmea_sentence(string_view text, const ombrel_nmea_options_t& options,
     sentence.m_size = text.size();
     sentence.m_start = text.empty() ? '\0' : text.front();
     if (text.size() + line_end > options.m_length_limit)
-        return fail_at(sentence, def_ombrel_nmea_fault_too_long,
-                       options.m_length_limit - line_end);
+        return fail_at(sentence, def_ombrel_nmea_fault_too_long, options.m_length_limit - line_end);
     if (!check_characters(sentence) || !check_sum(sentence, options.m_flags) || !read_address(sentence))
         return false;
     count_fields(sentence);
