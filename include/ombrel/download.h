@@ -26,10 +26,11 @@
  *
  * @par Mirrors, retries
  * The URI comes first, then the mirrors in their order. One that fails is followed by the next; after the
- * last comes a pause, then the first again, as often as the retries say. Pauses grow, are shortened by up to
- * a half at random, so that many who failed together do not come back together, and are at least as long as a
- * server asked for by Retry-After, up to the longest pause. One that does not have the file (404), refuses it
- * (403), has one that is too large, or whose file has another digest, is not asked again.
+ * last comes a pause, then the first again, as often as the retries say. Pauses grow while no byte comes, are
+ * shortened by up to a half at random, so that many who failed together do not come back together, and are at
+ * least as long as a server asked for by Retry-After, up to the longest pause. One that does not have the
+ * file (404), refuses it (403), has one that is too large, or whose file has another digest, is not asked
+ * again.
  *
  * @par Resuming
  * What has come is kept beside the target in "NAME.part-download", what is known of it (its URI's digest, its
@@ -169,7 +170,7 @@ typedef struct ombrel_download_options_ts {
     int m_longest_pause_ms;
     /** For a source to be looked up, connected and to begin its answer; at first 30,000. */
     int m_connect_ms;
-    /** Without a byte; at first 60,000. */
+    /** Without a byte; at first 30,000. */
     int m_progress_ms;
     /** As a whole, pauses too; at first -1. Looking a name up and storing are not interrupted. */
     int m_whole_ms;

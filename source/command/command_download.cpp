@@ -22,7 +22,7 @@ struct download_choice {
     const char* name = nullptr;
     int64_t limit = def_ombrel_download_size_limit;
     int retries = 3;
-    int idle_ms = 60'000;
+    int idle_ms = 30'000;
     int whole_ms = -1;
     int is_quiet = 0, is_anew = 0;
     ombrel_argument_list_t mirrors{};
@@ -72,7 +72,7 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_time_limit,
      .m_offset = offsetof(download_choice, idle_ms),
      .m_value = "TIME",
-     .m_help = "leave a place from which nothing comes for so long (default 60s)"},
+     .m_help = "leave a place from which nothing comes for so long (default 30s)"},
     {.m_letter = 'T',
      .m_name = "timeout",
      .m_kind = def_ombrel_argument_time_limit,

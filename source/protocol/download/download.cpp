@@ -53,7 +53,7 @@ private:
     outcome finish_transfer(source_end end, bool& wants_anew);
     outcome check_whole(bool& wants_anew);
     outcome store();
-    bool pause(size_t round);
+    bool pause();
 
     bool begin(const source_answer& answer);
     bool take(const void* data, size_t size);
@@ -72,6 +72,8 @@ private:
     int source_count_ = 0;
     heap_ptr<bool> refused_; ///< which sources are not asked again
     int index_ = 0;
+    size_t fruitless_ = 0; ///< rounds in a row that brought no byte
+    int round_ = 0;
     int wait_ms_ = 0; ///< how long the sources want to be left alone
     int64_t total_ = -1;
     // Of the transfer that is under way.
@@ -254,16 +256,17 @@ int shortened(int64_t pause) {
     return static_cast<int>(static_cast<uint64_t>(pause) - half * dice / UINT32_MAX);
 }
 
-bool download::pause(size_t round) {
+/// As long as bytes come pauses stay short.
+bool download::pause() {
     const int64_t longest = std::max(options_.m_longest_pause_ms, options_.m_first_pause_ms);
     int64_t length = options_.m_first_pause_ms;
-    for (size_t i = 0; i < round && length < longest; i++)
+    for (size_t i = 1; i < fruitless_ && length < longest; i++)
         length *= options_.m_pause_factor;
     const int pause_ms =
         std::max(shortened(std::min(length, longest)), std::min(wait_ms_, static_cast<int>(longest)));
     wait_ms_ = 0;
     watch_.state().m_pause_ms = pause_ms;
-    watch_.state().m_round = static_cast<int>(std::min<size_t>(round, INT_MAX - 1)) + 1;
+    watch_.state().m_round = round_ = std::min(round_, INT_MAX - 1) + 1;
     const deadline end(pause_ms);
     bool goes_on = watch_.enter(def_ombrel_download_pausing);
     while (goes_on && !end.passed()) {
@@ -275,12 +278,12 @@ bool download::pause(size_t round) {
 
 bool download::run_rounds() {
     for (size_t round = 0;; round++) {
+        const int64_t before = part_.size();
         const outcome came = run_round();
         if (came != outcome::later)
             return came == outcome::done;
-        if (round == options_.m_retry_limit)
-            return false;
-        if (!pause(round))
+        fruitless_ = part_.size() > before ? 0 : fruitless_ + 1;
+        if (round == options_.m_retry_limit || !pause())
             return false;
     }
 }
@@ -414,7 +417,7 @@ int ombrel_init_download_options(ombrel_download_options_t* options) {
     options->m_pause_factor = 2;
     options->m_longest_pause_ms = 30'000;
     options->m_connect_ms = 30'000;
-    options->m_progress_ms = 60'000;
+    options->m_progress_ms = 30'000;
     options->m_whole_ms = -1;
     return 0;
 }
