@@ -145,10 +145,20 @@ bool download_part::catch_up(download_watch& watch) {
     return goes_on;
 }
 
+/// In one write to the file itself, so that a kill leaves nothing else behind: nothing has come yet that half
+/// of it could tell something wrong of.
 bool download_part::store_info() const {
     char text[part_info_room];
     const size_t size = format_part_info(info_, text);
-    return ombrel_store_file(info_path_.get(), text, size, def_ombrel_file_no_sync, options_.m_mode) == 0;
+    platform::file_access access;
+    access.write = access.create = access.truncate = access.refuse_link = true;
+    access.mode = options_.m_mode;
+    const int descriptor = platform::open_file(info_path_.get(), access);
+    if (descriptor < 0)
+        return false;
+    const bool is_written = system::write_whole(descriptor, text, size);
+    const fault why = last_fault();
+    return platform::close_file(descriptor) && (is_written || refuse(why.code));
 }
 
 /// In an order in which a kill at no moment leaves bytes beside what is known of others: they go first.
