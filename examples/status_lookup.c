@@ -174,7 +174,18 @@ static int begin_lookup(status_lookups_t* lookups, ombrel_http_exchange_t* excha
     return 0;
 }
 
+/* An address is its own answer, which nobody has to be asked for. */
+static int answer_with_address(ombrel_http_exchange_t* exchange, const char* text) {
+    ombrel_resolver_t* answers = ombrel_open_resolver(text, -1);
+    const int result = respond_addresses(exchange, answers);
+    ombrel_close_resolver(answers);
+    return result;
+}
+
 int answer_with_addresses(status_lookups_t* lookups, ombrel_http_exchange_t* exchange, const char* name) {
+    struct sockaddr_storage address;
+    if (ombrel_inet_ptos(AF_UNSPEC, name, 0, &address, sizeof address) == 0)
+        return answer_with_address(exchange, name);
     const load_t load = current_load(lookups, ombrel_http_exchange_get_peer(exchange));
     if (load.all >= lookups_at_once)
         return ombrel_http_exchange_answer_error(exchange, 503, "too many look-ups at once, try again later");

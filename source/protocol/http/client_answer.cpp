@@ -48,8 +48,6 @@ bool make_room(const ombrel_http_call_t& call, char*& block, size_t size, size_t
     return true;
 }
 
-// ---- the head ----
-
 bool begin_answer(ombrel_http_call_t& call, const ombrel_http_event_t& event) {
     call.status = event.m_status;
     call.texts_size = call.field_count = 0;
@@ -134,8 +132,6 @@ bool take_head(ombrel_http_call_t& call, const ombrel_http_event_t& event) {
     return call.use != answer_use::deliver || deliver_head(call, event);
 }
 
-// ---- the body ----
-
 bool collect(ombrel_http_call_t& call, const ombrel_http_text_t& data) {
     if (!make_room(call, call.body, call.body_size, data.m_size + 1, call.body_room, first_body_room))
         return refuse_memory(call);
@@ -166,8 +162,6 @@ bool take_body(ombrel_http_call_t& call, const ombrel_http_event_t& event) {
     return settle_handler(call, call.request.m_data_handler(&call, event.m_data.m_data, event.m_data.m_size,
                                                             call.request.m_context));
 }
-
-// ---- the end ----
 
 bool finish_answer(ombrel_http_call_t& call, const ombrel_http_event_t& event, bool has_more) {
     if (call.status == 0)

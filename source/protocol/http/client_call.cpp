@@ -201,8 +201,6 @@ void note_progress(ombrel_http_call_t& call) {
         call.stage_end = moment_after(call.client->options.m_progress_ms);
 }
 
-// ---- ends ----
-
 namespace {
 
 // Keeps the call's record, out of all lists, until nobody can hold it any more.

@@ -74,8 +74,6 @@ void look_later(http_connection& connection) {
     wake_client(*connection.client);
 }
 
-// ---- connecting ----
-
 namespace {
 
 http_connection* new_connection(ombrel_http_call_t& call) {
@@ -251,8 +249,6 @@ void open_connection(ombrel_http_call_t& call) {
         fail_later(call, fault_code::no_memory, "no memory");
 }
 
-// ---- what comes ----
-
 bool is_quiet(const http_connection& connection) {
     char byte;
     return ombrel_recv_now(connection.socket, &byte, 1) == def_ombrel_socket_would_block;
@@ -321,8 +317,6 @@ void look_at(http_connection& connection) {
     if (!connection.is_gone)
         watch(connection);
 }
-
-// ---- the end ----
 
 void close_connection(http_connection& connection) {
     ombrel_http_client_t& client = *connection.client;

@@ -182,7 +182,7 @@ using waiting_list =
 using connection_list = node_list<http_connection>;
 using idle_list = node_list<http_connection, &http_connection::m_idle_prev, &http_connection::m_idle_next>;
 
-// ---- http_client.cpp ----
+// In http_client.cpp:
 
 /// Whoever calls handlers, or changes what connections and calls there are, does so within one.
 class client_scope {
@@ -205,7 +205,7 @@ void expect_moment(ombrel_http_client_t& client, uint64_t moment);
 /// Has the next iteration look at failed calls, ready connections and answered names.
 void wake_client(ombrel_http_client_t& client);
 
-// ---- client_call.cpp ----
+// In client_call.cpp:
 
 /// A call that waits nowhere yet; null leaves the fault.
 ombrel_http_call_t* new_call(ombrel_http_client_t& client, const ombrel_http_client_request_t& request);
@@ -235,7 +235,7 @@ void free_call(ombrel_http_call_t* call);
 /// Ends the use of a handler. False when the call is over, as by another result than 0.
 bool settle_handler(ombrel_http_call_t& call, int result);
 
-// ---- client_pool.cpp ----
+// In client_pool.cpp:
 
 /// Gives the call a connection, or has it wait for one.
 void place_call(ombrel_http_call_t& call);
@@ -263,7 +263,7 @@ void forget_host(ombrel_http_client_t& client, http_host& host);
 
 void drop_idle(ombrel_http_client_t& client, uint64_t ended_by);
 
-// ---- client_connection.cpp ----
+// In client_connection.cpp:
 
 /// Opens a connection for the call, which may fail later.
 void open_connection(ombrel_http_call_t& call);
@@ -288,7 +288,7 @@ void watch(http_connection& connection);
 void look_later(http_connection& connection);
 void look_at(http_connection& connection);
 
-// ---- client_request.cpp ----
+// In client_request.cpp:
 
 /// Sends the head, and what needs no handler of the body.
 void begin_request(http_connection& connection);
@@ -308,7 +308,7 @@ bool can_repeat(const ombrel_http_call_t& call);
 /// Forgets the answer, so that the request can be sent again.
 void prepare_request(ombrel_http_call_t& call);
 
-// ---- client_answer.cpp ----
+// In client_answer.cpp:
 
 /// Takes bytes of the answer. The call may end by it.
 void take_bytes(http_connection& connection, const char* data, size_t size);
@@ -319,7 +319,7 @@ void take_held(http_connection& connection);
 /// The server sends no more, or broke off.
 void take_end(http_connection& connection, fault_code why);
 
-// ---- client_redirect.cpp ----
+// In client_redirect.cpp:
 
 /// What becomes of the answer whose head is there. False when the call has failed.
 bool choose_use(ombrel_http_call_t& call);

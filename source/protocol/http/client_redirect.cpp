@@ -31,8 +31,6 @@ size_t values_of(const ombrel_http_call_t& call, const char* name, const char** 
     return count;
 }
 
-// ---- redirects ----
-
 bool is_redirect(int status) {
     switch (status) {
     case 301:
@@ -94,8 +92,6 @@ void follow(ombrel_http_call_t& call) {
     else
         free_target(left);
 }
-
-// ---- challenges ----
 
 bool choose_challenge(ombrel_http_call_t& call) {
     const bool is_proxy = call.status == 407;

@@ -46,8 +46,6 @@ int64_t body_length(const ombrel_http_call_t& call) {
                                   : static_cast<int64_t>(collected_body(call).size());
 }
 
-// ---- the head ----
-
 bool is_field(const ombrel_http_client_field_t& field, const char* name) {
     return ombrel_is_http_name(field.m_name, strlen(field.m_name), name) == 1;
 }
@@ -128,8 +126,6 @@ void write_head(ombrel_http_writer_t& head, ombrel_http_call_t& call) {
     write_framing(head, call);
     ombrel_http_writer_end_head(&head);
 }
-
-// ---- sending ----
 
 // Takes what the socket takes now off the front.
 void send_now(http_connection& connection, std::string_view& data) {
@@ -216,8 +212,6 @@ void send_head(http_connection& connection, std::string_view head) {
     if (!connection.is_gone)
         look_later(connection);
 }
-
-// ---- bodies ----
 
 // False when the call has ended.
 bool rewind_body(http_connection& connection) {

@@ -94,8 +94,6 @@ client_scope::~client_scope() {
 
 namespace {
 
-// ---- time ----
-
 const char* stage_text(const ombrel_http_call_t& call, uint64_t now) {
     if (call.whole_end <= now)
         return "the call took too long";
@@ -155,8 +153,6 @@ void on_timer(ombrel_event_t*, int, uint32_t ready, void* context) {
         expect_moment(client, next_moment(client));
 }
 
-// ---- what was put off ----
-
 void end_failed(ombrel_http_client_t& client) {
     while (ombrel_http_call_t* const call = client.first_failed)
         end_call(*call, -1);
@@ -182,8 +178,6 @@ void on_work(ombrel_event_t*, int, uint32_t ready, void* context) {
     end_failed(client);
     look_at_ready(client);
 }
-
-// ---- settings ----
 
 bool is_sane(const ombrel_http_client_options_t& options) {
     const char* const agent = options.m_agent != nullptr ? options.m_agent : "";

@@ -89,8 +89,6 @@ void keep_answer(fetch& job, ombrel_http_call_t* call) {
         job.error.set(fault_code::no_memory, "no memory");
 }
 
-// ---- handlers: the user's, with his context ----
-
 int on_end(ombrel_http_call_t* call, void* context) {
     fetch& job = fetch_of(context);
     keep_answer(job, call);
