@@ -420,6 +420,27 @@ TEST_F(HttpServer, HoldsABodyUntilItIsWanted) {
     EXPECT_EQ("200 200 OK\n", in_short(hear(s)));
 }
 
+TEST_F(HttpServer, AnswersLaterWhileItLooksForLateClients) {
+    OMBREL_TEST_NEEDS_TIME_TRAVEL();
+    time_travel clock;
+    exchange* deferred = nullptr;
+    open();
+    route(
+        "GET", "/later",
+        [](exchange* e, void* context) {
+            *static_cast<exchange**>(context) = e;
+            return ombrel_http_exchange_defer(
+                e, [](exchange*, int, void*) {}, nullptr);
+        },
+        &deferred);
+    const owned_socket s = connect();
+    say(s, "GET /later HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    ASSERT_TRUE(turn_until([&] { return deferred != nullptr; }));
+    clock.skip_seconds(40);
+    EXPECT_EQ(0, ombrel_http_exchange_answer(deferred, 200, nullptr, "later", 5));
+    EXPECT_EQ("200 close later", in_short(hear(s)));
+}
+
 TEST_F(HttpServer, EndsWhatTakesTooLong) {
     OMBREL_TEST_NEEDS_TIME_TRAVEL();
     static constexpr struct {

@@ -303,7 +303,9 @@ void close_connection(http_exchange& connection, int outcome) {
 void end_late(http_exchange& connection) {
     const ombrel_http_server_options_t& options = connection.server->options;
     look_for_progress(connection);
-    if (unsent(connection) > 0 && has_passed(connection, connection.moved_ms, options.m_progress_ms))
+    // What is only gathered was not offered yet.
+    if (ombrel_get_buffer_size(connection.output) > 0 &&
+        has_passed(connection, connection.moved_ms, options.m_progress_ms))
         close_connection(connection, def_ombrel_http_exchange_abandoned);
     else if (connection.lingers && connection.said_goodbye &&
              has_passed(connection, connection.began_ms, linger_ms))
