@@ -46,7 +46,7 @@ void forget_connection(ombrel_ftp_t& ftp) {
 
 /// A command that has to succeed, with a text that may not be missing.
 int do_command(ombrel_ftp_t* ftp, const char* verb, const char* argument) {
-    return may_ask(ftp, argument) ? end_call(*ftp, ftp->session.command(verb, argument)) : -1;
+    return may_ask(ftp, argument) ? end_ftp_call(*ftp, ftp->session.command(verb, argument)) : -1;
 }
 
 /// Commands that would leave the session waiting for what does not come, or speaking another language. What
@@ -125,32 +125,32 @@ int ombrel_close_ftp(ombrel_ftp_t* ftp) {
 
 int ombrel_ftp_connect(ombrel_ftp_t* ftp, const char* host, int port) {
     if (ftp == nullptr || host == nullptr || host[0] == '\0' || port < 1 || port > max_port)
-        return refuse_call(ftp, fault_code::invalid, "no host to connect to");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no host to connect to");
     ombrel_ftp_disconnect(ftp);
     forget_connection(*ftp);
     ftp->session.error().clear();
     const bool good = ftp->session.connect(host, port);
     if (!good)
         ftp->session.disconnect();
-    return end_call(*ftp, good);
+    return end_ftp_call(*ftp, good);
 }
 
 int ombrel_ftp_log_in(ombrel_ftp_t* ftp, const char* user, const char* password, const char* account) {
     for (const char* const text : {user, password, account}) {
         if (text != nullptr && !is_ftp_argument(text))
-            return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+            return refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry");
     }
     if (!may_ask(ftp))
         return -1;
     const bool asks = (ftp->options.m_flags & def_ombrel_ftp_no_features) == 0;
-    return end_call(*ftp, ftp->session.log_in(user, password, account) && (!asks || find_features(*ftp)));
+    return end_ftp_call(*ftp, ftp->session.log_in(user, password, account) && (!asks || find_features(*ftp)));
 }
 
 int ombrel_ftp_disconnect(ombrel_ftp_t* ftp) {
     if (ftp == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no session");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no session");
     const bool good = !ftp->session.is_busy() || finish_transfer(*ftp);
-    const int result = end_call(*ftp, good);
+    const int result = end_ftp_call(*ftp, good);
     ftp->session.disconnect();
     return result;
 }
@@ -178,19 +178,19 @@ uint32_t ombrel_ftp_get_features(const ombrel_ftp_t* ftp) {
 int ombrel_ftp_command(ombrel_ftp_t* ftp, const char* verb, const char* argument) {
     char upper[longest_verb + 1];
     if (verb == nullptr || !is_free_verb(verb, upper))
-        return refuse_call(ftp, fault_code::invalid, "a command that is not for this");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a command that is not for this");
     if (argument == nullptr)
         argument = "";
     if (!is_ftp_argument(argument))
-        return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
-    if (!may_ask(ftp) || end_call(*ftp, ftp->session.ask(upper, argument)) != 0)
+        return refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry");
+    if (!may_ask(ftp) || end_ftp_call(*ftp, ftp->session.ask(upper, argument)) != 0)
         return -1;
     return ftp->session.control().code();
 }
 
 int ombrel_ftp_rename(ombrel_ftp_t* ftp, const char* from, const char* to) {
     if (!is_ftp_path(to))
-        return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry");
     if (!may_ask(ftp, from))
         return -1;
     ftp_session& session = ftp->session;
@@ -198,7 +198,7 @@ int ombrel_ftp_rename(ombrel_ftp_t* ftp, const char* from, const char* to) {
         session.ask("RNFR", from) &&
         (session.control().code() == more_wanted || session.control().refuse(session.error())) &&
         session.command("RNTO", to);
-    return end_call(*ftp, good);
+    return end_ftp_call(*ftp, good);
 }
 
 int ombrel_ftp_remove_file(ombrel_ftp_t* ftp, const char* path) {
@@ -218,22 +218,22 @@ int ombrel_ftp_change_directory(ombrel_ftp_t* ftp, const char* path) {
 }
 
 int ombrel_ftp_change_to_parent(ombrel_ftp_t* ftp) {
-    return may_ask(ftp) ? end_call(*ftp, ftp->session.command("CDUP", "")) : -1;
+    return may_ask(ftp) ? end_ftp_call(*ftp, ftp->session.command("CDUP", "")) : -1;
 }
 
 int64_t ombrel_ftp_get_directory(ombrel_ftp_t* ftp, char* buffer, size_t size) {
     if (buffer == nullptr || size == 0)
-        return refuse_call(ftp, fault_code::invalid, "no room for a path");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no room for a path");
     if (!may_ask(ftp))
         return -1;
     ftp_session& session = ftp->session;
     if (!session.command("PWD", ""))
-        return end_call(*ftp, false);
+        return end_ftp_call(*ftp, false);
     const ptrdiff_t length = parse_ftp_path(session.control().text(), buffer, size);
     if (length >= 0)
-        return end_call(*ftp, true), length;
-    return length == -2 ? refuse_call(ftp, fault_code::too_large, "the path is longer than the room")
-                        : refuse_call(ftp, fault_code::violation, "the reply to PWD has no path");
+        return end_ftp_call(*ftp, true), length;
+    return length == -2 ? refuse_ftp_call(ftp, fault_code::too_large, "the path is longer than the room")
+                        : refuse_ftp_call(ftp, fault_code::violation, "the reply to PWD has no path");
 }
 
 int64_t ombrel_ftp_get_size(ombrel_ftp_t* ftp, const char* path) {
@@ -242,35 +242,35 @@ int64_t ombrel_ftp_get_size(ombrel_ftp_t* ftp, const char* path) {
     ftp_session& session = ftp->session;
     uint64_t size = 0;
     if (!session.set_type('I') || !session.command("SIZE", path))
-        return end_call(*ftp, false);
+        return end_ftp_call(*ftp, false);
     if (!parse_ftp_size(session.control().text(), size))
-        return refuse_call(ftp, fault_code::violation, "the reply to SIZE has no size");
-    return end_call(*ftp, true), static_cast<int64_t>(size);
+        return refuse_ftp_call(ftp, fault_code::violation, "the reply to SIZE has no size");
+    return end_ftp_call(*ftp, true), static_cast<int64_t>(size);
 }
 
 int ombrel_ftp_get_time(ombrel_ftp_t* ftp, const char* path, ombrel_instant_t* time) {
     if (time == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no room for a time");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no room for a time");
     if (!may_ask(ftp, path))
         return -1;
     if (!ftp->session.command("MDTM", path))
-        return end_call(*ftp, false);
+        return end_ftp_call(*ftp, false);
     return parse_ftp_time(ftp->session.control().text(), *time)
-               ? end_call(*ftp, true)
-               : refuse_call(ftp, fault_code::violation, "the reply to MDTM has no time");
+               ? end_ftp_call(*ftp, true)
+               : refuse_ftp_call(ftp, fault_code::violation, "the reply to MDTM has no time");
 }
 
 int ombrel_ftp_set_time(ombrel_ftp_t* ftp, const char* path, const ombrel_instant_t* time) {
     char argument[most_ftp_command], text[ftp_time_room];
     if (time == nullptr || !write_ftp_time(*time, text))
-        return refuse_call(ftp, fault_code::invalid, "a time that no command can carry");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a time that no command can carry");
     if (!may_ask(ftp, path))
         return -1;
     if (ftp->has_features && !has_feature(*ftp, def_ombrel_ftp_feature_mfmt))
-        return refuse_call(ftp, fault_code::not_supported, "the server sets no times");
+        return refuse_ftp_call(ftp, fault_code::not_supported, "the server sets no times");
     ombrel_snprintf(argument, sizeof argument, "%s %s", text, path);
     const bool good = ftp->session.command("MFMT", argument);
     if (!good && ftp->session.is_connected() && is_missing(ftp->session))
-        return refuse_call(ftp, fault_code::not_supported, "the server sets no times");
-    return end_call(*ftp, good);
+        return refuse_ftp_call(ftp, fault_code::not_supported, "the server sets no times");
+    return end_ftp_call(*ftp, good);
 }

@@ -138,35 +138,35 @@ bool ftp_list_run::take(std::string_view bytes) {
 int ombrel_ftp_list(ombrel_ftp_t* ftp, const char* path, int form, ombrel_ftp_entry_handler_t handler,
                     void* context) {
     if (!is_form(form) || handler == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "a form or a handler that is none");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a form or a handler that is none");
     if (!(path != nullptr ? may_ask(ftp, path) : may_ask(ftp)))
         return -1;
     const heap_ptr<ftp_list_run> run(allocate_record<ftp_list_run>("ombrel_ftp_list", __LINE__));
     if (!run)
-        return refuse_call(ftp, fault_code::no_memory, "out of memory");
+        return refuse_ftp_call(ftp, fault_code::no_memory, "out of memory");
     new (run.get()) ftp_list_run(*ftp, handler, context);
     const int result = run->run(path != nullptr ? path : "", form);
-    end_call(*ftp, !ftp->session.error());
+    end_ftp_call(*ftp, !ftp->session.error());
     return result;
 }
 
 int ombrel_ftp_begin_list(ombrel_ftp_t* ftp, const char* path, int form) {
     if (!is_form(form))
-        return refuse_call(ftp, fault_code::invalid, "a form that is none");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a form that is none");
     if (!(path != nullptr ? may_ask(ftp, path) : may_ask(ftp)))
         return -1;
     const int taken = begin_guarded(*ftp, path != nullptr ? path : "", form);
-    end_call(*ftp, taken != -1);
+    end_ftp_call(*ftp, taken != -1);
     return taken;
 }
 
 int ombrel_ftp_get_entry(ombrel_ftp_t* ftp, const char* path, ombrel_ftp_entry_t* entry) {
     if (entry == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no room for an entry");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no room for an entry");
     if (!(path != nullptr ? may_ask(ftp, path) : may_ask(ftp)))
         return -1;
     if (!ftp->session.command("MLST", path != nullptr ? path : ""))
-        return end_call(*ftp, false);
+        return end_ftp_call(*ftp, false);
     // The facts stand in the middle of three lines, behind a space.
     std::string_view text = ftp->session.control().whole_text();
     text = slice(text, std::min(text.find('\n'), text.size() - 1) + 1);
@@ -175,8 +175,8 @@ int ombrel_ftp_get_entry(ombrel_ftp_t* ftp, const char* path, ombrel_ftp_entry_t
         copy_printable(ftp->entry_line, sizeof ftp->entry_line, slice(text, text.starts_with(' ') ? 1 : 0));
     if (length == 0 || ombrel_parse_ftp_entry(def_ombrel_ftp_list_facts, ftp->entry_line, nullptr,
                                               ftp->entry_room, sizeof ftp->entry_room, entry) != 0)
-        return refuse_call(ftp, fault_code::violation, "the reply to MLST has no facts");
+        return refuse_ftp_call(ftp, fault_code::violation, "the reply to MLST has no facts");
     return entry->m_kind != def_ombrel_ftp_kind_unread
-               ? end_call(*ftp, true)
-               : refuse_call(ftp, fault_code::violation, "the reply to MLST has no facts");
+               ? end_ftp_call(*ftp, true)
+               : refuse_ftp_call(ftp, fault_code::violation, "the reply to MLST has no facts");
 }

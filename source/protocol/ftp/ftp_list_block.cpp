@@ -88,24 +88,24 @@ ombrel_ftp_entry_t* make_block(const kept_lines& lines, const ftp_list_run& run,
 ombrel_ftp_entry_t* ombrel_alloc_ftp_list_tag(ombrel_ftp_t* ftp, const char* path, int form, size_t* count,
                                               const char* function, unsigned long line) {
     if (form < def_ombrel_ftp_list_best || form > def_ombrel_ftp_list_names)
-        return refuse_call(ftp, fault_code::invalid, "a form that is none"), nullptr;
+        return refuse_ftp_call(ftp, fault_code::invalid, "a form that is none"), nullptr;
     if (!(path != nullptr ? may_ask(ftp, path) : may_ask(ftp)))
         return nullptr;
     kept_lines lines(function, line);
     const heap_ptr<ftp_list_run> run(allocate_record<ftp_list_run>(function, line));
     if (!run)
-        return refuse_call(ftp, fault_code::no_memory, "out of memory"), nullptr;
+        return refuse_ftp_call(ftp, fault_code::no_memory, "out of memory"), nullptr;
     new (run.get()) ftp_list_run(*ftp, keep_line, &lines);
     const int result = run->run(path != nullptr ? path : "", form);
     if (result != 0 && ftp->session.error())
-        return end_call(*ftp, false), nullptr;
+        return end_ftp_call(*ftp, false), nullptr;
     if (result != 0)
-        return refuse_call(ftp, fault_code::no_memory, "the list was not kept"), nullptr;
+        return refuse_ftp_call(ftp, fault_code::no_memory, "the list was not kept"), nullptr;
     ombrel_ftp_entry_t* const entries = make_block(lines, *run, function, line);
     if (entries == nullptr)
-        return refuse_call(ftp, fault_code::no_memory, "out of memory"), nullptr;
+        return refuse_ftp_call(ftp, fault_code::no_memory, "out of memory"), nullptr;
     if (count != nullptr)
         *count = lines.count();
-    end_call(*ftp, true);
+    end_ftp_call(*ftp, true);
     return entries;
 }

@@ -4,7 +4,7 @@
 
 namespace ombrel::protocol {
 
-int refuse_call(ombrel_ftp_t* ftp, fault_code fault, const char* text) {
+int refuse_ftp_call(ombrel_ftp_t* ftp, fault_code fault, const char* text) {
     if (ftp != nullptr) {
         ftp->shown.clear();
         ftp->shown.set(fault, text);
@@ -15,11 +15,11 @@ int refuse_call(ombrel_ftp_t* ftp, fault_code fault, const char* text) {
 
 bool may_ask(ombrel_ftp_t* ftp) {
     if (ftp == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no session") == 0;
+        return refuse_ftp_call(ftp, fault_code::invalid, "no session") == 0;
     if (!ftp->session.is_connected())
-        return refuse_call(ftp, fault_code::not_connected, "there is no connection to a server") == 0;
+        return refuse_ftp_call(ftp, fault_code::not_connected, "there is no connection to a server") == 0;
     if (ftp->session.is_busy())
-        return refuse_call(ftp, fault_code::busy, "a transfer is under way") == 0;
+        return refuse_ftp_call(ftp, fault_code::busy, "a transfer is under way") == 0;
     ftp->has_begun = false;
     ftp->session.error().clear();
     return true;
@@ -35,11 +35,11 @@ bool is_ftp_path(const char* text) {
 
 bool may_ask(ombrel_ftp_t* ftp, const char* path) {
     if (!is_ftp_path(path))
-        return refuse_call(ftp, fault_code::invalid, "a name that no command can carry") == 0;
+        return refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry") == 0;
     return may_ask(ftp);
 }
 
-int end_call(ombrel_ftp_t& ftp, bool good) {
+int end_ftp_call(ombrel_ftp_t& ftp, bool good) {
     ftp.shown.clear();
     if (good)
         return 0;
@@ -84,11 +84,15 @@ bool ask_size(ombrel_ftp_t& ftp, const char* path, std::optional<uint64_t>& size
     return lacks_it || ftp.session.find_size(path, size);
 }
 
+int64_t total_of(const ombrel_ftp_t& ftp) {
+    return static_cast<int64_t>(ftp.session.size().value_or(UINT64_MAX));
+}
+
 int show_progress(ombrel_ftp_t& ftp) {
     if (ftp.options.m_progress_handler == nullptr)
         return 0;
-    int64_t done, total;
-    ombrel_ftp_get_progress(&ftp, &done, &total);
+    const int64_t done = static_cast<int64_t>(ftp.session.position());
+    const int64_t total = total_of(ftp);
     return ftp.options.m_progress_handler(&ftp, done, total, ftp.options.m_context);
 }
 

@@ -23,7 +23,7 @@ struct ombrel_ftp_ts {
 namespace ombrel::protocol {
 
 /// Makes a call's own refusal known, which is none of a transfer's failures. @return -1
-int refuse_call(ombrel_ftp_t* ftp, fault_code fault, const char* text);
+int refuse_ftp_call(ombrel_ftp_t* ftp, fault_code fault, const char* text);
 
 /// Whether a text can be a path in a command: not empty, of one line, not too long.
 bool is_ftp_path(const char* text);
@@ -34,7 +34,7 @@ bool may_ask(ombrel_ftp_t* ftp);
 bool may_ask(ombrel_ftp_t* ftp, const char* path);
 
 /// Makes the session's failure known, if there is one. @return 0 or -1
-int end_call(ombrel_ftp_t& ftp, bool good);
+int end_ftp_call(ombrel_ftp_t& ftp, bool good);
 
 /// What a plain transfer needs of the session: the type, and a mark that it has begun.
 bool begin_transfer(ombrel_ftp_t& ftp, const ftp_job& job, bool converts);
@@ -46,6 +46,9 @@ bool finish_transfer(ombrel_ftp_t& ftp);
 
 /// Asks for the size of a file, unless it is known that the server tells none.
 bool ask_size(ombrel_ftp_t& ftp, const char* path, std::optional<uint64_t>& size);
+
+/// Bytes of the file that is transferred; -1 where they are not known.
+int64_t total_of(const ombrel_ftp_t& ftp);
 
 /// Tells the progress handler. @return 0, or its result that ends the call
 int show_progress(ombrel_ftp_t& ftp);

@@ -14,19 +14,19 @@ constexpr int no_offset = 0;
 int begin_file(ombrel_ftp_t* ftp, ftp_job job, int64_t offset, uint32_t flags) {
     job.is_text = (flags & def_ombrel_ftp_text) != 0;
     if (offset < 0 || (job.is_text && offset > 0) || (flags & ~def_ombrel_ftp_text) != 0)
-        return refuse_call(ftp, fault_code::invalid, "a place or a flag that makes no sense");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a place or a flag that makes no sense");
     job.offset = static_cast<uint64_t>(offset);
-    if (!may_ask(ftp) || end_call(*ftp, ftp->session.set_type(job.is_text ? 'A' : 'I')) != 0)
+    if (!may_ask(ftp) || end_ftp_call(*ftp, ftp->session.set_type(job.is_text ? 'A' : 'I')) != 0)
         return -1;
     if (!job.sends && !job.is_text && !ask_size(*ftp, job.argument, job.size))
-        return end_call(*ftp, false);
-    return end_call(*ftp, begin_transfer(*ftp, job, job.is_text));
+        return end_ftp_call(*ftp, false);
+    return end_ftp_call(*ftp, begin_transfer(*ftp, job, job.is_text));
 }
 
 int begin_named(ombrel_ftp_t* ftp, const ftp_job& job, int64_t offset, uint32_t flags) {
     return is_ftp_path(job.argument)
                ? begin_file(ftp, job, offset, flags)
-               : refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+               : refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry");
 }
 
 /// "FILE: name" (RFC 1123), which begins the reply's text.
@@ -41,13 +41,13 @@ void note_stored_name(ombrel_ftp_t& ftp) {
 bool may_move(ombrel_ftp_t* ftp, bool sends, const void* bytes, size_t size) {
     if (ftp != nullptr && ftp->has_begun && ftp->session.sends() == sends && (bytes != nullptr || size == 0))
         return true;
-    refuse_call(ftp, fault_code::invalid, "there is no such transfer");
+    refuse_ftp_call(ftp, fault_code::invalid, "there is no such transfer");
     return false;
 }
 
 /// The counts of a session, whose failure is made known.
 int64_t end_moving(ombrel_ftp_t& ftp, ptrdiff_t count) {
-    end_call(ftp, count != -1);
+    end_ftp_call(ftp, count != -1);
     return count;
 }
 
@@ -67,7 +67,7 @@ int ombrel_ftp_begin_append(ombrel_ftp_t* ftp, const char* path, uint32_t flags)
 
 int ombrel_ftp_begin_store_unique(ombrel_ftp_t* ftp, const char* path, uint32_t flags) {
     if (path != nullptr && !is_ftp_path(path))
-        return refuse_call(ftp, fault_code::invalid, "a name that no command can carry");
+        return refuse_ftp_call(ftp, fault_code::invalid, "a name that no command can carry");
     const ftp_job job{.verb = "STOU", .argument = path != nullptr ? path : "", .sends = true};
     if (begin_file(ftp, job, no_offset, flags) != 0)
         return -1;
@@ -81,7 +81,7 @@ const char* ombrel_ftp_get_stored_name(const ombrel_ftp_t* ftp) {
 
 int ombrel_ftp_wait(ombrel_ftp_t* ftp, int timeout_ms) {
     if (ftp == nullptr || !ftp->has_begun)
-        return refuse_call(ftp, fault_code::invalid, "there is no transfer");
+        return refuse_ftp_call(ftp, fault_code::invalid, "there is no transfer");
     return static_cast<int>(end_moving(*ftp, ftp->session.wait(timeout_ms)));
 }
 
@@ -101,15 +101,15 @@ int64_t ombrel_ftp_write(ombrel_ftp_t* ftp, const void* data, size_t size, int t
 
 int ombrel_ftp_finish(ombrel_ftp_t* ftp) {
     if (ftp == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no session");
-    return end_call(*ftp, !ftp->has_begun || finish_transfer(*ftp));
+        return refuse_ftp_call(ftp, fault_code::invalid, "no session");
+    return end_ftp_call(*ftp, !ftp->has_begun || finish_transfer(*ftp));
 }
 
 int ombrel_ftp_abort(ombrel_ftp_t* ftp) {
     if (ftp == nullptr)
-        return refuse_call(ftp, fault_code::invalid, "no session");
+        return refuse_ftp_call(ftp, fault_code::invalid, "no session");
     ftp->has_begun = false;
-    return end_call(*ftp, !ftp->session.is_busy() || ftp->session.abort());
+    return end_ftp_call(*ftp, !ftp->session.is_busy() || ftp->session.abort());
 }
 
 int ombrel_ftp_get_progress(const ombrel_ftp_t* ftp, int64_t* done, int64_t* total) {
@@ -119,6 +119,6 @@ int ombrel_ftp_get_progress(const ombrel_ftp_t* ftp, int64_t* done, int64_t* tot
     }
     *done = static_cast<int64_t>(ftp->session.position());
     if (total != nullptr)
-        *total = static_cast<int64_t>(ftp->session.size().value_or(UINT64_MAX));
+        *total = total_of(*ftp);
     return 0;
 }

@@ -49,7 +49,7 @@ private:
 /// Makes a fault of this host, the last one, the call's. @return -1
 int refuse_by_host(ombrel_ftp_t* ftp, const char* text) {
     const fault why = last_fault();
-    refuse_call(ftp, why.code, text);
+    refuse_ftp_call(ftp, why.code, text);
     leave_fault(why);
     return -1;
 }
@@ -64,13 +64,13 @@ int give_up_by_host(ombrel_ftp_t* ftp, const char* text) {
 
 int give_up_waiting(ombrel_ftp_t* ftp) {
     ftp->session.abort();
-    return refuse_call(ftp, fault_code::timed_out, "the transfer does not go on");
+    return refuse_ftp_call(ftp, fault_code::timed_out, "the transfer does not go on");
 }
 
 bool check_call(ombrel_ftp_t* ftp, const char* path, const char* local_path, uint32_t flags) {
     if (local_path != nullptr && (flags & ~known_flags) == 0 && flags != known_flags)
         return may_ask(ftp, path);
-    refuse_call(ftp, fault_code::invalid, "a path or flags that make no sense");
+    refuse_ftp_call(ftp, fault_code::invalid, "a path or flags that make no sense");
     return false;
 }
 
@@ -81,7 +81,7 @@ int receive_all(ombrel_ftp_t* ftp, const local_file& file) {
         if (count == transfer_waited)
             return give_up_waiting(ftp);
         if (count <= 0)
-            return end_call(*ftp, count == 0);
+            return end_ftp_call(*ftp, count == 0);
         if (!file.write(static_cast<size_t>(count)))
             return give_up_by_host(ftp, "the file could not be written");
         if (const int result = show_progress(*ftp); result != 0)
@@ -95,7 +95,7 @@ int send_piece(ombrel_ftp_t* ftp, const char* piece, size_t size) {
         if (count == transfer_waited)
             return give_up_waiting(ftp);
         if (count < 0)
-            return end_call(*ftp, false);
+            return end_ftp_call(*ftp, false);
         sent += static_cast<size_t>(count);
     }
     return 0;
@@ -107,7 +107,7 @@ int send_all(ombrel_ftp_t* ftp, const local_file& file) {
         if (count < 0)
             return give_up_by_host(ftp, "the file could not be read");
         if (count == 0)
-            return end_call(*ftp, finish_transfer(*ftp));
+            return end_ftp_call(*ftp, finish_transfer(*ftp));
         if (const int result = send_piece(ftp, file.piece(), static_cast<size_t>(count)); result != 0)
             return result;
         if (const int result = show_progress(*ftp); result != 0)
@@ -117,7 +117,7 @@ int send_all(ombrel_ftp_t* ftp, const local_file& file) {
 
 /// The size of a file on the server, which need not be there or told: 0 then.
 bool find_remote_size(ombrel_ftp_t* ftp, const char* path, std::optional<uint64_t>& size) {
-    return end_call(*ftp, ftp->session.set_type('I') && ask_size(*ftp, path, size)) == 0;
+    return end_ftp_call(*ftp, ftp->session.set_type('I') && ask_size(*ftp, path, size)) == 0;
 }
 
 /// A server that confirms a file may have lost some of it.
@@ -127,7 +127,7 @@ int check_remote_size(ombrel_ftp_t* ftp, const char* path, uint64_t sent) {
         return -1;
     return !size || *size == sent
                ? 0
-               : refuse_call(ftp, fault_code::violation, "the server has another size of the file");
+               : refuse_ftp_call(ftp, fault_code::violation, "the server has another size of the file");
 }
 
 /// Where to go on with a file of which a part is there; nothing when it is there whole. A longer one is
@@ -149,7 +149,7 @@ int receive_file(ombrel_ftp_t* ftp, const char* local_path, int64_t place) {
     local_file file;
     if (!file.has_memory()) {
         ftp->session.abort();
-        return refuse_call(ftp, fault_code::no_memory, "out of memory");
+        return refuse_ftp_call(ftp, fault_code::no_memory, "out of memory");
     }
     if (!file.open(local_path, def_ombrel_file_write | def_ombrel_file_create) || !file.cut(place) ||
         !file.go_to(place))
@@ -171,7 +171,8 @@ int download_rest(ombrel_ftp_t* ftp, const char* path, const char* local_path) {
         place = *left;
     }
     const ftp_job job{.verb = "RETR", .argument = path, .offset = static_cast<uint64_t>(place), .size = size};
-    return end_call(*ftp, begin_transfer(*ftp, job, false)) == 0 ? receive_file(ftp, local_path, place) : -1;
+    return end_ftp_call(*ftp, begin_transfer(*ftp, job, false)) == 0 ? receive_file(ftp, local_path, place)
+                                                                     : -1;
 }
 
 /// @param offset where to begin, on both sides
@@ -212,7 +213,7 @@ int ombrel_ftp_upload(ombrel_ftp_t* ftp, const char* local_path, const char* pat
         return -1;
     if (!file.open(local_path, def_ombrel_file_read))
         return file.has_memory() ? refuse_by_host(ftp, "the file could not be opened")
-                                 : refuse_call(ftp, fault_code::no_memory, "out of memory");
+                                 : refuse_ftp_call(ftp, fault_code::no_memory, "out of memory");
     return (flags & def_ombrel_ftp_resume) != 0 ? upload_rest(ftp, file, path)
                                                 : upload_from(ftp, file, path, 0, flags);
 }
