@@ -118,9 +118,28 @@ protected:
     size_t sum_ = 0;
 };
 
+int keep_for_later(exchange* e, void* context) {
+    *static_cast<exchange**>(context) = e;
+    return ombrel_http_exchange_defer(
+        e, [](exchange*, int, void*) {}, nullptr);
+}
+
 struct dialogue {
     const char *request, *expected;
 };
+
+TEST_F(HttpServer, AnswersThatComeLateAreNotTakenForStuckOnes) {
+    exchange* waiting = nullptr;
+    open();
+    route("GET", "/later", keep_for_later, &waiting);
+    const owned_socket s = connect();
+    say(s, "GET /later HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    ASSERT_TRUE(turn_until([&] { return waiting != nullptr; }));
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(300)); // so that the next look at the clients is due
+    EXPECT_EQ(0, ombrel_http_exchange_answer(waiting, 200, nullptr, "late", 4));
+    EXPECT_EQ("200 close late", in_short(hear(s)));
+}
 
 TEST_F(HttpServer, AnswersWholeDialogues) {
 #define HOST "Host: h\r\n"

@@ -125,7 +125,7 @@ void take_held(http_exchange& connection) {
     if ((held.size == 0 && connection.intake != intake::body) || !wants_input(connection))
         return;
     held.drop_front(take_input(connection, held.data != nullptr ? held.data : "", held.size));
-    if (held.size == 0 || connection.is_last)
+    if (held.size == 0 || hears_no_more(connection))
         held.clear(connection.server->budget);
 }
 
@@ -178,7 +178,7 @@ void receive(http_exchange& connection) {
     connection.is_busy = true;
     const size_t size = static_cast<size_t>(count);
     const size_t used = take_input(connection, server.input, size);
-    if (!connection.is_last && !connection.is_broken &&
+    if (!hears_no_more(connection) &&
         !connection.held.append(server.budget, server.input + used, size - used, server_tag))
         refuse_request(connection, 503, "no memory for the request");
     connection.is_busy = false;

@@ -203,8 +203,15 @@ void begin_request(http_exchange& connection) {
     connection.began_ms = server.now;
 }
 
+// An answer may begin before the body has come whole, and be made of it.
+bool hears_no_more(const http_exchange& connection) {
+    const bool takes_body = connection.intake == intake::body && connection.answer == answer::begun &&
+                            connection.body_handler != nullptr;
+    return connection.is_broken || (connection.is_last && !takes_body);
+}
+
 bool wants_input(const http_exchange& connection) {
-    if (connection.is_last || connection.is_broken)
+    if (hears_no_more(connection))
         return false;
     switch (connection.intake) {
     case intake::head:

@@ -82,6 +82,8 @@ void put(http_exchange& connection, std::string_view bytes) {
     http_server& server = *connection.server;
     if (connection.is_broken || bytes.empty())
         return;
+    if (unsent(connection) == 0) // what waits from now on has not waited before
+        connection.moved_ms = server.now;
     const bool is_large = bytes.size() > batch_size / 2;
     if (is_large || server.batch_owner != &connection || bytes.size() > batch_size - server.batched)
         flush_batch(server);

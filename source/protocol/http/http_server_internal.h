@@ -160,6 +160,8 @@ void end_exchange(http_exchange& exchange, int outcome);
 void finish_answer(http_exchange& exchange);
 /// Watches clients' times while there are any.
 void keep_sweeping(http_server& server);
+/// Whether nothing that comes from the client is looked at any more.
+bool hears_no_more(const http_exchange& connection);
 
 // The request (http_intake.cpp).
 
