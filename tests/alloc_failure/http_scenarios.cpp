@@ -1,7 +1,9 @@
 // Secrets, log-in, forms and programs of web servers.
 #include <string>
 
+#include <ombrel/cgi.h>
 #include <ombrel/fault.h>
+#include <ombrel/file.h>
 #include <ombrel/http_auth.h>
 #include <ombrel/http_form.h>
 #include <ombrel/secret.h>
@@ -98,6 +100,38 @@ OMBREL_FAILURES(Http, forms) {
         EXPECT_EQ(is_done, ombrel_get_buffer_size(buffer) > before);
     }
     ombrel_close_buffer(buffer);
+}
+
+OMBREL_FAILURES(Http, programs_of_servers) {
+    const char* const environment[] = {"REQUEST_METHOD=GET", "QUERY_STRING=a=1", nullptr};
+    const scratch_directory folder;
+    ombrel_cgi_options_t options;
+    ombrel_init_cgi_options(&options);
+    options.m_environment = environment;
+    options.m_output =
+        ombrel_open_file((folder / "answer").c_str(), def_ombrel_file_write | def_ombrel_file_create, 0600);
+    ombrel_cgi_t* const cgi = fail.during([&] { return ombrel_open_cgi(&options); });
+    EXPECT_EQ(fail.hit(), cgi == nullptr);
+    if (cgi != nullptr) {
+        const bool has_field = refused_when_hit(fail, [=] { return ombrel_cgi_add_field(cgi, "X-A", "b"); });
+        null_when_hit(fail, ombrel_close_http_form, [=] {
+            ombrel_http_form_t* const form = ombrel_cgi_read_form(cgi, nullptr);
+            const bool is_whole = ombrel_http_form_find(form, "a", 0) != nullptr;
+            if (!is_whole)
+                ombrel_close_http_form(form);
+            return is_whole ? form : nullptr;
+        });
+        const bool is_written = done_or_refused(fail, [=] { return ombrel_cgi_printf(cgi, "%d", 7); }) == 0;
+        EXPECT_EQ(0, ombrel_close_cgi(cgi));
+        const std::string answer = folder.read("answer");
+        EXPECT_EQ(has_field, answer.find("X-A: b") != std::string::npos);
+        EXPECT_EQ(is_written ? "\r\n7" : "\r\n", answer.substr(answer.rfind("\n") - 1));
+    }
+    ombrel_close_file(options.m_output);
+    ombrel_event_base_t* const base = ombrel_new_event_base();
+    null_when_hit(fail, ombrel_close_cgi_service,
+                  [&] { return ombrel_open_cgi_service(base, folder.path().c_str(), nullptr); });
+    ombrel_free_event_base(base);
 }
 
 } // namespace
