@@ -5,7 +5,8 @@
  *
  * Values are read where they stand, in texts of a pointer and a size that need not be terminated, and taken
  * apart without memory: the parts point into the text. Functions `ombrel_next_http_*` step through a value;
- * each call gives 1 and an element, 0 at the end, or -1 where the value is malformed:
+ * each call gives 1 and an element, 0 at the end, or -1 where the value is malformed: `at` then stands before
+ * what is not read:
  *
  * @code
  * ombrel_http_text_t coding;
@@ -451,8 +452,8 @@ OMBREL_API int ombrel_http_fields_clear(ombrel_http_fields_t* fields);
 /**
  * @brief Adds a copy of a field at the end, beside those of its name.
  * @param fields the list
- * @param name   a token
- * @param value  a value as ombrel_is_http_value() has it
+ * @param name   a token, which is not one of this list
+ * @param value  a value as ombrel_is_http_value() has it, which is not one of this list
  * @return 0; -1 with invalid, too_large, no_memory; the list stays as it was then
  */
 OMBREL_API int ombrel_http_fields_add(ombrel_http_fields_t* fields, ombrel_http_text_t name,
