@@ -229,7 +229,7 @@ int ombrel_http_exchange_add_field(ombrel_http_exchange_t* exchange, const char*
 int ombrel_http_exchange_answer(ombrel_http_exchange_t* exchange, int status, const char* type,
                                 const void* data, size_t size) {
     if (exchange == nullptr || !is_status(status) || !is_type(type) || (data == nullptr && size > 0) ||
-        size > INT64_MAX || exchange->answer != answer::awaited)
+        size > PTRDIFF_MAX || exchange->answer != answer::awaited)
         return refuse(fault_code::invalid);
     if (!put_head(*exchange, status, type, static_cast<int64_t>(size)))
         return refuse(fault_code::invalid);
