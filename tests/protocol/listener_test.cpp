@@ -65,7 +65,8 @@ protected:
     ombrel_event_base_t* base_ = ombrel_new_event_base();
     ombrel::protocol::listener listener_{};
     std::array<client, 8> clients_;
-    size_t kept_ = 0, seen_ = 0;
+    size_t kept_ = 0;
+    uint64_t seen_ = 0;
 };
 
 TEST_F(Listener, ListensAtNumericAddressesAndNamesThem) {
