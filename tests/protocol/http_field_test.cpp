@@ -443,7 +443,38 @@ TEST(HttpField, KeepsFields) {
     ombrel_close_http_fields(fields);
 }
 
+TEST(HttpField, ReadsHostsAndDates) {
+    const std::pair<const char*, const char*> hosts[] = {{"h_1.x-:080", "h_1.x- 80 0"},
+                                                         {"[1:2::3.4.5.6]:", "1:2::3.4.5.6 -1 1"},
+                                                         {"[::1]x", "-"},
+                                                         {"[::1", "-"},
+                                                         {"h:+1", "-"},
+                                                         {"::1", "-"},
+                                                         {"", "-"}};
+    for (const auto& [from, expected] : hosts) {
+        ombrel_http_authority_t host;
+        const int result = ombrel_parse_http_authority(from, strlen(from), &host);
+        EXPECT_EQ(expected, result != 0 ? "-"
+                                        : text_of(host.m_host) + " " + std::to_string(host.m_port) + " " +
+                                              std::to_string(host.m_is_ip_literal));
+    }
+    const std::pair<const char*, int> dates[] = {
+        {"Sun, 06 Nov 1994 08:49:37 GMT", 0},  {"Sunday, 06-Nov-94 08:49:37 GMT", 0},
+        {"Sun Nov  6 08:49:37 1994", 0},       {"Sun, 06 Nov 1994 08:49:37 UTC", -1},
+        {"Mon, 06 Nov 1994 08:49:37 GMT", -1}, {" Sun Nov  6 08:49:37 1994", -1}};
+    for (const auto& [from, expected] : dates) {
+        ombrel_instant_t instant = {784111777, 0};
+        EXPECT_EQ(expected, ombrel_read_http_date(from, strlen(from), &instant)) << from;
+        EXPECT_EQ(784111777, instant.m_seconds);
+    }
+}
+
 TEST(HttpField, KnowsWords) {
+    EXPECT_EQ(1, ombrel_is_http_name("AccepT", 6, "aCCept"));
+    EXPECT_EQ(0, ombrel_is_http_name("accept\0", 7, "accept"));
+    char plain[8];
+    EXPECT_EQ(3, ombrel_unquote_http_text("a\\\"\\", 4, plain, sizeof plain));
+    EXPECT_STREQ("a\"\\", plain);
     EXPECT_STREQ("Not Found", ombrel_http_status_text(404));
     EXPECT_STREQ("Unknown", ombrel_http_status_text(299));
     EXPECT_EQ(1, ombrel_is_http_token("a-!", 3));
