@@ -544,6 +544,8 @@ TEST_F(TftpServer, LimitsItsClient) {
     client_options_.m_mode = def_ombrel_tftp_netascii; // the size is not told beforehand
     EXPECT_EQ(def_ombrel_fault_too_large, get(port_, "file", bytes));
     EXPECT_EQ(def_ombrel_fault_not_found, get(port_, "none", bytes));
+    client_options_.m_whole_ms = 50;
+    EXPECT_EQ(def_ombrel_fault_timed_out, get(own_port(bound(AF_INET, SOCK_DGRAM)), "file", bytes));
     ombrel_tftp_t* const tftp = ombrel_open_tftp(nullptr);
     const auto leave = [](const void*, size_t, void*) { return 42; };
     EXPECT_EQ(42, ombrel_tftp_retrieve(tftp, "127.0.0.1", port_, "file", leave, nullptr));

@@ -266,6 +266,50 @@ TEST_F(TftpScript, WritesWhatItIsGiven) {
     }
 }
 
+TEST_F(TftpScript, MovesWindowsOfBlocks) {
+    request_.window_size = 2;
+    const std::string begin = granted("blksize|8|windowsize|2|"), none;
+    const struct {
+        const char* name;
+        std::vector<std::string> packets;
+        std::string file;
+        fault_code fault = fault_code::none;
+    } cases[] = {
+        {"whole",
+         texts(begin, acknowledged(0), block(1, 8), "", block(2, 8), acknowledged(2), block(3, 2),
+               acknowledged(3)),
+         std::string(8, 1) + std::string(8, 2) + std::string(2, 3)},
+        {"gaps are told once",
+         texts(begin, acknowledged(0), block(2, 8), acknowledged(0), block(2, 8), "", block(3, 8), "",
+               block(1, 8), "", block(1, 8), "", block(3, 8), acknowledged(1), block(2, 0), acknowledged(2)),
+         std::string(8, 1)},
+        {"too much", texts(granted("windowsize|3|"), failed(8)), "failed", violation},
+        {"none", texts(granted("windowsize|0|"), failed(8)), "failed", violation},
+        {"not granted",
+         texts(granted("blksize|8|"), acknowledged(0), block(1, 8), acknowledged(1), block(3, 8), "",
+               block(2, 0), acknowledged(2)),
+         std::string(8, 1)}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        std::string fetched;
+        play([&] { fetched = fetch(own_port(server_), "file"); }, [&] { exchange(each.packets); });
+        EXPECT_EQ(request("blksize|1428|timeout|20|tsize|0|windowsize|2|"), asked_);
+        EXPECT_EQ(each.file, fetched);
+        EXPECT_EQ(each.fault, client_.error().fault()) << client_.error().text();
+        client_.close();
+        EXPECT_EQ("", take(server_, 0));
+    }
+    const auto eight = [](char number) { return std::string{0, 3, 0, number} + "xxxxxxxx"; };
+    const std::string last = std::string{0, 3, 0, 4} + "x";
+    play([&] { EXPECT_TRUE(store(own_port(server_), "file", std::string(25, 'x'))); },
+         [&] {
+             // The first block arrives alone, then all but the last.
+             exchange(texts(begin, eight(1), none, eight(2), acknowledged(1), eight(2), none, eight(3),
+                            acknowledged(1), none, acknowledged(3), last, acknowledged(2), none,
+                            acknowledged(4), none));
+         });
+}
+
 TEST_F(TftpScript, AsksForOptionsThatDiffer) {
     const struct {
         size_t block_size;
