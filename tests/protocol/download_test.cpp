@@ -76,7 +76,7 @@ TEST(DownloadParts, InfoIsReadAsItWasWritten) {
     for (const auto& [tag, changed, size, is_told_apart] : {std::tuple{"\"a b\"", "Sun", int64_t{5}, false},
                                                             {"", "1.000000002", int64_t{0}, true},
                                                             {"", "", int64_t{-1}, false}}) {
-        info.resource = {size, is_told_apart, {}, {}};
+        info.resource = {size, is_told_apart, {}, {}, false};
         info.resource.entity_tag.set(tag);
         info.resource.changed.set(changed);
         char text[part_info_room];

@@ -37,6 +37,7 @@ struct resource_info {
     bool is_told_apart = false; ///< the size alone will do to tell a changed one, where there is nothing else
     peer_text<256> entity_tag;  ///< as HTTP has it, a strong one; empty for none
     peer_text<64> changed;      ///< when it was changed last, as the source writes it; empty for none
+    bool is_change_recent = false; ///< so recent that another change may have the same time
 
     bool has_validator() const {
         return !entity_tag.get().empty() || !changed.get().empty() || (is_told_apart && size >= 0);

@@ -167,6 +167,8 @@ bool download_part::begin(const char* uri, const resource_info& resource) {
         return false;
     set_source(info_, uri);
     info_.resource = resource;
+    if (resource.is_change_recent)
+        info_.resource.changed.set({});
     return store_info() && platform::move_file(descriptor_, 0, platform::file_origin::start) == 0;
 }
 

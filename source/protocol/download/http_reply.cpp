@@ -25,6 +25,15 @@ reply_verdict over(source_end end) {
     return {reply_use::over, end};
 }
 
+/// Times of HTTP are whole seconds.
+bool is_change_recent(const http_reply& reply) {
+    const string_view changed = value_of(reply, "Last-Modified"), sent = value_of(reply, "Date");
+    ombrel_instant_t change, answer;
+    return ombrel_read_http_date(changed.data(), changed.size(), &change) == 0 &&
+           ombrel_read_http_date(sent.data(), sent.size(), &answer) == 0 &&
+           answer.m_seconds <= change.m_seconds;
+}
+
 /// A weak tag tells nothing of single bytes.
 resource_info resource_of(const http_reply& reply) {
     resource_info resource;
@@ -32,6 +41,7 @@ resource_info resource_of(const http_reply& reply) {
     if (starts_with(tag, "\""))
         resource.entity_tag.set(tag);
     resource.changed.set(value_of(reply, "Last-Modified"));
+    resource.is_change_recent = is_change_recent(reply);
     return resource;
 }
 
