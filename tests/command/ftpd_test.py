@@ -98,6 +98,16 @@ class FtpdTest(unittest.TestCase):
                             r"\S+ ann refused RETR /no\\xC2\\x9B\[2Jne: 550 .*", r"\S+ ann left, 10 bytes in \d+ ms: Good bye\."):
                 self.assertRegex(self.output, f"(?m)^{pattern}$")
 
+    def test_does_not_wait_for_a_reader_of_its_log(self):
+        process = self.start()
+        ftp = self.client()
+        for _ in range(3000):
+            ftp.putline("SITE x")
+        for _ in range(3000):
+            self.assertRaises(ftplib.error_perm, ftp.voidresp)
+        ftp.quit()
+        self.assertEqual(0, self.end(process))
+
     def test_refuses_wrong_beginnings(self):
         path = self.accounts("bob:x:/:r\n")
         for arguments, status, words in (([], 2, "-A ACCOUNTS is missing"), (["-A", path], 1, "accounts: line 4: the secret"),

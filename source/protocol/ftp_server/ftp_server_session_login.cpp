@@ -38,7 +38,6 @@ void ftp_server_session::log_in(ftp_account& account) {
         return;
     }
     server_.counts.m_logins++;
-    server_.pauses.forget(place_);
     command_limit_ = deadline(options().m_idle_ms);
     failures_ = 0;
     reply(230, "Logged in.");

@@ -36,8 +36,4 @@ int login_pauses::after_failure(const client_place& of, int first_ms) {
     return first_ms << std::min(place.failures++, most_doublings);
 }
 
-void login_pauses::forget(const client_place& of) {
-    memset(&place_of(of), 0, sizeof(failing));
-}
-
 } // namespace ombrel::protocol

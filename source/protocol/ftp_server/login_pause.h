@@ -12,10 +12,10 @@ namespace ombrel::protocol {
 /// longest ago are forgotten for others.
 class login_pauses {
 public:
-    /// Counts one more failure.
+    /// Counts one more failure. A log-in that succeeds takes none back: whoever has an account would so try
+    /// the passwords of others without a pause.
     /// @return the pause before its answer, in milliseconds
     int after_failure(const client_place& of, int first_ms);
-    void forget(const client_place& of);
 
 private:
     struct failing {
