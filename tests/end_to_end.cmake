@@ -101,6 +101,13 @@ if(TARGET status_service)
         set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
     endforeach()
     if(WIN32)
+        ombrel_skipped_test(protocol.cgi_end_to_end "its web servers are those of POSIX")
+    else()
+        add_test(NAME protocol.cgi_end_to_end COMMAND ${Python3_EXECUTABLE}
+            ${CMAKE_CURRENT_SOURCE_DIR}/protocol/cgi_program_test.py ${ombrel_cgi_starter})
+        set_tests_properties(protocol.cgi_end_to_end PROPERTIES TIMEOUT 300)
+    endif()
+    if(WIN32)
         ombrel_skipped_test(command.secret_end_to_end "types at a terminal of POSIX")
     else()
         add_test(NAME command.secret_end_to_end COMMAND ${Python3_EXECUTABLE}
