@@ -38,7 +38,7 @@ else()
 endif()
 
 if(TARGET status_service)
-    foreach(program status_service ombrel_codec ombrel_digest ombrel_fetch ombrel_tuk_command ombrel_gallery)
+    foreach(program status_service ombrel_cgi ombrel_codec ombrel_digest ombrel_fetch ombrel_tuk_command ombrel_gallery)
         ombrel_started_by(${program}_starter ${program})
     endforeach()
     add_test(NAME encoding.codec_end_to_end COMMAND ${Python3_EXECUTABLE}
