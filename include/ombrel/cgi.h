@@ -35,6 +35,11 @@
  * "Proxy", which would become HTTP_PROXY, and the fields of log-in and connection. Fields of one name are
  * joined by ", ". It runs in its own directory and in a process group of its own, without a command line.
  *
+ * @par Bodies
+ * The body of a request is handed on as it comes; a program that reads slowly holds up the client, and one
+ * that reads none of it does no harm. A body that comes in chunks is gathered before the program starts,
+ * which is told its length then: 1 MiB at most, more is answered 413.
+ *
  * @par What becomes of its output
  * The head is read under a limit of size and time: `Status`, `Location` and all other fields but those that
  * the server makes itself. A `Location` with a path is answered 302 as well: the client asks again, nothing

@@ -45,12 +45,14 @@
  * far as 64 behind the highest. A request with a count that was there, or with a nonce that is too old or
  * that nobody remembers, but which is right otherwise, is answered by a challenge with "stale=true": the
  * client repeats it with the new nonce, and nobody is asked for the password, while a recorded request is of
- * no use. Clients that know no "qop" (RFC 2069) are let in once with each nonce.
+ * no use. Clients that know no "qop" (RFC 2069) are let in once with each nonce. In a session variant the
+ * nonce and the client's own one are those of each request, as browsers and curl have them.
  *
  * @par Bounds
- * Whatever peers send, a server keeps at most ombrel_http_auth_server_options_t::m_nonce_limit records of 32
- * bytes, and the time of a check grows with the length of the value alone. Values beyond 8,192 bytes, with
- * control characters, or with a parameter that stands twice are malformed.
+ * Whatever peers send, a server keeps at most ombrel_http_auth_server_options_t::m_nonce_limit records of 24
+ * bytes, and the time of a check grows with the length of the value alone; hashed names cost a digest for
+ * each secret of the list as well. Values beyond 8,192 bytes, with control characters, or with a parameter
+ * that stands twice are malformed. A client passes over challenges with texts beyond 1,024 bytes.
  *
  * @par Time as an oracle
  * Digests and passwords are compared in constant time, and an unknown name costs the same work as a known

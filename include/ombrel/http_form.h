@@ -25,8 +25,10 @@
  * @par What is refused
  * A body that is no form is refused with a reason and the offset of the byte at fault; nothing is cut off or
  * guessed: an escape without two hexadecimal digits, a NUL, a part without a name, bytes behind a boundary, a
- * boundary that never comes, more than a limit. What had been handed over before stays handed over: a handler
- * keeps uploads aside until ombrel_http_form_finish() gives 0.
+ * boundary that never comes, more than a limit. Nothing but the end of a line may stand before the first
+ * boundary and behind the last; parts have no encodings, and lines of their heads are not folded. What had
+ * been handed over before stays handed over: a handler keeps uploads aside until ombrel_http_form_finish()
+ * gives 0.
  *
  * @par Names of files
  * `m_file_name` is what the peer says, and may be "../../etc/passwd", "C:\\a.txt" or "CON". Never open it:
