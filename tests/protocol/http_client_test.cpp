@@ -13,7 +13,7 @@
 #include "support/descriptor_balance.h"
 #include "support/fake_names.h"
 #include "support/heap_balance.h"
-#include "support/texts.h"
+#include "support/threads.h"
 
 namespace ombrel_test {
 
@@ -202,6 +202,15 @@ TEST_F(HttpClient, UsesAConnectionAgainOnlyWhenItIsClean) {
             ombrel_close_http_client(std::exchange(client_, nullptr));
         }
         EXPECT_EQ(expected, seen) << scripts[0];
+    }
+}
+
+TEST_F(HttpClient, TakesNoAnswerBeforeItsRequest) {
+    for (const auto& [expected, script] : {std::pair("violation", HELLO), std::pair("closed", "")}) {
+        scripted_http_server server({script});
+        begin(server.uri());
+        await([&] { return server.connections() > 0; });
+        EXPECT_EQ(expected, finish());
     }
 }
 
