@@ -5,6 +5,7 @@ usage: fetch_peers_test.py OMBREL_FETCH FOLDER_OF_SERVERS [TEST ...]
 import hashlib
 import os
 import random
+import resource
 import shutil
 import socket
 import subprocess
@@ -76,10 +77,11 @@ class FetchPeersTest(unittest.TestCase):
             self.skipTest(f"{name} is not there; scripts/bootstrap test brings it")
         return self.start(program, settings, *arguments)
 
-    def fetch(self, *arguments):
+    def fetch(self, *arguments, descriptors=1024):
         """Exit code, lines sorted without where they came from, complaints."""
+        limit = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (descriptors, descriptors))
         done = subprocess.run([FETCH, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=120,
-                              check=False)
+                              preexec_fn=limit, check=False)
         return done.returncode, sorted(line.rpartition(" ")[0] for line in done.stdout.splitlines()), done.stderr
 
     def check_files(self, origin, prefix=""):
@@ -102,6 +104,8 @@ class FetchPeersTest(unittest.TestCase):
         origin = self.start_real("nginx", NGINX, "-p", "%(at)s", "-c", "%(at)s/conf")
         self.check_files(origin)
         self.check_files(origin, "/moved")
+        many = self.fetch("-n", "1000", "-c", "1000", "-h", "1000", f"{origin}/page", descriptors=40)
+        self.assertEqual(many, (0, [self.lines["page"]] * 1000, ""), "more at once than there are descriptors")
         self.assertIn("too many redirects", self.fetch(f"{origin}/round")[2])
         self.check_login(f"{origin}/private/small", "--basic")
         self.assertEqual(self.fetch("-u", "ann", "-p", "secret", f"{origin}/private/small")[1][0][:3], "401", "Basic is not used unasked")

@@ -1,6 +1,4 @@
 // Connections of a client: how they come to be, what they wait for, how they end.
-#include <algorithm>
-#include <climits>
 #include <utility>
 
 #include <ombrel/heap.h>
@@ -85,9 +83,9 @@ http_connection* new_connection(ombrel_http_call_t& call) {
         return nullptr;
     ombrel_http_parser_options_t limits;
     ombrel_init_http_parser_options(&limits);
-    limits.m_head_limit = static_cast<int>(std::min<size_t>(client.options.m_head_limit, INT_MAX));
+    limits.m_head_limit = client.options.m_head_limit;
     limits.m_start_line_limit = limits.m_field_line_limit = limits.m_trailer_limit = limits.m_head_limit;
-    limits.m_field_count_limit = static_cast<int>(std::min<size_t>(client.options.m_field_limit, INT_MAX));
+    limits.m_field_count_limit = client.options.m_field_limit;
     limits.m_body_limit = -1; // the calls' own
     made->parser = ombrel_open_http_parser_tag(def_ombrel_http_responses, &limits, caller.tag, caller.line);
     return made->parser != nullptr ? made.release() : nullptr;
