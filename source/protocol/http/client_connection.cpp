@@ -100,7 +100,7 @@ void on_connected(http_connection& connection) {
     connection.is_connected = true;
     ombrel_close_resolver(std::exchange(connection.answers, nullptr));
     connection.answer = nullptr;
-    platform::prepare_wakeup_socket(connection.socket); // parts of requests go at once
+    platform::set_option(connection.socket, platform::socket_option::no_delay, 1);
     char byte;
     const int count = ombrel_recv_now(connection.socket, &byte, 1);
     if (count == def_ombrel_socket_would_block)
