@@ -487,6 +487,15 @@ TEST_F(HttpClient, FetchesWithoutALoop) {
     EXPECT_STREQ("y", answer->m_fields[0].m_value);
     EXPECT_EQ(def_ombrel_fault_none, error.m_fault);
     ombrel_free_http_answer(answer);
+    scripted_http_server other({ASK HELLO STAY});
+    const std::string uri = other.uri();
+    act_ = [](ombrel_http_call_t*) { return 7; };
+    request_.m_uri = uri.c_str();
+    request_.m_handler = nullptr;
+    request_.m_data_handler = on_data;
+    EXPECT_EQ(nullptr, ombrel_fetch_http_ex(&request_, &options_, patience_ms, &error));
+    EXPECT_EQ(def_ombrel_fault_interrupted, error.m_fault);
+    EXPECT_EQ("hello|", std::exchange(outcome_, ""));
     EXPECT_EQ(nullptr, ombrel_fetch_http(server.uri().c_str(), 100, &error));
     EXPECT_EQ(def_ombrel_fault_timed_out, error.m_fault);
     EXPECT_EQ(def_ombrel_fault_timed_out, ombrel_last_fault());
