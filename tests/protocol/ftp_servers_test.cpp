@@ -134,7 +134,7 @@ protected:
 /// The library's own, whose loop has a thread here.
 class own_ftp_server : no_copy {
 public:
-    own_ftp_server() {
+    own_ftp_server() : server_(ombrel_open_ftp_server(base_, nullptr)) {
         char secret[def_ombrel_secret_text_size];
         const std::string root = directory / "";
         ombrel_make_secret(secret, sizeof secret, "me", "word", nullptr);
@@ -154,7 +154,7 @@ public:
 
 private:
     ombrel_event_base_t* const base_ = ombrel_new_event_base();
-    ombrel_ftp_server_t* const server_ = ombrel_open_ftp_server(base_, nullptr);
+    ombrel_ftp_server_t* const server_;
     int port_ = 0;
     std::thread thread_;
 };
