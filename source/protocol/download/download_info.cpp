@@ -1,10 +1,12 @@
 #include "protocol/download/download_info.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <ombrel/digest.h>
 #include <ombrel/printf.h>
 
+#include "text/digits.h"
 #include "text/number.h"
 #include "text/slice.h"
 
@@ -69,7 +71,10 @@ bool parse_part_info(string_view text, part_info& info) {
     const bool has_lines = take_line(text) == first_line && take_value(text, "source ", source) &&
                            take_value(text, "size ", size) && take_value(text, "tag ", tag) &&
                            take_value(text, "changed ", changed) && text.empty();
-    if (!has_lines || source.size() != sizeof info.source - 1)
+    const bool is_digest =
+        source.size() == sizeof info.source - 1 &&
+        std::all_of(source.begin(), source.end(), [](char c) { return digit_value(c) != no_digit; });
+    if (!has_lines || !is_digest)
         return false;
     *put_text(info.source, source) = '\0';
     info.resource.is_told_apart = size.ends_with('!');
