@@ -228,13 +228,24 @@ std::string_view base_path(const http_target& base, std::string_view reference) 
     return reference[0] == '/' ? std::string_view() : slice(path, 0, without_query.rfind('/') + 1);
 }
 
+// The authority with the zone that no field shows, for a host of this link.
+char* put_authority(char* to, const http_target& base) {
+    const std::string_view field(base.host_field, base.host_field_size), host(base.host);
+    const size_t zone = host.find('%');
+    if (zone == host.npos)
+        return put_text(to, field);
+    const size_t end = field.find(']');
+    to = put_text(put_text(to, slice(field, 0, end)), "%25");
+    return put_text(put_text(to, slice(host, zone + 1)), slice(field, end));
+}
+
 // "http:" and the reference, or the base's origin, a path and the reference; room for all of it is there.
 void put_resolved(char* to, const http_target& base, std::string_view reference) {
     if (starts_with(reference, "//")) {
         *put_text(put_text(to, "http:"), reference) = '\0';
         return;
     }
-    to = put_text(put_text(to, "http://"), {base.host_field, base.host_field_size});
+    to = put_authority(put_text(to, "http://"), base);
     *put_text(put_text(to, base_path(base, reference)), reference) = '\0';
 }
 
@@ -244,7 +255,7 @@ http_target* resolve_reference(const http_target& base, const char* reference, c
     const std::string_view text(reference);
     if (uri_scheme_size(text) != 0)
         return new_target(reference, caller);
-    const size_t room = strlen(base.uri) + text.size() + sizeof "http:/";
+    const size_t room = strlen(base.uri) + strlen(base.host) + text.size() + sizeof "http:/%25";
     const heap_ptr<char> resolved(static_cast<char*>(ombrel_alloc_tag(room, caller.tag, caller.line)));
     if (!resolved)
         return refuse(fault_code::no_memory);
