@@ -210,8 +210,9 @@ OMBREL_API const ombrel_http_form_part_t* ombrel_http_form_find(const ombrel_htt
 
 /**
  * @brief Makes a name that is safe on every system of one that a peer sent: what stands behind the last "/"
- * or backslash, with "_" for control characters and those that a system forbids (`<>:"|?*`), without leading
- * dots, trailing dots and blanks, no device of Windows ("CON"), cut at a whole character of UTF-8.
+ * or backslash, with "_" for control characters and those that Windows forbids (angle brackets, colon,
+ * quotation mark, bar, question mark, star), without leading dots, trailing dots and blanks, no device of
+ * Windows ("CON"), cut at a whole character of UTF-8.
  * @param buf       receives the name, terminated
  * @param size      its room, at least 16
  * @param file_name the peer's
