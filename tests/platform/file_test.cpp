@@ -1,9 +1,11 @@
 // Files, pipes, paths and terminals.
 #include <algorithm>
+#include <cstring>
 #include <thread>
 
 #include "platform/path.h"
 #include "platform/seam_support.h"
+#include "platform/send_file.h"
 #include "platform/system.h"
 #include "platform/terminal.h"
 #include "support/scratch_directory.h"
@@ -128,6 +130,33 @@ TEST_F(Files, HavePositionsAndSizesOf64Bits) {
     EXPECT_TRUE(from_end.seek(-3) && from_end.read(last, 3) == 3 && last[0] == 't');
     EXPECT_FALSE(platform::file_reader(path("missing").c_str()).is_open());
     EXPECT_FALSE(platform::file_reader(nullptr).is_open());
+}
+
+/// By hosts that can, and by those that say that they cannot.
+TEST_F(Files, GoToSocketsWithoutACopy) {
+    make("file", "0123456789");
+    const owned file(platform::open_file_for_reading(path("file").c_str()));
+    connected_pair pair = connect_pair();
+    char text[16];
+    platform::set_non_blocking(pair.client, true);
+    const int sent = platform::send_file(pair.client, file, 3, 5);
+    if (sent == -1 && last_code() == fault_code::not_supported)
+        GTEST_SKIP() << "this host does not send files";
+    ASSERT_EQ(5, sent);
+    EXPECT_EQ(5, platform::receive(pair.server, text, sizeof text, 0, nullptr, nullptr));
+    EXPECT_EQ(0, memcmp(text, "34567", 5));
+    EXPECT_EQ(0, platform::send_file(pair.client, file, 10, 5));
+    EXPECT_EQ(0, platform::move_file(file, 0, file_origin::current)) << "its position stays";
+    ASSERT_TRUE(
+        platform::set_file_size(owned(platform::open_file(path("file").c_str(), writing)), 100000000));
+    int64_t all = 0;
+    for (int more; (more = platform::send_file(pair.client, file, all, 100000000)) > 0;)
+        all += more;
+    EXPECT_EQ(fault_code::would_block, last_code());
+    pair.server = owned(-1);
+    while (platform::send_file(pair.client, file, 0, 10) >= 0 || last_code() == fault_code::would_block)
+        std::this_thread::yield();
+    EXPECT_TRUE(last_code() == fault_code::closed || last_code() == fault_code::reset) << "and no signal";
 }
 
 TEST(Pipes, GiveWhatWasWrittenAndThenTheEnd) {

@@ -97,20 +97,22 @@ TEST_F(FtpServerLimits, KeepsItsLimits) {
     options_.m_client_limit = 4;
     options_.m_account_limit = 1;
     options_.m_rate = 1000;
-    options_.m_login_pause_ms = 1000;
+    options_.m_login_pause_ms = 60000;
+    options_.m_login_ms = 10000000;
+    options_.m_idle_ms = 20000000;
     open();
     const owned_socket silent = greeted(), idle = logged_in(), wrong = greeted();
     const owned_socket fourth = greeted(), fifth = connect(port_);
     EXPECT_EQ("421", codes_of(hear_all(fifth)));
     EXPECT_EQ("331", ask(wrong, "USER ann"));
-    for (const long pause : {1, 2, 4, 8}) {
+    for (const long pause : {60, 120, 240, 480}) {
         say(wrong, "PASS pw\r\nUSER ann\r\n"); // one session alone
-        travel.skip_seconds(pause - 1);
+        travel.skip_seconds(pause - 30);
         for (int i = 0; i < 100; i++)
             turn();
         char none[1];
         EXPECT_EQ(def_ombrel_socket_would_block, ombrel_recv_now(wrong, none, 1)) << pause;
-        travel.skip_seconds(1);
+        travel.skip_seconds(30);
         EXPECT_EQ("530 331", codes_of(answer(wrong, 2)));
     }
     top_.write("root/file", std::string(700, 'x'));
@@ -123,9 +125,9 @@ TEST_F(FtpServerLimits, KeepsItsLimits) {
     }
     EXPECT_EQ(700u, got.size());
     EXPECT_EQ("226", codes_of(answer(idle)));
-    travel.skip_seconds(61);
+    travel.skip_seconds(10001);
     EXPECT_EQ("421", codes_of(hear_all(silent)));
-    travel.skip_seconds(300);
+    travel.skip_seconds(20001);
     EXPECT_EQ("421", codes_of(hear_all(idle)));
     EXPECT_TRUE(turn_until([&] { return travel.skip_seconds(1), counts().m_clients == 0; }));
 }

@@ -21,7 +21,7 @@ namespace {
 using server_t = ombrel_ftp_server_t;
 
 constexpr char default_greeting[] = "FTP server ready.";
-constexpr size_t longest_greeting = 200, accounts_size_limit = 1024 * 1024;
+constexpr size_t longest_greeting = 200;
 
 bool refuse(fault_code why) {
     leave_fault(why);
