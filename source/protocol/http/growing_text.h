@@ -27,7 +27,8 @@ public:
     bool append(std::string_view bytes, call_site caller) {
         if (bytes.size() >= room_ - size_ && !grow(bytes.size(), caller))
             return false;
-        memcpy(block_.get() + size_, bytes.data(), bytes.size());
+        if (!bytes.empty())
+            memcpy(block_.get() + size_, bytes.data(), bytes.size());
         size_ += bytes.size();
         block_.get()[size_] = '\0';
         return true;
