@@ -450,7 +450,7 @@ TEST_F(TftpServerScript, StoresWholeFilesAlone) {
 TEST_F(TftpServerScript, LimitsTransfersAndWhatForgedRequestsGet) {
     directory_.write("file", std::string(600, 'a'));
     options_.m_address_limit = 2;
-    options_.m_retry_ms = 20; // who has not been heard of is sent nothing again all the same
+    options_.m_retry_ms = 400; // who has not been heard of is sent nothing again all the same
     options_.m_tries = 2;
     options_.m_request_handler = [](auto*, const ombrel_tftp_transfer_t* transfer, void*) {
         return transfer->m_name == "guarded"s ? 1 : 0;
