@@ -23,7 +23,7 @@ protected:
         ombrel_init_http_directory_options(&how_);
         make("sub/deep/file.bin", "deep");
         make("index/index.html", "<p>");
-        make("a&b <c>.txt", "x");
+        make("a&b 'c'.txt", "x");
         make("ten", "0123456789");
         make(".hidden", "secret");
         make(".dir/file", "secret");
@@ -68,7 +68,7 @@ TEST_F(HttpDirectory, ServesWhatIsBelowAndNothingElse) {
         {"/%74en", "200 0123456789"},
         {"/sub/deep/file.bin", "200 deep"},
         {"/sub/x/../deep/./file.bin", "200 deep"},
-        {"/a%26b%20%3Cc%3E.txt", "200 x"},
+        {"/a%26b%20'c'.txt", "200 x"},
         {"/empty", "200"},
         {"/index/", "200 <p>"},
         {"/index", "301 301 Moved Permanently\n"},
@@ -109,7 +109,10 @@ TEST_F(HttpDirectory, ServesWhatIsBelowAndNothingElse) {
 }
 
 TEST_F(HttpDirectory, RedirectsAndListsWithNamesThatAreNoMarkup) {
-    make("<b>/x", "");
+    make("&b/x", "");
+#if !defined(_WIN32) // which has no such names
+    make("<b>", "");
+#endif
     serve();
     const ombrel_http_route_t below{nullptr, "/files/*", 0, -1, nullptr, nullptr, ombrel_serve_http_directory,
                                     files_};
@@ -120,12 +123,12 @@ TEST_F(HttpDirectory, RedirectsAndListsWithNamesThatAreNoMarkup) {
                                            {"http://h/index", "/index/"},
                                            {"/files/index", "/files/index/"},
                                            {"/files//sub/deep", "/files/sub/deep/"},
-                                           {"/%3Cb%3E", "/%3Cb%3E/"}})
+                                           {"/&b", "/%26b/"}})
         EXPECT_EQ(expected, field(get(target), "Location")) << target;
     const std::string list = get("/");
     for (const char* there :
-         {"<a href=\"./a%26b%20%3Cc%3E.txt\">a&amp;b &lt;c&gt;.txt</a>", "<a href=\"./sub/\">sub/</a>",
-          "1994-11-06 08:49", "<a href=\"./%3Cb%3E/\">&lt;b&gt;/</a>"})
+         {"<a href=\"./a%26b%20%27c%27.txt\">a&amp;b &#39;c&#39;.txt</a>", "<a href=\"./sub/\">sub/</a>",
+          "1994-11-06 08:49", "<a href=\"./%26b/\">&amp;b/</a>"})
         EXPECT_NE(std::string::npos, list.find(there)) << there;
     for (const char* absent : {"hidden", ".dir", "<b>", "../"})
         EXPECT_EQ(std::string::npos, list.find(absent)) << absent;
