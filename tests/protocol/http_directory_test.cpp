@@ -235,6 +235,7 @@ TEST_F(HttpDirectory, SendsLargeFilesAndBreaksOffWhereTheyShrink) {
     const std::string parts = get("/large", "Range: bytes=100000-15000000,16000000-\r\n");
     EXPECT_NE(std::string::npos, parts.find("\r\n\r\n" + bytes.substr(100000, 14900001) + "\r\n--"));
 
+#if !defined(_WIN32) // where open files are neither replaced nor cut
     const owned_socket s = connect();
     say(s, "GET /large HTTP/1.1\r\nHost: h\r\n\r\n");
     for (int i = 0; i < 20; i++)
@@ -248,7 +249,6 @@ TEST_F(HttpDirectory, SendsLargeFilesAndBreaksOffWhereTheyShrink) {
     say(other, "GET /shrinking HTTP/1.1\r\nHost: h\r\n\r\nGET /ten HTTP/1.1\r\nHost: h\r\n\r\n");
     for (int i = 0; i < 20; i++)
         turn();
-#if !defined(_WIN32)
     ASSERT_EQ(0, truncate((folder_ / "shrinking").c_str(), 10));
     const std::string part = hear(other);
     EXPECT_GT(bytes.size(), part.size());
