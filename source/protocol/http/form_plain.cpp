@@ -73,6 +73,11 @@ int plain_form::put(char c) {
             return def_ombrel_http_form_fault_nul;
         return parts_.add_head({&c, 1}, name_limit_, def_ombrel_http_form_fault_name_limit);
     }
+    // Looked at here, so that the first fault of a body is told however its bytes come.
+    if (c == '\0' && !allows_nul_)
+        return def_ombrel_http_form_fault_nul;
+    if (whole_size_++ == value_limit_)
+        return def_ombrel_http_form_fault_value_limit;
     value_[value_size_++] = c;
     return value_size_ == sizeof value_ ? flush() : none;
 }
@@ -91,6 +96,7 @@ int plain_form::begin_value() {
     part.shown = {};
     part.shown.m_name = part.head.data();
     place_ = place::value;
+    whole_size_ = 0;
     return parts_.begin();
 }
 

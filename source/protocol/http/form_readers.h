@@ -21,7 +21,8 @@ struct form_step {
 class plain_form {
 public:
     plain_form(form_parts& parts, const ombrel_http_form_options_t& options)
-        : parts_(parts), name_limit_(options.m_name_limit),
+        : parts_(parts), name_limit_(options.m_name_limit), value_limit_(options.m_value_limit),
+          allows_nul_((options.m_flags & def_ombrel_http_form_allow_nul) != 0),
           keeps_bad_escapes_((options.m_flags & def_ombrel_http_form_keep_bad_escapes) != 0) {}
 
     form_step push(std::string_view bytes);
@@ -39,13 +40,14 @@ private:
     int end_part();
 
     form_parts& parts_;
-    size_t name_limit_;
-    bool keeps_bad_escapes_;
+    size_t name_limit_, value_limit_;
+    bool allows_nul_, keeps_bad_escapes_;
     place place_ = place::start;
     unsigned escape_size_ = 0; ///< characters of an escape that were read
     char escape_[2];
     char value_[256]; ///< decoded bytes that wait to be handed on together
     size_t value_size_ = 0;
+    size_t whole_size_ = 0; ///< of the value
 };
 
 /// Reads what stands between boundaries.
