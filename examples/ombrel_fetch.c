@@ -96,28 +96,28 @@ static void fetch_all(int count, char** uris) {
     ombrel_close_http_client(client);
 }
 
-#define COUNT(letter, name, target, text, most)                                                              \
+#define COUNT_OPTION(letter, name, target, text, most)                                                       \
     {                                                                                                        \
         .m_letter = letter, .m_name = name, .m_kind = def_ombrel_argument_integer, .m_target = target,       \
         .m_value = "COUNT", .m_help = text, .m_least = 1, .m_most = most                                     \
     }
-#define TEXT(letter, name, target, value, text)                                                              \
+#define WORD_OPTION(letter, name, target, value, text)                                                       \
     {                                                                                                        \
         .m_letter = letter, .m_name = name, .m_kind = def_ombrel_argument_text, .m_target = target,          \
         .m_value = value, .m_help = text                                                                     \
     }
 
 static const ombrel_argument_option_t options[] = {
-    COUNT('n', "copies", &choice.copies, "ask for each URI so often (default 1)", 1000000),
-    COUNT('c', "connections", &choice.connections, "open so many connections (default 64)", 100000),
-    COUNT('h', "of-host", &choice.of_host, "of them to one host (default 6)", 100000),
-    COUNT('t', "seconds", &choice.seconds, "give up after so many seconds (default 60)", 86400),
-    TEXT('X', "method", &choice.method, "METHOD", "instead of GET, or of POST with a body"),
-    TEXT('d', "body", &choice.body, "TEXT", "send this"),
-    TEXT('u', "user", &choice.user, "NAME", "log in by Digest"),
-    TEXT('p', "password", &choice.password, "WORD",
-         "the password, which others may see in the list of processes"),
-    TEXT('x', "proxy", &choice.proxy, "URI", "ask this proxy for all"),
+    COUNT_OPTION('n', "copies", &choice.copies, "ask for each URI so often (default 1)", 1000000),
+    COUNT_OPTION('c', "connections", &choice.connections, "open so many connections (default 64)", 100000),
+    COUNT_OPTION('h', "of-host", &choice.of_host, "of them to one host (default 6)", 100000),
+    COUNT_OPTION('t', "seconds", &choice.seconds, "give up after so many seconds (default 60)", 86400),
+    WORD_OPTION('X', "method", &choice.method, "METHOD", "instead of GET, or of POST with a body"),
+    WORD_OPTION('d', "body", &choice.body, "TEXT", "send this"),
+    WORD_OPTION('u', "user", &choice.user, "NAME", "log in by Digest"),
+    WORD_OPTION('p', "password", &choice.password, "WORD",
+                "the password, which others may see in the list of processes"),
+    WORD_OPTION('x', "proxy", &choice.proxy, "URI", "ask this proxy for all"),
     {.m_letter = 'b',
      .m_name = "basic",
      .m_kind = def_ombrel_argument_flag,
