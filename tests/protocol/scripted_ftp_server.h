@@ -18,10 +18,11 @@ namespace ombrel_test {
 /// there may be none at all.
 enum class data_end { whole, reset, never, endless, absent };
 
-/// Answers each command with its reply, keeps it without the port of an active connection, sends the data over the data connection for RETR and lists, and takes
-/// what comes for STOR, STOU and APPE. Changed replies are written like "PASS 230 in/SIZE 213 7", that to no
-/// command as the greeting; none is sent for an empty one. One that ends with "!" is the last: the connection
-/// is cut; "*" sends it for ever and "~" for ever, but slowly, without a line's end.
+/// Answers each command with its reply, keeps it without the port of an active connection, sends the data
+/// over the data connection for RETR and lists, and takes what comes for STOR, STOU and APPE. Changed replies
+/// are written like "PASS 230 in/SIZE 213 7", that to no command as the greeting; none is sent for an empty
+/// one. One that ends with "!" is the last: the connection is cut; "*" sends it for ever and "~" for ever,
+/// but slowly, without a line's end.
 class scripted_ftp_server : no_copy {
 public:
     explicit scripted_ftp_server(const std::string& changes, data_end end = data_end::whole,
