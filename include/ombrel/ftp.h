@@ -121,7 +121,8 @@ typedef struct ombrel_ftp_options_ts {
     int m_list_ms;
     /** While a transfer lasts NOOP is sent so often on the control connection, from within the calls that
      * move bytes, for the sake of what forgets silent connections on the way; at first 0, for never, as
-     * negative ones: the connection is kept alive by TCP after a minute, and some servers do not expect a command then. */
+     * negative ones: the connection is kept alive by TCP after a minute, and some servers do not expect a
+     * command then. */
     int m_keep_alive_ms;
     /** Bytes of a list; at first 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes empty ones alone. */
     size_t m_list_size_limit;
