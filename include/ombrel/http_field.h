@@ -399,7 +399,7 @@ OMBREL_API int ombrel_split_http_target(ombrel_http_text_t method, ombrel_http_t
  * @param is_form non-zero makes "+" a space
  * @param buf    receives the text
  * @param room   its bytes; `size` and 1 are enough
- * @return bytes of the text; -1 for "%00", a NUL, and "%" without two digits
+ * @return bytes of the text; -1, with an empty text, for "%00", a NUL, and "%" without two digits
  */
 OMBREL_API int64_t ombrel_decode_http_text(const char* text, size_t size, int is_form, char* buf,
                                            size_t room);

@@ -349,7 +349,7 @@ OMBREL_API ombrel_http_server_t* ombrel_http_exchange_get_server(ombrel_http_exc
  * @brief A value of the query by its name, decoded as forms encode it ("+" is a space).
  * @param exchange the exchange
  * @param name     the name, decoded; of several values the first is given
- * @param value    receives it with a terminator; null when `room` is 0
+ * @param value    receives it with a terminator, or an empty text after a failure; null when `room` is 0
  * @param room     bytes there
  * @return the value's length, which has no NUL in it; -1 with #def_ombrel_fault_not_found when there is none,
  * #def_ombrel_fault_too_large when it does not fit, and #def_ombrel_fault_violation for a "%00" or a "%" that

@@ -16,8 +16,9 @@ int echo(exchange* e, void*) {
 }
 
 int tell_name(exchange* e, void*) {
-    char name[16];
+    char name[16] = "none";
     const int64_t size = ombrel_http_exchange_get_parameter(e, "name", name, sizeof name);
+    EXPECT_EQ(size <= 0, name[0] == '\0');
     const char* const shown = size < 0 ? ombrel_fault_name(ombrel_last_fault()) : name;
     return ombrel_http_exchange_answer(e, size < 0 ? 400 : 200, nullptr, shown, strlen(shown));
 }

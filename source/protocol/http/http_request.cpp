@@ -212,6 +212,8 @@ int64_t ombrel_http_exchange_get_parameter(ombrel_http_exchange_t* exchange, con
                                            size_t room) {
     if (exchange == nullptr || name == nullptr || (value == nullptr && room > 0))
         return fail(fault_code::invalid);
+    if (room > 0)
+        value[0] = '\0';
     const char* const query = ombrel_http_exchange_get_query(exchange);
     std::string_view encoded;
     if (query == nullptr || !find_parameter(query, name, encoded))

@@ -213,7 +213,7 @@ int64_t ombrel_decode_http_text(const char* text, size_t size, int is_form, char
         const bool is_space = is_form && rest[0] == '+';
         char decoded;
         if (!take_decoded(rest, decoded))
-            return refuse_http(fault_code::violation);
+            return writer.refuse(fault_code::violation);
         writer.put(is_space ? ' ' : decoded);
     }
     return writer.end();
@@ -227,6 +227,6 @@ int64_t ombrel_clean_http_path(const char* text, size_t size, char* buf, size_t 
         return refuse_http(fault_code::too_large);
     http_text_writer writer(buf, room);
     if (!starts_with({text, size}, "/") || !clean_path({text, size}, writer))
-        return refuse_http(fault_code::violation);
+        return writer.refuse(fault_code::violation);
     return writer.end();
 }

@@ -46,9 +46,15 @@ public:
     /// Ends the text. Gives its bytes, or -1 with too_large where it did not fit.
     int64_t end() {
         if (!fits_ || size_ >= room_)
-            return refuse_http(fault_code::too_large);
+            return refuse(fault_code::too_large);
         buf_[size_] = '\0';
         return static_cast<int64_t>(size_);
+    }
+    /// Nobody is to take the part that was written for the whole. @return -1
+    int64_t refuse(fault_code why) {
+        if (room_ > 0)
+            buf_[0] = '\0';
+        return refuse_http(why);
     }
 
 private:
