@@ -345,7 +345,7 @@ TEST_F(FtpServer, ListsInEachForm) {
     open();
     make_directory(top_ / "root/sub");
     top_.write("root/sub/a.txt", "12345");
-    top_.write("root/sub/b \"c\".bin", "");
+    top_.write("root/sub/b c.bin", "");
     const owned_socket s = logged_in();
     ASSERT_EQ("213", ask(s, "MFMT 20010203040506 sub/a.txt"));
     ASSERT_EQ("200", ask(s, "OPTS MLST type;size;modify;perm;"));
@@ -369,8 +369,10 @@ TEST_F(FtpServer, ListsInEachForm) {
     EXPECT_EQ("250-Listing:\r\n type=file;size=5;modify=20010203040506;perm=adfrw; /sub/a.txt\r\n250 End of "
               "listing.\r\n",
               ask_text(s, "MLST sub/a.txt"));
+#if !defined(_WIN32) // where no name has a quote
     EXPECT_EQ("257", ask(s, "MKD b \"q\""));
     EXPECT_EQ("257 \"/b \"\"q\"\"\" is where you are.\r\n", (ask(s, "CWD b \"q\""), ask_text(s, "PWD")));
+#endif
     EXPECT_NE(std::string::npos, ask_text(s, "STAT /sub").find(" a.txt\r\n"));
     for (int i = 0; i < 301; i++)
         top_.write("root/sub/" + std::to_string(i), "");
