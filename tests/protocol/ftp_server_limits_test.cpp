@@ -250,7 +250,7 @@ TEST_F(FtpServerLimits, ReadsAccountsOfAFileOrNone) {
         {"# none\n\n\r\n", 0, 0, 0},
         {ann + ":rwd\r\n#\nftp:" + secret_of("ftp") + ":" + root + ":", 2, 0, 0},
         {ann + ":d", -1, 1, def_ombrel_ftp_account_fault_twice},
-        {"\nmax:" + secret_of("max") + ":" + root + ":r\n" + ann, -1, 3, def_ombrel_ftp_account_fault_fields},
+        {"\nmax:" + secret_of("max") + ":" + root + ":r\ncarl:y", -1, 3, def_ombrel_ftp_account_fault_fields},
         {"x", -1, 1, def_ombrel_ftp_account_fault_fields},
         {"x:y:z", -1, 1, def_ombrel_ftp_account_fault_fields},
         {"x:y:" + root + ":r", -1, 1, def_ombrel_ftp_account_fault_secret},
