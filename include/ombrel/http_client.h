@@ -47,8 +47,8 @@
  * 301, 302, 303, 307 and 308 with a Location are followed, up to a limit, to "http" URIs only. 303 makes GET
  * of every method but HEAD; 301 and 302 make GET of POST; the others, and what remains, repeat method and
  * body. Where a body handler's bytes would have to be sent again and the request has no rewind handler, the
- * redirect itself is the answer. Credentials, Authorization, Cookie and a Host of the request's own stay with
- * the origin (scheme, host and port) of the request's URI.
+ * redirect itself is the answer. Credentials, Authorization, Cookie, a Host of the request's own and, without
+ * a proxy, Proxy-Authorization stay with the origin (scheme, host and port) of the request's URI.
  *
  * @par Authentication
  * A request's name and password, or those in its URI, answer a challenge (401) of the URI's origin; nothing

@@ -54,15 +54,17 @@ bool describes_body(const ombrel_http_client_field_t& field) {
     return ombrel_is_http_name(field.m_name, std::min<size_t>(strlen(field.m_name), 8), "Content-") == 1;
 }
 
-bool is_for_origin(const ombrel_http_client_field_t& field) {
-    return is_field(field, "Host") || is_field(field, "Authorization") || is_field(field, "Cookie");
+/// Without a proxy what is meant for one goes to the origin.
+bool is_for_origin(const ombrel_http_call_t& call, const ombrel_http_client_field_t& field) {
+    return is_field(field, "Host") || is_field(field, "Authorization") || is_field(field, "Cookie") ||
+           (call.client->proxy == nullptr && is_field(field, "Proxy-Authorization"));
 }
 
 // What was meant for the first origin stays there, and what describes a body goes with it.
 bool is_sent(const ombrel_http_call_t& call, const ombrel_http_client_field_t& field) {
     if (call.method != call.request.m_method && describes_body(field))
         return false;
-    return is_same_origin(origin_of(call), *call.target) || !is_for_origin(field);
+    return is_same_origin(origin_of(call), *call.target) || !is_for_origin(call, field);
 }
 
 bool is_given(const ombrel_http_call_t& call, const char* name) {
