@@ -63,6 +63,7 @@ TEST_F(FtpServerLimits, MeetsHostileDataConnections) {
 }
 
 TEST_F(FtpServerLimits, GivesUpAndTellsWhatIsUnderWay) {
+    options_.m_data_ms = -1;
     open();
     top_.write("root/big", std::string(20000000, 'x'));
     const owned_socket s = logged_in();
@@ -83,6 +84,8 @@ TEST_F(FtpServerLimits, GivesUpAndTellsWhatIsUnderWay) {
         say(s, one.said);
         EXPECT_EQ(one.codes, codes_of(answer(s, one.count)));
     }
+    say(s, "EPSV\r\nRETR big\r\nABOR\r\nNOOP\r\n"); // and nobody comes for the data
+    EXPECT_EQ("229 150 426 226 200", codes_of(answer(s, 5)));
     const owned_socket held = data(s);
     EXPECT_EQ("150", ask(s, "RETR big"));
     const std::string urgent = "\xff\xf4\xff\xf2"

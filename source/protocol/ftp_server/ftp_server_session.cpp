@@ -282,7 +282,8 @@ bool ftp_server_session::takes_commands() const {
 
 void ftp_server_session::carry_out() {
     heed_during_transfer();
-    for (int i = 0; i < commands_at_once && takes_commands(); i++) {
+    // What ends a transfer may have come together with what began it.
+    for (int i = 0; i < commands_at_once && takes_commands(); i++, heed_during_transfer()) {
         std::string_view line;
         switch (reader_.next(line)) {
         case ftp_line_reader::found::nothing:
