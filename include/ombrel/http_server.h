@@ -166,11 +166,12 @@ typedef struct ombrel_http_server_options_ts {
      * have its own. */
     int64_t m_body_limit;
     /** Bytes of answers that may wait for a client, at least 4,096; at first 256 KiB. Above it
-     * ombrel_http_exchange_write() takes no more, and no further request of the client is looked at. */
+     * ombrel_http_exchange_write() takes no more, and no further request of the client is looked at. While
+     * much of m_memory_limit is taken, the limit is lower, but no lower than 4,096. */
     size_t m_output_limit;
     /** What is kept of requests, bodies and waiting answers of all clients together (a line of a head that is
      * cut comes on top of it, at most m_head_limit bytes a client); at first 64 MiB. Above it requests are
-     * answered 503. */
+     * answered 503; bodies and answers leave an eighth of it for heads. */
     size_t m_memory_limit;
     /** Clients at a time, at least 1; at first 10,000. Others are answered 503 at once, as they are when the
      * process has no descriptor left. */

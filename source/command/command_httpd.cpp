@@ -185,6 +185,7 @@ public:
 private:
     bool open_server(const httpd_choice& choice) {
         constexpr size_t clients_of_a_stranger = 256;
+        constexpr int64_t longest_body = 4096; // nothing is made of them
         ombrel_http_server_options_t how;
         ombrel_init_http_server_options(&how);
         how.m_handler = ombrel_serve_http_directory;
@@ -193,6 +194,7 @@ private:
         how.m_guard_context = gate_.get();
         how.m_log_handler = choice.logs != 0 ? server_loop::log_line : nullptr;
         how.m_log_context = &loop_;
+        how.m_body_limit = longest_body;
         how.m_client_limit = static_cast<size_t>(choice.clients);
         how.m_address_limit = is_loopback(choice.address) ? 0 : clients_of_a_stranger;
         server_ = ombrel_open_http_server(loop_.base(), &how);

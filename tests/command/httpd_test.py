@@ -80,6 +80,7 @@ class HttpdTest(unittest.TestCase):
             self.assertEqual((200, b"0123456789"), self.curl("ten"))
             for name in ("../outside", "%2e%2e/outside", "none", "sub/../../outside", "..%5coutside", "%2e%2e%2foutside"):
                 self.assertEqual((404, b"404 Not Found\n"), self.curl(name), name)
+            self.assertIn(" 413 ", self.ask(self.port, "/ten", "Content-Length: 5000", method="POST")[0][0])
             with socket.create_connection(("127.0.0.1", self.port)):  # an idle client holds nothing up
                 self.assertEqual(0, self.end(process, number))
             self.assertRegex(self.output, r'127\.0\.0\.1 - - \[.*Z\] "GET /ten HTTP/1.1" 200 10\n')

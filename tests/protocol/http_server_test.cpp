@@ -379,6 +379,27 @@ TEST_F(HttpServer, HoldsNoMoreOfALongAnswerThanItsLimit) {
     }
 }
 
+TEST_F(HttpServer, LeavesMemoryForOthersBesideClientsThatTakeNothing) {
+    constexpr size_t size = 10'000'000;
+    long_answer answers[20];
+    std::vector<owned_socket> crowd;
+    options_.m_memory_limit = 1 << 20;
+    open();
+    route("POST", "/echo", echo);
+    for (long_answer& answer : answers) {
+        answer = {size};
+        const std::string path = "/" + std::to_string(&answer - answers);
+        route("GET", path.c_str(), begin_long, &answer);
+        crowd.push_back(connect());
+        say(crowd.back(), "GET " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    }
+    for (int i = 0; i < 200; i++)
+        turn();
+    EXPECT_EQ("200 ok", in_short(talk("POST /echo HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n\r\nok")));
+    for (const owned_socket& s : crowd)
+        EXPECT_LT(size, hear(s).size()) << "it is whole";
+}
+
 TEST_F(HttpServer, CostsMemoryAsBodiesComeAndRefusesBeyondTheLimit) {
     options_.m_memory_limit = 300'000;
     open();

@@ -20,6 +20,14 @@ struct memory_budget {
         return true;
     }
     void give(size_t size) { used -= size; }
+
+    /// Whether so many more leave a share for what is small, without which nobody else is heard.
+    bool leaves_spare(size_t size) const {
+        const size_t all = limit - limit / 8;
+        return size <= all - std::min(all, used);
+    }
+    /// What one of many may take of the half that those who take much share.
+    size_t share() const { return (limit / 2 - std::min(limit / 2, used)) / 4; }
 };
 
 /// All zero while it is empty, and part of records without destructors: clear() is due in the end.

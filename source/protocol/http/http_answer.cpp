@@ -304,7 +304,7 @@ int64_t ombrel_http_exchange_write(ombrel_http_exchange_t* exchange, const void*
         return refuse(fault_code::invalid);
     if (exchange->body_left >= 0 && size > static_cast<uint64_t>(exchange->body_left))
         return refuse(fault_code::too_large);
-    const size_t limit = exchange->server->options.m_output_limit, waiting = unsent(*exchange);
+    const size_t limit = output_limit(*exchange), waiting = unsent(*exchange);
     const size_t taken = exchange->is_bare ? size : std::min(size, limit - std::min(limit, waiting));
     if (taken > 0 && !exchange->is_bare) {
         put_piece(*exchange, {static_cast<const char*>(data), taken});

@@ -128,7 +128,7 @@ void take_piece(http_exchange& exchange, const ombrel_http_text_t& piece) {
     }
     memory_budget& budget = exchange.server->budget;
     // A zero stands behind it.
-    if (!exchange.body.reserve(budget, piece.m_size + 1, server_tag)) {
+    if (!budget.leaves_spare(piece.m_size) || !exchange.body.reserve(budget, piece.m_size + 1, server_tag)) {
         refuse_request(exchange, 503, "no memory for the body");
         return;
     }

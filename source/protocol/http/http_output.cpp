@@ -30,7 +30,7 @@ bool queue(http_exchange& connection, std::string_view bytes) {
     memory_budget& budget = connection.server->budget;
     if (connection.output == nullptr)
         connection.output = ombrel_open_buffer_ex(0);
-    if (connection.output == nullptr || !budget.take(bytes.size()))
+    if (connection.output == nullptr || !budget.leaves_spare(bytes.size()) || !budget.take(bytes.size()))
         return false;
     const size_t kept = ombrel_push_buffer_ex(connection.output, bytes.data(), bytes.size(), 0);
     budget.give(bytes.size() - kept);
@@ -74,8 +74,15 @@ size_t unsent(const http_exchange& connection) {
            (server.batch_owner == &connection ? server.batched : 0);
 }
 
+// Slow clients would have all the memory otherwise, and the next ones were cut off.
+size_t output_limit(const http_exchange& connection) {
+    constexpr size_t least = 4096;
+    const http_server& server = *connection.server;
+    return std::min(server.options.m_output_limit, std::max(server.budget.share(), least));
+}
+
 bool has_room(const http_exchange& connection) {
-    return unsent(connection) <= connection.server->options.m_output_limit / 2;
+    return unsent(connection) <= output_limit(connection) / 2;
 }
 
 void put(http_exchange& connection, std::string_view bytes) {

@@ -209,6 +209,8 @@ size_t unsent(const http_exchange& connection);
 void put(http_exchange& connection, std::string_view bytes);
 void flush_output(http_exchange& connection);
 void drop_output(http_exchange& connection);
+/// Bytes of a writer's that may wait: fewer while the clients together have much waiting.
+size_t output_limit(const http_exchange& connection);
 /// Whether so little waits that a writer may go on.
 bool has_room(const http_exchange& connection);
 
