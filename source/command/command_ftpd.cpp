@@ -90,8 +90,8 @@ constexpr ombrel_argument_table_t table = {
         "A line of ACCOUNTS begins as \"secret NAME\" prints it; RIGHTS are of the letters r (list and "
         "fetch), w (store, make directories) and d (remove; with w also rename). The account "
         "\"anonymous\" takes any password, and its SECRET may be empty. Links are not followed, and "
-        "nobody leaves his directory. Passwords cross the network as they are typed. It ends on a "
-        "signal to terminate.\n",
+        "nobody leaves his directory. Passwords cross the network as they are typed. Beyond this "
+        "machine one address may have 64 clients at a time. It ends on a signal to terminate.\n",
     .m_options = options};
 
 /// "FIRST-LAST".
@@ -152,9 +152,12 @@ int run_ftpd(int argc, char** argv) {
     const command_arguments<ftpd_choice> arguments(table, argc, argv);
     if (!arguments)
         return arguments.exit_code();
+    constexpr size_t clients_of_a_stranger = 64;
     ombrel_ftp_server_options_t how;
     ombrel_init_ftp_server_options(&how);
     how.m_client_limit = static_cast<size_t>(arguments->clients);
+    // Each log-in of a strong secret takes some time of the one thread.
+    how.m_address_limit = server_loop::is_loopback(arguments->address) ? 0 : clients_of_a_stranger;
     how.m_rate = arguments->rate;
     how.m_passive_address = arguments->passive_address;
     if (arguments->accounts == nullptr)

@@ -88,11 +88,6 @@ constexpr ombrel_argument_table_t table = {
                "may have 256 clients at a time. It ends on a signal to terminate.\n",
     .m_options = options};
 
-bool is_loopback(const char* address) {
-    return strcmp(address, "localhost") == 0 || strcmp(address, "::1") == 0 ||
-           strncmp(address, "127.", 4) == 0;
-}
-
 /// Who is let in: those of a password file, or one of them.
 class gate {
 public:
@@ -196,7 +191,7 @@ private:
         how.m_log_context = &loop_;
         how.m_body_limit = longest_body;
         how.m_client_limit = static_cast<size_t>(choice.clients);
-        how.m_address_limit = is_loopback(choice.address) ? 0 : clients_of_a_stranger;
+        how.m_address_limit = server_loop::is_loopback(choice.address) ? 0 : clients_of_a_stranger;
         server_ = ombrel_open_http_server(loop_.base(), &how);
         return server_ != nullptr || loop_.fails_by("server");
     }

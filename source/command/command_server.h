@@ -8,6 +8,7 @@
 //                      loop.run([&] { return server.stop(); })); // has loop.end() called when it has stopped
 #pragma once
 
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -55,6 +56,12 @@ public:
     }
 
     ombrel_event_base_t* base() const { return base_; }
+
+    /// Whether none but this machine's own clients come to an address.
+    static bool is_loopback(const char* address) {
+        return strcmp(address, "localhost") == 0 || strcmp(address, "::1") == 0 ||
+               strncmp(address, "127.", 4) == 0;
+    }
 
     /// Prints "NAME: DOING WHAT at URL" at once. The URL is freed. False after a complaint.
     bool tell(const char* doing, const char* what, char* url) const {

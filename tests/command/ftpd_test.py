@@ -83,6 +83,13 @@ class FtpdTest(unittest.TestCase):
         ftp.retrbinary("RETR " + name, parts.append, **rest)
         return b"".join(parts)
 
+    def test_takes_only_so_many_clients_of_a_stranger(self):
+        self.start("-q", address="0.0.0.0")
+        with contextlib.ExitStack() as crowd:
+            answers = [crowd.enter_context(socket.create_connection(("127.0.0.1", self.port), timeout=60)).recv(3)
+                       for _ in range(65)]
+        self.assertEqual([b"220"] * 64 + [b"421"], answers)
+
     def test_tells_what_happens_and_ends_on_signals(self):
         for number in (signal.SIGTERM, signal.SIGINT):
             process = self.start()
