@@ -254,7 +254,8 @@ OMBREL_API ombrel_cgi_service_t* ombrel_open_cgi_service_tag(ombrel_event_base_t
 OMBREL_API int ombrel_close_cgi_service(ombrel_cgi_service_t* service);
 
 /**
- * @brief Serves all paths below one by the programs of a service.
+ * @brief Serves all paths below one by the programs of a service. What stands behind a program's name is told
+ * to it decoded, as PATH_INFO; with "." or ".." for a name in it, or control characters, it is answered 404.
  * @param server  the server
  * @param path    as "/cgi-bin", without a "/" at the end
  * @param service the service

@@ -100,6 +100,11 @@ TEST_F(CgiService, AnswersWhatProgramsSay) {
         {"none", "", "/cgi/", "404 close 404 Not Found\n"},
         {"none", "", "/cgi/..%2fpath", "404 close 404 Not Found\n"},
         {"none", "", "/cgi/a%5cb", "404 close 404 Not Found\n"},
+        {"told", "printf 'A: b\n\n'", "/cgi/told/..a/b..//", "200 close chunks 0\r\n\r\n"},
+        {"none", "", "/cgi/told/a/../b", "404 close 404 Not Found\n"},
+        {"none", "", "/cgi/told/%2e%2e%2f%2e%2e/etc", "404 close 404 Not Found\n"},
+        {"none", "", "/cgi/told/a%5c..%5cb", "404 close 404 Not Found\n"},
+        {"none", "", "/cgi/told/a%0ab", "404 close 404 Not Found\n"},
     };
     open_programs();
     for (const auto& each : cases) {

@@ -102,6 +102,22 @@ bool is_program_name(std::string_view name) {
     });
 }
 
+/// Whether what stands behind the name may be told: programs take it for a path below a directory of theirs.
+bool is_path_info(std::string_view info) {
+    constexpr auto is_separator = [](char c) { return c == '/' || c == '\\'; };
+    while (!info.empty()) {
+        info = slice(info, is_separator(info.front()) ? 1 : 0);
+        const auto* const end = std::find_if(info.begin(), info.end(), is_separator);
+        const std::string_view name = slice(info, 0, static_cast<size_t>(end - info.begin()));
+        if (name == "." || name == ".." || std::any_of(name.begin(), name.end(), [](char c) {
+                return static_cast<unsigned char>(c) < ' ' || c == '\x7F';
+            }))
+            return false;
+        info = slice(info, name.size());
+    }
+    return true;
+}
+
 /// By what a path is refused that leads to no program; 0 for one.
 int look_at_program(const service_t& service, const char* path) {
     ombrel_file_info_t info;
@@ -123,7 +139,7 @@ int serve(ombrel_http_exchange_t* exchange, void* context) {
     const std::string_view before(path, strlen(path) - rest.size());
     const call_site caller{"ombrel_http_server_add_cgi", __LINE__};
     growing_text program, script;
-    if (!is_program_name(name))
+    if (!is_program_name(name) || !is_path_info(slice(rest, name.size())))
         return ombrel_http_exchange_answer_error(exchange, 404, nullptr);
     if (!program.append(service.directory.get(), caller) || !program.append("/", caller) ||
         !program.append(name, caller) || !script.append(before, caller) || !script.append(name, caller))
