@@ -358,6 +358,30 @@ TEST_F(HttpServer, BreaksOffWhatAHandlerAborts) {
     EXPECT_EQ(1, one.ended);
 }
 
+TEST_F(HttpServer, TellsNoEndOfABodyAfterAnAbort) {
+    later one;
+    open();
+    streamed_route(
+        "GET", "/held",
+        [](exchange* e, void* context) {
+            static_cast<later*>(context)->waiting = e;
+            ombrel_http_exchange_begin_answer(
+                e, 200, nullptr, -1, nullptr,
+                [](exchange*, int, void* told) { static_cast<later*>(told)->ended++; }, context);
+            return ombrel_http_exchange_hold_body(e, 1) |
+                   ombrel_http_exchange_read_body(
+                       e, [](exchange*, const void*, size_t, void*) { return ADD_FAILURE(), 0; }, context);
+        },
+        &one);
+    const owned_socket s = connect();
+    say(s, "GET /held" END);
+    ASSERT_TRUE(turn_until([&] { return one.waiting != nullptr; }));
+    EXPECT_EQ(0, ombrel_http_exchange_hold_body(one.waiting, 0));
+    EXPECT_EQ(0, ombrel_http_exchange_abort(one.waiting));
+    hear(s);
+    EXPECT_EQ(1, one.ended);
+}
+
 TEST_F(HttpServer, HoldsNoMoreOfALongAnswerThanItsLimit) {
     constexpr size_t size = 30'000'000;
     long_answer answer{};

@@ -262,7 +262,8 @@ void take_end(http_exchange& connection) {
 
 void tell_end_of_body(http_exchange& exchange) {
     if (exchange.intake != intake::done || exchange.body_handler == nullptr || exchange.end_was_told ||
-        exchange.holds_body || (!is_open(exchange) && exchange.answer != answer::begun))
+        exchange.holds_body || exchange.is_broken ||
+        (exchange.answer != answer::awaited && exchange.answer != answer::begun))
         return;
     exchange.end_was_told = true;
     exchange.began_ms = exchange.server->now;
