@@ -243,7 +243,7 @@ TEST(HttpForm, KeepsItsLimits) {
     for (int i = 0; i < 200; i++)
         many += "a&";
     ombrel_http_form_options_t options = usual();
-    options.m_keep_limit = 20'000;
+    options.m_keep_limit = 10'000;
     EXPECT_EQ(def_ombrel_http_form_fault_keep_limit,
               read(many, def_ombrel_http_form_urlencoded, 100, false, options).fault)
         << "records count";
