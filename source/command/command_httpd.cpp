@@ -26,20 +26,8 @@ struct httpd_choice {
 };
 
 constexpr ombrel_argument_option_t options[] = {
-    {.m_letter = 'a',
-     .m_name = "address",
-     .m_kind = def_ombrel_argument_text,
-     .m_offset = offsetof(httpd_choice, address),
-     .m_value = "ADDRESS",
-     .m_help = "numeric address to listen at, 0.0.0.0 or :: for all (default 127.0.0.1)"},
-    {.m_letter = 'p',
-     .m_name = "port",
-     .m_kind = def_ombrel_argument_integer,
-     .m_offset = offsetof(httpd_choice, port),
-     .m_value = "PORT",
-     .m_help = "port, 0 for a free one (default 8080)",
-     .m_least = 0,
-     .m_most = 65535},
+    address_option(offsetof(httpd_choice, address)),
+    port_option(offsetof(httpd_choice, port), "port, 0 for a free one (default 8080)"),
     {.m_letter = 'u',
      .m_name = "user",
      .m_kind = def_ombrel_argument_text,

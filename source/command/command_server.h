@@ -8,6 +8,7 @@
 //                      loop.run([&] { return server.stop(); })); // has loop.end() called when it has stopped
 #pragma once
 
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <utility>
@@ -19,11 +20,34 @@
 #include <ombrel/process.h>
 
 #include "command/command_input.h"
+#include "command/command_options.h"
 #include "core/fault.h"
 #include "platform/descriptor_limit.h"
 #include "platform/poll.h"
 
 namespace ombrel::command {
+
+/// Where a server listens.
+constexpr ombrel_argument_option_t address_option(size_t offset) {
+    return {.m_letter = 'a',
+            .m_name = "address",
+            .m_kind = def_ombrel_argument_text,
+            .m_offset = offset,
+            .m_value = "ADDRESS",
+            .m_help = "numeric address to listen at, 0.0.0.0 or :: for all (default 127.0.0.1)"};
+}
+
+/// @param help names the default
+constexpr ombrel_argument_option_t port_option(size_t offset, const char* help) {
+    return {.m_letter = 'p',
+            .m_name = "port",
+            .m_kind = def_ombrel_argument_integer,
+            .m_offset = offset,
+            .m_value = "PORT",
+            .m_help = help,
+            .m_least = 0,
+            .m_most = 65535};
+}
 
 class server_loop {
 public:
@@ -86,6 +110,7 @@ public:
             ombrel_printf("%s: %llu lines were left out\n", name_, std::exchange(lines_left_out_, 0));
         ombrel_printf("%s\n", line);
         ombrel_puts(nullptr);
+        clearerr(stdout); // a reader who is gone is no failure of the server
     }
     /// The same as a handler, whose context is the loop.
     static int log_line(const char* line, void* loop) {

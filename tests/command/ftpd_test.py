@@ -112,8 +112,11 @@ class FtpdTest(unittest.TestCase):
             ftp.putline("SITE x")
         for _ in range(3000):
             self.assertRaises(ftplib.error_perm, ftp.voidresp)
+        process.stdout.close()  # nor does it mind that there is none any more
+        self.assertRaises(ftplib.error_perm, ftp.sendcmd, "SITE x")
         ftp.quit()
-        self.assertEqual(0, self.end(process))
+        process.terminate()
+        self.assertEqual(0, process.wait(60))
 
     def test_refuses_wrong_beginnings(self):
         path = self.accounts("bob:x:/:r\n")
