@@ -17,6 +17,14 @@ struct dialogue {
     const char* expected; ///< the codes behind the greeting's
 };
 
+TEST_F(FtpServer, TellsWhereItListens) {
+    open();
+    char* const url = ombrel_alloc_ftp_server_url(server_, 0);
+    EXPECT_EQ("ftp://127.0.0.1:" + std::to_string(port_) + "/", url);
+    ombrel_free(url);
+    EXPECT_EQ(nullptr, ombrel_alloc_ftp_server_url(server_, 1));
+}
+
 TEST_F(FtpServer, AnswersWhoIsNotLoggedIn) {
     options_.m_login_attempts = 3;
     open();

@@ -264,6 +264,23 @@ TEST_F(FtpSession, SaysWhatIsWanted) {
 }
 
 // What comes with line ends of the network, in every division, and what goes out with them.
+TEST_F(FtpSession, TellsWhatTheServerSays) {
+    const scripted_ftp_server server(
+        "FEAT 211-all\r\n SIZE\r\n REST STREAM\r\n MLST type;\r\n UTF8\r\n211 end");
+    EXPECT_EQ(-1, ombrel_ftp_get_reply_code(nullptr));
+    ASSERT_EQ(0, open(server));
+    EXPECT_EQ(uint32_t{def_ombrel_ftp_feature_size | def_ombrel_ftp_feature_rest |
+                       def_ombrel_ftp_feature_facts | def_ombrel_ftp_feature_utf8},
+              ombrel_ftp_get_features(ftp_));
+    EXPECT_EQ(def_ombrel_ftp_list_facts, ombrel_ftp_begin_list(ftp_, nullptr, def_ombrel_ftp_list_best));
+    EXPECT_EQ(-1, ombrel_ftp_begin_list(ftp_, nullptr, def_ombrel_ftp_list_names));
+    EXPECT_EQ(def_ombrel_fault_busy, ombrel_last_fault());
+    EXPECT_EQ("hello", rest());
+    EXPECT_EQ(0, ombrel_ftp_finish(ftp_));
+    EXPECT_EQ(226, ombrel_ftp_get_reply_code(ftp_));
+    EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
+}
+
 TEST_F(FtpSession, MovesTexts) {
     {
         const scripted_ftp_server server("", data_end::whole, "a\r\nb\rc\n\r\r\n\r");

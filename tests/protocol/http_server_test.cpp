@@ -1,3 +1,4 @@
+#include <ombrel/http_auth.h>
 #include <ombrel/http_server.h>
 
 #include "protocol/http_dialogue.h"
@@ -95,6 +96,31 @@ int take_pieces(exchange* e, void* sum) {
     return ombrel_http_exchange_read_body(e, count_pieces, sum);
 }
 
+/// A guard that knows one password.
+struct login_guard {
+    login_guard() {
+        char secret[def_ombrel_secret_text_size];
+        EXPECT_LT(0, ombrel_make_secret(secret, sizeof secret, "ann", "pw", nullptr));
+        const std::string line = std::string("ann:") + secret;
+        ombrel_http_auth_server_options_t options;
+        ombrel_init_http_auth_server_options(&options);
+        options.m_schemes = def_ombrel_http_auth_any;
+        options.m_secrets = secrets = ombrel_open_secret_text(line.data(), line.size(), nullptr, nullptr);
+        server = ombrel_open_http_auth_server(&options);
+    }
+    ~login_guard() {
+        ombrel_close_http_auth_server(server);
+        ombrel_close_secret_list(secrets);
+    }
+    ombrel_secret_list_t* secrets;
+    ombrel_http_auth_server_t* server;
+};
+
+int tell_user(exchange* e, void*) {
+    const char* const user = ombrel_http_exchange_get_user(e);
+    return ombrel_http_exchange_answer(e, 200, nullptr, user, strlen(user));
+}
+
 class HttpServer : public http_dialogue {
 protected:
     /// A server with a route for each handler above.
@@ -128,6 +154,32 @@ int keep_for_later(exchange* e, void* context) {
 struct dialogue {
     const char *request, *expected;
 };
+
+TEST_F(HttpServer, LetsAGuardAskForPasswords) {
+    const login_guard guard;
+    options_.m_guard = ombrel_guard_http_exchange;
+    options_.m_guard_context = guard.server;
+    open();
+    route("GET", "/", tell_user);
+    const struct {
+        const char* expected;
+        const char* field;
+    } cases[] = {{"200", "Authorization: Basic YW5uOnB3\r\n"}, // ann:pw
+                 {"401", ""},
+                 {"401", "Authorization: Basic YW5uOnB4\r\n"}, // ann:px
+                 {"401", "Authorization: Other x\r\n"},
+                 {"400", "Authorization: Basic !\r\n"},
+                 {"400", "Authorization: Basic YW5uOnB3\r\nAuthorization: Basic YW5uOnB3\r\n"}};
+    for (const auto& [expected, field] : cases) {
+        const std::string heard =
+            talk(std::string("GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n") + field + "\r\n");
+        const bool is_asked = expected == std::string("401");
+        EXPECT_EQ(expected, heard.substr(9, 3)) << field;
+        EXPECT_EQ(expected == std::string("200"), heard.ends_with("\r\n\r\nann")) << field;
+        for (const char* challenge : {"Digest ", "algorithm=SHA-256", "algorithm=MD5", "Basic realm="})
+            EXPECT_EQ(is_asked, heard.find(challenge) != std::string::npos) << challenge << field;
+    }
+}
 
 TEST_F(HttpServer, AnswersThatComeLateAreNotTakenForStuckOnes) {
     exchange* waiting = nullptr;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,6 +35,18 @@ int read(const std::string& text, ombrel_nmea_sentence_t& sentence, uint32_t fla
     const int result = ombrel_parse_nmea_sentence(text.data(), text.size(), &options, &sentence);
     EXPECT_EQ(result == 0, sentence.m_fault == def_ombrel_nmea_fault_none);
     return result == 0 ? 0 : std::exchange(sentence.m_fault, 0);
+}
+
+TEST_F(Nmea, EachFaultHasWordsOfItsOwn) {
+    std::set<std::string> words;
+    for (int fault = 0; fault < def_ombrel_nmea_fault_count; fault++)
+        EXPECT_TRUE(words.insert(ombrel_nmea_fault_text(fault)).second) << fault;
+    for (const int unknown : {-1, def_ombrel_nmea_fault_count})
+        EXPECT_STREQ("unknown", ombrel_nmea_fault_text(unknown));
+    ombrel_nmea_options_t options;
+    EXPECT_EQ(0, ombrel_init_nmea_options(&options));
+    EXPECT_EQ(size_t{def_ombrel_nmea_length_max}, options.m_length_limit);
+    EXPECT_EQ(-1, ombrel_init_nmea_options(nullptr));
 }
 
 TEST_F(Nmea, SentencesAreWrittenAsTheyWereRead) {
