@@ -101,10 +101,8 @@ public:
         }
         if (secrets_ == nullptr)
             return loop.fails_by(choice.password_file);
-        if (user_ != nullptr && ombrel_secret_list_find(secrets_, user_) < 0) {
-            complain("httpd", user_, "is not in the password file");
+        if (user_ != nullptr && !can_log_in())
             return false;
-        }
         ombrel_http_auth_server_options_t how;
         ombrel_init_http_auth_server_options(&how);
         how.m_secrets = user_ == nullptr ? secrets_ : nullptr;
@@ -116,6 +114,20 @@ public:
     ombrel_http_auth_server_t* get() const { return auth_; }
 
 private:
+    /// False after a complaint about a name that nobody could log in by.
+    bool can_log_in() const {
+        const int64_t at = ombrel_secret_list_find(secrets_, user_);
+        if (at < 0) {
+            complain("httpd", user_, "is not in the password file");
+            return false;
+        }
+        const ombrel_secret_t& secret = *ombrel_secret_list_get_secret(secrets_, static_cast<size_t>(at));
+        const bool serves =
+            secret.m_kind == def_ombrel_secret_digest && strcmp(secret.m_realm, def_ombrel_secret_realm) == 0;
+        if (!serves)
+            complain("httpd", user_, "the secret is strong, or for another realm, and cannot serve Digest");
+        return serves;
+    }
     static int find(const char* name, ombrel_secret_t* secret, void* context) {
         const auto& self = *static_cast<const gate*>(context);
         ombrel_secret_list_refresh(self.secrets_);

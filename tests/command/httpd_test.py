@@ -105,6 +105,12 @@ class HttpdTest(unittest.TestCase):
                                     timeout=60, check=False)
             return result.returncode, result.stdout, result.stderr.decode().split("\n")[0]
 
+        for kind in (["-s"], ["-r", "other"]):  # neither serves Digest here
+            secret = subprocess.run([TOOL, "secret", *kind, "ann"], input=b"pw", stdout=subprocess.PIPE, check=True).stdout
+            path = os.path.join(self.folder, "strong")
+            with open(path, "wb") as file:
+                file.write(secret)
+            self.assertEqual((1, "httpd: ann: "), (lambda code, _, errors: (code, errors[:12]))(*outcome("-u", "ann", "-P", path, self.root)))
         self.start()
         self.assertEqual(2, outcome()[0])
         self.assertEqual((2, b"", "httpd: a user needs a password file"), outcome("-u", "ann", self.root))
