@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <utility>
 #include <vector>
@@ -82,6 +83,17 @@ inline owned_socket bound(int family, int type, int port = 0) {
 
 inline bool has_ipv6() {
     return bound(AF_INET6, SOCK_STREAM) != -1;
+}
+
+/// The next client, or -1 when `ends` was set; a listener that is shut down ends the wait at once on POSIX
+/// alone.
+inline int accept_until(int listener, const std::atomic<bool>& ends) {
+    constexpr int look_ms = 20;
+    for (;;) {
+        const int s = ombrel_accept(listener, nullptr, nullptr, look_ms);
+        if (s != -1 || ends)
+            return s;
+    }
 }
 
 struct connected_pair {

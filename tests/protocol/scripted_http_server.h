@@ -46,12 +46,13 @@ public:
 
 private:
     void stop() {
+        ends_ = true;
         ombrel_shutdown_socket(listener_, def_ombrel_shutdown_both);
         thread_.join();
     }
     void serve() {
         for (;;) {
-            owned_socket connection(ombrel_accept(listener_, nullptr, nullptr, -1));
+            owned_socket connection(accept_until(listener_, ends_));
             if (connection == -1)
                 return;
             play(connection, scripts_[std::min(connections(), scripts_.size() - 1)]);
@@ -132,6 +133,7 @@ private:
     }
 
     std::vector<std::string> scripts_;
+    std::atomic<bool> ends_ = false;
     std::mutex mutex_;
     size_t connections_ = 0;
     std::string requests_;
