@@ -111,6 +111,12 @@ protected:
 };
 
 #define SIXTY_FOUR "0123456789012345678901234567890123456789012345678901234567890123"
+#if defined(_WIN32) // whose emulation tells a reset to nobody but itself
+constexpr const char* broken_off = "closed";
+#else
+constexpr const char* broken_off = "reset";
+#endif
+
 #define OK "HTTP/1.1 200 OK\r\n"
 #define HELLO OK "Content-Length: 5\r\n\r\nhello"
 
@@ -134,7 +140,7 @@ TEST_F(HttpClient, EndsAsTheServerSays) {
         {"closed", ASK OK "Content-"},
         {"closed", ASK OK "Content-Length: 9\r\n\r\nhello"},
         {"closed", ASK OK "Transfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n"},
-        {"reset", ASK OK "Content-Length: 9\r\n\r\nhello" RESET},
+        {broken_off, ASK OK "Content-Length: 9\r\n\r\nhello" RESET},
         {"too_large", ASK OK FOREVER "X: y\r\n"},
         {"too_large", ASK OK "X: " FOREVER "y"},
         {"too_large", ASK FOREVER "HTTP/1.1 102 Processing\r\nX: " SIXTY_FOUR SIXTY_FOUR "\r\n\r\n"},

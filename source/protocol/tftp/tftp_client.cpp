@@ -13,7 +13,6 @@ namespace ombrel::protocol {
 namespace {
 
 constexpr size_t small_packet = 1024;
-constexpr int receive_buffer = 1 << 20;
 /// Tries at an address that another one follows.
 constexpr unsigned passing_tries = 2;
 constexpr int longest_interval_factor = 4;
@@ -94,8 +93,8 @@ bool tftp_client::open_once(const tftp_request& request, const sockaddr* address
     socket_.reset(ombrel_open_socket(address->sa_family, SOCK_DGRAM, 0));
     if (!socket_)
         return error_.set(socket_fault(), "no socket");
-    if (!writing_ && request.window_size > 1) // a whole window may have to wait there
-        ombrel_set_rx_socket_buffer_size(socket_.get(), receive_buffer);
+    if (!writing_ && request.window_size > 1)
+        ombrel_set_rx_socket_buffer_size(socket_.get(), tftp_receive_buffer);
     memcpy(peer_.get(), address, static_cast<size_t>(address_size));
     peer_known_ = false;
     stage_ = stage::asking;

@@ -33,7 +33,8 @@ enum class tftp_error_code : uint16_t {
 inline constexpr size_t tftp_header_size = 4;
 inline constexpr size_t plain_tftp_block = 512;
 inline constexpr size_t least_tftp_block = 8, most_tftp_block = 65464;
-inline constexpr unsigned most_tftp_window = 64; ///< what either side here asks for or grants
+inline constexpr unsigned most_tftp_window = 64;    ///< what either side here asks for or grants
+inline constexpr int tftp_receive_buffer = 1 << 20; ///< where a window may have to wait as a whole
 inline constexpr size_t most_tftp_request = 512;
 
 /// How bytes travel; the numbers are those of users.

@@ -6,6 +6,7 @@
 
 #include <ombrel/file.h>
 #include <ombrel/printf.h>
+#include <ombrel/socket.h>
 #include <ombrel/time.h>
 
 #include "platform/file.h"
@@ -48,6 +49,8 @@ bool tftp_transfer::begin(const endpoint& own, const tftp_request_packet& reques
     const tftp_options granted = grant(request.options);
     if (error_)
         return false;
+    if (upload_ && window_size_ > 1)
+        ombrel_set_rx_socket_buffer_size(socket_.get(), tftp_receive_buffer);
     window_.begin(block_size_, window_size_);
     order_.begin(window_size_);
     if (granted.is_any()) {
