@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ombrel/address.h>
+#include <ombrel/host_socket.h>
 #include <ombrel/socket.h>
 
 inline int own_port(int s) {
