@@ -134,7 +134,9 @@ TEST(System, MemoryIsReadOnlyWhereItCanBe) {
     EXPECT_TRUE(platform::copy_if_readable(copy, "1234567", 8));
     EXPECT_STREQ("1234567", copy);
     for (const uintptr_t nowhere : {uintptr_t{0}, uintptr_t{16}, UINTPTR_MAX - 15}) {
+        platform::leave_fault(platform::fault_code::no_memory);
         EXPECT_FALSE(platform::copy_if_readable(copy, reinterpret_cast<const void*>(nowhere), sizeof copy));
+        EXPECT_EQ(platform::fault_code::no_memory, platform::last_fault().code);
         EXPECT_STREQ("1234567", copy);
     }
     constexpr size_t size = size_t{16} << 20;

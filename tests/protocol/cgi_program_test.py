@@ -16,6 +16,7 @@ import tempfile
 import threading
 import time
 import unittest
+import unittest.mock
 import urllib.parse
 
 SERVERS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../build/servers/usr")
@@ -119,7 +120,9 @@ class ServerTest(unittest.TestCase):
         before = os.getcwd()
         os.chdir(self.folder)
         self.addCleanup(os.chdir, before)
-        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
+        # It runs programs as "nobody", who may not reach the one to be tested.
+        with unittest.mock.patch("http.server.nobody_uid", os.getuid), \
+                http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
             threading.Thread(target=server.serve_forever, daemon=True).start()
             self.ask(server.server_port)
             server.shutdown()

@@ -6,6 +6,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
 
 namespace {
@@ -52,6 +54,7 @@ copy_unchecked(void* destination, const void* source, size_t size) {
 bool copy_if_readable(void* destination, const void* source, size_t size) {
     if (size == 0)
         return true;
+    const fault_keeper kept; // whoever frees memory after a failure still has its reason to tell
     iovec to{destination, size};
     iovec from{const_cast<void*>(source), size};
     const long copied = syscall(SYS_process_vm_readv, static_cast<long>(getpid()), &to, 1L, &from, 1L, 0L);
