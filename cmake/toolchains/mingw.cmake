@@ -1,6 +1,6 @@
 # What the toolchain files of Windows share: mingw-w64 with the universal C run-time, whose errno, file numbers and
 # environment the programs of other compilers share. A GCC that was made for the older run-time is told by a
-# file of options (-specs); test programs and examples carry the C++ run-time and the threads' library along.
+# file of options; test programs and examples carry the C++ run-time and the threads' library along.
 set(CMAKE_SYSTEM_NAME Windows)
 
 # Debian names the variants by the model of threads.

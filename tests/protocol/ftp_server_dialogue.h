@@ -15,6 +15,7 @@
 
 #include "network/loopback.h"
 #include "support/descriptor_balance.h"
+#include "support/event_turns.h"
 #include "support/heap_balance.h"
 #include "support/scratch_directory.h"
 
@@ -77,18 +78,10 @@ protected:
         EXPECT_EQ(0, ombrel_ftp_server_get_counts(server_, &result));
         return result;
     }
-    void turn() { ombrel_event_base_loop(base_, def_ombrel_event_loop_non_block); }
-    /// Turns until something holds; a guard ends it.
+    void turn() { ombrel_test::turn(base_); }
     template<typename Condition>
     bool turn_until(Condition holds) {
-        for (int i = 0; i < 100000; i++) {
-            if (holds())
-                return true;
-            turn();
-            if (i > 1000)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return false;
+        return ombrel_test::turn_until(base_, holds);
     }
     bool turn_until_gone() {
         return turn_until([&] { return counts().m_clients == 0; });

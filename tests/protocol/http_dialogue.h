@@ -14,6 +14,7 @@
 
 #include "network/loopback.h"
 #include "support/descriptor_balance.h"
+#include "support/event_turns.h"
 #include "support/heap_balance.h"
 
 namespace ombrel_test {
@@ -74,18 +75,10 @@ protected:
         EXPECT_EQ(0, ombrel_http_server_get_counts(server_, &result));
         return result;
     }
-    void turn() { ombrel_event_base_loop(base_, def_ombrel_event_loop_non_block); }
-    /// Turns until something holds; a guard ends it.
+    void turn() { ombrel_test::turn(base_); }
     template<typename Condition>
     bool turn_until(Condition holds) {
-        for (int i = 0; i < 200000; i++) {
-            if (holds())
-                return true;
-            turn();
-            if (i > 1000)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        return false;
+        return ombrel_test::turn_until(base_, holds);
     }
     owned_socket connect() {
         owned_socket s(ombrel_open_connect_socket("127.0.0.1", port_, 10000));
