@@ -65,7 +65,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_fault_other 32          /**< something else: the host's number and words say more */
 
 #define def_ombrel_fault_unknown_host 33 /**< the name of a host has no address */
-#define def_ombrel_fault_violation 34    /**< the peer does not keep to the protocol */
+#define def_ombrel_fault_violation 34    /**< the peer does not keep to the protocol, or a text to its form */
 #define def_ombrel_fault_rejected 35     /**< the peer said no */
 /** @} */
 
