@@ -78,8 +78,11 @@
 #include <ombrel/mime.h>
 #include <ombrel/multicall.h>
 #include <ombrel/multicast.h>
+#include <ombrel/neighbour.h>
 #include <ombrel/network.h>
 #include <ombrel/network_interface.h>
+#include <ombrel/network_watch.h>
+#include <ombrel/nic.h>
 #include <ombrel/nmea.h>
 #include <ombrel/output.h>
 #include <ombrel/path.h>
@@ -103,6 +106,7 @@
 #include <ombrel/replace_string.h>
 #include <ombrel/resolver.h>
 #include <ombrel/resolver_cache.h>
+#include <ombrel/route.h>
 #include <ombrel/scan.h>
 #include <ombrel/secret.h>
 #include <ombrel/seed.h>
