@@ -142,5 +142,6 @@
 #include <ombrel/wake_on_lan.h>
 #include <ombrel/window_event.h>
 #include <ombrel/word.h>
+#include <ombrel/xml.h>
 
 #endif
