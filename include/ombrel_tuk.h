@@ -54,6 +54,7 @@
 #include <ombrel/ftp.h>
 #include <ombrel/ftp_server.h>
 #include <ombrel/global_break.h>
+#include <ombrel/hash.h>
 #include <ombrel/heap.h>
 #include <ombrel/heap_report.h>
 #include <ombrel/hmac.h>
