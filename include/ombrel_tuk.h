@@ -14,6 +14,7 @@
 #include <ombrel/atomic.h>
 #include <ombrel/base64.h>
 #include <ombrel/bitmap.h>
+#include <ombrel/bitmap_transform.h>
 #include <ombrel/buffer.h>
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/builtin_stream.h>
