@@ -51,6 +51,7 @@
 #include <ombrel/file_lock.h>
 #include <ombrel/file_stream.h>
 #include <ombrel/font.h>
+#include <ombrel/fragment.h>
 #include <ombrel/framebuffer.h>
 #include <ombrel/ftp.h>
 #include <ombrel/ftp_server.h>
@@ -68,6 +69,7 @@
 #include <ombrel/http_parser.h>
 #include <ombrel/http_server.h>
 #include <ombrel/http_writer.h>
+#include <ombrel/ini.h>
 #include <ombrel/instance.h>
 #include <ombrel/launcher.h>
 #include <ombrel/linked_list.h>
@@ -87,6 +89,7 @@
 #include <ombrel/nic.h>
 #include <ombrel/nmea.h>
 #include <ombrel/output.h>
+#include <ombrel/packet.h>
 #include <ombrel/path.h>
 #include <ombrel/pattern.h>
 #include <ombrel/percent.h>
