@@ -148,5 +148,8 @@
 #include <ombrel/window_event.h>
 #include <ombrel/word.h>
 #include <ombrel/xml.h>
+#include <ombrel/xml_path.h>
+#include <ombrel/xml_tree.h>
+#include <ombrel/xml_writer.h>
 
 #endif
