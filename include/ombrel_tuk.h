@@ -21,6 +21,7 @@
 #include <ombrel/calendar.h>
 #include <ombrel/cgi.h>
 #include <ombrel/charset_detect.h>
+#include <ombrel/charset.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/codec_name.h>
 #include <ombrel/color.h>
