@@ -66,7 +66,7 @@ sentences read_in_pieces(const uint8_t* data, size_t size, size_t piece,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const uint32_t flags :
          {def_ombrel_nmea_bad_too, def_ombrel_nmea_bad_too | def_ombrel_nmea_unchecked})
-        for (const size_t limit : {82, 200}) {
+        for (const size_t limit : {82u, 200u}) {
             const ombrel_nmea_options_t options = {flags, limit};
             require(read_in_pieces(data, size, size + 1, options) == read_in_pieces(data, size, 5, options));
         }

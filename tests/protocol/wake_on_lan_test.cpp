@@ -56,7 +56,7 @@ TEST(WakeOnLan, PacketsHaveTheirLayout) {
     EXPECT_STREQ("01:02:03:a4:05:ff", text);
     EXPECT_EQ(4, ombrel_format_mac_address(text, 5, mac));
     EXPECT_STREQ("01:0", text);
-    for (const size_t extra : {0, 4, 6}) {
+    for (const size_t extra : {0u, 4u, 6u}) {
         const ombrel_wake_password_t password = {extra, {6, 5, 4, 3, 2, 1}};
         std::string packet(def_ombrel_wake_packet_max, 'x'), expected(6, '\xff');
         for (int i = 0; i < 16; i++)

@@ -102,7 +102,8 @@ TEST(Calendar, ConvertsAsTheCLibraryDoes) {
     const int64_t most = sizeof(time_t) == 4 ? INT32_MAX : last_second;
     for (int i = 0; i < 200'000; i++) {
         const int64_t range = most >> source() % 20;
-        const auto moment = static_cast<time_t>(static_cast<int64_t>(source() % (2 * range)) - range);
+        const auto moment =
+            static_cast<time_t>(static_cast<int64_t>(source() % (2 * static_cast<uint64_t>(range))) - range);
         const ombrel_instant_t instant{moment, 999'999'999};
         tm expected{};
         ombrel_civil_time_t time;

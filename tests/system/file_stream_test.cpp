@@ -339,7 +339,7 @@ TEST_F(FileStream, ReadsLinesOfAnyKind) {
     EXPECT_EQ(zeros, line_of(stream));
     EXPECT_EQ("", line_of(stream));
     EXPECT_EQ(longest, line_of(stream));
-    for (const size_t part : {0, 0, 101}) { // as the limit has it; what was moved for a part is read anew
+    for (const size_t part : {0u, 0u, 101u}) { // as the limit has it; what was moved for a part is read anew
         EXPECT_EQ(107 + part, ombrel_file_stream_seek(stream, 107 + static_cast<int64_t>(part), 0));
         EXPECT_EQ(longer.substr(part, 101), line_of(stream, -1));
         EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault());

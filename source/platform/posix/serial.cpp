@@ -329,11 +329,11 @@ constexpr modem_line modem_lines[] = {
     {line_dsr, TIOCM_DSR}, {line_dcd, TIOCM_CD},  {line_ri, TIOCM_RI},
 };
 
-bool change_lines(int descriptor, unsigned long request, uint32_t lines) {
+bool change_lines(int descriptor, bool set, uint32_t lines) {
     int bits = 0;
     for (const modem_line& one : modem_lines)
         bits |= (lines & one.line) != 0 ? one.bit : 0;
-    return bits == 0 || ioctl(descriptor, request, &bits) == 0;
+    return bits == 0 || ioctl(descriptor, set ? TIOCMBIS : TIOCMBIC, &bits) == 0;
 }
 
 } // namespace
@@ -349,8 +349,8 @@ bool get_serial_lines(serial_port& port, uint32_t& lines) {
 }
 
 bool set_serial_lines(serial_port& port, uint32_t which, uint32_t on) {
-    return (change_lines(port.descriptor, TIOCMBIS, which & on) &&
-            change_lines(port.descriptor, TIOCMBIC, which & ~on)) ||
+    return (change_lines(port.descriptor, true, which & on) &&
+            change_lines(port.descriptor, false, which & ~on)) ||
            refused_by_kind();
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
+#include <new>
 #include <utility>
 
 namespace ombrel::protocol {
@@ -83,7 +83,7 @@ int form_parts::keep_part() {
     kept_bytes_ += size;
     current_.shown.m_data = current_.data.data();
     current_.shown.m_size = current_.data.size();
-    std::construct_at(kept_.get() + kept_count_++, std::move(current_));
+    ::new (kept_.get() + kept_count_++) form_part(std::move(current_));
     current_ = {};
     return none;
 }
@@ -95,8 +95,10 @@ bool form_parts::grow() {
         caller_.tag, caller_.line);
     if (!larger)
         return false;
-    std::uninitialized_move_n(kept_.get(), kept_count_, larger.get());
-    std::destroy_n(kept_.get(), kept_count_);
+    for (size_t i = 0; i < kept_count_; i++) {
+        ::new (larger.get() + i) form_part(std::move(kept_.get()[i]));
+        kept_.get()[i].~form_part();
+    }
     kept_ = std::move(larger);
     kept_room_ = room;
     return true;
