@@ -24,6 +24,10 @@ def run(*command, data=b"", **more):
     return result.returncode, result.stdout, result.stderr.decode()
 
 
+def is_musl():
+    return b"-musl," in run(TOOL, "version")[1]
+
+
 class MulticallTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -107,6 +111,8 @@ class MulticallTest(unittest.TestCase):
         for zone in ("UTC0", "Europe/Berlin", "America/St_Johns", "Africa/Monrovia", "<-00>0", "<+1234>-12:34:56", "CET-1CEST,M3.5.0,M10.5.0/3"):
             at = dict(os.environ, TZ=zone, LC_ALL="C")
             for moment in (0, 1.5, -1.25, 1234567890.12, 1735689599.999999999, -2e9, -61e9, 253402300800, 1729989000, 1711848600):
+                if "," in zone and moment < 0 and is_musl():
+                    continue  # its rules hold before 1970 as well
                 for utc in [], ["-u"]:
                     arguments = [*utc, "-d", f"@{moment:.9f}", formats]
                     ours, theirs = (run(*program, *arguments, env=at)[1].split(b"\x01") for program in ([TOOL, "date"], ["date"]))
@@ -165,7 +171,7 @@ class MulticallTest(unittest.TestCase):
             os.write(screen, b"\x1d")
             self.assertEqual((0, before), (terminal.wait(), termios.tcgetattr(keys)))
         os.close(device)
-        for arguments, expected in ((["/dev/null"], (1, "serial: /dev/null: Operation not supported\n")), ([name + "9"], (1, f"serial: {name}9: No such file or directory\n"))):
+        for arguments, expected in ((["/dev/null"], (1, f"serial: /dev/null: {'Not' if is_musl() else 'Operation not'} supported\n")), ([name + "9"], (1, f"serial: {name}9: No such file or directory\n"))):
             status, _, errors = run(TOOL, "serial", *arguments)
             self.assertEqual(expected, (status, errors))
         self.assertEqual(2, run(TOOL, "serial", "-f", "9N1", name)[0])
