@@ -12,9 +12,9 @@
 
 #include "core/call_site.h"
 #include "core/fault.h"
+#include "core/growing_text.h"
 #include "core/heap_ptr.h"
 #include "platform/poll.h"
-#include "protocol/http/growing_text.h"
 #include "protocol/http/http_character.h"
 #include "text/number.h"
 #include "text/slice.h"

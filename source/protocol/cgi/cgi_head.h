@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/call_site.h"
-#include "protocol/http/growing_text.h"
+#include "core/growing_text.h"
 
 namespace ombrel::protocol {
 

@@ -7,10 +7,10 @@
 
 #include "core/call_site.h"
 #include "core/fault.h"
+#include "core/growing_text.h"
 #include "core/heap_ptr.h"
 #include "protocol/cgi/cgi_environment.h"
 #include "protocol/cgi/cgi_head.h"
-#include "protocol/http/growing_text.h"
 #include "system/process/line_splitter.h"
 
 namespace ombrel::protocol {

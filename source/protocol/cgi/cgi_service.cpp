@@ -8,9 +8,9 @@
 
 #include "core/call_site.h"
 #include "core/fault.h"
+#include "core/growing_text.h"
 #include "core/heap_ptr.h"
 #include "protocol/cgi/cgi_run.h"
-#include "protocol/http/growing_text.h"
 #include "system/process/absolute_path.h"
 #include "text/slice.h"
 

@@ -8,8 +8,8 @@
 #include <ombrel/http_form.h>
 
 #include "core/call_site.h"
+#include "core/growing_text.h"
 #include "core/heap_ptr.h"
-#include "protocol/http/growing_text.h"
 
 namespace ombrel::protocol {
 

@@ -6,7 +6,7 @@
 #include <ombrel/random.h>
 
 #include "core/fault.h"
-#include "protocol/http/growing_text.h"
+#include "core/growing_text.h"
 #include "protocol/http/http_character.h"
 #include "protocol/secret/joined_digest.h"
 #include "text/slice.h"

@@ -10,7 +10,7 @@
 #include "core/call_site.h"
 #include "core/heap_ptr.h"
 
-namespace ombrel::protocol {
+namespace ombrel {
 
 class growing_text {
 public:
@@ -69,4 +69,4 @@ private:
     size_t size_ = 0, room_ = 0;
 };
 
-} // namespace ombrel::protocol
+} // namespace ombrel
