@@ -160,7 +160,9 @@ OMBREL_API int ombrel_init_bitmap_of_fbmap(ombrel_bitmap_t* bitmap, const ombrel
  * @param resy            rows
  * @param function        the calling function's name, a static text
  * @param line            the line of the call
- * @return the bitmap, to be freed by ombrel_free_bitmap(); null
+ * @return the bitmap, to be freed by ombrel_free_bitmap(); null: `too_large` when a row takes more than
+ *         4294967295 bytes or all of them more than half of the address space, `no_memory` when the heap has
+ *         not so much
  */
 OMBREL_API ombrel_bitmap_t* ombrel_new_bitmap_tag(uint32_t color_interface, uint32_t resx, uint32_t resy,
                                                   const char* function, unsigned long line);
@@ -168,8 +170,8 @@ OMBREL_API ombrel_bitmap_t* ombrel_new_bitmap_tag(uint32_t color_interface, uint
 #define ombrel_new_bitmap(color_interface, resx, resy)                                                       \
     ombrel_new_bitmap_tag((color_interface), (resx), (resy), __func__, __LINE__)
 
-/** @brief Frees a bitmap of ombrel_new_bitmap(). @param bitmap may be null */
-OMBREL_API void ombrel_free_bitmap(ombrel_bitmap_t* bitmap);
+/** @brief Frees a bitmap of ombrel_new_bitmap(). @param bitmap may be null @return null */
+OMBREL_API ombrel_bitmap_t* ombrel_free_bitmap(ombrel_bitmap_t* bitmap);
 
 /**
  * @brief Reads a pixel.

@@ -102,6 +102,29 @@ TEST(Kernels, Agree) {
         settings.set = below(2) == 0 ? 0 : ~settings.keep;
         run(to, from.data(), count, settings);
     });
+    check(all_kernels.gather32, 4, [](gather_kernel run, unsigned char* to, size_t count) {
+        std::vector<uint32_t> columns(count);
+        for (size_t i = 0, column = 0, most = below(4) * 2 + 1; i < count; i++)
+            columns[i] = static_cast<uint32_t>(column += below(most + (i % 64 == 0 ? 20 : 0)));
+        bytes row(count > 0 ? 4 * size_t{columns.back() + 1} : 0);
+        run(to, row.data(), columns.data(), count);
+    });
+    check(all_kernels.reverse32, 4, [](reverse_kernel run, unsigned char* to, size_t count) {
+        run(to, bytes(4 * count).data(), count);
+    });
+    check(all_kernels.turn32, 4, [](turn_kernel run, unsigned char* to, size_t count) {
+        const size_t line = 1 + below(60), width = below(line + 1), height = count / line;
+        const size_t from_line = height + below(9);
+        bytes from(4 * from_line * (width + 1));
+        const auto bytes_of = [](size_t pixels) { return static_cast<ptrdiff_t>(4 * pixels); };
+        const bool upwards = below(2) == 0, from_upwards = below(2) == 0;
+        turn_area area = {to, bytes_of(line), from.data(), bytes_of(from_line), width, height};
+        if (upwards && height > 0)
+            area.to += 4 * line * (height - 1), area.to_line_length = -area.to_line_length;
+        if (from_upwards && width > 0)
+            area.from += 4 * from_line * (width - 1), area.from_line_length = -area.from_line_length;
+        run(area);
+    });
 }
 
 } // namespace

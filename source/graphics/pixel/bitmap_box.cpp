@@ -1,11 +1,11 @@
 #include "graphics/pixel/bitmap_box.h"
 
 #include <array>
+#include <cstring>
 
 #include <ombrel/color.h>
 
-#include "graphics/pixel/pixel.h"
-#include "graphics/pixel/row_writer.h"
+#include "graphics/pixel/loose_pixels.h"
 #include "graphics/pixel/rows.h"
 #include "graphics/pixel/stretch.h"
 
@@ -18,65 +18,90 @@ rectangle touched_by(const stretch& columns, const stretch& rows) {
             static_cast<uint32_t>(columns.length), static_cast<uint32_t>(rows.length)};
 }
 
-void put_rows(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, const stretch& columns,
-              const stretch& rows, const row_writer& writer) {
-    const auto width = static_cast<size_t>(columns.length), height = static_cast<size_t>(rows.length);
-    unsigned char* target = row_at(to, rows.to) + static_cast<size_t>(columns.to) * writer.to_bytes();
-    const unsigned char* source =
-        row_at(from, rows.from) + static_cast<size_t>(columns.from) * writer.from_bytes();
-    if (writer.is_copy())
-        return copy_rows(
-            {target, to.m_line_length, source, from.m_line_length, width * writer.to_bytes(), height});
-    for (size_t row = 0; row < height; row++)
-        writer.write(target + row * to.m_line_length, source + row * from.m_line_length, width);
+void put_piecewise(const loose_writer& writer, const loose_reader& reader, const stretch& columns,
+                   const stretch& rows) {
+    packed_room room;
+    for (int64_t row = 0; row < rows.length; row++)
+        for (int64_t x = 0; x < columns.length; x += packed_chunk) {
+            const auto now = static_cast<size_t>(std::min<int64_t>(columns.length - x, packed_chunk));
+            writer.write(columns.to + x, rows.to + row,
+                         reader.read(columns.from + x, rows.from + row, now, room.data()), now);
+        }
 }
 
-template<unsigned bytes>
-void gather(unsigned char* to, const unsigned char* row, scaled_stretch::walk& column, size_t count) {
-    for (size_t i = 0; i < count; i++, column.next())
-        store_pixel<bytes>(to + i * bytes,
-                           load_pixel<bytes>(row + static_cast<size_t>(column.from()) * bytes));
-}
-
-using gather_function = void (*)(unsigned char*, const unsigned char*, scaled_stretch::walk&, size_t);
-constexpr gather_function gathers[] = {gather<1>, gather<2>, gather<3>, gather<4>};
-
-void put_scaled_row(unsigned char* target, const unsigned char* source, scaled_stretch::walk column,
-                    int64_t width, const row_writer& writer) {
-    constexpr int64_t chunk = 128;
-    std::array<unsigned char, 4 * chunk> pixels;
-    const gather_function gather_pixels = gathers[writer.from_bytes() - 1];
-    while (width > 0) {
-        const auto now = static_cast<size_t>(std::min(width, chunk));
-        gather_pixels(pixels.data(), source, column, now);
-        writer.write(target, pixels.data(), now);
-        target += now * writer.to_bytes();
-        width -= static_cast<int64_t>(now);
-    }
-}
-
-rectangle put_scaled(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,
-                     const rectangle& source, const row_writer& writer) {
-    const scaled_stretch across(target.m_x, target.m_w, source.m_x, source.m_w);
-    const scaled_stretch down(target.m_y, target.m_h, source.m_y, source.m_h);
-    const stretch columns = across.cut(to.m_resx, from.m_resx), rows = down.cut(to.m_resy, from.m_resy);
+rectangle put_unscaled(const box_job& job) {
+    const stretch columns =
+        stretch{job.target.m_x, job.source.m_x, job.target.m_w}.cut(job.to.m_resx, job.from.m_resx);
+    const stretch rows =
+        stretch{job.target.m_y, job.source.m_y, job.target.m_h}.cut(job.to.m_resy, job.from.m_resy);
     if (columns.length == 0 || rows.length == 0)
         return {};
-    const scaled_stretch::walk column(across, columns.to);
-    scaled_stretch::walk row(down, rows.to);
-    for (int64_t y = rows.to; y < rows.to + rows.length; y++, row.next())
-        put_scaled_row(row_at(to, y) + static_cast<size_t>(columns.to) * writer.to_bytes(),
-                       row_at(from, row.from()), column, columns.length, writer);
+    const loose_writer writer(job.to, job.from, job.mode, job.rule);
+    const loose_reader reader(job.from);
+    const auto width = static_cast<size_t>(columns.length), height = static_cast<size_t>(rows.length);
+    if (reader.packed())
+        put_piecewise(writer, reader, columns, rows);
+    else if (writer.is_copy())
+        copy_rows({writer.at(columns.to, rows.to), job.to.m_line_length,
+                   reader.read(columns.from, rows.from, width, nullptr), job.from.m_line_length,
+                   width * reader.bytes(), height});
+    else
+        for (size_t row = 0; row < height; row++)
+            writer.write(columns.to, rows.to + static_cast<int64_t>(row),
+                         reader.read(columns.from, rows.from + static_cast<int64_t>(row), width, nullptr),
+                         width);
     return touched_by(columns, rows);
 }
 
-rectangle put_unscaled(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,
-                       const rectangle& source, const row_writer& writer) {
-    const stretch columns = stretch{target.m_x, source.m_x, target.m_w}.cut(to.m_resx, from.m_resx);
-    const stretch rows = stretch{target.m_y, source.m_y, target.m_h}.cut(to.m_resy, from.m_resy);
+// Columns that come each from the nearest one.
+class nearest_strip {
+public:
+    static constexpr size_t width = 512;
+
+    void choose(scaled_stretch::walk& column, size_t count) {
+        count_ = count;
+        for (size_t i = 0; i < count; i++, column.next())
+            columns_[i] = static_cast<uint32_t>(column.from());
+    }
+
+    // Rows that come from the same one are equal, too, when they replace what was there.
+    void put(const box_job& job, const loose_writer& writer, const loose_reader& reader, int64_t x,
+             const stretch& rows, scaled_stretch::walk row) const {
+        const bool repeats = job.mode == def_ombrel_fbmap_plain && writer.is_direct();
+        std::array<unsigned char, 4 * width> pixels;
+        int64_t last = -1;
+        for (int64_t y = rows.to; y < rows.to + rows.length; last = row.from(), row.next(), y++) {
+            if (row.from() == last && repeats) {
+                memcpy(writer.at(x, y), writer.at(x, y - 1), count_ * writer.bytes());
+            } else if (writer.is_copy()) {
+                reader.gather(writer.at(x, y), row.from(), columns_.data(), count_);
+            } else {
+                reader.gather(pixels.data(), row.from(), columns_.data(), count_);
+                writer.write(x, y, pixels.data(), count_);
+            }
+        }
+    }
+
+private:
+    std::array<uint32_t, width> columns_;
+    size_t count_ = 0;
+};
+
+rectangle put_scaled(const box_job& job) {
+    const scaled_stretch across(job.target.m_x, job.target.m_w, job.source.m_x, job.source.m_w);
+    const scaled_stretch down(job.target.m_y, job.target.m_h, job.source.m_y, job.source.m_h);
+    const stretch columns = across.cut(job.to.m_resx, job.from.m_resx),
+                  rows = down.cut(job.to.m_resy, job.from.m_resy);
     if (columns.length == 0 || rows.length == 0)
         return {};
-    put_rows(to, from, columns, rows, writer);
+    const loose_writer writer(job.to, job.from, job.mode, job.rule);
+    const loose_reader reader(job.from);
+    scaled_stretch::walk column(across, columns.to);
+    nearest_strip strip;
+    for (int64_t x = 0; x < columns.length; x += nearest_strip::width) {
+        strip.choose(column, static_cast<size_t>(std::min<int64_t>(columns.length - x, strip.width)));
+        strip.put(job, writer, reader, columns.to + x, rows, scaled_stretch::walk(down, rows.to));
+    }
     return touched_by(columns, rows);
 }
 
@@ -103,15 +128,18 @@ bool is_supported(const ombrel_bitmap_t& bitmap) {
     return depth == 8 || depth == 16 || depth == 24 || depth == 32;
 }
 
+rectangle put_pixels(const box_job& job) {
+    const bool is_scaled = job.target.m_w != job.source.m_w || job.target.m_h != job.source.m_h;
+    return (is_scaled ? put_scaled : put_unscaled)(job);
+}
+
 box_outcome put_box(const ombrel_bitmap_t& to, const rectangle& target, const ombrel_bitmap_t& from,
                     const rectangle& source, uint32_t mode) {
     if (!is_valid(to) || !is_valid(from) || is_empty(target) || is_empty(source))
         return {true, {}};
     if (!is_supported(to) || !is_supported(from))
         return {false, {}};
-    const row_writer writer(to, from, mode);
-    const bool is_scaled = target.m_w != source.m_w || target.m_h != source.m_h;
-    return {true, (is_scaled ? put_scaled : put_unscaled)(to, target, from, source, writer)};
+    return {true, put_pixels({to, target, from, source, mode, color_rule::zero})};
 }
 
 int result_of(const box_outcome& outcome, const report_site& site) {

@@ -7,93 +7,17 @@
 
 #include "graphics/pixel/byte_channels.h"
 #include "graphics/pixel/mix.h"
+#include "graphics/pixel/palette.h"
 #include "graphics/pixel/pixel.h"
+#include "graphics/pixel/pixel_fields.h"
 
 namespace ombrel::graphics {
 
-namespace {
-
-unsigned bytes_of(uint32_t color_interface) {
-    return ombrel_color_interface_to_bits_per_pixel(color_interface) / 8;
-}
-
-// Three channels of a byte each in the low bytes, with or without something above them.
-constexpr bool has_byte_channels(uint32_t color_interface) {
-    const uint32_t colors = color_interface & colors_of_bytes, top = color_interface >> 24;
-    return (colors == def_ombrel_color_interface_rgb888 || colors == def_ombrel_color_interface_bgr888) &&
-           (top == 0x00 || top == 0x08 || top == 0x18);
-}
-
-// Of several alpha channels the topmost counts, as in a conversion.
-constexpr bit_range alpha_range(uint32_t color_interface) {
-    bit_range found = {0, 0};
-    for (uint32_t i = 0, shift = 0; i < 4; i++) {
-        const uint32_t field = color_interface >> (8 * i) & 0xFF, bits = field & 0xF;
-        if (field >> 4 == def_ombrel_color_channel_alpha && bits != 0)
-            found = {shift, bits};
-        shift += bits;
-    }
-    return found;
-}
-
-constexpr bool has_alpha(uint32_t color_interface) {
-    return alpha_range(color_interface).bits != 0;
-}
-
-// Eight bits of any number of them: the upper ones of more, fewer repeated, so that all ones are opaque.
-constexpr uint32_t to_byte(uint32_t value, uint32_t bits) {
-    if (bits >= 8)
-        return value >> (bits - 8);
-    uint32_t byte = value << (8 - bits);
-    for (uint32_t known = bits; known < 8; known *= 2)
-        byte |= byte >> known;
-    return byte;
-}
-
-// The bits of a pixel that mean something.
-uint32_t meaningful_bits(uint32_t color_interface) {
-    uint64_t mask = 0;
-    unsigned shift = 0;
-    for (int i = 0; i < 4; i++) {
-        const uint32_t field = color_interface >> (8 * i) & 0xFF, bits = field & 0xF;
-        if (field >> 4 != def_ombrel_color_channel_none)
-            mask |= ((uint64_t{1} << bits) - 1) << shift;
-        shift += bits;
-    }
-    return static_cast<uint32_t>(mask);
-}
-
-uint32_t load(const unsigned char* from, unsigned bytes) {
-    switch (bytes) {
-    case 1:
-        return load_pixel<1>(from);
-    case 2:
-        return load_pixel<2>(from);
-    case 3:
-        return load_pixel<3>(from);
-    default:
-        return load_pixel<4>(from);
-    }
-}
-
-void store(unsigned char* to, uint32_t pixel, unsigned bytes) {
-    switch (bytes) {
-    case 1:
-        return store_pixel<1>(to, pixel);
-    case 2:
-        return store_pixel<2>(to, pixel);
-    case 3:
-        return store_pixel<3>(to, pixel);
-    default:
-        return store_pixel<4>(to, pixel);
-    }
-}
-
-} // namespace
-
-row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, uint32_t mode)
+row_writer::row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, uint32_t mode, color_rule rule)
     : to_interface_(to.m_color_interface), from_interface_(from.m_color_interface),
-      to_bytes_(bytes_of(to_interface_)), from_bytes_(bytes_of(from_interface_)) {
+      to_bytes_(loose_bytes(to_interface_)), from_bytes_(loose_bytes(from_interface_)),
+      convert_color_(rule == color_rule::nearest && has_palette(to_interface_) ? nearest_palette_color
+                                                                               : ombrel_convert_color) {
     const bool blends = mode == def_ombrel_fbmap_blend && (from.m_flags & def_ombrel_fbmap_transparent) != 0;
     convert_ = choose_plain();
     write_ = blends ? choose_blending(from) : convert_;
@@ -124,9 +48,10 @@ row_writer::write_function row_writer::choose_blending(const ombrel_bitmap_t& fr
         (from.m_flags & (def_ombrel_fbmap_alpha_window | def_ombrel_fbmap_alpha_pixel)) == 0;
     if (has_byte_channels(to_interface_) && has_byte_channels(from_interface_))
         return choose_blending_of_bytes(only_key);
-    // Opaque blending is the same as copying from or to this one.
-    const bool of_565 = to_interface_ == def_ombrel_color_interface_rgb565 ||
-                        from_interface_ == def_ombrel_color_interface_rgb565;
+    // Opaque blending is the same as copying to this one, and from it to byte channels.
+    const bool of_565 =
+        to_interface_ == def_ombrel_color_interface_rgb565 ||
+        (from_interface_ == def_ombrel_color_interface_rgb565 && has_byte_channels(to_interface_));
     if (only_key && !of_565)
         return &row_writer::convert_but_key;
     if (has_byte_channels(to_interface_)) {
@@ -223,14 +148,14 @@ void row_writer::reorder(unsigned char* to, const unsigned char* from, size_t co
 
 void row_writer::convert(unsigned char* to, const unsigned char* from, size_t count) const {
     for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_)
-        store(to, ombrel_convert_color(to_interface_, from_interface_, load(from, from_bytes_)), to_bytes_);
+        store(to, convert_color_(to_interface_, from_interface_, load(from, from_bytes_)), to_bytes_);
 }
 
 void row_writer::convert_but_key(unsigned char* to, const unsigned char* from, size_t count) const {
     for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_) {
         const uint32_t pixel = load(from, from_bytes_);
         if (!is_key(pixel))
-            store(to, ombrel_convert_color(to_interface_, from_interface_, pixel), to_bytes_);
+            store(to, convert_color_(to_interface_, from_interface_, pixel), to_bytes_);
     }
 }
 
@@ -377,7 +302,7 @@ uint32_t row_writer::mix_fields(uint32_t upper, uint32_t lower, uint32_t alpha) 
 void row_writer::blend_fields(unsigned char* to, const unsigned char* from, size_t count) const {
     for (size_t i = 0; i < count; i++, to += to_bytes_, from += from_bytes_) {
         const uint32_t pixel = load(from, from_bytes_);
-        const uint32_t color = ombrel_convert_color(to_interface_, from_interface_, pixel);
+        const uint32_t color = convert_color_(to_interface_, from_interface_, pixel);
         store(to, mix_fields(color, load(to, to_bytes_), alpha_of(pixel)), to_bytes_);
     }
 }

@@ -8,19 +8,23 @@
 #include <ombrel/bitmap.h>
 
 #include "graphics/pixel/kernels/kernels.h"
+#include "graphics/pixel/pixel_fields.h"
 
 namespace ombrel::graphics {
 
-struct bit_range {
-    uint32_t shift, bits;
+/// What becomes of colours that go to a palette or to black and white.
+enum class color_rule : uint8_t {
+    zero,    ///< 0, as ombrel_convert_color() has it
+    nearest, ///< the nearest of the palette's
 };
 
-/// The way from one bitmap's pixels to another's, chosen once for any number of rows. Both have 8, 16, 24 or
-/// 32 bits a pixel.
+/// The way from one bitmap's pixels to another's, chosen once for any number of rows. Pixels have whole
+/// bytes, one to four; those of fewer bits are taken apart before, see packed_pixels.h.
 class row_writer {
 public:
     /// `mode` is one of ombrel/fbmap.h's modes; flags, key and alpha are those of `from`.
-    row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, uint32_t mode);
+    row_writer(const ombrel_bitmap_t& to, const ombrel_bitmap_t& from, uint32_t mode,
+               color_rule rule = color_rule::zero);
 
     /// Rows may overlap where is_copy() says so.
     void write(unsigned char* to, const unsigned char* from, size_t count) const {
@@ -76,6 +80,7 @@ private:
 
     uint32_t to_interface_, from_interface_;
     unsigned to_bytes_, from_bytes_;
+    uint32_t (*convert_color_)(uint32_t to_interface, uint32_t from_interface, uint32_t color);
     blend_settings settings_;
     bool swapped_ = false;        // with byte channels on both sides: whether red and blue change places,
     uint32_t kept_ = 0, set_ = 0; // and what a conversion does with the byte above them

@@ -10,12 +10,6 @@ namespace {
 
 constexpr const char source_name[] = "source/fbmap";
 
-// The map as the bitmap that its flags, key and alpha describe.
-ombrel_bitmap_t view_of(const ombrel_fbmap_t& map) {
-    return {map.m_map,         map.m_color_interface, map.m_resx,   map.m_resy,
-            map.m_line_length, map.m_flags,           map.m_ccolor, map.m_alpha_window};
-}
-
 int get(const ombrel_fbmap_t& map, ombrel_bitmap_t* bitmap, const rectangle& target, const rectangle& source,
         uint32_t mode, const report_site& site) {
     return bitmap != nullptr ? result_of(put_box(*bitmap, target, view_of(map), source, mode), site) : -1;

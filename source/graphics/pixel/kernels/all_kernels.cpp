@@ -74,11 +74,29 @@ constexpr candidate<blend_kernel> blend_list[] = {
 #endif
     {"plain", 0, blend_plain},
 };
+constexpr candidate<gather_kernel> gather32_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, gather32_avx2},
+#endif
+    {"plain", 0, gather32_plain},
+};
+constexpr candidate<reverse_kernel> reverse32_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, reverse32_avx2},
+#endif
+    {"plain", 0, reverse32_plain},
+};
+constexpr candidate<turn_kernel> turn32_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, turn32_avx2},
+#endif
+    {"plain", 0, turn32_plain},
+};
 
 } // namespace
 
-constinit const kernel_candidates all_kernels = {fill16_list,  fill24_list,  fill32_list, copy_list,
-                                                 widen_list,   narrow_list,  glyph8_list, glyph16_list,
-                                                 glyph24_list, glyph32_list, blend_list};
+constinit const kernel_candidates all_kernels = {
+    fill16_list,  fill24_list,  fill32_list,  copy_list,  widen_list,    narrow_list,    glyph8_list,
+    glyph16_list, glyph24_list, glyph32_list, blend_list, gather32_list, reverse32_list, turn32_list};
 
 } // namespace ombrel::graphics

@@ -70,6 +70,25 @@ struct blend_settings {
 using blend_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count,
                               const blend_settings& settings);
 
+/// Puts the 32-bit pixels of a row that the columns name one behind the other. The columns do not fall; any
+/// pixel between the first and the last of them may be read.
+using gather_kernel = void (*)(unsigned char* to, const unsigned char* row, const uint32_t* columns,
+                               size_t count);
+
+/// Puts 32-bit pixels in the opposite order. The rows do not overlap.
+using reverse_kernel = void (*)(unsigned char* to, const unsigned char* from, size_t count);
+
+/// Columns of pixels that become rows: pixel (x, y) of the target is (y, x) of the source. Lines may lead
+/// upwards. Nothing that is read is written.
+struct turn_area {
+    unsigned char* to;
+    ptrdiff_t to_line_length; ///< bytes from a row to the next
+    const unsigned char* from;
+    ptrdiff_t from_line_length;
+    size_t width, height; ///< pixels of the target
+};
+using turn_kernel = void (*)(const turn_area& area);
+
 /// All kernels of this build, the fastest of each list first.
 struct kernel_candidates {
     std::span<const candidate<fill_kernel>> fill16, fill24, fill32;
@@ -78,6 +97,9 @@ struct kernel_candidates {
     std::span<const candidate<narrow_kernel>> narrow;
     std::span<const candidate<glyph_kernel>> glyph8, glyph16, glyph24, glyph32;
     std::span<const candidate<blend_kernel>> blend;
+    std::span<const candidate<gather_kernel>> gather32;
+    std::span<const candidate<reverse_kernel>> reverse32;
+    std::span<const candidate<turn_kernel>> turn32;
 };
 extern const kernel_candidates all_kernels;
 
@@ -89,6 +111,9 @@ struct kernel_slots {
     narrow_kernel narrow;
     glyph_kernel glyph8, glyph16, glyph24, glyph32;
     blend_kernel blend;
+    gather_kernel gather32;
+    reverse_kernel reverse32;
+    turn_kernel turn32;
 };
 
 /// Chosen on the first call.

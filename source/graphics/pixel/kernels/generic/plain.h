@@ -21,4 +21,8 @@ void glyph32_plain(const glyph_area& area, const glyph_colors& colors);
 
 void blend_plain(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
 
+void gather32_plain(unsigned char* to, const unsigned char* row, const uint32_t* columns, size_t count);
+void reverse32_plain(unsigned char* to, const unsigned char* from, size_t count);
+void turn32_plain(const turn_area& area);
+
 } // namespace ombrel::graphics

@@ -20,5 +20,9 @@ void glyph32_avx2(const glyph_area& area, const glyph_colors& colors);
 void blend_avx2(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
 void blend_ssse3(unsigned char* to, const unsigned char* from, size_t count, const blend_settings& settings);
 
+void gather32_avx2(unsigned char* to, const unsigned char* row, const uint32_t* columns, size_t count);
+void reverse32_avx2(unsigned char* to, const unsigned char* from, size_t count);
+void turn32_avx2(const turn_area& area);
+
 } // namespace ombrel::graphics
 #endif
