@@ -168,3 +168,5 @@ endif()
 
 add_test(NAME graphics.font_data_is_what_its_generator_writes COMMAND ${Python3_EXECUTABLE}
     ${PROJECT_SOURCE_DIR}/tools/font/generate.py --check)
+add_test(NAME text.code_point_data_is_what_its_generator_writes COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tools/utf8/generate.py --check)

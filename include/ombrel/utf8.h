@@ -61,7 +61,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_utf8_character_limit ((size_t)4u)
 
 /** The code point that stands for what is invalid. */
-#define def_ombrel_utf8_replacement ((uint32_t)0xFFFDu)
+#define def_ombrel_utf8_replacement 0xFFFDu
 
 /**
  * @brief Decodes the character at the beginning of a text.
