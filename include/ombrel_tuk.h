@@ -20,8 +20,8 @@
 #include <ombrel/builtin_stream.h>
 #include <ombrel/calendar.h>
 #include <ombrel/cgi.h>
-#include <ombrel/charset_detect.h>
 #include <ombrel/charset.h>
+#include <ombrel/charset_detect.h>
 #include <ombrel/cipher_mode.h>
 #include <ombrel/codec_name.h>
 #include <ombrel/color.h>
