@@ -1,11 +1,13 @@
 #include "curl_transfer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
 #include <ombrel/global_break.h>
 #include <ombrel/output.h>
+#include <ombrel/printf.h>
 #include <ombrel/progress.h>
 #include <ombrel/string.h>
 #include <ombrel/time.h>
@@ -32,10 +34,10 @@ struct error_pair {
 constexpr error_pair errors[] = {
     {CURLE_UNSUPPORTED_PROTOCOL, def_ombrel_ctx_error_not_supported},
     {CURLE_URL_MALFORMAT, def_ombrel_ctx_error_syntax},
-    {CURLE_COULDNT_RESOLVE_PROXY, def_ombrel_ctx_error_not_found},
-    {CURLE_COULDNT_RESOLVE_HOST, def_ombrel_ctx_error_not_found},
+    {CURLE_COULDNT_RESOLVE_PROXY, def_ombrel_ctx_error_unknown_host},
+    {CURLE_COULDNT_RESOLVE_HOST, def_ombrel_ctx_error_unknown_host},
     {CURLE_REMOTE_FILE_NOT_FOUND, def_ombrel_ctx_error_not_found},
-    {CURLE_COULDNT_CONNECT, def_ombrel_ctx_error_disconnected},
+    {CURLE_COULDNT_CONNECT, def_ombrel_ctx_error_unreachable},
     {CURLE_SEND_ERROR, def_ombrel_ctx_error_disconnected},
     {CURLE_RECV_ERROR, def_ombrel_ctx_error_disconnected},
     {CURLE_GOT_NOTHING, def_ombrel_ctx_error_disconnected},
@@ -62,6 +64,14 @@ constexpr status_pair statuses[] = {
     {407, def_ombrel_ctx_error_access_denied}, {404, def_ombrel_ctx_error_not_found},
     {410, def_ombrel_ctx_error_not_found},
 };
+
+// Where a redirection may lead; empty forbids each.
+const char* redirect_schemes(int ctx) {
+    const char* const schemes = ombrel_ctx_get_option(ctx, "schemes");
+    const bool http = schemes == nullptr || ombrel_compare_case_string(schemes, "|", "http") == 0;
+    const bool https = schemes == nullptr || ombrel_compare_case_string(schemes, "|", "https") == 0;
+    return http && https ? "http,https" : http ? "http" : https ? "https" : "";
+}
 
 bool is_blank(std::string_view line) {
     return line == "\r\n" || line == "\n";
@@ -175,7 +185,7 @@ int transfer::set_connection(int ctx) {
     } texts[] = {
         {CURLOPT_URL, options_.source},
         {CURLOPT_PROTOCOLS_STR, options_.is_http ? "http,https" : "ftp,ftps"},
-        {CURLOPT_REDIR_PROTOCOLS_STR, "http,https"},
+        {CURLOPT_REDIR_PROTOCOLS_STR, redirect_schemes(ctx)},
         {CURLOPT_USERAGENT, ombrel_ctx_get_option_string_ex(ctx, "user_agent", agent.get())},
         {CURLOPT_USERPWD, ombrel_ctx_get_option(ctx, "user")},
         {CURLOPT_PROXY, ombrel_ctx_get_option(ctx, "proxy")},
@@ -279,11 +289,27 @@ int transfer::refusal() const {
 }
 
 int transfer::outcome() const {
-    return has_ended_ && result_ != CURLE_OK ? ctx_error_of(result_) : refusal();
+    if (!has_ended_ || result_ == CURLE_OK)
+        return refusal();
+    long host_error = 0;
+    curl_easy_getinfo(easy_, CURLINFO_OS_ERRNO, &host_error);
+    return result_ == CURLE_COULDNT_CONNECT && host_error == ECONNREFUSED ? def_ombrel_ctx_error_refused
+                                                                          : ctx_error_of(result_);
 }
 
 const char* transfer::error_text() const {
     return *error_ != '\0' ? error_ : curl_easy_strerror(result_);
+}
+
+void transfer::get_reason(char* text, size_t size) const {
+    long status = 0;
+    curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+    if (has_ended_ && result_ != CURLE_OK)
+        ombrel_snprintf(text, size, "%s", error_text());
+    else if (refusal() != def_ombrel_ctx_error_none)
+        ombrel_snprintf(text, size, "the server answered %ld", status);
+    else
+        text[0] = '\0';
 }
 
 int transfer::read(char* to, size_t room) {

@@ -53,6 +53,8 @@ public:
     CURL* handle() const { return easy_; }
     const header_lines& headers() const { return headers_; }
     const char* error_text() const;
+    /// The same of a failure, or the status by which a server refused; empty where neither says anything.
+    void get_reason(char* text, size_t size) const;
     int64_t received() const { return received_; }
     int64_t sent() const { return sent_; }
 

@@ -20,13 +20,21 @@ int fail(int ctx, int error) {
     return -1;
 }
 
-// A count, or a negative error.
-int give(int ctx, int result) {
-    return result < 0 ? fail(ctx, -result) : result;
-}
-
 transfer& transfer_of(int ctx) {
     return *static_cast<transfer*>(ombrel_ctx_get_plugin_data(ctx));
+}
+
+// With the words of libcurl or of the server's status, where these say why.
+int fail_by(const transfer& failed, int ctx, int error) {
+    char reason[def_ombrel_ctx_error_text_size];
+    failed.get_reason(reason, sizeof reason);
+    ombrel_ctx_set_last_error_text(ctx, error, reason);
+    return -1;
+}
+
+// A count, or a negative error.
+int give(int ctx, int result) {
+    return result < 0 ? fail_by(transfer_of(ctx), ctx, -result) : result;
 }
 
 struct scheme {
@@ -90,9 +98,11 @@ int open_stream(int ctx, const char* mime_type) {
         return fail(ctx, def_ombrel_ctx_error_no_memory);
     transfer* const made = std::construct_at(static_cast<transfer*>(block), options);
     if (const int error = made->start(ctx)) {
-        destroy(made);
         // Nobody else would do better with what is ours.
-        return fail(ctx, error == def_ombrel_ctx_error_not_supported ? def_ombrel_ctx_error_failed : error);
+        fail_by(*made, ctx,
+                error == def_ombrel_ctx_error_not_supported ? def_ombrel_ctx_error_failed : error);
+        destroy(made);
+        return -1;
     }
     ombrel_ctx_set_plugin_data(ctx, made);
     return 0;
@@ -101,8 +111,10 @@ int open_stream(int ctx, const char* mime_type) {
 int close_stream(int ctx) {
     transfer& closing = transfer_of(ctx);
     const int error = closing.end_sending();
+    if (error != 0)
+        fail_by(closing, ctx, error);
     destroy(&closing);
-    return error != 0 ? fail(ctx, error) : 0;
+    return error != 0 ? -1 : 0;
 }
 
 int is_readable(int ctx, int timeout_ms) {
@@ -148,7 +160,7 @@ int control_stream(int ctx, uint32_t code, va_list args) {
     transfer& from = transfer_of(ctx);
     const int error = from.end_sending();
     *response = response_of(from);
-    return error != 0 ? fail(ctx, error) : 0;
+    return error != 0 ? fail_by(from, ctx, error) : 0;
 }
 
 int store_header(int ctx, std::string_view name, void* out, size_t room) {

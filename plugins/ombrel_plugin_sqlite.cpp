@@ -51,7 +51,7 @@ constexpr error_pair errors[] = {
     {SQLITE_AUTH, def_ombrel_ctx_error_access_denied},
     {SQLITE_CANTOPEN, def_ombrel_ctx_error_not_found},
     {SQLITE_IOERR, def_ombrel_ctx_error_io},
-    {SQLITE_FULL, def_ombrel_ctx_error_io},
+    {SQLITE_FULL, def_ombrel_ctx_error_no_space},
     {SQLITE_CORRUPT, def_ombrel_ctx_error_corrupt},
     {SQLITE_NOTADB, def_ombrel_ctx_error_corrupt},
     {SQLITE_CONSTRAINT, def_ombrel_ctx_error_invalid_argument},
@@ -63,8 +63,11 @@ constexpr error_pair errors[] = {
 
 int error_of(const database& of, int result) {
     constexpr int primary_code = 0xff;
-    if ((result & primary_code) == SQLITE_CANTOPEN && sqlite3_system_errno(of.db) == EACCES)
+    const int system_error = (result & primary_code) == SQLITE_CANTOPEN ? sqlite3_system_errno(of.db) : 0;
+    if (system_error == EACCES)
         return def_ombrel_ctx_error_access_denied;
+    if (system_error == EISDIR)
+        return def_ombrel_ctx_error_is_directory;
     for (const error_pair& pair : errors)
         if (pair.result == (result & primary_code))
             return pair.error;
@@ -80,7 +83,8 @@ int refuse(int ctx, database& of, int result, const char* text = nullptr) {
     ombrel_snprintf(of.error, sizeof of.error, "%s", text);
     if (of.tells_errors)
         ombrel_error_printf("sqlite: %s\n", of.error);
-    return fail(ctx, error_of(of, result));
+    ombrel_ctx_set_last_error_text(ctx, error_of(of, result), of.error);
+    return -1;
 }
 
 void free_result(ombrel_ctx_db_result_t* result) {

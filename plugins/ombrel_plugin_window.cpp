@@ -119,8 +119,11 @@ int show(int ctx, desktop_window& window, bool is_verbose) {
         return 0;
     if (is_verbose)
         ombrel_error_printf("window: %s\n", reason);
-    return fail(ctx, result == desktop::opening::no_desktop ? def_ombrel_ctx_error_not_found
-                                                            : def_ombrel_ctx_error_failed);
+    ombrel_ctx_set_last_error_text(ctx,
+                                   result == desktop::opening::no_desktop ? def_ombrel_ctx_error_not_found
+                                                                          : def_ombrel_ctx_error_failed,
+                                   reason);
+    return -1;
 }
 
 int set_up(int ctx, window_ctx& opening) {

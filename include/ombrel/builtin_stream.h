@@ -35,11 +35,11 @@
  * @par Files
  * Reads and writes go to the system at once, nothing is held back; sync hands the data to the device. Sizes
  * and positions have 64 bits on every platform. Seeking beyond the end is allowed; what is written there
- * leaves a gap of zeros. "x" fails with the error "busy" when the file is there. "fd:N", "stdin:", "stdout:"
- * and "stderr:" open a second descriptor of their own and leave the process's as it is; the option "fd" with
- * a number (see ombrel_open_ctx_stream_fd()), which goes before "source", takes the descriptor over. Reading
- * or writing against the mode gives the error "not supported", and so does seeking in a pipe or terminal. A
- * named pipe waits at opening for its other side.
+ * leaves a gap of zeros. "x" fails with the error "exists" when the file is there. "fd:N", "stdin:",
+ * "stdout:" and "stderr:" open a second descriptor of their own and leave the process's as it is; the option
+ * "fd" with a number (see ombrel_open_ctx_stream_fd()), which goes before "source", takes the descriptor
+ * over. Reading or writing against the mode gives the error "not supported", and so does seeking in a pipe or
+ * terminal. A named pipe waits at opening for its other side.
  *
  * On Windows paths and their URIs may begin with a drive ("file:///C:/a") or name a file of another host
  * ("file://HOST/SHARE/a"); elsewhere a URI with another host is a syntax error. Paths are UTF-8, may be
@@ -54,7 +54,8 @@
  * together what has spaces, and have no other meaning.
  *
  * @warning A source that comes from outside the program can name a command with "pipe:". Check its scheme, or
- * open it with the type of the one kind that is wanted.
+ * open it with the type of the one kind that is wanted, or
+ * set the option "schemes" of ombrel_open_ctx().
  *
  * Mode "r" reads the program's output; its input is empty. "w" feeds its input; its output is that of this
  * process. With "+" both go through the stream; whoever writes much to a program that answers must read in
@@ -117,8 +118,10 @@
  *
  * @par Errors
  * Besides those above: "protocol" for a server that breaks it or refuses, "syntax" for a source or option
- * that makes no sense, "not found" for a file, program or host that is not there, "access denied", "busy",
- * "no memory", "no descriptor", "disconnected", "timed out", "io". Reading or writing nothing succeeds where
+ * that makes no sense, "not found" for a file or program that is not there, "is directory", "access denied",
+ * "busy", "no space", "unknown host", "refused" by a host where nobody listens, "unreachable", "no memory",
+ * "no descriptor", "disconnected", "timed out", "io". ombrel_ctx_get_last_error_text() tells what the host or
+ * the server said. Reading or writing nothing succeeds where
  * the stream can be read or written, and is "not supported" where it cannot, by its kind or by its mode.
  *
  * @par Properties

@@ -19,6 +19,18 @@
  * ::def_ombrel_ctx_error_not_supported, whatever its other arguments are. Success does not clear an earlier
  * code, except in ombrel_open_ctx(), and ombrel_ctx_db_fetch_row() at the end of a result.
  *
+ * What the host, a server or a library said of the failure stays with the code, also after an opening that
+ * failed, until the next failure or opening: ombrel_ctx_get_last_error_text() tells it, as often as it is
+ * asked.
+ *
+ * @code
+ * if (ombrel_open_ctx_stream(ctx, "ftp://device.local/log.txt", "r", 0) != 0) {
+ *     char why[def_ombrel_ctx_error_text_size];
+ *     ombrel_ctx_get_last_error_text(ctx, why, sizeof why);
+ *     ombrel_error_printf("log.txt: %s\n", why); // "log.txt: 550 No such file"
+ * }
+ * @endcode
+ *
  * @par Threads
  * Different contexts may be used by different threads at any time. One context is used by one thread at a
  * time, and its handle may pass from thread to thread; whether one thread may read while another writes is
@@ -59,10 +71,10 @@ struct ombrel_fbmap_ts;
 #define def_ombrel_ctx_error_invalid_argument 2 /**< an argument or option makes no sense */
 #define def_ombrel_ctx_error_not_supported 3    /**< the operation or type is not served; also: not open */
 #define def_ombrel_ctx_error_no_memory 4        /**< memory ran out */
-#define def_ombrel_ctx_error_not_found 5        /**< no such file, host, name or column */
+#define def_ombrel_ctx_error_not_found 5        /**< no such file, name or column */
 #define def_ombrel_ctx_error_access_denied 6    /**< the system or the other side forbids it */
 #define def_ombrel_ctx_error_timed_out 7        /**< the time limit passed */
-#define def_ombrel_ctx_error_disconnected 8     /**< the other side is gone */
+#define def_ombrel_ctx_error_disconnected 8     /**< the other side is gone, or broke the connection off */
 #define def_ombrel_ctx_error_already_open 9     /**< the context is open already */
 #define def_ombrel_ctx_error_io 10              /**< reading, writing or positioning failed */
 #define def_ombrel_ctx_error_busy 11            /**< in use by another: locked, or with another call inside */
@@ -70,6 +82,12 @@ struct ombrel_fbmap_ts;
 #define def_ombrel_ctx_error_corrupt 13       /**< the data are damaged */
 #define def_ombrel_ctx_error_syntax 14        /**< a query or address cannot be understood */
 #define def_ombrel_ctx_error_no_descriptor 15 /**< the process or the system has no descriptor left */
+#define def_ombrel_ctx_error_refused 16       /**< the host is there, and nobody listens at the port */
+#define def_ombrel_ctx_error_unknown_host 17  /**< the name of a host has no address */
+#define def_ombrel_ctx_error_unreachable 18   /**< no way leads to the host */
+#define def_ombrel_ctx_error_is_directory 19  /**< it is a directory */
+#define def_ombrel_ctx_error_exists 20        /**< it is there already */
+#define def_ombrel_ctx_error_no_space 21      /**< the device, or the user's share of it, is full */
 #define def_ombrel_ctx_error_plugin 0x10000   /**< the first code that plug-ins may define */
 /** @} */
 
@@ -102,6 +120,12 @@ OMBREL_API int ombrel_destroy_ctx(int ctx);
  * @return 0; -1 when it is open already, which leaves it bound as it was, and when memory runs out; -1 with
  * the error "not supported" when no plug-in was asked; else the result of the plug-in asked last, with its
  *         error, or "not supported" if it left none. The options stay for another attempt.
+ *
+ * Two options are for all plug-ins. With "debug", a number other than 0, an opening that none serves is
+ * reported through the error printer. "schemes" are those that the option "source" may have, separated by "|"
+ * as in "https|ftp"; a path counts as "file", also where "source" is not set. Another one is refused with the
+ * error "access denied" before any plug-in is asked. Set it where the source comes from outside the program:
+ * "pipe:" runs what it names.
  */
 OMBREL_API int ombrel_open_ctx(int ctx, const char* mime_type);
 
@@ -297,6 +321,30 @@ OMBREL_API int ombrel_ctx_set_env(int ctx, const char* name, const char* text);
 OMBREL_API int ombrel_ctx_get_last_error(int ctx);
 /** @brief Sets the code of the last failure. @return 0; -1 for an unknown handle */
 OMBREL_API int ombrel_ctx_set_last_error(int ctx, int error);
+
+/** Room for every text of ombrel_ctx_get_last_error_text(), with its terminator. */
+#define def_ombrel_ctx_error_text_size 256
+
+/**
+ * @brief What is known of the last failure, for people: the words of the host, the server or the library that
+ *        a plug-in uses, else those of the code.
+ *
+ * Asking changes nothing. The words hold one line of printable characters, some of which a peer may have
+ * chosen.
+ * @param ctx  the context, open or not
+ * @param text receives the words, cut to the room and always terminated; may be null when `size` is 0
+ * @param size room in bytes, with the terminator; #def_ombrel_ctx_error_text_size is always enough
+ * @return bytes of the whole text without its terminator, 0 when nothing failed; -1 for an unknown handle
+ */
+OMBREL_API int ombrel_ctx_get_last_error_text(int ctx, char* text, size_t size);
+
+/**
+ * @brief The words of a code: "connection refused".
+ * @param error one of the error codes
+ * @return a static text; "" for ::def_ombrel_ctx_error_none, "it failed" for a code that is none of the
+ *         library's
+ */
+OMBREL_API const char* ombrel_ctx_error_text(int error);
 /** @} */
 
 /**

@@ -133,6 +133,16 @@ OMBREL_API uintptr_t* ombrel_ctx_get_plugin_state(int ctx);
 OMBREL_API int ombrel_ctx_get_error_word(int ctx);
 /** @brief Sets the context's own error word. @return 0; -1 for an unknown handle */
 OMBREL_API int ombrel_ctx_set_error_word(int ctx, int error);
+/**
+ * @brief Sets the code of the last failure, as ombrel_ctx_set_last_error() does, and what was said of it,
+ *        which ombrel_ctx_get_last_error_text() gives as long as the code stays.
+ * @param ctx   the context
+ * @param error the code
+ * @param text  the words, copied as far as they fit; control characters become spaces; null or empty for
+ *              those of the code
+ * @return 0; -1 for an unknown handle
+ */
+OMBREL_API int ombrel_ctx_set_last_error_text(int ctx, int error, const char* text);
 /** @} */
 
 OMBREL_END_C

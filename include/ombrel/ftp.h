@@ -37,13 +37,13 @@
  * @par Failures
  * Calls that can fail give -1 or null, with the reason in ombrel_last_fault() and, of a session, with the
  * server's code and words in ombrel_ftp_get_error(): #def_ombrel_fault_invalid for null and nonsense;
- * #def_ombrel_fault_unknown_host, #def_ombrel_fault_unreachable and #def_ombrel_fault_timed_out for the way
- * to the server; #def_ombrel_fault_closed where a connection is gone (the replies 421, 425 and 426 too);
- * #def_ombrel_fault_access_denied (430, 530, 532, 553), #def_ombrel_fault_not_found (550, which servers also
- * say of what is forbidden), #def_ombrel_fault_no_space (452, 552), #def_ombrel_fault_rejected (every other
- * refusal); #def_ombrel_fault_violation; #def_ombrel_fault_not_supported where a server lacks what is wanted;
- * #def_ombrel_fault_no_memory. After what ends the connection every call but ombrel_ftp_connect() gives
- * #def_ombrel_fault_not_connected.
+ * #def_ombrel_fault_unknown_host, #def_ombrel_fault_refused, #def_ombrel_fault_unreachable and
+ * #def_ombrel_fault_timed_out for the way to the server; #def_ombrel_fault_closed where a connection is gone
+ * (the replies 421, 425 and 426 too); #def_ombrel_fault_access_denied (430, 530, 532, 553),
+ * #def_ombrel_fault_not_found (550, which servers also say of what is forbidden), #def_ombrel_fault_no_space
+ * (452, 552), #def_ombrel_fault_rejected (every other refusal); #def_ombrel_fault_violation;
+ * #def_ombrel_fault_not_supported where a server lacks what is wanted; #def_ombrel_fault_no_memory. After
+ * what ends the connection every call but ombrel_ftp_connect() gives #def_ombrel_fault_not_connected.
  *
  * @par Threads
  * Any; a session belongs to one at a time. Nothing runs in the background, so a server that ends sessions

@@ -16,8 +16,14 @@ int fail(const builtin_ctx& ctx, int error) {
     return refuse(ctx.handle, error);
 }
 
+int fail_in_words(const builtin_ctx& ctx, int error, const char* words) {
+    ombrel_ctx_set_last_error_text(ctx.handle, error, words);
+    return -1;
+}
+
 int fail_by_system(const builtin_ctx& ctx) {
-    return fail(ctx, context::ctx_error_of(last_fault().code));
+    const fault why = last_fault();
+    return fail_in_words(ctx, context::ctx_error_of(why.code), fault_text(why));
 }
 
 bool keeps_to_mode(const builtin_ctx& ctx, direction wanted) {

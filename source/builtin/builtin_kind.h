@@ -89,7 +89,10 @@ int refuse(int handle, int error);
 /// Leaves an error (def_ombrel_ctx_error_…) and gives -1.
 int fail(const builtin_ctx& ctx, int error);
 
-/// fail() with the error that stands for the last fault.
+/// fail() with words for people.
+int fail_in_words(const builtin_ctx& ctx, int error, const char* words);
+
+/// fail() with the error that stands for the last fault, in the host's words.
 int fail_by_system(const builtin_ctx& ctx);
 
 /// Whether the mode allows a direction, where it binds; false with the error set.

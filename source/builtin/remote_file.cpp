@@ -55,7 +55,12 @@ int fail_by_transfer(const builtin_ctx& ctx, const protocol::transfer_error& err
     if (ctx.debug || ctx.verbose)
         ombrel_error_printf("transfer failed ! (url=\"\x1b[1;32m%s\x1b[0m\", code=%d, \"%s\")\n", ctx.source,
                             error.peer_code(), error.text());
-    return fail(ctx, context::ctx_error_of(error.fault()));
+    char words[def_ombrel_ctx_error_text_size];
+    const int code = context::ctx_error_of(error.fault());
+    if (error.peer_code() == 0)
+        return fail_in_words(ctx, code, error.text());
+    ombrel_snprintf(words, sizeof words, "%d %s", error.peer_code(), error.text());
+    return fail_in_words(ctx, code, words);
 }
 
 int transfer_result(const builtin_ctx& ctx, ptrdiff_t count, const protocol::transfer_error& error) {

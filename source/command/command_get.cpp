@@ -9,13 +9,11 @@
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
-#include "context/ctx_fault.h"
 #include "context/ctx_guard.h"
 #include "core/fault.h"
 
 namespace ombrel::command {
 
-using context::ctx_error_text;
 using context::ctx_guard;
 
 namespace {
@@ -27,9 +25,10 @@ struct get_choice {
     int verbose = 0;
 };
 
-const char* error_of(const ctx_guard& from) {
-    return from.handle() < 0 ? ctx_error_text(def_ombrel_ctx_error_no_memory)
-                             : ctx_error_text(ombrel_ctx_get_last_error(from.handle()));
+void complain_of(const char* uri, const ctx_guard& from) {
+    char why[def_ombrel_ctx_error_text_size];
+    const bool is_known = ombrel_ctx_get_last_error_text(from.handle(), why, sizeof why) >= 0;
+    complain("get", uri, is_known ? why : ombrel_ctx_error_text(def_ombrel_ctx_error_no_memory));
 }
 
 // A file, closed at the end of the scope, or standard output.
@@ -140,14 +139,14 @@ bool copy(const ctx_guard& from, const char* uri, sink& to) {
         if (!to.put(block.get(), static_cast<size_t>(got)))
             break;
     if (got < 0)
-        complain("get", uri, error_of(from));
+        complain_of(uri, from);
     return got == 0;
 }
 
 bool get(const get_choice& choice, const char* uri) {
     const ctx_guard from;
     if (!open_stream(from, choice, uri)) {
-        complain("get", uri, error_of(from));
+        complain_of(uri, from);
         return false;
     }
     sink to(choice.output);

@@ -54,18 +54,6 @@ int ombrel_close_ctx(int handle) {
     return ctx ? close(*ctx) : fail<int>(handle, def_ombrel_ctx_error_busy);
 }
 
-int ombrel_ctx_get_last_error(int handle) {
-    const ctx_call ctx(handle, instance_call::query);
-    if (ctx)
-        return ctx->last_error();
-    const ctx_pin outside(handle);
-    return outside ? outside->error.load() : -1;
-}
-
-int ombrel_ctx_set_last_error(int handle, int error) {
-    return set_last_error(handle, error);
-}
-
 const char* ombrel_get_ctx_plugin_name(int handle) {
     const ctx_call ctx(handle, instance_call::query);
     return ctx && ctx->bound ? ctx->bound->m_name : nullptr;

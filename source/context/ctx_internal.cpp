@@ -2,10 +2,12 @@
 
 #include <cstring>
 
+#include <ombrel/output.h>
 #include <ombrel/printf.h>
 
 #include "core/spin_lock_guard.h"
 #include "plugin/auto_load.h"
+#include "text/uri_scheme.h"
 
 namespace ombrel::context {
 
@@ -73,6 +75,29 @@ int try_to_open(ctx_record& ctx) {
     return result;
 }
 
+bool is_scheme_allowed(const option_list& options) {
+    const char* const schemes = options.get("schemes");
+    const char* const source = options.get("source");
+    return schemes == nullptr || is_listed_scheme(schemes, scheme_of(source != nullptr ? source : ""));
+}
+
+int refuse_scheme(ctx_record& ctx) {
+    ctx.set_last_error(def_ombrel_ctx_error_access_denied);
+    ctx.words.set(def_ombrel_ctx_error_access_denied, "the option \"schemes\" does not have this scheme");
+    return -1;
+}
+
+// For those who debug their program: nothing else tells which plug-in was missing.
+void report_unserved(const ctx_record& ctx) {
+    const char* const debug = ctx.options.get("debug");
+    if (ctx.error != def_ombrel_ctx_error_not_supported || debug == nullptr || atoi(debug) == 0)
+        return;
+    const char* const source = ctx.options.get("source");
+    ombrel_error_printf("ombrel_open_ctx: [ERROR] \x1b[1;31mno plug-in serves it !\x1b[0m (mime_type=\"%s\", "
+                        "source=\"%s\")\n",
+                        ctx.mime_type.get(), source);
+}
+
 int call_close(ctx_record& ctx) {
     const operation_guard guard(*ctx.bound, "ombrel_close_ctx");
     return ctx.table->m_close != nullptr ? ctx.table->m_close(ctx.handle) : 0;
@@ -105,6 +130,8 @@ int open(ctx_record& ctx, const char* mime_type) {
     ctx.set_last_error(def_ombrel_ctx_error_none);
     if (ctx.bound)
         return fail<int>(ctx, def_ombrel_ctx_error_already_open);
+    if (!is_scheme_allowed(ctx.options))
+        return refuse_scheme(ctx);
     if (!ctx.mime_type.set(mime_type, "ombrel_open_ctx"))
         return fail<int>(ctx, def_ombrel_ctx_error_no_memory);
     int result = try_to_open(ctx);
@@ -113,8 +140,10 @@ int open(ctx_record& ctx, const char* mime_type) {
         ctx.error = def_ombrel_ctx_error_none;
         result = try_to_open(ctx);
     }
-    if (result != 0)
+    if (result != 0) {
+        report_unserved(ctx);
         ctx.mime_type.reset();
+    }
     return result;
 }
 
@@ -133,6 +162,7 @@ int ctx_record::last_error() const {
 }
 
 int ctx_record::set_last_error(int code) {
+    words.clear();
     if (const auto own = operation(&v0_interface::m_set_last_error))
         return own(handle, code);
     error = code;

@@ -8,6 +8,7 @@
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
 
+#include "context/error_words.h"
 #include "context/option_list.h"
 #include "core/heap_ptr.h"
 #include "platform/thread.h"
@@ -54,6 +55,7 @@ struct ctx_record {
     std::atomic<intptr_t> descriptor = -1;
     std::atomic<void*> data = nullptr;
     std::atomic<int> error = def_ombrel_ctx_error_none;
+    error_words words;
     uintptr_t state[def_ombrel_ctx_state_words]{};
     std::atomic<const void*> changer = nullptr; // the thread that opens or closes it
 

@@ -45,5 +45,10 @@ int ombrel_ctx_get_error_word(int handle) {
 }
 
 int ombrel_ctx_set_error_word(int handle, int error) {
-    return set_word(handle, &ctx_record::error, error);
+    const ctx_pin ctx(handle);
+    if (!ctx)
+        return -1;
+    ctx->words.clear();
+    ctx->error = error;
+    return 0;
 }

@@ -13,7 +13,7 @@ namespace ombrel::protocol {
 /// What kept a socket from being opened, by the last fault.
 inline fault_code socket_fault() {
     const fault_code code = last_fault().code;
-    return code == fault_code::no_descriptor ? code : fault_code::unreachable;
+    return code == fault_code::no_descriptor || code == fault_code::refused ? code : fault_code::unreachable;
 }
 
 /// The result of a transferring call whose own time ran out; the transfer goes on.

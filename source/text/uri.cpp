@@ -247,6 +247,25 @@ size_t ombrel::uri_scheme_size(std::string_view text) {
     return is_scheme ? size : 0;
 }
 
+std::string_view ombrel::scheme_of(std::string_view text) {
+    const size_t size = uri_scheme_size(text);
+    return size > 0 ? slice(text, 0, size) : "file";
+}
+
+bool ombrel::is_same_scheme(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && ombrel_strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+bool ombrel::is_listed_scheme(std::string_view list, std::string_view scheme) {
+    while (!list.empty()) {
+        const size_t end = std::min(list.find('|'), list.size());
+        if (is_same_scheme(slice(list, 0, end), scheme))
+            return true;
+        list = slice(list, end + 1);
+    }
+    return false;
+}
+
 ombrel_uri_t* ombrel_parse_uri_tag(const char* text, const char* caller, unsigned long line) {
     if (text == nullptr)
         return nullptr;

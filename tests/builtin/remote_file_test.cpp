@@ -82,7 +82,7 @@ TEST_F(RemoteFileTest, FailuresHaveTheirErrors) {
         {ctx_error::invalid, texts(ftp + "file"), "r+"},
         {ctx_error::invalid, texts(tftp), "a"},
         {ctx_error::syntax, texts(ftp, "ftp:///file")},
-        {ctx_error::disconnected, texts(url("ftp", own_port(deaf), "file"))},
+        {ctx_error::refused, texts(url("ftp", own_port(deaf), "file"))},
         {ctx_error::timed_out, texts(tftp), "r", {{"interval", "1"}, {"tries", "2"}}}};
     for (const refused_sources& each : cases)
         each.expect();

@@ -100,9 +100,10 @@ TEST_F(FileStreamTest, RefusalsSayWhy) {
     const refused_sources cases[] = {
         {ctx_error::not_found, texts(directory_ / "none")},
         {ctx_error::not_found, texts(path_ + "/x"), "w"},
-        {ctx_error::invalid, texts(directory_ / "", "fd:9999", "fd:1x", "fd:99999999999")},
+        {ctx_error::invalid, texts("fd:9999", "fd:1x", "fd:99999999999")},
         {ctx_error::invalid, texts(directory_ / std::string(300, 'n')), "w"},
-        {ctx_error::busy, texts(path_), "wx"},
+        {ctx_error::exists, texts(path_), "wx"},
+        {ctx_error::is_directory, texts(directory_ / "")},
         {ctx_error::syntax, texts("", "file:", "file:a%00b")},
 #if !defined(_WIN32) // where a file may be on another host
         {ctx_error::syntax, texts("file://elsewhere/a")},
@@ -120,7 +121,7 @@ TEST_F(FileStreamTest, RefusalsSayWhy) {
 #if defined(__linux__)
     stream full("/dev/full", "w");
     EXPECT_EQ(-1, full.write("x"));
-    EXPECT_EQ(ctx_error::io, full.error());
+    EXPECT_EQ(ctx_error::no_space, full.error());
 #endif
 }
 

@@ -45,7 +45,7 @@ TEST_F(TcpStreamTest, TwoStreamsTalk) {
         EXPECT_EQ(4, server.write("pong"));
         EXPECT_EQ("pong", client.read());
         const stream late(url("tcp://", host, port_of(server)), "r");
-        EXPECT_EQ(ctx_error::disconnected, late.error()) << "it takes one peer";
+        EXPECT_EQ(ctx_error::refused, late.error()) << "it takes one peer";
     }
 }
 
@@ -87,7 +87,7 @@ TEST_F(TcpStreamTest, RefusalsSayWhy) {
     const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
     const std::string nobody = url("tcp://", "127.0.0.1", own_port(deaf));
     const refused_sources cases[] = {
-        {ctx_error::disconnected, texts(nobody)},
+        {ctx_error::refused, texts(nobody)},
         {ctx_error::busy, texts(nobody), "r", {{"listen", "1"}}},
         {ctx_error::invalid, texts("tcp://192.0.2.1:0"), "r", {{"listen", "1"}}},
         {ctx_error::not_found, texts("tcp://[1:2:3]:80", "udp://[1:2:3]:80")},

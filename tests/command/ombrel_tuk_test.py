@@ -349,7 +349,7 @@ class MulticallTest(unittest.TestCase):
             self.assertEqual(run("cat", source.removeprefix("file://")), run(TOOL, "get", source))
         self.assertEqual((0, b"", ""), run(TOOL, "get", "-o", "copy", "long"))
         self.assertEqual(0, run("cmp", "copy", "long")[0])
-        self.assertEqual((1, b"", "get: missing: not found\n"), run(TOOL, "get", "missing"))
+        self.assertEqual((1, b"", "get: missing: No such file or directory\n"), run(TOOL, "get", "missing"))
         self.assertEqual((1, b"", "get: /dev/full: No space left on device\n"), run(TOOL, "get", "-o", "/dev/full", "long"))
         self.assertEqual((1, b"", "get: xyz://y: not supported by any plug-in\n"), run(TOOL, "get", "xyz://y"))
 
@@ -362,7 +362,7 @@ class MulticallTest(unittest.TestCase):
             status, output, errors = run(TOOL, "get", url + "bytes/300000", env=found)
             self.assertEqual((0, 300000, ""), (status, len(output), errors))
             self.assertIn(b"X-One: 1\nX-Two: 2", run(TOOL, "get", "-H", "X-One: 1", "-H", "X-Two: 2", url + "echo", env=found)[1])
-            self.assertEqual((1, b"", f"get: {url}status/404: not found\n"), run(TOOL, "get", url + "status/404", env=found))
+            self.assertEqual((1, b"", f"get: {url}status/404: the server answered 404\n"), run(TOOL, "get", url + "status/404", env=found))
             self.assertIn(b"ombrel_plugin_curl.so", run(TOOL, "plugins", env=found)[1])
             self.assertEqual(1, run(TOOL, "plugins", "./missing.so", env=found)[0])
             server.stdout.close()

@@ -196,6 +196,65 @@ TEST_F(CtxTest, APluginMayKeepItsOwnErrorWord) {
     EXPECT_EQ(ctx_error::not_supported, ombrel_ctx_get_last_error(ctx));
 }
 
+TEST_F(CtxTest, WordsOfAFailureStayUntilTheNext) {
+    const loaded_probe a("probe_a");
+    const auto words = [this](size_t room = def_ombrel_ctx_error_text_size) {
+        std::string text(def_ombrel_ctx_error_text_size, '?');
+        const int size = ombrel_ctx_get_last_error_text(ctx, text.data(), room);
+        return std::pair(size, std::string(text.c_str()));
+    };
+    EXPECT_EQ(std::pair(0, std::string()), words());
+    EXPECT_EQ(0, ombrel_ctx_set_last_error_text(ctx, ctx_error::corrupt, "page 7\nis\tgone"));
+    for (int asked = 0; asked < 2; asked++)
+        EXPECT_EQ(std::pair(14, std::string("page 7 is gone")), words());
+    EXPECT_EQ(std::pair(14, std::string("pag")), words(4));
+    EXPECT_EQ(14, ombrel_ctx_get_last_error_text(ctx, nullptr, 0));
+    EXPECT_EQ(-1, ombrel_ctx_get_last_error_text(ctx, nullptr, 1));
+    // Another failure with the same code has not the words of the one before.
+    EXPECT_EQ(0, ombrel_ctx_set_last_error(ctx, ctx_error::corrupt));
+    EXPECT_EQ(ombrel_ctx_error_text(ctx_error::corrupt), words().second);
+    // In whole characters.
+    std::string longer(def_ombrel_ctx_error_text_size - 2, 'x');
+    ombrel_ctx_set_last_error_text(ctx, ctx_error::io, (longer + "\xc3\xa4").c_str());
+    EXPECT_EQ(longer, words().second);
+    EXPECT_EQ(-1, ombrel_open_ctx(ctx, "nobody/serves"));
+    EXPECT_EQ(ombrel_ctx_error_text(ctx_error::not_supported), words().second);
+    EXPECT_EQ(0, open("x"));
+    EXPECT_EQ(std::pair(0, std::string()), words());
+    EXPECT_EQ(-1, ombrel_ctx_get_last_error_text(unknown, nullptr, 0));
+    EXPECT_EQ(-1, ombrel_ctx_set_last_error_text(unknown, 1, "x"));
+    EXPECT_STREQ("connection refused", ombrel_ctx_error_text(ctx_error::refused));
+    for (const int other : {-1, 1, 22, 0x10000})
+        EXPECT_STREQ("it failed", ombrel_ctx_error_text(other)) << other;
+}
+
+TEST_F(CtxTest, OnlyTheNamedSchemesAreOpened) {
+    const loaded_probe a("probe_a");
+    ombrel_ctx_set_option(ctx, "schemes", "HTTPS|file");
+    for (const char* source : {"pipe:true", "http://a", "httpsx://a"}) {
+        EXPECT_EQ(-1, open(source)) << source;
+        EXPECT_EQ(ctx_error::access_denied, ombrel_ctx_get_last_error(ctx)) << source;
+    }
+    for (const char* source : {"https://a", "plain/path", "", "c:\\path"}) {
+        EXPECT_EQ(0, open(source)) << source;
+        EXPECT_EQ(0, ombrel_close_ctx(ctx));
+        ombrel_ctx_set_option(ctx, "schemes", "https|file");
+    }
+}
+
+TEST_F(CtxTest, WhatNobodyServesIsReportedToWhoDebugs) {
+    ombrel_ctx_set_option(ctx, "source", "gopher://a");
+    for (const char* debug : {"0", "1"}) {
+        ombrel_ctx_set_option(ctx, "debug", debug);
+        capture errors(stderr);
+        EXPECT_EQ(-1, ombrel_open_ctx(ctx, "nobody/serves"));
+        EXPECT_EQ(*debug == '0' ? ""
+                                : "ombrel_open_ctx: [ERROR] no plug-in serves it ! "
+                                  "(mime_type=\"nobody/serves\", source=\"gopher://a\")\n",
+                  errors.text());
+    }
+}
+
 TEST_F(CtxTest, AStaleHandleReachesNothing) {
     std::set<int> living;
     while (living.size() < 3000)

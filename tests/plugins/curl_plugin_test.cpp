@@ -93,6 +93,17 @@ TEST_F(CurlPlugin, ReadsBodiesWholeAndInPieces) {
     }
 }
 
+TEST_F(CurlPlugin, ARefusalComesWithItsWords) {
+    char words[def_ombrel_ctx_error_text_size];
+    context ctx;
+    ctx.open(stream, {{"source", server().url("status/404")}});
+    ombrel_ctx_get_last_error_text(ctx, words, sizeof words);
+    EXPECT_STREQ("the server answered 404", words);
+    ctx.open(stream, {{"source", "http://name.invalid/"}, {"proxy", ""}});
+    ombrel_ctx_get_last_error_text(ctx, words, sizeof words);
+    EXPECT_NE(nullptr, strstr(words, "name.invalid")) << words;
+}
+
 TEST_F(CurlPlugin, RefusesWithAReason) {
     const owned_socket deaf = bound(AF_INET, SOCK_STREAM);
     const std::string nobody = "127.0.0.1:" + std::to_string(own_port(deaf)) + "/";
@@ -104,11 +115,11 @@ TEST_F(CurlPlugin, RefusesWithAReason) {
                  {ctx_error::access_denied, server().url("status/401")},
                  {ctx_error::timed_out, server().url("mute"), stream, "r", "200"},
                  {ctx_error::invalid, server().url("bytes/1"), stream, "a"},
-                 {ctx_error::disconnected, "http://" + nobody},
+                 {ctx_error::refused, "http://" + nobody},
                  {ctx_error::syntax, "http://[::1/"},
                  {ctx_error::not_supported, "gopher://127.0.0.1/"},
                  {ctx_error::not_supported, "file:///etc/passwd", own_type},
-                 {ctx_error::disconnected, "FTP://" + nobody, own_type}};
+                 {ctx_error::refused, "FTP://" + nobody, own_type}};
     for (const auto& [error, source, mime_type, mode, timeout] : cases)
         EXPECT_EQ(error,
                   context().open(mime_type, {{"source", source}, {"mode", mode}, {"timeout", timeout}}))

@@ -64,7 +64,7 @@ TEST_F(FtpClient, EndsAsTheServerSays) {
         {violation, 226, texts("RETR 226 done")},
         {violation, 331, texts(" 331 more", "PASS 331 and")},
         {violation, 350, texts("RETR 150 now\r\n350 more")},
-        {unreachable, 0, texts("EPSV 229 (|||1|)")},
+        {refused, 0, texts("EPSV 229 (|||1|)")},
         {closed, 0, texts(" 220 hel!", "SIZE 213 5!", "SIZE 213 6", "RETR 150 now\r\n!")},
 #if !defined(_WIN32) // whose emulation tells a reset to nobody but itself
         {closed, 0, texts(""), data_end::reset},

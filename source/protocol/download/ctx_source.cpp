@@ -16,33 +16,6 @@ using context::ctx_guard;
 
 namespace {
 
-struct ctx_meaning {
-    int error;
-    fault_code code;
-};
-
-constexpr ctx_meaning meanings[] = {
-    {def_ombrel_ctx_error_invalid_argument, fault_code::invalid},
-    {def_ombrel_ctx_error_not_supported, fault_code::not_supported},
-    {def_ombrel_ctx_error_no_memory, fault_code::no_memory},
-    {def_ombrel_ctx_error_not_found, fault_code::not_found},
-    {def_ombrel_ctx_error_access_denied, fault_code::access_denied},
-    {def_ombrel_ctx_error_timed_out, fault_code::timed_out},
-    {def_ombrel_ctx_error_disconnected, fault_code::reset},
-    {def_ombrel_ctx_error_io, fault_code::input_output},
-    {def_ombrel_ctx_error_busy, fault_code::busy},
-    {def_ombrel_ctx_error_protocol, fault_code::violation},
-    {def_ombrel_ctx_error_syntax, fault_code::invalid},
-    {def_ombrel_ctx_error_no_descriptor, fault_code::no_descriptor},
-};
-
-fault_code fault_of(int error) {
-    for (const ctx_meaning& one : meanings)
-        if (one.error == error)
-            return one.code;
-    return fault_code::other;
-}
-
 int64_t size_of(const ctx_guard& from) {
     ombrel_stream_size_t record;
     const int result =
@@ -91,10 +64,9 @@ source_answer answer_of(const transfer& what, const ctx_guard& from) {
 source_end fail_by_ctx(const transfer& what, const ctx_guard& from) {
     if (from.handle() < 0)
         return fail_source(what, fault_code::no_memory, "no memory");
-    const int error = ombrel_ctx_get_last_error(from.handle());
-    char words[def_ombrel_transfer_error_text_size];
-    const bool has_words = ombrel_ctx_get_env(from.handle(), "error", words, sizeof words) > 0;
-    return fail_source(what, fault_of(error), has_words ? words : context::ctx_error_text(error));
+    char words[def_ombrel_ctx_error_text_size];
+    ombrel_ctx_get_last_error_text(from.handle(), words, sizeof words);
+    return fail_source(what, context::fault_of_ctx_error(ombrel_ctx_get_last_error(from.handle())), words);
 }
 
 bool prepare_ctx(const transfer& what, const ctx_guard& from) {

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "protocol/download/source_scheme.h"
+#include "text/uri_scheme.h"
 
 namespace ombrel::protocol {
 

@@ -1,7 +1,7 @@
 // Where redirections may lead.
 #include "protocol/download/http_source.h"
-#include "protocol/download/source_scheme.h"
 #include "protocol/download/uri_reference.h"
+#include "text/uri_scheme.h"
 
 namespace ombrel::protocol {
 

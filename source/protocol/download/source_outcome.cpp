@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "protocol/download/source_scheme.h"
+#include "text/uri_scheme.h"
 
 namespace ombrel::protocol {
 
@@ -13,16 +13,6 @@ namespace {
 using std::string_view;
 
 constexpr string_view usual_schemes = "https|http|ftps|ftp|tftp|file";
-
-bool is_in_list(string_view list, string_view word) {
-    while (!list.empty()) {
-        const size_t end = std::min(list.find('|'), list.size());
-        if (is_same_scheme(slice(list, 0, end), word))
-            return true;
-        list = slice(list, end + 1);
-    }
-    return false;
-}
 
 constexpr fault_code of_the_moment[] = {fault_code::would_block,
                                         fault_code::interrupted,
@@ -56,8 +46,8 @@ source_end fail_source(const transfer& what, fault_code code, string_view text, 
 }
 
 bool is_allowed(const ombrel_download_options_t& options, const char* uri) {
-    return is_in_list(options.m_schemes != nullptr ? string_view(options.m_schemes) : usual_schemes,
-                      scheme_of(uri));
+    return is_listed_scheme(options.m_schemes != nullptr ? string_view(options.m_schemes) : usual_schemes,
+                            scheme_of(uri));
 }
 
 } // namespace ombrel::protocol
