@@ -121,7 +121,13 @@ typedef struct ombrel_plugin_ts {
  * Two paths are the same plug-in when the platform's loader gives one library for both, or when their base
  * names are equal: then the one that was loaded first is used. A caller that finds the plug-in being
  * initialised by another thread waits for that.
- * @param path            the library, searched as by ombrel_open_dl_ex(); null or the name
+ * A name without a directory, such as #def_ombrel_plugin_sqlite_name, is looked for, with or without the
+ * platform's suffix (".so", ".dll"): by the platform's own search; in the directories of the search list; in
+ * those of the environment variable OMBREL_PLUGIN_PATH, unless the program runs with more rights than its
+ * caller; in "ombrel_tuk/plugins" beside this library's file, where plug-ins are installed; and, if the
+ * library lies in the tree it was built in, among that build's plug-ins. A path with a directory is tried as
+ * it stands, with the suffix, and by its last part in the search list. ombrel_dl_error() tells why it failed.
+ * @param path            the library's name or path; null or the name
  *                        ::def_ombrel_builtin_plugin_name (with or without a directory) is the built-in one
  * @param search_list     directories as for ombrel_open_dl_ex(); may be null
  * @param initialize_name the initialise function's name; null is ::def_ombrel_plugin_initialize_name

@@ -17,6 +17,7 @@
 #include "core/spin_lock_guard.h"
 #include "platform/thread.h"
 #include "plugin/builtin_plugins.h"
+#include "plugin/plugin_places.h"
 
 namespace ombrel::plugin {
 
@@ -138,7 +139,7 @@ bool take_builtin(plugin_record& record) {
 
 bool import_functions(plugin_record& record, const char* search_list, const char* initialize_name,
                       const char* uninitialize_name) {
-    record.m_library = ombrel_open_dl_ex(record.m_path, search_list, 0);
+    record.m_library = open_plugin_library(record.m_path, search_list);
     record.m_initialize =
         reinterpret_cast<ombrel_plugin_initialize_t>(ombrel_import_dl(record.m_library, initialize_name));
     record.m_uninitialize =

@@ -8,6 +8,7 @@
 #include <ombrel/builtin_plugin.h>
 #include <ombrel/ctx.h>
 #include <ombrel/ctx_interface.h>
+#include <ombrel/environment.h>
 #include <ombrel/short_lock.h>
 
 #include "plugin/probe_library.h"
@@ -109,6 +110,27 @@ TEST_F(PluginTest, EachLoadIsAUseAndTheLastUnloadEndsIt) {
     EXPECT_EQ(nullptr, ombrel_plugin_get_name(handle));
     EXPECT_EQ(1, ombrel_plugin_execute_main(handle, 0, nullptr));
     EXPECT_EQ(0, ombrel_unload_plugin(next));
+}
+
+TEST_F(PluginTest, ANameIsFoundInTheListAndInTheUsualPlaces) {
+    EXPECT_EQ(-1, ombrel_load_plugin("probe_a", nullptr));
+    const std::string modules = OMBREL_TEST_MODULES;
+    for (const char* name : {"probe_a", "probe_a.so"}) {
+        const int listed = ombrel_load_plugin(name, ("/nowhere:" + modules).c_str());
+        EXPECT_STREQ("test/text|test/shared*", ombrel_plugin_get_mime_type_hint(listed)) << name;
+        EXPECT_EQ(0, ombrel_unload_plugin(listed)) << name;
+        ombrel_putenv(("OMBREL_PLUGIN_PATH=/nowhere:" + modules).c_str());
+        const int named = ombrel_load_plugin(name, "/nowhere");
+        EXPECT_EQ(0, ombrel_unload_plugin(named)) << name;
+        EXPECT_EQ(-1, ombrel_load_plugin(("other/place/" + std::string(name)).c_str(), nullptr)) << "no name";
+        ombrel_putenv("OMBREL_PLUGIN_PATH");
+    }
+    const int with_suffix = ombrel_load_plugin((modules + "probe_a").c_str(), nullptr);
+    EXPECT_EQ(0, ombrel_unload_plugin(with_suffix));
+    // Of a file that is there the loader's complaint is about that file.
+    EXPECT_EQ(-1, ombrel_load_plugin((modules + "CMakeFiles").c_str(), nullptr));
+    const char* const why = ombrel_dl_error();
+    EXPECT_NE(nullptr, why != nullptr ? strstr(why, "CMakeFiles") : nullptr) << why;
 }
 
 TEST_F(PluginTest, ALoadThatFailsLeavesNothing) {

@@ -43,6 +43,12 @@ protected:
     const std::string file_ = folder_ / "test.db";
 };
 
+TEST(PluginsByName, ThoseOfTheBuildAreFound) {
+    const int plugin = ombrel_load_plugin(def_ombrel_plugin_sqlite_name, nullptr);
+    EXPECT_GT(plugin, 0);
+    EXPECT_EQ(0, ombrel_unload_plugin(plugin));
+}
+
 TEST_F(SqlitePlugin, AnOptionThatIsNoNumberIsRefused) {
     for (const char* const option : {"timeout", "debug", "verbose"})
         for (const char* const text : {"5x", "abc", "", "99999999999"})
