@@ -22,8 +22,7 @@
  *     if (ombrel_parse_xml(data, size, NULL, show, NULL, &fault) == 0)
  *         return 0;
  *     ombrel_error_printf("%lld:%lld: %s\n", (long long)fault.m_line, (long long)fault.m_column,
- *                         ombrel_xml_fault_text(fault.m_reason));
- *     return -1;
+ * fault.m_text); return -1;
  * }
  * @endcode
  *
@@ -109,7 +108,8 @@ typedef struct ombrel_xml_attribute_ts {
 #define def_ombrel_xml_event_declaration 1 /**< m_version, m_encoding, m_flags; only if it is there */
 /** The document type begins: m_name, m_public_id, m_system_id, m_flags. */
 #define def_ombrel_xml_event_doctype 2
-#define def_ombrel_xml_event_doctype_end 3 /**< all of the document type has been read */
+#define def_ombrel_xml_event_doctype_end                                                                     \
+    3 /**< all of it has been read; m_text: the internal subset as it is written */
 #define def_ombrel_xml_event_element 4 /**< a start tag: m_name, m_attributes, m_attribute_count, m_flags */
 #define def_ombrel_xml_event_element_end 5  /**< an end tag, also of an empty element: m_name */
 #define def_ombrel_xml_event_text 6         /**< a piece of text, also within CDATA, never empty: m_text */
@@ -117,15 +117,16 @@ typedef struct ombrel_xml_attribute_ts {
 #define def_ombrel_xml_event_cdata_end 8    /**< it ends */
 #define def_ombrel_xml_event_comment 9      /**< m_text */
 #define def_ombrel_xml_event_instruction 10 /**< a processing instruction: m_name.m_full, m_text */
-/** An entity that was not read: m_name.m_full, m_public_id, m_system_id, m_entity. "[dtd]" is the external
- * subset; a parameter entity has "%" before its name. */
+/** An entity that was not read, but in values of attributes: m_name.m_full, m_public_id, m_system_id,
+ * m_entity. "[dtd]" is the external subset; a parameter entity has "%" before its name. */
 #define def_ombrel_xml_event_skipped 11
 /** A general or parameter entity: m_name.m_full, m_entity; m_text, or m_public_id, m_system_id, m_base and
  * m_notation. Later declarations of the same name have no effect and no event. */
 #define def_ombrel_xml_event_entity_declaration 12
 #define def_ombrel_xml_event_notation_declaration 13 /**< m_name.m_full, m_public_id, m_system_id, m_base */
-#define def_ombrel_xml_event_element_declaration 14  /**< m_name.m_full; m_text: the content, without spaces \
-                                                      */
+#define def_ombrel_xml_event_element_declaration                                                             \
+    14 /**< m_name.m_full; m_text: the content, without spaces                                               \
+        */
 /** An attribute: m_name.m_full is the element's name, m_attributes[0] the attribute with its default, if it
  * has one; m_flags; m_text: "(a|b)" of enumerations and notations. */
 #define def_ombrel_xml_event_attribute_declaration 15
@@ -152,8 +153,9 @@ typedef struct ombrel_xml_attribute_ts {
 #define def_ombrel_xml_entity_parameter 4          /**< of document types, with its text in the declaration */
 #define def_ombrel_xml_entity_external_parameter 5 /**< of document types, read by the loader */
 #define def_ombrel_xml_entity_subset 6             /**< the external subset of the document type */
-#define def_ombrel_xml_entity_undeclared 7 /**< skipped, as its declaration may stand in what was not read   \
-                                            */
+#define def_ombrel_xml_entity_undeclared                                                                     \
+    7 /**< skipped, as its declaration may stand in what was not read                                        \
+       */
 /** @} */
 
 /** One event. Only those fields are set that its kind names. */
@@ -228,7 +230,7 @@ typedef struct ombrel_xml_options_ts {
         m_encoding;     /**< the document's, as a protocol has told it: it overrules the declaration; null */
     const char* m_base; /**< what identifiers of the document are relative to; null for "" */
     int64_t m_document_limit;     /**< bytes of the document; negative for any size; -1 */
-    size_t m_depth_limit;         /**< elements within one another; 10000 */
+    size_t m_depth_limit;         /**< elements within one another, 24 bytes each while open; 10000 */
     size_t m_attribute_limit;     /**< attributes of an element, defaults included; 10000 */
     size_t m_name_limit;          /**< longest name; 10000 */
     size_t m_name_count_limit;    /**< different names, prefixes and bound namespaces; 1000000 */
@@ -255,8 +257,9 @@ typedef struct ombrel_xml_options_ts {
 #define def_ombrel_xml_fault_character 6   /**< a character that XML does not allow */
 #define def_ombrel_xml_fault_bytes 7       /**< bytes that are none in the encoding */
 #define def_ombrel_xml_fault_encoding 8    /**< an encoding that is not known */
-#define def_ombrel_xml_fault_other_encoding 9 /**< the declared encoding is not the one that the bytes have  \
-                                               */
+#define def_ombrel_xml_fault_other_encoding                                                                  \
+    9 /**< the declared encoding is not the one that the bytes have                                          \
+       */
 #define def_ombrel_xml_fault_declaration                                                                     \
     10                                   /**< the XML or text declaration is wrong, or not at the beginning */
 #define def_ombrel_xml_fault_name 11     /**< a name was expected */
@@ -293,8 +296,9 @@ typedef struct ombrel_xml_options_ts {
 #define def_ombrel_xml_fault_long_name 39       /**< a name above the limit */
 #define def_ombrel_xml_fault_many_names 40      /**< names above the limit */
 #define def_ombrel_xml_fault_long_value 41      /**< a value above the limit */
-#define def_ombrel_xml_fault_long_token 42 /**< a tag, comment, instruction or declaration above the limit   \
-                                            */
+#define def_ombrel_xml_fault_long_token                                                                      \
+    42 /**< a tag, comment, instruction or declaration above the limit                                       \
+        */
 #define def_ombrel_xml_fault_large_doctype 43  /**< the document type is above the limit */
 #define def_ombrel_xml_fault_large_external 44 /**< an external entity is above the limit */
 #define def_ombrel_xml_fault_deep_entities 45  /**< entities within one another above the limit */
@@ -311,6 +315,8 @@ typedef struct ombrel_xml_position_ts {
     int64_t m_offset; /**< bytes before it, as pushed: in the document's own encoding */
 } ombrel_xml_position_t;
 
+#define def_ombrel_xml_fault_text_size 160 /**< bytes of the text in a fault, the zero behind it included */
+
 /** Why and where a document was refused. */
 typedef struct ombrel_xml_fault_ts {
     int m_reason;     /**< def_ombrel_xml_fault_* */
@@ -321,6 +327,9 @@ typedef struct ombrel_xml_fault_ts {
      * document. What is wrong in an internal entity is told at the reference to it. Null after
      * ombrel_parse_xml(). */
     const char* m_system_id;
+    /** The reason in words for people, with the name that it is about: "the end tag does not match <b>". In
+     * UTF-8, one line; a long name is cut. */
+    char m_text[def_ombrel_xml_fault_text_size];
 } ombrel_xml_fault_t;
 
 /**
@@ -355,7 +364,7 @@ OMBREL_API ombrel_xml_parser_t* ombrel_open_xml_parser_tag(const ombrel_xml_opti
 OMBREL_API int ombrel_close_xml_parser(ombrel_xml_parser_t* parser);
 
 /**
- * @brief Makes a parser as new, for another document. Settings and handler stay, and the names it knows.
+ * @brief Makes a parser as new, for another document. Settings and handler stay.
  * @param parser the parser
  * @return 0; -1 for null
  */
@@ -452,7 +461,7 @@ OMBREL_API const char* ombrel_xml_parser_get_encoding(const ombrel_xml_parser_t*
 OMBREL_API const ombrel_xml_fault_t* ombrel_xml_parser_get_fault(const ombrel_xml_parser_t* parser);
 
 /**
- * @brief A reason in words for people: "the end tag has not the name of the element".
+ * @brief A reason in words for people, without a name: "the end tag does not match its element".
  * @param reason def_ombrel_xml_fault_*
  * @return a static text; "unknown" for another number
  */

@@ -33,7 +33,7 @@ step xml_parser::check_name(std::string_view text, const char* at, bool may_have
     if ((options_.m_flags & def_ombrel_xml_namespaces) == 0)
         return step::go_on;
     const bool is_fine = may_have_colon ? is_qualified_name(text) : text.find(':') == std::string_view::npos;
-    return is_fine ? step::go_on : refuse(def_ombrel_xml_fault_colon, at);
+    return is_fine ? step::go_on : refuse(def_ombrel_xml_fault_colon, at, text);
 }
 
 step xml_parser::take_name(cursor& at, std::string_view& read, bool may_have_colon) {

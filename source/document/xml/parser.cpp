@@ -60,7 +60,8 @@ void xml_parser::begin() {
     input_.begin(told_);
     cut_.end();
     stage_ = stage::start;
-    fault_ = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr};
+    fault_ = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, {}};
+    tell(xml_fault_kind_of(def_ombrel_xml_fault_none), {});
     result_ = 0;
     is_ended_ = is_last_ = in_section_ = false;
     is_standalone_ = has_doctype_ = has_external_subset_ = has_parameters_ = has_unread_ = false;
@@ -180,7 +181,8 @@ step xml_parser::finish() {
     if (document.at == document.end && stage_ == stage::epilog)
         return step::go_on;
     const bool is_empty = document.at == document.end && (stage_ == stage::start || stage_ == stage::prolog);
-    return refuse(is_empty ? def_ombrel_xml_fault_empty : def_ombrel_xml_fault_incomplete, document.end);
+    return refuse(is_empty ? def_ombrel_xml_fault_empty : def_ombrel_xml_fault_incomplete, document.end,
+                  elements_.empty() ? std::string_view() : elements_.last().called->full);
 }
 
 step xml_parser::run() {
@@ -208,7 +210,7 @@ step xml_parser::read_tokens(text_frame& frame) {
         return done;
     if (!is_document)
         return refuse(frame.has_flaw ? def_ombrel_xml_fault_bytes : def_ombrel_xml_fault_entity_part,
-                      frame.has_flaw ? frame.end : nullptr);
+                      frame.has_flaw ? frame.end : nullptr, source_name(frame));
     // It is read again when more has come.
     expansion_ = expansion;
     nested_ = nested;

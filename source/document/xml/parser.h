@@ -107,7 +107,8 @@ private:
     const char* token_limit(const text_frame& frame) const;
 
     // parser_fault.cpp
-    step refuse(int reason, const char* at = nullptr);
+    step refuse(int reason, const char* at = nullptr, std::string_view about = {});
+    void tell(const xml_fault_kind& kind, std::string_view about);
     step refuse_memory();
     step emit(const ombrel_xml_event_t& event);
     step break_off(int result);
@@ -178,6 +179,7 @@ private:
     step find_entity(std::string_view called, const char* at, entity*& found);
     step refer_to(std::string_view called);
     step skip_entity(const entity& skipped, std::string_view called);
+    static std::string_view source_name(const text_frame& frame);
     bool must_be_declared() const;
     step count_expansion(size_t size, bool is_nested);
     step enter(entity& entered, frame_use use);

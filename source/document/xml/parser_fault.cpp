@@ -1,4 +1,9 @@
+#include <algorithm>
+
+#include <ombrel/printf.h>
+
 #include "document/xml/parser.h"
+#include "text/slice.h"
 
 namespace ombrel::document {
 
@@ -10,21 +15,37 @@ text_frame& xml_parser::own_frame() {
     return frames_[index];
 }
 
-/// @param at where, in the frame that is read; null for the beginning of the token
-step xml_parser::refuse(int reason, const char* at) {
+void xml_parser::tell(const xml_fault_kind& kind, std::string_view about) {
+    constexpr size_t longest = 64;
+    size_t size = std::min(about.size(), longest);
+    while (size < about.size() && size > 0 && (static_cast<unsigned char>(about[size]) & 0xC0) == 0x80)
+        size--;
+    if (about.empty() || kind.text_with_name == nullptr)
+        ombrel_snprintf(fault_.m_text, sizeof(fault_.m_text), "%s", kind.text);
+    else
+        ombrel_snprintf(fault_.m_text, sizeof(fault_.m_text), kind.text_with_name, static_cast<int>(size),
+                        about.data());
+}
+
+/// @param at    where, in the frame that is read; null for the beginning of the token
+/// @param about the name that it is about
+step xml_parser::refuse(int reason, const char* at, std::string_view about) {
     text_frame& own = own_frame();
     const bool is_in_own = &own == &top() && at != nullptr && at >= own.token && at <= own.end;
     own.place.move(is_in_own ? at : own.token);
-    fault_ = {reason, own.place.line, own.place.column, own.place.offset, own.system_id};
+    fault_ = {reason, own.place.line, own.place.column, own.place.offset, own.system_id, {}};
+    const xml_fault_kind& kind = xml_fault_kind_of(reason);
+    tell(kind, about);
     result_ = -1;
-    leave_fault(xml_fault_kind_of(reason).code);
+    leave_fault(kind.code);
     return step::over;
 }
 
 step xml_parser::refuse_memory() {
     if (!frames_.empty())
         return refuse(def_ombrel_xml_fault_no_memory);
-    fault_ = {def_ombrel_xml_fault_no_memory, 1, 1, 0, nullptr};
+    fault_ = {def_ombrel_xml_fault_no_memory, 1, 1, 0, nullptr, {}};
+    tell(xml_fault_kind_of(def_ombrel_xml_fault_no_memory), {});
     result_ = -1;
     leave_fault(fault_code::no_memory);
     return step::over;

@@ -71,14 +71,15 @@ step xml_parser::check_binding(const name& prefix, std::string_view uri) {
     const bool is_xml = &prefix == xml_prefix_;
     if (&prefix == xmlns_prefix_ || uri == xmlns_namespace || is_xml != (uri == xml_namespace))
         return refuse(def_ombrel_xml_fault_reserved);
-    return uri.empty() && &prefix != no_prefix_ ? refuse(def_ombrel_xml_fault_unbound) : step::go_on;
+    return uri.empty() && &prefix != no_prefix_ ? refuse(def_ombrel_xml_fault_unbound, nullptr, prefix.full)
+                                                : step::go_on;
 }
 
 /// @param otherwise the namespace of names without a prefix
 step xml_parser::resolve(const name& called, name* otherwise, name*& uri) {
     uri = called.prefix != nullptr ? called.prefix->uri : otherwise;
     if (called.prefix != nullptr && uri == nullptr)
-        return refuse(def_ombrel_xml_fault_prefix);
+        return refuse(def_ombrel_xml_fault_prefix, nullptr, called.prefix->full);
     return step::go_on;
 }
 
@@ -114,7 +115,7 @@ step xml_parser::check_expanded_names(size_t prefixed) {
         size_t slot = (uri->hash * 3 + local->hash) & (slots - 1);
         for (; expanded_[slot].tag == tag_; slot = (slot + 1) & (slots - 1))
             if (expanded_[slot].uri == uri && expanded_[slot].local == local)
-                return refuse(def_ombrel_xml_fault_two_attributes);
+                return refuse(def_ombrel_xml_fault_two_attributes, nullptr, called->full);
         expanded_[slot] = {uri, local, tag_};
     }
     return step::go_on;

@@ -134,9 +134,10 @@ step xml_parser::check_encoding(std::string_view declared, int charset) {
         return step::go_on;
     const int found = find_charset(declared);
     if (found <= 0)
-        return refuse(def_ombrel_xml_fault_encoding, declared.data());
-    return may_declare(charset, found) ? step::go_on
-                                       : refuse(def_ombrel_xml_fault_other_encoding, declared.data());
+        return refuse(def_ombrel_xml_fault_encoding, declared.data(), declared);
+    return may_declare(charset, found)
+               ? step::go_on
+               : refuse(def_ombrel_xml_fault_other_encoding, declared.data(), declared);
 }
 
 step xml_parser::read_prolog(text_frame& frame) {

@@ -75,6 +75,11 @@ step xml_parser::read_reference(text_frame& frame) {
     return refer_to(called);
 }
 
+/// What an entity is called that is being read.
+std::string_view xml_parser::source_name(const text_frame& frame) {
+    return frame.source != nullptr ? frame.source->called->full : std::string_view();
+}
+
 /// A document that shows all of its declarations must have one for each entity.
 bool xml_parser::must_be_declared() const {
     const bool is_in_document = frames_.size() == 1 || stage_ == stage::content;
@@ -89,10 +94,10 @@ step xml_parser::find_entity(std::string_view called, const char* at, entity*& f
     if (found != nullptr && is_strict && is_standalone_ && found->is_declared_outside)
         found = nullptr;
     if (found == nullptr)
-        return is_strict ? refuse(def_ombrel_xml_fault_undeclared, at) : step::go_on;
+        return is_strict ? refuse(def_ombrel_xml_fault_undeclared, at, called) : step::go_on;
     if (found->kind == def_ombrel_xml_entity_unparsed)
-        return refuse(def_ombrel_xml_fault_unparsed, at);
-    return found->is_open ? refuse(def_ombrel_xml_fault_recursion, at) : step::go_on;
+        return refuse(def_ombrel_xml_fault_unparsed, at, called);
+    return found->is_open ? refuse(def_ombrel_xml_fault_recursion, at, called) : step::go_on;
 }
 
 step xml_parser::refer_to(std::string_view called) {
@@ -199,7 +204,7 @@ step xml_parser::leave_frame() {
     // Conditional sections may end in another entity as long as both lie in the same part of the document
     // type.
     if (is_content ? in_section_ || elements_.size() != frame.depth : frames_.size() == 2 && sections_ > 0)
-        return refuse(def_ombrel_xml_fault_entity_part, frame.end);
+        return refuse(def_ombrel_xml_fault_entity_part, frame.end, source_name(frame));
     const bool is_subset = frame.use == frame_use::subset && frame.source == nullptr;
     drop_frame();
     return is_subset ? end_doctype() : step::go_on;

@@ -45,7 +45,7 @@ step xml_parser::take_known_name(std::string_view text, const char* at, name*& k
     if (names_.size() > options_.m_name_count_limit)
         return refuse(def_ombrel_xml_fault_many_names, at);
     return (options_.m_flags & def_ombrel_xml_namespaces) && !known->is_qualified
-               ? refuse(def_ombrel_xml_fault_colon, at)
+               ? refuse(def_ombrel_xml_fault_colon, at, text)
                : step::go_on;
 }
 
@@ -88,7 +88,7 @@ step xml_parser::read_attribute(cursor& at, name& element) {
     if (const step done = read_tag_name(at, called); done != step::go_on)
         return done;
     if (called->seen == tag_)
-        return refuse(def_ombrel_xml_fault_two_attributes, start);
+        return refuse(def_ombrel_xml_fault_two_attributes, start, called->full);
     at.skip_space();
     if (at.is_at_end())
         return step::starving;
@@ -208,7 +208,7 @@ void xml_parser::place_values() {
 step xml_parser::read_end_tag(text_frame& frame) {
     const open_element& element = elements_.last();
     if (elements_.size() <= frame.depth)
-        return refuse(def_ombrel_xml_fault_entity_part);
+        return refuse(def_ombrel_xml_fault_entity_part, nullptr, source_name(frame));
     const std::string_view called = element.called->full;
     cursor at = {frame.at + 2, token_limit(frame)};
     if (at.left() > called.size() && memcmp(at.at, called.data(), called.size()) == 0 &&
@@ -222,7 +222,7 @@ step xml_parser::read_end_tag(text_frame& frame) {
     if (behind == at.at)
         return refuse(def_ombrel_xml_fault_name, at.at);
     if (std::string_view(at.at, static_cast<size_t>(behind - at.at)) != called)
-        return refuse(def_ombrel_xml_fault_mismatch);
+        return refuse(def_ombrel_xml_fault_mismatch, nullptr, called);
     at.at = behind;
     at.skip_space();
     if (at.is_at_end())

@@ -81,7 +81,7 @@ step xml_parser::expand_value_reference(cursor at) {
 
 step xml_parser::enter_part(entity& entered, const char* at) {
     if (entered.kind != def_ombrel_xml_entity_internal)
-        return refuse(def_ombrel_xml_fault_external_value, at);
+        return refuse(def_ombrel_xml_fault_external_value, at, entered.called->full);
     if (frames_.size() + parts_.size() > options_.m_entity_depth_limit + 1)
         return refuse(def_ombrel_xml_fault_deep_entities, at);
     const bool is_nested = parts_.size() > 1 || frames_.size() > 1;

@@ -100,9 +100,10 @@ step xml_parser::find_parameter(std::string_view called, entity*& found) {
     const name* const known = names_.find(called);
     found = known != nullptr ? known->parameter : nullptr;
     if (found != nullptr && found->is_open)
-        return refuse(def_ombrel_xml_fault_recursion);
-    return found == nullptr && is_standalone_ && frames_.size() == 1 ? refuse(def_ombrel_xml_fault_undeclared)
-                                                                     : step::go_on;
+        return refuse(def_ombrel_xml_fault_recursion, nullptr, called);
+    return found == nullptr && is_standalone_ && frames_.size() == 1
+               ? refuse(def_ombrel_xml_fault_undeclared, nullptr, called)
+               : step::go_on;
 }
 
 step xml_parser::skip_parameter(const entity& skipped, std::string_view called) {

@@ -8,6 +8,7 @@ namespace ombrel::document {
 struct xml_fault_kind {
     fault_code code;
     const char* text;
+    const char* text_with_name = nullptr; ///< a format for the name that it is about
 };
 
 /// @param reason a def_ombrel_xml_fault_*

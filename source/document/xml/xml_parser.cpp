@@ -110,7 +110,7 @@ int ombrel_xml_parser_end(ombrel_xml_parser_t* parser) {
 int ombrel_parse_xml(const void* data, size_t size, const ombrel_xml_options_t* options,
                      ombrel_xml_handler_t handler, void* context, ombrel_xml_fault_t* fault) {
     if (fault != nullptr)
-        *fault = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr};
+        *fault = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, ""};
     ombrel_xml_parser_t* const parser = ombrel_open_xml_parser(options, handler, context);
     if (parser == nullptr)
         return -1;
