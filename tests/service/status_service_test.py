@@ -509,7 +509,7 @@ class Login(unittest.TestCase):
         os.chmod(self.file, 0o600)
 
     def serve(self):
-        return Service("--user", "ann", "--password-file", self.file, "127.0.0.1", "0")
+        return Service("--user", "ann", "--password-file", self.file, "127.0.0.1", "0", number=signal.SIGINT)
 
     def test_digest(self):
         with self.serve() as service:
