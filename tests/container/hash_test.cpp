@@ -1,0 +1,275 @@
+#include <ombrel/hash.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include <ombrel/fault.h>
+
+#include "container/kernels/hash_kernels.h"
+#include "platform/processor.h"
+#include "support/heap_balance.h"
+
+namespace {
+
+using Hash = ombrel_test::balanced_test;
+using bytes = std::string;
+
+struct form {
+    const char* name;
+    uint32_t flags;
+    size_t value_size, alignment; // 0 for pointers
+};
+
+constexpr form forms[] = {
+    {"pointers", 0, 0, 0},
+    {"borrowed keys", def_ombrel_hash_borrow, 0, 0},
+    {"either case", def_ombrel_hash_any_case, 4, 0},
+    {"bytes as values", 0, 1, 0},
+    {"aligned values", def_ombrel_hash_borrow | def_ombrel_hash_any_case, 40, 64},
+    {"numbers to pointers", def_ombrel_hash_numbers, 0, 0},
+    {"numbers to large values", def_ombrel_hash_numbers, def_ombrel_hash_value_max, 0},
+    {"numbers to odd values", def_ombrel_hash_numbers, 13, 1},
+};
+
+bytes small_letters(bytes key) {
+    for (char& c : key)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return key;
+}
+
+uint64_t number_of(const bytes& key) {
+    uint64_t number = 0;
+    memcpy(&number, key.data(), std::min(key.size(), sizeof number));
+    return number;
+}
+
+/// A table of any form and its model, by keys and values as bytes.
+class pair_of_tables {
+public:
+    pair_of_tables(const form& which, const ombrel::hash_kernels& kernels, unsigned seed)
+        : form_(which), value_size_(which.value_size != 0 ? which.value_size : sizeof(void*)), random_(seed) {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_flags = which.flags;
+        options.m_value_size = which.value_size;
+        options.m_value_alignment = which.alignment;
+        options.m_release = [](void* value, void* self) {
+            static_cast<pair_of_tables*>(self)->note_release(value);
+        };
+        options.m_context = this;
+        table_ = ombrel_open_hash(&options);
+        table_->kernel = kernels.of(which.flags);
+    }
+    ~pair_of_tables() {
+        for (const auto& [key, value] : model_)
+            expected_.insert(value);
+        ombrel_close_hash(table_);
+        EXPECT_EQ(expected_, released_) << "each value is released once";
+    }
+
+    void step() {
+        const bytes& key = any_key();
+        switch (random_() % 8) {
+        case 0:
+        case 1:
+            return put(key);
+        case 2:
+            return obtain(key);
+        case 3:
+            return remove(key);
+        case 4:
+            return take(key);
+        default:
+            return find(key);
+        }
+    }
+    void keep_house() {
+        switch (random_() % 4) {
+        case 0:
+            ASSERT_EQ(0, ombrel_hash_shrink(table_));
+            break;
+        case 1:
+            ASSERT_EQ(0, ombrel_hash_reserve(table_, model_.size() + random_() % 3000));
+            break;
+        case 2:
+            walk(random_() % 3);
+            break;
+        default:
+            if (random_() % 4 == 0)
+                clear();
+        }
+        compare();
+    }
+    void choose_keys(size_t most) { keys_most_ = most; }
+
+private:
+    bool has_numbers() const { return (form_.flags & def_ombrel_hash_numbers) != 0; }
+    bytes known_as(const bytes& key) const {
+        return (form_.flags & def_ombrel_hash_any_case) != 0 ? small_letters(key) : key;
+    }
+    // Keys live as long as the table, as it may borrow them.
+    const bytes& any_key() {
+        const auto which = static_cast<unsigned>(random_()) % keys_most_;
+        bytes key = has_numbers() ? bytes(8, '\0') : bytes(which % 61 + (which % 97 == 0 ? 300 : 0), 'K');
+        memcpy(key.data(), &which, std::min(key.size(), sizeof which));
+        if (!key.empty() && random_() % 2 == 0 && !has_numbers())
+            key.back() = key.back() == 'K' ? 'k' : key.back();
+        return *keys_.insert(key).first;
+    }
+    bytes any_value() {
+        bytes value(value_size_, static_cast<char>(random_() % 255 + 1));
+        const uint32_t id = ++id_;
+        memcpy(value.data(), &id, std::min(value.size(), sizeof id));
+        return value;
+    }
+    bytes bytes_at(const void* value) const { return {static_cast<const char*>(value), value_size_}; }
+    void note_release(void* value) {
+        released_.insert(form_.value_size != 0 ? bytes_at(value)
+                                               : bytes(reinterpret_cast<const char*>(&value), sizeof value));
+    }
+
+    void put(const bytes& key) {
+        const bytes value = any_value();
+        void* pointer;
+        memcpy(&pointer, value.data(), std::min(value.size(), sizeof pointer));
+        const int result =
+            form_.value_size == 0 && random_() % 2 == 0
+                ? (has_numbers() ? ombrel_hash_set_at(table_, number_of(key), pointer)
+                                 : ombrel_hash_set(table_, key.data(), key.size(), pointer))
+                : (has_numbers() ? ombrel_hash_put_at(table_, number_of(key), value.data())
+                                 : ombrel_hash_put(table_, key.data(), key.size(), value.data()));
+        ASSERT_EQ(0, result);
+        const auto [at, is_new] = model_.try_emplace(known_as(key), value);
+        if (!is_new)
+            expected_.insert(std::exchange(at->second, value));
+    }
+    void obtain(const bytes& key) {
+        int is_new = 2;
+        void* const value = has_numbers() ? ombrel_hash_obtain_at(table_, number_of(key), &is_new)
+                                          : ombrel_hash_obtain(table_, key.data(), key.size(), &is_new);
+        ASSERT_NE(nullptr, value);
+        const auto [at, added] = model_.try_emplace(known_as(key), value_size_, '\0');
+        ASSERT_EQ(added ? 1 : 0, is_new);
+        ASSERT_EQ(at->second, bytes_at(value));
+        if (added)
+            memcpy(value, (at->second = any_value()).data(), value_size_);
+        ASSERT_EQ(0u, reinterpret_cast<uintptr_t>(value) % std::max<size_t>(form_.alignment, 1));
+    }
+    void find(const bytes& key) {
+        const void* const value = has_numbers() ? ombrel_hash_find_at(table_, number_of(key))
+                                                : ombrel_hash_find(table_, key.data(), key.size());
+        const auto at = model_.find(known_as(key));
+        ASSERT_EQ(at != model_.end(), value != nullptr);
+        if (value == nullptr)
+            return;
+        ASSERT_EQ(at->second, bytes_at(value));
+        if (form_.value_size == 0) {
+            const void* const pointer = has_numbers() ? ombrel_hash_get_at(table_, number_of(key))
+                                                      : ombrel_hash_get(table_, key.data(), key.size());
+            ASSERT_EQ(0, memcmp(&pointer, at->second.data(), sizeof pointer));
+        }
+    }
+    void remove(const bytes& key) {
+        const auto at = model_.find(known_as(key));
+        ASSERT_EQ(at != model_.end() ? 1 : 0,
+                  has_numbers() ? ombrel_hash_remove_at(table_, number_of(key))
+                                : ombrel_hash_remove(table_, key.data(), key.size()));
+        if (at == model_.end())
+            return;
+        expected_.insert(at->second);
+        model_.erase(at);
+    }
+    void take(const bytes& key) {
+        bytes value(value_size_, 'x');
+        const auto at = model_.find(known_as(key));
+        ASSERT_EQ(at != model_.end() ? 1 : 0,
+                  has_numbers() ? ombrel_hash_take_at(table_, number_of(key), value.data())
+                                : ombrel_hash_take(table_, key.data(), key.size(), value.data()));
+        ASSERT_EQ(at != model_.end() ? at->second : bytes(value_size_, 'x'), value);
+        if (at != model_.end())
+            model_.erase(at);
+    }
+    bytes key_of(const ombrel_hash_walk_t& walk) const {
+        if (!has_numbers())
+            return known_as({static_cast<const char*>(walk.m_key), walk.m_key_size});
+        return {reinterpret_cast<const char*>(&walk.m_number), sizeof walk.m_number};
+    }
+    // Removes one in so many of the entries, by the walk or by the key.
+    void walk(size_t one_in) {
+        std::set<bytes> met;
+        ombrel_hash_walk_t walk;
+        const size_t count = model_.size();
+        for (ombrel_init_hash_walk(&walk, table_); ombrel_hash_walk_step(&walk) == 1;) {
+            const bytes key = key_of(walk);
+            ASSERT_TRUE(met.insert(key).second) << "met twice";
+            ASSERT_EQ(model_.at(key), bytes_at(walk.m_value));
+            if (one_in == 0 || random_() % one_in != 0)
+                continue;
+            if (random_() % 2 == 0) {
+                remove(key);
+                continue;
+            }
+            ASSERT_EQ(0, ombrel_hash_walk_remove(&walk));
+            ASSERT_EQ(-1, ombrel_hash_walk_remove(&walk));
+            ASSERT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
+            expected_.insert(model_.at(key));
+            model_.erase(key);
+        }
+        ASSERT_EQ(count, met.size());
+        ASSERT_EQ(0, ombrel_hash_walk_step(&walk));
+    }
+    void clear() {
+        ASSERT_EQ(0, ombrel_hash_clear(table_));
+        for (const auto& [key, value] : model_)
+            expected_.insert(value);
+        model_.clear();
+    }
+    void compare() {
+        walk(0);
+        ombrel_hash_statistics_t statistics;
+        ASSERT_EQ(0, ombrel_hash_get_statistics(table_, &statistics));
+        ASSERT_EQ(model_.size(), static_cast<size_t>(statistics.m_count));
+        ASSERT_EQ(model_.size(), ombrel_hash_get_count(table_));
+        ASSERT_LE(statistics.m_count, statistics.m_room);
+        ASSERT_LE(statistics.m_longest_probe, 16);
+    }
+
+    const form& form_;
+    const size_t value_size_;
+    std::mt19937 random_;
+    ombrel_hash_t* table_;
+    std::unordered_map<bytes, bytes> model_;
+    std::set<bytes> keys_;
+    std::multiset<bytes> expected_, released_;
+    size_t keys_most_ = 1;
+    uint32_t id_ = 0;
+};
+
+TEST_F(Hash, RandomOperationsMatchAModelInAllFormsAndByAllKernels) {
+    for (const auto& kernels : ombrel::all_hash_kernels)
+        for (const form& which : forms) {
+            if ((kernels.needs & ~ombrel::platform::processor_features()) != 0)
+                continue;
+            SCOPED_TRACE(std::string(kernels.name) + ", " + which.name);
+            pair_of_tables tables(which, *kernels.run, 11);
+            for (const size_t keys : {1u, 20u, 400u, 9000u, 300u, 30u}) {
+                tables.choose_keys(keys);
+                for (int i = 0; i < 12; i++) {
+                    for (size_t n = 0; n < keys; n++)
+                        tables.step();
+                    tables.keep_house();
+                    if (HasFatalFailure())
+                        return;
+                }
+            }
+        }
+}
+
+} // namespace
