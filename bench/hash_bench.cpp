@@ -1,0 +1,307 @@
+// Tables of texts and of numbers beside GLib's and Abseil's, which hold the same pointers to keys and values.
+// Times are those of one call, or of so many additions or removals. "mixed" is a look-up that hits, one that
+// misses, an addition and a removal.
+#include <ombrel/hash.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <absl/container/flat_hash_map.h>
+#include <benchmark/benchmark.h>
+#include <glib.h>
+
+namespace {
+
+constexpr size_t queries = size_t{1} << 20;
+
+/// Keys of both kinds, of 12 to 27 characters or 64 bits.
+class texts {
+public:
+    using key = const char*;
+    explicit texts(size_t count) : all_(count) {
+        for (size_t i = 0; i < count; i++)
+            write(all_[i], i);
+    }
+    key at(size_t index) const { return all_[index].text; }
+    size_t size() const { return all_.size(); }
+
+private:
+    struct record {
+        char text[32];
+    };
+    static void write(record& to, size_t index) {
+        const uint64_t mixed = (index + 1) * 0x9E3779B97F4A7C15;
+        snprintf(to.text, sizeof to.text, "%0*llx", 12 + static_cast<int>(mixed >> 60),
+                 static_cast<unsigned long long>(mixed & 0xFFFFFFFFFFFF));
+    }
+    std::vector<record> all_;
+};
+
+class numbers {
+public:
+    using key = uint64_t;
+    explicit numbers(size_t count) : count_(count) {}
+    key at(size_t index) const { return (index + 1) * 0x9E3779B97F4A7C15; }
+    size_t size() const { return count_; }
+
+private:
+    size_t count_;
+};
+
+struct ombrel_texts {
+    ombrel_hash_t* table = [] {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_flags = def_ombrel_hash_borrow;
+        return ombrel_open_hash(&options);
+    }();
+    ~ombrel_texts() { ombrel_close_hash(table); }
+    void* get(const char* key) const { return ombrel_hash_get(table, key, def_ombrel_hash_text); }
+    void set(const char* key, void* value) { ombrel_hash_set(table, key, def_ombrel_hash_text, value); }
+    void remove(const char* key) { ombrel_hash_remove(table, key, def_ombrel_hash_text); }
+};
+
+struct ombrel_numbers {
+    ombrel_hash_t* table = [] {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_flags = def_ombrel_hash_numbers;
+        return ombrel_open_hash(&options);
+    }();
+    ~ombrel_numbers() { ombrel_close_hash(table); }
+    void* get(uint64_t key) const { return ombrel_hash_get_at(table, key); }
+    void set(uint64_t key, void* value) { ombrel_hash_set_at(table, key, value); }
+    void remove(uint64_t key) { ombrel_hash_remove_at(table, key); }
+};
+
+template<typename Key>
+struct glib_table {
+    static void* word(uint64_t key) { return reinterpret_cast<void*>(key); }
+    static void* word(const char* key) { return const_cast<char*>(key); }
+    // Its quickest form for numbers.
+    GHashTable* table = std::is_same_v<Key, uint64_t> ? g_hash_table_new(nullptr, nullptr)
+                                                      : g_hash_table_new(g_str_hash, g_str_equal);
+    ~glib_table() { g_hash_table_destroy(table); }
+    void* get(Key key) const { return g_hash_table_lookup(table, word(key)); }
+    void set(Key key, void* value) { g_hash_table_insert(table, word(key), value); }
+    void remove(Key key) { g_hash_table_remove(table, word(key)); }
+};
+
+template<typename Key>
+struct absl_table {
+    absl::flat_hash_map<Key, void*> table;
+    template<typename Given>
+    void* get(Given key) const {
+        const auto at = table.find(Key(key));
+        return at != table.end() ? at->second : nullptr;
+    }
+    template<typename Given>
+    void set(Given key, void* value) {
+        table.insert_or_assign(Key(key), value);
+    }
+    template<typename Given>
+    void remove(Given key) {
+        table.erase(Key(key));
+    }
+};
+
+/// Keys enough for tables of a size and for misses; made once.
+template<typename Keys>
+const Keys& keys_for(size_t count) {
+    static std::unique_ptr<Keys> made;
+    if (made == nullptr || made->size() < 2 * count)
+        made = std::make_unique<Keys>(std::max<size_t>(2 * count, 2 * queries));
+    return *made;
+}
+
+std::vector<size_t> shuffled(size_t count) {
+    std::vector<size_t> order(count);
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::shuffle(order.begin(), order.end(), std::mt19937_64(1));
+    return order;
+}
+
+/// Keys as they come from outside: in a row, and no part of the table.
+template<typename Keys>
+class query_list {
+public:
+    query_list(const Keys& keys, size_t first, size_t count);
+    typename Keys::key next() { return list_.at(at_++ % queries); }
+
+private:
+    struct any_text {
+        char text[32];
+    };
+    struct text_list {
+        std::vector<any_text> all;
+        const char* at(size_t index) const { return all[index].text; }
+    };
+    struct number_list {
+        std::vector<uint64_t> all;
+        uint64_t at(size_t index) const { return all[index]; }
+    };
+    std::conditional_t<std::is_same_v<Keys, texts>, text_list, number_list> list_;
+    size_t at_ = 0;
+};
+
+template<typename Keys>
+query_list<Keys>::query_list(const Keys& keys, size_t first, size_t count) {
+    std::mt19937_64 random(2);
+    list_.all.resize(queries);
+    for (auto& query : list_.all) {
+        const auto key = keys.at(first + random() % count);
+        if constexpr (std::is_same_v<Keys, texts>)
+            strcpy(query.text, key);
+        else
+            query = key;
+    }
+}
+
+void* const value = const_cast<char*>("");
+
+template<typename Table, typename Keys>
+void fill(Table& table, const Keys& keys, size_t count) {
+    for (size_t i = 0; i < count; i++)
+        table.set(keys.at(i), value);
+}
+
+/// Filled once for all works that leave it as it is.
+template<typename Table, typename Keys>
+const Table& filled(size_t count) {
+    static std::unique_ptr<Table> table;
+    static size_t held;
+    if (held != count) {
+        table.reset();
+        table = std::make_unique<Table>();
+        fill(*table, keys_for<Keys>(count), count);
+        held = count;
+    }
+    return *table;
+}
+
+template<typename Table, typename Keys, bool hits>
+void look_up(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    query_list<Keys> list(keys_for<Keys>(count), hits ? 0 : count, count);
+    const Table& table = filled<Table, Keys>(count);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(table.get(list.next()));
+}
+
+/// In microseconds: whoever else is at work on the machine does not count.
+double processor_time() {
+    timespec now;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
+}
+
+template<typename Table, typename Keys, bool removes>
+void change(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const Keys& keys = keys_for<Keys>(count);
+    const std::vector<size_t> order = shuffled(count);
+    for (auto _ : state) {
+        Table table;
+        double start = processor_time();
+        fill(table, keys, count);
+        if (removes) {
+            start = processor_time();
+            for (const size_t index : order)
+                table.remove(keys.at(index));
+        }
+        state.SetIterationTime((processor_time() - start) / 1e6);
+    }
+}
+
+template<typename Table, typename Keys>
+void mix(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const Keys& keys = keys_for<Keys>(count);
+    query_list<Keys> hits(keys, 0, count), misses(keys, 0, 2 * count);
+    Table table;
+    fill(table, keys, count);
+    size_t oldest = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(table.get(hits.next()));
+        benchmark::DoNotOptimize(table.get(misses.next()));
+        table.set(keys.at((oldest + count) % (2 * count)), value);
+        table.remove(keys.at(oldest % (2 * count)));
+        oldest++;
+    }
+}
+
+double part_of(std::vector<double>& times, double part) {
+    const auto at = times.begin() + static_cast<ptrdiff_t>(part * static_cast<double>(times.size() - 1));
+    std::nth_element(times.begin(), at, times.end());
+    return *at;
+}
+
+/// How long single additions take up to a size, in microseconds of the processor and of the clock on the
+/// wall.
+template<typename Table, typename Keys>
+void pause(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const Keys& keys = keys_for<Keys>(count);
+    std::vector<double> times(count);
+    double longest_wall = 0;
+    for (auto _ : state) {
+        Table table;
+        for (size_t i = 0; i < count; i++) {
+            const auto start = std::chrono::steady_clock::now();
+            const double before = processor_time();
+            table.set(keys.at(i), value);
+            times[i] = processor_time() - before;
+            const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - start;
+            longest_wall = std::max(longest_wall, wall.count());
+        }
+    }
+    state.counters["p99.99_us"] = part_of(times, 0.9999);
+    state.counters["p99.999_us"] = part_of(times, 0.99999);
+    state.counters["longest_us"] = part_of(times, 1);
+    state.counters["longest_wall_us"] = longest_wall;
+}
+
+void of_sizes(benchmark::internal::Benchmark* work) {
+    work->Arg(1000)->Arg(100000)->Arg(1000000)->Arg(10000000);
+}
+
+#define TABLES(kind, ours, glib, absl_type)                                                                  \
+    WORKS(kind, "ombrel", ours)                                                                              \
+    WORKS(kind, "GLib", glib)                                                                                \
+    WORKS(kind, "absl", absl_type)
+#define WORKS(kind, who, ...)                                                                                \
+    {                                                                                                        \
+        using table = __VA_ARGS__;                                                                           \
+        const std::string rest = std::string(" of " #kind "|") + who;                                        \
+        benchmark::RegisterBenchmark(("hash hit" + rest).c_str(), look_up<table, kind, true>)                \
+            ->Apply(of_sizes);                                                                               \
+        benchmark::RegisterBenchmark(("hash miss" + rest).c_str(), look_up<table, kind, false>)              \
+            ->Apply(of_sizes);                                                                               \
+        benchmark::RegisterBenchmark(("hash addition" + rest).c_str(), change<table, kind, false>)           \
+            ->Apply(of_sizes)                                                                                \
+            ->UseManualTime();                                                                               \
+        benchmark::RegisterBenchmark(("hash removal" + rest).c_str(), change<table, kind, true>)             \
+            ->Apply(of_sizes)                                                                                \
+            ->UseManualTime();                                                                               \
+        benchmark::RegisterBenchmark(("hash mixed" + rest).c_str(), mix<table, kind>)->Apply(of_sizes);      \
+        benchmark::RegisterBenchmark(("hash pauses" + rest).c_str(), pause<table, kind>)                     \
+            ->Arg(10000000)                                                                                  \
+            ->Iterations(1)                                                                                  \
+            ->Unit(benchmark::kMillisecond);                                                                 \
+    }
+
+const bool are_registered = [] {
+    TABLES(texts, ombrel_texts, glib_table<const char*>, absl_table<std::string_view>)
+    TABLES(numbers, ombrel_numbers, glib_table<uint64_t>, absl_table<uint64_t>)
+    return true;
+}();
+
+} // namespace
