@@ -4,6 +4,7 @@
 
 #include <ombrel/file.h>
 #include <ombrel/heap.h>
+#include <ombrel/printf.h>
 
 #include "core/fault.h"
 #include "document/xml/growing_array.h"
@@ -35,7 +36,11 @@ public:
 
 private:
     static int take(const ombrel_xml_event_t* event, void* context) {
-        return static_cast<tree_reader*>(context)->take(*event) ? 0 : -1;
+        tree_reader& reader = *static_cast<tree_reader*>(context);
+        if (reader.take(*event))
+            return 0;
+        reader.failure_ = last_fault();
+        return -1;
     }
     bool take(const ombrel_xml_event_t& event);
     bool take_in_doctype(const ombrel_xml_event_t& event);
@@ -50,6 +55,7 @@ private:
     bool put_doctype(std::string_view text) { return gather(doctype_, text); }
 
     int settle(int result);
+    void tell_own(int reason);
     bool gather(growing_array<char>& to, std::string_view text);
     bool flush_text(node_kind kind = text_node);
     node* add(node_kind kind);
@@ -65,6 +71,7 @@ private:
     node* open_;
     node* doctype_node_ = nullptr;
     ombrel_xml_position_t position_ = {1, 1, 0};
+    fault failure_; ///< of the tree itself
     bool is_in_doctype_ = false, is_in_cdata_ = false, has_text_ = false;
 };
 
@@ -78,16 +85,20 @@ bool tree_reader::open() {
 int tree_reader::settle(int result) {
     if (result == 0)
         return 0;
-    const fault why = last_fault();
+    const fault why = failure_ ? failure_ : last_fault();
     tree_.fault = *ombrel_xml_parser_get_fault(parser_);
     tree_.fault.m_system_id = nullptr;
     tree_.is_refused = true;
-    if (tree_.fault.m_reason == def_ombrel_xml_fault_broken_off && why.code == fault_code::no_memory)
-        tree_.fault.m_reason = def_ombrel_xml_fault_no_memory;
-    if (tree_.fault.m_reason == def_ombrel_xml_fault_broken_off && why.code == fault_code::too_large)
-        tree_.fault.m_reason = def_ombrel_xml_fault_large_document;
+    if (failure_)
+        tell_own(failure_.code == fault_code::no_memory ? def_ombrel_xml_fault_no_memory
+                                                        : def_ombrel_xml_fault_large_document);
     leave_fault(why);
     return result;
+}
+
+void tree_reader::tell_own(int reason) {
+    tree_.fault.m_reason = reason;
+    ombrel_snprintf(tree_.fault.m_text, sizeof tree_.fault.m_text, "%s", ombrel_xml_fault_text(reason));
 }
 
 bool tree_reader::gather(growing_array<char>& to, std::string_view text) {
