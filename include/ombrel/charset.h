@@ -43,10 +43,10 @@
  * fail, which is the default, replace, skip or escape. The converter counts both kinds.
  *
  * Where bytes are wrong, one fault is: in UTF-8 the longest beginning of a character, or one byte; in UTF-16
- * a unit, two bytes; in UTF-32 four bytes; in sets of two bytes the first byte alone, when what follows
- * cannot be a second byte or is ASCII (so that no wrong byte swallows a quotation mark or a bracket), else
- * both. In UTF-8 forms longer than needed, surrogates and codes above U+10FFFF are wrong, as are surrogates
- * without their other half elsewhere.
+ * a unit, two bytes; in UTF-32 four bytes; in the sets of Korea and Japan the first byte alone, when what
+ * follows cannot be a second byte or is ASCII (so that no wrong byte swallows a quotation mark or a bracket),
+ * else both, and what would be three bytes likewise. In UTF-8 forms longer than needed, surrogates and codes
+ * above U+10FFFF are wrong, as are surrogates without their other half elsewhere.
  *
  * **Byte order marks.** "UTF-16" and "UTF-32" are read by the mark at their beginning, which is no character,
  * and as little-endian without one; they are written little-endian with a mark before the first character. In

@@ -13,12 +13,11 @@ import sys
 
 TARGET = pathlib.Path(__file__).resolve().parents[2] / "source/text/charset/charset_tables_data.cpp"
 
-NO_LEAD = 0xFF  # as `first` of a row: the byte begins no character
 BLOCK = 64  # code points of a block of the tables from Unicode
-EUC_COLUMNS = {trail: trail - 0xA1 for trail in range(0xA1, 0xFF)}
-CP949_COLUMNS = {trail: column for column, trail in
-                 enumerate([*range(0x41, 0x5B), *range(0x61, 0x7B), *range(0x81, 0xFF)])}
-SHIFT_COLUMNS = {trail: column for column, trail in enumerate([*range(0x40, 0x7F), *range(0x80, 0xFD)])}
+# The second bytes of both halves of a row: a row of KS X or JIS is a half, what CP949 has before one is another.
+KOREAN_HALVES = ([*range(0x41, 0x5B), *range(0x61, 0x7B), *range(0x81, 0xA1)], [*range(0xA1, 0xFF)])
+SHIFT_HALVES = ([*range(0x40, 0x7F), *range(0x80, 0x9F)], [*range(0x9F, 0xFD)])
+EUC_HALVES = (KOREAN_HALVES[1],)
 PRIVATE = range(0xE000, 0xF900)
 
 
@@ -32,78 +31,59 @@ def decode(codec, data):
 
 
 class Pool:
-    """Rows of characters one behind the other; what is there already is not stored twice."""
+    """Rows one behind the other, each half of them with an empty cell before it; none is stored twice."""
 
-    def __init__(self):
-        self.cells = []
+    def __init__(self, halves):
+        self.cells = [0] * sum(len(half) + 1 for half in halves)
         self.known = {}
 
-    def add(self, cells):
-        """The row without what is empty at its ends: (start, first column, columns)."""
-        used = [column for column, code in enumerate(cells) if code]
-        if not used:
-            return (0, 0, 0)
-        first, last = used[0], used[-1]
-        key = tuple(cells[first:last + 1])
-        if key not in self.known:
-            self.known[key] = len(self.cells)
-            self.cells.extend(key)
-        return (self.known[key], first, len(key))
+    def add(self, halves):
+        """Where the row begins; 0 for one that is empty."""
+        row = tuple(cell for half in halves for cell in (0, *half))
+        if not any(row):
+            return 0
+        if row not in self.known:
+            self.known[row] = len(self.cells)
+            self.cells.extend(row)
+            for half in halves:  # which may be a row of a set of one half
+                self.known.setdefault((0, *half), len(self.cells) - len(half) - 1 if half == halves[-1]
+                                      else self.known[row])
+        return self.known[row]
 
-    def add_part(self, whole, cells, offset):
-        """A row that is the part of `whole`, a row of this pool, from column `offset` on."""
-        start, first, count = whole
-        used = [column for column, code in enumerate(cells) if code]
-        if not used:
-            return (0, 0, 0)
-        part = (start + used[0] + offset - first, used[0], used[-1] - used[0] + 1)
-        assert self.cells[part[0]:part[0] + part[2]] == cells[used[0]:used[-1] + 1]
-        return part
+    def starts(self, halves, leads, code_of):
+        """For each first byte where its cells begin."""
+        return [self.add([tuple(code_of(lead, trail) for trail in half) for half in halves]) if lead in leads else 0
+                for lead in range(0x80, 0x100)]
 
 
-def cells_of(codec, lead, columns, before=()):
-    """A row of a set, without the areas for private use, which are computed."""
-    cells = [0] * len(columns)
-    for trail, column in columns.items():
+def decoder(codec, before=()):
+    """Of a set, without the areas for private use, which are computed."""
+    def code_of(lead, trail):
         code = decode(codec, [*before, lead, trail])
-        cells[column] = 0 if code in PRIVATE else code
-    return cells
+        return 0 if code in PRIVATE else code
+    return code_of
 
 
-def rows(leads, row_of):
-    return [row_of(lead) if lead in leads else (0, NO_LEAD, 0) for lead in range(0x80, 0x100)]
-
-
-def euc_kr_cells(lead):
-    cells = cells_of("euc_kr", lead, EUC_COLUMNS)
-    if lead == 0xA4:  # for Python the filler begins syllables composed of eight bytes
-        cells[0xD4 - 0xA1] = 0x3164
-    return cells
+def euc_kr_code(lead, trail):
+    """For Python the filler begins syllables composed of eight bytes."""
+    return 0x3164 if (lead, trail) == (0xA4, 0xD4) else decode("euc_kr", [lead, trail])
 
 
 def korean_tables():
-    pool = Pool()
-    cp949 = rows(range(0x81, 0xFF), lambda lead: pool.add(cells_of("cp949", lead, CP949_COLUMNS)))
-    offset = CP949_COLUMNS[0xA1]
-    euc_kr = rows(range(0xA1, 0xFF), lambda lead: pool.add_part(cp949[lead - 0x80], euc_kr_cells(lead), offset))
-    return pool, cp949, euc_kr
+    pool = Pool(KOREAN_HALVES)
+    leads = range(0x81, 0xFF)
+    return pool, (("cp949_starts", pool.starts(KOREAN_HALVES, leads, decoder("cp949"))),
+                  ("euc_kr_starts", pool.starts(EUC_HALVES, leads, euc_kr_code)))
 
 
 def japanese_tables():
-    pool = Pool()
-    shift_leads = [*range(0x81, 0xA0), *range(0xE0, 0xF0)]
-    windows_leads = [*range(0x81, 0xA0), *range(0xE0, 0xFD)]
-    shift = rows(shift_leads, lambda lead: pool.add(cells_of("shift_jis", lead, SHIFT_COLUMNS)))
-    windows = rows(windows_leads, lambda lead: pool.add(cells_of("cp932", lead, SHIFT_COLUMNS)))
-
-    def euc_row(lead):  # each row of Shift_JIS is two of EUC-JP
-        index = lead - 0xA1
-        whole = shift[(0x81 if index < 62 else 0xC1) + index // 2 - 0x80]
-        return pool.add_part(whole, cells_of("euc_jp", lead, EUC_COLUMNS), index % 2 * 94)
-
-    euc = rows(range(0xA1, 0xFF), euc_row)
-    supplement = rows(range(0xA1, 0xFF), lambda lead: pool.add(cells_of("euc_jp", lead, EUC_COLUMNS, [0x8F])))
-    return pool, shift, windows, euc, supplement
+    pool = Pool(SHIFT_HALVES)
+    shift_leads = [*range(0x81, 0xA0), *range(0xE0, 0xFD)]
+    euc_leads = range(0xA1, 0xFF)
+    return pool, (("shift_jis_starts", pool.starts(SHIFT_HALVES, shift_leads, decoder("shift_jis"))),
+                  ("cp932_starts", pool.starts(SHIFT_HALVES, shift_leads, decoder("cp932"))),
+                  ("euc_jp_starts", pool.starts(EUC_HALVES, euc_leads, decoder("euc_jp"))),
+                  ("jis_x_0212_starts", pool.starts(EUC_HALVES, euc_leads, decoder("euc_jp", [0x8F]))))
 
 
 def korean_codes():
@@ -116,8 +96,15 @@ def korean_codes():
     return codes
 
 
+def shifted(code):
+    row, column = (code >> 8) - 0x21, (code & 0xFF) - 0x21
+    lead = row // 2 + (0x81 if row < 62 else 0xC1)
+    column += row % 2 * 94
+    return lead << 8 | (column + 0x40 + (column > 62))
+
+
 def japanese_codes():
-    """JIS X 0208 as two bytes of seven bits, 0212 with the highest bit of the first set."""
+    """JIS X 0208 as Shift_JIS has it, JIS X 0212 as two bytes of seven bits."""
     codes = {}
     for code in range(0x80, 0x10000):
         try:
@@ -125,17 +112,10 @@ def japanese_codes():
         except UnicodeEncodeError:
             continue
         if len(data) == 2 and data[0] != 0x8E:
-            codes[code] = int.from_bytes(data, "big") & 0x7F7F
+            codes[code] = shifted(int.from_bytes(data, "big") & 0x7F7F)
         elif len(data) == 3:
-            codes[code] = int.from_bytes(data[1:], "big") & 0xFF7F
+            codes[code] = int.from_bytes(data[1:], "big") & 0x7F7F
     return codes
-
-
-def shifted(code):
-    row, column = (code >> 8) - 0x21, (code & 0xFF) - 0x21
-    lead = row // 2 + (0x81 if row < 62 else 0xC1)
-    column += row % 2 * 94
-    return lead << 8 | (column + 0x40 + (column > 62))
 
 
 def windows_extras(japanese):
@@ -145,11 +125,11 @@ def windows_extras(japanese):
         try:
             data = chr(code).encode("cp932")
         except UnicodeEncodeError:
-            assert not 0 < japanese.get(code, 0) < 0x8000
+            assert japanese.get(code, 0) < 0x8000
             continue
         common = japanese.get(code, 0)
-        if 0 < common < 0x8000:
-            assert shifted(common) == int.from_bytes(data, "big"), hex(code)
+        if common >= 0x8000:
+            assert common == int.from_bytes(data, "big"), hex(code)
         elif len(data) == 2 and code not in PRIVATE:
             extras.append((code, int.from_bytes(data, "big")))
     return extras
@@ -174,28 +154,26 @@ def put_numbers(kind, name, numbers, width=4):
     print("};")
 
 
-def put_rows(name, table):
-    print(f"constinit const charset_row {name}[{len(table)}] = {{")
-    for start in range(0, len(table), 6):
-        print("    " + ", ".join("{%d, %d, %d}" % row for row in table[start:start + 6]) + ",")
-    print("};")
-
-
-def put_columns(name, columns):
-    put_numbers("uint8_t", name, [columns.get(trail, 0xFF) for trail in range(0x100)], 2)
+def put_columns(name, halves):
+    columns, column = [0] * 0x100, 0
+    for half in halves:
+        for trail in half:
+            column += 1
+            columns[trail] = column
+        column += 1
+    put_numbers("uint8_t", name, columns, 2)
 
 
 def put_all():
-    korean, cp949, euc_kr = korean_tables()
-    japanese, shift_jis, cp932, euc_jp, jis_x_0212 = japanese_tables()
+    korean, korean_starts = korean_tables()
+    japanese, japanese_starts = japanese_tables()
     print("// Written by tools/charset/generate.py from the codecs of Python; change that, not this.")
     print('#include "text/charset/charset_tables.h"\n\nnamespace ombrel {\n\n// clang-format off')
-    for name, columns in (("euc_columns", EUC_COLUMNS), ("cp949_columns", CP949_COLUMNS),
-                          ("shift_jis_columns", SHIFT_COLUMNS)):
-        put_columns(name, columns)
-    for name, table in (("euc_kr_rows", euc_kr), ("cp949_rows", cp949), ("euc_jp_rows", euc_jp),
-                        ("jis_x_0212_rows", jis_x_0212), ("shift_jis_rows", shift_jis), ("cp932_rows", cp932)):
-        put_rows(name, table)
+    put_columns("euc_columns", EUC_HALVES)
+    put_columns("cp949_columns", KOREAN_HALVES)
+    put_columns("shift_jis_columns", SHIFT_HALVES)
+    for name, starts in (*korean_starts, *japanese_starts):
+        put_numbers("uint16_t", name, starts)
     put_numbers("uint16_t", "korean_cells", korean.cells)
     put_numbers("uint16_t", "japanese_cells", japanese.cells)
     japanese_code = japanese_codes()

@@ -47,13 +47,24 @@ using decode_function = decode_result (*)(const uint8_t* from, const uint8_t* en
 using encode_function = encode_result (*)(const uint32_t* from, const uint32_t* end, uint8_t* to,
                                           uint8_t* to_end);
 
+/// Where a conversion from UTF-8 stopped, or did not care to go on.
+struct direct_result {
+    const uint8_t* from;
+    uint8_t* to;
+};
+
+/// Encodes valid UTF-8 as far as that is quick and easy; the rest goes by code points.
+using direct_function = direct_result (*)(const uint8_t* from, const uint8_t* end, uint8_t* to,
+                                          uint8_t* to_end);
+
 /// A character set.
 struct charset_form {
     decode_function decode;
     encode_function encode;
-    uint8_t unit;        ///< least bytes of a character
-    bool is_ascii_based; ///< bytes below 0x80 are those characters, wherever characters begin
-    bool is_marked;      ///< the byte order is told by a mark
+    direct_function encode_utf_8_text; ///< null where it does not pay
+    uint8_t unit;                      ///< least bytes of a character
+    bool is_ascii_based;               ///< bytes below 0x80 are those characters, wherever characters begin
+    bool is_marked;                    ///< the byte order is told by a mark
 };
 
 /// The form of a set; null for a number that has none.
@@ -88,5 +99,9 @@ OMBREL_CHARSET_FORM(shift_jis);
 OMBREL_CHARSET_FORM(cp932);
 OMBREL_CHARSET_FORM(euc_jp);
 #undef OMBREL_CHARSET_FORM
+direct_result utf_8_to_euc_kr(const uint8_t*, const uint8_t*, uint8_t*, uint8_t*);
+direct_result utf_8_to_cp949(const uint8_t*, const uint8_t*, uint8_t*, uint8_t*);
+direct_result utf_8_to_shift_jis(const uint8_t*, const uint8_t*, uint8_t*, uint8_t*);
+direct_result utf_8_to_euc_jp(const uint8_t*, const uint8_t*, uint8_t*, uint8_t*);
 
 } // namespace ombrel

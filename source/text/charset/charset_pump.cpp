@@ -14,6 +14,11 @@ constexpr size_t block_limit = 512;
 /// After a stop the next blocks are short, as what cannot be converted seldom comes alone.
 constexpr size_t block_limit_after_stop = 4;
 
+/// Bytes of UTF-8 that are looked at before they are converted, so that they stay near.
+constexpr size_t direct_limit = 8192;
+/// Shorter runs of ASCII are converted with what is around them.
+constexpr size_t long_run = 16;
+
 } // namespace
 
 charset_pump::outcome charset_pump::run(const uint8_t* bytes, size_t size, size_t& used, uint8_t* out,
@@ -33,21 +38,31 @@ charset_pump::outcome charset_pump::run(const uint8_t* bytes, size_t size, size_
     return result;
 }
 
-/// What is the same in both sets needs no code points between.
+/// What is the same in both sets, or goes from one to the other by a shorter way, needs no code points
+/// between.
 bool charset_pump::copy_run(piece& in, space& to) {
     const auto* const from = reinterpret_cast<const char*>(in.at());
     auto* const target = reinterpret_cast<char*>(to.at());
     const size_t size = std::min(in.left(), to.left());
-    size_t count = 0;
-    if (from_ == to_ && from_->decode == decode_utf_8) {
-        count = utf8_run(from, size);
-        memcpy(target, from, count);
-    } else if (from_->is_ascii_based && to_->is_ascii_based && size > 0 && *in.at() < 0x80) {
-        count = copy_ascii(target, from, size);
+    if (from_->is_ascii_based && to_->is_ascii_based && size > 0 && *in.at() < 0x80)
+        if (const size_t count = copy_ascii(target, from, size); count >= long_run)
+            return advance(in, count, to, count);
+    if (from_->decode != decode_utf_8 || (to_ != from_ && to_->encode_utf_8_text == nullptr))
+        return false;
+    const size_t valid = utf8_run(from, std::min(size, direct_limit));
+    if (to_ == from_) {
+        memcpy(target, from, valid);
+        return advance(in, valid, to, valid);
     }
-    in.used += count;
-    to.written += count;
-    return count > 0;
+    const direct_result done = to_->encode_utf_8_text(in.at(), in.at() + valid, to.at(), to.at() + to.left());
+    return advance(in, static_cast<size_t>(done.from - in.at()), to, static_cast<size_t>(done.to - to.at()));
+}
+
+/// Whether it went on.
+bool charset_pump::advance(piece& in, size_t used, space& to, size_t written) {
+    in.used += used;
+    to.written += written;
+    return used > 0;
 }
 
 /// Completes the character that earlier pieces began.

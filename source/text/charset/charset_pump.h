@@ -63,6 +63,7 @@ private:
     };
 
     bool copy_run(piece& in, space& to);
+    static bool advance(piece& in, size_t used, space& to, size_t written);
     outcome run_held(piece& in, space& to);
     outcome run_block(piece& in, space& to, size_t& limit);
     outcome stop_at(const uint8_t* bytes, const decoded_character& character, outcome why);

@@ -1,33 +1,31 @@
 // Tables of the double-byte sets, written by tools/charset/generate.py.
 //
-// From bytes: the second byte has a column, by the set's table of columns; the first byte has a row, which is
-// a part of a pool of code points, from its first used column to its last. Sets of one nation share a pool:
-// the rows of EUC-KR are parts of those of CP949, two of EUC-JP are one of Shift_JIS.
+// From bytes: the first byte tells where its row of code points begins, the second one, by a table, the
+// column in it, from 1 on, 0 for no second byte. What is missing leads to an empty cell, so that nothing
+// needs to be asked on the way. A row has two halves with an empty cell before each: those of CP949 have KS X
+// 1001 in the second, which is the row of EUC-KR; those of Shift_JIS two rows of JIS X 0208, which are rows
+// of EUC-JP.
 //
-// From code points: an index by blocks of 64 leads into a pool of such blocks. A cell has the bytes of CP949
-// for Korea. For Japan it has two numbers of seven bits, the row and the column of JIS X 0208 from 0x21 on,
-// or those of JIS X 0212 with the highest bit set. What CP932 has beside JIS X 0208 stands in a sorted list.
+// From code points: an index by blocks of 64 leads into a pool of such blocks. A cell has the two bytes of
+// CP949, or those of Shift_JIS for JIS X 0208 and, with seven bits each, those of JIS X 0212. What CP932 has
+// beside JIS X 0208 stands in a sorted list.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace ombrel {
 
-struct charset_row {
-    uint16_t start; ///< where the first column stands in the pool
-    uint8_t first;  ///< the first column; no_charset_lead when the byte begins no character
-    uint8_t count;
-};
-inline constexpr uint8_t no_charset_lead = 0xFF;
-inline constexpr uint8_t no_charset_column = 0xFF;
-inline constexpr unsigned charset_block_bits = 6;
+inline constexpr unsigned charset_block_bits = 6; ///< as many as a byte of UTF-8 has
+inline constexpr unsigned charset_block_mask = (1u << charset_block_bits) - 1;
 
 extern const uint8_t euc_columns[256], cp949_columns[256], shift_jis_columns[256];
 
-/// Rows of the bytes from 0x80 on.
-extern const charset_row euc_kr_rows[128], cp949_rows[128];
-extern const charset_row euc_jp_rows[128], jis_x_0212_rows[128], shift_jis_rows[128], cp932_rows[128];
+/// By the first byte less 0x80.
+inline constexpr size_t charset_starts_count = 128;
+extern const uint16_t euc_kr_starts[charset_starts_count], cp949_starts[charset_starts_count];
+extern const uint16_t euc_jp_starts[charset_starts_count], jis_x_0212_starts[charset_starts_count];
+extern const uint16_t shift_jis_starts[charset_starts_count], cp932_starts[charset_starts_count];
 
 extern const uint16_t korean_cells[], japanese_cells[];
 extern const uint16_t korean_block_index[], korean_blocks[];

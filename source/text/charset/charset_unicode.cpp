@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "text/charset/charset_form.h"
-#include "text/charset/charset_loops.h"
 #include "text/charset/utf8_run.h"
 
 namespace ombrel {
@@ -39,10 +38,11 @@ constexpr bool is_half(uint32_t unit) {
     return (unit & 0xF800) == 0xD800;
 }
 
-/// What begins with half a character.
 template<byte_order order>
-decoded_character get_halves(const uint8_t* from, size_t size) {
+decoded_character get_unit(const uint8_t* from, size_t size) {
     const uint32_t first = load_16<order>(from);
+    if (!is_half(first))
+        return {first, 2};
     if (first >= 0xDC00)
         return {0, 2, decode_stop::wrong};
     if (size < 4)
@@ -53,37 +53,84 @@ decoded_character get_halves(const uint8_t* from, size_t size) {
     return {0x10000 + ((first & 0x3FF) << 10 | (second & 0x3FF)), 4};
 }
 
+/// Units in a block whose loops have a fixed length, which compilers make vectors of.
+constexpr int unit_block = 16;
+
+/// A block of units, when there is one without halves.
+template<byte_order order>
+bool widen_units(const uint8_t*& from, const uint8_t* end, uint32_t*& to, const uint32_t* to_end) {
+    if (end - from < 2 * unit_block || to_end - to < unit_block)
+        return false;
+    uint32_t halves = 0;
+    for (int i = 0; i < unit_block; i++) {
+        to[i] = load_16<order>(from + 2 * i);
+        halves |= is_half(to[i]) ? 1 : 0;
+    }
+    if (halves != 0)
+        return false;
+    from += 2 * unit_block;
+    to += unit_block;
+    return true;
+}
+
+/// The same the other way.
+template<byte_order order>
+bool narrow_units(const uint32_t*& from, const uint32_t* end, uint8_t*& to, const uint8_t* to_end) {
+    if (end - from < unit_block || to_end - to < 2 * unit_block)
+        return false;
+    uint32_t all = 0;
+    for (int i = 0; i < unit_block; i++)
+        all |= from[i];
+    if (all >= 0x10000)
+        return false;
+    for (int i = 0; i < unit_block; i++)
+        store_16<order>(to + 2 * i, from[i]);
+    from += unit_block;
+    to += 2 * unit_block;
+    return true;
+}
+
 template<byte_order order>
 decode_result decode_utf_16(const uint8_t* from, const uint8_t* end, uint32_t* to, uint32_t* to_end) {
     while (end - from >= 2 && to < to_end) {
-        const uint32_t unit = load_16<order>(from);
-        if (!is_half(unit)) {
-            *to++ = unit;
-            from += 2;
+        if (widen_units<order>(from, end, to, to_end))
             continue;
+        for (int i = 0; i < unit_block && end - from >= 2 && to < to_end; i++) {
+            const decoded_character next = get_unit<order>(from, static_cast<size_t>(end - from));
+            if (next.stop != decode_stop::none)
+                return {from, to, next.stop, next.size};
+            *to++ = next.code;
+            from += next.size;
         }
-        const decoded_character next = get_halves<order>(from, static_cast<size_t>(end - from));
-        if (next.stop != decode_stop::none)
-            return {from, to, next.stop, next.size};
-        *to++ = next.code;
-        from += next.size;
     }
     return {from, to, end - from == 1 && to < to_end ? decode_stop::cut : decode_stop::none};
 }
 
+constexpr int unit_size(uint32_t code) {
+    return code < 0x10000 ? 2 : 4;
+}
+
+template<byte_order order>
+int put_units(uint32_t code, uint8_t* to) {
+    if (unit_size(code) == 2) {
+        store_16<order>(to, code);
+    } else {
+        store_16<order>(to, 0xD800 + ((code - 0x10000) >> 10));
+        store_16<order>(to + 2, 0xDC00 + (code & 0x3FF));
+    }
+    return unit_size(code);
+}
+
 template<byte_order order>
 encode_result encode_utf_16(const uint32_t* from, const uint32_t* end, uint8_t* to, uint8_t* to_end) {
-    for (; from < end; from++) {
-        const int size = *from < 0x10000 ? 2 : 4;
-        if (to_end - to < size)
-            return {from, to, encode_stop::full};
-        if (size == 2) {
-            store_16<order>(to, *from);
-        } else {
-            store_16<order>(to, 0xD800 + ((*from - 0x10000) >> 10));
-            store_16<order>(to + 2, 0xDC00 + (*from & 0x3FF));
+    while (from < end) {
+        if (narrow_units<order>(from, end, to, to_end))
+            continue;
+        for (int i = 0; i < unit_block && from < end; i++, from++) {
+            if (to_end - to < unit_size(*from))
+                return {from, to, encode_stop::full};
+            to += put_units<order>(*from, to);
         }
-        to += size;
     }
     return {from, to};
 }
@@ -107,43 +154,27 @@ encode_result encode_utf_32(const uint32_t* from, const uint32_t* end, uint8_t* 
     return {from, to, from < end ? encode_stop::full : encode_stop::none};
 }
 
-size_t put_beyond_ascii(uint32_t code, uint8_t* to) {
-    if (code < 0x800) {
-        to[0] = static_cast<uint8_t>(0xC0 | code >> 6);
-        to[1] = static_cast<uint8_t>(0x80 | (code & 0x3F));
-        return 2;
-    }
-    if (code < 0x10000) {
-        to[0] = static_cast<uint8_t>(0xE0 | code >> 12);
-        to[1] = static_cast<uint8_t>(0x80 | (code >> 6 & 0x3F));
-        to[2] = static_cast<uint8_t>(0x80 | (code & 0x3F));
-        return 3;
-    }
-    return put_utf8(code, reinterpret_cast<char*>(to));
-}
-
 } // namespace
 
 decode_result decode_utf_8(const uint8_t* from, const uint8_t* end, uint32_t* to, uint32_t* to_end) {
+    const auto* const text = reinterpret_cast<const char*>(from);
     // Beyond what fits no byte needs to be looked at.
     const auto size = static_cast<size_t>(std::min(end - from, 4 * (to_end - to)));
-    const uint8_t* const valid_end = from + utf8_run(reinterpret_cast<const char*>(from), size);
-    const decode_result found =
-        decode_ascii_based(from, valid_end, to, to_end, [](const uint8_t* at, size_t) -> decoded_character {
-            const auto* text = reinterpret_cast<const char*>(at);
-            const uint32_t code = take_valid_utf8(text);
-            return {code, static_cast<uint8_t>(text - reinterpret_cast<const char*>(at))};
-        });
-    if (found.from == end || found.to == to_end || found.from < valid_end)
-        return found;
-    const utf8_flaw flaw =
-        utf8_flaw_at(reinterpret_cast<const char*>(found.from), static_cast<size_t>(end - found.from));
-    return {found.from, found.to, flaw.is_cut ? decode_stop::cut : decode_stop::wrong,
-            static_cast<uint8_t>(flaw.size)};
+    const size_t valid = utf8_run(text, size);
+    const auto done = charset::kernels().unpack(to, static_cast<size_t>(to_end - to), text, valid);
+    from += done.bytes;
+    to += done.codes;
+    if (from == end || to == to_end)
+        return {from, to};
+    const utf8_flaw flaw = utf8_flaw_at(text + done.bytes, static_cast<size_t>(end - from));
+    return {from, to, flaw.is_cut ? decode_stop::cut : decode_stop::wrong, static_cast<uint8_t>(flaw.size)};
 }
 
 encode_result encode_utf_8(const uint32_t* from, const uint32_t* end, uint8_t* to, uint8_t* to_end) {
-    return encode_ascii_based(from, end, to, to_end, put_beyond_ascii);
+    const auto done = charset::kernels().pack(reinterpret_cast<char*>(to), static_cast<size_t>(to_end - to),
+                                              from, static_cast<size_t>(end - from));
+    from += done.codes;
+    return {from, to + done.bytes, from < end ? encode_stop::full : encode_stop::none};
 }
 
 decode_result decode_utf_16le(const uint8_t* from, const uint8_t* end, uint32_t* to, uint32_t* to_end) {

@@ -1,5 +1,6 @@
 #include "platform/processor.h"
 #include "text/charset/kernels/kernels.h"
+#include "text/charset/kernels/utf8_codes.h"
 #include "text/charset/kernels/utf8_kernels.h"
 
 namespace ombrel::charset {
@@ -37,8 +38,22 @@ constexpr candidate<count_kernel> count_list[] = {
     {"plain", 0, utf8_count_plain},
 };
 
+constexpr candidate<unpack_kernel> unpack_list[] = {
+#if defined(__x86_64__) || defined(__i386__)
+    {"ssse3", x86_ssse3, unpack_utf8_ssse3},
+#endif
+    {"plain", 0, unpack_utf8_plain},
+};
+constexpr candidate<pack_kernel> pack_list[] = {
+#if defined(__x86_64__) || defined(__i386__)
+    {"avx2", x86_avx2, pack_utf8_avx2},
+    {"ssse3", x86_ssse3, pack_utf8_ssse3},
+#endif
+    {"plain", 0, pack_utf8_plain},
+};
+
 } // namespace
 
-constinit const kernel_candidates all_kernels = {ascii_list, utf8_list, count_list};
+constinit const kernel_candidates all_kernels = {ascii_list, utf8_list, count_list, unpack_list, pack_list};
 
 } // namespace ombrel::charset
