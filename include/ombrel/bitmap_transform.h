@@ -15,8 +15,8 @@
  * Rectangles may lie anywhere and have any size: only pixels inside the bitmaps are read and written, and
  * each that is written has the value that it has when nothing is cut off. Time follows the pixels that are
  * read and written, not the rectangles' sizes. Bitmaps may share memory: where a rectangle that is read
- * shares bytes with one that is written, it is copied aside first, into a block from the heap. Nothing else
- * is allocated.
+ * shares bytes with one that is written, it is copied aside first, into a block from the heap. Wide
+ * rows that are mixed take up to 128 KiB more, and without them are mixed more slowly.
  *
  * All may be called from any thread; nothing but the caller guards the bytes of a bitmap.
  */

@@ -1,6 +1,7 @@
 #include "graphics/pixel/kernels/kernels.h"
 
 #include <algorithm>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -111,6 +112,37 @@ TEST(Kernels, Agree) {
     });
     check(all_kernels.reverse32, 4, [](reverse_kernel run, unsigned char* to, size_t count) {
         run(to, bytes(4 * count).data(), count);
+    });
+    check(all_kernels.mix_columns, 8, [](mix_columns_kernel run, unsigned char* to, size_t count) {
+        count = std::min<size_t>(count, 500);
+        bytes row(4 * (count + 2));
+        std::vector<uint32_t> columns(count);
+        std::vector<uint16_t> weights(count);
+        std::vector<int16_t> sums(4 * count);
+        for (size_t i = 0; i < count; i++) {
+            const size_t weight = below(4) == 0 ? below(2) * 128 : below(129);
+            columns[i] = static_cast<uint32_t>(below(count + 1));
+            weights[i] = static_cast<uint16_t>(weight << 8 | (128 - weight));
+        }
+        run(sums.data(), row.data(), columns.data(), weights.data(), count);
+        memcpy(to, sums.data(), 8 * count);
+    });
+    check(all_kernels.mix_rows, 4, [](mix_rows_kernel run, unsigned char* to, size_t count) {
+        count = std::min<size_t>(count, 500);
+        std::vector<int16_t> sums[2];
+        for (auto& row : sums)
+            for (size_t i = 0; i < 4 * count; i++)
+                row.push_back(
+                    static_cast<int16_t>((below(3) == 0 ? below(2) * 32640 : below(32641)) - 16384));
+        run(to, sums[0].data(), sums[1].data(), static_cast<unsigned>(below(128)), count);
+    });
+    check(all_kernels.weigh_rows, 4, [](weigh_rows_kernel run, unsigned char* to, size_t count) {
+        count = std::min<size_t>(count, 500);
+        bytes first(count), second(count);
+        std::vector<uint32_t> sums(count, static_cast<uint32_t>(generator() >> 12));
+        run(sums.data(), first.data(), static_cast<unsigned>(below(4097)), second.data(),
+            static_cast<unsigned>(below(4097)), count);
+        memcpy(to, sums.data(), 4 * count);
     });
     check(all_kernels.turn32, 4, [](turn_kernel run, unsigned char* to, size_t count) {
         const size_t line = 1 + below(60), width = below(line + 1), height = count / line;

@@ -53,10 +53,10 @@ rectangle put_unscaled(const box_job& job) {
     return touched_by(columns, rows);
 }
 
-// Columns that come each from the nearest one.
+// Columns that come each from the nearest one. Memory is read and written fastest along whole rows.
 class nearest_strip {
 public:
-    static constexpr size_t width = 512;
+    static constexpr size_t width = 4096;
 
     void choose(scaled_stretch::walk& column, size_t count) {
         count_ = count;
@@ -68,21 +68,29 @@ public:
     void put(const box_job& job, const loose_writer& writer, const loose_reader& reader, int64_t x,
              const stretch& rows, scaled_stretch::walk row) const {
         const bool repeats = job.mode == def_ombrel_fbmap_plain && writer.is_direct();
-        std::array<unsigned char, 4 * width> pixels;
         int64_t last = -1;
         for (int64_t y = rows.to; y < rows.to + rows.length; last = row.from(), row.next(), y++) {
-            if (row.from() == last && repeats) {
+            if (row.from() == last && repeats)
                 memcpy(writer.at(x, y), writer.at(x, y - 1), count_ * writer.bytes());
-            } else if (writer.is_copy()) {
+            else if (writer.is_copy())
                 reader.gather(writer.at(x, y), row.from(), columns_.data(), count_);
-            } else {
-                reader.gather(pixels.data(), row.from(), columns_.data(), count_);
-                writer.write(x, y, pixels.data(), count_);
-            }
+            else
+                put_converted(writer, reader, x, y, row.from());
         }
     }
 
 private:
+    void put_converted(const loose_writer& writer, const loose_reader& reader, int64_t x, int64_t y,
+                       int64_t row) const {
+        constexpr size_t piece = 256;
+        std::array<unsigned char, 4 * piece> pixels;
+        for (size_t done = 0, now; done < count_; done += now) {
+            now = std::min(count_ - done, piece);
+            reader.gather(pixels.data(), row, &columns_[done], now);
+            writer.write(x + static_cast<int64_t>(done), y, pixels.data(), now);
+        }
+    }
+
     std::array<uint32_t, width> columns_;
     size_t count_ = 0;
 };

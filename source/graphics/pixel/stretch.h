@@ -47,6 +47,19 @@ public:
             rest_ = start.rest;
         }
         int64_t from() const { return from_; }
+
+        /// The last column whose centre does not lie behind this one's, and the 128ths of the way from there
+        /// to the next one's centre, cut.
+        struct between {
+            int64_t first;
+            unsigned weight;
+        };
+        between centre() const {
+            const uint64_t half = limit_ / 2;
+            const bool beyond = rest_ >= half;
+            const uint64_t way = beyond ? rest_ - half : rest_ + half;
+            return {beyond ? from_ : from_ - 1, static_cast<unsigned>(way * 128 / limit_)};
+        }
         void next() {
             from_ += step_;
             rest_ += rest_step_;

@@ -92,11 +92,30 @@ constexpr candidate<turn_kernel> turn32_list[] = {
 #endif
     {"plain", 0, turn32_plain},
 };
+constexpr candidate<mix_columns_kernel> mix_columns_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, mix_columns_avx2},
+#endif
+    {"plain", 0, mix_columns_plain},
+};
+constexpr candidate<mix_rows_kernel> mix_rows_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, mix_rows_avx2},
+#endif
+    {"plain", 0, mix_rows_plain},
+};
+constexpr candidate<weigh_rows_kernel> weigh_rows_list[] = {
+#if defined(OMBREL_X86_GRAPHICS)
+    {"avx2", x86_avx2, weigh_rows_avx2},
+#endif
+    {"plain", 0, weigh_rows_plain},
+};
 
 } // namespace
 
 constinit const kernel_candidates all_kernels = {
-    fill16_list,  fill24_list,  fill32_list,  copy_list,  widen_list,    narrow_list,    glyph8_list,
-    glyph16_list, glyph24_list, glyph32_list, blend_list, gather32_list, reverse32_list, turn32_list};
+    fill16_list,    fill24_list,  fill32_list,      copy_list,     widen_list,     narrow_list,
+    glyph8_list,    glyph16_list, glyph24_list,     glyph32_list,  blend_list,     gather32_list,
+    reverse32_list, turn32_list,  mix_columns_list, mix_rows_list, weigh_rows_list};
 
 } // namespace ombrel::graphics

@@ -89,6 +89,21 @@ struct turn_area {
 };
 using turn_kernel = void (*)(const turn_area& area);
 
+/// Mixes pairs of neighbours of a row of 32-bit pixels, channel by channel: the one that a column names
+/// counts the weight's low byte, the one behind it the high byte, which are 128 together. A sum is stored
+/// less 16384.
+using mix_columns_kernel = void (*)(int16_t* to, const unsigned char* row, const uint32_t* columns,
+                                    const uint16_t* weights, size_t count);
+
+/// Makes 32-bit pixels of two rows of such sums; the lower one counts `weight` of 128, which is less than
+/// 128.
+using mix_rows_kernel = void (*)(unsigned char* to, const int16_t* upper, const int16_t* lower,
+                                 unsigned weight, size_t count);
+
+/// Adds bytes of two rows, each as often as its weight says, which is at most 4096.
+using weigh_rows_kernel = void (*)(uint32_t* sums, const unsigned char* first, unsigned first_weight,
+                                   const unsigned char* second, unsigned second_weight, size_t count);
+
 /// All kernels of this build, the fastest of each list first.
 struct kernel_candidates {
     std::span<const candidate<fill_kernel>> fill16, fill24, fill32;
@@ -100,6 +115,9 @@ struct kernel_candidates {
     std::span<const candidate<gather_kernel>> gather32;
     std::span<const candidate<reverse_kernel>> reverse32;
     std::span<const candidate<turn_kernel>> turn32;
+    std::span<const candidate<mix_columns_kernel>> mix_columns;
+    std::span<const candidate<mix_rows_kernel>> mix_rows;
+    std::span<const candidate<weigh_rows_kernel>> weigh_rows;
 };
 extern const kernel_candidates all_kernels;
 
@@ -114,6 +132,9 @@ struct kernel_slots {
     gather_kernel gather32;
     reverse_kernel reverse32;
     turn_kernel turn32;
+    mix_columns_kernel mix_columns;
+    mix_rows_kernel mix_rows;
+    weigh_rows_kernel weigh_rows;
 };
 
 /// Chosen on the first call.

@@ -28,6 +28,8 @@ OMBREL_TARGET inline void store(unsigned char* to, __m256i value) {
 OMBREL_TARGET void gather32_avx2(unsigned char* to, const unsigned char* row, const uint32_t* columns,
                                  size_t count) {
     const uint32_t end = count > 0 ? columns[count - 1] : 0;
+    if (count == 0 || end - columns[0] >= 2 * count)
+        return gather32_plain(to, row, columns, count);
     size_t i = 0;
     for (; i + step <= count && size_t{columns[i]} + 2 * step - 1 <= end; i += step) {
         const uint32_t base = columns[i];
