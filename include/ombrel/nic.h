@@ -8,7 +8,8 @@
  *     ombrel_printf("%s by %s: %lld Mbit/s\n", nic.m_name, nic.m_driver, (long long)(nic.m_speed / 1000000));
  * @endcode
  *
- * What every interface has, cards and others, is in network_interface.h. Nothing of the host is changed.
+ * What every interface has, cards and others, is in network_interface.h; routes are in route.h, neighbours in
+ * neighbour.h. Nothing of the host is changed.
  *
  * @par Hosts
  * Linux asks the driver; drivers of virtual interfaces have few answers. Windows tells name, link, speed,

@@ -65,15 +65,9 @@ uint32_t interface_with_address(const char* text) {
     endpoint wanted;
     if (!wanted.parse(0, text, 0))
         return 0;
-    uint32_t index = 0;
     ombrel_network_interface_t* const list = ombrel_open_network_interface();
-    for (const auto* one = list; one != nullptr && index == 0; one = one->m_next) {
-        for (const auto* own = one->m_address; own != nullptr; own = own->m_next) {
-            if (ombrel_compare_sockaddr_address(reinterpret_cast<const sockaddr*>(&own->m_address),
-                                                wanted.get()) == 0)
-                index = one->m_index;
-        }
-    }
+    const ombrel_network_interface_t* const home = ombrel_network_interface_find_address(list, wanted.get());
+    const uint32_t index = home != nullptr ? home->m_index : 0;
     ombrel_close_network_interface(list);
     return index;
 }

@@ -217,13 +217,19 @@ TEST(Interfaces, AreListedWithTheirIndexes) {
     platform::interface_list list;
     ASSERT_TRUE(list.is_open());
     int counts[2] = {0, 0};
-    bool has_loopback = false;
+    ombrel_network_interface_t one;
+    ombrel_interface_statistics_t statistics;
+    bool has_loopback = false, has_statistics = false;
     for (int& count : counts) {
         list.rewind();
-        for (platform::interface_entry entry{}; list.next(entry); count++) {
-            EXPECT_EQ(entry.index, platform::interface_index(entry.name)) << entry.name;
-            EXPECT_NE(0u, entry.index);
-            has_loopback |= entry.loopback && entry.up;
+        for (; list.next(one, statistics, has_statistics) == 1; count++) {
+            char name[64];
+            EXPECT_EQ(one.m_index, platform::interface_index(one.m_name)) << one.m_name;
+            EXPECT_NE(0u, one.m_index);
+            EXPECT_TRUE(platform::interface_name(one.m_index, name, sizeof name));
+            EXPECT_STREQ(one.m_name, name);
+            constexpr uint32_t wanted = def_ombrel_interface_loopback | def_ombrel_interface_up;
+            has_loopback |= (one.m_flags & wanted) == wanted;
         }
     }
     EXPECT_TRUE(has_loopback);

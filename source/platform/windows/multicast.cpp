@@ -11,9 +11,12 @@ namespace {
 
 bool set_interface_by_its_address(int s, uint32_t interface_index) {
     interface_list all;
-    for (interface_entry one; all.next(one);)
-        if (one.index == interface_index && one.address != nullptr && one.address->sa_family == AF_INET)
-            return set_host_option(s, IPPROTO_IP, IP_MULTICAST_IF, ipv4_of(one.address));
+    uint32_t index = 0;
+    ombrel_interface_address_t one;
+    while (all.is_open() && all.next_address(index, one) == 1)
+        if (index == interface_index && one.m_address.ss_family == AF_INET)
+            return set_host_option(s, IPPROTO_IP, IP_MULTICAST_IF,
+                                   ipv4_of(reinterpret_cast<const sockaddr*>(&one.m_address)));
     return false;
 }
 

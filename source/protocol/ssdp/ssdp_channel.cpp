@@ -30,13 +30,9 @@ void end_event(ombrel_event_t& event) {
 
 /// The index of the interface that has an address; 0 for none.
 uint32_t interface_of(const endpoint& address) {
-    uint32_t index = 0;
     ombrel_network_interface_t* const all = ombrel_open_network_interface();
-    for (const ombrel_network_interface_t* one = all; one != nullptr && index == 0; one = one->m_next)
-        for (const ombrel_interface_address_t* own = one->m_address; own != nullptr; own = own->m_next)
-            if (ombrel_compare_sockaddr_address(reinterpret_cast<const sockaddr*>(&own->m_address),
-                                                address.get()) == 0)
-                index = one->m_index;
+    const ombrel_network_interface_t* const home = ombrel_network_interface_find_address(all, address.get());
+    const uint32_t index = home != nullptr ? home->m_index : 0;
     ombrel_close_network_interface(all);
     return index;
 }

@@ -35,14 +35,11 @@ bool find_own_address(const char* interface, int family, endpoint& own) {
     ombrel_network_interface_t* const all = ombrel_open_network_interface();
     if (all == nullptr)
         return refuse(fault_code::no_memory);
-    bool is_found = false;
-    for (const ombrel_network_interface_t* one = all; one != nullptr; one = one->m_next)
-        for (const ombrel_interface_address_t* at = one->m_address; at != nullptr && !is_found;
-             at = at->m_next)
-            if (strcmp(one->m_name, interface) == 0 && at->m_address.ss_family == family) {
-                memcpy(own.get(), &at->m_address, static_cast<size_t>(at->m_address_size));
-                is_found = true;
-            }
+    const ombrel_interface_address_t* const at =
+        ombrel_network_interface_get_address(ombrel_network_interface_find(all, interface), family);
+    const bool is_found = at != nullptr;
+    if (is_found)
+        memcpy(own.get(), &at->m_address, static_cast<size_t>(at->m_address_size));
     ombrel_close_network_interface(all);
     return is_found || refuse(fault_code::address_not_available);
 }

@@ -1,0 +1,181 @@
+#include "platform/linux/netlink_socket.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "platform/fault.h"
+
+namespace ombrel::platform {
+
+byte_pile::~byte_pile() {
+    free(data_);
+}
+
+uint8_t* byte_pile::make_room(size_t more) {
+    constexpr size_t least_room = 16384;
+    if (more > SIZE_MAX / 2 - size_) {
+        leave_fault(fault_code::too_large);
+        return nullptr;
+    }
+    if (room_ - size_ < more) {
+        const size_t room = std::max({least_room, size_ + more, room_ * 2});
+        auto* const data = static_cast<uint8_t*>(realloc(data_, room));
+        if (data == nullptr)
+            return nullptr;
+        data_ = data;
+        room_ = room;
+    }
+    return data_ + size_;
+}
+
+void byte_pile::keep(size_t more) {
+    size_ += more;
+    while (size_ % 4 != 0 && size_ < room_)
+        data_[size_++] = 0;
+}
+
+netlink_socket::~netlink_socket() {
+    const fault_keeper kept;
+    if (s_ >= 0)
+        close(s_);
+}
+
+bool netlink_socket::open(uint32_t groups) {
+    constexpr timeval patience{10, 0};
+    s_ = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    if (s_ < 0)
+        return false;
+    sockaddr_nl own{};
+    own.nl_family = AF_NETLINK;
+    own.nl_groups = groups;
+    setsockopt(s_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    return bind(s_, reinterpret_cast<const sockaddr*>(&own), sizeof own) == 0 && find_port();
+}
+
+bool netlink_socket::find_port() {
+    sockaddr_nl own{};
+    socklen_t size = sizeof own;
+    if (getsockname(s_, reinterpret_cast<sockaddr*>(&own), &size) != 0)
+        return false;
+    port_ = own.nl_pid;
+    return true;
+}
+
+void netlink_socket::set_queue(int bytes) const {
+    // The second one may exceed what users may have, where this one is privileged.
+    setsockopt(s_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    setsockopt(s_, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes);
+}
+
+bool netlink_socket::send(netlink_bytes request) const {
+    sockaddr_nl kernel{};
+    kernel.nl_family = AF_NETLINK;
+    ssize_t sent;
+    do
+        sent = sendto(s_, request.data(), request.size(), MSG_NOSIGNAL,
+                      reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel);
+    while (sent < 0 && errno == EINTR);
+    return sent == static_cast<ssize_t>(request.size());
+}
+
+bool netlink_socket::receive(byte_pile& pile, bool waits) const {
+    // Room for the most that the kernel makes at once, so that it does.
+    constexpr size_t usual_size = 32768;
+    const int flags = waits ? 0 : MSG_DONTWAIT;
+    while (true) {
+        const ssize_t size = recv(s_, nullptr, 0, MSG_PEEK | MSG_TRUNC | flags);
+        if (size < 0 && errno == EINTR)
+            continue;
+        if (size < 0 && waits && errno == EAGAIN)
+            leave_fault(fault_code::timed_out);
+        if (size < 0)
+            return false;
+        const size_t room = std::max(static_cast<size_t>(size), usual_size);
+        uint8_t* const place = pile.make_room(room);
+        if (place == nullptr)
+            return false;
+        sockaddr_nl sender{};
+        socklen_t sender_size = sizeof sender;
+        const ssize_t got =
+            recvfrom(s_, place, room, flags, reinterpret_cast<sockaddr*>(&sender), &sender_size);
+        if (got < 0 && errno != EINTR)
+            return false;
+        // Other programs can send to the socket too: what does not come from the kernel is not looked at.
+        if (got <= 0 || sender_size != sizeof sender || sender.nl_pid != 0)
+            continue;
+        pile.keep(static_cast<size_t>(got));
+        return true;
+    }
+}
+
+/// Whether it answers the last question, not an earlier one.
+bool netlink_socket::is_answer(netlink_bytes datagram) const {
+    nlmsghdr head;
+    return take_record(datagram, head) && head.nlmsg_seq == sequence_ && head.nlmsg_pid == port_;
+}
+
+netlink_socket::progress netlink_socket::look_at(const nlmsghdr& head, netlink_bytes content, intake& state) {
+    if ((head.nlmsg_flags & NLM_F_DUMP_INTR) != 0)
+        state.was_interrupted = true;
+    if (head.nlmsg_type == NLMSG_ERROR || head.nlmsg_type == NLMSG_DONE) {
+        int error = 0;
+        const bool is_told = take_record(content, error);
+        if (head.nlmsg_type == NLMSG_DONE && (!is_told || error >= 0))
+            return progress::done;
+        errno = is_told && error < 0 ? -error : EPROTO;
+        return progress::failed;
+    }
+    if (state.left-- == 0)
+        return leave_fault(fault_code::too_large), progress::failed;
+    return state.is_dump ? progress::more : progress::done;
+}
+
+netlink_socket::progress netlink_socket::look_at(netlink_bytes datagram, intake& state) {
+    message_walk messages(datagram);
+    nlmsghdr head;
+    netlink_bytes content;
+    while (messages.next(head, content)) {
+        const progress how = look_at(head, content, state);
+        if (how != progress::more)
+            return how;
+    }
+    if (!messages.is_malformed())
+        return progress::more;
+    leave_fault(fault_code::violation);
+    return progress::failed;
+}
+
+netlink_socket::progress netlink_socket::gather(byte_pile& answer, intake& state) const {
+    progress how = progress::more;
+    while (how == progress::more) {
+        const size_t before = answer.bytes().size();
+        if (!receive(answer, true))
+            return progress::failed;
+        const netlink_bytes datagram = answer.bytes().subspan(before);
+        if (is_answer(datagram))
+            how = look_at(datagram, state);
+        else
+            answer.cut(before);
+    }
+    return how;
+}
+
+bool netlink_socket::ask(netlink_request& request, byte_pile& answer, size_t most) {
+    constexpr int most_tries = 8;
+    const size_t before = answer.bytes().size();
+    for (int tries = 0; tries < most_tries; tries++) {
+        answer.cut(before);
+        intake state{request.is_dump(), most, false};
+        if (!send(request.number(++sequence_)) || gather(answer, state) != progress::done)
+            return false;
+        if (!state.was_interrupted)
+            return true;
+    }
+    leave_fault(fault_code::busy);
+    return false;
+}
+
+} // namespace ombrel::platform
