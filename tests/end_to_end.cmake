@@ -170,3 +170,5 @@ add_test(NAME graphics.font_data_is_what_its_generator_writes COMMAND ${Python3_
     ${PROJECT_SOURCE_DIR}/tools/font/generate.py --check)
 add_test(NAME text.code_point_data_is_what_its_generator_writes COMMAND ${Python3_EXECUTABLE}
     ${PROJECT_SOURCE_DIR}/tools/utf8/generate.py --check)
+add_test(NAME text.detection_data_is_what_its_generator_writes COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tools/charset_detect/generate.py --check)

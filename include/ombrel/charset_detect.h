@@ -17,7 +17,7 @@
  * | name           | told when                                                                             |
  * |----------------|---------------------------------------------------------------------------------------|
  * | "US-ASCII"     | there is nothing but ASCII, so that nearly any set will do                            |
- * | "UTF-8"        | the bytes are valid UTF-8 and not ASCII alone, or begin with its byte order mark      |
+ * | "UTF-8"        | the bytes are UTF-8 and not ASCII alone, or begin with its byte order mark            |
  * | "UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE" | a byte order mark says so, or the units make sense |
  * | "EUC-KR"       | Korean, all of whose characters are those of KS X 1001                                |
  * | "CP949"        | Korean with a syllable beyond these                                                   |
@@ -25,19 +25,22 @@
  * | "CP932"        | the same with a character of Windows beyond these                                     |
  * | "EUC-JP"       | Japanese, JIS X 0212 included                                                         |
  * | "ISO-8859-1"   | a Western European language, without bytes from 0x80 to 0x9F                          |
- * | "Windows-1252" | the same with some of these, such as curly quotes or the euro sign                    |
+ * | "windows-1252" | the same with some of these, such as curly quotes or the euro sign                    |
  *
  * The confidence is 0 to 100. Of the runner-up it is that too, so their distance tells how near the decision
- * was; of two sets one of which contains the other ("EUC-KR" and "CP949") only one is named. 100 is given
- * only where nothing else can be: for a byte order mark and for ASCII alone. Texts of a handful of characters
- * are guesses: two Hangul syllables in EUC-KR may be two Kanji in EUC-JP. What is told is the likeliest set,
- * even if by little.
+ * was; of two sets one of which contains the other ("EUC-KR" and "CP949") only one is named. 100 is given for
+ * a byte order mark and for ASCII alone. Texts of a handful of characters are guesses: two Hangul syllables
+ * in EUC-KR may be two Kanji in EUC-JP. What is told is the likeliest set, even if by little.
  *
- * A text whose bytes are no text in any of these sets, or that has control characters as texts do not have,
- * is told as binary, without a name.
+ * How likely a set is, is weighed by how common its characters are in the languages above. A fault now and
+ * then in a long text counts heavily against a set and does not rule it out; then the confidence is 70 at
+ * most.
  *
- * Every byte is looked at once, whatever the text is; memory does not grow with it. What is found does not
- * depend on how the text was cut into pieces.
+ * Binary is what costs less to be taken for bytes at random, and what has zeros, unless it is UTF-16 or
+ * UTF-32.
+ *
+ * It takes time in proportion to the text, and no memory beyond the detector. What is found does not depend
+ * on how the text was cut into pieces.
  *
  * @par Threads
  * A detector belongs to one at a time; the rest may be called by any.
@@ -63,8 +66,10 @@ OMBREL_BEGIN_C
 typedef struct ombrel_charset_detection_ts {
     int m_kind;                /**< a def_ombrel_charset_detect_* */
     int m_confidence;          /**< in the set or, for binary data, in its being that: 0 to 100 */
-    const char* m_name;        /**< of the set, static; null for binary data, and when there is nothing */
-    const char* m_second_name; /**< of the runner-up, static; null where there is none */
+    int m_charset;             /**< the set, a def_ombrel_charset_*; none for binary data, and for nothing */
+    const char* m_name;        /**< its name, static; null where there is none */
+    int m_second_charset;      /**< the runner-up, a def_ombrel_charset_*; none where there is none */
+    const char* m_second_name; /**< its name, static; null where there is none */
     int m_second_confidence;   /**< in the runner-up, `m_confidence` at most; 0 where there is none */
     uint32_t m_mark_size; /**< bytes of the byte order mark at the beginning, 0 to 4: no part of the text */
 } ombrel_charset_detection_t;
@@ -72,7 +77,7 @@ typedef struct ombrel_charset_detection_ts {
 /**
  * @brief Detects the set of a whole text, or of its beginning.
  * @param text  the bytes; null is allowed when `size` is 0
- * @param size  their number. A character that the end cuts off counts neither for nor against a set
+ * @param size  their number. A character that the end cuts off counts little
  * @param found receives what was found
  * @return 0; -1 with the fault invalid for a null pointer
  */

@@ -1,10 +1,12 @@
 // Strings, their lists and paths, and the allocating formatter.
+#include <ombrel/charset_detect.h>
 #include <ombrel/path.h>
 #include <ombrel/percent.h>
 #include <ombrel/printf.h>
 #include <ombrel/replace_string.h>
 #include <ombrel/string.h>
 #include <ombrel/string_node.h>
+#include <ombrel/utf8.h>
 #include <ombrel/word.h>
 
 #include "alloc_failure/injection.h"
@@ -26,6 +28,12 @@ OMBREL_FAILURES(Text, strings) {
     text_or_null(fail, "xxbxx", [] { return ombrel_replace_all_string_alloc("aba", "a", "xx"); });
     text_or_null(fail, "aba", [] { return ombrel_replace_all_string_alloc("aba", "q", "xx"); });
     text_or_null(fail, escaped, [] { return ombrel_replace_to_xml_entity_reference_alloc(special); });
+}
+
+OMBREL_FAILURES(Text, characters) {
+    text_or_null(fail, "a\xEF\xBF\xBD", [] { return ombrel_alloc_utf8_repaired("a\xFF", 2, nullptr); });
+    text_or_null(fail, "AB", [] { return ombrel_alloc_utf8_case("ab", 2, def_ombrel_utf8_upper, nullptr); });
+    ombrel_close_charset_detector(fail.during([] { return ombrel_open_charset_detector(); }));
 }
 
 // The old string is gone in any case.
