@@ -336,6 +336,120 @@ static ombrel_fbmap_t* windows(void) {
     return root;
 }
 
+/* ---- bitmaps scaled and turned ---- */
+
+enum { badge_size = 48, checker = 8 };
+
+static ombrel_bitmap_t view_of(const ombrel_fbmap_t* map) {
+    ombrel_bitmap_t view;
+    must(ombrel_init_bitmap_of_fbmap(&view, map));
+    return view;
+}
+
+/* Something round whose colours fade away, with a letter that tells how it is turned. What is clear is of a
+ * colour that should not be seen. */
+static ombrel_bitmap_t* new_badge(void) {
+    ombrel_bitmap_t* badge = ombrel_new_bitmap(argb8888, badge_size, badge_size);
+    must(badge != NULL ? 0 : -1);
+    for (int y = 0; y < badge_size; y++)
+        for (int x = 0; x < badge_size; x++) {
+            const int dx = 2 * x + 1 - badge_size, dy = 2 * y + 1 - badge_size, far = dx * dx + dy * dy;
+            const int inside = far<badge_size * badge_size, ring = far> badge_size * badge_size * 3 / 5;
+            const uint32_t rgb = ring ? 0x0B7A75 : (x / 4 + y / 4) % 2 != 0 ? 0xF4D35E : 0xEE964B;
+            must(ombrel_bitmap_set_pixel(
+                badge, x, y, inside ? (uint32_t)(255 - 110 * y / badge_size) << 24 | rgb : 0x00FF00));
+        }
+    for (uint32_t y = 0; y < 16; y++)
+        for (uint32_t x = 0; x < 8; x++)
+            if ((((const unsigned char*)ombrel_get_default_bitmap_font_8x16_en_entry())[16 * 'F' + y] << x &
+                 0x80) != 0)
+                must(
+                    ombrel_bitmap_fill(badge, 0xFF22262B, (int32_t)(16 + 2 * x), (int32_t)(8 + 2 * y), 2, 2));
+    badge->m_flags = def_ombrel_fbmap_alpha_pixel;
+    return badge;
+}
+
+static void draw_checkers(ombrel_fbmap_t* map) {
+    for (int y = 0; y < (int)map->m_resy; y += checker)
+        for (int x = 0; x < (int)map->m_resx; x += checker)
+            must(ombrel_fbmap_draw_box(map, paint(map, (x + y) / checker % 2 != 0 ? 0xFFFFFF : 0xD8DCE2), x,
+                                       y, checker, checker, 1));
+}
+
+/* Larger, a little smaller, and much smaller by each method. */
+static void draw_scaled(ombrel_bitmap_t* page, const ombrel_bitmap_t* badge, uint32_t method, int x, int y) {
+    static const struct {
+        int x, y;
+        uint32_t size;
+    } places[] = {{0, 0, 150}, {156, 0, 72}, {156, 78, 34}, {196, 78, 20}, {156, 118, 12}, {174, 118, 7}};
+    for (size_t i = 0; i < sizeof places / sizeof *places; i++)
+        must(ombrel_bitmap_put_scaled(page, x + places[i].x, y + places[i].y, places[i].size, places[i].size,
+                                      badge, 0, 0, badge_size, badge_size, method, def_ombrel_fbmap_blend));
+}
+
+static void draw_turned(ombrel_bitmap_t* page, const ombrel_bitmap_t* badge, int x, int y) {
+    for (uint32_t turn = 0; turn < 8; turn++)
+        must(ombrel_bitmap_put_turned(page, x + (int)turn * 58, y, badge, 0, 0, badge_size, badge_size, turn,
+                                      def_ombrel_fbmap_blend));
+}
+
+/* A picture on a colour key, from 5, 6 and 5 bits, in two sizes and by two methods. */
+static void draw_keyed(ombrel_bitmap_t* page, const ombrel_bitmap_t* badge, int x, int y) {
+    ombrel_bitmap_t* keyed = ombrel_new_bitmap(rgb565, badge_size, badge_size);
+    must(keyed != NULL ? 0 : -1);
+    keyed->m_flags = def_ombrel_fbmap_ccolor;
+    keyed->m_ccolor = ombrel_convert_color(rgb565, argb8888, 0xFFFF00FF);
+    must(ombrel_bitmap_fill(keyed, keyed->m_ccolor, 0, 0, badge_size, badge_size));
+    for (int i = 0; i < badge_size; i++)
+        for (int j = 0; j < badge_size; j++)
+            if (ombrel_bitmap_get_pixel(badge, j, i) >> 24 != 0)
+                must(ombrel_bitmap_put(keyed, j, i, badge, j, i, 1, 1, def_ombrel_fbmap_plain));
+    for (uint32_t method = 0; method < 3; method++) {
+        must(ombrel_bitmap_put_scaled(page, x + (int)method * 156, y, 108, 108, keyed, 0, 0, badge_size,
+                                      badge_size, method, def_ombrel_fbmap_blend));
+        must(ombrel_bitmap_put_scaled(page, x + 114 + (int)method * 156, y, 30, 30, keyed, 0, 0, badge_size,
+                                      badge_size, method, def_ombrel_fbmap_blend));
+    }
+    ombrel_free_bitmap(keyed);
+}
+
+/* The picture of the windows, at a quarter of its size, in colour and as black and white. */
+static void draw_thumbnails(ombrel_bitmap_t* page, int x, int y) {
+    ombrel_fbmap_t* map = windows();
+    const ombrel_bitmap_t picture = view_of(map);
+    ombrel_bitmap_t* two_tone = ombrel_new_bitmap(def_ombrel_color_interface_grey1, 160, 100);
+    must(two_tone != NULL ? 0 : -1);
+    for (uint32_t method = 0; method < 3; method++)
+        must(ombrel_bitmap_put_scaled(page, x + (int)method * 170, y, 160, 100, &picture, 0, 0, 640, 400,
+                                      method, def_ombrel_fbmap_plain));
+    must(ombrel_bitmap_put_scaled(two_tone, 0, 0, 160, 100, &picture, 0, 0, 640, 400,
+                                  def_ombrel_bitmap_scale_box, def_ombrel_fbmap_plain));
+    must(ombrel_bitmap_put(page, x + 510, y, two_tone, 0, 0, 160, 100, def_ombrel_fbmap_plain));
+    ombrel_free_bitmap(two_tone);
+    ombrel_free_fbmap(map);
+}
+
+static ombrel_fbmap_t* bitmaps(void) {
+    static const char* const methods[] = {"nearest", "bilinear", "box"};
+    ombrel_fbmap_t* map = new_picture(rgb888, 704, 560, 0xFFFFFF);
+    draw_checkers(map);
+    ombrel_bitmap_t page = view_of(map);
+    ombrel_bitmap_t* badge = new_badge();
+    for (uint32_t method = 0; method < 3; method++) {
+        write_in(map, 0x22262B, margin + (int)method * 232, 4, methods[method]);
+        draw_scaled(&page, badge, method, margin + (int)method * 232, 24);
+    }
+    write_in(map, 0x22262B, margin, 188, "turned by 0, 90, 180 and 270 degrees; mirrored, then turned");
+    draw_turned(&page, badge, margin, 208);
+    write_in(map, 0x22262B, margin, 268, "with a colour key: nearest, bilinear, box");
+    draw_keyed(&page, badge, margin, 288);
+    write_in(map, 0x22262B, margin, 412,
+             "a quarter of the size: nearest, bilinear, box; box, of two colours");
+    draw_thumbnails(&page, margin, 432);
+    ombrel_free_bitmap(badge);
+    return map;
+}
+
 /* ---- storing ---- */
 
 static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
@@ -370,7 +484,7 @@ int main(int argc, char** argv) {
     } pictures[] = {
         {"shapes", shapes},         {"latin_text", latin_text}, {"hangul_text", hangul_text},
         {"color_bars", color_bars}, {"ruler", ruler},           {"color_interfaces", color_interfaces},
-        {"windows", windows}};
+        {"windows", windows},       {"bitmaps", bitmaps}};
     ombrel_arguments_t arguments;
     if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
         return arguments.m_exit_code;

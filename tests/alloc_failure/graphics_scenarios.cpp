@@ -2,6 +2,8 @@
 #include <cstring>
 
 #include <ombrel/bitmap.h>
+#include <ombrel/bitmap_transform.h>
+#include <ombrel/fault.h>
 #include <ombrel/fbmap.h>
 #include <ombrel/png.h>
 
@@ -130,6 +132,37 @@ OMBREL_FAILURES(Drawing, pictures_are_whole_or_refused) {
     const int result = done_or_refused(fail, push);
     EXPECT_TRUE(result == -1 || ombrel_get_buffer_size(output) > 57);
     ombrel_close_buffer(output);
+}
+
+OMBREL_FAILURES(Bitmaps, are_made_or_refused) {
+    ombrel_bitmap_t* const bitmap = fail.during([] { return ombrel_new_bitmap(argb8888, 5, 5); });
+    EXPECT_TRUE(bitmap != nullptr || (fail.hit() && ombrel_last_fault() == def_ombrel_fault_no_memory));
+    ombrel_free_bitmap(bitmap);
+}
+
+OMBREL_FAILURES(Bitmaps, turn_within_themselves_or_stay) {
+    drawing_board board(32, 8, 8);
+    ombrel_fbmap_draw_pixel(board, 7, 1, 0);
+    ombrel_bitmap_t bitmap;
+    ombrel_init_bitmap_of_fbmap(&bitmap, board);
+    const int result = done_or_refused(fail, [&] {
+        return ombrel_bitmap_put_turned(&bitmap, 0, 0, &bitmap, 0, 0, 8, 8, def_ombrel_bitmap_turn_90, 0);
+    });
+    EXPECT_EQ(7u, board.pixels()[result == 0 ? 15 : 1]);
+}
+
+OMBREL_FAILURES(Bitmaps, are_scaled_without_memory_to_spare) {
+    drawing_board from(32, 3, 2), to(32, 1000, 3);
+    ombrel_fbmap_draw_clear(from, 7);
+    ombrel_bitmap_t source, target;
+    ombrel_init_bitmap_of_fbmap(&source, from);
+    ombrel_init_bitmap_of_fbmap(&target, to);
+    const int result = fail.during([&] {
+        return ombrel_bitmap_put_scaled(&target, 0, 0, 1000, 3, &source, 0, 0, 3, 2,
+                                        def_ombrel_bitmap_scale_bilinear, 0);
+    });
+    EXPECT_EQ(0, result);
+    EXPECT_EQ(picture(3000, 7), to.pixels());
 }
 
 } // namespace
