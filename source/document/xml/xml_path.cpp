@@ -186,9 +186,7 @@ bool path_reader::read_position(condition& to) {
     if (take("last"))
         return read_last(to);
     to.what = condition::position;
-    if (!take_number(rest_, int64_t{0}, INT64_MAX, to.number) || to.number == 0)
-        return fail(def_ombrel_xml_path_fault_condition);
-    return true;
+    return take_number(rest_, int64_t{1}, INT64_MAX, to.number) || fail(def_ombrel_xml_path_fault_condition);
 }
 
 /// What a condition is about.
