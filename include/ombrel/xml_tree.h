@@ -97,7 +97,8 @@ typedef struct ombrel_xml_node_ts ombrel_xml_node_t;
 typedef struct ombrel_xml_tree_options_ts {
     uint32_t m_flags;      /**< def_ombrel_xml_tree_*; 0 */
     size_t m_memory_limit; /**< most bytes that the tree may take; 1 GiB, in a 64-bit program 8 GiB */
-    const ombrel_xml_options_t* m_parser; /**< the parser's settings; null, as at first, for its defaults */
+    const ombrel_xml_options_t* m_parser; /**< the parser's settings; null, as at first, for its defaults. The
+                                             record is copied, its texts must stay until all is read */
 } ombrel_xml_tree_options_t;
 
 /**
@@ -206,6 +207,14 @@ OMBREL_API int64_t ombrel_xml_tree_get_count(const ombrel_xml_tree_t* tree);
 
 /** @brief How many bytes the tree takes. @return -1 for null */
 OMBREL_API int64_t ombrel_xml_tree_get_memory(const ombrel_xml_tree_t* tree);
+
+/**
+ * @brief How many references were left out when the document was read: to external entities that no loader
+ * supplied, and to entities whose declarations stand in such ones. Their text is lost to the tree.
+ * @param tree the tree
+ * @return their number; -1 for null
+ */
+OMBREL_API int64_t ombrel_xml_tree_get_skipped(const ombrel_xml_tree_t* tree);
 
 /** @brief What the XML declaration says of itself. @return 1 for standalone="yes", 0 for "no", -1 for
  * neither; -2 when there is no declaration, and for null */

@@ -60,6 +60,9 @@ public:
     const Choice& operator*() const { return choice_; }
     const Choice* operator->() const { return &choice_; }
 
+    /// The table given, or that of the sub-command that was chosen.
+    const ombrel_argument_table_t* table() const { return found_.m_table; }
+
     int operand_count() const { return found_.m_operand_count; }
     const char* operand(int index) const { return found_.m_operands[index]; }
     /// With a null behind the last.

@@ -39,6 +39,7 @@ extern const ombrel_multicall_command_t tree_command;
 extern const ombrel_multicall_command_t uuid_command;
 extern const ombrel_multicall_command_t version_command;
 extern const ombrel_multicall_command_t wol_command;
+extern const ombrel_multicall_command_t xml_command;
 
 /// All of them, by name.
 std::span<const ombrel_multicall_command_t* const> own_multicall_commands();

@@ -111,6 +111,10 @@ int64_t ombrel_xml_tree_get_memory(const ombrel_xml_tree_t* tree) {
     return tree != nullptr ? static_cast<int64_t>(tree->store.memory()) : refuse_null();
 }
 
+int64_t ombrel_xml_tree_get_skipped(const ombrel_xml_tree_t* tree) {
+    return tree != nullptr ? tree->skipped : refuse_null();
+}
+
 int ombrel_xml_tree_get_standalone(const ombrel_xml_tree_t* tree) {
     return tree != nullptr ? tree->standalone : -2;
 }

@@ -247,6 +247,9 @@ bool tree_reader::take(const ombrel_xml_event_t& event) {
     if (is_in_doctype_)
         return event.m_kind != def_ombrel_xml_event_doctype_end || end_doctype(view(event.m_text));
     switch (event.m_kind) {
+    case def_ombrel_xml_event_skipped:
+        tree_.skipped += event.m_entity != def_ombrel_xml_entity_subset ? 1 : 0;
+        return true;
     case def_ombrel_xml_event_declaration:
         tree_.standalone = event.m_flags & def_ombrel_xml_mark_standalone       ? 1
                            : event.m_flags & def_ombrel_xml_mark_not_standalone ? 0

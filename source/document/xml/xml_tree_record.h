@@ -23,6 +23,7 @@ struct ombrel_xml_tree_ts {
     uint32_t flags;
     bool with_namespaces;
     int standalone = -2;
+    int64_t skipped = 0; ///< references that were left out
     ombrel::document::node* document = nullptr;
     ombrel::document::tree_reader* reader = nullptr; ///< while a document is pushed
     bool is_refused = false;                         ///< what was pushed

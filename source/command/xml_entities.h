@@ -1,0 +1,35 @@
+// The files that documents of XML refer to.
+#pragma once
+
+#include <ombrel/xml.h>
+
+#include "core/heap_ptr.h"
+
+namespace ombrel::command {
+
+/// Reads the external entities of a document for its parser: files in the document's directory and below it,
+/// and nothing else. What leads out of there, by its name or by a link, is skipped, as is what has another
+/// scheme, cannot be found or belongs to a document from standard input.
+class xml_entities {
+public:
+    /// @param document its path, which stays; null for none, of which nothing is read
+    explicit xml_entities(const char* document);
+    xml_entities(const xml_entities&) = delete;
+    xml_entities& operator=(const xml_entities&) = delete;
+
+    /// Has a parser read by this.
+    void set(ombrel_xml_options_t& options);
+
+    /// Where an entity of the document lies, for complaints; null when memory has run out.
+    static heap_ptr<char> path_of(const char* document, const char* system_id);
+
+private:
+    static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, void* context);
+    int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t& external) const;
+    bool is_inside(const char* path) const;
+
+    const char* document_;
+    heap_ptr<char> directory_; ///< without links; null when nothing is read
+};
+
+} // namespace ombrel::command
