@@ -27,6 +27,7 @@ struct xml_choice {
     int reads_entities = 1;
     int shows_notations = 0;
     int indent = 2;
+    const char* root = nullptr;
     ombrel_argument_list_t prefixes{};
 };
 
@@ -38,6 +39,14 @@ constexpr ombrel_argument_option_t entities_option = {
     .m_offset = offsetof(xml_choice, reads_entities),
     .m_help = "read external entities in the document's directory and below it (default)"};
 
+constexpr ombrel_argument_option_t root_option = {.m_letter = 'r',
+                                                  .m_name = "root",
+                                                  .m_kind = def_ombrel_argument_text,
+                                                  .m_offset = offsetof(xml_choice, root),
+                                                  .m_value = "DIRECTORY",
+                                                  .m_help =
+                                                      "read them in this directory and below it instead"};
+
 constexpr ombrel_argument_option_t check_options[] = {
     {.m_letter = 'n',
      .m_name = "namespaces",
@@ -45,6 +54,7 @@ constexpr ombrel_argument_option_t check_options[] = {
      .m_offset = offsetof(xml_choice, checks_namespaces),
      .m_help = "check that they are namespace-well-formed, too"},
     entities_option,
+    root_option,
     {}};
 
 constexpr ombrel_argument_option_t canonical_options[] = {
@@ -54,6 +64,7 @@ constexpr ombrel_argument_option_t canonical_options[] = {
      .m_offset = offsetof(xml_choice, shows_notations),
      .m_help = "the second canonical form, which has the declared notations"},
     entities_option,
+    root_option,
     {}};
 
 constexpr ombrel_argument_option_t format_options[] = {{.m_letter = 'i',
@@ -65,6 +76,7 @@ constexpr ombrel_argument_option_t format_options[] = {{.m_letter = 'i',
                                                         .m_least = 0,
                                                         .m_most = 64},
                                                        entities_option,
+                                                       root_option,
                                                        {}};
 
 constexpr ombrel_argument_option_t get_options[] = {
@@ -75,6 +87,7 @@ constexpr ombrel_argument_option_t get_options[] = {
      .m_value = "PREFIX=URI",
      .m_help = "what a prefix of the path stands for; without any, names are compared as they are written"},
     entities_option,
+    root_option,
     {}};
 
 constexpr ombrel_argument_table_t check_table = {.m_name = "xml check",
@@ -114,10 +127,6 @@ constexpr ombrel_argument_table_t table = {
     .m_name = "xml", .m_summary = "Checks, prints and searches documents of XML.", .m_commands = commands};
 
 using choice_t = command_arguments<xml_choice>;
-
-const char* document_of(const char* name) {
-    return strcmp(name, "-") != 0 ? name : nullptr;
-}
 
 /// "FILE:LINE:COLUMN: WHAT"; without a place for what is none of the document's.
 void tell(const char* name, const ombrel_xml_fault_t& fault) {
@@ -162,7 +171,7 @@ bool parse(const char* name, const ombrel_xml_options_t& options, ombrel_xml_han
 }
 
 bool check_file(const xml_choice& choice, const char* name) {
-    xml_entities entities(document_of(name));
+    xml_entities entities(name, choice.root);
     return parse(name, options_of(choice, entities, choice.checks_namespaces != 0), nullptr, nullptr);
 }
 
@@ -263,7 +272,7 @@ int canonical_copy::take(const ombrel_xml_event_t& event) {
 constexpr char gap[] = "a reference to an entity that is not read";
 
 int print_canonical(const xml_choice& choice, const char* name) {
-    xml_entities entities(document_of(name));
+    xml_entities entities(name, choice.root);
     canonical_copy copy(choice.shows_notations != 0);
     if (!copy.open()) {
         complain("xml", name, ombrel_fault_text());
@@ -279,7 +288,7 @@ int print_canonical(const xml_choice& choice, const char* name) {
 
 /// A document as a tree; null after a complaint.
 ombrel_xml_tree_t* read_tree(const xml_choice& choice, const char* name, bool has_namespaces) {
-    xml_entities entities(document_of(name));
+    xml_entities entities(name, choice.root);
     const ombrel_xml_options_t parser = options_of(choice, entities, has_namespaces);
     ombrel_xml_tree_options_t options;
     ombrel_init_xml_tree_options(&options);

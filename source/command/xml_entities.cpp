@@ -60,12 +60,12 @@ bool supply(ombrel_xml_parser_t* parser, int file) {
 
 } // namespace
 
-xml_entities::xml_entities(const char* document) : document_(document) {
-    if (document == nullptr)
-        return;
-    const heap_ptr<char> beside = join(document, ".");
-    if (beside)
-        directory_.reset(ombrel_alloc_canonical_path(beside.get()));
+xml_entities::xml_entities(const char* document, const char* root) : document_(document) {
+    heap_ptr<char> beside;
+    if (root == nullptr && strcmp(document, "-") != 0)
+        beside = join(document, ".");
+    if (const char* const from = root != nullptr ? root : beside.get(); from != nullptr)
+        directory_.reset(ombrel_alloc_canonical_path(from));
 }
 
 void xml_entities::set(ombrel_xml_options_t& options) {

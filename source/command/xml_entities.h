@@ -12,8 +12,9 @@ namespace ombrel::command {
 /// scheme, cannot be found or belongs to a document from standard input.
 class xml_entities {
 public:
-    /// @param document its path, which stays; null for none, of which nothing is read
-    explicit xml_entities(const char* document);
+    /// @param document its path, which stays; "-" for standard input, of which nothing is read without a root
+    /// @param root the directory that is read from instead of the document's; null for that
+    xml_entities(const char* document, const char* root);
     xml_entities(const xml_entities&) = delete;
     xml_entities& operator=(const xml_entities&) = delete;
 
