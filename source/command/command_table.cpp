@@ -14,7 +14,7 @@ constexpr const ombrel_multicall_command_t* own_commands[] = {
     &httpd_command,    &iconv_command,  &ip_command,   &kill_command,  &launch_command, &nmea_command,
     &plugins_command,  &ports_command,  &ps_command,   &rm_command,    &run_command,    &secret_command,
     &serial_command,   &ssdp_command,   &sync_command, &tftpd_command, &tree_command,   &uuid_command,
-    &version_command,  &wol_command,      &xml_command,
+    &version_command,  &wol_command,    &xml_command,
 };
 
 } // namespace
