@@ -8,19 +8,20 @@
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
+#include "text/charset/utf8_columns.h"
 #include "text/slice.h"
 
 namespace ombrel::command {
 
 namespace {
 
-/// Bytes that would move the cursor or end the line become "?". The columns that it took: bytes that continue
-/// a character take none.
+/// Bytes that would move the cursor or end the line become "?". The columns that it took.
 size_t put_text(std::string_view text) {
-    size_t columns = 0;
+    size_t columns = static_cast<size_t>(columns_of(text.data(), text.size()));
     for (const char unit : text) {
-        putchar(static_cast<unsigned char>(unit) < ' ' || unit == '\x7F' ? '?' : unit);
-        columns += (unit & 0xC0) != 0x80;
+        const bool is_control = static_cast<unsigned char>(unit) < ' ' || unit == '\x7F';
+        putchar(is_control ? '?' : unit);
+        columns += is_control;
     }
     return columns;
 }

@@ -2,9 +2,8 @@
 
 #include <cstring>
 
-#include <ombrel/utf8.h>
-
 #include "core/fault.h"
+#include "text/charset/utf8_run.h"
 #include "text/ctype_table.h"
 #include "text/fold.h"
 
@@ -43,13 +42,7 @@ bool has_control(std::string_view name) {
 }
 
 bool is_utf8(std::string_view name) {
-    while (!name.empty()) {
-        const int size = ombrel_utf8_character_decode(name.data(), name.size(), nullptr);
-        if (size < 1)
-            return false;
-        name.remove_prefix(static_cast<size_t>(size));
-    }
-    return true;
+    return utf8_run(name.data(), name.size()) == name.size();
 }
 
 bool is_same_word(std::string_view name, std::string_view upper_word) {

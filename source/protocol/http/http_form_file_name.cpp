@@ -5,6 +5,7 @@
 
 #include "core/fault.h"
 #include "protocol/http/http_character.h"
+#include "text/charset/whole_characters.h"
 #include "text/slice.h"
 
 using namespace ombrel;
@@ -30,15 +31,6 @@ std::string_view last_name(std::string_view path) {
     return slash == std::string_view::npos ? path : slice(path, slash + 1);
 }
 
-/// At most so many bytes, and no part of a character.
-std::string_view cut(std::string_view text, size_t size) {
-    if (text.size() <= size)
-        return text;
-    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80)
-        size--;
-    return slice(text, 0, size);
-}
-
 bool is_dot_or_blank(char c) {
     return c == '.' || c == ' ';
 }
@@ -55,7 +47,7 @@ int ombrel_format_http_form_file_name(char* buf, size_t size, const char* file_n
     while (!name.empty() && is_dot_or_blank(name.front()))
         name.remove_prefix(1);
     // A name of a device gets one character more.
-    name = cut(name, std::min(size, longest + 1) - 2);
+    name = fitting_characters(name, std::min(size, longest + 1) - 2);
     while (!name.empty() && is_dot_or_blank(name.back()))
         name.remove_suffix(1);
     char* to = buf;

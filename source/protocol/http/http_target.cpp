@@ -4,10 +4,10 @@
 
 #include <ombrel/address.h>
 #include <ombrel/host_socket.h>
-#include <ombrel/utf8.h>
 
 #include "protocol/http/http_character.h"
 #include "protocol/http/http_text_writer.h"
+#include "text/charset/utf8_run.h"
 #include "text/digits.h"
 #include "text/number.h"
 
@@ -125,13 +125,7 @@ bool is_dots(std::string_view name) {
 }
 
 bool is_utf8(std::string_view text) {
-    while (!text.empty()) {
-        const int size = ombrel_utf8_character_decode(text.data(), text.size(), nullptr);
-        if (size <= 0)
-            return false;
-        text.remove_prefix(static_cast<size_t>(size));
-    }
-    return true;
+    return utf8_run(text.data(), text.size()) == text.size();
 }
 
 /// Writes a name of a path. False for one that may not be written.

@@ -5,12 +5,13 @@
 #include <cstring>
 #include <string_view>
 
+#include "text/charset/utf8_columns.h"
 #include "text/slice.h"
 
 namespace ombrel::system {
 
 /// Lays out text in lines of a width. It is run twice: without a place, to find out how much it is, and with
-/// one that is large enough. Widths are counted in characters of UTF-8.
+/// one that is large enough. Widths are the columns of a terminal.
 class column_text {
 public:
     column_text(char* to, size_t columns) : to_(to), columns_(columns) {}
@@ -60,8 +61,7 @@ public:
     }
 
     static size_t width_of(std::string_view text) {
-        return static_cast<size_t>(std::count_if(
-            text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+        return static_cast<size_t>(columns_of(text.data(), text.size()));
     }
 
 private:

@@ -4,6 +4,7 @@
 
 #include "core/fault.h"
 #include "system/argument/message_text.h"
+#include "text/slice.h"
 #include "text/word_list.h"
 
 namespace ombrel::system {

@@ -6,14 +6,11 @@
 #include "core/fault.h"
 #include "platform/file.h"
 #include "platform/poll.h"
+#include "text/charset/whole_characters.h"
 
 namespace ombrel::system {
 
 namespace {
-
-bool is_inside_character(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
 
 /// False when nothing has come, nor the end, before the limit.
 bool wait_until_readable(int descriptor, const deadline& limit) {
@@ -29,12 +26,10 @@ bool wait_until_readable(int descriptor, const deadline& limit) {
 
 start_word make_start_word(start_news news, int number, const char* text) {
     start_word word{news, number, 0, {}};
-    size_t size = text != nullptr ? strnlen(text, start_text_max + 1) : 0;
-    if (size > start_text_max)
-        for (size = start_text_max; size > 0 && is_inside_character(text[size]); size--)
-            continue;
-    if (size > 0)
-        memcpy(word.text, text, size);
+    const std::string_view given(text != nullptr ? text : "",
+                                 text != nullptr ? strnlen(text, start_text_max + 4) : 0);
+    const std::string_view fitting = fitting_characters(given, start_text_max);
+    memcpy(word.text, fitting.data(), fitting.size());
     return word;
 }
 

@@ -6,8 +6,8 @@
 
 #include <ombrel/printf.h>
 
-#include "system/terminal/character_text.h"
 #include "system/terminal/terminal_fault.h"
+#include "text/charset/utf8_sequence.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ public:
     }
 
     void put_character(uint32_t code) {
-        size_ += ombrel::system::put_character(code, text_ + size_);
+        size_ += ombrel::put_utf8(code, text_ + size_);
         text_[size_] = '\0';
     }
 

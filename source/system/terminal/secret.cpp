@@ -8,8 +8,8 @@
 #include "platform/poll.h"
 #include "platform/terminal.h"
 #include "platform/terminal_mode.h"
-#include "system/terminal/character_text.h"
 #include "system/terminal/terminal_fault.h"
+#include "text/charset/utf8_sequence.h"
 
 using namespace ombrel;
 using namespace ombrel::system;
@@ -92,7 +92,7 @@ int take_key(secret_line& line, const ombrel_key_t& key) {
     else if (key.m_modifiers == 0 && key.m_code >= 0x20 && key.m_code < def_ombrel_key_special) {
         char bytes[4];
         const wipe_guard guard(bytes, sizeof bytes);
-        line.put(bytes, put_character(static_cast<uint32_t>(key.m_code), bytes));
+        line.put(bytes, put_utf8(static_cast<uint32_t>(key.m_code), bytes));
     }
     return line_goes_on;
 }
