@@ -56,10 +56,10 @@ class Pool:
                 for lead in range(0x80, 0x100)]
 
 
-def decoder(codec, before=()):
+def decoder(codec):
     """Of a set, without the areas for private use, which are computed."""
     def code_of(lead, trail):
-        code = decode(codec, [*before, lead, trail])
+        code = decode(codec, [lead, trail])
         return 0 if code in PRIVATE else code
     return code_of
 
@@ -67,6 +67,11 @@ def decoder(codec, before=()):
 def euc_kr_code(lead, trail):
     """For Python the filler begins syllables composed of eight bytes."""
     return 0x3164 if (lead, trail) == (0xA4, 0xD4) else decode("euc_kr", [lead, trail])
+
+
+def jis_x_0212_code(lead, trail):
+    """For Python the tilde is that of ASCII, which would not come back."""
+    return 0xFF5E if (lead, trail) == (0xA2, 0xB7) else decode("euc_jp", [0x8F, lead, trail])
 
 
 def korean_tables():
@@ -83,7 +88,7 @@ def japanese_tables():
     return pool, (("shift_jis_starts", pool.starts(SHIFT_HALVES, shift_leads, decoder("shift_jis"))),
                   ("cp932_starts", pool.starts(SHIFT_HALVES, shift_leads, decoder("cp932"))),
                   ("euc_jp_starts", pool.starts(EUC_HALVES, euc_leads, decoder("euc_jp"))),
-                  ("jis_x_0212_starts", pool.starts(EUC_HALVES, euc_leads, decoder("euc_jp", [0x8F]))))
+                  ("jis_x_0212_starts", pool.starts(EUC_HALVES, euc_leads, jis_x_0212_code)))
 
 
 def korean_codes():
@@ -115,12 +120,16 @@ def japanese_codes():
             codes[code] = shifted(int.from_bytes(data, "big") & 0x7F7F)
         elif len(data) == 3:
             codes[code] = int.from_bytes(data[1:], "big") & 0x7F7F
+    codes[0xFF5E] = 0x2237
     return codes
 
 
 def windows_extras(japanese):
     """What CP932 has beside JIS X 0208, as (code, bytes)."""
     extras = []
+    # Of those that are there twice Windows writes the ones of IBM, Python those that NEC had selected.
+    of_ibm = {decode("cp932", [lead, trail]): lead << 8 | trail
+              for lead in range(0xFA, 0xFD) for half in SHIFT_HALVES for trail in half}
     for code in range(0x80, 0x10000):
         try:
             data = chr(code).encode("cp932")
@@ -131,7 +140,7 @@ def windows_extras(japanese):
         if common >= 0x8000:
             assert common == int.from_bytes(data, "big"), hex(code)
         elif len(data) == 2 and code not in PRIVATE:
-            extras.append((code, int.from_bytes(data, "big")))
+            extras.append((code, of_ibm[code] if data[0] in (0xED, 0xEE) else int.from_bytes(data, "big")))
     return extras
 
 
