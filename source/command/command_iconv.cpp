@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include <ombrel/charset.h>
+#include <ombrel/charset_detect.h>
 #include <ombrel/fault.h>
 #include <ombrel/printf.h>
 
@@ -20,7 +21,7 @@ struct iconv_choice {
     const char* replacement = nullptr;
     int is_skipping = 0, is_escaping = 0, is_escaping_xml = 0;
     int drops_mark = 0, writes_mark = 0;
-    int is_list = 0;
+    int is_list = 0, is_detection = 0;
 };
 
 constexpr ombrel_argument_option_t flag(char letter, const char* name, size_t place, const char* help) {
@@ -53,15 +54,15 @@ constexpr ombrel_argument_option_t options[] = {
     flag('b', "drop-mark", offsetof(iconv_choice, drops_mark), "drop a byte order mark of the input"),
     flag('B', "write-mark", offsetof(iconv_choice, writes_mark), "write a byte order mark"),
     flag('l', "list", offsetof(iconv_choice, is_list), "print the sets, a line for each with all its names"),
+    flag('d', "detect", offsetof(iconv_choice, is_detection), "print in which set each file seems to be"),
     {}};
 
 constexpr ombrel_argument_table_t table = {
     .m_name = "iconv",
-    .m_operands = "[FILE]",
-    .m_most_operands = 1,
-    .m_summary = "Converts a text from one character set to another.",
+    .m_operands = "[FILE...]",
+    .m_summary = "Converts a text from one character set to another, or detects its set.",
     .m_notes = "The first thing that cannot be converted ends the conversion, with its place, unless an "
-               "option says what is done with it.",
+               "option says what is done with it. One file is converted, any number are detected.",
     .m_options = options};
 
 int list_sets() {
@@ -73,6 +74,37 @@ int list_sets() {
     }
     return exit_code(true);
 }
+
+class set_detector {
+public:
+    set_detector() : detector_(ombrel_open_charset_detector()) {}
+    ~set_detector() { ombrel_close_charset_detector(detector_); }
+    set_detector(const set_detector&) = delete;
+    set_detector& operator=(const set_detector&) = delete;
+
+    bool print(const char* name) {
+        if (detector_ == nullptr || !read(name))
+            return false;
+        ombrel_charset_detection_t found;
+        ombrel_charset_detector_get_detection(detector_, &found);
+        if (found.m_kind == def_ombrel_charset_detect_empty)
+            ombrel_printf("%s: empty\n", name);
+        else
+            ombrel_printf("%s: %s (confidence %d)\n", name, text_or(found.m_name, "binary"),
+                          found.m_confidence);
+        return true;
+    }
+
+private:
+    bool read(const char* name) {
+        ombrel_charset_detector_reset(detector_);
+        return read_input("iconv", name, [&](const char* bytes, size_t size) {
+            return ombrel_charset_detector_push(detector_, bytes, size) == 0;
+        });
+    }
+
+    ombrel_charset_detector_t* detector_;
+};
 
 class set_converter {
 public:
@@ -179,6 +211,12 @@ int run_iconv(int argc, char** argv) {
         return arguments.exit_code();
     if (arguments->is_list != 0)
         return list_sets();
+    if (arguments->is_detection != 0) {
+        set_detector detector;
+        return for_each_input(arguments, [&](const char* name) { return detector.print(name); });
+    }
+    if (arguments.operand_count() > 1)
+        return ombrel_refuse_arguments(&table, "one file is converted at a time");
     return convert_file(*arguments, arguments.operand_count() > 0 ? arguments.operand(0) : "-");
 }
 

@@ -1,4 +1,5 @@
 // Strings, their lists and paths, and the allocating formatter.
+#include <ombrel/charset.h>
 #include <ombrel/charset_detect.h>
 #include <ombrel/path.h>
 #include <ombrel/percent.h>
@@ -34,6 +35,25 @@ OMBREL_FAILURES(Text, characters) {
     text_or_null(fail, "a\xEF\xBF\xBD", [] { return ombrel_alloc_utf8_repaired("a\xFF", 2, nullptr); });
     text_or_null(fail, "AB", [] { return ombrel_alloc_utf8_case("ab", 2, def_ombrel_utf8_upper, nullptr); });
     ombrel_close_charset_detector(fail.during([] { return ombrel_open_charset_detector(); }));
+}
+
+OMBREL_FAILURES(Text, converted_texts) {
+    null_when_hit(fail, ombrel_close_charset_converter, [] {
+        return ombrel_open_charset_converter(def_ombrel_charset_cp949, def_ombrel_charset_utf_8, nullptr);
+    });
+    // Each character becomes ten, so that the text grows more than once.
+    ombrel_charset_options_t options;
+    ombrel_init_charset_options(&options);
+    options.m_malformed = def_ombrel_charset_replace;
+    options.m_replacement = "0123456789";
+    std::string expected;
+    for (int i = 0; i < 40; i++)
+        expected += options.m_replacement;
+    text_or_null(fail, expected.c_str(), [&] {
+        const std::string wrong(40, '\xFF');
+        return ombrel_alloc_converted_text(def_ombrel_charset_utf_8, def_ombrel_charset_us_ascii,
+                                           wrong.data(), wrong.size(), &options, nullptr, nullptr);
+    });
 }
 
 // The old string is gone in any case.
