@@ -112,21 +112,24 @@ public:
         json_.end_line();
     }
     template<typename Record>
-    void show(const Record& one, void (*put)(json_output&, const Record&), void (*print)(const Record&)) {
+    void show(const Record& one, void (*put)(json_output&, const Record&, interface_names&),
+              void (*print)(const Record&, interface_names&)) {
         if (as_json_) {
             json_.begin_object();
-            put(json_, one);
+            put(json_, one, names_);
             json_.end_object();
         } else {
-            print(one);
+            print(one, names_);
             ombrel_puts("\n");
         }
     }
     json_output& json() { return json_; }
+    interface_names& names() { return names_; }
 
 private:
     bool as_json_;
     json_output json_;
+    interface_names names_;
 };
 
 bool is_shown(const ombrel_interface_address_t& one, const ip_choice& choice) {
@@ -134,9 +137,10 @@ bool is_shown(const ombrel_interface_address_t& one, const ip_choice& choice) {
     return family == 0 || one.m_address.ss_family == family;
 }
 
-void put_interface(json_output& json, const ombrel_network_interface_t& one, const ip_choice& choice) {
+void put_interface(shown_list& list, const ombrel_network_interface_t& one, const ip_choice& choice) {
+    json_output& json = list.json();
     json.begin_object();
-    put_interface_members(json, one, choice.with_statistics != 0);
+    put_interface_members(json, one, list.names(), choice.with_statistics != 0);
     json.begin_array("addr_info");
     for (const ombrel_interface_address_t* at = one.m_address; at != nullptr; at = at->m_next)
         if (is_shown(*at, choice)) {
@@ -148,8 +152,8 @@ void put_interface(json_output& json, const ombrel_network_interface_t& one, con
     json.end_object();
 }
 
-void print_whole_interface(const ombrel_network_interface_t& one, const ip_choice& choice) {
-    print_interface(one);
+void print_whole_interface(shown_list& list, const ombrel_network_interface_t& one, const ip_choice& choice) {
+    print_interface(one, list.names());
     ombrel_puts("\n");
     for (const ombrel_interface_address_t* at = one.m_address; at != nullptr; at = at->m_next)
         if (is_shown(*at, choice)) {
@@ -173,9 +177,9 @@ bool show_addresses(const ip_choice& choice, uint32_t interface_index) {
         if (interface_index != 0 && one->m_index != interface_index)
             continue;
         if (choice.as_json != 0)
-            put_interface(list.json(), *one, choice);
+            put_interface(list, *one, choice);
         else
-            print_whole_interface(*one, choice);
+            print_whole_interface(list, *one, choice);
     }
     list.end();
     ombrel_close_network_interface(all);
@@ -254,40 +258,40 @@ const char* kind_of(const ombrel_network_change_t& change) {
     return "all";
 }
 
-void put_change(const ombrel_network_change_t& change) {
+void put_change(const ombrel_network_change_t& change, interface_names& names) {
     json_output json;
     json.begin_object();
     json.add_text("event", change_words[change.m_change]);
     json.add_text("object", kind_of(change));
     if (change.m_interface != nullptr)
-        put_interface_members(json, *change.m_interface, false);
+        put_interface_members(json, *change.m_interface, names, false);
     if (change.m_address != nullptr) {
         json.add_number("ifindex", change.m_index);
-        json.add_text("dev", interface_label(change.m_index).get());
+        json.add_text("dev", names.get(change.m_index));
         put_address_members(json, *change.m_address);
     }
     if (change.m_route != nullptr)
-        put_route_members(json, *change.m_route);
+        put_route_members(json, *change.m_route, names);
     if (change.m_neighbour != nullptr)
-        put_neighbour_members(json, *change.m_neighbour);
+        put_neighbour_members(json, *change.m_neighbour, names);
     json.end_object();
     json.end_line();
 }
 
-void print_change(const ombrel_network_change_t& change) {
+void print_change(const ombrel_network_change_t& change, interface_names& names) {
     ombrel_printf("%s %s", kind_of(change), change_words[change.m_change]);
     if (change.m_change != def_ombrel_network_lost)
         ombrel_puts(" ");
     if (change.m_interface != nullptr)
-        print_interface(*change.m_interface);
+        print_interface(*change.m_interface, names);
     if (change.m_address != nullptr) {
-        ombrel_printf("%s ", interface_label(change.m_index).get());
+        ombrel_printf("%s ", names.get(change.m_index));
         print_address(*change.m_address);
     }
     if (change.m_route != nullptr)
-        print_route(*change.m_route);
+        print_route(*change.m_route, names);
     if (change.m_neighbour != nullptr)
-        print_neighbour(*change.m_neighbour);
+        print_neighbour(*change.m_neighbour, names);
     ombrel_puts("\n");
 }
 
@@ -313,18 +317,27 @@ public:
         how.m_context = this;
         has_network_ = ombrel_init_network() == 0;
         watch_ = has_network_ ? ombrel_open_network_watch(loop_.base(), &how) : nullptr;
+        note_names();
         return watch_ != nullptr;
     }
 
 private:
+    void note_names() {
+        ombrel_network_interface_t* const all = ombrel_open_network_interface();
+        for (const ombrel_network_interface_t* one = all; one != nullptr; one = one->m_next)
+            names_.note(one->m_index, one->m_name);
+        ombrel_close_network_interface(all);
+    }
     /// Ends with the last line that was wanted, or when nobody reads them.
     int tell(const ombrel_network_change_t& change) {
+        if (change.m_interface != nullptr && change.m_interface->m_name[0] != '\0')
+            names_.note(change.m_index, change.m_interface->m_name);
         if (change.m_change != def_ombrel_network_lost && !is_wanted(change))
             return 0;
         if (choice_.as_json != 0)
-            put_change(change);
+            put_change(change, names_);
         else
-            print_change(change);
+            print_change(change, names_);
         ombrel_puts(nullptr);
         fflush(stdout);
         told_++;
@@ -354,6 +367,7 @@ private:
     ombrel_network_watch_t* watch_ = nullptr;
     bool has_network_ = false;
     int told_ = 0;
+    interface_names names_;
 };
 
 bool watch(const ip_choice& choice, uint32_t interface_index) {

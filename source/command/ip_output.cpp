@@ -72,11 +72,11 @@ bool lacks_carrier(const ombrel_network_interface_t& one) {
 }
 
 /// The parent's index says nothing to those who do not see it.
-void put_parent(json_output& json, const ombrel_network_interface_t& one) {
+void put_parent(json_output& json, const ombrel_network_interface_t& one, interface_names& names) {
     if ((one.m_flags & def_ombrel_interface_parent_elsewhere) != 0)
         json.add_number("link_index", one.m_parent_index);
     else if (one.m_parent_index != 0)
-        json.add_text("link", interface_label(one.m_parent_index).get());
+        json.add_text("link", names.get(one.m_parent_index));
 }
 
 void put_link_speed(json_output& json, const ombrel_network_interface_t& one) {
@@ -150,13 +150,13 @@ void put_gateway(json_output& json, const ombrel_ip_address_t& gateway, int fami
     json.end_object();
 }
 
-void put_hops(json_output& json, const ombrel_route_t& route) {
+void put_hops(json_output& json, const ombrel_route_t& route, interface_names& names) {
     json.begin_array("nexthops");
     for (const ombrel_route_hop_t* one = route.m_hops; one != nullptr; one = one->m_next) {
         json.begin_object();
         put_gateway(json, one->m_gateway, route.m_family);
         if (one->m_interface != 0)
-            json.add_text("dev", interface_label(one->m_interface).get());
+            json.add_text("dev", names.get(one->m_interface));
         json.add_number("weight", one->m_weight);
         put_words(json, "flags", route_words, one->m_flags);
         json.end_object();
@@ -197,23 +197,38 @@ void print_words(const flag_word (&table)[count], uint32_t flags) {
     for_each_word(table, flags, [](const char* word) { ombrel_printf(" %s", word); });
 }
 
-void print_gateway(const ombrel_ip_address_t& gateway, uint32_t interface_index) {
+void print_gateway(const ombrel_ip_address_t& gateway, uint32_t interface_index, interface_names& names) {
     if (is_set(gateway))
         ombrel_printf(" via %s", address_text(gateway).get());
     if (interface_index != 0)
-        ombrel_printf(" dev %s", interface_label(interface_index).get());
+        ombrel_printf(" dev %s", names.get(interface_index));
 }
 
 } // namespace
 
-interface_label::interface_label(uint32_t index) {
-    if (ombrel_interface_index_to_name(index, text_, sizeof text_) != 0)
-        ombrel_snprintf(text_, sizeof text_, "if%u", static_cast<unsigned>(index));
+const char* interface_names::get(uint32_t index) {
+    entry& one = place_of(index);
+    if (one.index == index && index != 0)
+        return one.name;
+    char name[sizeof one.name];
+    if (ombrel_interface_index_to_name(index, name, sizeof name) == 0) {
+        note(index, name);
+        return one.name;
+    }
+    ombrel_snprintf(unknown_.name, sizeof unknown_.name, "if%u", static_cast<unsigned>(index));
+    return unknown_.name;
 }
 
-void put_interface_members(json_output& json, const ombrel_network_interface_t& one, bool with_statistics) {
+void interface_names::note(uint32_t index, const char* name) {
+    entry& one = place_of(index);
+    one.index = index;
+    ombrel_snprintf(one.name, sizeof one.name, "%s", name);
+}
+
+void put_interface_members(json_output& json, const ombrel_network_interface_t& one, interface_names& names,
+                           bool with_statistics) {
     json.add_number("ifindex", one.m_index);
-    put_parent(json, one);
+    put_parent(json, one, names);
     json.add_text("ifname", one.m_name);
     json.begin_array("flags");
     if (lacks_carrier(one))
@@ -224,7 +239,7 @@ void put_interface_members(json_output& json, const ombrel_network_interface_t& 
     if (one.m_queue[0] != '\0')
         json.add_text("qdisc", one.m_queue);
     if (one.m_master_index != 0)
-        json.add_text("master", interface_label(one.m_master_index).get());
+        json.add_text("master", names.get(one.m_master_index));
     json.add_text("operstate", word_at(state_words, one.m_state));
     json.add_text("group", number_word(group_words, one.m_group).get());
     if (one.m_queue_length != 0)
@@ -263,26 +278,31 @@ void put_address_members(json_output& json, const ombrel_interface_address_t& on
     json.add_number("preferred_life_time", life_of(one.m_preferred_s));
 }
 
-void put_route_members(json_output& json, const ombrel_route_t& one) {
+void put_route_members(json_output& json, const ombrel_route_t& one, interface_names& names) {
     if (one.m_type != def_ombrel_route_unicast)
         json.add_text("type", ombrel_route_type_name(one.m_type));
     json.add_text("dst", prefix_text(one.m_destination, one.m_prefix_length).get());
     if (one.m_from_prefix_length != 0 && is_set(one.m_from))
         json.add_text("from", prefix_text(one.m_from, one.m_from_prefix_length).get());
+    if (one.m_service != 0) {
+        char service[8];
+        ombrel_snprintf(service, sizeof service, "0x%02x", static_cast<unsigned>(one.m_service));
+        json.add_text("tos", service);
+    }
     if (one.m_hops == nullptr) {
         put_gateway(json, one.m_gateway, one.m_family);
         if (one.m_interface != 0)
-            json.add_text("dev", interface_label(one.m_interface).get());
+            json.add_text("dev", names.get(one.m_interface));
     }
     put_route_origin(json, one);
     put_route_extras(json, one);
     if (one.m_hops != nullptr)
-        put_hops(json, one);
+        put_hops(json, one, names);
 }
 
-void put_neighbour_members(json_output& json, const ombrel_neighbour_t& one) {
+void put_neighbour_members(json_output& json, const ombrel_neighbour_t& one, interface_names& names) {
     json.add_text("dst", address_text(one.m_address).get());
-    json.add_text("dev", interface_label(one.m_interface).get());
+    json.add_text("dev", names.get(one.m_interface));
     if (one.m_hardware_size != 0)
         json.add_text("lladdr", hardware_text(one.m_hardware, one.m_hardware_size).get());
     for_each_word(neighbour_flag_words, one.m_flags, [&json](const char* word) { json.add_null(word); });
@@ -293,7 +313,7 @@ void put_neighbour_members(json_output& json, const ombrel_neighbour_t& one) {
     json.end_array();
 }
 
-void print_interface(const ombrel_network_interface_t& one) {
+void print_interface(const ombrel_network_interface_t& one, interface_names& names) {
     ombrel_printf("%u %s %s mtu %u", static_cast<unsigned>(one.m_index), one.m_name,
                   word_at(state_words, one.m_state), static_cast<unsigned>(one.m_mtu));
     if (one.m_hardware_size != 0)
@@ -304,9 +324,9 @@ void print_interface(const ombrel_network_interface_t& one) {
     if (one.m_kind[0] != '\0')
         ombrel_printf(" kind %s", one.m_kind);
     if (one.m_parent_index != 0 && (one.m_flags & def_ombrel_interface_parent_elsewhere) == 0)
-        ombrel_printf(" link %s", interface_label(one.m_parent_index).get());
+        ombrel_printf(" link %s", names.get(one.m_parent_index));
     if (one.m_master_index != 0)
-        ombrel_printf(" master %s", interface_label(one.m_master_index).get());
+        ombrel_printf(" master %s", names.get(one.m_master_index));
     if (lacks_carrier(one))
         ombrel_puts(" NO-CARRIER");
     print_words(interface_words, one.m_flags);
@@ -337,12 +357,12 @@ void print_address(const ombrel_interface_address_t& one) {
     print_words(address_words, one.m_flags);
 }
 
-void print_route(const ombrel_route_t& one) {
+void print_route(const ombrel_route_t& one, interface_names& names) {
     if (one.m_type != def_ombrel_route_unicast)
         ombrel_printf("%s ", ombrel_route_type_name(one.m_type));
     ombrel_puts(prefix_text(one.m_destination, one.m_prefix_length).get());
     if (one.m_hops == nullptr)
-        print_gateway(one.m_gateway, one.m_interface);
+        print_gateway(one.m_gateway, one.m_interface, names);
     if (is_set(one.m_source))
         ombrel_printf(" from %s", address_text(one.m_source).get());
     if (one.m_metric != 0)
@@ -353,14 +373,14 @@ void print_route(const ombrel_route_t& one) {
     print_words(route_words, one.m_flags);
     for (const ombrel_route_hop_t* hop = one.m_hops; hop != nullptr; hop = hop->m_next) {
         ombrel_printf(" hop");
-        print_gateway(hop->m_gateway, hop->m_interface);
+        print_gateway(hop->m_gateway, hop->m_interface, names);
         ombrel_printf(" weight %u", static_cast<unsigned>(hop->m_weight));
         print_words(route_words, hop->m_flags);
     }
 }
 
-void print_neighbour(const ombrel_neighbour_t& one) {
-    ombrel_printf("%s dev %s", address_text(one.m_address).get(), interface_label(one.m_interface).get());
+void print_neighbour(const ombrel_neighbour_t& one, interface_names& names) {
+    ombrel_printf("%s dev %s", address_text(one.m_address).get(), names.get(one.m_interface));
     if (one.m_hardware_size != 0)
         ombrel_printf(" %s", hardware_text(one.m_hardware, one.m_hardware_size).get());
     ombrel_printf(" %s", ombrel_neighbour_state_name(one.m_state));
