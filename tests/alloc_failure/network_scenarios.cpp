@@ -2,6 +2,7 @@
 #include <ombrel/fault.h>
 #include <ombrel/multicast.h>
 #include <ombrel/network_interface.h>
+#include <ombrel/network_watch.h>
 #include <ombrel/nmea.h>
 #include <ombrel/resolver.h>
 #include <ombrel/resolver_cache.h>
@@ -20,6 +21,29 @@ OMBREL_FAILURES(Network, open_records) {
     null_when_hit(fail, ombrel_close_network_interface, ombrel_open_network_interface);
     null_when_hit(fail, ombrel_close_select, ombrel_open_select);
     null_when_hit(fail, ombrel_close_resolver, [] { return ombrel_open_resolver("127.0.0.1", 80); });
+}
+
+OMBREL_FAILURES(Network, list_routes_and_neighbours) {
+    ombrel_route_options_t every;
+    ombrel_init_route_options(&every);
+    every.m_table = def_ombrel_route_table_all;
+    const sockaddr_in itself{
+        .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+    null_when_hit(fail, ombrel_close_route_list, [&] { return ombrel_open_route_list(&every); });
+    null_when_hit(fail, ombrel_close_neighbour_list, [] { return ombrel_open_neighbour_list(nullptr); });
+    null_when_hit(fail, ombrel_close_route, [&] {
+        return ombrel_open_route_to(reinterpret_cast<const sockaddr*>(&itself), nullptr, 0);
+    });
+}
+
+OMBREL_FAILURES(Network, open_network_watch) {
+    ombrel_event_base_t* const base = ombrel_new_event_base();
+    ombrel_network_watch_options_t options;
+    ombrel_init_network_watch_options(&options);
+    options.m_handler = [](ombrel_network_watch_t*, const ombrel_network_change_t*, void*) { return 0; };
+    opened_or_hit(fail, ombrel_close_network_watch,
+                  [&] { return ombrel_open_network_watch(base, &options); });
+    ombrel_free_event_base(base);
 }
 
 size_t count_answers(const ombrel_resolver_t* list) {
