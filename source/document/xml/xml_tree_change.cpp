@@ -171,9 +171,10 @@ bool set_named(tree& whole, node& made, const node* around, int kind, const char
 
 /// Gives a new node its text; an element a node for it.
 bool set_first_text(tree& whole, node& made, std::string_view text) {
-    if (!is_content(made.m_kind, text) ||
-        (made.m_kind == doctype_node && !is_doctype(made.m_name->full, text, whole.with_namespaces)))
+    if (!is_content(made.m_kind, text))
         return leave_fault(fault_code::violation), false;
+    if (made.m_kind == doctype_node && !is_doctype(made.m_name->full, text, whole.with_namespaces))
+        return false;
     if (made.m_kind != element_node)
         return text.empty() || whole.store.replace(made, text);
     if (text.empty())
@@ -309,9 +310,7 @@ const node_name* new_name(tree& whole, const node& one, std::string_view name) {
         return is_target(name, whole.with_namespaces) ? take_name(whole, name, "")
                                                       : (leave_fault(fault_code::violation), nullptr);
     case doctype_node:
-        return is_doctype(name, text_of(one), whole.with_namespaces)
-                   ? take_name(whole, name, "")
-                   : (leave_fault(fault_code::violation), nullptr);
+        return is_doctype(name, text_of(one), whole.with_namespaces) ? take_name(whole, name, "") : nullptr;
     default:
         return leave_fault(fault_code::invalid), nullptr;
     }
@@ -404,9 +403,10 @@ int ombrel_xml_node_set_text(ombrel_xml_node_t* node, const char* text) {
     if (whole == nullptr || node->m_kind == document_node)
         return refuse(fault_code::invalid);
     if (!is_content(node->m_kind, wanted) ||
-        (node->m_kind == attribute_node && !may_declare(*node->m_name, wanted)) ||
-        (node->m_kind == doctype_node && !is_doctype(node->m_name->full, wanted, whole->with_namespaces)))
+        (node->m_kind == attribute_node && !may_declare(*node->m_name, wanted)))
         return refuse(fault_code::violation);
+    if (node->m_kind == doctype_node && !is_doctype(node->m_name->full, wanted, whole->with_namespaces))
+        return -1;
     if (node->m_kind == element_node)
         return set_children(*whole, *node, wanted);
     if (!whole->store.replace(*node, wanted))

@@ -210,7 +210,8 @@ int xml_writing::doctype(std::string_view name, std::string_view rest) {
     if (stage_ != before_doctype || is_fragment())
         return fail(def_ombrel_xml_writer_fault_order);
     if (!is_doctype(name, rest, with_namespaces()))
-        return fail(def_ombrel_xml_writer_fault_doctype);
+        return fail(last_fault().code == fault_code::no_memory ? def_ombrel_xml_writer_fault_no_memory
+                                                               : def_ombrel_xml_writer_fault_doctype);
     stage_ = before_root;
     if (is_canonical())
         return 0;

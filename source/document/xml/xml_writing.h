@@ -22,7 +22,8 @@ bool breaks_comment(std::string_view text);
 bool breaks_instruction(std::string_view data);
 /// Whether an instruction may have this target.
 bool is_target(std::string_view target, bool with_namespaces);
-/// Whether the parser reads a document type of this name, and of what stands behind it.
+/// Whether the parser reads a document type of this name, and of what stands behind it; the fault violation
+/// or no_memory was left if not.
 bool is_doctype(std::string_view name, std::string_view rest, bool with_namespaces);
 /// Takes the name off the beginning of a document type's text, and the white space behind it.
 std::string_view take_doctype_name(std::string_view& text);
