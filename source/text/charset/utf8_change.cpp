@@ -8,6 +8,7 @@
 #include "core/fault.h"
 #include "text/charset/code_point.h"
 #include "text/charset/utf8_step.h"
+#include "text/fold.h"
 
 using namespace ombrel;
 
@@ -53,8 +54,14 @@ void put_in_case(changed_text& to, const char* text, size_t size, int mapping) {
     const char* const end = text + size;
     while (text != end) {
         size_t filled = 0;
-        while (text != end && filled <= sizeof piece - longest_utf8)
-            filled += put_utf8(change_case(take_valid_utf8(text), mapping), piece + filled);
+        while (text != end && filled <= sizeof piece - longest_utf8) {
+            if (const auto byte = static_cast<uint8_t>(*text); byte < 0x80) {
+                piece[filled++] =
+                    static_cast<char>(mapping == def_ombrel_utf8_upper ? to_upper(byte) : to_lower(byte));
+                text++;
+            } else
+                filled += put_utf8(change_case(take_valid_utf8(text), mapping), piece + filled);
+        }
         to.put(piece, filled);
     }
 }
@@ -96,7 +103,8 @@ public:
             const utf8_reading reading = read_utf8(text_, size_);
             if (reading.kind == utf8_reading::valid) {
                 advance(reading.size);
-                return 1 + change_case(reading.code, def_ombrel_utf8_fold);
+                return 1 + (reading.code < 0x80 ? to_lower(static_cast<uint8_t>(reading.code))
+                                                : change_case(reading.code, def_ombrel_utf8_fold));
             }
             invalid_ = reading.size;
         }
