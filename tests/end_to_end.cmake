@@ -86,7 +86,7 @@ if(TARGET status_service)
         set(parts_of_wol WolTest.test_spellings_and_passwords) # the rest names interfaces of the host
         set(parts_of_tftpd TftpdTest.test_wrong_calls) # the rest ends by a signal
     endif()
-    foreach(name download iconv nmea ssdp tftpd wol xml)
+    foreach(name download iconv ini nmea ssdp tftpd wol xml)
         add_test(NAME command.${name}_end_to_end COMMAND ${Python3_EXECUTABLE}
             ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter} ${parts_of_${name}})
         set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)

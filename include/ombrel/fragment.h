@@ -125,7 +125,7 @@ OMBREL_API int64_t ombrel_get_fragment_count(size_t size, size_t fragment_size);
 /** @name Putting together
  * @{ */
 
-/** Settings of an assembler. A limit of 0 stands for its default. */
+/** Settings of an assembler. A limit of 0 is refused when opening. */
 typedef struct ombrel_fragment_options_ts {
     int64_t m_time_limit;    /**< milliseconds; 30,000 */
     size_t m_memory_limit;   /**< bytes of all that is held, with what it takes to hold it; 4 MiB */
@@ -170,7 +170,8 @@ OMBREL_API int ombrel_init_fragment_options(ombrel_fragment_options_t* options);
  * @param options  the settings, copied; null for the defaults
  * @param function the function for whom the memory is accounted, kept by address
  * @param line     its source line
- * @return the assembler, closed by ombrel_close_fragment_assembler(); null
+ * @return the assembler, closed by ombrel_close_fragment_assembler(); null with invalid for a limit of 0 or
+ * out of its range
  */
 OMBREL_API ombrel_fragment_assembler_t*
 ombrel_open_fragment_assembler_tag(const ombrel_fragment_options_t* options, const char* function,

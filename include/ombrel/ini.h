@@ -49,8 +49,8 @@
  * one of its section, before the blank lines and comments that follow, and is indented and spaced as that
  * one; a new section stands at the end, behind a blank line unless the others stand without. Values are
  * written so that the same dialect reads them back the same: as they are where that will do, else in quotes
- * with escapes, else over indented lines; what cannot be written so is refused, as a line end in a key. A
- * document whose last line had no end has none afterwards.
+ * with escapes, else over indented lines; what cannot be written so is refused, as a line end in a key. What
+ * is added at the end of a document whose last line has no end has none either.
  *
  * @par Includes
  * They are off unless a flag turns them on, as a file that may be read is not yet one that may name other
@@ -101,6 +101,8 @@ OMBREL_BEGIN_C
 /** @} */
 
 /** @name Flags: values
+ * A dialect reads values by lines or by characters: #def_ombrel_ini_quotes and #def_ombrel_ini_indented_lines
+ * go together, and with neither #def_ombrel_ini_quotes_within nor #def_ombrel_ini_backslash_lines.
  * @{ */
 #define def_ombrel_ini_quotes 0x100u /**< a value may stand in double quotes as a whole */
 #define def_ombrel_ini_quotes_within                                                                         \
@@ -157,13 +159,13 @@ OMBREL_BEGIN_C
      def_ombrel_ini_key_any_case | def_ombrel_ini_section_any_case | def_ombrel_ini_sub_sections)
 /** @} */
 
-/** Settings of a document. A limit of 0 stands for its default. */
+/** Settings of a document. A limit of 0 is refused when opening. */
 typedef struct ombrel_ini_options_ts {
     uint32_t m_flags;             /**< def_ombrel_ini_*; #def_ombrel_ini_dialect_plain */
     size_t m_size_limit;          /**< bytes of the text, includes counted in; 16 MiB */
     size_t m_line_limit;          /**< bytes of a line with those that go on with it; 1 MiB */
     size_t m_count_limit;         /**< lines, includes counted in; 1,000,000 */
-    size_t m_include_depth_limit; /**< files that are being included at once; 10 */
+    size_t m_include_depth_limit; /**< files that are being included at once, at most 64; 10 */
     size_t m_include_count_limit; /**< files that are included in all; 100 */
 } ombrel_ini_options_t;
 
@@ -221,8 +223,8 @@ OMBREL_API int ombrel_init_ini_options(ombrel_ini_options_t* options);
  * @param options  the settings, copied; null for the defaults
  * @param function the function for whom all the document's memory is accounted, kept by address
  * @param line     its source line
- * @return the document, closed by ombrel_close_ini(); null with invalid (unknown flags, or both of
- *         #def_ombrel_ini_quotes and #def_ombrel_ini_quotes_within) or no_memory
+ * @return the document, closed by ombrel_close_ini(); null with invalid (unknown flags, flags that do not go
+ *         together, a limit of 0, a depth above 64) or no_memory
  */
 OMBREL_API ombrel_ini_t* ombrel_open_ini_tag(const ombrel_ini_options_t* options, const char* function,
                                              unsigned long line);
@@ -344,8 +346,8 @@ OMBREL_API const char* ombrel_ini_get(const ombrel_ini_t* ini, const char* secti
  * @param section the section
  * @param key     the key
  * @param index   which of them, from 0 in their order
- * @return it, "" for a bare key; null, with not_found also for an index beyond the last. Walking through them
- *         by index takes constant time a step
+ * @return it, "" for a bare key; null, with not_found also for an index beyond the last. Takes time in
+ *         proportion to the index: a walk is better to see many
  */
 OMBREL_API const char* ombrel_ini_get_at(const ombrel_ini_t* ini, const char* section, const char* key,
                                          int64_t index);

@@ -70,7 +70,7 @@ OMBREL_BEGIN_C
 /** The default limit of a payload: 1 MiB. */
 #define def_ombrel_packet_default_limit 1048576
 
-/** Settings of a reader. */
+/** Settings of a reader. A limit of 0 is refused when opening. */
 typedef struct ombrel_packet_options_ts {
     uint32_t m_channel;  /**< the channel; 0 */
     size_t m_size_limit; /**< most bytes of a payload, at most 0xFFFFFFFF; #def_ombrel_packet_default_limit */

@@ -9,12 +9,12 @@ namespace ombrel::command {
 namespace {
 
 constexpr const ombrel_multicall_command_t* own_commands[] = {
-    &ata_command,      &base64_command, &cat_command,  &cp_command,    &date_command,   &digest_command,
-    &download_command, &find_command,   &free_command, &ftpd_command,  &get_command,    &help_command,
-    &httpd_command,    &iconv_command,  &ip_command,   &kill_command,  &launch_command, &nmea_command,
-    &plugins_command,  &ports_command,  &ps_command,   &rm_command,    &run_command,    &secret_command,
-    &serial_command,   &ssdp_command,   &sync_command, &tftpd_command, &tree_command,   &uuid_command,
-    &version_command,  &wol_command,    &xml_command,
+    &ata_command,      &base64_command,  &cat_command,   &cp_command,   &date_command,  &digest_command,
+    &download_command, &find_command,    &free_command,  &ftpd_command, &get_command,   &help_command,
+    &httpd_command,    &iconv_command,   &ini_command,   &ip_command,   &kill_command,  &launch_command,
+    &nmea_command,     &plugins_command, &ports_command, &ps_command,   &rm_command,    &run_command,
+    &secret_command,   &serial_command,  &ssdp_command,  &sync_command, &tftpd_command, &tree_command,
+    &uuid_command,     &version_command, &wol_command,   &xml_command,
 };
 
 } // namespace

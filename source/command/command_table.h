@@ -22,6 +22,7 @@ extern const ombrel_multicall_command_t help_command;
 extern const ombrel_multicall_command_t httpd_command;
 extern const ombrel_multicall_command_t iconv_command;
 extern const ombrel_multicall_command_t ip_command;
+extern const ombrel_multicall_command_t ini_command;
 extern const ombrel_multicall_command_t kill_command;
 extern const ombrel_multicall_command_t launch_command;
 extern const ombrel_multicall_command_t nmea_command;

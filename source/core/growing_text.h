@@ -36,6 +36,11 @@ public:
     /// Makes room even for nothing, so that data() is a text.
     bool be_text(call_site caller) { return append({"", 0}, caller); }
     void clear() { size_ = 0; }
+    /// Takes away what stands in front of what is left.
+    void drop_front(size_t count) {
+        size_ -= count;
+        memmove(block_.get(), block_.get() + count, size_);
+    }
     void drop_last() { block_.get()[--size_] = '\0'; }
     /// The block, which is the caller's now; the size stays.
     char* release() {

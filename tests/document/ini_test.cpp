@@ -1,0 +1,352 @@
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <ombrel/fault.h>
+#include <ombrel/file.h>
+#include <ombrel/heap.h>
+#include <ombrel/ini.h>
+
+#include "support/scratch_directory.h"
+
+namespace ombrel_test {
+namespace {
+
+using namespace std::string_literals;
+
+class Ini : public testing::Test {
+protected:
+    ~Ini() override { ombrel_close_ini(ini_); }
+
+    void open(uint32_t flags) {
+        ombrel_close_ini(ini_);
+        ombrel_init_ini_options(&options_);
+        options_.m_flags = flags;
+        ini_ = ombrel_open_ini(&options_);
+    }
+    void load(const std::string& text, uint32_t flags = def_ombrel_ini_dialect_plain) {
+        open(flags);
+        ASSERT_EQ(0, ombrel_ini_load(ini_, text.data(), text.size())) << text;
+    }
+    std::string text() const {
+        char* const text = ombrel_alloc_ini_text(ini_, nullptr);
+        const std::string result = text;
+        ombrel_free(text);
+        return result;
+    }
+    /// As "line:column reason".
+    std::string fault() const {
+        const ombrel_ini_fault_t& fault = *ombrel_ini_get_fault(ini_);
+        return std::to_string(fault.m_line) + ":" + std::to_string(fault.m_column) + " " +
+               ombrel_ini_fault_text(fault.m_reason);
+    }
+
+    ombrel_ini_options_t options_;
+    ombrel_ini_t* ini_ = nullptr;
+};
+
+TEST_F(Ini, TellsWhatAndWhereIsMalformed) {
+    constexpr uint32_t git = def_ombrel_ini_dialect_git, python = def_ombrel_ini_dialect_python,
+                       plain = def_ombrel_ini_dialect_plain;
+    const struct {
+        uint32_t flags;
+        std::string text;
+        const char* fault;
+        int code;
+    } cases[] = {{plain, "a", "1:1 line without a separator", def_ombrel_fault_violation},
+                 {plain, "[a", "1:1 head without a closing bracket", def_ombrel_fault_violation},
+                 {plain, "\xC3\xA4=1\n[ ]", "2:2 head without a name", def_ombrel_fault_violation},
+                 {plain, "[a]\xC3\xA4 x", "1:4 something other than a comment behind a head",
+                  def_ombrel_fault_violation},
+                 {plain, "\xFF\xFEk\0"s, "1:1 text that is not in UTF-8 or another set of bytes",
+                  def_ombrel_fault_not_supported},
+                 {git, "k = \"a\\\n b", "1:5 quote that is not closed", def_ombrel_fault_violation},
+                 {git, "k = \"\xC3\xA4\\q", "1:7 backslash before a character that is none to escape",
+                  def_ombrel_fault_violation},
+                 {git, "k_1 = 2", "1:2 character that no key may have", def_ombrel_fault_violation},
+                 {git, "[a\"b\"]", "1:2 name that no section may have", def_ombrel_fault_violation},
+                 {python, "[a]\nK = 1\nk : 2", "3:1 key that is there twice", def_ombrel_fault_violation},
+                 {python, "[a]\n[b]\n[a]", "3:2 section that is there twice", def_ombrel_fault_violation},
+                 {plain | def_ombrel_ini_bare_keys, "k\n  x", "2:1 indented line that goes on with no value",
+                  def_ombrel_fault_violation}};
+    for (const auto& each : cases) {
+        open(each.flags);
+        EXPECT_EQ(-1, ombrel_ini_load(ini_, each.text.data(), each.text.size())) << each.text;
+        EXPECT_EQ(each.code, ombrel_last_fault()) << each.text;
+        EXPECT_EQ(each.fault, fault()) << each.text;
+        EXPECT_EQ(0, ombrel_ini_get_text_size(ini_));
+    }
+}
+
+TEST_F(Ini, KeepsWhatIsMalformedByFlag) {
+    const std::string before = "[a\nk = 1\n?\n";
+    load(before, def_ombrel_ini_dialect_plain | def_ombrel_ini_keep_malformed);
+    EXPECT_EQ(0, ombrel_ini_set(ini_, "", "k", "2"));
+    EXPECT_EQ("[a\nk = 2\n?\n", text());
+}
+
+TEST_F(Ini, LimitsHold) {
+    const struct {
+        size_t ombrel_ini_options_t::*limit;
+        size_t value;
+        const char* text;
+        const char* fault;
+    } cases[] = {{&ombrel_ini_options_t::m_size_limit, 7, "k = 123\n", "1:1 text too long"},
+                 {&ombrel_ini_options_t::m_line_limit, 8, "k = 1\nk = 1\n  2345\n", "2:1 line too long"},
+                 {&ombrel_ini_options_t::m_count_limit, 2, "#\n\nk = 1\n", "3:1 too many lines"}};
+    for (const auto& each : cases)
+        for (const size_t more : {0, 1}) {
+            ombrel_init_ini_options(&options_);
+            options_.*each.limit = each.value + more * 20;
+            ombrel_close_ini(ini_);
+            ini_ = ombrel_open_ini(&options_);
+            EXPECT_EQ(more == 1 ? 0 : -1, ombrel_ini_load(ini_, each.text, strlen(each.text)));
+            if (more == 0) {
+                EXPECT_EQ(each.fault, fault());
+                EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault());
+            }
+        }
+    EXPECT_EQ(0, ombrel_ini_set(ini_, "", "a", "1"));
+    options_.m_count_limit = 0;
+    EXPECT_EQ(nullptr, ombrel_open_ini(&options_));
+    options_.m_count_limit = 1;
+    options_.m_flags |= def_ombrel_ini_backslash_lines;
+    EXPECT_EQ(nullptr, ombrel_open_ini(&options_));
+}
+
+TEST_F(Ini, ReadsTypes) {
+    load("i = -0x10\nbig = 9223372036854775808\nt = On\nf = no\nd = -1.5e3\nb = 1.5 MiB\n"
+         "w = 1 d 02:00\nl = a, \"b, c\" ,, \"\", \"d\\\"\"\n  e ; no\nl = f\nnone =\n");
+    int64_t integer = 7;
+    EXPECT_EQ(0, ombrel_ini_get_integer(ini_, nullptr, "i", -16, 0, &integer));
+    EXPECT_EQ(-16, integer);
+    for (const auto& [key, fault] :
+         {std::pair("big", def_ombrel_fault_too_large), std::pair("t", def_ombrel_fault_violation),
+          std::pair("none", def_ombrel_fault_violation), std::pair("other", def_ombrel_fault_not_found)}) {
+        EXPECT_EQ(-1, ombrel_ini_get_integer(ini_, "", key, INT64_MIN, INT64_MAX, &integer));
+        EXPECT_EQ(fault, ombrel_last_fault()) << key;
+        EXPECT_EQ(-16, integer);
+    }
+    EXPECT_EQ(-1, ombrel_ini_get_integer(ini_, "", "i", -15, 0, &integer));
+    int truth = 7;
+    EXPECT_EQ(0, ombrel_ini_get_boolean(ini_, "", "t", &truth));
+    EXPECT_EQ(1, truth);
+    EXPECT_EQ(0, ombrel_ini_get_boolean(ini_, "", "f", &truth));
+    EXPECT_EQ(0, truth);
+    EXPECT_EQ(-1, ombrel_ini_get_boolean(ini_, "", "none", &truth));
+    double number;
+    EXPECT_EQ(0, ombrel_ini_get_double(ini_, "", "d", &number));
+    EXPECT_EQ(-1500.0, number);
+    EXPECT_EQ(0, ombrel_ini_get_bytes(ini_, "", "b", &integer));
+    EXPECT_EQ(3 << 19, integer);
+    EXPECT_EQ(0, ombrel_ini_get_duration(ini_, "", "w", &integer));
+    EXPECT_EQ(26 * 3600 * int64_t{1000000000}, integer);
+    size_t count;
+    char** const list = ombrel_alloc_ini_list(ini_, "", "l", &count);
+    EXPECT_EQ((std::vector<std::string>{"a", "b, c", "", "d\"", "e", "f"}),
+              std::vector<std::string>(list, list + count));
+    EXPECT_EQ(nullptr, list[count]);
+    ombrel_free(list);
+}
+
+TEST_F(Ini, WritesTypesThatReadBackTheSame) {
+    for (const uint32_t flags : {def_ombrel_ini_dialect_plain, def_ombrel_ini_dialect_git}) {
+        load("", flags);
+        std::mt19937_64 random(3);
+        for (int i = 0; i < 300; i++) {
+            const uint64_t bits = i == 0 ? 1 : random();
+            double wanted, found = 0;
+            memcpy(&wanted, &bits, sizeof wanted);
+            if (!std::isfinite(wanted))
+                continue;
+            ASSERT_EQ(0, ombrel_ini_set_double(ini_, "a", "d", wanted));
+            ASSERT_EQ(0, ombrel_ini_get_double(ini_, "a", "d", &found));
+            EXPECT_EQ(wanted, found) << ombrel_ini_get(ini_, "a", "d");
+            EXPECT_EQ(wanted, strtod(ombrel_ini_get(ini_, "a", "d"), nullptr));
+            const auto wanted_integer = static_cast<int64_t>(bits);
+            int64_t integer = 0;
+            ASSERT_EQ(0, ombrel_ini_set_integer(ini_, "a", "i", wanted_integer));
+            ASSERT_EQ(0, ombrel_ini_get_integer(ini_, "a", "i", INT64_MIN, INT64_MAX, &integer));
+            EXPECT_EQ(wanted_integer, integer);
+            const int64_t size = static_cast<int64_t>(bits >> 1 >> i % 60) << i % 60;
+            ASSERT_EQ(0, ombrel_ini_set_bytes(ini_, "a", "b", size));
+            ASSERT_EQ(0, ombrel_ini_get_bytes(ini_, "a", "b", &integer));
+            EXPECT_EQ(size, integer);
+        }
+        EXPECT_EQ(-1, ombrel_ini_set_double(ini_, "a", "d", std::numeric_limits<double>::infinity()));
+        const char* const items[] = {"", "a, b", " c", "\"", "; d", "e\nf", "\\", "g;h"};
+        ombrel_ini_add(ini_, "a", "l", "gone");
+        ombrel_ini_add(ini_, "a", "l", "gone, too");
+        ASSERT_EQ(0, ombrel_ini_set_list(ini_, "a", "l", items, std::size(items)));
+        size_t count = 0;
+        char** const list = ombrel_alloc_ini_list(ini_, "a", "l", &count);
+        EXPECT_EQ(std::vector<std::string>(items, std::end(items)),
+                  std::vector<std::string>(list, list + count));
+        EXPECT_EQ(1, ombrel_ini_get_count(ini_, "a", "l"));
+        ombrel_free(list);
+    }
+}
+
+TEST_F(Ini, ChangesSectionsAndNames) {
+    load("# top\n\n# of a\n[a] ; x\nk = 1\n\n# old\n\n# of b\n[b]\nk = 1\nK : 2\n[a]\nk = 2");
+    EXPECT_EQ(0, ombrel_ini_rename(ini_, "a", "k", "key"));
+    EXPECT_EQ(-1, ombrel_ini_rename(ini_, "b", "k", "K"));
+    EXPECT_EQ(def_ombrel_fault_exists, ombrel_last_fault());
+    EXPECT_EQ(0, ombrel_ini_rename_section(ini_, "a", "c"));
+    EXPECT_EQ(-1, ombrel_ini_rename_section(ini_, "c", "b"));
+    EXPECT_EQ(2, ombrel_ini_get_count(ini_, "c", "key"));
+    EXPECT_EQ("# top\n\n# of a\n[c] ; x\nkey = 1\n\n# old\n\n# of b\n[b]\nk = 1\nK : 2\n[c]\nkey = 2",
+              text());
+    EXPECT_EQ(0, ombrel_ini_delete_section(ini_, "c"));
+    EXPECT_EQ("# top\n\n# of b\n[b]\nk = 1\nK : 2\n", text());
+    EXPECT_EQ(0, ombrel_ini_add_section(ini_, "e"));
+    EXPECT_EQ(-1, ombrel_ini_add_section(ini_, "e"));
+    EXPECT_EQ("# top\n\n# of b\n[b]\nk = 1\nK : 2\n\n[e]\n", text());
+    EXPECT_EQ(1, ombrel_ini_is_changed(ini_));
+
+    // What was deleted kept an indented head from going on with the value before.
+    load("k = 1\n[a]\n  [b]\n");
+    EXPECT_EQ(-1, ombrel_ini_delete_section(ini_, "a"));
+    EXPECT_EQ("k = 1\n[a]\n  [b]\n", text());
+    EXPECT_EQ(0, ombrel_ini_set(ini_, "a", "x", "1"));
+    EXPECT_EQ("k = 1\n[a]\n  x = 1\n  [b]\n", text());
+}
+
+TEST_F(Ini, IncludesWithinLimits) {
+    const scratch_directory directory;
+    const auto put = [&](const char* name, const char* data) {
+        ombrel_make_directories((directory.path() + "/sub").c_str(), 0777);
+        ombrel_store_file((directory.path() + "/" + name).c_str(), data, strlen(data), 0, 0666);
+    };
+    constexpr uint32_t flags = def_ombrel_ini_dialect_plain | def_ombrel_ini_include_lines;
+    const std::string main = directory.path() + "/main.ini";
+    const auto load_main = [&](uint32_t with) {
+        open(with);
+        return ombrel_ini_load_file(ini_, main.c_str());
+    };
+    put("main.ini", "[a]\nk = 1\n!include sub/one.ini\nl = 1\n[z]\n");
+    put("sub/one.ini", "g = 0\n[a]\nk = 2\n!include two.ini");
+    put("sub/two.ini", "[a]\nl = 2\nm = 2\n");
+    EXPECT_EQ(-1, load_main(def_ombrel_ini_dialect_plain)); // off by default
+    ASSERT_EQ(0, load_main(flags));
+    EXPECT_STREQ("2", ombrel_ini_get(ini_, "a", "k"));
+    EXPECT_STREQ("1", ombrel_ini_get(ini_, "a", "l"));
+    EXPECT_STREQ("0", ombrel_ini_get(ini_, "", "g"));
+    EXPECT_EQ(-1, ombrel_ini_set_at(ini_, "a", "k", 1, "3"));
+    EXPECT_EQ(def_ombrel_fault_access_denied, ombrel_last_fault());
+    EXPECT_EQ(-1, ombrel_ini_delete(ini_, "a", "m"));
+    EXPECT_EQ(0, ombrel_ini_set(ini_, "a", "m", "3")); // behind the include, so it counts
+    EXPECT_STREQ("3", ombrel_ini_get(ini_, "a", "m"));
+    EXPECT_EQ("[a]\nk = 1\n!include sub/one.ini\nl = 1\nm = 3\n[z]\n", text());
+
+    put("main.ini", "[a]\nk = 1\n!include sub/one.ini\n");
+    ASSERT_EQ(0, load_main(flags));
+    EXPECT_EQ(-1, ombrel_ini_set(ini_, "a", "m", "3")); // would stand before it
+    EXPECT_EQ(def_ombrel_fault_access_denied, ombrel_last_fault());
+    EXPECT_EQ("[a]\nk = 1\n!include sub/one.ini\n", text());
+
+    const struct {
+        const char* two;
+        const char* fault;
+    } cases[] = {{"!include ../sub/one.ini", "1:1 file that includes itself"},
+                 {"!include ../main.ini", "1:1 file that includes itself"},
+                 {"\n !include none.ini", "2:1 file to include that cannot be read"},
+                 {"!include ../sub", "1:1 file to include that cannot be read"},
+                 {"?", "1:1 line without a separator"}};
+    for (const auto& each : cases) {
+        put("sub/two.ini", each.two);
+        EXPECT_EQ(-1, load_main(flags));
+        EXPECT_EQ(each.fault, fault());
+        EXPECT_TRUE(strstr(ombrel_ini_get_fault(ini_)->m_path, "two.ini") != nullptr);
+    }
+    put("sub/two.ini", "!include none.ini");
+    EXPECT_EQ(0, load_main(flags | def_ombrel_ini_include_optional));
+    put("sub/one.ini", "[a]\nk = 2\n");
+    put("sub/two.ini", "[a]\nb");
+    put("main.ini", "[include]\npath = sub/one.ini\nPath = sub/two.ini");
+    ASSERT_EQ(0, load_main(def_ombrel_ini_dialect_git | def_ombrel_ini_include_keys));
+    EXPECT_STREQ("2", ombrel_ini_get(ini_, "A", "K"));
+    put("main.ini", "!include sub/one.ini\n!include sub/one.ini");
+    put("sub/one.ini", "!include two.ini");
+    for (size_t ombrel_ini_options_t::*const limit :
+         {&ombrel_ini_options_t::m_include_depth_limit, &ombrel_ini_options_t::m_include_count_limit}) {
+        put("sub/two.ini", "");
+        open(flags);
+        options_.*limit = 1;
+        ombrel_close_ini(ini_);
+        ini_ = ombrel_open_ini(&options_);
+        EXPECT_EQ(-1, ombrel_ini_load_file(ini_, main.c_str()));
+        EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault());
+    }
+}
+
+TEST_F(Ini, WalksInOrder) {
+    load("g = 1\n[a]\n# c\nk = \"1\"\n\n[b \"c\"]\nk\n[a]\nl = 2", def_ombrel_ini_dialect_git);
+    const auto walk = [&](const char* section) {
+        std::string all;
+        ombrel_ini_walk_t walk;
+        ombrel_ini_entry_t entry;
+        EXPECT_EQ(0, ombrel_init_ini_walk(&walk, ini_, section));
+        while (ombrel_ini_walk_next(&walk, &entry) == 1)
+            all += std::to_string(entry.m_line) + std::to_string(entry.m_kind) + entry.m_section +
+                   (entry.m_sub_section != nullptr ? entry.m_sub_section : "") + ":" +
+                   (entry.m_key != nullptr ? entry.m_key : "") + "=" +
+                   (entry.m_value != nullptr ? entry.m_value : "-") + " ";
+        return all;
+    };
+    EXPECT_EQ("12:g=1 21a:=- 33a:=- 42a:k=1 54a:=- 61b \"c\"c:=- 72b \"c\"c:k=- 81a:=- 92a:l=2 ",
+              walk(nullptr));
+    EXPECT_EQ("21a:=- 33a:=- 42a:k=1 54a:=- 81a:=- 92a:l=2 ", walk("A"));
+    EXPECT_EQ("12:g=1 ", walk(""));
+    ombrel_ini_walk_t changed;
+    ombrel_ini_entry_t entry;
+    ombrel_init_ini_walk(&changed, ini_, nullptr);
+    ombrel_ini_set(ini_, "a", "k", "2");
+    EXPECT_EQ(-1, ombrel_ini_walk_next(&changed, &entry));
+    EXPECT_EQ(def_ombrel_fault_busy, ombrel_last_fault());
+}
+
+TEST_F(Ini, IsQuickWithManyKeys) {
+    std::string all = "[a]\n";
+    for (int i = 0; i < 100000; i++)
+        all += "key" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+    ombrel_buffer_t* const buffer = ombrel_open_buffer();
+    ombrel_push_buffer(buffer, all.data(), all.size());
+    open(def_ombrel_ini_dialect_plain);
+    ASSERT_EQ(0, ombrel_ini_load_buffer(ini_, buffer));
+    for (int i = 0; i < 100000; i += 3) {
+        const std::string key = "key" + std::to_string(i);
+        ASSERT_EQ(std::to_string(i), ombrel_ini_get(ini_, "a", key.c_str()));
+        ASSERT_EQ(0, ombrel_ini_set(ini_, "a", ("new" + key).c_str(), "1"));
+    }
+    ASSERT_EQ(0, ombrel_ini_push_buffer(ini_, buffer));
+    EXPECT_EQ(static_cast<size_t>(ombrel_ini_get_text_size(ini_)), ombrel_get_buffer_size(buffer));
+    ombrel_close_buffer(buffer);
+    const std::string blank = "k = 1" + std::string(300000, '\n') + "l = 1\n";
+    load(blank);
+    EXPECT_EQ(blank.size(), text().size());
+}
+
+TEST_F(Ini, RefusesNonsense) {
+    EXPECT_EQ(-1, ombrel_ini_load(nullptr, "", 0));
+    EXPECT_EQ(nullptr, ombrel_ini_get(nullptr, "", "k"));
+    load("k = 1\n");
+    EXPECT_EQ(-1, ombrel_ini_load(ini_, "", 0)); // it is read once
+    EXPECT_EQ(-1, ombrel_ini_set(ini_, "", "l", nullptr));
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    EXPECT_EQ(0, ombrel_ini_reset(ini_));
+    EXPECT_EQ(0, ombrel_ini_push(ini_, "k =", 3));
+    EXPECT_EQ(-1, ombrel_ini_set(ini_, "", "k", "1")); // not while it is read
+    EXPECT_EQ(0, ombrel_ini_end(ini_));
+    char name[8];
+    EXPECT_EQ(8, ombrel_format_ini_section(name, sizeof name, "a", "b\"c"));
+    EXPECT_STREQ("a \"b\\\"c", name);
+}
+
+} // namespace
+} // namespace ombrel_test
