@@ -12,11 +12,11 @@
 
 #include <ombrel/xml.h>
 
-#include "document/xml_events.h"
+#include "support/xml_trace.h"
 
 namespace {
 
-using namespace ombrel_test;
+using xml_trace::text_of;
 namespace fs = std::filesystem;
 
 using attributes = std::map<std::string, std::string>;
@@ -42,7 +42,7 @@ int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, voi
 struct outcome {
     int result;
     ombrel_xml_fault_t fault;
-    xml_record record;
+    xml_trace::recorder record;
 };
 
 /// @param cut how many bytes at a time; 0 for all at once, negative for the seed of random ones
@@ -53,7 +53,8 @@ outcome parse(const std::string& bytes, const std::string& base, bool has_namesp
     options.m_base = base.c_str();
     options.m_loader = load;
     outcome all{};
-    ombrel_xml_parser_t* const parser = ombrel_open_xml_parser(&options, xml_record::take, &all.record);
+    ombrel_xml_parser_t* const parser =
+        ombrel_open_xml_parser(&options, xml_trace::recorder::take, &all.record);
     std::minstd_rand random(static_cast<unsigned>(-cut));
     for (size_t at = 0, size = 0; all.result == 0 && at < bytes.size(); at += size) {
         size = cut == 0 ? bytes.size() : cut > 0 ? static_cast<size_t>(cut) : 1 + random() % 40;

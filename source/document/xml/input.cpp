@@ -45,7 +45,8 @@ bool xml_input::look(std::string_view bytes, bool is_all) {
     const encoding_look found = look_for_encoding(bytes, told_, is_all);
     charset_ = found.charset;
     mark_ = found.mark;
-    decoder_ = charset_decoder(charset_);
+    if (charset_ != 0)
+        decoder_ = charset_decoder(charset_);
     return charset_ != 0;
 }
 

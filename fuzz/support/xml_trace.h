@@ -6,21 +6,22 @@
 
 #include <ombrel/xml.h>
 
-namespace ombrel_test {
+namespace xml_trace {
 
 inline std::string text_of(const ombrel_xml_text_t& text) {
     return {text.m_data, text.m_size};
 }
 
-struct xml_record {
+struct recorder {
     std::string events;
     std::string canonical;
     std::map<std::string, std::string> notations;
     size_t doctype = 0; ///< where it stands in the canonical form
+    size_t starts = 0, ends = 0;
     bool is_in_text = false;
 
     static int take(const ombrel_xml_event_t* event, void* context) {
-        static_cast<xml_record*>(context)->add(*event);
+        static_cast<recorder*>(context)->add(*event);
         return 0;
     }
 
@@ -29,6 +30,8 @@ struct xml_record {
         if (!is_text || !is_in_text)
             events += "\n" + std::to_string(event.m_kind) + "|";
         is_in_text = is_text;
+        starts += event.m_kind == def_ombrel_xml_event_element;
+        ends += event.m_kind == def_ombrel_xml_event_element_end;
         events += text_of(event.m_text);
         if (!is_text)
             add_parts(event);
@@ -121,4 +124,4 @@ private:
     }
 };
 
-} // namespace ombrel_test
+} // namespace xml_trace
