@@ -1,7 +1,5 @@
 #include "document/xml/xml_writing.h"
 
-#include <array>
-
 #include <ombrel/charset.h>
 
 #include "core/fault.h"
@@ -11,73 +9,13 @@ namespace ombrel::document {
 
 namespace {
 
-constexpr auto good = xml_output::outcome::good;
-
-std::string_view reference_to(char c) {
-    switch (c) {
-    case '&':
-        return "&amp;";
-    case '<':
-        return "&lt;";
-    case '>':
-        return "&gt;";
-    case '"':
-        return "&quot;";
-    case '\t':
-        return "&#9;";
-    case '\n':
-        return "&#10;";
-    default:
-        return "&#13;";
-    }
-}
-
 /// The bytes of a character of valid UTF-8 by its first.
 size_t character_size(char first) {
     const auto byte = static_cast<unsigned char>(first);
     return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
 }
 
-struct told_reason {
-    const char* text;
-    fault_code fault;
-};
-
-constexpr told_reason reasons[] = {
-    {"nothing was refused", fault_code::none},
-    {"an argument that makes no sense", fault_code::invalid},
-    {"no name of XML", fault_code::violation},
-    {"no UTF-8, or no character of XML", fault_code::violation},
-    {"a character that the encoding lacks, where no reference may be", fault_code::violation},
-    {"\"--\" in a comment, or \"-\" at its end", fault_code::violation},
-    {"\"?>\" in an instruction, or white space at its beginning", fault_code::violation},
-    {"a document type that is not as they are", fault_code::violation},
-    {"an attribute that the element has already", fault_code::violation},
-    {"a prefix that is not bound, or may not be bound so", fault_code::violation},
-    {"something where it may not stand", fault_code::violation},
-    {"not one element at the top", fault_code::violation},
-    {"elements that are open at the end", fault_code::violation},
-    {"an end without an open element", fault_code::violation},
-    {"text among children that stand on lines", fault_code::violation},
-    {"more elements within one another than the limit", fault_code::too_large},
-    {"the output did not take the bytes", fault_code::none},
-    {"memory ran out", fault_code::no_memory},
-};
-static_assert(std::size(reasons) == def_ombrel_xml_writer_fault_no_memory + 1);
-
 } // namespace
-
-/// By the character: where it is escaped.
-constexpr std::array<uint8_t, 256> xml_writing::escapes = [] {
-    std::array<uint8_t, 256> table{};
-    for (const char c : {'&', '<'})
-        table[static_cast<unsigned char>(c)] = in_text | in_value | in_canonical;
-    table['>'] = in_text | in_canonical;
-    table['"'] = in_value | in_canonical;
-    table['\t'] = table['\n'] = in_value | in_canonical;
-    table['\r'] = in_text | in_value | in_canonical;
-    return table;
-}();
 
 xml_writing::xml_writing(ombrel_buffer_t* buffer, const ombrel_xml_writer_options_t& options, int charset,
                          const call_site& giver)
@@ -88,53 +26,6 @@ xml_writing::xml_writing(ombrel_buffer_t* buffer, const ombrel_xml_writer_option
 
 bool xml_writing::open() {
     return levels_.push({}) && scope_.open();
-}
-
-int xml_writing::fail() const {
-    // The output's own fault was left when it failed, and may be another by now.
-    const fault_code why = reasons[reason_].fault;
-    if (why != fault_code::none)
-        leave_fault(why);
-    else if (!last_fault())
-        leave_fault(fault_code::input_output);
-    return -1;
-}
-
-int xml_writing::fail(int reason) {
-    if (reason_ == def_ombrel_xml_writer_fault_none)
-        reason_ = reason;
-    return fail();
-}
-
-int xml_writing::check(xml_output::outcome result) {
-    if (result == good)
-        return 0;
-    if (result == xml_output::outcome::unencodable)
-        return fail(def_ombrel_xml_writer_fault_encoding);
-    fail(def_ombrel_xml_writer_fault_output);
-    return output_.refusal();
-}
-
-int xml_writing::put_all(std::initializer_list<std::string_view> parts) {
-    for (const std::string_view part : parts)
-        if (const int result = put(part); result != 0)
-            return result;
-    return 0;
-}
-
-int xml_writing::put_escaped(std::string_view text, escape where) {
-    const int which = is_canonical() ? in_canonical : where;
-    size_t from = 0;
-    for (size_t at = 0; at < text.size(); at++) {
-        if (!(escapes[static_cast<unsigned char>(text[at])] & which))
-            continue;
-        if (const int result = put(slice(text, from, at - from), true); result != 0)
-            return result;
-        if (const int result = put(reference_to(text[at])); result != 0)
-            return result;
-        from = at + 1;
-    }
-    return put(slice(text, from), true);
 }
 
 /// What comes before anything that is written.
@@ -151,11 +42,6 @@ int xml_writing::prepare() {
     if (stage_ == at_start)
         stage_ = before_doctype;
     return 0;
-}
-
-int xml_writing::put_line(size_t depth) {
-    const int result = put("\n");
-    return result != 0 ? result : check(output_.fill(' ', depth * indent_));
 }
 
 /// Begins a line where the form has one.
@@ -308,10 +194,91 @@ int xml_writing::finish() {
     return result != 0 ? result : flush();
 }
 
-} // namespace ombrel::document
-
-extern "C" const char* ombrel_xml_writer_fault_text(int reason) {
-    using namespace ombrel::document;
-    const bool is_known = reason >= 0 && static_cast<size_t>(reason) < std::size(reasons);
-    return is_known ? reasons[reason].text : "unknown";
+int xml_writing::open_tag(std::string_view prefix, std::string_view local, uint32_t mark, uint32_t binding) {
+    if (depth() >= depth_limit_)
+        return fail(def_ombrel_xml_writer_fault_deep);
+    if (depth() == 0 && !is_fragment() && std::exchange(stage_, in_root) == behind_root)
+        return fail(def_ombrel_xml_writer_fault_root);
+    if (const int result = prepare_line(); result != 0)
+        return result;
+    tag_.clear();
+    tag_text_.clear();
+    if (!add_name(prefix, local, "", binding))
+        return fail(def_ombrel_xml_writer_fault_no_memory);
+    const std::string_view name = name_of(tag_[0]);
+    const level element = {names_.size(), name.size(), mark, top().is_announced, false, false};
+    if (!names_.append(name.data(), name.size()) || !levels_.push(element))
+        return fail(def_ombrel_xml_writer_fault_no_memory);
+    tag_is_open_ = true;
+    return put_all({"<", name});
 }
+
+uint32_t xml_writing::take_mark() {
+    const uint32_t announced = std::exchange(announced_from_, 0);
+    return announced != 0 ? announced : scope_.mark();
+}
+
+int xml_writing::begin(std::string_view name) {
+    if (!is_name(name))
+        return fail(def_ombrel_xml_writer_fault_name);
+    const uint32_t announced = std::exchange(announced_from_, 0);
+    if (const int result = prepare(); result != 0)
+        return result;
+    announced_from_ = announced;
+    return open_tag("", name, take_mark(), namespace_scope::unbound);
+}
+
+int xml_writing::begin_in(std::string_view uri, std::string_view name) {
+    if (!with_namespaces())
+        return begin(name);
+    if (!is_name(name))
+        return fail(def_ombrel_xml_writer_fault_name);
+    const uint32_t announced = std::exchange(announced_from_, 0);
+    if (const int result = prepare(); result != 0)
+        return result;
+    announced_from_ = announced;
+    const uint32_t mark = take_mark();
+    bool is_new = false;
+    const uint32_t binding = choose(uri, prefix_of(name), mark, is_new);
+    if (binding == namespace_scope::unbound)
+        return -1;
+    const int result = open_tag(scope_.prefix(binding), local_of(name), mark, binding);
+    return result == 0 && is_new ? put_declaration_of(binding, uri) : result;
+}
+
+int xml_writing::announce(std::string_view prefix, std::string_view uri) {
+    if (announced_from_ == 0) {
+        if (const int result = prepare(); result != 0)
+            return result;
+        announced_from_ = scope_.mark();
+    }
+    if (!may_bind(prefix, uri))
+        return fail(def_ombrel_xml_writer_fault_prefix);
+    return scope_.bind(prefix, uri) ? 0 : fail(def_ombrel_xml_writer_fault_no_memory);
+}
+
+int xml_writing::put_end() {
+    const level& ended = top();
+    if (tag_is_open_ && !is_canonical())
+        return close_tag("/>");
+    int result = tag_is_open_ ? close_tag(">") : 0;
+    if (result == 0 && ended.is_on_lines)
+        result = put_line(depth() - 1);
+    return result == 0 ? put_all({"</", {names_.data() + ended.name_at, ended.name_size}, ">"}) : result;
+}
+
+int xml_writing::end() {
+    if (reason_ != def_ombrel_xml_writer_fault_none || announced_from_ != 0)
+        return fail(def_ombrel_xml_writer_fault_order);
+    if (depth() == 0)
+        return fail(def_ombrel_xml_writer_fault_end);
+    const int result = put_end();
+    scope_.restore(top().mark);
+    names_.truncate(top().name_at);
+    levels_.truncate(levels_.size() - 1);
+    if (depth() == 0 && !is_fragment())
+        stage_ = behind_root;
+    return result;
+}
+
+} // namespace ombrel::document

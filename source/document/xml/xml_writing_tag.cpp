@@ -1,4 +1,4 @@
-// Start and end tags: names, attributes, namespaces.
+// Start tags: names, attributes, namespaces.
 #include <algorithm>
 
 #include <ombrel/printf.h>
@@ -16,25 +16,6 @@ constexpr size_t few_names = 16;
 
 } // namespace
 
-int xml_writing::open_tag(std::string_view prefix, std::string_view local, uint32_t mark, uint32_t binding) {
-    if (depth() >= depth_limit_)
-        return fail(def_ombrel_xml_writer_fault_deep);
-    if (depth() == 0 && !is_fragment() && std::exchange(stage_, in_root) == behind_root)
-        return fail(def_ombrel_xml_writer_fault_root);
-    if (const int result = prepare_line(); result != 0)
-        return result;
-    tag_.clear();
-    tag_text_.clear();
-    if (!add_name(prefix, local, "", binding))
-        return fail(def_ombrel_xml_writer_fault_no_memory);
-    const std::string_view name = name_of(tag_[0]);
-    const level element = {names_.size(), name.size(), mark, top().is_announced, false, false};
-    if (!names_.append(name.data(), name.size()) || !levels_.push(element))
-        return fail(def_ombrel_xml_writer_fault_no_memory);
-    tag_is_open_ = true;
-    return put_all({"<", name});
-}
-
 bool xml_writing::add_name(std::string_view prefix, std::string_view local, std::string_view value,
                            uint32_t binding) {
     const tag_name added = {tag_text_.size(), prefix.size() + (prefix.empty() ? 0 : 1) + local.size(),
@@ -46,50 +27,6 @@ bool xml_writing::add_name(std::string_view prefix, std::string_view local, std:
 
 bool xml_writing::is_name(std::string_view name) const {
     return ombrel_is_xml_name(name.data(), name.size(), with_namespaces()) == 1;
-}
-
-uint32_t xml_writing::take_mark() {
-    const uint32_t announced = std::exchange(announced_from_, 0);
-    return announced != 0 ? announced : scope_.mark();
-}
-
-int xml_writing::begin(std::string_view name) {
-    if (!is_name(name))
-        return fail(def_ombrel_xml_writer_fault_name);
-    const uint32_t announced = std::exchange(announced_from_, 0);
-    if (const int result = prepare(); result != 0)
-        return result;
-    announced_from_ = announced;
-    return open_tag("", name, take_mark(), namespace_scope::unbound);
-}
-
-int xml_writing::begin_in(std::string_view uri, std::string_view name) {
-    if (!with_namespaces())
-        return begin(name);
-    if (!is_name(name))
-        return fail(def_ombrel_xml_writer_fault_name);
-    const uint32_t announced = std::exchange(announced_from_, 0);
-    if (const int result = prepare(); result != 0)
-        return result;
-    announced_from_ = announced;
-    const uint32_t mark = take_mark();
-    bool is_new = false;
-    const uint32_t binding = choose(uri, prefix_of(name), mark, is_new);
-    if (binding == namespace_scope::unbound)
-        return -1;
-    const int result = open_tag(scope_.prefix(binding), local_of(name), mark, binding);
-    return result == 0 && is_new ? put_declaration_of(binding, uri) : result;
-}
-
-int xml_writing::announce(std::string_view prefix, std::string_view uri) {
-    if (announced_from_ == 0) {
-        if (const int result = prepare(); result != 0)
-            return result;
-        announced_from_ = scope_.mark();
-    }
-    if (!may_bind(prefix, uri))
-        return fail(def_ombrel_xml_writer_fault_prefix);
-    return scope_.bind(prefix, uri) ? 0 : fail(def_ombrel_xml_writer_fault_no_memory);
 }
 
 bool xml_writing::may_declare(std::string_view prefix, std::string_view uri, uint32_t mark) const {
@@ -300,30 +237,6 @@ int xml_writing::close_tag(std::string_view end) {
         return result;
     const int result = is_canonical() ? put_sorted() : 0;
     return result != 0 ? result : put(end);
-}
-
-int xml_writing::put_end() {
-    const level& ended = top();
-    if (tag_is_open_ && !is_canonical())
-        return close_tag("/>");
-    int result = tag_is_open_ ? close_tag(">") : 0;
-    if (result == 0 && ended.is_on_lines)
-        result = put_line(depth() - 1);
-    return result == 0 ? put_all({"</", {names_.data() + ended.name_at, ended.name_size}, ">"}) : result;
-}
-
-int xml_writing::end() {
-    if (reason_ != def_ombrel_xml_writer_fault_none || announced_from_ != 0)
-        return fail(def_ombrel_xml_writer_fault_order);
-    if (depth() == 0)
-        return fail(def_ombrel_xml_writer_fault_end);
-    const int result = put_end();
-    scope_.restore(top().mark);
-    names_.truncate(top().name_at);
-    levels_.truncate(levels_.size() - 1);
-    if (depth() == 0 && !is_fragment())
-        stage_ = behind_root;
-    return result;
 }
 
 } // namespace ombrel::document
