@@ -12,9 +12,14 @@
 
 namespace ombrel::command {
 
-/// Puts objects and arrays; a failure of the output shows when the command has finished.
+/// Puts objects and arrays, a line at a time; a failure of the output shows when the command has finished.
 class json_output {
 public:
+    json_output() = default;
+    ~json_output() { flush(); }
+    json_output(const json_output&) = delete;
+    json_output& operator=(const json_output&) = delete;
+
     void begin_object(const char* name = nullptr) { begin(name, "{"); }
     void end_object() { end("}"); }
     void begin_array(const char* name = nullptr) { begin(name, "["); }
@@ -22,12 +27,13 @@ public:
     void end_line() {
         put("\n");
         needs_comma_ = false;
+        flush();
     }
 
     void add_text(const char* name, std::string_view text) {
         begin(name, "\"");
         while (!text.empty())
-            text.remove_prefix(put_character(text));
+            text.remove_prefix(put_start(text));
         end("\"");
     }
     void add_item(const char* text) { add_text(nullptr, text); }
@@ -40,7 +46,20 @@ public:
     void add_null(const char* name) { add_word(name, "null"); }
 
 private:
-    static void put(std::string_view text) { put_bytes(text.data(), text.size()); }
+    void flush() {
+        put_bytes(buffer_, used_);
+        used_ = 0;
+    }
+    void put(std::string_view text) {
+        if (text.size() > sizeof buffer_ - used_)
+            flush();
+        if (text.size() > sizeof buffer_) {
+            put_bytes(text.data(), text.size());
+            return;
+        }
+        memcpy(buffer_ + used_, text.data(), text.size());
+        used_ += text.size();
+    }
 
     void begin(const char* name, const char* opening) {
         if (needs_comma_)
@@ -62,23 +81,37 @@ private:
         end("");
     }
 
-    /// The first character, and how many bytes it was; what is no UTF-8 becomes U+FFFD.
-    static size_t put_character(std::string_view text) {
+    static bool is_plain(uint32_t code) {
+        constexpr uint32_t first_printed = 0x20;
+        return code >= first_printed && code != '"' && code != '\\';
+    }
+    static size_t plain_start(std::string_view text) {
+        constexpr char last_ascii = 0x7E;
+        size_t size = 0;
+        while (size < text.size() && text[size] > 0 && text[size] <= last_ascii &&
+               is_plain(static_cast<uint32_t>(text[size])))
+            size++;
+        return size;
+    }
+
+    /// What stands for itself at the beginning, or the first character; what is no UTF-8 becomes U+FFFD.
+    /// @return how many bytes it was
+    size_t put_start(std::string_view text) {
         constexpr uint32_t replacement = 0xFFFD;
+        if (const size_t plain = plain_start(text); plain != 0)
+            return put({text.data(), plain}), plain;
         uint32_t code = replacement;
         const int size = ombrel_utf8_character_decode(text.data(), text.size(), &code);
-        constexpr uint32_t first_printed = 0x20;
-        const bool is_plain = size > 0 && code >= first_printed && code != '"' && code != '\\';
-        if (is_plain) {
-            put_bytes(text.data(), static_cast<size_t>(size));
-            return static_cast<size_t>(size);
-        }
+        if (size > 0 && is_plain(code))
+            return put({text.data(), static_cast<size_t>(size)}), static_cast<size_t>(size);
         char escaped[8];
         ombrel_snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(code));
         put(escaped);
         return size > 0 ? static_cast<size_t>(size) : 1;
     }
 
+    char buffer_[4096];
+    size_t used_ = 0;
     bool needs_comma_ = false;
 };
 

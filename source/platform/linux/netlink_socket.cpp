@@ -15,7 +15,7 @@ byte_pile::~byte_pile() {
 }
 
 uint8_t* byte_pile::make_room(size_t more) {
-    constexpr size_t least_room = 16384;
+    constexpr size_t least_room = 4096;
     if (more > SIZE_MAX / 2 - size_) {
         leave_fault(fault_code::too_large);
         return nullptr;
@@ -82,8 +82,9 @@ bool netlink_socket::send(netlink_bytes request) const {
 }
 
 bool netlink_socket::receive(byte_pile& pile, bool waits) const {
-    // Room for the most that the kernel makes at once, so that it does.
-    constexpr size_t usual_size = 32768;
+    // The kernel makes pieces as large as the room that it has seen, up to this: so the more there is, the
+    // larger they become.
+    constexpr size_t most_at_once = 32768;
     const int flags = waits ? 0 : MSG_DONTWAIT;
     while (true) {
         const ssize_t size = recv(s_, nullptr, 0, MSG_PEEK | MSG_TRUNC | flags);
@@ -93,7 +94,7 @@ bool netlink_socket::receive(byte_pile& pile, bool waits) const {
             leave_fault(fault_code::timed_out);
         if (size < 0)
             return false;
-        const size_t room = std::max(static_cast<size_t>(size), usual_size);
+        const size_t room = std::max(static_cast<size_t>(size), std::min(pile.bytes().size(), most_at_once));
         uint8_t* const place = pile.make_room(room);
         if (place == nullptr)
             return false;
