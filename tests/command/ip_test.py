@@ -19,6 +19,8 @@ ALIAS = 'a "quoted" n\u00e4me\\\t'
 BLINK = "address add 172.31.0.1/32 dev lo\naddress delete 172.31.0.1/32 dev lo\n"
 NETWORK = """link add v0 type veth peer name v1
 link add br0 type bridge
+link add d0 type dummy
+link add link v1 name v1.5 type vlan id 5
 link set v0 master br0
 link set v1 txqueuelen 77 group 5
 address add 192.0.2.1/24 brd + dev v1 label v1:one
