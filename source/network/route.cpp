@@ -13,9 +13,11 @@ using namespace ombrel;
 
 namespace {
 
-bool is_wanted(const ombrel_route_t& one, const ombrel_route_options_t& options) {
+bool is_wanted(const platform::route_list& host, const ombrel_route_t& one,
+               const ombrel_route_options_t& options) {
     return (options.m_table == def_ombrel_route_table_all || one.m_table == options.m_table) &&
-           (options.m_interface == 0 || one.m_interface == options.m_interface);
+           (options.m_interface == 0 || one.m_interface == options.m_interface ||
+            (one.m_hop_count != 0 && host.has_hop_by(options.m_interface)));
 }
 
 struct list_counts {
@@ -26,7 +28,7 @@ bool count_records(platform::route_list& host, const ombrel_route_options_t& opt
     ombrel_route_t one;
     int step;
     while ((step = host.next(one)) == 1)
-        if (is_wanted(one, options)) {
+        if (is_wanted(host, one, options)) {
             counts.routes++;
             counts.hops += static_cast<size_t>(one.m_hop_count);
         }
@@ -47,7 +49,7 @@ void fill_list(platform::route_list& host, const ombrel_route_options_t& options
                ombrel_route_t* routes, ombrel_route_hop_t* hops) {
     ombrel_route_t passing;
     for (size_t i = 0; i < counts.routes && host.next(passing) == 1;) {
-        if (!is_wanted(passing, options))
+        if (!is_wanted(host, passing, options))
             continue;
         ombrel_route_t& one = routes[i++] = passing;
         add_hops(host, one, hops);

@@ -28,6 +28,8 @@ public:
     /// The next route. Of its hops it has the number; next_hop() walks them.
     int next(ombrel_route_t& route);
     bool next_hop(ombrel_route_hop_t& hop);
+    /// Whether one of the hops of the present route leaves by an interface; the walk over them stays.
+    bool has_hop_by(uint32_t interface_index) const;
 
 private:
     struct state;

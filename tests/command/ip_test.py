@@ -40,13 +40,16 @@ route add 10.4.0.0/16 via 198.51.100.1 dev v1 onlink proto dhcp src 192.0.2.8
 route add 203.0.113.0/24 nexthop via 192.0.2.2 weight 2 nexthop via 192.0.2.3
 route add 198.18.0.0/15 dev v1 table 1000
 route add 198.51.100.7 dev v1 scope link tos 0x10
+route add 203.0.114.0/24 nexthop via 192.0.2.2 nexthop via 10.5.0.3 nexthop dev br0
 route add blackhole 10.6.0.0/16
 route add unreachable 10.8.0.0/16 metric 7
 route add prohibit 10.9.0.0/16
 route add throw 10.7.0.0/16
--6 route add 2001:db8:1::/48 nexthop via 2001:db8::9 nexthop via 2001:db8::3
--6 route add 2001:db8:2::/48 via 2001:db8::9 pref high
--6 route add default via fe80::1 dev v1
+route add 2001:db8:1::/48 nexthop via 2001:db8::9 nexthop via 2001:db8::3
+route add 2001:db8:2::/48 via 2001:db8::9 pref high
+route add ::/0 via fe80::1 dev v1
+route add blackhole 2001:db8:6::/48
+route add throw 2001:db8:7::/48
 neighbour add 192.0.2.9 lladdr 00:11:22:33:44:55 dev v1
 neighbour add 192.0.2.10 lladdr 00:11:22:33:44:56 dev v1 nud stale
 neighbour add fe80::1 lladdr 00:11:22:33:44:57 dev v1 router nud reachable
@@ -98,6 +101,7 @@ class IpTest(unittest.TestCase):
         self.compare(["route", "--json"], ["-4", "route"], ["-6", "route"])
         self.compare(["-a", "-4", "route", "-j"], ["-4", "route", "show", "table", "all"])
         self.compare(["-a", "-6", "route", "-j"], ["-6", "route", "show", "table", "all"])
+        self.assertEqual(["203.0.114.0/24"], [one["dst"] for one in ours("route", "-4", "-i", "br0", "--json")])
         self.compare(["neighbour", "--json"], ["neighbour"])
         one = json.loads(output(TOOL, "ip", "address", "-j", "-i", "v1"))[0]
         self.assertEqual((ALIAS, "veth"), (one["ifalias"], one["kind"]))
@@ -112,7 +116,8 @@ class IpTest(unittest.TestCase):
                 if expected == found:
                     break
             self.assertEqual(expected, found)
-        for to, why in (("10.6.0.1", "No route to host"), ("10.8.0.1", "No route to host"),
+        for to, why in (("10.6.0.1", "No route to host"), ("2001:db8:6::1", "No route to host"),
+                        ("10.8.0.1", "No route to host"),
                         ("10.9.0.1", "Permission denied"), ("v1", "no numeric address")):
             self.assertEqual("ip: %s: %s\n" % (to, why), output(TOOL, "ip", "route", to, status=1))
 

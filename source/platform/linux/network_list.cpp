@@ -206,8 +206,9 @@ bool route_list::look_up(const sockaddr& destination, const sockaddr* source, ui
     if (state_ == nullptr)
         return false;
     const bool is_found = state_->look_up(destination, source, interface_index);
-    // By that the kernel says that a route drops the packets.
-    if (!is_found && last_fault().code == fault_code::invalid)
+    // By these the kernel says that a route drops the packets, or throws the look-up out of the last table.
+    if (failed_by(is_found ? 0 : -1, fault_code::invalid) ||
+        failed_by(is_found ? 0 : -1, fault_code::would_block))
         leave_fault(fault_code::unreachable);
     rewind();
     return is_found;
@@ -226,6 +227,14 @@ int route_list::next(ombrel_route_t& route) {
 
 bool route_list::next_hop(ombrel_route_hop_t& hop) {
     return state_->route.hops.next(hop);
+}
+
+bool route_list::has_hop_by(uint32_t interface_index) const {
+    netlink_hops hops = state_->route.hops;
+    ombrel_route_hop_t hop{};
+    while (hops.next(hop) && hop.m_interface != interface_index)
+        hop = {};
+    return hop.m_interface == interface_index;
 }
 
 struct neighbour_list::state {

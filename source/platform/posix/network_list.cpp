@@ -32,6 +32,9 @@ int route_list::next(ombrel_route_t&) {
 bool route_list::next_hop(ombrel_route_hop_t&) {
     return false;
 }
+bool route_list::has_hop_by(uint32_t) const {
+    return false;
+}
 
 neighbour_list::~neighbour_list() = default;
 void neighbour_list::rewind() {}

@@ -123,6 +123,10 @@ bool route_list::next_hop(ombrel_route_hop_t&) {
     return false;
 }
 
+bool route_list::has_hop_by(uint32_t) const {
+    return false;
+}
+
 struct neighbour_list::state {
     MIB_IPNET_TABLE2* table;
     ULONG at;
