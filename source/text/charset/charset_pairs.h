@@ -45,26 +45,38 @@ inline decoded_character get_pair(const double_byte_set& set, const uint8_t* fro
     return wrong_pair(from[1], set.is_lead(*from) && set.columns[from[1]] != 0);
 }
 
+/// Decodes pairs and ASCII as far as they can be read without a look at the ends: each character has two
+/// bytes at most, and room. Two are taken at a time where the first one is a pair.
+inline void decode_safe_pairs(const double_byte_set& set, const uint8_t*& from, const uint8_t* end,
+                              uint32_t*& to, uint32_t* to_end) {
+    for (uint32_t* const stop = to + std::min((end - from) / 2, to_end - to); stop - to >= 2;) {
+        if (*from < 0x80) {
+            *to++ = *from++;
+            if (*from < 0x80)
+                widen_eight(from, end, to, stop);
+            continue;
+        }
+        const uint32_t code = set.find(from[0], from[1]);
+        if (code == 0)
+            return;
+        const bool is_pair = from[2] >= 0x80;
+        const uint32_t next = is_pair ? set.find(from[2], from[3]) : from[2];
+        if (is_pair && next == 0)
+            return;
+        to[0] = code;
+        to[1] = next;
+        to += 2;
+        from += is_pair ? 4 : 3;
+    }
+}
+
 /// Decodes text of pairs and ASCII.
-/// @param get_other reads what begins with a byte above 0x7F and is no pair of the set
+/// @param get_other reads what begins with a byte above 0x7F, also where it is a pair
 template<typename Get>
 inline decode_result decode_pairs(const double_byte_set& set, const uint8_t* from, const uint8_t* end,
                                   uint32_t* to, uint32_t* to_end, Get get_other) {
     while (from < end && to < to_end) {
-        // So many characters can be read without a look at the ends.
-        for (uint32_t* const stop = to + std::min((end - from) / 2, to_end - to); to < stop;) {
-            if (*from < 0x80) {
-                *to++ = *from++;
-                if (*from < 0x80)
-                    widen_eight(from, end, to, stop);
-                continue;
-            }
-            const uint32_t code = set.find(from[0], from[1]);
-            if (code == 0)
-                break;
-            *to++ = code;
-            from += 2;
-        }
+        decode_safe_pairs(set, from, end, to, to_end);
         if (from == end || to == to_end)
             break;
         if (*from < 0x80) {
