@@ -4,6 +4,14 @@
  * table.
  *
  * @code
+ * ombrel_hash_t* const users = ombrel_open_hash(NULL); // from texts to pointers
+ * ombrel_hash_set(users, "guest", def_ombrel_hash_text, guest);
+ * struct user* const found = (struct user*)ombrel_hash_get(users, name, def_ombrel_hash_text);
+ * @endcode
+ *
+ * The same with values in the table:
+ *
+ * @code
  * ombrel_hash_options_t options;
  * ombrel_init_hash_options(&options);
  * options.m_value_size = sizeof(int64_t); // without this line the table holds pointers
@@ -31,9 +39,9 @@
  *
  * Chosen keys: whoever chooses keys cannot make them meet, as the places depend on a secret of the table that
  * comes from the host's random bytes. It is mixed in by rounds of AES where the processor has them, and by
- * SipHash-1-3 elsewhere. So the order of a walk differs from table to table. A seed of your own, for
- * programs that must do the same twice, gives the protection away unless it is secret; then a hostile choice
- * costs time and never memory.
+ * SipHash-1-3 elsewhere, in tables of numbers too. So the order of a walk differs from table to table. A seed
+ * of your own, for programs that must do the same twice, gives the protection away unless it is secret; then
+ * a hostile choice costs time and never memory.
  *
  * Time: all but what is said to take time in proportion to the entries takes the same time whatever the table
  * holds. There is no growth of the whole at once: a table consists of parts of about 64 KiB at most, and a

@@ -1,5 +1,5 @@
 // The hash of keys by rounds of AES, over a processor's instructions, which are a type with
-//   vector, a block; load(), of_words() and low(), the way in and out;
+//   vector, a block; load(), load_key() of a secret, of_words() and low(), the way in and out;
 //   add(), the exclusive or; round(), SubBytes, ShiftRows, MixColumns and a key; fold(), of ASCII letters.
 //
 // A key is taken in blocks of 16 bytes, the last ones overlapping, into a state that begins with its size;
@@ -29,11 +29,11 @@ struct aes_hash {
 
     OMBREL_PART_OF_AES_HASH vector mix(const hash_secret& secret, vector state) {
         for (unsigned i = 1; i <= hash_secret::rounds; i++)
-            state = Block::round(state, Block::load(secret.round_keys[i]));
+            state = Block::round(state, Block::load_key(secret.round_keys[i]));
         return state;
     }
     OMBREL_PART_OF_AES_HASH vector start(const hash_secret& secret, uint64_t word) {
-        return Block::add(Block::load(secret.round_keys[0]), Block::of_words(word, 0));
+        return Block::add(Block::load_key(secret.round_keys[0]), Block::of_words(word, 0));
     }
 
     OMBREL_PART_OF_AES_HASH uint64_t of_number(const hash_secret& secret, uint64_t number) {

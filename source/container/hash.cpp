@@ -24,7 +24,7 @@ constexpr uint32_t largest_part = 7;           // the same for small entries
 static_assert(hash_part::alignment >= def_ombrel_hash_alignment_max);
 
 template<typename Result>
-Result refuse(fault_code why, Result result) {
+[[gnu::noinline]] Result refuse(fault_code why, Result result) {
     leave_fault(why);
     return result;
 }
@@ -45,13 +45,8 @@ hash_layout make_layout(const ombrel_hash_options_t& options, size_t value_size)
     const size_t key_size = has_numbers ? sizeof(hash_number) : sizeof(hash_bytes_head);
     const size_t key_alignment = has_numbers ? sizeof(hash_number) : alignof(hash_bytes_head);
     const size_t alignment = std::max(value_alignment, key_alignment);
-    hash_layout layout;
-    layout.value_at = round_up(key_size, value_alignment);
-    layout.slot_size = round_up(layout.value_at + value_size, alignment);
-    layout.first_slot = round_up(hash_group_header, alignment);
-    layout.group_size = round_up(layout.first_slot + hash_group_slots * layout.slot_size,
-                                 std::max(alignment, size_t{hash_group_header}));
-    return layout;
+    const uint32_t value_at = round_up(key_size, value_alignment);
+    return {value_at, round_up(value_at + value_size, alignment)};
 }
 
 fault_code check_options(const ombrel_hash_options_t& options) {
@@ -67,16 +62,24 @@ fault_code check_options(const ombrel_hash_options_t& options) {
 
 uint32_t largest_part_of(const hash_layout& layout) {
     uint32_t bits = largest_part;
-    while (bits > 0 && size_t{layout.group_size} << bits > part_bytes)
+    while (bits > 0 && size_t{layout.slot_size} * hash_group_slots << bits > part_bytes)
         bits--;
     return bits;
+}
+
+template<typename Key>
+void* refuse_key(const table_record&, Key) {
+    return refuse<void*>(fault_code::invalid, nullptr);
 }
 
 table_record make_table(const ombrel_hash_options_t& options, const call_site& owner) {
     const bool holds_pointers = options.m_value_size == 0;
     const size_t value_size = holds_pointers ? sizeof(void*) : options.m_value_size;
     const hash_layout layout = make_layout(options, value_size);
-    return {.kernel = hash_kernels_here().of(options.m_flags),
+    hash_kernel kernel = hash_kernels_here().of(options.m_flags);
+    if (!holds_pointers)
+        kernel.bytes.get = refuse_key<hash_bytes>, kernel.numbers.get = refuse_key<hash_number>;
+    return {.kernel = kernel,
             .directory = {nullptr, 31, 0},
             .layout = layout,
             .secret = hash_secret::from(options.m_seed),
@@ -118,21 +121,34 @@ bool is_key(const hash_number&) {
     return true;
 }
 
+// Whether it can be asked for; whether it is a key of this kind of table is left to the functions.
+template<typename Key>
+bool may_ask(const table_record* table, const Key& key) {
+    return table != nullptr && is_key(key);
+}
+
 template<typename Key>
 bool fits(const table_record* table, const Key& key) {
-    return table != nullptr && functions_for(table, key).find != nullptr && is_key(key);
+    return may_ask(table, key) && functions_for(table, key).detach != nullptr;
 }
 
 template<typename Key>
 void* find(const table_record* table, Key key) {
-    if (!fits(table, key)) [[unlikely]]
+    if (!may_ask(table, key)) [[unlikely]]
         return refuse<void*>(fault_code::invalid, nullptr);
     return functions_for(table, key).find(*table, key);
 }
 
 template<typename Key>
+void* get(const table_record* table, Key key) {
+    if (!may_ask(table, key)) [[unlikely]]
+        return refuse<void*>(fault_code::invalid, nullptr);
+    return functions_for(table, key).get(*table, key);
+}
+
+template<typename Key>
 void* obtain(table_record* table, Key key, bool& is_new) {
-    if (!fits(table, key)) [[unlikely]]
+    if (!may_ask(table, key)) [[unlikely]]
         return refuse<void*>(fault_code::invalid, nullptr);
     return functions_for(table, key).obtain(*table, key, is_new);
 }
@@ -150,14 +166,6 @@ void* load_pointer(const void* value) {
     void* pointer;
     memcpy(&pointer, value, sizeof pointer);
     return pointer;
-}
-
-template<typename Key>
-void* get(const table_record* table, Key key) {
-    if (table == nullptr || !table->holds_pointers) [[unlikely]]
-        return refuse<void*>(fault_code::invalid, nullptr);
-    const void* const value = find(table, key);
-    return value != nullptr ? load_pointer(value) : nullptr;
 }
 
 template<typename Key>
@@ -219,7 +227,7 @@ int take(table_record* table, Key key, void* value) {
 // The slots first, so that a handler finds those entries alone for which it was not called yet.
 void release_all(table_record& table) {
     for_each_entry(table, [&table](const hash_position& at) {
-        clear_slot(table, at);
+        at.tag() = 0; // without what goes with it, as all goes
         table.count--;
         drop_hash_key(table, table.slot_of(at));
         release_hash_value(table, table.slot_of(at));

@@ -5,22 +5,12 @@
 
 namespace ombrel {
 
-inline bool is_used(const ombrel_hash_ts& table, const hash_position& at) {
-    return at.part.groups()[at.group * table.layout.group_size + at.slot] != 0;
-}
-
-/// Without what goes with it: the part is on its way out.
-inline void clear_slot(const ombrel_hash_ts& table, const hash_position& at) {
-    at.part.groups()[at.group * table.layout.group_size + at.slot] = 0;
-}
-
 /// The first entry of a part from a slot on, counted over its groups. False behind the last one.
-inline bool next_in_part(const ombrel_hash_ts& table, const hash_part& part, uint64_t& slot,
-                         hash_position& found) {
+inline bool next_in_part(const hash_part& part, uint64_t& slot, hash_position& found) {
     for (; slot < part.capacity(); slot++) {
         found = {part, static_cast<size_t>(slot / hash_group_slots),
                  static_cast<unsigned>(slot % hash_group_slots)};
-        if (is_used(table, found))
+        if (found.tag() != 0)
             return slot++, true;
     }
     return false;
@@ -32,7 +22,7 @@ void for_each_entry(const ombrel_hash_ts& table, Visit visit) {
     hash_part part;
     hash_position at;
     for (uint64_t place = 0; next_hash_part(table, place, part);)
-        for (uint64_t slot = 0; next_in_part(table, part, slot, at);)
+        for (uint64_t slot = 0; next_in_part(part, slot, at);)
             visit(at);
 }
 

@@ -14,13 +14,11 @@ constexpr unsigned deepest = 24;        // leaves bits of a place for the groups
 constexpr unsigned most_size_bits = 20; // of a part in which the entries of one place are crowded
 constexpr uint64_t all_places = uint64_t{1} << 32;
 
-// A part of no room in front of which there is a header. It is never written.
-struct alignas(hash_part::alignment) rooted_nothing {
-    unsigned char before[hash_part::alignment - sizeof(hash_part_header)];
+// A part of no room, which is never written.
+struct alignas(hash_part::alignment) {
+    unsigned char group[hash_group_size];
     hash_part_header header;
-    unsigned char group[hash_group_header];
-};
-constinit rooted_nothing nothing{};
+} constinit nothing{};
 
 bool refuse(fault_code why) {
     leave_fault(why);
@@ -39,9 +37,10 @@ unsigned size_bits_for(size_t count) {
     return bits;
 }
 
-void clear_groups(const ombrel_hash_ts& table, const hash_part& part) {
-    for (size_t group = 0; group < part.group_count(); group++)
-        memset(part.groups() + group * table.layout.group_size, 0, hash_group_header);
+void clear_part(const hash_part& part) {
+    memset(part.groups(), 0, part.group_count() * hash_group_size);
+    part.header().count = 0;
+    part.header().most = most_of(part.size_bits());
 }
 
 // Empty; its word is 0 when memory has run out.
@@ -49,11 +48,12 @@ hash_part open_part(const ombrel_hash_ts& table, unsigned size_bits, uint32_t de
     void* const block = allocate_block(hash_part_bytes(table, size_bits), table.owner.tag, table.owner.line);
     if (block == nullptr)
         return {};
-    const uintptr_t first = reinterpret_cast<uintptr_t>(block) + sizeof(hash_part_header);
-    const size_t skipped = (0 - first) % hash_part::alignment;
-    const hash_part part(static_cast<unsigned char*>(block) + sizeof(hash_part_header) + skipped, size_bits);
-    part.header() = {block, 0, most_of(size_bits), depth};
-    clear_groups(table, part);
+    const size_t slots = (size_t{hash_group_slots} << size_bits) * table.layout.slot_size;
+    const size_t skipped = (0 - reinterpret_cast<uintptr_t>(block) - slots) % hash_part::alignment;
+    const hash_part part(static_cast<unsigned char*>(block) + skipped + slots, size_bits);
+    part.header().block = block;
+    part.header().depth = depth;
+    clear_part(part);
     return part;
 }
 
@@ -141,7 +141,7 @@ bool grow(ombrel_hash_ts& table, uint32_t place, const hash_part& part) {
     if (part == empty_hash_part())
         return open_first_part(table, 0);
     if (part.size_bits() < table.largest_part)
-        return resize_part(table, place, part, part.size_bits() + 1);
+        return resize_part(table, place, part, std::min(part.size_bits() + 2, table.largest_part));
     if (part.header().depth < table.directory.depth || may_deepen(table))
         return split_deeply(table, place, part);
     return part.size_bits() < most_size_bits && resize_part(table, place, part, part.size_bits() + 1);
@@ -163,8 +163,8 @@ hash_part empty_hash_part() {
 }
 
 size_t hash_part_bytes(const ombrel_hash_ts& table, unsigned size_bits) {
-    return sizeof(hash_part_header) + hash_part::alignment - 1 +
-           (size_t{table.layout.group_size} << size_bits);
+    const size_t group = hash_group_size + size_t{hash_group_slots} * table.layout.slot_size;
+    return (group << size_bits) + sizeof(hash_part_header) + hash_part::alignment - 1;
 }
 
 bool next_hash_part(const ombrel_hash_ts& table, uint64_t& place, hash_part& part) {
@@ -205,9 +205,7 @@ void empty_hash_parts(ombrel_hash_ts& table) {
     for (uint64_t place = 0; next_hash_part(table, place, part);) {
         if (part == empty_hash_part())
             return;
-        part.header().count = 0;
-        part.header().most = most_of(part.size_bits());
-        clear_groups(table, part);
+        clear_part(part);
     }
 }
 

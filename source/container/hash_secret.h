@@ -12,8 +12,9 @@ namespace ombrel {
 /// Made from a seed of 16 bytes.
 struct hash_secret {
     static constexpr unsigned rounds = 4;
-    unsigned char round_keys[rounds + 1][16]; ///< for hashing by rounds of AES
-    uint64_t words[2];                        ///< for SipHash
+    static constexpr size_t alignment = 2 * sizeof(void*);       ///< that of the heap
+    alignas(alignment) unsigned char round_keys[rounds + 1][16]; ///< for hashing by rounds of AES
+    uint64_t words[2];                                           ///< for SipHash
 
     /// Of a seed, or of the host's random bytes when it is null.
     static hash_secret from(const uint8_t* seed);

@@ -30,9 +30,12 @@ struct hash_bytes_head {
     uint32_t place;
 };
 
-/// What is done by functions for one kind of processor and of keys.
+/// What is done by functions for one kind of processor and of keys. Those for the keys that a table has not
+/// leave the fault invalid; of them detach is null.
 template<typename Key>
 struct hash_functions {
+    /// The pointer in a table of pointers; null when the key is not there.
+    void* (*get)(const ombrel_hash_ts& table, Key key);
     /// Where the value lies; null when the key is not there.
     void* (*find)(const ombrel_hash_ts& table, Key key);
     /// The same; adds the key with a value of zeros. Null, with a fault, when it could not.
@@ -50,19 +53,17 @@ struct hash_upkeep {
     size_t (*distance)(const ombrel_hash_ts& table, const hash_position& at);
 };
 
-/// Everything that is chosen by the processor, for one kind of keys; `numbers` or `bytes` is empty.
+/// Everything that is chosen by the processor, for one kind of keys.
 struct hash_kernel {
     hash_functions<hash_number> numbers;
     hash_functions<hash_bytes> bytes;
     hash_upkeep upkeep;
 };
 
-/// What lies where in a slot and in a group, in bytes.
+/// What lies where in a slot, in bytes.
 struct hash_layout {
     uint32_t value_at;
     uint32_t slot_size;
-    uint32_t first_slot;
-    uint32_t group_size;
 };
 
 /// The parts by the high bits of places, a power of two of them. Each part stands as often as it is less deep
@@ -102,11 +103,9 @@ struct ombrel_hash_ts {
     uint64_t additions; // how often a slot was filled
     uint64_t growths;
 
+    bool has_numbers() const { return (flags & def_ombrel_hash_numbers) != 0; }
     bool copies_keys() const { return (flags & (def_ombrel_hash_numbers | def_ombrel_hash_borrow)) == 0; }
-    unsigned char* slot_at(unsigned char* group, unsigned slot) const {
-        return group + layout.first_slot + size_t{slot} * layout.slot_size;
-    }
     unsigned char* slot_of(const ombrel::hash_position& at) const {
-        return slot_at(at.part.groups() + at.group * layout.group_size, at.slot);
+        return at.part.groups() - (at.index() + 1) * layout.slot_size;
     }
 };

@@ -35,7 +35,7 @@ void look_at_growth(ombrel_hash_walk_t* walk) {
 bool find_next(ombrel_hash_walk_t* walk, hash_position& found) {
     uint64_t next = walk->m_state[place];
     for (hash_part part; next_hash_part(*walk->m_table, next, part);) {
-        if (next_in_part(*walk->m_table, part, walk->m_state[slot], found))
+        if (next_in_part(part, walk->m_state[slot], found))
             return true;
         walk->m_state[place] = next;
         walk->m_state[slot] = 0;
@@ -46,7 +46,7 @@ bool find_next(ombrel_hash_walk_t* walk, hash_position& found) {
 void show(ombrel_hash_walk_t* walk, const hash_position& at) {
     const ombrel_hash_t* const table = walk->m_table;
     unsigned char* const slot = table->slot_of(at);
-    if (table->kernel.numbers.find != nullptr) {
+    if (table->has_numbers()) {
         memcpy(&walk->m_number, slot, sizeof walk->m_number);
     } else {
         walk->m_key = bytes_head_of(slot).data;
@@ -76,7 +76,7 @@ hash_position position_of(const ombrel_hash_walk_t* walk) {
 
 unsigned char* detach_by_key(ombrel_hash_walk_t* walk) {
     const hash_kernel& kernel = walk->m_table->kernel;
-    if (kernel.numbers.find != nullptr)
+    if (walk->m_table->has_numbers())
         return kernel.numbers.detach(*walk->m_table, {walk->m_number});
     return kernel.bytes.detach(*walk->m_table,
                                {static_cast<const unsigned char*>(walk->m_key), walk->m_key_size});
@@ -86,7 +86,7 @@ unsigned char* detach(ombrel_hash_walk_t* walk) {
     if (!is_as_it_was(walk))
         return detach_by_key(walk);
     const hash_position at = position_of(walk);
-    return is_used(*walk->m_table, at) ? walk->m_table->kernel.upkeep.detach_at(*walk->m_table, at) : nullptr;
+    return at.tag() != 0 ? walk->m_table->kernel.upkeep.detach_at(*walk->m_table, at) : nullptr;
 }
 
 } // namespace

@@ -1,10 +1,13 @@
 // The buffer chain, the stack and file loading.
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <unistd.h>
+#include <vector>
 
 #include <ombrel/buffer.h>
+#include <ombrel/hash.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/stack.h>
 
@@ -155,6 +158,65 @@ OMBREL_FAILURES(Container, push_stack) {
     stack = ombrel_pop_stack(stack, taken.data(), taken.size());
     EXPECT_EQ(fail.hit() ? "bottom" : data, taken);
     free_stack(stack);
+}
+
+// Whatever of the growth failed, a table has what it said that it took, and takes more when there is memory.
+OMBREL_FAILURES(Container, hash) {
+    for (const uint32_t flags : {0u, def_ombrel_hash_borrow, def_ombrel_hash_numbers}) {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_flags = flags;
+        options.m_reserve = 10;
+        ombrel_hash_t* const table = fail.during([&] { return ombrel_open_hash(&options); });
+        if (table == nullptr) {
+            EXPECT_TRUE(fail.hit());
+            continue;
+        }
+        uint32_t keys[6000];
+        std::vector<bool> is_there;
+        const auto set = [&](uint32_t& key) {
+            return flags == def_ombrel_hash_numbers ? ombrel_hash_set_at(table, key, &key)
+                                                    : ombrel_hash_set(table, &key, sizeof key, &key);
+        };
+        const auto get = [&](uint32_t& key) {
+            return flags == def_ombrel_hash_numbers ? ombrel_hash_get_at(table, key)
+                                                    : ombrel_hash_get(table, &key, sizeof key);
+        };
+        fail.during([&] {
+            for (uint32_t i = 0; i < std::size(keys); i++) {
+                keys[i] = i;
+                is_there.push_back(set(keys[i]) == 0);
+            }
+            ombrel_hash_reserve(table, 20000);
+            return ombrel_hash_shrink(table);
+        });
+        for (uint32_t i = 0; i < std::size(keys); i++)
+            EXPECT_EQ(is_there[i], get(keys[i]) == &keys[i]) << i;
+        for (uint32_t& key : keys)
+            EXPECT_EQ(0, set(key));
+        EXPECT_EQ(std::size(keys), ombrel_hash_get_count(table));
+        ombrel_close_hash(table);
+    }
+}
+
+TEST(AllocationFailureContainer, AHashTableIsFilledToTheLastSlotWithoutMemory) {
+    ombrel_hash_options_t options;
+    ombrel_init_hash_options(&options);
+    options.m_flags = def_ombrel_hash_numbers;
+    options.m_reserve = 1000;
+    ombrel_hash_t* const table = ombrel_open_hash(&options);
+    ombrel_hash_statistics_t figures;
+    ombrel_hash_get_statistics(table, &figures);
+    injection fail(1, injection::failing::from_then_on);
+    size_t taken = 0;
+    fail.during([&] {
+        while (ombrel_hash_set_at(table, taken, table) == 0)
+            taken++;
+        return 0;
+    });
+    EXPECT_EQ(static_cast<size_t>(figures.m_room), taken);
+    EXPECT_EQ(0, ombrel_hash_set_at(table, taken, table));
+    ombrel_close_hash(table);
 }
 
 } // namespace

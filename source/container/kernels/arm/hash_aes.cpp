@@ -14,6 +14,7 @@ struct arm_block {
     using vector = uint8x16_t;
 
     OMBREL_PART_OF_AES_HASH vector load(const unsigned char* bytes) { return vld1q_u8(bytes); }
+    OMBREL_PART_OF_AES_HASH vector load_key(const unsigned char* bytes) { return load(bytes); }
     OMBREL_PART_OF_AES_HASH vector of_words(uint64_t low, uint64_t high) {
         return vreinterpretq_u8_u64(vcombine_u64(vcreate_u64(low), vcreate_u64(high)));
     }

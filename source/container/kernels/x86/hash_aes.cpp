@@ -18,6 +18,11 @@ struct x86_block {
     OMBREL_PART_OF_AES_HASH vector load(const unsigned char* bytes) {
         return _mm_loadu_si128(reinterpret_cast<const vector*>(bytes));
     }
+    OMBREL_PART_OF_AES_HASH vector load_key(const unsigned char* bytes) {
+        if constexpr (hash_secret::alignment >= sizeof(vector))
+            return _mm_load_si128(reinterpret_cast<const vector*>(bytes));
+        return load(bytes);
+    }
     OMBREL_PART_OF_AES_HASH vector of_words(uint64_t low, uint64_t high) {
         return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
     }
