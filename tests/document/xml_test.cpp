@@ -288,6 +288,8 @@ TEST(Xml, RefusesCallsThatMakeNoSense) {
     options.m_document_limit = 4;
     EXPECT_EQ(0, parse("<a/>", options).result);
     EXPECT_EQ("1:5@4 the document is too large", place(parse("<a/> ", options, 3).fault));
+    options.m_document_limit = 0;
+    EXPECT_EQ("1:1@0 the document is too large", place(parse("<a/>", options).fault));
     ombrel_xml_position_t position;
     EXPECT_EQ(-1, ombrel_init_xml_options(nullptr));
     EXPECT_EQ(0, ombrel_close_xml_parser(nullptr));

@@ -30,10 +30,17 @@ void xml_parser::tell(const xml_fault_kind& kind, std::string_view about) {
 /// @param at    where, in the frame that is read; null for the beginning of the token
 /// @param about the name that it is about
 step xml_parser::refuse(int reason, const char* at, std::string_view about) {
+    if (frames_.empty())
+        return refuse_at(reason, {nullptr, 1, 1, 0, 0, false}, nullptr, about);
     text_frame& own = own_frame();
     const bool is_in_own = &own == &top() && at != nullptr && at >= own.token && at <= own.end;
     own.place.move(is_in_own ? at : own.token);
-    fault_ = {reason, own.place.line, own.place.column, own.place.offset, own.system_id, {}};
+    return refuse_at(reason, own.place, own.system_id, about);
+}
+
+step xml_parser::refuse_at(int reason, const text_place& place, const char* system_id,
+                           std::string_view about) {
+    fault_ = {reason, place.line, place.column, place.offset, system_id, {}};
     const xml_fault_kind& kind = xml_fault_kind_of(reason);
     tell(kind, about);
     result_ = -1;
@@ -42,13 +49,7 @@ step xml_parser::refuse(int reason, const char* at, std::string_view about) {
 }
 
 step xml_parser::refuse_memory() {
-    if (!frames_.empty())
-        return refuse(def_ombrel_xml_fault_no_memory);
-    fault_ = {def_ombrel_xml_fault_no_memory, 1, 1, 0, nullptr, {}};
-    tell(xml_fault_kind_of(def_ombrel_xml_fault_no_memory), {});
-    result_ = -1;
-    leave_fault(fault_code::no_memory);
-    return step::over;
+    return refuse(def_ombrel_xml_fault_no_memory);
 }
 
 step xml_parser::emit(const ombrel_xml_event_t& event) {

@@ -1,19 +1,26 @@
-// A hash that nobody outside can steer: SipHash with one round a word and three in the end, under a random
-// key.
+// A hash that nobody outside can steer, as its key cannot be guessed.
 #pragma once
 
 #include <cstdint>
 #include <string_view>
 
+#include "container/hash_secret.h"
+#include "platform/random.h"
+
 namespace ombrel::document {
 
 struct hash_key {
-    uint64_t first, second;
+    uint64_t words[2];
 };
 
-/// A key that nobody can guess.
-hash_key random_hash_key();
+inline hash_key random_hash_key() {
+    hash_key key{};
+    platform::fill_random(&key, sizeof(key));
+    return key;
+}
 
-uint64_t seeded_hash(const hash_key& key, std::string_view text);
+inline uint64_t seeded_hash(const hash_key& key, std::string_view text) {
+    return sip_hash::of_bytes(key.words, reinterpret_cast<const unsigned char*>(text.data()), text.size());
+}
 
 } // namespace ombrel::document
