@@ -262,29 +262,51 @@ double part_of(std::vector<double>& times, double part) {
     return *at;
 }
 
-/// How long single additions take up to a size, in microseconds of the processor and of the clock on the
-/// wall.
+/// How long single calls take, in microseconds of the processor and of the clock on the wall.
+class call_times {
+public:
+    explicit call_times(size_t count) : times_(count) {}
+    template<typename Call>
+    void measure(size_t index, Call call) {
+        const auto start = std::chrono::steady_clock::now();
+        const double before = processor_time();
+        call();
+        times_[index] = processor_time() - before;
+        const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - start;
+        longest_wall_ = std::max(longest_wall_, wall.count());
+    }
+    double part(double part) {
+        const auto at =
+            times_.begin() + static_cast<ptrdiff_t>(part * static_cast<double>(times_.size() - 1));
+        std::nth_element(times_.begin(), at, times_.end());
+        return *at;
+    }
+    double longest_wall() const { return longest_wall_; }
+
+private:
+    std::vector<double> times_;
+    double longest_wall_ = 0;
+};
+
+/// Of additions up to a size; the longest of as many calls that do nothing tells what the machine adds.
 template<typename Table, typename Keys>
 void pause(benchmark::State& state) {
     const auto count = static_cast<size_t>(state.range(0));
     const Keys& keys = keys_for<Keys>(count);
-    std::vector<double> times(count);
-    double longest_wall = 0;
+    call_times times(count), idle(count);
     for (auto _ : state) {
         Table table;
-        for (size_t i = 0; i < count; i++) {
-            const auto start = std::chrono::steady_clock::now();
-            const double before = processor_time();
-            table.set(keys.at(i), value);
-            times[i] = processor_time() - before;
-            const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - start;
-            longest_wall = std::max(longest_wall, wall.count());
-        }
+        for (size_t i = 0; i < count; i++)
+            times.measure(i, [&] { table.set(keys.at(i), value); });
+        for (size_t i = 0; i < count; i++)
+            idle.measure(i, [&] { benchmark::DoNotOptimize(keys.at(i)); });
     }
-    state.counters["p99.99_us"] = part_of(times, 0.9999);
-    state.counters["p99.999_us"] = part_of(times, 0.99999);
-    state.counters["longest_us"] = part_of(times, 1);
-    state.counters["longest_wall_us"] = longest_wall;
+    state.counters["p99.99_us"] = times.part(0.9999);
+    state.counters["p99.999_us"] = times.part(0.99999);
+    state.counters["longest_us"] = times.part(1);
+    state.counters["longest_wall_us"] = times.longest_wall();
+    state.counters["idle_longest_us"] = idle.part(1);
+    state.counters["idle_longest_wall_us"] = idle.longest_wall();
 }
 
 void of_sizes(benchmark::internal::Benchmark* work) {

@@ -18,8 +18,8 @@ namespace {
 using table_record = ombrel_hash_ts;
 
 constexpr uint32_t known_flags = def_ombrel_hash_numbers | def_ombrel_hash_borrow | def_ombrel_hash_any_case;
-constexpr size_t part_bytes = size_t{1} << 16; // so that a split is short
-constexpr uint32_t largest_part = 7;           // the same for small entries
+constexpr size_t part_bytes = size_t{1} << 15; // so that a split is short
+constexpr uint32_t largest_part = 6;           // the same for small entries
 
 static_assert(hash_part::alignment >= def_ombrel_hash_alignment_max);
 

@@ -172,7 +172,7 @@ OMBREL_FAILURES(Container, hash) {
             EXPECT_TRUE(fail.hit());
             continue;
         }
-        uint32_t keys[6000];
+        uint32_t keys[3000];
         std::vector<bool> is_there;
         const auto set = [&](uint32_t& key) {
             return flags == def_ombrel_hash_numbers ? ombrel_hash_set_at(table, key, &key)
@@ -187,7 +187,7 @@ OMBREL_FAILURES(Container, hash) {
                 keys[i] = i;
                 is_there.push_back(set(keys[i]) == 0);
             }
-            ombrel_hash_reserve(table, 20000);
+            ombrel_hash_reserve(table, 8000);
             return ombrel_hash_shrink(table);
         });
         for (uint32_t i = 0; i < std::size(keys); i++)
