@@ -48,15 +48,16 @@
  * A datagram with all of its fragments, those that come within the time limit afterwards included, as RFC
  * 5722 demands it of IPv6: fragments that overlap, or that tell different sizes of the whole. A fragment that
  * is the same as one before, in place, size and every byte, is a duplicate and passed over. When a datagram
- * was given, fragments of it that come within the time limit are late duplicates and passed over, too.
+ * was given, fragments of it that come within the time limit are late duplicates and passed over, too; but
+ * one that was a single fragment leaves nothing to know it by, and is given as often as it comes.
  *
  * @par Limits
  * Time from the first fragment of a datagram to its last; memory of all that is held; datagrams in hand,
  * those that are refused or were given included; fragments of one datagram; its size. When memory or places
- * run out, what was given is forgotten first, the oldest of it. Then the sender that holds the most loses its
- * oldest datagram, so that one that floods loses its own and takes nothing from others. Who a sender is
- * is the caller's to say: where addresses can be forged, use what cannot. Memory is taken as bytes come, not
- * for what a fragment claims.
+ * run out, what was given is forgotten first, the oldest of it. Then the sender that holds the most bytes, or
+ * places, loses its oldest datagram, so that one that floods loses its own and takes nothing from others. Who
+ * a sender is is the caller's to say: where addresses can be forged, use what cannot. Memory is taken as
+ * bytes come, not for what a fragment claims.
  *
  * @par Threads
  * One at a time for an assembler or a splitter.
