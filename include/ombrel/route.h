@@ -18,8 +18,8 @@
  * watch (network_watch.h), then list.
  *
  * @par Hosts
- * Linux over netlink, Windows by its IP helper (one table, number 254; no multipath routes, which it has as
- * several routes; protocols by its own meaning). Elsewhere def_ombrel_fault_not_supported.
+ * Linux over netlink, Windows by its IP helper (one table, number 254; several routes where others have one
+ * with several ways). Elsewhere def_ombrel_fault_not_supported.
  *
  * @par Threads
  * Any thread; what is opened belongs to who opened it.

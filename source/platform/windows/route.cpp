@@ -34,8 +34,7 @@ ADDRESS_FAMILY family_of(int family) {
 
 } // namespace
 
-/// A table of the host's, or one row that was looked up. The host tells a route's metric without that of its
-/// interface, which goes with it.
+/// A table of the host's, or one row that was looked up.
 struct route_list::state {
     MIB_IPFORWARD_TABLE2* table;
     ULONG at;
@@ -46,19 +45,6 @@ struct route_list::state {
 };
 
 namespace {
-
-uint32_t metric_of_interface(const MIB_IPFORWARD_ROW2& row) {
-    MIB_IPINTERFACE_ROW interface_row{};
-    interface_row.Family = row.DestinationPrefix.Prefix.si_family;
-    interface_row.InterfaceIndex = row.InterfaceIndex;
-    return GetIpInterfaceEntry(&interface_row) == NO_ERROR ? interface_row.Metric : 0;
-}
-
-ombrel_route_t whole_route_of(const MIB_IPFORWARD_ROW2& row) {
-    ombrel_route_t route = route_of(row);
-    route.m_metric += metric_of_interface(row);
-    return route;
-}
 
 SOCKADDR_INET inet_of(const sockaddr* address) {
     SOCKADDR_INET inet{};
@@ -106,7 +92,7 @@ int route_list::next(ombrel_route_t& route) {
     if (state_->is_one) {
         if (std::exchange(state_->is_told, true))
             return 0;
-        route = whole_route_of(state_->row);
+        route = route_of(state_->row);
         route.m_destination = ip_address_of(reinterpret_cast<const sockaddr&>(state_->destination));
         route.m_prefix_length = route.m_family == AF_INET6 ? 128 : 32;
         route.m_source = ip_address_of(reinterpret_cast<const sockaddr&>(state_->source));
@@ -115,7 +101,7 @@ int route_list::next(ombrel_route_t& route) {
     }
     if (state_->at == state_->table->NumEntries)
         return 0;
-    route = whole_route_of(state_->table->Table[state_->at++]);
+    route = route_of(state_->table->Table[state_->at++]);
     return 1;
 }
 
