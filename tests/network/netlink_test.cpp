@@ -166,6 +166,8 @@ void watch_loopback() {
         all.stop_at = stop_at;
         options.m_context = &all;
         ombrel_network_watch_t* const watch = ombrel_open_network_watch(base, &options);
+        if (watch == nullptr && ombrel_last_fault() == def_ombrel_fault_not_supported)
+            GTEST_SKIP() << "this emulator lists no neighbours";
         ASSERT_NE(nullptr, watch) << ombrel_fault_text();
         EXPECT_EQ(def_ombrel_network_all, ombrel_network_watch_get_kinds(watch));
         set_loopback(false);

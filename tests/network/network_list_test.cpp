@@ -173,6 +173,8 @@ TEST_F(NetworkList, NeighboursAreThoseOfAnInterface) {
     options.m_interface = loopback->m_index;
     options.m_states = def_ombrel_neighbour_reachable;
     ombrel_neighbour_list_t* list = ombrel_open_neighbour_list(&options);
+    if (list == nullptr && ombrel_last_fault() == def_ombrel_fault_not_supported)
+        GTEST_SKIP() << "this emulator lists no neighbours";
     ASSERT_NE(nullptr, list) << ombrel_fault_text();
     EXPECT_EQ(0, list->m_count) << "nobody is behind the loop-back interface";
     EXPECT_EQ(nullptr, list->m_first);
@@ -194,6 +196,7 @@ TEST_F(NetworkList, AWatchRefusesWhatMakesNoSense) {
     ombrel_event_base_t* const base = ombrel_new_event_base();
     ombrel_network_watch_options_t usual, options;
     ombrel_init_network_watch_options(&usual);
+    usual.m_kinds = def_ombrel_network_interfaces | def_ombrel_network_addresses | def_ombrel_network_routes;
     usual.m_handler = [](ombrel_network_watch_t*, const ombrel_network_change_t*, void*) { return 0; };
     ombrel_network_watch_t* const watch = ombrel_open_network_watch(base, &usual);
     ASSERT_NE(nullptr, watch) << ombrel_fault_text();

@@ -81,35 +81,49 @@ bool netlink_socket::send(netlink_bytes request) const {
     return sent == static_cast<ssize_t>(request.size());
 }
 
+// A datagram stays where it is until it lies whole in the pile; then it is passed over by a read of nothing.
 bool netlink_socket::receive(byte_pile& pile, bool waits) const {
-    // The kernel makes pieces as large as the room that it has seen, up to this: so the more there is, the
-    // larger they become.
-    constexpr size_t most_at_once = 32768;
+    // The kernel makes pieces as large as the room that it has seen: so the more there is, the larger they
+    // become.
+    constexpr size_t least_at_once = 8192, most_at_once = 32768;
     const int flags = waits ? 0 : MSG_DONTWAIT;
+    size_t room = std::clamp(pile.bytes().size(), least_at_once, most_at_once);
     while (true) {
-        const ssize_t size = recv(s_, nullptr, 0, MSG_PEEK | MSG_TRUNC | flags);
+        bool is_whole = false, is_kernel = false;
+        const ssize_t size = peek(pile.make_room(room), room, flags, is_whole, is_kernel);
         if (size < 0 && errno == EINTR)
             continue;
         if (size < 0 && waits && errno == EAGAIN)
             leave_fault(fault_code::timed_out);
         if (size < 0)
             return false;
-        const size_t room = std::max(static_cast<size_t>(size), std::min(pile.bytes().size(), most_at_once));
-        uint8_t* const place = pile.make_room(room);
-        if (place == nullptr)
-            return false;
-        sockaddr_nl sender{};
-        socklen_t sender_size = sizeof sender;
-        const ssize_t got =
-            recvfrom(s_, place, room, flags, reinterpret_cast<sockaddr*>(&sender), &sender_size);
-        if (got < 0 && errno != EINTR)
-            return false;
-        // Other programs can send to the socket too: what does not come from the kernel is not looked at.
-        if (got <= 0 || sender_size != sizeof sender || sender.nl_pid != 0)
+        if (!is_whole) {
+            room *= 2;
             continue;
-        pile.keep(static_cast<size_t>(got));
+        }
+        recv(s_, nullptr, 0, MSG_DONTWAIT);
+        // Other programs can send to the socket too: what does not come from the kernel is not looked at.
+        if (!is_kernel || size == 0)
+            continue;
+        pile.keep(static_cast<size_t>(size));
         return true;
     }
+}
+
+ssize_t netlink_socket::peek(uint8_t* place, size_t room, int flags, bool& is_whole, bool& is_kernel) const {
+    if (place == nullptr)
+        return -1;
+    sockaddr_nl sender{};
+    iovec piece{place, room};
+    msghdr message{};
+    message.msg_name = &sender;
+    message.msg_namelen = sizeof sender;
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    const ssize_t size = recvmsg(s_, &message, MSG_PEEK | flags);
+    is_whole = (message.msg_flags & MSG_TRUNC) == 0;
+    is_kernel = message.msg_namelen == sizeof sender && sender.nl_pid == 0;
+    return size;
 }
 
 /// Whether it answers the last question, not an earlier one.

@@ -1,6 +1,8 @@
 // Sockets of netlink: questions to the kernel and its answers.
 #pragma once
 
+#include <sys/types.h>
+
 #include "platform/linux/netlink_message.h"
 
 namespace ombrel::platform {
@@ -97,6 +99,8 @@ private:
     };
     bool send(netlink_bytes request) const;
     bool find_port();
+    /// What lies before the others, which stays there.
+    ssize_t peek(uint8_t* place, size_t room, int flags, bool& is_whole, bool& is_kernel) const;
     bool is_answer(netlink_bytes datagram) const;
     progress gather(byte_pile& answer, intake& state) const;
     static progress look_at(netlink_bytes datagram, intake& state);
