@@ -53,7 +53,7 @@ private:
     name* add(std::string_view text, uint64_t hash);
     bool split(name& added);
     bool grow();
-    name*& slot_of(uint64_t hash) const { return slots_[hash & (slots_.size() - 1)]; }
+    name*& slot_of(uint64_t hash) const { return slots_[static_cast<size_t>(hash) & (slots_.size() - 1)]; }
 
     record_store store_;
     growing_array<name*> slots_; ///< a power of two

@@ -115,11 +115,10 @@ int xml_parser::end() {
 
 int xml_parser::push_all(std::string_view piece, bool is_end) {
     is_busy_ = true;
-    const size_t taken =
-        options_.m_document_limit < 0
-            ? piece.size()
-            : std::min<uint64_t>(piece.size(),
-                                 static_cast<uint64_t>(options_.m_document_limit - document_size_));
+    const uint64_t left = options_.m_document_limit < 0
+                              ? piece.size()
+                              : static_cast<uint64_t>(options_.m_document_limit - document_size_);
+    const auto taken = static_cast<size_t>(std::min<uint64_t>(piece.size(), left));
     document_size_ += static_cast<int64_t>(taken);
     input_.give({piece.data(), taken}, is_end);
     xml_input::window window;

@@ -112,7 +112,7 @@ step xml_parser::check_expanded_names(size_t prefixed) {
         if (called->prefix == nullptr || called->declares_namespace)
             continue;
         const name *const uri = called->prefix->uri, *const local = called->local;
-        size_t slot = (uri->hash * 3 + local->hash) & (slots - 1);
+        size_t slot = static_cast<size_t>(uri->hash * 3 + local->hash) & (slots - 1);
         for (; expanded_[slot].tag == tag_; slot = (slot + 1) & (slots - 1))
             if (expanded_[slot].uri == uri && expanded_[slot].local == local)
                 return refuse(def_ombrel_xml_fault_two_attributes, nullptr, called->full);
