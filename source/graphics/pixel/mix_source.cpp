@@ -107,7 +107,7 @@ mix_writer::mix_writer(const box_job& job, const mix_source& source)
     : pixels_(job.to, source.mixed(), job.mode, job.rule),
       keys_(job.to, job.from, def_ombrel_fbmap_plain, job.rule) {
     const unsigned bytes = loose_bytes(job.from.m_color_interface);
-    for (size_t i = 0; i < packed_chunk; i++)
+    for (size_t i = 0; source.is_keyed() && i < packed_chunk; i++)
         store(&key_row_[i * bytes], job.from.m_ccolor, bytes);
 }
 

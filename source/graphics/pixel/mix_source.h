@@ -25,6 +25,7 @@ public:
 
     /// Whether some pixels count more than others, by their alpha or as they are the key.
     bool is_weighted() const { return keyed_ || by_alpha_; }
+    bool is_keyed() const { return keyed_; }
     /// Whether the bitmap's own pixels can be mixed.
     bool is_direct() const { return direct_; }
 

@@ -100,25 +100,32 @@ constexpr size_t chunk = packed_chunk; // columns of the source at a time
 
 using pixel_room = std::array<unsigned char, 4 * chunk>;
 
-// Divides sums by what their weights come to, without a division for each.
+// One divided by a number, with 32 bits behind its first one: 2 to the power of 31 + bits, divided by it.
+struct inverse {
+    uint64_t factor;
+    int bits;
+
+    inverse() = default;
+    explicit inverse(uint64_t number)
+        : factor((uint64_t{1} << (31 + bits_of(number))) / number), bits(bits_of(number)) {}
+};
+
+// Divides sums of bytes by the weights of columns and rows, without a division for each.
 class divider {
 public:
-    explicit divider(uint64_t by) { set(by); }
+    divider(const inverse& columns, const inverse& rows)
+        : columns_(columns.factor), rows_(rows.factor), dropped_(std::max(columns.bits + rows.bits - 24, 0)),
+          shift_(30 + columns.bits + rows.bits - dropped_) {}
 
-    void set(uint64_t by) {
-        if (by == by_)
-            return;
-        by_ = by;
-        shift_ = std::max(bits_of(by) - 24, 0);
-        factor_ = (uint64_t{1} << 54) / (by >> shift_);
-    }
+    // 32 bits are kept of a sum, and of what the first factor makes of it.
     unsigned char operator()(uint64_t sum) const {
-        return static_cast<unsigned char>(((sum >> shift_) * factor_ + (uint64_t{1} << 53)) >> 54);
+        const uint64_t part = (sum >> dropped_) * columns_ >> 32;
+        return static_cast<unsigned char>((part * rows_ + (uint64_t{1} << (shift_ - 1))) >> shift_);
     }
 
 private:
-    uint64_t by_ = 0, factor_ = 0;
-    int shift_ = 0;
+    uint64_t columns_, rows_;
+    int dropped_, shift_;
 };
 
 // Pixels that count alike: rows are added to one another first, then columns.
@@ -128,7 +135,10 @@ public:
     static constexpr size_t width = covered_columns::width;
 
     plain_average(const scaling& work, int64_t x, size_t count)
-        : source_(work.source), writer_(work.writer), x_(x), columns_(work, x, count) {}
+        : source_(work.source), writer_(work.writer), x_(x), columns_(work, x, count) {
+        for (size_t i = 0; i < count; i++)
+            weights_[i] = inverse(columns_[i].total());
+    }
 
     void put(int64_t y, const covered_rows& rows) {
         sums_ = {};
@@ -157,11 +167,23 @@ private:
         }
         columns_.each_between(low, high, begin, [&](size_t i, int64_t from, int64_t to) {
             const coverage& covered = columns_[i];
-            for (int64_t place = from; place < to; place++)
-                for (size_t c = 0; c < 4; c++)
-                    sums_[i][c] +=
-                        uint64_t{lines[4 * static_cast<size_t>(place - low) + c]} * covered.weight_of(place);
+            const uint32_t* line = lines.data() + 4 * static_cast<size_t>(from - low);
+            if (from == covered.first)
+                add_columns(sums_[i], line, 1, covered.first_weight), line += 4, from++;
+            if (from < to && to > covered.last)
+                add_columns(sums_[i], line + 4 * (--to - from), 1, covered.last_weight);
+            add_columns(sums_[i], line, static_cast<size_t>(to - from), covered.inner_weight);
         });
+    }
+
+    static void add_columns(std::array<uint64_t, 4>& sums, const uint32_t* line, size_t count,
+                            uint32_t weight) {
+        std::array<uint64_t, 4> more{};
+        for (size_t i = 0; i < count; i++)
+            for (size_t c = 0; c < 4; c++)
+                more[c] += line[4 * i + c];
+        for (size_t c = 0; c < 4; c++)
+            sums[c] += more[c] * weight;
     }
 
     const unsigned char* read(int64_t low, int64_t high, int64_t y, pixel_room& room) const {
@@ -174,9 +196,9 @@ private:
 
     void finish(int64_t y, uint64_t rows) const {
         std::array<unsigned char, 4 * covered_columns::width> pixels;
-        divider divide(rows);
+        const inverse row_weights(rows);
         for (size_t i = 0; i < columns_.count(); i++) {
-            divide.set(rows * columns_[i].total());
+            const divider divide(weights_[i], row_weights);
             for (size_t c = 0; c < 4; c++)
                 pixels[4 * i + c] = divide(sums_[i][c]);
         }
@@ -187,6 +209,7 @@ private:
     const mix_writer& writer_;
     int64_t x_;
     covered_columns columns_;
+    std::array<inverse, covered_columns::width> weights_;
     std::array<std::array<uint64_t, 4>, covered_columns::width> sums_;
 };
 

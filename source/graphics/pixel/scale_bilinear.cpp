@@ -103,7 +103,9 @@ public:
     static constexpr size_t width = column_pairs::width;
 
     plain_mixer(const scaling& work, int64_t x, size_t count)
-        : source_(work.source), writer_(work.writer), x_(x), pairs_(work.part, x, count) {
+        : source_(work.source), writer_(work.writer), x_(x), last_row_(work.part.bottom - 1),
+          ahead_(std::max<int64_t>(2, work.job.source.m_h / work.job.target.m_h)),
+          pairs_(work.part, x, count) {
         if (!in_place())
             pairs_.number_anew();
     }
@@ -127,10 +129,12 @@ private:
         if (line.y != y) {
             std::array<unsigned char, 4 * column_pairs::room> pixels;
             std::array<unsigned char, column_pairs::room> counts;
-            const unsigned char* row = in_place() ? source_.row(y) : pixels.data();
-            if (!in_place())
+            const unsigned char *row = pixels.data(), *next_row = row;
+            if (in_place())
+                row = source_.row(y), next_row = source_.row(std::min(y + ahead_, last_row_));
+            else
                 pairs_.read(source_, y, pixels.data(), counts.data());
-            kernels().mix_columns(line.channels.data(), row, pairs_.columns(), pairs_.weights(),
+            kernels().mix_columns(line.channels.data(), row, next_row, pairs_.columns(), pairs_.weights(),
                                   pairs_.count());
             line.y = y;
         }
@@ -144,7 +148,8 @@ private:
 
     const mix_source& source_;
     const mix_writer& writer_;
-    int64_t x_;
+    int64_t x_, last_row_;
+    int64_t ahead_; // to the row that will be mixed after one
     column_pairs pairs_;
     std::array<mixed, 2> lines_;
 };

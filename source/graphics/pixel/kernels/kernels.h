@@ -92,8 +92,8 @@ using turn_kernel = void (*)(const turn_area& area);
 /// Mixes pairs of neighbours of a row of 32-bit pixels, channel by channel: the one that a column names
 /// counts the weight's low byte, the one behind it the high byte, which are 128 together. A sum is stored
 /// less 16384.
-using mix_columns_kernel = void (*)(int16_t* to, const unsigned char* row, const uint32_t* columns,
-                                    const uint16_t* weights, size_t count);
+using mix_columns_kernel = void (*)(int16_t* to, const unsigned char* row, const unsigned char* next_row,
+                                    const uint32_t* columns, const uint16_t* weights, size_t count);
 
 /// Makes 32-bit pixels of two rows of such sums; the lower one counts `weight` of 128, which is less than
 /// 128.

@@ -8,8 +8,8 @@ constexpr int less = 16384; // by which sums are stored
 
 } // namespace
 
-void mix_columns_plain(int16_t* to, const unsigned char* row, const uint32_t* columns,
-                       const uint16_t* weights, size_t count) {
+void mix_columns_plain(int16_t* to, const unsigned char* row, const unsigned char* /* next_row */,
+                       const uint32_t* columns, const uint16_t* weights, size_t count) {
     for (size_t i = 0; i < count; i++) {
         const unsigned char* const pair = row + 4 * size_t{columns[i]};
         const int first = weights[i] & 0xFF, second = weights[i] >> 8;

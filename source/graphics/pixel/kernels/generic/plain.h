@@ -25,8 +25,8 @@ void gather32_plain(unsigned char* to, const unsigned char* row, const uint32_t*
 void reverse32_plain(unsigned char* to, const unsigned char* from, size_t count);
 void turn32_plain(const turn_area& area);
 
-void mix_columns_plain(int16_t* to, const unsigned char* row, const uint32_t* columns,
-                       const uint16_t* weights, size_t count);
+void mix_columns_plain(int16_t* to, const unsigned char* row, const unsigned char* next_row,
+                       const uint32_t* columns, const uint16_t* weights, size_t count);
 void mix_rows_plain(unsigned char* to, const int16_t* upper, const int16_t* lower, unsigned weight,
                     size_t count);
 void weigh_rows_plain(uint32_t* sums, const unsigned char* first, unsigned first_weight,

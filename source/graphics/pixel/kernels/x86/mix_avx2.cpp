@@ -3,6 +3,7 @@
 
 #if defined(OMBREL_X86_GRAPHICS)
 
+#include <algorithm>
 #include <immintrin.h>
 
 #define OMBREL_TARGET [[gnu::target("avx2")]]
@@ -42,18 +43,51 @@ OMBREL_TARGET inline __m256i load_weights(const uint16_t* weights) {
 
 } // namespace
 
+namespace {
+
+constexpr uint32_t vector_pixels = 8;
+
+// Four pairs, each from where it lies.
+OMBREL_TARGET inline __m256i load_four_pairs(const unsigned char* row, const uint32_t* columns) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load_pairs(row, columns)),
+                                   load_pairs(row, columns + 2), 1);
+}
+
+// Four pairs that lie within eight pixels, chosen from these.
+OMBREL_TARGET inline __m256i choose_four_pairs(const unsigned char* row, const uint32_t* columns) {
+    const __m128i base = _mm_set1_epi32(static_cast<int>(columns[0]));
+    const __m256i places = _mm256_cvtepu32_epi64(
+        _mm_sub_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(columns)), base));
+    const __m256i pairs = _mm256_add_epi32(_mm256_or_si256(places, _mm256_slli_epi64(places, 32)),
+                                           _mm256_set1_epi64x(int64_t{1} << 32));
+    return _mm256_permutevar8x32_epi32(load(row + 4 * size_t{columns[0]}), pairs);
+}
+
 // Weights are unsigned bytes, channels signed ones, from which 128 is taken for that: 128 times 128 in all.
-OMBREL_TARGET void mix_columns_avx2(int16_t* to, const unsigned char* row, const uint32_t* columns,
-                                    const uint16_t* weights, size_t count) {
+OMBREL_TARGET inline void mix_four(int16_t* to, __m256i pairs, const uint16_t* weights) {
     const __m256i middle = _mm256_set1_epi8(static_cast<char>(0x80));
+    const __m256i channels = channels_side_by_side(_mm256_xor_si256(pairs, middle));
+    store(to, _mm256_maddubs_epi16(load_weights(weights), channels));
+}
+
+} // namespace
+
+OMBREL_TARGET void mix_columns_avx2(int16_t* to, const unsigned char* row, const unsigned char* next_row,
+                                    const uint32_t* columns, const uint16_t* weights, size_t count) {
     if (count < 4)
-        return mix_columns_plain(to, row, columns, weights, count);
-    for (size_t next = 0; next < count; next += 4) {
-        const size_t i = next + 4 <= count ? next : count - 4; // the last ones, some of them once more
-        const __m256i pairs = _mm256_inserti128_si256(_mm256_castsi128_si256(load_pairs(row, columns + i)),
-                                                      load_pairs(row, columns + i + 2), 1);
-        const __m256i channels = channels_side_by_side(_mm256_xor_si256(pairs, middle));
-        store(to + 4 * i, _mm256_maddubs_epi16(load_weights(weights + i), channels));
+        return mix_columns_plain(to, row, next_row, columns, weights, count);
+    const uint32_t last = columns[count - 1];
+    size_t i = 0;
+    for (; i + 4 <= count && size_t{columns[i]} + vector_pixels - 2 <= last; i += 4) {
+        __builtin_prefetch(next_row + 4 * size_t{columns[i]});
+        mix_four(to + 4 * i,
+                 columns[i + 3] - columns[i] <= vector_pixels - 2 ? choose_four_pairs(row, columns + i)
+                                                                  : load_four_pairs(row, columns + i),
+                 weights + i);
+    }
+    for (; i < count; i += 4) {
+        i = std::min(i, count - 4); // the last ones, some of them once more
+        mix_four(to + 4 * i, load_four_pairs(row, columns + i), weights + i);
     }
 }
 
@@ -73,7 +107,7 @@ OMBREL_TARGET void mix_rows_avx2(unsigned char* to, const int16_t* upper, const 
     if (count < 8)
         return mix_rows_plain(to, upper, lower, weight, count);
     for (size_t next = 0; next < count; next += 8) {
-        const size_t i = next + 8 <= count ? next : count - 8; // as above
+        const size_t i = std::min(next, count - 8); // as above
         const __m256i low = mix(upper + 4 * i, lower + 4 * i, share);
         const __m256i high = mix(upper + 4 * i + 16, lower + 4 * i + 16, share);
         store(to + 4 * i, _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8));
