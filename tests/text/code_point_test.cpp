@@ -7,12 +7,12 @@
 
 namespace {
 
+#if !defined(_WIN32)
 void put_word(std::string& to, uint32_t word) {
     for (unsigned shift = 0; shift < 32; shift += 8)
         to += static_cast<char>(word >> shift);
 }
 
-#if !defined(_WIN32)
 // Python compares: tests/text/unicode_peer.py explains where others differ.
 TEST(CodePoint, IsWhatUnicodeSays) {
     if (system("python3 -c pass") != 0)

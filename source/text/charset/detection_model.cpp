@@ -381,9 +381,8 @@ void shift_jis_model::take(uint8_t byte) {
     if (const cost price = japanese_cost(row, cell); price > 0)
         return put_wide(price);
     // Row 13 and those behind JIS X 0208 are extensions, with an area for characters of one's own.
-    const bool is_own = held[0] >= 0xF0 && held[0] <= 0xF9, is_extension = row == 12 || row == 88 ||
-                                                                           row == 90 || row == 91 ||
-                                                                           row == 89 || held[0] >= 0xFA;
+    const bool is_own = held[0] >= 0xF0 && held[0] <= 0xF9;
+    const bool is_extension = row == 12 || (row >= 88 && row <= 91) || held[0] >= 0xFA;
     is_windows = is_windows || is_own || is_extension;
     put_wide(is_own ? own_character : is_extension ? kanji_of_windows : 0);
 }
