@@ -24,8 +24,9 @@ OMBREL_FAILURES(Document, ini) {
     const int loaded = fail.during([&] { return ombrel_ini_load(ini, text, strlen(text)); });
     EXPECT_EQ(fail.hit() ? -1 : 0, loaded);
     EXPECT_EQ(loaded == 0 ? text : "", text_of(ini));
-    if (loaded != 0)
+    if (loaded != 0) {
         ASSERT_EQ(0, ombrel_ini_load(ini, text, strlen(text)));
+    }
     const char* const items[] = {"a", "b,c"};
     const std::function<int()> changes[] = {[&] { return ombrel_ini_set(ini, "b", "l", " y "); },
                                             [&] { return ombrel_ini_set(ini, "c", "m", "1"); },

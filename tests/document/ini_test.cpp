@@ -289,10 +289,10 @@ TEST_F(Ini, WalksInOrder) {
     load("g = 1\n[a]\n# c\nk = \"1\"\n\n[b \"c\"]\nk\n[a]\nl = 2", def_ombrel_ini_dialect_git);
     const auto walk = [&](const char* section) {
         std::string all;
-        ombrel_ini_walk_t walk;
+        ombrel_ini_walk_t steps;
         ombrel_ini_entry_t entry;
-        EXPECT_EQ(0, ombrel_init_ini_walk(&walk, ini_, section));
-        while (ombrel_ini_walk_next(&walk, &entry) == 1)
+        EXPECT_EQ(0, ombrel_init_ini_walk(&steps, ini_, section));
+        while (ombrel_ini_walk_next(&steps, &entry) == 1)
             all += std::to_string(entry.m_line) + std::to_string(entry.m_kind) + entry.m_section +
                    (entry.m_sub_section != nullptr ? entry.m_sub_section : "") + ":" +
                    (entry.m_key != nullptr ? entry.m_key : "") + "=" +
