@@ -77,8 +77,8 @@ ombrel_neighbour_list_t* ombrel_open_neighbour_list_tag(const ombrel_neighbour_o
     if (!check_options(chosen))
         return leave_fault(fault_code::invalid), nullptr;
     platform::neighbour_list host;
-    // What is not wanted does not count.
-    return host.list(chosen.m_family, INT32_MAX) ? make_list(host, chosen, function, line) : nullptr;
+    return host.list(chosen.m_family, most_listed(chosen.m_limit)) ? make_list(host, chosen, function, line)
+                                                                   : nullptr;
 }
 
 int ombrel_close_neighbour_list(ombrel_neighbour_list_t* list) {

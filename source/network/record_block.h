@@ -10,6 +10,13 @@
 
 namespace ombrel {
 
+/// The most records that the host may list where so many are wanted: what is not wanted lies between them and
+/// does not count, but takes memory meanwhile.
+inline size_t most_listed(int64_t wanted) {
+    constexpr int64_t most_beside = 1048576;
+    return static_cast<size_t>(wanted < INT32_MAX - most_beside ? wanted + most_beside : INT32_MAX);
+}
+
 /// Counts what a block is to hold, then gives it out piece by piece in the same order of kinds. All kinds
 /// begin at multiples of 16.
 class record_block {

@@ -146,8 +146,8 @@ ombrel_route_list_t* ombrel_open_route_list_tag(const ombrel_route_options_t* op
     if (!check_options(chosen))
         return leave_fault(fault_code::invalid), nullptr;
     platform::route_list host;
-    // What is not wanted does not count.
-    return host.list(chosen.m_family, INT32_MAX) ? make_list(host, chosen, function, line) : nullptr;
+    return host.list(chosen.m_family, most_listed(chosen.m_limit)) ? make_list(host, chosen, function, line)
+                                                                   : nullptr;
 }
 
 int ombrel_close_route_list(ombrel_route_list_t* list) {

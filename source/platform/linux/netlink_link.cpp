@@ -135,8 +135,18 @@ void read_kind(attribute_walk& outer, netlink_link& link) {
         outer.refuse();
 }
 
+constexpr number_place<ombrel_network_interface_t> link_numbers[] = {
+    {IFLA_MTU, &ombrel_network_interface_t::m_mtu},
+    {IFLA_LINK, &ombrel_network_interface_t::m_parent_index},
+    {IFLA_MASTER, &ombrel_network_interface_t::m_master_index},
+    {IFLA_TXQLEN, &ombrel_network_interface_t::m_queue_length},
+    {IFLA_GROUP, &ombrel_network_interface_t::m_group},
+};
+
 void read_link_attribute(attribute_walk& attributes, netlink_link& link) {
     ombrel_network_interface_t& one = link.interface;
+    if (take_number(attributes, link_numbers, one))
+        return;
     switch (attributes.type()) {
     case IFLA_IFNAME:
         return attributes.text(one.m_name);
@@ -144,26 +154,11 @@ void read_link_attribute(attribute_walk& attributes, netlink_link& link) {
         return attributes.hardware(one.m_hardware, one.m_hardware_size);
     case IFLA_BROADCAST:
         return attributes.hardware(one.m_hardware_broadcast, one.m_hardware_broadcast_size);
-    case IFLA_MTU:
-        one.m_mtu = attributes.number<uint32_t>();
-        return;
-    case IFLA_LINK:
-        one.m_parent_index = attributes.number<uint32_t>();
-        return;
     case IFLA_LINK_NETNSID:
         one.m_flags |= def_ombrel_interface_parent_elsewhere;
         return;
-    case IFLA_MASTER:
-        one.m_master_index = attributes.number<uint32_t>();
-        return;
     case IFLA_OPERSTATE:
         one.m_state = attributes.number<uint8_t>();
-        return;
-    case IFLA_TXQLEN:
-        one.m_queue_length = attributes.number<uint32_t>();
-        return;
-    case IFLA_GROUP:
-        one.m_group = attributes.number<uint32_t>();
         return;
     case IFLA_QDISC:
         return attributes.text(one.m_queue);

@@ -136,4 +136,22 @@ private:
     bool is_good_ = true;
 };
 
+/// A number of 32 bits and where it goes.
+template<typename Record>
+struct number_place {
+    int type;
+    uint32_t Record::*place;
+};
+
+/// Whether the attribute is one of these, which is read then.
+template<typename Record, size_t count>
+bool take_number(attribute_walk& attributes, const number_place<Record> (&places)[count], Record& record) {
+    for (const number_place<Record>& one : places)
+        if (one.type == attributes.type()) {
+            record.*one.place = attributes.number<uint32_t>();
+            return true;
+        }
+    return false;
+}
+
 } // namespace ombrel::platform

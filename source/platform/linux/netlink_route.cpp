@@ -67,8 +67,16 @@ void read_hops(attribute_walk& attributes, netlink_route& found) {
         attributes.refuse();
 }
 
+constexpr number_place<ombrel_route_t> route_numbers[] = {
+    {RTA_OIF, &ombrel_route_t::m_interface},    {RTA_IIF, &ombrel_route_t::m_input_interface},
+    {RTA_PRIORITY, &ombrel_route_t::m_metric},  {RTA_TABLE, &ombrel_route_t::m_table},
+    {RTA_NH_ID, &ombrel_route_t::m_hop_object},
+};
+
 void read_route_attribute(attribute_walk& attributes, netlink_route& found) {
     ombrel_route_t& one = found.route;
+    if (take_number(attributes, route_numbers, one))
+        return;
     switch (attributes.type()) {
     case RTA_DST:
         return read_ip_address(attributes, one.m_family, one.m_destination);
@@ -80,26 +88,11 @@ void read_route_attribute(attribute_walk& attributes, netlink_route& found) {
         return read_via(attributes, one.m_gateway);
     case RTA_PREFSRC:
         return read_ip_address(attributes, one.m_family, one.m_source);
-    case RTA_OIF:
-        one.m_interface = attributes.number<uint32_t>();
-        return;
-    case RTA_IIF:
-        one.m_input_interface = attributes.number<uint32_t>();
-        return;
-    case RTA_PRIORITY:
-        one.m_metric = attributes.number<uint32_t>();
-        return;
-    case RTA_TABLE:
-        one.m_table = attributes.number<uint32_t>();
-        return;
     case RTA_METRICS:
         one.m_mtu = read_own_mtu(attributes);
         return;
     case RTA_PREF:
         one.m_preference = preference_of(attributes.number<uint8_t>());
-        return;
-    case RTA_NH_ID:
-        one.m_hop_object = attributes.number<uint32_t>();
         return;
     case RTA_CACHEINFO:
         one.m_expires_s = expiry_of(attributes.record<rta_cacheinfo>(sizeof(rta_cacheinfo)).rta_expires);
