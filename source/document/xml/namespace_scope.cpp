@@ -40,7 +40,7 @@ bool namespace_scope::keep(std::string_view text, range& where) {
 }
 
 uint32_t* namespace_scope::slot_of(std::string_view prefix, uint64_t hash) const {
-    size_t at = hash;
+    auto at = static_cast<size_t>(hash);
     for (;; at++) {
         uint32_t& slot = slots_[at & (slots_.size() - 1)];
         if (slot == 0 || (prefixes_[slot - 1].hash == hash && text(prefixes_[slot - 1].text) == prefix))

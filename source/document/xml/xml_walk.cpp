@@ -24,7 +24,7 @@ const node** node_set::slot_of(const node* one) const {
     // Nodes lie side by side in blocks: the lower bits of their addresses say little.
     uint64_t hash = reinterpret_cast<uintptr_t>(one) / sizeof(void*) * 0x9E3779B97F4A7C15u;
     for (hash ^= hash >> 32;; hash++) {
-        const node*& slot = slots_[hash & (slots_.size() - 1)];
+        const node*& slot = slots_[static_cast<size_t>(hash) & (slots_.size() - 1)];
         if (slot == nullptr || slot == one)
             return &slot;
     }
