@@ -256,12 +256,6 @@ void mix(benchmark::State& state) {
     }
 }
 
-double part_of(std::vector<double>& times, double part) {
-    const auto at = times.begin() + static_cast<ptrdiff_t>(part * static_cast<double>(times.size() - 1));
-    std::nth_element(times.begin(), at, times.end());
-    return *at;
-}
-
 /// How long single calls take, in microseconds of the processor and of the clock on the wall.
 class call_times {
 public:
