@@ -80,7 +80,7 @@ table_record make_table(const ombrel_hash_options_t& options, const call_site& o
     if (!holds_pointers)
         kernel.bytes.get = refuse_key<hash_bytes>, kernel.numbers.get = refuse_key<hash_number>;
     return {.kernel = kernel,
-            .directory = {nullptr, 31, 0},
+            .directory = {nullptr, 31, 0, nullptr, 0},
             .layout = layout,
             .secret = hash_secret::from(options.m_seed),
             .count = 0,

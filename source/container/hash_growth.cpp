@@ -64,9 +64,37 @@ void close_part(const ombrel_hash_ts& table, const hash_part& part) {
 
 // Makes the part that of all places which share its high bits with this one.
 void enter_part(ombrel_hash_ts& table, uint32_t place, const hash_part& part) {
-    const size_t span = size_t{1} << (table.directory.depth - part.header().depth);
-    const size_t first = table.directory.index_of(place) & ~(span - 1);
-    std::fill_n(table.directory.parts + first, span, part);
+    hash_directory& directory = table.directory;
+    const size_t span = size_t{1} << (directory.depth - part.header().depth);
+    const size_t first = directory.index_of(place) & ~(span - 1);
+    std::fill_n(directory.parts + first, span, part);
+    if (first < directory.made)
+        std::fill_n(directory.next + 2 * first, 2 * std::min(span, directory.made - first), part);
+}
+
+void make_next_directory(hash_directory& directory, size_t count) {
+    for (; directory.made < directory.size() && count > 0; directory.made++, count--) {
+        hash_part* const pair = directory.next + 2 * directory.made;
+        pair[0] = pair[1] = directory.parts[directory.made];
+    }
+}
+
+// False when memory has run out.
+bool open_next_directory(ombrel_hash_ts& table) {
+    hash_directory& directory = table.directory;
+    if (directory.next == nullptr)
+        directory.next = static_cast<hash_part*>(
+            allocate_block(2 * directory.size() * sizeof(hash_part), table.owner.tag, table.owner.line));
+    return directory.next != nullptr;
+}
+
+// A large directory would take too long to be copied by one call, its pages most of all. Splits come in
+// waves, as parts fill alike: it begins towards the end of one and is there long before the next.
+void look_ahead(ombrel_hash_ts& table) {
+    constexpr size_t at_once = 64;
+    if (table.directory.depth < deepest && table.parts > table.directory.size() / 4 * 3 &&
+        table.directory.size() >= at_once && open_next_directory(table))
+        make_next_directory(table.directory, at_once);
 }
 
 bool open_first_part(ombrel_hash_ts& table, unsigned size_bits) {
@@ -104,24 +132,23 @@ bool split_part(ombrel_hash_ts& table, uint32_t place, const hash_part& part) {
     enter_part(table, place | bit, other);
     table.parts++;
     table.moves++;
+    look_ahead(table);
     return true;
 }
 
 void change_directory(ombrel_hash_ts& table, hash_part* parts, uint32_t depth) {
     if (table.directory.parts != &table.only_part)
         free_block(table.directory.parts, table.owner.tag, table.owner.line);
-    table.directory = {parts, 31 - depth, depth};
+    if (table.directory.next != nullptr && table.directory.next != parts)
+        free_block(table.directory.next, table.owner.tag, table.owner.line);
+    table.directory = {parts, 31 - depth, depth, nullptr, 0};
 }
 
 bool deepen_directory(ombrel_hash_ts& table) {
-    const hash_directory& old = table.directory;
-    auto* const parts = static_cast<hash_part*>(
-        allocate_block(2 * old.size() * sizeof(hash_part), table.owner.tag, table.owner.line));
-    if (parts == nullptr)
+    if (!open_next_directory(table))
         return false;
-    for (size_t i = 0; i < old.size(); i++)
-        parts[2 * i] = parts[2 * i + 1] = old.parts[i];
-    change_directory(table, parts, old.depth + 1);
+    make_next_directory(table.directory, table.directory.size());
+    change_directory(table, table.directory.next, table.directory.depth + 1);
     return true;
 }
 

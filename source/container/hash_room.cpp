@@ -26,6 +26,8 @@ void count_parts(const ombrel_hash_t& table, ombrel_hash_statistics_t& all) {
         count_part(table, part, all);
     if (table.directory.parts != &table.only_part)
         all.m_bytes += static_cast<int64_t>(table.directory.size() * sizeof(hash_part));
+    if (table.directory.next != nullptr)
+        all.m_bytes += static_cast<int64_t>(2 * table.directory.size() * sizeof(hash_part));
 }
 
 // Copies that no other lies between, behind each other again.

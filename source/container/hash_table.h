@@ -72,6 +72,8 @@ struct hash_directory {
     hash_part* parts;
     uint32_t shift; // 31 - depth, behind a shift by one, as words cannot be shifted by their width
     uint32_t depth;
+    hash_part* next; // the directory of the next depth, made ahead of time step by step, or null
+    size_t made;     // how many of the parts stand in it
 
     size_t index_of(uint32_t place) const { return (place >> 1) >> shift; }
     hash_part part_of(uint32_t place) const { return parts[index_of(place)]; }
