@@ -9,13 +9,11 @@ namespace ombrel {
 
 namespace {
 
-/// Code points between both sets; they lie on the stack.
-constexpr size_t block_limit = 512;
-/// After a stop the next blocks are short, as what cannot be converted seldom comes alone.
-constexpr size_t block_limit_after_stop = 4;
+/// Behind what cannot be converted the next blocks are short, as it seldom comes alone.
+constexpr uint16_t block_limit_after_stop = 4;
 
-/// Bytes of UTF-8 that are looked at before they are converted, so that they stay near.
-constexpr size_t direct_limit = 8192;
+/// Bytes of UTF-8 for each code point of a block that are looked at before they are converted.
+constexpr size_t direct_factor = 16;
 /// Shorter runs of ASCII are converted with what is around them.
 constexpr size_t long_run = 16;
 
@@ -32,9 +30,9 @@ charset_pump::outcome charset_pump::run(const uint8_t* bytes, size_t size, size_
         if (held_size_ >= before)
             return result;
     }
-    for (size_t limit = block_limit; result == outcome::more && in.left() > 0;)
+    while (result == outcome::more && in.left() > 0)
         if (!copy_run(in, to))
-            result = run_block(in, to, limit);
+            result = run_block(in, to);
     return result;
 }
 
@@ -49,7 +47,7 @@ bool charset_pump::copy_run(piece& in, space& to) {
             return advance(in, count, to, count);
     if (from_->decode != decode_utf_8 || (to_ != from_ && to_->encode_utf_8_text == nullptr))
         return false;
-    const size_t valid = utf8_run(from, std::min(size, direct_limit));
+    const size_t valid = utf8_run(from, std::min(size, direct_factor * limit_));
     if (to_ == from_) {
         memcpy(target, from, valid);
         return advance(in, valid, to, valid);
@@ -62,6 +60,8 @@ bool charset_pump::copy_run(piece& in, space& to) {
 bool charset_pump::advance(piece& in, size_t used, space& to, size_t written) {
     in.used += used;
     to.written += written;
+    if (used > 0)
+        lengthen_blocks();
     return used > 0;
 }
 
@@ -88,19 +88,17 @@ charset_pump::outcome charset_pump::run_held(piece& in, space& to) {
     return outcome::more;
 }
 
-charset_pump::outcome charset_pump::run_block(piece& in, space& to, size_t& limit) {
+charset_pump::outcome charset_pump::run_block(piece& in, space& to) {
     uint32_t codes[block_limit];
     // A block of more characters than there is room for would be decoded again.
-    const size_t count = std::max<size_t>(1, std::min(limit, to.left() / to_->unit));
+    const size_t count = std::max<size_t>(1, std::min<size_t>(limit_, to.left() / to_->unit));
     const decode_result read = from_->decode(in.at(), in.bytes + in.size, codes, codes + count);
     const encode_result made = to_->encode(codes, read.to, to.at(), to.at() + to.left());
     to.written += static_cast<size_t>(made.to - to.at());
-    if (made.stop != encode_stop::none) {
-        limit = block_limit_after_stop;
+    if (made.stop != encode_stop::none)
         return stop_encoding(in, static_cast<size_t>(made.from - codes), made.stop);
-    }
     in.used = static_cast<size_t>(read.from - in.bytes);
-    limit = std::min(2 * limit, block_limit);
+    lengthen_blocks();
     if (read.stop == decode_stop::wrong)
         return stop_at(in.at(), {0, read.wrong, decode_stop::wrong}, outcome::wrong);
     return read.stop == decode_stop::cut ? hold_rest(in) : outcome::more;
@@ -113,7 +111,10 @@ charset_pump::outcome charset_pump::stop_encoding(piece& in, size_t characters, 
         in.used = static_cast<size_t>(
             from_->decode(in.at(), in.bytes + in.size, codes, codes + characters).from - in.bytes);
     const decoded_character next = decode_one(*from_, in.at(), in.left());
-    return stop_at(in.at(), next, why == encode_stop::full ? outcome::full : outcome::lacking);
+    if (why == encode_stop::full)
+        return stop_at(in.at(), next, outcome::full);
+    limit_ = block_limit_after_stop;
+    return stop_at(in.at(), next, outcome::lacking);
 }
 
 charset_pump::outcome charset_pump::stop_at(const uint8_t* bytes, const decoded_character& character,
@@ -121,6 +122,10 @@ charset_pump::outcome charset_pump::stop_at(const uint8_t* bytes, const decoded_
     front_ = {character.code, character.size};
     memcpy(front_.bytes, bytes, character.size);
     return why;
+}
+
+void charset_pump::lengthen_blocks() {
+    limit_ = std::min<uint16_t>(static_cast<uint16_t>(2 * limit_), block_limit);
 }
 
 charset_pump::outcome charset_pump::hold_rest(piece& in) {

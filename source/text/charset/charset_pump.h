@@ -45,6 +45,9 @@ public:
     void set_from(const charset_form* from) { from_ = from; }
 
 private:
+    /// Code points between both sets; they lie on the stack.
+    static constexpr uint16_t block_limit = 512;
+
     struct piece {
         const uint8_t* bytes;
         size_t size;
@@ -63,12 +66,13 @@ private:
     };
 
     bool copy_run(piece& in, space& to);
-    static bool advance(piece& in, size_t used, space& to, size_t written);
+    bool advance(piece& in, size_t used, space& to, size_t written);
     outcome run_held(piece& in, space& to);
-    outcome run_block(piece& in, space& to, size_t& limit);
+    outcome run_block(piece& in, space& to);
     outcome stop_at(const uint8_t* bytes, const decoded_character& character, outcome why);
     outcome stop_encoding(piece& in, size_t characters, encode_stop why);
     outcome hold_rest(piece& in);
+    void lengthen_blocks();
     void drop(size_t count, size_t& used);
 
     const charset_form* from_;
@@ -76,6 +80,7 @@ private:
     front_part front_;
     uint8_t held_[def_ombrel_charset_character_limit] = {};
     uint8_t held_size_ = 0;
+    uint16_t limit_ = block_limit; ///< code points of the next block
 };
 
 } // namespace ombrel
