@@ -203,7 +203,7 @@ TEST(AllocationFailureContainer, AHashTableIsFilledToTheLastSlotWithoutMemory) {
     ombrel_hash_options_t options;
     ombrel_init_hash_options(&options);
     options.m_flags = def_ombrel_hash_numbers;
-    options.m_reserve = 1000;
+    options.m_reserve = 500; // one part
     ombrel_hash_t* const table = ombrel_open_hash(&options);
     ombrel_hash_statistics_t figures;
     ombrel_hash_get_statistics(table, &figures);
