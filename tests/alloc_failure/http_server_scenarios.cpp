@@ -35,7 +35,9 @@ public:
         EXPECT_EQ(fail.hit(), files_ == nullptr);
         options_.m_context = files_;
         options_.m_handler = files_ != nullptr ? ombrel_serve_http_directory : nullptr;
+        ombrel_leave_fault(def_ombrel_fault_none);
         server_ = fail.during([&] { return ombrel_open_http_server(base_, &options_); });
+        EXPECT_EQ(server_ == nullptr ? def_ombrel_fault_no_memory : def_ombrel_fault_none, ombrel_last_fault());
         EXPECT_EQ(fail.hit(), server_ == nullptr);
         return files_ != nullptr && server_ != nullptr;
     }

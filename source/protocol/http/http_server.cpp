@@ -100,6 +100,7 @@ bool assign_timer(http_server& server, ombrel_event_t& event) {
                &server) == 0;
 }
 
+/// False, with the fault left.
 bool start(http_server& server) {
     const listener_settings settings{"http",
                                      refusal,
@@ -109,13 +110,16 @@ bool start(http_server& server) {
                                          add_connection(*static_cast<http_server*>(context), socket, peer);
                                      },
                                      &server};
-    const bool listens = server.listener.open(server.base, settings);
+    // In any case, as closing frees the name.
     server.options.m_name = ombrel_strdup_tag(server.options.m_name != nullptr ? server.options.m_name : "",
                                               server.tag, server.line);
-    return listens && server.options.m_name != nullptr &&
-           assign_timer<on_sweep>(server, server.sweep_event) &&
-           assign_timer<on_kick>(server, server.kick_event) &&
-           assign_timer<on_stop>(server, server.stop_event);
+    if (!server.listener.open(server.base, settings))
+        return false;
+    const bool has_all = server.options.m_name != nullptr &&
+                         assign_timer<on_sweep>(server, server.sweep_event) &&
+                         assign_timer<on_kick>(server, server.kick_event) &&
+                         assign_timer<on_stop>(server, server.stop_event);
+    return has_all || refuse(fault_code::no_memory) == 0;
 }
 
 } // namespace
@@ -166,8 +170,9 @@ ombrel_http_server_t* ombrel_open_http_server_tag(ombrel_event_base_t* base,
     settle_parser_options(server);
     if (start(server))
         return &server;
+    const fault_keeper kept;
     ombrel_close_http_server(&server);
-    return refuse(fault_code::no_memory), nullptr;
+    return nullptr;
 }
 
 int ombrel_close_http_server(ombrel_http_server_t* server) {
