@@ -39,7 +39,8 @@ public:
     /// Takes away what stands in front of what is left.
     void drop_front(size_t count) {
         size_ -= count;
-        memmove(block_.get(), block_.get() + count, size_);
+        if (size_ > 0)
+            memmove(block_.get(), block_.get() + count, size_);
     }
     void drop_last() { block_.get()[--size_] = '\0'; }
     /// The block, which is the caller's now; the size stays.
