@@ -110,7 +110,7 @@ typedef struct ombrel_route_ts {
     ombrel_ip_address_t m_source;      /**< the own address that packets get; or none */
     uint32_t m_interface;              /**< the index of the interface they leave by; 0 for none */
     uint32_t m_input_interface;        /**< the index of the one they come by, of a look-up; 0 for none */
-    uint32_t m_metric;                 /**< the lower, the better; on Windows the interface's added */
+    uint32_t m_metric;                 /**< the lower, the better; on Windows without the interface's own */
     uint32_t m_table;                  /**< def_ombrel_route_table_main and the like */
     int m_protocol;                    /**< who made it: def_ombrel_route_by_host and the like */
     int m_reach;                       /**< def_ombrel_reach_* */

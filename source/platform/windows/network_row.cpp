@@ -94,14 +94,6 @@ int protocol_of(const MIB_IPFORWARD_ROW2& row) {
     }
 }
 
-// The host tells a route's metric without that of its interface, which goes with it.
-uint32_t metric_of_interface(const MIB_IPFORWARD_ROW2& row) {
-    MIB_IPINTERFACE_ROW interface_row{};
-    interface_row.Family = row.DestinationPrefix.Prefix.si_family;
-    interface_row.InterfaceIndex = row.InterfaceIndex;
-    return GetIpInterfaceEntry(&interface_row) == NO_ERROR ? interface_row.Metric : 0;
-}
-
 uint32_t state_of(NL_NEIGHBOR_STATE host) {
     switch (host) {
     case NlnsUnreachable:
@@ -272,7 +264,7 @@ ombrel_route_t route_of(const MIB_IPFORWARD_ROW2& row) {
         one.m_reach = def_ombrel_reach_link;
     }
     one.m_interface = row.InterfaceIndex;
-    one.m_metric = row.Metric + metric_of_interface(row);
+    one.m_metric = row.Metric;
     one.m_table = def_ombrel_route_table_main;
     one.m_protocol = protocol_of(row);
     one.m_expires_s = seconds_of(row.ValidLifetime);
