@@ -506,7 +506,8 @@ OMBREL_API int ombrel_xml_node_set_text(ombrel_xml_node_t* node, const char* tex
 /**
  * @brief Sets an attribute, which is made at the end of the list when it is not there.
  * @param node  the element
- * @param name  its name as written; "xmlns" and "xmlns:PREFIX" declare namespaces, for names given later
+ * @param name  its name as written; "xmlns" and "xmlns:PREFIX" declare namespaces, for names given later;
+ *              an element in no namespace cannot declare a default one
  * @param value its value; null removes it, also when it is not there
  * @return 0; -1
  */

@@ -238,10 +238,13 @@ node* copy_all(tree& whole, const node& top) {
     return nullptr;
 }
 
-/// Whether an attribute, if it declares a namespace, may do so.
-bool may_declare(const node_name& name, std::string_view value) {
+/// Whether an attribute, if it declares a namespace, may do so: the default of an element in none cannot be
+/// another.
+bool may_declare(const node& element, const node_name& name, std::string_view value) {
     std::string_view prefix;
-    return name.uri_text() != xmlns_uri || !is_declaration(name.full, prefix) || may_bind(prefix, value);
+    if (name.uri_text() != xmlns_uri || !is_declaration(name.full, prefix))
+        return true;
+    return may_bind(prefix, value) && (!prefix.empty() || value.empty() || element.m_name->uri != nullptr);
 }
 
 node* find_same(const tree& whole, const node& element, const node_name& name) {
@@ -252,7 +255,7 @@ node* find_same(const tree& whole, const node& element, const node_name& name) {
 int set_attribute(tree& whole, node& element, const node_name* name, std::string_view value) {
     if (name == nullptr)
         return -1;
-    if (!is_xml_text(value) || !may_declare(*name, value))
+    if (!is_xml_text(value) || !may_declare(element, *name, value))
         return refuse(fault_code::violation);
     if (node* const known = find_same(whole, element, *name); known != nullptr) {
         if (!whole.store.replace(*known, value))
@@ -297,7 +300,7 @@ bool may_be_named(const tree& whole, const node& one, const node_name& name) {
     if (one.m_kind != attribute_node)
         return true;
     const node* const same = find_same(whole, *one.m_parent, name);
-    return (same == nullptr || same == &one) && may_declare(name, text_of(one));
+    return (same == nullptr || same == &one) && may_declare(*one.m_parent, name, text_of(one));
 }
 
 const node_name* new_name(tree& whole, const node& one, std::string_view name) {
@@ -403,7 +406,7 @@ int ombrel_xml_node_set_text(ombrel_xml_node_t* node, const char* text) {
     if (whole == nullptr || node->m_kind == document_node)
         return refuse(fault_code::invalid);
     if (!is_content(node->m_kind, wanted) ||
-        (node->m_kind == attribute_node && !may_declare(*node->m_name, wanted)))
+        (node->m_kind == attribute_node && !may_declare(*node->m_parent, *node->m_name, wanted)))
         return refuse(fault_code::violation);
     if (node->m_kind == doctype_node && !is_doctype(node->m_name->full, wanted, whole->with_namespaces))
         return -1;
