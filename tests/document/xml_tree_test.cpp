@@ -222,6 +222,36 @@ TEST_F(XmlTree, IsMadeAndChanged) {
     EXPECT_EQ("-", made.text()) << "without an element";
 }
 
+TEST_F(XmlTree, IsWalkedOverAndWrittenInParts) {
+    const document read("<a xmlns:p='u' k='1'><p:b/>t<b/><c><p:b x=''/></c></a>");
+    node_t* const root = read.root();
+    std::string names;
+    for (const node_t* one = root; one != nullptr; one = ombrel_xml_node_get_following(one, root))
+        names.append(ombrel_xml_node_get_name(one)).append(" ");
+    EXPECT_EQ("a p:b  b c p:b ", names);
+    node_t* const b = ombrel_xml_node_get_child_in(root, "u", nullptr);
+    EXPECT_EQ(ombrel_xml_node_get_sibling(b, "b"), ombrel_xml_node_get_sibling_in(b, "", "b"));
+    EXPECT_EQ(nullptr, ombrel_xml_node_get_sibling_in(b, "u", "b"));
+    EXPECT_STREQ(
+        "k", ombrel_xml_node_get_name(ombrel_xml_node_get_next(ombrel_xml_node_get_first_attribute(root))));
+    EXPECT_STREQ("1", ombrel_xml_node_get_attribute_text(root, "k", nullptr));
+    EXPECT_STREQ("?", ombrel_xml_node_get_attribute_text(root, "l", "?"));
+    node_t* const c = ombrel_xml_node_get_child(root, "c");
+    EXPECT_NE(nullptr, ombrel_xml_node_add_text(c, "&"));
+    ombrel_buffer_t* const buffer = ombrel_open_buffer();
+    ombrel_xml_writer_t* const writer = ombrel_open_xml_writer(buffer, nullptr);
+    EXPECT_EQ(0, ombrel_xml_writer_begin(writer, "w"));
+    EXPECT_EQ(0, ombrel_xml_node_write(c, writer));
+    EXPECT_EQ(-1, ombrel_xml_node_write(nullptr, writer));
+    EXPECT_EQ(0, ombrel_xml_writer_end(writer));
+    EXPECT_EQ(0, ombrel_xml_writer_finish(writer));
+    ombrel_close_xml_writer(writer);
+    EXPECT_EQ("<w><c><p:b xmlns:p=\"u\" x=\"\"/>&amp;</c></w>\n", take_queued(buffer));
+    ombrel_close_buffer(buffer);
+    const document gap("<!DOCTYPE a [<!ENTITY e SYSTEM 'x'>]><a>&e;</a>");
+    EXPECT_EQ(1, ombrel_xml_tree_get_skipped(gap.tree));
+}
+
 TEST_F(XmlTree, RefusesChangesThatCouldNotBeWritten) {
     const document made("<a xmlns:p='u' p:x='1' y='2'>t<b/></a>");
     node_t *const root = made.root(), *const text = ombrel_xml_node_get_first_child(root),
@@ -262,6 +292,7 @@ TEST_F(XmlTree, RefusesChangesThatCouldNotBeWritten) {
         ombrel_xml_node_set_name(text, "x") == 0,
         ombrel_xml_node_set_name(b, "q:b") == 0,
         ombrel_xml_node_set_name(ombrel_xml_node_get_attribute(root, "y"), "p:x") == 0,
+        ombrel_xml_node_set_attribute(root, "xmlns", "u") == 0,
         ombrel_xml_node_set_attribute(root, "xmlns:p", "") == 0,
         ombrel_xml_node_set_attribute(root, "xmlns:xml", "u") == 0,
         ombrel_xml_node_set_attribute(root, "q:z", "") == 0,
