@@ -21,7 +21,9 @@ private:
     const node_name* take(std::string_view full, const node_name* uri);
     node_name* add(std::string_view full, const node_name* uri, uint64_t hash);
     bool grow();
-    node_name*& slot_of(uint64_t hash) const { return slots_[static_cast<size_t>(hash) & (slots_.size() - 1)]; }
+    node_name*& slot_of(uint64_t hash) const {
+        return slots_[static_cast<size_t>(hash) & (slots_.size() - 1)];
+    }
 
     record_store records_;
     growing_array<node_name*> slots_; ///< a power of two
