@@ -47,7 +47,9 @@ TEST(Packet, LeavesInTheChainWhatFollows) {
     ombrel_close_packet_reader(reader);
     ombrel_close_buffer(buffer);
     for (const size_t limit : {size_t{0}, SIZE_MAX}) {
-        const ombrel_packet_options_t options = {0, limit};
+        ombrel_packet_options_t options;
+        EXPECT_EQ(0, ombrel_init_packet_options(&options));
+        options.m_size_limit = limit;
         EXPECT_EQ(nullptr, ombrel_open_packet_reader(&options));
     }
 }

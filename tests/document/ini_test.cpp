@@ -285,6 +285,31 @@ TEST_F(Ini, IncludesWithinLimits) {
     }
 }
 
+TEST_F(Ini, KeepsSeveralValuesInOrder) {
+    const scratch_directory directory;
+    const std::string path = directory.path() + "/file.ini";
+    load("[a]\nk = 1\n[b]\n[a]\nk = 2\nk = 3\n", def_ombrel_ini_dialect_plain | def_ombrel_ini_first_counts);
+    EXPECT_STREQ("1", ombrel_ini_get(ini_, "a", "k"));
+    EXPECT_STREQ("3", ombrel_ini_get_at(ini_, "a", "k", 2));
+    EXPECT_EQ(nullptr, ombrel_ini_get_at(ini_, "a", "k", 3));
+    EXPECT_EQ(0, ombrel_ini_delete_at(ini_, "a", "k", 1));
+    EXPECT_EQ(-1, ombrel_ini_delete_at(ini_, "a", "k", 2));
+    EXPECT_EQ(0, ombrel_ini_set_at(ini_, "a", "k", 1, "4"));
+    EXPECT_EQ(0, ombrel_ini_set_boolean(ini_, "b", "t", 1));
+    EXPECT_EQ(0, ombrel_ini_set_duration(ini_, "b", "d", 90061500000000));
+    EXPECT_EQ("[a]\nk = 1\n[b]\nt = true\nd = 1 d 01:01:01.5\n[a]\nk = 4\n", text());
+    EXPECT_EQ(1, ombrel_ini_has_section(ini_, "b"));
+    EXPECT_EQ(0, ombrel_ini_has_section(ini_, "c"));
+    EXPECT_EQ(-1, ombrel_ini_has_section(ini_, "c]"));
+    EXPECT_EQ(1, ombrel_ini_is_changed(ini_));
+    ASSERT_EQ(0, ombrel_ini_store_file(ini_, path.c_str(), 0666));
+    EXPECT_EQ(0, ombrel_ini_is_changed(ini_));
+    const std::string stored = text();
+    open(def_ombrel_ini_dialect_plain);
+    ASSERT_EQ(0, ombrel_ini_load_file(ini_, path.c_str()));
+    EXPECT_EQ(stored, text());
+}
+
 TEST_F(Ini, WalksInOrder) {
     load("g = 1\n[a]\n# c\nk = \"1\"\n\n[b \"c\"]\nk\n[a]\nl = 2", def_ombrel_ini_dialect_git);
     const auto walk = [&](const char* section) {
