@@ -29,7 +29,7 @@ function(ombrel_library_dialect target)
         # GCC keeps vectors of 32 bytes on stacks that Windows aligns to 16.
         target_compile_options(${target} PRIVATE -Wa,-muse-unaligned-vector-move)
     endif()
-    target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY
+    target_compile_definitions(${target} PRIVATE OMBREL_BUILDING_LIBRARY OMBREL_CHECK_FORMATS
         $<IF:$<BOOL:${WIN32}>,WIN32_LEAN_AND_MEAN;NOMINMAX;_WIN32_WINNT=0x0602,_FILE_OFFSET_BITS=64;_TIME_BITS=64>
         $<$<OR:$<CONFIG:Debug>,$<BOOL:${OMBREL_CHECK_INVARIANTS}>>:OMBREL_CHECKS_INVARIANTS>)
 endfunction()

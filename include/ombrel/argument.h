@@ -319,7 +319,8 @@ OMBREL_API int ombrel_take_arguments(const ombrel_argument_table_t* table, int a
  * @param format what is wrong, without the program's name and without a newline, as for ombrel_printf()
  * @return 2, to exit with
  */
-OMBREL_API int ombrel_refuse_arguments(const ombrel_argument_table_t* table, const char* format, ...);
+OMBREL_API int ombrel_refuse_arguments(const ombrel_argument_table_t* table, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Prints the help of a table through ombrel_puts(), in the terminal's width, 80 columns without one.

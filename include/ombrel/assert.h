@@ -36,11 +36,11 @@ OMBREL_API int ombrel_assert_fail_tag(const char* file, const char* function, un
  * @return 0
  */
 OMBREL_API int ombrel_vassert_fail_tag(const char* file, const char* function, unsigned long line,
-                                       const char* format, va_list args);
+                                       const char* format, va_list args) OMBREL_PRINTF_LIKE(4, 0);
 
 /** @brief ombrel_vassert_fail_tag() with the arguments in the call. */
 OMBREL_API int ombrel_assertf_fail_tag(const char* file, const char* function, unsigned long line,
-                                       const char* format, ...);
+                                       const char* format, ...) OMBREL_PRINTF_LIKE(4, 5);
 
 /** Reports a condition that does not hold, naming the place where it stands. */
 #define ombrel_assert(condition)                                                                             \

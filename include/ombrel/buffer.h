@@ -147,10 +147,12 @@ OMBREL_API size_t ombrel_push_puts_ex(ombrel_buffer_t* buffer, const char* text,
  * @return bytes queued; 0 when the buffer is null or memory runs out
  * @par Threads as ombrel_push_buffer_ex()
  */
-OMBREL_API size_t ombrel_push_vprintf(ombrel_buffer_t* buffer, const char* format, va_list args);
+OMBREL_API size_t ombrel_push_vprintf(ombrel_buffer_t* buffer, const char* format, va_list args)
+    OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief ombrel_push_vprintf() with the arguments in the call. */
-OMBREL_API size_t ombrel_push_printf(ombrel_buffer_t* buffer, const char* format, ...);
+OMBREL_API size_t ombrel_push_printf(ombrel_buffer_t* buffer, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Takes bytes from the front.

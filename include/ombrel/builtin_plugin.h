@@ -6,8 +6,8 @@
  * name gives it. builtin_stream.h tells of its streams, multicall.h of its commands.
  *
  * While it is loaded so is "ombrel_plugin_curl" (with the platform's suffix for libraries), where it is
- * installed: it is looked for as ombrel_load_plugin() does, but not among a build's plug-ins. That there is no
- * such plug-in is no error and is not told.
+ * installed: it is looked for as ombrel_load_plugin() does, but not among a build's plug-ins. That there is
+ * no such plug-in is no error and is not told.
  *
  * The directories are looked into each time the built-in plug-in is loaded, so that the variable, the working
  * directory and what is installed may change; the platform's loader, whose search takes long and whose places

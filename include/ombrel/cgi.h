@@ -175,9 +175,10 @@ OMBREL_API int ombrel_cgi_redirect(ombrel_cgi_t* cgi, const char* target);
  * (#def_ombrel_fault_closed, #def_ombrel_fault_timed_out) */
 OMBREL_API int ombrel_cgi_write(ombrel_cgi_t* cgi, const void* data, size_t size);
 /** @brief Writes a text made by the library's formatter. @return as ombrel_cgi_write() */
-OMBREL_API int ombrel_cgi_printf(ombrel_cgi_t* cgi, const char* format, ...);
+OMBREL_API int ombrel_cgi_printf(ombrel_cgi_t* cgi, const char* format, ...) OMBREL_PRINTF_LIKE(2, 3);
 /** @brief The same with an argument list. @return as ombrel_cgi_write() */
-OMBREL_API int ombrel_cgi_vprintf(ombrel_cgi_t* cgi, const char* format, va_list arguments);
+OMBREL_API int ombrel_cgi_vprintf(ombrel_cgi_t* cgi, const char* format, va_list arguments)
+    OMBREL_PRINTF_LIKE(2, 0);
 /** @brief Hands over what was gathered. @return as ombrel_cgi_write() */
 OMBREL_API int ombrel_cgi_flush(ombrel_cgi_t* cgi);
 

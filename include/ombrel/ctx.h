@@ -180,9 +180,11 @@ OMBREL_API int ombrel_ctx_set_option(int ctx, const char* name, const char* valu
 /** @brief ombrel_ctx_set_option() with null standing for the empty text. */
 OMBREL_API int ombrel_ctx_set_option_string(int ctx, const char* name, const char* text);
 /** @brief ombrel_ctx_set_option() with a text formatted by the rules of printf.h. */
-OMBREL_API int ombrel_ctx_set_option_fstring(int ctx, const char* name, const char* format, ...);
+OMBREL_API int ombrel_ctx_set_option_fstring(int ctx, const char* name, const char* format, ...)
+    OMBREL_PRINTF_LIKE(3, 4);
 /** @brief ombrel_ctx_set_option_fstring() with the arguments as a list. */
-OMBREL_API int ombrel_ctx_set_option_vfstring(int ctx, const char* name, const char* format, va_list args);
+OMBREL_API int ombrel_ctx_set_option_vfstring(int ctx, const char* name, const char* format, va_list args)
+    OMBREL_PRINTF_LIKE(3, 0);
 /** @brief ombrel_ctx_set_option() with a number in decimal. */
 OMBREL_API int ombrel_ctx_set_option_int_string(int ctx, const char* name, int number);
 
@@ -281,9 +283,9 @@ OMBREL_API int ombrel_ctx_puts(int ctx, const char* text);
 /** @brief ombrel_ctx_puts() with a text formatted by the rules of printf.h. Formatted texts of contexts may
  * have up to 1 GiB. @return as ombrel_ctx_puts(); -1 with the error "no memory" when the text is longer or
  * memory runs out */
-OMBREL_API int ombrel_ctx_printf(int ctx, const char* format, ...);
+OMBREL_API int ombrel_ctx_printf(int ctx, const char* format, ...) OMBREL_PRINTF_LIKE(2, 3);
 /** @brief ombrel_ctx_printf() with the arguments as a list. */
-OMBREL_API int ombrel_ctx_vprintf(int ctx, const char* format, va_list args);
+OMBREL_API int ombrel_ctx_vprintf(int ctx, const char* format, va_list args) OMBREL_PRINTF_LIKE(2, 0);
 /**
  * @brief Moves to a position.
  * @param ctx    the open context
@@ -414,9 +416,11 @@ ombrel_ctx_db_get_query_ex(int ctx, const char* query, const ombrel_ctx_db_value
 /** @brief ombrel_ctx_db_get_query_ex() with a text and no parameters. */
 OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_query_puts(int ctx, const char* query);
 /** @brief ombrel_ctx_db_get_query_puts() with a text formatted by the rules of printf.h. */
-OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_query(int ctx, const char* format, ...);
+OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_query(int ctx, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 /** @brief ombrel_ctx_db_get_query() with the arguments as a list. */
-OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_vquery(int ctx, const char* format, va_list args);
+OMBREL_API ombrel_ctx_db_result_t* ombrel_ctx_db_get_vquery(int ctx, const char* format, va_list args)
+    OMBREL_PRINTF_LIKE(2, 0);
 
 /**
  * @brief Runs a query that gives no rows, or whose rows are not wanted.
@@ -431,9 +435,10 @@ OMBREL_API int64_t ombrel_ctx_db_set_query_ex(int ctx, const char* query,
 /** @brief ombrel_ctx_db_set_query_ex() with a text and no parameters. */
 OMBREL_API int64_t ombrel_ctx_db_set_query_puts(int ctx, const char* query);
 /** @brief ombrel_ctx_db_set_query_puts() with a text formatted by the rules of printf.h. */
-OMBREL_API int64_t ombrel_ctx_db_set_query(int ctx, const char* format, ...);
+OMBREL_API int64_t ombrel_ctx_db_set_query(int ctx, const char* format, ...) OMBREL_PRINTF_LIKE(2, 3);
 /** @brief ombrel_ctx_db_set_query() with the arguments as a list. */
-OMBREL_API int64_t ombrel_ctx_db_set_vquery(int ctx, const char* format, va_list args);
+OMBREL_API int64_t ombrel_ctx_db_set_vquery(int ctx, const char* format, va_list args)
+    OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief Frees a result. @return 0, for null too; -1 on failure */
 OMBREL_API int ombrel_ctx_db_free_result(int ctx, ombrel_ctx_db_result_t* result);
@@ -458,10 +463,10 @@ OMBREL_API int ombrel_ctx_db_get_field_count(int ctx, ombrel_ctx_db_result_t* re
 OMBREL_API int ombrel_ctx_db_get_field_index(int ctx, ombrel_ctx_db_result_t* result, const char* name);
 /** @brief ombrel_ctx_db_get_field_index() with a name formatted by the rules of printf.h. */
 OMBREL_API int ombrel_ctx_db_get_field_index_f(int ctx, ombrel_ctx_db_result_t* result, const char* format,
-                                               ...);
+                                               ...) OMBREL_PRINTF_LIKE(3, 4);
 /** @brief ombrel_ctx_db_get_field_index_f() with the arguments as a list. */
 OMBREL_API int ombrel_ctx_db_get_field_index_v(int ctx, ombrel_ctx_db_result_t* result, const char* format,
-                                               va_list args);
+                                               va_list args) OMBREL_PRINTF_LIKE(3, 0);
 /** @brief The name of a column. @param ctx the open context @param result the result @param index its place,
  * from 0
  *  @return the name, valid while the result is; null when there is no such column */

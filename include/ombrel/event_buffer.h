@@ -74,11 +74,12 @@ OMBREL_API ptrdiff_t ombrel_event_push_puts(ombrel_event_t* event, int which, co
 /** @brief Queues a text made by the library's formatter. @return as ombrel_event_push_buffer(), -1 when it
  * fails, as it does for null */
 OMBREL_API ptrdiff_t ombrel_event_push_vprintf(ombrel_event_t* event, int which, const char* format,
-                                               va_list args);
+                                               va_list args) OMBREL_PRINTF_LIKE(3, 0);
 
 /** @brief Queues a text made by the library's formatter. @return as ombrel_event_push_buffer(), -1 when it
  * fails, as it does for null */
-OMBREL_API ptrdiff_t ombrel_event_push_printf(ombrel_event_t* event, int which, const char* format, ...);
+OMBREL_API ptrdiff_t ombrel_event_push_printf(ombrel_event_t* event, int which, const char* format, ...)
+    OMBREL_PRINTF_LIKE(3, 4);
 
 /**
  * @brief Takes bytes from the front of the input buffer, or of the output buffer when bit 1 of `which` is

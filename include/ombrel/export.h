@@ -19,6 +19,23 @@
 #define OMBREL_API __attribute__((visibility("default")))
 #endif
 
+#if defined(OMBREL_CHECK_FORMATS) && defined(__clang__)
+#define OMBREL_PRINTF_LIKE(format, first) __attribute__((__format__(__printf__, format, first)))
+#define OMBREL_SCANF_LIKE(format, first) __attribute__((__format__(__scanf__, format, first)))
+#elif defined(OMBREL_CHECK_FORMATS) && defined(__GNUC__)
+#define OMBREL_PRINTF_LIKE(format, first) __attribute__((__format__(__gnu_printf__, format, first)))
+#define OMBREL_SCANF_LIKE(format, first) __attribute__((__format__(__gnu_scanf__, format, first)))
+#else
+/**
+ * Behind a function whose arguments go by a format: in a program that defines OMBREL_CHECK_FORMATS before it
+ * includes a header, GCC and clang hold the arguments against the format, by the rules of the C library. What
+ * they let through and printf.h or scan.h do not know ("%zu", "%e") is not found so.
+ */
+#define OMBREL_PRINTF_LIKE(format, first)
+/** The same behind a function that scans. */
+#define OMBREL_SCANF_LIKE(format, first)
+#endif
+
 #if defined(__cplusplus)
 #define OMBREL_BEGIN_C extern "C" {
 #define OMBREL_END_C }

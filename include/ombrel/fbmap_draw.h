@@ -183,11 +183,13 @@ OMBREL_API int ombrel_fbmap_draw_puts(ombrel_fbmap_t* fbmap, const char* text);
  * @param ap     its arguments
  * @return the characters handled; -1 also when memory runs out or the text has more than 65278 bytes
  */
-OMBREL_API int ombrel_fbmap_draw_vprintf(ombrel_fbmap_t* fbmap, const char* format, va_list ap);
+OMBREL_API int ombrel_fbmap_draw_vprintf(ombrel_fbmap_t* fbmap, const char* format, va_list ap)
+    OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief ombrel_fbmap_draw_vprintf() with the arguments in the call. @param fbmap the map @param format the
  * format @return the characters handled or -1 */
-OMBREL_API int ombrel_fbmap_draw_printf(ombrel_fbmap_t* fbmap, const char* format, ...);
+OMBREL_API int ombrel_fbmap_draw_printf(ombrel_fbmap_t* fbmap, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Draws a ruler at the map's upper and left edges, in the brush's foreground colour, in use or not.

@@ -395,9 +395,10 @@ OMBREL_API int64_t ombrel_file_stream_write_text(ombrel_file_stream_t* stream, c
  * @return as ombrel_file_stream_write(); -1 with #def_ombrel_fault_too_large for a longer text
  */
 OMBREL_API int64_t ombrel_file_stream_vprintf(ombrel_file_stream_t* stream, const char* format,
-                                              va_list arguments);
+                                              va_list arguments) OMBREL_PRINTF_LIKE(2, 0);
 /** @brief ombrel_file_stream_vprintf() over its own arguments. @return as there */
-OMBREL_API int64_t ombrel_file_stream_printf(ombrel_file_stream_t* stream, const char* format, ...);
+OMBREL_API int64_t ombrel_file_stream_printf(ombrel_file_stream_t* stream, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Reads fields after a format.
@@ -407,9 +408,11 @@ OMBREL_API int64_t ombrel_file_stream_printf(ombrel_file_stream_t* stream, const
  * @return fields assigned, whatever ended the scan: the end or a failure, which the stream's state tells; -1
  *         for a null argument. A zero byte ends the scan like the end of a text, and stays.
  */
-OMBREL_API int ombrel_file_stream_vscanf(ombrel_file_stream_t* stream, const char* format, va_list arguments);
+OMBREL_API int ombrel_file_stream_vscanf(ombrel_file_stream_t* stream, const char* format, va_list arguments)
+    OMBREL_SCANF_LIKE(2, 0);
 /** @brief ombrel_file_stream_vscanf() over its own arguments. @return as there */
-OMBREL_API int ombrel_file_stream_scanf(ombrel_file_stream_t* stream, const char* format, ...);
+OMBREL_API int ombrel_file_stream_scanf(ombrel_file_stream_t* stream, const char* format, ...)
+    OMBREL_SCANF_LIKE(2, 3);
 
 /** @brief Peek callback of scanners (scan.h) over a stream. @param stream the `ombrel_file_stream_t*`
  * @return the byte; 0 for a zero byte, at the end and on a failure */

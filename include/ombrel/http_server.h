@@ -439,11 +439,13 @@ OMBREL_API int ombrel_http_exchange_answer(ombrel_http_exchange_t* exchange, int
  * at most.
  * @return as it; a longer one counts as one for which there is no memory */
 OMBREL_API int ombrel_http_exchange_answer_printf(ombrel_http_exchange_t* exchange, int status,
-                                                  const char* type, const char* format, ...);
+                                                  const char* type, const char* format, ...)
+    OMBREL_PRINTF_LIKE(4, 5);
 
 /** @brief The same with an argument list. @return as ombrel_http_exchange_answer() */
 OMBREL_API int ombrel_http_exchange_answer_vprintf(ombrel_http_exchange_t* exchange, int status,
-                                                   const char* type, const char* format, va_list args);
+                                                   const char* type, const char* format, va_list args)
+    OMBREL_PRINTF_LIKE(4, 0);
 
 /**
  * @brief Answers with a line of text for people: "404 Not Found: there is no such device".

@@ -75,19 +75,19 @@ OMBREL_API unsigned ombrel_log_puts_tag(const char* text);
  * @return the result of ombrel_puts(); 0 for a null format, for a text above 65,278 characters or when memory
  *         runs out
  */
-OMBREL_API unsigned ombrel_vprintf(const char* format, va_list ap);
+OMBREL_API unsigned ombrel_vprintf(const char* format, va_list ap) OMBREL_PRINTF_LIKE(1, 0);
 /** @brief ombrel_vprintf() with the arguments in the call. */
-OMBREL_API unsigned ombrel_printf(const char* format, ...);
+OMBREL_API unsigned ombrel_printf(const char* format, ...) OMBREL_PRINTF_LIKE(1, 2);
 
 /** @brief ombrel_vprintf() through ombrel_log_puts(): a line with its newline added. */
-OMBREL_API unsigned ombrel_log_vprintf(const char* format, va_list ap);
+OMBREL_API unsigned ombrel_log_vprintf(const char* format, va_list ap) OMBREL_PRINTF_LIKE(1, 0);
 /** @brief ombrel_log_vprintf() with the arguments in the call. */
-OMBREL_API unsigned ombrel_log_printf(const char* format, ...);
+OMBREL_API unsigned ombrel_log_printf(const char* format, ...) OMBREL_PRINTF_LIKE(1, 2);
 
 /** @brief ombrel_vprintf() through ombrel_error_puts(). */
-OMBREL_API unsigned ombrel_error_vprintf(const char* format, va_list ap);
+OMBREL_API unsigned ombrel_error_vprintf(const char* format, va_list ap) OMBREL_PRINTF_LIKE(1, 0);
 /** @brief ombrel_error_vprintf() with the arguments in the call. */
-OMBREL_API unsigned ombrel_error_printf(const char* format, ...);
+OMBREL_API unsigned ombrel_error_printf(const char* format, ...) OMBREL_PRINTF_LIKE(1, 2);
 
 OMBREL_END_C
 

@@ -93,10 +93,11 @@ OMBREL_API unsigned ombrel_llxtoa_limit(char* dst, size_t room, uint64_t value, 
  * @return the characters stored, without the NUL: never more than `size` - 1 nor than `INT_MAX`. It is not
  * the length that the whole text would have had.
  */
-OMBREL_API int ombrel_vsnprintf(char* buf, size_t size, const char* format, va_list ap);
+OMBREL_API int ombrel_vsnprintf(char* buf, size_t size, const char* format, va_list ap)
+    OMBREL_PRINTF_LIKE(3, 0);
 
 /** @brief ombrel_vsnprintf() over its own arguments. @return the characters stored */
-OMBREL_API int ombrel_snprintf(char* buf, size_t size, const char* format, ...);
+OMBREL_API int ombrel_snprintf(char* buf, size_t size, const char* format, ...) OMBREL_PRINTF_LIKE(3, 4);
 
 /**
  * @brief Formats into a buffer that the caller knows to be large enough.
@@ -105,10 +106,10 @@ OMBREL_API int ombrel_snprintf(char* buf, size_t size, const char* format, ...);
  * @param ap     its arguments
  * @return the characters stored, without the NUL
  */
-OMBREL_API int ombrel_vsprintf(char* buf, const char* format, va_list ap);
+OMBREL_API int ombrel_vsprintf(char* buf, const char* format, va_list ap) OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief ombrel_vsprintf() over its own arguments. @return the characters stored */
-OMBREL_API int ombrel_sprintf(char* buf, const char* format, ...);
+OMBREL_API int ombrel_sprintf(char* buf, const char* format, ...) OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Formats into a new string of exactly the needed size.
@@ -117,10 +118,10 @@ OMBREL_API int ombrel_sprintf(char* buf, const char* format, ...);
  * @return the string, which the caller frees with ombrel_free(), tagged with the called function's name; null
  *         when memory runs out or the text has more than 65278 characters
  */
-OMBREL_API char* ombrel_alloc_vsprintf(const char* format, va_list ap);
+OMBREL_API char* ombrel_alloc_vsprintf(const char* format, va_list ap) OMBREL_PRINTF_LIKE(1, 0);
 
 /** @brief ombrel_alloc_vsprintf() over its own arguments. @return the string or null */
-OMBREL_API char* ombrel_alloc_sprintf(const char* format, ...);
+OMBREL_API char* ombrel_alloc_sprintf(const char* format, ...) OMBREL_PRINTF_LIKE(1, 2);
 
 /**
  * @brief Frees a string, then formats a new one as ombrel_alloc_vsprintf() does.
@@ -130,10 +131,10 @@ OMBREL_API char* ombrel_alloc_sprintf(const char* format, ...);
  * @param ap     its arguments
  * @return the new string or null
  */
-OMBREL_API char* ombrel_realloc_vsprintf(char* old, const char* format, va_list ap);
+OMBREL_API char* ombrel_realloc_vsprintf(char* old, const char* format, va_list ap) OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief ombrel_realloc_vsprintf() over its own arguments. @return the new string or null */
-OMBREL_API char* ombrel_realloc_sprintf(char* old, const char* format, ...);
+OMBREL_API char* ombrel_realloc_sprintf(char* old, const char* format, ...) OMBREL_PRINTF_LIKE(2, 3);
 
 OMBREL_END_C
 

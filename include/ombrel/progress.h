@@ -30,7 +30,7 @@ OMBREL_API uint64_t ombrel_ratio_uintmax(uint64_t value, uint64_t total, uint64_
  * @return the result of ombrel_printf(), or -1 when memory runs out
  */
 OMBREL_API int ombrel_progress_bar(uint64_t value, uint64_t total, const char* prefix, const char* pattern,
-                                   const char* format, ...);
+                                   const char* format, ...) OMBREL_PRINTF_LIKE(5, 6);
 
 /**
  * @brief A mark that moves while work goes on: the next of ten frames at most every 100 ms.

@@ -206,7 +206,7 @@ OMBREL_API uint64_t ombrel_atof_uintmax(const char* s, int digits, uint64_t* sca
  * @return the fields assigned; the end of the input is no case of its own
  */
 OMBREL_API int ombrel_context_scanf(ombrel_scan_peek_t peek, ombrel_scan_pop_t pop, void* ctx,
-                                    const char* format, va_list ap);
+                                    const char* format, va_list ap) OMBREL_SCANF_LIKE(4, 0);
 
 /**
  * @brief ombrel_context_scanf() over a string.
@@ -215,10 +215,10 @@ OMBREL_API int ombrel_context_scanf(ombrel_scan_peek_t peek, ombrel_scan_pop_t p
  * @param ap its arguments
  * @return the fields assigned
  */
-OMBREL_API int ombrel_vsscanf(const char* s, const char* format, va_list ap);
+OMBREL_API int ombrel_vsscanf(const char* s, const char* format, va_list ap) OMBREL_SCANF_LIKE(2, 0);
 
 /** @brief ombrel_vsscanf() over its own arguments. @return the fields assigned */
-OMBREL_API int ombrel_sscanf(const char* s, const char* format, ...);
+OMBREL_API int ombrel_sscanf(const char* s, const char* format, ...) OMBREL_SCANF_LIKE(2, 3);
 
 OMBREL_END_C
 

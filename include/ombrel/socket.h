@@ -365,11 +365,11 @@ OMBREL_API int ombrel_recvfrom_fill(int s, void* buf, size_t size, struct sockad
  * @param format a format of ombrel_vsnprintf()
  * @return as ombrel_send(); -1 when the text cannot be formatted
  */
-OMBREL_API int ombrel_send_message(int s, int timeout_ms, const char* format, ...);
+OMBREL_API int ombrel_send_message(int s, int timeout_ms, const char* format, ...) OMBREL_PRINTF_LIKE(3, 4);
 
 /** @brief ombrel_send_message() to an address. */
 OMBREL_API int ombrel_sendto_message(int s, const struct sockaddr* to, int to_size, int timeout_ms,
-                                     const char* format, ...);
+                                     const char* format, ...) OMBREL_PRINTF_LIKE(5, 6);
 
 /**
  * @brief Connects within a time limit.

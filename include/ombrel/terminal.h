@@ -263,9 +263,11 @@ OMBREL_API int ombrel_terminal_write(ombrel_terminal_t* terminal, const void* da
 /** @brief Draws a text at the cursor; null draws nothing. */
 OMBREL_API int ombrel_terminal_puts(ombrel_terminal_t* terminal, const char* text);
 /** @brief Draws what the library's formatter makes. Bytes, or -1. */
-OMBREL_API int ombrel_terminal_printf(ombrel_terminal_t* terminal, const char* format, ...);
+OMBREL_API int ombrel_terminal_printf(ombrel_terminal_t* terminal, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 /** @brief ombrel_terminal_printf() with the arguments as a list. */
-OMBREL_API int ombrel_terminal_vprintf(ombrel_terminal_t* terminal, const char* format, va_list arguments);
+OMBREL_API int ombrel_terminal_vprintf(ombrel_terminal_t* terminal, const char* format, va_list arguments)
+    OMBREL_PRINTF_LIKE(2, 0);
 
 /** @brief Moves the cursor to a place; what lies outside stays at the edge. */
 OMBREL_API int ombrel_terminal_move(ombrel_terminal_t* terminal, int column, int row);

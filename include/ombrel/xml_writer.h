@@ -271,7 +271,8 @@ OMBREL_API int ombrel_xml_writer_sized_text(ombrel_xml_writer_t* writer, const c
  * @param format as for ombrel_snprintf()
  * @return 0; -1
  */
-OMBREL_API int ombrel_xml_writer_printf(ombrel_xml_writer_t* writer, const char* format, ...);
+OMBREL_API int ombrel_xml_writer_printf(ombrel_xml_writer_t* writer, const char* format, ...)
+    OMBREL_PRINTF_LIKE(2, 3);
 
 /**
  * @brief Writes a CDATA section within an element. Where the text has "]]>" it becomes two, in the canonical
