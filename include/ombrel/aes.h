@@ -3,7 +3,9 @@
  * @brief The block cipher AES: blocks of 16 bytes, keys of 16, 24 and 32 bytes.
  *
  * Nothing is padded: ECB works on whole blocks, the byte modes (CFB-8 and output feedback) on any number of
- * bytes. All functions work in place and may be called from any thread; threads may share round keys.
+ * bytes. ECB shows which blocks are equal, and none of the modes shows that data was changed: they are for
+ * data and devices that ask for them. All functions work in place and may be called from any thread; threads
+ * may share round keys.
  *
  * Neither time nor memory access depends on keys or data, also when round keys are made: the processor's AES
  * instructions do the work where it has them, else logic on bit planes without table look-ups or branches.

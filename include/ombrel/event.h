@@ -252,8 +252,15 @@ OMBREL_API int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priorit
 /**
  * @brief Registers the event with its base, or arms the time limit of a registered one anew.
  *
- * A descriptor has one interest: that of its event added last. While the loop sleeps it is woken once at
- * most, and only when the new event changes what it waits for.
+ * A descriptor has one interest: that of its event added last. Whoever wants to hear of reading and of
+ * writing asks for both in one event; a second event of the same descriptor takes the place of what the first
+ * one waits for, which then hears nothing.
+ *
+ * The time limit runs from the call. Each time when a persistent event fires, whatever for, its limit begins
+ * anew; adding it again does the same. So it tells of a time in which nothing happened. One that fires
+ * at fixed times is a persistent event without a socket.
+ *
+ * While the loop sleeps it is woken once at most, and only when the new event changes what it waits for.
  * @param event the event
  * @param timeout_ms time limit in milliseconds from now; negative for none. An event with neither socket nor
  *                   time limit fires at the next iteration

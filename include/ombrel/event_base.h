@@ -83,13 +83,15 @@ OMBREL_API int ombrel_event_base_loop(ombrel_event_base_t* base, uint32_t loop_f
 OMBREL_API int ombrel_event_base_dispatch(ombrel_event_base_t* base);
 
 /**
- * @brief Ends the running loop after the handler that runs now; events that are still active stay so.
+ * @brief Ends the running loop after the handler that runs now; events that are still active stay so. What is
+ * asked before a loop runs is forgotten when it begins; see ombrel_event_base_exit_loop().
  * @return 0 or -1
  */
 OMBREL_API int ombrel_event_base_break_loop(ombrel_event_base_t* base);
 
 /**
- * @brief Ends the running loop at the first iteration after a time.
+ * @brief Ends the loop at the first iteration after a time, also one that begins only later: the request is
+ * an event of the base, and stays until it is met.
  * @param base the base
  * @param timeout_ms milliseconds from now; 0 or less for the next iteration
  * @return 0 or -1

@@ -3,7 +3,9 @@
  * @brief The block cipher SEED: blocks of 16 bytes, keys of 16 bytes.
  *
  * Nothing is padded: ECB works on whole blocks, the byte modes (CFB-8 and output feedback) on any number of
- * bytes. All functions work in place and may be called from any thread; threads may share round keys.
+ * bytes. ECB shows which blocks are equal, and none of the modes shows that data was changed: they are for
+ * data and devices that ask for them. All functions work in place and may be called from any thread; threads
+ * may share round keys.
  *
  * Encryption, decryption and the making of round keys look up tables by secret bytes, so that others on the
  * same processor may learn keys from its use of the cache: where that matters, prefer AES.
