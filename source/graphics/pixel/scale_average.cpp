@@ -96,7 +96,8 @@ struct covered_rows : coverage {
                          work.job.source.m_h, work.part.top, work.part.bottom)) {}
 };
 
-constexpr size_t chunk = packed_chunk; // columns of the source at a time
+constexpr size_t chunk = packed_chunk;
+constexpr int64_t columns_at_once{chunk}; // of the source
 
 using pixel_room = std::array<unsigned char, 4 * chunk>;
 
@@ -145,8 +146,8 @@ public:
         size_t begin = 0;
         // So few rows at a time that 32 bits hold their sums.
         const int64_t at_once = (int64_t{1} << 24) / rows.inner_weight;
-        for (int64_t low = columns_.first(); low < columns_.end(); low += chunk) {
-            const int64_t high = std::min<int64_t>(low + chunk, columns_.end());
+        for (int64_t low = columns_.first(); low < columns_.end(); low += columns_at_once) {
+            const int64_t high = std::min(low + columns_at_once, columns_.end());
             for (int64_t top = rows.first; top <= rows.last; top += at_once)
                 add(low, high, rows, top, std::min(top + at_once, rows.last + 1), begin);
         }
@@ -225,9 +226,9 @@ public:
     void put(int64_t y, const covered_rows& rows) {
         sums_ = {};
         size_t begin = 0;
-        for (int64_t low = columns_.first(); low < columns_.end(); low += chunk)
+        for (int64_t low = columns_.first(); low < columns_.end(); low += columns_at_once)
             for (int64_t row = rows.first; row <= rows.last; row++)
-                add(low, std::min<int64_t>(low + chunk, columns_.end()), row, rows.weight_of(row), begin);
+                add(low, std::min(low + columns_at_once, columns_.end()), row, rows.weight_of(row), begin);
         std::array<unsigned char, 4 * covered_columns::width> pixels;
         std::array<unsigned char, covered_columns::width> present;
         for (size_t i = 0; i < columns_.count(); i++)
