@@ -81,23 +81,23 @@ OMBREL_BEGIN_C
 
 /** @name Character sets, from 1 to #def_ombrel_charset_count without a gap
  * @{ */
-#define def_ombrel_charset_none 0 /**< no set */
-#define def_ombrel_charset_us_ascii 1
+#define def_ombrel_charset_none 0         /**< no set */
+#define def_ombrel_charset_us_ascii 1     /**< ASCII */
 #define def_ombrel_charset_iso_8859_1 2   /**< Latin-1, with the control characters 80 to 9F */
 #define def_ombrel_charset_windows_1252 3 /**< Latin-1 of Windows */
-#define def_ombrel_charset_utf_8 4
-#define def_ombrel_charset_utf_16 5 /**< byte order by mark */
-#define def_ombrel_charset_utf_16le 6
-#define def_ombrel_charset_utf_16be 7
-#define def_ombrel_charset_utf_32 8 /**< byte order by mark */
-#define def_ombrel_charset_utf_32le 9
-#define def_ombrel_charset_utf_32be 10
-#define def_ombrel_charset_euc_kr 11
-#define def_ombrel_charset_cp949 12 /**< Korean of Windows, also called UHC */
-#define def_ombrel_charset_shift_jis 13
-#define def_ombrel_charset_cp932 14 /**< Japanese of Windows, also called Windows-31J */
-#define def_ombrel_charset_euc_jp 15
-#define def_ombrel_charset_count 15 /**< how many there are */
+#define def_ombrel_charset_utf_8 4        /**< UTF-8 */
+#define def_ombrel_charset_utf_16 5       /**< byte order by mark */
+#define def_ombrel_charset_utf_16le 6     /**< least significant byte first */
+#define def_ombrel_charset_utf_16be 7     /**< most significant byte first */
+#define def_ombrel_charset_utf_32 8       /**< byte order by mark */
+#define def_ombrel_charset_utf_32le 9     /**< least significant byte first */
+#define def_ombrel_charset_utf_32be 10    /**< most significant byte first */
+#define def_ombrel_charset_euc_kr 11      /**< Korean: KS X 1001 */
+#define def_ombrel_charset_cp949 12       /**< Korean of Windows, also called UHC */
+#define def_ombrel_charset_shift_jis 13   /**< Japanese: JIS X 0201 and 0208 */
+#define def_ombrel_charset_cp932 14       /**< Japanese of Windows, also called Windows-31J */
+#define def_ombrel_charset_euc_jp 15      /**< Japanese: JIS X 0201, 0208 and 0212 */
+#define def_ombrel_charset_count 15       /**< how many there are */
 /** @} */
 
 /** The most bytes that one character takes in any set. */
@@ -159,7 +159,7 @@ OMBREL_API int ombrel_encode_charset_character(int charset, uint32_t code, void*
 
 /** @name Why and where
  * @{ */
-#define def_ombrel_charset_fault_none 0
+#define def_ombrel_charset_fault_none 0        /**< nothing failed */
 #define def_ombrel_charset_fault_malformed 1   /**< bytes are no character of the set */
 #define def_ombrel_charset_fault_incomplete 2  /**< the input ends within a character */
 #define def_ombrel_charset_fault_unencodable 3 /**< the other set does not have the character */
@@ -203,6 +203,8 @@ OMBREL_API const char* ombrel_charset_fault_text(int reason);
 #define def_ombrel_charset_write_mark 0x2u
 /** @} */
 
+/** @name Settings
+ * @{ */
 /** The longest replacement, in bytes of UTF-8. */
 #define def_ombrel_charset_replacement_limit 32
 

@@ -10,9 +10,9 @@
  * calls the handler with write | exception and sends no more; what is queued stays.
  *
  * Enable buffers on persistent events of stream sockets; a one-shot event ends with the first part in either
- * direction. The socket may be blocking or not: the loop never waits for it. The flag def_ombrel_event_persist
- * is all that an event with both buffers needs: with an input buffer the event's own read flag is not looked
- * at, with an output buffer its write flag. Adding the event again after it was
+ * direction. The socket may be blocking or not: the loop never waits for it. The flag
+ * def_ombrel_event_persist is all that an event with both buffers needs: with an input buffer the event's own
+ * read flag is not looked at, with an output buffer its write flag. Adding the event again after it was
  * deleted starts both directions anew.
  *
  * `which` chooses the buffers: 1 input, 2 output, 3 both. The functions share the failures of event.h; they

@@ -107,9 +107,10 @@ OMBREL_BEGIN_C
 #define def_ombrel_ini_quotes 0x100u /**< a value may stand in double quotes as a whole */
 #define def_ombrel_ini_quotes_within                                                                         \
     0x200u /**< parts of a value may; a quote that is not closed is refused */
-/** Backslashes are escapes: within quotes and, with #def_ombrel_ini_quotes_within, outside of them. They are
- * \\, \", \n, \t and \b; a backslash before another character stands for itself with #def_ombrel_ini_quotes
- * and is refused with #def_ombrel_ini_quotes_within. */
+/** Backslashes are escapes: within quotes and, with #def_ombrel_ini_quotes_within, outside of them. They
+ * stand before a backslash, a double quote, and the letters n (LF), t (tab) and b (backspace); one before
+ * another character stands for itself with #def_ombrel_ini_quotes and is refused with
+ * #def_ombrel_ini_quotes_within. */
 #define def_ombrel_ini_escapes 0x400u
 /** Lines that are indented deeper than their key go on with its value, joined by LF; blank lines between them
  * are part of it, comment lines are not. */

@@ -12,9 +12,9 @@
  * handed to the platform's default action, as the program cannot go on. All functions may be called from any
  * thread; none from a signal handler, except the three that read or reset counts by number.
  *
- * A handler that a program installs by itself, with sigaction(), is called as ever, but a loop that waits then
- * ends with -1, whatever its SA_RESTART says; attach an event instead. One that is installed for a signal to
- * which an event is attached takes the signal away from the event.
+ * A handler that a program installs by itself, with sigaction(), is called as ever, but a loop that waits
+ * then ends with -1, whatever its SA_RESTART says; attach an event instead. One that is installed for a
+ * signal to which an event is attached takes the signal away from the event.
  *
  * On Windows the signals are those of its C library. SIGINT is the console's CTRL+C, SIGBREAK its CTRL+BREAK,
  * which counts as SIGTERM where SIGBREAK is not caught; SIGTERM comes, too, when the console is closed, the

@@ -62,8 +62,8 @@ OMBREL_BEGIN_C
 
 /** A text of an event: UTF-8, not terminated. m_data is never null; it may point nowhere when m_size is 0. */
 typedef struct ombrel_xml_text_ts {
-    const char* m_data;
-    size_t m_size; /**< bytes */
+    const char* m_data; /**< where it begins */
+    size_t m_size;      /**< bytes */
 } ombrel_xml_text_t;
 
 /** The name of an element or attribute. Without namespaces m_local is the whole and the other two are empty.
@@ -77,16 +77,16 @@ typedef struct ombrel_xml_name_ts {
 
 /** @name Types of attributes
  * @{ */
-#define def_ombrel_xml_type_cdata 0 /**< any text; also what is not declared */
-#define def_ombrel_xml_type_id 1
-#define def_ombrel_xml_type_idref 2
-#define def_ombrel_xml_type_idrefs 3
-#define def_ombrel_xml_type_entity 4
-#define def_ombrel_xml_type_entities 5
-#define def_ombrel_xml_type_nmtoken 6
-#define def_ombrel_xml_type_nmtokens 7
-#define def_ombrel_xml_type_notation 8
-#define def_ombrel_xml_type_enumeration 9
+#define def_ombrel_xml_type_cdata 0       /**< any text; also what is not declared */
+#define def_ombrel_xml_type_id 1          /**< a name that no other element has */
+#define def_ombrel_xml_type_idref 2       /**< such a name of another element */
+#define def_ombrel_xml_type_idrefs 3      /**< several of them */
+#define def_ombrel_xml_type_entity 4      /**< the name of an unparsed entity */
+#define def_ombrel_xml_type_entities 5    /**< several of them */
+#define def_ombrel_xml_type_nmtoken 6     /**< characters of names alone */
+#define def_ombrel_xml_type_nmtokens 7    /**< several such words */
+#define def_ombrel_xml_type_notation 8    /**< the name of a notation */
+#define def_ombrel_xml_type_enumeration 9 /**< one of the words that are listed */
 /** @} */
 
 /** @name What is special about an attribute
@@ -138,8 +138,8 @@ typedef struct ombrel_xml_attribute_ts {
 #define def_ombrel_xml_mark_not_standalone 0x2u  /**< declaration: standalone="no" */
 #define def_ombrel_xml_mark_internal_subset 0x4u /**< doctype: "[" follows */
 #define def_ombrel_xml_mark_empty 0x8u           /**< element: written as "<a/>"; its end follows at once */
-#define def_ombrel_xml_mark_required 0x10u       /**< attribute: #REQUIRED */
-#define def_ombrel_xml_mark_fixed 0x20u          /**< attribute: #FIXED */
+#define def_ombrel_xml_mark_required 0x10u       /**< attribute: "#REQUIRED" */
+#define def_ombrel_xml_mark_fixed 0x20u          /**< attribute: "#FIXED" */
 #define def_ombrel_xml_mark_default 0x40u        /**< attribute: it has a default */
 #define def_ombrel_xml_mark_has_system 0x80u  /**< doctype and declarations: there is a system identifier */
 #define def_ombrel_xml_mark_has_public 0x100u /**< and a public one; both may be empty texts */
@@ -160,19 +160,19 @@ typedef struct ombrel_xml_attribute_ts {
 
 /** One event. Only those fields are set that its kind names. */
 typedef struct ombrel_xml_event_ts {
-    int m_kind;       /**< def_ombrel_xml_event_* */
-    int m_entity;     /**< def_ombrel_xml_entity_* */
-    uint32_t m_flags; /**< def_ombrel_xml_mark_* */
-    ombrel_xml_name_t m_name;
-    ombrel_xml_text_t m_text;
+    int m_kind;               /**< def_ombrel_xml_event_* */
+    int m_entity;             /**< def_ombrel_xml_entity_* */
+    uint32_t m_flags;         /**< def_ombrel_xml_mark_* */
+    ombrel_xml_name_t m_name; /**< of an element, an instruction's target, an entity and so on */
+    ombrel_xml_text_t m_text; /**< text, comment, data and so on */
     const ombrel_xml_attribute_t* m_attributes; /**< those of the tag in its order, then defaults */
-    size_t m_attribute_count;
-    ombrel_xml_text_t m_public_id; /**< white space is normalised */
-    ombrel_xml_text_t m_system_id; /**< as written */
-    ombrel_xml_text_t m_base;      /**< what the system identifier is relative to */
-    ombrel_xml_text_t m_notation;  /**< of an unparsed entity */
-    ombrel_xml_text_t m_version;   /**< "1.0"; the fifth edition reads any "1." as it */
-    ombrel_xml_text_t m_encoding;  /**< as declared; empty without */
+    size_t m_attribute_count;                   /**< how many they are */
+    ombrel_xml_text_t m_public_id;              /**< white space is normalised */
+    ombrel_xml_text_t m_system_id;              /**< as written */
+    ombrel_xml_text_t m_base;                   /**< what the system identifier is relative to */
+    ombrel_xml_text_t m_notation;               /**< of an unparsed entity */
+    ombrel_xml_text_t m_version;                /**< "1.0"; the fifth edition reads any "1." as it */
+    ombrel_xml_text_t m_encoding;               /**< as declared; empty without */
 } ombrel_xml_event_t;
 
 /**

@@ -37,7 +37,8 @@ public:
         options_.m_handler = files_ != nullptr ? ombrel_serve_http_directory : nullptr;
         ombrel_leave_fault(def_ombrel_fault_none);
         server_ = fail.during([&] { return ombrel_open_http_server(base_, &options_); });
-        EXPECT_EQ(server_ == nullptr ? def_ombrel_fault_no_memory : def_ombrel_fault_none, ombrel_last_fault());
+        EXPECT_EQ(server_ == nullptr ? def_ombrel_fault_no_memory : def_ombrel_fault_none,
+                  ombrel_last_fault());
         EXPECT_EQ(fail.hit(), server_ == nullptr);
         return files_ != nullptr && server_ != nullptr;
     }

@@ -3,8 +3,7 @@
 #include <ombrel/printf.h>
 #include <ombrel/scan.h>
 
-int main(void)
-{
+int main(void) {
     char text[16];
     long long number = 7;
     ombrel_snprintf(text, sizeof(text), "%lld %s %5.2f", number, "x", 1.5);

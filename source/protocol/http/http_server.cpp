@@ -115,10 +115,9 @@ bool start(http_server& server) {
                                               server.tag, server.line);
     if (!server.listener.open(server.base, settings))
         return false;
-    const bool has_all = server.options.m_name != nullptr &&
-                         assign_timer<on_sweep>(server, server.sweep_event) &&
-                         assign_timer<on_kick>(server, server.kick_event) &&
-                         assign_timer<on_stop>(server, server.stop_event);
+    const bool has_all =
+        server.options.m_name != nullptr && assign_timer<on_sweep>(server, server.sweep_event) &&
+        assign_timer<on_kick>(server, server.kick_event) && assign_timer<on_stop>(server, server.stop_event);
     return has_all || refuse(fault_code::no_memory) == 0;
 }
 
