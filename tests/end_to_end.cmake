@@ -37,20 +37,28 @@ else()
         ENVIRONMENT "NM=${CMAKE_NM};READELF=${CMAKE_READELF};TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE};EMULATOR=${emulator}")
 endif()
 
+# Runs a script of this folder with arguments, for TIMEOUT seconds at most. On Windows it is skipped where
+# NOT_ON_WINDOWS says why.
+function(ombrel_end_to_end name script)
+    cmake_parse_arguments(its "" "TIMEOUT;NOT_ON_WINDOWS" "" ${ARGN})
+    if(WIN32 AND its_NOT_ON_WINDOWS)
+        ombrel_skipped_test(${name} "${its_NOT_ON_WINDOWS}")
+        return()
+    endif()
+    if(NOT its_TIMEOUT)
+        set(its_TIMEOUT 300)
+    endif()
+    add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${script} ${its_UNPARSED_ARGUMENTS})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${its_TIMEOUT})
+endfunction()
+
 if(TARGET status_service)
     foreach(program status_service ombrel_cgi ombrel_codec ombrel_digest ombrel_fetch ombrel_tuk_command ombrel_gallery)
         ombrel_started_by(${program}_starter ${program})
     endforeach()
-    add_test(NAME encoding.codec_end_to_end COMMAND ${Python3_EXECUTABLE}
-        ${CMAKE_CURRENT_SOURCE_DIR}/encoding/ombrel_codec_test.py ${ombrel_codec_starter})
-    set_tests_properties(encoding.codec_end_to_end PROPERTIES TIMEOUT 300)
-    if(WIN32)
-        ombrel_skipped_test(crypto.digest_end_to_end "its files have names that Windows does not allow")
-    else()
-        add_test(NAME crypto.digest_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/crypto/ombrel_digest_test.py ${ombrel_digest_starter})
-        set_tests_properties(crypto.digest_end_to_end PROPERTIES TIMEOUT 300)
-    endif()
+    ombrel_end_to_end(encoding.codec_end_to_end encoding/ombrel_codec_test.py ${ombrel_codec_starter})
+    ombrel_end_to_end(crypto.digest_end_to_end crypto/ombrel_digest_test.py ${ombrel_digest_starter}
+        NOT_ON_WINDOWS "its files have names that Windows does not allow")
     set(plugin_and_server)
     if(TARGET ombrel_plugin_curl)
         set(plugin_and_server $<TARGET_FILE:ombrel_plugin_curl> ${CMAKE_CURRENT_SOURCE_DIR}/plugins/web_server.py)
@@ -62,16 +70,10 @@ if(TARGET status_service)
             list(APPEND parts MulticallTest.test_${part})
         endforeach()
     endif()
-    add_test(NAME command.end_to_end COMMAND ${Python3_EXECUTABLE}
-        ${CMAKE_CURRENT_SOURCE_DIR}/command/ombrel_tuk_test.py ${ombrel_tuk_command_starter} ${plugin_and_server} ${parts})
-    set_tests_properties(command.end_to_end PROPERTIES TIMEOUT 300)
-    if(WIN32)
-        ombrel_skipped_test(command.processes_end_to_end "its commands are those of a shell of POSIX")
-    else()
-        add_test(NAME command.processes_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/command/process_commands_test.py ${ombrel_tuk_command_starter})
-        set_tests_properties(command.processes_end_to_end PROPERTIES TIMEOUT 300)
-    endif()
+    ombrel_end_to_end(command.end_to_end command/ombrel_tuk_test.py
+        ${ombrel_tuk_command_starter} ${plugin_and_server} ${parts})
+    ombrel_end_to_end(command.processes_end_to_end command/process_commands_test.py ${ombrel_tuk_command_starter}
+        NOT_ON_WINDOWS "its commands are those of a shell of POSIX")
     set(parts_of_download)
     set(parts_of_wol)
     set(parts_of_tftpd)
@@ -87,40 +89,23 @@ if(TARGET status_service)
         set(parts_of_tftpd TftpdTest.test_wrong_calls) # the rest ends by a signal
     endif()
     foreach(name download iconv ini nmea ssdp tftpd wol xml)
-        add_test(NAME command.${name}_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter} ${parts_of_${name}})
-        set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
+        ombrel_end_to_end(command.${name}_end_to_end command/${name}_test.py
+            ${ombrel_tuk_command_starter} ${parts_of_${name}})
     endforeach()
     if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" OR CMAKE_CROSSCOMPILING_EMULATOR)
         ombrel_skipped_test(command.ip_end_to_end "its network is one of Linux, which emulators translate in part alone")
     else()
-        add_test(NAME command.ip_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/command/ip_test.py ${ombrel_tuk_command_starter})
-        set_tests_properties(command.ip_end_to_end PROPERTIES TIMEOUT 300 SKIP_REGULAR_EXPRESSION "^skipped:")
+        ombrel_end_to_end(command.ip_end_to_end command/ip_test.py ${ombrel_tuk_command_starter})
+        set_tests_properties(command.ip_end_to_end PROPERTIES SKIP_REGULAR_EXPRESSION "^skipped:")
     endif()
     foreach(name ftpd httpd)
-        if(WIN32)
-            ombrel_skipped_test(command.${name}_end_to_end "its server ends by a signal")
-            continue()
-        endif()
-        add_test(NAME command.${name}_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/command/${name}_test.py ${ombrel_tuk_command_starter})
-        set_tests_properties(command.${name}_end_to_end PROPERTIES TIMEOUT 300)
+        ombrel_end_to_end(command.${name}_end_to_end command/${name}_test.py ${ombrel_tuk_command_starter}
+            NOT_ON_WINDOWS "its server ends by a signal")
     endforeach()
-    if(WIN32)
-        ombrel_skipped_test(protocol.cgi_end_to_end "its web servers are those of POSIX")
-    else()
-        add_test(NAME protocol.cgi_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/protocol/cgi_program_test.py ${ombrel_cgi_starter})
-        set_tests_properties(protocol.cgi_end_to_end PROPERTIES TIMEOUT 300)
-    endif()
-    if(WIN32)
-        ombrel_skipped_test(command.secret_end_to_end "types at a terminal of POSIX")
-    else()
-        add_test(NAME command.secret_end_to_end COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/command/secret_command_test.py ${ombrel_tuk_command_starter})
-        set_tests_properties(command.secret_end_to_end PROPERTIES TIMEOUT 300)
-    endif()
+    ombrel_end_to_end(protocol.cgi_end_to_end protocol/cgi_program_test.py ${ombrel_cgi_starter}
+        NOT_ON_WINDOWS "its web servers are those of POSIX")
+    ombrel_end_to_end(command.secret_end_to_end command/secret_command_test.py ${ombrel_tuk_command_starter}
+        NOT_ON_WINDOWS "types at a terminal of POSIX")
     add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
     set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)
@@ -131,17 +116,10 @@ if(TARGET status_service)
             BadClients.test_vanishing_clients BadClients.test_answers_to_a_client_that_does_not_read
             Login.test_digest Crowds.test_addresses)
     endif()
-    add_test(NAME service.end_to_end COMMAND ${Python3_EXECUTABLE}
-        ${CMAKE_CURRENT_SOURCE_DIR}/service/status_service_test.py ${status_service_starter} ${parts})
-    set_tests_properties(service.end_to_end PROPERTIES TIMEOUT 360)
-    if(WIN32)
-        ombrel_skipped_test(service.fetch_peers "its servers are programs of POSIX")
-    else()
-        add_test(NAME service.fetch_peers COMMAND ${Python3_EXECUTABLE}
-            ${CMAKE_CURRENT_SOURCE_DIR}/service/fetch_peers_test.py ${ombrel_fetch_starter}
-            ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin)
-        set_tests_properties(service.fetch_peers PROPERTIES TIMEOUT 300)
-    endif()
+    ombrel_end_to_end(service.end_to_end service/status_service_test.py ${status_service_starter} ${parts} TIMEOUT 360)
+    ombrel_end_to_end(service.fetch_peers service/fetch_peers_test.py
+        ${ombrel_fetch_starter} ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin
+        NOT_ON_WINDOWS "its servers are programs of POSIX")
 endif()
 
 # The same programs while one allocation in fifty fails, where the C library lets its allocation be replaced so and no
