@@ -13,7 +13,7 @@ using platform::fault_keeper;
 using platform::last_fault;
 using platform::leave_fault;
 
-/// The host's words where it has a number for the fault, the library's own for the others. They live until
+/// The host's words where it has some for the fault, the library's own for the others. They live until
 /// the next call of this thread.
 const char* fault_text(const fault& why);
 

@@ -73,7 +73,8 @@ fault fault_of(int number);
 /// The host's first number for a code, or the library's own; 0 when there is none.
 int number_of(fault_code code);
 
-/// The host's words for one of its numbers. They live until the next call of this thread.
+/// The host's words for one of its numbers, null where it has none. They live until the next call of this
+/// thread.
 const char* host_fault_text(int number);
 
 /// Why the calling thread's last call of the seam failed, to be asked at once: a call that succeeds may

@@ -129,12 +129,20 @@ const failing_call failing_calls[] = {
      [] { return platform::open_socket(12345, SOCK_STREAM, 0); }},
 };
 
+// Where the host has no words the library has some.
+void expect_text(int number, const std::string& text) {
+    EXPECT_NE("Unknown error", text) << number;
+    if (const std::string of_host = strerror(number); of_host != "Unknown error") {
+        EXPECT_EQ(of_host, text);
+    }
+}
+
 void expect_told(const failing_call& call) {
     leave_fault({});
     ASSERT_EQ(-1, call.make()) << call.name;
     const fault why = last_fault();
     EXPECT_EQ(call.expected, why.code) << call.name << ": " << fault_text(why);
-    EXPECT_STREQ(strerror(why.number), fault_text(why)) << call.name;
+    expect_text(why.number, fault_text(why));
 }
 
 TEST(Fault, IsToldByFailingCalls) {
@@ -176,10 +184,10 @@ TEST(Fault, HasATextOfItsOwnWhereTheHostHasNone) {
         if (number == 0)
             EXPECT_TRUE(own_texts.insert(fault_text(code)).second) << i;
         else
-            EXPECT_STREQ(strerror(number), fault_text(code));
+            expect_text(number, fault_text(code));
     }
     EXPECT_EQ(5u, own_texts.size()); // none, other, and those that only the library finds
-    EXPECT_EQ(std::string(strerror(12345)), std::string(fault_text(platform::fault_of(12345))));
+    expect_text(12345, fault_text(platform::fault_of(12345)));
 }
 
 } // namespace

@@ -103,7 +103,8 @@ int number_of(fault_code code) {
 }
 
 const char* host_fault_text(int number) {
-    return strerror(number);
+    const char* const text = strerror(number);
+    return strcmp(text, "Unknown error") != 0 ? text : nullptr; // with no number behind it that is Windows
 }
 
 } // namespace ombrel::platform
