@@ -28,8 +28,9 @@ constexpr ombrel_argument_option_t dialect_option = {
     .m_help = "how the file is read and written: plain (the default), python or git",
     .m_choices = "plain|python|git"};
 
-constexpr uint32_t dialects[] = {def_ombrel_ini_dialect_plain, def_ombrel_ini_dialect_python,
-                                 def_ombrel_ini_dialect_git};
+/// A key without a value is no reason to leave a whole file alone.
+constexpr uint32_t dialects[] = {def_ombrel_ini_dialect_plain | def_ombrel_ini_bare_keys,
+                                 def_ombrel_ini_dialect_python, def_ombrel_ini_dialect_git};
 
 constexpr ombrel_argument_option_t change_options[] = {dialect_option, {}};
 constexpr ombrel_argument_option_t get_options[] = {

@@ -55,6 +55,7 @@ class IniTest(unittest.TestCase):
             ("set -d git core Y -z", b"[Core] ignored = 1 ; c", b"[Core] ignored = 1 ; c\n\tY = -z"),
             ("set -d git a.B k \"a;b\"", b"[a \"b\"]\n\tk = \"x # y\" # z\n", b"[a \"b\"]\n\tk = \"a;b\" # z\n"),
             ("set a.B k 1", b"[a \"B\"]\n", b"[a \"B\"]\nk = 1\n"),
+            ("set a k 1", b"[a]\n\tk # c\n\tl\n", b"[a]\n\tk = 1 # c\n\tl\n"),
         )
         for line, before, after in cases:
             with self.subTest(line=line, before=before):
@@ -75,8 +76,8 @@ class IniTest(unittest.TestCase):
             ini("delete", "-d", dialect, self.file, "s", "k")
 
     def test_results(self):
-        self.put(b"k = 0\n[a]\nk = 1\nk = 2\n[remote \"o\"]\nurl = u\n")
-        for arguments, expected in ((("a", "k"), b"2\n"), (("", "k"), b"0\n"), (("remote.o", "url"), b"u\n"), (('remote "o"', "url"), b"u\n")):
+        self.put(b"bare\nk = 0\n[a]\nk = 1\nk = 2\n[remote \"o\"]\nurl = u\n")
+        for arguments, expected in ((("a", "k"), b"2\n"), (("", "k"), b"0\n"), (("", "bare"), b"\n"), (("remote.o", "url"), b"u\n"), (('remote "o"', "url"), b"u\n")):
             self.assertEqual((0, expected, ""), ini("get", self.file, *arguments))
         self.assertEqual((0, b"1\n2\n", ""), ini("get", "-a", self.file, "a", "k"))
         self.assertEqual((0, b"v\n", ""), ini("get", "-", "s", "k", data=b"[s]\nk=v"))
@@ -94,7 +95,7 @@ class IniTest(unittest.TestCase):
             self.assertEqual(2, ini(*wrong)[0])
 
     def test_malformed_files_stay(self):
-        for data, place in ((b"[a]\nk=1\n\xc3\xa4 b\n", "3:1"), (b"k=1\n  [a\n[a\n", "3:1"), (b"[a] b\n", "1:5"), (b"k=1\n\xc3\xa4=\0", "2:3"), (b"\n = v\n", "2:2")):
+        for data, place in ((b"[a]\nk\n  \xc3\xa4 b\n", "3:1"), (b"k=1\n  [a\n[a\n", "3:1"), (b"[a] b\n", "1:5"), (b"k=1\n\xc3\xa4=\0", "2:3"), (b"\n = v\n", "2:2")):
             for action in (("get", "a", "k"), ("set", "a", "k", "2"), ("delete", "a", "k")):
                 self.put(data)
                 code, _, error = ini(action[0], self.file, *action[1:])
