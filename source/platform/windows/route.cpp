@@ -12,9 +12,15 @@ namespace ombrel::platform {
 
 namespace {
 
+/// Whether a call, or a family, is one that the host does not have.
+bool is_lacking(ULONG error) {
+    return error == ERROR_CALL_NOT_IMPLEMENTED || error == ERROR_NOT_SUPPORTED ||
+           error == ERROR_INVALID_FUNCTION;
+}
+
 /// False, with the fault of a call of the IP helper.
 bool refuse(ULONG error) {
-    if (error == ERROR_CALL_NOT_IMPLEMENTED || error == ERROR_NOT_SUPPORTED)
+    if (is_lacking(error))
         leave_fault(fault_code::not_supported);
     else if (error == ERROR_NETWORK_UNREACHABLE || error == ERROR_HOST_UNREACHABLE)
         leave_fault(fault_code::unreachable);
@@ -116,6 +122,14 @@ bool route_list::has_hop_by(uint32_t) const {
 struct neighbour_list::state {
     MIB_IPNET_TABLE2* table;
     ULONG at;
+
+    // A call that fails may leave a part of the table.
+    ULONG read(int family) {
+        if (table != nullptr)
+            FreeMibTable(table);
+        table = nullptr;
+        return GetIpNetTable2(family_of(family), &table);
+    }
 };
 
 neighbour_list::~neighbour_list() {
@@ -128,7 +142,10 @@ bool neighbour_list::list(int family, size_t most) {
     state_ = static_cast<state*>(calloc(1, sizeof(state)));
     if (state_ == nullptr)
         return false;
-    const ULONG error = GetIpNetTable2(family_of(family), &state_->table);
+    ULONG error = state_->read(family);
+    // A family that is not there is left out.
+    if (family == AF_UNSPEC && is_lacking(error))
+        error = state_->read(AF_INET);
     // A table without rows is not there.
     if (error == ERROR_NOT_FOUND)
         return true;
