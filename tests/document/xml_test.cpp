@@ -142,6 +142,9 @@ TEST(Xml, RefusesWhatIsAboveTheLimits) {
         EXPECT_EQ(-1, ombrel_parse_xml(text.data(), text.size(), nullptr, nullptr, nullptr, &fault));
         EXPECT_EQ(reason, fault.m_reason) << text.substr(0, 60);
         EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault());
+        if (reason == def_ombrel_xml_fault_expansion) {
+            EXPECT_EQ(reason, parse(text, default_options(), 1000).fault.m_reason) << text.substr(0, 60);
+        }
     }
 }
 

@@ -203,7 +203,7 @@ step xml_parser::read_tokens(text_frame& frame) {
     const bool is_document = frame.use == frame_use::document;
     if (is_document && is_cut(frame))
         return step::starving;
-    const uint64_t expansion = expansion_, nested = nested_;
+    mark_counts();
     const step done = read_stage(frame);
     if (done != step::starving)
         return done;
@@ -211,8 +211,8 @@ step xml_parser::read_tokens(text_frame& frame) {
         return refuse(frame.has_flaw ? def_ombrel_xml_fault_bytes : def_ombrel_xml_fault_entity_part,
                       frame.has_flaw ? frame.end : nullptr, source_name(frame));
     // It is read again when more has come.
-    expansion_ = expansion;
-    nested_ = nested;
+    expansion_ = marked_expansion_;
+    nested_ = marked_nested_;
     if (static_cast<size_t>(frame.end - frame.at) >= options_.m_token_limit)
         return refuse(def_ombrel_xml_fault_long_token, frame.at);
     if (frame.at < frame.end)

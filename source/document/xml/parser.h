@@ -182,6 +182,11 @@ private:
     step skip_entity(const entity& skipped, std::string_view called);
     static std::string_view source_name(const text_frame& frame);
     bool must_be_declared() const;
+    /// What a token adds is taken back when it has to be read again.
+    void mark_counts() {
+        marked_expansion_ = expansion_;
+        marked_nested_ = nested_;
+    }
     step count_expansion(size_t size, bool is_nested);
     step enter(entity& entered, frame_use use);
     step enter_external(entity& entered, frame_use use);
@@ -325,6 +330,7 @@ private:
     int load_reason_ = 0; ///< why what the loader supplies is refused
     int external_charset_ = 0;
     uint64_t expansion_ = 0, nested_ = 0;
+    uint64_t marked_expansion_ = 0, marked_nested_ = 0; ///< before the token under way
     struct value_part {
         cursor text;
         entity* source;

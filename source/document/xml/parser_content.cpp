@@ -23,6 +23,7 @@ step xml_parser::read_content(text_frame& frame) {
     step done = step::go_on;
     while (done == step::go_on && frames_.size() == frames && frame.at < frame.end) {
         frame.token = frame.at;
+        mark_counts();
         if (in_section_)
             done = read_section(frame);
         else if (*frame.at == '<')
