@@ -324,9 +324,10 @@ typedef struct ombrel_xml_fault_ts {
     int64_t m_column; /**< from 1, in characters */
     int64_t m_offset; /**< bytes before it, as pushed or supplied */
     /** The external entity in which that place is: its system identifier, in the parser; null for the
-     * document. What is wrong in an internal entity is told at the reference to it. Null after
-     * ombrel_parse_xml(). */
+     * document. What is wrong in an internal entity is told at the reference to it. Null after functions
+     * that parse a whole document. */
     const char* m_system_id;
+    const char* m_base; /**< its base: what the loader set, else m_system_id again; null as that is */
     /** The reason in words for people, with the name that it is about: "the end tag does not match <b>". In
      * UTF-8, one line; a long name is cut. */
     char m_text[def_ombrel_xml_fault_text_size];

@@ -132,10 +132,8 @@ using choice_t = command_arguments<xml_choice>;
 void tell(const char* name, const ombrel_xml_fault_t& fault) {
     if (fault.m_reason == def_ombrel_xml_fault_none || fault.m_reason == def_ombrel_xml_fault_broken_off)
         return complain("xml", name, ombrel_fault_text());
-    const heap_ptr<char> entity(fault.m_system_id != nullptr ? xml_entities::path_of(name, fault.m_system_id)
-                                                             : heap_ptr<char>());
     ombrel_puts(nullptr);
-    ombrel_error_printf("%s:%lld:%lld: %s\n", entity ? entity.get() : name,
+    ombrel_error_printf("%s:%lld:%lld: %s\n", text_or(fault.m_base, name),
                         static_cast<long long>(fault.m_line), static_cast<long long>(fault.m_column),
                         fault.m_text[0] != '\0' ? fault.m_text : ombrel_xml_fault_text(fault.m_reason));
 }

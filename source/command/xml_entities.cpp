@@ -76,10 +76,6 @@ void xml_entities::set(ombrel_xml_options_t& options) {
     options.m_loader_context = this;
 }
 
-heap_ptr<char> xml_entities::path_of(const char* document, const char* system_id) {
-    return resolve(document, system_id);
-}
-
 bool xml_entities::is_inside(const char* path) const {
     const heap_ptr<char> whole(ombrel_alloc_canonical_path(path));
     const size_t size = strlen(directory_.get());

@@ -18,11 +18,8 @@ public:
     xml_entities(const xml_entities&) = delete;
     xml_entities& operator=(const xml_entities&) = delete;
 
-    /// Has a parser read by this.
+    /// Has a parser read by this, whose faults have the entity's path as their base.
     void set(ombrel_xml_options_t& options);
-
-    /// Where an entity of the document lies, for complaints; null when memory has run out.
-    static heap_ptr<char> path_of(const char* document, const char* system_id);
 
 private:
     static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, void* context);

@@ -220,7 +220,10 @@ class XmlTest(unittest.TestCase):
         self.assertEqual((0, b"secretword\n", ""), run("get", "--root", self.folder.name, "a", self.file("in/c.xml", document % "../secret.txt")))
         broken = self.file("in/d.xml", document % "broken.xml")
         self.file("in/broken.xml", "<p>\n</q>")
-        self.assertRegex(run("check", broken)[2], r"broken\.xml:2:1: ")
+        self.file("in/deeper/word.txt", "<p>\n</q>")
+        for document, place in ((broken, r"in.broken\.xml:2:1: "), (part, r"in.deeper.word\.txt:2:1: ")):
+            for command in ("check", "canonical", "format"):
+                self.assertRegex(run(command, document)[2], place)
 
 
 if __name__ == "__main__":

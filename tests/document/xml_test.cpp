@@ -263,6 +263,7 @@ TEST(Xml, AsksAndIsAskedWhileItReads) {
     const ombrel_xml_fault_t* const fault = ombrel_xml_parser_get_fault(all.parser);
     EXPECT_EQ("2:4@5 what begins in the entity \"b\" does not end in it", place(*fault));
     EXPECT_STREQ("latin", fault->m_system_id);
+    EXPECT_STREQ("latin!", fault->m_base);
     EXPECT_EQ(2, all.deepest);
     EXPECT_EQ(-1, ombrel_xml_parser_supply(all.parser, "x", 1));
     EXPECT_EQ(-1, ombrel_xml_parser_set_base(all.parser, "x"));

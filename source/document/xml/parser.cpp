@@ -60,7 +60,7 @@ void xml_parser::begin() {
     input_.begin(told_);
     cut_.end();
     stage_ = stage::start;
-    fault_ = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, {}};
+    fault_ = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, nullptr, {}};
     tell(xml_fault_kind_of(def_ombrel_xml_fault_none), {});
     result_ = 0;
     is_ended_ = is_last_ = in_section_ = false;

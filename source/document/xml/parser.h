@@ -108,7 +108,7 @@ private:
 
     // parser_fault.cpp
     step refuse(int reason, const char* at = nullptr, std::string_view about = {});
-    step refuse_at(int reason, const text_place& place, const char* system_id, std::string_view about);
+    step refuse_at(int reason, const text_place& place, const text_frame* own, std::string_view about);
     void tell(const xml_fault_kind& kind, std::string_view about);
     step refuse_memory();
     step emit(const ombrel_xml_event_t& event);

@@ -35,12 +35,17 @@ step xml_parser::refuse(int reason, const char* at, std::string_view about) {
     text_frame& own = own_frame();
     const bool is_in_own = &own == &top() && at != nullptr && at >= own.token && at <= own.end;
     own.place.move(is_in_own ? at : own.token);
-    return refuse_at(reason, own.place, own.system_id, about);
+    return refuse_at(reason, own.place, &own, about);
 }
 
-step xml_parser::refuse_at(int reason, const text_place& place, const char* system_id,
+step xml_parser::refuse_at(int reason, const text_place& place, const text_frame* own,
                            std::string_view about) {
-    fault_ = {reason, place.line, place.column, place.offset, system_id, {}};
+    const bool is_external = own != nullptr && own->system_id != nullptr;
+    fault_ = {reason, place.line, place.column, place.offset, nullptr, nullptr, {}};
+    if (is_external) {
+        fault_.m_system_id = own->system_id;
+        fault_.m_base = own->base.data();
+    }
     const xml_fault_kind& kind = xml_fault_kind_of(reason);
     tell(kind, about);
     result_ = -1;

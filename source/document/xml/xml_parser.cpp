@@ -110,7 +110,7 @@ int ombrel_xml_parser_end(ombrel_xml_parser_t* parser) {
 int ombrel_parse_xml(const void* data, size_t size, const ombrel_xml_options_t* options,
                      ombrel_xml_handler_t handler, void* context, ombrel_xml_fault_t* fault) {
     if (fault != nullptr)
-        *fault = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, ""};
+        *fault = {def_ombrel_xml_fault_none, 1, 1, 0, nullptr, nullptr, ""};
     ombrel_xml_parser_t* const parser = ombrel_open_xml_parser(options, handler, context);
     if (parser == nullptr)
         return -1;
@@ -119,7 +119,7 @@ int ombrel_parse_xml(const void* data, size_t size, const ombrel_xml_options_t* 
         result = ombrel_xml_parser_end(parser);
     if (fault != nullptr) {
         *fault = parser->fault();
-        fault->m_system_id = nullptr;
+        fault->m_system_id = fault->m_base = nullptr;
     }
     const fault_keeper keeper;
     (void)ombrel_close_xml_parser(parser);

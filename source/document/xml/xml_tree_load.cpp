@@ -19,8 +19,10 @@ ombrel_xml_tree_t* close_refused(ombrel_xml_tree_t* whole) {
 }
 
 void tell(const ombrel_xml_tree_t* whole, ombrel_xml_fault_t* fault) {
-    if (fault != nullptr)
-        *fault = whole != nullptr ? whole->fault : ombrel_xml_fault_t{};
+    if (fault == nullptr)
+        return;
+    *fault = whole != nullptr ? whole->fault : ombrel_xml_fault_t{};
+    fault->m_system_id = fault->m_base = nullptr;
 }
 
 int push_file(ombrel_xml_tree_t* whole, int file) {

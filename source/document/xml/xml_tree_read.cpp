@@ -86,7 +86,6 @@ int tree_reader::settle(int result) {
         return 0;
     const fault why = failure_ ? failure_ : last_fault();
     tree_.fault = *ombrel_xml_parser_get_fault(parser_);
-    tree_.fault.m_system_id = nullptr;
     tree_.is_refused = true;
     if (failure_)
         tell_own(failure_.code == fault_code::no_memory ? def_ombrel_xml_fault_no_memory
@@ -324,8 +323,9 @@ int ombrel_xml_tree_push_end(ombrel_xml_tree_t* tree) {
     if (tree->is_refused)
         return leave_fault(fault_code::violation), -1;
     const int result = tree->reader->finish();
-    const fault_keeper keeper;
-    close_reader(*tree);
+    // The fault of a refused document has texts of the parser.
+    if (result == 0)
+        close_reader(*tree);
     return result;
 }
 
