@@ -294,7 +294,8 @@ OMBREL_API int64_t ombrel_xml_node_get_line(const ombrel_xml_node_t* node);
 OMBREL_API int64_t ombrel_xml_node_get_column(const ombrel_xml_node_t* node);
 
 /** @brief Whether an attribute is there by its declaration's default alone. It is not written unless its
- * document type is gone. @return 1 or 0 */
+ * document type was changed or is gone; it is no default any more when it or its element gets another name.
+ * @return 1 or 0 */
 OMBREL_API int ombrel_xml_node_is_default(const ombrel_xml_node_t* node);
 
 /** @} */

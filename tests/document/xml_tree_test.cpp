@@ -222,6 +222,26 @@ TEST_F(XmlTree, IsMadeAndChanged) {
     EXPECT_EQ("-", made.text()) << "without an element";
 }
 
+TEST_F(XmlTree, WritesDefaultsThatAreNoneAnyMore) {
+    const std::string type = "<!DOCTYPE a [<!ATTLIST a d CDATA 'e'>]>\n";
+    const struct {
+        int (*change)(node_t* root);
+        std::string text;
+    } rows[] = {
+        {[](node_t*) { return 0; }, type + "<a/>\n"},
+        {[](node_t* root) { return ombrel_xml_node_set_name(root, "b"); }, type + "<b d=\"e\"/>\n"},
+        {[](node_t* root) { return ombrel_xml_node_set_name(ombrel_xml_node_get_attribute(root, "d"), "f"); },
+         type + "<a f=\"e\"/>\n"},
+        {[](node_t* root) { return ombrel_xml_node_set_text(ombrel_xml_node_get_previous(root), nullptr); },
+         "<!DOCTYPE a>\n<a d=\"e\"/>\n"},
+    };
+    for (const auto& one : rows) {
+        const document read(type + "<a/>");
+        EXPECT_EQ(0, one.change(read.root()));
+        EXPECT_EQ(one.text, read.text());
+    }
+}
+
 TEST_F(XmlTree, IsWalkedOverAndWrittenInParts) {
     const document read("<a xmlns:p='u' k='1'><p:b/>t<b/><c><p:b x=''/></c></a>");
     node_t* const root = read.root();
@@ -299,11 +319,14 @@ TEST_F(XmlTree, RefusesChangesThatCouldNotBeWritten) {
         ombrel_xml_node_set_attribute(root, "a b", "") == 0,
         ombrel_xml_node_set_attribute(text, "a", "") == 0,
         ombrel_xml_node_set_attribute(root, "z", "\x02") == 0,
+        ombrel_xml_node_set_attribute_in(root, "", "xmlns", "u") == 0,
     };
     for (size_t i = 0; i < std::size(done); i++)
         EXPECT_FALSE(done[i]) << i;
     EXPECT_EQ(before, made.text());
     EXPECT_EQ(count, ombrel_xml_tree_get_count(made.tree));
+    EXPECT_EQ(0, ombrel_xml_node_set_attribute_in(root, "u", "xmlns", "w"));
+    EXPECT_STREQ("", ombrel_xml_node_get_uri(ombrel_xml_node_add_element(root, "c", nullptr)));
 }
 
 TEST_F(XmlTree, HoldsDeepAndWideDocumentsInMemoryBoundToThem) {

@@ -35,6 +35,7 @@ enum node_kind : uint8_t {
 enum node_flag : uint8_t {
     default_attribute = 1, ///< there by its declaration alone
     owned_text = 2,        ///< in a block of its own
+    defaults_source = 4,   ///< the document type as it was read, which gave attributes their defaults
 };
 
 } // namespace ombrel::document

@@ -74,7 +74,7 @@ bool resolve(const node* around, std::string_view prefix, std::string_view& uri)
     for (; is_element(around); around = around->m_parent) {
         for (const node* one = around->m_attribute; one != nullptr; one = one->m_next) {
             std::string_view declared;
-            if (one->m_name->full[0] == 'x' && is_declaration(one->m_name->full, declared) &&
+            if (one->m_name->uri_text() == xmlns_uri && is_declaration(one->m_name->full, declared) &&
                 declared == prefix)
                 return uri = text_of(*one), true;
         }
@@ -102,11 +102,11 @@ const node_name* resolve_name(tree& whole, const node* around, std::string_view 
 }
 
 /// A name in a namespace that is told.
-const node_name* name_in(tree& whole, std::string_view uri, std::string_view name) {
+const node_name* name_in(tree& whole, std::string_view uri, std::string_view name, bool is_attribute) {
     const std::string_view prefix = prefix_of(name);
     if (!whole.with_namespaces || !is_name(whole, name) || !is_xml_text(uri) ||
-        (uri.empty() && !prefix.empty()) || uri == xmlns_uri || prefix == "xmlns" ||
-        (prefix == "xml" && uri != xml_uri))
+        (uri.empty() && (!prefix.empty() || (is_attribute && name == "xmlns"))) || uri == xmlns_uri ||
+        prefix == "xmlns" || (prefix == "xml" && uri != xml_uri))
         return leave_fault(fault_code::violation), nullptr;
     return take_name(whole, name, uri);
 }
@@ -252,6 +252,15 @@ node* find_same(const tree& whole, const node& element, const node_name& name) {
                                  : find_attribute(element, name.full);
 }
 
+/// A changed node is not what the document type has declared, and a changed document type declares something
+/// else.
+void forget_default(node& one) {
+    one.m_flags &= static_cast<uint8_t>(~(default_attribute | defaults_source));
+    for (node* each = one.m_kind == element_node ? one.m_attribute : nullptr; each != nullptr;
+         each = each->m_next)
+        forget_default(*each);
+}
+
 int set_attribute(tree& whole, node& element, const node_name* name, std::string_view value) {
     if (name == nullptr)
         return -1;
@@ -260,7 +269,7 @@ int set_attribute(tree& whole, node& element, const node_name* name, std::string
     if (node* const known = find_same(whole, element, *name); known != nullptr) {
         if (!whole.store.replace(*known, value))
             return -1;
-        known->m_flags &= static_cast<uint8_t>(~default_attribute);
+        forget_default(*known);
         return 0;
     }
     new_node made(whole, attribute_node);
@@ -348,7 +357,7 @@ ombrel_xml_node_t* ombrel_xml_node_insert_element_in(ombrel_xml_node_t* parent, 
     if (whole == nullptr || uri == nullptr || name == nullptr ||
         !may_hold(*parent, before, element_node, nullptr))
         return none(fault_code::invalid);
-    const node_name* const full = name_in(*whole, uri, name);
+    const node_name* const full = name_in(*whole, uri, name, false);
     new_node made(*whole, full != nullptr ? whole->store.take(element_node) : nullptr);
     if (!made)
         return nullptr;
@@ -397,6 +406,7 @@ int ombrel_xml_node_set_name(ombrel_xml_node_t* node, const char* name) {
     if (!may_be_named(*whole, *node, *full))
         return refuse(fault_code::violation);
     node->m_name = full;
+    forget_default(*node);
     return 0;
 }
 
@@ -414,7 +424,7 @@ int ombrel_xml_node_set_text(ombrel_xml_node_t* node, const char* text) {
         return set_children(*whole, *node, wanted);
     if (!whole->store.replace(*node, wanted))
         return -1;
-    node->m_flags &= static_cast<uint8_t>(~default_attribute);
+    forget_default(*node);
     return 0;
 }
 
@@ -434,7 +444,7 @@ int ombrel_xml_node_set_attribute_in(ombrel_xml_node_t* node, const char* uri, c
         return refuse(fault_code::invalid);
     if (value == nullptr)
         return remove_attribute(*whole, find_attribute(*node, uri, local_of(name)));
-    return set_attribute(*whole, *node, name_in(*whole, uri, name), value);
+    return set_attribute(*whole, *node, name_in(*whole, uri, name, true), value);
 }
 
 int ombrel_xml_node_set_integer_attribute(ombrel_xml_node_t* node, const char* name, int64_t value) {

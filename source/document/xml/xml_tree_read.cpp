@@ -221,6 +221,7 @@ bool tree_reader::begin_doctype(const ombrel_xml_event_t& event) {
     doctype_node_ = add(doctype_node);
     if (doctype_node_ == nullptr)
         return false;
+    doctype_node_->m_flags |= defaults_source;
     doctype_node_->m_name = take_name(tree_, view(event.m_name.m_full), "");
     const bool has_public = (event.m_flags & def_ombrel_xml_mark_has_public) != 0;
     if (has_public && !put_literal("PUBLIC ", view(event.m_public_id)))

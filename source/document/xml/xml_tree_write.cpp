@@ -16,12 +16,12 @@ class node_writer {
 public:
     node_writer(const node& top, xml_writing& to)
         : top_(top), to_(to), with_namespaces_(node_store::tree_of(top)->with_namespaces),
-          skips_defaults_(top.m_kind == document_node && !to.is_canonical() && has_doctype(top)) {}
+          skips_defaults_(top.m_kind == document_node && !to.is_canonical() && has_defaults(top)) {}
 
     int write();
 
 private:
-    static bool has_doctype(const node& document);
+    static bool has_defaults(const node& document);
     int begin(const node& one);
     int begin_element(const node& element);
     int put_attribute(const node& one);
@@ -38,9 +38,9 @@ private:
     bool skips_defaults_; ///< as the document type that is written has them
 };
 
-bool node_writer::has_doctype(const node& document) {
+bool node_writer::has_defaults(const node& document) {
     const node* one = document.m_child;
-    while (one != nullptr && one->m_kind != doctype_node)
+    while (one != nullptr && (one->m_flags & defaults_source) == 0)
         one = one->m_next;
     return one != nullptr;
 }
