@@ -41,7 +41,8 @@ unsigned char* hash_key_store::take_room(size_t size) {
 }
 
 bool hash_key_store::open_next() {
-    return open(newest_ == nullptr ? first_block : std::min(2 * newest_->size, largest_block));
+    // A store that was opened for what it had to hold may have less room than one copy takes.
+    return open(newest_ == nullptr ? first_block : std::clamp(2 * newest_->size, first_block, largest_block));
 }
 
 bool hash_key_store::open(size_t size) {

@@ -374,6 +374,11 @@ TEST_F(Hash, CopiedKeysEndWithZeroAndBorrowedOnesStayWhereTheyAre) {
     ombrel_init_hash_walk(&walk, borrowed);
     ASSERT_EQ(1, ombrel_hash_walk_step(&walk));
     EXPECT_EQ(key, walk.m_key);
+    ASSERT_EQ(0, ombrel_hash_shrink(copies));
+    const std::string longer(200, 'k');
+    ASSERT_EQ(0, ombrel_hash_set(copies, longer.c_str(), def_ombrel_hash_text, key));
+    EXPECT_GE(copies.figures().m_key_bytes, 201)
+        << "the next room holds one copy, however little the last one had";
 }
 
 TEST_F(Hash, WhatMakesNoSenseIsRefused) {
