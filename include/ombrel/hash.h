@@ -44,8 +44,8 @@
  * a hostile choice costs time and never memory.
  *
  * Time: all but what is said to take time in proportion to the entries takes the same time whatever the table
- * holds. There is no growth of the whole at once: a table consists of parts of about 32 KiB at most, and a
- * part that is full is split by the call that finds it so, some tens of microseconds.
+ * holds. There is no growth of the whole at once: a table consists of parts of about 32 KiB, 64 with the
+ * largest values, and a part that is full is split by the call that finds it so, some tens of microseconds.
  *
  * Memory: from the heap, under the name that the opener gave. When none is left, what the table has stays as
  * it is and in use; keys are added as long as there is room where they belong, also where a split failed.
