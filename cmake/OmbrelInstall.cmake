@@ -25,7 +25,7 @@ install(TARGETS ${libraries} EXPORT ombrel_tuk-targets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT headers
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT headers
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 install(EXPORT ombrel_tuk-targets NAMESPACE ombrel_tuk:: DESTINATION ${package_folder} COMPONENT headers)
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/ombrel_tuk-config.cmake.in

@@ -12,6 +12,13 @@ headers_stand_alone() { # INCLUDE_DIR CC CXX [FLAGS...]: each in both languages
                 fail "$(basename "$header") does not compile alone"
         done
     done
+    for header in "$include"/ombrel_tuk.hpp "$include"/ombrel/cpp/*.hpp; do
+        printf '#include "%s"\nint consumer_of_a_header;\n' "$header" >"$scratch/alone.c"
+        for dialect in "-std=c++17" "-std=c++20 -fno-exceptions -fno-rtti"; do
+            $cxx $dialect -x c++ "$@" -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -I"$include" -fsyntax-only \
+                "$scratch/alone.c" || fail "$(basename "$header") does not compile alone"
+        done
+    done
 }
 
 write_readme_program() { # FILE: the program that the README shows
