@@ -9,6 +9,7 @@
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
+#include "core/heap_ptr.h"
 
 namespace ombrel::command {
 
@@ -74,7 +75,8 @@ constexpr ombrel_argument_table_t table = {
     .m_operands = "get|set|delete FILE SECTION KEY [VALUE]",
     .m_summary = "Reads and changes INI files; all that is not changed stays as it was written.",
     .m_notes = "SECTION is what stands between the brackets, \"\" for the keys before the first section; "
-               "NAME.SUB finds [NAME \"SUB\"] too. The file is stored as a whole or not at all.",
+               "NAME.SUB finds [NAME \"SUB\"] too. The file is stored as a whole or not at all; of \"-\" the "
+               "changed text is printed.",
     .m_commands = commands};
 
 /// A document that ends with the command.
@@ -162,7 +164,19 @@ bool print_values(const ombrel_ini_t* ini, const char* section, const char* key,
     return good;
 }
 
+/// What came from standard input goes to standard output.
+bool print_text(const ombrel_ini_t* ini) {
+    size_t size = 0;
+    const heap_ptr<char> text(ombrel_alloc_ini_text(ini, &size));
+    if (text)
+        return put_bytes(text.get(), size);
+    complain("ini", "-", ombrel_fault_text());
+    return false;
+}
+
 bool store(ombrel_ini_t* ini, const char* file) {
+    if (strcmp(file, "-") == 0)
+        return print_text(ini);
     constexpr uint32_t usual_mode = 0666;
     if (ombrel_ini_store_file(ini, file, usual_mode) == 0)
         return true;

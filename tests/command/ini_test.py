@@ -81,6 +81,7 @@ class IniTest(unittest.TestCase):
             self.assertEqual((0, expected, ""), ini("get", self.file, *arguments))
         self.assertEqual((0, b"1\n2\n", ""), ini("get", "-a", self.file, "a", "k"))
         self.assertEqual((0, b"v\n", ""), ini("get", "-", "s", "k", data=b"[s]\nk=v"))
+        self.assertEqual((0, b"[s]\nk=w ; c\n", ""), ini("set", "-", "s", "k", "w", data=b"[s]\nk=v ; c\n"))
         for action in ("get", "delete"):
             for arguments in (("a", "x"), ("x", "k"), ("a]", "k")):
                 self.assertEqual((1, b"", ""), ini(action, self.file, *arguments))
