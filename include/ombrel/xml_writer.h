@@ -31,8 +31,8 @@
  * @endcode
  *
  * **Texts** are UTF-8. Where a function takes a size the text need not be terminated and may not hold zero
- * bytes; a null text counts as empty. CR is kept in text and values, where it becomes a reference; in comments
- * and instructions a reader takes it for a line end, as the standard has it.
+ * bytes; a null text counts as empty. CR is kept in text and values, where it becomes a reference; in
+ * comments and instructions a reader takes it for a line end, as the standard has it.
  *
  * **Namespaces.** A name may have a prefix, "svg:path". Functions that take a namespace's name find or make
  * the prefix: the one that is written in the name where it can be had, else another that is bound to the
