@@ -42,6 +42,8 @@ heap_ptr<char> resolve(std::string_view base, std::string_view identifier) {
     if (!is_relative(identifier))
         return {};
     identifier = slice(identifier, 0, identifier.find_first_of("?#"));
+    if (identifier.find("%00") != std::string_view::npos)
+        return {}; // no file has such a name, and that before it is another
     const heap_ptr<char> encoded = join("", identifier);
     const heap_ptr<char> decoded(encoded ? ombrel_decode_percent_string(encoded.get()) : nullptr);
     return decoded ? join(base, decoded.get()) : heap_ptr<char>{};

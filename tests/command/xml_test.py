@@ -210,7 +210,7 @@ class XmlTest(unittest.TestCase):
         self.assertEqual((0, "λword\n".encode(), ""), run("get", "a", part))
         self.assertEqual((0, b"\n", ""), run("get", "--no-entities", "a", part))
         for outside in ("../secret.txt", "deeper/../../secret.txt", os.path.join(self.folder.name, "secret.txt").replace("\\", "/"),
-                        "file:///etc/passwd", "link", "%2e%2e/secret.txt", "..%2fsecret.txt", "http://127.0.0.1:9/", "part.xml/"):
+                        "file:///etc/passwd", "link", "%2e%2e/secret.txt", "..%2fsecret.txt", "http://127.0.0.1:9/", "part.xml/", "part.xml%00"):
             path = self.file("in/b.xml", document % outside)
             with self.subTest(outside=outside):
                 self.assertEqual((0, b"word\n", ""), run("get", "a", path))
