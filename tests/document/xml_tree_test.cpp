@@ -153,9 +153,9 @@ TEST_F(XmlTree, TellsWhyAndWhereADocumentIsRefused) {
 }
 
 TEST_F(XmlTree, ReadsValues) {
-    const document read(
-        "<a i=' -12\n' big='9223372036854775808' d='2.5e-1' n='NaN' t='true' f='0' x='1x' e=''>"
-        "<b>4<![CDATA[2]]></b></a>");
+    const document read("<a i=' -12\n' big='9223372036854775808' d='2.5e-1' n='NaN' great='-1e400' "
+                        "less='+INF' t='true' f='0' x='1x' e=''>"
+                        "<b>4<![CDATA[2]]></b></a>");
     node_t* const root = read.root();
     int64_t whole = 7;
     double number = 7;
@@ -176,6 +176,10 @@ TEST_F(XmlTree, ReadsValues) {
     EXPECT_EQ(0.25, number);
     EXPECT_EQ(1, ombrel_xml_node_get_double(root, "n", &number));
     EXPECT_TRUE(std::isnan(number));
+    EXPECT_EQ(1, ombrel_xml_node_get_double(root, "great", &number));
+    EXPECT_EQ(-HUGE_VAL, number);
+    EXPECT_EQ(1, ombrel_xml_node_get_double(root, "less", &number));
+    EXPECT_EQ(HUGE_VAL, number);
     EXPECT_EQ(-1, ombrel_xml_node_get_double(root, "x", &number));
     EXPECT_EQ(1, ombrel_xml_node_get_boolean(root, "t", &truth));
     EXPECT_EQ(1, truth);

@@ -1,4 +1,6 @@
 // Texts that are gathered, and what they mean.
+#include <limits>
+
 #include <ombrel/heap.h>
 #include <ombrel/xml_tree.h>
 
@@ -7,7 +9,7 @@
 #include "document/xml/character.h"
 #include "document/xml/xml_node.h"
 #include "text/charset/whole_characters.h"
-#include "text/decimal_double.h"
+#include "text/exact_double.h"
 #include "text/number.h"
 #include "text/slice.h"
 
@@ -98,6 +100,21 @@ meaning read_boolean(std::string_view text, int& value) {
     return meaning::good;
 }
 
+// A number, or one of the words for what is none.
+bool read_double(std::string_view text, double& value) {
+    constexpr double infinite = std::numeric_limits<double>::infinity();
+    const bool is_negative = starts_with(text, "-");
+    const std::string_view word = is_negative || starts_with(text, "+") ? slice(text, 1) : text;
+    if (text == "NaN") {
+        value = std::numeric_limits<double>::quiet_NaN();
+        return true;
+    }
+    const fault_code fault = word == "INF" ? fault_code::too_large : parse_exact_double(text, value);
+    if (fault == fault_code::too_large)
+        value = is_negative ? -infinite : infinite;
+    return fault != fault_code::violation;
+}
+
 } // namespace
 
 char* ombrel_xml_node_alloc_text_tag(const ombrel_xml_node_t* node, size_t* size, const char* function,
@@ -141,7 +158,7 @@ int ombrel_xml_node_get_integer(const ombrel_xml_node_t* node, const char* attri
 
 int ombrel_xml_node_get_double(const ombrel_xml_node_t* node, const char* attribute, double* value) {
     return get_value(node, attribute, value, [=](std::string_view text) {
-        return parse_double(text, *value) ? meaning::good : meaning::none;
+        return read_double(text, *value) ? meaning::good : meaning::none;
     });
 }
 
