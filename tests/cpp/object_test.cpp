@@ -69,6 +69,27 @@ TEST_F(Objects, ReadAndWriteFiles) {
     EXPECT_EQ(12, file.size());
 }
 
+TEST_F(Objects, RunProgramsAndHoldThem) {
+#if defined(_WIN32)
+    const char* const says[] = {"cmd", "/c", "echo out& echo error>&2& exit 7", nullptr};
+#else
+    const char* const says[] = {"sh", "-c", "echo out; echo error >&2; exit 7", nullptr};
+#endif
+    auto result = ombrel::run(says);
+    ASSERT_TRUE(result);
+    const ombrel::process_result moved = std::move(*result);
+    result.reset();
+    EXPECT_EQ(7, moved.exit_code());
+    EXPECT_EQ("out"sv, moved.output().substr(0, 3));
+    EXPECT_EQ("error"sv, moved.error_output().substr(0, 5));
+    EXPECT_FALSE(moved.is_late());
+    const char* const nothing[] = {"no_such_program_here", nullptr};
+    EXPECT_FALSE(ombrel::run(nothing));
+    EXPECT_EQ(ombrel::last_fault(), def_ombrel_fault_not_found);
+    const auto process = ombrel::process::open(says);
+    EXPECT_EQ(7, process.wait()->m_exit_code);
+}
+
 TEST_F(Objects, AskAndChangeSettings) {
     const auto ini = ombrel::ini::open();
     ASSERT_EQ(0, ini.load("[a]\nx = 7\nb = yes\nr = 1.5\n"));

@@ -36,6 +36,11 @@
 
 #include <ombrel/cpp/text.hpp>
 
+#if defined(__cpp_consteval) || (__cplusplus >= 202002L && defined(__clang__) && __clang_major__ >= 14)
+/** Formats are checked while the program is compiled. (Clang could do that before it said so.) */
+#define OMBREL_CPP_CHECKS_FORMATS 1
+#endif
+
 namespace ombrel {
 
 /** @brief An integer as one of 64 bits, for "%lld" or "%llu". @param value any @return the same value */
@@ -238,7 +243,7 @@ template<class T>
 auto pass(const T& value) {
     using plain = std::decay_t<const T&>;
     if constexpr (std::is_same_v<plain, bool>) {
-#if !defined(__cpp_consteval)
+#if !defined(OMBREL_CPP_CHECKS_FORMATS)
         static_assert(!std::is_same_v<plain, bool>,
                       "without checked formats say what a bool is to be printed as");
 #endif
@@ -282,7 +287,7 @@ Result call_formatted(Result failed, Call call, const Args&... args) {
 template<class... Args>
 class basic_format_string {
 public:
-#if defined(__cpp_consteval)
+#if defined(OMBREL_CPP_CHECKS_FORMATS)
     /** @brief Checks the format. */
     consteval basic_format_string(const char* format) : format_(format) {
         detail::check_format<Args...>(format);
