@@ -115,10 +115,20 @@ const auto& functions_for(const table_record* table, const hash_number&) {
 }
 
 bool is_key(const hash_bytes& key) {
-    return key.data != nullptr || key.size == 0;
+    return key.size == 0 || (key.data != nullptr && key.size <= def_ombrel_hash_key_max);
 }
 bool is_key(const hash_number&) {
     return true;
+}
+
+// Why a table, or what is no key, is refused. Of a size beyond all keys no byte is looked at.
+fault_code refusal_of(const table_record* table, const hash_bytes& key) {
+    return table != nullptr && key.data != nullptr && key.size > def_ombrel_hash_key_max
+               ? fault_code::too_large
+               : fault_code::invalid;
+}
+fault_code refusal_of(const table_record*, const hash_number&) {
+    return fault_code::invalid;
 }
 
 // Whether it can be asked for; whether it is a key of this kind of table is left to the functions.
@@ -135,21 +145,21 @@ bool fits(const table_record* table, const Key& key) {
 template<typename Key>
 void* find(const table_record* table, Key key) {
     if (!may_ask(table, key)) [[unlikely]]
-        return refuse<void*>(fault_code::invalid, nullptr);
+        return refuse<void*>(refusal_of(table, key), nullptr);
     return functions_for(table, key).find(*table, key);
 }
 
 template<typename Key>
 void* get(const table_record* table, Key key) {
     if (!may_ask(table, key)) [[unlikely]]
-        return refuse<void*>(fault_code::invalid, nullptr);
+        return refuse<void*>(refusal_of(table, key), nullptr);
     return functions_for(table, key).get(*table, key);
 }
 
 template<typename Key>
 void* obtain(table_record* table, Key key, bool& is_new) {
     if (!may_ask(table, key)) [[unlikely]]
-        return refuse<void*>(fault_code::invalid, nullptr);
+        return refuse<void*>(refusal_of(table, key), nullptr);
     return functions_for(table, key).obtain(*table, key, is_new);
 }
 

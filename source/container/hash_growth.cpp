@@ -217,8 +217,6 @@ bool make_hash_room(ombrel_hash_ts& table, uint32_t place) {
 }
 
 const unsigned char* keep_hash_key(ombrel_hash_ts& table, const hash_bytes& key) {
-    if (key.size > def_ombrel_hash_key_max)
-        return refuse(fault_code::too_large), nullptr;
     if (!table.copies_keys())
         return key.size != 0 ? key.data : reinterpret_cast<const unsigned char*>("");
     const unsigned char* const copy = table.keys.copy(key.data, key.size);

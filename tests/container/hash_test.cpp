@@ -411,6 +411,9 @@ TEST_F(Hash, WhatMakesNoSenseIsRefused) {
     refused(ombrel_init_hash_walk(nullptr, numbers) == -1, invalid);
     refused(ombrel_hash_get_statistics(numbers, nullptr) == -1, invalid);
     refused(ombrel_hash_reserve(numbers, 3) == -1, too_large);
+    // Nobody looks at a byte of what is longer than all keys.
+    refused(ombrel_hash_set(bytes_to, "x", size_t{def_ombrel_hash_key_max} + 1, nullptr) == -1, too_large);
+    refused(ombrel_hash_find(bytes_to, "x", size_t{def_ombrel_hash_key_max} + 1) == nullptr, too_large);
     refused(ombrel_hash_reserve(bytes_to, SIZE_MAX) == -1, too_large);
     refused(ombrel_hash_set_at(numbers, 1, pointer) + ombrel_hash_set_at(numbers, 2, pointer) +
                     ombrel_hash_set_at(numbers, 3, pointer) ==

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include <ombrel/fault.h>
+#include <ombrel/printf.h>
 
 namespace ombrel {
 
@@ -58,7 +59,7 @@ public:
     error() noexcept : error(ombrel_last_fault(), ombrel_fault_text()) {}
     /** @brief An error of a code with its words, which are cut to 255 bytes. */
     error(int code, const char* words) noexcept : code_(code) {
-        std::strncat(words_, words, sizeof words_ - 1);
+        ombrel_snprintf(words_, sizeof words_, "%s", words);
     }
 
     /** @brief The code. @return a `def_ombrel_fault_*`, or of a context a `def_ombrel_ctx_error_*` */

@@ -95,13 +95,14 @@ bool fragment_store::make_room(size_t bytes, size_t places) {
     return true;
 }
 
-/// What was given is remembered for convenience alone. Else who holds most loses the oldest.
+/// What was given is remembered for convenience alone. Else who holds most loses the oldest; of equals that
+/// is who came first, so that one that has just come is not always the one to lose.
 void fragment_store::evict_one(bool for_place) {
     held_datagram* victim = ages_[static_cast<size_t>(datagram_state::given)].first;
     if (victim == nullptr) {
         const fragment_sender* most = first_sender_;
         for (const fragment_sender* each = first_sender_; each != nullptr; each = each->m_next)
-            if (for_place ? each->count > most->count : each->bytes > most->bytes)
+            if (for_place ? each->count >= most->count : each->bytes >= most->bytes)
                 most = each;
         victim = most->first;
     }

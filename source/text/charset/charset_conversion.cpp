@@ -99,6 +99,8 @@ int charset_conversion::push(const uint8_t* data, size_t size, size_t& at, uint8
     space to{output, room, made};
     const int result = run(data, size, at, to);
     counts_.m_read += static_cast<int64_t>(at - before);
+    if (result < 0) // what is held of a faulty character does not count, however it was cut
+        counts_.m_read = fault_.m_offset;
     counts_.m_written += static_cast<int64_t>(made);
     return result;
 }
