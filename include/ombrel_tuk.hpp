@@ -23,6 +23,7 @@
 #include <ombrel/cpp/network.hpp>
 #include <ombrel/cpp/objects.hpp>
 #include <ombrel/cpp/owner.hpp>
+#include <ombrel/cpp/scan.hpp>
 #include <ombrel/cpp/service.hpp>
 #include <ombrel/cpp/text.hpp>
 #include <ombrel/cpp/value.hpp>

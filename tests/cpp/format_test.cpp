@@ -59,4 +59,18 @@ TEST_F(Formats, GoToAllThatFormatsInC) {
     EXPECT_EQ(0u, ombrel::format_to(ombrel::buffer_ref(), "%s", "nowhere"));
 }
 
+TEST_F(Formats, ScanIntoVariables) {
+    int number = 0;
+    short small_number = 0;
+    std::int64_t large = 0;
+    char word[8] = "", rest[16] = "";
+    EXPECT_EQ(5, ombrel::scan("-7 9 word: x=ff,", "%d %hd %7[^:]: %15[x=] %llx", number, small_number, word,
+                              rest, large));
+    EXPECT_EQ(-7, number);
+    EXPECT_EQ(9, small_number);
+    EXPECT_EQ("word x= 255"sv, ombrel::format("%s %s %lld", word, rest, large).view());
+    EXPECT_EQ(1, ombrel::scan(std::string("1 2 x"), "%*d %d %d", number, number));
+    EXPECT_EQ(2, number);
+}
+
 } // namespace

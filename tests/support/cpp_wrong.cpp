@@ -35,3 +35,18 @@ void wrong_formats(std::size_t size, std::string_view view, const ombrel::buffer
     ombrel::format_to(queue, "%zu", size);       // wrong
     queue.print("%zu", size);                    // wrong
 }
+
+void wrong_scans(const char* text, int& number, char (&name)[16], long long& large) {
+    ombrel::scan(text, "%i", number);              // wrong
+    ombrel::scan(text, "%f", number);              // wrong
+    ombrel::scan(text, "%ld %d", number, number);  // wrong
+    ombrel::scan(text, "%d", large);               // wrong
+    ombrel::scan(text, "%s", name);                // wrong
+    ombrel::scan(text, "%16s", name);              // wrong
+    ombrel::scan(text, "%15s", number);            // wrong
+    ombrel::scan(text, "%d", name);                // wrong
+    ombrel::scan(text, "%8[a-d", name);            // wrong
+    ombrel::scan(text, "%*d", number);             // wrong
+    ombrel::scan(text, "%d %d", number);           // wrong
+    ombrel::scan(text, "%lld %hd", large, number); // wrong
+}
