@@ -134,7 +134,13 @@ struct difference {
 class peer {
 public:
     peer(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
-    ~peer() { iconv_close(handle_); }
+    ~peer() {
+        if (is_there())
+            iconv_close(handle_);
+    }
+
+    /// The C library's sets are files, which a system for another processor may lack.
+    bool is_there() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
 
     std::string convert(std::string_view text) {
         char room[16], *in = const_cast<char*>(text.data()), *out = room;
@@ -167,6 +173,8 @@ class CharsetPeer : public testing::TestWithParam<const char*> {};
 TEST_P(CharsetPeer, HasTheSameCharactersForAllBytes) {
     const char* const name = GetParam();
     peer other("UTF-32BE", name);
+    if (!other.is_there())
+        GTEST_SKIP() << "the C library has no such set here";
     const auto compare = [&](std::string_view bytes) {
         uint32_t code = 0, number = bytes.front() == '\0' ? 1 : 0;
         const int size = ombrel_decode_charset_character(find(name), bytes.data(), bytes.size(), &code);
@@ -197,6 +205,8 @@ TEST_P(CharsetPeer, HasTheSameCharactersForAllBytes) {
 TEST_P(CharsetPeer, HasTheSameBytesForAllCharacters) {
     const char* const name = GetParam();
     peer other(name, "UTF-32LE");
+    if (!other.is_there())
+        GTEST_SKIP() << "the C library has no such set here";
     for (uint32_t code = 0; code < 0x110000; code += code < 0x30000 ? quick_step : 61) {
         if (code >= 0xD800 && code < 0xE000)
             continue;
