@@ -1,5 +1,6 @@
 #include "command/xml_entities.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include <ombrel/fault.h>
@@ -68,6 +69,13 @@ xml_entities::xml_entities(const char* document, const char* root) : document_(d
         beside = join(document, ".");
     if (const char* const from = root != nullptr ? root : beside.get(); from != nullptr)
         directory_.reset(ombrel_alloc_canonical_path(from));
+    if (directory_ && !tree_.open(directory_.get()))
+        directory_.reset();
+}
+
+xml_entities::~xml_entities() {
+    if (directory_)
+        tree_.close();
 }
 
 void xml_entities::set(ombrel_xml_options_t& options) {
@@ -78,22 +86,24 @@ void xml_entities::set(ombrel_xml_options_t& options) {
     options.m_loader_context = this;
 }
 
-bool xml_entities::is_inside(const char* path) const {
+/// A regular file's descriptor, or -1. Links are followed first, and none when it is opened: whoever puts one
+/// in the way meanwhile leads nowhere.
+int xml_entities::open_inside(const char* path) const {
     const heap_ptr<char> whole(ombrel_alloc_canonical_path(path));
     const size_t size = strlen(directory_.get());
     if (!whole || !starts_with(whole.get(), directory_.get()))
-        return false;
-    return system::is_path_separator(whole.get()[size]) ||
-           (size > 0 && system::is_path_separator(directory_.get()[size - 1]));
+        return -1;
+    char* const inside = whole.get() + size;
+    if (!system::is_path_separator(*inside) && !system::is_path_separator(directory_.get()[size - 1]))
+        return -1;
+    std::replace_if(inside, inside + strlen(inside), system::is_path_separator, '/');
+    return tree_.open_file(inside, {.read = true}, nullptr);
 }
 
 int xml_entities::load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t& external) const {
     const heap_ptr<char> path = resolve({external.m_base.m_data, external.m_base.m_size},
                                         {external.m_system_id.m_data, external.m_system_id.m_size});
-    if (!path || !is_inside(path.get()) ||
-        ombrel_get_file_kind(path.get(), 0) != def_ombrel_file_kind_regular)
-        return def_ombrel_xml_skip;
-    const int file = ombrel_open_file(path.get(), def_ombrel_file_read, 0);
+    const int file = path ? open_inside(path.get()) : -1;
     if (file < 0)
         return def_ombrel_xml_skip;
     const bool is_read = ombrel_xml_parser_set_base(parser, path.get()) == 0 && supply(parser, file);

@@ -4,6 +4,7 @@
 #include <ombrel/xml.h>
 
 #include "core/heap_ptr.h"
+#include "system/tree/confined_tree.h"
 
 namespace ombrel::command {
 
@@ -15,6 +16,7 @@ public:
     /// @param document its path, which stays; "-" for standard input, of which nothing is read without a root
     /// @param root the directory that is read from instead of the document's; null for that
     xml_entities(const char* document, const char* root);
+    ~xml_entities();
     xml_entities(const xml_entities&) = delete;
     xml_entities& operator=(const xml_entities&) = delete;
 
@@ -24,10 +26,11 @@ public:
 private:
     static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, void* context);
     int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t& external) const;
-    bool is_inside(const char* path) const;
+    int open_inside(const char* path) const;
 
     const char* document_;
-    heap_ptr<char> directory_; ///< without links; null when nothing is read
+    heap_ptr<char> directory_;        ///< without links; null when nothing is read
+    system::confined_tree tree_ = {}; ///< the same, held open, unless it is null
 };
 
 } // namespace ombrel::command

@@ -81,21 +81,12 @@ step xml_parser::expand_entity_part() {
 
 /// Numbers are replaced, entities stay references until they are used.
 step xml_parser::expand_entity_reference(cursor at) {
-    const char* const start = at.at++;
-    if (at.skip("#")) {
-        uint32_t code = 0;
-        const step done = read_number(at, code);
-        if (done != step::go_on)
-            return done == step::starving ? refuse(def_ombrel_xml_fault_reference, start) : done;
-        parts_.last().text = at;
-        char text[4];
-        return add_entity_text({text, put_utf8(code, text)});
-    }
-    std::string_view called;
-    if (const step done = read_reference_name(at, called); done != step::go_on)
-        return done == step::starving ? refuse(def_ombrel_xml_fault_reference, start) : done;
-    parts_.last().text = at;
-    return add_entity_text({start, static_cast<size_t>(at.at - start)});
+    reference read;
+    if (const step done = read_part_reference(at, read); done != step::go_on)
+        return done;
+    if (read.is_number())
+        return add_entity_text(read.character());
+    return add_entity_text({at.at, static_cast<size_t>(parts_.last().text.at - at.at)});
 }
 
 step xml_parser::expand_entity_parameter(cursor at) {

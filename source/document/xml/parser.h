@@ -58,6 +58,16 @@ struct cursor {
 /// A mark of attributes whose value is a place in the parser's store, while the tag is read.
 inline constexpr uint32_t value_is_kept = 1u << 31;
 
+/// What stands behind "&": a number, as the character that it means, or the name of an entity.
+struct reference {
+    std::string_view called;
+    char bytes[4];
+    size_t size = 0;
+
+    bool is_number() const { return size > 0; }
+    std::string_view character() const { return {bytes, size}; }
+};
+
 /// The text of one of the five entities that need no declaration; empty for others.
 std::string_view predefined_text(std::string_view called);
 
@@ -175,6 +185,8 @@ private:
 
     // parser_reference.cpp
     step read_reference(text_frame& frame);
+    step read_reference(cursor& at, reference& read);
+    step read_part_reference(cursor at, reference& read);
     step read_number(cursor& at, uint32_t& code);
     step read_reference_name(cursor& at, std::string_view& read);
     step find_entity(std::string_view called, const char* at, entity*& found);

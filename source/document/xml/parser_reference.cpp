@@ -56,23 +56,38 @@ step xml_parser::read_reference_name(cursor& at, std::string_view& read) {
     return check_name(read, start, false);
 }
 
+/// Either of the two behind "&".
+step xml_parser::read_reference(cursor& at, reference& read) {
+    at.at++;
+    if (!at.skip("#"))
+        return read_reference_name(at, read.called);
+    uint32_t code = 0;
+    const step done = read_number(at, code);
+    if (done == step::go_on)
+        read.size = put_utf8(code, read.bytes);
+    return done;
+}
+
+/// The same in a text that is all there, behind which the text under way then begins.
+step xml_parser::read_part_reference(cursor at, reference& read) {
+    const char* const start = at.at;
+    const step done = read_reference(at, read);
+    if (done == step::go_on)
+        parts_.last().text = at;
+    return done == step::starving ? refuse(def_ombrel_xml_fault_reference, start) : done;
+}
+
 step xml_parser::read_reference(text_frame& frame) {
-    cursor at = {frame.at + 1, token_limit(frame)};
-    if (at.skip("#")) {
-        uint32_t code = 0;
-        if (const step done = read_number(at, code); done != step::go_on)
-            return done;
-        frame.at = at.at;
-        char text[4];
-        return emit_text({text, put_utf8(code, text)});
-    }
-    std::string_view called;
-    if (const step done = read_reference_name(at, called); done != step::go_on)
+    cursor at = {frame.at, token_limit(frame)};
+    reference read;
+    if (const step done = read_reference(at, read); done != step::go_on)
         return done;
     frame.at = at.at;
-    if (const std::string_view text = predefined_text(called); !text.empty())
+    if (read.is_number())
+        return emit_text(read.character());
+    if (const std::string_view text = predefined_text(read.called); !text.empty())
         return emit_text(text);
-    return refer_to(called);
+    return refer_to(read.called);
 }
 
 /// What an entity is called that is being read.

@@ -56,27 +56,18 @@ step xml_parser::expand_part(bool has_line_ends) {
 }
 
 step xml_parser::expand_value_reference(cursor at) {
-    const char* const start = at.at++;
-    if (at.skip("#")) {
-        uint32_t code = 0;
-        const step done = read_number(at, code);
-        if (done != step::go_on)
-            return done == step::starving ? refuse(def_ombrel_xml_fault_reference, start) : done;
-        parts_.last().text = at;
-        char text[4];
-        return add_value({text, put_utf8(code, text)});
-    }
-    std::string_view called;
-    if (const step done = read_reference_name(at, called); done != step::go_on)
-        return done == step::starving ? refuse(def_ombrel_xml_fault_reference, start) : done;
-    parts_.last().text = at;
-    if (const std::string_view text = predefined_text(called); !text.empty())
+    reference read;
+    if (const step done = read_part_reference(at, read); done != step::go_on)
+        return done;
+    if (read.is_number())
+        return add_value(read.character());
+    if (const std::string_view text = predefined_text(read.called); !text.empty())
         return add_value(text);
     entity* found = nullptr;
-    if (const step done = find_entity(called, start, found); done != step::go_on)
+    if (const step done = find_entity(read.called, at.at, found); done != step::go_on)
         return done;
     // By design no event tells of entities that are skipped in values.
-    return found != nullptr ? enter_part(*found, start) : step::go_on;
+    return found != nullptr ? enter_part(*found, at.at) : step::go_on;
 }
 
 step xml_parser::enter_part(entity& entered, const char* at) {
