@@ -122,6 +122,10 @@ if(TARGET status_service)
         NOT_ON_WINDOWS "its servers are programs of POSIX")
 endif()
 
+if(OMBREL_GUIDE_PROGRAMS)
+    include(${CMAKE_CURRENT_LIST_DIR}/guide.cmake)
+endif()
+
 # The same programs while one allocation in fifty fails, where the C library lets its allocation be replaced so and no
 # sanitizer has done that already.
 include(CheckCSourceCompiles)
