@@ -1,4 +1,7 @@
 // A server of HTTP and a directory that it serves: what goes out is whole or says that it is not.
+#include <filesystem>
+
+#include <ombrel/cgi.h>
 #include <ombrel/http_directory.h>
 
 #include "alloc_failure/injection.h"
@@ -25,6 +28,7 @@ public:
     void TestBody() override {}
     ~scarce_server() override {
         ombrel_close_http_server(server_);
+        ombrel_close_cgi_service(programs_);
         ombrel_close_http_directory(files_);
         ombrel_free_event_base(base_);
     }
@@ -49,6 +53,13 @@ public:
         route("POST", "/echo", echo);
         port_ = fail.during([&] { return ombrel_http_server_listen(server_, "127.0.0.1", 0); });
         EXPECT_EQ(fail.hit(), port_ == -1);
+    }
+    bool add_programs(injection& fail, const scratch_directory& folder) {
+        programs_ =
+            fail.during([&] { return ombrel_open_cgi_service(base_, folder.path().c_str(), nullptr); });
+        EXPECT_EQ(fail.hit(), programs_ == nullptr);
+        return programs_ != nullptr &&
+               refused_when_hit(fail, [&] { return ombrel_http_server_add_cgi(server_, "/cgi", programs_); });
     }
     bool listens() const { return port_ > 0; }
 
@@ -78,8 +89,26 @@ public:
         EXPECT_TRUE(fail.ever_hit()) << heard.substr(0, 1000);
     }
 
+    /// Asks a program. What it wrote comes whole, or as an error, or is broken off; and it does not stay.
+    void run_scarce(injection& fail, const std::string& request, const std::string& expected) {
+        const owned_socket s(ombrel_open_connect_socket("127.0.0.1", port_, 10000));
+        EXPECT_LT(0, ombrel_send(s, request.data(), request.size(), 10000));
+        std::string heard;
+        int count = -1;
+        EXPECT_TRUE(turn_until([&] {
+            fail.during([&] { return ombrel_event_base_loop(base_, def_ombrel_event_loop_non_block); });
+            char bytes[65536];
+            while ((count = ombrel_recv_now(s, bytes, sizeof bytes)) > 0)
+                heard.append(bytes, static_cast<size_t>(count));
+            return count <= 0 && count != def_ombrel_socket_would_block;
+        })) << heard;
+        EXPECT_TRUE(fail.ever_hit() || in_short(heard) == expected) << heard;
+        EXPECT_TRUE(turn_until([&] { return ombrel_cgi_service_get_count(programs_) == 0; }));
+    }
+
 private:
     ombrel_http_directory_t* files_ = nullptr;
+    ombrel_cgi_service_t* programs_ = nullptr;
 };
 
 OMBREL_FAILURES(HttpServer, dialogues) {
@@ -96,6 +125,25 @@ OMBREL_FAILURES(HttpServer, dialogues) {
     server.talk_scarce(fail, "GET /file HTTP/1.1\r\nHost: h\r\n\r\n", std::string(200'000, 'f'));
     server.talk_scarce(fail, "GET / HTTP/1.1\r\nHost: h\r\n\r\n", "file</a>");
 }
+
+// Windows runs no scripts by their first line.
+#ifndef _WIN32
+OMBREL_FAILURE_ONCE(HttpServer, programs) {
+    const scratch_directory folder;
+    std::filesystem::permissions(
+        folder.file("echo", "#!/bin/sh\nbody=$(cat)\necho e >&2\nprintf 'X: y\n\n%s' \"$body$HTTP_A\"\n"),
+        std::filesystem::perms::owner_all);
+    scarce_server server;
+    if (!server.open_scarce(fail, folder))
+        return;
+    server.add_routes(fail);
+    if (server.listens() && server.add_programs(fail, folder))
+        server.run_scarce(fail,
+                          "POST /cgi/echo/rest?q HTTP/1.1\r\nHost: h\r\nA: b\r\nConnection: close\r\n"
+                          "Content-Length: 5\r\n\r\n12345",
+                          "200 close chunks 6\r\n12345b\r\n0\r\n\r\n");
+}
+#endif
 
 } // namespace
 } // namespace ombrel_test
