@@ -108,6 +108,7 @@ size_t push(ombrel_buffer_t& buffer, const void* data, size_t size, uint32_t fla
             queued = size;
     }
     buffer.m_size += queued;
+    OMBREL_INVARIANT(is_sound(buffer));
     return queued;
 }
 
@@ -202,6 +203,7 @@ void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size) {
     }
     // Apart from the size: the two loaded as one word would wait for the size's last store.
     buffer.m_offset = offset;
+    OMBREL_INVARIANT(is_sound(buffer));
 }
 
 } // namespace ombrel

@@ -9,6 +9,8 @@
 #include <ombrel/lock.h>
 #include <ombrel/service.h>
 
+#include "core/invariant.h"
+
 namespace ombrel {
 
 struct buffer_node {
@@ -58,6 +60,20 @@ struct ombrel_buffer_ts {
 
 namespace ombrel {
 
+/// Whether nodes and figures agree: every node has unread bytes within its capacity, and together they are
+/// the queued ones. Of a long chain the beginning is looked at.
+inline bool is_sound(const ombrel_buffer_t& buffer) {
+    size_t seen = 0;
+    int looks = 64;
+    const buffer_node* node = buffer.m_head;
+    for (; node != nullptr && looks > 0; node = node->m_next, looks--) {
+        if (node->m_read >= node->m_used || node->m_used > node->m_capacity)
+            return false;
+        seen += node->unread();
+    }
+    return node == nullptr ? seen == buffer.m_size : seen < buffer.m_size;
+}
+
 /// Takes `size` bytes, which must be queued, into `dest` or, when it is null, away.
 inline void take_front(ombrel_buffer_t& buffer, void* dest, size_t size) {
     buffer_node* head = buffer.m_head;
@@ -68,6 +84,7 @@ inline void take_front(ombrel_buffer_t& buffer, void* dest, size_t size) {
     head->m_read += size;
     buffer.m_size -= size;
     buffer.m_offset += size;
+    OMBREL_INVARIANT(is_sound(buffer));
 }
 
 } // namespace ombrel

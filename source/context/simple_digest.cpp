@@ -6,6 +6,7 @@
 #include <ombrel/time.h>
 
 #include "context/ctx_guard.h"
+#include "core/deadline.h"
 #include "core/heap_ptr.h"
 
 using namespace ombrel;
@@ -15,13 +16,13 @@ namespace {
 
 constexpr size_t read_size = 32768;
 constexpr int readable_wait_ms = 16000;
-constexpr uint64_t stalled_ms = 60000;
+constexpr int stalled_ms = 60000;
 
 // Feeds all of an open stream to push(bytes, size): 0 at its end, -1 when reading fails, or when the stream
 // is found stalled later than `stalled_ms` after the start.
 template<typename Push>
 int push_stream(int stream, unsigned char* buffer, Push push) {
-    const uint64_t start = ombrel_time_stamp_msec();
+    const deadline end(stalled_ms);
     for (;;) {
         // A test for readability that fails counts as one without success.
         if (ombrel_ctx_is_readable(stream, readable_wait_ms) > 0) {
@@ -29,7 +30,7 @@ int push_stream(int stream, unsigned char* buffer, Push push) {
             if (got <= 0 || static_cast<size_t>(got) > read_size)
                 return got == 0 ? 0 : -1;
             push(buffer, static_cast<size_t>(got));
-        } else if (ombrel_time_stamp_msec() - start > stalled_ms) {
+        } else if (end.passed()) {
             return -1;
         } else {
             ombrel_load_balance();
