@@ -130,7 +130,8 @@ bool push_sums(ombrel_buffer_t* buffer, const ombrel_heap_site_t* sites, size_t 
                               static_cast<unsigned long long>(peak)) != 0;
 }
 
-/// `peak` is the heap's before the report, and `own_buffer` the buffer when it is the report's own, else null.
+/// `peak` is the heap's before the report, and `own_buffer` the buffer when it is the report's own, else
+/// null.
 int push_report(ombrel_buffer_t* buffer, size_t peak, const void* own_buffer) {
     // Other threads may bring a few sites more before they are counted.
     const size_t room = std::min(ombrel_get_alloc_count() + 64, most_sites);
