@@ -28,8 +28,8 @@ int report_addresses(ombrel_buffer_t* out, const ombrel_resolver_t* answers);
 int respond_with_buffer(ombrel_http_exchange_t* exchange, const char* type, ombrel_buffer_t* buffer,
                         int failed);
 
-/* The page that shows the status. */
-extern const unsigned char status_page[];
-extern const size_t status_page_size;
+/* The page that shows the status, and the style of all pages. */
+extern const unsigned char status_page[], page_style[];
+extern const size_t status_page_size, page_style_size;
 
 #endif

@@ -192,7 +192,7 @@ static ombrel_fbmap_t* open_color_bars(ombrel_fbmap_t* root) {
 }
 
 static ombrel_fbmap_t* open_text(ombrel_fbmap_t* root) {
-    ombrel_fbmap_t* window = open_window(root, second, 384, 226, 372, 196, "text 글자");
+    ombrel_fbmap_t* window = open_window(root, second, 384, 220, 372, 196, "text 글자");
     if (window == NULL)
         return NULL;
     ombrel_fbmap_set_brush_y_interval(window, 5);
@@ -264,7 +264,7 @@ static int open_windows(status_screen_t* screen) {
         return -1;
     const int has_desktop = open_desktop(windows->root) != NULL;
     windows->clock = open_window(windows->root, accent, 28, 28, 206, 232, "clock");
-    windows->heap = open_window(windows->root, ink, 214, 64, 360, 184, "heap");
+    windows->heap = open_window(windows->root, ink, 222, 52, 322, 176, "heap");
     const int has_others = open_color_bars(windows->root) != NULL && open_text(windows->root) != NULL;
     windows->glass = open_glass(windows->root);
     return has_desktop && has_others && windows->clock != NULL && windows->heap != NULL &&
@@ -305,6 +305,7 @@ static void on_frame(ombrel_event_t* event, int socket, uint32_t ready, void* co
 
 int begin_status_screen(status_screen_t* screen, ombrel_event_base_t* base, const heap_history_t* history) {
     screen->history = history;
+    ombrel_get_instant(&screen->begin);
     return ombrel_assign_event(base, &screen->timer, -1, 0, on_frame, screen);
 }
 
@@ -315,15 +316,21 @@ void end_status_screen(status_screen_t* screen) {
     drop_picture(screen);
 }
 
-const unsigned char* look_at_status_screen(status_screen_t* screen, size_t* size) {
+int look_at_status_screen(status_screen_t* screen, char* tag) {
     screen->looked_at = ombrel_time_stamp_msec();
     if (screen->windows == NULL) {
         if (open_windows(screen) != 0 || ombrel_add_event(&screen->timer, frame_msec) != 0) {
             close_windows(screen);
-            return NULL;
+            return -1;
         }
         draw_frame(screen);
     }
+    ombrel_snprintf(tag, screen_tag_size, "\"%llX-%lX-%lX\"", (unsigned long long)screen->begin.m_seconds,
+                    (unsigned long)screen->begin.m_nanoseconds, (unsigned long)screen->frames);
+    return 0;
+}
+
+const unsigned char* take_status_picture(status_screen_t* screen, size_t* size) {
     if (screen->picture == NULL)
         take_picture(screen);
     *size = screen->picture_size;

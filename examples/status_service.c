@@ -7,12 +7,14 @@
  *   /status.json  the page's figures              /lookup?name=NAME  the addresses of a name
  *   /version.xml  the version document            /slow?ms=TIME      answers after a while
  *   /heap         the live allocations            /screen            a page with a live frame buffer
+ *   /guide        the guide's chapters            /screen.png        its present frame
  *
  * SIGINT and SIGTERM end it; it prints then what is left on the heap.
  */
 #include <signal.h>
 #include <string.h>
 
+#include "status_guide.h"
 #include "status_listen.h"
 #include "status_login.h"
 #include "status_lookup.h"
@@ -45,23 +47,41 @@ static int respond(ombrel_http_exchange_t* exchange, const char* type, const voi
     return ombrel_http_exchange_answer(exchange, 200, type, data, size);
 }
 
-static int answer_page(ombrel_http_exchange_t* exchange, void* context) {
-    (void)context;
-    return respond(exchange, "text/html; charset=utf-8", status_page, status_page_size);
+/* What the program was built with. */
+typedef struct {
+    const char* path;
+    const char* type;
+    const unsigned char* data;
+    const size_t* size;
+} document_t;
+
+static document_t documents[] = {
+    {"/", "text/html; charset=utf-8", status_page, &status_page_size},
+    {"/screen", "text/html; charset=utf-8", screen_page, &screen_page_size},
+    {"/guide", "text/html; charset=utf-8", guide_page, &guide_page_size},
+    {"/page.css", "text/css; charset=utf-8", page_style, &page_style_size},
+};
+
+static int answer_document(ombrel_http_exchange_t* exchange, void* context) {
+    const document_t* document = context;
+    return respond(exchange, document->type, document->data, *document->size);
 }
 
-static int answer_screen(ombrel_http_exchange_t* exchange, void* context) {
-    (void)context;
-    return respond(exchange, "text/html; charset=utf-8", screen_page, screen_page_size);
-}
-
+/* A client that has the present frame is told so. */
 static int answer_screen_picture(ombrel_http_exchange_t* exchange, void* context) {
     service_t* service = context;
+    char tag[screen_tag_size];
     size_t size = 0;
-    const unsigned char* picture = look_at_status_screen(&service->screen, &size);
-    if (picture == NULL)
+    if (look_at_status_screen(&service->screen, tag) != 0)
+        return ombrel_http_exchange_answer_error(exchange, 503, "no memory for the screen");
+    const char* known = ombrel_http_exchange_get_field(exchange, "If-None-Match");
+    const int has_it = known != NULL && ombrel_match_http_entity_tag(known, strlen(known), tag, 0) == 1;
+    const unsigned char* picture = has_it ? NULL : take_status_picture(&service->screen, &size);
+    if (picture == NULL && !has_it)
         return ombrel_http_exchange_answer_error(exchange, 503, "no memory for the picture");
-    return respond(exchange, "image/png", picture, size);
+    ombrel_http_exchange_add_field(exchange, "ETag", tag);
+    return has_it ? ombrel_http_exchange_answer(exchange, 304, NULL, NULL, 0)
+                  : respond(exchange, "image/png", picture, size);
 }
 
 static int answer_status(ombrel_http_exchange_t* exchange, void* context) {
@@ -195,13 +215,12 @@ static const struct {
     const char* method;
     const char* path;
     ombrel_http_handler_t handler;
-} routes[] = {{"GET", "/", answer_page},
-              {"GET", "/status.json", answer_status},
+} routes[] = {{"GET", "/status.json", answer_status},
               {"GET", "/version.xml", answer_version},
               {"GET", "/heap", answer_heap},
               {"GET", "/slow", answer_slow},
               {"GET", "/lookup", answer_lookup},
-              {"GET", "/screen", answer_screen},
+              {"GET", "/guide/*", answer_guide_file},
               {"GET", "/screen.png", answer_screen_picture},
               {"POST", "/echo", answer_echo}};
 
@@ -212,6 +231,18 @@ static int guard(ombrel_http_exchange_t* exchange, void* context) {
     return service->login.auth != NULL ? ombrel_guard_http_exchange(exchange, service->login.auth) : 0;
 }
 
+static int add_routes(service_t* service) {
+    for (size_t i = 0; i < sizeof documents / sizeof *documents; i++)
+        if (ombrel_http_server_add_route(service->server, "GET", documents[i].path, answer_document,
+                                         &documents[i]) != 0)
+            return -1;
+    for (size_t i = 0; i < sizeof routes / sizeof *routes; i++)
+        if (ombrel_http_server_add_route(service->server, routes[i].method, routes[i].path, routes[i].handler,
+                                         service) != 0)
+            return -1;
+    return 0;
+}
+
 static int begin_server(service_t* service) {
     ombrel_http_server_options_t options;
     ombrel_init_http_server_options(&options);
@@ -219,11 +250,7 @@ static int begin_server(service_t* service) {
     options.m_guard_context = service;
     options.m_answer_ms = slow_limit_msec + 10000;
     service->server = ombrel_open_http_server(service->base, &options);
-    for (size_t i = 0; service->server != NULL && i < sizeof routes / sizeof *routes; i++)
-        if (ombrel_http_server_add_route(service->server, routes[i].method, routes[i].path, routes[i].handler,
-                                         service) != 0)
-            return -1;
-    return service->server != NULL ? 0 : -1;
+    return service->server != NULL ? add_routes(service) : -1;
 }
 
 /* ---- life ---- */

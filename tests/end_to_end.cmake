@@ -117,6 +117,8 @@ if(TARGET status_service)
             Login.test_digest Crowds.test_addresses)
     endif()
     ombrel_end_to_end(service.end_to_end service/status_service_test.py ${status_service_starter} ${parts} TIMEOUT 360)
+    ombrel_end_to_end(service.pages_end_to_end service/status_pages_test.py ${status_service_starter}
+        NOT_ON_WINDOWS "the emulator's service is ended by a signal")
     ombrel_end_to_end(service.fetch_peers service/fetch_peers_test.py
         ${ombrel_fetch_starter} ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin
         NOT_ON_WINDOWS "its servers are programs of POSIX")
