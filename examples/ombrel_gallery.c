@@ -469,12 +469,21 @@ static int store(const char* folder, const char* name, ombrel_fbmap_t* map) {
     return result;
 }
 
+static const ombrel_argument_option_t options[] = {
+    {.m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {.m_name = "version", .m_kind = def_ombrel_argument_version, .m_help = "print the version"},
+    {.m_name = "manual", .m_kind = def_ombrel_argument_manual, .m_flags = def_ombrel_argument_hidden},
+    {.m_name = "completion", .m_kind = def_ombrel_argument_completion, .m_flags = def_ombrel_argument_hidden},
+    {0},
+};
+
 static const ombrel_argument_table_t table = {
     .m_name = "ombrel_gallery",
     .m_operands = "FOLDER",
     .m_least_operands = 1,
     .m_most_operands = 1,
     .m_summary = "Draws pictures with the library and stores them in a folder.",
+    .m_options = options,
 };
 
 int main(int argc, char** argv) {

@@ -9,6 +9,7 @@
 #include <ombrel/aes.h>
 #include <ombrel/alloca.h>
 #include <ombrel/argument.h>
+#include <ombrel/argument_manual.h>
 #include <ombrel/assert.h>
 #include <ombrel/ata_identity.h>
 #include <ombrel/atomic.h>

@@ -127,6 +127,16 @@ OMBREL_BEGIN_C
 #define def_ombrel_argument_help 12
 /** No option: m_help is a line of its own in the help, before the options that follow. */
 #define def_ombrel_argument_heading 13
+/** No value, no target: ends the parse with #def_ombrel_argument_version_wanted. m_otherwise is the version,
+ * which ombrel_take_arguments() prints behind the table's name; that of the library when null. */
+#define def_ombrel_argument_version 14
+/** No value: ends the parse with #def_ombrel_argument_manual_wanted, for which ombrel_take_arguments() prints
+ * the man page of the table (argument_manual.h). The target is its ombrel_argument_manual_t, which may be
+ * null. */
+#define def_ombrel_argument_manual 15
+/** No value, no target: ends the parse with #def_ombrel_argument_completion_wanted, for which
+ * ombrel_take_arguments() prints the script by which bash completes the table's arguments. */
+#define def_ombrel_argument_completion 16
 /** @} */
 
 /**
@@ -156,8 +166,19 @@ OMBREL_BEGIN_C
 #define def_ombrel_argument_no_help 0x04u
 /** @} */
 
-/** Result of a parse that met "--help". */
+/**
+ * @name Results of a parse that ends because something is asked for
+ * @{
+ */
+/** "--help". */
 #define def_ombrel_argument_help_wanted (-2)
+/** An option of the kind #def_ombrel_argument_version. */
+#define def_ombrel_argument_version_wanted (-3)
+/** An option of the kind #def_ombrel_argument_manual. */
+#define def_ombrel_argument_manual_wanted (-4)
+/** An option of the kind #def_ombrel_argument_completion. */
+#define def_ombrel_argument_completion_wanted (-5)
+/** @} */
 
 /**
  * @name What was wrong
@@ -223,7 +244,7 @@ struct ombrel_argument_option_ts {
     int64_t m_least OMBREL_UNSET;
     /** The greatest. When both are 0: all that the target's type holds, from 0 on for sizes and times. */
     int64_t m_most OMBREL_UNSET;
-    /** For a choice: words separated by "|". */
+    /** For a choice: words separated by "|". With other kinds, words that completion offers. */
     const char* m_choices OMBREL_UNSET;
     /** For an optional value: what stands for a missing one; null leaves the target as it is. */
     const char* m_otherwise OMBREL_UNSET;
@@ -267,8 +288,8 @@ struct ombrel_arguments_ts {
     int m_wrong;         /**< what was wrong */
     int m_index; /**< which argument was: its place when the parse began; `argc` when an operand or a command
                     is missing */
-    int m_exit_code; /**< what a program exits with: 0 when it was asked for its help; 2 when something was
-                        wrong; what a handler returned, in its lowest 8 bits */
+    int m_exit_code; /**< what a program exits with: 0 when it was asked for its help and the like; 2 when
+                        something was wrong; what a handler returned, in its lowest 8 bits */
     char m_message[def_ombrel_argument_message_size]; /**< what was wrong, in words; empty when nothing was */
 };
 
@@ -298,17 +319,19 @@ typedef struct ombrel_argument_list_ts {
  * @param record    where options without a target of their own have their places; null when there are none.
  *                  Sub-commands share it
  * @param arguments receives what was found
- * @return 0; #def_ombrel_argument_help_wanted when "--help" came before any mistake; what a handler returned
- *         if that was neither 0 nor -1; -1 when something is wrong, with the fault "invalid"
+ * @return 0; #def_ombrel_argument_help_wanted when "--help" came before any mistake, and likewise for the
+ *         other things that an option asks for; what a handler returned if that was neither 0 nor -1; -1 when
+ *         something is wrong, with the fault "invalid"
  */
 OMBREL_API int ombrel_parse_arguments(const ombrel_argument_table_t* table, int argc, char** argv,
                                       void* record, ombrel_arguments_t* arguments);
 
 /**
- * @brief ombrel_parse_arguments() for a program that ends when it fails: prints the help on standard output
- *        when it is wanted, or a complaint "NAME: WORDS" and how to get help on standard error.
- * @return as ombrel_parse_arguments(); m_exit_code then tells what to exit with. -1 with the code 1 when the
- *         help could not be written
+ * @brief ombrel_parse_arguments() for a program that ends when it fails: prints the help, the version, the
+ * man page or the completion on standard output when it is wanted, or a complaint "NAME: WORDS" and how to
+ *        get help on standard error.
+ * @return as ombrel_parse_arguments(); m_exit_code then tells what to exit with. -1 with the code 1 when what
+ *         was wanted could not be written
  */
 OMBREL_API int ombrel_take_arguments(const ombrel_argument_table_t* table, int argc, char** argv,
                                      void* record, ombrel_arguments_t* arguments);

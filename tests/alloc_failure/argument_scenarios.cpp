@@ -1,7 +1,7 @@
 // Command lines, expansion, help, and the registry of instances.
 #include <vector>
 
-#include <ombrel/argument.h>
+#include <ombrel/argument_manual.h>
 #include <ombrel/fault.h>
 #include <ombrel/instance.h>
 
@@ -37,6 +37,9 @@ OMBREL_FAILURES(Argument, expanded_text) {
 OMBREL_FAILURES(Argument, help_and_complaints) {
     const ombrel_argument_table_t table = {"tool", nullptr, nullptr, 0, 0, "Does it."};
     null_when_hit(fail, free_block, [&] { return ombrel_alloc_argument_help(&table, 80); });
+    null_when_hit(fail, free_block, [&] { return ombrel_alloc_argument_manual(&table, nullptr); });
+    null_when_hit(fail, free_block, [&] { return ombrel_alloc_argument_completion(&table); });
+    EXPECT_TRUE(!fail.hit() || ombrel_last_fault() == def_ombrel_fault_no_memory);
     char name[] = "tool", help[] = "--help", wrong[] = "-x";
     ombrel_arguments_t arguments;
     char* asking[] = {name, help, nullptr};

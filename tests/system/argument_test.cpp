@@ -1,4 +1,4 @@
-#include <ombrel/argument.h>
+#include <ombrel/argument_manual.h>
 
 #include <climits>
 #include <cstddef>
@@ -10,6 +10,7 @@
 
 #include <ombrel/fault.h>
 #include <ombrel/output.h>
+#include <ombrel/version.h>
 
 #include "support/error_output.h"
 #include "support/heap_balance.h"
@@ -363,6 +364,26 @@ TEST(OptionHelp, AndComplaintsGoWhereProgramsPrintThem) {
     EXPECT_EQ(0, exit_code);
     EXPECT_EQ("small: unknown option \"-%\"\nusage: small [FILE]\n>", take(table, "-%", exit_code));
     EXPECT_EQ(2, exit_code);
+    const ombrel_argument_manual_t page = {.m_date = "2026-11-22", .m_source = "small 2"};
+    const ombrel_argument_option_t asking[] = {
+        {.m_letter = 'V', .m_name = "version", .m_kind = def_ombrel_argument_version, .m_otherwise = "2"},
+        {.m_name = "version-of-all", .m_kind = def_ombrel_argument_version},
+        {.m_name = "manual",
+         .m_kind = def_ombrel_argument_manual,
+         .m_target = const_cast<void*>(static_cast<const void*>(&page))},
+        {.m_name = "completion", .m_kind = def_ombrel_argument_completion},
+        {}};
+    const ombrel_argument_table_t asked = {.m_name = "small", .m_options = asking};
+    const ombrel_argument_table_t of_library = {.m_name = "small", .m_options = asking + 1};
+    EXPECT_EQ(">small 2\n", take(asked, "-V", exit_code));
+    EXPECT_EQ(0, exit_code);
+    EXPECT_EQ(std::string(">small (libombrel_tuk) ") + ombrel_get_tuk_version_string() + "\n",
+              take(of_library, "--version-of-all", exit_code));
+    EXPECT_EQ(0u,
+              take(asked, "--manual", exit_code).find(">.TH \"SMALL\" \"1\" \"2026-11-22\" \"small\\ 2\"\n"));
+    EXPECT_NE(std::string::npos, take(asked, "--completion", exit_code).find("\ncomplete -F _small small\n"));
+    EXPECT_EQ("small: option \"--manual\" takes no value\nusage: small\n>",
+              take(asked, "--manual=x", exit_code));
     EXPECT_EQ(-1, ombrel_print_argument_help(nullptr));
     EXPECT_EQ(nullptr, ombrel_alloc_argument_help(nullptr, 80));
     const ombrel_test::error_output errors;

@@ -2,26 +2,25 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
+#include "system/argument/laid_out_text.h"
 #include "text/charset/utf8_columns.h"
 #include "text/slice.h"
 
 namespace ombrel::system {
 
-/// Lays out text in lines of a width. It is run twice: without a place, to find out how much it is, and with
-/// one that is large enough. Widths are the columns of a terminal.
+/// Lays out text in lines of a width, in columns of a terminal.
 class column_text {
 public:
-    column_text(char* to, size_t columns) : to_(to), columns_(columns) {}
+    column_text(char* to, size_t columns) : text_(to), columns_(columns) {}
 
-    size_t size() const { return size_; }
+    size_t size() const { return text_.size(); }
     size_t column() const { return column_; }
 
     /// As it is: no line ends in it.
     void put(std::string_view text) {
-        copy(text);
+        text_.put(text);
         column_ += width_of(text);
     }
 
@@ -31,7 +30,7 @@ public:
     }
 
     void end_line() {
-        copy("\n");
+        text_.put("\n");
         column_ = 0;
     }
 
@@ -65,15 +64,8 @@ public:
     }
 
 private:
-    void copy(std::string_view text) {
-        if (to_ != nullptr)
-            memcpy(to_ + size_, text.data(), text.size());
-        size_ += text.size();
-    }
-
-    char* to_;
+    laid_out_text text_;
     size_t columns_;
-    size_t size_ = 0;
     size_t column_ = 0;
 };
 

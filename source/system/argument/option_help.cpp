@@ -1,12 +1,18 @@
 #include <ombrel/argument.h>
+
+#include <utility>
+
+#include <ombrel/argument_manual.h>
 #include <ombrel/output.h>
 #include <ombrel/printf.h>
 #include <ombrel/terminal.h>
+#include <ombrel/version.h>
 
 #include "core/fault.h"
 #include "core/heap_ptr.h"
 #include "platform/terminal.h"
 #include "system/argument/column_text.h"
+#include "system/argument/laid_out_text.h"
 #include "system/argument/option_table.h"
 #include "text/text_sink.h"
 
@@ -27,18 +33,6 @@ private:
     char text_[128];
     text_sink sink_{text_, sizeof text_};
 };
-
-const char* text_or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
-bool has_flag(const ombrel_argument_option_t& option, uint32_t flag) {
-    return (option.m_flags & flag) != 0;
-}
-
-bool is_shown(const ombrel_argument_option_t& option) {
-    return is_option(option) && !has_flag(option, def_ombrel_argument_hidden);
-}
 
 // " FILE" behind a letter or a name, or "[FILE]" and "[=FILE]" where it must stand in the same argument.
 void put_value(short_text& to, const ombrel_argument_option_t& option, bool behind_name) {
@@ -64,9 +58,7 @@ void put_usage(short_text& to, const ombrel_argument_option_t& option) {
     to.put("[");
     by_letter ? put_letter(to, option) : put_name(to, option);
     put_value(to, option, !by_letter);
-    const bool may_repeat =
-        option.m_kind == def_ombrel_argument_listed || has_flag(option, def_ombrel_argument_repeatable);
-    to.put(may_repeat ? "]..." : "]");
+    to.put(may_repeat(option) ? "]..." : "]");
 }
 
 // "  -n, --copies COUNT", as the lines of options have it; names stand under one another.
@@ -125,7 +117,7 @@ private:
     void put_made_usage(size_t indent) {
         for_each_row(table_, [&](const ombrel_argument_option_t& option) {
             short_text usage;
-            if (!is_shown(option) || option.m_kind == def_ombrel_argument_help)
+            if (!is_in_usage(option))
                 return;
             put_usage(usage, option);
             text_.put_word(usage.get(), indent);
@@ -160,16 +152,16 @@ private:
             put_heads(head, option);
             use(head, option.m_help);
         });
-        for_each_command(use);
+        for_each_command_head(use);
     }
 
     template<typename Use>
-    void for_each_command(Use use) const {
-        for (const auto* command = table_.m_commands; command != nullptr && *command != nullptr; command++) {
+    void for_each_command_head(Use use) const {
+        for_each_command(table_, [&](const ombrel_argument_table_t& command) {
             short_text head;
-            head.put("  ").put(called_by(**command));
-            use(head, (*command)->m_summary);
-        }
+            head.put("  ").put(called_by(command));
+            use(head, command.m_summary);
+        });
     }
 
     void put_row(const short_text& head, const char* words, size_t column) {
@@ -198,7 +190,8 @@ private:
         const size_t column = help_column();
         if (table_.m_commands != nullptr)
             put_paragraph("commands:");
-        for_each_command([&](const short_text& head, const char* words) { put_row(head, words, column); });
+        for_each_command_head(
+            [&](const short_text& head, const char* words) { put_row(head, words, column); });
     }
 
     const ombrel_argument_table_t& table_;
@@ -212,17 +205,11 @@ char* alloc_text(const ombrel_argument_table_t& table, int columns, const char* 
                  LayOut lay_out) {
     constexpr int least_columns = 20;
     const auto width = static_cast<size_t>(std::max(columns, least_columns));
-    help_layout measured(table, nullptr, width);
-    lay_out(measured);
-    auto* const text = static_cast<char*>(ombrel_alloc_tag(measured.size() + 1, function, line));
-    if (text == nullptr) {
-        leave_fault(fault_code::no_memory);
-        return nullptr;
-    }
-    help_layout written(table, text, width);
-    lay_out(written);
-    text[written.size()] = '\0';
-    return text;
+    return alloc_laid_out(function, line, [&](char* to) {
+        help_layout layout(table, to, width);
+        lay_out(layout);
+        return layout.size();
+    });
 }
 
 int terminal_columns() {
@@ -240,7 +227,53 @@ void print_complaint(const ombrel_argument_table_t& table, const char* words) {
     ombrel_error_printf("%s: %s\n%s", text_or_empty(table.m_name), words, usage ? usage.get() : "");
 }
 
-int fail_to_help(ombrel_arguments_t& arguments) {
+bool print_text(heap_ptr<char> text) {
+    if (text)
+        ombrel_puts(text.get());
+    return static_cast<bool>(text);
+}
+
+bool print_version(const ombrel_argument_table_t& table) {
+    const auto* const option = find_kind(table, def_ombrel_argument_version);
+    const char* const own = option != nullptr ? option->m_otherwise : nullptr;
+    const char* const name = text_or_empty(table.m_name);
+    if (own != nullptr)
+        ombrel_printf("%s %s\n", name, own);
+    else
+        ombrel_printf("%s (libombrel_tuk) %s\n", name, ombrel_get_tuk_version_string());
+    return true;
+}
+
+bool print_manual(const ombrel_argument_table_t& table) {
+    const auto* const option = find_kind(table, def_ombrel_argument_manual);
+    const auto* const page =
+        option != nullptr ? static_cast<const ombrel_argument_manual_t*>(option->m_target) : nullptr;
+    return print_text(
+        heap_ptr<char>(ombrel_alloc_argument_manual_tag(&table, page, "ombrel_take_arguments", __LINE__)));
+}
+
+bool print_completion(const ombrel_argument_table_t& table) {
+    return print_text(
+        heap_ptr<char>(ombrel_alloc_argument_completion_tag(&table, "ombrel_take_arguments", __LINE__)));
+}
+
+// What a parse ended for; false when it could not be.
+bool print_wanted(const ombrel_argument_table_t& table, int wanted) {
+    switch (wanted) {
+    case def_ombrel_argument_help_wanted:
+        return ombrel_print_argument_help(&table) == 0;
+    case def_ombrel_argument_version_wanted:
+        return print_version(table);
+    case def_ombrel_argument_manual_wanted:
+        return print_manual(table);
+    case def_ombrel_argument_completion_wanted:
+        return print_completion(table);
+    default:
+        return true;
+    }
+}
+
+int fail_to_print(ombrel_arguments_t& arguments) {
     arguments.m_exit_code = 1;
     return -1;
 }
@@ -262,11 +295,8 @@ char* ombrel_alloc_argument_help_tag(const ombrel_argument_table_t* table, int c
 }
 
 int ombrel_print_argument_help(const ombrel_argument_table_t* table) {
-    const heap_ptr<char> text(ombrel_alloc_argument_help(table, system::terminal_columns()));
-    if (!text)
-        return -1;
-    ombrel_puts(text.get());
-    return 0;
+    heap_ptr<char> text(ombrel_alloc_argument_help(table, system::terminal_columns()));
+    return system::print_text(std::move(text)) ? 0 : -1;
 }
 
 int ombrel_refuse_arguments(const ombrel_argument_table_t* table, const char* format, ...) {
@@ -290,8 +320,7 @@ int ombrel_take_arguments(const ombrel_argument_table_t* table, int argc, char**
     const ombrel_argument_table_t& innermost = *arguments->m_table;
     if (arguments->m_wrong != def_ombrel_argument_good)
         system::print_complaint(innermost, arguments->m_message);
-    else if (outcome == def_ombrel_argument_help_wanted && arguments->m_exit_code == 0 &&
-             ombrel_print_argument_help(&innermost) != 0)
-        return system::fail_to_help(*arguments);
+    else if (arguments->m_exit_code == 0 && !system::print_wanted(innermost, outcome))
+        return system::fail_to_print(*arguments);
     return outcome;
 }

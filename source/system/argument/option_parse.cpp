@@ -120,8 +120,8 @@ private:
 
     // An option that takes no value; `is_on` where it is not taken back.
     int apply(const ombrel_argument_option_t& option, bool is_on) {
-        if (option.m_kind == def_ombrel_argument_help)
-            return ask_for_help();
+        if (const int wanted = wanted_by(option.m_kind); wanted != 0)
+            return ask_for(wanted);
         if (option.m_kind != def_ombrel_argument_flag && option.m_kind != def_ombrel_argument_count)
             return apply_value(option, nullptr);
         int* const target = static_cast<int*>(target_of(option));
@@ -134,9 +134,9 @@ private:
         return go_on;
     }
 
-    int ask_for_help() {
-        is_help_wanted_ = true;
-        return def_ombrel_argument_help_wanted;
+    int ask_for(int wanted) {
+        is_something_wanted_ = true;
+        return wanted;
     }
 
     int apply_value(const ombrel_argument_option_t& option, const char* value) {
@@ -190,7 +190,7 @@ private:
     int finish(int outcome) {
         if (outcome != go_on)
             result_.m_operand_count = 0;
-        if (is_help_wanted_)
+        if (is_something_wanted_)
             result_.m_exit_code = 0;
         else if (result_.m_wrong == def_ombrel_argument_good) // a handler's
             result_.m_exit_code = outcome & 255;
@@ -206,7 +206,7 @@ private:
     slot_order order_;
     int at_ = first_argument;
     bool only_operands_ = false;
-    bool is_help_wanted_ = false;
+    bool is_something_wanted_ = false;
 };
 
 // Up to a null that comes too early.

@@ -29,7 +29,7 @@ public:
         if (fits(name_, option.m_name))
             add(option, false);
         constexpr std::string_view negation = "no-";
-        const bool may_be_negated = (option.m_flags & def_ombrel_argument_negatable) != 0;
+        const bool may_be_negated = has_flag(option, def_ombrel_argument_negatable);
         if (may_be_negated && by_beginning_ && fits(name_, negation))
             add(option, true);
         else if (may_be_negated && starts_with(name_, negation) &&
@@ -69,11 +69,27 @@ found_option search(const ombrel_argument_table_t& table, std::string_view name,
 
 } // namespace
 
+int wanted_by(int kind) {
+    switch (kind) {
+    case def_ombrel_argument_help:
+        return def_ombrel_argument_help_wanted;
+    case def_ombrel_argument_version:
+        return def_ombrel_argument_version_wanted;
+    case def_ombrel_argument_manual:
+        return def_ombrel_argument_manual_wanted;
+    case def_ombrel_argument_completion:
+        return def_ombrel_argument_completion_wanted;
+    default:
+        return 0;
+    }
+}
+
 bool takes_value(const ombrel_argument_option_t& option) {
+    if (wanted_by(option.m_kind) != 0)
+        return false;
     switch (option.m_kind) {
     case def_ombrel_argument_flag:
     case def_ombrel_argument_count:
-    case def_ombrel_argument_help:
         return false;
     case def_ombrel_argument_listed:
     case def_ombrel_argument_call:
@@ -87,10 +103,31 @@ bool is_option(const ombrel_argument_option_t& option) {
     return option.m_kind != def_ombrel_argument_end && option.m_kind != def_ombrel_argument_heading;
 }
 
+bool is_shown(const ombrel_argument_option_t& option) {
+    return is_option(option) && !has_flag(option, def_ombrel_argument_hidden);
+}
+
+bool is_in_usage(const ombrel_argument_option_t& option) {
+    return is_shown(option) && wanted_by(option.m_kind) == 0;
+}
+
+bool may_repeat(const ombrel_argument_option_t& option) {
+    return option.m_kind == def_ombrel_argument_listed || has_flag(option, def_ombrel_argument_repeatable);
+}
+
 const ombrel_argument_option_t* find_letter(const ombrel_argument_table_t& table, char letter) {
     const ombrel_argument_option_t* found = nullptr;
     for_each_row(table, [&](const ombrel_argument_option_t& option) {
         if (found == nullptr && letter != '\0' && option.m_letter == letter && is_option(option))
+            found = &option;
+    });
+    return found;
+}
+
+const ombrel_argument_option_t* find_kind(const ombrel_argument_table_t& table, int kind) {
+    const ombrel_argument_option_t* found = nullptr;
+    for_each_row(table, [&](const ombrel_argument_option_t& option) {
+        if (found == nullptr && option.m_kind == kind)
             found = &option;
     });
     return found;
@@ -106,10 +143,12 @@ found_option find_name(const ombrel_argument_table_t& table, std::string_view na
 }
 
 const ombrel_argument_table_t* find_command(const ombrel_argument_table_t& table, std::string_view name) {
-    for (const auto* command = table.m_commands; command != nullptr && *command != nullptr; command++)
-        if (called_by(**command) == name)
-            return *command;
-    return nullptr;
+    const ombrel_argument_table_t* found = nullptr;
+    for_each_command(table, [&](const ombrel_argument_table_t& command) {
+        if (found == nullptr && called_by(command) == name)
+            found = &command;
+    });
+    return found;
 }
 
 std::string_view called_by(const ombrel_argument_table_t& table) {
