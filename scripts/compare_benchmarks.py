@@ -3,17 +3,16 @@
 usage: compare_benchmarks.py BUILD_DIR [FILTER]
 
 Benchmarks are named "work|ombrel" and "work|peer", with equal arguments. A row shows the median times of one
-run and the ratio peer/ours. The status service is measured by wrk, in turns with its peer.
+run and the ratio peer/ours. Servers of HTTP are measured by wrk, in turns with their peers.
 """
 import json
 import os
 import pathlib
 import re
-import statistics
 import subprocess
 import sys
-import time
-import urllib.request
+
+import compare_http_servers
 
 REPETITIONS = os.environ.get("REPETITIONS", "7")
 MIN_TIME = os.environ.get("MIN_TIME", "0.05")
@@ -66,37 +65,14 @@ def show_rows(table):
             print(ROW.format(work, show_time(ours), who, show_time(peer), f"{peer / ours:.2f}"), flush=True)
 
 
-def measure_server(command, port, keep_answer=None):
-    """Requests a second that wrk makes on a server that is started for it: 64 connections for 3 seconds."""
-    url = f"http://127.0.0.1:{port}/heap"
-    server = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        time.sleep(0.5)
-        wrk = subprocess.Popen(["wrk", "-t1", "-c64", "-d3s", url], stdout=subprocess.PIPE, text=True)
-        if keep_answer is not None:
-            time.sleep(1)
-            keep_answer.write_bytes(urllib.request.urlopen(url).read())
-        output, _ = wrk.communicate()
-        return float(re.search(r"Requests/sec:\s*([0-9.]+)", output).group(1))
-    finally:
-        server.terminate()
-        server.wait()
+def show_servers(build, work_filter):
+    """What wrk measures: each server in turns with its peer."""
+    def wanted(name):
+        return re.search(work_filter, name) is not None
 
-
-def show_service(build):
-    """Both servers in turns; the peer sends the bytes that the service sent under the same load."""
-    service = build / "examples/status_service"
-    peer = build / "bench/evhttp_peer"
-    if not service.exists() or not peer.exists():
-        return
-    answer = build / "heap_answer.txt"
-    ours, peers = [], []
-    for _ in range(3):
-        ours.append(measure_server([service, "127.0.0.1", "18080"], 18080, answer))
-        peers.append(measure_server([peer, "18081", answer], 18081))
-    mine, other = statistics.median(ours), statistics.median(peers)
-    print(ROW.format(f"status service /heap ({answer.stat().st_size} B), wrk 64", f"{mine:.0f} r/s", "evhttp",
-                     f"{other:.0f} r/s", f"{mine / other:.2f}"))
+    rows = compare_http_servers.service_rows(build) if wanted("status service") else []
+    for row in rows + compare_http_servers.nginx_rows(build, wanted):
+        print(ROW.format(*row), flush=True)
 
 
 def main():
@@ -105,8 +81,7 @@ def main():
     print(ROW.format("work", "ours", "peer", "peer's", "ratio"))
     for path in sorted((build / "bench").glob("*_bench")):
         show_rows(median_times(run_program(path, work_filter)))
-    if not work_filter or work_filter in "status service":
-        show_service(build)
+    show_servers(build, work_filter)
 
 
 if __name__ == "__main__":
