@@ -57,12 +57,10 @@ install(FILES ${PROJECT_BINARY_DIR}/ombrel_tuk.pc
 if(OMBREL_BUILD_EXAMPLES)
     # They find the library from their own place, whatever the prefix is.
     file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-    set(tools ombrel_tuk_command ombrel_digest ombrel_codec)
-    if(WIN32)
-        list(APPEND tools status_service) # scripts/demo builds and runs it elsewhere
-    endif()
+    set(tools ombrel_tuk_command ombrel_digest ombrel_codec ombrel_gallery status_service)
     set_target_properties(${tools} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tools}")
     install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    include(${CMAKE_CURRENT_LIST_DIR}/OmbrelPages.cmake)
 endif()
 
 get_property(plugins GLOBAL PROPERTY OMBREL_PLUGINS)

@@ -149,6 +149,9 @@ static const ombrel_argument_option_t options[] = {
      .m_least = 0,
      .m_most = UINT32_MAX},
     {.m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {.m_name = "version", .m_kind = def_ombrel_argument_version, .m_help = "print the version"},
+    {.m_name = "manual", .m_kind = def_ombrel_argument_manual, .m_flags = def_ombrel_argument_hidden},
+    {.m_name = "completion", .m_kind = def_ombrel_argument_completion, .m_flags = def_ombrel_argument_hidden},
     {0},
 };
 

@@ -77,9 +77,11 @@ typedef struct ombrel_argument_manual_ts {
     /** Where the table is that of a command of a program, the program's name: the page is called
      * "PROGRAM-NAME", and tells of "PROGRAM NAME". */
     const char* m_program OMBREL_UNSET;
-    /** When the page was changed, as "2026-11-22"; null for today. */
+    /** When the page was changed, as "2026-11-22"; null for today, or for the day that the environment's
+     * SOURCE_DATE_EPOCH names in seconds since 1970. */
     const char* m_date OMBREL_UNSET;
-    /** What stands in the page's last line, as "say 1.2"; null for the page's name. */
+    /** What stands in the page's last line, as "say 1.2"; null for the page's name, with the version that an
+     * option of the table tells. */
     const char* m_source OMBREL_UNSET;
     /** What it exits with; null for 0 (all is well, or help was asked for), 1 (something could not be done)
      * and 2 (the arguments make no sense). */

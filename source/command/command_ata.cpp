@@ -17,7 +17,7 @@ constexpr ombrel_argument_table_t table = {
     .m_least_operands = 1,
     .m_most_operands = 1,
     .m_summary = "Prints what a disk says of itself, from the 512 bytes of its identify block, a line each.",
-};
+    .m_options = usual_options};
 
 // The bytes of a file, and one more to see that there are no others.
 struct identify_bytes {
@@ -155,6 +155,6 @@ int run_ata(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ata_command = command_of(table, run_ata);
+constexpr own_command ata_command = command_of(table, run_ata);
 
 } // namespace ombrel::command

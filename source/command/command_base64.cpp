@@ -39,6 +39,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "break lines after so many characters; 0 for no breaks (default 76)",
      .m_least = 0,
      .m_most = UINT32_MAX},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "base64",
@@ -99,6 +101,6 @@ int run_base64(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t base64_command = command_of(table, run_base64);
+constexpr own_command base64_command = command_of(table, run_base64);
 
 } // namespace ombrel::command

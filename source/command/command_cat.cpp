@@ -9,7 +9,8 @@ namespace {
 constexpr ombrel_argument_table_t table = {.m_name = "cat",
                                            .m_operands = "[FILE...]",
                                            .m_summary =
-                                               "Writes files one after the other to standard output."};
+                                               "Writes files one after the other to standard output.",
+                                           .m_options = usual_options};
 
 int run_cat(int argc, char** argv) {
     const command_arguments arguments(table, argc, argv);
@@ -20,6 +21,6 @@ int run_cat(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t cat_command = command_of(table, run_cat);
+constexpr own_command cat_command = command_of(table, run_cat);
 
 } // namespace ombrel::command

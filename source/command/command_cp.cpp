@@ -19,6 +19,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(cp_choice, recursive),
      .m_help = "copy directories with all that is in them; symbolic links are copied as links then"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -118,6 +120,6 @@ int run_cp(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t cp_command = command_of(table, run_cp);
+constexpr own_command cp_command = command_of(table, run_cp);
 
 } // namespace ombrel::command

@@ -36,6 +36,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help =
          "that of a text: \"@SECONDS\" since 1970, also with a fraction and below 0; ISO 8601, without an "
          "offset in local time; or a date of HTTP. Not that of now"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -98,6 +100,6 @@ int run_date(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t date_command = command_of(table, run_date);
+constexpr own_command date_command = command_of(table, run_date);
 
 } // namespace ombrel::command

@@ -23,6 +23,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_value = "NAME",
      .m_help = "sha256 (default), sha1, md5, crc32, crc64, crc16-ibm or crc16-ccitt",
      .m_handler = choose_algorithm},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "digest",
@@ -52,6 +54,6 @@ int run_digest(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t digest_command = command_of(table, run_digest);
+constexpr own_command digest_command = command_of(table, run_digest);
 
 } // namespace ombrel::command

@@ -89,6 +89,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(download_choice, is_quiet),
      .m_help = "show no progress, which is shown on terminals alone"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -194,6 +196,6 @@ int run_download(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t download_command = command_of(table, run_download);
+constexpr own_command download_command = command_of(table, run_download);
 
 } // namespace ombrel::command

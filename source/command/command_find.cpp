@@ -32,6 +32,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "go no deeper: 0 for the directories alone, 1 for what is in them",
      .m_least = 0,
      .m_most = INT_MAX},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "find",
@@ -100,6 +102,6 @@ int run_find(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t find_command = command_of(table, run_find);
+constexpr own_command find_command = command_of(table, run_find);
 
 } // namespace ombrel::command

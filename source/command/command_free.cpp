@@ -57,6 +57,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(free_choice, with_container),
      .m_help = "the limit and use of the container, control group or job as well"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "free",
@@ -156,6 +158,6 @@ int run_free(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t free_command = command_of(table, run_free);
+constexpr own_command free_command = command_of(table, run_free);
 
 } // namespace ombrel::command

@@ -69,6 +69,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(ftpd_choice, is_quiet),
      .m_help = "print no lines about clients"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -164,6 +166,6 @@ int run_ftpd(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ftpd_command = command_of(table, run_ftpd);
+constexpr own_command ftpd_command = command_of(table, run_ftpd);
 
 } // namespace ombrel::command

@@ -104,6 +104,8 @@ constexpr ombrel_argument_option_t options[] = {{.m_letter = 'o',
                                                  .m_kind = def_ombrel_argument_flag,
                                                  .m_offset = offsetof(get_choice, verbose),
                                                  .m_help = "tell what happens"},
+                                                help_option,
+                                                version_option,
                                                 {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -169,6 +171,6 @@ int run_get(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t get_command = command_of(table, run_get);
+constexpr own_command get_command = command_of(table, run_get);
 
 } // namespace ombrel::command

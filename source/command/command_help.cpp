@@ -9,7 +9,8 @@ namespace {
 constexpr ombrel_argument_table_t table = {.m_name = "help",
                                            .m_operands = "[COMMAND]",
                                            .m_most_operands = 1,
-                                           .m_summary = "Lists the commands, or says how to use one."};
+                                           .m_summary = "Lists the commands, or says how to use one.",
+                                           .m_options = usual_options};
 
 int explain(char* name) {
     char help_option[] = "--help";
@@ -32,6 +33,6 @@ int run_help(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t help_command = command_of(table, run_help);
+constexpr own_command help_command = command_of(table, run_help, naming_exits);
 
 } // namespace ombrel::command

@@ -63,6 +63,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "clients at a time (default 10000)",
      .m_least = 1,
      .m_most = 1000000},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -218,6 +220,6 @@ int run_httpd(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t httpd_command = command_of(table, run_httpd);
+constexpr own_command httpd_command = command_of(table, run_httpd);
 
 } // namespace ombrel::command

@@ -55,6 +55,8 @@ constexpr ombrel_argument_option_t options[] = {
     flag('B', "write-mark", offsetof(iconv_choice, writes_mark), "write a byte order mark"),
     flag('l', "list", offsetof(iconv_choice, is_list), "print the sets, a line for each with all its names"),
     flag('d', "detect", offsetof(iconv_choice, is_detection), "print in which set each file seems to be"),
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -222,6 +224,6 @@ int run_iconv(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t iconv_command = command_of(table, run_iconv);
+constexpr own_command iconv_command = command_of(table, run_iconv);
 
 } // namespace ombrel::command

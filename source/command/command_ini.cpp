@@ -33,7 +33,7 @@ constexpr ombrel_argument_option_t dialect_option = {
 constexpr uint32_t dialects[] = {def_ombrel_ini_dialect_plain | def_ombrel_ini_bare_keys,
                                  def_ombrel_ini_dialect_python, def_ombrel_ini_dialect_git};
 
-constexpr ombrel_argument_option_t change_options[] = {dialect_option, {}};
+constexpr ombrel_argument_option_t change_options[] = {dialect_option, help_option, version_option, {}};
 constexpr ombrel_argument_option_t get_options[] = {
     dialect_option,
     {.m_letter = 'a',
@@ -41,6 +41,8 @@ constexpr ombrel_argument_option_t get_options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(ini_choice, is_all),
      .m_help = "print all values that the key has, a line each, not the last alone"},
+    help_option,
+    version_option,
     {}};
 
 // Options stand before operands, so that a value may begin with "-".
@@ -72,11 +74,13 @@ constexpr const ombrel_argument_table_t* commands[] = {&get_table, &set_table, &
 
 constexpr ombrel_argument_table_t table = {
     .m_name = "ini",
+    .m_usage = "get|set|delete FILE SECTION KEY [VALUE]",
     .m_operands = "get|set|delete FILE SECTION KEY [VALUE]",
     .m_summary = "Reads and changes INI files; all that is not changed stays as it was written.",
     .m_notes = "SECTION is what stands between the brackets, \"\" for the keys before the first section; "
                "NAME.SUB finds [NAME \"SUB\"] too. The file is stored as a whole or not at all; of \"-\" the "
                "changed text is printed.",
+    .m_options = usual_options,
     .m_commands = commands};
 
 /// A document that ends with the command.
@@ -212,6 +216,6 @@ int run_ini(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ini_command = command_of(table, run_ini);
+constexpr own_command ini_command = command_of(table, run_ini);
 
 } // namespace ombrel::command

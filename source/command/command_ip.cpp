@@ -74,6 +74,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "watch: ends after so long",
      .m_least = 1,
      .m_most = 2000000},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -438,6 +440,6 @@ int run_ip(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ip_command = command_of(table, run_ip);
+constexpr own_command ip_command = command_of(table, run_ip);
 
 } // namespace ombrel::command

@@ -27,6 +27,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_value = "SIGNAL",
      .m_help = "a signal by its name, as HUP or SIGHUP, or its number (default TERM); 0 only looks",
      .m_handler = choose_signal},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -74,6 +76,6 @@ int run_kill(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t kill_command = command_of(table, run_kill);
+constexpr own_command kill_command = command_of(table, run_kill);
 
 } // namespace ombrel::command

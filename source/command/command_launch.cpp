@@ -120,6 +120,8 @@ constexpr ombrel_argument_option_t options[] = {
     flag_option(0, "stop", OMBREL_OFFSET(wants_stop),
                 "ask the owner of the pid file to end and wait until it has"),
     flag_option(0, "status", OMBREL_OFFSET(wants_status), "tell whether the pid file has an owner"),
+    help_option,
+    version_option,
     {}};
 
 #undef OMBREL_OFFSET
@@ -127,15 +129,26 @@ constexpr ombrel_argument_option_t options[] = {
 constexpr ombrel_argument_table_t table = {
     .m_name = "launch",
     .m_usage = "[OPTION...] [--] COMMAND [ARGUMENT...]",
-    .m_operands = "[OPTION...] [--] COMMAND [ARGUMENT...]",
+    .m_operands = "COMMAND [ARGUMENT...]",
     .m_summary = "Keeps a command running.",
     .m_notes =
         "TERM, INT and HUP end it and the command, with the exit code 0. Otherwise its exit code is that "
         "of the command's last run (128 and the signal's number if one ended it; 1 instead of 0 when it "
         "gave up), 126 or 127 when the command cannot be run or is not there. --stop and --status give 3 "
-        "when nobody owns the pid file.\n",
+        "when nobody owns the pid file.",
     .m_options = options,
     .m_flags = def_ombrel_argument_stop_at_operand};
+
+constexpr ombrel_argument_exit_t exits[] = {
+    {"0", "A signal ended this program, or all is well."},
+    {"1", "Something could not be done, or the command was started as often as it may be."},
+    {"2", "The arguments make no sense."},
+    {"3", "Nobody owns the pid file."},
+    {"126", "The command cannot be run."},
+    {"127", "The command is not there."},
+    {"128+SIGNAL", "A signal of this number ended the command's last run."},
+    {"CODE", "Any other is that of the command's last run."},
+    {}};
 
 constexpr int exit_code_not_runnable = 126, exit_code_not_there = 127, exit_code_nobody = 3;
 constexpr int exit_code_of_signal = 128;
@@ -331,6 +344,6 @@ int run_launch(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t launch_command = command_of(table, run_launch);
+constexpr own_command launch_command = command_of(table, run_launch, exits);
 
 } // namespace ombrel::command

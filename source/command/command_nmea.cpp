@@ -35,6 +35,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(nmea_choice, is_unchecked),
      .m_help = "take sentences without a checksum"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -321,6 +323,6 @@ int run_nmea(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t nmea_command = command_of(table, run_nmea);
+constexpr own_command nmea_command = command_of(table, run_nmea);
 
 } // namespace ombrel::command

@@ -14,6 +14,8 @@
 //         {.m_letter = 'n', .m_name = "lines", .m_kind = def_ombrel_argument_integer,
 //          .m_offset = offsetof(head_choice, lines), .m_value = "COUNT", .m_help = "so many lines (default
 //          10)", .m_least = 0, .m_most = INT_MAX},
+//         help_option,
+//         version_option,
 //         {}};
 //
 //     constexpr ombrel_argument_table_t table = {.m_name = "head", .m_operands = "[FILE...]",
@@ -27,7 +29,7 @@
 //         return for_each_input(arguments, [&](const char* name) { return print_head(*arguments, name); });
 //     }
 //
-//     constexpr ombrel_multicall_command_t head_command = command_of(table, run_head);
+//     constexpr own_command head_command = command_of(table, run_head);
 //
 // What a table cannot know is refused by `return ombrel_refuse_arguments(&table, "...")`, which gives the
 // exit code 2. The fields of a row stand in the order of the record, as C++ wants it.
@@ -39,7 +41,17 @@
 #include <ombrel/argument.h>
 #include <ombrel/multicall.h>
 
+#include "command/command_table.h"
+
 namespace ombrel::command {
+
+/// What ends the options of each command.
+inline constexpr ombrel_argument_option_t help_option = {
+    .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"};
+inline constexpr ombrel_argument_option_t version_option = {
+    .m_name = "version", .m_kind = def_ombrel_argument_version, .m_help = "print the version"};
+/// Of a command without others.
+inline constexpr ombrel_argument_option_t usual_options[] = {help_option, version_option, {}};
 
 struct no_choice {};
 
@@ -75,9 +87,12 @@ private:
 };
 
 /// The record of a command that reads its arguments by a table.
-constexpr ombrel_multicall_command_t command_of(const ombrel_argument_table_t& table,
-                                                ombrel_multicall_main_t main) {
-    return {table.m_name, main, table.m_operands, table.m_summary, def_ombrel_multicall_own_help};
+/// @param exits its exit codes, where they are not those of most commands
+constexpr own_command command_of(const ombrel_argument_table_t& table, ombrel_multicall_main_t main,
+                                 const ombrel_argument_exit_t* exits = nullptr) {
+    return {{table.m_name, main, table.m_operands, table.m_summary, def_ombrel_multicall_own_help},
+            &table,
+            exits};
 }
 
 } // namespace ombrel::command

@@ -12,7 +12,8 @@ namespace {
 constexpr ombrel_argument_table_t table = {
     .m_name = "plugins",
     .m_operands = "[PATH...]",
-    .m_summary = "Lists the plug-ins with their uses and MIME types, after loading those named."};
+    .m_summary = "Lists the plug-ins with their uses and MIME types, after loading those named.",
+    .m_options = usual_options};
 
 void list_plugins() {
     for (const ombrel_plugin_t* plugin = ombrel_get_plugin_info(); plugin != nullptr; plugin = plugin->m_next)
@@ -63,6 +64,6 @@ int run_plugins(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t plugins_command = command_of(table, run_plugins);
+constexpr own_command plugins_command = command_of(table, run_plugins);
 
 } // namespace ombrel::command

@@ -22,6 +22,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help =
          "behind a tab each what is known of it: its description, its driver, and for USB the numbers of "
          "vendor and product and the serial number"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -55,6 +57,6 @@ int run_ports(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ports_command = command_of(table, run_ports);
+constexpr own_command ports_command = command_of(table, run_ports);
 
 } // namespace ombrel::command

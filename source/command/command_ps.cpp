@@ -106,6 +106,8 @@ constexpr ombrel_argument_option_t options[] = {{.m_letter = 'o',
                                                      "pid, ppid, name, rss (KiB), args (default "
                                                      "pid,ppid,rss,name)",
                                                  .m_handler = add_columns},
+                                                help_option,
+                                                version_option,
                                                 {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -154,6 +156,6 @@ int run_ps(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ps_command = command_of(table, run_ps);
+constexpr own_command ps_command = command_of(table, run_ps);
 
 } // namespace ombrel::command

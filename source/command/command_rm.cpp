@@ -14,6 +14,8 @@ constexpr ombrel_argument_option_t options[] = {{.m_letter = 'r',
                                                  .m_kind = def_ombrel_argument_flag,
                                                  .m_offset = offsetof(rm_choice, recursive),
                                                  .m_help = "remove directories with all that is in them"},
+                                                help_option,
+                                                version_option,
                                                 {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -52,6 +54,6 @@ int run_rm(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t rm_command = command_of(table, run_rm);
+constexpr own_command rm_command = command_of(table, run_rm);
 
 } // namespace ombrel::command

@@ -47,6 +47,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_value = "BYTES",
      .m_help =
          "passes on so many bytes of its output and its errors together, and ends it when it prints more"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -63,6 +65,15 @@ constexpr ombrel_argument_table_t table = {
         "or this one failed; 126 when the command cannot be run; 127 when it is not there.",
     .m_options = options,
     .m_flags = def_ombrel_argument_stop_at_operand};
+
+constexpr ombrel_argument_exit_t exits[] = {
+    {"124", "The time ran out."},
+    {"125", "The command printed too much, the arguments make no sense, or this one failed."},
+    {"126", "The command cannot be run."},
+    {"127", "The command is not there."},
+    {"128+SIGNAL", "A signal of this number ended the command."},
+    {"CODE", "Any other is that of the command."},
+    {}};
 
 /// An event that leaves its loop at the end of the scope.
 class own_event {
@@ -281,6 +292,6 @@ int run_run(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t run_command = command_of(table, run_run);
+constexpr own_command run_command = command_of(table, run_run, exits);
 
 } // namespace ombrel::command

@@ -44,6 +44,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_offset = offsetof(secret_choice, realm),
      .m_value = "REALM",
      .m_help = "realm for HTTP Digest (default \"" def_ombrel_secret_realm "\")"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "secret",
@@ -111,6 +113,6 @@ int run_secret(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t secret_command = command_of(table, run_secret);
+constexpr own_command secret_command = command_of(table, run_secret);
 
 } // namespace ombrel::command

@@ -67,6 +67,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_value = "TIME",
      .m_help =
          "when the input has ended, which is no terminal, end after so long without a byte (default 1s)"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -243,6 +245,6 @@ int run_serial(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t serial_command = command_of(table, run_serial);
+constexpr own_command serial_command = command_of(table, run_serial);
 
 } // namespace ombrel::command

@@ -93,6 +93,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(ssdp_choice, only_ipv6),
      .m_help = "IPv6 alone"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -194,6 +196,6 @@ int run_ssdp(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t ssdp_command = command_of(table, run_ssdp);
+constexpr own_command ssdp_command = command_of(table, run_ssdp);
 
 } // namespace ombrel::command

@@ -30,6 +30,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_help = "compare the bytes of files of one size, instead of their times"},
     include_option(offsetof(sync_choice, patterns)),
     exclude_option(offsetof(sync_choice, patterns)),
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -87,6 +89,6 @@ int run_sync(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t sync_command = command_of(table, run_sync);
+constexpr own_command sync_command = command_of(table, run_sync);
 
 } // namespace ombrel::command

@@ -47,6 +47,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(tftpd_choice, is_quiet),
      .m_help = "print no line a transfer"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -136,6 +138,6 @@ int run_tftpd(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t tftpd_command = command_of(table, run_tftpd);
+constexpr own_command tftpd_command = command_of(table, run_tftpd);
 
 } // namespace ombrel::command

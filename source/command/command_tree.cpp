@@ -30,6 +30,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(tree_choice, sizes),
      .m_help = "print the bytes of files, and of all files in directories"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "tree",
@@ -107,6 +109,6 @@ int run_tree(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t tree_command = command_of(table, run_tree);
+constexpr own_command tree_command = command_of(table, run_tree);
 
 } // namespace ombrel::command

@@ -45,6 +45,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_offset = offsetof(uuid_choice, space),
      .m_value = "NAMESPACE",
      .m_help = "that of NAME in a namespace, by version 5: dns, url, oid, x500 or a UUID"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "uuid",
@@ -115,6 +117,6 @@ int run_uuid(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t uuid_command = command_of(table, run_uuid);
+constexpr own_command uuid_command = command_of(table, run_uuid);
 
 } // namespace ombrel::command

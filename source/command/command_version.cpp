@@ -17,6 +17,8 @@ constexpr ombrel_argument_option_t options[] = {{.m_letter = 'x',
                                                  .m_kind = def_ombrel_argument_flag,
                                                  .m_offset = offsetof(version_choice, as_xml),
                                                  .m_help = "as an XML document"},
+                                                help_option,
+                                                version_option,
                                                 {}};
 
 constexpr ombrel_argument_table_t table = {.m_name = "version",
@@ -50,6 +52,6 @@ int run_version(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t version_command = command_of(table, run_version);
+constexpr own_command version_command = command_of(table, run_version);
 
 } // namespace ombrel::command

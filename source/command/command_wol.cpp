@@ -54,6 +54,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_flag,
      .m_offset = offsetof(wol_choice, is_frame),
      .m_help = "in a frame of the link layer, on the interface, which needs a right"},
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t table = {
@@ -89,6 +91,6 @@ int run_wol(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t wol_command = command_of(table, run_wol);
+constexpr own_command wol_command = command_of(table, run_wol);
 
 } // namespace ombrel::command

@@ -55,6 +55,8 @@ constexpr ombrel_argument_option_t check_options[] = {
      .m_help = "check that they are namespace-well-formed, too"},
     entities_option,
     root_option,
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_option_t canonical_options[] = {
@@ -65,6 +67,8 @@ constexpr ombrel_argument_option_t canonical_options[] = {
      .m_help = "the second canonical form, which has the declared notations"},
     entities_option,
     root_option,
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_option_t format_options[] = {{.m_letter = 'i',
@@ -77,6 +81,8 @@ constexpr ombrel_argument_option_t format_options[] = {{.m_letter = 'i',
                                                         .m_most = 64},
                                                        entities_option,
                                                        root_option,
+                                                       help_option,
+                                                       version_option,
                                                        {}};
 
 constexpr ombrel_argument_option_t get_options[] = {
@@ -88,6 +94,8 @@ constexpr ombrel_argument_option_t get_options[] = {
      .m_help = "what a prefix of the path stands for; without any, names are compared as they are written"},
     entities_option,
     root_option,
+    help_option,
+    version_option,
     {}};
 
 constexpr ombrel_argument_table_t check_table = {.m_name = "xml check",
@@ -400,6 +408,6 @@ int run_xml(int argc, char** argv) {
 
 } // namespace
 
-constexpr ombrel_multicall_command_t xml_command = command_of(table, run_xml);
+constexpr own_command xml_command = command_of(table, run_xml);
 
 } // namespace ombrel::command

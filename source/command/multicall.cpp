@@ -8,8 +8,10 @@
 
 #include "command/command_finish.h"
 #include "command/command_table.h"
+#include "command/program_table.h"
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
+#include "text/slice.h"
 
 using namespace ombrel;
 
@@ -37,15 +39,8 @@ const ombrel_multicall_command_t* command_of(const registration* found) {
     return found != nullptr ? found->command : nullptr;
 }
 
-const ombrel_multicall_command_t* find_own(std::string_view name) {
-    for (const ombrel_multicall_command_t* const command : command::own_multicall_commands())
-        if (name == command->m_name)
-            return command;
-    return nullptr;
-}
-
 const ombrel_multicall_command_t* find(std::string_view name) {
-    if (const auto* own = find_own(name))
+    if (const auto* own = command::find_own_command(name))
         return own;
     const short_lock_guard guard(registry_lock);
     return command_of(*find_registration([&](const auto& command) { return name == command.m_name; }));
@@ -56,44 +51,56 @@ bool can_be_named(const char* name) {
            std::string_view(name).find_first_of("/\\") == std::string_view::npos;
 }
 
-// The name by which a program was called, as commands are named.
-std::string_view called_name(const char* path) {
-    constexpr std::string_view suffix = ".exe";
-    std::string_view name = ombrel_basename_c(path);
-    if (name.size() > suffix.size() &&
-        ombrel_strcasecmp(name.data() + name.size() - suffix.size(), suffix.data()) == 0)
-        name.remove_suffix(suffix.size());
-    return name;
+/// The name by which a program was called, as commands are named.
+class called_name {
+public:
+    explicit called_name(const char* path) {
+        constexpr std::string_view suffix = ".exe";
+        std::string_view name = ombrel_basename_c(path);
+        if (name.size() > suffix.size() &&
+            ombrel_strcasecmp(name.data() + name.size() - suffix.size(), suffix.data()) == 0)
+            name.remove_suffix(suffix.size());
+        *put_text(text_, slice(name, 0, sizeof text_ - 1)) = '\0';
+    }
+    const char* get() const { return text_; }
+
+private:
+    char text_[256];
+};
+
+int execute_list(void (*print)()) {
+    print();
+    return command::finish(command::usual_program, def_ombrel_multicall_exit_good);
 }
 
-struct general_option {
-    const char* name;
-    void (*act)();
-};
+int execute_named(const char* program, const ombrel_arguments_t& arguments) {
+    if (const auto* command = find(arguments.m_operands[0]))
+        return ombrel_execute_multicall_command(command, arguments.m_operand_count, arguments.m_operands);
+    ombrel_error_printf("%s: %s: no such command; try \"--help\"\n", program, arguments.m_operands[0]);
+    return def_ombrel_multicall_exit_unknown;
+}
 
-constexpr general_option general_options[] = {
-    {"--help", command::print_multicall_commands},
-    {"-h", command::print_multicall_commands},
-    {"--list", command::print_multicall_names},
-    {"--version", [] { ombrel_execute_multicall_command(find_own("version"), 0, nullptr); }},
-};
-
-int execute_option(std::string_view argument) {
-    for (const general_option& option : general_options) {
-        if (argument != option.name)
-            continue;
-        option.act();
-        return command::finish("ombrel_tuk", def_ombrel_multicall_exit_good);
-    }
-    ombrel_error_printf("%s: unknown option; try \"--help\"\n", argument.data());
-    return def_ombrel_multicall_exit_usage;
+int execute_general(const char* program, int argc, char** argv) {
+    const ombrel_argument_table_t table = command::program_table_of(program, nullptr);
+    command::program_choice choice;
+    ombrel_arguments_t arguments;
+    const int outcome = ombrel_parse_arguments(&table, argc, argv, &choice, &arguments);
+    if (outcome == -1)
+        return ombrel_refuse_arguments(&table, "%s", arguments.m_message);
+    if (choice.is_version != 0)
+        return ombrel_execute_multicall_command(&command::version_command, 0, nullptr);
+    if (choice.is_list != 0)
+        return execute_list(command::print_multicall_names);
+    if (outcome != 0 || arguments.m_operand_count == 0)
+        return execute_list(command::print_multicall_commands);
+    return execute_named(program, arguments);
 }
 
 } // namespace
 
 int ombrel_register_multicall_command(const ombrel_multicall_command_t* command) {
     if (command == nullptr || command->m_main == nullptr || !can_be_named(command->m_name) ||
-        find_own(command->m_name) != nullptr)
+        command::find_own_command(command->m_name) != nullptr)
         return -1;
     heap_ptr<registration> made(allocate_record<registration>("ombrel_register_multicall_command", __LINE__));
     if (!made)
@@ -133,15 +140,10 @@ const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t index) {
 }
 
 int ombrel_execute_multicall(int argc, char** argv) {
-    if (argv != nullptr && argc >= 1 && argv[0] != nullptr)
-        if (const auto* command = find(called_name(argv[0])))
-            return ombrel_execute_multicall_command(command, argc, argv);
-    if (argv == nullptr || argc < 2)
-        return execute_option("--help");
-    if (argv[1][0] == '-')
-        return execute_option(argv[1]);
-    if (const auto* command = find(argv[1]))
-        return ombrel_execute_multicall_command(command, argc - 1, argv + 1);
-    ombrel_error_printf("%s: no such command; try \"--help\"\n", argv[1]);
-    return def_ombrel_multicall_exit_unknown;
+    if (argv == nullptr || argc < 1 || argv[0] == nullptr)
+        return execute_general(command::usual_program, 0, nullptr);
+    const called_name name(argv[0]);
+    if (const auto* command = find(name.get()))
+        return ombrel_execute_multicall_command(command, argc, argv);
+    return execute_general(name.get(), argc, argv);
 }

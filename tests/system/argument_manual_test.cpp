@@ -14,8 +14,13 @@ namespace {
 
 const ombrel_argument_exit_t exits[] = {{"0", "Well."}, {"128+N", "Ended."}, {}};
 const ombrel_argument_section_t sections[] = {{"FILES", "One. Two\n.x\n\n  a b"}, {}};
-const ombrel_argument_manual_t page = {
-    "box", "2026-11-22", "box 1", exits, sections, "a(5), b(1)", def_ombrel_argument_manual_pages_of_commands};
+const ombrel_argument_manual_t page = {"box",
+                                       "2026-11-22",
+                                       "box 1",
+                                       exits,
+                                       sections,
+                                       "a(5), b(1)",
+                                       def_ombrel_argument_manual_pages_of_commands};
 const ombrel_argument_option_t rows[] = {
     {0, nullptr, def_ombrel_argument_heading, 0, nullptr, 0, nullptr, "Ways:"},
     {'n', "no", def_ombrel_argument_flag, def_ombrel_argument_negatable, nullptr, 0, nullptr, "-n. \\ 'q'"},
@@ -27,8 +32,9 @@ const ombrel_argument_option_t rows[] = {
     {}};
 const ombrel_argument_table_t inner = {"tool in", nullptr, "get|set [DIRECTORY...]", 0, 0, "Goes in."};
 const ombrel_argument_table_t* const commands[] = {&inner, nullptr};
-const ombrel_argument_table_t table = {"tool", nullptr, nullptr, 0, 0, "Does it.", "NOTE it.", rows, commands,
-                                       def_ombrel_argument_stop_at_operand};
+const ombrel_argument_table_t table = {
+    "tool",     nullptr,    nullptr, 0,        0,
+    "Does it.", "NOTE it.", rows,    commands, def_ombrel_argument_stop_at_operand};
 
 std::string text_of(char* text) {
     const std::string copy = text != nullptr ? text : "null";
@@ -115,7 +121,8 @@ TEST_F(ArgumentManual, CompletionKnowsWhatStandsWhere) {
 
 TEST_F(ArgumentManual, NeedsATableWithAName) {
     const ombrel_argument_table_t nameless{};
-    for (const ombrel_argument_table_t* const wrong : {static_cast<decltype(&nameless)>(nullptr), &nameless}) {
+    for (const ombrel_argument_table_t* const wrong :
+         {static_cast<decltype(&nameless)>(nullptr), &nameless}) {
         ombrel_leave_fault(def_ombrel_fault_none);
         EXPECT_EQ("null", text_of(ombrel_alloc_argument_manual(wrong, nullptr)));
         EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());

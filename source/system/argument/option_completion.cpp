@@ -12,13 +12,16 @@ namespace ombrel::system {
 
 namespace {
 
-// What is the same for all programs; "`" stands for the function's name. The case statements of the program say
-// what stands where:
+// What is the same for all programs; "`" stands for the function's name. The case statements of the program
+// say what stands where:
 //   `_table PATH       options= the shown ones, commands= the sub-commands, stops= where operands end options
-//   `_value PATH NAME  how= what completes the value of an option, or the operand of a number: "" for none, ":"
-//                      for a value of which nothing is known, ":file", ":directory", ":program", or words; with
+//   `_value PATH NAME  how= what completes the value of an option, or the operand of a number: "" for none,
+//   ":"
+//                      for a value of which nothing is known, ":file", ":directory", ":program", or words;
+//                      with
 //                      "?" before it where the value may be left out
-// PATH is made of the sub-commands, each with a space behind it. Where bash has made several words of an argument
+// PATH is made of the sub-commands, each with a space behind it. Where bash has made several words of an
+// argument
 // ("=" and ":" are words for it), they are counted as one.
 constexpr const char engine[] = R"(
 `_offer() {
@@ -131,9 +134,10 @@ struct named {
 };
 
 constexpr named names[] = {
-    {"FILE", ":file"}, {"FILES", ":file"}, {"PATH", ":file"},           {"LIST", ":file"},
-    {"FROM", ":file"}, {"TO", ":file"},    {"URI", ":file"},            {"ACCOUNTS", ":file"},
-    {"PORT", ":file"}, {"COMMAND", ":program"}, {"DIRECTORY", ":directory"}, {"FOLDER", ":directory"},
+    {"FILE", ":file"},       {"FILES", ":file"},          {"PATH", ":file"},
+    {"LIST", ":file"},       {"FROM", ":file"},           {"TO", ":file"},
+    {"URI", ":file"},        {"ACCOUNTS", ":file"},       {"PORT", ":file"},
+    {"COMMAND", ":program"}, {"DIRECTORY", ":directory"}, {"FOLDER", ":directory"},
 };
 
 class script_layout {
@@ -226,7 +230,7 @@ private:
             if (is_shown(option))
                 put_option_names(option);
         });
-        text_.put((table.m_flags & def_ombrel_argument_no_help) != 0 ? "' commands='" : "--help' commands='");
+        text_.put(has_usual_help(table) ? "--help' commands='" : "' commands='");
         for_each_command(table, [&](const ombrel_argument_table_t& command) {
             put_inside(called_by(command));
             text_.put(" ");
@@ -237,14 +241,13 @@ private:
                        [&](const ombrel_argument_table_t& command) { put_tables(command, depth + 1); });
     }
 
-    // "--help" follows by itself.
     void put_option_names(const ombrel_argument_option_t& option) {
         if (option.m_letter != '\0') {
             put_inside("-");
             put_inside({&option.m_letter, 1});
             text_.put(" ");
         }
-        if (option.m_name == nullptr || std::string_view(option.m_name) == "help")
+        if (option.m_name == nullptr)
             return;
         put_long_name("--", option);
         if (has_flag(option, def_ombrel_argument_negatable))

@@ -4,7 +4,9 @@
 #include <string_view>
 
 #include <ombrel/calendar.h>
+#include <ombrel/environment.h>
 #include <ombrel/printf.h>
+#include <ombrel/version.h>
 
 #include "core/fault.h"
 #include "system/argument/option_table.h"
@@ -21,16 +23,28 @@ constexpr ombrel_argument_exit_t usual_exits[] = {{"0", "All is well, or help wa
                                                   {"2", "The arguments make no sense."},
                                                   {}};
 
+/// The moment that builds name so that they give the same again, or that of now.
+ombrel_instant_t moment_of_page() {
+    constexpr std::string_view name = "SOURCE_DATE_EPOCH=";
+    constexpr ombrel_argument_option_t seconds = {.m_kind = def_ombrel_argument_integer64};
+    ombrel_instant_t moment{};
+    ombrel_get_instant(&moment);
+    char** const variables = ombrel_environ();
+    for (char** one = variables; one != nullptr && *one != nullptr; one++)
+        if (starts_with(*one, name))
+            ombrel_parse_argument_value(&seconds, *one + name.size(), &moment.m_seconds);
+    return moment;
+}
+
 struct date_text {
     char text[sizeof "1000000-12-31"];
 };
 
-date_text today() {
-    ombrel_instant_t now{};
+date_text date_of_page() {
+    const ombrel_instant_t moment = moment_of_page();
     ombrel_civil_time_t time{};
     date_text date;
-    ombrel_get_instant(&now);
-    ombrel_make_utc_time(&now, &time);
+    ombrel_make_utc_time(&moment, &time);
     ombrel_snprintf(date.text, sizeof date.text, "%04d-%02d-%02d", time.m_year, time.m_month, time.m_day);
     return date;
 }
@@ -47,7 +61,7 @@ public:
         put_synopsis(table_);
         text_.put_request(".SH DESCRIPTION");
         put_description(table_);
-        if (has_shown_options(table_))
+        if (has_usual_help(table_) || has_shown_options(table_))
             text_.put_request(".SH OPTIONS");
         put_options(table_);
         put_commands();
@@ -86,11 +100,27 @@ private:
             end = put_text(end, slice(part, 0, room));
         });
         const std::string_view page_name(name, static_cast<size_t>(end - name));
-        const date_text now = today();
-        char title[sizeof name];
-        std::transform(name, end, title, [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ' ') : c; });
-        text_.put_request(".TH", {{title, page_name.size()}, "1", page_.m_date != nullptr ? page_.m_date : now.text,
-                                  page_.m_source != nullptr ? page_.m_source : page_name});
+        const date_text date = date_of_page();
+        char title[sizeof name], source[sizeof name + 32];
+        std::transform(name, end, title,
+                       [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ' ') : c; });
+        *end = '\0';
+        put_source(source, sizeof source, name);
+        text_.put_request(".TH", {{title, page_name.size()},
+                                  "1",
+                                  page_.m_date != nullptr ? page_.m_date : date.text,
+                                  page_.m_source != nullptr ? page_.m_source : source});
+    }
+
+    /// The page's name, with the version that the table tells.
+    void put_source(char* to, size_t size, const char* name) const {
+        const auto* const version = find_kind(table_, def_ombrel_argument_version);
+        if (version == nullptr)
+            ombrel_snprintf(to, size, "%s", name);
+        else if (version->m_otherwise != nullptr)
+            ombrel_snprintf(to, size, "%s %s", name, version->m_otherwise);
+        else
+            ombrel_snprintf(to, size, "libombrel_tuk %s", ombrel_get_tuk_version_string());
     }
 
     /// "name - what it does", which indexes of pages take.
@@ -200,6 +230,8 @@ private:
             if (is_shown(option))
                 put_option(option);
         });
+        if (has_usual_help(table))
+            put_option(usual_help);
     }
 
     void put_option(const ombrel_argument_option_t& option) {

@@ -6,18 +6,6 @@ namespace ombrel::system {
 
 namespace {
 
-constexpr ombrel_argument_option_t usual_help = {.m_name = "help", .m_kind = def_ombrel_argument_help};
-
-// That each table has, unless one of its options is called so.
-bool has_usual_help(const ombrel_argument_table_t& table) {
-    bool is_taken = (table.m_flags & def_ombrel_argument_no_help) != 0;
-    for_each_row(table, [&](const ombrel_argument_option_t& option) {
-        is_taken =
-            is_taken || (option.m_name != nullptr && std::string_view(option.m_name) == usual_help.m_name);
-    });
-    return !is_taken;
-}
-
 // A name that the options have, one after the other; a negatable one has two.
 class name_search {
 public:
@@ -109,6 +97,15 @@ bool is_shown(const ombrel_argument_option_t& option) {
 
 bool is_in_usage(const ombrel_argument_option_t& option) {
     return is_shown(option) && wanted_by(option.m_kind) == 0;
+}
+
+bool has_usual_help(const ombrel_argument_table_t& table) {
+    bool is_taken = (table.m_flags & def_ombrel_argument_no_help) != 0;
+    for_each_row(table, [&](const ombrel_argument_option_t& option) {
+        is_taken =
+            is_taken || (option.m_name != nullptr && std::string_view(option.m_name) == usual_help.m_name);
+    });
+    return !is_taken;
 }
 
 bool may_repeat(const ombrel_argument_option_t& option) {

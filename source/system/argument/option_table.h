@@ -26,6 +26,11 @@ bool is_shown(const ombrel_argument_option_t& option);
 /// One that does something but ask for what the table can tell.
 bool is_in_usage(const ombrel_argument_option_t& option);
 
+/// That each table has, unless one of its options is called so.
+inline constexpr ombrel_argument_option_t usual_help = {
+    .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show how it is used"};
+bool has_usual_help(const ombrel_argument_table_t& table);
+
 /// Whether usage lines show that it can be given more than once.
 bool may_repeat(const ombrel_argument_option_t& option);
 

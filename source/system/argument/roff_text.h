@@ -36,7 +36,7 @@ public:
         text_.put(request);
         for (const std::string_view argument : arguments) {
             text_.put(" \"");
-            put_characters(argument, false);
+            put_characters(text_, argument, false);
             text_.put("\"");
         }
         text_.put("\n");
@@ -49,9 +49,9 @@ public:
         if (!is_in_line_ && text.front() == '.')
             text_.put("\\&"); // no request
         is_in_line_ = true;
-        column_ += text.size();
+        column_ += width_of(text);
         put_font(font);
-        put_characters(text);
+        put_characters(text_, text);
         put_font(roff_font::plain, font);
     }
 
@@ -75,8 +75,8 @@ public:
         }
     }
 
-    /// The same for lines, each of which begins one in the page. One that begins with a space is not broken, an
-    /// empty one ends a paragraph.
+    /// The same for lines, each of which begins one in the page. One that begins with a space is not broken,
+    /// an empty one ends a paragraph.
     void put_lines(std::string_view text) {
         bool follows_line = false;
         for (size_t length; !text.empty(); text = slice(text, length + 1)) {
@@ -123,14 +123,12 @@ private:
             text_.put(change);
     }
 
-    void put_line(std::string_view line) {
-        starts_with(line, " ") ? put(line) : put_words(line);
-    }
+    void put_line(std::string_view line) { starts_with(line, " ") ? put(line) : put_words(line); }
 
     void put_word(std::string_view word) {
         if (word.empty())
             return;
-        if ((ended_sentence_ && !is_small(word.front())) || column_ + 1 + word.size() > columns)
+        if ((ended_sentence_ && !is_small(word.front())) || column_ + 1 + width_of(word) > columns)
             end_line();
         if (is_in_line_)
             put_space();
@@ -146,16 +144,16 @@ private:
     }
 
     /// @param is_typed quotes and dashes are those of a keyboard, as users type them
-    void put_characters(std::string_view text, bool is_typed = true) {
+    static void put_characters(laid_out_text& to, std::string_view text, bool is_typed = true) {
         while (!text.empty()) {
             const utf8_reading reading = read_utf8(text.data(), text.size());
             const bool is_plain_dash = reading.code == '-' && !is_typed;
-            is_plain_dash ? text_.put("-") : put_character(slice(text, 0, reading.size), reading.code);
+            is_plain_dash ? to.put("-") : put_character(to, slice(text, 0, reading.size), reading.code);
             text = slice(text, reading.size);
         }
     }
 
-    void put_character(std::string_view bytes, uint32_t code) {
+    static void put_character(laid_out_text& to, std::string_view bytes, uint32_t code) {
         struct escape {
             uint32_t code;
             const char* text;
@@ -164,17 +162,23 @@ private:
                                              {'`', "\\(ga"}, {'^', "\\(ha"}, {'~', "\\(ti"}, {' ', "\\ "}};
         for (const escape& one : escapes)
             if (one.code == code)
-                return text_.put(one.text);
+                return to.put(one.text);
         if (code >= 0x80)
-            put_code(code);
+            put_code(to, code);
         else if (code >= ' ' && code != 0x7F)
-            text_.put(bytes);
+            to.put(bytes);
     }
 
-    void put_code(uint32_t code) {
+    static void put_code(laid_out_text& to, uint32_t code) {
         char name[16];
         ombrel_snprintf(name, sizeof name, "\\[u%04X]", code);
-        text_.put(name);
+        to.put(name);
+    }
+
+    static size_t width_of(std::string_view text) {
+        laid_out_text measured(nullptr);
+        put_characters(measured, text);
+        return measured.size();
     }
 
     laid_out_text text_;
