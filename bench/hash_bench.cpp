@@ -1,12 +1,15 @@
 // Tables of texts and of numbers beside GLib's and Abseil's, which hold the same pointers to keys and values.
+// Texts are borrowed by all of them, or, in the works "of copied texts", copied by all.
 // Times are those of one call, or of so many additions or removals. "mixed" is a look-up that hits, one that
 // misses, an addition and a removal.
 #include <ombrel/hash.h>
 
 #include <algorithm>
+#include <bit>
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -20,7 +23,19 @@
 
 namespace {
 
-constexpr size_t queries = size_t{1} << 20;
+// More than a processor learns by heart, and few enough that those of a small table do not drive it out of
+// the caches: a power of two.
+constexpr size_t queries_for(size_t count) {
+    return std::clamp(std::bit_ceil(8 * count), size_t{1} << 16, size_t{1} << 20);
+}
+
+/// Without an order that a hash could profit from, as those of SplitMix64.
+uint64_t random_number(uint64_t index) {
+    uint64_t mixed = (index + 1) * 0x9E3779B97F4A7C15;
+    mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9;
+    mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EB;
+    return mixed ^ mixed >> 31;
+}
 
 /// Keys of both kinds, of 12 to 27 characters or 64 bits.
 class texts {
@@ -38,7 +53,7 @@ private:
         char text[32];
     };
     static void write(record& to, size_t index) {
-        const uint64_t mixed = (index + 1) * 0x9E3779B97F4A7C15;
+        const uint64_t mixed = random_number(index);
         snprintf(to.text, sizeof to.text, "%0*llx", 12 + static_cast<int>(mixed >> 60),
                  static_cast<unsigned long long>(mixed & 0xFFFFFFFFFFFF));
     }
@@ -49,18 +64,19 @@ class numbers {
 public:
     using key = uint64_t;
     explicit numbers(size_t count) : count_(count) {}
-    key at(size_t index) const { return (index + 1) * 0x9E3779B97F4A7C15; }
+    key at(size_t index) const { return random_number(index); }
     size_t size() const { return count_; }
 
 private:
     size_t count_;
 };
 
+template<uint32_t flags>
 struct ombrel_texts {
     ombrel_hash_t* table = [] {
         ombrel_hash_options_t options;
         ombrel_init_hash_options(&options);
-        options.m_flags = def_ombrel_hash_borrow;
+        options.m_flags = flags;
         return ombrel_open_hash(&options);
     }();
     ~ombrel_texts() { ombrel_close_hash(table); }
@@ -87,6 +103,15 @@ struct glib_texts {
     ~glib_texts() { g_hash_table_destroy(table); }
     void* get(const char* key) const { return g_hash_table_lookup(table, key); }
     void set(const char* key, void* value) { g_hash_table_insert(table, const_cast<char*>(key), value); }
+    void remove(const char* key) { g_hash_table_remove(table, key); }
+};
+
+/// With copies of its own, as its manual advises.
+struct glib_copies {
+    GHashTable* table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+    ~glib_copies() { g_hash_table_destroy(table); }
+    void* get(const char* key) const { return g_hash_table_lookup(table, key); }
+    void set(const char* key, void* value) { g_hash_table_insert(table, g_strdup(key), value); }
     void remove(const char* key) { g_hash_table_remove(table, key); }
 };
 
@@ -136,7 +161,7 @@ template<typename Keys>
 const Keys& keys_for(size_t count) {
     static std::unique_ptr<Keys> made;
     if (made == nullptr || made->size() < 2 * count)
-        made = std::make_unique<Keys>(std::max<size_t>(2 * count, 2 * queries));
+        made = std::make_unique<Keys>(2 * count);
     return *made;
 }
 
@@ -152,7 +177,7 @@ template<typename Keys>
 class query_list {
 public:
     query_list(const Keys& keys, size_t first, size_t count);
-    typename Keys::key next() { return list_.at(at_++ % queries); }
+    typename Keys::key next() { return list_.at(at_++ & mask_); }
 
 private:
     struct any_text {
@@ -167,13 +192,13 @@ private:
         uint64_t at(size_t index) const { return all[index]; }
     };
     std::conditional_t<std::is_same_v<Keys, texts>, text_list, number_list> list_;
-    size_t at_ = 0;
+    size_t mask_, at_ = 0;
 };
 
 template<typename Keys>
-query_list<Keys>::query_list(const Keys& keys, size_t first, size_t count) {
+query_list<Keys>::query_list(const Keys& keys, size_t first, size_t count) : mask_(queries_for(count) - 1) {
     std::mt19937_64 random(2);
-    list_.all.resize(queries);
+    list_.all.resize(mask_ + 1);
     for (auto& query : list_.all) {
         const auto key = keys.at(first + random() % count);
         if constexpr (std::is_same_v<Keys, texts>)
@@ -194,15 +219,11 @@ void fill(Table& table, const Keys& keys, size_t count) {
 /// Filled once for all works that leave it as it is.
 template<typename Table, typename Keys>
 const Table& filled(size_t count) {
-    static std::unique_ptr<Table> table;
-    static size_t held;
-    if (held != count) {
-        table.reset();
-        table = std::make_unique<Table>();
-        fill(*table, keys_for<Keys>(count), count);
-        held = count;
-    }
-    return *table;
+    static std::map<size_t, Table> tables;
+    const auto [at, is_new] = tables.try_emplace(count);
+    if (is_new)
+        fill(at->second, keys_for<Keys>(count), count);
+    return at->second;
 }
 
 template<typename Table, typename Keys, bool hits>
@@ -307,10 +328,10 @@ void of_sizes(benchmark::internal::Benchmark* work) {
     work->Arg(1000)->Arg(100000)->Arg(1000000)->Arg(10000000);
 }
 
-#define WORKS(kind, who, ...)                                                                                \
+#define WORKS(keys, kind, who, ...)                                                                          \
     {                                                                                                        \
         using table = __VA_ARGS__;                                                                           \
-        const std::string rest = std::string(" of " #kind "|") + who;                                        \
+        const std::string rest = std::string(" of " keys "|") + who;                                         \
         benchmark::RegisterBenchmark(("hash hit" + rest).c_str(), look_up<table, kind, true>)                \
             ->Apply(of_sizes);                                                                               \
         benchmark::RegisterBenchmark(("hash miss" + rest).c_str(), look_up<table, kind, false>)              \
@@ -329,13 +350,16 @@ void of_sizes(benchmark::internal::Benchmark* work) {
     }
 
 const bool are_registered = [] {
-    WORKS(texts, "ombrel", ombrel_texts)
-    WORKS(texts, "GLib", glib_texts)
-    WORKS(texts, "absl", absl_table<std::string_view>)
-    WORKS(numbers, "ombrel", ombrel_numbers)
-    WORKS(numbers, "GLib", glib_numbers)
-    WORKS(numbers, "GLib_pointers", glib_pointers)
-    WORKS(numbers, "absl", absl_table<uint64_t>)
+    WORKS("texts", texts, "ombrel", ombrel_texts<def_ombrel_hash_borrow>)
+    WORKS("texts", texts, "GLib", glib_texts)
+    WORKS("texts", texts, "absl", absl_table<std::string_view>)
+    WORKS("copied texts", texts, "ombrel", ombrel_texts<0>)
+    WORKS("copied texts", texts, "GLib", glib_copies)
+    WORKS("copied texts", texts, "absl", absl_table<std::string>)
+    WORKS("numbers", numbers, "ombrel", ombrel_numbers)
+    WORKS("numbers", numbers, "GLib", glib_numbers)
+    WORKS("numbers", numbers, "GLib_pointers", glib_pointers)
+    WORKS("numbers", numbers, "absl", absl_table<uint64_t>)
     return true;
 }();
 

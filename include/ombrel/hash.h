@@ -45,7 +45,8 @@
  *
  * Time: all but what is said to take time in proportion to the entries takes the same time whatever the table
  * holds. There is no growth of the whole at once: a table consists of parts of about 32 KiB, 64 with the
- * largest values, and a part that is full is split by the call that finds it so, some tens of microseconds.
+ * largest values, and a part that is full is split by the call that finds it so. A call looks at no more than
+ * the 960 entries of one part, some tens of microseconds, unless entries were crowded by who knows the seed.
  *
  * Memory: from the heap, under the name that the opener gave. When none is left, what the table has stays as
  * it is and in use; keys are added as long as there is room where they belong, also where a split failed.
@@ -120,7 +121,7 @@ typedef struct ombrel_hash_statistics_ts {
     int64_t m_key_bytes;     /**< those of them that are for copies of keys */
     int64_t m_parts;         /**< parts that the table consists of */
     int64_t m_growths;       /**< steps of growth since it was opened: parts that were enlarged or split */
-    int64_t m_longest_probe; /**< groups of up to 14 entries looked at for the worst of the present keys, from
+    int64_t m_longest_probe; /**< groups of up to 15 entries looked at for the worst of the present keys, from
                                 1 */
     int64_t m_displaced;     /**< entries that are not in the first group looked at */
 } ombrel_hash_statistics_t;

@@ -234,8 +234,15 @@ int take(table_record* table, Key key, void* value) {
     return 1;
 }
 
+// Copies in blocks of their own are freed one by one, the others with their store.
+bool needs_release(const table_record& table) {
+    return table.release != nullptr || table.keys.has_long_copies();
+}
+
 // The slots first, so that a handler finds those entries alone for which it was not called yet.
 void release_all(table_record& table) {
+    if (!needs_release(table))
+        return;
     for_each_entry(table, [&table](const hash_position& at) {
         at.tag() = 0; // without what goes with it, as all goes
         table.count--;
@@ -347,6 +354,7 @@ int ombrel_hash_clear(ombrel_hash_t* table) {
         return refuse(fault_code::invalid, -1);
     release_all(*table);
     empty_hash_parts(*table);
+    table->count = 0;
     table->keys.forget_all();
     return 0;
 }

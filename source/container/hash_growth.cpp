@@ -27,7 +27,7 @@ bool refuse(fault_code why) {
 
 // A look-up that misses ends sooner with some free slots in each group. A lone group has none behind it.
 uint32_t most_of(unsigned size_bits) {
-    return size_bits == 0 ? hash_group_slots : (hash_group_slots - 2u) << size_bits;
+    return size_bits == 0 ? hash_group_slots : (hash_group_slots - 4u) << size_bits;
 }
 
 unsigned size_bits_for(size_t count) {
@@ -112,7 +112,7 @@ bool resize_part(ombrel_hash_ts& table, uint32_t place, const hash_part& part, u
     const hash_part resized = open_part(table, size_bits, part.header().depth);
     if (resized == hash_part())
         return false;
-    table.kernel.upkeep.move(table, part, resized, 0);
+    table.kernel.upkeep.move(table, part, resized);
     enter_part(table, place, resized);
     close_part(table, part);
     table.moves++;
@@ -126,7 +126,7 @@ bool split_part(ombrel_hash_ts& table, uint32_t place, const hash_part& part) {
     if (other == hash_part())
         return false;
     const uint32_t bit = uint32_t{1} << (31 - header.depth);
-    table.kernel.upkeep.move(table, part, other, bit);
+    table.kernel.upkeep.split(table, part, other, bit);
     header.depth++;
     header.most = most_of(part.size_bits());
     enter_part(table, place | bit, other);
@@ -216,9 +216,7 @@ bool make_hash_room(ombrel_hash_ts& table, uint32_t place) {
     }
 }
 
-const unsigned char* keep_hash_key(ombrel_hash_ts& table, const hash_bytes& key) {
-    if (!table.copies_keys())
-        return key.size != 0 ? key.data : reinterpret_cast<const unsigned char*>("");
+const unsigned char* copy_hash_key(ombrel_hash_ts& table, const hash_bytes& key) {
     const unsigned char* const copy = table.keys.copy(key.data, key.size);
     if (copy == nullptr)
         leave_fault(fault_code::no_memory);
@@ -311,7 +309,7 @@ bool join_parts(ombrel_hash_ts& table, uint32_t place, const hash_part& low, con
     if (joint == hash_part())
         return refuse(fault_code::no_memory);
     for (const hash_part& part : {low, high}) {
-        table.kernel.upkeep.move(table, part, joint, 0);
+        table.kernel.upkeep.move(table, part, joint);
         close_part(table, part);
     }
     enter_part(table, place, joint);

@@ -12,9 +12,8 @@ namespace ombrel {
 /// limit, and when no memory is left and the part is full.
 bool make_hash_room(ombrel_hash_ts& table, uint32_t place);
 
-/// The key that an entry is to have: a copy or the caller's. Null, with a fault, when it is too long or
-/// memory has run out.
-const unsigned char* keep_hash_key(ombrel_hash_ts& table, const hash_bytes& key);
+/// The table's own copy of a key. Null, with a fault, when memory has run out.
+const unsigned char* copy_hash_key(ombrel_hash_ts& table, const hash_bytes& key);
 
 /// A table begins with this, which has no slot.
 hash_part empty_hash_part();
@@ -25,10 +24,10 @@ bool reserve_hash_room(ombrel_hash_ts& table, size_t count);
 /// Joins parts that are nearly empty, and replaces the last one by a smaller one. False as above.
 bool shrink_hash_room(ombrel_hash_ts& table);
 
-/// Makes the parts as if new, of a table whose slots were all cleared.
+/// Makes the parts as if new. The entries are not counted down.
 void empty_hash_parts(ombrel_hash_ts& table);
 
-/// Of a table without entries.
+/// Whatever entries there are.
 void free_hash_parts(ombrel_hash_ts& table);
 
 /// Of every part once, in the order of places: the next one, from 0 on. Gives false at the end.

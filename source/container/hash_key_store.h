@@ -29,6 +29,7 @@ public:
     /// What a copy takes of the blocks that many share: nothing when it is long.
     static size_t shared_room(size_t size) { return is_long(size) ? 0 : rounded(size); }
     static bool is_long(size_t size) { return size >= longest_shared; }
+    bool has_long_copies() const { return long_bytes_ != 0; }
     size_t shared_bytes() const { return shared_bytes_; }
     size_t bytes() const { return shared_bytes_ + long_bytes_; }
 

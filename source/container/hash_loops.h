@@ -9,6 +9,7 @@
 
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include "container/hash_growth.h"
 #include "container/hash_table.h"
@@ -26,23 +27,26 @@ OMBREL_PART_OF_HASH Word load_as(const unsigned char* bytes) {
     return word;
 }
 
+/// The bits in which the first and the last words of so many bytes differ, which may overlap.
 template<bool folds, typename Word>
-OMBREL_PART_OF_HASH bool equal_ends(const unsigned char* a, const unsigned char* b, size_t size) {
+OMBREL_PART_OF_HASH Word differing(const unsigned char* a, const unsigned char* b, size_t size) {
     const size_t last = size - sizeof(Word);
-    return folded<folds>(load_as<Word>(a)) == folded<folds>(load_as<Word>(b)) &&
-           folded<folds>(load_as<Word>(a + last)) == folded<folds>(load_as<Word>(b + last));
+    return (folded<folds>(load_as<Word>(a)) ^ folded<folds>(load_as<Word>(b))) |
+           (folded<folds>(load_as<Word>(a + last)) ^ folded<folds>(load_as<Word>(b + last)));
 }
 
 template<bool folds>
 OMBREL_PART_OF_HASH bool equal_bytes(const unsigned char* a, const unsigned char* b, size_t size) {
-    if (size > 16)
-        for (; size > 16; a += 8, b += 8, size -= 8)
-            if (folded<folds>(load_as<uint64_t>(a)) != folded<folds>(load_as<uint64_t>(b)))
-                return false;
+    for (; size > 32; a += 16, b += 16, size -= 16)
+        if (differing<folds, uint64_t>(a, b, 16) != 0)
+            return false;
+    if (size > 16) // without a step whose number would differ from key to key
+        return (differing<folds, uint64_t>(a, b, 16) |
+                differing<folds, uint64_t>(a + size - 16, b + size - 16, 16)) == 0;
     if (size >= 8)
-        return equal_ends<folds, uint64_t>(a, b, size);
+        return differing<folds, uint64_t>(a, b, size) == 0;
     if (size >= 4)
-        return equal_ends<folds, uint32_t>(a, b, size);
+        return differing<folds, uint32_t>(a, b, size) == 0;
     for (size_t i = 0; i < size; i++)
         if (folded<folds>(a[i]) != folded<folds>(b[i]))
             return false;
@@ -85,7 +89,10 @@ struct bytes_keys {
     }
     OMBREL_PART_OF_HASH static bool store(ombrel_hash_ts& table, key wanted, uint32_t place,
                                           hash_bytes_head& stored) {
-        stored = {keep_hash_key(table, wanted), static_cast<uint32_t>(wanted.size), place};
+        const unsigned char* const kept = table.copies_keys() ? copy_hash_key(table, wanted)
+                                          : wanted.size != 0  ? wanted.data
+                                                              : reinterpret_cast<const unsigned char*>("");
+        stored = {kept, static_cast<uint32_t>(wanted.size), place};
         return stored.data != nullptr;
     }
     OMBREL_PART_OF_HASH static uint32_t place(const ombrel_hash_ts&, const unsigned char* slot) {
@@ -180,7 +187,8 @@ struct hash_loops {
     OMBREL_PART_OF_HASH static hash_position first_of(const ombrel_hash_ts& table, const hash_home& home) {
         const hash_part part = table.directory.part_of(home.place);
         const hash_position at = {part, part.group_for(home.place), home.slot()};
-        __builtin_prefetch(table.slot_of(at));
+        if (table.directory.is_large()) // a small one is near anyway
+            __builtin_prefetch(table.slot_of(at));
         return at;
     }
 
@@ -248,10 +256,18 @@ struct hash_loops {
         return is_new ? add(table, wanted, hash) : value;
     }
 
+    // Whether there is nothing to see to, as is usual.
+    OMBREL_PART_OF_HASH static bool has_room(const ombrel_hash_ts& table, uint32_t place) {
+        const hash_part_header& header = table.directory.part_of(place).header();
+        return header.count < header.most && (table.limit == 0 || table.count < table.limit);
+    }
+
     OMBREL_HASH_TARGET [[gnu::noinline]] static void* add(ombrel_hash_ts& table, key wanted, uint64_t hash) {
         const hash_home home = hash_home::of(hash);
         typename Keys::head head;
-        if (!make_hash_room(table, home.place) || !Keys::store(table, wanted, home.place, head))
+        if (!has_room(table, home.place) && !make_hash_room(table, home.place)) [[unlikely]]
+            return nullptr;
+        if (!Keys::store(table, wanted, home.place, head)) [[unlikely]]
             return nullptr;
         unsigned char* const slot = slots::take(table, table.directory.part_of(home.place), home);
         memcpy(slot, &head, sizeof head);
@@ -291,21 +307,68 @@ struct hash_loops {
         return groups;
     }
 
+    // Slot by slot over all groups, so that what goes to one group does not come at once: its tags are read
+    // as a whole, and a processor waits when one of them has only just been written.
     OMBREL_HASH_TARGET static void move(const ombrel_hash_ts& table, const hash_part& from,
-                                        const hash_part& to, uint32_t bit) {
-        for (size_t group = 0; group < from.group_count(); group++)
-            for (unsigned used = slots::used(from.group(group)); used != 0; used &= used - 1)
-                move_one(table, {from, group, static_cast<unsigned>(std::countr_zero(used))}, to, bit);
+                                        const hash_part& to) {
+        for (unsigned slot = 0; slot < hash_group_slots; slot++)
+            for (size_t group = 0; group < from.group_count(); group++)
+                if (const hash_position at = {from, group, slot}; at.tag() != 0)
+                    copy_slot(slots::take(table, to, home_at(table, at)), table.slot_of(at),
+                              table.layout.slot_size);
     }
 
-    OMBREL_PART_OF_HASH static void move_one(const ombrel_hash_ts& table, const hash_position& at,
-                                             const hash_part& to, uint32_t bit) {
-        const hash_home home = home_at(table, at);
-        if ((home.place & bit) != bit)
-            return;
-        copy_slot(slots::take(table, to, home), table.slot_of(at), table.layout.slot_size);
-        if (bit != 0)
+    /// What is to leave a group when its part is split, as bits: that which stands where it belongs, and the
+    /// rest.
+    struct leavers {
+        unsigned at_home, displaced;
+    };
+    OMBREL_PART_OF_HASH static leavers leavers_of(const ombrel_hash_ts& table, const hash_part& part,
+                                                  size_t group, uint32_t bit) {
+        unsigned all = 0, displaced = 0;
+        for (unsigned used = slots::used(part.group(group)); used != 0; used &= used - 1) {
+            const auto slot = static_cast<unsigned>(std::countr_zero(used));
+            const uint32_t place = Keys::place(table, table.slot_of({part, group, slot}));
+            all |= ((place & bit) != 0 ? 1u : 0u) << slot;
+            displaced |= (part.group_for(place) != group ? 1u : 0u) << slot;
+        }
+        return {all & ~displaced, all & displaced};
+    }
+
+    // The parts are alike, so that a group's entries find the same slots free in the other one.
+    OMBREL_PART_OF_HASH static void move_group(const ombrel_hash_ts& table, const hash_part& from,
+                                               const hash_part& to, size_t group, unsigned which) {
+        uint32_t count = 0;
+        for (; which != 0; which &= which - 1, count++) {
+            const auto slot = static_cast<unsigned>(std::countr_zero(which));
+            const hash_position old = {from, group, slot}, place = {to, group, slot};
+            copy_slot(table.slot_of(place), table.slot_of(old), table.layout.slot_size);
+            place.tag() = std::exchange(old.tag(), uint8_t{0});
+        }
+        from.header().count -= count, to.header().count += count;
+    }
+
+    OMBREL_PART_OF_HASH static void move_displaced(const ombrel_hash_ts& table, const hash_part& from,
+                                                   const hash_part& to, size_t group, unsigned which) {
+        for (; which != 0; which &= which - 1) {
+            const hash_position at = {from, group, static_cast<unsigned>(std::countr_zero(which))};
+            const hash_home home = home_at(table, at);
+            copy_slot(slots::take(table, to, home), table.slot_of(at), table.layout.slot_size);
             slots::leave(at, home);
+        }
+    }
+
+    // What is displaced comes last, as the others need no search for as long as nothing else stands there.
+    OMBREL_HASH_TARGET static void split(const ombrel_hash_ts& table, const hash_part& from,
+                                         const hash_part& to, uint32_t bit) {
+        bool is_displaced = false;
+        for (size_t group = 0; group < from.group_count(); group++) {
+            const leavers leaving = leavers_of(table, from, group, bit);
+            move_group(table, from, to, group, leaving.at_home);
+            is_displaced |= leaving.displaced != 0;
+        }
+        for (size_t group = 0; is_displaced && group < from.group_count(); group++)
+            move_displaced(table, from, to, group, leavers_of(table, from, group, bit).displaced);
     }
 
     // In words, as a call for so few bytes takes longer than to copy them.
@@ -333,7 +396,7 @@ template<typename Loops>
 constexpr hash_functions<typename Loops::key> functions_of = {Loops::get, Loops::find, Loops::obtain,
                                                               Loops::detach};
 template<typename Loops>
-constexpr hash_upkeep upkeep_of = {Loops::detach_at, Loops::move, Loops::distance};
+constexpr hash_upkeep upkeep_of = {Loops::detach_at, Loops::move, Loops::split, Loops::distance};
 
 template<typename Machine>
 constexpr hash_kernel number_kernel() {

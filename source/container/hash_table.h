@@ -46,9 +46,10 @@ struct hash_functions {
 
 struct hash_upkeep {
     unsigned char* (*detach_at)(ombrel_hash_ts& table, const hash_position& at);
-    /// Moves entries into a part that has room for them: those whose place has the bit, out of one that
-    /// stays; or, where the bit is 0, all, out of one that is about to go.
-    void (*move)(const ombrel_hash_ts& table, const hash_part& from, const hash_part& to, uint32_t bit);
+    /// Copies all entries of a part that is about to go into one that has room for them.
+    void (*move)(const ombrel_hash_ts& table, const hash_part& from, const hash_part& to);
+    /// Moves those whose place has the bit into an empty part of the same size.
+    void (*split)(const ombrel_hash_ts& table, const hash_part& from, const hash_part& to, uint32_t bit);
     /// Groups looked at until an entry is found.
     size_t (*distance)(const ombrel_hash_ts& table, const hash_position& at);
 };
@@ -78,6 +79,8 @@ struct hash_directory {
     size_t index_of(uint32_t place) const { return (place >> 1) >> shift; }
     hash_part part_of(uint32_t place) const { return parts[index_of(place)]; }
     size_t size() const { return size_t{1} << depth; }
+    /// Whether the parts do not fit into a processor's nearest memories.
+    bool is_large() const { return shift <= 31 - 5; }
 };
 
 } // namespace ombrel

@@ -298,6 +298,51 @@ private:
     ombrel_hash_t* table_;
 };
 
+/// What the growth of all tables looked at since it was asked: entries that were moved or might have been,
+/// and words of directories.
+struct work_of_growth {
+    static inline ombrel::hash_upkeep real;
+    static inline size_t entries = 0;
+
+    static void watch(ombrel_hash_t* table) {
+        real = std::exchange(table->kernel.upkeep,
+                             {table->kernel.upkeep.detach_at, move, split, table->kernel.upkeep.distance});
+    }
+    static size_t words(const ombrel_hash_t* table) {
+        return 2 * (table->directory.size() + table->directory.made);
+    }
+
+private:
+    static void move(const ombrel_hash_ts& table, const ombrel::hash_part& from,
+                     const ombrel::hash_part& to) {
+        entries += from.capacity();
+        real.move(table, from, to);
+    }
+    static void split(const ombrel_hash_ts& table, const ombrel::hash_part& from, const ombrel::hash_part& to,
+                      uint32_t bit) {
+        entries += from.capacity();
+        real.split(table, from, to, bit);
+    }
+};
+
+// However large a table is: this is what bounds the time of a call.
+TEST_F(Hash, NoAdditionMovesMoreThanOnePart) {
+    const table_of table(def_ombrel_hash_numbers);
+    work_of_growth::watch(table);
+    size_t words = work_of_growth::words(table);
+    for (uint64_t i = 0; i < 300000; i++) {
+        work_of_growth::entries = 0;
+        ASSERT_EQ(0, ombrel_hash_set_at(table, i, table));
+        ASSERT_LE(work_of_growth::entries, 64u * ombrel::hash_group_slots) << "addition " << i;
+        ASSERT_LE(work_of_growth::words(table) - words, 2u * 64) << "addition " << i;
+        words = work_of_growth::words(table);
+    }
+    EXPECT_GE(table->directory.depth, 8u);
+    EXPECT_EQ(0, ombrel_hash_clear(table));
+    EXPECT_EQ(0u, table.figures().m_count);
+    EXPECT_EQ(nullptr, ombrel_hash_get_at(table, 1));
+}
+
 TEST_F(Hash, AWalkMeetsAllThatStaysThoughTheTableGrows) {
     const table_of table(def_ombrel_hash_numbers);
     for (const size_t start : {3u, 40u, 1000u, 4000u}) {
