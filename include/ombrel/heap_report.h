@@ -52,7 +52,8 @@ OMBREL_API size_t ombrel_get_heap_sites(ombrel_heap_site_t* sites, size_t room, 
  * The first line is "N live blocks, N bytes, peak N"; peak is the greatest number of bytes so far. A line for
  * each call site follows, as by ombrel_get_heap_sites(): "N bytes in N blocks  function:line", the numbers
  * aligned on the right, to 12 and 8 columns. Of more than 4096 sites the last line tells the rest as "other
- * places". The memory that the report itself needs meanwhile is not in it, save for what the buffer holds.
+ * places". The memory that the report itself needs meanwhile is not in it, save for a caller's buffer and
+ * what that holds.
  * @param buffer receives the text at its end; null prints it, as one text, through ombrel_puts()
  * @return 0; -1 when memory runs out: nothing is printed then, and the buffer may have received a part
  */

@@ -15,6 +15,12 @@ namespace {
 constexpr const char report_tag[] = "ombrel_push_heap_report";
 constexpr size_t most_sites = 4096;
 
+/// What a report allocates for itself and does not tell of. Null stands for nothing.
+struct own_blocks {
+    const void* sites = nullptr;
+    const void* buffer = nullptr;
+};
+
 size_t length_of(const ombrel_heap_block_t& block) {
     return strnlen(block.m_tag, def_ombrel_heap_site_tag_size - 1);
 }
@@ -23,7 +29,7 @@ size_t length_of(const ombrel_heap_block_t& block) {
 /// with the heap locked: no allocation here.
 class site_table {
 public:
-    site_table(ombrel_heap_site_t* sites, size_t room, const void* hidden)
+    site_table(ombrel_heap_site_t* sites, size_t room, const own_blocks& hidden)
         : sites_(sites), room_(sites != nullptr ? room : 0), hidden_(hidden) {
         if (room_ > 0)
             memset(sites_, 0, room_ * sizeof *sites_);
@@ -66,7 +72,8 @@ private:
     }
 
     void add(const ombrel_heap_block_t& block) {
-        if (hidden_ != nullptr && block.m_self + 1 == hidden_)
+        const void* const data = block.m_self + 1;
+        if (data == hidden_.sites || data == hidden_.buffer)
             return;
         ombrel_heap_site_t& site = place_of(block);
         site.m_blocks++;
@@ -91,12 +98,11 @@ private:
 
     ombrel_heap_site_t* sites_;
     size_t room_;
-    const void* hidden_;
+    own_blocks hidden_;
     ombrel_heap_site_t others_{};
 };
 
-/// The sites, without the block that they are stored in when it is a block of the heap.
-size_t collect(ombrel_heap_site_t* sites, size_t room, ombrel_heap_site_t& others, const void* hidden) {
+size_t collect(ombrel_heap_site_t* sites, size_t room, ombrel_heap_site_t& others, const own_blocks& hidden) {
     site_table table(sites, room, hidden);
     ombrel_get_alloc_list(0, site_table::count, &table);
     others = table.others();
@@ -112,7 +118,7 @@ bool push_site(ombrel_buffer_t* buffer, const char* format, const ombrel_heap_si
 }
 
 bool push_sums(ombrel_buffer_t* buffer, const ombrel_heap_site_t* sites, size_t count,
-               const ombrel_heap_site_t& others) {
+               const ombrel_heap_site_t& others, size_t peak) {
     ombrel_heap_site_t sum = others;
     for (size_t i = 0; i < count; i++) {
         sum.m_blocks += sites[i].m_blocks;
@@ -121,10 +127,12 @@ bool push_sums(ombrel_buffer_t* buffer, const ombrel_heap_site_t* sites, size_t 
     return ombrel_push_printf(buffer, "%llu live blocks, %llu bytes, peak %llu\n",
                               static_cast<unsigned long long>(sum.m_blocks),
                               static_cast<unsigned long long>(sum.m_size),
-                              static_cast<unsigned long long>(ombrel_get_alloc_peak_size())) != 0;
+                              static_cast<unsigned long long>(peak)) != 0;
 }
 
-int push_report(ombrel_buffer_t* buffer) {
+/// `peak` is the heap's before the report, and `own_buffer` the buffer when it is the report's own, else
+/// null.
+int push_report(ombrel_buffer_t* buffer, size_t peak, const void* own_buffer) {
     // Other threads may bring a few sites more before they are counted.
     const size_t room = std::min(ombrel_get_alloc_count() + 64, most_sites);
     const heap_ptr<ombrel_heap_site_t> sites(static_cast<ombrel_heap_site_t*>(
@@ -132,8 +140,8 @@ int push_report(ombrel_buffer_t* buffer) {
     if (!sites)
         return -1;
     ombrel_heap_site_t others;
-    const size_t count = collect(sites.get(), room, others, sites.get());
-    bool good = push_sums(buffer, sites.get(), count, others);
+    const size_t count = collect(sites.get(), room, others, {sites.get(), own_buffer});
+    bool good = push_sums(buffer, sites.get(), count, others, peak);
     for (size_t i = 0; good && i < count; i++)
         good = push_site(buffer, site_line, sites.get()[i]);
     return good && (others.m_blocks == 0 || push_site(buffer, others_line, others)) ? 0 : -1;
@@ -143,12 +151,15 @@ int push_report(ombrel_buffer_t* buffer) {
 
 size_t ombrel_get_heap_sites(ombrel_heap_site_t* sites, size_t room, ombrel_heap_site_t* others) {
     ombrel_heap_site_t rest;
-    const size_t count = collect(sites, room, rest, nullptr);
+    const size_t count = collect(sites, room, rest, {});
     if (others != nullptr)
         *others = rest;
     return count;
 }
 
 int ombrel_push_heap_report(ombrel_buffer_t* buffer) {
-    return push_or_print(buffer, report_tag, push_report);
+    const size_t peak = ombrel_get_alloc_peak_size();
+    return push_or_print(buffer, report_tag, [=](ombrel_buffer_t* to) {
+        return push_report(to, peak, buffer == nullptr ? to : nullptr);
+    });
 }
