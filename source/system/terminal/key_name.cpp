@@ -107,7 +107,7 @@ void put_code(name_writer& to, int32_t code) {
     else if (code >= 0 && code < def_ombrel_key_special)
         to.put("U+%04X", static_cast<unsigned>(code));
     else
-        to.put("Unknown");
+        to.put("%s", "Unknown");
 }
 
 } // namespace
