@@ -78,15 +78,3 @@ if(PROJECT_IS_TOP_LEVEL)
         COMMAND ${CMAKE_COMMAND} -DLISTS=${PROJECT_BINARY_DIR} -P ${CMAKE_CURRENT_LIST_DIR}/OmbrelUninstall.cmake
         VERBATIM)
 endif()
-
-# What a user of Windows unpacks: the library, its headers and import library, the tools, the licence.
-if(PROJECT_IS_TOP_LEVEL AND WIN32)
-    set(CPACK_GENERATOR ZIP)
-    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
-        set(CPACK_PACKAGE_FILE_NAME ombrel_tuk-${PROJECT_VERSION}-windows-x64)
-    else()
-        set(CPACK_PACKAGE_FILE_NAME ombrel_tuk-${PROJECT_VERSION}-windows-x86)
-    endif()
-    set(CPACK_STRIP_FILES ON)
-    include(CPack)
-endif()
