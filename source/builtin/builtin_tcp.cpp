@@ -55,7 +55,7 @@ int connect(builtin_ctx& ctx) {
         any_family, option_text(ctx, "interface"), any_port, ctx.uri->m_host, ctx.uri->m_port, ctx.timeout);
     if (has_peer(state_of<tcp_state>(ctx)))
         return 0;
-    return last_fault() ? fail_by_system(ctx) : fail(ctx, def_ombrel_ctx_error_not_found);
+    return last_fault() ? fail_by_system(ctx) : fail(ctx, def_ombrel_ctx_error_unknown_host);
 }
 
 int open(builtin_ctx& ctx) {

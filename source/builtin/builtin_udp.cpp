@@ -50,7 +50,7 @@ bool resolve(builtin_ctx& ctx) {
     }
     ombrel_resolver_t* const answers = ombrel_open_resolver(ctx.uri->m_host, ctx.uri->m_port);
     if (answers == nullptr) {
-        fail(ctx, def_ombrel_ctx_error_not_found);
+        fail(ctx, def_ombrel_ctx_error_unknown_host);
         return false;
     }
     udp_state& state = state_of<udp_state>(ctx);

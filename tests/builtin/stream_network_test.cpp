@@ -90,7 +90,7 @@ TEST_F(TcpStreamTest, RefusalsSayWhy) {
         {ctx_error::refused, texts(nobody)},
         {ctx_error::busy, texts(nobody), "r", {{"listen", "1"}}},
         {ctx_error::invalid, texts("tcp://192.0.2.1:0"), "r", {{"listen", "1"}}},
-        {ctx_error::not_found, texts("tcp://[1:2:3]:80", "udp://[1:2:3]:80")},
+        {ctx_error::unknown_host, texts("tcp://[1:2:3]:80", "udp://[1:2:3]:80")},
         {ctx_error::syntax, texts("tcp://127.0.0.1", "tcp://127.0.0.1:0", "tcp://:80",
                                   "tcp://127.0.0.1:65536", "tcp:127.0.0.1:80", "udp://127.0.0.1")}};
     for (const refused_sources& each : cases)

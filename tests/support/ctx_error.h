@@ -14,6 +14,7 @@ inline constexpr int access_denied = def_ombrel_ctx_error_access_denied, busy = 
                      no_descriptor = def_ombrel_ctx_error_no_descriptor,
                      not_found = def_ombrel_ctx_error_not_found,
                      not_supported = def_ombrel_ctx_error_not_supported, syntax = def_ombrel_ctx_error_syntax,
-                     timed_out = def_ombrel_ctx_error_timed_out;
+                     timed_out = def_ombrel_ctx_error_timed_out,
+                     unknown_host = def_ombrel_ctx_error_unknown_host;
 
 } // namespace ombrel_test::ctx_error
