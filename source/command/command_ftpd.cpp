@@ -81,7 +81,8 @@ constexpr ombrel_argument_table_t table = {
         "fetch), w (store, make directories) and d (remove; with w also rename). The account "
         "\"anonymous\" takes any password, and its SECRET may be empty. Links are not followed, and "
         "nobody leaves his directory. Passwords cross the network as they are typed. Beyond this "
-        "machine one address may have 64 clients at a time. It ends on a signal to terminate.\n",
+        "machine one address may have 64 clients at a time. "
+        "On a signal to terminate it lets transfers go on for two seconds; a second one ends it at once.\n",
     .m_options = options};
 
 /// "FIRST-LAST".

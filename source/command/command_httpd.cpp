@@ -73,9 +73,11 @@ constexpr ombrel_argument_table_t table = {
     .m_least_operands = 1,
     .m_most_operands = 1,
     .m_summary = "Serves the files of a directory by HTTP.",
-    .m_notes = "Links are not followed, and nothing outside of the directory is served. Beyond this machine "
-               "one address "
-               "may have 256 clients at a time. It ends on a signal to terminate.\n",
+    .m_notes =
+        "Links are not followed, and nothing outside of the directory is served. Beyond this machine "
+        "one address "
+        "may have 256 clients at a time. "
+        "On a signal to terminate it lets transfers go on for two seconds; a second one ends it at once.\n",
     .m_options = options};
 
 /// Who is let in: those of a password file, or one of them.

@@ -60,7 +60,7 @@ constexpr ombrel_argument_table_t table = {
     .m_notes =
         "Names stay in the directory, and links are not followed. A stored file appears when it is whole. "
         "Nobody says who he is in this protocol: with -w everybody who reaches the port may store files. "
-        "It ends on a signal to terminate.",
+        "On a signal to terminate it lets transfers go on for two seconds; a second one ends it at once.",
     .m_options = options};
 
 /// The name with everything that is no printable ASCII as "\x1B", so that a line stays one.
