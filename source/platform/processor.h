@@ -18,6 +18,7 @@ enum processor_feature : uint32_t {
     x86_avx512 = 1u << 7, ///< foundation, byte and word, doubleword and quadword, shorter vectors
     x86_vpclmul = 1u << 8,
     x86_vaes = 1u << 9,
+    x86_vbmi2 = 1u << 10, ///< bytes of vectors pushed together
 
     arm_aes = 1u << 16,
     arm_pmull = 1u << 17,

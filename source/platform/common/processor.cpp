@@ -43,6 +43,7 @@ constexpr feature_bit extended_leaf[] = {
     {1u << 29, x86_sha},
 };
 constexpr feature_bit extended_leaf_ecx[] = {
+    {1u << 6, x86_vbmi2},
     {1u << 9, x86_vaes},
     {1u << 10, x86_vpclmul},
 };
@@ -60,7 +61,8 @@ uint32_t unusable_vectors(unsigned long first_leaf_ecx) {
     const uint32_t state = (first_leaf_ecx & os_saves_vectors) != 0 ? saved_state() : 0;
     if ((state & avx512_state) == avx512_state)
         return 0;
-    return (state & avx_state) == avx_state ? x86_avx512 : x86_avx512 | x86_avx2 | x86_vpclmul | x86_vaes;
+    constexpr uint32_t beyond_avx2 = x86_avx512 | x86_vbmi2;
+    return (state & avx_state) == avx_state ? beyond_avx2 : beyond_avx2 | x86_avx2 | x86_vpclmul | x86_vaes;
 }
 
 #elif defined(__aarch64__) && defined(__linux__)

@@ -26,7 +26,7 @@ struct double_byte_set {
 
     /// The character of two bytes, of which the first is at least 0x80; 0 for none.
     uint32_t find(uint8_t first, uint8_t second) const {
-        return cells[starts[first - 0x80] + columns[second]];
+        return cells[size_t{starts[first - 0x80]} + columns[second]];
     }
 };
 
@@ -49,7 +49,11 @@ inline decoded_character get_pair(const double_byte_set& set, const uint8_t* fro
 /// bytes at most, and room. Two are taken at a time where the first one is a pair.
 inline void decode_safe_pairs(const double_byte_set& set, const uint8_t*& from, const uint8_t* end,
                               uint32_t*& to, uint32_t* to_end) {
-    for (uint32_t* const stop = to + std::min((end - from) / 2, to_end - to); stop - to >= 2;) {
+    constexpr ptrdiff_t step = 2;
+    uint32_t* const stop = to + std::min((end - from) / 2, to_end - to);
+    if (stop - to < step)
+        return;
+    for (const uint32_t* const last = stop - step; to <= last;) {
         if (*from < 0x80) {
             *to++ = *from++;
             if (*from < 0x80)
@@ -59,14 +63,18 @@ inline void decode_safe_pairs(const double_byte_set& set, const uint8_t*& from, 
         const uint32_t code = set.find(from[0], from[1]);
         if (code == 0)
             return;
-        const bool is_pair = from[2] >= 0x80;
-        const uint32_t next = is_pair ? set.find(from[2], from[3]) : from[2];
-        if (is_pair && next == 0)
-            return;
         to[0] = code;
-        to[1] = next;
-        to += 2;
-        from += is_pair ? 4 : 3;
+        if (from[2] < 0x80) {
+            to[1] = from[2];
+            from += 3;
+        } else {
+            const uint32_t next = set.find(from[2], from[3]);
+            if (next == 0)
+                return;
+            to[1] = next;
+            from += 4;
+        }
+        to += step;
     }
 }
 

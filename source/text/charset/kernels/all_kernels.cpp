@@ -46,6 +46,7 @@ constexpr candidate<unpack_kernel> unpack_list[] = {
 };
 constexpr candidate<pack_kernel> pack_list[] = {
 #if defined(__x86_64__) || defined(__i386__)
+    {"avx512", x86_avx512 | x86_vbmi2, pack_utf8_avx512},
     {"avx2", x86_avx2, pack_utf8_avx2},
     {"ssse3", x86_ssse3, pack_utf8_ssse3},
 #endif

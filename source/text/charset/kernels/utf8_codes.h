@@ -16,6 +16,7 @@ utf8_progress pack_utf8_plain(char* text, size_t room, const uint32_t* codes, si
 utf8_progress unpack_utf8_ssse3(uint32_t* codes, size_t room, const char* text, size_t size);
 utf8_progress pack_utf8_ssse3(char* text, size_t room, const uint32_t* codes, size_t count);
 utf8_progress pack_utf8_avx2(char* text, size_t room, const uint32_t* codes, size_t count);
+utf8_progress pack_utf8_avx512(char* text, size_t room, const uint32_t* codes, size_t count);
 #endif
 
 using byte_shuffle = std::array<uint8_t, 16>;
