@@ -1,5 +1,5 @@
 /*
- * The guide's chapters, which are put into the program when it is built.
+ * The guide's chapters and pictures, which are put into the program when it is built.
  */
 #ifndef STATUS_GUIDE_H
 #define STATUS_GUIDE_H

@@ -131,11 +131,14 @@ class Pages(unittest.TestCase):
         browser.point(".intro a", "tap")
         browser.wait_for(GUIDE)
         chapters = browser.run("[...document.querySelectorAll('article li a')].map(at => at.href)")
-        self.assertGreater(len(chapters), 0)
+        self.assertEqual(len(chapters), 6)
         for chapter in chapters:
             browser.run(f"location.href = '{chapter}'")
             number = int(re.search(r"#(\d)_", chapter)[1])
             browser.wait_for(f"document.querySelector('h1').textContent.startsWith('{number}. ')")
+            browser.wait_for("[...document.images].every(at => at.naturalWidth > 0)")
+            browser.run("document.querySelectorAll('pre, code').forEach(at => at.remove())")
+            self.assertNotRegex(browser.run("document.querySelector('article').textContent"), r"\]\(|\*\*|`|<!|(?m:^#)")
         self.assertEqual(browser.complaints, [])
 
     def test_disconnected(self):
