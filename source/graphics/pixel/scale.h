@@ -91,7 +91,7 @@ void put_pieces(const scaling& work) {
         static_cast<size_t>((columns.length - 1) / static_cast<int64_t>(Piece::width) + 1));
     for (int64_t x = columns.to; x < columns.to + columns.length;) {
         x = pieces.describe(work, x);
-        scaled_stretch::walk row(work.part.down, rows.to);
+        scaled_stretch::centre_walk row(work.part.down, rows.to);
         for (int64_t y = rows.to; y < rows.to + rows.length; y++, row.next()) {
             const typename Piece::rows_of covered(work, y, row);
             for (Piece& piece : pieces.all())

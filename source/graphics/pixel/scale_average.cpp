@@ -91,7 +91,7 @@ private:
 
 // The rows that a row of the target covers.
 struct covered_rows : coverage {
-    covered_rows(const scaling& work, int64_t y, const scaled_stretch::walk&)
+    covered_rows(const scaling& work, int64_t y, const scaled_stretch::centre_walk&)
         : coverage(cover(y - work.job.target.m_y, work.job.target.m_h, work.job.source.m_y,
                          work.job.source.m_h, work.part.top, work.part.bottom)) {}
 };

@@ -17,9 +17,10 @@ public:
     static constexpr size_t room = 2 * width + 1; // source pixels that are read at once
 
     column_pairs(const scaled_part& part, int64_t x, size_t count) : count_(count) {
-        scaled_stretch::walk column(part.across, x);
+        scaled_stretch::centre_walk column(part.across, x);
         for (size_t i = 0; i < count; i++, column.next()) {
-            auto [first, weight] = column.centre();
+            int64_t first = column.first();
+            unsigned weight = column.weight();
             if (first < part.left)
                 first = part.left, weight = 0;
             if (first >= part.right - 1) // the second one is inside, too, if there are two
@@ -87,12 +88,9 @@ struct row_pair {
     int64_t first, second;
     unsigned weight;
 
-    row_pair(const scaling& work, int64_t, const scaled_stretch::walk& row) {
-        const auto [place, way] = row.centre();
-        first = std::max(place, work.part.top);
-        second = std::min(place + 1, work.part.bottom - 1);
-        weight = way;
-    }
+    row_pair(const scaling& work, int64_t, const scaled_stretch::centre_walk& row)
+        : first(std::max(row.first(), work.part.top)),
+          second(std::min(row.first() + 1, work.part.bottom - 1)), weight(row.weight()) {}
 };
 
 // Mixes rows whose pixels all count alike; first along the rows, then from row to row, and a row that is

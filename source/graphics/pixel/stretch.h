@@ -48,18 +48,6 @@ public:
         }
         int64_t from() const { return from_; }
 
-        /// The last column whose centre does not lie behind this one's, and the 128ths of the way from there
-        /// to the next one's centre, cut.
-        struct between {
-            int64_t first;
-            unsigned weight;
-        };
-        between centre() const {
-            const uint64_t half = limit_ / 2;
-            const bool beyond = rest_ >= half;
-            const uint64_t way = beyond ? rest_ - half : rest_ + half;
-            return {beyond ? from_ : from_ - 1, static_cast<unsigned>(way * 128 / limit_)};
-        }
         void next() {
             from_ += step_;
             rest_ += rest_step_;
@@ -71,6 +59,32 @@ public:
 
     private:
         int64_t from_, step_;
+        uint64_t rest_, rest_step_, limit_;
+    };
+
+    /// Goes along the target, knowing between which columns' centres each centre lies; in 128ths of a column,
+    /// cut.
+    class centre_walk {
+    public:
+        centre_walk(const scaled_stretch& way, int64_t to)
+            : step_(way.from_length_ * int64_t{128} / way.to_length_),
+              rest_step_(way.from_length_ * uint64_t{128} % way.to_length_), limit_(way.to_length_) {
+            const position start = way.position_of(to - way.to_);
+            place_ = (way.from_ + start.column) * 128 + static_cast<int64_t>(start.rest * 64 / limit_) - 64;
+            rest_ = start.rest * 64 % limit_;
+        }
+        /// The last column whose centre does not lie behind this one's.
+        int64_t first() const { return place_ >> 7; }
+        /// The 128ths of the way from there to the next one's centre.
+        unsigned weight() const { return static_cast<unsigned>(place_ & 127); }
+        void next() {
+            const bool carries = rest_ >= limit_ - rest_step_;
+            place_ += step_ + (carries ? 1 : 0);
+            rest_ += rest_step_ - (carries ? limit_ : 0);
+        }
+
+    private:
+        int64_t place_, step_;
         uint64_t rest_, rest_step_, limit_;
     };
 
@@ -91,6 +105,8 @@ private:
     // The first column that comes from `offset` in the source or from behind it; to_length_ when there is
     // none.
     int64_t first_from(int64_t offset) const {
+        if (offset <= 0 || offset >= from_length_) // as usual
+            return offset <= 0 ? 0 : to_length_;
         int64_t low = 0, high = to_length_;
         while (low < high) {
             const int64_t middle = low + (high - low) / 2;

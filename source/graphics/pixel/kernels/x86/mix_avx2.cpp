@@ -55,11 +55,12 @@ OMBREL_TARGET inline __m256i load_four_pairs(const unsigned char* row, const uin
 
 // Four pairs that lie within eight pixels, chosen from these.
 OMBREL_TARGET inline __m256i choose_four_pairs(const unsigned char* row, const uint32_t* columns) {
-    const __m128i base = _mm_set1_epi32(static_cast<int>(columns[0]));
-    const __m256i places = _mm256_cvtepu32_epi64(
-        _mm_sub_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(columns)), base));
-    const __m256i pairs = _mm256_add_epi32(_mm256_or_si256(places, _mm256_slli_epi64(places, 32)),
-                                           _mm256_set1_epi64x(int64_t{1} << 32));
+    const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(columns));
+    const __m256i twice =
+        _mm256_permutevar8x32_epi32(_mm256_castsi128_si256(four), _mm256_setr_epi32(0, 0, 1, 1, 2, 2, 3, 3));
+    const __m256i before = _mm256_set1_epi32(static_cast<int>(columns[0]));
+    const __m256i pairs =
+        _mm256_add_epi32(_mm256_sub_epi32(twice, before), _mm256_setr_epi32(0, 1, 0, 1, 0, 1, 0, 1));
     return _mm256_permutevar8x32_epi32(load(row + 4 * size_t{columns[0]}), pairs);
 }
 
