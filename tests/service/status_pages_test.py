@@ -137,6 +137,7 @@ class Pages(unittest.TestCase):
             number = int(re.search(r"#(\d)_", chapter)[1])
             browser.wait_for(f"document.querySelector('h1').textContent.startsWith('{number}. ')")
             browser.wait_for("[...document.images].every(at => at.naturalWidth > 0)")
+            self.assertEqual(browser.run("document.documentElement.scrollWidth"), TELEPHONE["width"], chapter)
             browser.run("document.querySelectorAll('pre, code').forEach(at => at.remove())")
             self.assertNotRegex(browser.run("document.querySelector('article').textContent"), r"\]\(|\*\*|`|<!|(?m:^#)")
         self.assertEqual(browser.complaints, [])
