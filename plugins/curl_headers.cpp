@@ -49,11 +49,13 @@ void header_lines::clear() {
 std::string_view header_lines::field(std::string_view name) const {
     for (std::string_view rest = all(); !rest.empty();) {
         const size_t end = std::min(rest.find('\n'), rest.size() - 1);
-        const std::string_view line = rest.substr(0, end + 1);
+        std::string_view line = rest.substr(0, end + 1);
         rest.remove_prefix(end + 1);
         const size_t colon = line.find(':');
-        if (colon == name.size() && ombrel_strncasecmp(line.data(), name.data(), colon) == 0)
-            return trimmed(line.substr(colon + 1));
+        if (colon == name.size() && ombrel_strncasecmp(line.data(), name.data(), colon) == 0) {
+            line.remove_prefix(colon + 1); // substr() could throw, which takes the C++ run-time library
+            return trimmed(line);
+        }
     }
     return {};
 }
