@@ -17,6 +17,7 @@ import png  # noqa: E402
 LIVE = "document.querySelector('#state')?.textContent === 'live'"
 GUIDE = "document.querySelector('article h1')"
 READY = {"/": LIVE, "/screen": LIVE, "/guide": GUIDE}
+STAND_STILL = "draw = show, show = () => {}"  # news of the service change nothing any more
 DESK, TELEPHONE = {"width": 1280, "height": 900}, {"width": 390, "height": 844, "touch": True}
 
 # Texts whose colour stands out from what is behind them by less than 4.5 to 1.
@@ -70,6 +71,7 @@ class Pages(unittest.TestCase):
                 browser.open(self.url + path, READY[path])
                 self.assertEqual(browser.run("document.documentElement.scrollWidth"), form["width"], path)
             browser.open(self.url + "/", LIVE)
+            browser.run(STAND_STILL)
             name = "ombrel_a_long_name_of_a_function_tag"
             browser.run(f"drawSites([{{site: '{name}:1234', blocks: 1, bytes: 999999999}}, ...before.sites])")
             lines = browser.run("[...document.querySelectorAll('#sites .term')].map(at => [at.textContent, at.offsetHeight])")
@@ -80,6 +82,7 @@ class Pages(unittest.TestCase):
     def test_names_are_explained(self):
         for form, kind in ((DESK, "mouseMoved"), (TELEPHONE, "tap")):
             browser = self.look(**form)
+            browser.run(STAND_STILL)
             count = browser.run("document.querySelectorAll('.term').forEach((at, i) => at.id = 'term' + i) ??"
                                 " document.querySelectorAll('.term').length")
             told = set()
@@ -100,13 +103,14 @@ class Pages(unittest.TestCase):
 
     def test_the_chart_has_numbers(self):
         browser = self.look(**TELEPHONE)
+        browser.run(STAND_STILL)
         sizes = "before.size_history = [...Array(300).keys()].map(i => 1024 * i), before.count_history = before.size_history"
         for most, labels in ((0, ["0", "1 B", "2 B"]), (1000, ["0", "200 B", "400 B", "600 B", "800 B", "1000 B", "1200 B"]),
                              (1.9 * 2**20, ["0", "0.5 MiB", "1 MiB", "1.5 MiB", "2 MiB"])):
             browser.run(f"samples = [[{most}, 1]], drawHeap()")
             shown = browser.run("[...document.querySelectorAll('#scale span')].map(at => at.textContent)")
             self.assertEqual(shown, labels, most)
-        browser.run(f"{sizes}, before.bytes = 307200, before.blocks = 1, show(before)")
+        browser.run(f"{sizes}, before.bytes = 307200, before.blocks = 1, draw(before)")
         self.assertEqual(browser.run("document.querySelector('#heap').textContent"), "300.0 KiB")
         readout = "document.querySelector('#readout').textContent"
         self.assertIn("now in 1 block, peak", browser.run(readout))
@@ -119,8 +123,8 @@ class Pages(unittest.TestCase):
     def test_texts_stand_out(self):
         for scheme in ("light", "dark"):
             browser = self.look(scheme=scheme, **DESK)
-            browser.run("explain(document.querySelector('.term')), tell('disconnected', true)")
-            self.assertEqual(browser.run(FAINT_TEXTS), [], scheme)
+            shown = "explain(document.querySelector('.term')), tell('disconnected', true), "
+            self.assertEqual(browser.run(shown + FAINT_TEXTS), [], scheme)
             for path in READY:
                 browser.open(self.url + path, READY[path])
                 self.assertEqual(browser.run(FAINT_TEXTS), [], (scheme, path))
