@@ -174,7 +174,7 @@ class Pages(unittest.TestCase):
 
     def test_statuses(self):
         for expected, *asked in (
-            ("404", "/nothing"), ("404", "/heap/"), ("405", "/heap", "-X", "DELETE"), ("405", "/heap", "-d", "x"),
+            ("404", "/nothing"), ("404", "/heap/"), ("404", "/guide/nothing"), ("200", "/guide/README.md"), ("405", "/heap", "-X", "DELETE"), ("405", "/heap", "-d", "x"),
             ("405", "/echo"), ("400", "/lookup"), ("400", "/slow?ms=x"), ("400", "/slow?ms=99999"), ("200", "/%68eap"),
         ):
             self.assertEqual(self.service.status(*asked), expected, asked)
