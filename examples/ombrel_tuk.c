@@ -4,7 +4,6 @@
  * Linked or renamed to the name of a command ("ln -s ombrel_tuk digest"), it is that command. Beside the
  * library's own there is "count", to show how a program adds one.
  */
-#include <signal.h>
 #include <stdio.h>
 
 #include <ombrel/argument.h>
@@ -39,9 +38,6 @@ static const ombrel_multicall_command_t count_command = {"count", count_input, N
 int main(int argc, char** argv) {
     int result;
     make_streams_binary();
-#ifdef SIGPIPE
-    signal(SIGPIPE, SIG_IGN); /* a closed output is reported */
-#endif
     if (ombrel_register_multicall_command(&count_command) != 0)
         return def_ombrel_multicall_exit_failed;
     result = ombrel_execute_multicall(argc, argv);

@@ -4,19 +4,21 @@
  *
  * The library brings commands for files ("cat", "cp", "find", "rm", "sync", "tree"), processes ("kill",
  * "launch", "ps", "run"), the host ("ata", "date", "free", "ports", "serial", "uuid"), streams and coding
- * ("base64", "digest", "get"), and for itself ("help", "plugins", "version"); a program or a plug-in adds its
- * own. A program that hands its arguments to ombrel_execute_multicall() is a
- * multi-call program: linked under the name of a command it is that command, otherwise its first argument
- * names one.
+ * ("base64", "digest", "get"), and for itself ("completion", "help", "manual", "plugins", "version"), and
+ * others that "help" lists; a program or a plug-in adds its own. Each answers "--help" and "--version". A
+ * program that hands its arguments to ombrel_execute_multicall() is a multi-call program: linked under the
+ * name of a command it is that command, otherwise its first argument names one.
  *
  * Contexts of "application/tuk_multicall" run the same commands through ombrel_ctx_execute_main() and the
  * control operation #def_ombrel_multicall_control_execute.
  *
  * Commands read standard input, write standard output and complain on standard error of the process. Plain
  * bytes are written to the C stream `stdout`; texts such as those of "help" go through ombrel_puts(), so that
- * an installed handler receives them. A command that cannot write its output says so and gives
- * #def_ombrel_multicall_exit_failed. A program that wants that for a closed pipe too ignores the signal that
- * would end it; the library leaves signals alone.
+ * an installed handler receives them. A command that cannot write its output says so, with the reason, and
+ * gives #def_ombrel_multicall_exit_failed. A closed pipe is no news to anybody: commands end by its signal as
+ * other programs do, save those that serve or watch over others, and end silently where the program ignores
+ * it. The commands "get" and "download" end programs that they have started by "pipe:" when a signal ends
+ * them, unless the program has a handler of its own for that.
  *
  * Threads: any, for all functions here. Two commands that use the standard streams at the same time mix their
  * bytes.
@@ -109,8 +111,8 @@ OMBREL_API const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t
  * When the last component of `argv[0]`, without an ending ".exe", names a command, that one runs with all
  * arguments. Otherwise `argv[1]` names it and it runs with the arguments from there on. Without a second
  * argument, and for "--help" or "-h" in its place, the commands are listed; "--version" and "--list" give the
- * version and the bare names. "--help" as the only argument of a command prints how to use it, or is
- * left to the command where its record says so.
+ * version and the bare names; "--" stands before a command's name without a meaning. "--help" as the only
+ * argument of a command prints how to use it, or is left to the command where its record says so.
  * @param argc number of arguments
  * @param argv the arguments and a null behind them; null or an `argc` below 1 counts as no argument
  * @return the command's exit code; #def_ombrel_multicall_exit_unknown, with a complaint, when there is no

@@ -13,6 +13,7 @@
 #include "core/heap_ptr.h"
 #include "platform/file.h"
 #include "platform/process.h"
+#include "system/process/ending_groups.h"
 
 namespace ombrel::builtin {
 
@@ -79,6 +80,7 @@ int open(builtin_ctx& ctx) {
     options.m_flags = def_ombrel_process_own_group;
     if (start(ctx, options, state.process) != 0)
         return -1;
+    system::add_ending_group(ombrel_process_get_id(state.process));
     if (reads && writes && option_text(ctx, "timeout") == nullptr)
         ctx.timeout = two_way_timeout_ms;
     return 0;
@@ -90,6 +92,7 @@ int close(builtin_ctx& ctx) {
     ombrel_process_close_stream(state.process, def_ombrel_process_output);
     if (ombrel_process_wait(state.process, state.close_timeout, nullptr) == 0)
         ombrel_process_stop(state.process, grace_ms);
+    system::remove_ending_group(ombrel_process_get_id(state.process));
     return ombrel_close_process(state.process);
 }
 

@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/program_table.h"
@@ -10,16 +12,15 @@ struct completion_choice {
     const char* program = usual_program;
 };
 
-constexpr ombrel_argument_option_t options[] = {
-    {.m_letter = 'p',
-     .m_name = "program",
-     .m_kind = def_ombrel_argument_text,
-     .m_offset = offsetof(completion_choice, program),
-     .m_value = "NAME",
-     .m_help = "what the program is called (default ombrel_tuk)"},
-    help_option,
-    version_option,
-    {}};
+constexpr ombrel_argument_option_t options[] = {{.m_letter = 'p',
+                                                 .m_name = "program",
+                                                 .m_kind = def_ombrel_argument_text,
+                                                 .m_offset = offsetof(completion_choice, program),
+                                                 .m_value = "NAME",
+                                                 .m_help = "what the program is called (default ombrel_tuk)"},
+                                                help_option,
+                                                version_option,
+                                                {}};
 
 constexpr ombrel_argument_table_t table = {
     .m_name = "completion",
@@ -38,7 +39,7 @@ int run_completion(int argc, char** argv) {
     if (whole)
         script.reset(ombrel_alloc_argument_completion_tag(&whole.table(), tag, __LINE__));
     if (script)
-        ombrel_puts(script.get());
+        put_bytes(script.get(), strlen(script.get()));
     else
         complain("completion", program, fault_text(fault_code::no_memory));
     return exit_code(static_cast<bool>(script));

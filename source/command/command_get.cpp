@@ -11,6 +11,7 @@
 #include "command/command_table.h"
 #include "context/ctx_guard.h"
 #include "core/fault.h"
+#include "system/process/ending_groups.h"
 
 namespace ombrel::command {
 
@@ -46,8 +47,8 @@ public:
 
     bool is_open() const { return !is_file_ || descriptor_ >= 0; }
     bool put(const char* bytes, size_t size) {
-        const bool good = is_file_ ? ombrel_file_write_all(descriptor_, bytes, size) == 0
-                                   : fwrite(bytes, 1, size, stdout) == size;
+        const bool good =
+            is_file_ ? ombrel_file_write_all(descriptor_, bytes, size) == 0 : put_bytes(bytes, size);
         if (!good)
             why_ = last_fault();
         return good;
@@ -146,13 +147,15 @@ bool copy(const ctx_guard& from, const char* uri, sink& to) {
 }
 
 bool get(const get_choice& choice, const char* uri) {
+    const system::ends_groups_by_signals interrupted; // programs of "pipe:" have groups of their own
     const ctx_guard from;
     if (!open_stream(from, choice, uri)) {
         complain_of(uri, from);
         return false;
     }
-    sink to(choice.output);
-    const char* const name = choice.output != nullptr ? choice.output : "standard output";
+    const bool is_file = choice.output != nullptr && strcmp(choice.output, "-") != 0;
+    sink to(is_file ? choice.output : nullptr);
+    const char* const name = is_file ? choice.output : "standard output";
     if (!to.is_open()) {
         complain("get", name, fault_text(last_fault()));
         return false;

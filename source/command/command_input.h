@@ -8,14 +8,12 @@
 #include <ombrel/output.h>
 
 #include "core/file_blocks.h"
+#include "system/argument/finished_output.h"
 
 namespace ombrel::command {
 
-/// "NAME of the command: what: why" on standard error.
-inline void complain(const char* command, const char* what, const char* why) {
-    ombrel_puts(nullptr);
-    ombrel_error_printf("%s: %s: %s\n", command, what, why);
-}
+/// "NAME of the command: what: why" on standard error. What a terminal would obey is shown otherwise.
+void complain(const char* command, const char* what, const char* why);
 
 inline int exit_code(bool good) {
     return good ? def_ombrel_multicall_exit_good : def_ombrel_multicall_exit_failed;
@@ -23,7 +21,10 @@ inline int exit_code(bool good) {
 
 /// Bytes for standard output. A failure shows when the command has finished.
 inline bool put_bytes(const void* bytes, size_t size) {
-    return fwrite(bytes, 1, size, stdout) == size;
+    const bool is_put = fwrite(bytes, 1, size, stdout) == size;
+    if (!is_put)
+        system::note_failed_output();
+    return is_put;
 }
 
 inline const char* text_or(const char* text, const char* otherwise) {

@@ -11,6 +11,7 @@
 #include <ombrel/printf.h>
 #include <ombrel/process.h>
 
+#include "command/closed_pipe.h"
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
@@ -282,6 +283,7 @@ int supervise(ombrel_daemon_t* daemon, ombrel_event_base_t* base, const launch_c
 }
 
 int launch(const launch_choice& choice, char** command) {
+    const outlives_readers outlives;
     ombrel_daemon_options_t background;
     ombrel_init_daemon_options(&background);
     background.m_flags = choice.goes_to_background != 0 ? 0 : def_ombrel_daemon_foreground;

@@ -23,7 +23,8 @@ constexpr ombrel_argument_option_t options[] = {
      .m_kind = def_ombrel_argument_text,
      .m_offset = offsetof(manual_choice, directory),
      .m_value = "DIRECTORY",
-     .m_help = "write the pages of the program and of all commands there, as PROGRAM.1 and PROGRAM-COMMAND.1"},
+     .m_help =
+         "write the pages of the program and of all commands there, as PROGRAM.1 and PROGRAM-COMMAND.1"},
     {.m_letter = 'p',
      .m_name = "program",
      .m_kind = def_ombrel_argument_text,
@@ -69,9 +70,8 @@ heap_ptr<char> page_of_command(const char* program, const ombrel_multicall_comma
     const ombrel_argument_table_t of_command = table_of(command);
     const own_command* const own = find_own_command(command.m_name);
     const source_text source = source_of_pages();
-    const ombrel_argument_manual_t page = {.m_program = program,
-                                           .m_source = source.text,
-                                           .m_exits = own != nullptr ? own->exits : nullptr};
+    const ombrel_argument_manual_t page = {
+        .m_program = program, .m_source = source.text, .m_exits = own != nullptr ? own->exits : nullptr};
     return heap_ptr<char>(ombrel_alloc_argument_manual_tag(&of_command, &page, tag, __LINE__));
 }
 
@@ -79,7 +79,7 @@ bool print_page(const char* what, const heap_ptr<char>& page) {
     if (!page)
         complain("manual", what, fault_text(last_fault()));
     else
-        ombrel_puts(page.get());
+        put_bytes(page.get(), strlen(page.get()));
     return static_cast<bool>(page);
 }
 
@@ -95,8 +95,9 @@ bool store_page(const char* directory, const char* program, const char* command,
 
 bool store_pages(const char* directory, const char* program) {
     bool good = store_page(directory, program, nullptr, page_of_program(program));
-    for (size_t i = 0; const auto* const command = ombrel_get_multicall_command(i); i++)
-        good = store_page(directory, program, command->m_name, page_of_command(program, *command)) && good;
+    const ombrel_multicall_command_t* command;
+    for (size_t i = 0; good && (command = ombrel_get_multicall_command(i)) != nullptr; i++)
+        good = store_page(directory, program, command->m_name, page_of_command(program, *command));
     return good;
 }
 

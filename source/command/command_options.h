@@ -41,6 +41,7 @@
 #include <ombrel/argument.h>
 #include <ombrel/multicall.h>
 
+#include "command/called_name.h"
 #include "command/command_table.h"
 
 namespace ombrel::command {
@@ -52,6 +53,30 @@ inline constexpr ombrel_argument_option_t version_option = {
     .m_name = "version", .m_kind = def_ombrel_argument_version, .m_help = "print the version"};
 /// Of a command without others.
 inline constexpr ombrel_argument_option_t usual_options[] = {help_option, version_option, {}};
+
+/// Of a command that is a program of its own as well.
+inline constexpr ombrel_argument_option_t program_help_option = {
+    .m_letter = 'h', .m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"};
+inline constinit ombrel_argument_manual_t program_page = {.m_see_also = "ombrel_tuk(1)"};
+inline constexpr ombrel_argument_option_t manual_option = {.m_name = "manual",
+                                                           .m_kind = def_ombrel_argument_manual,
+                                                           .m_flags = def_ombrel_argument_hidden,
+                                                           .m_target = &program_page};
+inline constexpr ombrel_argument_option_t completion_option = {
+    .m_name = "completion", .m_kind = def_ombrel_argument_completion, .m_flags = def_ombrel_argument_hidden};
+
+/// What messages call a command, which goes by its second name where it is called by that.
+inline const char* name_of_call(const own_command& command, const char* path) {
+    const bool is_second = command.program != nullptr && called_name(path) == command.program;
+    return is_second ? command.program : command.m_name;
+}
+
+/// Its table under that name.
+inline ombrel_argument_table_t table_of_call(const own_command& command, const char* path) {
+    ombrel_argument_table_t table = *command.table;
+    table.m_name = name_of_call(command, path);
+    return table;
+}
 
 struct no_choice {};
 
@@ -87,12 +112,15 @@ private:
 };
 
 /// The record of a command that reads its arguments by a table.
-/// @param exits its exit codes, where they are not those of most commands
+/// @param exits   its exit codes, where they are not those of most commands
+/// @param program its second name
 constexpr own_command command_of(const ombrel_argument_table_t& table, ombrel_multicall_main_t main,
-                                 const ombrel_argument_exit_t* exits = nullptr) {
+                                 const ombrel_argument_exit_t* exits = nullptr,
+                                 const char* program = nullptr) {
     return {{table.m_name, main, table.m_operands, table.m_summary, def_ombrel_multicall_own_help},
             &table,
-            exits};
+            exits,
+            program};
 }
 
 } // namespace ombrel::command

@@ -8,6 +8,7 @@
 #include <ombrel/process.h>
 #include <ombrel/short_lock.h>
 
+#include "command/closed_pipe.h"
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "command/command_table.h"
@@ -130,7 +131,9 @@ public:
         if (failure_ == nullptr && !is_late_)
             return code_of_end();
         ombrel_process_stop(process_, grace_ms);
-        if (failure_ != nullptr)
+        if (is_unread_)
+            return end_unread();
+        if (failure_ != nullptr && !is_unwritten_) // which is told at the end
             complain("run", arguments[0], failure_);
         return failure_ != nullptr ? own_failure : time_ran_out;
     }
@@ -253,9 +256,22 @@ private:
         const auto wanted = static_cast<size_t>(part);
         bytes_left_ -= part;
         if (fwrite(buffer_, 1, wanted, target) != wanted || fflush(target) != 0)
-            failure_ = ombrel_fault_text();
+            fail_to_pass_on();
         else if (part < size)
             failure_ = "it prints more than it may";
+    }
+
+    void fail_to_pass_on() {
+        is_unread_ = ombrel_last_fault() == def_ombrel_fault_closed;
+        is_unwritten_ = true;
+        failure_ = ombrel_fault_text();
+        system::note_failed_output();
+    }
+
+    /// Nobody is told, as nobody asks any more.
+    int end_unread() {
+        outlives_.end_program();
+        return own_failure;
     }
 
     int code_of_end() const {
@@ -276,7 +292,8 @@ private:
     ombrel_event_base_t* base_;
     ombrel_process_t* process_ = nullptr;
     own_event end_, time_, outputs_[2], signals_[std::size(handed_on)];
-    bool looks_ = false, has_ended_ = false, is_late_ = false;
+    outlives_readers outlives_;
+    bool looks_ = false, has_ended_ = false, is_late_ = false, is_unread_ = false, is_unwritten_ = false;
     int open_outputs_ = 0;
     const char* failure_ = nullptr;
     ombrel_process_end_t how_{-1, 0};

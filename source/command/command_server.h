@@ -19,6 +19,7 @@
 #include <ombrel/output.h>
 #include <ombrel/process.h>
 
+#include "command/closed_pipe.h"
 #include "command/command_input.h"
 #include "command/command_options.h"
 #include "core/fault.h"
@@ -149,6 +150,7 @@ private:
     }
 
     const char* name_;
+    outlives_readers outlives_;
     ombrel_event_base_t* base_ = nullptr;
     ombrel_event_t events_[2] = {};
     int (*stop_)(void* call) = nullptr;

@@ -16,6 +16,7 @@ inline constexpr const char usual_program[] = "ombrel_tuk";
 struct own_command : ombrel_multicall_command_t {
     const ombrel_argument_table_t* table;
     const ombrel_argument_exit_t* exits; ///< null for those of most commands
+    const char* program;                 ///< its second name, as a program of its own; null without one
 };
 
 /// Of commands that are told the name of another.

@@ -3,15 +3,13 @@
 #include <string_view>
 
 #include <ombrel/output.h>
-#include <ombrel/path.h>
-#include <ombrel/string.h>
 
+#include "command/called_name.h"
 #include "command/command_finish.h"
 #include "command/command_table.h"
 #include "command/program_table.h"
 #include "core/heap_ptr.h"
 #include "core/short_lock_guard.h"
-#include "text/slice.h"
 
 using namespace ombrel;
 
@@ -50,23 +48,6 @@ bool can_be_named(const char* name) {
     return name != nullptr && *name != '\0' &&
            std::string_view(name).find_first_of("/\\") == std::string_view::npos;
 }
-
-/// The name by which a program was called, as commands are named.
-class called_name {
-public:
-    explicit called_name(const char* path) {
-        constexpr std::string_view suffix = ".exe";
-        std::string_view name = ombrel_basename_c(path);
-        if (name.size() > suffix.size() &&
-            ombrel_strcasecmp(name.data() + name.size() - suffix.size(), suffix.data()) == 0)
-            name.remove_suffix(suffix.size());
-        *put_text(text_, slice(name, 0, sizeof text_ - 1)) = '\0';
-    }
-    const char* get() const { return text_; }
-
-private:
-    char text_[256];
-};
 
 int execute_list(void (*print)()) {
     print();
@@ -142,7 +123,7 @@ const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t index) {
 int ombrel_execute_multicall(int argc, char** argv) {
     if (argv == nullptr || argc < 1 || argv[0] == nullptr)
         return execute_general(command::usual_program, 0, nullptr);
-    const called_name name(argv[0]);
+    const command::terminated_name name(command::called_name(argv[0]));
     if (const auto* command = find(name.get()))
         return ombrel_execute_multicall_command(command, argc, argv);
     return execute_general(name.get(), argc, argv);

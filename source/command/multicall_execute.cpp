@@ -1,10 +1,11 @@
-#include <cstdio>
 #include <string_view>
 
 #include <ombrel/multicall.h>
 #include <ombrel/output.h>
 
 #include "command/command_finish.h"
+#include "command/command_options.h"
+#include "system/argument/finished_output.h"
 
 using namespace ombrel;
 
@@ -27,14 +28,10 @@ bool has_own_help(const ombrel_multicall_command_t& command) {
 
 } // namespace
 
-// Texts and bytes have both gone through the C stream by now.
 int command::finish(const char* name, int exit_code) {
-    ombrel_puts(nullptr);
-    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+    if (system::finish_program_output(name) || exit_code != def_ombrel_multicall_exit_good)
         return exit_code;
-    clearerr(stdout);
-    ombrel_error_printf("%s: standard output: write error\n", name);
-    return exit_code != def_ombrel_multicall_exit_good ? exit_code : def_ombrel_multicall_exit_failed;
+    return def_ombrel_multicall_exit_failed;
 }
 
 int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, int argc, char** argv) {
@@ -45,11 +42,13 @@ int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, 
         argc = 1;
         argv = name_alone;
     }
+    const auto* const own = command::find_own_command(command->m_name);
+    const char* const name = own != nullptr ? command::name_of_call(*own, argv[0]) : command->m_name;
     if (argc == 2 && std::string_view(argv[1]) == "--help" && !has_own_help(*command)) {
         print_usage(*command, ombrel_printf);
-        return command::finish(command->m_name, def_ombrel_multicall_exit_good);
+        return command::finish(name, def_ombrel_multicall_exit_good);
     }
-    return command::finish(command->m_name, command->m_main(argc, argv));
+    return command::finish(name, command->m_main(argc, argv));
 }
 
 int ombrel_refuse_multicall_arguments(const ombrel_multicall_command_t* command) {

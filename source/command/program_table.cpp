@@ -6,20 +6,19 @@ namespace ombrel::command {
 
 namespace {
 
-constexpr ombrel_argument_option_t options[] = {
-    {.m_name = "list",
-     .m_kind = def_ombrel_argument_flag,
-     .m_offset = offsetof(program_choice, is_list),
-     .m_help = "print the names of the commands"},
-    {.m_letter = 'h',
-     .m_name = "help",
-     .m_kind = def_ombrel_argument_help,
-     .m_help = "list the commands with what they do"},
-    {.m_name = "version",
-     .m_kind = def_ombrel_argument_flag,
-     .m_offset = offsetof(program_choice, is_version),
-     .m_help = "print what this is and how it was built"},
-    {}};
+constexpr ombrel_argument_option_t options[] = {{.m_name = "list",
+                                                 .m_kind = def_ombrel_argument_flag,
+                                                 .m_offset = offsetof(program_choice, is_list),
+                                                 .m_help = "print the names of the commands"},
+                                                {.m_letter = 'h',
+                                                 .m_name = "help",
+                                                 .m_kind = def_ombrel_argument_help,
+                                                 .m_help = "list the commands with what they do"},
+                                                {.m_name = "version",
+                                                 .m_kind = def_ombrel_argument_flag,
+                                                 .m_offset = offsetof(program_choice, is_version),
+                                                 .m_help = "print what this is and how it was built"},
+                                                {}};
 
 size_t count_commands() {
     size_t count = 0;

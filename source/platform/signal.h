@@ -30,6 +30,13 @@ bool is_segment_fault(int number);
 /// Whether this process was told, or has told itself, to take no notice of it.
 bool is_signal_ignored(int number);
 
+/// Whether a function of this process is called when it arrives.
+bool has_signal_handler(int number);
+
+/// Takes the default action of a signal that ends programs; to be called by its handler, after whose return
+/// the program ends, or at once.
+void end_by_signal(int number);
+
 /// Writes a text to standard error. May be called from signal handlers.
 void write_error_text(const char* text);
 

@@ -339,10 +339,6 @@ class MulticallTest(unittest.TestCase):
             self.assertEqual((1, True), (result.returncode, b"write error" in result.stderr), command)
             closed = subprocess.run([TOOL, *command], stderr=subprocess.PIPE, preexec_fn=lambda: os.close(1))
             self.assertEqual((1, True), (closed.returncode, b"write error" in closed.stderr), command)
-        reader, writer = os.pipe()
-        os.close(reader)
-        self.assertEqual(1, subprocess.run([TOOL, "cat", "long"], stdout=writer, stderr=subprocess.PIPE).returncode)
-        os.close(writer)
 
     def test_get(self):
         for source in ("one", "long", "file://" + os.path.abspath("long")):

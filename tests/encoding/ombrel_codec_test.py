@@ -5,6 +5,7 @@ usage: ombrel_codec_test.py OMBREL_CODEC [TEST ...]
 import os
 import quopri
 import random
+import signal
 import subprocess
 import sys
 import tempfile
@@ -68,9 +69,9 @@ class CodecTest(unittest.TestCase):
         for data, output, fault, lenient in (
             (b"TWFuTW Fu", b"Man", "invalid input", (0, b"ManMan")),
             (b"TWFu-_", b"Man", "invalid input", (0, b"Man")),
-            (b"TWFuTW", b"Man", "truncated input", (1, b"Man")),
+            (b"TWFuTW", b"Man", "invalid input", (1, b"Man")),
             (b"TWFu\n\r\n", b"Man", "", (0, b"Man")),
-            (b"T", b"", "truncated input", (1, b"")),
+            (b"T", b"", "invalid input", (1, b"")),
         ):
             status, got, errors = run(data, "-d")
             self.assertEqual((1 if fault else 0, output, True), (status, got, fault in errors), data)
@@ -85,7 +86,7 @@ class CodecTest(unittest.TestCase):
         self.assertEqual((0, data, ""), run(text, "-dq"))
 
     def test_usage(self):
-        for options in (["-x"], ["-w"], ["-w", "x"], ["-w", "-1"], ["-w", "4294967296"], ["file"], ["-"], ["-d", ""]):
+        for options in (["-x"], ["-w"], ["-w", "x"], ["-w", "-1"], ["-w", "4294967296"], ["a", "b"]):
             status, output, errors = run(b"", *options)
             self.assertEqual((2, b""), (status, output), options)
             self.assertIn("usage:", errors)
@@ -99,11 +100,13 @@ class CodecTest(unittest.TestCase):
 
         read_end, write_end = os.pipe()
         os.close(read_end)
-        refused(bytes(100000), subprocess.PIPE, write_end, b"cannot write")
-        refused(b"x", subprocess.PIPE, os.open("/dev/full", os.O_WRONLY), b"cannot write")
+        with subprocess.Popen([CODEC], stdin=subprocess.PIPE, stdout=write_end, stderr=subprocess.PIPE) as process:
+            os.close(write_end)
+            self.assertEqual((b"", -signal.SIGPIPE), (process.communicate(bytes(100000), timeout=60)[1], process.returncode))
+        refused(b"x", subprocess.PIPE, os.open("/dev/full", os.O_WRONLY), b"ombrel_codec: standard output: write error: No space")
         directory = os.open("/", os.O_RDONLY)
         self.addCleanup(os.close, directory)
-        refused(None, directory, os.open(os.devnull, os.O_WRONLY), b"cannot read")
+        refused(None, directory, os.open(os.devnull, os.O_WRONLY), b"ombrel_codec: -: Is a directory")
 
 
 if __name__ == "__main__":

@@ -84,6 +84,18 @@ bool is_signal_ignored(int number) {
     return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+bool has_signal_handler(int number) {
+    struct sigaction action;
+    return sigaction(number, nullptr, &action) == 0 &&
+           ((action.sa_flags & SA_SIGINFO) != 0 ||
+            (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN));
+}
+
+void end_by_signal(int number) {
+    signal(number, SIG_DFL);
+    raise(number);
+}
+
 void write_error_text(const char* text) {
     const ssize_t written = write(STDERR_FILENO, text, strlen(text));
     static_cast<void>(written);

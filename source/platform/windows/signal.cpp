@@ -200,6 +200,24 @@ bool is_signal_ignored(int) {
     return false;
 }
 
+// What the C library has is told by replacing it.
+bool has_signal_handler(int number) {
+    if (number < 1 || number >= signal_limit || is_caught(number))
+        return number >= 1 && number < signal_limit;
+    const tolerant_c_library guard;
+    const fault_keeper kept;
+    const auto before = signal(number, SIG_DFL);
+    if (before == SIG_ERR)
+        return false;
+    signal(number, before);
+    return before != SIG_DFL && before != SIG_IGN;
+}
+
+// As the system does for a program that does not handle the console's events.
+void end_by_signal(int /* number */) {
+    ExitProcess(static_cast<UINT>(STATUS_CONTROL_C_EXIT));
+}
+
 void write_error_text(const char* text) {
     DWORD written;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &written, nullptr);

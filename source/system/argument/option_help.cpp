@@ -12,6 +12,7 @@
 #include "core/heap_ptr.h"
 #include "platform/terminal.h"
 #include "system/argument/column_text.h"
+#include "system/argument/finished_output.h"
 #include "system/argument/laid_out_text.h"
 #include "system/argument/option_table.h"
 #include "text/text_sink.h"
@@ -228,8 +229,8 @@ void print_complaint(const ombrel_argument_table_t& table, const char* words) {
 }
 
 bool print_text(heap_ptr<char> text) {
-    if (text)
-        ombrel_puts(text.get());
+    if (text && static_cast<int>(ombrel_puts(text.get())) < 0)
+        note_failed_output();
     return static_cast<bool>(text);
 }
 
@@ -320,7 +321,9 @@ int ombrel_take_arguments(const ombrel_argument_table_t* table, int argc, char**
     const ombrel_argument_table_t& innermost = *arguments->m_table;
     if (arguments->m_wrong != def_ombrel_argument_good)
         system::print_complaint(innermost, arguments->m_message);
-    else if (arguments->m_exit_code == 0 && !system::print_wanted(innermost, outcome))
+    else if (arguments->m_exit_code == 0 &&
+             !(system::print_wanted(innermost, outcome) &&
+               system::finish_program_output(system::text_or_empty(innermost.m_name))))
         return system::fail_to_print(*arguments);
     return outcome;
 }
