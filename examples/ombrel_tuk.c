@@ -12,8 +12,13 @@
 #include "binary_streams.h"
 #include "standard_stream.h"
 
-static const ombrel_argument_table_t table = {.m_name = "count",
-                                              .m_summary = "Counts the lines and bytes of standard input."};
+static const ombrel_argument_option_t options[] = {
+    {.m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
+    {.m_name = "version", .m_kind = def_ombrel_argument_version, .m_help = "print the version"},
+    {0}};
+
+static const ombrel_argument_table_t table = {
+    .m_name = "count", .m_summary = "Counts the lines and bytes of standard input.", .m_options = options};
 
 static int count_input(int argc, char** argv) {
     unsigned long long lines = 0, bytes = 0;

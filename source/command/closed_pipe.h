@@ -5,13 +5,13 @@
 
 namespace ombrel::command {
 
-/// While it lives, a write to a pipe whose reader has gone fails, and does not end the program. Other commands
-/// are ended by it, as their neighbours are. What the program itself has said of that signal holds.
+/// While it lives, a write to a pipe whose reader has gone fails, and does not end the program. Other
+/// commands are ended by it, as their neighbours are. What the program itself has said of that signal holds.
 class outlives_readers {
 public:
     outlives_readers() : number_(platform::signal_number("SIGPIPE")) {
-        const bool is_left = number_ < 0 || platform::has_signal_handler(number_) ||
-                             platform::is_signal_ignored(number_);
+        const bool is_left =
+            number_ < 0 || platform::has_signal_handler(number_) || platform::is_signal_ignored(number_);
         is_caught_ = !is_left && platform::catch_signal(number_, [](int, bool) {});
     }
     ~outlives_readers() {

@@ -1,6 +1,6 @@
 #include "command/command_input.h"
 #include "command/command_options.h"
-#include "command/command_table.h"
+#include "command/program_table.h"
 
 namespace ombrel::command {
 
@@ -27,8 +27,7 @@ int run_help(int argc, char** argv) {
         return arguments.exit_code();
     if (arguments.operand_count() > 0)
         return explain(arguments.operands()[0]);
-    print_multicall_commands();
-    return def_ombrel_multicall_exit_good;
+    return print_program_help();
 }
 
 } // namespace

@@ -2,8 +2,6 @@
 
 #include <ombrel/output.h>
 
-#include "command/command_input.h"
-
 namespace ombrel::command {
 
 namespace {
@@ -28,13 +26,6 @@ const own_command* find_own_command(std::string_view name) {
         if (name == command->m_name)
             return command;
     return nullptr;
-}
-
-void print_multicall_commands() {
-    ombrel_puts("usage: COMMAND [ARGUMENT...]\n");
-    for (size_t i = 0; const ombrel_multicall_command_t* command = ombrel_get_multicall_command(i); i++)
-        ombrel_printf("  %-10s %s\n", command->m_name, text_or(command->m_summary, ""));
-    ombrel_puts("\"COMMAND --help\" says more of one. Files may be \"-\" for standard input.\n");
 }
 
 void print_multicall_names() {

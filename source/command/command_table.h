@@ -69,8 +69,7 @@ std::span<const own_command* const> own_multicall_commands();
 /// Null when there is none of the name.
 const own_command* find_own_command(std::string_view name);
 
-/// The commands, also those that programs have added, with their summaries, or their names alone.
-void print_multicall_commands();
+/// The names of the commands, also of those that programs have added.
 void print_multicall_names();
 
 } // namespace ombrel::command

@@ -22,7 +22,7 @@ struct uuid_choice {
 
 constexpr ombrel_argument_option_t options[] = {
     {.m_letter = 'v',
-     .m_name = "version",
+     .m_name = "kind",
      .m_kind = def_ombrel_argument_integer,
      .m_offset = offsetof(uuid_choice, version),
      .m_value = "VERSION",

@@ -131,8 +131,10 @@ constexpr ombrel_argument_table_t get_table = {
 constexpr const ombrel_argument_table_t* commands[] = {&check_table, &canonical_table, &format_table,
                                                        &get_table, nullptr};
 
-constexpr ombrel_argument_table_t table = {
-    .m_name = "xml", .m_summary = "Checks, prints and searches documents of XML.", .m_commands = commands};
+constexpr ombrel_argument_table_t table = {.m_name = "xml",
+                                           .m_summary = "Checks, prints and searches documents of XML.",
+                                           .m_options = usual_options,
+                                           .m_commands = commands};
 
 using choice_t = command_arguments<xml_choice>;
 

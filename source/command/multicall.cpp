@@ -49,9 +49,9 @@ bool can_be_named(const char* name) {
            std::string_view(name).find_first_of("/\\") == std::string_view::npos;
 }
 
-int execute_list(void (*print)()) {
-    print();
-    return command::finish(command::usual_program, def_ombrel_multicall_exit_good);
+int print_names() {
+    command::print_multicall_names();
+    return def_ombrel_multicall_exit_good;
 }
 
 int execute_named(const char* program, const ombrel_arguments_t& arguments) {
@@ -71,9 +71,9 @@ int execute_general(const char* program, int argc, char** argv) {
     if (choice.is_version != 0)
         return ombrel_execute_multicall_command(&command::version_command, 0, nullptr);
     if (choice.is_list != 0)
-        return execute_list(command::print_multicall_names);
+        return command::finish(command::usual_program, print_names());
     if (outcome != 0 || arguments.m_operand_count == 0)
-        return execute_list(command::print_multicall_commands);
+        return command::finish(command::usual_program, command::print_program_help());
     return execute_named(program, arguments);
 }
 

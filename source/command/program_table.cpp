@@ -1,5 +1,6 @@
 #include "command/program_table.h"
 
+#include "command/command_input.h"
 #include "command/command_table.h"
 
 namespace ombrel::command {
@@ -35,7 +36,8 @@ ombrel_argument_table_t program_table_of(const char* name, const ombrel_argument
             .m_operands = "COMMAND [ARGUMENT...]",
             .m_summary = "Runs small commands for files, processes, the host and the network.",
             .m_notes = "The first argument names the command, which takes the others. A link to the program "
-                       "that has the name of a command is that command. Files may be \"-\" for standard "
+                       "that has the name of a command is that command. \"COMMAND --help\" says more of one. "
+                       "Files may be \"-\" for standard "
                        "input, and options end at \"--\".",
             .m_options = options,
             .m_commands = commands,
@@ -50,6 +52,14 @@ ombrel_argument_table_t table_of(const ombrel_multicall_command_t& command) {
             .m_operands = command.m_arguments,
             .m_summary = command.m_summary,
             .m_notes = has_help ? command.m_help : nullptr};
+}
+
+int print_program_help() {
+    const whole_program whole(usual_program, "ombrel_multicall_help");
+    if (whole && ombrel_print_argument_help(&whole.table()) == 0)
+        return def_ombrel_multicall_exit_good;
+    complain(usual_program, "--help", fault_text(fault_code::no_memory));
+    return def_ombrel_multicall_exit_failed;
 }
 
 whole_program::whole_program(const char* name, const char* function) {

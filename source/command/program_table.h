@@ -22,6 +22,9 @@ ombrel_argument_table_t program_table_of(const char* name, const ombrel_argument
 /// The table of a command. One that a program has added has no more than its record says.
 ombrel_argument_table_t table_of(const ombrel_multicall_command_t& command);
 
+/// The program's options and all commands with what they do; an exit code.
+int print_program_help();
+
 /// The table of a program with those of its commands, of which none may come or go meanwhile.
 class whole_program {
 public:

@@ -32,9 +32,9 @@ void show_name(const char* name, Put put) {
     const auto put_byte = [&](char byte) {
         char written[8];
         const char letter = byte == '\n' ? 'n' : byte == '\r' ? 'r' : byte == '\\' ? '\\' : '\0';
-        const int size = letter != '\0'
-                             ? ombrel_snprintf(written, sizeof written, "\\%c", letter)
-                             : ombrel_snprintf(written, sizeof written, "\\x%02X", unsigned{static_cast<uint8_t>(byte)});
+        const int size = letter != '\0' ? ombrel_snprintf(written, sizeof written, "\\%c", letter)
+                                        : ombrel_snprintf(written, sizeof written, "\\x%02X",
+                                                          unsigned{static_cast<uint8_t>(byte)});
         put(written, static_cast<size_t>(size));
     };
     size_t size = strlen(name);

@@ -74,6 +74,9 @@ One of \fBnow\fR|\fBit\fR\(aq\fBs\fR.
 \[u00F6]
 .TP
 \fB\-\-\fR\fBversion\fR
+.TP
+\fB\-\-\fR\fBhelp\fR
+show how it is used
 .SH COMMANDS
 .TP
 \fBin\fR

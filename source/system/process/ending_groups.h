@@ -11,8 +11,8 @@ void add_ending_group(int leader);
 /// To be called before the leader is collected, as its number may be another's then.
 void remove_ending_group(int leader);
 
-/// While it lives, a signal that ends the program ends the groups first: they are asked to, and a second later
-/// ended by force. A signal for which the program has a handler is left to it, and what whoever started
+/// While it lives, a signal that ends the program ends the groups first: they are asked to, and a second
+/// later ended by force. A signal for which the program has a handler is left to it, and what whoever started
 /// it ignores, save requests to end, to him.
 class ends_groups_by_signals {
 public:
