@@ -1,5 +1,5 @@
-// http_own PORT DIRECTORY: our server of HTTP as scripts/compare_http_servers.py measures it: /memory is the text of
-// DIRECTORY/page, kept in memory; all else are files of the directory.
+// http_own PORT DIRECTORY: our server of HTTP as scripts/compare_http_servers.py measures it: /memory is the
+// text of DIRECTORY/page, kept in memory; all else are files of the directory.
 
 #include <cstdlib>
 #include <fstream>

@@ -58,8 +58,9 @@
  *
  * @par Threads
  * One: that of the base's loop. Handlers run on it; all functions are called on it, or while no loop runs.
- * Calls of the file system are short and made there; nothing else waits. A log-in by a strong secret takes
- * the loop for as long as its iterations need, some tens of milliseconds as a rule (secret.h).
+ * Calls of the file system are short and made there; nothing else waits. A log-in by a strong secret
+ * (secret.h) is checked in many turns of the loop, a tenth of a millisecond or so each, between which others
+ * are served.
  *
  * @par Failures
  * Functions give -1, 0 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and

@@ -214,6 +214,9 @@ OMBREL_API int ombrel_http_auth_server_challenge(ombrel_http_auth_server_t* serv
  * options.m_guard = ombrel_guard_http_exchange;
  * options.m_guard_context = auth_server;
  * @endcode
+ *
+ * As the guard itself, of a server or a route, it checks a strong secret (secret.h) in many turns of the
+ * loop, between which others are served. Called by a guard of the program's, it has judged when it returns.
  * @param exchange the request
  * @param server   an ombrel_http_auth_server_t, which must outlive the HTTP server
  * @return 0; -1 for null and for want of memory

@@ -29,8 +29,8 @@
  *   bytes and a key of 32, in the form that other programs know (base64 without padding and with "." for
  *   "+"). It serves where the password itself arrives, HTTP Basic and FTP, and cannot serve Digest. Trying a
  *   password takes as long as its iterations: with the usual 100,000 some tens of milliseconds of the thread
- *   that checks it. More than #def_ombrel_secret_iterations_max are refused when a secret is read, so that no
- *   file stops a server.
+ *   that checks it; the servers of the library check it in steps, between which they serve others. More than
+ * #def_ombrel_secret_iterations_max are refused when a secret is read, so that no file stops a server.
  *
  * Both belong to their name only where that is said: a digest secret has the name inside and fails for any
  * other.

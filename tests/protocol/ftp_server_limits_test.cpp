@@ -240,6 +240,36 @@ TEST_F(FtpServerLimits, LetsHandlersObjectAndAccountsGo) {
     EXPECT_EQ("220 331 530", talk("USER ann\nPASS pw\n"));
 }
 
+TEST_F(FtpServerLimits, ServesOthersWhilePasswordsAreChecked) {
+    const ombrel_secret_options_t strong{def_ombrel_secret_strong, nullptr, 100000};
+    char secret[def_ombrel_secret_text_size];
+    ASSERT_LT(0, ombrel_make_secret(secret, sizeof secret, "sam", "pw", &strong));
+    open();
+    const owned_socket other = logged_in();
+    const struct {
+        const char *password, *codes;
+        bool goes; // the account, meanwhile
+    } cases[] = {{"px", "530 530", false}, {"pw", "230 257", false}, {"pw", "530 530", true}};
+    add("sam", secret, 7);
+    for (const auto& [password, codes, goes] : cases) {
+        const owned_socket s = greeted();
+        int served = 0;
+        char byte;
+        EXPECT_EQ("331", ask(s, "USER sam"));
+        say(s, std::string("PASS ") + password + "\r\nPWD\r\n");
+        for (; ombrel_recv_now(s, &byte, 1) == def_ombrel_socket_would_block && served < 1000; served++) {
+            EXPECT_EQ("200", ask(other, "NOOP"));
+            EXPECT_EQ(goes && served == 2 ? 0 : -1,
+                      ombrel_ftp_server_remove_account(server_, goes && served == 2 ? "sam" : "nobody"));
+        }
+        EXPECT_LE(8, served) << codes;
+        ombrel_shutdown_socket(s, def_ombrel_shutdown_send);
+        EXPECT_EQ(codes, codes_of(byte + hear_all(s))) << password;
+    }
+    add("sam", secret, 7);
+    say(other, "USER sam\r\nPASS pw\r\n"); // under way when the server is closed
+}
+
 TEST_F(FtpServerLimits, ReadsAccountsOfAFileOrNone) {
     open();
     const std::string root = top_ / "root", ann = "carl:" + secret_of("carl") + ":" + root;

@@ -98,9 +98,9 @@ int take_pieces(exchange* e, void* sum) {
 
 /// A guard that knows one password.
 struct login_guard {
-    login_guard() {
+    explicit login_guard(const ombrel_secret_options_t* how = nullptr) {
         char secret[def_ombrel_secret_text_size];
-        EXPECT_LT(0, ombrel_make_secret(secret, sizeof secret, "ann", "pw", nullptr));
+        EXPECT_LT(0, ombrel_make_secret(secret, sizeof secret, "ann", "pw", how));
         const std::string line = std::string("ann:") + secret;
         ombrel_http_auth_server_options_t options;
         ombrel_init_http_auth_server_options(&options);
@@ -178,6 +178,53 @@ TEST_F(HttpServer, LetsAGuardAskForPasswords) {
         EXPECT_EQ(expected == std::string("200"), heard.ends_with("\r\n\r\nann")) << field;
         for (const char* challenge : {"Digest ", "algorithm=SHA-256", "algorithm=MD5", "Basic realm="})
             EXPECT_EQ(is_asked, heard.find(challenge) != std::string::npos) << challenge << field;
+    }
+}
+
+TEST_F(HttpServer, ServesOthersWhilePasswordsAreChecked) {
+    const ombrel_secret_options_t strong{def_ombrel_secret_strong, nullptr, 100000};
+    const login_guard guard(&strong);
+    options_.m_guard = [](exchange*, void* calls) { return ++*static_cast<int*>(calls), 0; };
+    int guarded = 0;
+    options_.m_guard_context = &guarded;
+    open();
+    route("GET", "/name", tell_name);
+    const ombrel_http_route_t asking{nullptr,      "/in",     0,      -1, ombrel_guard_http_exchange,
+                                     guard.server, tell_user, nullptr};
+    EXPECT_EQ(0, ombrel_http_server_add_route_ex(server_, &asking));
+    const std::string free = "GET /name?name=bob HTTP/1.1\r\nHost: h\r\n\r\n";
+    const auto log_in = [](const char* proof) {
+        return std::string("POST /in HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\nAuthorization: Basic ") +
+               proof + "\r\n\r\nxy";
+    };
+    const struct {
+        const char *proof, *expected;
+        int others;                                               // at least so many are served meanwhile
+    } cases[] = {{"YW5uOnB4", "401 close 401 Unauthorized\n", 8}, // ann:px
+                 {"YW5uOnB3", "200 ann | 200 bob", 8},
+                 {"YW5uOnB3", "200 ann | 200 bob", 0},             // remembered
+                 {"Ym9iOnB3", "401 close 401 Unauthorized\n", 8}}; // bob:pw
+    for (const auto& [proof, expected, others] : cases) {
+        const owned_socket s = connect();
+        int served = 0;
+        char byte;
+        guarded = 0;
+        say(s, log_in(proof) + free);
+        for (; ombrel_recv_now(s, &byte, 1) == def_ombrel_socket_would_block && served < 100; served++)
+            EXPECT_EQ("200 close bob", in_short(talk("GET /name?name=bob HTTP/1.1\r\nHost: h\r\n"
+                                                     "Connection: close\r\n\r\n")));
+        EXPECT_LE(others, served);
+        ombrel_shutdown_socket(s, def_ombrel_shutdown_send);
+        EXPECT_EQ(expected, in_short(byte + hear(s)));
+        EXPECT_EQ(served + (expected[0] == '2' ? 2 : 1), guarded) << "each is asked once";
+    }
+    for (int i = 0; i < 2; i++) { // one goes meanwhile, the other when the server is closed
+        const owned_socket s = connect();
+        say(s, log_in("YW5uOnB5"));
+        if (i == 0)
+            continue;
+        EXPECT_TRUE(turn_until([&] { return counts().m_clients == 1; }));
+        EXPECT_EQ(0, ombrel_close_http_server(std::exchange(server_, nullptr)));
     }
 }
 

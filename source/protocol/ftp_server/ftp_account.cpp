@@ -133,24 +133,20 @@ ftp_account* ftp_accounts::find(std::string_view name) const {
     return nullptr;
 }
 
-/// Of the accounts with a secret the last of the list, so that what an unknown name costs stays the same.
-const ombrel_secret_t* ftp_accounts::some_secret() const {
-    const ombrel_secret_t* found = nullptr;
-    for (const ftp_account* account = first_; account != nullptr; account = account->next)
-        if (!account->takes_any_password)
-            found = &account->secret;
-    return found;
+ftp_account* ftp_accounts::meant_by(const char* name) const {
+    ftp_account* const account = find(name);
+    return account == nullptr && strcmp(name, "ftp") == 0 ? find(anonymous) : account;
 }
 
-ftp_account* ftp_accounts::check(const char* name, const char* password) const {
-    ftp_account* account = find(name);
-    if (account == nullptr && strcmp(name, "ftp") == 0)
-        account = find(anonymous);
-    if (account != nullptr && account->takes_any_password)
-        return account;
-    const ombrel_secret_t* const secret = account != nullptr ? &account->secret : some_secret();
-    const bool is_right = ombrel_check_secret(secret, name, password) == 1;
-    return is_right ? account : nullptr; // somebody's password does not make a name known
+/// Somebody's is, of the accounts with a secret, that of the last in the list, so that what an unknown name
+/// costs stays the same.
+const ombrel_secret_t& ftp_accounts::secret_for(const ftp_account* account) const {
+    static constexpr ombrel_secret_t nobodys{};
+    const ombrel_secret_t* found = account != nullptr ? &account->secret : &nobodys;
+    for (const ftp_account* each = first_; account == nullptr && each != nullptr; each = each->next)
+        if (!each->takes_any_password)
+            found = &each->secret;
+    return *found;
 }
 
 bool ftp_accounts::read(char* text, size_t size, ombrel_ftp_account_fault_t& fault,

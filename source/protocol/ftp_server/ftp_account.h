@@ -34,8 +34,10 @@ public:
     void close();
 
     ftp_account* find(std::string_view name) const;
-    /// Whose name and password these are; null for a wrong one, after the same work for all wrong ones.
-    ftp_account* check(const char* name, const char* password) const;
+    /// Who is meant by a name at log-in; null for nobody.
+    ftp_account* meant_by(const char* name) const;
+    /// What a password is held against: for nobody's name somebody's secret, so that the work is the same.
+    const ombrel_secret_t& secret_for(const ftp_account* account) const;
     size_t count() const { return count_; }
 
     /// Adds the accounts of lines; the text, behind which a terminator stands, is written into. False, with
@@ -45,7 +47,6 @@ public:
 private:
     bool read_line(char* line, const char* end, ombrel_ftp_account_fault_t& fault,
                    const ftp_accounts& others);
-    const ombrel_secret_t* some_secret() const;
 
     ftp_account* first_;
     size_t count_;

@@ -25,6 +25,7 @@ struct ombrel_ftp_server_ts {
     ombrel::protocol::listener door;
     ombrel::protocol::ftp_accounts accounts;
     ombrel::protocol::login_pauses pauses;
+    size_t checks; ///< of passwords that are under way
     ombrel::protocol::passive_ports ports;
     ombrel::heap_ptr<ombrel::protocol::transfer_room> room;
     ombrel::protocol::ftp_server_session* sessions;

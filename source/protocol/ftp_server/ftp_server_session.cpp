@@ -157,6 +157,7 @@ void ftp_server_session::destroy() {
 }
 
 ftp_server_session::~ftp_server_session() {
+    drop_check();
     control_.close();
     timer_.close();
     close_data();
@@ -186,7 +187,7 @@ void ftp_server_session::settle() {
 bool ftp_server_session::is_over() const {
     if (is_broken_)
         return true;
-    const bool is_idle = transfer_ == nullptr && !is_paused_ && !has_more_ && unsent() == 0;
+    const bool is_idle = transfer_ == nullptr && !is_logging_in() && !has_more_ && unsent() == 0;
     return saw_end_ && is_idle && (is_ending_ || !reader_.has_line());
 }
 
@@ -251,7 +252,7 @@ void ftp_server_session::say_goodbye() {
 }
 
 int ftp_server_session::next_moment() const {
-    int moment = has_more_ ? 0 : -1;
+    int moment = has_more_ || is_checking_ ? 0 : -1;
     const auto heed = [&](bool counts, const deadline& limit) {
         moment = counts ? shorter_wait(moment, limit.left()) : moment;
     };
@@ -260,7 +261,7 @@ int ftp_server_session::next_moment() const {
     heed(is_paused_, pause_);
     heed(transfer_ != nullptr, data_limit_);
     heed(is_resting_, rest_);
-    heed(transfer_ == nullptr && !is_paused_ && !is_ending_, command_limit_);
+    heed(transfer_ == nullptr && !is_logging_in() && !is_ending_, command_limit_);
     return moment;
 }
 
@@ -268,16 +269,18 @@ void ftp_server_session::check_limits() {
     has_more_ = false;
     if ((said_goodbye_ && goodbye_limit_.passed()) || (unsent() > 0 && output_limit_.passed()))
         is_broken_ = true;
+    else if (is_checking_)
+        go_on_checking();
     else if (is_paused_ && pause_.passed())
         finish_login();
     else if (transfer_ != nullptr)
         check_transfer_limits();
-    else if (!is_paused_ && !is_ending_ && command_limit_.passed())
+    else if (!is_logging_in() && !is_ending_ && command_limit_.passed())
         end(421, account_ != nullptr ? "No command for too long." : "No log-in for too long.");
 }
 
 bool ftp_server_session::takes_commands() const {
-    return !is_broken_ && !is_ending_ && !is_paused_ && transfer_ == nullptr && unsent() < most_unsent;
+    return !is_broken_ && !is_ending_ && !is_logging_in() && transfer_ == nullptr && unsent() < most_unsent;
 }
 
 void ftp_server_session::carry_out() {

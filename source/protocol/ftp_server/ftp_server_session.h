@@ -20,6 +20,7 @@
 #include "protocol/ftp_server/transfer_rate.h"
 #include "protocol/ftp_server/watched_descriptor.h"
 #include "protocol/listener.h"
+#include "protocol/secret/secret_check.h"
 
 namespace ombrel::protocol {
 
@@ -149,6 +150,8 @@ private:
     size_t unsent() const { return ombrel_get_buffer_size(output_); }
     void push(std::string_view text);
     void say_goodbye();
+    /// Whether a log-in is still to be answered.
+    bool is_logging_in() const { return is_checking_ || is_paused_; }
     bool is_over() const;
     bool watch();
     bool watch_data();
@@ -162,6 +165,9 @@ private:
     void execute(std::string_view line);
     bool allows(const ftp_verb& verb, std::string_view argument);
 
+    void go_on_checking();
+    void drop_check();
+    void judge_login();
     void finish_login();
     bool has_room_for_session() const;
     void log_in(ftp_account& account);
@@ -207,7 +213,9 @@ private:
     ftp_account* account_ = nullptr;
     char name_[def_ombrel_secret_name_max + 1] = ""; ///< given by USER; empty for none
     int failures_ = 0;
-    bool is_paused_ = false; ///< a log-in has failed and is not answered yet
+    secret_check check_;
+    bool is_checking_ = false; ///< a password, in as many turns of the loop as its secret needs
+    bool is_paused_ = false;   ///< a log-in has failed and is not answered yet
     deadline pause_;
 
     heap_ptr<char> directory_, renamed_;

@@ -20,13 +20,44 @@ void ftp_server_session::take_password(std::string_view password) {
     char text[def_ombrel_secret_password_max + 2];
     const wipe_guard guard(text);
     *put_text(text, slice(password, 0, sizeof text - 1)) = '\0'; // one that is cut is too long for all
-    ftp_account* const found = server_.accounts.check(name_, text);
-    if (found == nullptr)
+    const ftp_account* const meant = server_.accounts.meant_by(name_);
+    check_.begin(server_.accounts.secret_for(meant), name_, text);
+    is_checking_ = true;
+    server_.checks++;
+    if (meant != nullptr && meant->takes_any_password)
+        judge_login();
+    else
+        go_on_checking();
+}
+
+/// A strong secret takes many turns of the loop, in which others are served.
+void ftp_server_session::go_on_checking() {
+    verb_ = "PASS";
+    if (is_ending_)
+        drop_check();
+    else if (check_.step(secret_check::at_a_turn(server_.checks)))
+        judge_login();
+    verb_ = "";
+}
+
+void ftp_server_session::drop_check() {
+    server_.checks -= is_checking_ ? 1 : 0;
+    is_checking_ = false;
+    check_.forget();
+}
+
+/// Accounts may have come and gone meanwhile. Somebody's password does not make a name known.
+void ftp_server_session::judge_login() {
+    ftp_account* const meant = server_.accounts.meant_by(name_);
+    const bool is_right =
+        meant != nullptr && (meant->takes_any_password || check_.is_password_of(meant->secret));
+    drop_check();
+    if (!is_right)
         fail_login("wrong name or password");
-    else if (options().m_account_limit > 0 && found->sessions >= options().m_account_limit)
+    else if (options().m_account_limit > 0 && meant->sessions >= options().m_account_limit)
         fail_login("too many sessions");
     else
-        log_in(*found);
+        log_in(*meant);
 }
 
 void ftp_server_session::log_in(ftp_account& account) {

@@ -1,6 +1,7 @@
 #include <ombrel/http_auth.h>
 
 #include "core/fault.h"
+#include "protocol/http/auth_check.h"
 #include "protocol/http/auth_parameters.h"
 
 using namespace ombrel;
@@ -26,15 +27,21 @@ const char* only_value(ombrel_http_exchange_t* exchange, bool& is_single) {
 
 } // namespace
 
-int ombrel_guard_http_exchange(ombrel_http_exchange_t* exchange, void* server) {
+int ombrel::protocol::guard_in_steps(ombrel_http_exchange_t* exchange, void* server, auth_steps steps,
+                                     bool& goes_on) {
     auto* const auth = static_cast<ombrel_http_auth_server_t*>(server);
+    const char *const method = ombrel_http_exchange_get_method(exchange), *const target =
+                                                                              ombrel_http_exchange_get_target(
+                                                                                  exchange);
+    if (auth == nullptr || method == nullptr || target == nullptr)
+        return leave_fault(fault_code::invalid), -1;
     bool is_single;
     const char* const value = only_value(exchange, is_single);
     ombrel_http_auth_result_t result;
-    const int outcome = ombrel_http_auth_server_check(auth, value, ombrel_http_exchange_get_method(exchange),
-                                                      ombrel_http_exchange_get_target(exchange), &result);
-    if (outcome < 0)
-        return -1;
+    const int outcome = check_http_auth(*auth, value, method, target, steps, result);
+    goes_on = result.m_outcome == auth_goes_on;
+    if (goes_on)
+        return 0;
     if (!is_single || result.m_outcome == def_ombrel_http_auth_malformed)
         return ombrel_http_exchange_answer_error(exchange, 400, "the log-in is malformed");
     if (outcome == 1) {
@@ -48,4 +55,10 @@ int ombrel_guard_http_exchange(ombrel_http_exchange_t* exchange, void* server) {
         if (ombrel_http_exchange_add_field(exchange, "WWW-Authenticate", challenge) != 0)
             return -1;
     return ombrel_http_exchange_answer_error(exchange, 401, nullptr);
+}
+
+int ombrel_guard_http_exchange(ombrel_http_exchange_t* exchange, void* server) {
+    secret_check whole;
+    bool goes_on;
+    return guard_in_steps(exchange, server, {whole, UINT32_MAX}, goes_on);
 }

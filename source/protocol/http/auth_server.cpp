@@ -8,6 +8,7 @@
 
 #include "core/call_site.h"
 #include "core/wipe.h"
+#include "protocol/http/auth_check.h"
 #include "protocol/http/auth_digest.h"
 #include "protocol/http/auth_nonce.h"
 #include "protocol/http/auth_parameters.h"
@@ -83,17 +84,28 @@ bool find_secret(server_t& server, const char* name, ombrel_secret_t& secret) {
     return index >= 0;
 }
 
-bool check_password(server_t& server, const char* name, const char* password) {
+/// 1, 0 or check_goes_on.
+int check_password(server_t& server, const char* name, const char* password, auth_steps steps) {
     const ombrel_http_auth_server_options_t& options = server.options;
     if (options.m_secrets != nullptr)
-        return ombrel_secret_list_check(options.m_secrets, name, password) == 1;
-    ombrel_secret_t secret;
+        return check_by_list(*options.m_secrets, name, password, steps.check, steps.most);
+    ombrel_secret_t secret{};
     const wipe_guard wiped(secret);
     const bool is_there = options.m_find(name, &secret, options.m_context) == 1;
-    return ombrel_check_secret(is_there ? &secret : nullptr, name, password) == 1;
+    if (!is_there)
+        return ombrel_check_secret(nullptr, name, password);
+    if (!steps.check.has_begun())
+        steps.check.begin(secret, name, password);
+    return !steps.check.step(steps.most) ? check_goes_on : steps.check.is_password_of(secret) ? 1 : 0;
 }
 
-int check_basic(server_t& server, std::string_view value, result_t& result) {
+int outcome_of(int checked) {
+    if (checked == check_goes_on)
+        return auth_goes_on;
+    return checked == 1 ? def_ombrel_http_auth_granted : def_ombrel_http_auth_denied;
+}
+
+int check_basic(server_t& server, std::string_view value, auth_steps steps, result_t& result) {
     unsigned char decoded[def_ombrel_secret_name_max + 1 + def_ombrel_secret_password_max + 1];
     const wipe_guard wiped(decoded);
     const size_t padding = value.size() - std::min(value.find('='), value.size());
@@ -110,8 +122,7 @@ int check_basic(server_t& server, std::string_view value, result_t& result) {
         return def_ombrel_http_auth_malformed;
     *colon = '\0';
     put_name(result, name);
-    return check_password(server, name, colon + 1) ? def_ombrel_http_auth_granted
-                                                   : def_ombrel_http_auth_denied;
+    return outcome_of(check_password(server, name, colon + 1, steps));
 }
 
 bool read_extended_name(std::string_view value, char (&name)[def_ombrel_secret_name_max + 1]) {
@@ -275,7 +286,7 @@ int check_digest(server_t& server, const claim& asked, std::string_view text, re
     return outcome;
 }
 
-int check(server_t& server, const claim& asked, result_t& result) {
+int check(server_t& server, const claim& asked, auth_steps steps, result_t& result) {
     const std::string_view value = asked.value;
     std::string_view scheme, rest;
     if (value.size() > longest_value || ombrel_is_http_value(value.data(), value.size()) == 0 ||
@@ -288,7 +299,7 @@ int check(server_t& server, const claim& asked, result_t& result) {
     if (!is_word(scheme, "Basic") || (server.options.m_schemes & def_ombrel_http_auth_basic) == 0)
         return def_ombrel_http_auth_missing;
     result.m_scheme = def_ombrel_http_auth_basic;
-    return check_basic(server, rest, result);
+    return check_basic(server, rest, steps, result);
 }
 
 int put_basic_challenge(const server_t& server, http_text_writer& writer) {
@@ -372,16 +383,24 @@ int ombrel_close_http_auth_server(ombrel_http_auth_server_t* server) {
     return ombrel_free_tag(server, "ombrel_close_http_auth_server", __LINE__);
 }
 
+int ombrel::protocol::check_http_auth(ombrel_http_auth_server_t& server, const char* value,
+                                      const char* method, const char* target, auth_steps steps,
+                                      ombrel_http_auth_result_t& result) {
+    result = {.m_outcome = def_ombrel_http_auth_missing, .m_scheme = 0, .m_name = "", .m_info = ""};
+    if (value != nullptr)
+        result.m_outcome = check(server, {value, method, target}, steps, result);
+    return result.m_outcome == def_ombrel_http_auth_granted ? 1 : 0;
+}
+
 int ombrel_http_auth_server_check(ombrel_http_auth_server_t* server, const char* value, const char* method,
                                   const char* target, ombrel_http_auth_result_t* result) {
     result_t own;
+    secret_check whole;
     result_t& found = result != nullptr ? *result : own;
     found = {.m_outcome = def_ombrel_http_auth_missing, .m_scheme = 0, .m_name = "", .m_info = ""};
     if (server == nullptr || method == nullptr || target == nullptr)
         return refuse_http(fault_code::invalid);
-    if (value != nullptr)
-        found.m_outcome = check(*server, {value, method, target}, found);
-    return found.m_outcome == def_ombrel_http_auth_granted ? 1 : 0;
+    return check_http_auth(*server, value, method, target, {whole, UINT32_MAX}, found);
 }
 
 int ombrel_http_auth_server_challenge(ombrel_http_auth_server_t* server, int index,

@@ -46,6 +46,7 @@ void free_connection(http_exchange& connection) {
     memory_budget& budget = connection.server->budget;
     end_event(connection.event);
     drop_output(connection);
+    drop_check(connection);
     unlink(connection);
     if (!connection.was_taken)
         ombrel_close_socket(connection.socket);
@@ -142,6 +143,7 @@ void go_on(http_exchange& connection) {
     for (int calls = 0; writer_is_due(connection) && calls < writer_calls_at_once; calls++)
         call_writer(connection);
     tell_end_of_body(connection);
+    go_on_judging(connection);
     finish_answer(connection);
     take_held(connection);
     if (connection.saw_end && connection.held.size == 0)
@@ -149,7 +151,8 @@ void go_on(http_exchange& connection) {
     flush_output(connection);
     finish_answer(connection);
     connection.is_busy = false;
-    if (writer_is_due(connection) || (connection.held.size > 0 && wants_input(connection)))
+    if (writer_is_due(connection) || connection.awaits_guard ||
+        (connection.held.size > 0 && wants_input(connection)))
         kick(connection);
 }
 

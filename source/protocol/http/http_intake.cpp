@@ -1,7 +1,11 @@
 // Requests as they come in: taken apart, handed to their handlers.
 #include <algorithm>
 
+#include <new>
+
 #include "core/fault.h"
+#include "core/heap_ptr.h"
+#include "protocol/http/auth_check.h"
 #include "protocol/http/http_server_internal.h"
 
 using namespace ombrel;
@@ -78,22 +82,57 @@ void hand_over(http_exchange& exchange) {
         answer_without_route(exchange);
 }
 
+/// The check of the request's password; null when memory has run out.
+secret_check* check_of(http_exchange& exchange) {
+    if (exchange.check != nullptr)
+        return exchange.check;
+    auto* const block = allocate_record<secret_check>(server_tag, __LINE__);
+    if (block == nullptr)
+        return nullptr;
+    exchange.server->checks++;
+    return exchange.check = new (block) secret_check;
+}
+
+/// A strong secret takes many turns of the loop, in which others are served; without memory, one long one.
+int ask_for_password(http_exchange& exchange, void* auth) {
+    secret_check* const check = check_of(exchange);
+    if (check == nullptr)
+        return ombrel_guard_http_exchange(&exchange, auth);
+    const uint32_t most = secret_check::at_a_turn(exchange.server->checks);
+    const int result = guard_in_steps(&exchange, auth, {*check, most}, exchange.awaits_guard);
+    if (!exchange.awaits_guard)
+        drop_check(exchange);
+    return result;
+}
+
 /// Whether a guard lets the request pass.
 bool passes(http_exchange& exchange, ombrel_http_handler_t guard, void* context) {
     if (guard == nullptr)
         return true;
     const handler_call counted(*exchange.server);
-    const int result = guard(&exchange, context);
+    const int result =
+        guard == ombrel_guard_http_exchange ? ask_for_password(exchange, context) : guard(&exchange, context);
     if (result != 0 && is_open(exchange))
         judge_result(exchange, result, false);
-    return is_open(exchange) && !exchange.is_deferred;
+    return is_open(exchange) && !exchange.is_deferred && !exchange.awaits_guard;
 }
 
+/// None that let it pass is asked again.
 bool passes_guards(http_exchange& exchange) {
     const ombrel_http_server_options_t& options = exchange.server->options;
     const ombrel_http_route_t* const route = route_of(exchange);
-    return passes(exchange, options.m_guard, options.m_guard_context) &&
+    if (exchange.guards_passed == 0 && passes(exchange, options.m_guard, options.m_guard_context))
+        exchange.guards_passed++;
+    return exchange.guards_passed == 1 &&
            (route == nullptr || passes(exchange, route->m_guard, route->m_guard_context));
+}
+
+void judge(http_exchange& exchange) {
+    exchange.began_ms = exchange.server->now;
+    if (passes_guards(exchange) && is_streamed(exchange))
+        hand_over(exchange);
+    else if (is_open(exchange) && !exchange.request.has_no_body && !exchange.awaits_guard)
+        ask_for_body(exchange);
 }
 
 void take_head(http_exchange& exchange, const ombrel_http_event_t& event) {
@@ -106,13 +145,10 @@ void take_head(http_exchange& exchange, const ombrel_http_event_t& event) {
     request.expects_continue = (event.m_flags & def_ombrel_http_head_continue) != 0;
     exchange.intake = intake::body;
     exchange.answer = answer::awaited;
-    exchange.began_ms = exchange.server->now;
     if ((event.m_flags & def_ombrel_http_head_expect_other) != 0)
         ombrel_http_exchange_answer_error(&exchange, 417, nullptr);
-    else if (passes_guards(exchange) && is_streamed(exchange))
-        hand_over(exchange);
-    else if (is_open(exchange) && !request.has_no_body)
-        ask_for_body(exchange);
+    else
+        judge(exchange);
 }
 
 void take_piece(http_exchange& exchange, const ombrel_http_text_t& piece) {
@@ -192,7 +228,10 @@ void begin_request(http_exchange& connection) {
     connection.user = nullptr;
     connection.intake = intake::head;
     connection.answer = answer::none;
-    connection.has_begun = connection.is_deferred = connection.holds_body = connection.end_was_told = false;
+    drop_check(connection);
+    connection.guards_passed = 0;
+    connection.has_begun = connection.awaits_guard = connection.is_deferred = connection.holds_body =
+        connection.end_was_told = false;
     connection.is_bare = connection.is_chunked = connection.wants_room = false;
     connection.body_handler = nullptr;
     connection.writer = nullptr;
@@ -210,8 +249,26 @@ bool hears_no_more(const http_exchange& connection) {
     return connection.is_broken || (connection.is_last && !takes_body);
 }
 
+void go_on_judging(http_exchange& exchange) {
+    if (!exchange.awaits_guard)
+        return;
+    exchange.awaits_guard = false;
+    if (is_open(exchange))
+        judge(exchange);
+    else
+        drop_check(exchange);
+}
+
+void drop_check(http_exchange& exchange) {
+    if (exchange.check == nullptr)
+        return;
+    exchange.server->checks--;
+    exchange.check->~secret_check();
+    ombrel_free_tag(std::exchange(exchange.check, nullptr), server_tag, __LINE__);
+}
+
 bool wants_input(const http_exchange& connection) {
-    if (hears_no_more(connection))
+    if (hears_no_more(connection) || connection.awaits_guard)
         return false;
     switch (connection.intake) {
     case intake::head:

@@ -11,6 +11,7 @@
 
 #include "protocol/http/counted_block.h"
 #include "protocol/listener.h"
+#include "protocol/secret/secret_check.h"
 
 namespace ombrel::protocol {
 
@@ -89,13 +90,16 @@ struct ombrel_http_exchange_ts {
 
     ombrel::protocol::intake intake;
     ombrel::protocol::answer answer;
-    bool has_begun;    ///< something of the request has come
-    bool is_deferred;  ///< the answer comes when the handler has returned
-    bool holds_body;   ///< nobody wants pieces of the body now
-    bool end_was_told; ///< of the body
-    bool is_bare;      ///< the answer has no body: to HEAD, 204, 304
-    bool is_chunked;   ///< the answer's body
-    bool wants_room;   ///< the writer is to be called when there is room
+    bool has_begun; ///< something of the request has come
+    int guards_passed;
+    bool awaits_guard;                     ///< a guard has not judged the request yet
+    ombrel::protocol::secret_check* check; ///< of its password; null when none goes on
+    bool is_deferred;                      ///< the answer comes when the handler has returned
+    bool holds_body;                       ///< nobody wants pieces of the body now
+    bool end_was_told;                     ///< of the body
+    bool is_bare;                          ///< the answer has no body: to HEAD, 204, 304
+    bool is_chunked;                       ///< the answer's body
+    bool wants_room;                       ///< the writer is to be called when there is room
     int status;
     int outcome;       ///< what the end handler is told once the answer is out
     int64_t body_left; ///< of the answer, as announced; -1 when it was not
@@ -126,6 +130,7 @@ struct ombrel_http_server_ts {
     void* stop_context;
     bool is_stopping, has_stopped;
     unsigned depth; ///< handlers that are being called
+    size_t checks;  ///< of passwords that are under way
     uint64_t now;   ///< ombrel_time_stamp_msec() of the present turn
     int64_t dated;  ///< the second of the date, which answers bear
     char date[32];
@@ -174,6 +179,9 @@ void take_end(http_exchange& connection);
 /// Goes on with what waits for no bytes: the end of a body that nobody was told of.
 void tell_end_of_body(http_exchange& exchange);
 void begin_request(http_exchange& connection);
+/// Goes on with what a guard has not judged yet.
+void go_on_judging(http_exchange& exchange);
+void drop_check(http_exchange& exchange);
 
 // Texts of the request (http_request.cpp).
 

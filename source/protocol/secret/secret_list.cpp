@@ -13,6 +13,7 @@
 #include "core/wipe.h"
 #include "platform/clock.h"
 #include "platform/file_info.h"
+#include "protocol/secret/secret_check.h"
 #include "protocol/secret/secret_table.h"
 
 using namespace ombrel;
@@ -282,22 +283,31 @@ int ombrel_secret_list_refresh(ombrel_secret_list_t* list) {
     return read_file(*list, info, {"ombrel_secret_list_refresh", __LINE__}) ? 1 : -1;
 }
 
+int ombrel::protocol::check_by_list(ombrel_secret_list_t& list, const char* name, const char* password,
+                                    secret_check& check, uint32_t most) {
+    if (list.table.count() == 0)
+        return ombrel_check_secret(nullptr, name, password);
+    const secret_table::found found = list.table.find(name, list.key);
+    const ombrel_secret_t& secret = list.table[found.index].secret;
+    const bool is_strong = secret.m_kind == def_ombrel_secret_strong;
+    if (is_strong && list.right.has(list.proof_of(name, password)))
+        return 1;
+    if (!check.has_begun())
+        check.begin(secret, name, password);
+    if (!check.step(most))
+        return check_goes_on;
+    if (!check.is_password_of(secret) || !found.is_it)
+        return 0;
+    if (is_strong)
+        list.right.add(list.proof_of(name, password));
+    return 1;
+}
+
 int ombrel_secret_list_check(ombrel_secret_list_t* list, const char* name, const char* password) {
     if (list == nullptr || name == nullptr || password == nullptr)
         return fail(fault_code::invalid);
-    if (list->table.count() == 0)
-        return ombrel_check_secret(nullptr, name, password);
-    const secret_table::found found = list->table.find(name, list->key);
-    const ombrel_secret_t& secret = list->table[found.index].secret;
-    if (secret.m_kind != def_ombrel_secret_strong)
-        return ombrel_check_secret(&secret, name, password) == 1 && found.is_it ? 1 : 0;
-    const right_passwords::proof proof = list->proof_of(name, password);
-    if (list->right.has(proof))
-        return 1;
-    if (ombrel_check_secret(&secret, name, password) != 1 || !found.is_it)
-        return 0;
-    list->right.add(proof);
-    return 1;
+    secret_check check;
+    return check_by_list(*list, name, password, check, UINT32_MAX);
 }
 
 size_t ombrel_secret_list_get_count(const ombrel_secret_list_t* list) {
