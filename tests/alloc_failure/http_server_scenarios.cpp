@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include <ombrel/cgi.h>
+#include <ombrel/http_auth.h>
 #include <ombrel/http_directory.h>
 
 #include "alloc_failure/injection.h"
@@ -60,6 +61,11 @@ public:
         EXPECT_EQ(fail.hit(), programs_ == nullptr);
         return programs_ != nullptr &&
                refused_when_hit(fail, [&] { return ombrel_http_server_add_cgi(server_, "/cgi", programs_); });
+    }
+    void add_guarded(ombrel_http_auth_server_t* guard) {
+        const ombrel_http_route_t asking{"GET", "/in",       0,      -1, ombrel_guard_http_exchange,
+                                         guard, answer_text, nullptr};
+        EXPECT_EQ(0, ombrel_http_server_add_route_ex(server_, &asking));
     }
     bool listens() const { return port_ > 0; }
 
@@ -124,6 +130,31 @@ OMBREL_FAILURES(HttpServer, dialogues) {
     server.talk_scarce(fail, "POST /echo HTTP/1.1\r\nHost: h\r\nContent-Length: 5\r\n\r\n12345", "12345");
     server.talk_scarce(fail, "GET /file HTTP/1.1\r\nHost: h\r\n\r\n", std::string(200'000, 'f'));
     server.talk_scarce(fail, "GET / HTTP/1.1\r\nHost: h\r\n\r\n", "file</a>");
+}
+
+// A check in steps needs memory, and is made at once without.
+OMBREL_FAILURES(HttpServer, passwords) {
+    const ombrel_secret_options_t strong{def_ombrel_secret_strong, nullptr, 3000};
+    char line[4 + def_ombrel_secret_text_size] = "ann:";
+    const int size = ombrel_make_secret(line + 4, sizeof line - 4, "ann", "pw", &strong);
+    ombrel_http_auth_server_options_t options;
+    ombrel_init_http_auth_server_options(&options);
+    options.m_schemes = def_ombrel_http_auth_basic;
+    options.m_secrets = ombrel_open_secret_text(line, 4 + static_cast<size_t>(size), nullptr, nullptr);
+    ombrel_http_auth_server_t* const guard = ombrel_open_http_auth_server(&options);
+    {
+        const scratch_directory folder;
+        scarce_server server;
+        if (server.open_scarce(fail, folder))
+            server.add_routes(fail);
+        if (server.listens()) {
+            server.add_guarded(guard);
+            server.talk_scarce(fail, "GET /in HTTP/1.1\r\nHost: h\r\nAuthorization: Basic YW5uOnB3\r\n\r\n",
+                               std::string(60'000, 'x'));
+        }
+    }
+    ombrel_close_http_auth_server(guard);
+    ombrel_close_secret_list(options.m_secrets);
 }
 
 // Windows runs no scripts by their first line.

@@ -22,7 +22,8 @@ struct auth_steps {
 int check_http_auth(ombrel_http_auth_server_t& server, const char* value, const char* method,
                     const char* target, auth_steps steps, ombrel_http_auth_result_t& result);
 
-/// ombrel_guard_http_exchange() in steps; `goes_on` tells that it is to be called again, and answered nothing.
+/// ombrel_guard_http_exchange() in steps; `goes_on` tells that it is to be called again, and answered
+/// nothing.
 int guard_in_steps(ombrel_http_exchange_t* exchange, void* server, auth_steps steps, bool& goes_on);
 
 } // namespace ombrel::protocol
