@@ -162,6 +162,13 @@ void write_integer(text_sink& sink, uint64_t value, unsigned base, uint32_t flag
     write_in_base(sink, value, base, flags_width, digits);
 }
 
+void write_decimal(text_sink& sink, uint32_t value, bool is_negative) {
+    if (is_negative)
+        sink.put('-');
+    const decimal_radix radix;
+    write_digits(sink, radix, radix.count(value), value);
+}
+
 } // namespace ombrel
 
 unsigned ombrel_xtoa_limit(char* dst, size_t room, unsigned value, unsigned base, unsigned flags_width,

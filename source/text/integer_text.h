@@ -13,4 +13,7 @@ namespace ombrel {
 void write_integer(text_sink& sink, uint32_t value, unsigned base, uint32_t flags_width, const char* digits);
 void write_integer(text_sink& sink, uint64_t value, unsigned base, uint32_t flags_width, const char* digits);
 
+/// Writes a value of base 10 without a width.
+void write_decimal(text_sink& sink, uint32_t value, bool is_negative);
+
 } // namespace ombrel

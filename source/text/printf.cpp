@@ -72,8 +72,9 @@ public:
     char* run(const char* format);
 
 private:
-    const char* copy_literal(const char* format);
+    bool convert_bare(char kind);
     conversion parse(const char*& format);
+    void parse_field(const char*& format, conversion& how);
     bool convert(char kind, const conversion& how);
     void put_signed(const conversion& how);
     void put_unsigned(const conversion& how, unsigned base, const char* digits);
@@ -88,12 +89,12 @@ private:
 
 char* formatter::run(const char* format) {
     while (!sink_.full()) {
-        format = copy_literal(format);
+        format = sink_.copy_until(format, '%', '\0');
         if (sink_.full() || *format == '\0')
             break;
         format++;
-        if (*format == '%') {
-            sink_.put(*format++);
+        if (convert_bare(*format)) {
+            format++;
             continue;
         }
         const conversion how = parse(format);
@@ -110,16 +111,38 @@ char* formatter::run(const char* format) {
     return sink_.cursor();
 }
 
-const char* formatter::copy_literal(const char* format) {
-    size_t length = 0;
-    while (format[length] != '%' && format[length] != '\0')
-        length++;
-    sink_.copy(format, length);
-    return format + length;
+/// What stands right behind "%" most often, and is quick. Returns false for all else.
+bool formatter::convert_bare(char kind) {
+    switch (kind) {
+    case '%':
+        sink_.put('%');
+        return true;
+    case 's':
+        put_string({});
+        return true;
+    case 'd': {
+        const int value = va_arg(arguments_.next, int);
+        write_decimal(sink_, static_cast<uint32_t>(magnitude(value)), value < 0);
+        return true;
+    }
+    case 'u':
+        write_decimal(sink_, static_cast<uint32_t>(va_arg(arguments_.next, unsigned)), false);
+        return true;
+    default:
+        return false;
+    }
 }
 
 conversion formatter::parse(const char*& format) {
     conversion how;
+    if (*format < 'A') // before all letters stand in ASCII the signs and digits of a field
+        parse_field(format, how);
+    for (; how.level < 2 && *format == 'l'; format++)
+        how.level++;
+    return how;
+}
+
+void formatter::parse_field(const char*& format, conversion& how) {
     const auto accept = [&format](char wanted) {
         if (*format != wanted) [[likely]]
             return false;
@@ -145,9 +168,6 @@ conversion formatter::parse(const char*& format) {
         how.sized = true;
         how.precision = parse_number(format);
     }
-    while (how.level < 2 && accept('l'))
-        how.level++;
-    return how;
 }
 
 // Returns false for a character that is no conversion.

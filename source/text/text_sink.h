@@ -31,6 +31,18 @@ public:
         memcpy(claim(count), from, count);
     }
 
+    /// Copies up to one of two characters, and gives the place of it, or of what the room ends before.
+    const char* copy_until(const char* from, char one, char other) {
+        char* const begin = cursor_;
+        char* const end = cursor_ + room_;
+        char* to = begin;
+        for (; to != end && *from != one && *from != other; from++)
+            *to++ = *from;
+        cursor_ = to;
+        room_ = static_cast<size_t>(end - to);
+        return from;
+    }
+
     /// Hands out the next `count` characters, which must not be more than room(); the caller fills them.
     char* claim(size_t count) {
         char* area = cursor_;
