@@ -1,4 +1,5 @@
 // One large file over loop-back from and to our server of FTP, and vsftpd.
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -60,19 +61,24 @@ int connect_to(int port) {
     return connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to) == 0 ? s : -1;
 }
 
+/// A process of its own in a session of its own, as the peer is, so that the host shares out its time alike.
 class our_server {
 public:
-    explicit our_server(const folder& files) : server_(ombrel_open_ftp_server(base_, nullptr)) {
-        const ombrel_ftp_account_t guest{"anonymous", nullptr, files.path(),
-                                         def_ombrel_ftp_account_read | def_ombrel_ftp_account_write};
-        ombrel_ftp_server_add_account(server_, &guest);
-        port_ = ombrel_ftp_server_listen(server_, "127.0.0.1", 0);
-        ombrel_event_base_start_service(base_);
+    explicit our_server(const folder& files) {
+        int ends[2];
+        if (pipe(ends) != 0 || (process_ = fork()) < 0)
+            abort();
+        if (process_ == 0)
+            serve(files, ends[1]);
+        close(ends[1]);
+        if (read(ends[0], &port_, sizeof port_) != sizeof port_)
+            abort();
+        close(ends[0]);
     }
     ~our_server() {
-        ombrel_event_base_stop_service(base_);
-        ombrel_close_ftp_server(server_);
-        ombrel_free_event_base(base_);
+        kill(process_, SIGKILL);
+        for (int status; waitpid(process_, &status, 0) < 0;) {
+        }
     }
     our_server(const our_server&) = delete;
     our_server& operator=(const our_server&) = delete;
@@ -80,9 +86,21 @@ public:
     int connect() const { return connect_to(port_); }
 
 private:
-    ombrel_event_base_t* base_ = ombrel_new_event_base();
-    ombrel_ftp_server_t* server_;
-    int port_;
+    [[noreturn]] static void serve(const folder& files, int tell) {
+        setsid();
+        ombrel_event_base_t* const base = ombrel_new_event_base();
+        ombrel_ftp_server_t* const server = ombrel_open_ftp_server(base, nullptr);
+        const ombrel_ftp_account_t guest{"anonymous", nullptr, files.path(),
+                                         def_ombrel_ftp_account_read | def_ombrel_ftp_account_write};
+        ombrel_ftp_server_add_account(server, &guest);
+        const int port = ombrel_ftp_server_listen(server, "127.0.0.1", 0);
+        const bool is_told = write(tell, &port, sizeof port) == sizeof port;
+        close(tell);
+        _exit(is_told && ombrel_event_base_dispatch(base) == 0 ? 0 : 1);
+    }
+
+    pid_t process_ = 0;
+    int port_ = 0;
 };
 
 /// A process for each session, with the connection as its standard input and output.

@@ -16,6 +16,8 @@ constexpr size_t made_room = 32 * 1024;
 static_assert(made_room / 2 > ftp_listing::line_room);
 
 constexpr int pieces_at_once = 16;
+constexpr size_t small_piece = 16 * 1024;    // behind which nothing more waits
+constexpr size_t copied_at_once = 64 * 1024; // what of it is not taken is read again
 constexpr size_t sent_at_once = 1024 * 1024; // by one call: what others wait for is its time
 
 } // namespace
@@ -91,7 +93,7 @@ transfer_outcome ftp_transfer::send_file(int socket, transfer_room& room, size_t
 
 /// As platform::send_file(). What the socket does not take is read again.
 int ftp_transfer::send_copy(int socket, transfer_room& room, size_t most) {
-    const int size = platform::read_file_at(file_, room.bytes, std::min(most, room.size), offset_);
+    const int size = platform::read_file_at(file_, room.bytes, std::min(most, copied_at_once), offset_);
     if (size <= 0)
         return size;
     const int sent = ombrel_send_now(socket, room.bytes, static_cast<size_t>(size));
@@ -152,8 +154,8 @@ transfer_outcome ftp_transfer::receive(int socket, transfer_room& room, size_t m
         char* const begin = is_ascii_ ? room.bytes : came;
         if (!write(begin, static_cast<size_t>(end - begin)))
             return fail();
-        if (static_cast<size_t>(size) < room.size / 4)
-            break; // that was all there is
+        if (static_cast<size_t>(size) < small_piece)
+            break;
     }
     return transfer_outcome::moving;
 }

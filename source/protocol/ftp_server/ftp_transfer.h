@@ -12,9 +12,10 @@
 
 namespace ombrel::protocol {
 
-/// Room that all transfers of a server use in turn.
+/// Room that all transfers of a server use in turn. A file comes in with a tenth less work than by quarters
+/// of it; it still fits into the processor's caches.
 struct transfer_room {
-    static constexpr size_t size = 64 * 1024;
+    static constexpr size_t size = 256 * 1024;
     char bytes[size + 1]; ///< and for a CR that came before
 };
 
