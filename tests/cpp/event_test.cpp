@@ -93,6 +93,12 @@ TEST_F(EventObjects, CallMethodsWithoutACallable) {
     ombrel_unassign_event(&one.embedded);
 }
 
+TEST_F(EventObjects, MayBeNone) {
+    const ombrel::event_ref none;
+    EXPECT_EQ(-1, none.fd());
+    EXPECT_FALSE(none.base() || none.input() || none.output());
+}
+
 TEST_F(EventObjects, RunTheirOwnLoopWithinAHandler) {
     int calls = 0;
     std::optional<ombrel::event> event;

@@ -174,6 +174,9 @@ TEST_F(Objects, CountDown) {
     using namespace std::chrono_literals;
     ombrel::timer timer(0ms);
     EXPECT_TRUE(timer.is_over());
+    EXPECT_TRUE(ombrel::timer(-1h).is_over());
+    timer.extend(-1h);
+    EXPECT_EQ(0ms, timer.left());
     timer.extend(1h);
     EXPECT_FALSE(timer.is_over());
     EXPECT_LT(0ms, timer.left());

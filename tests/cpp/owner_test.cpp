@@ -1,6 +1,7 @@
 // Owners: what they hold is closed once, by whoever holds it last.
 #include <ombrel_tuk.hpp>
 
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -109,7 +110,8 @@ TEST_F(Owners, TagTheHeapWithTheirCallers) {
 
 #if defined(__cpp_exceptions)
 TEST_F(Owners, ThrowWhereTheCallerSaysSo) {
-    EXPECT_EQ(3, ombrel::check(3));
+    const int three = 3;
+    EXPECT_EQ(three, ombrel::check(three));
     EXPECT_TRUE(ombrel::check(ombrel::buffer::open()));
     const auto thrown = [](auto&& call) {
         try {
@@ -130,6 +132,17 @@ TEST_F(Owners, ThrowWhereTheCallerSaysSo) {
                   .first,
               thrown([&] { ctx.check(ctx.open_stream("no/such/file", "r")); }).first);
     EXPECT_EQ(0, thrown([&] { ctx.check(0); }).first);
+}
+
+struct refuses_copies {
+    refuses_copies() = default;
+    refuses_copies(const refuses_copies&) { throw std::bad_alloc(); }
+    void operator()() const {}
+};
+
+TEST_F(Owners, LeaveNothingOfACallableThatThrowsWhenItIsCopied) {
+    const refuses_copies callable;
+    EXPECT_THROW(static_cast<void>(ombrel::event::open_timer({}, callable)), std::bad_alloc);
 }
 #endif
 

@@ -113,7 +113,7 @@ inline int close_buffer(ombrel_buffer_t* buffer) {
 /** @endcond */
 
 /** Owns a queue of bytes. */
-class buffer : public owner<&detail::close_buffer, buffer_ref> {
+class [[nodiscard]] buffer : public owner<&detail::close_buffer, buffer_ref> {
 public:
     using owner::owner;
     /** @brief An empty queue. @param flags for every push, `def_ombrel_buffer_flag_*` @return it; nothing
@@ -126,7 +126,7 @@ public:
  *
  * Any thread may push. The end waits for the thread, so it must not come in the callable.
  */
-class handled_buffer {
+class [[nodiscard]] handled_buffer {
 public:
     /** Holds nothing. */
     handled_buffer() noexcept = default;

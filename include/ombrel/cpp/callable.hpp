@@ -53,6 +53,10 @@ struct callable_box {
     void (*destroy)(callable_box*) noexcept;
 };
 
+inline int free_memory(void* memory) {
+    return ombrel_free_tag(memory, "ombrel::callable", 0);
+}
+
 inline int destroy_callable(callable_box* box) {
     box->destroy(box);
     return 0;
@@ -72,13 +76,14 @@ struct box_of : Head {
 template<class Head, class F>
 box_of<Head, std::decay_t<F>>* make_box(F&& callable, caller from) {
     using box = box_of<Head, std::decay_t<F>>;
-    void* memory = ombrel_alloc_tag(sizeof(box), from.function, from.line);
-    if (memory == nullptr)
+    owner<&free_memory> memory(ombrel_alloc_tag(sizeof(box), from.function, from.line));
+    if (!memory)
         return nullptr;
-    box* made = new (memory) box(std::forward<F>(callable));
+    box* made = new (memory.get()) box(std::forward<F>(callable)); // copying may throw
+    static_cast<void>(memory.release());
     made->destroy = [](callable_box* base) noexcept {
         static_cast<box*>(base)->~box();
-        ombrel_free_tag(base, "ombrel::callable", 0);
+        free_memory(base);
     };
     return made;
 }

@@ -36,6 +36,10 @@ public:
     const char* name() const noexcept { return ombrel_fault_name(code_); }
     /** Whether something failed. */
     constexpr explicit operator bool() const noexcept { return code_ != def_ombrel_fault_none; }
+    /** Whether both are one. */
+    friend constexpr bool operator==(fault left, fault right) noexcept { return left.code_ == right.code_; }
+    /** Whether they are not. */
+    friend constexpr bool operator!=(fault left, fault right) noexcept { return left.code_ != right.code_; }
     /** Whether it is the fault of that number. */
     friend constexpr bool operator==(fault left, int right) noexcept { return left.code_ == right; }
     /** Whether it is another one. */
@@ -81,8 +85,10 @@ private:
  */
 template<class T>
 std::decay_t<T> check(T&& result) {
-    if constexpr (std::is_arithmetic_v<std::decay_t<T>> && !std::is_same_v<std::decay_t<T>, bool>) {
-        if (result < T())
+    using plain = std::decay_t<T>;
+    static_assert(!std::is_same_v<plain, fault>, "a fault is true when something failed");
+    if constexpr (std::is_arithmetic_v<plain> && !std::is_same_v<plain, bool>) {
+        if (result < plain())
             throw error();
     } else if (!static_cast<bool>(result)) {
         throw error();

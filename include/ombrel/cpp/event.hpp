@@ -68,7 +68,7 @@ public:
 };
 
 /** Owns a loop. */
-class event_base : public owner<&ombrel_free_event_base, event_base_ref> {
+class [[nodiscard]] event_base : public owner<&ombrel_free_event_base, event_base_ref> {
 public:
     using owner::owner;
     /** @brief A loop. @return it; nothing when memory or descriptors run out */
@@ -93,9 +93,11 @@ public:
         return ombrel_event_set_priority(get(), priority);
     }
     /** @brief What it watches. @return the socket or signal number, -1 for none */
-    int fd() const noexcept { return get()->m_fd; }
+    int fd() const noexcept { return get() != nullptr ? get()->m_fd : -1; }
     /** @brief Its loop. @return it; may be none */
-    event_base_ref base() const noexcept { return event_base_ref(get()->m_base); }
+    event_base_ref base() const noexcept {
+        return event_base_ref(get() != nullptr ? get()->m_base : nullptr);
+    }
 
     /** @brief Has the loop receive and send for it. @param which `def_ombrel_event_buffer_*` @return 0 or -1
      */
@@ -103,9 +105,13 @@ public:
         return ombrel_event_enable_buffer(get(), which);
     }
     /** @brief What was received. @return the queue; none while it is not enabled */
-    buffer_ref input() const noexcept { return buffer_ref(get()->m_input_buffer); }
+    buffer_ref input() const noexcept {
+        return buffer_ref(get() != nullptr ? get()->m_input_buffer : nullptr);
+    }
     /** @brief What is still to be sent. @return the queue; none while it is not enabled */
-    buffer_ref output() const noexcept { return buffer_ref(get()->m_output_buffer); }
+    buffer_ref output() const noexcept {
+        return buffer_ref(get() != nullptr ? get()->m_output_buffer : nullptr);
+    }
     /** @brief Queues bytes to send. @param bytes them @return bytes queued, or -1 */
     std::ptrdiff_t send(std::string_view bytes) const noexcept {
         return bytes.empty() ? 0
@@ -198,7 +204,7 @@ void event_handler(ombrel_event_t* event, int, std::uint32_t result, void* conte
 }
 
 /** Owns an event and the callable that is its handler. */
-class event {
+class [[nodiscard]] event {
 public:
     /** Holds nothing. */
     event() noexcept = default;
@@ -258,9 +264,9 @@ private:
 /** A count-down on the monotonic clock, of timer.h. */
 class timer {
 public:
-    /** @brief Starts. @param length milliseconds from now */
+    /** @brief Starts. @param length milliseconds from now; one below 0 has run out */
     explicit timer(std::chrono::milliseconds length) noexcept {
-        ombrel_init_timer(&timer_, static_cast<std::uint64_t>(length.count()));
+        ombrel_init_timer(&timer_, count_of(length));
     }
     /** @brief Whether the time has run out. @return so */
     bool is_over() const noexcept { return ombrel_check_timer(&timer_) == 1; }
@@ -270,12 +276,14 @@ public:
         ombrel_check_timer_ex(&timer_, &left);
         return std::chrono::milliseconds(static_cast<std::chrono::milliseconds::rep>(left));
     }
-    /** @brief Makes it longer. @param length by how much */
-    void extend(std::chrono::milliseconds length) noexcept {
-        ombrel_update_timer(&timer_, static_cast<std::uint64_t>(length.count()));
-    }
+    /** @brief Makes it longer. @param length by how much; below 0 counts as 0 */
+    void extend(std::chrono::milliseconds length) noexcept { ombrel_update_timer(&timer_, count_of(length)); }
 
 private:
+    static std::uint64_t count_of(std::chrono::milliseconds length) noexcept {
+        return length.count() > 0 ? static_cast<std::uint64_t>(length.count()) : 0;
+    }
+
     ombrel_timer_t timer_;
 };
 

@@ -23,6 +23,9 @@ namespace ombrel {
 /** @cond */
 namespace detail {
 
+/// The longest limit in milliseconds, about 49 days.
+constexpr std::uint32_t longest_wait = def_ombrel_infinite - 1;
+
 /// Milliseconds as the C functions take them: rounded up, so that no wait is too short; at most all but for
 /// ever.
 template<class Rep, class Period>
@@ -31,7 +34,7 @@ std::uint32_t milliseconds_of(const std::chrono::duration<Rep, Period>& length) 
     if (length <= length.zero())
         return 0;
     if (duration<double, std::milli>(length).count() >= 4294967294.0)
-        return def_ombrel_infinite - 1;
+        return longest_wait;
     const auto cut = duration_cast<milliseconds>(length);
     return static_cast<std::uint32_t>(cut.count() + (cut < length ? 1 : 0));
 }
@@ -94,7 +97,7 @@ private:
 using lock = mutex;
 
 /** Holds a lock for its scope, under its caller's name. */
-class guard {
+class [[nodiscard]] guard {
 public:
     /** @brief Takes a lock. @param held it @param from who takes it */
     explicit guard(ombrel::mutex& held, caller from = caller::current()) noexcept : held_(held) {
@@ -134,11 +137,13 @@ public:
             wait_once(held, def_ombrel_infinite, from);
     }
     /** @brief Waits until a predicate holds or a time has passed. @param held the guard @param length the
-     * time
+     * time; one of 49 days or more does not pass
      * @param is_done the predicate @param from who waits @return whether it holds */
     template<class Guard, class Rep, class Period, class Predicate>
     bool wait_for(Guard& held, const std::chrono::duration<Rep, Period>& length, Predicate is_done,
                   caller from = caller::current()) {
+        if (detail::milliseconds_of(length) == detail::longest_wait) // the sum below could overflow
+            return wait(held, is_done, from), true;
         const auto end = std::chrono::steady_clock::now() + length;
         while (!is_done()) {
             const auto left = end - std::chrono::steady_clock::now();

@@ -98,7 +98,7 @@ struct ref_of_close<Result (*)(T*)> {
  * @tparam Ref   the reference that it is beside; without one a plain pointer_ref
  */
 template<auto Close, class Ref = typename detail::ref_of_close<decltype(Close)>::type>
-class owner : public Ref {
+class [[nodiscard]] owner : public Ref {
 public:
     using typename Ref::value_type;
 

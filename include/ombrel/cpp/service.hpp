@@ -59,7 +59,7 @@ int run_service(ombrel_service_t* service, void* context) noexcept {
 /** @endcond */
 
 /** Owns a service and its callable. Its end asks the callable to return and waits for that. */
-class service {
+class [[nodiscard]] service {
 public:
     /** Holds nothing. */
     service() noexcept = default;
