@@ -72,6 +72,14 @@ if(TARGET status_service)
     endif()
     ombrel_end_to_end(command.end_to_end command/ombrel_tuk_test.py
         ${ombrel_tuk_command_starter} ${plugin_and_server} ${parts})
+    if(CMAKE_CROSSCOMPILING_EMULATOR)
+        ombrel_skipped_test(command.every_command_end_to_end "an emulated program goes by the name of its script")
+    else()
+        ombrel_end_to_end(command.every_command_end_to_end command/every_command_test.py
+            $<TARGET_FILE:ombrel_tuk_command> $<TARGET_FILE:ombrel_digest> $<TARGET_FILE:ombrel_codec>
+            $<TARGET_FILE:ombrel_gallery> $<TARGET_FILE:status_service>
+            NOT_ON_WINDOWS "its pipes and signals are those of POSIX")
+    endif()
     ombrel_end_to_end(command.processes_end_to_end command/process_commands_test.py ${ombrel_tuk_command_starter}
         NOT_ON_WINDOWS "its commands are those of a shell of POSIX")
     set(parts_of_download)

@@ -17,8 +17,8 @@
  * an installed handler receives them. A command that cannot write its output says so, with the reason, and
  * gives #def_ombrel_multicall_exit_failed. A closed pipe is no news to anybody: commands end by its signal as
  * other programs do, save those that serve or watch over others, and end silently where the program ignores
- * it. The commands "get" and "download" end programs that they have started by "pipe:" when a signal ends
- * them, unless the program has a handler of its own for that.
+ * it. The command "get" ends programs that it has started by "pipe:" when a signal ends it, unless the
+ * program has a handler of its own for that.
  *
  * Threads: any, for all functions here. Two commands that use the standard streams at the same time mix their
  * bytes.

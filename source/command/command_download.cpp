@@ -11,7 +11,6 @@
 #include "command/command_table.h"
 #include "core/deadline.h"
 #include "core/heap_ptr.h"
-#include "system/process/ending_groups.h"
 
 namespace ombrel::command {
 
@@ -164,7 +163,6 @@ const char* place_of(const ombrel_download_result_t& result, const ombrel_downlo
 }
 
 int run(const download_choice& choice, const char* uri, const char* path) {
-    const system::ends_groups_by_signals interrupted; // programs of "pipe:" have groups of their own
     const heap_ptr<const char*> mirrors = mirrors_of(choice.mirrors);
     ombrel_download_options_t how = options_of(choice);
     bool is_shown = false;
