@@ -9,6 +9,11 @@ FILE_TITLE = re.compile(r'<div class="title">(?:ombrel/)?(?:cpp/)?(\w+\.h(?:pp)?
 TITLE = re.compile(r'<div class="title">(.*?)(<div class="ingroups">.*?</div>)?</div>', re.S)
 
 
+def breakable(title):
+    """Long names may go on in the next line where a word of theirs ends."""
+    return title.replace("_", "_<wbr/>").replace("::", "::<wbr/>")
+
+
 def titled(text):
     """The page of a header is named by its module and by the header; a title is the first heading."""
     found = FILE_TITLE.search(text)
@@ -16,12 +21,12 @@ def titled(text):
         name = f"{found[3]}: {found[1]}" if found[3] else found[1]
         text = re.sub(r"<title>.*? - ", lambda _: f"<title>{name} - ", text, count=1)
         text = text.replace(found[0], f'<div class="title">{name}{found[2] or ""}</div>')
-    return TITLE.sub(r'<h1 class="title">\1</h1>\2', text, count=1)
+    return TITLE.sub(lambda found: f'<h1 class="title">{breakable(found[1])}</h1>{found[2] or ""}', text, count=1)
 
 
 def ordered(text):
     """Members stand below the heading of their kind."""
-    text = re.sub(r'<h2 class="memtitle">(.*?)</h2>', r'<h3 class="memtitle">\1</h3>', text)
+    text = text.replace('<h2 class="memtitle">', '<h2 class="memtitle" aria-level="3">')
     return re.sub(r'<div class="groupHeader">(.*?)</div>', r'<h3 class="groupHeader">\1</h3>', text)
 
 

@@ -44,7 +44,7 @@ def anchor(heading):
 
 def without_commands(text):
     """Running text in which Doxygen finds no commands of its own."""
-    return re.sub(r"[@#](?=\w)|%(?=[\w.-])|\\", r"\\\g<0>", text)
+    return re.sub(r"[@#](?=\w)|%(?=[\w.-])|\\|--+", r"\\\g<0>", text)
 
 
 def code_span(code):
@@ -146,6 +146,7 @@ class Page:
     def heading(self, line):
         marks, text = HEADING.match(line).groups()
         name = f"{self.name}_{anchor(text)}" if marks != "#" else self.name if self.name != "index" else "mainpage"
+        text = re.sub(r"^(\d+)[.] ", r"\1.&nbsp;", text)  # is no item of a list
         return f"{marks} {text.replace('`', '')} {{#{name}}}"
 
     def running(self, lines):
@@ -199,10 +200,11 @@ class Groups:
 
 
 def examples():
-    """A page for each program of examples/: its first comment, and the program."""
+    """A page for each program of examples/: what its first comment begins with, and the program."""
     for file in sorted([*(TOP / "examples").rglob("*.c"), *(TOP / "examples").rglob("*.cpp")]):
         comment = re.match(r"(?:/\*+(.*?)\*/|((?://.*\n)+))", file.read_text(), re.S)
         about = re.sub(r"^\s*(\*|//) ?", "", comment[1] or comment[2], flags=re.M).strip() if comment else ""
+        about = about.partition("\n\n")[0].replace("\n", " ")
         yield f"/** @example {file.relative_to(TOP / 'examples')}\n * {html.escape(without_commands(about), quote=False)}\n */\n"
 
 
