@@ -77,36 +77,48 @@ constexpr candidate<blend_kernel> blend_list[] = {
 constexpr candidate<gather_kernel> gather32_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, gather32_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, gather32_neon},
 #endif
     {"plain", 0, gather32_plain},
 };
 constexpr candidate<reverse_kernel> reverse32_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, reverse32_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, reverse32_neon},
 #endif
     {"plain", 0, reverse32_plain},
 };
 constexpr candidate<turn_kernel> turn32_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, turn32_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, turn32_neon},
 #endif
     {"plain", 0, turn32_plain},
 };
 constexpr candidate<mix_columns_kernel> mix_columns_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, mix_columns_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, mix_columns_neon},
 #endif
     {"plain", 0, mix_columns_plain},
 };
 constexpr candidate<mix_rows_kernel> mix_rows_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, mix_rows_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, mix_rows_neon},
 #endif
     {"plain", 0, mix_rows_plain},
 };
 constexpr candidate<weigh_rows_kernel> weigh_rows_list[] = {
 #if defined(OMBREL_X86_GRAPHICS)
     {"avx2", x86_avx2, weigh_rows_avx2},
+#elif defined(OMBREL_NEON_GRAPHICS)
+    {"neon", 0, weigh_rows_neon},
 #endif
     {"plain", 0, weigh_rows_plain},
 };

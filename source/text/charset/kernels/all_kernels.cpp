@@ -41,6 +41,8 @@ constexpr candidate<count_kernel> count_list[] = {
 constexpr candidate<unpack_kernel> unpack_list[] = {
 #if defined(__x86_64__) || defined(__i386__)
     {"ssse3", x86_ssse3, unpack_utf8_ssse3},
+#elif defined(OMBREL_NEON_UTF8_CODES)
+    {"neon", 0, unpack_utf8_neon},
 #endif
     {"plain", 0, unpack_utf8_plain},
 };
@@ -49,6 +51,8 @@ constexpr candidate<pack_kernel> pack_list[] = {
     {"avx512", x86_avx512 | x86_vbmi2, pack_utf8_avx512},
     {"avx2", x86_avx2, pack_utf8_avx2},
     {"ssse3", x86_ssse3, pack_utf8_ssse3},
+#elif defined(OMBREL_NEON_UTF8_CODES)
+    {"neon", 0, pack_utf8_neon},
 #endif
     {"plain", 0, pack_utf8_plain},
 };

@@ -17,7 +17,16 @@ utf8_progress unpack_utf8_ssse3(uint32_t* codes, size_t room, const char* text, 
 utf8_progress pack_utf8_ssse3(char* text, size_t room, const uint32_t* codes, size_t count);
 utf8_progress pack_utf8_avx2(char* text, size_t room, const uint32_t* codes, size_t count);
 utf8_progress pack_utf8_avx512(char* text, size_t room, const uint32_t* codes, size_t count);
+#elif defined(__aarch64__) && defined(__AARCH64EL__) && defined(__ARM_NEON)
+#define OMBREL_NEON_UTF8_CODES 1
+utf8_progress unpack_utf8_neon(uint32_t* codes, size_t room, const char* text, size_t size);
+utf8_progress pack_utf8_neon(char* text, size_t room, const uint32_t* codes, size_t count);
 #endif
+
+/// Which of 64 bytes are above 0x7F, and which begin no character.
+struct block_bits {
+    uint64_t high, continuing;
+};
 
 using byte_shuffle = std::array<uint8_t, 16>;
 inline constexpr uint8_t no_byte = 0x80; ///< a shuffle makes it 0
