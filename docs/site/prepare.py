@@ -44,7 +44,7 @@ def anchor(heading):
 
 def without_commands(text):
     """Running text in which Doxygen finds no commands of its own."""
-    return re.sub(r"[@#](?=\w)|%(?=[\w.-])|\\|--+", r"\\\g<0>", text)
+    return re.sub(r"[@#](?=\w)|%(?=[\w.-])|\\|(?<![-|:])--(?=\w)", r"\\\g<0>", text)
 
 
 def code_span(code):
