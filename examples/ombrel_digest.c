@@ -5,8 +5,10 @@
 #include <ombrel/multicall.h>
 
 #include "binary_streams.h"
+#include "whole_arguments.h"
 
 int main(int argc, char** argv) {
     make_streams_binary();
-    return ombrel_execute_multicall_command(ombrel_find_multicall_command("digest"), argc, argv);
+    return ombrel_execute_multicall_command(ombrel_find_multicall_command("digest"), argc,
+                                            whole_arguments(argv));
 }

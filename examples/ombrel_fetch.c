@@ -7,6 +7,8 @@
 
 #include <ombrel_tuk.h>
 
+#include "whole_arguments.h"
+
 static struct {
     int copies, connections, of_host, seconds, takes_basic;
     const char *method, *body, *user, *password, *proxy;
@@ -136,7 +138,7 @@ static const ombrel_argument_table_t table = {
 
 int main(int argc, char** argv) {
     ombrel_arguments_t arguments;
-    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+    if (ombrel_take_arguments(&table, argc, whole_arguments(argv), NULL, &arguments) != 0)
         return arguments.m_exit_code;
     base = ombrel_new_event_base();
     if (base == NULL)

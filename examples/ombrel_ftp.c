@@ -14,6 +14,7 @@
 #include <ombrel_tuk.h>
 
 #include "shown_name.h"
+#include "whole_arguments.h"
 
 enum { exit_good = 0, exit_bad = 1, exit_usage = 2 };
 /* A server may tell of directories without end. */
@@ -191,7 +192,7 @@ int main(int argc, char** argv) {
                                                   .m_summary = "Moves files from and to FTP servers.",
                                                   .m_options = words};
     ombrel_arguments_t arguments;
-    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+    if (ombrel_take_arguments(&table, argc, whole_arguments(argv), NULL, &arguments) != 0)
         return arguments.m_exit_code;
     const int count = arguments.m_operand_count;
     char** const operands = arguments.m_operands;

@@ -7,6 +7,8 @@
 
 #include <ombrel_tuk.h>
 
+#include "whole_arguments.h"
+
 enum { own_map = def_ombrel_fbmap_own_map, margin = 12, line = 16 };
 
 static const uint32_t rgb565 = def_ombrel_color_interface_rgb565;
@@ -353,8 +355,9 @@ static ombrel_bitmap_t* new_badge(void) {
     must(badge != NULL ? 0 : -1);
     for (int y = 0; y < badge_size; y++)
         for (int x = 0; x < badge_size; x++) {
-            const int dx = 2 * x + 1 - badge_size, dy = 2 * y + 1 - badge_size, far = dx * dx + dy * dy;
-            const int inside = far<badge_size * badge_size, ring = far> badge_size * badge_size * 3 / 5;
+            const int dx = 2 * x + 1 - badge_size, dy = 2 * y + 1 - badge_size, distance = dx * dx + dy * dy;
+            const int inside = distance < badge_size * badge_size;
+            const int ring = distance > badge_size * badge_size * 3 / 5;
             const uint32_t rgb = ring ? 0x0B7A75 : (x / 4 + y / 4) % 2 != 0 ? 0xF4D35E : 0xEE964B;
             must(ombrel_bitmap_set_pixel(
                 badge, x, y, inside ? (uint32_t)(255 - 110 * y / badge_size) << 24 | rgb : 0x00FF00));
@@ -495,7 +498,7 @@ int main(int argc, char** argv) {
         {"color_bars", color_bars}, {"ruler", ruler},           {"color_interfaces", color_interfaces},
         {"windows", windows},       {"bitmaps", bitmaps}};
     ombrel_arguments_t arguments;
-    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+    if (ombrel_take_arguments(&table, argc, whole_arguments(argv), NULL, &arguments) != 0)
         return arguments.m_exit_code;
     for (size_t i = 0; i < sizeof pictures / sizeof *pictures; i++)
         if (store(arguments.m_operands[0], pictures[i].name, pictures[i].draw()) != 0)

@@ -11,6 +11,7 @@
 
 #include "binary_streams.h"
 #include "standard_stream.h"
+#include "whole_arguments.h"
 
 static const ombrel_argument_option_t options[] = {
     {.m_name = "help", .m_kind = def_ombrel_argument_help, .m_help = "show this"},
@@ -45,7 +46,7 @@ int main(int argc, char** argv) {
     make_streams_binary();
     if (ombrel_register_multicall_command(&count_command) != 0)
         return def_ombrel_multicall_exit_failed;
-    result = ombrel_execute_multicall(argc, argv);
+    result = ombrel_execute_multicall(argc, whole_arguments(argv));
     ombrel_unregister_multicall_command(&count_command);
     return result;
 }

@@ -14,6 +14,8 @@
 
 #include <ombrel_tuk.h>
 
+#include "whole_arguments.h"
+
 #if defined(_WIN32)
 #define USUAL_TYPE "application/tuk_windows_dib"
 #else
@@ -205,7 +207,7 @@ static int open_display(show_t* show, int argc, char** argv) {
 
 int main(int argc, char** argv) {
     static show_t show;
-    const int is_open = open_display(&show, argc, argv) == 0 && compose(&show) == 0;
+    const int is_open = open_display(&show, argc, whole_arguments(argv)) == 0 && compose(&show) == 0;
     if (is_open)
         run(&show);
     else

@@ -20,6 +20,7 @@
 #include "status_lookup.h"
 #include "status_report.h"
 #include "status_screen.h"
+#include "whole_arguments.h"
 
 enum { default_port = 8080, slow_limit_msec = 60000 };
 
@@ -372,7 +373,7 @@ static const ombrel_argument_option_t port_operand = {.m_kind = def_ombrel_argum
 int main(int argc, char** argv) {
     static service_t service;
     ombrel_arguments_t arguments;
-    if (ombrel_take_arguments(&table, argc, argv, NULL, &arguments) != 0)
+    if (ombrel_take_arguments(&table, argc, whole_arguments(argv), NULL, &arguments) != 0)
         return arguments.m_exit_code;
     if (arguments.m_operand_count > 0)
         choice.address = arguments.m_operands[0];
