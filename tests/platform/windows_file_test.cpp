@@ -10,7 +10,12 @@
 #include "platform/process_support.h"
 #include "platform/seam_support.h"
 #include "platform/windows/descriptor.h"
+#include "platform/windows/path_handle.h"
+#include "platform/windows/reparse_text.h"
+#include "support/replaced_import.h"
 #include "support/scratch_directory.h"
+
+#include <winioctl.h> // leans on those of the system above
 
 using namespace ombrel_test;
 using platform::file_access;
@@ -141,6 +146,82 @@ TEST_F(WindowsFiles, ReservedNamesAreDevices) {
 TEST_F(WindowsFiles, NamesThatAreNoUtf8AreInvalid) {
     EXPECT_EQ(-1, open(folder_ / "\xFF\xFE"));
     EXPECT_EQ(fault_code::invalid, last_code());
+}
+
+/// A link as the file system keeps it.
+struct played_link {
+    uint32_t tag;
+    uint16_t size, unused, target_offset, target_size, shown_offset, shown_size;
+    wchar_t texts[24];
+} link_record;
+DWORD link_size;
+
+BOOL WINAPI tell_link(HANDLE, DWORD code, void*, DWORD, void* record, DWORD room, DWORD* size, OVERLAPPED*) {
+    EXPECT_TRUE(code == FSCTL_GET_REPARSE_POINT && room >= link_size);
+    memcpy(record, &link_record, link_size);
+    *size = link_size;
+    return link_size != 0;
+}
+
+// As not every host that plays Windows keeps any.
+TEST(WindowsLinks, JunctionsAndLinksSayWhereTheyLead) {
+    const replaced_import read("kernel32.dll", "DeviceIoControl", tell_link);
+    constexpr uint32_t junction = IO_REPARSE_TAG_MOUNT_POINT, symbolic = IO_REPARSE_TAG_SYMLINK;
+    constexpr uint16_t all = sizeof link_record;
+    const struct {
+        played_link record;
+        uint16_t size;
+        const char* text; ///< null for none
+    } table[] = {
+        {{junction, 0, 0, 0, 18, 18, 10,
+          LR"(\??\C:\ab)"
+          L"C:\\ab"},
+         all,
+         R"(C:\ab)"},
+        {{junction, 0, 0, 0, 18, 18, 0, LR"(\??\C:\ab)"}, all, R"(C:\ab)"},
+        {{junction, 0, 0, 0, 8, 0, 0, LR"(\??\C:\ab)"}, all, ""},
+        {{symbolic, 0, 0, 0, 6, 6, 4, L"\0\1a\\bc\u00e4"}, all, "c\xc3\xa4"},
+        {{symbolic, 0, 0, 0, 0, 0, 0, L""}, all, ""},
+        {{junction, 0, 0, 0, 18, 18, 10,
+          LR"(\??\C:\ab)"
+          L"C:\\ab"},
+         16 + 27,
+         nullptr},
+        {{symbolic, 0, 0, 0, 0, 0, 49, L""}, all, nullptr},
+        {{junction, 0, 0, 0, 0, 0xFFFF, 0xFFFF, L""}, all, nullptr},
+        {{IO_REPARSE_TAG_DEDUP, 0, 0, 0, 4, 0, 0, L"ab"}, all, nullptr},
+        {{junction, 0, 0, 0, 0, 0, 0, L""}, 15, nullptr},
+        {{}, 0, nullptr},
+    };
+    for (const auto& one : table) {
+        link_record = one.record;
+        link_size = one.size;
+        errno = 0;
+        EXPECT_STREQ(one.text, platform::reparse_text(nullptr).get()) << &one - table;
+        EXPECT_EQ(one.text == nullptr, last_code() == fault_code::invalid) << &one - table;
+    }
+}
+
+// What is synchronised with elsewhere, compressed or started by another name is what it seems to be.
+TEST(WindowsLinks, AreNamesThatLeadElsewhere) {
+    const struct {
+        DWORD attributes, tag;
+        bool is_link;
+    } table[] = {
+        {FILE_ATTRIBUTE_DIRECTORY, 0, false},
+        {FILE_ATTRIBUTE_NORMAL, IO_REPARSE_TAG_SYMLINK,
+         false}, // no reparse point: another's word stands there
+        {FILE_ATTRIBUTE_REPARSE_POINT, IO_REPARSE_TAG_SYMLINK, true},
+        {FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY, IO_REPARSE_TAG_MOUNT_POINT, true},
+        {FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY, 0xA000001D,
+         true},                                                             // of the system for Linux
+        {FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY, 0, true}, // wine's
+        {FILE_ATTRIBUTE_REPARSE_POINT, IO_REPARSE_TAG_DEDUP, false},
+        {FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY, 0x9000101A, false}, // in a cloud
+        {FILE_ATTRIBUTE_REPARSE_POINT, 0x8000001B, false},                            // starts a program
+    };
+    for (const auto& one : table)
+        EXPECT_EQ(one.is_link, platform::leads_elsewhere(one.attributes, one.tag)) << &one - table;
 }
 
 TEST(WindowsProcess, InheritsItsStreamsAlone) {

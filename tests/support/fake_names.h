@@ -76,18 +76,16 @@ inline bool is_to_fail() {
 
 namespace ombrel_test {
 
+inline int WSAAPI fake_look_up(PCWSTR host, PCWSTR service, const ADDRINFOW* hints, ADDRINFOW** answers);
+
+inline const replaced_import names_are_faked("ws2_32.dll", "GetAddrInfoW", fake_look_up);
+
 inline int WSAAPI fake_look_up(PCWSTR host, PCWSTR service, const ADDRINFOW* hints, ADDRINFOW** answers) {
-    static const auto real = reinterpret_cast<decltype(&GetAddrInfoW)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ws2_32.dll"), "GetAddrInfoW")));
+    const auto real = names_are_faked.own<decltype(GetAddrInfoW)>();
     if (!is_faked(host))
         return real(host, service, hints, answers);
     return is_to_fail() ? WSAHOST_NOT_FOUND : real(L"127.0.0.1", service, hints, answers);
 }
-
-inline const int names_are_faked =
-    (replace_import("ws2_32.dll", "GetAddrInfoW",
-                    reinterpret_cast<FARPROC>(reinterpret_cast<void*>(fake_look_up))),
-     0);
 
 } // namespace ombrel_test
 

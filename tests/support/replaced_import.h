@@ -7,6 +7,8 @@
 
 #include <psapi.h>
 
+#include "support/no_copy.h"
+
 namespace ombrel_test {
 
 template<typename Record>
@@ -33,10 +35,9 @@ inline void replace_import_of(HMODULE module, FARPROC from, FARPROC to) {
 }
 
 /// In the program and in the library that it links, but not in those of the system.
-inline void replace_import(const char* library, const char* name, FARPROC to) {
+inline void replace_imports(FARPROC from, FARPROC to) {
     HMODULE modules[256];
     DWORD size = 0;
-    FARPROC const from = GetProcAddress(LoadLibraryA(library), name);
     K32EnumProcessModules(GetCurrentProcess(), modules, sizeof modules, &size);
     for (size_t i = 0; i < size / sizeof(HMODULE); i++) {
         char path[MAX_PATH] = "";
@@ -45,5 +46,26 @@ inline void replace_import(const char* library, const char* name, FARPROC to) {
             replace_import_of(modules[i], from, to);
     }
 }
+
+/// One function of the system's, replaced in a scope.
+class replaced_import : no_copy {
+public:
+    template<typename Function>
+    replaced_import(const char* library, const char* name, Function* to)
+        : from_(GetProcAddress(LoadLibraryA(library), name)),
+          to_(reinterpret_cast<FARPROC>(reinterpret_cast<void*>(to))) {
+        replace_imports(from_, to_);
+    }
+    ~replaced_import() { replace_imports(to_, from_); }
+
+    /// The system's own.
+    template<typename Function>
+    Function* own() const {
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(from_));
+    }
+
+private:
+    FARPROC from_, to_;
+};
 
 } // namespace ombrel_test

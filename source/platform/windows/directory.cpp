@@ -105,9 +105,8 @@ int read_block(open_directory& directory) {
 }
 
 int kind_of(const FILE_ID_BOTH_DIR_INFO& entry) {
-    // Where the system has the tag of a reparse point.
-    const bool is_reparsed = (entry.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-    if (is_reparsed && (entry.EaSize == IO_REPARSE_TAG_SYMLINK || entry.EaSize == IO_REPARSE_TAG_MOUNT_POINT))
+    const DWORD tag = entry.EaSize; // where the system has it
+    if (leads_elsewhere(entry.FileAttributes, tag))
         return def_ombrel_file_kind_link;
     return (entry.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? def_ombrel_file_kind_directory
                                                                   : def_ombrel_file_kind_regular;

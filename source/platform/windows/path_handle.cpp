@@ -70,11 +70,16 @@ path_handle::~path_handle() {
         CloseHandle(handle_);
 }
 
+bool leads_elsewhere(DWORD attributes, DWORD tag) {
+    constexpr DWORD stands_for_another_name = 0x20000000;
+    return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+           (tag == 0 || (tag & stands_for_another_name) != 0);
+}
+
 bool is_link(HANDLE handle) {
     FILE_ATTRIBUTE_TAG_INFO tag{};
     return GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &tag, sizeof tag) &&
-           (tag.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-           (tag.ReparseTag == IO_REPARSE_TAG_SYMLINK || tag.ReparseTag == IO_REPARSE_TAG_MOUNT_POINT);
+           leads_elsewhere(tag.FileAttributes, tag.ReparseTag);
 }
 
 } // namespace ombrel::platform

@@ -28,7 +28,11 @@ private:
     HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 
-/// Whether the attributes are those of a symbolic link or a junction.
+/// Whether the attributes, with the tag of a reparse point, are those of a name that leads elsewhere: a
+/// symbolic link, a junction, or what another subsystem has for one. A host that plays Windows tells no tag.
+bool leads_elsewhere(DWORD attributes, DWORD tag);
+
+/// The same for what was opened itself.
 bool is_link(HANDLE handle);
 
 /// Attributes of a path itself; a link's are those of a link. INVALID_FILE_ATTRIBUTES with the last error.

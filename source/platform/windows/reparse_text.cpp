@@ -1,12 +1,14 @@
 #include "platform/windows/reparse_text.h"
 
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include <winioctl.h>
+
 #include "platform/fault.h"
 #include "platform/host_block.h"
 #include "platform/windows/wide_text.h"
-#include <cstdint>
-#include <cstring>
-
-#include <winioctl.h>
 
 namespace ombrel::platform {
 
@@ -24,6 +26,14 @@ struct reparse_head {
 /// The texts of a symbolic link stand behind one more word.
 size_t texts_offset(uint32_t tag) {
     return sizeof(reparse_head) + (tag == IO_REPARSE_TAG_SYMLINK ? sizeof(uint32_t) : 0);
+}
+
+/// Without what leads it past the system's rules for names.
+std::wstring_view as_users_write(std::wstring_view target) {
+    constexpr std::wstring_view way = LR"(\??\)";
+    if (target.starts_with(way))
+        target.remove_prefix(way.size());
+    return target;
 }
 
 host_text refuse(fault_code why) {
@@ -54,7 +64,8 @@ host_text reparse_text(HANDLE link) {
     if (!units)
         return host_text(nullptr);
     memcpy(units.get(), record.get() + start, bytes / sizeof(wchar_t) * sizeof(wchar_t));
-    const narrow_text text(units.get(), bytes / sizeof(wchar_t));
+    const std::wstring_view target = as_users_write({units.get(), bytes / sizeof(wchar_t)});
+    const narrow_text text(target.data(), target.size());
     return host_text(text ? strdup(text.get()) : nullptr);
 }
 
