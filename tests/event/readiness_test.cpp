@@ -7,6 +7,7 @@
 
 #include "event/event_fixture.h"
 #include "network/loopback.h"
+#include "support/no_afd.h"
 #include "support/temporary_path.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -18,6 +19,7 @@
 #include "platform/terminal.h"
 #include "plugin/search_list.h"
 #include "support/pages.h"
+#include "support/replaced_import.h"
 
 using namespace ombrel_test;
 
@@ -163,6 +165,64 @@ TEST(WindowsSignal, EventsOfTheConsoleAndFaultsAreSignals) {
     }
     if (!left_out.empty())
         GTEST_SKIP() << "the system does not raise these events:" << left_out;
+}
+
+PHANDLER_ROUTINE played_handler;
+
+BOOL WINAPI note_handler(PHANDLER_ROUTINE handler, BOOL is_added) {
+    played_handler = is_added ? handler : nullptr;
+    return TRUE;
+}
+
+constexpr DWORD slept_for_ever = 42;
+
+void WINAPI end_sleep(DWORD milliseconds) {
+    ExitThread(milliseconds == INFINITE ? slept_for_ever : 0);
+}
+
+DWORD WINAPI play_event(void* event) {
+    return static_cast<DWORD>(played_handler(*static_cast<const DWORD*>(event)));
+}
+
+/// What the system is told: that the program goes on, that its end is nobody's matter here, or nothing at
+/// all.
+TEST(WindowsSignal, EventsOfTheConsoleGoToWhoCatchesThem) {
+    const replaced_import handler("kernel32.dll", "SetConsoleCtrlHandler", note_handler);
+    const replaced_import sleep("kernelbase.dll", "Sleep", end_sleep);
+    const struct {
+        DWORD event;
+        std::set<int> caught;
+        std::string told;
+        DWORD answer;
+    } table[] = {
+        {CTRL_C_EVENT, {SIGINT, SIGTERM}, "SIGINT", TRUE},
+        {CTRL_C_EVENT, {SIGTERM}, "", FALSE},
+        {CTRL_BREAK_EVENT, {SIGINT, SIGBREAK, SIGTERM}, "SIGBREAK", TRUE},
+        {CTRL_BREAK_EVENT, {SIGINT, SIGTERM}, "SIGTERM", TRUE},
+        {CTRL_BREAK_EVENT, {SIGINT}, "", FALSE},
+        {CTRL_CLOSE_EVENT, {SIGTERM}, "SIGTERM", slept_for_ever},
+        {CTRL_CLOSE_EVENT, {SIGINT}, "", FALSE},
+        {CTRL_SHUTDOWN_EVENT, {SIGBREAK, SIGTERM}, "SIGTERM", slept_for_ever},
+        {CTRL_LOGOFF_EVENT, {SIGINT}, "", FALSE},
+        {99, {SIGINT, SIGBREAK, SIGTERM}, "", FALSE},
+    };
+    static std::string told;
+    for (const auto& one : table) {
+        told.clear();
+        for (const int number : one.caught)
+            platform::catch_signal(number, [](int caught, bool) { told += platform::signal_name(caught); });
+        ASSERT_NE(nullptr, played_handler);
+        DWORD event = one.event, answer = 0;
+        HANDLE const thread = CreateThread(nullptr, 0, play_event, &event, 0, nullptr);
+        WaitForSingleObject(thread, INFINITE);
+        GetExitCodeThread(thread, &answer);
+        CloseHandle(thread);
+        EXPECT_EQ(one.told, told) << one.event;
+        EXPECT_EQ(one.answer, answer) << one.event;
+        for (const int number : one.caught)
+            platform::restore_signal(number);
+        EXPECT_EQ(nullptr, played_handler);
+    }
 }
 
 TEST(WindowsSignal, OthersThanTheCLibrarysAreNone) {

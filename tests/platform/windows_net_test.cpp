@@ -12,6 +12,7 @@
 #include "platform/seam_support.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
+#include "support/no_afd.h"
 
 using namespace ombrel_test;
 using platform::descriptor_kind;

@@ -4,6 +4,11 @@
 #include <cstdio>
 #include <string>
 
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 #include "support/http_trace.h"
 
 namespace {
@@ -22,6 +27,10 @@ void print_line(const std::string& trace) {
 } // namespace
 
 int main() {
+#if defined(_WIN32)
+    _setmode(0, _O_BINARY);
+    _setmode(1, _O_BINARY);
+#endif
     int role;
     size_t size;
     while (scanf("%d %zu", &role, &size) == 2 && getchar() == '\n') {
