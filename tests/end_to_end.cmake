@@ -50,6 +50,9 @@ function(ombrel_end_to_end name script)
     endif()
     add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${script} ${its_UNPARSED_ARGUMENTS})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${its_TIMEOUT})
+    if(WIN32)
+        set_tests_properties(${name} PROPERTIES ENVIRONMENT OMBREL_TEST_WINDOWS=1)
+    endif()
 endfunction()
 
 if(TARGET status_service)
@@ -84,7 +87,6 @@ if(TARGET status_service)
         NOT_ON_WINDOWS "its commands are those of a shell of POSIX")
     set(parts_of_download)
     set(parts_of_wol)
-    set(parts_of_tftpd)
     set(parts_of_ssdp)
     if(CMAKE_CROSSCOMPILING_EMULATOR)
         set(parts_of_ssdp SsdpTest.test_wrong_calls) # the rest chooses interfaces for multicast, and ends by a signal
@@ -94,9 +96,8 @@ if(TARGET status_service)
             list(APPEND parts_of_download DownloadTest.test_${part}) # the rest has files of POSIX
         endforeach()
         set(parts_of_wol WolTest.test_spellings_and_passwords) # the rest names interfaces of the host
-        set(parts_of_tftpd TftpdTest.test_wrong_calls) # the rest ends by a signal
     endif()
-    foreach(name download iconv ini nmea ssdp tftpd wol xml)
+    foreach(name download ftpd httpd iconv ini nmea ssdp tftpd wol xml)
         ombrel_end_to_end(command.${name}_end_to_end command/${name}_test.py
             ${ombrel_tuk_command_starter} ${parts_of_${name}})
     endforeach()
@@ -106,14 +107,9 @@ if(TARGET status_service)
         ombrel_end_to_end(command.ip_end_to_end command/ip_test.py ${ombrel_tuk_command_starter})
         set_tests_properties(command.ip_end_to_end PROPERTIES SKIP_REGULAR_EXPRESSION "^skipped:")
     endif()
-    foreach(name ftpd httpd)
-        ombrel_end_to_end(command.${name}_end_to_end command/${name}_test.py ${ombrel_tuk_command_starter}
-            NOT_ON_WINDOWS "its server ends by a signal")
-    endforeach()
     ombrel_end_to_end(protocol.cgi_end_to_end protocol/cgi_program_test.py ${ombrel_cgi_starter}
         NOT_ON_WINDOWS "its web servers are those of POSIX")
-    ombrel_end_to_end(command.secret_end_to_end command/secret_command_test.py ${ombrel_tuk_command_starter}
-        NOT_ON_WINDOWS "types at a terminal of POSIX")
+    ombrel_end_to_end(command.secret_end_to_end command/secret_command_test.py ${ombrel_tuk_command_starter})
     add_test(NAME graphics.gallery_end_to_end COMMAND ${Python3_EXECUTABLE}
         ${CMAKE_CURRENT_SOURCE_DIR}/graphics/ombrel_gallery_test.py ${ombrel_gallery_starter} "" Gallery)
     set_tests_properties(graphics.gallery_end_to_end PROPERTIES TIMEOUT 300)
@@ -128,8 +124,7 @@ if(TARGET status_service)
     ombrel_end_to_end(service.pages_end_to_end service/status_pages_test.py ${status_service_starter}
         NOT_ON_WINDOWS "the emulator's service is ended by a signal")
     ombrel_end_to_end(service.fetch_peers service/fetch_peers_test.py
-        ${ombrel_fetch_starter} ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin
-        NOT_ON_WINDOWS "its servers are programs of POSIX")
+        ${ombrel_fetch_starter} ${PROJECT_SOURCE_DIR}/build/servers/usr/sbin)
 endif()
 
 if(OMBREL_GUIDE_PROGRAMS)

@@ -18,8 +18,11 @@ import threading
 import unittest
 
 TOOL = ""
+WINDOWS = "OMBREL_TEST_WINDOWS" in os.environ
+ENDS = [signal.SIGINT] if WINDOWS else [signal.SIGTERM, signal.SIGINT]
 CURL, LFTP = shutil.which("curl"), shutil.which("lftp")
-CROWD = 500
+CROWD = 100 if WINDOWS else 500  # an emulator carries fewer
+SPECIAL = "\u00fc q" if WINDOWS else "\u00fc \"q\""  # where no name has quotes
 
 
 def has_ipv6():
@@ -62,7 +65,7 @@ class FtpdTest(unittest.TestCase):
         self.port = int(self.url.rsplit(":", 1)[1])
         return process
 
-    def end(self, process, number=signal.SIGTERM):
+    def end(self, process, number=ENDS[0]):
         """Its exit code and what else it printed."""
         if process.poll() is None:
             process.send_signal(number)
@@ -91,7 +94,7 @@ class FtpdTest(unittest.TestCase):
         self.assertEqual([b"220"] * 64 + [b"421"], answers)
 
     def test_tells_what_happens_and_ends_on_signals(self):
-        for number in (signal.SIGTERM, signal.SIGINT):
+        for number in ENDS:
             process = self.start()
             process.send_signal(signal.SIGSTOP)
             process.send_signal(signal.SIGCONT)
@@ -105,6 +108,7 @@ class FtpdTest(unittest.TestCase):
                             r"\S+ ann refused RETR /no\\xC2\\x9B\[2Jne: 550 .*", r"\S+ ann left, 10 bytes in \d+ ms: Good bye\."):
                 self.assertRegex(self.output, f"(?m)^{pattern}$")
 
+    @unittest.skipIf(WINDOWS, "the host does not tell of the room in a pipe")
     def test_does_not_wait_for_a_reader_of_its_log(self):
         process = self.start()
         ftp = self.client()
@@ -145,8 +149,8 @@ class FtpdTest(unittest.TestCase):
                 facts = dict(ftp.mlsd("/", ["type", "size"]))
                 self.assertEqual({"type": "file", "size": "10"}, facts["ten"])
                 self.assertEqual({"type": "dir"}, facts["sub"])
-                self.assertEqual("/sub/\u00fc \"q\"", ftp.mkd("\u00fc \"q\""))
-                ftp.rename("\u00fc \"q\"", "../moved")
+                self.assertEqual("/sub/" + SPECIAL, ftp.mkd(SPECIAL))
+                ftp.rename(SPECIAL, "../moved")
                 ftp.rmd("/moved")
                 ftp.delete("lines")
                 ftp.voidcmd("TYPE I")

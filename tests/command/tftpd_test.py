@@ -12,6 +12,8 @@ import tempfile
 import unittest
 
 TOOL = ""
+WINDOWS = "OMBREL_TEST_WINDOWS" in os.environ
+ENDS = [signal.SIGINT] if WINDOWS else [signal.SIGTERM, signal.SIGINT]
 BYTES = bytes(range(256)) * 1000
 
 
@@ -42,7 +44,7 @@ class TftpdTest(unittest.TestCase):
         return process
 
     def stop(self, process):
-        process.send_signal(signal.SIGTERM)
+        process.send_signal(ENDS[0])
         log = process.stdout.read().decode()
         self.assertEqual(0, process.wait(60))
         return re.sub(r"(?m)^\S+ \d+ (.*) \d+ ms", r"\1", log).splitlines()

@@ -113,9 +113,9 @@ TEST_F(PluginTest, EachLoadIsAUseAndTheLastUnloadEndsIt) {
 }
 
 TEST_F(PluginTest, ANameIsFoundInTheListAndInTheUsualPlaces) {
-    EXPECT_EQ(-1, ombrel_load_plugin("probe_a", nullptr));
+    EXPECT_EQ(-1, ombrel_load_plugin("probe_named", nullptr));
     const std::string modules = OMBREL_TEST_MODULES;
-    for (const char* name : {"probe_a", "probe_a.so"}) {
+    for (const char* name : {"probe_named", "probe_a.so"}) {
         const int listed = ombrel_load_plugin(name, ("/nowhere:" + modules).c_str());
         EXPECT_STREQ("test/text|test/shared*", ombrel_plugin_get_mime_type_hint(listed)) << name;
         EXPECT_EQ(0, ombrel_unload_plugin(listed)) << name;
@@ -125,7 +125,7 @@ TEST_F(PluginTest, ANameIsFoundInTheListAndInTheUsualPlaces) {
         EXPECT_EQ(-1, ombrel_load_plugin(("other/place/" + std::string(name)).c_str(), nullptr)) << "no name";
         ombrel_putenv("OMBREL_PLUGIN_PATH");
     }
-    const int with_suffix = ombrel_load_plugin((modules + "probe_a").c_str(), nullptr);
+    const int with_suffix = ombrel_load_plugin((modules + "probe_named").c_str(), nullptr);
     EXPECT_EQ(0, ombrel_unload_plugin(with_suffix));
     // Of a file that is there the loader's complaint is about that file.
     EXPECT_EQ(-1, ombrel_load_plugin((modules + "CMakeFiles").c_str(), nullptr));
