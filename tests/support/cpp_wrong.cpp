@@ -39,7 +39,7 @@ void wrong_formats(std::size_t size, std::string_view view, const ombrel::buffer
 void wrong_scans(const char* text, int& number, char (&name)[16], long long& large) {
     ombrel::scan(text, "%i", number);              // wrong
     ombrel::scan(text, "%f", number);              // wrong
-    ombrel::scan(text, "%ld %d", number, number);  // wrong
+    ombrel::scan(text, "%lld %d", number, number); // wrong
     ombrel::scan(text, "%d", large);               // wrong
     ombrel::scan(text, "%s", name);                // wrong
     ombrel::scan(text, "%16s", name);              // wrong

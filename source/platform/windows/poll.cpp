@@ -28,6 +28,8 @@ private:
     int look_at_streams(bool after_pause);
     int wait_for_sockets(int milliseconds);
     int ask(HANDLE afd, int milliseconds);
+    using plain_questions = std::array<WSAPOLLFD, most_poll_requests>;
+    ULONG fill_plain_questions(plain_questions& asked) const;
     int poll_plainly(int milliseconds);
     int mark(HANDLE socket, unsigned kinds);
 
@@ -187,13 +189,27 @@ int poll_wait::mark(HANDLE socket, unsigned kinds) {
     return marked;
 }
 
+/// One for each socket: of one that is asked for twice not every host answers each time. Gives their number.
+ULONG poll_wait::fill_plain_questions(plain_questions& asked) const {
+    ULONG count = 0;
+    for (size_t i = 0; i < count_; i++) {
+        const auto socket = reinterpret_cast<SOCKET>(socket_[i]);
+        if (socket_[i] == nullptr)
+            continue;
+        WSAPOLLFD* const end = asked.data() + count;
+        WSAPOLLFD* const same =
+            std::find_if(asked.data(), end, [&](const WSAPOLLFD& one) { return one.fd == socket; });
+        if (same == end)
+            asked[count++] = {socket, 0, 0};
+        same->events = static_cast<SHORT>(same->events | plain_events_for(requests_[i].kind));
+    }
+    return count;
+}
+
 // For want of the driver. Older systems leave a failed connect out.
 int poll_wait::poll_plainly(int milliseconds) {
-    std::array<WSAPOLLFD, most_poll_requests> asked;
-    ULONG count = 0;
-    for (size_t i = 0; i < count_; i++)
-        if (socket_[i] != nullptr)
-            asked[count++] = {reinterpret_cast<SOCKET>(socket_[i]), plain_events_for(requests_[i].kind), 0};
+    plain_questions asked;
+    const ULONG count = fill_plain_questions(asked);
     if (WSAPoll(asked.data(), count, milliseconds) < 0)
         return fail_by_last_error();
     int ready = 0;
