@@ -98,6 +98,8 @@ class Page:
     def place(self, target):
         """Where in the site a link leads; None for a folder, which has no page."""
         path, _, part = target.partition("#")
+        if path.startswith("group__"):
+            return target
         if re.match(r"[a-z]+:", path):
             return target
         file = (self.file.parent / path).resolve() if path else self.file
@@ -153,7 +155,11 @@ class Page:
         text = self.inline("\n".join(lines))
         return "\n".join(self.heading(line) if HEADING.match(line) else line for line in text.split("\n"))
 
-    def converted(self):
+    def converted(self, groups):
+        """The page as Doxygen wants it; in the table of modules each name leads to its group."""
+        if self.name == "index":
+            for name in groups.files:
+                self.text = self.text.replace(f"\n| {name} | [", f"\n| [{name}]({groups.page(name)}) | [")
         return "\n".join("\n".join(lines) if is_code else self.running(lines) for is_code, lines in pieces(self.text))
 
 
@@ -186,6 +192,9 @@ class Groups:
     @staticmethod
     def identifier(name):
         return re.sub(r"\W+", "_", name.lower().replace("+", "p"))
+
+    def page(self, name):
+        return "group__" + self.identifier(name).replace("_", "__") + ".html"
 
     @staticmethod
     def title(name):
@@ -227,10 +236,11 @@ def main():
     (folder / "html").mkdir()
     names = find_pages()
     try:
+        groups = Groups()
         pages = {file: Page(file, names, folder / "html") for file in names}
         for page in pages.values():
-            (folder / "pages" / f"{page.name}.md").write_text(page.converted())
-        (folder / "pages/site.dox").write_text("".join([*chapters(pages), *Groups().written(), *examples()]))
+            (folder / "pages" / f"{page.name}.md").write_text(page.converted(groups))
+        (folder / "pages/site.dox").write_text("".join([*chapters(pages), *groups.written(), *examples()]))
     except Fault as fault:
         print(f"prepare.py: {fault}", file=sys.stderr)
         return 1
