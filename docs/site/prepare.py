@@ -48,9 +48,11 @@ def without_commands(text):
 
 
 def code_span(code):
-    """A code span. Doxygen takes a quote within single backticks, and a bar within a table, for the end."""
-    if "|" in code:
-        return "<code>" + html.escape(code.replace("\\|", "|"), quote=False).replace("|", "&#124;") + "</code>"
+    """A code span. Doxygen takes a quote within single backticks, and a bar within a table, for the end, and drops a
+    percent sign before a word that stands in no quotes."""
+    if "\\|" in code or (re.search(r"%\w", code) and "\"" not in code):
+        escaped = without_commands(html.escape(code.replace("\\|", "\0"), quote=False)).replace("\0", "\\|")
+        return f"<code>{escaped}</code>"
     return f"``{code}``"
 
 
