@@ -81,7 +81,7 @@ if(TARGET status_service)
         ombrel_end_to_end(command.every_command_end_to_end command/every_command_test.py
             $<TARGET_FILE:ombrel_tuk_command> $<TARGET_FILE:ombrel_digest> $<TARGET_FILE:ombrel_codec>
             $<TARGET_FILE:ombrel_gallery> $<TARGET_FILE:status_service>
-            NOT_ON_WINDOWS "its pipes and signals are those of POSIX")
+            NOT_ON_WINDOWS "its pipes and signals are those of POSIX" TIMEOUT 900)
     endif()
     ombrel_end_to_end(command.processes_end_to_end command/process_commands_test.py ${ombrel_tuk_command_starter}
         NOT_ON_WINDOWS "its commands are those of a shell of POSIX")
