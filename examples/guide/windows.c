@@ -1,8 +1,6 @@
 /* Draws two windows into memory, and saves what a display would show as windows.png. */
 #include <ombrel_tuk.h>
 
-#define RGB def_ombrel_color_interface_rgb888
-
 /* Text begins at the brush's place plus its cursor, which is where the last text ended. */
 static void write_at(ombrel_fbmap_t* window, int x, int y, uint32_t color, const char* text) {
     ombrel_fbmap_use_brush_fcolor(window, 1);
@@ -22,7 +20,8 @@ static ombrel_fbmap_t* open_window(ombrel_fbmap_t* screen, const char* title, in
 }
 
 int main(void) {
-    ombrel_fbmap_t* screen = ombrel_new_fbmap(NULL, def_ombrel_fbmap_own_map, RGB, 0, 0, 400, 240);
+    const uint32_t rgb = def_ombrel_color_interface_rgb888;
+    ombrel_fbmap_t* screen = ombrel_new_fbmap(NULL, def_ombrel_fbmap_own_map, rgb, 0, 0, 400, 240);
     ombrel_fbmap_t* desktop = ombrel_new_fbmap(screen, def_ombrel_fbmap_own_map, 0, 0, 0, 0, 0);
     ombrel_fbmap_t *text, *shapes;
     int i, result;
