@@ -64,7 +64,7 @@
  *
  * @par Failures
  * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null objects,
- * nonsense arguments and texts that cannot be read; others are told with the function.
+ * invalid arguments and texts that cannot be read; others are told with the function.
  *
  * In C++ before C++20, which has no designated fields in the language, write the fields in their order.
  */

@@ -60,8 +60,8 @@
  * A program's side: one thread at a time. A service works on its server's thread.
  *
  * @par Failures
- * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and nonsense,
- * #def_ombrel_fault_no_memory, and what is named with the function.
+ * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid
+ * arguments, #def_ombrel_fault_no_memory, and what is named with the function.
  */
 #ifndef OMBREL_CGI_H
 #define OMBREL_CGI_H
@@ -86,15 +86,15 @@ typedef struct ombrel_cgi_ts ombrel_cgi_t;
 
 /** Where a request comes from. */
 typedef struct ombrel_cgi_options_ts {
-    const char* const* m_environment; /**< "NAME=VALUE" each, then null; null, as at first, for that of this
+    const char* const* m_environment; /**< "NAME=VALUE" each, then null; null, the default, for that of this
                                        * process. Needed until the request is closed */
-    int m_input;                      /**< the body's descriptor; at first 0, the standard input */
-    int m_output;                     /**< the response's; at first 1, the standard output */
-    int64_t m_body_limit;             /**< bytes of a body; at first 64 MiB; negative for none */
-    int m_progress_ms; /**< for each read and write to get on; at first 60,000; negative for ever */
+    int m_input;                      /**< the body's descriptor; the default is 0, the standard input */
+    int m_output;                     /**< the response's; the default is 1, the standard output */
+    int64_t m_body_limit;             /**< bytes of a body; the default is 64 MiB; negative for none */
+    int m_progress_ms; /**< for each read and write to get on; the default is 60,000; negative for ever */
 } ombrel_cgi_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_cgi_options(ombrel_cgi_options_t* options);
 
 /**
@@ -207,25 +207,25 @@ typedef int (*ombrel_cgi_error_handler_t)(const char* program, const char* text,
 /** How programs are run. Texts are copied. Times are milliseconds, negative for no limit; sizes are bytes. */
 typedef struct ombrel_cgi_service_options_ts {
     /** The interpreter that programs are handed to, and arguments before the program's path, ended by null;
-     * null, as at first, to run them themselves. */
+     * null, the default, to run them themselves. */
     const char* const* m_interpreter;
-    /** Further variables, "NAME=VALUE" each, ended by null; null, as at first, for none. */
+    /** Further variables, "NAME=VALUE" each, ended by null; null, the default, for none. */
     const char* const* m_environment;
-    size_t m_program_limit; /**< programs at a time; at first 32 */
-    int64_t m_body_limit;   /**< of a request's body; at first 64 MiB; negative for none */
-    size_t m_head_limit;    /**< of a response's head; at first 16 KiB */
-    int64_t m_output_limit; /**< of a response's body, which is broken off there; at first -1, for none */
-    int m_head_ms;          /**< from the start to the end of the head; at first 30,000 */
-    int m_progress_ms; /**< without a byte of output after the head; at first 60,000. The time that a slow
-                        * client takes does not count */
-    int m_whole_ms;    /**< for the whole; at first 600,000 */
-    int m_grace_ms;    /**< from the end of the output to the program's; at first 1,000 */
-    ombrel_cgi_error_handler_t m_error_handler; /**< given standard error; null, as at first, for nobody: it
+    size_t m_program_limit; /**< programs at a time; the default is 32 */
+    int64_t m_body_limit;   /**< of a request's body; the default is 64 MiB; negative for none */
+    size_t m_head_limit;    /**< of a response's head; the default is 16 KiB */
+    int64_t m_output_limit; /**< of a response's body, which is broken off there; the default is -1: none */
+    int m_head_ms;          /**< from the start to the end of the head; the default is 30,000 */
+    int m_progress_ms; /**< without a byte of output after the head; the default is 60,000. The time that a
+                        * slow client takes does not count */
+    int m_whole_ms;    /**< for the whole; the default is 600,000 */
+    int m_grace_ms;    /**< from the end of the output to the program's; the default is 1,000 */
+    ombrel_cgi_error_handler_t m_error_handler; /**< given standard error; null, the default, for none: it
                                                  * goes where the server's goes */
     void* m_error_context;                      /**< handed to it */
 } ombrel_cgi_service_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_cgi_service_options(ombrel_cgi_service_options_t* options);
 
 /**
@@ -273,7 +273,7 @@ OMBREL_API int ombrel_http_server_add_cgi(ombrel_http_server_t* server, const ch
  * @param program     path of the program
  * @param script_name what the program is told its own path is, as "/cgi-bin/NAME"
  * @param path_info   what stands behind that, as "/REST" or empty
- * @return 0 when the request is answered or will be, also with an error; -1 for null and nonsense
+ * @return 0 when the request is answered or will be, also with an error; -1 for null and invalid arguments
  */
 OMBREL_API int ombrel_cgi_service_run(ombrel_cgi_service_t* service, ombrel_http_exchange_t* exchange,
                                       const char* program, const char* script_name, const char* path_info);

@@ -66,7 +66,7 @@
  *
  * **Errors.** ombrel_last_fault() is violation for wrong and cut-off bytes, not_supported for characters that
  * the other set does not have and for sets that are not known, too_large for limits, no_memory, invalid for
- * null arguments and nonsense. Converters and the functions over texts tell also reason and place; see
+ * null and invalid arguments. Converters and the functions over texts tell also reason and place; see
  * ombrel_charset_fault_t.
  */
 #ifndef OMBREL_CHARSET_H

@@ -43,8 +43,8 @@
  *
  * @par Failures
  * Functions give null or -1, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, #def_ombrel_fault_no_memory, #def_ombrel_fault_no_descriptor, and what else is named with the
- * function.
+ * invalid arguments, #def_ombrel_fault_no_memory, #def_ombrel_fault_no_descriptor, and what else is named
+ * with the function.
  */
 #ifndef OMBREL_DAEMON_H
 #define OMBREL_DAEMON_H
@@ -139,29 +139,29 @@ OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
 /** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths mean
  * the directory of the moment of that call. */
 typedef struct ombrel_daemon_options_ts {
-    /** #def_ombrel_daemon_foreground or 0, as it is at first. */
+    /** #def_ombrel_daemon_foreground or 0, the default. */
     uint32_t m_flags;
-    /** The working directory; null, as at first, means the root directory. */
+    /** The working directory; null, the default, means the root directory. */
     const char* m_directory;
-    /** The pid file; null, as at first, for none. */
+    /** The pid file; null, the default, for none. */
     const char* m_pid_file;
     /** Where standard output goes: the end of this file, made if need be with the mask of the starting
-     * process; null, as at first, for nowhere. */
+     * process; null, the default, for nowhere. */
     const char* m_output;
-    /** Where standard error goes, likewise; null, as at first, for where standard output goes. */
+    /** Where standard error goes, likewise; null, the default, for where standard output goes. */
     const char* m_error;
-    /** Permissions that files of the daemon do not get, as of `umask`; at first 022 (octal);
+    /** Permissions that files of the daemon do not get, as of `umask`; the default is 022 (octal);
      * #def_ombrel_daemon_same_mask changes nothing. */
     int m_mask;
     /** Milliseconds that the starting process waits for the daemon's word, and at whose end it ends the
-     * daemon by force; at first 60,000; negative waits for ever. */
+     * daemon by force; the default is 60,000; negative waits for ever. */
     int m_ready_timeout_ms;
-    /** Receives def_ombrel_daemon_part_* when ombrel_open_daemon() fails for a reason other than nonsense;
-     * null, as at first, to do without. */
+    /** Receives def_ombrel_daemon_part_* when ombrel_open_daemon() fails for a reason other than invalid
+     * arguments; null, the default, to do without. */
     int* m_failed_part;
 } ombrel_daemon_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_daemon_options(ombrel_daemon_options_t* options);
 
 /** A process that has become a daemon. Opaque. */

@@ -136,45 +136,45 @@ typedef int (*ombrel_download_handler_t)(const ombrel_download_state_t* state, v
 /** How a file is downloaded. Texts are read during the call. Times are milliseconds, negative for no limit.
  */
 typedef struct ombrel_download_options_ts {
-    /** def_ombrel_download_no_resume and the like; at first 0. */
+    /** def_ombrel_download_no_resume and the like; the default is 0. */
     uint32_t m_flags;
-    /** Other URIs of the same file, ended by null; null, as at first, for none. */
+    /** Other URIs of the same file, ended by null; null, the default, for none. */
     const char* const* m_mirrors;
-    /** The digest wanted: "sha256:", "sha1:" or "md5:" and hexadecimal digits of either case; null, as at
-     * first, for none. */
+    /** The digest wanted: "sha256:", "sha1:" or "md5:" and hexadecimal digits of either case; null, the
+     * default, for none. */
     const char* m_digest;
     /** A list of digests (digest_list.h) that has it: a URI or a path, read before anything else by the same
-     * rules, with #def_ombrel_download_list_limit; the algorithm is told by the number of digits. Null, as at
-     * first, for none. Not with m_digest. */
+     * rules, with #def_ombrel_download_list_limit; the algorithm is told by the number of digits. Null, the
+     * default, for none. Not with m_digest. */
     const char* m_digest_list;
-    /** The name of the file in the list, compared exactly but for a "./" before it there; null, as at first,
+    /** The name of the file in the list, compared exactly but for a "./" before it there; null, the default,
      * for the last part of the URI's path. */
     const char* m_digest_name;
-    /** Bytes at most; at first #def_ombrel_download_size_limit; 0 takes empty files alone, negative has no
-     * limit. */
+    /** Bytes at most; the default is #def_ombrel_download_size_limit; 0 takes empty files alone, negative has
+     * no limit. */
     int64_t m_size_limit;
-    /** Permissions of a target that was not there, less the process's mask; at first 0666. */
+    /** Permissions of a target that was not there, less the process's mask; the default is 0666. */
     uint32_t m_mode;
-    /** Schemes that URIs and redirections may have, separated by "|"; null, as at first, for
+    /** Schemes that URIs and redirections may have, separated by "|"; null, the default, for
      * "https|http|ftps|ftp|tftp|file". */
     const char* m_schemes;
-    /** Redirections that are followed one after the other, at first 10; 0 for none. */
+    /** Redirections that are followed one after the other; the default is 10; 0 for none. */
     size_t m_redirect_limit;
-    /** How often all sources are asked again after all have failed; at first 3; 0 for never. */
+    /** How often all sources are asked again after all have failed; the default is 3; 0 for never. */
     size_t m_retry_limit;
-    /** The first pause, 1 at least; at first 500. */
+    /** The first pause, 1 at least; the default is 500. */
     int m_first_pause_ms;
-    /** By how much each pause is longer than the one before, 1 at least; at first 2. */
+    /** By how much each pause is longer than the one before, 1 at least; the default is 2. */
     int m_pause_factor;
-    /** What pauses grow to; less than the first pause counts as it; at first 30,000. */
+    /** What pauses grow to; less than the first pause counts as it; the default is 30,000. */
     int m_longest_pause_ms;
-    /** For a source to be looked up, connected and to begin its answer; at first 30,000. */
+    /** For a source to be looked up, connected and to begin its answer; the default is 30,000. */
     int m_connect_ms;
-    /** Without a byte; at first 30,000. */
+    /** Without a byte; the default is 30,000. */
     int m_progress_ms;
-    /** As a whole, pauses too; at first -1. Looking a name up and storing are not interrupted. */
+    /** As a whole, pauses too; the default is -1. Looking a name up and storing are not interrupted. */
     int m_whole_ms;
-    /** Told how far it is; null, as at first, for nobody. */
+    /** Told how far it is; null, the default, for none. */
     ombrel_download_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
@@ -197,7 +197,7 @@ typedef struct ombrel_download_result_ts {
     ombrel_transfer_error_t m_error;
 } ombrel_download_result_t;
 
-/** @brief Sets the options to what they are at first. @return 0; -1 for null */
+/** @brief Sets the options to their defaults. @return 0; -1 for null */
 OMBREL_API int ombrel_init_download_options(ombrel_download_options_t* options);
 
 /**
@@ -207,8 +207,8 @@ OMBREL_API int ombrel_init_download_options(ombrel_download_options_t* options);
  * @param options how; null means ombrel_init_download_options()
  * @param result  receives what came of it, also on failure; may be null
  * @return 0 when the target is there; what the handler returned when it ended the download; -1 with
- *         #def_ombrel_fault_invalid for null and nonsense, a digest that is none, and a scheme that is not
- *         allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest that is another;
+ *         #def_ombrel_fault_invalid for null and invalid arguments, a digest that is none, and a scheme that
+ * is not allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest that is another;
  *         #def_ombrel_fault_not_found for a list without the name too; #def_ombrel_fault_busy;
  *         #def_ombrel_fault_timed_out; #def_ombrel_fault_interrupted for the global break;
  *         #def_ombrel_fault_reset for what was broken off; and whatever the source or the target fails by

@@ -95,8 +95,8 @@ typedef struct {
 
 /** A ratio; a length is scaled as length x numerator / denominator. */
 typedef struct {
-    uint32_t m_numerator;   /**< at first 1 */
-    uint32_t m_denominator; /**< at first 1; 0 counts as 1 */
+    uint32_t m_numerator;   /**< initially 1 */
+    uint32_t m_denominator; /**< initially 1; 0 counts as 1 */
 } ombrel_fbmap_scale_t;
 
 /** The map; its record is below. */
@@ -179,18 +179,18 @@ struct ombrel_fbmap_ts {
     uint32_t m_ctx;             /**< handle of the context behind the device; a child has its parent's */
     uint32_t m_ccolor;          /**< the colour key, in the map's interface */
     uint32_t m_alpha_window;    /**< 0 (invisible) to 255 (opaque) */
-    uint32_t m_brush_fcolor;    /**< colour of text; at first white */
-    uint32_t m_brush_bcolor;    /**< colour behind text; at first black */
-    uint32_t m_brush_ocolor;    /**< colour around text; at first black */
+    uint32_t m_brush_fcolor;    /**< colour of text; initially white */
+    uint32_t m_brush_bcolor;    /**< colour behind text; initially black */
+    uint32_t m_brush_ocolor;    /**< colour around text; initially black */
     ombrel_fbmap_scale_t m_brush_x_scale; /**< how wide text is */
     ombrel_fbmap_scale_t m_brush_y_scale; /**< how high text is */
-    int32_t m_brush_x_interval;           /**< pixels between characters; at first 0 */
-    int32_t m_brush_y_interval;           /**< pixels between lines; at first 0 */
-    int32_t m_brush_angle;                /**< degrees by which text is turned; at first 0 */
-    int32_t m_brush_x;                    /**< left column of text; at first 0 */
-    int32_t m_brush_y;                    /**< top row of text; at first 0 */
-    int32_t m_brush_x_delta;              /**< where the next character is, from `m_brush_x` on; at first 0 */
-    int32_t m_brush_y_delta;              /**< where the next character is, from `m_brush_y` on; at first 0 */
+    int32_t m_brush_x_interval;           /**< pixels between characters; initially 0 */
+    int32_t m_brush_y_interval;           /**< pixels between lines; initially 0 */
+    int32_t m_brush_angle;                /**< degrees by which text is turned; initially 0 */
+    int32_t m_brush_x;                    /**< left column of text; initially 0 */
+    int32_t m_brush_y;                    /**< top row of text; initially 0 */
+    int32_t m_brush_x_delta; /**< where the next character is, from `m_brush_x` on; initially 0 */
+    int32_t m_brush_y_delta; /**< where the next character is, from `m_brush_y` on; initially 0 */
     ombrel_fbmap_rectangle_t m_update_region; /**< what is to be recomposed, or of a root to be transferred */
     ombrel_fbmap_transfer_t m_transfer;       /**< null or ombrel_fbmap_transfer() for none */
     ombrel_fbmap_convert_color_t m_convert_color; /**< ombrel_fbmap_convert_color() */

@@ -63,8 +63,8 @@
  * One at a time for an assembler or a splitter.
  *
  * @par Failures
- * -1 or null with the reason in ombrel_last_fault(): invalid for null and nonsense, violation for fragments
- * that are refused, too_large for limits, no_memory.
+ * -1 or null with the reason in ombrel_last_fault(): invalid for null and invalid arguments, violation for
+ * fragments that are refused, too_large for limits, no_memory.
  */
 #ifndef OMBREL_FRAGMENT_H
 #define OMBREL_FRAGMENT_H
@@ -211,7 +211,7 @@ OMBREL_API int64_t ombrel_fragment_assembler_get_wait(const ombrel_fragment_asse
                                                       int64_t now_ms);
 
 /** @brief Forgets all that is held of one sender, who has left. @return the number of places that became
- * free; -1 for null and nonsense */
+ * free; -1 for null and invalid arguments */
 OMBREL_API int64_t ombrel_fragment_assembler_forget(ombrel_fragment_assembler_t* assembler,
                                                     const void* sender, size_t sender_size);
 

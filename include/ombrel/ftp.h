@@ -36,8 +36,8 @@
  *
  * @par Failures
  * Calls that can fail give -1 or null, with the reason in ombrel_last_fault() and, of a session, with the
- * server's code and words in ombrel_ftp_get_error(): #def_ombrel_fault_invalid for null and nonsense;
- * #def_ombrel_fault_unknown_host, #def_ombrel_fault_refused, #def_ombrel_fault_unreachable and
+ * server's code and words in ombrel_ftp_get_error(): #def_ombrel_fault_invalid for null and invalid
+ * arguments; #def_ombrel_fault_unknown_host, #def_ombrel_fault_refused, #def_ombrel_fault_unreachable and
  * #def_ombrel_fault_timed_out for the way to the server; #def_ombrel_fault_closed where a connection is gone
  * (the replies 421, 425 and 426 too); #def_ombrel_fault_access_denied (430, 530, 532, 553),
  * #def_ombrel_fault_not_found (550, which servers also say of what is forbidden), #def_ombrel_fault_no_space
@@ -113,27 +113,29 @@ typedef int (*ombrel_ftp_dialogue_handler_t)(ombrel_ftp_t* ftp, int is_reply, co
 
 /** How a session works. Times are milliseconds. */
 typedef struct ombrel_ftp_options_ts {
-    uint32_t m_flags; /**< the options above; at first 0 */
+    uint32_t m_flags; /**< the options above; the default is 0 */
     /** For each step: the look-up, a connection, a command with its reply; and for a piece of a list or of a
      * whole file to come or go. At first 30,000; negative for no limit, 0 hardly succeeds. */
     int m_step_ms;
-    /** For a whole list, from the command to the confirmation; at first 300,000; negative for no limit. */
+    /** For a whole list, from the command to the confirmation; the default is 300,000; negative for no limit.
+     */
     int m_list_ms;
     /** While a transfer lasts NOOP is sent so often on the control connection, from within the calls that
-     * move bytes, for the sake of what forgets silent connections on the way; at first 0, for never, as
+     * move bytes, for the sake of what forgets silent connections on the way; the default is 0, for never, as
      * negative ones: the connection is kept alive by TCP after a minute, and some servers do not expect a
      * command then. */
     int m_keep_alive_ms;
-    /** Bytes of a list; at first 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes empty ones alone. */
+    /** Bytes of a list; the default is 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes empty ones alone.
+     */
     size_t m_list_size_limit;
-    /** Entries of a list; at first 100,000; beyond, the same. */
+    /** Entries of a list; the default is 100,000; beyond, the same. */
     size_t m_list_entry_limit;
-    ombrel_ftp_progress_handler_t m_progress_handler; /**< null, as at first, for none */
-    ombrel_ftp_dialogue_handler_t m_dialogue_handler; /**< null, as at first, for none */
+    ombrel_ftp_progress_handler_t m_progress_handler; /**< null, the default, for none */
+    ombrel_ftp_dialogue_handler_t m_dialogue_handler; /**< null, the default, for none */
     void* m_context;                                  /**< handed to both */
 } ombrel_ftp_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_ftp_options(ombrel_ftp_options_t* options);
 
 /**
@@ -517,7 +519,7 @@ OMBREL_API int ombrel_ftp_get_entry(ombrel_ftp_t* ftp, const char* path, ombrel_
  * @param size  its bytes: those of the line and its terminator, and 8 more, suffice
  * @param entry receives the entry, which points into the room and to the line
  * @return 0, also for a line in none of the forms, which is #def_ombrel_ftp_kind_unread; -1 when the room is
- * too small (#def_ombrel_fault_too_large) and for nonsense
+ * too small (#def_ombrel_fault_too_large) and for invalid arguments
  */
 OMBREL_API int ombrel_parse_ftp_entry(int form, const char* line, const ombrel_instant_t* now, char* room,
                                       size_t size, ombrel_ftp_entry_t* entry);

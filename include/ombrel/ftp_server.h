@@ -64,7 +64,7 @@
  *
  * @par Failures
  * Functions give -1, 0 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, #def_ombrel_fault_no_memory, and what is named with the function.
+ * invalid arguments, #def_ombrel_fault_no_memory, and what is named with the function.
  */
 #ifndef OMBREL_FTP_SERVER_H
 #define OMBREL_FTP_SERVER_H
@@ -136,55 +136,57 @@ typedef int (*ombrel_ftp_server_log_handler_t)(const char* line, void* context);
 
 /** How a server works. Texts are copied. Times are milliseconds, at least 1; negative means no limit. */
 typedef struct ombrel_ftp_server_options_ts {
-    /** #def_ombrel_ftp_server_passive_only or, at first, 0. */
+    /** #def_ombrel_ftp_server_passive_only or 0, the default. */
     uint32_t m_flags;
-    /** What the greeting says behind its code, a line of 200 bytes at most; at first "FTP server ready.". */
+    /** What the greeting says behind its code, a line of 200 bytes at most; the default is "FTP server
+     * ready.". */
     const char* m_greeting;
-    /** Told what happens; null, as at first, for nobody. */
+    /** Told what happens; null, the default, for none. */
     ombrel_ftp_server_event_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
-    /** Given a line for each event; null, as at first, for nobody. */
+    /** Given a line for each event; null, the default, for none. */
     ombrel_ftp_server_log_handler_t m_log_handler;
     /** Handed to it. */
     void* m_log_context;
-    /** Clients at a time, at least 1; at first 1,024. Others are answered 421. */
+    /** Clients at a time, at least 1; the default is 1,024. Others are answered 421. */
     size_t m_client_limit;
-    /** Clients of one address at a time (of one IPv6 /64); at first 0, for no limit of its own. */
+    /** Clients of one address at a time (of one IPv6 /64); the default is 0, for no limit of its own. */
     size_t m_address_limit;
-    /** Sessions of one account at a time; at first 0, for no limit of its own. */
+    /** Sessions of one account at a time; the default is 0, for no limit of its own. */
     size_t m_account_limit;
-    /** Bytes a second that each session's transfers may have; at first 0, for as many as go. */
+    /** Bytes a second that each session's transfers may have; the default is 0, for as many as go. */
     int64_t m_rate;
-    /** Between commands; at first 300,000. A transfer is no idling. Then 421. */
+    /** Between commands; the default is 300,000. A transfer is no idling. Then 421. */
     int m_idle_ms;
-    /** From the connection to the end of the log-in; at first 60,000. Then 421. */
+    /** From the connection to the end of the log-in; the default is 60,000. Then 421. */
     int m_login_ms;
-    /** Without a byte moved, of a transfer, or of replies that a client does not take; at first 60,000. A
-     * transfer then is broken off with 426, a client that takes no replies is cut off. */
+    /** Without a byte moved, of a transfer, or of replies that a client does not take; the default is 60,000.
+     * A transfer then is broken off with 426, a client that takes no replies is cut off. */
     int m_progress_ms;
-    /** For a connection for data to be made; at first 30,000. Then 425. */
+    /** For a connection for data to be made; the default is 30,000. Then 425. */
     int m_data_ms;
-    /** Log-ins that may fail in a session before it ends, 1 to 100; at first 5. */
+    /** Log-ins that may fail in a session before it ends, 1 to 100; the default is 5. */
     int m_login_attempts;
-    /** The pause before the answer to a log-in that fails, 0 to 60,000; at first 500. It doubles with each
-     * further one from the same address, up to 16 times of it, and begins anew after ten minutes. */
+    /** The pause before the answer to a log-in that fails, 0 to 60,000; the default is 500. It doubles with
+     * each further one from the same address, up to 16 times of it, and begins anew after ten minutes. */
     int m_login_pause_ms;
-    /** Bytes of a command line, 64 to 65,536; at first 4,096. Longer ones are answered 500. As many bytes of
-     * commands that wait for their turn are kept. */
+    /** Bytes of a command line, 64 to 65,536; the default is 4,096. Longer ones are answered 500. As many
+     * bytes of commands that wait for their turn are kept. */
     size_t m_line_limit;
-    /** Entries of a listing; at first 100,000; 0 for any number. One that is longer is cut off with 451. */
+    /** Entries of a listing; the default is 100,000; 0 for any number. One that is longer is cut off with
+     * 451. */
     size_t m_listing_limit;
-    /** The first port for passive connections; at first 0, for any that is free. */
+    /** The first port for passive connections; the default is 0, for any that is free. */
     int m_first_passive_port;
     /** The last one, at least the first. */
     int m_last_passive_port;
-    /** The IPv4 address that PASV announces, for servers behind a translation of addresses; null, as at
-     * first, for the one that the client is connected to. EPSV announces none. */
+    /** The IPv4 address that PASV announces, for servers behind a translation of addresses; null, the
+     * default, for the one that the client is connected to. EPSV announces none. */
     const char* m_passive_address;
 } ombrel_ftp_server_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_ftp_server_options(ombrel_ftp_server_options_t* options);
 
 /**
@@ -319,7 +321,7 @@ typedef void (*ombrel_ftp_server_stop_handler_t)(ombrel_ftp_server_t* server, vo
  * after theirs, breaks off what is left when the time has run out, and then calls the handler from the loop.
  * @param server     the server
  * @param timeout_ms milliseconds until what is left is broken off; negative waits for ever, 0 does it at once
- * @param handler    told when that is done; null for nobody
+ * @param handler    told when that is done; null for none
  * @param context    handed to it
  * @return 0; -1 also when it was stopped already
  */

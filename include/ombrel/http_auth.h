@@ -62,8 +62,8 @@
  * A server or a client: one thread at a time.
  *
  * @par Failures
- * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and nonsense, and
- * what is named with the function.
+ * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid
+ * arguments, and what is named with the function.
  */
 #ifndef OMBREL_HTTP_AUTH_H
 #define OMBREL_HTTP_AUTH_H
@@ -113,18 +113,18 @@ typedef int (*ombrel_http_auth_find_t)(const char* name, ombrel_secret_t* secret
 /** How a server asks and checks. */
 typedef struct ombrel_http_auth_server_options_ts {
     /** What is protected, shown to people: 1 to #def_ombrel_secret_realm_max bytes of UTF-8 without control
-     * characters and '"'; null, as at first, for #def_ombrel_secret_realm. Digest needs secrets that were
+     * characters and '"'; null, the default, for #def_ombrel_secret_realm. Digest needs secrets that were
      * made for this realm. Copied. */
     const char* m_realm;
-    /** The schemes that are offered and taken (def_ombrel_http_auth_*); at first SHA-256 and MD5. */
+    /** The schemes that are offered and taken (def_ombrel_http_auth_*); the default is SHA-256 and MD5. */
     uint32_t m_schemes;
-    /** 1 to let clients hash names, so that nobody on the way reads them; at first 0. Served for names of
-     * `m_secrets` only. */
+    /** 1 to let clients hash names, so that nobody on the way reads them; the default is 0. Served for names
+     * of `m_secrets` only. */
     int m_userhash;
-    /** How long a nonce is good, in milliseconds from its challenge; at first 300,000. */
+    /** How long a nonce is good, in milliseconds from its challenge; the default is 300,000. */
     int m_lifetime_ms;
-    /** Nonces in use that are remembered, 1 to 1,000,000; at first 1,024. The oldest is forgotten, and its
-     * client told to take a new one, when there are more. */
+    /** Nonces in use that are remembered, 1 to 1,000,000; the default is 1,024. The oldest is forgotten, and
+     * its client told to take a new one, when there are more. */
     uint32_t m_nonce_limit;
     /** Who may come in; refreshed before each check. Not owned: it must live longer. */
     ombrel_secret_list_t* m_secrets;
@@ -134,7 +134,7 @@ typedef struct ombrel_http_auth_server_options_ts {
     void* m_context;
 } ombrel_http_auth_server_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_auth_server_options(ombrel_http_auth_server_options_t* options);
 
 /**
@@ -234,14 +234,14 @@ typedef struct ombrel_http_auth_client_ts ombrel_http_auth_client_t;
 
 /** How a client logs in. */
 typedef struct ombrel_http_auth_client_options_ts {
-    /** The schemes that it uses (def_ombrel_http_auth_*); at first all. Leave Basic out to keep the password
-     * from whoever answers in the place of the server. */
+    /** The schemes that it uses (def_ombrel_http_auth_*); the default is all. Leave Basic out to keep the
+     * password from whoever answers in the place of the server. */
     uint32_t m_schemes;
-    /** 1 to use Basic at once, before a server asks; at first 0. */
+    /** 1 to use Basic at once, before a server asks; the default is 0. */
     int m_basic_at_once;
 } ombrel_http_auth_client_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_auth_client_options(ombrel_http_auth_client_options_t* options);
 
 /**
@@ -308,7 +308,7 @@ OMBREL_API const char* ombrel_http_auth_client_get_realm(const ombrel_http_auth_
  * @param client the client's side
  * @param value  the field's value
  * @return 1 when the server has proved it; 0 when it says nothing about it; -1 when the proof is wrong
- *         (#def_ombrel_fault_access_denied), as of a stranger in its place, and for nonsense
+ *         (#def_ombrel_fault_access_denied), as of a stranger in its place, and for invalid arguments
  */
 OMBREL_API int ombrel_http_auth_client_check_info(ombrel_http_auth_client_t* client, const char* value);
 /** @} */

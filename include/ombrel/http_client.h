@@ -74,7 +74,8 @@
  *
  * @par Failures
  * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, and what is named with the function. A call that was begun tells by ombrel_http_call_get_error():
+ * invalid arguments, and what is named with the function. A call that was begun tells by
+ * ombrel_http_call_get_error():
  *
  * | fault | what happened |
  * |---|---|
@@ -158,7 +159,7 @@ typedef struct ombrel_http_client_field_ts {
 
 /** A request. What it points to need not live longer than the call that takes it; all is copied. */
 typedef struct ombrel_http_client_request_ts {
-    /** A token in capitals, as "GET"; null, as at first, for GET, or for POST when there is a body. */
+    /** A token in capitals, as "GET"; null, the default, for GET, or for POST when there is a body. */
     const char* m_method;
     /** "http://HOST[:PORT]/PATH[?QUERY]"; NAME:PASSWORD@ before the host is what m_user and m_password are,
      * and a fragment is not sent. Spaces and bytes above 0x7E are percent-encoded. */
@@ -171,24 +172,24 @@ typedef struct ombrel_http_client_request_ts {
     size_t m_body_size; /**< its bytes */
     /** Gives the body in pieces; then m_body is null. */
     ombrel_http_call_body_handler_t m_body_handler;
-    /** Bytes that the body handler gives in all; -1, as at first, when nobody knows: they go in chunks. A
+    /** Bytes that the body handler gives in all; -1, the default, when nobody knows: they go in chunks. A
      * handler that ends early or gives more ends the call as invalid. */
     int64_t m_body_length;
-    /** Makes the body handler begin again; null, as at first, when it cannot. A result other than 0 ends the
+    /** Makes the body handler begin again; null, the default, when it cannot. A result other than 0 ends the
      * call, whose result it becomes. */
     ombrel_http_call_handler_t m_rewind_handler;
-    /** Who asks, for servers that want to know; null, as at first, for nobody. */
+    /** Who asks, for servers that want to know; null, the default, for none. */
     const char* m_user;
     const char* m_password; /**< the password; null counts as empty */
     uint32_t m_flags;       /**< def_ombrel_http_client_basic and the like */
-    /** Redirects that are followed; -1, as at first, for the client's number; 0 for none. */
+    /** Redirects that are followed; -1, the default, for the client's number; 0 for none. */
     int m_redirect_limit;
-    /** The whole call, in milliseconds; 0, as at first, for the client's limit; negative for none. */
+    /** The whole call, in milliseconds; 0, the default, for the client's limit; negative for none. */
     int m_whole_ms;
     /** Told when the answer's head is there, of a redirect that is followed or a challenge that is answered
-     * not; null, as at first, for nobody. */
+     * not; null, the default, for none. */
     ombrel_http_call_handler_t m_head_handler;
-    /** Given the answer's body as it comes; null, as at first, has it collected. */
+    /** Given the answer's body as it comes; null, the default, has it collected. */
     ombrel_http_call_data_handler_t m_data_handler;
     /** Told once that the call has ended. Afterwards there is no call. */
     ombrel_http_call_handler_t m_handler;
@@ -197,41 +198,44 @@ typedef struct ombrel_http_client_request_ts {
 
 /** How a client works. Texts are copied. */
 typedef struct ombrel_http_client_options_ts {
-    /** Milliseconds for look-up and connection; at first 10,000; negative for no limit. */
+    /** Milliseconds for look-up and connection; the default is 10,000; negative for no limit. */
     int m_connect_ms;
-    /** From the request's end to the end of the answer's head; at first 30,000; negative for no limit. */
+    /** From the request's end to the end of the answer's head; the default is 30,000; negative for no limit.
+     */
     int m_head_ms;
-    /** Without a byte either way, pauses not counted; at first 30,000; negative for no limit. */
+    /** Without a byte either way, pauses not counted; the default is 30,000; negative for no limit. */
     int m_progress_ms;
-    /** A call from begin to end, its wait for a connection and redirects included; at first 600,000; negative
-     * for no limit. */
+    /** A call from begin to end, its wait for a connection and redirects included; the default is 600,000;
+     * negative for no limit. */
     int m_whole_ms;
-    /** How long an unused connection is kept; at first 15,000; 0 keeps none, negative keeps them for ever. */
+    /** How long an unused connection is kept; the default is 15,000; 0 keeps none, negative keeps them for
+     * ever. */
     int m_idle_ms;
-    /** Connections in all, at least 1; at first 64. */
+    /** Connections in all, at least 1; the default is 64. */
     size_t m_connection_limit;
-    /** Connections to one host and port, at least 1; at first 6. */
+    /** Connections to one host and port, at least 1; the default is 6. */
     size_t m_host_limit;
-    /** Calls that wait for a connection; at first 10,000; with 0 a call begins at once or not at all. */
+    /** Calls that wait for a connection; the default is 10,000; with 0 a call begins at once or not at all.
+     */
     size_t m_waiting_limit;
-    /** Redirects that a call follows; at first 10; 0 follows none. */
+    /** Redirects that a call follows; the default is 10; 0 follows none. */
     int m_redirect_limit;
-    /** Bytes of an answer's heads, interim ones included, and again of its trailers, at least 1; at first
-     * 65,536. */
+    /** Bytes of an answer's heads, interim ones included, and again of its trailers, at least 1; the default
+     * is 65,536. */
     size_t m_head_limit;
-    /** Fields of an answer, at least 1; at first 128. */
+    /** Fields of an answer, at least 1; the default is 128. */
     size_t m_field_limit;
-    /** Bytes of a body that is collected; at first 16 MiB; negative for no limit. */
+    /** Bytes of a body that is collected; the default is 16 MiB; negative for no limit. */
     int64_t m_collected_limit;
-    /** Bytes of a body for a data handler; at first -1; negative for no limit. */
+    /** Bytes of a body for a data handler; the default is -1; negative for no limit. */
     int64_t m_streamed_limit;
-    /** User-Agent; null, as at first, for "libombrel_tuk"; "" for none. */
+    /** User-Agent; null, the default, for "libombrel_tuk"; "" for none. */
     const char* m_agent;
-    /** A proxy for all requests: "http://[NAME:PASSWORD@]HOST:PORT"; null, as at first, for none. */
+    /** A proxy for all requests: "http://[NAME:PASSWORD@]HOST:PORT"; null, the default, for none. */
     const char* m_proxy;
 } ombrel_http_client_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_client_options(ombrel_http_client_options_t* options);
 
 /**
@@ -248,7 +252,7 @@ OMBREL_API int ombrel_init_http_client_request(ombrel_http_client_request_t* req
  * @param options  how; null means ombrel_init_http_client_options()
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
- * @return the client, for ombrel_close_http_client(); null for nonsense and when memory runs out
+ * @return the client, for ombrel_close_http_client(); null for invalid arguments and when memory runs out
  */
 OMBREL_API ombrel_http_client_t* ombrel_open_http_client_tag(ombrel_event_base_t* base,
                                                              const ombrel_http_client_options_t* options,
@@ -271,7 +275,7 @@ OMBREL_API int ombrel_close_http_client(ombrel_http_client_t* client);
  * @brief Begins a call. No handler is called before this has returned.
  * @param client  the client
  * @param request what is asked, and who is told; m_handler must be there
- * @return the call; null when it cannot begin, and then no handler is called: nonsense;
+ * @return the call; null when it cannot begin, and then no handler is called: invalid arguments;
  *         #def_ombrel_fault_not_supported for another scheme than "http"; #def_ombrel_fault_busy when too
  * many wait already; #def_ombrel_fault_closed when the client is being closed; when memory runs out
  */

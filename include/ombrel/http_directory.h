@@ -59,22 +59,23 @@ typedef struct ombrel_http_directory_ts ombrel_http_directory_t;
 
 /** How a directory is served. Texts are copied. */
 typedef struct ombrel_http_directory_options_ts {
-    /** def_ombrel_http_directory_* or, at first, 0. */
+    /** def_ombrel_http_directory_* or 0, the default. */
     uint32_t m_flags;
-    /** The index file of a directory; at first "index.html"; null for none. */
+    /** The index file of a directory; the default is "index.html"; null for none. */
     const char* m_index_name;
-    /** The character set that is told of files whose type begins "text/"; at first "utf-8"; null for none. */
+    /** The character set that is told of files whose type begins "text/"; the default is "utf-8"; null for
+     * none. */
     const char* m_charset;
-    /** Seconds for which clients may keep a file without asking again; at first 0: they ask each time
+    /** Seconds for which clients may keep a file without asking again; the default is 0: they ask each time
      * (Cache-Control: no-cache); negative says nothing of it. */
     int m_max_age;
-    /** Ranges in one request; at first 16, 64 at most. Of requests with more the whole file is sent. */
+    /** Ranges in one request; the default is 16, 64 at most. Of requests with more the whole file is sent. */
     size_t m_range_limit;
-    /** Entries of a list, 100,000 at most; at first 10,000. The list says when there are more. */
+    /** Entries of a list, 100,000 at most; the default is 10,000. The list says when there are more. */
     size_t m_entry_limit;
 } ombrel_http_directory_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_directory_options(ombrel_http_directory_options_t* options);
 
 /**

@@ -41,9 +41,9 @@
  * A reader or a writer: one thread at a time.
  *
  * @par Failures
- * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and nonsense,
- * #def_ombrel_fault_violation for a body that breaks the rules, #def_ombrel_fault_too_large for one beyond a
- * limit, #def_ombrel_fault_no_memory. After a failure a reader takes nothing more.
+ * -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid
+ * arguments, #def_ombrel_fault_violation for a body that breaks the rules, #def_ombrel_fault_too_large for
+ * one beyond a limit, #def_ombrel_fault_no_memory. After a failure a reader takes nothing more.
  */
 #ifndef OMBREL_HTTP_FORM_H
 #define OMBREL_HTTP_FORM_H
@@ -115,19 +115,19 @@ typedef int (*ombrel_http_form_handler_t)(ombrel_http_form_t* form, int event,
 
 /** How a form is read. Sizes are bytes. */
 typedef struct ombrel_http_form_options_ts {
-    uint32_t m_flags;                     /**< def_ombrel_http_form_allow_nul and the like; at first 0 */
-    ombrel_http_form_handler_t m_handler; /**< told what comes; null, as at first, keeps the parts */
+    uint32_t m_flags; /**< def_ombrel_http_form_allow_nul and the like; the default is 0 */
+    ombrel_http_form_handler_t m_handler; /**< told what comes; null, the default, keeps the parts */
     void* m_context;                      /**< handed to it */
-    size_t m_part_limit;                  /**< parts, fields and files together; at first 256 */
-    size_t m_name_limit;                  /**< of a field's name; at first 256 */
-    size_t m_value_limit;                 /**< of the value of a part that is no file; at first 64 KiB */
-    int64_t m_file_limit;                 /**< of a file; at first 16 MiB; negative for none */
-    int64_t m_body_limit;                 /**< of the whole body; at first 64 MiB; negative for none */
-    size_t m_head_limit;                  /**< of a part's head; at first 4 KiB */
-    size_t m_keep_limit;                  /**< of all that is kept without a handler; at first 1 MiB */
+    size_t m_part_limit;                  /**< parts, fields and files together; the default is 256 */
+    size_t m_name_limit;                  /**< of a field's name; the default is 256 */
+    size_t m_value_limit; /**< of the value of a part that is no file; the default is 64 KiB */
+    int64_t m_file_limit; /**< of a file; the default is 16 MiB; negative for none */
+    int64_t m_body_limit; /**< of the whole body; the default is 64 MiB; negative for none */
+    size_t m_head_limit;  /**< of a part's head; the default is 4 KiB */
+    size_t m_keep_limit;  /**< of all that is kept without a handler; the default is 1 MiB */
 } ombrel_http_form_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_form_options(ombrel_http_form_options_t* options);
 
 /**

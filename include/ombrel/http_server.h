@@ -75,7 +75,7 @@
  *
  * @par Failures
  * Functions give -1, 0 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, #def_ombrel_fault_no_memory, and what is named with the function.
+ * invalid arguments, #def_ombrel_fault_no_memory, and what is named with the function.
  */
 #ifndef OMBREL_HTTP_SERVER_H
 #define OMBREL_HTTP_SERVER_H
@@ -142,60 +142,60 @@ typedef int (*ombrel_http_log_handler_t)(const char* line, void* context);
 
 /** How a server works. Texts are copied. Times are milliseconds, negative for no limit; sizes are bytes. */
 typedef struct ombrel_http_server_options_ts {
-    /** What the field Server says; at first "libombrel_tuk"; null or empty leaves the field out. */
+    /** What the field Server says; the default is "libombrel_tuk"; null or empty leaves the field out. */
     const char* m_name;
-    /** Called for requests that no route takes; null, as at first, answers 404. */
+    /** Called for requests that no route takes; null, the default, answers 404. */
     ombrel_http_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
     /** Called for each request before any other handler and before its body is read: 0 lets it pass unless it
-     * has answered; null, as at first, lets all pass. See ombrel_http_exchange_set_user(). */
+     * has answered; null, the default, lets all pass. See ombrel_http_exchange_set_user(). */
     ombrel_http_handler_t m_guard;
     /** Handed to it. */
     void* m_guard_context;
-    /** Given a line for each answer; null, as at first, for nobody. */
+    /** Given a line for each answer; null, the default, for none. */
     ombrel_http_log_handler_t m_log_handler;
     /** Handed to it. */
     void* m_log_context;
-    /** The request line and all fields of a request, 128 to 1 MiB; at first 8,192. More is answered 431, or
-     * 414 for the line alone. */
+    /** The request line and all fields of a request, 128 to 1 MiB; the default is 8,192. More is answered
+     * 431, or 414 for the line alone. */
     size_t m_head_limit;
-    /** Fields of a request, and of a body's end, 1 to 1,000; at first 100. More are answered 431. */
+    /** Fields of a request, and of a body's end, 1 to 1,000; the default is 100. More are answered 431. */
     size_t m_field_limit;
-    /** A body; at first 1 MiB; 0 takes none, negative takes any. Longer ones are answered 413. A route may
-     * have its own. */
+    /** A body; the default is 1 MiB; 0 takes none, negative takes any. Longer ones are answered 413. A route
+     * may have its own. */
     int64_t m_body_limit;
-    /** Bytes of answers that may wait for a client, at least 4,096; at first 256 KiB. Above it
+    /** Bytes of answers that may wait for a client, at least 4,096; the default is 256 KiB. Above it
      * ombrel_http_exchange_write() takes no more, and no further request of the client is looked at. While
      * much of m_memory_limit is taken, the limit is lower, but no lower than 4,096. */
     size_t m_output_limit;
     /** What is kept of requests, bodies and waiting answers of all clients together (a line of a head that is
-     * cut comes on top of it, at most m_head_limit bytes a client); at first 64 MiB. Above it requests are
-     * answered 503; bodies and answers leave an eighth of it for heads. */
+     * cut comes on top of it, at most m_head_limit bytes a client); the default is 64 MiB. Above it requests
+     * are answered 503; bodies and answers leave an eighth of it for heads. */
     size_t m_memory_limit;
-    /** Clients at a time, at least 1; at first 10,000. Others are answered 503 at once, as they are when the
-     * process has no descriptor left. */
+    /** Clients at a time, at least 1; the default is 10,000. Others are answered 503 at once, as they are
+     * when the process has no descriptor left. */
     size_t m_client_limit;
-    /** Clients of one address at a time (of one IPv6 /64); at first 0, for no limit of its own. */
+    /** Clients of one address at a time (of one IPv6 /64); the default is 0, for no limit of its own. */
     size_t m_address_limit;
-    /** Between two requests of a connection; at first 30,000. */
+    /** Between two requests of a connection; the default is 30,000. */
     int m_idle_ms;
-    /** From the first byte of a request, or the start of the connection, to the end of its head; at first
-     * 10,000. Then 408. */
+    /** From the first byte of a request, or the start of the connection, to the end of its head; the default
+     * is 10,000. Then 408. */
     int m_request_ms;
-    /** Bytes a second that a body must come with, on the whole, beyond a grace of m_request_ms; at first
-     * 1,024; 0 for no limit. Then 408. Not while this side holds the body. */
+    /** Bytes a second that a body must come with, on the whole, beyond a grace of m_request_ms; the default
+     * is 1,024; 0 for no limit. Then 408. Not while this side holds the body. */
     uint32_t m_body_rate;
-    /** For how long a client may take nothing of what waits for it; at first 30,000. It is cut off then. What
-     * the host holds for it counts where the host tells (Linux); elsewhere bytes count when the host takes
-     * more. */
+    /** For how long a client may take nothing of what waits for it; the default is 30,000. It is cut off
+     * then. What the host holds for it counts where the host tells (Linux); elsewhere bytes count when the
+     * host takes more. */
     int m_progress_ms;
     /** From the end of a request, or the call of a streamed handler that takes no body, to the beginning of
-     * the answer; at first 60,000. Then 503, and the end handler is told. */
+     * the answer; the default is 60,000. Then 503, and the end handler is told. */
     int m_answer_ms;
 } ombrel_http_server_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_http_server_options(ombrel_http_server_options_t* options);
 
 /** What a server has done since it was opened, and has now. The reserved words keep the record's size. */
@@ -270,7 +270,7 @@ typedef void (*ombrel_http_stop_handler_t)(ombrel_http_server_t* server, void* c
  * closes what is left when the time has run out, and then calls the handler from the loop.
  * @param server     the server
  * @param timeout_ms milliseconds until what is left is cut off; negative waits for ever, 0 cuts off at once
- * @param handler    told when that is done; null for nobody
+ * @param handler    told when that is done; null for none
  * @param context    handed to it
  * @return 0; -1 also when it was stopped already
  */
@@ -429,7 +429,7 @@ OMBREL_API int ombrel_http_exchange_add_field(ombrel_http_exchange_t* exchange, 
  * @param type     the body's type for Content-Type; null leaves the field out
  * @param data     the body, copied as far as the host does not take it at once
  * @param size     its bytes
- * @return 0, also when the client is gone; -1 for nonsense and when it is answered already, and with
+ * @return 0, also when the client is gone; -1 for invalid arguments and when it is answered already, and with
  * #def_ombrel_fault_no_memory when it was answered 500 in place of that
  */
 OMBREL_API int ombrel_http_exchange_answer(ombrel_http_exchange_t* exchange, int status, const char* type,
@@ -479,8 +479,8 @@ OMBREL_API int ombrel_http_exchange_defer(ombrel_http_exchange_t* exchange, ombr
  * connection closes
  * @param handler  called when at least half of the server's output limit is free again after
  *                 ombrel_http_exchange_write() did not take all; and once from the loop after this call; null
- * for nobody
- * @param end_handler told when the exchange ends; null for nobody, which must not be when something else
+ * for none
+ * @param end_handler told when the exchange ends; null for none, which must not be when something else
  * refers to the exchange
  * @param context  handed to both
  * @return 0, also when the client is gone; -1

@@ -66,8 +66,8 @@
  * Any number may ask a document at the same time while nobody changes it.
  *
  * @par Failures
- * -1 or null, with the reason in ombrel_last_fault(): invalid for null objects and nonsense and for what
- * cannot be written, violation for texts that are not as their dialect has them, too_large for limits,
+ * -1 or null, with the reason in ombrel_last_fault(): invalid for null objects and invalid arguments and for
+ * what cannot be written, violation for texts that are not as their dialect has them, too_large for limits,
  * not_found for sections and keys that are not there, no_memory; for files those of file.h. A refused text
  * has a reason, a line and a column beside: ombrel_ini_get_fault(). A change that fails changes nothing.
  */

@@ -42,7 +42,7 @@
  *
  * @par Failures
  * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, and what is named with the function.
+ * invalid arguments, and what is named with the function.
  */
 #ifndef OMBREL_LAUNCHER_H
 #define OMBREL_LAUNCHER_H
@@ -160,49 +160,50 @@ typedef int (*ombrel_launcher_output_handler_t)(ombrel_launcher_t* launcher, int
 
 /** How a launcher works. Texts and the environment are copied. Times are milliseconds. */
 typedef struct ombrel_launcher_options_ts {
-    /** #def_ombrel_launcher_bytes or, at first, 0. */
+    /** #def_ombrel_launcher_bytes or 0, the default. */
     uint32_t m_flags;
-    /** The child's working directory; null, as at first, for that of this process. */
+    /** The child's working directory; null, the default, for that of this process. */
     const char* m_directory;
-    /** Its variables, "NAME=VALUE" each, ended by null; null, as at first, for those of this process. */
+    /** Its variables, "NAME=VALUE" each, ended by null; null, the default, for those of this process. */
     const char* const* m_environment;
-    /** When it is started again; at first always (def_ombrel_launcher_restart_*). */
+    /** When it is started again; the default is always (def_ombrel_launcher_restart_*). */
     int m_restart;
-    /** The pause before the first restart, at least 1; at first 200. */
+    /** The pause before the first restart, at least 1; the default is 200. */
     int m_first_pause_ms;
-    /** By how much each pause is longer than the one before it, at least 1; at first 2. */
+    /** By how much each pause is longer than the one before it, at least 1; the default is 2. */
     int m_pause_factor;
-    /** What pauses grow to; at first 30,000; less than the first pause counts as it. */
+    /** What pauses grow to; the default is 30,000; less than the first pause counts as it. */
     int m_longest_pause_ms;
-    /** A child that ran for so long ran well: the next pause is the first one again; at first 10,000. */
+    /** A child that ran for so long ran well: the next pause is the first one again; the default is 10,000.
+     */
     int m_well_ms;
-    /** Restarts within the period of which the launcher gives up instead of making one more; at first 0,
-     * for no limit; 1,000 at most. */
+    /** Restarts within the period of which the launcher gives up instead of making one more; the default is
+     * 0, for no limit; 1,000 at most. */
     uint32_t m_restart_limit;
-    /** The period; at first 60,000; negative counts all restarts since the start. */
+    /** The period; the default is 60,000; negative counts all restarts since the start. */
     int m_restart_period_ms;
-    /** From asking the child to end until it is ended by force; at first 5,000; negative never uses
+    /** From asking the child to end until it is ended by force; the default is 5,000; negative never uses
      * force. */
     int m_grace_ms;
-    /** Told what happens; null, as at first, for nobody. */
+    /** Told what happens; null, the default, for none. */
     ombrel_launcher_handler_t m_handler;
-    /** Given the output; null, as at first, for nobody. */
+    /** Given the output; null, the default, for none. */
     ombrel_launcher_output_handler_t m_output_handler;
     /** Handed to both. */
     void* m_context;
-    /** The file at whose end the output is kept as it comes; null, as at first, for none. */
+    /** The file at whose end the output is kept as it comes; null, the default, for none. */
     const char* m_log_path;
     /** Bytes of the file beyond which it is renamed to "PATH.1", an earlier "PATH.1" to "PATH.2" and so
-     * on, and begun anew; at first 1 MiB; 0 for never. Between two lines where that is possible. */
+     * on, and begun anew; the default is 1 MiB; 0 for never. Between two lines where that is possible. */
     int64_t m_log_size;
-    /** How many renamed files are kept, 99 at most; at first 4; 0 empties the file. */
+    /** How many renamed files are kept, 99 at most; the default is 4; 0 empties the file. */
     uint32_t m_log_count;
-    /** Receives def_ombrel_launcher_part_* when opening fails for a reason other than nonsense; null, as at
-     * first, to do without. */
+    /** Receives def_ombrel_launcher_part_* when opening fails for a reason other than invalid arguments;
+     * null, the default, to do without. */
     int* m_failed_part;
 } ombrel_launcher_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_launcher_options(ombrel_launcher_options_t* options);
 
 /**

@@ -76,13 +76,13 @@ typedef struct ombrel_neighbour_list_ts {
 
 /** What is listed. */
 typedef struct ombrel_neighbour_options_ts {
-    int m_family;         /**< AF_INET, AF_INET6, or 0, as at first, for both */
-    uint32_t m_interface; /**< the index of an interface; 0, as at first, for each */
-    uint32_t m_states;    /**< states that are listed; at first def_ombrel_neighbour_usual */
-    int64_t m_limit;      /**< the most neighbours, at least 1; at first 1,048,576 */
+    int m_family;         /**< AF_INET, AF_INET6, or 0, the default, for both */
+    uint32_t m_interface; /**< the index of an interface; 0, the default, for each */
+    uint32_t m_states;    /**< states that are listed; the default is def_ombrel_neighbour_usual */
+    int64_t m_limit;      /**< the most neighbours, at least 1; the default is 1,048,576 */
 } ombrel_neighbour_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_neighbour_options(ombrel_neighbour_options_t* options);
 
 /**

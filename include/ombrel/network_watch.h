@@ -30,7 +30,7 @@
  * loop runs. Nothing waits.
  *
  * @par Failures
- * Null or -1 with the reason in ombrel_last_fault(): def_ombrel_fault_invalid for null and nonsense,
+ * Null or -1 with the reason in ombrel_last_fault(): def_ombrel_fault_invalid for null and invalid arguments,
  * def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported.
  */
 #ifndef OMBREL_NETWORK_WATCH_H
@@ -93,14 +93,14 @@ typedef int (*ombrel_network_watch_handler_t)(ombrel_network_watch_t* watch,
 
 /** How a watch works. */
 typedef struct ombrel_network_watch_options_ts {
-    /** What is watched; at first def_ombrel_network_all. What the host does not tell is left out as long as
-     * something is left. */
+    /** What is watched; the default is def_ombrel_network_all. What the host does not tell is left out as
+     * long as something is left. */
     uint32_t m_kinds;
-    /** Bytes of changes that may wait for the loop, 4,096 to 16 MiB; at first 1 MiB. The host may allow
+    /** Bytes of changes that may wait for the loop, 4,096 to 16 MiB; the default is 1 MiB. The host may allow
      * less. */
     size_t m_queue_size;
     /** Interfaces, addresses and neighbours together that are remembered, to tell a new one from one that
-     * changed; at first 65,536. Of more than those each is told as new. */
+     * changed; the default is 65,536. Of more than those each is told as new. */
     size_t m_known_limit;
     /** Called for each change; must be set. */
     ombrel_network_watch_handler_t m_handler;
@@ -108,7 +108,7 @@ typedef struct ombrel_network_watch_options_ts {
     void* m_context;
 } ombrel_network_watch_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_network_watch_options(ombrel_network_watch_options_t* options);
 
 /**

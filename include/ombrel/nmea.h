@@ -54,7 +54,7 @@
  *
  * @par Failures
  * Functions give -1 or null with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * nonsense, #def_ombrel_fault_no_memory, and what is named with the function.
+ * invalid arguments, #def_ombrel_fault_no_memory, and what is named with the function.
  */
 #ifndef OMBREL_NMEA_H
 #define OMBREL_NMEA_H
@@ -229,14 +229,14 @@ typedef struct ombrel_nmea_sentence_ts {
 
 /** How sentences are read. */
 typedef struct ombrel_nmea_options_ts {
-    /** #def_ombrel_nmea_unchecked, #def_ombrel_nmea_bad_too or, at first, 0. */
+    /** #def_ombrel_nmea_unchecked, #def_ombrel_nmea_bad_too or 0, the default. */
     uint32_t m_flags;
     /** Characters of a sentence at most, the line end counted as two whatever it is, 16 to
-     * #def_ombrel_nmea_length_highest; at first #def_ombrel_nmea_length_max. */
+     * #def_ombrel_nmea_length_highest; the default is #def_ombrel_nmea_length_max. */
     size_t m_length_limit;
 } ombrel_nmea_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0; -1 for null */
+/** @brief Sets the options to their defaults. @return 0; -1 for null */
 OMBREL_API int ombrel_init_nmea_options(ombrel_nmea_options_t* options);
 
 /**

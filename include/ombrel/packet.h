@@ -51,8 +51,8 @@
  * One at a time for a reader; any for the others.
  *
  * @par Failures
- * -1 or null with the reason in ombrel_last_fault(): invalid for null and nonsense, too_large, no_memory.
- * Damage is no failure; it is counted.
+ * -1 or null with the reason in ombrel_last_fault(): invalid for null and invalid arguments, too_large,
+ * no_memory. Damage is no failure; it is counted.
  */
 #ifndef OMBREL_PACKET_H
 #define OMBREL_PACKET_H

@@ -27,9 +27,9 @@
  * A list has one thread at a time; the other functions may be called from any.
  *
  * @par Failures
- * Failing functions leave the reason for ombrel_last_fault(): def_ombrel_fault_invalid for null and nonsense,
- * def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where the host
- * does not tell (on POSIX: other systems than Linux, or without /proc).
+ * Failing functions leave the reason for ombrel_last_fault(): def_ombrel_fault_invalid for null and invalid
+ * arguments, def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where
+ * the host does not tell (on POSIX: other systems than Linux, or without /proc).
  */
 #ifndef OMBREL_PROCESS_LIST_H
 #define OMBREL_PROCESS_LIST_H

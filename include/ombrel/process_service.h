@@ -34,7 +34,7 @@
  *
  * @par Failures
  * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null,
- * nonsense, and an object of the other side, and what is named with the function.
+ * invalid arguments, and an object of the other side, and what is named with the function.
  */
 #ifndef OMBREL_PROCESS_SERVICE_H
 #define OMBREL_PROCESS_SERVICE_H
@@ -60,22 +60,22 @@ typedef struct ombrel_process_service_ts ombrel_process_service_t;
 
 /** How a service is opened and closed. Times are milliseconds. */
 typedef struct ombrel_process_service_options_ts {
-    /** The child's working directory; null, as at first, for that of this process. */
+    /** The child's working directory; null, the default, for that of this process. */
     const char* m_directory;
-    /** How long the child may take to acknowledge before it is ended by force; at first 60,000; negative
-     * for any time. */
+    /** How long the child may take to acknowledge before it is ended by force; the default is 60,000;
+     * negative for any time. */
     int m_start_timeout_ms;
-    /** How long a close waits for the child before it uses force; at first 5,000; negative never uses
+    /** How long a close waits for the child before it uses force; the default is 5,000; negative never uses
      * force. */
     int m_grace_ms;
     /** Receives, terminated, the child's words when it cannot run, an empty text when it said nothing;
-     * null, as at first, to do without. */
+     * null, the default, to do without. */
     char* m_error;
     /** Bytes at m_error, #def_ombrel_process_service_text_max and 1 for all of it. */
     size_t m_error_size;
 } ombrel_process_service_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_process_service_options(ombrel_process_service_options_t* options);
 
 /**

@@ -25,7 +25,7 @@
  * Any thread; what is opened belongs to who opened it.
  *
  * @par Failures
- * Null with the reason in ombrel_last_fault(): def_ombrel_fault_invalid for nonsense,
+ * Null with the reason in ombrel_last_fault(): def_ombrel_fault_invalid for invalid arguments,
  * def_ombrel_fault_too_large beyond the limit, def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor,
  * def_ombrel_fault_busy when routes changed each time while they were listed (eight times),
  * def_ombrel_fault_violation for an answer of the host that is malformed, and what a function names.
@@ -132,13 +132,13 @@ typedef struct ombrel_route_list_ts {
 
 /** What is listed. */
 typedef struct ombrel_route_options_ts {
-    int m_family;         /**< AF_INET, AF_INET6, or 0, as at first, for both, IPv4 first */
-    uint32_t m_table;     /**< at first def_ombrel_route_table_main; def_ombrel_route_table_all for each */
-    uint32_t m_interface; /**< the index of an interface by which they leave; 0, as at first, for any */
-    int64_t m_limit;      /**< the most routes, at least 1; at first 4,194,304 */
+    int m_family;     /**< AF_INET, AF_INET6, or 0, the default, for both, IPv4 first */
+    uint32_t m_table; /**< the default is def_ombrel_route_table_main; def_ombrel_route_table_all for each */
+    uint32_t m_interface; /**< the index of an interface by which they leave; 0, the default, for any */
+    int64_t m_limit;      /**< the most routes, at least 1; the default is 4,194,304 */
 } ombrel_route_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_route_options(ombrel_route_options_t* options);
 
 /**

@@ -50,8 +50,8 @@
  *
  * @par Failures
  * -1, null or 0 as named, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null,
- * nonsense, and texts that break the rules above, and what is named with the function. Passwords and what was
- * made of them on the way are overwritten before a function returns.
+ * invalid arguments, and texts that break the rules above, and what is named with the function. Passwords and
+ * what was made of them on the way are overwritten before a function returns.
  */
 #ifndef OMBREL_SECRET_H
 #define OMBREL_SECRET_H
@@ -85,15 +85,15 @@ OMBREL_BEGIN_C
 
 /** How a secret is made. */
 typedef struct ombrel_secret_options_ts {
-    int m_kind; /**< #def_ombrel_secret_digest, as at first, or #def_ombrel_secret_strong */
+    int m_kind; /**< #def_ombrel_secret_digest, the default, or #def_ombrel_secret_strong */
     const char*
         m_realm;           /**< of a digest secret, 1 to #def_ombrel_secret_realm_max bytes without control
-                            * characters, '"' and backslashes; null, as at first, for #def_ombrel_secret_realm */
-    uint32_t m_iterations; /**< of a strong one, 1 to #def_ombrel_secret_iterations_max; at first
+                            * characters, '"' and backslashes; null, the default, for #def_ombrel_secret_realm */
+    uint32_t m_iterations; /**< of a strong one, 1 to #def_ombrel_secret_iterations_max; the default is
                             * #def_ombrel_secret_iterations */
 } ombrel_secret_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_secret_options(ombrel_secret_options_t* options);
 
 /** A secret, taken apart. */
@@ -157,16 +157,16 @@ typedef struct ombrel_secret_list_ts ombrel_secret_list_t;
 
 /** How a list is read. */
 typedef struct ombrel_secret_list_options_ts {
-    uint32_t m_flags;      /**< #def_ombrel_secret_list_more or, at first, 0 */
-    size_t m_size_limit;   /**< bytes of a file or text; at first 1 MiB */
-    size_t m_line_limit;   /**< bytes of a line; at first 4,096 */
-    size_t m_secret_limit; /**< secrets; at first 10,000 */
+    uint32_t m_flags;      /**< #def_ombrel_secret_list_more or 0, the default */
+    size_t m_size_limit;   /**< bytes of a file or text; the default is 1 MiB */
+    size_t m_line_limit;   /**< bytes of a line; the default is 4,096 */
+    size_t m_secret_limit; /**< secrets; the default is 10,000 */
     /** How long a file is taken to be unchanged after a look by ombrel_secret_list_refresh(), in
-     * milliseconds; at first 1,000; negative for ever. */
+     * milliseconds; the default is 1,000; negative for ever. */
     int m_look_ms;
 } ombrel_secret_list_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_secret_list_options(ombrel_secret_list_options_t* options);
 
 /**

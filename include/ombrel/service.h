@@ -90,7 +90,7 @@ OMBREL_API int ombrel_service_register_close_notify_handler(ombrel_service_t* se
                                                             ombrel_service_close_notify_handler_t handler,
                                                             void* argument);
 
-/** @brief The owner's pointer. @return what was set last, null at first or for a null service */
+/** @brief The owner's pointer. @return what was set last, initially null, also for a null service */
 OMBREL_API void* ombrel_get_user_data_service(ombrel_service_t* service);
 
 /** @brief Keeps a pointer for the owner. @return 0, or -1 for a null service */
@@ -98,7 +98,7 @@ OMBREL_API int ombrel_set_user_data_service(ombrel_service_t* service, void* dat
 
 /**
  * @name Flags of the caller
- * A word of bits, 0 at first, with a short lock of its own. Hold that lock for a few instructions only, and
+ * A word of bits, initially 0, with a short lock of its own. Hold that lock for a few instructions only, and
  * call none of the get, set, clear and invert functions while holding it.
  * @{
  */

@@ -47,9 +47,9 @@
  * loop runs. Nothing waits.
  *
  * @par Failures
- * null, 0 or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and nonsense,
- * #def_ombrel_fault_too_large beyond a limit, #def_ombrel_fault_no_memory, and what is named with the
- * function.
+ * null, 0 or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid
+ * arguments, #def_ombrel_fault_too_large beyond a limit, #def_ombrel_fault_no_memory, and what is named with
+ * the function.
  */
 #ifndef OMBREL_SSDP_H
 #define OMBREL_SSDP_H
@@ -116,50 +116,50 @@ typedef int (*ombrel_ssdp_handler_t)(ombrel_ssdp_t* ssdp, int event, const ombre
 
 /** How a service works. Texts are copied. */
 typedef struct ombrel_ssdp_options_ts {
-    /** def_ombrel_ssdp_*; at first #def_ombrel_ssdp_ipv4 and #def_ombrel_ssdp_ipv6. What the host does not
-     * have is left out as long as one of them is left. */
+    /** def_ombrel_ssdp_*; the default is #def_ombrel_ssdp_ipv4 and #def_ombrel_ssdp_ipv6. What the host does
+     * not have is left out as long as one of them is left. */
     uint32_t m_flags;
-    /** The network interface by its name; null, as at first, for the system's choice for sending, while all
+    /** The network interface by its name; null, the default, for the system's choice for sending, while all
      * are listened at. */
     const char* m_interface;
-    /** The own numeric address to send from; null, as at first, for one of the interface. It restricts the
+    /** The own numeric address to send from; null, the default, for one of the interface. It restricts the
      * service to its family. */
     const char* m_address;
-    /** The port of the groups, 1 to 65535; at first #def_ombrel_ssdp_port. */
+    /** The port of the groups, 1 to 65535; the default is #def_ombrel_ssdp_port. */
     int m_port;
-    /** The IPv4 group; null, as at first, for 239.255.255.250. */
+    /** The IPv4 group; null, the default, for 239.255.255.250. */
     const char* m_ipv4_group;
-    /** The IPv6 groups, separated by spaces, at most 4; null, as at first, for "ff02::c ff05::c". The first
+    /** The IPv6 groups, separated by spaces, at most 4; null, the default, for "ff02::c ff05::c". The first
      * is announced to and searched at, all are listened at. */
     const char* m_ipv6_groups;
-    /** Hops that multicast may take, 0 to 255; at first 2. */
+    /** Hops that multicast may take, 0 to 255; the default is 2. */
     int m_hops;
-    /** Hops that answers may take, 1 to 255; at first 8. */
+    /** Hops that answers may take, 1 to 255; the default is 8. */
     int m_answer_hops;
-    /** System and product for others to read, as "Linux/6.1 UPnP/2.0 lamp/1.0"; null, as at first, for the
+    /** System and product for others to read, as "Linux/6.1 UPnP/2.0 lamp/1.0"; null, the default, for the
      * library's own words. */
     const char* m_server;
-    /** Number of this start, 0 to 2^31 - 1: it must grow from one start of the device to the next; at first
-     * the seconds of the clock. */
+    /** Number of this start, 0 to 2^31 - 1: it must grow from one start of the device to the next; the
+     * default is the seconds of the clock. */
     int64_t m_boot_id;
-    /** Number of the configuration, 0 to 2^24 - 1; at first 1. */
+    /** Number of the configuration, 0 to 2^24 - 1; the default is 1. */
     int64_t m_config_id;
-    /** Things announced at the same time, 1 to 1,024; at first 128. */
+    /** Things announced at the same time, 1 to 1,024; the default is 128. */
     size_t m_announcement_limit;
-    /** Answers a second to all, at least 1; at first 100. */
+    /** Answers a second to all, at least 1; the default is 100. */
     size_t m_answer_limit;
-    /** Answers a second to one address, at least 1; at first 30. */
+    /** Answers a second to one address, at least 1; the default is 30. */
     size_t m_address_answer_limit;
-    /** Entries of the cache; at first 512; 0 keeps none. */
+    /** Entries of the cache; the default is 512; 0 keeps none. */
     size_t m_entry_limit;
-    /** Entries from one address, at least 1; at first 64. */
+    /** Entries from one address, at least 1; the default is 64. */
     size_t m_address_entry_limit;
-    /** Seconds beyond which nobody is believed to stay, at least 1; at first 86,400. */
+    /** Seconds beyond which nobody is believed to stay, at least 1; the default is 86,400. */
     int m_max_age_limit_s;
-    /** Keeps entries alone whose type is this one, of this version or a later one; null, as at first, keeps
+    /** Keeps entries alone whose type is this one, of this version or a later one; null, the default, keeps
      * all. */
     const char* m_wanted;
-    /** Told what happens to entries; null, as at first, for nobody. */
+    /** Told what happens to entries; null, the default, for none. */
     ombrel_ssdp_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
@@ -179,7 +179,7 @@ typedef struct ombrel_ssdp_counts_ts {
     uint64_t m_reserved[4]; /**< receive 0 */
 } ombrel_ssdp_counts_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_ssdp_options(ombrel_ssdp_options_t* options);
 
 /**
@@ -281,7 +281,7 @@ typedef void (*ombrel_ssdp_stop_handler_t)(ombrel_ssdp_t* ssdp, void* context);
  * tenths of a second, and then calls the handler from the loop.
  * @param ssdp       the service
  * @param timeout_ms milliseconds that it may take; negative for as long as it takes, 0 withdraws at once
- * @param handler    told when that is done; null for nobody
+ * @param handler    told when that is done; null for none
  * @param context    handed to it
  * @return 0; -1 also when it was stopped already
  */

@@ -73,29 +73,30 @@ typedef struct ombrel_tftp_ts ombrel_tftp_t;
 
 /** How a client works. Times are milliseconds. */
 typedef struct ombrel_tftp_options_ts {
-    /** Bytes of a block to ask for, #def_ombrel_tftp_block_size_min to #def_ombrel_tftp_block_size_max; at
-     * first 1428, which is not fragmented on an Ethernet. 512, the size without options, is not asked for. */
+    /** Bytes of a block to ask for, #def_ombrel_tftp_block_size_min to #def_ombrel_tftp_block_size_max; the
+     * default is 1428, which is not fragmented on an Ethernet. 512, the size without options, is not asked
+     * for. */
     int m_block_size;
-    /** Blocks to ask for between two acknowledgements, 1 to #def_ombrel_tftp_window_size_max; at first 1,
-     * which is not asked for. */
+    /** Blocks to ask for between two acknowledgements, 1 to #def_ombrel_tftp_window_size_max; the default is
+     * 1, which is not asked for. */
     int m_window_size;
-    /** def_ombrel_tftp_octet, as at first, or def_ombrel_tftp_netascii. */
+    /** def_ombrel_tftp_octet, the default, or def_ombrel_tftp_netascii. */
     int m_mode;
-    /** The wait before a packet is sent again, at least 1, doubled up to four times as long; at first 1,000.
-     * The server is asked to wait as long, in whole seconds. */
+    /** The wait before a packet is sent again, at least 1, doubled up to four times as long; the default is
+     * 1,000. The server is asked to wait as long, in whole seconds. */
     int m_retry_ms;
-    /** How often a packet is sent before the server counts as gone, at least 1; at first 6. */
+    /** How often a packet is sent before the server counts as gone, at least 1; the default is 6. */
     int m_tries;
     /** For each of: beginning a transfer, with the look-up of the host's name; finishing one. At first -1,
      * which is as long as the tries take, and as the platform's look-up does. */
     int m_step_ms;
-    /** For a transfer in all, from its beginning to its end; at first -1, for ever. */
+    /** For a transfer in all, from its beginning to its end; the default is -1, for ever. */
     int m_whole_ms;
-    /** Bytes of a file beyond which it is not read further; at first 1 GiB; negative for no limit. */
+    /** Bytes of a file beyond which it is not read further; the default is 1 GiB; negative for no limit. */
     int64_t m_size_limit;
 } ombrel_tftp_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_tftp_options(ombrel_tftp_options_t* options);
 
 /**

@@ -100,29 +100,29 @@ typedef struct ombrel_tftp_server_options_ts {
     /** The directory that is served; must be given. It is opened once: one that is renamed later is served
      * on. */
     const char* m_directory;
-    /** def_ombrel_tftp_server_* or, at first, 0. */
+    /** def_ombrel_tftp_server_* or 0, the default. */
     uint32_t m_flags;
-    /** Transfers at the same time, at least 1; at first 64. */
+    /** Transfers at the same time, at least 1; the default is 64. */
     size_t m_transfer_limit;
-    /** Transfers at the same time for one address, at least 1; at first 8. */
+    /** Transfers at the same time for one address, at least 1; the default is 8. */
     size_t m_address_limit;
-    /** Largest block that is granted, 512 to 65464; at first 65464. */
+    /** Largest block that is granted, 512 to 65464; the default is 65464. */
     size_t m_block_size_limit;
-    /** Largest window that is granted, 1 to 64 blocks; at first 32. Fewer are granted where they would hold
-     * more than 128 KiB. */
+    /** Largest window that is granted, 1 to 64 blocks; the default is 32. Fewer are granted where they would
+     * hold more than 128 KiB. */
     size_t m_window_size_limit;
     /** The wait before a packet is sent again unless the client asks for another, at least 1, doubled up to
-     * four times as long; at first 1,000. */
+     * four times as long; the default is 1,000. */
     int m_retry_ms;
-    /** How often a packet is sent before the client counts as gone, at least 1; at first 5. */
+    /** How often a packet is sent before the client counts as gone, at least 1; the default is 5. */
     int m_tries;
-    /** For a transfer in all; at first 3,600,000; negative for no limit. */
+    /** For a transfer in all; the default is 3,600,000; negative for no limit. */
     int m_whole_ms;
-    /** Bytes of an upload; at first 256 MiB; negative for no limit. */
+    /** Bytes of an upload; the default is 256 MiB; negative for no limit. */
     int64_t m_upload_limit;
-    /** Asked before a transfer begins; null, as at first, lets all begin. */
+    /** Asked before a transfer begins; null, the default, lets all begin. */
     ombrel_tftp_server_handler_t m_request_handler;
-    /** Told when one has ended or was refused; null, as at first, for nobody. */
+    /** Told when one has ended or was refused; null, the default, for none. */
     ombrel_tftp_server_handler_t m_log_handler;
     /** Handed to both. */
     void* m_context;
@@ -141,7 +141,7 @@ typedef struct ombrel_tftp_server_counts_ts {
     uint64_t m_reserved[4]; /**< receive 0 */
 } ombrel_tftp_server_counts_t;
 
-/** @brief Sets the options to what they are at first. @return 0, or -1 for null */
+/** @brief Sets the options to their defaults. @return 0, or -1 for null */
 OMBREL_API int ombrel_init_tftp_server_options(ombrel_tftp_server_options_t* options);
 
 /**
@@ -196,7 +196,7 @@ typedef void (*ombrel_tftp_stop_handler_t)(ombrel_tftp_server_t* server, void* c
  * has run out, and then calls the handler from the loop.
  * @param server     the server
  * @param timeout_ms milliseconds until what is left is cut off; negative waits for ever, 0 cuts off at once
- * @param handler    told when that is done; null for nobody
+ * @param handler    told when that is done; null for none
  * @param context    handed to it
  * @return 0; -1 also when it was stopped already
  */

@@ -32,8 +32,8 @@
  * Any, for all functions.
  *
  * @par Failures
- * -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and nonsense and for texts
- * that cannot be read; others are told with the function.
+ * -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid arguments and for
+ * texts that cannot be read; others are told with the function.
  */
 #ifndef OMBREL_WAKE_ON_LAN_H
 #define OMBREL_WAKE_ON_LAN_H
@@ -119,22 +119,23 @@ OMBREL_API int64_t ombrel_make_wake_packet(const uint8_t* mac, const ombrel_wake
 
 /** How a packet is sent. Texts are read during the call. */
 typedef struct ombrel_wake_options_ts {
-    /** def_ombrel_wake_frame, def_ombrel_wake_frame_to_one or, at first, 0. */
+    /** def_ombrel_wake_frame, def_ombrel_wake_frame_to_one or 0, the default. */
     uint32_t m_flags;
-    /** A numeric address, or a host's name; null, as at first, for "255.255.255.255". */
+    /** A numeric address, or a host's name; null, the default, for "255.255.255.255". */
     const char* m_address;
-    /** The port, 1 to 65535; at first #def_ombrel_wake_port. */
+    /** The port, 1 to 65535; the default is #def_ombrel_wake_port. */
     int m_port;
-    /** Name of the interface that it leaves by; null, as at first, for the system's choice. For IPv4 the
+    /** Name of the interface that it leaves by; null, the default, for the system's choice. For IPv4 the
      * interface needs an address of its own. */
     const char* m_interface;
-    /** The password; null, as at first, for none. */
+    /** The password; null, the default, for none. */
     const ombrel_wake_password_t* m_password;
-    /** Milliseconds that looking up the name and sending may take; negative for no limit; at first 5,000. */
+    /** Milliseconds that looking up the name and sending may take; negative for no limit; the default is
+     * 5,000. */
     int m_whole_ms;
 } ombrel_wake_options_t;
 
-/** @brief Sets the options to what they are at first. @return 0; -1 for null */
+/** @brief Sets the options to their defaults. @return 0; -1 for null */
 OMBREL_API int ombrel_init_wake_options(ombrel_wake_options_t* options);
 
 /**

@@ -97,7 +97,7 @@ typedef struct ombrel_xml_node_ts ombrel_xml_node_t;
 typedef struct ombrel_xml_tree_options_ts {
     uint32_t m_flags;      /**< def_ombrel_xml_tree_*; 0 */
     size_t m_memory_limit; /**< most bytes that the tree may take; 1 GiB, in a 64-bit program 8 GiB */
-    const ombrel_xml_options_t* m_parser; /**< the parser's settings; null, as at first, for its defaults. The
+    const ombrel_xml_options_t* m_parser; /**< the parser's settings; null, the default, for its defaults. The
                                              record is copied, its texts must stay until all is read */
 } ombrel_xml_tree_options_t;
 

@@ -103,7 +103,7 @@ typedef struct ombrel_xml_writer_options_ts {
     int m_form;            /**< def_ombrel_xml_form_*; plain */
     int m_indent;          /**< spaces for each level of the indented form, 0 to 64; 2 */
     size_t m_depth_limit;  /**< elements within one another, at least 1; 100 million */
-    const char* m_charset; /**< the encoding; null, as at first, for UTF-8. In others, what they lack becomes
+    const char* m_charset; /**< the encoding; null, the default, for UTF-8. In others, what they lack becomes
                               a reference where it can be one */
     ombrel_xml_writer_handler_t m_handler; /**< takes the bytes where there is no buffer chain; null */
     void* m_context;                       /**< handed to it */
