@@ -82,7 +82,7 @@ OMBREL_API int ombrel_compare_sockaddr_address(const struct sockaddr* a, const s
 OMBREL_API int ombrel_sockaddr_scope(const struct sockaddr* addr);
 
 /**
- * @brief Clears every bit of an address behind a prefix, in place. Port and scope id stay.
+ * @brief Clears every bit of an address after a prefix, in place. Port and scope id stay.
  * @param addr   the address
  * @param prefix bits to keep: 0 to 32 for IPv4, 0 to 128 for IPv6
  * @return 0; -1 for a prefix out of range, null and unknown families, with nothing written
@@ -127,7 +127,7 @@ OMBREL_API int ombrel_in6addr_is_link_local(const struct in6_addr* a);
 OMBREL_API int ombrel_in6addr_is_site_local(const struct in6_addr* a);
 /** @brief Whether it is multicast, ff00::/8. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_in6addr_is_multicast(const struct in6_addr* a);
-/** @brief Whether it is an IPv4 address behind 80 zero bits and 16 one bits. @return 1 or 0; 0 for null */
+/** @brief Whether it is an IPv4 address after 80 zero bits and 16 one bits. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_in6addr_is_v4_mapped(const struct in6_addr* a);
 /** @brief Whether it lies in ::/96 without being :: or ::1. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_in6addr_is_v4_compatible(const struct in6_addr* a);
@@ -196,8 +196,8 @@ OMBREL_API char* ombrel_inet_ntop(int family, const void* raw_addr, char* buf, s
  * as an IPv4 address; "%" and a scope id or the name of a network interface may follow. Either may be
  * followed by "/" and a prefix length of as many digits as its range needs, 0 to 32 or 128, which is checked
  * and ignored; the whole may stand in brackets; ":" and a port may follow, 0 to 65535: "[fe80::1%3]:80",
- * "1.2.3.4/24:8080" (after a final "::" only behind a bracket: "1:::2" is no address). Nothing else may stand
- * before, between or behind.
+ * "1.2.3.4/24:8080" (after a final "::" only after a bracket: "1:::2" is no address). Nothing else may stand
+ * before, between or after.
  * @param family       AF_INET, AF_INET6, or 0 for IPv4 first and IPv6 second
  * @param text         the text; null fails
  * @param default_port the port of a text without one, 0 to 65535

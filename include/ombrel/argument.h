@@ -41,7 +41,7 @@
  * @par How arguments are read
  * Letters cluster ("-ln5"); the value of a letter follows it ("-n5") or is the next argument ("-n 5"), that
  * of a name follows a "=" ("--copies=5") or is the next argument, whatever that begins with. Options may
- * stand behind operands, and "--" ends them; "-" alone is an operand. An option that is given again replaces
+ * stand after operands, and "--" ends them; "-" alone is an operand. An option that is given again replaces
  * its value, but for those that count, list or call. Names are compared exactly, or, with a flag of the
  * table, by any beginning that only one of them has. Each table has an option "--help", unless it says
  * otherwise. Sub-commands are tables of their own.
@@ -91,7 +91,7 @@ OMBREL_BEGIN_C
  * What an option does, and the type that it stores.
  * @{
  */
-/** The row behind the last option. */
+/** The row after the last option. */
 #define def_ombrel_argument_end 0
 /** No value: stores 1 in an int; "--no-NAME" stores 0 where the option is #def_ombrel_argument_negatable. */
 #define def_ombrel_argument_flag 1
@@ -103,13 +103,13 @@ OMBREL_BEGIN_C
 #define def_ombrel_argument_integer 4
 /** The same, stored in an int64_t. */
 #define def_ombrel_argument_integer64 5
-/** A count of bytes, stored in an int64_t: a decimal number with nothing or "B" behind it, with "K", "M",
+/** A count of bytes, stored in an int64_t: a decimal number with nothing or "B" after it, with "K", "M",
  * "G", "T", "P" or "E" for powers of 1024 ("KiB" and so on are the same, as are small letters), or with "KB",
- * "MB" and so on for powers of 1000. Digits behind a point are read ("1.5M"); what is left of a byte is cut
+ * "MB" and so on for powers of 1000. Digits after a point are read ("1.5M"); what is left of a byte is cut
  * off. */
 #define def_ombrel_argument_size 6
-/** A length of time, stored in an int64_t in nanoseconds: a decimal number, also with digits behind a point,
- * of seconds, or of what stands behind it: "ns", "us", "ms", "s", "m" (minutes), "h", "d". What is left of a
+/** A length of time, stored in an int64_t in nanoseconds: a decimal number, also with digits after a point,
+ * of seconds, or of what stands after it: "ns", "us", "ms", "s", "m" (minutes), "h", "d". What is left of a
  * nanosecond is cut off. */
 #define def_ombrel_argument_duration 7
 /** The same, stored in an int in milliseconds, as time limits have it; a part of a millisecond counts as
@@ -128,7 +128,7 @@ OMBREL_BEGIN_C
 /** No option: m_help is a line of its own in the help, before the options that follow. */
 #define def_ombrel_argument_heading 13
 /** No value, no target: ends the parse with #def_ombrel_argument_version_wanted. m_otherwise is the version,
- * which ombrel_take_arguments() prints behind the table's name; that of the library when null. */
+ * which ombrel_take_arguments() prints after the table's name; that of the library when null. */
 #define def_ombrel_argument_version 14
 /** No value: ends the parse with #def_ombrel_argument_manual_wanted, for which ombrel_take_arguments() prints
  * the man page of the table (argument_manual.h). The target is its ombrel_argument_manual_t, which may be
@@ -257,7 +257,7 @@ struct ombrel_argument_table_ts {
     /** The name that help and complaints begin with. A sub-command is called by the last word of it: "cache
      * clear" by "clear". */
     const char* m_name OMBREL_UNSET;
-    /** What the usage line shows behind the name; null for one made of the options and m_operands. */
+    /** What the usage line shows after the name; null for one made of the options and m_operands. */
     const char* m_usage OMBREL_UNSET;
     /** The operands as the usage line shows them ("[FILE...]"); null for none, which are refused then. */
     const char* m_operands OMBREL_UNSET;
@@ -267,7 +267,7 @@ struct ombrel_argument_table_ts {
     int m_most_operands OMBREL_UNSET;
     /** What it does, in a line; may be null. */
     const char* m_summary OMBREL_UNSET;
-    /** What the help says behind the options; may be null. */
+    /** What the help says after the options; may be null. */
     const char* m_notes OMBREL_UNSET;
     /** Its options and a row of zeroes; may be null. */
     const ombrel_argument_option_t* m_options OMBREL_UNSET;
@@ -284,7 +284,7 @@ struct ombrel_argument_table_ts {
 struct ombrel_arguments_ts {
     const ombrel_argument_table_t* m_table; /**< the table given, or that of the innermost sub-command */
     int m_operand_count; /**< how many operands there are; 0 when the parse did not give 0 */
-    char** m_operands;   /**< the operands and a null behind the last: the end of `argv` */
+    char** m_operands;   /**< the operands and a null after the last: the end of `argv` */
     int m_wrong;         /**< what was wrong */
     int m_index; /**< which argument was: its place when the parse began; `argc` when an operand or a command
                     is missing */
@@ -314,7 +314,7 @@ typedef struct ombrel_argument_list_ts {
  * the order in which they were. Values are stored as they are met, so that those before a mistake are there.
  * @param table     what there is
  * @param argc      number of arguments, with the program's name
- * @param argv      the arguments and a null behind them; the first is passed over. It may have been read
+ * @param argv      the arguments and a null after them; the first is passed over. It may have been read
  *                  before by the same table
  * @param record    where options without a target of their own have their places; null when there are none.
  *                  Sub-commands share it
@@ -384,7 +384,7 @@ OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* optio
  * @{
  */
 /** As a POSIX shell takes words: separated by spaces, tabs and newlines; single quotes hold everything as it
- * is; in double quotes a backslash takes the meaning of a "$", "`", quote, backslash or newline behind it,
+ * is; in double quotes a backslash takes the meaning of a "$", "`", quote, backslash or newline after it,
  * and stands for itself before others; outside it takes that of any character. A newline that lost its
  * meaning is left out. Nothing else means anything: no comments, patterns, variables or operators. */
 #define def_ombrel_argument_quoting_posix 0
@@ -410,7 +410,7 @@ OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* optio
  *                 the text and has nothing to act on; the text's size when there is none; may be null
  * @param function the function for whom the block is accounted
  * @param line     its source line
- * @return the arguments and a null behind them, in one block that is freed with ombrel_free(); it may be
+ * @return the arguments and a null after them, in one block that is freed with ombrel_free(); it may be
  *         empty. Null for a null text or an unknown way; for an unfinished quote, save in the two ways of
  *         Windows, where the text's end closes it; and when memory runs out (fault "no memory")
  */
@@ -426,7 +426,7 @@ OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int*
  * What needs no quotes gets none. POSIX command lines can be handed to a shell: each argument reaches the
  * program as it is. Those for Windows do where the program's run-time takes them apart, which the command
  * interpreter, `cmd.exe`, does not.
- * @param arguments the arguments and a null behind them
+ * @param arguments the arguments and a null after them
  * @param quoting   one of the ways
  * @param function  the function for whom the text is accounted
  * @param line      its source line

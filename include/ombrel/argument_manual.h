@@ -62,13 +62,13 @@ OMBREL_BEGIN_C
 
 /** An exit code of a program. */
 typedef struct ombrel_argument_exit_ts {
-    const char* m_code; /**< "0", or as "128+SIGNAL"; null behind the last */
+    const char* m_code; /**< "0", or as "128+SIGNAL"; null after the last */
     const char* m_help; /**< what it tells */
 } ombrel_argument_exit_t;
 
 /** A section of a page that no table has. */
 typedef struct ombrel_argument_section_ts {
-    const char* m_title; /**< as "FILES" or "EXAMPLES"; null behind the last */
+    const char* m_title; /**< as "FILES" or "EXAMPLES"; null after the last */
     const char* m_text;  /**< what stands in it: lines, and paragraphs between empty ones */
 } ombrel_argument_section_t;
 
@@ -77,18 +77,18 @@ typedef struct ombrel_argument_manual_ts {
     /** Where the table is that of a command of a program, the program's name: the page is called
      * "PROGRAM-NAME", and tells of "PROGRAM NAME". */
     const char* m_program OMBREL_UNSET;
-    /** When the page was changed, as "2026-11-22"; null for today, or for the day that the environment's
+    /** When the page was changed, such as "2026-11-22"; null for today, or for the day that the environment's
      * SOURCE_DATE_EPOCH names in seconds since 1970. */
     const char* m_date OMBREL_UNSET;
-    /** What stands in the page's last line, as "say 1.2"; null for the page's name, with the version that an
-     * option of the table tells. */
+    /** What stands in the page's last line, such as "say 1.2"; null for the page's name, with the version
+     * that an option of the table tells. */
     const char* m_source OMBREL_UNSET;
     /** What it exits with; null for 0 (all is well, or help was asked for), 1 (something could not be done)
      * and 2 (the arguments make no sense). */
     const ombrel_argument_exit_t* m_exits OMBREL_UNSET;
     /** More sections, in their order; may be null. */
     const ombrel_argument_section_t* m_sections OMBREL_UNSET;
-    /** Pages that this one names in its last section, as "cat(1), sed(1)"; may be null. The pages of its
+    /** Pages that this one names in its last section, such as "cat(1), sed(1)"; may be null. The pages of its
      * program and of its commands stand there anyway. */
     const char* m_see_also OMBREL_UNSET;
     /** Flags of pages. */

@@ -25,7 +25,7 @@ OMBREL_BEGIN_C
 /** The same with "-" and "_" for "+" and "/", for encoding only: the decoder reads the standard alphabet. */
 #define def_ombrel_base64_alphabet_url_safe 1u
 
-/** A coder. Made by ombrel_open_base64() alone, which adds fields of its own behind these. */
+/** A coder. Made by ombrel_open_base64() alone, which adds fields of its own after these. */
 typedef struct ombrel_base64_ts {
     uint32_t m_input_limit;  /**< option: most bytes waiting in the input chain; 0 for no limit */
     uint32_t m_output_limit; /**< option: most bytes in the output chain; 0 for no limit */
@@ -56,7 +56,7 @@ OMBREL_API int ombrel_close_base64(ombrel_base64_t* coder);
  * @brief Adds input and encodes every whole group of 3 bytes; at the end, what is left too.
  *
  * With a line width a break (a newline, or a backslash and a newline) goes before each character that has no
- * room on its line, and one more is written at the end, even behind an empty output. Without a line width
+ * room on its line, and one more is written at the end, even after an empty output. Without a line width
  * there is no break at all.
  *
  * Before each group the output chain must have room for 4 bytes under the output limit; breaks are not

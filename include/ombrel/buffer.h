@@ -59,7 +59,7 @@ typedef struct ombrel_buffer_ts ombrel_buffer_t;
  * @param size        their number, at least 1
  * @param offset_low  low 32 bits of the count of bytes taken before these
  * @param offset_high its high 32 bits
- * @param queued      bytes still queued behind these
+ * @param queued      bytes still queued after these
  * @return not used; return 0
  */
 typedef int (*ombrel_buffer_handler_t)(void* context, const void* data, size_t size, uint32_t offset_low,
@@ -246,7 +246,7 @@ OMBREL_API int ombrel_peek_buffer_uint8(ombrel_buffer_t* buffer, size_t position
  * @brief Takes the next complete line.
  *
  * A line ends at CR, LF, CR LF or LF CR; the second half of a pair is dropped even when it is pushed later.
- * The byte that follows a non-ASCII byte belongs to it and never ends a line. Bytes behind the last line end
+ * The byte that follows a non-ASCII byte belongs to it and never ends a line. Bytes after the last line end
  * stay queued, also after ombrel_end_buffer(). A call that finds no line end leaves off where the queue ends,
  * and the next one goes on from there unless bytes were taken meanwhile: referenced blocks must not change
  * while they are queued.

@@ -48,7 +48,7 @@
  * is a number of the universal C run-time (ucrt).
  *
  * @par Pipes
- * The command line is everything behind "pipe:", as it stands, without decoding, and runs by the platform's
+ * The command line is everything after "pipe:", as it stands, without decoding, and runs by the platform's
  * command interpreter. With the option "args" no interpreter is involved: the source names a program, looked
  * for along the search path, and "args" has its arguments, separated by spaces; single or double quotes hold
  * together what has spaces, and have no other meaning.
@@ -92,7 +92,7 @@
  * may take (up to 255; negative for the system's choice).
  *
  * @par TFTP
- * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" behind the name is accepted.
+ * One file, read ("r") or written as a whole ("w"), in octet mode; ";mode=octet" after the name is accepted.
  * The slash that ends the host is no part of the name: write "tftp://host//name" for "/name". Other modes are
  * the error "invalid argument". The server is asked for blocks of "block_size" bytes (8 to 65464, default
  * 1428), the size of the file, and a time limit; one that grants nothing of this is used as it is. A packet
@@ -106,7 +106,7 @@
  * @par FTP
  * One file, read ("r"), written ("w") or appended to ("a"), as it is, over passive connections to the host of
  * the control connection. The path is relative to the directory of the login; "ftp://host//name" or
- * "ftp://host/%2Fname" is "/name", and ";type=i" behind it is accepted. Other modes are the error "invalid
+ * "ftp://host/%2Fname" is "/name", and ";type=i" after it is accepted. Other modes are the error "invalid
  * argument", and so are names with line ends. User and password are those of the source, else of the options
  * "user" and "password", else an anonymous user's. "offset" (0 to 2^63 - 1) begins that many bytes into the
  * file, when writing too, which leaves what stands before it. Seeking begins the transfer again with the next

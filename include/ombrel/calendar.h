@@ -441,7 +441,7 @@ OMBREL_API int ombrel_format_duration(char* buf, size_t size, int64_t nanosecond
 
 /**
  * @brief Reads a duration: days and a time ("1 d 02:03:04.5", "26:03", as hours and minutes), or numbers with
- * units from large to small, each once ("1 d 2 h 30 min", "1.5h", "250 ms"), behind a "-" for a negative one.
+ * units from large to small, each once ("1 d 2 h 30 min", "1.5h", "250 ms"), after a "-" for a negative one.
  *
  * Units are w, d, h, min or m, s, ms, us, ns; a number without one is seconds. The last number may have a
  * fraction; what is less than a nanosecond is dropped. Spaces may stand between numbers and units.

@@ -111,15 +111,15 @@ OMBREL_API ombrel_cgi_t* ombrel_open_cgi_tag(const ombrel_cgi_options_t* options
 /** @brief ombrel_open_cgi_tag() with the caller's own name and line. */
 #define ombrel_open_cgi(options) ombrel_open_cgi_tag((options), __func__, __LINE__)
 
-/** @brief A variable of the request, as "REMOTE_ADDR". @return its value; an empty text when it is not there;
- * null for null. Texts are good until the request is closed */
+/** @brief A variable of the request, such as "REMOTE_ADDR". @return its value; an empty text when it is not
+ * there; null for null. Texts are good until the request is closed */
 OMBREL_API const char* ombrel_cgi_get_variable(const ombrel_cgi_t* cgi, const char* name);
-/** @brief A field of the request by its name, as "User-Agent", in either case. @return its value; null when
- * it is not there and for null */
+/** @brief A field of the request by its name, such as "User-Agent", in either case. @return its value; null
+ * when it is not there and for null */
 OMBREL_API const char* ombrel_cgi_get_field(const ombrel_cgi_t* cgi, const char* name);
-/** @brief The method, as "GET". @return a text; null for null */
+/** @brief The method, such as "GET". @return a text; null for null */
 OMBREL_API const char* ombrel_cgi_get_method(const ombrel_cgi_t* cgi);
-/** @brief What of the path stands behind the program's, decoded. @return a text, empty for nothing; null for
+/** @brief What of the path stands after the program's, decoded. @return a text, empty for nothing; null for
  * null */
 OMBREL_API const char* ombrel_cgi_get_path(const ombrel_cgi_t* cgi);
 /** @brief What follows "?", as sent. @return a text, empty for nothing; null for null */
@@ -134,7 +134,7 @@ OMBREL_API int64_t ombrel_cgi_get_content_length(const ombrel_cgi_t* cgi);
  * @param cgi    the request
  * @param buffer receives the bytes
  * @param size   its room
- * @return bytes, at least 1 unless `size` is 0; 0 behind the body's length; -1 on failure:
+ * @return bytes, at least 1 unless `size` is 0; 0 after the body's length; -1 on failure:
  *         #def_ombrel_fault_closed when the input ends before that, #def_ombrel_fault_timed_out
  */
 OMBREL_API int64_t ombrel_cgi_read(ombrel_cgi_t* cgi, void* buffer, size_t size);
@@ -255,7 +255,7 @@ OMBREL_API ombrel_cgi_service_t* ombrel_open_cgi_service_tag(ombrel_event_base_t
 OMBREL_API int ombrel_close_cgi_service(ombrel_cgi_service_t* service);
 
 /**
- * @brief Serves all paths below one by the programs of a service. What stands behind a program's name is told
+ * @brief Serves all paths below one by the programs of a service. What stands after a program's name is told
  * to it decoded, as PATH_INFO; with "." or ".." for a name in it, or control characters, it is answered 404.
  * @param server  the server
  * @param path    as "/cgi-bin", without a "/" at the end
@@ -271,8 +271,8 @@ OMBREL_API int ombrel_http_server_add_cgi(ombrel_http_server_t* server, const ch
  * @param service     the service, whose directory is not looked at
  * @param exchange    the request
  * @param program     path of the program
- * @param script_name what the program is told its own path is, as "/cgi-bin/NAME"
- * @param path_info   what stands behind that, as "/REST" or empty
+ * @param script_name what the program is told its own path is, such as "/cgi-bin/NAME"
+ * @param path_info   what stands after that, such as "/REST" or empty
  * @return 0 when the request is answered or will be, also with an error; -1 for null and invalid arguments
  */
 OMBREL_API int ombrel_cgi_service_run(ombrel_cgi_service_t* service, ombrel_http_exchange_t* exchange,

@@ -1,6 +1,7 @@
 /**
  * @file charset.h
- * @brief Texts from one character set to another, in pieces or at once, and which bytes are text of a set.
+ * @brief Converts texts from one character set to another, in pieces or at once, and checks whether bytes are
+ * text of a set.
  *
  * UTF-8, UTF-16 and UTF-32 in both byte orders, US-ASCII, ISO-8859-1, windows-1252, and of Korea and Japan
  * EUC-KR, CP949, Shift_JIS, CP932 and EUC-JP: from each to each. Sets have numbers; names are looked up.
@@ -38,25 +39,25 @@
  *                                          NULL, &text_size, &fault);
  * @endcode
  *
- * **What cannot be converted** is of two kinds: bytes that are no character of the set they are said to be in
- * (wrong ones), and characters that the other set does not have. For each the caller chooses what is done:
+ * **What cannot be converted** is of two kinds: wrong bytes, which are no character of the set that they are
+ * said to be in, and characters that the other set does not have. For each the caller chooses what is done:
  * fail, which is the default, replace, skip or escape. The converter counts both kinds.
  *
- * Where bytes are wrong, one fault is: in UTF-8 the longest beginning of a character, or one byte; in UTF-16
- * a unit, two bytes; in UTF-32 four bytes; in the sets of Korea and Japan the first byte alone, when what
- * follows cannot be a second byte or is ASCII (so that no wrong byte swallows a quotation mark or a bracket),
- * else both, and what would be three bytes likewise. In UTF-8 forms longer than needed, surrogates and codes
- * above U+10FFFF are wrong, as are surrogates without their other half elsewhere.
+ * Where bytes are wrong, one fault covers: in UTF-8 the longest beginning of a character, or one byte; in
+ * UTF-16 a unit, two bytes; in UTF-32 four bytes; in the sets of Korea and Japan the first byte alone, when
+ * what follows cannot be a second byte or is ASCII (so that no wrong byte swallows a quotation mark or a
+ * bracket), else both; sequences of three bytes likewise. In UTF-8 forms longer than needed, surrogates and
+ * codes above U+10FFFF are wrong, as are surrogates without their other half elsewhere.
  *
- * **Byte order marks.** "UTF-16" and "UTF-32" are read by the mark at their beginning, which is no character,
- * and as little-endian without one; they are written little-endian with a mark before the first character. In
- * the other sets U+FEFF is a character like any other, unless flags say otherwise.
+ * **Byte order marks.** "UTF-16" and "UTF-32" are read by the mark at their beginning, which does not count
+ * as a character, and as little-endian without one; they are written little-endian with a mark before the
+ * first character. In the other sets U+FEFF is a character like any other, unless flags say otherwise.
  *
- * **The sets.** EUC-KR is KS X 1001 in two bytes, without syllables composed of eight; CP949 is that and the
- * other syllables, as Windows has it. Shift_JIS is JIS X 0201 and 0208 with the backslash and the tilde of
- * ASCII; CP932 is that of Windows, with its extensions and areas for private use. EUC-JP is JIS X 0201, 0208
- * and, in three bytes, 0212. windows-1252 has no characters at 81, 8D, 8F, 90 and 9D. What differs from other
- * libraries stands in docs/text.md.
+ * **The sets.** EUC-KR is KS X 1001 in two bytes, without the syllables that are composed of eight bytes;
+ * CP949 is that and the other syllables, as Windows has it. Shift_JIS is JIS X 0201 and 0208 with the
+ * backslash and the tilde of ASCII; CP932 is that of Windows, with its extensions and areas for private use.
+ * EUC-JP is JIS X 0201, 0208 and, in three bytes, 0212. windows-1252 has no characters at 81, 8D, 8F, 90 and
+ * 9D. What differs from other libraries stands in docs/text.md.
  *
  * **Limits.** A converter is one record of some hundred bytes; it keeps a started character and what did not
  * fit, no more. The one-shot functions have a limit, which is an option. Results do not depend on how the
@@ -66,7 +67,7 @@
  *
  * **Errors.** ombrel_last_fault() is violation for wrong and cut-off bytes, not_supported for characters that
  * the other set does not have and for sets that are not known, too_large for limits, no_memory, invalid for
- * null and invalid arguments. Converters and the functions over texts tell also reason and place; see
+ * null and invalid arguments. Converters and the functions over texts also tell the reason and the place; see
  * ombrel_charset_fault_t.
  */
 #ifndef OMBREL_CHARSET_H
@@ -112,7 +113,7 @@ OMBREL_BEGIN_C
  * "Utf_8" are one name. Where the same name means different sets to different people it is the set of the
  * name's standard: "latin1" is ISO-8859-1, "euc-kr" EUC-KR and "shift_jis" Shift_JIS.
  * @param name the name, terminated
- * @return a def_ombrel_charset_*; -1 with not_supported for no name of a set, with invalid for null
+ * @return a def_ombrel_charset_*; -1 with not_supported for an unknown name, with invalid for null
  */
 OMBREL_API int ombrel_find_charset(const char* name);
 
@@ -124,10 +125,9 @@ OMBREL_API int ombrel_find_charset(const char* name);
 OMBREL_API const char* ombrel_get_charset_name(int charset);
 
 /**
- * @brief The other names of a set, one after the other.
- * @param charset the set
+ * @brief The other names of a set, one at a time. @param charset the set
  * @param index   0 for the first
- * @return a static text; null with not_found behind the last, with not_supported for an unknown set
+ * @return a static text; null with not_found after the last, with not_supported for an unknown set
  */
 OMBREL_API const char* ombrel_get_charset_alias(int charset, size_t index);
 /** @} */
@@ -189,7 +189,7 @@ OMBREL_API const char* ombrel_charset_fault_text(int reason);
 #define def_ombrel_charset_replace 1 /**< the replacement takes its place */
 #define def_ombrel_charset_skip 2    /**< it is left out */
 /** Characters become "\uAC00", or "\U0001F600" above U+FFFF, wrong bytes "\x8F" each, in upper-case digits.
- * Backslashes of the text stay as they are, so that this is for people, not for reading back. */
+ * Backslashes of the text stay as they are, so the result is for people and cannot be read back. */
 #define def_ombrel_charset_escape 3
 /** Characters become "&#xAC00;"; not for wrong bytes. */
 #define def_ombrel_charset_escape_xml 4
@@ -211,12 +211,13 @@ OMBREL_API const char* ombrel_charset_fault_text(int reason);
 /** Settings of a conversion. */
 typedef struct ombrel_charset_options_ts {
     int m_malformed;   /**< what is done with wrong bytes, cut-off ones included: def_ombrel_charset_fail */
-    int m_unencodable; /**< with characters that the other set does not have: def_ombrel_charset_fail */
+    int m_unencodable; /**< what is done with characters that the other set does not have:
+                          def_ombrel_charset_fail */
     /** The replacement for both, in UTF-8, at most #def_ombrel_charset_replacement_limit bytes, of characters
      * that the other set has; may be empty. Null, the default, is U+FFFD, or "?" in sets without it. */
     const char* m_replacement;
     uint32_t m_flags; /**< flags of converters; 0 */
-    /** Most bytes of a result of the functions that allocate; 1 GiB. Converters pay no heed to it. */
+    /** Most bytes of a result of the functions that allocate; 1 GiB. Converters do not look at it. */
     size_t m_limit;
 } ombrel_charset_options_t;
 
@@ -243,7 +244,7 @@ typedef struct ombrel_charset_counts_ts {
 
 /**
  * @brief A converter.
- * @param from     the set of the input; what ombrel_find_charset() gave may be passed unseen
+ * @param from     the set of the input; the result of ombrel_find_charset() may be passed unchecked
  * @param to       the set of the output, which may be the same
  * @param options  the settings, copied; null for the defaults
  * @param function the function for whom the memory is accounted, kept by address
@@ -267,7 +268,7 @@ ombrel_open_charset_converter_tag(int from, int to, const ombrel_charset_options
 OMBREL_API int ombrel_close_charset_converter(ombrel_charset_converter_t* converter);
 
 /**
- * @brief Makes a converter as new, for another text. Its sets and settings stay.
+ * @brief Resets a converter for another text. Its sets and settings stay.
  * @param converter the converter
  * @return 0; -1 for null
  */
@@ -277,26 +278,26 @@ OMBREL_API int ombrel_charset_converter_reset(ombrel_charset_converter_t* conver
  * @brief Converts bytes of a piece until all of them are used or the output is full.
  *
  * While it gives 1, empty the output and call it again with the same piece and `*at`. A character that is cut
- * at the end of a piece is kept; one that does not fit is given out in parts, so that room for one byte will
- * do.
+ * at the end of a piece is kept; one that does not fit is given out in parts, so that room for one byte is
+ * enough.
  * @param converter the converter
  * @param data      the piece; may be null for a `size` of 0
  * @param size      its bytes
- * @param at        how many of them are used, counted on by the call; 0 for a new piece
+ * @param at        how many of them are used, advanced by the call; 0 for a new piece
  * @param output    receives what is made; null to count it only, which checks a text and tells the size that
  *                  its conversion has (see ombrel_charset_converter_get_counts())
  * @param room      bytes there; of no meaning for a null output
  * @param made      receives how many were written, also when the call fails: all that stands before the fault
  *                  is written first; may be null for a null output
  * @return 1 when the output is full and there is more; 0 when the piece is used; -1 for what could not be
- *         converted, also ever after until a reset, and for null arguments or `*at` above `size`
+ *         converted, also at every later call until a reset, and for null arguments or `*at` above `size`
  */
 OMBREL_API int ombrel_charset_converter_push(ombrel_charset_converter_t* converter, const void* data,
                                              size_t size, size_t* at, void* output, size_t room,
                                              size_t* made);
 
 /**
- * @brief Tells that the input ends, and gives out what is left. A started character is incomplete.
+ * @brief Says that the input ends, and gives out what is left. A character that was begun is then incomplete.
  * @param converter the converter; push() gives -1 afterwards, until a reset
  * @param output    receives what is left, null to count it only
  * @param room      bytes there
@@ -329,7 +330,7 @@ OMBREL_API int ombrel_charset_converter_get_counts(const ombrel_charset_converte
  * @{ */
 /**
  * @brief Converts a text.
- * @param from        the set of the input; what ombrel_find_charset() gave may be passed unseen
+ * @param from        the set of the input; the result of ombrel_find_charset() may be passed unchecked
  * @param to          the set of the result
  * @param data        the text, which may have NULs; null for a `size` of 0
  * @param size        its bytes
@@ -338,7 +339,7 @@ OMBREL_API int ombrel_charset_converter_get_counts(const ombrel_charset_converte
  * @param fault       receives why and where it failed, with the reason none after a success; may be null
  * @param function    the function for whom the memory is accounted, kept by address
  * @param line        its source line
- * @return the result with four NULs behind it, freed by ombrel_free(); null for what could not be converted,
+ * @return the result, followed by four NULs, freed by ombrel_free(); null for what could not be converted,
  *         for a result above the limit (too_large), and as ombrel_open_charset_converter_tag() gives it
  */
 OMBREL_API char* ombrel_alloc_converted_text_tag(int from, int to, const void* data, size_t size,
@@ -351,11 +352,12 @@ OMBREL_API char* ombrel_alloc_converted_text_tag(int from, int to, const void* d
                                     __func__, __LINE__)
 
 /**
- * @brief Counts the characters of a text, and so checks that it is one. Marks of UTF-16 and UTF-32 count not.
+ * @brief Counts the characters of a text, which also checks that it is valid. The marks of UTF-16 and UTF-32
+ * do not count.
  * @param charset the set
  * @param data    the text
  * @param size    its bytes
- * @param fault   receives why and where it is none, with the reason none after a success; may be null
+ * @param fault   receives why and where it is not valid, with the reason none after a success; may be null
  * @return the characters; -1 with violation for wrong or cut-off bytes, with invalid for null and with
  *         not_supported for an unknown set
  */

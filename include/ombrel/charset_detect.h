@@ -12,7 +12,7 @@
  *     ombrel_puts("no text");
  * @endcode
  *
- * These sets are told, by the names that charset.h has for them:
+ * These sets are recognised, under their names of charset.h:
  *
  * | name           | told when                                                                             |
  * |----------------|---------------------------------------------------------------------------------------|
@@ -27,23 +27,23 @@
  * | "ISO-8859-1"   | a Western European language, without bytes from 0x80 to 0x9F                          |
  * | "windows-1252" | the same with some of these, such as curly quotes or the euro sign                    |
  *
- * The confidence is 0 to 100. Of the runner-up it is that too, so their distance tells how near the decision
- * was; of two sets one of which contains the other ("EUC-KR" and "CP949") only one is named. 100 is given for
- * a byte order mark and for ASCII alone. Texts of a handful of characters are guesses: two Hangul syllables
- * in EUC-KR may be two Kanji in EUC-JP. What is told is the likeliest set, even if by little.
+ * The confidence is 0 to 100. The runner-up has one too, so their distance tells how close the decision was;
+ * of two sets one of which contains the other ("EUC-KR" and "CP949") only one is named. 100 is given for a
+ * byte order mark and for ASCII alone. For texts of a handful of characters the result is a guess: two Hangul
+ * syllables in EUC-KR may be two Kanji in EUC-JP. The result is the likeliest set, even if only by a little.
  *
- * How likely a set is, is weighed by how common its characters are in the languages above. A fault now and
- * then in a long text counts heavily against a set and does not rule it out; then the confidence is 70 at
+ * How likely a set is, is weighed by how common its characters are in the languages above. An occasional
+ * fault in a long text counts heavily against a set but does not rule it out; the confidence is then 70 at
  * most.
  *
- * Binary is what costs less to be taken for bytes at random, and what has zeros, unless it is UTF-16 or
- * UTF-32.
+ * Data is binary when random bytes explain it better than any set, and when it has zero bytes but is neither
+ * UTF-16 nor UTF-32.
  *
  * It takes time in proportion to the text, and no memory beyond the detector. What is found does not depend
  * on how the text was cut into pieces.
  *
  * @par Threads
- * A detector belongs to one at a time; the rest may be called by any.
+ * A detector belongs to one thread at a time; the other functions may be called from any.
  */
 #ifndef OMBREL_CHARSET_DETECT_H
 #define OMBREL_CHARSET_DETECT_H
@@ -59,18 +59,19 @@ OMBREL_BEGIN_C
  * @{ */
 #define def_ombrel_charset_detect_empty 0  /**< there is nothing, or a byte order mark alone */
 #define def_ombrel_charset_detect_text 1   /**< a text, in the set that is named */
-#define def_ombrel_charset_detect_binary 2 /**< no text in any set that is known here */
+#define def_ombrel_charset_detect_binary 2 /**< not a text in any set that is known here */
 /** @} */
 
 /** What a detection found. */
 typedef struct ombrel_charset_detection_ts {
     int m_kind;                /**< a def_ombrel_charset_detect_* */
-    int m_confidence;          /**< in the set or, for binary data, in its being that: 0 to 100 */
+    int m_confidence;          /**< confidence in the set or, for binary data, that it is binary: 0 to 100 */
     int m_charset;             /**< the set, a def_ombrel_charset_*; none for binary data, and for nothing */
     const char* m_name;        /**< its name, static; null where there is none */
     int m_second_charset;      /**< the runner-up, a def_ombrel_charset_*; none where there is none */
     const char* m_second_name; /**< its name, static; null where there is none */
-    int m_second_confidence;   /**< in the runner-up, `m_confidence` at most; 0 where there is none */
+    int m_second_confidence;   /**< confidence in the runner-up, `m_confidence` at most; 0 where there is none
+                                */
     uint32_t m_mark_size; /**< bytes of the byte order mark at the beginning, 0 to 4: no part of the text */
 } ombrel_charset_detection_t;
 
@@ -109,7 +110,7 @@ OMBREL_API int ombrel_close_charset_detector(ombrel_charset_detector_t* detector
  * @param detector the detector
  * @param text     the piece; null is allowed when `size` is 0
  * @param size     its bytes
- * @return 1 when no further piece can change the set that is told (the text has a byte order mark, or is
+ * @return 1 when no further piece can change the result (the text has a byte order mark, or is
  * binary); 0 when it can; -1 with the fault invalid for a null pointer
  */
 OMBREL_API int ombrel_charset_detector_push(ombrel_charset_detector_t* detector, const void* text,

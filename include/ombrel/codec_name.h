@@ -39,7 +39,8 @@
 
 OMBREL_BEGIN_C
 
-/** Bytes for a code as text, its end included: four characters of which each may need four, as "\x1f". */
+/** Bytes for a code as text, its end included: four characters of which each may need four, such as "\x1f".
+ */
 #define def_ombrel_codec_code_size 17
 
 /** A codec. Its texts last as long as the library. */
@@ -52,7 +53,7 @@ typedef struct ombrel_codec_ts {
 
 /**
  * @brief The number of a four-character code.
- * @param text one to four characters, each in the range 0x20 to 0x7E; spaces fill it up behind them
+ * @param text one to four characters, each in the range 0x20 to 0x7E; spaces fill it up after them
  * @return the number, the first character in the lowest byte; 0 for null, for an empty text, and for one that
  *         is longer or has other characters
  */

@@ -96,7 +96,7 @@ OMBREL_API int ombrel_close_directory(ombrel_directory_t* directory);
  * @param function the caller's name, static
  * @param line     the caller's line
  * @return the entries with their names, all in one block freed with ombrel_free(), and one with a null name
- *         behind them; null on failure
+ *         after them; null on failure
  */
 OMBREL_API ombrel_directory_entry_t*
 ombrel_alloc_directory_list_tag(const char* path, size_t* count, const char* function, unsigned long line);
@@ -160,7 +160,7 @@ OMBREL_API int ombrel_init_walk_options(ombrel_walk_options_t* options);
 
 /**
  * @brief Begins a walk. The root, which need not be a directory, is the first entry.
- * @param path     the root; a symbolic link is followed only if links are, or with a "/" behind it
+ * @param path     the root; a symbolic link is followed only if links are, or with a "/" after it
  * @param options  the settings, copied, while the filter is used as long as the walk is open; null for the
  *                 initial ones
  * @param function the caller's name, static
@@ -214,7 +214,7 @@ typedef struct ombrel_tree_record_ts {
     int m_kind;                  /**< a def_ombrel_file_kind_* */
     int m_depth;                 /**< 0 for the root */
     size_t m_parent;             /**< index of the directory that it is in; 0 for the root */
-    size_t m_end;                /**< index of the first record behind it that is not below it */
+    size_t m_end;                /**< index of the first record after it that is not below it */
     uint32_t m_mode;             /**< permissions, as in ombrel_file_info_t */
     ombrel_instant_t m_modified; /**< last change */
     int64_t m_size; /**< bytes of a file, or of a link's text; 0 of all else, as the host's figures differ */
@@ -268,7 +268,7 @@ OMBREL_API char* ombrel_alloc_tree_path_tag(const ombrel_tree_t* tree, size_t in
  * Symbolic links are copied as links. A directory that is there takes what is in the original in addition; a
  * file or link in the way of one is overwritten by it, never what a link there leads to. Pipes become new
  * pipes; sockets, and devices where the user may make none, are failures.
- * @param from       the original; a symbolic link is followed only with a "/" behind it
+ * @param from       the original; a symbolic link is followed only with a "/" after it
  * @param to         the path of the copy itself, which lies neither at the original nor below it
  * @param flags      #def_ombrel_file_no_replace (what is there stays, and is a failure unless it is a
  *                   directory for a directory), #def_ombrel_file_keep_mode, #def_ombrel_file_keep_times,

@@ -21,7 +21,7 @@ OMBREL_BEGIN_C
  * loaded.
  * @param path        the library; null is the program itself, where the platform has such a handle
  * @param search_list directories separated by ":"; empty ones are passed over; may be null. On Windows ";"
- * separates, too, and the ":" behind the letter of a drive does not
+ * separates, too, and the ":" after the letter of a drive does not
  * @param flags       handed to the platform's loader as is; 0 means bound at once and visible to no other
  *                    library (on POSIX RTLD_NOW and RTLD_LOCAL)
  * @return the library's handle, to be closed by ombrel_close_dl(); null on failure (ombrel_dl_error() has the

@@ -73,9 +73,9 @@ OMBREL_BEGIN_C
 #define def_ombrel_download_size_limit INT64_C(17179869184)
 /** Bytes of a list of digests at most. */
 #define def_ombrel_download_list_limit 16777216
-/** What comes behind the target's name while it is not whole. */
+/** What comes after the target's name while it is not whole. */
 #define def_ombrel_download_part_suffix ".part-download"
-/** What comes behind the name of what is known of that. */
+/** What comes after the name of what is known of that. */
 #define def_ombrel_download_info_suffix ".info"
 
 /** @name What a download is doing
@@ -99,7 +99,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_download_reason_busy 7       /**< another download of the target is under way */
 #define def_ombrel_download_reason_time 8       /**< the time as a whole ran out */
 #define def_ombrel_download_reason_broken 9     /**< the handler or the global break ended it */
-#define def_ombrel_download_reason_argument 10  /**< an argument makes no sense */
+#define def_ombrel_download_reason_argument 10  /**< an argument is invalid */
 /** @} */
 
 /** How far a download is. */
@@ -180,7 +180,7 @@ typedef struct ombrel_download_options_ts {
     void* m_context;
 } ombrel_download_options_t;
 
-/** What came of a download. */
+/** The outcome of a download. */
 typedef struct ombrel_download_result_ts {
     int m_reason;   /**< why it failed (def_ombrel_download_reason_*) */
     int m_source;   /**< the source that the whole came from, or that failed last: 0 the URI, 1 … mirrors */
@@ -205,7 +205,7 @@ OMBREL_API int ombrel_init_download_options(ombrel_download_options_t* options);
  * @param uri     where it is
  * @param path    the target
  * @param options how; null means ombrel_init_download_options()
- * @param result  receives what came of it, also on failure; may be null
+ * @param result  receives the outcome, also on failure; may be null
  * @return 0 when the target is there; what the handler returned when it ended the download; -1 with
  *         #def_ombrel_fault_invalid for null and invalid arguments, a digest that is none, and a scheme that
  * is not allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest that is another;

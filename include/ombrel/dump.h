@@ -13,7 +13,7 @@
 OMBREL_BEGIN_C
 
 /**
- * @brief Prints bytes in lines of 16, as "00001000 48 65 ... | ... [He..]", and flushes.
+ * @brief Prints bytes in lines of 16, such as "00001000 48 65 ... | ... [He..]", and flushes.
  * @param indent  spaces before each line; negative counts as 0
  * @param offset  index in `data` of the first byte shown
  * @param data    the memory; null prints nothing

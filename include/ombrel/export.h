@@ -27,12 +27,12 @@
 #define OMBREL_SCANF_LIKE(format, first) __attribute__((__format__(__gnu_scanf__, format, first)))
 #else
 /**
- * Behind a function whose arguments go by a format: in a program that defines OMBREL_CHECK_FORMATS before it
+ * After a function whose arguments go by a format: in a program that defines OMBREL_CHECK_FORMATS before it
  * includes a header, GCC and clang hold the arguments against the format, by the rules of the C library. What
  * they let through and printf.h or scan.h do not know ("%zu", "%e") is not found so.
  */
 #define OMBREL_PRINTF_LIKE(format, first)
-/** The same behind a function that scans. */
+/** The same after a function that scans. */
 #define OMBREL_SCANF_LIKE(format, first)
 #endif
 

@@ -60,7 +60,7 @@ OMBREL_BEGIN_C
 
 #define def_ombrel_fault_no_process 28     /**< there is no such process */
 #define def_ombrel_fault_bad_descriptor 29 /**< it is not open, or not for this */
-#define def_ombrel_fault_invalid 30        /**< an argument makes no sense */
+#define def_ombrel_fault_invalid 30        /**< an argument is invalid */
 #define def_ombrel_fault_not_supported 31  /**< this host has no such thing */
 #define def_ombrel_fault_other 32          /**< something else: the host's number and words say more */
 
@@ -73,7 +73,7 @@ OMBREL_BEGIN_C
 OMBREL_API int ombrel_last_fault(void);
 
 /**
- * @brief The same in words for people, as "No such file or directory": the host's own where it has some.
+ * @brief The same in words for people, such as "No such file or directory": the host's own where it has some.
  * @return a text that lives until the next call of this thread; never null
  */
 OMBREL_API const char* ombrel_fault_text(void);

@@ -212,7 +212,7 @@ struct ombrel_fbmap_ts {
 /** A rectangle in a list of them. */
 typedef struct ombrel_fbmap_rectangle_node_ts {
     struct ombrel_fbmap_rectangle_node_ts* m_prev; /**< the rectangle before */
-    struct ombrel_fbmap_rectangle_node_ts* m_next; /**< the rectangle behind */
+    struct ombrel_fbmap_rectangle_node_ts* m_next; /**< the rectangle after */
     uint32_t m_flags;                              /**< 1 when it needs blending */
     ombrel_fbmap_t* m_owner;                       /**< whose pixels it shows; null for none yet */
     ombrel_fbmap_rectangle_t m_rectangle;          /**< in coordinates of the root */

@@ -8,7 +8,7 @@
  *
  * @code
  * size_t size;
- * char* text = ombrel_alloc_load_file("service.conf", 1 << 20, &size); // at most 1 MiB; 0 stands behind it
+ * char* text = ombrel_alloc_load_file("service.conf", 1 << 20, &size); // at most 1 MiB; 0 stands after it
  * if (text == NULL && ombrel_last_fault() != def_ombrel_fault_not_found)
  *     ombrel_error_printf("service.conf: %s\n", ombrel_fault_text());
  * const char changed[] = "port = 8080\n";
@@ -262,7 +262,7 @@ OMBREL_API int ombrel_file_write_all_at(int fd, const void* data, size_t size, i
  * @param fd     the descriptor
  * @param offset bytes, may be negative
  * @param origin a def_ombrel_file_seek_*
- * @return the new position from the start, which may lie behind the end; -1 on failure:
+ * @return the new position from the start, which may lie beyond the end; -1 on failure:
  *         def_ombrel_fault_not_seekable for pipes, def_ombrel_fault_invalid for a place before the start
  */
 OMBREL_API int64_t ombrel_file_seek(int fd, int64_t offset, int origin);
@@ -298,7 +298,7 @@ OMBREL_API int ombrel_sync_directory(const char* path);
  * descriptor of the opening, and with the process.
  * @param fd         the descriptor; open for writing, or for reading with #def_ombrel_file_shared
  * @param offset     first byte
- * @param size       bytes, which may lie behind the end; 0 for all from `offset` on
+ * @param size       bytes, which may lie beyond the end; 0 for all from `offset` on
  * @param flags      0 for a lock that excludes all others, or #def_ombrel_file_shared
  * @param timeout_ms milliseconds to wait for others; negative for ever, 0 tries once
  * @return 1; 0 when the time ran out; -1 on failure
@@ -327,7 +327,7 @@ OMBREL_API int ombrel_file_unlock_region(int fd, int64_t offset, int64_t size);
  * @param size     receives the number of bytes; may be null
  * @param function the caller's name
  * @param line     its line
- * @return the bytes, with a 0 behind them that is not counted, freed with ombrel_free(); null on failure:
+ * @return the bytes, with a 0 after them that is not counted, freed with ombrel_free(); null on failure:
  *         def_ombrel_fault_too_large, def_ombrel_fault_is_directory
  */
 OMBREL_API void* ombrel_alloc_load_file_tag(const char* path, size_t limit, size_t* size,
@@ -579,7 +579,7 @@ typedef struct ombrel_mount_ts {
  * @param count    receives their number; may be null
  * @param function the caller's name
  * @param line     its line
- * @return the records, all in one block freed with ombrel_free(), and one of nulls behind them; null on
+ * @return the records, all in one block freed with ombrel_free(), and one of nulls after them; null on
  * failure
  */
 OMBREL_API ombrel_mount_t* ombrel_alloc_mount_table_tag(size_t* count, const char* function,

@@ -100,9 +100,9 @@ OMBREL_BEGIN_C
  */
 typedef struct ombrel_file_stream_ts {
     unsigned char* m_read_at;         /**< the next byte that was read ahead */
-    const unsigned char* m_read_end;  /**< behind the last of them; equal when there are none */
+    const unsigned char* m_read_end;  /**< after the last of them; equal when there are none */
     unsigned char* m_write_at;        /**< where the next byte is put */
-    const unsigned char* m_write_end; /**< behind the room for bytes; equal when there is none */
+    const unsigned char* m_write_end; /**< after the room for bytes; equal when there is none */
 } ombrel_file_stream_t;
 
 /** How a stream is made. ombrel_init_file_stream_options() sets the defaults. */
@@ -177,7 +177,7 @@ ombrel_open_file_stream_descriptor_tag(int fd, const char* mode, const ombrel_fi
  *
  * With "r" all of it is content; with "w" none is; with "a" what stands before the first zero byte, or all.
  * Writes beyond the size fail with #def_ombrel_fault_no_space, seeks with #def_ombrel_fault_invalid. What was
- * written is in the memory after a flush, with a zero byte behind the content while there is room. Truncation
+ * written is in the memory after a flush, with a zero byte after the content while there is room. Truncation
  * sets the content's size.
  * @param memory   the caller's, for as long as the stream is open; not written to with "r" alone (a `const`
  *                 one may be cast)
@@ -346,7 +346,7 @@ OMBREL_API int64_t ombrel_file_stream_read_some(ombrel_file_stream_t* stream, vo
  * @param size   receives its bytes without the terminator; may be null
  * @return 1 for a line, 0 at the end, -1 on a failure. A line beyond the options' limit gives -1 with
  *         #def_ombrel_fault_too_large, which is no state of the stream: its first bytes, as many as the
- * limit, are consumed and given all the same, and the next call goes on behind them.
+ * limit, are consumed and given all the same, and the next call goes on after them.
  */
 OMBREL_API int ombrel_file_stream_read_line(ombrel_file_stream_t* stream, char** line, size_t* size);
 
@@ -365,7 +365,7 @@ OMBREL_API int ombrel_file_stream_has_line_end(const ombrel_file_stream_t* strea
  * @param size     receives the bytes; may be null
  * @param function the calling function's name, a static string
  * @param line     its source line
- * @return the block, a terminator behind the bytes, freed with ombrel_free(), also for no bytes; null on a
+ * @return the block, a terminator after the bytes, freed with ombrel_free(), also for no bytes; null on a
  *         failure: what was read until then is gone
  */
 OMBREL_API void* ombrel_file_stream_alloc_rest_tag(ombrel_file_stream_t* stream, size_t limit, size_t* size,
@@ -424,7 +424,7 @@ OMBREL_API int ombrel_scan_pop_file_stream(void* stream);
 /**
  * @brief Moves the position. What was written is handed on first; what was put back is forgotten.
  * @param stream the stream
- * @param offset bytes from the origin; a position before the start is invalid, one behind the end is allowed
+ * @param offset bytes from the origin; a position before the start is invalid, one beyond the end is allowed
  *               where the other side allows it
  * @param origin one of `def_ombrel_file_seek_*`; the current position is the caller's, whatever was read
  * ahead
@@ -453,7 +453,7 @@ OMBREL_API int ombrel_file_stream_truncate(ombrel_file_stream_t* stream, int64_t
  * @brief The content of a growing memory stream, after a flush.
  * @param stream a stream of ombrel_open_file_stream_growing(); for others #def_ombrel_fault_invalid
  * @param size   receives the bytes; may be null
- * @return the content, a terminator behind it, the stream's until the next call with it; null on a failure
+ * @return the content, a terminator after it, the stream's until the next call with it; null on a failure
  */
 OMBREL_API const char* ombrel_file_stream_get_memory(ombrel_file_stream_t* stream, size_t* size);
 

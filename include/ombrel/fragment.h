@@ -1,10 +1,10 @@
 /**
  * @file fragment.h
- * @brief Datagrams cut to a size, and put together again in whatever order the pieces come.
+ * @brief Datagrams cut to a size, and reassembled in whatever order the pieces come.
  *
- * A splitter cuts a datagram into fragments that fit what carries them, as packets of UDP below the path's
- * MTU. An assembler takes fragments of any number of senders, in any order, with losses, duplicates and lies
- * among them, and gives each datagram once it is whole:
+ * A splitter cuts a datagram into fragments that fit what carries them, such as packets of UDP below the
+ * path's MTU. An assembler takes fragments of any number of senders, in any order, with losses, duplicates
+ * and forgeries among them, and gives each datagram once it is whole:
  *
  * @code
  * uint8_t fragment[1400];
@@ -38,26 +38,27 @@
  *
  * Fragments belong together when their sender and identifier are the same. An identifier is not to be used
  * again by a sender within the time limit; start from four bytes of ombrel_get_random_bytes() and count up.
- * The checksum is one against damage, not against forgers; what is to be trusted is signed as a whole.
+ * The checksum guards against damage, not against forgery; sign the whole datagram if it is to be trusted.
  *
  * @par What is refused
- * A fragment alone, and nothing else with it: a head or checksum that is not right; no bytes, unless the
- * whole datagram has none; bytes beyond the whole's; the last one's mark where the whole does not end, or no
- * mark where it does; a whole above the limit.
+ * Only the fragment itself is refused for: a wrong head or checksum; no bytes, unless the whole datagram has
+ * none; bytes beyond the end of the datagram; the mark of the last fragment where the datagram does not end,
+ * or no mark where it does; a datagram above the limit.
  *
- * A datagram with all of its fragments, those that come within the time limit afterwards included, as RFC
- * 5722 demands it of IPv6: fragments that overlap, or that tell different sizes of the whole. A fragment that
- * is the same as one before, in place, size and every byte, is a duplicate and passed over. When a datagram
- * was given, fragments of it that come within the time limit are late duplicates and passed over, too; but
- * one that was a single fragment leaves nothing to know it by, and is given as often as it comes.
+ * The whole datagram is refused, with all its fragments and those that come later within the time limit (as
+ * RFC 5722 demands for IPv6), for fragments that overlap or that tell different sizes of the whole. A
+ * fragment that is the same as one before, in place, size and every byte, is a duplicate and passed over.
+ * After a datagram was given, fragments of it that come within the time limit are late duplicates and passed
+ * over, too; but of a datagram in a single fragment nothing is remembered, so that it is given each time it
+ * comes.
  *
  * @par Limits
- * Time from the first fragment of a datagram to its last; memory of all that is held; datagrams in hand,
- * those that are refused or were given included; fragments of one datagram; its size. When memory or places
- * run out, what was given is forgotten first, the oldest of it. Then the sender that holds the most bytes, or
- * places, loses its oldest datagram, so that one that floods loses its own and takes nothing from others. Who
- * a sender is is the caller's to say: where addresses can be forged, use what cannot. Memory is taken as
- * bytes come, not for what a fragment claims.
+ * Time from the first fragment of a datagram to its last; memory of all that is held; datagrams at hand,
+ * including those refused or given; fragments of one datagram; its size. When memory or places run out, the
+ * datagrams that were given are forgotten first, the oldest before the others. Then the sender that holds the
+ * most bytes, or places, loses its oldest datagram, so that a sender that floods loses its own datagrams and
+ * takes nothing from others. The caller says who a sender is: where addresses can be forged, use something
+ * that cannot. Memory is taken for bytes that have come, not for what a fragment claims.
  *
  * @par Threads
  * One at a time for an assembler or a splitter.
@@ -80,7 +81,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_fragment_head_size 20
 /** The longest key of a sender, in bytes. */
 #define def_ombrel_fragment_sender_max 64
-/** In place of a time: that of the host's monotonic clock. */
+/** Stands for the present time of the host's monotonic clock. */
 #define def_ombrel_fragment_now (-1)
 
 /** @name Splitting
@@ -112,7 +113,7 @@ OMBREL_API int ombrel_init_fragment_splitter(ombrel_fragment_splitter_t* splitte
  * @brief The next fragment, in order; an empty datagram has one.
  * @param splitter the splitter
  * @param buffer   room for the fragment size
- * @return bytes of the fragment; 0 behind the last; -1
+ * @return bytes of the fragment; 0 after the last; -1
  */
 OMBREL_API int64_t ombrel_fragment_splitter_next(ombrel_fragment_splitter_t* splitter, void* buffer);
 
@@ -123,14 +124,14 @@ OMBREL_API int64_t ombrel_get_fragment_count(size_t size, size_t fragment_size);
 
 /** @} */
 
-/** @name Putting together
+/** @name Reassembly
  * @{ */
 
 /** Settings of an assembler. A limit of 0 is refused when opening. */
 typedef struct ombrel_fragment_options_ts {
     int64_t m_time_limit;    /**< milliseconds; 30,000 */
     size_t m_memory_limit;   /**< bytes of all that is held, with what it takes to hold it; 4 MiB */
-    size_t m_datagram_limit; /**< datagrams in hand; 1024 */
+    size_t m_datagram_limit; /**< datagrams at hand; 1024 */
     size_t m_fragment_limit; /**< fragments of one datagram; 1024 */
     size_t m_size_limit;     /**< bytes of a datagram, at most 0xFFFFFFFF; 65,536 */
 } ombrel_fragment_options_t;
@@ -147,14 +148,14 @@ typedef struct ombrel_fragment_statistics_ts {
     int64_t m_fragments;      /**< fragments that came, of all kinds */
     int64_t m_malformed;      /**< refused by themselves */
     int64_t m_duplicates;     /**< passed over as duplicates, late ones included */
-    int64_t m_refused;        /**< refused with their datagram, those that came before excluded */
+    int64_t m_refused;        /**< refused with their datagram, not counting those that came before */
     int64_t m_datagrams;      /**< datagrams given */
     int64_t m_overlapped;     /**< datagrams refused because fragments overlap */
     int64_t m_contradicted;   /**< datagrams refused because fragments tell different sizes */
     int64_t m_crumbled;       /**< datagrams refused because of too many fragments */
     int64_t m_expired;        /**< datagrams given up because their time was over */
-    int64_t m_evicted;        /**< datagrams given up for want of memory or places */
-    int64_t m_forgotten;      /**< given or refused ones forgotten early for the same reason */
+    int64_t m_evicted;        /**< datagrams given up for lack of memory or places */
+    int64_t m_forgotten;      /**< given or refused datagrams forgotten early for the same reason */
     int64_t m_held_datagrams; /**< places in use now */
     int64_t m_held_bytes;     /**< memory in use now */
     int64_t m_held_senders;   /**< senders that something is held of now */
@@ -201,11 +202,11 @@ OMBREL_API int ombrel_fragment_assembler_take(ombrel_fragment_assembler_t* assem
                                               size_t sender_size, const void* fragment, size_t size,
                                               int64_t now_ms, ombrel_datagram_t* datagram);
 
-/** @brief Gives up what its time is over for; each take does that too. @return the number of places that
- * became free; -1 for null */
+/** @brief Gives up datagrams whose time is over; ombrel_fragment_assembler_take() does that too. @return the
+ * number of places that became free; -1 for null */
 OMBREL_API int64_t ombrel_fragment_assembler_expire(ombrel_fragment_assembler_t* assembler, int64_t now_ms);
 
-/** @brief How long nothing will expire, for the timer of a loop. @return milliseconds; -1 when nothing is
+/** @brief The time until something expires, for the timer of a loop. @return milliseconds; -1 when nothing is
  * held, and for null */
 OMBREL_API int64_t ombrel_fragment_assembler_get_wait(const ombrel_fragment_assembler_t* assembler,
                                                       int64_t now_ms);

@@ -86,7 +86,7 @@ typedef struct ombrel_ftp_ts ombrel_ftp_t;
 #define def_ombrel_ftp_check_address 0x4u
 /** Option: FEAT is not asked after the log in: no features are known, names are sent as they are. */
 #define def_ombrel_ftp_no_features 0x8u
-/** Option: a data port below 1024, a store confirmed before its end and more bytes than told behind a restart
+/** Option: a data port below 1024, a store confirmed before its end and more bytes than told after a restart
  * are taken as they come. The built-in FTP stream is of this kind. */
 #define def_ombrel_ftp_lenient 0x10u
 
@@ -482,7 +482,7 @@ OMBREL_API int ombrel_ftp_list(ombrel_ftp_t* ftp, const char* path, int form,
  * @param count    receives their number; may be null
  * @param function the calling function's name
  * @param line     the calling line
- * @return the entries with their texts, freed with ombrel_free(), and one with a null name behind them; null
+ * @return the entries with their texts, freed with ombrel_free(), and one with a null name after them; null
  * on failure
  */
 OMBREL_API ombrel_ftp_entry_t* ombrel_alloc_ftp_list_tag(ombrel_ftp_t* ftp, const char* path, int form,

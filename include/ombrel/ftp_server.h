@@ -101,10 +101,10 @@ typedef struct ombrel_ftp_server_event_ts {
     int m_kind;             /**< a def_ombrel_ftp_server_event_* */
     int m_reply;            /**< the code that the client was answered, as 226; 0 for none */
     uint64_t m_session;     /**< number of the session, from 1 on */
-    const char* m_client;   /**< its address and port, as "192.0.2.7:40000" or "[2001:db8::7]:40000" */
+    const char* m_client;   /**< its address and port, such as "192.0.2.7:40000" or "[2001:db8::7]:40000" */
     const char* m_account;  /**< the account, also where its password was wrong; empty for a name that
                              * nobody has */
-    const char* m_command;  /**< the command, as "STOR" */
+    const char* m_command;  /**< the command, such as "STOR" */
     const char* m_path;     /**< what it was about, from the account's "/" on */
     const char* m_new_path; /**< where to, of a renaming */
     const char* m_reason;   /**< in words, of failures and of how a session ended */
@@ -138,7 +138,7 @@ typedef int (*ombrel_ftp_server_log_handler_t)(const char* line, void* context);
 typedef struct ombrel_ftp_server_options_ts {
     /** #def_ombrel_ftp_server_passive_only or 0, the default. */
     uint32_t m_flags;
-    /** What the greeting says behind its code, a line of 200 bytes at most; the default is "FTP server
+    /** What the greeting says after its code, a line of 200 bytes at most; the default is "FTP server
      * ready.". */
     const char* m_greeting;
     /** Told what happens; null, the default, for none. */
@@ -279,7 +279,8 @@ typedef struct ombrel_ftp_account_fault_ts {
 OMBREL_API int64_t ombrel_ftp_server_load_accounts(ombrel_ftp_server_t* server, const char* path,
                                                    ombrel_ftp_account_fault_t* fault);
 
-/** @brief A fault's reason in words, as "the rights are not of the letters r, w, d". @return a static text */
+/** @brief A fault's reason in words, such as "the rights are not of the letters r, w, d". @return a static
+ * text */
 OMBREL_API const char* ombrel_ftp_account_fault_text(const ombrel_ftp_account_fault_t* fault);
 /** @} */
 
@@ -297,7 +298,7 @@ OMBREL_API const char* ombrel_ftp_account_fault_text(const ombrel_ftp_account_fa
 OMBREL_API int ombrel_ftp_server_listen(ombrel_ftp_server_t* server, const char* address, int port);
 
 /**
- * @brief The URL of a listener, as "ftp://127.0.0.1:2121/" or "ftp://[::1]:2121/".
+ * @brief The URL of a listener, such as "ftp://127.0.0.1:2121/" or "ftp://[::1]:2121/".
  *
  * What listens at all addresses has "localhost" for its host.
  * @param server   the server

@@ -27,32 +27,34 @@
  * ombrel_close_hash(counts);
  * @endcode
  *
- * Keys are bytes or, with #def_ombrel_hash_numbers, numbers. A table of the one kind refuses the functions of
- * the other, whose names end in `_at`, with the fault invalid. Bytes are copied into the table, with a zero
- * byte behind each copy; with #def_ombrel_hash_borrow they are not, and must stay where they are, unchanged,
- * until their entry is gone.
+ * Keys are bytes or, with #def_ombrel_hash_numbers, numbers. Functions for numbers have names that end in
+ * `_at`; a table of one kind refuses the functions of the other with the fault invalid. Bytes are copied into
+ * the table, with a zero byte after each copy; with #def_ombrel_hash_borrow they are not, and must stay where
+ * they are, unchanged, until their entry is gone.
  *
- * Values lie in the table and have one size each, that of a pointer by default. Their addresses hold until
- * the next call that adds a key, and until ombrel_hash_reserve() and ombrel_hash_shrink(): these may move
- * entries. Nothing else does, removing neither. A copied key stays where it is until its entry is gone, or
- * ombrel_hash_shrink() is called.
+ * Values lie in the table and have one size each, that of a pointer by default. Their addresses stay valid
+ * until the next call that adds a key, and until ombrel_hash_reserve() and ombrel_hash_shrink(): these may
+ * move entries. Nothing else moves them, not even removal. A copied key stays where it is until its entry is
+ * gone, or ombrel_hash_shrink() is called.
  *
- * Chosen keys: whoever chooses keys cannot make them meet, as the places depend on a secret of the table that
- * comes from the host's random bytes. It is mixed in by rounds of AES where the processor has them, and by
- * SipHash-1-3 elsewhere, in tables of numbers too. So the order of a walk differs from table to table. A seed
- * of your own, for programs that must do the same twice, gives the protection away unless it is secret; then
- * a hostile choice costs time and never memory.
+ * Chosen keys: whoever chooses keys cannot make them collide, as the places depend on a secret of the table
+ * that comes from the host's random bytes. It is mixed in by rounds of AES where the processor has them, and
+ * by SipHash-1-3 elsewhere, in tables of numbers too. So the order of a walk differs from table to table. A
+ * seed of your own, for programs that must do the same twice, gives this protection up unless it is secret;
+ * without it a hostile choice of keys costs time, never memory.
  *
- * Time: all but what is said to take time in proportion to the entries takes the same time whatever the table
- * holds. There is no growth of the whole at once: a table consists of parts of about 32 KiB, 64 with the
- * largest values, and a part that is full is split by the call that finds it so. A call looks at no more than
- * the 960 entries of one part, some tens of microseconds, unless entries were crowded by who knows the seed.
+ * Time: all functions take the same time whatever the table holds, except those that are said to take time in
+ * proportion to the entries. The table never grows as a whole at once: a table consists of parts of about 32
+ * KiB, 64 with the largest values, and a part that is full is split by the call that finds it so. A call
+ * looks at no more than the 960 entries of one part, some tens of microseconds, unless somebody who knows the
+ * seed has crowded entries.
  *
- * Memory: from the heap, under the name that the opener gave. When none is left, what the table has stays as
- * it is and in use; keys are added as long as there is room where they belong, also where a split failed.
+ * Memory: from the heap, under the name that the opener gave. When none is left, the table keeps what it has
+ * and can still be used; keys are added as long as there is room where they belong, also where a split
+ * failed.
  *
  * Threads: one at a time. While nobody changes a table any number may look up (get, find), walk and read its
- * figures, as these change nothing.
+ * figures, because these change nothing.
  *
  * A key that is not there is no failure: null or 0 without a fault. What fails leaves a fault
  * (ombrel_last_fault()): invalid for a null table, a null key that is not empty, functions of the other kind
@@ -68,7 +70,7 @@
 
 OMBREL_BEGIN_C
 
-/** Stands for the size of a key that is a text with a zero byte behind it, which does not belong to the key.
+/** Stands for the size of a key that is a text with a zero byte after it, which does not belong to the key.
  */
 #define def_ombrel_hash_text SIZE_MAX
 /** The longest key, in bytes. */
@@ -85,15 +87,16 @@ OMBREL_BEGIN_C
 #define def_ombrel_hash_numbers 0x1u /**< keys are 64-bit numbers */
 #define def_ombrel_hash_borrow 0x2u  /**< keys are not copied */
 #define def_ombrel_hash_any_case                                                                             \
-    0x4u /**< ASCII letters of keys match either case; a key stays as it came first */
+    0x4u /**< letters of keys match either case; a key keeps its first spelling */
 /** @} */
 
 /** A table. */
 typedef struct ombrel_hash_ts ombrel_hash_t;
 
 /**
- * What a table does with a value that leaves it: by removal, by being replaced, by ombrel_hash_clear() and at
- * its end, but not when it is taken. The call is made when the entry is gone, and must not change the table.
+ * What a table does with a value that leaves it: when it is removed or replaced, by ombrel_hash_clear() and
+ * when the table is closed, but not when it is taken. The call is made when the entry is gone, and must not
+ * change the table.
  * @param value   the pointer itself in a table of pointers, never null; in one of values their address, for
  *                the time of the call
  * @param context m_context of the options
@@ -130,10 +133,10 @@ typedef struct ombrel_hash_statistics_ts {
  * A walk over a table, in no order. The fields with names of their own are of the entry that it is at, and
  * read-only.
  *
- * While it is under way any entries may be removed, that which it is at too. When keys are added, what was
- * there from its beginning to its end is met, but what was moved by growth may be met twice, and what was
- * added may be met or not; ombrel_hash_reserve() and ombrel_hash_shrink() count as adding. A loop that adds a
- * key at each step has no certain end.
+ * While it is under way any entries may be removed, including the one that it is at. When keys are added,
+ * every entry that is there from its beginning to its end is met, but those moved by growth may be met twice,
+ * and those added may be met or not; ombrel_hash_reserve() and ombrel_hash_shrink() count as adding. A loop
+ * that adds a key at each step may never end.
  */
 typedef struct ombrel_hash_walk_ts {
     const void* m_key; /**< its key; null in a table of numbers */
@@ -177,7 +180,7 @@ OMBREL_API int ombrel_close_hash(ombrel_hash_t* table);
  * @param table   a table of pointers
  * @param key     the key; null for an empty one
  * @param size    its bytes, or #def_ombrel_hash_text
- * @param pointer the pointer; null is one too, and never released
+ * @param pointer the pointer; null is allowed, and is never released
  * @return 0; -1 with the fault invalid for a table of values too, too_large for a key above
  *         #def_ombrel_hash_key_max or above the limit of entries, no_memory; nothing has changed then, and
  * the pointer is still the caller's
@@ -261,7 +264,7 @@ OMBREL_API int ombrel_hash_take(ombrel_hash_t* table, const void* key, size_t si
 /** ombrel_hash_take() for a number. */
 OMBREL_API int ombrel_hash_take_at(ombrel_hash_t* table, uint64_t number, void* value);
 
-/** @brief The number of entries. @param table the table @return 0 for null too */
+/** @brief The number of entries. @param table the table @return the number; 0 for null */
 OMBREL_API size_t ombrel_hash_get_count(const ombrel_hash_t* table);
 
 /**
@@ -285,14 +288,14 @@ OMBREL_API int ombrel_init_hash_walk(ombrel_hash_walk_t* walk, ombrel_hash_t* ta
 /**
  * @brief Goes to the next entry.
  * @param walk the walk
- * @return 1; 0 behind the last one, also when called again; -1 for null
+ * @return 1; 0 after the last one, also when called again; -1 for null
  */
 OMBREL_API int ombrel_hash_walk_step(ombrel_hash_walk_t* walk);
 
 /**
  * @brief Removes the entry that a walk is at, and releases its value.
  * @param walk the walk
- * @return 0; -1 with the fault not_found when it is at none, or that has been removed already
+ * @return 0; -1 with the fault not_found when it is at no entry, or at one that has been removed already
  */
 OMBREL_API int ombrel_hash_walk_remove(ombrel_hash_walk_t* walk);
 /** @} */

@@ -35,7 +35,7 @@
 
 OMBREL_BEGIN_C
 
-/** The guard word behind every block's data. */
+/** The guard word after every block's data. */
 #define def_ombrel_heap_magic 0xA55A55AAu
 
 /** The header before every block's data, which follows it directly; read-only for callers. */

@@ -42,7 +42,7 @@
  * are proved by a key of its own, so they cost no memory until somebody has logged in with one.
  *
  * Each nonce count is taken once. Parallel connections of one client may bring counts out of their order, as
- * far as 64 behind the highest. A request with a count that was there, or with a nonce that is too old or
+ * far as 64 after the highest. A request with a count that was there, or with a nonce that is too old or
  * that nobody remembers, but which is right otherwise, is answered by a challenge with "stale=true": the
  * client repeats it with the new nonce, and nobody is asked for the password, while a recorded request is of
  * no use. Clients that know no "qop" (RFC 2069) are let in once with each nonce. In a session variant the
@@ -154,7 +154,7 @@ ombrel_open_http_auth_server_tag(const ombrel_http_auth_server_options_t* option
 /** @brief Frees it; null gives 0. @return 0 */
 OMBREL_API int ombrel_close_http_auth_server(ombrel_http_auth_server_t* server);
 
-/** @name What came of a check
+/** @name The outcome of a check
  * @{ */
 #define def_ombrel_http_auth_granted 0   /**< it is who it says */
 #define def_ombrel_http_auth_missing 1   /**< there was no value, or one of a scheme that is not taken */
@@ -165,7 +165,7 @@ OMBREL_API int ombrel_close_http_auth_server(ombrel_http_auth_server_t* server);
 #define def_ombrel_http_auth_misplaced 6 /**< the value is for another request target or realm */
 /** @} */
 
-/** What came of a check. */
+/** The outcome of a check. */
 typedef struct ombrel_http_auth_result_ts {
     int m_outcome;                               /**< #def_ombrel_http_auth_granted and the like */
     uint32_t m_scheme;                           /**< the one that was used; 0 for none that is known */
@@ -184,7 +184,7 @@ typedef struct ombrel_http_auth_result_ts {
  * @param method the request's method
  * @param target the request target as it stood in the request line. The value must be for the very same; of
  *               an absolute one ("http://host/path") the part from the path on is also taken
- * @param result receives what came of it; or null
+ * @param result receives the outcome; or null
  * @return 1 when the request may pass; 0 when it is to be refused, with challenges; -1 for null
  */
 OMBREL_API int ombrel_http_auth_server_check(ombrel_http_auth_server_t* server, const char* value,
@@ -199,7 +199,7 @@ OMBREL_API int ombrel_http_auth_server_check(ombrel_http_auth_server_t* server, 
  * @param result of the check that failed, which tells whether the nonce was stale; null for none
  * @param buf    receives the value, terminated
  * @param size   its room
- * @return characters of the value; 0 behind the last; -1, also with #def_ombrel_fault_too_large when the
+ * @return characters of the value; 0 after the last; -1, also with #def_ombrel_fault_too_large when the
  *         room does not suffice
  */
 OMBREL_API int ombrel_http_auth_server_challenge(ombrel_http_auth_server_t* server, int index,

@@ -159,7 +159,7 @@ typedef struct ombrel_http_client_field_ts {
 
 /** A request. What it points to need not live longer than the call that takes it; all is copied. */
 typedef struct ombrel_http_client_request_ts {
-    /** A token in capitals, as "GET"; null, the default, for GET, or for POST when there is a body. */
+    /** A token in capitals, such as "GET"; null, the default, for GET, or for POST when there is a body. */
     const char* m_method;
     /** "http://HOST[:PORT]/PATH[?QUERY]"; NAME:PASSWORD@ before the host is what m_user and m_password are,
      * and a fragment is not sent. Spaces and bytes above 0x7E are percent-encoded. */
@@ -378,13 +378,13 @@ OMBREL_API int64_t ombrel_http_call_get_sent(const ombrel_http_call_t* call);
  * @brief What was collected of the body so far.
  * @param call the call
  * @param size receives its bytes; may be null
- * @return the bytes and a zero behind them, the call's; null when there are none
+ * @return the bytes and a zero after them, the call's; null when there are none
  */
 OMBREL_API const char* ombrel_http_call_get_body(const ombrel_http_call_t* call, size_t* size);
 
 /**
  * @brief Takes what was collected out of the call, as ombrel_http_call_get_body().
- * @return the bytes and a zero behind them, freed by the caller with ombrel_free(); null when there are none
+ * @return the bytes and a zero after them, freed by the caller with ombrel_free(); null when there are none
  */
 OMBREL_API char* ombrel_http_call_take_body(ombrel_http_call_t* call, size_t* size);
 
@@ -394,7 +394,7 @@ typedef struct ombrel_http_answer_ts {
     const char* m_uri;                          /**< what was asked for last, after redirects */
     const ombrel_http_client_field_t* m_fields; /**< the head's fields in order */
     size_t m_field_count;                       /**< their number */
-    const char* m_body;                         /**< what was collected, and a zero behind it; never null */
+    const char* m_body;                         /**< what was collected, and a zero after it; never null */
     size_t m_body_size;                         /**< its bytes */
 } ombrel_http_answer_t;
 

@@ -119,7 +119,7 @@ OMBREL_API int64_t ombrel_get_http_parameter(const char* text, size_t size, cons
                                              size_t room);
 
 /**
- * @brief Reads the inside of a quoted string: each backslash goes, the character behind it stays.
+ * @brief Reads the inside of a quoted string: each backslash goes, the character after it stays.
  * @return bytes of the text; -1
  */
 OMBREL_API int64_t ombrel_unquote_http_text(const char* text, size_t size, char* buf, size_t room);
@@ -235,7 +235,7 @@ OMBREL_API int ombrel_parse_http_content_range(const char* text, size_t size, om
 /** An entity tag: `W/"x"`. */
 typedef struct ombrel_http_entity_tag_ts {
     ombrel_http_text_t m_value; /**< what stands between the quotes; nothing in it is escaped */
-    int m_is_weak;              /**< 1 behind "W/" */
+    int m_is_weak;              /**< 1 after "W/" */
     int m_is_any;               /**< 1 for "*" in place of a tag */
 } ombrel_http_entity_tag_t;
 
@@ -377,7 +377,7 @@ typedef struct ombrel_http_target_ts {
     ombrel_http_text_t m_scheme;         /**< of the absolute form */
     ombrel_http_authority_t m_authority; /**< of the absolute and the authority form; it goes before Host */
     ombrel_http_text_t m_path;           /**< encoded; "/" where an absolute form has none; else empty */
-    ombrel_http_text_t m_query;          /**< behind the "?" */
+    ombrel_http_text_t m_query;          /**< after the "?" */
     int m_has_query;                     /**< 1 when there is a "?" */
 } ombrel_http_target_t;
 

@@ -24,9 +24,9 @@
  *
  * @par What is refused
  * A body that is no form is refused with a reason and the offset of the byte at fault; nothing is cut off or
- * guessed: an escape without two hexadecimal digits, a NUL, a part without a name, bytes behind a boundary, a
+ * guessed: an escape without two hexadecimal digits, a NUL, a part without a name, bytes after a boundary, a
  * boundary that never comes, more than a limit. Nothing but the end of a line may stand before the first
- * boundary and behind the last; parts have no encodings, and lines of their heads are not folded. What had
+ * boundary and after the last; parts have no encodings, and lines of their heads are not folded. What had
  * been handed over before stays handed over: a handler keeps uploads aside until ombrel_http_form_finish()
  * gives 0.
  *
@@ -79,7 +79,7 @@ typedef struct ombrel_http_form_part_ts {
     const char* m_content_type; /**< of a part that names one; null otherwise */
     const ombrel_http_form_header_t* m_headers; /**< all fields of the part's head */
     size_t m_header_count;                      /**< how many; none of an URL-encoded form */
-    const char* m_data; /**< of a kept part: its bytes, with a zero behind them; null for a handler */
+    const char* m_data; /**< of a kept part: its bytes, with a zero after them; null for a handler */
     size_t m_size;      /**< of a kept part: how many */
 } ombrel_http_form_part_t;
 
@@ -190,7 +190,7 @@ OMBREL_API int ombrel_http_form_finish(ombrel_http_form_t* form);
 OMBREL_API int ombrel_http_form_get_fault(const ombrel_http_form_t* form);
 /** @brief The offset in the body of the byte at which reading stands or failed. @return it; -1 for null */
 OMBREL_API int64_t ombrel_http_form_get_offset(const ombrel_http_form_t* form);
-/** @brief Words for a fault, as "an escape is broken". @return a static text, never null */
+/** @brief Words for a fault, such as "an escape is broken". @return a static text, never null */
 OMBREL_API const char* ombrel_http_form_fault_text(int fault);
 
 /** @brief Parts that were kept and are complete. @return how many; 0 for null */
@@ -209,7 +209,7 @@ OMBREL_API const ombrel_http_form_part_t* ombrel_http_form_find(const ombrel_htt
                                                                 const char* name, size_t index);
 
 /**
- * @brief Makes a name that is safe on every system of one that a peer sent: what stands behind the last "/"
+ * @brief Makes a name that is safe on every system of one that a peer sent: what stands after the last "/"
  * or backslash, with "_" for control characters and those that Windows forbids (angle brackets, colon,
  * quotation mark, bar, question mark, star), without leading dots, trailing dots and blanks, no device of
  * Windows ("CON"), cut at a whole character of UTF-8.

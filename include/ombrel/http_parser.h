@@ -5,7 +5,7 @@
  * A parser is given bytes in pieces of any size and gives events: the start line, each field, the end of the
  * head, pieces of the body, trailers, the end of the message. It is asked for one event after the other, so
  * that its user stops wherever he likes, goes on later with what is left, and always knows how many bytes
- * were used: those behind a message are the next one's, or another protocol's.
+ * were used: those after a message are the next one's, or another protocol's.
  *
  * @code
  * static int serve(ombrel_http_parser_t* parser, const void* data, size_t size)
@@ -85,7 +85,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_http_lenient_both 0x40u
 /** Requests without Host, or with one that is empty or no host; two Host fields stay refused. */
 #define def_ombrel_http_lenient_host 0x80u
-/** Spaces and tabs behind the size in a chunk's line, and extensions of any visible characters. */
+/** Spaces and tabs after the size in a chunk's line, and extensions of any visible characters. */
 #define def_ombrel_http_lenient_chunk_line 0x100u
 /** All of these. */
 #define def_ombrel_http_lenient_all 0x1FFu
@@ -112,7 +112,7 @@ typedef struct ombrel_http_parser_options_ts {
 #define def_ombrel_http_event_field 3    /**< a field of the head: m_name, m_value */
 #define def_ombrel_http_event_head 4     /**< the head is complete: m_body, m_length, m_flags */
 #define def_ombrel_http_event_body 5     /**< a piece of the body, never empty: m_data */
-#define def_ombrel_http_event_trailer 6  /**< a field behind a chunked body: m_name, m_value */
+#define def_ombrel_http_event_trailer 6  /**< a field after a chunked body: m_name, m_value */
 #define def_ombrel_http_event_end 7      /**< the message is complete: m_body, m_length, m_flags again */
 /** @} */
 
@@ -123,13 +123,13 @@ typedef struct ombrel_http_parser_options_ts {
 #define def_ombrel_http_body_chunked 2 /**< chunks; trailers may follow */
 #define def_ombrel_http_body_close 3   /**< all until the peer closes the connection; responses only */
 /** Another protocol, after 101 or a 2xx response to CONNECT. The end of the message follows at once, and
- * nothing behind it is used. */
+ * nothing after it is used. */
 #define def_ombrel_http_body_tunnel 4
 /** @} */
 
 /** @name What a head says
  * @{ */
-/** Another message may follow on the connection. Where it may not, the parser uses nothing behind this one:
+/** Another message may follow on the connection. Where it may not, the parser uses nothing after this one:
  * close it once the exchange is done. After CONNECT it may not either, as what follows could be meant for the
  * tunnel. */
 #define def_ombrel_http_head_keep_alive 0x1u
@@ -191,9 +191,9 @@ typedef struct ombrel_http_event_ts {
 #define def_ombrel_http_fault_old_coding 26   /**< a Transfer-Encoding in HTTP/1.0 [400] */
 #define def_ombrel_http_fault_connect_body 27 /**< a CONNECT with a body [400] */
 #define def_ombrel_http_fault_chunk_size 28   /**< the chunk's size is no number or too great a one [400] */
-#define def_ombrel_http_fault_chunk_line 29   /**< something else behind the chunk's size [400] */
+#define def_ombrel_http_fault_chunk_line 29   /**< something else after the chunk's size [400] */
 #define def_ombrel_http_fault_long_chunk_line 30 /**< line of a chunk above the limit [400] */
-#define def_ombrel_http_fault_chunk_end 31       /**< no line end behind the chunk's bytes [400] */
+#define def_ombrel_http_fault_chunk_end 31       /**< no line end after the chunk's bytes [400] */
 #define def_ombrel_http_fault_trailer 32         /**< a field that may not be a trailer [400] */
 #define def_ombrel_http_fault_large_trailers 33  /**< trailers and extensions above the limit [431] */
 #define def_ombrel_http_fault_large_body 34      /**< body above the limit [413] */
@@ -210,10 +210,10 @@ typedef struct ombrel_http_fault_ts {
 
 /** @name Where a parser is
  * @{ */
-#define def_ombrel_http_state_idle 0 /**< before a message of which nothing has come yet */
-#define def_ombrel_http_state_head 1 /**< in a head */
-#define def_ombrel_http_state_body 2 /**< behind a head, before the message's end */
-#define def_ombrel_http_state_done 3 /**< behind the last message of the connection: nothing more is used */
+#define def_ombrel_http_state_idle 0    /**< before a message of which nothing has come yet */
+#define def_ombrel_http_state_head 1    /**< in a head */
+#define def_ombrel_http_state_body 2    /**< after a head, before the message's end */
+#define def_ombrel_http_state_done 3    /**< after the last message of the connection: nothing more is used */
 #define def_ombrel_http_state_refused 4 /**< a message was refused */
 /** @} */
 
@@ -251,7 +251,7 @@ OMBREL_API ombrel_http_parser_t* ombrel_open_http_parser_tag(int role,
 OMBREL_API int ombrel_close_http_parser(ombrel_http_parser_t* parser);
 
 /**
- * @brief Makes a parser as new, for another connection. Its settings stay.
+ * @brief Resets a parser for another connection. Its settings stay.
  * @param parser the parser
  * @return 0; -1 for null
  */

@@ -246,7 +246,7 @@ OMBREL_API int ombrel_close_http_server(ombrel_http_server_t* server);
 OMBREL_API int ombrel_http_server_listen(ombrel_http_server_t* server, const char* address, int port);
 
 /**
- * @brief The URL of a listener, as "http://127.0.0.1:8080/" or "http://[::1]:8080/".
+ * @brief The URL of a listener, such as "http://127.0.0.1:8080/" or "http://[::1]:8080/".
  *
  * What listens at all addresses has "localhost" for its host.
  * @param server   the server
@@ -316,12 +316,12 @@ OMBREL_API int ombrel_http_server_add_route_ex(ombrel_http_server_t* server,
 /** @name The request
  * Texts live as long as the exchange. A null exchange gives null, 0 or -1.
  * @{ */
-/** @brief The method, as "GET". */
+/** @brief The method, such as "GET". */
 OMBREL_API const char* ombrel_http_exchange_get_method(ombrel_http_exchange_t* exchange);
 /** @brief Whether only the answer's head is sent: 1 for HEAD, else 0. What is made for the body is then made
  * in vain. */
 OMBREL_API int ombrel_http_exchange_is_head(ombrel_http_exchange_t* exchange);
-/** @brief The target as it was sent, as "/a%20b?c=d". */
+/** @brief The target as it was sent, such as "/a%20b?c=d". */
 OMBREL_API const char* ombrel_http_exchange_get_target(ombrel_http_exchange_t* exchange);
 /** @brief The path, decoded once: it begins with "/" (or is "*" of OPTIONS) and has no NUL; it may have "..",
  * "//" and control characters. */
@@ -369,7 +369,7 @@ OMBREL_API const char* ombrel_http_exchange_get_field(ombrel_http_exchange_t* ex
  * @param index    from 0 on, in the order sent
  * @param name     receives its name as sent; may be null
  * @param value    receives its value; may be null
- * @return 1; 0 behind the last one; -1 for null
+ * @return 1; 0 after the last one; -1 for null
  */
 OMBREL_API int ombrel_http_exchange_get_field_at(ombrel_http_exchange_t* exchange, size_t index,
                                                  const char** name, const char** value);
@@ -381,7 +381,7 @@ OMBREL_API int64_t ombrel_http_exchange_get_body_size(ombrel_http_exchange_t* ex
  * @brief The body of a request that was read whole.
  * @param exchange the exchange
  * @param size     receives its bytes
- * @return the bytes with a zero behind them, as long as the exchange; null for a streamed route
+ * @return the bytes with a zero after them, as long as the exchange; null for a streamed route
  */
 OMBREL_API const void* ombrel_http_exchange_get_body(ombrel_http_exchange_t* exchange, size_t* size);
 
@@ -520,7 +520,7 @@ OMBREL_API int ombrel_http_exchange_abort(ombrel_http_exchange_t* exchange);
  * The caller answers on the socket itself (101 or 200), and closes it. For handlers, before they answer; the
  * exchange and its texts are gone afterwards, and the end handler is not called.
  * @param exchange the exchange, whose body was read
- * @param data     receives what the client sent behind the request
+ * @param data     receives what the client sent after the request
  * @param room     bytes there; the options' m_head_limit is always enough
  * @param size     receives how many came
  * @return the socket, which does not block; -1 while earlier answers wait to be sent

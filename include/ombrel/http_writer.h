@@ -87,7 +87,7 @@ OMBREL_API int ombrel_uninit_http_writer(ombrel_http_writer_t* writer);
 
 /**
  * @brief Begins a request: "GET /x HTTP/1.1".
- * @param writer the writer, at its beginning or behind a message
+ * @param writer the writer, at its beginning or after a message
  * @param method a token
  * @param target visible characters of ASCII, "#" not among them, in the form that the method wants
  * @return 0; -1
@@ -97,7 +97,7 @@ OMBREL_API int ombrel_http_writer_request(ombrel_http_writer_t* writer, const ch
 
 /**
  * @brief Begins a response: "HTTP/1.1 404 Not Found".
- * @param writer the writer, at its beginning or behind a message
+ * @param writer the writer, at its beginning or after a message
  * @param status 100 to 999
  * @param reason no control characters but the tab; null for the usual one of the status
  * @return 0; -1
@@ -105,7 +105,7 @@ OMBREL_API int ombrel_http_writer_request(ombrel_http_writer_t* writer, const ch
 OMBREL_API int ombrel_http_writer_response(ombrel_http_writer_t* writer, int status, const char* reason);
 
 /**
- * @brief Writes a field of the head, or a trailer behind ombrel_http_writer_last_chunk().
+ * @brief Writes a field of the head, or a trailer after ombrel_http_writer_last_chunk().
  *
  * A Content-Length has to be digits, a Host a host (or empty), a Transfer-Encoding "chunked"; none of the
  * three may be a trailer.
@@ -158,7 +158,7 @@ OMBREL_API int ombrel_http_writer_end_head(ombrel_http_writer_t* writer);
 
 /**
  * @brief Writes a chunk.
- * @param writer the writer, behind a head with "Transfer-Encoding: chunked"
+ * @param writer the writer, after a head with "Transfer-Encoding: chunked"
  * @param data   `size` bytes
  * @param size   their number; 0 writes nothing, as an empty chunk would end the body
  * @return 0; -1
@@ -167,7 +167,7 @@ OMBREL_API int ombrel_http_writer_chunk(ombrel_http_writer_t* writer, const void
 
 /**
  * @brief Writes the line before a chunk whose bytes the caller sends himself; the next chunk's line brings
- * the line end behind them.
+ * the line end after them.
  * @param writer the writer, as for ombrel_http_writer_chunk()
  * @param size   bytes of the chunk, above 0
  * @return 0; -1
@@ -183,7 +183,7 @@ OMBREL_API int ombrel_http_writer_last_chunk(ombrel_http_writer_t* writer);
 
 /**
  * @brief Ends the trailers and with them the message.
- * @param writer the writer, behind ombrel_http_writer_last_chunk()
+ * @param writer the writer, after ombrel_http_writer_last_chunk()
  * @return 0; -1
  */
 OMBREL_API int ombrel_http_writer_end_trailers(ombrel_http_writer_t* writer);

@@ -1,6 +1,6 @@
 /**
  * @file ini.h
- * @brief INI files: read, changed and written back with everything else as a person wrote it.
+ * @brief INI files: read, changed and written back, with everything that was not changed as it was written.
  *
  * A document keeps every byte it was read from: comments, blank lines, the order, spaces, line ends. What is
  * changed, added, deleted or renamed changes its own line and no other:
@@ -20,56 +20,57 @@
  *
  * @par Lines
  * A line is blank, a comment, the head of a section ("[name]"), or a key with its value ("key = value").
- * Lines end with LF or CR LF, mixed as they come; the last one may have no end. A byte order mark of UTF-8
- * stays at the beginning. Bytes above 0x7F are taken as they are; the zero byte is refused. What is none of
- * these lines is refused, or kept without a meaning by #def_ombrel_ini_keep_malformed.
+ * Lines end with LF or CR LF, in any mixture; the last one may have no end. A byte order mark of UTF-8
+ * stays at the beginning. Bytes above 0x7F are taken as they are; the zero byte is refused. Any other line is
+ * refused or, with #def_ombrel_ini_keep_malformed, kept without a meaning.
  *
  * @par Dialects
- * There is no one form of these files, so flags say what holds; three sets of them have names.
+ * These files have no single form, so flags say which rules hold; three sets of flags have names.
  * #def_ombrel_ini_dialect_plain, the default, reads what most people write: "#" and ";" begin comments, at
- * the beginning of a line and behind white space in it; "=" or ":" stands behind a key; a value in double
- * quotes keeps its spaces and knows escapes; lines that are indented deeper than their key go on with its
+ * the beginning of a line and after white space in it; "=" or ":" stands after a key; a value in double
+ * quotes keeps its spaces and may have escapes; lines that are indented deeper than their key continue its
  * value. #def_ombrel_ini_dialect_python is that of Python's configparser (without interpolation and
  * "DEFAULT"), #def_ombrel_ini_dialect_git that of git's configuration.
  *
  * @par Values
  * White space around a value is not part of it. With #def_ombrel_ini_quotes a value is quoted when it begins
  * with a double quote and the quote that closes it is its last character; any other quote is an ordinary
- * character. Several values of a key are kept in order; the last one counts, or the first by a flag. A key
+ * character. Several values of a key are kept in order; the last one counts or, by a flag, the first. A key
  * may have a value in each of several heads of the same name: they are one section.
  *
  * @par Sections
  * Functions name a section by what stands between the brackets; "" or null stands for the keys before the
  * first head. With #def_ombrel_ini_sub_sections a section `remote "origin"` is the sub-section "origin" of
- * "remote", however the head is spaced or escaped; `remote.origin` means it too, with the sub-section in
- * small letters.
+ * "remote", however the head is spaced or escaped; `remote.origin` means the same, with the sub-section in
+ * lower case.
  *
  * @par Changes
- * A changed value keeps what stands before and behind it, and its quotes. A new key stands behind the last
+ * A changed value keeps what stands before and after it, and its quotes. A new key stands after the last
  * one of its section, before the blank lines and comments that follow, and is indented and spaced as that
- * one; a new section stands at the end, behind a blank line unless the others stand without. Values are
- * written so that the same dialect reads them back the same: as they are where that will do, else in quotes
- * with escapes, else over indented lines; what cannot be written so is refused, as a line end in a key. What
- * is added at the end of a document whose last line has no end has none either.
+ * one; a new section stands at the end, after a blank line unless the others stand without. Values are
+ * written so that the same dialect reads them back the same: as they are where that suffices, else in quotes
+ * with escapes, else over indented lines; what cannot be written in any of these ways, such as a line end in
+ * a key, is refused. A line added at the end of a document whose last line has no line end has none either.
  *
  * @par Includes
- * They are off unless a flag turns them on, as a file that may be read is not yet one that may name other
- * files. Paths are relative to the file that names them. What is included stands in the place of its line,
- * begins and ends outside of any section, is found as if it stood there, but is never changed nor written. A
- * file that includes itself, over others too, is refused; depth, number and size have limits.
+ * They are off unless a flag turns them on, because a file that may be read should not for that reason name
+ * others to be read. Paths are relative to the file that names them. What is included stands in the place of
+ * its line, begins and ends outside of any section, is found as if it stood there, but is never changed nor
+ * written. A file that includes itself, directly or through others, is refused; depth, number and size have
+ * limits.
  *
  * @par Limits
  * Those of ombrel_ini_options_t: bytes, lines, the length of one. A look-up takes the same time in a file
  * with ten keys and with a hundred thousand, whatever they are called: names are found by a seeded hash.
  *
  * @par Threads
- * Any number may ask a document at the same time while nobody changes it.
+ * Any number of threads may read a document at the same time while none changes it.
  *
  * @par Failures
  * -1 or null, with the reason in ombrel_last_fault(): invalid for null objects and invalid arguments and for
- * what cannot be written, violation for texts that are not as their dialect has them, too_large for limits,
+ * what cannot be written, violation for texts that break the rules of their dialect, too_large for limits,
  * not_found for sections and keys that are not there, no_memory; for files those of file.h. A refused text
- * has a reason, a line and a column beside: ombrel_ini_get_fault(). A change that fails changes nothing.
+ * also has a reason, a line and a column: ombrel_ini_get_fault(). A change that fails changes nothing.
  */
 #ifndef OMBREL_INI_H
 #define OMBREL_INI_H
@@ -85,8 +86,8 @@ OMBREL_BEGIN_C
 /** @name Flags: what a line may be
  * @{ */
 #define def_ombrel_ini_hash_comments 0x1u      /**< "#" begins a comment */
-#define def_ombrel_ini_semicolon_comments 0x2u /**< ";" does */
-/** Comments may stand behind values and heads, white space before them. Directly behind the separator and its
+#define def_ombrel_ini_semicolon_comments 0x2u /**< ";" begins one too */
+/** Comments may stand after values and heads, white space before them. Directly after the separator and its
  * white space "#" or ";" begins one only if white space or the end of the line follows: "colour = #ffffff"
  * has a value. */
 #define def_ombrel_ini_inline_comments 0x4u
@@ -106,13 +107,13 @@ OMBREL_BEGIN_C
  * @{ */
 #define def_ombrel_ini_quotes 0x100u /**< a value may stand in double quotes as a whole */
 #define def_ombrel_ini_quotes_within                                                                         \
-    0x200u /**< parts of a value may; a quote that is not closed is refused */
+    0x200u /**< parts of a value may stand in quotes; a quote that is not closed is refused */
 /** Backslashes are escapes: within quotes and, with #def_ombrel_ini_quotes_within, outside of them. They
- * stand before a backslash, a double quote, and the letters n (LF), t (tab) and b (backspace); one before
- * another character stands for itself with #def_ombrel_ini_quotes and is refused with
+ * stand before a backslash, a double quote, and the letters n (LF), t (tab) and b (backspace); a backslash
+ * before another character stands for itself with #def_ombrel_ini_quotes and is refused with
  * #def_ombrel_ini_quotes_within. */
 #define def_ombrel_ini_escapes 0x400u
-/** Lines that are indented deeper than their key go on with its value, joined by LF; blank lines between them
+/** Lines that are indented deeper than their key continue its value, joined by LF; blank lines between them
  * are part of it, comment lines are not. */
 #define def_ombrel_ini_indented_lines 0x800u
 /** A backslash at the end of a line joins the next one to its value. */
@@ -122,7 +123,7 @@ OMBREL_BEGIN_C
 /** @name Flags: names
  * @{ */
 #define def_ombrel_ini_key_any_case 0x2000u     /**< ASCII letters of keys match either case */
-#define def_ombrel_ini_section_any_case 0x4000u /**< those of sections do; of sub-sections they never do */
+#define def_ombrel_ini_section_any_case 0x4000u /**< those of sections do; never those of sub-sections */
 #define def_ombrel_ini_sub_sections 0x8000u     /**< [name "sub-section"] and [name.sub-section] */
 #define def_ombrel_ini_first_counts 0x10000u    /**< of several values of a key the first counts */
 #define def_ombrel_ini_single_keys 0x20000u     /**< a key that is there twice in a section is refused */
@@ -135,7 +136,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_ini_keep_malformed 0x80000u
 /** The key "path" in a section "include" includes a file, as git has it. */
 #define def_ombrel_ini_include_keys 0x100000u
-/** A line "!include PATH" does. */
+/** A line "!include PATH" includes a file. */
 #define def_ombrel_ini_include_lines 0x200000u
 /** A file to include that is not there is passed over instead of refused. */
 #define def_ombrel_ini_include_optional 0x400000u
@@ -143,7 +144,7 @@ OMBREL_BEGIN_C
 
 /** @name Sets of flags
  * @{ */
-/** What most files are read well with; the default. */
+/** Suits most files; the default. */
 #define def_ombrel_ini_dialect_plain                                                                         \
     (def_ombrel_ini_hash_comments | def_ombrel_ini_semicolon_comments | def_ombrel_ini_inline_comments |     \
      def_ombrel_ini_colon | def_ombrel_ini_quotes | def_ombrel_ini_escapes | def_ombrel_ini_indented_lines)
@@ -164,7 +165,7 @@ OMBREL_BEGIN_C
 typedef struct ombrel_ini_options_ts {
     uint32_t m_flags;             /**< def_ombrel_ini_*; #def_ombrel_ini_dialect_plain */
     size_t m_size_limit;          /**< bytes of the text, includes counted in; 16 MiB */
-    size_t m_line_limit;          /**< bytes of a line with those that go on with it; 1 MiB */
+    size_t m_line_limit;          /**< bytes of a line with its continuation lines; 1 MiB */
     size_t m_count_limit;         /**< lines, includes counted in; 1,000,000 */
     size_t m_include_depth_limit; /**< files that are being included at once, at most 64; 10 */
     size_t m_include_count_limit; /**< files that are included in all; 100 */
@@ -175,14 +176,14 @@ typedef struct ombrel_ini_options_ts {
 #define def_ombrel_ini_fault_none 0            /**< nothing was */
 #define def_ombrel_ini_fault_no_separator 1    /**< a line is neither head nor comment and has no separator */
 #define def_ombrel_ini_fault_no_key 2          /**< nothing stands before the separator */
-#define def_ombrel_ini_fault_key 3             /**< a key has a character that the dialect's keys have not */
+#define def_ombrel_ini_fault_key 3             /**< a key has a character that the dialect does not allow */
 #define def_ombrel_ini_fault_open_head 4       /**< a head has no "]" */
 #define def_ombrel_ini_fault_no_section 5      /**< a head has no name */
-#define def_ombrel_ini_fault_section 6         /**< a head's name is not as the dialect has it */
-#define def_ombrel_ini_fault_behind_head 7     /**< something stands behind a head that is no comment */
+#define def_ombrel_ini_fault_section 6         /**< a head's name breaks the rules of the dialect */
+#define def_ombrel_ini_fault_behind_head 7     /**< something other than a comment stands after a head */
 #define def_ombrel_ini_fault_open_quote 8      /**< a quote is not closed */
-#define def_ombrel_ini_fault_escape 9          /**< a backslash before a character that is none to escape */
-#define def_ombrel_ini_fault_indented 10       /**< an indented line goes on with no value */
+#define def_ombrel_ini_fault_escape 9          /**< a backslash before a character that is not an escape */
+#define def_ombrel_ini_fault_indented 10       /**< an indented line has no value to continue */
 #define def_ombrel_ini_fault_zero_byte 11      /**< a zero byte */
 #define def_ombrel_ini_fault_encoding 12       /**< the text is UTF-16 or UTF-32 */
 #define def_ombrel_ini_fault_same_key 13       /**< a key is there twice */
@@ -195,8 +196,8 @@ typedef struct ombrel_ini_options_ts {
 #define def_ombrel_ini_fault_include_circle 20 /**< a file includes itself */
 #define def_ombrel_ini_fault_include_file 21   /**< a file to include cannot be read */
 #define def_ombrel_ini_fault_unwritable_section 22 /**< a section's name cannot be written */
-#define def_ombrel_ini_fault_unwritable_key 23     /**< a key cannot */
-#define def_ombrel_ini_fault_unwritable_value 24   /**< a value cannot */
+#define def_ombrel_ini_fault_unwritable_key 23     /**< a key cannot be written */
+#define def_ombrel_ini_fault_unwritable_value 24   /**< a value cannot be written */
 #define def_ombrel_ini_fault_included 25           /**< what is to be changed stands in an included file */
 #define def_ombrel_ini_fault_no_memory 26          /**< memory ran out */
 /** @} */
@@ -204,8 +205,8 @@ typedef struct ombrel_ini_options_ts {
 /** Why and where a text was refused. */
 typedef struct ombrel_ini_fault_ts {
     int m_reason;       /**< def_ombrel_ini_fault_* */
-    int64_t m_line;     /**< from 1; 0 where there is no place, as for a change that was refused */
-    int64_t m_column;   /**< in characters, from 1; 0 likewise */
+    int64_t m_line;     /**< from 1; 0 where there is no place, for example when a change was refused */
+    int64_t m_column;   /**< in characters, from 1; 0 where there is none */
     int64_t m_offset;   /**< bytes before the place in its file */
     const char* m_path; /**< the file that was refused, as it was named; "" for a text from elsewhere */
 } ombrel_ini_fault_t;
@@ -232,7 +233,7 @@ OMBREL_API ombrel_ini_t* ombrel_open_ini_tag(const ombrel_ini_options_t* options
 /** ombrel_open_ini_tag() with the caller's own name and line. */
 #define ombrel_open_ini(options) ombrel_open_ini_tag((options), __func__, __LINE__)
 
-/** @brief Frees a document and all texts it gave. @param ini the document, or null @return 0 */
+/** @brief Frees a document and all the texts that it returned. @param ini the document, or null @return 0 */
 OMBREL_API int ombrel_close_ini(ombrel_ini_t* ini);
 
 /** @brief Empties a document; its settings stay. @return 0; -1 for null */
@@ -276,11 +277,11 @@ OMBREL_API int ombrel_ini_load_buffer(ombrel_ini_t* ini, ombrel_buffer_t* buffer
 /**
  * @brief Reads a piece of a text, of any size; the document does not depend on where it is cut.
  *
- * The document is not to be asked or changed before ombrel_ini_end().
+ * The document must not be read or changed before ombrel_ini_end().
  * @param ini  the document
  * @param text the piece
  * @param size its bytes
- * @return 0; -1, also ever after until ombrel_ini_reset()
+ * @return 0; -1, also at every later call until ombrel_ini_reset()
  */
 OMBREL_API int ombrel_ini_push(ombrel_ini_t* ini, const void* text, size_t size);
 
@@ -301,7 +302,7 @@ OMBREL_API int64_t ombrel_ini_get_text_size(const ombrel_ini_t* ini);
  * @param size     receives its bytes; may be null
  * @param function the caller's name
  * @param line     its line
- * @return the text with a zero byte behind it, freed with ombrel_free(); null
+ * @return the text with a zero byte after it, freed with ombrel_free(); null
  */
 OMBREL_API char* ombrel_alloc_ini_text_tag(const ombrel_ini_t* ini, size_t* size, const char* function,
                                            unsigned long line);
@@ -316,7 +317,7 @@ OMBREL_API int ombrel_ini_push_buffer(const ombrel_ini_t* ini, ombrel_buffer_t* 
  * of a file that was there stay, links are followed.
  * @param ini  the document, which counts as unchanged afterwards
  * @param path the file
- * @param mode permissions of a file that was not there, as 0666
+ * @param mode permissions of a new file, such as 0666
  * @return 0; -1 with the faults of ombrel_store_file()
  */
 OMBREL_API int ombrel_ini_store_file(ombrel_ini_t* ini, const char* path, uint32_t mode);
@@ -332,10 +333,10 @@ OMBREL_API int ombrel_ini_is_changed(const ombrel_ini_t* ini);
  * @{ */
 
 /** @brief Whether a section has a head; "" always has one. @return 1 or 0; -1 for a null document or a name
- * that can be no section's */
+ * that no section can have */
 OMBREL_API int ombrel_ini_has_section(const ombrel_ini_t* ini, const char* section);
 
-/** @brief Number of values that a key has. @return them, 0 where it is not there; -1 */
+/** @brief The number of values that a key has. @return the number, 0 where the key is not there; -1 */
 OMBREL_API int64_t ombrel_ini_get_count(const ombrel_ini_t* ini, const char* section, const char* key);
 
 /** @brief The value of a key that counts. @return it, "" for a bare key; null, not_found among the faults */
@@ -354,7 +355,7 @@ OMBREL_API const char* ombrel_ini_get_at(const ombrel_ini_t* ini, const char* se
                                          int64_t index);
 
 /**
- * @brief A whole number: decimal digits, or hexadecimal ones behind "0x", behind "-" or "+".
+ * @brief A whole number: decimal digits, or hexadecimal ones after "0x", after "-" or "+".
  * @param ini     the document
  * @param section the section
  * @param key     the key
@@ -426,7 +427,7 @@ typedef struct ombrel_ini_entry_ts {
     const char* m_name;    /**< the section's name without that of a sub-section */
     const char* m_sub_section; /**< the name of the sub-section; null without */
     const char* m_key;         /**< the key as it was written; null where there is none */
-    const char* m_value;       /**< the value; null where there is none, as for a bare key */
+    const char* m_value;       /**< the value; null where there is none, for example for a bare key */
     const char* m_text;        /**< the bytes as they stand, with the line end */
     size_t m_size;             /**< their number */
     int64_t m_line;            /**< the line in its file as it was read; 0 for what was added since */
@@ -454,7 +455,7 @@ OMBREL_API int ombrel_init_ini_walk(ombrel_ini_walk_t* walk, const ombrel_ini_t*
  * @brief The next entry.
  * @param walk  the walk
  * @param entry receives it; its texts stay until the document is changed
- * @return 1; 0 behind the last; -1 for null, and with busy when the document was changed since the walk began
+ * @return 1; 0 after the last; -1 for null, and with busy when the document was changed since the walk began
  */
 OMBREL_API int ombrel_ini_walk_next(ombrel_ini_walk_t* walk, ombrel_ini_entry_t* entry);
 
@@ -464,7 +465,7 @@ OMBREL_API int ombrel_ini_walk_next(ombrel_ini_walk_t* walk, ombrel_ini_entry_t*
  * @{ */
 
 /**
- * @brief Sets the value of a key: changes the one that counts, or adds the key, and its section, if need be.
+ * @brief Sets the value of a key: changes the one that counts, or adds the key and, if need be, its section.
  * @param ini     the document
  * @param section the section
  * @param key     the key
@@ -479,8 +480,8 @@ OMBREL_API int ombrel_ini_set(ombrel_ini_t* ini, const char* section, const char
 OMBREL_API int ombrel_ini_set_at(ombrel_ini_t* ini, const char* section, const char* key, int64_t index,
                                  const char* value);
 
-/** @brief Adds a value to a key behind those that it has, or the key. @return as ombrel_ini_set(), but
- * nothing is denied; -1 with exists where the dialect has single keys and it is there */
+/** @brief Adds a value to a key after those that it has, or adds the key. @return as ombrel_ini_set(), but
+ * never access_denied; -1 with exists where the dialect has single keys and the key is there */
 OMBREL_API int ombrel_ini_add(ombrel_ini_t* ini, const char* section, const char* key, const char* value);
 
 /** @brief Sets a whole number in decimal digits. @return as ombrel_ini_set() */
@@ -489,8 +490,8 @@ OMBREL_API int ombrel_ini_set_integer(ombrel_ini_t* ini, const char* section, co
 /** @brief Sets "true" or "false". @return as ombrel_ini_set() */
 OMBREL_API int ombrel_ini_set_boolean(ombrel_ini_t* ini, const char* section, const char* key, int value);
 
-/** @brief Sets a number in as few digits as read back to the same double. @return as ombrel_ini_set(); -1
- * with invalid for what is no finite number */
+/** @brief Sets a number in the fewest digits that read back as the same double. @return as ombrel_ini_set();
+ * -1 with invalid for what is no finite number */
 OMBREL_API int ombrel_ini_set_double(ombrel_ini_t* ini, const char* section, const char* key, double value);
 
 /** @brief Sets bytes, with the greatest of K, M, G and so on that divides them. @return as ombrel_ini_set();
@@ -525,7 +526,7 @@ OMBREL_API int64_t ombrel_ini_delete(ombrel_ini_t* ini, const char* section, con
  * ombrel_ini_set_at() */
 OMBREL_API int ombrel_ini_delete_at(ombrel_ini_t* ini, const char* section, const char* key, int64_t index);
 
-/** @brief Gives a key another name, all its values, in their places. @return 0; -1 with not_found, exists
+/** @brief Gives a key another name, for all its values, in their places. @return 0; -1 with not_found, exists
  * when the section has a key of the new name, access_denied as ombrel_ini_delete() */
 OMBREL_API int ombrel_ini_rename(ombrel_ini_t* ini, const char* section, const char* key,
                                  const char* new_key);
@@ -535,12 +536,13 @@ OMBREL_API int ombrel_ini_add_section(ombrel_ini_t* ini, const char* section);
 
 /**
  * @brief Deletes a section: all its heads, keys, comments and blank lines, and the comments that stand
- * directly before a head of it; those directly before the next section's head stay. Of "" the keys alone.
+ * directly before a head of it; those directly before the next section's head stay. For "" only the keys are
+ * deleted.
  * @return 0; -1 with not_found, access_denied when it is in an included file too
  */
 OMBREL_API int ombrel_ini_delete_section(ombrel_ini_t* ini, const char* section);
 
-/** @brief Gives a section another name, in all its heads; what stands behind a head stays. @return 0; -1 with
+/** @brief Gives a section another name, in all its heads; what stands after a head stays. @return 0; -1 with
  * not_found, exists when the document has a section of the new name, invalid for "", access_denied as
  * ombrel_ini_delete_section() */
 OMBREL_API int ombrel_ini_rename_section(ombrel_ini_t* ini, const char* section, const char* new_section);

@@ -131,7 +131,7 @@ typedef int (*ombrel_launcher_handler_t)(ombrel_launcher_t* launcher, int event,
  * @param launcher the launcher
  * @param stream   1 for standard output, 2 for standard error
  * @param data     a line without its end (a line feed, or a carriage return and a line feed), or bytes as
- * they came; and a zero byte behind them
+ * they came; and a zero byte after them
  * @param size     bytes in front of that; a line may be empty
  * @param context  the one of the options
  * @return 0 to go on; anything else stops the launcher as ombrel_launcher_stop() does

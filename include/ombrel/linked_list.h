@@ -43,7 +43,7 @@ typedef int (*ombrel_linked_list_match_t)(const void* current, const void* node)
 
 /**
  * Callback of the sorting functions.
- * @return above 0 when `left` belongs behind `right`, below 0 when it belongs before it, 0 when they are
+ * @return above 0 when `left` belongs after `right`, below 0 when it belongs before it, 0 when they are
  * equal
  */
 typedef int (*ombrel_linked_list_compare_t)(const void* left, const void* right);

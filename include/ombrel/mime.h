@@ -33,8 +33,8 @@ OMBREL_API int ombrel_compare_mime_type_hint(const char* hint, const char* mime_
 /**
  * @brief The type of a file by the end of its name.
  * @param name a name or path; endings are compared in either case, "a.tar.gz" by the last one
- * @return the type, a static text, as "image/png", without a character set; "application/octet-stream" for
- * names without an ending that is known, and for null
+ * @return the type, a static text, such as "image/png", without a character set; "application/octet-stream"
+ * for names without an ending that is known, and for null
  */
 OMBREL_API const char* ombrel_get_mime_type(const char* name);
 

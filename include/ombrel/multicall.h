@@ -44,7 +44,7 @@ OMBREL_BEGIN_C
 /**
  * The entry of a command.
  * @param argc number of arguments, at least 1
- * @param argv the arguments and a null behind them; the first is the name by which the command was called
+ * @param argv the arguments and a null after them; the first is the name by which the command was called
  * @return the exit code, 0 to 255
  */
 typedef int (*ombrel_multicall_main_t)(int argc, char** argv);
@@ -66,7 +66,7 @@ typedef struct ombrel_multicall_command_ts {
 /** Argument record of the control operation #def_ombrel_multicall_control_execute. */
 typedef struct ombrel_multicall_execute_ts {
     int m_argc;      /**< number of arguments */
-    char** m_argv;   /**< the arguments and a null behind them, as for ombrel_execute_multicall() */
+    char** m_argv;   /**< the arguments and a null after them, as for ombrel_execute_multicall() */
     int m_exit_code; /**< receives the exit code */
 } ombrel_multicall_execute_t;
 
@@ -114,7 +114,7 @@ OMBREL_API const ombrel_multicall_command_t* ombrel_get_multicall_command(size_t
  * version and the bare names; "--" stands before a command's name without a meaning. "--help" as the only
  * argument of a command prints how to use it, or is left to the command where its record says so.
  * @param argc number of arguments
- * @param argv the arguments and a null behind them; null or an `argc` below 1 counts as no argument
+ * @param argv the arguments and a null after them; null or an `argc` below 1 counts as no argument
  * @return the command's exit code; #def_ombrel_multicall_exit_unknown, with a complaint, when there is no
  * such command; #def_ombrel_multicall_exit_usage for an unknown option in the command's place
  */
@@ -124,7 +124,7 @@ OMBREL_API int ombrel_execute_multicall(int argc, char** argv);
  * @brief Runs a given command: what ombrel_execute_multicall() does once it has found it.
  * @param command the command; null gives #def_ombrel_multicall_exit_unknown
  * @param argc    number of arguments
- * @param argv    the arguments and a null behind them; null or an `argc` below 1 stands for the name alone
+ * @param argv    the arguments and a null after them; null or an `argc` below 1 stands for the name alone
  * @return the exit code; #def_ombrel_multicall_exit_failed when standard output has failed
  */
 OMBREL_API int ombrel_execute_multicall_command(const ombrel_multicall_command_t* command, int argc,

@@ -14,7 +14,7 @@
  * ombrel_close_neighbour_list(list);
  * @endcode
  *
- * Nothing of the host is changed, and nobody is asked on the link. To hear of changes, open a watch
+ * Nothing of the host is changed, and nothing is sent on the link. To hear of changes, open a watch
  * (network_watch.h), then list.
  *
  * @par Hosts
@@ -39,15 +39,16 @@ OMBREL_BEGIN_C
 #define def_ombrel_neighbour_none 0x00u       /**< nothing yet */
 #define def_ombrel_neighbour_incomplete 0x01u /**< it was asked and has not answered */
 #define def_ombrel_neighbour_reachable 0x02u  /**< it answered not long ago */
-#define def_ombrel_neighbour_stale 0x04u      /**< it answered; it is asked again when it is needed */
-#define def_ombrel_neighbour_delay 0x08u      /**< a packet went to it, which may prove that it is there */
-#define def_ombrel_neighbour_probe 0x10u      /**< it is being asked again */
-#define def_ombrel_neighbour_failed 0x20u     /**< it did not answer */
-#define def_ombrel_neighbour_no_arp 0x40u     /**< nobody need be asked, as for multicast */
-#define def_ombrel_neighbour_permanent 0x80u  /**< it was entered by hand */
+#define def_ombrel_neighbour_stale                                                                           \
+    0x04u /**< it answered some time ago; it is asked again before it is used */
+#define def_ombrel_neighbour_delay 0x08u     /**< a packet went to it, which may prove that it is there */
+#define def_ombrel_neighbour_probe 0x10u     /**< it is being asked again */
+#define def_ombrel_neighbour_failed 0x20u    /**< it did not answer */
+#define def_ombrel_neighbour_no_arp 0x40u    /**< needs no look-up, for example multicast */
+#define def_ombrel_neighbour_permanent 0x80u /**< it was entered by hand */
 /** @} */
 
-/** Every state but those that tell nothing of a machine: of the options. */
+/** Every state that says something of a machine: the default of the options. */
 #define def_ombrel_neighbour_usual 0xBFu
 
 /** @name Flags of a neighbour
@@ -61,7 +62,7 @@ OMBREL_BEGIN_C
 typedef struct ombrel_neighbour_ts {
     struct ombrel_neighbour_ts* m_next; /**< the next one of the list, or null */
     ombrel_ip_address_t m_address;      /**< its address, never none */
-    uint32_t m_interface;               /**< the index of the interface behind which it is */
+    uint32_t m_interface;               /**< the index of the interface through which it is reached */
     uint32_t m_state;                   /**< def_ombrel_neighbour_reachable and the like */
     uint32_t m_flags;                   /**< def_ombrel_neighbour_router and the like */
     int m_hardware_size;                /**< bytes of its hardware address; 0 when it is not known */

@@ -16,7 +16,7 @@
  * @endcode
  *
  * Everything here reads: nothing of the host is changed. A list is what the host said at one moment; to hear
- * of changes, open a watch (network_watch.h), then list. What cards have beside this is in nic.h, routes are
+ * of changes, open a watch (network_watch.h), then list. What only cards have is in nic.h, routes are
  * in route.h, neighbours in neighbour.h.
  *
  * @par Hosts
@@ -28,11 +28,11 @@
  * Lists are bounded: 65,536 interfaces and 1,048,576 addresses; a host with more gives too_large.
  *
  * @par Threads
- * Any thread; a list belongs to who opened it.
+ * Any thread; a list belongs to the caller.
  *
  * @par Failures
  * ombrel_last_fault() tells: def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor,
- * def_ombrel_fault_busy when the interfaces changed each time while they were listed (eight times),
+ * def_ombrel_fault_busy when the interfaces changed during each of eight attempts to list them,
  * def_ombrel_fault_violation for an answer of the host that is malformed, def_ombrel_fault_not_found for an
  * interface that is not there.
  */
@@ -65,26 +65,26 @@ typedef union ombrel_ip_address_ts {
 #define def_ombrel_interface_all_multicast 0x20u  /**< receives every multicast packet */
 #define def_ombrel_interface_running 0x40u        /**< it is up and its link works: packets can go */
 #define def_ombrel_interface_carrier 0x80u        /**< the layer below works: a cable is in, a radio joined */
-#define def_ombrel_interface_dormant 0x100u       /**< waits for something from outside, as for a log-in */
+#define def_ombrel_interface_dormant 0x100u       /**< waits for something from outside, such as a log-in */
 #define def_ombrel_interface_promiscuous 0x200u   /**< receives packets for others too */
-#define def_ombrel_interface_no_arp 0x400u        /**< asks for no neighbours' hardware addresses */
+#define def_ombrel_interface_no_arp 0x400u        /**< does not look up neighbours' hardware addresses */
 #define def_ombrel_interface_master 0x800u        /**< leads others that share a load */
 #define def_ombrel_interface_slave 0x1000u        /**< is led by such a master */
 #define def_ombrel_interface_debug 0x2000u        /**< its driver is being debugged */
 #define def_ombrel_interface_dynamic 0x4000u      /**< loses its addresses when it goes down */
 #define def_ombrel_interface_auto_media 0x8000u   /**< chooses its medium by itself */
 #define def_ombrel_interface_port_select 0x10000u /**< lets its medium be chosen */
-#define def_ombrel_interface_no_trailers 0x20000u /**< sends no trailers, a thing of the past */
+#define def_ombrel_interface_no_trailers 0x20000u /**< sends no trailers (historical) */
 #define def_ombrel_interface_echo 0x40000u        /**< hears what it sends */
 #define def_ombrel_interface_parent_elsewhere 0x80000u /**< its parent lies in another network namespace */
 /** @} */
 
 /** @name What an interface can do now (RFC 2863)
  * @{ */
-#define def_ombrel_interface_state_unknown 0          /**< nobody tells */
+#define def_ombrel_interface_state_unknown 0          /**< not told */
 #define def_ombrel_interface_state_not_present 1      /**< a part is missing */
 #define def_ombrel_interface_state_down 2             /**< nothing */
-#define def_ombrel_interface_state_lower_layer_down 3 /**< nothing, for an interface below it */
+#define def_ombrel_interface_state_lower_layer_down 3 /**< nothing, for lack of an interface below it */
 #define def_ombrel_interface_state_testing 4          /**< it is under test */
 #define def_ombrel_interface_state_dormant 5          /**< it waits for something from outside */
 #define def_ombrel_interface_state_up 6               /**< pass packets */
@@ -92,8 +92,8 @@ typedef union ombrel_ip_address_ts {
 
 /** @name Kinds of hardware addresses
  * @{ */
-#define def_ombrel_interface_type_other 0      /**< another: m_host_type tells which */
-#define def_ombrel_interface_type_none 1       /**< no hardware address, as of a raw IP tunnel */
+#define def_ombrel_interface_type_other 0      /**< another type: m_host_type tells which */
+#define def_ombrel_interface_type_none 1       /**< no hardware address, for example a raw IP tunnel */
 #define def_ombrel_interface_type_loopback 2   /**< of the loop-back interface */
 #define def_ombrel_interface_type_ethernet 3   /**< Ethernet, and what looks like it: most wireless ones */
 #define def_ombrel_interface_type_wireless 4   /**< IEEE 802.11, where the host tells it from Ethernet */
@@ -122,15 +122,15 @@ typedef union ombrel_ip_address_ts {
 
 /** @name Flags of an address
  * @{ */
-#define def_ombrel_address_permanent 0x01u        /**< has no life time */
-#define def_ombrel_address_temporary 0x02u        /**< IPv6: random, for privacy, soon replaced */
-#define def_ombrel_address_secondary 0x04u        /**< IPv4: not the first of its network */
-#define def_ombrel_address_deprecated 0x08u       /**< serves what uses it already, nothing new */
-#define def_ombrel_address_tentative 0x10u        /**< not used before it is sure that nobody else has it */
-#define def_ombrel_address_duplicate 0x20u        /**< not used, as somebody else has it */
-#define def_ombrel_address_optimistic 0x40u       /**< used although that is not yet sure */
-#define def_ombrel_address_no_detection 0x80u     /**< nobody looks whether somebody else has it */
-#define def_ombrel_address_home 0x100u            /**< the home address of a mobile host */
+#define def_ombrel_address_permanent 0x01u    /**< has no life time */
+#define def_ombrel_address_temporary 0x02u    /**< IPv6: random, for privacy, soon replaced */
+#define def_ombrel_address_secondary 0x04u    /**< IPv4: not the first of its network */
+#define def_ombrel_address_deprecated 0x08u   /**< kept for connections that use it, not used for new ones */
+#define def_ombrel_address_tentative 0x10u    /**< not used before it is sure that nobody else has it */
+#define def_ombrel_address_duplicate 0x20u    /**< not used, as somebody else has it */
+#define def_ombrel_address_optimistic 0x40u   /**< used although that is not yet sure */
+#define def_ombrel_address_no_detection 0x80u /**< it is not checked whether somebody else has it */
+#define def_ombrel_address_home 0x100u        /**< the home address of a mobile host */
 #define def_ombrel_address_makes_temporary 0x200u /**< temporary ones are made beside it */
 #define def_ombrel_address_no_prefix_route 0x400u /**< came without a route to its network */
 #define def_ombrel_address_joins_groups 0x800u    /**< multicast: the host has joined it */
@@ -146,7 +146,7 @@ typedef struct ombrel_interface_address_ts {
     int m_reach;                                /**< def_ombrel_reach_* */
     uint32_t m_flags;                           /**< def_ombrel_address_* */
     int64_t m_valid_s;                          /**< seconds for which it may be used; -1 for ever */
-    int64_t m_preferred_s;           /**< seconds for which it may serve what is new; -1 for ever */
+    int64_t m_preferred_s;           /**< seconds for which it may be used for new connections; -1 for ever */
     ombrel_ip_address_t m_broadcast; /**< the broadcast address of its network, or none */
     ombrel_ip_address_t m_peer;      /**< the other end of a point-to-point link, or none */
     char m_label[64];                /**< IPv4: the name it was given with, such as "eth0:1"; may be empty */
@@ -157,7 +157,7 @@ typedef struct ombrel_interface_statistics_ts {
     uint64_t m_received_bytes;     /**< bytes received */
     uint64_t m_received_packets;   /**< packets received */
     uint64_t m_received_errors;    /**< packets received with errors */
-    uint64_t m_received_dropped;   /**< good packets dropped for want of room or of a receiver */
+    uint64_t m_received_dropped;   /**< good packets dropped for lack of room or of a receiver */
     uint64_t m_received_multicast; /**< multicast packets received */
     uint64_t m_sent_bytes;         /**< bytes sent */
     uint64_t m_sent_packets;       /**< packets sent */
@@ -171,7 +171,7 @@ typedef struct ombrel_interface_statistics_ts {
     uint64_t m_received_frame_errors;  /**< received with a wrong frame */
     uint64_t m_received_fifo_errors;   /**< lost as the card's queue was full */
     uint64_t m_received_missed;        /**< lost as the host gave no memory in time */
-    uint64_t m_received_no_handler;    /**< of a protocol that nobody here speaks */
+    uint64_t m_received_no_handler;    /**< of a protocol that this host does not speak */
     uint64_t m_sent_aborted_errors;    /**< given up by the card */
     uint64_t m_sent_carrier_errors;    /**< lost for want of a link */
     uint64_t m_sent_fifo_errors;       /**< lost as the card's queue ran empty or over */
@@ -193,17 +193,18 @@ typedef struct ombrel_network_interface_ts {
     int m_type;                                 /**< def_ombrel_interface_type_* */
     uint32_t m_host_type; /**< the host's own number for it: ARPHRD_* on Linux, ifType on Windows */
     int m_hardware_size;  /**< bytes of the hardware address, 0 for none */
-    uint8_t m_hardware[def_ombrel_hardware_address_size];           /**< the hardware address */
-    int m_hardware_broadcast_size;                                  /**< bytes of the next one, 0 for none */
-    uint8_t m_hardware_broadcast[def_ombrel_hardware_address_size]; /**< the hardware address of everybody */
-    int64_t m_speed;         /**< of its link, in bits a second; -1 if not known, as of one that is down */
-    int m_duplex;            /**< def_ombrel_duplex_* */
+    uint8_t m_hardware[def_ombrel_hardware_address_size]; /**< the hardware address */
+    int m_hardware_broadcast_size;                        /**< bytes of the next field, 0 for none */
+    uint8_t
+        m_hardware_broadcast[def_ombrel_hardware_address_size]; /**< the hardware address for broadcasts */
+    int64_t m_speed; /**< of its link, in bits a second; -1 if not known, for example while it is down */
+    int m_duplex;    /**< def_ombrel_duplex_* */
     uint32_t m_parent_index; /**< the interface that it lies on or leads to (VLANs, pairs); 0 for none */
     uint32_t m_master_index; /**< the interface that it is a part of (bridges, bonds); 0 for none */
     uint32_t m_queue_length; /**< packets that may wait to be sent; 0 if not told */
     uint32_t m_group;        /**< the number of the group that its administrator put it in */
-    char m_kind[32];         /**< its driver's kind of what is no card: "bridge", "vlan"; may be empty */
-    char m_queue[32];        /**< the discipline of its queue: "fq_codel"; may be empty */
+    char m_kind[32];         /**< the kind of a virtual interface: "bridge", "vlan"; may be empty */
+    char m_queue[32];        /**< its queueing discipline: "fq_codel"; may be empty */
     char m_description[256]; /**< Linux: its administrator's words; Windows: its maker's; may be empty */
     const ombrel_interface_statistics_t* m_statistics; /**< what it has moved; null if not told */
 } ombrel_network_interface_t;

@@ -1,6 +1,6 @@
 /**
  * @file network_watch.h
- * @brief Changes of interfaces, addresses, routes and neighbours, told on an event base.
+ * @brief Changes of interfaces, addresses, routes and neighbours, reported on an event base.
  *
  * @code
  * static int note(ombrel_network_watch_t* watch, const ombrel_network_change_t* change, void* context) {
@@ -14,9 +14,9 @@
  * ombrel_network_watch_t* const watch = ombrel_open_network_watch(base, &options);
  * @endcode
  *
- * To know the state at any time, open the watch first and list then: what changes after the list is told;
- * something of it may be in the list already. When changes came faster than they were taken, some are lost,
- * and the handler is told so: list again.
+ * To know the state at any time, open the watch first and then list: every change after the list is reported,
+ * and some may already be in the list. When changes came faster than they were taken, some are lost, and the
+ * handler is called with #def_ombrel_network_lost: list again.
  *
  * Nothing of the host is changed by a watch.
  *
@@ -62,16 +62,16 @@ typedef struct ombrel_network_watch_ts ombrel_network_watch_t;
 /** @name What has happened
  * @{ */
 #define def_ombrel_network_appeared 1 /**< it is new */
-#define def_ombrel_network_changed 2  /**< it is another now, or was entered again as it was */
-#define def_ombrel_network_gone 3     /**< it is not there any more; the record is what it was last */
+#define def_ombrel_network_changed 2  /**< it has changed, or was entered again unchanged */
+#define def_ombrel_network_gone 3     /**< it is gone; the record is its last state */
 #define def_ombrel_network_lost 4     /**< changes were lost: look again at all that is watched */
 /** @} */
 
 /** One change. Records live until the handler returns; later versions may append fields. */
 typedef struct ombrel_network_change_ts {
-    uint32_t
-        m_kind; /**< one of def_ombrel_network_interfaces and the like; what is watched when some were lost */
-    int m_change; /**< def_ombrel_network_appeared and the like */
+    uint32_t m_kind; /**< one of def_ombrel_network_interfaces and the like; when changes were lost, all kinds
+                        that are watched */
+    int m_change;    /**< def_ombrel_network_appeared and the like */
     /** The interface, of a change of interfaces: without its addresses, and on Windows of one that is gone
      * its index alone. Else null. */
     const ombrel_network_interface_t* m_interface;
@@ -82,25 +82,25 @@ typedef struct ombrel_network_change_ts {
 } ombrel_network_change_t;
 
 /**
- * Called for each change, in their order.
+ * Called for each change, in order.
  * @param watch   the watch, which the handler may close
  * @param change  what has happened
  * @param context the one of the options
- * @return 0 to go on; after anything else no more is told
+ * @return 0 to go on; after anything else no more changes are reported
  */
 typedef int (*ombrel_network_watch_handler_t)(ombrel_network_watch_t* watch,
                                               const ombrel_network_change_t* change, void* context);
 
 /** How a watch works. */
 typedef struct ombrel_network_watch_options_ts {
-    /** What is watched; the default is def_ombrel_network_all. What the host does not tell is left out as
-     * long as something is left. */
+    /** What is watched; the default is def_ombrel_network_all. Kinds that the host does not report are left
+     * out, as long as one remains. */
     uint32_t m_kinds;
     /** Bytes of changes that may wait for the loop, 4,096 to 16 MiB; the default is 1 MiB. The host may allow
      * less. */
     size_t m_queue_size;
     /** Interfaces, addresses and neighbours together that are remembered, to tell a new one from one that
-     * changed; the default is 65,536. Of more than those each is told as new. */
+     * changed; the default is 65,536. Each one beyond that number is reported as new. */
     size_t m_known_limit;
     /** Called for each change; must be set. */
     ombrel_network_watch_handler_t m_handler;
@@ -126,7 +126,7 @@ ombrel_open_network_watch_tag(ombrel_event_base_t* base, const ombrel_network_wa
 #define ombrel_open_network_watch(base, options)                                                             \
     ombrel_open_network_watch_tag((base), (options), __func__, __LINE__)
 
-/** @brief What a watch watches: those of the kinds asked for that the host tells. @return
+/** @brief What a watch watches: those of the wanted kinds that the host reports. @return
  * def_ombrel_network_* kinds; 0 for null */
 OMBREL_API uint32_t ombrel_network_watch_get_kinds(const ombrel_network_watch_t* watch);
 

@@ -8,8 +8,8 @@
  *     ombrel_printf("%s by %s: %lld Mbit/s\n", nic.m_name, nic.m_driver, (long long)(nic.m_speed / 1000000));
  * @endcode
  *
- * What every interface has, cards and others, is in network_interface.h; routes are in route.h, neighbours in
- * neighbour.h. Nothing of the host is changed.
+ * What every interface has, whether it is a card or not, is in network_interface.h; routes are in route.h,
+ * neighbours in neighbour.h. Nothing of the host is changed.
  *
  * @par Hosts
  * Linux asks the driver; drivers of virtual interfaces have few answers. Windows tells name, link, speed,
@@ -40,19 +40,21 @@ OMBREL_BEGIN_C
 
 /** A card. The reserved words keep the record's size, which is part of the interface. */
 typedef struct ombrel_nic_ts {
-    char m_name[64];     /**< the interface's name */
-    uint32_t m_index;    /**< its index */
-    int m_link;          /**< 1 when its link works, 0 when not, -1 if not told, as of one that is not up */
+    char m_name[64];  /**< the interface's name */
+    uint32_t m_index; /**< its index */
+    int m_link; /**< 1 when its link works, 0 when not, -1 if not told, for example while the interface is
+                   down */
     int64_t m_speed;     /**< in bits a second; -1 if not known */
     int m_duplex;        /**< def_ombrel_duplex_* */
     int m_negotiates;    /**< 1 when it chooses speed and duplex with its peer, 0 when not, -1 if not told */
     int m_port;          /**< def_ombrel_nic_port_* */
     int m_hardware_size; /**< bytes of the hardware address, 0 for none */
     uint8_t m_hardware[def_ombrel_hardware_address_size];  /**< the hardware address in use */
-    int m_permanent_size;                                  /**< bytes of the next one, 0 if not told */
-    uint8_t m_permanent[def_ombrel_hardware_address_size]; /**< the hardware address that it was made with */
+    int m_permanent_size;                                  /**< bytes of m_permanent, 0 if not told */
+    uint8_t m_permanent[def_ombrel_hardware_address_size]; /**< the hardware address that it was manufactured
+                                                              with */
     char m_driver[64];         /**< its driver: "e1000e"; on Windows its description; may be empty */
-    char m_driver_version[64]; /**< that of the driver; may be empty */
+    char m_driver_version[64]; /**< the driver's version; may be empty */
     char m_firmware[64];       /**< the version of its firmware; may be empty */
     char m_bus[64];            /**< where it is plugged in: "0000:00:1f.6"; may be empty */
     uint64_t m_reserved[4];    /**< receive 0 */

@@ -39,7 +39,7 @@
  *
  * @par Numbers
  * All are int64_t. Counts and identifiers are plain; what may have a fraction (metres, knots, degrees of a
- * course) is in billionths of its unit, so that up to nine digits behind the point are exact; digits beyond
+ * course) is in billionths of its unit, so that up to nine digits after the point are exact; digits beyond
  * are dropped. A latitude or longitude is in billionths of a minute of arc, positive to the north and the
  * east, and so as exact as the sentence; ombrel_get_nmea_degrees() turns it into degrees. What is not given
  * is #def_ombrel_nmea_not_given, of characters 0.
@@ -205,7 +205,7 @@ typedef struct ombrel_nmea_sentence_ts {
     int m_is_checked;     /**< 1 when it had a checksum */
     char m_talker[3];     /**< who talks: "GP", "GN", "GL", "GA", "GB", …; "P" for a maker's own sentence */
     char m_formatter[16]; /**< what is told: "GGA"; of a maker's own all that follows the "P" ("UBX") */
-    int m_field_count;    /**< how many fields there are behind those two */
+    int m_field_count;    /**< how many fields there are after those two */
     union {
         ombrel_nmea_gga_t m_gga;
         ombrel_nmea_gll_t m_gll;
@@ -253,7 +253,7 @@ OMBREL_API int ombrel_parse_nmea_sentence(const char* text, size_t size, const o
 /**
  * @brief A field of a sentence that was read, as it stands there (a "^" and two digits for a byte included).
  * @param sentence the sentence, whose text is still there
- * @param index    which, from 0, behind who talks and what is told
+ * @param index    which, from 0, after who talks and what is told
  * @param text     receives where it begins; it is not terminated
  * @param size     receives its bytes, 0 for an empty one
  * @return 0; -1, #def_ombrel_fault_not_found where there is no such field
@@ -347,7 +347,7 @@ OMBREL_API int ombrel_init_nmea_sentence(ombrel_nmea_sentence_t* sentence, int t
 /**
  * @brief Writes a sentence of a type with a record: ombrel_parse_nmea_sentence() of it gives the same record.
  *
- * Times have two digits behind the point or as many as they need, minutes of arc four or as many as they
+ * Times have two digits after the point or as many as they need, minutes of arc four or as many as they
  * need, other numbers as many as they need. Fields that came with later versions of the standard (modes, the
  * system, the signal) stand there when they are given.
  * @param buf      the buffer

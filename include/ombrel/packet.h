@@ -1,8 +1,8 @@
 /**
  * @file packet.h
- * @brief Records on a byte stream, found again behind damage.
+ * @brief Records on a byte stream, which the reader finds again after damage.
  *
- * A record is a type and up to 4 GiB of payload. The writer puts it into a buffer chain behind a head with
+ * A record is a type and up to 4 GiB of payload. The writer puts it into a buffer chain after a head with
  * checksums; the reader takes bytes from a buffer chain, in pieces as they come, and gives the records. Where
  * bytes were changed, lost or put in between, it looks for the next true record:
  *
@@ -32,23 +32,23 @@
  * | 12 | 4 | CRC-32 of the twelve bytes before, started from the channel |
  * | 16 | size | payload |
  *
- * The channel is a number that both sides have agreed on and that is not sent: records of one channel are
- * nothing to a reader of another. Give records that travel as payload of others a channel of their own, so
+ * The channel is a number that both sides have agreed on and that is not sent: a reader of one channel
+ * ignores the records of another. Give records that travel as payload of others a channel of their own, so
  * that none of them is taken for an outer one when the outer one is damaged.
  *
  * @par Damage
  * A record is given when both its checksums are right, and never otherwise. When a head is right and its
- * payload is not, the search goes on directly behind the head's first byte, so that a record that begins
- * within what the damaged one laid claim to is found. What such a head lays claim to is held until it has
- * come or ombrel_packet_reader_end() says that it never will: up to the limit of a payload, and never more
- * than has come. A payload that is right is not searched.
+ * payload is not, the search goes on directly after the head's first byte, so that a record that begins
+ * within the bytes that the damaged one claimed is found. The bytes that such a head claims are held until
+ * they have come or ombrel_packet_reader_end() says that it never will: up to the limit of a payload, and
+ * never more than has come. A payload that is right is not searched.
  *
  * @par Time
  * In proportion to the bytes, whatever they are: no byte is looked at more than a fixed number of times, even
- * if every one of them begins a right head whose payload is wrong.
+ * if every one of them begins a valid head whose payload is damaged.
  *
  * @par Threads
- * One at a time for a reader; any for the others.
+ * One at a time for a reader; any for the other functions.
  *
  * @par Failures
  * -1 or null with the reason in ombrel_last_fault(): invalid for null and invalid arguments, too_large,
@@ -80,7 +80,7 @@ typedef struct ombrel_packet_options_ts {
 typedef struct ombrel_packet_ts {
     uint16_t m_type;    /**< its type */
     size_t m_size;      /**< bytes of its payload */
-    const void* m_data; /**< they, in the reader until its next call; never null */
+    const void* m_data; /**< the payload, in the reader until its next call; never null */
     int64_t m_offset;   /**< bytes that the reader had before the record's head */
     int64_t m_skipped;  /**< bytes between this record and the one before it, or the beginning */
 } ombrel_packet_t;
@@ -90,11 +90,11 @@ typedef struct ombrel_packet_statistics_ts {
     int64_t m_taken;        /**< bytes taken from chains */
     int64_t m_records;      /**< records given */
     int64_t m_record_bytes; /**< their bytes, with heads */
-    int64_t m_skipped;      /**< bytes that belong to no record that was given */
+    int64_t m_skipped;      /**< bytes that belong to none of the records given */
     int64_t m_gaps;         /**< runs of such bytes */
-    int64_t m_bad_heads; /**< places where the two bytes of a head stand in a run, without a right checksum */
-    int64_t m_bad_payloads; /**< right heads whose payload was wrong, or never came */
-    int64_t m_too_large;    /**< right heads of records above the limit */
+    int64_t m_bad_heads;    /**< places where the first two bytes of a head stand, without a valid checksum */
+    int64_t m_bad_payloads; /**< valid heads whose payload was damaged, or never came */
+    int64_t m_too_large;    /**< valid heads of records above the limit */
 } ombrel_packet_statistics_t;
 
 /** A reader; opaque. */
@@ -104,7 +104,7 @@ typedef struct ombrel_packet_reader_ts ombrel_packet_reader_t;
  * @{ */
 
 /**
- * @brief Makes the head of a record whose payload the caller sends himself.
+ * @brief Makes the head of a record whose payload the caller sends.
  * @param head    receives #def_ombrel_packet_head_size bytes
  * @param channel the channel
  * @param type    the record's type
@@ -151,7 +151,7 @@ OMBREL_API ombrel_packet_reader_t* ombrel_open_packet_reader_tag(const ombrel_pa
 OMBREL_API int ombrel_close_packet_reader(ombrel_packet_reader_t* reader);
 
 /**
- * @brief Makes a reader as new, for another stream: what it holds is dropped, what it has counted too.
+ * @brief Resets a reader for another stream: what it holds is dropped, and its counts begin at 0.
  * @return 0; -1 for null
  */
 OMBREL_API int ombrel_packet_reader_reset(ombrel_packet_reader_t* reader);
@@ -162,23 +162,24 @@ OMBREL_API int ombrel_packet_reader_reset(ombrel_packet_reader_t* reader);
  * Where nothing is damaged only the bytes of the record are taken, so that what follows the last one, of
  * another protocol say, stays in the chain.
  * @param reader the reader
- * @param buffer the chain whose front it takes; null for none, as when ombrel_packet_reader_end() was called
+ * @param buffer the chain whose front it takes; null for none, for example after ombrel_packet_reader_end()
  * @param packet receives the record
  * @return 1; 0 when it needs more bytes; -1 with no_memory, when the same call may succeed later, or with
- *         too_large at a right head of a record above the limit, whose type, size and place `packet` has
- * then, with no payload: the next call looks for records behind that head
+ * too_large at the valid head of a record above the limit, whose type, size and place `packet` has then, with
+ * no payload: the next call looks for records after that head
  */
 OMBREL_API int ombrel_packet_reader_next(ombrel_packet_reader_t* reader, ombrel_buffer_t* buffer,
                                          ombrel_packet_t* packet);
 
 /**
- * @brief Says that no more bytes come: ombrel_packet_reader_next() gives what an unfinished record had
- * hidden, and then 0. What comes nevertheless is a stream of its own.
+ * @brief Says that no more bytes come: ombrel_packet_reader_next() gives the records hidden in an unfinished
+ * one, and then 0. Bytes that come all the same begin a new stream.
  * @return 0; -1 for null
  */
 OMBREL_API int ombrel_packet_reader_end(ombrel_packet_reader_t* reader);
 
-/** @brief Bytes that were taken from chains and not yet given or skipped. @return them; -1 for null */
+/** @brief Bytes that were taken from chains and not yet given or skipped. @return their number; -1 for null
+ */
 OMBREL_API int64_t ombrel_packet_reader_get_held(const ombrel_packet_reader_t* reader);
 
 /** @brief What the reader has met. @return 0; -1 for null */

@@ -35,7 +35,7 @@ OMBREL_API void ombrel_free_path_node(ombrel_string_node_t* list);
  * @brief The last component of a path.
  * @param path cut in place: separators at its end are removed, but never its first character. Nothing is
  * written where nothing is removed, so a path that ends in a name may be a constant
- * @return a place inside `path`: the part behind the last separator left, the whole of an empty path or of
+ * @return a place inside `path`: the part after the last separator left, the whole of an empty path or of
  * one that is a single character; "." (not to be written to) for null
  */
 OMBREL_API char* ombrel_basename(char* path);

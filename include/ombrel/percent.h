@@ -29,7 +29,7 @@ OMBREL_API char* ombrel_encode_percent_string(const char* s);
  * @brief Decodes a text: "+" becomes a space, "%" and up to two hexadecimal digits become one byte.
  *
  * The digits are read by ombrel_scan_atox_limit() with base 16 and limit 2, which passes over white space and
- * takes a sign before them. A "%" without a digit becomes a NUL byte, so that the result may go on behind
+ * takes a sign before them. A "%" without a digit becomes a NUL byte, so that the result may go on after
  * what string functions see.
  * @return the new string; null for a null `s` or when memory runs out
  */

@@ -19,7 +19,7 @@
  * - `httpheader`: header lines for the request, separated by line feeds
  * - `method`: the request's method instead of GET, or of PUT when sending
  * - `size`: bytes that will be sent, where the server wants to know them before
- * - `range`: part of the resource, as "0-499"
+ * - `range`: part of the resource, such as "0-499"
  * - `timeout`: milliseconds without any progress after which a call fails with "timed out"; 60000 by default;
  *   negative for no limit
  * - `any_status`: not 0: an answer of any status opens, and its body can be read

@@ -44,7 +44,7 @@ OMBREL_BEGIN_C
 
 /**
  * @brief Queues rows of pixels as a document.
- * @param output      receives the document, behind what it holds
+ * @param output      receives the document, appended to what it holds
  * @param format      #def_ombrel_png_grey, #def_ombrel_png_rgb or #def_ombrel_png_rgba
  * @param rows        the topmost row's first byte; a pixel is the format's bytes in their order
  * @param line_length bytes from one row to the next
@@ -59,7 +59,7 @@ OMBREL_API int ombrel_png_push_rows(ombrel_buffer_t* output, uint32_t format, co
  * @brief Queues a bitmap as a document.
  *
  * Colours are converted as by ombrel_convert_color(); the bitmap's flags, key and window alpha do not count.
- * @param output receives the document, behind what it holds
+ * @param output receives the document, appended to what it holds
  * @param format #def_ombrel_png_grey, #def_ombrel_png_rgb or #def_ombrel_png_rgba
  * @param bitmap what is written, of 8, 16, 24 or 32 bits a pixel; see ombrel_bitmap_t for when it is valid
  * @return see Results; -1, too, for a bitmap that is not valid and, after the report "not supported", for
@@ -73,7 +73,7 @@ OMBREL_API int ombrel_png_push_bitmap(ombrel_buffer_t* output, uint32_t format,
  *
  * The pixels are copied first, with the lock of all maps held, into a block of format × width × height bytes:
  * they are of one moment, and others may draw while the copy is compressed.
- * @param output receives the document, behind what it holds
+ * @param output receives the document, appended to what it holds
  * @param format #def_ombrel_png_grey, #def_ombrel_png_rgb or #def_ombrel_png_rgba
  * @param fbmap  the map, of 8, 16, 24 or 32 bits a pixel; null is reported
  * @return see Results; -1, too, for a map without pixels and, after the report "not supported", for another

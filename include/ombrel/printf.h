@@ -58,7 +58,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_xtoa_space 0x80000000u
 /** Flag of the integer writers: the value is a negative number's magnitude; "-" is written. */
 #define def_ombrel_xtoa_negative 0x40000000u
-/** Flag of the integer writers: pad behind the digits; only together with #def_ombrel_xtoa_space. */
+/** Flag of the integer writers: pad after the digits; only together with #def_ombrel_xtoa_space. */
 #define def_ombrel_xtoa_left 0x20000000u
 /** Flag of the integer writers: pad with the digit table's first character in spite of
  * #def_ombrel_xtoa_space. */

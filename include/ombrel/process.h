@@ -271,7 +271,7 @@ OMBREL_API int ombrel_process_take_descriptor(ombrel_process_t* process, int str
 
 /**
  * @name All pipes at once
- * The input is fed from ombrel_process_options_t::m_feed and closed behind its end while both outputs are
+ * The input is fed from ombrel_process_options_t::m_feed and closed after its end while both outputs are
  * read, in whatever order the process goes, so that neither side waits for the other. A process that does not
  * read all of its input does no harm.
  * @{
@@ -304,7 +304,7 @@ OMBREL_API int ombrel_process_exchange(ombrel_process_t* process, int timeout_ms
 /** What a process printed, and how it ended. */
 typedef struct ombrel_process_result_ts {
     ombrel_process_end_t m_end; /**< {-1, 0} until it is known */
-    char* m_output;             /**< the standard output, a 0 behind it; null when there was none */
+    char* m_output;             /**< the standard output, a 0 after it; null when there was none */
     size_t m_output_size;       /**< its bytes */
     char* m_error;              /**< the standard error, likewise */
     size_t m_error_size;        /**< its bytes */

@@ -64,7 +64,7 @@ typedef struct ombrel_process_info_ts {
     const char* m_name; /**< the name, as `ps -o comm` has it; never null */
     /** The same in full length, where arguments were asked for and tell it; else the same again. */
     const char* m_full_name;
-    /** The argument vector and a null behind it: empty for a thread of the kernel and where they were not
+    /** The argument vector and a null after it: empty for a thread of the kernel and where they were not
      * asked for or may not be seen; never null. */
     const char* const* m_arguments;
     size_t m_argument_count;  /**< how many arguments */

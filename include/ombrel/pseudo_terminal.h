@@ -28,7 +28,7 @@
  * has no such thing, opening fails with def_ombrel_fault_not_supported.
  *
  * @par Failures
- * Unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments.
+ * Unless a function says otherwise: def_ombrel_fault_invalid for null and invalid arguments.
  *
  * @par Threads
  * One at a time for a record; one that reads and one that writes may be two.
@@ -52,7 +52,7 @@ typedef struct ombrel_pseudo_terminal_ts ombrel_pseudo_terminal_t;
 
 /** How a program is started. */
 typedef struct ombrel_pseudo_terminal_options_ts {
-    const char* const* m_environment; /**< its whole environment, "NAME=text" and a null behind them; null,
+    const char* const* m_environment; /**< its whole environment, "NAME=text" and a null after them; null,
                                          the default: that of this program */
     const char* m_directory;          /**< where it starts; null, the default: where this program is */
     int m_columns;                    /**< 1 to 32767; by default 80 */
@@ -67,7 +67,7 @@ OMBREL_API int ombrel_init_pseudo_terminal_options(ombrel_pseudo_terminal_option
 /**
  * @brief Starts a program in a terminal of its own.
  * @param arguments its name, looked for along the search path of this program when it has no directory, else
- * a path seen from where this program is; its arguments and a null behind them
+ * a path seen from where this program is; its arguments and a null after them
  * @param options   null for the defaults
  * @param function  the calling function's name
  * @param line      the source line

@@ -67,7 +67,7 @@ OMBREL_API int ombrel_push_encode_quoted_printable(ombrel_quoted_printable_t* co
  *
  * "=" and two upper-case hexadecimal digits become the byte. All else is copied: lower-case digits, "="
  * before anything else, and "=" before a line end too, so soft line breaks stay. An "=" with fewer than two
- * bytes behind it waits for them; at the end it is copied.
+ * bytes after it waits for them; at the end it is copied.
  *
  * Each byte needs room in the output chain under the output limit.
  * @param coder the coder

@@ -17,8 +17,8 @@ typedef struct ombrel_resolver_ts {
     struct ombrel_resolver_ts* m_next; /**< the next answer, or null */
     int m_family;                      /**< AF_INET or AF_INET6 */
     int m_address_size;                /**< bytes of the socket address */
-    struct sockaddr* m_address;        /**< the socket address with its port, behind these fields */
-    char* m_address_text;              /**< its text as by ombrel_inet_stop(), behind the address */
+    struct sockaddr* m_address;        /**< the socket address with its port, after these fields */
+    char* m_address_text;              /**< its text as by ombrel_inet_stop(), after the address */
     int m_port;                        /**< the port, 0 without one */
 } ombrel_resolver_t;
 

@@ -141,7 +141,7 @@ OMBREL_API int64_t ombrel_atoll(const char* s);
 /**
  * @brief ombrel_atolx() that tells where it ended.
  * @param s    the string; null counts as empty
- * @param end  takes the place behind the last character consumed, leading white space included; may be null
+ * @param end  takes the place after the last character consumed, leading white space included; may be null
  * @param base 2 to 16; 0 or less tells by the "0x"
  * @return the number; 0 when there is none
  */
@@ -153,7 +153,7 @@ OMBREL_API int64_t ombrel_strtoll(const char* s, char** end, int base);
  * @brief The decimal number with optional fraction at the start of a string. There is no exponent.
  *
  * The integer part wraps around at 64 bits. Decimals count for as long as the value of all of them fits into
- * 64 bits, however many they are; those behind do not.
+ * 64 bits, however many they are; those after do not.
  * @param s the string; null counts as empty
  * @return the number; 0 when there is none
  */

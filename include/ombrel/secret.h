@@ -152,7 +152,7 @@ OMBREL_API int ombrel_is_secret_password(const char* password);
 /** A list of secrets. Opaque. */
 typedef struct ombrel_secret_list_ts ombrel_secret_list_t;
 
-/** Flag: lines are "NAME:SECRET:MORE", with anything behind the second ":", which every line must have. */
+/** Flag: lines are "NAME:SECRET:MORE", with anything after the second ":", which every line must have. */
 #define def_ombrel_secret_list_more 1u
 
 /** How a list is read. */
@@ -236,7 +236,7 @@ OMBREL_API const char* ombrel_secret_list_get_name(const ombrel_secret_list_t* l
 /** @brief The secret at an index. @return a record of the list; null beyond the end and for null */
 OMBREL_API const ombrel_secret_t* ombrel_secret_list_get_secret(const ombrel_secret_list_t* list,
                                                                 size_t index);
-/** @brief What a line has behind "NAME:SECRET:". @return a text of the list, empty for a list without
+/** @brief What a line has after "NAME:SECRET:". @return a text of the list, empty for a list without
  * #def_ombrel_secret_list_more; null beyond the end and for null */
 OMBREL_API const char* ombrel_secret_list_get_more(const ombrel_secret_list_t* list, size_t index);
 /** @brief The number of the line of an index, from 1, for complaints about what stands there. @return it; 0

@@ -22,7 +22,7 @@
  *
  * Names: on Linux paths such as "/dev/ttyS0", on Windows "COM3".
  *
- * Faults, unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments,
+ * Faults, unless a function says otherwise: def_ombrel_fault_invalid for null and invalid arguments,
  * def_ombrel_fault_not_supported for what the port or the host cannot do, `input_output` and
  * def_ombrel_fault_closed for a port that was unplugged.
  *

@@ -136,8 +136,8 @@ typedef struct ombrel_ssdp_options_ts {
     int m_hops;
     /** Hops that answers may take, 1 to 255; the default is 8. */
     int m_answer_hops;
-    /** System and product for others to read, as "Linux/6.1 UPnP/2.0 lamp/1.0"; null, the default, for the
-     * library's own words. */
+    /** System and product for others to read, such as "Linux/6.1 UPnP/2.0 lamp/1.0"; null, the default, for
+     * the library's own words. */
     const char* m_server;
     /** Number of this start, 0 to 2^31 - 1: it must grow from one start of the device to the next; the
      * default is the seconds of the clock. */
@@ -210,7 +210,7 @@ OMBREL_API int ombrel_close_ssdp(ombrel_ssdp_t* ssdp);
  * @param type      what it is (NT): "upnp:rootdevice", "uuid:" and its number,
  * "urn:DOMAIN:device:TYPE:VERSION", "urn:DOMAIN:service:TYPE:VERSION", or any text of printable characters
  * without spaces
- * @param usn       its unique name (USN), as "uuid:NUMBER::urn:schemas-upnp-org:device:Basic:1"
+ * @param usn       its unique name (USN), such as "uuid:NUMBER::urn:schemas-upnp-org:device:Basic:1"
  * @param location  the URL of its description, http or https
  * @param max_age_s seconds for which others believe it, 1 to 86,400; UPnP wants at least 1,800
  * @return its number, above 0, for ombrel_ssdp_withdraw(); -1 with exists for a name that is announced
@@ -224,7 +224,7 @@ OMBREL_API int64_t ombrel_ssdp_announce(ombrel_ssdp_t* ssdp, const char* type, c
  * devices are announced by ombrel_ssdp_announce().
  * @param ssdp      the service
  * @param uuid      its number, as text without "uuid:" (uuid.h makes one)
- * @param type      its type, as "urn:schemas-upnp-org:device:Basic:1"
+ * @param type      its type, such as "urn:schemas-upnp-org:device:Basic:1"
  * @param location  as for ombrel_ssdp_announce()
  * @param max_age_s likewise
  * @return 0, or -1 with nothing of it announced
@@ -261,7 +261,7 @@ OMBREL_API int ombrel_ssdp_search(ombrel_ssdp_t* ssdp, const char* target, int w
  * @param ssdp  the service
  * @param index from 0 on; places change when entries go
  * @param entry receives a copy
- * @return 1; 0 behind the last one; -1 for null
+ * @return 1; 0 after the last one; -1 for null
  */
 OMBREL_API int ombrel_ssdp_get_entry(ombrel_ssdp_t* ssdp, size_t index, ombrel_ssdp_entry_t* entry);
 

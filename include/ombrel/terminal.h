@@ -32,7 +32,7 @@
  * need a console that renders escape sequences (Windows 10 and later), otherwise they are left out.
  *
  * @par Failures
- * Unless a function says otherwise: def_ombrel_fault_invalid for null and senseless arguments,
+ * Unless a function says otherwise: def_ombrel_fault_invalid for null and invalid arguments,
  * def_ombrel_fault_bad_descriptor for a descriptor that is not open, def_ombrel_fault_not_supported for what
  * is no terminal, def_ombrel_fault_input_output for one that is gone.
  *

@@ -117,7 +117,7 @@ OMBREL_API int ombrel_init_key_decoder(ombrel_key_decoder_t* decoder);
 /**
  * @brief The next key of a piece of input.
  * @param decoder the decoder
- * @param data    where the piece goes on; moved behind what was taken
+ * @param data    where the piece goes on; moved after what was taken
  * @param size    bytes that are left there, counted down likewise
  * @param key     receives the key
  * @return 1 for a key; 0 when the piece is used up, after which the decoder may hold the beginning of a key;

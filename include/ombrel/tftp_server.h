@@ -15,7 +15,7 @@
  * @endcode
  *
  * It serves octet and netascii with the options blksize, timeout, tsize (RFC 2347 to 2349) and windowsize
- * (RFC 7440). Files may be of any size: the numbers of blocks go on at 0 behind 65535. Each transfer has a
+ * (RFC 7440). Files may be of any size: the numbers of blocks go on at 0 beyond 65535. Each transfer has a
  * port of its own on the listener's address, and packets from elsewhere than its client change nothing.
  *
  * @par Names
@@ -66,7 +66,7 @@ typedef struct ombrel_tftp_server_ts ombrel_tftp_server_t;
 
 /** A transfer, for the handlers. Texts live until the handler returns. */
 typedef struct ombrel_tftp_transfer_ts {
-    /** The client's address, as "192.0.2.7" or "2001:db8::7". */
+    /** The client's address, such as "192.0.2.7" or "2001:db8::7". */
     const char* m_address;
     /** Its port. */
     int m_port;
@@ -174,7 +174,7 @@ OMBREL_API ombrel_tftp_server_t* ombrel_open_tftp_server_tag(ombrel_event_base_t
 OMBREL_API int ombrel_tftp_server_listen(ombrel_tftp_server_t* server, const char* address, int port);
 
 /**
- * @brief The URL of a listener, as "tftp://192.0.2.1:69/" or "tftp://[2001:db8::1]:69/".
+ * @brief The URL of a listener, such as "tftp://192.0.2.1:69/" or "tftp://[2001:db8::1]:69/".
  * @param server   the server
  * @param index    0 for the first address listened at; "localhost" counts once
  * @param function the calling function's name, for the heap's reports

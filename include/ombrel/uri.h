@@ -34,8 +34,8 @@ typedef struct ombrel_uri_ts {
     int m_port;                 /**< 0 to 65535; -1 when there is none or it is empty ("host:") */
     const char* m_path;         /**< decoded: what to hand to the file system; empty when there is none */
     const char* m_encoded_path; /**< the path as written, for those who take it apart before they decode */
-    const char* m_query;        /**< behind the "?", as written */
-    const char* m_fragment;     /**< behind the "#", as written */
+    const char* m_query;        /**< after the "?", as written */
+    const char* m_fragment;     /**< after the "#", as written */
     const char* m_rest;         /**< all that follows the scheme's colon, as written; all of a plain path */
     int m_is_plain_path;        /**< 1 when the text had no scheme */
     int m_is_ip_literal;        /**< 1 when the host stood in brackets */

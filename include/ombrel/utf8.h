@@ -23,12 +23,12 @@
  * @par Characters, also where a text is invalid
  * UTF-8 is taken strictly: stray or missing continuation bytes, forms longer than a character needs,
  * surrogates (U+D800 to U+DFFF) and values above U+10FFFF are invalid. Functions that count and step see an
- * invalid text as if it had been repaired: what one U+FFFD would stand for is one character. That is the
+ * invalid text as if it had been repaired: whatever one U+FFFD would replace is one character. That is the
  * longest beginning of some valid character that stands at this place (1 to 3 bytes), else a single byte, as
  * Unicode recommends and the encoding standard of the web demands. Thus steps forwards and backwards meet at
  * the same places, and neither reads outside the text.
  *
- * "Character" means code point throughout: "e" with a combining accent behind it is two.
+ * "Character" means code point throughout: "e" with a combining accent after it is two.
  *
  * @par Unicode
  * Case, classes and widths are those of the version that ombrel_get_unicode_version() names, the same in
@@ -78,7 +78,7 @@ OMBREL_BEGIN_C
 OMBREL_API int ombrel_utf8_character_decode(const char* text, size_t size, uint32_t* code);
 
 /**
- * @brief Encodes one character; no NUL is put behind it.
+ * @brief Encodes one character; no NUL is put after it.
  * @param code the code point
  * @param text receives the bytes; may be null, to learn how many they are
  * @param size bytes that may be written; #def_ombrel_utf8_character_limit are always enough
@@ -169,7 +169,7 @@ OMBREL_API int ombrel_utf8_next(const char* text, size_t size, size_t* offset, u
 /**
  * @brief One character backwards.
  * @param text   the text
- * @param size   its bytes, those behind the offset too
+ * @param size   its bytes, those after the offset too
  * @param offset where the character ends; receives where it begins. From within a character it goes to its
  *               beginning
  * @param code   receives the code point, #def_ombrel_utf8_replacement for what is invalid; may be null
@@ -181,7 +181,7 @@ OMBREL_API int ombrel_utf8_previous(const char* text, size_t size, size_t* offse
  * @brief Where the n-th character begins.
  * @param text  the text
  * @param size  its bytes
- * @param index the character, from 0; their number stands for the end of the text
+ * @param index the character, from 0; the number of characters stands for the end of the text
  * @return the offset in bytes; -1 with the fault not_found beyond the end, invalid for a negative index
  */
 OMBREL_API int64_t ombrel_utf8_find_character(const char* text, size_t size, int64_t index);
@@ -306,10 +306,10 @@ OMBREL_API int ombrel_utf8_compare_any_case(const char* a, size_t a_size, const 
 OMBREL_API int64_t ombrel_utf8_get_columns(const char* text, size_t size, uint32_t flags);
 
 /**
- * @brief How much of a text fits into a number of columns; marks upon the last character go with it.
+ * @brief How much of a text fits into a number of columns; combining marks on the last character go with it.
  * @param text    the text
  * @param size    its bytes
- * @param columns columns that it may take; there is room for nothing in a negative number of them
+ * @param columns columns that it may take; nothing fits into a negative number
  * @param flags   #def_ombrel_utf8_ambiguous_wide or 0
  * @param used    receives the columns that it takes: `columns`, or one less where a wide character did not
  * fit, or all that the text has; may be null
@@ -393,7 +393,8 @@ OMBREL_API uint32_t ombrel_code_point_change_case(uint32_t code, int mapping);
  */
 OMBREL_API int ombrel_code_point_get_columns(uint32_t code, uint32_t flags);
 
-/** @brief The version of Unicode by which this library knows characters, as "14.0.0". @return a static text
+/** @brief The version of Unicode that this library's tables follow, such as "14.0.0". @return a static
+ * text
  */
 OMBREL_API const char* ombrel_get_unicode_version(void);
 

@@ -41,7 +41,7 @@ OMBREL_BEGIN_C
 typedef struct ombrel_value_node_ts {
     struct ombrel_value_node_ts* m_prev; /**< the entry before, or null */
     struct ombrel_value_node_ts* m_next; /**< the entry after, or null */
-    char* m_name;                        /**< the name, stored right behind the node; null without one */
+    char* m_name;                        /**< the name, stored right after the node; null without one */
     uint32_t m_size;                     /**< bytes of data */
     void* m_data; /**< the data, a block of its own; null when empty. A 0 byte that is not counted follows
                      data that do not end with one */

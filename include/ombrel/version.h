@@ -26,16 +26,17 @@ OMBREL_BEGIN_C
 /** @brief A banner of several lines that shows the library's name. */
 OMBREL_API const char* ombrel_get_tuk_sign(void);
 
-/** @brief The day of the build, as "Aug 25 2016"; that of SOURCE_DATE_EPOCH when the build had one. */
+/** @brief The day of the build, such as "Aug 25 2016"; that of SOURCE_DATE_EPOCH when the build had one. */
 OMBREL_API const char* ombrel_get_tuk_build_date(void);
 
-/** @brief The time of the build, as "16:18:37"; that of SOURCE_DATE_EPOCH (in UTC) when the build had one. */
+/** @brief The time of the build, such as "16:18:37"; that of SOURCE_DATE_EPOCH (in UTC) when the build had
+ * one. */
 OMBREL_API const char* ombrel_get_tuk_build_time(void);
 
 /** @brief The version word of the library in use. */
 OMBREL_API uint32_t ombrel_get_tuk_version(void);
 
-/** @brief The version of the library in use, as "5.0.1.3". */
+/** @brief The version of the library in use, such as "5.0.1.3". */
 OMBREL_API const char* ombrel_get_tuk_version_string(void);
 
 /** @brief Who makes the library. */

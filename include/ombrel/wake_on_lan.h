@@ -3,7 +3,7 @@
  * @brief Waking machines over the network: the magic packet, with and without a password.
  *
  * A network adapter that waits for it wakes its machine when it sees a packet with six bytes 0xFF and its own
- * address sixteen times behind them, and a password of four or six bytes where it was set up with one. It
+ * address sixteen times after them, and a password of four or six bytes where it was set up with one. It
  * looks for nothing else, so the packet may come in a datagram to everybody or in a frame of its own.
  *
  * @code
@@ -51,7 +51,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_mac_address_text_size 18
 /** Bytes of the longest password. */
 #define def_ombrel_wake_password_max 6
-/** Bytes of a packet without a password; one of 4 or 6 bytes comes behind. */
+/** Bytes of a packet without a password; one of 4 or 6 bytes comes after. */
 #define def_ombrel_wake_packet_size 102
 /** Bytes of the longest packet. */
 #define def_ombrel_wake_packet_max 108

@@ -59,7 +59,7 @@ OMBREL_BEGIN_C
 
 /**
  * @name Kinds of events
- * Behind each the fields that it sets besides `m_kind`, `m_ctx`, `m_x`, `m_y`, `m_buttons` and `m_modifiers`;
+ * After each the fields that it sets besides `m_kind`, `m_ctx`, `m_x`, `m_y`, `m_buttons` and `m_modifiers`;
  * the others are 0.
  * @{
  */

@@ -1,6 +1,6 @@
 /**
  * @file xml.h
- * @brief XML 1.0 (fifth edition) and Namespaces in XML 1.0 (third edition), taken apart as it comes in.
+ * @brief XML 1.0 (fifth edition) and Namespaces in XML 1.0 (third edition), parsed as it comes in.
  *
  * A parser is given the bytes of a document in pieces of any size and calls a handler with events: elements
  * with their attributes, text, comments, instructions, what the document type declares. It checks that the
@@ -29,26 +29,26 @@
  * **Texts** of events are UTF-8, whatever the document's encoding, and not terminated. They live until the
  * handler returns. Line ends are LF, references are replaced, values of attributes are normalised by their
  * declared type and defaults are supplied, all as the standard has it. Events do not depend on how the
- * document is cut, save for the cuts of texts: text between two tags may come in any number of pieces.
+ * document is cut, except for texts: text between two tags may come in any number of pieces.
  *
- * **Encodings** are all of charset.h: by the caller's word, by the byte order mark, by the look of the first
- * bytes, by the declaration. Without any of it a document is UTF-8. Bytes that are none in the encoding are
- * refused.
+ * **Encodings** are all those of charset.h. The document's is taken from the caller, else from the byte order
+ * mark, the pattern of the first bytes, or the declaration. Without any of these a document is UTF-8. Bytes
+ * that are not valid in the encoding are refused.
  *
  * **Entities.** Internal ones are expanded. External ones, the external subset of the document type among
  * them, are read only if the caller gives a loader, which supplies their bytes; otherwise they are skipped,
- * and an event tells so. Nothing is ever opened by the library itself.
+ * and an event says so. Nothing is ever opened by the library itself.
  *
  * **Limits.** Documents from strangers cannot make a parser use more memory or time than the options allow:
  * there are limits on depth, attributes, names, tokens, the document type, and on what entities grow to. Of
- * the document only the token under way and the names in use are kept. Neither deep documents nor entities
- * within entities use the stack; chosen names do not slow the tables down.
+ * the document only the token under way and the names in use are kept. Neither deep documents nor nested
+ * entities use the stack, and names chosen by an attacker do not slow the tables down.
  *
  * **Threads.** A parser belongs to one thread at a time; different parsers share nothing.
  *
  * **Errors.** A refusal has a reason (`def_ombrel_xml_fault_*`), a place and a text; see
  * ombrel_xml_parser_get_fault(). ombrel_last_fault() is violation for what is not well-formed, too_large for
- * limits, not_supported for unknown encodings, no_memory, invalid for null and senseless arguments.
+ * limits, not_supported for unknown encodings, no_memory, invalid for null and invalid arguments.
  */
 #ifndef OMBREL_XML_H
 #define OMBREL_XML_H
@@ -79,19 +79,19 @@ typedef struct ombrel_xml_name_ts {
  * @{ */
 #define def_ombrel_xml_type_cdata 0       /**< any text; also what is not declared */
 #define def_ombrel_xml_type_id 1          /**< a name that no other element has */
-#define def_ombrel_xml_type_idref 2       /**< such a name of another element */
+#define def_ombrel_xml_type_idref 2       /**< the ID of another element */
 #define def_ombrel_xml_type_idrefs 3      /**< several of them */
 #define def_ombrel_xml_type_entity 4      /**< the name of an unparsed entity */
 #define def_ombrel_xml_type_entities 5    /**< several of them */
-#define def_ombrel_xml_type_nmtoken 6     /**< characters of names alone */
+#define def_ombrel_xml_type_nmtoken 6     /**< only characters that names may have */
 #define def_ombrel_xml_type_nmtokens 7    /**< several such words */
 #define def_ombrel_xml_type_notation 8    /**< the name of a notation */
-#define def_ombrel_xml_type_enumeration 9 /**< one of the words that are listed */
+#define def_ombrel_xml_type_enumeration 9 /**< one of the declared words */
 /** @} */
 
 /** @name What is special about an attribute
  * @{ */
-#define def_ombrel_xml_attribute_default 0x1u   /**< it is not in the tag: its declaration has the value */
+#define def_ombrel_xml_attribute_default 0x1u   /**< not in the tag: the value is the declared default */
 #define def_ombrel_xml_attribute_namespace 0x2u /**< it declares a namespace: xmlns or xmlns:PREFIX */
 /** @} */
 
@@ -117,8 +117,8 @@ typedef struct ombrel_xml_attribute_ts {
 #define def_ombrel_xml_event_cdata_end 8    /**< it ends */
 #define def_ombrel_xml_event_comment 9      /**< m_text */
 #define def_ombrel_xml_event_instruction 10 /**< a processing instruction: m_name.m_full, m_text */
-/** An entity that was not read, but in values of attributes: m_name.m_full, m_public_id, m_system_id,
- * m_entity. "[dtd]" is the external subset; a parameter entity has "%" before its name. */
+/** An entity that was not read; not reported within values of attributes: m_name.m_full, m_public_id,
+ * m_system_id, m_entity. "[dtd]" is the external subset; a parameter entity has "%" before its name. */
 #define def_ombrel_xml_event_skipped 11
 /** A general or parameter entity: m_name.m_full, m_entity; m_text, or m_public_id, m_system_id, m_base and
  * m_notation. Later declarations of the same name have no effect and no event. */
@@ -158,7 +158,7 @@ typedef struct ombrel_xml_attribute_ts {
        */
 /** @} */
 
-/** One event. Only those fields are set that its kind names. */
+/** One event. Only the fields that its kind lists are set. */
 typedef struct ombrel_xml_event_ts {
     int m_kind;               /**< def_ombrel_xml_event_* */
     int m_entity;             /**< def_ombrel_xml_entity_* */
@@ -171,14 +171,14 @@ typedef struct ombrel_xml_event_ts {
     ombrel_xml_text_t m_system_id;              /**< as written */
     ombrel_xml_text_t m_base;                   /**< what the system identifier is relative to */
     ombrel_xml_text_t m_notation;               /**< of an unparsed entity */
-    ombrel_xml_text_t m_version;                /**< "1.0"; the fifth edition reads any "1." as it */
+    ombrel_xml_text_t m_version;                /**< "1.0"; any other "1.x" is read as 1.0 */
     ombrel_xml_text_t m_encoding;               /**< as declared; empty without */
 } ombrel_xml_event_t;
 
 /**
  * @brief Takes an event.
  *
- * It must not push, end, reset or close the parser; the functions that ask, as
+ * It must not push, end, reset or close the parser; the functions that only ask, such as
  * ombrel_xml_parser_get_position(), may be called.
  * @param event   the event, until the return
  * @param context the caller's
@@ -222,15 +222,15 @@ typedef int (*ombrel_xml_loader_t)(ombrel_xml_parser_t* parser, const ombrel_xml
 #define def_ombrel_xml_all_flags 0x3u /**< all of these */
 /** @} */
 
-/** Settings of a parser. Sizes are bytes of UTF-8; a limit of 0 is refused when opening, but where it says
- * otherwise. */
+/** Settings of a parser. Sizes are bytes of UTF-8; a limit of 0 is refused when opening, unless its field
+ * says otherwise. After each description stands the default. */
 typedef struct ombrel_xml_options_ts {
-    uint32_t m_flags; /**< def_ombrel_xml_*; namespaces */
-    const char*
-        m_encoding;     /**< the document's, as a protocol has told it: it overrules the declaration; null */
-    const char* m_base; /**< what identifiers of the document are relative to; null for "" */
+    uint32_t m_flags;             /**< def_ombrel_xml_*; #def_ombrel_xml_namespaces */
+    const char* m_encoding;       /**< the document's encoding, if a protocol has told it: it overrides the
+                                     declaration; null */
+    const char* m_base;           /**< what identifiers of the document are relative to; null for "" */
     int64_t m_document_limit;     /**< bytes of the document; negative for any size; -1 */
-    size_t m_depth_limit;         /**< elements within one another, 24 bytes each while open; 10000 */
+    size_t m_depth_limit;         /**< nested elements, 24 bytes each while open; 10000 */
     size_t m_attribute_limit;     /**< attributes of an element, defaults included; 10000 */
     size_t m_name_limit;          /**< longest name; 10000 */
     size_t m_name_count_limit;    /**< different names, prefixes and bound namespaces; 1000000 */
@@ -238,7 +238,7 @@ typedef struct ombrel_xml_options_ts {
     size_t m_token_limit;         /**< longest tag, comment, instruction, declaration; 16 MiB */
     size_t m_doctype_limit;       /**< bytes of the document type, external parts included; 16 MiB */
     size_t m_external_limit;      /**< bytes of one external entity, as supplied; 16 MiB */
-    size_t m_entity_depth_limit;  /**< entities within one another; 40 */
+    size_t m_entity_depth_limit;  /**< nested entities; 40 */
     size_t m_nested_entity_limit; /**< references within entities that are followed; 1000000; may be 0 */
     size_t m_expansion_limit;     /**< bytes that entities may grow to in any document; 8 MiB; may be 0 */
     size_t m_amplification_limit; /**< above that: times the bytes of the document so far; 100; may be 0 */
@@ -252,10 +252,10 @@ typedef struct ombrel_xml_options_ts {
 #define def_ombrel_xml_fault_syntax 1      /**< something else was expected here */
 #define def_ombrel_xml_fault_empty 2       /**< there is no element */
 #define def_ombrel_xml_fault_incomplete 3  /**< the document ends within a token, an element or a section */
-#define def_ombrel_xml_fault_after_end 4   /**< something other than comments behind the root element */
+#define def_ombrel_xml_fault_after_end 4   /**< something other than comments after the root element */
 #define def_ombrel_xml_fault_before_root 5 /**< text before the root element */
 #define def_ombrel_xml_fault_character 6   /**< a character that XML does not allow */
-#define def_ombrel_xml_fault_bytes 7       /**< bytes that are none in the encoding */
+#define def_ombrel_xml_fault_bytes 7       /**< bytes that are not valid in the encoding */
 #define def_ombrel_xml_fault_encoding 8    /**< an encoding that is not known */
 #define def_ombrel_xml_fault_other_encoding                                                                  \
     9 /**< the declared encoding is not the one that the bytes have                                          \
@@ -263,8 +263,8 @@ typedef struct ombrel_xml_options_ts {
 #define def_ombrel_xml_fault_declaration                                                                     \
     10                                   /**< the XML or text declaration is wrong, or not at the beginning */
 #define def_ombrel_xml_fault_name 11     /**< a name was expected */
-#define def_ombrel_xml_fault_tag 12      /**< a tag that is not as tags are */
-#define def_ombrel_xml_fault_mismatch 13 /**< the end tag has not the name of the element */
+#define def_ombrel_xml_fault_tag 12      /**< a malformed tag */
+#define def_ombrel_xml_fault_mismatch 13 /**< the end tag does not have the name of the element */
 #define def_ombrel_xml_fault_two_attributes 14 /**< an attribute is there twice */
 #define def_ombrel_xml_fault_value 15          /**< a value without quotation marks, or with "<" */
 #define def_ombrel_xml_fault_space 16          /**< white space is missing */
@@ -280,18 +280,19 @@ typedef struct ombrel_xml_options_ts {
 #define def_ombrel_xml_fault_entity_part                                                                     \
     26 /**< an element or declaration begins and ends in different entities */
 #define def_ombrel_xml_fault_doctype 27 /**< a document type where none may be, or a wrong one */
-#define def_ombrel_xml_fault_markup 28  /**< a declaration that is not as declarations are */
+#define def_ombrel_xml_fault_markup 28  /**< a malformed declaration */
 #define def_ombrel_xml_fault_parameter                                                                       \
     29 /**< a parameter entity within a declaration of the internal subset */
 #define def_ombrel_xml_fault_section                                                                         \
     30 /**< a conditional section that is wrong, or not in an external part */
-#define def_ombrel_xml_fault_public_id 31       /**< a character that public identifiers have not */
-#define def_ombrel_xml_fault_no_doctype 32      /**< a document type, which the options refuse */
-#define def_ombrel_xml_fault_colon 33           /**< a colon where namespaces allow none */
-#define def_ombrel_xml_fault_prefix 34          /**< a prefix that is not bound */
-#define def_ombrel_xml_fault_reserved 35        /**< xml or xmlns, or their namespaces, bound otherwise */
+#define def_ombrel_xml_fault_public_id 31  /**< a character that public identifiers may not have */
+#define def_ombrel_xml_fault_no_doctype 32 /**< a document type, which the options refuse */
+#define def_ombrel_xml_fault_colon 33      /**< a colon where namespaces allow none */
+#define def_ombrel_xml_fault_prefix 34     /**< a prefix that is not bound */
+#define def_ombrel_xml_fault_reserved                                                                        \
+    35 /**< xml or xmlns, or one of their namespaces, bound to something else */
 #define def_ombrel_xml_fault_unbound 36         /**< a prefix bound to nothing */
-#define def_ombrel_xml_fault_deep 37            /**< elements within one another above the limit */
+#define def_ombrel_xml_fault_deep 37            /**< nested elements above the limit */
 #define def_ombrel_xml_fault_many_attributes 38 /**< attributes above the limit */
 #define def_ombrel_xml_fault_long_name 39       /**< a name above the limit */
 #define def_ombrel_xml_fault_many_names 40      /**< names above the limit */
@@ -301,7 +302,7 @@ typedef struct ombrel_xml_options_ts {
         */
 #define def_ombrel_xml_fault_large_doctype 43  /**< the document type is above the limit */
 #define def_ombrel_xml_fault_large_external 44 /**< an external entity is above the limit */
-#define def_ombrel_xml_fault_deep_entities 45  /**< entities within one another above the limit */
+#define def_ombrel_xml_fault_deep_entities 45  /**< nested entities above the limit */
 #define def_ombrel_xml_fault_expansion 46      /**< entities grow above the limit */
 #define def_ombrel_xml_fault_large_document 47 /**< the document is above the limit */
 #define def_ombrel_xml_fault_no_memory 48      /**< memory ran out */
@@ -315,7 +316,7 @@ typedef struct ombrel_xml_position_ts {
     int64_t m_offset; /**< bytes before it, as pushed: in the document's own encoding */
 } ombrel_xml_position_t;
 
-#define def_ombrel_xml_fault_text_size 160 /**< bytes of the text in a fault, the zero behind it included */
+#define def_ombrel_xml_fault_text_size 160 /**< bytes of the text in a fault, the zero after it included */
 
 /** Why and where a document was refused. */
 typedef struct ombrel_xml_fault_ts {
@@ -324,7 +325,7 @@ typedef struct ombrel_xml_fault_ts {
     int64_t m_column; /**< from 1, in characters */
     int64_t m_offset; /**< bytes before it, as pushed or supplied */
     /** The external entity in which that place is: its system identifier, in the parser; null for the
-     * document. What is wrong in an internal entity is told at the reference to it. Null after functions
+     * document. What is wrong in an internal entity is reported at the reference to it. Null after functions
      * that parse a whole document. */
     const char* m_system_id;
     const char* m_base; /**< its base: what the loader set, else m_system_id again; null as that is */
@@ -365,7 +366,7 @@ OMBREL_API ombrel_xml_parser_t* ombrel_open_xml_parser_tag(const ombrel_xml_opti
 OMBREL_API int ombrel_close_xml_parser(ombrel_xml_parser_t* parser);
 
 /**
- * @brief Makes a parser as new, for another document. Settings and handler stay.
+ * @brief Resets a parser for another document. Settings and handler stay.
  * @param parser the parser
  * @return 0; -1 for null
  */
@@ -376,13 +377,13 @@ OMBREL_API int ombrel_xml_parser_reset(ombrel_xml_parser_t* parser);
  * @param parser the parser
  * @param data   the piece; may be null when `size` is 0
  * @param size   its bytes
- * @return 0; -1 with a refused document, also ever after, and for null arguments; else what the handler or
- *         loader returned to end it
+ * @return 0; -1 when the document is refused, also at every later call, and for null arguments; else what the
+ * handler or loader returned to end it
  */
 OMBREL_API int ombrel_xml_parser_push(ombrel_xml_parser_t* parser, const void* data, size_t size);
 
 /**
- * @brief Tells that the document is complete. Some of the last events may come only now.
+ * @brief Says that the document is complete. Some of the last events may come only now.
  * @param parser the parser; afterwards it takes nothing more until it is reset
  * @return as ombrel_xml_parser_push()
  */
@@ -395,7 +396,7 @@ OMBREL_API int ombrel_xml_parser_end(ombrel_xml_parser_t* parser);
  * @param options the settings; null for the defaults
  * @param handler takes the events; null when the document is only to be checked
  * @param context handed to it
- * @param fault   receives why and where the document was refused, also none; may be null
+ * @param fault   receives why and where the document was refused, or that nothing was; may be null
  * @return as ombrel_xml_parser_push()
  */
 OMBREL_API int ombrel_parse_xml(const void* data, size_t size, const ombrel_xml_options_t* options,
@@ -421,7 +422,7 @@ OMBREL_API int ombrel_xml_parser_supply(ombrel_xml_parser_t* parser, const void*
 OMBREL_API int ombrel_xml_parser_set_base(ombrel_xml_parser_t* parser, const char* base);
 
 /**
- * @brief Tells the encoding of the external entity that is being read, as a protocol has told it; only a
+ * @brief Tells the encoding of the external entity that is being read, if a protocol has told it; only a
  * loader may call it.
  * @param parser   the parser
  * @param encoding its name
@@ -430,10 +431,10 @@ OMBREL_API int ombrel_xml_parser_set_base(ombrel_xml_parser_t* parser, const cha
 OMBREL_API int ombrel_xml_parser_set_encoding(ombrel_xml_parser_t* parser, const char* encoding);
 
 /**
- * @brief Where the event begins that a handler is called with; between calls, where parsing goes on.
+ * @brief Where the event that a handler is called with begins; between calls, where parsing will continue.
  *
- * Within an entity it is the place of the reference in the document. Asking for each event costs one look at
- * the bytes between.
+ * Within an entity it is the place of the reference in the document. Asking at every event costs one pass
+ * over the bytes in between.
  * @param parser   the parser
  * @param position receives the place
  * @return 0; -1 for null
@@ -457,7 +458,7 @@ OMBREL_API const char* ombrel_xml_parser_get_encoding(const ombrel_xml_parser_t*
 /**
  * @brief Why and where a document was refused.
  * @param parser the parser
- * @return a record in the parser, with the reason none while nothing was; null for null
+ * @return a record in the parser, with the reason none while nothing was refused; null for null
  */
 OMBREL_API const ombrel_xml_fault_t* ombrel_xml_parser_get_fault(const ombrel_xml_parser_t* parser);
 
@@ -469,10 +470,11 @@ OMBREL_API const ombrel_xml_fault_t* ombrel_xml_parser_get_fault(const ombrel_xm
 OMBREL_API const char* ombrel_xml_fault_text(int reason);
 
 /**
- * @brief Whether a text is a Name of XML. For what contains none, as "a:b:c", see `is_qualified`.
+ * @brief Whether a text is a Name of XML. Namespaces allow fewer names: "a:b:c" is a Name, but see
+ * `is_qualified`.
  * @param text         the text, UTF-8
  * @param size         its bytes
- * @param is_qualified not 0: it must also be a name of Namespaces, with one colon at most, within
+ * @param is_qualified not 0: it must also be a name of Namespaces: one colon at most, and that inside
  * @return 1 or 0
  */
 OMBREL_API int ombrel_is_xml_name(const char* text, size_t size, int is_qualified);

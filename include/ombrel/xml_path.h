@@ -28,34 +28,35 @@
  * | `text()` `comment()` `node()` | children that are text or CDATA, comments, anything |
  * | `.` `..` | the node itself, the node around it |
  *
- * "/" at the beginning starts at the document; "//" in place of "/" goes to any depth. Behind a step stand
+ * "/" at the beginning starts at the document; "//" in place of "/" goes to any depth. After a step stand
  * any number of conditions, taken in order:
  *
- * | condition | who meets it |
+ * | condition | which nodes meet it |
  * |---|---|
  * | `[2]` `[last()]` `[last()-1]` | the second, the last, the last but one of those that the step finds in
- * one parent | | `[@name]` `[name]` `[text()]` `[*]` `[..]` | who has such an attribute or child, or a parent
- * | | `[@name='7']` `[name="7"]` `[.='7']` `[text()='7']` | where the text of one of them, with all that is
- * in it, is that | | `[@name!='7']` and the others so | where the text of one of them is another |
+ * one parent | | `[@name]` `[name]` `[text()]` `[*]` `[..]` | which has such an attribute or child, or a
+ * parent | | `[@name='7']` `[name="7"]` `[.='7']` `[text()='7']` | where the text of one of them, with
+ * everything inside it, equals that | | `[@name!='7']` and the others likewise | where the text of one of
+ * them is another |
  *
  * White space may stand around every sign. A text in quotes may hold the other quotes.
  *
  * **Names.** Without a list of namespaces names are compared as they are written: "svg:path" finds what is
  * written so. With a list, prefixes stand for namespaces, the empty prefix for that of elements without one,
- * and a name without prefix means none unless the list has the empty prefix.
+ * and a name without prefix means no namespace unless the list has the empty prefix.
  *
  * **Results** come in the document's order and never twice. A walk goes through the tree once, or once more
- * for each "..", and finds what comes first without looking at the rest. It holds memory by the depth of the
- * tree, after ".." also by the number of nodes found until there. Only texts of conditions are looked at more
- * than once; #def_ombrel_xml_path_work_limit bounds that.
+ * for each "..", and finds what comes first without looking at the rest. It takes memory in proportion to the
+ * depth of the tree, after ".." also to the number of nodes found so far. Only the texts that conditions
+ * compare are read more than once; #def_ombrel_xml_path_work_limit bounds that.
  *
  * **Limits.** A path has at most #def_ombrel_xml_path_size_limit bytes and #def_ombrel_xml_path_step_limit
  * steps and conditions.
  *
  * **Threads.** A path may be used by any number of threads at a time, a walk by one. A tree must not be
- * changed while a walk goes on in it, but for the texts and attributes of nodes that were found already.
+ * changed while a walk goes on in it, except for the texts and attributes of nodes that were found already.
  *
- * **Errors** (ombrel_last_fault()): violation for a path that is none, with the place of what is wrong in it;
+ * **Errors** (ombrel_last_fault()): violation for a malformed path, with the place of the mistake;
  * too_large for the limits, invalid for null arguments, not_found, no_memory.
  */
 #ifndef OMBREL_XML_PATH_H
@@ -92,14 +93,14 @@ typedef struct ombrel_xml_prefix_ts {
  * @{ */
 #define def_ombrel_xml_path_fault_none 0      /**< nothing */
 #define def_ombrel_xml_path_fault_step 1      /**< a step was expected */
-#define def_ombrel_xml_path_fault_name 2      /**< what should be a name is none */
+#define def_ombrel_xml_path_fault_name 2      /**< a name was expected */
 #define def_ombrel_xml_path_fault_function 3  /**< an unknown function */
-#define def_ombrel_xml_path_fault_condition 4 /**< a condition that is none of the known ones */
+#define def_ombrel_xml_path_fault_condition 4 /**< an unknown condition */
 #define def_ombrel_xml_path_fault_bracket 5   /**< "]" is missing */
 #define def_ombrel_xml_path_fault_text 6      /**< a text in quotes was expected, or is not ended */
 #define def_ombrel_xml_path_fault_prefix 7    /**< the list does not have the prefix */
-#define def_ombrel_xml_path_fault_attribute 8 /**< a step behind an attribute that cannot be there */
-#define def_ombrel_xml_path_fault_end 9       /**< something behind the path's end */
+#define def_ombrel_xml_path_fault_attribute 8 /**< a step after an attribute that cannot be there */
+#define def_ombrel_xml_path_fault_end 9       /**< something follows the path's end */
 #define def_ombrel_xml_path_fault_long 10     /**< too long, or too many steps or conditions */
 /** @} */
 
@@ -113,7 +114,7 @@ typedef struct ombrel_xml_path_fault_ts {
  * @brief Reads a path.
  * @param path     the path, terminated
  * @param prefixes the list of namespaces, used during the call only; null compares names as written
- * @param fault    receives what is wrong and where, also none; may be null
+ * @param fault    receives what is wrong and where, or that nothing was; may be null
  * @param function the function for whom the memory is accounted, kept by address
  * @param line     its source line
  * @return the path, closed by ombrel_close_xml_path(); null
@@ -171,19 +172,18 @@ OMBREL_API ombrel_xml_node_t* ombrel_xml_path_find(const ombrel_xml_path_t* path
  * @brief The first node that a path finds, for a path that is used once.
  * @param from as for ombrel_open_xml_walk_tag()
  * @param path the path; names are compared as written
- * @return the node; null with not_found when there is none, violation when the path is none
+ * @return the node; null with not_found when there is none, violation when the path is malformed
  */
 OMBREL_API ombrel_xml_node_t* ombrel_xml_node_find(ombrel_xml_node_t* from, const char* path);
 
 /**
- * @brief The text of the first node that a path finds, with all that is in it.
+ * @brief The text of the first node that a path finds, with everything inside it.
  * @param from     as for ombrel_xml_node_find()
  * @param path     likewise
  * @param size     receives its bytes; may be null
  * @param function the function for whom the memory is accounted
  * @param line     its source line
- * @return the text, terminated, freed with ombrel_free(); null as ombrel_xml_node_find()
- */
+ * @return the text, terminated, freed with ombrel_free(); null as ombrel_xml_node_find() */
 OMBREL_API char* ombrel_xml_node_alloc_found_text_tag(ombrel_xml_node_t* from, const char* path, size_t* size,
                                                       const char* function, unsigned long line);
 /** ombrel_xml_node_alloc_found_text_tag() with the caller's own name and line. */

@@ -1,6 +1,6 @@
 /**
  * @file xml_tree.h
- * @brief XML documents as trees: read, looked at, changed, made from nothing, and written.
+ * @brief XML documents as trees: read, searched, changed, made from nothing, and written.
  *
  * @code
  * static int show_and_raise(const char* path)
@@ -24,7 +24,7 @@
  *
  * All that a document consists of is a node: the document itself, elements, attributes, text, CDATA
  * sections, comments, processing instructions, the document type. Attributes, namespace declarations among
- * them, are in a list of their own beside the children of their element. Entities are expanded, values
+ * them, are in a list of their own, apart from the children of their element. Entities are expanded, values
  * normalised, line ends are LF. For looking things up by paths see xml_path.h.
  *
  * **Texts** that are given out are UTF-8 and terminated, belong to the tree, and live until their node is
@@ -35,8 +35,7 @@
  * its prefix is looked up in the namespace declarations around it. A node keeps its namespace wherever it is
  * moved; the writer declares what is missing.
  *
- * **Null.** Functions that are given a null node give null, 0 or -1, so that calls can be put into one
- * another.
+ * **Null.** Functions that are given a null node give null, 0 or -1, so that calls can be nested.
  *
  * **Memory.** Nodes and texts lie in blocks of the tree. A node takes 64 bytes (36 in a 32-bit program),
  * its text its bytes and at most 8 more, a name is kept once. Removed nodes are used again, and texts that
@@ -45,7 +44,7 @@
  *
  * **Threads.** Any number of threads may look at a tree while none changes it.
  *
- * **Errors** (ombrel_last_fault()): invalid for null and senseless arguments and nodes of another kind,
+ * **Errors** (ombrel_last_fault()): invalid for null and invalid arguments and nodes of another kind,
  * violation for texts that may not stand where they should and for documents that are not well-formed,
  * too_large for the limits, not_found, no_memory. After a failed change a tree is as it was.
  */
@@ -79,7 +78,8 @@ typedef struct ombrel_xml_node_ts ombrel_xml_node_t;
 #define def_ombrel_xml_node_cdata 5     /**< has a text */
 #define def_ombrel_xml_node_comment 6   /**< has a text */
 #define def_ombrel_xml_node_instruction 7 /**< has a name, its target, and a text */
-/** The document type: its name is that of the root element, its text what stands between that and the closing
+/** The document type: its name is that of the root element, its text what stands between that name and the
+ * closing
  * ">", as written: "SYSTEM \"note.dtd\" [...]". */
 #define def_ombrel_xml_node_doctype 8
 /** @} */
@@ -131,7 +131,7 @@ OMBREL_API ombrel_xml_tree_t* ombrel_open_xml_tree_tag(const ombrel_xml_tree_opt
  * @param data     the document
  * @param size     its bytes
  * @param options  the settings; null for the defaults
- * @param fault    receives why and where it was refused, also none; may be null
+ * @param fault    receives why and where it was refused, or that nothing was; may be null
  * @param function the function for whom the memory is accounted
  * @param line     its source line
  * @return the tree; null when the document is refused, for null data, and when memory runs out
@@ -168,18 +168,18 @@ OMBREL_API ombrel_xml_tree_t* ombrel_load_xml_tree_tag(const char* path,
  * @param tree the tree
  * @param data the piece; may be null when `size` is 0
  * @param size its bytes
- * @return 0; -1 when the document is refused, also ever after, and when something was put into the tree
- *         otherwise
+ * @return 0; -1 when the document is refused, also at every later call, and when something was put into the
+ * tree in another way
  */
 OMBREL_API int ombrel_xml_tree_push(ombrel_xml_tree_t* tree, const void* data, size_t size);
 
-/** @brief Tells that the document is complete. @return 0; -1 when it is refused or nothing was pushed */
+/** @brief Says that the document is complete. @return 0; -1 when it is refused or nothing was pushed */
 OMBREL_API int ombrel_xml_tree_push_end(ombrel_xml_tree_t* tree);
 
 /**
  * @brief Why and where a pushed document was refused.
  * @param tree the tree
- * @return a record in the tree, with the reason none while nothing was; null for null
+ * @return a record in the tree, with the reason none while nothing was refused; null for null
  */
 OMBREL_API const ombrel_xml_fault_t* ombrel_xml_tree_get_fault(const ombrel_xml_tree_t* tree);
 
@@ -253,7 +253,7 @@ OMBREL_API const char* ombrel_xml_node_get_prefix(const ombrel_xml_node_t* node)
 OMBREL_API const char* ombrel_xml_node_get_uri(const ombrel_xml_node_t* node);
 
 /**
- * @brief The text of a node that has one of its own: all kinds but documents and elements.
+ * @brief The text of a node that has one of its own: all kinds except documents and elements.
  * @param node the node
  * @param size receives its bytes; may be null
  * @return the text; null for other kinds and for null
@@ -261,8 +261,8 @@ OMBREL_API const char* ombrel_xml_node_get_uri(const ombrel_xml_node_t* node);
 OMBREL_API const char* ombrel_xml_node_get_text(const ombrel_xml_node_t* node, size_t* size);
 
 /**
- * @brief The text of a node with all that is in it: of an element or document that of all text and CDATA
- * below, of others their own.
+ * @brief The text of a node with everything inside it: of an element or document all text and CDATA below it,
+ * of other nodes their own text.
  * @param node     the node
  * @param size     receives its bytes; may be null
  * @param function the function for whom the memory is accounted
@@ -276,7 +276,7 @@ OMBREL_API char* ombrel_xml_node_alloc_text_tag(const ombrel_xml_node_t* node, s
     ombrel_xml_node_alloc_text_tag((node), (size), __func__, __LINE__)
 
 /**
- * @brief Copies the text of a node with all that is in it.
+ * @brief Copies the text of a node with everything inside it.
  * @param node   the node
  * @param buffer receives as much as fits, cut at a whole character, and a terminator; may be null when `room`
  *               is 0
@@ -286,15 +286,16 @@ OMBREL_API char* ombrel_xml_node_alloc_text_tag(const ombrel_xml_node_t* node, s
 OMBREL_API int64_t ombrel_xml_node_copy_text(const ombrel_xml_node_t* node, char* buffer, size_t room);
 
 /** @brief The line of the document where the node begins, from 1; an attribute's is that of its element.
- * @return the line; 0 for nodes that were made by changes, and for null. Above UINT32_MAX it stays there, as
- * the column does */
+ * @return the line; 0 for nodes that were made by changes, and for null. It stops at UINT32_MAX, as the
+ * column does */
 OMBREL_API int64_t ombrel_xml_node_get_line(const ombrel_xml_node_t* node);
 
 /** @brief The column there, in characters, from 1. @return as ombrel_xml_node_get_line() */
 OMBREL_API int64_t ombrel_xml_node_get_column(const ombrel_xml_node_t* node);
 
-/** @brief Whether an attribute is there by its declaration's default alone. It is not written unless its
- * document type was changed or is gone; it is no default any more when it or its element gets another name.
+/** @brief Whether an attribute is there only because its declaration has a default. It is not written unless
+ * its document type was changed or is gone; it no longer counts as a default when it or its element gets
+ * another name.
  * @return 1 or 0 */
 OMBREL_API int ombrel_xml_node_is_default(const ombrel_xml_node_t* node);
 
@@ -352,7 +353,7 @@ OMBREL_API ombrel_xml_node_t* ombrel_xml_node_get_sibling_in(const ombrel_xml_no
                                                              const char* local);
 
 /** @brief The node that follows in the document's order, below `top`: the first child, else the next sibling,
- * else that of the nearest node around. Attributes are left out. @return null behind the last one below `top`
+ * else that of the nearest node around. Attributes are left out. @return null after the last one below `top`
  */
 OMBREL_API ombrel_xml_node_t* ombrel_xml_node_get_following(const ombrel_xml_node_t* node,
                                                             const ombrel_xml_node_t* top);

@@ -35,18 +35,18 @@
  * comments and instructions a reader takes it for a line end, as the standard has it.
  *
  * **Namespaces.** A name may have a prefix, "svg:path". Functions that take a namespace's name find or make
- * the prefix: the one that is written in the name where it can be had, else another that is bound to the
+ * the prefix: the one that is written in the name where it is free, else another that is bound to the
  * namespace, else a new one, "ns1". Without a namespace's name a prefix must be bound where the start tag
  * ends: by the element itself, as the attribute "xmlns:svg", or by one around it.
  *
- * **Forms.** Plain writes what it is told and no white space beside it. Indented puts each element, comment
+ * **Forms.** Plain writes what it is given and adds no white space. Indented puts each element, comment
  * and instruction on a line of its own, but never within an element that has text: its content is written
  * as it is. As the writer cannot look ahead, the first thing within an element decides; text that comes to
- * an element whose children stand on lines already is refused, unless ombrel_xml_writer_keep_space() told
- * before that it would come. Within xml:space="preserve" nothing is indented. Canonical is the first
- * canonical form of the W3C's conformance suite: UTF-8, no declaration, no document type, no comments,
- * attributes sorted by the code points of their names, start and end tags for empty elements, CDATA as text,
- * tab, LF and CR as references.
+ * an element whose children are on lines of their own already is refused, unless
+ * ombrel_xml_writer_keep_space() announced it. Within xml:space="preserve" nothing is indented. Canonical is
+ * the first canonical form of the W3C's conformance suite: UTF-8, no declaration, no document type, no
+ * comments, attributes sorted by the code points of their names, start and end tags for empty elements, CDATA
+ * as text, tab, LF and CR as references.
  *
  * **Limits.** A writer holds the names of the open elements, what they declare, the names of the attributes
  * of a start tag (in the canonical form their values too), and up to 4 KiB of output.
@@ -76,14 +76,16 @@ typedef struct ombrel_xml_writer_ts ombrel_xml_writer_t;
  * @param data    the bytes, until the return
  * @param size    their number, at least 1
  * @param context the caller's
- * @return 0 to go on; anything else ends the call, which returns it, and fails the writer
+ * @return 0 to go on; anything else ends the call, which returns it, and the writer has failed
  */
 typedef int (*ombrel_xml_writer_handler_t)(const void* data, size_t size, void* context);
 
 /** @name Forms
  * @{ */
-#define def_ombrel_xml_form_plain 0     /**< what it is told, and nothing beside it */
-#define def_ombrel_xml_form_indented 1  /**< elements without text have their children on lines */
+#define def_ombrel_xml_form_plain 0 /**< what it is given, and nothing else */
+#define def_ombrel_xml_form_indented                                                                         \
+    1                                   /**< the children of elements without text are on lines of their own \
+                                         */
 #define def_ombrel_xml_form_canonical 2 /**< the first canonical form */
 /** @} */
 
@@ -102,24 +104,25 @@ typedef struct ombrel_xml_writer_options_ts {
     uint32_t m_flags;      /**< def_ombrel_xml_writer_*; 0 */
     int m_form;            /**< def_ombrel_xml_form_*; plain */
     int m_indent;          /**< spaces for each level of the indented form, 0 to 64; 2 */
-    size_t m_depth_limit;  /**< elements within one another, at least 1; 100 million */
-    const char* m_charset; /**< the encoding; null, the default, for UTF-8. In others, what they lack becomes
-                              a reference where it can be one */
+    size_t m_depth_limit;  /**< nested elements, at least 1; 100 million */
+    const char* m_charset; /**< the encoding; null, the default, for UTF-8. In others, characters that they
+                              lack become references where references are allowed */
     ombrel_xml_writer_handler_t m_handler; /**< takes the bytes where there is no buffer chain; null */
     void* m_context;                       /**< handed to it */
 } ombrel_xml_writer_options_t;
 
 /** @name Why a writer refused
  * @{ */
-#define def_ombrel_xml_writer_fault_none 0      /**< it has not */
-#define def_ombrel_xml_writer_fault_argument 1  /**< null, or a number that makes no sense */
-#define def_ombrel_xml_writer_fault_name 2      /**< no name of XML, or a target "xml" */
-#define def_ombrel_xml_writer_fault_character 3 /**< what is no UTF-8, or no character of XML */
+#define def_ombrel_xml_writer_fault_none 0     /**< it has not */
+#define def_ombrel_xml_writer_fault_argument 1 /**< null, or a number out of its range */
+#define def_ombrel_xml_writer_fault_name 2     /**< not a name of XML, or the target "xml" */
+#define def_ombrel_xml_writer_fault_character                                                                \
+    3 /**< bytes that are not UTF-8, or a character that XML does not allow */
 #define def_ombrel_xml_writer_fault_encoding                                                                 \
     4 /**< a character that the encoding lacks, where no reference may be */
 #define def_ombrel_xml_writer_fault_comment 5     /**< "--" in a comment, or "-" at its end */
 #define def_ombrel_xml_writer_fault_instruction 6 /**< "?>" in an instruction */
-#define def_ombrel_xml_writer_fault_doctype 7     /**< a document type that the parser would refuse */
+#define def_ombrel_xml_writer_fault_doctype 7     /**< a document type that a parser would refuse */
 #define def_ombrel_xml_writer_fault_attribute 8   /**< an attribute that the element has already */
 #define def_ombrel_xml_writer_fault_prefix 9      /**< a prefix that is not bound, or may not be bound so */
 #define def_ombrel_xml_writer_fault_order 10      /**< something where it may not stand */
@@ -127,7 +130,7 @@ typedef struct ombrel_xml_writer_options_ts {
 #define def_ombrel_xml_writer_fault_open 12       /**< elements that are open at the end */
 #define def_ombrel_xml_writer_fault_end 13        /**< an end without an open element, or with another name */
 #define def_ombrel_xml_writer_fault_mixed 14      /**< text among children that were indented */
-#define def_ombrel_xml_writer_fault_deep 15       /**< more elements within one another than the limit */
+#define def_ombrel_xml_writer_fault_deep 15       /**< more nested elements than the limit */
 #define def_ombrel_xml_writer_fault_output 16 /**< the handler or the buffer chain did not take the bytes */
 #define def_ombrel_xml_writer_fault_no_memory 17 /**< memory ran out */
 /** @} */
@@ -164,14 +167,14 @@ OMBREL_API ombrel_xml_writer_t* ombrel_open_xml_writer_tag(ombrel_buffer_t* buff
 OMBREL_API int ombrel_close_xml_writer(ombrel_xml_writer_t* writer);
 
 /**
- * @brief Hands on all that was written so far, within a document.
+ * @brief Hands on everything that was written so far, in the middle of a document.
  * @param writer the writer
  * @return 0; -1, or what the handler returned
  */
 OMBREL_API int ombrel_xml_writer_flush(ombrel_xml_writer_t* writer);
 
 /**
- * @brief Ends the document: sees that it is whole and hands on what is left. Nothing may follow.
+ * @brief Ends the document: checks that it is whole and hands on what is left. Nothing may follow.
  * @param writer the writer
  * @return 0; -1 when a call has failed, when there was no element or one is open (with the flag of a
  *         fragment only the latter), or what the handler returned
@@ -180,7 +183,7 @@ OMBREL_API int ombrel_xml_writer_finish(ombrel_xml_writer_t* writer);
 
 /**
  * @brief Writes the XML declaration, with the encoding.
- * @param writer     the writer, of which nothing was asked yet
+ * @param writer     the writer, which has written nothing yet
  * @param standalone 1 for standalone="yes", 0 for "no", -1 for neither
  * @return 0; -1
  */
@@ -189,7 +192,7 @@ OMBREL_API int ombrel_xml_writer_declaration(ombrel_xml_writer_t* writer, int st
 /**
  * @brief Writes a document type: what stands between "<!DOCTYPE" and ">".
  *
- * It is read by a parser first, so that it can stand where it does.
+ * A parser checks it first.
  * @param writer the writer, before the root element
  * @param text   "note SYSTEM \"note.dtd\" [<!ENTITY a 'b'>]"
  * @return 0; -1
@@ -208,22 +211,22 @@ OMBREL_API int ombrel_xml_writer_begin(ombrel_xml_writer_t* writer, const char* 
  * @brief Begins an element of a namespace.
  * @param writer    the writer
  * @param uri       the namespace's name; null or "" for none
- * @param name      its name; a prefix in it is a wish
+ * @param name      its name; a prefix in it is only a suggestion
  * @return 0; -1
  */
 OMBREL_API int ombrel_xml_writer_begin_in(ombrel_xml_writer_t* writer, const char* uri, const char* name);
 
 /**
- * @brief Tells that the open element has text among its children, so that the indented form adds nothing
+ * @brief Says that the open element has text among its children, so that the indented form adds nothing
  * within it.
- * @param writer the writer, behind the beginning of an element or its attributes
+ * @param writer the writer, after the beginning of an element or its attributes
  * @return 0; -1
  */
 OMBREL_API int ombrel_xml_writer_keep_space(ombrel_xml_writer_t* writer);
 
 /**
  * @brief Writes an attribute of the element that was begun.
- * @param writer the writer, behind the beginning of an element or another attribute
+ * @param writer the writer, after the beginning of an element or another attribute
  * @param name   its name; "xmlns" and "xmlns:PREFIX" declare namespaces
  * @param value  its value
  * @return 0; -1
@@ -234,7 +237,7 @@ OMBREL_API int ombrel_xml_writer_attribute(ombrel_xml_writer_t* writer, const ch
  * @brief Writes an attribute of a namespace.
  * @param writer the writer
  * @param uri    the namespace's name; null or "" for none
- * @param name   its name; a prefix in it is a wish
+ * @param name   its name; a prefix in it is only a suggestion
  * @param value  its value
  * @return 0; -1
  */
@@ -246,12 +249,12 @@ OMBREL_API int ombrel_xml_writer_integer_attribute(ombrel_xml_writer_t* writer, 
                                                    int64_t value);
 
 /**
- * @brief Declares a namespace at the element that was begun. Only needed where prefixes stand in values, or
- * so that it stands at one place for many elements.
- * @param writer the writer, behind the beginning of an element or its attributes
+ * @brief Declares a namespace at the element that was begun. Only needed where values contain prefixes, or to
+ * declare it once for many elements.
+ * @param writer the writer, after the beginning of an element or its attributes
  * @param prefix the prefix; null or "" for the default
- * @param uri    the namespace's name; "" with the default alone, which it ends
- * @return 0, also when it is declared so around it already, where it does nothing; -1
+ * @param uri    the namespace's name; "" is allowed only for the default namespace, and ends it
+ * @return 0, also when an element around it has the same declaration, and nothing is written; -1
  */
 OMBREL_API int ombrel_xml_writer_namespace(ombrel_xml_writer_t* writer, const char* prefix, const char* uri);
 
@@ -276,8 +279,8 @@ OMBREL_API int ombrel_xml_writer_printf(ombrel_xml_writer_t* writer, const char*
     OMBREL_PRINTF_LIKE(2, 3);
 
 /**
- * @brief Writes a CDATA section within an element. Where the text has "]]>" it becomes two, in the canonical
- * form it is text.
+ * @brief Writes a CDATA section within an element. Where the text has "]]>" it becomes two sections; in the
+ * canonical form it is written as text.
  * @param writer the writer
  * @param text   the text
  * @return 0; -1
@@ -298,7 +301,7 @@ OMBREL_API int ombrel_xml_writer_comment(ombrel_xml_writer_t* writer, const char
 /**
  * @brief Writes a processing instruction.
  * @param writer the writer
- * @param target its name, which is not "xml" in any case
+ * @param target its name, which is not "xml" in upper or lower case
  * @param data   the rest, without "?>" and without white space at its beginning, which would be lost; null
  *               for none
  * @return 0; -1

@@ -32,7 +32,7 @@ public:
     constexpr explicit fault(int code) noexcept : code_(code) {}
     /** @brief The number. @return a `def_ombrel_fault_*` */
     constexpr int code() const noexcept { return code_; }
-    /** @brief Its name for logs, as "not_found". @return a static text */
+    /** @brief Its name for logs, such as "not_found". @return a static text */
     const char* name() const noexcept { return ombrel_fault_name(code_); }
     /** Whether something failed. */
     constexpr explicit operator bool() const noexcept { return code_ != def_ombrel_fault_none; }
@@ -68,7 +68,7 @@ public:
 
     /** @brief The code. @return a `def_ombrel_fault_*`, or of a context a `def_ombrel_ctx_error_*` */
     int code() const noexcept { return code_; }
-    /** @brief The words, as "No such file or directory". @return them */
+    /** @brief The words, such as "No such file or directory". @return them */
     const char* what() const noexcept override { return words_; }
 
 private:

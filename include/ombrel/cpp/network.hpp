@@ -47,7 +47,7 @@ public:
         using pointer = const ombrel_resolver_t*;            /**< likewise */
         using reference = const ombrel_resolver_t&;          /**< likewise */
 
-        /** @brief At an answer, or with null behind the last. */
+        /** @brief At an answer, or with null after the last. */
         explicit iterator(pointer at = nullptr) noexcept : at_(at) {}
         /** The answer. */
         reference operator*() const noexcept { return *at_; }
@@ -76,7 +76,7 @@ public:
     }
     /** @brief The first answer. @return it */
     iterator begin() const noexcept { return iterator(get()); }
-    /** @brief Behind the last. @return it */
+    /** @brief After the last. @return it */
     iterator end() const noexcept { return iterator(); }
 };
 
@@ -91,7 +91,7 @@ class http_exchange : public pointer_ref<ombrel_http_exchange_t> {
 public:
     using pointer_ref::pointer_ref;
 
-    /** @brief The method. @return it, as "GET" */
+    /** @brief The method. @return it, such as "GET" */
     std::string_view method() const noexcept {
         return detail::view_of(ombrel_http_exchange_get_method(get()));
     }

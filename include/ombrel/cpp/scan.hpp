@@ -12,7 +12,7 @@
  * | s, [set] | `char[N]`, N above the width |
  * | n | `int` |
  *
- * Behind "%*" nothing is assigned and no argument is taken.
+ * After "%*" nothing is assigned and no argument is taken.
  */
 #ifndef OMBREL_CPP_SCAN_HPP
 #define OMBREL_CPP_SCAN_HPP

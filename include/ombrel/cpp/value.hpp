@@ -23,7 +23,8 @@ namespace ombrel {
 /** A digest or checksum in the making, by the name of its algorithm. A value: copies go on by themselves. */
 class digest {
 public:
-    /** @brief Begins. @param algorithm a name of digest.h, as "sha256"; of another one the digest is `false`
+    /** @brief Begins. @param algorithm a name of digest.h, such as "sha256"; of another one the digest is
+     * `false`
      */
     explicit digest(c_text algorithm) noexcept {
         ombrel_init_digest(&digest_, ombrel_find_digest_algorithm(algorithm.get()));
