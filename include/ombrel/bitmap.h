@@ -1,6 +1,6 @@
 /**
  * @file bitmap.h
- * @brief Bitmaps in memory: made, looked at, filled, and rectangles of pixels put from one upon another.
+ * @brief Bitmaps in memory: made, looked at, filled, and rectangles of pixels put from one onto another.
  *
  * A bitmap is a record over pixels, which are the caller's or in a block of the bitmap's own:
  *
@@ -17,7 +17,7 @@
  *
  * Rectangles that are turned, mirrored or scaled on their way are those of ombrel/bitmap_transform.h;
  * rectangles that go between maps and bitmaps, with the maps' lock and their update regions, are those of
- * ombrel/fbmap_box.h, which comes with this header; pictures are written by ombrel/png.h.
+ * ombrel/fbmap_box.h, which this header includes; pictures are written by ombrel/png.h.
  *
  * All may be called from any thread; nothing but the caller guards a bitmap's record and bytes. Sizes are
  * those of memory: a bitmap has up to 4294967295 columns and rows.
@@ -29,8 +29,8 @@
  * a byte; its last byte may have bits of no pixel, which nothing reads or changes.
  *
  * @par Errors
- * A call that fails leaves why in ombrel_last_fault(): `invalid` for null, a bitmap that is not valid, sizes
- * of 0 and modes that do not exist, `not_supported` for another depth, `not_found` where no pixel of a
+ * A call that fails leaves the reason in ombrel_last_fault(): `invalid` for null, a bitmap that is not valid,
+ * sizes of 0 and modes that do not exist, `not_supported` for another depth, `not_found` where no pixel of a
  * rectangle lies inside its bitmaps, `no_memory`. The two functions that copy raw bytes leave none.
  */
 #ifndef OMBREL_BITMAP_H
@@ -54,14 +54,14 @@ OMBREL_BEGIN_C
  */
 typedef struct ombrel_bitmap_ts {
     void* m_map;                /**< the topmost row's first pixel, at any alignment; the caller's */
-    uint32_t m_color_interface; /**< what the bits mean, see ombrel/color.h; it gives the depth too */
+    uint32_t m_color_interface; /**< what the bits mean, and so the depth; see ombrel/color.h */
     uint32_t m_resx;            /**< pixels in a row */
     uint32_t m_resy;            /**< rows */
     uint32_t m_line_length;     /**< bytes from one row to the next */
-    uint32_t m_flags;           /**< how the blend mode takes it as the upper one: #def_ombrel_fbmap_ccolor,
-                                     #def_ombrel_fbmap_alpha_window and #def_ombrel_fbmap_alpha_pixel count */
-    uint32_t m_ccolor;          /**< the colour key, in `m_color_interface` */
-    uint32_t m_alpha_window;    /**< 0 (invisible) to 255 (opaque); more counts as 255 */
+    uint32_t m_flags;        /**< how the blend mode treats it as the upper bitmap: #def_ombrel_fbmap_ccolor,
+                                  #def_ombrel_fbmap_alpha_window and #def_ombrel_fbmap_alpha_pixel count */
+    uint32_t m_ccolor;       /**< the colour key, in `m_color_interface` */
+    uint32_t m_alpha_window; /**< 0 (invisible) to 255 (opaque); more counts as 255 */
 } ombrel_bitmap_t;
 
 /**
@@ -112,8 +112,8 @@ OMBREL_API int ombrel_copy_raw_bitmap_scale(ombrel_bitmap_t* to, int32_t to_x, i
 
 /**
  * @brief Describes pixels that are in memory already.
- * @param bitmap          receives the record, with flags, key and window alpha of 0; nothing of it is to be
- *                        freed
+ * @param bitmap          receives the record, with flags, key and window alpha of 0; nothing in it has to be
+ * freed
  * @param color_interface what the bits mean, of one of the depths above
  * @param resx            pixels in a row
  * @param resy            rows
@@ -143,8 +143,8 @@ OMBREL_API int ombrel_init_bitmap_part(ombrel_bitmap_t* part, const ombrel_bitma
 /**
  * @brief Describes a map's pixels, with the map's flags, key and window alpha.
  *
- * The record is true until the map is resized or freed. Who writes through it while other threads show the
- * map holds ombrel_fbmap_lock(), and adds what he wrote to the map's update region.
+ * The record is valid until the map is resized or freed. Whoever writes through it while other threads show
+ * the map must hold ombrel_fbmap_lock() and add the changed rectangle to the map's update region.
  * @param bitmap receives the record
  * @param fbmap  the map
  * @return 0; -1 for null and for a map without pixels, with the record as it was
@@ -162,7 +162,7 @@ OMBREL_API int ombrel_init_bitmap_of_fbmap(ombrel_bitmap_t* bitmap, const ombrel
  * @param line            the line of the call
  * @return the bitmap, to be freed by ombrel_free_bitmap(); null: `too_large` when a row takes more than
  *         4294967295 bytes or all of them more than half of the address space, `no_memory` when the heap has
- *         not so much
+ * not enough
  */
 OMBREL_API ombrel_bitmap_t* ombrel_new_bitmap_tag(uint32_t color_interface, uint32_t resx, uint32_t resy,
                                                   const char* function, unsigned long line);
@@ -206,11 +206,11 @@ OMBREL_API int ombrel_bitmap_fill(ombrel_bitmap_t* bitmap, uint32_t color, int32
                                   uint32_t h);
 
 /**
- * @brief Puts a rectangle of one bitmap upon another.
+ * @brief Puts a rectangle of one bitmap onto another.
  *
  * Modes, key and alpha are those of ombrel_fbmap_get_box(). Colours are converted as by
- * ombrel_convert_color(), but for a palette or grey interface as the target: its pixel becomes the nearest of
- * its colours (the one with the least sum of the squares of the three differences, the first of equals).
+ * ombrel_convert_color(), except for a palette or grey interface as the target: its pixel becomes the nearest
+ * of its colours (the one with the least sum of the squares of the three differences, the first of equals).
  *
  * The rectangle is cut to both bitmaps. They may share memory: the result is as if the rectangle had been
  * copied aside first, which is done, in memory from the heap, where pixels are changed on their way.

@@ -10,13 +10,13 @@
  * @endcode
  *
  * Bitmaps, their depths and errors are those of ombrel/bitmap.h; so are conversion, blending, key and alpha,
- * see ombrel_bitmap_put(). A turn and a method that do not exist are `invalid`.
+ * see ombrel_bitmap_put(). An unknown turn or method is `invalid`.
  *
  * Rectangles may lie anywhere and have any size: only pixels inside the bitmaps are read and written, and
  * each that is written has the value that it has when nothing is cut off. Time follows the pixels that are
  * read and written, not the rectangles' sizes. Bitmaps may share memory: where a rectangle that is read
- * shares bytes with one that is written, it is copied aside first, into a block from the heap. Wide
- * rows that are mixed take up to 128 KiB more, and without them are mixed more slowly.
+ * shares bytes with one that is written, it is copied aside first, into a block from the heap. Mixing wide
+ * rows takes up to 128 KiB more; without that memory they are mixed more slowly.
  *
  * All may be called from any thread; nothing but the caller guards the bytes of a bitmap.
  */
@@ -36,25 +36,27 @@ OMBREL_BEGIN_C
  * many quarters. All numbers from 0 to 7 are turns.
  * @{
  */
-#define def_ombrel_bitmap_turn_none 0u       /**< as it is */
-#define def_ombrel_bitmap_turn_90 1u         /**< a quarter clockwise: the left edge comes on top */
-#define def_ombrel_bitmap_turn_180 2u        /**< upside down */
-#define def_ombrel_bitmap_turn_270 3u        /**< a quarter the other way: the right edge comes on top */
-#define def_ombrel_bitmap_flip_horizontal 4u /**< left and right change places */
-#define def_ombrel_bitmap_transverse 5u      /**< mirrored at the diagonal from below left to above right */
-#define def_ombrel_bitmap_flip_vertical 6u   /**< above and below change places */
+#define def_ombrel_bitmap_turn_none 0u /**< as it is */
+#define def_ombrel_bitmap_turn_90 1u   /**< a quarter turn clockwise: the left edge becomes the top */
+#define def_ombrel_bitmap_turn_180 2u  /**< upside down */
+#define def_ombrel_bitmap_turn_270                                                                           \
+    3u /**< a quarter turn counter-clockwise: the right edge becomes the top                                 \
+        */
+#define def_ombrel_bitmap_flip_horizontal 4u /**< mirrored: left and right change places */
+#define def_ombrel_bitmap_transverse 5u      /**< mirrored at the diagonal from bottom left to top right */
+#define def_ombrel_bitmap_flip_vertical 6u   /**< mirrored: top and bottom change places */
 #define def_ombrel_bitmap_transpose 7u       /**< columns become rows */
 /** @} */
 
 /**
- * @brief Puts a rectangle upon another bitmap, turned or mirrored.
+ * @brief Puts a rectangle onto another bitmap, turned or mirrored.
  * @param to     the bitmap to write to
  * @param to_x   column there of the target's left edge; any value
  * @param to_y   row there of the target's upper edge; any value
  * @param from   the bitmap to read from
  * @param from_x column there of the source's left edge; any value
  * @param from_y row there of the source's upper edge; any value
- * @param width  pixels of the source; after an odd number of quarters they are the target's rows
+ * @param width  pixels of the source; for the turns that exchange rows and columns they are the target's rows
  * @param height rows of the source; likewise the target's pixels
  * @param turn   one of the turns, 0 to 7
  * @param mode   #def_ombrel_fbmap_plain or #def_ombrel_fbmap_blend
@@ -82,26 +84,26 @@ OMBREL_API int ombrel_bitmap_put_turned(ombrel_bitmap_t* to, int32_t to_x, int32
 /**
  * The mean of all that the pixel covers, each source pixel by its share, which is rounded to 1/4096 of a
  * pixel or, of more than 4096 pixels in a direction, less finely. For making smaller; where it enlarges,
- * pixels become boxes with smooth seams.
+ * pixels become boxes with smooth borders.
  */
 #define def_ombrel_bitmap_scale_box 2u
 /** @} */
 
 /**
- * @brief Puts a rectangle upon another bitmap's rectangle of another size.
+ * @brief Puts a rectangle onto another bitmap's rectangle of another size.
  *
  * The nearest method takes pixels as they are, with key and alpha as ombrel_bitmap_put() has them. The other
- * two mix pixels, and only such as are inside the rectangle and the bitmap: what lies beside it does not
- * show, and beyond its edge the edge goes on. They mix colours as ARGB8888, those of luma and chroma as
- * AYuv8888, rounded to the nearest of the 256 values (a mean within 1/64 of the middle between two may become
- * either), and convert them from there.
- * - With #def_ombrel_fbmap_alpha_pixel in the flags of `from`, in either mode, colours count as much as their
- *   alpha says, so that what is clear lends no colour, and alpha is mixed by itself. Without it alpha is a
+ * two mix pixels, and only such as are inside the rectangle and the bitmap: pixels outside it have no
+ * influence, and beyond its edge the pixels of the edge are repeated. They mix colours as ARGB8888, those of
+ * luma and chroma as AYuv8888, rounded to the nearest of the 256 values (a mean within 1/64 of the middle
+ * between two may become either), and convert them from there.
+ * - With #def_ombrel_fbmap_alpha_pixel in the flags of `from`, in either mode, colours are weighted by their
+ * alpha, so that transparent pixels lend no colour, and alpha is mixed separately. Without it alpha is a
  *   channel like the others, as in pictures whose colours are multiplied by it.
- * - With #def_ombrel_fbmap_ccolor, in either mode, pixels of the key lend no colour and no alpha. The mode
- *   #def_ombrel_fbmap_blend lets shine through what is below to the share of the key in a mixed pixel; in the
- *   mode #def_ombrel_fbmap_plain a pixel with half of it or more becomes the key, converted, and others do
- *   not let anything through.
+ * - With #def_ombrel_fbmap_ccolor, in either mode, pixels of the key lend no colour and no alpha. In the mode
+ * #def_ombrel_fbmap_blend what is below shows through a mixed pixel in proportion to the key's share in it;
+ * in the mode #def_ombrel_fbmap_plain a pixel with half of it or more becomes the key, converted, and others
+ * do not let anything through.
  *
  * Where the two rectangles have equal sizes, each method is ombrel_bitmap_put().
  * @param to          the bitmap to write to

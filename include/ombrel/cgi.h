@@ -2,7 +2,7 @@
  * @file cgi.h
  * @brief CGI (RFC 3875): programs that a web server runs, and an HTTP server that runs such programs.
  *
- * The program's side. The request is in the environment and on standard input, the response goes to standard
+ * The program's side: the request is in the environment and on standard input, the response goes to standard
  * output:
  *
  * @code
@@ -31,27 +31,28 @@
  * @par What a program gets
  * The variables of RFC 3875 and those of the request's fields (`HTTP_*`), made anew for each request: of the
  * server's own environment it gets PATH alone (on Windows also SystemRoot), and what the options name. Fields
- * whose names have anything but letters, digits and "-" are left out, so that none passes for another; so is
- * "Proxy", which would become HTTP_PROXY, and the fields of log-in and connection. Fields of one name are
- * joined by ", ". It runs in its own directory and in a process group of its own, without a command line.
+ * whose names have anything but letters, digits and "-" are left out, so that none can pass for another; so
+ * are "Proxy", which would become HTTP_PROXY, and the fields of authentication and of the connection. Fields
+ * with the same name are joined by ", ". It runs in its own directory and in a process group of its own,
+ * without a command line.
  *
  * @par Bodies
  * The body of a request is handed on as it comes; a program that reads slowly holds up the client, and one
  * that reads none of it does no harm. A body that comes in chunks is gathered before the program starts,
- * which is told its length then: 1 MiB at most, more is answered 413.
+ * which then gets its length: 1 MiB at most; more is answered 413.
  *
  * @par What becomes of its output
- * The head is read under a limit of size and time: `Status`, `Location` and all other fields but those that
- * the server makes itself. A `Location` with a path is answered 302 as well: the client asks again, nothing
- * is redirected inside. The body is handed on as it comes, and the program waits when the client is slow. A
- * program whose name begins with "nph-" may begin its head by a status line of HTTP. A head that is none is
- * answered 502, one that does not come in time 504. What the program writes to standard error goes to a
- * handler by lines, or where the server's goes.
+ * The head is read under a limit of size and time: `Status`, `Location` and all other fields except those
+ * that the server writes itself. A `Location` with a path is answered 302 as well: the client asks again,
+ * there is no redirection inside the server. The body is handed on as it comes, and the program waits when
+ * the client is slow. A program whose name begins with "nph-" may begin its head with a status line of HTTP.
+ * A malformed head is answered 502, one that does not come in time 504. What the program writes to standard
+ * error goes line by line to a handler, or where the server's standard error goes.
  *
  * @par How a program ends
  * When its output has ended, or its client is gone, or a limit is passed, it is ended with its whole group by
- * force, at the latest after the grace. Nothing of this blocks the server's loop. Programs beyond a number
- * wait for nobody: their requests are answered 503.
+ * force, at the latest after the grace. None of this blocks the server's loop. Requests for more programs
+ * than the limit do not wait: they are answered 503.
  *
  * @par On Windows
  * Both sides are there. A program is an executable file; scripts need an interpreter in the options.
@@ -86,12 +87,13 @@ typedef struct ombrel_cgi_ts ombrel_cgi_t;
 
 /** Where a request comes from. */
 typedef struct ombrel_cgi_options_ts {
-    const char* const* m_environment; /**< "NAME=VALUE" each, then null; null, the default, for that of this
-                                       * process. Needed until the request is closed */
+    const char* const* m_environment; /**< "NAME=VALUE" each, ended by null; null, the default, for that of
+                                         this process. It must stay until the request is closed */
     int m_input;                      /**< the body's descriptor; the default is 0, the standard input */
-    int m_output;                     /**< the response's; the default is 1, the standard output */
+    int m_output;                     /**< the response's descriptor; the default is 1, the standard output */
     int64_t m_body_limit;             /**< bytes of a body; the default is 64 MiB; negative for none */
-    int m_progress_ms; /**< for each read and write to get on; the default is 60,000; negative for ever */
+    int m_progress_ms; /**< milliseconds for each read and write to make progress; the default is 60,000;
+                          negative for ever */
 } ombrel_cgi_options_t;
 
 /** @brief Sets the options to their defaults. @return 0, or -1 for null */
@@ -112,14 +114,14 @@ OMBREL_API ombrel_cgi_t* ombrel_open_cgi_tag(const ombrel_cgi_options_t* options
 #define ombrel_open_cgi(options) ombrel_open_cgi_tag((options), __func__, __LINE__)
 
 /** @brief A variable of the request, such as "REMOTE_ADDR". @return its value; an empty text when it is not
- * there; null for null. Texts are good until the request is closed */
+ * there; null for null. Texts are valid until the request is closed */
 OMBREL_API const char* ombrel_cgi_get_variable(const ombrel_cgi_t* cgi, const char* name);
 /** @brief A field of the request by its name, such as "User-Agent", in either case. @return its value; null
  * when it is not there and for null */
 OMBREL_API const char* ombrel_cgi_get_field(const ombrel_cgi_t* cgi, const char* name);
 /** @brief The method, such as "GET". @return a text; null for null */
 OMBREL_API const char* ombrel_cgi_get_method(const ombrel_cgi_t* cgi);
-/** @brief What of the path stands after the program's, decoded. @return a text, empty for nothing; null for
+/** @brief The rest of the path after the program's, decoded. @return a text, empty for nothing; null for
  * null */
 OMBREL_API const char* ombrel_cgi_get_path(const ombrel_cgi_t* cgi);
 /** @brief What follows "?", as sent. @return a text, empty for nothing; null for null */
@@ -134,8 +136,8 @@ OMBREL_API int64_t ombrel_cgi_get_content_length(const ombrel_cgi_t* cgi);
  * @param cgi    the request
  * @param buffer receives the bytes
  * @param size   its room
- * @return bytes, at least 1 unless `size` is 0; 0 after the body's length; -1 on failure:
- *         #def_ombrel_fault_closed when the input ends before that, #def_ombrel_fault_timed_out
+ * @return bytes, at least 1 unless `size` is 0; 0 at the end of the body; -1 on failure:
+ *         #def_ombrel_fault_closed when the input ends before the body's length, #def_ombrel_fault_timed_out
  */
 OMBREL_API int64_t ombrel_cgi_read(ombrel_cgi_t* cgi, void* buffer, size_t size);
 
@@ -145,9 +147,9 @@ OMBREL_API int64_t ombrel_cgi_read(ombrel_cgi_t* cgi, void* buffer, size_t size)
  * @param options  limits, and a handler for uploads; null means ombrel_init_http_form_options()
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
- * @return the form, for ombrel_close_http_form(): with the reason and the offset in it when it is no proper
- * one (ombrel_http_form_get_fault()); null for a body that is no form (#def_ombrel_fault_not_supported), and
- *         as ombrel_cgi_read() fails
+ * @return the form, for ombrel_close_http_form(): with the reason and the offset in it when it is malformed
+ * (ombrel_http_form_get_fault()); null for a body that is no form (#def_ombrel_fault_not_supported), and as
+ * ombrel_cgi_read() fails
  */
 OMBREL_API ombrel_http_form_t* ombrel_cgi_read_form_tag(ombrel_cgi_t* cgi,
                                                         const ombrel_http_form_options_t* options,
@@ -164,14 +166,14 @@ OMBREL_API ombrel_http_form_t* ombrel_cgi_read_form_tag(ombrel_cgi_t* cgi,
  */
 /** @brief Sets the status, 200 to 599. @return 0; -1 also when the head has gone out */
 OMBREL_API int ombrel_cgi_set_status(ombrel_cgi_t* cgi, int status);
-/** @brief Adds a field. @return 0; -1 for what cannot be a name or value of one, for "Status", and when the
+/** @brief Adds a field. @return 0; -1 for an invalid name or value, for "Status", and when the
  * head has gone out */
 OMBREL_API int ombrel_cgi_add_field(ombrel_cgi_t* cgi, const char* name, const char* value);
 /** @brief Sends the client elsewhere, by the status 302 unless another 3xx is set. @param cgi the request
  * @param target a URI, or a path that begins with "/" @return 0 or -1 as ombrel_cgi_add_field() */
 OMBREL_API int ombrel_cgi_redirect(ombrel_cgi_t* cgi, const char* target);
-/** @brief Writes bytes of the body, which are gathered into larger pieces. @return 0; -1 when nobody takes
- * them
+/** @brief Writes bytes of the body, which are gathered into larger pieces. @return 0; -1 when the server does
+ * not take them
  * (#def_ombrel_fault_closed, #def_ombrel_fault_timed_out) */
 OMBREL_API int ombrel_cgi_write(ombrel_cgi_t* cgi, const void* data, size_t size);
 /** @brief Writes a text made by the library's formatter. @return as ombrel_cgi_write() */
@@ -191,7 +193,7 @@ OMBREL_API int ombrel_close_cgi(ombrel_cgi_t* cgi);
  * @name The server's side
  * @{
  */
-/** What runs programs for a server. Opaque. */
+/** A service, which runs programs for a server. Opaque. */
 typedef struct ombrel_cgi_service_ts ombrel_cgi_service_t;
 
 /**
@@ -200,7 +202,7 @@ typedef struct ombrel_cgi_service_ts ombrel_cgi_service_t;
  * @param text    the line, without its end and with control characters made visible; long ones come in pieces
  * of 1,023 bytes
  * @param context the one of the options
- * @return 0; anything else ends the program, and an unanswered request with 500
+ * @return 0; anything else ends the program, and a request without an answer yet is answered 500
  */
 typedef int (*ombrel_cgi_error_handler_t)(const char* program, const char* text, void* context);
 
@@ -218,8 +220,8 @@ typedef struct ombrel_cgi_service_options_ts {
     int m_head_ms;          /**< from the start to the end of the head; the default is 30,000 */
     int m_progress_ms; /**< without a byte of output after the head; the default is 60,000. The time that a
                         * slow client takes does not count */
-    int m_whole_ms;    /**< for the whole; the default is 600,000 */
-    int m_grace_ms;    /**< from the end of the output to the program's; the default is 1,000 */
+    int m_whole_ms;    /**< for the whole request; the default is 600,000 */
+    int m_grace_ms;    /**< from the end of the output to the end of the program; the default is 1,000 */
     ombrel_cgi_error_handler_t m_error_handler; /**< given standard error; null, the default, for none: it
                                                  * goes where the server's goes */
     void* m_error_context;                      /**< handed to it */
@@ -231,8 +233,8 @@ OMBREL_API int ombrel_init_cgi_service_options(ombrel_cgi_service_options_t* opt
 /**
  * @brief Makes what runs the programs of a directory.
  *
- * A program is a file right in the directory, whose name does not begin with ".". Everything there may be run
- * by everybody who reaches the route: keep nothing else there.
+ * A program is a file right in the directory, whose name does not begin with ".". Whoever can reach the route
+ * can run every file there: keep nothing else there.
  * @param base      the event base of the server
  * @param directory the directory; copied
  * @param options   how; null means ombrel_init_cgi_service_options()
@@ -256,9 +258,10 @@ OMBREL_API int ombrel_close_cgi_service(ombrel_cgi_service_t* service);
 
 /**
  * @brief Serves all paths below one by the programs of a service. What stands after a program's name is told
- * to it decoded, as PATH_INFO; with "." or ".." for a name in it, or control characters, it is answered 404.
+ * to it decoded, as PATH_INFO; if it contains the name "." or "..", or control characters, the request is
+ * answered 404.
  * @param server  the server
- * @param path    as "/cgi-bin", without a "/" at the end
+ * @param path    the path, such as "/cgi-bin", without a "/" at the end
  * @param service the service
  * @return 0, or -1
  */
@@ -266,12 +269,12 @@ OMBREL_API int ombrel_http_server_add_cgi(ombrel_http_server_t* server, const ch
                                           ombrel_cgi_service_t* service);
 
 /**
- * @brief Answers one request by a program of one's own choice, in the handler of a route with
+ * @brief Answers one request by a program of the caller's choice, in the handler of a route with
  * #def_ombrel_http_route_streamed.
  * @param service     the service, whose directory is not looked at
  * @param exchange    the request
  * @param program     path of the program
- * @param script_name what the program is told its own path is, such as "/cgi-bin/NAME"
+ * @param script_name the program's own path as it is told to it, such as "/cgi-bin/NAME"
  * @param path_info   what stands after that, such as "/REST" or empty
  * @return 0 when the request is answered or will be, also with an error; -1 for null and invalid arguments
  */

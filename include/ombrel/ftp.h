@@ -14,25 +14,27 @@
  * @endcode
  *
  * @par Transfers
- * ombrel_ftp_begin_retrieve() and its kin begin a transfer, whose bytes ombrel_ftp_read() gives and
- * ombrel_ftp_write() takes in pieces of any size, each within a time of its own; nothing of a file is held in
- * memory. ombrel_ftp_finish() brings the server's word on the whole. Until then the session is busy: other
- * calls that ask the server give -1 with #def_ombrel_fault_busy. A transfer that fails leaves the session of
- * use as long as its control connection stands.
+ * ombrel_ftp_begin_retrieve() and the functions like it begin a transfer, whose bytes ombrel_ftp_read() gives
+ * and ombrel_ftp_write() takes in pieces of any size, each within a time limit of its own; no file is held in
+ * memory. ombrel_ftp_finish() tells whether the server confirms the whole. Until then the session is busy:
+ * other calls that ask the server give -1 with #def_ombrel_fault_busy. After a transfer has failed the
+ * session can still be used as long as its control connection stands.
  *
  * @par What is not believed
  * Whatever a server says, memory, time and places are bounded. Data connections go to and come from the
- * server's own address alone, to ports above 1023; a command that the caller's text would make two of is
- * refused before it is sent. A reply that comes unasked, out of order or in another shape, of lines longer
- * than 1,023 bytes or of more than 512, or more than 16 replies that say "wait", end the connection:
- * #def_ombrel_fault_violation. A file counts as come when the server confirms it and when no less came than
- * it told before (#def_ombrel_fault_closed else); one restarted in its middle when no more came either. Names
- * in lists are texts of the server, not paths of this host: see ombrel_ftp_entry_t::m_name_faults.
+ * server's own address alone, to ports above 1023; a text of the caller that would turn one command into two
+ * is refused before anything is sent. A reply that comes unasked, out of order or in another shape, of lines
+ * longer than 1,023 bytes or of more than 512, or more than 16 replies that say "wait", end the connection:
+ * #def_ombrel_fault_violation. A file counts as received when the server confirms it and no less came than
+ * the server announced (otherwise #def_ombrel_fault_closed); one restarted in the middle, when no more came
+ * either. Names in lists are texts of the server, not paths of this host: see
+ * ombrel_ftp_entry_t::m_name_faults.
  *
  * @par Names
- * Paths are UTF-8, told to servers that list UTF8 among their features, and go to the server as they are: how
- * it divides them ("/" as a rule) is its affair. A path with a line end, or longer than 1,000 bytes, is
- * #def_ombrel_fault_invalid. Passwords and files go over the network in clear: there is no TLS here.
+ * Paths are UTF-8, which is announced to servers that list UTF8 among their features, and go to the server as
+ * they are: the server decides how it divides them (usually by "/"). A path with a line end, or longer than
+ * 1,000 bytes, is #def_ombrel_fault_invalid. Passwords and files cross the network unencrypted: there is no
+ * TLS here.
  *
  * @par Failures
  * Calls that can fail give -1 or null, with the reason in ombrel_last_fault() and, of a session, with the
@@ -42,12 +44,13 @@
  * (the replies 421, 425 and 426 too); #def_ombrel_fault_access_denied (430, 530, 532, 553),
  * #def_ombrel_fault_not_found (550, which servers also say of what is forbidden), #def_ombrel_fault_no_space
  * (452, 552), #def_ombrel_fault_rejected (every other refusal); #def_ombrel_fault_violation;
- * #def_ombrel_fault_not_supported where a server lacks what is wanted; #def_ombrel_fault_no_memory. After
- * what ends the connection every call but ombrel_ftp_connect() gives #def_ombrel_fault_not_connected.
+ * #def_ombrel_fault_not_supported where a server lacks what is wanted; #def_ombrel_fault_no_memory. After a
+ * failure that ends the connection every call except ombrel_ftp_connect() gives
+ * #def_ombrel_fault_not_connected.
  *
  * @par Threads
- * Any; a session belongs to one at a time. Nothing runs in the background, so a server that ends sessions
- * which say nothing is told NOOP by the caller.
+ * Any; a session belongs to one at a time. Nothing runs in the background, so where a server ends idle
+ * sessions the caller has to send NOOP.
  */
 #ifndef OMBREL_FTP_H
 #define OMBREL_FTP_H
@@ -77,31 +80,31 @@ typedef struct ombrel_ftp_ts ombrel_ftp_t;
 /** Option: the server connects to this host for each transfer (EPRT, PORT) in place of the other way round
  * (EPSV, PASV). The listener takes connections from the server's address alone. */
 #define def_ombrel_ftp_active 0x1u
-/** Option: the extended commands EPSV and EPRT are not tried first; for servers that hang or lie at them.
- * IPv6 has no others, and keeps them. */
+/** Option: the extended commands EPSV and EPRT are not tried first; for servers that hang or answer falsely.
+ * Over IPv6 there are no others, so they are still used. */
 #define def_ombrel_ftp_not_extended 0x2u
 /** Option: a reply to PASV that names another address than the server's is a violation. Without it the
- * address is ignored, as a server behind a translation of addresses names one that leads nowhere; either way
+ * address is ignored, as a server behind address translation names one that cannot be reached; either way
  * the connection goes to the server. */
 #define def_ombrel_ftp_check_address 0x4u
 /** Option: FEAT is not asked after the log in: no features are known, names are sent as they are. */
 #define def_ombrel_ftp_no_features 0x8u
-/** Option: a data port below 1024, a store confirmed before its end and more bytes than told after a restart
- * are taken as they come. The built-in FTP stream is of this kind. */
+/** Option: a data port below 1024, a store confirmed before its end and more bytes than announced after a
+ * restart are accepted. The built-in FTP stream works this way. */
 #define def_ombrel_ftp_lenient 0x10u
 
 /**
- * Told how far ombrel_ftp_download(), ombrel_ftp_upload() and lists have come, after each piece.
+ * Called with the progress of ombrel_ftp_download(), ombrel_ftp_upload() and lists, after each piece.
  * @param ftp     the session; only its getters may be called
  * @param done    bytes of the file up to now, those before a restart included
- * @param total   bytes of the whole; -1 where they are not known
+ * @param total   bytes of the whole; -1 where it is not known
  * @param context the one of the options
  * @return 0 to go on; anything else aborts the transfer and is the result of the call
  */
 typedef int (*ombrel_ftp_progress_handler_t)(ombrel_ftp_t* ftp, int64_t done, int64_t total, void* context);
 
 /**
- * Shown each line of the dialogue.
+ * Called with each line of the dialogue.
  * @param ftp      the session; only its getters may be called
  * @param is_reply 1 for a line of the server, 0 for a command; passwords are shown as "****"
  * @param line     the line without its end, control characters as "?"; valid until the handler returns
@@ -115,17 +118,17 @@ typedef int (*ombrel_ftp_dialogue_handler_t)(ombrel_ftp_t* ftp, int is_reply, co
 typedef struct ombrel_ftp_options_ts {
     uint32_t m_flags; /**< the options above; the default is 0 */
     /** For each step: the look-up, a connection, a command with its reply; and for a piece of a list or of a
-     * whole file to come or go. At first 30,000; negative for no limit, 0 hardly succeeds. */
+     * whole file to come or go. The default is 30,000; negative for no limit; 0 hardly ever succeeds. */
     int m_step_ms;
     /** For a whole list, from the command to the confirmation; the default is 300,000; negative for no limit.
      */
     int m_list_ms;
-    /** While a transfer lasts NOOP is sent so often on the control connection, from within the calls that
-     * move bytes, for the sake of what forgets silent connections on the way; the default is 0, for never, as
-     * negative ones: the connection is kept alive by TCP after a minute, and some servers do not expect a
-     * command then. */
+    /** The time after which NOOP is sent again on the control connection while a transfer lasts, from within
+     * the calls that move bytes, so that routers on the way do not forget the idle connection; the default is
+     * 0: never, as for negative values. TCP keeps the connection alive after a minute anyway, and some
+     * servers do not expect a command during a transfer. */
     int m_keep_alive_ms;
-    /** Bytes of a list; the default is 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes empty ones alone.
+    /** Bytes of a list; the default is 16 MiB; beyond, #def_ombrel_fault_too_large. 0 takes only empty ones.
      */
     size_t m_list_size_limit;
     /** Entries of a list; the default is 100,000; beyond, the same. */
@@ -156,7 +159,7 @@ OMBREL_API ombrel_ftp_t* ombrel_open_ftp_tag(const ombrel_ftp_options_t* options
 OMBREL_API int ombrel_close_ftp(ombrel_ftp_t* ftp);
 
 /**
- * @brief Connects to a server and reads its greeting, which is the reply then. A connection that stands is
+ * @brief Connects to a server and reads its greeting, which is then the last reply. An earlier connection is
  * ended first.
  * @param ftp  the session
  * @param host a name or a numeric address, IPv6 with or without brackets; all of a name's addresses are tried
@@ -178,7 +181,7 @@ OMBREL_API int ombrel_ftp_log_in(ombrel_ftp_t* ftp, const char* user, const char
                                  const char* account);
 
 /**
- * @brief Takes leave of the server (QUIT) and ends the connection. A transfer under way is ended as
+ * @brief Logs out (QUIT) and ends the connection. A transfer under way is ended as
  * ombrel_ftp_finish() does.
  * @return 0; -1 when that transfer failed, and for null
  */
@@ -218,18 +221,20 @@ OMBREL_API const char* ombrel_ftp_get_reply_text(const ombrel_ftp_t* ftp);
 #define def_ombrel_ftp_feature_utf8 0x20u  /**< UTF8 */
 #define def_ombrel_ftp_feature_epsv 0x40u  /**< EPSV */
 #define def_ombrel_ftp_feature_eprt 0x80u  /**< EPRT */
-#define def_ombrel_ftp_feature_tls 0x100u  /**< AUTH TLS, of which nothing is made here */
+#define def_ombrel_ftp_feature_tls 0x100u  /**< AUTH TLS, which this client does not use */
 /** @} */
 
-/** @brief What the server told of itself after the log in. @return def_ombrel_ftp_feature_* bits; 0 for null
+/** @brief The features that the server named after the log in. @return def_ombrel_ftp_feature_* bits; 0 for
+ * null
  */
 OMBREL_API uint32_t ombrel_ftp_get_features(const ombrel_ftp_t* ftp);
 
 /**
  * @brief Sends any command and reads its reply: NOOP, SYST, HELP, SITE …
  *
- * Refused (#def_ombrel_fault_invalid) are those that the session would not survive, as they begin or prepare
- * transfers, log in or out, or change how the connection is spoken: these have functions here, or no use.
+ * Refused (#def_ombrel_fault_invalid) are commands that would confuse the session, because they begin or
+ * prepare transfers, log in or out, or change the protocol: there are functions for these, or they are of no
+ * use here.
  * @param ftp      the session
  * @param verb     the command: one word of 1 to 16 letters
  * @param argument the rest of the line, or null
@@ -259,7 +264,7 @@ OMBREL_API int ombrel_ftp_command(ombrel_ftp_t* ftp, const char* verb, const cha
 OMBREL_API int ombrel_ftp_begin_retrieve(ombrel_ftp_t* ftp, const char* path, int64_t offset, uint32_t flags);
 
 /**
- * @brief Begins to send a file, which is replaced, or made.
+ * @brief Begins to send a file, which is replaced or created.
  * @param ftp    the session
  * @param path   its path on the server
  * @param offset bytes of it to keep at its beginning, 0 or more (REST); 0 for texts
@@ -268,7 +273,7 @@ OMBREL_API int ombrel_ftp_begin_retrieve(ombrel_ftp_t* ftp, const char* path, in
  */
 OMBREL_API int ombrel_ftp_begin_store(ombrel_ftp_t* ftp, const char* path, int64_t offset, uint32_t flags);
 
-/** @brief Begins to send what is added at the end of a file, which is made where there is none. @return 0 or
+/** @brief Begins to append to a file, which is created where there is none. @return 0 or
  * -1 */
 OMBREL_API int ombrel_ftp_begin_append(ombrel_ftp_t* ftp, const char* path, uint32_t flags);
 
@@ -284,7 +289,7 @@ OMBREL_API int ombrel_ftp_begin_store_unique(ombrel_ftp_t* ftp, const char* path
 
 /**
  * @brief The name that the server gave to the last file stored under a unique one.
- * @return a text of the server, control characters as "?"; empty where it told none; valid until the next
+ * @return a text of the server, control characters as "?"; empty where it gave none; valid until the next
  * such transfer; never null
  */
 OMBREL_API const char* ombrel_ftp_get_stored_name(const ombrel_ftp_t* ftp);
@@ -297,23 +302,23 @@ OMBREL_API const char* ombrel_ftp_get_stored_name(const ombrel_ftp_t* ftp);
 OMBREL_API int ombrel_ftp_wait(ombrel_ftp_t* ftp, int timeout_ms);
 
 /**
- * @brief Bytes of the file that is received, as many as are there.
+ * @brief Reads bytes of the file that is received, as many as have come.
  * @param ftp        the session
  * @param buffer     receives them
  * @param size       bytes wanted at most
  * @param timeout_ms milliseconds to wait for the first one
- * @return bytes, 1 or more; 0 for a size of 0, and at the end, which the server has confirmed then;
+ * @return bytes, 1 or more; 0 for a size of 0, and at the end, which the server has then confirmed;
  * #def_ombrel_ftp_timeout; -1
  */
 OMBREL_API int64_t ombrel_ftp_read(ombrel_ftp_t* ftp, void* buffer, size_t size, int timeout_ms);
 
 /**
- * @brief Takes bytes of the file that is sent.
+ * @brief Sends bytes of the file.
  * @param ftp        the session
  * @param data       the bytes
  * @param size       how many
  * @param timeout_ms milliseconds for all of them
- * @return bytes taken, fewer, also 0, when the time ran out; -1
+ * @return bytes taken, fewer than `size` or 0 when the time ran out; -1
  */
 OMBREL_API int64_t ombrel_ftp_write(ombrel_ftp_t* ftp, const void* data, size_t size, int timeout_ms);
 
@@ -325,7 +330,7 @@ OMBREL_API int64_t ombrel_ftp_write(ombrel_ftp_t* ftp, const void* data, size_t 
 OMBREL_API int ombrel_ftp_finish(ombrel_ftp_t* ftp);
 
 /**
- * @brief Breaks the transfer off (ABOR). What a server keeps of a file that came in part is its affair.
+ * @brief Breaks the transfer off (ABOR). The server decides what it keeps of an incomplete file.
  * @return 0 when the session can go on; -1 when the connection is gone. Without a transfer: 0
  */
 OMBREL_API int ombrel_ftp_abort(ombrel_ftp_t* ftp);
@@ -333,8 +338,8 @@ OMBREL_API int ombrel_ftp_abort(ombrel_ftp_t* ftp);
 /**
  * @brief How far the present or last transfer has come.
  * @param ftp   the session
- * @param done  receives bytes of the file on the way up to now, what a restart left out included
- * @param total receives the bytes of the file where the server told them before, else -1; may be null
+ * @param done  receives bytes of the file on the way up to now, including what a restart left out
+ * @param total receives the bytes of the file where the server announced them, else -1; may be null
  * @return 0, or -1 for null
  */
 OMBREL_API int ombrel_ftp_get_progress(const ombrel_ftp_t* ftp, int64_t* done, int64_t* total);
@@ -344,16 +349,16 @@ OMBREL_API int ombrel_ftp_get_progress(const ombrel_ftp_t* ftp, int64_t* done, i
  * @name Whole files
  * @{
  */
-/** Flag: a file that is there in part is gone on with; one that is there whole is left as it is. Not for
+/** Flag: a file that is there in part is resumed; one that is there whole is left as it is. Not for
  * texts. */
 #define def_ombrel_ftp_resume 0x2u
 
 /**
  * @brief Receives a file into one of this host, which is replaced or made. What came before a failure stays,
- * to be gone on with.
+ * so that it can be resumed.
  * @param ftp        the session
  * @param path       its path on the server
- * @param local_path where it goes; never a name of the server that was not looked at: see
+ * @param local_path where it goes; never a name from the server that was not checked: see
  *                   ombrel_ftp_entry_t::m_name_faults
  * @param flags      #def_ombrel_ftp_text or #def_ombrel_ftp_resume or 0
  * @return 0; -1; or what the progress handler returned
@@ -362,8 +367,8 @@ OMBREL_API int ombrel_ftp_download(ombrel_ftp_t* ftp, const char* path, const ch
                                    uint32_t flags);
 
 /**
- * @brief Sends a file of this host. Where the server tells sizes it is asked afterwards; another than was
- * sent is #def_ombrel_fault_violation.
+ * @brief Sends a file of this host. Where the server tells sizes it is asked afterwards; a size other than
+ * the one sent is #def_ombrel_fault_violation.
  * @param ftp        the session
  * @param local_path the file
  * @param path       its path on the server, replaced or made
@@ -431,11 +436,11 @@ OMBREL_API int ombrel_ftp_upload(ombrel_ftp_t* ftp, const char* local_path, cons
 #define def_ombrel_ftp_time_second 3 /**< the second, or parts of it */
 /** @} */
 
-/** An entry of a list. Its texts are the server's, as it sent them; empty where it told nothing. */
+/** An entry of a list. Its texts are the server's, as it sent them; empty where it gave none. */
 typedef struct ombrel_ftp_entry_ts {
     const char* m_name; /**< its name */
     uint32_t
-        m_name_faults; /**< def_ombrel_ftp_name_* bits; only a name with 0 is one for this host's paths */
+        m_name_faults; /**< def_ombrel_ftp_name_* bits; only a name with 0 may be used in this host's paths */
     int m_kind;        /**< def_ombrel_ftp_kind_* */
     int64_t m_size;    /**< bytes of a file; -1 where they are not told */
     ombrel_instant_t m_time; /**< when it was changed last */
@@ -459,8 +464,8 @@ typedef struct ombrel_ftp_entry_ts {
 typedef int (*ombrel_ftp_entry_handler_t)(const ombrel_ftp_entry_t* entry, void* context);
 
 /**
- * @brief Lists a directory, or what else the server makes of the path, in the server's order, the entries "."
- * and ".." and lines that could not be read included.
+ * @brief Lists a directory, or whatever else the server takes the path for, in the server's order, the
+ * entries "." and ".." and lines that could not be read included.
  *
  * What came before a failure has been handed over. A line longer than 8,191 bytes is a violation.
  * @param ftp     the session
@@ -493,11 +498,11 @@ OMBREL_API ombrel_ftp_entry_t* ombrel_alloc_ftp_list_tag(ombrel_ftp_t* ftp, cons
     ombrel_alloc_ftp_list_tag((ftp), (path), (form), (count), __func__, __LINE__)
 
 /**
- * @brief Begins to receive a list as it comes, for ombrel_ftp_read(). No limit of lists holds for it.
+ * @brief Begins to receive a list as it comes, for ombrel_ftp_read(). The limits of lists do not apply to it.
  * @param ftp  the session
  * @param path on the server; null for the present directory
  * @param form def_ombrel_ftp_list_*
- * @return the form taken, never the best; -1
+ * @return the form used, which is never #def_ombrel_ftp_list_best; -1
  */
 OMBREL_API int ombrel_ftp_begin_list(ombrel_ftp_t* ftp, const char* path, int form);
 
@@ -514,7 +519,7 @@ OMBREL_API int ombrel_ftp_get_entry(ombrel_ftp_t* ftp, const char* path, ombrel_
  * @brief Reads one line of a list.
  * @param form  #def_ombrel_ftp_list_facts, #def_ombrel_ftp_list_plain or #def_ombrel_ftp_list_names
  * @param line  the line, without its end
- * @param now   what years are guessed by; null for the clock
+ * @param now   the moment by which years are guessed; null for the clock
  * @param room  receives the texts
  * @param size  its bytes: those of the line and its terminator, and 8 more, suffice
  * @param entry receives the entry, which points into the room and to the line
@@ -533,7 +538,7 @@ OMBREL_API uint32_t ombrel_check_ftp_name(const char* name);
  * @name Files and directories of the server
  * @{
  */
-/** @brief Gives a file or directory another path (RNFR, RNTO). @return 0 or -1 */
+/** @brief Renames a file or directory (RNFR, RNTO). @return 0 or -1 */
 OMBREL_API int ombrel_ftp_rename(ombrel_ftp_t* ftp, const char* from, const char* to);
 
 /** @brief Removes a file (DELE). @return 0 or -1 */
@@ -560,7 +565,7 @@ OMBREL_API int ombrel_ftp_change_to_parent(ombrel_ftp_t* ftp);
  */
 OMBREL_API int64_t ombrel_ftp_get_directory(ombrel_ftp_t* ftp, char* buffer, size_t size);
 
-/** @brief The bytes of a file (SIZE). @return them, 0 or more; -1 */
+/** @brief The size of a file (SIZE). @return bytes, 0 or more; -1 */
 OMBREL_API int64_t ombrel_ftp_get_size(ombrel_ftp_t* ftp, const char* path);
 
 /**

@@ -1,7 +1,7 @@
 /**
  * @file ftp_server.h
- * @brief An FTP server on an event base: accounts with directories that nobody leaves, limits on everything
- * that a client sends, takes or leaves undone.
+ * @brief An FTP server on an event base: accounts whose clients cannot leave their directories, limits on
+ * everything that a client sends, takes or leaves undone.
  *
  * @code
  * ombrel_event_base_t* base = ombrel_new_event_base();
@@ -19,42 +19,42 @@
  * ombrel_free_event_base(base);
  * @endcode
  *
- * Spoken are RFC 959 with what RFC 1123 asks for, RFC 2389 (FEAT, OPTS), RFC 2428 (EPSV, EPRT), RFC 2640
- * (names in UTF-8), RFC 3659 (MLST, MLSD, SIZE, MDTM, REST) and MFMT, with the protections of RFC 2577.
+ * Supported are RFC 959 with the requirements of RFC 1123, RFC 2389 (FEAT, OPTS), RFC 2428 (EPSV, EPRT), RFC
+ * 2640 (names in UTF-8), RFC 3659 (MLST, MLSD, SIZE, MDTM, REST) and MFMT, with the protections of RFC 2577.
  * Structures other than files, modes other than streams, and EBCDIC are refused. There is no TLS: AUTH is
- * answered 502, and passwords cross the network as they are typed, so serve secrets on networks that you
+ * answered 502, and passwords cross the network as they are typed, so serve secrets only on networks that you
  * trust.
  *
  * @par Accounts and rights
- * An account has a name, a secret (secret.h), a directory that is its "/", and rights, of which each allows:
+ * An account has a name, a secret (secret.h), a directory that is its "/", and rights:
  * - read (r): listing directories, fetching files, asking for sizes and times of files. Without it an account
- *   is a drop box: one may go to directories whose names one knows.
+ *   is a drop box: clients may enter directories whose names they know.
  * - write (w): storing, appending, replacing what a file holds, setting its time, making directories.
  * - delete (d): removing files and empty directories; with write also renaming, which may replace a file.
  *
- * The account "anonymous", where there is one, takes any password and answers to "ftp" as well. Nobody else
- * comes in without a password. An unknown name costs as long as a wrong password and is answered alike.
+ * The account "anonymous", where there is one, takes any password and answers to "ftp" as well. All other
+ * accounts need a password. An unknown name takes as long as a wrong password and gets the same answer.
  *
  * @par Directories
- * A path from a client is taken apart here and followed by single names from the open directory of the
- * account on. No symbolic link is followed, wherever it leads; links are listed as such, may be renamed and
- * removed. ".." at the top stays there. Names with control characters, backslashes and, on Windows, whatever
- * it reads otherwise than as a plain name, do not exist. Whoever renames directories meanwhile leads nobody
- * out. What is no regular file cannot be fetched or written, and costs no wait.
+ * The server splits a path from a client itself and follows it name by name from the open directory of the
+ * account. No symbolic link is followed, wherever it leads; links are listed as such and may be renamed and
+ * removed. ".." at the top leads to the top. Names with control characters, backslashes and, on Windows,
+ * names that Windows does not take as plain ones, do not exist. Renaming directories meanwhile leads no
+ * client out. Only regular files can be fetched or written; opening others does not block.
  *
  * @par Transfers
- * Files are read and written in pieces between which the loop serves others. Of an upload that breaks off,
- * what came stays, so that the client may go on there (SIZE, REST, STOR or APPE). STOR replaces what the file
- * held from its beginning, or after REST from there on; a place beyond the end is refused. In ASCII type line
- * ends are CR LF on the network and LF in files; SIZE and REST then are refused, as places differ. One
- * transfer at a time: commands that come meanwhile wait for its end, but for ABOR and STAT.
+ * Files are read and written in pieces between which the loop serves others. The bytes of an upload that
+ * breaks off are kept, so that the client may continue there (SIZE, REST, STOR or APPE). STOR replaces what
+ * the file held from its beginning, or after REST from there on; a place beyond the end is refused. In ASCII
+ * type line ends are CR LF on the network and LF in files; SIZE and REST are then refused, as offsets differ.
+ * One transfer at a time: commands that come meanwhile wait for its end, but for ABOR and STAT.
  *
  * Passive connections are taken from the client's own address alone, active ones made to it alone and to no
  * port below 1024.
  *
  * @par Limits
  * All are fields of #ombrel_ftp_server_options_t. A session holds one descriptor, during a transfer three. A
- * client that stalls or goes costs its time limit and nothing else.
+ * client that stalls or disappears costs nothing beyond its time limit.
  *
  * @par Threads
  * One: that of the base's loop. Handlers run on it; all functions are called on it, or while no loop runs.
@@ -83,41 +83,41 @@ typedef struct ombrel_ftp_server_ts ombrel_ftp_server_t;
 /** @name What happened: kinds of events
  * @{ */
 #define def_ombrel_ftp_server_event_connected 1 /**< a client came */
-#define def_ombrel_ftp_server_event_logged_in 2 /**< it logged in; a handler may object */
+#define def_ombrel_ftp_server_event_logged_in 2 /**< the client logged in; a handler may refuse it */
 #define def_ombrel_ftp_server_event_login_failed                                                             \
-    3                                      /**< it did not: a wrong name or password, or too many sessions   \
-                                            */
-#define def_ombrel_ftp_server_event_sent 4 /**< a file was fetched, wholly or not: see the reply */
+    3 /**< it did not log in: a wrong name or password, or too many sessions                                 \
+       */
+#define def_ombrel_ftp_server_event_sent 4     /**< a file was fetched, wholly or not: see the reply */
 #define def_ombrel_ftp_server_event_received 5 /**< a file was stored or appended to, likewise */
 #define def_ombrel_ftp_server_event_listed 6   /**< a directory was listed, likewise */
-#define def_ombrel_ftp_server_event_changed 7  /**< it renamed, removed, made or dated something */
+#define def_ombrel_ftp_server_event_changed 7  /**< it renamed, removed or created something, or set a time  \
+                                                */
 #define def_ombrel_ftp_server_event_refused 8  /**< a command failed or is not allowed */
 #define def_ombrel_ftp_server_event_left 9     /**< the session is over. The last event */
 /** @} */
 
-/** Something that happened. Texts live until the handler returns, and may be empty, never null. Paths stand
- * in them as they came; of what came before the log-in nothing does, as it may be a password. */
+/** Something that happened. Texts live until the handler returns, and may be empty, never null. They hold
+ * paths as they came, but nothing that came before the log-in, as it may be a password. */
 typedef struct ombrel_ftp_server_event_ts {
     int m_kind;             /**< a def_ombrel_ftp_server_event_* */
-    int m_reply;            /**< the code that the client was answered, as 226; 0 for none */
+    int m_reply;            /**< the code of the answer to the client, such as 226; 0 for none */
     uint64_t m_session;     /**< number of the session, from 1 on */
     const char* m_client;   /**< its address and port, such as "192.0.2.7:40000" or "[2001:db8::7]:40000" */
-    const char* m_account;  /**< the account, also where its password was wrong; empty for a name that
-                             * nobody has */
+    const char* m_account;  /**< the account, also where its password was wrong; empty for an unknown name */
     const char* m_command;  /**< the command, such as "STOR" */
     const char* m_path;     /**< what it was about, from the account's "/" on */
     const char* m_new_path; /**< where to, of a renaming */
     const char* m_reason;   /**< in words, of failures and of how a session ended */
-    int64_t m_bytes;        /**< moved by a transfer; of a session all that its transfers moved */
+    int64_t m_bytes;        /**< bytes moved by a transfer; of a session by all its transfers */
     int64_t m_duration_ms;  /**< how long the transfer or the session took */
 } ombrel_ftp_server_event_t;
 
 /**
- * Called for what happens.
+ * Called for each event.
  * @param server  the server; not to be closed by it
  * @param event   what happened
  * @param context the one of the options
- * @return 0 to go on; anything else ends the session, a log-in as if the password were wrong
+ * @return 0 to go on; anything else ends the session, a log-in is refused as if the password were wrong
  */
 typedef int (*ombrel_ftp_server_event_handler_t)(ombrel_ftp_server_t* server,
                                                  const ombrel_ftp_server_event_t* event, void* context);
@@ -155,9 +155,9 @@ typedef struct ombrel_ftp_server_options_ts {
     size_t m_address_limit;
     /** Sessions of one account at a time; the default is 0, for no limit of its own. */
     size_t m_account_limit;
-    /** Bytes a second that each session's transfers may have; the default is 0, for as many as go. */
+    /** Bytes a second that each session's transfers may have; the default is 0, for no limit. */
     int64_t m_rate;
-    /** Between commands; the default is 300,000. A transfer is no idling. Then 421. */
+    /** Between commands; the default is 300,000. A transfer does not count as idle. Then 421. */
     int m_idle_ms;
     /** From the connection to the end of the log-in; the default is 60,000. Then 421. */
     int m_login_ms;
@@ -169,10 +169,10 @@ typedef struct ombrel_ftp_server_options_ts {
     /** Log-ins that may fail in a session before it ends, 1 to 100; the default is 5. */
     int m_login_attempts;
     /** The pause before the answer to a log-in that fails, 0 to 60,000; the default is 500. It doubles with
-     * each further one from the same address, up to 16 times of it, and begins anew after ten minutes. */
+     * each further one from the same address, up to 16 times as long, and starts again after ten minutes. */
     int m_login_pause_ms;
     /** Bytes of a command line, 64 to 65,536; the default is 4,096. Longer ones are answered 500. As many
-     * bytes of commands that wait for their turn are kept. */
+     * bytes are kept of commands that wait for their turn. */
     size_t m_line_limit;
     /** Entries of a listing; the default is 100,000; 0 for any number. One that is longer is cut off with
      * 451. */
@@ -181,7 +181,7 @@ typedef struct ombrel_ftp_server_options_ts {
     int m_first_passive_port;
     /** The last one, at least the first. */
     int m_last_passive_port;
-    /** The IPv4 address that PASV announces, for servers behind a translation of addresses; null, the
+    /** The IPv4 address that PASV announces, for servers behind address translation; null, the
      * default, for the one that the client is connected to. EPSV announces none. */
     const char* m_passive_address;
 } ombrel_ftp_server_options_t;
@@ -205,7 +205,8 @@ OMBREL_API ombrel_ftp_server_t* ombrel_open_ftp_server_tag(ombrel_event_base_t* 
     ombrel_open_ftp_server_tag((base), (options), __func__, __LINE__)
 
 /**
- * @brief Ends all sessions at once, and the server; each session that is left is told of as left.
+ * @brief Ends all sessions at once, and the server; for each session still open the event of its end is
+ * given.
  * @param server the server; null gives 0
  * @return 0; -1 with #def_ombrel_fault_busy in an event or log handler, which changes nothing
  */
@@ -222,10 +223,11 @@ OMBREL_API int ombrel_close_ftp_server(ombrel_ftp_server_t* server);
 
 /** An account. Texts are copied. */
 typedef struct ombrel_ftp_account_ts {
-    const char* m_name;   /**< without ":", blanks and control characters */
-    const char* m_secret; /**< as secret.h makes them; not looked at for "anonymous", where it may be null */
-    const char* m_directory; /**< links on the way to it are followed, now and never again */
-    uint32_t m_rights;       /**< def_ombrel_ftp_account_read, _write, _delete; 0 for a look around */
+    const char* m_name;      /**< without ":", blanks and control characters */
+    const char* m_secret;    /**< as secret.h makes them; ignored for "anonymous", where it may be null */
+    const char* m_directory; /**< links on the way to it are followed, but only when the account is added */
+    uint32_t
+        m_rights; /**< def_ombrel_ftp_account_read, _write, _delete; 0 only to move between directories */
 } ombrel_ftp_account_t;
 
 /**
@@ -233,7 +235,7 @@ typedef struct ombrel_ftp_account_ts {
  * @param server  the server
  * @param account the account
  * @return 0; -1 with #def_ombrel_fault_exists when there is one of the name, with #def_ombrel_fault_invalid
- * for a name, a secret or rights that cannot be, or as opening the directory failed
+ * for an invalid name, secret or rights, or as opening the directory failed
  */
 OMBREL_API int ombrel_ftp_server_add_account(ombrel_ftp_server_t* server,
                                              const ombrel_ftp_account_t* account);
@@ -248,12 +250,12 @@ OMBREL_API int ombrel_ftp_server_remove_account(ombrel_ftp_server_t* server, con
  * @{ */
 #define def_ombrel_ftp_account_fault_none 0   /**< nothing: the file could not be read, or memory ran out */
 #define def_ombrel_ftp_account_fault_fields 1 /**< it is not NAME:SECRET:DIRECTORY:RIGHTS */
-#define def_ombrel_ftp_account_fault_name 2   /**< the name is empty, too long or no name */
-#define def_ombrel_ftp_account_fault_twice 3  /**< there is an account of the name */
-#define def_ombrel_ftp_account_fault_secret 4 /**< the secret is none, or of a kind that is not known */
+#define def_ombrel_ftp_account_fault_name 2   /**< the name is empty, too long or malformed */
+#define def_ombrel_ftp_account_fault_twice 3  /**< there is an account with this name */
+#define def_ombrel_ftp_account_fault_secret 4 /**< the secret is malformed, or of an unknown kind */
 #define def_ombrel_ftp_account_fault_directory 5 /**< the directory cannot be opened: see the fault */
 #define def_ombrel_ftp_account_fault_rights                                                                  \
-    6 /**< the rights have another letter than r, w, d, or one twice */
+    6 /**< the rights have a letter other than r, w, d, or one twice */
 /** @} */
 
 /** What is wrong with a file of accounts. */
@@ -266,14 +268,14 @@ typedef struct ombrel_ftp_account_fault_ts {
 /**
  * @brief Adds the accounts of a file, all or none.
  *
- * A line is NAME:SECRET:DIRECTORY:RIGHTS, of which the directory reaches to the last colon and rights are
+ * A line is NAME:SECRET:DIRECTORY:RIGHTS, where the directory reaches to the last colon and the rights are
  * some of the letters r, w, d, or none: "ann:$...:/srv/ann:rwd". For "anonymous" the secret may be empty.
  * Empty lines, and those that begin with "#", are passed over; lines may end in CR LF; blanks at the ends of
  * the fields count.
  * @param server the server
  * @param path   the file, of 1 MiB at most
  * @param fault  receives what is wrong; may be null
- * @return the number of accounts; -1 with #def_ombrel_fault_invalid for a line that cannot be, or as reading
+ * @return the number of accounts; -1 with #def_ombrel_fault_invalid for an invalid line, or as reading
  * the file or opening a directory failed
  */
 OMBREL_API int64_t ombrel_ftp_server_load_accounts(ombrel_ftp_server_t* server, const char* path,
@@ -345,7 +347,7 @@ typedef struct ombrel_ftp_server_counts_ts {
     uint64_t m_reserved[4];    /**< receive 0 */
 } ombrel_ftp_server_counts_t;
 
-/** @brief Tells what it has done. @return 0, or -1 for null */
+/** @brief What the server has done. @return 0, or -1 for null */
 OMBREL_API int ombrel_ftp_server_get_counts(ombrel_ftp_server_t* server, ombrel_ftp_server_counts_t* counts);
 /** @} */
 

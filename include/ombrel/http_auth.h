@@ -2,7 +2,7 @@
  * @file http_auth.h
  * @brief HTTP authentication by Basic (RFC 7617) and Digest (RFC 7616 and 2617), both sides.
  *
- * What stands here works on the values of fields, so it serves any server and client; `WWW-Authenticate` and
+ * These functions work on the values of fields, so they serve any server and client; `WWW-Authenticate` and
  * `Authorization` go with the status 401, and `Proxy-Authenticate` and `Proxy-Authorization` with 407, by the
  * same functions.
  *
@@ -36,17 +36,17 @@
  *     give_up(); // the password is wrong, or no scheme suits
  * @endcode
  *
- * @par Digest as it is spoken here
+ * @par The supported part of Digest
  * Algorithms MD5 and SHA-256 and the session variants of both; quality of protection "auth"; UTF-8; names in
  * the clear, as `username*`, or hashed (userhash). A server offers the stronger algorithm first. Its nonces
- * are proved by a key of its own, so they cost no memory until somebody has logged in with one.
+ * are authenticated by a key of its own, so they cost no memory until somebody has logged in with one.
  *
  * Each nonce count is taken once. Parallel connections of one client may bring counts out of their order, as
- * far as 64 after the highest. A request with a count that was there, or with a nonce that is too old or
- * that nobody remembers, but which is right otherwise, is answered by a challenge with "stale=true": the
- * client repeats it with the new nonce, and nobody is asked for the password, while a recorded request is of
- * no use. Clients that know no "qop" (RFC 2069) are let in once with each nonce. In a session variant the
- * nonce and the client's own one are those of each request, as browsers and curl have them.
+ * far as 64 after the highest. A request that is right except that its count was used before, or its nonce is
+ * too old or forgotten, is answered by a challenge with "stale=true": the client repeats it with the new
+ * nonce without asking its user for the password, and a recorded request is of no use to an attacker. Clients
+ * without "qop" (RFC 2069) are let in once with each nonce. In a session variant the nonce and the client's
+ * own one are those of each request, as browsers and curl have them.
  *
  * @par Bounds
  * Whatever peers send, a server keeps at most ombrel_http_auth_server_options_t::m_nonce_limit records of 24
@@ -79,8 +79,8 @@ OMBREL_BEGIN_C
 
 /** @name Schemes, also as flags
  * @{ */
-#define def_ombrel_http_auth_basic 1u           /**< Basic: the password itself, readable by all on the way */
-#define def_ombrel_http_auth_md5 2u             /**< Digest with MD5 */
+#define def_ombrel_http_auth_basic 1u /**< Basic: the password itself, readable by everybody on the way */
+#define def_ombrel_http_auth_md5 2u   /**< Digest with MD5 */
 #define def_ombrel_http_auth_md5_session 4u     /**< Digest with MD5-sess */
 #define def_ombrel_http_auth_sha256 8u          /**< Digest with SHA-256 */
 #define def_ombrel_http_auth_sha256_session 16u /**< Digest with SHA-256-sess */
@@ -91,7 +91,7 @@ OMBREL_BEGIN_C
 /** Room for every challenge of a server, with its terminator. */
 #define def_ombrel_http_auth_challenge_size 512
 
-/** Room that suffices for the answers of a client to usual servers, with its terminator. */
+/** Room that is enough for the answers of a client to usual servers, with its terminator. */
 #define def_ombrel_http_auth_value_size 4096
 
 /**
@@ -102,11 +102,10 @@ OMBREL_BEGIN_C
 typedef struct ombrel_http_auth_server_ts ombrel_http_auth_server_t;
 
 /**
- * Looks for somebody's secret.
- * @param name    who claims to be there
+ * Looks up a secret by its name. @param name the claimed name
  * @param secret  receives the secret
  * @param context the one of the options
- * @return 1 when it is there; anything else when not
+ * @return 1 when there is one; anything else when not
  */
 typedef int (*ombrel_http_auth_find_t)(const char* name, ombrel_secret_t* secret, void* context);
 
@@ -118,7 +117,7 @@ typedef struct ombrel_http_auth_server_options_ts {
     const char* m_realm;
     /** The schemes that are offered and taken (def_ombrel_http_auth_*); the default is SHA-256 and MD5. */
     uint32_t m_schemes;
-    /** 1 to let clients hash names, so that nobody on the way reads them; the default is 0. Served for names
+    /** 1 to let clients hash names, so that they cannot be read on the way; the default is 0. Works for names
      * of `m_secrets` only. */
     int m_userhash;
     /** How long a nonce is good, in milliseconds from its challenge; the default is 300,000. */
@@ -126,7 +125,7 @@ typedef struct ombrel_http_auth_server_options_ts {
     /** Nonces in use that are remembered, 1 to 1,000,000; the default is 1,024. The oldest is forgotten, and
      * its client told to take a new one, when there are more. */
     uint32_t m_nonce_limit;
-    /** Who may come in; refreshed before each check. Not owned: it must live longer. */
+    /** Who may log in; refreshed before each check. Not owned: it must live longer. */
     ombrel_secret_list_t* m_secrets;
     /** Asked in place of `m_secrets` when that is null. */
     ombrel_http_auth_find_t m_find;
@@ -138,7 +137,7 @@ typedef struct ombrel_http_auth_server_options_ts {
 OMBREL_API int ombrel_init_http_auth_server_options(ombrel_http_auth_server_options_t* options);
 
 /**
- * @brief Makes what checks requests.
+ * @brief Makes the server's side, which checks requests.
  * @param options  how; one of `m_secrets` and `m_find` is needed
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
@@ -151,26 +150,26 @@ ombrel_open_http_auth_server_tag(const ombrel_http_auth_server_options_t* option
 /** @brief ombrel_open_http_auth_server_tag() with the caller's own name and line. */
 #define ombrel_open_http_auth_server(options) ombrel_open_http_auth_server_tag((options), __func__, __LINE__)
 
-/** @brief Frees it; null gives 0. @return 0 */
+/** @brief Frees the server's side; null gives 0. @return 0 */
 OMBREL_API int ombrel_close_http_auth_server(ombrel_http_auth_server_t* server);
 
 /** @name The outcome of a check
  * @{ */
 #define def_ombrel_http_auth_granted 0   /**< it is who it says */
 #define def_ombrel_http_auth_missing 1   /**< there was no value, or one of a scheme that is not taken */
-#define def_ombrel_http_auth_malformed 2 /**< the value is no proper one of its scheme */
+#define def_ombrel_http_auth_malformed 2 /**< the value is malformed for its scheme */
 #define def_ombrel_http_auth_denied 3    /**< the name or the password is wrong */
-#define def_ombrel_http_auth_stale 4     /**< all right but for the nonce, which is too old or not known */
-#define def_ombrel_http_auth_replayed 5  /**< all right but for the nonce count, which was there before */
+#define def_ombrel_http_auth_stale 4     /**< all right except the nonce, which is too old or unknown */
+#define def_ombrel_http_auth_replayed 5  /**< all right except the nonce count, which was used before */
 #define def_ombrel_http_auth_misplaced 6 /**< the value is for another request target or realm */
 /** @} */
 
 /** The outcome of a check. */
 typedef struct ombrel_http_auth_result_ts {
-    int m_outcome;                               /**< #def_ombrel_http_auth_granted and the like */
-    uint32_t m_scheme;                           /**< the one that was used; 0 for none that is known */
-    char m_name[def_ombrel_secret_name_max + 1]; /**< who it claims to be, for logs unless it was granted;
-                                                  * may be empty then */
+    int m_outcome;     /**< #def_ombrel_http_auth_granted and the like */
+    uint32_t m_scheme; /**< the scheme that was used; 0 for none or an unknown one */
+    char m_name[def_ombrel_secret_name_max +
+                1]; /**< the claimed name; unless access was granted only fit for logs, and perhaps empty */
     /** With a granted Digest: the value of a field "Authentication-Info" (or "Proxy-Authentication-Info") by
      * which the server proves in turn that it knows the secret; it may be left out. Empty otherwise. */
     char m_info[384];
@@ -182,8 +181,8 @@ typedef struct ombrel_http_auth_result_ts {
  * @param value  the value, without white space around it; null when the request has no such field. A request
  *               with two must be refused by the caller
  * @param method the request's method
- * @param target the request target as it stood in the request line. The value must be for the very same; of
- *               an absolute one ("http://host/path") the part from the path on is also taken
+ * @param target the request target as it stood in the request line. The value must be for exactly this one;
+ * of an absolute one ("http://host/path") the part from the path on is also taken
  * @param result receives the outcome; or null
  * @return 1 when the request may pass; 0 when it is to be refused, with challenges; -1 for null
  */
@@ -207,8 +206,8 @@ OMBREL_API int ombrel_http_auth_server_challenge(ombrel_http_auth_server_t* serv
                                                  size_t size);
 
 /**
- * @brief A guard for http_server.h: lets those pass who log in, and tells the exchange who they are; answers
- * all others with 401 and the challenges, 400 for what is malformed.
+ * @brief A guard for http_server.h: lets clients that log in pass and sets the exchange's user; answers all
+ * others with 401 and the challenges, and malformed values with 400.
  *
  * @code
  * options.m_guard = ombrel_guard_http_exchange;
@@ -235,7 +234,7 @@ typedef struct ombrel_http_auth_client_ts ombrel_http_auth_client_t;
 /** How a client logs in. */
 typedef struct ombrel_http_auth_client_options_ts {
     /** The schemes that it uses (def_ombrel_http_auth_*); the default is all. Leave Basic out to keep the
-     * password from whoever answers in the place of the server. */
+     * password from whoever pretends to be the server. */
     uint32_t m_schemes;
     /** 1 to use Basic at once, before a server asks; the default is 0. */
     int m_basic_at_once;
@@ -245,7 +244,7 @@ typedef struct ombrel_http_auth_client_options_ts {
 OMBREL_API int ombrel_init_http_auth_client_options(ombrel_http_auth_client_options_t* options);
 
 /**
- * @brief Makes what logs in.
+ * @brief Makes the client's side, which logs in.
  * @param name     who: 1 to #def_ombrel_secret_name_max bytes of UTF-8 without control characters; copied.
  *                 One with ":" cannot use Basic
  * @param password what is known, in UTF-8, at most #def_ombrel_secret_password_max bytes; copied, and
@@ -263,14 +262,14 @@ ombrel_open_http_auth_client_tag(const char* name, const char* password,
 #define ombrel_open_http_auth_client(name, password, options)                                                \
     ombrel_open_http_auth_client_tag((name), (password), (options), __func__, __LINE__)
 
-/** @brief Overwrites and frees it; null gives 0. @return 0 */
+/** @brief Overwrites and frees the client's side; null gives 0. @return 0 */
 OMBREL_API int ombrel_close_http_auth_client(ombrel_http_auth_client_t* client);
 
 /**
  * @brief Takes the challenges of a response 401 or 407 and chooses the best: SHA-256 before MD5, sessions
  * before none, Digest before Basic, an earlier one before a later one of its kind.
  *
- * Challenges that are malformed, or want what is not spoken here, are passed over.
+ * Challenges that are malformed, or want something unsupported, are passed over.
  * @param client the client's side
  * @param values values of all fields "WWW-Authenticate" or "Proxy-Authenticate", of which each may have
  *               several challenges
@@ -308,7 +307,7 @@ OMBREL_API const char* ombrel_http_auth_client_get_realm(const ombrel_http_auth_
  * @param client the client's side
  * @param value  the field's value
  * @return 1 when the server has proved it; 0 when it says nothing about it; -1 when the proof is wrong
- *         (#def_ombrel_fault_access_denied), as of a stranger in its place, and for invalid arguments
+ *         (#def_ombrel_fault_access_denied), as from an impostor, and for invalid arguments
  */
 OMBREL_API int ombrel_http_auth_client_check_info(ombrel_http_auth_client_t* client, const char* value);
 /** @} */

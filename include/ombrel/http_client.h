@@ -3,8 +3,8 @@
  * @brief A client of HTTP/1.1 on an event base, and a call that waits for programs without a loop.
  *
  * A client makes any number of calls at once; none of them ever holds up the loop. A call is one request and
- * its answer, with what leads there: the name's look-up, the connection, redirects, authentication. It ends
- * by one handler, whatever happened:
+ * its answer, with everything in between: the name's look-up, the connection, redirects, authentication. It
+ * ends by one handler, whatever happened:
  *
  * @code
  * static int on_end(ombrel_http_call_t* call, void* context) {
@@ -25,17 +25,17 @@
  * @endcode
  *
  * An answer that says that something went wrong (404, 500) is an answer like any other: the call succeeded,
- * and its status tells. A program without a loop uses ombrel_fetch_http().
+ * and the status says what went wrong. A program without a loop uses ombrel_fetch_http().
  *
  * @par https
- * Not here: such a URI gives #def_ombrel_fault_not_supported, as does any scheme but "http". The contexts
- * speak https where the optional plug-in of libcurl is installed (plugin_curl.h).
+ * Not supported here: such a URI gives #def_ombrel_fault_not_supported, as does any scheme but "http". The
+ * contexts speak https where the optional plug-in of libcurl is installed (plugin_curl.h).
  *
  * @par Requests
  * Method, URI, fields and a body: bytes that are there already, which the call copies, or bytes that a body
- * handler gives piece by piece, under a length told beforehand or in chunks. The client writes Host,
+ * handler gives piece by piece, with a length given beforehand, or in chunks. The client writes Host,
  * Content-Length, Transfer-Encoding and Connection itself, and User-Agent and Accept unless they are given. A
- * Host that is given replaces its own; the other three and fields that are no fields are refused.
+ * Host that is given replaces its own; the other three and malformed fields are refused.
  *
  * @par Answers
  * The body is collected under a size limit, or handed to a data handler as it comes. ombrel_http_call_pause()
@@ -44,28 +44,29 @@
  * and 304 mean for the body is known, and an answer may end with its connection.
  *
  * @par Redirects
- * 301, 302, 303, 307 and 308 with a Location are followed, up to a limit, to "http" URIs only. 303 makes GET
- * of every method but HEAD; 301 and 302 make GET of POST; the others, and what remains, repeat method and
- * body. Where a body handler's bytes would have to be sent again and the request has no rewind handler, the
- * redirect itself is the answer. Credentials, Authorization, Cookie, a Host of the request's own and, without
- * a proxy, Proxy-Authorization stay with the origin (scheme, host and port) of the request's URI.
+ * 301, 302, 303, 307 and 308 with a Location are followed, up to a limit, to "http" URIs only. 303 turns
+ * every method except HEAD into GET; 301 and 302 turn POST into GET; in all other cases method and body are
+ * repeated. Where a body handler's bytes would have to be sent again and the request has no rewind handler,
+ * the redirect itself is the answer. Credentials, Authorization, Cookie, a Host of the request's own and,
+ * without a proxy, Proxy-Authorization are sent only to the origin (scheme, host and port) of the request's
+ * URI.
  *
  * @par Authentication
- * A request's name and password, or those in its URI, answer a challenge (401) of the URI's origin; nothing
- * of them is sent unasked. Digest is answered; Basic, which tells the password to everybody on the way, only
- * with #def_ombrel_http_client_basic. Once it has worked, further calls to that origin with the same name are
+ * A request's name and password, or those in its URI, answer a challenge (401) of the URI's origin; neither
+ * is sent unasked. Digest is answered; Basic, which shows the password to everybody on the way, only with
+ * #def_ombrel_http_client_basic. Once it has worked, further calls to that origin with the same name are
  * signed beforehand by Digest.
  *
  * @par Connections
- * They are kept and used again, within limits: so many in all, so many to one host and port. Calls beyond
+ * They are kept and used again, within limits: one for all, and one for each host and port. Calls beyond
  * them wait in order, the hosts taking turns. A kept connection that the server closed just when it was used
  * again is replaced by a new one, once, where nothing can have happened twice: when nothing was sent, or for
- * methods that may be repeated (GET, HEAD, OPTIONS, TRACE, PUT, DELETE). A connection on which anything came
- * that belongs to no answer is never used again.
+ * methods that may be repeated (GET, HEAD, OPTIONS, TRACE, PUT, DELETE). A connection on which bytes came
+ * that belong to no answer is never used again.
  *
  * @par Limits
- * Nothing that a server sends costs memory or time without a limit; each is an option with its default. A
- * server that breaks the rules of the protocol ends the call with #def_ombrel_fault_violation.
+ * Whatever a server sends, the memory and time that it costs are limited; each limit is an option with a
+ * default. A server that breaks the rules of the protocol ends the call with #def_ombrel_fault_violation.
  *
  * @par Threads
  * A client, its calls and its handlers belong to the thread that runs the base's loop; before the loop runs
@@ -74,8 +75,8 @@
  *
  * @par Failures
  * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
- * invalid arguments, and what is named with the function. A call that was begun tells by
- * ombrel_http_call_get_error():
+ * invalid arguments, and what is named with the function. ombrel_http_call_get_error() says why a call that
+ * was begun failed:
  *
  * | fault | what happened |
  * |---|---|
@@ -84,9 +85,9 @@
  * | timed_out | one of the time limits passed; the text says which |
  * | too_large | a head, a body or the number of redirects is beyond its limit |
  * | closed | the server closed the connection before its answer was whole, or the client was closed |
- * | violation | the server does not keep to the protocol |
- * | not_supported | a redirect to another scheme than "http" |
- * | no_memory, no_descriptor | here |
+ * | violation | the server breaks the rules of the protocol |
+ * | not_supported | a redirect to a scheme other than "http" |
+ * | no_memory, no_descriptor | on this side |
  */
 #ifndef OMBREL_HTTP_CLIENT_H
 #define OMBREL_HTTP_CLIENT_H
@@ -110,8 +111,8 @@ typedef struct ombrel_http_call_ts ombrel_http_call_t;
  * Called when the answer's head is there, and when a call has ended.
  * @param call    the call
  * @param context the one of the request
- * @return 0 goes on; of a head handler anything else ends the call, whose result it becomes. The result of an
- *         end handler is not looked at
+ * @return 0 to go on; anything else from a head handler ends the call, whose result it becomes. The result of
+ * an end handler is not looked at
  */
 typedef int (*ombrel_http_call_handler_t)(ombrel_http_call_t* call, void* context);
 
@@ -121,7 +122,7 @@ typedef int (*ombrel_http_call_handler_t)(ombrel_http_call_t* call, void* contex
  * @param data    the bytes, until the handler returns
  * @param size    their count, at least 1
  * @param context the one of the request
- * @return 0 goes on; anything else ends the call, whose result it becomes
+ * @return 0 to go on; anything else ends the call, whose result it becomes
  */
 typedef int (*ombrel_http_call_data_handler_t)(ombrel_http_call_t* call, const void* data, size_t size,
                                                void* context);
@@ -137,7 +138,7 @@ typedef int (*ombrel_http_call_data_handler_t)(ombrel_http_call_t* call, const v
  * @param context the one of the request
  * @return the bytes given; 0 when the body is at its end; #def_ombrel_http_client_no_body_yet when there are
  *         none yet, in which case the handler is asked again after ombrel_http_call_resume(); -1 ends the
- *         call, by the fault that the handler left (ombrel_leave_fault())
+ *         call, with the fault that the handler left (ombrel_leave_fault())
  */
 typedef int64_t (*ombrel_http_call_body_handler_t)(ombrel_http_call_t* call, void* buffer, size_t size,
                                                    void* context);
@@ -161,8 +162,8 @@ typedef struct ombrel_http_client_field_ts {
 typedef struct ombrel_http_client_request_ts {
     /** A token in capitals, such as "GET"; null, the default, for GET, or for POST when there is a body. */
     const char* m_method;
-    /** "http://HOST[:PORT]/PATH[?QUERY]"; NAME:PASSWORD@ before the host is what m_user and m_password are,
-     * and a fragment is not sent. Spaces and bytes above 0x7E are percent-encoded. */
+    /** "http://HOST[:PORT]/PATH[?QUERY]"; NAME:PASSWORD@ before the host means the same as m_user and
+     * m_password; a fragment is not sent. Spaces and bytes above 0x7E are percent-encoded. */
     const char* m_uri;
     /** Further fields in order. */
     const ombrel_http_client_field_t* m_fields;
@@ -172,13 +173,13 @@ typedef struct ombrel_http_client_request_ts {
     size_t m_body_size; /**< its bytes */
     /** Gives the body in pieces; then m_body is null. */
     ombrel_http_call_body_handler_t m_body_handler;
-    /** Bytes that the body handler gives in all; -1, the default, when nobody knows: they go in chunks. A
-     * handler that ends early or gives more ends the call as invalid. */
+    /** Bytes that the body handler gives in all; -1, the default, when that is not known: they go in chunks.
+     * A handler that ends early or gives more ends the call as invalid. */
     int64_t m_body_length;
     /** Makes the body handler begin again; null, the default, when it cannot. A result other than 0 ends the
      * call, whose result it becomes. */
     ombrel_http_call_handler_t m_rewind_handler;
-    /** Who asks, for servers that want to know; null, the default, for none. */
+    /** The user's name, for servers that ask for one; null, the default, for none. */
     const char* m_user;
     const char* m_password; /**< the password; null counts as empty */
     uint32_t m_flags;       /**< def_ombrel_http_client_basic and the like */
@@ -186,12 +187,12 @@ typedef struct ombrel_http_client_request_ts {
     int m_redirect_limit;
     /** The whole call, in milliseconds; 0, the default, for the client's limit; negative for none. */
     int m_whole_ms;
-    /** Told when the answer's head is there, of a redirect that is followed or a challenge that is answered
-     * not; null, the default, for none. */
+    /** Called when the answer's head is there, but not for redirects that are followed or challenges that are
+     * answered; null, the default, for none. */
     ombrel_http_call_handler_t m_head_handler;
     /** Given the answer's body as it comes; null, the default, has it collected. */
     ombrel_http_call_data_handler_t m_data_handler;
-    /** Told once that the call has ended. Afterwards there is no call. */
+    /** Called once when the call has ended. Afterwards the call no longer exists. */
     ombrel_http_call_handler_t m_handler;
     void* m_context; /**< handed to all of them */
 } ombrel_http_client_request_t;
@@ -200,16 +201,18 @@ typedef struct ombrel_http_client_request_ts {
 typedef struct ombrel_http_client_options_ts {
     /** Milliseconds for look-up and connection; the default is 10,000; negative for no limit. */
     int m_connect_ms;
-    /** From the request's end to the end of the answer's head; the default is 30,000; negative for no limit.
+    /** Milliseconds from the request's end to the end of the answer's head; the default is 30,000; negative
+     * for no limit.
      */
     int m_head_ms;
-    /** Without a byte either way, pauses not counted; the default is 30,000; negative for no limit. */
+    /** Milliseconds without a byte in either direction, pauses not counted; the default is 30,000; negative
+     * for no limit. */
     int m_progress_ms;
-    /** A call from begin to end, its wait for a connection and redirects included; the default is 600,000;
-     * negative for no limit. */
+    /** Milliseconds for a whole call, its wait for a connection and redirects included; the default is
+     * 600,000; negative for no limit. */
     int m_whole_ms;
-    /** How long an unused connection is kept; the default is 15,000; 0 keeps none, negative keeps them for
-     * ever. */
+    /** Milliseconds for which an unused connection is kept; the default is 15,000; 0 keeps none, negative
+     * keeps them for ever. */
     int m_idle_ms;
     /** Connections in all, at least 1; the default is 64. */
     size_t m_connection_limit;
@@ -262,11 +265,10 @@ OMBREL_API ombrel_http_client_t* ombrel_open_http_client_tag(ombrel_event_base_t
     ombrel_open_http_client_tag((base), (options), __func__, __LINE__)
 
 /**
- * @brief Ends all calls, whose end handlers are told #def_ombrel_fault_closed, and frees the client.
+ * @brief Ends all calls, whose end handlers find #def_ombrel_fault_closed, and frees the client.
  *
  * A look-up that hangs may be left behind for a while; see ombrel_close_resolver_cache().
- * @param client the client; null gives 0. A handler may close it; no other is called afterwards but the end
- *               handlers
+ * @param client the client; null gives 0. A handler may close it; only the end handlers are called afterwards
  * @return 0
  */
 OMBREL_API int ombrel_close_http_client(ombrel_http_client_t* client);
@@ -274,10 +276,10 @@ OMBREL_API int ombrel_close_http_client(ombrel_http_client_t* client);
 /**
  * @brief Begins a call. No handler is called before this has returned.
  * @param client  the client
- * @param request what is asked, and who is told; m_handler must be there
- * @return the call; null when it cannot begin, and then no handler is called: invalid arguments;
- *         #def_ombrel_fault_not_supported for another scheme than "http"; #def_ombrel_fault_busy when too
- * many wait already; #def_ombrel_fault_closed when the client is being closed; when memory runs out
+ * @param request the request with its handlers; m_handler must be set
+ * @return the call; null when it cannot begin, and then no handler is called: #def_ombrel_fault_invalid;
+ * #def_ombrel_fault_not_supported for a scheme other than "http"; #def_ombrel_fault_busy when too many wait
+ * already; #def_ombrel_fault_closed when the client is being closed; when memory runs out
  */
 OMBREL_API ombrel_http_call_t* ombrel_http_client_call(ombrel_http_client_t* client,
                                                        const ombrel_http_client_request_t* request);
@@ -289,15 +291,15 @@ OMBREL_API ombrel_http_call_t* ombrel_http_client_get(ombrel_http_client_t* clie
 /** What a client has and did. */
 typedef struct ombrel_http_client_counts_ts {
     size_t m_calls;       /**< under way, those that wait included */
-    size_t m_waiting;     /**< of them waiting for a connection */
+    size_t m_waiting;     /**< of these, calls that wait for a connection */
     size_t m_connections; /**< open, or being opened */
-    size_t m_idle;        /**< of them kept for the next call */
+    size_t m_idle;        /**< of these, connections kept for the next call */
     uint64_t m_opened;    /**< connections opened since the beginning */
     uint64_t m_ended;     /**< calls that ended since the beginning, cancelled ones not */
     size_t m_reserved[4]; /**< receive 0 */
 } ombrel_http_client_counts_t;
 
-/** @brief Tells what a client has and did. @return 0, or -1 for null of either */
+/** @brief What a client has and has done. @return 0, or -1 for null of either */
 OMBREL_API int ombrel_http_client_get_counts(const ombrel_http_client_t* client,
                                              ombrel_http_client_counts_t* counts);
 
@@ -305,9 +307,9 @@ OMBREL_API int ombrel_http_client_get_counts(const ombrel_http_client_t* client,
 OMBREL_API int ombrel_http_client_drop_idle(ombrel_http_client_t* client);
 
 /**
- * @brief Ends a call without a further word: none of its handlers is called any more, and it is gone.
+ * @brief Cancels a call: none of its handlers is called any more, and the call is freed.
  *
- * In a handler of the call itself it may be used until that handler returns; in an end handler it is ended
+ * In a handler of the call itself it may be used until that handler returns; in an end handler it has ended
  * already.
  * @return 0, or -1 for null
  */
@@ -316,13 +318,13 @@ OMBREL_API int ombrel_http_call_cancel(ombrel_http_call_t* call);
 /**
  * @brief Stops the answer's flow: the data handler is not called any more, and no more is read.
  *
- * Time that passes meanwhile counts for the whole call only.
+ * The time of a pause counts only towards the limit of the whole call.
  * @return 0, or -1 for null
  */
 OMBREL_API int ombrel_http_call_pause(ombrel_http_call_t* call);
 
 /**
- * @brief Lets the answer flow again, and asks a body handler again that had nothing. Handlers are not called
+ * @brief Lets the answer flow again, and asks a body handler that had nothing again. Handlers are not called
  * before this has returned.
  * @return 0, or -1 for null
  */
@@ -344,10 +346,11 @@ OMBREL_API const ombrel_transfer_error_t* ombrel_http_call_get_error(const ombre
 /** @brief The answer's status, 200 to 999. @return it; 0 before there is an answer; -1 for null */
 OMBREL_API int ombrel_http_call_get_status(const ombrel_http_call_t* call);
 
-/** @brief What was asked for last, after redirects, without name and password. @return it; null for null */
+/** @brief The URI that was asked for last, after redirects, without name and password. @return it; null for
+ * null */
 OMBREL_API const char* ombrel_http_call_get_uri(const ombrel_http_call_t* call);
 
-/** @brief Redirects that were followed. @return their number, or -1 for null */
+/** @brief The number of redirects that were followed. @return their number, or -1 for null */
 OMBREL_API int ombrel_http_call_get_redirects(const ombrel_http_call_t* call);
 
 /**
@@ -365,7 +368,7 @@ OMBREL_API const char* ombrel_http_call_get_field(const ombrel_http_call_t* call
 OMBREL_API const ombrel_http_client_field_t* ombrel_http_call_get_fields(const ombrel_http_call_t* call,
                                                                          size_t* count);
 
-/** @brief Bytes of the body that the answer's head tells. @return them, or -1 when it does not */
+/** @brief The length of the body that the answer's head gives. @return bytes, or -1 when it gives none */
 OMBREL_API int64_t ombrel_http_call_get_length(const ombrel_http_call_t* call);
 
 /** @brief Bytes of the answer's body that came so far. @return them, or -1 for null */
@@ -388,13 +391,13 @@ OMBREL_API const char* ombrel_http_call_get_body(const ombrel_http_call_t* call,
  */
 OMBREL_API char* ombrel_http_call_take_body(ombrel_http_call_t* call, size_t* size);
 
-/** An answer that was waited for: one block. */
+/** An answer of ombrel_fetch_http(): one block. */
 typedef struct ombrel_http_answer_ts {
     int m_status;                               /**< 200 to 999 */
-    const char* m_uri;                          /**< what was asked for last, after redirects */
+    const char* m_uri;                          /**< the URI that was asked for last, after redirects */
     const ombrel_http_client_field_t* m_fields; /**< the head's fields in order */
     size_t m_field_count;                       /**< their number */
-    const char* m_body;                         /**< what was collected, and a zero after it; never null */
+    const char* m_body;                         /**< the body and a zero after it; never null */
     size_t m_body_size;                         /**< its bytes */
 } ombrel_http_answer_t;
 
@@ -403,7 +406,7 @@ typedef struct ombrel_http_answer_ts {
  * @param request    what is asked; its handlers, of which none is needed, are called by this function. A head
  *                   or data handler that ends the call makes the function fail as interrupted
  * @param options    how; null means ombrel_init_http_client_options()
- * @param timeout_ms milliseconds for all of it; negative for the options' limits alone
+ * @param timeout_ms milliseconds for all of it; negative for only the limits of the options
  * @param error      receives why it failed; may be null
  * @param function   the calling function's name, for the heap's reports
  * @param line       the calling line

@@ -1,6 +1,6 @@
 /**
  * @file http_directory.h
- * @brief Files of a directory served by an HTTP server: ranges, conditional requests, lists of what is there.
+ * @brief Files of a directory served by an HTTP server: ranges, conditional requests, lists of entries.
  *
  * @code
  * ombrel_http_directory_t* files = ombrel_open_http_directory("/srv/firmware", NULL);
@@ -13,27 +13,28 @@
  *
  * @par What is served
  * Regular files below the directory, by GET and HEAD; other methods are answered 405. Nothing leads out of
- * it: no "..", no encoding of it, no backslash, drive letter or device name, no link (links are not followed
- * at all, save those on the way to the directory itself), no exchange of directories for links while a name
- * is opened. What is not served, whatever the reason, is answered 404: names that begin with a dot, links,
- * pipes and devices, files that may not be read.
+ * it: no "..", no encoding of it, no backslash, drive letter or device name, no link (no link below the
+ * directory is followed), not even a directory that is replaced by a link while a name is opened. Whatever is
+ * not served, for any reason, is answered 404: names that begin with a dot, links, pipes and devices, files
+ * that may not be read.
  *
- * Where the host takes names in upper and lower case for the same, as Windows does, a route that guards a
- * part of a directory is passed by the other spelling: guard all of it, or keep what is guarded in a
- * directory of its own.
+ * Where the host takes names in upper and lower case for the same, as Windows does, a guarded route for a
+ * part of a directory can be evaded by another spelling: guard the whole directory, or keep guarded files in
+ * a directory of their own.
  *
  * @par Answers
  * Files have Last-Modified, an ETag of their size, time and identity, Accept-Ranges, and a Content-Type by
  * their name (ombrel_get_mime_type()). If-Match, If-None-Match, If-Modified-Since, If-Unmodified-Since and
- * If-Range are heeded as RFC 9110 has them, ranges as one part or as multipart/byteranges; ranges that
- * overlap are joined, and more than the limit of them are answered with the whole file. A directory without
+ * If-Range are honoured as in RFC 9110; ranges are answered as one part or as multipart/byteranges; ranges
+ * that overlap are joined, and a request with more ranges than the limit is answered with the whole file. A
+ * directory without
  * "/" at its end is redirected to the one with it; with it, its index file is served, else a page with its
  * entries.
  *
  * @par Large and changing files
  * Files are read in pieces as the client takes them, by short calls on the loop's thread: keep them on local
- * disks. The answer's head tells the size that the file had; when it has become shorter the connection breaks
- * off, and bytes that it grew by are not sent.
+ * disks. The answer's head tells the size that the file had; when it becomes shorter the connection is broken
+ * off; when it grows, the additional bytes are not sent.
  *
  * Threads and failures are those of http_server.h.
  */
@@ -63,11 +64,11 @@ typedef struct ombrel_http_directory_options_ts {
     uint32_t m_flags;
     /** The index file of a directory; the default is "index.html"; null for none. */
     const char* m_index_name;
-    /** The character set that is told of files whose type begins "text/"; the default is "utf-8"; null for
+    /** The character set given for files whose type begins with "text/"; the default is "utf-8"; null for
      * none. */
     const char* m_charset;
     /** Seconds for which clients may keep a file without asking again; the default is 0: they ask each time
-     * (Cache-Control: no-cache); negative says nothing of it. */
+     * (Cache-Control: no-cache); negative sends no Cache-Control. */
     int m_max_age;
     /** Ranges in one request; the default is 16, 64 at most. Of requests with more the whole file is sent. */
     size_t m_range_limit;
@@ -79,8 +80,8 @@ typedef struct ombrel_http_directory_options_ts {
 OMBREL_API int ombrel_init_http_directory_options(ombrel_http_directory_options_t* options);
 
 /**
- * @brief Opens a directory to serve. It is held open: that its path comes to mean another one changes
- * nothing.
+ * @brief Opens a directory to serve. It is held open: if its path later leads elsewhere, the opened directory
+ * is still the one served.
  * @param path     the directory
  * @param options  how; null means ombrel_init_http_directory_options()
  * @param function the calling function's name, for the heap's reports
@@ -106,7 +107,7 @@ OMBREL_API int ombrel_close_http_directory(ombrel_http_directory_t* directory);
 
 /**
  * @brief Answers a request with a file or list: the handler of a route that ends in a star, or of the
- * options, where the whole path counts.
+ * server's options, where the whole path counts.
  * @param exchange  the exchange
  * @param directory the directory
  * @return 0; -1 for null

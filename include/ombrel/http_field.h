@@ -1,12 +1,12 @@
 /**
  * @file http_field.h
- * @brief What stands in the fields and targets of HTTP: lists, parameters, media types, accept lists, ranges,
- * cookies, entity tags, dates, hosts, targets and paths; and a list of fields.
+ * @brief The contents of the fields and targets of HTTP: lists, parameters, media types, accept lists,
+ * ranges, cookies, entity tags, dates, hosts, targets and paths; and a list of fields.
  *
- * Values are read where they stand, in texts of a pointer and a size that need not be terminated, and taken
- * apart without memory: the parts point into the text. Functions `ombrel_next_http_*` step through a value;
- * each call gives 1 and an element, 0 at the end, or -1 where the value is malformed: `at` then stands before
- * what is not read:
+ * Values are read in place, in texts of a pointer and a size that need not be terminated, and parsed without
+ * allocating: the parts point into the text. Functions `ombrel_next_http_*` step through a value; each call
+ * gives 1 and an element, 0 at the end, or -1 where the value is malformed: `at` is then the place of what
+ * could not be read:
  *
  * @code
  * ombrel_http_text_t coding;
@@ -37,7 +37,7 @@ OMBREL_BEGIN_C
 
 /** Bytes somewhere, not terminated. */
 typedef struct ombrel_http_text_ts {
-    const char* m_data; /**< may be null when there are none */
+    const char* m_data; /**< may be null when the size is 0 */
     size_t m_size;      /**< their number */
 } ombrel_http_text_t;
 
@@ -46,17 +46,18 @@ typedef struct ombrel_http_text_ts {
  * @{
  */
 
-/** @brief The usual reason of a status, "Not Found". @return a static text; "Unknown" for one without */
+/** @brief The usual reason phrase of a status: "Not Found". @return a static text; "Unknown" for a status
+ * without one */
 OMBREL_API const char* ombrel_http_status_text(int status);
 
 /** @brief Whether a text is a token: letters, digits and "!#$%&'*+-.^_`|~", one or more. @return 1 or 0 */
 OMBREL_API int ombrel_is_http_token(const char* text, size_t size);
 
-/** @brief Whether a text may be a value: no control characters but the tab. @return 1 or 0 */
+/** @brief Whether a text may be a value: no control characters except the tab. @return 1 or 0 */
 OMBREL_API int ombrel_is_http_value(const char* text, size_t size);
 
 /**
- * @brief Whether a text is a word, letters of ASCII in either case, as names of fields, codings and
+ * @brief Whether a text is a word, ignoring the case of ASCII letters, as names of fields, codings and
  * parameters are compared.
  * @param text the text
  * @param size its bytes
@@ -76,7 +77,7 @@ OMBREL_API int ombrel_is_http_name(const char* text, size_t size, const char* na
  * passed over.
  * @param text    the list
  * @param size    its bytes
- * @param at      0 at first, counted on
+ * @param at      0 for the first call; advanced by each
  * @param element receives the element without white space around it
  * @return 1; 0 at the end; -1 for a quoted string that does not end
  */
@@ -99,9 +100,9 @@ typedef struct ombrel_http_parameter_ts {
  * @param text      the parameters
  * @param size      their bytes
  * @param separator ";" or ","
- * @param at        0 at first, counted on
+ * @param at        0 for the first call; advanced by each
  * @param parameter receives the parameter
- * @return 1; 0 at the end; -1 for what is no parameter
+ * @return 1; 0 at the end; -1 for a malformed parameter
  */
 OMBREL_API int ombrel_next_http_parameter(const char* text, size_t size, char separator, size_t* at,
                                           ombrel_http_parameter_t* parameter);
@@ -126,7 +127,7 @@ OMBREL_API int64_t ombrel_unquote_http_text(const char* text, size_t size, char*
 
 /**
  * @brief Writes a quoted string, quotes included; quotes and backslashes in it get a backslash. Control
- * characters but the tab are refused with invalid.
+ * characters except the tab are refused with invalid.
  * @return bytes of the text; -1
  */
 OMBREL_API int64_t ombrel_quote_http_text(const char* text, size_t size, char* buf, size_t room);
@@ -145,7 +146,7 @@ typedef struct ombrel_http_media_ts {
     ombrel_http_text_t m_parameters; /**< from the first ";" on, for ombrel_get_http_parameter() */
 } ombrel_http_media_t;
 
-/** @brief Takes a Content-Type apart; its parameters have to be well-formed too. @return 0; -1 */
+/** @brief Parses a Content-Type; its parameters have to be well-formed too. @return 0; -1 */
 OMBREL_API int ombrel_parse_http_media(const char* text, size_t size, ombrel_http_media_t* media);
 
 /** @name Kinds of accept lists
@@ -156,10 +157,10 @@ OMBREL_API int ombrel_parse_http_media(const char* text, size_t size, ombrel_htt
 /** @} */
 
 /**
- * @brief How good an offer is to a peer, after the most particular element of the list that fits.
+ * @brief How good an offer is to a peer, by the most specific element of the list that fits.
  * @param kind  def_ombrel_http_accept_*
  * @param text  the list; null where the field was not sent, which accepts all
- * @param size  its bytes; an empty list accepts all, but of codings only "identity"
+ * @param size  its bytes; an empty list accepts all, except for codings, of which it accepts only "identity"
  * @param offer what is offered: "text/html" (parameters do not count), "gzip", "en-GB"
  * @return 0, not at all, to 1000; -1 for a malformed list
  */
@@ -198,8 +199,8 @@ typedef struct ombrel_http_range_ts {
  * @param total  bytes of the representation
  * @param ranges receives the ranges
  * @param limit  how many may be asked for, those left out too; 16 is plenty
- * @return ranges received, 1 or more; 0 when none is satisfiable (answered by 416); -1 when the field does
- *         not count (answered in whole): malformed, of another unit, or too_large for more than `limit`
+ * @return ranges received, 1 or more; 0 when none is satisfiable (answered by 416); -1 when the field is to
+ * be ignored (and the whole sent): malformed, of another unit, or too_large for more than `limit`
  */
 OMBREL_API int ombrel_parse_http_ranges(const char* text, size_t size, int64_t total,
                                         ombrel_http_range_t* ranges, int limit);
@@ -247,8 +248,8 @@ OMBREL_API int ombrel_next_http_entity_tag(const char* text, size_t size, size_t
  * @brief Whether a list has an entity tag.
  * @param text      the list, "*" fits any tag
  * @param size      its bytes
- * @param tag       a tag as sent, `"x"` or `W/"x"`; null where there is nothing, which "*" does not fit
- * either
+ * @param tag       a tag as sent, `"x"` or `W/"x"`; null where there is no representation, which not even "*"
+ * fits
  * @param is_strong non-zero for the strong comparison (If-Match, If-Range): no weak tag fits then
  * @return 1; 0; -1 for a malformed list or tag
  */
@@ -274,7 +275,7 @@ typedef struct ombrel_http_conditions_ts {
 
 /**
  * @brief Decides by a request's conditions, in the order of the standard.
- * @param conditions the fields; those that are malformed do not count, save that a malformed If-Match fails
+ * @param conditions the fields; malformed ones are ignored, except that a malformed If-Match fails
  * @param is_read    non-zero for GET and HEAD
  * @param tag        the representation's entity tag; null for none
  * @param modified   when it was changed last; null when not known
@@ -305,7 +306,8 @@ typedef struct ombrel_http_cookie_ts {
     ombrel_http_text_t m_value; /**< without quotes around it */
 } ombrel_http_cookie_t;
 
-/** @brief The next cookie of a Cookie field. What is no cookie is passed over. @return 1; 0 at the end; -1 */
+/** @brief The next cookie of a Cookie field. Whatever is not a cookie is passed over. @return 1; 0 at the
+ * end; -1 */
 OMBREL_API int ombrel_next_http_cookie(const char* text, size_t size, size_t* at,
                                        ombrel_http_cookie_t* cookie);
 
@@ -321,11 +323,12 @@ OMBREL_API int ombrel_next_http_cookie(const char* text, size_t size, size_t* at
 typedef struct ombrel_http_set_cookie_ts {
     ombrel_http_text_t m_name; /**< a token */
     ombrel_http_text_t
-        m_value; /**< visible characters but quotes, commas, ";" and the backslash; may be empty */
+        m_value; /**< visible characters except quotes, commas, ";" and the backslash; may be empty */
     ombrel_http_text_t m_path;   /**< from "/" on; empty for none */
     ombrel_http_text_t m_domain; /**< without a leading point; empty for the host alone */
-    int64_t m_max_age;  /**< seconds that it lives, 0 to remove it; negative for as long as the session */
-    int64_t m_expires;  /**< seconds since 1970 when it ends; INT64_MIN for none. m_max_age goes before */
+    int64_t m_max_age; /**< seconds that it lives, 0 to remove it; negative for as long as the session */
+    int64_t
+        m_expires; /**< seconds since 1970 when it expires; INT64_MIN for none. m_max_age takes precedence */
     int m_is_secure;    /**< only over protected connections */
     int m_is_http_only; /**< not for scripts */
     int m_same_site;    /**< def_ombrel_http_same_site_* */
@@ -335,12 +338,13 @@ typedef struct ombrel_http_set_cookie_ts {
  * -1 */
 OMBREL_API int ombrel_init_http_set_cookie(ombrel_http_set_cookie_t* cookie);
 
-/** @brief Writes a Set-Cookie; what could break out of its place is refused with invalid. @return bytes; -1
+/** @brief Writes a Set-Cookie; parts that could break out of their place are refused with invalid. @return
+ * bytes; -1
  */
 OMBREL_API int64_t ombrel_format_http_set_cookie(const ombrel_http_set_cookie_t* cookie, char* buf,
                                                  size_t room);
 
-/** @brief Reads a Set-Cookie; attributes that are unknown or malformed do not count. @return 0; -1 */
+/** @brief Reads a Set-Cookie; unknown or malformed attributes are ignored. @return 0; -1 */
 OMBREL_API int ombrel_parse_http_set_cookie(const char* text, size_t size, ombrel_http_set_cookie_t* cookie);
 
 /** @} */
@@ -359,7 +363,7 @@ typedef struct ombrel_http_authority_ts {
 /**
  * @brief Reads the value of a Host field: "example.org:8080", "[::1]". A name has letters, digits, "-", "."
  * and "_" alone; brackets hold an IPv6 address.
- * @return 0; -1 for what is no host, an empty one too
+ * @return 0; -1 for what is not a host, an empty text included
  */
 OMBREL_API int ombrel_parse_http_authority(const char* text, size_t size, ombrel_http_authority_t* authority);
 
@@ -371,23 +375,24 @@ OMBREL_API int ombrel_parse_http_authority(const char* text, size_t size, ombrel
 #define def_ombrel_http_target_asterisk 3  /**< "*", of OPTIONS */
 /** @} */
 
-/** A request's target taken apart. */
+/** The parts of a request's target. */
 typedef struct ombrel_http_target_ts {
-    int m_form;                          /**< def_ombrel_http_target_* */
-    ombrel_http_text_t m_scheme;         /**< of the absolute form */
-    ombrel_http_authority_t m_authority; /**< of the absolute and the authority form; it goes before Host */
-    ombrel_http_text_t m_path;           /**< encoded; "/" where an absolute form has none; else empty */
-    ombrel_http_text_t m_query;          /**< after the "?" */
-    int m_has_query;                     /**< 1 when there is a "?" */
+    int m_form;                  /**< def_ombrel_http_target_* */
+    ombrel_http_text_t m_scheme; /**< of the absolute form */
+    ombrel_http_authority_t
+        m_authority;            /**< of the absolute and the authority form; it takes precedence over Host */
+    ombrel_http_text_t m_path;  /**< encoded; "/" where an absolute form has none; else empty */
+    ombrel_http_text_t m_query; /**< after the "?" */
+    int m_has_query;            /**< 1 when there is a "?" */
 } ombrel_http_target_t;
 
 /**
- * @brief Takes the target of a request apart. The absolute form is that of http and https, without user
- * information.
+ * @brief Splits the target of a request into its parts. The absolute form is that of http and https, without
+ * user information.
  * @param method the request's method, which decides about the authority form and the asterisk
  * @param text   the target
  * @param target receives the parts
- * @return 0; -1 for what is none, or none for the method
+ * @return 0; -1 for a malformed target, or one that the method does not allow
  */
 OMBREL_API int ombrel_split_http_target(ombrel_http_text_t method, ombrel_http_text_t text,
                                         ombrel_http_target_t* target);
@@ -405,13 +410,15 @@ OMBREL_API int64_t ombrel_decode_http_text(const char* text, size_t size, int is
                                            size_t room);
 
 /**
- * @brief Makes a path of a request one of files below a directory: decodes it once, takes "." and ".." out.
+ * @brief Turns the path of a request into a path below a directory: decodes it once and resolves "." and
+ * "..".
  *
- * The result has no "/" at its beginning and one between two names; one at the end stays, as it asks for a
- * directory. It is empty for "/". Refused are paths that do not begin with "/" or lead above their beginning,
- * and in what is decoded: "/" and backslashes (so that nothing becomes two names), control characters, names
- * that are "." or ".." only once they are decoded, and bytes that are no UTF-8. What else the host's file
- * system makes of names (drives, devices, links) is for who opens the file.
+ * The result has no "/" at its beginning and one between two names; one at the end stays, because it asks for
+ * a directory. It is empty for "/". Refused are paths that do not begin with "/" or lead above their
+ * beginning, and in what is decoded: "/" and backslashes (so that nothing becomes two names), control
+ * characters, names that are "." or ".." only once they are decoded, and bytes that are not UTF-8. Other
+ * meanings that the host's file system gives to names (drives, devices, links) are left to whoever opens the
+ * file.
  * @param text the path, encoded, as ombrel_split_http_target() gives it
  * @param size its bytes
  * @param buf  receives the path
@@ -446,7 +453,7 @@ OMBREL_API ombrel_http_fields_t* ombrel_open_http_fields_tag(size_t limit, const
 /** @brief Frees a list. @param fields the list, or null @return 0 */
 OMBREL_API int ombrel_close_http_fields(ombrel_http_fields_t* fields);
 
-/** @brief Takes all fields out; the memory stays for the next. @return 0; -1 for null */
+/** @brief Removes all fields; the memory stays for the next ones. @return 0; -1 for null */
 OMBREL_API int ombrel_http_fields_clear(ombrel_http_fields_t* fields);
 
 /**
@@ -454,7 +461,7 @@ OMBREL_API int ombrel_http_fields_clear(ombrel_http_fields_t* fields);
  * @param fields the list
  * @param name   a token, which is not one of this list
  * @param value  a value as ombrel_is_http_value() has it, which is not one of this list
- * @return 0; -1 with invalid, too_large, no_memory; the list stays as it was then
+ * @return 0; -1 with invalid, too_large, no_memory; the list is unchanged then
  */
 OMBREL_API int ombrel_http_fields_add(ombrel_http_fields_t* fields, ombrel_http_text_t name,
                                       ombrel_http_text_t value);

@@ -3,7 +3,7 @@
  * @brief Forms as browsers send them: `application/x-www-form-urlencoded` and `multipart/form-data`, read in
  * pieces of any size, and written.
  *
- * A reader gets the body of a request as it comes. Small forms are simply kept:
+ * A reader gets the body of a request as it comes. Small forms are kept in memory:
  *
  * @code
  * ombrel_http_form_t* form = ombrel_open_http_form(content_type, NULL);
@@ -19,23 +19,23 @@
  * ombrel_close_http_form(form);
  * @endcode
  *
- * For uploads a handler is told of each part, its bytes and its end, and nothing is kept. The query of a URI
+ * For uploads a handler gets each part, its bytes and its end, and nothing is kept. The query of a URI
  * is read likewise, with #def_ombrel_http_form_urlencoded for the content type.
  *
  * @par What is refused
- * A body that is no form is refused with a reason and the offset of the byte at fault; nothing is cut off or
- * guessed: an escape without two hexadecimal digits, a NUL, a part without a name, bytes after a boundary, a
- * boundary that never comes, more than a limit. Nothing but the end of a line may stand before the first
- * boundary and after the last; parts have no encodings, and lines of their heads are not folded. What had
- * been handed over before stays handed over: a handler keeps uploads aside until ombrel_http_form_finish()
- * gives 0.
+ * A malformed body is refused with a reason and the offset of the byte at fault; nothing is cut off or
+ * guessed. Refused are an escape without two hexadecimal digits, a NUL, a part without a name, bytes after a
+ * boundary, a boundary that never comes, more than a limit. Nothing but the end of a line may stand before
+ * the first boundary and after the last; parts with a transfer encoding and folded lines in their heads are
+ * refused too. Parts that had been handed over before are not taken back: a handler keeps uploads aside until
+ * ombrel_http_form_finish() gives 0.
  *
  * @par Names of files
  * `m_file_name` is what the peer says, and may be "../../etc/passwd", "C:\\a.txt" or "CON". Never open it:
- * choose a name, or take what ombrel_format_http_form_file_name() makes of it.
+ * choose a name, or take the one that ombrel_format_http_form_file_name() makes of it.
  *
  * @par Texts
- * They are UTF-8 as far as the peer sends it; nothing is converted, and it is not checked.
+ * They are UTF-8 if the peer sends UTF-8; nothing is converted or checked.
  *
  * @par Threads
  * A reader or a writer: one thread at a time.
@@ -75,8 +75,8 @@ typedef struct ombrel_http_form_header_ts {
 /** A part of a form: a field or a file. */
 typedef struct ombrel_http_form_part_ts {
     const char* m_name;         /**< the field's name, decoded; it may be empty */
-    const char* m_file_name;    /**< the name that the peer says a file has; null for what is no file */
-    const char* m_content_type; /**< of a part that names one; null otherwise */
+    const char* m_file_name;    /**< the name that the peer says a file has; null for a field */
+    const char* m_content_type; /**< the content type of a part that names one; null otherwise */
     const ombrel_http_form_header_t* m_headers; /**< all fields of the part's head */
     size_t m_header_count;                      /**< how many; none of an URL-encoded form */
     const char* m_data; /**< of a kept part: its bytes, with a zero after them; null for a handler */
@@ -95,7 +95,8 @@ typedef struct ombrel_http_form_part_ts {
  * @param form    the form
  * @param event   #def_ombrel_http_form_begin and so on
  * @param part    the part, valid until the handler returns
- * @param data    bytes of the part, valid until the handler returns; null but for #def_ombrel_http_form_data
+ * @param data    bytes of the part, valid until the handler returns; null except for
+ * #def_ombrel_http_form_data
  * @param size    how many
  * @param context the one of the options
  * @return 0 to go on; anything else ends the reading: the push or finish under way returns it
@@ -107,7 +108,7 @@ typedef int (*ombrel_http_form_handler_t)(ombrel_http_form_t* form, int event,
 /** @name Flags of reading
  * @{ */
 /** A NUL may stand in values and files, which have their sizes. In names it is always refused. Files of
- * multipart forms may always have any bytes. */
+ * multipart forms may always hold any bytes. */
 #define def_ombrel_http_form_allow_nul 1u
 /** A "%" without two hexadecimal digits stands for itself, as browsers read it. */
 #define def_ombrel_http_form_keep_bad_escapes 2u
@@ -180,7 +181,7 @@ OMBREL_API int ombrel_http_form_finish(ombrel_http_form_t* form);
 #define def_ombrel_http_form_fault_value_limit 10 /**< a longer value than allowed */
 #define def_ombrel_http_form_fault_file_limit 11  /**< a larger file than allowed */
 #define def_ombrel_http_form_fault_body_limit 12  /**< a longer body than allowed */
-#define def_ombrel_http_form_fault_head_limit 13  /**< a longer head of a part than allowed */
+#define def_ombrel_http_form_fault_head_limit 13  /**< a part's head above the limit */
 #define def_ombrel_http_form_fault_keep_limit 14  /**< more to keep than allowed */
 #define def_ombrel_http_form_fault_memory 15      /**< memory ran out */
 #define def_ombrel_http_form_fault_handler 16     /**< the handler ended it */
@@ -188,12 +189,12 @@ OMBREL_API int ombrel_http_form_finish(ombrel_http_form_t* form);
 
 /** @brief Why reading failed. @return def_ombrel_http_form_fault_*; 0 when it did not, and for null */
 OMBREL_API int ombrel_http_form_get_fault(const ombrel_http_form_t* form);
-/** @brief The offset in the body of the byte at which reading stands or failed. @return it; -1 for null */
+/** @brief The offset in the body up to which it was read, or of the byte at fault. @return it; -1 for null */
 OMBREL_API int64_t ombrel_http_form_get_offset(const ombrel_http_form_t* form);
 /** @brief Words for a fault, such as "an escape is broken". @return a static text, never null */
 OMBREL_API const char* ombrel_http_form_fault_text(int fault);
 
-/** @brief Parts that were kept and are complete. @return how many; 0 for null */
+/** @brief The number of complete parts that were kept. @return it; 0 for null */
 OMBREL_API size_t ombrel_http_form_get_count(const ombrel_http_form_t* form);
 /** @brief A kept part. @return the form's own record; null beyond the end */
 OMBREL_API const ombrel_http_form_part_t* ombrel_http_form_get_part(const ombrel_http_form_t* form,
@@ -209,8 +210,8 @@ OMBREL_API const ombrel_http_form_part_t* ombrel_http_form_find(const ombrel_htt
                                                                 const char* name, size_t index);
 
 /**
- * @brief Makes a name that is safe on every system of one that a peer sent: what stands after the last "/"
- * or backslash, with "_" for control characters and those that Windows forbids (angle brackets, colon,
+ * @brief Turns a file name that a peer sent into one that is safe on every system: what stands after the last
+ * "/" or backslash, with "_" for control characters and those that Windows forbids (angle brackets, colon,
  * quotation mark, bar, question mark, star), without leading dots, trailing dots and blanks, no device of
  * Windows ("CON"), cut at a whole character of UTF-8.
  * @param buf       receives the name, terminated
@@ -263,7 +264,7 @@ OMBREL_API int ombrel_init_http_form_writer(ombrel_http_form_writer_t* writer, o
                                             int kind);
 
 /**
- * @brief Writes a field. Of a failure for want of memory nothing is written.
+ * @brief Writes a field. When memory runs out nothing of it is written.
  * @param writer the writer
  * @param name   the name. In a multipart form CR, LF and '"' become "%0D", "%0A" and "%22", as browsers write
  *               them, and a backslash is doubled

@@ -1,11 +1,11 @@
 /**
  * @file http_parser.h
- * @brief Messages of HTTP/1.0 and HTTP/1.1, requests and responses, taken apart as they come in.
+ * @brief Messages of HTTP/1.0 and HTTP/1.1, requests and responses, parsed as they come in.
  *
  * A parser is given bytes in pieces of any size and gives events: the start line, each field, the end of the
- * head, pieces of the body, trailers, the end of the message. It is asked for one event after the other, so
- * that its user stops wherever he likes, goes on later with what is left, and always knows how many bytes
- * were used: those after a message are the next one's, or another protocol's.
+ * head, pieces of the body, trailers, the end of the message. It is asked for one event at a time, so that
+ * its user can stop anywhere, continue later with what is left, and always knows how many bytes were used:
+ * those after a message belong to the next one, or to another protocol.
  *
  * @code
  * static int serve(ombrel_http_parser_t* parser, const void* data, size_t size)
@@ -24,15 +24,15 @@
  * }
  * @endcode
  *
- * What the texts of an event point at lies in the caller's piece when a line lies whole in it; a line that is
- * cut is put together in the parser. Both stay until the next call with this parser or, if earlier, until the
- * piece is gone. Events do not depend on how the bytes are cut, save for the cuts of the body's pieces.
+ * The texts of an event point into the caller's piece when the whole line is in it; a line that is cut is put
+ * together in the parser. Both are valid until the next call with this parser or, if earlier, until the piece
+ * is gone. Events do not depend on how the bytes are cut, except for the pieces of the body.
  *
  * **Limits.** A parser holds its record (some hundred bytes) and, while a line is cut, that line; nothing
  * else of what a peer sends is kept. Lines, fields, heads, trailers and bodies have limits, which are
  * options.
  *
- * **Strictness.** Whatever two programs could read in two ways is refused, so that no request hides in
+ * **Strictness.** Whatever two programs could read differently is refused, so that no request can hide in
  * another: bare CR and NUL anywhere; lines that end without CR; folded lines; white space between a name and
  * its colon; names that are no tokens; control characters in values; a Content-Length that is not digits
  * alone, or is there twice, or beside a Transfer-Encoding; a Transfer-Encoding that is not "chunked" alone,
@@ -41,14 +41,14 @@
  * CONNECT with a body; lengths, codings and hosts among trailers. Some of it is let through by flags, each of
  * which says what it lets through.
  *
- * Not refused, as everybody reads them alike: empty lines before a request, a status line without a reason or
- * the space before it, a Content-Length with leading zeros, HTTP/1.2 to 1.9, which are read as 1.1.
+ * Not refused, because all programs read them alike: empty lines before a request, a status line without a
+ * reason or the space before it, a Content-Length with leading zeros, HTTP/1.2 to 1.9, which are read as 1.1.
  *
  * **Threads.** A parser belongs to one thread at a time; different parsers share nothing.
  *
  * **Errors.** Each refusal has a reason (`def_ombrel_http_fault_*`), a place, a text, and the status by which
  * a server answers it; see ombrel_http_parser_get_fault(). ombrel_last_fault() is violation for messages that
- * do not keep to HTTP, too_large for limits, no_memory, invalid for null arguments.
+ * break the rules of HTTP, too_large for limits, no_memory, invalid for null arguments.
  */
 #ifndef OMBREL_HTTP_PARSER_H
 #define OMBREL_HTTP_PARSER_H
@@ -71,11 +71,11 @@ OMBREL_BEGIN_C
  * @{ */
 /** Lines, also of chunks, that end with LF alone. */
 #define def_ombrel_http_lenient_bare_lf 0x1u
-/** Lines that begin with a space or tab and go on with the value before; each fold becomes one space. */
+/** Lines that begin with a space or tab and continue the value before; each fold becomes one space. */
 #define def_ombrel_http_lenient_fold 0x2u
 /** Spaces and tabs between a field's name and its colon; they are dropped. */
 #define def_ombrel_http_lenient_name_space 0x4u
-/** Control characters but NUL, CR and LF in values of fields and in reasons. */
+/** Control characters except NUL, CR and LF in values of fields and in reasons. */
 #define def_ombrel_http_lenient_value 0x8u
 /** Bytes above 0x7F and "#" in targets. */
 #define def_ombrel_http_lenient_target 0x10u
@@ -91,7 +91,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_http_lenient_all 0x1FFu
 /** @} */
 
-/** Settings of a parser. Sizes are bytes with line ends; a limit of 0 is refused when opening, but for the
+/** Settings of a parser. Sizes are bytes with line ends; a limit of 0 is refused when opening, except the
  * body's. */
 typedef struct ombrel_http_parser_options_ts {
     uint32_t m_flags;           /**< def_ombrel_http_lenient_*; 0 */
@@ -130,18 +130,18 @@ typedef struct ombrel_http_parser_options_ts {
 /** @name What a head says
  * @{ */
 /** Another message may follow on the connection. Where it may not, the parser uses nothing after this one:
- * close it once the exchange is done. After CONNECT it may not either, as what follows could be meant for the
- * tunnel. */
+ * close it once the exchange is done. Nor may it after CONNECT, as the bytes that follow could be meant for
+ * the tunnel. */
 #define def_ombrel_http_head_keep_alive 0x1u
-/** Upgrade is there and named by Connection. A server that agrees sends 101, and what follows the message is
- * the new protocol's; one that does not goes on. */
+/** Upgrade is there and named by Connection. A server that agrees sends 101, and what follows the message
+ * belongs to the new protocol; one that does not agree goes on with HTTP. */
 #define def_ombrel_http_head_upgrade 0x2u
 #define def_ombrel_http_head_continue 0x4u     /**< "Expect: 100-continue", in an HTTP/1.1 request */
 #define def_ombrel_http_head_expect_other 0x8u /**< an Expect of another kind, to be answered by 417 */
-#define def_ombrel_http_head_interim 0x10u     /**< a response 100 or 102 to 199: the true one follows */
+#define def_ombrel_http_head_interim 0x10u     /**< a response 100 or 102 to 199: the final one follows */
 /** @} */
 
-/** One event. Only those fields are set that its kind names. Texts are not terminated. */
+/** One event. Only the fields that its kind lists are set. Texts are not terminated. */
 typedef struct ombrel_http_event_ts {
     int m_kind;        /**< def_ombrel_http_event_* */
     int m_version;     /**< 10 or 11 */
@@ -149,9 +149,9 @@ typedef struct ombrel_http_event_ts {
     int m_target_form; /**< def_ombrel_http_target_*, as ombrel_split_http_target() tells it */
     int m_body;        /**< def_ombrel_http_body_* */
     uint32_t m_flags;  /**< def_ombrel_http_head_* */
-    int64_t m_length;  /**< the Content-Length; -1 when there is none. Without a body it may be above 0: what
-                          HEAD asked about has that length */
-    ombrel_http_text_t m_method; /**< "GET"; methods tell upper from lower case */
+    int64_t m_length;  /**< the Content-Length; -1 when there is none. Without a body it may be above 0: the
+                          length that the answer to GET would have */
+    ombrel_http_text_t m_method; /**< "GET"; upper and lower case differ */
     ombrel_http_text_t m_target; /**< as sent: for ombrel_split_http_target() */
     ombrel_http_text_t m_reason; /**< may be empty */
     ombrel_http_text_t m_name;   /**< as sent, compared by ombrel_is_http_name() */
@@ -162,11 +162,11 @@ typedef struct ombrel_http_event_ts {
 /** @name Why a message was refused
  * The status by which a server answers stands in brackets.
  * @{ */
-#define def_ombrel_http_fault_none 0            /**< nothing was */
-#define def_ombrel_http_fault_start_line 1      /**< the start line has not its three parts [400] */
-#define def_ombrel_http_fault_method 2          /**< the method is no token [400] */
-#define def_ombrel_http_fault_target 3          /**< the target is none, or none for this method [400] */
-#define def_ombrel_http_fault_version 4         /**< what should be the version is none [400] */
+#define def_ombrel_http_fault_none 0       /**< nothing was */
+#define def_ombrel_http_fault_start_line 1 /**< the start line does not have three parts [400] */
+#define def_ombrel_http_fault_method 2     /**< the method is no token [400] */
+#define def_ombrel_http_fault_target 3  /**< the target is malformed, or not allowed for this method [400] */
+#define def_ombrel_http_fault_version 4 /**< the version is malformed [400] */
 #define def_ombrel_http_fault_other_version 5   /**< neither HTTP/1.0 nor 1.1 [505] */
 #define def_ombrel_http_fault_status 6          /**< the status is not three digits from 100 on */
 #define def_ombrel_http_fault_long_start_line 7 /**< start line above the limit [414] */
@@ -183,15 +183,15 @@ typedef struct ombrel_http_event_ts {
 #define def_ombrel_http_fault_no_host 18        /**< HTTP/1.1 without Host [400] */
 #define def_ombrel_http_fault_two_hosts 19      /**< two Host fields [400] */
 #define def_ombrel_http_fault_host 20           /**< the Host is empty or no host [400] */
-#define def_ombrel_http_fault_length 21       /**< the Content-Length is no number or too great a one [400] */
-#define def_ombrel_http_fault_two_lengths 22  /**< two Content-Lengths [400] */
-#define def_ombrel_http_fault_both_lengths 23 /**< Content-Length and Transfer-Encoding [400] */
-#define def_ombrel_http_fault_coding 24       /**< malformed, or chunked is not last or there twice [400] */
-#define def_ombrel_http_fault_other_coding 25 /**< a coding beside chunked [501] */
-#define def_ombrel_http_fault_old_coding 26   /**< a Transfer-Encoding in HTTP/1.0 [400] */
-#define def_ombrel_http_fault_connect_body 27 /**< a CONNECT with a body [400] */
-#define def_ombrel_http_fault_chunk_size 28   /**< the chunk's size is no number or too great a one [400] */
-#define def_ombrel_http_fault_chunk_line 29   /**< something else after the chunk's size [400] */
+#define def_ombrel_http_fault_length 21         /**< the Content-Length is not a number, or too large [400] */
+#define def_ombrel_http_fault_two_lengths 22    /**< two Content-Lengths [400] */
+#define def_ombrel_http_fault_both_lengths 23   /**< Content-Length and Transfer-Encoding [400] */
+#define def_ombrel_http_fault_coding 24         /**< malformed, or chunked is not last or there twice [400] */
+#define def_ombrel_http_fault_other_coding 25   /**< a coding beside chunked [501] */
+#define def_ombrel_http_fault_old_coding 26     /**< a Transfer-Encoding in HTTP/1.0 [400] */
+#define def_ombrel_http_fault_connect_body 27   /**< a CONNECT with a body [400] */
+#define def_ombrel_http_fault_chunk_size 28     /**< the chunk's size is not a number, or too large [400] */
+#define def_ombrel_http_fault_chunk_line 29     /**< something else after the chunk's size [400] */
 #define def_ombrel_http_fault_long_chunk_line 30 /**< line of a chunk above the limit [400] */
 #define def_ombrel_http_fault_chunk_end 31       /**< no line end after the chunk's bytes [400] */
 #define def_ombrel_http_fault_trailer 32         /**< a field that may not be a trailer [400] */
@@ -265,20 +265,20 @@ OMBREL_API int ombrel_http_parser_reset(ombrel_http_parser_t* parser);
  * again. A caller who stops earlier passes the rest again later, at any address, with what came since.
  * @param parser the parser
  * @param data   the piece
- * @param size   its bytes; 0 gives what events need no more bytes
- * @param at     how many of them are used, counted on by the call; 0 for a new piece
+ * @param size   its bytes; 0 gives events that need no more bytes
+ * @param at     how many of them are used, advanced by the call; 0 for a new piece
  * @param event  receives the event
- * @return 1 with an event; 0 when it needs more bytes or is done; -1 with a refused message, also ever after,
- *         and for null arguments or `*at` above `size`
+ * @return 1 with an event; 0 when it needs more bytes or is done; -1 when the message is refused, also at
+ * every later call, and for null arguments or `*at` above `size`
  */
 OMBREL_API int ombrel_http_parser_next(ombrel_http_parser_t* parser, const void* data, size_t size,
                                        size_t* at, ombrel_http_event_t* event);
 
 /**
- * @brief Tells that the peer has closed its side, which is the end of bodies without a length.
+ * @brief Says that the peer has closed its side, which is the end of bodies without a length.
  * @param parser the parser; it is done afterwards
- * @param event  receives the end of a message that ends so
- * @return 1 with the event; 0 when no message was under way; -1 with a message that is incomplete (then
+ * @param event  receives the end of a message that ends this way
+ * @return 1 with the event; 0 when no message was under way; -1 for a message that is incomplete (then
  *         def_ombrel_http_fault_incomplete) or was refused before
  */
 OMBREL_API int ombrel_http_parser_end(ombrel_http_parser_t* parser, ombrel_http_event_t* event);
@@ -303,7 +303,7 @@ OMBREL_API int ombrel_http_parser_expect(ombrel_http_parser_t* parser, int answe
  * @brief Sets the limit of the body for the message under way, or the next one, in place of the option's.
  *
  * A server that knows by the target how much it takes sets it before the head is complete: a Content-Length
- * above it is refused in place of the head's event. Later it holds for what is still to come.
+ * above it is refused in place of the head's event. Set later, it holds for the rest of the body.
  * @param parser the parser
  * @param limit  bytes; negative for none
  * @return 0; -1 for null
@@ -320,7 +320,7 @@ OMBREL_API int ombrel_http_parser_get_state(const ombrel_http_parser_t* parser);
 /**
  * @brief Why and where a message was refused.
  * @param parser the parser
- * @return a record in the parser, with the reason none while nothing was; null for null
+ * @return a record in the parser, with the reason none while nothing was refused; null for null
  */
 OMBREL_API const ombrel_http_fault_t* ombrel_http_parser_get_fault(const ombrel_http_parser_t* parser);
 

@@ -25,27 +25,27 @@
  * @endcode
  *
  * @par Routes
- * A route has a path, "/status", or "/files/" and a star for all that begins so, "/files/" included. The
- * exact path comes before stars, a longer star before a shorter one; paths are compared decoded, in upper and
- * lower case as they are. A route for GET serves HEAD as well: the answer's body is then left out, whatever
- * the handler writes. A path whose routes have other methods is answered 405 with Allow, OPTIONS with Allow,
- * a path without a route by the options' handler or 404. A path that would be another route's without "..",
- * "." and empty names is answered 404, so that none leads round a route's guard.
+ * A route has a path, "/status", or "/files/" and a star for all paths that begin with it, "/files/"
+ * included. The exact path comes before stars, a longer star before a shorter one; paths are compared
+ * decoded, and upper and lower case differ. A route for GET serves HEAD as well: the answer's body is then
+ * left out, whatever the handler writes. A path whose routes have other methods is answered 405 with Allow,
+ * OPTIONS is answered with Allow, and a path without a route by the options' handler or 404. A path that
+ * would lead to another route if "..", "." and empty names were resolved is answered 404, so that no path
+ * evades a route's guard.
  *
  * @par Bodies
- * As a rule the handler is called when the body has come whole, which costs as much memory as came; above
- * the limit the answer is 413. The handler of a route with #def_ombrel_http_route_streamed is called when the
- * head has come, and takes the body in pieces by ombrel_http_exchange_read_body(). A client that waits to be
- * asked for its body ("Expect: 100-continue") is asked when the body is about to be read. After an answer to
- * a request whose body was not read to its end the connection closes, always.
+ * Normally the handler is called when the whole body has come, which is held in memory; above the limit the
+ * answer is 413. The handler of a route with #def_ombrel_http_route_streamed is called when the head has
+ * come, and takes the body in pieces by ombrel_http_exchange_read_body(). A client that waits to be asked for
+ * its body ("Expect: 100-continue") is asked when the body is about to be read. After an answer to a request
+ * whose body was not read to its end the connection closes, always.
  *
  * @par Answers
  * A handler answers before it returns, whole (ombrel_http_exchange_answer() and its kin) or in pieces
  * (ombrel_http_exchange_begin_answer()), or says by ombrel_http_exchange_defer() that the answer comes later.
- * A handler that returns 0 and did none of these is answered for with 500, one that returns anything else
- * too; an answer that is under way then is broken off. What cannot be made whole for want of memory is
- * answered 500 and closes the connection; an answer of known length is never passed off as whole when it is
- * not.
+ * When a handler returns 0 without any of these, or returns anything else, the request is answered 500; an
+ * answer that is under way is then broken off. When memory runs out for an answer, 500 is sent in its place
+ * and the connection closes; an incomplete answer of known length never looks complete.
  *
  * @par Guards
  * A guard is called for each request, or for those of a route, before its body is read, and answers those
@@ -59,11 +59,11 @@
  * options.m_guard_context = ombrel_open_http_auth_server(&auth); // both live longer than the server
  * @endcode
  *
- * @par Clients that go
+ * @par Clients that disconnect
  * A client that breaks the connection off is noticed at once, also while its answer is being made; the
  * exchange ends, and the end handler of ombrel_http_exchange_defer() or ombrel_http_exchange_begin_answer()
- * is told. A client that only says that it sends no more still gets its answers. After the end handler, and
- * after the answer is complete, the exchange must not be used.
+ * is told. A client that has only shut down its sending side still gets its answers. After the end handler,
+ * and after the answer is complete, the exchange must not be used.
  *
  * @par Limits
  * All are fields of #ombrel_http_server_options_t. A request that comes too slowly is answered 408, a client
@@ -116,14 +116,15 @@ typedef int (*ombrel_http_body_handler_t)(ombrel_http_exchange_t* exchange, cons
 
 /** @name How an exchange ended
  * @{ */
-#define def_ombrel_http_exchange_done 0      /**< the answer was handed to the host whole */
-#define def_ombrel_http_exchange_abandoned 1 /**< the client went, or took or sent nothing for too long */
+#define def_ombrel_http_exchange_done 0 /**< the answer was handed to the host whole */
+#define def_ombrel_http_exchange_abandoned                                                                   \
+    1 /**< the client disconnected, or took or sent nothing for too long */
 #define def_ombrel_http_exchange_failed                                                                      \
     2 /**< this side could not go on: a handler failed, memory ran out, the server was closed */
 /** @} */
 
 /**
- * Called once when an exchange is over. It may not use the exchange but for the getters of the request.
+ * Called once when an exchange is over. Of the exchange it may use only the getters of the request.
  * @param exchange the exchange
  * @param outcome  how it ended (def_ombrel_http_exchange_*)
  * @param context  the one given with it
@@ -142,7 +143,7 @@ typedef int (*ombrel_http_log_handler_t)(const char* line, void* context);
 
 /** How a server works. Texts are copied. Times are milliseconds, negative for no limit; sizes are bytes. */
 typedef struct ombrel_http_server_options_ts {
-    /** What the field Server says; the default is "libombrel_tuk"; null or empty leaves the field out. */
+    /** The value of the field Server; the default is "libombrel_tuk"; null or empty leaves the field out. */
     const char* m_name;
     /** Called for requests that no route takes; null, the default, answers 404. */
     ombrel_http_handler_t m_handler;
@@ -173,8 +174,8 @@ typedef struct ombrel_http_server_options_ts {
      * cut comes on top of it, at most m_head_limit bytes a client); the default is 64 MiB. Above it requests
      * are answered 503; bodies and answers leave an eighth of it for heads. */
     size_t m_memory_limit;
-    /** Clients at a time, at least 1; the default is 10,000. Others are answered 503 at once, as they are
-     * when the process has no descriptor left. */
+    /** Clients at a time, at least 1; the default is 10,000. Others are answered 503 at once, also when the
+     * process has no descriptor left. */
     size_t m_client_limit;
     /** Clients of one address at a time (of one IPv6 /64); the default is 0, for no limit of its own. */
     size_t m_address_limit;
@@ -184,10 +185,10 @@ typedef struct ombrel_http_server_options_ts {
      * is 10,000. Then 408. */
     int m_request_ms;
     /** Bytes a second that a body must come with, on the whole, beyond a grace of m_request_ms; the default
-     * is 1,024; 0 for no limit. Then 408. Not while this side holds the body. */
+     * is 1,024; 0 for no limit. Then 408. It does not run while this side holds the body back. */
     uint32_t m_body_rate;
     /** For how long a client may take nothing of what waits for it; the default is 30,000. It is cut off
-     * then. What the host holds for it counts where the host tells (Linux); elsewhere bytes count when the
+     * then. On Linux the bytes that the host still holds for it count as well; elsewhere progress is when the
      * host takes more. */
     int m_progress_ms;
     /** From the end of a request, or the call of a streamed handler that takes no body, to the beginning of
@@ -227,8 +228,8 @@ OMBREL_API ombrel_http_server_t* ombrel_open_http_server_tag(ombrel_event_base_t
     ombrel_open_http_server_tag((base), (options), __func__, __LINE__)
 
 /**
- * @brief Ends all connections at once, and the server. Exchanges under way end as failed. No later handler is
- * called.
+ * @brief Closes all connections at once and frees the server. Exchanges under way end as failed. No handler
+ * is called afterwards.
  * @param server the server; null gives 0
  * @return 0; -1 with #def_ombrel_fault_busy in a handler of an exchange, which changes nothing
  */
@@ -270,14 +271,14 @@ typedef void (*ombrel_http_stop_handler_t)(ombrel_http_server_t* server, void* c
  * closes what is left when the time has run out, and then calls the handler from the loop.
  * @param server     the server
  * @param timeout_ms milliseconds until what is left is cut off; negative waits for ever, 0 cuts off at once
- * @param handler    told when that is done; null for none
+ * @param handler    called when that is done; null for none
  * @param context    handed to it
  * @return 0; -1 also when it was stopped already
  */
 OMBREL_API int ombrel_http_server_stop(ombrel_http_server_t* server, int timeout_ms,
                                        ombrel_http_stop_handler_t handler, void* context);
 
-/** @brief Tells what it has done. @return 0, or -1 for null */
+/** @brief What the server has done. @return 0, or -1 for null */
 OMBREL_API int ombrel_http_server_get_counts(ombrel_http_server_t* server,
                                              ombrel_http_server_counts_t* counts);
 
@@ -309,7 +310,7 @@ typedef struct ombrel_http_route_ts {
 OMBREL_API int ombrel_http_server_add_route(ombrel_http_server_t* server, const char* method,
                                             const char* path, ombrel_http_handler_t handler, void* context);
 
-/** @brief ombrel_http_server_add_route() with all that a route has. @return 0 or -1 */
+/** @brief ombrel_http_server_add_route() with all fields of a route. @return 0 or -1 */
 OMBREL_API int ombrel_http_server_add_route_ex(ombrel_http_server_t* server,
                                                const ombrel_http_route_t* route);
 
@@ -318,15 +319,15 @@ OMBREL_API int ombrel_http_server_add_route_ex(ombrel_http_server_t* server,
  * @{ */
 /** @brief The method, such as "GET". */
 OMBREL_API const char* ombrel_http_exchange_get_method(ombrel_http_exchange_t* exchange);
-/** @brief Whether only the answer's head is sent: 1 for HEAD, else 0. What is made for the body is then made
- * in vain. */
+/** @brief Whether only the answer's head is sent: 1 for HEAD, else 0. Whatever is written for the body is
+ * then dropped. */
 OMBREL_API int ombrel_http_exchange_is_head(ombrel_http_exchange_t* exchange);
 /** @brief The target as it was sent, such as "/a%20b?c=d". */
 OMBREL_API const char* ombrel_http_exchange_get_target(ombrel_http_exchange_t* exchange);
 /** @brief The path, decoded once: it begins with "/" (or is "*" of OPTIONS) and has no NUL; it may have "..",
  * "//" and control characters. */
 OMBREL_API const char* ombrel_http_exchange_get_path(ombrel_http_exchange_t* exchange);
-/** @brief What of the path stands in the place of its route's star: nothing for a route without one, the
+/** @brief The part of the path that stands for its route's star: nothing for a route without one, the
  * whole path for the options' handler. */
 OMBREL_API const char* ombrel_http_exchange_get_path_rest(ombrel_http_exchange_t* exchange);
 /** @brief What follows the "?", as sent; null when there is none. */
@@ -381,7 +382,7 @@ OMBREL_API int64_t ombrel_http_exchange_get_body_size(ombrel_http_exchange_t* ex
  * @brief The body of a request that was read whole.
  * @param exchange the exchange
  * @param size     receives its bytes
- * @return the bytes with a zero after them, as long as the exchange; null for a streamed route
+ * @return the bytes with a zero after them, valid as long as the exchange; null for a streamed route
  */
 OMBREL_API const void* ombrel_http_exchange_get_body(ombrel_http_exchange_t* exchange, size_t* size);
 
@@ -414,8 +415,8 @@ OMBREL_API int ombrel_http_exchange_set_user(ombrel_http_exchange_t* exchange, c
  * @param exchange the exchange, not answered yet
  * @param name     a token
  * @param value    its value, which has no control character but tabs
- * @return 0; -1 for what is no name or value, for the fields that the server adds, and above 16 KiB in all
- * (#def_ombrel_fault_too_large)
+ * @return 0; -1 for what is no name or value, for the fields that the server adds, and
+ * #def_ombrel_fault_too_large above 16 KiB in all
  */
 OMBREL_API int ombrel_http_exchange_add_field(ombrel_http_exchange_t* exchange, const char* name,
                                               const char* value);
@@ -423,21 +424,22 @@ OMBREL_API int ombrel_http_exchange_add_field(ombrel_http_exchange_t* exchange, 
 /**
  * @brief Answers whole.
  *
- * After it the exchange may not be used, unless it was deferred: then until the end handler was called.
+ * Afterwards the exchange must not be used, unless it was deferred: then it may be used until the end handler
+ * was called.
  * @param exchange the exchange
  * @param status   the status; 204 and 304 have no body
  * @param type     the body's type for Content-Type; null leaves the field out
  * @param data     the body, copied as far as the host does not take it at once
  * @param size     its bytes
  * @return 0, also when the client is gone; -1 for invalid arguments and when it is answered already, and with
- * #def_ombrel_fault_no_memory when it was answered 500 in place of that
+ * #def_ombrel_fault_no_memory when 500 was sent in its place
  */
 OMBREL_API int ombrel_http_exchange_answer(ombrel_http_exchange_t* exchange, int status, const char* type,
                                            const void* data, size_t size);
 
 /** @brief ombrel_http_exchange_answer() with a text that the library's formatter makes, of 65,278 characters
  * at most.
- * @return as it; a longer one counts as one for which there is no memory */
+ * @return as it; a longer one fails with #def_ombrel_fault_no_memory */
 OMBREL_API int ombrel_http_exchange_answer_printf(ombrel_http_exchange_t* exchange, int status,
                                                   const char* type, const char* format, ...)
     OMBREL_PRINTF_LIKE(4, 5);
@@ -451,7 +453,7 @@ OMBREL_API int ombrel_http_exchange_answer_vprintf(ombrel_http_exchange_t* excha
  * @brief Answers with a line of text for people: "404 Not Found: there is no such device".
  * @param exchange the exchange
  * @param status   the status
- * @param text     what to say beyond its name; null for nothing
+ * @param text     what to add to the name of the status; null for nothing
  * @return as ombrel_http_exchange_answer()
  */
 OMBREL_API int ombrel_http_exchange_answer_error(ombrel_http_exchange_t* exchange, int status,
@@ -480,8 +482,8 @@ OMBREL_API int ombrel_http_exchange_defer(ombrel_http_exchange_t* exchange, ombr
  * @param handler  called when at least half of the server's output limit is free again after
  *                 ombrel_http_exchange_write() did not take all; and once from the loop after this call; null
  * for none
- * @param end_handler told when the exchange ends; null for none, which must not be when something else
- * refers to the exchange
+ * @param end_handler told when the exchange ends; null for none, which is allowed only if nothing else refers
+ * to the exchange
  * @param context  handed to both
  * @return 0, also when the client is gone; -1
  */
@@ -495,16 +497,16 @@ OMBREL_API int ombrel_http_exchange_begin_answer(ombrel_http_exchange_t* exchang
  * @param exchange the exchange
  * @param data     the bytes, copied as far as the host does not take them at once
  * @param size     how many; 0 changes nothing
- * @return how many were taken: fewer, or 0, when as many wait as may; then the handler is called when it goes
- * on. -1 beyond the announced size (#def_ombrel_fault_too_large); for want of memory, which breaks the answer
- * off; and when nothing was begun
+ * @return how many were taken: fewer, or 0, when the limit of waiting bytes is reached; the handler is then
+ * called when there is room again. -1 beyond the announced size (#def_ombrel_fault_too_large); for want of
+ * memory, which breaks the answer off; and when nothing was begun
  */
 OMBREL_API int64_t ombrel_http_exchange_write(ombrel_http_exchange_t* exchange, const void* data,
                                               size_t size);
 
 /**
  * @brief Ends an answer that was begun. Fewer bytes than were announced break the connection off, so that
- * nobody takes them for the whole.
+ * they are not taken for the whole.
  * @return 0; -1 when nothing was begun, and with #def_ombrel_fault_invalid when bytes are missing
  */
 OMBREL_API int ombrel_http_exchange_end_answer(ombrel_http_exchange_t* exchange);

@@ -2,14 +2,14 @@
  * @file http_writer.h
  * @brief Heads, chunks and trailers of HTTP/1.1, written so that no value can break out of its place.
  *
- * A writer puts the lines of a message into the caller's buffer, or into a block of its own that grows and
- * goes on to a buffer chain without a copy. Every part is checked before anything of it is written: methods
- * and names are tokens, targets visible characters, values have no CR, LF, NUL or other control character
- * but the tab. What would give a message two meanings is refused too: Content-Length, Transfer-Encoding or
- * Host twice, both of the first two, either of them with a status that has no body (1xx, 204).
+ * A writer puts the lines of a message into the caller's buffer, or into a block of its own that grows and is
+ * moved to a buffer chain without a copy. Every part is checked before anything of it is written: methods and
+ * names are tokens, targets visible characters, values have no CR, LF, NUL or other control character except
+ * the tab. What would give a message two meanings is refused too: Content-Length, Transfer-Encoding or Host
+ * twice, both of the first two, either of them with a status that has no body (1xx, 204).
  *
- * The first failure stays: later calls fail with it, and ombrel_http_writer_get_size() gives -1. So a head is
- * written without looking at each result and checked at its end:
+ * The first failure stays: later calls fail with it, and ombrel_http_writer_get_size() gives -1. So a head
+ * can be written without checking each result, and checked at its end:
  *
  * @code
  * char head[512];
@@ -26,8 +26,8 @@
  *
  * **Threads.** A writer belongs to one thread at a time.
  *
- * **Errors** (ombrel_last_fault()): invalid for null arguments, for what may not be written and for parts out
- * of their order; too_large where the buffer or the limit is full; no_memory.
+ * **Errors** (ombrel_last_fault()): invalid for null arguments, for parts that may not be written or are out
+ * of order; too_large where the buffer or the limit is full; no_memory.
  */
 #ifndef OMBREL_HTTP_WRITER_H
 #define OMBREL_HTTP_WRITER_H
@@ -99,7 +99,7 @@ OMBREL_API int ombrel_http_writer_request(ombrel_http_writer_t* writer, const ch
  * @brief Begins a response: "HTTP/1.1 404 Not Found".
  * @param writer the writer, at its beginning or after a message
  * @param status 100 to 999
- * @param reason no control characters but the tab; null for the usual one of the status
+ * @param reason no control characters except the tab; null for the usual one of the status
  * @return 0; -1
  */
 OMBREL_API int ombrel_http_writer_response(ombrel_http_writer_t* writer, int status, const char* reason);
@@ -111,8 +111,8 @@ OMBREL_API int ombrel_http_writer_response(ombrel_http_writer_t* writer, int sta
  * three may be a trailer.
  * @param writer the writer
  * @param name   a token
- * @param value  no control characters but the tab; bytes above 0x7F are taken as they are. White space around
- *               it is left out.
+ * @param value  no control characters except the tab; bytes above 0x7F are taken as they are. White space
+ * around it is left out.
  * @return 0; -1
  */
 OMBREL_API int ombrel_http_writer_field(ombrel_http_writer_t* writer, const char* name, const char* value);
@@ -150,7 +150,7 @@ OMBREL_API int ombrel_http_writer_date_field(ombrel_http_writer_t* writer, const
 
 /**
  * @brief Ends the head with its empty line. The message's body follows: chunks if the head has
- * "Transfer-Encoding: chunked", else bytes that the caller sends himself, or none.
+ * "Transfer-Encoding: chunked", else bytes that the caller sends, or none.
  * @param writer the writer
  * @return 0; -1
  */
@@ -166,7 +166,7 @@ OMBREL_API int ombrel_http_writer_end_head(ombrel_http_writer_t* writer);
 OMBREL_API int ombrel_http_writer_chunk(ombrel_http_writer_t* writer, const void* data, size_t size);
 
 /**
- * @brief Writes the line before a chunk whose bytes the caller sends himself; the next chunk's line brings
+ * @brief Writes the line before a chunk whose bytes the caller sends; the next chunk's line brings
  * the line end after them.
  * @param writer the writer, as for ombrel_http_writer_chunk()
  * @param size   bytes of the chunk, above 0

@@ -285,12 +285,11 @@ typedef struct ombrel_xml_options_ts {
     29 /**< a parameter entity within a declaration of the internal subset */
 #define def_ombrel_xml_fault_section                                                                         \
     30 /**< a conditional section that is wrong, or not in an external part */
-#define def_ombrel_xml_fault_public_id 31  /**< a character that public identifiers may not have */
-#define def_ombrel_xml_fault_no_doctype 32 /**< a document type, which the options refuse */
-#define def_ombrel_xml_fault_colon 33      /**< a colon where namespaces allow none */
-#define def_ombrel_xml_fault_prefix 34     /**< a prefix that is not bound */
-#define def_ombrel_xml_fault_reserved                                                                        \
-    35 /**< xml or xmlns, or one of their namespaces, bound to something else */
+#define def_ombrel_xml_fault_public_id 31       /**< a character that public identifiers may not have */
+#define def_ombrel_xml_fault_no_doctype 32      /**< a document type, which the options refuse */
+#define def_ombrel_xml_fault_colon 33           /**< a colon where namespaces allow none */
+#define def_ombrel_xml_fault_prefix 34          /**< a prefix that is not bound */
+#define def_ombrel_xml_fault_reserved 35        /**< xml, xmlns or their namespaces bound to something else */
 #define def_ombrel_xml_fault_unbound 36         /**< a prefix bound to nothing */
 #define def_ombrel_xml_fault_deep 37            /**< nested elements above the limit */
 #define def_ombrel_xml_fault_many_attributes 38 /**< attributes above the limit */

@@ -84,7 +84,7 @@ typedef int (*ombrel_xml_writer_handler_t)(const void* data, size_t size, void* 
  * @{ */
 #define def_ombrel_xml_form_plain 0 /**< what it is given, and nothing else */
 #define def_ombrel_xml_form_indented                                                                         \
-    1                                   /**< the children of elements without text are on lines of their own \
+    1                                   /**< children of elements without text have own lines                \
                                          */
 #define def_ombrel_xml_form_canonical 2 /**< the first canonical form */
 /** @} */
@@ -113,11 +113,10 @@ typedef struct ombrel_xml_writer_options_ts {
 
 /** @name Why a writer refused
  * @{ */
-#define def_ombrel_xml_writer_fault_none 0     /**< it has not */
-#define def_ombrel_xml_writer_fault_argument 1 /**< null, or a number out of its range */
-#define def_ombrel_xml_writer_fault_name 2     /**< not a name of XML, or the target "xml" */
-#define def_ombrel_xml_writer_fault_character                                                                \
-    3 /**< bytes that are not UTF-8, or a character that XML does not allow */
+#define def_ombrel_xml_writer_fault_none 0      /**< it has not */
+#define def_ombrel_xml_writer_fault_argument 1  /**< null, or a number out of its range */
+#define def_ombrel_xml_writer_fault_name 2      /**< not a name of XML, or the target "xml" */
+#define def_ombrel_xml_writer_fault_character 3 /**< not UTF-8, or a character that XML does not allow */
 #define def_ombrel_xml_writer_fault_encoding                                                                 \
     4 /**< a character that the encoding lacks, where no reference may be */
 #define def_ombrel_xml_writer_fault_comment 5     /**< "--" in a comment, or "-" at its end */
