@@ -1,9 +1,10 @@
 /**
  * @file argument.h
- * @brief Options of programs by a table; command lines to argument vectors and back; `${NAME}` in texts.
+ * @brief Options of programs, described by a table; command lines to argument vectors and back; `${NAME}` in
+ * texts.
  *
  * A program says in a table which options it has, and where their values go. The same table parses, checks,
- * words what is wrong, and prints the help:
+ * words the error messages, and prints the help:
  *
  * @code
  * static int loud, copies = 1;
@@ -43,28 +44,28 @@
  * of a name follows a "=" ("--copies=5") or is the next argument, whatever that begins with. Options may
  * stand after operands, and "--" ends them; "-" alone is an operand. An option that is given again replaces
  * its value, but for those that count, list or call. Names are compared exactly, or, with a flag of the
- * table, by any beginning that only one of them has. Each table has an option "--help", unless it says
- * otherwise. Sub-commands are tables of their own.
+ * table, by any unambiguous beginning. Each table has an option "--help", unless it says otherwise.
+ * Sub-commands are tables of their own.
  *
  * @par Where values go
  * Each option has an address (m_target), or, where that is null, an offset (m_offset) in a record that is
- * given with each parse, so that a constant table serves any number of threads. What no option sets keeps
- * what was there before: that is its default.
+ * given with each parse, so that a constant table serves any number of threads. A value that no option sets
+ * stays as it was: that is its default.
  *
  * @par Memory
  * Parsing takes none. Values and operands point into the arguments.
  *
  * @par Command lines
  * They are split into arguments, and made of them, by the rules of POSIX shells, of Windows, or of neither:
- * ombrel_alloc_arguments(), ombrel_alloc_command_line(). ombrel_alloc_expanded_text() puts values in the
- * place of their names.
+ * ombrel_alloc_arguments(), ombrel_alloc_command_line(). ombrel_alloc_expanded_text() replaces names by their
+ * values.
  *
  * @par Threads
  * Any, for all functions; an argument vector and a result belong to one thread at a time.
  *
  * @par Failures
  * A function that fails leaves the reason where ombrel_last_fault() finds it: "invalid" for null objects,
- * invalid arguments and texts that cannot be read; others are told with the function.
+ * invalid arguments and texts that cannot be read; others are named with the function.
  *
  * In C++ before C++20, which has no designated fields in the language, write the fields in their order.
  */
@@ -80,7 +81,7 @@
 #if defined(__cplusplus) && __cplusplus >= 201402L
 #define OMBREL_UNSET = {}
 #else
-/** What a field has that a table does not name: nothing. C++ compilers would otherwise warn of it. */
+/** The value of fields that a table does not name: nothing. Without it C++ compilers warn. */
 #define OMBREL_UNSET
 #endif
 
@@ -104,12 +105,12 @@ OMBREL_BEGIN_C
 /** The same, stored in an int64_t. */
 #define def_ombrel_argument_integer64 5
 /** A count of bytes, stored in an int64_t: a decimal number with nothing or "B" after it, with "K", "M",
- * "G", "T", "P" or "E" for powers of 1024 ("KiB" and so on are the same, as are small letters), or with "KB",
- * "MB" and so on for powers of 1000. Digits after a point are read ("1.5M"); what is left of a byte is cut
- * off. */
+ * "G", "T", "P" or "E" for powers of 1024 ("KiB" and so on are the same, as are lower-case letters), or with
+ * "KB", "MB" and so on for powers of 1000. Digits after a point are read ("1.5M"); a fraction of a byte is
+ * cut off. */
 #define def_ombrel_argument_size 6
 /** A length of time, stored in an int64_t in nanoseconds: a decimal number, also with digits after a point,
- * of seconds, or of what stands after it: "ns", "us", "ms", "s", "m" (minutes), "h", "d". What is left of a
+ * of seconds, or of the unit after it: "ns", "us", "ms", "s", "m" (minutes), "h", "d". A fraction of a
  * nanosecond is cut off. */
 #define def_ombrel_argument_duration 7
 /** The same, stored in an int in milliseconds, as time limits have it; a part of a millisecond counts as
@@ -158,11 +159,11 @@ OMBREL_BEGIN_C
  * @name Flags of tables
  * @{
  */
-/** Options end at the first operand, as for programs that run others. */
+/** Options end at the first operand, as in programs that run others. */
 #define def_ombrel_argument_stop_at_operand 0x01u
-/** A beginning of a long name will do, when no other name has it. */
+/** The beginning of a long name is enough if no other name has it. */
 #define def_ombrel_argument_prefixes 0x02u
-/** There is no "--help" but what the options have. */
+/** There is no "--help" unless the options have it. */
 #define def_ombrel_argument_no_help 0x04u
 /** @} */
 
@@ -189,17 +190,18 @@ OMBREL_BEGIN_C
 #define def_ombrel_argument_ambiguous_option 2 /**< several names begin so */
 #define def_ombrel_argument_missing_value 3    /**< an option needs a value */
 #define def_ombrel_argument_unwanted_value 4   /**< an option takes none */
-#define def_ombrel_argument_bad_value 5        /**< a value is no number, size, ... or its handler gave -1 */
-#define def_ombrel_argument_out_of_range 6     /**< a number is too small or too large */
-#define def_ombrel_argument_list_full 7        /**< a list has no room left */
+#define def_ombrel_argument_bad_value 5    /**< a value is not a number, size, ... or its handler gave -1 */
+#define def_ombrel_argument_out_of_range 6 /**< a number is too small or too large */
+#define def_ombrel_argument_list_full 7    /**< a list has no room left */
 #define def_ombrel_argument_missing_operand 8  /**< there are too few operands */
 #define def_ombrel_argument_unwanted_operand 9 /**< there are too many */
 #define def_ombrel_argument_missing_command 10 /**< no sub-command is named */
 #define def_ombrel_argument_unknown_command 11 /**< there is no such sub-command */
-#define def_ombrel_argument_bad_table 12 /**< the table or the call makes no sense: a programmer's fault */
+#define def_ombrel_argument_bad_table 12 /**< the table or the call is invalid: a mistake of the programmer  \
+                                          */
 /** @} */
 
-/** Bytes for the words of what was wrong, their end included; longer ones are cut, at a character's end. */
+/** Bytes for the words of an error, their terminator included; longer ones are cut at a whole character. */
 #define def_ombrel_argument_message_size 256
 
 /** An option of a table. */
@@ -215,13 +217,13 @@ typedef struct ombrel_arguments_ts ombrel_arguments_t;
  * @param value   its value; null when it takes none, or when an optional one was left out and there is no
  *                other
  * @param context the option's target
- * @return 0 to go on; -1 when the value will not do, which the result then tells in words; anything else ends
- *         the parse with it, and is best above 0
+ * @return 0 to go on; -1 when the value is wrong, which the result then says in words; anything else,
+ * preferably above 0, ends the parse, which returns it
  */
 typedef int (*ombrel_argument_handler_t)(const ombrel_argument_option_t* option, const char* value,
                                          void* context);
 
-/** An option. What is not named is unset: 0 or null. */
+/** An option. Fields that are not named are unset: 0 or null. */
 struct ombrel_argument_option_ts {
     /** Its letter, any ASCII character but "-"; 0 for none. */
     char m_letter OMBREL_UNSET;
@@ -235,24 +237,24 @@ struct ombrel_argument_option_ts {
     void* m_target OMBREL_UNSET;
     /** Without a target: its place in the record of the parse, in bytes. */
     size_t m_offset OMBREL_UNSET;
-    /** How the help calls its value ("FILE"); "VALUE" when null. Listed options and calls take a value only
-     * if this is set. */
+    /** The name of its value in the help ("FILE"); "VALUE" when null. Listed options and calls take a value
+     * only if this is set. */
     const char* m_value OMBREL_UNSET;
     /** What it does, broken into lines by the help; may be null. */
     const char* m_help OMBREL_UNSET;
     /** The least value that is allowed, in the target's unit. */
     int64_t m_least OMBREL_UNSET;
-    /** The greatest. When both are 0: all that the target's type holds, from 0 on for sizes and times. */
+    /** The greatest value. When both are 0: the range of the target's type, from 0 on for sizes and times. */
     int64_t m_most OMBREL_UNSET;
     /** For a choice: words separated by "|". With other kinds, words that completion offers. */
     const char* m_choices OMBREL_UNSET;
-    /** For an optional value: what stands for a missing one; null leaves the target as it is. */
+    /** For an optional value: the value used for a missing one; null leaves the target as it is. */
     const char* m_otherwise OMBREL_UNSET;
     /** For a call. */
     ombrel_argument_handler_t m_handler OMBREL_UNSET;
 };
 
-/** A program, or a sub-command of one. What is not named is unset: 0 or null. */
+/** A program, or a sub-command of one. Fields that are not named are unset: 0 or null. */
 struct ombrel_argument_table_ts {
     /** The name that help and complaints begin with. A sub-command is called by the last word of it: "cache
      * clear" by "clear". */
@@ -261,9 +263,9 @@ struct ombrel_argument_table_ts {
     const char* m_usage OMBREL_UNSET;
     /** The operands as the usage line shows them ("[FILE...]"); null for none, which are refused then. */
     const char* m_operands OMBREL_UNSET;
-    /** So many operands are needed. */
+    /** The least number of operands. */
     int m_least_operands OMBREL_UNSET;
-    /** So many are allowed; 0 for any number. */
+    /** The greatest number of operands; 0 for any number. */
     int m_most_operands OMBREL_UNSET;
     /** What it does, in a line; may be null. */
     const char* m_summary OMBREL_UNSET;
@@ -276,7 +278,7 @@ struct ombrel_argument_table_ts {
     const ombrel_argument_table_t* const* m_commands OMBREL_UNSET;
     /** Flags of tables. */
     uint32_t m_flags OMBREL_UNSET;
-    /** What it does: for callers that find it by the result's m_table. The library never calls it. */
+    /** What it does: for callers that take it from the result's m_table. The library never calls it. */
     int (*m_main)(const ombrel_arguments_t* arguments, void* record) OMBREL_UNSET;
 };
 
@@ -286,11 +288,11 @@ struct ombrel_arguments_ts {
     int m_operand_count; /**< how many operands there are; 0 when the parse did not give 0 */
     char** m_operands;   /**< the operands and a null after the last: the end of `argv` */
     int m_wrong;         /**< what was wrong */
-    int m_index; /**< which argument was: its place when the parse began; `argc` when an operand or a command
-                    is missing */
+    int m_index; /**< which argument was wrong: its place when the parse began; `argc` when an operand or a
+                    command is missing */
     int m_exit_code; /**< what a program exits with: 0 when it was asked for its help and the like; 2 when
                         something was wrong; what a handler returned, in its lowest 8 bits */
-    char m_message[def_ombrel_argument_message_size]; /**< what was wrong, in words; empty when nothing was */
+    char m_message[def_ombrel_argument_message_size]; /**< the error in words; empty when there was none */
 };
 
 /** One of the options in a list. */
@@ -301,18 +303,18 @@ typedef struct ombrel_argument_entry_ts {
 
 /** Options in the order of the arguments; set up by the caller. */
 typedef struct ombrel_argument_list_ts {
-    ombrel_argument_entry_t* m_entries; /**< room for them; as many as there are arguments always suffice for
-                                           options with values */
-    size_t m_room;                      /**< for how many */
-    size_t m_count;                     /**< how many there are: 0 before the parse */
+    ombrel_argument_entry_t*
+        m_entries;  /**< room for them; the number of arguments is always enough for options with values */
+    size_t m_room;  /**< for how many */
+    size_t m_count; /**< how many there are: 0 before the parse */
 } ombrel_argument_list_t;
 
 /**
  * @brief Reads the arguments of a program.
  *
  * The pointers of `argv` are put in another order: options with their values first, operands last, each in
- * the order in which they were. Values are stored as they are met, so that those before a mistake are there.
- * @param table     what there is
+ * the order in which they were. Values are stored as they are met, so that those before a mistake are set.
+ * @param table the program's table
  * @param argc      number of arguments, with the program's name
  * @param argv      the arguments and a null after them; the first is passed over. It may have been read
  *                  before by the same table
@@ -328,17 +330,17 @@ OMBREL_API int ombrel_parse_arguments(const ombrel_argument_table_t* table, int 
 
 /**
  * @brief ombrel_parse_arguments() for a program that ends when it fails: prints the help, the version, the
- * man page or the completion on standard output when it is wanted, or a complaint "NAME: WORDS" and how to
- *        get help on standard error.
- * @return as ombrel_parse_arguments(); m_exit_code then tells what to exit with. -1 with the code 1 when what
+ * man page or the completion on standard output when it is wanted, or an error message "NAME: WORDS" and how
+ * to get help on standard error.
+ * @return as ombrel_parse_arguments(); m_exit_code then is the exit code. -1 with the code 1 when what
  *         was wanted could not be written
  */
 OMBREL_API int ombrel_take_arguments(const ombrel_argument_table_t* table, int argc, char** argv,
                                      void* record, ombrel_arguments_t* arguments);
 
 /**
- * @brief Prints a complaint of a program's own about its arguments, as ombrel_take_arguments() does.
- * @param table  what there is
+ * @brief Prints a program's own error message about its arguments, as ombrel_take_arguments() does.
+ * @param table the program's table
  * @param format what is wrong, without the program's name and without a newline, as for ombrel_printf()
  * @return 2, to exit with
  */
@@ -355,7 +357,7 @@ OMBREL_API int ombrel_print_argument_help(const ombrel_argument_table_t* table);
 /**
  * @brief The help of a table.
  * @param table    the table
- * @param columns  how wide lines may be: at least 20; words that are longer stand alone on theirs
+ * @param columns  how wide lines may be: at least 20; longer words get a line of their own
  * @param function the function for whom the text is accounted
  * @param line     its source line
  * @return the text, its lines each with a newline, freed with ombrel_free(); null for a null table, or when
@@ -372,8 +374,8 @@ OMBREL_API char* ombrel_alloc_argument_help_tag(const ombrel_argument_table_t* t
  * @param option the row: its kind, range and choices count
  * @param text   the text
  * @param target where the value goes, of the type that the kind tells
- * @return 0; -1 when it is none, or out of range, with the target as it was. Lists and calls have no such
- *         value
+ * @return 0; -1 when it is not a value of this kind, or out of range, with the target as it was. Lists and
+ * calls have no such value
  */
 OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* option, const char* text,
                                            void* target);
@@ -383,36 +385,37 @@ OMBREL_API int ombrel_parse_argument_value(const ombrel_argument_option_t* optio
  * How arguments stand in a command line.
  * @{
  */
-/** As a POSIX shell takes words: separated by spaces, tabs and newlines; single quotes hold everything as it
+/** As a POSIX shell splits words: separated by spaces, tabs and newlines; single quotes hold everything as it
  * is; in double quotes a backslash takes the meaning of a "$", "`", quote, backslash or newline after it,
- * and stands for itself before others; outside it takes that of any character. A newline that lost its
- * meaning is left out. Nothing else means anything: no comments, patterns, variables or operators. */
+ * and stands for itself before others; outside quotes it takes that of any character. A newline after a
+ * backslash is left out. Nothing else has a meaning: there are no comments, patterns, variables or operators.
+ */
 #define def_ombrel_argument_quoting_posix 0
-/** As Windows takes a whole command line (CommandLineToArgvW()): the first argument is the program's name, to
- * the next quote if it begins with one, else to the next space or tab, and may be empty; the others as in
+/** As Windows splits a whole command line (CommandLineToArgvW()): the first argument is the program's name,
+ * to the next quote if it begins with one, else to the next space or tab, and may be empty; the others as in
  * #def_ombrel_argument_quoting_windows_rest. */
 #define def_ombrel_argument_quoting_windows 1
-/** As Windows takes what follows the program's name: separated by spaces and tabs; double quotes hold them
- * together; before a quote two backslashes are one, and one that is left takes the quote's meaning; within
- * quotes, two quotes are one and end the quoting. Single quotes mean nothing. */
+/** As Windows splits what follows the program's name: separated by spaces and tabs; double quotes hold them
+ * together; before a quote two backslashes stand for one, and a remaining one takes the quote's meaning;
+ * within quotes, two quotes are one and end the quoting. Single quotes mean nothing. */
 #define def_ombrel_argument_quoting_windows_rest 2
-/** As the library's pipe streams take their arguments: separated by spaces; single or double quotes hold what
- * they enclose together and are left out; a backslash is a character like others. */
+/** As the library's pipe streams split their arguments: separated by spaces; single or double quotes hold
+ * what they enclose together and are left out; a backslash is a character like others. */
 #define def_ombrel_argument_quoting_plain 3
 /** @} */
 
 /**
- * @brief Takes a command line apart.
+ * @brief Splits a command line into arguments.
  * @param text     the command line, terminated; any bytes
  * @param quoting  one of the ways
  * @param count    receives the number of arguments; may be null
- * @param fault_at receives the offset in bytes of the quote that is not closed, or of the backslash that ends
- *                 the text and has nothing to act on; the text's size when there is none; may be null
+ * @param fault_at receives the offset in bytes of the quote that is not closed, or of a backslash at the very
+ * end of the text; the text's size when there is none; may be null
  * @param function the function for whom the block is accounted
  * @param line     its source line
  * @return the arguments and a null after them, in one block that is freed with ombrel_free(); it may be
- *         empty. Null for a null text or an unknown way; for an unfinished quote, save in the two ways of
- *         Windows, where the text's end closes it; and when memory runs out (fault "no memory")
+ *         empty. Null for a null text or an unknown way; for an unfinished quote, except in the two ways of
+ * Windows, where the text's end closes it; and when memory runs out (fault "no memory")
  */
 OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int* count, size_t* fault_at,
                                              const char* function, unsigned long line);
@@ -424,8 +427,8 @@ OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int*
  * @brief Makes a command line that is taken apart into the given arguments.
  *
  * What needs no quotes gets none. POSIX command lines can be handed to a shell: each argument reaches the
- * program as it is. Those for Windows do where the program's run-time takes them apart, which the command
- * interpreter, `cmd.exe`, does not.
+ * program as it is. Those for Windows are split by the program's run-time, and are not meant for the command
+ * interpreter, `cmd.exe`.
  * @param arguments the arguments and a null after them
  * @param quoting   one of the ways
  * @param function  the function for whom the text is accounted
@@ -447,27 +450,27 @@ OMBREL_API char* ombrel_alloc_command_line_tag(const char* const* arguments, int
 #define def_ombrel_argument_expand_any_case 0x01u
 /** A name that the list does not have is looked up in the process environment. */
 #define def_ombrel_argument_expand_environment 0x02u
-/** A name that is nowhere, and has no text for that case, is a failure (fault "not found"); without this it
- * stands for nothing. */
+/** A name that is not found and has no default text is a failure (fault "not found"); without this flag it
+ * stands for an empty text. */
 #define def_ombrel_argument_expand_strict 0x04u
 /** The limit on the result in bytes when the caller gives none: 1 MiB. */
 #define def_ombrel_argument_expand_default_limit 1048576u
 /** @} */
 
 /**
- * @brief Puts values in the place of their names.
+ * @brief Replaces names by their values.
  *
  * "${NAME}" stands for the text of the list's first entry of the name; "${NAME:-TEXT}" for TEXT where there
  * is no such entry or it is empty. NAME is anything but empty, without "}" and ":-"; TEXT reaches to the next
- * "}". "$$" stands for "$"; a "$" before anything else is a "$". What was put in is not looked at again, so
- * that values cannot name others, and neither is TEXT.
+ * "}". "$$" stands for "$"; a "$" before anything else is a "$". Inserted values and TEXT are not expanded
+ * again, so that values cannot name others.
  * @param text     the text
- * @param values   the list, or null for an empty one; entries whose data hold no text are as none
+ * @param values   the list, or null for an empty one; entries whose data hold no text do not count
  * @param flags    flags of the expansion
  * @param limit    bytes that the result may have, without its end; 0 for
  * #def_ombrel_argument_expand_default_limit
- * @param fault_at receives the offset in bytes of the "$", or of the text up to the next, that is at fault;
- * the text's size when none is; may be null
+ * @param fault_at receives the offset in bytes of the "$", that is at fault; the text's size when none is;
+ * may be null
  * @param function the function for whom the text is accounted
  * @param line     its source line
  * @return the new text, freed with ombrel_free(); null for a null text, an empty name or one that does not

@@ -22,18 +22,18 @@
  *     {0}};
  * @endcode
  *
- * so that a build runs `say --manual > say.1` and `say --completion > say`, and installs the one in
- * `share/man/man1`, the other in `share/bash-completion/completions`.
+ * so that a build runs `say --manual > say.1` and `say --completion > say`, and installs the first in
+ * `share/man/man1`, the second in `share/bash-completion/completions`.
  *
  * @par Pages
  * They are written in the macros of man(7), which every formatter knows, with the sections NAME, SYNOPSIS,
- * DESCRIPTION (the table's summary and notes), OPTIONS, COMMANDS, EXIT STATUS, those of the caller, and SEE
- * ALSO. Texts of a table stand as they are: nothing in them is taken for a request of the formatter. A line
- * that begins with a space stands by itself, as those of an example do.
+ * DESCRIPTION (the table's summary and notes), OPTIONS, COMMANDS, EXIT STATUS, the caller's own, and SEE
+ * ALSO. Texts of a table appear as they are: nothing in them is taken for a request of the formatter. A line
+ * that begins with a space is not joined with others, as in examples.
  *
  * @par Completion
  * Offered are the options that the help shows, the words of choices, and the names of sub-commands. Other
- * values and operands are completed by what the help calls them: words between "|" that have a small letter
+ * values and operands are completed by their names in the help: words between "|" that have a small letter
  * are words to choose ("search|announce", "f|d|l"); a name that ends in "FILE", "PATH", "LIST", "FROM", "TO"
  * or "URI" is that of a file; one that ends in "DIRECTORY" or "FOLDER" that of a directory; "COMMAND" that of
  * a program. A text or a call may have words for its value in m_choices, too, which the parse does not look
@@ -62,29 +62,29 @@ OMBREL_BEGIN_C
 
 /** An exit code of a program. */
 typedef struct ombrel_argument_exit_ts {
-    const char* m_code; /**< "0", or as "128+SIGNAL"; null after the last */
+    const char* m_code; /**< "0", or a text such as "128+SIGNAL"; null after the last */
     const char* m_help; /**< what it tells */
 } ombrel_argument_exit_t;
 
 /** A section of a page that no table has. */
 typedef struct ombrel_argument_section_ts {
-    const char* m_title; /**< as "FILES" or "EXAMPLES"; null after the last */
-    const char* m_text;  /**< what stands in it: lines, and paragraphs between empty ones */
+    const char* m_title; /**< its title, such as "FILES" or "EXAMPLES"; null after the last */
+    const char* m_text;  /**< its text: lines, and paragraphs between empty ones */
 } ombrel_argument_section_t;
 
-/** What a page has beside a table. What is not named is unset: 0 or null. */
+/** What a page has besides a table. Fields that are not named are unset: 0 or null. */
 typedef struct ombrel_argument_manual_ts {
     /** Where the table is that of a command of a program, the program's name: the page is called
-     * "PROGRAM-NAME", and tells of "PROGRAM NAME". */
+     * "PROGRAM-NAME" and describes "PROGRAM NAME". */
     const char* m_program OMBREL_UNSET;
     /** When the page was changed, such as "2026-11-22"; null for today, or for the day that the environment's
      * SOURCE_DATE_EPOCH names in seconds since 1970. */
     const char* m_date OMBREL_UNSET;
     /** What stands in the page's last line, such as "say 1.2"; null for the page's name, with the version
-     * that an option of the table tells. */
+     * that an option of the table gives. */
     const char* m_source OMBREL_UNSET;
-    /** What it exits with; null for 0 (all is well, or help was asked for), 1 (something could not be done)
-     * and 2 (the arguments make no sense). */
+    /** Its exit codes; null for 0 (all is well, or help was asked for), 1 (something could not be done)
+     * and 2 (the arguments are wrong). */
     const ombrel_argument_exit_t* m_exits OMBREL_UNSET;
     /** More sections, in their order; may be null. */
     const ombrel_argument_section_t* m_sections OMBREL_UNSET;
@@ -98,7 +98,7 @@ typedef struct ombrel_argument_manual_ts {
 /**
  * @brief The man page of a table, of section 1.
  * @param table    the table; its name is that of the program, or of the command where the page says so
- * @param page     what else it has; null for nothing
+ * @param page     what the page has besides; null for nothing
  * @param function the function for whom the text is accounted
  * @param line     its source line
  * @return the page; null on failure

@@ -231,10 +231,10 @@ typedef struct ombrel_cgi_service_options_ts {
 OMBREL_API int ombrel_init_cgi_service_options(ombrel_cgi_service_options_t* options);
 
 /**
- * @brief Makes what runs the programs of a directory.
+ * @brief Makes a service that runs the programs of a directory.
  *
- * A program is a file right in the directory, whose name does not begin with ".". Whoever can reach the route
- * can run every file there: keep nothing else there.
+ * A program is a file directly in the directory, whose name does not begin with ".". Whoever can reach the
+ * route can run every file there: keep nothing else there.
  * @param base      the event base of the server
  * @param directory the directory; copied
  * @param options   how; null means ombrel_init_cgi_service_options()

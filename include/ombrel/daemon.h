@@ -1,11 +1,12 @@
 /**
  * @file daemon.h
- * @brief Programs that run in the background: becoming one, pid files, and the end of the machine's run.
+ * @brief Programs that run in the background: becoming one, pid files, and restarting or turning off the
+ * machine.
  *
  * A program that becomes a daemon goes on in a process of its own, without a terminal. The process that the
  * user started waits meanwhile, and ends with 0 when the daemon says that it is ready; otherwise it prints
- * the daemon's words on standard error and ends with the daemon's code. Scripts and service managers can rely
- * on that end.
+ * the daemon's message on standard error and ends with the daemon's code. Scripts and service managers can
+ * rely on that end.
  *
  * @code
  * ombrel_daemon_options_t options;
@@ -28,18 +29,18 @@
  *
  * @par Pid files
  * A pid file has the number of the process that owns it, in decimal, and a line feed. The owner keeps it
- * locked for as long as it lives. A file that nobody has locked is stale, whatever number it has: its owner
- * crashed, and the next one takes it over. So a number that another process has got meanwhile misleads
- * nobody, and of two processes that want one file at the same moment exactly one gets it. Of programs that
- * write such files without a lock, no more can be told than that their file is stale.
+ * locked for as long as it lives. A file that no process has locked is stale, whatever number it has: its
+ * owner crashed, and the next one takes it over. So it does no harm when another process has got the number
+ * meanwhile, and of two processes that want one file at the same moment exactly one gets it. A file that
+ * another program wrote without locking it always counts as stale.
  *
  * @par Threads
- * One thread at a time an object. ombrel_open_daemon() leaves the daemon with the calling thread alone: call
- * it before others are started.
+ * One thread at a time for an object. Only the calling thread goes on in the daemon: call
+ * ombrel_open_daemon() before others are started.
  *
  * @par Windows
- * The host has no such processes: ombrel_open_daemon() fails with #def_ombrel_fault_not_supported, but for
- * those that stay in the foreground. Pid files are the same there.
+ * The host has no such processes: ombrel_open_daemon() fails with #def_ombrel_fault_not_supported, except for
+ * programs that stay in the foreground. Pid files are the same there.
  *
  * @par Failures
  * Functions give null or -1, with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and
@@ -68,8 +69,8 @@ typedef struct ombrel_pid_file_ts ombrel_pid_file_t;
  * The lock belongs to the object. Programs that this process starts do not inherit it; a child that was
  * forked without becoming another program shares it, so that the file counts as owned until that child, too,
  * has ended or closed its copy of the object.
- * @param path     where; a relative one means the directory of the moment, also for the removal. The file is
- *                 made readable by all. A symbolic link in its place is not followed
+ * @param path     where; a relative one is resolved in the current directory at the time of the call, also
+ * for the removal. The file is made readable by all. A symbolic link in its place is not followed
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
  * @return the owned file, for ombrel_close_pid_file(); null with #def_ombrel_fault_busy when a living process
@@ -95,21 +96,21 @@ OMBREL_API int ombrel_close_pid_file(ombrel_pid_file_t* file);
  * @brief Reads a pid file and tells whether its owner lives.
  * @param path    the file
  * @param process receives the number that is in the file, 0 when there is none; may be null
- * @return 1 when the owner lives; 0 when not: no file is there, or it is stale; -1 when nobody can tell, with
- *         #def_ombrel_fault_access_denied or another reason
+ * @return 1 when the owner lives; 0 when not: no file is there, or it is stale; -1 when that cannot be told,
+ * with #def_ombrel_fault_access_denied or another reason
  */
 OMBREL_API int ombrel_read_pid_file(const char* path, int* process);
 
 /**
  * @brief Asks the owner of a pid file to end, and waits until it has.
  *
- * It is asked as ombrel_signal_process() asks with the signal to terminate. Nobody is ended by force.
+ * It gets the signal to terminate, as by ombrel_signal_process(). Nothing is ended by force.
  * @param path       the file
  * @param timeout_ms milliseconds to wait at most; negative waits for ever, 0 only asks
  * @return 1 when it has ended; 0 when it still runs at the end of the time; -1 with
- *         #def_ombrel_fault_no_process when nobody owns the file, with #def_ombrel_fault_access_denied
- * without the right to ask, and with #def_ombrel_fault_not_supported on a host that cannot ask processes that
- *         are no children
+ *         #def_ombrel_fault_no_process when no process owns the file, with #def_ombrel_fault_access_denied
+ * without the right to ask, and with #def_ombrel_fault_not_supported on a host that cannot ask processes
+ * other than children
  */
 OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
 
@@ -119,8 +120,8 @@ OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
  * @{
  */
 
-/** Flag: stays the process that it is, with its terminal, directory, mask and streams: for a program that is
- * watched by another, or looked for faults in. Only the pid file is taken. */
+/** Flag: stays the process that it is, with its terminal, directory, mask and streams: for a program that
+ * another one supervises, or that is being debugged. Only the pid file is taken. */
 #define def_ombrel_daemon_foreground 1u
 
 /** The mask of the options that leaves the process's own. */
@@ -136,8 +137,8 @@ OMBREL_API int ombrel_stop_pid_file_owner(const char* path, int timeout_ms);
 #define def_ombrel_daemon_part_error 4     /**< the file for standard error */
 /** @} */
 
-/** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths mean
- * the directory of the moment of that call. */
+/** How a program becomes a daemon. Texts are only looked at within ombrel_open_daemon(); relative paths are
+ * resolved in the current directory at the time of that call. */
 typedef struct ombrel_daemon_options_ts {
     /** #def_ombrel_daemon_foreground or 0, the default. */
     uint32_t m_flags;
@@ -150,11 +151,11 @@ typedef struct ombrel_daemon_options_ts {
     const char* m_output;
     /** Where standard error goes, likewise; null, the default, for where standard output goes. */
     const char* m_error;
-    /** Permissions that files of the daemon do not get, as of `umask`; the default is 022 (octal);
+    /** Permissions that files of the daemon do not get, as set by `umask`; the default is 022 (octal);
      * #def_ombrel_daemon_same_mask changes nothing. */
     int m_mask;
-    /** Milliseconds that the starting process waits for the daemon's word, and at whose end it ends the
-     * daemon by force; the default is 60,000; negative waits for ever. */
+    /** Milliseconds that the starting process waits for the daemon's word, after which it ends the daemon by
+     * force; the default is 60,000; negative waits for ever. */
     int m_ready_timeout_ms;
     /** Receives def_ombrel_daemon_part_* when ombrel_open_daemon() fails for a reason other than invalid
      * arguments; null, the default, to do without. */
@@ -168,7 +169,7 @@ OMBREL_API int ombrel_init_daemon_options(ombrel_daemon_options_t* options);
 typedef struct ombrel_daemon_ts ombrel_daemon_t;
 
 /**
- * @brief Goes on as a daemon: in a new process and a new session, which never gets a terminal by accident,
+ * @brief Goes on as a daemon: in a new process and a new session, which cannot get a terminal by accident,
  * with standard input empty.
  *
  * In the daemon it returns the object. The starting process does not return if all went well: it flushes the
@@ -179,7 +180,7 @@ typedef struct ombrel_daemon_ts ombrel_daemon_t;
  * a line that says so.
  *
  * Descriptors beyond the standard three stay open. Standard descriptors that were closed are treated as if
- * they led nowhere.
+ * they led to the null device.
  * @param options  how; null means ombrel_init_daemon_options()
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
@@ -196,9 +197,9 @@ OMBREL_API ombrel_daemon_t* ombrel_open_daemon_tag(const ombrel_daemon_options_t
 /**
  * @brief Says that the daemon is ready: the starting process ends with 0.
  *
- * Said once; in the foreground it says nothing to anybody.
- * @return 0; -1 with #def_ombrel_fault_closed when the starting process is gone, so that nobody knows of the
- *         daemon, and with #def_ombrel_fault_invalid for null and when the word has been given already
+ * It is said once; in the foreground it has no effect.
+ * @return 0; -1 with #def_ombrel_fault_closed when the starting process is gone, so that no process waits for
+ * the word, and with #def_ombrel_fault_invalid for null and when the word has been given already
  */
 OMBREL_API int ombrel_daemon_ready(ombrel_daemon_t* daemon);
 
@@ -208,8 +209,8 @@ OMBREL_API int ombrel_daemon_ready(ombrel_daemon_t* daemon);
  * The daemon itself goes on, to close what it has and end.
  * @param daemon    the daemon
  * @param exit_code the code, 1 to 255
- * @param text      words for the user, without a line feed, of which the first 400 bytes are told; null for
- * none
+ * @param text      words for the user, without a line feed, of which the first 400 bytes are printed; null
+ * for none
  * @return as ombrel_daemon_ready(); in the foreground 0, with the text on standard error
  */
 OMBREL_API int ombrel_daemon_fail(ombrel_daemon_t* daemon, int exit_code, const char* text);

@@ -25,12 +25,13 @@
  * names is asked for each. Paths are joined by "/" on every system.
  *
  * @par Failures
- * A call that fails gives -1 or null and leaves why in ombrel_last_fault() (fault.h): besides what stands at
- * the functions def_ombrel_fault_not_found, def_ombrel_fault_not_directory, def_ombrel_fault_access_denied,
- * def_ombrel_fault_link_loop, def_ombrel_fault_input_output, def_ombrel_fault_no_descriptor and
- * def_ombrel_fault_no_memory; def_ombrel_fault_invalid for a null argument that must not be null, an empty
- * path and unknown flags. What works on trees goes on after a failure inside: it tells a handler of each, and
- * its result and fault are those of the first when it has done the rest. Only a lack of memory ends it.
+ * A call that fails gives -1 or null and leaves the reason in ombrel_last_fault() (fault.h): besides what
+ * stands at the functions def_ombrel_fault_not_found, def_ombrel_fault_not_directory,
+ * def_ombrel_fault_access_denied, def_ombrel_fault_link_loop, def_ombrel_fault_input_output,
+ * def_ombrel_fault_no_descriptor and def_ombrel_fault_no_memory; def_ombrel_fault_invalid for a null argument
+ * that must not be null, an empty path and unknown flags. What works on trees goes on after a failure inside:
+ * it tells a handler of each, and its result and fault are those of the first when it has done the rest. Only
+ * a lack of memory ends it.
  *
  * @par Threads
  * Any, for all functions; one at a time for one directory or walk. Another process may change what is read:

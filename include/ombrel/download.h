@@ -1,6 +1,6 @@
 /**
  * @file download.h
- * @brief Files from URIs, with proof: resumed, limited, checked by a digest, stored whole or not at all.
+ * @brief Downloads of files from URIs: resumed, limited, checked by a digest, stored whole or not at all.
  *
  * @code
  * ombrel_download_options_t options;
@@ -12,42 +12,42 @@
  *     ombrel_error_printf("image.bin: %s\n", result.m_error.m_text);
  * @endcode
  *
- * The target appears in one step when all of it has come, its digest is the one that was wanted and the
- * device has it; until then, and after any failure, an old file stays as it was. The target's directory must
- * be there. Permissions, owners and links are treated as ombrel_store_file() does.
+ * The target appears in one step when all of it has come, its digest is the wanted one and it is on the
+ * device; until then, and after any failure, an old file stays as it was. The target's directory must exist.
+ * Permissions, owners and links are treated as ombrel_store_file() does.
  *
  * @par Sources
  * http and ftp are spoken by the library's own clients; https and ftps need a plug-in that serves them
- * (plugin_curl.h); tftp and file are the built-in plug-in's (builtin_stream.h), and a plain path is a file.
- * Other schemes, "pipe" above all, are opened only if #ombrel_download_options_t.m_schemes names them; what
- * plug-ins serve then comes by their contexts. Of a file only regular ones are taken. Redirections are
- * followed within http and https alone, from https to https alone, and to what m_schemes has; a name and
- * password in the URI go to no other host.
+ * (plugin_curl.h); tftp and file are served by the built-in plug-in (builtin_stream.h), and a plain path is a
+ * file. Other schemes, "pipe" above all, are opened only if #ombrel_download_options_t.m_schemes names them;
+ * schemes of plug-ins are read through their contexts. Of local files only regular ones are read.
+ * Redirections are followed only within http and https, from https only to https, and only to the schemes of
+ * m_schemes; a name and password in the URI go to no other host.
  *
  * @par Mirrors, retries
  * The URI comes first, then the mirrors in their order. One that fails is followed by the next; after the
  * last comes a pause, then the first again, as often as the retries say. Pauses grow while no byte comes, are
- * shortened by up to a half at random, so that many who failed together do not come back together, and are at
- * least as long as a server asked for by Retry-After, up to the longest pause. One that does not have the
- * file (404), refuses it (403), has one that is too large, or whose file has another digest, is not asked
- * again.
+ * shortened by up to a half at random, so that many clients that failed together do not return together, and
+ * are at least as long as the server's Retry-After asks, up to the longest pause. One that does not have the
+ * file (404), refuses it (403), has one that is too large or has another digest is not asked again.
  *
  * @par Resuming
- * What has come is kept beside the target in "NAME.part-download", what is known of it (its URI's digest, its
- * size, and the validator of the server: its entity tag or the time of its last change) in
- * "NAME.part-download.info". A later call for the same target goes on from there, after a broken connection
- * or a kill, if the source still has the same: an http server is asked so by If-Range, and its answer
- * compared; of files and FTP the size and the time are compared. Where there is no validator, or another, the
- * download begins anew; TFTP always does. With a digest what came from one mirror is gone on with from
- * another if the sizes are the same, as the whole is proven in the end; if it is not then, once more anew.
- * After a crash of the system, which may lose bytes that were on their way to the device, only a digest makes
- * it certain that what is gone on with is what had come. What cannot be resumed is removed with a failure.
- * One that is too large, or whose digest is another, is never kept.
+ * The bytes that have come are kept beside the target in "NAME.part-download", and facts about them (the
+ * URI's digest, its size, and the validator of the server: its entity tag or the time of its last change) in
+ * "NAME.part-download.info". A later call for the same target continues from there, after a broken connection
+ * or a kill, if the source still has the same file: an http server is asked by If-Range, and its answer is
+ * compared; of files and FTP the size and the time are compared. Where there is no validator, or a different
+ * one, the download starts again from the beginning; by TFTP it always does. When a digest is given, bytes
+ * from one mirror are continued from another if the sizes are the same, because the digest checks the whole
+ * in the end; if that check fails, the download is tried once more from the beginning. After a crash of the
+ * system, which may lose bytes that were on their way to the device, only a digest makes it certain that the
+ * kept bytes are those that had come. What cannot be resumed is removed with a failure. One that is too
+ * large, or whose digest is another, is never kept.
  *
  * Two downloads of one target at a time do not mix: the second fails with #def_ombrel_fault_busy.
  *
  * @par Limits
- * The size is limited whether the server tells it, tells a wrong one, or sends without end. Time is limited
+ * The size is limited whether the server tells it, tells a wrong one, or sends endlessly. Time is limited
  * for connecting, without progress, and as a whole. Memory does not depend on what is sent.
  *
  * @par Threads
@@ -69,13 +69,13 @@
 
 OMBREL_BEGIN_C
 
-/** Bytes at most unless told otherwise: 16 GiB. */
+/** The default limit of bytes: 16 GiB. */
 #define def_ombrel_download_size_limit INT64_C(17179869184)
-/** Bytes of a list of digests at most. */
+/** The most bytes of a list of digests. */
 #define def_ombrel_download_list_limit 16777216
-/** What comes after the target's name while it is not whole. */
+/** Appended to the target's name for the incomplete file. */
 #define def_ombrel_download_part_suffix ".part-download"
-/** What comes after the name of what is known of that. */
+/** Appended to the target's name for the facts about it. */
 #define def_ombrel_download_info_suffix ".info"
 
 /** @name What a download is doing
@@ -83,17 +83,17 @@ OMBREL_BEGIN_C
 #define def_ombrel_download_connecting 1 /**< it asks a source */
 #define def_ombrel_download_receiving 2  /**< bytes come */
 #define def_ombrel_download_pausing 3    /**< all sources have failed; it will try again */
-#define def_ombrel_download_reading 4    /**< it reads what came earlier, for the digest */
-#define def_ombrel_download_storing 5    /**< all has come: the device is waited for */
+#define def_ombrel_download_reading 4    /**< it reads bytes of an earlier call, for the digest */
+#define def_ombrel_download_storing 5    /**< all has come; it waits for the device */
 /** @} */
 
 /** @name Why a download failed
  * @{ */
 #define def_ombrel_download_reason_none 0       /**< it did not */
 #define def_ombrel_download_reason_source 1     /**< the source could not be opened or read: see the error */
-#define def_ombrel_download_reason_broken_off 2 /**< it ended before all had come */
+#define def_ombrel_download_reason_broken_off 2 /**< the source ended before all had come */
 #define def_ombrel_download_reason_too_large 3  /**< more than the limit */
-#define def_ombrel_download_reason_digest 4     /**< the digest is another than the one wanted */
+#define def_ombrel_download_reason_digest 4     /**< the digest is not the wanted one */
 #define def_ombrel_download_reason_list 5       /**< the list of digests has no line for the name */
 #define def_ombrel_download_reason_target 6     /**< the target could not be written */
 #define def_ombrel_download_reason_busy 7       /**< another download of the target is under way */
@@ -106,8 +106,8 @@ OMBREL_BEGIN_C
 typedef struct ombrel_download_state_ts {
     int m_phase;       /**< def_ombrel_download_connecting and the like */
     int64_t m_done;    /**< bytes that are here */
-    int64_t m_total;   /**< bytes of the whole, as the source says; -1 when it does not */
-    int64_t m_resumed; /**< of those here, what earlier calls left */
+    int64_t m_total;   /**< bytes of the whole file, as the source says; -1 when it does not */
+    int64_t m_resumed; /**< of these, bytes left by earlier calls */
     int m_source;      /**< which source: 0 for the URI, from 1 on the mirrors */
     int m_round;       /**< how often all sources have failed */
     int m_pause_ms;    /**< of a pause: how long it is */
@@ -115,8 +115,8 @@ typedef struct ombrel_download_state_ts {
 } ombrel_download_state_t;
 
 /**
- * Called when a phase begins, as bytes come, and while nothing does: at least about five times a second save
- * while a source is looked up, connected or stored.
+ * Called when a phase begins, as bytes come, and while nothing does: at least about five times a second,
+ * except while a source is looked up or connected, or the file is stored.
  * @param state   how far it is; valid until the handler returns
  * @param context the one of the options
  * @return 0 to go on; anything else ends the download, which returns it
@@ -125,9 +125,9 @@ typedef int (*ombrel_download_handler_t)(const ombrel_download_state_t* state, v
 
 /** @name Flags
  * @{ */
-/** What came before is not gone on with, and nothing is kept after a failure. */
+/** Nothing is resumed, and nothing is kept after a failure. */
 #define def_ombrel_download_no_resume 1u
-/** A target that is there is a failure: #def_ombrel_fault_exists. */
+/** An existing target is a failure: #def_ombrel_fault_exists. */
 #define def_ombrel_download_no_replace 2u
 /** The device is not waited for: a crash of the system may lose the file. */
 #define def_ombrel_download_no_sync 4u
@@ -143,22 +143,22 @@ typedef struct ombrel_download_options_ts {
     /** The digest wanted: "sha256:", "sha1:" or "md5:" and hexadecimal digits of either case; null, the
      * default, for none. */
     const char* m_digest;
-    /** A list of digests (digest_list.h) that has it: a URI or a path, read before anything else by the same
-     * rules, with #def_ombrel_download_list_limit; the algorithm is told by the number of digits. Null, the
-     * default, for none. Not with m_digest. */
+    /** A list of digests (digest_list.h) that contains the wanted one: a URI or a path, read before anything
+     * else by the same rules, with #def_ombrel_download_list_limit; the number of digits tells the algorithm.
+     * Null, the default, for none. Not with m_digest. */
     const char* m_digest_list;
-    /** The name of the file in the list, compared exactly but for a "./" before it there; null, the default,
-     * for the last part of the URI's path. */
+    /** The name of the file in the list, compared exactly, except for a "./" before it in the list; null, the
+     * default, for the last part of the URI's path. */
     const char* m_digest_name;
-    /** Bytes at most; the default is #def_ombrel_download_size_limit; 0 takes empty files alone, negative has
+    /** Bytes at most; the default is #def_ombrel_download_size_limit; 0 takes only empty files, negative has
      * no limit. */
     int64_t m_size_limit;
-    /** Permissions of a target that was not there, less the process's mask; the default is 0666. */
+    /** Permissions of a new target, less the process's mask; the default is 0666. */
     uint32_t m_mode;
     /** Schemes that URIs and redirections may have, separated by "|"; null, the default, for
      * "https|http|ftps|ftp|tftp|file". */
     const char* m_schemes;
-    /** Redirections that are followed one after the other; the default is 10; 0 for none. */
+    /** Redirections that are followed in a row; the default is 10; 0 for none. */
     size_t m_redirect_limit;
     /** How often all sources are asked again after all have failed; the default is 3; 0 for never. */
     size_t m_retry_limit;
@@ -166,15 +166,16 @@ typedef struct ombrel_download_options_ts {
     int m_first_pause_ms;
     /** By how much each pause is longer than the one before, 1 at least; the default is 2. */
     int m_pause_factor;
-    /** What pauses grow to; less than the first pause counts as it; the default is 30,000. */
+    /** What pauses grow to; a value below the first pause counts as that; the default is 30,000. */
     int m_longest_pause_ms;
     /** For a source to be looked up, connected and to begin its answer; the default is 30,000. */
     int m_connect_ms;
-    /** Without a byte; the default is 30,000. */
+    /** Without a byte coming; the default is 30,000. */
     int m_progress_ms;
-    /** As a whole, pauses too; the default is -1. Looking a name up and storing are not interrupted. */
+    /** For the whole download, pauses included; the default is -1. Looking a name up and storing are not
+     * interrupted. */
     int m_whole_ms;
-    /** Told how far it is; null, the default, for none. */
+    /** Called with the progress; null, the default, for none. */
     ombrel_download_handler_t m_handler;
     /** Handed to it. */
     void* m_context;
@@ -182,13 +183,13 @@ typedef struct ombrel_download_options_ts {
 
 /** The outcome of a download. */
 typedef struct ombrel_download_result_ts {
-    int m_reason;   /**< why it failed (def_ombrel_download_reason_*) */
-    int m_source;   /**< the source that the whole came from, or that failed last: 0 the URI, 1 … mirrors */
-    int m_attempts; /**< how often a source was asked for it */
-    int64_t m_done; /**< bytes of the target, or those that are kept */
+    int m_reason;      /**< why it failed (def_ombrel_download_reason_*) */
+    int m_source;      /**< the source that completed the file, or failed last: 0 the URI, 1 … mirrors */
+    int m_attempts;    /**< how often a source was asked for it */
+    int64_t m_done;    /**< bytes of the target, or of the part that is kept */
     int64_t m_total;   /**< bytes of the whole as the source last said; -1 when it did not */
-    int64_t m_resumed; /**< bytes of an earlier call that were gone on with */
-    /** The digest of the whole in lower-case hexadecimal, if one was wanted; empty before the whole came. */
+    int64_t m_resumed; /**< bytes of earlier calls that were reused */
+    /** The digest of the whole in lower-case hexadecimal, if one was wanted; empty unless all has come. */
     char m_digest[def_ombrel_digest_text_size];
     /** The one that was wanted, and its algorithm's name. */
     char m_wanted_digest[def_ombrel_digest_text_size];
@@ -207,11 +208,12 @@ OMBREL_API int ombrel_init_download_options(ombrel_download_options_t* options);
  * @param options how; null means ombrel_init_download_options()
  * @param result  receives the outcome, also on failure; may be null
  * @return 0 when the target is there; what the handler returned when it ended the download; -1 with
- *         #def_ombrel_fault_invalid for null and invalid arguments, a digest that is none, and a scheme that
- * is not allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest that is another;
- *         #def_ombrel_fault_not_found for a list without the name too; #def_ombrel_fault_busy;
+ *         #def_ombrel_fault_invalid for null and invalid arguments, a malformed digest, and a scheme that is
+ * not allowed; #def_ombrel_fault_too_large; #def_ombrel_fault_violation for a digest other than the wanted
+ * one; #def_ombrel_fault_not_found for a list without the name too; #def_ombrel_fault_busy;
  *         #def_ombrel_fault_timed_out; #def_ombrel_fault_interrupted for the global break;
- *         #def_ombrel_fault_reset for what was broken off; and whatever the source or the target fails by
+ *         #def_ombrel_fault_reset for a connection that broke off; and the faults of the source and the
+ * target
  */
 OMBREL_API int ombrel_download_file(const char* uri, const char* path,
                                     const ombrel_download_options_t* options,

@@ -19,8 +19,8 @@
  * @endcode
  *
  * @par Failures
- * A call that fails gives -1 or null and leaves why in ombrel_last_fault() (fault.h). Any path may give
- * def_ombrel_fault_not_found, def_ombrel_fault_not_directory, def_ombrel_fault_access_denied,
+ * A call that fails gives -1 or null and leaves the reason in ombrel_last_fault() (fault.h). Any path may
+ * give def_ombrel_fault_not_found, def_ombrel_fault_not_directory, def_ombrel_fault_access_denied,
  * def_ombrel_fault_link_loop and def_ombrel_fault_input_output, any call that writes
  * def_ombrel_fault_no_space, any that opens def_ombrel_fault_no_descriptor, any with memory of its own
  * def_ombrel_fault_no_memory. A null path or record, an empty path, an unknown flag or a negative size is

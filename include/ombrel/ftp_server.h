@@ -47,10 +47,10 @@
  * breaks off are kept, so that the client may continue there (SIZE, REST, STOR or APPE). STOR replaces what
  * the file held from its beginning, or after REST from there on; a place beyond the end is refused. In ASCII
  * type line ends are CR LF on the network and LF in files; SIZE and REST are then refused, as offsets differ.
- * One transfer at a time: commands that come meanwhile wait for its end, but for ABOR and STAT.
+ * One transfer at a time: commands that come meanwhile wait for its end, except ABOR and STAT.
  *
- * Passive connections are taken from the client's own address alone, active ones made to it alone and to no
- * port below 1024.
+ * Passive connections are accepted only from the client's own address, active ones are made only to it and to
+ * no port below 1024.
  *
  * @par Limits
  * All are fields of #ombrel_ftp_server_options_t. A session holds one descriptor, during a transfer three. A
@@ -90,10 +90,11 @@ typedef struct ombrel_ftp_server_ts ombrel_ftp_server_t;
 #define def_ombrel_ftp_server_event_sent 4     /**< a file was fetched, wholly or not: see the reply */
 #define def_ombrel_ftp_server_event_received 5 /**< a file was stored or appended to, likewise */
 #define def_ombrel_ftp_server_event_listed 6   /**< a directory was listed, likewise */
-#define def_ombrel_ftp_server_event_changed 7  /**< it renamed, removed or created something, or set a time  \
-                                                */
-#define def_ombrel_ftp_server_event_refused 8  /**< a command failed or is not allowed */
-#define def_ombrel_ftp_server_event_left 9     /**< the session is over. The last event */
+#define def_ombrel_ftp_server_event_changed                                                                  \
+    7                                         /**< it renamed, removed or created something, or set a time   \
+                                               */
+#define def_ombrel_ftp_server_event_refused 8 /**< a command failed or is not allowed */
+#define def_ombrel_ftp_server_event_left 9    /**< the session is over. The last event */
 /** @} */
 
 /** Something that happened. Texts live until the handler returns, and may be empty, never null. They hold

@@ -12,15 +12,14 @@
  *     believe(message);
  * @endcode
  *
- * The algorithms are the message digests: "sha256", "sha1", "md5". Checksums are refused, as nothing that is
- * keyed by them proves anything.
+ * The algorithms are the message digests: "sha256", "sha1", "md5". Checksums are refused, as a key does not
+ * make them prove anything.
  *
- * Records have no lock: one thread at a time. What the functions had of keys on the stack is overwritten; a
- * record is by ombrel_hmac_result(), and by ombrel_wipe_secret().
+ * Records have no lock: one thread at a time. Copies of keys on the stack are overwritten; a record is
+ * overwritten by ombrel_hmac_result() and ombrel_wipe_secret().
  *
  * @par Failures
- * -1 with #def_ombrel_fault_invalid for null where something is needed and for an algorithm that does not
- * serve.
+ * -1 with #def_ombrel_fault_invalid for null arguments and for algorithms that are not supported.
  */
 #ifndef OMBREL_HMAC_H
 #define OMBREL_HMAC_H
@@ -33,7 +32,7 @@
 
 OMBREL_BEGIN_C
 
-/** A keyed digest in the making. */
+/** A keyed digest under way. */
 typedef struct ombrel_hmac_ts {
     ombrel_digest_t m_inner; /**< what the message goes into */
     ombrel_digest_t m_outer; /**< what the inner result goes into */
@@ -61,7 +60,7 @@ OMBREL_API int ombrel_hmac_push(ombrel_hmac_t* hmac, const void* data, size_t si
  */
 OMBREL_API int ombrel_hmac_result(ombrel_hmac_t* hmac, void* out);
 
-/** @brief The three in one: the keyed digest of a message. @return 0, or -1 */
+/** @brief The three calls in one: the keyed digest of a message. @return 0, or -1 */
 OMBREL_API int ombrel_make_hmac(const ombrel_digest_algorithm_t* algorithm, const void* key, size_t key_size,
                                 const void* data, size_t size, void* out);
 
@@ -71,7 +70,7 @@ OMBREL_API int ombrel_make_hmac(const ombrel_digest_algorithm_t* algorithm, cons
  * @param algorithm     sha256, sha1 or md5
  * @param password      the password; may be null when `password_size` is 0
  * @param password_size its bytes
- * @param salt          bytes that belong to this password, best 16 random ones
+ * @param salt          bytes that belong to this password, preferably 16 random ones
  * @param salt_size     how many
  * @param iterations    at least 1
  * @param key           receives the key
@@ -83,8 +82,8 @@ OMBREL_API int ombrel_make_pbkdf2(const ombrel_digest_algorithm_t* algorithm, co
                                   uint32_t iterations, void* key, size_t key_size);
 
 /**
- * @brief Compares memory in a time that depends on the size alone, so that nobody learns from it where a
- * guess went wrong.
+ * @brief Compares memory in a time that depends on the size alone, so that it does not reveal where a guess
+ * went wrong.
  * @param left  one
  * @param right the other
  * @param size  bytes of each; with 0 they are the same
@@ -92,8 +91,8 @@ OMBREL_API int ombrel_make_pbkdf2(const ombrel_digest_algorithm_t* algorithm, co
  */
 OMBREL_API int ombrel_is_same_secret(const void* left, const void* right, size_t size);
 
-/** @brief Overwrites memory with zeros in a way that no compiler leaves out. @return `memory`, which may be
- * null */
+/** @brief Overwrites memory with zeros in a way that no compiler optimises away. @return `memory`, which may
+ * be null */
 OMBREL_API void* ombrel_wipe_secret(void* memory, size_t size);
 
 OMBREL_END_C

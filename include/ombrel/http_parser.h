@@ -38,8 +38,8 @@
  * alone, or is there twice, or beside a Transfer-Encoding; a Transfer-Encoding that is not "chunked" alone,
  * once, and in HTTP/1.1; chunk lines with anything but a size and well-formed extensions; a Host that is
  * missing from HTTP/1.1, is there twice or is no host; targets of another form than their method wants; a
- * CONNECT with a body; lengths, codings and hosts among trailers. Some of it is let through by flags, each of
- * which says what it lets through.
+ * CONNECT with a body; lengths, codings and hosts among trailers. Flags, described below, let some of this
+ * through: each says what it lets through.
  *
  * Not refused, because all programs read them alike: empty lines before a request, a status line without a
  * reason or the space before it, a Content-Length with leading zeros, HTTP/1.2 to 1.9, which are read as 1.1.

@@ -2,9 +2,9 @@
  * @file launcher.h
  * @brief Keeping a program running: started again when it ends, stopped for certain, with its output kept.
  *
- * A launcher runs a program as a child process and looks after it on a thread of its own. When the child ends
- * it starts it again, after pauses that grow while the child does not run well, until it is stopped or until
- * there were too many restarts.
+ * A launcher runs a program as a child process and watches it on a thread of its own. When the child ends
+ * it starts it again, after pauses that grow while the child does not run well, until it is stopped or there
+ * were too many restarts.
  *
  * @code
  * const char* const arguments[] = {"collector", "--port=5000", NULL};
@@ -21,10 +21,10 @@
  * @endcode
  *
  * @par Groups
- * The child leads a process group (on Windows a job), and what is said here of its end is true of the group:
- * a stop asks and ends all of it, and when the child has ended by itself, what it left behind in its group is
- * ended by force before anything else happens. A program that leaves its group on purpose, as daemons do, is
- * out of reach: launch it in its foreground form.
+ * The child leads a process group (on Windows a job), and what is said here about its end holds for the
+ * group: a stop asks and ends all of it, and when the child has ended by itself, what it left behind in its
+ * group is ended by force before anything else happens. A program that leaves its group on purpose, as
+ * daemons do, is out of reach: launch it in its foreground form.
  *
  * @par Stopping
  * The group is asked by the signal to terminate. When the child has ended, or after the grace, what is left
@@ -32,7 +32,7 @@
  *
  * @par Output
  * Without a handler and a log the child writes where this program does. Otherwise both of its outputs are
- * read as fast as they come; a handler that takes its time holds up the child, never loses bytes. Standard
+ * read as fast as they come; a slow handler holds up the child, and no bytes are lost. Standard
  * input is empty.
  *
  * @par Threads
@@ -71,7 +71,7 @@ typedef struct ombrel_launcher_ts ombrel_launcher_t;
  * @{
  */
 #define def_ombrel_launcher_not_ended 0 /**< it has not */
-#define def_ombrel_launcher_stopped 1   /**< it was asked to, by a function or by the result of a handler */
+#define def_ombrel_launcher_stopped 1   /**< a function or the result of a handler asked for it */
 #define def_ombrel_launcher_finished 2  /**< the child ended, and is not restarted after such an end */
 #define def_ombrel_launcher_gave_up 3   /**< there were more restarts than the limit allows */
 /** @} */
@@ -90,7 +90,7 @@ typedef struct ombrel_launcher_state_ts {
     uint32_t m_force_count;
     /** How the last child that ended did so; {-1, 0} before that. */
     ombrel_process_end_t m_end;
-    /** Why a start or the log failed the last time that one did (def_ombrel_fault_*), or 0. */
+    /** Why a start or the log failed last (def_ombrel_fault_*), or 0. */
     int m_fault;
     /** Length of the present or last pause in milliseconds, 0 before the first. */
     int m_pause_ms;
@@ -106,10 +106,11 @@ typedef struct ombrel_launcher_state_ts {
 #define def_ombrel_launcher_event_started 1 /**< the child was started */
 #define def_ombrel_launcher_event_ended 2   /**< the child has ended: see m_end */
 #define def_ombrel_launcher_event_start_failed                                                               \
-    3                                          /**< a restart failed: see the fault; it counts as an end     \
-                                                */
-#define def_ombrel_launcher_event_log_failed 4 /**< the log takes no bytes: told once until it does again */
-#define def_ombrel_launcher_event_over 5       /**< the launcher has ended: see the reason. The last event */
+    3 /**< a restart failed: see the fault; it counts as an end                                              \
+       */
+#define def_ombrel_launcher_event_log_failed                                                                 \
+    4                                    /**< the log takes no bytes: reported once until it does again */
+#define def_ombrel_launcher_event_over 5 /**< the launcher has ended: see the reason. The last event */
 /** @} */
 
 /**
@@ -132,7 +133,7 @@ typedef int (*ombrel_launcher_handler_t)(ombrel_launcher_t* launcher, int event,
  * @param stream   1 for standard output, 2 for standard error
  * @param data     a line without its end (a line feed, or a carriage return and a line feed), or bytes as
  * they came; and a zero byte after them
- * @param size     bytes in front of that; a line may be empty
+ * @param size     bytes before that zero byte; a line may be empty
  * @param context  the one of the options
  * @return 0 to go on; anything else stops the launcher as ombrel_launcher_stop() does
  */
@@ -172,9 +173,9 @@ typedef struct ombrel_launcher_options_ts {
     int m_first_pause_ms;
     /** By how much each pause is longer than the one before it, at least 1; the default is 2. */
     int m_pause_factor;
-    /** What pauses grow to; the default is 30,000; less than the first pause counts as it. */
+    /** What pauses grow to; the default is 30,000; a value below the first pause counts as that. */
     int m_longest_pause_ms;
-    /** A child that ran for so long ran well: the next pause is the first one again; the default is 10,000.
+    /** A child that ran for this long ran well: the next pause is the first one again; the default is 10,000.
      */
     int m_well_ms;
     /** Restarts within the period of which the launcher gives up instead of making one more; the default is
@@ -185,16 +186,17 @@ typedef struct ombrel_launcher_options_ts {
     /** From asking the child to end until it is ended by force; the default is 5,000; negative never uses
      * force. */
     int m_grace_ms;
-    /** Told what happens; null, the default, for none. */
+    /** Called when something happens; null, the default, for none. */
     ombrel_launcher_handler_t m_handler;
-    /** Given the output; null, the default, for none. */
+    /** Called with the output; null, the default, for none. */
     ombrel_launcher_output_handler_t m_output_handler;
     /** Handed to both. */
     void* m_context;
     /** The file at whose end the output is kept as it comes; null, the default, for none. */
     const char* m_log_path;
     /** Bytes of the file beyond which it is renamed to "PATH.1", an earlier "PATH.1" to "PATH.2" and so
-     * on, and begun anew; the default is 1 MiB; 0 for never. Between two lines where that is possible. */
+     * on, and begun anew; the default is 1 MiB; 0 for never. It is renamed between two lines where that is
+     * possible. */
     int64_t m_log_size;
     /** How many renamed files are kept, 99 at most; the default is 4; 0 empties the file. */
     uint32_t m_log_count;
@@ -215,7 +217,7 @@ OMBREL_API int ombrel_init_launcher_options(ombrel_launcher_options_t* options);
  * @param line      the calling line
  * @return the launcher once the program was started for the first time, for ombrel_close_launcher(); null,
  * with no restart tried, when that failed: #def_ombrel_fault_not_found, #def_ombrel_fault_access_denied; when
- * the log cannot be opened, for want of memory, descriptors or a thread
+ * the log cannot be opened, when memory, descriptors or threads run out
  */
 OMBREL_API ombrel_launcher_t* ombrel_open_launcher_tag(const char* const* arguments,
                                                        const ombrel_launcher_options_t* options,
@@ -235,14 +237,15 @@ OMBREL_API int ombrel_launcher_wait(ombrel_launcher_t* launcher, int timeout_ms)
 /**
  * @brief Asks the child to end, with force after the grace, and starts it no more. It does not wait.
  *
- * Called once more, it changes nothing.
+ * A second call changes nothing.
  * @return 0, also when the launcher has ended already; -1 for null
  */
 OMBREL_API int ombrel_launcher_stop(ombrel_launcher_t* launcher);
 
 /**
  * @brief Ends the child as ombrel_launcher_stop() does and starts it again at once, or starts it now if it
- * was pausing. The next pause is the first one again, and the restart counts for no limit. It does not wait.
+ * was pausing. The next pause is the first one again, and the restart does not count towards the limit. It
+ * does not wait.
  * @return 0; -1 with #def_ombrel_fault_invalid for null, and when the launcher is stopping or has ended
  */
 OMBREL_API int ombrel_launcher_restart(ombrel_launcher_t* launcher);
@@ -252,11 +255,11 @@ OMBREL_API int ombrel_launcher_restart(ombrel_launcher_t* launcher);
  * @param launcher the launcher
  * @param signal_number the signal, as for ombrel_process_signal()
  * @return 0; -1 with #def_ombrel_fault_no_process while no child runs, with #def_ombrel_fault_invalid for
- * null and a number that is no signal's, and as ombrel_process_signal()
+ * null and a number that is not a signal's, and as ombrel_process_signal()
  */
 OMBREL_API int ombrel_launcher_signal(ombrel_launcher_t* launcher, int signal_number);
 
-/** @brief Tells what is known at the moment. @return 0, or -1 for null */
+/** @brief What is known at the moment. @return 0, or -1 for null */
 OMBREL_API int ombrel_launcher_get_state(ombrel_launcher_t* launcher, ombrel_launcher_state_t* state);
 
 /** @brief Words for a reason (def_ombrel_launcher_stopped and the like). @return the text, never null */
@@ -265,7 +268,7 @@ OMBREL_API const char* ombrel_launcher_reason_text(int reason);
 /**
  * @brief Stops the child if it runs, waits until the launcher has ended, and frees it.
  *
- * With a grace without end this may take for ever; otherwise it takes little more than the grace.
+ * With an endless grace this may take for ever; otherwise it takes little more than the grace.
  * @param launcher the launcher; null gives 0
  * @return 0; -1 when called by a handler of the launcher, which changes nothing
  */

@@ -1,10 +1,10 @@
 /**
  * @file nmea.h
- * @brief Sentences of NMEA 0183, as receivers of positions send them: read in pieces, and written.
+ * @brief Sentences of NMEA 0183, as satellite receivers send them: read in pieces, and written.
  *
- * A sentence is a line of text: "$", two characters for who talks and three for what is told, fields between
- * commas, "*" and a checksum. A reader takes bytes in pieces of any size from wherever they come, a serial
- * port say (serial.h), and calls a handler with each sentence, its fields read into a record of its type:
+ * A sentence is a line of text: "$", two characters for the talker and three for the type, fields between
+ * commas, "*" and a checksum. A reader takes bytes in pieces of any size from wherever they come, such as a
+ * serial port (serial.h), and calls a handler with each sentence, its fields read into a record of its type:
  *
  * @code
  * static int take(const ombrel_nmea_sentence_t* sentence, void* context) {
@@ -24,29 +24,29 @@
  * @endcode
  *
  * @par Sentences
- * GGA, RMC, GLL, GSA, GSV, VTG, ZDA and HDT have records; all others, of makers of receivers ("$PUBX") and
- * encapsulated ones ("!AIVDM") too, are told as fields. A line ends with a carriage return, a line feed or
- * both. What stands between sentences is passed over: the rest of one whose beginning was not seen, and the
- * blocks of tags (between backslashes) that some put before them. A "$" or "!" always begins a sentence: one
- * in which it stands is broken off there, so that the next one is never lost.
+ * GGA, RMC, GLL, GSA, GSV, VTG, ZDA and HDT have records; all others, including proprietary ones ("$PUBX")
+ * and encapsulated ones ("!AIVDM"), are given as fields. A line ends with a carriage return, a line feed or
+ * both. Everything between sentences is passed over: the rest of one whose beginning was not seen, and the
+ * blocks of tags (between backslashes) that some devices put before them. A "$" or "!" always begins a
+ * sentence: one in which it stands is broken off there, so that the next one is never lost.
  *
  * @par Strictness
- * A checksum must be there and right, unless a flag lets sentences without any pass; a wrong one never does.
- * Characters are printable ASCII. A sentence has 82 characters with its line end at most, unless the limit is
- * set higher. In a sentence with a record every field must be what the type has there, or empty; fields that
- * are missing at the end count as empty, those beyond the type's are not looked at. Anything else is a bad
- * sentence: it is counted, and told to the handler if a flag says so.
+ * A checksum must be there and right; a flag lets sentences without one pass, but never those with a wrong
+ * one. Characters are printable ASCII. A sentence has 82 characters with its line end at most, unless the
+ * limit is set higher. In a sentence with a record every field must be as its type requires, or empty; fields
+ * that are missing at the end count as empty, and additional ones are ignored. Any other sentence is bad: it
+ * is counted, and given to the handler if a flag says so.
  *
  * @par Numbers
  * All are int64_t. Counts and identifiers are plain; what may have a fraction (metres, knots, degrees of a
  * course) is in billionths of its unit, so that up to nine digits after the point are exact; digits beyond
  * are dropped. A latitude or longitude is in billionths of a minute of arc, positive to the north and the
- * east, and so as exact as the sentence; ombrel_get_nmea_degrees() turns it into degrees. What is not given
- * is #def_ombrel_nmea_not_given, of characters 0.
+ * east, and so as exact as the sentence; ombrel_get_nmea_degrees() turns it into degrees. A number that is
+ * not given is #def_ombrel_nmea_not_given, a character 0.
  *
  * @par Times
  * They are UTC, in the records of calendar.h. Where no time is given the hour is -1, where no date is given
- * the month is 0; ombrel_get_civil_instant() refuses either. A leap second (23:59:60) is the first second of
+ * the month is 0; ombrel_get_civil_instant() refuses both. A leap second (23:59:60) is the first second of
  * the next day. Years of two digits are those from 1980 to 2079.
  *
  * @par Threads
@@ -67,9 +67,9 @@
 
 OMBREL_BEGIN_C
 
-/** In place of a number: the field is empty or not there. */
+/** Stands for a number whose field is empty or missing. */
 #define def_ombrel_nmea_not_given INT64_MIN
-/** What numbers with a fraction count: billionths. */
+/** The unit of numbers with a fraction: billionths. */
 #define def_ombrel_nmea_scale 1000000000
 /** Characters of a sentence at most, the line end's two included, as the standard has it. */
 #define def_ombrel_nmea_length_max 82
@@ -82,13 +82,13 @@ OMBREL_BEGIN_C
 
 /** @name Types
  * @{ */
-#define def_ombrel_nmea_other 0 /**< one without a record: ask for its fields */
+#define def_ombrel_nmea_other 0 /**< a sentence without a record: read its fields */
 #define def_ombrel_nmea_gga 1   /**< position and its quality */
 #define def_ombrel_nmea_gll 2   /**< position and time */
-#define def_ombrel_nmea_gsa 3   /**< satellites in use, and what their places do to the accuracy */
+#define def_ombrel_nmea_gsa 3   /**< satellites in use, and the effect of their positions on the accuracy */
 #define def_ombrel_nmea_gsv 4   /**< satellites in view, four a sentence */
 #define def_ombrel_nmea_hdt 5   /**< heading */
-#define def_ombrel_nmea_rmc 6   /**< the least that is recommended: position, date, time, course, speed */
+#define def_ombrel_nmea_rmc 6   /**< the recommended minimum: position, date, time, course, speed */
 #define def_ombrel_nmea_vtg 7   /**< course and speed over ground */
 #define def_ombrel_nmea_zda 8   /**< date, time, local zone */
 /** @} */
@@ -97,13 +97,13 @@ OMBREL_BEGIN_C
  * @{ */
 #define def_ombrel_nmea_fault_none 0       /**< nothing */
 #define def_ombrel_nmea_fault_start 1      /**< it begins with neither "$" nor "!" */
-#define def_ombrel_nmea_fault_character 2  /**< a character that no sentence has */
+#define def_ombrel_nmea_fault_character 2  /**< a character that no sentence may have */
 #define def_ombrel_nmea_fault_too_long 3   /**< it is longer than the limit */
 #define def_ombrel_nmea_fault_unfinished 4 /**< another began, or the input ended, before it was over */
 #define def_ombrel_nmea_fault_unchecked 5  /**< it has no checksum */
-#define def_ombrel_nmea_fault_checksum 6   /**< its checksum is another, or no two digits at its end */
-#define def_ombrel_nmea_fault_address 7    /**< it does not say who talks and what is told */
-#define def_ombrel_nmea_fault_field 8      /**< a field is not what its type has there */
+#define def_ombrel_nmea_fault_checksum 6   /**< its checksum is wrong, or not two digits at its end */
+#define def_ombrel_nmea_fault_address 7    /**< it has no talker and type */
+#define def_ombrel_nmea_fault_field 8      /**< a field is not as its type requires */
 #define def_ombrel_nmea_fault_count 9      /**< how many there are, with none */
 /** @} */
 
@@ -131,7 +131,7 @@ typedef struct ombrel_nmea_gll_ts {
     char m_mode;                /**< 'A' satellites alone, 'D' corrected, 'E' estimated, 'N' none, … */
 } ombrel_nmea_gll_t;
 
-/** Satellites in use, and what their places do to the accuracy. */
+/** Satellites in use, and the effect of their positions on the accuracy. */
 typedef struct ombrel_nmea_gsa_ts {
     char m_selection; /**< 'M' by hand, 'A' by itself between two and three dimensions */
     int64_t m_fix;    /**< 1 no position, 2 of two dimensions, 3 of three */
@@ -139,7 +139,7 @@ typedef struct ombrel_nmea_gsa_ts {
     int64_t m_pdop;                                       /**< dilution of precision, billionths */
     int64_t m_hdop;                                       /**< the horizontal part */
     int64_t m_vdop;                                       /**< the vertical part */
-    int64_t m_system; /**< whose satellites: 1 GPS, 2 GLONASS, 3 Galileo, 4 BeiDou, … 15 */
+    int64_t m_system; /**< the system of the satellites: 1 GPS, 2 GLONASS, 3 Galileo, 4 BeiDou, … 15 */
 } ombrel_nmea_gsa_t;
 
 /** A satellite in view. */
@@ -147,7 +147,8 @@ typedef struct ombrel_nmea_satellite_ts {
     int64_t m_number;    /**< its number */
     int64_t m_elevation; /**< degrees above the horizon, -90 to 90 */
     int64_t m_azimuth;   /**< degrees from true north, 0 to 359 */
-    int64_t m_strength; /**< of its signal, decibels above the noise in a hertz; not given when not tracked */
+    int64_t m_strength;  /**< strength of its signal, decibels above the noise in a hertz; not given when not
+                            tracked */
 } ombrel_nmea_satellite_t;
 
 /** Satellites in view. */
@@ -155,9 +156,9 @@ typedef struct ombrel_nmea_gsv_ts {
     int64_t m_sentences;       /**< sentences that belong together */
     int64_t m_sentence;        /**< which of them this is, from 1 */
     int64_t m_in_view;         /**< satellites in all of them */
-    int64_t m_satellite_count; /**< those of this sentence, 0 to 4 */
-    ombrel_nmea_satellite_t m_satellites[def_ombrel_nmea_gsv_satellites]; /**< so many of them count */
-    int64_t m_signal; /**< of which signal the strengths are, 0 to 15 */
+    int64_t m_satellite_count; /**< the satellites of this sentence, 0 to 4 */
+    ombrel_nmea_satellite_t m_satellites[def_ombrel_nmea_gsv_satellites]; /**< this many of them are set */
+    int64_t m_signal; /**< the signal whose strengths these are, 0 to 15 */
 } ombrel_nmea_gsv_t;
 
 /** Heading. */
@@ -165,7 +166,7 @@ typedef struct ombrel_nmea_hdt_ts {
     int64_t m_heading; /**< from true north, billionths of a degree */
 } ombrel_nmea_hdt_t;
 
-/** The least that is recommended. */
+/** The recommended minimum. */
 typedef struct ombrel_nmea_rmc_ts {
     ombrel_civil_time_t m_time; /**< date and time of day; either may be not given */
     char m_status;              /**< 'A' valid, 'V' a warning */
@@ -196,16 +197,16 @@ typedef struct ombrel_nmea_zda_ts {
 
 /** A sentence. */
 typedef struct ombrel_nmea_sentence_ts {
-    int m_fault;          /**< what is wrong with it (def_ombrel_nmea_fault_*); then only the text counts */
-    size_t m_fault_at;    /**< offset in bytes of what is wrong */
-    const char* m_text;   /**< the sentence as it came, without its line end; not terminated */
-    size_t m_size;        /**< its bytes */
-    int m_type;           /**< a def_ombrel_nmea_* */
-    char m_start;         /**< '$', or '!' for an encapsulated one */
-    int m_is_checked;     /**< 1 when it had a checksum */
-    char m_talker[3];     /**< who talks: "GP", "GN", "GL", "GA", "GB", …; "P" for a maker's own sentence */
-    char m_formatter[16]; /**< what is told: "GGA"; of a maker's own all that follows the "P" ("UBX") */
-    int m_field_count;    /**< how many fields there are after those two */
+    int m_fault; /**< what is wrong with it (def_ombrel_nmea_fault_*); if anything is, only the text counts */
+    size_t m_fault_at;  /**< offset in bytes of what is wrong */
+    const char* m_text; /**< the sentence as it came, without its line end; not terminated */
+    size_t m_size;      /**< its bytes */
+    int m_type;         /**< a def_ombrel_nmea_* */
+    char m_start;       /**< '$', or '!' for an encapsulated one */
+    int m_is_checked;   /**< 1 when it had a checksum */
+    char m_talker[3];   /**< the talker: "GP", "GN", "GL", "GA", "GB", …; "P" for a proprietary sentence */
+    char m_formatter[16]; /**< the type: "GGA"; of a proprietary sentence all that follows the "P" ("UBX") */
+    int m_field_count;    /**< number of fields, not counting those two */
     union {
         ombrel_nmea_gga_t m_gga;
         ombrel_nmea_gll_t m_gll;
@@ -222,9 +223,9 @@ typedef struct ombrel_nmea_sentence_ts {
  * @name Reading one sentence
  * @{
  */
-/** Flag: sentences without a checksum are good. */
+/** Flag: sentences without a checksum are accepted. */
 #define def_ombrel_nmea_unchecked 1u
-/** Flag of readers: bad sentences are told to the handler too. */
+/** Flag of readers: bad sentences are given to the handler too. */
 #define def_ombrel_nmea_bad_too 2u
 
 /** How sentences are read. */
@@ -253,7 +254,7 @@ OMBREL_API int ombrel_parse_nmea_sentence(const char* text, size_t size, const o
 /**
  * @brief A field of a sentence that was read, as it stands there (a "^" and two digits for a byte included).
  * @param sentence the sentence, whose text is still there
- * @param index    which, from 0, after who talks and what is told
+ * @param index    which, from 0, not counting the talker and the type
  * @param text     receives where it begins; it is not terminated
  * @param size     receives its bytes, 0 for an empty one
  * @return 0; -1, #def_ombrel_fault_not_found where there is no such field
@@ -266,7 +267,7 @@ OMBREL_API const char* ombrel_nmea_fault_text(int fault);
 
 /** @brief Degrees of a latitude or longitude. @return them; not a number when it is not given */
 OMBREL_API double ombrel_get_nmea_degrees(int64_t angle);
-/** @brief The same in billionths of a degree, the nearest. @return them; not given when it is not */
+/** @brief The same in billionths of a degree, rounded. @return them; not given when the number is not */
 OMBREL_API int64_t ombrel_get_nmea_nanodegrees(int64_t angle);
 /** @brief A number with a fraction. @return it; not a number when it is not given */
 OMBREL_API double ombrel_get_nmea_number(int64_t billionths);
@@ -283,7 +284,7 @@ typedef struct ombrel_nmea_reader_ts ombrel_nmea_reader_t;
  * Called for each sentence.
  * @param sentence the sentence, valid until the handler returns; a bad one has its m_fault set
  * @param context  what was given with the handler
- * @return 0 to go on; anything else ends the push with it
+ * @return 0 to go on; anything else ends the push, which returns it
  */
 typedef int (*ombrel_nmea_handler_t)(const ombrel_nmea_sentence_t* sentence, void* context);
 
@@ -326,7 +327,7 @@ OMBREL_API int ombrel_nmea_reader_push(ombrel_nmea_reader_t* reader, const void*
 OMBREL_API int ombrel_nmea_reader_get_counts(const ombrel_nmea_reader_t* reader,
                                              ombrel_nmea_counts_t* counts);
 
-/** @brief Frees a reader; a sentence that is not over is dropped. @param reader the reader, or null @return 0
+/** @brief Frees a reader; an unfinished sentence is dropped. @param reader the reader, or null @return 0
  */
 OMBREL_API int ombrel_close_nmea_reader(ombrel_nmea_reader_t* reader);
 /** @} */
@@ -336,10 +337,10 @@ OMBREL_API int ombrel_close_nmea_reader(ombrel_nmea_reader_t* reader);
  * @{
  */
 /**
- * @brief Begins a sentence to be written: nothing is given but who talks and what is told.
+ * @brief Begins a sentence to be written: everything except the talker and the type is not given.
  * @param sentence the record
- * @param type     a def_ombrel_nmea_*, not other
- * @param talker   two capital letters or digits, "GP" say
+ * @param type     a def_ombrel_nmea_* except #def_ombrel_nmea_other
+ * @param talker   two capital letters or digits, such as "GP"
  * @return 0; -1
  */
 OMBREL_API int ombrel_init_nmea_sentence(ombrel_nmea_sentence_t* sentence, int type, const char* talker);
@@ -365,8 +366,8 @@ OMBREL_API int ombrel_format_nmea_sentence(char* buf, size_t size, const ombrel_
  * @param buf     the buffer
  * @param size    its bytes
  * @param start   '$', or '!' for an encapsulated one
- * @param address who talks and what is told: "GPTXT", "PUBX"
- * @param fields  the fields: printable ASCII without what a sentence means something by ("$!*,\~^", of which
+ * @param address the talker and the type: "GPTXT", "PUBX"
+ * @param fields  the fields: printable ASCII without the characters that have a meaning ("$!*,\~^", of which
  *                "^" may stand before two hexadecimal digits)
  * @param count   how many
  * @return as ombrel_format_nmea_sentence()

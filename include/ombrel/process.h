@@ -35,15 +35,15 @@
  * @par What a child gets
  * Its three standard streams, the descriptors that the options name, the environment and the directory. It
  * inherits nothing else: no other descriptor, whoever opened it and however; no blocked, ignored or caught
- * signal. Threads that start processes at the same time never hand one another's pipes on.
+ * signal. Threads that start processes at the same time never pass one another's pipes on to the children.
  *
  * @par Why a program did not start
  * Opening fails with the reason, also where only the host could find it when it loaded the program:
  * def_ombrel_fault_not_found (no such program or directory, or none to interpret it),
  * def_ombrel_fault_access_denied (no right to run it, or a directory), def_ombrel_fault_other (no program
  * that this host can run; on Windows def_ombrel_fault_access_denied too), def_ombrel_fault_no_memory,
- * def_ombrel_fault_no_descriptor, def_ombrel_fault_would_block (no more processes allowed) and so on. What of
- * it failed is in ombrel_process_options_t::m_failed_part.
+ * def_ombrel_fault_no_descriptor, def_ombrel_fault_would_block (no more processes allowed) and so on. The
+ * step that failed is in ombrel_process_options_t::m_failed_part.
  *
  * @par Groups
  * With #def_ombrel_process_own_group the program and all that it starts form a group, which signals reach as
@@ -52,14 +52,15 @@
  *
  * @par Threads
  * Different processes: any. Of one process, several threads may use different streams, wait and send signals
- * at the same time; each stream has one thread at a time. Nobody else uses a process while it is closed.
- * Starting and ending are no matter for signal handlers.
+ * at the same time; each stream has one thread at a time. No other thread may use a process while it is
+ * closed. Starting and ending are not for signal handlers.
  *
  * @par Other ways of waiting
- * ombrel_event_set_process() (event_process.h) makes an event of the end, by ombrel_process_get_id(). Close
- * the process in the handler or later, or release it before. The event loop takes the child's status from the
- * system: the end is in the event, and ombrel_process_wait() may find that nobody can tell ({-1, 0}). SIGCHLD
- * is left alone; where the program ignores it, the system keeps no status either.
+ * ombrel_event_set_process() (event_process.h) makes an event of the end, for the number from
+ * ombrel_process_get_id(). Close the process in the handler or later, or release it before. The event loop
+ * takes the child's status from the system: the end is in the event, and ombrel_process_wait() may find the
+ * result unknown ({-1, 0}). SIGCHLD is left alone; where the program ignores it, the system keeps no status
+ * either.
  *
  * @par Failures
  * Functions fail with -1 or null and leave the reason for ombrel_last_fault(); null for a process or another
@@ -126,7 +127,7 @@ typedef struct ombrel_process_stream_ts {
 /** The most bytes that are collected of each output unless the options say otherwise. */
 #define def_ombrel_process_default_limit (16u * 1024u * 1024u)
 
-/** The most further descriptors of a child. */
+/** The greatest number of further descriptors of a child. */
 #define def_ombrel_process_descriptors_max 16
 
 /** How a process is started. Initialise it by ombrel_init_process_options(), which sets all to 0. */
@@ -141,8 +142,8 @@ typedef struct ombrel_process_options_ts {
     const int* m_descriptors;
     size_t m_descriptor_count; /**< how many, at most #def_ombrel_process_descriptors_max */
     uint32_t m_flags;          /**< #def_ombrel_process_own_group and the like */
-    /** Bytes that ombrel_process_exchange() and its like write into the input; needed until the process is
-     * closed. */
+    /** Bytes that ombrel_process_exchange() and the functions built on it write into the input; needed until
+     * the process is closed. */
     const void* m_feed;
     size_t m_feed_size; /**< how many */
     size_t m_limit;     /**< the most bytes collected of each output; 0: the default limit */
@@ -150,11 +151,11 @@ typedef struct ombrel_process_options_ts {
 } ombrel_process_options_t;
 
 /**
- * How a process ended. On Windows, what ended by a fault, by Ctrl+Break or by force has the signal that means
- * the same on POSIX.
+ * How a process ended. On Windows, a process ended by a crash, by Ctrl+Break or by force has the signal that
+ * means the same on POSIX.
  */
 typedef struct ombrel_process_end_ts {
-    int m_exit_code; /**< 0 or above; -1 when a signal ended it or nobody can tell */
+    int m_exit_code; /**< 0 or above; -1 when a signal ended it or it is not known */
     int m_signal;    /**< the signal that ended it; 0 for none */
 } ombrel_process_end_t;
 
@@ -186,12 +187,12 @@ OMBREL_API ombrel_process_t* ombrel_open_process_tag(const char* const* argument
 /**
  * @brief Starts a command line by the host's command interpreter: `/bin/sh`, or cmd.exe on Windows.
  *
- * @warning Never put together a command line of what comes from outside: use ombrel_open_process().
+ * @warning Never build a command line from input that comes from outside: use ombrel_open_process().
  * @param command  the command line
  * @param options  how; null takes the defaults
  * @param function the caller's name, a static text
  * @param line     and its line
- * @return as ombrel_open_process_tag(); a command that does not exist is the interpreter's to complain of
+ * @return as ombrel_open_process_tag(); a command that does not exist is reported by the interpreter
  */
 OMBREL_API ombrel_process_t* ombrel_open_command_tag(const char* command,
                                                      const ombrel_process_options_t* options,
@@ -218,7 +219,7 @@ OMBREL_API int ombrel_close_process(ombrel_process_t* process);
  */
 OMBREL_API int ombrel_release_process(ombrel_process_t* process);
 
-/** @brief The host's number of a process, which no other gets until the process is closed. @return the
+/** @brief The host's number of a process; no other process gets it until this one is closed. @return the
  * number; -1 for null */
 OMBREL_API int ombrel_process_get_id(const ombrel_process_t* process);
 
@@ -237,21 +238,21 @@ OMBREL_API int ombrel_process_get_id(const ombrel_process_t* process);
  * @param buffer     receives the bytes
  * @param size       how many it has room for
  * @param timeout_ms milliseconds to wait for the first byte; negative for ever, 0 looks once
- * @return bytes read, at least 1 unless `size` is 0; 0 at the end, that is when everybody has closed the
- *         other end; #def_ombrel_process_timeout when the time ran out; -1 on failure
+ * @return bytes read, at least 1 unless `size` is 0; 0 at the end, that is when all processes have closed the
+ * other end; #def_ombrel_process_timeout when the time ran out; -1 on failure
  *         (def_ombrel_fault_bad_descriptor: the stream is no open pipe)
  */
 OMBREL_API int64_t ombrel_process_read(ombrel_process_t* process, int stream, void* buffer, size_t size,
                                        int timeout_ms);
 
 /**
- * @brief Writes to the process's standard input. A process that has gone raises no signal.
+ * @brief Writes to the process's standard input. Writing to a process that has ended raises no signal.
  * @param process    the process
  * @param data       the bytes
  * @param size       how many
  * @param timeout_ms milliseconds that the whole may take; negative for ever, 0 writes what there is room for
- * @return bytes written, fewer than `size` when the time ran out; -1 on failure (def_ombrel_fault_closed:
- *         nobody reads any more; def_ombrel_fault_bad_descriptor: the input is no open pipe)
+ * @return bytes written, fewer than `size` when the time ran out; -1 on failure (def_ombrel_fault_closed: the
+ * other end is closed; def_ombrel_fault_bad_descriptor: the input is no open pipe)
  */
 OMBREL_API int64_t ombrel_process_write(ombrel_process_t* process, const void* data, size_t size,
                                         int timeout_ms);
@@ -260,12 +261,13 @@ OMBREL_API int64_t ombrel_process_write(ombrel_process_t* process, const void* d
  * the stream is no open pipe (def_ombrel_fault_bad_descriptor) */
 OMBREL_API int ombrel_process_close_stream(ombrel_process_t* process, int stream);
 
-/** @brief This side's descriptor of a stream, to be waited for beside others. It stays the process's and
- * never blocks. @return the descriptor; -1 when the stream is no open pipe (def_ombrel_fault_bad_descriptor)
+/** @brief This side's descriptor of a stream, to be waited for together with others. It still belongs to the
+ * process and never blocks. @return the descriptor; -1 when the stream is no open pipe
+ * (def_ombrel_fault_bad_descriptor)
  */
 OMBREL_API int ombrel_process_get_descriptor(const ombrel_process_t* process, int stream);
 
-/** @brief The same, and it is the caller's from now on, to be closed by the host's close(). */
+/** @brief The same, but from now on it belongs to the caller, who closes it by the host's close(). */
 OMBREL_API int ombrel_process_take_descriptor(ombrel_process_t* process, int stream);
 /** @} */
 
@@ -282,15 +284,16 @@ OMBREL_API int ombrel_process_take_descriptor(ombrel_process_t* process, int str
  * @param data    the bytes, valid until it returns
  * @param size    how many, at least 1
  * @param context what was given with the handler
- * @return 0 to go on; anything else ends the exchange, which returns it: take 2 or more
+ * @return 0 to go on; anything else, which should be 2 or more, ends the exchange, which returns it
  */
 typedef int (*ombrel_process_output_handler_t)(int stream, const void* data, size_t size, void* context);
 
 /**
  * @brief Feeds the process and hands on what it prints until its outputs have ended.
  *
- * Outputs end when everybody has closed them: programs in the background that the process left behind may
- * keep them open longer than it lives. It may be called again after a time limit or a break, and goes on.
+ * Outputs end when all processes have closed them: programs in the background that the process left behind
+ * may keep them open longer than it lives. It may be called again after a time limit or a break, and
+ * continues.
  * @param process    the process
  * @param timeout_ms milliseconds; negative for ever
  * @param handler    called for each piece; null drops them
@@ -308,7 +311,7 @@ typedef struct ombrel_process_result_ts {
     size_t m_output_size;       /**< its bytes */
     char* m_error;              /**< the standard error, likewise */
     size_t m_error_size;        /**< its bytes */
-    int m_is_cut;               /**< 1 when an output had more than the limit, of which the rest is lost */
+    int m_is_cut;               /**< 1 when an output had more than the limit; the rest is lost */
 } ombrel_process_result_t;
 
 /** @brief Makes a result empty. @return 0; -1 for null */
@@ -321,7 +324,7 @@ OMBREL_API int ombrel_uninit_process_result(ombrel_process_result_t* result);
  * @param process    the process
  * @param timeout_ms milliseconds for both; negative for ever
  * @param result     initialised; what is collected is added at its end, so that a call after a time limit
- *                   goes on. Its memory is under the tag
+ * continues. Its memory is under the tag
  * @param function   the caller's name, a static text
  * @param line       and its line
  * @return 1 when it has ended and everything is there; 0 when the time ran out, with what came so far; -1 on
@@ -349,7 +352,7 @@ OMBREL_API int ombrel_process_collect_tag(ombrel_process_t* process, int timeout
  * @param function   the caller's name, a static text
  * @param line       and its line
  * @return 1 when it ended by itself; 0 when the time ran out, with what came until then; -1 on failure:
- *         those of opening and collecting
+ *         the faults of opening and collecting
  */
 OMBREL_API int ombrel_run_process_tag(const char* const* arguments, const ombrel_process_options_t* options,
                                       int timeout_ms, ombrel_process_result_t* result, const char* function,
@@ -364,7 +367,7 @@ OMBREL_API int ombrel_run_process_tag(const char* const* arguments, const ombrel
  * @{
  */
 /**
- * @brief Waits for the process to end. Once it has, every call tells how.
+ * @brief Waits for the process to end. Once it has ended, every call tells how.
  * @param process    the process
  * @param timeout_ms milliseconds; negative for ever, 0 looks once
  * @param end        receives how, when the result is 1; or null
@@ -373,15 +376,15 @@ OMBREL_API int ombrel_run_process_tag(const char* const* arguments, const ombrel
 OMBREL_API int ombrel_process_wait(ombrel_process_t* process, int timeout_ms, ombrel_process_end_t* end);
 
 #define def_ombrel_process_interrupt 2  /**< signal: as Ctrl+C sends it; the same number everywhere */
-#define def_ombrel_process_kill 9       /**< signal: ends what gets it, at once; the same everywhere */
-#define def_ombrel_process_terminate 15 /**< signal: asks it to end; the same everywhere */
+#define def_ombrel_process_kill 9       /**< signal: ends the process at once; the same number everywhere */
+#define def_ombrel_process_terminate 15 /**< signal: asks the process to end; the same number everywhere */
 
 /**
  * @brief Sends a signal: to the group that the process leads, or to it alone if it leads none.
  *
  * The members of a group get it also when the process itself has ended.
  * On Windows the interrupt and the terminate signal are both Ctrl+Break, which a program without a console
- * does not get: it is ended at once. Others than those three are not supported there.
+ * does not get: it is ended at once. Only these three signals are supported there.
  * @param process       the process
  * @param signal_number the signal; 0 sends none and only looks
  * @return 0; -1 on failure: def_ombrel_fault_no_process when it has ended (and its group with it),
@@ -396,14 +399,14 @@ OMBREL_API int ombrel_process_signal(ombrel_process_t* process, int signal_numbe
  * It sends the terminate signal, waits for all of them to end, and after the grace ends those that are left.
  * Of a group whose leader had ended before, the others are ended in the same way.
  * @param process  the process
- * @param grace_ms milliseconds between both; negative waits for ever, 0 asks nobody
- * @return 0 once none of them runs; -1 on failure: def_ombrel_fault_access_denied for what changed its user,
- *         def_ombrel_fault_timed_out when the system took ten seconds to end them by force
+ * @param grace_ms milliseconds between both; negative waits for ever, 0 skips the request
+ * @return 0 once none of them runs; -1 on failure: def_ombrel_fault_access_denied for a process that changed
+ * its user, def_ombrel_fault_timed_out when the system took ten seconds to end them by force
  */
 OMBREL_API int ombrel_process_stop(ombrel_process_t* process, int grace_ms);
 
 /**
- * @brief Sends a signal to any process by its number, to that one alone.
+ * @brief Sends a signal to one process, by its number.
  * @param process       its number, at least 1
  * @param signal_number the signal, as for ombrel_process_signal(); 0 only looks whether it is there
  * @return 0; -1 on failure: def_ombrel_fault_no_process, def_ombrel_fault_access_denied,

@@ -11,14 +11,14 @@
  * ombrel_close_process_list(list); // step is 0 at the end, -1 when the walk failed
  * @endcode
  *
- * A walk is no photograph: processes come and go while it goes on. One that ends before its turn is left out,
- * each that runs all the time is told once. What a user may not see of other users' processes is 0 or empty.
+ * A walk is not a snapshot: processes come and go meanwhile. One that ends before its turn is left out, and
+ * each that runs all the time is given once. What a user may not see of other users' processes is 0 or empty.
  *
  * @par Names
- * A process has the name that the host gives it. Linux cuts that after 15 bytes; m_full_name has it whole
- * where the arguments tell, as they do unless the program changed them. A pattern of the functions below is
- * compared with both, with the base name of the program as the first argument has it, and with that of the
- * script that a known interpreter (a shell, Python, Perl and the like) runs.
+ * A process has the name that the host gives it. Linux cuts that after 15 bytes; m_full_name has the whole
+ * name where the arguments show it, which they do unless the program changed them. A pattern of the functions
+ * below is compared with both, with the base name of the program as the first argument has it, and with that
+ * of the script that a known interpreter (a shell, Python, Perl and the like) runs.
  *
  * In a pattern "*" stands for any text, "?" for any character, "[a-z]" and "[!a-z]" for one of a set, and a
  * backslash makes the next character an ordinary one. The whole name must match.
@@ -29,7 +29,7 @@
  * @par Failures
  * Failing functions leave the reason for ombrel_last_fault(): def_ombrel_fault_invalid for null and invalid
  * arguments, def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where
- * the host does not tell (on POSIX: other systems than Linux, or without /proc).
+ * the host does not tell (on POSIX: systems other than Linux, or without /proc).
  */
 #ifndef OMBREL_PROCESS_LIST_H
 #define OMBREL_PROCESS_LIST_H
@@ -49,7 +49,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_process_state_blocked 'D'  /**< it waits for a device, without being interrupted */
 #define def_ombrel_process_state_stopped 'T'  /**< by a signal */
 #define def_ombrel_process_state_traced 't'   /**< by a debugger */
-#define def_ombrel_process_state_ended 'Z'    /**< it has ended, and nobody waited for it yet */
+#define def_ombrel_process_state_ended 'Z'    /**< it has ended, and its parent has not waited for it yet */
 #define def_ombrel_process_state_idle 'I'     /**< a thread of the kernel without work */
 #define def_ombrel_process_state_unknown '?'  /**< the host does not tell */
 /** @} */
@@ -62,7 +62,7 @@ typedef struct ombrel_process_info_ts {
     int m_threads;      /**< how many threads it has */
     char m_state;       /**< def_ombrel_process_state_* */
     const char* m_name; /**< the name, as `ps -o comm` has it; never null */
-    /** The same in full length, where arguments were asked for and tell it; else the same again. */
+    /** The same in full length, where arguments were asked for and show it; else m_name again. */
     const char* m_full_name;
     /** The argument vector and a null after it: empty for a thread of the kernel and where they were not
      * asked for or may not be seen; never null. */
@@ -70,16 +70,16 @@ typedef struct ombrel_process_info_ts {
     size_t m_argument_count;  /**< how many arguments */
     ombrel_instant_t m_start; /**< when it was started, as exact as the host's ticks are */
     uint64_t m_user_ticks;    /**< processor time in its own code, see ombrel_get_ticks_per_second() */
-    uint64_t m_system_ticks;  /**< processor time in the system's */
+    uint64_t m_system_ticks;  /**< processor time in the system's code */
     int64_t m_resident;       /**< bytes of memory that it occupies */
     int64_t m_virtual;        /**< bytes of its address space */
-    uint64_t m_birth;         /**< with the number, what no other process has; of no other use */
+    uint64_t m_birth;         /**< together with the number unique among all processes; it has no other use */
 } ombrel_process_info_t;
 
 /** A walk over processes. Opaque. */
 typedef struct ombrel_process_list_ts ombrel_process_list_t;
 
-/** Flag of a list: the arguments are wanted, which costs about as much again as all the rest. */
+/** Flag of a list: the arguments are wanted, which doubles the cost. */
 #define def_ombrel_process_list_arguments 1u
 
 /** The most bytes of arguments of a process that are looked at. */
@@ -136,22 +136,22 @@ OMBREL_API int ombrel_check_process_name(const char* pattern, const ombrel_proce
 OMBREL_API int64_t ombrel_find_processes(const char* pattern, int* ids, size_t room);
 
 /**
- * Hears of each process that is signalled by name.
+ * Called for each process that is signalled by name.
  * @param info    the process
  * @param fault   def_ombrel_fault_none, or why it could not be signalled (ombrel_fault_text() has the words)
  * @param context what was given with the handler
- * @return 0 to go on; anything else ends the call, which returns it: take negative numbers below -1
+ * @return 0 to go on; anything else, which should be below -1, ends the call, which returns it
  */
 typedef int (*ombrel_process_signal_handler_t)(const ombrel_process_info_t* info, int fault, void* context);
 
 /**
  * @brief Sends a signal to all processes whose name a pattern matches, except this one.
  *
- * A process that has ended meanwhile is left out, and never is another signalled that has got its number
- * (where the host can tell: on Linux since 5.3).
+ * A process that has ended meanwhile is left out, and another process that has got its number is never
+ * signalled (where the host can ensure that: on Linux since 5.3).
  * @param pattern       the pattern
  * @param signal_number the signal, as for ombrel_signal_process()
- * @param handler       hears of each; or null
+ * @param handler       called for each; or null
  * @param context       handed to it
  * @return how many were signalled; what the handler returned when that was not 0; -1 on failure: one of them
  *         could not be signalled (the fault is that of the first; all the others were), or there is no list
@@ -168,11 +168,11 @@ OMBREL_API uint32_t ombrel_get_ticks_per_second(void);
 
 /** What processors did since the host started, in ticks. */
 typedef struct ombrel_processor_ticks_ts {
-    uint64_t m_user;         /**< programs, those with lowered priority too */
-    uint64_t m_system;       /**< the system, its interrupts too */
-    uint64_t m_idle;         /**< nothing */
-    uint64_t m_waiting;      /**< nothing, while a device worked for somebody; 0 where that is not told */
-    uint64_t m_stolen;       /**< the host's host worked for others */
+    uint64_t m_user;    /**< programs, those with lowered priority too */
+    uint64_t m_system;  /**< the system, its interrupts too */
+    uint64_t m_idle;    /**< nothing */
+    uint64_t m_waiting; /**< nothing, while a process waited for a device; 0 where the host does not tell */
+    uint64_t m_stolen;  /**< stolen: the machine that hosts this one worked for others */
     uint64_t m_low_priority; /**< the part of m_user with lowered priority */
     uint64_t m_interrupt;    /**< the part of m_system in interrupts */
 } ombrel_processor_ticks_t;
@@ -197,7 +197,7 @@ OMBREL_API int ombrel_get_processor_use(const ombrel_processor_ticks_t* before,
 typedef struct ombrel_system_load_ts {
     uint32_t m_hundredths[3]; /**< on average of 1, 5 and 15 minutes, in hundredths, those that wait for
                                    devices counted, as `uptime` tells it */
-    uint32_t m_running;       /**< now, threads counted each; 0 where the host does not tell */
+    uint32_t m_running;       /**< at the moment, counting each thread; 0 where the host does not tell */
     uint32_t m_threads;       /**< threads there are */
 } ombrel_system_load_t;
 

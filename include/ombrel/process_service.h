@@ -1,11 +1,12 @@
 /**
  * @file process_service.h
- * @brief Services in processes of their own: the services of service.h, with a child process for the thread.
+ * @brief Services in processes of their own: the services of service.h, with a child process in place of the
+ * thread.
  *
- * A program opens a service by the arguments of a program, often its own, and goes on once the child has
- * acknowledged its start. The child polls ombrel_process_service_break() and ends when it gives 1. Closing
- * asks for that, waits, and ends what does not listen by force. A child that crashes takes nobody with it,
- * and one whose opener crashed is asked to stop by that.
+ * A program opens a service by naming a program with arguments, often itself, and continues once the child
+ * has acknowledged its start. The child polls ombrel_process_service_break() and ends when it gives 1.
+ * Closing asks for that, waits, and ends a child that does not comply by force. A child that crashes does not
+ * take its opener with it, and a child whose opener crashed is thereby asked to stop.
  *
  * @code
  * static int work(ombrel_process_service_t* service, void* context) {
@@ -24,13 +25,13 @@
  * }
  * @endcode
  *
- * The two sides speak over two pipes that the child inherits, with its name, by the environment variable
- * OMBREL_PROCESS_SERVICE; programs that the child starts do not get them. Standard output and error are those
- * of the opener, standard input is empty.
+ * The two sides communicate over two pipes that the child inherits, with its name, by the environment
+ * variable OMBREL_PROCESS_SERVICE; programs that the child starts do not get them. Standard output and error
+ * are those of the opener, standard input is empty.
  *
  * @par Threads
  * The opener's object is opened and closed by its owner, the other functions may be called from any thread
- * while it is open. The child's object is the handler's: one thread at a time.
+ * while it is open. The child's object belongs to the handler: one thread at a time.
  *
  * @par Failures
  * Functions give null or -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null,
@@ -51,7 +52,7 @@ typedef struct ombrel_process_service_ts ombrel_process_service_t;
 
 /** The longest name of a service, in bytes. */
 #define def_ombrel_process_service_name_max 63
-/** How much of the words of a child that cannot run is told, in bytes. */
+/** The most bytes of the message of a child that cannot run. */
 #define def_ombrel_process_service_text_max 400
 
 /** @name The opener's side
@@ -68,10 +69,10 @@ typedef struct ombrel_process_service_options_ts {
     /** How long a close waits for the child before it uses force; the default is 5,000; negative never uses
      * force. */
     int m_grace_ms;
-    /** Receives, terminated, the child's words when it cannot run, an empty text when it said nothing;
+    /** Receives the child's message when it cannot run, terminated; an empty text when there is none;
      * null, the default, to do without. */
     char* m_error;
-    /** Bytes at m_error, #def_ombrel_process_service_text_max and 1 for all of it. */
+    /** Bytes at m_error; #def_ombrel_process_service_text_max and 1 hold every message. */
     size_t m_error_size;
 } ombrel_process_service_options_t;
 
@@ -102,7 +103,7 @@ ombrel_open_process_service_tag(const char* name, const char* const* arguments,
 /** @brief Whether the child runs. @return 1 when it does, 0 when it has ended, -1 for null */
 OMBREL_API int ombrel_process_service_check(ombrel_process_service_t* service);
 
-/** @brief The number of the child's process, which is nobody's or another's once it has ended.
+/** @brief The number of the child's process, which after its end belongs to no process or to another one.
  * @return the number, -1 for null */
 OMBREL_API int ombrel_process_service_get_id(ombrel_process_service_t* service);
 
@@ -134,7 +135,7 @@ OMBREL_API int ombrel_close_process_service(ombrel_process_service_t* service);
  */
 
 /** @brief The name under which this process was started as a service.
- * @return the name; null when it is none, and within and after ombrel_run_process_service() */
+ * @return the name; null when it was not started as one, and within and after ombrel_run_process_service() */
 OMBREL_API const char* ombrel_get_process_service_name(void);
 
 /**
@@ -162,9 +163,9 @@ OMBREL_API int ombrel_run_process_service(ombrel_process_service_handler_t handl
 OMBREL_API int ombrel_process_service_ack(ombrel_process_service_t* service);
 
 /**
- * @brief Says that the service cannot run. The handler is to return then.
+ * @brief Says that the service cannot run. The handler should then return.
  * @param service the child's object
- * @param text    words for people, of which the first #def_ombrel_process_service_text_max bytes are told;
+ * @param text    words for people, of which the first #def_ombrel_process_service_text_max bytes are sent;
  * null for none
  * @return as ombrel_process_service_ack()
  */
@@ -174,15 +175,15 @@ OMBREL_API int ombrel_process_service_error(ombrel_process_service_t* service, c
  * @brief Whether the service is to stop: the opener asked for it, or has ended itself.
  * @param service    the child's object
  * @param timeout_ms milliseconds to wait for that at most; negative waits for ever, 0 only looks
- * @return 1 when so, 0 when not, -1 for null
+ * @return 1 when it is to stop, 0 when not, -1 for null
  */
 OMBREL_API int ombrel_process_service_break(ombrel_process_service_t* service, int timeout_ms);
 
 /**
- * @brief What becomes readable when the service is to stop, for an event of a loop. Nothing is to be read
- * from it.
+ * @brief The descriptor that becomes readable when the service is to stop, for an event of a loop. Nothing
+ * must be read from it.
  * @param service the child's object
- * @return the descriptor, which stays the object's; -1 for null and on the opener's side
+ * @return the descriptor, which belongs to the object; -1 for null and on the opener's side
  */
 OMBREL_API int ombrel_process_service_get_descriptor(ombrel_process_service_t* service);
 

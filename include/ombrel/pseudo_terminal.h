@@ -1,6 +1,7 @@
 /**
  * @file pseudo_terminal.h
- * @brief Programs in a terminal that this program plays: editors, shells and whatever asks for a pass phrase.
+ * @brief Programs in a terminal that this program emulates: editors, shells and whatever asks for a pass
+ * phrase.
  *
  * @code
  * const char* const arguments[] = {"stty", "size", NULL};
@@ -16,22 +17,23 @@
  * @endcode
  *
  * The program leads a session of its own with the terminal as its controlling one, and has it as its three
- * standard streams and nothing else of this program's. What it prints is what terminals get, so lines end
- * with a carriage return and a line feed; what is written to it is what keys send (terminal_key.h), and comes
- * back as echo unless it asks for none. A program that prints more than the system holds (some KiB) waits
+ * standard streams; it inherits nothing else of this program. Its output is what terminals get, so lines end
+ * with a carriage return and a line feed; its input is what keys send (terminal_key.h), and comes back as
+ * echo unless the program turns that off. A program that prints more than the system holds (some KiB) waits
  * until it is read: read before you wait for its end.
  *
- * The record always gives back what it took: closing it hangs the terminal up, and ends what does not follow.
+ * Closing the record frees everything: it hangs the terminal up, and ends processes that do not end by
+ * themselves.
  *
- * Windows has this since the version 10 of October 2018; there the console itself paints what the program
- * shows, so the output is a picture by sequences more than what the program wrote. Elsewhere, and where wine
- * has no such thing, opening fails with def_ombrel_fault_not_supported.
+ * Windows has this since version 10 of October 2018; there the console redraws what the program shows, so the
+ * output consists of sequences that paint the same picture rather than the bytes that the program wrote.
+ * Elsewhere, and in versions of wine without it, opening fails with def_ombrel_fault_not_supported.
  *
  * @par Failures
  * Unless a function says otherwise: def_ombrel_fault_invalid for null and invalid arguments.
  *
  * @par Threads
- * One at a time for a record; one that reads and one that writes may be two.
+ * One at a time for a record, except that one may read while another writes.
  */
 #ifndef OMBREL_PSEUDO_TERMINAL_H
 #define OMBREL_PSEUDO_TERMINAL_H
@@ -54,10 +56,11 @@ typedef struct ombrel_pseudo_terminal_ts ombrel_pseudo_terminal_t;
 typedef struct ombrel_pseudo_terminal_options_ts {
     const char* const* m_environment; /**< its whole environment, "NAME=text" and a null after them; null,
                                          the default: that of this program */
-    const char* m_directory;          /**< where it starts; null, the default: where this program is */
+    const char* m_directory;          /**< its directory; null, the default: that of this program */
     int m_columns;                    /**< 1 to 32767; by default 80 */
     int m_rows;                       /**< 1 to 32767; by default 24 */
-    int m_close_timeout_ms; /**< what closing leaves it to end by itself; negative for ever; by default 1000
+    int m_close_timeout_ms; /**< milliseconds that closing gives it to end by itself; negative for ever; by
+                             * default 1000
                              */
 } ombrel_pseudo_terminal_options_t;
 
@@ -67,7 +70,7 @@ OMBREL_API int ombrel_init_pseudo_terminal_options(ombrel_pseudo_terminal_option
 /**
  * @brief Starts a program in a terminal of its own.
  * @param arguments its name, looked for along the search path of this program when it has no directory, else
- * a path seen from where this program is; its arguments and a null after them
+ * a path relative to this program's directory; its arguments and a null after them
  * @param options   null for the defaults
  * @param function  the calling function's name
  * @param line      the source line
@@ -83,8 +86,8 @@ ombrel_open_pseudo_terminal_tag(const char* const* arguments, const ombrel_pseud
     ombrel_open_pseudo_terminal_tag((arguments), (options), __func__, __LINE__)
 
 /**
- * @brief Hangs the terminal up, gives the program its time to end, ends its group by force if it has not, and
- * frees the record. What it prints meanwhile is dropped. Null does nothing.
+ * @brief Hangs the terminal up, gives the program its time to end, ends its group by force if it has not
+ * ended, and frees the record. What it prints meanwhile is dropped. Null does nothing.
  * @return 0
  */
 OMBREL_API int ombrel_close_pseudo_terminal(ombrel_pseudo_terminal_t* terminal);
@@ -95,8 +98,8 @@ OMBREL_API int ombrel_close_pseudo_terminal(ombrel_pseudo_terminal_t* terminal);
  * @param buffer   receives the bytes
  * @param size     its room
  * @param timeout_ms negative waits for ever, 0 looks once
- * @return bytes; 0 at the end, when the program and all that it left behind have closed the terminal, and for
- * a size of 0; #def_ombrel_pseudo_terminal_timeout; -1 with a fault
+ * @return bytes; 0 at the end, when the program and all processes that it left behind have closed the
+ * terminal, and for a size of 0; #def_ombrel_pseudo_terminal_timeout; -1 with a fault
  */
 OMBREL_API int64_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* terminal, void* buffer, size_t size,
                                                int timeout_ms);
@@ -108,7 +111,7 @@ OMBREL_API int64_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* termina
  * @param terminal the program
  * @param data     the bytes
  * @param size     how many
- * @param timeout_ms negative waits for ever, 0 writes what goes at once
+ * @param timeout_ms negative waits for ever, 0 writes what can be written at once
  * @return bytes written, fewer when the time ran out; -1 with a fault before the first:
  * def_ombrel_fault_closed after the end
  */
@@ -147,7 +150,7 @@ OMBREL_API int ombrel_pseudo_terminal_signal(ombrel_pseudo_terminal_t* terminal,
  * dropped.
  * @param terminal the program
  * @param grace_ms milliseconds between the two; 0 ends it at once, negative never
- * @return 0 when it has ended, which ombrel_pseudo_terminal_wait() tells how; -1 with a fault
+ * @return 0 when it has ended, of which ombrel_pseudo_terminal_wait() tells the details; -1 with a fault
  */
 OMBREL_API int ombrel_pseudo_terminal_stop(ombrel_pseudo_terminal_t* terminal, int grace_ms);
 
@@ -164,19 +167,19 @@ OMBREL_API int ombrel_pseudo_terminal_wait(ombrel_pseudo_terminal_t* terminal, i
 /** @brief The program's process number. @return the number; -1 for null */
 OMBREL_API int ombrel_pseudo_terminal_get_id(const ombrel_pseudo_terminal_t* terminal);
 
-/** @brief The descriptor that becomes readable when the program prints or ends, for event loops. It stays the
- * record's. @return the descriptor; -1 for null */
+/** @brief The descriptor that becomes readable when the program prints or ends, for event loops. It belongs
+ * to the record. @return the descriptor; -1 for null */
 OMBREL_API int ombrel_pseudo_terminal_get_descriptor(const ombrel_pseudo_terminal_t* terminal);
 
 /** @name A pair without a program
  * @{ */
 
-/** The room that the name of a terminal takes at most, in bytes. */
+/** The most bytes that the name of a terminal takes. */
 #define def_ombrel_terminal_name_size 64
 
 /** A pair: what is written at one side is read at the other, through the rules of terminals. */
 typedef struct ombrel_terminal_pair_ts {
-    int m_master;                               /**< the side of who plays the terminal */
+    int m_master;                               /**< the side of the program that emulates the terminal */
     int m_slave;                                /**< the terminal */
     char m_name[def_ombrel_terminal_name_size]; /**< a path by which others open the terminal */
 } ombrel_terminal_pair_t;
@@ -185,11 +188,12 @@ typedef struct ombrel_terminal_pair_ts {
  * @brief Opens a pair of 80 by 24 characters. Neither side becomes this program's terminal.
  * @param pair receives both sides, for ombrel_uninit_terminal_pair(); -1 and an empty name after a failure
  * @return 0; -1 with a fault: def_ombrel_fault_no_descriptor, def_ombrel_fault_not_supported where the host
- * has no such thing, as Windows
+ * has no such thing, such as Windows
  */
 OMBREL_API int ombrel_init_terminal_pair(ombrel_terminal_pair_t* pair);
 
-/** @brief Closes both sides that are still there. One that was given away or closed is to be -1 before.
+/** @brief Closes both sides that are still there. Set the descriptor of a side that was given away or closed
+ * to -1 before.
  * @return 0; -1 for null */
 OMBREL_API int ombrel_uninit_terminal_pair(ombrel_terminal_pair_t* pair);
 /** @} */

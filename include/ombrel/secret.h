@@ -2,9 +2,9 @@
  * @file secret.h
  * @brief Passwords kept without the password: secrets, their texts, and files of them.
  *
- * A secret is made of a name and a password, and tells later whether somebody knows the password. Its text
- * has no ":" and no blank, so that it stands in lines such as "NAME:SECRET" of a file, which the command
- * `ombrel_tuk secret NAME` prints and the servers of the library read:
+ * A secret is made from a name and a password, and serves to check later whether somebody knows the password.
+ * Its text has no ":" and no blank, so that it stands in lines such as "NAME:SECRET" of a file, which the
+ * command `ombrel_tuk secret NAME` prints and the servers of the library read:
  *
  * @code
  * char text[def_ombrel_secret_text_size];
@@ -32,8 +32,7 @@
  *   that checks it; the servers of the library check it in steps, between which they serve others. More than
  * #def_ombrel_secret_iterations_max are refused when a secret is read, so that no file stops a server.
  *
- * Both belong to their name only where that is said: a digest secret has the name inside and fails for any
- * other.
+ * Only a digest secret is bound to its name: the name is part of it, and it fails for any other.
  *
  * @par Names and passwords
  * A name has 1 to #def_ombrel_secret_name_max bytes, no ":" and no control character, and does not begin
@@ -42,8 +41,8 @@
  *
  * @par Time as an oracle
  * Texts are compared in a time that does not depend on where they differ. A name that a list does not have
- * costs the same work as some name that it has, each time the same, so that the time of a refusal does not
- * tell which names exist.
+ * costs the same work as some name in the list, the same one each time, so that the time of a refusal does
+ * not tell which names exist.
  *
  * @par Threads
  * Functions on texts and records: any thread. A list: one thread at a time.
@@ -114,7 +113,7 @@ typedef struct ombrel_secret_ts {
  * @param buf      receives its text, terminated; empty after a failure
  * @param size     its room: #def_ombrel_secret_text_size is always enough
  * @param name     for whom
- * @param password what is to be known
+ * @param password the password
  * @param options  how; null means ombrel_init_secret_options()
  * @return characters of the text; -1 on failure: #def_ombrel_fault_invalid; #def_ombrel_fault_too_large when
  *         the room does not suffice; the host's fault when it gives no random salt
@@ -122,12 +121,12 @@ typedef struct ombrel_secret_ts {
 OMBREL_API int ombrel_make_secret(char* buf, size_t size, const char* name, const char* password,
                                   const ombrel_secret_options_t* options);
 
-/** @brief Takes a secret's text apart, strictly. @return 0; -1 with the record zero for anything else */
+/** @brief Parses a secret's text, strictly. @return 0; -1 with the record zeroed for anything else */
 OMBREL_API int ombrel_parse_secret(const char* text, ombrel_secret_t* secret);
 
 /**
  * @brief Whether a password is the one that a secret was made of, for this name.
- * @param secret   the secret; null for a name that nobody has: a digest's work is done and the answer is no.
+ * @param secret   the secret; null for an unknown name: the work of a digest is done and the answer is no.
  *                 Where secrets are strong, ombrel_secret_list_check() does better
  * @param name     who claims to know it
  * @param password the claim, of any length and content
@@ -135,9 +134,9 @@ OMBREL_API int ombrel_parse_secret(const char* text, ombrel_secret_t* secret);
  */
 OMBREL_API int ombrel_check_secret(const ombrel_secret_t* secret, const char* name, const char* password);
 
-/** @brief Whether a text can be the name of a secret. @return 1 or 0, which it is for null */
+/** @brief Whether a text can be the name of a secret. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_is_secret_name(const char* name);
-/** @brief Whether a text can be a password. @return 1 or 0, which it is for null */
+/** @brief Whether a text can be a password. @return 1 or 0; 0 for null */
 OMBREL_API int ombrel_is_secret_password(const char* password);
 /** @} */
 
@@ -173,8 +172,8 @@ OMBREL_API int ombrel_init_secret_list_options(ombrel_secret_list_options_t* opt
  * @brief Reads a list from a file.
  * @param path     the file; copied
  * @param options  how; null means ombrel_init_secret_list_options()
- * @param failed_line receives the number of the line, from 1, for which it failed, or 0 when none was the
- *                 reason; may be null
+ * @param failed_line receives the number of the line, from 1, for which it failed, or 0 when no line was the
+ * reason; may be null
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
  * @return the list, for ombrel_close_secret_list(); null when the file cannot be read, when a line is wrong
@@ -205,7 +204,8 @@ OMBREL_API int ombrel_close_secret_list(ombrel_secret_list_t* list);
  * @brief Reads the file again if it is another one than at the last look or was changed since.
  *
  * Servers call this before they check somebody: it costs a look at the clock, and a look at the file after
- * the time of ombrel_secret_list_options_t::m_look_ms. All that was got of the list is void when it was read.
+ * the time of ombrel_secret_list_options_t::m_look_ms. Everything obtained from the list is invalid after it
+ * was read again.
  * @param list the list
  * @return 1 when it was read anew; 0 when nothing changed; -1 when it could not be read, for the reasons of
  *         ombrel_open_secret_list_tag(): the list stays as it was, and the file is tried again at each look
@@ -215,16 +215,17 @@ OMBREL_API int ombrel_secret_list_refresh(ombrel_secret_list_t* list);
 /**
  * @brief Whether somebody may come in: the name is in the list and its secret was made of the password.
  *
- * A few passwords that were right, keyed and digested, are remembered for a minute, so that a client that
+ * A few right passwords are remembered for a minute, as keyed digests, so that a client that
  * sends a password with each request costs the work of a strong secret once.
  * @param list     the list
  * @param name     who claims
  * @param password what is claimed
- * @return 1 when so; 0 when not, after the same work whether the list has the name or not; -1 for null
+ * @return 1 when both are right; 0 when not, after the same work whether the list has the name or not; -1 for
+ * null
  */
 OMBREL_API int ombrel_secret_list_check(ombrel_secret_list_t* list, const char* name, const char* password);
 
-/** @brief How many secrets it has. @return the number, 0 for null */
+/** @brief The number of secrets of a list. @return the number, 0 for null */
 OMBREL_API size_t ombrel_secret_list_get_count(const ombrel_secret_list_t* list);
 
 /** @brief A name's place in the list. @return its index from 0; -1 with #def_ombrel_fault_not_found, or for
@@ -236,19 +237,19 @@ OMBREL_API const char* ombrel_secret_list_get_name(const ombrel_secret_list_t* l
 /** @brief The secret at an index. @return a record of the list; null beyond the end and for null */
 OMBREL_API const ombrel_secret_t* ombrel_secret_list_get_secret(const ombrel_secret_list_t* list,
                                                                 size_t index);
-/** @brief What a line has after "NAME:SECRET:". @return a text of the list, empty for a list without
+/** @brief The rest of a line after "NAME:SECRET:". @return a text of the list, empty for a list without
  * #def_ombrel_secret_list_more; null beyond the end and for null */
 OMBREL_API const char* ombrel_secret_list_get_more(const ombrel_secret_list_t* list, size_t index);
-/** @brief The number of the line of an index, from 1, for complaints about what stands there. @return it; 0
+/** @brief The number of the line with an index, from 1, for error messages about it. @return it; 0
  * beyond the end and for null */
 OMBREL_API uint32_t ombrel_secret_list_get_line(const ombrel_secret_list_t* list, size_t index);
 
-/** @brief The number of the line, from 1, for which the last read failed. @return it; 0 when none was the
+/** @brief The number of the line, from 1, for which the last read failed. @return it; 0 when no line was the
  * reason, when it did not fail and for null */
 OMBREL_API uint32_t ombrel_secret_list_get_failed_line(const ombrel_secret_list_t* list);
 
-/** @brief Whether others than its owner could read the file when it was read. @return 1 or 0, which it is for
- * a text, for null and on Windows, where rights are not looked at */
+/** @brief Whether others than its owner could read the file when it was read. @return 1 or 0; 0 for a text,
+ * for null and on Windows, where rights are not looked at */
 OMBREL_API int ombrel_secret_list_is_exposed(const ombrel_secret_list_t* list);
 /** @} */
 

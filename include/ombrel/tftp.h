@@ -1,11 +1,11 @@
 /**
  * @file tftp.h
- * @brief Files read from and written to servers of TFTP.
+ * @brief A client of TFTP: files read from and written to servers.
  *
- * TFTP (RFC 1350) moves one file at a time in datagrams, without names of users and without passwords:
+ * TFTP (RFC 1350) moves one file at a time in datagrams, without user names or passwords:
  * firmware, boot images, settings of devices. The client here speaks the options of RFC 2347 to 2349 (size of
  * blocks, time until a packet is sent again, size of the file) and of RFC 7440 (several blocks a round trip),
- * and does without where a server knows none.
+ * and works without them where a server does not support them.
  *
  * @code
  * static int keep(const void* data, size_t size, void* context) {
@@ -18,7 +18,7 @@
  * ombrel_close_tftp(tftp);
  * @endcode
  *
- * A client makes any number of transfers, one after the other. A whole file goes through a handler
+ * A client makes any number of transfers, one at a time. A whole file goes through a handler
  * (ombrel_tftp_retrieve(), ombrel_tftp_store()), or in pieces of the caller's size and time:
  * ombrel_tftp_open_read() or ombrel_tftp_open_write(), then ombrel_tftp_read() or ombrel_tftp_write(), then
  * ombrel_tftp_finish(), whose result says whether all of the file has arrived.
@@ -34,7 +34,7 @@
  * #def_ombrel_fault_not_found (1), #def_ombrel_fault_access_denied (2, 7), #def_ombrel_fault_no_space (3),
  * #def_ombrel_fault_exists (6), #def_ombrel_fault_violation (4, 5) and #def_ombrel_fault_rejected (all
  * others). Found on this side: #def_ombrel_fault_unknown_host, #def_ombrel_fault_unreachable,
- * #def_ombrel_fault_timed_out, #def_ombrel_fault_violation (the server does not keep to the protocol),
+ * #def_ombrel_fault_timed_out, #def_ombrel_fault_violation (the server breaks the rules of the protocol),
  * #def_ombrel_fault_too_large (beyond m_size_limit), #def_ombrel_fault_invalid, #def_ombrel_fault_no_memory,
  * #def_ombrel_fault_no_descriptor.
  *
@@ -87,8 +87,8 @@ typedef struct ombrel_tftp_options_ts {
     int m_retry_ms;
     /** How often a packet is sent before the server counts as gone, at least 1; the default is 6. */
     int m_tries;
-    /** For each of: beginning a transfer, with the look-up of the host's name; finishing one. At first -1,
-     * which is as long as the tries take, and as the platform's look-up does. */
+    /** For each of: beginning a transfer, with the look-up of the host's name; finishing one. The default is
+     * -1: as long as the repeated tries and the platform's look-up take. */
     int m_step_ms;
     /** For a transfer in all, from its beginning to its end; the default is -1, for ever. */
     int m_whole_ms;
@@ -100,7 +100,7 @@ typedef struct ombrel_tftp_options_ts {
 OMBREL_API int ombrel_init_tftp_options(ombrel_tftp_options_t* options);
 
 /**
- * @brief Makes a client. It asks nobody yet.
+ * @brief Makes a client. It sends nothing yet.
  * @param options  how; copied; null means ombrel_init_tftp_options()
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
@@ -112,17 +112,16 @@ OMBREL_API ombrel_tftp_t* ombrel_open_tftp_tag(const ombrel_tftp_options_t* opti
 #define ombrel_open_tftp(options) ombrel_open_tftp_tag((options), __func__, __LINE__)
 
 /**
- * @brief Frees a client. A transfer that goes on is given up: the server is told, nothing is waited for.
+ * @brief Frees a client. A transfer under way is given up: the server is told, and nothing is waited for.
  * @param tftp the client; null gives 0
  * @return 0
  */
 OMBREL_API int ombrel_close_tftp(ombrel_tftp_t* tftp);
 
 /**
- * @brief Begins to read a file: asks for it and waits for its first block. A transfer that goes on is given
- * up.
+ * @brief Begins to read a file: asks for it and waits for its first block. A transfer under way is given up.
  * @param tftp the client
- * @param host the server's name or address; its addresses are asked one after the other
+ * @param host the server's name or address; its addresses are tried in turn
  * @param port the server's port, 1 to 65535
  * @param name the file's name as the server is to see it, at most about 450 bytes
  * @return 0 or -1
@@ -130,8 +129,8 @@ OMBREL_API int ombrel_close_tftp(ombrel_tftp_t* tftp);
 OMBREL_API int ombrel_tftp_open_read(ombrel_tftp_t* tftp, const char* host, int port, const char* name);
 
 /**
- * @brief Begins to write a file: asks for it and waits until the server lets it be sent. A transfer that goes
- * on is given up.
+ * @brief Begins to write a file: asks for it and waits until the server lets it be sent. A transfer under way
+ * is given up.
  * @param tftp the client
  * @param host the server's name or address
  * @param port the server's port, 1 to 65535
@@ -148,12 +147,12 @@ OMBREL_API int ombrel_tftp_open_write(ombrel_tftp_t* tftp, const char* host, int
  * @param tftp       the client
  * @param timeout_ms milliseconds; negative waits until the server counts as gone, 0 looks once
  * @return 1 when it can, at the end of the file too; 0 when the time ran out; -1 on failure and when no
- * transfer goes on
+ * transfer is under way
  */
 OMBREL_API int ombrel_tftp_wait(ombrel_tftp_t* tftp, int timeout_ms);
 
 /**
- * @brief Reads what has come of the file, waiting for the first byte.
+ * @brief Reads the bytes of the file that have come, waiting for the first one.
  * @param tftp       the client
  * @param buffer     receives at most `size` bytes
  * @param size       bytes wanted
@@ -163,7 +162,8 @@ OMBREL_API int ombrel_tftp_wait(ombrel_tftp_t* tftp, int timeout_ms);
 OMBREL_API int64_t ombrel_tftp_read(ombrel_tftp_t* tftp, void* buffer, size_t size, int timeout_ms);
 
 /**
- * @brief Writes to the file. What does not fill a block waits for more, or for ombrel_tftp_finish().
+ * @brief Writes to the file. Bytes that do not fill a block are kept until more come, or until
+ * ombrel_tftp_finish().
  * @param tftp       the client
  * @param data       the bytes
  * @param size       their number
@@ -175,7 +175,7 @@ OMBREL_API int64_t ombrel_tftp_write(ombrel_tftp_t* tftp, const void* data, size
 
 /**
  * @brief Ends a transfer: sends the last block of a file that is written and waits for its acknowledgement;
- * tells the server that no more is wanted of one that was not read to its end.
+ * tells the server that no more is wanted of a file that was not read to its end.
  * @return 0; -1 when a failure, now or before, kept the file from being moved, and when there is no transfer
  */
 OMBREL_API int ombrel_tftp_finish(ombrel_tftp_t* tftp);

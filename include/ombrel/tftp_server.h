@@ -1,6 +1,6 @@
 /**
  * @file tftp_server.h
- * @brief A small server of TFTP on an event base: one directory, read only unless it is told otherwise.
+ * @brief A small server of TFTP on an event base: one directory, read-only unless options allow more.
  *
  * @code
  * ombrel_event_base_t* const base = ombrel_new_event_base();
@@ -19,16 +19,16 @@
  * port of its own on the listener's address, and packets from elsewhere than its client change nothing.
  *
  * @par Names
- * A client names files with "/" between the parts; a "/" at the beginning stands for the directory. What
- * would leave the directory is refused: "..", absolute names, drives and backslashes where they are such,
- * symbolic links at any place of the name, also those that come while a name is walked. Only regular files
- * are served. Directories are not made.
+ * A client names files with "/" between the parts; a "/" at the beginning stands for the directory. Names
+ * that would lead out of the directory are refused: "..", absolute names, drives and backslashes where they
+ * have a meaning, symbolic links anywhere in the name, even those made while the name is being followed. Only
+ * regular files are served. Directories are not made.
  *
  * @par Uploads
  * With #def_ombrel_tftp_server_write clients store new files, with #def_ombrel_tftp_server_overwrite they
- * replace old ones too. A file appears under its name when it has come whole, and not before; what comes of
- * an upload that breaks off is removed. Nobody has to say who he is in this protocol: write only where
- * everybody who reaches the port may.
+ * replace old ones too. A file appears under its name when all of it has come, and not before; the bytes of
+ * an upload that breaks off are removed. The protocol has no log-in: allow uploads only where everybody who
+ * reaches the port may store files.
  *
  * @par Limits
  * Transfers are limited in all and for each address, each by its time, uploads by their size, and the memory
@@ -38,7 +38,7 @@
  *
  * @par Threads
  * All of it, handlers too, runs on the thread of the base's loop; functions are called there, or while no
- * loop runs. Nothing waits but for local files.
+ * loop runs. Nothing waits, except for local files.
  *
  * @par Failures
  * null or -1 with the reason in ombrel_last_fault().
@@ -58,10 +58,10 @@ OMBREL_BEGIN_C
 /** A server. Opaque. */
 typedef struct ombrel_tftp_server_ts ombrel_tftp_server_t;
 
-/** @name What clients may do beside reading
+/** @name What clients may do besides reading
  * @{ */
 #define def_ombrel_tftp_server_write 0x1u     /**< store files that are not there yet */
-#define def_ombrel_tftp_server_overwrite 0x2u /**< with it: replace those that are */
+#define def_ombrel_tftp_server_overwrite 0x2u /**< with the flag above: replace files that are there */
 /** @} */
 
 /** A transfer, for the handlers. Texts live until the handler returns. */
@@ -81,7 +81,7 @@ typedef struct ombrel_tftp_transfer_ts {
     int64_t m_size;
     /** Milliseconds since the request. */
     int64_t m_duration_ms;
-    /** Why it ended early; its fault is 0 for one that came whole. Null before the end. */
+    /** Why it ended early; its fault is 0 for a complete transfer. Null before the end. */
     const ombrel_transfer_error_t* m_error;
 } ombrel_tftp_transfer_t;
 
@@ -97,8 +97,8 @@ typedef int (*ombrel_tftp_server_handler_t)(ombrel_tftp_server_t* server,
 
 /** How a server works. Texts are copied. Times are milliseconds. */
 typedef struct ombrel_tftp_server_options_ts {
-    /** The directory that is served; must be given. It is opened once: one that is renamed later is served
-     * on. */
+    /** The directory that is served; must be given. It is opened once: it is still served after it was
+     * renamed. */
     const char* m_directory;
     /** def_ombrel_tftp_server_* or 0, the default. */
     uint32_t m_flags;
@@ -120,9 +120,9 @@ typedef struct ombrel_tftp_server_options_ts {
     int m_whole_ms;
     /** Bytes of an upload; the default is 256 MiB; negative for no limit. */
     int64_t m_upload_limit;
-    /** Asked before a transfer begins; null, the default, lets all begin. */
+    /** Called before a transfer begins; null, the default, lets all begin. */
     ombrel_tftp_server_handler_t m_request_handler;
-    /** Told when one has ended or was refused; null, the default, for none. */
+    /** Called when a transfer has ended or was refused; null, the default, for none. */
     ombrel_tftp_server_handler_t m_log_handler;
     /** Handed to both. */
     void* m_context;
@@ -151,7 +151,7 @@ OMBREL_API int ombrel_init_tftp_server_options(ombrel_tftp_server_options_t* opt
  * @param function the calling function's name, for the heap's reports
  * @param line     the calling line
  * @return the server, for ombrel_close_tftp_server(); null with invalid for null and options out of range,
- * and as a directory cannot be opened
+ * and the faults of opening the directory
  */
 OMBREL_API ombrel_tftp_server_t* ombrel_open_tftp_server_tag(ombrel_event_base_t* base,
                                                              const ombrel_tftp_server_options_t* options,
@@ -203,12 +203,12 @@ typedef void (*ombrel_tftp_stop_handler_t)(ombrel_tftp_server_t* server, void* c
 OMBREL_API int ombrel_tftp_server_stop(ombrel_tftp_server_t* server, int timeout_ms,
                                        ombrel_tftp_stop_handler_t handler, void* context);
 
-/** @brief Tells what it has done. @return 0, or -1 for null */
+/** @brief What the server has done. @return 0, or -1 for null */
 OMBREL_API int ombrel_tftp_server_get_counts(ombrel_tftp_server_t* server,
                                              ombrel_tftp_server_counts_t* counts);
 
 /**
- * @brief Ends a server at once: clients are told, what they have stored in part is removed.
+ * @brief Ends a server at once: clients are told, and incomplete uploads are removed.
  * @param server the server; null gives 0
  * @return 0; -1 with #def_ombrel_fault_busy in a request or log handler, which changes nothing
  */

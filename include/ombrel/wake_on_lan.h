@@ -16,7 +16,7 @@
  *     ombrel_error_printf("cannot wake it: %s\n", ombrel_fault_text());
  * @endcode
  *
- * Nobody answers: that the packet went out is all that can be known.
+ * There is no answer: a caller only learns that the packet was sent.
  *
  * @par Ways
  * - By IPv4 broadcast: to 255.255.255.255 unless told otherwise, which reaches the network that the system
