@@ -1,10 +1,10 @@
 /**
  * @file directory.h
- * @brief What is in a directory, walks over trees, trees copied, compared, made alike and removed.
+ * @brief The entries of a directory, walks over trees, and trees copied, compared, synchronised and removed.
  *
- * All that reads more than one directory goes down from open directory to open directory by single names and
- * follows no symbolic link unless asked to: whoever exchanges directories for links meanwhile leads nobody
- * out of the tree. Trees may be of any depth; what a walk holds grows with the names in the directories on
+ * Functions that read more than one directory go down from open directory to open directory by single names
+ * and follow no symbolic link unless asked to: replacing directories by links meanwhile does not lead them
+ * out of the tree. Trees may be of any depth; the memory of a walk grows with the names in the directories on
  * the way down to the present one, and it never has more than a few dozen directories open. (On Windows a
  * directory may be open for each level; the system ends paths after 32,767 characters.)
  *
@@ -25,17 +25,18 @@
  * names is asked for each. Paths are joined by "/" on every system.
  *
  * @par Failures
- * A call that fails gives -1 or null and leaves the reason in ombrel_last_fault() (fault.h): besides what
- * stands at the functions def_ombrel_fault_not_found, def_ombrel_fault_not_directory,
+ * A call that fails gives -1 or null and leaves the reason in ombrel_last_fault() (fault.h): besides those
+ * named with the functions, def_ombrel_fault_not_found, def_ombrel_fault_not_directory,
  * def_ombrel_fault_access_denied, def_ombrel_fault_link_loop, def_ombrel_fault_input_output,
  * def_ombrel_fault_no_descriptor and def_ombrel_fault_no_memory; def_ombrel_fault_invalid for a null argument
- * that must not be null, an empty path and unknown flags. What works on trees goes on after a failure inside:
- * it tells a handler of each, and its result and fault are those of the first when it has done the rest. Only
- * a lack of memory ends it.
+ * that must not be null, an empty path and unknown flags. Functions on trees continue after a failure inside:
+ * they tell a handler of each one, do the rest, and then return the result and fault of the first. Only a
+ * lack of memory ends them.
  *
  * @par Threads
  * Any, for all functions; one at a time for one directory or walk. Another process may change what is read:
- * what came or went meanwhile may be seen or not, and what is gone when it is looked at is a failure.
+ * entries that come or go meanwhile may be seen or not, and one that is gone when it is looked at is a
+ * failure.
  */
 #ifndef OMBREL_DIRECTORY_H
 #define OMBREL_DIRECTORY_H
@@ -54,7 +55,7 @@ OMBREL_BEGIN_C
  * @name One directory
  * @{
  */
-/** An entry of a directory. "." and ".." are none. */
+/** An entry of a directory. "." and ".." are left out. */
 typedef struct ombrel_directory_entry_ts {
     const char* m_name; /**< its name */
     int m_kind;         /**< a def_ombrel_file_kind_*: of a link, link */
@@ -121,34 +122,34 @@ typedef int (*ombrel_tree_failure_handler_t)(const char* path, int fault, void* 
  */
 #define def_ombrel_walk_sorted 0x1u /**< entries of a directory come by the bytes of their names */
 #define def_ombrel_walk_info 0x2u   /**< m_info is filled in for each entry */
-#define def_ombrel_walk_leave 0x4u  /**< a directory comes once more after what is in it */
-/** Symbolic links are followed; those that lead nowhere are given as links. A directory that the way leads
- * through already is given, not entered, and a failure: def_ombrel_fault_link_loop. */
+#define def_ombrel_walk_leave 0x4u  /**< a directory is given once more after its contents */
+/** Symbolic links are followed; broken ones are given as links. A directory that is already on the path to
+ * the entry is given but not entered, and is a failure: def_ombrel_fault_link_loop. */
 #define def_ombrel_walk_follow 0x8u
 #define def_ombrel_walk_one_device 0x10u /**< directories on other devices are given, not entered */
 
 /** Settings of a walk. */
 typedef struct ombrel_walk_options_ts {
     uint32_t m_flags; /**< def_ombrel_walk_*; initially 0 */
-    /** The deepest entries that are given: 0 for the root alone, 1 for what is in it; -1, initially, for no
+    /** The greatest depth of entries: 0 for the root alone, 1 for its contents too; -1, initially, for no
      * limit. */
     int m_depth_max;
-    /** Asked with the path below the root, not about the root. What it excludes is neither given nor entered;
-     * a directory that it merely does not include is entered. Null, initially, for none. */
+    /** A filter of paths below the root. Entries that it excludes are neither given nor entered; a directory
+     * that it merely does not include is entered. Null, initially, for none. */
     const ombrel_match_filter_t* m_filter;
-    /** Told of what could not be read; null, initially, for nobody. */
+    /** Called for what could not be read; null, initially, for none. */
     ombrel_tree_failure_handler_t m_on_failure;
     void* m_failure_context; /**< handed to it */
 } ombrel_walk_options_t;
 
-/** What a walk came to. The texts and the information live until the next call for the walk. */
+/** An entry that a walk has reached. The texts and the information live until the next call for the walk. */
 typedef struct ombrel_walk_entry_ts {
     const char* m_path;  /**< the root as it was given, "/" where it has none at its end, and m_below */
     const char* m_below; /**< the path below the root, within m_path; "" for the root */
     const char* m_name;  /**< the last component, within m_path; for the root all of m_path */
     int m_kind;          /**< a def_ombrel_file_kind_* */
     int m_depth;         /**< 0 for the root, 1 for what is in it */
-    int m_leaves;        /**< 1 for a directory that comes after what is in it, else 0 */
+    int m_leaves;        /**< 1 for a directory given again after its contents, else 0 */
     /** Of the link itself unless links are followed; null without #def_ombrel_walk_info. */
     const ombrel_file_info_t* m_info;
 } ombrel_walk_entry_t;
@@ -185,16 +186,16 @@ OMBREL_API ombrel_walk_t* ombrel_open_walk_tag(const char* path, const ombrel_wa
  */
 OMBREL_API int ombrel_walk_next(ombrel_walk_t* walk, ombrel_walk_entry_t* entry);
 
-/** @brief Leaves out what is in the directory that was given last; nothing otherwise. It does not come once
- *         more either. @return 0; -1 for null */
+/** @brief Leaves out the contents of the directory that was given last, which is not given again either;
+ * otherwise does nothing. @return 0; -1 for null */
 OMBREL_API int ombrel_walk_skip(ombrel_walk_t* walk);
 
 /**
- * @brief Opens the regular file that was given last for reading, wherever its path would lead by now and
- *        however long it is.
+ * @brief Opens the regular file that was given last for reading, even if its path leads elsewhere by now or
+ * is too long.
  * @param walk the walk
  * @return a descriptor, to be closed by ombrel_close_file(); -1 on failure: def_ombrel_fault_invalid when
- *         none was given or it is no regular file
+ * none was given or it is not a regular file
  */
 OMBREL_API int ombrel_walk_open_file(ombrel_walk_t* walk);
 
@@ -218,12 +219,12 @@ typedef struct ombrel_tree_record_ts {
     size_t m_end;                /**< index of the first record after it that is not below it */
     uint32_t m_mode;             /**< permissions, as in ombrel_file_info_t */
     ombrel_instant_t m_modified; /**< last change */
-    int64_t m_size; /**< bytes of a file, or of a link's text; 0 of all else, as the host's figures differ */
-    /** The sizes of all that is below and its own; a file of several names counts where the first stands. */
+    int64_t m_size;              /**< bytes of a file, or of a link's text; 0 for all else, as hosts differ */
+    /** Its own size and the sizes of everything below; a file with several names counts at the first. */
     int64_t m_total;
 } ombrel_tree_record_t;
 
-/** A tree: each directory's record stands before those of what is in it. */
+/** A tree: each directory's record stands before those of its contents. */
 typedef struct ombrel_tree_ts {
     size_t m_count;                  /**< number of records, at least 1 */
     ombrel_tree_record_t* m_records; /**< the records, the root first, in the same block of the heap */
@@ -233,7 +234,7 @@ typedef struct ombrel_tree_ts {
 /**
  * @brief Reads a tree.
  * @param path     its root
- * @param options  settings of the walk, where m_filter leaves the directories that lead to what it includes;
+ * @param options  settings of the walk, where m_filter keeps the directories that lead to included entries;
  *                 #def_ombrel_walk_info and #def_ombrel_walk_leave change nothing. Null for the initial ones
  * @param function the caller's name, static
  * @param line     the caller's line
@@ -264,10 +265,10 @@ OMBREL_API char* ombrel_alloc_tree_path_tag(const ombrel_tree_t* tree, size_t in
  * @{
  */
 /**
- * @brief Copies a file or a directory with all that is in it.
+ * @brief Copies a file or a directory with its contents.
  *
- * Symbolic links are copied as links. A directory that is there takes what is in the original in addition; a
- * file or link in the way of one is overwritten by it, never what a link there leads to. Pipes become new
+ * Symbolic links are copied as links. Into an existing directory the contents of the original are added; an
+ * existing file or link is overwritten by a file or link, but never the target of a link. Pipes become new
  * pipes; sockets, and devices where the user may make none, are failures.
  * @param from       the original; a symbolic link is followed only with a "/" after it
  * @param to         the path of the copy itself, which lies neither at the original nor below it
@@ -275,7 +276,7 @@ OMBREL_API char* ombrel_alloc_tree_path_tag(const ombrel_tree_t* tree, size_t in
  *                   directory for a directory), #def_ombrel_file_keep_mode, #def_ombrel_file_keep_times,
  *                   #def_ombrel_file_keep_owner; without keep_mode what is made gets the permissions of the
  *                   original less the process's mask
- * @param on_failure told of what could not be copied; may be null
+ * @param on_failure called for what could not be copied; may be null
  * @param context    handed to it
  * @return 0; what the handler gave when it ended the copy; -1 on failure: def_ombrel_fault_invalid when the
  *         copy would lie at the original or below it, def_ombrel_fault_exists, def_ombrel_fault_is_directory
@@ -303,18 +304,18 @@ OMBREL_API int ombrel_remove_tree(const char* path, ombrel_tree_failure_handler_
  */
 /** @name How two trees differ at a path
  * @{ */
-#define def_ombrel_difference_new 1     /**< it is in the first one alone */
-#define def_ombrel_difference_changed 2 /**< files of other contents, links of other texts, other kinds */
+#define def_ombrel_difference_new 1     /**< it is only in the first tree */
+#define def_ombrel_difference_changed 2 /**< different contents of files, texts of links, or kinds */
 /** The permissions differ, or the times of files whose contents were compared. */
 #define def_ombrel_difference_marks 3
-#define def_ombrel_difference_gone 4 /**< it is in the second one alone */
+#define def_ombrel_difference_gone 4 /**< it is only in the second tree */
 /** @} */
 
-/** Files of one size are read and compared, instead of their times. Without it they count as alike when size
- * and modification time are: times to 100 nanoseconds, and to seconds where one has no fraction, as file
- * systems keep them so. */
+/** Files of one size are read and compared, instead of their times. Without this flag files are alike when
+ * their sizes and modification times are: times to 100 nanoseconds, or to seconds where one has no fraction,
+ * because file systems store them differently. */
 #define def_ombrel_sync_content 0x1u
-#define def_ombrel_sync_delete 0x2u  /**< what is in the second tree alone is removed */
+#define def_ombrel_sync_delete 0x2u  /**< entries that are only in the second tree are removed */
 #define def_ombrel_sync_dry_run 0x4u /**< nothing is done, but the handler is called */
 
 /** A difference. */
@@ -329,8 +330,8 @@ typedef struct ombrel_tree_difference_ts {
 } ombrel_tree_difference_t;
 
 /**
- * Called for each difference, in the order of the names' bytes, a directory before what is in it (of one that
- * is new all is new, while of one that is gone only itself is told).
+ * Called for each difference, in the order of the names' bytes, a directory before its contents (for a new
+ * directory all its contents are given, for a missing one only itself).
  * @param difference the difference
  * @param context    what was given with the handler
  * @return 0 to go on; anything else ends the call
@@ -340,10 +341,10 @@ typedef int (*ombrel_tree_difference_handler_t)(const ombrel_tree_difference_t* 
 /** Settings for two trees. */
 typedef struct ombrel_sync_options_ts {
     uint32_t m_flags; /**< def_ombrel_sync_*; initially 0 */
-    /** Files and links that it does not admit are left alone in both trees, directories that it excludes with
-     * all that is in them. Null, initially, for none. */
+    /** Files and links that it does not include are left alone in both trees, and so are directories that it
+     * excludes, with their contents. Null, initially, for none. */
     const ombrel_match_filter_t* m_filter;
-    /** Told of what could not be read or done; null, initially, for nobody. */
+    /** Called for what could not be read or done; null, initially, for none. */
     ombrel_tree_failure_handler_t m_on_failure;
     void* m_failure_context; /**< handed to it */
 } ombrel_sync_options_t;
@@ -373,8 +374,8 @@ OMBREL_API int ombrel_compare_trees(const char* from, const char* to, const ombr
  * @param to      root of the second one, which is made if it is not there and its parent is; not the first
  *                one, not below it and not above it
  * @param options the settings; null for the initial ones
- * @param handler called for each difference before it is mended, for what is gone only with
- *                #def_ombrel_sync_delete; may be null
+ * @param handler called for each difference before it is removed, for entries only in the second tree just
+ * with #def_ombrel_sync_delete; may be null
  * @param context handed to the handler
  * @return 0; what a handler gave when it ended the call; -1 on failure: def_ombrel_fault_invalid when one
  *         tree is within the other, def_ombrel_fault_is_directory, def_ombrel_fault_no_space

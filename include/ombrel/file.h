@@ -1,10 +1,10 @@
 /**
  * @file file.h
- * @brief Files: what they are, their bytes, copies, links, storing that no crash leaves half done, file
+ * @brief Files: information about them, their bytes, copies, links, storing that survives crashes, file
  * systems.
  *
- * What works on a file by its name takes a path; what works on an open one takes its descriptor and is named
- * ombrel_file_*(). A settings file that is read, changed and stored:
+ * Functions that work on a file by its name take a path; those that work on an open one take its descriptor
+ * and are named ombrel_file_*(). A settings file that is read, changed and stored:
  *
  * @code
  * size_t size;
@@ -24,7 +24,7 @@
  * def_ombrel_fault_link_loop and def_ombrel_fault_input_output, any call that writes
  * def_ombrel_fault_no_space, any that opens def_ombrel_fault_no_descriptor, any with memory of its own
  * def_ombrel_fault_no_memory. A null path or record, an empty path, an unknown flag or a negative size is
- * def_ombrel_fault_invalid. Further ones stand at the functions.
+ * def_ombrel_fault_invalid. Further faults are named with the functions.
  *
  * @par Paths
  * Paths are UTF-8; on POSIX any bytes but 0. "/" separates everywhere, the backslash too on Windows, where
@@ -32,7 +32,7 @@
  * #def_ombrel_file_no_follow says otherwise.
  *
  * @par Windows
- * Of the permissions there is one, whether a file may be written: a mode is 0444 or 0666 there, and 0111 more
+ * There is only one permission, whether a file may be written: a mode is 0444 or 0666 there, and 0111 more
  * for directories and programs. Owners are not supported. Symbolic links need a right that users may not
  * have: def_ombrel_fault_access_denied then. Files that this library opened can be renamed, removed and,
  * since Windows 10, replaced while they are open.
@@ -64,14 +64,14 @@ OMBREL_BEGIN_C
 /** With create: fails if anything is there, a symbolic link that leads nowhere too. */
 #define def_ombrel_file_exclusive 0x10u
 #define def_ombrel_file_truncate 0x20u /**< empties the file; for writing only */
-#define def_ombrel_file_inherit 0x40u  /**< programs that this one starts may get the descriptor too */
+#define def_ombrel_file_inherit 0x40u  /**< programs that this one starts inherit the descriptor too */
 /** A named pipe's other side is not waited for, and reads and writes do not wait either. */
 #define def_ombrel_file_no_wait 0x80u
-#define def_ombrel_file_no_follow 0x100u  /**< a symbolic link at the end of the path stands for itself */
+#define def_ombrel_file_no_follow 0x100u  /**< a symbolic link at the end of the path is not followed */
 #define def_ombrel_file_no_replace 0x200u /**< fails if the target is there already */
 #define def_ombrel_file_keep_mode 0x400u  /**< the copy gets the original's permissions, whatever the mask */
 #define def_ombrel_file_keep_times 0x800u /**< the copy gets the original's access and modification times */
-/** The copy gets the original's owner and group, as far as the host lets us. */
+/** The copy gets the original's owner and group, as far as the host permits. */
 #define def_ombrel_file_keep_owner 0x1000u
 #define def_ombrel_file_keep_all 0x1c00u /**< permissions, times and owner */
 #define def_ombrel_file_at_once 0x2000u  /**< the target is the old or the whole new file at any moment */
@@ -88,7 +88,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_file_kind_link 3             /**< a symbolic link; on Windows a junction too */
 #define def_ombrel_file_kind_pipe 4             /**< a pipe */
 #define def_ombrel_file_kind_socket 5           /**< a socket */
-#define def_ombrel_file_kind_character_device 6 /**< a terminal or another device read as characters come */
+#define def_ombrel_file_kind_character_device 6 /**< a terminal or another character device */
 #define def_ombrel_file_kind_block_device 7     /**< a disk */
 #define def_ombrel_file_kind_other 8            /**< something else */
 /** @} */
@@ -96,14 +96,14 @@ OMBREL_BEGIN_C
 /** What is known about a file. */
 typedef struct ombrel_file_info_ts {
     int m_kind;          /**< a def_ombrel_file_kind_* */
-    uint32_t m_mode;     /**< permissions, 0 to 07777 as chmod has them */
+    uint32_t m_mode;     /**< permissions, 0 to 07777, as for chmod */
     uint32_t m_owner;    /**< number of the user; 0 on Windows */
     uint32_t m_group;    /**< number of the group; 0 on Windows */
-    int64_t m_size;      /**< bytes; of a link those of its text; 0 of what has none */
+    int64_t m_size;      /**< bytes; of a link those of its text; 0 of files without a size */
     int64_t m_allocated; /**< bytes that it takes on the device; less than the size where it has holes */
     uint64_t m_links;    /**< names that it has (hard links) */
     uint64_t m_device;   /**< number of its file system */
-    uint64_t m_serial;   /**< its own number there: both together tell whether two files are one */
+    uint64_t m_serial;   /**< its number on that device: both together tell whether two files are the same */
     uint64_t m_special;  /**< of a device file the number of the device; 0 otherwise */
     ombrel_instant_t m_accessed; /**< last read, as far as the host keeps count */
     ombrel_instant_t m_modified; /**< last change of its bytes */
@@ -138,7 +138,7 @@ OMBREL_API int ombrel_get_file_kind(const char* path, uint32_t flags);
  * @return 0; -1 on failure
  */
 OMBREL_API int ombrel_get_file_info(const char* path, uint32_t flags, ombrel_file_info_t* info);
-/** @brief ombrel_get_file_info() of what is open. @return 0; -1, def_ombrel_fault_bad_descriptor too */
+/** @brief ombrel_get_file_info() of an open file. @return 0; -1, def_ombrel_fault_bad_descriptor too */
 OMBREL_API int ombrel_file_get_info(int fd, ombrel_file_info_t* info);
 
 /**
@@ -157,7 +157,7 @@ OMBREL_API int ombrel_check_file_access(const char* path, int mode);
  * @return 0; -1 on failure
  */
 OMBREL_API int ombrel_set_file_mode(const char* path, uint32_t mode);
-/** @brief ombrel_set_file_mode() of what is open. @return 0; -1 on failure */
+/** @brief ombrel_set_file_mode() of an open file. @return 0; -1 on failure */
 OMBREL_API int ombrel_file_set_mode(int fd, uint32_t mode);
 
 /**
@@ -181,7 +181,7 @@ OMBREL_API int ombrel_set_file_owner(const char* path, uint32_t flags, uint32_t 
  */
 OMBREL_API int ombrel_set_file_times(const char* path, uint32_t flags, const ombrel_instant_t* accessed,
                                      const ombrel_instant_t* modified);
-/** @brief ombrel_set_file_times() of what is open. @return 0; -1 on failure */
+/** @brief ombrel_set_file_times() of an open file. @return 0; -1 on failure */
 OMBREL_API int ombrel_file_set_times(int fd, const ombrel_instant_t* accessed,
                                      const ombrel_instant_t* modified);
 /** @} */
@@ -210,7 +210,7 @@ OMBREL_API int ombrel_open_file(const char* path, uint32_t flags, uint32_t mode)
 OMBREL_API int ombrel_close_file(int fd);
 
 /**
- * @brief Reads what there is, at least a byte; waits for it where it may take time.
+ * @brief Reads the bytes that are there, at least one; waits for it if need be.
  * @param fd     the descriptor
  * @param buffer room for `size` bytes
  * @param size   bytes; 0 reads nothing
@@ -258,7 +258,7 @@ OMBREL_API int ombrel_file_write_all_at(int fd, const void* data, size_t size, i
 #define def_ombrel_file_seek_current 1 /**< from the position */
 #define def_ombrel_file_seek_end 2     /**< from the end */
 /**
- * @brief Moves the position; `ombrel_file_seek(fd, 0, def_ombrel_file_seek_current)` tells it.
+ * @brief Moves the position; `ombrel_file_seek(fd, 0, def_ombrel_file_seek_current)` only returns it.
  * @param fd     the descriptor
  * @param offset bytes, may be negative
  * @param origin a def_ombrel_file_seek_*
@@ -279,8 +279,8 @@ OMBREL_API int ombrel_file_set_size(int fd, int64_t size);
 OMBREL_API int ombrel_set_file_size(const char* path, int64_t size);
 
 /**
- * @brief Hands what was written to the device and waits until it has it.
- * @return 0, for what has no device too; -1 when the device failed: what was written may be lost
+ * @brief Hands the written bytes to the device and waits until it has stored them.
+ * @return 0, also for files without a device; -1 when the device failed: what was written may be lost
  */
 OMBREL_API int ombrel_file_sync(int fd);
 /**
@@ -336,7 +336,7 @@ OMBREL_API void* ombrel_alloc_load_file_tag(const char* path, size_t limit, size
 #define ombrel_alloc_load_file(path, limit, size)                                                            \
     ombrel_alloc_load_file_tag((path), (limit), (size), __func__, __LINE__)
 
-/** @brief ombrel_alloc_load_file_tag() of what is open, from the position on. */
+/** @brief ombrel_alloc_load_file_tag() of an open file, from its position on. */
 OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, const char* function,
                                             unsigned long line);
 /** ombrel_file_alloc_load_tag() with the caller's own name and line. */
@@ -380,7 +380,8 @@ OMBREL_API ombrel_file_store_t* ombrel_open_file_store_tag(const char* path, uin
 #define ombrel_open_file_store(path, flags, mode)                                                            \
     ombrel_open_file_store_tag((path), (flags), (mode), __func__, __LINE__)
 /**
- * @brief Where the bytes are written, by ombrel_file_write_all() or anything else; the store's own.
+ * @brief The descriptor to which the bytes are written, by ombrel_file_write_all() or anything else; it
+ * belongs to the store.
  * @return the descriptor; -1 once it is committed
  */
 OMBREL_API int ombrel_file_store_get_descriptor(const ombrel_file_store_t* store);
@@ -415,8 +416,8 @@ typedef int (*ombrel_file_progress_t)(int64_t done, int64_t total, void* context
  *
  * The host does it where it can, on some file systems without moving a byte; holes stay holes. A target that
  * is there is overwritten and keeps its permissions; one that is made gets those of the original, less the
- * process's mask. What gives bytes without being a regular file is read up to its end. After a failure or a
- * break a target that was made is removed, one that was overwritten is not whole, unless
+ * process's mask. Pipes, devices and the like are read up to their end. After a failure or a
+ * break a target that was made is removed, one that was overwritten is incomplete, unless
  * #def_ombrel_file_at_once was given: then it is as it was.
  * @param from    the original
  * @param to      the path of the copy, not of a directory
@@ -433,7 +434,7 @@ OMBREL_API int ombrel_copy_file(const char* from, const char* to, uint32_t flags
 /**
  * @brief Renames a file or directory; a target that is there is replaced in one step.
  *
- * Two names of one file both stay, as POSIX has it.
+ * If both are names of one file, both stay, as POSIX demands.
  * @param from  the old path; a symbolic link itself is renamed
  * @param to    the new one
  * @param flags 0 or #def_ombrel_file_no_replace
@@ -444,7 +445,8 @@ OMBREL_API int ombrel_copy_file(const char* from, const char* to, uint32_t flags
 OMBREL_API int ombrel_rename_file(const char* from, const char* to, uint32_t flags);
 
 /**
- * @brief Renames a file or, across devices, copies it with all that it keeps and removes the original.
+ * @brief Renames a file or, across devices, copies it with its permissions, times and owner and removes the
+ * original.
  *
  * The copy appears at once and whole; the original goes once the device has the copy.
  * @param from    the old path; a symbolic link itself is moved
@@ -473,13 +475,12 @@ OMBREL_API int ombrel_remove_directory(const char* path);
 /**
  * @brief Makes a directory.
  * @param path the path
- * @param mode permissions, less the process's mask; usually 0777. Not heeded on Windows
+ * @param mode permissions, less the process's mask; usually 0777. Ignored on Windows
  * @return 0; -1 on failure: def_ombrel_fault_exists for anything that is there
  */
 OMBREL_API int ombrel_make_directory(const char* path, uint32_t mode);
 /**
- * @brief Makes a directory and those that lead to it, as far as they are not there. What it made before a
- * failure stays.
+ * @brief Makes a directory and the missing ones on the way to it. Those made before a failure stay.
  * @return 0, also when all were there; -1 on failure: def_ombrel_fault_exists when the path is something
  *         else
  */
@@ -493,15 +494,15 @@ OMBREL_API int ombrel_make_directories(const char* path, uint32_t mode);
 OMBREL_API int ombrel_make_link(const char* path, const char* new_path);
 /**
  * @brief Makes a symbolic link.
- * @param text     what it says: a path, which counts from the link's directory unless it is absolute, and may
- * lead nowhere. On Windows the kind of link is that of what is there, a file's if there is nothing
+ * @param text     its text: a path, relative to the link's directory unless it is absolute, which need not
+ * exist. On Windows the kind of the link is that of its target, or a file's if there is none
  * @param new_path where the link is made
  * @return 0; -1 on failure: def_ombrel_fault_exists, def_ombrel_fault_not_supported
  */
 OMBREL_API int ombrel_make_symbolic_link(const char* text, const char* new_path);
 /**
- * @brief What a symbolic link says, as a new string freed with ombrel_free().
- * @return it; null on failure: def_ombrel_fault_invalid for what is no link
+ * @brief The text of a symbolic link, as a new string freed with ombrel_free().
+ * @return it; null on failure: def_ombrel_fault_invalid for what is not a link
  */
 OMBREL_API char* ombrel_alloc_link_text_tag(const char* path, const char* function, unsigned long line);
 /** ombrel_alloc_link_text_tag() with the caller's own name and line. */
@@ -510,7 +511,7 @@ OMBREL_API char* ombrel_alloc_link_text_tag(const char* path, const char* functi
 
 /**
  * @name Temporary files
- * Names that nobody can guess, made by whoever opens them first, for this user alone.
+ * The names cannot be guessed and are new; the files are for this user alone.
  * @{
  */
 /**
@@ -525,8 +526,8 @@ OMBREL_API char* ombrel_alloc_temporary_folder_tag(const char* function, unsigne
  * @brief Opens a new file for reading and writing.
  * @param folder   where; null for ombrel_alloc_temporary_folder()
  * @param prefix   what its name begins with, without separators; null for none
- * @param path     receives its path, freed with ombrel_free(), and the file stays until somebody removes it.
- * Null for a file without a name, gone with its last descriptor
+ * @param path     receives its path, freed with ombrel_free(), and the file stays until it is removed.
+ * Null for a file without a name, removed with its last descriptor
  * @param function the caller's name
  * @param line     its line
  * @return the descriptor; -1 on failure, with a null in `path`
@@ -537,7 +538,8 @@ OMBREL_API int ombrel_open_temporary_file_tag(const char* folder, const char* pr
 #define ombrel_open_temporary_file(folder, prefix, path)                                                     \
     ombrel_open_temporary_file_tag((folder), (prefix), (path), __func__, __LINE__)
 
-/** @brief Makes a new directory likewise. @return its path, freed with ombrel_free(); null on failure */
+/** @brief Makes a new directory with an unused name likewise. @return its path, freed with ombrel_free();
+ * null on failure */
 OMBREL_API char* ombrel_alloc_temporary_directory_tag(const char* folder, const char* prefix,
                                                       const char* function, unsigned long line);
 /** ombrel_alloc_temporary_directory_tag() with the caller's own name and line. */
@@ -555,7 +557,7 @@ typedef struct ombrel_file_space_ts {
     int64_t m_free;       /**< bytes free */
     int64_t m_available;  /**< bytes that this user may still take */
     int64_t m_block_size; /**< bytes that are given to files at a time */
-    int64_t m_files;      /**< files that it can have; 0 where no number is fixed */
+    int64_t m_files;      /**< files that it can have; 0 where the number is not fixed */
     int64_t m_free_files; /**< files that can be made; 0 likewise */
 } ombrel_file_space_t;
 
@@ -568,10 +570,11 @@ OMBREL_API int ombrel_get_file_space(const char* path, ombrel_file_space_t* spac
 /** A mounted file system; on Windows a drive. */
 typedef struct ombrel_mount_ts {
     const char* m_directory; /**< where it is mounted: "/home", "C:\" */
-    const char* m_source;    /**< what: "/dev/sda1", "tmpfs", a volume's name; may be empty */
-    const char* m_kind; /**< of file system: "ext4", "NTFS"; may be empty, as of a drive without a disk */
-    const char*
-        m_options; /**< as the host lists them, comma between: "rw,noatime"; on Windows "rw" or "ro" */
+    const char* m_source;    /**< what is mounted: "/dev/sda1", "tmpfs", a volume's name; may be empty */
+    const char* m_kind;    /**< type of the file system: "ext4", "NTFS"; may be empty, for example for a drive
+                              without a disk */
+    const char* m_options; /**< options as the host lists them, separated by commas: "rw,noatime"; on Windows
+                              "rw" or "ro" */
 } ombrel_mount_t;
 
 /**
@@ -606,7 +609,7 @@ OMBREL_API char* ombrel_alloc_current_directory_tag(const char* function, unsign
 /** ombrel_alloc_current_directory_tag() with the caller's own name and line. */
 #define ombrel_alloc_current_directory() ombrel_alloc_current_directory_tag(__func__, __LINE__)
 /**
- * @brief Makes a directory the current one of the process, from which relative paths count.
+ * @brief Makes a directory the current one of the process, to which paths are relative.
  * @return 0; -1 on failure
  */
 OMBREL_API int ombrel_set_current_directory(const char* path);

@@ -18,27 +18,29 @@
  * As for fopen(): one of "r" (reads what is there), "w" (writes; empties or makes the file) and "a" (writes
  * at the end, whatever the position; makes the file), then any of "+" (reads and writes), "x" (with "w" or
  * "a": fails when the file is there), and "b", "t" and "e", which change nothing: streams are binary on every
- * system, and child processes inherit no descriptor. Anything else is refused as invalid. Over what is open
- * already (a descriptor, functions, a chain) "w" neither makes nor empties anything, and "x" is refused.
+ * system, and child processes inherit no descriptor. Anything else is refused as invalid. Over something that
+ * is already open (a descriptor, functions, a chain) "w" neither makes nor empties anything, and "x" is
+ * refused.
  *
  * @par Reading and writing on one stream
  * A stream of a mode with "+" may change between both at any moment, without a seek or flush between them:
  * the position is where the last call left it. A write that follows a read first gives back what was read
  * ahead, a read first hands on what was written. Where the other side cannot seek (a socket, a serial port, a
- * terminal, a chain) the two directions are independent, each with a buffer of its own; only, what was
- * written goes out before a read asks the other side for more.
+ * terminal, a chain) the two directions are independent, each with a buffer of its own, except that written
+ * bytes go out before a read asks the other side for more.
  *
  * @par Failures
  * A read that found the end leaves the end state: further reads give the end at once, until a seek, an unget,
- * a change to writing where both share a position, or ombrel_file_stream_clear(). What a call could not do is
- * in errno and ombrel_last_fault() as for every function, and the first failure of the other side to read or
- * write stays the stream's fault (ombrel_file_stream_get_fault()) until it is cleared. Only that it would
- * have had to wait (a descriptor that does not block: #def_ombrel_fault_would_block) and an interruption are
- * no state: the call may be made again, and nothing is lost between.
+ * a change to writing where both share a position, or ombrel_file_stream_clear(). The reason of a failed call
+ * is in errno and ombrel_last_fault() as for every function, and the first failure of the other side to read
+ * or write stays the stream's fault (ombrel_file_stream_get_fault()) until it is cleared. Only that it would
+ * have had to wait (a descriptor that does not block: #def_ombrel_fault_would_block) and an interruption do
+ * not count: the call may be repeated, and nothing is lost.
  *
  * Bytes that could not be written stay in the stream, and each later flush tries them again; nothing is
- * written twice or out of order. A failed write is told by the call that found it, which may be a later put,
- * a flush, a seek or the close. ombrel_close_file_stream() fails when any write failed that was not cleared.
+ * written twice or out of order. A failed write is reported by the call that found it, which may be a later
+ * put, a flush, a seek or the close. ombrel_close_file_stream() fails when any write failed that was not
+ * cleared.
  *
  * All functions fail with #def_ombrel_fault_invalid for a null stream or a null argument that must not be,
  * with #def_ombrel_fault_bad_descriptor when the mode does not allow what they do, with
@@ -46,12 +48,12 @@
  * otherwise.
  *
  * @par Windows
- * A console is shown UTF-8 whatever its code page. A descriptor is a number of the C run-time.
+ * A console is given UTF-8 whatever its code page. A descriptor is a number of the C run-time.
  *
  * @par Speed
- * ombrel_file_stream_get_byte(), ombrel_file_stream_peek_byte() and ombrel_file_stream_put_byte() work inside
- * the caller as long as the buffer has bytes or room. They are functions as well: their names in parentheses,
- * or without arguments, are those of the exported ones.
+ * ombrel_file_stream_get_byte(), ombrel_file_stream_peek_byte() and ombrel_file_stream_put_byte() are inlined
+ * in the caller as long as the buffer has bytes or room. They are functions as well: their names in
+ * parentheses, or without arguments, are those of the exported ones.
  *
  * @par Threads
  * A stream is used by one thread at a time; it has no lock. Different streams may be used at the same time.
@@ -76,27 +78,27 @@ OMBREL_BEGIN_C
 #define def_ombrel_file_stream_line_limit (16 * 1024 * 1024)
 /** The most bytes that a growing memory stream holds unless the options say otherwise. */
 #define def_ombrel_file_stream_memory_limit (256 * 1024 * 1024)
-/** Bytes that can be put back after any read, beside those that were read from the buffer. */
+/** Bytes that can be put back after any read, besides those that were read from the buffer. */
 #define def_ombrel_file_stream_unget_limit 16
 
 /** Buffering: by lines when the descriptor is a terminal, else in full. */
 #define def_ombrel_file_stream_buffering_automatic 0
 /** Buffering: bytes are handed on when the buffer is full. */
 #define def_ombrel_file_stream_buffering_full 1
-/** Buffering: likewise, and with each line feed. */
+/** Buffering: likewise, and at each line feed. */
 #define def_ombrel_file_stream_buffering_line 2
 /** Buffering: each call hands on what it was given. Reads are buffered all the same. */
 #define def_ombrel_file_stream_buffering_none 3
 
-/** Flag: closing the stream leaves the descriptor open. What was read ahead of the caller is given back to it
- * where it can seek. */
+/** Flag: closing the stream leaves the descriptor open. Bytes that were read ahead are given back to the
+ * descriptor where it can seek. */
 #define def_ombrel_file_stream_flag_keep_open 0x1u
-/** Flag: a carriage return before a line feed belongs to the line's end and is taken off with it. */
+/** Flag: a carriage return before a line feed belongs to the line's end and is removed with it. */
 #define def_ombrel_file_stream_flag_crlf 0x2u
 
 /**
- * A stream. It is made by one of the open functions alone and followed by more than these fields, which are
- * for the functions inside this header. Users leave them alone.
+ * A stream. It is made only by the open functions and is larger than these fields, which are for the inline
+ * functions of this header. Programs must not use them.
  */
 typedef struct ombrel_file_stream_ts {
     unsigned char* m_read_at;         /**< the next byte that was read ahead */
@@ -116,7 +118,7 @@ typedef struct ombrel_file_stream_options_ts {
 
 /**
  * The other side of a stream, as functions of the caller's. Each may be null: then the stream cannot do what
- * it is for. A function that fails leaves why by ombrel_leave_fault() or in errno;
+ * the function is for. A function that fails leaves the reason by ombrel_leave_fault() or in errno;
  * #def_ombrel_fault_would_block says that it may be asked again.
  */
 typedef struct ombrel_file_stream_calls_ts {
@@ -157,8 +159,8 @@ OMBREL_API ombrel_file_stream_t* ombrel_open_file_stream_tag(const char* path, c
 /**
  * @brief Opens a stream over a descriptor: a file, pipe, terminal or socket.
  *
- * The descriptor's position must not be moved by others meanwhile, except between a flush and the next call.
- * A descriptor of another reader or writer ("stdin", say) may be shared in turns with it by a flush.
+ * Nothing else may move the descriptor's position meanwhile, except between a flush and the next call. To
+ * share a descriptor with another reader or writer (such as "stdin") in turns, flush in between.
  * @param fd       the descriptor; the stream closes it, also when opening fails, unless the flag
  *                 #def_ombrel_file_stream_flag_keep_open is given
  * @param mode     what it is used for, which it must have been opened for, else
@@ -175,7 +177,7 @@ ombrel_open_file_stream_descriptor_tag(int fd, const char* mode, const ombrel_fi
 /**
  * @brief Opens a stream over memory of a fixed size.
  *
- * With "r" all of it is content; with "w" none is; with "a" what stands before the first zero byte, or all.
+ * With "r" all of it is content; with "w" none is; with "a" the bytes before the first zero byte, or all.
  * Writes beyond the size fail with #def_ombrel_fault_no_space, seeks with #def_ombrel_fault_invalid. What was
  * written is in the memory after a flush, with a zero byte after the content while there is room. Truncation
  * sets the content's size.
@@ -263,7 +265,7 @@ ombrel_open_file_stream_calls_tag(const ombrel_file_stream_calls_t* calls, void*
 /**
  * @brief Writes what is still held, closes the other side and frees the stream, whatever fails.
  *
- * The end of the program does it for no stream: what an open one holds is lost then.
+ * The end of a program closes no stream: bytes that an open one still holds are lost.
  * @param stream the stream; null is accepted
  * @return 0; -1, with the first fault of a write that was not cleared, when bytes are lost or may be, and
  * when the other side's close fails
@@ -290,11 +292,11 @@ OMBREL_API int ombrel_file_stream_is_at_end(const ombrel_file_stream_t* stream);
  * `def_ombrel_fault_*`, #def_ombrel_fault_none when nothing failed, #def_ombrel_fault_invalid for null */
 OMBREL_API int ombrel_file_stream_get_fault(const ombrel_file_stream_t* stream);
 
-/** @brief The stream's descriptor, which stays the stream's. @return it; -1 when it has none */
+/** @brief The stream's descriptor, which belongs to the stream. @return it; -1 when it has none */
 OMBREL_API int ombrel_file_stream_get_descriptor(const ombrel_file_stream_t* stream);
 
 /**
- * @brief Reads a byte. In a call it works without one while the buffer lasts.
+ * @brief Reads a byte. It is inlined, without a call, while the buffer lasts.
  * @return 0 to 255; -1 at the end, which ombrel_file_stream_is_at_end() tells, and on a failure
  */
 OMBREL_API int ombrel_file_stream_get_byte(ombrel_file_stream_t* stream);
@@ -314,7 +316,7 @@ OMBREL_API int ombrel_file_stream_peek_byte(ombrel_file_stream_t* stream);
 OMBREL_API int ombrel_file_stream_unget_byte(ombrel_file_stream_t* stream, int byte);
 
 /**
- * @brief Writes a byte. In a call it works without one while the buffer has room.
+ * @brief Writes a byte. It is inlined, without a call, while the buffer has room.
  * @param stream the stream
  * @param byte   its low 8 bits count
  * @return the byte, 0 to 255, or -1: the byte was not taken then

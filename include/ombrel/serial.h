@@ -1,6 +1,6 @@
 /**
  * @file serial.h
- * @brief Serial ports: open with speed and format, read and write with limits, lines of the modem, list of
+ * @brief Serial ports: opened with speed and format, read and written with time limits, modem lines, list of
  * ports.
  *
  * @code
@@ -16,9 +16,9 @@
  * ombrel_close_serial(port);
  * @endcode
  *
- * Bytes pass as they are in both directions. A port is this program's alone unless asked otherwise, and is
- * given back with the settings in which it was found. A terminal or a pseudo-terminal may be opened as a port
- * too; it has no speed and no lines that would mean anything.
+ * Bytes pass as they are in both directions. A port is used by this program alone unless asked otherwise, and
+ * is closed with the settings in which it was found. A terminal or a pseudo-terminal may be opened as a port
+ * too; its speed and lines have no meaning.
  *
  * Names: on Linux paths such as "/dev/ttyS0", on Windows "COM3".
  *
@@ -26,7 +26,7 @@
  * def_ombrel_fault_not_supported for what the port or the host cannot do, `input_output` and
  * def_ombrel_fault_closed for a port that was unplugged.
  *
- * Threads: one at a time for a port; one that reads and one that writes may be two.
+ * Threads: one at a time for a port, except that one may read while another writes.
  */
 #ifndef OMBREL_SERIAL_H
 #define OMBREL_SERIAL_H
@@ -52,7 +52,7 @@ OMBREL_BEGIN_C
 
 /** @name Flow control
  * @{ */
-#define def_ombrel_serial_flow_none 0     /**< nobody says when to stop */
+#define def_ombrel_serial_flow_none 0     /**< nothing says when to stop */
 #define def_ombrel_serial_flow_hardware 1 /**< by RTS and CTS */
 #define def_ombrel_serial_flow_software                                                                      \
     2 /**< by the bytes XON (17) and XOFF (19), which are no data then                                       \
@@ -90,7 +90,7 @@ OMBREL_API int ombrel_parse_serial_format(const char* text, ombrel_serial_option
  * @param buf     receives it, terminated, cut to fit
  * @param size    its room in bytes; 4 hold it
  * @param options the settings
- * @return the characters stored; -1 for null and settings that make no sense
+ * @return the characters stored; -1 for null and invalid settings
  */
 OMBREL_API int ombrel_format_serial_format(char* buf, size_t size, const ombrel_serial_options_t* options);
 
@@ -104,24 +104,24 @@ typedef struct ombrel_serial_ts ombrel_serial_t;
  * @param function the calling function's name
  * @param line     the source line
  * @return the port, for ombrel_close_serial(); null with a fault: def_ombrel_fault_not_found,
- * def_ombrel_fault_access_denied, def_ombrel_fault_busy for a port that another has alone,
- * def_ombrel_fault_not_supported for what is no serial port and for settings that the port cannot make (none
- * is taken for another), def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor
+ * def_ombrel_fault_access_denied, def_ombrel_fault_busy for a port that another program uses alone,
+ * def_ombrel_fault_not_supported for what is not a serial port and for settings that the port does not have
+ * (none is replaced by another), def_ombrel_fault_no_memory, def_ombrel_fault_no_descriptor
  */
 OMBREL_API ombrel_serial_t* ombrel_open_serial_tag(const char* name, const ombrel_serial_options_t* options,
                                                    const char* function, unsigned long line);
 /** ombrel_open_serial_tag() with the caller's own name and line. */
 #define ombrel_open_serial(name, options) ombrel_open_serial_tag((name), (options), __func__, __LINE__)
 
-/** @brief Gives the port back as it was found, and frees the record. What waits to be sent is dropped: drain
- * the port before, where it matters. Null does nothing. @return 0 */
+/** @brief Restores the port's settings, closes it and frees the record. Bytes that wait to be sent are
+ * dropped: drain the port before if they matter. Null does nothing. @return 0 */
 OMBREL_API int ombrel_close_serial(ombrel_serial_t* port);
 
-/** @brief Changes how the port is used; whether it is shared stays. @return 0; -1 with a fault: then the
+/** @brief Changes the port's settings, except whether it is shared. @return 0; -1 with a fault: then the
  * settings are as they were */
 OMBREL_API int ombrel_serial_set_options(ombrel_serial_t* port, const ombrel_serial_options_t* options);
 
-/** @brief How the port is used now, as the host tells it. @return 0; -1 with a fault */
+/** @brief How the port is used now, as the host reports it. @return 0; -1 with a fault */
 OMBREL_API int ombrel_serial_get_options(ombrel_serial_t* port, ombrel_serial_options_t* options);
 
 /**
@@ -140,7 +140,7 @@ OMBREL_API int64_t ombrel_serial_read(ombrel_serial_t* port, void* buffer, size_
  * @param port the port
  * @param data the bytes
  * @param size how many
- * @param timeout_ms negative waits for ever, 0 writes what goes at once
+ * @param timeout_ms negative waits for ever, 0 writes what can be written at once
  * @return bytes, fewer when the time ran out; -1 with a fault before the first
  */
 OMBREL_API int64_t ombrel_serial_write(ombrel_serial_t* port, const void* data, size_t size, int timeout_ms);
@@ -173,22 +173,22 @@ OMBREL_API int64_t ombrel_serial_get_waiting(ombrel_serial_t* port, int which);
 OMBREL_API int ombrel_serial_get_lines(ombrel_serial_t* port, uint32_t* lines);
 
 /**
- * @brief Sets lines that are this side's.
+ * @brief Sets lines of this side.
  * @param port  the port
  * @param which the lines to set, of DTR and RTS; others are def_ombrel_fault_invalid
- * @param on    those of them that shall be on; the rest goes off
+ * @param on    those of them that are to be on; the rest go off
  * @return 0; -1 with a fault
  */
 OMBREL_API int ombrel_serial_set_lines(ombrel_serial_t* port, uint32_t which, uint32_t on);
 
-/** @brief Holds the line in the state "break" for so many milliseconds, 1 to 60000, and waits for that.
+/** @brief Holds the line in the state "break" for 1 to 60000 milliseconds, and waits until it has passed.
  * @return 0; -1 with a fault */
 OMBREL_API int ombrel_serial_send_break(ombrel_serial_t* port, int duration_ms);
 /** @} */
 
-/** @brief The host's descriptor, to wait for its readiness in an event loop where the host has such: not on
- * Windows. It stays the port's. @return the descriptor; -1 for null, and with def_ombrel_fault_not_supported
- * where there is none */
+/** @brief The host's descriptor, to wait for its readiness in an event loop where the host has one: not on
+ * Windows. It belongs to the port. @return the descriptor; -1 for null, and with
+ * def_ombrel_fault_not_supported where there is none */
 OMBREL_API int ombrel_serial_get_descriptor(const ombrel_serial_t* port);
 
 /** A serial port of this host. The texts are valid until the handler returns. */
@@ -201,7 +201,7 @@ typedef struct ombrel_serial_port_ts {
     int m_product;             /**< number of the USB product; -1 for other ports */
 } ombrel_serial_port_t;
 
-/** Called for each port. @return 0 to go on; anything else ends the walk with it */
+/** Called for each port. @return 0 to go on; anything else ends the walk, which returns it */
 typedef int (*ombrel_serial_port_handler_t)(const ombrel_serial_port_t* port, void* context);
 
 /**

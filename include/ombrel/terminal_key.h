@@ -1,11 +1,12 @@
 /**
  * @file terminal_key.h
- * @brief What is typed at a terminal as keys: a decoder of the bytes that terminals send.
+ * @brief Keys typed at a terminal: a decoder of the bytes that terminals send.
  *
  * Terminals send a character as its UTF-8 bytes and other keys as sequences that begin with the byte of
  * Escape. The decoder takes the bytes in pieces of any size and gives a key at a time. It knows the sequences
  * of xterm and of what follows it, of the Linux console, rxvt and the VT100 family, with modifiers, and
- * bracketed paste. It takes no memory and never looks back: whatever comes, its record is all it keeps.
+ * bracketed paste. It allocates no memory and never looks back: whatever comes, it keeps nothing beyond its
+ * record.
  *
  * ombrel_terminal_read_key() of terminal.h does all of this for a terminal of this program. The decoder by
  * itself is for bytes that come from elsewhere:
@@ -21,8 +22,8 @@
  *     on_key(&key);
  * @endcode
  *
- * Only time tells the key Escape from the beginning of a sequence: whoever feeds the decoder flushes it when
- * nothing follows.
+ * Only time distinguishes the key Escape from the beginning of a sequence: flush the decoder when nothing
+ * follows.
  *
  * @par Threads
  * One at a time for a decoder.
@@ -48,7 +49,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_key_escape 0x1b    /**< the key Escape */
 #define def_ombrel_key_backspace 0x7f /**< deletes the character before the cursor */
 
-#define def_ombrel_key_special 0x110000   /**< the first code that is no character's */
+#define def_ombrel_key_special 0x110000   /**< the first code that is not a character's */
 #define def_ombrel_key_up 0x110001        /**< arrow */
 #define def_ombrel_key_down 0x110002      /**< arrow */
 #define def_ombrel_key_right 0x110003     /**< arrow */
@@ -70,9 +71,9 @@ OMBREL_BEGIN_C
                                            */
 #define def_ombrel_key_focus_out 0x110203 /**< it lost the keyboard */
 #define def_ombrel_key_resized 0x110204   /**< no key: the terminal has another size (terminal.h) */
-/** No key: the program was stopped and goes on; the screen wants to be drawn anew (terminal.h). */
+/** No key: the program was stopped and continues; the screen has to be redrawn (terminal.h). */
 #define def_ombrel_key_resumed 0x110205
-#define def_ombrel_key_unknown 0x110206 /**< a sequence that is none of these keys, or that broke off */
+#define def_ombrel_key_unknown 0x110206 /**< a sequence of an unknown key, or one that broke off */
 /** @} */
 
 /** @name Modifiers, as bits
@@ -81,11 +82,11 @@ OMBREL_BEGIN_C
  * most terminals.
  * @{ */
 #define def_ombrel_key_shift 0x01u   /**< Shift */
-#define def_ombrel_key_alt 0x02u     /**< Alt; also Escape typed right before the key */
+#define def_ombrel_key_alt 0x02u     /**< Alt; also Escape directly before the key */
 #define def_ombrel_key_control 0x04u /**< Ctrl */
-#define def_ombrel_key_meta 0x08u    /**< Meta or Super, where a terminal tells it */
-/** No modifier: the character is part of a paste. Control characters come as they are then: a line end as 13
- * or 10, Escape as 27. */
+#define def_ombrel_key_meta 0x08u    /**< Meta or Super, where a terminal reports it */
+/** Not a modifier: the character is part of a paste. Control characters then come as they are: a line end as
+ * 13 or 10, Escape as 27. */
 #define def_ombrel_key_pasted 0x10u
 /** @} */
 
@@ -95,11 +96,11 @@ typedef struct ombrel_key_ts {
     uint32_t m_modifiers; /**< bits */
 } ombrel_key_t;
 
-/** The longest sequence that is read, in bytes; what goes beyond is dropped to its end as one unknown key. */
+/** The longest sequence that is read, in bytes; a longer one is dropped to its end as one unknown key. */
 #define def_ombrel_key_sequence_max 32
 
 /**
- * A decoder. The fields are its own but for the first: the byte that the key Backspace sends, 127, or 8 as
+ * A decoder. The fields are private except the first: the byte that the key Backspace sends, 127, or 8 as
  * some terminals have it. It may be set at any time. 127 is always Backspace; 8 is Ctrl+H unless it is set.
  */
 typedef struct ombrel_key_decoder_ts {
@@ -111,13 +112,13 @@ typedef struct ombrel_key_decoder_ts {
     uint32_t m_flags;                            /**< whether a paste goes on, and the like */
 } ombrel_key_decoder_t;
 
-/** @brief Begins anew. @return 0; -1 for null */
+/** @brief Resets the decoder. @return 0; -1 for null */
 OMBREL_API int ombrel_init_key_decoder(ombrel_key_decoder_t* decoder);
 
 /**
  * @brief The next key of a piece of input.
  * @param decoder the decoder
- * @param data    where the piece goes on; moved after what was taken
+ * @param data    where the piece continues; moved past the bytes taken
  * @param size    bytes that are left there, counted down likewise
  * @param key     receives the key
  * @return 1 for a key; 0 when the piece is used up, after which the decoder may hold the beginning of a key;
@@ -135,7 +136,7 @@ OMBREL_API int ombrel_key_decoder_take(ombrel_key_decoder_t* decoder, const void
 OMBREL_API int ombrel_key_decoder_is_waiting(const ombrel_key_decoder_t* decoder);
 
 /**
- * @brief Gives what the decoder holds as the key that it is when nothing follows: Escape, Alt with a
+ * @brief Gives the held bytes as the key that they are when nothing follows: Escape, Alt with a
  * character, U+FFFD for a part of a character, unknown for a part of a sequence.
  * @param decoder the decoder
  * @param key     receives the key
@@ -144,7 +145,7 @@ OMBREL_API int ombrel_key_decoder_is_waiting(const ombrel_key_decoder_t* decoder
 OMBREL_API int ombrel_key_decoder_flush(ombrel_key_decoder_t* decoder, ombrel_key_t* key);
 
 /**
- * @brief Writes a key's name as people know it: "a", "Ctrl+C", "Alt+Shift+F5", "Page Up", "Escape".
+ * @brief Writes a key's usual name: "a", "Ctrl+C", "Alt+Shift+F5", "Page Up", "Escape".
  *
  * Control and other invisible characters have names or the form "U+0001".
  * @param buf  receives the name, terminated, cut to fit; may be null with a size of 0

@@ -17,15 +17,15 @@
  * | 3, 5 | MD5 and SHA-1 of a namespace and a name |
  * | 4 | random bits |
  * | 7 | time in milliseconds since 1970, random bits; sorts by time |
- * | 8 | what its maker wants, or SHA-256 of a namespace and a name |
+ * | 8 | what its maker chooses, or SHA-256 of a namespace and a name |
  *
- * Those of versions 1, 6 and 7 that a process makes follow one another strictly, whichever threads make them
- * and wherever the host's clock goes meanwhile: while it stands or goes back they count on from the last. In
- * version 7 the 12 bits after the milliseconds are a fraction of the millisecond and that count; the other 62
- * are random. Versions 1 and 6 share one count.
+ * Identifiers of versions 1, 6 and 7 that a process makes are strictly increasing, whichever threads make
+ * them and whatever the host's clock does meanwhile: while it stands still or goes back they count on from
+ * the last one. In version 7 the 12 bits after the milliseconds are a fraction of the millisecond and that
+ * count; the other 62 are random. Versions 1 and 6 share one count.
  *
- * The node of versions 1 and 6 tells nothing of the machine: it is 48 random bits with that set by which
- * addresses of groups are told from those of hosts, chosen with the 14 bits of the clock sequence at the
+ * The node of versions 1 and 6 tells nothing of the machine: it is 48 random bits, with the bit set that
+ * distinguishes group addresses from those of hosts, chosen with the 14 bits of the clock sequence at the
  * first use. ombrel_set_uuid_node() takes another. A child process that was forked chooses both anew, so that
  * parent and child never make the same identifiers; a node that was set stays, with another clock sequence.
  *
@@ -34,7 +34,7 @@
  *
  * @par Failures
  * A function that fails leaves "invalid" where ombrel_last_fault() finds it,
- * or the host's reason for giving no random bytes. What it was to fill in is then as it was.
+ * or the host's reason for giving no random bytes. Its output is then unchanged.
  */
 #ifndef OMBREL_UUID_H
 #define OMBREL_UUID_H
@@ -63,7 +63,7 @@ typedef struct ombrel_uuid_ts {
  */
 
 /**
- * @brief Makes an identifier that nobody else has.
+ * @brief Makes a new, unique identifier.
  * @param version 1, 4, 6 or 7
  * @param uuid    receives it
  * @return 0; -1 for another version and where the host gives no random bytes
@@ -84,7 +84,7 @@ OMBREL_API int ombrel_make_name_uuid(int version, const ombrel_uuid_t* space, co
 
 /**
  * @brief Makes an identifier of version 8 of the caller's own bits.
- * @param bytes 16 bytes, of which the four bits of the version and the two of the variant are not taken
+ * @param bytes 16 bytes, of which the four bits of the version and the two of the variant are ignored
  * @param uuid  receives it
  * @return 0; -1
  */
@@ -102,7 +102,7 @@ OMBREL_API int ombrel_set_uuid_node(const uint8_t* node);
  * @brief Identifiers that have names: the namespaces "dns", "url", "oid" and "x500", and "nil" (no bit set)
  * and "max" (each bit set).
  * @param name in lower case
- * @return the identifier, for ever valid; null for another name
+ * @return the identifier, always valid; null for another name
  */
 OMBREL_API const ombrel_uuid_t* ombrel_find_uuid(const char* name);
 
@@ -134,9 +134,9 @@ OMBREL_API int ombrel_format_uuid(char* buf, size_t size, const ombrel_uuid_t* u
 
 /**
  * @brief Reads an identifier: 32 digits of either case in five groups by hyphens, and nothing else. Any
- * version and variant will do.
+ * version and variant is accepted.
  * @param text     the text
- * @param flags    the forms that are taken beside the plain one: #def_ombrel_uuid_braces,
+ * @param flags    the forms that are accepted besides the plain one: #def_ombrel_uuid_braces,
  * #def_ombrel_uuid_urn (in any case), #def_ombrel_uuid_bare
  * @param uuid     receives it
  * @param fault_at receives after "invalid" the offset of the first byte that does not fit; may be null
@@ -150,7 +150,7 @@ OMBREL_API int ombrel_parse_uuid(const char* text, uint32_t flags, ombrel_uuid_t
  * @{
  */
 
-/** Variants: who said what the bits mean. */
+/** Variants: who defined what the bits mean. */
 #define def_ombrel_uuid_variant_ncs 0       /**< the first of their kind */
 #define def_ombrel_uuid_variant_standard 1  /**< those of RFC 9562; all that this module makes */
 #define def_ombrel_uuid_variant_microsoft 2 /**< old ones of Microsoft */
@@ -169,10 +169,10 @@ OMBREL_API int ombrel_get_uuid_variant(const ombrel_uuid_t* uuid);
 OMBREL_API int ombrel_get_uuid_version(const ombrel_uuid_t* uuid);
 
 /**
- * @brief When an identifier of version 1, 6 or 7 was made. Of version 7 the milliseconds are told.
+ * @brief When an identifier of version 1, 6 or 7 was made. For version 7 it is exact to the millisecond.
  * @param uuid    the identifier
  * @param instant receives the moment
- * @return 0; -1 for one that has no time in it
+ * @return 0; -1 for one that contains no time
  */
 OMBREL_API int ombrel_get_uuid_instant(const ombrel_uuid_t* uuid, ombrel_instant_t* instant);
 

@@ -4,7 +4,7 @@
  *
  * A network adapter that waits for it wakes its machine when it sees a packet with six bytes 0xFF and its own
  * address sixteen times after them, and a password of four or six bytes where it was set up with one. It
- * looks for nothing else, so the packet may come in a datagram to everybody or in a frame of its own.
+ * looks for nothing else, so the packet may come in a broadcast datagram or in a frame of its own.
  *
  * @code
  * uint8_t mac[def_ombrel_mac_address_size];
@@ -19,9 +19,9 @@
  * There is no answer: a caller only learns that the packet was sent.
  *
  * @par Ways
- * - By IPv4 broadcast: to 255.255.255.255 unless told otherwise, which reaches the network that the system
- *   chooses or that of #ombrel_wake_options_t.m_interface; to a network's own broadcast address
- *   ("192.168.7.255"), which routers may hand on; or to one host, which works while routers and switches
+ * - By IPv4 broadcast: to 255.255.255.255 by default, which reaches the network that the system chooses or
+ * that of #ombrel_wake_options_t.m_interface; to a network's own broadcast address
+ *   ("192.168.7.255"), which routers may forward; or to one host, which works while routers and switches
  *   still know it.
  * - By IPv6: to all machines of a link, "ff02::1", for which an interface is named ("ff02::1%eth0", or
  *   m_interface), or to any other address.
@@ -33,7 +33,7 @@
  *
  * @par Failures
  * -1 with the reason in ombrel_last_fault(): #def_ombrel_fault_invalid for null and invalid arguments and for
- * texts that cannot be read; others are told with the function.
+ * texts that cannot be read; others are named with the function.
  */
 #ifndef OMBREL_WAKE_ON_LAN_H
 #define OMBREL_WAKE_ON_LAN_H
@@ -55,12 +55,12 @@ OMBREL_BEGIN_C
 #define def_ombrel_wake_packet_size 102
 /** Bytes of the longest packet. */
 #define def_ombrel_wake_packet_max 108
-/** The port unless told otherwise ("discard"). */
+/** The default port ("discard"). */
 #define def_ombrel_wake_port 9
 /** The EtherType of frames. */
 #define def_ombrel_wake_ether_type 0x0842
 
-/** A password, which travels in the clear: it keeps from mistakes, not from attackers. */
+/** A password, which travels in the clear: it protects against mistakes, not against attackers. */
 typedef struct ombrel_wake_password_ts {
     size_t m_size;                                 /**< 4 or 6 bytes, or 0 for none */
     uint8_t m_bytes[def_ombrel_wake_password_max]; /**< the bytes in the order of the packet */
@@ -111,7 +111,7 @@ OMBREL_API int64_t ombrel_make_wake_packet(const uint8_t* mac, const ombrel_wake
  * @name Flags of sending
  * @{
  */
-/** In a frame of the link layer, to everybody; #ombrel_wake_options_t.m_interface is needed. */
+/** In a broadcast frame of the link layer; #ombrel_wake_options_t.m_interface is needed. */
 #define def_ombrel_wake_frame 1u
 /** The frame goes to the machine's own address alone. */
 #define def_ombrel_wake_frame_to_one 2u
