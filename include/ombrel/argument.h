@@ -197,8 +197,9 @@ OMBREL_BEGIN_C
 #define def_ombrel_argument_unwanted_operand 9 /**< there are too many */
 #define def_ombrel_argument_missing_command 10 /**< no sub-command is named */
 #define def_ombrel_argument_unknown_command 11 /**< there is no such sub-command */
-#define def_ombrel_argument_bad_table 12 /**< the table or the call is invalid: a mistake of the programmer  \
-                                          */
+#define def_ombrel_argument_bad_table                                                                        \
+    12 /**< the table or the call is invalid: a mistake of the programmer                                    \
+        */
 /** @} */
 
 /** Bytes for the words of an error, their terminator included; longer ones are cut at a whole character. */
@@ -424,11 +425,11 @@ OMBREL_API char** ombrel_alloc_arguments_tag(const char* text, int quoting, int*
     ombrel_alloc_arguments_tag((text), (quoting), (count), (fault_at), __func__, __LINE__)
 
 /**
- * @brief Makes a command line that is taken apart into the given arguments.
+ * @brief Makes a command line that splits into the given arguments.
  *
- * What needs no quotes gets none. POSIX command lines can be handed to a shell: each argument reaches the
- * program as it is. Those for Windows are split by the program's run-time, and are not meant for the command
- * interpreter, `cmd.exe`.
+ * Arguments that need no quotes get none. POSIX command lines can be handed to a shell: each argument reaches
+ * the program as it is. Those for Windows are split by the program's run-time, and are not meant for the
+ * command interpreter, `cmd.exe`.
  * @param arguments the arguments and a null after them
  * @param quoting   one of the ways
  * @param function  the function for whom the text is accounted

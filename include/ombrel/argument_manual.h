@@ -2,9 +2,9 @@
  * @file argument_manual.h
  * @brief Man pages, and completion in bash, from the table of options by which a program reads its arguments.
  *
- * What argument.h parses and prints as help is also written as a page for man(1), and as a script that lets
- * bash complete the program's options, their values, its operands and its sub-commands. A program offers both
- * by rows of its table, which users do not see:
+ * The table that argument.h parses by and prints as help also becomes a page for man(1), and a script that
+ * lets bash complete the program's options, their values, its operands and its sub-commands. A program offers
+ * both by rows of its table, which users do not see:
  *
  * @code
  * static const ombrel_argument_section_t sections[] = {

@@ -367,15 +367,15 @@ OMBREL_API int ombrel_compare_trees(const char* from, const char* to, const ombr
 /**
  * @brief Makes the second tree like the first.
  *
- * A file is copied beside the old one and takes its place when it is whole. Permissions and modification
+ * A file is copied beside the old one and replaces it when it is complete. Permissions and modification
  * times are made alike too. A directory in the place of which something else belongs, and a filter's
  * leftovers aside, is removed with #def_ombrel_sync_delete only, and is a failure without.
  * @param from    root of the first tree, a directory
  * @param to      root of the second one, which is made if it is not there and its parent is; not the first
  *                one, not below it and not above it
  * @param options the settings; null for the initial ones
- * @param handler called for each difference before it is removed, for entries only in the second tree just
- * with #def_ombrel_sync_delete; may be null
+ * @param handler called for each difference before it is resolved; for entries that are only in the second
+ * tree, just with #def_ombrel_sync_delete; may be null
  * @param context handed to the handler
  * @return 0; what a handler gave when it ended the call; -1 on failure: def_ombrel_fault_invalid when one
  *         tree is within the other, def_ombrel_fault_is_directory, def_ombrel_fault_no_space

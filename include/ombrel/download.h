@@ -41,10 +41,10 @@
  * from one mirror are continued from another if the sizes are the same, because the digest checks the whole
  * in the end; if that check fails, the download is tried once more from the beginning. After a crash of the
  * system, which may lose bytes that were on their way to the device, only a digest makes it certain that the
- * kept bytes are those that had come. What cannot be resumed is removed with a failure. One that is too
- * large, or whose digest is another, is never kept.
+ * kept bytes are those that had come. A part that cannot be resumed is removed on failure. One that is too
+ * large or has the wrong digest is never kept.
  *
- * Two downloads of one target at a time do not mix: the second fails with #def_ombrel_fault_busy.
+ * Two downloads to one target at the same time do not mix: the second fails with #def_ombrel_fault_busy.
  *
  * @par Limits
  * The size is limited whether the server tells it, tells a wrong one, or sends endlessly. Time is limited

@@ -290,12 +290,12 @@ OMBREL_API int ombrel_file_sync(int fd);
 OMBREL_API int ombrel_sync_directory(const char* path);
 
 /**
- * @brief Locks a region of a file against others that lock.
+ * @brief Locks a region of a file against others that lock it.
  *
- * On POSIX reads and writes do not ask for locks, on Windows they do. A lock belongs to what was opened:
- * another opening of the file, in this process too, is another. (A system with none but locks of a process
- * has those. The names of file_lock.h lock nothing.) It ends with ombrel_file_unlock_region(), with the last
- * descriptor of the opening, and with the process.
+ * On POSIX reads and writes do not respect locks, on Windows they do. A lock belongs to the open file:
+ * opening the file again, even in this process, counts as somebody else. (A system that only has locks of
+ * processes uses these. The functions of file_lock.h lock nothing.) It ends with ombrel_file_unlock_region(),
+ * with the last descriptor of the opening, and with the process.
  * @param fd         the descriptor; open for writing, or for reading with #def_ombrel_file_shared
  * @param offset     first byte
  * @param size       bytes, which may lie beyond the end; 0 for all from `offset` on
@@ -344,13 +344,13 @@ OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, 
     ombrel_file_alloc_load_tag((fd), (limit), (size), __func__, __LINE__)
 
 /**
- * @brief Stores a whole file, so that whatever crashes at whatever moment, the path names the old file or the
+ * @brief Stores a whole file so that after a crash at any moment the path names either the old file or the
  * new one.
  *
- * The bytes go to a temporary file beside it, to the device, and take the name. A file that was there keeps
- * its permissions and, where the host allows that, its owner, and is refused if this process may not write
- * it; other names of it (hard links) keep the old bytes. A symbolic link stays, and what it leads to is
- * stored. After a crash a temporary file, named ".NAME." and 12 characters, may be left.
+ * The bytes go to a temporary file beside it and to the device, and then the file gets the name. A file that
+ * was there keeps its permissions and, where the host allows that, its owner, and is refused if this process
+ * may not write it; other names of it (hard links) keep the old bytes. A symbolic link stays, and what it
+ * leads to is stored. After a crash a temporary file, named ".NAME." and 12 characters, may be left.
  * @param path  the path; directories are not made
  * @param data  the bytes
  * @param size  their number

@@ -105,9 +105,9 @@ OMBREL_API int64_t ombrel_pseudo_terminal_read(ombrel_pseudo_terminal_t* termina
                                                int timeout_ms);
 
 /**
- * @brief Types for the program.
+ * @brief Types input for the program.
  *
- * A terminal that reads lines takes no more than some KiB of one; Ctrl+D is the byte 4, Ctrl+C the byte 3.
+ * A terminal in line mode takes no more than some KiB of a line; Ctrl+D is the byte 4, Ctrl+C the byte 3.
  * @param terminal the program
  * @param data     the bytes
  * @param size     how many

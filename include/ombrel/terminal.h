@@ -201,7 +201,7 @@ OMBREL_API void ombrel_restore_terminals(void);
 /**
  * @brief The next key.
  *
- * What was written is shown first. A new size, and that the program was stopped and goes on, come as the keys
+ * Waiting output is shown first. A new size and the continuation of a stopped program come as the keys
  * #def_ombrel_key_resized and #def_ombrel_key_resumed. A terminal that was not entered gives its keys when a
  * line is complete. Programs that read no keys ask for the size, or attach an event to SIGWINCH (signal.h).
  * @param terminal   the terminal
@@ -213,10 +213,10 @@ OMBREL_API void ombrel_restore_terminals(void);
 OMBREL_API int ombrel_terminal_read_key(ombrel_terminal_t* terminal, ombrel_key_t* key, int timeout_ms);
 
 /**
- * @brief The bytes that the terminal sends, not decoded: for programs that hand them on.
+ * @brief The bytes that the terminal sends, not decoded: for programs that pass them on.
  *
- * A new size, and that the program was stopped, are left for ombrel_terminal_read_key(). What was written is
- * shown first.
+ * A new size and a stop of the program are left for ombrel_terminal_read_key(). Waiting output is shown
+ * first.
  * @param terminal   the terminal
  * @param buffer     receives the bytes; those that ombrel_terminal_read_key() has read ahead come first
  * @param size       its room

@@ -128,9 +128,10 @@ OMBREL_API int ombrel_key_decoder_take(ombrel_key_decoder_t* decoder, const void
                                        ombrel_key_t* key);
 
 /**
- * @brief Whether the decoder holds the beginning of a key, which may also be a key for itself.
+ * @brief Whether the decoder holds the beginning of a key, which may also be a key by itself.
  *
- * Within a paste it never is: its end is waited for however long it takes, as nobody types it.
+ * Within a paste it never is: the decoder waits for the end of the sequence however long that takes, because
+ * pastes are not typed.
  * @return 1 or 0; 0 for null
  */
 OMBREL_API int ombrel_key_decoder_is_waiting(const ombrel_key_decoder_t* decoder);

@@ -20,13 +20,13 @@
 
 namespace ombrel {
 
-/** A queue of bytes that somebody else owns. */
+/** A reference to a queue of bytes, which it does not own. */
 class buffer_ref : public pointer_ref<ombrel_buffer_t> {
 public:
     using pointer_ref::pointer_ref;
 
-    /** @brief Queues bytes. @param bytes them @param flags `def_ombrel_buffer_flag_*` of this push @return
-     * bytes queued, fewer when memory runs out */
+    /** @brief Queues bytes. @param bytes the bytes @param flags `def_ombrel_buffer_flag_*` of this push
+     * @return bytes queued, fewer when memory runs out */
     std::size_t push(std::string_view bytes, std::uint32_t flags = 0) const noexcept {
         return bytes.empty() ? 0 : ombrel_push_buffer_ex(get(), bytes.data(), bytes.size(), flags);
     }
@@ -43,18 +43,18 @@ public:
         return ombrel_push_buffer_from_file(get(), path.get(), offset, limit);
     }
 
-    /** @brief Takes bytes from the front. @param to receives them, null discards @param size most of them
-     * @return bytes taken */
+    /** @brief Takes bytes from the front. @param to receives them; null discards them @param size the most to
+     * take @return bytes taken */
     std::size_t pop(void* to, std::size_t size) const noexcept {
         return ombrel_pop_buffer_ex(get(), to, size, 0);
     }
-    /** @brief Copies bytes and leaves them. @param to receives them @param size most of them @param position
-     * bytes to skip @return bytes copied */
+    /** @brief Copies bytes and leaves them. @param to receives them @param size the most to copy @param
+     * position bytes to skip @return bytes copied */
     std::size_t peek(void* to, std::size_t size, std::size_t position = 0) const noexcept {
         return ombrel_peek_buffer_ex(get(), to, size, position, 0);
     }
 #if defined(__cpp_lib_span)
-    /** @brief Queues bytes. @param bytes them @param flags as push() @return bytes queued */
+    /** @brief Queues bytes. @param bytes the bytes @param flags as push() @return bytes queued */
     std::size_t push(std::span<const std::byte> bytes, std::uint32_t flags = 0) const noexcept {
         return bytes.empty() ? 0 : ombrel_push_buffer_ex(get(), bytes.data(), bytes.size(), flags);
     }
@@ -68,9 +68,8 @@ public:
     text pop_line() const noexcept {
         return text(ombrel_pop_buffer_line(get()));
     }
-    /** @brief Takes bytes into a block of their own, without copying where it can be. @param size most of
-     * them
-     * @return the block; nothing when there are none or memory runs out */
+    /** @brief Takes bytes into a block of their own, without copying where possible. @param size the most to
+     * take @return the block; nothing when there are none or memory runs out */
     block take(std::size_t size) const noexcept {
         const std::size_t taken = size < this->size() ? size : this->size();
         return block(ombrel_alloc_pop_buffer_ex(get(), size, 0), taken);
@@ -83,7 +82,7 @@ public:
     std::size_t size() const noexcept {
         return ombrel_get_buffer_size(get());
     }
-    /** @brief Whether none are queued. @return so */
+    /** @brief Whether the queue is empty. @return true if it is */
     bool empty() const noexcept {
         return size() == 0;
     }

@@ -20,8 +20,8 @@
 namespace ombrel {
 
 /**
- * A method of an object as a callable: `ombrel::bound<&session::on_ready>(session)`. It holds the object's
- * address alone; the object must outlive whoever calls.
+ * A method of an object as a callable: `ombrel::bound<&session::on_ready>(session)`. It holds only the
+ * object's address; the object must outlive whatever calls it.
  */
 template<auto Method, class T>
 class bound_method {
@@ -39,7 +39,8 @@ private:
     T* object_;
 };
 
-/** @brief Binds a method to an object. @param object it must outlive the handler @return the callable */
+/** @brief Binds a method to an object. @param object the object, which must outlive the handler @return the
+ * callable */
 template<auto Method, class T>
 bound_method<Method, T> bound(T& object) noexcept {
     return bound_method<Method, T>(object);

@@ -2,7 +2,8 @@
  * @file document.hpp
  * @brief INI documents and XML as objects: trees, a parser that a callable listens to, a writer.
  *
- * Texts that are returned stay as the C functions say, mostly until the document is changed or closed.
+ * Returned texts are valid for as long as the C functions say, mostly until the document is changed or
+ * closed.
  */
 #ifndef OMBREL_CPP_DOCUMENT_HPP
 #define OMBREL_CPP_DOCUMENT_HPP
@@ -26,23 +27,23 @@
 
 namespace ombrel {
 
-/** An INI document that somebody else owns. */
+/** A reference to an INI document, which it does not own. */
 class ini_ref : public pointer_ref<ombrel_ini_t> {
 public:
     using pointer_ref::pointer_ref;
 
-    /** @brief Reads a file. @param path it @return 0 or -1 */
+    /** @brief Reads a file. @param path the file @return 0 or -1 */
     int load_file(c_text path) const noexcept { return ombrel_ini_load_file(get(), path.get()); }
-    /** @brief Reads a text. @param text it @return 0 or -1 */
+    /** @brief Reads a text. @param text the text @return 0 or -1 */
     int load(std::string_view text) const noexcept {
         return ombrel_ini_load(get(), text.data(), text.size());
     }
-    /** @brief Stores it, so that no crash leaves half of it. @param path the file @param mode permissions of
-     * a new one @return 0 or -1 */
+    /** @brief Stores the document; no crash leaves half of it. @param path the file @param mode permissions
+     * of a new one @return 0 or -1 */
     int store_file(c_text path, std::uint32_t mode = 0666) const noexcept {
         return ombrel_ini_store_file(get(), path.get(), mode);
     }
-    /** @brief The whole text. @param from who asks @return it; nothing on failure */
+    /** @brief The whole text. @param from the caller @return the text; nothing on failure */
     ombrel::text text(caller from = caller::current()) const noexcept {
         return ombrel::text(ombrel_alloc_ini_text_tag(get(), nullptr, from.function, from.line));
     }
@@ -89,9 +90,9 @@ public:
     std::int64_t remove(c_text section, c_text key) const noexcept {
         return ombrel_ini_delete(get(), section.get(), key.get());
     }
-    /** @brief Calls for each entry in its order. @param section the one section; null for all @param callable
-     * is called with a `const ombrel_ini_entry_t&` @return 0; -1 when there is no such section or it was
-     * changed */
+    /** @brief Calls the callable for each entry, in order. @param section the one section; null for all
+     * @param callable is called with a `const ombrel_ini_entry_t&` @return 0; -1 when there is no such
+     * section or it was changed */
     template<class F>
     int for_each(c_text section, F&& callable) const {
         ombrel_ini_walk_t walk = {};
@@ -105,7 +106,7 @@ public:
     }
 
 private:
-    /// The value is looked at after the call that fills it: it is handed over by reference.
+    /// The value is read after the call that fills it: it is passed by reference.
     template<class T>
     static std::optional<T> given(int result, const T& value) noexcept {
         return result == 0 ? std::optional<T>(value) : std::nullopt;

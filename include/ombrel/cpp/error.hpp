@@ -2,9 +2,9 @@
  * @file error.hpp
  * @brief Why something failed, and the throwing form of every call.
  *
- * Nothing here throws of its own accord: calls give what the C functions give, an owner that is `false`, a
+ * Nothing here throws unasked: calls return what the C functions return, an owner that is `false`, a
  * `std::optional` without a value or a number below 0, and ombrel::last_fault() tells why. A caller who wants
- * an exception instead says so at the call:
+ * an exception instead wraps the call:
  *
  * @code
  * auto stream = ombrel::check(ombrel::file_stream::open("notes.txt", "r"));
@@ -49,26 +49,27 @@ private:
     int code_;
 };
 
-/** @brief ombrel_last_fault(): why this thread's last call failed; ask at once. @return the fault */
+/** @brief ombrel_last_fault(): why this thread's last call failed; ask before another call. @return the fault
+ */
 inline fault last_fault() noexcept {
     return fault(ombrel_last_fault());
 }
 
 #if defined(__cpp_exceptions)
 
-/** What ombrel::check() throws: a code and the words for it, kept by value. */
+/** The exception of ombrel::check(): a code and its message, kept by value. */
 class error : public std::exception {
 public:
     /** @brief An error of this thread's last fault. */
     error() noexcept : error(ombrel_last_fault(), ombrel_fault_text()) {}
-    /** @brief An error of a code with its words, which are cut to 255 bytes. */
+    /** @brief An error of a code with its message, which is cut to 255 bytes. */
     error(int code, const char* words) noexcept : code_(code) {
         ombrel_snprintf(words_, sizeof words_, "%s", words);
     }
 
     /** @brief The code. @return a `def_ombrel_fault_*`, or of a context a `def_ombrel_ctx_error_*` */
     int code() const noexcept { return code_; }
-    /** @brief The words, such as "No such file or directory". @return them */
+    /** @brief The message, such as "No such file or directory". @return it */
     const char* what() const noexcept override { return words_; }
 
 private:
@@ -77,11 +78,10 @@ private:
 };
 
 /**
- * @brief Hands a result on, or throws ombrel::error when it tells of a failure.
+ * @brief Returns a result, or throws ombrel::error when it is a failure.
  *
  * A number fails when it is below 0, everything else (pointers, owners, optionals) when it is `false`.
- * @param result what a call gave
- * @return the same
+ * @param result the result of a call @return the same
  */
 template<class T>
 std::decay_t<T> check(T&& result) {

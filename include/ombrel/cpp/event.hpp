@@ -4,8 +4,8 @@
  *
  * An ombrel::event owns its callable: both lie in one block, and both end with the event, or, when the event
  * ends in its own handler, as soon as the handler has returned. A callable is called as `callable(event,
- * result)`, `callable(event)` or `callable()`, whichever it can be; the notice of an assignment is kept from
- * it. One that throws ends the program.
+ * result)`, `callable(event)` or `callable()`, whichever compiles; it is not called for the notice of an
+ * assignment. A callable that throws ends the program.
  *
  * @code
  * auto base = ombrel::event_base::open();
@@ -14,9 +14,9 @@
  * base.dispatch();
  * @endcode
  *
- * Without a callable of its own, for objects that have methods: `ombrel::event::open(base, fd, flags,
+ * Without a stored callable, for objects that have methods: `ombrel::event::open(base, fd, flags,
  * ombrel::bound<&session::on_ready>(session))`, or ombrel::event_handler<&session::on_ready> with an
- * `ombrel_event_t` that is embedded and the C functions; neither costs more than C does.
+ * `ombrel_event_t` that is embedded and the C functions; neither costs more than the C functions do.
  *
  * An event is declared after its base, so that it ends before it. Threads: as event.h.
  */
@@ -43,7 +43,7 @@
 
 namespace ombrel {
 
-/** A loop that somebody else owns. */
+/** A reference to a loop, which it does not own. */
 class event_base_ref : public pointer_ref<ombrel_event_base_t> {
 public:
     using pointer_ref::pointer_ref;
@@ -54,8 +54,8 @@ public:
     int loop(std::uint32_t flags) const noexcept { return ombrel_event_base_loop(get(), flags); }
     /** @brief Ends the running loop after the present handler. @return 0 or -1 */
     int break_loop() const noexcept { return ombrel_event_base_break_loop(get()); }
-    /** @brief Ends the loop after a time; may be asked for beforehand. @param timeout_ms milliseconds @return
-     * 0 or -1 */
+    /** @brief Ends the loop after a time; may be called before the loop runs. @param timeout_ms milliseconds
+     * @return 0 or -1 */
     int exit_loop(int timeout_ms = 0) const noexcept {
         return ombrel_event_base_exit_loop(get(), timeout_ms);
     }
@@ -75,18 +75,20 @@ public:
     static event_base open() noexcept { return event_base(ombrel_new_event_base()); }
 };
 
-/** An event that somebody else owns: what handlers are given. */
+/** A reference to an event, which it does not own: what handlers are given. */
 class event_ref : public pointer_ref<ombrel_event_t> {
 public:
     using pointer_ref::pointer_ref;
 
-    /** @brief Has the loop watch it. @param timeout_ms milliseconds, negative for no limit @return 0 or -1 */
+    /** @brief Has the loop watch the event. @param timeout_ms milliseconds, negative for no limit @return 0
+     * or -1 */
     int add(int timeout_ms = -1) const noexcept { return ombrel_add_event(get(), timeout_ms); }
-    /** @brief Takes it from the loop. @return 0 or -1 */
+    /** @brief Takes the event from the loop. @return 0 or -1 */
     int remove() const noexcept { return ombrel_del_event(get()); }
-    /** @brief Has its handler called. @param result what it is told @return 0 or -1 */
+    /** @brief Has its handler called. @param result the result that the handler gets @return 0 or -1 */
     int activate(std::uint32_t result) const noexcept { return ombrel_active_event(get(), result); }
-    /** @brief Which kinds it waits for. @param flags those of interest @return the pending ones, or -1 */
+    /** @brief Which kinds it waits for. @param flags the kinds to ask about @return those that are pending,
+     * or -1 */
     int pending(std::uint32_t flags) const noexcept { return ombrel_event_pending(get(), flags, nullptr); }
     /** @brief Its priority. @param priority 0 is the most urgent @return 0 or -1 */
     int set_priority(std::uint32_t priority) const noexcept {
@@ -99,7 +101,8 @@ public:
         return event_base_ref(get() != nullptr ? get()->m_base : nullptr);
     }
 
-    /** @brief Has the loop receive and send for it. @param which `def_ombrel_event_buffer_*` @return 0 or -1
+    /** @brief Has the loop receive and send for the event. @param which `def_ombrel_event_buffer_*` @return 0
+     * or -1
      */
     int enable_buffer(int which = def_ombrel_event_buffer_both) const noexcept {
         return ombrel_event_enable_buffer(get(), which);
@@ -118,8 +121,8 @@ public:
                              : ombrel_event_push_buffer(get(), def_ombrel_event_buffer_output, bytes.data(),
                                                         bytes.size());
     }
-    /** @brief Takes received bytes. @param to receives them @param size most of them @return bytes taken, or
-     * -1 */
+    /** @brief Takes received bytes. @param to receives them @param size the most to take @return bytes taken,
+     * or -1 */
     std::ptrdiff_t receive(void* to, std::size_t size) const noexcept {
         return ombrel_event_pop_buffer(get(), def_ombrel_event_buffer_input, to, size);
     }

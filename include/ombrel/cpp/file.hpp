@@ -19,7 +19,7 @@
 #include <ombrel/cpp/text.hpp>
 
 #if defined(__GNUC__)
-// The formats were checked by rules that the compiler does not have.
+// The formats were checked by rules that the compiler does not know.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

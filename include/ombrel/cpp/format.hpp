@@ -1,6 +1,6 @@
 /**
  * @file format.hpp
- * @brief Formatted texts whose formats are held against their arguments by the rules of printf.h.
+ * @brief Formatted texts whose formats are checked against their arguments by the rules of printf.h.
  *
  * In C++20 this happens while the program is compiled: `%zu`, `%e`, an argument of another width or sign, one
  * too few or too many do not compile, and the compiler's message names what is wrong. In C++17 nothing is
@@ -16,7 +16,7 @@
  * | f | `float`, `double` |
  * | * | `int` |
  *
- * A `bool` goes with "s" alone. `size_t` has no conversion of its own: ombrel::wide() makes 64 bits of any
+ * A `bool` goes only with "s". `size_t` has no conversion of its own: ombrel::wide() makes 64 bits of any
  * integer, for "%lld" and "%llu". A `std::string_view` is copied, for its terminator, and ends at a zero
  * byte.
  */
@@ -37,7 +37,7 @@
 #include <ombrel/cpp/text.hpp>
 
 #if defined(__cpp_consteval) || (__cplusplus >= 202002L && defined(__clang__) && __clang_major__ >= 14)
-/** Formats are checked while the program is compiled. (Clang could do that before it said so.) */
+/** Formats are checked while the program is compiled. (Clang supported that before it announced it.) */
 #define OMBREL_CPP_CHECKS_FORMATS 1
 #endif
 

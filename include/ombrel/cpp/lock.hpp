@@ -3,8 +3,8 @@
  * @brief The lock of lock.h for `std::lock_guard`, `std::unique_lock` and `std::scoped_lock`, and its
  * condition.
  *
- * Reports of dead-locks name who locked. With the standard guards that is a function of theirs; ombrel::guard
- * passes on its own caller's name and line.
+ * Reports of dead-locks name the function that locked. With the standard guards that is one of their own;
+ * ombrel::guard passes on its own caller's name and line.
  */
 #ifndef OMBREL_CPP_LOCK_HPP
 #define OMBREL_CPP_LOCK_HPP
@@ -51,7 +51,7 @@ public:
     }
     mutex(const mutex&) = delete;
     mutex& operator=(const mutex&) = delete;
-    /** Waits until nobody holds it. */
+    /** Waits until the lock is free. */
     ~mutex() { ombrel_uninit_lock_tag(&lock_, "ombrel::mutex", 0); }
 
     /** @brief Takes it, however long that takes. Where no memory can be had for it the program ends, as no

@@ -26,7 +26,7 @@
 #include <ombrel/cpp/text.hpp>
 
 #if defined(__GNUC__)
-// The formats were checked by rules that the compiler does not have.
+// The formats were checked by rules that the compiler does not know.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -47,7 +47,7 @@ public:
         using pointer = const ombrel_resolver_t*;            /**< likewise */
         using reference = const ombrel_resolver_t&;          /**< likewise */
 
-        /** @brief At an answer, or with null after the last. */
+        /** @brief At an answer, or at null after the last. */
         explicit iterator(pointer at = nullptr) noexcept : at_(at) {}
         /** The answer. */
         reference operator*() const noexcept { return *at_; }
@@ -76,7 +76,7 @@ public:
     }
     /** @brief The first answer. @return it */
     iterator begin() const noexcept { return iterator(get()); }
-    /** @brief After the last. @return it */
+    /** @brief The end: after the last. @return it */
     iterator end() const noexcept { return iterator(); }
 };
 

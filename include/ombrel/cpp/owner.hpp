@@ -4,8 +4,8 @@
  * C function that closes it.
  *
  * `ombrel::owner<&ombrel_close_xml_path>` owns an `ombrel_xml_path_t*`. An owner is moved, never copied; it
- * has the size of the pointer or number it holds, and costs nothing beside the call that closes. A moved-from
- * one holds nothing, and so does one that was made of a failed open: it is `false`.
+ * has the size of the pointer or number it holds, and costs nothing besides the call that closes. A
+ * moved-from owner holds nothing, nor does one made from a failed open: it is `false`.
  *
  * Owners with functions of their own derive from a *reference*, such as `ombrel::buffer_ref`, that has those
  * functions and owns nothing. Functions that only use an object take the reference, by value.
@@ -20,7 +20,8 @@
 
 namespace ombrel {
 
-/** Who calls: what the C functions ending in `_tag` are told, for reports on the heap and on locks. */
+/** The caller, as passed to the C functions whose names end in `_tag`, for reports on the heap and on locks.
+ */
 struct caller {
     const char* function; /**< the calling function's name; a static text */
     unsigned long line;   /**< its source line */
@@ -64,10 +65,11 @@ public:
 
     /** Refers to none. */
     constexpr number_ref() noexcept = default;
-    /** @brief Refers to an object; a number below `Least` refers to none, and may tell why. */
+    /** @brief Refers to an object; a number below `Least` refers to none, and may be an error code. */
     constexpr explicit number_ref(int number) noexcept : value_(number) {}
 
-    /** @brief The number, for the C functions. @return it; -1 or what the failed open gave when there is none
+    /** @brief The number, for the C functions. @return it; -1 or the result of the failed open when there is
+     * none
      */
     constexpr int get() const noexcept { return value_; }
     /** Whether there is an object. */

@@ -1,9 +1,9 @@
 /**
  * @file scan.hpp
- * @brief Scanning of texts with formats that are held against their arguments by the rules of scan.h.
+ * @brief Scanning of texts with formats that are checked against their arguments by the rules of scan.h.
  *
- * As with format.hpp that happens in C++20 while the program is compiled. Texts go to arrays whose room is
- * looked at:
+ * As with format.hpp this happens in C++20 while the program is compiled. Texts go to arrays whose size is
+ * checked:
  * "%15s" fits a `char[16]`, and without a width an array has 4097 bytes.
  *
  * | conversion | goes to |

@@ -17,16 +17,16 @@
 
 namespace ombrel {
 
-/** A service that somebody else owns: what its callable is given. */
+/** A reference to a service, which it does not own: what its callable is given. */
 class service_ref : public pointer_ref<ombrel_service_t> {
 public:
     using pointer_ref::pointer_ref;
 
     /** @brief For the callable: says that it runs. */
     void ack() const noexcept { ombrel_ack_service(get()); }
-    /** @brief For the callable: says that it cannot run; it returns then. */
+    /** @brief For the callable: says that it cannot run; it should then return. */
     void fail() const noexcept { ombrel_error_service(get()); }
-    /** @brief Whether the callable is to return. @return so */
+    /** @brief Whether the callable is to return. @return true if it is */
     bool is_stopping() const noexcept { return ombrel_break_service(get()) != 0; }
     /** @brief Whether it runs. @return 1 or 0; -1 when it failed */
     int check() const noexcept { return ombrel_check_service(get()); }

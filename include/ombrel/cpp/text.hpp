@@ -22,7 +22,7 @@ namespace ombrel {
 
 /**
  * A terminated text as an argument: a `const char*`, a `std::string`, an ombrel::text, or whatever else has
- * `c_str()`. A `std::string_view` is none, as nothing says that it is terminated.
+ * `c_str()`. A `std::string_view` is not accepted, as it need not be terminated.
  */
 class c_text {
 public:

@@ -20,10 +20,11 @@
 
 namespace ombrel {
 
-/** A digest or checksum in the making, by the name of its algorithm. A value: copies go on by themselves. */
+/** A digest or checksum under way, by the name of its algorithm. It is a value: copies continue
+ * independently. */
 class digest {
 public:
-    /** @brief Begins. @param algorithm a name of digest.h, such as "sha256"; of another one the digest is
+    /** @brief Begins. @param algorithm a name of digest.h, such as "sha256"; for an unknown one the digest is
      * `false`
      */
     explicit digest(c_text algorithm) noexcept {
@@ -31,13 +32,13 @@ public:
     }
     /** Whether there is such an algorithm. */
     explicit operator bool() const noexcept { return digest_.m_algorithm != nullptr; }
-    /** @brief Feeds bytes. @param bytes them @return this digest */
+    /** @brief Feeds bytes. @param bytes the bytes @return this digest */
     digest& push(std::string_view bytes) noexcept {
         ombrel_digest_push(&digest_, bytes.data(), bytes.size());
         return *this;
     }
 #if defined(__cpp_lib_span)
-    /** @brief Feeds bytes. @param bytes them @return this digest */
+    /** @brief Feeds bytes. @param bytes the bytes @return this digest */
     digest& push(std::span<const std::byte> bytes) noexcept {
         ombrel_digest_push(&digest_, bytes.data(), bytes.size());
         return *this;
@@ -72,7 +73,7 @@ public:
                                              static_cast<int>(subject.size()), captures_, Groups + 2)) {}
     /** Whether it matches. */
     explicit operator bool() const noexcept { return result_ == def_ombrel_regular_match; }
-    /** @brief Why it does not. @return a `def_ombrel_regular_*` result */
+    /** @brief Why it does not match. @return a `def_ombrel_regular_*` result */
     int result() const noexcept { return result_; }
     /** @brief A part of the subject. @param index 0 for the whole match, from 1 for groups @return it, empty
      * for a group that took no part */
@@ -103,8 +104,8 @@ class hash : public owner<&ombrel_close_hash> {
 
 public:
     using owner::owner;
-    /** @brief An empty table. @param options the settings, but for the size and kind of values and keys; null
-     * for the defaults @param from who opens @return it; nothing on failure */
+    /** @brief An empty table. @param options the settings, except the size and kind of values and keys; null
+     * for the defaults @param from the caller @return the table; nothing on failure */
     static hash open(const ombrel_hash_options_t* options = nullptr,
                      caller from = caller::current()) noexcept {
         ombrel_hash_options_t own = {};
@@ -123,8 +124,8 @@ public:
         else
             return ombrel_hash_put(get(), key.data(), key.size(), &value);
     }
-    /** @brief Where a value lies. @param key its key @return its place until the table changes; null without
-     * it */
+    /** @brief Where a value lies. @param key its key @return its place until the table changes; null when it
+     * is not there */
     V* find(Key key) const noexcept {
         if constexpr (is_numbered)
             return static_cast<V*>(ombrel_hash_find_at(get(), key));
@@ -146,10 +147,10 @@ public:
         else
             return ombrel_hash_remove(get(), key.data(), key.size()) == 1;
     }
-    /** @brief The entries. @return their number */
+    /** @brief The number of entries. @return it */
     std::size_t size() const noexcept { return ombrel_hash_get_count(get()); }
-    /** @brief Calls for each entry. @param callable called with the key and a `V&`; it adds and removes
-     * nothing */
+    /** @brief Calls the callable for each entry. @param callable called with the key and a `V&`; it must not
+     * add or remove entries */
     template<class F>
     void for_each(F&& callable) const {
         ombrel_hash_walk_t walk;
