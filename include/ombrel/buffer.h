@@ -31,7 +31,8 @@ typedef struct ombrel_buffer_ts ombrel_buffer_t;
 
 /**
  * A node's bytes are overwritten with zeros before the node is freed (a referenced block's too), and so are
- * the library's own copies on their way in and to a handler. What is taken out is the taker's to wipe.
+ * the library's own copies on their way in and to a handler. Bytes that were taken out must be wiped by
+ * whoever took them.
  */
 #define def_ombrel_buffer_flag_wipe 0x1u
 /** A push keeps the caller's pointer instead of copying; the bytes must stay until they are taken. */
@@ -69,7 +70,7 @@ typedef int (*ombrel_buffer_handler_t)(void* context, const void* data, size_t s
  * @brief Opens an empty buffer, with a handler if one is given.
  *
  * A handler sets the exact flag and starts the service "buffer handler", whose thread takes the pushed nodes
- * one after the other and looks again every 10 ms while there is none.
+ * in turn and looks again every 10 ms while there is none.
  * @param flags   flags for every push of this buffer, def_ombrel_buffer_flag_wipe to _exact, or 0
  * @param handler called for each pushed node; null for a plain buffer
  * @param context handed to the handler
@@ -117,7 +118,7 @@ OMBREL_API int ombrel_end_buffer(ombrel_buffer_t* buffer);
  * @param flags  flags for this push, added to the buffer's
  * @return bytes queued: when memory runs out, or the queued size would pass SIZE_MAX, those that went into
  * the free room of the last node; 0 for a null buffer and, with nothing changed, when the lock of a buffer
- *         with a handler cannot be had for want of memory
+ *         with a handler cannot be taken for lack of memory
  * @par Threads any thread when the buffer has a handler, else the buffer's
  */
 OMBREL_API size_t ombrel_push_buffer_ex(ombrel_buffer_t* buffer, const void* data, size_t size,
@@ -247,8 +248,8 @@ OMBREL_API int ombrel_peek_buffer_uint8(ombrel_buffer_t* buffer, size_t position
  *
  * A line ends at CR, LF, CR LF or LF CR; the second half of a pair is dropped even when it is pushed later.
  * The byte that follows a non-ASCII byte belongs to it and never ends a line. Bytes after the last line end
- * stay queued, also after ombrel_end_buffer(). A call that finds no line end leaves off where the queue ends,
- * and the next one goes on from there unless bytes were taken meanwhile: referenced blocks must not change
+ * stay queued, also after ombrel_end_buffer(). A call that finds no line end stops where the queue ends, and
+ * the next one continues from there unless bytes were taken meanwhile: referenced blocks must not change
  * while they are queued.
  * @param buffer the buffer
  * @return the line without its end, terminated, possibly empty, as a tagged-heap block that the caller frees;

@@ -16,8 +16,8 @@
  * Loading and unloading it happens once the built-in plug-in is in place, or gone, and holds no lock: its
  * initialise and uninitialise functions may make, open and destroy contexts. A context that it keeps keeps
  * the built-in plug-in loaded, and with that itself. Another thread that makes contexts meanwhile does not
- * wait; one that opens a type which nobody serves yet does, so the initialise function must not wait for such
- * a one.
+ * wait; one that opens a type which no plug-in serves yet does, so the initialise function must not wait for
+ * such a one.
  */
 #ifndef OMBREL_BUILTIN_PLUGIN_H
 #define OMBREL_BUILTIN_PLUGIN_H

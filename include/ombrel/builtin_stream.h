@@ -18,9 +18,9 @@
  * "//" is refused. URIs are read as uri.h says.
  *
  * @par Options of all streams
- * A number is a decimal one, with a "-" before it where it may be negative, and nothing else: what is none
+ * A number is a decimal one, with a "-" before it where it may be negative, and nothing else: anything else
  * ("5x", "", " 5", "+5"), or is outside its range, lets the open fail with the error "invalid argument".
- * Where no range is told it is that of a 32-bit int.
+ * Where no range is given it is that of a 32-bit int.
  * - "source": what to open.
  * - "mode": as for fopen(): one of "r", "w" and "a", then any of "+", "x", "b", "t" and "e" (the last three
  *   change nothing). Anything else is refused. The default is "r". TCP and UDP
@@ -58,13 +58,13 @@
  * set the option "schemes" of ombrel_open_ctx().
  *
  * Mode "r" reads the program's output; its input is empty. "w" feeds its input; its output is that of this
- * process. With "+" both go through the stream; whoever writes much to a program that answers must read in
- * between. The program inherits standard error, the environment, and no descriptor. A program that has gone
- * is the error "disconnected" for a write, never a signal.
+ * process. With "+" both go through the stream; to write much to a program that answers, read in between. The
+ * program inherits standard error, the environment, and no descriptor. Writing to a program that has ended
+ * gives the error "disconnected", never a signal.
  *
  * Closing closes both ends and waits for the program to end for as long as the option "close_timeout" says
  * (milliseconds, default 3000); then it is asked to end, and a second later its process group is ended. It
- * never stays behind as an ended process that nobody asked about.
+ * never stays behind as an ended process that was not waited for.
  *
  * On Windows the interpreter is cmd.exe, and a program of "args" gets them as its C run-time takes a command
  * line apart; scripts (.bat, .cmd) need the interpreter, as nothing can be quoted safely for it, and are
@@ -119,10 +119,10 @@
  * @par Errors
  * Besides those above: "protocol" for a server that breaks it or refuses, "syntax" for a source or option
  * that makes no sense, "not found" for a file or program that is not there, "is directory", "access denied",
- * "busy", "no space", "unknown host", "refused" by a host where nobody listens, "unreachable", "no memory",
- * "no descriptor", "disconnected", "timed out", "io". ombrel_ctx_get_last_error_text() tells what the host or
- * the server said. Reading or writing nothing succeeds where
- * the stream can be read or written, and is "not supported" where it cannot, by its kind or by its mode.
+ * "busy", "no space", "unknown host", "refused" by a host where no program listens, "unreachable", "no
+ * memory", "no descriptor", "disconnected", "timed out", "io". ombrel_ctx_get_last_error_text() tells what
+ * the host or the server said. Reading or writing nothing succeeds where the stream can be read or written,
+ * and is "not supported" where it cannot, by its kind or by its mode.
  *
  * @par Properties
  * ombrel_ctx_get_env() gives "source", "mime_type", "timeout", and where there are such "size", "position",

@@ -34,7 +34,7 @@
  *
  * @par Failures
  * A function that fails leaves the reason where ombrel_last_fault() finds it: #def_ombrel_fault_invalid for a
- * null record, for fields out of their range and for a text that is none of the kind,
+ * null record, for fields out of their range and for a text that is not of the kind,
  * #def_ombrel_fault_too_large for what lies beyond the calendar's ends or those of a number,
  * #def_ombrel_fault_no_memory. What it was to fill in is then as it was. Success leaves the last fault alone.
  */
@@ -207,13 +207,13 @@ OMBREL_API int ombrel_add_months(ombrel_civil_time_t* time, int32_t months);
 /** @brief Whether a year has a 29th of February. @return 1 or 0 */
 OMBREL_API int ombrel_is_leap_year(int32_t year);
 
-/** @brief Days of a month, 28 to 31. @return the days; -1 for a month that is none */
+/** @brief Days of a month, 28 to 31. @return the days; -1 for an invalid month */
 OMBREL_API int ombrel_get_month_days(int32_t year, int32_t month);
 
-/** @brief Day of the week of a date, 0 for Sunday. @return 0 to 6; -1 for a date that is none */
+/** @brief Day of the week of a date, 0 for Sunday. @return 0 to 6; -1 for an invalid date */
 OMBREL_API int ombrel_get_week_day(int32_t year, int32_t month, int32_t day);
 
-/** @brief Day of the year of a date, 1 for the 1st of January. @return 1 to 366; -1 for one that is none */
+/** @brief Day of the year of a date, 1 for the 1st of January. @return 1 to 366; -1 for an invalid date */
 OMBREL_API int ombrel_get_year_day(int32_t year, int32_t month, int32_t day);
 
 /** @brief Weeks that the year of ISO 8601 has. @return 52 or 53; -1 for a year beyond the calendar's ends */
@@ -226,7 +226,7 @@ OMBREL_API int ombrel_get_iso_weeks(int32_t year);
  * @param month     1 to 12
  * @param day       the day of the month
  * @param week_year receives the year that the week belongs to; may be null
- * @return 1 to 53; -1 for a date that is none
+ * @return 1 to 53; -1 for an invalid date
  */
 OMBREL_API int ombrel_get_iso_week(int32_t year, int32_t month, int32_t day, int32_t* week_year);
 

@@ -3,7 +3,7 @@
  * @brief Byte-wise stream modes, CFB-8 and 8-bit output feedback, over any block cipher.
  *
  * The modes turn a block cipher into a cipher for any number of bytes. They work in place and keep their
- * state in the caller's initialisation vector, so consecutive calls with the same vector go on with one
+ * state in the caller's initialisation vector, so consecutive calls with the same vector continue one
  * stream. Both directions use the cipher's encryption alone.
  *
  * These modes and ECB are for data and devices that ask for them. They show whether data was changed in no

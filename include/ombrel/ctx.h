@@ -9,9 +9,9 @@
  * the end.
  *
  * @par Handles
- * Handles are positive. Every function takes any number: one that is no living context's gives -1 (null where
- * a pointer is the result) and does nothing else. A number comes back only after some two thousand million
- * others, so a stale handle does not reach another context.
+ * Handles are positive. Every function takes any number: one that does not belong to a living context gives
+ * -1 (null where a pointer is the result) and does nothing else. A number comes back only after some two
+ * thousand million others, so a stale handle does not reach another context.
  *
  * @par Errors
  * Functions that fail with -1 or null leave a code that ombrel_ctx_get_last_error() gives. An operation that
@@ -77,12 +77,12 @@ struct ombrel_fbmap_ts;
 #define def_ombrel_ctx_error_disconnected 8     /**< the other side is gone, or broke the connection off */
 #define def_ombrel_ctx_error_already_open 9     /**< the context is open already */
 #define def_ombrel_ctx_error_io 10              /**< reading, writing or positioning failed */
-#define def_ombrel_ctx_error_busy 11            /**< in use by another: locked, or with another call inside */
+#define def_ombrel_ctx_error_busy 11            /**< in use: locked by another, or with another call inside */
 #define def_ombrel_ctx_error_protocol 12      /**< the other side broke its protocol, or refused a request */
 #define def_ombrel_ctx_error_corrupt 13       /**< the data are damaged */
 #define def_ombrel_ctx_error_syntax 14        /**< a query or address cannot be understood */
 #define def_ombrel_ctx_error_no_descriptor 15 /**< the process or the system has no descriptor left */
-#define def_ombrel_ctx_error_refused 16       /**< the host is there, and nobody listens at the port */
+#define def_ombrel_ctx_error_refused 16       /**< the host is there, but no program listens at the port */
 #define def_ombrel_ctx_error_unknown_host 17  /**< the name of a host has no address */
 #define def_ombrel_ctx_error_unreachable 18   /**< no way leads to the host */
 #define def_ombrel_ctx_error_is_directory 19  /**< it is a directory */
@@ -102,7 +102,7 @@ OMBREL_API int ombrel_new_ctx(void);
  * @brief Ends the context: closes it if it is open and frees it, here or, while calls of it are inside, when
  *        the last of them leaves.
  *
- * Plug-ins too may do so in an operation of the context, save opening and closing.
+ * Plug-ins too may do so in an operation of the context, except opening and closing.
  * @param ctx the context
  * @return 0, the handle being unknown from then on; -1 for an unknown handle, and with the error "busy" for
  *         a plug-in that would destroy the context that it is just opening or closing
@@ -122,10 +122,10 @@ OMBREL_API int ombrel_destroy_ctx(int ctx);
  *         error, or "not supported" if it left none. The options stay for another attempt.
  *
  * Two options are for all plug-ins. With "debug", a number other than 0, an opening that none serves is
- * reported through the error printer. "schemes" are those that the option "source" may have, separated by "|"
- * as in "https|ftp"; a path counts as "file", also where "source" is not set. Another one is refused with the
- * error "access denied" before any plug-in is asked. Set it where the source comes from outside the program:
- * "pipe:" runs what it names.
+ * reported through the error printer. "schemes" are the ones that the option "source" may have, separated by
+ * "|" as in "https|ftp"; a path counts as "file", also where "source" is not set. Another one is refused with
+ * the error "access denied" before any plug-in is asked. Set it where the source comes from outside the
+ * program: "pipe:" runs what it names.
  */
 OMBREL_API int ombrel_open_ctx(int ctx, const char* mime_type);
 
@@ -134,9 +134,9 @@ OMBREL_API int ombrel_open_ctx(int ctx, const char* mime_type);
  *
  * On a closed context it frees the options alone.
  * @param ctx the context
- * @return 0; the result of the plug-in's close operation if that failed, the context being closed all the
- *         same; -1 for an unknown handle, and with the error "busy" while another call is inside: an
- *         operation, or opening or closing. Then nothing has changed.
+ * @return 0; the result of the plug-in's close operation if that failed, though the context is closed all the
+ * same; -1 for an unknown handle, and with the error "busy" while another call is inside: an operation, or
+ * opening or closing. Then nothing has changed.
  */
 OMBREL_API int ombrel_close_ctx(int ctx);
 
@@ -343,8 +343,8 @@ OMBREL_API int ombrel_ctx_get_last_error_text(int ctx, char* text, size_t size);
 /**
  * @brief The words of a code: "connection refused".
  * @param error one of the error codes
- * @return a static text; "" for ::def_ombrel_ctx_error_none, "it failed" for a code that is none of the
- *         library's
+ * @return a static text; "" for ::def_ombrel_ctx_error_none, "it failed" for a code that is not one of the
+ * library's
  */
 OMBREL_API const char* ombrel_ctx_error_text(int error);
 /** @} */

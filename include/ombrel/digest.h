@@ -1,6 +1,6 @@
 /**
  * @file digest.h
- * @brief All digests and checksums by their names, behind one set of functions.
+ * @brief All digests and checksums by their names, through one set of functions.
  *
  * | name | bytes | what it is |
  * |---|---|---|
@@ -70,12 +70,12 @@ OMBREL_API const ombrel_digest_algorithm_t* ombrel_get_digest_algorithm(size_t i
 /**
  * @brief An algorithm by its name.
  * @param name compared exactly; null finds nothing
- * @return the algorithm; null when there is none of the name
+ * @return the algorithm; null when there is none with the name
  */
 OMBREL_API const ombrel_digest_algorithm_t* ombrel_find_digest_algorithm(const char* name);
 
 /**
- * @brief The first algorithm, by position, whose results have so many bytes.
+ * @brief The first algorithm, by position, whose results have a given number of bytes.
  * @param size bytes: half of the hexadecimal digits
  * @return the algorithm; null when there is none
  */

@@ -3,8 +3,8 @@
  * @brief The process environment.
  *
  * On Windows names and texts are UTF-8, and variables are those of the system, which the C library's are kept
- * like; an empty one is none to that library alone. As on every platform, the environment must not be read
- * while another thread changes it.
+ * like; only that library treats an empty one as missing. As on every platform, the environment must not be
+ * read while another thread changes it.
  */
 #ifndef OMBREL_ENVIRONMENT_H
 #define OMBREL_ENVIRONMENT_H

@@ -16,8 +16,8 @@
  * than the loop's, while its handler runs.
  *
  * An event that outlives its base has none: one that was added, active or attached to a signal when the base
- * was freed was let go by it, any other one notices when it is used next. ombrel_event_set_base() gives it
- * another.
+ * was freed was let go by it, any other one notices that when it is used next. ombrel_event_set_base() gives
+ * it another.
  *
  * Failures common to all functions that take an event; each prints a line by the error printer and gives -1:
  * - null: "%s: [ERROR] event is null !"
@@ -37,17 +37,17 @@
  * - Without a resolver name the caller has started the connection of a non-blocking socket; the loop waits
  * for its end.
  *
- * The handler is called once about the connection: with managed_connect | connected | write when it stands,
- * or with managed_connect | connect_failed | exception; def_ombrel_event_with_resolver is set too when the
- * name was answered. A time limit that passes first gives def_ombrel_event_timeout. After a success a
- * persistent event (or one that is added again) goes on as an ordinary event of that socket with the kinds
- * that it asked for.
+ * The handler is called once about the connection: with managed_connect | connected | write when it is
+ * established, or with managed_connect | connect_failed | exception; def_ombrel_event_with_resolver is set
+ * too when the name was answered. A time limit that passes first gives def_ombrel_event_timeout. After a
+ * success a persistent event (or one that is added again) goes on as an ordinary event of that socket with
+ * the kinds that it asked for.
  *
  * @par Names
  * With def_ombrel_event_with_resolver and a resolver name, adding the event asks the base's resolver cache,
  * and the loop calls the handler with def_ombrel_event_with_resolver once the answer is in m_resolver_info. A
- * name that has no answer is asked again each second, until the event's time limit: give one. An event with
- * neither socket nor time limit fires at the next iteration, whether its name is answered or not.
+ * name without an answer is looked up again each second, until the event's time limit: give one. An event
+ * with neither socket nor time limit fires at the next iteration, whether its name is answered or not.
  */
 #ifndef OMBREL_EVENT_H
 #define OMBREL_EVENT_H
@@ -154,7 +154,7 @@ struct ombrel_event_ts {
     ombrel_resolver_t* m_connect_address; /**< the answer that is being tried */
     /* A child process; see event_process.h. */
     int m_process;     /**< number of the process that is or was watched; 0 for none */
-    int m_exit_code;   /**< its exit code; -1 before its end, after a signal and when nobody can tell */
+    int m_exit_code;   /**< its exit code; -1 before its end, after a signal and when it is not known */
     int m_exit_signal; /**< number of the signal that ended it, 0 for none */
     ombrel_process_watch_t* m_process_watch;    /**< the loop's own; null while none is watched */
     void* m_reserved[def_ombrel_event_reserve]; /**< null after each assignment; leave them alone */
@@ -252,13 +252,13 @@ OMBREL_API int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priorit
 /**
  * @brief Registers the event with its base, or arms the time limit of a registered one anew.
  *
- * A descriptor has one interest: that of its event added last. Whoever wants to hear of reading and of
- * writing asks for both in one event; a second event of the same descriptor takes the place of what the first
- * one waits for, which then hears nothing.
+ * A descriptor has one interest: that of its event added last. To be told of reading and of writing, ask for
+ * both in one event; a second event of the same descriptor replaces the interest of the first one, which is
+ * then told nothing.
  *
- * The time limit runs from the call. Each time when a persistent event fires, whatever for, its limit begins
- * anew; adding it again does the same. So it tells of a time in which nothing happened. One that fires
- * at fixed times is a persistent event without a socket.
+ * The time limit runs from the call. Each time a persistent event fires, for whatever reason, its limit
+ * begins anew; adding it again does the same. So it measures a time in which nothing happened. For fixed
+ * intervals use a persistent event without a socket.
  *
  * While the loop sleeps it is woken once at most, and only when the new event changes what it waits for.
  * @param event the event

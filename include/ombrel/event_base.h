@@ -83,8 +83,8 @@ OMBREL_API int ombrel_event_base_loop(ombrel_event_base_t* base, uint32_t loop_f
 OMBREL_API int ombrel_event_base_dispatch(ombrel_event_base_t* base);
 
 /**
- * @brief Ends the running loop after the handler that runs now; events that are still active stay so. What is
- * asked before a loop runs is forgotten when it begins; see ombrel_event_base_exit_loop().
+ * @brief Ends the running loop after the handler that runs now; events that are still active stay so. A
+ * request made before a loop runs is forgotten when it begins; see ombrel_event_base_exit_loop().
  * @return 0 or -1
  */
 OMBREL_API int ombrel_event_base_break_loop(ombrel_event_base_t* base);
@@ -121,8 +121,8 @@ OMBREL_API int ombrel_event_base_get_counts(ombrel_event_base_t* base, ombrel_ev
 /**
  * @brief Calls a handler once, by an event that the library makes, adds and frees.
  *
- * def_ombrel_event_persist is ignored, and the handler gets no assignment notice. The event that it is handed
- * is the library's and ends with the call.
+ * def_ombrel_event_persist is ignored, and the handler gets no assignment notice. The event passed to it
+ * belongs to the library and ends with the call.
  * @param base the base
  * @param fd what to watch: a socket, a signal number or -1
  * @param flags the kinds to watch

@@ -32,7 +32,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_fault_timed_out 4   /**< the time limit passed */
 #define def_ombrel_fault_busy 5        /**< in use by another */
 
-#define def_ombrel_fault_refused 6                /**< by the peer: nobody listens there */
+#define def_ombrel_fault_refused 6                /**< by the peer: no program listens there */
 #define def_ombrel_fault_unreachable 7            /**< no way leads to the peer */
 #define def_ombrel_fault_not_connected 8          /**< there is no peer */
 #define def_ombrel_fault_aborted 9                /**< the peer left before it was accepted */

@@ -271,7 +271,7 @@ OMBREL_API ombrel_fbmap_t* ombrel_free_fbmap(ombrel_fbmap_t* fbmap);
  */
 /** @brief Takes the lock, waiting for it. @return 0, or -1 when memory for the claim ran out */
 OMBREL_API int ombrel_fbmap_lock(void);
-/** @brief Releases the lock. @return 0, or -1 when nobody held it */
+/** @brief Releases the lock. @return 0, or -1 when it was not held */
 OMBREL_API int ombrel_fbmap_unlock(void);
 /** @} */
 

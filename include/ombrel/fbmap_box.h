@@ -19,7 +19,7 @@ OMBREL_BEGIN_C
  * @brief Copies a rectangle of a map into a bitmap.
  *
  * Colours are converted to the bitmap's interface as by ombrel_convert_color(). With #def_ombrel_fbmap_plain
- * every pixel is replaced. With #def_ombrel_fbmap_blend the map lies upon the bitmap, as its flags say:
+ * every pixel is replaced. With #def_ombrel_fbmap_blend the map lies on the bitmap, as its flags say:
  * - with #def_ombrel_fbmap_ccolor, pixels of its colour key are skipped (bits without meaning are not
  * compared);
  * - a pixel's alpha a is its window alpha with #def_ombrel_fbmap_alpha_window (more than 255 counts as 255),
@@ -49,7 +49,7 @@ OMBREL_API int ombrel_fbmap_get_box(ombrel_fbmap_t* fbmap, struct ombrel_bitmap_
                                     int32_t bitmap_y, int32_t x, int32_t y, uint32_t w, uint32_t h,
                                     uint32_t mode);
 /**
- * @brief Copies a rectangle of a bitmap into a map; the other way round than ombrel_fbmap_get_box(), with the
+ * @brief Copies a rectangle of a bitmap into a map; the reverse of ombrel_fbmap_get_box(), with the
  * same arguments and results.
  *
  * In the mode #def_ombrel_fbmap_blend the bitmap is the upper one, with its flags, key and alpha. What was
@@ -79,9 +79,9 @@ OMBREL_API int ombrel_fbmap_get_scale_box(ombrel_fbmap_t* fbmap, struct ombrel_b
                                           uint32_t bitmap_h, int32_t x, int32_t y, uint32_t w, uint32_t h,
                                           uint32_t mode);
 /**
- * @brief Copies a rectangle of a bitmap into a map's rectangle of another size; the other way round than
- *        ombrel_fbmap_get_scale_box(), with the same arguments and results, and with ombrel_fbmap_set_box()'s
- *        update region.
+ * @brief Copies a rectangle of a bitmap into a map's rectangle of another size; the reverse of
+ * ombrel_fbmap_get_scale_box(), with the same arguments and results, and with ombrel_fbmap_set_box()'s update
+ * region.
  */
 OMBREL_API int ombrel_fbmap_set_scale_box(ombrel_fbmap_t* fbmap, const struct ombrel_bitmap_ts* bitmap,
                                           int32_t bitmap_x, int32_t bitmap_y, uint32_t bitmap_w,

@@ -138,7 +138,7 @@ OMBREL_API size_t ombrel_get_alloc_peak_size(void);
  * @brief Walks the live blocks, newest first, with the heap locked.
  *
  * Where overwritten links lead no further, one line on standard error says how many blocks were reached.
- * @param max      ends the walk after so many blocks when positive
+ * @param max      the walk ends after this many blocks when positive
  * @param callback called for each block
  * @param context  handed to the callback
  * @return the number of blocks for which the callback returned 0

@@ -4,8 +4,8 @@
  *
  * A program that hands out numbers for its objects (connections, jobs, sessions) registers each object here
  * and gets a handle. Whoever has the handle pins the object, uses it, and releases it. An object that was
- * retired or ended is not found any more; it is destroyed when nobody holds it. Handles of other types and
- * of objects that are gone lead to nothing, so that a stale number is an error and never somebody else's
+ * retired or ended is not found any more; it is destroyed when it is no longer held. Handles of other types
+ * and of objects that are gone lead to nothing, so that a stale number is an error and never somebody else's
  * object or freed memory.
  *
  * @code
@@ -37,7 +37,7 @@
  * them; 32,767 pins and 16,383 calls hold one object at a time, and further ones are refused.
  *
  * @par Threads
- * Any, for all functions here; none of them waits, save for a few instructions of another thread that
+ * Any, for all functions here; none of them waits, except for a few instructions of another thread that
  * registers or destroys. The functions of a type are called with no lock held, in the thread that causes it,
  * and may use the registry.
  *
@@ -57,7 +57,7 @@ OMBREL_BEGIN_C
 
 /** How many objects of all types can live at a time. */
 #define def_ombrel_instance_max 262144
-/** The result of a registration when there are so many. */
+/** The result of a registration when there are that many already. */
 #define def_ombrel_instance_none_left (-2)
 
 /**
@@ -76,7 +76,7 @@ OMBREL_BEGIN_C
  * are equal. */
 typedef struct ombrel_instance_type_ts {
     const char* m_name; /**< its name, such as "my/job" */
-    /** Frees an object that nobody can find and nobody holds any more. Null: nothing is to be freed. */
+    /** Frees an object that can no longer be found and is no longer held. Null: nothing is to be freed. */
     void (*m_destroy)(void* object);
     /** What ombrel_end_instance() does with an object while it still has its handle, when no other call is
      * inside. Null for none. */
@@ -96,7 +96,8 @@ OMBREL_API int32_t ombrel_register_instance(const ombrel_instance_type_t* type, 
  * @brief Finds an object and keeps it until it is released.
  * @param type   its type
  * @param handle its handle, any number
- * @return the object; null when the handle leads to none of the type (fault "not found"), or too many hold it
+ * @return the object; null when the handle leads to no object of the type (fault "not found"), or too many
+ * hold it
  *         ("busy")
  */
 OMBREL_API void* ombrel_pin_instance(const ombrel_instance_type_t* type, int32_t handle);
@@ -110,7 +111,7 @@ OMBREL_API void* ombrel_pin_instance(const ombrel_instance_type_t* type, int32_t
 OMBREL_API int ombrel_unpin_instance(int32_t handle);
 
 /**
- * @brief Ends a handle: nobody finds the object by it any more. The object is destroyed when the last who
+ * @brief Ends a handle: the object can no longer be found by it. The object is destroyed when the last who
  *        holds it releases it, here if there is none.
  * @param type   its type
  * @param handle its handle
@@ -123,7 +124,7 @@ OMBREL_API int ombrel_retire_instance(const ombrel_instance_type_t* type, int32_
  * @param type   its type
  * @param handle its handle
  * @param how    how the call uses it
- * @return the object; null when the handle leads to none of the type (fault "not found"), and when it is
+ * @return the object; null when the handle leads to no object of the type (fault "not found"), and when it is
  *         refused ("busy")
  */
 OMBREL_API void* ombrel_enter_instance(const ombrel_instance_type_t* type, int32_t handle, int how);

@@ -18,7 +18,7 @@
  * - A lock that was free is free. One that the forking thread held is held, to be released there as in the
  *   parent. Its thread id is a new one, though: it must not take a thread-aware lock once more before it has
  *   released it.
- * - A lock that another thread held stays held, by nobody who could release it: attempts wait. The child may
+ * - A lock that another thread held stays held, and no thread can release it: attempts wait. The child may
  *   release it with ombrel_unlock(), once a level, if it knows that what the lock guards is in order.
  * - Nobody waits for any lock. The blocks of the threads that are gone stay live.
  */
@@ -89,7 +89,7 @@ OMBREL_API int ombrel_init_lock_tag(ombrel_lock_t* lock, const char* tag, unsign
 OMBREL_API ombrel_lock_t* ombrel_new_lock_tag(const char* tag, unsigned long line);
 
 /**
- * @brief Waits until nobody holds the lock or waits for it.
+ * @brief Waits until the lock is free and no thread waits for it.
  *
  * New callers must be kept away by other means. A wait longer than the lock's duration is reported, again
  * every 4 seconds.
@@ -127,7 +127,7 @@ OMBREL_API int ombrel_try_lock_tag(ombrel_lock_t* lock, const char* tag, unsigne
 
 /**
  * @brief Releases one level of the lock; after the last one the longest waiting thread gets it.
- * @return 0, or -1 when nobody held the lock or it is null
+ * @return 0, or -1 when the lock was not held or is null
  */
 OMBREL_API int ombrel_unlock_tag(ombrel_lock_t* lock, const char* tag, unsigned long line);
 

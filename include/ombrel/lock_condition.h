@@ -8,7 +8,7 @@
  * A thread that is woken while its lock is held leaves the condition at once and goes to the end of the
  * lock's line. It runs when its turn comes.
  *
- * In a child process nobody waits on any condition: the parent's waiters are not there.
+ * In a child process no thread waits on any condition: the parent's waiters are not there.
  */
 #ifndef OMBREL_LOCK_CONDITION_H
 #define OMBREL_LOCK_CONDITION_H
@@ -90,7 +90,7 @@ OMBREL_API int ombrel_lock_condition_wait_timeout_tag(ombrel_lock_condition_t* c
  *
  * While that thread has been woken and has not left yet, further wake-ups do nothing: use the broadcast where
  * more than one thread is to go on.
- * @return 0, or -1 when nobody waits, the waiter could not be woken, or the condition is null
+ * @return 0, or -1 when no thread waits, the waiter could not be woken, or the condition is null
  */
 OMBREL_API int ombrel_lock_condition_wakeup_tag(ombrel_lock_condition_t* condition);
 

@@ -20,7 +20,7 @@
  * - A pattern without "/" is taken for the last component of a path, one with "/" at its beginning or in its
  *   middle for the whole path. A "/" at its beginning is there for that alone, "/a" matches "a" at the top.
  * - A "/" at its end makes a pattern match directories only; it does not count as one of the middle.
- * - "?" stands for any byte, "*" for any number of them, none too; neither stands for "/".
+ * - "?" stands for any byte, "*" for any number of them, including none; neither stands for "/".
  * - "[abc]", "[a-z]" and "[[:alpha:]]" stand for one byte of the class and never for "/", "[!a]" and "[^a]"
  *   for one that is not in it. A "]" that comes first is an ordinary one. Names of classes are those of C:
  *   alnum, alpha, blank, cntrl, digit, graph, lower, print, punct, space, upper, xdigit, in ASCII.

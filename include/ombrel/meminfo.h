@@ -32,7 +32,7 @@ OMBREL_BEGIN_C
 /** The machine's memory. */
 typedef struct ombrel_meminfo_ts {
     int64_t m_total; /**< all that the system manages */
-    int64_t m_free;  /**< used by nobody */
+    int64_t m_free;  /**< unused */
     /** What programs can still have without swapping: free memory and what the system gives up for them.
      * Never unknown: where the host does not tell, it is made of the figures that it does tell. */
     int64_t m_available;
@@ -41,7 +41,7 @@ typedef struct ombrel_meminfo_ts {
     int64_t m_buffers;    /**< copies of raw blocks of devices; unknown on Windows */
     int64_t m_cached;     /**< copies of files, and what else the system can give up */
     int64_t m_swap_total; /**< room for pages outside of memory; 0 without swap */
-    int64_t m_swap_free;  /**< of it, what is used by nobody */
+    int64_t m_swap_free;  /**< of it, what is unused */
 } ombrel_meminfo_t;
 
 /** A process's memory. */

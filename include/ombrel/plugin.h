@@ -9,7 +9,7 @@
  *
  * Every load is one use, every unload drops one. A plug-in whose last use is dropped is uninitialised and its
  * library closed, at once or, while contexts are bound to it or its main entry runs, when that is over; until
- * then no new context binds to it, and loading it again takes it up as it is.
+ * then no new context binds to it, and loading it again continues with it as it is.
  *
  * A handle is a positive number. Handles of plug-ins that are gone are not found; a number comes back only
  * after some two thousand million others.
@@ -60,7 +60,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_plugin_flag_ctx_interface 0x10000u
 
 /** How many handles live at a time, those of plug-ins and of contexts (ctx.h) together. One more than that is
- * refused with an error line that says so, which tells it from a want of memory. */
+ * refused with an error line that says so, which distinguishes it from a lack of memory. */
 #define def_ombrel_plugin_most_handles 262144
 
 /** Kind of an interface table: none. */
@@ -160,7 +160,7 @@ OMBREL_API int ombrel_unload_plugin(int handle);
  *
  * As with ombrel_unload_plugin(), a plug-in to which contexts are bound goes when the last of them is closed.
  * A context that exists finds no plug-in to open until one is loaded. Whoever loaded a plug-in before must
- * not unload it after this: its use is gone, and the drop would be another's.
+ * not unload it after this: its use is gone, and it would drop the use of another.
  * @return 0
  */
 OMBREL_API int ombrel_unload_all_plugin(void);
@@ -185,7 +185,7 @@ OMBREL_API const void* ombrel_plugin_get_interface(int handle);
 /**
  * @brief The main entry.
  * @param handle the plug-in
- * @return the entry; null for an unknown handle, for a table that is none of contexts or of version 0, for
+ * @return the entry; null for an unknown handle, for a table that is not for contexts or of version 0, for
  * one too small for an entry (which is also reported as an assertion), and for one without
  */
 OMBREL_API ombrel_plugin_main_t ombrel_plugin_get_main_entry(int handle);

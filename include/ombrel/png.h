@@ -14,8 +14,8 @@
  * without a handler during the call.
  *
  * @par Results
- * 0; -1 when an argument is null, the format is none of those below, the picture has no pixels, too many, or
- * rows that overlap (a line length below the bytes of a row), when memory runs out, or when the output
+ * 0; -1 when an argument is null, the format is not one of those below, the picture has no pixels, too many,
+ * or rows that overlap (a line length below the bytes of a row), when memory runs out, or when the output
  * refuses what is written. After a failure what the output has received is not a whole document and should be
  * dropped.
  */

@@ -12,7 +12,7 @@
 OMBREL_BEGIN_C
 
 /**
- * @brief Fills memory with random bytes that nobody can foresee, neither from earlier ones nor in a child or
+ * @brief Fills memory with random bytes that cannot be foreseen, neither from earlier ones nor in a child or
  * the parent of this process.
  * @param bytes the memory; may be null when `size` is 0
  * @param size  how many

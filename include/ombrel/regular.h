@@ -7,7 +7,7 @@
  * | `.` | any one character |
  * | `^`, `$` | the beginning and the end of the subject |
  * | `(`...`)` | a group, which is captured |
- * | `[`...`]`, `[^`...`]` | one character that is a member, or one that is none |
+ * | `[`...`]`, `[^`...`]` | one character that is a member, or one that is not |
  * | `*`, `+`, `?` | the last atom zero or more, one or more, zero or one times, as often as possible |
  * | `*?`, `+?` | the same as few times as possible |
  * | `\|` | one of two alternatives; the first that matches is kept |
@@ -61,10 +61,10 @@ OMBREL_BEGIN_C
 #define def_ombrel_regular_unopened (-5)      /**< a ")" without its "(" */
 #define def_ombrel_regular_no_match (-6)      /**< it does not match */
 #define def_ombrel_regular_few_slots (-7)     /**< more groups than the slots hold */
-#define def_ombrel_regular_integer_size (-8)  /**< an integer's size is none of 1, 2, 4, 8 */
+#define def_ombrel_regular_integer_size (-8)  /**< an integer's size is not 1, 2, 4 or 8 */
 #define def_ombrel_regular_integer (-9)       /**< the group is no such integer */
 #define def_ombrel_regular_string_size (-10)  /**< the group does not fit into the string */
-#define def_ombrel_regular_capture_type (-11) /**< the type is none of those below */
+#define def_ombrel_regular_capture_type (-11) /**< the type is not one of those below */
 /** @} */
 
 /** Type of a destination: `char` array of `size` bytes; receives the group, terminated. */

@@ -3,7 +3,7 @@
  * @brief Answers of the resolver kept for a while, with look-ups on a thread of their own.
  *
  * A cache keeps the answers to each name and port until they have not been used for its expiry time. New
- * names are resolved one after the other on the cache's service thread "resolver_cache", so that nobody else
+ * names are resolved one at a time on the cache's service thread "resolver_cache", so that nobody else
  * waits for a name server unless he wants to. Names are compared as they are written; finding one takes the
  * same time however many there are, whoever chose them. Any thread may call these functions; closing a cache
  * must be the last of them, and not on its own service thread.
@@ -36,7 +36,7 @@ typedef void (*ombrel_resolver_cache_handler_t)(ombrel_resolver_cache_t* cache, 
 
 /**
  * @brief Opens a cache and starts its service thread.
- * @param expiry_ms names not used for so many milliseconds are dropped; 0 or negative keeps them until the
+ * @param expiry_ms names not used for this many milliseconds are dropped; 0 or negative keeps them until the
  * close
  * @return the cache, for ombrel_close_resolver_cache(); null when memory or threads run out
  */

@@ -62,7 +62,7 @@ OMBREL_API void* ombrel_slab_alloc(ombrel_slab_t* slab);
  * A pointer into the middle of an object frees that object. Freeing a free object is not noticed.
  * @param slab     the slab; null frees on the tagged heap when `fallback` is set
  * @param ptr      the object; null is accepted
- * @param fallback non-zero: a pointer that is none of the slab's is freed on the tagged heap
+ * @param fallback non-zero: a pointer that does not belong to the slab is freed on the tagged heap
  * @return null when it was given back; `ptr` when the slab did not take it
  */
 OMBREL_API void* ombrel_slab_free_ex(ombrel_slab_t* slab, void* ptr, int fallback);

@@ -4,12 +4,12 @@
  *
  * A socket is a plain descriptor of any value, -1 being none; every function given -1 returns -1 at once.
  * Families, types, levels, option numbers and flags are the platform's own, and so are its error numbers in
- * `errno`. Address sizes are in bytes. Descriptors are not inherited by child processes, and a peer that went
- * away raises no signal.
+ * `errno`. Address sizes are in bytes. Descriptors are not inherited by child processes, and writing to a
+ * closed connection raises no signal.
  *
  * Time limits are signed milliseconds: negative waits without limit, 0 polls once. A signal that interrupts a
- * wait ends it with -1 and EINTR. A limit holds for blocking sockets too, whoever else uses them: what a wait
- * found and another thread or process took is waited for anew, for the rest of the time.
+ * wait ends it with -1 and EINTR. A limit holds for blocking sockets too, whoever else uses them: when
+ * another thread or process took what a wait found, the function waits again for the rest of the time.
  *
  * The functions ending in `_now` make one attempt that never waits, on blocking sockets too. They are for
  * event loops: def_ombrel_socket_would_block says "wait until the socket is ready and try again", -1 that it
@@ -106,8 +106,8 @@ OMBREL_API int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int
  * @param s the socket
  * @param addr        receives the peer's address; may be null
  * @param size_in_out holds the room in `addr`, receives the address's size; null when `addr` is null
- * @return the connection's descriptor; def_ombrel_socket_would_block when nobody waits; -1 on an error, such
- *         as no descriptor being left or the connection being gone again
+ * @return the connection's descriptor; def_ombrel_socket_would_block when no connection waits; -1 on an
+ * error, such as no descriptor being left or the connection being gone again
  */
 OMBREL_API int ombrel_accept_now(int s, struct sockaddr* addr, int* size_in_out);
 
@@ -193,10 +193,10 @@ OMBREL_API int ombrel_sys_send(int s, const void* buf, size_t size, int flags);
 OMBREL_API int ombrel_sys_sendto(int s, const void* buf, size_t size, int flags, const struct sockaddr* to,
                                  int to_size);
 
-/** @brief Asks for a send buffer of so many bytes. @return 0 or -1 */
+/** @brief Asks for a send buffer of a number of bytes. @return 0 or -1 */
 OMBREL_API int ombrel_set_tx_socket_buffer_size(int s, int bytes);
 
-/** @brief Asks for a receive buffer of so many bytes. @return 0 or -1 */
+/** @brief Asks for a receive buffer of a number of bytes. @return 0 or -1 */
 OMBREL_API int ombrel_set_rx_socket_buffer_size(int s, int bytes);
 
 /**

@@ -40,7 +40,7 @@ OMBREL_API int ombrel_open_connect_socket(const char* host, int port, int timeou
 /**
  * @brief Opens a stream socket that waits for connections, as many as the platform allows.
  *
- * The address may be in use by ended connections, and nobody else may take it. An IPv6 socket takes IPv6
+ * The address may be in use by ended connections, and no other socket may take it. An IPv6 socket takes IPv6
  * connections alone when the family was asked for; otherwise the platform's default decides, which is usually
  * both.
  * @param family  the family wanted, or 0: the one that the address resolves to first

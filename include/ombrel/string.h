@@ -206,7 +206,7 @@ OMBREL_API size_t ombrel_strcspn(const char* s, const char* reject);
 /**
  * @brief Looks for a substring in a single pass.
  *
- * The haystack is walked once; a mismatch forgets what matched so far and goes on with the next character,
+ * The haystack is walked once; a mismatch forgets what matched so far and continues with the next character,
  * without trying the current one again. So "cab" contains "ab" by this rule and "aab" does not; for a search
  * that finds every occurrence use the functions of replace_string.h.
  * @return the first occurrence found; null when there is none or either string is empty

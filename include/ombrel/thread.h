@@ -19,7 +19,7 @@ typedef void (*ombrel_thread_entry_t)(void* argument);
 OMBREL_API uint64_t ombrel_get_thread_id(void);
 
 /**
- * @brief Runs a function on a new thread that nobody joins.
+ * @brief Runs a function on a new thread that is never joined.
  *
  * While the thread runs, one block of the tagged heap stands for it.
  * @param entry    the function

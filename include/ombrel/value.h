@@ -6,7 +6,7 @@
  * of names, they are separated by "|" as by ombrel_compare_string_ex().
  *
  * An argument `case_sensitive` of 0 compares names upper-cased. A null name stands for the entries without
- * one. Null data with a size stand for so many zero bytes.
+ * one. Null data with a size stand for that many zero bytes.
  *
  * The functions may be called from any thread; a list is used by one thread at a time.
  */

@@ -34,7 +34,7 @@
  * @par Closing by the user
  * A handler that answers the close event with a number other than 0 keeps the window. Otherwise the window
  * leaves the screen, and the root of the maps is marked: ombrel_fbmap_is_closed() gives 1. The context stays
- * open, and all its operations go on; what is drawn and transferred then is seen by nobody. Events that still
+ * open, and all its operations go on; what is drawn and transferred then is not seen. Events that still
  * wait are handed out; after the last of them to poll fails with the error "disconnected".
  *
  * @par Coordinates

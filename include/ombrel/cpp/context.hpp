@@ -27,7 +27,7 @@
 
 namespace ombrel {
 
-/** A plug-in that somebody else owns a use of. */
+/** A reference to a plug-in, without a use of its own. */
 class plugin_ref : public number_ref<1> {
 public:
     using number_ref::number_ref;
@@ -36,8 +36,8 @@ public:
     const char* name() const noexcept { return ombrel_plugin_get_name(get()); }
     /** @brief Its MIME-type hint. @return the text, or null */
     const char* mime_type_hint() const noexcept { return ombrel_plugin_get_mime_type_hint(get()); }
-    /** @brief Runs its main entry. @param argc number of arguments @param argv them @return its result, 1
-     * without an entry */
+    /** @brief Runs its main entry. @param argc number of arguments @param argv the arguments @return its
+     * result, 1 without an entry */
     int execute_main(int argc, char** argv) const noexcept {
         return ombrel_plugin_execute_main(get(), argc, argv);
     }
@@ -67,12 +67,12 @@ private:
     char text_[def_ombrel_ctx_error_text_size] = "";
 };
 
-/** A context that somebody else owns. */
+/** A reference to a context, which it does not own. */
 class ctx_ref : public number_ref<1> {
 public:
     using number_ref::number_ref;
 
-    /** @brief Opens what a MIME type names. @param mime_type it @return 0, or below 0 */
+    /** @brief Opens what a MIME type names. @param mime_type the type @return 0, or below 0 */
     int open_type(c_text mime_type) const noexcept { return ombrel_open_ctx(get(), mime_type.get()); }
     /** @brief Opens a stream. @param source a URI or a path @param mode as for fopen() @param debug 0, or
      * another number for messages @return 0, or below 0 */
@@ -81,15 +81,16 @@ public:
     }
     /** @brief Ends the binding, and removes the options. @return 0, or below 0 */
     int close() const noexcept { return ombrel_close_ctx(get()); }
-    /** @brief Sets an option. @param name it @param value its text; null removes it @return 0 or -1 */
+    /** @brief Sets an option. @param name the name @param value its text; null removes it @return 0 or -1 */
     int set_option(c_text name, c_text value) const noexcept {
         return ombrel_ctx_set_option(get(), name.get(), value.get());
     }
-    /** @brief Sets an option. @param name it @param number in decimal @return 0 or -1 */
+    /** @brief Sets an option. @param name the name @param number in decimal @return 0 or -1 */
     int set_option(c_text name, int number) const noexcept {
         return ombrel_ctx_set_option_int_string(get(), name.get(), number);
     }
-    /** @brief An option. @param name it @return its text until it is set again; nothing when it is not set */
+    /** @brief An option. @param name the name @return its text until it is set again; nothing when it is not
+     * set */
     std::optional<std::string_view> option(c_text name) const noexcept {
         const char* found = ombrel_ctx_get_option(get(), name.get());
         return found != nullptr ? std::optional<std::string_view>(found) : std::nullopt;
@@ -98,7 +99,7 @@ public:
     /** @brief Reads what there is. @param to receives it @param size room in bytes @return bytes, 0 at the
      * end, below 0 on failure */
     int read(void* to, std::size_t size) const noexcept { return ombrel_ctx_read(get(), to, size); }
-    /** @brief Writes. @param bytes them @return bytes written, possibly fewer; below 0 on failure */
+    /** @brief Writes. @param bytes the bytes @return bytes written, possibly fewer; below 0 on failure */
     int write(std::string_view bytes) const noexcept {
         return ombrel_ctx_write(get(), bytes.data(), bytes.size());
     }
@@ -107,7 +108,7 @@ public:
     int read(std::span<std::byte> to) const noexcept {
         return read(to.data(), to.size());
     }
-    /** @brief Writes. @param bytes them @return bytes written, possibly fewer; below 0 on failure */
+    /** @brief Writes. @param bytes the bytes @return bytes written, possibly fewer; below 0 on failure */
     int write(std::span<const std::byte> bytes) const noexcept {
         return ombrel_ctx_write(get(), bytes.data(), bytes.size());
     }

@@ -75,14 +75,14 @@ public:
         double found = 0;
         return given(ombrel_ini_get_double(get(), section.get(), key.get(), &found), found);
     }
-    /** @brief Sets a value. @param section as value() @param key as value() @param value it; null for a bare
-     * key
+    /** @brief Sets a value. @param section as value() @param key as value() @param value the value; null for
+     * a bare key
      * @return 0 or -1 */
     int set(c_text section, c_text key, c_text value) const noexcept {
         return ombrel_ini_set(get(), section.get(), key.get(), value.get());
     }
-    /** @brief Sets a whole number. @param section as value() @param key as value() @param value it @return 0
-     * or -1 */
+    /** @brief Sets a whole number. @param section as value() @param key as value() @param value the value
+     * @return 0 or -1 */
     int set_integer(c_text section, c_text key, std::int64_t value) const noexcept {
         return ombrel_ini_set_integer(get(), section.get(), key.get(), value);
     }
@@ -117,7 +117,7 @@ private:
 class ini : public owner<&ombrel_close_ini, ini_ref> {
 public:
     using owner::owner;
-    /** @brief An empty document. @param options the settings; null for the defaults @param from who opens
+    /** @brief An empty document. @param options the settings; null for the defaults @param from the caller
      * @return it; nothing on failure */
     static ini open(const ombrel_ini_options_t* options = nullptr, caller from = caller::current()) noexcept {
         return ini(ombrel_open_ini_tag(options, from.function, from.line));
@@ -139,7 +139,7 @@ public:
         const char* found = ombrel_xml_node_get_text(get(), &size);
         return found != nullptr ? std::string_view(found, size) : std::string_view();
     }
-    /** @brief All text within. @param from who asks @return it; nothing on failure */
+    /** @brief All text within. @param from the caller @return it; nothing on failure */
     ombrel::text text(caller from = caller::current()) const noexcept {
         return ombrel::text(ombrel_xml_node_alloc_text_tag(get(), nullptr, from.function, from.line));
     }
@@ -161,23 +161,23 @@ public:
     xml_node first_child() const noexcept { return xml_node(ombrel_xml_node_get_first_child(get())); }
     /** @brief What follows it. @return it, or none */
     xml_node next() const noexcept { return xml_node(ombrel_xml_node_get_next(get())); }
-    /** @brief Its first element of a name. @param name it; null for any @return it, or none */
+    /** @brief Its first element of a name. @param name the name; null for any @return it, or none */
     xml_node child(c_text name) const noexcept {
         return xml_node(ombrel_xml_node_get_child(get(), name.get()));
     }
-    /** @brief The next element of a name. @param name it; null for any @return it, or none */
+    /** @brief The next element of a name. @param name the name; null for any @return it, or none */
     xml_node sibling(c_text name) const noexcept {
         return xml_node(ombrel_xml_node_get_sibling(get(), name.get()));
     }
-    /** @brief The first node on a path of xml_path.h. @param path it @return the node, or none */
+    /** @brief The first node on a path of xml_path.h. @param path the path @return the node, or none */
     xml_node find(c_text path) const noexcept { return xml_node(ombrel_xml_node_find(get(), path.get())); }
     /** @brief Adds an element. @param name its name @param value its text; may be null @return it; none on
      * failure */
     xml_node add_element(c_text name, c_text value = nullptr) const noexcept {
         return xml_node(ombrel_xml_node_add_element(get(), name.get(), value.get()));
     }
-    /** @brief Sets an attribute. @param name its name @param value it; as the C function has it @return 0 or
-     * -1 */
+    /** @brief Sets an attribute. @param name its name @param value the value; as the C function has it
+     * @return 0 or -1 */
     int set_attribute(c_text name, c_text value) const noexcept {
         return ombrel_xml_node_set_attribute(get(), name.get(), value.get());
     }
@@ -189,13 +189,14 @@ public:
 class xml_tree : public owner<&ombrel_close_xml_tree> {
 public:
     using owner::owner;
-    /** @brief An empty document. @param options the settings; null for the defaults @param from who opens
+    /** @brief An empty document. @param options the settings; null for the defaults @param from the caller
      * @return it; nothing on failure */
     static xml_tree open(const ombrel_xml_tree_options_t* options = nullptr,
                          caller from = caller::current()) noexcept {
         return xml_tree(ombrel_open_xml_tree_tag(options, from.function, from.line));
     }
-    /** @brief Reads a text. @param data it @param fault receives where and why it was refused; may be null
+    /** @brief Reads a text. @param data the data @param fault receives where and why it was refused; may be
+     * null
      * @param options the settings; null for the defaults @param from who reads @return the document; nothing
      * on failure */
     static xml_tree parse(std::string_view data, ombrel_xml_fault_t* fault = nullptr,
@@ -204,8 +205,8 @@ public:
         return xml_tree(
             ombrel_parse_xml_tree_tag(data.data(), data.size(), options, fault, from.function, from.line));
     }
-    /** @brief Reads a file. @param path it @param fault as parse() @param options as parse() @param from who
-     * reads
+    /** @brief Reads a file. @param path the path @param fault as parse() @param options as parse() @param
+     * from who reads
      * @return the document; nothing on failure */
     static xml_tree load(c_text path, ombrel_xml_fault_t* fault = nullptr,
                          const ombrel_xml_tree_options_t* options = nullptr,
@@ -254,7 +255,7 @@ public:
                                                       box, from.function, from.line));
         return made.parser_ ? std::move(made) : xml_parser();
     }
-    /** @brief Parses a piece. @param data it @return 0; else as ombrel_xml_parser_push() */
+    /** @brief Parses a piece. @param data the data @return 0; else as ombrel_xml_parser_push() */
     int push(std::string_view data) const noexcept {
         return ombrel_xml_parser_push(parser_.get(), data.data(), data.size());
     }
@@ -280,23 +281,23 @@ class xml_writer : public owner<&ombrel_close_xml_writer> {
 public:
     using owner::owner;
     /** @brief A writer into a buffer. @param to the buffer, which outlives it @param options the settings;
-     * null for the defaults @param from who opens @return it; nothing on failure */
+     * null for the defaults @param from the caller @return it; nothing on failure */
     static xml_writer open(buffer_ref to, const ombrel_xml_writer_options_t* options = nullptr,
                            caller from = caller::current()) noexcept {
         return xml_writer(ombrel_open_xml_writer_tag(to.get(), options, from.function, from.line));
     }
-    /** @brief Begins an element. @param name it @return 0 or -1 */
+    /** @brief Begins an element. @param name the name @return 0 or -1 */
     int begin(c_text name) const noexcept { return ombrel_xml_writer_begin(get(), name.get()); }
-    /** @brief An attribute of the element that was begun. @param name it @param value its value @return 0 or
-     * -1 */
+    /** @brief An attribute of the element that was begun. @param name the name @param value its value @return
+     * 0 or -1 */
     int attribute(c_text name, c_text value) const noexcept {
         return ombrel_xml_writer_attribute(get(), name.get(), value.get());
     }
-    /** @brief Text. @param value it @return 0 or -1 */
+    /** @brief Text. @param value the value @return 0 or -1 */
     int write_text(std::string_view value) const noexcept {
         return ombrel_xml_writer_sized_text(get(), value.data(), value.size());
     }
-    /** @brief A whole element with text. @param name it @param value its text @return 0 or -1 */
+    /** @brief A whole element with text. @param name the name @param value its text @return 0 or -1 */
     int element(c_text name, c_text value) const noexcept {
         return ombrel_xml_writer_element(get(), name.get(), value.get());
     }

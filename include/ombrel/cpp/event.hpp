@@ -271,7 +271,7 @@ public:
     explicit timer(std::chrono::milliseconds length) noexcept {
         ombrel_init_timer(&timer_, count_of(length));
     }
-    /** @brief Whether the time has run out. @return so */
+    /** @brief Whether the time has run out. @return true if so */
     bool is_over() const noexcept { return ombrel_check_timer(&timer_) == 1; }
     /** @brief What is left. @return milliseconds, 0 when it has run out */
     std::chrono::milliseconds left() const noexcept {

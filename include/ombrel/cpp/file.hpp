@@ -27,7 +27,7 @@
 
 namespace ombrel {
 
-/** The descriptor of an open file that somebody else owns. */
+/** A reference to the descriptor of an open file, which it does not own. */
 class file_ref : public number_ref<0> {
 public:
     using number_ref::number_ref;
@@ -35,7 +35,7 @@ public:
     /** @brief Reads what there is. @param to receives it @param size room in bytes @return bytes, 0 at the
      * end, -1 */
     std::int64_t read(void* to, std::size_t size) const noexcept { return ombrel_file_read(get(), to, size); }
-    /** @brief Writes all. @param bytes them @return 0 or -1 */
+    /** @brief Writes all. @param bytes the bytes @return 0 or -1 */
     int write(std::string_view bytes) const noexcept {
         return ombrel_file_write_all(get(), bytes.data(), bytes.size());
     }
@@ -44,7 +44,7 @@ public:
     std::int64_t read(std::span<std::byte> to) const noexcept {
         return read(to.data(), to.size());
     }
-    /** @brief Writes all. @param bytes them @return 0 or -1 */
+    /** @brief Writes all. @param bytes the bytes @return 0 or -1 */
     int write(std::span<const std::byte> bytes) const noexcept {
         return ombrel_file_write_all(get(), bytes.data(), bytes.size());
     }
@@ -68,8 +68,8 @@ public:
 class file : public owner<&ombrel_close_file, file_ref> {
 public:
     using owner::owner;
-    /** @brief Opens a file. @param path it @param flags `def_ombrel_file_*` @param mode permissions of a new
-     * one
+    /** @brief Opens a file. @param path the path @param flags `def_ombrel_file_*` @param mode permissions of
+     * a new one
      * @return it; nothing on failure */
     static file open(c_text path, std::uint32_t flags = def_ombrel_file_read,
                      std::uint32_t mode = 0666) noexcept {
@@ -77,22 +77,22 @@ public:
     }
 };
 
-/** @brief ombrel_alloc_load_file(): all of a file. @param path it @param limit the most bytes; 0 for
- * #def_ombrel_file_default_limit @param from who asks @return the bytes; nothing on failure */
+/** @brief ombrel_alloc_load_file(): all of a file. @param path the path @param limit the most bytes; 0 for
+ * #def_ombrel_file_default_limit @param from the caller @return the bytes; nothing on failure */
 inline block load_file(c_text path, std::size_t limit = 0, caller from = caller::current()) noexcept {
     std::size_t size = 0;
     void* bytes = ombrel_alloc_load_file_tag(path.get(), limit, &size, from.function, from.line);
     return block(bytes, size);
 }
 
-/** @brief ombrel_store_file(): writes a file that no crash leaves half stored. @param path it @param bytes
- * what it has @param flags as there @param mode permissions of a new one @return 0 or -1 */
+/** @brief ombrel_store_file(): writes a file that no crash leaves half stored. @param path the path @param
+ * bytes what it has @param flags as there @param mode permissions of a new one @return 0 or -1 */
 inline int store_file(c_text path, std::string_view bytes, std::uint32_t flags = 0,
                       std::uint32_t mode = 0666) noexcept {
     return ombrel_store_file(path.get(), bytes.data(), bytes.size(), flags, mode);
 }
 
-/** A file stream that somebody else owns. */
+/** A reference to a file stream, which it does not own. */
 class file_stream_ref : public pointer_ref<ombrel_file_stream_t> {
 public:
     using pointer_ref::pointer_ref;
@@ -110,7 +110,7 @@ public:
     std::int64_t read(void* to, std::size_t size) const noexcept {
         return ombrel_file_stream_read(get(), to, size);
     }
-    /** @brief Writes. @param bytes them @return bytes, or -1 */
+    /** @brief Writes. @param bytes the bytes @return bytes, or -1 */
     std::int64_t write(std::string_view bytes) const noexcept {
         return ombrel_file_stream_write(get(), bytes.data(), bytes.size());
     }
@@ -133,8 +133,8 @@ public:
 class file_stream : public owner<&ombrel_close_file_stream, file_stream_ref> {
 public:
     using owner::owner;
-    /** @brief Opens a file. @param path it @param mode as for fopen() @param options the settings; null for
-     * the defaults @param from who opens @return it; nothing on failure */
+    /** @brief Opens a file. @param path the path @param mode as for fopen() @param options the settings; null
+     * for the defaults @param from the caller @return it; nothing on failure */
     static file_stream open(c_text path, c_text mode, const ombrel_file_stream_options_t* options = nullptr,
                             caller from = caller::current()) noexcept {
         return file_stream(
@@ -142,7 +142,7 @@ public:
     }
 };
 
-/** A child process that somebody else owns. */
+/** A reference to a child process, which it does not own. */
 class process_ref : public pointer_ref<ombrel_process_t> {
 public:
     using pointer_ref::pointer_ref;
@@ -156,7 +156,8 @@ public:
     std::int64_t read(int stream, void* to, std::size_t size, int timeout_ms = -1) const noexcept {
         return ombrel_process_read(get(), stream, to, size, timeout_ms);
     }
-    /** @brief Writes to its input. @param bytes them @param timeout_ms milliseconds, negative for no limit
+    /** @brief Writes to its input. @param bytes the bytes @param timeout_ms milliseconds, negative for no
+     * limit
      * @return as ombrel_process_write() */
     std::int64_t write(std::string_view bytes, int timeout_ms = -1) const noexcept {
         return ombrel_process_write(get(), bytes.data(), bytes.size(), timeout_ms);
@@ -207,7 +208,7 @@ public:
     std::string_view output() const noexcept { return {result_.m_output, result_.m_output_size}; }
     /** @brief What it complained of. @return the bytes */
     std::string_view error_output() const noexcept { return {result_.m_error, result_.m_error_size}; }
-    /** @brief Whether the time ran out before it ended by itself. @return so */
+    /** @brief Whether the time ran out before it ended by itself. @return true if so */
     bool is_late() const noexcept { return is_late_; }
 
 private:

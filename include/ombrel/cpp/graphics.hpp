@@ -24,7 +24,7 @@
 
 namespace ombrel {
 
-/** A map that somebody else owns. All functions give 0 or -1 unless they say otherwise. */
+/** A reference to a map, which it does not own. All functions give 0 or -1 unless they say otherwise. */
 class fbmap_ref : public pointer_ref<ombrel_fbmap_t> {
 public:
     using pointer_ref::pointer_ref;

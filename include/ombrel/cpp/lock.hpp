@@ -55,16 +55,16 @@ public:
     ~mutex() { ombrel_uninit_lock_tag(&lock_, "ombrel::mutex", 0); }
 
     /** @brief Takes it, however long that takes. Where no memory can be had for it the program ends, as no
-     * caller goes on without. @param from who takes it */
+     * caller goes on without. @param from the caller */
     void lock(caller from = caller::current()) noexcept {
         if (ombrel_lock_timeout_tag(&lock_, def_ombrel_infinite, from.function, from.line) != 0)
             std::terminate();
     }
-    /** @brief Takes it if it is free. @param from who takes it @return whether it was taken */
+    /** @brief Takes it if it is free. @param from the caller @return whether it was taken */
     bool try_lock(caller from = caller::current()) noexcept {
         return ombrel_try_lock_tag(&lock_, from.function, from.line) == 1;
     }
-    /** @brief Takes it within a time. @param length the time @param from who takes it @return whether it was
+    /** @brief Takes it within a time. @param length the time @param from the caller @return whether it was
      * taken */
     template<class Rep, class Period>
     bool try_lock_for(const std::chrono::duration<Rep, Period>& length,
@@ -72,7 +72,8 @@ public:
         return ombrel_lock_timeout_tag(&lock_, detail::milliseconds_of(length), from.function, from.line) ==
                0;
     }
-    /** @brief Takes it until a moment. @param moment it @param from who takes it @return whether it was taken
+    /** @brief Takes it until a moment. @param moment the moment @param from the caller @return whether it was
+     * taken
      */
     template<class Clock, class Duration>
     bool try_lock_until(const std::chrono::time_point<Clock, Duration>& moment,
@@ -99,7 +100,7 @@ using lock = mutex;
 /** Holds a lock for its scope, under its caller's name. */
 class [[nodiscard]] guard {
 public:
-    /** @brief Takes a lock. @param held it @param from who takes it */
+    /** @brief Takes a lock. @param held the lock @param from the caller */
     explicit guard(ombrel::mutex& held, caller from = caller::current()) noexcept : held_(held) {
         held_.lock(from);
     }
@@ -153,9 +154,9 @@ public:
         }
         return true;
     }
-    /** @brief Wakes the thread that has waited longest. @return 0, or -1 when nobody waits */
+    /** @brief Wakes the thread that has waited longest. @return 0, or -1 when no thread waits */
     int notify_one() noexcept { return ombrel_lock_condition_wakeup_tag(&condition_); }
-    /** @brief Wakes all that wait. @return 0, or -1 when nobody waits */
+    /** @brief Wakes all that wait. @return 0, or -1 when no thread waits */
     int notify_all() noexcept { return ombrel_lock_condition_wakeup_broadcast_tag(&condition_); }
 
 private:

@@ -101,7 +101,7 @@ public:
     std::string_view path_rest() const noexcept {
         return detail::view_of(ombrel_http_exchange_get_path_rest(get()));
     }
-    /** @brief A field of the head. @param name it @return its value; nothing without it */
+    /** @brief A field of the head. @param name the name @return its value; nothing without it */
     std::optional<std::string_view> field(c_text name) const noexcept {
         const char* found = ombrel_http_exchange_get_field(get(), name.get());
         return found != nullptr ? std::optional<std::string_view>(found) : std::nullopt;
@@ -113,12 +113,13 @@ public:
         return found != nullptr ? std::string_view(static_cast<const char*>(found), size)
                                 : std::string_view();
     }
-    /** @brief Answers. @param status as 200 @param type the MIME type @param body it @return 0 or -1 */
+    /** @brief Answers. @param status such as 200 @param type the MIME type @param body the body @return 0 or
+     * -1 */
     int answer(int status, c_text type, std::string_view body) const noexcept {
         return ombrel_http_exchange_answer(get(), status, type.get(), body.data(), body.size());
     }
-    /** @brief Answers with a formatted text. @param status as 200 @param type the MIME type @param format the
-     * format
+    /** @brief Answers with a formatted text. @param status such as 200 @param type the MIME type @param
+     * format the format
      * @param args its arguments @return 0 or -1 */
     template<class... Args>
     int answer_format(int status, c_text type, format_string<Args...> format, const Args&... args) const {
@@ -170,7 +171,7 @@ public:
     }
 
     /** @brief A server that listens nowhere yet. @param base its loop, which outlives it @param options the
-     * settings; null for the defaults @param from who opens @return it; nothing on failure */
+     * settings; null for the defaults @param from the caller @return it; nothing on failure */
     static http_server open(event_base_ref base, const ombrel_http_server_options_t* options = nullptr,
                             caller from = caller::current()) noexcept {
         http_server made;
@@ -186,7 +187,7 @@ public:
     }
     /**
      * @brief Adds a route.
-     * @param method   it, or null for any
+     * @param method the method, or null for any
      * @param path     as ombrel_http_server_add_route()
      * @param callable called as `callable(ombrel::http_exchange)`; 0 or nothing is well, anything else has
      * the request answered 500. It must not throw
@@ -256,7 +257,7 @@ public:
     using owner::owner;
     /** @brief A client. @param base its loop, which outlives it @param options the settings; null for the
      * defaults
-     * @param from who opens @return it; nothing on failure */
+     * @param from the caller @return it; nothing on failure */
     static http_client open(event_base_ref base, const ombrel_http_client_options_t* options = nullptr,
                             caller from = caller::current()) noexcept {
         return http_client(ombrel_open_http_client_tag(base.get(), options, from.function, from.line));

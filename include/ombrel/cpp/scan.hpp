@@ -184,8 +184,8 @@ using scan_string = basic_scan_string<typename detail::same<Places>::type...>;
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #endif
 
-/** @brief ombrel_sscanf(): scans a text. @param from it @param format the format @param places receive the
- * fields
+/** @brief ombrel_sscanf(): scans a text. @param from the text @param format the format @param places receive
+ * the fields
  * @return the fields assigned */
 template<class... Places>
 int scan(c_text from, scan_string<Places...> format, Places&... places) {

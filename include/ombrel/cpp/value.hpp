@@ -117,7 +117,7 @@ public:
         own.m_flags = (own.m_flags & ~def_ombrel_hash_numbers) | (is_numbered ? def_ombrel_hash_numbers : 0u);
         return hash(ombrel_open_hash_tag(&own, from.function, from.line));
     }
-    /** @brief Sets a value. @param key its key @param value it @return 0 or -1 */
+    /** @brief Sets a value. @param key its key @param value the value @return 0 or -1 */
     int set(Key key, const V& value) const noexcept {
         if constexpr (is_numbered)
             return ombrel_hash_put_at(get(), key, &value);
