@@ -36,7 +36,7 @@
  * A function that fails leaves the reason where ombrel_last_fault() finds it: #def_ombrel_fault_invalid for a
  * null record, for fields out of their range and for a text that is not of the kind,
  * #def_ombrel_fault_too_large for what lies beyond the calendar's ends or those of a number,
- * #def_ombrel_fault_no_memory. What it was to fill in is then as it was. Success leaves the last fault alone.
+ * #def_ombrel_fault_no_memory. Its output is then unchanged. Success leaves the last fault alone.
  */
 #ifndef OMBREL_CALENDAR_H
 #define OMBREL_CALENDAR_H
@@ -52,7 +52,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_calendar_year_max 1000000
 /** Bytes for the name of a zone, its end included. */
 #define def_ombrel_calendar_zone_size 48
-/** In place of a number of digits: as many as a second's fraction has, trailing zeros left out. */
+/** Stands for a number of digits: as many as a second's fraction has, trailing zeros left out. */
 #define def_ombrel_calendar_all_digits (-1)
 
 /** A moment: m_seconds + m_nanoseconds / 1,000,000,000 seconds after 1970-01-01T00:00:00Z. */
@@ -186,7 +186,8 @@ OMBREL_API int ombrel_get_local_instant(const ombrel_civil_time_t* time, uint32_
  */
 OMBREL_API int ombrel_normalize_civil_time(ombrel_civil_time_t* time);
 
-/** @brief Whether a civil time has each field in its range and its date exists. @return 0 when so, -1 else */
+/** @brief Whether a civil time has each field in its range and its date exists. @return 0 if it has, else -1
+ */
 OMBREL_API int ombrel_check_civil_time(const ombrel_civil_time_t* time);
 
 /**
@@ -280,8 +281,8 @@ OMBREL_API int ombrel_set_year_day(int32_t year, int32_t year_day, ombrel_civil_
  *
  * Flags: "-" no padding, "_" padding by spaces, "0" by zeros, "+" by zeros and a sign before years of more
  * than four digits, "^" upper case, "#" the other case. A width says how many characters there are at least,
- * to 65535; of "N" it says how many digits, cut and not rounded: `%3N` are milliseconds. A conversion that is
- * none, and one that the format's end cuts off, is copied as it is.
+ * to 65535; of "N" it says how many digits, cut and not rounded: `%3N` are milliseconds. An unknown
+ * conversion, and one that the format's end cuts off, is copied as it is.
  * @param buf    the buffer; may be null when `size` is 0
  * @param size   its bytes, the terminating NUL included; with 0 nothing is written
  * @param format the format
@@ -336,7 +337,7 @@ OMBREL_API int ombrel_format_iso_time(char* buf, size_t size, const ombrel_civil
                                       int digits);
 
 /** Forms of the dates of HTTP and mail. */
-#define def_ombrel_http_date_rfc1123 0 /**< "Sun, 06 Nov 1994 08:49:37 GMT", the one to be sent */
+#define def_ombrel_http_date_rfc1123 0 /**< "Sun, 06 Nov 1994 08:49:37 GMT", the form to be sent */
 #define def_ombrel_http_date_rfc850 1  /**< "Sunday, 06-Nov-94 08:49:37 GMT" */
 #define def_ombrel_http_date_asctime 2 /**< "Sun Nov  6 08:49:37 1994" */
 

@@ -36,7 +36,7 @@ typedef struct ombrel_digest_entry_ts {
  * @param entry   the line, valid until the handler returns; null for a line that is no entry: malformed, with
  *                a zero byte, or longer than #def_ombrel_digest_list_line_max
  * @param context what was given with the handler
- * @return 0 to go on; anything else ends the push with it
+ * @return 0 to go on; anything else ends the push, which returns it
  */
 typedef int (*ombrel_digest_list_handler_t)(const ombrel_digest_entry_t* entry, void* context);
 
@@ -72,10 +72,10 @@ OMBREL_API int ombrel_push_digest_list(ombrel_digest_list_t* list, const void* d
 OMBREL_API int ombrel_close_digest_list(ombrel_digest_list_t* list);
 
 /**
- * @brief Takes a line apart, in its own memory.
+ * @brief Splits a line into its parts, in its own memory.
  * @param line  the line without its end, terminated; it is changed
  * @param entry receives what points into the line; its content means nothing after a failure
- * @return 0; -1 when an argument is null or the line is no entry, as comments and empty lines are none
+ * @return 0; -1 when an argument is null or the line is not an entry, as with comments and empty lines
  */
 OMBREL_API int ombrel_parse_digest_line(char* line, ombrel_digest_entry_t* entry);
 

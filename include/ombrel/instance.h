@@ -5,8 +5,8 @@
  * A program that hands out numbers for its objects (connections, jobs, sessions) registers each object here
  * and gets a handle. Whoever has the handle pins the object, uses it, and releases it. An object that was
  * retired or ended is not found any more; it is destroyed when it is no longer held. Handles of other types
- * and of objects that are gone lead to nothing, so that a stale number is an error and never somebody else's
- * object or freed memory.
+ * and of objects that are gone lead to nothing, so that a stale number is an error and never another object
+ * or freed memory.
  *
  * @code
  * static void free_job(void* job) { ombrel_free(job); }
@@ -23,8 +23,8 @@
  * @endcode
  *
  * @par Pins and calls
- * A pin keeps the object's memory and says nothing of what others do with it. A call is more: whoever enters
- * an object tells how he uses it, several may be inside, one can have it for himself, and
+ * A pin keeps the object's memory and does not restrict what others do with it. A call does more: whoever
+ * enters an object says how it is used, several callers may be inside, one can have it exclusively, and
  * ombrel_end_instance() lets those inside come out before the object's finish function runs, alone. A type
  * uses pins, or calls, or both.
  *
@@ -64,11 +64,11 @@ OMBREL_BEGIN_C
  * @name How a call uses an object
  * @{
  */
-/** It looks at it: refused while another call has it for itself. */
+/** The call only looks at the object: refused while another call has it exclusively. */
 #define def_ombrel_instance_query 0
-/** It uses it: refused also when the object is ending. */
+/** The call uses the object: refused also when the object is ending. */
 #define def_ombrel_instance_use 1
-/** It has it for itself: refused also while another call is inside. */
+/** The call has the object exclusively: refused also while another call is inside. */
 #define def_ombrel_instance_alone 2
 /** @} */
 
@@ -106,7 +106,7 @@ OMBREL_API void* ombrel_pin_instance(const ombrel_instance_type_t* type, int32_t
  * @brief Releases an object that was pinned. It is destroyed here when it was retired and this was the last
  *        who held it.
  * @param handle the handle by which it was pinned, also when it has been retired since
- * @return 0; -1 for a handle without a pin. A pin of somebody else's is not told from one's own
+ * @return 0; -1 for a handle without a pin. The pins of different callers are not distinguished
  */
 OMBREL_API int ombrel_unpin_instance(int32_t handle);
 
@@ -115,7 +115,7 @@ OMBREL_API int ombrel_unpin_instance(int32_t handle);
  *        holds it releases it, here if there is none.
  * @param type   its type
  * @param handle its handle
- * @return 0; -1 when the handle leads to no object of the type, as when somebody was faster
+ * @return 0; -1 when the handle leads to no object of the type, for example because another thread was faster
  */
 OMBREL_API int ombrel_retire_instance(const ombrel_instance_type_t* type, int32_t handle);
 

@@ -20,7 +20,7 @@
  *   released it.
  * - A lock that another thread held stays held, and no thread can release it: attempts wait. The child may
  *   release it with ombrel_unlock(), once a level, if it knows that what the lock guards is in order.
- * - Nobody waits for any lock. The blocks of the threads that are gone stay live.
+ * - No thread waits for any lock. The blocks of the threads that are gone stay live.
  */
 #ifndef OMBREL_LOCK_H
 #define OMBREL_LOCK_H

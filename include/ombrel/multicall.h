@@ -36,7 +36,7 @@ OMBREL_BEGIN_C
 #define def_ombrel_multicall_exit_good 0
 /** Exit code: something could not be read, written or done. */
 #define def_ombrel_multicall_exit_failed 1
-/** Exit code: the arguments make no sense to the command. */
+/** Exit code: the arguments are invalid for the command. */
 #define def_ombrel_multicall_exit_usage 2
 /** Exit code: there is no command of the name. */
 #define def_ombrel_multicall_exit_unknown 127
@@ -85,7 +85,7 @@ typedef struct ombrel_multicall_execute_ts {
 OMBREL_API int ombrel_register_multicall_command(const ombrel_multicall_command_t* command);
 
 /**
- * @brief Takes a registered command out. It does not wait for threads that run it.
+ * @brief Removes a registered command. It does not wait for threads that run it.
  * @param command what was registered
  * @return 0; -1 when it is not registered (those of the library never are)
  */

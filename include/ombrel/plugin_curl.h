@@ -9,7 +9,7 @@
  * @par Opening
  * It serves "application/tuk_stream" with a "source" of the scheme http, https or ftps, and
  * "application/tuk_stream_curl" with ftp besides; everything else it leaves to other plug-ins. A number among
- * the options is a decimal one of 32 bits ("size": of 64), with a "-" where it is negative; what is none
+ * the options is a decimal one of 32 bits ("size": of 64), with a "-" where it is negative; anything else
  * fails with "invalid argument". For reading, opening waits for the beginning of the answer. A status of 400
  * and above fails it: 404 and 410 with "not found", 401, 403 and 407 with "access denied", others with
  * "protocol".

@@ -7,7 +7,7 @@
  * @par Opening
  * It serves "application/tuk_db_sqlite". A file that is no database, or a damaged one, fails with "corrupt",
  * one that others hold locked beyond the time limit with "busy". A number among the options is a decimal one
- * of 32 bits, with a "-" where it is negative; what is none fails with "invalid argument".
+ * of 32 bits, with a "-" where it is negative; anything else fails with "invalid argument".
  *
  * - `source`: path of the file, also as "file:" URI, or ":memory:"; empty for a temporary database
  * - `mode`: "r" for reading only; "r+": the file must exist; others make it when it does not ("w+" by

@@ -3,10 +3,10 @@
  * @brief Answers of the resolver kept for a while, with look-ups on a thread of their own.
  *
  * A cache keeps the answers to each name and port until they have not been used for its expiry time. New
- * names are resolved one at a time on the cache's service thread "resolver_cache", so that nobody else
- * waits for a name server unless he wants to. Names are compared as they are written; finding one takes the
- * same time however many there are, whoever chose them. Any thread may call these functions; closing a cache
- * must be the last of them, and not on its own service thread.
+ * names are resolved one at a time on the cache's service thread "resolver_cache", so that other threads wait
+ * for a name server only if they ask to. Names are compared as they are written; finding one takes the same
+ * time however many there are, whoever chose them. Any thread may call these functions; closing a cache must
+ * be the last of them, and not on its own service thread.
  *
  * Answers that are handed out are copies and belong to the caller.
  */

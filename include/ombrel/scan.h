@@ -176,7 +176,7 @@ OMBREL_API uint64_t ombrel_atof_uintmax(const char* s, int digits, uint64_t* sca
  * @brief Scans fields after a format.
  *
  * A character of the format that belongs to no conversion skips white space and then consumes an equal
- * character if it comes next; if not, nothing fails and the scan goes on. A conversion is written
+ * character if it comes next; if not, nothing fails and the scan continues. A conversion is written
  *
  *     % * width sizes conversion
  *

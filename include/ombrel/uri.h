@@ -6,7 +6,7 @@
  * Anything else is a plain path and stands for that file, taken literally; so is a text whose scheme would be
  * a single letter, because that is a drive ("c:\data"). Write "./a:b" for a file whose name looks like a URI.
  *
- * What people type is read kindly: bytes that the standard wants encoded (spaces, quotes, anything above
+ * Typed names are read leniently: bytes that the standard wants encoded (spaces, quotes, anything above
  * 0x7E) stand for themselves, and so does a "%" that two hexadecimal digits do not follow. Refused in a URI
  * are control characters (below 0x20, and 0x7F), a "%00" in a component that is decoded, an unclosed bracket,
  * a bracketed host that is no IPv6 (or later) address, and a port that is not a number up to 65535.
@@ -42,7 +42,7 @@ typedef struct ombrel_uri_ts {
 } ombrel_uri_t;
 
 /**
- * @brief Takes a resource name apart.
+ * @brief Splits a resource name into its parts.
  * @param text   the name, terminated, any bytes
  * @param caller the function for whom the block is accounted
  * @param line   its source line

@@ -404,8 +404,8 @@ OMBREL_API const char* ombrel_xml_node_get_attribute_text(const ombrel_xml_node_
  * @param node      the node
  * @param attribute see above
  * @param value     receives it
- * @return 1; 0 when there is no such attribute, or no node; -1 with violation when it is none, too_large
- *         when it is none of 64 bits
+ * @return 1; 0 when there is no such attribute, or no node; -1 with violation when it is not a whole number,
+ * too_large when it does not fit into 64 bits
  */
 OMBREL_API int ombrel_xml_node_get_integer(const ombrel_xml_node_t* node, const char* attribute,
                                            int64_t* value);
