@@ -295,7 +295,8 @@ OMBREL_API int ombrel_hash_walk_step(ombrel_hash_walk_t* walk);
 /**
  * @brief Removes the entry that a walk is at, and releases its value.
  * @param walk the walk
- * @return 0; -1 with the fault not_found when it is at no entry, or at one that has been removed already
+ * @return 0; -1 with the fault not_found when it is at no entry, or at one that has been removed already, or
+ *         whose key ombrel_hash_shrink() has moved
  */
 OMBREL_API int ombrel_hash_walk_remove(ombrel_hash_walk_t* walk);
 /** @} */

@@ -13,7 +13,7 @@ namespace {
 // What m_state holds.
 enum state : unsigned {
     place,     // of the part that the walk is in
-    slot,      // of the part, the next to be looked at
+    slot,      // of the part, the next to be looked at; above it the place of the entry met, if it has bytes
     moves,     // of the table, when the part was begun
     additions, // of the table, when the entry was met
 };
@@ -21,6 +21,12 @@ enum state : unsigned {
 int refuse(fault_code why) {
     leave_fault(why);
     return -1;
+}
+
+constexpr unsigned above_slot = 32;
+
+uint32_t slot_of(const ombrel_hash_walk_t* walk) {
+    return static_cast<uint32_t>(walk->m_state[slot]);
 }
 
 // Growth may have moved what is still to come to where the walk has been: it begins the part anew. Places
@@ -33,6 +39,7 @@ void look_at_growth(ombrel_hash_walk_t* walk) {
 }
 
 bool find_next(ombrel_hash_walk_t* walk, hash_position& found) {
+    walk->m_state[slot] = slot_of(walk);
     uint64_t next = walk->m_state[place];
     for (hash_part part; next_hash_part(*walk->m_table, next, part);) {
         if (next_in_part(part, walk->m_state[slot], found))
@@ -51,6 +58,7 @@ void show(ombrel_hash_walk_t* walk, const hash_position& at) {
     } else {
         walk->m_key = bytes_head_of(slot).data;
         walk->m_key_size = bytes_head_of(slot).size;
+        walk->m_state[state::slot] |= uint64_t{bytes_head_of(slot).place} << above_slot;
     }
     walk->m_value = slot + table->layout.value_at;
     walk->m_state[additions] = table->additions;
@@ -69,22 +77,33 @@ bool is_as_it_was(const ombrel_hash_walk_t* walk) {
 }
 
 hash_position position_of(const ombrel_hash_walk_t* walk) {
-    const uint64_t last = walk->m_state[slot] - 1;
+    const uint32_t last = slot_of(walk) - 1;
     return {walk->m_table->directory.part_of(static_cast<uint32_t>(walk->m_state[place])),
-            static_cast<size_t>(last / hash_group_slots), static_cast<unsigned>(last % hash_group_slots)};
+            size_t{last / hash_group_slots}, last % hash_group_slots};
 }
 
-unsigned char* detach_by_key(ombrel_hash_walk_t* walk) {
-    const hash_kernel& kernel = walk->m_table->kernel;
-    if (walk->m_table->has_numbers())
-        return kernel.numbers.detach(*walk->m_table, {walk->m_number});
-    return kernel.bytes.detach(*walk->m_table,
-                               {static_cast<const unsigned char*>(walk->m_key), walk->m_key_size});
+// The key's bytes are gone with their entry, and others may lie there: it is known by its place and address.
+unsigned char* detach_by_address(const ombrel_hash_walk_t* walk) {
+    ombrel_hash_t& table = *walk->m_table;
+    const auto home = static_cast<uint32_t>(walk->m_state[slot] >> above_slot);
+    const hash_part part = table.directory.part_of(home);
+    hash_position at;
+    for (uint64_t next = 0; next_in_part(part, next, at);)
+        if (const hash_bytes_head& head = bytes_head_of(table.slot_of(at));
+            head.data == walk->m_key && head.size == walk->m_key_size && head.place == home)
+            return table.kernel.upkeep.detach_at(table, at);
+    return nullptr;
+}
+
+unsigned char* detach_moved(const ombrel_hash_walk_t* walk) {
+    ombrel_hash_t& table = *walk->m_table;
+    return table.has_numbers() ? table.kernel.numbers.detach(table, {walk->m_number})
+                               : detach_by_address(walk);
 }
 
 unsigned char* detach(ombrel_hash_walk_t* walk) {
     if (!is_as_it_was(walk))
-        return detach_by_key(walk);
+        return detach_moved(walk);
     const hash_position at = position_of(walk);
     return at.tag() != 0 ? walk->m_table->kernel.upkeep.detach_at(*walk->m_table, at) : nullptr;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <string>
@@ -367,6 +368,37 @@ TEST_F(Hash, AWalkMeetsAllThatStaysThoughTheTableGrows) {
         }
         for (uint64_t i = 0; i < start; i++)
             ASSERT_EQ(1u, met.count(i)) << i << " of " << start;
+    }
+}
+
+TEST_F(Hash, AWalkRemovesNothingInTheSteadOfWhatIsGone) {
+    const struct {
+        const char* name;
+        uint32_t flags;
+        size_t size;
+    } cases[] = {{"a copy whose room is taken again", 0, 20},
+                 {"a copy of its own", 0, 400},
+                 {"bytes of the caller", def_ombrel_hash_borrow, 20}};
+    for (const auto& form : cases) {
+        SCOPED_TRACE(form.name);
+        const table_of table(form.flags);
+        auto key = std::make_unique<std::string>(form.size, 'a');
+        const std::string other(form.size, 'b'), third(form.size, 'c');
+        ombrel_hash_set(table, key->data(), form.size, table);
+        ombrel_hash_walk_t walk;
+        ombrel_init_hash_walk(&walk, table);
+        ASSERT_EQ(1, ombrel_hash_walk_step(&walk));
+        ASSERT_EQ(1, ombrel_hash_remove(table, key->data(), form.size));
+        key.reset();
+        ombrel_hash_set(table, other.data(), form.size, table);
+        EXPECT_EQ(-1, ombrel_hash_walk_remove(&walk));
+        EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
+        EXPECT_EQ(table, ombrel_hash_get(table, other.data(), form.size));
+        ombrel_init_hash_walk(&walk, table);
+        ASSERT_EQ(1, ombrel_hash_walk_step(&walk));
+        ombrel_hash_set(table, third.data(), form.size, table);
+        EXPECT_EQ(0, ombrel_hash_walk_remove(&walk)) << "it is there still";
+        EXPECT_EQ(nullptr, ombrel_hash_get(table, other.data(), form.size));
     }
 }
 
