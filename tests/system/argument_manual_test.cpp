@@ -13,7 +13,7 @@ namespace ombrel_test {
 namespace {
 
 const ombrel_argument_exit_t exits[] = {{"0", "Well."}, {"128+N", "Ended."}, {}};
-const ombrel_argument_section_t sections[] = {{"FILES", "One. Two\n.x\n\n  a b"}, {}};
+const ombrel_argument_section_t sections[] = {{"FILES", "One. Two\n\1.x\n\n  a b"}, {}};
 const ombrel_argument_manual_t page = {"box",
                                        "2026-11-22",
                                        "box 1",
@@ -117,9 +117,13 @@ TEST_F(ArgumentManual, CompletionKnowsWhatStandsWhere) {
           "    'in 1') how='get set' ;;\n    'in '[0-9]*) how=':directory' ;;\n",
           "\ncomplete -F _tool tool\n"})
         EXPECT_NE(script.find(part), script.npos) << script;
-    const ombrel_argument_table_t odd = {"a-b.c"};
-    EXPECT_NE(text_of(ombrel_alloc_argument_completion(&odd)).find("\ncomplete -F _a_b_c a-b.c\n"),
-              std::string::npos);
+    for (const auto& [name, last] : {std::pair{"a-b.c", "\ncomplete -F _a_b_c a-b.c\n"},
+                                     {"a;b\n'\\", "\ncomplete -F _a_b___ $'a;b\\n\\'\\\\'\n"}}) {
+        const ombrel_argument_table_t odd = {name};
+        const std::string made = text_of(ombrel_alloc_argument_completion(&odd));
+        EXPECT_NE(made.find(last), made.npos) << made;
+        EXPECT_EQ(made.find("\nb"), made.npos) << "the comment has one line";
+    }
 }
 
 TEST_F(ArgumentManual, NeedsATableWithAName) {

@@ -146,13 +146,13 @@ public:
 
     size_t put_all() {
         text_.put("# Completion of the arguments of ");
-        text_.put(table_.m_name);
+        put_command();
         text_.put(" in bash.\n\n");
         put_function("_table", [&] { put_tables(table_, 0); });
         text_.put("\n");
         put_function("_value", [&] { put_values(table_, 0); });
         put_engine();
-        text_.put(table_.m_name);
+        put_command();
         text_.put("\n");
         return text_.size();
     }
@@ -160,14 +160,29 @@ public:
 private:
     static constexpr size_t deepest = 8;
 
+    static bool is_name(char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    }
+
     /// "_" and the program's name, of which other characters than those of names are "_" too.
     void put_name() {
         text_.put("_");
-        for (const char& c : std::string_view(table_.m_name)) {
-            const bool is_name =
-                (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-            text_.put(is_name ? std::string_view(&c, 1) : "_");
-        }
+        for (const char& c : std::string_view(table_.m_name))
+            text_.put(is_name(c) ? std::string_view(&c, 1) : "_");
+    }
+
+    /// The program's name as a word of bash, on one line.
+    void put_command() {
+        const std::string_view name = table_.m_name;
+        const bool is_bare = std::all_of(name.begin(), name.end(), [](char c) {
+            return std::string_view("._-+").find(c) != std::string_view::npos || is_name(c);
+        });
+        if (is_bare)
+            return text_.put(name);
+        text_.put("$'");
+        for (const char& c : name)
+            text_.put(c == '\n' ? "\\n" : c == '\'' ? "\\'" : c == '\\' ? "\\\\" : std::string_view(&c, 1));
+        text_.put("'");
     }
 
     void put_engine() {

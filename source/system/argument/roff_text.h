@@ -44,6 +44,8 @@ public:
 
     /// Part of a line, without spaces at which it may be broken.
     void put(std::string_view text, roff_font font = roff_font::plain) {
+        while (!text.empty() && is_control(text.front()))
+            text.remove_prefix(1);
         if (text.empty())
             return;
         if (!is_in_line_ && text.front() == '.')
@@ -108,6 +110,8 @@ public:
 private:
     static constexpr size_t columns = 78;
 
+    /// Such characters are left out.
+    static bool is_control(char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }
     static bool is_capital(char c) { return c >= 'A' && c <= 'Z'; }
     static bool is_small(char c) { return c >= 'a' && c <= 'z'; }
     static bool is_name(char c) {
@@ -165,7 +169,7 @@ private:
                 return to.put(one.text);
         if (code >= 0x80)
             put_code(to, code);
-        else if (code >= ' ' && code != 0x7F)
+        else if (!is_control(bytes.front()))
             to.put(bytes);
     }
 
