@@ -14,7 +14,7 @@ namespace ombrel {
 /// is none.
 template<typename Number>
 bool take_number(std::string_view& text, Number least, Number most, Number& value, int base = 10) {
-    Number read;
+    Number read{};
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), read, base);
     if (error != std::errc{} || read < least || read > most)
         return false;
@@ -27,7 +27,7 @@ bool take_number(std::string_view& text, Number least, Number most, Number& valu
 /// other.
 template<typename Number>
 bool parse_number(std::string_view text, Number least, Number most, Number& value, int base = 10) {
-    Number read;
+    Number read{};
     if (!take_number(text, least, most, read, base) || !text.empty())
         return false;
     value = read;
