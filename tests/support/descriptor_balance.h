@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -16,11 +18,16 @@
 
 namespace ombrel_test {
 
-/// Compares how many descriptors are open at both ends of its scope.
+/// Compares how many descriptors are open at both ends of its scope. A look-up that goes on in the background
+/// has files of its own open for a moment: they are waited for.
 class descriptor_balance : no_copy {
 public:
     descriptor_balance() : before_(count()) {}
-    ~descriptor_balance() { EXPECT_EQ(before_, count()) << "descriptors were left open"; }
+    ~descriptor_balance() {
+        for (int tries = 5000; count() != before_ && tries > 0; tries--)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(before_, count()) << "descriptors were left open";
+    }
 
 private:
 #if defined(_WIN32)
