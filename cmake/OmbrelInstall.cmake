@@ -70,7 +70,7 @@ endforeach()
 
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT docs)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT docs
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "site" EXCLUDE)
 
 # What the last installation wrote is in its list.
 if(PROJECT_IS_TOP_LEVEL)
