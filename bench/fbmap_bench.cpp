@@ -1,5 +1,6 @@
 // Maps beside pixman and memcpy. Where pixman wants colours multiplied by their alpha it gets them so.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -126,15 +127,21 @@ void put_window_by_pixman(benchmark::State& state) {
 
 // --- recomposition --------------------------------------------------------------------------------------
 
-// A desktop and 19 windows that overlap; each in turn is brought up to date, so that every pixel is copied
-// once.
+// A desktop and 19 windows that overlap.
+constexpr uint32_t window_count = 20;
+
+ombrel_fbmap_rectangle_t place_of(uint32_t i) {
+    const auto x = static_cast<int32_t>(i * 397 % 1300), y = static_cast<int32_t>(i * 211 % 600);
+    return i == 0 ? ombrel_fbmap_rectangle_t{0, 0, width, height} : ombrel_fbmap_rectangle_t{x, y, 600, 450};
+}
+
+// Each in turn is brought up to date, so that every pixel is copied once.
 void recompose(benchmark::State& state) {
     const map_ptr root = make_map(argb8888);
     std::vector<ombrel_fbmap_t*> windows;
-    for (uint32_t i = 0; i < 20; i++) {
-        const auto x = static_cast<int32_t>(i * 397 % 1300), y = static_cast<int32_t>(i * 211 % 600);
-        windows.push_back(i == 0 ? ombrel_new_fbmap(root.get(), def_ombrel_fbmap_own_map, 0, 0, 0, 0, 0)
-                                 : ombrel_new_fbmap(root.get(), def_ombrel_fbmap_own_map, 0, x, y, 600, 450));
+    for (uint32_t i = 0; i < window_count; i++) {
+        const auto [x, y, w, h] = place_of(i);
+        windows.push_back(ombrel_new_fbmap(root.get(), def_ombrel_fbmap_own_map, 0, x, y, w, h));
         ombrel_fbmap_draw_clear(windows.back(), 0xFF000000 + i * 0x0A0B0C);
     }
     measure(state, width * height, [&] {
@@ -142,6 +149,40 @@ void recompose(benchmark::State& state) {
             window->m_update_region = {0, 0, window->m_resx, window->m_resy};
             ombrel_fbmap_update(window);
         }
+    });
+}
+
+// The same rows as long as they can be, found beforehand, in the same order and out of as many places.
+void recompose_by_rows(benchmark::State& state) {
+    struct run {
+        size_t to, window, from, size;
+    };
+    std::vector<uint32_t> topmost(size_t{width} * height), to(topmost.size(), 1);
+    std::vector<std::vector<uint32_t>> windows;
+    std::vector<run> runs;
+    const auto each_row = [](const ombrel_fbmap_rectangle_t& place, auto work) {
+        for (size_t y = 0; y < place.m_h; y++)
+            work((y + static_cast<size_t>(place.m_y)) * width + static_cast<size_t>(place.m_x),
+                 y * place.m_w);
+    };
+    for (uint32_t i = 0; i < window_count; i++) {
+        const ombrel_fbmap_rectangle_t place = place_of(i);
+        windows.emplace_back(size_t{place.m_w} * place.m_h, i);
+        each_row(place, [&](size_t at, size_t) { std::fill_n(&topmost[at], place.m_w, i); });
+    }
+    for (uint32_t i = 0; i < window_count; i++)
+        each_row(place_of(i), [&](size_t at, size_t from) {
+            for (size_t x = 0, end, w = place_of(i).m_w; x < w; x = end) {
+                const bool shows = topmost[at + x] == i;
+                for (end = x; end < w && (topmost[at + end] == i) == shows;)
+                    end++;
+                if (shows)
+                    runs.push_back({at + x, i, from + x, 4 * (end - x)});
+            }
+        });
+    measure(state, width * height, [&] {
+        for (const run& now : runs)
+            memcpy(&to[now.to], &windows[now.window][now.from], now.size);
     });
 }
 
@@ -220,6 +261,7 @@ BENCHMARK(put_window_by_pixman<PIXMAN_a8r8g8b8, PIXMAN_r5g6b5, PIXMAN_OP_SRC, fa
     ->Name("box 8888 to 565|pixman SRC");
 
 BENCHMARK(recompose)->Name("recompose 20 opaque windows|ombrel");
+BENCHMARK(recompose_by_rows)->Name("recompose 20 opaque windows|memcpy of the same rows");
 BENCHMARK(recompose_by_memcpy)->Name("recompose 20 opaque windows|memcpy");
 
 BENCHMARK(draw_text)->Name("82 glyphs of text|ombrel");

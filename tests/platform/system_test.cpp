@@ -146,6 +146,11 @@ TEST(System, MemoryIsReadOnlyWhereItCanBe) {
         EXPECT_EQ(0, zeros[at]);
         zeros[at] = 1;
     }
+    for (const size_t offset : {size_t{1}, size_t{3} << 20, size})
+        platform::expect_full_use(zeros + offset, size - offset);
+    EXPECT_EQ(platform::fault_code::no_memory, platform::last_fault().code) << "a hint";
+    for (size_t at = 0; at < size; at += 65537)
+        EXPECT_EQ(1, zeros[at]);
 }
 
 TEST(System, TheAllocatorKnowsItsBlocks) {

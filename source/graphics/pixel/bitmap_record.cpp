@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <new>
 
 #include <ombrel/bitmap.h>
@@ -7,6 +6,7 @@
 
 #include "graphics/pixel/bitmap_call.h"
 #include "graphics/pixel/packed_pixels.h"
+#include "graphics/pixel/pixel_block.h"
 #include "graphics/pixel/pixel_fields.h"
 #include "graphics/pixel/rows.h"
 
@@ -104,10 +104,9 @@ ombrel_bitmap_t* ombrel_new_bitmap_tag(uint32_t color_interface, uint32_t resx, 
     uint64_t size = 0;
     if (const fault_code why = describe_block(record, size); why != fault_code::none)
         return refuse(why), nullptr;
-    void* const block = ombrel_alloc_tag(static_cast<size_t>(size), function, line);
+    void* const block = new_pixels(static_cast<size_t>(size), function, line);
     if (block == nullptr)
         return refuse(fault_code::no_memory), nullptr;
-    memset(block, 0, static_cast<size_t>(size));
     record.m_map = reinterpret_cast<void*>(
         static_cast<uintptr_t>(round_up(reinterpret_cast<uintptr_t>(block) + sizeof record)));
     return new (block) ombrel_bitmap_t(record);

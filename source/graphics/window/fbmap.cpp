@@ -8,6 +8,7 @@
 #include <ombrel/linked_list.h>
 
 #include "core/node_list.h"
+#include "graphics/pixel/pixel_block.h"
 #include "graphics/window/fbmap_recompose.h"
 
 using namespace ombrel;
@@ -58,7 +59,7 @@ bool take_pixels(ombrel_fbmap_t& fbmap) {
         return false;
     if ((fbmap.m_flags & def_ombrel_fbmap_own_map) == 0 || fbmap.m_map_size == 0)
         return true;
-    fbmap.m_map = ombrel_calloc_tag(1, fbmap.m_map_size, "ombrel_init_fbmap", __LINE__);
+    fbmap.m_map = new_pixels(fbmap.m_map_size, "ombrel_init_fbmap", __LINE__);
     return fbmap.m_map != nullptr;
 }
 

@@ -8,6 +8,8 @@
 #include <ombrel/memory.h>
 #include <ombrel/output.h>
 
+#include "graphics/pixel/pixel_block.h"
+
 namespace ombrel::graphics {
 
 namespace {
@@ -76,8 +78,8 @@ composite_map* new_composite(ombrel_fbmap_t& root) {
                           uint64_t{root.m_resx} * root.m_resy;
     if (size > PTRDIFF_MAX)
         return nullptr;
-    auto* made = static_cast<composite_map*>(
-        ombrel_calloc_tag(1, static_cast<size_t>(size), "ombrel_fbmap_update", __LINE__));
+    auto* made =
+        static_cast<composite_map*>(new_pixels(static_cast<size_t>(size), "ombrel_fbmap_update", __LINE__));
     if (made != nullptr)
         *made = {root.m_resx, root.m_resy, root.m_line_length, root.m_bits_per_pixel / 8};
     return made;

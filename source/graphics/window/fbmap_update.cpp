@@ -5,6 +5,7 @@
 #include <ombrel/heap.h>
 #include <ombrel/memory.h>
 
+#include "graphics/pixel/pixel_block.h"
 #include "graphics/window/fbmap_recompose.h"
 
 using namespace ombrel::graphics;
@@ -30,7 +31,7 @@ bool take_size(ombrel_fbmap_t& fbmap, uint32_t resx, uint32_t resy) {
     if (!measure(resized))
         return false;
     if (resized.m_map_size != 0) {
-        resized.m_map = ombrel_calloc_tag(1, resized.m_map_size, "ombrel_fbmap_resize", __LINE__);
+        resized.m_map = new_pixels(resized.m_map_size, "ombrel_fbmap_resize", __LINE__);
         if (resized.m_map == nullptr)
             return false;
     }

@@ -3,6 +3,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/fault.h"
+
 namespace ombrel::platform {
 
 int process_id() {
@@ -21,6 +23,19 @@ void* sparse_zeros(size_t size) {
     madvise(area, size, MADV_NOHUGEPAGE); // a huge page would be written whole for its first byte
 #endif
     return area;
+}
+
+// Pages around the block's own, which others share, are left as they are.
+void expect_full_use([[maybe_unused]] void* block, [[maybe_unused]] size_t size) {
+#if defined(MADV_HUGEPAGE)
+    constexpr uintptr_t huge_page = uintptr_t{2} << 20; // the smallest there is; the host looks for its own
+    const uintptr_t start = reinterpret_cast<uintptr_t>(block),
+                    head = (huge_page - start % huge_page) % huge_page;
+    if (size < head + huge_page)
+        return;
+    const fault_keeper kept;
+    madvise(static_cast<char*>(block) + head, (size - head) / huge_page * huge_page, MADV_HUGEPAGE);
+#endif
 }
 
 } // namespace ombrel::platform

@@ -42,4 +42,7 @@ void* sparse_zeros(size_t size) {
     return VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
 }
 
+// Huge pages are not supported: they are for programs with a privilege.
+void expect_full_use(void*, size_t) {}
+
 } // namespace ombrel::platform
