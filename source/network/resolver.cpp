@@ -25,35 +25,18 @@ public:
     const platform::name_query& query() const { return query_; }
 
 private:
-    void take_host(const char* host, int& port);
     void take_port(int port);
 
     platform::name_query query_;
-    char host_[host_text_size];
     char service_[service_text_size];
 };
 
 resolver_query::resolver_query(const char* host, int port) {
-    take_host(host, port);
-    take_port(port);
-}
-
-// A numeric text reaches the platform as the bare address, so that brackets, prefix and leading zeros mean
-// the same everywhere; a port of its own replaces the given one.
-void resolver_query::take_host(const char* host, int& port) {
-    parsed_address parsed;
-    if (host != nullptr && *host == '\0') {
+    if (host != nullptr && *host == '\0')
         query_.flags = platform::query_passive;
-    } else if (parse_address(AF_UNSPEC, host, parsed)) {
-        sockaddr_storage address;
-        write_address(parsed, 0, &address, sizeof address);
-        query_.host = ombrel_inet_stop(reinterpret_cast<sockaddr*>(&address), host_, sizeof host_);
-        query_.flags = platform::query_numeric_host;
-        if (parsed.port >= 0)
-            port = parsed.port;
-    } else {
+    else
         query_.host = host;
-    }
+    take_port(port);
 }
 
 // Without a port each address comes back once when raw sockets are asked for.
@@ -115,6 +98,19 @@ void append_answer(answer_list& list, const platform::name_answer& found) {
     list.append(new_answer(fields, "ombrel_open_resolver", __LINE__));
 }
 
+// A numeric text needs no platform: brackets, prefix and leading zeros mean the same everywhere. A port of
+// its own replaces the given one.
+ombrel_resolver_t* numeric_answer(const parsed_address& parsed, int port) {
+    sockaddr_storage address;
+    if (parsed.port >= 0)
+        port = parsed.port;
+    write_address(parsed, is_port(port) ? port : 0, &address, sizeof address);
+    answer_list list;
+    append_answer(list, {parsed.family, reinterpret_cast<sockaddr*>(&address),
+                         find_layout(parsed.family)->record_size, nullptr});
+    return list.first();
+}
+
 bool collect_answers(const platform::name_query& query, answer_list& list) {
     platform::name_answers answers(query);
     if (answers.failed())
@@ -127,6 +123,9 @@ bool collect_answers(const platform::name_query& query, answer_list& list) {
 } // namespace
 
 ombrel_resolver_t* ombrel_open_resolver(const char* host, int port) {
+    parsed_address parsed;
+    if (host != nullptr && parse_address(AF_UNSPEC, host, parsed))
+        return numeric_answer(parsed, port);
     const resolver_query asked(host, port);
     answer_list list;
     if (!collect_answers(asked.query(), list)) {

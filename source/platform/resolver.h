@@ -7,8 +7,7 @@ namespace ombrel::platform {
 
 enum name_query_flags : unsigned {
     query_passive = 1,        ///< a null host means every local address instead of the loop-back ones
-    query_numeric_host = 2,   ///< the host is an address text: never ask a name server
-    query_canonical_name = 4, ///< the first answer carries the canonical name
+    query_canonical_name = 2, ///< the first answer carries the canonical name
 };
 
 struct name_query {

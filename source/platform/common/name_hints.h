@@ -18,7 +18,6 @@ Hints hints_for(const name_query& query) {
     hints.ai_socktype = query.socket_type;
     hints.ai_protocol = query.protocol;
     hints.ai_flags = ((query.flags & query_passive) != 0 ? AI_PASSIVE : 0) |
-                     ((query.flags & query_numeric_host) != 0 ? AI_NUMERICHOST : 0) |
                      ((query.flags & query_canonical_name) != 0 ? AI_CANONNAME : 0);
     return hints;
 }
