@@ -184,7 +184,9 @@ static int begin_pause(service_t* service, ombrel_http_exchange_t* exchange, int
 
 /* -1 for what is no number of milliseconds up to the limit. */
 static int parse_milliseconds(const char* text) {
-    const size_t digits = strspn(text, "0123456789");
+    size_t digits = 0;
+    while (text[digits] >= '0' && text[digits] <= '9')
+        digits++;
     if (digits == 0 || digits > 5 || text[digits] != '\0' || ombrel_atoi(text) > slow_limit_msec)
         return -1;
     return ombrel_atoi(text);

@@ -1,6 +1,7 @@
 #include "platform/identity.h"
 
-#include <cstdlib>
+#include <charconv>
+#include <cstring>
 #include <langinfo.h>
 #include <sys/utsname.h>
 
@@ -23,13 +24,12 @@ release_number os_release() {
     utsname names;
     if (uname(&names) < 0)
         return result;
-    const char* cursor = names.release;
+    const char *cursor = names.release, *const end = cursor + strlen(cursor);
     for (unsigned long& part : result.part) {
-        char* end;
-        part = strtoul(cursor, &end, 10);
-        if (end == cursor || *end != '.') // "6.1.0-13-amd64" ends at the dash
+        const auto [behind, fault] = std::from_chars(cursor, end, part);
+        if (fault != std::errc() || *behind != '.') // "6.1.0-13-amd64" ends at the dash
             break;
-        cursor = end + 1;
+        cursor = behind + 1;
     }
     return result;
 }
