@@ -67,28 +67,32 @@ bool stays_shown(const ombrel_fbmap_t& fbmap) {
     return (fbmap.m_flags & def_ombrel_fbmap_keep_shown) != 0;
 }
 
-// All that a root holds, unless some of it stays.
-void take_down_all(ombrel_fbmap_t& root) {
+bool leaves(const ombrel_fbmap_t& fbmap) {
+    return is_shown(fbmap) && fbmap.m_parent != nullptr && !stays_shown(fbmap);
+}
+
+// Whether something that a root, a group or a hidden window holds is shown, and none of it stays.
+bool leaves_at_once(ombrel_fbmap_t& top) {
     bool any_shown = false, any_stays = false;
-    for_each_within(root, [&](const ombrel_fbmap_t& window) {
+    for_each_within(top, [&](const ombrel_fbmap_t& window) {
         any_shown |= window.m_parent != nullptr && is_shown(window);
         any_stays |= window.m_parent != nullptr && stays_shown(window);
     });
-    if (any_shown && !any_stays)
-        conceal(root);
+    return any_shown && !any_stays;
 }
 
 // Shows what lies below a window that is to be destroyed with all that it holds.
 void take_down(ombrel_fbmap_t& top) {
-    if (top.m_parent == nullptr)
-        take_down_all(top);
+    if (leaves(top) || leaves_at_once(top)) {
+        conceal(top);
+        return;
+    }
     for (ombrel_fbmap_t* window = &top; window != nullptr;) {
-        const bool leaves = is_shown(*window) && window->m_parent != nullptr && !stays_shown(*window);
-        if (leaves)
+        const bool all = leaves(*window);
+        if (all)
             conceal(*window);
-        window = !leaves && window->m_children != nullptr
-                     ? window->m_children
-                     : next_outside(*window, top, &ombrel_fbmap_t::m_next);
+        window = !all && window->m_children != nullptr ? window->m_children
+                                                       : next_outside(*window, top, &ombrel_fbmap_t::m_next);
     }
 }
 

@@ -52,10 +52,11 @@ public:
     }
 
     /// Takes of a window and all that it holds the opaque ones, from the lowest to the topmost: where no
-    /// other window is, the lowest opaque one is what stays when they leave. False when memory has run out.
+    /// other window is, the lowest opaque one is what stays when they leave. A root has its pixels as they
+    /// are. False when memory has run out.
     bool gather_last_shown(ombrel_fbmap_t& top, const rectangle& area) {
         for (ombrel_fbmap_t* window = &top; window != nullptr;) {
-            const bool stays = is_shown(*window) && !is_transparent(*window);
+            const bool stays = is_shown(*window) && !is_transparent(*window) && window->m_parent != nullptr;
             if (stays && !put({window, locate(*window, whole(*window)).visible, true}, area))
                 return false;
             ombrel_fbmap_t* const inner = stays ? nullptr : lowest_child(*window);
