@@ -160,7 +160,10 @@ TEST_F(Nmea, TellsWhatIsWrong) {
         {sealed("GPRMC,,,,,,,,,290200,,"), 0, 0},
         {sealed("GPRMC,,,,,,,,,290201,,"), def_ombrel_nmea_fault_field, 15},
         {sealed("GPZDA,,31,04,2002,,"), def_ombrel_nmea_fault_field, 20},
+        {sealed("GPRMC,235960,,,,,,,,311279,,"), def_ombrel_nmea_fault_field, 29},
         {sealed("GPZDA,,31,,2002,,"), def_ombrel_nmea_fault_field, 18},
+        {sealed("GPZDA,,31,07"), def_ombrel_nmea_fault_field, 13},
+        {sealed("GPZDA,235960,31,12,9999,,"), def_ombrel_nmea_fault_field, 26},
         {sealed("GPGSA,A,4"), def_ombrel_nmea_fault_field, 9},
     };
     for (const auto& one : cases) {

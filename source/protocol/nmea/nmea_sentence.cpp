@@ -199,18 +199,19 @@ bool read_field(const nmea_rule& rule, field_cursor& fields, ombrel_nmea_sentenc
     return text.empty() || read_given(rule, text, sentence);
 }
 
-/// The date as a whole, with what follows from it; a leap second is the next day's first.
-bool settle_time(ombrel_civil_time_t& time) {
+/// The date as a whole, with what follows from it; a leap second is the next day's first, when a sentence can
+/// tell its year.
+bool settle_time(ombrel_civil_time_t& time, int32_t last_year) {
     const bool is_leap_second = time.m_hour >= 0 && time.m_second == 60;
     if (is_leap_second)
         time.m_hour = time.m_minute = time.m_second = 0;
     if (time.m_year == 0 && time.m_month == 0 && time.m_day == 0)
         return true;
-    if (!system::is_date(time.m_year, time.m_month, time.m_day))
+    if (time.m_year == 0 || !system::is_date(time.m_year, time.m_month, time.m_day))
         return false;
     system::set_date(time,
                      system::day_number(time.m_year, time.m_month, time.m_day) + (is_leap_second ? 1 : 0));
-    return true;
+    return time.m_year <= last_year;
 }
 
 /// How many groups there are in what stands behind the first three fields: one field left over is the signal.
@@ -247,7 +248,7 @@ bool read_fields(ombrel_nmea_sentence_t& sentence) {
         if (!read_field(*rule, fields, sentence))
             return fail_at(sentence, def_ombrel_nmea_fault_field, fields.offset());
     ombrel_civil_time_t* const time = nmea_time_of(sentence);
-    if (time != nullptr && !settle_time(*time))
+    if (time != nullptr && !settle_time(*time, sentence.m_type == def_ombrel_nmea_rmc ? 2079 : 9999))
         return fail_at(sentence, def_ombrel_nmea_fault_field, nmea_content_size(sentence));
     if (sentence.m_type == def_ombrel_nmea_gsv)
         count_satellites(sentence.m_value.m_gsv, groups);

@@ -169,7 +169,7 @@ bool take_field(const ombrel_http_event_t& event, unsigned& given, ssdp_message&
 bool has_needed(unsigned given, const ssdp_message& message) {
     const unsigned need = needed[static_cast<size_t>(message.kind)];
     const bool is_update = message.kind == ssdp_kind::updated;
-    return (given & need) == need && (!is_update || message.next_boot_id >= 0);
+    return (given & need) == need && (!is_update || std::min(message.boot_id, message.next_boot_id) >= 0);
 }
 
 } // namespace
