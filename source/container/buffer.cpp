@@ -20,10 +20,19 @@ constexpr uint32_t uncopied = def_ombrel_buffer_flag_reference | def_ombrel_buff
 constexpr const char push_tag[] = "ombrel_push_buffer_ex";
 constexpr const char handler_tag[] = "buffer handler";
 
-// Pushes exclude each other and the handler's thread; a buffer without a handler takes no lock.
-ombrel_lock_t* push_lock(ombrel_buffer_t& buffer) {
-    return buffer.m_service != nullptr ? &buffer.m_lock : nullptr;
-}
+// Pushes exclude each other and the handler's thread; a buffer without a handler takes no lock. To the check
+// of locks its lock is held all the same: the buffer decides whether there is anybody to keep out.
+class [[nodiscard]] OMBREL_GUARD_CLASS push_guard {
+public:
+    push_guard(ombrel_buffer_t& buffer, unsigned long line) OMBREL_ACQUIRES(buffer.m_lock)
+        : guard_(buffer.m_service != nullptr ? &buffer.m_lock : nullptr, push_tag, line) {}
+    ~push_guard() OMBREL_RELEASES() {}
+
+    explicit operator bool() const { return static_cast<bool>(guard_); }
+
+private:
+    lock_guard guard_;
+};
 
 void write_bytes(unsigned char* to, const unsigned char* bytes, size_t size) {
     if (bytes != nullptr)
@@ -40,7 +49,7 @@ void free_node(buffer_node* node) {
     ombrel_free_tag(node, "ombrel_pop_buffer_ex", __LINE__);
 }
 
-void append(ombrel_buffer_t& buffer, buffer_node* node) {
+void append(ombrel_buffer_t& buffer, buffer_node* node) OMBREL_REQUIRES(buffer.m_lock) {
     if (buffer.m_head != nullptr)
         buffer.m_tail->m_next = node;
     else
@@ -48,7 +57,7 @@ void append(ombrel_buffer_t& buffer, buffer_node* node) {
     buffer.m_tail = node;
 }
 
-buffer_node* unlink_head(ombrel_buffer_t& buffer) {
+buffer_node* unlink_head(ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     buffer_node* node = buffer.m_head;
     buffer.m_head = node->m_next;
     return node;
@@ -73,7 +82,8 @@ buffer_node* make_uncopied_node(uint32_t flags, const unsigned char* bytes, size
     return node;
 }
 
-size_t fill_tail(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t size) {
+size_t fill_tail(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t size)
+    OMBREL_REQUIRES(buffer.m_lock) {
     if (buffer.m_head == nullptr)
         return 0;
     buffer_node& tail = *buffer.m_tail;
@@ -83,7 +93,8 @@ size_t fill_tail(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t siz
     return now;
 }
 
-bool append_new_node(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t size, uint32_t flags) {
+bool append_new_node(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t size, uint32_t flags)
+    OMBREL_REQUIRES(buffer.m_lock) {
     buffer_node* node;
     if (bytes != nullptr && (flags & uncopied) != 0) {
         node = make_uncopied_node(flags, bytes, size);
@@ -99,7 +110,8 @@ bool append_new_node(ombrel_buffer_t& buffer, const unsigned char* bytes, size_t
 
 // `may_fill` lets the bytes start in the free room of the last node. A node that would make the size overflow
 // cannot be had, as one without memory.
-size_t push(ombrel_buffer_t& buffer, const void* data, size_t size, uint32_t flags, bool may_fill) {
+size_t push(ombrel_buffer_t& buffer, const void* data, size_t size, uint32_t flags, bool may_fill)
+    OMBREL_REQUIRES(buffer.m_lock) {
     const auto* bytes = static_cast<const unsigned char*>(data);
     size_t queued = may_fill ? fill_tail(buffer, bytes, size) : 0;
     if (queued < size && size <= SIZE_MAX - buffer.m_size) {
@@ -117,7 +129,7 @@ bool has_untouched_block(const buffer_node& node, size_t size) {
 }
 
 // Hands out the block of an owning head node.
-void* detach_head_block(ombrel_buffer_t& buffer) {
+void* detach_head_block(ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     buffer_node* node = unlink_head(buffer);
     void* block = node->m_data;
     buffer.m_size -= node->m_used;
@@ -127,7 +139,7 @@ void* detach_head_block(ombrel_buffer_t& buffer) {
 }
 
 // `size` bytes, which must be queued, as a block.
-void* take_block(ombrel_buffer_t& buffer, size_t size, const char* tag) {
+void* take_block(ombrel_buffer_t& buffer, size_t size, const char* tag) OMBREL_REQUIRES(buffer.m_lock) {
     if (has_untouched_block(*buffer.m_head, size))
         return detach_head_block(buffer);
     void* block = ombrel_alloc_tag(size, tag, __LINE__);
@@ -146,14 +158,14 @@ struct delivery {
 };
 
 delivery take_delivery(ombrel_buffer_t& buffer) {
-    return with_lock(buffer.m_lock, handler_tag, __LINE__, delivery{}, [&] {
-        delivery taken{{}, 0, buffer.m_offset, 0, false};
-        taken.secret =
-            buffer.m_head != nullptr && (buffer.m_head->m_flags & def_ombrel_buffer_flag_wipe) != 0;
-        taken.data.reset(static_cast<unsigned char*>(ombrel_get_buffer_node(&buffer, &taken.size)));
-        taken.queued = buffer.m_size;
-        return taken;
-    });
+    const lock_guard guard(buffer.m_lock, handler_tag, __LINE__);
+    if (!guard)
+        return {};
+    delivery taken{{}, 0, buffer.m_offset, 0, false};
+    taken.secret = buffer.m_head != nullptr && (buffer.m_head->m_flags & def_ombrel_buffer_flag_wipe) != 0;
+    taken.data.reset(static_cast<unsigned char*>(ombrel_get_buffer_node(&buffer, &taken.size)));
+    taken.queued = buffer.m_size;
+    return taken;
 }
 
 void deliver(const ombrel_buffer_t& buffer, const delivery& node) {
@@ -181,8 +193,8 @@ int run_handler(ombrel_service_t* service, void* context) {
 namespace ombrel {
 
 size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size) {
-    return with_lock(push_lock(buffer), push_tag, __LINE__, size_t{0},
-                     [&] { return push(buffer, data, size, buffer.m_flags & ~uncopied, true); });
+    const push_guard guard(buffer, __LINE__);
+    return guard ? push(buffer, data, size, buffer.m_flags & ~uncopied, true) : 0;
 }
 
 void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size) {
@@ -240,6 +252,7 @@ ombrel_buffer_t* ombrel_close_buffer(ombrel_buffer_t* buffer) {
     if (buffer->m_service != nullptr)
         ombrel_close_service(buffer->m_service);
     ombrel_uninit_lock_tag(&buffer->m_lock, tag, __LINE__);
+    assert_owned(*buffer);
     while (buffer->m_head != nullptr)
         free_node(unlink_head(*buffer));
     ombrel_free_tag(buffer, tag, __LINE__);
@@ -258,13 +271,14 @@ int ombrel_end_buffer(ombrel_buffer_t* buffer) {
 size_t ombrel_push_buffer_ex(ombrel_buffer_t* buffer, const void* data, size_t size, uint32_t flags) {
     if (buffer == nullptr)
         return 0;
-    return with_lock(push_lock(*buffer), push_tag, __LINE__, size_t{0}, [&] {
-        const uint32_t combined = buffer->m_flags | flags;
-        // A block to be owned goes into its node whole, also on account of the buffer's flag: its address is
-        // what is freed.
-        const bool owns = data != nullptr && (combined & def_ombrel_buffer_flag_own) != 0;
-        return push(*buffer, data, size, combined, (flags & uncopied) == 0 && !owns);
-    });
+    const push_guard guard(*buffer, __LINE__);
+    if (!guard)
+        return 0;
+    const uint32_t combined = buffer->m_flags | flags;
+    // A block to be owned goes into its node whole, also on account of the buffer's flag: its address is what
+    // is freed.
+    const bool owns = data != nullptr && (combined & def_ombrel_buffer_flag_own) != 0;
+    return push(*buffer, data, size, combined, (flags & uncopied) == 0 && !owns);
 }
 
 size_t ombrel_push_puts_ex(ombrel_buffer_t* buffer, const char* text, uint32_t flags) {
@@ -293,7 +307,10 @@ size_t ombrel_push_printf(ombrel_buffer_t* buffer, const char* format, ...) {
 }
 
 size_t ombrel_pop_buffer_ex(ombrel_buffer_t* buffer, void* dest, size_t size, int exact) {
-    if (buffer == nullptr || (exact != 0 && size > buffer->m_size))
+    if (buffer == nullptr)
+        return 0;
+    assert_owned(*buffer);
+    if (exact != 0 && size > buffer->m_size)
         return 0;
     const size_t taken = std::min(size, buffer->m_size);
     take_front(*buffer, dest, taken);
@@ -301,7 +318,10 @@ size_t ombrel_pop_buffer_ex(ombrel_buffer_t* buffer, void* dest, size_t size, in
 }
 
 size_t ombrel_peek_buffer_ex(ombrel_buffer_t* buffer, void* dest, size_t size, size_t position, int exact) {
-    if (buffer == nullptr || position >= buffer->m_size)
+    if (buffer == nullptr)
+        return 0;
+    assert_owned(*buffer);
+    if (position >= buffer->m_size)
         return 0;
     const size_t queued = buffer->m_size - position;
     if (exact != 0 && size > queued)
@@ -323,14 +343,37 @@ size_t ombrel_peek_buffer_ex(ombrel_buffer_t* buffer, void* dest, size_t size, s
 }
 
 void* ombrel_alloc_pop_buffer_ex(ombrel_buffer_t* buffer, size_t size, int exact) {
-    if (buffer == nullptr || buffer->m_size == 0 || size == 0 || (exact != 0 && size > buffer->m_size))
+    if (buffer == nullptr || size == 0)
+        return nullptr;
+    assert_owned(*buffer);
+    if (buffer->m_size == 0 || (exact != 0 && size > buffer->m_size))
         return nullptr;
     return take_block(*buffer, std::min(size, buffer->m_size), "ombrel_alloc_pop_buffer_ex");
 }
 
+namespace {
+
+uint64_t offset_of(const ombrel_buffer_t& buffer) {
+    assert_owned(buffer);
+    return buffer.m_offset;
+}
+
+size_t size_of(const ombrel_buffer_t& buffer) {
+    assert_owned(buffer);
+    return buffer.m_size;
+}
+
+void* take_front_node(ombrel_buffer_t& buffer, size_t& size) {
+    assert_owned(buffer);
+    size = buffer.m_head != nullptr ? buffer.m_head->unread() : 0;
+    return size > 0 ? take_block(buffer, size, "ombrel_get_buffer_node") : nullptr;
+}
+
+} // namespace
+
 void* ombrel_get_buffer_node(ombrel_buffer_t* buffer, size_t* size_out) {
-    const size_t size = buffer != nullptr && buffer->m_head != nullptr ? buffer->m_head->unread() : 0;
-    void* block = size > 0 ? take_block(*buffer, size, "ombrel_get_buffer_node") : nullptr;
+    size_t size = 0;
+    void* const block = buffer != nullptr ? take_front_node(*buffer, size) : nullptr;
     if (size_out != nullptr)
         *size_out = block != nullptr ? size : 0;
     return block;
@@ -341,18 +384,19 @@ size_t ombrel_flush_buffer(ombrel_buffer_t* buffer) {
 }
 
 uint64_t ombrel_get_buffer_offset(ombrel_buffer_t* buffer) {
-    return buffer != nullptr ? buffer->m_offset : 0;
+    return buffer != nullptr ? offset_of(*buffer) : 0;
 }
 
 uint64_t ombrel_set_buffer_offset(ombrel_buffer_t* buffer, uint64_t offset) {
     if (buffer == nullptr)
         return 0;
+    assert_owned(*buffer);
     buffer->m_search = {};
     return buffer->m_offset = offset;
 }
 
 size_t ombrel_get_buffer_size(ombrel_buffer_t* buffer) {
-    return buffer != nullptr ? buffer->m_size : 0;
+    return buffer != nullptr ? size_of(*buffer) : 0;
 }
 
 int ombrel_pop_buffer_uint8(ombrel_buffer_t* buffer) {

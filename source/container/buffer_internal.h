@@ -10,6 +10,7 @@
 #include <ombrel/service.h>
 
 #include "core/invariant.h"
+#include "core/thread_safety.h"
 
 namespace ombrel {
 
@@ -26,12 +27,6 @@ struct buffer_node {
 };
 static_assert(sizeof(void*) != 4 || sizeof(buffer_node) == 24);
 
-/// Queues a copy of the bytes (zeros for null `data`), whatever the buffer's flags; gives the bytes queued.
-size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size);
-
-/// take_front() for any number of nodes.
-void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size);
-
 /// How far the search for a line end has come: where the next one goes on, so that no byte is looked at
 /// twice.
 struct line_search {
@@ -44,13 +39,16 @@ struct line_search {
 
 } // namespace ombrel
 
+/// The lock keeps pushes from several threads and the handler's thread from one another. The search for lines
+/// and the word of flags, whose upper half is that search's, belong to the thread that takes from the buffer;
+/// the rest is as it was opened.
 struct ombrel_buffer_ts {
-    ombrel::buffer_node* m_head;
-    ombrel::buffer_node* m_tail; // meaningless while m_head is null
+    ombrel::buffer_node* m_head OMBREL_GUARDED_BY(m_lock);
+    ombrel::buffer_node* m_tail OMBREL_GUARDED_BY(m_lock); // meaningless while m_head is null
     uint32_t m_flags;
     size_t m_unit_size;
-    uint64_t m_offset;
-    size_t m_size;
+    uint64_t m_offset OMBREL_GUARDED_BY(m_lock);
+    size_t m_size OMBREL_GUARDED_BY(m_lock);
     ombrel_lock_t m_lock;
     ombrel_service_t* m_service;
     void* m_context;
@@ -60,9 +58,21 @@ struct ombrel_buffer_ts {
 
 namespace ombrel {
 
+/// For all but a push: a buffer without a handler belongs to one thread, and so does taking from one with a
+/// handler, as the header says. No lock is taken there, and to the check of locks it counts as held.
+inline void assert_owned(const ombrel_buffer_t& buffer) OMBREL_ASSERTS(buffer.m_lock) {
+    static_cast<void>(buffer);
+}
+
+/// Queues a copy of the bytes (zeros for null `data`), whatever the buffer's flags; gives the bytes queued.
+size_t push_copy(ombrel_buffer_t& buffer, const void* data, size_t size);
+
+/// take_front() for any number of nodes.
+void take_nodes(ombrel_buffer_t& buffer, void* dest, size_t size) OMBREL_REQUIRES(buffer.m_lock);
+
 /// Whether nodes and figures agree: every node has unread bytes within its capacity, and together they are
 /// the queued ones. Of a long chain the beginning is looked at.
-inline bool is_sound(const ombrel_buffer_t& buffer) {
+inline bool is_sound(const ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     size_t seen = 0;
     int looks = 64;
     const buffer_node* node = buffer.m_head;
@@ -75,7 +85,7 @@ inline bool is_sound(const ombrel_buffer_t& buffer) {
 }
 
 /// Takes `size` bytes, which must be queued, into `dest` or, when it is null, away.
-inline void take_front(ombrel_buffer_t& buffer, void* dest, size_t size) {
+inline void take_front(ombrel_buffer_t& buffer, void* dest, size_t size) OMBREL_REQUIRES(buffer.m_lock) {
     buffer_node* head = buffer.m_head;
     if (head == nullptr || size >= head->unread())
         return take_nodes(buffer, dest, size);

@@ -116,7 +116,7 @@ const unsigned char* find_line_end(const unsigned char* at, const unsigned char*
 }
 
 // The search that a call goes on with.
-line_search search_of(const ombrel_buffer_t& buffer) {
+line_search search_of(const ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     const line_search& last = buffer.m_search;
     if (last.m_node != nullptr && last.m_offset == buffer.m_offset)
         return last;
@@ -126,7 +126,7 @@ line_search search_of(const ombrel_buffer_t& buffer) {
 }
 
 // Bytes of the first line with its end, or 0 when no whole line is queued.
-size_t first_line_length(ombrel_buffer_t& buffer) {
+size_t first_line_length(ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     line_search search = search_of(buffer);
     while (const buffer_node* node = search.m_node) {
         const unsigned char* end =
@@ -141,7 +141,7 @@ size_t first_line_length(ombrel_buffer_t& buffer) {
 }
 
 // Drops the front byte when it is the other half of the line end that was taken last.
-void drop_second_half(ombrel_buffer_t& buffer) {
+void drop_second_half(ombrel_buffer_t& buffer) OMBREL_REQUIRES(buffer.m_lock) {
     if ((buffer.m_flags & line_end_seen) == 0 || buffer.m_head == nullptr)
         return;
     const unsigned char byte = *buffer.m_head->front();
@@ -165,6 +165,7 @@ void note_line_end(ombrel_buffer_t& buffer, char line_end) {
 char* ombrel_pop_buffer_line(ombrel_buffer_t* buffer) {
     if (buffer == nullptr)
         return nullptr;
+    assert_owned(*buffer);
     drop_second_half(*buffer);
     const size_t length = first_line_length(*buffer);
     if (length == 0)

@@ -25,5 +25,8 @@
 #define OMBREL_TRIES(...) OMBREL_THREAD_SAFETY(try_acquire_capability(true __VA_OPT__(, ) __VA_ARGS__))
 #define OMBREL_RELEASES(...) OMBREL_THREAD_SAFETY(release_capability(__VA_ARGS__))
 
+/// Functions after which a lock counts as held: they look whether it is, or say why it need not be.
+#define OMBREL_ASSERTS(...) OMBREL_THREAD_SAFETY(assert_capability(__VA_ARGS__))
+
 /// For what the check cannot follow; a comment says why it is right.
 #define OMBREL_UNCHECKED OMBREL_THREAD_SAFETY(no_thread_safety_analysis)

@@ -34,6 +34,7 @@ int push(ombrel_base64_t* opened, const void* data, size_t size, int (*convert)(
     auto& coder = static_cast<base64_coder&>(*opened);
     if (is_finished(*coder.m_output))
         return 0;
+    assert_chains_owned(coder);
     return take_in(coder, coder.m_input->m_size + coder.m_dropped, data, size) ? convert(coder) : -1;
 }
 
@@ -134,11 +135,13 @@ bool encode_block(base64_coder& coder, size_t groups) {
     if (!(coder.m_line_width != 0 ? append_in_lines(coder, text, made)
                                   : append_whole(*coder.m_output, text, made)))
         return false;
+    assert_chains_owned(coder);
     take_front(*coder.m_input, nullptr, size);
     return true;
 }
 
 int encode_waiting(base64_coder& coder) {
+    assert_chains_owned(coder);
     while (coder.m_input->m_size >= (coder.m_final != 0 ? 1 : 3)) {
         const size_t room = room_under(coder.m_output_limit, coder.m_output->m_size);
         if (room < 4 || !encode_block(coder, groups_in(room, coder.m_line_width != 0)))
@@ -154,6 +157,7 @@ int encode_waiting(base64_coder& coder) {
 
 // Converts a part of the waiting text; false when there is no room or memory for more output.
 bool decode_block(base64_coder& coder, const unsigned char* text, size_t size) {
+    assert_chains_owned(coder);
     unsigned char bytes[3 + block_bytes]; // of a group that had no room before, and of the text
     const size_t room = room_under(coder.m_output_limit, coder.m_output->m_size);
     base64_decoding block{text,

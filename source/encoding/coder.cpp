@@ -49,6 +49,7 @@ bool append_whole(ombrel_buffer_t& chain, const void* data, size_t size) {
     const size_t queued = push_copy(chain, data, size);
     if (queued == size)
         return true;
+    assert_owned(chain);
     // What was queued went into the free room of the last node.
     if (queued > 0) {
         chain.m_tail->m_used -= queued;

@@ -89,6 +89,12 @@ Coder* open_coder(const char* tag) {
     return nullptr;
 }
 
+/// A coder's chains have no handlers: they belong to the one thread that uses the coder.
+template<typename Coder>
+void assert_chains_owned(const Coder& coder) OMBREL_ASSERTS(coder.m_input->m_lock, coder.m_output->m_lock) {
+    static_cast<void>(coder);
+}
+
 /// Takes in the bytes of a push, or its end; false when they do not fit. `waiting` counts what waits already.
 template<typename Coder>
 bool take_in(Coder& coder, size_t waiting, const void* data, size_t size) {

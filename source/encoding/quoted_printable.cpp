@@ -21,6 +21,7 @@ int push(ombrel_quoted_printable_t* coder, const void* data, size_t size,
         return -1;
     if (is_finished(*coder->m_output))
         return 0;
+    assert_chains_owned(*coder);
     return take_in(*coder, coder->m_input->m_size, data, size) ? convert(*coder) : -1;
 }
 
@@ -68,6 +69,7 @@ bool encode_block(ombrel_quoted_printable_t& coder, size_t most) {
     const size_t size = ombrel_peek_buffer(coder.m_input, bytes, std::min(most, sizeof bytes), 0);
     if (!append_whole(*coder.m_output, text, encode_bytes(text, bytes, size)))
         return false;
+    assert_chains_owned(coder);
     take_front(*coder.m_input, nullptr, size);
     return true;
 }
@@ -75,6 +77,7 @@ bool encode_block(ombrel_quoted_printable_t& coder, size_t most) {
 int encode_waiting(ombrel_quoted_printable_t& coder) {
     if (coder.m_final == 0)
         return 0;
+    assert_chains_owned(coder);
     while (coder.m_input->m_size > 0) {
         // Room for three bytes is due for each byte, also for one that is copied: meant so.
         const size_t room = room_under(coder.m_output_limit, coder.m_output->m_size);
@@ -130,6 +133,7 @@ decoded decode_text(const unsigned char* text, size_t size, bool is_last, unsign
 }
 
 int decode_waiting(ombrel_quoted_printable_t& coder) {
+    assert_chains_owned(coder);
     unsigned char text[block_size], bytes[block_size];
     while (const size_t size = ombrel_peek_buffer(coder.m_input, text, sizeof text, 0)) {
         const bool is_last = coder.m_final != 0 && size == coder.m_input->m_size;

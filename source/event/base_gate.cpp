@@ -7,7 +7,7 @@ namespace ombrel {
 namespace {
 
 // Whether a loop that sleeps has to look at the base again.
-bool concerns_wait(ombrel_event_base_t& base) {
+bool concerns_wait(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     return base.m_break != 0 || base.m_exit != 0 || base.m_active_event_count != 0 ||
            base.m_waiting != nullptr || base.m_descriptors.has_always_ready() ||
            next_expiry(base) < base.m_wait_until || !platform::wait_sees_changes();

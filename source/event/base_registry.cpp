@@ -7,29 +7,27 @@
 namespace ombrel {
 
 std::atomic<uint32_t> freed_base_count;
+fair_gate base_registry_gate;
 
 namespace {
 
-// Entered before the gate of a base, never after it.
-fair_gate registry_gate;
-
 /// Chains of bases by address.
-ombrel_event_base_t* chains[64] OMBREL_GUARDED_BY(registry_gate);
+ombrel_event_base_t* chains[64] OMBREL_GUARDED_BY(base_registry_gate);
 
 class OMBREL_GUARD_CLASS registry_guard {
 public:
-    registry_guard() OMBREL_ACQUIRES(registry_gate) { registry_gate.enter(); }
-    ~registry_guard() OMBREL_RELEASES() { registry_gate.leave(); }
+    registry_guard() OMBREL_ACQUIRES(base_registry_gate) { base_registry_gate.enter(); }
+    ~registry_guard() OMBREL_RELEASES() { base_registry_gate.leave(); }
     registry_guard(const registry_guard&) = delete;
     registry_guard& operator=(const registry_guard&) = delete;
 };
 
-ombrel_event_base_t*& chain_of(const ombrel_event_base_t* base) OMBREL_REQUIRES(registry_gate) {
+ombrel_event_base_t*& chain_of(const ombrel_event_base_t* base) OMBREL_REQUIRES(base_registry_gate) {
     return chains[reinterpret_cast<uintptr_t>(base) / 256 % std::size(chains)];
 }
 
 /// The link that points to the base, or to null when it is gone.
-ombrel_event_base_t** find_link(const ombrel_event_base_t* base) OMBREL_REQUIRES(registry_gate) {
+ombrel_event_base_t** find_link(const ombrel_event_base_t* base) OMBREL_REQUIRES(base_registry_gate) {
     ombrel_event_base_t** link = &chain_of(base);
     while (*link != nullptr && *link != base)
         link = &(*link)->m_next_base;
@@ -71,7 +69,7 @@ delisting delist_base(ombrel_event_base_t* base) {
 
 namespace {
 
-bool enter_if_living(ombrel_event_t& event, ombrel_event_base_t* base) {
+bool enter_if_living(ombrel_event_t& event, ombrel_event_base_t* base) OMBREL_TRIES(base->m_gate) {
     const uint32_t now = freed_bases();
     if (enter_living_base(base)) {
         if (base_of(event) == base && !is_in_loop(event))
@@ -84,7 +82,7 @@ bool enter_if_living(ombrel_event_t& event, ombrel_event_base_t* base) {
 
 } // namespace
 
-ombrel_event_base_t* enter_base_slowly(ombrel_event_t& event) {
+ombrel_event_base_t* enter_base_slowly(ombrel_event_t& event) OMBREL_UNCHECKED {
     while (ombrel_event_base_t* base = base_of(event)) {
         if (!may_have_outlived_its_base(event))
             enter_base(*base);

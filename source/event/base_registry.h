@@ -6,12 +6,14 @@
 
 #include <ombrel/event.h>
 
+#include "event/fair_gate.h"
+
 namespace ombrel {
 
-void enlist_base(ombrel_event_base_t& base);
+/// Guards the list of the bases. Entered before the gate of a base, never after it.
+extern fair_gate base_registry_gate;
 
-/// Enters the gate of a base unless it is gone.
-bool enter_living_base(ombrel_event_base_t* base);
+void enlist_base(ombrel_event_base_t& base);
 
 enum class delisting { done, gone, in_use };
 /// Takes a base out before it is freed, unless its loop runs or its service starts or stops.

@@ -274,14 +274,13 @@ int ombrel_event_set_priority(ombrel_event_t* event, uint32_t priority) {
     const event_guard home("ombrel_event_set_priority", event);
     if (!home)
         return -1;
-    ombrel_event_base_t& base = home.base();
     const char* refusal = nullptr;
     if ((event->m_flags & def_ombrel_event_active) != 0)
         refusal = "already active event !";
-    else if (priority >= base.m_max_priority)
+    else if (priority >= home.base().m_max_priority)
         refusal = "s_priority >= max_priority !";
     if (refusal != nullptr) {
-        log_line(base, severity::error, "ombrel_event_set_priority", refusal);
+        log_line(home.base(), severity::error, "ombrel_event_set_priority", refusal);
         return -1;
     }
     event->m_priority = priority;

@@ -32,7 +32,7 @@ void on_notify(ombrel_event_t*, int fd, uint32_t result_flags, void* context) {
     static_cast<ombrel_event_base_t*>(context)->m_wakeup_posted.store(false);
 }
 
-bool set_priorities(ombrel_event_base_t& base, uint32_t count) {
+bool set_priorities(ombrel_event_base_t& base, uint32_t count) OMBREL_REQUIRES(base.m_gate) {
     if (count == 0 || count >= def_ombrel_event_max_priority || base.m_active_event_count != 0)
         return false;
     auto* queues = static_cast<run_queue*>(
@@ -47,6 +47,7 @@ bool set_priorities(ombrel_event_base_t& base, uint32_t count) {
 
 // What failed, or null.
 const char* build(ombrel_event_base_t& base) {
+    assert_unshared(base);
     if (!base.m_descriptors.open())
         return "ombrel_open_select failed !";
     if (!set_priorities(base, 1))
@@ -64,12 +65,12 @@ const char* build(ombrel_event_base_t& base) {
 }
 
 // Lets an event go, so that it does not reach for the base later.
-void forget_base(ombrel_event_base_t& base, ombrel_event_t& event) {
+void forget_base(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     unregister_event(base, event);
     set_base_of(event, nullptr);
 }
 
-void free_once_events(ombrel_event_base_t& base) {
+void free_once_events(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     for (ombrel_event_t* event = base.m_head; event != nullptr;) {
         ombrel_event_t* next = event->m_next;
         if (is_once_event(*event)) {
@@ -85,7 +86,7 @@ void assert_none(size_t count, const char* condition) {
         ombrel_assert_fail_tag(source_name, "ombrel_free_event_base", __LINE__, condition);
 }
 
-void detach_left_events(ombrel_event_base_t& base) {
+void detach_left_events(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     while (base.m_head != nullptr)
         forget_base(base, *base.m_head);
     for (uint32_t priority = 0; priority < base.m_max_priority; priority++)
@@ -106,6 +107,7 @@ void close_notify(ombrel_event_base_t& base) {
 
 void destroy(ombrel_event_base_t* base) {
     close_names(*base);
+    assert_unshared(*base);
     free_once_events(*base);
     close_notify(*base);
     assert_none(base->m_event_count, "s_base->m_event_count == ((size_t)0u)");
@@ -129,6 +131,7 @@ ombrel_event_base_t* make_base(const char*& failure) {
         failure = "not enough memory !";
         return nullptr;
     }
+    assert_unshared(*base);
     base->m_thread_id = ombrel_get_thread_id();
     base->m_max_wait = -1;
     base->m_notify_pipe[0] = base->m_notify_pipe[1] = -1;

@@ -1,4 +1,6 @@
 // Names that events wait for, and the connections that the loop makes for them.
+#include <utility>
+
 #include <ombrel/address.h>
 #include <ombrel/output.h>
 #include <ombrel/socket.h>
@@ -18,7 +20,7 @@ constexpr const char* loop_name = "ombrel_event_base_loop";
 constexpr uint64_t resolver_retry_milliseconds = 1000;
 
 // Asking again at once would ask without end.
-void ask_later(ombrel_event_base_t& base, ombrel_event_t& event) {
+void ask_later(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     start_waiting(base.m_unanswered, event);
     if (base.m_resolver_retry == 0)
         base.m_resolver_retry = ombrel_time_stamp_msec() + resolver_retry_milliseconds;
@@ -36,7 +38,7 @@ void on_resolved(cache_entry& entry, bool has_answer, void* context) {
     }
 }
 
-cached_name ask_cache(ombrel_event_base_t& base, const ombrel_event_t& event) {
+cached_name ask_cache(ombrel_event_base_t& base, const ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     if (base.m_resolver_cache == nullptr)
         base.m_resolver_cache = open_resolver_cache({on_resolved, &base});
     if (base.m_resolver_cache == nullptr)
@@ -69,16 +71,21 @@ void retry_names(ombrel_event_base_t& base, uint64_t now) {
         start_waiting(base.m_waiting, *base.m_unanswered);
 }
 
-void close_names(ombrel_event_base_t& base) {
-    if (base.m_resolver_cache == nullptr)
-        return;
-    {
-        const base_guard guard(base);
+namespace {
+
+ombrel_resolver_cache_t* take_cache(ombrel_event_base_t& base) {
+    const base_guard guard(base);
+    if (base.m_resolver_cache != nullptr)
         for (ombrel_event_t* event = base.m_head; event != nullptr; event = event->m_next)
             stop_waiting(*event);
-    }
-    ombrel_close_resolver_cache(base.m_resolver_cache);
-    base.m_resolver_cache = nullptr;
+    return std::exchange(base.m_resolver_cache, nullptr);
+}
+
+} // namespace
+
+void close_names(ombrel_event_base_t& base) {
+    if (ombrel_resolver_cache_t* cache = take_cache(base))
+        ombrel_close_resolver_cache(cache);
 }
 
 void drop_socket(ombrel_event_base_t& base, ombrel_event_t& event) {
@@ -109,7 +116,8 @@ bool bind_socket(ombrel_event_t& event, int family) {
     return true;
 }
 
-bool open_own_socket(ombrel_event_base_t& base, ombrel_event_t& event, int family) {
+bool open_own_socket(ombrel_event_base_t& base, ombrel_event_t& event, int family)
+    OMBREL_REQUIRES(base.m_gate) {
     if (event.m_fd >= 0 && (event.m_state & state_owns_socket) == 0)
         return true;
     drop_socket(base, event);
@@ -121,7 +129,7 @@ bool open_own_socket(ombrel_event_base_t& base, ombrel_event_t& event, int famil
 }
 
 platform::connect_state try_address(ombrel_event_base_t& base, ombrel_event_t& event,
-                                    const ombrel_resolver_t& answer) {
+                                    const ombrel_resolver_t& answer) OMBREL_REQUIRES(base.m_gate) {
     if (!open_own_socket(base, event, answer.m_family) || !bind_socket(event, answer.m_family))
         return platform::connect_state::failed;
     return platform::start_connect(event.m_fd, answer.m_address, answer.m_address_size);
@@ -133,7 +141,8 @@ uint32_t answered_result(ombrel_event_t& event) {
     return answered ? def_ombrel_event_with_resolver : 0;
 }
 
-uint32_t end_connect(ombrel_event_base_t& base, ombrel_event_t& event, bool connected) {
+uint32_t end_connect(ombrel_event_base_t& base, ombrel_event_t& event, bool connected)
+    OMBREL_REQUIRES(base.m_gate) {
     remove_flags(event, def_ombrel_event_connecting);
     add_flags(event, connected ? def_ombrel_event_connected : def_ombrel_event_connect_failed);
     stop_waiting(event);
@@ -145,7 +154,7 @@ uint32_t end_connect(ombrel_event_base_t& base, ombrel_event_t& event, bool conn
     return outcome | def_ombrel_event_managed_connect | answered_result(event);
 }
 
-uint32_t begin_waiting(ombrel_event_base_t& base, ombrel_event_t& event) {
+uint32_t begin_waiting(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     add_flags(event, def_ombrel_event_connecting);
     stop_waiting(event);
     if (refresh_interest(base, event))
@@ -154,7 +163,8 @@ uint32_t begin_waiting(ombrel_event_base_t& base, ombrel_event_t& event) {
 }
 
 // Tries the answers from `answer` on. 0 while one is being connected to.
-uint32_t try_addresses(ombrel_event_base_t& base, ombrel_event_t& event, ombrel_resolver_t* answer) {
+uint32_t try_addresses(ombrel_event_base_t& base, ombrel_event_t& event, ombrel_resolver_t* answer)
+    OMBREL_REQUIRES(base.m_gate) {
     for (; answer != nullptr; answer = answer->m_next) {
         event.m_connect_address = answer;
         log_line(base, severity::message, loop_name, "connecting...", &event);
@@ -170,7 +180,8 @@ uint32_t try_addresses(ombrel_event_base_t& base, ombrel_event_t& event, ombrel_
     return end_connect(base, event, false);
 }
 
-uint32_t start_managed_connect(ombrel_event_base_t& base, ombrel_event_t& event) {
+uint32_t start_managed_connect(ombrel_event_base_t& base, ombrel_event_t& event)
+    OMBREL_REQUIRES(base.m_gate) {
     if (event.m_resolver_info != nullptr)
         return try_addresses(base, event, event.m_resolver_info);
     if (event.m_resolver_name != nullptr)

@@ -15,7 +15,8 @@ inline bool may_have_outlived_its_base(const ombrel_event_t& event) {
 ombrel_event_base_t* enter_base_slowly(ombrel_event_t& event);
 
 /// Enters the gate of the event's base. Null when it has none, or none any more, which is noted in the event.
-inline ombrel_event_base_t* enter_base_of(ombrel_event_t& event) {
+/// The check of locks follows no gate that comes by a result: home_guard says what is held.
+inline ombrel_event_base_t* enter_base_of(ombrel_event_t& event) OMBREL_UNCHECKED {
     ombrel_event_base_t* base = base_of(event);
     if (base == nullptr || may_have_outlived_its_base(event))
         return enter_base_slowly(event);
@@ -26,12 +27,14 @@ inline ombrel_event_base_t* enter_base_of(ombrel_event_t& event) {
     return enter_base_slowly(event);
 }
 
-/// Holds the gate of the event's base, if it has one.
-class home_guard {
+/// Holds the gate of the event's base, if it has one. To the check of locks the gate of base() is held in any
+/// case: without a base there is nothing that it would guard.
+class OMBREL_GUARD_CLASS home_guard {
 public:
     /// Null for no event.
-    explicit home_guard(ombrel_event_t* event) : base_(event != nullptr ? enter_base_of(*event) : nullptr) {}
-    ~home_guard() { leave(); }
+    explicit home_guard(ombrel_event_t* event) OMBREL_ACQUIRES(base().m_gate)
+        : base_(event != nullptr ? enter_base_of(*event) : nullptr) {}
+    ~home_guard() OMBREL_RELEASES() { leave(); }
     home_guard(const home_guard&) = delete;
     home_guard& operator=(const home_guard&) = delete;
 
@@ -39,7 +42,7 @@ public:
     ombrel_event_base_t& base() const { return *base_; }
 
 protected:
-    void leave() {
+    void leave() OMBREL_UNCHECKED {
         if (base_ != nullptr)
             leave_base(*base_);
         base_ = nullptr;
@@ -50,15 +53,16 @@ private:
 };
 
 /// The same for an event that is assigned and has a base; reports any other and holds nothing.
-class event_guard : public home_guard {
+class OMBREL_GUARD_CLASS event_guard : public home_guard {
 public:
-    event_guard(const char* function, ombrel_event_t* event)
+    event_guard(const char* function, ombrel_event_t* event) OMBREL_ACQUIRES(base().m_gate)
         : home_guard(is_assigned(function, event) ? event : nullptr) {
         if (event == nullptr || (flags_of(*event) & def_ombrel_event_assigned) == 0)
             leave();
         else if (!*this)
             report_homeless(function, *event);
     }
+    ~event_guard() OMBREL_RELEASES() {}
 };
 
 } // namespace ombrel

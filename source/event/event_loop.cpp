@@ -17,32 +17,38 @@ namespace {
 
 constexpr const char* loop_name = "ombrel_event_base_loop";
 
-bool has_work(const ombrel_event_base_t& base) {
+bool has_work(const ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     return base.m_active_event_count != 0 || base.m_signal_news.load() || base.m_waiting != nullptr ||
            base.m_descriptors.has_always_ready();
 }
 
-int wait_time(ombrel_event_base_t& base, uint32_t loop_flags) {
+int wait_time(ombrel_event_base_t& base, uint32_t loop_flags) OMBREL_REQUIRES(base.m_gate) {
     if (has_work(base) || (loop_flags & def_ombrel_event_loop_non_block) != 0)
         return 0;
     return shorter_wait(deadline::at(next_expiry(base)).left(), base.m_max_wait);
 }
 
+// Outside the gate: the host's set is the same from the base's making to its end, and changes while it is
+// waited for.
+int sleep(ombrel_event_base_t& base, int wait) OMBREL_UNCHECKED {
+    return base.m_descriptors.wait(wait);
+}
+
 // The gate is open while the loop sleeps: what other threads add is told to the host by themselves, and they
 // wake the loop only for what concerns its wait.
-int wait_for_readiness(ombrel_event_base_t& base, uint32_t loop_flags) {
+int wait_for_readiness(ombrel_event_base_t& base, uint32_t loop_flags) OMBREL_REQUIRES(base.m_gate) {
     base.m_descriptors.settle();
     const int wait = wait_time(base, loop_flags);
     base.m_wait_until = next_expiry(base);
     leave_base(base, wait != 0);
-    const int count = base.m_descriptors.wait(wait);
+    const int count = sleep(base, wait);
     const fault_keeper why;
     enter_base(base);
     base.m_sleeping = false;
     return count;
 }
 
-void collect(ombrel_event_base_t& base, ombrel_event_t& event) {
+void collect(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     if ((event.m_state & state_candidate) != 0 || (event.m_flags & def_ombrel_event_registered) == 0)
         return;
     event.m_state |= state_candidate;
@@ -50,9 +56,10 @@ void collect(ombrel_event_base_t& base, ombrel_event_t& event) {
 }
 
 // The notify event stands first in the list and takes its readiness itself.
-void collect_ready(ombrel_event_base_t& base, int count) {
+void collect_ready(ombrel_event_base_t& base, int count) OMBREL_REQUIRES(base.m_gate) {
     size_t taken = 0;
     const size_t pairs = base.m_descriptors.take_ready(count, [&](ombrel_event_t& event, unsigned ready) {
+        base.m_gate.assert_held();
         if (&event != &base.m_notify_event) {
             set_ready(event, ready);
             collect(base, event);
@@ -64,7 +71,7 @@ void collect_ready(ombrel_event_base_t& base, int count) {
     base.m_ready_left = pairs - taken;
 }
 
-void collect_expired(ombrel_event_base_t& base, uint64_t now) {
+void collect_expired(ombrel_event_base_t& base, uint64_t now) OMBREL_REQUIRES(base.m_gate) {
     while (ombrel_event_t* event = base.m_timers.first()) {
         if (event->m_expiry > now)
             return;
@@ -74,14 +81,14 @@ void collect_expired(ombrel_event_base_t& base, uint64_t now) {
     }
 }
 
-void collect_signalled(ombrel_event_base_t& base) {
+void collect_signalled(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     if (!base.m_signal_news.load(std::memory_order_relaxed) || !base.m_signal_news.exchange(false))
         return;
     for (ombrel_signal_node_t* node = base.m_signals; node != nullptr;)
         collect(base, *next_signal_event(node));
 }
 
-void collect_waiting(ombrel_event_base_t& base, uint64_t now) {
+void collect_waiting(ombrel_event_base_t& base, uint64_t now) OMBREL_REQUIRES(base.m_gate) {
     retry_names(base, now);
     while (ombrel_event_t* event = base.m_waiting) {
         stop_waiting(*event);
@@ -95,7 +102,7 @@ bool in_list_order(const ombrel_event_t* a, const ombrel_event_t* b) {
 
 // The kinds for which an event's socket is ready, each counted off from what the wait reported: events that
 // share a socket and stand further down the list may find nothing left, by design.
-unsigned take_ready_bits(ombrel_event_base_t& base, ombrel_event_t& event) {
+unsigned take_ready_bits(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     const unsigned ready = event.m_ready;
     set_ready(event, 0);
     if (ready == 0)
@@ -117,7 +124,7 @@ uint32_t take_answer(ombrel_event_t& event) {
     return def_ombrel_event_with_resolver;
 }
 
-uint32_t new_results(ombrel_event_base_t& base, ombrel_event_t& event) {
+uint32_t new_results(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     // One that waits for its answer is told of it.
     if (needs_answer(event) && (event.m_state & state_waiting) == 0)
         ask_resolver(base, event);
@@ -132,7 +139,7 @@ uint32_t new_results(ombrel_event_base_t& base, ombrel_event_t& event) {
     return result | ((event.m_state & state_buffered) != 0 ? move_bytes(base, event, ready) : ready);
 }
 
-void examine(ombrel_event_base_t& base, ombrel_event_t& event, uint64_t now) {
+void examine(ombrel_event_base_t& base, ombrel_event_t& event, uint64_t now) OMBREL_REQUIRES(base.m_gate) {
     event.m_state &= ~state_candidate;
     const bool active = (event.m_flags & def_ombrel_event_active) != 0;
     if (!active)
@@ -145,7 +152,7 @@ void examine(ombrel_event_base_t& base, ombrel_event_t& event, uint64_t now) {
 }
 
 // Looks at the events that may have something, in the order of the list of all events.
-void gather(ombrel_event_base_t& base, int ready_count) {
+void gather(ombrel_event_base_t& base, int ready_count) OMBREL_REQUIRES(base.m_gate) {
     const uint64_t now = ombrel_time_stamp_msec();
     base.m_candidate_count = 0;
     collect_ready(base, ready_count);
@@ -159,7 +166,7 @@ void gather(ombrel_event_base_t& base, int ready_count) {
         examine(base, **event, now);
 }
 
-void run_handler(ombrel_event_base_t& base, ombrel_event_t& event) {
+void run_handler(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     const uint32_t result = event.m_result_flags;
     if ((result & def_ombrel_event_connected) != 0)
         event.m_state &= ~state_owns_socket;
@@ -190,7 +197,7 @@ void run_handler(ombrel_event_base_t& base, ombrel_event_t& event) {
 }
 
 // Runs the most urgent queue that is not empty, as it stands now. Returns whether a handler ran.
-bool run_active(ombrel_event_base_t& base) {
+bool run_active(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     if (base.m_active_event_count == 0)
         return false;
     uint32_t priority = 0;
@@ -207,7 +214,7 @@ bool run_active(ombrel_event_base_t& base) {
     return true;
 }
 
-bool is_asked_to_stop(ombrel_event_base_t& base) {
+bool is_asked_to_stop(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     if (base.m_exit != 0)
         return true;
     const bool stop = base.m_break != 0;
@@ -216,7 +223,8 @@ bool is_asked_to_stop(ombrel_event_base_t& base) {
 }
 
 // Whether the flags end the loop after an iteration.
-bool is_last_iteration(ombrel_event_base_t& base, uint32_t loop_flags, bool ran) {
+bool is_last_iteration(ombrel_event_base_t& base, uint32_t loop_flags, bool ran)
+    OMBREL_REQUIRES(base.m_gate) {
     const bool idle = base.m_active_event_count == 0;
     const char* reason = nullptr;
     if ((loop_flags & def_ombrel_event_loop_once) != 0 && ran && idle) {
@@ -232,7 +240,7 @@ bool is_last_iteration(ombrel_event_base_t& base, uint32_t loop_flags, bool ran)
     return reason != nullptr;
 }
 
-loop_end iterate(ombrel_event_base_t& base, uint32_t loop_flags) {
+loop_end iterate(ombrel_event_base_t& base, uint32_t loop_flags) OMBREL_REQUIRES(base.m_gate) {
     for (;;) {
         if (is_asked_to_stop(base))
             return loop_end::ended;

@@ -11,7 +11,7 @@ namespace ombrel {
 namespace {
 
 // Each registered event has its place among the candidates beforehand, so that the loop needs no memory.
-bool reserve_candidate(ombrel_event_base_t& base) {
+bool reserve_candidate(ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     if (base.m_event_count < base.m_candidate_room)
         return true;
     const size_t room = base.m_candidate_room == 0 ? 64 : base.m_candidate_room * 2;
@@ -26,7 +26,7 @@ bool reserve_candidate(ombrel_event_base_t& base) {
     return true;
 }
 
-void link_event(ombrel_event_base_t& base, ombrel_event_t& event) {
+void link_event(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     event.m_prev = base.m_tail;
     event.m_next = nullptr;
     (base.m_tail != nullptr ? base.m_tail->m_next : base.m_head) = &event;
@@ -37,7 +37,7 @@ void link_event(ombrel_event_base_t& base, ombrel_event_t& event) {
     base.m_event_count++;
 }
 
-void unlink_event(ombrel_event_base_t& base, ombrel_event_t& event) {
+void unlink_event(ombrel_event_base_t& base, ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     (event.m_prev != nullptr ? event.m_prev->m_next : base.m_head) = event.m_next;
     (event.m_next != nullptr ? event.m_next->m_prev : base.m_tail) = event.m_prev;
     event.m_prev = event.m_next = nullptr;
@@ -60,7 +60,8 @@ void forget_outcomes(ombrel_event_t& event) {
     event.m_connect_address = nullptr;
 }
 
-bool join(ombrel_event_base_t& base, ombrel_event_t& event, const char* function) {
+bool join(ombrel_event_base_t& base, ombrel_event_t& event, const char* function)
+    OMBREL_REQUIRES(base.m_gate) {
     if (!reserve_candidate(base)) {
         log_line(base, severity::error, function, "not enough memory !");
         return false;
@@ -134,7 +135,7 @@ void disarm_timer(ombrel_event_base_t& base, ombrel_event_t& event) {
 namespace {
 
 // The count of priorities may have shrunk since the event's was set.
-run_queue& queue_of(ombrel_event_base_t& base, const ombrel_event_t& event) {
+run_queue& queue_of(ombrel_event_base_t& base, const ombrel_event_t& event) OMBREL_REQUIRES(base.m_gate) {
     return base.m_queues[std::min(event.m_priority, base.m_max_priority - 1)];
 }
 

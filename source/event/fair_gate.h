@@ -37,6 +37,9 @@ public:
     /// For invariants: whether the thread is inside.
     bool is_held() const { return held_locks::has(this); }
 
+    /// For where the check of locks cannot see that the caller is inside.
+    void assert_held() const OMBREL_ASSERTS() { OMBREL_INVARIANT(is_held()); }
+
 private:
     void wait_for(uint32_t ticket) {
         for (int i = 0; i < spins; i++) {

@@ -8,15 +8,23 @@
 #include "core/short_lock_guard.h"
 #include "platform/file.h"
 
+namespace {
+
+/// Guards the chains and what changes in the watches. Nothing that is called under it waits.
+ombrel_short_lock_t chains_lock;
+
+} // namespace
+
 /// A child's status can be taken once, so all events that watch the child share it. The descriptor, unlike
 /// the number, is that of no other process.
 struct ombrel_process_watch_ts {
-    ombrel_process_watch_t* next; ///< of its chain, while the child is not known to have ended
+    /// Of its chain, while the child is not known to have ended.
+    ombrel_process_watch_t* next OMBREL_GUARDED_BY(chains_lock);
     int process;
     int descriptor;
-    unsigned users;
-    bool has_ended;
-    ombrel::platform::process_end end;
+    unsigned users OMBREL_GUARDED_BY(chains_lock);
+    bool has_ended OMBREL_GUARDED_BY(chains_lock);
+    ombrel::platform::process_end end OMBREL_GUARDED_BY(chains_lock);
 };
 
 namespace ombrel {
@@ -25,17 +33,14 @@ namespace {
 
 constexpr char function[] = "ombrel_event_set_process";
 
-/// Guards the chains and what changes in the watches. Nothing that is called under it waits.
-ombrel_short_lock_t chains_lock;
-
 /// Watches by the number of their process.
-ombrel_process_watch_t* chains[64];
+ombrel_process_watch_t* chains[64] OMBREL_GUARDED_BY(chains_lock);
 
-ombrel_process_watch_t*& chain_of(int process) {
+ombrel_process_watch_t*& chain_of(int process) OMBREL_REQUIRES(chains_lock) {
     return chains[static_cast<unsigned>(process) % std::size(chains)];
 }
 
-void unlink(const ombrel_process_watch_t& watch) {
+void unlink(const ombrel_process_watch_t& watch) OMBREL_REQUIRES(chains_lock) {
     ombrel_process_watch_t** link = &chain_of(watch.process);
     while (*link != nullptr && *link != &watch)
         link = &(*link)->next;
@@ -43,7 +48,7 @@ void unlink(const ombrel_process_watch_t& watch) {
         *link = watch.next;
 }
 
-void note_end(ombrel_process_watch_t& watch) {
+void note_end(ombrel_process_watch_t& watch) OMBREL_REQUIRES(chains_lock) {
     watch.has_ended = platform::collect_child(watch.descriptor, watch.end) != platform::child_state::running;
     if (watch.has_ended)
         unlink(watch);
@@ -51,7 +56,7 @@ void note_end(ombrel_process_watch_t& watch) {
 
 /// The watch that others have of the same child, or null. One whose child was waited for by somebody else has
 /// a number that may be another child's by now.
-ombrel_process_watch_t* find_other(int process) {
+ombrel_process_watch_t* find_other(int process) OMBREL_REQUIRES(chains_lock) {
     ombrel_process_watch_t* found = chain_of(process);
     while (found != nullptr && found->process != process)
         found = found->next;

@@ -92,7 +92,7 @@ void remove_user(int signum) OMBREL_REQUIRES(registry_lock) {
         stop_catching(signum);
 }
 
-void link_to_base(ombrel_signal_node_t& node, ombrel_event_base_t& base) {
+void link_to_base(ombrel_signal_node_t& node, ombrel_event_base_t& base) OMBREL_REQUIRES(base.m_gate) {
     node.base_prev = nullptr;
     node.base_next = base.m_signals;
     if (node.base_next != nullptr)
@@ -101,7 +101,9 @@ void link_to_base(ombrel_signal_node_t& node, ombrel_event_base_t& base) {
     node.base.store(&base);
 }
 
-void unlink_from_base(ombrel_signal_node_t& node) {
+// With the gate of the base, or while it is destroyed: the check of locks cannot tell, as the base comes from
+// the node.
+void unlink_from_base(ombrel_signal_node_t& node) OMBREL_UNCHECKED {
     ombrel_event_base_t* base = node.base.exchange(nullptr);
     if (base == nullptr)
         return;
@@ -140,8 +142,10 @@ bool ombrel::attach_signal(ombrel_event_t& event) {
     registered_signal& of = registry[node->signum];
     node->next.store(of.nodes.load());
     of.nodes.store(node.get());
-    if (event.m_base != nullptr)
+    if (event.m_base != nullptr) {
+        event.m_base->m_gate.assert_held();
         link_to_base(*node, *event.m_base);
+    }
     set_signal_of(event, node.release());
     return true;
 }

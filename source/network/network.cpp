@@ -21,7 +21,7 @@ constexpr int add_reference = 1, drop_reference = 0, read_count = -1;
 /// The one place that touches the start-up count. Adding and dropping give 0 or -1, reading gives the count.
 int count_reference(int mode) {
     static ombrel_short_lock_t lock;
-    static int count;
+    static int count OMBREL_GUARDED_BY(lock);
     const short_lock_guard guard(lock);
     if (mode == read_count)
         return count;

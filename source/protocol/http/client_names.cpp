@@ -31,7 +31,7 @@ unsigned choose_thread(const client_names& names) {
                                  std::begin(names.asked));
 }
 
-void unlink(client_names& names, name_lookup& lookup) {
+void unlink(client_names& names, name_lookup& lookup) OMBREL_REQUIRES(names.lock) {
     node_list<name_lookup>(names.first).unlink(lookup);
     names.asked[lookup.thread]--;
 }

@@ -6,6 +6,7 @@
 #include <ombrel/short_lock.h>
 
 #include "core/node_list.h"
+#include "core/thread_safety.h"
 
 namespace ombrel::protocol {
 
@@ -27,10 +28,15 @@ struct client_names {
 
     ombrel_event_t* wake; ///< activated when a name was answered
     ombrel_short_lock_t lock;
-    name_lookup* first;
+    name_lookup* first OMBREL_GUARDED_BY(lock);
     ombrel_resolver_cache_t* caches[most_threads];
     unsigned asked[most_threads];
 };
+
+/// Whether any name is being looked up. The loop alone changes the list, so that it looks without the lock.
+inline bool has_lookups(const client_names& names) OMBREL_UNCHECKED {
+    return names.first != nullptr;
+}
 
 /// Begins a look-up. False when there is neither memory nor a thread for it.
 bool ask_name(client_names& names, name_lookup& lookup);

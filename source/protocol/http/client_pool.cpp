@@ -210,7 +210,7 @@ void go_on_connecting(const ombrel_http_client_t& client, const http_host& host)
 } // namespace
 
 void take_names(ombrel_http_client_t& client) {
-    if (client.names.first == nullptr)
+    if (!has_lookups(client.names))
         return;
     for (http_host* host = client.hosts; host != nullptr; host = host->m_next) {
         const lookup_state state =

@@ -186,6 +186,7 @@ ombrel_process_t* open(const char* const* arguments, const char* command,
     process->m_feed = static_cast<const char*>(options.m_feed);
     process->m_feed_left = options.m_feed_size;
     process->m_limit = options.m_limit > 0 ? options.m_limit : def_ombrel_process_default_limit;
+    assert_unshared(*process);
     process->m_state = platform::child_state::running;
     return process.release();
 }

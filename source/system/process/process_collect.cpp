@@ -65,7 +65,7 @@ int collect(ombrel_process_t& process, const deadline& limit, collector& to) {
         return result;
     if (!wait_for_end(process, limit))
         return 0;
-    to.result.m_end = {process.m_end.exit_code, process.m_end.signal_number};
+    to.result.m_end = end_of(process);
     return 1;
 }
 

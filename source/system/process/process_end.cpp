@@ -94,7 +94,7 @@ int ombrel_process_wait(ombrel_process_t* process, int timeout_ms, ombrel_proces
     if (!wait_for_end(*process, deadline(timeout_ms)))
         return 0;
     if (end != nullptr)
-        *end = {process->m_end.exit_code, process->m_end.signal_number};
+        *end = end_of(*process);
     return 1;
 }
 

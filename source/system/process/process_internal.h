@@ -8,6 +8,7 @@
 
 #include "core/deadline.h"
 #include "core/fault.h"
+#include "core/thread_safety.h"
 #include "platform/process.h"
 
 struct ombrel_process_ts {
@@ -22,8 +23,8 @@ struct ombrel_process_ts {
     // The end is looked at and signals are sent under the lock, several threads may do so. What the system
     // keeps about the child stays with it until the close, so that its number and its group are no other's.
     ombrel_short_lock_t m_lock;
-    ombrel::platform::child_state m_state;
-    ombrel::platform::process_end m_end;
+    ombrel::platform::child_state m_state OMBREL_GUARDED_BY(m_lock);
+    ombrel::platform::process_end m_end OMBREL_GUARDED_BY(m_lock);
 };
 
 namespace ombrel::system {
@@ -32,6 +33,16 @@ template<typename Result = int>
 Result fail_by(fault_code code, Result result = -1) {
     leave_fault(code);
     return result;
+}
+
+/// A process that is being started is known to one thread.
+inline void assert_unshared(const ombrel_process_t& process) OMBREL_ASSERTS(process.m_lock) {
+    static_cast<void>(process);
+}
+
+/// How it ended, which stands without the lock once it has.
+inline ombrel_process_end_t end_of(const ombrel_process_t& process) OMBREL_UNCHECKED {
+    return {process.m_end.exit_code, process.m_end.signal_number};
 }
 
 /// What has become of it; looks once.
