@@ -81,7 +81,7 @@ private:
     bool is_here(char c) const { return *s_ != '\0' && is_same(*s_, c); }
 
     bool is_same(char a, char b) const {
-        return fold_(static_cast<unsigned char>(a)) == fold_(static_cast<unsigned char>(b));
+        return a == b || fold_(static_cast<unsigned char>(a)) == fold_(static_cast<unsigned char>(b));
     }
 
     bool pass_if(bool accepted) {

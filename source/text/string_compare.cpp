@@ -23,12 +23,15 @@ unsigned char character(std::string_view word, size_t index) {
 template<typename Text, typename Fold>
 int difference(Text text, const char* s, size_t limit, Fold fold) {
     for (size_t i = 0; i < limit; i++) {
-        const int left = fold(character(text, i));
-        const int right = fold(character(s, i));
+        const unsigned char a = character(text, i), b = character(s, i);
+        if (a == b) { // mostly, so that nothing is to be folded
+            if (a == 0)
+                break;
+            continue;
+        }
+        const int left = fold(a), right = fold(b);
         if (left != right)
             return left - right;
-        if (left == 0)
-            break;
     }
     return 0;
 }
