@@ -3,10 +3,11 @@
  * @brief Lists of digests as the tools of GNU coreutils write and check them: "hex  name" a line.
  *
  * A line has hexadecimal digits of either case, a space, a space or "*" (which some tools put before the
- * names of binary files, and which means nothing here), and a name to the line's end. A line that begins with
- * a backslash has a name with escapes: `\\` for a backslash, `\n` for a line feed and `\r` for a carriage
- * return. Lines that begin with "#" are comments. Lines end with a line feed, with or without a carriage
- * return before it.
+ * names of binary files, and which means nothing here), and a name to the line's end. The form of `--tag`,
+ * "SHA256 (name) = hex", is read too, with SHA256, SHA1 or MD5 and as many digits as that has; spaces around
+ * the parentheses and the "=" do not matter. A line that begins with a backslash has a name with escapes:
+ * `\\` for a backslash, `\n` for a line feed and `\r` for a carriage return. Lines that begin with "#" are
+ * comments. Lines end with a line feed, with or without a carriage return before it.
  *
  * A reader takes a list in pieces of any size, from wherever it comes, and calls a handler for each line. It
  * has no lock: one thread at a time. What the digits are a digest of, and by which algorithm, it does not

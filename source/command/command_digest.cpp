@@ -61,7 +61,8 @@ constexpr ombrel_argument_table_t table = {
     .m_summary = "Prints the digests or checksums of files, or checks the files of lists of digests.",
     .m_notes =
         "Without a file, or for \"-\", it reads standard input. Lists are those of sha256sum, sha1sum and "
-        "md5sum, in both directions. On a terminal, files that take their time show a progress bar.",
+        "md5sum, in both directions; those with tags are read. On a terminal, files that take their time "
+        "show a progress bar.",
     .m_options = options};
 
 /// How much of a file has been read, shown where somebody sees it.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
+#include <ombrel/digest.h>
 #include <ombrel/heap.h>
 
 #include "core/heap_ptr.h"
@@ -27,6 +29,8 @@ namespace {
 using list_t = ombrel_digest_list_t;
 
 constexpr char hex_digits[] = "0123456789abcdefABCDEF";
+constexpr const char* tags[] = {"SHA256", "SHA1", "MD5"};
+constexpr const char* tagged_algorithms[] = {"sha256", "sha1", "md5"};
 constexpr char needing_escapes[] = "\\\n\r", escapes[] = "\\nr";
 
 /// What a character is written for, from one text to the other; 0 for none.
@@ -142,17 +146,64 @@ int ombrel_close_digest_list(ombrel_digest_list_t* list) {
     return ombrel_check_free_tag(list, "ombrel_close_digest_list", __LINE__);
 }
 
+namespace {
+
+char* skip_spaces(char* at) {
+    return at + strspn(at, " ");
+}
+
+/// Behind the tag and the parenthesis of a line with one, with the number of digits that it wants; else null.
+char* skip_tag(char* text, size_t& digit_count) {
+    for (size_t i = 0; i < std::size(tags); i++) {
+        const size_t length = strlen(tags[i]);
+        if (strncmp(text, tags[i], length) != 0)
+            continue;
+        char* const open = skip_spaces(text + length);
+        if (*open != '(')
+            continue;
+        digit_count = 2 * ombrel_find_digest_algorithm(tagged_algorithms[i])->m_size;
+        return open + 1;
+    }
+    return nullptr;
+}
+
+/// The name of "TAG (name) = digits", or null. A name may have parentheses itself.
+char* split_tagged(char* text, ombrel_digest_entry_t& entry) {
+    size_t digit_count = 0;
+    char* const name = skip_tag(text, digit_count);
+    char* const close = name != nullptr ? strrchr(name, ')') : nullptr;
+    if (close == nullptr || close == name)
+        return nullptr;
+    char* const sign = skip_spaces(close + 1);
+    char* const digits = *sign == '=' ? skip_spaces(sign + 1) : sign;
+    if (digits == sign || strlen(digits) != digit_count || strspn(digits, hex_digits) != digit_count)
+        return nullptr;
+    *close = '\0';
+    entry = {digits, digit_count, name};
+    return name;
+}
+
+/// The name of "digits  name", or null.
+char* split_plain(char* digits, ombrel_digest_entry_t& entry) {
+    char* const end = digits + strspn(digits, hex_digits);
+    if (end == digits || end[0] != ' ' || (end[1] != ' ' && end[1] != '*') || end[2] == '\0')
+        return nullptr;
+    *end = '\0';
+    entry = {digits, static_cast<size_t>(end - digits), end + 2};
+    return end + 2;
+}
+
+} // namespace
+
 int ombrel_parse_digest_line(char* line, ombrel_digest_entry_t* entry) {
     if (line == nullptr || entry == nullptr)
         return -1;
     const bool escaped = *line == '\\';
-    char* const digits = line + escaped;
-    char* const end = digits + strspn(digits, hex_digits);
-    if (end == digits || end[0] != ' ' || (end[1] != ' ' && end[1] != '*') || end[2] == '\0')
-        return -1;
-    *end = '\0';
-    *entry = {digits, static_cast<size_t>(end - digits), end + 2};
-    return !escaped || remove_escapes(end + 2) ? 0 : -1;
+    char* const text = line + escaped;
+    char* name = split_tagged(text, *entry);
+    if (name == nullptr)
+        name = split_plain(text, *entry);
+    return name != nullptr && (!escaped || remove_escapes(name)) ? 0 : -1;
 }
 
 char* ombrel_alloc_digest_line(const char* digits, const char* name) {

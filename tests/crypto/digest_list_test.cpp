@@ -30,7 +30,7 @@ lines read(const std::string& text, size_t piece) {
 }
 
 TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
-    const std::string name(longest - 3, 'n');
+    const std::string name(longest - 3, 'n'), md5(32, 'a');
     const std::pair<std::string, lines> cases[] = {
         {"", {}},
         {"ab  x\nAB *y\r\n09  z", {"ab|x", "AB|y", "09|z"}},
@@ -40,6 +40,11 @@ TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
         {"\\ab  a\\\\b\\nc\\rd\\\\\nab  a\\nb\n", {"ab|a\\b\nc\rd\\", "ab|a\\nb"}},
         {"\\ab  x\\\n\\ab  \\t\n\\\n", {"?", "?", "?"}},
         {std::string("ab  x\0y\nab  z", 13), {"?", "ab|z"}},
+        {"MD5 (a (1)) = " + md5 + "\r\nMD5(b)= " + md5 + "\n\\MD5 (c\\nd) = " + md5 + "\n",
+         {md5 + "|a (1)", md5 + "|b", md5 + "|c\nd"}},
+        {"MD5 (a) = " + md5 + "0\nSHA1 (a) = " + md5 + "\nMD5 () = " + md5 + "\nMD5 (a) " + md5 +
+             "\nMD4 (a) = " + md5 + "\nMD5 (a = " + md5 + "\nMD5 (a) = " + md5 + " \n\\MD5 (a\\t) = " + md5,
+         {"?", "?", "?", "?", "?", "?", "?", "?"}},
         // The second line fits.
         {"a  " + name + "\rx\na  " + name + "\r\na  " + name + "x\r\na  " + name + name + "\na  " + name,
          {"?", "a|" + name, "?", "?", "a|" + name}},

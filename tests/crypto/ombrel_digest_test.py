@@ -41,6 +41,8 @@ class DigestTest(unittest.TestCase):
             self.assertEqual(run(tool, data=b"text"), run(TOOL, "-a", name, "--", "-", data=b"text"))
             self.assertEqual(run(tool, "-c", data=lists[1]), run(TOOL, "-c", data=lists[1]))
             self.assertEqual((0, b"", ""), run(TOOL, "-q", "-a", name, "-c", data=run(tool, "-b", *self.names)[1]))
+            tagged = run(tool, "--tag", *self.names)[1]
+            self.assertEqual(run(tool, "-c", data=tagged), run(TOOL, "-c", data=tagged))
         self.assertEqual(run("sha256sum", "one"), run(TOOL, "one"))
         own = run(TOOL, "-a", "crc64", *self.names)[1]
         with open("list", "wb") as file:
