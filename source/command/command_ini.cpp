@@ -10,6 +10,7 @@
 #include "command/command_options.h"
 #include "command/command_table.h"
 #include "core/heap_ptr.h"
+#include "document/ini/ini_query.h"
 
 namespace ombrel::command {
 
@@ -160,11 +161,10 @@ bool print_values(const ombrel_ini_t* ini, const char* section, const char* key,
     bool good = true;
     if (!is_all)
         return put_bytes(value, strlen(value)) && put_bytes("\n", 1);
-    const int64_t count = ombrel_ini_get_count(ini, section, key);
-    for (int64_t i = 0; good && i < count; i++) {
-        const char* const each = ombrel_ini_get_at(ini, section, key, i);
-        good = put_bytes(each, strlen(each)) && put_bytes("\n", 1);
-    }
+    // From one to the next: a look-up by number would count from the first each time.
+    for (const auto* each = document::look_up_ini(ini, section, key)->values.first; good && each != nullptr;
+         each = each->m_behind)
+        good = put_bytes(each->value(), strlen(each->value())) && put_bytes("\n", 1);
     return good;
 }
 

@@ -95,6 +95,10 @@ class IniTest(unittest.TestCase):
         for wrong in ((), ("get",), ("set", self.file, "a", "k"), ("rename", self.file), ("get", "-d", "none", self.file, "a", "k")):
             self.assertEqual(2, ini(*wrong)[0])
 
+    def test_many_values_of_one_key(self):
+        self.put(b"[a]\n" + b"k=1\n" * 400_000)
+        self.assertEqual((0, b"1\n" * 400_000, ""), ini("get", "-a", self.file, "a", "k"))  # looked up one by one they take minutes
+
     def test_malformed_files_stay(self):
         for data, place in ((b"[a]\nk\n  \xc3\xa4 b\n", "3:1"), (b"k=1\n  [a\n[a\n", "3:1"), (b"[a] b\n", "1:5"), (b"k=1\n\xc3\xa4=\0", "2:3"), (b"\n = v\n", "2:2")):
             for action in (("get", "a", "k"), ("set", "a", "k", "2"), ("delete", "a", "k")):
