@@ -34,9 +34,9 @@ int run_completion(int argc, char** argv) {
         return arguments.exit_code();
     const char* const program = arguments->program;
     constexpr const char tag[] = "ombrel_multicall_completion";
-    const whole_program whole(program, tag);
+    whole_program whole(program, tag);
     heap_ptr<char> script;
-    if (whole)
+    if (whole && whole.name_commands(tag))
         script.reset(ombrel_alloc_argument_completion_tag(&whole.table(), tag, __LINE__));
     if (script)
         put_bytes(script.get(), strlen(script.get()));

@@ -2,6 +2,7 @@
 
 #include "command/command_input.h"
 #include "command/command_table.h"
+#include "core/growing_text.h"
 
 namespace ombrel::command {
 
@@ -74,6 +75,20 @@ whole_program::whole_program(const char* name, const char* function) {
             tables_.get()[i] = table_of(*command);
             pointers_.get()[i] = &tables_.get()[i];
         }
+}
+
+bool whole_program::name_commands(const char* function) {
+    growing_text names;
+    for (const ombrel_argument_table_t* const* at = pointers_.get(); *at != nullptr; at++)
+        if ((names.size() > 0 && !names.append("|", {function, __LINE__})) ||
+            !names.append((*at)->m_name, {function, __LINE__}))
+            return false;
+    names_.reset(names.release());
+    for (ombrel_argument_table_t* at = tables_.get(); at->m_name != nullptr; at++)
+        if (const own_command* const own = find_own_command(at->m_name);
+            own != nullptr && own->exits == naming_exits)
+            at->m_operands = names_.get();
+    return true;
 }
 
 } // namespace ombrel::command

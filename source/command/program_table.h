@@ -36,9 +36,14 @@ public:
 
     const ombrel_argument_table_t& table() const { return table_; }
 
+    /// Has commands that take the name of a command ("help") show all names in its place, as completion
+    /// offers what is shown. False when there is no memory.
+    bool name_commands(const char* function);
+
 private:
     heap_ptr<ombrel_argument_table_t> tables_;
     heap_ptr<const ombrel_argument_table_t*> pointers_;
+    heap_ptr<char> names_; ///< "cat|cp|..."
     ombrel_argument_table_t table_;
 };
 

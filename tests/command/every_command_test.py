@@ -103,6 +103,7 @@ class EveryCommand(unittest.TestCase):
                 (TOOL, ["cat", "fi"], {"file", "one", "fine"}), (TOOL, ["cat", "--", "--"], set()), (TOOL, ["find", "-ft", "l"], {"l"}),
                 (TOOL, ["ini", "get", "-d", "p"], {"plain", "python"}), (TOOL, ["ini", "get", "--dialect", "=", "g"], {"git"}),
                 (TOOL, ["ini", "get", "fin"], {"fine"}), (TOOL, ["ini", "get", "fine", "f"], set()), (TOOL, ["run", "tru"], complete(TOOL, "run", "tru") | {"true"}),
+                (TOOL, ["help", "ht"], {"httpd"}), (TOOL, ["manual", "-d", "folder", "in"], {"ini"}),
                 (TOOL, ["httpd", "-p", "8", "fo"], {"folder"}), (TOOL, ["get", "http", ":", "//a", "-o", "fin"], {"fine"}),
                 (DIGEST, ["-a", "crc"], {"crc32", "crc64", "crc16-ibm", "crc16-ccitt"}), (DIGEST, ["-cq", "fin"], {"fine"}),
                 (CODEC, ["-d", "fin"], {"fine"}), (CODEC, ["--wrap=", ""], {"file", "one", "fine", "folder"})):
