@@ -148,6 +148,28 @@ TEST(Xml, RefusesWhatIsAboveTheLimits) {
     }
 }
 
+/// References within entities are counted wherever they stand, those of the document itself nowhere.
+TEST(Xml, CountsReferencesWithinEntities) {
+    const std::string head =
+        doctype + "<!ENTITY b ''><!ENTITY n '&b;&b;&b;'><!ENTITY e \"<x y='&b;&b;&b;'/>\">";
+    const std::pair<size_t, std::string> cases[] = {{0, "]><a c='&b;&b;'>&b;&b;</a>"},
+                                                    {3, "]><a>&n;</a>"},
+                                                    {3, "]><a c='&n;'/>"},
+                                                    {3, "]><a>&e;</a>"},
+                                                    {6, "]><a c='&n;'>&e;</a>"},
+                                                    {3, "<!ATTLIST a c CDATA '&n;'>]><x/>"}};
+    for (const auto& [count, text] : cases)
+        for (const size_t limit : {count, count - 1}) {
+            ombrel_xml_options_t options = default_options();
+            options.m_nested_entity_limit = limit;
+            const int wanted =
+                limit == count - 1 ? def_ombrel_xml_fault_expansion : def_ombrel_xml_fault_none;
+            if (limit > count)
+                continue;
+            EXPECT_EQ(wanted, parse(head + text, options).fault.m_reason) << text << " by " << limit;
+        }
+}
+
 /// Deep documents, groups within groups and floods of attributes take memory as their bytes do, and no stack.
 TEST(Xml, ReadsDeepAndWideDocumentsWhenItMay) {
     constexpr size_t depth = 300000;
