@@ -58,6 +58,18 @@ TEST_F(WindowsFiles, NumbersAreNeverThoseOfSockets) {
     }
 }
 
+TEST_F(WindowsFiles, AreInheritedByAnyNumber) {
+    std::vector<owned> all;
+    for (int i = 0; i < 8; i++) {
+        file_access access = creating;
+        access.inherit = true;
+        all.push_back(open(path_, access));
+        DWORD flags = 0;
+        EXPECT_TRUE(GetHandleInformation(platform::handle_of(all.back()), &flags));
+        EXPECT_EQ(DWORD{HANDLE_FLAG_INHERIT}, flags & HANDLE_FLAG_INHERIT) << i;
+    }
+}
+
 TEST_F(WindowsFiles, ForeignNumbersAreAsked) {
     folder_.write("foreign", "text");
     std::vector<int> foreign;
@@ -124,6 +136,10 @@ TEST_F(WindowsFiles, PathsMayBeLongAndHaveEitherSeparator) {
     EXPECT_TRUE(SetCurrentDirectoryW(wide(folder.substr(0, folder_.path().size() + 3 * 41)).c_str()));
     EXPECT_EQ("long", text_of(open(folder.substr(folder_.path().size() + 3 * 41 + 1) + "\\file", reading)))
         << "not long by itself";
+    for (const char* const start : {"d\\", "d", "\\", ".\\"}) {
+        const platform::wide_path path_from_here((start + std::string(200, 'x')).c_str());
+        EXPECT_EQ(*start != '\\', wcsncmp(path_from_here.get(), LR"(\\?\)", 4) == 0) << start;
+    }
     SetCurrentDirectoryW(before);
     // Where the suite removes it, the limit holds.
     for (DeleteFileW((LR"(\\?\)" + wide(folder + "\\file")).c_str()); folder.size() > folder_.path().size();

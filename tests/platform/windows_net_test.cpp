@@ -68,6 +68,19 @@ TEST(WindowsSockets, APendingErrorIsTranslatedToo) {
     EXPECT_EQ(ECONNREFUSED, error);
 }
 
+TEST(WindowsSockets, DuplicatesBlockAsTheirOriginals) {
+    for (const bool blocks : {true, false}) {
+        const owned s = bound(SOCK_DGRAM);
+        EXPECT_EQ(0, platform::set_non_blocking(s, !blocks));
+        const owned copy(platform::duplicate_descriptor(s));
+        EXPECT_EQ(blocks, platform::is_blocking(copy));
+        char byte;
+        EXPECT_EQ(-1, platform::receive_at_once(copy, &byte, 1, nullptr, nullptr));
+        EXPECT_EQ(-1, blocks ? -1 : platform::receive(s, &byte, 1, 0, nullptr, nullptr)) << "does not wait";
+        EXPECT_EQ(fault_code::would_block, last_code());
+    }
+}
+
 TEST(WindowsSockets, HandlesAndNumbersOfFilesAreToldApart) {
     const owned s = bound(SOCK_DGRAM);
     EXPECT_EQ(0, s % 4);

@@ -321,6 +321,8 @@ TEST_F(File, RenamesRemovesAndMakesDirectories) {
     EXPECT_EQ(def_ombrel_fault_exists, make_all("b"));
     EXPECT_EQ(def_ombrel_fault_not_directory, make_all("b/c/d"));
     EXPECT_EQ(def_ombrel_fault_exists, fault_of(ombrel_make_directory(path("x").c_str(), 0777)));
+    EXPECT_EQ(0, rename("x/q", "x/r/../q", 0)); // itself
+    EXPECT_NE(0, rename("x", "x/q", 0));        // into itself
     EXPECT_EQ((std::vector<std::string>{"q", "r", "y"}), names_in(path("x")));
     EXPECT_EQ(0, ombrel_sync_directory(path("x").c_str()));
 

@@ -415,10 +415,12 @@ bool close_process_descriptor(int descriptor) {
         if (watch == nullptr)
             return false;
         unlink(watches, watch);
-        watch->subject->watches--;
-        release(watch->subject);
     }
-    destroy_watch(watch);
+    child* const subject = watch->subject;
+    destroy_watch(watch); // which ends the wait for the process before its handle may go
+    const table_guard guard;
+    subject->watches--;
+    release(subject);
     return true;
 }
 

@@ -30,7 +30,9 @@ bool is_socket(int descriptor) {
 /// A second number, for a copy of the handle, as the first may be taken for a socket; the first is given
 /// back.
 int renumber(int descriptor, HANDLE handle, int flags) {
-    HANDLE const copy = copy_handle(handle, false);
+    DWORD properties = 0;
+    GetHandleInformation(handle, &properties);
+    HANDLE const copy = copy_handle(handle, (properties & HANDLE_FLAG_INHERIT) != 0);
     const int result = copy != nullptr ? adopt_handle(copy, flags) : -1;
     _close(descriptor);
     return result;

@@ -19,6 +19,7 @@
 #include "platform/windows/path_handle.h"
 #include "platform/windows/pipe_end.h"
 #include "platform/windows/wide_text.h"
+#include "platform/windows/winsock.h"
 
 namespace ombrel::platform {
 
@@ -85,9 +86,12 @@ int duplicate_socket(int s) {
     WSAPROTOCOL_INFOW description;
     if (WSADuplicateSocketW(socket_of(s), GetCurrentProcessId(), &description) != 0)
         return fail_by_last_error();
-    const SOCKET copy = WSASocketW(FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, &description,
-                                   0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
-    return copy != INVALID_SOCKET ? static_cast<int>(copy) : fail_by_last_error();
+    const int copy =
+        adopt_socket(WSASocketW(FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, FROM_PROTOCOL_INFO, &description, 0,
+                                WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT));
+    if (copy >= 0)
+        set_non_blocking(copy, !is_blocking(s)); // both stand for one socket, whose mode may be shared
+    return copy;
 }
 
 bool is_pipe(HANDLE handle) {

@@ -80,11 +80,14 @@ bool rename_open_file(const wide_path& from, const wide_path& to, bool replaces)
                                       static_cast<DWORD>(sizeof(FILE_RENAME_INFO) + name_bytes));
 }
 
-/// One would have to take the other's place: why it cannot. An empty directory gives way to a directory.
-bool can_take_place(DWORD from, const wide_path& to, DWORD target) {
-    if (is_directory(from) == is_directory(target))
-        return !is_directory(target) || done_or_fault(RemoveDirectoryW(to.get()), to);
-    return refuse(is_directory(target) ? fault_code::is_directory : fault_code::not_directory);
+/// Whether both stand for one thing, which a path may be written for in many ways.
+bool is_same(const wide_path& one, const wide_path& other) {
+    const path_handle first(one, 0, at_link::stay), second(other, 0, at_link::stay);
+    BY_HANDLE_FILE_INFORMATION left, right;
+    return first && second && GetFileInformationByHandle(first.get(), &left) &&
+           GetFileInformationByHandle(second.get(), &right) &&
+           left.dwVolumeSerialNumber == right.dwVolumeSerialNumber &&
+           left.nFileIndexHigh == right.nFileIndexHigh && left.nFileIndexLow == right.nFileIndexLow;
 }
 
 /// Takes the attribute away for which files are not removed; true when it was there.
@@ -134,6 +137,24 @@ bool leads_to_directory(const char* text, const char* new_path) {
     return path && is_directory(attributes_of(path));
 }
 
+/// An empty directory gives way to a directory, and a file that is not to be written to a file; both come
+/// back when the other cannot come.
+bool rename_by_path(const wide_path& from, const wide_path& to, DWORD there, bool replaces) {
+    const bool gives_way = replaces && is_directory(there) && !is_same(from, to);
+    if (gives_way && !RemoveDirectoryW(to.get()))
+        return done_or_fault(FALSE, to);
+    const bool was_read_only = replaces && !is_directory(there) && make_writable(to, there);
+    if (MoveFileExW(from.get(), to.get(), replaces ? MOVEFILE_REPLACE_EXISTING : 0))
+        return true;
+    fail_by_path(to.get());
+    const fault_keeper kept;
+    if (gives_way)
+        CreateDirectoryW(to.get(), nullptr);
+    if (was_read_only)
+        SetFileAttributesW(to.get(), there);
+    return false;
+}
+
 } // namespace
 
 bool rename_file(const char* from, const char* to, at_target target) {
@@ -147,17 +168,10 @@ bool rename_file(const char* from, const char* to, at_target target) {
     const bool is_other = there != INVALID_FILE_ATTRIBUTES && _wcsicmp(old_name.get(), new_name.get()) != 0;
     if (is_other && !replaces)
         return refuse(fault_code::exists);
-    if (is_other && !can_take_place(source, new_name, there))
-        return false;
-    if (rename_open_file(old_name, new_name, replaces))
-        return true;
-    const bool was_read_only = replaces && make_writable(new_name, there);
-    if (MoveFileExW(old_name.get(), new_name.get(), replaces ? MOVEFILE_REPLACE_EXISTING : 0))
-        return true;
-    fail_by_path(new_name.get());
-    if (was_read_only)
-        SetFileAttributesW(new_name.get(), there);
-    return false;
+    if (is_other && is_directory(source) != is_directory(there))
+        return refuse(is_directory(there) ? fault_code::is_directory : fault_code::not_directory);
+    return rename_open_file(old_name, new_name, replaces) ||
+           rename_by_path(old_name, new_name, there, replaces);
 }
 
 bool remove_file(const char* path) {

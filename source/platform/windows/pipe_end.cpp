@@ -1,6 +1,8 @@
 #include "platform/windows/pipe_end.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
 
 #include <winternl.h>
 
@@ -97,17 +99,30 @@ int read_synchronous(HANDLE end, void* buffer, DWORD size, bool may_wait) {
     return ReadFile(end, buffer, size, &bytes, nullptr) ? static_cast<int>(bytes) : fail_to_read();
 }
 
-/// Lets a write end take what it has room for and no more, as long as the scope lasts.
+/// Lets a write end take what it has room for and no more, as long as the scope lasts. Such scopes take
+/// turns, as the first to end would have the others wait.
 class no_wait_mode {
 public:
-    explicit no_wait_mode(HANDLE end) : end_(end), is_set_(set(PIPE_NOWAIT)) {}
-    ~no_wait_mode() { set(PIPE_WAIT); }
+    explicit no_wait_mode(HANDLE end) : end_(end) {
+        AcquireSRWLockExclusive(&lock_of(end_));
+        is_set_ = set(PIPE_NOWAIT);
+    }
+    ~no_wait_mode() {
+        set(PIPE_WAIT);
+        ReleaseSRWLockExclusive(&lock_of(end_));
+    }
     no_wait_mode(const no_wait_mode&) = delete;
     no_wait_mode& operator=(const no_wait_mode&) = delete;
 
     explicit operator bool() const { return is_set_; }
 
 private:
+    /// Ends with one remainder take turns together.
+    static SRWLOCK& lock_of(HANDLE end) {
+        static SRWLOCK locks[64] = {};
+        return locks[reinterpret_cast<uintptr_t>(end) / 4 % std::size(locks)];
+    }
+
     bool set(DWORD wait) {
         DWORD mode = PIPE_READMODE_BYTE | wait;
         return SetNamedPipeHandleState(end_, &mode, nullptr, nullptr);

@@ -1,5 +1,7 @@
 #include "platform/serial.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -137,6 +139,11 @@ bool prepare(serial_port& port, const char* name) {
     return port.read_done != nullptr && port.write_done != nullptr ? true : fail();
 }
 
+/// Results are ints, so one call moves no more than an int can count.
+DWORD countable(size_t size) {
+    return static_cast<DWORD>(std::min<size_t>(size, INT_MAX));
+}
+
 /// Ends a transfer that was begun, at the limit by giving it up. What was moved until then counts.
 int finish_transfer(serial_port& port, OVERLAPPED& transfer, bool is_begun, int timeout_milliseconds) {
     DWORD moved = 0;
@@ -201,14 +208,14 @@ bool get_serial_mode(serial_port& port, serial_mode& mode) {
 int read_serial(serial_port& port, void* buffer, size_t size, int timeout_milliseconds) {
     OVERLAPPED transfer{};
     transfer.hEvent = port.read_done;
-    const bool is_begun = ReadFile(port.handle, buffer, static_cast<DWORD>(size), nullptr, &transfer) != 0;
+    const bool is_begun = ReadFile(port.handle, buffer, countable(size), nullptr, &transfer) != 0;
     return finish_transfer(port, transfer, is_begun, timeout_milliseconds);
 }
 
 int write_serial(serial_port& port, const void* data, size_t size, int timeout_milliseconds) {
     OVERLAPPED transfer{};
     transfer.hEvent = port.write_done;
-    const bool is_begun = WriteFile(port.handle, data, static_cast<DWORD>(size), nullptr, &transfer) != 0;
+    const bool is_begun = WriteFile(port.handle, data, countable(size), nullptr, &transfer) != 0;
     return finish_transfer(port, transfer, is_begun, timeout_milliseconds);
 }
 

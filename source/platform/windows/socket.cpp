@@ -56,20 +56,6 @@ void accustom(SOCKET made, int family, int type) {
     }
 }
 
-/// The descriptor of a new socket, or -1.
-int adopt(SOCKET made) {
-    if (made == INVALID_SOCKET)
-        return fail();
-    if (made > static_cast<SOCKET>(INT_MAX)) {
-        closesocket(made);
-        leave_fault(fault_code::no_descriptor);
-        return -1;
-    }
-    const int s = static_cast<int>(made);
-    reset_socket_mode(s);
-    return s;
-}
-
 /// An accepted socket has its listener's mode, which another thread may have borrowed, and is inherited by
 /// child processes, unless both are taken back.
 int make_own(int accepted) {
@@ -120,6 +106,19 @@ int shutdown_word(shutdown_side side) {
 
 } // namespace
 
+int adopt_socket(SOCKET made) {
+    if (made == INVALID_SOCKET)
+        return fail();
+    if (made > static_cast<SOCKET>(INT_MAX)) {
+        closesocket(made);
+        leave_fault(fault_code::no_descriptor);
+        return -1;
+    }
+    const int s = static_cast<int>(made);
+    reset_socket_mode(s);
+    return s;
+}
+
 bool start_sockets() {
     return start_winsock();
 }
@@ -134,7 +133,7 @@ int open_socket(int family, int type, int protocol) {
                           WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);
     };
     const SOCKET made = with_winsock(open, [](SOCKET result) { return result == INVALID_SOCKET; });
-    const int s = adopt(made);
+    const int s = adopt_socket(made);
     if (s >= 0)
         accustom(made, family, type);
     return s;
@@ -162,7 +161,7 @@ int accept_socket(int s, sockaddr* address, int* size) {
     do
         made = accept(socket_of(s), address, size);
     while (made == INVALID_SOCKET && must_wait_itself(s, POLLRDNORM));
-    const int accepted = adopt(made);
+    const int accepted = adopt_socket(made);
     return accepted < 0 ? -1 : make_own(accepted);
 }
 
@@ -224,7 +223,7 @@ int accept_at_once(int s, sockaddr* address, int* size) {
     int accepted;
     {
         const borrowed_mode now(s);
-        accepted = adopt(accept(socket_of(s), address, size));
+        accepted = adopt_socket(accept(socket_of(s), address, size));
     }
     return accepted < 0 ? -1 : make_own(accepted);
 }

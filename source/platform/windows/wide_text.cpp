@@ -99,11 +99,16 @@ namespace {
 /// What a name may have without the prefix, less what a directory leaves for the names in it.
 constexpr size_t short_path = MAX_PATH - 12;
 
+/// Neither "C:x" nor "\x" is: the one begins in the drive's current folder, the other is on the current
+/// drive.
+bool is_whole(const wchar_t* path) {
+    return wcsncmp(path, LR"(\\)", 2) == 0 || (path[0] != L'\0' && wcsncmp(path + 1, LR"(:\)", 2) == 0);
+}
+
 /// A short path may be long once it is made whole, when the current folder is.
 bool is_short(const wide_text& path) {
-    const bool is_whole = path.size() > 2 && (path.get()[1] == L':' || path.get()[1] == L'\\');
     return path.size() < short_path &&
-           (is_whole || GetFullPathNameW(path.get(), 0, nullptr, nullptr) <= short_path);
+           (is_whole(path.get()) || GetFullPathNameW(path.get(), 0, nullptr, nullptr) <= short_path);
 }
 
 bool has_device_prefix(const wchar_t* path) {
