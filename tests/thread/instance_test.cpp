@@ -82,6 +82,22 @@ TEST(Instances, EndWhenNoCallIsInside) {
     EXPECT_EQ(def_ombrel_fault_not_found, fault_of(!enter(query)));
 }
 
+TEST(Instances, AreBusyWhenTheirPinsRunOut) {
+    thing one;
+    EXPECT_EQ(def_ombrel_fault_invalid, fault_of(ombrel_register_instance(&things, nullptr) == -1));
+    const int32_t handle = ombrel_register_instance(&things, &one);
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << "as before: nothing failed";
+    int pins = 0;
+    while (ombrel_pin_instance(&things, handle) != nullptr)
+        pins++;
+    EXPECT_EQ(def_ombrel_fault_busy, ombrel_last_fault());
+    EXPECT_LE(1000, pins);
+    for (; pins > 0; pins--)
+        EXPECT_EQ(0, ombrel_unpin_instance(handle));
+    EXPECT_EQ(0, ombrel_retire_instance(&things, handle));
+    EXPECT_EQ(1, one.destroyed);
+}
+
 TEST(Instances, AreWalkedByType) {
     std::vector<thing> made(5);
     std::vector<int32_t> handles;

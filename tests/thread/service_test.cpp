@@ -1,4 +1,6 @@
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -123,6 +125,15 @@ TEST_F(ServiceTest, FlagsAndUserDataBelongToTheOwner) {
     EXPECT_EQ(0, ombrel_try_lock_flags_service(service));
     EXPECT_EQ(0x1u, *ombrel_get_lock_flags_ptr_service(service));
     EXPECT_EQ(0, ombrel_unlock_flags_service(service));
+    EXPECT_EQ(0, ombrel_lock_flags_service(service));
+    std::atomic<bool> changed = false;
+    std::thread other([&] { changed = ombrel_set_lock_flags_service(service, 0x100) == 0x101u; });
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(30)); // no time is asserted: it waits for as long as the flags are locked
+    EXPECT_FALSE(changed);
+    EXPECT_EQ(0, ombrel_unlock_flags_service(service));
+    other.join();
+    EXPECT_TRUE(changed);
     EXPECT_EQ(nullptr, ombrel_get_user_data_service(service));
     EXPECT_EQ(0, ombrel_set_user_data_service(service, &service));
     EXPECT_EQ(ombrel_get_user_data_service(service), &service);
