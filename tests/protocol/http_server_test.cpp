@@ -661,9 +661,9 @@ TEST_F(HttpServer, CutsOffWhoTakesNothingAndNobodyWhoIsSlow) {
     const owned_socket slow = connect();
     say(slow, pipeline);
     size_t heard = 0;
-    for (int i = 0; i < 8; i++) { // 160 seconds in all
-        clock.skip_seconds(20);
-        heard += hear(slow, 500'000).size();
+    for (int i = 0; i < 16; i++) { // 160 seconds in all; a busy host may be late to tell what was taken
+        clock.skip_seconds(10);
+        heard += hear(slow, 250'000).size();
     }
     ombrel_shutdown_socket(slow, def_ombrel_shutdown_send);
     EXPECT_LT(body.size() * requests, heard + hear(slow).size());

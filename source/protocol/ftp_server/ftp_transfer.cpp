@@ -16,9 +16,9 @@ constexpr size_t made_room = 32 * 1024;
 static_assert(made_room / 2 > ftp_listing::line_room);
 
 constexpr int pieces_at_once = 16;
-constexpr size_t small_piece = 16 * 1024;    // behind which nothing more waits
-constexpr size_t copied_at_once = 64 * 1024; // what of it is not taken is read again
-constexpr size_t sent_at_once = 1024 * 1024; // by one call: what others wait for is its time
+constexpr size_t small_piece = 16 * 1024;        // behind which nothing more waits
+constexpr size_t copied_at_once = 64 * 1024;     // what of it is not taken is read again
+constexpr size_t sent_at_once = 4 * 1024 * 1024; // by one call: what others wait for is its time
 
 } // namespace
 
@@ -77,7 +77,7 @@ transfer_outcome ftp_transfer::result_of(int sent) {
 /// The host moves the bytes itself where it can; otherwise, from then on, they are read and sent.
 transfer_outcome ftp_transfer::send_file(int socket, transfer_room& room, size_t most) {
     const int sent =
-        copies_ ? send_copy(socket, room, most) : platform::send_file(socket, file_, offset_, most);
+        copies_ ? send_copy(socket, room, most) : platform::send_file(socket, {}, file_, offset_, most);
     if (sent == 0)
         return transfer_outcome::done;
     if (sent > 0)

@@ -192,6 +192,15 @@ void refuse_request(http_exchange& exchange, int status, const char* text) {
     }
 }
 
+int64_t write_from_file(http_exchange& exchange, int descriptor, int64_t offset, size_t size) {
+    const int64_t sent = put_from_file(exchange, descriptor, offset, size);
+    if (sent > 0) {
+        exchange.body_sent += static_cast<uint64_t>(sent);
+        exchange.body_left -= sent;
+    }
+    return sent;
+}
+
 void judge_result(http_exchange& exchange, int result, bool may_wait) {
     if (result != 0 && exchange.answer == answer::begun)
         break_off(exchange);

@@ -212,11 +212,14 @@ int64_t body_ms(const http_exchange& connection) {
     return options.m_request_ms + static_cast<int64_t>(connection.body_came / options.m_body_rate) * 1000;
 }
 
-/// A slow client takes bytes of which the host has many, so that there is no room for more for a long time.
+/// A slow client takes bytes of which the host has many, so that there is no room for more for a long time;
+/// or just so many as it is handed meanwhile.
 void look_for_progress(http_exchange& connection) {
-    const int64_t before = connection.on_the_way;
-    connection.on_the_way = unsent(connection) > 0 ? platform::unacknowledged_bytes(connection.socket) : -1;
-    if (connection.on_the_way >= 0 && connection.on_the_way < before)
+    const int64_t left = unsent(connection) > 0 ? platform::unacknowledged_bytes(connection.socket) : -1;
+    if (left < 0)
+        return;
+    const uint64_t taken = connection.handed_over - static_cast<uint64_t>(left);
+    if (taken != std::exchange(connection.taken, taken))
         connection.moved_ms = connection.server->now;
 }
 

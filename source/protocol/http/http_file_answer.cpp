@@ -18,8 +18,9 @@ namespace {
 
 constexpr char tag[] = "ombrel_serve_http_directory";
 constexpr int most_ranges = 64;
-constexpr size_t unit_size = 64 * 1024;    // read at a time
-constexpr int64_t bytes_at_once = 1 << 20; // then others have their turn
+constexpr size_t unit_size = 64 * 1024;           // read at a time
+constexpr int64_t bytes_at_once = 1 << 20;        // then others have their turn
+constexpr int64_t least_sent_by_host = 32 * 1024; // less is read, and goes out with the head by one call
 constexpr size_t part_head_size = 512;
 
 /// What of a file is sent, and how far that is.
@@ -29,6 +30,7 @@ struct file_answer {
     int count, current;
     int64_t done; ///< bytes of the present range
     bool has_parts;
+    bool is_copied;   ///< the host does not send it by itself
     size_t head_done; ///< bytes of the present part's head
     char boundary[33];
     char type[128];
@@ -120,9 +122,25 @@ int write_part_head(http_exchange& exchange, file_answer& answer) {
     return answer.head_done == size;
 }
 
-/// Writes bytes of the present range: as many as were taken; -1 also when the file has become shorter.
+/// Has the host send bytes of the present range: as many as went so.
+int64_t send_bytes(http_exchange& exchange, file_answer& answer) {
+    const ombrel_http_range_t& range = answer.ranges[answer.current];
+    const int64_t left = range.m_size - answer.done;
+    if (left < least_sent_by_host || answer.is_copied)
+        return 0;
+    const int64_t sent = write_from_file(exchange, answer.descriptor, range.m_first + answer.done,
+                                         static_cast<size_t>(std::min(left, bytes_at_once)));
+    answer.is_copied = sent < 0;
+    answer.done += std::max<int64_t>(sent, 0);
+    return std::max<int64_t>(sent, 0);
+}
+
+/// Writes bytes of the present range: as many as were taken; -1 also when the file has become shorter. What
+/// the client does not take from the host waits as a copy.
 int64_t write_bytes(http_exchange& exchange, file_answer& answer) {
     char unit[unit_size];
+    if (const int64_t sent = send_bytes(exchange, answer); sent > 0)
+        return sent;
     const ombrel_http_range_t& range = answer.ranges[answer.current];
     const size_t wanted = static_cast<size_t>(std::min<int64_t>(range.m_size - answer.done, sizeof unit));
     const int size = platform::read_file_at(answer.descriptor, unit, wanted, range.m_first + answer.done);

@@ -3,11 +3,20 @@
 
 #include <ombrel/socket.h>
 
+#include "core/fault.h"
+#include "platform/send_file.h"
 #include "protocol/http/http_server_internal.h"
 
 namespace ombrel::protocol {
 
 namespace {
+
+void note_sent(http_exchange& connection, size_t size) {
+    connection.server->counts.m_sent_bytes += size;
+    connection.handed_over += size;
+    if (size > 0)
+        connection.moved_ms = connection.server->now;
+}
 
 /// Sends what the socket takes now. @return the bytes taken; the connection is broken when it fails
 size_t send_now(http_exchange& connection, std::string_view bytes) {
@@ -19,9 +28,7 @@ size_t send_now(http_exchange& connection, std::string_view bytes) {
         connection.is_broken = count < 0;
         sent += count > 0 ? static_cast<size_t>(count) : 0;
     }
-    connection.server->counts.m_sent_bytes += sent;
-    if (sent > 0)
-        connection.moved_ms = connection.server->now;
+    note_sent(connection, sent);
     return sent;
 }
 
@@ -101,6 +108,26 @@ void put(http_exchange& connection, std::string_view bytes) {
     server.batch_owner = &connection;
     memcpy(server.batch + server.batched, bytes.data(), bytes.size());
     server.batched += bytes.size();
+}
+
+// What was gathered goes before, in the same call.
+int64_t put_from_file(http_exchange& connection, int descriptor, int64_t offset, size_t size) {
+    http_server& server = *connection.server;
+    if (connection.is_broken || ombrel_get_buffer_size(connection.output) > 0)
+        return 0;
+    const bool is_owner = server.batch_owner == &connection;
+    const std::string_view gathered(server.batch, is_owner ? server.batched : 0);
+    const int sent = platform::send_file(connection.socket, gathered, descriptor, offset, size);
+    if (sent < 0)
+        return failed_for_now(sent) ? 0 : -1;
+    note_sent(connection, static_cast<size_t>(sent));
+    if (!is_owner)
+        return sent;
+    const size_t of_gathered = std::min(static_cast<size_t>(sent), gathered.size());
+    server.batch_owner = nullptr;
+    server.batched = 0;
+    keep(connection, gathered.substr(of_gathered));
+    return sent - static_cast<int64_t>(of_gathered);
 }
 
 void flush_output(http_exchange& connection) {

@@ -104,9 +104,10 @@ struct ombrel_http_exchange_ts {
     int outcome;       ///< what the end handler is told once the answer is out
     int64_t body_left; ///< of the answer, as announced; -1 when it was not
     uint64_t body_sent, body_came;
-    uint64_t began_ms;  ///< when the present wait began: for a request, its body, the answer
-    uint64_t moved_ms;  ///< when the client took something last
-    int64_t on_the_way; ///< bytes that the host holds for the client, when it was asked last; -1 before that
+    uint64_t began_ms;    ///< when the present wait began: for a request, its body, the answer
+    uint64_t moved_ms;    ///< when the client took something last
+    uint64_t handed_over; ///< bytes to the host
+    uint64_t taken;       ///< of these by the client, when the host was asked last
     ombrel_http_body_handler_t body_handler;
     void* body_context;
     ombrel_http_handler_t writer;
@@ -207,6 +208,10 @@ void refuse_request(http_exchange& exchange, int status, const char* text);
 void ask_for_body(http_exchange& exchange);
 /// Calls a handler and sees to it that its request is answered.
 void call_handler(http_exchange& exchange, ombrel_http_handler_t handler, void* context);
+/// Writes bytes of a file, which the host sends by itself; to be called only for an answer of announced size.
+/// @return bytes that were sent, 0 when none go so just now, -1 when none can: they are to be read and
+/// written
+int64_t write_from_file(http_exchange& exchange, int descriptor, int64_t offset, size_t size);
 /// What a handler's result means for its exchange.
 void judge_result(http_exchange& exchange, int result, bool may_wait);
 
@@ -215,6 +220,8 @@ void judge_result(http_exchange& exchange, int result, bool may_wait);
 size_t unsent(const http_exchange& connection);
 /// Sends, or keeps what the client does not take now. Breaks the connection when that fails.
 void put(http_exchange& connection, std::string_view bytes);
+/// As write_from_file().
+int64_t put_from_file(http_exchange& connection, int descriptor, int64_t offset, size_t size);
 void flush_output(http_exchange& connection);
 void drop_output(http_exchange& connection);
 /// Bytes of a writer's that may wait: fewer while the clients together have much waiting.
