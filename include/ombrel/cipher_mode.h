@@ -6,8 +6,8 @@
  * state in the caller's initialisation vector, so consecutive calls with the same vector continue one
  * stream. Both directions use the cipher's encryption alone.
  *
- * These modes and ECB are for data and devices that ask for them. They show whether data was changed in no
- * way, and ECB shows which blocks are equal: do not choose them for something new.
+ * These modes and ECB are for data and devices that ask for them. None of them shows that data was changed,
+ * and ECB shows which blocks are equal: do not choose them for something new.
  *
  * The ciphers of this library have their own forms of these functions (ombrel_encrypt_aes128_cfb8() and so
  * on), which give the same bytes and are much faster. All functions may be called from any thread, for

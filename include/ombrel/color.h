@@ -4,9 +4,9 @@
  *
  * A colour interface is a 32-bit code of four fields, a byte each. The lowest byte describes the lowest bits
  * of a pixel, the next byte the bits above them, and so on. The low nibble of such a byte is the number of
- * bits (0: no such field), the high nibble the kind of channel in them: one of def_ombrel_color_channel_none
- * and its fellows. So 0x00455665 has 5 bits of blue (6) at the bottom, 6 bits of green (5) above them and 5
- * bits of red (4) on top.
+ * bits (0: no such field), the high nibble the kind of channel in them: one of the constants that begin with
+ * def_ombrel_color_channel_. So 0x00455665 has 5 bits of blue (6) at the bottom, 6 bits of green (5) above
+ * them and 5 bits of red (4) on top.
  *
  * All functions here depend on their arguments alone and may be called from any thread.
  */

@@ -13,8 +13,8 @@
  * be found by trial: both are here for old data.
  *
  * The functions keep no copy of keys or data and wipe what they had on the stack. Round keys and vectors are
- * the caller's to wipe: memset() before a free may be left out by compilers; making the round keys of a key
- * of zeros over them is not, and no more is explicit_bzero() or memset_s() where the platform has it. The
+ * the caller's to wipe: compilers may leave out memset() before a free, but neither explicit_bzero() or
+ * memset_s(), where the platform has them, nor the making of the round keys of a key of zeros over them. The
  * print-outs of round keys are keys, too.
  */
 #ifndef OMBREL_DES_H

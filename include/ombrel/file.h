@@ -350,7 +350,7 @@ OMBREL_API void* ombrel_file_alloc_load_tag(int fd, size_t limit, size_t* size, 
  * The bytes go to a temporary file beside it and to the device, and then the file gets the name. A file that
  * was there keeps its permissions and, where the host allows that, its owner, and is refused if this process
  * may not write it; other names of it (hard links) keep the old bytes. A symbolic link stays, and what it
- * leads to is stored. After a crash a temporary file, named ".NAME." and 12 characters, may be left.
+ * leads to is stored. A crash or a fatal signal may leave a temporary file, ".NAME." and 12 characters.
  * @param path  the path; directories are not made
  * @param data  the bytes
  * @param size  their number

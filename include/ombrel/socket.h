@@ -41,7 +41,7 @@ OMBREL_BEGIN_C
 /** Sides of a connection for ombrel_shutdown_socket(). */
 #define def_ombrel_shutdown_receive 0 /**< no more receiving */
 #define def_ombrel_shutdown_send 1    /**< no more sending: the peer reads to the end */
-#define def_ombrel_shutdown_both 2    /**< neither */
+#define def_ombrel_shutdown_both 2    /**< no more of either */
 
 /**
  * @brief Opens a socket.
@@ -86,7 +86,7 @@ OMBREL_API int ombrel_listen(int s, int backlog);
 /**
  * @brief Takes a waiting connection.
  *
- * A limited accept keeps to its limit although another thread takes the connection first. For that a blocking
+ * A limited accept keeps to its limit even if another thread takes the connection first. For that a blocking
  * socket is made non-blocking while the connection is taken; a call of the platform's own accept that begins
  * in this moment may give EAGAIN. Processes that share a blocking socket may meet in this moment as well, and
  * one then waits beyond its limit or does not wait: make such a socket non-blocking.
@@ -102,7 +102,7 @@ OMBREL_API int ombrel_accept(int s, struct sockaddr* addr, int* size_in_out, int
 /**
  * @brief Takes a connection that waits already; it never waits for one.
  *
- * What ombrel_accept() says of a limited accept of a blocking socket is true of this one.
+ * What ombrel_accept() says of a limited accept of a blocking socket holds here, too.
  * @param s the socket
  * @param addr        receives the peer's address; may be null
  * @param size_in_out holds the room in `addr`, receives the address's size; null when `addr` is null
@@ -120,7 +120,7 @@ OMBREL_API int ombrel_accept_now(int s, struct sockaddr* addr, int* size_in_out)
  */
 OMBREL_API int ombrel_getsockname(int s, struct sockaddr* addr, int* size_in_out);
 
-/** @brief Reads the peer's address, as ombrel_getsockname() the own one. @return 0; -1 without a peer */
+/** @brief Reads the peer's address, as ombrel_getsockname() reads its own. @return 0; -1 without a peer */
 OMBREL_API int ombrel_getpeername(int s, struct sockaddr* addr, int* size_in_out);
 
 /**
@@ -203,7 +203,7 @@ OMBREL_API int ombrel_set_rx_socket_buffer_size(int s, int bytes);
  * @brief Makes calls on the socket return at once (`on` nonzero) or wait (0).
  *
  * Windows does not tell whether a socket waits. There the library goes by what this function set last, and
- * holds a socket that was made non-blocking by other means for one that waits.
+ * takes a socket that was made non-blocking by other means for one that waits.
  * @return 0 or -1
  */
 OMBREL_API int ombrel_set_non_block_socket(int s, int on);
@@ -211,7 +211,7 @@ OMBREL_API int ombrel_set_non_block_socket(int s, int on);
 /**
  * @brief Lets the socket bind to an address in use (`on` nonzero) or not (0).
  *
- * On Windows that lets it take a port from a listener, and a port of ended connections needs it not:
+ * On Windows that lets it take a port from a listener, and is not needed for a port of ended connections:
  * listeners that the library opens (socket_open.h) have their ports to themselves there.
  * @return 0 or -1
  */
@@ -300,7 +300,7 @@ OMBREL_API int ombrel_sendto(int s, const void* buf, size_t size, const struct s
  * @brief Receives what is there and never waits.
  * @param s the socket
  * @param buf  receives at most `size` bytes
- * @param size bytes wanted, 1 or more: of none it cannot be told whether the peer closed
+ * @param size bytes wanted, 1 or more: no bytes would not tell whether the peer closed
  * @return bytes received; 0 when the peer closed, and for an empty datagram; def_ombrel_socket_would_block
  *         when nothing has come; -1 on an error
  */

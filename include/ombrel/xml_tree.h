@@ -506,7 +506,8 @@ OMBREL_API int ombrel_xml_node_set_name(ombrel_xml_node_t* node, const char* nam
 OMBREL_API int ombrel_xml_node_set_text(ombrel_xml_node_t* node, const char* text);
 
 /**
- * @brief Sets an attribute, which is made at the end of the list when it is not there.
+ * @brief Sets an attribute, which is made at the end of the list when it is not there. A removed one comes
+ * back for readers of the written document if its type declares a default for it: give it a value instead.
  * @param node  the element
  * @param name  its name as written; "xmlns" and "xmlns:PREFIX" declare namespaces, for names given later;
  *              an element in no namespace cannot declare a default one
