@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -71,14 +72,19 @@ private:
     size_t count_;
 };
 
+/// With one seed, so that the same additions make the same parts.
+ombrel_hash_t* open_table(uint32_t flags) {
+    constexpr uint8_t seed[def_ombrel_hash_seed_size] = {1};
+    ombrel_hash_options_t options;
+    ombrel_init_hash_options(&options);
+    options.m_flags = flags;
+    options.m_seed = seed;
+    return ombrel_open_hash(&options);
+}
+
 template<uint32_t flags>
 struct ombrel_texts {
-    ombrel_hash_t* table = [] {
-        ombrel_hash_options_t options;
-        ombrel_init_hash_options(&options);
-        options.m_flags = flags;
-        return ombrel_open_hash(&options);
-    }();
+    ombrel_hash_t* table = open_table(flags);
     ~ombrel_texts() { ombrel_close_hash(table); }
     void* get(const char* key) const { return ombrel_hash_get(table, key, def_ombrel_hash_text); }
     void set(const char* key, void* value) { ombrel_hash_set(table, key, def_ombrel_hash_text, value); }
@@ -86,12 +92,7 @@ struct ombrel_texts {
 };
 
 struct ombrel_numbers {
-    ombrel_hash_t* table = [] {
-        ombrel_hash_options_t options;
-        ombrel_init_hash_options(&options);
-        options.m_flags = def_ombrel_hash_numbers;
-        return ombrel_open_hash(&options);
-    }();
+    ombrel_hash_t* table = open_table(def_ombrel_hash_numbers);
     ~ombrel_numbers() { ombrel_close_hash(table); }
     void* get(uint64_t key) const { return ombrel_hash_get_at(table, key); }
     void set(uint64_t key, void* value) { ombrel_hash_set_at(table, key, value); }
@@ -277,51 +278,53 @@ void mix(benchmark::State& state) {
     }
 }
 
-/// How long single calls take, in microseconds of the processor and of the clock on the wall.
+/// How long single calls take, in microseconds. What others do on the machine, and its host, stops a thread
+/// for longer than any call, and is counted as time of the processor too; but it does not come at the same
+/// call each time. So the least of several rounds of the same calls is that of the call itself.
 class call_times {
 public:
-    explicit call_times(size_t count) : times_(count) {}
+    explicit call_times(size_t count) : least_(count, std::numeric_limits<float>::max()) {}
     template<typename Call>
     void measure(size_t index, Call call) {
-        const auto start = std::chrono::steady_clock::now();
         const double before = processor_time();
+        const auto start = std::chrono::steady_clock::now();
         call();
-        times_[index] = processor_time() - before;
         const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - start;
+        longest_ = std::max(longest_, processor_time() - before);
         longest_wall_ = std::max(longest_wall_, wall.count());
+        least_[index] = std::min(least_[index], static_cast<float>(wall.count()));
     }
-    double part(double part) {
-        const auto at =
-            times_.begin() + static_cast<ptrdiff_t>(part * static_cast<double>(times_.size() - 1));
-        std::nth_element(times_.begin(), at, times_.end());
-        return *at;
-    }
+    double longest_of_least() const { return *std::max_element(least_.begin(), least_.end()); }
+    double longest() const { return longest_; }
     double longest_wall() const { return longest_wall_; }
 
 private:
-    std::vector<double> times_;
-    double longest_wall_ = 0;
+    std::vector<float> least_;
+    double longest_ = 0, longest_wall_ = 0;
 };
 
-/// Of additions up to a size; the longest of as many calls that do nothing tells what the machine adds.
+/// Of additions up to a size, in rounds with one seed; the longest of as many calls that do nothing tells
+/// what the machine adds to a single call.
 template<typename Table, typename Keys>
 void pause(benchmark::State& state) {
+    constexpr int rounds = 4;
     const auto count = static_cast<size_t>(state.range(0));
     const Keys& keys = keys_for<Keys>(count);
     call_times times(count), idle(count);
-    for (auto _ : state) {
-        Table table;
-        for (size_t i = 0; i < count; i++)
-            times.measure(i, [&] { table.set(keys.at(i), value); });
-        for (size_t i = 0; i < count; i++)
-            idle.measure(i, [&] { benchmark::DoNotOptimize(keys.at(i)); });
-    }
-    state.counters["p99.99_us"] = times.part(0.9999);
-    state.counters["p99.999_us"] = times.part(0.99999);
-    state.counters["longest_us"] = times.part(1);
-    state.counters["longest_wall_us"] = times.longest_wall();
-    state.counters["idle_longest_us"] = idle.part(1);
-    state.counters["idle_longest_wall_us"] = idle.longest_wall();
+    for (auto _ : state)
+        for (int round = 0; round < rounds; round++) {
+            Table table;
+            for (size_t i = 0; i < count; i++)
+                times.measure(i, [&] { table.set(keys.at(i), value); });
+            for (size_t i = 0; i < count; i++)
+                idle.measure(i, [&] { benchmark::DoNotOptimize(keys.at(i)); });
+        }
+    state.counters["longest_us"] = times.longest_of_least();
+    state.counters["once_us"] = times.longest();
+    state.counters["once_wall_us"] = times.longest_wall();
+    state.counters["idle_us"] = idle.longest_of_least();
+    state.counters["idle_once_us"] = idle.longest();
+    state.counters["idle_once_wall_us"] = idle.longest_wall();
 }
 
 void of_sizes(benchmark::internal::Benchmark* work) {
