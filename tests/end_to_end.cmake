@@ -121,6 +121,14 @@ if(TARGET status_service)
             Login.test_digest Crowds.test_addresses)
     endif()
     ombrel_end_to_end(service.end_to_end service/status_service_test.py ${status_service_starter} ${parts} TIMEOUT 360)
+    if(WIN32)
+        add_executable(console_event support/console_event.cpp)
+        ombrel_warnings(console_event)
+        target_include_directories(console_event PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+        ombrel_started_by(console_event_starter console_event)
+        ombrel_end_to_end(command.console_events_end_to_end command/console_events_test.py
+            ${console_event_starter} $<TARGET_FILE:ombrel_tuk_command> $<TARGET_FILE:status_service>)
+    endif()
     ombrel_end_to_end(service.pages_end_to_end service/status_pages_test.py ${status_service_starter}
         NOT_ON_WINDOWS "the emulator's service is ended by a signal")
     ombrel_end_to_end(service.fetch_peers service/fetch_peers_test.py

@@ -9,6 +9,7 @@
 
 #include "platform/fault.h"
 #include "platform/process.h"
+#include "platform/windows/console_handler.h"
 #include "platform/windows/descriptor.h"
 
 namespace ombrel::platform {
@@ -47,10 +48,15 @@ bool is_own_logoff() {
     return ProcessIdToSessionId(GetCurrentProcessId(), &session) != 0 && session != 0;
 }
 
+/// From before the program hears of its end on.
+std::atomic<bool> is_ending;
+
 /// The system ends the process when its handlers return, or after some seconds: those are the program's.
-BOOL wait_for_own_end(bool is_wanted) {
-    if (is_wanted)
+BOOL end_politely() {
+    is_ending.store(true);
+    if (deliver(SIGTERM, false))
         Sleep(INFINITE);
+    is_ending.store(false);
     return FALSE;
 }
 
@@ -62,10 +68,10 @@ BOOL WINAPI on_console_event(DWORD event) {
     case CTRL_BREAK_EVENT:
         return deliver(SIGBREAK, false) || deliver(SIGTERM, false);
     case CTRL_LOGOFF_EVENT:
-        return wait_for_own_end(is_own_logoff() && deliver(SIGTERM, false));
+        return is_own_logoff() ? end_politely() : FALSE;
     case CTRL_CLOSE_EVENT:
     case CTRL_SHUTDOWN_EVENT:
-        return wait_for_own_end(deliver(SIGTERM, false));
+        return end_politely();
     default:
         return FALSE;
     }
@@ -137,6 +143,11 @@ void cease_to_filter() {
 
 } // namespace
 
+void remove_console_handler(PHANDLER_ROUTINE handler) {
+    if (!is_ending.load())
+        SetConsoleCtrlHandler(handler, FALSE);
+}
+
 bool catch_signal(int number, signal_handler handler) {
     if (number < 1 || number >= signal_limit)
         return false;
@@ -159,7 +170,7 @@ void restore_signal(int number) {
     caught[number].handler.store(nullptr, std::memory_order_release);
     signal(number, caught[number].before);
     if (is_of_console(number) && !is_any_caught(is_of_console))
-        SetConsoleCtrlHandler(on_console_event, FALSE);
+        remove_console_handler(on_console_event);
     if (is_of_faults(number) && !is_any_caught(is_of_faults))
         cease_to_filter();
 }

@@ -10,6 +10,7 @@
 #include "platform/fault.h"
 #include "platform/file.h"
 #include "platform/terminal.h"
+#include "platform/windows/console_handler.h"
 #include "platform/windows/console_keys.h"
 #include "platform/windows/descriptor.h"
 #include "platform/windows/host_error.h"
@@ -101,7 +102,7 @@ void guard_ends() {
 
 // What came later stays, and calls ours, which then does nothing.
 void cease_to_guard_ends() {
-    SetConsoleCtrlHandler(on_console_event, FALSE);
+    remove_console_handler(on_console_event);
     const auto filter = SetUnhandledExceptionFilter(filter_before.load());
     if (filter != on_fault)
         SetUnhandledExceptionFilter(filter);
