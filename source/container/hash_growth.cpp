@@ -284,8 +284,10 @@ bool reserve_parts(ombrel_hash_ts& table, unsigned size_bits, uint32_t depth) {
 bool reserve_hash_room(ombrel_hash_ts& table, size_t count) {
     if (table.limit != 0 && count > table.limit)
         return refuse(fault_code::too_large);
+    if (count <= table.count)
+        return true;
     if (count <= most_of(table.largest_part) && table.directory.depth == 0)
-        return count == 0 || reserve_parts(table, size_bits_for(count), 0);
+        return reserve_parts(table, size_bits_for(count), 0);
     // Parts are not filled evenly.
     const size_t usual = most_of(table.largest_part) - most_of(table.largest_part) / 8;
     uint32_t depth = 0;

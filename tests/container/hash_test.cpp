@@ -426,6 +426,8 @@ TEST_F(Hash, ReservedRoomIsEnoughAndComesBack) {
     const ombrel_hash_statistics_t before = table.figures();
     for (uint64_t i = 0; i < 30000; i++)
         ombrel_hash_set_at(table, i, table);
+    for (const size_t enough : {0, 1, 30000})
+        EXPECT_EQ(0, ombrel_hash_reserve(table, enough));
     EXPECT_EQ(before.m_growths, table.figures().m_growths);
     for (uint64_t i = 10; i < 30000; i++)
         ombrel_hash_remove_at(table, i);
