@@ -12,8 +12,8 @@ using namespace ombrel::crypto;
 
 namespace ombrel::crypto {
 
-void pbkdf2_part::begin(const ombrel_hmac_t& keyed, const void* salt, size_t salt_size, uint32_t number,
-                        uint32_t iterations) {
+void pbkdf2_part::begin_openly(const ombrel_hmac_t& keyed, const void* salt, size_t salt_size,
+                               uint32_t number, uint32_t iterations) {
     const ombrel_digest_algorithm_t* const algorithm = keyed.m_inner.m_algorithm;
     unsigned char counter[sizeof number];
     store_big(counter, number);
@@ -41,7 +41,7 @@ void pbkdf2_part::digest_block(const uint32_t* first_state, uint32_t (&state)[mo
 
 /// The keyed digest of a result of the same digest, over and over: two blocks each time, where the functions
 /// for any message would make text of each as well.
-bool pbkdf2_part::step(uint32_t most) {
+void pbkdf2_part::step_openly(uint32_t most) {
     uint32_t digest[most_digest_words] = {};
     const wipe_guard wiped(digest);
     const uint32_t times = std::min(most, left_);
@@ -52,16 +52,29 @@ bool pbkdf2_part::step(uint32_t most) {
             sum_[word] ^= digest[word];
     }
     left_ -= times;
-    return left_ == 0;
 }
 
-void pbkdf2_part::get(unsigned char* part) const {
+void pbkdf2_part::get_openly(unsigned char* part) const {
     for (size_t i = 0; i < words_ * sizeof(uint32_t); i += sizeof(uint32_t)) {
         unsigned char bytes[sizeof(uint32_t)];
         shape_->store(bytes, sum_[i / sizeof(uint32_t)]);
         for (size_t at = 0; at < sizeof bytes; at++)
             part[i + at] = first_[i + at] ^ bytes[at];
     }
+}
+
+void pbkdf2_part::begin(const ombrel_hmac_t& keyed, const void* salt, size_t salt_size, uint32_t number,
+                        uint32_t iterations) {
+    without_trace([&, this] { begin_openly(keyed, salt, salt_size, number, iterations); });
+}
+
+bool pbkdf2_part::step(uint32_t most) {
+    without_trace([=, this] { step_openly(most); });
+    return left_ == 0;
+}
+
+void pbkdf2_part::get(unsigned char* part) const {
+    without_trace([=, this] { get_openly(part); });
 }
 
 } // namespace ombrel::crypto

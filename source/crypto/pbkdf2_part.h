@@ -31,6 +31,11 @@ public:
     void forget() { wipe(this, sizeof *this); }
 
 private:
+    // Each leaves on the stack what the one of its name wipes from there.
+    void begin_openly(const ombrel_hmac_t& keyed, const void* salt, size_t salt_size, uint32_t number,
+                      uint32_t iterations);
+    void step_openly(uint32_t most);
+    void get_openly(unsigned char* part) const;
     void digest_block(const uint32_t* first_state, uint32_t (&state)[most_digest_words]);
 
     const digest_shape* shape_ = nullptr;

@@ -1,4 +1,6 @@
 // What ciphers and digests leave behind of keys and messages.
+#include <ombrel/hmac.h>
+
 #include "crypto/cipher_support.h"
 #include "crypto/digest_family.h"
 #include "support/own_stack.h"
@@ -52,6 +54,18 @@ TEST(Secrets, DigestsLeaveNoMessage) {
     leaves_no_message<md5>();
     leaves_no_message<sha1>();
     leaves_no_message<sha256>();
+}
+
+TEST(Secrets, KeysOfPasswordsLeaveNothing) {
+    for (size_t index = 0; const auto* digest = ombrel_get_digest_algorithm(index); index++) {
+        byte_string key(2 * digest->m_size + 3, 0);
+        EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1],
+                                          [&](const byte_string& password) {
+                                              ombrel_make_pbkdf2(digest, password.data(), password.size(),
+                                                                 "salt", 4, 3, key.data(), key.size());
+                                          }))
+            << digest->m_name;
+    }
 }
 
 } // namespace

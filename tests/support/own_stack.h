@@ -69,7 +69,7 @@ private:
 #define OMBREL_TEST_LARGE_FRAMES 1
 #endif
 #endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__) || defined(_WIN32)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(NDEBUG) || defined(_WIN32)
 #define OMBREL_TEST_LARGE_FRAMES 1
 #endif
 
