@@ -102,7 +102,11 @@ class CodecTest(unittest.TestCase):
         os.close(read_end)
         with subprocess.Popen([CODEC], stdin=subprocess.PIPE, stdout=write_end, stderr=subprocess.PIPE) as process:
             os.close(write_end)
-            self.assertEqual((b"", -signal.SIGPIPE), (process.communicate(bytes(100000), timeout=60)[1], process.returncode))
+            errors = process.communicate(bytes(100000), timeout=60)[1]
+        if os.name == "nt" or "OMBREL_TEST_WINDOWS" in os.environ:
+            self.assertEqual((1, True), (process.returncode, b"ombrel_codec: standard output: write error: " in errors), errors)
+        else:
+            self.assertEqual((-signal.SIGPIPE, b""), (process.returncode, errors))
         refused(b"x", subprocess.PIPE, os.open("/dev/full", os.O_WRONLY), b"ombrel_codec: standard output: write error: No space")
         directory = os.open("/", os.O_RDONLY)
         self.addCleanup(os.close, directory)
