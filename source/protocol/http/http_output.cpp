@@ -116,7 +116,7 @@ int64_t put_from_file(http_exchange& connection, int descriptor, int64_t offset,
     if (connection.is_broken || ombrel_get_buffer_size(connection.output) > 0)
         return 0;
     const bool is_owner = server.batch_owner == &connection;
-    const std::string_view gathered(server.batch, is_owner ? server.batched : 0);
+    std::string_view gathered(server.batch, is_owner ? server.batched : 0);
     const int sent = platform::send_file(connection.socket, gathered, descriptor, offset, size);
     if (sent < 0)
         return failed_for_now(sent) ? 0 : -1;
@@ -126,7 +126,8 @@ int64_t put_from_file(http_exchange& connection, int descriptor, int64_t offset,
     const size_t of_gathered = std::min(static_cast<size_t>(sent), gathered.size());
     server.batch_owner = nullptr;
     server.batched = 0;
-    keep(connection, gathered.substr(of_gathered));
+    gathered.remove_prefix(of_gathered);
+    keep(connection, gathered);
     return sent - static_cast<int64_t>(of_gathered);
 }
 
