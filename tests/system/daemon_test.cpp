@@ -200,10 +200,20 @@ TEST_F(PidFile, SurvivesACrash) {
 }
 
 TEST_F(PidFile, GoesToOneOfManyWhileOthersLook) {
-    std::atomic<bool> is_over = false;
+    std::atomic<bool> is_over = false, may_look = true, is_looking = true;
+    const auto tell = [](std::atomic<bool>& word, bool value) {
+        word = value;
+        word.notify_one();
+    };
     std::thread looking([&] {
-        while (!is_over)
+        while (!is_over) {
             EXPECT_GE(look(), 0);
+            if (may_look)
+                continue;
+            tell(is_looking, false);
+            may_look.wait(false);
+            tell(is_looking, true);
+        }
     });
     for (int round = 0; round < 30; round++) {
         if (round % 2 == 0)
@@ -212,6 +222,8 @@ TEST_F(PidFile, GoesToOneOfManyWhileOthersLook) {
         ASSERT_EQ(0, pipe(start) | pipe(results) | pipe(stop));
         constexpr int racers = 6;
         std::vector<pid_t> children;
+        tell(may_look, false); // an emulator's own locks stay held in children where others are at work
+        is_looking.wait(true);
         for (int i = 0; i < racers; i++) {
             children.push_back(fork());
             if (children.back() != 0)
@@ -227,6 +239,8 @@ TEST_F(PidFile, GoesToOneOfManyWhileOthersLook) {
             (void)!read(stop[0], &byte, 1);
             _exit(0); // as in a crash
         }
+        tell(may_look, true);
+        is_looking.wait(false);
         close(start[1]);
         std::string told;
         for (char result; told.size() < racers && read(results[0], &result, 1) == 1;)
