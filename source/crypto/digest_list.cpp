@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 
 #include <ombrel/digest.h>
 #include <ombrel/heap.h>
@@ -29,8 +28,9 @@ namespace {
 using list_t = ombrel_digest_list_t;
 
 constexpr char hex_digits[] = "0123456789abcdefABCDEF";
-constexpr const char* tags[] = {"SHA256", "SHA1", "MD5"};
-constexpr const char* tagged_algorithms[] = {"sha256", "sha1", "md5"};
+constexpr struct {
+    const char *tag, *algorithm;
+} tagged[] = {{"SHA256", "sha256"}, {"SHA1", "sha1"}, {"MD5", "md5"}};
 constexpr char needing_escapes[] = "\\\n\r", escapes[] = "\\nr";
 
 /// What a character is written for, from one text to the other; 0 for none.
@@ -154,14 +154,14 @@ char* skip_spaces(char* at) {
 
 /// Behind the tag and the parenthesis of a line with one, with the number of digits that it wants; else null.
 char* skip_tag(char* text, size_t& digit_count) {
-    for (size_t i = 0; i < std::size(tags); i++) {
-        const size_t length = strlen(tags[i]);
-        if (strncmp(text, tags[i], length) != 0)
+    for (const auto& one : tagged) {
+        const size_t length = strlen(one.tag);
+        if (strncmp(text, one.tag, length) != 0)
             continue;
         char* const open = skip_spaces(text + length);
         if (*open != '(')
             continue;
-        digit_count = 2 * ombrel_find_digest_algorithm(tagged_algorithms[i])->m_size;
+        digit_count = 2 * ombrel_find_digest_algorithm(one.algorithm)->m_size;
         return open + 1;
     }
     return nullptr;
