@@ -46,7 +46,9 @@ TEST_F(Framebuffer, ControlsCheckTheirRecords) {
     context ctx;
     ASSERT_EQ(0, ctx.open("application/tuk_fb", {{"xywh", "0,0,4,4"}}));
     ombrel_fb_root_t record;
+    ombrel_ctx_fbinfo_t info;
     capture errors(stderr);
+    EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_info, &info, sizeof info - 1));
     EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, &record, sizeof record + 1));
     EXPECT_NE(errors.text().find("s_arg_size == sizeof(*s_arg)"), std::string::npos);
     EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_root, static_cast<void*>(nullptr),
@@ -54,6 +56,8 @@ TEST_F(Framebuffer, ControlsCheckTheirRecords) {
     EXPECT_EQ(ctx_error::invalid, ctx.error());
     EXPECT_EQ(-1, ombrel_ctx_control(ctx, def_ombrel_fb_control_pan, &record, sizeof record));
     EXPECT_EQ(ctx_error::not_supported, ctx.error());
+    EXPECT_EQ(0, ombrel_ctx_control(ctx, def_ombrel_fb_control_get_info, &info, sizeof info));
+    EXPECT_EQ(root_of(ctx), info.m_root);
     context window;
     EXPECT_EQ(ctx_error::invalid, window.open("application/tuk_windows_dib", {{"xywh", "a"}}));
 }

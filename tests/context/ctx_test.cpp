@@ -16,6 +16,7 @@
 #include "support/capture.h"
 #include "support/ctx_error.h"
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -102,6 +103,35 @@ TEST_F(CtxTest, AnOpenOperationMayUseContextsButNotCloseItsOwn) {
     EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
     EXPECT_EQ(ctx_error::busy, ombrel_ctx_get_last_error(ctx));
     EXPECT_EQ(2, a->opened);
+}
+
+TEST_F(CtxTest, TheRecordOfAPluginIsHeldWhileItOpensAndCloses) {
+    const loaded_probe a("probe_a");
+    ombrel_ctx_set_option(ctx, "held", "1");
+    EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/text"));
+    EXPECT_EQ(0, ombrel_close_ctx(ctx));
+}
+
+TEST_F(CtxTest, OptionsThatGoAreWipedAndTheirRoomComesBack) {
+    const std::string text(100, 's');
+    size_t first_count = 0;
+    for (int round = 0; round < 3; round++) {
+        const size_t before = ombrel_get_alloc_count();
+        for (const char* name : {"near", "apart"})
+            EXPECT_EQ(0, ombrel_ctx_set_option(ctx, name, text.c_str()));
+        const size_t count = ombrel_get_alloc_count() - before;
+        first_count = round == 0 ? count : first_count;
+        EXPECT_EQ(first_count, count) << round;
+        EXPECT_TRUE(is_in_live_blocks(text));
+        if (round == 1) {
+            EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "near", "x"));
+            EXPECT_EQ(0, ombrel_ctx_set_option(ctx, "apart", nullptr));
+        } else {
+            EXPECT_EQ(0, ombrel_close_ctx(ctx));
+        }
+        EXPECT_FALSE(is_in_live_blocks(text)) << round;
+        EXPECT_EQ(0, ombrel_close_ctx(ctx));
+    }
 }
 
 TEST_F(CtxTest, OptionsAreFoundInEitherCaseUntilTheContextIsClosed) {

@@ -233,6 +233,24 @@ TEST_F(PluginTest, ATableCountsAsFarAsItsSizeGoes) {
     }
 }
 
+TEST_F(PluginTest, ATableOfAnotherKindServesNoContext) {
+    const probe_library probe("probe_a");
+    uint32_t* kind = nullptr;
+    const int ctx = ombrel_new_ctx();
+    for (const bool is_late : {true, false}) {
+        const int handle = probe.load();
+        EXPECT_EQ(def_ombrel_plugin_flag_initialized | (is_late ? def_ombrel_plugin_flag_ctx_interface : 0),
+                  ombrel_get_plugin_info()->m_flags);
+        kind = static_cast<uint32_t*>(const_cast<void*>(ombrel_plugin_get_interface(handle)));
+        *kind = def_ombrel_interface_kind_ctx + 1;
+        EXPECT_EQ(-1, ombrel_open_ctx(ctx, "test/text")) << is_late;
+        EXPECT_EQ(0, ombrel_plugin_is_executable_main(handle)) << is_late;
+        EXPECT_EQ(0, ombrel_unload_plugin(handle));
+    }
+    *kind = def_ombrel_interface_kind_ctx;
+    EXPECT_EQ(0, ombrel_destroy_ctx(ctx));
+}
+
 TEST_F(PluginTest, APluginStaysWhileItsMainEntryRuns) {
     for (const bool by_ctx : {false, true}) {
         const probe_library probe("probe_a");

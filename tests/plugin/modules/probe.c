@@ -13,8 +13,10 @@
 
 OMBREL_PLUGIN_EXPORT probe_state_t probe_state;
 
+static int is_record_held(void);
+
 /* The option "refuse" is the error to refuse with; "nested" opens another context meanwhile; "close" tries to
- * close the context that is being opened. */
+ * close the context that is being opened; "held" wants the plug-in's record held meanwhile. */
 static int probe_open(int ctx, const char* mime_type) {
     const char* refuse = ombrel_ctx_get_option(ctx, "refuse");
     if (mime_type == NULL || ombrel_ctx_get_plugin_descriptor(ctx) != -1 ||
@@ -37,6 +39,8 @@ static int probe_open(int ctx, const char* mime_type) {
     if (ombrel_ctx_get_option(ctx, "close") != NULL &&
         (ombrel_close_ctx(ctx) != -1 || ombrel_destroy_ctx(ctx) != -1))
         return -4;
+    if (ombrel_ctx_get_option(ctx, "held") != NULL && !is_record_held())
+        return -5;
     ombrel_ctx_set_plugin_data(ctx, ombrel_strdup(ombrel_ctx_get_option_string_ex(ctx, "source", "")));
     PROBE_COUNT(probe_state.opened);
     return 0;
@@ -45,7 +49,7 @@ static int probe_open(int ctx, const char* mime_type) {
 static int probe_close(int ctx) {
     ombrel_check_free(ombrel_ctx_get_plugin_data(ctx));
     PROBE_COUNT(probe_state.closed);
-    return 0;
+    return ombrel_ctx_get_option(ctx, "held") == NULL || is_record_held() ? 0 : -5;
 }
 
 static int probe_vbcontrol(int ctx, uint32_t code, va_list args) {
@@ -208,6 +212,14 @@ static ombrel_ctx0_v1_interface_t table = {{def_ombrel_interface_kind_ctx, 0, PR
                                            probe_get_field_index,
                                            probe_get_field_name,
                                            NULL};
+
+/* For tests without other threads, as the list may change. */
+static int is_record_held(void) {
+    const ombrel_plugin_t* plugin = ombrel_get_plugin_info();
+    while (plugin != NULL && plugin->m_interface != &table)
+        plugin = plugin->m_next;
+    return plugin != NULL && plugin->m_lock.m_reference_count != 0;
+}
 
 static void use_ctx(void) {
     if (probe_state.makes_ctx) {
