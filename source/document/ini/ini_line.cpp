@@ -36,6 +36,14 @@ size_t find_key_end(ini_dialect dialect, std::string_view text, size_t at) {
     return at;
 }
 
+/// Where the value behind a separator begins. That of an empty one is before its line end, of which the
+/// carriage return is a blank, too.
+size_t find_value(std::string_view text, size_t behind_separator) {
+    const size_t at = skip_ini_blanks(text, behind_separator);
+    const bool has_return = at > behind_separator && ini_line_end_size(text, at - 1) == 2;
+    return has_return ? at - 1 : at;
+}
+
 /// The place behind the text's first line; npos when there is nothing.
 size_t find_second_line(std::string_view text) {
     const size_t at = find_ini_line_end(text, 0) + 1;
@@ -97,7 +105,7 @@ ini_line read_ini_key_line(ini_dialect dialect, std::string_view text, growing_t
         const size_t second = find_second_line(text);
         return second == text.npos ? line : malformed(def_ombrel_ini_fault_indented, second);
     }
-    line.value_at = skip_ini_blanks(text, end + 1);
+    line.value_at = find_value(text, end + 1);
     const ini_value_shape shape = read_ini_value(dialect, slice(text, line.value_at), value, caller);
     line.value_size = shape.size;
     line.is_quoted = shape.is_quoted;
