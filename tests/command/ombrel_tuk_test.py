@@ -257,6 +257,7 @@ class MulticallTest(unittest.TestCase):
         lines = run(TOOL, "tree", "-x", ".*", "r")[1].decode()
         self.assertEqual("r\n├── a\n│   ├── b\n│   │   └── x.o\n│   ├── round\n│   └── y.c\n├── a b\n└── lost\n2 directories, 5 files\n", lines)
         self.assertIn("           7  ├── a\n", run(TOOL, "tree", "-s", "r")[1].decode())
+        self.assertEqual((1, b"r\n0 directories, 0 files\n", "tree: none: No such file or directory\n"), run(TOOL, "tree", "-m0", "none", "r"))
         everything = self.lines("sync", "-n", "r", "to")
         self.assertFalse(os.path.exists("to"))
         self.assertEqual((everything, []), (self.lines("sync", "r", "to"), self.lines("sync", "-c", "r", "to")))

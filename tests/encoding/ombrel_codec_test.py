@@ -77,6 +77,12 @@ class CodecTest(unittest.TestCase):
             self.assertEqual((1 if fault else 0, output, True), (status, got, fault in errors), data)
             self.assertEqual(lenient, run(data, "-di")[:2], data)
 
+    def test_what_comes_behind_garbage_is_not_waited_for(self):
+        with subprocess.Popen([CODEC, "-d"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            process.stdin.write(b"TWFu-")
+            process.stdin.flush()
+            self.assertEqual((1, b"Man"), (process.wait(60), process.stdout.read()))
+
     def test_quoted_printable(self):
         self.assertEqual((0, b"a=3Db=20c=0A", ""), run(b"a=b c\n", "-q"))
         self.assertEqual((0, b"A=3d=\n=", ""), run(b"=41=3d=\n=", "-qd"))

@@ -12,8 +12,8 @@
 namespace ombrel_test {
 namespace {
 
-const ombrel_argument_exit_t exits[] = {{"0", "Well."}, {"128+N", "Ended."}, {}};
-const ombrel_argument_section_t sections[] = {{"FILES", "One. Two\n\1.x\n\n  a b"}, {}};
+const ombrel_argument_exit_t exits[] = {{"0", "Well."}, {"128+N", "Ended."}, {"az|AZ-09", ""}, {}};
+const ombrel_argument_section_t sections[] = {{"FILES", "One. Two. z\n\1.x\n\n  a b"}, {}};
 const ombrel_argument_manual_t page = {"box",
                                        "2026-11-22",
                                        "box 1",
@@ -88,9 +88,11 @@ Well.
 .TP
 128+\fIN\fR
 Ended.
+.TP
+\fBaz\fR|\fIAZ\-09\fR
 .SH "FILES"
 One.
-Two
+Two. z
 .br
 \&.x
 .PP

@@ -132,6 +132,8 @@ TEST_F(CharsetDetect, KnowsMarksAsciiAndWhatIsNoText) {
         {"\x8F\xB0\xA1\xA4\xCE\xA4\xC7\xA4\xB9", def_ombrel_charset_detect_text, def_ombrel_charset_euc_jp,
          0},
         {"\xFB\xFC\x8B\xB4\x82\xB3\x82\xF1", def_ombrel_charset_detect_text, def_ombrel_charset_cp932, 0},
+        // A capital seldom follows a small letter with an accent.
+        {"\xE9\x41\xE9\x42\xE8\x43", def_ombrel_charset_detect_text, def_ombrel_charset_shift_jis, 0},
         {"\x8C\x63\xB9\xE6\xB0\xA2\xC7\xCF", def_ombrel_charset_detect_text, def_ombrel_charset_cp949, 0},
     };
     for (const auto& [bytes, kind, charset, mark] : cases) {
