@@ -69,7 +69,26 @@ OMBREL_FAILURES(Plugin, open_and_options) {
         fail.during([&] { return ombrel_ctx_set_option_fstring(ctx.handle, "a", "%300d", 1); });
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx.handle), long_set == 0 ? 0 : def_ombrel_ctx_error_no_memory);
     fail.during([&] { return ombrel_ctx_printf(ctx.handle, "%d", 1); });
-    fail.during([&] { return ombrel_ctx_simple_http_get("http://127.0.0.1:1/", "a: b", 0, nullptr); });
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
+}
+
+OMBREL_FAILURES(Plugin, open_with_long_texts) {
+    const made_ctx ctx;
+    const int handle = ombrel_load_plugin(bare, nullptr);
+    const std::string mime_type = "test/bare/" + std::string(100, 'x');
+    const bool is_open =
+        refused_when_hit(fail, [&] { return ombrel_open_ctx(ctx.handle, mime_type.c_str()); });
+    EXPECT_EQ(is_open ? 0 : def_ombrel_ctx_error_no_memory, ombrel_ctx_get_last_error(ctx.handle));
+    EXPECT_STREQ(is_open ? mime_type.c_str() : nullptr, ombrel_get_ctx_mime_type(ctx.handle));
+    ombrel_close_ctx(ctx.handle);
+    EXPECT_EQ(0, ombrel_unload_plugin(handle));
+}
+
+OMBREL_FAILURES(Plugin, simple_http_get) {
+    const int handle = ombrel_load_plugin(bare, nullptr);
+    const std::string served(20000, 'x'); // by that plug-in; more than the first room for it
+    const auto get = [] { return ombrel_ctx_simple_http_get("bare:", "a: b", 0, nullptr); };
+    text_or_null(fail, served.c_str(), [&] { return static_cast<char*>(get()); });
     EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }
 

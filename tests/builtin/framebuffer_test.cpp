@@ -1,5 +1,6 @@
 // Frame-buffer contexts in memory.
 #include <cstring>
+#include <tuple>
 #include <utility>
 
 #include <ombrel/color.h>
@@ -80,6 +81,35 @@ TEST_F(Framebuffer, PixelsAsBytes) {
     EXPECT_EQ(0, ombrel_ctx_sync(ctx));
     EXPECT_EQ(0u, root_of(ctx)->m_update_region.m_h);
     EXPECT_EQ(-1, ombrel_ctx_seek(ctx, INT64_MAX, def_ombrel_ctx_seek_current));
+    EXPECT_EQ(-1, ombrel_ctx_seek(ctx, -16, def_ombrel_ctx_seek_end));
+    EXPECT_EQ(-1, ombrel_ctx_seek(ctx, 0, 7));
+    EXPECT_EQ(16, ombrel_ctx_seek(ctx, 1, def_ombrel_ctx_seek_current)) << "behind the end";
+    EXPECT_EQ(0, ombrel_ctx_read(ctx, bytes, sizeof bytes));
+    EXPECT_EQ(0, ombrel_ctx_write(ctx, "x", 0));
+    EXPECT_EQ(-1, ombrel_ctx_write(ctx, "x", 1));
+}
+
+TEST_F(Framebuffer, WhatIsWrittenAddsWholeRowsToWhatHasChanged) {
+    context ctx;
+    ASSERT_EQ(0, ctx.open("application/tuk_fb", {{"xywh", "0,0,5,3"}, {"bpp", "8"}}));
+    ombrel_fbmap_rectangle_t& region = root_of(ctx)->m_update_region;
+    const struct {
+        ombrel_fbmap_rectangle_t before;
+        int position;
+        size_t size;
+        int y;
+        uint32_t h;
+    } cases[] = {{{0, 0, 0, 0}, 0, 5, 0, 1},  {{0, 0, 0, 0}, 4, 2, 0, 2},  {{0, 2, 5, 1}, 0, 1, 0, 3},
+                 {{3, 0, 1, 1}, 10, 5, 0, 3}, {{0, 0, 5, 3}, 5, 1, 0, 3},  {{1, 1, 0, 1}, 10, 1, 2, 1},
+                 {{1, 1, 1, 0}, 10, 1, 2, 1}, {{0, -1, 5, 2}, 14, 1, 0, 3}};
+    for (const auto& each : cases) {
+        region = each.before;
+        EXPECT_EQ(each.position, ombrel_ctx_seek(ctx, each.position, def_ombrel_ctx_seek_set));
+        EXPECT_EQ(static_cast<int>(each.size), ombrel_ctx_write(ctx, "abcde", each.size));
+        EXPECT_EQ(std::make_tuple(0, each.y, 5u, each.h),
+                  std::make_tuple(region.m_x, region.m_y, region.m_w, region.m_h))
+            << &each - cases;
+    }
 }
 
 } // namespace

@@ -90,7 +90,7 @@ TEST_F(CtxTest, ARefusalGoesOnToTheNextPluginOnlyWhenNotSupported) {
     EXPECT_EQ(3, b->refused) << "each time once";
     const int bare = ombrel_load_plugin(module_path("bare").c_str(), nullptr);
     EXPECT_EQ(0, ombrel_open_ctx(ctx, "test/bare"));
-    EXPECT_EQ(-1, ombrel_ctx_read(ctx, nullptr, 0));
+    EXPECT_EQ(-1, ombrel_ctx_write(ctx, "", 0));
     EXPECT_EQ(ctx_error::not_supported, ombrel_ctx_get_last_error(ctx)) << "a null slot";
     EXPECT_EQ(0, ombrel_close_ctx(ctx));
     EXPECT_EQ(0, ombrel_unload_plugin(bare));
