@@ -44,6 +44,7 @@ class IniTest(unittest.TestCase):
             ("set a n 2", b"[a]\n\tk=1\n# end\n\n# of b\n[b]\nk=3\n", b"[a]\n\tk=1\n\tn=2\n# end\n\n# of b\n[b]\nk=3\n"),
             ("set a n 2", b"[a]\n# about a\n\n[b]\n", b"[a]\n# about a\nn = 2\n\n[b]\n"),
             ("set b n 2", b"[a]\r\nk = 1\r\n\r\n[b]\r\nlong    = 1", b"[a]\r\nk = 1\r\n\r\n[b]\r\nlong    = 1\r\nn       = 2"),
+            ("set '' n 3", b"k = 1\r\n  2", b"k = 1\r\n  2\r\nn = 3"),
             ("set c n 2", b"[a]\nk = 1\n\n[b]\nk = 1\n", b"[a]\nk = 1\n\n[b]\nk = 1\n\n[c]\nn = 2\n"),
             ("set c n 2", b"[a]\nk=1\n[b]\nk=1\n", b"[a]\nk=1\n[b]\nk=1\n[c]\nn=2\n"),
             ("set '' n 2", b"\xef\xbb\xbf# head\n\n[a]\nk = 1\n", b"\xef\xbb\xbf# head\nn = 2\n\n[a]\nk = 1\n"),

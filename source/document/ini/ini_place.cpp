@@ -90,6 +90,12 @@ bool put_separator(const ini_t& ini, const ini_item* model, size_t key_size, gro
     return to.append(slice(separator, gap), ini.caller) && (!is_tight || to.append(" ", ini.caller));
 }
 
+/// The line end that an item has, or the last one within a value of several lines; empty without.
+std::string_view last_line_end(const ini_item& item) {
+    const std::string_view text = item.view();
+    return ini_line_end_of(slice(text, 0, text.rfind('\n') + 1));
+}
+
 } // namespace
 
 ini_item* next_own(const ini_item& item) {
@@ -126,10 +132,10 @@ bool put_ini_key_start(const ini_t& ini, const ini_item* place, std::string_view
 std::string_view ini_line_end_behind(const ini_t& ini, const ini_item* place) {
     int seen = 0;
     for (const ini_item* at = place; at != nullptr && seen < nearby; at = previous_own(*at), seen++)
-        if (const std::string_view end = ini_line_end_of(at->view()); !end.empty())
+        if (const std::string_view end = last_line_end(*at); !end.empty())
             return end;
     for (const ini_item* at = ini.head; at != nullptr && seen < 2 * nearby; at = next_own(*at), seen++)
-        if (const std::string_view end = ini_line_end_of(at->view()); !end.empty())
+        if (const std::string_view end = last_line_end(*at); !end.empty())
             return end;
     return "\n";
 }
