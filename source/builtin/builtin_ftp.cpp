@@ -79,18 +79,6 @@ int wait(builtin_ctx& ctx, int timeout_ms) {
     return ready == -1 ? fail_by_transfer(ctx, stream.client.error()) : ready;
 }
 
-bool is_reading(const builtin_ctx& ctx) {
-    return direction_of(ctx) == ftp_direction::retrieve;
-}
-
-int is_readable(builtin_ctx& ctx, int timeout_ms) {
-    return is_reading(ctx) ? wait(ctx, timeout_ms) : fail(ctx, def_ombrel_ctx_error_not_supported);
-}
-
-int is_writable(builtin_ctx& ctx, int timeout_ms) {
-    return is_reading(ctx) ? fail(ctx, def_ombrel_ctx_error_not_supported) : wait(ctx, timeout_ms);
-}
-
 int count_transferred(builtin_ctx& ctx, ptrdiff_t count) {
     ftp_stream& stream = stream_of(ctx);
     if (count > 0)
@@ -153,9 +141,9 @@ constinit const builtin_kind builtin_ftp{
     .needs_uri = true,
     .open = open,
     .close = close,
-    .is_readable = is_readable,
+    .is_readable = wait,
     .read = read,
-    .is_writable = is_writable,
+    .is_writable = wait,
     .write = write,
     .seek = seek,
     .sync = sync,

@@ -42,6 +42,24 @@ TEST_F(PipeStreamOfPosix, FeedsAProgramWithoutAnInterpreter) {
     EXPECT_EQ("", s.read()) << "mode w reads nothing";
 }
 
+TEST_F(PipeStreamOfPosix, AnEndMayBeDescriptor0) {
+    const int standard_input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    {
+        stream s("pipe:echo up", "r");
+        EXPECT_TRUE(s.is_readable());
+        EXPECT_EQ("up\n", s.read_to_end());
+    }
+    {
+        stream s("pipe:cat", "r+");
+        EXPECT_EQ(2, s.write("in"));
+        EXPECT_TRUE(s.is_readable());
+        EXPECT_EQ("in", s.read());
+    }
+    EXPECT_EQ(STDIN_FILENO, dup2(standard_input, STDIN_FILENO));
+    close(standard_input);
+}
+
 TEST_F(PipeStreamOfPosix, LimitsEndCallsAndClosing) {
     stream s("pipe:trap '' TERM; echo up; sleep 1000 & wait; sleep 1000", "r+",
              {{"timeout", "20"}, {"close_timeout", "0"}});

@@ -8,6 +8,21 @@ namespace {
 
 class RemoteFileTest : public stream_test {};
 
+void only_writes(stream& s) {
+    char byte;
+    EXPECT_FALSE(s.is_readable());
+    EXPECT_EQ(ctx_error::not_supported, s.error());
+    EXPECT_EQ(-1, ombrel_ctx_read(s.handle(), &byte, 1));
+    EXPECT_EQ(ctx_error::not_supported, s.error());
+}
+
+void only_reads(stream& s) {
+    EXPECT_FALSE(s.is_writable());
+    EXPECT_EQ(ctx_error::not_supported, s.error());
+    EXPECT_EQ(-1, s.write("x"));
+    EXPECT_EQ(ctx_error::not_supported, s.error());
+}
+
 std::string url(const char* scheme, int port, const std::string& path) {
     return std::string(scheme) + "://127.0.0.1:" + std::to_string(port) + "/" + path;
 }
@@ -20,6 +35,7 @@ TEST_F(RemoteFileTest, ATftpStreamWritesAndReads) {
     stream writer(source, "wb", {{"size", "100000"}, {"interval", "20000"}});
     ASSERT_TRUE(writer.is_open()) << writer.error();
     EXPECT_TRUE(writer.is_writable());
+    only_writes(writer);
     EXPECT_EQ(100000, writer.write(bytes));
     EXPECT_EQ(0, ombrel_ctx_sync(writer.handle()));
     EXPECT_EQ(0, writer.close());
@@ -29,6 +45,7 @@ TEST_F(RemoteFileTest, ATftpStreamWritesAndReads) {
     ASSERT_TRUE(reader.is_open()) << reader.error();
     EXPECT_EQ("100000", reader.property("size"));
     EXPECT_TRUE(reader.is_readable());
+    only_reads(reader);
     EXPECT_EQ(bytes, reader.read_to_end());
     EXPECT_EQ(-1, reader.seek(0));
     EXPECT_EQ(ctx_error::not_supported, reader.error());
@@ -42,6 +59,7 @@ TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     stream writer(source, "w");
     ASSERT_TRUE(writer.is_open()) << writer.error();
     EXPECT_TRUE(writer.is_writable());
+    only_writes(writer);
     EXPECT_EQ(3000000, writer.write(bytes));
     EXPECT_EQ(10, writer.seek(10));
     EXPECT_EQ(2, writer.write("is"));
@@ -56,6 +74,7 @@ TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     stream reader(source, "r", {{"offset", "50"}});
     ASSERT_TRUE(reader.is_open()) << reader.error();
     EXPECT_TRUE(reader.is_readable());
+    only_reads(reader);
     EXPECT_EQ("3000003", reader.property("size"));
     EXPECT_EQ(expected.substr(50, 1), reader.read(1));
     EXPECT_EQ(3000003, reader.seek(0, def_ombrel_ctx_seek_end));

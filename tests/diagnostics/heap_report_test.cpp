@@ -82,6 +82,18 @@ TEST_F(HeapReport, CountsBlocksByCallSite) {
     EXPECT_EQ("0", others.m_tag + std::to_string(others.m_line + others.m_blocks + others.m_size));
 }
 
+TEST_F(HeapReport, SitesOfOneSizeComeByNameAndLine) {
+    const std::pair<const char*, unsigned long> sorted[] = {{"tied_a", 9}, {"tied_b", 3}, {"tied_b", 7}};
+    for (const size_t i : {2, 0, 1})
+        add(100'000, sorted[i].first, sorted[i].second);
+    ombrel_heap_site_t sites[100], others;
+    EXPECT_LE(3u, ombrel_get_heap_sites(sites, 100, &others));
+    for (size_t i = 0; i < 3; i++) {
+        EXPECT_STREQ(sorted[i].first, sites[i].m_tag);
+        EXPECT_EQ(sorted[i].second, sites[i].m_line);
+    }
+}
+
 TEST_F(HeapReport, SumsUpWhatItHasNoRoomFor) {
     ombrel_heap_site_t sites[2], others;
     EXPECT_EQ(2u, ombrel_get_heap_sites(sites, 2, &others));
