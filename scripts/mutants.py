@@ -29,7 +29,8 @@ class Mutant:
 
 def code_alone(text):
     """The text with comments, literals and the preprocessor's lines blanked, at the same offsets."""
-    blank = r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\b0[xX][\da-fA-F]+\w*|(?<!\w)\'(?:\\.|[^\'\\\n])*\'|^[ \t]*#[^\n]*'
+    blank = (r'R"(\w*)\(.*?\)\1"|//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\b0[xX][\da-fA-F]+\w*|'
+             r'(?<!\w)\'(?:\\.|[^\'\\\n])*\'|^[ \t]*#[^\n]*')
     return re.sub(blank, lambda found: found[0] if found[0].startswith(("0x", "0X")) else
                   re.sub(r"[^\n]", " ", found[0]), text, flags=re.DOTALL | re.MULTILINE)
 
