@@ -110,6 +110,7 @@ TEST_F(HttpDirectory, ServesWhatIsBelowAndNothingElse) {
 
 TEST_F(HttpDirectory, RedirectsAndListsWithNamesThatAreNoMarkup) {
     make("&b/x", "");
+    make("AZ[`az{09/x", "");
 #if !defined(_WIN32) // which has no such names
     make("<b>", "");
 #endif
@@ -123,12 +124,14 @@ TEST_F(HttpDirectory, RedirectsAndListsWithNamesThatAreNoMarkup) {
                                            {"http://h/index", "/index/"},
                                            {"/files/index", "/files/index/"},
                                            {"/files//sub/deep", "/files/sub/deep/"},
+                                           {"/%41Z%5b`az%7b09", "/AZ%5B%60az%7B09/"},
                                            {"/&b", "/%26b/"}})
         EXPECT_EQ(expected, field(get(target), "Location")) << target;
     const std::string list = get("/");
     for (const char* there :
          {"<a href=\"./a%26b%20%27c%27.txt\">a&amp;b &#39;c&#39;.txt</a>", "<a href=\"./sub/\">sub/</a>",
-          "1994-11-06 08:49", "<a href=\"./%26b/\">&amp;b/</a>"})
+          "1994-11-06 08:49", "<a href=\"./%26b/\">&amp;b/</a>",
+          "<a href=\"./AZ%5B%60az%7B09/\">AZ[`az{09/</a>"})
         EXPECT_NE(std::string::npos, list.find(there)) << there;
     for (const char* absent : {"hidden", ".dir", "<b>", "../"})
         EXPECT_EQ(std::string::npos, list.find(absent)) << absent;
