@@ -5,6 +5,7 @@
 
 #include <ombrel/crc.h>
 
+#include "core/wipe.h"
 #include "text/digits.h"
 
 namespace {
@@ -119,6 +120,7 @@ const char* ombrel_digest_result(ombrel_digest_t* digest, void* out) {
     if (found == nullptr)
         return nullptr;
     unsigned char result[def_ombrel_digest_size_max];
+    const ombrel::wipe_guard wiped(result); // of a password it is what logs in
     found->finish(digest->m_state, result);
     write_digits(result, found->shown.m_size, digest->m_text);
     if (out != nullptr)

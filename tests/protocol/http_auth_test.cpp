@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -10,10 +11,12 @@
 
 #include "protocol/http/auth_digest.h"
 #include "protocol/http/auth_nonce.h"
+#include "support/own_stack.h"
 
 namespace {
 
 using namespace ombrel::protocol;
+using ombrel_test::stays_on_stack;
 
 constexpr uint32_t basic = def_ombrel_http_auth_basic, md5 = def_ombrel_http_auth_md5,
                    md5_session = def_ombrel_http_auth_md5_session, sha256 = def_ombrel_http_auth_sha256,
@@ -449,6 +452,59 @@ TEST(HttpAuth, SecretsMayComeFromAnywhere) {
         ombrel_http_auth_server_options_t spoiled = options;
         spoil(spoiled);
         EXPECT_EQ(nullptr, ombrel_open_http_auth_server(&spoiled));
+    }
+}
+
+int find_copied(const char*, ombrel_secret_t* secret, void* context) {
+    memcpy(secret, context, sizeof *secret);
+    return 1;
+}
+
+TEST(HttpAuth, LeavesNoPasswordOnTheStackAndNothingThatStandsForOne) {
+    const std::string password = "a word to pass by";
+    char text[def_ombrel_secret_text_size], challenge[def_ombrel_http_auth_challenge_size],
+        value[def_ombrel_http_auth_value_size];
+    const ombrel_secret_options_t how = {def_ombrel_secret_digest, "a b", 0};
+    ombrel_make_secret(text, sizeof text, "ann", password.c_str(), &how);
+    ombrel_secret_t secret;
+    ASSERT_EQ(0, ombrel_parse_secret(text, &secret));
+    const std::string stored(reinterpret_cast<const char*>(secret.m_sha256), sizeof secret.m_sha256);
+    std::string digits;
+    for (const unsigned char byte : secret.m_sha256) {
+        char two[3];
+        snprintf(two, sizeof two, "%02x", static_cast<unsigned>(byte));
+        digits += two;
+    }
+    ombrel_http_auth_server_options_t options;
+    ombrel_init_http_auth_server_options(&options);
+    options.m_realm = "a b";
+    options.m_find = find_copied;
+    options.m_context = &secret;
+    for (const uint32_t scheme : {basic, sha256}) {
+        options.m_schemes = scheme;
+        ombrel_http_auth_server_t* const server = ombrel_open_http_auth_server(&options);
+        auth_client client("ann", password.c_str(), scheme);
+        ASSERT_LT(0, ombrel_http_auth_server_challenge(server, 0, nullptr, challenge, sizeof challenge));
+        ASSERT_EQ(1, client.take({challenge}));
+        int passed = 0;
+        const auto answer = [&] {
+            ombrel_http_auth_client_answer(client.client, "GET", "/", value, sizeof value);
+        };
+        const auto check = [&] {
+            passed = ombrel_http_auth_server_check(server, value, "GET", "/", nullptr);
+        };
+        // Of the first calls the loader of libraries may keep registers there, as it looks up what they call.
+        answer();
+        check();
+        std::vector<std::string> secrets = {password, stored, digits};
+        if (scheme == basic)
+            secrets.emplace_back(value + strlen("Basic "));
+        for (const std::string& each : secrets) {
+            EXPECT_FALSE(stays_on_stack(each, answer)) << scheme << testing::PrintToString(each);
+            EXPECT_FALSE(stays_on_stack(each, check)) << scheme << testing::PrintToString(each);
+            EXPECT_EQ(1, passed) << scheme;
+        }
+        ombrel_close_http_auth_server(server);
     }
 }
 
