@@ -100,9 +100,18 @@ int xml_entities::open_inside(const char* path) const {
     return tree_.open_file(inside, {.read = true}, nullptr);
 }
 
+/// The file that an external entity is; null for none. A document from standard input lies in the root.
+heap_ptr<char> xml_entities::find(const ombrel_xml_external_t& external) const {
+    const std::string_view base{external.m_base.m_data, external.m_base.m_size};
+    const std::string_view identifier{external.m_system_id.m_data, external.m_system_id.m_size};
+    if (strcmp(document_, "-") != 0 || base != "-")
+        return resolve(base, identifier);
+    const heap_ptr<char> root(ombrel_alloc_sprintf("%s/", directory_.get()));
+    return root ? resolve(root.get(), identifier) : heap_ptr<char>{};
+}
+
 int xml_entities::load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t& external) const {
-    const heap_ptr<char> path = resolve({external.m_base.m_data, external.m_base.m_size},
-                                        {external.m_system_id.m_data, external.m_system_id.m_size});
+    const heap_ptr<char> path = find(external);
     const int file = path ? open_inside(path.get()) : -1;
     if (file < 0)
         return def_ombrel_xml_skip;

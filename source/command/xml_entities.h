@@ -26,6 +26,7 @@ public:
 private:
     static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, void* context);
     int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t& external) const;
+    heap_ptr<char> find(const ombrel_xml_external_t& external) const;
     int open_inside(const char* path) const;
 
     const char* document_;

@@ -218,6 +218,9 @@ class XmlTest(unittest.TestCase):
                 self.assertEqual((1, b""), run("format", path)[:2])
                 self.assertEqual((0, b"", ""), run("check", path))
         self.assertEqual((0, b"secretword\n", ""), run("get", "--root", self.folder.name, "a", self.file("in/c.xml", document % "../secret.txt")))
+        # What comes from standard input lies in the root, and nowhere without one.
+        for arguments, text in ((("--root", os.path.dirname(part)), "λword"), ((), "")):
+            self.assertEqual((0, (text + "\n").encode(), ""), run("get", *arguments, "a", "-", data=(document % "part.xml").encode()))
         broken = self.file("in/d.xml", document % "broken.xml")
         self.file("in/broken.xml", "<p>\n</q>")
         self.file("in/deeper/word.txt", "<p>\n</q>")
