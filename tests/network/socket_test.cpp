@@ -45,6 +45,14 @@ TEST_F(SocketTest, NoSocketIsRefusedAtOnce) {
     EXPECT_EQ(-1, ombrel_recv_now(-1, &byte, 1));
     EXPECT_EQ(-1, ombrel_send_now(-1, &byte, 1));
     EXPECT_EQ(-1, ombrel_hops_socket(-1, -1, 0));
+    int value = 0, size = sizeof value;
+    for (const int result :
+         {ombrel_getsockopt(-1, SOL_SOCKET, SO_TYPE, &value, &size),
+          ombrel_setsockopt(-1, SOL_SOCKET, SO_REUSEADDR, &value, size),
+          ombrel_getsockname(-1, nullptr, nullptr), ombrel_getpeername(-1, nullptr, nullptr),
+          ombrel_listen(-1, 1), ombrel_set_non_block_socket(-1, 1), ombrel_set_broadcast_socket(-1, 1),
+          ombrel_sys_recv(-1, &byte, 1, 0)})
+        EXPECT_EQ(-1, result);
 }
 
 TEST_F(SocketTest, ClosingGivesNoSocketAndDescriptorsAreNotInherited) {
