@@ -244,6 +244,10 @@ TEST_F(Ini, IncludesWithinLimits) {
     EXPECT_STREQ("3", ombrel_ini_get(ini_, "a", "m"));
     EXPECT_EQ("[a]\nk = 1\n!include sub/one.ini\nl = 1\nm = 3\n[z]\n", text());
 
+    put("main.ini", ("[a]\n!include " + directory.path() + "/sub/two.ini\n").c_str());
+    ASSERT_EQ(0, load_main(flags));
+    EXPECT_STREQ("2", ombrel_ini_get(ini_, "a", "l"));
+
     put("main.ini", "[a]\nk = 1\n!include sub/one.ini\n");
     ASSERT_EQ(0, load_main(flags));
     EXPECT_EQ(-1, ombrel_ini_set(ini_, "a", "m", "3")); // would stand before it

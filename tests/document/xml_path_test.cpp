@@ -66,6 +66,7 @@ TEST_F(XmlPath, FindsInTheDocumentsOrderAndOnce) {
         {"//b//t", "t:x t:y t:xz t:y"},
         {"//b[2]/@id", "id:2"},
         {"//b[ last() ]/@id", "id:2 id:3"},
+        {"//b[02]/@id", "id:2"},
         {"//b[last()-1]/@id", "id:1"},
         {"//t[1]", "t:x t:xz t:y"},
         {"//b[@id]/t[2]", "t:y"},
