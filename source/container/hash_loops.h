@@ -131,6 +131,20 @@ struct hash_slots {
         return Machine::same(group, 0) & all;
     }
 
+    /// Of free slots, as bits, the one for an entry.
+    OMBREL_PART_OF_HASH static unsigned nearest(unsigned open, const hash_home& home) {
+        const unsigned behind = open & ~0u << home.slot();
+        return static_cast<unsigned>(std::countr_zero(behind != 0 ? behind : open));
+    }
+
+    OMBREL_PART_OF_HASH static unsigned char* enter(const ombrel_hash_ts& table, const hash_position& at,
+                                                    const hash_home& home) {
+        unsigned char* const slot = table.slot_of(at);
+        at.part.header().count++;
+        at.tag() = home.tag;
+        return slot;
+    }
+
     /// Takes a slot for an entry that is not there; there is a free one.
     OMBREL_PART_OF_HASH static unsigned char* take(const ombrel_hash_ts& table, const hash_part& part,
                                                    const hash_home& home) {
@@ -141,11 +155,7 @@ struct hash_slots {
             overflow = static_cast<uint8_t>(overflow + (overflow < hash_overflow_most ? 1 : 0));
             probe.next();
         }
-        const unsigned behind = open & ~0u << home.slot();
-        const auto slot = static_cast<unsigned>(std::countr_zero(behind != 0 ? behind : open));
-        probe.group()[slot] = home.tag;
-        part.header().count++;
-        return table.slot_of({part, probe.index(), slot});
+        return enter(table, {part, probe.index(), nearest(open, home)}, home);
     }
 
     OMBREL_PART_OF_HASH static void leave(const hash_position& at, const hash_home& home) {
@@ -246,7 +256,14 @@ struct hash_loops {
         if (is_overflown(at))
             return obtain_further(table, wanted, hash, is_new);
         is_new = true;
-        return add(table, wanted, hash);
+        const unsigned open = slots::free(at.part.group(at.group));
+        if (open == 0 || !has_room(table, at.part)) [[unlikely]]
+            return add(table, wanted, hash);
+        typename Keys::head head;
+        if (!Keys::store(table, wanted, home.place, head)) [[unlikely]]
+            return nullptr;
+        at.slot = slots::nearest(open, home);
+        return fill(table, slots::enter(table, at, home), head);
     }
 
     OMBREL_HASH_TARGET [[gnu::noinline]] static void* obtain_further(ombrel_hash_ts& table, key wanted,
@@ -257,21 +274,27 @@ struct hash_loops {
     }
 
     // Whether there is nothing to see to, as is usual.
-    OMBREL_PART_OF_HASH static bool has_room(const ombrel_hash_ts& table, uint32_t place) {
-        const hash_part_header& header = table.directory.part_of(place).header();
+    OMBREL_PART_OF_HASH static bool has_room(const ombrel_hash_ts& table, const hash_part& part) {
+        const hash_part_header& header = part.header();
         return header.count < header.most && (table.limit == 0 || table.count < table.limit);
     }
 
+    // In whatever group has room, after growth if it is time for that.
     OMBREL_HASH_TARGET [[gnu::noinline]] static void* add(ombrel_hash_ts& table, key wanted, uint64_t hash) {
         const hash_home home = hash_home::of(hash);
         typename Keys::head head;
-        if (!has_room(table, home.place) && !make_hash_room(table, home.place)) [[unlikely]]
+        if (!has_room(table, table.directory.part_of(home.place)) && !make_hash_room(table, home.place))
             return nullptr;
         if (!Keys::store(table, wanted, home.place, head)) [[unlikely]]
             return nullptr;
-        unsigned char* const slot = slots::take(table, table.directory.part_of(home.place), home);
-        memcpy(slot, &head, sizeof head);
+        return fill(table, slots::take(table, table.directory.part_of(home.place), home), head);
+    }
+
+    // An entry's slot, its value with zeros.
+    OMBREL_PART_OF_HASH static void* fill(ombrel_hash_ts& table, unsigned char* slot,
+                                          const typename Keys::head& head) {
         const hash_layout layout = table.layout;
+        memcpy(slot, &head, sizeof head);
         for (size_t at = layout.value_at; at < layout.slot_size; at += sizeof(size_t))
             memset(slot + at, 0, sizeof(size_t)); // in words, as copy_slot()
         table.count++;
