@@ -186,7 +186,7 @@ int set(table_record* table, Key key, void* pointer) {
     void* const value = obtain(table, key, is_new);
     if (value == nullptr)
         return -1;
-    void* const before = load_pointer(value);
+    void* const before = is_new ? nullptr : load_pointer(value);
     memcpy(value, &pointer, sizeof pointer);
     if (before != pointer)
         release_hash_pointer(*table, before);
