@@ -6,6 +6,7 @@
 #include <ombrel/printf.h>
 
 #include "core/spin_lock_guard.h"
+#include "core/wipe.h"
 #include "plugin/auto_load.h"
 #include "text/uri_scheme.h"
 
@@ -212,6 +213,7 @@ heap_ptr<char> format_text(const char* format, va_list args, const char* tag) {
         va_end(attempt);
         if (static_cast<size_t>(stored) < size - 1)
             return text;
+        wipe(text.get(), size); // it may hold the beginning of a password
     }
     return {};
 }

@@ -1,4 +1,5 @@
 #include "context/ctx_internal.h"
+#include "core/wipe.h"
 
 using namespace ombrel;
 using namespace ombrel::context;
@@ -30,7 +31,10 @@ int ombrel_ctx_set_option_string(int handle, const char* name, const char* text)
 
 int ombrel_ctx_set_option_vfstring(int handle, const char* name, const char* format, va_list args) {
     const heap_ptr<char> text = format_text(format, args, "ombrel_ctx_set_option_vfstring");
-    return text ? set_option(handle, name, text.get()) : fail<int>(handle, def_ombrel_ctx_error_no_memory);
+    if (!text)
+        return fail<int>(handle, def_ombrel_ctx_error_no_memory);
+    const wipe_guard wiped(text.get(), strlen(text.get())); // it may be a password
+    return set_option(handle, name, text.get());
 }
 
 int ombrel_ctx_set_option_fstring(int handle, const char* name, const char* format, ...) {

@@ -17,6 +17,7 @@
 #include "support/ctx_error.h"
 #include "support/heap_balance.h"
 #include "support/heap_block.h"
+#include "support/own_stack.h"
 #include "support/threads.h"
 
 using namespace ombrel_test;
@@ -132,6 +133,14 @@ TEST_F(CtxTest, OptionsThatGoAreWipedAndTheirRoomComesBack) {
         EXPECT_FALSE(is_in_live_blocks(text)) << round;
         EXPECT_EQ(0, ombrel_close_ctx(ctx));
     }
+}
+
+TEST_F(CtxTest, FormattedOptionsLeaveNoTextInFreedMemory) {
+    const std::string secret(1000, 's');
+    EXPECT_EQ(0, ombrel_ctx_set_option_fstring(ctx, "password", "%s", secret.c_str()));
+    EXPECT_EQ(secret, ombrel_ctx_get_option(ctx, "password"));
+    for (const unsigned size : {256u, 512u, 1024u}) // the formatter's attempts
+        EXPECT_EQ(std::string::npos, freed_bytes(size).find("ssss")) << size;
 }
 
 TEST_F(CtxTest, OptionsAreFoundInEitherCaseUntilTheContextIsClosed) {
