@@ -135,7 +135,7 @@ class IniTest(unittest.TestCase):
 
         for _ in range(12):
             theirs = parser()
-            for section in {word() for _ in range(chance.randint(1, 4))}:
+            for section in dict.fromkeys(word() for _ in range(chance.randint(1, 4))):
                 theirs.add_section(section)
                 for _ in range(chance.randint(0, 5)):
                     theirs.set(section, word(), "\n".join(word() for _ in range(chance.choice((1, 1, 1, 3)))))
