@@ -36,6 +36,7 @@ else()
     set_tests_properties(install.consumers PROPERTIES TIMEOUT 300
         ENVIRONMENT "NM=${CMAKE_NM};READELF=${CMAKE_READELF};TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE};EMULATOR=${emulator}")
 endif()
+set_tests_properties(install.consumers PROPERTIES COST 20)
 
 # Runs a script of this folder with arguments, for TIMEOUT seconds at most. On Windows it is skipped where
 # NOT_ON_WINDOWS says why.
@@ -49,7 +50,8 @@ function(ombrel_end_to_end name script)
         set(its_TIMEOUT 300)
     endif()
     add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${script} ${its_UNPARSED_ARGUMENTS})
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${its_TIMEOUT})
+    # They are the long ones, which are better not started last.
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${its_TIMEOUT} COST 10)
     if(WIN32)
         set_tests_properties(${name} PROPERTIES ENVIRONMENT OMBREL_TEST_WINDOWS=1)
     endif()
