@@ -107,7 +107,7 @@ OMBREL_FAILURES(Graphics, get_box) {
 OMBREL_FAILURES(Drawing, shapes_are_drawn_or_refused) {
     drawing_board board(32, 8, 8);
     const int result = done_or_refused(fail, [&] { return ombrel_fbmap_draw_box(board, 7, 0, 0, 8, 8, 1); });
-    EXPECT_EQ(board.pixels(), picture(64, result == 0 ? 7 : 0));
+    EXPECT_EQ(board.pixels(), pixel_rows(64, result == 0 ? 7 : 0));
 }
 
 OMBREL_FAILURES(Drawing, a_fill_tells_that_it_is_not_complete) {
@@ -115,7 +115,7 @@ OMBREL_FAILURES(Drawing, a_fill_tells_that_it_is_not_complete) {
     for (int x = 1; x < 2000; x += 2)
         ombrel_fbmap_draw_vline(board, 1, x, 1, 2);
     const int result = done_or_refused(fail, [&] { return ombrel_fbmap_draw_fill(board, 7, 0, 0); });
-    const picture pixels = board.pixels();
+    const pixel_rows pixels = board.pixels();
     EXPECT_TRUE(result == -1 || std::count(pixels.begin(), pixels.end(), 7) == 4000);
 }
 
@@ -162,7 +162,7 @@ OMBREL_FAILURES(Bitmaps, are_scaled_without_memory_to_spare) {
                                         def_ombrel_bitmap_scale_bilinear, 0);
     });
     EXPECT_EQ(0, result);
-    EXPECT_EQ(picture(3000, 7), to.pixels());
+    EXPECT_EQ(pixel_rows(3000, 7), to.pixels());
 }
 
 } // namespace

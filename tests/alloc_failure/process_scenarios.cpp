@@ -4,12 +4,11 @@
 
 #include "alloc_failure/injection.h"
 #include "support/descriptor_balance.h"
+#include "support/patience.h"
 
 namespace ombrel_test {
 
 namespace {
-
-constexpr int patience_ms = 60000;
 
 void end(ombrel_process_t* process) {
     ombrel_process_stop(process, 0);

@@ -12,12 +12,10 @@
 #include "support/ctx_error.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
-
-/// Long enough for any machine; nothing waits so long unless the test fails.
-constexpr int patience_ms = 60000;
 
 /// Gives nothing and takes all.
 #if defined(_WIN32)

@@ -28,7 +28,7 @@ using ombrel_test::capture;
 using ombrel_test::header_of;
 using ombrel_test::matches;
 
-constexpr size_t overhead = sizeof(void*) == 8 ? 52 : 28;
+constexpr size_t block_overhead = sizeof(void*) == 8 ? 52 : 28;
 static_assert(sizeof(ombrel_heap_block_t) == 6 * sizeof(void*));
 
 struct figures {
@@ -52,7 +52,7 @@ TEST_F(Heap, CountsEachBlockWithItsOverhead) {
         ASSERT_NE(nullptr, ptr);
         const figures held;
         EXPECT_EQ(before.count + 1, held.count);
-        EXPECT_EQ(before.size + rounded + overhead, held.size);
+        EXPECT_EQ(before.size + rounded + block_overhead, held.size);
         EXPECT_GE(held.peak, held.size);
         EXPECT_EQ(0, ombrel_free_tag(ptr, "tester", 8));
         const figures after;
@@ -104,7 +104,7 @@ TEST_F(Heap, AnswersRequestsThatNoMachineCanMeet) {
     void* kept = ombrel_calloc_tag(3, 4, "kept", 1);
     capture errors(stderr);
     EXPECT_EQ(nullptr, ombrel_alloc_tag(SIZE_MAX, "wrap", 1));
-    EXPECT_EQ(nullptr, ombrel_alloc_tag(SIZE_MAX - overhead, "wrap", 2));
+    EXPECT_EQ(nullptr, ombrel_alloc_tag(SIZE_MAX - block_overhead, "wrap", 2));
     EXPECT_EQ(nullptr, ombrel_realloc_tag(kept, SIZE_MAX / 2, "huge", 3));
     const std::string text = errors.text();
     // A sanitizer adds a line of its own.

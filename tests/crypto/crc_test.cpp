@@ -17,7 +17,7 @@ constexpr checksum crc16_ibm = widened<ombrel_crc16_ibm, uint16_t>,
                    crc16_ccitt = widened<ombrel_crc16_ccitt, uint16_t>,
                    crc32 = widened<ombrel_crc32_ieee_802_3, uint32_t>;
 
-struct known {
+struct known_checksum {
     const char* name;
     checksum run;
     int raw;
@@ -26,7 +26,7 @@ struct known {
     uint64_t result;
 };
 
-const known published[] = {
+const known_checksum published_checksums[] = {
     {"ARC", crc16_ibm, 0, 0, "123456789", 0xBB3D},
     {"ARC, flag without effect", crc16_ibm, 1, 0, "123456789", 0xBB3D},
     {"MODBUS", crc16_ibm, 0, 0xFFFF, "123456789", 0x4B37},
@@ -42,7 +42,7 @@ const known published[] = {
 };
 
 TEST(Crc, GivesThePublishedValuesOverEverySplit) {
-    for (const known& k : published) {
+    for (const known_checksum& k : published_checksums) {
         const size_t size = strlen(k.text);
         EXPECT_EQ(k.result, k.run(k.raw, k.start, k.text, size)) << k.name;
         for (size_t split = 0; split <= size; split++) {

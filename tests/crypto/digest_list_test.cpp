@@ -11,7 +11,7 @@ namespace {
 using DigestList = ombrel_test::balanced_test;
 using lines = std::vector<std::string>;
 
-constexpr size_t longest = def_ombrel_digest_list_line_max;
+constexpr size_t longest_line = def_ombrel_digest_list_line_max;
 
 int take(const ombrel_digest_entry_t* entry, void* context) {
     static_cast<lines*>(context)->push_back(
@@ -30,7 +30,7 @@ lines read(const std::string& text, size_t piece) {
 }
 
 TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
-    const std::string name(longest - 3, 'n'), md5(32, 'a');
+    const std::string name(longest_line - 3, 'n'), md5(32, 'a');
     const std::pair<std::string, lines> cases[] = {
         {"", {}},
         {"ab  x\nAB *y\r\n09  z", {"ab|x", "AB|y", "09|z"}},

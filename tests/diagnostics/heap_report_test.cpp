@@ -108,25 +108,26 @@ TEST_F(HeapReport, SumsUpWhatItHasNoRoomFor) {
     EXPECT_EQ(1u, ombrel_get_heap_sites(sites, 1, nullptr));
 }
 
-std::string printed;
+std::string printed_report;
 
-unsigned collect(const char* text) {
-    printed += std::string("<") + text + ">";
+unsigned collect_report(const char* text) {
+    printed_report += std::string("<") + text + ">";
     return 0;
 }
 
 TEST_F(HeapReport, IsPrintedAsOneTextOrQueued) {
-    printed.clear();
+    printed_report.clear();
     ombrel_puts_handler_t before;
-    ombrel_set_puts_handler(collect, &before);
+    ombrel_set_puts_handler(collect_report, &before);
     size_t blocks, size, peak;
     ombrel_get_alloc_info(&blocks, &size, &peak);
     EXPECT_EQ(0, ombrel_push_heap_report(nullptr));
     ombrel_set_puts_handler(before, nullptr);
     const std::string many = std::to_string(4 * (1000 + overhead));
-    EXPECT_TRUE(matches(printed, "<" + std::to_string(blocks) + " live blocks, " + std::to_string(size) +
-                                     " bytes, peak " + std::to_string(peak) + "\n(.*\n)* {8}" + many +
-                                     " bytes in        4 blocks  report_many:7\n(.*\n)*>"))
+    EXPECT_TRUE(matches(printed_report, "<" + std::to_string(blocks) + " live blocks, " +
+                                            std::to_string(size) + " bytes, peak " + std::to_string(peak) +
+                                            "\n(.*\n)* {8}" + many +
+                                            " bytes in        4 blocks  report_many:7\n(.*\n)*>"))
         << "nothing of its own";
 
     ombrel_buffer_t* const buffer = ombrel_open_buffer_ex(0);

@@ -20,7 +20,7 @@ constexpr const char coloured[] = "\x1b[1;31mred !\x1b[0m (plain)\n";
 
 std::string handled;
 
-unsigned collect(const char* text) {
+unsigned take_text(const char* text) {
     handled += text != nullptr ? text : "<flush>";
     return 42;
 }
@@ -66,14 +66,14 @@ TEST_P(BothWays, NullFlushes) {
 TEST_P(BothWays, HandlersReceiveTextsAsTheyAre) {
     handled.clear();
     ombrel_puts_handler_t old = nullptr;
-    EXPECT_EQ(0, to.set_handler(collect, &old));
+    EXPECT_EQ(0, to.set_handler(take_text, &old));
     EXPECT_EQ(GetParam() == 0 ? ombrel_puts : ombrel_error_puts, old);
     capture written(to.stream);
     EXPECT_EQ(42u, to.puts(coloured));
     EXPECT_EQ(42u, to.puts(nullptr));
     EXPECT_EQ(42u, to.printf("%d|", 5));
     EXPECT_EQ(0, to.set_handler(old, &old));
-    EXPECT_EQ(&collect, old);
+    EXPECT_EQ(&take_text, old);
     EXPECT_EQ("", written.text());
     EXPECT_EQ(std::string(coloured) + "<flush>5|", handled);
 }

@@ -38,20 +38,20 @@ int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* external, voi
     return ombrel_xml_parser_supply(parser, bytes.data(), bytes.size());
 }
 
-struct outcome {
+struct reading {
     int result;
     ombrel_xml_fault_t fault;
     xml_trace::recorder record;
 };
 
 /// @param cut how many bytes at a time; 0 for all at once, negative for the seed of random ones
-outcome parse(const std::string& bytes, const std::string& base, bool has_namespaces, int cut) {
+reading parse(const std::string& bytes, const std::string& base, bool has_namespaces, int cut) {
     ombrel_xml_options_t options;
     ombrel_init_xml_options(&options);
     options.m_flags = has_namespaces ? def_ombrel_xml_namespaces : 0;
     options.m_base = base.c_str();
     options.m_loader = load;
-    outcome all{};
+    reading all{};
     ombrel_xml_parser_t* const parser =
         ombrel_open_xml_parser(&options, xml_trace::recorder::take, &all.record);
     std::minstd_rand random(static_cast<unsigned>(-cut));
@@ -99,21 +99,21 @@ std::string reason_to_leave_out(attributes test) {
     return test["TYPE"] == "error" ? "errors that need not be reported" : "";
 }
 
-std::string place(const outcome& read) {
+std::string place(const reading& read) {
     return std::to_string(read.fault.m_line) + ":" + std::to_string(read.fault.m_column) + "@" +
            std::to_string(read.fault.m_offset) + ": " + ombrel_xml_fault_text(read.fault.m_reason);
 }
 
 void check_cuts(const std::string& bytes, const std::string& base, bool has_namespaces,
-                const outcome& whole) {
+                const reading& whole) {
     for (const int cut : {1, -1}) {
-        const outcome other = parse(bytes, base, has_namespaces, cut);
+        const reading other = parse(bytes, base, has_namespaces, cut);
         EXPECT_EQ(whole.record.events, other.record.events) << base << " cut by " << cut;
         EXPECT_EQ(place(whole), place(other)) << base << " cut by " << cut;
     }
 }
 
-void check_output(const attributes& test, const outcome& read) {
+void check_output(const attributes& test, const reading& read) {
     std::string wanted;
     for (const char* const form : {"OUTPUT", "OUTPUT3"})
         if (test.count(form)) {
@@ -141,7 +141,7 @@ TEST(XmlSuite, EveryDocumentIsReadAsTheSuiteWantsIt) {
         std::string bytes;
         ASSERT_TRUE(read_file(path, bytes)) << path;
         const bool has_namespaces = test["NAMESPACE"] != "no";
-        const outcome read = parse(bytes, path, has_namespaces, 0);
+        const reading read = parse(bytes, path, has_namespaces, 0);
         counts[test["TYPE"]]++;
         EXPECT_EQ(test["TYPE"] == "not-wf" ? -1 : 0, read.result)
             << test["ID"] << " " << path << " " << place(read);

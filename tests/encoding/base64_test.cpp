@@ -41,7 +41,7 @@ std::string encoded(const std::string& data) {
     return take_string(block, size);
 }
 
-std::string decoded(const std::string& text) {
+std::string from_base64(const std::string& text) {
     size_t size = 0;
     char* block = ombrel_decode_base64(text.data(), text.size(), &size);
     return take_string(block, size);
@@ -57,7 +57,7 @@ TEST_F(Base64, GoesThereAndBackInOneCall) {
                                                {"\xFB\xFF\xBF", "+/+/"}};
     for (const auto& [bytes, text] : pairs) {
         EXPECT_EQ(encoded(bytes), text);
-        EXPECT_EQ(decoded(text), bytes);
+        EXPECT_EQ(from_base64(text), bytes);
     }
     const std::string zeros(5, '\0');
     char* block = ombrel_encode_base64(nullptr, zeros.size(), nullptr);
@@ -82,7 +82,7 @@ TEST_F(Base64, DecodesByItsRules) {
         {"TWFu\x80TWFu", "Man", "ManMan"},
     };
     for (const auto& one : cases) {
-        EXPECT_EQ(decoded(one.text), one.strict) << one.text;
+        EXPECT_EQ(from_base64(one.text), one.strict) << one.text;
         for (uint32_t lenient : {0u, 7u}) {
             coder_.reset(ombrel_open_base64());
             coder_->m_lenient = lenient;

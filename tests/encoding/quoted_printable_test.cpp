@@ -15,7 +15,7 @@ using ombrel_test::take_string;
 
 class QuotedPrintable : public ombrel_test::balanced_test {};
 
-std::string decoded(const std::string& text) {
+std::string from_quoted_printable(const std::string& text) {
     size_t size = 0;
     char* block = ombrel_decode_quoted_printable(text.data(), text.size(), &size);
     return take_string(block, size);
@@ -32,7 +32,7 @@ TEST_F(QuotedPrintable, EncodesAllThatIsNotPlain) {
     size_t size = 0;
     char* block = ombrel_encode_quoted_printable(bytes.data(), bytes.size(), &size);
     EXPECT_EQ(take_string(block, size), expected);
-    EXPECT_EQ(decoded(expected), bytes);
+    EXPECT_EQ(from_quoted_printable(expected), bytes);
 }
 
 TEST_F(QuotedPrintable, DecodesUpperCaseEscapesOnly) {
@@ -42,7 +42,7 @@ TEST_F(QuotedPrintable, DecodesUpperCaseEscapesOnly) {
         {"=4=41", "=4A"},
     };
     for (const auto& [text, bytes] : cases)
-        EXPECT_EQ(bytes, decoded(text)) << text;
+        EXPECT_EQ(bytes, from_quoted_printable(text)) << text;
 }
 
 TEST_F(QuotedPrintable, TakesNull) {

@@ -102,7 +102,7 @@ void connect_in_vain(int s) {
     EXPECT_EQ(EINPROGRESS, errno);
 }
 
-subject refused() {
+subject refused_connection() {
     subject result{fresh_tcp()};
     connect_in_vain(result.fd());
     return result;
@@ -186,7 +186,7 @@ const struct {
     {"connection whose end was shut", shut_by_itself, [] { return after(tcp_pair(), act::shut_own); }},
     {"reset connection", 7, [] { return after(tcp_pair(), act::reset); }},
     {"fresh socket", not_connected, [] { return subject{fresh_tcp()}; }},
-    {"refused connection", 7, refused},
+    {"refused_connection connection", 7, refused_connection},
     {"listening socket", 0, [] { return listening(false); }},
     {"listening socket with a connection", 1, [] { return listening(true); }},
     {"datagrams", 2, datagrams},

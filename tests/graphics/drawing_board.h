@@ -20,7 +20,7 @@ inline std::ostream& operator<<(std::ostream& out, const ombrel_fbmap_rectangle_
 
 namespace ombrel_test {
 
-using picture = std::vector<uint32_t>; // pixels row by row
+using pixel_rows = std::vector<uint32_t>; // pixels row by row
 
 class drawing_board {
 public:
@@ -46,9 +46,9 @@ public:
     ombrel_fbmap_t* operator->() { return &map_; }
     operator ombrel_fbmap_t*() { return &map_; }
 
-    picture pixels() const {
+    pixel_rows pixels() const {
         const unsigned size = map_.m_bits_per_pixel / 8;
-        picture result;
+        pixel_rows result;
         for (size_t at = guard; at < bytes_.size() - guard; at += size) {
             uint32_t pixel = 0;
             for (unsigned i = 0; i < size; i++)
@@ -60,7 +60,7 @@ public:
 
     /// Rows of '#' for pixels of the colour and '.' for others.
     std::vector<std::string> rows(uint32_t color) const {
-        const picture all = pixels();
+        const pixel_rows all = pixels();
         std::vector<std::string> result(map_.m_resy, std::string(map_.m_resx, '.'));
         for (size_t i = 0; i < all.size(); i++)
             if (all[i] == color)

@@ -15,9 +15,9 @@ constexpr int64_t width = 37, height = 23;
 constexpr ombrel_fbmap_rectangle_t nothing = {0, 0, 0, 0};
 
 /// What the drawing functions ought to do, pixel by pixel and in no hurry.
-class model {
+class drawing_model {
 public:
-    explicit model(unsigned bits) : color_(ink & (0xFFFFFFFFu >> (32 - bits))) {}
+    explicit drawing_model(unsigned bits) : color_(ink & (0xFFFFFFFFu >> (32 - bits))) {}
 
     void plot(int64_t x, int64_t y) {
         if (x < 0 || x >= width || y < 0 || y >= height)
@@ -67,7 +67,7 @@ public:
                 static_cast<uint32_t>(right_ - left_ + 1), static_cast<uint32_t>(bottom_ - top_ + 1)};
     }
 
-    picture pixels = picture(static_cast<size_t>(width * height), 0);
+    pixel_rows pixels = pixel_rows(static_cast<size_t>(width * height), 0);
 
 private:
     uint32_t color_;
@@ -76,12 +76,12 @@ private:
 
 class Drawing : public balanced_test {
 protected:
-    // Draws at all depths and compares pixels, result and update region with the model's.
+    // Draws at all depths and compares pixels, result and update region with the drawing_model's.
     template<typename Plan, typename Draw>
     static void compare(Plan plan, Draw draw) {
         for (const unsigned bits : {8u, 16u, 24u, 32u}) {
             drawing_board board(bits, width, height);
-            model expected(bits);
+            drawing_model expected(bits);
             plan(expected);
             const int result = draw(board);
             ASSERT_EQ(board.pixels(), expected.pixels);
@@ -100,13 +100,13 @@ TEST_F(Drawing, SpansAndBoxesEqualTheModel) {
     for (int round = 0; round < 300; round++) {
         const int x = near(width), y = near(height);
         const unsigned w = length(), h = length();
-        compare([&](model& by) { by.box(x, y, w, 1, true); },
+        compare([&](drawing_model& by) { by.box(x, y, w, 1, true); },
                 [&](drawing_board& board) { return ombrel_fbmap_draw_hline(board, ink, x, y, w); });
-        compare([&](model& by) { by.box(x, y, 1, h, true); },
+        compare([&](drawing_model& by) { by.box(x, y, 1, h, true); },
                 [&](drawing_board& board) { return ombrel_fbmap_draw_vline(board, ink, x, y, h); });
         for (const bool fill : {false, true})
             compare(
-                [&](model& by) { by.box(x, y, w, h, fill); },
+                [&](drawing_model& by) { by.box(x, y, w, h, fill); },
                 [&](drawing_board& board) { return ombrel_fbmap_draw_box(board, ink, x, y, w, h, fill); });
     }
 }
@@ -117,11 +117,11 @@ TEST_F(Drawing, LinesAndCirclesEqualTheModel) {
     };
     for (int round = 0; round < 500; round++) {
         const int x1 = inside(width), y1 = inside(height), x2 = inside(width), y2 = inside(height);
-        compare([&](model& by) { by.line(x1, y1, x2, y2); },
+        compare([&](drawing_model& by) { by.line(x1, y1, x2, y2); },
                 [&](drawing_board& board) { return ombrel_fbmap_draw_line(board, ink, x1, y1, x2, y2); });
         const int x = near(width), y = near(height), radius = round % 2 != 0 ? round : round % 40;
         for (const bool fill : {false, true})
-            compare([&](model& by) { by.circle(x, y, radius, fill); },
+            compare([&](drawing_model& by) { by.circle(x, y, radius, fill); },
                     [&](drawing_board& board) {
                         return ombrel_fbmap_draw_circle(board, ink, x, y, static_cast<unsigned>(radius),
                                                         fill);
@@ -132,7 +132,7 @@ TEST_F(Drawing, LinesAndCirclesEqualTheModel) {
 TEST_F(Drawing, CutLinesBeginAndEndWithPixelsOfTheWholeLine) {
     for (int round = 0; round < 2000; round++) {
         const int x1 = near(5 * width), y1 = near(5 * height), x2 = near(5 * width), y2 = near(5 * height);
-        model whole(32);
+        drawing_model whole(32);
         whole.line(x1, y1, x2, y2);
         drawing_board board(32, width, height);
         EXPECT_EQ(ombrel_fbmap_draw_line(board, ink, x1, y1, x2, y2), whole.touched() == nothing ? -1 : 0);
@@ -173,7 +173,7 @@ TEST_F(Drawing, FillsEqualTheModel) {
             if (random_() % 100 < 20u + static_cast<unsigned>(round) / 10)
                 ombrel_fbmap_draw_pixel(board, 3, static_cast<int32_t>(i % width),
                                         static_cast<int32_t>(i / width));
-        model expected(bits);
+        drawing_model expected(bits);
         expected.pixels = board.pixels();
         const int64_t start = static_cast<int64_t>(random_() % (width * height));
         const uint32_t old = expected.pixels[static_cast<size_t>(start)];

@@ -20,7 +20,6 @@ namespace ombrel_test {
 namespace {
 
 using rectangle = ombrel_fbmap_rectangle_t;
-using model = fbmap_model;
 
 constexpr uint32_t own = def_ombrel_fbmap_own_map, hidden = def_ombrel_fbmap_hidden;
 constexpr uint32_t argb8888 = 0x18485868, rgb888 = 0x00485868, rgb565 = 0x00455665, palette8 = 0xF8;
@@ -137,7 +136,7 @@ TEST_P(FbmapTree, DeviceShowsWhatAPlainModelPaints) {
         numbers random(seed);
         screen display(GetParam(), 32, 24);
         fill(display.root, random_color(random));
-        model expected(display.root, display.device);
+        fbmap_model expected(display.root, display.device);
         for (int step = 0; step < 40; step++) {
             change(display, random);
             ASSERT_TRUE(expected.shown() == display.device) << "seed " << seed << ", step " << step;
@@ -152,7 +151,7 @@ TEST_P(FbmapTree, DeviceShowsManyWindowsAsAPlainModelPaintsThem) {
     screen display(GetParam(), 160, 120);
     fill(display.root, random_color(random));
     ombrel_fbmap_t* parent = &display.root;
-    model expected(display.root, display.device);
+    fbmap_model expected(display.root, display.device);
     for (uint32_t i = 0; i < 400; i++) {
         const auto place = [&](uint32_t limit) { return static_cast<int32_t>(below(random, limit)) - 20; };
         ombrel_fbmap_t* const made = display.window(parent, place(180), place(140), 1 + below(random, 15),
@@ -290,7 +289,7 @@ TEST_F(Fbmap, WhatIsDrawnIntoTheRootLiesBelowTransparentWindows) {
 TEST_F(Fbmap, LargeWindowsAreBlendedThroughout) {
     screen display(argb8888, 190, 300);
     display.window(&display.root, 0, 0, 0, 0, 0xFF8899AA);
-    model expected(display.root, display.device);
+    fbmap_model expected(display.root, display.device);
     ombrel_fbmap_t* const glass = display.window(&display.root, -5, 0, 190, 290, 0x33445566);
     for (int32_t i = 0; i < 10; i++)
         fill(*glass, {i * 11, i * 27, 90, 45}, 0xFF000000 + static_cast<uint32_t>(i) * 1234567);

@@ -10,13 +10,13 @@
 namespace ombrel_test {
 namespace {
 
-constexpr uint32_t ink = 0x71, paper = 0x52, rim = 0x33;
+constexpr uint32_t letters = 0x71, paper = 0x52, rim = 0x33;
 
 class Text : public balanced_test {
 protected:
     static void use_brush(ombrel_fbmap_t* map, uint32_t flags) {
         map->m_flags |= flags;
-        map->m_brush_fcolor = ink;
+        map->m_brush_fcolor = letters;
         map->m_brush_bcolor = paper;
         map->m_brush_ocolor = rim;
     }
@@ -53,7 +53,7 @@ TEST_F(Text, DrawsTheColorsInUseAtAllDepthsAndEdges) {
                     if (gx >= 0 && gx < 16 && gy >= 0 && gy < 16) {
                         const bool set = shape[static_cast<size_t>(gy)][static_cast<size_t>(gx)] == '#';
                         if (use & (set ? def_ombrel_fbmap_brush_fcolor : def_ombrel_fbmap_brush_bcolor))
-                            expected = set ? ink : paper;
+                            expected = set ? letters : paper;
                     }
                     ASSERT_EQ(expected, pixels[static_cast<size_t>(place)]) << place;
                 }
@@ -88,7 +88,7 @@ TEST_F(Text, ScalesTurnsAndOutlines) {
     const auto for_each_cell = [&](const auto& check) {
         for (int y = 0; y < 16; y++)
             for (int x = 0; x < 8; x++)
-                check(x, y, shape[static_cast<size_t>(y)][static_cast<size_t>(x)] == '#' ? ink : paper);
+                check(x, y, shape[static_cast<size_t>(y)][static_cast<size_t>(x)] == '#' ? letters : paper);
     };
     for (const uint32_t use : {def_ombrel_fbmap_brush_fcolor, def_ombrel_fbmap_brush_bcolor, 0x3000u}) {
         drawing_board scaled(32, 100, 100);
@@ -98,7 +98,7 @@ TEST_F(Text, ScalesTurnsAndOutlines) {
         const auto scaled_at = colors_of(scaled);
         for_each_cell([&](int x, int y, uint32_t color) {
             const bool used =
-                use & (color == ink ? def_ombrel_fbmap_brush_fcolor : def_ombrel_fbmap_brush_bcolor);
+                use & (color == letters ? def_ombrel_fbmap_brush_fcolor : def_ombrel_fbmap_brush_bcolor);
             for (int i = 0; i < 6; i++)
                 ASSERT_EQ(scaled_at(3 * x + i % 3, 2 * y + i / 3), used ? color : 0) << x << ' ' << y;
         });
@@ -128,7 +128,7 @@ TEST_F(Text, ScalesTurnsAndOutlines) {
         for (int x = 15; x < 40; x++) {
             bool near_ink = false;
             for (int i = 0; i < 9; i++)
-                near_ink |= outlined_at(x + i % 3 - 1, y + i / 3 - 1) == ink;
+                near_ink |= outlined_at(x + i % 3 - 1, y + i / 3 - 1) == letters;
             ASSERT_EQ(outlined_at(x, y) != 0, near_ink) << x << ' ' << y;
         }
 }

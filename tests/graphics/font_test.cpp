@@ -31,7 +31,7 @@ glyph get(uint32_t code, const uint8_t* font = nullptr) {
     return buffer;
 }
 
-int ink(const uint8_t* rows) {
+int inked_pixels(const uint8_t* rows) {
     int pixels = 0;
     for (size_t i = 0; i < def_ombrel_bitmap_font_glyph_size; i++)
         pixels += std::popcount(rows[i]);
@@ -111,8 +111,8 @@ TEST(Font, LettersOfASyllableDoNotOverlap) {
         const glyph numbers = get(code, numbered.data());
         int letters = 0;
         for (size_t bank = 0; bank < 3; bank++)
-            letters += numbers[bank] == 0 ? 0 : ink(font + banks[bank] + (numbers[bank] - 1u) * 32);
-        EXPECT_EQ(letters, ink(get(code).data())) << code;
+            letters += numbers[bank] == 0 ? 0 : inked_pixels(font + banks[bank] + (numbers[bank] - 1u) * 32);
+        EXPECT_EQ(letters, inked_pixels(get(code).data())) << code;
     }
 }
 

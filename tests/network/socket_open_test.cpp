@@ -7,6 +7,7 @@
 #include "loopback.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 
 using namespace ombrel_test;
 
@@ -16,20 +17,18 @@ class SocketOpenTest : public balanced_test {
     descriptor_balance descriptors_;
 };
 
-constexpr int limit = 2000;
-
 /// Whether a connection to the address reaches the listener.
 bool reaches(const char* host, int port, int listener) {
-    owned_socket client(ombrel_open_connect_socket(host, port, limit));
+    owned_socket client(ombrel_open_connect_socket(host, port, patience_ms));
     if (client == -1)
         return false;
-    owned_socket accepted(ombrel_accept(listener, nullptr, nullptr, limit));
+    owned_socket accepted(ombrel_accept(listener, nullptr, nullptr, patience_ms));
     return accepted != -1;
 }
 
 std::string received(int s) {
     char text[32] = {};
-    return ombrel_recv(s, text, sizeof text - 1, limit) > 0 ? text : "";
+    return ombrel_recv(s, text, sizeof text - 1, patience_ms) > 0 ? text : "";
 }
 
 TEST_F(SocketOpenTest, ListenersTakeConnections) {
@@ -67,7 +66,7 @@ TEST_F(SocketOpenTest, APortInTheTextReplacesTheOneGiven) {
     EXPECT_EQ(port, own_port(listener));
     EXPECT_TRUE(reaches(text.c_str(), 1, listener));
     const std::string local = "[127.0.0.1]:" + std::to_string(own);
-    owned_socket client(ombrel_open_connect_socket_ex(0, local.c_str(), 0, text.c_str(), 1, limit));
+    owned_socket client(ombrel_open_connect_socket_ex(0, local.c_str(), 0, text.c_str(), 1, patience_ms));
     ASSERT_NE(-1, client);
     EXPECT_EQ(own, own_port(client));
 }
@@ -78,21 +77,22 @@ TEST_F(SocketOpenTest, ConnectingTriesEveryAnswer) {
     ASSERT_EQ(0, ombrel_listen(listener, 4));
     EXPECT_TRUE(reaches("localhost", port, listener));
     listener.close();
-    EXPECT_EQ(-1, ombrel_open_connect_socket("localhost", port, limit));
+    EXPECT_EQ(-1, ombrel_open_connect_socket("localhost", port, patience_ms));
 }
 
 TEST_F(SocketOpenTest, ConnectingUsesTheOwnAddress) {
     owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
     const int port = own_port(listener);
     const int own = own_port(bound(AF_INET, SOCK_STREAM));
-    owned_socket client(ombrel_open_connect_socket_ex(AF_INET, "127.0.0.2", own, "127.0.0.1", port, limit));
+    owned_socket client(
+        ombrel_open_connect_socket_ex(AF_INET, "127.0.0.2", own, "127.0.0.1", port, patience_ms));
     ASSERT_NE(-1, client);
     EXPECT_EQ("127.0.0.2", own_address(client).text());
     EXPECT_EQ(own, own_port(client));
-    owned_socket wildcard(ombrel_open_connect_socket_ex(0, "not numeric", 0, "127.0.0.1", port, limit));
+    owned_socket wildcard(ombrel_open_connect_socket_ex(0, "not numeric", 0, "127.0.0.1", port, patience_ms));
     ASSERT_NE(-1, wildcard);
     EXPECT_EQ("127.0.0.1", own_address(wildcard).text());
-    EXPECT_EQ(-1, ombrel_open_connect_socket_ex(AF_INET6, nullptr, 0, "127.0.0.1", port, limit));
+    EXPECT_EQ(-1, ombrel_open_connect_socket_ex(AF_INET6, nullptr, 0, "127.0.0.1", port, patience_ms));
 }
 
 TEST_F(SocketOpenTest, BadArgumentsAreRefused) {
@@ -137,14 +137,15 @@ TEST_F(SocketOpenTest, APacketGoesToEveryAnswer) {
     for (const auto* one = all; one != nullptr; one = one->m_next)
         ipv6_too |= one->m_family == AF_INET6 && ipv6 != -1;
     ombrel_close_resolver(all);
-    EXPECT_EQ(4, ombrel_send_udp_packet("localhost", port, "ping", 4, limit));
+    EXPECT_EQ(4, ombrel_send_udp_packet("localhost", port, "ping", 4, patience_ms));
     EXPECT_EQ("ping", received(ipv4));
     EXPECT_EQ(ipv6_too ? "ping" : "", ipv6_too ? received(ipv6) : "");
     const int own = own_port(bound(AF_INET, SOCK_DGRAM));
-    EXPECT_EQ(2, ombrel_send_udp_packet_ex(AF_INET, "127.0.0.1", own, "localhost", port, 3, "hi", 2, limit));
+    EXPECT_EQ(
+        2, ombrel_send_udp_packet_ex(AF_INET, "127.0.0.1", own, "localhost", port, 3, "hi", 2, patience_ms));
     socket_address from;
     char text[8];
-    EXPECT_EQ(2, ombrel_recvfrom(ipv4, text, sizeof text, from.get(), &from.size, limit));
+    EXPECT_EQ(2, ombrel_recvfrom(ipv4, text, sizeof text, from.get(), &from.size, patience_ms));
     EXPECT_EQ(own, from.port());
 }
 

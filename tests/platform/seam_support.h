@@ -16,14 +16,12 @@
 #include "platform/socket_address.h"
 #include "platform/thread.h"
 #include "support/no_copy.h"
+#include "support/patience.h"
 
 namespace ombrel_test {
 
 namespace platform = ombrel::platform;
 using platform::fault_code;
-
-/// Long enough for any machine; nothing waits so long unless the test fails.
-constexpr int patience_ms = 60000;
 
 inline fault_code last_code() {
     return platform::last_fault().code;

@@ -13,11 +13,11 @@
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 
 namespace ombrel_test {
 namespace {
 
-constexpr int patience_ms = 60000;
 #if defined(_WIN32) // where no name has a quote
 #define QUOTED "a 'b'"
 #else

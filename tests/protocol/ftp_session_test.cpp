@@ -9,6 +9,7 @@
 #include "protocol/scripted_ftp_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/scratch_directory.h"
 #include "support/texts.h"
 
@@ -17,7 +18,7 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr int patience_ms = 60000, no_patience_ms = 150;
+constexpr int no_patience_ms = 150;
 
 class FtpSession : public balanced_test {
 protected:

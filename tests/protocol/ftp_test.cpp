@@ -5,6 +5,7 @@
 #include "support/error_output.h"
 #include "support/fake_names.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
@@ -14,8 +15,6 @@ namespace {
 using namespace ombrel::protocol;
 using ombrel::fault_code;
 using enum ombrel::fault_code;
-
-constexpr int patience_ms = 60000;
 
 class FtpClient : public balanced_test {
 protected:

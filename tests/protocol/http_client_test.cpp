@@ -13,13 +13,12 @@
 #include "support/descriptor_balance.h"
 #include "support/fake_names.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/threads.h"
 
 namespace ombrel_test {
 
 namespace {
-
-constexpr int patience_ms = 60000;
 
 /// A client with its loop; what became of its calls as text: "200 body", or the name of the fault.
 class HttpClient : public balanced_test {

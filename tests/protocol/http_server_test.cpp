@@ -151,7 +151,7 @@ int keep_for_later(exchange* e, void* context) {
         e, [](exchange*, int, void*) {}, nullptr);
 }
 
-struct dialogue {
+struct answered_request {
     const char *request, *expected;
 };
 
@@ -244,7 +244,7 @@ TEST_F(HttpServer, AnswersThatComeLateAreNotTakenForStuckOnes) {
 TEST_F(HttpServer, AnswersWholeDialogues) {
 #define HOST "Host: h\r\n"
 #define END " HTTP/1.1\r\nHost: h\r\n\r\n"
-    static constexpr dialogue cases[] = {
+    static constexpr answered_request cases[] = {
         // Routes.
         {"GET /all?a=b&c HTTP/1.1\r\nX-One: 1\r\nHost: h:1\r\n\r\n",
          "200 - GET,/all,,a=b&c,h:1,1.1,X-One:1,1,0"},

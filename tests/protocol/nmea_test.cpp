@@ -16,7 +16,7 @@
 namespace ombrel_test {
 namespace {
 
-constexpr int64_t none = def_ombrel_nmea_not_given;
+constexpr int64_t not_given = def_ombrel_nmea_not_given;
 constexpr int64_t scale = def_ombrel_nmea_scale;
 
 class Nmea : public balanced_test {};
@@ -102,12 +102,13 @@ TEST_F(Nmea, ValuesAreExact) {
                                           {90, 2},
                                           {-89, -1},
                                           {-90, -2},
-                                          {none, none}})
+                                          {not_given, not_given}})
         EXPECT_EQ(expected, ombrel_get_nmea_nanodegrees(angle));
-    EXPECT_TRUE(std::isnan(ombrel_get_nmea_degrees(none)) && std::isnan(ombrel_get_nmea_number(none)));
+    EXPECT_TRUE(std::isnan(ombrel_get_nmea_degrees(not_given)) &&
+                std::isnan(ombrel_get_nmea_number(not_given)));
     EXPECT_DOUBLE_EQ(-0.25, ombrel_get_nmea_number(-scale / 4));
     ASSERT_EQ(0, read(sealed("GPGGA,,,,,,,,,,,,,,,,,more"), one));
-    EXPECT_EQ(none, one.m_value.m_gga.m_altitude);
+    EXPECT_EQ(not_given, one.m_value.m_gga.m_altitude);
     EXPECT_EQ(-1, ombrel_get_civil_instant(&one.m_value.m_gga.m_time, &instant));
     ASSERT_EQ(0, read(sealed("GPGSV,3,1,09,,,,,05,06,007,,,,,,,,,"), one)); // filled up with empty ones
     EXPECT_EQ(2, one.m_value.m_gsv.m_satellite_count);

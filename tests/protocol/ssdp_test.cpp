@@ -11,6 +11,7 @@
 #include "support/descriptor_balance.h"
 #include "support/emulator.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
@@ -19,7 +20,6 @@ namespace {
 using namespace ombrel::protocol;
 using namespace std::string_literals;
 
-constexpr int patience_ms = 60000;
 constexpr char device[] = "urn:schemas-upnp-org:device:Basic:2", place[] = "http://127.0.0.1/d.xml";
 
 /// Lines with their ends, and the empty one behind them.

@@ -17,7 +17,7 @@ using namespace ombrel::protocol;
 using namespace std::string_literals;
 using ombrel::fault_code;
 
-constexpr int none = -1;
+constexpr int no_port = -1;
 
 TEST(FtpReply, NamesItsPort) {
     const std::pair<const char*, int> extended[] = {
@@ -25,7 +25,7 @@ TEST(FtpReply, NamesItsPort) {
         {"(|||00021|)", 21},        {")(|||1|)", 1}, {"(|||1|) (|||2|)", 1}};
     const std::pair<const char*, int> plain[] = {
         {"(192,0,2,1,25,46)", 6446}, {"192,0,2,1,0,1", 1}, {"=1,2,3,4,255,255", 65535}, {"1,2,3,4,1,0", 256}};
-    int port = none;
+    int port = no_port;
     for (const auto& [text, expected] : extended) {
         EXPECT_TRUE(parse_ftp_extended_passive(text, port)) << text;
         EXPECT_EQ(expected, port) << text;

@@ -5,6 +5,7 @@
 #include "protocol/transfer_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
@@ -14,8 +15,6 @@ namespace {
 using namespace ombrel::protocol;
 using ombrel::fault_code;
 using enum ombrel::fault_code;
-
-constexpr int patience_ms = 60000;
 
 class TftpClient : public balanced_test {
 protected:

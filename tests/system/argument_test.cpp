@@ -17,7 +17,7 @@
 
 namespace {
 
-using list = std::vector<std::string>;
+using word_list = std::vector<std::string>;
 
 struct chosen {
     int flag, count;
@@ -83,7 +83,8 @@ const ombrel_argument_table_t usual = {"tool",
                                        def_ombrel_argument_prefixes};
 
 // What a parse makes of arguments: what it stored, and the operands or the words of what is wrong.
-std::string read(const ombrel_argument_table_t& table, list texts, ombrel_arguments_t* result = nullptr) {
+std::string read_arguments(const ombrel_argument_table_t& table, word_list texts,
+                           ombrel_arguments_t* result = nullptr) {
     texts.insert(texts.begin(), "tool");
     std::vector<char*> argv;
     for (std::string& text : texts)
@@ -117,7 +118,7 @@ std::string read(const ombrel_argument_table_t& table, list texts, ombrel_argume
 }
 
 struct reading {
-    list arguments;
+    word_list arguments;
     const char* expected;
 };
 
@@ -173,24 +174,27 @@ TEST(Options, AreReadFromAnyPlaceInEachForm) {
         {{"-C!-1"}, "!option \"-C\": \"!-1\" will not do"},
     };
     for (const reading& each : readings)
-        EXPECT_EQ(each.expected, read(usual, each.arguments)) << ::testing::PrintToString(each.arguments);
-    EXPECT_EQ("|", read(usual, {"-o"}));
+        EXPECT_EQ(each.expected, read_arguments(usual, each.arguments))
+            << ::testing::PrintToString(each.arguments);
+    EXPECT_EQ("|", read_arguments(usual, {"-o"}));
     EXPECT_EQ(1, std::exchange(own_target, 0));
 }
 
 TEST(Options, TellWhichArgumentIsWrongAndHow) {
     ombrel_arguments_t result;
-    read(usual, {"a", "-f", "-n", "x"}, &result);
-    EXPECT_EQ((list{"3", "5", "2"}), (list{std::to_string(result.m_index), std::to_string(result.m_wrong),
-                                           std::to_string(result.m_exit_code)}));
+    read_arguments(usual, {"a", "-f", "-n", "x"}, &result);
+    EXPECT_EQ((word_list{"3", "5", "2"}),
+              (word_list{std::to_string(result.m_index), std::to_string(result.m_wrong),
+                         std::to_string(result.m_exit_code)}));
     EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
     // A long text leaves room for what is said about it, and is cut between characters.
     const std::string wide = "\xE2\x82\xAC";
     std::string many;
     for (int i = 0; i < 100; i++)
         many += wide;
-    EXPECT_EQ("!option \"-n\": \"" + many.substr(0, 63) + "...\" is no number", read(usual, {"-n" + many}));
-    read(usual, {"-C!5"}, &result);
+    EXPECT_EQ("!option \"-n\": \"" + many.substr(0, 63) + "...\" is no number",
+              read_arguments(usual, {"-n" + many}));
+    read_arguments(usual, {"-C!5"}, &result);
     EXPECT_EQ(5, result.m_exit_code);
     EXPECT_EQ(-1, ombrel_parse_arguments(nullptr, 0, nullptr, nullptr, &result));
     EXPECT_EQ(-1, ombrel_parse_arguments(&usual, 0, nullptr, nullptr, nullptr));
@@ -230,15 +234,16 @@ TEST(Options, TablesLimitOperandsAndNameCommands) {
         {{"flush", "-f"}, "!unknown command \"flush\""},
     };
     for (const reading& each : readings)
-        EXPECT_EQ(each.expected, read(top, each.arguments)) << ::testing::PrintToString(each.arguments);
-    EXPECT_EQ("|a", read(one, {"a"}));
+        EXPECT_EQ(each.expected, read_arguments(top, each.arguments))
+            << ::testing::PrintToString(each.arguments);
+    EXPECT_EQ("|a", read_arguments(one, {"a"}));
     const ombrel_argument_option_t own_help[] = {{'h', "help", def_ombrel_argument_help}, {}};
     const ombrel_argument_table_t helping = {
         .m_name = "helping", .m_options = own_help, .m_flags = def_ombrel_argument_prefixes};
-    EXPECT_EQ("=-2=-2", read(helping, {"--he"}) + read(helping, {"-h"}));
-    EXPECT_EQ("!extra operand \"b\"", read(one, {"a", "b"}));
+    EXPECT_EQ("=-2=-2", read_arguments(helping, {"--he"}) + read_arguments(helping, {"-h"}));
+    EXPECT_EQ("!extra operand \"b\"", read_arguments(one, {"a", "b"}));
     ombrel_arguments_t result;
-    read(top, {"cache", "clear", "--help"}, &result);
+    read_arguments(top, {"cache", "clear", "--help"}, &result);
     EXPECT_EQ(&clear, result.m_table);
 }
 
@@ -260,16 +265,16 @@ TEST(Options, TypesServeOperandsToo) {
 TEST(Options, ComeBeforeOperandsInTheirOrder) {
     std::mt19937 random(3);
     for (int round = 0; round < 300; round++) {
-        list options;
-        list operands;
-        list texts{"tool"};
+        word_list options;
+        word_list operands;
+        word_list texts{"tool"};
         for (size_t left = random() % (round < 290 ? 40 : 20000); left > 0; left--) {
             const auto kind = static_cast<unsigned>(random() % 3);
-            const list made = kind == 0   ? list{std::to_string(left)}
-                              : kind == 1 ? list{"--text=" + std::to_string(left)}
-                                          : list{"-t", std::to_string(left)};
+            const word_list made = kind == 0   ? word_list{std::to_string(left)}
+                                   : kind == 1 ? word_list{"--text=" + std::to_string(left)}
+                                               : word_list{"-t", std::to_string(left)};
             texts.insert(texts.end(), made.begin(), made.end());
-            list& group = kind == 0 ? operands : options;
+            word_list& group = kind == 0 ? operands : options;
             group.insert(group.end(), made.begin(), made.end());
         }
         std::vector<char*> argv;
@@ -280,11 +285,11 @@ TEST(Options, ComeBeforeOperandsInTheirOrder) {
         ombrel_arguments_t result;
         ASSERT_EQ(0,
                   ombrel_parse_arguments(&usual, static_cast<int>(texts.size()), argv.data(), &at, &result));
-        list expected{"tool"};
+        word_list expected{"tool"};
         expected.insert(expected.end(), options.begin(), options.end());
         expected.insert(expected.end(), operands.begin(), operands.end());
-        ASSERT_EQ(expected, list(argv.begin(), argv.end() - 1));
-        ASSERT_EQ(operands, list(result.m_operands, result.m_operands + result.m_operand_count));
+        ASSERT_EQ(expected, word_list(argv.begin(), argv.end() - 1));
+        ASSERT_EQ(operands, word_list(result.m_operands, result.m_operands + result.m_operand_count));
     }
 }
 

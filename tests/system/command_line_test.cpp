@@ -21,7 +21,7 @@
 
 namespace {
 
-using list = std::vector<std::string>;
+using word_list = std::vector<std::string>;
 
 constexpr int posix = def_ombrel_argument_quoting_posix;
 constexpr int windows = def_ombrel_argument_quoting_windows;
@@ -31,7 +31,7 @@ constexpr int plain = def_ombrel_argument_quoting_plain;
 constexpr size_t finished = SIZE_MAX;
 
 // The words; `fault_at` receives where the text is not finished.
-list split(const std::string& text, int quoting, size_t& fault_at) {
+word_list split(const std::string& text, int quoting, size_t& fault_at) {
     const ombrel_test::heap_balance balance;
     int count = 0;
     char** const words = ombrel_alloc_arguments(text.c_str(), quoting, &count, &fault_at);
@@ -39,18 +39,18 @@ list split(const std::string& text, int quoting, size_t& fault_at) {
         fault_at = finished;
     if (words == nullptr)
         return {"nothing"};
-    const list result(words, words + count);
+    const word_list result(words, words + count);
     EXPECT_EQ(nullptr, words[count]);
     ombrel_free(words);
     return result;
 }
 
-list split(const std::string& text, int quoting = posix) {
+word_list split(const std::string& text, int quoting = posix) {
     size_t fault_at;
     return split(text, quoting, fault_at);
 }
 
-std::string join(const list& words, int quoting) {
+std::string join(const word_list& words, int quoting) {
     const ombrel_test::heap_balance balance;
     std::vector<const char*> vector;
     for (const std::string& word : words)
@@ -67,7 +67,7 @@ std::string join(const list& words, int quoting) {
 struct splitting {
     int quoting;
     const char* text;
-    list words;
+    word_list words;
     size_t fault_at = finished;
 };
 
@@ -117,16 +117,16 @@ TEST(CommandLines, QuoteOnlyWhatNeedsIt) {
     EXPECT_EQ(nullptr, ombrel_alloc_command_line(nullptr, posix));
 }
 
-std::string any_text(std::mt19937& random, const list& bits, size_t most) {
+std::string any_text(std::mt19937& random, const word_list& bits, size_t most) {
     std::string text;
     for (size_t count = random() % (most + 1); count > 0; count--)
         text += bits[random() % bits.size()];
     return text;
 }
 
-list any_words(std::mt19937& random) {
-    static const list bits = {"a", " ", "\"", "'", "\\", "\t", "\n", "$", "\xFF", "=", "*", "-"};
-    list words(1 + random() % 4);
+word_list any_words(std::mt19937& random) {
+    static const word_list bits = {"a", " ", "\"", "'", "\\", "\t", "\n", "$", "\xFF", "=", "*", "-"};
+    word_list words(1 + random() % 4);
     for (std::string& word : words)
         word = any_text(random, bits, 6);
     return words;
@@ -135,7 +135,7 @@ list any_words(std::mt19937& random) {
 TEST(CommandLines, GoThereAndBack) {
     std::mt19937 random(1);
     for (int round = 0; round < 4000; round++) {
-        list words = any_words(random);
+        word_list words = any_words(random);
         for (const int quoting : {posix, plain, rest})
             ASSERT_EQ(words, split(join(words, quoting), quoting)) << join(words, quoting);
         words[0] = "program name";
@@ -146,7 +146,7 @@ TEST(CommandLines, GoThereAndBack) {
 #if !defined(_WIN32)
 
 // What a program makes of a file, by lines; empty when it is not there.
-list run_on(const std::string& program, const std::string& content) {
+word_list run_on(const std::string& program, const std::string& content) {
     const std::string path = ombrel_test::temporary_path();
     std::ofstream(path, std::ios::binary) << content;
     FILE* const pipe = popen((program + " " + path + " 2>/dev/null").c_str(), "r");
@@ -155,13 +155,13 @@ list run_on(const std::string& program, const std::string& content) {
         output += static_cast<char>(c);
     pclose(pipe);
     std::remove(path.c_str());
-    list results;
+    word_list results;
     for (size_t at = 0, end; (end = output.find('\2', at)) != output.npos; at = end + 1)
         results.push_back(output.substr(at, end - at));
     return results;
 }
 
-std::string shown(const list& words) {
+std::string shown(const word_list& words) {
     std::string text;
     for (const std::string& word : words)
         text += word + '\1';
@@ -170,15 +170,15 @@ std::string shown(const list& words) {
 
 TEST(CommandLines, AreTakenApartAsShellsDo) {
     // A dollar with a meaning would be another matter than quoting.
-    const list bits = {"a", "b", " ", "\t", "'", "'", "\"", "\"", "\\", "\\\\"};
+    const word_list bits = {"a", "b", " ", "\t", "'", "'", "\"", "\"", "\\", "\\\\"};
     std::mt19937 random(2);
     std::string script, lines;
-    list expected;
+    word_list expected;
     while (expected.size() < 500) {
         const bool is_made = expected.size() % 2 != 0;
         const std::string text = is_made ? join(any_words(random), posix) : any_text(random, bits, 12) + "b";
         size_t fault_at;
-        const list words = split("x" + text, posix, fault_at);
+        const word_list words = split("x" + text, posix, fault_at);
         if (fault_at != finished)
             continue;
         expected.push_back(shown(words));
@@ -191,7 +191,7 @@ TEST(CommandLines, AreTakenApartAsShellsDo) {
         "for line in open(sys.argv[1], encoding=\"latin1\", newline=\"\").read().split(chr(3))[:-1]:\n"
         "    words = shlex.split(line)\n"
         "    sys.stdout.buffer.write((\"\".join(w + chr(1) for w in words) + chr(2)).encode(\"latin1\"))'";
-    const list python = run_on(peer, lines);
+    const word_list python = run_on(peer, lines);
     if (python.empty())
         GTEST_SKIP() << "Python is not there";
     EXPECT_EQ(expected, python);
@@ -205,14 +205,14 @@ TEST(CommandLines, AreTakenApartAsTheHostDoes) {
     const auto host_split =
         reinterpret_cast<splitter>(reinterpret_cast<void*>(GetProcAddress(shell, "CommandLineToArgvW")));
     ASSERT_NE(nullptr, host_split);
-    const list bits = {"a", " ", "\t", "\"", "\"", "\\", "'"};
+    const word_list bits = {"a", " ", "\t", "\"", "\"", "\\", "'"};
     std::mt19937 random(3);
     for (int round = 0; round < 5000; round++) {
         const std::string text = (round % 2 == 0 ? "" : "p ") + any_text(random, bits, 10) + "b";
         int count;
         LPWSTR* const words = host_split(std::wstring(text.begin(), text.end()).c_str(), &count);
         ASSERT_NE(nullptr, words);
-        list expected;
+        word_list expected;
         for (int i = 0; i < count; i++) {
             const std::wstring word = words[i];
             expected.emplace_back(word.begin(), word.end());

@@ -22,6 +22,7 @@
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 #include "support/scratch_directory.h"
+#include "system/shell.h"
 
 namespace {
 
@@ -35,18 +36,6 @@ protected:
     descriptor_balance descriptors;
     scratch_directory folder;
 };
-
-/// What a command of the shell prints, without the last line's end; "" when there is no such program.
-std::string output_of(const std::string& command) {
-    std::FILE* const pipe = popen((command + " 2>/dev/null").c_str(), "re");
-    std::string text;
-    for (int byte; (byte = fgetc(pipe)) != EOF;)
-        text += static_cast<char>(byte);
-    pclose(pipe);
-    while (!text.empty() && text.back() == '\n')
-        text.pop_back();
-    return text;
-}
 
 template<typename... Arguments>
 std::string format(const char* text, Arguments... arguments) {

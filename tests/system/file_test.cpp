@@ -64,12 +64,12 @@ bool link(const std::string& text, const std::string& path) {
     return false;
 }
 
-struct opened {
+struct opened_file {
     int fd;
-    opened(const std::string& path, uint32_t flags) : fd(ombrel_open_file(path.c_str(), flags, 0666)) {
+    opened_file(const std::string& path, uint32_t flags) : fd(ombrel_open_file(path.c_str(), flags, 0666)) {
         EXPECT_LE(0, fd) << path;
     }
-    ~opened() { EXPECT_EQ(0, ombrel_close_file(fd)); }
+    ~opened_file() { EXPECT_EQ(0, ombrel_close_file(fd)); }
 };
 
 std::vector<std::string> names_in(const std::string& path) {
@@ -117,7 +117,7 @@ TEST_F(File, RefusesWhatMakesNoSense) {
     const char* const f = path.c_str();
     ombrel_file_info_t info;
     const ombrel_instant_t late{0, 1'000'000'000}, early{0, -1};
-    const opened file(path, reads | writes);
+    const opened_file file(path, reads | writes);
     char byte = 0;
     const std::function<int64_t()> calls[] = {
         [&] { return ombrel_get_file_info(nullptr, 0, &info); },
@@ -208,7 +208,7 @@ TEST_F(File, MovesBytesAsAModelDoes) {
     const auto below = [&](size_t limit) { return random() % limit; };
     std::string model;
     size_t position = 0;
-    const opened file(at("f"), reads | writes | creates);
+    const opened_file file(at("f"), reads | writes | creates);
     const auto put = [&](size_t place, const std::string& bytes) {
         model.resize(std::max(model.size(), place + bytes.size()));
         model.replace(place, bytes.size(), bytes);
@@ -260,7 +260,7 @@ TEST_F(File, MovesBytesAsAModelDoes) {
 }
 
 TEST_F(File, ReachesPlacesBeyondFourGibibytes) {
-    const opened file(at("f"), reads | writes | creates);
+    const opened_file file(at("f"), reads | writes | creates);
     constexpr int64_t far = (int64_t{5} << 30) + 3;
     char byte = 0;
     ASSERT_EQ(0, ombrel_file_write_all_at(file.fd, "x", 1, far));
@@ -273,7 +273,7 @@ TEST_F(File, ReachesPlacesBeyondFourGibibytes) {
 
 TEST_F(File, KeepsTimesAndPermissionsThatAreSet) {
     const std::string path = folder.file("f", "");
-    const opened file(path, writes);
+    const opened_file file(path, writes);
     const ombrel_instant_t times[] = {
         {0, 0}, {-1, 500'000'000}, {1'700'000'000, 123'456'700}, {4'294'967'297, 100}};
     for (const ombrel_instant_t& time : times) {
@@ -373,7 +373,7 @@ TEST_F(File, LoadsUpToALimit) {
         EXPECT_EQ(bytes + '\0', std::string(loaded, size + 1));
         ombrel_free(loaded);
     }
-    const opened file(path, reads);
+    const opened_file file(path, reads);
     ombrel_file_seek(file.fd, 4, def_ombrel_file_seek_start);
     EXPECT_EQ("two", text_of(static_cast<char*>(ombrel_file_alloc_load(file.fd, 3, nullptr))));
     EXPECT_EQ("", text_of(static_cast<char*>(ombrel_file_alloc_load(file.fd, 3, nullptr))));
@@ -413,7 +413,7 @@ TEST_F(File, ReplacesFilesThatAreOpen) {
     if (is_wine())
         GTEST_SKIP() << "wine does not rename over open files";
     const std::string path = folder.file("f", "old");
-    const opened reader(path, reads);
+    const opened_file reader(path, reads);
     EXPECT_EQ(0, ombrel_store_file(path.c_str(), "new", 3, def_ombrel_file_no_sync, 0666));
     EXPECT_EQ("new", folder.read("f"));
     char old[4] = {};
@@ -424,7 +424,7 @@ TEST_F(File, ReplacesFilesThatAreOpen) {
 TEST_F(File, CopiesWithHolesAndProgress) {
     constexpr int64_t mib = 1 << 20;
     {
-        const opened file(at("from"), writes | creates);
+        const opened_file file(at("from"), writes | creates);
         EXPECT_EQ(0, ombrel_file_write_all_at(file.fd, "start", 5, 0));
         EXPECT_EQ(0, ombrel_file_write_all_at(file.fd, "middle", 6, 40 * mib));
         EXPECT_EQ(0, ombrel_file_set_size(file.fd, 130 * mib));
@@ -459,7 +459,7 @@ TEST_F(File, CopiesWithHolesAndProgress) {
             const bool knows_holes = info_of(at("from")).m_allocated < mib;
             EXPECT_TRUE(!knows_holes || info.m_allocated < mib) << info.m_allocated;
             char bytes[7] = {};
-            const opened file(at(to), reads);
+            const opened_file file(at(to), reads);
             EXPECT_EQ(6, ombrel_file_read_all_at(file.fd, bytes, 6, 40 * mib));
             EXPECT_STREQ("middle", bytes);
             EXPECT_EQ(6, ombrel_file_read_all_at(file.fd, bytes, 6, 1));
@@ -484,7 +484,7 @@ TEST_F(File, CopiesWithHolesAndProgress) {
 TEST_F(File, LocksRegionsAgainstOtherOpenings) {
     constexpr uint32_t shared = def_ombrel_file_shared;
     const std::string path = folder.file("f", "0123456789");
-    const opened one(path, reads | writes), two(path, reads | writes);
+    const opened_file one(path, reads | writes), two(path, reads | writes);
     const struct {
         int64_t offset, size;
         uint32_t flags;

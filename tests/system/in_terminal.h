@@ -10,11 +10,9 @@
 #include <ombrel/pseudo_terminal.h>
 
 #include "support/no_copy.h"
+#include "support/patience.h"
 
 namespace ombrel_test {
-
-/// Nothing waits so long unless the test fails.
-constexpr int patience_ms = 60000;
 
 class in_terminal : no_copy {
 public:

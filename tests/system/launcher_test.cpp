@@ -15,6 +15,7 @@
 
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/scratch_directory.h"
 #include "support/threads.h"
 
@@ -25,8 +26,6 @@
 namespace {
 
 using namespace ombrel_test;
-
-constexpr int hang_guard_ms = 120'000;
 
 struct told {
     int event;
@@ -59,7 +58,7 @@ protected:
     /// Waits for the launcher's own end.
     ombrel_launcher_state_t end() {
         ombrel_launcher_state_t state{};
-        EXPECT_EQ(1, ombrel_launcher_wait(launcher, hang_guard_ms));
+        EXPECT_EQ(1, ombrel_launcher_wait(launcher, patience_ms));
         EXPECT_EQ(0, ombrel_launcher_get_state(launcher, &state));
         EXPECT_EQ(def_ombrel_launcher_ended, state.m_phase);
         EXPECT_EQ(0, state.m_process);
@@ -179,7 +178,7 @@ TEST_F(Launcher, PausesLongerUntilAChildRunsWell) {
     options.m_restart_limit = 5;
     for (const bool runs_well : {false, true}) {
         all_told.clear();
-        options.m_well_ms = runs_well ? 0 : hang_guard_ms;
+        options.m_well_ms = runs_well ? 0 : patience_ms;
         ASSERT_NE(nullptr, open_child("exit", "1"));
         end();
         close();
@@ -218,7 +217,7 @@ TEST_F(Launcher, IsStoppedAndRestartedInAnyPhase) {
     EXPECT_EQ(def_ombrel_launcher_stopped, stop().m_reason);
     close();
 
-    options.m_first_pause_ms = options.m_longest_pause_ms = hang_guard_ms;
+    options.m_first_pause_ms = options.m_longest_pause_ms = patience_ms;
     ASSERT_NE(nullptr, open_child("exit", "0"));
     for (uint32_t round = 1; round <= 2; round++) {
         await([&] { return state().m_phase == def_ombrel_launcher_pausing && state().m_pause_ms > 0; });
@@ -353,7 +352,7 @@ TEST_F(Launcher, EndsWhateverItsChildDoes) {
     for (const auto& one : cases) {
         const std::string pipe = folder / std::to_string(&one - cases);
         life_line life(pipe);
-        options.m_grace_ms = one.needs_force ? 50 : hang_guard_ms;
+        options.m_grace_ms = one.needs_force ? 50 : patience_ms;
         ASSERT_NE(nullptr, open_script(life.script(one.script)));
         life.await_word(one.words);
         EXPECT_FALSE(life.is_free()) << one.script;

@@ -11,23 +11,11 @@
 
 #include <ombrel/file_stream.h>
 
+#include "system/shell.h"
+
 namespace {
 
 using std::string;
-
-/// A command's output, empty when there is no such command.
-string output_of(const string& command) {
-    string text;
-#if !defined(_WIN32)
-    std::FILE* const output = popen((command + " 2>/dev/null").c_str(), "r");
-    for (int byte; (byte = fgetc(output)) != EOF;)
-        text += static_cast<char>(byte);
-    pclose(output);
-#else
-    static_cast<void>(command);
-#endif
-    return text;
-}
 
 /// The figures of a text with lines "NAME: NUMBER kB", in bytes. Under wine it would be that of another
 /// system.
@@ -66,7 +54,8 @@ const char* differing_figure() {
     if (!are_near(figures["Buffers"] + figures["Shmem"], info.m_buffers + info.m_shared))
         return "buffers and shared";
     long long used = 0;
-    const bool has_free = sscanf(output_of("free -b | grep Mem").c_str(), "Mem: %*d %lld", &used) == 1;
+    const bool has_free =
+        sscanf(ombrel_test::output_of("free -b | grep Mem").c_str(), "Mem: %*d %lld", &used) == 1;
     return has_free && !are_near(used, info.m_used) ? "used" : nullptr;
 }
 

@@ -10,25 +10,16 @@
 #include <ombrel/process_list.h>
 
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/scratch_directory.h"
+#include "system/shell.h"
 
 using namespace ombrel_test;
 
 namespace {
 
-constexpr int patience_ms = 120000;
-
-#if defined(_WIN32) // though an emulator shows the files of a host that has a shell and /proc
-constexpr bool is_posix = false;
-#else
-constexpr bool is_posix = true;
-#endif
-#define NEEDS_A_SHELL()                                                                                      \
-    if (!is_posix)                                                                                           \
-    GTEST_SKIP() << "the host has no shell of POSIX"
-
 /// What a command of the host prints; nothing when it is not there.
-std::string output_of(std::vector<const char*> arguments) {
+std::string command_output(std::vector<const char*> arguments) {
     arguments.push_back(nullptr);
     ombrel_process_result_t result;
     ombrel_run_process(arguments.data(), nullptr, patience_ms, &result);
@@ -38,7 +29,7 @@ std::string output_of(std::vector<const char*> arguments) {
 }
 
 #define SKIP_WITHOUT(...)                                                                                    \
-    if (output_of({__VA_ARGS__}).empty())                                                                    \
+    if (command_output({__VA_ARGS__}).empty())                                                               \
     GTEST_SKIP() << "the host has no " << #__VA_ARGS__
 
 class list : no_copy {
@@ -111,7 +102,7 @@ TEST_F(ProcessListTest, ThisProcessIsToldAsItIs) {
     EXPECT_TRUE(info.m_start.m_seconds > 1'500'000'000 && info.m_start.m_seconds <= now.m_seconds);
     EXPECT_TRUE(info.m_start.m_nanoseconds >= 0 && info.m_start.m_nanoseconds < 1'000'000'000);
     EXPECT_EQ(nullptr, info.m_arguments[info.m_argument_count]);
-    EXPECT_LE(is_posix ? 1u : 0u, info.m_argument_count) << "older systems do not tell";
+    EXPECT_LE(has_shell ? 1u : 0u, info.m_argument_count) << "older systems do not tell";
     EXPECT_EQ(-1, ombrel_process_list_find(all, 0, &info));
     EXPECT_EQ(-1, ombrel_process_list_find(all, 0x7FFFFFFF, &info));
     EXPECT_EQ(def_ombrel_fault_no_process, ombrel_last_fault());
@@ -134,7 +125,7 @@ TEST_F(ProcessListTest, AgreesWithPs) {
         const std::string number = std::to_string(process);
         std::string told;
         for (const char* const column : {"ppid=", "pgid=", "comm=", "args="}) {
-            std::string text = output_of({"ps", "-ww", "-o", column, "-p", number.c_str()});
+            std::string text = command_output({"ps", "-ww", "-o", column, "-p", number.c_str()});
             text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
             told +=
                 (told.empty() ? "" : " ") + text.substr(std::min(text.find_first_not_of(' '), text.size()));
@@ -215,7 +206,7 @@ TEST(SystemLoad, AgreesWithTheHost) {
     EXPECT_LT(0u, ombrel_get_ticks_per_second());
     ombrel_system_load_t load{};
     const std::string proc_load = read_file("/proc/loadavg"), proc_stat = read_file("/proc/stat");
-    if (!is_posix || proc_load.empty()) {
+    if (!has_shell || proc_load.empty()) {
         EXPECT_EQ(-1, ombrel_get_system_load(&load));
         EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());
         GTEST_SKIP() << "the host tells no load";

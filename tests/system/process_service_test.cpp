@@ -11,12 +11,11 @@
 #include "support/child.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 
 namespace {
 
 using namespace ombrel_test;
-
-constexpr int hang_guard_ms = 120'000;
 
 class ProcessService : public ::testing::Test {
 protected:
@@ -53,7 +52,7 @@ TEST_F(ProcessService, AcknowledgesWorksAndStopsWhenAsked) {
             EXPECT_EQ(0, ombrel_process_service_wait(service, 0, &end));
             EXPECT_EQ(0, ombrel_process_service_stop(service));
             EXPECT_EQ(0, ombrel_process_service_stop(service));
-            EXPECT_EQ(1, ombrel_process_service_wait(service, hang_guard_ms, &end));
+            EXPECT_EQ(1, ombrel_process_service_wait(service, patience_ms, &end));
             EXPECT_EQ(7, end.m_exit_code);
             EXPECT_EQ(0, ombrel_process_service_check(service));
         }
@@ -76,7 +75,7 @@ TEST_F(ProcessService, TellsWhyItCannotRun) {
         {"work", nullptr, def_ombrel_fault_invalid, ""},
     };
     for (const auto& one : cases) {
-        options.m_start_timeout_ms = one.fault == def_ombrel_fault_timed_out ? 100 : hang_guard_ms;
+        options.m_start_timeout_ms = one.fault == def_ombrel_fault_timed_out ? 100 : patience_ms;
         EXPECT_EQ(nullptr, open(one.what, one.name)) << one.what;
         EXPECT_EQ(one.fault, ombrel_last_fault()) << one.what;
         EXPECT_STREQ(one.words, words) << one.what;
@@ -94,12 +93,12 @@ TEST_F(ProcessService, TellsWhyItCannotRun) {
 
 TEST_F(ProcessService, EndsWhatCrashesOrDoesNotListen) {
     for (const char* const what : {"crash", "be deaf"}) {
-        options.m_grace_ms = what[0] == 'c' ? hang_guard_ms : 50;
+        options.m_grace_ms = what[0] == 'c' ? patience_ms : 50;
         ombrel_process_service_t* const service = open(what);
         ASSERT_NE(nullptr, service);
         ombrel_process_end_t end{-1, 0};
         if (what[0] == 'c') {
-            EXPECT_EQ(1, ombrel_process_service_wait(service, hang_guard_ms, &end));
+            EXPECT_EQ(1, ombrel_process_service_wait(service, patience_ms, &end));
             EXPECT_NE(0, end.m_exit_code);
         }
         EXPECT_EQ(0, ombrel_close_process_service(service));

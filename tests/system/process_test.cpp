@@ -12,24 +12,14 @@
 
 #include "support/emulator.h"
 #include "support/heap_balance.h"
+#include "support/patience.h"
 #include "support/scratch_directory.h"
 #include "support/threads.h"
+#include "system/shell.h"
 
 using namespace ombrel_test;
 
 namespace {
-
-/// Nothing waits so long unless the test fails.
-constexpr int patience_ms = 120000;
-
-#if defined(_WIN32) // though an emulator shows the files of a host that has one
-constexpr bool has_shell = false;
-#else
-constexpr bool has_shell = true;
-#endif
-#define NEEDS_A_SHELL()                                                                                      \
-    if (!has_shell)                                                                                          \
-    GTEST_SKIP() << "the host has no shell of POSIX"
 
 struct options : ombrel_process_options_t {
     explicit options(int input = def_ombrel_process_nothing, int output = def_ombrel_process_pipe,

@@ -24,7 +24,7 @@ std::string text_of(const ombrel_uuid_t& uuid, uint32_t flags = 0) {
     return text;
 }
 
-ombrel_uuid_t read(const char* text) {
+ombrel_uuid_t read_uuid(const char* text) {
     ombrel_uuid_t uuid{};
     EXPECT_EQ(0, ombrel_parse_uuid(text, 0, &uuid, nullptr)) << text;
     return uuid;
@@ -51,7 +51,7 @@ TEST(Uuid, PublishedOnesHaveTheirVersionsVariantsAndTimes) {
                  {"00000000-0000-1000-c000-000000000000", 2, -1, -1, 0},
                  {"ffffffff-ffff-ffff-ffff-ffffffffffff", 3, -1, -1, 0}};
     for (const auto& expected : cases) {
-        const ombrel_uuid_t uuid = read(expected.text);
+        const ombrel_uuid_t uuid = read_uuid(expected.text);
         ombrel_instant_t instant{-1, 0};
         EXPECT_EQ(expected.text, text_of(uuid));
         EXPECT_EQ(expected.variant, ombrel_get_uuid_variant(&uuid));
@@ -133,7 +133,7 @@ TEST(Uuid, TextsAreReadInTheFormsThatAreAllowed) {
             << expected.text;
         EXPECT_EQ(expected.fault_at < 0 ? plain : text_of(*ombrel_find_uuid("nil")), text_of(uuid));
     }
-    const ombrel_uuid_t uuid = read(plain.c_str());
+    const ombrel_uuid_t uuid = read_uuid(plain.c_str());
     EXPECT_EQ("urn:uuid:{C232AB00-9414-11EC-B3C8-9F6BDECED846}",
               text_of(uuid, def_ombrel_uuid_upper | urn | braces));
     EXPECT_EQ("c232ab00941411ecb3c89f6bdeced846", text_of(uuid, bare));

@@ -10,7 +10,7 @@ namespace {
 
 class ReplaceStringTest : public ombrel_test::balanced_test {};
 
-std::string take(char* s) {
+std::string taken(char* s) {
     std::string text = s;
     ombrel_free(s);
     return text;
@@ -29,11 +29,11 @@ TEST_F(ReplaceStringTest, ReplacesEveryOccurrenceOnce) {
         std::string in_place = c.s;
         EXPECT_STREQ(ombrel_replace_all_string(in_place.data(), c.old_string, c.new_string), c.expected)
             << c.s;
-        EXPECT_EQ(take(ombrel_replace_all_string_alloc(c.s, c.old_string, c.new_string)), c.expected) << c.s;
+        EXPECT_EQ(taken(ombrel_replace_all_string_alloc(c.s, c.old_string, c.new_string)), c.expected) << c.s;
         char* consumed = ombrel_replace_all_string_realloc(ombrel_strdup(c.s), c.old_string, c.new_string);
-        EXPECT_EQ(take(consumed), c.expected) << c.s;
+        EXPECT_EQ(taken(consumed), c.expected) << c.s;
     }
-    EXPECT_EQ("a<->b<->", take(ombrel_replace_all_string_alloc("a-b-", "-", "<->")));
+    EXPECT_EQ("a<->b<->", taken(ombrel_replace_all_string_alloc("a-b-", "-", "<->")));
 }
 
 TEST_F(ReplaceStringTest, KeepsTheStringWithNothingToReplace) {
@@ -63,8 +63,8 @@ TEST_F(ReplaceStringTest, EscapesXmlInTheFixedOrder) {
                               {"\">\"", "&quot;&amp;gt;&quot;"},
                               {"plain", "plain"}};
     for (const auto& c : cases) {
-        EXPECT_EQ(take(ombrel_replace_to_xml_entity_reference_alloc(c[0])), c[1]);
-        EXPECT_EQ(take(ombrel_replace_to_xml_entity_reference_realloc(ombrel_strdup(c[0]))), c[1]);
+        EXPECT_EQ(taken(ombrel_replace_to_xml_entity_reference_alloc(c[0])), c[1]);
+        EXPECT_EQ(taken(ombrel_replace_to_xml_entity_reference_realloc(ombrel_strdup(c[0]))), c[1]);
     }
 }
 
