@@ -68,6 +68,7 @@ OMBREL_FAILURES(Plugin, open_and_options) {
     const int long_set =
         fail.during([&] { return ombrel_ctx_set_option_fstring(ctx.handle, "a", "%300d", 1); });
     EXPECT_EQ(ombrel_ctx_get_last_error(ctx.handle), long_set == 0 ? 0 : def_ombrel_ctx_error_no_memory);
+    EXPECT_EQ(long_set == 0, ombrel_ctx_get_option(ctx.handle, "a") != nullptr);
     fail.during([&] { return ombrel_ctx_printf(ctx.handle, "%d", 1); });
     EXPECT_EQ(0, ombrel_unload_plugin(handle));
 }

@@ -89,6 +89,7 @@ TEST(Xml, TellsWhereAndWhyADocumentIsRefused) {
         {doctype + "<!ENTITY b '</a>'>]>\n<a>&b;",
          "2:4@37 what begins in the entity \"b\" does not end in it"},
         {doctype + "\n<!ELEMENT a (b|c,d)>]><a/>", "2:17@30 a malformed declaration"},
+        {doctype + "<!ENTITY u SYSTEM 'u'NDATA n>]><a/>", "1:35@34 white space is missing"},
         {doctype + "<!ENTITY % p 'x'><!ENTITY q '%p;'>]><a/>",
          "1:43@42 a parameter entity within a declaration of the internal subset"},
         {doctype + "<!ENTITY u SYSTEM 'u'>]><a b='&u;'/>",

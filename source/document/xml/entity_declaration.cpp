@@ -33,11 +33,12 @@ step xml_parser::read_entity_source(cursor& at, entity& read, external_id& id, s
     if (const step done = take_external_id(at, id, false); done != step::go_on)
         return done;
     const bool has_space = at.skip_space();
+    const char* const behind_space = at.at;
     if (read.kind != def_ombrel_xml_entity_external || !at.skip("NDATA"))
         return step::go_on;
     read.kind = def_ombrel_xml_entity_unparsed;
     if (!has_space)
-        return refuse(def_ombrel_xml_fault_space, at.at);
+        return refuse(def_ombrel_xml_fault_space, behind_space);
     const step done = take_space(at);
     return done == step::go_on ? take_name(at, notation, false) : done;
 }
