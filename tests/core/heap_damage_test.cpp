@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -249,14 +250,18 @@ TEST_F(HeapDamage, NamesTheFunctionWhoseGuardFreesABlock) {
 // Blocks that lie side by side, of which the middle one is damaged in a child process.
 class side_by_side : ombrel_test::no_copy {
 public:
-    explicit side_by_side(size_t size) {
-        for (int i = 0; i < 400; i++)
+    enum class place { anywhere, end_of_page };
+
+    explicit side_by_side(size_t size, place wanted = place::anywhere) {
+        for (int i = 0; i < (wanted == place::anywhere ? 400 : 4000); i++)
             all_.push_back(static_cast<char*>(ombrel_alloc_tag(size, "neighbour", 1)));
         std::sort(all_.begin(), all_.end());
-        for (size_t i = all_.size() - 2; i > 1 && blocks_.size() < 17; i--) {
+        for (size_t i = all_.size() - 2; i > 1 && !is_complete(); i--) {
             if (static_cast<size_t>(all_[i + 1] - all_[i]) > size + overhead + 32)
                 blocks_.clear();
             blocks_.push_back(all_[i]);
+            if (is_complete() && wanted == place::end_of_page && !ends_page())
+                blocks_.erase(blocks_.begin());
         }
         for (char* block : blocks_)
             before_.push_back(*header_of(block));
@@ -269,6 +274,12 @@ public:
 
     bool is_complete() const { return blocks_.size() == 17; }
     char* middle() const { return blocks_[blocks_.size() / 2]; }
+
+    // Whether the C library's block of the middle, whose size comes before it, ends with a page.
+    bool ends_page() const {
+        constexpr uintptr_t page = 4096, words = 2 * sizeof(void*);
+        return (reinterpret_cast<uintptr_t>(header_of(blocks_[blocks_.size() / 2 - 1])) - words) % page == 0;
+    }
 
     // What must be reported: a changed guard, size word or link.
     size_t count_damaged() const {
@@ -365,6 +376,24 @@ TEST_P(HeapNeighbours, SurviveEachWordOfTheHeader) {
                               [=](char* block) {
                                   memcpy(block - header_size + word * sizeof value, &value, sizeof value);
                               });
+}
+
+// Behind the page of a block there may be nothing to look at; where there is something, it counts.
+TEST(HeapNeighboursOfPages, SurviveWritesBeyondABlock) {
+    OMBREL_TEST_NEEDS_FORK();
+    for (const bool has_had_threads : {false, true}) {
+        if (has_had_threads)
+            std::thread([] {}).join();
+        for (const size_t size : {40u, 200u}) {
+            const side_by_side blocks(size, side_by_side::place::end_of_page);
+            if (!blocks.is_complete())
+                GTEST_SKIP() << "the allocator puts no block at the end of a page";
+            for (const size_t length : {8u, 16u, 24u, 32u})
+                for (const int value : {0, 0x41})
+                    expect_life_after(blocks, std::to_string(length) + " bytes of " + std::to_string(value),
+                                      [=](char* block) { memset(block + size, value, length); });
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(EachSize, HeapNeighbours, testing::Values(4, 40, 100, 200, 1000, 4000, 9000));

@@ -2,8 +2,7 @@
 #pragma once
 
 #if defined(_WIN32)
-extern "C" __declspec(dllimport) void* __stdcall GetModuleHandleA(const char*);
-extern "C" __declspec(dllimport) void* __stdcall GetProcAddress(void*, const char*);
+#include <windows.h>
 #endif
 
 namespace ombrel_test {

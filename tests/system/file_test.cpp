@@ -261,11 +261,11 @@ TEST_F(File, MovesBytesAsAModelDoes) {
 
 TEST_F(File, ReachesPlacesBeyondFourGibibytes) {
     const opened_file file(at("f"), reads | writes | creates);
-    constexpr int64_t far = (int64_t{5} << 30) + 3;
+    constexpr int64_t far_place = (int64_t{5} << 30) + 3;
     char byte = 0;
-    ASSERT_EQ(0, ombrel_file_write_all_at(file.fd, "x", 1, far));
-    EXPECT_EQ(far + 1, ombrel_file_get_size(file.fd));
-    EXPECT_EQ(far, ombrel_file_seek(file.fd, far, def_ombrel_file_seek_start));
+    ASSERT_EQ(0, ombrel_file_write_all_at(file.fd, "x", 1, far_place));
+    EXPECT_EQ(far_place + 1, ombrel_file_get_size(file.fd));
+    EXPECT_EQ(far_place, ombrel_file_seek(file.fd, far_place, def_ombrel_file_seek_start));
     EXPECT_EQ(1, ombrel_file_read(file.fd, &byte, 1));
     EXPECT_EQ('x', byte);
     EXPECT_EQ(0, ombrel_file_read(file.fd, &byte, 1));

@@ -133,7 +133,7 @@ TEST_F(Utf8, CountsStepsAndRepairsWhateverTheTextIs) {
 
 TEST_F(Utf8, FindsTheFirstFaultHoweverTheTextIsCut) {
     for (const auto& [text, characters, repaired] : cut_texts())
-        for (const size_t lead : {0, 1, 61, 200}) {
+        for (const size_t lead : {0u, 1u, 61u, 200u}) {
             const std::string whole = std::string(lead, 'x') + text;
             int64_t fault_at = static_cast<int64_t>(lead);
             for (const std::string& character : characters) {
@@ -145,7 +145,7 @@ TEST_F(Utf8, FindsTheFirstFaultHoweverTheTextIsCut) {
             size_t found = ~size_t{0};
             EXPECT_EQ(is_valid ? 0 : -1, ombrel_utf8_check(whole.data(), whole.size(), &found));
             EXPECT_EQ(fault_at, static_cast<int64_t>(found));
-            for (const size_t piece : {1, 2, 3, 5, 64}) {
+            for (const size_t piece : {1u, 2u, 3u, 5u, 64u}) {
                 ombrel_utf8_checker_t checker;
                 ombrel_init_utf8_checker(&checker);
                 for (size_t at = 0; at < whole.size(); at += piece)
