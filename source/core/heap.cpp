@@ -183,6 +183,7 @@ inline bool enlist(ombrel_heap_block_t* block) {
         return data_of(block);
     const ombrel_heap_block_t lost = *block;
     if (!heap.reserve.give_back(block))
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): no block of the reserve
         free(block);
     return refuse_for_want_of_memory(lost.m_size, lost.m_tag, lost.m_line);
 }

@@ -55,6 +55,7 @@ constexpr symbol symbol_of(unsigned value, unsigned steps) {
     if (value < 2 * steps)
         return {value, 0, 0};
     const auto extra_bits = static_cast<unsigned>(std::bit_width(value / steps)) - 1;
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): at least 2
     return {value / (1u << extra_bits) + extra_bits * steps, extra_bits, value % (1u << extra_bits)};
 }
 

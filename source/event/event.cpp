@@ -127,7 +127,6 @@ int ombrel::assign_event(ombrel_event_t* event, const event_assignment& wanted) 
 int ombrel::unassign_event(ombrel_event_t* event, const char* function) {
     if (!is_assigned(function, event))
         return -1;
-    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
     const home_guard home(event);
     if (home)
         unregister_event(home.base(), *event);
@@ -261,7 +260,6 @@ bool leave_old_base(ombrel_event_t& event, ombrel_event_base_t& base) {
 int ombrel_event_set_base(ombrel_event_t* event, ombrel_event_base_t* base) {
     if (!is_assigned("ombrel_event_set_base", event) || !is_base("ombrel_event_set_base", base))
         return -1;
-    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
     if (!leave_old_base(*event, *base))
         return -1;
     const home_guard home(event);

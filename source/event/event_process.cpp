@@ -81,7 +81,6 @@ int ombrel_event_set_process(ombrel_event_t* event, int process) {
     watch_refusal refusal{};
     if (process != 0 && (watch = open_process_watch(process, refusal)) == nullptr)
         return refuse(refusal);
-    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): null is not assigned
     const bool done = exchange_watch(*event, process, watch);
     close_process_watch(watch);
     return done ? 0 : -1;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -47,11 +48,14 @@ TEST(Packet, LeavesInTheChainWhatFollows) {
     EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
     ombrel_close_packet_reader(reader);
     ombrel_close_buffer(buffer);
-    for (const size_t limit : {size_t{0}, SIZE_MAX}) {
+    const size_t most = std::min(size_t{0xFFFFFFFF}, static_cast<size_t>(PTRDIFF_MAX / 4));
+    for (const size_t limit : {size_t{0}, most, most + 1, SIZE_MAX}) {
         ombrel_packet_options_t options;
         EXPECT_EQ(0, ombrel_init_packet_options(&options));
         options.m_size_limit = limit;
-        EXPECT_EQ(nullptr, ombrel_open_packet_reader(&options));
+        ombrel_packet_reader_t* const limited = ombrel_open_packet_reader(&options);
+        EXPECT_EQ(limit == most, limited != nullptr) << limit;
+        ombrel_close_packet_reader(limited);
     }
 }
 

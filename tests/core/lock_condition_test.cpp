@@ -139,6 +139,7 @@ TEST_F(LockConditionTest, EndingAConditionSendsItsWaitersAway) {
         thread.join();
     }
     EXPECT_EQ(0, ombrel_free_lock_condition(allocated));
+    EXPECT_EQ(-1, ombrel_uninit_lock_condition(nullptr));
     EXPECT_EQ(0, ombrel_free_lock_condition(nullptr));
 }
 

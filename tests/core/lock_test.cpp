@@ -112,6 +112,7 @@ TEST_F(LockTest, NullIsRefusedAndOnlyAllocatedLocksAreFreed) {
     EXPECT_EQ(-1, ombrel_lock(nullptr));
     EXPECT_EQ(0, ombrel_try_lock(nullptr));
     EXPECT_EQ(-1, ombrel_unlock(nullptr));
+    EXPECT_EQ(-1, ombrel_uninit_lock(nullptr));
     EXPECT_EQ(0, ombrel_free_lock(nullptr));
     ombrel_lock_t* allocated = ombrel_new_lock();
     EXPECT_EQ(0x8080u, allocated->m_flags);

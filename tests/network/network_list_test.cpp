@@ -202,6 +202,13 @@ TEST_F(NetworkList, AWatchRefusesWhatMakesNoSense) {
     EXPECT_EQ(def_ombrel_network_interfaces,
               ombrel_network_watch_get_kinds(watch) & def_ombrel_network_interfaces);
     EXPECT_EQ(0, ombrel_close_network_watch(watch));
+    for (const size_t size : {size_t{4096}, size_t{16} << 20}) {
+        options = usual;
+        options.m_queue_size = size;
+        ombrel_network_watch_t* const sized = ombrel_open_network_watch(base, &options);
+        EXPECT_NE(nullptr, sized) << size;
+        ombrel_close_network_watch(sized);
+    }
     const std::function<void()> wrong[] = {
         [&] { options.m_kinds = 0; },         [&] { options.m_kinds = 0x10; },
         [&] { options.m_queue_size = 4095; }, [&] { options.m_queue_size = (size_t{16} << 20) + 1; },

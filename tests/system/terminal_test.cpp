@@ -68,6 +68,20 @@ TEST_F(Terminal, IsGivenBackHoweverTheProgramEnds) {
     }
 }
 
+/// As one that writes to a terminal that bids background programs wait.
+TEST_F(Terminal, IsEnteredByNoProgramInTheBackground) {
+    const std::string script =
+        "stty -g; " + program + " keys " + std::to_string(flags) +
+        " & until ps -o stat= -p $! | grep -q T; do :; done; stty -g; echo stopped; fg";
+    in_terminal shell({"sh", "-mc", script.c_str()});
+    const std::string before = shell.expect("\r\n"), started = shell.expect("stopped\r\n");
+    EXPECT_NE(std::string::npos, started.find(before)) << started;
+    EXPECT_EQ(std::string::npos, started.find("ready"));
+    shell.expect("ready");
+    shell.type("q");
+    EXPECT_EQ(0, shell.finish());
+}
+
 TEST_F(Terminal, IsGivenBackWhileTheProgramIsStoppedAndEnteredAgain) {
     for (const bool by_itself : {true, false}) { // or by a signal that nobody can catch
         in_terminal shell({"sh", "-mc", between_settings("", "; fg; stty -g").c_str()});

@@ -227,6 +227,7 @@ void link_ini_item(ini_t& ini, ini_item& item, ini_item* behind, ini_item* membe
     }
     ini.count++;
     (item.is_included ? ini.included_size : ini.size) += item.size;
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): each has a section
     ini_item*& last = item.section->last;
     if (item.is_own_place() &&
         (item.m_next == nullptr || last == nullptr || find_earlier_place(item) == last))

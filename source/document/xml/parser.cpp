@@ -128,7 +128,7 @@ int xml_parser::push_all(std::string_view piece, bool is_end) {
     if (done == step::starving && input_.ran_out())
         done = refuse_memory();
     if (done == step::starving && taken < piece.size())
-        done = refuse(def_ombrel_xml_fault_large_document, frames_.empty() ? nullptr : top().end);
+        refuse(def_ombrel_xml_fault_large_document, frames_.empty() ? nullptr : top().end);
     is_busy_ = false;
     return result_;
 }

@@ -18,5 +18,6 @@ int ombrel_bitmap_put_scaled(ombrel_bitmap_t* to, int32_t to_x, int32_t to_y, ui
                         {from_x, from_y, from_width, from_height},
                         mode,
                         method <= def_ombrel_bitmap_scale_box},
+                       // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): was checked
                        __func__, [&](const box_job& job) { return methods[mixes ? method : 0](job); });
 }

@@ -135,6 +135,7 @@ private:
             const rectangle& visible = layers_[i].visible;
             sum += int64_t{across ? visible.m_x : visible.m_y} + (across ? visible.m_w : visible.m_h) / 2;
         }
+        // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): some layer is left
         const int64_t middle = sum / static_cast<int64_t>(count);
         const int64_t x = across ? middle : right_of(area), y = across ? bottom_of(area) : middle;
         cut made = {{between(area.m_x, area.m_y, x, y),

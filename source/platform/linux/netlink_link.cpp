@@ -215,6 +215,7 @@ bool is_set(const ombrel_ip_address_t& address) {
 }
 
 bool is_same(const ombrel_ip_address_t& a, const ombrel_ip_address_t& b) {
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): of zeroed records
     return memcmp(&a, &b, sizeof a) == 0;
 }
 

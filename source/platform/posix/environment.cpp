@@ -34,6 +34,7 @@ int put_environment(const char* text) {
     const int result = putenv(kept);
     if (result != 0 || strchr(text, '=') == nullptr)
         free(kept);
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the environment keeps it
     return result;
 }
 

@@ -258,7 +258,7 @@ bool get_serial_mode(serial_port& port, serial_mode& mode) {
         return false;
     mode = {};
     speed_of(port.descriptor, settings, mode.speed);
-    for (uint8_t i = 0; i < std::size(data_sizes); i++)
+    for (size_t i = 0; i < std::size(data_sizes); i++)
         if (data_sizes[i] == (settings.c_cflag & CSIZE))
             mode.data_bits = static_cast<uint8_t>(5 + i);
     mode.stop_bits = (settings.c_cflag & CSTOPB) != 0 ? 2 : 1;

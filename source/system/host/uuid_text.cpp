@@ -73,7 +73,8 @@ bool starts_with_urn(std::string_view text) {
     if (text.size() < urn_prefix.size())
         return false;
     for (size_t i = 0; i < urn_prefix.size(); i++)
-        if (ombrel::to_lower(static_cast<unsigned char>(text[i])) != urn_prefix[i])
+        if (ombrel::to_lower(static_cast<unsigned char>(text[i])) !=
+            static_cast<unsigned char>(urn_prefix[i]))
             return false;
     return true;
 }
