@@ -89,19 +89,21 @@ struct c_library_block {
                (its_size & ~flags) == total;
     }
 
-    /// The same for the block behind, if it is free; the last one ends with a page, behind which nothing may
-    /// be. What lies on one page with a block, or below the end of the program's data, can be read.
+    /// The same for the block behind, if it is free; the last one ends with a page. What lies on one page
+    /// with a block, or below the end of the program's data, can be read.
     static bool has_whole_successor(const char* block, size_t total, look range) {
         constexpr uintptr_t page = 4096;
         const char* end = block + total;
         const auto limit = reinterpret_cast<uintptr_t>(end - 2 * word);
         const bool is_near = ((limit ^ reinterpret_cast<uintptr_t>(block - 1)) < page);
-        const bool is_believed = range == look::far && (is_near || (block < end && end < sbrk(0)));
+        const bool is_within = is_near || (block < end && end < sbrk(0));
+        if (limit % page == 0 && !is_within)
+            return true;
+        const bool is_believed = range == look::far && is_within;
         size_t after, before_it;
-        if (!read_at(end - word, is_believed, after))
-            return limit % page == 0;
-        return (after & previous_is_live) != 0 ||
-               (read_at(end - 2 * word, is_believed, before_it) && before_it == total);
+        return read_at(end - word, is_believed, after) &&
+               ((after & previous_is_live) != 0 ||
+                (read_at(end - 2 * word, is_believed, before_it) && before_it == total));
     }
 
     static bool fits(const char* block, size_t size) {
