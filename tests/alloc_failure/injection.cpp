@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <string>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <ombrel/short_lock.h>
@@ -52,11 +53,11 @@ bool fails_now() {
 }
 
 template<typename Allocate>
-void* allocate_unless_failing(Allocate allocate) {
+void* allocate_unless_failing(Allocate allocate, void* none = nullptr) {
     if (!fails_now())
         return allocate();
     errno = ENOMEM;
-    return nullptr;
+    return none;
 }
 
 } // namespace
@@ -66,6 +67,7 @@ extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
+void* __real_mmap64(void* at, size_t size, int protection, int flags, int file, off64_t offset);
 
 void* __wrap_malloc(size_t size) {
     return allocate_unless_failing([=] { return __real_malloc(size); });
@@ -75,6 +77,11 @@ void* __wrap_calloc(size_t count, size_t size) {
 }
 void* __wrap_realloc(void* block, size_t size) {
     return allocate_unless_failing([=] { return __real_realloc(block, size); });
+}
+// So is mmap() called where offsets have 64 bits on any processor.
+void* __wrap_mmap64(void* at, size_t size, int protection, int flags, int file, off64_t offset) {
+    return allocate_unless_failing([=] { return __real_mmap64(at, size, protection, flags, file, offset); },
+                                   MAP_FAILED);
 }
 }
 
