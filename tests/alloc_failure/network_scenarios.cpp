@@ -47,13 +47,26 @@ OMBREL_FAILURES(Network, list_routes_and_neighbours) {
 
 OMBREL_FAILURES(Network, open_network_watch) {
     ombrel_event_base_t* const base = ombrel_new_event_base();
+    // With its own event the base has as many as it has room for.
+    constexpr size_t others = 63;
+    for (size_t i = 0; i < others; i++)
+        ombrel_event_base_once(base, -1, 0, nullptr, nullptr, 3'600'000);
     ombrel_network_watch_options_t options;
     ombrel_init_network_watch_options(&options);
     if (lists_no_neighbours())
         options.m_kinds = def_ombrel_network_interfaces | def_ombrel_network_routes;
     options.m_handler = [](ombrel_network_watch_t*, const ombrel_network_change_t*, void*) { return 0; };
-    opened_or_hit(fail, ombrel_close_network_watch,
-                  [&] { return ombrel_open_network_watch(base, &options); });
+    null_when_hit(
+        fail,
+        [&](ombrel_network_watch_t* watch) {
+            // One that would never hear of anything is not handed out.
+            ombrel_event_counts_t counts;
+            EXPECT_EQ(0, ombrel_event_base_get_counts(base, &counts));
+            EXPECT_EQ(others + 1, counts.m_events);
+            ombrel_close_network_watch(watch);
+        },
+        [&] { return ombrel_open_network_watch(base, &options); });
+    EXPECT_TRUE(!fail.hit() || ombrel_last_fault() == def_ombrel_fault_no_memory);
     ombrel_free_event_base(base);
 }
 

@@ -1,21 +1,13 @@
-// Messages of the kernel's, and news of a network that a thread has for itself.
+// Messages of the kernel's.
 #if defined(__linux__)
 
-#include <arpa/inet.h>
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <functional>
-#include <initializer_list>
-#include <sched.h>
 #include <string>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
-#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/if_link.h>
 #include <linux/neighbour.h>
@@ -23,27 +15,13 @@
 
 #include <gtest/gtest.h>
 
-#include <ombrel/fault.h>
-#include <ombrel/network_watch.h>
-
+#include "network/netlink_message.h"
 #include "platform/linux/netlink_record.h"
 
 using namespace ombrel::platform;
+using namespace ombrel_test;
 
 namespace {
-
-std::string word(uint32_t value, size_t size) {
-    return std::string(reinterpret_cast<const char*>(&value) +
-                           (std::endian::native == std::endian::big ? 4 - size : 0),
-                       size);
-}
-
-/// An attribute, of a length that may be another than its own.
-std::string attribute(unsigned type, const std::string& content, unsigned length = 0) {
-    const auto own = static_cast<unsigned>(content.size() + 4);
-    return word(length != 0 ? length : own, 2) + word(type, 2) + content +
-           std::string((4 - own % 4) % 4, '\0');
-}
 
 const std::string link_head = word(0, 4) + word(7, 4) + word(0x1043, 4) + word(0, 4);
 const std::string route_head = std::string("\x02\x18\0\0\xfe\x03\0\x01", 8) + word(0, 4);
@@ -124,36 +102,6 @@ Record taken(netlink_reading (&reader)(netlink_bytes, Record&), const std::strin
     EXPECT_EQ(netlink_reading::taken,
               reader({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()}, record));
     return record;
-}
-
-std::string raw(const char* address) {
-    char bytes[16];
-    const bool is_ipv6 = strchr(address, ':') != nullptr;
-    EXPECT_EQ(1, inet_pton(is_ipv6 ? AF_INET6 : AF_INET, address, bytes));
-    return std::string(bytes, is_ipv6 ? 16 : 4);
-}
-
-template<typename Address>
-std::string shown(const Address& address) {
-    ombrel_ip_address_t ip;
-    memcpy(&ip, &address, sizeof ip);
-    char text[64] = "none";
-    if (ip.m_any.sa_family == AF_INET6)
-        inet_ntop(AF_INET6, &ip.m_ipv6.sin6_addr, text, sizeof text);
-    else if (ip.m_any.sa_family == AF_INET)
-        inet_ntop(AF_INET, &ip.m_ipv4.sin_addr, text, sizeof text);
-    const uint32_t scope = ip.m_any.sa_family == AF_INET6 ? ip.m_ipv6.sin6_scope_id : 0;
-    return text + (scope != 0 ? "%" + std::to_string(scope) : "");
-}
-
-/// Numbers and then texts, a space behind each.
-std::string facts(std::initializer_list<int64_t> numbers, std::initializer_list<std::string> texts) {
-    std::string all;
-    for (const int64_t number : numbers)
-        all += std::to_string(number) + " ";
-    for (const std::string& text : texts)
-        all += text + " ";
-    return all;
 }
 
 std::string facts_of(const ombrel_route_t& one) {
@@ -288,91 +236,6 @@ TEST(Netlink, ALinkAndANeighbourAreWhatTheirMessagesSay) {
                         {shown(found.m_address)}));
         EXPECT_EQ(0, memcmp("mac1", found.m_hardware, 4));
     }
-}
-
-/// Runs a piece in a network that has a loop-back interface alone, which is down; false where none may be
-/// made.
-bool in_own_network(const std::function<void()>& piece) {
-    bool is_own = false;
-    std::thread([&] {
-        is_own = unshare(CLONE_NEWNET) == 0;
-        if (is_own)
-            piece();
-    }).join();
-    return is_own;
-}
-
-void set_loopback(bool up) {
-    const int s = socket(AF_INET, SOCK_DGRAM, 0);
-    ifreq request{};
-    memcpy(request.ifr_name, "lo", 3);
-    request.ifr_flags = static_cast<short>(up ? IFF_UP : 0);
-    EXPECT_EQ(0, ioctl(s, SIOCSIFFLAGS, &request));
-    close(s);
-}
-
-/// What a watch told, and what its handler does about it.
-struct heard {
-    std::string text;
-    size_t close_at = 0, stop_at = 0, told = 0;
-};
-
-int note(ombrel_network_watch_t* watch, const ombrel_network_change_t* change, void* context) {
-    auto& all = *static_cast<heard*>(context);
-    all.text += std::string{"?ia?r???n??????*"[change->m_kind], "?+*-!"[change->m_change]};
-    if (++all.told == all.close_at)
-        ombrel_close_network_watch(watch);
-    return all.told == all.stop_at ? 7 : 0;
-}
-
-void run(ombrel_event_base_t* base) {
-    for (int turns = 0; turns < 3; turns++)
-        ombrel_event_base_loop(base, def_ombrel_event_loop_non_block);
-}
-
-void watch_loopback() {
-    set_loopback(true); // a base needs it
-    ombrel_event_base_t* const base = ombrel_new_event_base();
-    ombrel_network_watch_options_t options;
-    ombrel_init_network_watch_options(&options);
-    options.m_handler = note;
-    options.m_queue_size = 4096;
-    for (const auto& [close_at, stop_at] : {std::pair<size_t, size_t>{0, 0}, {1, 0}, {0, 2}}) {
-        heard all;
-        all.close_at = close_at;
-        all.stop_at = stop_at;
-        options.m_context = &all;
-        ombrel_network_watch_t* const watch = ombrel_open_network_watch(base, &options);
-        if (watch == nullptr && ombrel_last_fault() == def_ombrel_fault_not_supported)
-            GTEST_SKIP() << "this emulator lists no neighbours";
-        ASSERT_NE(nullptr, watch) << ombrel_fault_text();
-        EXPECT_EQ(def_ombrel_network_all, ombrel_network_watch_get_kinds(watch));
-        set_loopback(false);
-        run(base);
-        set_loopback(true);
-        run(base);
-        const size_t last = close_at + stop_at;
-        if (last != 0) {
-            EXPECT_EQ(last, all.told) << all.text;
-        } else {
-            for (const char* const event : {"i*", "a+", "a-", "r+", "r-"})
-                EXPECT_NE(std::string::npos, all.text.find(event)) << event << " in " << all.text;
-            EXPECT_EQ(std::string::npos, all.text.find("i+")) << "it was known";
-            all.text.clear();
-            for (int i = 0; i < 200; i++)
-                set_loopback(i % 2 == 0);
-            run(base);
-            EXPECT_NE(std::string::npos, all.text.find('!')) << "more came than there was room for";
-        }
-        if (close_at == 0)
-            ombrel_close_network_watch(watch);
-    }
-    ombrel_free_event_base(base);
-}
-
-TEST(NetworkWatch, TellsChangesUntilItIsClosedOrItsHandlerHasEnough) {
-    if (!in_own_network(watch_loopback))
-        GTEST_SKIP() << "no network of one's own may be made";
 }
 
 } // namespace

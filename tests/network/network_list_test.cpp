@@ -1,7 +1,9 @@
 // Interfaces, cards, routes and neighbours of the host that the tests run on.
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -58,6 +60,42 @@ TEST_F(NetworkList, AnInterfaceIsFoundByNameIndexAndAddress) {
     EXPECT_LT(0u, loopback->m_mtu);
 }
 
+// The first of the family that may be used, a wider reach before a narrower one.
+TEST(InterfaceAddress, IsTheOneOfWidestReachThatIsFitForUse) {
+    const struct {
+        const char* text;
+        int reach;
+        uint32_t flags;
+    } rows[] = {{"10.0.0.1", def_ombrel_reach_host, 0},
+                {"10.0.0.2", def_ombrel_reach_link, 0},
+                {"10.0.0.3", def_ombrel_reach_link, def_ombrel_address_permanent},
+                {"10.0.0.4", def_ombrel_reach_global, def_ombrel_address_tentative},
+                {"10.0.0.5", def_ombrel_reach_global, def_ombrel_address_duplicate},
+                {"10.0.0.6", def_ombrel_reach_global, def_ombrel_address_deprecated},
+                {"::7", def_ombrel_reach_global, 0},
+                {"10.0.0.8", def_ombrel_reach_site, def_ombrel_address_secondary},
+                {"10.0.0.9", def_ombrel_reach_site, 0}};
+    ombrel_interface_address_t addresses[std::size(rows)]{};
+    ombrel_network_interface_t other{}, one{};
+    other.m_next = &one;
+    for (size_t count = 1; count <= std::size(rows); count++) {
+        const auto& [text, reach, flags] = rows[count - 1];
+        ombrel_interface_address_t& last = addresses[count - 1];
+        EXPECT_EQ(0, ombrel_inet_ptos(0, text, 0, &last.m_address, sizeof last.m_address));
+        last.m_reach = reach;
+        last.m_flags = flags;
+        (count == 1 ? one.m_address : addresses[count - 2].m_next) = &last;
+        const size_t best = count == 1 ? 0 : count < 8 ? 1 : 7;
+        EXPECT_EQ(&addresses[best], ombrel_network_interface_get_address(&one, AF_INET)) << text;
+        EXPECT_EQ(count < 7 ? nullptr : &addresses[6], ombrel_network_interface_get_address(&one, AF_INET6));
+        EXPECT_EQ(&one, ombrel_network_interface_find_address(
+                            &other, reinterpret_cast<const sockaddr*>(&last.m_address)))
+            << text;
+    }
+    socket_address nowhere(AF_INET, "10.0.0.7", 0);
+    EXPECT_EQ(nullptr, ombrel_network_interface_find_address(&other, nowhere.get()));
+}
+
 TEST_F(NetworkList, NamesAndIndexesLeadToOneAnother) {
     for (const auto* one = all; one != nullptr; one = one->m_next) {
         char name[64];
@@ -112,6 +150,10 @@ TEST_F(NetworkList, ACardIsOneOfTheInterfaces) {
 TEST_F(NetworkList, RoutesAreChosenByFamilyTableAndInterface) {
     ombrel_route_options_t options;
     ASSERT_EQ(0, ombrel_init_route_options(&options));
+    EXPECT_EQ(0, options.m_family);
+    EXPECT_EQ(uint32_t{def_ombrel_route_table_main}, options.m_table);
+    EXPECT_EQ(0u, options.m_interface);
+    EXPECT_EQ(4'194'304, options.m_limit);
     options.m_table = def_ombrel_route_table_all;
     options.m_interface = loopback->m_index;
     options.m_family = AF_INET;
@@ -143,9 +185,12 @@ TEST_F(NetworkList, RoutesAreChosenByFamilyTableAndInterface) {
     }
     EXPECT_EQ(-1, ombrel_init_route_options(nullptr));
     EXPECT_EQ(0, ombrel_close_route_list(nullptr));
-    EXPECT_STREQ("blackhole", ombrel_route_type_name(def_ombrel_route_blackhole));
-    for (const int type : {-1, 12, 255})
-        EXPECT_STREQ("unknown", ombrel_route_type_name(type));
+    int type = def_ombrel_route_unspecified;
+    for (const char* const name : {"unspecified", "unicast", "local", "broadcast", "anycast", "multicast",
+                                   "blackhole", "unreachable", "prohibit", "throw", "nat", "xresolve"})
+        EXPECT_STREQ(name, ombrel_route_type_name(type++));
+    for (const int unknown : {-1, type, 255})
+        EXPECT_STREQ("unknown", ombrel_route_type_name(unknown));
 }
 
 TEST_F(NetworkList, ThisMachineIsReachedByItsLoopBack) {
@@ -169,6 +214,10 @@ TEST_F(NetworkList, ThisMachineIsReachedByItsLoopBack) {
 TEST_F(NetworkList, NeighboursAreThoseOfAnInterface) {
     ombrel_neighbour_options_t options;
     ASSERT_EQ(0, ombrel_init_neighbour_options(&options));
+    EXPECT_EQ(0, options.m_family);
+    EXPECT_EQ(0u, options.m_interface);
+    EXPECT_EQ(uint32_t{def_ombrel_neighbour_usual}, options.m_states);
+    EXPECT_EQ(1'048'576, options.m_limit);
     options.m_interface = loopback->m_index;
     options.m_states = def_ombrel_neighbour_reachable;
     ombrel_neighbour_list_t* list = ombrel_open_neighbour_list(&options);
@@ -183,18 +232,31 @@ TEST_F(NetworkList, NeighboursAreThoseOfAnInterface) {
     for (const ombrel_neighbour_t* one = list->m_first; one != nullptr; one = one->m_next)
         EXPECT_STRNE("unknown", ombrel_neighbour_state_name(one->m_state));
     ombrel_close_neighbour_list(list);
-    options.m_family = 77;
-    EXPECT_EQ(nullptr, ombrel_open_neighbour_list(&options));
-    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    for (const auto& [family, limit] : {std::pair<int, int64_t>{77, 1}, {AF_INET, 0}, {AF_INET6, -1}}) {
+        options.m_family = family;
+        options.m_limit = limit;
+        EXPECT_EQ(nullptr, ombrel_open_neighbour_list(&options));
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    }
+    EXPECT_EQ(0, ombrel_close_neighbour_list(nullptr));
     EXPECT_EQ(-1, ombrel_init_neighbour_options(nullptr));
     EXPECT_STREQ("none", ombrel_neighbour_state_name(0));
+    uint32_t state = 1;
+    for (const char* const name :
+         {"incomplete", "reachable", "stale", "delay", "probe", "failed", "noarp", "permanent", "unknown"}) {
+        EXPECT_STREQ(name, ombrel_neighbour_state_name(state));
+        state *= 2;
+    }
     EXPECT_STREQ("unknown", ombrel_neighbour_state_name(3));
 }
 
 TEST_F(NetworkList, AWatchRefusesWhatMakesNoSense) {
     ombrel_event_base_t* const base = ombrel_new_event_base();
     ombrel_network_watch_options_t usual, options;
-    ombrel_init_network_watch_options(&usual);
+    EXPECT_EQ(0, ombrel_init_network_watch_options(&usual));
+    EXPECT_EQ(def_ombrel_network_all, usual.m_kinds);
+    EXPECT_EQ(size_t{1} << 20, usual.m_queue_size);
+    EXPECT_EQ(65536u, usual.m_known_limit);
     usual.m_kinds = def_ombrel_network_interfaces | def_ombrel_network_addresses | def_ombrel_network_routes;
     usual.m_handler = [](ombrel_network_watch_t*, const ombrel_network_change_t*, void*) { return 0; };
     ombrel_network_watch_t* const watch = ombrel_open_network_watch(base, &usual);
