@@ -1,4 +1,5 @@
 // The buffer chain, the stack and file loading.
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -81,16 +82,21 @@ OMBREL_FAILURES(Container, push_owned) {
 
 // The lock takes memory too: a push that cannot have it leaves the tail alone, which has room here.
 OMBREL_FAILURES(Container, push_to_handler) {
-    std::mutex handler_waits;
-    const auto handler = [](void* waits, const void*, size_t, uint32_t, uint32_t, size_t) {
-        const std::lock_guard<std::mutex> wait(*static_cast<std::mutex*>(waits));
+    struct gate {
+        std::mutex handler_waits;
+        std::atomic<bool> is_reached = false;
+    } entry;
+    const auto handler = [](void* context, const void*, size_t, uint32_t, uint32_t, size_t) {
+        auto& at = *static_cast<gate*>(context);
+        at.is_reached = true;
+        const std::lock_guard<std::mutex> wait(at.handler_waits);
         return 0;
     };
-    auto* buffer = ombrel_open_buffer_ex2(0, handler, &handler_waits);
+    auto* buffer = ombrel_open_buffer_ex2(0, handler, &entry);
     {
-        const std::lock_guard<std::mutex> wait(handler_waits);
+        const std::lock_guard<std::mutex> wait(entry.handler_waits);
         ombrel_push_puts_ex(buffer, "held", 0);
-        while (ombrel_get_buffer_size(buffer) != 0)
+        while (!entry.is_reached)
             ombrel_load_balance_short();
         ombrel_end_buffer(buffer);
         ombrel_push_puts_ex(buffer, "tail", 0);
