@@ -26,12 +26,10 @@ struct key_block {
             return;
         }
         ombrel_digest_t digest;
-        const wipe_guard wiped(digest);
         ombrel_init_digest(&digest, algorithm);
         ombrel_digest_push(&digest, key, size);
         ombrel_digest_result(&digest, bytes);
     }
-    ~key_block() { wipe(bytes, sizeof bytes); }
     key_block(const key_block&) = delete;
     key_block& operator=(const key_block&) = delete;
 
@@ -44,7 +42,9 @@ struct key_block {
     unsigned char bytes[block_size] = {};
 };
 
-void start(ombrel_hmac_t& hmac, const ombrel_digest_algorithm_t* algorithm, const void* key, size_t size) {
+/// Leaves the key on the stack.
+void start_openly(ombrel_hmac_t& hmac, const ombrel_digest_algorithm_t* algorithm, const void* key,
+                  size_t size) {
     constexpr unsigned char inner_pad = 0x36, outer_pad = 0x5C;
     key_block block(algorithm, key, size);
     block.change(0, inner_pad);
@@ -64,7 +64,7 @@ int ombrel_init_hmac(ombrel_hmac_t* hmac, const ombrel_digest_algorithm_t* algor
     memset(hmac, 0, sizeof *hmac);
     if (find_digest_shape(algorithm) == nullptr || (key == nullptr && key_size > 0))
         return refuse();
-    without_trace([=] { start(*hmac, algorithm, key, key_size); });
+    without_trace([=] { start_openly(*hmac, algorithm, key, key_size); });
     return 0;
 }
 

@@ -43,7 +43,6 @@ void pbkdf2_part::digest_block(const uint32_t* first_state, uint32_t (&state)[mo
 /// for any message would make text of each as well.
 void pbkdf2_part::step_openly(uint32_t most) {
     uint32_t digest[most_digest_words] = {};
-    const wipe_guard wiped(digest);
     const uint32_t times = std::min(most, left_);
     for (uint32_t i = 0; i < times; i++) {
         digest_block(inner_, digest);

@@ -30,7 +30,7 @@ lines read(const std::string& text, size_t piece) {
 }
 
 TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
-    const std::string name(longest_line - 3, 'n'), md5(32, 'a');
+    const std::string name(longest_line - 3, 'n'), md5(32, 'a'), sha1(40, 'B'), sha256(64, '0');
     const std::pair<std::string, lines> cases[] = {
         {"", {}},
         {"ab  x\nAB *y\r\n09  z", {"ab|x", "AB|y", "09|z"}},
@@ -42,12 +42,17 @@ TEST_F(DigestList, LinesAreTakenApartInPiecesOfAnySize) {
         {std::string("ab  x\0y\nab  z", 13), {"?", "ab|z"}},
         {"MD5 (a (1)) = " + md5 + "\r\nMD5(b)= " + md5 + "\n\\MD5 (c\\nd) = " + md5 + "\n",
          {md5 + "|a (1)", md5 + "|b", md5 + "|c\nd"}},
+        {"SHA1 (a) = " + sha1 + "\nSHA256 (b) = " + sha256 + "\nSHA256  (c)  =  " + sha256,
+         {sha1 + "|a", sha256 + "|b", sha256 + "|c"}},
+        {"MD5 (a) = " + md5.substr(1) + "g\nMD5 (a) = g" + md5.substr(1) + "\nSHA256 (a) = " + sha1,
+         {"?", "?", "?"}},
         {"MD5 (a) = " + md5 + "0\nSHA1 (a) = " + md5 + "\nMD5 () = " + md5 + "\nMD5 (a) " + md5 +
              "\nMD4 (a) = " + md5 + "\nMD5 (a = " + md5 + "\nMD5 (a) = " + md5 + " \n\\MD5 (a\\t) = " + md5,
          {"?", "?", "?", "?", "?", "?", "?", "?"}},
-        // The second line fits.
-        {"a  " + name + "\rx\na  " + name + "\r\na  " + name + "x\r\na  " + name + name + "\na  " + name,
-         {"?", "a|" + name, "?", "?", "a|" + name}},
+        // The second line fits, and the last.
+        {"a  " + name + "\rx\na  " + name + "\r\na  " + name + "x\r\na  " + name + "x\na  " + name + name +
+             "\na  " + name,
+         {"?", "a|" + name, "?", "?", "?", "a|" + name}},
     };
     for (const auto& [text, expected] : cases)
         for (const size_t piece : {size_t{1}, size_t{5}, text.size() + 1})

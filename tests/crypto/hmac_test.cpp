@@ -1,3 +1,5 @@
+#include <cerrno>
+#include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -92,19 +94,51 @@ TEST(Hmac, MakesThePublishedKeysOfPasswords) {
 
 TEST(Hmac, RefusesChecksumsAndNothing) {
     char out[32];
-    for (const char* name : {"crc32", "crc64", "none"})
-        EXPECT_EQ(-1, ombrel_make_hmac(algorithm(name), "k", 1, "d", 1, out)) << name;
-    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    const auto refused = [](int line, int result) {
+        EXPECT_EQ(-1, result) << "line " << line;
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << "line " << line;
+        errno = 0;
+    };
     const auto* const sha256 = algorithm("sha256");
     ombrel_hmac_t hmac;
-    EXPECT_EQ(-1, ombrel_init_hmac(nullptr, sha256, "k", 1));
-    EXPECT_EQ(-1, ombrel_init_hmac(&hmac, sha256, nullptr, 1));
+    errno = 0;
+    for (const char* name : {"crc32", "crc64", "none"}) {
+        refused(__LINE__, ombrel_make_hmac(algorithm(name), "k", 1, "d", 1, out));
+        refused(__LINE__, ombrel_make_pbkdf2(algorithm(name), "p", 1, "s", 1, 1, out, 1));
+        EXPECT_EQ(0, ombrel_init_hmac(&hmac, sha256, "k", 1));
+        refused(__LINE__, ombrel_init_hmac(&hmac, algorithm(name), "k", 1));
+        refused(__LINE__, ombrel_hmac_result(&hmac, out));
+    }
+    refused(__LINE__, ombrel_init_hmac(nullptr, sha256, "k", 1));
+    refused(__LINE__, ombrel_init_hmac(&hmac, sha256, nullptr, 1));
+    refused(__LINE__, ombrel_hmac_push(nullptr, "d", 1));
+    refused(__LINE__, ombrel_hmac_result(nullptr, out));
     EXPECT_EQ(0, ombrel_init_hmac(&hmac, sha256, nullptr, 0));
-    EXPECT_EQ(-1, ombrel_hmac_push(nullptr, "d", 1));
-    EXPECT_EQ(-1, ombrel_hmac_result(&hmac, nullptr));
-    EXPECT_EQ(-1, ombrel_make_hmac(sha256, "k", 1, nullptr, 1, out));
-    EXPECT_EQ(-1, ombrel_make_pbkdf2(sha256, "p", 1, "s", 1, 0, out, 1));
-    EXPECT_EQ(-1, ombrel_make_pbkdf2(sha256, "p", 1, nullptr, 1, 1, out, 1));
+    refused(__LINE__, ombrel_hmac_result(&hmac, nullptr));
+    refused(__LINE__, ombrel_make_hmac(sha256, "k", 1, nullptr, 1, out));
+    refused(__LINE__, ombrel_make_hmac(sha256, nullptr, 1, "d", 1, out));
+    refused(__LINE__, ombrel_make_hmac(sha256, "k", 1, "d", 1, nullptr));
+    refused(__LINE__, ombrel_make_pbkdf2(sha256, "p", 1, "s", 1, 0, out, 1));
+    refused(__LINE__, ombrel_make_pbkdf2(sha256, "p", 1, nullptr, 1, 1, out, 1));
+    refused(__LINE__, ombrel_make_pbkdf2(sha256, nullptr, 1, "s", 1, 1, out, 1));
+    refused(__LINE__, ombrel_make_pbkdf2(sha256, "p", 1, "s", 1, 1, nullptr, 1));
+    refused(__LINE__, ombrel_make_pbkdf2(sha256, "p", 1, "s", 1, 1, out, 0));
+    if constexpr (sizeof(size_t) > sizeof(uint32_t)) // parts are counted by 32 bits
+        refused(__LINE__, ombrel_make_pbkdf2(sha256, "p", 1, "s", 1, 1, out, SIZE_MAX));
+}
+
+// The values are those of hashlib and hmac.
+TEST(Hmac, TakesNothingForNoBytes) {
+    std::string out(16, 0), key = out;
+    ombrel_hmac_t hmac;
+    EXPECT_EQ(0, ombrel_init_hmac(&hmac, algorithm("md5"), nullptr, 0));
+    EXPECT_EQ(0, ombrel_hmac_push(&hmac, nullptr, 5));
+    EXPECT_EQ(0, ombrel_hmac_result(&hmac, out.data()));
+    EXPECT_EQ("74e6f7298a9c2d168935f58c001bad88", hex(out));
+    EXPECT_EQ(0, ombrel_make_hmac(algorithm("md5"), nullptr, 0, nullptr, 0, out.data()));
+    EXPECT_EQ("74e6f7298a9c2d168935f58c001bad88", hex(out));
+    EXPECT_EQ(0, ombrel_make_pbkdf2(algorithm("md5"), nullptr, 0, nullptr, 0, 2, key.data(), key.size()));
+    EXPECT_EQ("12163fdc7290a567066b80296434130f", hex(key));
 }
 
 TEST(Hmac, ComparesEachBit) {
@@ -117,6 +151,7 @@ TEST(Hmac, ComparesEachBit) {
     }
     EXPECT_EQ(1, ombrel_is_same_secret("a", "b", 0));
     EXPECT_EQ(0, ombrel_is_same_secret(nullptr, "b", 1));
+    EXPECT_EQ(0, ombrel_is_same_secret("a", nullptr, 1));
     char secret[] = "secret";
     EXPECT_EQ(secret, ombrel_wipe_secret(secret, 3));
     EXPECT_EQ(std::string("\0\0\0ret", 6), std::string(secret, 6));

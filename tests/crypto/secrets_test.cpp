@@ -1,4 +1,6 @@
 // What ciphers and digests leave behind of keys and messages.
+#include <cstring>
+
 #include <ombrel/hmac.h>
 #include <ombrel/output.h>
 
@@ -36,6 +38,25 @@ TEST(Secrets, CiphersLeaveNoKeyOnTheStack) {
     }
 }
 
+// A cipher that changes nothing shows best where the block stood that was handed to it: the vector, and so
+// what comes of it, of which the stack holds a small one and the heap any other.
+TEST(Secrets, ModesOverAnyCipherLeaveNoBlock) {
+    const ombrel_ecb_t same = [](void* data, size_t, const void*) { return data; };
+    for (const auto mode : {ombrel_encrypt_mode_cfb8, ombrel_decrypt_mode_cfb8}) {
+        uint8_t vector[100], byte;
+        for (const size_t block_size : {8u, 32u})
+            EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1],
+                                              [&](const byte_string& secret) {
+                                                  memcpy(vector, secret.data(), block_size);
+                                                  mode(same, block_size, &(byte = 0), 1, nullptr, vector);
+                                              }))
+                << block_size;
+        memset(vector, 's', sizeof vector);
+        mode(same, sizeof vector, &(byte = 0), 1, nullptr, vector);
+        EXPECT_EQ(std::string::npos, freed_bytes(sizeof vector).find("ssss"));
+    }
+}
+
 // Single bits are handed to the formatter, so that a few of them stay where its arguments were; no row does.
 TEST(Secrets, DumpsOfKeysLeaveNoRowOnTheStack) {
     const byte_string key = find_cipher("des").round_key(secrets[0]);
@@ -70,6 +91,38 @@ TEST(Secrets, DigestsLeaveNoMessage) {
     leaves_no_message<md5>();
     leaves_no_message<sha1>();
     leaves_no_message<sha256>();
+}
+
+// What is digested may be a password, and its digest what logs in.
+TEST(Secrets, ResultsOfDigestsAreHandedOutAlone) {
+    for (size_t index = 0; const auto* algorithm = ombrel_get_digest_algorithm(index); index++) {
+        ombrel_digest_t pushed[2], digest;
+        for (size_t i = 0; i < 2; i++)
+            ombrel_digest_push(ombrel_init_digest(&pushed[i], algorithm), secrets[i].data(), 70);
+        unsigned char result[def_ombrel_digest_size_max];
+        EXPECT_EQ(0u, bytes_left_on_stack(pushed[0], pushed[1],
+                                          [&](const ombrel_digest_t& now) {
+                                              memcpy(&digest, &now, sizeof digest);
+                                              ombrel_digest_result(&digest, result);
+                                          }))
+            << algorithm->m_name;
+    }
+}
+
+TEST(Secrets, KeyedDigestsLeaveNothingOfTheirKeys) {
+    for (const char* name : {"sha256", "sha1", "md5"})
+        for (const size_t size : {1u, 20u, 64u, 65u, 200u}) {
+            const auto* const algorithm = ombrel_find_digest_algorithm(name);
+            SCOPED_TRACE(std::string(name) + " " + std::to_string(size));
+            ombrel_hmac_t hmac;
+            unsigned char result[def_ombrel_digest_size_max];
+            EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const byte_string& key) {
+                          ombrel_init_hmac(&hmac, algorithm, key.data(), size);
+                      }));
+            EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const byte_string& key) {
+                          ombrel_make_hmac(algorithm, key.data(), size, "message", 7, result);
+                      }));
+        }
 }
 
 TEST(Secrets, KeysOfPasswordsLeaveNothing) {
