@@ -1,5 +1,6 @@
 // Sessions at the public interface, beside a server that keeps to the protocol and one that does not.
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 
 #include <ombrel/fault.h>
@@ -280,6 +281,100 @@ TEST_F(FtpSession, TellsWhatTheServerSays) {
     EXPECT_EQ(0, ombrel_ftp_finish(ftp_));
     EXPECT_EQ(226, ombrel_ftp_get_reply_code(ftp_));
     EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
+}
+
+// Of a session that is none, has no connection, or is in the middle of a transfer.
+TEST_F(FtpSession, AsksForNothingAtTheWrongTime) {
+    ombrel_ftp_entry_t entry;
+    ombrel_instant_t time{1795351325, 0};
+    char path[100];
+    const std::string here = directory_ / "five";
+    ombrel_ftp_t* ftp = nullptr;
+    const std::pair<const char*, std::function<bool()>> calls[] = {
+        {"log in", [&] { return ombrel_ftp_log_in(ftp, nullptr, nullptr, nullptr) == -1; }},
+        {"command", [&] { return ombrel_ftp_command(ftp, "NOOP", nullptr) == -1; }},
+        {"retrieve", [&] { return ombrel_ftp_begin_retrieve(ftp, "a", 0, 0) == -1; }},
+        {"store", [&] { return ombrel_ftp_begin_store(ftp, "a", 0, 0) == -1; }},
+        {"append", [&] { return ombrel_ftp_begin_append(ftp, "a", 0) == -1; }},
+        {"unique", [&] { return ombrel_ftp_begin_store_unique(ftp, "a", 0) == -1; }},
+        {"no name", [&] { return ombrel_ftp_begin_store_unique(ftp, nullptr, 0) == -1; }},
+        {"download", [&] { return ombrel_ftp_download(ftp, "a", here.c_str(), 0) == -1; }},
+        {"resume", [&] { return ombrel_ftp_download(ftp, "a", here.c_str(), def_ombrel_ftp_resume) == -1; }},
+        {"upload", [&] { return ombrel_ftp_upload(ftp, here.c_str(), "a", 0) == -1; }},
+        {"upload rest",
+         [&] { return ombrel_ftp_upload(ftp, here.c_str(), "a", def_ombrel_ftp_resume) == -1; }},
+        {"list",
+         [&] { return ombrel_ftp_list(ftp, nullptr, def_ombrel_ftp_list_names, note_name, &names_) == -1; }},
+        {"list of",
+         [&] { return ombrel_ftp_list(ftp, "a", def_ombrel_ftp_list_names, note_name, &names_) == -1; }},
+        {"alloc list",
+         [&] { return ombrel_alloc_ftp_list(ftp, nullptr, def_ombrel_ftp_list_best, nullptr) == nullptr; }},
+        {"alloc list of",
+         [&] { return ombrel_alloc_ftp_list(ftp, "a", def_ombrel_ftp_list_best, nullptr) == nullptr; }},
+        {"begin list", [&] { return ombrel_ftp_begin_list(ftp, nullptr, def_ombrel_ftp_list_best) == -1; }},
+        {"begin list of", [&] { return ombrel_ftp_begin_list(ftp, "a", def_ombrel_ftp_list_best) == -1; }},
+        {"entry", [&] { return ombrel_ftp_get_entry(ftp, nullptr, &entry) == -1; }},
+        {"entry of", [&] { return ombrel_ftp_get_entry(ftp, "a", &entry) == -1; }},
+        {"rename", [&] { return ombrel_ftp_rename(ftp, "a", "b") == -1; }},
+        {"remove file", [&] { return ombrel_ftp_remove_file(ftp, "a") == -1; }},
+        {"make directory", [&] { return ombrel_ftp_make_directory(ftp, "a") == -1; }},
+        {"remove directory", [&] { return ombrel_ftp_remove_directory(ftp, "a") == -1; }},
+        {"change directory", [&] { return ombrel_ftp_change_directory(ftp, "a") == -1; }},
+        {"change to parent", [&] { return ombrel_ftp_change_to_parent(ftp) == -1; }},
+        {"get directory", [&] { return ombrel_ftp_get_directory(ftp, path, sizeof path) == -1; }},
+        {"get size", [&] { return ombrel_ftp_get_size(ftp, "a") == -1; }},
+        {"get time", [&] { return ombrel_ftp_get_time(ftp, "a", &time) == -1; }},
+        {"set time", [&] { return ombrel_ftp_set_time(ftp, "a", &time) == -1; }},
+    };
+    const auto expect_all_refused = [&](int fault) {
+        for (const auto& [name, is_refused] : calls) {
+            errno = 0;
+            EXPECT_TRUE(is_refused()) << name;
+            EXPECT_EQ(fault, ombrel_last_fault()) << name;
+            if (ftp != nullptr)
+                EXPECT_EQ(fault, ombrel_ftp_get_error(ftp)->m_fault) << name;
+        }
+    };
+    expect_all_refused(def_ombrel_fault_invalid);
+    scripted_ftp_server server("");
+    ASSERT_EQ(0, open(server));
+    ftp = ftp_;
+    ASSERT_EQ(0, ombrel_ftp_begin_retrieve(ftp, "file", 0, 0));
+    expect_all_refused(def_ombrel_fault_busy);
+    EXPECT_EQ("hello", rest()) << "what is under way goes on";
+    EXPECT_EQ(0, ombrel_ftp_finish(ftp));
+    EXPECT_EQ(0, ombrel_ftp_disconnect(ftp));
+    expect_all_refused(def_ombrel_fault_not_connected);
+    EXPECT_EQ("USER anonymous|PASS anonymous@|FEAT|TYPE I|SIZE file|EPSV|RETR file|QUIT|", server.commands());
+    EXPECT_EQ("bytes", directory_.read("five"));
+}
+
+TEST_F(FtpSession, NothingIsAskedOfNoSession) {
+    int64_t done = 7;
+    char byte = 'x';
+    const std::pair<const char*, std::function<bool()>> calls[] = {
+        {"init", [] { return ombrel_init_ftp_options(nullptr) == -1; }},
+        {"connect", [] { return ombrel_ftp_connect(nullptr, "localhost", 21) == -1; }},
+        {"disconnect", [] { return ombrel_ftp_disconnect(nullptr) == -1; }},
+        {"wait", [] { return ombrel_ftp_wait(nullptr, 0) == -1; }},
+        {"read", [&] { return ombrel_ftp_read(nullptr, &byte, 1, 0) == -1; }},
+        {"write", [&] { return ombrel_ftp_write(nullptr, &byte, 1, 0) == -1; }},
+        {"finish", [] { return ombrel_ftp_finish(nullptr) == -1; }},
+        {"abort", [] { return ombrel_ftp_abort(nullptr) == -1; }},
+        {"progress", [&] { return ombrel_ftp_get_progress(nullptr, &done, nullptr) == -1; }},
+    };
+    for (const auto& [name, is_refused] : calls) {
+        errno = 0;
+        EXPECT_TRUE(is_refused()) << name;
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << name;
+    }
+    EXPECT_EQ(7, done);
+    EXPECT_EQ(0, ombrel_ftp_is_connected(nullptr));
+    EXPECT_EQ(0u, ombrel_ftp_get_features(nullptr));
+    EXPECT_EQ(nullptr, ombrel_ftp_get_error(nullptr));
+    EXPECT_STREQ("", ombrel_ftp_get_reply_text(nullptr));
+    EXPECT_STREQ("", ombrel_ftp_get_stored_name(nullptr));
+    EXPECT_EQ(0, ombrel_close_ftp(nullptr));
 }
 
 TEST_F(FtpSession, MovesTexts) {

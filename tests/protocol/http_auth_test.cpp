@@ -262,6 +262,7 @@ TEST(HttpAuth, RefusesWhatIsNotRight) {
         {"Basic YW5u", malformed},                 // no colon
         {"Basic YW5uOnBhc3Mgd29yZA=", malformed},  // padding
         {"Basic YW5uOnBhc3Mgd29yZB==", malformed}, // bits left over
+        {"Basic YW5uOnBhc3NhA", malformed},        // six bits more than bytes
         {"Basic YW5uOnBhc3Mgd29yZA== x", malformed},
         {"Basic YW4AOnA=", malformed}, // NUL
         {"Basic " + std::string(4000, 'A'), malformed},

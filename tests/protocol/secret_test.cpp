@@ -129,6 +129,7 @@ TEST(Secret, RefusesWhatBreaksItsRules) {
                                "$pbkdf2-sha256$1$c2FsdB" + key,
                                "$pbkdf2-sha256$1$c2FsdA==" + key,
                                "$pbkdf2-sha256$1$c2Fsd" + key,
+                               "$pbkdf2-sha256$1$c2FsA" + key, // six bits more than bytes
                                "$pbkdf2-sha256$1$c2FsdA" + key + "A",
                                "$pbkdf2-sha256$1$c2FsdA$c2FsdA",
                                "$pbkdf2-sha256$1$" + std::string(86, 'A') + "AA" + key,
