@@ -156,7 +156,8 @@ TEST_F(PluginTest, TheBuiltinPluginHasANameAndNoLibrary) {
     EXPECT_GT(handle, 0);
     EXPECT_EQ(ombrel_load_plugin("some/where/" def_ombrel_builtin_plugin_name, nullptr), handle);
     EXPECT_STREQ(def_ombrel_builtin_plugin_name, ombrel_plugin_get_name(handle));
-    ombrel_unload_all_plugin();
+    for (int turn = 0; turn < 2; turn++) // the second has nothing to do
+        EXPECT_EQ(0, ombrel_unload_all_plugin());
     EXPECT_EQ(-1, ombrel_unload_plugin(handle));
 }
 
