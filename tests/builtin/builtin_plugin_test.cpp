@@ -118,6 +118,50 @@ TEST_F(BuiltinPluginTest, AWrongRecordIsReportedUnderTheFunctionThatWasCalled) {
     EXPECT_EQ(-1, ombrel_ctx_xcontrol(s.handle(), "no_such_thing", nullptr, size_t{0}));
 }
 
+// Each kind of stream knows its own operations, by their codes, and looks at the records of all of them.
+TEST_F(BuiltinPluginTest, EachControlOfAStreamLooksAtItsRecord) {
+    const std::pair<uint32_t, size_t> sizes[] = {
+        {def_ombrel_stream_control_get_size, sizeof(ombrel_stream_size_t)},
+        {def_ombrel_stream_control_set_size, sizeof(ombrel_stream_size_t)},
+        {def_ombrel_stream_control_get_timeout, sizeof(ombrel_stream_timeout_t)},
+        {def_ombrel_stream_control_set_timeout, sizeof(ombrel_stream_timeout_t)},
+        {def_ombrel_stream_control_get_fd, sizeof(ombrel_stream_fd_t)},
+        {def_ombrel_stream_control_get_local_address, sizeof(ombrel_stream_address_t)},
+        {def_ombrel_stream_control_get_peer_address, sizeof(ombrel_stream_address_t)},
+        {def_ombrel_stream_control_close_write, 0},
+        {def_ombrel_stream_control_get_exit_status, sizeof(ombrel_stream_exit_t)},
+        {def_ombrel_stream_control_get_exit_status + 1, 0}};
+    const struct {
+        const char *source, *mode, *known; ///< a letter for each operation in that order: y or n
+        std::vector<stream::option> options = {};
+    } cases[] = {{null_device, "r+", "yyyyynnnnn"},
+                 {"pipe:exit 0", "r+", "nnyyynnyyn"},
+                 {"tcp://127.0.0.1:0", "r", "nnyyyyyynn", {{"listen", "1"}, {"timeout", "0"}}},
+                 {"udp://127.0.0.1:9", "w", "nnyyyyynnn"}};
+    union {
+        uint64_t aligned;
+        char bytes[sizeof(ombrel_stream_address_t) + 1];
+    } room{};
+    for (const auto& each : cases) {
+        const stream s(each.source, each.mode, each.options);
+        ASSERT_TRUE(s.is_open()) << each.source << s.error();
+        for (size_t i = 0; i < std::size(sizes); i++) {
+            SCOPED_TRACE(std::string(each.source) + " " + std::to_string(i));
+            const auto [code, size] = sizes[i];
+            const int error = each.known[i] == 'y' ? ctx_error::invalid : ctx_error::not_supported;
+            const capture errors(stderr);
+            const auto expect_refused = [&](void* record, size_t given) {
+                ombrel_ctx_set_last_error(s.handle(), 0);
+                EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), code, record, given));
+                EXPECT_EQ(error, s.error());
+            };
+            expect_refused(room.bytes, size + 1);
+            if (size > 0)
+                expect_refused(nullptr, size);
+        }
+    }
+}
+
 TEST_F(BuiltinPluginTest, NothingIsReadAndWrittenWhereSomethingCouldBe) {
     const struct {
         const char *source, *mode;

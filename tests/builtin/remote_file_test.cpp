@@ -51,6 +51,25 @@ TEST_F(RemoteFileTest, ATftpStreamWritesAndReads) {
     EXPECT_EQ(ctx_error::not_supported, reader.error());
 }
 
+// Told to the server before the first byte, where it is known.
+TEST_F(RemoteFileTest, ATftpStreamTellsTheSizeThatItIsGiven) {
+    const struct {
+        std::vector<stream::option> options;
+        std::string size; ///< as the request has it
+    } cases[] = {{{}, ""}, {{{"size", "77"}}, "77"}, {{{"size", "0"}}, "0"}};
+    for (const auto& [options, size] : cases) {
+        const owned_socket silent = bound(AF_INET, SOCK_DGRAM);
+        std::vector<stream::option> all = options;
+        all.insert(all.end(), {{"interval", "1"}, {"tries", "1"}});
+        const stream s(url("tftp", own_port(silent), "x"), "w", all);
+        EXPECT_EQ(ctx_error::timed_out, s.error());
+        std::string request(600, '\xff');
+        EXPECT_LT(0, ombrel_recv(silent, request.data(), request.size(), 0));
+        const size_t at = request.find(std::string("tsize\0", 6));
+        EXPECT_EQ(size, at != std::string::npos ? request.c_str() + at + 6 : "");
+    }
+}
+
 TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     OMBREL_NEEDS_SERVER("vsftpd");
     const ftp_server server;

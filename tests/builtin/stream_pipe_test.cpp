@@ -31,6 +31,7 @@ TEST_F(PipeStreamTest, TalksBothWays) {
     EXPECT_TRUE(s.is_readable());
     EXPECT_EQ("hello", s.read_to_end());
     EXPECT_EQ(-1, s.close_write());
+    EXPECT_EQ(ctx_error::not_supported, s.error()) << "there is none any more";
     EXPECT_EQ(0, exit_of(s).m_exit_code);
 }
 
