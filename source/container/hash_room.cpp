@@ -39,7 +39,7 @@ bool pack_keys(ombrel_hash_t& table) {
     hash_key_store packed(table.owner);
     if (size >= table.keys.shared_bytes())
         return true;
-    if (!packed.open(size))
+    if (size != 0 && !packed.open(size))
         return false;
     for_each_entry(table, [&](const hash_position& at) {
         hash_bytes_head& head = bytes_head_of(table.slot_of(at));

@@ -420,25 +420,6 @@ TEST_F(Hash, ChosenNumbersMeetOnlyWhereTheSeedIsKnown) {
     EXPECT_LE(known.figures().m_bytes, 3 * unknown.figures().m_bytes) << "memory is bound all the same";
 }
 
-TEST_F(Hash, ReservedRoomIsEnoughAndComesBack) {
-    const table_of table(def_ombrel_hash_numbers);
-    ASSERT_EQ(0, ombrel_hash_reserve(table, 30000));
-    const ombrel_hash_statistics_t before = table.figures();
-    for (uint64_t i = 0; i < 30000; i++)
-        ombrel_hash_set_at(table, i, table);
-    for (const size_t enough : {0, 1, 30000})
-        EXPECT_EQ(0, ombrel_hash_reserve(table, enough));
-    EXPECT_EQ(before.m_growths, table.figures().m_growths);
-    for (uint64_t i = 10; i < 30000; i++)
-        ombrel_hash_remove_at(table, i);
-    EXPECT_EQ(before.m_bytes, table.figures().m_bytes);
-    ASSERT_EQ(0, ombrel_hash_shrink(table));
-    EXPECT_EQ(15, table.figures().m_room);
-    EXPECT_EQ(1, table.figures().m_parts);
-    for (uint64_t i = 0; i < 10; i++)
-        EXPECT_EQ(table, ombrel_hash_get_at(table, i));
-}
-
 TEST_F(Hash, CopiedKeysEndWithZeroAndBorrowedOnesStayWhereTheyAre) {
     const table_of copies(0), borrowed(def_ombrel_hash_borrow);
     char key[] = "key";
@@ -458,6 +439,92 @@ TEST_F(Hash, CopiedKeysEndWithZeroAndBorrowedOnesStayWhereTheyAre) {
     ASSERT_EQ(0, ombrel_hash_set(copies, longer.c_str(), def_ombrel_hash_text, key));
     EXPECT_GE(copies.figures().m_key_bytes, 201)
         << "the next room holds one copy, however little the last one had";
+}
+
+void expect_invalid(bool is_refused, int line) {
+    EXPECT_TRUE(is_refused) << "line " << line;
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << "line " << line;
+    ombrel_leave_fault(def_ombrel_fault_none);
+}
+
+TEST_F(Hash, NoTableIsRefusedByAll) {
+    void* pointer = nullptr;
+    int is_new = 2;
+    ombrel_hash_walk_t walk;
+    ombrel_hash_statistics_t figures;
+    memset(&figures, 1, sizeof figures);
+    const auto invalid = [](bool is_refused, int line = __builtin_LINE()) {
+        expect_invalid(is_refused, line);
+    };
+    invalid(ombrel_init_hash_options(nullptr) == -1);
+    invalid(ombrel_hash_set(nullptr, "a", 1, &pointer) == -1);
+    invalid(ombrel_hash_set_at(nullptr, 1, &pointer) == -1);
+    invalid(ombrel_hash_get(nullptr, "a", 1) == nullptr);
+    invalid(ombrel_hash_get_at(nullptr, 1) == nullptr);
+    invalid(ombrel_hash_put(nullptr, "a", 1, &pointer) == -1);
+    invalid(ombrel_hash_put_at(nullptr, 1, &pointer) == -1);
+    invalid(ombrel_hash_find(nullptr, "a", 1) == nullptr);
+    invalid(ombrel_hash_find(nullptr, "a", size_t{def_ombrel_hash_key_max} + 1) == nullptr);
+    invalid(ombrel_hash_find_at(nullptr, 1) == nullptr);
+    invalid(ombrel_hash_obtain(nullptr, "a", 1, &is_new) == nullptr && is_new == 0);
+    invalid(ombrel_hash_obtain_at(nullptr, 1, nullptr) == nullptr);
+    invalid(ombrel_hash_remove(nullptr, "a", 1) == -1);
+    invalid(ombrel_hash_remove_at(nullptr, 1) == -1);
+    invalid(ombrel_hash_take(nullptr, "a", 1, &pointer) == -1);
+    invalid(ombrel_hash_take_at(nullptr, 1, &pointer) == -1);
+    invalid(ombrel_hash_get_count(nullptr) == 0);
+    invalid(ombrel_hash_clear(nullptr) == -1);
+    invalid(ombrel_hash_reserve(nullptr, 1) == -1);
+    invalid(ombrel_hash_shrink(nullptr) == -1);
+    invalid(ombrel_hash_get_statistics(nullptr, &figures) == -1 && figures.m_room == 0);
+    invalid(ombrel_hash_get_statistics(nullptr, nullptr) == -1);
+    invalid(ombrel_init_hash_walk(nullptr, nullptr) == -1);
+    invalid(ombrel_init_hash_walk(&walk, nullptr) == -1);
+    invalid(ombrel_hash_walk_step(&walk) == -1);
+    invalid(ombrel_hash_walk_step(nullptr) == -1);
+    invalid(ombrel_hash_walk_remove(&walk) == -1);
+    invalid(ombrel_hash_walk_remove(nullptr) == -1);
+    EXPECT_EQ(0, ombrel_close_hash(nullptr));
+}
+
+// What is not there is no fault; null is a value, and a pointer that stays is not released.
+TEST_F(Hash, WhatIsSetAgainIsReleasedOnceOrNotAtAll) {
+    int released = 0;
+    ombrel_hash_options_t options;
+    ombrel_init_hash_options(&options);
+    options.m_release = [](void* value, void* count) {
+        EXPECT_NE(nullptr, value);
+        ++*static_cast<int*>(count);
+    };
+    options.m_context = &released;
+    int one = 1, two = 2;
+    void* pointer = &two;
+    ombrel_hash_t* table = ombrel_open_hash(&options);
+    ombrel_leave_fault(def_ombrel_fault_none);
+    for (const auto& [value, so_far] : {std::pair<int*, int>{&one, 0}, {&one, 0}, {&two, 1}, {nullptr, 2}}) {
+        EXPECT_EQ(0, ombrel_hash_set(table, nullptr, 0, value));
+        EXPECT_EQ(so_far, released);
+        EXPECT_EQ(value, ombrel_hash_get(table, "", def_ombrel_hash_text));
+    }
+    EXPECT_EQ(0, ombrel_hash_put(table, "k", 1, &pointer));
+    EXPECT_EQ(0, ombrel_hash_put(table, "k", 1, nullptr));
+    EXPECT_EQ(3, released);
+    EXPECT_EQ(nullptr, ombrel_hash_get(table, "k", 1));
+    EXPECT_EQ(1, ombrel_hash_take(table, "k", 1, &pointer));
+    EXPECT_EQ(nullptr, pointer);
+    EXPECT_EQ(0, ombrel_hash_take(table, "k", 1, &pointer) + ombrel_hash_remove(table, "k", 1));
+    EXPECT_EQ(nullptr, ombrel_hash_get(table, "k", 1));
+    ombrel_close_hash(table);
+    EXPECT_EQ(3, released) << "null is never released";
+    options.m_value_size = sizeof one;
+    table = ombrel_open_hash(&options);
+    EXPECT_EQ(0, ombrel_hash_put(table, "k", 1, &one));
+    EXPECT_EQ(0, ombrel_hash_put(table, "k", 1, nullptr));
+    EXPECT_EQ(4, released);
+    EXPECT_EQ(0, *static_cast<int*>(ombrel_hash_find(table, "k", 1)));
+    EXPECT_EQ(def_ombrel_fault_none, ombrel_last_fault());
+    ombrel_close_hash(table);
+    EXPECT_EQ(5, released);
 }
 
 TEST_F(Hash, WhatMakesNoSenseIsRefused) {
@@ -483,11 +550,8 @@ TEST_F(Hash, WhatMakesNoSenseIsRefused) {
     refused(ombrel_hash_put_at(bytes_to, 1, nullptr) == -1, invalid);
     refused(ombrel_hash_remove(numbers, "a", 1) == -1, invalid);
     refused(ombrel_hash_take_at(numbers, 1, nullptr) == -1, invalid);
-    refused(ombrel_hash_find_at(nullptr, 1) == nullptr, invalid);
-    refused(ombrel_hash_get_count(nullptr) == 0, invalid);
-    refused(ombrel_hash_clear(nullptr) == -1, invalid);
-    refused(ombrel_hash_walk_step(nullptr) == -1, invalid);
-    refused(ombrel_init_hash_walk(nullptr, numbers) == -1, invalid);
+    refused(ombrel_hash_take(bytes_to, nullptr, 1, &pointer) == -1, invalid);
+    refused(ombrel_hash_remove(bytes_to, nullptr, 1) == -1, invalid);
     refused(ombrel_hash_get_statistics(numbers, nullptr) == -1, invalid);
     refused(ombrel_hash_reserve(numbers, 3) == -1, too_large);
     // Nobody looks at a byte of what is longer than all keys.
