@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <ombrel/buffer.h>
+#include <ombrel/fault.h>
 #include <ombrel/hash.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/stack.h>
@@ -202,6 +203,108 @@ OMBREL_FAILURES(Container, hash) {
             EXPECT_EQ(0, set(key));
         EXPECT_EQ(std::size(keys), ombrel_hash_get_count(table));
         ombrel_close_hash(table);
+    }
+}
+
+/// A table of keys from 0 on that points to nothing but itself.
+class filled_table : no_copy {
+public:
+    filled_table(uint32_t flags, uint32_t count) {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_flags = flags;
+        table_ = ombrel_open_hash(&options);
+        for (uint32_t key = 0; key < count; key++)
+            EXPECT_EQ(0, ombrel_hash_set(table_, name(key), def_ombrel_hash_text, table_));
+        count_ = count;
+    }
+    ~filled_table() { ombrel_close_hash(table_); }
+    operator ombrel_hash_t*() const { return table_; }
+
+    void keep(uint32_t count) {
+        while (count_ > count)
+            EXPECT_EQ(1, ombrel_hash_remove(table_, name(--count_), def_ombrel_hash_text));
+    }
+    void expect_whole() {
+        EXPECT_EQ(count_, ombrel_hash_get_count(table_));
+        for (uint32_t key = 0; key < count_; key++)
+            EXPECT_EQ(table_, ombrel_hash_get(table_, name(key), def_ombrel_hash_text)) << key;
+    }
+
+private:
+    // Short names, and some that are long enough for blocks of their own.
+    const char* name(uint32_t key) {
+        snprintf(name_, sizeof name_, "%0*u", key % 50 == 0 ? 300 : 5, key);
+        return name_;
+    }
+
+    ombrel_hash_t* table_;
+    uint32_t count_;
+    char name_[400];
+};
+
+template<typename Call>
+void changes_room_or_says_why(injection& fail, filled_table& table, Call call) {
+    ombrel_leave_fault(def_ombrel_fault_none);
+    const bool good = refused_when_hit(fail, [&] { return call(table); });
+    EXPECT_EQ(good ? def_ombrel_fault_none : def_ombrel_fault_no_memory, ombrel_last_fault());
+    table.expect_whole();
+    EXPECT_EQ(0, call(table)) << "once there is memory again";
+    table.expect_whole();
+}
+
+// Parts are joined, the directory shrinks, what is left is fitted, and the keys are packed.
+OMBREL_FAILURES(Container, shrink_hash) {
+    constexpr struct {
+        uint32_t before, left;
+    } cases[] = {{2500, 10}, {2500, 700}, {600, 10}}; // of many parts, of which many stay; of one
+    for (const auto& [before, left] : cases) {
+        filled_table table(0, before);
+        table.keep(left);
+        changes_room_or_says_why(fail, table, [](ombrel_hash_t* t) { return ombrel_hash_shrink(t); });
+    }
+}
+
+OMBREL_FAILURES(Container, reserve_hash) {
+    for (const uint32_t there : {0u, 40u, 1200u}) {
+        filled_table table(0, there);
+        changes_room_or_says_why(fail, table, [](ombrel_hash_t* t) { return ombrel_hash_reserve(t, 5000); });
+    }
+    for (const size_t room : {size_t{0}, size_t{10}, size_t{5000}}) {
+        ombrel_hash_options_t options;
+        ombrel_init_hash_options(&options);
+        options.m_reserve = room;
+        ombrel_leave_fault(def_ombrel_fault_none);
+        null_when_hit(
+            fail,
+            [](ombrel_hash_t* made) {
+                EXPECT_EQ(0, ombrel_hash_set(made, "key", 3, made));
+                ombrel_close_hash(made);
+            },
+            [&] { return ombrel_open_hash(&options); });
+        EXPECT_EQ(fail.hit() ? def_ombrel_fault_no_memory : def_ombrel_fault_none, ombrel_last_fault());
+    }
+}
+
+// A key that cannot be kept changes nothing, and its failure is told.
+OMBREL_FAILURES(Container, add_to_hash) {
+    for (const uint32_t there : {0u, 15u}) {
+        filled_table table(0, there);
+        for (const size_t size : {20, 400}) {
+            const std::string key(size, 'k');
+            int is_new = 2;
+            void* const value =
+                fail.during([&] { return ombrel_hash_obtain(table, key.data(), key.size(), &is_new); });
+            EXPECT_EQ(value != nullptr ? 1 : 0, is_new);
+            EXPECT_EQ(value, ombrel_hash_find(table, key.data(), key.size()));
+            if (value == nullptr) {
+                EXPECT_TRUE(fail.hit());
+                EXPECT_EQ(def_ombrel_fault_no_memory, ombrel_last_fault());
+            } else {
+                EXPECT_EQ(1, ombrel_hash_remove(table, key.data(), key.size()));
+            }
+            table.expect_whole();
+        }
     }
 }
 
