@@ -46,12 +46,18 @@ TEST_F(ValueTest, ReplacesByName) {
     add("a", "1");
     EXPECT_FALSE(set("1", 2)) << "equal data change nothing";
     const ombrel_value_node_t* node = list_.m_tail;
+    const void* place = node->m_data;
     EXPECT_TRUE(set("2", 2));
     EXPECT_EQ(list_.m_tail, node) << "data of the same size are overwritten in place";
+    EXPECT_EQ(place, node->m_data);
     EXPECT_TRUE(set("zz", 2)) << "without a terminator of their own";
     EXPECT_EQ(list_.m_tail, node);
     EXPECT_EQ("x=0 a=zz ", content()) << "still readable as a string";
-    EXPECT_TRUE(set(nullptr, 2));
+    place = node->m_data;
+    for (const char* next : {"yy", static_cast<const char*>(nullptr)}) {
+        EXPECT_TRUE(set(next, 2));
+        EXPECT_EQ(place, node->m_data) << "there is room for a terminator already";
+    }
     EXPECT_EQ("x=0 a= ", content());
     EXPECT_FALSE(set(nullptr, 2));
     EXPECT_TRUE(set("long", 5));
@@ -77,6 +83,9 @@ TEST_F(ValueTest, SetsByTheOtherModes) {
     EXPECT_EQ("b=1 a= -=2 A= n=-7 ", content());
     EXPECT_EQ(0, ombrel_multiple_set_value(&list_, 1, 0, "B|N", "xyz", 2));
     EXPECT_EQ("b=xy a= -=2 A= N=xy ", content());
+    EXPECT_EQ(0, ombrel_multiple_set_value_string(&list_, 1, 1, nullptr, "4")) << "no name is one, too";
+    EXPECT_EQ(0, ombrel_multiple_set_value_string(&list_, 1, 1, "", "5"));
+    EXPECT_EQ("b=xy a= -=4 A= N=xy ", content()) << "of no names there is nothing to set";
 }
 
 TEST_F(ValueTest, Searches) {
@@ -141,12 +150,35 @@ TEST_F(ValueTest, Removes) {
 }
 
 TEST_F(ValueTest, RefusesUninitializedHeads) {
-    ombrel_value_t raw = {};
-    EXPECT_EQ(-1, ombrel_set_value_string(&raw, 0, 1, "a", "1"));
-    EXPECT_EQ(-1, ombrel_multiple_set_value_string(&raw, 0, 1, "a|b", "1"));
-    EXPECT_EQ(-1, ombrel_reset_value(&raw));
-    EXPECT_EQ(-1, ombrel_remove_value_by_name(nullptr, 1, "a"));
-    EXPECT_EQ(nullptr, ombrel_get_value_node_by_name(nullptr, 1, "a"));
+    add("a", "1");
+    ombrel_value_t raw = {~def_ombrel_value_flag_initialized, list_.m_head, list_.m_tail};
+    for (ombrel_value_t* which : {&raw, static_cast<ombrel_value_t*>(nullptr)}) {
+        EXPECT_EQ(-1, ombrel_set_value(which, 0, 1, "a", "1", 2));
+        EXPECT_EQ(-1, ombrel_set_value_string(which, 0, 1, "a", "1"));
+        EXPECT_EQ(-1, ombrel_set_value_int_string(which, 0, 1, "a", 1));
+        EXPECT_EQ(-1, ombrel_multiple_set_value(which, 0, 1, nullptr, "1", 2));
+        EXPECT_EQ(-1, ombrel_multiple_set_value_string(which, 0, 1, "a|b", "1"));
+        EXPECT_EQ(-1, ombrel_multiple_set_value_int_string(which, 0, 1, "a|b", 1));
+        EXPECT_EQ(-1, ombrel_remove_value(which, 1, "a", "1", 2));
+        EXPECT_EQ(-1, ombrel_remove_value_by_name(which, 1, "a"));
+        EXPECT_EQ(-1, ombrel_remove_value_by_data(which, "1", 2));
+        EXPECT_EQ(-1, ombrel_remove_value_by_string(which, "1"));
+        EXPECT_EQ(-1, ombrel_multiple_remove_value(which, 1, "a", "1", 2));
+        EXPECT_EQ(-1, ombrel_multiple_remove_value_by_name(which, 1, "a"));
+        EXPECT_EQ(-1, ombrel_reset_value(which));
+        EXPECT_EQ(-1, ombrel_destroy_value(which));
+        EXPECT_EQ(nullptr, ombrel_get_value_node(which, 1, "a", "1", 2));
+        EXPECT_EQ(nullptr, ombrel_get_value_node_by_name(which, 1, "a"));
+        EXPECT_EQ(nullptr, ombrel_get_value_node_by_data(which, "1", 2));
+        EXPECT_EQ(nullptr, ombrel_get_value_node_by_string(which, "1"));
+        EXPECT_EQ(nullptr, ombrel_get_value_by_name(which, 1, "a", nullptr));
+        EXPECT_STREQ("no", ombrel_get_value_string_ex(which, 1, "a", "no"));
+    }
+    EXPECT_EQ("a=1 ", content());
+    ombrel_value_t ended;
+    EXPECT_EQ(&ended, ombrel_init_value(&ended));
+    EXPECT_EQ(0, ombrel_destroy_value(&ended));
+    EXPECT_EQ(-1, ombrel_destroy_value(&ended)) << "it has been ended";
     EXPECT_EQ(nullptr, ombrel_init_value(nullptr));
     EXPECT_EQ(-1, ombrel_free_value(nullptr));
     EXPECT_EQ(-1, ombrel_free_value_node(nullptr));
