@@ -100,6 +100,23 @@ TEST_F(EventBuffer, AFullInputPausesAndTheEndOfTheStreamIsToldOnce) {
     EXPECT_EQ("56", take(event));
 }
 
+// What is taken makes room for as much again, whatever of it comes in one part.
+TEST_F(EventBuffer, AnInputIsFilledUpToItsWatermarkAndNoFurther) {
+    recorder event(base, pair.near(), persist);
+    EXPECT_EQ(0, ombrel_event_enable_buffer(&event.event, 1));
+    EXPECT_EQ(0, ombrel_event_set_buffer_watermark(&event.event, 1, 0, 40000));
+    EXPECT_EQ(0, event.add());
+    pair.send(std::string(50000, 'm'));
+    std::vector<char> taken(40000);
+    for (const size_t size : {1, 5000, 3999, 40000}) {
+        once();
+        ASSERT_EQ(40000, ombrel_event_get_buffer_size(&event.event, 1)) << size;
+        EXPECT_EQ(static_cast<ptrdiff_t>(size), ombrel_event_pop_buffer(&event.event, 1, taken.data(), size));
+    }
+    once();
+    EXPECT_EQ(1000, ombrel_event_get_buffer_size(&event.event, 1)) << "the rest";
+}
+
 TEST_F(EventBuffer, OutputIsSentFromItsWatermarkOn) {
     recorder event(base, pair.near(), persist);
     EXPECT_EQ(0, event.add());

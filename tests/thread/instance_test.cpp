@@ -8,6 +8,8 @@
 
 #include <ombrel/fault.h>
 
+#include "support/threads.h"
+
 namespace {
 
 struct thing {
@@ -114,6 +116,49 @@ TEST(Instances, AreWalkedByType) {
     EXPECT_EQ(4, met);
     EXPECT_EQ(1, made[4].destroyed);
     EXPECT_EQ(0, ombrel_retire_instance(&others, handles[2]));
+}
+
+TEST(Instances, AreWalkedBeyondThoseThatAreGone) {
+    std::vector<thing> made(5);
+    for (thing& each : made)
+        ombrel_register_instance(&things, &each);
+    const auto note = [](int32_t handle, void*, void* context) {
+        static_cast<std::vector<int32_t>*>(context)->push_back(handle);
+        return 0;
+    };
+    std::vector<int32_t> all;
+    EXPECT_EQ(0, ombrel_walk_instances(&things, note, &all));
+    ASSERT_EQ(5u, all.size());
+    for (const size_t gone : {0, 2, 1, 0}) {
+        EXPECT_EQ(0, ombrel_retire_instance(&things, all[gone]));
+        all.erase(all.begin() + static_cast<ptrdiff_t>(gone));
+        std::vector<int32_t> left;
+        EXPECT_EQ(0, ombrel_walk_instances(&things, note, &left));
+        EXPECT_EQ(all, left);
+    }
+    EXPECT_EQ(0, ombrel_retire_instance(&things, all[0]));
+}
+
+TEST(Instances, OfManyThreadsAreEachTheirOwn) {
+    constexpr int rounds = 20000;
+    std::atomic<int> wrong{0};
+    ombrel_test::in_threads(4, [&](int) {
+        thing own[3];
+        for (int i = 0; i < rounds; i++) {
+            int32_t handles[3];
+            for (int k = 0; k < 3; k++)
+                handles[k] = ombrel_register_instance(&things, &own[k]);
+            for (int k = 0; k < 3; k++) {
+                wrong += ombrel_pin_instance(&things, handles[k]) != &own[k];
+                wrong += ombrel_unpin_instance(handles[k]) != 0;
+            }
+            for (int k = 0; k < 3; k++)
+                wrong += ombrel_retire_instance(&things, handles[k]) != 0;
+        }
+        for (const thing& each : own)
+            wrong += each.destroyed != rounds;
+    });
+    EXPECT_EQ(0, wrong);
 }
 
 TEST(Instances, RefuseWhatMakesNoSense) {
