@@ -140,7 +140,10 @@ netlink_socket::progress netlink_socket::look_at(const nlmsghdr& head, netlink_b
         const bool is_told = take_record(content, error);
         if (head.nlmsg_type == NLMSG_DONE && (!is_told || error >= 0))
             return progress::done;
-        errno = is_told && error < 0 ? -error : EPROTO;
+        if (is_told && error < 0)
+            errno = -error;
+        else
+            leave_fault(fault_code::violation);
         return progress::failed;
     }
     if (state.left-- == 0)
