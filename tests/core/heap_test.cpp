@@ -61,6 +61,10 @@ TEST_F(Heap, CountsEachBlockWithItsOverhead) {
         EXPECT_EQ(held.peak, after.peak);
     }
     EXPECT_EQ(0, ombrel_get_alloc_info(nullptr, nullptr, nullptr));
+    const figures before;
+    void* const most = ombrel_alloc(before.peak);
+    EXPECT_EQ(figures().size, figures().peak) << "there was never more";
+    ombrel_free(most);
 }
 
 TEST_F(Heap, LaysOutHeaderDataAndTrailer) {
@@ -165,6 +169,7 @@ TEST_F(Heap, WalksLiveBlocksNewestFirst) {
     for (size_t i = 0; i < 3; i++)
         EXPECT_EQ(header_of(blocks[2 - i]), all.seen[i]);
     EXPECT_EQ(1u, bounded.seen.size());
+    EXPECT_EQ(0u, ombrel_get_alloc_list(0, nullptr, nullptr));
     for (void* block : blocks)
         ombrel_free(block);
 }

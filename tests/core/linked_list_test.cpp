@@ -237,16 +237,22 @@ TYPED_TEST(LinkedListTest, LeavesAbsentNodesAlone) {
 TYPED_TEST(LinkedListTest, TakesNullAndTheNodeItself) {
     chain<TypeParam> list(2, true);
     item added{};
-    EXPECT_EQ(-1, run<TypeParam>(TypeParam::append, nullptr, &list.tail, &added));
-    EXPECT_EQ(-1, run<TypeParam>(TypeParam::append, &list.head, &list.tail, nullptr));
+    for (const auto one_node : {TypeParam::prepend, TypeParam::append, TypeParam::remove}) {
+        EXPECT_EQ(-1, run<TypeParam>(one_node, nullptr, &list.tail, &added));
+        EXPECT_EQ(-1, run<TypeParam>(one_node, &list.head, &list.tail, nullptr));
+    }
+    using no_order = std::integral_constant<ombrel_linked_list_compare_t, nullptr>;
+    EXPECT_EQ(-1, (run<TypeParam, sorted>(TypeParam::sort, nullptr, &list.tail)));
+    EXPECT_EQ(-1, (run<TypeParam, no_order>(TypeParam::sort, &list.head, &list.tail)));
+    EXPECT_EQ(-1, (run<TypeParam, sorted>(TypeParam::sort_insert, nullptr, &list.tail, &added)));
+    EXPECT_EQ(-1, (run<TypeParam, sorted>(TypeParam::sort_insert, &list.head, &list.tail, nullptr)));
+    EXPECT_EQ(-1, (run<TypeParam, no_order>(TypeParam::sort_insert, &list.head, &list.tail, &added)));
     for (const auto two_nodes : {TypeParam::replace, TypeParam::insert}) {
         EXPECT_EQ(-1, run<TypeParam>(two_nodes, nullptr, &list.tail, list.head, &added));
         EXPECT_EQ(-1, run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, nullptr));
         EXPECT_EQ(0, run<TypeParam>(two_nodes, &list.head, &list.tail, list.head, list.head));
         EXPECT_EQ(0, run<TypeParam>(two_nodes, &list.head, &list.tail, list.tail, list.tail));
     }
-    EXPECT_EQ(-1, run<TypeParam>(TypeParam::remove, nullptr, &list.tail, list.head));
-    EXPECT_EQ(-1, run<TypeParam>(TypeParam::remove, &list.head, &list.tail, nullptr));
     EXPECT_EQ(-1, run<TypeParam>(TypeParam::replace, &list.head, &list.tail, nullptr, &added));
     list.expect_whole();
     EXPECT_EQ(0, run<TypeParam>(TypeParam::insert, &list.head, &list.tail, nullptr, &added));
@@ -265,6 +271,12 @@ TEST(LinkedListSearchTest, FindsByNodeAndByMatch) {
     EXPECT_EQ(-1, ombrel_linked_list_index(&head, &key, next_at));
     item* empty = nullptr;
     EXPECT_EQ(nullptr, ombrel_linked_list_get_tail(&empty, nullptr, next_at));
+    EXPECT_EQ(&b, ombrel_linked_list_get_tail(&head, nullptr, next_at));
+    EXPECT_EQ(2u, ombrel_linked_list_count(&head, next_at));
+    EXPECT_EQ(0u, ombrel_linked_list_count(nullptr, next_at));
+    EXPECT_EQ(-1, ombrel_linked_list_index(nullptr, &a, next_at));
+    EXPECT_EQ(nullptr, ombrel_linked_list_search(nullptr, &a, next_at, by_key));
+    EXPECT_EQ(nullptr, ombrel_linked_list_get_tail(nullptr, nullptr, next_at));
 }
 
 } // namespace

@@ -89,6 +89,7 @@ TEST_F(LockConditionTest, NobodyToWakeIsAFailure) {
     EXPECT_EQ(-1, ombrel_lock_condition_wakeup(&condition));
     EXPECT_EQ(-1, ombrel_lock_condition_wakeup_broadcast(&condition));
     EXPECT_EQ(-1, ombrel_lock_condition_wakeup(nullptr));
+    EXPECT_EQ(-1, ombrel_lock_condition_wakeup_broadcast(nullptr));
     EXPECT_EQ(-1, ombrel_lock_condition_wait(nullptr, nullptr));
 }
 

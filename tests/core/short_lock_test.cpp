@@ -27,6 +27,7 @@ TEST(ShortLock, NullIsReportedByTheInitialiserAlone) {
     EXPECT_EQ(-1, ombrel_init_short_lock(nullptr));
     EXPECT_EQ(0, ombrel_try_short_lock(nullptr));
     EXPECT_EQ(-1, ombrel_short_lock(nullptr));
+    EXPECT_EQ(-1, ombrel_short_unlock(nullptr));
     const std::string text = output.text();
     EXPECT_EQ(0u, text.find("ombrel [ASSERT:source/short_lock:ombrel_init_short_lock:")) << text;
     EXPECT_NE(text.find("] <s_short_lock != ((ombrel_short_lock_t *)0)> "), std::string::npos) << text;

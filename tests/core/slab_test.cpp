@@ -58,6 +58,26 @@ TEST_F(Slab, HandsTheLastFreedOutFirst) {
     EXPECT_EQ(ombrel_slab_alloc(slab), first);
 }
 
+// Sizes that are powers of two and others are found in different ways.
+TEST_F(Slab, KnowsEachByteOfItsObjects) {
+    for (const size_t size : {1u, 3u, 8u, 12u, 16u, 20u}) {
+        size_t area[64];
+        ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, size);
+        std::vector<char*> objects;
+        while (auto* object = static_cast<char*>(ombrel_slab_alloc(slab)))
+            objects.push_back(object);
+        ASSERT_LT(5u, objects.size());
+        EXPECT_EQ(0, ombrel_is_slab_object(slab, objects.front() - 1)) << size;
+        EXPECT_EQ(0, ombrel_is_slab_object(slab, objects.back() + size)) << size;
+        for (char* const object : objects)
+            for (size_t at = 0; at < size; at++) {
+                EXPECT_EQ(1, ombrel_is_slab_object(slab, object + at));
+                EXPECT_EQ(nullptr, ombrel_slab_free(slab, object + at));
+                EXPECT_EQ(object, ombrel_slab_alloc(slab)) << size;
+            }
+    }
+}
+
 TEST_F(Slab, FallsBackToTheHeapOnRequest) {
     size_t area[header / sizeof(size_t) + 3];
     ombrel_slab_t* slab = ombrel_init_slab(area, sizeof area, 8);

@@ -60,6 +60,19 @@ TEST_F(SpinLockTest, AnUnlockTooManyIsReported) {
     EXPECT_EQ(1, ombrel_try_spin_lock(&lock)) << "still usable";
 }
 
+TEST_F(SpinLockTest, NoLockIsNeverHeld) {
+    EXPECT_EQ(0, ombrel_try_spin_lock(nullptr));
+    EXPECT_EQ(0, ombrel_spin_lock(nullptr));
+    EXPECT_EQ(0, ombrel_spin_lock_timeout(nullptr, 5));
+    EXPECT_EQ(0, ombrel_reference_try_spin_lock(nullptr, def_ombrel_spin_lock_shared));
+    EXPECT_EQ(0, ombrel_free_spin_lock(nullptr));
+    ombrel_test::capture output(stderr);
+    EXPECT_EQ(-1, ombrel_spin_unlock(nullptr));
+    EXPECT_EQ("", output.so_far());
+    EXPECT_EQ(-1, ombrel_init_spin_lock(nullptr));
+    EXPECT_EQ(0u, output.text().find("ombrel [ASSERT:source/lock:ombrel_init_spin_lock:"));
+}
+
 TEST_F(SpinLockTest, LimitedWaitGivesUpAndEndlessWaitDoesNot) {
     ASSERT_EQ(1, ombrel_try_spin_lock(&lock));
     const uint64_t start = ombrel_time_stamp_msec();
@@ -72,7 +85,6 @@ TEST_F(SpinLockTest, LimitedWaitGivesUpAndEndlessWaitDoesNot) {
     });
     EXPECT_EQ(0, ombrel_spin_unlock(&lock));
     waiter.join();
-    EXPECT_EQ(0, ombrel_spin_lock(nullptr));
 }
 
 TEST_F(SpinLockTest, ExclusiveHoldersAreAlone) {

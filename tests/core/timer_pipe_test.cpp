@@ -8,13 +8,15 @@
 #include <ombrel/time.h>
 #include <ombrel/timer.h>
 
+#include "support/descriptor_shortage.h"
+
 TEST(Timer, CountsDownAndCanBeLengthened) {
     ombrel_timer_t timer;
     uint64_t remaining = 99;
     ASSERT_EQ(0, ombrel_init_timer(&timer, 0));
     EXPECT_EQ(1, ombrel_check_timer_ex(&timer, &remaining));
     EXPECT_EQ(0u, remaining);
-    ombrel_update_timer(&timer, 5000);
+    EXPECT_EQ(0, ombrel_update_timer(&timer, 5000));
     EXPECT_EQ(0, ombrel_check_timer_ex(&timer, &remaining));
     EXPECT_GT(remaining, 4000u);
     EXPECT_LE(remaining, 5000u);
@@ -23,7 +25,11 @@ TEST(Timer, CountsDownAndCanBeLengthened) {
     ombrel_init_timer(&timer, 5);
     ombrel_load_balance();
     EXPECT_EQ(1, ombrel_check_timer(&timer));
-    EXPECT_EQ(-1, ombrel_check_timer(nullptr));
+    remaining = 99;
+    for (const int refused : {ombrel_init_timer(nullptr, 5), ombrel_check_timer(nullptr),
+                              ombrel_check_timer_ex(nullptr, &remaining), ombrel_update_timer(nullptr, 5)})
+        EXPECT_EQ(-1, refused);
+    EXPECT_EQ(99u, remaining);
 }
 
 TEST(Pipe, TellsBytesTimeOutsEndsAndErrorsApart) {
@@ -43,7 +49,22 @@ TEST(Pipe, TellsBytesTimeOutsEndsAndErrorsApart) {
     ends[1] = -1;
     EXPECT_EQ(0, ombrel_destroy_pipe(ends));
     EXPECT_EQ(-1, ends[0]);
-    EXPECT_EQ(-1, ombrel_pipe_read(-1, buffer, sizeof buffer, 0));
+    EXPECT_EQ(0, ombrel_destroy_pipe(ends)) << "nothing is left";
+    for (const int refused :
+         {ombrel_pipe(nullptr), ombrel_destroy_pipe(nullptr), ombrel_pipe_read(-1, buffer, sizeof buffer, 0),
+          ombrel_pipe_read(0, nullptr, 1, 0), ombrel_pipe_write(-1, buffer, 1),
+          ombrel_pipe_write(1, nullptr, 1)})
+        EXPECT_EQ(-1, refused);
+}
+
+TEST(Pipe, NoneIsMadeWithoutDescriptors) {
+    int ends[2] = {7, 8};
+    {
+        const ombrel_test::descriptor_shortage none_left;
+        EXPECT_EQ(-1, ombrel_pipe(ends));
+    }
+    EXPECT_EQ(-1, ends[0]);
+    EXPECT_EQ(-1, ends[1]);
 }
 
 TEST(Pipe, WriteWithoutAReaderFailsWithoutASignal) {

@@ -144,10 +144,15 @@ TEST_F(ServiceTest, NullServiceIsTolerated) {
     EXPECT_EQ(0, ombrel_close_service(nullptr));
     EXPECT_EQ(-1, ombrel_check_service(nullptr));
     EXPECT_EQ(-1, ombrel_break_service(nullptr));
+    EXPECT_EQ(-1, ombrel_ack_service(nullptr));
+    EXPECT_EQ(-1, ombrel_error_service(nullptr));
     EXPECT_EQ(-1, ombrel_try_lock_flags_service(nullptr));
     EXPECT_EQ(-1, ombrel_lock_flags_service(nullptr));
     EXPECT_EQ(-1, ombrel_unlock_flags_service(nullptr));
-    EXPECT_EQ(0u, ombrel_set_lock_flags_service(nullptr, 1));
+    EXPECT_EQ(0u, ombrel_get_lock_flags_service(nullptr));
+    for (const auto change :
+         {ombrel_set_lock_flags_service, ombrel_clear_lock_flags_service, ombrel_invert_lock_flags_service})
+        EXPECT_EQ(0u, change(nullptr, 1));
     EXPECT_EQ(nullptr, ombrel_get_lock_flags_ptr_service(nullptr));
     EXPECT_EQ(nullptr, ombrel_get_user_data_service(nullptr));
     EXPECT_EQ(-1, ombrel_set_user_data_service(nullptr, nullptr));
