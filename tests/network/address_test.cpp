@@ -231,6 +231,10 @@ TEST(SocketAddress, SizeAndPort) {
     EXPECT_EQ(htons(65535), reinterpret_cast<sockaddr_in*>(&v4)->sin_port);
     EXPECT_EQ(htons(65535), reinterpret_cast<sockaddr_in6*>(&v6)->sin6_port);
     EXPECT_EQ(0, reinterpret_cast<sockaddr_in*>(&other)->sin_port);
+    EXPECT_EQ(-1, ombrel_sockaddr_set_port(as_sockaddr(v4), -1));
+    EXPECT_EQ(-1, ombrel_sockaddr_set_port(nullptr, 80));
+    EXPECT_EQ(0, ombrel_sockaddr_domain(as_sockaddr(other)));
+    EXPECT_EQ(0, ombrel_sockaddr_domain(nullptr));
 }
 
 TEST(SocketAddress, ComparesAddressesOnly) {
@@ -253,6 +257,11 @@ TEST(SocketAddress, ScopeAndPrefix) {
         "0.0.0.0 0 32 0.0.0.0  169.254.3.4 2 31 169.254.3.4  172.31.255.255 5 12 172.16.0.0  "
         "172.15.0.1 14 32 172.15.0.1  172.32.0.1 14 24 172.32.0.0  224.0.0.251 2 1 128.0.0.0  239.192.1.1 8 "
         "8 239.0.0.0  :: 0 0 ::  "
+        "127.255.0.1 1 8 127.0.0.0  126.0.0.1 14 32 126.0.0.1  10.255.1.2 5 0 0.0.0.0  11.0.0.1 14 32 "
+        "11.0.0.1  "
+        "192.168.255.1 5 32 192.168.255.1  192.169.0.1 14 32 192.169.0.1  169.253.0.1 14 32 169.253.0.1  "
+        "239.255.1.1 5 32 239.255.1.1  239.195.1.1 8 32 239.195.1.1  239.196.1.1 14 32 239.196.1.1  "
+        "224.0.1.1 14 32 224.0.1.1  0.0.0.1 14 32 0.0.0.1  ::10.0.0.1 5 128 ::10.0.0.1  ::2 14 128 ::2  "
         "::1 1 127 ::  fe80::1%3 2 10 fe80::%3  fec0::1 5 128 fec0::1  ff03::1 3 16 ff03::  "
         "::ffff:10.0.0.1 5 120 ::ffff:10.0.0.0  2001:db8:ffff::1 14 33 2001:db8:8000::");
     std::string text, masked;
@@ -305,6 +314,7 @@ TEST(Ipv6Address, Predicates) {
         EXPECT_EQ(0, c.check(nullptr)) << c.members;
     }
     EXPECT_EQ(14, ombrel_in6addr_multicast_scope(as_in6(ipv6("ff3e::1"))));
+    EXPECT_EQ(0, ombrel_in6addr_multicast_scope(nullptr));
 }
 
 TEST(Ipv6Address, IsCopiedAndCompared) {
@@ -321,13 +331,21 @@ TEST(Ipv6Address, IsCopiedAndCompared) {
     EXPECT_EQ(-1, ombrel_in6addr_copy(nullptr, &copy));
 }
 
-TEST(SocketAddress, Ipv4Multicast) {
+TEST(SocketAddress, MulticastIsKnownByFamily) {
     for (const char* text : {"223.255.255.255", "224.0.0.0", "239.255.255.255", "240.0.0.0"}) {
         sockaddr_storage record = address(text);
         const int expected = IN_MULTICAST(ntohl(inet_addr(text)));
         EXPECT_EQ(expected, ombrel_is_multicast(as_sockaddr(record))) << text;
         EXPECT_EQ(expected, ombrel_inet_is_multicast(&reinterpret_cast<sockaddr_in*>(&record)->sin_addr));
     }
+    for (const auto& [text, expected] : {std::pair{"ff02::1", 1}, {"fe80::1", 0}, {"e000::1", 0}}) {
+        sockaddr_storage record = address(text);
+        EXPECT_EQ(expected, ombrel_is_multicast(as_sockaddr(record))) << text;
+    }
+    sockaddr_storage none{};
+    EXPECT_EQ(0, ombrel_is_multicast(as_sockaddr(none)));
+    EXPECT_EQ(0, ombrel_is_multicast(nullptr));
+    EXPECT_EQ(0, ombrel_inet_is_multicast(nullptr));
 }
 
 TEST(InternetChecksum, VerifiesWhatItSums) {

@@ -199,6 +199,25 @@ TEST_F(SelectTest, StorageGrowsWithTheDescriptor) {
     EXPECT_EQ(8, record->m_read_count);
 }
 
+TEST_F(SelectTest, RefusesNoRecordAndNoSocket) {
+    const selection record(ombrel_open_select());
+    for (const int refused :
+         {ombrel_add_select(nullptr, 3, read_flag), ombrel_del_select(nullptr, 3, read_flag),
+          ombrel_set_select(nullptr, 3, read_flag), ombrel_clear_select(nullptr),
+          ombrel_close_select(nullptr), ombrel_select_dispatch(nullptr, 0),
+          ombrel_is_select(nullptr, 3, read_flag), ombrel_add_select(record.get(), -1, read_flag),
+          ombrel_del_select(record.get(), -1, read_flag), ombrel_set_select(record.get(), -1, read_flag)})
+        EXPECT_EQ(-1, refused);
+    EXPECT_EQ(0, ombrel_get_select_flags(nullptr, 3));
+    EXPECT_EQ(nullptr, ombrel_open_select_ex(INT32_MAX)) << "more than a capacity can tell";
+    EXPECT_EQ(0, ombrel_add_select(record.get(), 3, any_flag | retry_flag)) << "of no kind";
+    EXPECT_EQ(0, ombrel_add_select(record.get(), 0, read_flag));
+    EXPECT_EQ(0, record->m_highest_socket);
+    EXPECT_EQ(0, ombrel_get_select_flags(record.get(), 1));
+    EXPECT_EQ(-1, ombrel_is_select(record.get(), 1, read_flag)) << "above all that it holds";
+    EXPECT_EQ(any_flag, ombrel_is_select(record.get(), 0, any_flag | read_flag)) << "not looked at yet";
+}
+
 TEST_F(SelectTest, DispatchCountsEveryKindOfHighDescriptors) {
     connected_pair pair;
     owned_socket high = move_high(std::move(pair.a));
