@@ -1,6 +1,7 @@
 #include <ombrel/event_base.h>
 
 #include <atomic>
+#include <cstring>
 
 #if !defined(_WIN32)
 #include <fcntl.h>
@@ -27,6 +28,21 @@ TEST_F(EventBase, NullBases) {
         {"break_loop", ombrel_event_base_break_loop},
         {"get_exit", ombrel_event_base_get_exit},
         {"once", [](base_of none) { return ombrel_event_base_once(none, -1, 0, nullptr, nullptr, 0); }},
+        {"once_with_resolver",
+         [](base_of none) {
+             return ombrel_event_base_once_with_resolver(none, -1, 0, nullptr, nullptr, 0, nullptr, -1, "::1",
+                                                         80);
+         }},
+        {"dispatch", ombrel_event_base_dispatch},
+        {"exit_loop", [](base_of none) { return ombrel_event_base_exit_loop(none, 0); }},
+        {"init_priority", [](base_of none) { return ombrel_event_base_init_priority(none, 1); }},
+        {"start_service", ombrel_event_base_start_service},
+        {"stop_service", ombrel_event_base_stop_service},
+        {"get_counts",
+         [](base_of none) {
+             ombrel_event_counts_t counts;
+             return ombrel_event_base_get_counts(none, &counts);
+         }},
     };
     for (const auto& one : operations)
         EXPECT_EQ(std::string("ombrel_event_base_") + one.first + ": [ERROR] s_base is null !\n",
@@ -79,6 +95,40 @@ TEST_F(EventBase, APriorityBeyondTheCountIsWarnedOfAndRunsLast) {
               errors_of([&] { EXPECT_EQ(0, event.add(0)); }));
     once();
     EXPECT_EQ(1u, event.results.size());
+}
+
+TEST_F(EventBase, CountsWhatItHolds) {
+    recorder timed(base, -1, 0), active(base, -1, 0);
+    const auto expect = [&](size_t events, size_t timers, size_t active_ones) {
+        ombrel_event_counts_t counts;
+        memset(&counts, 0xFF, sizeof counts);
+        EXPECT_EQ(0, ombrel_event_base_get_counts(base, &counts));
+        EXPECT_EQ(events, counts.m_events);
+        EXPECT_EQ(timers, counts.m_timers);
+        EXPECT_EQ(active_ones, counts.m_active);
+        for (const size_t reserved : counts.m_reserved)
+            EXPECT_EQ(0u, reserved);
+    };
+    socket_pair pair;
+    recorder reader(base, pair.near(), on_read);
+    expect(0, 0, 0);
+    EXPECT_EQ(0, reader.add());
+    expect(1, 0, 0);
+    EXPECT_EQ(0, timed.add(60000));
+    expect(2, 1, 0);
+    EXPECT_EQ(0, ombrel_active_event(&active.event, on_read));
+    expect(2, 1, 1);
+    EXPECT_EQ(0, ombrel_active_event(&timed.event, on_read));
+    expect(2, 1, 2);
+    EXPECT_EQ(0, timed.del());
+    expect(1, 0, 1);
+    poll();
+    EXPECT_EQ(0, reader.add(60000));
+    expect(1, 1, 0);
+    EXPECT_EQ(0, reader.add(-1));
+    expect(1, 0, 0);
+    EXPECT_EQ(0, reader.del());
+    expect(0, 0, 0);
 }
 
 TEST_F(EventBase, ExitAfterATime) {

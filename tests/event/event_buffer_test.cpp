@@ -39,6 +39,8 @@ TEST_F(EventBuffer, HoldsBytesWithoutALoop) {
     EXPECT_EQ(3, ombrel_event_push_puts(&event.event, 1, "abc"));
     EXPECT_EQ(4, ombrel_event_push_printf(&event.event, 2, "%s-%d", "n", 42));
     EXPECT_EQ(-1, ombrel_event_push_printf(&event.event, 2, nullptr));
+    EXPECT_EQ(0, ombrel_event_push_puts(&event.event, 3, nullptr));
+    EXPECT_EQ(0, ombrel_event_push_puts(&event.event, 0, "for neither"));
     EXPECT_EQ(8, ombrel_event_get_buffer_size(&event.event, 1));
     EXPECT_EQ(9, ombrel_event_get_buffer_size(&event.event, 2));
     EXPECT_EQ(17, ombrel_event_get_buffer_size(&event.event, 3));
@@ -98,6 +100,20 @@ TEST_F(EventBuffer, AFullInputPausesAndTheEndOfTheStreamIsToldOnce) {
     poll();
     EXPECT_EQ(calls, event.results.size());
     EXPECT_EQ("56", take(event));
+}
+
+TEST_F(EventBuffer, AWatermarkIsOfTheChosenSides) {
+    recorder event(base, -1, 0);
+    const struct {
+        int which;
+        size_t output, input;
+    } steps[] = {{0, 1, 0}, {1, 1, 21}, {2, 32, 21}, {3, 33, 23}};
+    for (const auto& [which, output, input] : steps) {
+        const auto step = static_cast<size_t>(which);
+        EXPECT_EQ(0, ombrel_event_set_buffer_watermark(&event.event, which, 30 + step, 20 + step));
+        EXPECT_EQ(output, event.event.m_output_watermark);
+        EXPECT_EQ(input, event.event.m_input_watermark);
+    }
 }
 
 // What is taken makes room for as much again, whatever of it comes in one part.

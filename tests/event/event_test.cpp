@@ -3,6 +3,9 @@
 #include <climits>
 #include <cstring>
 
+#include <ombrel/event_buffer.h>
+#include <ombrel/event_process.h>
+#include <ombrel/signal.h>
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
@@ -62,6 +65,55 @@ TEST_F(Event, UnusableEventsAreReported) {
     }
     EXPECT_EQ(0, ombrel_event_set_base(&homeless, base));
     EXPECT_EQ(0, ombrel_add_event(&homeless, 0));
+    EXPECT_EQ(0, ombrel_unassign_event(&homeless));
+}
+
+TEST_F(Event, WhatIsNoEventIsRefusedByAll) {
+    using event = ombrel_event_t*;
+    const struct {
+        const char* name;
+        ptrdiff_t (*refuse)(event);
+        bool needs_base;
+    } operations[] = {
+        {"unassign_event", [](event one) { return ptrdiff_t{ombrel_unassign_event(one)}; }, false},
+        {"free_event", [](event one) { return ptrdiff_t{ombrel_free_event(one)}; }, false},
+        {"event_set_base", [](event one) { return ptrdiff_t{ombrel_event_set_base(one, nullptr)}; }, false},
+        {"event_set_process", [](event one) { return ptrdiff_t{ombrel_event_set_process(one, 0)}; }, true},
+        {"add_signal", [](event one) { return ptrdiff_t{ombrel_add_signal(one)}; }, false},
+        {"del_signal", [](event one) { return ptrdiff_t{ombrel_del_signal(one)}; }, false},
+        {"get_signal_node_count", [](event one) { return ptrdiff_t{ombrel_get_signal_node_count(one)}; },
+         false},
+        {"reset_signal_node_count", [](event one) { return ptrdiff_t{ombrel_reset_signal_node_count(one)}; },
+         false},
+        {"event_enable_buffer", [](event one) { return ptrdiff_t{ombrel_event_enable_buffer(one, 3)}; },
+         true},
+        {"event_disable_buffer", [](event one) { return ptrdiff_t{ombrel_event_disable_buffer(one, 3)}; },
+         true},
+        {"event_set_buffer_watermark",
+         [](event one) { return ptrdiff_t{ombrel_event_set_buffer_watermark(one, 3, 1, 1)}; }, true},
+        {"event_get_buffer_size", [](event one) { return ombrel_event_get_buffer_size(one, 3); }, true},
+        {"event_push_buffer", [](event one) { return ombrel_event_push_buffer(one, 3, "x", 1); }, true},
+        {"event_push_puts", [](event one) { return ombrel_event_push_puts(one, 3, "x"); }, true},
+        {"event_push_printf", [](event one) { return ombrel_event_push_printf(one, 3, "x"); }, false},
+        {"event_pop_buffer", [](event one) { return ombrel_event_pop_buffer(one, 1, nullptr, 1); }, true},
+        {"event_peek_buffer", [](event one) { return ombrel_event_peek_buffer(one, 1, nullptr, 1, 0); },
+         true},
+    };
+    ombrel_event_t unassigned{}, homeless{};
+    ASSERT_EQ(0, ombrel_assign_event(nullptr, &homeless, -1, 0, nullptr, nullptr));
+    for (const auto& [name, refuse, needs_base] : operations) {
+        const std::string start = std::string("ombrel_") + name + ": [ERROR] ";
+        const auto said = [&, refuse = refuse](event one) {
+            return errors_of([&] { EXPECT_EQ(-1, refuse(one)) << name; });
+        };
+        EXPECT_EQ(start + "event is null !\n", said(nullptr));
+        EXPECT_EQ(0u, said(&unassigned).find(start + "event is not initialized ! (event="));
+        if (needs_base) {
+            EXPECT_EQ(0u, said(&homeless).find(start + "event->m_base is null ! (event="));
+        }
+    }
+    EXPECT_EQ("ombrel_event_set_base: [ERROR] s_base is null !\n",
+              errors_of([&] { EXPECT_EQ(-1, ombrel_event_set_base(&homeless, nullptr)); }));
     EXPECT_EQ(0, ombrel_unassign_event(&homeless));
 }
 

@@ -168,6 +168,22 @@ TEST_F(Signal, StormFromManyThreads) {
     senders.join();
 }
 
+TEST_F(Signal, DefaultHandlerExitsTheLoopWhateverItIsToldOf) {
+    ombrel_event_t event{};
+    ASSERT_EQ(0, ombrel_assign_event(base, &event, -1, 0, ombrel_event_default_handler_exit, nullptr));
+    EXPECT_EQ(0, ombrel_event_base_get_exit(base)) << "the notice of the assignment";
+    capture errors(stderr);
+    ombrel_event_default_handler_exit(nullptr, own_signal, on_signal, nullptr);
+    for (const uint32_t result : {on_timeout, on_signal}) {
+        poll(); // takes the request back
+        EXPECT_EQ(0, ombrel_event_base_get_exit(base));
+        ombrel_event_default_handler_exit(&event, own_signal, result, nullptr);
+        EXPECT_EQ(1, ombrel_event_base_get_exit(base));
+    }
+    EXPECT_EQ("", errors.text()) << "no fault was signalled";
+    EXPECT_EQ(0, ombrel_unassign_event(&event));
+}
+
 TEST_F(Signal, DefaultHandlerExitsTheLoop) {
 #if defined(_WIN32)
     GTEST_SKIP() << "Windows ends a program that raises the signal of a fault";
