@@ -1,8 +1,11 @@
 #include <ombrel/socket_open.h>
 
+#include <cstring>
 #include <string>
+#include <utility>
 
 #include <ombrel/resolver.h>
+#include <ombrel/select.h>
 
 #include "loopback.h"
 #include "support/descriptor_balance.h"
@@ -125,8 +128,58 @@ TEST_F(SocketOpenTest, DatagramSocketsShareTheirAddress) {
         owned_socket second(ombrel_open_udp_socket(address, own_port(first)));
         EXPECT_NE(-1, second);
         EXPECT_EQ(address, own_address(first).text());
+        const bool is_ipv6 = own_address(first).storage.ss_family == AF_INET6;
+        if (is_ipv6) {
+            int only = 0, size = sizeof only;
+            EXPECT_EQ(0, ombrel_getsockopt(first, IPPROTO_IPV6, IPV6_V6ONLY, &only, &size));
+            EXPECT_NE(0, only) << "IPv4 has sockets of its own";
+        } else {
+            in_addr by{};
+            int size = sizeof by;
+            // An emulator may know no such question.
+            if (ombrel_getsockopt(first, IPPROTO_IP, IP_MULTICAST_IF, &by, &size) == 0) {
+                EXPECT_EQ(htonl(INADDR_LOOPBACK), by.s_addr) << "what it sends to groups goes by it";
+            }
+        }
     }
 }
+
+#if !defined(_WIN32)
+
+/// The hops that the next datagram had left; -1 without one.
+int hops_of_next(int s) {
+    char bytes[8], control[64];
+    iovec piece{bytes, sizeof bytes};
+    msghdr message{};
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    if (ombrel_single_select(s, def_ombrel_select_read, patience_ms) <= 0 || recvmsg(s, &message, 0) < 0)
+        return -1;
+    int hops = -1;
+    for (cmsghdr* one = CMSG_FIRSTHDR(&message); one != nullptr; one = CMSG_NXTHDR(&message, one))
+        if (one->cmsg_level == IPPROTO_IP && one->cmsg_type == IP_TTL)
+            memcpy(&hops, CMSG_DATA(one), sizeof hops);
+    return hops;
+}
+
+TEST_F(SocketOpenTest, APacketHasTheHopsThatItWasGiven) {
+    const owned_socket receiver = bound(AF_INET, SOCK_DGRAM);
+    const int port = own_port(receiver), on = 1;
+    ASSERT_EQ(0, ombrel_setsockopt(receiver, IPPROTO_IP, IP_RECVTTL, &on, sizeof on));
+    EXPECT_EQ(1, ombrel_send_udp_packet("127.0.0.1", port, "x", 1, patience_ms));
+    const int usual = hops_of_next(receiver);
+    if (usual < 1)
+        GTEST_SKIP() << "this host does not tell a datagram's hops";
+    for (const auto& [hops, expected] : {std::pair{1, 1}, {37, 37}, {255, 255}, {256, usual}, {-1, usual}}) {
+        EXPECT_EQ(
+            1, ombrel_send_udp_packet_ex(AF_INET, nullptr, 0, "127.0.0.1", port, hops, "x", 1, patience_ms));
+        EXPECT_EQ(expected, hops_of_next(receiver)) << hops;
+    }
+}
+
+#endif
 
 TEST_F(SocketOpenTest, APacketGoesToEveryAnswer) {
     owned_socket ipv4 = bound(AF_INET, SOCK_DGRAM);

@@ -257,6 +257,14 @@ bool forbids_fragments(int s) {
 TEST_F(SocketTest, OptionsReachThePlatform) {
     const owned_socket s(ombrel_open_socket(AF_INET, SOCK_DGRAM, 17));
     const owned_socket stream(ombrel_open_socket(AF_INET, SOCK_STREAM, 6));
+#if !defined(_WIN32)
+    for (const int on : {5, 0})
+        if (const owned_socket ipv6(ombrel_open_socket(AF_INET6, SOCK_DGRAM, 17)); ipv6 != -1) {
+            EXPECT_EQ(0, ombrel_set_pmtud_socket(ipv6, on));
+            EXPECT_EQ(on != 0 ? IPV6_PMTUDISC_DO : IPV6_PMTUDISC_DONT,
+                      int_option(ipv6, IPPROTO_IPV6, IPV6_MTU_DISCOVER));
+        }
+#endif
     for (const int on : {5, 0}) {
         EXPECT_EQ(0, ombrel_set_reuse_address_socket(s, on));
         EXPECT_EQ(on != 0, int_option(s, SOL_SOCKET, SO_REUSEADDR));
@@ -301,6 +309,7 @@ TEST_F(SocketTest, HopsAreSetAndReadByFamilyAndKind) {
     }
     owned_socket local(ombrel_open_socket(AF_UNIX, SOCK_STREAM, 0));
     EXPECT_EQ(-1, ombrel_hops_socket(local, -1, 0));
+    EXPECT_EQ(-1, ombrel_set_pmtud_socket(local, 1));
 }
 
 TEST_F(SocketTest, AcceptWaitsWithinItsLimit) {
@@ -374,6 +383,8 @@ TEST_F(SocketTest, PairsNeedAFamilyAndTypeThatConnect) {
         EXPECT_EQ(1, ombrel_send(a, "a", 1, 1000));
         EXPECT_EQ(1, ombrel_recv(b, &byte, 1, 1000));
     }
+    EXPECT_EQ(-1, ombrel_socket_pair(AF_INET, SOCK_STREAM, 6, nullptr));
+    EXPECT_EQ(-1, ombrel_socket_pipe(nullptr));
     const struct {
         int family, type, protocol;
     } refused[] = {
