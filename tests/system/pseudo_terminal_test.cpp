@@ -8,6 +8,7 @@
 #include <ombrel/terminal.h>
 
 #include "support/descriptor_balance.h"
+#include "support/descriptor_shortage.h"
 #include "support/heap_balance.h"
 #include "support/scratch_directory.h"
 #include "system/in_terminal.h"
@@ -151,6 +152,19 @@ TEST_F(PseudoTerminal, FailsWithTheReason) {
     EXPECT_EQ(0, ombrel_close_pseudo_terminal(nullptr));
     EXPECT_EQ(-1, ombrel_pseudo_terminal_wait(nullptr, 0, nullptr));
     EXPECT_EQ(-1, ombrel_pseudo_terminal_read(nullptr, nullptr, 0, 0));
+}
+
+TEST_F(PseudoTerminal, NoneIsMadeWithoutDescriptors) {
+    const char* const present[] = {"true", nullptr};
+    ombrel_terminal_pair_t pair{3, 4, "left"};
+    const descriptor_shortage none_left;
+    EXPECT_EQ(-1, ombrel_init_terminal_pair(&pair));
+    EXPECT_EQ(def_ombrel_fault_no_descriptor, ombrel_last_fault());
+    EXPECT_EQ(-1, pair.m_master);
+    EXPECT_EQ(-1, pair.m_slave);
+    EXPECT_STREQ("", pair.m_name);
+    EXPECT_EQ(nullptr, ombrel_open_pseudo_terminal(present, nullptr));
+    EXPECT_EQ(def_ombrel_fault_no_descriptor, ombrel_last_fault());
 }
 
 TEST_F(PseudoTerminal, APairCarriesBothWaysThroughTheRulesOfTerminals) {
