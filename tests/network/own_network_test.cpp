@@ -12,6 +12,7 @@
 #include <ombrel/fault.h>
 #include <ombrel/neighbour.h>
 #include <ombrel/network_interface.h>
+#include <ombrel/nic.h>
 #include <ombrel/route.h>
 
 #include "network/own_network.h"
@@ -285,6 +286,31 @@ void list_interfaces() {
 
 TEST(OwnNetwork, ItsInterfacesHaveTheirAddressesAndNumbers) {
     if (!in_own_network(list_interfaces))
+        GTEST_SKIP() << "no network of one's own may be made";
+}
+
+std::string text_of(const char* name) {
+    ombrel_nic_t nic;
+    if (ombrel_get_nic(name, &nic) != 0)
+        return ombrel_fault_name(ombrel_last_fault());
+    EXPECT_EQ(index_of(name), nic.m_index);
+    return facts({nic.m_link, nic.m_speed, nic.m_duplex, nic.m_negotiates, nic.m_port, nic.m_permanent_size},
+                 {nic.m_driver, nic.m_name});
+}
+
+void describe_cards() {
+    set_loopback(true);
+    EXPECT_EQ("1 -1 0 -1 0 0  lo ", text_of("lo"));
+    if (!make_working_pair())
+        GTEST_SKIP() << no_pairs;
+    EXPECT_EQ("1 10000000000 2 0 1 0 veth v0 ", text_of("v0"));
+    set_up("v1", false);
+    EXPECT_EQ("0 -1 0 0 1 0 veth v0 ", text_of("v0"))
+        << "what the link was set to is not told of one that does not work";
+}
+
+TEST(OwnNetwork, ItsCardsAreDescribedAsFarAsTheyWork) {
+    if (!in_own_network(describe_cards))
         GTEST_SKIP() << "no network of one's own may be made";
 }
 

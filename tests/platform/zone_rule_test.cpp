@@ -86,6 +86,9 @@ TEST(ZoneRule, KeepsWholeCharactersOfAName) {
     EXPECT_EQ(std::string(46, 'x'), zone.name);
     platform::set_zone_name(zone, name.data() + 1, name.size() - 1);
     EXPECT_EQ(name.substr(1), zone.name);
+    const std::string no_beginning(100, '\x80');
+    platform::set_zone_name(zone, no_beginning.data(), no_beginning.size());
+    EXPECT_STREQ("", zone.name) << "no whole character stands before the end";
 }
 
 } // namespace
