@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstring>
 #include <unistd.h>
+#include <utility>
 
 #include <ombrel/environment.h>
 #include <ombrel/terminal.h>
@@ -245,6 +246,36 @@ TEST_F(Terminal, AsksTheEnvironmentForColors) {
     EXPECT_EQ(0, ombrel_terminal_read_key(terminal, &key, patience_ms)); // hung up
     ombrel_close_terminal(terminal);
     ombrel_uninit_terminal_pair(&pair);
+}
+
+// Whichever is left first: what ends the program gives back all that are still entered.
+TEST_F(Terminal, SignalsAreCaughtAsLongAsAnyIsEntered) {
+    const auto is_caught = [] {
+        struct sigaction now = {};
+        return sigaction(SIGTERM, nullptr, &now) == 0 && now.sa_handler != SIG_DFL;
+    };
+    ombrel_terminal_pair_t pairs[2];
+    ombrel_terminal_t* terminals[2];
+    for (int i = 0; i < 2; i++) {
+        ASSERT_EQ(0, ombrel_init_terminal_pair(&pairs[i]));
+        terminals[i] = ombrel_open_terminal(pairs[i].m_slave, pairs[i].m_slave);
+        ASSERT_NE(nullptr, terminals[i]);
+    }
+    for (const auto& [first, last] : {std::pair{0, 1}, {1, 0}}) {
+        EXPECT_FALSE(is_caught());
+        for (ombrel_terminal_t* const each : terminals) {
+            EXPECT_EQ(0, ombrel_terminal_enter(each, 0));
+            EXPECT_TRUE(is_caught());
+        }
+        EXPECT_EQ(0, ombrel_terminal_leave(terminals[first]));
+        EXPECT_TRUE(is_caught()) << last << " is entered still";
+        EXPECT_EQ(0, ombrel_terminal_leave(terminals[last]));
+        EXPECT_FALSE(is_caught());
+    }
+    for (int i = 0; i < 2; i++) {
+        ombrel_close_terminal(terminals[i]);
+        ombrel_uninit_terminal_pair(&pairs[i]);
+    }
 }
 
 TEST_F(Terminal, RefusesWhatIsNone) {
