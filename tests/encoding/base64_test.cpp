@@ -9,11 +9,14 @@
 
 #include <gtest/gtest.h>
 
+#include "core/wipe.h"
 #include "encoding/kernels/base64.h"
 #include "encoding/kernels/kernels.h"
 #include "platform/processor.h"
+#include "support/capture.h"
 #include "support/coder_program.h"
 #include "support/heap_balance.h"
+#include "support/own_stack.h"
 
 namespace {
 
@@ -111,6 +114,43 @@ TEST_F(Base64, TakesNull) {
     EXPECT_EQ(nullptr, ombrel_get_base64(nullptr, &size));
     EXPECT_EQ(0u, size);
     EXPECT_EQ(0, ombrel_close_base64(nullptr));
+}
+
+TEST_F(Base64, SizesBeyondAllMemoryAreRefused) {
+    // Of what cannot be had no byte is looked at.
+    constexpr size_t most_groups = SIZE_MAX / 4;
+    const ombrel_test::capture errors(stderr);
+    for (const size_t size : {3 * most_groups, 3 * most_groups + 1, SIZE_MAX - 1, SIZE_MAX}) {
+        size_t made = 1;
+        EXPECT_EQ(nullptr, ombrel_encode_base64("x", size, &made)) << size;
+        EXPECT_EQ(0u, made);
+    }
+}
+
+// Passwords are sent in base64.
+TEST_F(Base64, LeavesNothingOfSecrets) {
+    for (const size_t size : {1, 2, 3, 4, 5}) {
+        const std::string secrets[] = {std::string(size, 's'), std::string(size, 'T')};
+        const auto encode = [](const std::string& secret) {
+            size_t made;
+            char* const text = ombrel_encode_base64(secret.data(), secret.size(), &made);
+            ombrel::wipe(text, made);
+            ombrel_free(text);
+        };
+        EXPECT_EQ(0u, ombrel_test::bytes_left_on_stack(secrets[0], secrets[1], encode)) << size;
+    }
+    // A result that is much shorter than was thought is handed out in a block of its own.
+    const std::string text = "cGFzc3dvcmQh" + std::string(1000, '\n');
+    EXPECT_EQ("password!", from_base64(text));
+    EXPECT_EQ(std::string::npos, ombrel_test::freed_bytes(text.size() / 4 * 3 + 1).find("password"));
+}
+
+TEST_F(Base64, NullStandsForZeros) {
+    size_t size = 1;
+    char* const bytes = ombrel_decode_base64(nullptr, 8, &size);
+    EXPECT_EQ("", take_string(bytes, size)) << "which are foreign";
+    EXPECT_EQ(0, ombrel_push_encode_base64(coder_.get(), nullptr, 3));
+    EXPECT_EQ("AAAA", get());
 }
 
 // Alphabets, lines, limits and both directions in pieces.

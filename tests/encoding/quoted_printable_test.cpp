@@ -54,6 +54,16 @@ TEST_F(QuotedPrintable, TakesNull) {
     EXPECT_EQ(0, ombrel_close_quoted_printable(nullptr));
 }
 
+TEST_F(QuotedPrintable, NullStandsForZeros) {
+    size_t size = 1;
+    char* block = ombrel_encode_quoted_printable(nullptr, 2, &size);
+    EXPECT_EQ("=00=00", take_string(block, size));
+    block = ombrel_decode_quoted_printable(nullptr, 2, &size);
+    EXPECT_EQ(std::string(2, '\0'), take_string(block, size));
+    EXPECT_EQ(nullptr, ombrel_decode_quoted_printable("x", SIZE_MAX, &size)) << "no byte is looked at";
+    EXPECT_EQ(0u, size);
+}
+
 // Limits, escapes that wait for their digits, and both directions in pieces.
 TEST_F(QuotedPrintable, DoesAsTheModel) {
     std::mt19937 random(20240611);
