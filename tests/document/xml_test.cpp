@@ -240,6 +240,54 @@ TEST(Xml, ReadsEveryEncodingAndCountsItsBytes) {
     }
 }
 
+/// A mark at the beginning is none of the document's characters where it goes with the encoding that was
+/// told; of the two orders of bytes it tells which.
+TEST(Xml, TakesTheMarkOfTheEncodingThatWasTold) {
+    const struct {
+        const char *told, *used; // null where the mark counts as text before the root element
+        int charset;
+        std::string mark;
+    } cases[] = {
+        {"UTF-8", "UTF-8", def_ombrel_charset_utf_8, ""},
+        {"UTF-8", "UTF-8", def_ombrel_charset_utf_8, "\xEF\xBB\xBF"},
+        {"UTF-16", "UTF-16BE", def_ombrel_charset_utf_16be, ""},
+        {"UTF-16", "UTF-16BE", def_ombrel_charset_utf_16be, "\xFE\xFF"},
+        {"UTF-16", "UTF-16LE", def_ombrel_charset_utf_16le, "\xFF\xFE"},
+        {"UTF-16BE", "UTF-16BE", def_ombrel_charset_utf_16be, "\xFE\xFF"},
+        {"UTF-16LE", "UTF-16LE", def_ombrel_charset_utf_16le, "\xFF\xFE"},
+        {"UTF-32", "UTF-32BE", def_ombrel_charset_utf_32be, ""},
+        {"UTF-32", "UTF-32BE", def_ombrel_charset_utf_32be, std::string("\0\0\xFE\xFF", 4)},
+        {"UTF-32", "UTF-32LE", def_ombrel_charset_utf_32le, std::string("\xFF\xFE\0\0", 4)},
+        {"UTF-32LE", "UTF-32LE", def_ombrel_charset_utf_32le, std::string("\xFF\xFE\0\0", 4)},
+        {"ISO-8859-1", nullptr, def_ombrel_charset_iso_8859_1, "\xEF\xBB\xBF"},
+        {"UTF-8", nullptr, def_ombrel_charset_utf_8, "\xFE\xFF"},
+        {"UTF-16LE", nullptr, def_ombrel_charset_utf_16le, "\xFE\xFF"},
+    };
+    const std::string text = "<a>\xC3\xA9</a>";
+    for (const auto& one : cases)
+        for (const size_t piece : {size_t{100}, size_t{1}}) {
+            SCOPED_TRACE(std::string(one.told) + " with a mark of " + std::to_string(one.mark.size()));
+            size_t size = 0;
+            char* const bytes = ombrel_alloc_converted_text(
+                def_ombrel_charset_utf_8, one.charset, text.data(), text.size(), nullptr, &size, nullptr);
+            const std::string document = one.mark + std::string(bytes, size);
+            ombrel_free(bytes);
+            ombrel_xml_options_t options = default_options();
+            options.m_encoding = one.told;
+            ombrel_xml_parser_t* const parser = ombrel_open_xml_parser(&options, nullptr, nullptr);
+            int result = 0;
+            for (size_t at = 0; at < document.size() && result == 0; at += piece)
+                result = ombrel_xml_parser_push(parser, document.data() + at,
+                                                std::min(piece, document.size() - at));
+            result = result == 0 ? ombrel_xml_parser_end(parser) : result;
+            EXPECT_EQ(one.used != nullptr ? 0 : -1, result) << place(*ombrel_xml_parser_get_fault(parser));
+            if (one.used != nullptr) {
+                EXPECT_STREQ(one.used, ombrel_xml_parser_get_encoding(parser));
+            }
+            ombrel_close_xml_parser(parser);
+        }
+}
+
 struct questions {
     ombrel_xml_parser_t* parser = nullptr;
     int64_t lines = 0, deepest = 0;
