@@ -2,6 +2,7 @@
 #include <cstring>
 #include <functional>
 
+#include <ombrel/fault.h>
 #include <ombrel/ini.h>
 
 #include "alloc_failure/injection.h"
@@ -47,6 +48,32 @@ OMBREL_FAILURES(Document, ini) {
     EXPECT_EQ("[b]\nn = \" y \"\n[c]\nm = 1", text_of(ini));
     char** const list = fail.during([&] { return ombrel_alloc_ini_list(ini, "b", "n", nullptr); });
     EXPECT_EQ(fail.hit(), list == nullptr);
+    ombrel_free(list);
+    ombrel_close_ini(ini);
+}
+
+// A list takes the place of several values, one of which stands beside its section's head.
+OMBREL_FAILURES(Document, ini_list) {
+    constexpr const char text[] = "[a] k = 1\n\tk = 2\n\tl = 3\n[a] k = 4\n[a]\n\tk = 5\n";
+    ombrel_ini_options_t options;
+    ombrel_init_ini_options(&options);
+    options.m_flags = def_ombrel_ini_dialect_git;
+    ombrel_ini_t* const ini = ombrel_open_ini(&options);
+    ASSERT_EQ(0, ombrel_ini_load(ini, text, strlen(text)));
+    const char* const items[] = {"x", "y"};
+    const auto set = [&] { return ombrel_ini_set_list(ini, "a", "k", items, 2); };
+    if (!refused_when_hit(fail, set)) {
+        EXPECT_EQ(def_ombrel_fault_no_memory, ombrel_last_fault());
+        EXPECT_EQ(text, text_of(ini));
+        EXPECT_EQ(4, ombrel_ini_get_count(ini, "a", "k"));
+        EXPECT_EQ(0, set());
+    }
+    EXPECT_EQ("[a]\n\tl = 3\n[a]\n[a]\n\tk = x, y\n", text_of(ini));
+    EXPECT_EQ(1, ombrel_ini_get_count(ini, "a", "k"));
+    size_t count = 7;
+    char** const list = fail.during([&] { return ombrel_alloc_ini_list(ini, "a", "k", &count); });
+    EXPECT_EQ(fail.hit(), list == nullptr);
+    EXPECT_EQ(fail.hit() ? 7u : 2u, count);
     ombrel_free(list);
     ombrel_close_ini(ini);
 }

@@ -183,6 +183,7 @@ TEST_F(Ini, WritesTypesThatReadBackTheSame) {
         ombrel_ini_add(ini_, "a", "l", "gone");
         ombrel_ini_add(ini_, "a", "l", "gone, too");
         ASSERT_EQ(0, ombrel_ini_set_list(ini_, "a", "l", items, std::size(items)));
+        EXPECT_EQ("0:0 none", fault()) << "whatever was tried before";
         size_t count = 0;
         char** const list = ombrel_alloc_ini_list(ini_, "a", "l", &count);
         EXPECT_EQ(std::vector<std::string>(items, std::end(items)),
@@ -361,9 +362,112 @@ TEST_F(Ini, IsQuickWithManyKeys) {
     EXPECT_EQ(blank.size(), text().size());
 }
 
+TEST_F(Ini, RefusesNoDocumentAndNoKey) {
+    int line = 0;
+    const auto refused = [&](bool is_so) {
+        line++;
+        EXPECT_TRUE(is_so) << "the " << line << ". call";
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << "the " << line << ". call";
+        ombrel_leave_fault(def_ombrel_fault_none);
+    };
+    int64_t integer = 7;
+    int truth = 7;
+    double number = 7;
+    ombrel_ini_walk_t walk;
+    ombrel_ini_entry_t entry;
+    const char* const items[] = {"x", nullptr};
+    ombrel_buffer_t* const buffer = ombrel_open_buffer();
+    load("[a]\nk = 1\n");
+    refused(ombrel_init_ini_options(nullptr) == -1);
+    refused(ombrel_ini_reset(nullptr) == -1);
+    refused(ombrel_ini_load(nullptr, "", 0) == -1);
+    refused(ombrel_ini_load_file(nullptr, "x.ini") == -1);
+    refused(ombrel_ini_load_buffer(nullptr, buffer) == -1);
+    refused(ombrel_ini_push(nullptr, "", 0) == -1);
+    refused(ombrel_ini_end(nullptr) == -1);
+    refused(ombrel_ini_get_text_size(nullptr) == -1);
+    refused(ombrel_alloc_ini_text(nullptr, nullptr) == nullptr);
+    refused(ombrel_ini_push_buffer(nullptr, buffer) == -1);
+    refused(ombrel_ini_push_buffer(ini_, nullptr) == -1);
+    refused(ombrel_ini_store_file(nullptr, "x.ini", 0666) == -1);
+    refused(ombrel_ini_is_changed(nullptr) == -1);
+    // The one, and the other.
+    for (ombrel_ini_t* const ini : {static_cast<ombrel_ini_t*>(nullptr), ini_}) {
+        line = ini == nullptr ? 100 : 200;
+        const char* const key = ini == nullptr ? "k" : nullptr;
+        refused(ombrel_ini_get_count(ini, "a", key) == -1);
+        refused(ombrel_ini_get(ini, "a", key) == nullptr);
+        refused(ombrel_ini_get_at(ini, "a", key, 0) == nullptr);
+        refused(ombrel_ini_get_integer(ini, "a", key, 0, 9, &integer) == -1);
+        refused(ombrel_ini_get_boolean(ini, "a", key, &truth) == -1);
+        refused(ombrel_ini_get_double(ini, "a", key, &number) == -1);
+        refused(ombrel_ini_get_bytes(ini, "a", key, &integer) == -1);
+        refused(ombrel_ini_get_duration(ini, "a", key, &integer) == -1);
+        refused(ombrel_alloc_ini_list(ini, "a", key, nullptr) == nullptr);
+        refused(ombrel_ini_set(ini, "a", key, "2") == -1);
+        refused(ombrel_ini_set_at(ini, "a", key, 0, "2") == -1);
+        refused(ombrel_ini_add(ini, "a", key, "2") == -1);
+        refused(ombrel_ini_set_integer(ini, "a", key, 2) == -1);
+        refused(ombrel_ini_set_boolean(ini, "a", key, 1) == -1);
+        refused(ombrel_ini_set_double(ini, "a", key, 2) == -1);
+        refused(ombrel_ini_set_bytes(ini, "a", key, 2) == -1);
+        refused(ombrel_ini_set_duration(ini, "a", key, 2) == -1);
+        refused(ombrel_ini_set_list(ini, "a", key, items, 1) == -1);
+        refused(ombrel_ini_delete(ini, "a", key) == -1);
+        refused(ombrel_ini_delete_at(ini, "a", key, 0) == -1);
+        refused(ombrel_ini_rename(ini, "a", key, "l") == -1);
+    }
+    line = 300;
+    refused(ombrel_ini_get_integer(ini_, "a", "k", 0, 9, nullptr) == -1);
+    refused(ombrel_ini_get_boolean(ini_, "a", "k", nullptr) == -1);
+    refused(ombrel_ini_get_double(ini_, "a", "k", nullptr) == -1);
+    refused(ombrel_ini_get_bytes(ini_, "a", "k", nullptr) == -1);
+    refused(ombrel_ini_get_duration(ini_, "a", "k", nullptr) == -1);
+    EXPECT_TRUE(integer == 7 && truth == 7 && number == 7);
+    refused(ombrel_ini_has_section(nullptr, "a") == -1);
+    refused(ombrel_ini_add_section(nullptr, "b") == -1);
+    refused(ombrel_ini_delete_section(nullptr, "a") == -1);
+    refused(ombrel_ini_rename_section(nullptr, "a", "b") == -1);
+    for (const char* const global : {"", static_cast<const char*>(nullptr)}) {
+        refused(ombrel_ini_add_section(ini_, global) == -1);
+        refused(ombrel_ini_rename_section(ini_, global, "b") == -1);
+        refused(ombrel_ini_rename_section(ini_, "a", global) == -1);
+    }
+    refused(ombrel_ini_rename(ini_, "a", "k", nullptr) == -1);
+    refused(ombrel_ini_set_list(ini_, "a", "k", nullptr, 1) == -1);
+    refused(ombrel_ini_set_list(ini_, "a", "k", items, 2) == -1);
+    refused(ombrel_ini_set_bytes(ini_, "a", "k", -1) == -1);
+    refused(ombrel_init_ini_walk(nullptr, ini_, nullptr) == -1);
+    refused(ombrel_init_ini_walk(&walk, nullptr, nullptr) == -1);
+    EXPECT_EQ(0, ombrel_init_ini_walk(&walk, ini_, nullptr));
+    refused(ombrel_ini_walk_next(nullptr, &entry) == -1);
+    refused(ombrel_ini_walk_next(&walk, nullptr) == -1);
+    walk.m_ini = nullptr;
+    refused(ombrel_ini_walk_next(&walk, &entry) == -1);
+    char name[8] = "before";
+    refused(ombrel_format_ini_section(name, sizeof name, nullptr, "b") == -1);
+    refused(ombrel_format_ini_section(name, sizeof name, "a", nullptr) == -1);
+    refused(ombrel_format_ini_section(nullptr, 1, "a", "b") == -1);
+    EXPECT_STREQ("before", name);
+    EXPECT_EQ(5, ombrel_format_ini_section(nullptr, 0, "a", "b"));
+    EXPECT_EQ(nullptr, ombrel_ini_get_fault(nullptr));
+    EXPECT_EQ(0, ombrel_close_ini(nullptr));
+    EXPECT_EQ("[a]\nk = 1\n", text());
+    EXPECT_EQ(0, ombrel_ini_is_changed(ini_));
+    EXPECT_EQ(0u, ombrel_get_buffer_size(buffer));
+    EXPECT_EQ(0, ombrel_ini_reset(ini_));
+    refused(ombrel_ini_load(ini_, nullptr, 1) == -1);
+    refused(ombrel_ini_push(ini_, nullptr, 1) == -1);
+    refused(ombrel_ini_load_buffer(ini_, nullptr) == -1);
+    refused(ombrel_ini_load_file(ini_, nullptr) == -1);
+    refused(ombrel_ini_load_file(ini_, "") == -1);
+    EXPECT_EQ(0, ombrel_ini_end(ini_));
+    ombrel_close_buffer(buffer);
+    for (const int reason : {-1, 1000})
+        EXPECT_STREQ("unknown", ombrel_ini_fault_text(reason));
+}
+
 TEST_F(Ini, RefusesNonsense) {
-    EXPECT_EQ(-1, ombrel_ini_load(nullptr, "", 0));
-    EXPECT_EQ(nullptr, ombrel_ini_get(nullptr, "", "k"));
     load("k = 1\n");
     EXPECT_EQ(-1, ombrel_ini_load(ini_, "", 0)); // it is read once
     EXPECT_EQ(-1, ombrel_ini_set(ini_, "", "l", nullptr));

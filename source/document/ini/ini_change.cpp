@@ -127,17 +127,6 @@ bool would_count(const ini_t& ini, const ini_group& group) {
     return ini.dialect.has(def_ombrel_ini_first_counts) ? before == nullptr : before == group.values.last;
 }
 
-/// Gives the head before a key that goes the line end of it.
-int prepare_head_alone(ini_t& ini, ini_edit& edit, const ini_item& item) {
-    if (!is_head_before(item))
-        return def_ombrel_ini_fault_none;
-    ini_item& head = *item.m_prev;
-    growing_text text;
-    const bool good = text.append(trim_ini_end(head.view()), ini.caller) &&
-                      text.append(ini_line_end_of(item.view()), ini.caller);
-    return good ? edit.replace(head, piece_of(head, text.view())) : def_ombrel_ini_fault_no_memory;
-}
-
 } // namespace
 
 bool may_change_ini(ini_t* ini, const char* key) {
@@ -194,17 +183,14 @@ int set_ini_key(ini_t& ini, const ini_setting& setting) {
     return add_key(ini, setting);
 }
 
-int delete_ini_values(ini_t& ini, ini_item* first, const ini_item* behind) {
-    ini_edit edit(ini);
-    for (ini_item* item = first; item != behind; item = item->m_behind)
-        if (const int reason = prepare_head_alone(ini, edit, *item); reason != 0)
-            return refuse_ini(ini, reason);
-    edit.commit();
-    for (ini_item *item = first, *next; item != behind; item = next) {
-        next = item->m_behind;
-        remove_ini_item(ini, *item);
-    }
-    return 0;
+int prepare_ini_head_alone(ini_t& ini, ini_edit& edit, const ini_item& item) {
+    if (!is_head_before(item))
+        return def_ombrel_ini_fault_none;
+    ini_item& head = *item.m_prev;
+    growing_text text;
+    const bool good = text.append(trim_ini_end(head.view()), ini.caller) &&
+                      text.append(ini_line_end_of(item.view()), ini.caller);
+    return good ? edit.replace(head, piece_of(head, text.view())) : def_ombrel_ini_fault_no_memory;
 }
 
 } // namespace ombrel::document
@@ -213,6 +199,20 @@ namespace {
 
 int deny(ini_t& ini) {
     return refuse_ini(ini, def_ombrel_ini_fault_included);
+}
+
+/// Deletes values of a key, up to one that stays.
+int delete_values(ini_t& ini, ini_item* first, const ini_item* behind) {
+    ini_edit edit(ini);
+    for (ini_item* item = first; item != behind; item = item->m_behind)
+        if (const int reason = prepare_ini_head_alone(ini, edit, *item); reason != 0)
+            return refuse_ini(ini, reason);
+    edit.commit();
+    for (ini_item *item = first, *next; item != behind; item = next) {
+        next = item->m_behind;
+        remove_ini_item(ini, *item);
+    }
+    return 0;
 }
 
 } // namespace
@@ -251,7 +251,7 @@ int64_t ombrel_ini_delete(ombrel_ini_t* ini, const char* section, const char* ke
     if (group->values.included > 0)
         return deny(*ini);
     const auto count = static_cast<int64_t>(group->values.count);
-    return delete_ini_values(*ini, group->values.first, nullptr) == 0 ? count : -1;
+    return delete_values(*ini, group->values.first, nullptr) == 0 ? count : -1;
 }
 
 int ombrel_ini_delete_at(ombrel_ini_t* ini, const char* section, const char* key, int64_t index) {
@@ -260,5 +260,5 @@ int ombrel_ini_delete_at(ombrel_ini_t* ini, const char* section, const char* key
     ini_item* const item = find_ini_value_at(require_ini_group(*ini, section, key), index);
     if (item == nullptr)
         return -1;
-    return item->is_included ? deny(*ini) : delete_ini_values(*ini, item, item->m_behind);
+    return item->is_included ? deny(*ini) : delete_values(*ini, item, item->m_behind);
 }

@@ -31,7 +31,7 @@ int prepare_ini_head(ini_t& ini, ini_edit& edit, const char* name, bool is_last,
 int set_ini_key(ini_t& ini, const ini_setting& setting);
 int change_ini_value(ini_t& ini, ini_item& item, const ini_setting& setting);
 
-/// Deletes values of a key, up to one that stays.
-int delete_ini_values(ini_t& ini, ini_item* first, const ini_item* behind);
+/// Makes the head before a key that goes ready: it gets the line end of it. Gives the reason when it fails.
+int prepare_ini_head_alone(ini_t& ini, ini_edit& edit, const ini_item& item);
 
 } // namespace ombrel::document

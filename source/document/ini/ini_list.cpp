@@ -64,18 +64,20 @@ bool put_list(ini_dialect dialect, const char* const* items, size_t count, bool 
     return good;
 }
 
-/// Whether the list that is written is read as these items.
-bool reads_back(ini_dialect dialect, std::string_view list, const char* const* items, size_t count,
-                call_site caller) {
+/// Whether the list that is written is read as these items: why not, if it is not.
+int compare_list(ini_dialect dialect, std::string_view list, const char* const* items, size_t count,
+                 call_site caller) {
     growing_text found;
     size_t found_count = 0;
-    if (!put_items(dialect, list, found, found_count, caller) || found_count != count)
-        return false;
+    if (!put_items(dialect, list, found, found_count, caller))
+        return def_ombrel_ini_fault_no_memory;
+    if (found_count != count)
+        return def_ombrel_ini_fault_unwritable_value;
     const char* at = found.data();
     for (size_t i = 0; i < count; at += strlen(at) + 1, i++)
         if (strcmp(at, items[i]) != 0)
-            return false;
-    return true;
+            return def_ombrel_ini_fault_unwritable_value;
+    return def_ombrel_ini_fault_none;
 }
 
 bool are_items(const char* const* items, size_t count) {
@@ -85,17 +87,38 @@ bool are_items(const char* const* items, size_t count) {
     return true;
 }
 
-/// Deletes all values of a key but the one that counts.
-int keep_counting(ini_t& ini, ini_group* group) {
-    ini_item* const kept = counting_ini_value(ini, group);
-    for (ini_item *item = group != nullptr ? group->values.first : nullptr, *next; item != nullptr;
-         item = next) {
-        next = item->m_behind;
-        if (item != kept && delete_ini_values(ini, item, next) != 0)
-            return -1;
+/// All values of a key but the one that counts, which go when that is set.
+class ini_others {
+public:
+    ini_others(ini_t& ini, ini_group* group)
+        : ini_(ini), group_(group), kept_(counting_ini_value(ini, group)), heads_(ini) {}
+
+    /// Gives the reason when it fails.
+    int prepare() {
+        int reason = def_ombrel_ini_fault_none;
+        for (const ini_item* item = first(); item != nullptr && reason == 0; item = item->m_behind)
+            if (item != kept_)
+                reason = prepare_ini_head_alone(ini_, heads_, *item);
+        return reason;
     }
-    return 0;
-}
+    int remove() {
+        heads_.commit();
+        for (ini_item *item = first(), *next; item != nullptr; item = next) {
+            next = item->m_behind;
+            if (item != kept_)
+                remove_ini_item(ini_, *item);
+        }
+        return 0;
+    }
+
+private:
+    ini_item* first() const { return group_ != nullptr ? group_->values.first : nullptr; }
+
+    ini_t& ini_;
+    ini_group* group_;
+    ini_item* kept_;
+    ini_edit heads_;
+};
 
 } // namespace
 
@@ -130,14 +153,21 @@ int ombrel_ini_set_list(ombrel_ini_t* ini, const char* section, const char* key,
         return refuse_ini(*ini, def_ombrel_ini_fault_no_memory);
     if (group != nullptr && group->values.included > 0)
         return refuse_ini(*ini, def_ombrel_ini_fault_included);
+    ini_others others(*ini, group);
+    int reason = others.prepare();
+    if (reason != def_ombrel_ini_fault_none)
+        return refuse_ini(*ini, reason);
     for (const bool is_quoted : {false, true}) {
+        clear_ini_fault(*ini); // as the first attempt may have been refused
         growing_text list;
-        if (!put_list(ini->dialect, items, count, is_quoted, list, ini->caller))
-            return refuse_ini(*ini, def_ombrel_ini_fault_no_memory);
-        if (reads_back(ini->dialect, list.view(), items, count, ini->caller) &&
-            set_ini_key(*ini, {section, key, nullptr, &list}) == 0)
-            return keep_counting(*ini, group);
+        reason = put_list(ini->dialect, items, count, is_quoted, list, ini->caller)
+                     ? compare_list(ini->dialect, list.view(), items, count, ini->caller)
+                     : def_ombrel_ini_fault_no_memory;
+        if (reason == def_ombrel_ini_fault_none && set_ini_key(*ini, {section, key, nullptr, &list}) == 0)
+            return others.remove();
+        reason = ini->fault.m_reason != def_ombrel_ini_fault_none ? ini->fault.m_reason : reason;
+        if (reason == def_ombrel_ini_fault_no_memory)
+            break;
     }
-    return refuse_ini(*ini,
-                      ini->fault.m_reason != 0 ? ini->fault.m_reason : def_ombrel_ini_fault_unwritable_value);
+    return refuse_ini(*ini, reason);
 }
