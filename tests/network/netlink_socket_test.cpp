@@ -200,12 +200,9 @@ TEST(NetlinkSocket, AsksAgainForWhatChangedMeanwhile) {
     EXPECT_EQ(8u, between.attempts);
 }
 
-} // namespace
+using receiver = ssize_t (*)(int s, msghdr* message, int flags);
 
-// The host's functions, in this program and in the library that it links.
-
-extern "C" ssize_t recvmsg(int s, msghdr* message, int flags) {
-    static const auto host = reinterpret_cast<decltype(&recvmsg)>(dlsym(RTLD_NEXT, "recvmsg"));
+ssize_t receive_forged(receiver host, int s, msghdr* message, int flags) {
     forgery* const between = forgery::current;
     if (between == nullptr || message->msg_namelen != sizeof(sockaddr_nl))
         return host(s, message, flags);
@@ -216,6 +213,23 @@ extern "C" ssize_t recvmsg(int s, msghdr* message, int flags) {
     between->interrupt(*message, size);
     return size;
 }
+
+} // namespace
+
+// The host's functions, in this program and in the library that it links.
+
+extern "C" ssize_t recvmsg(int s, msghdr* message, int flags) {
+    static const auto host = reinterpret_cast<receiver>(dlsym(RTLD_NEXT, "recvmsg"));
+    return receive_forged(host, s, message, flags);
+}
+
+#if __SIZEOF_POINTER__ == 4
+// What a 32-bit library with times of 64 bits calls.
+extern "C" ssize_t __recvmsg64(int s, msghdr* message, int flags) {
+    static const auto host = reinterpret_cast<receiver>(dlsym(RTLD_NEXT, "__recvmsg64"));
+    return receive_forged(host, s, message, flags);
+}
+#endif
 
 extern "C" ssize_t recv(int s, void* buffer, size_t size, int flags) {
     static const auto host = reinterpret_cast<decltype(&recv)>(dlsym(RTLD_NEXT, "recv"));

@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <ombrel/fault.h>
+#include <ombrel/neighbour.h>
 #include <ombrel/network_interface.h>
 #include <ombrel/route.h>
 
@@ -192,6 +193,14 @@ inline bool change_neighbour(unsigned type, const char* interface, const char* a
                               word(index_of(interface), 4) + word(state, 2) + word(0, 1) +
                               word(RTN_UNICAST, 1) + attribute(NDA_DST, bytes) +
                               attribute(NDA_LLADDR, "mac123"));
+}
+
+/// Emulators of other processors do not hand questions about neighbours on.
+inline bool lists_no_neighbours() {
+    ombrel_neighbour_list_t* const list = ombrel_open_neighbour_list(nullptr);
+    const bool refused = list == nullptr && ombrel_last_fault() == def_ombrel_fault_not_supported;
+    ombrel_close_neighbour_list(list);
+    return refused;
 }
 
 } // namespace ombrel_test
