@@ -355,6 +355,23 @@ TEST(Charset, FaultsTellWhyAndWhere) {
         EXPECT_EQ(one.code, made.fault.m_code) << one.from << " " << one.text;
         const auto size = static_cast<size_t>(one.size);
         EXPECT_EQ(0, memcmp(made.fault.m_bytes, one.text.data() + one.offset, size)) << one.text;
+        // The very call that meets the fault tells it, as does each call after it.
+        auto* const converter = ombrel_open_charset_converter(find(one.from), find(one.to), nullptr);
+        char room[64];
+        size_t at = 0, count = 0;
+        const bool is_at_end = one.reason == incomplete;
+        EXPECT_EQ(is_at_end ? 0 : -1,
+                  ombrel_charset_converter_push(converter, one.text.data(), one.text.size(), &at, room,
+                                                sizeof room, &count));
+        EXPECT_EQ(one.made.size(), count) << one.from << " " << one.text;
+        for (int i = 0; i < 2; i++) {
+            EXPECT_EQ(-1, ombrel_charset_converter_finish(converter, room, sizeof room, &count));
+            EXPECT_EQ(one.reason == unencodable ? def_ombrel_fault_not_supported : def_ombrel_fault_violation,
+                      ombrel_last_fault());
+            EXPECT_EQ(0u, count);
+        }
+        EXPECT_EQ(-1, ombrel_charset_converter_push(converter, "a", 1, &(at = 0), room, sizeof room, &count));
+        ombrel_close_charset_converter(converter);
         ombrel_charset_fault_t fault;
         EXPECT_EQ(nullptr, ombrel_alloc_converted_text(find(one.from), find(one.to), one.text.data(),
                                                        one.text.size(), nullptr, nullptr, &fault));
