@@ -498,6 +498,20 @@ TEST(Charset, NonsenseIsRefused) {
     EXPECT_EQ(0, ombrel_close_charset_converter(converter));
     EXPECT_EQ(0, ombrel_close_charset_converter(nullptr));
     EXPECT_EQ(-1, ombrel_init_charset_options(nullptr));
+    EXPECT_EQ(0, ombrel_is_charset_text(4, nullptr, 0) + ombrel_is_charset_text(0, "a", 1));
+    EXPECT_EQ(-1, ombrel_charset_converter_get_counts(nullptr, nullptr));
+    EXPECT_EQ(nullptr, ombrel_alloc_converted_text(4, 4, nullptr, 1, nullptr, nullptr, nullptr));
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    for (const auto& [from, to] : {std::pair(0, 4), std::pair(4, 16)}) {
+        EXPECT_EQ(nullptr, ombrel_alloc_converted_text(from, to, "a", 1, nullptr, nullptr, nullptr));
+        EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());
+    }
+    EXPECT_EQ(-1, ombrel_decode_charset_character(0, "a", 1, nullptr));
+    EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());
+    EXPECT_EQ(-1, ombrel_decode_charset_character(4, nullptr, 1, nullptr));
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    EXPECT_EQ(-1, ombrel_encode_charset_character(0, 'a', nullptr));
+    EXPECT_EQ(-1, ombrel_count_charset_characters(0, "a", 1, nullptr));
     EXPECT_EQ(-1, ombrel_decode_charset_character(4, "\xE3\x81", 2, nullptr));
     EXPECT_EQ(def_ombrel_fault_would_block, ombrel_last_fault());
     EXPECT_EQ(0, ombrel_decode_charset_character(4, "", 0, nullptr));

@@ -121,6 +121,11 @@ TEST_F(PathTest, NamesBasesAndDirectories) {
     EXPECT_EQ(".", take(ombrel_alloc_basename(nullptr)));
     EXPECT_STREQ(".", ombrel_basename_c(nullptr));
     EXPECT_EQ(".", take(ombrel_alloc_dirname(nullptr)));
+    EXPECT_STREQ(".", ombrel_basename(nullptr));
+    EXPECT_STREQ(".", ombrel_dirname(nullptr));
+    EXPECT_EQ(nullptr, ombrel_copy_path_node(nullptr));
+    EXPECT_EQ(nullptr, ombrel_append_path_node(nullptr, nullptr, 1));
+    ombrel_free_path_node(nullptr);
     std::string cut = "a/b//";
     EXPECT_STREQ("b", ombrel_basename(cut.data()));
     EXPECT_STREQ("a/b", cut.c_str());

@@ -24,6 +24,8 @@ TEST(PatternTest, MatchesToTheLetter) {
     EXPECT_EQ(-1, ombrel_check_case_pattern("[", "{")) << "only letters have a case";
     EXPECT_EQ(0, ombrel_check_pattern("*", nullptr));
     EXPECT_EQ(-1, ombrel_check_pattern(nullptr, "a"));
+    EXPECT_EQ(-1, ombrel_check_case_pattern(nullptr, "a"));
+    EXPECT_EQ(0, ombrel_check_case_pattern("*", nullptr));
 }
 
 TEST(PatternTest, MatchesLists) {

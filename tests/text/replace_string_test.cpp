@@ -43,6 +43,9 @@ TEST_F(ReplaceStringTest, KeepsTheStringWithNothingToReplace) {
     ombrel_free(s);
     EXPECT_EQ(nullptr, ombrel_replace_all_string(nullptr, "a", "b"));
     EXPECT_EQ(nullptr, ombrel_replace_all_string_alloc(nullptr, "a", "b"));
+    EXPECT_EQ(nullptr, ombrel_replace_all_string_realloc(nullptr, "a", "b"));
+    EXPECT_EQ(nullptr, ombrel_replace_to_xml_entity_reference_alloc(nullptr));
+    EXPECT_EQ(nullptr, ombrel_replace_to_xml_entity_reference_realloc(nullptr));
 }
 
 TEST_F(ReplaceStringTest, ReportsALongerReplacementInPlace) {

@@ -164,6 +164,63 @@ TEST_F(StringTest, SearchesInOnePass) {
     EXPECT_EQ(nullptr, ombrel_strcasestr("AaB", "ab"));
 }
 
+TEST_F(StringTest, TakesNullForNoString) {
+    char* (*const changes[])(char*) = {ombrel_strupper,          ombrel_strlower,    ombrel_trim_string_left,
+                                       ombrel_trim_string_right, ombrel_trim_string, ombrel_strip_ansi_code};
+    for (const auto change : changes)
+        EXPECT_EQ(nullptr, change(nullptr));
+    const struct {
+        char* (*trim)(char* s, const char* charlist);
+        const char* left;
+    } trims[] = {
+        {ombrel_trim_charlist, "a"}, {ombrel_trim_charlist_left, "a "}, {ombrel_trim_charlist_right, " a"}};
+    for (const auto& [trim, left] : trims) {
+        EXPECT_EQ(nullptr, trim(nullptr, "x"));
+        std::string spaced = " a ";
+        EXPECT_STREQ(left, trim(spaced.data(), nullptr)) << "no list is that of white space";
+    }
+    EXPECT_EQ(nullptr, ombrel_skip_charlist(nullptr, "x"));
+    EXPECT_STREQ("a", ombrel_skip_charlist(" a", nullptr));
+    EXPECT_EQ(1, ombrel_is_charlist('\t', nullptr));
+    EXPECT_EQ(0, ombrel_is_charlist('x', nullptr));
+    char out[4] = "abc";
+    EXPECT_EQ(nullptr, ombrel_comma_string(nullptr, sizeof out, "1"));
+    EXPECT_EQ(nullptr, ombrel_comma_string(out, sizeof out, nullptr));
+    EXPECT_EQ(nullptr, ombrel_comma_string_alloc(nullptr));
+    EXPECT_EQ(nullptr, ombrel_strdup(nullptr));
+    EXPECT_EQ(nullptr, ombrel_strndup(nullptr, 3));
+    EXPECT_EQ(nullptr, ombrel_realloc_strndup(nullptr, nullptr, 3));
+    int number = 7;
+    EXPECT_EQ(0, ombrel_fraction_string_to_int("3/4", &number, nullptr));
+    EXPECT_EQ(3, number);
+    EXPECT_EQ(0, ombrel_fraction_string_to_int("3/4", nullptr, &number));
+    EXPECT_EQ(4, number);
+    EXPECT_EQ(nullptr, ombrel_strcpy(nullptr, "a"));
+    EXPECT_EQ(nullptr, ombrel_strncpy(nullptr, "a", 1));
+    EXPECT_EQ(nullptr, ombrel_strncpy_safe(nullptr, "a", 1));
+    EXPECT_EQ(nullptr, ombrel_strcat(nullptr, "a"));
+    EXPECT_EQ(nullptr, ombrel_strncat(nullptr, "a", 1));
+    EXPECT_STREQ("abc", ombrel_strcat(out, nullptr));
+    EXPECT_STREQ("abc", ombrel_strncat(out, nullptr, 1));
+    ombrel_strncpy(out, nullptr, 2);
+    EXPECT_EQ(0, memcmp(out, "\0\0c", 4));
+    EXPECT_STREQ("", ombrel_strcpy(out, nullptr));
+    EXPECT_EQ(0u, ombrel_strnlen(nullptr, 2));
+    EXPECT_EQ(nullptr, ombrel_strrchr(nullptr, 'a'));
+    EXPECT_EQ(nullptr, ombrel_strpbrk(nullptr, "a"));
+    EXPECT_EQ(nullptr, ombrel_strpbrk("a", nullptr));
+    EXPECT_EQ(0u, ombrel_strspn(nullptr, "a") + ombrel_strcspn(nullptr, "a"));
+    for (const auto find : {ombrel_strstr, ombrel_strcasestr}) {
+        EXPECT_EQ(nullptr, find(nullptr, "a"));
+        EXPECT_EQ(nullptr, find("a", nullptr));
+    }
+    EXPECT_LT(ombrel_strcmp(nullptr, "a"), 0);
+    EXPECT_GT(ombrel_strncmp("a", nullptr, 1), 0);
+    EXPECT_LT(ombrel_strcasecmp(nullptr, "a"), 0);
+    EXPECT_GT(ombrel_strncasecmp("a", nullptr, 1), 0);
+    EXPECT_EQ(0, ombrel_strncasecmp("a", nullptr, 0));
+}
+
 TEST_F(StringTest, BehavesAsTheStandardOnesAndTakesNull) {
     EXPECT_EQ(0, sign(ombrel_strcasecmp("abC", "ABc")));
     EXPECT_EQ(ombrel_strcasecmp("_", "a"), '_' - 'A') << "folded to upper case, not to lower";

@@ -45,6 +45,12 @@ TEST_F(WordTest, TakesNulls) {
     ombrel_free(word);
     cursor = nullptr;
     EXPECT_EQ(nullptr, ombrel_get_word_sep(1, ",", &cursor));
+    EXPECT_EQ(nullptr, ombrel_get_word_sep(1, ",", nullptr));
+    EXPECT_EQ(nullptr, ombrel_get_word_sep_c(1, ",", nullptr));
+    word = ombrel_get_word_sep_alloc(1, ",", &cursor);
+    EXPECT_STREQ("", word) << "of no text";
+    ombrel_free(word);
+    EXPECT_EQ(nullptr, ombrel_get_word_sep_alloc_c(1, ",", nullptr));
     EXPECT_EQ(nullptr, ombrel_get_word_sep_alloc(1, ",", nullptr));
 }
 
