@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include <ombrel/string.h>
+
 #include "support/argument_list.h"
 #include "support/buffer_program.h"
 #include "support/capture.h"
@@ -356,6 +358,25 @@ TEST_F(Buffer, AHandlerGetsOwnedBlocksAndIsGoneAfterTheClose) {
     ASSERT_LE(2u, got.nodes.size());
     EXPECT_EQ(std::string(9000, '\0'), got.nodes[0]);
     EXPECT_EQ("12", got.nodes[1]);
+}
+
+// Be it a copy or the block itself that was pushed.
+TEST_F(Buffer, WhatAHandlerWasGivenIsWiped) {
+    for (const bool is_owned : {false, true}) {
+        constexpr size_t size = 3331;
+        deliveries got;
+        buffer_ptr shared(ombrel_open_buffer_ex2(def_ombrel_buffer_flag_wipe, deliveries::receive, &got));
+        const std::string text(size, 's'); // in no block of the library's heap
+        if (is_owned)
+            ombrel_push_buffer_ex(shared.get(), ombrel_strndup(text.c_str(), size - 1), size,
+                                  def_ombrel_buffer_flag_own);
+        else
+            ombrel_push_buffer(shared.get(), text.data(), size);
+        got.wait_for(size);
+        shared.reset();
+        EXPECT_EQ(text.substr(1), got.nodes[0].substr(0, size - 1));
+        EXPECT_EQ(std::string::npos, freed_bytes(size).find("ssss")) << is_owned;
+    }
 }
 
 TEST_F(Buffer, ReadsPartsOfFiles) {
