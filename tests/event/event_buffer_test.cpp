@@ -166,6 +166,25 @@ TEST_F(EventBuffer, LargeOutputGoesOutInPartsWhileInputComesIn) {
     EXPECT_EQ(message, received);
 }
 
+// Room that one event has filled is none for another with the same socket, which is not told anything.
+TEST_F(EventBuffer, EventsThatShareASocketShareItsRoom) {
+    ombrel_set_tx_socket_buffer_size(pair.near(), 4096);
+    const std::string message(1'000'000, 'm');
+    socket_pair other;
+    recorder first(base, pair.near(), persist), second(base, pair.near(), persist),
+        bystander(base, other.near(), on_read | persist);
+    add({&first, &second, &bystander});
+    for (recorder* event : {&first, &second})
+        EXPECT_EQ(1'000'000, ombrel_event_push_buffer(&event->event, 2, message.data(), message.size()));
+    other.send("x");
+    while (first.results.empty())
+        ASSERT_NO_FATAL_FAILURE(once());
+    poll(2);
+    for (const recorder* event : {&first, &second})
+        for (const uint32_t result : event->results)
+            EXPECT_EQ(on_write, result);
+}
+
 TEST_F(EventBuffer, AGonePeerEndsTheOutput) {
     recorder event(base, pair.near(), persist);
     EXPECT_EQ(0, event.add());

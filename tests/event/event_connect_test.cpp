@@ -208,6 +208,26 @@ TEST_F(EventConnect, RefusedConnectionsFailAndMayBeTriedAgain) {
     EXPECT_EQ((results{refused, refused & ~with_resolver}), event.results);
 }
 
+// The first round opens what the base keeps.
+TEST_F(EventConnect, NothingIsLeftOfTheAddressesThatRefused) {
+    const int refused_port = listener().port;
+    for (const bool warm : {false, true}) {
+        const std::unique_ptr<descriptor_balance> balance(warm ? new descriptor_balance : nullptr);
+        recorder event;
+        assign(event, -1, managed, "127.0.0.1", server.port);
+        ombrel_resolver_t** end = &event.event.m_resolver_info;
+        for (const int port : {refused_port, refused_port, server.port}) {
+            *end = ombrel_open_resolver("127.0.0.1", port);
+            end = &(*end)->m_next;
+        }
+        EXPECT_EQ(0, event.add(20000));
+        once();
+        ASSERT_EQ(results{connected & ~with_resolver}, event.results);
+        ombrel_close_socket(server.accept());
+        close_open(event.fds[0]);
+    }
+}
+
 TEST_F(EventConnect, TheCallersSocketStaysTheCallers) {
     const sockaddr_in there = loopback(server.port);
     const struct {
