@@ -112,11 +112,33 @@ TEST_F(Ini, LimitsHold) {
             }
         }
     EXPECT_EQ(0, ombrel_ini_set(ini_, "", "a", "1"));
-    options_.m_count_limit = 0;
-    EXPECT_EQ(nullptr, ombrel_open_ini(&options_));
-    options_.m_count_limit = 1;
-    options_.m_flags |= def_ombrel_ini_backslash_lines;
-    EXPECT_EQ(nullptr, ombrel_open_ini(&options_));
+    ombrel_init_ini_options(&options_);
+    EXPECT_EQ(16777216u, options_.m_size_limit);
+    EXPECT_EQ(1048576u, options_.m_line_limit);
+    EXPECT_EQ(1000000u, options_.m_count_limit);
+    EXPECT_EQ(10u, options_.m_include_depth_limit);
+    EXPECT_EQ(100u, options_.m_include_count_limit);
+    const auto refused = [&](auto change) {
+        ombrel_init_ini_options(&options_);
+        change(options_);
+        EXPECT_EQ(nullptr, ombrel_open_ini(&options_));
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    };
+    for (size_t ombrel_ini_options_t::*const limit :
+         {&ombrel_ini_options_t::m_size_limit, &ombrel_ini_options_t::m_line_limit,
+          &ombrel_ini_options_t::m_count_limit, &ombrel_ini_options_t::m_include_depth_limit,
+          &ombrel_ini_options_t::m_include_count_limit})
+        refused([&](ombrel_ini_options_t& options) { options.*limit = 0; });
+    refused([](ombrel_ini_options_t& options) { options.m_include_depth_limit = 65; });
+    refused([](ombrel_ini_options_t& options) { options.m_flags |= 0x80000000; });
+    for (const uint32_t for_lines : {def_ombrel_ini_quotes, def_ombrel_ini_indented_lines})
+        for (const uint32_t for_characters : {def_ombrel_ini_quotes_within, def_ombrel_ini_backslash_lines})
+            refused([&](ombrel_ini_options_t& options) { options.m_flags = for_lines | for_characters; });
+    ombrel_init_ini_options(&options_);
+    options_.m_include_depth_limit = 64;
+    ombrel_ini_t* const deepest = ombrel_open_ini(&options_);
+    EXPECT_NE(nullptr, deepest);
+    ombrel_close_ini(deepest);
 }
 
 TEST_F(Ini, ReadsTypes) {

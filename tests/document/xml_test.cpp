@@ -351,10 +351,36 @@ TEST(Xml, AsksAndIsAskedWhileItReads) {
 }
 
 TEST(Xml, RefusesCallsThatMakeNoSense) {
-    ombrel_xml_options_t options = default_options();
-    options.m_depth_limit = 0;
-    EXPECT_EQ(nullptr, ombrel_open_xml_parser(&options, nullptr, nullptr));
+    ombrel_xml_options_t options;
+    for (size_t ombrel_xml_options_t::*const limit :
+         {&ombrel_xml_options_t::m_depth_limit, &ombrel_xml_options_t::m_attribute_limit,
+          &ombrel_xml_options_t::m_name_limit, &ombrel_xml_options_t::m_name_count_limit,
+          &ombrel_xml_options_t::m_value_limit, &ombrel_xml_options_t::m_token_limit,
+          &ombrel_xml_options_t::m_doctype_limit, &ombrel_xml_options_t::m_external_limit,
+          &ombrel_xml_options_t::m_entity_depth_limit}) {
+        options = default_options();
+        options.*limit = 0;
+        EXPECT_EQ(nullptr, ombrel_open_xml_parser(&options, nullptr, nullptr));
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    }
     options = default_options();
+    options.m_flags = 0x80000000;
+    EXPECT_EQ(nullptr, ombrel_open_xml_parser(&options, nullptr, nullptr));
+    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    options = default_options();
+    EXPECT_EQ(-1, options.m_document_limit);
+    EXPECT_EQ(10000u, options.m_depth_limit);
+    EXPECT_EQ(10000u, options.m_attribute_limit);
+    EXPECT_EQ(10000u, options.m_name_limit);
+    EXPECT_EQ(1000000u, options.m_name_count_limit);
+    EXPECT_EQ(10485760u, options.m_value_limit);
+    EXPECT_EQ(16777216u, options.m_token_limit);
+    EXPECT_EQ(16777216u, options.m_doctype_limit);
+    EXPECT_EQ(16777216u, options.m_external_limit);
+    EXPECT_EQ(40u, options.m_entity_depth_limit);
+    EXPECT_EQ(1000000u, options.m_nested_entity_limit);
+    EXPECT_EQ(8388608u, options.m_expansion_limit);
+    EXPECT_EQ(100u, options.m_amplification_limit);
     options.m_encoding = "klingon";
     EXPECT_EQ(nullptr, ombrel_open_xml_parser(&options, nullptr, nullptr));
     EXPECT_EQ(def_ombrel_fault_not_supported, ombrel_last_fault());

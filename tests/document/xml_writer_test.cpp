@@ -200,7 +200,9 @@ TEST(XmlWriter, RefusesNonsense) {
     refuses([](options_t& o) { o.m_handler = [](const void*, size_t, void*) { return 0; }; }, buffer);
     refuses([](options_t& o) { o.m_form = 3; }, buffer);
     refuses([](options_t& o) { o.m_flags = 4; }, buffer);
+    refuses([](options_t& o) { o.m_form = -1; }, buffer);
     refuses([](options_t& o) { o.m_indent = 65; }, buffer);
+    refuses([](options_t& o) { o.m_indent = -1; }, buffer);
     refuses([](options_t& o) { o.m_depth_limit = 0; }, buffer);
     refuses([](options_t& o) { o.m_form = 2, o.m_charset = "latin1"; }, buffer);
     ombrel_init_xml_writer_options(&options);
