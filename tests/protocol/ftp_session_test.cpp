@@ -331,8 +331,9 @@ TEST_F(FtpSession, AsksForNothingAtTheWrongTime) {
             errno = 0;
             EXPECT_TRUE(is_refused()) << name;
             EXPECT_EQ(fault, ombrel_last_fault()) << name;
-            if (ftp != nullptr)
+            if (ftp != nullptr) {
                 EXPECT_EQ(fault, ombrel_ftp_get_error(ftp)->m_fault) << name;
+            }
         }
     };
     expect_all_refused(def_ombrel_fault_invalid);
