@@ -9,6 +9,7 @@
 #include "support/descriptor_balance.h"
 #include "support/emulator.h"
 #include "support/heap_balance.h"
+#include "support/refused.h"
 #include "system/in_terminal.h"
 
 using namespace ombrel_test;
@@ -147,6 +148,69 @@ TEST_F(Serial, APortIsOnesAloneAndSettingsAreNeverTakenForOthers) {
     }
 }
 
+TEST_F(Serial, RefusesNonsense) {
+    ombrel_serial_t* port = ombrel_open_serial(pair_.m_name, &options_);
+    ASSERT_NE(nullptr, port);
+    const struct {
+        int ombrel_serial_options_t::*field;
+        int good, bad;
+    } limits[] = {
+        {&ombrel_serial_options_t::m_data_bits, 8, 4}, {&ombrel_serial_options_t::m_data_bits, 8, 9},
+        {&ombrel_serial_options_t::m_parity, 0, -1},   {&ombrel_serial_options_t::m_parity, 0, 5},
+        {&ombrel_serial_options_t::m_stop_bits, 1, 0}, {&ombrel_serial_options_t::m_stop_bits, 1, 3},
+        {&ombrel_serial_options_t::m_flow, 0, -1},     {&ombrel_serial_options_t::m_flow, 0, 3}};
+    char text[8];
+    ombrel_serial_options_t bad = options_, read = options_;
+    const auto expect_bad = [&] {
+        EXPECT_EQ(nullptr, ombrel_open_serial(pair_.m_name, &bad));
+        EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+        expect_refused({[&] { return ombrel_serial_set_options(port, &bad); },
+                        [&] { return ombrel_format_serial_format(text, sizeof text, &bad); }});
+    };
+    for (const auto& one : limits) {
+        bad.*one.field = one.bad;
+        expect_bad();
+        bad.*one.field = one.good;
+    }
+    bad.m_speed = 0;
+    expect_bad();
+    uint32_t lines;
+    char byte = 'x';
+    expect_refused({[] { return ombrel_init_serial_options(nullptr); },
+                    [] { return ombrel_parse_serial_format("8N1", nullptr, nullptr); },
+                    [&] { return ombrel_parse_serial_format("8", &read, nullptr); },
+                    [&] { return ombrel_format_serial_format(nullptr, 8, &options_); },
+                    [&] { return ombrel_format_serial_format(text, 0, &options_); },
+                    [&] { return ombrel_format_serial_format(text, sizeof text, nullptr); },
+                    [&] { return ombrel_serial_set_options(nullptr, &options_); },
+                    [&] { return ombrel_serial_set_options(port, nullptr); },
+                    [&] { return ombrel_serial_get_options(nullptr, &read); },
+                    [&] { return ombrel_serial_get_options(port, nullptr); },
+                    [&] { return ombrel_serial_read(nullptr, &byte, 1, 0); },
+                    [&] { return ombrel_serial_read(port, nullptr, 1, 0); },
+                    [&] { return ombrel_serial_write(nullptr, &byte, 1, 0); },
+                    [&] { return ombrel_serial_write(port, nullptr, 1, 0); },
+                    [] { return ombrel_serial_drain(nullptr, 0); },
+                    [] { return ombrel_serial_discard(nullptr, def_ombrel_serial_both); },
+                    [&] { return ombrel_serial_discard(port, 0); },
+                    [&] { return ombrel_serial_discard(port, 4); },
+                    [] { return ombrel_serial_get_waiting(nullptr, def_ombrel_serial_both); },
+                    [&] { return ombrel_serial_get_waiting(port, 0); },
+                    [&] { return ombrel_serial_get_waiting(port, 4); },
+                    [&] { return ombrel_serial_get_lines(nullptr, &lines); },
+                    [&] { return ombrel_serial_get_lines(port, nullptr); },
+                    [] { return ombrel_serial_set_lines(nullptr, def_ombrel_serial_rts, 0); },
+                    [] { return ombrel_serial_send_break(nullptr, 1); },
+                    [&] { return ombrel_serial_send_break(port, 0); },
+                    [&] { return ombrel_serial_send_break(port, 60001); },
+                    [] { return ombrel_serial_get_descriptor(nullptr); },
+                    [] { return ombrel_walk_serial_ports(nullptr, nullptr); }});
+    EXPECT_EQ(0, ombrel_serial_read(port, nullptr, 0, patience_ms));
+    EXPECT_EQ(0, ombrel_serial_write(port, nullptr, 0, patience_ms));
+    EXPECT_EQ(0, ombrel_close_serial(port));
+    EXPECT_EQ(0, ombrel_close_serial(nullptr));
+}
+
 TEST_F(Serial, FormatsAreReadAndWritten) {
     size_t fault_at = 9;
     char text[4];
@@ -163,7 +227,11 @@ TEST_F(Serial, FormatsAreReadAndWritten) {
         EXPECT_EQ(-1, ombrel_parse_serial_format(bad.text, &options_, &fault_at));
         EXPECT_EQ(bad.at, fault_at);
     }
-    EXPECT_EQ(7, options_.m_data_bits); // that of the last good one
+    EXPECT_EQ(7, options_.m_data_bits);          // that of the last good one
+    for (const size_t size : {1u, 2u, 3u, 4u}) { // cut to fit, and terminated
+        EXPECT_EQ(static_cast<int>(size) - 1, ombrel_format_serial_format(text, size, &options_));
+        EXPECT_EQ(std::string("7S2").substr(0, size - 1), text);
+    }
 }
 
 TEST_F(Serial, PortsAreListedInOrderUntilTheHandlerSaysStop) {
@@ -181,5 +249,4 @@ TEST_F(Serial, PortsAreListedInOrderUntilTheHandlerSaysStop) {
     for (const std::string& name : all.names)
         EXPECT_EQ(0, access(name.c_str(), F_OK) == 0 ? 0 : errno == ENOENT ? 0 : errno) << name;
     EXPECT_EQ(all.names.empty() ? 0 : 42, ombrel_walk_serial_ports(handler, &one));
-    EXPECT_EQ(-1, ombrel_walk_serial_ports(nullptr, nullptr));
 }

@@ -1,6 +1,8 @@
 // Terminals of programs, looked at from the other side.
 #include <csignal>
 #include <cstring>
+#include <thread>
+#include <tuple>
 #include <unistd.h>
 #include <utility>
 
@@ -9,6 +11,9 @@
 
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/heap_block.h"
+#include "support/own_stack.h"
+#include "support/refused.h"
 #include "system/in_terminal.h"
 
 using namespace ombrel_test;
@@ -155,6 +160,62 @@ TEST_F(Terminal, SecretsAreReadUnseen) {
     close(pipe_ends[0]);
 }
 
+// Nobody sees what was typed, not even who looks at memory afterwards: the caller's has it alone, and none
+// of it when there is no line.
+TEST_F(Terminal, SecretsAreLeftNowhereElse) {
+    const std::string secrets[] = {"Qx", "jW"};
+    char line[8];
+    int ends[2], result = 0;
+    EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const std::string& secret) {
+                  std::ignore = pipe(ends);
+                  std::ignore = write(ends[1], secret.data(), 2);
+                  close(ends[1]);
+                  memset(line, '#', sizeof line);
+                  result = ombrel_read_secret(ends[0], nullptr, line, sizeof line, patience_ms);
+                  close(ends[0]);
+              }));
+    EXPECT_EQ(1, result);
+    EXPECT_EQ(std::string("Qx\0\0\0\0\0\0", sizeof line), std::string(line, sizeof line));
+
+    ombrel_terminal_pair_t pair;
+    ASSERT_EQ(0, ombrel_init_terminal_pair(&pair));
+    // Types behind each prompt, and leaves the line open.
+    std::thread typist([&] {
+        char byte = 0;
+        for (size_t turn = 0; read(pair.m_master, &byte, 1) == 1;)
+            if (byte == '?') {
+                EXPECT_EQ(2, write(pair.m_master, secrets[turn++ % 2].data(), 2));
+            }
+    });
+    EXPECT_EQ(0u, bytes_left_on_stack(secrets[0], secrets[1], [&](const std::string&) {
+                  memset(line, '#', sizeof line);
+                  result = ombrel_read_secret(pair.m_slave, "?", line, sizeof line, 100);
+              }));
+    EXPECT_EQ(def_ombrel_terminal_timeout, result);
+    EXPECT_EQ(std::string(sizeof line, 0), std::string(line, sizeof line));
+    close(pair.m_slave);
+    pair.m_slave = -1;
+    typist.join();
+    ombrel_uninit_terminal_pair(&pair);
+}
+
+// What was typed ahead, and the beginning of a character that was never ended.
+TEST_F(Terminal, IsForgottenWithWhatWasTyped) {
+    ombrel_terminal_pair_t pair;
+    ASSERT_EQ(0, ombrel_init_terminal_pair(&pair));
+    ombrel_terminal_t* const terminal = ombrel_open_terminal(pair.m_slave, pair.m_slave);
+    ASSERT_NE(nullptr, terminal);
+    EXPECT_EQ(0, ombrel_terminal_enter(terminal, 0));
+    ASSERT_EQ(4, write(pair.m_master, "a\xf0\x9f\x98", 4));
+    ombrel_key_t key;
+    EXPECT_EQ(1, ombrel_terminal_read_key(terminal, &key, patience_ms));
+    EXPECT_EQ(def_ombrel_terminal_timeout, ombrel_terminal_read_key(terminal, &key, 0));
+    const size_t size = header_of(terminal)->m_size;
+    EXPECT_EQ(0, ombrel_close_terminal(terminal));
+    EXPECT_EQ(std::string::npos, freed_bytes(size).find("\xf0\x9f\x98"));
+    ombrel_uninit_terminal_pair(&pair);
+}
+
 TEST_F(Terminal, DrawsWithWhatTheTerminalHas) {
     const struct {
         ombrel_terminal_style_t style;
@@ -294,10 +355,49 @@ TEST_F(Terminal, RefusesWhatIsNone) {
     EXPECT_STREQ("", line);
     ombrel_key_t key;
     int columns = 0, rows = 0;
-    EXPECT_EQ(-1, ombrel_terminal_read_key(nullptr, &key, 0));
-    EXPECT_EQ(-1, ombrel_terminal_get_size(nullptr, &columns, &rows));
+    ombrel_terminal_pair_t pair;
+    ASSERT_EQ(0, ombrel_init_terminal_pair(&pair));
+    ombrel_terminal_t* const terminal = ombrel_open_terminal(pair.m_slave, pair.m_slave);
+    expect_refused({[&] { return ombrel_terminal_read_key(nullptr, &key, 0); },
+                    [&] { return ombrel_terminal_read_key(terminal, nullptr, 0); },
+                    [&] { return ombrel_terminal_read(nullptr, line, 1, 0); },
+                    [&] { return ombrel_terminal_read(terminal, nullptr, 1, 0); },
+                    [] { return ombrel_terminal_set_escape_timeout(nullptr, 1); },
+                    [&] { return ombrel_terminal_set_escape_timeout(terminal, -1); },
+                    [&] { return ombrel_terminal_get_size(nullptr, &columns, &rows); },
+                    [] { return ombrel_terminal_get_descriptor(nullptr); },
+                    [] { return ombrel_terminal_enter(nullptr, 0); },
+                    [&] { return ombrel_terminal_enter(terminal, 0x1000); },
+                    [] { return ombrel_terminal_leave(nullptr); },
+                    [] { return ombrel_terminal_flush(nullptr); },
+                    [] { return ombrel_terminal_write(nullptr, "x", 1); },
+                    [&] { return ombrel_terminal_write(terminal, nullptr, 1); },
+                    [] { return ombrel_terminal_puts(nullptr, "x"); },
+                    [] { return ombrel_terminal_printf(nullptr, "x"); },
+                    [] { return ombrel_terminal_move(nullptr, 0, 0); },
+                    [] { return ombrel_terminal_move_by(nullptr, 0, 0); },
+                    [] { return ombrel_terminal_show_cursor(nullptr, 0); },
+                    [] { return ombrel_terminal_clear(nullptr, def_ombrel_terminal_clear_screen); },
+                    [&] { return ombrel_terminal_clear(terminal, -1); },
+                    [&] { return ombrel_terminal_clear(terminal, 4); },
+                    [] { return ombrel_terminal_set_style(nullptr, nullptr); },
+                    [] { return ombrel_terminal_set_title(nullptr, "x"); },
+                    [&] { return ombrel_terminal_set_title(terminal, nullptr); },
+                    [] { return ombrel_terminal_ring(nullptr); },
+                    [&] { return ombrel_set_terminal_size(pair.m_master, 80, 0); },
+                    [&] { return ombrel_format_terminal_style(nullptr, 9, nullptr, 8); },
+                    [&] { return ombrel_format_terminal_style(line, 0, nullptr, 8); },
+                    [&] { return ombrel_read_secret(pair.m_slave, nullptr, nullptr, 4, 0); },
+                    [&] { return ombrel_read_secret(pair.m_slave, nullptr, line, 0, 0); }});
     EXPECT_EQ(80, columns);
+    EXPECT_EQ(24, rows);
+    EXPECT_EQ(0, ombrel_terminal_get_colors(nullptr));
+    EXPECT_EQ(0, ombrel_terminal_puts(terminal, nullptr));
+    EXPECT_EQ(0, ombrel_terminal_write(terminal, nullptr, 0));
+    EXPECT_EQ(0, ombrel_terminal_read(terminal, nullptr, 0, patience_ms));
+    EXPECT_EQ(0, ombrel_terminal_flush(terminal));
+    EXPECT_EQ(0, ombrel_close_terminal(terminal));
     EXPECT_EQ(0, ombrel_close_terminal(nullptr));
-    EXPECT_EQ(-1, ombrel_terminal_get_descriptor(nullptr));
+    ombrel_uninit_terminal_pair(&pair);
     ombrel_restore_terminals(); // nothing to do
 }
