@@ -10,6 +10,7 @@
 #include "protocol/scripted_ftp_server.h"
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
+#include "support/own_stack.h"
 #include "support/patience.h"
 #include "support/scratch_directory.h"
 #include "support/texts.h"
@@ -280,6 +281,20 @@ TEST_F(FtpSession, TellsWhatTheServerSays) {
     EXPECT_EQ("hello", rest());
     EXPECT_EQ(0, ombrel_ftp_finish(ftp_));
     EXPECT_EQ(226, ombrel_ftp_get_reply_code(ftp_));
+    EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
+}
+
+// PASS is the last that is sent here, so that no other command stands in its place.
+TEST_F(FtpSession, LeavesNoPasswordOnTheStack) {
+    const std::string password = "a word that is long enough to be found";
+    const scripted_ftp_server server("");
+    options_.m_flags = def_ombrel_ftp_no_features;
+    ftp_ = ombrel_open_ftp(&options_);
+    ASSERT_EQ(0, ombrel_ftp_connect(ftp_, "127.0.0.1", server.port()));
+    int result = -1;
+    const auto log_in = [&] { result = ombrel_ftp_log_in(ftp_, "ann", password.c_str(), nullptr); };
+    EXPECT_FALSE(stays_on_stack(password.substr(4), log_in));
+    EXPECT_EQ(0, result);
     EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
 }
 

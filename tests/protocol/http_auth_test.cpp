@@ -1,12 +1,16 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <ombrel/fault.h>
+#include <ombrel/hmac.h>
 #include <ombrel/http_auth.h>
 
 #include "protocol/http/auth_digest.h"
@@ -507,6 +511,61 @@ TEST(HttpAuth, LeavesNoPasswordOnTheStackAndNothingThatStandsForOne) {
         }
         ombrel_close_http_auth_server(server);
     }
+}
+
+/// Whether 32 bytes that stand somewhere are the key of a keyed digest in a record.
+bool has_key_of(const std::string& bytes, std::string_view record) {
+    for (size_t at = 0; at + def_ombrel_sha256_size <= bytes.size(); at++) {
+        ombrel_hmac_t keyed;
+        if (bytes.find_first_not_of('\0', at) >= at + def_ombrel_sha256_size)
+            continue;
+        ombrel_init_hmac(&keyed, ombrel_find_digest_algorithm("sha256"), &bytes[at], def_ombrel_sha256_size);
+        const auto* const state = reinterpret_cast<const char*>(keyed.m_inner.m_state.m_sha256.m_state);
+        if (record.find(std::string_view(state, def_ombrel_sha256_size)) != std::string_view::npos)
+            return true;
+    }
+    return false;
+}
+
+/// What opens a record leaves of the random key in it on the stack: the key itself or what is started with
+/// it.
+template<typename Open>
+void expect_no_key_left_by(Open open) {
+    decltype(open()) made{};
+    const std::string left = ombrel_test::stack_left_by([&] { made = open(); });
+    ASSERT_NE(nullptr, made);
+    const std::string_view record(reinterpret_cast<const char*>(made), ombrel_test::header_of(made)->m_size);
+    EXPECT_FALSE(has_key_of(left.substr(left.size() - std::min<size_t>(left.size(), 8192)), record));
+    for (size_t at = 0; at + 32 <= record.size(); at += 4)
+        if (record.find('\0', at) >= at + 32) {
+            EXPECT_EQ(std::string::npos, left.find(record.substr(at, 32))) << at;
+        }
+    // Texts are no secrets here, and a few bytes behind them are of nobody.
+    const auto is_random = [](const std::string& run) {
+        return std::count_if(run.begin(), run.end(), [](char c) { return c <= ' ' || c >= 0x7f; }) > 8;
+    };
+    const auto close = [](auto* record_to_close) {
+        if constexpr (std::is_same_v<decltype(open()), ombrel_secret_list_t*>)
+            ombrel_close_secret_list(record_to_close);
+        else
+            ombrel_close_http_auth_server(record_to_close);
+    };
+    const std::vector<std::string> runs = ombrel_test::runs_left_of(made, close);
+    EXPECT_EQ(0, std::count_if(runs.begin(), runs.end(), is_random));
+}
+
+// Who knows them forges nonces, and tells names that are there from others.
+TEST(HttpAuth, LeavesItsRandomKeysNowhere) {
+    ombrel_http_auth_server_options_t options;
+    ombrel_init_http_auth_server_options(&options);
+    options.m_find = [](const char*, ombrel_secret_t*, void*) { return 0; };
+    const std::string realm(def_ombrel_secret_realm_max, 'r'); // all of its room is written
+    options.m_realm = realm.c_str();
+    expect_no_key_left_by([&] { return ombrel_open_http_auth_server(&options); });
+    expect_no_key_left_by([] { return ombrel_open_secret_text("", 0, nullptr, nullptr); });
+    const std::string name(30, 'n'), password(30, 'p');
+    auto* const client = ombrel_open_http_auth_client(name.c_str(), password.c_str(), nullptr);
+    EXPECT_TRUE(ombrel_test::runs_left_of(client, ombrel_close_http_auth_client).empty());
 }
 
 TEST(HttpAuth, RefusesNothing) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,8 @@
 #include <ombrel/file.h>
 #include <ombrel/secret.h>
 
+#include "protocol/secret/secret_table.h"
+#include "support/own_stack.h"
 #include "support/scratch_directory.h"
 
 namespace {
@@ -136,7 +139,10 @@ TEST(Secret, RefusesWhatBreaksItsRules) {
                                "$pbkdf2-sha256$1$" + std::string(200, 'A') + key};
     for (const std::string& each : bad) {
         ombrel_secret_t secret;
+        memset(&secret, 'x', sizeof secret);
         EXPECT_EQ(-1, ombrel_parse_secret(each.c_str(), &secret)) << each;
+        EXPECT_EQ(std::string(sizeof secret, 0), std::string(reinterpret_cast<char*>(&secret), sizeof secret))
+            << each << ": nothing of a part";
         EXPECT_EQ(0, ombrel_check_secret(&secret, "", "")) << each;
     }
 }
@@ -247,6 +253,47 @@ TEST(Secret, ListsFollowTheirFile) {
     EXPECT_EQ(-1, ombrel_secret_list_refresh(list));
     EXPECT_EQ(1u, ombrel_secret_list_get_count(list));
     ombrel_close_secret_list(list);
+}
+
+// Of a password, of what is made of it, and of what a list has by chance so that nobody can foresee it.
+TEST(Secret, LeavesNothingBehind) {
+    const std::string passwords[] = {"a word to pass by", "quite another one"};
+    char text[def_ombrel_secret_text_size];
+    EXPECT_EQ(0u, ombrel_test::bytes_left_on_stack(passwords[0], passwords[1], [&](const std::string& word) {
+                  ombrel_make_secret(text, sizeof text, "ann", word.c_str(), nullptr);
+              }));
+    const ombrel_secret_options_t how = strong(1);
+    const std::string left = ombrel_test::stack_left_by(
+        [&] { ombrel_make_secret(text, sizeof text, "bob", passwords[0].c_str(), &how); });
+    ombrel_secret_t made;
+    ASSERT_EQ(0, ombrel_parse_secret(text, &made));
+    EXPECT_EQ(std::string::npos, left.find(passwords[0]));
+    EXPECT_EQ(std::string::npos, left.find(strrchr(text, '$')));
+    EXPECT_EQ(std::string::npos, left.find(std::string(reinterpret_cast<char*>(made.m_sha256), 32)));
+
+    for (const std::string& each : {anns, bobs, std::string(text)}) {
+        ombrel_secret_t secret;
+        ASSERT_EQ(0, ombrel_parse_secret(each.c_str(), &secret));
+        secret.m_iterations = std::min(secret.m_iterations, 3u);
+        EXPECT_EQ(0u, ombrel_test::bytes_left_on_stack(passwords[0], passwords[1],
+                                                       [&](const std::string& word) {
+                                                           ombrel_check_secret(&secret, "ann", word.c_str());
+                                                       }))
+            << each;
+    }
+}
+
+TEST(Secret, ListsLeaveNothingOnTheHeap) {
+    const std::string line = "bob:" + bobs;
+    ombrel_secret_list_t* const list = ombrel_open_secret_text(line.data(), line.size(), nullptr, nullptr);
+    ASSERT_NE(nullptr, list);
+    EXPECT_EQ(1, ombrel_secret_list_check(list, "bob", "toomanysecrets"));
+    const ombrel_secret_t bob = *ombrel_secret_list_get_secret(list, 0);
+    EXPECT_TRUE(ombrel_test::runs_left_of(list, ombrel_close_secret_list).empty());
+    EXPECT_EQ(std::string::npos, ombrel_test::freed_bytes(line.size() + 1).find(bobs.substr(30)));
+    EXPECT_EQ(std::string::npos,
+              ombrel_test::freed_bytes(sizeof(ombrel::protocol::secret_entry))
+                  .find(std::string(reinterpret_cast<const char*>(bob.m_sha256), sizeof bob.m_sha256)));
 }
 
 TEST(Secret, RefusesNothing) {

@@ -16,6 +16,8 @@
 
 #include <ombrel/heap.h>
 
+#include "support/heap_block.h"
+
 namespace ombrel_test {
 
 // A thread of Windows makes its stack itself.
@@ -96,18 +98,23 @@ size_t bytes_left_on_stack(const Secret& secret, const Secret& other, Call call)
 #endif
 }
 
-/// Whether bytes stand on the stack after a call. Believed not to where nobody looks.
+/// What stands on the stack after a call; nothing where nobody looks.
 template<typename Call>
-bool stays_on_stack(std::string_view bytes, Call call) {
+std::string stack_left_by(Call call) {
 #if defined(OMBREL_TEST_LARGE_FRAMES)
     call();
-    return bytes.empty();
+    return {};
 #else
     own_stack stack;
     const std::vector<uint8_t> left = stack.after(call);
-    return std::search(left.begin(), left.end(), bytes.begin(), bytes.end(),
-                       [](uint8_t a, char b) { return a == static_cast<uint8_t>(b); }) != left.end();
+    return {left.begin(), left.end()};
 #endif
+}
+
+/// Whether bytes stand on the stack after a call. Believed not to where nobody looks.
+template<typename Call>
+bool stays_on_stack(std::string_view bytes, Call call) {
+    return stack_left_by(call).find(bytes) != std::string::npos;
 }
 
 /// A block of the heap as it was left: where the one of this size lay that was freed last, unless a sanitizer
@@ -117,6 +124,26 @@ inline std::string freed_bytes(size_t size) {
     std::string bytes(block, size);
     ombrel_free(block);
     return bytes;
+}
+
+/// The runs of 16 bytes of a record on the heap that stay when it is closed, of those without a zero: texts
+/// are such, and keys, while numbers and addresses have zeros.
+template<typename Record, typename Close>
+std::vector<std::string> runs_left_of(Record* record, Close close) {
+    constexpr size_t run = 16;
+    const std::string lived(reinterpret_cast<const char*>(record), header_of(record)->m_size);
+    close(record);
+    const std::string left = freed_bytes(lived.size());
+    size_t count = 0;
+    std::vector<std::string> stayed;
+    for (size_t at = 0; at + run <= lived.size(); at++)
+        if (lived.find('\0', at) >= at + run) {
+            count++;
+            if (lived.compare(at, run, left, at, run) == 0)
+                stayed.push_back(lived.substr(at, run));
+        }
+    EXPECT_LT(0u, count);
+    return stayed;
 }
 
 } // namespace ombrel_test

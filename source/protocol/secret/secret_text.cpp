@@ -218,8 +218,12 @@ int ombrel_make_secret(char* buf, size_t size, const char* name, const char* pas
         return fail(fault_code::invalid);
     char text[def_ombrel_secret_text_size];
     const wipe_guard wiped(text);
-    const char* const end = is_strong ? put_strong_secret(text, password, chosen.m_iterations)
-                                      : put_digest_secret(text, name, password, realm);
+    const char* end = nullptr;
+    // Digits that are made several at once pass over the stack.
+    without_trace([&] {
+        end = is_strong ? put_strong_secret(text, password, chosen.m_iterations)
+                        : put_digest_secret(text, name, password, realm);
+    });
     if (end == nullptr)
         return -1;
     const auto length = static_cast<size_t>(end - text);
