@@ -130,14 +130,22 @@ TEST_F(LockConditionTest, BroadcastWakesMoreThanOneBatch) {
 
 TEST_F(LockConditionTest, EndingAConditionSendsItsWaitersAway) {
     ombrel_lock_condition_t* allocated = ombrel_new_lock_condition();
-    std::thread threads[3];
-    for (std::thread& thread : threads)
-        thread = std::thread([allocated] { EXPECT_EQ(0, ombrel_lock_condition_wait(allocated, nullptr)); });
-    ombrel_load_balance();
-    EXPECT_EQ(0, ombrel_uninit_lock_condition(allocated));
-    for (std::thread& thread : threads) {
-        await([&] { return ombrel_lock_condition_wakeup_broadcast(allocated) != 0; });
-        thread.join();
+    for (const size_t count : {1, 3}) {
+        std::vector<std::thread> threads;
+        while (threads.size() < count) {
+            const auto* const last = allocated->m_waiters_tail;
+            threads.emplace_back(
+                [allocated] { EXPECT_EQ(0, ombrel_lock_condition_wait(allocated, nullptr)); });
+            await([&] {
+                ombrel_short_lock(&allocated->m_guard);
+                const bool has_come = allocated->m_waiters_tail != last;
+                ombrel_short_unlock(&allocated->m_guard);
+                return has_come;
+            });
+        }
+        EXPECT_EQ(0, ombrel_uninit_lock_condition(allocated));
+        for (std::thread& thread : threads)
+            thread.join();
     }
     EXPECT_EQ(0, ombrel_free_lock_condition(allocated));
     EXPECT_EQ(-1, ombrel_uninit_lock_condition(nullptr));
