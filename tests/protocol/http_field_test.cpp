@@ -478,6 +478,7 @@ TEST(HttpField, KnowsWords) {
     EXPECT_EQ(3, ombrel_unquote_http_text("a\\\"\\", 4, plain, sizeof plain));
     EXPECT_STREQ("a\"\\", plain);
     EXPECT_STREQ("Not Found", ombrel_http_status_text(404));
+    EXPECT_STREQ("Request Header Fields Too Large", ombrel_http_status_text(431));
     EXPECT_STREQ("Unknown", ombrel_http_status_text(299));
     EXPECT_EQ(1, ombrel_is_http_token("a-!", 3));
     EXPECT_EQ(0, ombrel_is_http_token("", 0));

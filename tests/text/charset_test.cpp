@@ -404,6 +404,11 @@ TEST(Charset, MarksTellTheByteOrder) {
         {"utf32", "utf8", 0, "a\0\0\0"sv, "a"sv},
         {"utf16be", "utf8", 0, "\xFE\xFF\0a"sv, "\xEF\xBB\xBF\x61"sv},
         {"utf16be", "utf8", drop, "\xFE\xFF\0a"sv, "a"sv},
+        {"utf16be", "utf8", drop, "\xFF\xFE\0a"sv, "\xEF\xBF\xBE\x61"sv}, // not its own
+        {"utf16le", "utf8", drop, "\xFF\xFE\x61\0"sv, "a"sv},
+        {"utf16le", "utf8", drop, "\xFE\xFF\x61\0"sv, "\xEF\xBF\xBE\x61"sv},
+        {"utf32be", "utf8", drop, "\0\0\xFE\xFF\0\0\0a"sv, "a"sv},
+        {"utf32le", "utf8", drop, "\xFF\xFE\0\0a\0\0\0"sv, "a"sv},
         {"utf8", "ascii", drop, "\xEF\xBB\xBF\x61"sv, "a"sv},
         {"utf8", "utf16", 0, "a"sv, "\xFF\xFE\x61\0"sv},
         {"utf8", "utf32", 0, "a"sv, "\xFF\xFE\0\0a\0\0\0"sv},
@@ -418,6 +423,9 @@ TEST(Charset, MarksTellTheByteOrder) {
         EXPECT_EQ(one.expected, in_one_go(find(one.from), find(one.to), one.text, &options)) << one.text;
         EXPECT_EQ(one.expected, convert(find(one.from), find(one.to), one.text, &options, 1, 1).text);
     }
+    const auto dropping = policies(0, 0, drop); // the mark of the other order is beyond all characters
+    EXPECT_EQ("-", in_one_go(find("utf32le"), find("utf8"), "\0\0\xFE\xFF\0\0\0a"sv, &dropping));
+    EXPECT_EQ("-", in_one_go(find("utf32be"), find("utf8"), "\xFF\xFE\0\0a\0\0\0"sv, &dropping));
     EXPECT_EQ(1, ombrel_count_charset_characters(find("utf16"), "\xFE\xFF\0a", 4, nullptr));
     EXPECT_EQ(2, ombrel_count_charset_characters(find("utf16be"), "\xFE\xFF\0a", 4, nullptr));
 }
