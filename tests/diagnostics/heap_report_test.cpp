@@ -83,12 +83,13 @@ TEST_F(HeapReport, CountsBlocksByCallSite) {
 }
 
 TEST_F(HeapReport, SitesOfOneSizeComeByNameAndLine) {
-    const std::pair<const char*, unsigned long> sorted[] = {{"tied_a", 9}, {"tied_b", 3}, {"tied_b", 7}};
-    for (const size_t i : {2, 0, 1})
+    const std::pair<const char*, unsigned long> sorted[] = {{"tied_a", 3}, {"tied_a", 9}, {"tied_b", 2},
+                                                            {"tied_b", 3}, {"tied_b", 7}, {"tied_c", 1}};
+    for (const size_t i : {4, 0, 5, 2, 1, 3})
         add(100'000, sorted[i].first, sorted[i].second);
     ombrel_heap_site_t sites[100], others;
-    EXPECT_LE(3u, ombrel_get_heap_sites(sites, 100, &others));
-    for (size_t i = 0; i < 3; i++) {
+    EXPECT_LE(std::size(sorted), ombrel_get_heap_sites(sites, 100, &others));
+    for (size_t i = 0; i < std::size(sorted); i++) {
         EXPECT_STREQ(sorted[i].first, sites[i].m_tag);
         EXPECT_EQ(sorted[i].second, sites[i].m_line);
     }

@@ -238,6 +238,14 @@ TEST_F(Ini, ChangesSectionsAndNames) {
     EXPECT_EQ("k = 1\n[a]\n  [b]\n", text());
     EXPECT_EQ(0, ombrel_ini_set(ini_, "a", "x", "1"));
     EXPECT_EQ("k = 1\n[a]\n  x = 1\n  [b]\n", text());
+
+    // The separators go on below one another, and a key that reaches them has a space of its own.
+    for (const char* const added : {"kk  = 2", "kkk = 2", "kkkk = 2", "kkkkkk = 2"}) {
+        load("k   = 1\n");
+        const std::string key(added, strcspn(added, " "));
+        EXPECT_EQ(0, ombrel_ini_set(ini_, "", key.c_str(), "2"));
+        EXPECT_EQ("k   = 1\n" + std::string(added) + "\n", text());
+    }
 }
 
 TEST_F(Ini, IncludesWithinLimits) {
