@@ -90,4 +90,27 @@ OMBREL_FAILURES(Xml, paths) {
 }
 
 } // namespace
+// What is counted among siblings takes more room with each level.
+OMBREL_FAILURES(Xml, walks_of_deep_trees) {
+    constexpr int depth = 100;
+    std::string text;
+    for (const char* const tag : {"<a>", "</a>"})
+        for (int i = 0; i < depth; i++)
+            text += tag;
+    ombrel_xml_tree_t* const tree = ombrel_parse_xml_tree(text.data(), text.size(), nullptr, nullptr);
+    auto* const path = ombrel_open_xml_path("//a[1]/a[1]", nullptr, nullptr);
+    auto* const walk = ombrel_open_xml_walk(path, ombrel_xml_tree_get_document(tree));
+    const int found = fail.during([=] {
+        ombrel_xml_node_t* node = nullptr;
+        int count = 0, result;
+        while ((result = ombrel_xml_walk_next(walk, &node)) == 1)
+            count++;
+        return result == 0 ? count : -1;
+    });
+    EXPECT_EQ(fail.hit() ? -1 : depth - 1, found);
+    ombrel_close_xml_walk(walk);
+    ombrel_close_xml_path(path);
+    ombrel_close_xml_tree(tree);
+}
+
 } // namespace ombrel_test
