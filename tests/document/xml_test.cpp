@@ -320,6 +320,39 @@ struct questions {
     }
 };
 
+// What is declared counts unless a protocol told the encoding.
+TEST(Xml, ExternalEntitiesDeclareTheirOwnEncodings) {
+    struct entity {
+        const char *told, *text;
+        int reason;
+
+        static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t*, void* context) {
+            const auto& self = *static_cast<const entity*>(context);
+            EXPECT_TRUE(self.told == nullptr || ombrel_xml_parser_set_encoding(parser, self.told) == 0);
+            return ombrel_xml_parser_supply(parser, self.text, strlen(self.text));
+        }
+        static int take(const ombrel_xml_event_t*, void*) { return 0; }
+    };
+    const entity cases[] = {
+        {nullptr, "<?xml encoding='latin1'?>\xE9", def_ombrel_xml_fault_none},
+        {nullptr, "<?xml encoding='nonsense'?>e", def_ombrel_xml_fault_encoding},
+        {nullptr, "\xEF\xBB\xBF<?xml encoding='latin1'?>e", def_ombrel_xml_fault_other_encoding},
+        {"latin1", "<?xml encoding='nonsense'?>\xE9", def_ombrel_xml_fault_none},
+        {"latin1", "<?xml encoding='UTF-16'?>\xE9", def_ombrel_xml_fault_none},
+    };
+    for (entity one : cases) {
+        ombrel_xml_options_t options = default_options();
+        options.m_loader = entity::load;
+        options.m_loader_context = &one;
+        ombrel_xml_parser_t* const parser = ombrel_open_xml_parser(&options, entity::take, nullptr);
+        constexpr std::string_view text = "<!DOCTYPE a [<!ENTITY e SYSTEM 'e'>]><a>&e;</a>";
+        const int result = ombrel_xml_parser_push(parser, text.data(), text.size());
+        EXPECT_EQ(one.reason == def_ombrel_xml_fault_none ? 0 : -1, result) << one.text;
+        EXPECT_EQ(one.reason, ombrel_xml_parser_get_fault(parser)->m_reason) << one.text;
+        EXPECT_EQ(0, ombrel_close_xml_parser(parser));
+    }
+}
+
 TEST(Xml, AsksAndIsAskedWhileItReads) {
     questions all;
     ombrel_xml_options_t options = default_options();
