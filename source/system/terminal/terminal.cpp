@@ -264,7 +264,8 @@ int64_t ombrel_terminal_read(ombrel_terminal_t* terminal, void* buffer, size_t s
             return def_ombrel_terminal_timeout;
     }
     const size_t given = std::min(size, terminal->m_typed_end - terminal->m_typed_begin);
-    memcpy(buffer, terminal->m_typed + terminal->m_typed_begin, given);
+    if (given > 0) // as there may be no buffer for nothing
+        memcpy(buffer, terminal->m_typed + terminal->m_typed_begin, given);
     terminal->m_typed_begin += given;
     return static_cast<int64_t>(given);
 }
