@@ -11,6 +11,7 @@
 
 #include "builtin/pipe_support.h"
 #include "support/emulator.h"
+#include "support/scratch_directory.h"
 
 using namespace ombrel_test;
 
@@ -48,6 +49,7 @@ TEST_F(PipeStreamOfPosix, AnEndMayBeDescriptor0) {
     {
         stream s("pipe:echo up", "r");
         EXPECT_TRUE(s.is_readable());
+        EXPECT_EQ("0", s.property("fd"));
         EXPECT_EQ("up\n", s.read_to_end());
     }
     {
@@ -72,6 +74,16 @@ TEST_F(PipeStreamOfPosix, LimitsEndCallsAndClosing) {
                                      sizeof status));
     EXPECT_EQ(ctx_error::timed_out, s.error());
     EXPECT_EQ(0, s.close()) << "though it ignores the polite request";
+}
+
+// Its pipe is closed first, which what prints without end notices.
+TEST_F(PipeStreamOfPosix, ClosingEndsAPrinterByItself) {
+    const scratch_directory directory;
+    stream s("pipe:trap '' TERM; yes; echo $? > " + (directory / "status"), "r",
+             {{"close_timeout", "20000"}});
+    EXPECT_TRUE(s.is_readable());
+    EXPECT_EQ(0, s.close());
+    EXPECT_EQ("141\n", directory.read("status")) << "128 and SIGPIPE";
 }
 
 TEST_F(PipeStreamOfPosix, ASignalIsTold) {

@@ -1,4 +1,7 @@
 // TFTP and FTP streams with real servers. The protocols themselves are tested beside their clients.
+#include <chrono>
+#include <thread>
+
 #include "protocol/transfer_server.h"
 #include "stream_support.h"
 
@@ -47,6 +50,7 @@ TEST_F(RemoteFileTest, ATftpStreamWritesAndReads) {
     EXPECT_TRUE(reader.is_readable());
     only_reads(reader);
     EXPECT_EQ(bytes, reader.read_to_end());
+    EXPECT_EQ("", reader.property("Error")) << "there was none";
     EXPECT_EQ(-1, reader.seek(0));
     EXPECT_EQ(ctx_error::not_supported, reader.error());
 }
@@ -103,6 +107,19 @@ TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     EXPECT_EQ(0, ombrel_ctx_rewind(reader.handle()));
     EXPECT_EQ(expected, reader.read_to_end());
     EXPECT_EQ(0, reader.close());
+}
+
+TEST_F(RemoteFileTest, AnFtpStreamKeepsToItsLimit) {
+    const owned_socket listener = bound(AF_INET, SOCK_STREAM);
+    ASSERT_EQ(0, ombrel_listen(listener, 1));
+    std::thread late([&] {
+        const owned_socket accepted(ombrel_accept(listener, nullptr, nullptr, 0));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        ombrel_send(accepted, "530 no\r\n", 8, 0);
+    });
+    const stream s(url("ftp", own_port(listener), "file"), "r", {{"timeout", "20"}});
+    EXPECT_EQ(ctx_error::timed_out, s.error());
+    late.join();
 }
 
 TEST_F(RemoteFileTest, FailuresHaveTheirErrors) {

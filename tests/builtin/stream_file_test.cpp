@@ -162,6 +162,33 @@ TEST_F(FileStreamTest, DescriptorsAreTakenOverOrCopied) {
     EXPECT_EQ("oldnew", stored());
 }
 
+TEST_F(FileStreamTest, StandardStreamsHaveNames) {
+    const struct {
+        const char* source;
+        int descriptor;
+        const char* mode;
+    } cases[] = {{"stdin:", 0, "r"}, {"stdout:", 1, "a"}, {"stderr:", 2, "a"}};
+    store("old");
+    for (const auto& [source, descriptor, mode] : cases) {
+        std::FILE* const file = open_stream(path_, mode);
+        fflush(nullptr);
+        const int own = dup(descriptor);
+        ASSERT_GE(dup2(fileno(file), descriptor), 0);
+        {
+            stream s(source, mode);
+            if (*mode == 'r') {
+                EXPECT_EQ("old", s.read_to_end());
+            } else {
+                EXPECT_EQ(4, s.write("-new"));
+            }
+        }
+        ASSERT_GE(dup2(own, descriptor), 0);
+        close(own);
+        fclose(file);
+    }
+    EXPECT_EQ("old-new-new", stored());
+}
+
 TEST_F(FileStreamTest, DescriptorsThatWaitKeepToTheLimit) {
     int ends[2];
 #if defined(_WIN32)

@@ -90,6 +90,12 @@ TEST_F(PipeStreamTest, AProgramThatHasGoneRaisesNoSignal) {
     EXPECT_EQ(ctx_error::disconnected, s.error());
 }
 
+TEST_F(PipeStreamTest, WhatAPipeHasNotIsNoProperty) {
+    const stream s(command + "exit 0", "r");
+    for (const char* name : {"size", "position", "local", "peer", "error", "nothing"})
+        EXPECT_EQ("none", s.property(name)) << name;
+}
+
 TEST_F(PipeStreamTest, TheLimitIsSetAndTold) {
     const stream s("pipe:exit 0", "r");
     ombrel_stream_timeout_t before{-5}, after{};
