@@ -5,6 +5,7 @@ usage: ini_test.py OMBREL_TUK [TEST ...]
 import configparser
 import os
 import random
+import re
 import shutil
 import stat
 import subprocess
@@ -92,10 +93,17 @@ class IniTest(unittest.TestCase):
             code, out, error = ini(action, self.file + ".none", "a", "k")
             self.assertEqual((1, b""), (code, out))
             self.assertTrue(error.startswith(f"ini: {self.file}.none: "), error)
-        for arguments in (("a", "x\ny", "1"), ("a\n", "x", "1"), ("a", "", "1"), ("a", "#x", "1"), ("a]b", "x", "1")):
+        for arguments, what in ((("a", "x\ny", "1"), "(key|value)"), (("a\n", "x", "1"), "name of a section"), (("a", "", "1"), "key"),
+                                (("a", "#x", "1"), "key"), (("a]b", "x", "1"), "name of a section")):
             before = self.text()
-            self.assertEqual(1, ini("set", self.file, *arguments)[0])
+            code, out, error = ini("set", self.file, *arguments)
+            self.assertEqual((1, b""), (code, out))
+            self.assertRegex(error, rf"^ini: {re.escape(self.file)}: {what} that cannot be written\n$")
             self.assertEqual(before, self.text())
+        for action, value in (("get", ()), ("set", ("v",)), ("delete", ())):
+            code, out, error = ini(action, self.folder.name, "a", "k", *value)
+            self.assertEqual((1, b"", 1), (code, out, error.count("\n")), error)
+            self.assertTrue(error.startswith(f"ini: {self.folder.name}: "), error)
         for wrong in ((), ("get",), ("set", self.file, "a", "k"), ("rename", self.file), ("get", "-d", "none", self.file, "a", "k")):
             self.assertEqual(2, ini(*wrong)[0])
 

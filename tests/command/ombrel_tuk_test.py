@@ -5,6 +5,7 @@ usage: ombrel_tuk_test.py OMBREL_TUK [CURL_PLUGIN WEB_SERVER] [TEST ...]
 import os
 import pty
 import random
+import select
 import shutil
 import signal
 import subprocess
@@ -65,8 +66,8 @@ class MulticallTest(unittest.TestCase):
         self.assertEqual((0, ""), (status, errors))
         self.assertEqual(("EMT02B6Q", "500107862016", "solid state", "enabled", "disabled", "good"), tuple(
             lines[name] for name in ("firmware", "capacity", "rotation rate", "TRIM", "security", "integrity")))
-        for name, data in (("-", bytes(512)), ("long", b""), ("-", b"")):
-            self.assertEqual((1, b""), run(TOOL, "ata", name, data=data)[:2])
+        for name, data, why in (("-", bytes(512), "no identify block"), ("long", b"", "not 512 bytes"), ("-", b"", "not 512 bytes"), ("none", b"", "No such file or directory")):
+            self.assertEqual((1, b"", f"ata: {name}: {why}\n"), run(TOOL, "ata", name, data=data))
 
     def test_wrong_calls(self):
         for arguments, expected in ((["nothing"], 127), (["help", "nothing"], 127), (["--nothing"], 2), (["cat", "-x"], 2),
@@ -159,6 +160,21 @@ class MulticallTest(unittest.TestCase):
             while len(arrived) < len(sent):
                 arrived += os.read(device, 4096)
             self.assertEqual((sent, b"answer", 0), (arrived, pipes.stdout.read(), pipes.wait()))
+        with subprocess.Popen([TOOL, "serial", "-t", "100ms", name], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as pipes:
+            sent, arrived = random.Random(5).randbytes(1 << 18), b""
+            os.set_blocking(pipes.stdin.fileno(), False)
+            given = 0
+            while select.select([], [pipes.stdin], [], 0.2)[1]:  # until all on the way is full, for nobody reads yet
+                given += os.write(pipes.stdin.fileno(), sent[given:])
+            self.assertLess(given, len(sent))
+            while len(arrived) < len(sent) and select.select([device], [], [], 5)[0]:
+                arrived += os.read(device, 4096)
+                if given < len(sent) and select.select([], [pipes.stdin], [], 0)[1]:
+                    given += os.write(pipes.stdin.fileno(), sent[given:])
+                if given == len(sent):
+                    pipes.stdin.close()
+                    given += 1
+            self.assertEqual((True, b"", 0), (sent == arrived, pipes.stdout.read(), pipes.wait()))
         screen, keys = pty.openpty()
         before = termios.tcgetattr(keys)
         with subprocess.Popen([TOOL, "serial", name], stdin=keys, stdout=keys, stderr=keys) as terminal:
