@@ -196,6 +196,13 @@ TEST(Scanf, LiteralsNeverFail) {
     EXPECT_EQ(1, ombrel_sscanf("12", "%d%5", &a));
     EXPECT_EQ(1, ombrel_sscanf("12", "%*n%*d%n", &at));
     EXPECT_EQ(2, at);
+    char text[8];
+    EXPECT_EQ(2, ombrel_sscanf(" abc de", "%s%n", text, &at));
+    EXPECT_EQ(4, at);
+    EXPECT_EQ(2, ombrel_sscanf(" abc de", "%[a-c]%n", text, &at));
+    EXPECT_EQ(3, at);
+    EXPECT_EQ(2, ombrel_sscanf(" abc de", "%*s %[a-e]%n", text, &at));
+    EXPECT_EQ(6, at);
     EXPECT_EQ(1, ombrel_sscanf("\xe9 5", "\xe9%d", &a));
     EXPECT_EQ(5, a);
     EXPECT_EQ(0, ombrel_sscanf(nullptr, "%d", &a));

@@ -8,7 +8,10 @@
 
 #include <ombrel/fault.h>
 
+#include "support/refused.h"
 #include "support/threads.h"
+
+using ombrel_test::expect_refused;
 
 namespace {
 
@@ -166,16 +169,16 @@ TEST(Instances, RefuseWhatMakesNoSense) {
     thing one;
     for (const ombrel_instance_type_t* type :
          {static_cast<const ombrel_instance_type_t*>(nullptr), &nameless}) {
-        EXPECT_EQ(-1, ombrel_register_instance(type, &one));
-        EXPECT_EQ(nullptr, ombrel_pin_instance(type, 1));
-        EXPECT_EQ(nullptr, ombrel_enter_instance(type, 1, def_ombrel_instance_use));
-        EXPECT_EQ(-1, ombrel_retire_instance(type, 1));
-        EXPECT_EQ(-1, ombrel_end_instance(type, 1));
-        EXPECT_EQ(-1, ombrel_walk_instances(type, nullptr, nullptr));
+        expect_refused(
+            {[&] { return ombrel_register_instance(type, &one); },
+             [&] { return ombrel_pin_instance(type, 1) == nullptr ? -1 : 0; },
+             [&] { return ombrel_enter_instance(type, 1, def_ombrel_instance_use) == nullptr ? -1 : 0; },
+             [&] { return ombrel_retire_instance(type, 1); }, [&] { return ombrel_end_instance(type, 1); },
+             [&] { return ombrel_walk_instances(type, nullptr, nullptr); }});
     }
-    EXPECT_EQ(-1, ombrel_register_instance(&things, nullptr));
-    EXPECT_EQ(-1, ombrel_walk_instances(&things, nullptr, nullptr));
-    EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault());
+    expect_refused({[] { return ombrel_register_instance(&things, nullptr); },
+                    [] { return ombrel_walk_instances(&things, nullptr, nullptr); },
+                    [] { return ombrel_enter_instance(&things, 1, 99) == nullptr ? -1 : 0; }});
     for (const int32_t handle : {0, -1, INT32_MIN, INT32_MAX})
         EXPECT_EQ(nullptr, ombrel_pin_instance(&things, handle));
 }
