@@ -71,6 +71,18 @@ OMBREL_FAILURES(Coder, base64_streams) {
     streams<base64_functions>(fail, repeated("Man"), repeated("TWFu"));
 }
 
+struct base64_in_lines : base64_functions {
+    static ombrel_base64_t* open() {
+        ombrel_base64_t* const coder = ombrel_open_base64();
+        coder->m_line_width = 4;
+        return coder;
+    }
+};
+
+OMBREL_FAILURES(Coder, base64_lines) {
+    stream<base64_in_lines>(fail, base64_in_lines::encode, repeated("Man"), repeated("TWFu\n"));
+}
+
 OMBREL_FAILURES(Coder, quoted_printable_streams) {
     streams<quoted_printable_functions>(fail, repeated("a="), repeated("a=3D"));
 }
