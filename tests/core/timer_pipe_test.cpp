@@ -1,6 +1,11 @@
 #include <csignal>
 #include <thread>
 
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
 #include <gtest/gtest.h>
 
 #include <ombrel/pipe.h>
@@ -66,6 +71,24 @@ TEST(Pipe, NoneIsMadeWithoutDescriptors) {
     EXPECT_EQ(-1, ends[0]);
     EXPECT_EQ(-1, ends[1]);
 }
+
+#if !defined(_WIN32)
+TEST(Pipe, AnEndMayBeDescriptor0) {
+    const int own = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    int ends[2];
+    EXPECT_EQ(0, ombrel_pipe(ends));
+    EXPECT_EQ(STDIN_FILENO, ends[0]);
+    char byte = 0;
+    EXPECT_EQ(1, ombrel_pipe_write(ends[1], "x", 1));
+    EXPECT_EQ(1, ombrel_pipe_read(ends[0], &byte, 1, 1000));
+    EXPECT_EQ('x', byte);
+    EXPECT_EQ(0, ombrel_destroy_pipe(ends));
+    EXPECT_EQ(-1, fcntl(STDIN_FILENO, F_GETFD));
+    EXPECT_EQ(STDIN_FILENO, dup2(own, STDIN_FILENO));
+    close(own);
+}
+#endif
 
 TEST(Pipe, WriteWithoutAReaderFailsWithoutASignal) {
     int ends[2];
