@@ -615,6 +615,12 @@ TEST_F(FileStream, KeepsToMemoryOfAFixedSize) {
     EXPECT_EQ(-1, ombrel_file_stream_truncate(stream, -1) + ombrel_file_stream_truncate(stream, 2));
     EXPECT_EQ(0, ombrel_close_file_stream(stream));
     EXPECT_STREQ("xy", memory);
+    for (const char* mode : {"r", "w+", "a+"}) {
+        stream = ombrel_open_file_stream_memory(nullptr, 0, mode, nullptr);
+        EXPECT_EQ(0, ombrel_file_stream_seek(stream, 0, def_ombrel_file_seek_end)) << mode;
+        EXPECT_EQ("", rest_of(stream)) << mode;
+        EXPECT_EQ(0, ombrel_close_file_stream(stream)) << mode;
+    }
 }
 
 TEST_F(FileStream, GrowsToItsLimit) {
