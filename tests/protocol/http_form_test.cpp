@@ -1,3 +1,5 @@
+#include <cctype>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -273,6 +275,14 @@ TEST(HttpForm, KnowsItsTypes) {
     for (const auto& each : cases) {
         ombrel_http_form_t* const form = ombrel_open_http_form(each.type, nullptr);
         EXPECT_EQ(each.fault, form != nullptr ? 0 : ombrel_last_fault()) << each.type;
+        ombrel_close_http_form(form);
+    }
+    for (int c = 1; c < 256; c++) {
+        const std::string type =
+            "multipart/form-data; boundary=\"a" + std::string(1, static_cast<char>(c)) + "z\"";
+        const bool may_be = isalnum(c) != 0 ? c < 128 : strchr("'()+_,-./:=? ", c) != nullptr;
+        ombrel_http_form_t* const form = ombrel_open_http_form(type.c_str(), nullptr);
+        EXPECT_EQ(may_be, form != nullptr) << c;
         ombrel_close_http_form(form);
     }
     const ombrel_http_form_options_t unknown = usual(4);

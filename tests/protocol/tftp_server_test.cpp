@@ -419,6 +419,9 @@ TEST_F(TftpServerScript, StoresWholeFilesAlone) {
     play("in a folder", {write_of("folder/new|octet|blksize|8|tsize|3|"), packet(6, "blksize|8|tsize|3|"),
                          block(1, "abc"), ack(1)});
     EXPECT_EQ("abc", directory_.read("folder"s + separator + "new"));
+    play("as large as is allowed", {write_of("largest|octet|tsize|1000|"), packet(6, "tsize|1000|"),
+                                    block(1, full), ack(1), block(2, std::string(488, 'y')), ack(2)});
+    EXPECT_EQ(full + std::string(488, 'y'), directory_.read("largest"));
     play("twice, early, late",
          {write_of("odd|octet|"), ack(0), block(2, full), "", block(0, full), "", block(1, full), ack(1),
           block(1, full), ack(1), block(3, ""), "", block(2, ""), ack(2)});
@@ -457,7 +460,7 @@ TEST_F(TftpServerScript, StoresWholeFilesAlone) {
     while (ombrel_directory_next(directory, &entry) == 1)
         left++;
     ombrel_close_directory(directory);
-    EXPECT_EQ(5u, left) << "folder, new, odd, old and race";
+    EXPECT_EQ(6u, left) << "folder, largest, new, odd, old and race";
 }
 
 TEST_F(TftpServerScript, LimitsTransfersAndWhatForgedRequestsGet) {
