@@ -176,6 +176,23 @@ TEST_F(Ini, ReadsTypes) {
     ombrel_free(list);
 }
 
+TEST_F(Ini, NumbersAtTheEndsOfTheirRangeAreTheNearest) {
+    for (const char* text : {"1e-320", "4.9e-324", "3e-324", "2.5e-324", "2.4e-324", "-1e-325", "9.9e-330",
+                             "1e-331", "-1e-400", "2.2250738585072011e-308", "1.7976931348623158e308"}) {
+        load((std::string("d = ") + text).c_str(), def_ombrel_ini_dialect_plain);
+        double found = 7;
+        EXPECT_EQ(0, ombrel_ini_get_double(ini_, "", "d", &found)) << text;
+        const double wanted = strtod(text, nullptr);
+        EXPECT_EQ(0, memcmp(&wanted, &found, sizeof found)) << text << ": " << found;
+    }
+    for (const char* text : {"1.7976931348623159e308", "-1e309", "1e311"}) {
+        load((std::string("d = ") + text).c_str(), def_ombrel_ini_dialect_plain);
+        double found = 7;
+        EXPECT_EQ(-1, ombrel_ini_get_double(ini_, "", "d", &found)) << text;
+        EXPECT_EQ(def_ombrel_fault_too_large, ombrel_last_fault()) << text;
+    }
+}
+
 TEST_F(Ini, WritesTypesThatReadBackTheSame) {
     for (const uint32_t flags : {def_ombrel_ini_dialect_plain, def_ombrel_ini_dialect_git}) {
         load("", flags);
