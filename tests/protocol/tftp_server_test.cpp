@@ -1,6 +1,7 @@
 #include <ombrel/directory.h>
 #include <ombrel/event_base.h>
 #include <ombrel/fault.h>
+#include <ombrel/file.h>
 #include <ombrel/short_lock.h>
 #include <ombrel/tftp.h>
 #include <ombrel/tftp_server.h>
@@ -15,6 +16,7 @@
 #include "support/descriptor_balance.h"
 #include "support/heap_balance.h"
 #include "support/patience.h"
+#include "support/refused.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
@@ -272,8 +274,8 @@ protected:
     static std::string ack(char number) { return {0, 4, 0, number}; }
     static std::string failed(char code) { return {0, 5, 0, code}; }
 
-    std::string ask(int s, const std::string& what, int port) {
-        socket_address to(AF_INET, "127.0.0.1", port);
+    std::string ask(int s, const std::string& what, int port, const char* host = "127.0.0.1") {
+        socket_address to(strchr(host, ':') != nullptr ? AF_INET6 : AF_INET, host, port);
         ombrel_sendto(s, what.data(), what.size(), to.get(), to.size, 0);
         return take(s);
     }
@@ -501,6 +503,60 @@ TEST_F(TftpServerScript, LimitsTransfersAndWhatForgedRequestsGet) {
     EXPECT_EQ(1u, counts.m_refused);
     EXPECT_EQ(1u, counts.m_stored);
     EXPECT_EQ(2u, counts.m_transfers);
+}
+
+TEST_F(TftpServerScript, CountsANetworkOfIpv6AsOneAddress) {
+    if (!has_ipv6())
+        GTEST_SKIP() << "no IPv6";
+    directory_.write("file", "a");
+    options_.m_address_limit = 1;
+    start("::");
+    const std::string request = read_of("file|octet|"), first = block(1, "a");
+    const owned_socket six = bound(AF_INET6, SOCK_DGRAM), seven = bound(AF_INET6, SOCK_DGRAM),
+                       four = bound(AF_INET, SOCK_DGRAM), five = bound(AF_INET, SOCK_DGRAM);
+    EXPECT_EQ(first, ask(six, request, port_, "::1"));
+    EXPECT_EQ(failed(0), ask(seven, request, port_, "::1"));
+    EXPECT_EQ(first, ask(four, request, port_)) << "though the bits before IPv4's are the same";
+    EXPECT_EQ(failed(0), ask(five, request, port_));
+}
+
+TEST_F(TftpServerScript, StoresNothingUnlessItMay) {
+    options_.m_flags = 0;
+    start();
+    play("a new file", {write_of("new|octet|"), failed(2)});
+    EXPECT_EQ(0, ombrel_file_exists((directory_ / "new").c_str()));
+}
+
+TEST_F(TftpServer, TakesManySmallFilesInARow) {
+    options_.m_transfer_limit = options_.m_address_limit = 2;
+    start();
+    for (int i = 0; i < 8; i++)
+        EXPECT_EQ(0, put(port_, "file" + std::to_string(i), std::to_string(i))) << i;
+    pause();
+    ombrel_tftp_server_counts_t counts;
+    EXPECT_EQ(0, ombrel_tftp_server_get_counts(server_, &counts));
+    EXPECT_EQ(8u, counts.m_stored);
+    EXPECT_EQ(0u, counts.m_failed);
+    EXPECT_EQ("7", directory_.read("file7"));
+}
+
+TEST_F(TftpServer, ListensAtNoMoreAddressesThanItHasRoomFor) {
+    start();
+    pause();
+    for (int i = 1; i < 16; i++)
+        EXPECT_GT(ombrel_tftp_server_listen(server_, "127.0.0.1", 0), 0) << i;
+    for (const char* const address : {"127.0.0.1", "localhost"})
+        expect_refused({[&] { return ombrel_tftp_server_listen(server_, address, 0); }},
+                       def_ombrel_fault_too_large);
+}
+
+TEST_F(TftpServer, IsNotClosedByItsHandler) {
+    options_.m_request_handler = [](ombrel_tftp_server_t* server, const ombrel_tftp_transfer_t*, void*) {
+        expect_refused({[=] { return ombrel_close_tftp_server(server); }}, def_ombrel_fault_busy);
+        return 0;
+    };
+    start();
+    EXPECT_EQ(0, put(port_, "file", "x"));
 }
 
 TEST_F(TftpServerScript, StopsWhenTransfersHaveEndedOrTheirTimeHas) {

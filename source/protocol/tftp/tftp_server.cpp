@@ -34,14 +34,18 @@ void end_event(ombrel_event_t& event) {
         ombrel_unassign_event(&event);
 }
 
+/// Whether it is an address of IPv4 within one of IPv6.
+bool is_mapped(const endpoint& of) {
+    return ombrel_in6addr_is_v4_mapped(&reinterpret_cast<const sockaddr_in6*>(of.get())->sin6_addr) == 1;
+}
+
 /// Whether two clients count as one address: of IPv6 the network's half does.
 bool is_same_client(const endpoint& a, const endpoint& b) {
     constexpr int network_bits = 64;
     if (a.family() != AF_INET6 || b.family() != AF_INET6)
         return ombrel_compare_sockaddr_address(a.get(), b.get()) == 0;
     // Scopes tell how far an address reaches; one that holds an IPv4 address counts as a whole.
-    const auto* const six = reinterpret_cast<const sockaddr_in6*>(a.get());
-    if (ombrel_in6addr_is_v4_mapped(&six->sin6_addr) == 1)
+    if (is_mapped(a) || is_mapped(b))
         return ombrel_compare_sockaddr_address(a.get(), b.get()) == 0;
     endpoint first = a, second = b;
     ombrel_prefix_sockaddr(first.get(), network_bits);
