@@ -112,6 +112,16 @@ TEST_F(Ini, LimitsHold) {
             }
         }
     EXPECT_EQ(0, ombrel_ini_set(ini_, "", "a", "1"));
+    // A section of its own takes three lines: an empty one, its head and the key.
+    for (const size_t lines : {3, 4}) {
+        ombrel_init_ini_options(&options_);
+        options_.m_count_limit = lines;
+        ombrel_close_ini(ini_);
+        ini_ = ombrel_open_ini(&options_);
+        EXPECT_EQ(0, ombrel_ini_load(ini_, "k = 1\n", 6));
+        EXPECT_EQ(lines == 4 ? 0 : -1, ombrel_ini_set(ini_, "a", "k", "1"));
+        EXPECT_EQ(lines == 4 ? "k = 1\n\n[a]\nk = 1\n" : "k = 1\n", text());
+    }
     ombrel_init_ini_options(&options_);
     EXPECT_EQ(16777216u, options_.m_size_limit);
     EXPECT_EQ(1048576u, options_.m_line_limit);
@@ -185,6 +195,21 @@ TEST_F(Ini, NumbersAtTheEndsOfTheirRangeAreTheNearest) {
         const double wanted = strtod(text, nullptr);
         EXPECT_EQ(0, memcmp(&wanted, &found, sizeof found)) << text << ": " << found;
     }
+    // Half between two, and by how little it is more.
+    const std::string half =
+        "1.00000000000000011102230246251565404236316680908203125" + std::string(800, '0');
+    for (const auto& [text, wanted] : {std::pair{half, 1.0}, {half + "1", 1.0 + 0x1p-52}}) {
+        load("d = " + text, def_ombrel_ini_dialect_plain);
+        double found = 7;
+        EXPECT_EQ(0, ombrel_ini_get_double(ini_, "", "d", &found));
+        EXPECT_EQ(wanted, found);
+    }
+    for (const char* text : {"1e", "1e+", "1e-x"}) {
+        load((std::string("d = ") + text).c_str(), def_ombrel_ini_dialect_plain);
+        double found = 7;
+        EXPECT_EQ(-1, ombrel_ini_get_double(ini_, "", "d", &found)) << text;
+        EXPECT_EQ(7, found);
+    }
     for (const char* text : {"1.7976931348623159e308", "-1e309", "1e311"}) {
         load((std::string("d = ") + text).c_str(), def_ombrel_ini_dialect_plain);
         double found = 7;
@@ -249,6 +274,12 @@ TEST_F(Ini, ChangesSectionsAndNames) {
     EXPECT_EQ("# top\n\n# of b\n[b]\nk = 1\nK : 2\n\n[e]\n", text());
     EXPECT_EQ(1, ombrel_ini_is_changed(ini_));
 
+    load("# top\nk = 1\n; of l\nl = 2\n[a]\nk = 3\n");
+    EXPECT_EQ(0, ombrel_ini_delete_section(ini_, "")) << "the keys before all sections";
+    EXPECT_EQ("# top\n; of l\n[a]\nk = 3\n", text());
+    EXPECT_EQ(nullptr, ombrel_ini_get(ini_, "", "k"));
+    EXPECT_EQ(1, ombrel_ini_is_changed(ini_));
+
     // What was deleted kept an indented head from going on with the value before.
     load("k = 1\n[a]\n  [b]\n");
     EXPECT_EQ(-1, ombrel_ini_delete_section(ini_, "a"));
@@ -291,6 +322,14 @@ TEST_F(Ini, IncludesWithinLimits) {
     EXPECT_EQ(0, ombrel_ini_set(ini_, "a", "m", "3")); // behind the include, so it counts
     EXPECT_STREQ("3", ombrel_ini_get(ini_, "a", "m"));
     EXPECT_EQ("[a]\nk = 1\n!include sub/one.ini\nl = 1\nm = 3\n[z]\n", text());
+
+    put("main.ini", "g = 1\n!include sub/one.ini\n");
+    ASSERT_EQ(0, load_main(flags));
+    for (const char* const section : {"", "a"}) {
+        EXPECT_EQ(-1, ombrel_ini_delete_section(ini_, section)) << section;
+        EXPECT_EQ(def_ombrel_fault_access_denied, ombrel_last_fault());
+        EXPECT_EQ("g = 1\n!include sub/one.ini\n", text()) << "not even its own part";
+    }
 
     put("main.ini", ("[a]\n!include " + directory.path() + "/sub/two.ini\n").c_str());
     ASSERT_EQ(0, load_main(flags));
@@ -360,6 +399,14 @@ TEST_F(Ini, KeepsSeveralValuesInOrder) {
     open(def_ombrel_ini_dialect_plain);
     ASSERT_EQ(0, ombrel_ini_load_file(ini_, path.c_str()));
     EXPECT_EQ(stored, text());
+}
+
+TEST_F(Ini, AddsNoSecondValueWhereOneIsAllAKeyHas) {
+    load("[a]\nk = 1\n", def_ombrel_ini_dialect_plain | def_ombrel_ini_single_keys);
+    EXPECT_EQ(-1, ombrel_ini_add(ini_, "a", "k", "2"));
+    EXPECT_EQ(def_ombrel_fault_exists, ombrel_last_fault());
+    EXPECT_EQ(0, ombrel_ini_add(ini_, "a", "l", "2"));
+    EXPECT_EQ("[a]\nk = 1\nl = 2\n", text());
 }
 
 TEST_F(Ini, WalksInOrder) {

@@ -88,15 +88,19 @@ int delete_heads(ini_t& ini, ini_section& section) {
     return 0;
 }
 
+bool is_global_key(const ini_t& ini, const ini_item& item) {
+    return item.kind == ini_kind::key && item.section == &ini.global;
+}
+
+/// All or none of them.
 int delete_global_keys(ini_t& ini) {
-    ini_item* next;
-    for (ini_item* item = ini.head; item != nullptr; item = next) {
+    for (const ini_item* item = ini.head; item != nullptr; item = item->m_next)
+        if (item->is_included && is_global_key(ini, *item))
+            return refuse_ini(ini, def_ombrel_ini_fault_included);
+    for (ini_item *item = ini.head, *next; item != nullptr; item = next) {
         next = item->m_next;
-        if (item->kind == ini_kind::key && item->section == &ini.global) {
-            if (item->is_included)
-                return refuse_ini(ini, def_ombrel_ini_fault_included);
+        if (is_global_key(ini, *item))
             remove_ini_item(ini, *item);
-        }
     }
     ini.version++;
     return 0;

@@ -129,16 +129,6 @@ void free_ini_item(ini_item* item) {
     free_object(item);
 }
 
-bool replace_ini_text(ini_t& ini, ini_item& item, const ini_piece& piece) {
-    char* const block = make_block(ini, piece);
-    if (block == nullptr)
-        return false;
-    ini.size += piece.text.size() - item.size;
-    ombrel_free(item.text);
-    take_shape(item, piece, block);
-    return true;
-}
-
 ini_section* find_ini_section(const ini_t& ini, const char* text, int& reason) {
     reason = def_ombrel_ini_fault_none;
     if (text == nullptr || *text == '\0')

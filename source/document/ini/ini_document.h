@@ -105,9 +105,6 @@ void clear_ini_fault(ini_t& ini);
 ini_item* make_ini_item(const ini_t& ini, const ini_piece& piece);
 void free_ini_item(ini_item* item);
 
-/// Gives the item another text, as a line says it; the item stays where it is. False when memory has run out.
-bool replace_ini_text(ini_t& ini, ini_item& item, const ini_piece& piece);
-
 /// The section of a name, the global one for an empty text. Null with the reason when there is none: none,
 /// not as the dialect has it, no_memory.
 ini_section* find_ini_section(const ini_t& ini, const char* text, int& reason);
