@@ -111,58 +111,6 @@ TEST_F(File, TellsWhatIsThere) {
     EXPECT_EQ(def_ombrel_fault_invalid, fault_of(ombrel_alloc_link_text(file.c_str())));
 }
 
-TEST_F(File, RefusesWhatMakesNoSense) {
-    folder.write("f", "x");
-    const std::string path = at("f");
-    const char* const f = path.c_str();
-    ombrel_file_info_t info;
-    const ombrel_instant_t late{0, 1'000'000'000}, early{0, -1};
-    const opened_file file(path, reads | writes);
-    char byte = 0;
-    const std::function<int64_t()> calls[] = {
-        [&] { return ombrel_get_file_info(nullptr, 0, &info); },
-        [&] { return ombrel_get_file_info("", 0, &info); },
-        [&] { return ombrel_get_file_info(f, 1, &info); },
-        [&] { return ombrel_get_file_info(f, 0, nullptr); },
-        [&] { return ombrel_file_get_info(file.fd, nullptr); },
-        [&] { return ombrel_get_file_kind(nullptr, 0); },
-        [&] { return ombrel_check_file_access(f, 8); },
-        [&] { return ombrel_set_file_mode(f, 010000); },
-        [&] { return ombrel_set_file_times(f, 0, &late, nullptr); },
-        [&] { return ombrel_file_set_times(file.fd, nullptr, &early); },
-        [&] { return ombrel_open_file(f, 0, 0); },
-        [&] { return ombrel_open_file(f, reads | creates, 0); },
-        [&] { return ombrel_open_file(f, reads | def_ombrel_file_truncate, 0); },
-        [&] { return ombrel_open_file(f, reads | 0x80000000u, 0); },
-        [&] { return ombrel_open_file(f, writes | def_ombrel_file_exclusive, 0); },
-        [&] { return ombrel_open_file(nullptr, reads, 0); },
-        [&] { return ombrel_file_read(file.fd, nullptr, 1); },
-        [&] { return ombrel_file_read_all_at(file.fd, &byte, 1, -1); },
-        [&] { return ombrel_file_write_all_at(file.fd, &byte, 1, INT64_MAX); },
-        [&] { return ombrel_file_write(file.fd, nullptr, 1); },
-        [&] { return ombrel_file_seek(file.fd, 0, 3); },
-        [&] { return ombrel_file_seek(file.fd, -1, def_ombrel_file_seek_start); },
-        [&] { return ombrel_file_set_size(file.fd, -1); },
-        [&] { return ombrel_file_lock_region(file.fd, -1, 0, 0, 0); },
-        [&] { return ombrel_file_lock_region(file.fd, 1, INT64_MAX, 0, 0); },
-        [&] { return ombrel_file_unlock_region(file.fd, 0, -1); },
-        [&] { return ombrel_store_file(f, nullptr, 1, 0, 0666); },
-        [&] { return ombrel_store_file(f, "", 0, def_ombrel_file_read, 0666); },
-        [&] { return ombrel_file_store_commit(nullptr); },
-        [&] { return ombrel_file_store_get_descriptor(nullptr); },
-        [&] { return ombrel_copy_file(f, f, 0, nullptr, nullptr); },
-        [&] { return ombrel_copy_file(f, "", 0, nullptr, nullptr); },
-        [&] { return ombrel_move_file(f, "", 0, nullptr, nullptr); },
-        [&] { return ombrel_rename_file("", f, 0); },
-        [&] { return ombrel_get_file_space(f, nullptr); },
-        [&] { return ombrel_open_temporary_file(nullptr, "a/b", nullptr); },
-    };
-    for (size_t i = 0; i < std::size(calls); i++)
-        EXPECT_EQ(def_ombrel_fault_invalid, fault_of(calls[i]())) << "call " << i;
-    EXPECT_EQ("x", folder.read("f"));
-    EXPECT_EQ(0, ombrel_close_file_store(nullptr));
-}
-
 TEST_F(File, OpensAsTheFlagsSay) {
     constexpr uint32_t appends = def_ombrel_file_append, truncates = def_ombrel_file_truncate,
                        exclusive = def_ombrel_file_exclusive;

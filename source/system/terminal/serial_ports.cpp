@@ -6,48 +6,12 @@
 #include "core/heap_ptr.h"
 #include "platform/serial.h"
 #include "system/terminal/terminal_fault.h"
+#include "text/natural_order.h"
 
 using namespace ombrel;
 using namespace ombrel::system;
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-/// A number within a name, without the zeros that it begins with.
-struct name_number {
-    const char* digits;
-    size_t count;
-};
-
-name_number take_number(const char*& name) {
-    while (*name == '0' && is_digit(name[1]))
-        name++;
-    const char* const start = name;
-    while (is_digit(*name))
-        name++;
-    return {start, static_cast<size_t>(name - start)};
-}
-
-/// Numbers in names count by value: ttyS9 stands before ttyS10.
-bool stands_before(const char* a, const char* b) {
-    while (*a != '\0' && *b != '\0') {
-        if (is_digit(*a) && is_digit(*b)) {
-            const name_number x = take_number(a), y = take_number(b);
-            const int order = x.count == y.count ? memcmp(x.digits, y.digits, x.count) : 0;
-            if (x.count != y.count || order != 0)
-                return x.count != y.count ? x.count < y.count : order < 0;
-        } else if (*a != *b) {
-            return static_cast<unsigned char>(*a) < static_cast<unsigned char>(*b);
-        } else {
-            a++;
-            b++;
-        }
-    }
-    return *a == '\0' && *b != '\0';
-}
 
 class port_list {
 public:
@@ -69,7 +33,7 @@ public:
 
     void sort() {
         std::sort(ports_, ports_ + count_,
-                  [](const auto& a, const auto& b) { return stands_before(a.name, b.name); });
+                  [](const auto& a, const auto& b) { return natural_less(a.name, b.name); });
     }
 
     int tell(ombrel_serial_port_handler_t handler, void* context) const {
