@@ -1,5 +1,6 @@
 // Texts of times and durations. Formats are compared with those of GNU's date where its commands are.
 #include <climits>
+#include <functional>
 #include <random>
 #include <string>
 
@@ -386,4 +387,49 @@ TEST(Duration, IsWrittenAndRead) {
 }
 
 } // namespace
+/// With any character of a text another, or one more, it is refused where that stands, or before, and nothing
+/// is received.
+TEST(InstantText, EachCharacterCounts) {
+    struct reader {
+        std::function<int(const char* text, size_t* fault_at)> read;
+        std::vector<const char*> texts;
+    };
+    const ombrel_instant_t kept{5, 6};
+    ombrel_instant_t instant = kept;
+    ombrel_civil_time_t civil{};
+    int64_t nanoseconds = 7;
+    const reader readers[] = {
+        {[&](const char* text, size_t* at) { return ombrel_parse_http_date(text, nullptr, &instant, at); },
+         {"Sun, 06 Nov 1994 08:49:37 GMT", "Sunday, 06-Nov-94 08:49:37 GMT", "Sun Nov  6 08:49:37 1994",
+          "Sun, 06 Nov 1994 08:49:37 +0130", "6 Nov 1994 08:49 UT"}},
+        {[&](const char* text, size_t* at) { return ombrel_parse_iso_time(text, 0, &civil, nullptr, at); },
+         {"2024-07-01T12:30:15.25+01:30", "20240701T123015Z", "2024-W27-1", "2024W271T12",
+          "2024-183T24:00:00"}},
+        {[&](const char* text, size_t* at) {
+             return ombrel_parse_iso_time(text, strict, &civil, nullptr, at);
+         },
+         {"2024-07-01T12:30:15.25+01:30", "2024-07-01t12:30:15z"}},
+        {[&](const char* text, size_t* at) { return ombrel_parse_instant(text, 0, &instant, at); },
+         {"@-1234.5", "2024-07-01 12:30"}},
+        {[&](const char* text, size_t* at) { return ombrel_parse_duration(text, &nanoseconds, at); },
+         {"1 d 02:03:04.5", "26:03", "-1 d 2 h 30 min", "1.5h", "250 ms"}},
+    };
+    for (const reader& one : readers)
+        for (const std::string text : one.texts) {
+            EXPECT_EQ(0, one.read(text.c_str(), nullptr)) << text;
+            instant = kept;
+            nanoseconds = 7;
+            for (size_t at = 0; at <= text.size(); at++) {
+                std::string other = text;
+                other.replace(at, at < text.size() ? 1 : 0, "~");
+                size_t fault_at = 99;
+                EXPECT_EQ(-1, one.read(other.c_str(), &fault_at)) << other;
+                EXPECT_LE(fault_at, at) << other;
+            }
+            EXPECT_EQ(std::make_tuple(5, 6, 7),
+                      std::make_tuple(instant.m_seconds, instant.m_nanoseconds, nanoseconds))
+                << text;
+        }
+}
+
 } // namespace ombrel_test
