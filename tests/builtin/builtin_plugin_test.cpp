@@ -99,6 +99,12 @@ TEST_F(BuiltinPluginTest, AnOptionThatIsNoNumberIsRefused) {
         EXPECT_EQ(ctx_error::invalid, s.error()) << text;
     }
     EXPECT_EQ("-20", s.property("timeout"));
+    EXPECT_EQ(-1, ombrel_ctx_set_env(s.handle(), "size", "1"));
+    EXPECT_EQ(ctx_error::not_found, s.error());
+    EXPECT_EQ(file, s.property("Source"));
+    EXPECT_EQ("application/tuk_stream", s.property("mime_TYPE"));
+    EXPECT_EQ(0, ombrel_ctx_set_env(s.handle(), "timeout", nullptr)) << "the usual one";
+    EXPECT_NE("-20", s.property("timeout"));
 }
 
 TEST_F(BuiltinPluginTest, AWrongRecordIsReportedUnderTheFunctionThatWasCalled) {

@@ -4,6 +4,7 @@
 
 #include "protocol/transfer_server.h"
 #include "stream_support.h"
+#include "support/error_output.h"
 
 using namespace ombrel_test;
 
@@ -87,9 +88,12 @@ TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     EXPECT_EQ(10, writer.seek(10));
     EXPECT_EQ(2, writer.write("is"));
     EXPECT_EQ("12", writer.property("position"));
+    EXPECT_EQ(0, ombrel_ctx_sync(writer.handle()));
     EXPECT_EQ(0, writer.close());
     stream appender(source, "a", {{"timeout", "60000"}});
     EXPECT_EQ(3, appender.write("end"));
+    EXPECT_EQ(-1, appender.seek(0)) << "it has a place of its own";
+    EXPECT_EQ(ctx_error::not_supported, appender.error());
     EXPECT_EQ(0, appender.close());
     const std::string expected = std::string(bytes).replace(10, 2, "is") + "end";
     EXPECT_EQ(expected, server.directory.read("a file"));
@@ -104,6 +108,10 @@ TEST_F(RemoteFileTest, AnFtpStreamWritesSeeksAndReads) {
     EXPECT_EQ(2999993, reader.seek(-10, def_ombrel_ctx_seek_current));
     EXPECT_EQ(expected.substr(2999993), reader.read_to_end());
     EXPECT_EQ(-1, reader.seek(-1));
+    EXPECT_EQ(ctx_error::invalid, reader.error());
+    EXPECT_EQ(-1, reader.seek(0, 3));
+    EXPECT_EQ(-1, reader.seek(INT64_MAX, def_ombrel_ctx_seek_end));
+    EXPECT_EQ(ctx_error::invalid, reader.error());
     EXPECT_EQ(0, ombrel_ctx_rewind(reader.handle()));
     EXPECT_EQ(expected, reader.read_to_end());
     EXPECT_EQ(0, reader.close());
@@ -135,12 +143,28 @@ TEST_F(RemoteFileTest, FailuresHaveTheirErrors) {
         {ctx_error::invalid,
          texts(ftp + "file%0d%0aDELE%20file", ftp + "file;type=a", tftp + std::string(600, 'x'))},
         {ctx_error::invalid, texts(ftp + "file"), "r+"},
+        {ctx_error::invalid, texts(ftp + "file"), "a", {{"offset", "1"}}},
         {ctx_error::invalid, texts(tftp), "a"},
         {ctx_error::syntax, texts(ftp, "ftp:///file")},
         {ctx_error::refused, texts(url("ftp", own_port(deaf), "file"))},
         {ctx_error::timed_out, texts(tftp), "r", {{"interval", "1"}, {"tries", "2"}}}};
     for (const refused_sources& each : cases)
         each.expect();
+    const error_output output;
+    stream(ftp + "missing", "r", {{"verbose", "1"}});
+    EXPECT_NE(std::string::npos, output.text().find("transfer failed ! (url=\"\x1b[1;32m" + ftp +
+                                                    "missing\x1b[0m\", code=550, \""));
+    stream unread(ftp + "file;type=i", "r");
+    ASSERT_TRUE(unread.is_open()) << "the usual type by its name";
+    ombrel_stream_size_t size{};
+    EXPECT_EQ(-1, ombrel_ctx_control(unread.handle(), def_ombrel_stream_control_get_exit_status, &size,
+                                     sizeof size));
+    EXPECT_EQ(ctx_error::not_supported, unread.error());
+    EXPECT_EQ("x", unread.read());
+    for (const char* const name : {"a;b", "a;typex"}) { // no parameter, but a part of the name
+        server.directory.write(name, name);
+        EXPECT_EQ(name, stream(ftp + name, "r").read()) << name;
+    }
     EXPECT_EQ("x", server.directory.read("file"));
 }
 

@@ -142,6 +142,13 @@ TEST_F(FileStreamTest, LargeFilesHave64BitPositions) {
     ombrel_stream_size_t size{2};
     EXPECT_EQ(0, ombrel_ctx_xcontrol(s.handle(), "SET_SIZE", &size, sizeof size));
     EXPECT_EQ("2", s.property("size"));
+    EXPECT_TRUE(s.is_writable() && s.is_readable());
+    ombrel_stream_size_t wanted{UINT64_MAX};
+    EXPECT_EQ(-1, ombrel_ctx_control(s.handle(), def_ombrel_stream_control_set_size, &wanted, sizeof wanted));
+    EXPECT_EQ(ctx_error::invalid, s.error());
+    EXPECT_EQ(1, ombrel_ctx_get_env(s.handle(), "size", nullptr, 0)) << "the length alone";
+    EXPECT_EQ(-1, ombrel_ctx_get_env(s.handle(), "size", nullptr, 2));
+    EXPECT_EQ(ctx_error::invalid, s.error());
 }
 
 TEST_F(FileStreamTest, DescriptorsAreTakenOverOrCopied) {

@@ -38,6 +38,7 @@ TEST_F(TcpStreamTest, TwoStreamsTalk) {
         EXPECT_EQ(4, client.write("ping"));
         EXPECT_TRUE(server.is_readable());
         EXPECT_EQ("ping", server.read());
+        EXPECT_EQ(0, ombrel_ctx_sync(client.handle()));
         EXPECT_EQ(client.property("local"), server.property("peer"));
         EXPECT_EQ(url("", host, port_of(server)), client.property("peer"));
         EXPECT_EQ(0, client.close_write());
@@ -92,7 +93,8 @@ TEST_F(TcpStreamTest, RefusalsSayWhy) {
         {ctx_error::invalid, texts("tcp://192.0.2.1:0"), "r", {{"listen", "1"}}},
         {ctx_error::unknown_host, texts("tcp://[1:2:3]:80", "udp://[1:2:3]:80")},
         {ctx_error::syntax, texts("tcp://127.0.0.1", "tcp://127.0.0.1:0", "tcp://:80",
-                                  "tcp://127.0.0.1:65536", "tcp:127.0.0.1:80", "udp://127.0.0.1")}};
+                                  "tcp://127.0.0.1:65536", "tcp:127.0.0.1:80", "udp://127.0.0.1")},
+        {ctx_error::syntax, texts("tcp://127.0.0.1"), "r", {{"listen", "1"}}}};
     for (const refused_sources& each : cases)
         each.expect();
     const error_output output;
@@ -108,6 +110,12 @@ TEST_F(UdpStreamTest, SendsDatagramsAndRefusesToReadThem) {
     EXPECT_TRUE(s.is_writable());
     EXPECT_EQ(4, s.write("tick"));
     EXPECT_EQ(3, s.write("tac"));
+    EXPECT_EQ(0, ombrel_ctx_sync(s.handle()));
+    ombrel_stream_address_t peer{};
+    constexpr uint32_t get_peer = def_ombrel_stream_control_get_peer_address;
+    EXPECT_EQ(0, ombrel_ctx_control(s.handle(), get_peer, &peer, sizeof peer));
+    EXPECT_STREQ("127.0.0.1", peer.m_address);
+    EXPECT_EQ(own_port(receiver), peer.m_port);
     char text[16];
     EXPECT_EQ(4, ombrel_recv(receiver, text, sizeof text, patience_ms));
     EXPECT_EQ(3, ombrel_recv(receiver, text, sizeof text, patience_ms));

@@ -27,6 +27,7 @@ TEST_F(PipeStreamTest, TalksBothWays) {
     const std::string much(200000, 'x');
     EXPECT_EQ(5, s.write("hello"));
     EXPECT_TRUE(s.is_writable());
+    EXPECT_EQ(0, ombrel_ctx_sync(s.handle()));
     EXPECT_EQ(0, s.close_write());
     EXPECT_TRUE(s.is_readable());
     EXPECT_EQ("hello", s.read_to_end());

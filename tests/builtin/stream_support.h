@@ -37,12 +37,17 @@ public:
             ombrel_ctx_set_option(handle_, one.first, one.second);
         is_open_ = ombrel_open_ctx(handle_, mime_type) == 0;
     }
-    ~stream() { ombrel_destroy_ctx(handle_); }
+    ~stream() {
+        if (is_open_ && !is_closed_) {
+            EXPECT_EQ(0, ombrel_close_ctx(handle_)) << "a stream nobody closed before";
+        }
+        ombrel_destroy_ctx(handle_);
+    }
 
     int handle() const { return handle_; }
     bool is_open() const { return is_open_; }
     int error() const { return ombrel_ctx_get_last_error(handle_); }
-    int close() { return ombrel_close_ctx(handle_); }
+    int close() { return is_closed_ = true, ombrel_close_ctx(handle_); }
 
     int write(const std::string& text) { return ombrel_ctx_write(handle_, text.data(), text.size()); }
     /// One read.
@@ -75,6 +80,7 @@ public:
 private:
     int handle_;
     bool is_open_ = false;
+    bool is_closed_ = false;
 };
 
 /// Sources that are refused for a reason.

@@ -1,6 +1,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <curl/curl.h>
+#include <dlfcn.h>
+
+#include <ombrel/download.h>
+#include <ombrel/fault.h>
 #include <ombrel/global_break.h>
 #include <ombrel/heap.h>
 #include <ombrel/plugin_curl.h>
@@ -9,6 +14,26 @@
 #include "plugins/plugin_support.h"
 #include "protocol/transfer_server.h"
 #include "support/capture.h"
+#include "support/scratch_directory.h"
+
+namespace {
+
+/// The certificates that every request trusts while it is set, as it would those of the machine.
+const char* trusted = nullptr;
+
+template<typename Function>
+Function* of_libcurl(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(dlopen("libcurl.so.4", RTLD_LAZY | RTLD_NOLOAD), name));
+}
+
+} // namespace
+
+// The plug-in calls this one, as the program stands before the libraries.
+CURLMcode curl_multi_add_handle(CURLM* multi, CURL* easy) {
+    if (trusted != nullptr)
+        of_libcurl<decltype(curl_easy_setopt)>("curl_easy_setopt")(easy, CURLOPT_CAINFO, trusted);
+    return of_libcurl<decltype(curl_multi_add_handle)>("curl_multi_add_handle")(multi, easy);
+}
 
 namespace ombrel_test {
 namespace {
@@ -262,6 +287,85 @@ TEST_F(CurlPlugin, TellsWhatHappens) {
     const std::string told = errors.text();
     for (const char* line : {"curl: > GET /bytes/9000 HTTP/1.1\n", "curl: < HTTP/1.1 200 OK\n"})
         EXPECT_NE(told.find(line), told.npos) << told;
+}
+
+class SafeDownload : public CurlPlugin {
+protected:
+    SafeDownload() {
+        trusted = OMBREL_TEST_CERTIFICATE;
+        ombrel_init_download_options(&options_);
+        options_.m_first_pause_ms = 1;
+    }
+    ~SafeDownload() override { trusted = nullptr; }
+
+    int fetch(const std::string& uri) {
+        return ombrel_download_file(uri.c_str(), (folder_ / "to").c_str(), &options_, &result_);
+    }
+    std::string fetched() const { return folder_.read("to"); }
+
+    scratch_directory folder_;
+    ombrel_download_options_t options_;
+    ombrel_download_result_t result_;
+};
+
+TEST_F(SafeDownload, GoesOnWhereItBroke) {
+    ASSERT_EQ(0, fetch(server().secure_url("bytes/100000"))) << result_.m_error.m_text;
+    EXPECT_EQ(body_of(100000), fetched());
+    EXPECT_EQ(100000, result_.m_total);
+    ASSERT_EQ(0, fetch(server().secure_url("chunked/5000"))) << result_.m_error.m_text;
+    EXPECT_EQ(body_of(5000), fetched());
+    ASSERT_EQ(0, fetch(server().secure_url("broken/300001"))) << result_.m_error.m_text;
+    EXPECT_EQ(body_of(300001), fetched());
+    EXPECT_EQ(2, result_.m_attempts);
+}
+
+TEST_F(SafeDownload, FollowsFromServerToServer) {
+    const auto by_way_of = [](const std::string& first, const std::string& next) { return first + next; };
+    const std::string here = server().secure_url("bytes/70"), away = server().secure_url("away/");
+    ASSERT_EQ(0, fetch(by_way_of(server().url("away/"), here))) << result_.m_error.m_text;
+    EXPECT_EQ(body_of(70), fetched());
+    ASSERT_EQ(0, fetch(by_way_of(away, here))) << result_.m_error.m_text;
+    options_.m_redirect_limit = 0;
+    EXPECT_EQ(-1, fetch(by_way_of(away, here)));
+    EXPECT_EQ(def_ombrel_fault_link_loop, ombrel_last_fault());
+}
+
+TEST_F(SafeDownload, ALogInIsForItsOwnServerAlone) {
+    const auto with_login = [](std::string uri) { return uri.insert(uri.find("//") + 2, "user:secret@"); };
+    const std::string safe = server().secure_url("guarded/"), plain = server().url("guarded/"),
+                      from_safe = server().secure_url("away/"), from_plain = server().url("away/");
+    const std::string by_name = "http://localhost" + plain.substr(strlen("http://127.0.0.1"));
+    for (const auto& [uri, is_let_in] : {std::pair{safe, true},
+                                         {plain, true},
+                                         {from_safe + safe, true},
+                                         {from_plain + plain, true},
+                                         {from_plain + safe, false},
+                                         {from_plain + by_name, false}}) {
+        EXPECT_EQ(is_let_in ? 0 : -1, fetch(with_login(uri))) << uri << result_.m_error.m_text;
+        EXPECT_EQ(is_let_in ? 0 : 401, result_.m_error.m_peer_code);
+        EXPECT_EQ(is_let_in, fetched().find("Authorization: Basic dXNlcjpzZWNyZXQ=") != std::string::npos);
+        folder_.write("to", "");
+    }
+}
+
+TEST_F(SafeDownload, FailuresSayWhy) {
+    folder_.write("to", "old");
+    const struct {
+        const char* path;
+        int fault, peer_code;
+    } cases[] = {{"status/404", def_ombrel_fault_not_found, 404},
+                 {"status/403", def_ombrel_fault_access_denied, 403},
+                 {"cut", def_ombrel_fault_reset, 0}};
+    options_.m_retry_limit = 0;
+    for (const auto& test : cases) {
+        EXPECT_EQ(-1, fetch(server().secure_url(test.path))) << test.path;
+        EXPECT_EQ(test.fault, ombrel_last_fault()) << test.path << result_.m_error.m_text;
+        EXPECT_EQ(test.peer_code, result_.m_error.m_peer_code) << test.path;
+    }
+    trusted = nullptr;
+    EXPECT_EQ(-1, fetch(server().secure_url("bytes/1")));
+    EXPECT_EQ(def_ombrel_fault_access_denied, ombrel_last_fault()) << result_.m_error.m_text;
+    EXPECT_EQ("old", fetched());
 }
 
 TEST_F(CurlPlugin, ServesTheSimpleGet) {

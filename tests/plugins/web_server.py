@@ -52,8 +52,30 @@ class Handler(BaseHTTPRequestHandler):
     def get_redirect(self, target):
         self.answer(302, b"elsewhere", Location="/" + target)
 
+    def get_away(self, uri):
+        self.answer(302, b"elsewhere", Location=uri)
+
+    def get_broken(self, size):
+        """Half of it; the rest to who asks for it by the right tag."""
+        body = body_of(int(size))
+        _, _, begin = self.headers.get("Range", "").partition("bytes=")
+        if begin == f"{len(body) // 2}-" and self.headers["If-Range"] == '"1"':
+            rest = body[len(body) // 2:]
+            return self.answer(206, rest, ETag='"1"', Content_Range=f"bytes {begin}{len(body) - 1}/{len(body)}")
+        self.send_response(200)
+        self.send_header("Content-Length", len(body))
+        self.send_header("ETag", '"1"')
+        self.end_headers()
+        self.wfile.write(body[:len(body) // 2])
+        self.close_connection = True
+
     def get_echo(self, _):
         self.answer(200, str(self.headers).encode())
+
+    def get_guarded(self, _):
+        if "Authorization" in self.headers:
+            return self.get_echo(_)
+        self.answer(401, b"who?", WWW_Authenticate='Basic realm="tests"')
 
     def get_stall(self, _):
         self.send_response(200)
