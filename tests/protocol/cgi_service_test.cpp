@@ -7,6 +7,7 @@
 
 #include "protocol/cgi/cgi_head.h"
 #include "protocol/http_dialogue.h"
+#include "support/descriptor_shortage.h"
 #include "support/scratch_directory.h"
 
 using namespace ombrel_test;
@@ -119,6 +120,45 @@ TEST_F(CgiService, AnswersWhatProgramsSay) {
         EXPECT_EQ("403 close 403 Forbidden\n", get(target));
     program("broken", "", "#!/no/such/shell\n");
     EXPECT_EQ("404 close 404 Not Found\n", get("/cgi/broken"));
+}
+
+TEST_F(CgiService, SaysWhyNoProgramStarts) {
+    const std::string large = "LARGE=" + std::string(200'000, 'x');
+    const char* const more[] = {large.c_str(), nullptr};
+    programs_.m_environment = more;
+    programs_.m_body_limit = 3;
+    open_programs();
+    program("plain", "printf 'A: b\\n\\n'");
+    EXPECT_EQ("500 close 500 Internal Server Error\n", get("/cgi/plain"))
+        << "more than a process may be given";
+    const auto post = [&](const std::string& framing) {
+        return in_short(talk("POST /cgi/plain HTTP/1.1\r\nHost: h\r\nConnection: close\r\n" + framing));
+    };
+    EXPECT_EQ("413 close", post("Content-Length: 4\r\n\r\nabcd").substr(0, 9));
+    EXPECT_EQ("500 close", post("Content-Length: 3\r\n\r\nabc").substr(0, 9));
+    EXPECT_EQ("413 close", post("Transfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n0\r\n\r\n").substr(0, 9));
+    const owned_socket s = connect();
+    const descriptor_shortage shortage;
+    say(s, "GET /cgi/plain HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    EXPECT_EQ("503 close 503 Service Unavailable\n", in_short(hear(s)));
+}
+
+TEST_F(CgiService, ASlowClientKeepsItsProgramWaiting) {
+    programs_.m_progress_ms = 100; // of the program, which can do nothing about its client
+    open_programs();
+    program("counts", "printf 'X: y\\n\\n'; seq 4000000; echo done >done");
+    const owned_socket s = connect();
+    say(s, "GET /cgi/counts HTTP/1.0\r\n\r\n");
+    const auto later = std::chrono::steady_clock::now() + std::chrono::milliseconds(400);
+    turn_until([=] { return std::chrono::steady_clock::now() > later; });
+    EXPECT_EQ("", folder_.read("done"));
+    std::string expected;
+    for (int i = 1; i <= 4'000'000; i++)
+        expected += std::to_string(i) + "\n";
+    const std::string heard = hear(s);
+    EXPECT_EQ(expected.size(), heard.size() - heard.find("\r\n\r\n") - 4);
+    EXPECT_TRUE(heard.ends_with(expected));
+    EXPECT_TRUE(is_quiet());
 }
 
 TEST_F(CgiService, TellsTheRequestAndNothingElse) {
@@ -274,11 +314,26 @@ int run_own(ombrel_http_exchange_t* exchange, void* context) {
                                   "");
 }
 
+int run_own_for_known(ombrel_http_exchange_t* exchange, void* context) {
+    EXPECT_EQ(0, ombrel_http_exchange_set_user(exchange, "ann"));
+    return run_own(exchange, context);
+}
+
+std::string after_head(const std::string& answer) {
+    return answer.substr(answer.find("\r\n\r\n") + 4);
+}
+
 TEST_F(CgiService, RunsOneProgramOfChoice) {
     open_programs();
     program("own", "printf 'Content-Length: %d\\n\\n%s' ${#SCRIPT_NAME} $SCRIPT_NAME");
     streamed_route("GET", "/mine", run_own, service_);
     EXPECT_EQ("200 close /own", get("/mine?" + folder_.path()));
+    program("own", "printf 'X: y\\n\\n%s %s %s' $SERVER_NAME $AUTH_TYPE $REMOTE_USER");
+    streamed_route("GET", "/known", run_own_for_known, service_);
+    const std::string target = "GET /known?" + folder_.path();
+    EXPECT_EQ("127.0.0.1 Basic ann",
+              after_head(talk(target + " HTTP/1.0\r\nAuthorization: Basic x\r\n\r\n")));
+    EXPECT_EQ("127.0.0.1  ", after_head(talk(target + " HTTP/1.0\r\n\r\n"))) << "a name alone proves nothing";
     EXPECT_TRUE(is_quiet());
 }
 

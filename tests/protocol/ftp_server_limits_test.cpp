@@ -125,9 +125,21 @@ TEST_F(FtpServerLimits, KeepsItsLimits) {
     for (int second = 0; second < 20 && got.size() < 700; second++) { // 200 at a time, as no more may pile up
         travel.skip_seconds(1);
         got += hear(from, [](const std::string& heard) { return heard.size() >= 200; });
+        for (int i = 0; i < 100; i++)
+            turn();
     }
     EXPECT_EQ(700u, got.size());
     EXPECT_EQ("226", codes_of(answer(idle)));
+    {
+        const owned_socket to = data(idle);
+        EXPECT_EQ("150", ask(idle, "STOR up"));
+        EXPECT_EQ(700, ombrel_send(to, got.data(), got.size(), 10000));
+    }
+    for (int second = 0; second < 4; second++, travel.skip_seconds(1))
+        for (int i = 0; i < 100; i++)
+            turn();
+    EXPECT_EQ("226", codes_of(answer(idle)));
+    EXPECT_EQ(got, top_.read("root/up"));
     travel.skip_seconds(10001);
     EXPECT_EQ("421", codes_of(hear_all(silent)));
     travel.skip_seconds(20001);

@@ -1,6 +1,8 @@
+#include <ombrel/file.h>
 #include <ombrel/ftp_server.h>
 
 #if !defined(_WIN32)
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -283,6 +285,50 @@ TEST_F(FtpServer, KnowsHowDataAreToGo) {
     EXPECT_NE(std::string::npos, told.find("," + std::to_string(options_.m_first_passive_port / 256) + ","));
     EXPECT_EQ("425", ask(s, "EPSV")) << "the only port is taken";
 }
+
+TEST_F(FtpServer, SaysWhatItDoesNot) {
+    options_.m_flags = def_ombrel_ftp_server_passive_only;
+    open();
+    top_.write("root/file", "12345");
+    const int port6 = ombrel_ftp_server_listen(server_, "::1", 0);
+    const owned_socket s = logged_in();
+    const std::string deep(600, 'd');
+    for (const auto& [line, code] : {std::pair<std::string, const char*>{"PORT 127,0,0,1,200,7", "502"},
+                                     {"EPRT |1|127.0.0.1|40000|", "502"},
+                                     {"RNTO x", "503"},
+                                     {"MKD " + deep + "/" + deep, "550"},
+                                     {"\xff\xfd\x06NOOP", "200"}, // an option of Telnet
+                                     {"\xff\xf1NOOP", "200"}})
+        EXPECT_EQ(code, ask(s, line)) << line;
+#if !defined(_WIN32) // where names are texts
+    EXPECT_EQ("257", ask(s, "MKD \xff\xff"));
+    EXPECT_EQ(1, ombrel_file_exists((top_ / "root/\xff").c_str()));
+#endif
+    ASSERT_EQ("350", ask(s, "REST 2"));
+    ASSERT_EQ("200", ask(s, "TYPE A"));
+    EXPECT_EQ("504", ask(s, "REST 2"));
+    EXPECT_EQ("504", fetch(s, "RETR file"));
+    if (port6 > 0) {
+        const owned_socket six(ombrel_open_connect_socket("::1", port6, 10000));
+        EXPECT_EQ("220 331 230 425 229",
+                  (say(six, "USER ann\r\nPASS pw\r\nPASV\r\nEPSV\r\n"), codes_of(answer(six, 5))));
+    }
+    const ombrel_ftp_account_t again{"ann", "", "/", 7};
+    EXPECT_EQ(-1, ombrel_ftp_server_add_account(server_, &again));
+}
+
+#if !defined(_WIN32)
+TEST_F(FtpServer, ShowsWhatRunsAsOthers) {
+    open();
+    const owned_socket s = logged_in();
+    for (const auto& [mode, letters] :
+         {std::pair{07777, "rwsrwsrwt"}, {07644, "rwSr-Sr-T"}, {0600, "rw-------"}}) {
+        top_.write("root/file", "");
+        ASSERT_EQ(0, chmod((top_ / "root/file").c_str(), static_cast<mode_t>(mode)));
+        EXPECT_EQ(letters, fetch(s, "LIST file").substr(9, 9));
+    }
+}
+#endif
 
 TEST_F(FtpServer, MovesFilesBothWays) {
     open();

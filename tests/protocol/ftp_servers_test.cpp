@@ -84,6 +84,8 @@ protected:
         EXPECT_EQ(0, ombrel_ftp_download(ftp_, "x y", (here_ / "down").c_str(), def_ombrel_ftp_resume))
             << why();
         EXPECT_EQ(whole, here_.read("down"));
+        go_on_with("x y", whole);
+        EXPECT_EQ(whole, directory.read(QUOTED "/x y"));
         EXPECT_EQ(0, ombrel_ftp_make_directory(ftp_, "sub")) << why();
         EXPECT_EQ("dsub|fx y:" + std::to_string(whole.size()) + "|", listed(def_ombrel_ftp_list_best))
             << why();
@@ -99,6 +101,32 @@ protected:
         EXPECT_EQ(-1, ombrel_ftp_remove_file(ftp_, "none"));
         EXPECT_EQ(def_ombrel_fault_not_found, ombrel_last_fault());
         EXPECT_EQ(0, ombrel_ftp_remove_directory(ftp_, "sub")) << why();
+    }
+
+    /// Both ways, with what is there being whole, a part, and of another, longer file; or nothing.
+    void go_on_with(const char* name, const std::string& whole) {
+        const std::string here = here_ / "again", longer = whole + "more";
+        const auto store = [&](const std::string& text) {
+            here_.write("again", text);
+            EXPECT_EQ(0, ombrel_ftp_upload(ftp_, here.c_str(), name, def_ombrel_ftp_resume)) << why();
+        };
+        const auto fetch_over = [&](const std::string& text) {
+            here_.write("again", text);
+            EXPECT_EQ(0, ombrel_ftp_download(ftp_, name, here.c_str(), def_ombrel_ftp_resume)) << why();
+            return here_.read("again");
+        };
+        std::string other(whole.size(), 'y');
+        EXPECT_EQ(other, fetch_over(other)) << "of the same size";
+        EXPECT_EQ(whole, fetch_over(longer));
+        EXPECT_EQ(whole, fetch_over(""));
+        store(other);
+        EXPECT_EQ(whole, fetch_over("")) << "nothing was sent";
+        store(longer);
+        EXPECT_EQ(longer, fetch_over(""));
+        store(other.substr(1)); // shorter than what is there
+        EXPECT_EQ(other.substr(1), fetch_over(""));
+        EXPECT_EQ(0, ombrel_ftp_remove_file(ftp_, name)) << why();
+        store(whole);
     }
 
     void break_off(const scratch_directory& directory) {
@@ -187,6 +215,39 @@ TEST_F(FtpServers, OwnOneIsUsed) {
         date_large();
         EXPECT_EQ(0, ombrel_ftp_disconnect(ftp_));
     }
+}
+
+/// The files of this host; the session is as good as before.
+TEST_F(FtpServers, FilesHereMayFail) {
+    const own_ftp_server server;
+    const std::string none = here_ / "none", below = here_ / "none/such";
+    here_.write("up", varied_bytes(300000));
+    server.directory.write("down", varied_bytes(300000));
+    ASSERT_TRUE(open("127.0.0.1", server.port(), 0, "me", "word")) << why();
+    struct failure {
+        int result, fault;
+        const char* text;
+    };
+    const auto expect = [&](const failure& expected, int result) {
+        EXPECT_EQ(expected.result, result);
+        EXPECT_EQ(expected.fault, ombrel_last_fault());
+        EXPECT_EQ(expected.fault, ombrel_ftp_get_error(ftp_)->m_fault);
+        EXPECT_STREQ(expected.text, why());
+        EXPECT_EQ(200, ombrel_ftp_command(ftp_, "NOOP", nullptr)) << why();
+    };
+    const char* const unwritten = "the file could not be written";
+    for (const uint32_t flags : {uint32_t{0}, def_ombrel_ftp_text, def_ombrel_ftp_resume}) {
+        expect({-1, def_ombrel_fault_not_found, "the file could not be opened"},
+               ombrel_ftp_upload(ftp_, none.c_str(), "up", flags));
+        expect({-1, def_ombrel_fault_not_found, unwritten},
+               ombrel_ftp_download(ftp_, "down", below.c_str(), flags));
+    }
+#if defined(__linux__)
+    expect({-1, def_ombrel_fault_input_output, "the file could not be read"},
+           ombrel_ftp_upload(ftp_, "/proc/self/mem", "up", 0));
+#endif
+    EXPECT_EQ(0, ombrel_ftp_upload(ftp_, (here_ / "up").c_str(), "up", 0)) << why();
+    EXPECT_EQ(varied_bytes(300000), server.directory.read("up"));
 }
 
 TEST_F(FtpServers, PyftpdlibIsUsed) {

@@ -7,6 +7,7 @@
 
 #include <ombrel/event_base.h>
 #include <ombrel/fault.h>
+#include <ombrel/file.h>
 #include <ombrel/heap.h>
 
 #include "protocol/scripted_http_server.h"
@@ -14,6 +15,7 @@
 #include "support/fake_names.h"
 #include "support/heap_balance.h"
 #include "support/patience.h"
+#include "support/refused.h"
 #include "support/threads.h"
 
 namespace ombrel_test {
@@ -91,6 +93,18 @@ protected:
         memset(buffer, 'a', static_cast<size_t>(count));
         self.left_ -= count;
         return count;
+    }
+    /// Gives as much as there is room for, by the place in the whole.
+    static int64_t give_places(ombrel_http_call_t*, void* buffer, size_t size, void* context) {
+        auto& self = *static_cast<HttpClient*>(context);
+        const auto count = std::min<int64_t>(self.left_, static_cast<int64_t>(size));
+        for (int64_t i = 0; i < count; i++)
+            static_cast<char*>(buffer)[i] = static_cast<char>(self.left_-- * 7 % 251);
+        return count;
+    }
+    static int note_head(ombrel_http_call_t*, void* context) {
+        static_cast<HttpClient*>(context)->outcome_ += "head|";
+        return 0;
     }
     static int give_again(ombrel_http_call_t*, void* context) {
         static_cast<HttpClient*>(context)->left_ = 20'000;
@@ -268,6 +282,35 @@ TEST_F(HttpClient, FollowsRedirects) {
     }
 }
 
+TEST_F(HttpClient, AForwardingPageIsNotReadForEver) {
+    scripted_http_server server(
+        {ASK "HTTP/1.1 302 x\r\nLocation: /\r\nContent-Length: 999999999\r\n\r\n" FOREVER "0123456789",
+         ASK HELLO STAY});
+    EXPECT_EQ("200 hello", ask(server.uri("/first")));
+    ombrel_http_client_drop_idle(client());
+}
+
+TEST_F(HttpClient, ForgetsTheLogInOfLongAgo) {
+    std::string script =
+        ASK "HTTP/1.1 401 x\r\nWWW-Authenticate: Basic realm=\"a\"\r\nContent-Length: 0\r\n\r\n";
+    for (int i = 0; i < 68; i++)
+        script += ASK HELLO;
+    scripted_http_server server({script + STAY});
+    request_.m_flags = def_ombrel_http_client_basic;
+    const auto is_signed = [&](int user) {
+        EXPECT_EQ("200 hello", ask("http://u" + std::to_string(user) + ":p@" + server.uri().substr(7)));
+        const std::string all = server.requests();
+        return all.find("Authorization: ", all.rfind('|')) != std::string::npos;
+    };
+    EXPECT_TRUE(is_signed(0)) << "asked for it";
+    for (int user = 1; user < 64; user++)
+        EXPECT_FALSE(is_signed(user));
+    EXPECT_TRUE(is_signed(0)) << "as it was asked for before";
+    EXPECT_FALSE(is_signed(64)) << "in the place of the first of the others";
+    EXPECT_TRUE(is_signed(0));
+    ombrel_http_client_drop_idle(client());
+}
+
 TEST_F(HttpClient, KeepsWhatIsForAProxyFromOtherOrigins) {
     const ombrel_http_client_field_t field = {"Proxy-Authorization", "p"};
     request_.m_fields = &field;
@@ -317,6 +360,64 @@ TEST_F(HttpClient, SendsBodies) {
             const std::string sent = last_of(server.requests());
             EXPECT_EQ(size, std::count(sent.begin(), sent.end(), 'a')) << status;
         }
+    }
+}
+
+/// The body of the last request, which came in chunks.
+std::string joined_chunks(const std::string& request) {
+    std::string body;
+    size_t at = request.rfind("\r\n\r\n", request.size() - 5) + 4;
+    for (size_t size; (size = std::stoul(request.substr(at, 9), nullptr, 16)) != 0; at += size + 2) {
+        at = request.find("\r\n", at) + 2;
+        body.append(request, at, size);
+    }
+    return body;
+}
+
+TEST_F(HttpClient, WaitsForAServerThatReadsSlowly) {
+    std::string body(8'000'000, '\0');
+    left_ = 8'000'000;
+    give_places(nullptr, body.data(), body.size(), this);
+    const struct {
+        const char* script;
+        int64_t length;
+        const char* expected;
+    } cases[] = {
+        {LATE ASK HELLO STAY, 8'000'000, "200 hello"},
+        {LATE ASK HELLO STAY, -1, "200 hello"},
+        // Who has refused will not read on.
+        {LATE "HTTP/1.1 413 x\r\nContent-Length: 5\r\n\r\nhello" DEAF, 8'000'000, "413 hello"},
+        {LATE RESET, -1, "broken off"},
+    };
+    for (const auto& [script, length, expected] : cases) {
+        scripted_http_server server({script});
+        request_.m_method = "PUT";
+        request_.m_body_length = length;
+        request_.m_body_handler = give_places;
+        left_ = 8'000'000;
+        const std::string outcome = ask(server.uri());
+        // Who learns of it in sending reads an end afterwards.
+        const bool is_broken = outcome == "closed" || outcome == broken_off;
+        EXPECT_EQ(expected, is_broken ? "broken off" : outcome) << length;
+        ombrel_http_client_drop_idle(client());
+        if (std::string_view(script).ends_with(STAY)) {
+            const std::string sent = server.requests();
+            EXPECT_EQ(body, length < 0 ? joined_chunks(sent) : sent.substr(sent.find("\r\n\r\n") + 4));
+        }
+    }
+}
+
+TEST_F(HttpClient, ABodyThatCannotBeHadEndsTheCall) {
+    scripted_http_server server({ASK STAY});
+    request_.m_method = "PUT";
+    const std::pair<const char*, decltype(request_.m_body_handler)> cases[] = {
+        {"invalid", [](auto, auto, auto, auto) { return int64_t{-1}; }},
+        {"not_found", [](auto, auto, auto, auto) { return int64_t{ombrel_remove_file("none/such")}; }},
+        {"invalid", [](auto, auto, size_t size, auto) { return static_cast<int64_t>(size) + 1; }},
+    };
+    for (const auto& [expected, handler] : cases) {
+        request_.m_body_handler = handler;
+        EXPECT_EQ(expected, ask(server.uri()));
     }
 }
 
@@ -397,6 +498,20 @@ TEST_F(HttpClient, WaitsForConnectionsInTurn) {
     ombrel_http_client_drop_idle(client());
 }
 
+TEST_F(HttpClient, TheOldestIdleConnectionMakesRoom) {
+    options_.m_connection_limit = 2;
+    scripted_http_server oldest({ASK HELLO STAY}), later({ASK HELLO ASK HELLO STAY}),
+        newest({ASK HELLO STAY});
+    for (scripted_http_server* const server : {&oldest, &later, &newest, &later}) {
+        EXPECT_EQ("200 hello", ask(server->uri()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // ages are counted in milliseconds
+    }
+    // It was still connected, and the first has been closed.
+    EXPECT_EQ(0u, later.connections());
+    EXPECT_EQ(1u, oldest.connections());
+    ombrel_http_client_drop_idle(client());
+}
+
 TEST_F(HttpClient, LooksUpNamesBesideTheLoop) {
     scripted_http_server server({ASK HELLO ASK HELLO STAY});
     options_.m_host_limit = 1;
@@ -460,6 +575,19 @@ TEST_F(HttpClient, RefusesNonsense) {
                       ombrel_http_call_resume(nullptr));
     EXPECT_EQ(nullptr, ombrel_http_call_get_error(nullptr));
     EXPECT_EQ(-1, ombrel_http_call_get_status(nullptr));
+    EXPECT_EQ(nullptr, ombrel_http_call_get_context(nullptr));
+    EXPECT_EQ(nullptr, ombrel_http_call_get_uri(nullptr));
+    size_t count = 9, size = 9;
+    EXPECT_EQ(nullptr, ombrel_http_call_get_fields(nullptr, &count));
+    EXPECT_EQ(nullptr, ombrel_http_call_get_body(nullptr, &size));
+    EXPECT_EQ(0u, count + size);
+    expect_refused({
+        [] { return ombrel_http_call_get_result(nullptr); },
+        [] { return ombrel_http_call_get_redirects(nullptr); },
+        [] { return ombrel_http_call_get_length(nullptr); },
+        [] { return ombrel_http_call_get_received(nullptr); },
+        [] { return ombrel_http_call_get_sent(nullptr); },
+    });
 }
 
 /// A head handler that pauses, and what a call tells before and after.
@@ -520,6 +648,23 @@ TEST_F(HttpClient, FetchesWithoutALoop) {
     EXPECT_EQ(nullptr, ombrel_fetch_http_ex(&request_, &options_, patience_ms, &error));
     EXPECT_EQ(def_ombrel_fault_interrupted, error.m_fault);
     EXPECT_EQ("hello|", std::exchange(outcome_, ""));
+    // All its handlers are the caller's own, with the caller's context.
+    scripted_http_server moved(
+        {ASK "HTTP/1.1 308 x\r\nLocation: /\r\nContent-Length: 0\r\n\r\n" ASK HELLO STAY});
+    const std::string first = moved.uri("/first");
+    act_ = nullptr;
+    left_ = 10;
+    request_.m_uri = first.c_str();
+    request_.m_method = "PUT";
+    request_.m_head_handler = note_head;
+    request_.m_body_handler = give;
+    request_.m_rewind_handler = give_again;
+    ombrel_http_answer_t* const last = ombrel_fetch_http_ex(&request_, &options_, patience_ms, &error);
+    ASSERT_NE(nullptr, last) << error.m_text;
+    EXPECT_EQ("head|hello|", std::exchange(outcome_, ""));
+    ombrel_free_http_answer(last);
+    const std::string sent = last_of(moved.requests());
+    EXPECT_EQ(20'000, std::count(sent.begin(), sent.end(), 'a'));
     EXPECT_EQ(nullptr, ombrel_fetch_http(server.uri().c_str(), 100, &error));
     EXPECT_EQ(def_ombrel_fault_timed_out, error.m_fault);
     EXPECT_EQ(def_ombrel_fault_timed_out, ombrel_last_fault());

@@ -227,6 +227,15 @@ TEST_F(HttpDirectory, AnswersConditionsAndRanges) {
     EXPECT_EQ("206 " + part("8-9", "89") + part("0-1", "01") + line + "--\r\n", in_short(parts));
 }
 
+/// A client would not ask again before that time.
+TEST_F(HttpDirectory, TellsNoTimeThatIsYetToCome) {
+    serve();
+    const ombrel_instant_t to_come{4'102'444'800, 0}; // 2100
+    ASSERT_EQ(0, ombrel_set_file_times((folder_ / "ten").c_str(), 0, nullptr, &to_come));
+    const std::string whole = get("/ten");
+    EXPECT_EQ(field(whole, "Date").substr(5, 11), field(whole, "Last-Modified").substr(5, 11));
+}
+
 TEST_F(HttpDirectory, SendsLargeFilesAndBreaksOffWhereTheyShrink) {
     std::string bytes(20'000'000, ' ');
     for (size_t i = 0; i < bytes.size(); i++)

@@ -148,6 +148,13 @@ TEST(HttpField, RanksOffersByAcceptLists) {
         {media, "a/b;q=.5", "a/b", -1},
         {media, "a/b;q=0.1234", "a/b", -1},
         {media, "a/b;q", "a/b", -1},
+        {media, "a/b;q=2", "a/b", -1},
+        {media, "a/b;q=0x5", "a/b", -1},
+        {media, "a/b;q=0.5x", "a/b", -1},
+        {media, "a/b;q=1.", "a/b", 1000},
+        {media, "a/b;q=0.25", "a/b", 250},
+        {media, "a/", "a/b", -1},
+        {media, "/b", "a/b", -1},
         {media, ";q=1", "a/b", -1},
         {media, "text", "a/b", -1},
         {coding, "a b", "a", -1},
@@ -319,6 +326,20 @@ TEST(HttpField, ReadsAndWritesCookies) {
     ASSERT_EQ(0, ombrel_parse_http_set_cookie(odd.data(), odd.size(), &cookie));
     EXPECT_EQ("a=b; Domain=d; Max-Age=0; Secure", written(format));
     EXPECT_EQ(-1, ombrel_parse_http_set_cookie("a; b=c", 6, &cookie));
+    const std::tuple<std::string, const char*> attributes[] = {
+        {"a=\"b; Max-Age=0", "a=\"b 0 unset"}, // quoted on one side alone
+        {"a=b\"; max-age=-1x", "a=b\" unset unset"},
+        {"a=\"\"; Max-Age=99999999999999999999", "a= 9223372036854775807 unset"},
+        {"a=b; Max-Age=5; Max-Age=x5", "a=b 5 unset"},
+        {"a=b; Expires=Sun, 06 Nov 1994 08:49:37 GMT" + std::string(30, ' '), "a=b unset 784111777"},
+        {"a=b; Expires=" + std::string(48, 'x'), "a=b unset unset"}};
+    for (const auto& [line, expected] : attributes) {
+        ASSERT_EQ(0, ombrel_parse_http_set_cookie(line.data(), line.size(), &cookie)) << line;
+        EXPECT_EQ(expected, text_of(cookie.m_name) + "=" + text_of(cookie.m_value) + " " +
+                                (cookie.m_max_age < 0 ? "unset" : std::to_string(cookie.m_max_age)) + " " +
+                                (cookie.m_expires == INT64_MIN ? "unset" : std::to_string(cookie.m_expires)))
+            << line;
+    }
     const std::string bad[][4] = {{"a b", "", "", ""},        {"", "", "", ""},    {"a", "b;c", "", ""},
                                   {"a", "b c", "", ""},       {"a", "", "b", ""},  {"a", "", "/;b", ""},
                                   {"a", "", "/\r\nX: y", ""}, {"a", "", "", "b;c"}};

@@ -254,6 +254,33 @@ TEST(HttpParser, RefusesOtherMessages) {
                           {"HTTP/1.1 200 a\vb\r\n", refused(def_ombrel_http_fault_value, 14)}});
 }
 
+/// No byte outside a body may be a control character, whatever it stands for.
+TEST(HttpParser, EachByteCounts) {
+    const auto is_whole = [](const std::string& text, int role) {
+        const ombrel_http_parser_options_t options = options_with(0);
+        reader read(role, &options, def_ombrel_http_answer_any);
+        read.push(text);
+        return read.finish().ends_with("|end|");
+    };
+    const std::string chunks = "Transfer-Encoding: chunked\r\n\r\n2;x=\"y\"\r\n",
+                      rest = "\r\n0\r\nT: u v\r\n\r\n";
+    const std::tuple<int, std::string, std::string> messages[] = {
+        {requests, "PUT /a?b HTTP/1.1\r\nHost: h:80\r\nX-A: b\tc\r\n" + chunks, rest},
+        {requests, "POST http://h/ HTTP/1.0\r\nContent-Length: 2\r\nConnection: keep-alive\r\n\r\n", ""},
+        {responses, "HTTP/1.1 200 All right\r\n" + chunks, rest},
+    };
+    for (const auto& [role, head, tail] : messages) {
+        const std::string whole = head + "ab" + tail;
+        EXPECT_TRUE(is_whole(whole, role)) << whole;
+        for (size_t at = 0; at < whole.size(); at++) {
+            std::string other = whole;
+            other[at] = '\x01';
+            const bool is_body = at >= head.size() && at < head.size() + 2;
+            EXPECT_EQ(is_body, is_whole(other, role)) << at << other;
+        }
+    }
+}
+
 TEST(HttpParser, LetsThroughWhatItsFlagsName) {
     const std::string chunks = "PUT / HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
     const std::string read = "PUT / 11|Host: h|Transfer-Encoding: chunked|head chunked -1 keep|";

@@ -2,6 +2,7 @@
 #include <ombrel/http_server.h>
 
 #include "protocol/http_dialogue.h"
+#include "support/refused.h"
 #include "support/time_travel.h"
 
 using namespace ombrel_test;
@@ -372,6 +373,78 @@ int wait(exchange* e, void* context) {
     EXPECT_EQ(0, ombrel_http_exchange_defer(e, on_end, context));
     EXPECT_EQ(-1, ombrel_http_exchange_defer(e, on_end, context));
     return 0;
+}
+
+/// Each step has its time, and what is tried at another leaves all as it was.
+TEST_F(HttpServer, TakesEachStepInItsTurn) {
+    open();
+    route("POST", "/whole", [](exchange* e, void*) {
+        size_t size;
+        char value[8];
+        const char *name, *text;
+        const std::string long_type(9000, 'x');
+        static size_t sum;
+        expect_refused({
+            [=] { return ombrel_http_exchange_answer(e, 200, long_type.c_str(), "x", 1); }, // head of no room
+            [=] {
+                return ombrel_http_exchange_begin_answer(e, 200, long_type.c_str(), 1, nullptr, nullptr,
+                                                         nullptr);
+            },
+            [=] { return ombrel_http_exchange_begin_answer(e, 99, "a/b", 1, nullptr, nullptr, nullptr); },
+            [=] { return ombrel_http_exchange_begin_answer(e, 200, "a\n", 1, nullptr, nullptr, nullptr); },
+            [=] { return ombrel_http_exchange_end_answer(e); },
+            [=] { return ombrel_http_exchange_write(e, "x", 1); },
+            [=] { return ombrel_http_exchange_read_body(e, count_pieces, &sum); }, // it was read whole
+            [=] { return ombrel_http_exchange_get_parameter(e, "a", nullptr, 1); },
+            [=] { return ombrel_http_exchange_get_parameter(e, nullptr, nullptr, 0); },
+            [=] { return ombrel_http_exchange_get_body(e, nullptr); },
+            [=] { return ombrel_http_exchange_set_user(e, nullptr); },
+        });
+        EXPECT_EQ(nullptr, ombrel_http_exchange_get_field(e, nullptr));
+        expect_refused({[&] { return ombrel_http_exchange_get_parameter(e, "a", value, 2); }},
+                       def_ombrel_fault_too_large);
+        EXPECT_EQ(3, ombrel_http_exchange_get_parameter(e, "a", value, 4));
+        EXPECT_EQ(1, ombrel_http_exchange_get_field_at(e, 0, &name, &text));
+        EXPECT_EQ(0, ombrel_http_exchange_get_field_at(e, 9, &name, &text));
+        EXPECT_EQ(0, memcmp("body", ombrel_http_exchange_get_body(e, &size), 4));
+        EXPECT_EQ(0, ombrel_http_exchange_begin_answer(e, 200, nullptr, 2, nullptr, nullptr, nullptr));
+        expect_refused({
+            [=] { return ombrel_http_exchange_begin_answer(e, 200, nullptr, 1, nullptr, nullptr, nullptr); },
+            [=] { return ombrel_http_exchange_answer(e, 200, nullptr, "x", 1); },
+            [=] { return ombrel_http_exchange_answer_printf(e, 200, nullptr, "x"); },
+        });
+        EXPECT_EQ(2, ombrel_http_exchange_write(e, "ok", 2));
+        return ombrel_http_exchange_end_answer(e);
+    });
+    streamed_route("POST", "/pieces", [](exchange* e, void*) {
+        size_t size = 9;
+        static size_t sum;
+        sum = 0;
+        expect_refused({
+            [=] { return ombrel_http_exchange_read_body(e, nullptr, nullptr); },
+            [&] { return ombrel_http_exchange_get_body(e, &size); },
+        });
+        EXPECT_EQ(0, ombrel_http_exchange_read_body(e, count_pieces, &sum));
+        expect_refused({[=] { return ombrel_http_exchange_read_body(e, count_pieces, &sum); }});
+        expect_refused({[=] { return ombrel_close_http_server(ombrel_http_exchange_get_server(e)); }},
+                       def_ombrel_fault_busy);
+        return 0;
+    });
+    const std::string rest = "?a=b%20c HTTP/1.1\r\nHost: h\r\nContent-Length: 4\r\n\r\nbody";
+    EXPECT_EQ("200 ok | 200 4", in_short(talk("POST /whole" + rest + "POST /pieces" + rest)));
+}
+
+TEST_F(HttpServer, BreaksOffAnAnswerWhoseBodyTurnsOutToBeNone) {
+    open();
+    streamed_route("POST", "/", [](exchange* e, void*) {
+        EXPECT_EQ(0, ombrel_http_exchange_read_body(
+                         e, [](auto...) { return 0; }, nullptr));
+        EXPECT_EQ(0, ombrel_http_exchange_begin_answer(e, 200, nullptr, 9, nullptr, nullptr, nullptr));
+        EXPECT_EQ(4, ombrel_http_exchange_write(e, "half", 4));
+        return 0;
+    });
+    const std::string head = "POST / HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
+    EXPECT_EQ("200 close half...", in_short(talk(head + "2\r\nab\r\nnone\r\n")));
 }
 
 TEST_F(HttpServer, AnswersLaterInOrder) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -21,6 +22,7 @@ namespace ombrel_test {
 #define DRIP "\4"    // the rest goes byte by byte
 #define FOREVER "\5" // the rest is sent again and again until the client closes
 #define DEAF "\6"    // reads nothing from here on and stays
+#define LATE "\7"    // lets the client wait for a moment
 
 /// Serves its connections one after the other, each by a script of its own, the last one all others too, and
 /// closes at a script's end.
@@ -63,7 +65,7 @@ private:
     void play(owned_socket& s, const std::string& script) {
         bool drips = false;
         for (size_t at = 0; at < script.size();) {
-            const std::string step = script.substr(at, script.find_first_of("\1\2\3\4\5\6", at) - at);
+            const std::string step = script.substr(at, script.find_first_of("\1\2\3\4\5\6\7", at) - at);
             at += std::max<size_t>(step.size(), 1);
             if (!step.empty() && !send(s, with_own_uri(step), drips))
                 return;
@@ -81,6 +83,9 @@ private:
                 return;
             case '\4':
                 drips = true;
+                break;
+            case '\7':
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
                 break;
             case '\6':
                 deaf_ = std::move(s);
@@ -107,16 +112,18 @@ private:
         std::string request = read_until(s, "\r\n\r\n");
         const size_t length = request.find("Content-Length: ");
         if (request.find("chunked") != request.npos)
-            request += read_until(s, "0\r\n\r\n");
+            request += read_until(s, "0\r\n\r\n", 65536);
         else if (length != request.npos)
             request += read_bytes(s, std::stoul(request.substr(length + 16)));
         const std::lock_guard guard(mutex_);
         requests_ += (request.empty() ? "" : "|") + request;
     }
-    static std::string read_until(int s, const std::string& end) {
-        std::string text;
-        for (char c = 0; !text.ends_with(end) && ombrel_recv(s, &c, 1, -1) == 1;)
-            text += c;
+    static std::string read_until(int s, const std::string& end, size_t most = 1) {
+        std::string text, piece(most, '\0');
+        for (int count = 1; !text.ends_with(end) && count > 0;) {
+            count = ombrel_recv(s, piece.data(), most, -1);
+            text.append(piece, 0, static_cast<size_t>(std::max(count, 0)));
+        }
         return text;
     }
     static std::string read_bytes(int s, size_t size) {

@@ -12,6 +12,7 @@
 #include "support/emulator.h"
 #include "support/heap_balance.h"
 #include "support/patience.h"
+#include "support/refused.h"
 #include "support/texts.h"
 
 namespace ombrel_test {
@@ -244,6 +245,7 @@ protected:
 };
 
 TEST_F(SsdpService, TellsOfWhatOthersAnnounce) {
+    const uint64_t begun = ombrel_time_stamp_msec();
     const owned_ssdp listener = open();
     options_.m_handler = nullptr;
     const owned_ssdp announcer = open();
@@ -256,7 +258,9 @@ TEST_F(SsdpService, TellsOfWhatOthersAnnounce) {
               entry.m_type + " "s + entry.m_server + " " + entry.m_address + " " +
                   std::to_string(entry.m_boot_id) + " " + std::to_string(entry.m_config_id) + " " +
                   std::to_string(entry.m_max_age_s));
-    EXPECT_GT(entry.m_left_ms, 1700000);
+    const auto passed = static_cast<int64_t>(ombrel_time_stamp_msec() - begun);
+    EXPECT_LE(entry.m_left_ms, 1'800'000);
+    EXPECT_GE(entry.m_left_ms + passed, 1'800'000);
     EXPECT_EQ(0, ombrel_ssdp_get_entry(listener.get(), 1, &entry));
     EXPECT_EQ(0, ombrel_ssdp_find_entry(listener.get(), "uuid:2", &entry));
     EXPECT_EQ(-1, ombrel_ssdp_update(announcer.get(), 7, nullptr));
@@ -306,6 +310,79 @@ TEST_F(SsdpService, ForgetsInTimeAndWithinLimits) {
     log_.clear();
     give(one, alive("uuid:5", 1));
     expect_log("added uuid:5 http://h/d\n");
+}
+
+TEST_F(SsdpService, LetsNobodySpeakForOthers) {
+    const owned_socket one = bound(AF_INET, SOCK_DGRAM), other(ombrel_open_udp_socket("127.0.0.2", 0));
+    if (other == -1)
+        GTEST_SKIP() << "the host has one loop-back address";
+    const owned_ssdp listener = open();
+    ombrel_ssdp_entry_t entry{};
+    give(other, alive("uuid:0", 100));
+    expect_log("added uuid:0 http://h/d\n");
+    ombrel_ssdp_find_entry(listener.get(), "uuid:0", &entry);
+    if (entry.m_address != "127.0.0.2"s)
+        GTEST_SKIP() << "the host sends to groups from an address of its own choice";
+    const auto started = [](int boot_id, const std::string& location) {
+        return message_of(texts(notify, group_line, "CACHE-CONTROL: max-age=100", "LOCATION: " + location,
+                                type_line, alive_line, "USN: uuid:1",
+                                "BOOTID.UPNP.ORG: " + std::to_string(boot_id)));
+    };
+    const std::string gone =
+        message_of(texts(notify, group_line, type_line, "NTS: ssdp:byebye", "USN: uuid:1"));
+    const std::tuple<int, std::string, std::string> steps[] = {
+        {one, alive("uuid:1", 100), "added uuid:1 http://h/d\n"},
+        {other, gone, ""},
+        {other, alive("uuid:1", 100, "http://h/e"), "changed uuid:1 http://h/e\n"}, // nobody tells starts
+        {one, gone, ""},
+        {other, started(5, "http://h/f"), "changed uuid:1 http://h/f\n"},
+        {one, started(5, "http://h/g"), ""},
+        {one, alive("uuid:1", 100, "http://h/g"), ""},
+        {one, started(6, "http://h/h"), "changed uuid:1 http://h/h\n"}, // it has started anew there
+        {other, started(5, "http://h/i"), ""},
+        {one, gone, "gone uuid:1 http://h/h\n"},
+    };
+    for (const auto& [from, packet, expected] : steps) {
+        give(from, packet);
+        give(one, alive("uuid:2", 100));
+        give(one, message_of(texts(notify, group_line, type_line, "NTS: ssdp:byebye", "USN: uuid:2")));
+        expect_log(expected + "added uuid:2 http://h/d\ngone uuid:2 http://h/d\n");
+    }
+}
+
+TEST_F(SsdpService, KeepsWithinItsOwnLimits) {
+    options_.m_announcement_limit = 40;
+    const owned_ssdp listener = open();
+    options_.m_handler = nullptr;
+    const owned_ssdp announcer = open();
+    for (int i = 0; i < 40; i++)
+        EXPECT_GT(
+            ombrel_ssdp_announce(announcer.get(), device, ("uuid:" + std::to_string(i)).c_str(), place, 1800),
+            0);
+    const std::string longest(def_ombrel_ssdp_usn_size, 'u');
+    expect_refused(
+        {[&] { return ombrel_ssdp_announce(announcer.get(), device, "uuid:x", place, 1800); },
+         [&] { return ombrel_ssdp_announce_device(announcer.get(), longest.c_str(), device, place, 1800); }},
+        def_ombrel_fault_too_large);
+    run_until([&] { return counts_of(listener).m_entries == 40; });
+    for (int i = 0; i < 16; i++)
+        EXPECT_EQ(0, ombrel_ssdp_search(listener.get(), ("uuid:" + std::to_string(i)).c_str(), 1));
+    EXPECT_EQ(0, ombrel_ssdp_search(listener.get(), "uuid:3", 2)) << "one that goes on";
+    expect_refused({[&] { return ombrel_ssdp_search(listener.get(), "uuid:20", 1); }},
+                   def_ombrel_fault_too_large);
+}
+
+TEST_F(SsdpService, IsNotClosedByItsHandler) {
+    options_.m_handler = [](ombrel_ssdp_t* ssdp, int, const ombrel_ssdp_entry_t*, void* context) {
+        expect_refused({[=] { return ombrel_close_ssdp(ssdp); }}, def_ombrel_fault_busy);
+        *static_cast<bool*>(context) = true;
+        return 0;
+    };
+    bool was_called = false;
+    options_.m_context = &was_called;
+    const owned_ssdp listener = open();
+    give(bound(AF_INET, SOCK_DGRAM), alive("uuid:1", 100));
+    run_until([&] { return was_called; });
 }
 
 TEST_F(SsdpService, AnswersSearchesWithinLimits) {
