@@ -88,6 +88,7 @@ TEST(Xml, TellsWhereAndWhyADocumentIsRefused) {
          "2:4@53 the entity \"b\" is within itself"},
         {doctype + "<!ENTITY b '</a>'>]>\n<a>&b;",
          "2:4@37 what begins in the entity \"b\" does not end in it"},
+        {"<!DOCTYPE a><!DOCTYPE a><a/>", "1:13@12 a malformed document type, or one at a wrong place"},
         {doctype + "\n<!ELEMENT a (b|c,d)>]><a/>", "2:17@30 a malformed declaration"},
         {doctype + "<!ENTITY u SYSTEM 'u'NDATA n>]><a/>", "1:35@34 white space is missing"},
         {doctype + "<!ENTITY % p 'x'><!ENTITY q '%p;'>]><a/>",
@@ -148,6 +149,77 @@ TEST(Xml, RefusesWhatIsAboveTheLimits) {
             EXPECT_EQ(reason, read.fault.m_reason) << text.substr(0, 60);
         }
     }
+}
+
+/// What the parts that a loader brings may not be either.
+TEST(Xml, RefusesPartsFromOutside) {
+    struct parts {
+        std::map<std::string, std::string> texts;
+        static int load(ombrel_xml_parser_t* parser, const ombrel_xml_external_t* wanted, void* context) {
+            const std::string called = text_of(wanted->m_system_id);
+            if (called == "broken")
+                return 7;
+            const std::string& text = static_cast<parts*>(context)->texts[called];
+            return ombrel_xml_parser_supply(parser, text.data(), text.size());
+        }
+    };
+    using limit = size_t ombrel_xml_options_t::*;
+    constexpr limit none = &ombrel_xml_options_t::m_nested_entity_limit;
+    std::string many, chain = "<!ENTITY % p0 'x'>";
+    for (int i = 1; i < 50; i++) {
+        many += "<!ENTITY e" + std::to_string(i) + " ''>";
+        chain += "<!ENTITY % p" + std::to_string(i) + " '&#37;p" + std::to_string(i - 1) + ";'>";
+    }
+    const std::string sixty(60, 'x'), by_entity = "<!ENTITY % x SYSTEM 'ext'><!ENTITY v '%x;'>";
+    const struct {
+        int reason;
+        std::string subset, entity;
+        limit changed = none;
+        size_t to = 1000;
+        std::string root = "<a/>";
+    } cases[] = {
+        {0, many + chain + "<!ENTITY v '%p30;%none;'>", ""},
+        {0, by_entity, "<?xml encoding='latin1'?>\xE9"},
+        {def_ombrel_xml_fault_many_names, many, "", &ombrel_xml_options_t::m_name_count_limit, 20},
+        {def_ombrel_xml_fault_many_names, "<!ATTLIST a b CDATA '' c CDATA '' d CDATA ''>", "",
+         &ombrel_xml_options_t::m_name_count_limit, 3},
+        {def_ombrel_xml_fault_many_names, "", "", &ombrel_xml_options_t::m_name_count_limit, 3,
+         "<a><b/><c/><d/></a>"},
+        {def_ombrel_xml_fault_deep_entities, chain + "<!ENTITY v '%p49;'>", ""},
+        {def_ombrel_xml_fault_long_value, "<!ENTITY % p '" + sixty + "'><!ENTITY v '%p;%p;'>", "",
+         &ombrel_xml_options_t::m_value_limit, 100},
+        {def_ombrel_xml_fault_long_token, "<!ENTITY % p '" + sixty + "'><!ELEMENT a (%p;|%p;)>", "",
+         &ombrel_xml_options_t::m_token_limit, 100},
+        {def_ombrel_xml_fault_bytes, by_entity, "y\xFF"},
+        {def_ombrel_xml_fault_character, by_entity, "y\x01"},
+        {def_ombrel_xml_fault_declaration, by_entity, "<?xml "},
+        {def_ombrel_xml_fault_reference, "<!ENTITY v '%p'>", ""},
+        {def_ombrel_xml_fault_entity_part, "<!ENTITY % q '<!ELEMENT a '>%q; ANY>", ""},
+        {def_ombrel_xml_fault_entity_part, "<!ENTITY % q \"'x\"><!ENTITY v %q;'>", ""},
+        {def_ombrel_xml_fault_markup, "<!NONSENSE a>", ""},
+        {def_ombrel_xml_fault_long_name, "<!ELEMENT longname ANY>", "", &ombrel_xml_options_t::m_name_limit,
+         7},
+        {def_ombrel_xml_fault_long_name, "", "", &ombrel_xml_options_t::m_name_limit, 7, "<a>&longname;</a>"},
+        {def_ombrel_xml_fault_many_attributes, "<!ATTLIST a b CDATA '' c CDATA '' d CDATA ''>", "",
+         &ombrel_xml_options_t::m_attribute_limit, 2},
+        {def_ombrel_xml_fault_large_external, many, "", &ombrel_xml_options_t::m_external_limit, 10},
+    };
+    for (const auto& each : cases)
+        for (const size_t piece : {size_t{1}, size_t{1000}}) {
+            parts external{{{"dtd", each.subset}, {"ext", each.entity}}};
+            ombrel_xml_options_t options = default_options();
+            options.*each.changed = each.to;
+            options.m_loader = parts::load;
+            options.m_loader_context = &external;
+            const outcome read = parse("<!DOCTYPE a SYSTEM 'dtd'>" + each.root, options, piece);
+            EXPECT_EQ(each.reason, read.fault.m_reason) << each.subset.substr(0, 70) << place(read.fault);
+            EXPECT_EQ(each.reason == 0 ? 0 : -1, read.result);
+        }
+    parts external;
+    ombrel_xml_options_t options = default_options();
+    options.m_loader = parts::load;
+    options.m_loader_context = &external;
+    EXPECT_EQ(7, parse("<!DOCTYPE a SYSTEM 'broken'><a/>", options).result);
 }
 
 /// References within entities are counted wherever they stand, those of the document itself nowhere.

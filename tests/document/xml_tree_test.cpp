@@ -14,6 +14,7 @@
 
 #include "support/heap_balance.h"
 #include "support/queued.h"
+#include "support/refused.h"
 #include "support/scratch_directory.h"
 
 namespace ombrel_test {
@@ -331,6 +332,41 @@ TEST_F(XmlTree, RefusesChangesThatCouldNotBeWritten) {
     EXPECT_EQ(count, ombrel_xml_tree_get_count(made.tree));
     EXPECT_EQ(0, ombrel_xml_node_set_attribute_in(root, "u", "xmlns", "w"));
     EXPECT_STREQ("", ombrel_xml_node_get_uri(ombrel_xml_node_add_element(root, "c", nullptr)));
+}
+
+TEST_F(XmlTree, RenamesInstructionsAndTypesAsTheyMayBeWritten) {
+    const document made("<!DOCTYPE a SYSTEM 'd'><?x y?><a/>");
+    node_t *const type = ombrel_xml_node_get_first_child(made.top()), *const instruction =
+                                                                          ombrel_xml_node_get_next(type);
+    const std::string before = made.text();
+    expect_refused({[=] { return ombrel_xml_node_set_name(instruction, "xml"); },
+                    [=] { return ombrel_xml_node_set_name(instruction, "p:x"); },
+                    [=] { return ombrel_xml_node_set_name(type, "1"); },
+                    [=] { return ombrel_xml_node_set_text(type, "SYSTEM d"); },
+                    [=] { return ombrel_xml_node_set_text(type, "[<!ELEMENT a>]"); },
+                    [=] { return ombrel_xml_node_set_text(instruction, "?>"); }},
+                   def_ombrel_fault_violation);
+    EXPECT_EQ(before, made.text());
+    EXPECT_EQ(0, ombrel_xml_node_set_name(instruction, "z"));
+    EXPECT_EQ(0, ombrel_xml_node_set_name(type, "p:b"));
+    EXPECT_EQ(0, ombrel_xml_node_set_text(type, "PUBLIC 'i' 'e'"));
+    EXPECT_EQ("<!DOCTYPE p:b PUBLIC 'i' 'e'>\n<?z y?>\n<a/>\n", made.text());
+    EXPECT_EQ(0, ombrel_xml_node_remove(type));
+    expect_refused({[&] { return ombrel_xml_node_insert(made.top(), instruction, 8, "a", "[<!x>]"); }},
+                   def_ombrel_fault_violation);
+    EXPECT_NE(nullptr, ombrel_xml_node_insert(made.top(), instruction, 8, "a", "[<!ELEMENT a ANY>]"));
+    EXPECT_EQ("<!DOCTYPE a [<!ELEMENT a ANY>]>\n<?z y?>\n<a/>\n", made.text());
+}
+
+TEST_F(XmlTree, TakesAnyColonWithoutNamespaces) {
+    const document made("<a:b:c/>", 0, 0);
+    node_t* const root = made.root();
+    EXPECT_EQ(0, ombrel_xml_node_set_name(root, "p:q:r"));
+    EXPECT_EQ(0, ombrel_xml_node_set_attribute(root, "x:y:z", "1"));
+    expect_refused({[=] { return ombrel_xml_node_set_name(root, "1"); },
+                    [=] { return ombrel_xml_node_set_attribute(root, "", "1"); }},
+                   def_ombrel_fault_violation);
+    EXPECT_STREQ("1", ombrel_xml_node_get_attribute_text(root, "x:y:z", nullptr));
 }
 
 TEST_F(XmlTree, HoldsDeepAndWideDocumentsInMemoryBoundToThem) {

@@ -103,7 +103,8 @@ TEST(XmlWriter, RefusesWhatWouldNotBeRead) {
     };
     const row rows[] = {
         {def_ombrel_xml_writer_fault_name,
-         {"<1", "<", "<a b", "<a:b:c", "<:a", "<a|@=x", "<a|@x y=", "?xMl d", "?a:b d", "<a\xff"}},
+         {"<1", "<", "<a b", "<a:b:c", "<:a", "<a|@=x", "<a|@x y=", "?xMl d", "?a:b d", "<a\xff", "<{u}1",
+          "<a|N1=u", "<a|Na:b=u"}},
         {def_ombrel_xml_writer_fault_character,
          {"<a|'\x01", "<a|'\xff", "<a|'\xed\xa0\x80", "<a|'\xef\xbf\xbe", "<a|@x=\x0b", "#\x7f\x1f",
           "<a|[\xc3", "?a \x02", std::string("<a|'a\0b", 8)}},
@@ -118,9 +119,10 @@ TEST(XmlWriter, RefusesWhatWouldNotBeRead) {
         {def_ombrel_xml_writer_fault_prefix,
          {"<p:a|>", "<a|@p:x=|>", "<a|@xmlns:p=", "<a|@xmlns:xml=u", "<a|@xmlns:xmlns=u",
           "<a|@xmlns=http://www.w3.org/2000/xmlns/", "<a|@{}p:x=", "<xmlns:a|>",
-          "<{u}p:a|<{u}p:b|@xmlns:p=v|>"}},
+          "<{u}p:a|<{u}p:b|@xmlns:p=v|>", "<a|Nxml=u", "<a|Np="}},
         {def_ombrel_xml_writer_fault_order,
-         {"'a", "[a", "@x=", "<a|'t|@x=", "<a|D", "#c|D", "D|D", "<a|!a", "!a|!a", "<a|>|!a", "K"}},
+         {"'a", "[a", "@x=", "<a|'t|@x=", "<a|D", "#c|D", "D|D", "<a|!a", "!a|!a", "<a|>|!a", "K", "Np=u",
+          "<a|'t|Np=u"}},
         {def_ombrel_xml_writer_fault_root, {"", "#c", "<a|>|<b"}},
         {def_ombrel_xml_writer_fault_open, {"<a", "<a|<b|>"}},
         {def_ombrel_xml_writer_fault_end, {">", "<a|>|>"}},
@@ -214,6 +216,13 @@ TEST(XmlWriter, RefusesNonsense) {
     EXPECT_EQ(-1, ombrel_xml_writer_begin(writer, "a"));
     EXPECT_EQ(def_ombrel_fault_invalid, ombrel_last_fault()) << "the first failure stays";
     ombrel_close_xml_writer(writer);
+    ombrel_xml_writer_t* const other = ombrel_open_xml_writer(buffer, nullptr);
+    EXPECT_EQ(-1, ombrel_xml_writer_declaration(other, 2));
+    EXPECT_EQ(def_ombrel_xml_writer_fault_argument, ombrel_xml_writer_get_reason(other));
+    ombrel_close_xml_writer(other);
+    const options_t plain = options_of(0, def_ombrel_xml_writer_no_namespaces);
+    EXPECT_EQ("<a:b:c/>\n", written("<{u}a:b:c|>", plain));
+    EXPECT_EQ(fault(def_ombrel_xml_writer_fault_order), written("<a|Np=u", plain));
     EXPECT_EQ(-1, ombrel_xml_writer_begin(nullptr, "a"));
     EXPECT_EQ(-1, ombrel_init_xml_writer_options(nullptr));
     EXPECT_EQ(-1, ombrel_xml_writer_get_reason(nullptr));

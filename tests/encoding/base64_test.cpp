@@ -107,6 +107,19 @@ TEST_F(Base64, KeepsNoEndlessRunOfSkippedCharacters) {
     EXPECT_EQ("Man", get());
 }
 
+TEST_F(Base64, TellsTheColumn) {
+    coder_->m_line_width = 6;
+    const auto column_after = [&](const char* data) {
+        EXPECT_EQ(0, ombrel_push_encode_base64(coder_.get(), data, strlen(data)));
+        return coder_->m_column;
+    };
+    EXPECT_EQ(4u, column_after("abc"));
+    EXPECT_EQ(2u, column_after("def"));
+    EXPECT_EQ(6u, column_after("ghi")) << "a line that is full";
+    EXPECT_EQ(0u, column_after("")) << "behind the last break";
+    EXPECT_EQ("YWJjZG\nVmZ2hp\n", get());
+}
+
 TEST_F(Base64, TakesNull) {
     size_t size = 1;
     EXPECT_EQ(-1, ombrel_push_encode_base64(nullptr, "", 0));

@@ -232,6 +232,43 @@ TEST_F(EventBase, EventsLeftAtTheEndAreReportedAndDetached) {
         ombrel_close_socket(number);
 }
 
+/// Which bases have gone is asked anew of each event that waits in no loop.
+TEST_F(EventBase, EventsOutliveOtherBasesThanTheirOwn) {
+    for (const bool by_signal : {false, true}) {
+        recorder event(base, by_signal ? own_signal : -1, by_signal ? on_signal : 0);
+        EXPECT_EQ(0, ombrel_free_event_base(ombrel_new_event_base()));
+        uint32_t number = 0;
+        EXPECT_EQ(0, ombrel_event_set_priority(&event.event, number));
+        ASSERT_EQ(0, event.add(by_signal ? -1 : 0));
+        if (by_signal)
+            ::raise(own_signal);
+        once();
+        EXPECT_EQ(1u, event.results.size());
+    }
+}
+
+/// The old base hears no more of the signal, and may go before the event does.
+TEST_F(EventBase, AnEventTakesItsSignalAlong) {
+    ombrel_event_base_t* const old = ombrel_new_event_base();
+    recorder event(old, own_signal, on_signal | persist), stays(old, own_signal, on_signal | persist);
+    ASSERT_EQ(0, stays.add());
+    ASSERT_EQ(0, ombrel_add_signal(&event.event)); // attached to it, and in no loop
+    ASSERT_EQ(0, ombrel_event_set_base(&event.event, base));
+    ASSERT_EQ(0, event.add());
+    ::raise(own_signal);
+    EXPECT_EQ(0, ombrel_event_base_loop(old, def_ombrel_event_loop_non_block));
+    EXPECT_EQ(std::make_pair(size_t{0}, size_t{1}),
+              std::make_pair(event.results.size(), stays.results.size()));
+    poll();
+    EXPECT_EQ(1u, event.results.size());
+    stays.del();
+    ombrel_unassign_event(&stays.event);
+    EXPECT_EQ(0, ombrel_free_event_base(old));
+    ::raise(own_signal);
+    poll();
+    EXPECT_EQ(2u, event.results.size());
+}
+
 TEST_F(EventBase, HandlersNeitherRunNorFreeNorStopTheirOwnLoop) {
     const std::pair<const char*, int (*)(ombrel_event_base_t*)> refusals[] = {
         {"loop: [ERROR] reentrant invocation ! only one loop", ombrel_event_base_dispatch},

@@ -1,8 +1,10 @@
 // Names that events wait for and connections that the loop makes.
 #include <ombrel/event_buffer.h>
+#include <ombrel/socket_open.h>
 #include <ombrel/time.h>
 
 #include "event/event_fixture.h"
+#include "network/loopback.h"
 #include "support/descriptor_balance.h"
 #include "support/fake_names.h"
 #include "support/time_travel.h"
@@ -206,6 +208,46 @@ TEST_F(EventConnect, RefusedConnectionsFailAndMayBeTriedAgain) {
     }
     // The answer came with the first try.
     EXPECT_EQ((results{refused, refused & ~with_resolver}), event.results);
+}
+
+/// No address is tried from one that is none here.
+TEST_F(EventConnect, WhatCannotBeginFailsAtOnce) {
+    for (const char* const bind : {"nonsense", "::1", "192.0.2.1"}) {
+        const descriptor_balance balance;
+        recorder event;
+        assign(event, -1, managed, "127.0.0.1", server.port, bind);
+        EXPECT_EQ(0, event.add(5000));
+        EXPECT_NE(std::string::npos, errors_of([&] { once(); }).find("immediately connect failed !")) << bind;
+        EXPECT_EQ(results{refused}, event.results) << bind;
+        EXPECT_EQ(-1, event.fds.back());
+    }
+}
+
+TEST_F(EventConnect, ASocketThatIsConnectedAlreadyIsReady) {
+    const owned_socket taken(ombrel_open_connect_socket("127.0.0.1", server.port, 10000));
+    recorder event;
+    assign(event, taken, managed, "127.0.0.1", server.port);
+    EXPECT_EQ(0, event.add(5000));
+    EXPECT_EQ("", errors_of([&] { once(); }));
+    EXPECT_EQ(results{connected}, event.results);
+    EXPECT_EQ(taken, event.fds.back());
+    EXPECT_TRUE(is_open_socket(taken)) << "the caller's own";
+}
+
+/// The caller's socket is bound once, and tried again as it is.
+TEST_F(EventConnect, TheCallersSocketIsBoundAsAsked) {
+    const int own = own_port(bound(AF_INET, SOCK_STREAM));
+    const int socket = ombrel_open_socket(AF_INET, SOCK_STREAM, 0);
+    recorder event;
+    ASSERT_EQ(0, ombrel_assign_event_with_resolver(base, &event.event, socket, managed, recorder::handle,
+                                                   &event, nullptr, own, "127.0.0.1", server.port));
+    EXPECT_EQ(0, event.add(5000));
+    once();
+    EXPECT_EQ(results{connected}, event.results);
+    sockaddr_in peer{};
+    ombrel_close_socket(server.accept(&peer));
+    EXPECT_EQ(own, ntohs(peer.sin_port));
+    close_open(socket);
 }
 
 // The first round opens what the base keeps.

@@ -428,6 +428,56 @@ TEST_F(Fbmap, WhatShowsOfAWindowIsCopiedByRowsAsLongAsTheyCanBe) {
 }
 
 // Neither painting nor freeing may take stack by how deep windows nest.
+using rectangle_node = ombrel_fbmap_rectangle_node_t;
+
+rectangle_node* list_of(const rectangle& area) {
+    auto* const node = static_cast<rectangle_node*>(ombrel_calloc(1, sizeof(rectangle_node)));
+    node->m_rectangle = area;
+    return node;
+}
+
+TEST_F(Fbmap, ThePassFindsOwnersAndPaintsThem) {
+    constexpr uint32_t nested = def_ombrel_fbmap_redraw_nested, reached = def_ombrel_fbmap_redraw_reached,
+                       exhausted = def_ombrel_fbmap_redraw_exhausted;
+    screen display(rgb888, 40, 30);
+    ombrel_fbmap_t* const low = display.window(&display.root, 0, 0, 20, 20, 0xFF0000);
+    ombrel_fbmap_t* const high = display.window(&display.root, 10, 10, 20, 20, 0x0000FF);
+    ombrel_fbmap_t* const inner = display.window(high, 15, 15, 10, 10, 0x00FF00);
+    rectangle seen;
+    int32_t x, y;
+    EXPECT_EQ(&display.root, __ombrel_fbmap_get_abs_region_internal(inner, &seen, nullptr, &x, &y));
+    EXPECT_EQ(std::make_tuple(25, 25, 5u, 5u, 25, 25),
+              std::make_tuple(seen.m_x, seen.m_y, seen.m_w, seen.m_h, x, y));
+
+    // Each of four pixels belongs to whom shows there.
+    const std::tuple<int32_t, ombrel_fbmap_t*> places[] = {{5, low}, {15, high}, {27, inner}};
+    for (const auto& [at, owner] : places) {
+        rectangle_node* list = list_of({at, at, 1, 1});
+        const uint32_t state = __ombrel_fbmap_redraw_region_recursive_internal(display.root.m_children, low,
+                                                                               &list, nested | reached);
+        EXPECT_NE(0u, state & exhausted) << at;
+        ASSERT_NE(nullptr, list);
+        EXPECT_EQ(owner, list->m_owner) << at;
+        EXPECT_EQ(nullptr, list->m_next);
+        ombrel_free(list);
+    }
+    rectangle_node* nobody = list_of({35, 5, 1, 1});
+    EXPECT_EQ(0u, exhausted & __ombrel_fbmap_redraw_region_recursive_internal(display.root.m_children, low,
+                                                                              &nobody, nested | reached));
+    EXPECT_EQ(nullptr, nobody->m_owner);
+    ombrel_free(nobody);
+
+    std::memset(display.root.m_map, 0, display.root.m_map_size);
+    rectangle_node* list = list_of({5, 5, 10, 10});
+    __ombrel_fbmap_redraw_region_recursive_internal(display.root.m_children, low, &list, reached);
+    EXPECT_EQ(nullptr, list) << "what was painted is gone";
+    EXPECT_EQ(pixel(*low, 0, 0), pixel(display.root, 5, 5));
+    EXPECT_EQ(pixel(*low, 0, 0), pixel(display.root, 14, 9));
+    EXPECT_EQ(pixel(*high, 0, 0), pixel(display.root, 14, 14));
+    EXPECT_EQ(0u, pixel(display.root, 4, 5)) << "beside it nothing is painted";
+    EXPECT_EQ(0u, pixel(display.root, 15, 15));
+}
+
 TEST_F(Fbmap, WindowsNestDeeply) {
     screen display(palette8, 4, 4);
     ombrel_fbmap_t* innermost = &display.root;

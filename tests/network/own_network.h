@@ -1,9 +1,11 @@
 // Networks that a thread has for itself, and what a test makes in them.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <netinet/in.h>
 #include <sched.h>
 #include <string>
 #include <sys/ioctl.h>
@@ -40,11 +42,12 @@ inline bool in_own_network(const std::function<void()>& piece) {
     return is_own;
 }
 
-inline void set_up(const char* interface, bool up) {
+/// Up or not, with other flags and no more.
+inline void set_up(const char* interface, bool up, int others = 0) {
     const owned_socket s(socket(AF_INET, SOCK_DGRAM, 0));
     ifreq request{};
     strncpy(request.ifr_name, interface, sizeof request.ifr_name - 1);
-    request.ifr_flags = static_cast<short>(up ? IFF_UP : 0);
+    request.ifr_flags = static_cast<short>((up ? IFF_UP : 0) | others);
     EXPECT_EQ(0, ioctl(s, SIOCSIFFLAGS, &request)) << interface;
 }
 
@@ -193,6 +196,12 @@ inline bool change_neighbour(unsigned type, const char* interface, const char* a
                               word(index_of(interface), 4) + word(state, 2) + word(0, 1) +
                               word(RTN_UNICAST, 1) + attribute(NDA_DST, bytes) +
                               attribute(NDA_LLADDR, "mac123"));
+}
+
+/// Emulators of other processors know groups, but no sources of them.
+inline bool knows_no_multicast_sources() {
+    const owned_socket s(socket(AF_INET, SOCK_DGRAM, 0));
+    return setsockopt(s, IPPROTO_IP, MCAST_JOIN_SOURCE_GROUP, nullptr, 0) != 0 && errno == ENOPROTOOPT;
 }
 
 /// Emulators of other processors do not hand questions about neighbours on.

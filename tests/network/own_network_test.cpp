@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <ombrel/fault.h>
+#include <ombrel/multicast.h>
 #include <ombrel/neighbour.h>
 #include <ombrel/network_interface.h>
 #include <ombrel/nic.h>
@@ -52,6 +53,41 @@ void choose_default_routes() {
 
 TEST(OwnNetwork, ItsDefaultRouteIsTheBestOfThoseThatAreUsed) {
     if (!in_own_network(choose_default_routes))
+        GTEST_SKIP() << "no network of one's own may be made";
+}
+
+/// Each interface that is up, takes multicast and has an address is a member by itself; those of a source
+/// too.
+void join_on_all() {
+    if (!make_working_pair())
+        GTEST_SKIP() << no_pairs;
+    if (knows_no_multicast_sources())
+        GTEST_SKIP() << "this emulator knows no sources of multicast";
+    set_up("v0", true, IFF_MULTICAST);
+    set_up("v1", true, IFF_MULTICAST);
+    socket_address group(AF_INET, "239.255.79.80", 0), source(AF_INET, "192.0.2.77", 0);
+    const owned_socket s(ombrel_open_socket(AF_INET, SOCK_DGRAM, 0));
+    const auto leave = [&](const char* interface, sockaddr* from) {
+        return from != nullptr ? ombrel_multicast_join_source_group(s, group.get(), from, 0, interface, 0)
+                               : ombrel_multicast_join(s, group.get(), 0, interface, 0);
+    };
+    for (sockaddr* const from : {static_cast<sockaddr*>(nullptr), source.get()}) {
+        EXPECT_EQ(0, ombrel_multicast_join_source_group_all(s, group.get(), from, 1));
+        for (const char* const interface : {"v0", "v1"}) {
+            EXPECT_EQ(0, leave(interface, from)) << interface;
+            EXPECT_EQ(-1, leave(interface, from)) << "it was a member once";
+        }
+    }
+    const auto* const four = reinterpret_cast<const sockaddr_in*>(group.get());
+    EXPECT_EQ(0, ombrel_inet_multicast_join(s, &four->sin_addr, nullptr, 1));
+    EXPECT_EQ(0, ombrel_multicast_block_source_all(s, group.get(), source.get(), 1));
+    EXPECT_EQ(0, leave("v1", nullptr));
+    EXPECT_EQ(0, ombrel_inet_multicast_join(s, &four->sin_addr, nullptr, 0));
+    EXPECT_EQ(-1, leave("v0", nullptr)) << "left on what there was";
+}
+
+TEST(OwnNetwork, IsJoinedOnAllItsInterfaces) {
+    if (!in_own_network(join_on_all))
         GTEST_SKIP() << "no network of one's own may be made";
 }
 

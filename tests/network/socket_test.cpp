@@ -10,6 +10,7 @@
 
 #include <ombrel/heap.h>
 #include <ombrel/select.h>
+#include <ombrel/socket_open.h>
 
 #include "loopback.h"
 #include "support/capture.h"
@@ -338,6 +339,38 @@ TEST_F(SocketTest, AcceptWaitsWithinItsLimit) {
     socket_address remote;
     EXPECT_EQ(0, ombrel_getpeername(client, remote.get(), &remote.size));
     EXPECT_EQ(address.port(), remote.port());
+}
+
+/// One that does not wait lets none that waits without limit go without a connection.
+TEST_F(SocketTest, AcceptsOfSeveralThreadsDoNotDisturbEachOther) {
+    constexpr int connections = 300;
+    const owned_socket listener(ombrel_open_listen_socket("127.0.0.1", 0));
+    std::atomic<int> accepted{0};
+    std::atomic<bool> is_over{false};
+    std::thread patient([&] {
+        while (!is_over) {
+            const owned_socket one(ombrel_accept(listener, nullptr, nullptr, -1));
+            EXPECT_NE(-1, one) << errno;
+            accepted++;
+        }
+    });
+    const auto hurry = [&] {
+        for (int i = 0; !is_over || i < 5000; i++)
+            accepted += owned_socket(ombrel_accept(listener, nullptr, nullptr, 0)) != -1 ? 1 : 0;
+    };
+    std::thread hasty(hurry), as_hasty(hurry);
+    for (int i = 0; i < connections; i++) {
+        const owned_socket client(ombrel_open_connect_socket("127.0.0.1", own_port(listener), 10000));
+        EXPECT_NE(-1, client);
+        while (accepted <= i)
+            std::this_thread::yield();
+    }
+    is_over = true;
+    hasty.join();
+    as_hasty.join();
+    const owned_socket last(ombrel_open_connect_socket("127.0.0.1", own_port(listener), 10000));
+    patient.join();
+    EXPECT_EQ(connections + 1, accepted);
 }
 
 TEST_F(SocketTest, AConnectThatIsRefusedFails) {

@@ -95,8 +95,10 @@ TEST_F(PluginTest, TheRecordSaysWhatWasLoaded) {
 TEST_F(PluginTest, EachLoadIsAUseAndTheLastUnloadEndsIt) {
     const probe_library probe("probe_a");
     const int handle = probe.load();
+    capture complaints(stderr);
     EXPECT_EQ(probe.load(), handle);
     EXPECT_EQ(ombrel_load_plugin(module_path("other/probe_a").c_str(), nullptr), handle) << "same base name";
+    EXPECT_EQ("", complaints.text());
     EXPECT_EQ(3u, ombrel_get_plugin_info()->m_used_count);
     for (int uses = 3; uses > 0; uses--) {
         EXPECT_EQ(0, probe->uninitialized);

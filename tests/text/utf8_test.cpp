@@ -97,6 +97,18 @@ std::string with_replacements(std::string text) {
     return text;
 }
 
+// Of long texts blocks are counted, between whose characters it lies.
+TEST_F(Utf8, FindsCharactersInLongTexts) {
+    std::string text;
+    std::vector<int64_t> places;
+    for (int i = 0; i < 1500; i++) {
+        places.push_back(static_cast<int64_t>(text.size()));
+        text += i == 700 ? "\xff" : i % 3 == 0 ? "\xea\xb0\x80" : i % 3 == 1 ? "a" : "\xf0\x9f\x98\x80";
+    }
+    for (size_t i = 0; i < places.size(); i++)
+        ASSERT_EQ(places[i], ombrel_utf8_find_character(text.data(), text.size(), static_cast<int64_t>(i)));
+}
+
 TEST_F(Utf8, CountsStepsAndRepairsWhateverTheTextIs) {
     for (const auto& [text, characters, repaired] : cut_texts()) {
         SCOPED_TRACE(testing::PrintToString(text));
