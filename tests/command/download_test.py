@@ -387,6 +387,31 @@ class DownloadTest(unittest.TestCase):
         for name in (fifo, "/dev/zero"):
             self.assertEqual((1, f"download: {name}: it is no regular file\n"), self.run_tool(name, self.target))
 
+    def on_terminal(self, *words):
+        """What a terminal gets to see."""
+        master, terminal = os.openpty()
+        process = subprocess.Popen([TOOL, "download", *words], stdout=terminal, stderr=subprocess.PIPE)
+        os.close(terminal)
+        shown = b""
+        try:
+            while piece := os.read(master, 65536):
+                shown += piece
+        except OSError:
+            pass  # the other side is closed
+        process.communicate()
+        os.close(master)
+        return process.returncode, shown.decode()
+
+    @unittest.skipIf("OMBREL_TEST_WINDOWS" in os.environ, "terminals of POSIX")
+    def test_a_terminal_sees_how_far_it_is(self):
+        status, shown = self.on_terminal("-r", "1", self.server.url + "/once", self.target)
+        self.assertEqual(0, status)
+        self.assertRegex(shown, rf"^\r(?s:.*)\rtrying again in \d+ ms\x1b\[K(?s:.*) {len(DATA)} bytes(?s:.*)\n$")
+        os.remove(self.target)
+        status, shown = self.on_terminal(self.server.url + "/chunked", self.target)
+        self.assertRegex(shown, rf"\r\S+ +{len(DATA)} bytes\x1b\[K\r\n$")
+        self.assertEqual((0, ""), self.on_terminal("-q", self.server.url + "/good", self.target))
+
     def test_usage(self):
         for words in ([], ["x"], ["x", "y", "z"], ["-d", "sha256:12", "x", "y"], ["-d", "crc32:00000000", "x", "y"], ["-r", "-1", "x", "y"],
                       ["pipe:ls", "y"], ["-m", "stdin:", "x", "y"], ["-d", DIGEST, "-D", "x", "x", "y"]):

@@ -115,6 +115,11 @@ class HttpdTest(unittest.TestCase):
             self.assertEqual((1, "httpd: ann: "), (lambda code, _, errors: (code, errors[:12]))(*outcome("-u", "ann", "-P", path, self.root)))
         self.start()
         self.assertEqual(2, outcome()[0])
+        secrets = os.path.join(self.folder, "passwords")
+        with open(secrets, "w", newline="") as file:
+            file.write("# users\nann\n")
+        self.assertEqual((1, b"", f"httpd: {secrets}: line 2 is no NAME:SECRET, or its name stands twice"),
+                         outcome("-P", secrets, self.root))
         self.assertEqual((2, b"", "httpd: a user needs a password file"), outcome("-u", "ann", self.root))
         for arguments in (["/none"], ["-a", "nobody", self.root], ["-p", str(self.port), self.root],
                           ["-P", "/none", self.root], ["-u", "eve", "-P", "/dev/null", self.root]):

@@ -108,6 +108,32 @@ class IpTest(unittest.TestCase):
         lines = output(TOOL, "ip", "address").splitlines()
         self.assertEqual(len(ours("address", "-j")), sum(not line.startswith(" ") for line in lines))
 
+    def test_what_people_read(self):
+        """All that stands beside a name; the loop-back interface has sent as many as it has received."""
+        lines = {line for words in (["address", "-s"], ["route"], ["neighbour"])
+                 for line in output(TOOL, "ip", *words).splitlines()}
+        for line in ("    192.0.2.1/24 global broadcast 192.0.2.255", "    10.5.0.1/24 global peer 10.5.0.2",
+                     "    fec0::1/64 site nodad", "    ::1/128 host",
+                     "default via 192.0.2.253 dev v1 metric 5 by static",
+                     "10.0.0.0/8 via 2001:db8::7 dev v1 by boot",
+                     "10.4.0.0/16 via 198.51.100.1 dev v1 from 192.0.2.8 by dhcp onlink",
+                     "blackhole 10.6.0.0/16 by boot", "unreachable 10.8.0.0/16 metric 7 by boot",
+                     "203.0.113.0/24 by boot hop via 192.0.2.2 dev v1 weight 2 hop via 192.0.2.3 dev v1 weight 1",
+                     "192.0.2.9 dev v1 00:11:22:33:44:55 permanent", "192.0.2.10 dev v1 00:11:22:33:44:56 stale",
+                     "fe80::1 dev v1 00:11:22:33:44:57 reachable router"):
+            self.assertIn(line, lines)
+        self.assertRegex("\n".join(sorted(lines)), r"2001:db8::2/64 global valid \d+ s deprecated")
+        numbers = theirs("-s", "address", "show", "dev", "lo")[0]["stats64"]
+        self.assertIn("    received {bytes} bytes in {packets} packets ({errors} errors, {dropped} dropped), "
+                      .format(**numbers["rx"]) + "sent {bytes} bytes in {packets} packets ({errors} errors, {dropped} dropped)"
+                      .format(**numbers["tx"]), lines)
+        process = self.start("-n", "1")
+        while process.poll() is None:
+            change("neighbour change 192.0.2.10 lladdr 00:11:22:33:44:56 dev v1 nud permanent\n"
+                   "neighbour change 192.0.2.10 lladdr 00:11:22:33:44:56 dev v1 nud stale\n")
+        self.assertRegex(process.stdout.read().decode(),
+                         r"^neighbour changed 192.0.2.10 dev v1 00:11:22:33:44:56 (stale|permanent)\n$")
+
     def test_where_packets_would_go(self):
         for to in ("203.0.113.5", "10.1.1.1", "10.4.1.1", "8.8.8.8", "127.0.0.1", "192.0.2.1", "2001:db8::77"):
             # Of several ways the kernel may choose another one each time.

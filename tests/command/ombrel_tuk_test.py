@@ -8,6 +8,7 @@ import random
 import select
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -66,6 +67,20 @@ class MulticallTest(unittest.TestCase):
         self.assertEqual((0, ""), (status, errors))
         self.assertEqual(("EMT02B6Q", "500107862016", "solid state", "enabled", "disabled", "good"), tuple(
             lines[name] for name in ("firmware", "capacity", "rotation rate", "TRIM", "security", "integrity")))
+        # Other forms; without the integrity word there is no sum to be right.
+        with open(block, "rb") as file:
+            words = list(struct.unpack("<256H", file.read()))
+        words[255] = 0
+        for word, value, line in ((217, 7200, "rotation rate: 7200 rpm"), (217, 1, "rotation rate: solid state"),
+                                  (168, 5, "form factor: less than 1.8 inch"), (168, 2, "form factor: 3.5 inch"),
+                                  (80, 0x1fc, "standard: ATA8-ACS"), (80, 0xfc, "standard: ATA-7"), (80, 0x3fc, "standard: ACS-2"),
+                                  # A word that another one does not vouch for tells nothing.
+                                  (83, 0, "LBA48: no"), (87, 0, "LBA48: disabled"), (119, 0, "write uncorrectable: no"),
+                                  (120, 0, "write uncorrectable: disabled"), (53, 0, "PIO modes: 0")):
+            other = struct.pack("<256H", *[*words[:word], value, *words[word + 1:]])
+            self.assertIn(line.encode(), run(TOOL, "ata", "-", data=other)[1].splitlines())
+        silent = run(TOOL, "ata", "-", data=struct.pack("<256H", *words[:217], 0, *words[218:]))[1]
+        self.assertNotIn(b"rotation rate", silent)
         for name, data, why in (("-", bytes(512), "no identify block"), ("long", b"", "not 512 bytes"), ("-", b"", "not 512 bytes"), ("none", b"", "No such file or directory")):
             self.assertEqual((1, b"", f"ata: {name}: {why}\n"), run(TOOL, "ata", name, data=data))
 
@@ -101,6 +116,9 @@ class MulticallTest(unittest.TestCase):
         for options in [], ["-b"], ["-m"], ["-gt"], ["-h", "--total"]:
             ours, theirs = (run(*program, *options)[1].decode().splitlines() for program in ([TOOL, "free"], ["free"]))
             self.assertEqual(theirs[0], ours[0])
+            group = run(TOOL, "free", "--container", *options)[1].decode().splitlines()
+            self.assertEqual(len(ours) + 1, len(group))
+            self.assertRegex(group[-1], r"^Group: +\S+ +\S+ +\S+$")
             self.assertEqual([line.split()[:2] for line in theirs[1:]], [line.split()[:2] for line in ours[1:]])
             self.assertEqual([len(line) for line in theirs], [len(line) for line in ours])
 
@@ -125,6 +143,8 @@ class MulticallTest(unittest.TestCase):
                 self.assertEqual(theirs, ours, (zone, text))
             self.assertEqual(run("date", "-d", "@-5", env=at), run(TOOL, "date", "-d@-5", env=at))
         self.assertEqual((1, b"", "date: 2023-02-29: invalid date\n"), run(TOOL, "date", "+%F", "-d", "2023-02-29", "-u"))
+        for late in ("99999999999999999", "9223372036854775807"):
+            self.assertEqual((1, b"", f"date: @{late}: date out of range\n"), run(TOOL, "date", "+%F", "-d", "@" + late))
         self.assertEqual((0, b"1994-11-06\x1b[1m\n", ""), run(TOOL, "date", "+%F\x1b[1m", "-ud", "Sun Nov  6 08:49:37 1994"))
         self.assertLess(abs(int(run("date", "+%s")[1]) - int(run(TOOL, "date", "+%s")[1])), 30)
 
@@ -253,6 +273,11 @@ class MulticallTest(unittest.TestCase):
                           ["-r", "r", "r/a/b/x"], ["-r", "r/a", "r/a"], ["-r", "r", "one"], ["r/lost", "x"]):
             status, output, errors = run(TOOL, "cp", *arguments)
             self.assertEqual((1, b"", 1, "cp: "), (status, output, len(errors.splitlines()), errors[:4]), arguments)
+        os.makedirs("ours/taken/r/a/y.c")
+        for arguments, why in ((["-r", "r", "r/a"], "r/a/r: a copy cannot be at its original or below it"),
+                               (["one", "one"], "one: it is the copy's own file"),
+                               (["-r", "r", "ours/taken"], "r/a/y.c: Is a directory")):
+            self.assertEqual(f"cp: {why}\n", run(TOOL, "cp", *arguments)[2], arguments)
         self.assertEqual(["one", "r"], sorted(name for name in os.listdir(".") if name in ("one", "r", "x")))
         self.assertEqual(2, run(TOOL, "cp", "one")[0])
 
@@ -327,12 +352,20 @@ class MulticallTest(unittest.TestCase):
             (3, b"out\n" * 3, "-r2", "-f", "0.01", "--", "sh", "-c", "echo out; exit 3"),
             (0, b"", "-r1", "-f1ms", "-a", "failure", "true"), (1, b"", "-r1", "-f1ms", "true"),
             (137, b"", "-r0", "--", "sh", "-c", "kill -9 $$"), (127, b"", "no_such_program"), (126, b"", "./one"),
+            (3, b"", "-p", "pid", "--stop"), (3, b"", "-p", "no_folder/pid", "--stop"), (2, b"", "-p", "pid", "--stop", "true"),
             (2, b""), (2, b"", "--stop"), (2, b"", "-f", "0", "true"), (3, b"", "-p", "pid", "--status"),
             (127, b"", "-b", "-p", "pid", "no_such_program"), (1, b"", "-p", "no_folder/pid", "true"),
             (1, b"", "-o", "no_folder/log", "true"), (1, b"", "-d", "no_folder", "true"),
         ):
             self.assertEqual((status, output), run(TOOL, "launch", "-q", *arguments)[:2], arguments)
         self.assertIn("with exit code 4\n", run(TOOL, "launch", "-r0", "--", "sh", "-c", "exit 4")[2])
+        self.assertEqual("launch: pid: nobody owns it\n", run(TOOL, "launch", "-p", "pid", "--stop")[2])
+        with open("gone", "w") as script:
+            script.write("#!/bin/sh\nrm gone\nexit 1\n")
+        os.chmod("gone", 0o755)
+        self.assertIn("\nlaunch: start failed: not_found\n", run(TOOL, "launch", "-r1", "-f1ms", "./gone")[2])
+        lost = run(TOOL, "launch", "-r0", "-o", "/dev/full", "--", "sh", "-c", "echo x; exit 5")
+        self.assertEqual((5, True), (lost[0], "\nlaunch: output is lost: no_space\n" in lost[2]))
         for ended_by in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             with subprocess.Popen([TOOL, "launch", "-q", "-g", "0.1", "--", "sh", "-c",
                                    "trap '' TERM; echo up; while :; do sleep 600; done"], stdout=subprocess.PIPE) as launch:
