@@ -128,7 +128,9 @@ protected:
     }
     /// One answer or several, whole.
     std::string answer(int s, size_t count = 1) {
-        return hear(s, [count](const std::string& heard) { return codes_of(heard).size() + 1 >= 4 * count; });
+        return hear(s, [count](const std::string& heard) {
+            return heard.ends_with("\r\n") && codes_of(heard).size() + 1 >= 4 * count;
+        });
     }
     std::string ask(int s, const std::string& line) {
         say(s, line + "\r\n");
