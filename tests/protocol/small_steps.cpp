@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr unsigned turns = 5; ///< one of so many finds nothing
-std::atomic<unsigned> turn;
+constexpr unsigned step_turns = 5; ///< one of so many finds nothing
+std::atomic<unsigned> steps_made;
 
 /// Datagrams come and go whole.
 bool goes_in_steps(int s) {
@@ -24,14 +24,14 @@ bool goes_in_steps(int s) {
     return is_meant && getsockopt(s, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM;
 }
 
-bool would_block(int flags) {
-    if ((flags & MSG_DONTWAIT) == 0 || turn++ % turns != 0)
+bool finds_nothing(int flags) {
+    if ((flags & MSG_DONTWAIT) == 0 || steps_made++ % step_turns != 0)
         return false;
     errno = EAGAIN;
     return true;
 }
 
-size_t part(size_t size) {
+size_t small_part(size_t size) {
     return (size + 1) / 2;
 }
 
@@ -40,7 +40,7 @@ ssize_t send_part_of_file(const char* name, int to, int from, Offset* offset, si
     const auto host = reinterpret_cast<ssize_t (*)(int, int, Offset*, size_t)>(dlsym(RTLD_NEXT, name));
     if (!goes_in_steps(to))
         return host(to, from, offset, size);
-    return would_block(MSG_DONTWAIT) ? -1 : host(to, from, offset, part(size));
+    return finds_nothing(MSG_DONTWAIT) ? -1 : host(to, from, offset, small_part(size));
 }
 
 } // namespace
@@ -51,16 +51,16 @@ extern "C" ssize_t sendto(int s, const void* data, size_t size, int flags, const
     static const auto host = reinterpret_cast<decltype(&sendto)>(dlsym(RTLD_NEXT, "sendto"));
     if (!goes_in_steps(s))
         return host(s, data, size, flags, to, room);
-    return would_block(flags) ? -1 : host(s, data, part(size), flags, to, room);
+    return finds_nothing(flags) ? -1 : host(s, data, small_part(size), flags, to, room);
 }
 
 extern "C" ssize_t recvfrom(int s, void* buffer, size_t size, int flags, sockaddr* from, socklen_t* room) {
     static const auto host = reinterpret_cast<decltype(&recvfrom)>(dlsym(RTLD_NEXT, "recvfrom"));
     if (!goes_in_steps(s))
         return host(s, buffer, size, flags, from, room);
-    return would_block(flags)
+    return finds_nothing(flags)
                ? -1
-               : host(s, buffer, std::min<size_t>(size, 1 + turn * 7 % 5000), flags, from, room);
+               : host(s, buffer, std::min<size_t>(size, 1 + steps_made * 7 % 5000), flags, from, room);
 }
 
 extern "C" ssize_t sendfile(int to, int from, off_t* offset, size_t size) {

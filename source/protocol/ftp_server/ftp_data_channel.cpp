@@ -76,7 +76,7 @@ void ftp_data_channel::close() {
     char unread[4096];
     if (is_connected_)
         ombrel_recv_now(socket_, unread, sizeof unread);
-    ombrel_close_socket(std::exchange(listener_, def_ombrel_invalid_socket));
+    stop_listening();
     ombrel_close_socket(std::exchange(socket_, def_ombrel_invalid_socket));
     is_connected_ = is_connecting_ = false;
     kind_ = kind::none;
@@ -109,7 +109,7 @@ ftp_data_channel::step ftp_data_channel::accept() {
     return step::waits;
 }
 
-/// False, with the fault left, when nobody came. Whoever may stay has the socket, and nobody else comes in.
+/// False, with the fault left, when nobody came. Whoever may stay has the socket.
 bool ftp_data_channel::accept_one() {
     endpoint peer;
     int size = endpoint::room();
@@ -120,8 +120,11 @@ bool ftp_data_channel::accept_one() {
         return true;
     ombrel_set_non_block_socket(came.get(), 1);
     socket_ = came.release();
-    ombrel_close_socket(std::exchange(listener_, def_ombrel_invalid_socket));
     return true;
+}
+
+void ftp_data_channel::stop_listening() {
+    ombrel_close_socket(std::exchange(listener_, def_ombrel_invalid_socket));
 }
 
 ftp_data_channel::step ftp_data_channel::connect() {

@@ -39,6 +39,8 @@ public:
     enum class step { waits, connected, failed };
     /// Begins or goes on to connect.
     step advance();
+    /// Once it is connected and its descriptor is watched no longer: lets nobody else in.
+    void stop_listening();
 
 private:
     enum class kind : uint8_t { none, passive, active };

@@ -72,6 +72,8 @@ void ftp_server_session::advance_data() {
     case ftp_data_channel::step::waits:
         return;
     case ftp_data_channel::step::connected:
+        data_watch_.close(); // before the descriptor's number goes to somebody else
+        data_.stop_listening();
         if (transfer_ != nullptr)
             begin_moving();
         return;
