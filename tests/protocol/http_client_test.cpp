@@ -533,6 +533,26 @@ TEST_F(HttpClient, LooksUpNamesBesideTheLoop) {
     names_to_fail = 0;
 }
 
+#if !defined(_WIN32)
+/// At the first of two addresses nobody listens, then somebody who takes no more connections.
+TEST_F(HttpClient, TriesTheNextAddress) {
+    scripted_http_server server({ASK HELLO});
+    const std::string port = server.uri("").substr(sizeof "http://127.0.0.1:" - 1);
+    options_.m_connect_ms = 400;
+    names_of_two = true;
+    EXPECT_EQ("200 hello", ask("http://refused.test:" + port));
+    const owned_socket full(ombrel_open_socket(AF_INET, SOCK_STREAM, 0));
+    socket_address there(AF_INET, "127.0.0.2", std::stoi(port));
+    ASSERT_EQ(0, ombrel_bind(full, there.get(), there.size));
+    ASSERT_EQ(0, ombrel_listen(full, 0));
+    const owned_socket first(ombrel_open_connect_socket("127.0.0.2", std::stoi(port), patience_ms));
+    const owned_socket queued(ombrel_open_connect_socket("127.0.0.2", std::stoi(port), 10));
+    EXPECT_EQ("200 hello", ask("http://full.test:" + port));
+    EXPECT_EQ("refused", ask("http://refused.test:1"));
+    names_of_two = false;
+}
+#endif
+
 TEST_F(HttpClient, RefusesNonsense) {
     const ombrel_http_client_field_t split[] = {{"X", "a\r\nY: b"}}, framing[] = {{"content-length", "1"}},
                                      name[] = {{"X Y", ""}}, none[] = {{nullptr, nullptr}};

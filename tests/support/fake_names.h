@@ -23,6 +23,9 @@ inline std::atomic<int> names_asked{0};
 inline std::atomic<int> names_to_fail{0};
 inline std::atomic<bool> names_held{false};
 inline std::atomic<bool> names_in_steps{false}; ///< each look-up that goes on holds the next
+#if !defined(_WIN32)
+inline std::atomic<bool> names_of_two{false}; ///< answered with 127.0.0.2 before 127.0.0.1
+#endif
 
 template<typename Condition>
 bool wait_until(Condition condition) {
@@ -96,7 +99,15 @@ extern "C" __attribute__((weak)) int getaddrinfo(const char* host, const char* s
     static const auto real = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
     if (!ombrel_test::is_faked(host))
         return real(host, service, hints, answers);
-    return ombrel_test::is_to_fail() ? EAI_NONAME : real("127.0.0.1", service, hints, answers);
+    if (ombrel_test::is_to_fail())
+        return EAI_NONAME;
+    addrinfo each_kind = *hints;
+    if (ombrel_test::names_of_two)
+        each_kind.ai_socktype = each_kind.ai_protocol = 0; // there is an answer for each
+    const int result = real("127.0.0.1", service, &each_kind, answers);
+    if (result == 0 && ombrel_test::names_of_two)
+        reinterpret_cast<sockaddr_in*>((*answers)->ai_addr)->sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
+    return result;
 }
 
 #endif
