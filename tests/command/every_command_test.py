@@ -76,6 +76,9 @@ class EveryCommand(unittest.TestCase):
             self.assertEqual([], [option for option in known if "fB" + option not in text.replace("--[no-]", "--")], page)
             self.assertIn("\n.SH EXIT STATUS\n", text)
         self.assertEqual((127, "", "manual: nothing: no such command\n"), run(TOOL, "manual", "nothing"))
+        with open("ombrel_tuk-cp.1") as page:
+            self.assertEqual((0, page.read(), ""), run(TOOL, "manual", "cp"))
+        self.assertEqual(2, run(TOOL, "manual", "-d", ".", "cp")[0])
         self.assertEqual(1, run(TOOL, "manual", "-d", "missing")[0])
         for formatter in (["mandoc", "-T", "lint"], ["groff", "-man", "-ww", "-z"]):
             if shutil.which(formatter[0]):

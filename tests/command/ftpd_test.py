@@ -93,6 +93,11 @@ class FtpdTest(unittest.TestCase):
                        for _ in range(65)]
         self.assertEqual([b"220"] * 64 + [b"421"], answers)
 
+    def test_opens_the_ports_that_it_may(self):
+        self.start("-P", "21501-21503")
+        ftp = self.client()
+        self.assertLessEqual({ftp.makepasv()[1] for _ in range(9)}, {21501, 21502, 21503})
+
     def test_tells_what_happens_and_ends_on_signals(self):
         for number in ENDS:
             process = self.start()
@@ -126,10 +131,14 @@ class FtpdTest(unittest.TestCase):
         path = self.accounts("bob:x:/:r\n")
         for arguments, status, words in (([], 2, "-A ACCOUNTS is missing"), (["-A", path], 1, "accounts: line 4: the secret"),
                                          (["-A", path + "x"], 1, "accountsx"), (["-P", "9", "-A", path], 2, "9"),
+                                         (["-P", "9-8", "-A", path], 2, "9-8"), (["-P", "0-8", "-A", path], 2, "0-8"),
+                                         (["-P", "8-65536", "-A", path], 2, "8-65536"),
                                          (["-A", path, "more"], 2, "more")):
             result = subprocess.run([TOOL, "ftpd", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60)
             self.assertEqual((status, ""), (result.returncode, result.stdout), arguments)
             self.assertIn(words, result.stderr)
+        elsewhere = subprocess.run([TOOL, "ftpd", "-a", "192.0.2.1", "-A", self.accounts()], stderr=subprocess.PIPE, text=True, timeout=60)
+        self.assertEqual((1, "ftpd: 192.0.2.1: "), (elsewhere.returncode, elsewhere.stderr[:17]))
 
     def test_python_client(self):
         for host in ("127.0.0.1",) + (("::1",) if has_ipv6() else ()):

@@ -8,6 +8,7 @@ import random
 import select
 import shutil
 import signal
+import stat
 import struct
 import subprocess
 import sys
@@ -273,6 +274,10 @@ class MulticallTest(unittest.TestCase):
                           ["-r", "r", "r/a/b/x"], ["-r", "r/a", "r/a"], ["-r", "r", "one"], ["r/lost", "x"]):
             status, output, errors = run(TOOL, "cp", *arguments)
             self.assertEqual((1, b"", 1, "cp: "), (status, output, len(errors.splitlines()), errors[:4]), arguments)
+        os.mkfifo("pipe")
+        self.assertEqual([(0, b"", "")] * 2, [run(TOOL, "cp", "/dev/null", "nothing"), run(TOOL, "cp", "-r", "pipe", "piped")])
+        self.assertEqual((0, True), (os.path.getsize("nothing"), stat.S_ISFIFO(os.lstat("piped").st_mode)))
+        self.assertRegex(run(TOOL, "cp", "x" * 300, "y")[2], "^cp: x{300}: File ?name too long\n$")
         os.makedirs("ours/taken/r/a/y.c")
         for arguments, why in ((["-r", "r", "r/a"], "r/a/r: a copy cannot be at its original or below it"),
                                (["one", "one"], "one: it is the copy's own file"),

@@ -172,6 +172,7 @@ class XmlTest(unittest.TestCase):
         bad = self.file("bad.xml", "<a>\n <b></c></a>")
         unbound = self.file("unbound.xml", "<a>\n<p:b/></a>")
         scoped = self.file("scoped.xml", "<a xmlns='u' xmlns:p='v'><b/><p:b k='1'/></a>")
+        told = self.file("told.xml", "<?before doc?><!DOCTYPE a [<!ELEMENT a ANY><?inside it?>]><a/><?behind?>")
         rows = [
             (("check", good), 0, "", ""),
             (("check", good, bad, unbound), 1, "", re.escape(bad) + r":2:5: .+\n"),
@@ -188,6 +189,8 @@ class XmlTest(unittest.TestCase):
             (("get", "//c[", good), 2, "", r"xml get: //c\[: offset 4: .+\n(.+\n)*"),
             (("get", "a/b", bad), 1, "", re.escape(bad) + r":2:5: .+\n"),
             (("get", "-n", "q=v", "-n", "=u", "/a/q:b/@k", scoped), 0, "1\n", ""),
+            (("canonical", told), 0, "<?before doc?><?inside it?><a></a><?behind ?>", ""),
+            (("get", "-n", "q", "/a", scoped), 2, "", r"xml get: a namespace is PREFIX=URI\n(.+\n)*"),
             (("get", "-n", "q=v", "r:b", scoped), 2, "", r"(.+\n)+"),
             (("get",), 2, "", r"(.+\n)+"),
             (("nonsense",), 2, "", r"(.+\n)+"),
