@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "platform/file_copy.h"
 #include "system/file/file_internal.h"
+#include "text/slice.h"
 
 namespace ombrel::system {
 
@@ -49,6 +51,7 @@ public:
 private:
     static constexpr int64_t piece = int64_t{64} << 20;
     static constexpr size_t block_size = size_t{256} << 10;
+    static constexpr size_t hole_size = 4096; ///< what file systems leave out as a rule
 
     bool skip_to(int64_t place) {
         constexpr auto start = platform::file_origin::start;
@@ -98,11 +101,33 @@ private:
     }
 
     bool put_block(size_t size) {
-        const char* const bytes = block_.get();
-        const auto is_zero = [=] { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; };
-        if (leaves_zeros_out_ && is_zero())
-            return platform::move_file(to_, static_cast<int64_t>(size), platform::file_origin::current) >= 0;
-        return ombrel_file_write_all(to_, bytes, size) == 0;
+        const std::string_view block(block_.get(), size);
+        if (!leaves_zeros_out_)
+            return put_bytes(block);
+        for (size_t at = 0; at < size;) {
+            const bool are_zeros = is_zero(slice(block, at, hole_size));
+            const std::string_view run = slice(block, at, run_size(slice(block, at), are_zeros));
+            if (!(are_zeros ? leave_out(run.size()) : put_bytes(run)))
+                return false;
+            at += run.size();
+        }
+        return true;
+    }
+    /// How many bytes from the first on are zeros, or are none, as whole holes would be.
+    static size_t run_size(std::string_view bytes, bool are_zeros) {
+        size_t end = 0;
+        while (end < bytes.size() && is_zero(slice(bytes, end, hole_size)) == are_zeros)
+            end = std::min(end + hole_size, bytes.size());
+        return end;
+    }
+    static bool is_zero(std::string_view bytes) {
+        return bytes[0] == 0 && memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0;
+    }
+    bool leave_out(size_t size) {
+        return platform::move_file(to_, static_cast<int64_t>(size), platform::file_origin::current) >= 0;
+    }
+    bool put_bytes(std::string_view bytes) {
+        return ombrel_file_write_all(to_, bytes.data(), bytes.size()) == 0;
     }
 
     int from_, to_;
