@@ -242,18 +242,26 @@ TEST_F(Nmea, FieldsOfAnySentenceAreReadAndWritten) {
     EXPECT_STREQ("", text);
     for (const char* const bad : {"a,b", "a*", "$", "!", "\\", "~", "\r", "\x80"})
         EXPECT_EQ(-1, ombrel_format_nmea_fields(text, sizeof text, '$', "GPTXT", &bad, 1)) << bad;
-    for (const char* const bad : {"GPTX", "gptxt", "PAB", "", "GPTXTS"})
+    for (const char* const bad : {"GPTX", "gptxt", "PAB", "", "GPTXTS", "PABCDEFGHIJKLMNOP"})
         EXPECT_EQ(-1, ombrel_format_nmea_fields(text, sizeof text, '$', bad, nullptr, 0)) << bad;
+    for (const char* const good : {"PABC", "PABCDEFGHIJKLMNO"})
+        EXPECT_EQ(static_cast<int>(strlen(good)) + 6,
+                  ombrel_format_nmea_fields(text, sizeof text, '$', good, nullptr, 0))
+            << good;
 }
 
 TEST_F(Nmea, ValuesThatATypeDoesNotHaveAreNotWritten) {
     char text[def_ombrel_nmea_length_max + 1];
     ombrel_nmea_sentence_t sentence;
-    EXPECT_EQ(-1, ombrel_init_nmea_sentence(&sentence, def_ombrel_nmea_gga, "PX"));
+    for (const char* const talker : {"PX", "", "G", "GPS", "gp", "G*"})
+        EXPECT_EQ(-1, ombrel_init_nmea_sentence(&sentence, def_ombrel_nmea_gga, talker)) << talker;
     EXPECT_EQ(-1, ombrel_init_nmea_sentence(&sentence, def_ombrel_nmea_other, "GP"));
     void (*const spoil[])(ombrel_nmea_rmc_t&) = {
         [](ombrel_nmea_rmc_t& rmc) { rmc.m_status = 'x'; },
         [](ombrel_nmea_rmc_t& rmc) { rmc.m_latitude = 90 * 60 * scale + 1; },
+        [](ombrel_nmea_rmc_t& rmc) { rmc.m_latitude = -90 * 60 * scale - 1; },
+        [](ombrel_nmea_rmc_t& rmc) { rmc.m_longitude = 180 * 60 * scale + 1; },
+        [](ombrel_nmea_rmc_t& rmc) { rmc.m_longitude = -180 * 60 * scale - 1; },
         [](ombrel_nmea_rmc_t& rmc) { rmc.m_time.m_hour = 24; },
         [](ombrel_nmea_rmc_t& rmc) { rmc.m_time.m_month = 13; },
         [](ombrel_nmea_rmc_t& rmc) {
@@ -267,9 +275,16 @@ TEST_F(Nmea, ValuesThatATypeDoesNotHaveAreNotWritten) {
         change(sentence.m_value.m_rmc);
         EXPECT_EQ(-1, ombrel_format_nmea_sentence(text, sizeof text, &sentence));
     }
+    ASSERT_EQ(0, ombrel_init_nmea_sentence(&sentence, def_ombrel_nmea_rmc, "GN"));
+    sentence.m_value.m_rmc.m_latitude = -90 * 60 * scale;
+    sentence.m_value.m_rmc.m_longitude = 180 * 60 * scale;
+    EXPECT_LT(0, ombrel_format_nmea_sentence(text, sizeof text, &sentence));
+    EXPECT_EQ("$GNRMC,,,9000.0000,S,18000.0000,E,", std::string(text, 34)) << "the ends are within";
     ASSERT_EQ(0, ombrel_init_nmea_sentence(&sentence, def_ombrel_nmea_gsv, "GN"));
-    sentence.m_value.m_gsv.m_satellite_count = 5;
-    EXPECT_EQ(-1, ombrel_format_nmea_sentence(text, sizeof text, &sentence));
+    for (const int count : {-1, 5}) {
+        sentence.m_value.m_gsv.m_satellite_count = count;
+        EXPECT_EQ(-1, ombrel_format_nmea_sentence(text, sizeof text, &sentence)) << count;
+    }
     sentence.m_value.m_gsv.m_satellite_count = 0;
     sentence.m_value.m_gsv.m_signal = 16;
     EXPECT_EQ(-1, ombrel_format_nmea_sentence(text, sizeof text, &sentence));
