@@ -189,6 +189,54 @@ TEST(XmlWriter, HandsOnToFunctionsAndKeepsTheFirstFailure) {
     ombrel_close_xml_writer(writer);
 }
 
+/// Each of the calls would be in order at the start, in an open tag, behind a text or at the end.
+TEST(XmlWriter, NothingGoesOnAfterAFailure) {
+    using writer_t = ombrel_xml_writer_t;
+    int (*const calls[])(writer_t*) = {
+        [](writer_t* w) { return ombrel_xml_writer_declaration(w, -1); },
+        [](writer_t* w) { return ombrel_xml_writer_doctype(w, "a"); },
+        [](writer_t* w) { return ombrel_xml_writer_begin(w, "a"); },
+        [](writer_t* w) { return ombrel_xml_writer_begin_in(w, "u", "a"); },
+        ombrel_xml_writer_keep_space,
+        [](writer_t* w) { return ombrel_xml_writer_attribute(w, "n", "v"); },
+        [](writer_t* w) { return ombrel_xml_writer_attribute_in(w, "u", "n", "v"); },
+        [](writer_t* w) { return ombrel_xml_writer_namespace(w, "p", "u"); },
+        [](writer_t* w) { return ombrel_xml_writer_text(w, "t"); },
+        [](writer_t* w) { return ombrel_xml_writer_text(w, ""); },
+        [](writer_t* w) { return ombrel_xml_writer_printf(w, "%d", 1); },
+        [](writer_t* w) { return ombrel_xml_writer_cdata(w, "t"); },
+        [](writer_t* w) { return ombrel_xml_writer_comment(w, "c"); },
+        [](writer_t* w) { return ombrel_xml_writer_instruction(w, "i", "d"); },
+        [](writer_t* w) { return ombrel_xml_writer_element(w, "e", "t"); },
+        ombrel_xml_writer_end,
+        ombrel_xml_writer_flush,
+        ombrel_xml_writer_finish,
+    };
+    int (*const document[])(writer_t*) = {
+        [](writer_t* w) { return ombrel_xml_writer_begin(w, "a"); },
+        [](writer_t* w) { return ombrel_xml_writer_text(w, "t"); },
+        ombrel_xml_writer_end,
+    };
+    for (const size_t steps : {0u, 1u, 2u, 3u}) {
+        ombrel_buffer_t* const buffer = ombrel_open_buffer();
+        writer_t* const writer = ombrel_open_xml_writer(buffer, nullptr);
+        for (size_t i = 0; i < steps; i++)
+            EXPECT_EQ(0, document[i](writer));
+        EXPECT_EQ(-1, ombrel_xml_writer_comment(writer, "\x01"));
+        const int fault = ombrel_last_fault();
+        const size_t size = ombrel_get_buffer_size(buffer);
+        for (const auto call : calls) {
+            const std::string where = std::to_string(steps) + " " + std::to_string(&call - calls);
+            EXPECT_EQ(-1, call(writer)) << where;
+            EXPECT_EQ(fault, ombrel_last_fault()) << where;
+            EXPECT_EQ(def_ombrel_xml_writer_fault_character, ombrel_xml_writer_get_reason(writer)) << where;
+        }
+        EXPECT_EQ(size, ombrel_get_buffer_size(buffer));
+        ombrel_close_xml_writer(writer);
+        ombrel_close_buffer(buffer);
+    }
+}
+
 TEST(XmlWriter, RefusesNonsense) {
     ombrel_buffer_t* const buffer = ombrel_open_buffer();
     options_t options;
