@@ -9,10 +9,6 @@ namespace ombrel {
 
 namespace {
 
-bool stands_at_digit(const char* at) {
-    return is_digit(*at);
-}
-
 /// A number within a name, without the zeros that it begins with.
 struct name_number {
     const char* digits;
@@ -20,10 +16,10 @@ struct name_number {
 };
 
 name_number take_number(const char*& name) {
-    while (*name == '0' && stands_at_digit(name + 1))
+    while (*name == '0' && is_digit(name[1]))
         name++;
     const char* const start = name;
-    while (stands_at_digit(name))
+    while (is_digit(*name))
         name++;
     return {start, static_cast<size_t>(name - start)};
 }
@@ -32,7 +28,7 @@ name_number take_number(const char*& name) {
 
 bool natural_less(const char* a, const char* b) {
     while (*a != '\0' && *b != '\0') {
-        if (stands_at_digit(a) && stands_at_digit(b)) {
+        if (is_digit(*a) && is_digit(*b)) {
             const name_number x = take_number(a), y = take_number(b);
             const int order = x.count == y.count ? memcmp(x.digits, y.digits, x.count) : 0;
             if (x.count != y.count || order != 0)

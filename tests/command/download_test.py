@@ -18,6 +18,10 @@ import threading
 import time
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+
+from terminal import shown_until_closed  # noqa: E402
+
 TOOL = ""
 DATA = random.Random(7).randbytes(300_000)
 OTHER = random.Random(8).randbytes(300_000)
@@ -389,17 +393,11 @@ class DownloadTest(unittest.TestCase):
 
     def on_terminal(self, *words):
         """What a terminal gets to see."""
-        master, terminal = os.openpty()
+        screen, terminal = os.openpty()
         process = subprocess.Popen([TOOL, "download", *words], stdout=terminal, stderr=subprocess.PIPE)
         os.close(terminal)
-        shown = b""
-        try:
-            while piece := os.read(master, 65536):
-                shown += piece
-        except OSError:
-            pass  # the other side is closed
+        shown = shown_until_closed(screen)
         process.communicate()
-        os.close(master)
         return process.returncode, shown.decode()
 
     @unittest.skipIf("OMBREL_TEST_WINDOWS" in os.environ, "terminals of POSIX")

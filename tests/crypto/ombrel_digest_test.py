@@ -10,6 +10,10 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+
+from terminal import shown_until_closed  # noqa: E402
+
 TOOL = ""
 COREUTILS = ("md5", "sha1", "sha256")
 
@@ -105,18 +109,12 @@ class DigestTest(unittest.TestCase):
     def test_long_file_shows_a_bar_on_a_terminal(self):
         with open("sparse", "wb") as file:
             file.truncate(400 << 20)
-        terminal, program_side = pty.openpty()
+        screen, program_side = pty.openpty()
         with subprocess.Popen([TOOL, "-a", "md5", "sparse"], stdout=program_side, stderr=program_side) as process:
             os.close(program_side)
-            shown = b""
-            try:
-                while part := os.read(terminal, 65536):
-                    shown += part
-            except OSError:
-                pass  # the other side is closed
+            shown = shown_until_closed(screen)
             _, status, usage = os.wait4(process.pid, 0)
             process.returncode = os.waitstatus_to_exitcode(status)
-        os.close(terminal)
         self.assertEqual((0, True), (process.returncode, b"MiB" in shown))
         self.assertEqual(run("md5sum", "sparse")[1].strip(), shown.rsplit(b"\r\033[K", 1)[1].strip())
         self.assertLess(usage.ru_maxrss, 100 << 10, "the file is not held in memory")

@@ -32,10 +32,18 @@ enum { cannot_filter = 77 };
 #define SEEK_ORIGIN args[2]
 #endif
 
-/* Kernels before them have no names for some; a number that is none refuses nothing. */
+/* Headers that are older than a call have no name for it, and nothing calls it; a number that is none refuses
+ * nothing. */
 #if !defined(SYS_close_range)
 #define SYS_close_range (-1)
 #endif
+#if !defined(SYS_pidfd_open)
+#define SYS_pidfd_open (-1)
+#endif
+#if !defined(SYS_pidfd_send_signal)
+#define SYS_pidfd_send_signal (-1)
+#endif
+/* Where files are long anyway, one call is both. */
 #if !defined(SYS_sendfile64)
 #define SYS_sendfile64 SYS_sendfile
 #endif
